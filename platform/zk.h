@@ -1,0 +1,225 @@
+// The directory, connection and file client: everything that a login needs from the network.
+//
+// Conventions:
+// 1. Text is NUL-terminated 8-bit text, UTF-8 on the wire. A name written into a caller's buffer is at most
+//    ZK_MAX_NAME bytes plus the NUL, an attribute name at most ZK_MAX_ATTR_NAME plus the NUL.
+// 2. A call returns ZK_OK (0) or one of the codes at the end; out parameters are written only for ZK_OK unless the
+//    call says otherwise.
+// 3. Object names are dotted, leaf first, typed ("CN=jdoe.OU=sales.O=acme"), typeless ("jdoe.sales.acme") or mixed. A
+//    leading "." makes a name complete from the root; otherwise it is relative to the context's name context. A parent
+//    written "[Root]" is the root. A backslash takes the special meaning from the character after it.
+// 4. Attribute names compare without regard to case and with "_" equal to " ".
+// 5. The client is for one thread at a time.
+#ifndef PLATFORM_ZK_H
+#define PLATFORM_ZK_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+#pragma GCC visibility push(default)
+
+#define ZK_MAX_NAME 512
+#define ZK_MAX_ATTR_NAME 32
+#define ZK_TREE_NAME_SIZE 33   // item 4: 32 bytes padded on the right with "_", and the NUL
+#define ZK_SERVER_NAME_SIZE 49 // item 7
+
+// ---- start and version ----
+
+// Make the client ready; both may be called any number of times. The arguments are reserved and null.
+uint32_t ZKCallsInit(void *reserved1, void *reserved2);
+uint32_t ZKCLXInit(void *reserved1, void *reserved2);
+uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, uint8_t *patch);
+// What was wrong at the last failure of the configuration, of the loading of a tree, or of a login, as a sentence for an
+// administrator ("acme.ldif:17: malformed DN"); empty when nothing has failed. Cut to `size` bytes, NUL included.
+uint32_t ZKGetLastErrorText(uint32_t size, char *text);
+
+// ---- directory contexts ----
+
+// Context keys, and the type behind the pointer.
+enum {
+    DCK_FLAGS = 1,           // uint32_t, DCV_ bits
+    DCK_NAME_CONTEXT = 3,    // text; empty means the root
+    DCK_LAST_CONNECTION = 8, // uint32_t
+    DCK_TREE_NAME = 11       // text, unpadded
+};
+
+// Flag bits. 0x40 is accepted and stored.
+enum {
+    DCV_DEREF_ALIASES = 0x01,
+    DCV_XLATE_STRINGS = 0x02,
+    DCV_TYPELESS_NAMES = 0x04, // names handed out carry no "type=" prefixes
+    DCV_CANONICALIZE_NAMES = 0x10
+};
+
+// A new context handle, to be freed with ZKDSFreeContext. A context that could not be made is ZKE_BAD_CONTEXT.
+uint32_t ZKDSCreateContextHandle(uint32_t *context);
+uint32_t ZKDSFreeContext(uint32_t context);
+uint32_t ZKDSSetContext(uint32_t context, int key, const void *value);
+uint32_t ZKDSGetContext(uint32_t context, int key, void *value);
+
+// ---- identity ----
+
+// The name of the object logged in to the context's tree; an empty text when nobody is.
+uint32_t ZKDSWhoAmI(uint32_t context, char *name);
+// 1 when the process is logged in to the context's tree, 0 when not: not a result code.
+uint32_t ZKDSCanDSAuthenticate(uint32_t context);
+// Logs in to the context's tree. `option` is 2. ZKE_OTHER_IDENTITY when another identity is logged in to the tree.
+uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, const char *password);
+uint32_t ZKDSLogout(uint32_t context);
+// Authenticates a file server's connection with the identity logged in to its tree.
+uint32_t ZKDSAuthenticateConnEx(uint32_t context, uint32_t connection);
+
+// ---- names ----
+
+// The complete name, in the form that the context's flags ask for; the object need not exist.
+uint32_t ZKDSCanonicalizeName(uint32_t context, const char *name, char *canonical);
+// The shortest form that still names the object from the context's name context.
+uint32_t ZKDSAbbreviateName(uint32_t context, const char *name, char *abbreviated);
+
+// ---- reading objects ----
+
+typedef struct ZKDSBuffer ZKDSBuffer;
+
+typedef struct {
+    uint32_t flags;
+    uint32_t subordinateCount;
+    int32_t modificationTime; // seconds since 1970
+    char baseClass[33];       // "User", "Volume", "Directory Map", ...
+} ZKDSObjectInfo;
+
+// Attribute syntaxes and the value layouts that ZKDSGetAttrVal fills. What a pointer points to lies in the same block,
+// whose size ZKDSComputeAttrValSize tells. Every other syntax is NUL-terminated text.
+enum {
+    ZK_SYNTAX_NUMERIC_TEXT = 11,
+    ZK_SYNTAX_NETWORK_ADDRESS = 12,
+    ZK_SYNTAX_PATH = 15,
+    ZK_SYNTAX_POSTAL_ADDRESS = 18,
+    ZK_SYNTAX_COUNTER = 22,  // int32_t
+    ZK_SYNTAX_TIME = 24,     // int32_t, seconds since 1970
+    ZK_SYNTAX_INTERVAL = 27  // int32_t, seconds
+};
+typedef struct {
+    char *text;
+} ZKNumericText;
+typedef struct {
+    uint32_t type, length; // length in bytes
+    uint8_t *address;
+} ZKNetworkAddress;
+typedef struct {
+    uint32_t nameSpace;
+    char *volume; // the volume object's name
+    char *path;
+} ZKPath;
+typedef struct {
+    char *line[6];
+} ZKPostalAddress;
+
+#define ZK_OPERATION_READ 3
+#define ZK_INFO_NAMES 0
+#define ZK_INFO_NAMES_AND_VALUES 1
+#define ZK_NO_MORE_ITERATIONS (-1)
+
+uint32_t ZKDSAllocBuf(uint32_t size, ZKDSBuffer **buffer);
+uint32_t ZKDSFreeBuf(ZKDSBuffer *buffer);
+uint32_t ZKDSInitBuf(uint32_t context, uint32_t operation, ZKDSBuffer *buffer);
+uint32_t ZKDSPutAttrName(uint32_t context, ZKDSBuffer *buffer, const char *attribute);
+// `*iteration` starts at -1 and comes back -1 when no further reply follows. Values that do not fit the reply buffer
+// come in the next one.
+uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint32_t allAttributes, ZKDSBuffer *request,
+                  int32_t *iteration, ZKDSBuffer *reply);
+uint32_t ZKDSReadAttrDef(uint32_t context, uint32_t infoType, uint32_t allAttributes, ZKDSBuffer *request,
+                         int32_t *iteration, ZKDSBuffer *reply);
+uint32_t ZKDSGetAttrCount(uint32_t context, ZKDSBuffer *reply, uint32_t *count);
+uint32_t ZKDSGetAttrName(uint32_t context, ZKDSBuffer *reply, char *attribute, uint32_t *valueCount, uint32_t *syntax);
+uint32_t ZKDSComputeAttrValSize(uint32_t context, ZKDSBuffer *reply, uint32_t syntax, uint32_t *size);
+uint32_t ZKDSGetAttrVal(uint32_t context, ZKDSBuffer *reply, uint32_t syntax, void *value);
+// `info` may be null.
+uint32_t ZKDSReadObjectInfo(uint32_t context, const char *object, char *distinguishedName, ZKDSObjectInfo *info);
+// Opens a stream attribute for ZKReadFile.
+uint32_t ZKDSOpenStream(uint32_t context, const char *object, const char *attribute, uint32_t flags, uint32_t *file);
+
+// ---- files, paths, drives ----
+
+uint32_t ZKReadFile(uint32_t file, uint32_t count, uint32_t *bytesRead, void *data);
+uint32_t ZKCloseFile(uint32_t file);
+// Splits "SERVER/VOLUME:path", "\\SERVER\VOLUME\path" or "VOLUME:path" (on the primary server), opens a connection to
+// the server and tells its and the volume's own spelling. Each result may be null: a connection that is not asked for is
+// not left open. `server` has ZK_SERVER_NAME_SIZE bytes, `volume` 65, `rest` 256. ZKE_MALFORMED_NAME,
+// ZKE_SERVER_NOT_FOUND, ZKE_VOLUME_UNKNOWN, ZKE_BUFFER_TOO_SMALL for a longer rest.
+uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char *volume, char *rest);
+// With a null buffer only the size of the list is told.
+uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size);
+// `*cursor` starts at 0. The end of the list is ZKE_NO_MORE_ENTRIES.
+uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attribute, uint32_t localSize,
+                            char *localPath, uint32_t targetSize, char *target);
+
+// ---- connections ----
+
+// How a name is given, how a connection is opened, and over what.
+enum { ZK_NAME_FILE_SERVER = 2, ZK_NAME_ANY = 0x8000 };
+enum { ZK_OPEN_BY_NAME = 1, ZK_OPEN_BY_REFERENCE = 9 };
+enum { ZK_TRANSPORT_ANY = 0x8000 };
+
+// Connection information items.
+enum {
+    ZK_INFO_AUTHENTICATION_STATE = 1, // uint32_t, 0 = none
+    ZK_INFO_TREE_NAME = 4,            // char[ZK_TREE_NAME_SIZE]
+    ZK_INFO_CONNECTION_NUMBER = 5,    // uint32_t
+    ZK_INFO_USER_NUMBER = 6,          // uint32_t
+    ZK_INFO_SERVER_NAME = 7,          // char[ZK_SERVER_NAME_SIZE]
+    ZK_INFO_COUNTED_STATE = 10        // uint32_t
+};
+
+uint32_t ZKCCOpenConnByName(uint32_t start, const char *name, uint32_t nameFormat, uint32_t openState,
+                            uint32_t transport, uint32_t *connection);
+uint32_t ZKCCOpenConnByRef(uint32_t reference, uint32_t openState, uint32_t reserved, uint32_t *connection);
+uint32_t ZKCCScanConnInfo(uint32_t *iteration, uint32_t item, const void *value, uint32_t scanFlags, uint32_t openState,
+                          uint32_t infoSize, void *info, uint32_t *connection);
+uint32_t ZKCCGetConnInfo(uint32_t connection, uint32_t item, uint32_t size, void *value);
+uint32_t ZKCCSetPrimConn(uint32_t connection);
+uint32_t ZKCCCloseConn(uint32_t connection);
+// Count a connection for file access, and stop counting it.
+uint32_t ZKCCLicenseConn(uint32_t connection);
+uint32_t ZKCCUnlicenseConn(uint32_t connection);
+uint32_t ZKGetDefaultConnRef(uint32_t *reference);
+uint32_t ZKLoginToFileServer(uint32_t connection, const char *user, uint32_t objectType, const char *password);
+uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
+
+// ---- codes ----
+
+#define ZK_OK 0u
+#define ZKE_VOLUME_UNKNOWN 0x8701u   // the file server has no such volume
+#define ZKE_OTHER_IDENTITY 0x8800u   // another identity is logged in to the tree
+#define ZKE_CONN_INVALID 0x8801u     // no such connection
+#define ZKE_SERVER_NO_SLOTS 0x8808u  // no slot for a further connection
+#define ZKE_SERVER_NOT_FOUND 0x8847u // no such server or tree
+#define ZKE_DIFF_OBJECT_ALREADY_AUTHEN 0x8890u
+#define ZKE_NO_SUCH_ATTRIBUTE 0xFFFFFDA5u // -603
+#define ZKE_NO_SUCH_VALUE 0xFFFFFDA6u     // -602
+#define ZKE_NO_SUCH_ENTRY 0xFFFFFDA7u     // -601
+#define ZKE_TREE_NOT_FOUND 0xFFFFFD42u    // -702
+#define ZKE_BAD_CONTEXT 0xFFFFFEB8u       // -328
+
+// The client's own codes: one range, low 16 bits negative like the ones above.
+#define ZKE_WRONG_PASSWORD 0xFFFFE001u
+#define ZKE_ACCOUNT_LOCKED 0xFFFFE002u
+#define ZKE_NOT_LOGGED_IN 0xFFFFE003u
+#define ZKE_NO_ACCESS 0xFFFFE004u
+#define ZKE_DIRECTORY_UNREACHABLE 0xFFFFE010u
+#define ZKE_BAD_DIRECTORY_DATA 0xFFFFE011u // the tree's file or the configuration could not be read
+#define ZKE_MALFORMED_NAME 0xFFFFE020u
+#define ZKE_BUFFER_TOO_SMALL 0xFFFFE021u
+#define ZKE_BAD_PARAMETER 0xFFFFE022u // no such context key, information item, operation; a null pointer
+#define ZKE_BAD_HANDLE 0xFFFFE023u    // no such file, buffer or context handle
+#define ZKE_NO_MORE_ENTRIES 0xFFFFE024u
+#define ZKE_NO_MEMORY 0xFFFFE025u
+
+#pragma GCC visibility pop
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

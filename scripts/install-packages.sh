@@ -1,0 +1,33 @@
+#!/bin/sh
+# Installs from Debian's packages what a group of tasks needs and the machine lacks. Needs root or sudo only when
+# something is missing.
+#   scripts/install-packages.sh build          to build and run
+#   scripts/install-packages.sh build check    to run every test as well
+set -eu
+build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev util-linux mount"
+check="clang libclang-rt-14-dev binutils gettext"
+
+wanted=
+for group in "$@"; do
+    case $group in
+        build) wanted="$wanted $build" ;;
+        check) wanted="$wanted $check" ;;
+        *) echo "install-packages.sh: unknown group '$group'" >&2; exit 64 ;;
+    esac
+done
+missing=
+for package in $wanted; do
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+as_root=
+if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "Missing packages:$missing. Install them as root, or install sudo." >&2; exit 1; }
+    as_root=sudo
+fi
+echo "Installing$missing"
+export DEBIAN_FRONTEND=noninteractive
+$as_root apt-get update -qq
+# shellcheck disable=SC2086 # a list of words
+$as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
