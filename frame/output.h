@@ -1,0 +1,33 @@
+// The output channel and the traces: every text that the user sees passes through say() or put(), every trace through
+// TRACE. The globals fd, fdr and debug_level (qrtscript.h) are defined here; qrt_init sets them.
+#ifndef FRAME_OUTPUT_H
+#define FRAME_OUTPUT_H
+
+#include <cstdio>
+#include <string_view>
+
+#include "qrtscript.h"
+
+// The text domain of the message catalogue.
+inline constexpr char output_domain[] = "brasca-client-script";
+
+// The catalogue's translation of a message, or the message itself.
+const char *output_translate(const char *message) __attribute__((format_arg(1)));
+
+// Looks `message` up in the catalogue, writes it with its arguments to fdr and flushes. Positional placeholders
+// ("%1$s") let a translation reorder them. Without a stream nothing is written. Returns the result of flushing.
+int say(const char *message, ...) __attribute__((format(printf, 1, 2)));
+
+// Writes text that is no message (a script's own words, a file) to fdr as it stands and flushes.
+void output_put(std::string_view text);
+
+// Writes one trace line to standard output, flushed at once.
+void output_trace(const char *function, int line, const char *format, ...) __attribute__((format(printf, 3, 4)));
+
+// A trace for levels above `threshold`.
+#define TRACE(threshold, ...) \
+    do { \
+        if (debug_level > (threshold)) output_trace(__func__, __LINE__, __VA_ARGS__); \
+    } while (0)
+
+#endif
