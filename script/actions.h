@@ -1,0 +1,40 @@
+// Everything that the grammar's actions call: a complete list of what a script can do. A tool that wants to do something
+// else with a script links the same grammar and tokenizer with its own functions of these names.
+#ifndef SCRIPT_ACTIONS_H
+#define SCRIPT_ACTIONS_H
+
+#include "commands/compatibility.h"
+#include "commands/drive.h"
+#include "commands/environment.h"
+#include "commands/file_spec.h"
+#include "commands/include.h"
+#include "commands/print.h"
+#include "commands/program.h"
+#include "commands/session_statements.h"
+#include "commands/text.h"
+#include "script/conditions.h"
+#include "script/control_flow.h"
+#include "script/phrases.h"
+#include "script/syntax_error.h"
+
+#pragma GCC visibility push(default)
+extern "C" int yyparse();
+extern int yychar;  // the look-ahead token, -2 for none
+extern int yynerrs; // syntax errors of this parse
+extern union YYSTYPE yylval;
+#pragma GCC visibility pop
+
+// Takes the text out of a slot of the parser's value stack.
+inline OwnedText own(char *&slot) {
+    OwnedText text(slot);
+    slot = nullptr;
+    return text;
+}
+
+// Frees the spellings of keywords that nobody needs.
+template <typename... Slots>
+void drop(Slots &...slots) {
+    (own(slots), ...);
+}
+
+#endif

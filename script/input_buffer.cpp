@@ -1,0 +1,150 @@
+#include "script/input_buffer.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "commands/text.h"
+#include "frame/output.h"
+
+LexBuffer *ibufstack[lex_stack_size] = {};
+int32_t ibufstackindex = 0;
+int32_t linecounter = 0;
+char *inputBuffer = nullptr;
+int32_t inputIndex = 0;
+
+// A label's pattern, line feed and colon included, has to fit this many bytes with its NUL.
+constexpr size_t goto_pattern_size = 80;
+constexpr size_t max_include_depth = 100;
+
+// For each include that is still being read, how many characters of the buffer come after it. Counted from the end, so
+// that a further splice in front of them leaves the numbers as they are.
+static std::vector<int32_t> open_includes;
+
+static void buffer_free(LexBuffer *buffer) {
+    if (!buffer) return;
+    free(buffer->data);
+    free(buffer);
+}
+
+// A new entry with room for `length` characters and the NUL, or null when memory runs out.
+static LexBuffer *buffer_new(size_t length) {
+    if (length >= INT32_MAX) return nullptr;
+    auto *buffer = static_cast<LexBuffer *>(malloc(sizeof(LexBuffer)));
+    if (!buffer) return nullptr;
+    buffer->data = static_cast<char *>(malloc(length + 1));
+    if (!buffer->data) {
+        free(buffer);
+        return nullptr;
+    }
+    buffer->data[length] = '\0';
+    buffer->readPos = 0;
+    buffer->length = static_cast<int32_t>(length);
+    return buffer;
+}
+
+int lex_addBuffer(const char *scriptText) {
+    if (ibufstackindex >= lex_stack_size) return -1;
+    const size_t length = scriptText ? strlen(scriptText) : 0;
+    LexBuffer *buffer = buffer_new(length);
+    if (!buffer) return -1;
+    if (length) memcpy(buffer->data, scriptText, length);
+    ibufstack[ibufstackindex++] = buffer;
+    open_includes.clear();
+    return 0;
+}
+
+LexBuffer *lex_activeBuffer() {
+    return ibufstack[ibufstackindex - 1];
+}
+
+int lex_dropBuffer() {
+    if (ibufstackindex < 2) return 0;
+    lex_free_active_buffer();
+    ibufstackindex--;
+    return 0;
+}
+
+void lex_free_active_buffer() {
+    LexBuffer *&top = ibufstack[ibufstackindex - 1];
+    buffer_free(top);
+    top = nullptr;
+}
+
+int lex_lookaheadchar(LexBuffer *buffer) {
+    if (buffer->readPos >= buffer->length) return 0;
+    return static_cast<unsigned char>(buffer->data[buffer->readPos]);
+}
+
+int lex_getchar(LexBuffer *buffer) {
+    if (buffer->readPos >= buffer->length) return 0;
+    return static_cast<unsigned char>(buffer->data[buffer->readPos++]);
+}
+
+static bool include_too_deep(const LexBuffer *active) {
+    const int32_t rest = active->length - active->readPos;
+    while (!open_includes.empty() && open_includes.back() >= rest) open_includes.pop_back();
+    return open_includes.size() >= max_include_depth;
+}
+
+static int include_failed() {
+    say("memory exhausted");
+    TRACE(0, "Include failed, Out of memory");
+    return 0;
+}
+
+int lex_IncludeFile(const char *includedText) try {
+    const size_t added = includedText ? strlen(includedText) : 0;
+    if (added == 0) {
+        TRACE(4, "quick return, buffer length = 0");
+        return 0;
+    }
+    LexBuffer *active = lex_activeBuffer();
+    if (include_too_deep(active)) return include_failed();
+    const size_t before = static_cast<size_t>(active->readPos);
+    const size_t rest = static_cast<size_t>(active->length) - before;
+    open_includes.reserve(open_includes.size() + 1);
+    LexBuffer *spliced = buffer_new(before + added + 2 + rest);
+    if (!spliced) return include_failed();
+
+    char *out = spliced->data;
+    memcpy(out, active->data, before);
+    memcpy(out + before, includedText, added);
+    memcpy(out + before + added, "\r\n", 2);
+    memcpy(out + before + added + 2, active->data + before, rest);
+    spliced->readPos = active->readPos;
+    open_includes.push_back(static_cast<int32_t>(rest));
+    TRACE(4, "old buffer (%i): %s", active->length, active->data);
+    TRACE(4, "new buffer (%i): %s", spliced->length, spliced->data);
+    TRACE(4, "readPos %i length %i character %i", spliced->readPos, spliced->length, lex_lookaheadchar(spliced));
+    for (int32_t i = 0; debug_level > 8 && i < spliced->length; i++) TRACE(8, "%i: %c", i, spliced->data[i]);
+    lex_free_active_buffer();
+    ibufstack[ibufstackindex - 1] = spliced;
+    return 0;
+} catch (const std::bad_alloc &) {
+    return include_failed();
+}
+
+static bool move_behind(LexBuffer *buffer, const std::string &pattern) {
+    const std::string_view text(buffer->data, static_cast<size_t>(buffer->length));
+    for (size_t line = text.find('\n'); line != text.npos; line = text.find('\n', line + 1)) {
+        if (!text_equal_nocase(text.substr(line, pattern.size()), pattern)) continue;
+        buffer->readPos = static_cast<int32_t>(line + pattern.size());
+        return true;
+    }
+    return false;
+}
+
+// The search is textual and from the top on purpose: the first matching line wins, a label stands at the very start of a
+// line other than the first, included text has labels too, and ":label" is met by every line that begins with it.
+int lex_goto(const char *label) try {
+    if (!label || strlen(label) + 2 >= goto_pattern_size) return 1;
+    LexBuffer *active = lex_activeBuffer();
+    const std::string word = label;
+    return move_behind(active, "\n" + word + ":") || move_behind(active, "\n:" + word) ? 0 : 1;
+} catch (const std::bad_alloc &) {
+    return 1;
+}

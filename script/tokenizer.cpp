@@ -1,0 +1,142 @@
+#include "script/tokenizer.h"
+
+#include <cstring>
+#include <string>
+
+#include "commands/text.h"
+#include "frame/output.h"
+#include "script/grammar.tab.h"
+#include "script/token_names.h"
+
+int32_t end_of_line = 0;
+int32_t wholeline = 0;
+
+static_assert(lex_token_number(lex_named_tokens - 1) == yacc_EOF, "the named tokens are numbered without a gap");
+
+int isDelimeter(int ch) {
+    static const char delimiters[] = " \t\n\r:;\\/\"#@%*+-()!=<>"; // and its NUL
+    const bool found = ch >= 0 && ch < 256 && memchr(delimiters, ch, sizeof delimiters);
+    if (found) TRACE(7, "delimiter found");
+    return found;
+}
+
+char *lex_gettoken(LexBuffer *buffer) {
+    const char *word = buffer->data + buffer->readPos;
+    while (!isDelimeter(lex_lookaheadchar(buffer))) buffer->readPos++;
+    const size_t length = static_cast<size_t>(buffer->data + buffer->readPos - word);
+    return text_copy({word, length < lex_max_word ? length : lex_max_word}).release();
+}
+
+static size_t line_length(const LexBuffer *buffer) {
+    return strcspn(buffer->data + buffer->readPos, "\r\n");
+}
+
+char *lex_line_fetch(LexBuffer *buffer) {
+    return text_copy({buffer->data + buffer->readPos, line_length(buffer)}).release();
+}
+
+char *lex_line(LexBuffer *buffer) {
+    char *line = lex_line_fetch(buffer);
+    buffer->readPos += static_cast<int32_t>(line_length(buffer));
+    return line;
+}
+
+// Translates the escapes of `raw`; `end` is the character that ended the string.
+static std::string translate_escapes(std::string_view raw, char end) {
+    std::string text;
+    for (size_t i = 0; i < raw.size(); i++) {
+        if (raw[i] != '\\') {
+            text += raw[i];
+            continue;
+        }
+        if (i + 1 == raw.size()) {
+            // Required: a backslash that is cut off takes the character that ended the string in its place.
+            if (end) text += end;
+            break;
+        }
+        switch (raw[i + 1]) {
+            case 'r': text += '\r'; break;
+            case 'n': text += '\n'; break;
+            case '7': text += '\a'; break;
+            case '"': text += '"'; break;
+            case '\\': text += '\\'; break;
+            default: text += '\\'; continue;
+        }
+        i++;
+    }
+    return text;
+}
+
+char *lex_quotestring(LexBuffer *buffer) {
+    const char *raw = buffer->data + buffer->readPos;
+    size_t length = 0;
+    while (!strchr("\"\r\n", raw[length])) length += raw[length] == '\\' && raw[length + 1] == '"' ? 2 : 1;
+    buffer->readPos += static_cast<int32_t>(length);
+    // The closing quote belongs to the string; a line end is still the statement's.
+    if (raw[length] == '"') buffer->readPos++;
+    return text_copy(translate_escapes({raw, length}, raw[length])).release();
+}
+
+int lex_find_replace_home(LexBuffer *buffer) {
+    constexpr std::string_view words = "home directory";
+    char *line = buffer->data + buffer->readPos;
+    char *end = line + line_length(buffer);
+    // The first character of the line is not examined: required, the statement's own keyword stands there.
+    for (char *at = line + 1; at < end; at++) {
+        if (*at != '%' && *at != ';') continue;
+        const std::string_view rest(at + 1, static_cast<size_t>(end - at - 1));
+        if (text_equal_nocase(rest.substr(0, words.size()), words)) *strchr(at, ' ') = '_';
+    }
+    return 0;
+}
+
+// The number of the keyword that `word` spells in any letter case, or STRING.
+static int keyword_number(std::string_view word) {
+    for (int i = 0; i < lex_named_tokens; i++) {
+        const std::string_view name = lex_token_names[i];
+        if (name[0] == '"' && text_equal_nocase(name.substr(1, name.size() - 2), word)) return lex_token_number(i);
+    }
+    return STRING;
+}
+
+static void start_line(LexBuffer *buffer) {
+    lex_find_replace_home(buffer);
+    linecounter++;
+    if (debug_level > 0) {
+        OwnedText line(lex_line_fetch(buffer));
+        TRACE(0, "LINENO:%i %s", linecounter, line.get());
+    }
+    end_of_line = 0;
+}
+
+static int delimiter_token(int ch) {
+    if (ch == '\n') end_of_line = 1;
+    if (debug_level > 6) {
+        std::string shown = ch == '\n' ? "<LF>" : ch == '\r' ? "<CR>" : std::to_string(ch);
+        if (ch >= 32 && ch <= 126) shown = std::string("\"") + static_cast<char>(ch) + "\"";
+        TRACE(6, "yylex end:cc=%s", shown.c_str());
+    }
+    return ch;
+}
+
+int yylex() {
+    TRACE(5, "Entering parser (needs more input)");
+    LexBuffer *buffer = lex_activeBuffer();
+    if (end_of_line) start_line(buffer);
+    if (wholeline) {
+        yylval.text = lex_line(buffer);
+        wholeline = 0;
+        return WHOLELINE;
+    }
+    int ch = lex_getchar(buffer);
+    while (ch == ' ' || ch == '\t') ch = lex_getchar(buffer);
+    if (ch == 0) return 0;
+    if (ch == '"') {
+        yylval.text = lex_quotestring(buffer);
+        return QUOTEDSTRING;
+    }
+    if (isDelimeter(ch)) return delimiter_token(ch);
+    buffer->readPos--;
+    yylval.text = lex_gettoken(buffer);
+    return keyword_number(yylval.text);
+}
