@@ -1,0 +1,39 @@
+// One attribute value: fetched from the client into a block of our own, and turned into text by its syntax.
+//
+// Nothing in a value is taken on trust: a length counts only as far as the block goes, and a pointer that does not lead
+// into the block counts as null.
+#ifndef DIRECTORY_ATTRIBUTE_VALUES_H
+#define DIRECTORY_ATTRIBUTE_VALUES_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "commands/text.h"
+#include "platform/zk.h"
+
+struct AttributeValue {
+    uint32_t syntax = 0;
+    OwnedText block;      // at least as large as any of the value layouts, and a NUL stands after the value
+    uint32_t size = 0;    // the value's bytes in the block
+};
+
+// Fetches the next value of the reply: its size, then the value. Returns 0, the client's code, or ZKE_NO_MEMORY when
+// the size is beyond all reason. Throws std::bad_alloc.
+uint32_t attribute_values_fetch(uint32_t handle, ZKDSBuffer *reply, uint32_t syntax, AttributeValue &value);
+
+// The value as text, for the attribute of that name; the time until a password expires is told in days. Empty when the
+// value holds nothing. Throws std::bad_alloc.
+std::string attribute_values_text(const AttributeValue &value, std::string_view attribute);
+
+// Whether the block itself is the text: the syntaxes without a layout of their own.
+bool attribute_values_is_plain(const AttributeValue &value);
+
+// Syntax 24: ctime's own text, valid until the next conversion of a time.
+char *attribute_values_ctime(const AttributeValue &value);
+
+// Syntax 15: the volume object's name and the path; empty where the pointer is null.
+std::string_view attribute_values_volume(const AttributeValue &value);
+std::string_view attribute_values_path(const AttributeValue &value);
+
+#endif

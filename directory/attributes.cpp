@@ -1,0 +1,183 @@
+#include "directory/attributes.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <new>
+
+#include "commands/text.h"
+#include "directory/attribute_values.h"
+#include "frame/output.h"
+
+QrtAttributeName ctable[] = {
+    {"LAST_NAME", "Surname"},
+    {nullptr, nullptr},
+};
+
+bool attributes_any_code(uint32_t code) { return code != ZK_OK; }
+
+static uint32_t allocate(ReadBuffer &buffer) {
+    ZKDSBuffer *made = nullptr;
+    uint32_t code = ZKDSAllocBuf(attribute_buffer_size, &made);
+    buffer.reset(made);
+    if (code != ZK_OK) TRACE(4, "ZKDSAllocBuf returned %x", code);
+    return code == ZK_OK && !made ? ZKE_NO_MEMORY : code;
+}
+
+uint32_t attributes_prepare(AttributeRead &read, uint32_t handle, const char *attribute, CallFailed failed) {
+    read.handle = handle;
+    uint32_t code = allocate(read.request);
+    if (failed(code) || !read.request) return code;
+    code = allocate(read.reply);
+    if (failed(code) || !read.reply) return code;
+    code = ZKDSInitBuf(handle, ZK_OPERATION_READ, read.request.get());
+    if (code != ZK_OK) TRACE(4, "ZKDSInitBuf returned %x", code);
+    if (failed(code)) return code;
+    code = ZKDSPutAttrName(handle, read.request.get(), attribute);
+    if (code != ZK_OK) TRACE(4, "ZKDSPutAttrName(%s) returned %x", attribute, code);
+    return code;
+}
+
+uint32_t attributes_read(AttributeRead &read, const char *object) {
+    uint32_t code = ZKDSRead(read.handle, object, ZK_INFO_NAMES_AND_VALUES, 0, read.request.get(), &read.iteration,
+                             read.reply.get());
+    if (code != ZK_OK) TRACE(4, "ZKDSRead(%s) returned %x", object, code);
+    return code;
+}
+
+uint32_t attributes_count(const AttributeRead &read, uint32_t &count) {
+    uint32_t code = ZKDSGetAttrCount(read.handle, read.reply.get(), &count);
+    if (code != ZK_OK) TRACE(4, "ZKDSGetAttrCount returned %x", code);
+    return code;
+}
+
+uint32_t attributes_head(const AttributeRead &read, AttributeHead &head) {
+    uint32_t code = ZKDSGetAttrName(read.handle, read.reply.get(), head.name, &head.values, &head.syntax);
+    if (code != ZK_OK) TRACE(4, "ZKDSGetAttrName returned %x", code);
+    return code;
+}
+
+// Each reply overwrites the one before, so that only the last one is left to be examined: required.
+static uint32_t read_last_reply(AttributeRead &read, const char *object) {
+    uint32_t code = ZK_OK;
+    do code = attributes_read(read, object);
+    while (code == ZK_OK && read.iteration != ZK_NO_MORE_ITERATIONS);
+    return code;
+}
+
+// The object has no such attribute: an attribute that the schema knows just has no value there.
+static uint32_t ask_schema(AttributeRead &read) {
+    uint32_t code =
+        ZKDSReadAttrDef(read.handle, ZK_INFO_NAMES, 0, read.request.get(), &read.iteration, read.reply.get());
+    if (code != ZK_OK) TRACE(4, "ZKDSReadAttrDef returned %x", code);
+    return code == ZK_OK ? ZKE_NO_SUCH_VALUE : code;
+}
+
+// Takes what is to be handed out of one value. Throws std::bad_alloc.
+struct Reader {
+    bool everyValue; // or only the first one of an attribute
+    void (*take)(AttributeValue &value, const char *attribute, OwnedText &owned, char *&text);
+};
+
+static uint32_t walk_reply(AttributeRead &read, const Reader &reader, char **text) {
+    uint32_t attributes = 0;
+    uint32_t code = attributes_count(read, attributes);
+    OwnedText owned = text_copy("");
+    char *found = owned.get();
+    for (uint32_t i = 0; code == ZK_OK && i < attributes; i++) {
+        AttributeHead head;
+        code = attributes_head(read, head);
+        if (code == ZK_OK && !reader.everyValue && head.values > 1) head.values = 1;
+        for (uint32_t j = 0; code == ZK_OK && j < head.values; j++) {
+            AttributeValue value;
+            code = attribute_values_fetch(read.handle, read.reply.get(), head.syntax, value);
+            if (code == ZK_OK) reader.take(value, head.name, owned, found);
+        }
+    }
+    if (code != ZK_OK) return code;
+    *text = found;
+    static_cast<void>(owned.release());
+    return ZK_OK;
+}
+
+static void take_text(AttributeValue &value, const char *attribute, OwnedText &owned, char *&text) {
+    owned = attribute_values_is_plain(value) ? std::move(value.block)
+                                             : text_copy(attribute_values_text(value, attribute));
+    text = owned.get();
+}
+
+// A time is handed out as ctime's own text, everything without an entry here as the raw block: the callers of the
+// lighter reader count on both.
+static void take_value(AttributeValue &value, const char *attribute, OwnedText &owned, char *&text) {
+    if (value.syntax == ZK_SYNTAX_TIME) {
+        owned.reset();
+        text = attribute_values_ctime(value);
+    } else if (value.syntax == ZK_SYNTAX_NETWORK_ADDRESS || value.syntax == ZK_SYNTAX_PATH) {
+        owned = text_copy(attribute_values_text(value, attribute));
+        text = owned.get();
+    } else {
+        owned = std::move(value.block);
+        text = owned.get();
+    }
+}
+
+static uint32_t user_variable(int index, char **text) {
+    *text = text_copy(uservars[index] ? uservars[index] : "").release();
+    return uservars[index] ? ZK_OK : QRT_NOT_FOUND;
+}
+
+static const char *directory_name_of(const char *identifier) {
+    for (const QrtAttributeName *row = ctable; row->identifier; row++)
+        if (text_equal_nocase(row->identifier, identifier)) return row->attribute;
+    return identifier;
+}
+
+uint32_t qrt_GetAttribute(uint32_t handle, const char *object, const char *attribute, char **text) try {
+    if (attribute[0] >= '0' && attribute[0] <= '9' && !attribute[1]) return user_variable(attribute[0] - '0', text);
+    if (!object) return ZKE_NO_SUCH_ENTRY;
+    AttributeRead read;
+    uint32_t code = attributes_prepare(read, handle, directory_name_of(attribute));
+    if (code != ZK_OK) return code;
+    code = read_last_reply(read, object);
+    if (code == ZKE_NO_SUCH_ATTRIBUTE) return ask_schema(read);
+    return code == ZK_OK ? walk_reply(read, {false, take_text}, text) : code;
+} catch (const std::bad_alloc &) {
+    return ZKE_NO_MEMORY;
+}
+
+uint32_t __GetAttribute(uint32_t handle, const char *object, const char *attribute, char **value) try {
+    if (!object) return ZKE_NO_SUCH_ENTRY;
+    AttributeRead read;
+    uint32_t code = attributes_prepare(read, handle, attribute);
+    if (code == ZK_OK) code = read_last_reply(read, object);
+    return code == ZK_OK ? walk_reply(read, {true, take_value}, value) : code;
+} catch (const std::bad_alloc &) {
+    return ZKE_NO_MEMORY;
+}
+
+struct ErrorName {
+    uint32_t code;
+    const char *name;
+};
+
+static const ErrorName error_names[] = {
+    {ZKE_CONN_INVALID, "ZKE_CONN_INVALID"},
+    {ZKE_SERVER_NO_SLOTS, "ZKE_SERVER_NO_SLOTS"},
+    {ZKE_SERVER_NOT_FOUND, "ZKE_SERVER_NOT_FOUND"},
+    {ZKE_DIFF_OBJECT_ALREADY_AUTHEN, "DIFF_OBJECT_ALREADY_AUTHEN"},
+    {ZKE_NO_SUCH_VALUE, "ERR_NO_SUCH_VALUE"},
+    {ZKE_NO_SUCH_ENTRY, "ERR_NO_SUCH_ENTRY"},
+};
+
+char *qrt_Error(const char *api, const char *function, int line, uint32_t code) try {
+    const char *name = "";
+    for (const ErrorName &row : error_names)
+        if (row.code == code) name = row.name;
+    char record[2048];
+    snprintf(record, sizeof record, "function:%s Line:%i - API:%s code:%04X %s\n", function ? function : "", line,
+             api ? api : "", code, name);
+    TRACE(4, "%s", record);
+    return text_copy(name).release();
+} catch (const std::bad_alloc &) {
+    return nullptr;
+}

@@ -1,0 +1,46 @@
+// Reading the attributes of directory objects: the read sequence of the client's buffer calls, and the exported readers
+// qrt_GetAttribute, __GetAttribute and qrt_Error (qrtscript.h).
+#ifndef DIRECTORY_ATTRIBUTES_H
+#define DIRECTORY_ATTRIBUTES_H
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/zk.h"
+#include "qrtscript.h"
+
+inline constexpr uint32_t attribute_buffer_size = 4096;
+
+struct ReadBufferFree {
+    void operator()(ZKDSBuffer *buffer) const { ZKDSFreeBuf(buffer); }
+};
+using ReadBuffer = std::unique_ptr<ZKDSBuffer, ReadBufferFree>;
+
+// A read of one attribute. Both buffers are given back when it ends.
+struct AttributeRead {
+    uint32_t handle = 0;
+    ReadBuffer reply, request;
+    int32_t iteration = ZK_NO_MORE_ITERATIONS;
+};
+
+// What a reply tells of one attribute.
+struct AttributeHead {
+    char name[ZK_MAX_ATTR_NAME + 1] = "";
+    uint32_t values = 0;
+    uint32_t syntax = 0;
+};
+
+// Which results of a client call end a sequence of them.
+using CallFailed = bool (*)(uint32_t code);
+bool attributes_any_code(uint32_t code); // all but 0
+
+// Allocates the two buffers and puts the attribute's name into the request. Returns the code of the last call made,
+// which is the first one that `failed`.
+uint32_t attributes_prepare(AttributeRead &read, uint32_t handle, const char *attribute,
+                            CallFailed failed = attributes_any_code);
+// Each is the client's call with a trace of its failure. Returns its code.
+uint32_t attributes_read(AttributeRead &read, const char *object);
+uint32_t attributes_count(const AttributeRead &read, uint32_t &count);
+uint32_t attributes_head(const AttributeRead &read, AttributeHead &head);
+
+#endif

@@ -1,0 +1,101 @@
+#include "directory/identifier_rules.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <optional>
+
+#include "commands/text.h"
+#include "qrtscript.h"
+
+// The order is the order in which the names are looked up.
+QrtIdentifier itable[] = {
+    {"DAY", 1},
+    {"DAY_OF_WEEK", 2},
+    {"MONTH", 3},
+    {"MONTH_NAME", 4},
+    {"NDAY_OF_WEEK", 5},
+    {"SHORT_YEAR", 6},
+    {"YEAR", 7},
+    {"AM_PM", 8},
+    {"GREETING_TIME", 9},
+    {"HOUR", 10},
+    {"HOURS", 10},
+    {"HOUR24", 11},
+    {"24HOUR", 11},
+    {"MINUTE", 12},
+    {"MINUTES", 12},
+    {"SECOND", 13},
+    {"SECONDS", 13},
+    {"MACHINE", 14},
+    {"FERROX_REQUESTER", 15},
+    {"REQUESTER", 15},
+    {"DOS_REQUESTER", 15},
+    {"REQUESTER_VERSION", 15},
+    {"OS", 16},
+    {"OS_VERSION", 17},
+    {"P_STATION", 18},
+    {"PHYSICAL_STATION", 18},
+    {"PLATFORM", 19},
+    {"SHELL_TYPE", 21},
+    {"SHELL_VERSION", 21},
+    {"FERROX_SHELL", 21},
+    {"SMACHINE", 22},
+    {"STATION", 23},
+    {"CONNECTION", 23},
+    {"SLOT", 23},
+    {"WINVER", 24},
+    {"LAST_NAME", 25},
+    {"ACCESS_SERVER", 26},
+    {"DIALUP", 27},
+    {"OFFLINE", 28},
+    {"FILE_SERVER", 29},
+    {"FILESERVER", 29},
+    {"NETWORK_ADDRESS", 30},
+    {"NETWORK", 30},
+    {"FULL_NAME", 31},
+    {"LOGIN_CONTEXT", 33},
+    {"LOGIN_NAME", 34},
+    {"LANGUAGE", 44},
+    {"PASSWORD_EXPIRES", 35},
+    {"REQUESTER_CONTEXT", 36},
+    {"USER_ID", 37},
+    {"USERID", 37},
+    {"LOGIN_ALIAS_CONTEXT", 38},
+    {"CN", 39},
+    {"NEW_MAIL", 42},
+    {"COMSPEC", 40},
+    {"ERROR_LEVEL", 41},
+    {"HOME_DIRECTORY", 43},
+    {"MESSAGE_SERVER", 29},
+    {nullptr, 0},
+};
+
+// The walk does not stop at a match: a later row of the same name would win.
+static std::optional<std::string> find_value(const IdentifierRequest &request, const char *identifier) {
+    std::optional<std::string> found;
+    for (const QrtIdentifier *row = itable; row->name; row++) {
+        std::string value;
+        if (text_equal_nocase(row->name, identifier) && identifier_rules_value(request, row->code, value)) found = value;
+    }
+    return found;
+}
+
+uint32_t qrt_GetIdentifierValue(uint32_t handle, const char *object, const char *identifier, char **value) try {
+    if (!identifier) return QRT_NOT_FOUND;
+    std::optional<std::string> found = find_value({handle, object}, identifier);
+    if (!found) return QRT_NOT_FOUND;
+    *value = text_copy(*found).release();
+    return 0;
+} catch (const std::bad_alloc &) {
+    return QRT_NOT_FOUND;
+}
+
+char *qrt_GetEnvVar(const char *name) try {
+    if (!name) return nullptr;
+    const char *start = name + strspn(name, "%<");
+    std::string bare(start, strcspn(start, ">"));
+    return text_copy_or_null(getenv(bare.c_str())).release();
+} catch (const std::bad_alloc &) {
+    return nullptr;
+}

@@ -1,0 +1,239 @@
+#include "directory/substitution.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "commands/text.h"
+#include "qrtscript.h"
+
+static constexpr size_t none = std::string_view::npos;
+
+// The text being worked on is `settled` followed by `open` from `start` on. What is settled holds no reference that
+// could still be replaced, and the room before `start` takes the next value, so that replacing the references of a long
+// text one by one does not move the rest of it each time. Positions count from the text's beginning.
+struct Text {
+    std::string settled;
+    std::string open;
+    size_t start = 0;
+    size_t resume = 0; // where a scan from the beginning arrives at when it has passed the settled part
+};
+
+static size_t text_size(const Text &text) { return text.settled.size() + text.open.size() - text.start; }
+
+static std::string_view open_part(const Text &text) { return std::string_view(text.open).substr(text.start); }
+
+// The first `c` at or after `position`, in the open part.
+static size_t find_marker(const Text &text, char c, size_t position) {
+    size_t from = std::max(position, text.settled.size()) - text.settled.size();
+    size_t found = open_part(text).find(c, from);
+    return found == none ? none : found + text.settled.size();
+}
+
+static void settle_up_to(Text &text, size_t position) {
+    if (position <= text.settled.size()) return;
+    size_t count = position - text.settled.size();
+    text.settled.append(text.open, text.start, count);
+    text.start += count;
+}
+
+// Puts `value` in front of the open part, into the room that is there or else into new room, as large as the text.
+static void put_in_front(Text &text, std::string_view value) {
+    if (value.size() > text.start) {
+        size_t room = value.size() + text.open.size() - text.start;
+        text.open.replace(0, text.start, room, ' ');
+        text.start = room;
+    }
+    text.start -= value.size();
+    text.open.replace(text.start, value.size(), value);
+}
+
+// A "<" is sought from the scan's position on, and replaced where its text stands first, settled or not.
+static void unsettle_all(Text &text) {
+    put_in_front(text, text.settled);
+    text.settled.clear();
+    text.resume = 0;
+}
+
+// What stands directly before a reference may become part of the next one by the replacement.
+static void unsettle_before(Text &text, size_t marker) {
+    if (text.settled.empty() || marker != text.settled.size()) return;
+    char last = text.settled.back();
+    text.settled.pop_back();
+    put_in_front(text, {&last, 1});
+    if (last == '%') text.resume = text.settled.rfind('%') + 1;
+}
+
+// Replaces the first occurrence of `old`, which the open part holds.
+static void replace_first(Text &text, const std::string &old, const std::string &value) {
+    static constexpr size_t near = 16;
+    size_t at = open_part(text).find(old);
+    if (at > near) {
+        text.open.replace(text.start + at, old.size(), value);
+        return;
+    }
+    std::string front(open_part(text).substr(0, at));
+    text.start += at + old.size();
+    put_in_front(text, front + value);
+}
+
+// A reference: its name, and the text that its value replaces.
+struct Reference {
+    std::string_view name;
+    std::string_view replaced;
+    bool closedByQuote = false;
+};
+
+// `rest` begins with the marker.
+static Reference parse_reference(std::string_view rest) {
+    static constexpr std::string_view blanks = " \n\r\t#@\\";
+    static constexpr std::string_view ends = " \t\r\n\"#@\\/:(),.%-;>";
+    Reference reference;
+    if (rest.size() == 1 || blanks.find(rest[1]) != none) {
+        reference.replaced = rest.substr(0, 1);
+    } else if (rest[1] == '"') {
+        // Whatever follows the quoted name is lost when it resolves: required.
+        reference.name = rest.substr(2, rest.find('"', 2) - 2);
+        reference.replaced = rest;
+    } else {
+        size_t end = std::min(rest.find_first_of(ends, 1), rest.size());
+        reference.closedByQuote = end < rest.size() && rest[end] == '"';
+        if (end < rest.size() && rest[end] == '>') end++;
+        reference.name = rest.substr(1, end - 1);
+        reference.replaced = rest.substr(0, end);
+    }
+    return reference;
+}
+
+// Who asks: the handle, and the two objects whose attributes count, made when they are first needed. They are null
+// without a current object.
+struct Asker {
+    uint32_t handle;
+    bool ready = false;
+    OwnedText current, loggedIn;
+    bool differ = false;
+};
+
+static void get_ready(Asker &asker) {
+    if (asker.ready) return;
+    asker.ready = true;
+    asker.current.reset(qrt_Object());
+    asker.loggedIn.reset(qrt_LoggedInObject());
+    asker.differ =
+        asker.current && asker.loggedIn && !text_equal_nocase(asker.current.get(), asker.loggedIn.get());
+}
+
+using Lookup = uint32_t (*)(uint32_t handle, const char *object, const char *name, char **value);
+
+static bool ask(Lookup lookup, uint32_t handle, const OwnedText &object, const std::string &name, std::string &value) {
+    char *found = nullptr;
+    uint32_t code = lookup(handle, object.get(), name.c_str(), &found);
+    OwnedText owned(found);
+    if (code != 0 || !owned) return false;
+    value = owned.get();
+    return true;
+}
+
+static bool look_up(Asker &asker, const std::string &name, std::string &value) {
+    if (name.empty()) return false;
+    if (name.front() == '<') {
+        OwnedText variable(qrt_GetEnvVar(name.c_str() + 1));
+        value = variable ? variable.get() : "";
+        return true;
+    }
+    get_ready(asker);
+    return ask(qrt_GetIdentifierValue, asker.handle, asker.current, name, value) ||
+           ask(qrt_GetAttribute, asker.handle, asker.current, name, value) ||
+           (asker.differ && (ask(qrt_GetIdentifierValue, asker.handle, asker.loggedIn, name, value) ||
+                             ask(qrt_GetAttribute, asker.handle, asker.loggedIn, name, value)));
+}
+
+// A scan from the text's beginning, up to its next replacement.
+struct Scan {
+    size_t position;
+    char sought = '%';        // "<" once no "%" is left
+    size_t marker = none;     // the first one at or after the position
+    bool onlyEmpty = true;    // no reference with a name was met yet
+    size_t emptyPassed = none; // the last reference without a name that was met, and the one before it
+    size_t emptyBefore = none;
+};
+
+static bool next_marker(Text &text, Scan &scan) {
+    if (scan.marker != none && scan.marker >= scan.position) return true;
+    scan.marker = find_marker(text, scan.sought, scan.position);
+    if (scan.marker != none || scan.sought == '<') return scan.marker != none;
+    unsettle_all(text);
+    scan.sought = '<';
+    scan.marker = find_marker(text, scan.sought, scan.position);
+    return scan.marker != none;
+}
+
+// A reference without a name never becomes one by a replacement further on, unless that begins directly behind it. What
+// lies before the first name can so be left out of all later scans.
+static void settle_before_name(Text &text, Scan &scan) {
+    bool first = scan.onlyEmpty && scan.sought == '%' && scan.marker > 0;
+    scan.onlyEmpty = false;
+    if (!first) return;
+    size_t end = scan.marker - 1;
+    size_t last = scan.emptyPassed == end ? scan.emptyBefore : scan.emptyPassed;
+    if (last != none) text.resume = last + 1;
+    settle_up_to(text, end);
+    unsettle_before(text, scan.marker);
+}
+
+static void pass_empty(Scan &scan) {
+    scan.emptyBefore = scan.emptyPassed;
+    scan.emptyPassed = scan.marker;
+    // Stepping by one from wherever it is, the scan gets just behind the marker.
+    scan.position = scan.marker + 1;
+}
+
+static std::string_view text_from(const Text &text, size_t position) {
+    return open_part(text).substr(position - text.settled.size());
+}
+
+// What the value of the reference at the scan's marker replaces. One that fills a pair of quotes takes everything from
+// the opening quote on with it: required.
+static std::string_view replaced_text(const Text &text, const Scan &scan, const Reference &reference) {
+    if (!reference.closedByQuote || scan.marker == scan.position || scan.marker == text.settled.size())
+        return reference.replaced;
+    std::string_view quoted = text_from(text, scan.marker - 1);
+    return quoted.front() == '"' ? quoted : reference.replaced;
+}
+
+// Replaces the next reference that resolves. False when there is none.
+static bool replace_next(Text &text, Asker &asker) {
+    Scan scan;
+    scan.position = text.resume;
+    while (next_marker(text, scan)) {
+        if (parse_reference(text_from(text, scan.marker)).replaced.size() == 1) {
+            pass_empty(scan);
+            continue;
+        }
+        settle_before_name(text, scan);
+        Reference reference = parse_reference(text_from(text, scan.marker));
+        std::string_view replaced = replaced_text(text, scan, reference);
+        std::string value;
+        if (look_up(asker, std::string(reference.name), value)) {
+            replace_first(text, std::string(replaced), value);
+            return true;
+        }
+        // Counted from the scan's position, not from the marker, which may so be met again: required.
+        scan.position += replaced.size();
+    }
+    return false;
+}
+
+char *qrt_find_replace_ids(uint32_t handle, const char *text) try {
+    if (!text) return nullptr;
+    Text work;
+    work.open = text;
+    size_t limit = work.open.size() + substitution_most_growth;
+    Asker asker{handle, false, nullptr, nullptr, false};
+    for (int i = 0; i < substitution_most_replacements && text_size(work) <= limit; i++)
+        if (!replace_next(work, asker)) break;
+    return text_copy(work.settled + std::string(open_part(work))).release();
+} catch (const std::bad_alloc &) {
+    return nullptr;
+}

@@ -1,0 +1,17 @@
+// Replacing the identifier references in a text: qrt_find_replace_ids (qrtscript.h).
+//
+//     reference:  "%" name | "%" quote text quote | "%<" variable ">" | the same with "<" for "%" once no "%" is left
+//     name:       up to a blank, tab, line break, quote or one of # @ \ / : ( ) , . % - ; or up to and with a ">"
+//
+// After each replacement the scan starts again at the beginning, so references inside a value are replaced in turn.
+#ifndef DIRECTORY_SUBSTITUTION_H
+#define DIRECTORY_SUBSTITUTION_H
+
+#include <cstddef>
+
+// A value that names itself would be replaced for ever: the text is left as it then stands after so many replacements,
+// or when it has grown by more than so many bytes.
+inline constexpr int substitution_most_replacements = 100000;
+inline constexpr size_t substitution_most_growth = 1u << 20;
+
+#endif
