@@ -1,0 +1,181 @@
+#include "commands/drive.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "commands/program.h"
+#include "config/conf_reader.h"
+#include "frame/output.h"
+#include "platform/zk.h"
+#include "script/conditions.h"
+#include "script/syntax_error.h"
+
+char *driveDir = nullptr;
+
+static constexpr int location_size = 256;     // of the configured link directory, NUL included
+static constexpr uint32_t mapping_size = 256; // of a mapping's local path and of its target
+// The client's list of mappings is believed to end only up to here.
+static constexpr int mapping_limit = 100000;
+
+// That `b` is joined twice is this entry point's required behaviour; the statements never pass one.
+static std::string join_command(const char *word, const char *a, const char *b, const char *c) {
+    std::string line = word;
+    for (const char *part : {a, b, b, c}) {
+        if (part != nullptr) line.append(" ").append(part);
+    }
+    return line;
+}
+
+int qrt_map_command(uint32_t handle, const char *word, const char *a, const char *b, const char *c) try {
+    const OwnedText line(qrt_find_replace_ids(handle, join_command(word, a, b, c).c_str()));
+    if (line == nullptr) throw std::bad_alloc();
+    char *end = line.get() + strlen(line.get());
+    std::replace(line.get(), end, ';', ',');
+    std::replace(line.get(), end, '\\', '/');
+    TRACE(4, "map command: %s", line.get());
+    const int status = execute_command(line.get());
+    if (status == 0) return 0;
+    TRACE(0, "map command status: 0x%X", static_cast<unsigned>(status));
+    syntax_error = 1;
+    return 1;
+} catch (const std::bad_alloc &) {
+    syntax_error = 1;
+    return 1;
+}
+
+void map_statement(OwnedText line) {
+    if (condition_executing()) qrt_map_command(ctx, "map", line.get(), nullptr, nullptr);
+}
+
+// Drives are links named by an upper-case letter, whatever letter the script writes.
+static void raise_single_letter(char *name) {
+    if (strlen(name) == 1 && *name >= 'a' && *name <= 'z') *name = static_cast<char>(*name - 'a' + 'A');
+}
+
+int qrt_ChangeWorkingDir(uint32_t handle, const char *name) try {
+    const OwnedText drive(qrt_find_replace_ids(handle, name));
+    if (drive == nullptr) return 0;
+    raise_single_letter(drive.get());
+    char *link = nullptr;
+    char *second = nullptr;
+    util_map_location(drive.get(), nullptr, &link, &second);
+    free(second);
+    if (link == nullptr) return 0;
+    free(driveDir);
+    driveDir = link;
+    TRACE(7, "drive directory: %s", driveDir);
+    return 1;
+} catch (const std::bad_alloc &) {
+    return 0;
+}
+
+void drive_statement(OwnedText name) {
+    if (!condition_executing()) return;
+    TRACE(2, "drive: %s", name.get());
+    qrt_ChangeWorkingDir(ctx, name.get());
+}
+
+void drive_format_error() {
+    if (condition_executing()) say("Invalid drive command format\n");
+}
+
+static std::optional<std::string> from_environment(const char *name) {
+    const char *value = getenv(name);
+    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
+}
+
+// The directory behind a value of the form "%" variable [ "/" path ].
+static std::optional<std::string> expand_location(std::string location) {
+    std::string path;
+    const size_t slash = location.find('/');
+    if (slash != std::string::npos) {
+        path = location.substr(slash);
+        location.resize(slash);
+    }
+    std::optional<std::string> base = from_environment(location.c_str() + 1);
+    if (base) return *base + path;
+    // A fault of the configuration, not of the script: it goes to the process's own output, untranslated.
+    printf("Invalid environment variable(%s)\n", location.c_str());
+    fflush(stdout);
+    return std::nullopt;
+}
+
+static std::optional<std::string> link_directory() {
+    char location[location_size] = "";
+    const uint32_t code = qrtGetConfValue("map.conf", "", "Map_Link_Default_Location", location, sizeof location);
+    if (code != 0) {
+        TRACE(4, "Map_Link_Default_Location: not read (%u)", code);
+        return from_environment("HOME");
+    }
+    TRACE(4, "Map_Link_Default_Location: %s", location);
+    return location[0] == '%' ? expand_location(location) : location;
+}
+
+int util_map_location(const char *name, const char *extra, char **link, char **second) try {
+    *link = nullptr;
+    *second = nullptr;
+    std::string base;
+    if (const auto folder = link_directory(); folder && name[0] != '/') {
+        base = *folder;
+        // That a directory of a single character gets no slash is required.
+        if (base.size() > 1 && base.back() != '/') base += '/';
+    }
+    OwnedText first = text_copy(base + name);
+    *second = text_copy(extra == nullptr ? base : base + extra).release();
+    *link = first.release();
+    return 0;
+} catch (const std::bad_alloc &) {
+    return 0;
+}
+
+// Cuts a mapping's target in two. Returns false, and leaves both alone, when it has no separator.
+static bool split_target(std::string_view target, OwnedText &server, OwnedText &rest) {
+    size_t cut = target.find('/');
+    if (cut == std::string_view::npos) cut = target.find('\\');
+    if (cut == std::string_view::npos) return false;
+    server = text_copy(target.substr(0, cut));
+    rest = text_copy(target.substr(cut + 1));
+    return true;
+}
+
+// The client's list of mapped drives, or null.
+static OwnedText read_mappings() {
+    uint32_t size = 0;
+    if (ZKGetMappedDrives(nullptr, &size) != ZK_OK) return nullptr;
+    OwnedText list(static_cast<char *>(malloc(size)));
+    if (list == nullptr) {
+        TRACE(4, "no memory for %u bytes of mapped drives", size);
+        return nullptr;
+    }
+    return ZKGetMappedDrives(list.get(), &size) == ZK_OK ? std::move(list) : nullptr;
+}
+
+int util_map_existing(const char *linkPath, char **server, char **rest) try {
+    const OwnedText list = read_mappings();
+    if (list == nullptr) return 1;
+    uint32_t cursor = 0;
+    for (int entry = 0; entry < mapping_limit; ++entry) {
+        uint32_t attribute = 0;
+        // One byte more than the client is told of: its texts end here even when it leaves out their NUL.
+        char local[mapping_size + 1] = "";
+        char target[mapping_size + 1] = "";
+        if (ZKEnumMappedDrives(list.get(), &cursor, &attribute, mapping_size, local, mapping_size, target) != ZK_OK)
+            break;
+        if (text_compare_nocase(linkPath, local) != 0) continue;
+        OwnedText first;
+        OwnedText second;
+        if (!split_target(target, first, second)) return 0;
+        *server = first.release();
+        *rest = second.release();
+        return 0;
+    }
+    return 1;
+} catch (const std::bad_alloc &) {
+    return 1;
+}

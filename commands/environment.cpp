@@ -1,0 +1,69 @@
+#include "commands/environment.h"
+
+#include <cstdlib>
+
+#include "frame/output.h"
+#include "script/conditions.h"
+
+// What setenv answers is of no consequence to a script.
+void set_statement(OwnedText name, OwnedText value) {
+    if (!condition_executing()) return;
+    // The text was replaced when it was read; that it is replaced once more here is required.
+    value.reset(qrt_find_replace_ids(ctx, value.get()));
+    if (value != nullptr) setenv(name.get(), value.get(), 1);
+}
+
+void set_empty_statement(OwnedText name) {
+    if (condition_executing()) setenv(name.get(), "", 1);
+}
+
+void set_format_error() {
+    if (condition_executing()) say("Invalid set command format\n");
+}
+
+void shift_by(OwnedText count) {
+    if (condition_executing()) qrt_ShiftVars(text_number(count.get()));
+}
+
+void shift_back(OwnedText count) {
+    if (!condition_executing()) return;
+    // The smallest number has no opposite and stays what it is.
+    const auto number = static_cast<unsigned>(text_number(count.get()));
+    qrt_ShiftVars(static_cast<int>(0U - number));
+}
+
+void shift_once() {
+    if (condition_executing()) qrt_ShiftVars(1);
+}
+
+void shift_format_error() {
+    if (condition_executing()) say("Invalid shift command format\n");
+}
+
+void context_statement(OwnedText name) {
+    if (condition_executing()) qrt_SetCurrentContext(name.get());
+}
+
+void context_format_error() {
+    if (condition_executing()) say("Invalid context command format\n");
+}
+
+void profile_statement(OwnedText name) {
+    if (!condition_executing()) return;
+    free(over_ride_profile);
+    over_ride_profile = name.release();
+}
+
+void profile_format_error() {
+    if (condition_executing()) say("Invalid profile command format\n");
+}
+
+void no_default_statement() {
+    if (!condition_executing()) return;
+    use_default_script = 0;
+    TRACE(5, "no default script");
+}
+
+void no_default_format_error() {
+    if (condition_executing()) say("Invalid no_default command format\n");
+}

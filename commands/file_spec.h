@@ -1,0 +1,45 @@
+// File specifications: what a script's notation for a network file yields.
+//
+// A specification's value is not a name but the whole text of the file, empty when there is none. The functions here run
+// while the statement is parsed and regardless of the conditional level: a file named in a skipped branch is still
+// looked up, and its message still written. That is required.
+//
+//     VOLUME:path            on the default server; or a drive letter; or a volume or directory-map object (".obj:path")
+//     SERVER/VOLUME:path     "/" and "\" are the same
+//     \\SERVER\VOLUME\path
+//     path                   in the directory of the current drive
+#ifndef COMMANDS_FILE_SPEC_H
+#define COMMANDS_FILE_SPEC_H
+
+#include <cstdint>
+
+#include "commands/text.h"
+
+// The values of the specification's forms: the file's text, or an empty one after a message.
+OwnedText file_on_volume(OwnedText volume, OwnedText path);
+OwnedText file_on_server(OwnedText server, OwnedText volume, OwnedText path);
+OwnedText file_plain(OwnedText path);
+OwnedText file_unc(OwnedText server, OwnedText path);
+// A name that begins with a dot on its own: accepted, nothing is read, the text is empty.
+OwnedText file_dotted(OwnedText name, OwnedText path);
+
+// Upper-cases a server's or volume's name in place (C locale).
+OwnedText file_upper_case(OwnedText name);
+// A path that begins with a word or a separator; `rest` is what follows on the line.
+OwnedText path_after_word(OwnedText word, OwnedText rest);
+OwnedText path_after_separator(OwnedText rest);
+
+#pragma GCC visibility push(default)
+extern "C" {
+// Reads the file `spec`, identifiers replaced and backslashes turned into "/". `server` is a name, ":" for the default
+// server, or null for a name in the current drive's directory. Returns 0 and the text as new heap text; 1, and `*text`
+// null, when there is no such file, it is empty or no regular file.
+int qrt_GetFile(uint32_t handle, const char *server, const char *spec, char **text);
+
+// Resolves a volume or directory-map object to its server (49 bytes), its volume's name there (514 bytes) and the
+// path of the map (`pathOut`, 514 bytes, empty for a volume). Returns 0 or the client's code.
+uint32_t orbispec(const char *name, char *serverOut, char *volumeOut, char *pathOut);
+}
+#pragma GCC visibility pop
+
+#endif

@@ -1,0 +1,137 @@
+#include "commands/program.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "commands/words.h"
+#include "frame/output.h"
+#include "script/conditions.h"
+
+// The programs started without waiting that have not been reaped.
+static std::vector<pid_t> background;
+
+static void forget(pid_t child) {
+    background.erase(std::remove(background.begin(), background.end(), child), background.end());
+}
+
+// From here to the end of run_child only async-signal-safe calls: the calling program may have further threads, and
+// what they held at the fork stays locked in the child.
+
+// Closing what was open is bounded by `limit` only where the kernel has no call for it.
+static void close_descriptors(int limit) {
+    if (close_range(STDERR_FILENO + 1, ~0U, 0) == 0) return;
+    for (int descriptor = STDERR_FILENO + 1; descriptor < limit; ++descriptor) close(descriptor);
+}
+
+static void join_output(int output) {
+    if (output < 0) return;
+    if (output != STDOUT_FILENO) {
+        dup2(output, STDOUT_FILENO);
+    } else {
+        fcntl(STDOUT_FILENO, F_SETFD, 0);
+    }
+}
+
+static void reset_signals() {
+    struct sigaction usual = {};
+    usual.sa_handler = SIG_DFL;
+    for (const int number : {SIGINT, SIGPIPE, SIGCHLD}) sigaction(number, &usual, nullptr);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+[[noreturn]] static void run_child(char *const *arguments, int output, int limit) {
+    join_output(output);
+    close_descriptors(limit);
+    reset_signals();
+    execvp(arguments[0], arguments);
+    // A program that cannot be started is required to look like one that succeeded.
+    _exit(0);
+}
+
+static pid_t start(std::vector<std::string> &words) {
+    std::vector<char *> arguments;
+    for (std::string &word : words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    const int output = fdr == nullptr ? -1 : fileno(fdr);
+    const auto limit = static_cast<int>(sysconf(_SC_OPEN_MAX));
+    // No signal may meet the caller's handlers in the child.
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const pid_t child = fork();
+    if (child == 0) run_child(arguments.data(), output, limit);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (child < 0) {
+        fputs(output_translate("Error forking child process \n"), stderr);
+        exit(EXIT_FAILURE);
+    }
+    return child;
+}
+
+// Children that have ended meanwhile are reaped and ignored, whoever started them: this is required.
+static void reap_others() {
+    for (pid_t child = waitpid(-1, nullptr, WNOHANG); child > 0; child = waitpid(-1, nullptr, WNOHANG)) forget(child);
+}
+
+// Waiting for this child alone, and reaping the others afterwards, keeps a long "@" program from holding up a caller
+// that ignores SIGCHLD: there the wait has no status to tell, which counts as success.
+static int wait_for(pid_t child) {
+    int status = 0;
+    pid_t ended = 0;
+    do {
+        ended = waitpid(child, &status, 0);
+    } while (ended < 0 && errno == EINTR);
+    reap_others();
+    return ended == child && WIFEXITED(status) ? WEXITSTATUS(status) : 0;
+}
+
+int execute_command(const char *line) try {
+    std::vector<std::string> words = words_split(line);
+    if (words.empty()) return 0;
+    if (words.size() > program_word_limit) return 1;
+    return wait_for(start(words));
+} catch (const std::bad_alloc &) {
+    return 1;
+}
+
+int execute_command_nowait(const char *line) try {
+    std::vector<std::string> words = words_split(line);
+    if (words.empty() || words.size() > program_word_limit) return 0;
+    background.reserve(background.size() + 1);
+    background.push_back(start(words));
+    return 0;
+} catch (const std::bad_alloc &) {
+    return 0;
+}
+
+void program_reap() {
+    const auto ended = [](pid_t child) { return waitpid(child, nullptr, WNOHANG) != 0; };
+    background.erase(std::remove_if(background.begin(), background.end(), ended), background.end());
+}
+
+static void run_statement(const OwnedText &line, int (*run)(const char *)) {
+    if (!condition_executing()) return;
+    TRACE(5, "%s", line.get());
+    const OwnedText replaced(qrt_find_replace_ids(ctx, line.get()));
+    if (replaced != nullptr) run(replaced.get());
+}
+
+void program_statement(OwnedText line) {
+    run_statement(line, execute_command);
+}
+
+void program_nowait_statement(OwnedText line) {
+    run_statement(line, execute_command_nowait);
+}

@@ -1,0 +1,96 @@
+// Resolving a volume or directory-map object for a file specification. Declared in file_spec.h.
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "commands/file_spec.h"
+#include "directory/names.h"
+#include "frame/output.h"
+#include "network/contexts.h"
+#include "platform/zk.h"
+
+constexpr size_t out_size = 514;
+
+static void copy_out(char *out, const std::string &text) {
+    const size_t length = text.size() < out_size ? text.size() : out_size - 1;
+    memcpy(out, text.data(), length);
+    out[length] = '\0';
+}
+
+// A text attribute by the lighter reader.
+static uint32_t read_text(uint32_t handle, const std::string &object, const char *attribute, std::string &value) {
+    char *data = nullptr;
+    const uint32_t code = __GetAttribute(handle, object.c_str(), attribute, &data);
+    const OwnedText owned(data);
+    if (code == 0) value = data ? data : "";
+    return code;
+}
+
+// A name without a context belongs to the logged-in user's container.
+static std::string in_users_container(uint32_t handle, const std::string &name) {
+    char user[ZK_MAX_NAME + 1] = "";
+    ZKDSWhoAmI(handle, user);
+    if (name.find('.') != name.npos || strlen(user) <= 2) return name;
+    char container[ZK_MAX_NAME + 1];
+    DSRemoveNameFromFullName(user, container, nullptr, nullptr);
+    return name + "." + container;
+}
+
+static uint32_t resolve(uint32_t handle, std::string name, const char *tree, char *serverOut, char *volumeOut,
+                        char *pathOut) {
+    name = in_users_container(handle, name);
+    std::string target, volume, server;
+    if (read_text(handle, name, "Path", target) == 0) {
+        const size_t colon = target.find(':');
+        if (colon != target.npos) copy_out(pathOut, target.substr(colon + 1));
+        name = target.substr(0, colon);
+    }
+    uint32_t code = read_text(handle, name, "Host_Resource_Name", volume);
+    if (code != 0) {
+        // To standard output, unlike every other message: required.
+        printf(output_translate("Unable to find volume object %1$s in tree: %2$s\n"), name.c_str(), tree);
+        fflush(stdout);
+        return code;
+    }
+    copy_out(volumeOut, volume);
+    code = read_text(handle, name, "Host_Server", server);
+    copy_out(serverOut, server.substr(0, server.find('.')));
+    return code;
+}
+
+static uint32_t resolve_in(uint32_t given, uint32_t typeless, const char *name, char *serverOut, char *volumeOut,
+                           char *pathOut) {
+    char tree[ZK_MAX_NAME + 1] = "", shortened[ZK_MAX_NAME + 1] = "";
+    uint32_t code = ZKDSGetContext(given, DCK_TREE_NAME, tree);
+    if (code == 0) code = ZKDSAbbreviateName(given, name, shortened);
+    if (code != 0) return code;
+    const uint32_t flags = 23;
+    code = ZKDSSetContext(typeless, DCK_FLAGS, &flags);
+    if (code != 0) return code;
+    code = ZKDSSetContext(typeless, DCK_TREE_NAME, tree);
+    if (code != 0) {
+        say("Unable to find treeName:(%s)\n", tree);
+        return code;
+    }
+    return resolve(typeless, shortened, tree, serverOut, volumeOut, pathOut);
+}
+
+uint32_t orbispec(const char *name, char *serverOut, char *volumeOut, char *pathOut) try {
+    serverOut[0] = volumeOut[0] = pathOut[0] = '\0';
+    if (name[0] == '.') name++;
+    contexts_preset_environment();
+    uint32_t code = ZKCLXInit(nullptr, nullptr);
+    if (code != 0) return code;
+    uint32_t given = 0, typeless = 0;
+    code = ZKDSCreateContextHandle(&given);
+    if (code != 0) return code;
+    code = ZKDSCreateContextHandle(&typeless);
+    if (code == 0) {
+        code = resolve_in(given, typeless, name, serverOut, volumeOut, pathOut);
+        ZKDSFreeContext(typeless);
+    }
+    ZKDSFreeContext(given);
+    return code;
+} catch (const std::bad_alloc &) {
+    return QRT_NOT_FOUND;
+}

@@ -1,0 +1,131 @@
+#include "frame/lifecycle.h"
+
+#include <fcntl.h>
+#include <libintl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "commands/program.h"
+#include "commands/text.h"
+#include "frame/output.h"
+#include "frame/places.h"
+#include "frame/session.h"
+#include "script/input_buffer.h"
+
+// Looked up beforehand: nothing but write() may be called in the handler.
+static const char *abort_message = "";
+
+int qrt_script_load_configuration() {
+    char value[256];
+    debug_level = 0;
+    if (qrtGetConfValue("login.conf", "", "debug_level", value, sizeof value) != 0) return 0;
+    debug_level = static_cast<int32_t>(strtol(value, nullptr, 10));
+    if (debug_level >= 1) output_trace(__func__, __LINE__, "debug_level found in conf file:%i", debug_level);
+    return 0;
+}
+
+// The trace level goes too, so that the one from login.conf was in force for its own trace line alone: required.
+static void reset_session() {
+    for (char *&variable : uservars) variable = nullptr;
+    fd[0] = fd[1] = 0;
+    fdr = nullptr;
+    over_ride_profile = nullptr;
+    debug_level = 0;
+    for (int slot = 0; slot < lifecycle_cleared_slots; slot++) ibufstack[slot] = nullptr;
+}
+
+static int open_pipe() {
+    int ends[2] = {0, 0};
+    // A pipe that cannot be made shows in the stream that cannot be opened on it.
+    if (pipe2(ends, O_CLOEXEC) == 0) {
+        fd[0] = ends[0];
+        fd[1] = ends[1];
+    }
+    fdr = fdopen(fd[1], "w");
+    if (fdr) return 0;
+    printf("Error initializing qrt %s\n", strerror(errno));
+    fflush(stdout);
+    return -1;
+}
+
+int qrt_init(void *, FILE *output) {
+    setlocale(LC_ALL, "");
+    bindtextdomain(output_domain, place_locale);
+    textdomain(output_domain);
+    qrt_script_load_configuration();
+    reset_session();
+    if (!output) {
+        if (open_pipe() != 0) return -1;
+    } else {
+        fdr = output;
+    }
+    over_ride_profile = nullptr;
+    abort_message = output_translate("ctrl-c pressed, script aborted\n");
+    signal(SIGINT, cntrlcHandler);
+    return 0;
+}
+
+int qrt_exit() {
+    if (fdr) {
+        putc('\0', fdr);
+        fflush(fdr);
+    }
+    // With a stream of the caller's own this is descriptor 0: required. The stream itself stays open.
+    close(fd[1]);
+    // A second call must not close whatever has got the pipe's number meanwhile.
+    if (fd[1] > 0) fd[1] = -1;
+    session_clear();
+    program_reap();
+    fflush(stdout);
+    return 0;
+}
+
+int qrt_ReadResults(char **line) try {
+    char buffer[lifecycle_line_size];
+    int length = 0;
+    bool ended = false;
+    while (length < lifecycle_line_size) {
+        char c = 0;
+        const ssize_t got = read(fd[0], &c, 1);
+        if (got < 0 && errno == EINTR) continue;
+        ended = got == 0 || (got > 0 && c == '\0');
+        if (got <= 0 || c == '\0' || c == '\n') break;
+        buffer[length++] = c;
+    }
+    *line = nullptr;
+    if (length == 0 && ended) return -1;
+    *line = text_copy({buffer, static_cast<size_t>(length)}).release();
+    return 0;
+} catch (const std::bad_alloc &) {
+    return -1;
+}
+
+void cntrlcHandler(int) {
+    if (!bcntrlc) return;
+    // Every write to the stream is flushed, so that writing past it puts the bytes in the same place.
+    size_t left = strlen(abort_message);
+    const char *at = abort_message;
+    const int output = fdr ? fileno_unlocked(fdr) : -1;
+    while (left > 0) {
+        const ssize_t written = write(output, at, left);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) break;
+        at += written;
+        left -= static_cast<size_t>(written);
+    }
+    _exit(0);
+}
+
+void openLogFile() {
+    fpLogFileOutput = fopen(place_conf_log, "a");
+    if (!fpLogFileOutput) fpLogFileOutput = fopen(place_conf_log, "w");
+    if (fpLogFileOutput) return;
+    fprintf(stderr, "Error: unable to open log file: %s\n", place_conf_log);
+    bLogFileOutput = 0;
+}
