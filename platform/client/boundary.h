@@ -1,0 +1,32 @@
+// The edge of the client: every exported function is defined after including this header, which makes it visible to
+// the linker, and runs its body in `guarded`, so that no exception leaves the client.
+#ifndef PLATFORM_CLIENT_BOUNDARY_H
+#define PLATFORM_CLIENT_BOUNDARY_H
+
+#include <cstdint>
+#include <exception>
+#include <new>
+
+#pragma GCC visibility push(default)
+#include "platform/zk.h"
+#pragma GCC visibility pop
+
+#include "platform/client/errors.h"
+
+// Runs `body`, which returns a result code. Wrong data becomes ZKE_BAD_DIRECTORY_DATA and its sentence the last error
+// text, memory that runs out ZKE_NO_MEMORY.
+template <typename Body>
+uint32_t guarded(Body body) noexcept {
+    try {
+        return body();
+    } catch (const std::bad_alloc &) {
+        return ZKE_NO_MEMORY;
+    } catch (const std::exception &error) {
+        error_keep(error.what());
+        return ZKE_BAD_DIRECTORY_DATA;
+    } catch (...) {
+        return ZKE_BAD_DIRECTORY_DATA;
+    }
+}
+
+#endif

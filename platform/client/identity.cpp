@@ -1,0 +1,125 @@
+// Who the process is: one identity for each tree, which lives as long as the process or until it logs out.
+#include <cstring>
+
+#include "platform/client/boundary.h"
+#include "platform/client/connections.h"
+#include "platform/client/contexts.h"
+#include "platform/client/login_check.h"
+
+namespace {
+
+constexpr uint32_t login_option = 2;
+
+// The tree has accepted the user: so has the tree's own server.
+uint32_t take_identity(Tree *tree, Context *context, const EntryPtr &user) {
+    Connection *connection = nullptr;
+    uint32_t code = connection_open_tree(tree, &connection);
+    if (code != ZK_OK) {
+        return code;
+    }
+    tree->identity = user;
+    context->lastConnection = connection->handle;
+    if (!connection->authenticated) {
+        connection_authenticate(connection, *user);
+    }
+    return ZK_OK;
+}
+
+} // namespace
+
+uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
+    if (name == nullptr) {
+        return ZKE_BAD_PARAMETER;
+    }
+    *name = '\0';
+    return guarded([&]() -> uint32_t {
+        Context *found = nullptr;
+        Tree *tree = nullptr;
+        uint32_t code = context_tree(context, &found, &tree);
+        if (code != ZK_OK || tree->identity == nullptr) {
+            return code != ZK_OK ? code : ZKE_NOT_LOGGED_IN;
+        }
+        return context_put_name(name_in_form(tree->identity->name, context_form(*found)), name);
+    });
+}
+
+uint32_t ZKDSCanDSAuthenticate(uint32_t context) {
+    uint32_t code = guarded([&]() -> uint32_t {
+        Context *found = nullptr;
+        Tree *tree = nullptr;
+        uint32_t result = context_tree(context, &found, &tree);
+        return result == ZK_OK && tree->identity == nullptr ? ZKE_NOT_LOGGED_IN : result;
+    });
+    return code == ZK_OK ? 1 : 0;
+}
+
+uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, const char *password) {
+    return guarded([&]() -> uint32_t {
+        if (object == nullptr || password == nullptr || option != login_option) {
+            return ZKE_BAD_PARAMETER;
+        }
+        Context *found = nullptr;
+        Tree *tree = nullptr;
+        uint32_t code = context_tree(context, &found, &tree);
+        if (code != ZK_OK) {
+            return code;
+        }
+        // Whatever the context says of aliases: the identity is the object behind the alias.
+        Name name;
+        EntryPtr user;
+        code = name_parse_dotted(object, found->nameContext, &name) ? tree->store->find(name, Aliases::Follow, &user)
+                                                                    : ZKE_MALFORMED_NAME;
+        if (code != ZK_OK) {
+            return code;
+        }
+        if (tree->identity != nullptr && !name_equal(tree->identity->name, user->name)) {
+            return ZKE_OTHER_IDENTITY;
+        }
+        code = login_check(tree->store.get(), *user, password);
+        if (code != ZK_OK) {
+            const char *why = code == ZKE_ACCOUNT_LOCKED ? " is locked" : ": wrong password";
+            error_keep((name_to_dotted(user->name, true) + why).c_str());
+            return code;
+        }
+        return take_identity(tree, found, user);
+    });
+}
+
+uint32_t ZKDSLogout(uint32_t context) {
+    return guarded([&]() -> uint32_t {
+        Context *found = nullptr;
+        Tree *tree = nullptr;
+        uint32_t code = context_tree(context, &found, &tree);
+        if (code != ZK_OK || tree->identity == nullptr) {
+            return code != ZK_OK ? code : ZKE_NOT_LOGGED_IN;
+        }
+        connection_forget_identity(tree, *tree->identity);
+        tree->identity = nullptr;
+        return ZK_OK;
+    });
+}
+
+// The identity is that of the server's own tree, whichever tree the context is for.
+uint32_t ZKDSAuthenticateConnEx(uint32_t context, uint32_t connection) {
+    return guarded([&]() -> uint32_t {
+        Context *found = nullptr;
+        uint32_t code = context_find(context, &found);
+        if (code != ZK_OK) {
+            return code;
+        }
+        Connection *open = connection_find(connection);
+        if (open == nullptr) {
+            return ZKE_CONN_INVALID;
+        }
+        const Entry *identity = open->tree == nullptr ? nullptr : open->tree->identity.get();
+        if (identity == nullptr) {
+            return ZKE_NOT_LOGGED_IN;
+        }
+        if (open->authenticated) {
+            return connection_is_of(*open, *identity) ? ZK_OK : ZKE_DIFF_OBJECT_ALREADY_AUTHEN;
+        }
+        connection_authenticate(open, *identity);
+        found->lastConnection = connection;
+        return ZK_OK;
+    });
+}

@@ -1,0 +1,296 @@
+#include "platform/client/ldif_store.h"
+
+#include <unordered_map>
+
+#include "platform/client/errors.h"
+#include "platform/client/ldif_reader.h"
+#include "platform/client/password.h"
+#include "platform/client/values.h"
+#include "platform/zk.h"
+
+namespace {
+
+constexpr uint32_t no_node = UINT32_MAX;
+constexpr int alias_limit = 16;
+
+struct Node {
+    std::shared_ptr<Entry> entry;
+    uint32_t sameKey; // the next node whose name differs only in its types, no_node at the end
+};
+
+class LdifStore : public DirectoryStore {
+  public:
+    explicit LdifStore(const Name &base) : root(base) {}
+
+    void add(const LdifRecord &record);
+
+    const Name &base() const override { return root; }
+    uint32_t find(const Name &name, Aliases aliases, EntryPtr *entry) override;
+    uint32_t groups_of(const Entry &entry, std::vector<Name> *groups) override;
+    uint32_t find_server(std::string_view name, EntryPtr *server) override;
+    uint32_t find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) override;
+    uint32_t check_password(const Entry &entry, const char *password) override;
+
+  private:
+    const Node *lookup(const Name &name) const;
+    const Node *lookup_nearest(const Name &name, size_t *below) const;
+    Name parse_dn(const LdifRecord &record) const;
+    void check_place(const LdifRecord &record, const Name &name) const;
+    void add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const;
+    void check_entry(const LdifRecord &record, const Entry &entry) const;
+    void index_entry(uint32_t number);
+    void count_at_parent(const Name &name);
+
+    Name root;
+    std::vector<Node> nodes;
+    std::unordered_map<std::string, uint32_t> byKey;               // name_key -> first node
+    std::unordered_map<std::string, std::vector<uint32_t>> groups; // name_key of a member -> the groups' nodes
+    std::vector<uint32_t> servers;
+    std::vector<uint32_t> volumes;
+};
+
+[[noreturn]] void refuse(const LdifRecord &record, unsigned line, const std::string &why) {
+    throw DataError(record.file + ":" + std::to_string(line) + ": " + why);
+}
+
+// The node of a name, or null. Of two nodes that both fit a name without types the first in the file is meant.
+const Node *LdifStore::lookup(const Name &name) const {
+    auto found = byKey.find(name_key(name));
+    uint32_t number = found == byKey.end() ? no_node : found->second;
+    while (number != no_node && !name_types_agree(nodes[number].entry->name, name)) {
+        number = nodes[number].sameKey;
+    }
+    return number == no_node ? nullptr : &nodes[number];
+}
+
+// The nearest object above `name` that exists; `below` is the number of the name's parts below it.
+const Node *LdifStore::lookup_nearest(const Name &name, size_t *below) const {
+    for (*below = 1; *below < name.size(); ++*below) {
+        const Node *node = lookup(Name(name.begin() + static_cast<std::ptrdiff_t>(*below), name.end()));
+        if (node != nullptr) {
+            return node;
+        }
+    }
+    return nullptr;
+}
+
+uint32_t LdifStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
+    Name wanted = name;
+    for (int hops = 0; hops <= alias_limit; hops++) {
+        size_t below = 0;
+        const Node *node = lookup(wanted);
+        if (node != nullptr && (aliases == Aliases::Keep || !node->entry->is_class("Alias"))) {
+            *entry = node->entry;
+            return ZK_OK;
+        }
+        if (wanted.empty()) {
+            // The root has an entry only when the tree's base is one.
+            auto made = std::make_shared<Entry>();
+            static const SchemaClass root_class = {"", "Root", true};
+            made->entryClass = &root_class;
+            *entry = made;
+            return ZK_OK;
+        }
+        if (node == nullptr && aliases == Aliases::Follow) {
+            node = lookup_nearest(wanted, &below);
+        }
+        const std::string *target = node == nullptr ? nullptr : node->entry->first("aliasedObjectName");
+        if (target == nullptr || !node->entry->is_class("Alias")) {
+            return ZKE_NO_SUCH_ENTRY;
+        }
+        Name real = value_parse(schema_dn, *target, root).name;
+        wanted.resize(below);
+        wanted.insert(wanted.end(), real.begin(), real.end());
+        if (wanted.size() > name_depth_limit) {
+            break;
+        }
+    }
+    error_keep(("aliases lead nowhere from " + name_to_dotted(name, true)).c_str());
+    return ZKE_BAD_DIRECTORY_DATA;
+}
+
+uint32_t LdifStore::groups_of(const Entry &entry, std::vector<Name> *found) {
+    auto member = groups.find(name_key(entry.name));
+    if (member == groups.end()) {
+        return ZK_OK;
+    }
+    for (uint32_t number : member->second) {
+        // The key leaves types out: ask the group itself.
+        for (const EntryValue &value : nodes[number].entry->values) {
+            if (value.attribute == schema_find_ldap("member") &&
+                name_equal(value_parse(schema_dn, value.text, root).name, entry.name)) {
+                found->push_back(nodes[number].entry->name);
+                break;
+            }
+        }
+    }
+    return ZK_OK;
+}
+
+uint32_t LdifStore::find_server(std::string_view name, EntryPtr *server) {
+    for (uint32_t number : servers) {
+        if (name.empty() || equal_nocase(entry_common_name(*nodes[number].entry), name)) {
+            *server = nodes[number].entry;
+            return ZK_OK;
+        }
+    }
+    return ZKE_SERVER_NOT_FOUND;
+}
+
+uint32_t LdifStore::find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) {
+    for (uint32_t number : volumes) {
+        const std::string *name = nodes[number].entry->first("qrtHostResourceName");
+        const std::string *host = nodes[number].entry->first("qrtHostServer");
+        if (name != nullptr && host != nullptr && equal_nocase(*name, volume) &&
+            name_equal(value_parse(schema_dn, *host, root).name, server.name)) {
+            *entry = nodes[number].entry;
+            return ZK_OK;
+        }
+    }
+    return ZKE_VOLUME_UNKNOWN;
+}
+
+uint32_t LdifStore::check_password(const Entry &entry, const char *password) {
+    const SchemaAttribute *kept = schema_find_ldap("userPassword");
+    for (const EntryValue &value : entry.values) {
+        if (value.attribute == kept && password_matches(value.text, password)) {
+            return ZK_OK;
+        }
+    }
+    return ZKE_WRONG_PASSWORD;
+}
+
+Name LdifStore::parse_dn(const LdifRecord &record) const {
+    Name name;
+    bool outside = false;
+    if (!name_parse_dn(record.dn, root, &name, &outside)) {
+        refuse(record, record.line, outside ? "the entry is not below the tree's base" : "malformed DN");
+    }
+    if (name_to_dotted(name, true).size() > ZK_MAX_NAME) {
+        refuse(record, record.line, "the entry's name is longer than 512 bytes");
+    }
+    return name;
+}
+
+void LdifStore::check_place(const LdifRecord &record, const Name &name) const {
+    if (lookup(name) != nullptr) {
+        refuse(record, record.line, "the entry is there already");
+    }
+    if (name.size() > 1 && lookup(Name(name.begin() + 1, name.end())) == nullptr) {
+        refuse(record, record.line, "the entry has no parent: it must come before");
+    }
+}
+
+void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const {
+    const SchemaAttribute *row = schema_find_ldap(attribute.name);
+    if (row == nullptr) {
+        return;
+    }
+    if (attribute.value.size() > row->limit) {
+        refuse(record, attribute.line, attribute.name + ": the value is too long");
+    }
+    if (attribute.value.empty() && row->syntax != schema_stream) {
+        refuse(record, attribute.line, attribute.name + ": the value is empty");
+    }
+    try {
+        value_parse(row->syntax, attribute.value, root);
+    } catch (const DataError &error) {
+        refuse(record, attribute.line, attribute.name + ": " + error.what());
+    }
+    entry->values.push_back({row, attribute.value});
+}
+
+void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const {
+    if (entry.first("objectClass") == nullptr) {
+        refuse(record, record.line, "the entry has no objectClass");
+    }
+    if (entry.is_class("Alias") && entry.first("aliasedObjectName") == nullptr) {
+        refuse(record, record.line, "the alias has no aliasedObjectName");
+    }
+    if (entry.is_class("Server")) {
+        size_t length = entry_common_name(entry).size();
+        if (length == 0 || length >= ZK_SERVER_NAME_SIZE) {
+            refuse(record, record.line, "the name of a server has 1 to 48 bytes");
+        }
+    }
+    if (entry.name.empty()) {
+        return;
+    }
+    const NamePart &leaf = entry.name.front();
+    const SchemaAttribute *naming = schema_find_ldap(leaf.type);
+    for (const EntryValue &value : entry.values) {
+        if (value.attribute == naming && name_fold(value.text) == name_fold(leaf.value)) {
+            return;
+        }
+    }
+    refuse(record, record.line, "the entry has no " + leaf.type + " with the value in its DN");
+}
+
+void LdifStore::index_entry(uint32_t number) {
+    const Entry &entry = *nodes[number].entry;
+    uint32_t &first = byKey.emplace(name_key(entry.name), number).first->second;
+    if (first != number) {
+        uint32_t last = first;
+        while (nodes[last].sameKey != no_node) {
+            last = nodes[last].sameKey;
+        }
+        nodes[last].sameKey = number;
+    }
+    if (entry.is_class("Server")) {
+        servers.push_back(number);
+    } else if (entry.is_class("Volume")) {
+        volumes.push_back(number);
+    }
+    const SchemaAttribute *member = schema_find_ldap("member");
+    for (const EntryValue &value : entry.values) {
+        if (value.attribute == member) {
+            std::vector<uint32_t> &of = groups[name_key(value_parse(schema_dn, value.text, root).name)];
+            if (of.empty() || of.back() != number) {
+                of.push_back(number);
+            }
+        }
+    }
+}
+
+void LdifStore::count_at_parent(const Name &name) {
+    if (!name.empty()) {
+        const Node *parent = lookup(Name(name.begin() + 1, name.end()));
+        if (parent != nullptr) {
+            parent->entry->subordinates++;
+        }
+    }
+}
+
+void LdifStore::add(const LdifRecord &record) {
+    auto entry = std::make_shared<Entry>();
+    entry->name = parse_dn(record);
+    check_place(record, entry->name);
+    entry->values.reserve(record.attributes.size());
+    std::vector<std::string_view> objectClasses;
+    for (const LdifAttribute &attribute : record.attributes) {
+        add_value(record, attribute, entry.get());
+        if (equal_nocase(attribute.name, "objectClass")) {
+            objectClasses.push_back(attribute.value);
+        }
+    }
+    entry->entryClass = schema_class_of(objectClasses);
+    check_entry(record, *entry);
+    if (const std::string *changed = entry->first("modifyTimestamp")) {
+        entry->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, root).number;
+    }
+    count_at_parent(entry->name);
+    nodes.push_back({entry, no_node});
+    index_entry(static_cast<uint32_t>(nodes.size() - 1));
+}
+
+} // namespace
+
+std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base) {
+    auto store = std::make_unique<LdifStore>(base);
+    LdifReader reader(path, shown);
+    LdifRecord record;
+    while (reader.next(&record)) {
+        store->add(record);
+    }
+    return store;
+}

@@ -1,0 +1,15 @@
+// The embedded directory: one LDIF file, read into memory when the tree is first used.
+#ifndef PLATFORM_CLIENT_LDIF_STORE_H
+#define PLATFORM_CLIENT_LDIF_STORE_H
+
+#include <memory>
+#include <string>
+
+#include "platform/client/directory_store.h"
+
+// Reads the whole file. Throws DataError, with file and line, for anything that a directory could not take: an entry
+// twice, without its parent or outside `base`, a value that is not of its attribute's syntax. Messages call the file
+// `shown`.
+std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base);
+
+#endif

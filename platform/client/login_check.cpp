@@ -1,0 +1,25 @@
+#include "platform/client/login_check.h"
+
+#include <ctime>
+
+#include "platform/client/values.h"
+#include "platform/zk.h"
+
+static bool is_true(const Entry &user, const char *ldap) {
+    const std::string *value = user.first(ldap);
+    return value != nullptr && *value == "TRUE";
+}
+
+static bool has_expired(const Entry &user) {
+    const std::string *value = user.first("qrtLoginExpirationTime");
+    return value != nullptr && value_parse(ZK_SYNTAX_TIME, *value, {}).number <= time(nullptr);
+}
+
+uint32_t login_check(DirectoryStore *store, const Entry &user, const char *password) {
+    // The password first: who does not know it does not learn that the account is locked.
+    uint32_t code = store->check_password(user, password);
+    if (code == ZK_OK && (is_true(user, "qrtLocked") || is_true(user, "qrtLoginDisabled") || has_expired(user))) {
+        return ZKE_ACCOUNT_LOCKED;
+    }
+    return code;
+}

@@ -1,0 +1,43 @@
+#include "platform/client/password.h"
+
+#include <crypt.h>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "platform/client/names.h"
+
+namespace {
+
+constexpr std::string_view crypt_scheme = "{CRYPT}";
+
+struct WipeCryptData {
+    void operator()(struct crypt_data *data) const {
+        explicit_bzero(data, sizeof *data);
+        delete data;
+    }
+};
+
+bool equal_in_constant_time(std::string_view a, std::string_view b) {
+    if (a.size() != b.size()) {
+        return false;
+    }
+    unsigned char difference = 0;
+    for (size_t i = 0; i < a.size(); i++) {
+        difference |= static_cast<unsigned char>(a[i] ^ b[i]);
+    }
+    return difference == 0;
+}
+
+} // namespace
+
+bool password_matches(std::string_view stored, const char *password) {
+    if (!equal_nocase(stored.substr(0, crypt_scheme.size()), crypt_scheme)) {
+        return false;
+    }
+    std::string hash(stored.substr(crypt_scheme.size()));
+    std::unique_ptr<struct crypt_data, WipeCryptData> data(new struct crypt_data());
+    const char *result = crypt_r(password, hash.c_str(), data.get());
+    // A failure is told by a text that begins with "*", which no valid hash does.
+    return result != nullptr && result[0] != '*' && equal_in_constant_time(result, hash);
+}

@@ -1,0 +1,11 @@
+// Checks passwords against what the directory keeps of them.
+#ifndef PLATFORM_CLIENT_PASSWORD_H
+#define PLATFORM_CLIENT_PASSWORD_H
+
+#include <string_view>
+
+// Does `password` belong to the stored form "{CRYPT}hash"? Any other form never matches. The time taken does not tell
+// how much of the hash agreed.
+bool password_matches(std::string_view stored, const char *password);
+
+#endif

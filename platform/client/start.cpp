@@ -1,0 +1,46 @@
+#include "platform/client/start.h"
+
+#include "platform/client/boundary.h"
+#include "platform/client/trees.h"
+
+static uint32_t make_ready() {
+    return guarded([]() -> uint32_t {
+        trees_configure();
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKCallsInit(void *, void *) {
+    return make_ready();
+}
+
+uint32_t ZKCLXInit(void *, void *) {
+    return make_ready();
+}
+
+uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, uint8_t *patch) {
+    uint8_t *parts[] = {major, minor, revision, patch};
+    for (uint8_t *part : parts) {
+        if (part == nullptr) {
+            return ZKE_BAD_PARAMETER;
+        }
+    }
+    for (int i = 0; i < 4; i++) {
+        *parts[i] = client_version[i];
+    }
+    return ZK_OK;
+}
+
+uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree) {
+    return guarded([&]() -> uint32_t {
+        if (tree == nullptr || length == 0) {
+            return ZKE_BAD_PARAMETER;
+        }
+        Tree *found = tree_find(std::string_view(tree, length));
+        if (found == nullptr) {
+            return ZKE_TREE_NOT_FOUND;
+        }
+        tree_prefer(found);
+        return ZK_OK;
+    });
+}

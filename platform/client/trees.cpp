@@ -1,0 +1,92 @@
+#include "platform/client/trees.h"
+
+#include "platform/client/errors.h"
+#include "platform/client/ldif_store.h"
+#include "platform/zk.h"
+
+namespace {
+
+struct Network {
+    bool configured = false;
+    Config config;
+    std::vector<std::unique_ptr<Tree>> trees;
+    Tree *preferred = nullptr;
+};
+
+Network &network() {
+    static Network the_network;
+    return the_network;
+}
+
+EntryPtr find_default_server(const Tree &tree, DirectoryStore *store) {
+    EntryPtr server;
+    if (store->find_server(tree.config.defaultServer, &server) != ZK_OK && !tree.config.defaultServer.empty()) {
+        throw DataError(tree.config.shown + ": the tree has no server " + tree.config.defaultServer);
+    }
+    return server;
+}
+
+} // namespace
+
+void trees_configure() {
+    if (network().configured) {
+        return;
+    }
+    Config config = config_load(config_path());
+    std::vector<std::unique_ptr<Tree>> trees;
+    for (const ConfigTree &one : config.trees) {
+        trees.push_back(std::make_unique<Tree>());
+        trees.back()->config = one;
+    }
+    // Without a file the next call looks again: nothing can hold on to a tree yet.
+    network().configured = !trees.empty() || !config.servers.empty();
+    network().config = std::move(config);
+    network().trees = std::move(trees);
+}
+
+const Config &trees_config() {
+    trees_configure();
+    return network().config;
+}
+
+const std::vector<std::unique_ptr<Tree>> &trees_all() {
+    trees_configure();
+    return network().trees;
+}
+
+Tree *tree_find(std::string_view name) {
+    std::string_view unpadded = name;
+    while (!unpadded.empty() && unpadded.back() == '_') {
+        unpadded.remove_suffix(1);
+    }
+    for (const std::unique_ptr<Tree> &tree : trees_all()) {
+        if (equal_nocase(tree->config.name, unpadded)) {
+            return tree.get();
+        }
+    }
+    return nullptr;
+}
+
+Tree *tree_default() {
+    const std::vector<std::unique_ptr<Tree>> &trees = trees_all();
+    if (network().preferred != nullptr) {
+        return network().preferred;
+    }
+    Tree *named = tree_find(network().config.defaultTree);
+    return named != nullptr || trees.empty() ? named : trees.front().get();
+}
+
+void tree_prefer(Tree *tree) {
+    network().preferred = tree;
+}
+
+void tree_load(Tree *tree) {
+    if (tree->store != nullptr) {
+        return;
+    }
+    Name base;
+    name_parse_dn(tree->config.base, {}, &base, nullptr); // the configuration was refused if it is malformed
+    std::unique_ptr<DirectoryStore> store = ldif_store_load(tree->config.ldif, tree->config.shown, base);
+    tree->defaultServer = find_default_server(*tree, store.get());
+    tree->store = std::move(store);
+}

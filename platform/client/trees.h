@@ -1,0 +1,40 @@
+// The trees of the configuration, each with its directory, loaded when the tree is first used, and with the identity
+// that the process is logged in with.
+#ifndef PLATFORM_CLIENT_TREES_H
+#define PLATFORM_CLIENT_TREES_H
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "platform/client/config.h"
+#include "platform/client/directory_store.h"
+
+struct Tree {
+    ConfigTree config;
+    std::unique_ptr<DirectoryStore> store; // null until tree_load
+    EntryPtr defaultServer;                // null when the tree has no file server
+    EntryPtr identity;                     // who is logged in, null for nobody; set by identity.cpp
+};
+
+// Reads the configuration unless one has been read that has trees or servers. Throws DataError.
+void trees_configure();
+
+// The configuration, read when need be. Throws DataError.
+const Config &trees_config();
+
+const std::vector<std::unique_ptr<Tree>> &trees_all();
+
+// By name, in any letter case, padded with "_" or not; null when there is none.
+Tree *tree_find(std::string_view name);
+
+// The tree that is meant when none is named: the preferred one, otherwise the configuration's default, otherwise the
+// first one. Null without trees.
+Tree *tree_default();
+void tree_prefer(Tree *tree);
+
+// Makes sure that the tree's directory is loaded. Throws DataError.
+void tree_load(Tree *tree);
+
+#endif

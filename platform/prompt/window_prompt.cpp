@@ -1,0 +1,47 @@
+// The window prompts of a system without a window toolkit: each question is asked on the terminal instead. A process
+// without a terminal cannot ask: it gets "no" to a question, and everything else fails.
+#include <new>
+
+#include "platform/prompt/terminal_prompt.h"
+#include "platform/treelogin.h"
+
+// The answer that stands for the "yes" button.
+static constexpr int confirm_yes = 4;
+static constexpr int confirm_no = 0;
+
+int auxinit_g(void) {
+    Terminal terminal;
+    return terminal.isOpen() ? 0 : 1;
+}
+
+int auxlogin_g(const char *label, const char *defaultUser, char **user, char **password) {
+    return auxlogin_c(label, defaultUser, user, password);
+}
+
+// Asks until the answer is a clear yes or no.
+static int confirm_ask(const char *text) {
+    Terminal terminal;
+    if (!terminal.isOpen()) return confirm_no;
+    for (;;) {
+        Answer answer;
+        if (!terminal.askLine(std::string(text != nullptr ? text : "") + " (y/n) ", &answer)) return confirm_no;
+        if (answer.view() == "y" || answer.view() == "Y" || answer.view() == "yes") return confirm_yes;
+        if (answer.view() == "n" || answer.view() == "N" || answer.view() == "no") return confirm_no;
+    }
+}
+
+// Icon, buttons and default button describe a window; on the terminal only an explicit yes is one.
+int auxconfirm_g(const char *text, const char *, int, int) try {
+    return confirm_ask(text);
+} catch (const std::bad_alloc &) {
+    return confirm_no;
+}
+
+int auxpause_script(void) try {
+    Terminal terminal;
+    if (!terminal.isOpen()) return 1;
+    Answer answer;
+    return terminal.askLine("Press Enter to go on: ", &answer) ? 0 : 1;
+} catch (const std::bad_alloc &) {
+    return 1;
+}
