@@ -1,0 +1,190 @@
+#include "tools/map/command.h"
+
+#include <strings.h>
+#include <cctype>
+
+#include "tools/map/refusal.h"
+
+namespace {
+
+constexpr char blanks[] = " \t";
+
+std::string trimmed(std::string_view text) {
+    size_t first = text.find_first_not_of(blanks);
+    if (first == std::string_view::npos) return "";
+    return std::string(text.substr(first, text.find_last_not_of(blanks) - first + 1));
+}
+
+bool is_word(const std::string &text, const char *word) {
+    return strcasecmp(text.c_str(), word) == 0;
+}
+
+// Cuts the first word off `text`.
+std::string take_word(std::string *text) {
+    size_t end = text->find_first_of(blanks);
+    std::string word = text->substr(0, end);
+    *text = end == std::string::npos ? "" : trimmed(text->substr(end));
+    return word;
+}
+
+std::vector<std::string> split_items(const std::string &line) {
+    std::vector<std::string> items(1);
+    bool quoted = false;
+    for (char c : line) {
+        if (c == '"')
+            quoted = !quoted;
+        else if (!quoted && (c == ',' || c == ';'))
+            items.emplace_back();
+        else
+            items.back() += c;
+    }
+    for (std::string &item : items) item = trimmed(item);
+    return items;
+}
+
+// A number from 1 to `high` written in digits only, or 0.
+int small_number(std::string_view text, int high) {
+    if (text.empty() || text.size() > 2) return 0;
+    int number = 0;
+    for (char c : text) {
+        if (c < '0' || c > '9') return 0;
+        number = number * 10 + (c - '0');
+    }
+    return number <= high ? number : 0;
+}
+
+Drive drive_required(const std::string &text) {
+    std::optional<Drive> drive = drive_of(text);
+    if (!drive) throw Refusal("\"" + text + ":\" is no drive: a drive is a letter, S1 to S16 or *1 to *21");
+    return *drive;
+}
+
+struct Keyword {
+    const char *word;
+    Command::Action action;
+};
+
+// ROOT is accepted and changes nothing: every drive is a link, and so its target is the drive's root.
+const Keyword keywords[] = {
+    {"ROOT", Command::Action::assign},   {"NEXT", Command::Action::next},     {"N", Command::Action::next},
+    {"INS", Command::Action::insert},    {"INSERT", Command::Action::insert}, {"DEL", Command::Action::remove},
+    {"DELETE", Command::Action::remove}, {"REM", Command::Action::remove},    {"DISPLAY", Command::Action::display},
+    {"ERRORS", Command::Action::errors},
+};
+
+const Keyword *keyword_of(const std::string &word) {
+    for (const Keyword &keyword : keywords)
+        if (is_word(word, keyword.word)) return &keyword;
+    return nullptr;
+}
+
+// Cuts the keywords off the front of `text`; one that says what is to be done wins over ROOT.
+Command::Action take_keywords(std::string *text) {
+    Command::Action action = Command::Action::assign;
+    for (;;) {
+        std::string rest = *text;
+        const Keyword *keyword = keyword_of(take_word(&rest));
+        if (keyword == nullptr) return action;
+        if (keyword->action != Command::Action::assign) action = keyword->action;
+        *text = rest;
+    }
+}
+
+Command switch_command(Command::Action action, const std::string &text) {
+    if (!is_word(text, "ON") && !is_word(text, "OFF")) throw Refusal("DISPLAY and ERRORS take ON or OFF");
+    Command command;
+    command.action = action;
+    command.on = is_word(text, "ON");
+    return command;
+}
+
+// "drive:=target", "drive:" or a target alone; `hasDrive` tells the last from the others.
+struct Operand {
+    bool hasDrive = false;
+    bool hasTarget = false;
+    std::string drive, target;
+};
+
+Operand operand_of(const std::string &text) {
+    Operand operand;
+    size_t colon = text.find(':');
+    std::string after = colon == std::string::npos ? "" : trimmed(text.substr(colon + 1));
+    bool assigns = !after.empty() && after[0] == '=';
+    bool alone = colon != std::string::npos && after.empty() && drive_of(trimmed(text.substr(0, colon))).has_value();
+    operand.hasDrive = assigns || alone;
+    operand.hasTarget = !alone;
+    if (operand.hasDrive) operand.drive = trimmed(text.substr(0, colon));
+    if (operand.hasTarget) operand.target = assigns ? trimmed(after.substr(1)) : text;
+    return operand;
+}
+
+Command drive_command(Command::Action action, const Operand &operand) {
+    Command command;
+    command.action = action;
+    command.drive = drive_required(operand.drive);
+    command.target = operand.target;
+    const std::string name = command.drive.name() + ":";
+    bool removes = action == Command::Action::remove;
+    if (removes && operand.hasTarget) throw Refusal("DEL takes a drive alone");
+    if (!removes && !operand.hasTarget && action == Command::Action::assign) command.action = Command::Action::show;
+    if (operand.hasTarget && operand.target.empty()) throw Refusal("Drive " + name + " is given no target");
+    if (action == Command::Action::next) throw Refusal("NEXT takes a target alone, not drive " + name);
+    if (action == Command::Action::insert && !(command.drive.isSearch() && operand.hasTarget))
+        throw Refusal("INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public");
+    return command;
+}
+
+// A target without a drive: for NEXT, or one more place of the search path.
+Command target_command(Command::Action action, const std::string &target, const Command *before) {
+    Command command;
+    command.action = action;
+    command.target = target;
+    if (action == Command::Action::next) return command;
+    bool afterSearch = before != nullptr && before->drive.isSearch() && before->drive.place > 0 &&
+                       (before->action == Command::Action::insert || before->action == Command::Action::assign);
+    if (action != Command::Action::assign || !afterSearch) throw Refusal("\"" + target + "\" names no drive");
+    command.action = before->action;
+    command.drive.place = before->drive.place + 1;
+    return command;
+}
+
+Command item_command(std::string text, const Command *before) {
+    Command::Action action = take_keywords(&text);
+    if (action == Command::Action::display || action == Command::Action::errors) return switch_command(action, text);
+    if (text.empty()) throw Refusal("There is nothing to map between two commas or after a keyword");
+    Operand operand = operand_of(text);
+    if (!operand.hasDrive) return target_command(action, operand.target, before);
+    bool goesOnRemoving = before != nullptr && before->action == Command::Action::remove && !operand.hasTarget;
+    if (action == Command::Action::assign && goesOnRemoving) action = Command::Action::remove;
+    return drive_command(action, operand);
+}
+
+} // namespace
+
+std::optional<Drive> drive_of(std::string_view text) {
+    Drive drive;
+    if (text.size() == 1 && isalpha(static_cast<unsigned char>(text[0]))) {
+        drive.letter = static_cast<char>(toupper(static_cast<unsigned char>(text[0])));
+        return drive;
+    }
+    if (text.size() < 2) return std::nullopt;
+    if (text[0] == '*') {
+        int number = small_number(text.substr(1), 'Z' - Drive::first_local + 1);
+        drive.letter = static_cast<char>(Drive::first_local + number - 1);
+        return number > 0 ? std::optional<Drive>(drive) : std::nullopt;
+    }
+    drive.place = small_number(text.substr(1), Drive::search_drives);
+    if ((text[0] != 'S' && text[0] != 's') || drive.place == 0) return std::nullopt;
+    return drive;
+}
+
+std::vector<Command> command_parse(const std::string &line) {
+    std::vector<Command> commands;
+    if (trimmed(line).empty()) {
+        commands.emplace_back();
+        return commands;
+    }
+    for (const std::string &item : split_items(line))
+        commands.push_back(item_command(item, commands.empty() ? nullptr : &commands.back()));
+    return commands;
+}

@@ -1,0 +1,102 @@
+#include "tools/map/link_directory.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "commands/drive.h"
+#include "tools/map/refusal.h"
+
+namespace {
+
+// The directory that the scripts' DRIVE statement uses, too.
+std::string configured_directory() {
+    char *link = nullptr;
+    char *directory = nullptr;
+    util_map_location("H", nullptr, &link, &directory);
+    OwnedText ownedLink(link), ownedDirectory(directory);
+    if (directory == nullptr || *directory == '\0')
+        throw Refusal("There is no directory for the drives: neither map.conf nor HOME names one");
+    if (*directory != '/')
+        throw Refusal(std::string("The directory for the drives is not an absolute path: ") + directory);
+    std::string path = directory;
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    return path;
+}
+
+[[noreturn]] void refuse(const std::string &what) {
+    throw Refusal(what + ": " + strerror(errno));
+}
+
+std::string random_name() {
+    unsigned char bytes[8];
+    if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes)) refuse("No random number");
+    static const char digits[] = "0123456789abcdef";
+    std::string name = ".map-";
+    for (unsigned char byte : bytes) {
+        name += digits[byte >> 4];
+        name += digits[byte & 15];
+    }
+    return name;
+}
+
+} // namespace
+
+LinkDirectory::LinkDirectory() : path_(configured_directory()) {
+    const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    descriptor_ = open(path_.c_str(), flags);
+    if (descriptor_ < 0 && errno == ENOENT && mkdir(path_.c_str(), S_IRWXU) == 0)
+        descriptor_ = open(path_.c_str(), flags);
+    if (descriptor_ < 0) refuse("The directory for the drives, " + path_ + ", cannot be used");
+}
+
+LinkDirectory::~LinkDirectory() {
+    if (descriptor_ >= 0) close(descriptor_);
+}
+
+std::optional<Location> LinkDirectory::read(const std::string &name) const {
+    char target[PATH_MAX];
+    ssize_t length = readlinkat(descriptor_, name.c_str(), target, sizeof target);
+    if (length < 0) return std::nullopt;
+    return location_from_local_path(std::string_view(target, static_cast<size_t>(length)));
+}
+
+bool LinkDirectory::isFree(const std::string &name) const {
+    struct stat status;
+    return fstatat(descriptor_, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;
+}
+
+void LinkDirectory::refuseForeign(const std::string &name) const {
+    if (!isFree(name) && !read(name)) throw Refusal(path_ + "/" + name + " is not a drive's link and stays as it is");
+}
+
+void LinkDirectory::write(const std::string &name, const Location &location) {
+    refuseForeign(name);
+    const std::string target = location_local_path(location);
+    const std::string what = "the link " + path_ + "/" + name + " cannot be made";
+    // A new link is made under its own name, where the call itself refuses what has come there in between; only a
+    // drive's own link is replaced, by renaming.
+    if (symlinkat(target.c_str(), descriptor_, name.c_str()) == 0) return;
+    if (errno != EEXIST) refuse(what);
+    const std::string temporary = random_name();
+    refuseForeign(name);
+    if (symlinkat(target.c_str(), descriptor_, temporary.c_str()) != 0) refuse(what);
+    if (renameat(descriptor_, temporary.c_str(), descriptor_, name.c_str()) != 0) {
+        int problem = errno;
+        unlinkat(descriptor_, temporary.c_str(), 0);
+        errno = problem;
+        refuse(what);
+    }
+}
+
+void LinkDirectory::remove(const std::string &name) {
+    refuseForeign(name);
+    if (isFree(name)) throw Refusal("it is not mapped");
+    if (unlinkat(descriptor_, name.c_str(), 0) != 0) refuse("the link " + path_ + "/" + name + " cannot be removed");
+}

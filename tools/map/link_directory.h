@@ -1,0 +1,40 @@
+// The directory that holds one symbolic link for each drive. Every access goes through the directory's descriptor and
+// through the link's own name, never through what the link points to, so that nothing that somebody plants there can
+// lead a change elsewhere.
+#ifndef TOOLS_MAP_LINK_DIRECTORY_H
+#define TOOLS_MAP_LINK_DIRECTORY_H
+
+#include <optional>
+#include <string>
+
+#include "tools/map/location.h"
+
+class LinkDirectory {
+  public:
+    // Finds the directory: map.conf's, else the home directory; it is made if only its last component is missing.
+    // Throws Refusal: there is none, it cannot be opened, or its last component is itself a link.
+    LinkDirectory();
+    ~LinkDirectory();
+    LinkDirectory(const LinkDirectory &) = delete;
+    LinkDirectory &operator=(const LinkDirectory &) = delete;
+
+    // Where the link `name` leads; nothing when there is no such link or what stands there is not a drive's.
+    std::optional<Location> read(const std::string &name) const;
+
+    // True when nothing stands under the name, a drive's link or anything else.
+    bool isFree(const std::string &name) const;
+
+    // Makes or replaces the link in one step. Throws Refusal, also when something stands there that is not a drive's
+    // link.
+    void write(const std::string &name, const Location &location);
+
+    // Throws Refusal, also when no drive's link stands there.
+    void remove(const std::string &name);
+
+  private:
+    void refuseForeign(const std::string &name) const;
+    std::string path_;
+    int descriptor_ = -1;
+};
+
+#endif

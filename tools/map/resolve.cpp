@@ -1,0 +1,144 @@
+#include "tools/map/resolve.h"
+
+#include <sys/stat.h>
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "include/qrtscript.h"
+#include "platform/zk.h"
+#include "tools/map/command.h"
+#include "tools/map/refusal.h"
+
+namespace {
+
+// What the directory's own names and the parts of a path may need at most.
+constexpr size_t target_limit = ZK_MAX_NAME;
+constexpr size_t part_size = 2 * ZK_MAX_NAME + 2;
+
+struct Meaning {
+    uint32_t code;
+    const char *text;
+};
+
+const Meaning meanings[] = {
+    {ZKE_SERVER_NOT_FOUND, "there is no such server"},
+    {ZKE_VOLUME_UNKNOWN, "the server has no such volume"},
+    {ZKE_NO_SUCH_ENTRY, "there is no such object or volume"},
+    {ZKE_NO_SUCH_ATTRIBUTE, "the object is no volume"},
+    {ZKE_NO_SUCH_VALUE, "the object is no volume"},
+    {ZKE_MALFORMED_NAME, "the name is malformed"},
+    {ZKE_TREE_NOT_FOUND, "there is no such tree"},
+    {ZKE_NO_ACCESS, "the directory denies access"},
+};
+
+[[noreturn]] void refuse(uint32_t code) {
+    for (const Meaning &meaning : meanings)
+        if (meaning.code == code) throw Refusal(meaning.text);
+    if (code != ZKE_DIRECTORY_UNREACHABLE && code != ZKE_BAD_DIRECTORY_DATA)
+        throw Refusal("the directory client reports code " + std::to_string(code));
+    char sentence[1024] = {};
+    ZKGetLastErrorText(sizeof sentence, sentence);
+    throw Refusal(std::string("the directory cannot be read") + (sentence[0] != '\0' ? ": " : "") + sentence);
+}
+
+// A directory context for the looks-up of one target.
+class LookupContext {
+  public:
+    LookupContext() {
+        uint32_t code = ZKCallsInit(nullptr, nullptr);
+        if (code != ZK_OK) refuse(code);
+        // A tree that cannot be found leaves a context without one; servers are still known by their names.
+        qrt_Getctx(treeName().c_str(), &handle_);
+        const char *context = getenv("QRT_CONTEXT");
+        if (context != nullptr) ZKDSSetContext(handle_, DCK_NAME_CONTEXT, context);
+    }
+    ~LookupContext() { ZKDSFreeContext(handle_); }
+    LookupContext(const LookupContext &) = delete;
+    LookupContext &operator=(const LookupContext &) = delete;
+    uint32_t handle() const { return handle_; }
+
+  private:
+    // The login's tree, else the one that the client uses when it is told nothing.
+    static std::string treeName() {
+        const char *tree = getenv("QRT_TREE");
+        if (tree != nullptr && *tree != '\0') return tree;
+        uint32_t reference = 0;
+        uint32_t connection = 0;
+        char padded[ZK_TREE_NAME_SIZE] = {};
+        if (ZKGetDefaultConnRef(&reference) != ZK_OK) return "";
+        if (ZKCCOpenConnByRef(reference, ZK_OPEN_BY_REFERENCE, 0, &connection) != ZK_OK) return "";
+        ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, sizeof padded, padded);
+        ZKCCCloseConn(connection);
+        std::string name = padded;
+        return name.erase(name.find_last_not_of('_') + 1);
+    }
+    uint32_t handle_ = 0;
+};
+
+// The server's own spelling of its name.
+std::string server_name(const std::string &server) {
+    uint32_t connection = 0;
+    uint32_t code =
+        ZKCCOpenConnByName(0, server.c_str(), ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection);
+    if (code != ZK_OK) refuse(code);
+    char name[ZK_SERVER_NAME_SIZE] = {};
+    code = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, sizeof name, name);
+    ZKCCCloseConn(connection);
+    return code == ZK_OK ? name : server;
+}
+
+// "//SRV1/SYS/public" as "SRV1/SYS:public".
+std::string without_double_slash(const std::string &target) {
+    size_t server = target.find('/', 2);
+    if (server == std::string::npos) throw Refusal("a server without a volume");
+    size_t volume = std::min(target.find('/', server + 1), target.size());
+    return target.substr(2, volume - 2) + ":" + target.substr(std::min(volume + 1, target.size()));
+}
+
+Location resolve_network(const std::string &target) {
+    LookupContext context;
+    char server[part_size] = {};
+    char volume[part_size] = {};
+    char rest[part_size] = {};
+    uint32_t connection = 0;
+    uint16_t resolved = 0;
+    uint32_t code = qrt_ZKDSParsePath(context.handle(), target.c_str(), server, &connection, volume, rest, &resolved);
+    if (code != ZK_OK) refuse(code);
+    Location location;
+    location.server = server_name(server);
+    location.volume = volume;
+    location.path = location_join("", rest);
+    return location;
+}
+
+// A target such as "H:home" is below drive H if there is one.
+std::optional<Location> resolve_drive(const std::string &target, const LinkDirectory &links) {
+    size_t colon = target.find(':');
+    if (colon == std::string::npos) return std::nullopt;
+    std::optional<Drive> drive = drive_of(target.substr(0, colon));
+    if (!drive) return std::nullopt;
+    std::optional<Location> location = links.read(drive->name());
+    if (location) location->path = location_join(location->path, target.substr(colon + 1));
+    return location;
+}
+
+bool is_folder(const std::string &path) {
+    struct stat status;
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+} // namespace
+
+Location resolve_target(const std::string &target, const LinkDirectory &links) {
+    std::string path = target;
+    std::replace(path.begin(), path.end(), '\\', '/');
+    if (path.size() > target_limit) throw Refusal("the name is too long");
+    if (path.compare(0, 2, "//") == 0) path = without_double_slash(path);
+    std::optional<Location> location = resolve_drive(path, links);
+    if (!location) location = resolve_network(path);
+    location_check(*location);
+    if (is_folder(mount_point()) && !is_folder(location_local_path(*location)))
+        throw Refusal("the folder " + location->text() + " does not exist");
+    return *location;
+}

@@ -1,0 +1,98 @@
+#include "tools/qrtlogin/environment.h"
+
+#include <unistd.h>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+std::map<std::string, std::string> environment_copy() {
+    std::map<std::string, std::string> copy;
+    for (char **entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+        std::string text = *entry;
+        size_t equals = text.find('=');
+        if (equals != std::string::npos) copy.emplace(text.substr(0, equals), text.substr(equals + 1));
+    }
+    return copy;
+}
+
+void restore(const std::map<std::string, std::string> &before, const std::string &name) {
+    auto old = before.find(name);
+    if (old == before.end())
+        unsetenv(name.c_str());
+    else
+        setenv(name.c_str(), old->second.c_str(), 1);
+}
+
+} // namespace
+
+RunEnvironment::RunEnvironment() : before_(environment_copy()) {}
+
+void RunEnvironment::lend(const std::string &name, const std::string &value) {
+    lent_[name] = value;
+    setenv(name.c_str(), value.c_str(), 1);
+}
+
+void RunEnvironment::lendPathFolder(const std::string &folder) {
+    // A colon would cut the folder in two.
+    if (folder.empty() || folder.find(':') != std::string::npos) return;
+    const char *path = getenv("PATH");
+    // Without PATH a search goes through the system's own folders; a PATH of one folder would hide them.
+    std::string rest = path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin";
+    pathPrefix_ = folder + ":";
+    lend("PATH", pathPrefix_ + rest);
+}
+
+void RunEnvironment::ignore(const std::string &name) {
+    const char *value = getenv(name.c_str());
+    lent_[name] = value != nullptr ? value : "0";
+}
+
+void RunEnvironment::takeBack() {
+    for (const auto &[name, value] : lent_) {
+        const char *now = getenv(name.c_str());
+        if (now != nullptr && now == value) restore(before_, name);
+    }
+    // A script that extended PATH has the lent folder in its value.
+    const char *path = getenv("PATH");
+    if (path != nullptr && !pathPrefix_.empty() && strncmp(path, pathPrefix_.c_str(), pathPrefix_.size()) == 0)
+        setenv("PATH", std::string(path + pathPrefix_.size()).c_str(), 1);
+}
+
+std::string RunEnvironment::exportLines() const {
+    std::string lines;
+    for (const auto &[name, value] : environment_copy()) {
+        auto old = before_.find(name);
+        if (old != before_.end() && old->second == value) continue;
+        if (shell_is_name(name)) lines += "export " + name + "=" + shell_quote(value) + "\n";
+    }
+    return lines;
+}
+
+std::string shell_quote(const std::string &text) {
+    std::string quoted = "'";
+    for (char c : text) {
+        if (c == '\'')
+            quoted += "'\\''";
+        else
+            quoted += c;
+    }
+    return quoted + "'";
+}
+
+bool shell_is_name(const std::string &name) {
+    static const char letters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_";
+    static const char letters_and_digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_0123456789";
+    return !name.empty() && strchr(letters, name[0]) != nullptr &&
+           name.find_first_not_of(letters_and_digits) == std::string::npos;
+}
+
+std::string own_folder_with(const std::string &program) {
+    char path[PATH_MAX] = {};
+    ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
+    if (length <= 0) return "";
+    std::string folder(path, static_cast<size_t>(length));
+    folder.erase(folder.rfind('/'));
+    return access((folder + "/" + program).c_str(), X_OK) == 0 ? folder : "";
+}

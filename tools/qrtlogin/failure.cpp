@@ -1,0 +1,54 @@
+#include "tools/qrtlogin/failure.h"
+
+#include <cstdio>
+
+#include "platform/zk.h"
+
+namespace {
+
+struct Meaning {
+    uint32_t code;
+    int status;
+    const char *text;
+};
+
+const Meaning meanings[] = {
+    {ZKE_WRONG_PASSWORD, exit_password, "the password is wrong"},
+    {ZKE_ACCOUNT_LOCKED, exit_password, "the account is locked"},
+    {ZKE_NO_ACCESS, exit_password, "access is denied"},
+    {ZKE_DIRECTORY_UNREACHABLE, exit_directory, "the directory cannot be reached"},
+    {ZKE_BAD_DIRECTORY_DATA, exit_directory, "the directory's data cannot be read"},
+    {ZKE_TREE_NOT_FOUND, exit_tree, "there is no such tree"},
+    {ZKE_SERVER_NOT_FOUND, exit_tree, "there is no such tree or server"},
+    {ZKE_NO_SUCH_ENTRY, exit_user, "there is no such user"},
+    {ZKE_NO_SUCH_ATTRIBUTE, exit_user, "the object has no password"},
+    {ZKE_NO_SUCH_VALUE, exit_user, "the object has no password"},
+    {ZKE_MALFORMED_NAME, exit_user, "the user's name is malformed"},
+};
+
+std::string unknown_text(uint32_t code) {
+    char text[32];
+    snprintf(text, sizeof text, "code 0x%X", code);
+    return text;
+}
+
+// The client's own sentence about its last failure, with file and line where there is one.
+std::string client_sentence() {
+    char text[1024] = {};
+    return ZKGetLastErrorText(sizeof text, text) == ZK_OK ? text : "";
+}
+
+} // namespace
+
+Failure failure_of(uint32_t code, const std::string &attempt) {
+    int status = exit_directory;
+    std::string text = unknown_text(code);
+    for (const Meaning &meaning : meanings) {
+        if (meaning.code != code) continue;
+        status = meaning.status;
+        text = meaning.text;
+    }
+    std::string detail = status == exit_directory ? client_sentence() : "";
+    if (!detail.empty()) text += ": " + detail;
+    return Failure(status, attempt + ": " + text);
+}

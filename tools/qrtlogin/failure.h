@@ -1,0 +1,32 @@
+// How qrtlogin ends when it cannot do its work: one exit status for each kind of failure, and one line of text.
+#ifndef TOOLS_QRTLOGIN_FAILURE_H
+#define TOOLS_QRTLOGIN_FAILURE_H
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+enum ExitStatus : int {
+    exit_password = 2,  // wrong, none, or the account is locked
+    exit_directory = 3, // not reachable, or its data unreadable
+    exit_tree = 4,      // none, or unknown
+    exit_user = 5,      // unknown
+    exit_usage = 64,
+    exit_cannot_run = 126,
+    exit_not_found = 127
+};
+
+class Failure : public std::runtime_error {
+  public:
+    Failure(int status, const std::string &text) : std::runtime_error(text), status_(status) {}
+    int status() const { return status_; }
+
+  private:
+    int status_;
+};
+
+// The failure that a code of the directory client stands for. `attempt` begins the text ("cannot log in as jdoe to
+// ACME"); where the client knows more (a file and a line), that is told too.
+Failure failure_of(uint32_t code, const std::string &attempt);
+
+#endif

@@ -1,0 +1,32 @@
+// The login itself: finds the tree and proves to it who the user is.
+#ifndef TOOLS_QRTLOGIN_LOGIN_H
+#define TOOLS_QRTLOGIN_LOGIN_H
+
+#include <cstdint>
+#include <string>
+
+#include "tools/qrtlogin/options.h"
+#include "tools/qrtlogin/secret.h"
+
+class Login {
+  public:
+    // Finds the tree: --tree, else that of --server, else the configuration's default one. Nobody is logged in yet.
+    // Throws Failure.
+    explicit Login(const Options &options);
+    ~Login();
+    Login(const Login &) = delete;
+    Login &operator=(const Login &) = delete;
+
+    // Logs the user in, for as long as this process lives. Throws Failure.
+    void authenticate(const std::string &user, Secret *password);
+
+    const std::string &tree() const { return tree_; }
+    // The container of the user that logged in, typeless and without a leading period; empty for the root.
+    std::string container() const;
+
+  private:
+    uint32_t context_ = 0;
+    std::string tree_;
+};
+
+#endif

@@ -1,0 +1,97 @@
+// qrtlogin: logs a user in to a directory tree, runs the login scripts and hands their environment on.
+
+#include <fcntl.h>
+#include <pwd.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+
+#include "tools/qrtlogin/environment.h"
+#include "tools/qrtlogin/failure.h"
+#include "tools/qrtlogin/login.h"
+#include "tools/qrtlogin/options.h"
+#include "tools/qrtlogin/run.h"
+#include "tools/qrtlogin/secret.h"
+
+namespace {
+
+// Keeps the real standard output for the text that a shell will evaluate; everything else that is written to standard
+// output (the scripts' output, traces) goes to standard error from here on.
+FILE *separate_output() {
+    int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    FILE *output = kept >= 0 ? fdopen(kept, "w") : nullptr;
+    if (output == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+        throw Failure(exit_usage, std::string("cannot use standard output: ") + strerror(errno));
+    return output;
+}
+
+void write_text(FILE *output, const std::string &text) {
+    size_t written = fwrite(text.data(), 1, text.size(), output);
+    if (fclose(output) != 0 || written != text.size())
+        throw Failure(exit_directory, std::string("cannot write the environment: ") + strerror(errno));
+}
+
+std::string users_shell() {
+    const char *shell = getenv("SHELL");
+    if (shell != nullptr && *shell != '\0') return shell;
+    const passwd *entry = getpwuid(geteuid());
+    return entry != nullptr && entry->pw_shell != nullptr && *entry->pw_shell != '\0' ? entry->pw_shell : "/bin/sh";
+}
+
+// Comes back only by a Failure.
+void become(char **command) {
+    fflush(stdout);
+    execvp(command[0], command);
+    int status = errno == ENOENT ? exit_not_found : exit_cannot_run;
+    throw Failure(status, std::string("cannot run ") + command[0] + ": " + strerror(errno));
+}
+
+void become_shell() {
+    std::string shell = users_shell();
+    char *command[] = {shell.data(), nullptr};
+    become(command);
+}
+
+int run_for(const Options &options, const Login &login, Secret *password, RunEnvironment *environment) {
+    environment->ignore("TOLAN_USE_BRUNE");
+    environment->lendPathFolder(own_folder_with("map"));
+    environment->lend("QRT_TREE", login.tree());
+    environment->lend("QRT_CONTEXT", login.container());
+    int result = run_scripts(options, login.tree(), password, stdout);
+    environment->takeBack();
+    return result;
+}
+
+int login_and_hand_on(int argc, char **argv) {
+    Options options;
+    options_parse(argc, argv, &options);
+    FILE *forEval = options.printEnvironment ? separate_output() : nullptr;
+
+    RunEnvironment environment;
+    Login login(options);
+    Secret password;
+    if (options.passwordDescriptor >= 0)
+        password.readFrom(options.passwordDescriptor);
+    else
+        password.ask("Password for " + options.user + " (typing is not shown): ");
+    login.authenticate(options.user, &password);
+
+    int result = run_for(options, login, &password, &environment);
+    if (options.command != nullptr) become(options.command);
+    if (options.shell) become_shell();
+    if (forEval != nullptr) write_text(forEval, environment.exportLines());
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char **argv) try { return login_and_hand_on(argc, argv); } catch (const Failure &failure) {
+    fprintf(stderr, "qrtlogin: %s\n", failure.what());
+    return failure.status();
+} catch (const std::exception &problem) {
+    fprintf(stderr, "qrtlogin: %s\n", problem.what());
+    return exit_directory;
+}

@@ -1,0 +1,32 @@
+// The command line of qrtlogin.
+#ifndef TOOLS_QRTLOGIN_OPTIONS_H
+#define TOOLS_QRTLOGIN_OPTIONS_H
+
+#include <array>
+#include <optional>
+#include <string>
+
+// The script variables that a caller may set: %2 to %5.
+inline constexpr int options_first_variable = 2;
+inline constexpr int options_variables = 4;
+
+struct Options {
+    std::string user; // as typed; never empty after options_parse
+    std::optional<std::string> tree;
+    std::optional<std::string> context;
+    std::optional<std::string> server;
+    std::optional<std::string> profileScript;
+    std::optional<std::string> loginScript;
+    std::array<std::optional<std::string>, options_variables> variables;
+    int debugLevel = 0;
+    int passwordDescriptor = -1; // -1: ask on the terminal
+    bool shell = false;
+    bool printEnvironment = false;
+    char **command = nullptr; // what follows "--", ended by a null pointer; null without one
+};
+
+// Reads the command line. A wrong one ends the process with status 64 and --help with 0, each after its text. `command`
+// points into `argv`.
+void options_parse(int argc, char **argv, Options *options);
+
+#endif

@@ -1,0 +1,44 @@
+#include "tools/qrtlogin/secret.h"
+
+#include <readpassphrase.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstring>
+
+#include "tools/qrtlogin/failure.h"
+
+void Secret::wipe() {
+    explicit_bzero(text_, sizeof text_);
+}
+
+void Secret::ask(const std::string &question) {
+    if (readpassphrase(question.c_str(), text_, sizeof text_, RPP_REQUIRE_TTY) == nullptr) {
+        if (errno == ENOTTY) throw Failure(exit_password, "no password: there is no terminal to ask on");
+        throw Failure(exit_password, "no password: the question was broken off");
+    }
+    // An empty line and the end of input look alike.
+    if (text_[0] == '\0') throw Failure(exit_password, "no password was entered");
+    if (strlen(text_) > capacity) throw Failure(exit_password, "the password is too long");
+}
+
+void Secret::readFrom(int descriptor) {
+    size_t length = 0;
+    ssize_t got = 0;
+    int problem = 0;
+    while (length <= capacity) {
+        got = read(descriptor, text_ + length, 1);
+        problem = errno;
+        if (got < 0 && problem == EINTR) continue;
+        if (got <= 0 || text_[length] == '\n') break;
+        ++length;
+    }
+    text_[length] = '\0';
+    if (got < 0) {
+        throw Failure(exit_usage, "cannot read the password from descriptor " + std::to_string(descriptor) + ": " +
+                                      strerror(problem));
+    }
+    close(descriptor);
+    if (length > capacity) throw Failure(exit_password, "the password is too long");
+    if (length == 0) throw Failure(exit_password, "no password on descriptor " + std::to_string(descriptor));
+    if (strlen(text_) != length) throw Failure(exit_password, "the password holds a zero byte");
+}

@@ -1,0 +1,31 @@
+// The password between the person and the directory: held in one block that is wiped, never on the command line.
+#ifndef TOOLS_QRTLOGIN_SECRET_H
+#define TOOLS_QRTLOGIN_SECRET_H
+
+#include <cstddef>
+#include <string>
+
+class Secret {
+  public:
+    static constexpr size_t capacity = 1024;
+
+    Secret() = default;
+    ~Secret() { wipe(); }
+    Secret(const Secret &) = delete;
+    Secret &operator=(const Secret &) = delete;
+
+    // Asks on the terminal, without echo. Throws Failure: no terminal, an interrupt, an empty or an overlong answer.
+    void ask(const std::string &question);
+
+    // Reads from a descriptor up to its first line end, or to its end, and closes it. Throws Failure: the descriptor
+    // cannot be read, no or an overlong password, a zero byte in it.
+    void readFrom(int descriptor);
+
+    char *text() { return text_; } // NUL-terminated; empty after wipe()
+    void wipe();
+
+  private:
+    char text_[capacity + 2] = {}; // one byte more, so that an overlong password shows, and the NUL
+};
+
+#endif
