@@ -31,8 +31,8 @@ extern "C" {
 uint32_t ZKCallsInit(void *reserved1, void *reserved2);
 uint32_t ZKCLXInit(void *reserved1, void *reserved2);
 uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, uint8_t *patch);
-// What was wrong at the last failure of the configuration, of the loading of a tree, or of a login, as a sentence for an
-// administrator ("acme.ldif:17: malformed DN"); empty when nothing has failed. Cut to `size` bytes, NUL included.
+// What was wrong at the last failure of the configuration, of the loading of a tree, or of a login, as a sentence for
+// an administrator ("acme.ldif:17: malformed DN"); empty when nothing has failed. Cut to `size` bytes, NUL included.
 uint32_t ZKGetLastErrorText(uint32_t size, char *text);
 
 // ---- directory contexts ----
@@ -96,9 +96,9 @@ enum {
     ZK_SYNTAX_NETWORK_ADDRESS = 12,
     ZK_SYNTAX_PATH = 15,
     ZK_SYNTAX_POSTAL_ADDRESS = 18,
-    ZK_SYNTAX_COUNTER = 22,  // int32_t
-    ZK_SYNTAX_TIME = 24,     // int32_t, seconds since 1970
-    ZK_SYNTAX_INTERVAL = 27  // int32_t, seconds
+    ZK_SYNTAX_COUNTER = 22, // int32_t
+    ZK_SYNTAX_TIME = 24,    // int32_t, seconds since 1970
+    ZK_SYNTAX_INTERVAL = 27 // int32_t, seconds
 };
 typedef struct {
     char *text;
@@ -145,8 +145,8 @@ uint32_t ZKDSOpenStream(uint32_t context, const char *object, const char *attrib
 uint32_t ZKReadFile(uint32_t file, uint32_t count, uint32_t *bytesRead, void *data);
 uint32_t ZKCloseFile(uint32_t file);
 // Splits "SERVER/VOLUME:path", "\\SERVER\VOLUME\path" or "VOLUME:path" (on the primary server), opens a connection to
-// the server and tells its and the volume's own spelling. Each result may be null: a connection that is not asked for is
-// not left open. `server` has ZK_SERVER_NAME_SIZE bytes, `volume` 65, `rest` 256. ZKE_MALFORMED_NAME,
+// the server and tells its and the volume's own spelling. Each result may be null: a connection that is not asked for
+// is not left open. `server` has ZK_SERVER_NAME_SIZE bytes, `volume` 65, `rest` 256. ZKE_MALFORMED_NAME,
 // ZKE_SERVER_NOT_FOUND, ZKE_VOLUME_UNKNOWN, ZKE_BUFFER_TOO_SMALL for a longer rest.
 uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char *volume, char *rest);
 // With a null buffer only the size of the list is told.

@@ -35,8 +35,7 @@ const ReplyAttribute *current(const ZKDSBuffer &reply) {
 // The value that comes next, null when the attribute has no further one or is not of that syntax.
 const Value *next_value(const ZKDSBuffer &reply, uint32_t syntax) {
     const ReplyAttribute *attribute = current(reply);
-    if (attribute == nullptr || attribute->attribute->syntax != syntax ||
-        reply.nextValue == attribute->values.size()) {
+    if (attribute == nullptr || attribute->attribute->syntax != syntax || reply.nextValue == attribute->values.size()) {
         return nullptr;
     }
     return &attribute->values[reply.nextValue];

@@ -1,5 +1,6 @@
 #include "platform/client/config.h"
 
+#include <toml++/toml.h>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -7,7 +8,6 @@
 #include <iterator>
 #include <set>
 #include <string_view>
-#include <toml++/toml.h>
 
 #include "platform/client/errors.h"
 #include "platform/client/names.h"
@@ -25,8 +25,8 @@ class Table {
     Table(const std::string &path, const toml::table &values) : file(path), table(values) {}
 
     [[noreturn]] void refuse(const toml::source_region &where, const std::string &why) const {
-        throw DataError(file + ":" + std::to_string(where.begin.line) + ":" + std::to_string(where.begin.column) + ": " +
-                        why);
+        throw DataError(file + ":" + std::to_string(where.begin.line) + ":" + std::to_string(where.begin.column) +
+                        ": " + why);
     }
 
     [[noreturn]] void refuse(const char *key, const std::string &why) const {

@@ -107,26 +107,26 @@ uint32_t put_text(const std::string &text, uint32_t size, void *value) {
 
 uint32_t put_info(const Connection &connection, uint32_t item, uint32_t size, void *value) {
     switch (item) {
-    case ZK_INFO_AUTHENTICATION_STATE:
-        return put_number(connection.authenticated ? 1 : 0, size, value);
-    case ZK_INFO_TREE_NAME: {
-        if (connection.tree == nullptr) {
-            return ZKE_TREE_NOT_FOUND;
+        case ZK_INFO_AUTHENTICATION_STATE:
+            return put_number(connection.authenticated ? 1 : 0, size, value);
+        case ZK_INFO_TREE_NAME: {
+            if (connection.tree == nullptr) {
+                return ZKE_TREE_NOT_FOUND;
+            }
+            std::string padded = connection.tree->config.name;
+            padded.resize(ZK_TREE_NAME_SIZE - 1, '_');
+            return put_text(padded, size, value);
         }
-        std::string padded = connection.tree->config.name;
-        padded.resize(ZK_TREE_NAME_SIZE - 1, '_');
-        return put_text(padded, size, value);
-    }
-    case ZK_INFO_CONNECTION_NUMBER:
-        return put_number(connection.number, size, value);
-    case ZK_INFO_USER_NUMBER:
-        return put_number(connection.userNumber, size, value);
-    case ZK_INFO_SERVER_NAME:
-        return connection.serverName.empty() ? ZKE_SERVER_NOT_FOUND : put_text(connection.serverName, size, value);
-    case ZK_INFO_COUNTED_STATE:
-        return put_number(connection.licenses > 0 ? 1 : 0, size, value);
-    default:
-        return ZKE_BAD_PARAMETER;
+        case ZK_INFO_CONNECTION_NUMBER:
+            return put_number(connection.number, size, value);
+        case ZK_INFO_USER_NUMBER:
+            return put_number(connection.userNumber, size, value);
+        case ZK_INFO_SERVER_NAME:
+            return connection.serverName.empty() ? ZKE_SERVER_NOT_FOUND : put_text(connection.serverName, size, value);
+        case ZK_INFO_COUNTED_STATE:
+            return put_number(connection.licenses > 0 ? 1 : 0, size, value);
+        default:
+            return ZKE_BAD_PARAMETER;
     }
 }
 
@@ -231,8 +231,7 @@ uint32_t ZKCCOpenConnByName(uint32_t start, const char *name, uint32_t nameForma
             return ZKE_BAD_PARAMETER;
         }
         Connection *open = nullptr;
-        uint32_t code =
-            nameFormat == ZK_NAME_ANY ? open_any(name, &open) : connection_open_server(name, &open);
+        uint32_t code = nameFormat == ZK_NAME_ANY ? open_any(name, &open) : connection_open_server(name, &open);
         if (code == ZK_OK) {
             *connection = open->handle;
         }

@@ -17,16 +17,16 @@ constexpr size_t connection_limit = 250;
 
 struct Connection {
     uint32_t handle;
-    uint32_t reference;            // what opening by reference takes
-    uint32_t number;               // the station number, from 1
-    Tree *tree;                    // null outside the trees
-    EntryPtr server;               // null outside the trees, and for a tree without a server
-    const ConfigServer *outside;   // null in a tree
-    std::string serverName;        // as the server spells it; empty for a tree without a server
+    uint32_t reference;          // what opening by reference takes
+    uint32_t number;             // the station number, from 1
+    Tree *tree;                  // null outside the trees
+    EntryPtr server;             // null outside the trees, and for a tree without a server
+    const ConfigServer *outside; // null in a tree
+    std::string serverName;      // as the server spells it; empty for a tree without a server
     uint32_t uses;
     uint32_t licenses;
     bool authenticated;
-    std::string identity;          // who, in a form that can be compared
+    std::string identity; // who, in a form that can be compared
     uint32_t userNumber;
 };
 

@@ -163,16 +163,16 @@ uint32_t ZKDSSetContext(uint32_t context, int key, const void *value) {
             return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
         }
         switch (key) {
-        case DCK_FLAGS:
-            return set_flags(found, value);
-        case DCK_NAME_CONTEXT:
-            return set_name_context(found, static_cast<const char *>(value));
-        case DCK_LAST_CONNECTION:
-            return set_last_connection(found, value);
-        case DCK_TREE_NAME:
-            return set_tree(found, static_cast<const char *>(value));
-        default:
-            return ZKE_BAD_PARAMETER;
+            case DCK_FLAGS:
+                return set_flags(found, value);
+            case DCK_NAME_CONTEXT:
+                return set_name_context(found, static_cast<const char *>(value));
+            case DCK_LAST_CONNECTION:
+                return set_last_connection(found, value);
+            case DCK_TREE_NAME:
+                return set_tree(found, static_cast<const char *>(value));
+            default:
+                return ZKE_BAD_PARAMETER;
         }
     });
 }
@@ -185,17 +185,17 @@ uint32_t ZKDSGetContext(uint32_t context, int key, void *value) {
             return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
         }
         switch (key) {
-        case DCK_FLAGS:
-            memcpy(value, &found->flags, sizeof found->flags);
-            return ZK_OK;
-        case DCK_NAME_CONTEXT:
-            return get_name_context(*found, static_cast<char *>(value));
-        case DCK_LAST_CONNECTION:
-            return get_last_connection(*found, value);
-        case DCK_TREE_NAME:
-            return get_tree(*found, static_cast<char *>(value));
-        default:
-            return ZKE_BAD_PARAMETER;
+            case DCK_FLAGS:
+                memcpy(value, &found->flags, sizeof found->flags);
+                return ZK_OK;
+            case DCK_NAME_CONTEXT:
+                return get_name_context(*found, static_cast<char *>(value));
+            case DCK_LAST_CONNECTION:
+                return get_last_connection(*found, value);
+            case DCK_TREE_NAME:
+                return get_tree(*found, static_cast<char *>(value));
+            default:
+                return ZKE_BAD_PARAMETER;
         }
     });
 }

@@ -15,8 +15,8 @@
 namespace {
 
 constexpr size_t file_limit = size_t{1} << 30;
-constexpr size_t value_file_limit = 16 * 1024 * 1024;
-constexpr size_t line_limit = 24 * 1024 * 1024; // a value of the largest size in base64
+constexpr size_t value_file_limit = size_t{16} * 1024 * 1024;
+constexpr size_t line_limit = size_t{24} * 1024 * 1024; // a value of the largest size in base64
 constexpr size_t include_limit = 8;
 
 struct FileClose {
@@ -102,8 +102,9 @@ std::string_view skip_blanks(std::string_view text) {
 }
 
 bool is_attribute_name(std::string_view name) {
-    return !name.empty() && name.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;."
-                                                   "_") == std::string_view::npos;
+    return !name.empty() && name.find_first_not_of(
+                                "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;."
+                                "_") == std::string_view::npos;
 }
 
 // Undoes "%" and two hex digits; false for anything else after "%", and for a zero byte.

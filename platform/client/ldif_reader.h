@@ -39,8 +39,8 @@ class LdifReader {
         std::string shown;
         std::string text;
         size_t at = 0;
-        unsigned line = 0;       // of the physical line read last
-        bool started = false;    // a record or the version has been read
+        unsigned line = 0;    // of the physical line read last
+        bool started = false; // a record or the version has been read
     };
 
     void open(const std::string &path, const std::string &shown);

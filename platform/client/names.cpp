@@ -16,10 +16,9 @@ struct TypeSynonym {
     const char *shortName;
 };
 constexpr TypeSynonym type_synonyms[] = {
-    {"commonname", "cn"},          {"surname", "sn"},           {"organizationalunitname", "ou"},
-    {"organizationname", "o"},     {"countryname", "c"},        {"localityname", "l"},
-    {"stateorprovincename", "st"}, {"streetaddress", "street"}, {"domaincomponent", "dc"},
-    {"userid", "uid"},
+    {"commonname", "cn"},      {"surname", "sn"},     {"organizationalunitname", "ou"}, {"organizationname", "o"},
+    {"countryname", "c"},      {"localityname", "l"}, {"stateorprovincename", "st"},    {"streetaddress", "street"},
+    {"domaincomponent", "dc"}, {"userid", "uid"},
 };
 
 char lower(char c) {

@@ -7,8 +7,8 @@
 
 namespace {
 
-constexpr size_t text_limit = 64 * 1024;
-constexpr size_t script_limit = 16 * 1024 * 1024;
+constexpr size_t text_limit = size_t{64} * 1024;
+constexpr size_t script_limit = size_t{16} * 1024 * 1024;
 constexpr size_t dn_limit = 4096;
 
 // ORDER: the first row whose class an entry has gives its base class, so the special classes stand before the

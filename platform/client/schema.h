@@ -10,13 +10,7 @@
 #include <vector>
 
 // The syntaxes that zk.h leaves to the client: all of them are handed out as text.
-enum : uint32_t {
-    schema_dn = 1,
-    schema_text = 3,
-    schema_boolean = 7,
-    schema_telephone = 10,
-    schema_stream = 21
-};
+enum : uint32_t { schema_dn = 1, schema_text = 3, schema_boolean = 7, schema_telephone = 10, schema_stream = 21 };
 
 struct SchemaAttribute {
     const char *name; // the directory's name, null: read by the client itself and never handed out

@@ -167,10 +167,9 @@ char *put_text(char *to, const std::string &text) {
 // What the caller handed us need not be aligned for the structures: they are made here and copied.
 void write_network_address(const Value &value, char *block) {
     char *bytes = block + sizeof(ZKNetworkAddress);
-    ZKNetworkAddress head = {value.type, static_cast<uint32_t>(value.text.size()),
-                             reinterpret_cast<uint8_t *>(bytes)};
+    ZKNetworkAddress head = {value.type, static_cast<uint32_t>(value.text.size()), reinterpret_cast<uint8_t *>(bytes)};
     memcpy(block, &head, sizeof head);
-    memcpy(bytes, value.text.data(), value.text.size());
+    value.text.copy(bytes, value.text.size()); // bytes, not text: no NUL follows
 }
 
 void write_path(const Value &value, char *block) {
@@ -212,33 +211,33 @@ Value value_parse(uint32_t syntax, std::string_view text, const Name &base) {
     }
     Value value;
     switch (syntax) {
-    case schema_dn:
-        value.name = parse_dn_value(text, base);
-        break;
-    case schema_boolean:
-        if (text != "TRUE" && text != "FALSE") {
-            throw DataError("neither TRUE nor FALSE");
-        }
-        value.text = text;
-        break;
-    case ZK_SYNTAX_COUNTER:
-    case ZK_SYNTAX_INTERVAL:
-        value.number = parse_number(text);
-        break;
-    case ZK_SYNTAX_TIME:
-        value.number = parse_time(text);
-        break;
-    case ZK_SYNTAX_PATH:
-        parse_path(text, base, &value);
-        break;
-    case ZK_SYNTAX_NETWORK_ADDRESS:
-        parse_network_address(text, &value);
-        break;
-    case ZK_SYNTAX_POSTAL_ADDRESS:
-        parse_postal_address(text, &value);
-        break;
-    default:
-        value.text = text;
+        case schema_dn:
+            value.name = parse_dn_value(text, base);
+            break;
+        case schema_boolean:
+            if (text != "TRUE" && text != "FALSE") {
+                throw DataError("neither TRUE nor FALSE");
+            }
+            value.text = text;
+            break;
+        case ZK_SYNTAX_COUNTER:
+        case ZK_SYNTAX_INTERVAL:
+            value.number = parse_number(text);
+            break;
+        case ZK_SYNTAX_TIME:
+            value.number = parse_time(text);
+            break;
+        case ZK_SYNTAX_PATH:
+            parse_path(text, base, &value);
+            break;
+        case ZK_SYNTAX_NETWORK_ADDRESS:
+            parse_network_address(text, &value);
+            break;
+        case ZK_SYNTAX_POSTAL_ADDRESS:
+            parse_postal_address(text, &value);
+            break;
+        default:
+            value.text = text;
     }
     return value;
 }
@@ -257,44 +256,44 @@ size_t value_block_size(uint32_t syntax, const Value &value) {
         lines += line.size() + 1;
     }
     switch (syntax) {
-    case ZK_SYNTAX_COUNTER:
-    case ZK_SYNTAX_INTERVAL:
-    case ZK_SYNTAX_TIME:
-        return sizeof(int32_t);
-    case ZK_SYNTAX_NETWORK_ADDRESS:
-        return sizeof(ZKNetworkAddress) + value.text.size();
-    case ZK_SYNTAX_PATH:
-        return sizeof(ZKPath) + lines + value.text.size() + 1;
-    case ZK_SYNTAX_POSTAL_ADDRESS:
-        return sizeof(ZKPostalAddress) + lines;
-    case ZK_SYNTAX_NUMERIC_TEXT:
-        return sizeof(ZKNumericText) + value.text.size() + 1;
-    default:
-        return value.text.size() + 1;
+        case ZK_SYNTAX_COUNTER:
+        case ZK_SYNTAX_INTERVAL:
+        case ZK_SYNTAX_TIME:
+            return sizeof(int32_t);
+        case ZK_SYNTAX_NETWORK_ADDRESS:
+            return sizeof(ZKNetworkAddress) + value.text.size();
+        case ZK_SYNTAX_PATH:
+            return sizeof(ZKPath) + lines + value.text.size() + 1;
+        case ZK_SYNTAX_POSTAL_ADDRESS:
+            return sizeof(ZKPostalAddress) + lines;
+        case ZK_SYNTAX_NUMERIC_TEXT:
+            return sizeof(ZKNumericText) + value.text.size() + 1;
+        default:
+            return value.text.size() + 1;
     }
 }
 
 void value_write(uint32_t syntax, const Value &value, void *block) {
     char *bytes = static_cast<char *>(block);
     switch (syntax) {
-    case ZK_SYNTAX_COUNTER:
-    case ZK_SYNTAX_INTERVAL:
-    case ZK_SYNTAX_TIME:
-        memcpy(bytes, &value.number, sizeof value.number);
-        break;
-    case ZK_SYNTAX_NETWORK_ADDRESS:
-        write_network_address(value, bytes);
-        break;
-    case ZK_SYNTAX_PATH:
-        write_path(value, bytes);
-        break;
-    case ZK_SYNTAX_POSTAL_ADDRESS:
-        write_postal_address(value, bytes);
-        break;
-    case ZK_SYNTAX_NUMERIC_TEXT:
-        write_numeric_text(value, bytes);
-        break;
-    default:
-        put_text(bytes, value.text);
+        case ZK_SYNTAX_COUNTER:
+        case ZK_SYNTAX_INTERVAL:
+        case ZK_SYNTAX_TIME:
+            memcpy(bytes, &value.number, sizeof value.number);
+            break;
+        case ZK_SYNTAX_NETWORK_ADDRESS:
+            write_network_address(value, bytes);
+            break;
+        case ZK_SYNTAX_PATH:
+            write_path(value, bytes);
+            break;
+        case ZK_SYNTAX_POSTAL_ADDRESS:
+            write_postal_address(value, bytes);
+            break;
+        case ZK_SYNTAX_NUMERIC_TEXT:
+            write_numeric_text(value, bytes);
+            break;
+        default:
+            put_text(bytes, value.text);
     }
 }

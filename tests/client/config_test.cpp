@@ -1,0 +1,116 @@
+#include "platform/client/config.h"
+
+#include "tests/client/client_fixture.h"
+
+namespace {
+
+using Configuration = ClientTest;
+
+constexpr const char *acme_tree = "[[tree]]\nname = \"ACME\"\nldif = \"acme.ldif\"\n";
+
+TEST_F(Configuration, NoFileMeansNoTreesAndASentence) {
+    std::string file = folder.path("none.toml");
+    setenv("ZKCLIENT_CONF", file.c_str(), 1);
+    EXPECT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
+    EXPECT_EQ(file + ": cannot open the configuration: No such file or directory", last_error());
+    open_server("ACME");
+    EXPECT_EQ(ZKE_SERVER_NOT_FOUND, lastCode);
+    uint32_t handle = context();
+    char name[ZK_MAX_NAME + 1] = "?";
+    EXPECT_EQ(ZKE_TREE_NOT_FOUND, ZKDSGetContext(handle, DCK_TREE_NAME, name));
+    EXPECT_EQ(ZKE_TREE_NOT_FOUND, login(handle, "jdoe", "secret"));
+    EXPECT_EQ(0u, ZKDSCanDSAuthenticate(handle));
+    EXPECT_EQ("", who_am_i(handle));
+    EXPECT_EQ(ZKE_TREE_NOT_FOUND, lastCode);
+}
+
+TEST_F(Configuration, AFileThatComesLaterIsReadByTheNextStart) {
+    setenv("ZKCLIENT_CONF", folder.path("client.toml").c_str(), 1);
+    EXPECT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
+    folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n");
+    configure(acme_tree);
+    EXPECT_EQ(ZK_OK, ZKCLXInit(nullptr, nullptr));
+    EXPECT_EQ("acme", canonical(context(), "acme"));
+    EXPECT_EQ(ZK_OK, lastCode);
+}
+
+TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
+    std::string tree = acme_tree;
+    struct {
+        std::string toml;
+        std::string refusal;
+    } cases[] = {
+        {"default_tree = \n", "1:16: "},
+        {"colour = \"red\"\n", "1:1: unknown key colour"},
+        {tree + "colour = 1\n", "4:1: unknown key colour"},
+        {"default_tree = 5\n" + tree, "1:16: default_tree must be a text"},
+        {"default_tree = \"X\"\n" + tree, "1:16: there is no tree X"},
+        {"[tree]\nname = \"A\"\n", "1:1: tree must be written as [[tree]]"},
+        {"[[tree]]\nldif = \"a\"\n", "1:1: name must be there, with 1 to 32 bytes"},
+        {"[[tree]]\nname = \"A\"\n", "1:1: ldif must be there, with 1 to 4096 bytes"},
+        {"[[tree]]\nname = \"" + std::string(33, 'A') + "\"\n", "2:8: name must be there, with 1 to 32 bytes"},
+        {"[[tree]]\nname = \"A_\"\nldif = \"a\"\n", "2:8: the name of a tree does not end in \"_\""},
+        {tree + "[[tree]]\nname = \"acme\"\nldif = \"a\"\n", "5:8: the tree acme is there already"},
+        {tree + "base = \"acme\"\n", "4:8: malformed DN"},
+        {"mount_point = \"mnt\"\n", "1:15: mount_point must be an absolute path"},
+        {"[[server]]\nname = \"" + std::string(49, 'S') + "\"\n", "2:8: name must be there, with 1 to 48 bytes"},
+        {"[[server]]\nname = \"S\"\nvolumes = \"SYS\"\n", "3:11: volumes must be a list of texts"},
+        {"[[server]]\nname = \"S\"\nvolumes = [1]\n", "3:12: volumes must be a text"},
+        {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"u\"\n",
+         "3:1: password must be there, with 1 to 1024 bytes"},
+    };
+    for (auto &c : cases) {
+        configure(c.toml);
+        EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKCallsInit(nullptr, nullptr)) << c.toml;
+        EXPECT_EQ(folder.path("client.toml") + ":" + c.refusal,
+                  last_error().substr(0, folder.path("client.toml").size() + 1 + c.refusal.size()))
+            << c.toml << last_error();
+    }
+}
+
+TEST_F(Configuration, TheDefaultsStandWhereNothingIsSaid) {
+    folder.write("c.toml", acme_tree);
+    Config config = config_load(folder.path("c.toml"));
+    EXPECT_EQ("/mnt/brasca", config.mountPoint);
+    EXPECT_EQ("%HOME", config.linkDirectory);
+    ASSERT_EQ(1u, config.trees.size());
+    EXPECT_EQ(folder.path("acme.ldif"), config.trees[0].ldif) << "relative to the folder of the configuration";
+    EXPECT_EQ("acme.ldif", config.trees[0].shown);
+    EXPECT_EQ("", config.trees[0].base);
+}
+
+TEST_F(Configuration, ATreeThatCannotBeReadTellsWhy) {
+    folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n\ndn: bad\no: x\n");
+    configure(std::string(acme_tree) + "[[server]]\nname = \"S\"\n");
+    open_server("ACME");
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, lastCode);
+    EXPECT_EQ("acme.ldif:5: malformed DN", last_error());
+    uint32_t handle = context();
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKDSSetContext(handle, DCK_TREE_NAME, "ACME"));
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, login(handle, "jdoe", "x"));
+    open_server("S");
+    EXPECT_EQ(ZK_OK, lastCode) << "the other servers are still found";
+    open_server("T");
+    EXPECT_EQ(ZKE_SERVER_NOT_FOUND, lastCode);
+}
+
+TEST_F(Configuration, TheDefaultServerMustBeOneOfTheTree) {
+    folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n");
+    configure(std::string(acme_tree) + "default_server = \"SRV7\"\n");
+    open_server("ACME");
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, lastCode);
+    EXPECT_EQ("acme.ldif: the tree has no server SRV7", last_error());
+}
+
+TEST_F(Configuration, TheLastErrorIsCutToTheBuffer) {
+    setenv("ZKCLIENT_CONF", "/nowhere.toml", 1);
+    EXPECT_EQ("", last_error());
+    ZKCallsInit(nullptr, nullptr);
+    char text[9] = "xxxxxxxx";
+    EXPECT_EQ(ZK_OK, ZKGetLastErrorText(5, text));
+    EXPECT_STREQ("/now", text);
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKGetLastErrorText(0, text));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKGetLastErrorText(5, nullptr));
+}
+
+} // namespace

@@ -1,0 +1,201 @@
+#include "platform/client/connections.h"
+
+#include <cstring>
+
+#include "tests/client/client_fixture.h"
+
+namespace {
+
+class Connections : public ClientTest {
+  protected:
+    uint32_t default_reference() {
+        uint32_t reference = 0;
+        lastCode = ZKGetDefaultConnRef(&reference);
+        return reference;
+    }
+
+    uint32_t open_reference(uint32_t reference) {
+        uint32_t connection = 0;
+        lastCode = ZKCCOpenConnByRef(reference, ZK_OPEN_BY_REFERENCE, 0, &connection);
+        return connection;
+    }
+
+    uint32_t scan(uint32_t *iteration, const char *server) {
+        uint32_t connection = 0;
+        lastCode = ZKCCScanConnInfo(iteration, ZK_INFO_SERVER_NAME, server, 11, 1, 0, nullptr, &connection);
+        return connection;
+    }
+};
+
+TEST_F(Connections, ATreesNameLeadsToItsDefaultServer) {
+    uint32_t connection = open_server("acme");
+    EXPECT_EQ("SRV1", text_info(connection, ZK_INFO_SERVER_NAME));
+    EXPECT_EQ("ACME____________________________", text_info(connection, ZK_INFO_TREE_NAME)) << "32 bytes, padded";
+    EXPECT_EQ(connection, open_server("SRV1")) << "the same server, the same connection";
+    EXPECT_EQ("BRANCH_TREE_____________________", text_info(open_server("srv9"), ZK_INFO_TREE_NAME));
+    EXPECT_EQ("SRV9", text_info(open_server("BRANCH_TREE"), ZK_INFO_SERVER_NAME)) << "the first one of the file";
+}
+
+TEST_F(Connections, ServersAreFoundInAnyLetterCaseAndTellTheirSpelling) {
+    EXPECT_EQ("SRV2", text_info(open_server("srv2", ZK_NAME_FILE_SERVER), ZK_INFO_SERVER_NAME));
+    EXPECT_EQ("OLDSRV", text_info(open_server("OldSrv", ZK_NAME_FILE_SERVER), ZK_INFO_SERVER_NAME));
+}
+
+TEST_F(Connections, NamesThatLeadNowhere) {
+    const char *names[] = {"SRV7", "", "jdoe", "SRV1_SYS", "SRV1.acme"};
+    for (const char *name : names) {
+        open_server(name);
+        EXPECT_EQ(ZKE_SERVER_NOT_FOUND, lastCode) << name;
+    }
+    open_server("ACME", ZK_NAME_FILE_SERVER);
+    EXPECT_EQ(ZKE_SERVER_NOT_FOUND, lastCode) << "a tree is no file server";
+}
+
+TEST_F(Connections, WrongArgumentsAreRefused) {
+    uint32_t connection = 0;
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKCCOpenConnByName(0, nullptr, 2, 1, 0x8000, &connection));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKCCOpenConnByName(0, "SRV1", 3, 1, 0x8000, &connection));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKCCOpenConnByName(0, "SRV1", 2, 5, 0x8000, &connection));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKCCOpenConnByName(0, "SRV1", 2, 1, 8, &connection));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKCCOpenConnByName(0, "SRV1", 2, 1, 0x8000, nullptr));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKGetDefaultConnRef(nullptr));
+    connection = open_server("SRV1");
+    char text[ZK_SERVER_NAME_SIZE];
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKCCGetConnInfo(connection, 99, sizeof text, text));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, sizeof text, nullptr));
+    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, 4, text));
+    EXPECT_EQ(ZK_OK, ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, 5, text));
+    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, 32, text));
+    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKCCGetConnInfo(connection, ZK_INFO_CONNECTION_NUMBER, 3, text));
+}
+
+TEST_F(Connections, AConnectionLivesUntilEveryUseIsClosed) {
+    uint32_t connection = open_server("SRV1");
+    open_server("SRV1");
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(connection));
+    EXPECT_EQ("SRV1", text_info(connection, ZK_INFO_SERVER_NAME));
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(connection));
+    EXPECT_EQ(ZKE_CONN_INVALID, ZKCCCloseConn(connection));
+    EXPECT_EQ("?", text_info(connection, ZK_INFO_SERVER_NAME));
+    EXPECT_EQ(ZKE_CONN_INVALID, lastCode);
+    EXPECT_EQ(ZKE_CONN_INVALID, ZKCCSetPrimConn(connection));
+    EXPECT_EQ(ZKE_CONN_INVALID, ZKCCLicenseConn(connection));
+    EXPECT_NE(connection, open_server("SRV1")) << "a stale handle stays stale";
+}
+
+TEST_F(Connections, TheDefaultConnectionIsThePrimaryOneOrElseTheOldest) {
+    default_reference();
+    EXPECT_EQ(ZKE_CONN_INVALID, lastCode) << "without any connection";
+    uint32_t first = open_server("SRV1");
+    uint32_t second = open_server("SRV2");
+    EXPECT_EQ(first, open_reference(default_reference()));
+    EXPECT_EQ(ZK_OK, ZKCCSetPrimConn(second));
+    EXPECT_EQ(second, open_reference(default_reference()));
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(second));
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(second));
+    EXPECT_EQ(first, open_reference(default_reference())) << "the primary one is closed";
+    open_reference(0);
+    EXPECT_EQ(ZKE_CONN_INVALID, lastCode);
+    open_reference(first);
+    EXPECT_EQ(ZKE_CONN_INVALID, lastCode) << "a handle is no reference";
+}
+
+TEST_F(Connections, StationNumbersAreTheLowestFreeOnes) {
+    uint32_t first = open_server("SRV1");
+    EXPECT_EQ(1u, number_info(first, ZK_INFO_CONNECTION_NUMBER));
+    EXPECT_EQ(2u, number_info(open_server("SRV2"), ZK_INFO_CONNECTION_NUMBER));
+    ZKCCCloseConn(first);
+    EXPECT_EQ(1u, number_info(open_server("OLDSRV"), ZK_INFO_CONNECTION_NUMBER));
+}
+
+TEST_F(Connections, AServerOutsideTheTreesHasNoTree) {
+    EXPECT_EQ("?", text_info(open_server("OLDSRV"), ZK_INFO_TREE_NAME));
+    EXPECT_EQ(ZKE_TREE_NOT_FOUND, lastCode);
+}
+
+TEST_F(Connections, OpenConnectionsAreScannedByTheServersName) {
+    uint32_t iteration = 0;
+    scan(&iteration, "SRV2");
+    EXPECT_EQ(ZKE_NO_MORE_ENTRIES, lastCode);
+    open_server("SRV1");
+    uint32_t second = open_server("SRV2");
+    EXPECT_EQ(second, scan(&iteration, "srv2"));
+    scan(&iteration, "srv2");
+    EXPECT_EQ(ZKE_NO_MORE_ENTRIES, lastCode) << "there is no second one";
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(second)) << "the scan counted a use";
+    EXPECT_EQ("SRV2", text_info(second, ZK_INFO_SERVER_NAME));
+    uint32_t connection = 0;
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKCCScanConnInfo(nullptr, 7, "SRV2", 11, 1, 0, nullptr, &connection));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKCCScanConnInfo(&iteration, 5, "SRV2", 11, 1, 0, nullptr, &connection));
+}
+
+TEST_F(Connections, AScanOfATreeGoesThroughItsConnectionsAndTellsAnItem) {
+    uint32_t first = open_server("SRV1");
+    open_server("SRV9");
+    uint32_t second = open_server("SRV2");
+    uint32_t iteration = UINT32_MAX;
+    uint32_t connection = 0;
+    char tree[ZK_TREE_NAME_SIZE];
+    ASSERT_EQ(ZK_OK, ZKCCScanConnInfo(&iteration, 4, "acme", 11, 1, sizeof tree, tree, &connection));
+    EXPECT_EQ(first, connection);
+    EXPECT_EQ(0, strncmp("ACME____", tree, 8));
+    ASSERT_EQ(ZK_OK, ZKCCScanConnInfo(&iteration, 4, "acme", 11, 1, 0, nullptr, &connection));
+    EXPECT_EQ(second, connection);
+    EXPECT_EQ(ZKE_NO_MORE_ENTRIES, ZKCCScanConnInfo(&iteration, 4, "acme", 11, 1, 0, nullptr, &connection));
+}
+
+TEST_F(Connections, CountingForFileAccessNests) {
+    uint32_t connection = open_server("SRV1");
+    EXPECT_EQ(0u, number_info(connection, ZK_INFO_COUNTED_STATE));
+    EXPECT_EQ(ZK_OK, ZKCCLicenseConn(connection));
+    EXPECT_EQ(ZK_OK, ZKCCLicenseConn(connection));
+    EXPECT_EQ(1u, number_info(connection, ZK_INFO_COUNTED_STATE));
+    EXPECT_EQ(ZK_OK, ZKCCUnlicenseConn(connection));
+    EXPECT_EQ(1u, number_info(connection, ZK_INFO_COUNTED_STATE));
+    EXPECT_EQ(ZK_OK, ZKCCUnlicenseConn(connection));
+    EXPECT_EQ(0u, number_info(connection, ZK_INFO_COUNTED_STATE));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKCCUnlicenseConn(connection));
+}
+
+TEST_F(Connections, TheSlotsAreLimited) {
+    std::string toml;
+    for (size_t i = 0; i <= connection_limit; i++) {
+        toml += "[[server]]\nname = \"S" + std::to_string(i) + "\"\n";
+    }
+    configure(toml);
+    uint32_t last = 0;
+    for (size_t i = 0; i < connection_limit; i++) {
+        last = open_server(("S" + std::to_string(i)).c_str());
+        ASSERT_EQ(ZK_OK, lastCode) << i;
+    }
+    std::string further = "S" + std::to_string(connection_limit);
+    open_server(further.c_str());
+    EXPECT_EQ(ZKE_SERVER_NO_SLOTS, lastCode);
+    open_server("S0");
+    EXPECT_EQ(ZK_OK, lastCode) << "an open one needs no slot";
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(last));
+    open_server(further.c_str());
+    EXPECT_EQ(ZK_OK, lastCode);
+}
+
+TEST_F(Connections, ATreeWithoutAServerStillTellsItsName) {
+    folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n");
+    configure("[[tree]]\nname = \"Acme\"\nldif = \"acme.ldif\"\n");
+    uint32_t connection = open_server("ACME");
+    EXPECT_EQ("Acme____________________________", text_info(connection, ZK_INFO_TREE_NAME));
+    EXPECT_EQ("?", text_info(connection, ZK_INFO_SERVER_NAME));
+    EXPECT_EQ(ZKE_SERVER_NOT_FOUND, lastCode);
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ZKLoginToFileServer(connection, "jdoe", 256, "x"));
+}
+
+TEST_F(Connections, AUserNumberIsMadeOfTheNameWhereNoneIsKept) {
+    ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+    uint32_t number = number_info(open_server("SRV1"), ZK_INFO_USER_NUMBER);
+    EXPECT_NE(0u, number);
+    EXPECT_EQ(0u, number & 0x80000000u);
+    ASSERT_EQ(ZK_OK, ZKDSLogout(context()));
+    ASSERT_EQ(ZK_OK, login(context(), "JDOE.trade.acme", "secret"));
+    EXPECT_EQ(number, number_info(open_server("SRV1"), ZK_INFO_USER_NUMBER));
+}
+
+} // namespace

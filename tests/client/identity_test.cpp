@@ -1,0 +1,165 @@
+#include "tests/client/client_fixture.h"
+
+namespace {
+
+using Identity = ClientTest;
+
+TEST_F(Identity, NobodyIsLoggedInAtFirst) {
+    uint32_t handle = context();
+    EXPECT_EQ("", who_am_i(handle));
+    EXPECT_EQ(ZKE_NOT_LOGGED_IN, lastCode);
+    EXPECT_EQ(0u, ZKDSCanDSAuthenticate(handle));
+    EXPECT_EQ(ZKE_NOT_LOGGED_IN, ZKDSLogout(handle));
+}
+
+TEST_F(Identity, ALoginLastsForEveryContextOfTheTree) {
+    EXPECT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+    EXPECT_EQ("jdoe.sales.acme", who_am_i(context()));
+    EXPECT_EQ("CN=jdoe.OU=sales.O=acme", who_am_i(context(0x13)));
+    EXPECT_EQ("jdoe", who_am_i(context_at("sales.acme", 0x04))) << "names that are not complete fit the context";
+    EXPECT_EQ(1u, ZKDSCanDSAuthenticate(context()));
+    EXPECT_EQ(0u, ZKDSCanDSAuthenticate(context(session_flags, "BRANCH_TREE"))) << "another tree, another identity";
+}
+
+TEST_F(Identity, NamesInEveryFormLogIn) {
+    const char *names[] = {".jdoe.sales.acme", "CN=jdoe.OU=sales.O=acme", "JDOE.Sales.ACME", "jdoe.trade.acme"};
+    for (const char *name : names) {
+        uint32_t handle = context();
+        EXPECT_EQ(ZK_OK, login(handle, name, "secret")) << name;
+        EXPECT_EQ("jdoe.sales.acme", who_am_i(handle)) << name;
+        EXPECT_EQ(ZK_OK, ZKDSLogout(handle));
+    }
+    EXPECT_EQ(ZK_OK, login(context_at("sales.acme"), "jdoe", "secret"));
+}
+
+TEST_F(Identity, AnAliasLogsInWhomItStandsForWhateverTheFlags) {
+    uint32_t handle = context(DCV_TYPELESS_NAMES | DCV_CANONICALIZE_NAMES);
+    EXPECT_EQ(ZK_OK, login(handle, "john.acme", "secret"));
+    EXPECT_EQ("jdoe.sales.acme", who_am_i(handle));
+}
+
+TEST_F(Identity, RefusedLogins) {
+    struct {
+        const char *user;
+        const char *password;
+        uint32_t code;
+    } cases[] = {
+        {"jdoe.sales.acme", "Secret", ZKE_WRONG_PASSWORD},
+        {"jdoe.sales.acme", "", ZKE_WRONG_PASSWORD},
+        {"jdoe.acme", "secret", ZKE_NO_SUCH_ENTRY},
+        {"nobody.sales.acme", "secret", ZKE_NO_SUCH_ENTRY},
+        {"jdoe..acme", "secret", ZKE_MALFORMED_NAME},
+        {"", "secret", ZKE_MALFORMED_NAME},
+        {"locked.sales.acme", "secret", ZKE_ACCOUNT_LOCKED},
+        {"locked.sales.acme", "wrong", ZKE_WRONG_PASSWORD},
+        {"disabled.sales.acme", "secret", ZKE_ACCOUNT_LOCKED},
+        {"expired.sales.acme", "secret", ZKE_ACCOUNT_LOCKED},
+        {"nopassword.sales.acme", "", ZKE_WRONG_PASSWORD},
+        {"plain.sales.acme", "secret", ZKE_WRONG_PASSWORD},
+        {"loop1.acme", "secret", ZKE_BAD_DIRECTORY_DATA},
+        {"dangling.acme", "secret", ZKE_NO_SUCH_ENTRY},
+    };
+    uint32_t handle = context();
+    for (auto &c : cases) {
+        EXPECT_EQ(c.code, login(handle, c.user, c.password)) << c.user;
+        EXPECT_EQ(0u, ZKDSCanDSAuthenticate(handle)) << c.user;
+    }
+    EXPECT_EQ(ZKE_WRONG_PASSWORD, login(handle, "jdoe.sales.acme", "x"));
+    EXPECT_EQ("CN=jdoe.OU=sales.O=acme: wrong password", last_error());
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginEx(handle, "jdoe.sales.acme", 0, "secret"));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginEx(handle, "jdoe.sales.acme", 2, nullptr));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginEx(handle, nullptr, 2, "secret"));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSLoginEx(4711, "jdoe.sales.acme", 2, "secret"));
+}
+
+TEST_F(Identity, OtherHashesOfTheCryptLibraryAreTaken) {
+    EXPECT_EQ(ZK_OK, login(context(), "empty.sales.acme", "secret"));
+}
+
+TEST_F(Identity, OneIdentityATree) {
+    uint32_t handle = context();
+    ASSERT_EQ(ZK_OK, login(handle, "jdoe.sales.acme", "secret"));
+    EXPECT_EQ(ZKE_OTHER_IDENTITY, login(handle, "admin.[Root]", "root-pw"));
+    EXPECT_EQ("jdoe.sales.acme", who_am_i(handle));
+    EXPECT_EQ(ZK_OK, login(handle, "john.acme", "secret")) << "the same user again";
+    EXPECT_EQ(ZKE_WRONG_PASSWORD, login(handle, "jdoe.sales.acme", "x"));
+    EXPECT_EQ("jdoe.sales.acme", who_am_i(handle)) << "a wrong password does not end the login";
+    EXPECT_EQ(ZK_OK, ZKDSLogout(handle));
+    EXPECT_EQ("", who_am_i(handle));
+    EXPECT_EQ(ZK_OK, login(handle, "admin.[Root]", "root-pw"));
+    EXPECT_EQ(ZK_OK, login(context(session_flags, "BRANCH_TREE"), "kim.shop", "secret"));
+    EXPECT_EQ("admin", who_am_i(handle));
+    EXPECT_EQ("UID=kim.OU=shop", who_am_i(context(0x13, "branch_tree")));
+}
+
+TEST_F(Identity, ALoginAuthenticatesTheTreesOwnServer) {
+    uint32_t connection = open_server("SRV1");
+    EXPECT_EQ(0u, number_info(connection, ZK_INFO_AUTHENTICATION_STATE));
+    EXPECT_EQ(0u, number_info(connection, ZK_INFO_USER_NUMBER));
+    ASSERT_EQ(ZK_OK, login(context(), "admin.[Root]", "root-pw"));
+    EXPECT_NE(0u, number_info(connection, ZK_INFO_AUTHENTICATION_STATE));
+    EXPECT_EQ(7u, number_info(connection, ZK_INFO_USER_NUMBER)) << "the user's uidNumber";
+    ASSERT_EQ(ZK_OK, ZKDSLogout(context()));
+    EXPECT_EQ(0u, number_info(connection, ZK_INFO_AUTHENTICATION_STATE));
+    EXPECT_EQ(0u, number_info(connection, ZK_INFO_USER_NUMBER));
+}
+
+TEST_F(Identity, TheOwnServerIsAuthenticatedAlsoWhenItIsOpenedAfterTheLogin) {
+    ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+    uint32_t connection = open_server("srv1");
+    while (ZKCCCloseConn(connection) == ZK_OK) {
+    }
+    EXPECT_NE(0u, number_info(open_server("srv1"), ZK_INFO_AUTHENTICATION_STATE));
+}
+
+TEST_F(Identity, OtherServersOfTheTreeAuthenticateOnRequest) {
+    uint32_t connection = open_server("SRV2");
+    uint32_t fresh = context();
+    EXPECT_EQ(ZKE_NOT_LOGGED_IN, ZKDSAuthenticateConnEx(fresh, connection));
+    ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+    EXPECT_EQ(0u, number_info(connection, ZK_INFO_AUTHENTICATION_STATE));
+    EXPECT_EQ(ZK_OK, ZKDSAuthenticateConnEx(fresh, connection));
+    EXPECT_EQ(ZK_OK, ZKDSAuthenticateConnEx(fresh, connection)) << "once more changes nothing";
+    EXPECT_NE(0u, number_info(connection, ZK_INFO_AUTHENTICATION_STATE));
+    EXPECT_NE(0u, number_info(connection, ZK_INFO_USER_NUMBER));
+    EXPECT_EQ(ZKE_CONN_INVALID, ZKDSAuthenticateConnEx(fresh, 4711));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSAuthenticateConnEx(4711, connection));
+}
+
+TEST_F(Identity, TheConnectionsTreeDecidesNotTheContexts) {
+    ASSERT_EQ(ZK_OK, login(context(session_flags, "BRANCH_TREE"), "kim.shop", "secret"));
+    EXPECT_EQ(ZK_OK, ZKDSAuthenticateConnEx(context(session_flags, "ACME"), open_server("SRV9")));
+    EXPECT_EQ(ZKE_NOT_LOGGED_IN, ZKDSAuthenticateConnEx(context(session_flags, "BRANCH_TREE"), open_server("SRV2")));
+    EXPECT_EQ(ZKE_NOT_LOGGED_IN, ZKDSAuthenticateConnEx(context(), open_server("OLDSRV")));
+}
+
+TEST_F(Identity, AServerOutsideTheTreesHasItsOwnUsers) {
+    uint32_t connection = open_server("oldsrv", ZK_NAME_FILE_SERVER);
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ZKLoginToFileServer(connection, "nobody", 256, "out-pw"));
+    EXPECT_EQ(ZKE_WRONG_PASSWORD, ZKLoginToFileServer(connection, "jdoe", 256, "secret"));
+    EXPECT_EQ(0u, number_info(connection, ZK_INFO_AUTHENTICATION_STATE));
+    EXPECT_EQ(ZK_OK, ZKLoginToFileServer(connection, "JDoe", 256, "out-pw"));
+    EXPECT_NE(0u, number_info(connection, ZK_INFO_AUTHENTICATION_STATE));
+    EXPECT_EQ(1u, number_info(connection, ZK_INFO_USER_NUMBER));
+    EXPECT_EQ(ZK_OK, ZKLoginToFileServer(connection, "jdoe", 256, "out-pw"));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKLoginToFileServer(connection, "jdoe", 1, "out-pw"));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKLoginToFileServer(connection, nullptr, 256, "out-pw"));
+    EXPECT_EQ(ZKE_CONN_INVALID, ZKLoginToFileServer(4711, "jdoe", 256, "out-pw"));
+}
+
+TEST_F(Identity, AServerOfATreeTakesItsOwnUsersAndTheDirectorys) {
+    uint32_t first = open_server("SRV1");
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ZKLoginToFileServer(first, "operator", 256, "wrong"));
+    EXPECT_EQ(ZK_OK, ZKLoginToFileServer(first, "operator", 256, "srv-pw"));
+    EXPECT_EQ(ZKE_DIFF_OBJECT_ALREADY_AUTHEN, ZKLoginToFileServer(first, "jdoe.sales", 256, "secret"));
+    uint32_t second = open_server("SRV2");
+    EXPECT_EQ(ZKE_ACCOUNT_LOCKED, ZKLoginToFileServer(second, "locked", 256, "secret"));
+    EXPECT_EQ(ZKE_WRONG_PASSWORD, ZKLoginToFileServer(second, "jdoe", 256, "wrong"));
+    EXPECT_EQ(ZK_OK, ZKLoginToFileServer(second, "jdoe", 256, "secret")) << "from the server's container";
+    EXPECT_EQ(ZK_OK, ZKLoginToFileServer(second, "jdoe.sales.acme", 256, "secret")) << "from the root";
+    EXPECT_EQ("", who_am_i(context())) << "this is no login to the tree";
+    ASSERT_EQ(ZK_OK, login(context(), "admin.[Root]", "root-pw"));
+    EXPECT_EQ(ZKE_DIFF_OBJECT_ALREADY_AUTHEN, ZKDSAuthenticateConnEx(context(), second));
+}
+
+} // namespace

@@ -1,0 +1,220 @@
+// The LDIF reader and the embedded directory: what loads, and with which line each refusal comes.
+#include <sys/stat.h>
+#include <unistd.h>
+#include <filesystem>
+
+#include "platform/client/errors.h"
+#include "platform/client/ldif_reader.h"
+#include "platform/client/ldif_store.h"
+#include "tests/client/client_fixture.h"
+
+namespace {
+
+const std::string acme = "dn: o=acme\nobjectClass: organization\no: acme\n\n";
+
+class Ldif : public ::testing::Test {
+  protected:
+    // Loads a tree from this text: "" or what was refused.
+    std::string load(const std::string &text, const char *base = "") {
+        folder.write("t.ldif", text);
+        Name base_name;
+        EXPECT_TRUE(name_parse_dn(base, {}, &base_name, nullptr));
+        try {
+            store = ldif_store_load(folder.path("t.ldif"), "t.ldif", base_name);
+            return "";
+        } catch (const DataError &error) {
+            return error.what();
+        }
+    }
+
+    std::string description(const char *dotted) {
+        Name name;
+        EntryPtr entry;
+        EXPECT_TRUE(name_parse_dotted(dotted, {}, &name));
+        EXPECT_EQ(ZK_OK, store->find(name, Aliases::Follow, &entry));
+        const std::string *text = entry == nullptr ? nullptr : entry->first("description");
+        return text == nullptr ? "none" : *text;
+    }
+
+    // acme with the description given by this line.
+    std::string described(const std::string &line) {
+        std::string refused = load("dn: o=acme\nobjectClass: organization\no: acme\n" + line + "\n");
+        return refused.empty() ? description("acme") : refused;
+    }
+
+    Folder folder;
+    std::unique_ptr<DirectoryStore> store;
+};
+
+TEST_F(Ldif, ValuesAreWrittenInFourWays) {
+    folder.write("text.txt", "from a file\n");
+    EXPECT_EQ("plain", described("description: plain"));
+    EXPECT_EQ("plain", described("description:plain"));
+    EXPECT_EQ("trailing  ", described("description:   trailing  "));
+    EXPECT_EQ("folded over lines", described("description: fol\n ded over\n  lines"));
+    EXPECT_EQ("base64", described("description:: YmFzZTY0"));
+    EXPECT_EQ("b64", described("description:: YjY0"));
+    EXPECT_EQ("b6", described("description:: YjY="));
+    EXPECT_EQ("b", described("description:: Y\n g=="));
+    EXPECT_EQ("from a file\n", described("description:< file:text.txt"));
+    EXPECT_EQ("from a file\n", described("description:< file:te%78t.txt"));
+    EXPECT_EQ("from a file\n", described("description:< file://" + folder.path("text.txt")));
+    EXPECT_EQ("crlf", described("description: crlf\r"));
+    EXPECT_EQ("a:b", described("DESCRIPTION: a:b"));
+}
+
+TEST_F(Ldif, CommentsAndEmptyLinesDoNotCount) {
+    EXPECT_EQ("", load("\n\nversion: 1\n# a comment\n  that goes on\n\n\n" + acme + "# end\n\n\n"));
+    EXPECT_EQ("none", description("acme"));
+    EXPECT_EQ("", load(""));
+    EXPECT_EQ("", load("dn: o=acme\nchangetype: add\nobjectClass: organization\no: acme"));
+}
+
+TEST_F(Ldif, RefusalsTellTheLine) {
+    struct {
+        std::string text;
+        const char *refusal;
+    } cases[] = {
+        {acme + "o: x\n", "t.ldif:5: a record begins with dn:"},
+        {acme + "dn: o=acme\nobjectClass: organization\no: acme\n", "t.ldif:5: the entry is there already"},
+        {acme + "dn: O=ACME\nobjectClass: organization\no: acme\n", "t.ldif:5: the entry is there already"},
+        {"dn: ou=a,o=b\nobjectClass: organizationalUnit\nou: a\n",
+         "t.ldif:1: the entry has no parent: it must come before"},
+        {"dn: acme\no: acme\n", "t.ldif:1: malformed DN"},
+        {"dn: o=a+ou=b\no: a\n", "t.ldif:1: malformed DN"},
+        {"dn: o=acme\no: acme\n", "t.ldif:1: the entry has no objectClass"},
+        {"dn: o=acme\nobjectClass: organization\no: other\n", "t.ldif:1: the entry has no o with the value in its DN"},
+        {"dn: o=acme\n\n", "t.ldif:1: a record without attributes"},
+        {"dn: o=acme\nno colon\n", "t.ldif:2: a line without \":\""},
+        {"dn: o=acme\nb d: x\n", "t.ldif:2: malformed attribute name"},
+        {" x\n", "t.ldif:1: a continuation without a line before it"},
+        {acme + " x\n", "t.ldif:5: a continuation without a line before it"},
+        {"dn: o=acme\ndn: o=b\n", "t.ldif:2: dn: inside a record"},
+        {"dn: o=acme\nchangetype: modify\n", "t.ldif:2: only changetype: add is read, right after dn:"},
+        {"dn: o=acme\no: acme\nchangetype: add\n", "t.ldif:3: only changetype: add is read, right after dn:"},
+        {"dn: o=acme\ncontrol: 1.2.3\n", "t.ldif:2: control: inside a record"},
+        {acme + "version: 1\n", "t.ldif:5: version: 1 may only begin a file"},
+        {"version: 2\n", "t.ldif:1: version: 1 may only begin a file"},
+        {"dn: o=acme\no:: a\n", "t.ldif:2: malformed base64"},
+        {"dn: o=acme\no:: !!!!\n", "t.ldif:2: malformed base64"},
+        {"dn: o=acme\no:: =aaa\n", "t.ldif:2: malformed base64"},
+        {"dn: o=acme\no:\n", "t.ldif:2: o: the value is empty"},
+        {"dn: o=acme\ndescription:: YQBi\n", "t.ldif:2: description: a value with a zero byte"},
+        {std::string("dn: o=acme\no: a\0b\n", 18), "t.ldif:2: a line with a zero byte"},
+        {"dn: o=acme\n\n# c\nqrtLocked: yes\n", "t.ldif:1: a record without attributes"},
+        {"dn: o=acme\nqrtLocked: yes\n", "t.ldif:2: qrtLocked: neither TRUE nor FALSE"},
+        {"dn: o=acme\nobjectClass: alias\no: acme\n", "t.ldif:1: the alias has no aliasedObjectName"},
+        {"dn: o=acme\nqrtHostResourceName: " + std::string(65, 'x') + "\n",
+         "t.ldif:2: qrtHostResourceName: the value is too long"},
+        {"dn: cn=" + std::string(49, 's') + "\nobjectClass: qrtServer\ncn: " + std::string(49, 's') + "\n",
+         "t.ldif:1: the name of a server has 1 to 48 bytes"},
+        {"dn: o=" + std::string(520, 's') + "\no: x\n", "t.ldif:1: the entry's name is longer than 512 bytes"},
+    };
+    for (auto &c : cases) {
+        EXPECT_EQ(c.refusal, load(c.text)) << c.text;
+    }
+}
+
+TEST_F(Ldif, OnlyFilesBelowTheFolderAreRead) {
+    Folder other;
+    other.write("secret.txt", "secret");
+    folder.write("inside.txt", "inside");
+    folder.make("sub");
+    ASSERT_EQ(0, symlink(other.path("secret.txt").c_str(), folder.path("link.txt").c_str()));
+    ASSERT_EQ(0, symlink("inside.txt", folder.path("inner.txt").c_str()));
+    ASSERT_EQ(0, mkfifo(folder.path("pipe").c_str(), 0600));
+    std::string real = std::filesystem::canonical(folder.path(".")).string();
+    EXPECT_EQ("inside", described("description:< file:inner.txt")) << "a link that stays below is followed";
+    EXPECT_EQ("inside", described("description:< file:sub/../inside.txt"));
+    std::string below = " is not below the folder of the tree's file";
+    struct {
+        std::string url;
+        std::string refusal;
+    } cases[] = {
+        {"file:link.txt", "link.txt" + below},
+        {"file:" + other.path("secret.txt"), other.path("secret.txt") + below},
+        {"file:///etc/passwd", "/etc/passwd" + below},
+        {"file:../../etc/passwd", "../../etc/passwd" + below},
+        {"file://host/etc/passwd", "a file: URL names no host"},
+        {"http://localhost/x", "only file: URLs are read"},
+        {"file:", "malformed URL"},
+        {"file:a%0", "malformed URL"},
+        {"file:a%00b", "malformed URL"},
+        {"file:none.txt", "cannot open " + real + "/none.txt: No such file or directory"},
+        {"file:sub", real + "/sub: not a regular file"},
+        {"file:pipe", real + "/pipe: not a regular file"},
+    };
+    for (auto &c : cases) {
+        EXPECT_EQ("t.ldif:4: " + c.refusal, described("description:< " + c.url)) << c.url;
+    }
+}
+
+TEST_F(Ldif, IncludedFilesBelongToTheTree) {
+    folder.write("more.ldif", "dn: ou=a,o=acme\nobjectClass: organizationalUnit\nou: a\n");
+    folder.write("wrong.ldif", "\ndn: x\no: x\n");
+    folder.write("self.ldif", "include: file:self.ldif\n");
+    EXPECT_EQ("", load(acme + "include: file:more.ldif\n\n" +
+                       "dn: ou=b,ou=a,o=acme\nobjectClass: organizationalUnit\nou: b\n"));
+    EXPECT_EQ("none", description("b.a.acme"));
+    EXPECT_EQ("wrong.ldif:2: malformed DN", load(acme + "include: file:wrong.ldif\n"));
+    EXPECT_EQ("self.ldif:1: files include each other too deeply", load("include: file:self.ldif\n"));
+    EXPECT_EQ("t.ldif:1: /etc/passwd is not below the folder of the tree's file",
+              load("include: file:///etc/passwd\n"));
+    EXPECT_EQ("t.ldif:2: include: inside a record", load("dn: o=acme\ninclude: file:more.ldif\n"));
+}
+
+TEST_F(Ldif, AnOversizedLineIsRefused) {
+    EXPECT_EQ("t.ldif:2: the line is too long", load("dn: o=acme\nx: " + std::string(25 * 1024 * 1024, 'x') + "\n"));
+    EXPECT_EQ("t.ldif:1: the line is too long", load("x: \n " + std::string(25 * 1024 * 1024, 'x') + "\n"));
+    EXPECT_EQ("t.ldif:2: title: the value is too long", load("dn: o=acme\ntitle: " + std::string(70000, 'x') + "\n"));
+}
+
+TEST_F(Ldif, AFileThatIsNotThereIsRefused) {
+    try {
+        ldif_store_load(folder.path("none.ldif"), "none.ldif", {});
+        FAIL();
+    } catch (const DataError &error) {
+        EXPECT_EQ("none.ldif: cannot open " + folder.path("none.ldif") + ": No such file or directory",
+                  std::string(error.what()));
+    }
+}
+
+TEST_F(Ldif, EntriesLieBelowTheBase) {
+    std::string top = "dn: dc=example\nobjectClass: domain\ndc: example\ndescription: top\n\n";
+    EXPECT_EQ("", load(top + "dn: cn=a,dc=example\nobjectClass: person\ncn: a\ndescription: leaf\n", "dc=example"));
+    EXPECT_EQ("leaf", description("a"));
+    EXPECT_EQ("top", description("[Root]"));
+    EXPECT_EQ("t.ldif:1: the entry is not below the tree's base", load(acme, "dc=example"));
+    EXPECT_EQ("t.ldif:2: member: the DN is not below the tree's base",
+              load("dn: cn=g,dc=example\nmember: cn=x,o=acme\n", "dc=example"));
+}
+
+TEST_F(Ldif, ATypelessNameFindsTheFirstThatFitsAndTypesChoose) {
+    EXPECT_EQ("", load(acme + "dn: ou=x,o=acme\nobjectClass: organizationalUnit\nou: x\ndescription: unit\n\n"
+                              "dn: cn=x,o=acme\nobjectClass: person\ncn: x\ndescription: person\n"));
+    EXPECT_EQ("unit", description("x.acme"));
+    EXPECT_EQ("person", description("CN=x.acme"));
+    EXPECT_EQ("unit", description("OU=X.O=ACME"));
+}
+
+TEST_F(Ldif, AHundredThousandUsersLoad) {
+    std::string text = acme;
+    for (int i = 0; i < 100000; i++) {
+        std::string user = "u" + std::to_string(i);
+        text += "dn: cn=" + user + ",o=acme\nobjectClass: inetOrgPerson\ncn: " + user + "\nsn: x\n\n";
+    }
+    EXPECT_EQ("", load(text));
+    EXPECT_EQ("none", description("u99999.acme"));
+}
+
+TEST_F(Ldif, EveryCutOfAFileLoadsOrIsRefusedWithAPlace) {
+    std::string whole = "version: 1\n" + acme +
+                        "dn:: Y249YSxvPWFjbWU=\nobjectClass: person\ncn: a\n"
+                        "postalAddress: a$b\\24\nqrtHomeDirectory: 0#cn=v,o=acme#x\nqrtLoginScript:< file:t.ldif\n";
+    for (size_t length = 0; length <= whole.size(); length++) {
+        std::string refused = load(whole.substr(0, length));
+        EXPECT_TRUE(refused.empty() || refused.rfind("t.ldif:", 0) == 0) << length << refused;
+    }
+}
+
+} // namespace

@@ -1,0 +1,194 @@
+#include "platform/client/names.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/client/client_fixture.h"
+
+namespace {
+
+const Name sales = {{"ou", "sales"}, {"o", "acme"}};
+
+std::string parsed(const std::string &text, const Name &context = {}) {
+    Name name;
+    return name_parse_dotted(text, context, &name) ? name_to_dotted(name, true) : "malformed";
+}
+
+std::string from_dn(const char *dn, const Name &base = {}) {
+    Name name;
+    bool outside = false;
+    bool good = name_parse_dn(dn, base, &name, &outside);
+    return good ? name_to_dotted(name, true) : outside ? "outside" : "malformed";
+}
+
+struct Case {
+    const char *text;
+    const char *expected;
+};
+
+TEST(Names, DottedNamesFromTheRoot) {
+    const Case cases[] = {
+        {"jdoe.sales.acme", "jdoe.sales.acme"},
+        {".jdoe.sales.acme", "jdoe.sales.acme"},
+        {"CN=jdoe.ou=sales.O=acme", "CN=jdoe.OU=sales.O=acme"},
+        {"jdoe.OU=sales.O=acme", "jdoe.OU=sales.O=acme"},
+        {"organizationName=acme", "O=acme"},
+        {"admin.[Root]", "admin"},
+        {".admin.[root]", "admin"},
+        {"[Root]", "[Root]"},
+        {"a\\.b.acme", "a\\.b.acme"},
+        {"a\\=b.acme", "a\\=b.acme"},
+        {"a\\\\.acme", "a\\\\.acme"},
+        {"CN=a=b.acme", "CN=a\\=b.acme"},
+        {" jdoe . sales ", "jdoe.sales"},
+        {"\\ jdoe", "\\ jdoe"},
+        {"admin.\\[Root]", "admin.\\[Root]"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(c.expected, parsed(c.text)) << c.text;
+    }
+}
+
+TEST(Names, RelativeNamesContinueWithTheNameContext) {
+    EXPECT_EQ("jdoe.OU=sales.O=acme", parsed("jdoe", sales));
+    EXPECT_EQ("jdoe.O=acme", parsed("jdoe.", sales));
+    EXPECT_EQ("jdoe", parsed("jdoe..", sales));
+    EXPECT_EQ("jdoe.acme", parsed(".jdoe.acme", sales));
+    EXPECT_EQ("admin", parsed("admin.[Root]", sales));
+    EXPECT_EQ("jdoe\\..OU=sales.O=acme", parsed("jdoe\\.", sales));
+}
+
+TEST(Names, MalformedDottedNames) {
+    const std::string cases[] = {"",
+                                 ".",
+                                 "..",
+                                 "a..b",
+                                 "..a",
+                                 "a\\",
+                                 "=a",
+                                 "CN=",
+                                 "1=a",
+                                 "a b=c",
+                                 ".jdoe.",
+                                 "jdoe.",
+                                 "[Root].acme.",
+                                 "a.[Root].",
+                                 ". .",
+                                 "a. .b",
+                                 std::string(513, 'a')};
+    for (const std::string &text : cases) {
+        EXPECT_EQ("malformed", parsed(text)) << text;
+    }
+    EXPECT_EQ("malformed", parsed("jdoe...", sales)) << "climbs above the root";
+}
+
+TEST(Names, TheLengthAndTheDepthAreBounded) {
+    EXPECT_EQ(std::string(512, 'a'), parsed(std::string(512, 'a')));
+    std::string deep = "a";
+    for (size_t i = 1; i < name_depth_limit; i++) {
+        deep += ".a";
+    }
+    EXPECT_EQ(deep, parsed(deep));
+    EXPECT_EQ("malformed", parsed(deep + ".a"));
+    EXPECT_EQ("malformed", parsed(deep, sales)) << "the context counts";
+}
+
+TEST(Names, DistinguishedNames) {
+    const Case cases[] = {
+        {"cn=jdoe,ou=sales,o=acme", "CN=jdoe.OU=sales.O=acme"},
+        {"CN = jdoe , OU=sales", "CN=jdoe.OU=sales"},
+        {"cn=a\\2Cb,o=acme", "CN=a,b.O=acme"},
+        {"cn=a\\,b.c,o=acme", "CN=a,b\\.c.O=acme"},
+        {"cn=\\23x", "CN=#x"},
+        {"cn=J\\C3\\B6rg", "CN=J\xC3\xB6rg"},
+        {"commonName=x", "CN=x"},
+        {"", "[Root]"},
+        {"cn=#04024869", "malformed"},
+        {"cn=a+uid=b", "malformed"},
+        {"cn=a,,o=b", "malformed"},
+        {"cn=", "malformed"},
+        {"jdoe", "malformed"},
+        {"cn=a\\", "malformed"},
+        {"cn=a\\0", "malformed"},
+        {"cn=a\\00", "malformed"},
+        {"cn=a\\zb", "malformed"},
+        {"2.5.4.3=a", "malformed"},
+        {"cn=\"a\"", "malformed"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(c.expected, from_dn(c.text)) << c.text;
+    }
+}
+
+TEST(Names, TheBaseIsNotPartOfAName) {
+    Name base;
+    ASSERT_TRUE(name_parse_dn("dc=branch,dc=example", {}, &base, nullptr));
+    EXPECT_EQ("CN=a", from_dn("cn=a,DC=Branch,dc=example", base));
+    EXPECT_EQ("[Root]", from_dn("dc=branch,dc=example", base));
+    EXPECT_EQ("outside", from_dn("cn=a,dc=other,dc=example", base));
+    EXPECT_EQ("outside", from_dn("dc=example", base));
+    EXPECT_EQ("cn=a\\,b,dc=branch,dc=example", name_to_dn({{"cn", "a,b"}}, base));
+}
+
+TEST(Names, AbbreviationIsTheShortestFormThatNamesTheObject) {
+    struct {
+        const char *name;
+        const char *expected;
+    } cases[] = {
+        {".jdoe.sales.acme", "jdoe"}, {".bob.acme", "bob."},      {".sales.acme", "sales."},    {".acme", ".acme"},
+        {".x.other", ".x.other"},     {".a.b.sales.acme", "a.b"}, {".jdoe.SALES.Acme", "jdoe"},
+    };
+    for (auto &c : cases) {
+        Name name;
+        ASSERT_TRUE(name_parse_dotted(c.name, {}, &name));
+        std::string shortest = name_abbreviate(name, sales, false);
+        EXPECT_EQ(c.expected, shortest) << c.name;
+        Name again;
+        ASSERT_TRUE(name_parse_dotted(shortest, sales, &again)) << shortest;
+        EXPECT_TRUE(name_equal(name, again)) << c.name;
+    }
+}
+
+TEST(Names, ComparisonFoldsLettersAndRunsOfBlanks) {
+    EXPECT_EQ("research and development", name_fold("  Research  and Development "));
+    EXPECT_TRUE(name_equal({{"cn", "J Doe"}}, {{"", "j  doe"}}));
+    EXPECT_FALSE(name_equal({{"cn", "jdoe"}}, {{"ou", "jdoe"}}));
+    EXPECT_FALSE(name_equal({{"cn", "jdoe"}}, {{"cn", "jdoe"}, {"o", "acme"}}));
+}
+
+using NameCalls = ClientTest;
+
+TEST_F(NameCalls, CanonicalNamesHaveTheFormOfTheFlags) {
+    EXPECT_EQ("jdoe.sales.acme", canonical(context(), "CN=jdoe.OU=sales.O=acme"));
+    EXPECT_EQ("jdoe.sales.acme", canonical(context_at("sales.acme"), "jdoe"));
+    EXPECT_EQ("CN=jdoe.OU=sales.O=acme", canonical(context(0x13), ".jdoe.sales.acme"));
+    EXPECT_EQ("OU=sales.O=acme", canonical(context(0x13), "sales.acme")) << "the tree knows the types";
+    EXPECT_EQ("CN=new.OU=sales.O=acme", canonical(context(0x13), "new.sales.acme")) << "the object need not exist";
+    EXPECT_EQ("CN=x.OU=y.O=z", canonical(context(0x13), "x.y.z"));
+}
+
+TEST_F(NameCalls, AbbreviatedNamesFitTheNameContext) {
+    EXPECT_EQ("jdoe", abbreviated(context_at("sales.acme"), ".jdoe.sales.acme"));
+    EXPECT_EQ("jdoe.sales.acme", abbreviated(context(), ".jdoe.sales.acme"));
+    EXPECT_EQ("CN=jdoe", abbreviated(context_at("sales.acme", 0x13), ".jdoe.sales.acme"));
+}
+
+TEST_F(NameCalls, MalformedNamesAndNullPointersAreTold) {
+    EXPECT_EQ("?", canonical(context(), "a..b"));
+    EXPECT_EQ(ZKE_MALFORMED_NAME, lastCode);
+    EXPECT_EQ("?", canonical(context(), std::string(600, 'x').c_str()));
+    EXPECT_EQ(ZKE_MALFORMED_NAME, lastCode);
+    EXPECT_EQ("?", canonical(9999, "a"));
+    EXPECT_EQ(ZKE_BAD_HANDLE, lastCode);
+    char name[ZK_MAX_NAME + 1];
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSCanonicalizeName(context(), nullptr, name));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSAbbreviateName(context(), "a", nullptr));
+}
+
+TEST_F(NameCalls, ANameThatGrowsOverTheLimitIsNotWritten) {
+    std::string longName = std::string(250, 'a') + "." + std::string(251, 'b');
+    uint32_t handle = context_at(".sales.acme");
+    EXPECT_EQ("?", canonical(handle, longName.c_str())) << "with the context 512 bytes are passed";
+    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, lastCode);
+}
+
+} // namespace

@@ -1,0 +1,201 @@
+#include <pwd.h>
+#include <unistd.h>
+#include <cstring>
+
+#include "tests/client/client_fixture.h"
+
+namespace {
+
+class Paths : public ClientTest {
+  protected:
+    // "server|volume|rest", or the code.
+    std::string parse(const std::string &path) {
+        char server[ZK_SERVER_NAME_SIZE] = "?";
+        char volume[65] = "?";
+        char rest[256] = "?";
+        lastCode = ZKParsePath(path.c_str(), server, &connection, volume, rest);
+        return lastCode == ZK_OK ? std::string(server) + "|" + volume + "|" + rest : "failed";
+    }
+
+    uint32_t connection = 0;
+};
+
+TEST_F(Paths, EveryForm) {
+    struct {
+        const char *path;
+        const char *expected;
+    } cases[] = {
+        {"SRV1/SYS:public", "SRV1|SYS|public"},
+        {"srv1/sys:public/Bin", "SRV1|SYS|public/Bin"},
+        {"SRV1\\SYS:public", "SRV1|SYS|public"},
+        {"SRV1/SYS:/public", "SRV1|SYS|public"},
+        {"SRV1/users:", "SRV1|Users|"},
+        {"SRV1/SYS:a:b", "SRV1|SYS|a:b"},
+        {"\\\\SRV2\\SYS\\public\\x", "SRV2|SYS|public\\x"},
+        {"//srv2/sys/public", "SRV2|SYS|public"},
+        {"\\\\SRV2\\SYS", "SRV2|SYS|"},
+        {"\\\\SRV2\\SYS:public", "SRV2|SYS|public"},
+        {"OLDSRV/data:x", "OLDSRV|Data|x"},
+        {"ANYSRV/whatever:x", "ANYSRV|whatever|x"},
+    };
+    for (auto &c : cases) {
+        EXPECT_EQ(c.expected, parse(c.path)) << c.path;
+    }
+}
+
+TEST_F(Paths, AVolumeAloneIsOnTheDefaultServer) {
+    EXPECT_EQ("SRV1|SYS|x", parse("SYS:x")) << "without a connection the tree's own server";
+    uint32_t second = open_server("SRV2");
+    ZKCCSetPrimConn(second);
+    EXPECT_EQ("SRV2|SYS|x", parse("SYS:x"));
+    EXPECT_EQ(second, connection);
+    EXPECT_EQ("failed", parse("USERS:x"));
+    EXPECT_EQ(ZKE_VOLUME_UNKNOWN, lastCode) << "SRV2 has no such volume";
+}
+
+TEST_F(Paths, TheConnectionIsOpen) {
+    EXPECT_EQ("SRV2|SYS|x", parse("SRV2/SYS:x"));
+    EXPECT_EQ("SRV2", text_info(connection, ZK_INFO_SERVER_NAME));
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(connection));
+    EXPECT_EQ(ZK_OK, ZKParsePath("SRV2/SYS:x", nullptr, nullptr, nullptr, nullptr));
+    uint32_t iteration = 0;
+    EXPECT_EQ(ZKE_NO_MORE_ENTRIES, ZKCCScanConnInfo(&iteration, 7, "SRV2", 11, 1, 0, nullptr, &connection))
+        << "what is not asked for does not stay open";
+}
+
+TEST_F(Paths, RefusedPaths) {
+    struct {
+        std::string path;
+        uint32_t code;
+    } cases[] = {
+        {"", ZKE_MALFORMED_NAME},
+        {"/etc/passwd", ZKE_MALFORMED_NAME},
+        {"public", ZKE_MALFORMED_NAME},
+        {":x", ZKE_MALFORMED_NAME},
+        {"/SYS:x", ZKE_MALFORMED_NAME},
+        {"SRV1/:x", ZKE_MALFORMED_NAME},
+        {"SRV1/a/SYS:x", ZKE_MALFORMED_NAME},
+        {"\\\\SRV1", ZKE_MALFORMED_NAME},
+        {"\\\\\\SYS", ZKE_MALFORMED_NAME},
+        {"\\\\SRV1\\", ZKE_MALFORMED_NAME},
+        {"SRV1/" + std::string(65, 'v') + ":x", ZKE_MALFORMED_NAME},
+        {"SRV1/SYS:" + std::string(2000, 'x'), ZKE_MALFORMED_NAME},
+        {"SRV1/SYS:" + std::string(256, 'x'), ZKE_BUFFER_TOO_SMALL},
+        {"SRV7/SYS:x", ZKE_SERVER_NOT_FOUND},
+        {"SRV1/NONE:x", ZKE_VOLUME_UNKNOWN},
+        {"OLDSRV/NONE:x", ZKE_VOLUME_UNKNOWN},
+    };
+    for (auto &c : cases) {
+        EXPECT_EQ("failed", parse(c.path)) << c.path;
+        EXPECT_EQ(c.code, lastCode) << c.path;
+    }
+    EXPECT_EQ("SRV1|SYS|" + std::string(255, 'x'), parse("SRV1/SYS:" + std::string(255, 'x')));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKParsePath(nullptr, nullptr, nullptr, nullptr, nullptr));
+}
+
+class Drives : public ClientTest {
+  protected:
+    Drives() {
+        folder.make("drives");
+        setenv("DRIVES_TEST", folder.path("").c_str(), 1);
+        configure("link_directory = \"" + folder.path("drives") + "\"\nmount_point = \"/mnt/net/\"\n");
+    }
+
+    void link(const char *name, const std::string &to) {
+        ASSERT_EQ(0, symlink(to.c_str(), folder.path("drives/" + std::string(name)).c_str()));
+    }
+
+    // "name=target" of each drive, through buffers of this size.
+    std::vector<std::string> drives(uint32_t size = 256) {
+        std::vector<std::string> found;
+        uint32_t needed = 0;
+        EXPECT_EQ(ZK_OK, ZKGetMappedDrives(nullptr, &needed));
+        std::vector<char> list(needed);
+        EXPECT_EQ(ZK_OK, ZKGetMappedDrives(list.data(), &needed));
+        std::vector<char> local(size);
+        std::vector<char> target(size);
+        uint32_t cursor = 0;
+        uint32_t attribute = 0;
+        while ((lastCode = ZKEnumMappedDrives(list.data(), &cursor, &attribute, size, local.data(), size,
+                                              target.data())) == ZK_OK) {
+            found.push_back(std::string(local.data()) + "=" + target.data());
+        }
+        return found;
+    }
+
+    std::string drive(const char *name, const char *target) { return folder.path("drives/") + name + "=" + target; }
+};
+
+TEST_F(Drives, LinksBelowTheMountPointAreDrives) {
+    link("H", "/mnt/net/jdoe/SRV1/USERS/home/jdoe");
+    link("G", "/mnt/net/jdoe/SRV1/SYS");
+    link("I", "/mnt//net/./jdoe/SRV1/SYS/a//b/");
+    EXPECT_EQ((std::vector<std::string>{drive("G", "SRV1/SYS:"), drive("H", "SRV1/USERS:home/jdoe"),
+                                        drive("I", "SRV1/SYS:a/b")}),
+              drives());
+    EXPECT_EQ(ZKE_NO_MORE_ENTRIES, lastCode);
+}
+
+TEST_F(Drives, WhatPointsElsewhereIsNoDrive) {
+    link("a", "/mnt/net/jdoe/SRV1");
+    link("b", "/mnt/network/jdoe/SRV1/SYS");
+    link("c", "/tmp");
+    link("d", "mnt/net/jdoe/SRV1/SYS");
+    link("e", "/mnt/net/jdoe/SRV1/SYS/../../x");
+    link("f", "/mnt");
+    folder.write("drives/file", "x");
+    folder.make("drives/folder");
+    EXPECT_EQ(std::vector<std::string>{}, drives());
+}
+
+TEST_F(Drives, ADriveTooLongForTheCallerDoesNotHideTheOthers) {
+    link("A", "/mnt/net/jdoe/SRV1/SYS/" + std::string(300, 'x'));
+    link("B", "/mnt/net/jdoe/SRV1/SYS/b");
+    EXPECT_EQ(std::vector<std::string>{drive("B", "SRV1/SYS:b")}, drives());
+    EXPECT_EQ(2u, drives(512).size());
+}
+
+TEST_F(Drives, TheLinkDirectoryMayNameAVariable) {
+    link("H", "/mnt/net/jdoe/SRV1/SYS/x");
+    configure("link_directory = \"%DRIVES_TEST/drives\"\nmount_point = \"/mnt/net\"\n[[server]]\nname = \"S\"\n");
+    std::vector<std::string> found = drives();
+    ASSERT_EQ(1u, found.size());
+    EXPECT_EQ(folder.path("") + "/drives/H=SRV1/SYS:x", found[0]);
+    unsetenv("DRIVES_TEST");
+    EXPECT_EQ(std::vector<std::string>{}, drives());
+}
+
+TEST_F(Drives, TheHomeDirectoryIsTheDefault) {
+    setenv("HOME", folder.path("drives").c_str(), 1);
+    link("H", "/mnt/brasca/jdoe/SRV1/SYS/x");
+    configure("[[server]]\nname = \"S\"\n");
+    EXPECT_EQ(std::vector<std::string>{drive("H", "SRV1/SYS:x")}, drives());
+}
+
+TEST_F(Drives, AListThatHasGrownIsTold) {
+    uint32_t size = 0;
+    ASSERT_EQ(ZK_OK, ZKGetMappedDrives(nullptr, &size));
+    std::vector<char> list(size);
+    link("H", "/mnt/net/jdoe/SRV1/SYS/x");
+    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKGetMappedDrives(list.data(), &size));
+    EXPECT_GT(size, list.size());
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKGetMappedDrives(nullptr, nullptr));
+}
+
+TEST_F(Drives, AListThatIsNoneIsRefused) {
+    char nothing[64] = {};
+    char text[64];
+    uint32_t cursor = 0;
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKEnumMappedDrives(nothing, &cursor, nullptr, 64, text, 64, text));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKEnumMappedDrives(nullptr, &cursor, nullptr, 64, text, 64, text));
+    uint32_t size = 0;
+    ASSERT_EQ(ZK_OK, ZKGetMappedDrives(nullptr, &size));
+    std::vector<char> list(size);
+    ASSERT_EQ(ZK_OK, ZKGetMappedDrives(list.data(), &size));
+    cursor = 4;
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKEnumMappedDrives(list.data(), &cursor, nullptr, 64, text, 64, text));
+    cursor = 4000;
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKEnumMappedDrives(list.data(), &cursor, nullptr, 64, text, 64, text));
+}
+
+} // namespace

@@ -1,0 +1,330 @@
+#include <cstring>
+
+#include "tests/client/client_fixture.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+class Reading : public ClientTest {
+  protected:
+    Reading() {
+        EXPECT_EQ(ZK_OK, ZKDSAllocBuf(4096, &request));
+        EXPECT_EQ(ZK_OK, ZKDSAllocBuf(4096, &reply));
+    }
+    ~Reading() override {
+        ZKDSFreeBuf(request);
+        ZKDSFreeBuf(reply);
+    }
+
+    // Reads the attributes into `reply`, from the start.
+    uint32_t ask(uint32_t handle, const char *object, const Texts &attributes, uint32_t infoType = 1,
+                 uint32_t all = 0) {
+        EXPECT_EQ(ZK_OK, ZKDSInitBuf(handle, ZK_OPERATION_READ, request));
+        for (const std::string &attribute : attributes) {
+            EXPECT_EQ(ZK_OK, ZKDSPutAttrName(handle, request, attribute.c_str()));
+        }
+        iteration = ZK_NO_MORE_ITERATIONS;
+        return ZKDSRead(handle, object, infoType, all, request, &iteration, reply);
+    }
+
+    uint32_t ask_schema(uint32_t handle, const char *attribute) {
+        EXPECT_EQ(ZK_OK, ZKDSInitBuf(handle, ZK_OPERATION_READ, request));
+        EXPECT_EQ(ZK_OK, ZKDSPutAttrName(handle, request, attribute));
+        iteration = ZK_NO_MORE_ITERATIONS;
+        return ZKDSReadAttrDef(handle, ZK_INFO_NAMES, 0, request, &iteration, reply);
+    }
+
+    // "name/syntax/values" of the next attribute of the reply.
+    std::string next_attribute() {
+        char name[ZK_MAX_ATTR_NAME + 1] = "?";
+        uint32_t values = 0;
+        uint32_t syntax = 0;
+        lastCode = ZKDSGetAttrName(0, reply, name, &values, &syntax);
+        return lastCode != ZK_OK ? "none" : name + ("/" + std::to_string(syntax) + "/" + std::to_string(values));
+    }
+
+    // A tree of one group with so many members, all of the length of a name.
+    void configure_group(int members) {
+        std::string ldif =
+            "dn: o=acme\nobjectClass: organization\no: acme\n\n"
+            "dn: cn=all,o=acme\nobjectClass: groupOfNames\ncn: all\n";
+        for (int i = 0; i < members; i++) {
+            ldif += "member: cn=user" + std::to_string(100000 + i) + ",o=acme\n";
+        }
+        folder.write("acme.ldif", ldif);
+        configure("[[tree]]\nname = \"ACME\"\nldif = \"acme.ldif\"\n");
+    }
+
+    ZKDSBuffer *request = nullptr;
+    ZKDSBuffer *reply = nullptr;
+    int32_t iteration = ZK_NO_MORE_ITERATIONS;
+};
+
+constexpr const char *jdoe = "jdoe.sales.acme";
+
+TEST_F(Reading, ValuesOfEverySyntax) {
+    struct {
+        const char *attribute;
+        Texts values;
+    } cases[] = {
+        {"Surname", {"Doe"}},
+        {"FULL_NAME",
+         {"John D\xC3\xB6"
+          "e"}},
+        {"CN", {"jdoe", "John Doe"}},
+        {"LANGUAGE", {"ENGLISH"}},
+        {"Title", {"Account manager"}},
+        {"Telephone_Number", {"+1 555 0100"}},
+        {"Facsimile Telephone Number", {"+1 555 0199"}},
+        {"Postal Address", {"[1 Main Street][Suite $5\\6][][Springfield]--"}},
+        {"Manager", {"admin"}},
+        {"Profile", {"staff.acme"}},
+        {"HOME_DIRECTORY", {"0|SRV1_USERS.acme|home/jdoe"}},
+        {"Network Address", {"8#00500a010203", "1#ff00"}},
+        {"Last_Login_Time", {"1767323045"}},
+        {"PASSWORD_EXPIRATION_TIME", {"2147483647"}},
+        {"Password Expiration Interval", {"172800"}},
+        {"Login Grace Limit", {"6"}},
+        {"Login Disabled", {"FALSE"}},
+        {"Object Class", {"User", "qrtUser"}},
+        {"Login Script", {"WRITE \"hello\""}},
+        {"Group_Membership", {"Admins.sales.acme", "Everyone.acme"}},
+    };
+    uint32_t handle = context();
+    for (auto &c : cases) {
+        EXPECT_EQ(c.values, read(handle, jdoe, c.attribute)) << c.attribute;
+        EXPECT_EQ(ZK_OK, lastCode) << c.attribute;
+    }
+}
+
+TEST_F(Reading, NamesAreHandedOutInTheFormOfTheFlags) {
+    EXPECT_EQ(Texts{"CN=staff.O=acme"}, read(context(0x13), jdoe, "Profile"));
+    EXPECT_EQ(Texts{"0|CN=SRV1_USERS.O=acme|home/jdoe"}, read(context(0x13), jdoe, "Home Directory"));
+    EXPECT_EQ(Texts{"staff."}, read(context_at("sales.acme", 0x05), "jdoe", "Profile"));
+    EXPECT_EQ((Texts{"Admins", "Everyone."}), read(context_at("sales.acme", 0x05), "jdoe", "Group Membership"));
+}
+
+TEST_F(Reading, ObjectsOfTheOtherClasses) {
+    uint32_t handle = context();
+    EXPECT_EQ(Texts{"SRV1.acme"}, read(handle, "SRV1_USERS.acme", "Host_Server"));
+    EXPECT_EQ(Texts{"Users"}, read(handle, "SRV1_USERS.acme", "Host_Resource_Name"));
+    EXPECT_EQ(Texts{"0|SRV1_SYS.acme|apps"}, read(handle, "APPMAP.acme", "Path"));
+    EXPECT_EQ((Texts{"jdoe.sales.acme", "gone.sales.acme"}), read(handle, "Admins.sales.acme", "Member"));
+    EXPECT_EQ(Texts{"John"}, read(handle, "john.acme", "Given Name")) << "through an alias";
+    EXPECT_EQ(Texts{"John"}, read(handle, "jdoe.trade.acme", "Given Name")) << "below an alias";
+    EXPECT_EQ(Texts{"escaped"}, read(handle, "a\\.b,c.acme", "Description"));
+    EXPECT_EQ(Texts{"Included"}, read(handle, "included.acme", "Surname"));
+    EXPECT_EQ(Texts{"Kim"}, read(context(session_flags, "BRANCH_TREE"), "kim.shop", "CN"));
+}
+
+TEST_F(Reading, AReplySpellsTheNameAsTheSchemaDoes) {
+    ASSERT_EQ(ZK_OK, ask(context(), jdoe, {"home_directory"}));
+    EXPECT_EQ("Home Directory/15/1", next_attribute());
+    EXPECT_EQ("none", next_attribute());
+    EXPECT_EQ(ZKE_NO_MORE_ENTRIES, lastCode);
+}
+
+TEST_F(Reading, WhatTheEntryLacksIsNoSuchAttributeAndTheSchemaTellsTheRest) {
+    uint32_t handle = context();
+    EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, ask(handle, "admin", {"Title"}));
+    EXPECT_EQ(ZK_OK, ask_schema(handle, "Title"));
+    EXPECT_EQ("Title/3/0", next_attribute());
+    EXPECT_EQ(ZK_NO_MORE_ITERATIONS, iteration);
+    EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, ask(handle, jdoe, {"Favourite Drink"}));
+    EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, ask_schema(handle, "Favourite Drink"));
+    EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, ask(handle, jdoe, {"userPassword"}));
+    EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, ask(handle, "admin.[Root]", {"Home Directory", "Title"}));
+    EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, ask(handle, "empty.sales.acme", {"Group Membership"}));
+}
+
+TEST_F(Reading, ObjectsThatAreNotThere) {
+    uint32_t handle = context();
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ask(handle, "nobody.acme", {"CN"}));
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ask(handle, "OU=jdoe.sales.acme", {"CN"}));
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ask(handle, "dangling.acme", {"CN"}));
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ask(handle, "x.jdoe.sales.acme", {"CN"}));
+    EXPECT_EQ(ZKE_MALFORMED_NAME, ask(handle, "a..b", {"CN"}));
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ask(handle, "loop1.acme", {"CN"}));
+    EXPECT_EQ("aliases lead nowhere from loop1.acme", last_error());
+}
+
+TEST_F(Reading, AnAliasIsReadItselfWithoutTheFlag) {
+    EXPECT_EQ(Texts{"jdoe.sales.acme"},
+              read(context(DCV_TYPELESS_NAMES | DCV_CANONICALIZE_NAMES), "john.acme", "Aliased Object Name"));
+    EXPECT_EQ("Alias", base_class(context(DCV_CANONICALIZE_NAMES), "john.acme"));
+    EXPECT_EQ("User", base_class(context(), "john.acme"));
+}
+
+TEST_F(Reading, NamesAloneComeWithoutValues) {
+    ASSERT_EQ(ZK_OK, ask(context(), jdoe, {"CN", "Title"}, ZK_INFO_NAMES));
+    EXPECT_EQ("CN/3/0", next_attribute());
+    EXPECT_EQ("Title/3/0", next_attribute());
+}
+
+TEST_F(Reading, AllAttributesAreHandedOutInTheSchemasOrder) {
+    ASSERT_EQ(ZK_OK, ask(context(), "empty.sales.acme", {}, 1, 1));
+    uint32_t count = 0;
+    EXPECT_EQ(ZK_OK, ZKDSGetAttrCount(0, reply, &count));
+    EXPECT_EQ(4u, count);
+    EXPECT_EQ("CN/3/1", next_attribute());
+    EXPECT_EQ("Object Class/3/1", next_attribute());
+    EXPECT_EQ("Surname/3/1", next_attribute());
+    EXPECT_EQ("Login Script/21/1", next_attribute());
+}
+
+TEST_F(Reading, ValuesThatDoNotFitComeInFurtherReplies) {
+    configure_group(1000);
+    uint32_t handle = context();
+    Texts members = read(handle, "all.acme", "Member");
+    ASSERT_EQ(1000u, members.size());
+    for (int i = 0; i < 1000; i++) {
+        EXPECT_EQ("user" + std::to_string(100000 + i) + ".acme", members[static_cast<size_t>(i)]);
+    }
+    ASSERT_EQ(ZK_OK, ask(handle, "all.acme", {"CN", "Member"}));
+    EXPECT_NE(ZK_NO_MORE_ITERATIONS, iteration);
+    EXPECT_EQ("CN/3/1", next_attribute());
+    EXPECT_EQ("Member/1/", next_attribute().substr(0, 9));
+    ASSERT_EQ(ZK_OK, ZKDSRead(handle, "all.acme", 1, 0, request, &iteration, reply));
+    EXPECT_EQ("Member/1/", next_attribute().substr(0, 9)) << "what came before does not come again";
+    iteration = 5000;
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSRead(handle, "all.acme", 1, 0, request, &iteration, reply));
+    iteration = -2;
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSRead(handle, "all.acme", 1, 0, request, &iteration, reply));
+}
+
+TEST_F(Reading, AValueThatNoReplyHoldsIsTold) {
+    ZKDSBuffer *small = nullptr;
+    ASSERT_EQ(ZK_OK, ZKDSAllocBuf(30, &small));
+    ASSERT_EQ(ZK_OK, ask(context(), jdoe, {"Title"}));
+    iteration = ZK_NO_MORE_ITERATIONS;
+    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKDSRead(context(), jdoe, 1, 0, request, &iteration, small));
+    uint32_t count = 9;
+    EXPECT_EQ(ZK_OK, ZKDSGetAttrCount(0, small, &count));
+    EXPECT_EQ(0u, count);
+    EXPECT_EQ(ZK_OK, ZKDSFreeBuf(small));
+}
+
+TEST_F(Reading, TheNextAttributeComesAlsoWhenValuesWereLeft) {
+    ASSERT_EQ(ZK_OK, ask(context(), jdoe, {"CN", "Title"}));
+    EXPECT_EQ("CN/3/2", next_attribute());
+    char text[64];
+    EXPECT_EQ(ZK_OK, ZKDSGetAttrVal(0, reply, 3, text));
+    EXPECT_STREQ("jdoe", text);
+    EXPECT_EQ("Title/3/1", next_attribute());
+    EXPECT_EQ(ZK_OK, ZKDSGetAttrVal(0, reply, 3, text));
+    EXPECT_STREQ("Account manager", text);
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSGetAttrVal(0, reply, 3, text)) << "no further value";
+}
+
+TEST_F(Reading, WrongCallsOfTheBuffersAreRefused) {
+    uint32_t handle = context();
+    uint32_t number = 0;
+    char text[64];
+    ASSERT_EQ(ZK_OK, ask(handle, jdoe, {"Title"}));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSComputeAttrValSize(handle, reply, 3, &number)) << "before the attribute's name";
+    next_attribute();
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSComputeAttrValSize(handle, reply, 15, &number)) << "another syntax";
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSGetAttrVal(handle, reply, 15, text));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSGetAttrVal(handle, reply, 3, nullptr));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSAllocBuf(0, &request));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSAllocBuf(4096, nullptr));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSInitBuf(handle, 7, request));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSGetAttrCount(handle, nullptr, &number));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSRead(handle, jdoe, 1, 0, nullptr, &iteration, reply));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSRead(handle, jdoe, 2, 0, request, &iteration, reply));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSRead(handle, nullptr, 1, 0, request, &iteration, reply));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSRead(handle, jdoe, 1, 0, request, nullptr, reply));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSRead(4711, jdoe, 1, 0, request, &iteration, reply));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSReadAttrDef(4711, 0, 0, request, &iteration, reply));
+}
+
+TEST_F(Reading, ABufferThatWasFreedIsStale) {
+    ZKDSBuffer *buffer = nullptr;
+    ASSERT_EQ(ZK_OK, ZKDSAllocBuf(100, &buffer));
+    ASSERT_EQ(ZK_OK, ZKDSFreeBuf(buffer));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSFreeBuf(buffer));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSInitBuf(0, ZK_OPERATION_READ, buffer));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSRead(context(), jdoe, 1, 0, buffer, &iteration, reply));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSFreeBuf(nullptr));
+}
+
+TEST_F(Reading, TheRequestIsBoundedToo) {
+    ZKDSBuffer *small = nullptr;
+    ASSERT_EQ(ZK_OK, ZKDSAllocBuf(10, &small));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSPutAttrName(0, small, "CN")) << "not initialised";
+    ASSERT_EQ(ZK_OK, ZKDSInitBuf(0, ZK_OPERATION_READ, small));
+    EXPECT_EQ(ZK_OK, ZKDSPutAttrName(0, small, "Title"));
+    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKDSPutAttrName(0, small, "Title"));
+    EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, ZKDSPutAttrName(0, small, std::string(33, 'x').c_str()));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSPutAttrName(0, small, nullptr));
+    EXPECT_EQ(ZK_OK, ZKDSFreeBuf(small));
+}
+
+TEST_F(Reading, ObjectInformation) {
+    char name[ZK_MAX_NAME + 1];
+    ZKDSObjectInfo info = {};
+    uint32_t handle = context();
+    ASSERT_EQ(ZK_OK, ZKDSReadObjectInfo(handle, "JOHN.acme", name, &info));
+    EXPECT_STREQ("jdoe.sales.acme", name);
+    EXPECT_STREQ("User", info.baseClass);
+    EXPECT_EQ(1767323046, info.modificationTime);
+    EXPECT_EQ(0u, info.subordinateCount);
+    ASSERT_EQ(ZK_OK, ZKDSReadObjectInfo(handle, ".sales.acme", name, nullptr));
+    EXPECT_STREQ("sales.acme", name);
+    ASSERT_EQ(ZK_OK, ZKDSReadObjectInfo(handle, "[Root]", name, &info));
+    EXPECT_STREQ("[Root]", name);
+    EXPECT_STREQ("Root", info.baseClass);
+    EXPECT_EQ("Organizational Unit", base_class(handle, "research AND  development.acme"));
+    EXPECT_EQ("Volume", base_class(handle, "SRV1_SYS.acme"));
+    EXPECT_EQ("Directory Map", base_class(handle, "APPMAP.acme"));
+    EXPECT_EQ("Domain", base_class(context(session_flags, "BRANCH_TREE"), "[Root]"));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSReadObjectInfo(handle, nullptr, name, &info));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSReadObjectInfo(handle, "acme", nullptr, &info));
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ZKDSReadObjectInfo(handle, "nobody", name, &info));
+}
+
+TEST_F(Reading, SubordinatesAreCounted) {
+    configure_group(1);
+    char name[ZK_MAX_NAME + 1];
+    ZKDSObjectInfo info = {};
+    ASSERT_EQ(ZK_OK, ZKDSReadObjectInfo(context(), "acme", name, &info));
+    EXPECT_EQ(1u, info.subordinateCount);
+}
+
+TEST_F(Reading, Streams) {
+    uint32_t handle = context();
+    EXPECT_EQ("WRITE \"acme\"\n", stream(handle, "acme", "Login Script")) << "from a file beside the tree's";
+    EXPECT_EQ("WRITE \"profile\"\n", stream(handle, "staff.acme", "login_script"));
+    EXPECT_EQ("WRITE \"hello\"", stream(handle, "john.acme", "Login Script"));
+    EXPECT_EQ("", stream(handle, "empty.sales.acme", "Login Script"));
+    EXPECT_EQ(ZK_OK, lastCode) << "an empty script is a script";
+    EXPECT_EQ("", stream(handle, "sales.acme", "Login Script"));
+    EXPECT_EQ(ZKE_NO_SUCH_VALUE, lastCode);
+    EXPECT_EQ("", stream(handle, "nobody.acme", "Login Script"));
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, lastCode);
+    EXPECT_EQ("", stream(handle, "acme", "No Such Thing"));
+    EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, lastCode);
+    EXPECT_EQ("", stream(handle, "acme", "O"));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, lastCode) << "no stream";
+}
+
+TEST_F(Reading, AStreamThatIsExactlyReadEndsWithNothing) {
+    uint32_t file = 0;
+    uint32_t got = 99;
+    char data[64];
+    ASSERT_EQ(ZK_OK, ZKDSOpenStream(context(), jdoe, "Login Script", 0, &file));
+    EXPECT_EQ(ZK_OK, ZKReadFile(file, 13, &got, data));
+    EXPECT_EQ(13u, got);
+    EXPECT_EQ(ZK_OK, ZKReadFile(file, 13, &got, data));
+    EXPECT_EQ(0u, got);
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKReadFile(file, 13, nullptr, data));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKReadFile(file, 13, &got, nullptr));
+    EXPECT_EQ(ZK_OK, ZKCloseFile(file));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKCloseFile(file));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKReadFile(file, 13, &got, data));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSOpenStream(context(), jdoe, "Login Script", 1, &file));
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSOpenStream(context(), jdoe, nullptr, 0, &file));
+}
+
+} // namespace

@@ -1,0 +1,101 @@
+#include "platform/client/values.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/client/errors.h"
+#include "platform/client/schema.h"
+#include "platform/zk.h"
+
+namespace {
+
+// A value in one line: its number or type, its name, its text and its lines; or why it was refused.
+std::string parsed(uint32_t syntax, const std::string &text) {
+    try {
+        Value value = value_parse(syntax, text, {});
+        if (syntax == ZK_SYNTAX_COUNTER || syntax == ZK_SYNTAX_TIME || syntax == ZK_SYNTAX_INTERVAL) {
+            return std::to_string(value.number);
+        }
+        std::string shown =
+            syntax == ZK_SYNTAX_PATH || syntax == ZK_SYNTAX_NETWORK_ADDRESS ? std::to_string(value.type) + "|" : "";
+        shown += value.name.empty() ? "" : name_to_dotted(value.name, true) + "|";
+        for (const std::string &line : value.lines) {
+            shown += "[" + line + "]";
+        }
+        return shown + value.text;
+    } catch (const DataError &error) {
+        return std::string("refused: ") + error.what();
+    }
+}
+
+struct Case {
+    uint32_t syntax;
+    const char *text;
+    const char *expected;
+};
+
+TEST(Values, TextFormsOfTheSyntaxes) {
+    const Case cases[] = {
+        {schema_text, "tea", "tea"},
+        {schema_boolean, "TRUE", "TRUE"},
+        {schema_dn, "cn=jdoe,o=acme", "CN=jdoe.O=acme|"},
+        {ZK_SYNTAX_COUNTER, "6", "6"},
+        {ZK_SYNTAX_COUNTER, "-2147483648", "-2147483648"},
+        {ZK_SYNTAX_INTERVAL, "86400", "86400"},
+        {ZK_SYNTAX_TIME, "19700101000000Z", "0"},
+        {ZK_SYNTAX_TIME, "197001010001Z", "60"},
+        {ZK_SYNTAX_TIME, "20240229120000Z", "1709208000"},
+        {ZK_SYNTAX_TIME, "20990101000000Z", "2147483647"},
+        {ZK_SYNTAX_TIME, "18000101000000Z", "-2147483648"},
+        {ZK_SYNTAX_TIME, "20161231235960Z", "1483228800"},
+        {ZK_SYNTAX_PATH, "0#cn=VOL,o=acme#home/jdoe", "0|CN=VOL.O=acme|home/jdoe"},
+        {ZK_SYNTAX_PATH, "4#cn=V\\#1#a#b", "4|CN=V#1|a#b"},
+        {ZK_SYNTAX_PATH, "0#cn=VOL#", "0|CN=VOL|"},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "8#4142", "8|AB"},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "1#", "1|"},
+        {ZK_SYNTAX_POSTAL_ADDRESS, "a$b\\24c\\5C$", "[a][b$c\\][]"},
+        {ZK_SYNTAX_NUMERIC_TEXT, "+1 555", "+1 555"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(c.expected, parsed(c.syntax, c.text)) << c.text;
+    }
+}
+
+TEST(Values, RefusedTexts) {
+    const char *time = "refused: not a time: YYYYMMDDHHMMSSZ";
+    const char *moment = "refused: not a time: no such day or hour";
+    const char *number = "refused: not a number of 32 bits";
+    const char *address = "refused: not a network address: type#hex digits";
+    const char *path = "refused: not a path: name-space#DN#path";
+    const Case cases[] = {
+        {schema_boolean, "true", "refused: neither TRUE nor FALSE"},
+        {schema_dn, "jdoe.acme", "refused: malformed DN"},
+        {ZK_SYNTAX_COUNTER, "", number},
+        {ZK_SYNTAX_COUNTER, "2147483648", number},
+        {ZK_SYNTAX_COUNTER, "12345678901", number},
+        {ZK_SYNTAX_COUNTER, "6x", number},
+        {ZK_SYNTAX_INTERVAL, "--6", number},
+        {ZK_SYNTAX_TIME, "20240101", time},
+        {ZK_SYNTAX_TIME, "20240101000000", time},
+        {ZK_SYNTAX_TIME, "2024010100000xZ", time},
+        {ZK_SYNTAX_TIME, "20230229000000Z", moment},
+        {ZK_SYNTAX_TIME, "20231301000000Z", moment},
+        {ZK_SYNTAX_TIME, "20230101250000Z", moment},
+        {ZK_SYNTAX_TIME, "20230101000061Z", moment},
+        {ZK_SYNTAX_PATH, "home/jdoe", path},
+        {ZK_SYNTAX_PATH, "0#cn=VOL", path},
+        {ZK_SYNTAX_PATH, "x#cn=VOL#a", "refused: the name space of a path is a number"},
+        {ZK_SYNTAX_PATH, "0#VOL#a", "refused: malformed DN"},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "8", address},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "8#414", address},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "8#4x", address},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "-1#41", "refused: the type of a network address is a number"},
+        {ZK_SYNTAX_POSTAL_ADDRESS, "1$2$3$4$5$6$7", "refused: a postal address has at most six lines"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(c.expected, parsed(c.syntax, c.text)) << c.text;
+    }
+    EXPECT_EQ("refused: a value with a zero byte", parsed(schema_text, std::string("a\0b", 3)));
+    EXPECT_EQ("refused: the name is longer than 512 bytes", parsed(schema_dn, "cn=" + std::string(600, 'a')));
+}
+
+} // namespace
