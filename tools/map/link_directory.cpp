@@ -23,10 +23,9 @@ std::string configured_directory() {
     OwnedText ownedLink(link), ownedDirectory(directory);
     if (directory == nullptr || *directory == '\0')
         throw Refusal("There is no directory for the drives: neither map.conf nor HOME names one");
-    if (*directory != '/')
-        throw Refusal(std::string("The directory for the drives is not an absolute path: ") + directory);
     std::string path = directory;
     while (path.size() > 1 && path.back() == '/') path.pop_back();
+    if (path[0] != '/') throw Refusal("The directory for the drives is not an absolute path: " + path);
     return path;
 }
 

@@ -42,16 +42,23 @@ const Meaning meanings[] = {
     throw Refusal(std::string("the directory cannot be read") + (sentence[0] != '\0' ? ": " : "") + sentence);
 }
 
-// A directory context for the looks-up of one target.
+void require(uint32_t code) {
+    if (code != ZK_OK) refuse(code);
+}
+
+// A directory context for the looks-up of one target. The login's own identity is not known here: whatever a mapping
+// needs, everybody may read.
 class LookupContext {
   public:
     LookupContext() {
-        uint32_t code = ZKCallsInit(nullptr, nullptr);
-        if (code != ZK_OK) refuse(code);
-        // A tree that cannot be found leaves a context without one; servers are still known by their names.
-        qrt_Getctx(treeName().c_str(), &handle_);
-        const char *context = getenv("QRT_CONTEXT");
-        if (context != nullptr) ZKDSSetContext(handle_, DCK_NAME_CONTEXT, context);
+        require(ZKCallsInit(nullptr, nullptr));
+        require(ZKDSCreateContextHandle(&handle_));
+        try {
+            useTree();
+        } catch (const Refusal &) {
+            ZKDSFreeContext(handle_);
+            throw;
+        }
     }
     ~LookupContext() { ZKDSFreeContext(handle_); }
     LookupContext(const LookupContext &) = delete;
@@ -59,19 +66,19 @@ class LookupContext {
     uint32_t handle() const { return handle_; }
 
   private:
-    // The login's tree, else the one that the client uses when it is told nothing.
-    static std::string treeName() {
+    void useTree() {
+        // What the library sets for its own contexts, so that names and aliases mean the same here.
+        const uint32_t flags = 0x57;
+        require(ZKDSSetContext(handle_, DCK_FLAGS, &flags));
+        char ownDefault[ZK_MAX_NAME + 1] = {};
         const char *tree = getenv("QRT_TREE");
-        if (tree != nullptr && *tree != '\0') return tree;
-        uint32_t reference = 0;
-        uint32_t connection = 0;
-        char padded[ZK_TREE_NAME_SIZE] = {};
-        if (ZKGetDefaultConnRef(&reference) != ZK_OK) return "";
-        if (ZKCCOpenConnByRef(reference, ZK_OPEN_BY_REFERENCE, 0, &connection) != ZK_OK) return "";
-        ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, sizeof padded, padded);
-        ZKCCCloseConn(connection);
-        std::string name = padded;
-        return name.erase(name.find_last_not_of('_') + 1);
+        if (tree == nullptr || *tree == '\0') {
+            // No tree at all is no failure yet: there are servers outside every tree.
+            if (ZKDSGetContext(handle_, DCK_TREE_NAME, ownDefault) != ZK_OK) return;
+            tree = ownDefault;
+        }
+        require(ZKDSSetContext(handle_, DCK_TREE_NAME, tree));
+        require(ZKSetPreferredDSTree(static_cast<uint16_t>(strnlen(tree, ZK_MAX_NAME)), tree));
     }
     uint32_t handle_ = 0;
 };
@@ -96,19 +103,41 @@ std::string without_double_slash(const std::string &target) {
     return target.substr(2, volume - 2) + ":" + target.substr(std::min(volume + 1, target.size()));
 }
 
-Location resolve_network(const std::string &target) {
-    LookupContext context;
+// An object's name without a leading period with the login's container appended; an empty text for a target that names
+// no such object. (The looks-up themselves start at the root, as the names in the directory's own values do.)
+std::string in_login_context(const std::string &target) {
+    const char *context = getenv("QRT_CONTEXT");
+    size_t colon = std::min(target.find(':'), target.size());
+    bool relative = colon > 0 && target[0] != '.' && target.find('/') > colon;
+    if (context == nullptr || *context == '\0' || !relative) return "";
+    return target.substr(0, colon) + "." + context + target.substr(colon);
+}
+
+// One look-up. `*byObject` tells whether the directory's objects gave the answer.
+uint32_t look_up(const LookupContext &context, const std::string &target, Location *location, bool *byObject) {
     char server[part_size] = {};
     char volume[part_size] = {};
     char rest[part_size] = {};
     uint32_t connection = 0;
     uint16_t resolved = 0;
     uint32_t code = qrt_ZKDSParsePath(context.handle(), target.c_str(), server, &connection, volume, rest, &resolved);
-    if (code != ZK_OK) refuse(code);
+    if (code != ZK_OK) return code;
+    *byObject = resolved != 0;
+    location->server = server;
+    location->volume = volume;
+    location->path = rest;
+    return ZK_OK;
+}
+
+Location resolve_network(const std::string &target) {
+    LookupContext context;
     Location location;
-    location.server = server_name(server);
-    location.volume = volume;
-    location.path = location_join("", rest);
+    bool byObject = false;
+    std::string inContext = in_login_context(target);
+    if (!inContext.empty()) look_up(context, inContext, &location, &byObject);
+    if (!byObject) require(look_up(context, target, &location, &byObject));
+    location.server = server_name(location.server);
+    location.path = location_join("", location.path);
     return location;
 }
 

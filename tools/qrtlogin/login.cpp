@@ -17,19 +17,10 @@ void require(uint32_t code, const std::string &attempt) {
     if (code != ZK_OK) throw failure_of(code, attempt);
 }
 
-// The tree of the connection that the client uses when it is told nothing.
-std::string default_tree() {
-    const std::string attempt = "cannot find the default tree";
-    uint32_t reference = 0;
-    uint32_t connection = 0;
-    char padded[ZK_TREE_NAME_SIZE] = {};
-    require(ZKGetDefaultConnRef(&reference), attempt);
-    require(ZKCCOpenConnByRef(reference, ZK_OPEN_BY_REFERENCE, 0, &connection), attempt);
-    uint32_t code = ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, sizeof padded, padded);
-    ZKCCCloseConn(connection);
-    require(code, attempt);
-    std::string tree = padded;
-    tree.erase(tree.find_last_not_of('_') + 1);
+// A new context has no tree of its own: it answers for the tree that the configuration makes the default.
+std::string default_tree(uint32_t context) {
+    char tree[ZK_MAX_NAME + 1] = {};
+    require(ZKDSGetContext(context, DCK_TREE_NAME, tree), "cannot find the default tree");
     return tree;
 }
 
@@ -43,25 +34,28 @@ std::string tree_of_server(const std::string &server) {
 
 Login::Login(const Options &options) {
     require(ZKCallsInit(nullptr, nullptr), "cannot start the directory client");
-    if (options.tree)
-        tree_ = *options.tree;
-    else
-        tree_ = options.server ? tree_of_server(*options.server) : default_tree();
-
-    const std::string attempt = "cannot use tree " + tree_;
-    require(ZKDSCreateContextHandle(&context_), attempt);
+    require(ZKDSCreateContextHandle(&context_), "cannot start the directory client");
     try {
-        require(ZKDSSetContext(context_, DCK_FLAGS, &login_flags), attempt);
-        require(ZKDSSetContext(context_, DCK_TREE_NAME, tree_.c_str()), attempt);
-        if (options.context) {
-            // A context is always complete from the root, with or without the period that says so.
-            const char *name = options.context->c_str();
-            require(ZKDSSetContext(context_, DCK_NAME_CONTEXT, *name == '.' ? name + 1 : name), attempt);
-        }
+        useTree(options);
     } catch (const Failure &) {
         ZKDSFreeContext(context_);
         throw;
     }
+}
+
+void Login::useTree(const Options &options) {
+    if (options.tree)
+        tree_ = *options.tree;
+    else
+        tree_ = options.server ? tree_of_server(*options.server) : default_tree(context_);
+
+    const std::string attempt = "cannot use tree " + tree_;
+    require(ZKDSSetContext(context_, DCK_FLAGS, &login_flags), attempt);
+    require(ZKDSSetContext(context_, DCK_TREE_NAME, tree_.c_str()), attempt);
+    if (!options.context) return;
+    // A context is always complete from the root, with or without the period that says so.
+    const char *name = options.context->c_str();
+    require(ZKDSSetContext(context_, DCK_NAME_CONTEXT, *name == '.' ? name + 1 : name), attempt);
 }
 
 Login::~Login() {

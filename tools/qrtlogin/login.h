@@ -25,6 +25,7 @@ class Login {
     std::string container() const;
 
   private:
+    void useTree(const Options &options);
     uint32_t context_ = 0;
     std::string tree_;
 };

@@ -1,44 +1,13 @@
 #include "tools/qrtlogin/run.h"
 
-#include <fcntl.h>
-#include <unistd.h>
 #include <cstdlib>
 #include <cstring>
-#include <thread>
 
 #include "include/qrtscript.h"
 #include "tools/qrtlogin/failure.h"
+#include "tools/qrtlogin/output_reader.h"
 
 namespace {
-
-// A line longer than this comes from the library in pieces; a piece is not the end of its line.
-constexpr size_t piece_size = 1024;
-
-// Ends at the end marker, not at the end of the pipe: a program that a script started and left running holds the
-// pipe's write end open for as long as it likes.
-void print_results(FILE *output) {
-    char *line = nullptr;
-    while (qrt_ReadResults(&line) == 0) {
-        size_t length = strlen(line);
-        fwrite(line, 1, length, output);
-        if (length < piece_size) fputc('\n', output);
-        fflush(output);
-        free(line);
-    }
-}
-
-// The library has closed the pipe's write end as a descriptor but never closes its stream or the read end. Closing the
-// stream closes its descriptor's number once more, so that number is given something harmless first.
-void close_pipe() {
-    int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (null >= 0 && null != fd[1]) {
-        dup2(null, fd[1]);
-        close(null);
-    }
-    fclose(fdr);
-    fdr = nullptr;
-    close(fd[0]);
-}
 
 // A run that did not come to its end keeps the copy of the password.
 void wipe_library_password() {
@@ -77,15 +46,16 @@ int run_scripts(const Options &options, const std::string &tree, Secret *passwor
         throw Failure(exit_directory, "cannot make the pipe for the scripts' output");
     debug_level = options.debugLevel;
 
-    std::thread reader(print_results, output);
-    uint32_t result = run_request(options, tree, password);
-    password->wipe();
-    wipe_library_password();
-    // Only a run that came to its end has ended the session; the reader waits for that.
-    bool ended = result != QRT_NO_TREE && result != QRT_NO_USER;
-    if (!ended) qrt_exit();
-    reader.join();
-    close_pipe();
+    uint32_t result = 0;
+    {
+        OutputReader reader(output);
+        result = run_request(options, tree, password);
+        password->wipe();
+        wipe_library_password();
+        // Only a run that came to its end has ended the session; the reader waits for that.
+        bool ended = result != QRT_NO_TREE && result != QRT_NO_USER;
+        if (!ended) qrt_exit();
+    }
 
     if (result == QRT_NO_TREE) throw Failure(exit_tree, "no tree to run the scripts in");
     if (result == QRT_NO_USER) throw Failure(exit_user, "no user to run the scripts for");

@@ -1,0 +1,295 @@
+#include <unistd.h>
+#include <filesystem>
+
+#include "tests/tools/site.h"
+
+namespace {
+
+using MapTest = Site;
+
+void expect_refused(const Outcome &outcome, const std::string &sentence) {
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "map: " + sentence + "\n");
+}
+
+} // namespace
+
+TEST_F(MapTest, MapsADriveAndSaysSo) {
+    Outcome outcome = map({"H:=SRV1/USERS:home/jdoe"});
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out, "Drive H: = SRV1/USERS:home/jdoe\n");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(link("H"), below("SRV1/USERS/home/jdoe"));
+}
+
+TEST_F(MapTest, EveryWayToNameATargetLeadsToItsFolder) {
+    struct {
+        Words words;
+        const char *link;
+        const char *folder;
+    } const rows[] = {
+        {{"h:=SRV1/USERS:home"}, "H", "SRV1/USERS/home"},
+        {{"ROOT", "I:=SRV1/SYS:public"}, "I", "SRV1/SYS/public"},
+        {{"root", "J:=SRV1/SYS:"}, "J", "SRV1/SYS"},
+        {{"K:=SRV1\\SYS:public\\bin"}, "K", "SRV1/SYS/public/bin"},
+        {{"L:=\\\\SRV2\\DATA\\apps"}, "L", "SRV2/DATA/apps"},
+        {{"M:=//SRV2/DATA/apps/x"}, "M", "SRV2/DATA/apps/x"},
+        {{"N:=SYS:public"}, "N", "SRV1/SYS/public"},
+        {{"O:=.SRV2_DATA.acme:apps"}, "O", "SRV2/DATA/apps"},
+        {{"P:=.APPS.sales.acme:bin"}, "P", "SRV2/DATA/apps/bin"},
+        {{"Q:=.CN=APPS.OU=sales.O=acme:bin"}, "Q", "SRV2/DATA/apps/bin"},
+        {{"R:", "=", "SRV1/SYS:my", "files"}, "R", "SRV1/SYS/my files"},
+        {{"T:=\"SRV1/SYS:a, b\""}, "T", "SRV1/SYS/a, b"},
+        {{"*1:=SRV1/SYS:"}, "F", "SRV1/SYS"},
+        {{"*2:=srv1/sys:"}, "G", "SRV1/SYS"},
+        {{"U:=SRV1/SYS:a//b/./c/../d/"}, "U", "SRV1/SYS/a/b/d"},
+    };
+    for (const auto &row : rows) {
+        Outcome outcome = map(row.words);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(link(row.link), below(row.folder)) << row.words[0];
+    }
+}
+
+TEST_F(MapTest, ObjectsAreFoundFromTheContextOfTheLogin) {
+    environment["QRT_CONTEXT"] = "sales.acme";
+    EXPECT_EQ(map({"G:=APPS:bin"}).out, "Drive G: = SRV2/DATA:apps/bin\n");
+}
+
+TEST_F(MapTest, TheTreeOfTheLoginIsUsed) {
+    environment["QRT_TREE"] = "NOTREE";
+    Outcome outcome = map({"G:=.APPS.sales.acme:bin"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(link("G"), "");
+}
+
+TEST_F(MapTest, ADriveCanLeadBelowAnotherDrive) {
+    map({"H:=SRV1/USERS:home"});
+    EXPECT_EQ(map({"J:=H:jdoe"}).out, "Drive J: = SRV1/USERS:home/jdoe\n");
+    EXPECT_EQ(map({"S1:=H:"}).out, "Drive S1: = SRV1/USERS:home\n");
+}
+
+TEST_F(MapTest, ANewMappingReplacesAnOldOne) {
+    map({"H:=SRV1/USERS:home"});
+    EXPECT_EQ(map({"H:=SRV2/DATA:apps"}).status, 0);
+    EXPECT_EQ(link("H"), below("SRV2/DATA/apps"));
+    size_t entries = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(home.path())) {
+        EXPECT_EQ(entry.path().filename(), "H");
+        ++entries;
+    }
+    EXPECT_EQ(entries, 1u); // nothing temporary is left
+}
+
+TEST_F(MapTest, SeveralMappingsStandBehindOneAnother) {
+    Outcome outcome = map({"G:=SRV1/SYS:,", "H:=SRV2/DATA:apps;I:=SRV1/USERS:"});
+    EXPECT_EQ(outcome.out, "Drive G: = SRV1/SYS:\nDrive H: = SRV2/DATA:apps\nDrive I: = SRV1/USERS:\n");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(MapTest, OneThatFailsDoesNotStopTheOthers) {
+    Outcome outcome = map({"G:=NOSRV/SYS:,H:=SRV1/SYS:"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "Drive H: = SRV1/SYS:\n");
+    EXPECT_EQ(link("G"), "");
+}
+
+TEST_F(MapTest, NextTakesTheFirstFreeLetterFromFOn) {
+    map({"F:=SRV1/SYS:"});
+    home.write("G", "a file of the user's own");
+    EXPECT_EQ(map({"NEXT", "SRV1/USERS:"}).out, "Drive H: = SRV1/USERS:\n");
+    EXPECT_EQ(map({"n", "SRV1/USERS:"}).out, "Drive I: = SRV1/USERS:\n");
+}
+
+TEST_F(MapTest, NextWithoutAFreeLetterIsRefused) {
+    for (char letter = 'F'; letter <= 'Z'; ++letter) home.write(std::string(1, letter), "");
+    expect_refused(map({"NEXT", "SRV1/USERS:"}), "No drive letter is free.");
+}
+
+TEST_F(MapTest, InsertMovesTheFollowingPlacesOfTheSearchPath) {
+    map({"S1:=SRV1/SYS:one"});
+    map({"S2:=SRV1/SYS:two"});
+    EXPECT_EQ(map({"INS", "S1:=SRV1/SYS:public,SRV2/DATA:apps"}).status, 0);
+    EXPECT_EQ(link("S1"), below("SRV1/SYS/public"));
+    EXPECT_EQ(link("S2"), below("SRV2/DATA/apps"));
+    EXPECT_EQ(link("S3"), below("SRV1/SYS/one"));
+    EXPECT_EQ(link("S4"), below("SRV1/SYS/two"));
+}
+
+TEST_F(MapTest, APlaceBeyondTheEndIsTheOneAfterTheLast) {
+    EXPECT_EQ(map({"S9:=SRV1/SYS:one"}).out, "Drive S1: = SRV1/SYS:one\n");
+    EXPECT_EQ(link("S9"), "");
+}
+
+TEST_F(MapTest, RemovingAPlaceLeavesNoGap) {
+    map({"S1:=SRV1/SYS:one,SRV1/SYS:two,SRV1/SYS:three"});
+    EXPECT_EQ(map({"DEL", "S2:"}).out, "Drive S2: is no longer mapped.\n");
+    EXPECT_EQ(link("S2"), below("SRV1/SYS/three"));
+    EXPECT_EQ(link("S3"), "");
+}
+
+TEST_F(MapTest, AFullSearchPathRefusesOneMore) {
+    for (int place = 1; place <= 16; ++place)
+        plant("S" + std::to_string(place), below("SRV1/SYS/" + std::to_string(place)));
+    expect_refused(map({"INS", "S1:=SRV1/SYS:"}), "The search path has no place left.");
+    EXPECT_EQ(link("S16"), below("SRV1/SYS/16"));
+}
+
+TEST_F(MapTest, DelRemovesMappings) {
+    map({"G:=SRV1/SYS:,H:=SRV1/SYS:,I:=SRV1/SYS:"});
+    Outcome outcome = map({"DEL", "g:,H:"});
+    EXPECT_EQ(outcome.out, "Drive G: is no longer mapped.\nDrive H: is no longer mapped.\n");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(link("G") + link("H"), "");
+    EXPECT_EQ(link("I"), below("SRV1/SYS"));
+}
+
+TEST_F(MapTest, AloneItListsDrivesAndSearchPath) {
+    map({"H:=SRV1/USERS:home/jdoe,G:=SRV1/SYS:,S1:=SRV1/SYS:public,SRV2/DATA:apps"});
+    plant("K", "/etc");
+    Outcome outcome = map({});
+    EXPECT_EQ(outcome.out,
+              "Drives\n"
+              "G:   SRV1/SYS:\n"
+              "H:   SRV1/USERS:home/jdoe\n"
+              "Search path\n"
+              "S1:  SRV1/SYS:public\n"
+              "S2:  SRV2/DATA:apps\n");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(MapTest, AloneWithoutMappingsItSaysSo) {
+    EXPECT_EQ(map({}).out, "No drives are mapped.\n");
+}
+
+TEST_F(MapTest, ADriveAloneIsShown) {
+    map({"H:=SRV1/USERS:home"});
+    EXPECT_EQ(map({"h:"}).out, "Drive H: = SRV1/USERS:home\n");
+    expect_refused(map({"G:"}), "Drive G: is not mapped.");
+}
+
+TEST_F(MapTest, DisplayAndErrorsHoldForTheRestOfTheLine) {
+    Outcome outcome = map({"DISPLAY OFF,G:=SRV1/SYS:,DISPLAY ON,H:=SRV1/SYS:"});
+    EXPECT_EQ(outcome.out, "Drive H: = SRV1/SYS:\n");
+    EXPECT_EQ(link("G"), below("SRV1/SYS"));
+    outcome = map({"errors", "off,I:=NOSRV/SYS:"});
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(MapTest, RefusalsNameTheReason) {
+    struct {
+        Words words;
+        const char *sentence;
+    } const rows[] = {
+        {{"H:=NOSRV/SYS:"}, "Drive H: cannot be mapped to \"NOSRV/SYS:\": there is no such server."},
+        {{"H:=SRV1/NOVOL:x"}, "Drive H: cannot be mapped to \"SRV1/NOVOL:x\": the server has no such volume."},
+        {{"H:=SRV1/SYS:../../x"}, "Drive H: cannot be mapped to \"SRV1/SYS:../../x\": the path leaves the volume."},
+        {{"H:=SRV1/SYS:a\\..\\.."}, "Drive H: cannot be mapped to \"SRV1/SYS:a\\..\\..\": the path leaves the volume."},
+        {{"H:=//SRV1"}, "Drive H: cannot be mapped to \"//SRV1\": a server without a volume."},
+        {{"HH:=SRV1/SYS:"}, "\"HH:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21."},
+        {{"S17:=SRV1/SYS:"}, "\"S17:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21."},
+        {{"S0:=SRV1/SYS:"}, "\"S0:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21."},
+        {{"*22:=SRV1/SYS:"}, "\"*22:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21."},
+        {{"../x:=SRV1/SYS:"}, "\"../x:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21."},
+        {{"H:="}, "Drive H: is given no target."},
+        {{"SRV1/SYS:public"}, "\"SRV1/SYS:public\" names no drive."},
+        {{"INS", "H:=SRV1/SYS:"}, "INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public."},
+        {{"DEL", "H:=SRV1/SYS:"}, "DEL takes a drive alone."},
+        {{"DEL", "H:"}, "Drive H: cannot be removed: it is not mapped."},
+        {{"DISPLAY", "MAYBE"}, "DISPLAY and ERRORS take ON or OFF."},
+        {{"G:=SRV1/SYS:,,"}, "There is nothing to map between two commas or after a keyword."},
+    };
+    for (const auto &row : rows) {
+        expect_refused(map(row.words), row.sentence);
+        EXPECT_TRUE(std::filesystem::is_empty(home.path())) << row.words[0];
+    }
+}
+
+TEST_F(MapTest, WhatIsNotADrivesLinkIsNeverReplacedOrRemoved) {
+    plant("G", site.path("acme.ldif"));
+    plant("I", below("../../etc"));
+    plant("J", "/mnt/brasca-other/x/SRV1/SYS");
+    home.write("H", "a file of the user's own");
+    std::filesystem::create_directory(home.path("K"));
+    for (const std::string name : {"G", "H", "I", "J", "K"}) {
+        const std::string reason = home.path(name) + " is not a drive's link and stays as it is.";
+        expect_refused(map({name + ":=SRV1/SYS:"}), "Drive " + name + ": cannot be mapped: " + reason);
+        expect_refused(map({"DEL", name + ":"}), "Drive " + name + ": cannot be removed: " + reason);
+    }
+    EXPECT_EQ(link("G"), site.path("acme.ldif"));
+    EXPECT_EQ(link("I"), below("../../etc"));
+    EXPECT_EQ(file_text(home.path("H")), "a file of the user's own");
+    EXPECT_TRUE(std::filesystem::is_directory(home.path("K")));
+}
+
+TEST_F(MapTest, APlaceOfTheSearchPathThatIsTakenByAFileLosesNoOther) {
+    map({"S1:=SRV1/SYS:one"});
+    home.write("S2", "a file of the user's own");
+    EXPECT_EQ(map({"INS", "S1:=SRV1/SYS:two"}).status, 1);
+    EXPECT_EQ(link("S1"), below("SRV1/SYS/one"));
+    EXPECT_EQ(file_text(home.path("S2")), "a file of the user's own");
+}
+
+TEST_F(MapTest, ALinkDirectoryThatIsALinkIsRefused) {
+    TempFolder elsewhere;
+    std::filesystem::create_directory_symlink(elsewhere.path(), home.path("drives"));
+    environment["HOME"] = home.path("drives");
+    EXPECT_EQ(map({"H:=SRV1/SYS:"}).status, 1);
+    EXPECT_TRUE(std::filesystem::is_empty(elsewhere.path()));
+}
+
+TEST_F(MapTest, AMissingLinkDirectoryIsMade) {
+    environment["HOME"] = home.path("drives");
+    EXPECT_EQ(map({"H:=SRV1/SYS:"}).status, 0);
+    EXPECT_EQ(link("drives/H"), below("SRV1/SYS"));
+}
+
+TEST_F(MapTest, WithoutALinkDirectoryItSaysSo) {
+    environment.erase("HOME");
+    expect_refused(map({}), "There is no directory for the drives: neither map.conf nor HOME names one.");
+    environment["HOME"] = "relative";
+    expect_refused(map({}), "The directory for the drives is not an absolute path: relative.");
+}
+
+TEST_F(MapTest, AConfigurationThatCannotBeReadIsTold) {
+    site.write("acme.ldif", "dn: o=acme\nthis is no attribute\n");
+    Outcome outcome = map({"H:=SRV1/SYS:"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.err.find("acme.ldif:2"), std::string::npos) << outcome.err;
+}
+
+// With the network file system mounted the target must be there. The mount point is at a fixed place, so this runs in a
+// mount namespace of its own.
+class MountedMapTest : public MapTest {
+  protected:
+    Outcome mappedWithMount(const std::string &target) {
+        return process_run({"/usr/bin/unshare", "-Urm", "/bin/sh", "-c",
+                            "mount -t tmpfs none /mnt && mkdir -p /mnt/brasca/root/SRV1/SYS/public && "
+                            "echo > /mnt/brasca/root/SRV1/SYS/file && exec \"$0\" \"$1\"",
+                            MAP_PATH, target},
+                           environment);
+    }
+    void SetUp() override {
+        Outcome trial =
+            process_run({"/usr/bin/unshare", "-Urm", "/bin/mount", "-t", "tmpfs", "none", "/mnt"}, environment);
+        if (trial.status != 0) GTEST_SKIP() << "no private mount namespace here: " << trial.err;
+    }
+};
+
+TEST_F(MountedMapTest, AFolderThatIsThereIsMapped) {
+    EXPECT_EQ(mappedWithMount("H:=SRV1/SYS:public").out, "Drive H: = SRV1/SYS:public\n");
+    EXPECT_EQ(link("H"), "/mnt/brasca/root/SRV1/SYS/public");
+}
+
+TEST_F(MountedMapTest, AMissingFolderIsRefused) {
+    expect_refused(mappedWithMount("H:=SRV1/SYS:missing"),
+                   "Drive H: cannot be mapped to \"SRV1/SYS:missing\": the folder SRV1/SYS:missing does not exist.");
+    EXPECT_EQ(link("H"), "");
+}
+
+TEST_F(MountedMapTest, AFileIsNoFolder) {
+    EXPECT_EQ(mappedWithMount("H:=SRV1/SYS:file").status, 1);
+    EXPECT_EQ(link("H"), "");
+}

@@ -1,0 +1,210 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/prompt/terminal_prompt.h"
+#include "platform/treelogin.h"
+#include "tests/tools/process.h"
+
+namespace {
+
+constexpr char end_key[] = "\x04";
+constexpr char name_question[] = "User name";
+constexpr char password_question[] = "Password (typing is not shown): ";
+
+// Asks, and shows what the caller got. The exit status is the prompt's result.
+int ask(int (*prompt)(const char *, const char *, char **, char **), const char *label, const char *defaultUser) {
+    char untouched[] = "untouched";
+    char *user = untouched;
+    char *password = untouched;
+    int result = prompt(label, defaultUser, &user, &password);
+    printf("<%s|%s>\n", user, password);
+    return result;
+}
+
+TerminalProcess login(const char *label, const char *defaultUser) {
+    return TerminalProcess([=] { return ask(auxlogin_c, label, defaultUser); });
+}
+
+int without_terminal(const std::function<int()> &body) {
+    pid_t child = fork();
+    if (child == 0) {
+        setsid();
+        _exit(body());
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+} // namespace
+
+TEST(TerminalPrompt, AsksForNameAndPasswordUnderTheLabel) {
+    TerminalProcess process = login("ACME", nullptr);
+    ASSERT_TRUE(process.awaits("ACME\r\n"));
+    ASSERT_TRUE(process.awaits("User name: "));
+    process.type("jdoe\n");
+    ASSERT_TRUE(process.awaits(password_question));
+    process.type("sun flower\n");
+    EXPECT_TRUE(process.awaits("<jdoe|sun flower>"));
+    EXPECT_EQ(process.finish(), 0);
+}
+
+TEST(TerminalPrompt, OffersTheDefaultNameInBrackets) {
+    TerminalProcess process = login("ACME", "jdoe");
+    ASSERT_TRUE(process.awaits("User name [jdoe]: "));
+    process.type("\n");
+    ASSERT_TRUE(process.awaits(password_question));
+    process.type("x\n");
+    EXPECT_TRUE(process.awaits("<jdoe|x>"));
+    EXPECT_EQ(process.finish(), 0);
+}
+
+TEST(TerminalPrompt, ATypedNameReplacesTheDefault) {
+    TerminalProcess process = login("ACME", "jdoe");
+    ASSERT_TRUE(process.awaits(name_question));
+    process.type("mlee\n");
+    ASSERT_TRUE(process.awaits(password_question));
+    process.type("x\n");
+    EXPECT_TRUE(process.awaits("<mlee|x>"));
+    EXPECT_EQ(process.finish(), 0);
+}
+
+TEST(TerminalPrompt, APlaceholderIsNotOfferedAndAnEmptyNameIsAskedForAgain) {
+    TerminalProcess process = login("ACME", "<username>");
+    ASSERT_TRUE(process.awaits("User name: "));
+    process.type("\n");
+    ASSERT_TRUE(process.awaits("User name: "));
+    process.type("mlee\n");
+    ASSERT_TRUE(process.awaits(password_question));
+    process.type("x\n");
+    EXPECT_TRUE(process.awaits("<mlee|x>"));
+    EXPECT_EQ(process.finish(), 0);
+}
+
+TEST(TerminalPrompt, TheNameIsShownAndThePasswordIsNot) {
+    TerminalProcess process = login("ACME", nullptr);
+    ASSERT_TRUE(process.awaits(name_question));
+    EXPECT_TRUE(process.echoes());
+    process.type("jdoe\n");
+    ASSERT_TRUE(process.awaits(password_question));
+    EXPECT_FALSE(process.echoes());
+    process.type("sunflower\n");
+    ASSERT_TRUE(process.awaits("<jdoe|sunflower>"));
+    size_t printed = process.shown().rfind("<jdoe");
+    EXPECT_EQ(process.shown().substr(0, printed).find("sunflower"), std::string::npos);
+    EXPECT_EQ(process.finish(), 0);
+    EXPECT_TRUE(process.echoes());
+}
+
+TEST(TerminalPrompt, EndOfInputAtTheNameCancels) {
+    TerminalProcess process = login("ACME", "jdoe");
+    ASSERT_TRUE(process.awaits(name_question));
+    process.type(end_key);
+    EXPECT_TRUE(process.awaits("<untouched|untouched>"));
+    EXPECT_NE(process.finish(), 0);
+}
+
+TEST(TerminalPrompt, EndOfInputAtThePasswordCancelsAndRestoresTheTerminal) {
+    TerminalProcess process = login("ACME", "jdoe");
+    ASSERT_TRUE(process.awaits(name_question));
+    process.type("\n");
+    ASSERT_TRUE(process.awaits(password_question));
+    process.type(end_key);
+    EXPECT_TRUE(process.awaits("<untouched|untouched>"));
+    EXPECT_NE(process.finish(), 0);
+    EXPECT_TRUE(process.echoes());
+}
+
+// A program whose own handler lets system calls go on would otherwise wait for the answer for ever.
+TEST(TerminalPrompt, AnInterruptCancelsWhateverTheProgramsHandlerIs) {
+    for (bool atPassword : {false, true}) {
+        TerminalProcess process([] {
+            signal(SIGINT, [](int) {});
+            return ask(auxlogin_c, "ACME", "jdoe");
+        });
+        ASSERT_TRUE(process.awaits(name_question));
+        if (atPassword) {
+            process.type("\n");
+            ASSERT_TRUE(process.awaits(password_question));
+        }
+        process.interrupt();
+        EXPECT_TRUE(process.awaits("<untouched|untouched>"));
+        EXPECT_NE(process.finish(), 0);
+        EXPECT_TRUE(process.echoes());
+    }
+}
+
+TEST(TerminalPrompt, TheInterruptReachesTheProgramsOwnHandlerAfterwards) {
+    TerminalProcess process([] {
+        signal(SIGINT, [](int) { _exit(42); });
+        return ask(auxlogin_c, "ACME", "jdoe");
+    });
+    ASSERT_TRUE(process.awaits(name_question));
+    process.interrupt();
+    EXPECT_EQ(process.finish(), 42);
+}
+
+TEST(TerminalPrompt, ControlCharactersOfALabelDoNotReachTheTerminal) {
+    TerminalProcess process = login("AC\x1b[2JME",
+                                    "j\x07"
+                                    "doe");
+    EXPECT_TRUE(process.awaits("AC?[2JME\r\n"));
+    EXPECT_TRUE(process.awaits("[j?doe]"));
+}
+
+TEST(TerminalPrompt, AnOverlongNameIsRefused) {
+    TerminalProcess process = login("ACME", nullptr);
+    ASSERT_TRUE(process.awaits(name_question));
+    process.type(std::string(Answer::capacity + 1, 'x') + "\n");
+    EXPECT_TRUE(process.awaits("<untouched|untouched>"));
+    EXPECT_NE(process.finish(), 0);
+}
+
+TEST(TerminalPrompt, WithoutATerminalEveryPromptFails) {
+    EXPECT_NE(without_terminal([] { return ask(auxlogin_c, "ACME", "jdoe"); }), 0);
+    EXPECT_NE(without_terminal([] { return ask(auxlogin_g, "ACME", "jdoe"); }), 0);
+    EXPECT_NE(without_terminal(auxinit_g), 0);
+    EXPECT_NE(without_terminal(auxpause_script), 0);
+    EXPECT_EQ(without_terminal([] { return auxconfirm_g("Log out?", "question", 1, 12); }), 0);
+}
+
+TEST(WindowPrompt, AsksOnTheTerminal) {
+    TerminalProcess process([] { return auxinit_g() != 0 ? 99 : ask(auxlogin_g, "ACME", "jdoe"); });
+    ASSERT_TRUE(process.awaits("User name [jdoe]: "));
+    process.type("\n");
+    ASSERT_TRUE(process.awaits(password_question));
+    process.type("x\n");
+    EXPECT_TRUE(process.awaits("<jdoe|x>"));
+    EXPECT_EQ(process.finish(), 0);
+}
+
+TEST(WindowPrompt, ConfirmTakesAClearAnswerOnly) {
+    struct {
+        const char *typed;
+        int answer;
+    } const rows[] = {{"y\n", 4}, {"Y\n", 4}, {"yes\n", 4}, {"n\n", 0}, {"no\n", 0}, {"\nmaybe\ny\n", 4}, {end_key, 0}};
+    for (const auto &row : rows) {
+        TerminalProcess process([] { return auxconfirm_g("Log out?", "question", 1, 12); });
+        ASSERT_TRUE(process.awaits("Log out? (y/n) "));
+        process.type(row.typed);
+        EXPECT_EQ(process.finish(), row.answer) << row.typed;
+    }
+}
+
+TEST(WindowPrompt, PauseWaitsForEnter) {
+    TerminalProcess process(auxpause_script);
+    ASSERT_TRUE(process.awaits("Press Enter"));
+    process.type("\n");
+    EXPECT_EQ(process.finish(), 0);
+}
+
+TEST(WindowPrompt, EndOfInputEndsThePause) {
+    TerminalProcess process(auxpause_script);
+    ASSERT_TRUE(process.awaits("Press Enter"));
+    process.type(end_key);
+    EXPECT_NE(process.finish(), 0);
+}

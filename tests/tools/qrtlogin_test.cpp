@@ -1,0 +1,421 @@
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/tools/site.h"
+
+namespace {
+
+using QrtloginTest = Site;
+
+const char question[] = "Password for jdoe.sales.acme (typing is not shown): ";
+
+void expect_failure(const Outcome &outcome, int status, const std::string &sentence) {
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, "qrtlogin: " + sentence + "\n");
+}
+
+} // namespace
+
+TEST_F(QrtloginTest, RunsContainerProfileAndUserScriptInOrder) {
+    containerScript("WRITE \"container\"\n");
+    site.write("profile.qrt", "WRITE \"profile\"\n");
+    userScript("WRITE \"user\"\n");
+    Outcome outcome = login({"--profile-script", site.path("profile.qrt")});
+    EXPECT_EQ(outcome.out, std::string(login_head) + "container\nprofile\nuser\n");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(QrtloginTest, WithoutAScriptTheDefaultOneListsTheDrives) {
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.out, std::string(login_head) + "No drives are mapped.\n");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(QrtloginTest, ASyntaxErrorIsTheResult) {
+    userScript("FOO BAR\nWRITE \"goes on\"\n");
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.out.find("goes on\n"), std::string::npos);
+}
+
+TEST_F(QrtloginTest, AFailedMappingIsTheResult) {
+    userScript("MAP H:=NOSRV/SYS:\n");
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "map: Drive H: cannot be mapped to \"NOSRV/SYS:\": there is no such server.\n");
+}
+
+TEST_F(QrtloginTest, LoginScriptFileReplacesTheDirectorysScripts) {
+    containerScript("WRITE \"container\"\n");
+    userScript("WRITE \"user\"\n");
+    site.write("own.qrt", "WRITE \"own\"\n");
+    Outcome outcome = login({"--login-script", site.path("own.qrt")});
+    EXPECT_EQ(outcome.out, std::string(login_head) + "own\n");
+}
+
+TEST_F(QrtloginTest, VariablesReachTheScripts) {
+    userScript("WRITE \"%2,%3,%4,%5\"\n");
+    Outcome outcome = login({"--var", "2=two", "--var", "3=a=b", "--var", "4=", "--var", "5=five"});
+    EXPECT_EQ(outcome.out, std::string(login_head) + "two,a=b,,five\n");
+}
+
+TEST_F(QrtloginTest, TheUserMayBeTheArgumentAndTheContextAnOption) {
+    userScript("WRITE \"%LOGIN_NAME in %LOGIN_CONTEXT\"\n");
+    const std::string expected = std::string(login_head) + "jdoe in sales.acme\n";
+    struct {
+        Words words;
+    } const rows[] = {
+        {{"--password-fd=3", "jdoe.sales.acme"}},
+        {{"--password-fd=3", ".jdoe.sales.acme"}},
+        {{"--password-fd=3", "--context", "sales.acme", "jdoe"}},
+        {{"--password-fd=3", "--context", ".sales.acme", "jdoe"}},
+        {{"--password-fd=3", "--context", "OU=sales.O=acme", "--user", "CN=jdoe"}},
+        {{"--password-fd=3", "--tree", "acme", "--server", "srv1", "jdoe.sales.acme"}},
+        {{"--password-fd=3", "--server", "SRV1", "jdoe.sales.acme"}},
+    };
+    for (const auto &row : rows) {
+        Outcome outcome = qrtlogin(row.words, "secret");
+        EXPECT_EQ(outcome.out, expected) << row.words[1] << outcome.err;
+        EXPECT_EQ(outcome.status, 0);
+    }
+}
+
+TEST_F(QrtloginTest, WrongPassword) {
+    expect_failure(login({}, "guess\n"), 2, "cannot log in as jdoe.sales.acme to tree ACME: the password is wrong");
+}
+
+TEST_F(QrtloginTest, LockedAccount) {
+    expect_failure(login({}, "secret\n", "locked.sales.acme"), 2,
+                   "cannot log in as locked.sales.acme to tree ACME: the account is locked");
+}
+
+TEST_F(QrtloginTest, UnknownUser) {
+    expect_failure(login({}, "secret\n", "nobody.sales.acme"), 5,
+                   "cannot log in as nobody.sales.acme to tree ACME: there is no such user");
+}
+
+TEST_F(QrtloginTest, UnknownTree) {
+    expect_failure(login({"--tree", "NOTREE"}), 4, "cannot use tree NOTREE: there is no such tree");
+    expect_failure(login({"--server", "NOSRV"}), 4, "cannot find the tree of server NOSRV");
+}
+
+TEST_F(QrtloginTest, NoTreeAtAll) {
+    environment["ZKCLIENT_CONF"] = site.path("missing.toml");
+    expect_failure(login(), 4, "cannot find the default tree: there is no such tree");
+}
+
+TEST_F(QrtloginTest, AnUnreadableTreeIsToldWithFileAndLine) {
+    site.write("acme.ldif", "dn: o=acme\nthis is no attribute\n");
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_EQ(outcome.err.rfind("qrtlogin: cannot use tree ACME: the directory's data cannot be read: ", 0), 0u);
+    EXPECT_NE(outcome.err.find("acme.ldif:2"), std::string::npos) << outcome.err;
+}
+
+TEST_F(QrtloginTest, AnUnreadableConfigurationIsToldWithFileAndLine) {
+    site.write("client.toml", "default_tree = \"ACME\"\nthis is no toml\n");
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_NE(outcome.err.find("client.toml:2"), std::string::npos) << outcome.err;
+}
+
+TEST_F(QrtloginTest, ThePasswordIsTheDescriptorsFirstLine) {
+    for (const char *held : {"secret", "secret\n", "secret\nmore\n"}) EXPECT_EQ(login({}, held).status, 0) << held;
+    EXPECT_EQ(login({}, " secret\n").status, 2);
+    expect_failure(login({}, ""), 2, "no password on descriptor 3");
+    expect_failure(login({}, "\nsecret\n"), 2, "no password on descriptor 3");
+    expect_failure(login({}, std::string("sec\0ret\n", 8)), 2, "the password holds a zero byte");
+    expect_failure(login({}, std::string(1025, 'x')), 2, "the password is too long");
+    EXPECT_NE(login({}, std::string(1024, 'x')).err.find("the password is wrong"), std::string::npos);
+    expect_failure(qrtlogin({"--password-fd", "17", "jdoe.sales.acme"}), 64,
+                   "cannot read the password from descriptor 17: Bad file descriptor");
+}
+
+TEST_F(QrtloginTest, WrongUsageIsRefusedBeforeAnythingIsAsked) {
+    struct {
+        Words words;
+        const char *reason;
+    } const rows[] = {
+        {{}, "no user given"},
+        {{"jdoe", "mlee"}, "one user only"},
+        {{"--user", "jdoe", "mlee"}, "one user only"},
+        {{"--no-such-option", "jdoe"}, "unrecognized option"},
+        {{"--var", "1=x", "jdoe"}, "--var takes N=TEXT with N from 2 to 5"},
+        {{"--var", "6=x", "jdoe"}, "--var takes N=TEXT with N from 2 to 5"},
+        {{"--var", "2", "jdoe"}, "--var takes N=TEXT with N from 2 to 5"},
+        {{"--var", "", "jdoe"}, "--var takes N=TEXT with N from 2 to 5"},
+        {{"--debug", "x", "jdoe"}, "--debug takes a number"},
+        {{"--password-fd", "-1", "jdoe"}, "--password-fd takes a number"},
+        {{"--shell", "--print-environment", "jdoe"}, "exclude each other"},
+        {{"--shell", "jdoe", "--", "true"}, "exclude each other"},
+        {{"jdoe", "--"}, "no command after --"},
+    };
+    for (const auto &row : rows) {
+        Outcome outcome = qrtlogin(row.words);
+        EXPECT_EQ(outcome.status, 64) << row.reason;
+        EXPECT_NE(outcome.err.find(row.reason), std::string::npos) << outcome.err;
+        EXPECT_EQ(outcome.out, "");
+    }
+}
+
+TEST_F(QrtloginTest, HelpNamesTheExitStatuses) {
+    Outcome outcome = qrtlogin({"--help"});
+    EXPECT_EQ(outcome.status, 0);
+    for (const char *text : {"--print-environment", "--password-fd", "Exit status", "wrong or no password",
+                             "directory cannot be reached", "unknown user"})
+        EXPECT_NE(outcome.out.find(text), std::string::npos) << text;
+}
+
+TEST_F(QrtloginTest, DebugTurnsOnTracesOnStandardOutput) {
+    userScript("WRITE \"hi\"\n");
+    EXPECT_EQ(login().out.find("--DEBUG--"), std::string::npos);
+    Outcome outcome = login({"--debug", "5"});
+    EXPECT_NE(outcome.out.find("--DEBUG--"), std::string::npos);
+    EXPECT_NE(outcome.out.find("hi\n"), std::string::npos);
+}
+
+TEST_F(QrtloginTest, ALineLongerThanOnePieceStaysOneLine) {
+    for (size_t length : {1023u, 1024u, 1025u, 2048u, 5000u}) {
+        std::string line(length, 'x');
+        site.write("own.qrt", "WRITE \"" + line + "\"\nWRITE \"next\"\n");
+        Outcome outcome = login({"--login-script", site.path("own.qrt")});
+        EXPECT_EQ(outcome.out, login_head + line + "\nnext\n") << length;
+    }
+}
+
+// ---- what is handed on ----
+
+TEST_F(QrtloginTest, TheCommandGetsTheEnvironmentAndItsStatusIsTheResult) {
+    userScript("SET GREETING=\"it's %LOGIN_NAME\"\n");
+    Outcome outcome = login({"--", "sh", "-c", "echo \"<$GREETING>\"; exit 7"});
+    EXPECT_EQ(outcome.out, std::string(login_head) + "<it's jdoe>\n");
+    EXPECT_EQ(outcome.status, 7);
+}
+
+TEST_F(QrtloginTest, TheCommandsOptionsAreItsOwn) {
+    userScript("");
+    EXPECT_EQ(login({"--", "printf", "%s,", "--tree", "--", "x"}).out, std::string(login_head) + "--tree,--,x,");
+}
+
+TEST_F(QrtloginTest, TheCommandRunsAfterASyntaxErrorToo) {
+    userScript("FOO BAR\n");
+    EXPECT_EQ(login({"--", "true"}).status, 0);
+}
+
+TEST_F(QrtloginTest, ACommandThatCannotRunIsTold) {
+    userScript("");
+    Outcome outcome = login({"--", "no-such-command"});
+    EXPECT_EQ(outcome.status, 127);
+    EXPECT_EQ(outcome.err, "qrtlogin: cannot run no-such-command: No such file or directory\n");
+    EXPECT_EQ(login({"--", site.path()}).status, 126);
+}
+
+TEST_F(QrtloginTest, NoCommandRunsWithoutALogin) {
+    EXPECT_EQ(login({"--", "echo", "ran"}, "guess").out, "");
+}
+
+TEST_F(QrtloginTest, TheShellIsTheUsersOwn) {
+    userScript("SET GREETING=\"hello\"\n");
+    site.write("shell", "#!/bin/sh\necho \"shell: $GREETING\"\nexit 9\n");
+    chmod(site.path("shell").c_str(), 0700);
+    environment["SHELL"] = site.path("shell");
+    Outcome outcome = login({"--shell"});
+    EXPECT_EQ(outcome.out, std::string(login_head) + "shell: hello\n");
+    EXPECT_EQ(outcome.status, 9);
+}
+
+TEST_F(QrtloginTest, PrintedEnvironmentIsOnlyWhatTheScriptsChanged) {
+    environment["KEPT"] = "kept";
+    environment["CHANGED"] = "old";
+    userScript(
+        "SET NAME=\"a b\"\n"
+        "SET QUOTE=\"it's\"\n"
+        "SET EMPTY=\n"
+        "SET CHANGED=\"new\"\n"
+        "SET KEPT=\"kept\"\n"
+        "SET NOT.A.NAME=\"x\"\n"
+        "SET 1ST=\"x\"\n"
+        "WRITE \"said\"\n"
+        "# echo program\n");
+    Outcome outcome = login({"--print-environment"});
+    EXPECT_EQ(outcome.out,
+              "export CHANGED='new'\n"
+              "export EMPTY=''\n"
+              "export NAME='a b'\n"
+              "export QUOTE='it'\\''s'\n");
+    EXPECT_EQ(outcome.err, std::string(login_head) + "said\nprogram\n");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(QrtloginTest, TracesStayOutOfThePrintedEnvironment) {
+    userScript("SET NAME=\"x\"\nDEBUG 7\n");
+    EXPECT_EQ(login({"--print-environment", "--debug", "9"}).out, "export NAME='x'\n");
+}
+
+TEST_F(QrtloginTest, PrintedEnvironmentSurvivesEval) {
+    userScript("SET NAME=\"$(touch pwned) `id` ' \\\" \\\\ ;\\n next\"\n");
+    Outcome printed = login({"--print-environment"});
+    Outcome evaluated = process_run({"/bin/sh", "-c", "eval \"$0\"; printf '%s' \"$NAME\"", printed.out}, environment);
+    EXPECT_EQ(evaluated.out, "$(touch pwned) `id` ' \" \\ ;\n next");
+}
+
+TEST_F(QrtloginTest, PrintedEnvironmentComesWithTheRunsResult) {
+    userScript("SET NAME=\"x\"\nFOO BAR\n");
+    Outcome outcome = login({"--print-environment"});
+    EXPECT_EQ(outcome.out, "export NAME='x'\n");
+    EXPECT_EQ(outcome.status, 1);
+}
+
+// ---- what the run needs for itself ----
+
+TEST_F(QrtloginTest, TheScriptsFindTheMapProgramBesideQrtlogin) {
+    userScript("MAP H:=SRV1/USERS:home\n");
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.out, std::string(login_head) + "Drive H: = SRV1/USERS:home\n");
+    EXPECT_EQ(link("H"), below("SRV1/USERS/home"));
+}
+
+TEST_F(QrtloginTest, MappingsFindObjectsInTheLoginsContainer) {
+    userScript("MAP G:=APPS:bin\n");
+    EXPECT_EQ(login().out, std::string(login_head) + "Drive G: = SRV2/DATA:apps/bin\n");
+}
+
+TEST_F(QrtloginTest, NothingOfTheRunItselfIsHandedOn) {
+    userScript("SET ONLY=\"this\"\n");
+    Outcome outcome = login({"--", "env"});
+    std::string expected = login_head;
+    Variables handed = environment;
+    handed["ONLY"] = "this";
+    for (const auto &[name, value] : handed) {
+        EXPECT_NE(outcome.out.find("\n" + name + "=" + value + "\n"), std::string::npos) << name << "\n" << outcome.out;
+        expected += name + "=" + value + "\n";
+    }
+    EXPECT_EQ(outcome.out.size(), expected.size()) << outcome.out;
+}
+
+TEST_F(QrtloginTest, APathThatAScriptExtendsKeepsTheExtensionOnly) {
+    userScript("SET PATH=\"%<PATH>:/opt/acme/bin\"\n");
+    EXPECT_EQ(login({"--print-environment"}).out, "export PATH='" + environment["PATH"] + ":/opt/acme/bin'\n");
+    site.write("user.qrt", "SET PATH=\"/opt/acme/bin\"\n");
+    EXPECT_EQ(login({"--print-environment"}).out, "export PATH='/opt/acme/bin'\n");
+}
+
+TEST_F(QrtloginTest, NoDescriptorOfTheRunIsHandedOn) {
+    userScript("WRITE \"hi\"\n");
+    // 3 is the listing's own; the password's descriptor has been closed after reading.
+    EXPECT_EQ(login({"--", "ls", "/proc/self/fd"}).out, std::string(login_head) + "hi\n0\n1\n2\n3\n");
+}
+
+// The program left running holds the output pipe open; it waits for a writer that comes only after the login's end.
+TEST_F(QrtloginTest, AProgramLeftRunningDoesNotHoldTheLoginUp) {
+    const std::string fifo = site.path("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    userScript("@ cat " + fifo + "\nWRITE \"done\"\n");
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.out, std::string(login_head) + "done\n");
+    EXPECT_EQ(outcome.status, 0);
+    close(open(fifo.c_str(), O_WRONLY)); // lets the program end
+}
+
+// ---- interrupts ----
+
+// A login that waits in a program of its script until it is interrupted.
+class InterruptedLogin : public QrtloginTest {
+  protected:
+    InterruptedLogin() {
+        mkfifo(site.path("fifo").c_str(), 0600);
+        site.write("wait", "#!/bin/sh\necho waiting\nread line < " + site.path("fifo") + "\n");
+        chmod(site.path("wait").c_str(), 0700);
+    }
+    // Runs the script up to its waiting program and presses the interrupt key there.
+    int interrupt(const std::string &script, const Words &words, std::string *shown) {
+        userScript(script);
+        TerminalProcess process(askingLogin(words), environment);
+        EXPECT_TRUE(process.awaits(question));
+        process.type("secret\n");
+        EXPECT_TRUE(process.awaits("waiting\r\n"));
+        process.type("\x03");
+        int status = process.finish();
+        *shown = process.shown();
+        return status;
+    }
+    std::string waiting() const { return "# " + site.path("wait") + "\n"; }
+};
+
+TEST_F(InterruptedLogin, IsIgnoredByTheScripts) {
+    std::string shown;
+    EXPECT_EQ(interrupt(waiting() + "WRITE \"goes on\"\n", {"--", "echo", "command"}, &shown), 0);
+    EXPECT_NE(shown.find("goes on\r\n"), std::string::npos) << shown;
+    EXPECT_NE(shown.find("command\r\n"), std::string::npos);
+}
+
+TEST_F(InterruptedLogin, AfterBreakOnEndsTheLoginAndSaysSo) {
+    std::string shown;
+    EXPECT_EQ(interrupt("BREAK ON\n" + waiting() + "WRITE \"goes on\"\n", {"--", "echo", "command"}, &shown), 0);
+    EXPECT_NE(shown.find("ctrl-c pressed, script aborted\r\n"), std::string::npos) << shown;
+    EXPECT_EQ(shown.find("goes on"), std::string::npos);
+    EXPECT_EQ(shown.find("command"), std::string::npos);
+}
+
+// ---- the question on the terminal ----
+
+TEST_F(QrtloginTest, AsksForThePasswordWithoutEcho) {
+    userScript("WRITE \"hi\"\n");
+    TerminalProcess process(askingLogin(), environment);
+    ASSERT_TRUE(process.awaits(question));
+    EXPECT_FALSE(process.echoes());
+    process.type("secret\n");
+    EXPECT_TRUE(process.awaits("hi\r\n"));
+    EXPECT_EQ(process.finish(), 0);
+    EXPECT_TRUE(process.echoes());
+    EXPECT_EQ(process.shown().find("secret"), std::string::npos);
+}
+
+TEST_F(QrtloginTest, EndOfInputCancelsAndTheTerminalIsRestored) {
+    TerminalProcess process(askingLogin(), environment);
+    ASSERT_TRUE(process.awaits(question));
+    process.type("\x04");
+    EXPECT_TRUE(process.awaits("qrtlogin: no password was entered\r\n"));
+    EXPECT_EQ(process.finish(), 2);
+    EXPECT_TRUE(process.echoes());
+}
+
+TEST_F(QrtloginTest, AnInterruptEndsItAndTheTerminalIsRestored) {
+    TerminalProcess process(askingLogin(), environment);
+    ASSERT_TRUE(process.awaits(question));
+    process.interrupt();
+    EXPECT_EQ(process.finish(), 1000 + SIGINT);
+    EXPECT_TRUE(process.echoes());
+}
+
+TEST_F(QrtloginTest, AnUnknownTreeIsToldBeforeThePasswordIsAskedFor) {
+    TerminalProcess process(askingLogin({"--tree", "NOTREE"}), environment);
+    EXPECT_TRUE(process.awaits("there is no such tree"));
+    EXPECT_EQ(process.finish(), 4);
+    EXPECT_EQ(process.shown().find("Password"), std::string::npos);
+}
+
+TEST_F(QrtloginTest, WithoutATerminalThereIsNoPassword) {
+    expect_failure(qrtlogin({"jdoe.sales.acme"}), 2, "no password: there is no terminal to ask on");
+}
+
+TEST_F(QrtloginTest, ATreeStatementAsksOnTheTerminal) {
+    site.write("other.ldif", file_text(site.path("acme.ldif")));
+    std::string configuration = file_text(site.path("client.toml"));
+    site.write("client.toml", configuration + "[[tree]]\nname = \"OTHER\"\nldif = \"other.ldif\"\n");
+    site.write("own.qrt", "TREE OTHER/locked.sales.acme;wrong\nWRITE \"after\"\n");
+    TerminalProcess process(askingLogin({"--login-script", site.path("own.qrt")}), environment);
+    ASSERT_TRUE(process.awaits(question));
+    process.type("secret\n");
+    ASSERT_TRUE(process.awaits("OTHER\r\nUser name [locked.sales.acme]: "));
+    process.type("jdoe.sales.acme\n");
+    ASSERT_TRUE(process.awaits("Password (typing is not shown): "));
+    process.type("secret\n");
+    ASSERT_TRUE(process.awaits("Your current tree is: OTHER\r\n"));
+    ASSERT_TRUE(process.awaits("after\r\n"));
+    EXPECT_EQ(process.finish(), 0);
+}

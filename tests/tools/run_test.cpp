@@ -1,0 +1,58 @@
+#include "tools/qrtlogin/run.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "tests/tools/site.h"
+#include "tools/qrtlogin/failure.h"
+
+namespace {
+
+class RunTest : public Site {
+  protected:
+    // Runs the scripts in a process of their own, so that neither the library's state nor the client's is shared.
+    // `body` gets the password of the request.
+    template <typename Body>
+    Outcome inProcess(Body body) {
+        Outcome outcome;
+        TerminalProcess process([&] {
+            setenv("ZKCLIENT_CONF", site.path("client.toml").c_str(), 1);
+            setenv("HOME", home.path().c_str(), 1);
+            Secret password;
+            memcpy(password.text(), "secret", sizeof "secret");
+            return body(&password);
+        });
+        outcome.status = process.finish();
+        outcome.out = process.shown();
+        return outcome;
+    }
+};
+
+} // namespace
+
+// The library leaves the session open then; without its end the reader would wait for ever.
+TEST_F(RunTest, ATreeThatCannotBeFoundEndsTheReader) {
+    Outcome outcome = inProcess([](Secret *password) {
+        Options options;
+        options.user = "jdoe.sales.acme";
+        try {
+            return run_scripts(options, "NOTREE", password, stdout);
+        } catch (const Failure &failure) {
+            fflush(stdout);
+            return failure.status() == exit_tree && *password->text() == '\0' ? 42 : 43;
+        }
+    });
+    EXPECT_EQ(outcome.status, 42);
+    EXPECT_EQ(outcome.out, "No Treename defined\r\n");
+}
+
+TEST_F(RunTest, ThePasswordIsWipedAfterTheRun) {
+    Outcome outcome = inProcess([](Secret *password) {
+        Options options;
+        options.user = "jdoe.sales.acme";
+        int result = run_scripts(options, "ACME", password, stdout);
+        static const char zeroes[6] = {};
+        return result == 0 && memcmp(password->text(), zeroes, sizeof zeroes) == 0 ? 42 : 43;
+    });
+    EXPECT_EQ(outcome.status, 42);
+}

@@ -1,0 +1,167 @@
+#include "tools/map/map_run.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <optional>
+
+#include "tools/map/refusal.h"
+#include "tools/map/resolve.h"
+
+static Drive search_drive(size_t index) {
+    Drive drive;
+    drive.place = static_cast<int>(index) + 1;
+    return drive;
+}
+
+int MapRun::run(const std::vector<Command> &commands) {
+    for (const Command &command : commands) {
+        try {
+            carryOut(command);
+        } catch (const Refusal &refusal) {
+            failed_ = true;
+            if (errors_) fprintf(stderr, "map: %s.\n", refusal.what());
+        }
+    }
+    return failed_ ? 1 : 0;
+}
+
+void MapRun::carryOut(const Command &command) {
+    switch (command.action) {
+        case Command::Action::list:
+            list();
+            break;
+        case Command::Action::show:
+            show(command.drive);
+            break;
+        case Command::Action::next:
+            mapTo(nextFree(), command.target);
+            break;
+        case Command::Action::remove:
+            remove(command.drive);
+            break;
+        case Command::Action::display:
+            display_ = command.on;
+            break;
+        case Command::Action::errors:
+            errors_ = command.on;
+            break;
+        case Command::Action::assign:
+            if (command.drive.isSearch())
+                changePath(command);
+            else
+                mapTo(command.drive, command.target);
+            break;
+        case Command::Action::insert:
+            changePath(command);
+            break;
+    }
+}
+
+static void print_row(const Drive &drive, const Location &location) {
+    printf("%-4s %s\n", (drive.name() + ":").c_str(), location.text().c_str());
+}
+
+void MapRun::confirm(const Drive &drive, const Location &location) const {
+    if (display_) printf("Drive %s: = %s\n", drive.name().c_str(), location.text().c_str());
+}
+
+void MapRun::list() {
+    bool any = false;
+    for (char letter = 'A'; letter <= 'Z'; ++letter) {
+        Drive drive;
+        drive.letter = letter;
+        std::optional<Location> location = links_.read(drive.name());
+        if (!location) continue;
+        if (!any) printf("Drives\n");
+        any = true;
+        print_row(drive, *location);
+    }
+    if (!any) printf("No drives are mapped.\n");
+    std::vector<Location> path = searchPath();
+    if (!path.empty()) printf("Search path\n");
+    for (size_t i = 0; i < path.size(); ++i) print_row(search_drive(i), path[i]);
+}
+
+void MapRun::show(const Drive &drive) {
+    std::optional<Location> location = links_.read(drive.name());
+    if (!location) throw Refusal("Drive " + drive.name() + ": is not mapped");
+    printf("Drive %s: = %s\n", drive.name().c_str(), location->text().c_str());
+}
+
+// The location of `target`; a refusal names the drive and the target.
+Location MapRun::resolved(const Drive &drive, const std::string &target) const {
+    try {
+        return resolve_target(target, links_);
+    } catch (const Refusal &refusal) {
+        throw Refusal("Drive " + drive.name() + ": cannot be mapped to \"" + target + "\": " + refusal.what());
+    }
+}
+
+void MapRun::mapTo(const Drive &drive, const std::string &target) {
+    Location location = resolved(drive, target);
+    writeLink(drive, location);
+    confirm(drive, location);
+}
+
+void MapRun::writeLink(const Drive &drive, const Location &location) {
+    try {
+        links_.write(drive.name(), location);
+    } catch (const Refusal &refusal) {
+        throw Refusal("Drive " + drive.name() + ": cannot be mapped: " + refusal.what());
+    }
+}
+
+Drive MapRun::nextFree() const {
+    Drive drive;
+    for (drive.letter = Drive::first_local; drive.letter <= 'Z'; ++drive.letter)
+        if (links_.isFree(drive.name())) return drive;
+    throw Refusal("No drive letter is free");
+}
+
+void MapRun::remove(const Drive &drive) {
+    const std::string name = "Drive " + drive.name() + ":";
+    try {
+        links_.remove(drive.name());
+    } catch (const Refusal &refusal) {
+        throw Refusal(name + " cannot be removed: " + refusal.what());
+    }
+    // A gap would end the search path at this place.
+    if (drive.isSearch()) writePath(searchPath());
+    if (display_) printf("%s is no longer mapped.\n", name.c_str());
+}
+
+std::vector<Location> MapRun::searchPath() const {
+    std::vector<Location> path;
+    for (size_t i = 0; i < Drive::search_drives; ++i) {
+        std::optional<Location> location = links_.read(search_drive(i).name());
+        if (location) path.push_back(*location);
+    }
+    return path;
+}
+
+// Links from the last place to the first, so that a failure on the way loses no place.
+void MapRun::writePath(const std::vector<Location> &path) {
+    for (size_t i = path.size(); i-- > 0;) {
+        std::optional<Location> now = links_.read(search_drive(i).name());
+        if (!now || now->text() != path[i].text()) writeLink(search_drive(i), path[i]);
+    }
+    for (size_t i = path.size(); i < Drive::search_drives; ++i)
+        if (links_.read(search_drive(i).name())) links_.remove(search_drive(i).name());
+}
+
+// Replaces or inserts a place; a place beyond the end is the one after the last.
+void MapRun::changePath(const Command &command) {
+    Drive drive = command.drive;
+    Location location = resolved(drive, command.target);
+    std::vector<Location> path = searchPath();
+    size_t index = std::min(static_cast<size_t>(drive.place) - 1, path.size());
+    bool inserts = command.action == Command::Action::insert || index == path.size();
+    if (inserts && path.size() >= Drive::search_drives) throw Refusal("The search path has no place left");
+    if (inserts)
+        path.insert(path.begin() + static_cast<std::ptrdiff_t>(index), location);
+    else
+        path[index] = location;
+    writePath(path);
+    confirm(search_drive(index), location);
+}

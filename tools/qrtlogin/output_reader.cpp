@@ -1,0 +1,86 @@
+#include "tools/qrtlogin/output_reader.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+
+#include "include/qrtscript.h"
+
+namespace {
+
+// A line longer than this comes from the library in pieces; a piece is not the end of its line.
+constexpr size_t piece_size = 1024;
+
+// For the interrupt handler: closed by the reader when everything has been shown.
+int shown_pipe[2] = {-1, -1};
+pid_t main_process;
+
+// Ends at the end marker, not at the end of the pipe: a program that a script started and left running holds the
+// pipe's write end open for as long as it likes.
+void print_results(FILE *output) {
+    char *line = nullptr;
+    while (qrt_ReadResults(&line) == 0) {
+        size_t length = strlen(line);
+        fwrite(line, 1, length, output);
+        if (length < piece_size) fputc('\n', output);
+        fflush(output);
+        free(line);
+    }
+    close(shown_pipe[1]);
+}
+
+// The library's handler ends the process at once, and with it the thread that was to show the handler's message. So a
+// copy of the process runs it, and this one ends when the message has been shown. Only calls that are safe in a
+// handler.
+void interrupted(int signal) {
+    // A script's program that has not been started yet still has this handler.
+    if (bcntrlc == 0 || getpid() != main_process) return;
+    pid_t teller = _Fork();
+    if (teller <= 0) cntrlcHandler(signal);
+    while (waitpid(teller, nullptr, 0) < 0 && errno == EINTR) continue;
+    char end = '\0';
+    if (write(fd[1], &end, 1) == 1)
+        while (read(shown_pipe[0], &end, 1) < 0 && errno == EINTR) continue;
+    _exit(EXIT_SUCCESS);
+}
+
+// The library has closed the pipe's write end as a descriptor but never closes its stream or the read end. Closing the
+// stream closes its descriptor's number once more, so that number is given something harmless first.
+void close_pipe() {
+    int stale = fileno(fdr);
+    int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (null >= 0 && null != stale) {
+        dup2(null, stale);
+        close(null);
+    }
+    fclose(fdr);
+    fdr = nullptr;
+    close(fd[0]);
+}
+
+} // namespace
+
+OutputReader::OutputReader(FILE *output) {
+    if (pipe2(shown_pipe, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
+    main_process = getpid();
+    // The interrupt is the main thread's: the reader must go on reading while the handler waits for it.
+    sigset_t interrupt, before;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &interrupt, &before);
+    thread_ = std::thread(print_results, output);
+    signal(SIGINT, interrupted);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+OutputReader::~OutputReader() {
+    thread_.join();
+    signal(SIGINT, SIG_DFL);
+    close(shown_pipe[0]);
+    close_pipe();
+}
