@@ -11,8 +11,8 @@
 
 constexpr size_t out_size = 514;
 
-static void copy_out(char *out, const std::string &text) {
-    const size_t length = text.size() < out_size ? text.size() : out_size - 1;
+static void copy_out(char *out, size_t size, const std::string &text) {
+    const size_t length = text.size() < size ? text.size() : size - 1;
     memcpy(out, text.data(), length);
     out[length] = '\0';
 }
@@ -28,9 +28,10 @@ static uint32_t read_text(uint32_t handle, const std::string &object, const char
 
 // A name without a context belongs to the logged-in user's container.
 static std::string in_users_container(uint32_t handle, const std::string &name) {
+    if (name.find('.') != name.npos) return name;
     char user[ZK_MAX_NAME + 1] = "";
     ZKDSWhoAmI(handle, user);
-    if (name.find('.') != name.npos || strlen(user) <= 2) return name;
+    if (strlen(user) <= 2) return name;
     char container[ZK_MAX_NAME + 1];
     DSRemoveNameFromFullName(user, container, nullptr, nullptr);
     return name + "." + container;
@@ -42,7 +43,7 @@ static uint32_t resolve(uint32_t handle, std::string name, const char *tree, cha
     std::string target, volume, server;
     if (read_text(handle, name, "Path", target) == 0) {
         const size_t colon = target.find(':');
-        if (colon != target.npos) copy_out(pathOut, target.substr(colon + 1));
+        if (colon != target.npos) copy_out(pathOut, out_size, target.substr(colon + 1));
         name = target.substr(0, colon);
     }
     uint32_t code = read_text(handle, name, "Host_Resource_Name", volume);
@@ -52,27 +53,35 @@ static uint32_t resolve(uint32_t handle, std::string name, const char *tree, cha
         fflush(stdout);
         return code;
     }
-    copy_out(volumeOut, volume);
+    copy_out(volumeOut, out_size, volume);
     code = read_text(handle, name, "Host_Server", server);
-    copy_out(serverOut, server.substr(0, server.find('.')));
+    copy_out(serverOut, ZK_SERVER_NAME_SIZE, server.substr(0, server.find('.')));
     return code;
 }
 
-static uint32_t resolve_in(uint32_t given, uint32_t typeless, const char *name, char *serverOut, char *volumeOut,
-                           char *pathOut) {
+// The context in which the objects are read: aliases are followed and names carry no types. It is to be freed whenever
+// `handle` is not 0.
+static uint32_t make_typeless(const char *tree, uint32_t &handle) {
+    uint32_t code = ZKDSCreateContextHandle(&handle);
+    if (code != 0) return code;
+    const uint32_t flags = 23;
+    code = ZKDSSetContext(handle, DCK_FLAGS, &flags);
+    if (code != 0) return code;
+    code = ZKDSSetContext(handle, DCK_TREE_NAME, tree);
+    if (code != 0) say("Unable to find treeName:(%s)\n", tree);
+    return code;
+}
+
+static uint32_t resolve_in(uint32_t given, const char *name, char *serverOut, char *volumeOut, char *pathOut) {
     char tree[ZK_MAX_NAME + 1] = "", shortened[ZK_MAX_NAME + 1] = "";
     uint32_t code = ZKDSGetContext(given, DCK_TREE_NAME, tree);
     if (code == 0) code = ZKDSAbbreviateName(given, name, shortened);
     if (code != 0) return code;
-    const uint32_t flags = 23;
-    code = ZKDSSetContext(typeless, DCK_FLAGS, &flags);
-    if (code != 0) return code;
-    code = ZKDSSetContext(typeless, DCK_TREE_NAME, tree);
-    if (code != 0) {
-        say("Unable to find treeName:(%s)\n", tree);
-        return code;
-    }
-    return resolve(typeless, shortened, tree, serverOut, volumeOut, pathOut);
+    uint32_t typeless = 0;
+    code = make_typeless(tree, typeless);
+    if (code == 0) code = resolve(typeless, shortened, tree, serverOut, volumeOut, pathOut);
+    if (typeless != 0) ZKDSFreeContext(typeless);
+    return code;
 }
 
 uint32_t orbispec(const char *name, char *serverOut, char *volumeOut, char *pathOut) try {
@@ -81,14 +90,10 @@ uint32_t orbispec(const char *name, char *serverOut, char *volumeOut, char *path
     contexts_preset_environment();
     uint32_t code = ZKCLXInit(nullptr, nullptr);
     if (code != 0) return code;
-    uint32_t given = 0, typeless = 0;
+    uint32_t given = 0;
     code = ZKDSCreateContextHandle(&given);
     if (code != 0) return code;
-    code = ZKDSCreateContextHandle(&typeless);
-    if (code == 0) {
-        code = resolve_in(given, typeless, name, serverOut, volumeOut, pathOut);
-        ZKDSFreeContext(typeless);
-    }
+    code = resolve_in(given, name, serverOut, volumeOut, pathOut);
     ZKDSFreeContext(given);
     return code;
 } catch (const std::bad_alloc &) {

@@ -1,0 +1,336 @@
+#include "commands/drive.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "frame/places.h"
+#include "script/syntax_error.h"
+#include "tests/client_spy/client_spy.h"
+#include "tests/unit/command_fixture.h"
+#include "tests/unit/program_folder.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+// A "map" program that shows its arguments, and a configuration of the test's own.
+class DriveTest : public CommandTest {
+  protected:
+    DriveTest() {
+        spy::reset();
+        programs_.script("map", "printf map; for a in \"$@\"; do printf '[%s]' \"$a\"; done");
+        configuration_ = programs_.path("");
+        place_config_folder = configuration_.c_str();
+        setenv("HOME", "/home/u", 1);
+        unsetenv("DRIVE_TEST");
+        syntax_error = 0;
+    }
+    ~DriveTest() override {
+        free(driveDir);
+        driveDir = nullptr;
+    }
+
+    void link_directory_is(const std::string &value) {
+        programs_.file("map.conf", "Map_Link_Default_Location=" + value + "\n");
+    }
+
+    std::string map(const char *line) {
+        map_statement(text(line));
+        return output();
+    }
+
+    std::string drive(const char *name) {
+        drive_statement(text(name));
+        return driveDir == nullptr ? "(none)" : driveDir;
+    }
+
+    // The two paths of util_map_location, put together.
+    static std::string location(const char *name, const char *extra) {
+        char *link = nullptr;
+        char *second = nullptr;
+        EXPECT_EQ(util_map_location(name, extra, &link, &second), 0);
+        const OwnedText first(link);
+        const OwnedText other(second);
+        return std::string(link) + " " + second;
+    }
+
+    // The server and the rest of a mapping, put together.
+    static std::string mapping(const char *linkPath) {
+        char *server = nullptr;
+        char *rest = nullptr;
+        const int code = util_map_existing(linkPath, &server, &rest);
+        const OwnedText first(server);
+        const OwnedText second(rest);
+        if (code != 0) return "no mapping";
+        return server == nullptr ? "untouched" : std::string(server) + " " + rest;
+    }
+
+    ProgramFolder programs_;
+    std::string configuration_;
+};
+
+// ---- MAP and PATH ----
+
+TEST_F(DriveTest, MapRunsTheMappingProgramWithItsArguments) {
+    EXPECT_EQ(map(" ROOT H:=SRV/VOL:HOME"), "map[ROOT][H:=SRV/VOL:HOME]");
+    EXPECT_EQ(syntax_error, 0);
+}
+
+TEST_F(DriveTest, MapReplacesIdentifiers) {
+    setenv("DRIVE_TEST", "jdoe", 1);
+    EXPECT_EQ(map(" ROOT H:=SRV/VOL:HOME/%<DRIVE_TEST>"), "map[ROOT][H:=SRV/VOL:HOME/jdoe]");
+}
+
+TEST_F(DriveTest, MapTurnsSemicolonsIntoCommasAndBackslashesIntoSlashes) {
+    EXPECT_EQ(map(" INS S1:=SRV\\SYS:PUBLIC;SRV\\SYS:APPS"), "map[INS][S1:=SRV/SYS:PUBLIC,SRV/SYS:APPS]");
+}
+
+TEST_F(DriveTest, MapTurnsThemInReplacedTextToo) {
+    setenv("DRIVE_TEST", "a\\b;c", 1);
+    EXPECT_EQ(map(" %<DRIVE_TEST>"), "map[a/b,c]");
+}
+
+TEST_F(DriveTest, AFailedMappingIsASyntaxErrorOfTheScript) {
+    programs_.script("map", "exit 3");
+    map(" x");
+    EXPECT_EQ(syntax_error, 1);
+}
+
+TEST_F(DriveTest, AMissingMappingProgramCountsAsSuccess) {
+    setenv("PATH", "/nowhere", 1);
+    EXPECT_EQ(map(" x"), "");
+    EXPECT_EQ(syntax_error, 0);
+}
+
+TEST_F(DriveTest, ASkippedMapRunsNothing) {
+    skip();
+    EXPECT_EQ(map(" x"), "");
+}
+
+TEST_F(DriveTest, MapCommandPassesItsThirdTextTwice) {
+    EXPECT_EQ(qrt_map_command(ctx, "map", "a", "b", "c"), 0);
+    EXPECT_EQ(output(), "map[a][b][b][c]");
+    EXPECT_EQ(qrt_map_command(ctx, "map", "a", nullptr, "c"), 0);
+    EXPECT_EQ(output(), "map[a][c]");
+    EXPECT_EQ(qrt_map_command(ctx, "map", nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(output(), "map");
+}
+
+TEST_F(DriveTest, MapCommandAnswersOneForAnyFailure) {
+    programs_.script("map", "exit 3");
+    EXPECT_EQ(qrt_map_command(ctx, "map", "a", nullptr, nullptr), 1);
+    EXPECT_EQ(syntax_error, 1);
+}
+
+TEST_F(DriveTest, MapTracesItsLineFromLevelFiveAndItsFailureFromLevelOne) {
+    programs_.script("map", "exit 30");
+    const auto run = [] { map_statement(text(" a;b")); };
+    EXPECT_THAT(traces(5, run), HasSubstr("map  a,b"));
+    EXPECT_THAT(traces(4, run), Not(HasSubstr("map  a,b")));
+    EXPECT_THAT(traces(1, run), HasSubstr("0x1E"));
+    EXPECT_EQ(traces(0, run), "");
+}
+
+// ---- DRIVE ----
+
+TEST_F(DriveTest, DrivePointsAtTheLinkBelowHome) {
+    EXPECT_EQ(drive("g"), "/home/u/G");
+}
+
+TEST_F(DriveTest, DriveRaisesOnlyASingleLetter) {
+    EXPECT_EQ(drive("gh"), "/home/u/gh");
+    EXPECT_EQ(drive("1"), "/home/u/1");
+    setenv("DRIVE_TEST", "x", 1);
+    EXPECT_EQ(drive("%<DRIVE_TEST>"), "/home/u/X");
+}
+
+TEST_F(DriveTest, DriveFollowsTheConfiguredDirectory) {
+    link_directory_is("%HOME/drives");
+    EXPECT_EQ(drive("H"), "/home/u/drives/H");
+}
+
+TEST_F(DriveTest, DriveTakesAnAbsoluteNameAsItIs) {
+    EXPECT_EQ(drive("/mnt/x"), "/mnt/x");
+}
+
+TEST_F(DriveTest, DriveReplacesTheFormerDrive) {
+    drive("g");
+    EXPECT_EQ(drive("h"), "/home/u/H");
+}
+
+TEST_F(DriveTest, ChangeWorkingDirAnswersOne) {
+    EXPECT_EQ(qrt_ChangeWorkingDir(ctx, "g"), 1);
+}
+
+TEST_F(DriveTest, ASkippedDriveChangesNothing) {
+    skip();
+    EXPECT_EQ(drive("g"), "(none)");
+    drive_format_error();
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(DriveTest, DriveReportsItsFormat) {
+    drive_format_error();
+    EXPECT_EQ(output(), "Invalid drive command format\n");
+}
+
+TEST_F(DriveTest, DriveTracesTheNameFromLevelThreeAndTheDirectoryFromLevelEight) {
+    const auto run = [] { drive_statement(text("q")); };
+    EXPECT_THAT(traces(3, run), HasSubstr("q\n"));
+    EXPECT_EQ(traces(2, run), "");
+    EXPECT_THAT(traces(8, run), HasSubstr("/home/u/Q"));
+    EXPECT_THAT(traces(7, run), Not(HasSubstr("/home/u/Q")));
+}
+
+// ---- where a drive's link is ----
+
+TEST_F(DriveTest, TheLocationComesFromTheConfiguration) {
+    const struct {
+        const char *configured;
+        const char *locations; // of the drive G and of "extra"
+    } rows[] = {
+        {"/links", "/links/G /links/extra"},
+        {"/links/", "/links/G /links/extra"},
+        {"/", "/G /extra"},
+        {"d", "dG dextra"},
+        {"dd", "dd/G dd/extra"},
+        {"%HOME", "/home/u/G /home/u/extra"},
+        {"%HOME/", "/home/u/G /home/u/extra"},
+        {"%HOME/a/b", "/home/u/a/b/G /home/u/a/b/extra"},
+        {"  ", "G extra"},
+    };
+    for (const auto &row : rows) {
+        link_directory_is(row.configured);
+        EXPECT_EQ(location("G", "extra"), row.locations) << row.configured;
+    }
+}
+
+TEST_F(DriveTest, TheSecondLocationIsTheDirectoryAloneWithoutAnExtra) {
+    link_directory_is("/links");
+    EXPECT_EQ(location("G", nullptr), "/links/G /links/");
+}
+
+TEST_F(DriveTest, AnAbsoluteNameIsItsOwnLocation) {
+    link_directory_is("/links");
+    EXPECT_EQ(location("/mnt/x", "extra"), "/mnt/x extra");
+    EXPECT_EQ(location("/mnt/x", nullptr), "/mnt/x ");
+}
+
+TEST_F(DriveTest, WithoutAnyDirectoryTheNameIsItsOwnLocation) {
+    unsetenv("HOME");
+    EXPECT_EQ(location("G", "extra"), "G extra");
+    EXPECT_EQ(location("G", nullptr), "G ");
+}
+
+TEST_F(DriveTest, AValueThatDoesNotFitCountsAsNotRead) {
+    link_directory_is("/" + std::string(254, 'd'));
+    EXPECT_EQ(location("G", nullptr).size(), 255 + 2 + 1 + 256u);
+    link_directory_is("/" + std::string(255, 'd'));
+    EXPECT_EQ(location("G", nullptr), "/home/u/G /home/u/");
+}
+
+TEST_F(DriveTest, AnUnsetVariableIsReportedOnStandardOutput) {
+    for (const char *value : {"%DRIVE_TEST", "%DRIVE_TEST/drives"}) {
+        link_directory_is(value);
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(location("G", "extra"), "G extra") << value;
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "Invalid environment variable(%DRIVE_TEST)\n");
+        EXPECT_EQ(output(), "");
+    }
+}
+
+TEST_F(DriveTest, AnUnsetVariableIsReportedForAnAbsoluteNameToo) {
+    link_directory_is("%DRIVE_TEST");
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(location("/mnt/x", nullptr), "/mnt/x ");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Invalid environment variable(%DRIVE_TEST)\n");
+}
+
+TEST_F(DriveTest, AVariableMayBeEmpty) {
+    setenv("DRIVE_TEST", "", 1);
+    link_directory_is("%DRIVE_TEST");
+    EXPECT_EQ(location("G", "extra"), "G extra");
+    link_directory_is("%DRIVE_TEST/drives");
+    EXPECT_EQ(location("G", "extra"), "/drives/G /drives/extra");
+}
+
+TEST_F(DriveTest, TheLocationIsTracedFromLevelFive) {
+    link_directory_is("/links");
+    const auto look = [] { location("G", nullptr); };
+    EXPECT_THAT(traces(5, look), HasSubstr("/links"));
+    EXPECT_EQ(traces(4, look), "");
+}
+
+// ---- what is behind a drive ----
+
+TEST_F(DriveTest, AMappingIsCutAtItsFirstSlash) {
+    spy::mapped_drive("/home/u/F", "OTHER/VOL:x");
+    spy::mapped_drive("/home/u/G", "SRV1/SYS:a\\b/c");
+    EXPECT_EQ(mapping("/home/u/G"), "SRV1 SYS:a\\b/c");
+}
+
+TEST_F(DriveTest, AMappingWithoutASlashIsCutAtItsFirstBackslash) {
+    spy::mapped_drive("/home/u/G", "SRV1\\SYS:a\\b");
+    EXPECT_EQ(mapping("/home/u/G"), "SRV1 SYS:a\\b");
+}
+
+TEST_F(DriveTest, ASlashIsPreferredToAnEarlierBackslash) {
+    spy::mapped_drive("/home/u/G", "A\\B/C");
+    EXPECT_EQ(mapping("/home/u/G"), "A\\B C");
+}
+
+TEST_F(DriveTest, AMappingWithoutASeparatorLeavesTheOutputsAlone) {
+    spy::mapped_drive("/home/u/G", "SRV1");
+    EXPECT_EQ(mapping("/home/u/G"), "untouched");
+}
+
+TEST_F(DriveTest, AMappingMayBeEmptyOnEitherSide) {
+    spy::mapped_drive("G", "/");
+    EXPECT_EQ(mapping("G"), " ");
+}
+
+TEST_F(DriveTest, LinkPathsCompareWithoutRegardToCase) {
+    spy::mapped_drive("/HOME/u/g", "SRV1/SYS:");
+    EXPECT_EQ(mapping("/home/U/G"), "SRV1 SYS:");
+}
+
+TEST_F(DriveTest, TheFirstOfTwoEqualMappingsCounts) {
+    spy::mapped_drive("G", "A/1");
+    spy::mapped_drive("g", "B/2");
+    EXPECT_EQ(mapping("G"), "A 1");
+}
+
+TEST_F(DriveTest, TheEndOfTheListIsNoMapping) {
+    EXPECT_EQ(mapping("G"), "no mapping");
+    spy::mapped_drive("F", "SRV1/SYS:");
+    EXPECT_EQ(mapping("G"), "no mapping");
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(DriveTest, TheClientIsAskedForTheSizeFirst) {
+    spy::mapped_drive("F", "SRV1/SYS:");
+    spy::mapped_drive("G", "SRV1/SYS:");
+    mapping("G");
+    EXPECT_THAT(spy::calls(), testing::ElementsAre("ZKGetMappedDrives(null, 0)", "ZKGetMappedDrives(buffer, 48)",
+                                                   "ZKEnumMappedDrives(buffer, 0, 256, 256)",
+                                                   "ZKEnumMappedDrives(buffer, 1, 256, 256)"));
+}
+
+TEST_F(DriveTest, AFailingCallIsNoMapping) {
+    spy::mapped_drive("F", "SRV1/SYS:");
+    spy::mapped_drive("G", "SRV1/SYS:");
+    for (int call = 1; call <= 4; ++call) {
+        spy::mend();
+        spy::fail_call(spy::call_count() + call, ZKE_BAD_PARAMETER);
+        EXPECT_EQ(mapping("G"), "no mapping") << "call " << call;
+    }
+}
+
+TEST_F(DriveTest, AListWithoutAnEndIsGivenUp) {
+    spy::on_call([](const std::string &) { spy::mapped_drive("F", "SRV1/SYS:"); });
+    EXPECT_EQ(mapping("G"), "no mapping");
+    spy::on_call({});
+}
+
+} // namespace

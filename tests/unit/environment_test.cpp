@@ -1,0 +1,189 @@
+#include "commands/environment.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "commands/program.h"
+#include "tests/client_spy/client_spy.h"
+#include "tests/unit/command_fixture.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+class EnvironmentTest : public CommandTest {
+  protected:
+    EnvironmentTest() {
+        spy::reset();
+        unsetenv("X");
+        number_arguments();
+        use_default_script = 1;
+    }
+    ~EnvironmentTest() override {
+        for (int index = 0; index < QRT_USER_VARIABLES; ++index) qrt_SetUserVar(index, nullptr);
+        free(over_ride_profile);
+        over_ride_profile = nullptr;
+        free(CurrentContext);
+        CurrentContext = nullptr;
+    }
+
+    // Each argument is its index, so that a test sees where it went.
+    static void number_arguments() {
+        for (int index = 0; index < QRT_USER_VARIABLES; ++index) {
+            qrt_SetUserVar(index, std::to_string(index).c_str());
+        }
+    }
+
+    static std::string variable(const char *name) {
+        const char *value = getenv(name);
+        return value == nullptr ? "(unset)" : value;
+    }
+
+    // The script's arguments %0 to %9 in a row.
+    static std::string arguments() {
+        std::string row;
+        for (const char *value : uservars) row += value == nullptr ? "-" : value;
+        return row;
+    }
+
+    static std::string shown(const char *value) { return value == nullptr ? "(none)" : value; }
+};
+
+// ---- SET ----
+
+TEST_F(EnvironmentTest, SetOverwritesTheVariable) {
+    set_statement(text("X"), text("a"));
+    EXPECT_EQ(variable("X"), "a");
+    set_statement(text("X"), text("b c"));
+    EXPECT_EQ(variable("X"), "b c");
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(EnvironmentTest, ProgramsStartedLaterInheritTheVariable) {
+    set_statement(text("X"), text("a"));
+    program_statement(text(" printenv X"));
+    EXPECT_EQ(output(), "a\n");
+}
+
+TEST_F(EnvironmentTest, SetReplacesIdentifiersOnceMore) {
+    setenv("ENVIRONMENT_TEST", "inner", 1);
+    set_statement(text("X"), text("an %<ENVIRONMENT_TEST> one"));
+    EXPECT_EQ(variable("X"), "an inner one");
+}
+
+TEST_F(EnvironmentTest, SetToAnEmptyTextKeepsTheVariable) {
+    set_statement(text("X"), text(""));
+    EXPECT_EQ(variable("X"), "");
+}
+
+TEST_F(EnvironmentTest, SetWithoutAValueEmptiesTheVariableAndKeepsIt) {
+    set_statement(text("X"), text("a"));
+    set_empty_statement(text("X"));
+    EXPECT_EQ(variable("X"), "");
+    unsetenv("X");
+    set_empty_statement(text("X"));
+    EXPECT_EQ(variable("X"), "");
+}
+
+TEST_F(EnvironmentTest, ANameThatCannotBeSetIsNotReported) {
+    set_statement(text(""), text("a"));
+    set_empty_statement(text(""));
+    EXPECT_EQ(output(), "");
+}
+
+// ---- SHIFT ----
+
+TEST_F(EnvironmentTest, ShiftTakesItsCount) {
+    const struct {
+        void (*shift)(OwnedText);
+        const char *count;
+        const char *arguments;
+    } rows[] = {
+        {shift_by, "1", "0134567782"},     {shift_by, "2", "0145677783"},
+        {shift_by, "2x", "0145677783"},    {shift_by, "0", "0123456789"},
+        {shift_by, "x", "0123456789"},     {shift_by, "2147483648", "0123456789"},
+        {shift_back, "7", "0134567782"},   {shift_back, "6", "0145677783"},
+        {shift_back, "6x", "0145677783"},  {shift_back, "2", "0177777787"},
+        {shift_back, "0", "0123456789"},   {shift_back, "8", "0123456789"},
+        {shift_back, "100", "0123456789"}, {shift_back, "2147483648", "0123456789"},
+    };
+    for (const auto &row : rows) {
+        number_arguments();
+        row.shift(text(row.count));
+        EXPECT_EQ(arguments(), row.arguments) << (row.shift == shift_by ? "" : "-") << row.count;
+    }
+}
+
+TEST_F(EnvironmentTest, ShiftAloneGoesByOne) {
+    shift_once();
+    EXPECT_EQ(arguments(), "0134567782");
+}
+
+// ---- CONTEXT, PROFILE, NO_DEFAULT ----
+
+TEST_F(EnvironmentTest, ContextBecomesTheCurrentOne) {
+    context_statement(text("OU=sales.O=acme"));
+    EXPECT_EQ(shown(CurrentContext), ".OU=sales.O=acme");
+    EXPECT_EQ(output(), "Your current context is: OU=sales.O=acme\n");
+}
+
+TEST_F(EnvironmentTest, ProfileReplacesTheOneNamedBefore) {
+    profile_statement(text("first"));
+    EXPECT_EQ(shown(over_ride_profile), "first");
+    profile_statement(text("second"));
+    EXPECT_EQ(shown(over_ride_profile), "second");
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(EnvironmentTest, NoDefaultClearsThePublishedFlag) {
+    no_default_statement();
+    EXPECT_EQ(use_default_script, 0);
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(EnvironmentTest, NoDefaultIsTracedFromLevelSix) {
+    EXPECT_THAT(traces(6, no_default_statement), HasSubstr("no default script"));
+    EXPECT_EQ(traces(5, no_default_statement), "");
+}
+
+// ---- formats, skipped branches ----
+
+TEST_F(EnvironmentTest, FormatErrorsAreReportedOnlyWhileExecuting) {
+    const struct {
+        void (*report)();
+        const char *message;
+    } rows[] = {
+        {set_format_error, "Invalid set command format\n"},
+        {shift_format_error, "Invalid shift command format\n"},
+        {context_format_error, "Invalid context command format\n"},
+        {profile_format_error, "Invalid profile command format\n"},
+        {no_default_format_error, "Invalid no_default command format\n"},
+    };
+    for (const auto &row : rows) {
+        row.report();
+        EXPECT_EQ(output(), row.message);
+    }
+    skip();
+    for (const auto &row : rows) row.report();
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(EnvironmentTest, SkippedStatementsChangeNothing) {
+    skip();
+    set_statement(text("X"), text("a"));
+    set_empty_statement(text("X"));
+    EXPECT_EQ(variable("X"), "(unset)");
+    shift_by(text("1"));
+    shift_back(text("7"));
+    shift_once();
+    EXPECT_EQ(arguments(), "0123456789");
+    context_statement(text("O=acme"));
+    EXPECT_EQ(shown(CurrentContext), "(none)");
+    profile_statement(text("p"));
+    EXPECT_EQ(shown(over_ride_profile), "(none)");
+    no_default_statement();
+    EXPECT_EQ(use_default_script, 1);
+    EXPECT_EQ(output(), "");
+}
+
+} // namespace

@@ -1,0 +1,319 @@
+#include "commands/program.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+
+#include "tests/unit/command_fixture.h"
+#include "tests/unit/program_folder.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+class ProgramTest : public CommandTest {
+  protected:
+    ProgramTest() {
+        programs_.script("arguments", "for a in \"$@\"; do printf '[%s]' \"$a\"; done");
+        programs_.script("leave", "exit $1");
+        programs_.script("killed", "kill -9 $$");
+        programs_.script("hold", "read line < " + path("gate") + "; echo released");
+        programs_.script("complain", "echo trouble >&2");
+        programs_.script("listen", "read line; echo \"heard $line\"");
+    }
+
+    std::string path(const std::string &name) const { return programs_.path(name); }
+
+    // "hold" runs until the gate is opened.
+    void close_gate() { ASSERT_EQ(mkfifo(path("gate").c_str(), 0600), 0); }
+    void open_gate() { std::ofstream(path("gate")) << "go\n"; }
+
+    // Waits until some child has ended, and leaves it to be reaped.
+    static void await_an_end() {
+        siginfo_t info;
+        ASSERT_EQ(waitid(P_ALL, 0, &info, WEXITED | WNOWAIT), 0);
+    }
+
+    static bool has_children() { return waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD; }
+
+    std::string run(const std::string &line) {
+        execute_command(line.c_str());
+        return output();
+    }
+
+    ProgramFolder programs_;
+};
+
+TEST_F(ProgramTest, AnswersTheExitStatus) {
+    EXPECT_EQ(execute_command("leave 0"), 0);
+    EXPECT_EQ(execute_command("leave 3"), 3);
+    EXPECT_EQ(execute_command("leave 255"), 255);
+}
+
+TEST_F(ProgramTest, AProgramEndedByASignalCountsAsZero) {
+    EXPECT_EQ(execute_command("killed"), 0);
+}
+
+TEST_F(ProgramTest, AMissingProgramCountsAsZeroAndPrintsNothing) {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(execute_command("no_such_program_here a b"), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(ProgramTest, AFileThatCannotBeExecutedCountsAsZero) {
+    chmod(path("leave").c_str(), 0644);
+    EXPECT_EQ(execute_command("leave 3"), 0);
+}
+
+TEST_F(ProgramTest, ALineOfBlanksRunsNothing) {
+    EXPECT_EQ(execute_command(""), 0);
+    EXPECT_EQ(execute_command("   "), 0);
+    EXPECT_EQ(execute_command_nowait("   "), 0);
+    EXPECT_FALSE(has_children());
+}
+
+TEST_F(ProgramTest, JoinsTheProgramsOutputToTheStream) {
+    fputs("before ", fdr);
+    fflush(fdr);
+    EXPECT_EQ(run("arguments a b"), "before [a][b]");
+}
+
+TEST_F(ProgramTest, PassesAQuotedSectionAsOneArgumentWithItsQuotes) {
+    EXPECT_EQ(run("arguments \"two words\" last"), "[\"two words\"][last]");
+    EXPECT_EQ(run("arguments \"two words\" a_b"), "[\"two words\"][a_b]");
+    EXPECT_EQ(run("arguments \"two words\" a_~b"), "[\"two words\"][a_~b]");
+    EXPECT_EQ(run("arguments \\\"two words\\\""), "[\"two][words\"]");
+}
+
+TEST_F(ProgramTest, DoesNotUseAShell) {
+    EXPECT_EQ(run("arguments $HOME * ; | 'x"), "[$HOME][*][;][|]['x]");
+}
+
+TEST_F(ProgramTest, LeavesTheCallersLineAlone) {
+    const char line[] = "arguments \"a b\" \\\"c";
+    const std::string before = line;
+    execute_command(line);
+    EXPECT_EQ(line, before);
+}
+
+TEST_F(ProgramTest, RunsNinetyNineWordsAndRefusesOneMore) {
+    std::string line = "arguments";
+    std::string expected;
+    for (int word = 2; word <= 99; ++word) {
+        line += " w";
+        expected += "[w]";
+    }
+    EXPECT_EQ(execute_command(line.c_str()), 0);
+    EXPECT_EQ(output(), expected);
+    EXPECT_EQ(execute_command((line + " w").c_str()), 1);
+    EXPECT_EQ(execute_command_nowait((line + " w").c_str()), 0);
+    EXPECT_EQ(output(), "");
+    EXPECT_FALSE(has_children());
+}
+
+TEST_F(ProgramTest, InheritsStandardInputAndError) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(write(ends[1], "hello\n", 6), 6);
+    const int input = dup(STDIN_FILENO);
+    dup2(ends[0], STDIN_FILENO);
+    EXPECT_EQ(run("listen"), "heard hello\n");
+    if (input >= 0) {
+        dup2(input, STDIN_FILENO);
+        close(input);
+    } else {
+        close(STDIN_FILENO);
+    }
+    close(ends[0]);
+    close(ends[1]);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(run("complain"), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
+}
+
+TEST_F(ProgramTest, InheritsNoOtherDescriptor) {
+    programs_.script("look", "for n in 57 58; do [ -e /proc/$$/fd/$n ] && echo $n is open; done");
+    ASSERT_EQ(dup2(fileno(fdr), 57), 57);
+    ASSERT_EQ(dup2(fileno(fdr), 58), 58);
+    EXPECT_EQ(run("look"), "");
+    EXPECT_EQ(fcntl(57, F_GETFD), 0) << "the caller keeps its own";
+    close(57);
+    close(58);
+}
+
+TEST_F(ProgramTest, WritesToAStreamThatIsDescriptorOne) {
+    const int saved = dup(STDOUT_FILENO);
+    fflush(stdout);
+    dup2(fileno(stream_), STDOUT_FILENO);
+    fcntl(STDOUT_FILENO, F_SETFD, FD_CLOEXEC);
+    fdr = stdout;
+    EXPECT_EQ(run("arguments x"), "[x]");
+    dup2(saved, STDOUT_FILENO);
+    close(saved);
+}
+
+// The set of signals that `field` of the program's status names, as a bit mask.
+unsigned long signals_in(const std::string &field) {
+    const size_t colon = field.find(':');
+    return colon == std::string::npos ? ~0UL : strtoul(field.c_str() + colon + 1, nullptr, 16);
+}
+
+TEST_F(ProgramTest, StartsWithUsualSignalsAndRestoresTheCallers) {
+    sigset_t blocked;
+    sigset_t before;
+    sigset_t after;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR2);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGINT, SIG_IGN);
+    EXPECT_EQ(signals_in(run("grep SigBlk /proc/self/status")), 0UL);
+    const unsigned long ignored = signals_in(run("grep SigIgn /proc/self/status"));
+    EXPECT_EQ(ignored & (1UL << (SIGPIPE - 1)), 0UL);
+    EXPECT_EQ(ignored & (1UL << (SIGINT - 1)), 0UL);
+    pthread_sigmask(SIG_SETMASK, &before, &after);
+    EXPECT_EQ(sigismember(&after, SIGUSR2), 1);
+    EXPECT_EQ(sigismember(&after, SIGTERM), 0);
+    EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_IGN);
+    EXPECT_EQ(signal(SIGINT, SIG_DFL), SIG_IGN);
+}
+
+int gate_descriptor = -1;
+void open_gate_in_handler(int) {
+    if (write(gate_descriptor, "go\n", 3) != 3) _exit(99);
+}
+
+TEST_F(ProgramTest, ASignalDoesNotEndTheWait) {
+    close_gate();
+    gate_descriptor = open(path("gate").c_str(), O_RDWR | O_CLOEXEC);
+    struct sigaction action = {};
+    action.sa_handler = open_gate_in_handler;
+    sigaction(SIGUSR1, &action, nullptr);
+    programs_.script("interrupt", "kill -USR1 $PPID; read line < " + path("gate") + "; exit 5");
+    EXPECT_EQ(execute_command("interrupt"), 5);
+    signal(SIGUSR1, SIG_DFL);
+    close(gate_descriptor);
+}
+
+TEST_F(ProgramTest, ACallerThatIgnoresItsChildrenGetsZero) {
+    signal(SIGCHLD, SIG_IGN);
+    close_gate();
+    EXPECT_EQ(execute_command_nowait("hold"), 0);
+    EXPECT_EQ(execute_command("leave 3"), 0) << "and the wait is not for the other child";
+    EXPECT_EQ(signals_in(run("grep SigIgn /proc/self/status")) & (1UL << (SIGCHLD - 1)), 0UL);
+    open_gate();
+    EXPECT_EQ(waitpid(-1, nullptr, 0), -1);
+    program_reap();
+    signal(SIGCHLD, SIG_DFL);
+    EXPECT_EQ(output(), "released\n");
+}
+
+TEST_F(ProgramTest, DoesNotWaitAndReapsWithoutWaiting) {
+    close_gate();
+    EXPECT_EQ(execute_command_nowait("hold"), 0);
+    EXPECT_EQ(output(), "");
+    program_reap();
+    EXPECT_TRUE(has_children()) << "it still runs";
+    open_gate();
+    await_an_end();
+    EXPECT_EQ(output(), "released\n");
+    program_reap();
+    EXPECT_FALSE(has_children());
+}
+
+TEST_F(ProgramTest, AnswersZeroWithoutWaitingWhateverTheStatus) {
+    EXPECT_EQ(execute_command_nowait("leave 3"), 0);
+    await_an_end();
+    program_reap();
+    EXPECT_FALSE(has_children());
+}
+
+TEST_F(ProgramTest, AWaitReapsTheOthersThatHaveEnded) {
+    execute_command_nowait("leave 7");
+    await_an_end();
+    EXPECT_EQ(execute_command("leave 3"), 3);
+    EXPECT_FALSE(has_children());
+    program_reap();
+}
+
+TEST_F(ProgramTest, ReapsOnlyItsOwnAtTheEnd) {
+    const pid_t own = fork();
+    if (own == 0) _exit(4);
+    await_an_end();
+    program_reap();
+    int status = 0;
+    EXPECT_EQ(waitpid(own, &status, WNOHANG), own);
+    EXPECT_EQ(WEXITSTATUS(status), 4);
+}
+
+// Nobody but root may pass the limit of processes.
+void lose_the_right_to_fork() {
+    if (geteuid() == 0 && setresuid(65534, 65534, 65534) != 0) _exit(98);
+    rlimit limit;
+    getrlimit(RLIMIT_NPROC, &limit);
+    limit.rlim_cur = 0;
+    setrlimit(RLIMIT_NPROC, &limit);
+    // The checks that a build may make at exit need the right back.
+    atexit([] {
+        rlimit raised;
+        getrlimit(RLIMIT_NPROC, &raised);
+        raised.rlim_cur = raised.rlim_max;
+        setrlimit(RLIMIT_NPROC, &raised);
+    });
+}
+
+TEST_F(ProgramTest, AFailedForkEndsTheProcess) {
+    for (auto *run_line : {execute_command, execute_command_nowait}) {
+        EXPECT_EXIT(
+            {
+                lose_the_right_to_fork();
+                run_line("leave 0");
+                _exit(97);
+            },
+            testing::ExitedWithCode(1), "^Error forking child process \n$");
+    }
+}
+
+TEST_F(ProgramTest, StatementsReplaceIdentifiersAndRun) {
+    setenv("PROGRAM_TEST", "value", 1);
+    program_statement(text(" arguments a %<PROGRAM_TEST>"));
+    EXPECT_EQ(output(), "[a][value]");
+    program_nowait_statement(text(" arguments b %<PROGRAM_TEST>"));
+    await_an_end();
+    program_reap();
+    EXPECT_EQ(output(), "[b][value]");
+}
+
+TEST_F(ProgramTest, StatementsIgnoreTheExitStatus) {
+    program_statement(text("leave 3"));
+    program_statement(text("arguments on"));
+    EXPECT_EQ(output(), "[on]");
+}
+
+TEST_F(ProgramTest, SkippedStatementsRunNothing) {
+    skip();
+    program_statement(text("arguments a"));
+    program_nowait_statement(text("arguments b"));
+    EXPECT_FALSE(has_children());
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(ProgramTest, TracesTheRawLineFromLevelSix) {
+    const auto both = [] {
+        program_statement(text("  "));
+        program_nowait_statement(text(" %<PROGRAM_TEST_UNSET> "));
+    };
+    EXPECT_THAT(traces(6, both), HasSubstr(" %<PROGRAM_TEST_UNSET> "));
+    EXPECT_EQ(traces(5, both).find("PROGRAM_TEST_UNSET> "), std::string::npos);
+}
+
+} // namespace

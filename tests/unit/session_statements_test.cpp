@@ -1,0 +1,116 @@
+#include "commands/session_statements.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/client_spy/client_spy.h"
+#include "tests/unit/command_fixture.h"
+#include "tests/unit/wipe_watch.h"
+
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+// The tree ACME_TREE, nobody logged in, and jdoe's password at hand.
+class SessionStatementsTest : public CommandTest {
+  protected:
+    SessionStatementsTest() {
+        spy::reset();
+        wipe_watch::forget();
+        spy::tree("ACME_TREE", "SRV1");
+        spy::server("SRV1", "ACME_TREE");
+        ctx = 0;
+        free(CurrentContext);
+        CurrentContext = nullptr;
+        qrt_SetCurrentObject("jdoe.sales.acme");
+        CurrentPassword = text_copy("kept").release();
+    }
+    ~SessionStatementsTest() override {
+        for (char **global : {&CurrentContext, &CurrentObject, &CurrentTree, &CurrentPassword}) {
+            free(*global);
+            *global = nullptr;
+        }
+    }
+
+    // Which name and password the client was asked to log in with.
+    static std::string login() {
+        const std::vector<std::string> logins = spy::calls("ZKDSLoginEx");
+        if (logins.size() != 1) return std::to_string(logins.size()) + " logins";
+        return logins[0].substr(logins[0].find('"'));
+    }
+};
+
+TEST_F(SessionStatementsTest, TreeAloneLogsInWithWhatTheSessionHas) {
+    tree_statement(text("ACME_TREE"), nullptr, nullptr);
+    EXPECT_EQ(login(), "\"jdoe.sales.acme\", 2, \"kept\")");
+    EXPECT_THAT(output(), HasSubstr("Your current tree is: ACME_TREE\n"));
+}
+
+TEST_F(SessionStatementsTest, TreeWithAUserLogsThatUserIn) {
+    tree_statement(text("ACME_TREE"), text("bob.sales.acme"), nullptr);
+    EXPECT_EQ(login(), "\"bob.sales.acme\", 2, \"kept\")");
+}
+
+TEST_F(SessionStatementsTest, TreeWithAUserAndAPasswordUsesBoth) {
+    tree_statement(text("ACME_TREE"), text("bob.sales.acme"), text("given"));
+    EXPECT_EQ(login(), "\"bob.sales.acme\", 2, \"given\")");
+}
+
+TEST_F(SessionStatementsTest, TreeReportsAnUnknownTree) {
+    tree_statement(text("NOWHERE"), text("bob.sales.acme"), text("given"));
+    EXPECT_EQ(output(), "Could not Login into tree: NOWHERE FFFFFD42\n");
+}
+
+TEST_F(SessionStatementsTest, TreeNeverTracesThePassword) {
+    const auto run = [] { tree_statement(text("NOWHERE"), text("bob.sales.acme"), text("s3cret")); };
+    EXPECT_THAT(traces(6, run), HasSubstr("<a password>"));
+    EXPECT_THAT(traces(9, run), Not(HasSubstr("s3cret")));
+}
+
+TEST_F(SessionStatementsTest, TreeWipesThePassword) {
+    tree_statement(text("ACME_TREE"), text("bob.sales.acme"), text("given"));
+    EXPECT_THAT(wipe_watch::wiped(), Contains("given"));
+}
+
+TEST_F(SessionStatementsTest, ASkippedTreeWipesThePasswordToo) {
+    skip();
+    tree_statement(text("ACME_TREE"), text("bob.sales.acme"), text("given"));
+    EXPECT_THAT(wipe_watch::wiped(), Contains("given"));
+}
+
+TEST_F(SessionStatementsTest, AttachReportsTheServer) {
+    spy::authenticated("SRV1");
+    attach_statement(text("SRV1"));
+    EXPECT_EQ(output(), "Attached to server(SRV1)\n");
+}
+
+TEST_F(SessionStatementsTest, AttachReportsAFailureWithItsCode) {
+    attach_statement(text("NOWHERE"));
+    EXPECT_THAT(output(), testing::EndsWith("Unable to attach to server(NOWHERE) 8847\n"));
+}
+
+TEST_F(SessionStatementsTest, FormatErrorsHaveTheirMessages) {
+    tree_format_error();
+    EXPECT_EQ(output(), "Invalid tree command format\n");
+    attach_format_error();
+    EXPECT_EQ(output(), "Invalid attach command format\n");
+}
+
+TEST_F(SessionStatementsTest, SkippedStatementsDoNothing) {
+    skip();
+    spy::forget_calls();
+    const auto all = [] {
+        tree_statement(text("ACME_TREE"), text("bob.sales.acme"), text("given"));
+        attach_statement(text("SRV1"));
+        tree_format_error();
+        attach_format_error();
+    };
+    EXPECT_EQ(traces(9, all), "");
+    EXPECT_THAT(spy::calls(), IsEmpty());
+    EXPECT_EQ(output(), "");
+}
+
+} // namespace
