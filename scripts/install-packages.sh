@@ -5,7 +5,7 @@
 #   scripts/install-packages.sh build check    to run every test as well
 set -eu
 build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev util-linux mount"
-check="clang libclang-rt-14-dev binutils gettext"
+check="clang python3 libclang-rt-14-dev binutils gettext"
 
 wanted=
 for group in "$@"; do
