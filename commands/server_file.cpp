@@ -16,7 +16,7 @@
 
 std::string server_file_mount_point() {
     constexpr size_t longest = 256;
-    const std::string told = machine_module_setting("Marfs mount=");
+    const std::string told = machine_module_setting("Marfs mount=").value_or("");
     return told.empty() ? place_mount_point : told.substr(0, longest);
 }
 
