@@ -167,7 +167,7 @@ int qrt_abbrivateName(const char *in, char *out, int maxLen) {
         out[copied++] = c;
         if (c == '.' && i + 3 < maxLen) {
             // The second look starts where the first one left off: after a one-letter type it reads three places on
-            // from the "=", so that ".O=a=b" loses "a=" as well. Required: names that compare equal depend on it.
+            // from the "=", so that ".O=ab=c" loses "ab=" as well. Required: names that compare equal depend on it.
             if (at(i + 2) == '=') i += 2;
             if (at(i + 3) == '=') i += 3;
         }

@@ -54,6 +54,13 @@ TEST_F(AttributeCompareTest, MakesTheseCalls) {
                     "ZKDSFreeBuf(buf1)", "ZKDSFreeBuf(buf2)", "ZKDSSetContext(40, DCK_FLAGS, 0x10)"));
 }
 
+TEST_F(AttributeCompareTest, ObjectIsReadByTheNameAsGiven) {
+    spy::canonical(user_object, "someone.else");
+    member_of({"Admins.sales.acme"});
+    EXPECT_TRUE(is_member("Admins"));
+    EXPECT_THAT(spy::calls("ZKDSRead"), ElementsAre("ZKDSRead(40, \"jdoe.sales.acme\", 1, 0, iter -1)"));
+}
+
 TEST_F(AttributeCompareTest, PlainNameIsInTheCurrentContext) {
     member_of({"Admins.sales.acme"});
     EXPECT_TRUE(is_member("Admins"));
@@ -77,6 +84,7 @@ TEST_F(AttributeCompareTest, EmptyNameIsTheCurrentContext) {
     EXPECT_EQ(attribute_compare_wanted(""), ".sales.acme");
     EXPECT_EQ(attribute_compare_wanted(nullptr), ".sales.acme");
     EXPECT_EQ(attribute_compare_wanted("."), "");
+    EXPECT_EQ(attribute_compare_wanted(".Admins.corp."), "Admins.corp."); // the leading dot alone is taken off
     set(CurrentContext, nullptr);
     EXPECT_EQ(attribute_compare_wanted("Admins"), "Admins");
 }
@@ -162,6 +170,20 @@ TEST_F(AttributeCompareTest, FailureAmongTheValuesIsReturned) {
     EXPECT_EQ(compare("Admins"), ZKE_NO_ACCESS);
     EXPECT_EQ(flag, 1u);
     EXPECT_EQ(session_flags(), 0x57u);
+}
+
+TEST_F(AttributeCompareTest, TracesNameTheFailingCallAndItsCode) {
+    member_of({"Admins.sales.acme"});
+    for (const char *call : {"ZKDSRead", "ZKDSGetAttrCount", "ZKDSGetAttrVal"}) {
+        spy::mend();
+        spy::fail(call, 0xABC);
+        testing::internal::CaptureStdout();
+        debug_level = 5;
+        compare("Admins");
+        debug_level = 0;
+        EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                    testing::AllOf(testing::HasSubstr(call), testing::HasSubstr("abc")));
+    }
 }
 
 TEST_F(AttributeCompareTest, HostileValuesDoNotMatch) {

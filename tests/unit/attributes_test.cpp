@@ -17,6 +17,16 @@ class AttributesTest : public DirectoryTest {
         code = qrt_GetAttribute(session_handle, user_object, attribute, &value);
         return taken(value);
     }
+    // The traces of reading "Full Name" while one call fails with `failure`.
+    std::string traces(int level, const char *call, uint32_t failure) {
+        spy::mend();
+        spy::fail(call, failure);
+        testing::internal::CaptureStdout();
+        debug_level = level;
+        get("Full Name");
+        debug_level = 0;
+        return testing::internal::GetCapturedStdout();
+    }
     std::string get_lightly(const char *attribute) {
         char *value = nullptr;
         code = __GetAttribute(session_handle, user_object, attribute, &value);
@@ -190,6 +200,47 @@ TEST_F(AttributesTest, LightReaderHandsOutRawValues) {
     int32_t count = 0;
     memcpy(&count, value, sizeof count);
     EXPECT_EQ(count, 0x01020304);
+}
+
+TEST_F(AttributesTest, LightReaderHandsOutEveryOtherSyntaxRaw) {
+    spy::attribute(user_object, "Days", {spy::number(ZK_SYNTAX_INTERVAL, 3 * 86400)});
+    char *value = nullptr;
+    EXPECT_EQ(__GetAttribute(session_handle, user_object, "Days", &value), 0u);
+    OwnedText days(value);
+    int32_t seconds = 0;
+    memcpy(&seconds, value, sizeof seconds);
+    EXPECT_EQ(seconds, 3 * 86400);
+    spy::attribute(user_object, "Phone", {spy::numeric_text("555 0100")});
+    EXPECT_EQ(__GetAttribute(session_handle, user_object, "Phone", &value), 0u);
+    OwnedText phone(value);
+    ZKNumericText number;
+    memcpy(&number, value, sizeof number);
+    EXPECT_STREQ(number.text, "555 0100");
+    spy::attribute(user_object, "Address", {spy::postal({"1 Main St"})});
+    EXPECT_EQ(__GetAttribute(session_handle, user_object, "Address", &value), 0u);
+    OwnedText address(value);
+    ZKPostalAddress lines;
+    memcpy(&lines, value, sizeof lines);
+    EXPECT_STREQ(lines.line[0], "1 Main St");
+}
+
+TEST_F(AttributesTest, LightReaderCountsNoDaysOfAPassword) {
+    spy::attribute(user_object, "Password Expiration Time", {spy::number(ZK_SYNTAX_TIME, 86400)});
+    char *value = nullptr;
+    EXPECT_EQ(__GetAttribute(session_handle, user_object, "PASSWORD EXPIRATION TIME", &value), 0u);
+    time_t moment = 86400;
+    EXPECT_STREQ(value, ctime(&moment));
+}
+
+TEST_F(AttributesTest, TracesNameTheFailingCallAndItsCode) {
+    spy::text_attribute(user_object, "Full Name", {"John Doe"});
+    for (const char *call : {"ZKDSAllocBuf", "ZKDSInitBuf", "ZKDSPutAttrName", "ZKDSRead", "ZKDSGetAttrCount",
+                             "ZKDSGetAttrName", "ZKDSComputeAttrValSize", "ZKDSGetAttrVal"}) {
+        std::string traced = traces(5, call, 0xABC);
+        EXPECT_THAT(traced, testing::HasSubstr(call));
+        EXPECT_THAT(traced, testing::HasSubstr("abc")) << call;
+        EXPECT_EQ(traces(0, call, 0xABC), "") << call;
+    }
 }
 
 TEST_F(AttributesTest, EveryFailingCallReturnsItsCodeAndFreesTheBuffers) {

@@ -215,6 +215,8 @@ TEST_F(ContextsTest, NumbersWhenAStepFails) {
 TEST_F(ContextsTest, TracesOfAContext) {
     auto make = [this] { qrt_Getctx("acme_tree", &handle); };
     EXPECT_EQ(traces(4, make), "");
+    EXPECT_THAT(traces(5, make), testing::Not(HasSubstr("qrt_GetTreeName(acme_tree)")));
+    EXPECT_THAT(traces(6, make), testing::Not(HasSubstr("ccode")));
     std::string above4 = traces(5, make);
     EXPECT_THAT(above4, HasSubstr("tree name=(ACME_TREE)"));
     EXPECT_THAT(above4, testing::Not(HasSubstr("ccode")));
@@ -240,6 +242,28 @@ TEST_F(ContextsTest, TracesOfAFailedContext) {
     spy::mend();
     spy::fail("ZKDSSetContext", 0xABC);
     EXPECT_THAT(traces(5, [this] { qrt_Getctx("ACME_TREE", &handle); }), HasSubstr("ZKDSSetContext (1) ccode: abc"));
+    spy::mend();
+    spy::fail_nth("ZKDSSetContext", static_cast<int>(spy::calls("ZKDSSetContext").size()) + 2, 0xABC);
+    EXPECT_THAT(traces(5, [this] { qrt_Getctx("ACME_TREE", &handle); }), HasSubstr("ZKDSSetContext: ccode: abc"));
+    spy::mend();
+    spy::fail("ZKDSSetContext", 0xABC);
+    EXPECT_EQ(traces(4, [this] { qrt_Getctx("ACME_TREE", &handle); }), "");
+}
+
+TEST_F(ContextsTest, QueriesAreTracedAboveFourWhenTheyFailAndAboveFiveWhenTheySucceed) {
+    auto ask = [] {
+        qrt_UserID();
+        qrt_StationNumber();
+        free(qrt_GetDefaultServer());
+        free(qrt_GetDefaultServerFromTree("ACME_TREE"));
+        free(qrt_GetTreeFromServer("SRV1"));
+    };
+    spy::default_server("SRV1");
+    EXPECT_EQ(traces(5, ask), "");
+    spy::fail("ZKCCGetConnInfo", 0xABC);
+    EXPECT_EQ(traces(4, ask), "");
+    spy::fail("ZKGetDefaultConnRef", 0xABC);
+    EXPECT_EQ(traces(4, ask), "");
 }
 
 TEST_F(ContextsTest, TracesOfTheQueries) {

@@ -1,6 +1,8 @@
+#include <fcntl.h>
 #include <ifaddrs.h>
 #include <netinet/in.h>
 #include <sys/utsname.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -79,8 +81,24 @@ INSTANTIATE_TEST_SUITE_P(
                     Clock{"DAY_OF_WEEK", "2026-03-01 09:05:07", "Sunday"},
                     Clock{"NDAY_OF_WEEK", "2026-03-01 09:05:07", "1"},
                     Clock{"NDAY_OF_WEEK", "2026-03-07 09:05:07", "7"}, Clock{"YEAR", "2026-03-01 09:05:07", "2026"},
-                    Clock{"SHORT_YEAR", "2026-03-01 09:05:07", "26"},
-                    Clock{"SHORT_YEAR", "2000-03-01 09:05:07", "00"}));
+                    Clock{"SHORT_YEAR", "2026-03-01 09:05:07", "26"}, Clock{"SHORT_YEAR", "2000-03-01 09:05:07", "00"}),
+    [](const auto &test) {
+        std::string name = std::string(test.param.identifier) + "_at_" + test.param.local;
+        for (char &c : name)
+            if (!isalnum(static_cast<unsigned char>(c))) c = '_';
+        return name;
+    });
+
+TEST_F(IdentifiersTest, ClockTellsTheTimeOfTheLocalZone) {
+    at("2026-02-28 22:30:00");
+    setenv("TZ", "EAST-3", 1);
+    tzset();
+    EXPECT_EQ(value("HOUR24"), "01");
+    EXPECT_EQ(value("DAY"), "01");
+    EXPECT_EQ(value("MONTH"), "03");
+    EXPECT_EQ(value("NDAY_OF_WEEK"), "1");
+    EXPECT_EQ(value("GREETING_TIME"), "morning");
+}
 
 TEST_F(IdentifiersTest, ClockIsReadAnewForEachIdentifier) {
     clock_now = [] { return told_now++; };
@@ -255,6 +273,23 @@ TEST_F(IdentifiersTest, AddressesAreThoseOfTheInterface) {
     }
     freeifaddrs(all);
     place_network_interface = "nosuch0";
+}
+
+// The descriptor that the next file opened would get.
+static int next_descriptor() {
+    int descriptor = open("/dev/null", O_RDONLY);
+    close(descriptor);
+    return descriptor;
+}
+
+TEST_F(IdentifiersTest, SocketsAndFilesAreClosedAgain) {
+    place_module_status = "/dev/null";
+    const int before = next_descriptor();
+    for (const char *interface : {"nosuch0", "lo"}) {
+        place_network_interface = interface;
+        for (const char *name : {"P_STATION", "NETWORK_ADDRESS", "SHELL_TYPE"}) value(name);
+        EXPECT_EQ(next_descriptor(), before) << interface;
+    }
 }
 
 class ModuleVersionTest : public IdentifiersTest {

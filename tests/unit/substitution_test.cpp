@@ -70,7 +70,8 @@ INSTANTIATE_TEST_SUITE_P(EmptyNames, Substitution,
                                          Case{"%>", "%>"}, Case{"%\"\"", "%\"\""}));
 
 INSTANTIATE_TEST_SUITE_P(QuotedForm, Substitution,
-                         testing::Values(Case{"a %\"1\" b %1", "a one"}, // what follows is lost
+                         testing::Values(Case{"a %\"1\" b %1", "a one"},                     // what follows is lost
+                                         Case{"a %\"<QRT_TEST>\" b", "a %\"<QRT_TEST>\" b"}, // no variable
                                          Case{"a %\"1", "a one"}, Case{"a %\"LOGIN_NAME\"", "a jdoe"},
                                          Case{"%\"FOO\" %1", "%\"FOO\" %1"},      // it reaches to the end
                                          Case{"a %\"FOO\" %1", "a %\"FOO\" one"}, // counted from the scan's position
@@ -247,7 +248,7 @@ static std::string replaced_plainly(std::string text) {
         }
         char *value = nullptr;
         bool found = false;
-        if (!name.empty() && name[0] == '<') {
+        if (first == '<') {
             value = qrt_GetEnvVar(name.c_str() + 1);
             found = true;
         } else if (!name.empty()) {
@@ -285,6 +286,26 @@ TEST_F(SubstitutionTest, GivesWhatTheRulesGiveStepByStep) {
         ASSERT_EQ(replaced(text), wanted) << text;
     }
     EXPECT_GT(compared, 19000);
+}
+
+TEST_F(SubstitutionTest, QuotedFormIsNeverAVariableOfTheEnvironment) {
+    EXPECT_EQ(replaced("%\"<QRT_TEST>\""), "%\"<QRT_TEST>\"");
+    EXPECT_EQ(replaced("%\"<QRT_UNSET>\""), "%\"<QRT_UNSET>\"");
+    spy::text_attribute(user_object, "<QRT_TEST>", {"attribute"});
+    EXPECT_EQ(replaced("%\"<QRT_TEST>\""), "attribute");
+}
+
+TEST_F(SubstitutionTest, UnknownReferenceStaysAndTheNextOneIsReplaced) {
+    EXPECT_EQ(replaced("Hello %FOO, %LOGIN_NAME"), "Hello %FOO, jdoe");
+}
+
+TEST_F(SubstitutionTest, KnownNameIsReplacedInsideAnUnknownLongerOne) {
+    EXPECT_EQ(replaced("%LOGIN_NAME_X and %LOGIN_NAME"), "jdoe_X and jdoe");
+}
+
+TEST_F(SubstitutionTest, UnsetVariableBecomesAnEmptyText) {
+    EXPECT_EQ(replaced("[%<QRT_UNSET>]"), "[]");
+    EXPECT_EQ(replaced("[%<QRT_TEST>]"), "[found]");
 }
 
 // The unknown longer name in front holds the known one: its text is the first occurrence and is replaced there.

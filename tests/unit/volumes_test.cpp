@@ -152,6 +152,20 @@ TEST_F(VolumesTest, EveryFailingCallFreesBothBuffers) {
     }
 }
 
+TEST_F(VolumesTest, AttributeNamesAreThoseOfTheSessionsGlobals) {
+    const std::string resource = hostResName, path = pathStr;
+    strcpy(hostResName, "Resource");
+    strcpy(pathStr, "Way");
+    spy::text_attribute("V", "Resource", {"SYS"});
+    EXPECT_EQ(volume_name("V"), 0u);
+    EXPECT_STREQ(volume, "SYS");
+    spy::attribute("M", "Way", {spy::path("VOL1", "apps")});
+    EXPECT_EQ(map("M"), 0u);
+    EXPECT_STREQ(volume, "VOL1");
+    strcpy(hostResName, resource.c_str());
+    strcpy(pathStr, path.c_str());
+}
+
 TEST_F(VolumesTest, DirectoryMapTellsItsVolumeObjectAndPath) {
     directory_map("APPMAP", "VOL1.acme", "apps");
     EXPECT_EQ(map("APPMAP"), 0u);
@@ -227,6 +241,19 @@ TEST_F(VolumesTest, PathMayBeTheVolumeAlone) {
     volume_object("USERVOL", "SRV1.acme", "USERS");
     EXPECT_EQ(parse("USERVOL"), 0u);
     expect_split("SRV1", "USERS", "", 1);
+}
+
+TEST_F(VolumesTest, PathWithoutAColonIsNotCutAtASlash) {
+    volume_object("USER/VOL", "SRV1.acme", "USERS");
+    EXPECT_EQ(parse("USER/VOL"), 0u);
+    expect_split("SRV1", "USERS", "", 1);
+    EXPECT_THAT(spy::calls("ZKDSReadObjectInfo"), ElementsAre("ZKDSReadObjectInfo(40, \"USER/VOL\")"));
+}
+
+TEST_F(VolumesTest, PathIsCutAtItsColonBeforeABackslash) {
+    volume_object("USERVOL", "SRV1.acme", "USERS");
+    EXPECT_EQ(parse("USERVOL:home\\a:b"), 0u);
+    expect_split("SRV1", "USERS", "home\\a:b", 1);
 }
 
 TEST_F(VolumesTest, PathBeginningWithADirectoryMap) {
