@@ -89,6 +89,7 @@ namespace {
 struct Reference {
     std::string_view name;
     std::string_view replaced;
+    bool isVariable = false; // of the environment; a "<" inside the quoted form is part of an ordinary name
     bool closedByQuote = false;
 };
 } // namespace
@@ -106,6 +107,7 @@ static Reference parse_reference(std::string_view rest) {
         reference.replaced = rest;
     } else {
         size_t end = std::min(rest.find_first_of(ends, 1), rest.size());
+        reference.isVariable = rest[1] == '<';
         reference.closedByQuote = end < rest.size() && rest[end] == '"';
         if (end < rest.size() && rest[end] == '>') end++;
         reference.name = rest.substr(1, end - 1);
@@ -144,9 +146,10 @@ static bool ask(Lookup lookup, uint32_t handle, const OwnedText &object, const s
     return true;
 }
 
-static bool look_up(Asker &asker, const std::string &name, std::string &value) {
+static bool look_up(Asker &asker, const Reference &reference, std::string &value) {
+    const std::string name(reference.name);
     if (name.empty()) return false;
-    if (name.front() == '<') {
+    if (reference.isVariable) {
         OwnedText variable(qrt_GetEnvVar(name.c_str() + 1));
         value = variable ? variable.get() : "";
         return true;
@@ -226,7 +229,7 @@ static bool replace_next(Text &text, Asker &asker) {
         Reference reference = parse_reference(text_from(text, scan.marker));
         std::string_view replaced = replaced_text(text, scan, reference);
         std::string value;
-        if (look_up(asker, std::string(reference.name), value)) {
+        if (look_up(asker, reference, value)) {
             replace_first(text, std::string(replaced), value);
             return true;
         }
