@@ -36,8 +36,8 @@ char *session_replace(char *&global, const char *value) {
 }
 
 void session_clear() {
-    for (char **global : {&CurrentContext, &CurrentObject, &CurrentTree, &InitialContext, &LoginName,
-                          &over_ride_profile}) {
+    for (char **global :
+         {&CurrentContext, &CurrentObject, &CurrentTree, &InitialContext, &LoginName, &over_ride_profile}) {
         free(*global);
         *global = nullptr;
     }
@@ -64,9 +64,7 @@ char *qrt_GetCurrentTree() {
     return CurrentTree;
 }
 
-char *qrt_GetServer() try {
-    return text_copy_or_null(uservars[0]).release();
-} catch (const std::bad_alloc &) {
+char *qrt_GetServer() try { return text_copy_or_null(uservars[0]).release(); } catch (const std::bad_alloc &) {
     return nullptr;
 }
 

@@ -75,12 +75,18 @@ static int32_t traced(bool result) {
 // `order` is below, equal to or above 0.
 static bool holds(Comparison comparison, int order) {
     switch (comparison) {
-        case COMPARE_EQUAL: return order == 0;
-        case COMPARE_NOT_EQUAL: return order != 0;
-        case COMPARE_GREATER: return order > 0;
-        case COMPARE_NOT_LESS: return order >= 0;
-        case COMPARE_LESS: return order < 0;
-        case COMPARE_NOT_GREATER: return order <= 0;
+        case COMPARE_EQUAL:
+            return order == 0;
+        case COMPARE_NOT_EQUAL:
+            return order != 0;
+        case COMPARE_GREATER:
+            return order > 0;
+        case COMPARE_NOT_LESS:
+            return order >= 0;
+        case COMPARE_LESS:
+            return order < 0;
+        case COMPARE_NOT_GREATER:
+            return order <= 0;
     }
     return false;
 }

@@ -13,8 +13,8 @@ int32_t invalidGoToLabel = 0;
 int32_t gotoWasUsed = 0;
 
 void statement_completed() {
-    // A file name that is cut short has switched the whole-line mode on behind its look-ahead: the mistake costs its own
-    // line, not the next one.
+    // A file name that is cut short has switched the whole-line mode on behind its look-ahead: the mistake costs its
+    // own line, not the next one.
     wholeline = 0;
     if (!gotostate || !condition_executing()) return;
     // An unknown label goes on behind the GOTO, silently: required.

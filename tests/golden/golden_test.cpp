@@ -56,7 +56,7 @@ static bool enter_private_mounts() {
 }
 
 class Golden : public testing::Test {
-public:
+  public:
     Golden(fs::path script, bool crlf) : script_(std::move(script)), crlf_(crlf) {}
 
     void SetUp() override {
@@ -98,7 +98,7 @@ public:
         EXPECT_EQ(got, read_file(expected));
     }
 
-private:
+  private:
     int run() {
         std::string text = read_file(script_);
         if (crlf_) text = with_crlf(text);
