@@ -29,7 +29,11 @@ class ConfReader : public testing::Test {
         place_slp_folder = slp_.c_str();
         bLogFileOutput = 1;
     }
-    ~ConfReader() override { std::filesystem::remove_all(root_); }
+    ~ConfReader() override {
+        std::filesystem::remove_all(root_);
+        place_config_folder = places_[0];
+        place_slp_folder = places_[1];
+    }
 
     void file(const std::string &name, const std::string &text) { std::ofstream(root_ + "/" + name) << text; }
 
@@ -54,6 +58,7 @@ class ConfReader : public testing::Test {
     std::string config_;
     std::string slp_;
     std::vector<char> value_;
+    const char *const places_[2] = {place_config_folder, place_slp_folder};
 };
 
 TEST_F(ConfReader, FindsTheValueOfALine) {

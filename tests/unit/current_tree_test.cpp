@@ -289,7 +289,8 @@ TEST_F(DoTreeLoginTest, TheSameUsersLoginServes) {
         spy::logged_in_to("OTHER_TREE", "bob.org");
         output();
         tree("OTHER_TREE", user, "given");
-        EXPECT_THAT(output(), StartsWith("Your current tree is: OTHER_TREE\n"));
+        EXPECT_THAT(output(), testing::StrCaseEq("Your current tree is: OTHER_TREE\nYour current tree is: OTHER_TREE\n"
+                                                 "Your current context is: org\n"));
         EXPECT_THAT(logins(), IsEmpty());
         EXPECT_THAT(spy::calls("auxlogin_c"), IsEmpty());
         EXPECT_THAT(spy::calls("ZKDSLogout"), IsEmpty());
@@ -298,6 +299,12 @@ TEST_F(DoTreeLoginTest, TheSameUsersLoginServes) {
         EXPECT_STREQ(CurrentTree, "OTHER_TREE");
         EXPECT_STRCASEEQ(CurrentContext, ".org");
     }
+}
+
+TEST_F(DoTreeLoginTest, ALoginThatExistsIsToldWithTheTreeAsGivenAndThenAsTheNetworkSpellsIt) {
+    spy::logged_in_to("OTHER_TREE", "admin.org");
+    tree("other_tree");
+    EXPECT_THAT(output(), StartsWith("Your current tree is: other_tree\nYour current tree is: OTHER_TREE\n"));
 }
 
 TEST_F(DoTreeLoginTest, AnyLoginServesWhenNoUserIsGiven) {
@@ -317,6 +324,15 @@ TEST_F(DoTreeLoginTest, AnotherUsersLoginIsEnded) {
     EXPECT_THAT(logins(), ElementsAre("\"bob.org\", 2, \"given\")"));
     EXPECT_STREQ(CurrentObject, "bob");
     EXPECT_THAT(spy::calls("auxconfirm_g"), IsEmpty()) << "it is not asked";
+}
+
+TEST_F(DoTreeLoginTest, AFailedLoginLeavesTheSessionButNotTheOtherUsersLogin) {
+    spy::logged_in_to("OTHER_TREE", "admin.org");
+    spy::account("bob.org", "right");
+    tree("OTHER_TREE", "bob.org", "wrong");
+    EXPECT_EQ(output(), "Already logged into Tree(OTHER_TREE) as admin.org\nCould not Login into tree: OTHER_TREE 1\n");
+    EXPECT_THAT(spy::calls("ZKDSLogout"), SizeIs(1));
+    expect_the_session_unchanged();
 }
 
 // ---- its prompts ----

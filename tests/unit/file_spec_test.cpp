@@ -87,6 +87,13 @@ TEST_F(DriveLetterTest, ADriveIsFollowedWhenTheDefaultServerHasNoSuchFile) {
     EXPECT_THAT(opened[1], HasSubstr("\"SRV2\""));
 }
 
+TEST_F(DriveLetterTest, AnIncludeFollowsTheDriveToo) {
+    spy::mapped_drive("/home/u/F", "SRV2/DATA:users/jdoe");
+    network_file("SRV2/DATA/users/jdoe/X.TXT", "WRITE \"on drive F\"");
+    EXPECT_EQ(run("INCLUDE F:X.TXT\n"), 0);
+    EXPECT_EQ(output(), "on drive F\n");
+}
+
 TEST_F(DriveLetterTest, TheDefaultServersFileComesFirst) {
     spy::mapped_drive("/home/u/F", "SRV2/DATA:users/jdoe");
     network_file("SRV1/F/X.TXT", "on volume F");

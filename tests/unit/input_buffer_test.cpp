@@ -221,8 +221,9 @@ TEST_F(InputBufferTest, IncludingIsTracedFromLevelFive) {
     open("old");
     EXPECT_EQ(traces(4, [] { lex_IncludeFile("new"); }), "");
     const std::string shown = traces(5, [] { lex_IncludeFile("more"); });
-    EXPECT_THAT(shown, HasSubstr("new\r\nold"));
-    EXPECT_THAT(shown, HasSubstr("more\r\nnew\r\nold"));
+    EXPECT_THAT(shown, HasSubstr("(8): new\r\nold\n"));
+    EXPECT_THAT(shown, HasSubstr("(14): more\r\nnew\r\nold\n"));
+    EXPECT_THAT(shown, HasSubstr("readPos 0 length 14 character 109\n"));
     EXPECT_THAT(shown, Not(HasSubstr(" 2: r\n")));
 }
 
@@ -258,6 +259,11 @@ TEST_F(GotoTest, LetterCaseDoesNotCount) {
 TEST_F(GotoTest, ALabelBehindBlanksIsNone) {
     EXPECT_EQ(jump("LOOP", "x\n  LOOP:\ny\n"), "not found");
     EXPECT_EQ(jump("LOOP", "x\n :LOOP\ny\n"), "not found");
+}
+
+TEST_F(GotoTest, ALabelBehindACarriageReturnAloneIsNone) {
+    EXPECT_EQ(jump("LOOP", "x\rLOOP:\n:LOO\n"), "not found");
+    EXPECT_EQ(jump("LOOP", "x\r:LOOP\n"), "not found");
 }
 
 TEST_F(GotoTest, ALabelOnTheFirstLineIsNeverFound) {

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <libintl.h>
+#include <stdio_ext.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -61,6 +62,21 @@ class LifecycleTest : public SessionTest {
             dup2(null, 0);
             close(null);
         }
+    }
+
+    // What has reached standard output right after `action`.
+    static std::string flushed(const std::function<void()> &action) {
+        FILE *const file = tmpfile();
+        const int kept = dup(1);
+        fflush(stdout);
+        dup2(fileno(file), 1);
+        action();
+        char buffer[256] = "";
+        EXPECT_GE(pread(fileno(file), buffer, sizeof buffer - 1, 0), 0);
+        dup2(kept, 1);
+        close(kept);
+        fclose(file);
+        return buffer;
     }
 
     void login_conf(const std::string &content) { folder_.file("config/login.conf", content); }
@@ -176,6 +192,7 @@ TEST_F(LifecycleTest, TheTraceLevelOfTheConfigurationIsToldOnce) {
 }
 
 TEST_F(LifecycleTest, TheConfigurationSetsTheTraceLevel) {
+    const std::string over_long = "debug_level=3" + std::string(300, 'x') + "\n";
     const struct {
         const char *content;
         int32_t level;
@@ -185,6 +202,7 @@ TEST_F(LifecycleTest, TheConfigurationSetsTheTraceLevel) {
         {"debug_level=1\n", 1, "debug_level found in conf file:1"},
         {"debug_level=12x\n", 12, "debug_level found in conf file:12"},
         {"debug_level=0x10\n", 0, nullptr},
+        {over_long.c_str(), 0, nullptr},
         {"debug_level=0\n", 0, nullptr},
         {"debug_level=-2\n", -2, nullptr},
         {"debug_level=x\n", 0, nullptr},
@@ -260,18 +278,30 @@ TEST_F(LifecycleTest, ExitClosesDescriptor0ForAStreamOfTheCallersOwn) {
 
 TEST_F(LifecycleTest, ExitFlushesStandardOutput) {
     start();
-    FILE *const file = tmpfile();
-    const int kept = dup(1);
-    fflush(stdout);
-    dup2(fileno(file), 1);
-    printf("waiting");
-    end();
-    char buffer[16] = "";
-    EXPECT_EQ(pread(fileno(file), buffer, sizeof buffer - 1, 0), 7);
-    EXPECT_STREQ(buffer, "waiting");
-    dup2(kept, 1);
-    close(kept);
-    fclose(file);
+    EXPECT_EQ(flushed([] {
+                  printf("waiting");
+                  end();
+              }),
+              "waiting");
+}
+
+TEST_F(LifecycleTest, TracesAreFlushedAtOnce) {
+    start();
+    EXPECT_THAT(flushed([] {
+                    debug_level = 8;
+                    qrt_SetCurrentObject("jdoe");
+                    debug_level = 0;
+                }),
+                testing::EndsWith("entering qrt_SetCurrentObject(jdoe)\n"));
+}
+
+TEST_F(LifecycleTest, WhatIsWrittenAfterTheEndIsLost) {
+    start_with_pipe();
+    say("in time\n");
+    qrt_exit();
+    say("late\n");
+    EXPECT_THAT(read_all(), ElementsAre("in time"));
+    __fpurge(fdr); // its descriptor's number may be another file's by now
 }
 
 TEST_F(LifecycleTest, ASecondExitClosesNothingElse) {

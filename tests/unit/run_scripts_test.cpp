@@ -230,6 +230,10 @@ TEST_F(RunSequenceTest, ATreeStatementInOneScriptLeavesTheOthersTheirContext) {
     EXPECT_EQ(run_all(), 0U);
     EXPECT_THAT(scripts(), EndsWith("staff\nuser\n"));
     EXPECT_EQ(spy::open_contexts(), 0);
+    const std::string tree = spy::calls("ZKDSSetContext").back();
+    EXPECT_THAT(tree, EndsWith("DCK_TREE_NAME, \"ACME_TREE\")")) << "the run's own, not the statement's";
+    const std::string fresh = tree.substr(tree.find('('), tree.find(',') - tree.find('('));
+    EXPECT_THAT(spy::calls("ZKDSOpenStream").back(), StartsWith("ZKDSOpenStream" + fresh + ","));
 }
 
 TEST_F(RunSequenceTest, ATreeStatementInTheLastScriptLeavesNoContextBehind) {

@@ -1,5 +1,7 @@
 #include "frame/run_sequence.h"
 
+#include <thread>
+
 #include "tests/unit/run_sequence_fixture.h"
 
 namespace {
@@ -91,6 +93,27 @@ TEST_F(RunSequenceTest, TheSessionIsFilled) {
     EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "0");
 }
 
+TEST_F(RunSequenceTest, EachUserVariableHasItsField) {
+    const struct {
+        char *QrtRunScriptsArgs::*field;
+        const char *variables;
+    } rows[] = {
+        {&QrtRunScriptsArgs::userVar2, "SRV1jdoex-------"},
+        {&QrtRunScriptsArgs::userVar3, "SRV1jdoe-x------"},
+        {&QrtRunScriptsArgs::userVar4, "SRV1jdoe--x-----"},
+        {&QrtRunScriptsArgs::userVar5, "SRV1jdoe---x----"},
+    };
+    for (const auto &row : rows) {
+        declare_network();
+        args_ = {};
+        args_.treename = hold("acme_tree");
+        args_.user = hold("jdoe");
+        args_.*row.field = hold("x");
+        run_all();
+        EXPECT_EQ(before_.back().variables, row.variables);
+    }
+}
+
 TEST_F(RunSequenceTest, TheSessionIsEnded) {
     args_.password = hold("secret");
     run_all();
@@ -110,10 +133,42 @@ TEST_F(RunSequenceTest, TheEnvironmentIsNotOverwritten) {
     EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
 }
 
+TEST_F(RunSequenceTest, TheEnvironmentIsSetBeforeTheClientStarts) {
+    std::vector<std::string> seen;
+    args_.treename = nullptr; // the run ends before its session does
+    qrt_init(nullptr, stream_);
+    spy::on_call([&](const std::string &) { seen.push_back(shown(getenv("TOLAN_USE_BRUNE"))); });
+    EXPECT_EQ(qrt_RunScripts(&args_), no_tree);
+    spy::on_call(nullptr);
+    EXPECT_THAT(seen, ElementsAre("0"));
+}
+
 TEST_F(RunSequenceTest, TheClientsStartIsNotChecked) {
     spy::fail_nth("ZKCallsInit", 1, 0x1234);
     EXPECT_EQ(run_all(), 0U);
     EXPECT_EQ(scripts(), "map ran\n");
+}
+
+// Far more than a pipe holds.
+TEST_F(RunSequenceTest, TheReaderDrainsThePipeWhileTheScriptsRun) {
+    const std::string line(1000, 'x');
+    std::string script;
+    for (int i = 0; i < 300; i++) script += "WRITE \"" + line + "\"\n";
+    args_.loginScript = file("login", script);
+    ASSERT_EQ(qrt_init(nullptr, nullptr), 0);
+    FILE *const pipe = fdr;
+    std::vector<std::string> lines;
+    std::thread reader([&lines] {
+        char *text = nullptr;
+        while (qrt_ReadResults(&text) == 0) lines.push_back(taken(text));
+    });
+    EXPECT_EQ(qrt_RunScripts(&args_), 0U);
+    reader.join();
+    ASSERT_EQ(lines.size(), 304U);
+    EXPECT_EQ(lines[0], "Your current tree is: ACME_TREE");
+    for (size_t i = 4; i < lines.size(); i++) EXPECT_EQ(lines[i], line);
+    close(fd[0]);
+    fclose(pipe);
 }
 
 TEST_F(RunSequenceTest, ASecondSessionRunsLikeTheFirst) {
@@ -379,7 +434,7 @@ TEST_F(RunSequenceTest, WithoutAnyServerNoneIsSet) {
     spy::fail_from("ZKCCOpenConnByName", 4, 0x8847);
     EXPECT_EQ(run_all(), 0U);
     EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), IsEmpty());
-    EXPECT_THAT(printed_, Not(HasSubstr("server")));
+    EXPECT_THAT(printed_, HasSubstr("User: jdoe\nmap ran\n")) << "and nothing is said about a server";
     EXPECT_EQ(last_.variables[0], '-');
 }
 
@@ -425,6 +480,16 @@ TEST_F(RunSequenceTest, AnUnknownServerGivesWayToTheDefaultOne) {
     EXPECT_THAT(printed_, HasSubstr("Server not Found:NOWHERE\n"
                                     "Unable to set primary connection: 8847\n"
                                     "You are attached to server SRV1\n"));
+}
+
+TEST_F(RunSequenceTest, AnUnknownServerWithoutADefaultOneIsReportedAsNone) {
+    args_.server = hold("NOWHERE");
+    // The fourth question is for the default server's name: two for the tree and one for the context come first.
+    spy::fail_nth("ZKCCGetConnInfo", 4, 0x8801);
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_THAT(printed_, HasSubstr("Unable to set primary connection: 8847\n"
+                                    "Unable to set primary connection: 1\n"));
+    EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), IsEmpty());
 }
 
 TEST_F(RunSequenceTest, AFailingDefaultServerIsNotTriedAgain) {

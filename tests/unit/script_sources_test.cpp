@@ -260,7 +260,11 @@ TEST_F(CountedReadTest, TheReadIsTraced) {
                    {4, "--------------------Read LoginScript---------------"},
                    {4, "-------------------------------------------------"}},
                   [this] { read("jdoe.acme"); });
-    EXPECT_THAT(traces(5, [this] { read("jdoe.acme"); }), HasSubstr(" x\r\n"));
+    const std::vector<std::string> texts = trace_texts(5, [this] { read("jdoe.acme"); });
+    ASSERT_GE(texts.size(), 4U);
+    EXPECT_THAT(std::vector<std::string>(texts.end() - 4, texts.end()),
+                ElementsAre("ZKReadFile read size: 3", "--------------------Read LoginScript---------------", "x\r",
+                            "-------------------------------------------------"));
 }
 
 TEST_F(CountedReadTest, FailuresAreTraced) {
@@ -287,6 +291,15 @@ TEST_F(ScriptSourcesTest, AContainerWithoutAScriptIsPassed) {
     spy::object("jdoe", "User", "CN=jdoe.OU=sales.O=acme");
     spy::object("OU=sales.O=acme", "Organizational Unit");
     spy::stream("O=acme", "far");
+    EXPECT_EQ(read_container("jdoe"), 0U);
+    EXPECT_EQ(text_, "far\r\n");
+}
+
+TEST_F(ScriptSourcesTest, AContainerWhoseScriptCannotBeReadIsPassed) {
+    spy::object("jdoe", "User", "CN=jdoe.OU=sales.O=acme");
+    spy::stream("OU=sales.O=acme", "near");
+    spy::stream("O=acme", "far");
+    spy::fail_nth("ZKDSOpenStream", 1, 0xFFFFE010);
     EXPECT_EQ(read_container("jdoe"), 0U);
     EXPECT_EQ(text_, "far\r\n");
 }

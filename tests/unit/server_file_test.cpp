@@ -47,12 +47,16 @@ TEST_F(ServerFileTest, AFileAtAVolumesRootIsFound) {
     network_file("SRV1/SYS/X.TXT", "the file");
     EXPECT_EQ(display("SYS:X.TXT"), "the file");
     EXPECT_EQ(display("SRV1/SYS:X.TXT"), "the file");
+    EXPECT_EQ(display("SYS:X.TXT  "), "the file") << "blanks at the end do not count";
+    EXPECT_EQ(display("SYS:/X.TXT/ "), "the file");
 }
 
 TEST_F(ServerFileTest, IncludeReadsTheSameFile) {
     network_file("SRV1/SYS/LOGIN/X.TXT", "WRITE \"from X\"");
-    EXPECT_EQ(run("INCLUDE SYS:LOGIN/X.TXT\n"), 0);
-    EXPECT_EQ(output(), "from X\n");
+    for (const char *name : {"SYS:LOGIN/X.TXT", "SRV1/SYS:LOGIN/X.TXT", "\\\\SRV1\\SYS\\LOGIN\\X.TXT"}) {
+        EXPECT_EQ(run(std::string("INCLUDE ") + name + "\n"), 0) << name;
+        EXPECT_EQ(output(), "from X\n") << name;
+    }
 }
 
 TEST_F(ServerFileTest, Variable0IsTheDefaultServer) {

@@ -284,6 +284,23 @@ TEST_F(AttachTest, NameAndPasswordAreWipedButNotFreed) {
     }
 }
 
+TEST_F(AttachTest, TheEnvironmentIsSetBeforeTheClientStarts) {
+    std::string seen;
+    spy::on_call([&seen](const std::string &call) {
+        if (call == "ZKCLXInit(null, null)") seen = shown(getenv("TOLAN_USE_BRUNE"));
+    });
+    attach("SRV1");
+    EXPECT_EQ(seen, "0");
+}
+
+TEST_F(AttachTest, AnAuthenticationWithoutEffectAsksTheUser) {
+    spy::logged_in("jdoe.acme");
+    spy::connection_answer(ZK_INFO_AUTHENTICATION_STATE, std::string(4, '\0'));
+    EXPECT_EQ(attach("SRV1"), 1U) << "nobody answers the prompt";
+    EXPECT_EQ(spy::calls("ZKDSAuthenticateConnEx").size(), 1U);
+    EXPECT_EQ(output(), "Server not authenticated - login to server:SRV1\n");
+}
+
 TEST_F(AttachTest, AFailedSecondLookAtTheStateAsksTheUser) {
     spy::logged_in("jdoe.acme");
     spy::fail_nth("ZKCCGetConnInfo", 2, 0x8801);

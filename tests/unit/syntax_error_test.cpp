@@ -75,6 +75,7 @@ TEST_F(SyntaxErrorTest, TheMessageNamesTheTokensWithoutQuotes) {
     static const Unexpected rows[] = {
         {"SET_TIME x\n", "syntax error, unexpected STRING, expecting ON or OFF or ':'\n"},
         {"CLS MAP\n", "syntax error, unexpected MAP, expecting ':' or '\\n' or '\\r'\n"},
+        {"ATTACH A B\n", "syntax error, unexpected STRING, expecting '*' or '-' or '\\n' or '\\r'\n"},
         {"REGREAD x\n", "syntax error, unexpected STRING, expecting ':'\n"},
         {"COMSPEC \"x\"\n", "syntax error, unexpected QUOTEDSTRING, expecting '=' or ':'\n"},
         {"WRITE (\n", "syntax error, unexpected '('\n"},
@@ -244,10 +245,8 @@ TEST_F(SyntaxErrorTest, AFileNameCutShortCostsItsLineAlone) {
         }
 }
 
-} // namespace
-
-// The word in front of the line end has switched the whole-line mode on when the mistake is noticed, and while the parser
-// recovers nothing is reported.
+// The word in front of the line end has switched the whole-line mode on when the mistake is noticed, and while the
+// parser recovers nothing is reported.
 TEST_F(SyntaxErrorTest, AFileNameCutShortDuringRecoveryCostsItsOwnLine) {
     EXPECT_EQ(run("FOO BAR\nDISPLAY\nWRITE \"next\"\n"), 1);
     EXPECT_EQ(output(), report("FOO BAR") + "Invalid display command format\nnext\n");
@@ -259,3 +258,5 @@ TEST_F(SyntaxErrorTest, AMistakeFarBehindTheLastTextQuotesNoLine) {
     EXPECT_EQ(run("WRITE \"a\"\n" + std::string(5001, '\r')), 1);
     EXPECT_THAT(output(), testing::HasSubstr(report("bogus")));
 }
+
+} // namespace

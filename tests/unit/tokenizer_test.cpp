@@ -333,6 +333,8 @@ TEST_F(TokenizerTest, EachLineIsTracedFromLevelOne) {
     const std::string number = std::to_string(linecounter + 1);
     EXPECT_THAT(traces(1, next), HasSubstr("LINENO:" + number + "   A B\n"));
     EXPECT_EQ(traces(1, next), "");
+    open("D %HOME DIRECTORY\n");
+    EXPECT_THAT(traces(1, next), HasSubstr(" D %HOME_DIRECTORY\n")) << "as it has been rewritten";
     open("D\n");
     EXPECT_EQ(traces(0, next), "");
 }

@@ -74,6 +74,17 @@ TEST_F(LoginTest, TheEnvironmentIsNotOverwritten) {
     EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
 }
 
+TEST_F(LoginTest, TheEnvironmentIsSetBeforeTheClientStarts) {
+    std::string seen;
+    spy::on_call([&seen](const std::string &call) {
+        if (call == "ZKCallsInit(null, null)") seen += shown(getenv("TOLAN_USE_BRUNE"));
+    });
+    login();
+    unsetenv("TOLAN_USE_BRUNE");
+    qrt_TreeLogout("ACME_TREE");
+    EXPECT_EQ(seen, "00");
+}
+
 TEST_F(LoginTest, ALoginIsTracedWithoutItsPassword) {
     expect_traces({{4, "TreeLogin(ACME_TREE, jdoe.acme)"}, {1, "logged into tree [ACME_TREE]"}}, [this] { login(); });
     EXPECT_THAT(traces(9, [this] { login(); }), Not(HasSubstr("secret")));
