@@ -1,0 +1,589 @@
+#include "platform/client/ldap_store.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "platform/client/errors.h"
+#include "platform/client/ldap_copy.h"
+#include "platform/client/ldap_entries.h"
+#include "platform/client/ldap_filter.h"
+#include "platform/client/ldap_servers.h"
+#include "platform/client/offline_login.h"
+#include "platform/client/values.h"
+#include "platform/zk.h"
+
+namespace {
+
+constexpr int alias_limit = 16;
+constexpr int same_name_limit = 32; // objects of one name and different types side by side
+// The servers, volumes and directory maps that one process has read serve the next one for so long: the programs that
+// a script runs are many, and short.
+constexpr time_t site_copy_seconds = 60;
+
+constexpr const char *site_classes[] = {"qrtServer", "qrtVolume", "qrtDirectoryMap"};
+constexpr const char *naming_types[] = {"cn", "uid", "ou", "o", "c", "l", "st", "dc"};
+constexpr const char *leaf_types[] = {"cn", "uid", "ou"}; // the likely ones, in this order
+
+bool is_site_object(const Entry &entry) {
+    return entry.is_class("Server") || entry.is_class("Volume") || entry.is_class("Directory Map");
+}
+
+Name above(const Name &name, size_t count) {
+    return Name(name.begin() + static_cast<std::ptrdiff_t>(count), name.end());
+}
+
+class LdapStore : public DirectoryStore {
+  public:
+    LdapStore(const ConfigTree &config, const Name &base)
+        : tree(config), root(base), entries(config.ldap, base), servers(config.ldap), siteCopy(config, base, "site") {}
+
+    const Name &base() const override { return root; }
+    uint32_t find(const Name &name, Aliases aliases, EntryPtr *entry) override;
+    uint32_t find_user(const Name &name, EntryPtr *user) override;
+    uint32_t groups_of(const Entry &entry, std::vector<Name> *groups) override;
+    uint32_t find_server(std::string_view name, EntryPtr *server) override;
+    uint32_t find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) override;
+    uint32_t check_password(const Entry &entry, const char *password) override;
+    uint32_t login(EntryPtr *user, const char *password) override;
+    void logout() override;
+
+  private:
+    LdapAnswer search(const Name &below, int scope, const std::string &filter, bool withMembers, int sizeLimit = 0);
+    const Name &searchBase();
+    EntryPtr keep(const LdapEntry &read);
+    EntryPtr kept(const Name &name) const;
+    EntryPtr lookup(const Name &name);
+    EntryPtr fromSiteCopy(const Name &name, Aliases aliases);
+    std::vector<Name> guesses(const Name &name);
+    void readGuesses(const Name &name);
+    EntryPtr readByLevels(const Name &name);
+    EntryPtr readLevel(const Name &parent, const NamePart &part);
+    bool fitSearchBase(const Name &name);
+    std::string groupFilter(const std::string &dn) const;
+    void readSession(const Entry &user);
+    void takeGroups(const std::string &dn, const LdapAnswer &answer, const Name &user);
+    void readSite();
+    void keepSite(const std::vector<EntryPtr> &found);
+    uint32_t loginResult(const LdapAnswer &answer, const Entry &user) const;
+    void forget();
+    void saveOffline();
+
+    const ConfigTree &tree;
+    Name root;
+    LdapEntries entries;
+    LdapServers servers;
+    std::vector<Name> searchBases; // one, once it is known
+    bool anythingSeen = false;
+
+    std::unordered_map<std::string, std::vector<EntryPtr>> read; // by name_key
+    std::unordered_set<std::string> absent;                      // names with their types
+    std::unordered_map<std::string, std::vector<Name>> groups;   // by the member's DN
+    bool siteRead = false;
+    std::vector<EntryPtr> site;
+
+    LdapCopy siteCopy;
+    std::unique_ptr<DirectoryStore> siteFromCopy;
+    bool siteCopyTried = false;
+    OfflineLogin offline{tree, root};
+    EntryPtr identity; // who has logged in, when a copy of the login is kept
+};
+
+LdapAnswer LdapStore::search(const Name &below, int scope, const std::string &filter, bool withMembers, int sizeLimit) {
+    LdapSearch wanted = {name_to_dn(below, root), scope, filter, entries.attributes(withMembers), sizeLimit};
+    LdapAnswer answer = servers.search(wanted);
+    anythingSeen = anythingSeen || !answer.entries.empty();
+    return answer;
+}
+
+// Where the tree's objects are, relative to the base: what the configuration says, otherwise the only naming context
+// that the server has.
+const Name &LdapStore::searchBase() {
+    if (!searchBases.empty()) {
+        return searchBases.front();
+    }
+    Name found;
+    if (!tree.ldap.searchBase.empty()) {
+        if (!name_parse_dn(tree.ldap.searchBase, root, &found, nullptr)) {
+            throw DataError(tree.name + ": search_base is not below base");
+        }
+        searchBases.push_back(found);
+    } else if (!root.empty()) {
+        searchBases.emplace_back();
+    } else {
+        LdapAnswer answer = servers.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"namingContexts"}});
+        for (const LdapEntry &entry : answer.entries) {
+            for (const auto &attribute : entry.attributes) {
+                for (const std::string &context : attribute.second) {
+                    if (name_parse_dn(context, root, &found, nullptr)) {
+                        searchBases.push_back(found);
+                    }
+                }
+            }
+        }
+        if (searchBases.size() != 1) {
+            searchBases.clear();
+            throw DataError(tree.name + ": the server has not exactly one naming context: set base or search_base");
+        }
+    }
+    return searchBases.front();
+}
+
+EntryPtr LdapStore::keep(const LdapEntry &readEntry) {
+    EntryPtr entry = entries.make(readEntry);
+    if (entry != nullptr) {
+        std::vector<EntryPtr> &same = read[name_key(entry->name)];
+        for (const EntryPtr &one : same) {
+            if (name_equal(one->name, entry->name)) {
+                return one;
+            }
+        }
+        same.push_back(entry);
+        absent.erase(name_to_dotted(entry->name, true));
+    }
+    return entry;
+}
+
+EntryPtr LdapStore::kept(const Name &name) const {
+    auto found = read.find(name_key(name));
+    if (found != read.end()) {
+        for (const EntryPtr &one : found->second) {
+            if (name_types_agree(one->name, name)) {
+                return one;
+            }
+        }
+    }
+    return nullptr;
+}
+
+// Does the name agree with the search base, as far as both go?
+bool LdapStore::fitSearchBase(const Name &name) {
+    const Name &start = searchBase();
+    size_t common = std::min(start.size(), name.size());
+    Name top = above(name, name.size() - common);
+    Name startTop = above(start, start.size() - common);
+    return name_key(top) == name_key(startTop) && name_types_agree(top, startTop);
+}
+
+// Names with types that the name may mean, the likely ones first: those of its containers before its own.
+std::vector<Name> LdapStore::guesses(const Name &name) {
+    const Name &start = searchBase();
+    std::vector<Name> found;
+    Name full = name;
+    std::copy(start.begin(), start.end(), full.end() - static_cast<std::ptrdiff_t>(start.size()));
+    for (size_t i = full.size() - start.size(); i-- > 1;) {
+        if (full[i].type.empty()) {
+            full[i].type = "ou";
+        }
+        found.push_back(above(full, i));
+    }
+    if (full.size() == start.size() || !full.front().type.empty()) {
+        found.push_back(full);
+        return found;
+    }
+    for (const char *type : leaf_types) {
+        full.front().type = type;
+        found.push_back(full);
+    }
+    return found;
+}
+
+// All levels at once by their full names, which a server looks up without a search through the tree. A server that does
+// not know how answers with nothing.
+void LdapStore::readGuesses(const Name &name) {
+    std::vector<std::string> filters;
+    for (const Name &guess : guesses(name)) {
+        if (kept(guess) == nullptr) {
+            filters.push_back(filter_equal("entryDN", name_to_dn(guess, root)));
+        }
+    }
+    if (!anythingSeen && searchBase().size() < name.size()) {
+        filters.push_back(filter_equal("entryDN", name_to_dn(searchBase(), root)));
+    }
+    for (const LdapEntry &entry : search(searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), true).entries) {
+        keep(entry);
+    }
+}
+
+EntryPtr LdapStore::readLevel(const Name &parent, const NamePart &part) {
+    std::vector<std::string> filters;
+    if (!part.type.empty()) {
+        filters.push_back(filter_equal(part.type, part.value));
+    }
+    for (const char *type : naming_types) {
+        if (part.type.empty()) {
+            filters.push_back(filter_equal(type, part.value));
+        }
+    }
+    // A full list says that the name is common; those that came are as good as any.
+    LdapAnswer answer = search(parent, LDAP_SCOPE_ONELEVEL, filter_or(filters), true, same_name_limit);
+    for (const LdapEntry &entry : answer.entries) {
+        keep(entry);
+    }
+    Name wanted = {part};
+    wanted.insert(wanted.end(), parent.begin(), parent.end());
+    return kept(wanted);
+}
+
+EntryPtr LdapStore::readByLevels(const Name &name) {
+    Name parent = searchBase();
+    for (size_t i = name.size() - parent.size(); i-- > 0;) {
+        Name part = above(name, i);
+        EntryPtr entry = kept(part);
+        if (entry == nullptr) {
+            entry = readLevel(parent, part.front());
+        }
+        if (entry == nullptr || entry->is_class("Alias")) {
+            return i == 0 ? entry : nullptr;
+        }
+        parent = entry->name;
+    }
+    return kept(name);
+}
+
+EntryPtr LdapStore::lookup(const Name &name) {
+    EntryPtr entry = kept(name);
+    std::string dotted = name_to_dotted(name, true);
+    if (entry != nullptr || absent.count(dotted) != 0) {
+        return entry;
+    }
+    if (name.size() >= searchBase().size() && fitSearchBase(name)) {
+        readGuesses(name);
+        entry = kept(name);
+        if (entry == nullptr && anythingSeen) {
+            entry = readByLevels(name);
+        }
+        if (entry != nullptr) {
+            saveOffline(); // a program that runs in this one's place leaves no later moment
+        }
+    }
+    if (entry == nullptr) {
+        absent.insert(dotted);
+    }
+    return entry;
+}
+
+EntryPtr LdapStore::fromSiteCopy(const Name &name, Aliases aliases) {
+    if (!siteCopyTried) {
+        siteCopyTried = true;
+        time_t written = 0;
+        siteFromCopy = siteCopy.read(&written);
+        time_t age = time(nullptr) - written;
+        if (!tree.ldap.offline && (age < 0 || age > site_copy_seconds)) {
+            siteFromCopy.reset();
+        }
+    }
+    EntryPtr entry;
+    bool found = siteFromCopy != nullptr && siteFromCopy->find(name, aliases, &entry) == ZK_OK;
+    return found && is_site_object(*entry) ? entry : nullptr;
+}
+
+uint32_t LdapStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
+    if (offline.active()) {
+        return offline.store()->find(name, aliases, entry);
+    }
+    if (!siteRead && (*entry = fromSiteCopy(name, aliases)) != nullptr) {
+        return ZK_OK;
+    }
+    Name wanted = name;
+    for (int hops = 0; hops <= alias_limit; hops++) {
+        EntryPtr node = wanted.empty() && root.empty() ? nullptr : lookup(wanted);
+        if (node != nullptr && (aliases == Aliases::Keep || !node->is_class("Alias"))) {
+            *entry = node;
+            return ZK_OK;
+        }
+        if (wanted.empty()) {
+            // The root has an entry only when the tree's base is one.
+            auto made = std::make_shared<Entry>();
+            static const SchemaClass root_class = {"", "Root", true};
+            made->entryClass = &root_class;
+            *entry = made;
+            return ZK_OK;
+        }
+        size_t below = 0;
+        while (aliases == Aliases::Follow && node == nullptr && ++below < wanted.size()) {
+            node = kept(above(wanted, below));
+        }
+        const std::string *target = node == nullptr ? nullptr : node->first("aliasedObjectName");
+        if (target == nullptr || !node->is_class("Alias")) {
+            return ZKE_NO_SUCH_ENTRY;
+        }
+        Name real = value_parse(schema_dn, *target, root).name;
+        wanted.resize(below);
+        wanted.insert(wanted.end(), real.begin(), real.end());
+        if (wanted.size() > name_depth_limit) {
+            break;
+        }
+    }
+    error_keep(("aliases lead nowhere from " + name_to_dotted(name, true)).c_str());
+    return ZKE_BAD_DIRECTORY_DATA;
+}
+
+// A directory that shows nothing to nobody does not say who there is: the name is taken as it is usual.
+uint32_t LdapStore::find_user(const Name &name, EntryPtr *user) {
+    try {
+        uint32_t code = find(name, Aliases::Follow, user);
+        if (code != ZKE_NO_SUCH_ENTRY || anythingSeen || name.size() <= searchBase().size() || !fitSearchBase(name)) {
+            return code;
+        }
+        auto made = std::make_shared<Entry>();
+        std::vector<Name> likely = guesses(name);
+        size_t leaves = name.front().type.empty() ? std::size(leaf_types) : 1;
+        made->name = likely[likely.size() - leaves];
+        made->entryClass = schema_class_of({"person"});
+        *user = made;
+        return ZK_OK;
+    } catch (const LdapTrouble &) {
+        if (!offline.begin(name)) {
+            throw;
+        }
+        return offline.store()->find(name, Aliases::Follow, user);
+    }
+}
+
+std::string LdapStore::groupFilter(const std::string &dn) const {
+    return filter_or({filter_equal(entries.siteName("member"), dn), filter_equal("uniqueMember", dn)});
+}
+
+void LdapStore::takeGroups(const std::string &dn, const LdapAnswer &answer, const Name &user) {
+    if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
+        throw DataError(tree.name + ": the server's size limit cuts the list of groups of " +
+                        name_to_dotted(user, true) + " off after " + std::to_string(answer.entries.size()));
+    }
+    std::vector<Name> &found = groups[dn];
+    for (const LdapEntry &entry : answer.entries) {
+        Name name;
+        if (name_parse_dn(entry.dn, root, &name, nullptr)) {
+            found.push_back(name);
+        }
+    }
+}
+
+uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
+    if (offline.active()) {
+        return offline.store()->groups_of(entry, found);
+    }
+    std::string dn = name_to_dn(entry.name, root);
+    if (groups.count(dn) == 0) {
+        LdapSearch wanted = {name_to_dn(searchBase(), root), LDAP_SCOPE_SUBTREE, groupFilter(dn), {LDAP_NO_ATTRS}};
+        takeGroups(dn, servers.search(wanted), entry.name);
+    }
+    const std::vector<Name> &known = groups[dn];
+    found->insert(found->end(), known.begin(), known.end());
+    return ZK_OK;
+}
+
+void LdapStore::keepSite(const std::vector<EntryPtr> &found) {
+    siteRead = true;
+    site = found;
+    siteCopy.write(site);
+}
+
+std::string site_filter() {
+    std::vector<std::string> filters;
+    for (const char *name : site_classes) {
+        filters.push_back(filter_equal("objectClass", name));
+    }
+    return filter_or(filters);
+}
+
+// With the login's own objects, so that a script's first statements find everything there: the user, the containers
+// above, the profile, the groups, and the servers, volumes and maps of the site.
+void LdapStore::readSession(const Entry &user) {
+    std::string dn = name_to_dn(user.name, root);
+    std::vector<std::string> filters = {groupFilter(dn), site_filter()};
+    std::vector<Name> own;
+    for (size_t i = 0; i + searchBase().size() <= user.name.size(); i++) {
+        own.push_back(above(user.name, i));
+    }
+    if (const std::string *profile = user.first("qrtProfile")) {
+        own.push_back(value_parse(schema_dn, *profile, root).name);
+    }
+    for (const Name &name : own) {
+        filters.push_back(filter_equal("entryDN", name_to_dn(name, root)));
+    }
+    LdapAnswer answer = search(searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), false);
+    if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
+        return; // each is asked for when it is wanted
+    }
+    LdapAnswer inGroups;
+    std::vector<EntryPtr> ofSite;
+    for (const LdapEntry &one : answer.entries) {
+        EntryPtr entry = entries.make(one);
+        auto same = [&](const Name &name) { return entry != nullptr && name_equal(entry->name, name); };
+        bool isSite = entry != nullptr && is_site_object(*entry);
+        if (isSite || std::any_of(own.begin(), own.end(), same)) {
+            EntryPtr once = keep(one);
+            if (isSite) {
+                ofSite.push_back(once);
+            }
+        } else {
+            inGroups.entries.push_back(one);
+        }
+    }
+    takeGroups(dn, inGroups, user.name);
+    keepSite(ofSite);
+}
+
+void LdapStore::readSite() {
+    if (siteRead) {
+        return;
+    }
+    LdapAnswer answer = search(searchBase(), LDAP_SCOPE_SUBTREE, site_filter(), false);
+    if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
+        throw DataError(tree.name + ": the server's size limit cuts the list of servers and volumes off after " +
+                        std::to_string(answer.entries.size()));
+    }
+    std::vector<EntryPtr> found;
+    for (const LdapEntry &one : answer.entries) {
+        EntryPtr entry = keep(one);
+        if (entry != nullptr && is_site_object(*entry)) {
+            found.push_back(entry);
+        }
+    }
+    keepSite(found);
+}
+
+uint32_t LdapStore::find_server(std::string_view name, EntryPtr *server) {
+    if (offline.active()) {
+        return offline.store()->find_server(name, server);
+    }
+    fromSiteCopy({}, Aliases::Keep);
+    if (!siteRead && siteFromCopy != nullptr && siteFromCopy->find_server(name, server) == ZK_OK) {
+        return ZK_OK;
+    }
+    readSite();
+    for (const EntryPtr &entry : site) {
+        if (entry->is_class("Server") && (name.empty() || equal_nocase(entry_common_name(*entry), name))) {
+            *server = entry;
+            return ZK_OK;
+        }
+    }
+    return ZKE_SERVER_NOT_FOUND;
+}
+
+uint32_t LdapStore::find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) {
+    if (offline.active()) {
+        return offline.store()->find_volume(server, volume, entry);
+    }
+    fromSiteCopy({}, Aliases::Keep);
+    if (!siteRead && siteFromCopy != nullptr && siteFromCopy->find_volume(server, volume, entry) == ZK_OK) {
+        return ZK_OK;
+    }
+    readSite();
+    for (const EntryPtr &one : site) {
+        const std::string *name = one->first("qrtHostResourceName");
+        const std::string *host = one->first("qrtHostServer");
+        if (one->is_class("Volume") && name != nullptr && host != nullptr && equal_nocase(*name, volume) &&
+            name_equal(value_parse(schema_dn, *host, root).name, server.name)) {
+            *entry = one;
+            return ZK_OK;
+        }
+    }
+    return ZKE_VOLUME_UNKNOWN;
+}
+
+// What the server says of a login. Which of name and password was wrong is not told apart by servers either.
+uint32_t LdapStore::loginResult(const LdapAnswer &answer, const Entry &user) const {
+    switch (answer.result) {
+        case LDAP_SUCCESS:
+            return ZK_OK;
+        case LDAP_INVALID_CREDENTIALS:
+        case LDAP_INAPPROPRIATE_AUTH:
+        case LDAP_NO_SUCH_OBJECT:
+        case LDAP_INVALID_DN_SYNTAX:
+            return ZKE_WRONG_PASSWORD;
+        case LDAP_UNWILLING_TO_PERFORM:
+        case LDAP_CONSTRAINT_VIOLATION:
+        case LDAP_INSUFFICIENT_ACCESS:
+            return ZKE_ACCOUNT_LOCKED;
+        case LDAP_CONFIDENTIALITY_REQUIRED:
+        case LDAP_STRONG_AUTH_REQUIRED:
+            throw CodedError(ZKE_TLS_REQUIRED, tree.name + ": the server takes no password over this connection");
+        default:
+            throw CodedError(ZKE_DIRECTORY_UNREACHABLE, tree.name + ": login of " + name_to_dotted(user.name, true) +
+                                                            ": " + ldap_err2string(answer.result) + " " + answer.text);
+    }
+}
+
+uint32_t LdapStore::check_password(const Entry &entry, const char *password) {
+    if (offline.active()) {
+        return offline.store()->check_password(entry, password);
+    }
+    // A server takes an empty password for a login as nobody, and says yes.
+    if (*password == '\0') {
+        return ZKE_WRONG_PASSWORD;
+    }
+    return loginResult(servers.tryPassword({name_to_dn(entry.name, root), password}), entry);
+}
+
+uint32_t LdapStore::login(EntryPtr *user, const char *password) {
+    if (*password == '\0') {
+        return ZKE_WRONG_PASSWORD;
+    }
+    if (offline.active()) {
+        return offline.login(**user, password);
+    }
+    EntryPtr asked = *user;
+    LdapAnswer answer;
+    try {
+        answer = servers.login({name_to_dn(asked->name, root), password});
+    } catch (const LdapTrouble &trouble) {
+        if (trouble.code == ZKE_TLS_REQUIRED || !offline.begin(asked->name)) {
+            throw;
+        }
+        return offline.login(*asked, password);
+    }
+    forget();
+    uint32_t code = loginResult(answer, *asked);
+    if (code != ZK_OK) {
+        return code;
+    }
+    readSession(*asked);
+    code = find(asked->name, Aliases::Keep, user);
+    if (code == ZK_OK && tree.ldap.offline) {
+        identity = *user;
+        offline.keep(identity, password);
+        saveOffline();
+    }
+    return code;
+}
+
+void LdapStore::saveOffline() {
+    if (identity == nullptr) {
+        return;
+    }
+    std::vector<Name> inGroups;
+    groups_of(*identity, &inGroups);
+    std::vector<EntryPtr> all = site;
+    for (const auto &same : read) {
+        all.insert(all.end(), same.second.begin(), same.second.end());
+    }
+    offline.save(all, inGroups);
+}
+
+void LdapStore::logout() {
+    servers.logout();
+    offline.end();
+    forget();
+}
+
+// Another user may read other things.
+void LdapStore::forget() {
+    read.clear();
+    absent.clear();
+    groups.clear();
+    site.clear();
+    identity.reset();
+    siteRead = false;
+    siteCopyTried = true; // what was read before a login is another user's
+    siteFromCopy.reset();
+    anythingSeen = false;
+}
+
+} // namespace
+
+std::unique_ptr<DirectoryStore> ldap_store_make(const ConfigTree &tree, const Name &base) {
+    return std::make_unique<LdapStore>(tree, base);
+}
