@@ -67,13 +67,14 @@ int descriptor_of(Sockbuf_IO_Desc *layer) {
     return descriptor;
 }
 
+// Straight to the socket: libldap's own layer would raise SIGPIPE in the calling program when a server is gone.
 ber_slen_t wire_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     LdapWatch *watch = watch_of(layer);
     for (;;) {
         if (!watch->waitFor(descriptor_of(layer), POLLIN)) {
             return -1;
         }
-        ber_slen_t got = LBER_SBIOD_READ_NEXT(layer, buffer, size);
+        ber_slen_t got = recv(descriptor_of(layer), buffer, size, 0);
         if (got < 0 && (errno == EINTR || errno == EAGAIN)) {
             continue;
         }
@@ -90,7 +91,7 @@ ber_slen_t wire_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
         if (!watch->waitFor(descriptor_of(layer), POLLOUT)) {
             return -1;
         }
-        ber_slen_t put = LBER_SBIOD_WRITE_NEXT(layer, buffer, size);
+        ber_slen_t put = send(descriptor_of(layer), buffer, size, MSG_NOSIGNAL);
         if (put >= 0 || (errno != EINTR && errno != EAGAIN)) {
             return put;
         }
