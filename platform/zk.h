@@ -207,6 +207,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_ACCOUNT_LOCKED 0xFFFFE002u
 #define ZKE_NOT_LOGGED_IN 0xFFFFE003u
 #define ZKE_NO_ACCESS 0xFFFFE004u
+// From here to ZKE_TLS_REQUIRED: the directory could not be asked, ZKGetLastErrorText tells why.
 #define ZKE_DIRECTORY_UNREACHABLE 0xFFFFE010u
 #define ZKE_BAD_DIRECTORY_DATA 0xFFFFE011u // the tree's file or the configuration could not be read
 #define ZKE_SERVER_SILENT 0xFFFFE012u      // a directory server took the connection and gave no answer in time
