@@ -68,7 +68,7 @@ class DirectoryStore {
     virtual uint32_t find_user(const Name &name, EntryPtr *user) { return find(name, Aliases::Follow, user); }
 
     // Logs in: from now on the directory is asked as this user, and `*user` becomes the entry as the user may read it.
-    // The results are those of check_password. A failed login leaves nobody logged in.
+    // The results are those of check_password. After a failed login whoever was logged in before still is.
     virtual uint32_t login(EntryPtr *user, const char *password) { return check_password(**user, password); }
     virtual void logout() {}
 };

@@ -137,6 +137,7 @@ void LdapConnection::setOptions(LdapDeadline deadline) {
 void LdapConnection::setTlsOptions(int requireCertificate) {
     const OptionRow numbers[] = {
         {LDAP_OPT_X_TLS_REQUIRE_CERT, requireCertificate},
+        {LDAP_OPT_X_TLS_REQUIRE_SAN, LDAP_OPT_X_TLS_ALLOW}, // names in the certificate's list come before its subject
         {LDAP_OPT_X_TLS_PROTOCOL_MIN, LDAP_OPT_X_TLS_PROTOCOL_TLS1_2},
     };
     for (const OptionRow &row : numbers) {

@@ -115,12 +115,16 @@ LdapAnswer LdapServers::search(const LdapSearch &search) {
     return run([&](LdapConnection &server, LdapDeadline deadline) { return server.search(search, deadline); });
 }
 
-LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked) {
-    // Aside, so that the connection is made as nobody and the one in use stays as it is.
+LdapAnswer LdapServers::bindAsNobody(const LdapIdentity &asked, std::unique_ptr<LdapConnection> *bound, size_t *where) {
     std::unique_ptr<LdapConnection> keptConnection = std::move(connection);
     size_t keptCurrent = current;
     LdapIdentity keptIdentity = std::move(identity);
+    if (keptIdentity.dn().empty()) {
+        connection = std::move(keptConnection); // a connection of nobody's may become the user's
+    }
     auto putBack = [&]() {
+        *bound = std::move(connection);
+        *where = current;
         connection = std::move(keptConnection);
         current = keptCurrent;
         identity = std::move(keptIdentity);
@@ -136,12 +140,19 @@ LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked) {
     }
 }
 
+LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked) {
+    std::unique_ptr<LdapConnection> bound;
+    size_t where = 0;
+    return bindAsNobody(asked, &bound, &where);
+}
+
 LdapAnswer LdapServers::login(LdapIdentity asked) {
-    // A refused login leaves a connection as nobody, so whoever was logged in before is logged out either way.
-    identity = LdapIdentity();
-    LdapAnswer answer =
-        run([&](LdapConnection &server, LdapDeadline deadline) { return server.bind(asked, deadline); });
+    std::unique_ptr<LdapConnection> bound;
+    size_t where = 0;
+    LdapAnswer answer = bindAsNobody(asked, &bound, &where);
     if (answer.result == LDAP_SUCCESS) {
+        connection = std::move(bound);
+        current = where;
         identity = std::move(asked);
     }
     return answer;

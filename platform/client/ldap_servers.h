@@ -18,10 +18,10 @@ class LdapServers {
     // Both throw LdapTrouble when no server gave an answer: with the code of the failure when all failed alike,
     // otherwise ZKE_DIRECTORY_UNREACHABLE, and a sentence that tells what each server did.
     LdapAnswer search(const LdapSearch &search);
-    // Asks whether the password is right, on a connection of its own; who is logged in stays so.
+    // Asks whether the password is right; who is logged in stays so.
     LdapAnswer tryPassword(const LdapIdentity &identity);
 
-    // From now on requests are made as this user. Taken only when the answer is LDAP_SUCCESS.
+    // From now on requests are made as this user, when the answer is LDAP_SUCCESS; otherwise who is logged in stays so.
     LdapAnswer login(LdapIdentity identity);
     // From now on requests are made as nobody.
     void logout();
@@ -36,6 +36,8 @@ class LdapServers {
     using Request = std::function<LdapAnswer(LdapConnection &, LdapDeadline)>;
 
     LdapAnswer run(const Request &request);
+    // Logs in on a connection that is nobody's, and hands that out.
+    LdapAnswer bindAsNobody(const LdapIdentity &asked, std::unique_ptr<LdapConnection> *bound, size_t *where);
     bool runOnCurrent(const Request &request, LdapDeadline deadline, LdapAnswer *answer);
     bool runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer);
     void markDown(size_t number, const LdapTrouble &trouble);

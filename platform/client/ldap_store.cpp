@@ -535,11 +535,11 @@ uint32_t LdapStore::login(EntryPtr *user, const char *password) {
         }
         return offline.login(*asked, password);
     }
-    forget();
     uint32_t code = loginResult(answer, *asked);
     if (code != ZK_OK) {
         return code;
     }
+    forget();
     readSession(*asked);
     code = find(asked->name, Aliases::Keep, user);
     if (code == ZK_OK && tree.ldap.offline) {

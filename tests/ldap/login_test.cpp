@@ -196,3 +196,24 @@ TEST_F(LdapLogin, ChecksAnotherUsersPasswordWithoutChangingWhoIsLoggedIn) {
     EXPECT_EQ(ZKLoginToFileServer(other, "admin", 256, "starfish"), ZK_OK) << lastError();
     EXPECT_EQ(who_am_i(here), "jdoe.sales.acme");
 }
+
+TEST_F(LdapLogin, AFailedLoginLeavesWhoWasLoggedIn) {
+    Slapd::Setup setup = sample();
+    setup.access = "access to attrs=userPassword by anonymous auth by * none\naccess to * by users read by * none\n";
+    Slapd server(setup);
+    onServers({server.uri()});
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    EXPECT_EQ(loginHere("jdoe.sales.acme", "wrong"), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(who_am_i(here), "jdoe.sales.acme");
+    EXPECT_EQ(read(here, "admin.acme", "Full Name"), std::vector<std::string>{"Pat Ashby"}) << lastError();
+}
+
+TEST_F(LdapLogin, NobodyReadsAsTheUserAfterALogout) {
+    Slapd::Setup setup = sample();
+    setup.access = "access to attrs=userPassword by anonymous auth by * none\naccess to * by users read by * none\n";
+    Slapd server(setup);
+    onServers({server.uri()});
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    ASSERT_EQ(ZKDSLogout(here), ZK_OK);
+    EXPECT_TRUE(read(here, "jdoe.sales.acme", "Full Name").empty());
+}
