@@ -143,11 +143,12 @@ void LdapConnection::setTlsOptions(int requireCertificate) {
     for (const OptionRow &row : numbers) {
         must(ldap_set_option(ld, row.option, &row.value), address, "a TLS option");
     }
-    // No certificate of the client's own, and no authorities beside the configured file.
-    for (int option : {LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE}) {
+    // No certificate of the client's own, no authorities beside the configured file, the TLS library's own choice of
+    // ciphers.
+    for (int option :
+         {LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CIPHER_SUITE}) {
         must(ldap_set_option(ld, option, nullptr), address, "a TLS option");
     }
-    must(ldap_set_option(ld, LDAP_OPT_X_TLS_CIPHER_SUITE, "NORMAL"), address, "a TLS option");
     must(ldap_set_option(ld, LDAP_OPT_X_TLS_CACERTFILE, config.caFile.c_str()), address, "the CA file");
     const int client = 0;
     if (ldap_set_option(ld, LDAP_OPT_X_TLS_NEWCTX, &client) != LDAP_OPT_SUCCESS) {

@@ -13,12 +13,14 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "platform/zk.h"
 
 namespace {
 
 constexpr unsigned char sequence_tag = 0x30;
+constexpr unsigned char number_tag = 0x02;
 // Above the transport itself and below everything that libldap puts on it; above TLS, where messages are in the clear.
 constexpr int wire_level = LBER_SBIOD_LEVEL_PROVIDER + 1;
 constexpr int message_level = LBER_SBIOD_LEVEL_APPLICATION;
@@ -223,12 +225,39 @@ LdapFraming::Verdict LdapFraming::takeHead(unsigned char byte) {
         }
         rest = length;
         headLength = 0;
+        start = 0;
+        startEnd = 0;
+        started = false;
+    }
+    return Fine;
+}
+
+LdapFraming::Verdict LdapFraming::takeStart(unsigned char byte) {
+    constexpr std::string_view answers = "\x61\x64\x65\x67\x69\x6B\x6D\x6F\x73\x78\x79";
+    size_t at = start++;
+    if (at == 0) {
+        return byte == number_tag ? Fine : Malformed;
+    }
+    if (at == 1) {
+        startEnd = 2 + byte;
+        return byte >= 1 && byte <= 4 ? Fine : Malformed;
+    }
+    if (at == startEnd) {
+        started = true;
+        return answers.find(static_cast<char>(byte)) != std::string_view::npos ? Fine : Malformed;
     }
     return Fine;
 }
 
 LdapFraming::Verdict LdapFraming::take(const unsigned char *bytes, size_t count) {
     for (size_t i = 0; i < count;) {
+        if (rest > 0 && !started) {
+            rest--;
+            if (takeStart(bytes[i++]) != Fine || (rest == 0 && !started)) {
+                return Malformed;
+            }
+            continue;
+        }
         if (rest > 0) {
             size_t step = static_cast<size_t>(std::min<uint64_t>(rest, count - i));
             rest -= step;

@@ -25,7 +25,10 @@ class LdapTrouble : public CodedError {
 constexpr size_t ldap_message_limit = size_t{20} * 1024 * 1024;
 constexpr size_t ldap_answer_limit = size_t{256} * 1024 * 1024;
 
-// Splits a byte stream into LDAP messages by their outermost tag and length, without keeping any of it.
+// Splits a byte stream into LDAP messages by their outermost tag and length, without keeping any of it, and looks at
+// how each begins: a number, then one of the answers that there are.
+//
+//     message ::= 30 length 02 (01|02|03|04) byte+ answer-tag ...
 class LdapFraming {
   public:
     enum Verdict { Fine, Malformed, TooLarge };
@@ -36,11 +39,15 @@ class LdapFraming {
 
   private:
     Verdict takeHead(unsigned char byte);
+    Verdict takeStart(unsigned char byte);
 
     size_t headLength = 0;
     size_t lengthBytes = 0;
     uint64_t length = 0;
-    uint64_t rest = 0; // of the current message's body
+    uint64_t rest = 0;   // of the current message's body
+    size_t start = 0;    // bytes of the body's start that have been seen
+    size_t startEnd = 0; // position of the answer's tag in the body, once its number's length is known
+    bool started = false;
 };
 
 // Watches one LDAP handle. Must outlive it.

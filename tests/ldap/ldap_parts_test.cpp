@@ -30,19 +30,30 @@ TEST(LdapFilter, JoinsOnlyWhereThereIsSomethingToJoin) {
 
 TEST(LdapFraming, FollowsMessagesByteByByte) {
     LdapFraming framing;
-    const std::string messages("\x30\x02\x01\x02\x30\x81\x01\x07", 8);
+    const std::string messages("\x30\x05\x02\x01\x07\x65\x00\x30\x81\x06\x02\x02\x01\x00\x64\x00", 16);
     for (size_t i = 0; i < messages.size(); i++) {
-        EXPECT_EQ(take(&framing, messages.substr(i, 1)), LdapFraming::Fine);
-        EXPECT_EQ(framing.inMessage(), i != 3 && i != 7) << i;
+        EXPECT_EQ(take(&framing, messages.substr(i, 1)), LdapFraming::Fine) << i;
+        EXPECT_EQ(framing.inMessage(), i != 6 && i != 15) << i;
     }
 }
 
 TEST(LdapFraming, RefusesWhatIsNoMessage) {
-    const std::string refused[] = {"H", "\x30\x80", std::string("\x30\x00", 2), "\x30\x89",
-                                   std::string("\x30\x81\x00", 3)};
+    const std::string refused[] = {
+        "H",                                // another protocol
+        "\x30\x80",                         // no length
+        std::string("\x30\x00", 2),         // nothing in it
+        "\x30\x89",                         // a length of nine bytes
+        std::string("\x30\x81\x00", 3),     // nothing in it, told at length
+        "\x30\x05\x04",                     // begins with a text
+        std::string("\x30\x05\x02\x00", 4), // an empty number
+        "\x30\x05\x02\x05",                 // a number of 40 bits
+        "\x30\x05\x02\x01\x01\x63",         // a request
+        "\x30\x05\x02\x01\x01\x99",         // nothing known
+        "\x30\x03\x02\x01\x01",             // ends before it says what it is
+    };
     for (const std::string &bytes : refused) {
         LdapFraming framing;
-        EXPECT_EQ(take(&framing, bytes), LdapFraming::Malformed);
+        EXPECT_EQ(take(&framing, bytes), LdapFraming::Malformed) << ::testing::PrintToString(bytes);
     }
 }
 
