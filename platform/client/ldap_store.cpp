@@ -63,9 +63,8 @@ class LdapStore : public DirectoryStore {
     bool fitSearchBase(const Name &name);
     std::string groupFilter(const std::string &dn) const;
     void readSession(const Entry &user);
-    void takeGroups(const std::string &dn, const LdapAnswer &answer, const Name &user);
     void readSite();
-    void keepSite(const std::vector<EntryPtr> &found);
+    void keepSite(const LdapAnswer &answer);
     uint32_t loginResult(const LdapAnswer &answer, const Entry &user) const;
     void forget();
     void saveOffline();
@@ -346,20 +345,6 @@ std::string LdapStore::groupFilter(const std::string &dn) const {
     return filter_or({filter_equal(entries.siteName("member"), dn), filter_equal("uniqueMember", dn)});
 }
 
-void LdapStore::takeGroups(const std::string &dn, const LdapAnswer &answer, const Name &user) {
-    if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
-        throw DataError(tree.name + ": the server's size limit cuts the list of groups of " +
-                        name_to_dotted(user, true) + " off after " + std::to_string(answer.entries.size()));
-    }
-    std::vector<Name> &found = groups[dn];
-    for (const LdapEntry &entry : answer.entries) {
-        Name name;
-        if (name_parse_dn(entry.dn, root, &name, nullptr)) {
-            found.push_back(name);
-        }
-    }
-}
-
 uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
     if (offline.active()) {
         return offline.store()->groups_of(entry, found);
@@ -367,16 +352,33 @@ uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
     std::string dn = name_to_dn(entry.name, root);
     if (groups.count(dn) == 0) {
         LdapSearch wanted = {name_to_dn(searchBase(), root), LDAP_SCOPE_SUBTREE, groupFilter(dn), {LDAP_NO_ATTRS}};
-        takeGroups(dn, servers.search(wanted), entry.name);
+        LdapAnswer answer = servers.search(wanted);
+        if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
+            throw DataError(tree.name + ": the server's size limit cuts the list of groups of " +
+                            name_to_dotted(entry.name, true) + " off after " + std::to_string(answer.entries.size()));
+        }
+        std::vector<Name> &names = groups[dn];
+        for (const LdapEntry &one : answer.entries) {
+            Name name;
+            if (name_parse_dn(one.dn, root, &name, nullptr)) {
+                names.push_back(name);
+            }
+        }
     }
     const std::vector<Name> &known = groups[dn];
     found->insert(found->end(), known.begin(), known.end());
     return ZK_OK;
 }
 
-void LdapStore::keepSite(const std::vector<EntryPtr> &found) {
+void LdapStore::keepSite(const LdapAnswer &answer) {
     siteRead = true;
-    site = found;
+    site.clear();
+    for (const LdapEntry &one : answer.entries) {
+        EntryPtr entry = keep(one);
+        if (entry != nullptr && is_site_object(*entry)) {
+            site.push_back(entry);
+        }
+    }
     siteCopy.write(site);
 }
 
@@ -388,11 +390,10 @@ std::string site_filter() {
     return filter_or(filters);
 }
 
-// With the login's own objects, so that a script's first statements find everything there: the user, the containers
-// above, the profile, the groups, and the servers, volumes and maps of the site.
+// What every login needs: the user, the containers above, the profile, and the servers, volumes and maps of the site.
+// Not the groups: who is in a thousand of them would wait for their attributes, while the names alone are enough.
 void LdapStore::readSession(const Entry &user) {
-    std::string dn = name_to_dn(user.name, root);
-    std::vector<std::string> filters = {groupFilter(dn), site_filter()};
+    std::vector<std::string> filters = {site_filter()};
     std::vector<Name> own;
     for (size_t i = 0; i + searchBase().size() <= user.name.size(); i++) {
         own.push_back(above(user.name, i));
@@ -407,23 +408,7 @@ void LdapStore::readSession(const Entry &user) {
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
         return; // each is asked for when it is wanted
     }
-    LdapAnswer inGroups;
-    std::vector<EntryPtr> ofSite;
-    for (const LdapEntry &one : answer.entries) {
-        EntryPtr entry = entries.make(one);
-        auto same = [&](const Name &name) { return entry != nullptr && name_equal(entry->name, name); };
-        bool isSite = entry != nullptr && is_site_object(*entry);
-        if (isSite || std::any_of(own.begin(), own.end(), same)) {
-            EntryPtr once = keep(one);
-            if (isSite) {
-                ofSite.push_back(once);
-            }
-        } else {
-            inGroups.entries.push_back(one);
-        }
-    }
-    takeGroups(dn, inGroups, user.name);
-    keepSite(ofSite);
+    keepSite(answer);
 }
 
 void LdapStore::readSite() {
@@ -435,14 +420,7 @@ void LdapStore::readSite() {
         throw DataError(tree.name + ": the server's size limit cuts the list of servers and volumes off after " +
                         std::to_string(answer.entries.size()));
     }
-    std::vector<EntryPtr> found;
-    for (const LdapEntry &one : answer.entries) {
-        EntryPtr entry = keep(one);
-        if (entry != nullptr && is_site_object(*entry)) {
-            found.push_back(entry);
-        }
-    }
-    keepSite(found);
+    keepSite(answer);
 }
 
 uint32_t LdapStore::find_server(std::string_view name, EntryPtr *server) {

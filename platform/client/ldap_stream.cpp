@@ -72,6 +72,10 @@ int descriptor_of(Sockbuf_IO_Desc *layer) {
 // Straight to the socket: libldap's own layer would raise SIGPIPE in the calling program when a server is gone.
 ber_slen_t wire_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     LdapWatch *watch = watch_of(layer);
+    // A server sends an answer in several small pieces, and waits with the second until the first is acknowledged; the
+    // system would take its time (40 ms) for that. The setting lasts for a moment only. A local socket has none.
+    int on = 1;
+    setsockopt(descriptor_of(layer), IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
     for (;;) {
         if (!watch->waitFor(descriptor_of(layer), POLLIN)) {
             return -1;
