@@ -1,11 +1,11 @@
 // File specifications: what a script's notation for a network file yields.
 //
-// A specification's value is not a name but the whole text of the file, empty when there is none. The functions here run
-// while the statement is parsed and regardless of the conditional level: a file named in a skipped branch is still
+// A specification's value is not a name but the whole text of the file, empty when there is none. The functions here
+// run while the statement is parsed and regardless of the conditional level: a file named in a skipped branch is still
 // looked up, and its message still written. That is required.
 //
-//     VOLUME:path            on the default server; or a drive letter; or a volume or directory-map object (".obj:path")
-//     SERVER/VOLUME:path     "/" and "\" are the same
+//     VOLUME:path            on the default server; or a drive letter; or a volume or directory-map object
+//     (".obj:path") SERVER/VOLUME:path     "/" and "\" are the same
 //     \\SERVER\VOLUME\path
 //     path                   in the directory of the current drive
 #ifndef COMMANDS_FILE_SPEC_H

@@ -16,7 +16,7 @@
 
 std::string server_file_mount_point() {
     constexpr size_t longest = 256;
-    const std::string told = machine_module_setting("Marfs mount=");
+    const std::string told = machine_module_setting("Marfs mount=").value_or("");
     return told.empty() ? place_mount_point : told.substr(0, longest);
 }
 
@@ -32,8 +32,10 @@ static bool leaves_its_root(const std::string &name) {
     for (size_t start = 0; start <= name.size();) {
         const size_t end = std::min(name.find('/', start), name.size());
         const std::string part = name.substr(start, end - start);
-        if (part == "..") depth--;
-        else if (!part.empty() && part != ".") depth++;
+        if (part == "..")
+            depth--;
+        else if (!part.empty() && part != ".")
+            depth++;
         if (depth < 0) return true;
         start = end + 1;
     }
@@ -67,8 +69,8 @@ static void authenticate(uint32_t handle, uint32_t connection, const std::string
 // Connects to the server and returns its own name for itself; empty when it cannot be reached.
 static std::string reach_server(uint32_t handle, const std::string &server) {
     uint32_t connection = 0;
-    const uint32_t code = ZKCCOpenConnByName(0, server.c_str(), ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY,
-                                             &connection);
+    const uint32_t code =
+        ZKCCOpenConnByName(0, server.c_str(), ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection);
     if (code != 0) {
         say("Unable to connect to server: %1$s (%2$X)\n", server.c_str(), code);
         return "";

@@ -30,9 +30,11 @@ std::string attribute_compare_wanted(const char *name) {
     return abbreviated(wanted.c_str());
 }
 
+namespace {
 struct ContextFree {
     void operator()(const uint32_t *context) const { ZKDSFreeContext(*context); }
 };
+} // namespace
 
 // Canonicalizes the object's name for the trace and binds a scratch context to the caller's tree. Returns 0 or the code
 // of the first call that failed; `saved` are the flags that the caller's context had.

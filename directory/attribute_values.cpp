@@ -55,7 +55,9 @@ static std::string_view text_at(const AttributeValue &value, const char *pointer
     return bytes.substr(0, bytes.find('\0'));
 }
 
-static std::string days_text(int64_t seconds) { return std::to_string(seconds / seconds_per_day); }
+static std::string days_text(int64_t seconds) {
+    return std::to_string(seconds / seconds_per_day);
+}
 
 static bool is_password_expiration(std::string_view attribute) {
     std::string spelled(attribute);
@@ -121,15 +123,20 @@ static std::string postal_text(const AttributeValue &value, std::string_view) {
     return text;
 }
 
+namespace {
 struct Conversion {
     uint32_t syntax;
     std::string (*text)(const AttributeValue &value, std::string_view attribute);
 };
+} // namespace
 
 static const Conversion conversions[] = {
-    {ZK_SYNTAX_TIME, time_text},           {ZK_SYNTAX_INTERVAL, interval_text},
-    {ZK_SYNTAX_COUNTER, counter_text},     {ZK_SYNTAX_NUMERIC_TEXT, numeric_text},
-    {ZK_SYNTAX_NETWORK_ADDRESS, address_text}, {ZK_SYNTAX_PATH, path_text},
+    {ZK_SYNTAX_TIME, time_text},
+    {ZK_SYNTAX_INTERVAL, interval_text},
+    {ZK_SYNTAX_COUNTER, counter_text},
+    {ZK_SYNTAX_NUMERIC_TEXT, numeric_text},
+    {ZK_SYNTAX_NETWORK_ADDRESS, address_text},
+    {ZK_SYNTAX_PATH, path_text},
     {ZK_SYNTAX_POSTAL_ADDRESS, postal_text},
 };
 
@@ -144,4 +151,6 @@ std::string attribute_values_text(const AttributeValue &value, std::string_view 
     return row ? row->text(value, attribute) : std::string(value.block.get());
 }
 
-bool attribute_values_is_plain(const AttributeValue &value) { return conversion_of(value.syntax) == nullptr; }
+bool attribute_values_is_plain(const AttributeValue &value) {
+    return conversion_of(value.syntax) == nullptr;
+}

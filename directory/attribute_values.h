@@ -14,8 +14,8 @@
 
 struct AttributeValue {
     uint32_t syntax = 0;
-    OwnedText block;      // at least as large as any of the value layouts, and a NUL stands after the value
-    uint32_t size = 0;    // the value's bytes in the block
+    OwnedText block;   // at least as large as any of the value layouts, and a NUL stands after the value
+    uint32_t size = 0; // the value's bytes in the block
 };
 
 // Fetches the next value of the reply: its size, then the value. Returns 0, the client's code, or ZKE_NO_MEMORY when

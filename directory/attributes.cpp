@@ -14,7 +14,9 @@ QrtAttributeName ctable[] = {
     {nullptr, nullptr},
 };
 
-bool attributes_any_code(uint32_t code) { return code != ZK_OK; }
+bool attributes_any_code(uint32_t code) {
+    return code != ZK_OK;
+}
 
 static uint32_t allocate(ReadBuffer &buffer) {
     ZKDSBuffer *made = nullptr;
@@ -73,11 +75,13 @@ static uint32_t ask_schema(AttributeRead &read) {
     return code == ZK_OK ? ZKE_NO_SUCH_VALUE : code;
 }
 
+namespace {
 // Takes what is to be handed out of one value. Throws std::bad_alloc.
 struct Reader {
     bool everyValue; // or only the first one of an attribute
     void (*take)(AttributeValue &value, const char *attribute, OwnedText &owned, char *&text);
 };
+} // namespace
 
 static uint32_t walk_reply(AttributeRead &read, const Reader &reader, char **text) {
     uint32_t attributes = 0;
@@ -101,8 +105,8 @@ static uint32_t walk_reply(AttributeRead &read, const Reader &reader, char **tex
 }
 
 static void take_text(AttributeValue &value, const char *attribute, OwnedText &owned, char *&text) {
-    owned = attribute_values_is_plain(value) ? std::move(value.block)
-                                             : text_copy(attribute_values_text(value, attribute));
+    owned =
+        attribute_values_is_plain(value) ? std::move(value.block) : text_copy(attribute_values_text(value, attribute));
     text = owned.get();
 }
 
@@ -155,18 +159,17 @@ uint32_t __GetAttribute(uint32_t handle, const char *object, const char *attribu
     return ZKE_NO_MEMORY;
 }
 
+namespace {
 struct ErrorName {
     uint32_t code;
     const char *name;
 };
+} // namespace
 
 static const ErrorName error_names[] = {
-    {ZKE_CONN_INVALID, "ZKE_CONN_INVALID"},
-    {ZKE_SERVER_NO_SLOTS, "ZKE_SERVER_NO_SLOTS"},
-    {ZKE_SERVER_NOT_FOUND, "ZKE_SERVER_NOT_FOUND"},
-    {ZKE_DIFF_OBJECT_ALREADY_AUTHEN, "DIFF_OBJECT_ALREADY_AUTHEN"},
-    {ZKE_NO_SUCH_VALUE, "ERR_NO_SUCH_VALUE"},
-    {ZKE_NO_SUCH_ENTRY, "ERR_NO_SUCH_ENTRY"},
+    {ZKE_CONN_INVALID, "ZKE_CONN_INVALID"},         {ZKE_SERVER_NO_SLOTS, "ZKE_SERVER_NO_SLOTS"},
+    {ZKE_SERVER_NOT_FOUND, "ZKE_SERVER_NOT_FOUND"}, {ZKE_DIFF_OBJECT_ALREADY_AUTHEN, "DIFF_OBJECT_ALREADY_AUTHEN"},
+    {ZKE_NO_SUCH_VALUE, "ERR_NO_SUCH_VALUE"},       {ZKE_NO_SUCH_ENTRY, "ERR_NO_SUCH_ENTRY"},
 };
 
 char *qrt_Error(const char *api, const char *function, int line, uint32_t code) try {

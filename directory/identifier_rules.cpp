@@ -12,12 +12,14 @@
 #include "platform/zk.h"
 #include "qrtscript.h"
 
+namespace {
 struct Rule {
     uint32_t code;
     bool (*produce)(const IdentifierRequest &request, const Rule &rule, std::string &value);
     const char *detail;   // a constant, a clock format or an attribute's name
     const char *fallback; // when the attribute cannot be read; null: there is no value then
 };
+} // namespace
 
 // ---- the clock: read anew for each identifier ----
 
@@ -153,8 +155,8 @@ static bool home_directory(const IdentifierRequest &request, const Rule &rule, s
     char rest[volumes_rest_size] = "";
     uint32_t connection = 0;
     uint16_t resolved = 0;
-    bool found = volumePart.size() < volumes_name_size &&
-                 qrt_ZKDSParsePath(request.handle, volumePart.c_str(), server, &connection, volume, rest, &resolved) == 0;
+    bool found = volumePart.size() < volumes_name_size && qrt_ZKDSParsePath(request.handle, volumePart.c_str(), server,
+                                                                            &connection, volume, rest, &resolved) == 0;
     value = found ? std::string(server) + "/" + volume + ":" + home.substr(volumePart.size()) : home;
     return true;
 }

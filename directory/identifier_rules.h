@@ -1,5 +1,6 @@
 // The rules that give the identifiers of the script language (%LOGIN_NAME, %GREETING_TIME, ...) their values. A new
-// identifier is one row in `itable` (identifiers.cpp), which maps its name to a code, and one row in the table of rules.
+// identifier is one row in `itable` (identifiers.cpp), which maps its name to a code, and one row in the table of
+// rules.
 #ifndef DIRECTORY_IDENTIFIER_RULES_H
 #define DIRECTORY_IDENTIFIER_RULES_H
 

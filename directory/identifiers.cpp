@@ -76,7 +76,8 @@ static std::optional<std::string> find_value(const IdentifierRequest &request, c
     std::optional<std::string> found;
     for (const QrtIdentifier *row = itable; row->name; row++) {
         std::string value;
-        if (text_equal_nocase(row->name, identifier) && identifier_rules_value(request, row->code, value)) found = value;
+        if (text_equal_nocase(row->name, identifier) && identifier_rules_value(request, row->code, value))
+            found = value;
     }
     return found;
 }

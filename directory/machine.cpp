@@ -65,22 +65,23 @@ std::string machine_network_address() {
     return hexadecimal(bytes, sizeof bytes);
 }
 
+namespace {
 struct FileClose {
     void operator()(FILE *file) const { fclose(file); }
 };
+} // namespace
 
-std::string machine_module_setting(const char *key) {
+std::optional<std::string> machine_module_setting(const char *key) {
     std::unique_ptr<FILE, FileClose> file(fopen(place_module_status, "re"));
-    if (!file) return "";
+    if (!file) return std::nullopt;
     char read[1024 + 1] = "";
     read[fread(read, 1, sizeof read - 1, file.get())] = '\0';
     const char *found = strstr(read, key);
-    if (!found) return "";
+    if (!found) return std::nullopt;
     found += strlen(key);
     return std::string(found, strcspn(found, "\n"));
 }
 
 std::string machine_module_version() {
-    const std::string version = machine_module_setting("Marfsd Version=");
-    return version.empty() ? "0.0.0" : version;
+    return machine_module_setting("Marfsd Version=").value_or("0.0.0");
 }

@@ -23,8 +23,8 @@ NameParts names_split(std::string_view name) {
 
 bool names_copy(char *out, size_t size, std::string_view text) {
     bool fits = text.size() < size;
-    if (fits) memcpy(out, text.data(), text.size());
-    out[fits ? text.size() : 0] = '\0';
+    size_t length = fits ? text.copy(out, size - 1) : 0;
+    out[length] = '\0';
     return fits;
 }
 
@@ -51,7 +51,9 @@ char *DSRemoveNameFromFullName(const char *name, char *parent, char *leaf, char 
     return leaf;
 }
 
-char *qrt_DSFindDelimiter(const char *text, const char *delimiter) { return DSFindDelimiter(text, delimiter); }
+char *qrt_DSFindDelimiter(const char *text, const char *delimiter) {
+    return DSFindDelimiter(text, delimiter);
+}
 
 char *qrt_DSRemoveNameFromFullName(const char *name, char *parent, char *leaf, char *typedLeaf) {
     return DSRemoveNameFromFullName(name, parent, leaf, typedLeaf);

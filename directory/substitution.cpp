@@ -10,6 +10,7 @@
 
 static constexpr size_t none = std::string_view::npos;
 
+namespace {
 // The text being worked on is `settled` followed by `open` from `start` on. What is settled holds no reference that
 // could still be replaced, and the room before `start` takes the next value, so that replacing the references of a long
 // text one by one does not move the rest of it each time. Positions count from the text's beginning.
@@ -19,10 +20,15 @@ struct Text {
     size_t start = 0;
     size_t resume = 0; // where a scan from the beginning arrives at when it has passed the settled part
 };
+} // namespace
 
-static size_t text_size(const Text &text) { return text.settled.size() + text.open.size() - text.start; }
+static size_t text_size(const Text &text) {
+    return text.settled.size() + text.open.size() - text.start;
+}
 
-static std::string_view open_part(const Text &text) { return std::string_view(text.open).substr(text.start); }
+static std::string_view open_part(const Text &text) {
+    return std::string_view(text.open).substr(text.start);
+}
 
 // The first `c` at or after `position`, in the open part.
 static size_t find_marker(const Text &text, char c, size_t position) {
@@ -78,12 +84,15 @@ static void replace_first(Text &text, const std::string &old, const std::string 
     put_in_front(text, front + value);
 }
 
+namespace {
 // A reference: its name, and the text that its value replaces.
 struct Reference {
     std::string_view name;
     std::string_view replaced;
+    bool isVariable = false; // of the environment; a "<" inside the quoted form is part of an ordinary name
     bool closedByQuote = false;
 };
+} // namespace
 
 // `rest` begins with the marker.
 static Reference parse_reference(std::string_view rest) {
@@ -98,6 +107,7 @@ static Reference parse_reference(std::string_view rest) {
         reference.replaced = rest;
     } else {
         size_t end = std::min(rest.find_first_of(ends, 1), rest.size());
+        reference.isVariable = rest[1] == '<';
         reference.closedByQuote = end < rest.size() && rest[end] == '"';
         if (end < rest.size() && rest[end] == '>') end++;
         reference.name = rest.substr(1, end - 1);
@@ -106,6 +116,7 @@ static Reference parse_reference(std::string_view rest) {
     return reference;
 }
 
+namespace {
 // Who asks: the handle, and the two objects whose attributes count, made when they are first needed. They are null
 // without a current object.
 struct Asker {
@@ -114,14 +125,14 @@ struct Asker {
     OwnedText current, loggedIn;
     bool differ = false;
 };
+} // namespace
 
 static void get_ready(Asker &asker) {
     if (asker.ready) return;
     asker.ready = true;
     asker.current.reset(qrt_Object());
     asker.loggedIn.reset(qrt_LoggedInObject());
-    asker.differ =
-        asker.current && asker.loggedIn && !text_equal_nocase(asker.current.get(), asker.loggedIn.get());
+    asker.differ = asker.current && asker.loggedIn && !text_equal_nocase(asker.current.get(), asker.loggedIn.get());
 }
 
 using Lookup = uint32_t (*)(uint32_t handle, const char *object, const char *name, char **value);
@@ -135,9 +146,10 @@ static bool ask(Lookup lookup, uint32_t handle, const OwnedText &object, const s
     return true;
 }
 
-static bool look_up(Asker &asker, const std::string &name, std::string &value) {
+static bool look_up(Asker &asker, const Reference &reference, std::string &value) {
+    const std::string name(reference.name);
     if (name.empty()) return false;
-    if (name.front() == '<') {
+    if (reference.isVariable) {
         OwnedText variable(qrt_GetEnvVar(name.c_str() + 1));
         value = variable ? variable.get() : "";
         return true;
@@ -149,15 +161,17 @@ static bool look_up(Asker &asker, const std::string &name, std::string &value) {
                              ask(qrt_GetAttribute, asker.handle, asker.loggedIn, name, value)));
 }
 
+namespace {
 // A scan from the text's beginning, up to its next replacement.
 struct Scan {
     size_t position;
-    char sought = '%';        // "<" once no "%" is left
-    size_t marker = none;     // the first one at or after the position
-    bool onlyEmpty = true;    // no reference with a name was met yet
+    char sought = '%';         // "<" once no "%" is left
+    size_t marker = none;      // the first one at or after the position
+    bool onlyEmpty = true;     // no reference with a name was met yet
     size_t emptyPassed = none; // the last reference without a name that was met, and the one before it
     size_t emptyBefore = none;
 };
+} // namespace
 
 static bool next_marker(Text &text, Scan &scan) {
     if (scan.marker != none && scan.marker >= scan.position) return true;
@@ -215,7 +229,7 @@ static bool replace_next(Text &text, Asker &asker) {
         Reference reference = parse_reference(text_from(text, scan.marker));
         std::string_view replaced = replaced_text(text, scan, reference);
         std::string value;
-        if (look_up(asker, std::string(reference.name), value)) {
+        if (look_up(asker, reference, value)) {
             replace_first(text, std::string(replaced), value);
             return true;
         }

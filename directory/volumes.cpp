@@ -12,8 +12,12 @@
 
 // The two readers below judge a client code by its low 16 bits as a signed number, and hand that number out
 // sign-extended: required, their callers compare with such codes.
-static uint32_t extended(uint32_t code) { return static_cast<uint32_t>(int32_t{static_cast<int16_t>(code)}); }
-static bool low_part_negative(uint32_t code) { return static_cast<int16_t>(code) < 0; }
+static uint32_t extended(uint32_t code) {
+    return static_cast<uint32_t>(int32_t{static_cast<int16_t>(code)});
+}
+static bool low_part_negative(uint32_t code) {
+    return static_cast<int16_t>(code) < 0;
+}
 
 uint32_t qrt_DSGetObjConnID(uint32_t handle, const char *volumeObject, uint32_t *connection, char *server, void *) try {
     char *value = nullptr;
@@ -99,11 +103,13 @@ uint32_t qrt_CheckForDirectoryMap(uint32_t handle, const char *mapObject, char *
     return ZKE_NO_MEMORY;
 }
 
+namespace {
 // A path cut at its volume: "VOL:rest" or "VOL\rest".
 struct VolumePath {
     std::string object;
     std::string rest;
 };
+} // namespace
 
 // False for a path that names a server, which only the client's own parser understands. A "/" before the colon counts
 // only when there is no backslash at all: required.
@@ -136,6 +142,7 @@ static void follow_map(uint32_t handle, VolumePath &split) {
     split.rest = rest;
 }
 
+namespace {
 // What the caller of qrt_ZKDSParsePath gave to be filled.
 struct PathOuts {
     char *server;
@@ -144,6 +151,7 @@ struct PathOuts {
     char *rest;
     uint16_t *resolved;
 };
+} // namespace
 
 static uint32_t ask_client(const char *path, uint32_t pending, const PathOuts &outs) {
     char server[ZK_MAX_NAME + 1] = "";

@@ -25,8 +25,8 @@ void output_put(std::string_view text);
 void output_trace(const char *function, int line, const char *format, ...) __attribute__((format(printf, 3, 4)));
 
 // A trace for levels above `threshold`.
-#define TRACE(threshold, ...) \
-    do { \
+#define TRACE(threshold, ...)                                                         \
+    do {                                                                              \
         if (debug_level > (threshold)) output_trace(__func__, __LINE__, __VA_ARGS__); \
     } while (0)
 

@@ -20,9 +20,7 @@ static void reset_parser(char *objectName, uint32_t contextHandle) {
     objname = objectName;
 }
 
-static void parse() try {
-    yyparse();
-} catch (const std::bad_alloc &) {
+static void parse() try { yyparse(); } catch (const std::bad_alloc &) {
     yyerror("memory exhausted");
 }
 

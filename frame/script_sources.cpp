@@ -75,8 +75,9 @@ uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text
     bool complete = true;
     try {
         script = read_stream(file);
-        // The last line is to end with a line break, whatever the stream ends with.
-        *text = text_copy(script + "\r\n").release();
+        // The last line is to end with a line break, whatever the stream ends with; the text ends at its first zero
+        // byte.
+        *text = text_copy(script.substr(0, script.find('\0')) + "\r\n").release();
     } catch (const std::bad_alloc &) {
         complete = false;
     }

@@ -36,8 +36,8 @@ char *session_replace(char *&global, const char *value) {
 }
 
 void session_clear() {
-    for (char **global : {&CurrentContext, &CurrentObject, &CurrentTree, &InitialContext, &LoginName,
-                          &over_ride_profile}) {
+    for (char **global :
+         {&CurrentContext, &CurrentObject, &CurrentTree, &InitialContext, &LoginName, &over_ride_profile}) {
         free(*global);
         *global = nullptr;
     }
@@ -64,9 +64,7 @@ char *qrt_GetCurrentTree() {
     return CurrentTree;
 }
 
-char *qrt_GetServer() try {
-    return text_copy_or_null(uservars[0]).release();
-} catch (const std::bad_alloc &) {
+char *qrt_GetServer() try { return text_copy_or_null(uservars[0]).release(); } catch (const std::bad_alloc &) {
     return nullptr;
 }
 
@@ -167,7 +165,7 @@ int qrt_abbrivateName(const char *in, char *out, int maxLen) {
         out[copied++] = c;
         if (c == '.' && i + 3 < maxLen) {
             // The second look starts where the first one left off: after a one-letter type it reads three places on
-            // from the "=", so that ".O=a=b" loses "a=" as well. Required: names that compare equal depend on it.
+            // from the "=", so that ".O=ab=c" loses "ab=" as well. Required: names that compare equal depend on it.
             if (at(i + 2) == '=') i += 2;
             if (at(i + 3) == '=') i += 3;
         }

@@ -11,8 +11,8 @@
 #include "qrtscript.h"
 
 // A trace of a step that several functions share, told under the name of the function that was called.
-#define TRACE_FOR(function, threshold, ...) \
-    do { \
+#define TRACE_FOR(function, threshold, ...)                                           \
+    do {                                                                              \
         if (debug_level > (threshold)) output_trace(function, __LINE__, __VA_ARGS__); \
     } while (0)
 

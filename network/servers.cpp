@@ -64,19 +64,23 @@ static uint32_t make_primary(uint32_t handle, const char *server) {
     return code;
 }
 
-uint32_t qrt_SetServer(uint32_t handle, const char *server) {
+uint32_t qrt_SetServer(uint32_t handle, const char *server) try {
     TRACE(6, "entering qrt_SetServer(%s)", server ? server : "");
     uint32_t code = 1;
     if (server) {
+        // The caller may pass the text of %0 itself, which is replaced here.
+        const OwnedText wanted = text_copy(server);
         // %0 is set first, so that it names the server wanted even when that cannot be reached.
-        qrt_SetUserVar(0, server);
-        code = make_primary(handle, server);
+        qrt_SetUserVar(0, wanted.get());
+        code = make_primary(handle, wanted.get());
     }
     if (code == 0)
         say("You are attached to server %s\n", uservars[0] ? uservars[0] : "");
     else
         say("Unable to set primary connection: %X\n", code);
     return code;
+} catch (const std::bad_alloc &) {
+    return ZKE_NO_MEMORY;
 }
 
 // Authenticates the connection with the directory login and reads its state again. The context handle made here is not

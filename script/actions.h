@@ -1,5 +1,5 @@
-// Everything that the grammar's actions call: a complete list of what a script can do. A tool that wants to do something
-// else with a script links the same grammar and tokenizer with its own functions of these names.
+// Everything that the grammar's actions call: a complete list of what a script can do. A tool that wants to do
+// something else with a script links the same grammar and tokenizer with its own functions of these names.
 #ifndef SCRIPT_ACTIONS_H
 #define SCRIPT_ACTIONS_H
 

@@ -23,8 +23,8 @@ void cond_reset() {
 
 static void enter_level(int32_t state) {
     if (condindex == cond_levels - 1) {
-        levels_too_deep++;
-        yyerror("IF nested too deep");
+        // One report for all that is nested in the block that is refused.
+        if (levels_too_deep++ == 0) yyerror("IF nested too deep");
         return;
     }
     condstate[++condindex] = state;
@@ -75,12 +75,18 @@ static int32_t traced(bool result) {
 // `order` is below, equal to or above 0.
 static bool holds(Comparison comparison, int order) {
     switch (comparison) {
-        case COMPARE_EQUAL: return order == 0;
-        case COMPARE_NOT_EQUAL: return order != 0;
-        case COMPARE_GREATER: return order > 0;
-        case COMPARE_NOT_LESS: return order >= 0;
-        case COMPARE_LESS: return order < 0;
-        case COMPARE_NOT_GREATER: return order <= 0;
+        case COMPARE_EQUAL:
+            return order == 0;
+        case COMPARE_NOT_EQUAL:
+            return order != 0;
+        case COMPARE_GREATER:
+            return order > 0;
+        case COMPARE_NOT_LESS:
+            return order >= 0;
+        case COMPARE_LESS:
+            return order < 0;
+        case COMPARE_NOT_GREATER:
+            return order <= 0;
     }
     return false;
 }

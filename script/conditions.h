@@ -25,8 +25,8 @@ bool condition_executing();
 // Back to level 0, for a new script.
 void cond_reset();
 
-// Enters a level that executes when `condition` is 0 and the enclosing level executes. Beyond 199 levels it reports a
-// syntax error and the block is skipped.
+// Enters a level that executes when `condition` is 0 and the enclosing level executes. Beyond 199 levels it reports one
+// syntax error and the whole block is skipped.
 void cond_enter(int32_t condition);
 // Enters a level that skips, for an IF whose condition could not be read, and says so.
 void cond_enter_unreadable();

@@ -5,6 +5,7 @@
 #include "script/conditions.h"
 #include "script/input_buffer.h"
 #include "script/syntax_error.h"
+#include "script/tokenizer.h"
 
 int32_t gotostate = 0;
 char *gotolabel = nullptr;
@@ -12,6 +13,9 @@ int32_t invalidGoToLabel = 0;
 int32_t gotoWasUsed = 0;
 
 void statement_completed() {
+    // A file name that is cut short has switched the whole-line mode on behind its look-ahead: the mistake costs its
+    // own line, not the next one.
+    wholeline = 0;
     if (!gotostate || !condition_executing()) return;
     // An unknown label goes on behind the GOTO, silently: required.
     lex_goto(gotolabel);

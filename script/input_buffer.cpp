@@ -20,9 +20,13 @@ int32_t inputIndex = 0;
 constexpr size_t goto_pattern_size = 80;
 constexpr size_t max_include_depth = 100;
 
-// For each include that is still being read, how many characters of the buffer come after it. Counted from the end, so
-// that a further splice in front of them leaves the numbers as they are.
-static std::vector<int32_t> open_includes;
+// An include that is still being read. Its end is counted from that of the buffer, so that a further splice within it
+// leaves the numbers as they are.
+struct OpenInclude {
+    int32_t start; // the index of its first character
+    int32_t rest;  // the number of characters behind it
+};
+static std::vector<OpenInclude> open_includes;
 
 static void buffer_free(LexBuffer *buffer) {
     if (!buffer) return;
@@ -84,9 +88,13 @@ int lex_getchar(LexBuffer *buffer) {
     return static_cast<unsigned char>(buffer->data[buffer->readPos++]);
 }
 
+// A GOTO leaves an include at either end: a loop around an INCLUDE does not nest.
+static bool include_being_read(const OpenInclude &include, const LexBuffer *active) {
+    return active->readPos > include.start && active->length - active->readPos > include.rest;
+}
+
 static bool include_too_deep(const LexBuffer *active) {
-    const int32_t rest = active->length - active->readPos;
-    while (!open_includes.empty() && open_includes.back() >= rest) open_includes.pop_back();
+    while (!open_includes.empty() && !include_being_read(open_includes.back(), active)) open_includes.pop_back();
     return open_includes.size() >= max_include_depth;
 }
 
@@ -116,7 +124,7 @@ int lex_IncludeFile(const char *includedText) try {
     memcpy(out + before + added, "\r\n", 2);
     memcpy(out + before + added + 2, active->data + before, rest);
     spliced->readPos = active->readPos;
-    open_includes.push_back(static_cast<int32_t>(rest));
+    open_includes.push_back({active->readPos, static_cast<int32_t>(rest)});
     TRACE(4, "old buffer (%i): %s", active->length, active->data);
     TRACE(4, "new buffer (%i): %s", spliced->length, spliced->data);
     TRACE(4, "readPos %i length %i character %i", spliced->readPos, spliced->length, lex_lookaheadchar(spliced));
@@ -138,8 +146,8 @@ static bool move_behind(LexBuffer *buffer, const std::string &pattern) {
     return false;
 }
 
-// The search is textual and from the top on purpose: the first matching line wins, a label stands at the very start of a
-// line other than the first, included text has labels too, and ":label" is met by every line that begins with it.
+// The search is textual and from the top on purpose: the first matching line wins, a label stands at the very start of
+// a line other than the first, included text has labels too, and ":label" is met by every line that begins with it.
 int lex_goto(const char *label) try {
     if (!label || strlen(label) + 2 >= goto_pattern_size) return 1;
     LexBuffer *active = lex_activeBuffer();

@@ -1,8 +1,8 @@
 // The text that is being run: a stack of buffers with a read position each, of which the top one is the active buffer.
 //
-// The tokenizer reads characters from it, INCLUDE splices further text into it at the read position, GOTO moves the read
-// position. Characters are unsigned bytes; 0 means the end. One live entry per running script is all that the language
-// needs: included text is spliced, never pushed.
+// The tokenizer reads characters from it, INCLUDE splices further text into it at the read position, GOTO moves the
+// read position. Characters are unsigned bytes; 0 means the end. One live entry per running script is all that the
+// language needs: included text is spliced, never pushed.
 #ifndef SCRIPT_INPUT_BUFFER_H
 #define SCRIPT_INPUT_BUFFER_H
 

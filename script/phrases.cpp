@@ -87,10 +87,14 @@ OwnedText phrase_not_member(OwnedText group) {
 
 static int32_t calculate(char operation, int64_t a, int64_t b) {
     switch (operation) {
-        case '+': return static_cast<int32_t>(a + b);
-        case '-': return static_cast<int32_t>(a - b);
-        case '*': return static_cast<int32_t>(a * b);
-        default: return b == 0 ? 0 : static_cast<int32_t>(a / b);
+        case '+':
+            return static_cast<int32_t>(a + b);
+        case '-':
+            return static_cast<int32_t>(a - b);
+        case '*':
+            return static_cast<int32_t>(a * b);
+        default:
+            return b == 0 ? 0 : static_cast<int32_t>(a / b);
     }
 }
 

@@ -55,12 +55,24 @@ static std::string translate_escapes(std::string_view raw, char end) {
             break;
         }
         switch (raw[i + 1]) {
-            case 'r': text += '\r'; break;
-            case 'n': text += '\n'; break;
-            case '7': text += '\a'; break;
-            case '"': text += '"'; break;
-            case '\\': text += '\\'; break;
-            default: text += '\\'; continue;
+            case 'r':
+                text += '\r';
+                break;
+            case 'n':
+                text += '\n';
+                break;
+            case '7':
+                text += '\a';
+                break;
+            case '"':
+                text += '"';
+                break;
+            case '\\':
+                text += '\\';
+                break;
+            default:
+                text += '\\';
+                continue;
         }
         i++;
     }

@@ -20,8 +20,9 @@ fi
 [ $# -ge 2 ] || { echo "usage: $0 FOLDER COMMAND [ARGUMENT...]" >&2; exit 64; }
 folder=$(cd "$1" && pwd)
 shift
-if ! unshare -Urm true 2>/dev/null; then
-    echo "This kernel allows no private mount namespace: the sample's volumes are not there." >&2
-    exit 77
-fi
-exec unshare -Urm "$0" --inside "$folder" "$@"
+for namespaces in -Urm -m; do
+    unshare $namespaces true 2>/dev/null || continue
+    exec unshare $namespaces "$0" --inside "$folder" "$@"
+done
+echo "This kernel allows no private mount namespace: the sample's volumes are not there." >&2
+exit 77

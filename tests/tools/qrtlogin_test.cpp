@@ -105,7 +105,9 @@ TEST_F(QrtloginTest, UnknownTree) {
 
 TEST_F(QrtloginTest, NoTreeAtAll) {
     environment["ZKCLIENT_CONF"] = site.path("missing.toml");
-    expect_failure(login(), 4, "cannot find the default tree: there is no such tree");
+    expect_failure(login(), 4,
+                   "cannot find the default tree: there is no such tree: " + site.path("missing.toml") +
+                       ": cannot open the configuration: No such file or directory");
 }
 
 TEST_F(QrtloginTest, AnUnreadableTreeIsToldWithFileAndLine) {

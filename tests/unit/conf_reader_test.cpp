@@ -1,6 +1,8 @@
 #include "config/conf_reader.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -75,6 +77,11 @@ TEST_F(ConfReader, FindsTheValueOfALine) {
         {"lines without a value before it", "\ndebug_level\ndebug_level=\n=debug_level\ndebug_level=5\n", "5"},
         {"an empty part between two equals signs", "debug_level==9\ndebug_level=5\n", "5"},
         {"other keys before it", "x=1\ny=2\ndebug_level=3\n", "3"},
+        {"a comment sign behind a blank is none", " #debug_level=9\ndebug_level=2\n", "9"},
+        {"the key behind a second equals sign", "other=a=debug_level\n", "a"},
+        {"blanks before a second equals sign stay", "debug_level=a =b\n", "a "},
+        {"a second equals sign at the line's end", "debug_level=a=\n", "a"},
+        {"a carriage return alone is a value", "debug_level=\r\n", "\r"},
     };
     for (const auto &row : rows) {
         holds(row.text);
@@ -113,6 +120,12 @@ TEST_F(ConfReader, ReadsALineThatFillsTheReadBuffer) {
     holds(key + longest + "y\ndebug_level=2\n");
     EXPECT_EQ(look_up("debug_level", 512), 0u);
     EXPECT_EQ(value(), "2");
+}
+
+TEST_F(ConfReader, TakesTheEndOfAnOverlongLineAsALineOfItsOwn) {
+    holds("debug_level=" + std::string(conf_line_size - 1 - 12, 'x') + "debug_level=5\n");
+    EXPECT_EQ(look_up(), 0u);
+    EXPECT_EQ(value(), "5");
 }
 
 TEST_F(ConfReader, AnswersAValueThatDoesNotFitWithItsLength) {
@@ -178,6 +191,20 @@ TEST_F(ConfReader, CountsAPathOverItsLimitAsNotReadable) {
         file("qrt/" + name, "key=1\n");
         EXPECT_EQ(look_up("key", 16, name.c_str()), over ? QRT_CONF_NO_FILE : 0u);
     }
+}
+
+TEST_F(ConfReader, ClosesTheFileWhateverTheResult) {
+    const auto next_descriptor = [] {
+        const int descriptor = open("/dev/null", O_RDONLY);
+        close(descriptor);
+        return descriptor;
+    };
+    const int before = next_descriptor();
+    holds("debug_level=12\n");
+    EXPECT_EQ(look_up(), 0u);
+    EXPECT_EQ(look_up("no_such_key"), QRT_CONF_NO_KEY);
+    EXPECT_EQ(look_up("debug_level", 2), QRT_CONF_TOO_LONG);
+    EXPECT_EQ(next_descriptor(), before);
 }
 
 TEST_F(ConfReader, LooksForExactlyTwoNamesInTheOtherFolder) {

@@ -6,8 +6,8 @@
 #include "frame/places.h"
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"
-#include "tests/unit/command_fixture.h"
 #include "tests/unit/program_folder.h"
+#include "tests/unit/script_fixture.h"
 
 namespace {
 
@@ -130,6 +130,44 @@ TEST_F(DriveTest, MapTracesItsLineFromLevelFiveAndItsFailureFromLevelOne) {
     EXPECT_THAT(traces(4, run), Not(HasSubstr("map  a,b")));
     EXPECT_THAT(traces(1, run), HasSubstr("0x1E"));
     EXPECT_EQ(traces(0, run), "");
+}
+
+// MAP, PATH and DRIVE lines in whole scripts.
+class DriveScriptTest : public ScriptTest {
+  protected:
+    DriveScriptTest() {
+        programs_.script("map", "printf map; for a in \"$@\"; do printf '[%s]' \"$a\"; done; echo");
+        configuration_ = programs_.path("");
+        place_config_folder = configuration_.c_str();
+        setenv("HOME", "/home/u", 1);
+    }
+
+    ProgramFolder programs_;
+    std::string configuration_;
+};
+
+TEST_F(DriveScriptTest, PathIsRunExactlyAsTheSameLineAfterMap) {
+    for (const std::string line : {" S2:=X:", " INS S1:=SRV\\SYS:A;SRV\\SYS:B", "  ROOT  H:=%LOGIN_NAME \"a b\"", ""}) {
+        const std::string mapped = printed("MAP" + line + "\n");
+        EXPECT_THAT(mapped, testing::StartsWith("map"));
+        EXPECT_EQ(printed("PATH" + line + "\n"), mapped);
+    }
+    EXPECT_EQ(printed("PATH S2:=X:\n"), "map[S2:=X:]\n");
+}
+
+TEST_F(DriveScriptTest, AFailedMappingEndsTheScriptWithOneAndTheNextStatementRuns) {
+    programs_.script("map", "exit 3");
+    EXPECT_EQ(run("MAP x\nWRITE \"next\"\n"), 1);
+    EXPECT_EQ(output(), "next\n");
+}
+
+TEST_F(DriveScriptTest, DriveTakesTheNameBeforeItsColonOrBehindItsAsterisk) {
+    EXPECT_EQ(run("DRIVE g:\n"), 0);
+    EXPECT_STREQ(driveDir, "/home/u/G");
+    EXPECT_EQ(run("DRIVE *links\n"), 0);
+    EXPECT_STREQ(driveDir, "/home/u/links");
+    EXPECT_EQ(run("DRIVE h\n\n"), 1);
+    EXPECT_STREQ(driveDir, "/home/u/links");
 }
 
 // ---- DRIVE ----

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "script/syntax_error.h"
 #include "tests/unit/command_fixture.h"
 #include "tests/unit/program_folder.h"
 
@@ -92,6 +93,17 @@ TEST_F(ProgramTest, PassesAQuotedSectionAsOneArgumentWithItsQuotes) {
     EXPECT_EQ(run("arguments \"two words\" a_b"), "[\"two words\"][a_b]");
     EXPECT_EQ(run("arguments \"two words\" a_~b"), "[\"two words\"][a_~b]");
     EXPECT_EQ(run("arguments \\\"two words\\\""), "[\"two][words\"]");
+}
+
+TEST_F(ProgramTest, RunsAProgramNamedByItsPath) {
+    const std::string program = path("arguments");
+    setenv("PATH", "/nowhere", 1);
+    EXPECT_EQ(run(program + " a"), "[a]");
+}
+
+TEST_F(ProgramTest, TheProgramsNameIsItsFirstArgument) {
+    programs_.script("name", "echo $0");
+    EXPECT_EQ(run("  name a"), path("name") + "\n");
 }
 
 TEST_F(ProgramTest, DoesNotUseAShell) {
@@ -245,6 +257,13 @@ TEST_F(ProgramTest, AWaitReapsTheOthersThatHaveEnded) {
     program_reap();
 }
 
+TEST_F(ProgramTest, AWaitReapsTheCallersOwnChildrenTooAndIgnoresThem) {
+    if (fork() == 0) _exit(4);
+    await_an_end();
+    EXPECT_EQ(execute_command("leave 3"), 3);
+    EXPECT_FALSE(has_children());
+}
+
 TEST_F(ProgramTest, ReapsOnlyItsOwnAtTheEnd) {
     const pid_t own = fork();
     if (own == 0) _exit(4);
@@ -294,9 +313,11 @@ TEST_F(ProgramTest, StatementsReplaceIdentifiersAndRun) {
 }
 
 TEST_F(ProgramTest, StatementsIgnoreTheExitStatus) {
+    syntax_error = 0;
     program_statement(text("leave 3"));
-    program_statement(text("arguments on"));
-    EXPECT_EQ(output(), "[on]");
+    EXPECT_EQ(syntax_error, 0);
+    program_statement(text("arguments on %ERROR_LEVEL"));
+    EXPECT_EQ(output(), "[on][0]");
 }
 
 TEST_F(ProgramTest, SkippedStatementsRunNothing) {
@@ -309,11 +330,11 @@ TEST_F(ProgramTest, SkippedStatementsRunNothing) {
 
 TEST_F(ProgramTest, TracesTheRawLineFromLevelSix) {
     const auto both = [] {
-        program_statement(text("  "));
+        program_statement(text(" %<PROGRAM_TEST_NONE> "));
         program_nowait_statement(text(" %<PROGRAM_TEST_UNSET> "));
     };
-    EXPECT_THAT(traces(6, both), HasSubstr(" %<PROGRAM_TEST_UNSET> "));
-    EXPECT_EQ(traces(5, both).find("PROGRAM_TEST_UNSET> "), std::string::npos);
+    EXPECT_THAT(traces(6, both), AllOf(HasSubstr(" %<PROGRAM_TEST_NONE> "), HasSubstr(" %<PROGRAM_TEST_UNSET> ")));
+    EXPECT_THAT(traces(5, both), testing::Not(HasSubstr("%<PROGRAM_TEST")));
 }
 
 } // namespace

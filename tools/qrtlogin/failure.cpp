@@ -55,7 +55,8 @@ Failure failure_of(uint32_t code, const std::string &attempt) {
         status = meaning.status;
         text = meaning.text;
     }
-    std::string detail = status == exit_directory ? client_sentence() : "";
+    const bool told = status == exit_directory || status == exit_tree;
+    std::string detail = told ? client_sentence() : "";
     if (!detail.empty()) text += ": " + detail;
     return Failure(status, attempt + ": " + text);
 }

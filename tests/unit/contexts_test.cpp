@@ -1,0 +1,291 @@
+#include "network/contexts.h"
+
+#include <cstdlib>
+
+#include "tests/unit/directory_fixture.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class ContextsTest : public DirectoryTest {
+  protected:
+    void SetUp() override {
+        DirectoryTest::SetUp();
+        unsetenv("TOLAN_USE_BRUNE");
+        spy::tree("ACME_TREE", "SRV1");
+    }
+    void TearDown() override {
+        debug_level = 0;
+        DirectoryTest::TearDown();
+    }
+    static std::string tree_of_context(uint32_t handle) {
+        char name[64] = "";
+        ZKDSGetContext(handle, DCK_TREE_NAME, name);
+        return name;
+    }
+    template <typename Action>
+    static std::string traces(int level, Action action) {
+        testing::internal::CaptureStdout();
+        debug_level = level;
+        action();
+        debug_level = 0;
+        return testing::internal::GetCapturedStdout();
+    }
+    uint32_t handle = 99;
+};
+
+TEST_F(ContextsTest, ContextIsBoundToItsTree) {
+    EXPECT_EQ(qrt_Getctx("acme_tree", &handle), 0u);
+    EXPECT_EQ(handle, 1u);
+    EXPECT_EQ(tree_of_context(handle), "ACME_TREE");
+}
+
+TEST_F(ContextsTest, ContextTakesTheseCalls) {
+    EXPECT_EQ(qrt_Getctx("acme_tree", &handle), 0u);
+    EXPECT_THAT(
+        spy::calls(),
+        ElementsAre("ZKCallsInit(null, null)", "ZKCLXInit(null, null)", "ZKDSCreateContextHandle()",
+                    "ZKDSSetContext(1, DCK_FLAGS, 0x57)", "ZKCCOpenConnByName(0, \"acme_tree\", 32768, 1, 32768)",
+                    "ZKCCGetConnInfo(101, 4, 33)", "ZKDSSetContext(1, DCK_TREE_NAME, \"ACME_TREE\")"));
+}
+
+TEST_F(ContextsTest, EnvironmentIsSetBeforeTheClientStarts) {
+    std::string seen;
+    spy::on_call([&seen](const std::string &) {
+        if (seen.empty()) seen = getenv("TOLAN_USE_BRUNE") ? getenv("TOLAN_USE_BRUNE") : "(unset)";
+    });
+    qrt_Getctx("ACME_TREE", &handle);
+    EXPECT_EQ(seen, "0");
+}
+
+TEST_F(ContextsTest, EnvironmentThatIsSetStays) {
+    setenv("TOLAN_USE_BRUNE", "1", 1);
+    qrt_Getctx("ACME_TREE", &handle);
+    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
+}
+
+TEST_F(ContextsTest, ContextOfAnUnknownTreeIsHandedOutWithoutATree) {
+    EXPECT_EQ(qrt_Getctx("NO_TREE", &handle), 0xFFFFFD42);
+    EXPECT_EQ(handle, 1u);
+    EXPECT_EQ(tree_of_context(handle), "");
+    EXPECT_EQ(qrt_Getctx(nullptr, &handle), 0xFFFFFD42);
+    EXPECT_EQ(handle, 2u);
+}
+
+struct Step {
+    const char *call;
+    int occurrence;
+};
+
+class ContextSteps : public ContextsTest, public testing::WithParamInterface<Step> {};
+
+TEST_P(ContextSteps, FailWithTheirCodeAndHandOutNothing) {
+    spy::fail_nth(GetParam().call, GetParam().occurrence, 0xFFFFFD42);
+    EXPECT_EQ(qrt_Getctx("ACME_TREE", &handle), 0xFFFFFD42);
+    EXPECT_EQ(handle, 0u);
+    EXPECT_EQ(spy::open_contexts(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Contexts, ContextSteps,
+                         testing::Values(Step{"ZKCallsInit", 1}, Step{"ZKCLXInit", 1},
+                                         Step{"ZKDSCreateContextHandle", 1}, Step{"ZKDSSetContext", 1},
+                                         Step{"ZKDSSetContext", 2}));
+
+TEST_F(ContextsTest, SecondInitialisationIsNotMadeAfterAFailedFirst) {
+    spy::fail("ZKCallsInit", 5);
+    EXPECT_EQ(qrt_Getctx("ACME_TREE", &handle), 5u);
+    EXPECT_THAT(spy::calls(), ElementsAre("ZKCallsInit(null, null)"));
+}
+
+TEST_F(ContextsTest, TreeNameIsSpelledAsTheNetworkDoes) {
+    EXPECT_EQ(taken(qrt_GetTreeName("acme_tree")), "ACME_TREE");
+    EXPECT_EQ(taken(qrt_GetTreeFromServer("srv1")), "ACME_TREE");
+    EXPECT_THAT(spy::calls(),
+                ElementsAre("ZKCCOpenConnByName(0, \"acme_tree\", 32768, 1, 32768)", "ZKCCGetConnInfo(101, 4, 33)",
+                            "ZKCCOpenConnByName(0, \"srv1\", 32768, 1, 32768)", "ZKCCGetConnInfo(102, 4, 33)"));
+}
+
+TEST_F(ContextsTest, TreeNameIsNullForNothingAndForTheUnknown) {
+    EXPECT_EQ(qrt_GetTreeName(nullptr), nullptr);
+    EXPECT_EQ(qrt_GetTreeFromServer(nullptr), nullptr);
+    EXPECT_THAT(spy::calls(), IsEmpty());
+    EXPECT_EQ(qrt_GetTreeName("NO_TREE"), nullptr);
+    EXPECT_EQ(qrt_GetTreeFromServer("SRV9"), nullptr);
+    spy::fail("ZKCCGetConnInfo", ZKE_CONN_INVALID);
+    EXPECT_EQ(qrt_GetTreeName("ACME_TREE"), nullptr);
+    EXPECT_EQ(qrt_GetTreeFromServer("SRV1"), nullptr);
+}
+
+struct Padded {
+    std::string answer, name;
+};
+
+class TreeNames : public ContextsTest, public testing::WithParamInterface<Padded> {};
+
+TEST_P(TreeNames, LoseTheirPadding) {
+    spy::connection_answer(ZK_INFO_TREE_NAME, GetParam().answer);
+    EXPECT_EQ(taken(qrt_GetTreeName("ACME_TREE")), GetParam().name);
+}
+
+INSTANTIATE_TEST_SUITE_P(Contexts, TreeNames,
+                         testing::Values(Padded{"ACME_TREE" + std::string(23, '_') + '\0', "ACME_TREE"},
+                                         Padded{"ACME_" + std::string(27, '_') + '\0',
+                                                "ACME"}, // its own "_" goes as well
+                                         Padded{std::string(32, 'X') + '\0', std::string(32, 'X')},
+                                         Padded{"_" + std::string(31, 'X') + '\0', "_" + std::string(31, 'X')},
+                                         Padded{std::string("SHORT_\0", 7), "SHORT_"}, // unpadded: kept
+                                         Padded{std::string(32, '_') + '\0', ""},
+                                         Padded{std::string(33, 'X'), std::string(32, 'X')}, // without its NUL
+                                         Padded{std::string(33, '_'), ""}));
+
+TEST_F(ContextsTest, DefaultServerOfATree) {
+    EXPECT_EQ(taken(qrt_GetDefaultServerFromTree("acme_tree")), "SRV1");
+    EXPECT_THAT(spy::calls(),
+                ElementsAre("ZKCCOpenConnByName(0, \"acme_tree\", 32768, 1, 32768)", "ZKCCGetConnInfo(101, 7, 49)"));
+    EXPECT_EQ(qrt_GetDefaultServerFromTree(nullptr), nullptr);
+    EXPECT_EQ(qrt_GetDefaultServerFromTree("NO_TREE"), nullptr);
+    spy::fail("ZKCCGetConnInfo", ZKE_CONN_INVALID);
+    EXPECT_EQ(qrt_GetDefaultServerFromTree("ACME_TREE"), nullptr);
+}
+
+TEST_F(ContextsTest, ServerNameWithoutItsEndStopsWithItsField) {
+    spy::connection_answer(ZK_INFO_SERVER_NAME, std::string(600, 'S'));
+    EXPECT_EQ(taken(qrt_GetDefaultServerFromTree("ACME_TREE")), std::string(49, 'S'));
+    set(CurrentTree, "ACME_TREE");
+    EXPECT_EQ(taken(qrt_GetDefaultServer()), std::string(512, 'S'));
+}
+
+TEST_F(ContextsTest, DefaultServerIsTheCurrentTrees) {
+    set(CurrentTree, "ACME_TREE");
+    EXPECT_EQ(taken(qrt_GetDefaultServer()), "SRV1");
+    EXPECT_THAT(spy::calls(),
+                ElementsAre("ZKCCOpenConnByName(0, \"ACME_TREE\", 32768, 1, 32768)", "ZKCCGetConnInfo(101, 7, 512)"));
+}
+
+TEST_F(ContextsTest, DefaultServerWithoutATreeIsTheDefaultConnections) {
+    spy::server("SRV2", "OTHER");
+    spy::default_server("SRV2");
+    EXPECT_EQ(taken(qrt_GetDefaultServer()), "SRV2");
+    EXPECT_THAT(spy::calls(),
+                ElementsAre("ZKGetDefaultConnRef()", "ZKCCOpenConnByRef(501, 9, 0)", "ZKCCGetConnInfo(101, 7, 512)"));
+}
+
+TEST_F(ContextsTest, DefaultServerIsNullWhenAStepFails) {
+    EXPECT_EQ(qrt_GetDefaultServer(), nullptr); // no default connection
+    spy::default_server("SRV1");
+    spy::fail_nth("ZKCCOpenConnByRef", 1, ZKE_CONN_INVALID);
+    EXPECT_EQ(qrt_GetDefaultServer(), nullptr);
+    spy::fail_nth("ZKCCGetConnInfo", 1, ZKE_CONN_INVALID);
+    EXPECT_EQ(qrt_GetDefaultServer(), nullptr);
+    EXPECT_EQ(taken(qrt_GetDefaultServer()), "SRV1");
+    set(CurrentTree, "NO_TREE"); // the default connection is then not asked
+    EXPECT_EQ(qrt_GetDefaultServer(), nullptr);
+}
+
+TEST_F(ContextsTest, NumbersOfTheDefaultConnection) {
+    spy::default_server("SRV1");
+    spy::connection_number(12);
+    spy::user_number(0x80000001);
+    EXPECT_EQ(qrt_StationNumber(), 12u);
+    EXPECT_EQ(qrt_UserID(), 0x80000001u);
+    EXPECT_THAT(spy::calls(),
+                ElementsAre("ZKGetDefaultConnRef()", "ZKCCOpenConnByRef(501, 9, 0)", "ZKCCGetConnInfo(101, 5, 4)",
+                            "ZKGetDefaultConnRef()", "ZKCCOpenConnByRef(502, 9, 0)", "ZKCCGetConnInfo(102, 6, 4)"));
+}
+
+TEST_F(ContextsTest, NumbersWithoutAnyConnection) {
+    EXPECT_EQ(qrt_StationNumber(), 0xFFFFFFFF);
+    EXPECT_EQ(qrt_UserID(), 0u);
+}
+
+TEST_F(ContextsTest, NumbersWhenAStepFails) {
+    spy::default_server("SRV1");
+    for (const char *call : {"ZKCCOpenConnByRef", "ZKCCGetConnInfo"}) {
+        spy::mend();
+        spy::fail(call, ZKE_CONN_INVALID);
+        EXPECT_EQ(qrt_StationNumber(), 0xFFFFFFFF) << call;
+        EXPECT_EQ(qrt_UserID(), 0u) << call;
+    }
+}
+
+TEST_F(ContextsTest, TracesOfAContext) {
+    auto make = [this] { qrt_Getctx("acme_tree", &handle); };
+    EXPECT_EQ(traces(4, make), "");
+    EXPECT_THAT(traces(5, make), testing::Not(HasSubstr("qrt_GetTreeName(acme_tree)")));
+    EXPECT_THAT(traces(6, make), testing::Not(HasSubstr("ccode")));
+    std::string above4 = traces(5, make);
+    EXPECT_THAT(above4, HasSubstr("tree name=(ACME_TREE)"));
+    EXPECT_THAT(above4, testing::Not(HasSubstr("ccode")));
+    std::string above5 = traces(6, make);
+    EXPECT_THAT(above5, HasSubstr("qrt_GetTreeName(acme_tree)"));
+    EXPECT_THAT(above5, HasSubstr("ZKCCOpenConnByName returned 0x0"));
+    EXPECT_THAT(above5, HasSubstr("ZKCCGetConnInfo returned 0x0"));
+    EXPECT_THAT(above5, HasSubstr("qrt_GetTreeName found tree (acme_tree)"));
+    std::string above6 = traces(7, make);
+    EXPECT_THAT(above6, HasSubstr("ZKDSSetContext(ctx, DCK_FLAGS, DCV_DEREF_ALIASES etc)  ccode: 0"));
+    EXPECT_THAT(above6, HasSubstr("ZKDSSetContext(ctx, DCK_TREE_NAME, ACME_TREE)  ccode: 0"));
+}
+
+TEST_F(ContextsTest, TracesOfAFailedContext) {
+    EXPECT_EQ(traces(0, [this] { qrt_Getctx("NO_TREE", &handle); }), "");
+    EXPECT_THAT(traces(1, [this] { qrt_Getctx("NO_TREE", &handle); }),
+                HasSubstr("Can not find tree named: \"NO_TREE\""));
+    EXPECT_THAT(traces(6, [this] { qrt_Getctx("NO_TREE", &handle); }),
+                HasSubstr("qrt_GetTreeName could NOT find tree."));
+    spy::fail("ZKDSCreateContextHandle", 0xABC);
+    EXPECT_THAT(traces(5, [this] { qrt_Getctx("ACME_TREE", &handle); }),
+                HasSubstr("ZKDSCreateContextHandle ccode: abc"));
+    spy::mend();
+    spy::fail("ZKDSSetContext", 0xABC);
+    EXPECT_THAT(traces(5, [this] { qrt_Getctx("ACME_TREE", &handle); }), HasSubstr("ZKDSSetContext (1) ccode: abc"));
+    spy::mend();
+    spy::fail_nth("ZKDSSetContext", static_cast<int>(spy::calls("ZKDSSetContext").size()) + 2, 0xABC);
+    EXPECT_THAT(traces(5, [this] { qrt_Getctx("ACME_TREE", &handle); }), HasSubstr("ZKDSSetContext: ccode: abc"));
+    spy::mend();
+    spy::fail("ZKDSSetContext", 0xABC);
+    EXPECT_EQ(traces(4, [this] { qrt_Getctx("ACME_TREE", &handle); }), "");
+}
+
+TEST_F(ContextsTest, QueriesAreTracedAboveFourWhenTheyFailAndAboveFiveWhenTheySucceed) {
+    auto ask = [] {
+        qrt_UserID();
+        qrt_StationNumber();
+        free(qrt_GetDefaultServer());
+        free(qrt_GetDefaultServerFromTree("ACME_TREE"));
+        free(qrt_GetTreeFromServer("SRV1"));
+    };
+    spy::default_server("SRV1");
+    EXPECT_EQ(traces(5, ask), "");
+    spy::fail("ZKCCGetConnInfo", 0xABC);
+    EXPECT_EQ(traces(4, ask), "");
+    spy::fail("ZKGetDefaultConnRef", 0xABC);
+    EXPECT_EQ(traces(4, ask), "");
+}
+
+TEST_F(ContextsTest, TracesOfTheQueries) {
+    EXPECT_THAT(traces(5, [] { qrt_UserID(); }), HasSubstr("ZKGetDefaultConnRef() returned 8801"));
+    EXPECT_THAT(traces(5, [] { qrt_GetDefaultServer(); }), HasSubstr("Error, ZKGetDefaultConnRef() returned 8801"));
+    spy::default_server("SRV1");
+    EXPECT_THAT(traces(6, [] { qrt_UserID(); }), HasSubstr("UserID: 42"));
+    EXPECT_THAT(traces(6, [] { qrt_StationNumber(); }), HasSubstr("Connection Number: 7"));
+    EXPECT_THAT(traces(6, [] { free(qrt_GetDefaultServer()); }), HasSubstr("Default server is: SRV1"));
+    EXPECT_THAT(traces(6, [] { free(qrt_GetDefaultServerFromTree("ACME_TREE")); }),
+                HasSubstr("Default server for tree ACME_TREE, is: SRV1"));
+    EXPECT_THAT(traces(6, [] { free(qrt_GetTreeFromServer("SRV1")); }), HasSubstr("qrt_GetTreeFromServer(SRV1)"));
+    spy::fail("ZKCCGetConnInfo", 0xABC);
+    EXPECT_THAT(traces(5, [] { qrt_StationNumber(); }), HasSubstr("ZKCCGetConnInfo() returned abc"));
+    EXPECT_THAT(traces(5, [] { qrt_GetDefaultServer(); }), HasSubstr("Error, ZKCCGetConnInfo() returned abc"));
+    EXPECT_THAT(traces(5, [] { qrt_GetDefaultServerFromTree("ACME_TREE"); }),
+                HasSubstr("ZKCCGetConnInfo() returned abc"));
+    spy::fail("ZKCCOpenConnByRef", 0xABD);
+    EXPECT_THAT(traces(5, [] { qrt_StationNumber(); }), HasSubstr("ZKCCOpenConnByRef() returned abd"));
+    EXPECT_THAT(traces(5, [] { qrt_GetDefaultServer(); }), HasSubstr("Error, ZKCCOpenConnByRef() returned abd"));
+    set(CurrentTree, "NO_TREE");
+    EXPECT_THAT(traces(5, [] { qrt_GetDefaultServer(); }), HasSubstr("Error, ZKCCOpenConnByName() returned 8847"));
+}
+
+} // namespace

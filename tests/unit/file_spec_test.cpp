@@ -1,0 +1,120 @@
+#include "commands/file_spec.h"
+
+#include "tests/unit/network_file_fixture.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using FileSpecTest = NetworkFileTest;
+
+// ---- messages of the forms ----
+
+TEST_F(FileSpecTest, EachFormReportsAMissingFileInItsWay) {
+    const struct {
+        const char *name, *message;
+    } rows[] = {
+        {"SYS:LOGIN/X.TXT", "Unable to find file:(SYS/LOGIN//X.TXT)\n"},
+        {"SYS:/LOGIN/X.TXT", "Unable to find file:(SYS//LOGIN/X.TXT)\n"},
+        {"SRV1/SYS:/X.TXT", "Unable to find file:SRV1/SYS//X.TXT\n"},
+        {"srv1/sys:/x.txt", "Unable to find file:SRV1/SYS//x.txt\n"},
+        {"/X.TXT", "Unable to find file:/X.TXT\n"},
+        {"\\\\SRV1\\SYS\\X.TXT", "Unable to Find : SRV1/SYS/\\X.TXT\n"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(display(row.name), row.message);
+    }
+}
+
+TEST_F(FileSpecTest, AnEmptyFileCountsAsNotFound) {
+    network_file("SRV1/SYS/EMPTY/X", "");
+    EXPECT_EQ(get_file("SRV1", "SYS/EMPTY/X"), "(1)");
+    EXPECT_EQ(display("SYS:/EMPTY/X"), "Unable to find file:(SYS//EMPTY/X)\n");
+}
+
+TEST_F(FileSpecTest, AFileInASkippedBranchIsLookedUpAllTheSame) {
+    spy::forget_calls();
+    run("IF \"a\" = \"b\" THEN\nDISPLAY SYS:/X\nDISPLAY SRV1/SYS:/X\nDISPLAY /nowhere/x\nEND\n");
+    EXPECT_EQ(output(),
+              "Unable to find file:(SYS//X)\nUnable to find file:SRV1/SYS//X\n"
+              "Unable to find file:/nowhere/x\n");
+}
+
+// ---- the values of the grammar's symbols ----
+
+TEST_F(FileSpecTest, NamesAreUpperCasedInPlace) {
+    OwnedText name = text("srv-1.Acme_x");
+    char *const block = name.get();
+    name = file_upper_case(std::move(name));
+    EXPECT_EQ(name.get(), block);
+    EXPECT_STREQ(name.get(), "SRV-1.ACME_X");
+}
+
+TEST_F(FileSpecTest, PathsAreJoinedFromTheirParts) {
+    EXPECT_STREQ(path_after_word(text("LOGIN"), text("/X.TXT")).get(), "LOGIN//X.TXT");
+    EXPECT_STREQ(path_after_word(text("X.TXT"), text("")).get(), "X.TXT/");
+    EXPECT_STREQ(path_after_word(text("MY"), text(" FILE")).get(), "MY FILE");
+    EXPECT_STREQ(path_after_separator(text("LOGIN/X")).get(), "/LOGIN/X");
+    EXPECT_STREQ(path_after_separator(text("")).get(), "/");
+}
+
+TEST_F(FileSpecTest, ADottedNameReadsNothing) {
+    EXPECT_STREQ(file_dotted(text("name"), text("path")).get(), "");
+    EXPECT_EQ(output(), "");
+    EXPECT_THAT(spy::calls(), IsEmpty());
+}
+
+// ---- drive letters ----
+
+class DriveLetterTest : public FileSpecTest {
+  protected:
+    DriveLetterTest() {
+        folder_.file("config/map.conf", "Map_Link_Default_Location=/home/u\n");
+        spy::server("SRV2");
+        spy::authenticated("SRV2");
+    }
+};
+
+TEST_F(DriveLetterTest, ADriveIsFollowedWhenTheDefaultServerHasNoSuchFile) {
+    spy::mapped_drive("/home/u/F", "SRV2/DATA:users/jdoe");
+    network_file("SRV2/DATA/users/jdoe/X.TXT", "on drive F");
+    EXPECT_EQ(display("F:X.TXT"), "on drive F");
+    EXPECT_EQ(display("f:X.TXT"), "on drive F");
+    const std::vector<std::string> opened = spy::calls("ZKCCOpenConnByName");
+    EXPECT_THAT(opened[0], HasSubstr("\"SRV1\""));
+    EXPECT_THAT(opened[1], HasSubstr("\"SRV2\""));
+}
+
+TEST_F(DriveLetterTest, TheDefaultServersFileComesFirst) {
+    spy::mapped_drive("/home/u/F", "SRV2/DATA:users/jdoe");
+    network_file("SRV1/F/X.TXT", "on volume F");
+    EXPECT_EQ(display("F:X.TXT"), "on volume F");
+    EXPECT_THAT(spy::calls("ZKGetMappedDrives"), IsEmpty());
+}
+
+TEST_F(DriveLetterTest, OnlyTheFirstColonOfTheMappingIsReplaced) {
+    spy::mapped_drive("/home/u/F", "SRV2/DATA:a:b");
+    network_file("SRV2/DATA/a:b/X.TXT", "on drive F");
+    EXPECT_EQ(display("F:X.TXT"), "on drive F");
+}
+
+TEST_F(DriveLetterTest, TheMessageShowsTheLastNameTried) {
+    EXPECT_EQ(display("F:/X.TXT"), "Unable to find file:(F//X.TXT)\n");
+    spy::mapped_drive("/home/u/F", "SRV2/DATA:users");
+    EXPECT_EQ(display("F:/X.TXT"), "Unable to find file:(DATA/users//X.TXT)\n");
+}
+
+TEST_F(DriveLetterTest, AMappingWithoutASeparatorIsNoLocation) {
+    spy::mapped_drive("/home/u/F", "nothing");
+    EXPECT_EQ(display("F:/X.TXT"), "Unable to find file:(F//X.TXT)\n");
+}
+
+TEST_F(DriveLetterTest, ALongerVolumeIsNoDrive) {
+    spy::mapped_drive("/home/u/SYS", "SRV2/DATA:users");
+    EXPECT_EQ(display("SYS:/X.TXT"), "Unable to find file:(SYS//X.TXT)\n");
+    EXPECT_THAT(spy::calls("ZKGetMappedDrives"), IsEmpty());
+}
+
+} // namespace

@@ -1,0 +1,241 @@
+// Scripts that nobody would write: too long, too deep, random. None may crash, leak or hang, and what can be said about
+// their output is said.
+#include <random>
+#include <vector>
+
+#include "tests/unit/program_folder.h"
+#include "tests/unit/script_fixture.h"
+
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+
+class HostileScriptTest : public ScriptTest {
+  protected:
+    static std::string repeat(size_t count, const std::string &text) {
+        std::string all;
+        all.reserve(count * text.size());
+        while (count-- > 0) all += text;
+        return all;
+    }
+    static size_t count(const std::string &text, const std::string &part) {
+        size_t found = 0;
+        for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + part.size())) found++;
+        return found;
+    }
+    static std::string noise(unsigned seed, size_t length, const std::string &without) {
+        std::mt19937 random(seed);
+        std::string text;
+        while (text.size() < length) {
+            const char c = static_cast<char>(random() % 255 + 1);
+            if (without.find(c) == without.npos) text += c;
+        }
+        return text;
+    }
+    // Lines of random words, signs and quotes of the language.
+    static std::string babble(unsigned seed, int lines, const std::vector<std::string> &words) {
+        std::mt19937 random(seed);
+        std::string text;
+        while (lines-- > 0) {
+            for (auto length = random() % 12; length > 0; length--) text += words[random() % words.size()] + " ";
+            text += random() % 8 ? "\n" : "\r\n";
+        }
+        return text;
+    }
+};
+
+static const std::string signs = "= ( ) < > ! : * - ; / + % \\ . \"text\" \"%LOGIN_NAME\" \"open word word2 A.B";
+static const std::string harmless =
+    "WRITE IF ATTACH BREAK CONTEXT CX CLS DISPLAY FDISPLAY FIRE THEN BEGIN DO LASTLOGINTIME NO_DEFAULT PAUSE WAIT "
+    "PROFILE REMARK REM SCRIPT_SERVER SET DOS PHASER PHASERS TEMP LOCAL SET_TIME SHIFT TERM SWAP NOSWAP COMSPEC MEMBER "
+    "MEMBERS OF NOT ON OFF AND OR NOR EQUALS EQUAL IS LESS GREATER THAN VALUE VERIFY REGREAD INCLUDE";
+
+// ---- length ----
+
+TEST_F(HostileScriptTest, NothingAtAll) {
+    EXPECT_EQ(run(""), 0);
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(HostileScriptTest, TenMegabytesOfRemarks) {
+    const std::string line = "REM " + std::string(95, 'x') + "\n";
+    EXPECT_EQ(run(repeat(100000, line) + "WRITE \"end\"\n"), 0);
+    EXPECT_EQ(output(), "end\n");
+}
+
+TEST_F(HostileScriptTest, TenMegabytesOfOneLine) {
+    EXPECT_EQ(run("REM " + std::string(10000000, 'x') + "\nWRITE \"end\"\n"), 0);
+    EXPECT_EQ(output(), "end\n");
+}
+
+TEST_F(HostileScriptTest, AQuotedStringOfOneMegabyte) {
+    const std::string text(1000000, 'x');
+    EXPECT_EQ(run("WRITE \"" + text + "\"\n"), 0);
+    EXPECT_EQ(output(), text + "\n");
+}
+
+TEST_F(HostileScriptTest, AnErrorInALineOfOneMegabyteQuotesItWhole) {
+    const std::string line = "FOO" + repeat(250000, " BAR");
+    EXPECT_EQ(run(line + "\nWRITE \"end\"\n"), 1);
+    EXPECT_EQ(output(), report(line) + "end\n");
+}
+
+TEST_F(HostileScriptTest, AnOpenQuoteOfOneMegabyteAtTheEnd) {
+    const std::string line = "WRITE \"" + std::string(1000000, 'x');
+    EXPECT_EQ(run(line), 1);
+    EXPECT_EQ(output(), report(line));
+}
+
+TEST_F(HostileScriptTest, OneMegabyteOfASingleCharacter) {
+    for (const char c : std::string("\n\t ;*\"\\:%<>=()!-+/.x\x01\xff")) {
+        run(std::string(1000000, c) + "\n\n\nWRITE \"end\"\n");
+        const std::string text = output();
+        EXPECT_EQ(text.substr(text.size() - 4), "end\n") << c;
+    }
+}
+
+// Every fourth carriage return is an error, and none looks back over all of them.
+TEST_F(HostileScriptTest, AHundredThousandCarriageReturns) {
+    EXPECT_EQ(run(std::string(100000, '\r') + "\nWRITE \"end\"\n"), 1);
+    const std::string text = output();
+    EXPECT_THAT(text, testing::StartsWith(report("bogus") + report("bogus")));
+    EXPECT_THAT(text, EndsWith("end\n"));
+}
+
+TEST_F(HostileScriptTest, WordsOfTenThousandCharacters) {
+    const std::string word(10000, 'w'), cut(511, 'w');
+    EXPECT_EQ(run("SET " + word + " = \"" + word + "\"\nWRITE <" + cut + ">\nCX " + word + "=" + word + "\n:" + word +
+                  "\n" + word + ":\nGOTO " + word + "\nWRITE \"end\"\n"),
+              0);
+    EXPECT_EQ(output(), word + "\nYour current context is: " + cut + "=" + cut + "\nend\n");
+}
+
+TEST_F(HostileScriptTest, TenThousandJoinedWordsAreTooMuchForTheParser) {
+    EXPECT_EQ(run("SET a" + repeat(10000, "-b") + " = \"x\"\n"), 1);
+    EXPECT_EQ(run("CX" + repeat(20000, " a") + "\n"), 1);
+    EXPECT_EQ(count(output(), "Script error.\n"), 2U);
+}
+
+// ---- depth ----
+
+TEST_F(HostileScriptTest, FiveThousandNestedBlocks) {
+    EXPECT_EQ(run(repeat(5000, "IF \"0\" THEN\n") + "WRITE \"inner\"\n" + repeat(5000, "END\n") + "WRITE \"end\"\n"),
+              1);
+    const std::string text = output();
+    EXPECT_EQ(count(text, "Script error.\n"), 1U);
+    EXPECT_EQ(count(text, "\ninner\n"), 0U);
+    EXPECT_THAT(text, EndsWith("\n\nend\n"));
+}
+
+TEST_F(HostileScriptTest, FiveThousandNestedBlocksWithoutEnd) {
+    EXPECT_EQ(run(repeat(5000, "IF \"0\" THEN\n")), 1);
+    EXPECT_THAT(output(), EndsWith("Warning, unmatched IF...THEN statment (no END or ENDIF)\n"));
+    EXPECT_EQ(printed("WRITE \"next script\"\n"), "next script\n");
+}
+
+TEST_F(HostileScriptTest, FiveThousandNestedUnreadableConditions) {
+    EXPECT_EQ(run(repeat(5000, "IF ) \n") + repeat(5000, "END\n") + "WRITE \"end\"\n"), 1);
+    EXPECT_THAT(output(), EndsWith("end\n"));
+}
+
+TEST_F(HostileScriptTest, FiveThousandIfsOnOneLine) {
+    EXPECT_EQ(run(repeat(5000, "IF \"0\" THEN ") + "WRITE \"inner\"\nWRITE \"end\"\n"), 1);
+    EXPECT_EQ(count(output(), "\ninner\n"), 0U);
+    EXPECT_EQ(printed("WRITE \"next script\"\n"), "next script\n");
+}
+
+TEST_F(HostileScriptTest, ThousandIfsOnOneLineLeaveTheirLevels) {
+    EXPECT_EQ(run(repeat(1000, "IF \"0\" THEN ") + "WRITE \"inner\"\nWRITE \"end\"\n"), 1);
+    const std::string text = output();
+    EXPECT_EQ(count(text, "Script error.\n"), 1U);
+    EXPECT_THAT(text, EndsWith("\n\nend\n"));
+}
+
+TEST_F(HostileScriptTest, AHundredThousandEndsAndElses) {
+    EXPECT_EQ(run(repeat(100000, "END\n") + repeat(100000, "ELSE\n") + "WRITE \"end\"\n"), 0);
+    EXPECT_EQ(output(), "end\n");
+}
+
+// ---- texts that include themselves ----
+
+TEST_F(HostileScriptTest, AFileThatIncludesItselfStops) {
+    ProgramFolder files;
+    files.file("self", "WRITE \"in\"\nINCLUDE " + files.path("self") + "\nWRITE \"out\"\n");
+    EXPECT_EQ(run("INCLUDE " + files.path("self") + "\nWRITE \"end\"\n"), 0);
+    EXPECT_EQ(output(), repeat(100, "in\n") + "memory exhausted" + repeat(100, "out\n") + "end\n");
+}
+
+TEST_F(HostileScriptTest, TwoFilesThatIncludeEachOtherStop) {
+    ProgramFolder files;
+    files.file("a", "INCLUDE " + files.path("b") + "\n");
+    files.file("b", "INCLUDE " + files.path("a") + "\n");
+    EXPECT_EQ(run("INCLUDE " + files.path("a") + "\nWRITE \"end\"\n"), 0);
+    EXPECT_EQ(output(), "memory exhaustedend\n");
+}
+
+TEST_F(HostileScriptTest, AScriptObjectThatIncludesItselfStops) {
+    spy::stream(user, "INCLUDE .jdoe.sales.acme\r\n");
+    EXPECT_EQ(run("INCLUDE .jdoe.sales.acme\nWRITE \"end\"\n"), 0);
+    EXPECT_EQ(output(), "memory exhaustedend\n");
+}
+
+TEST_F(HostileScriptTest, ALoopAroundAnIncludeDoesNotNest) {
+    ProgramFolder files;
+    files.file("once", "SET N = %<N> + \"1\"\n");
+    EXPECT_EQ(run("SET N = \"0\"\nLOOP:\nINCLUDE " + files.path("once") +
+                  "\nIF VALUE %<N> < \"20000\" THEN GOTO LOOP\n"
+                  "WRITE \"end\"\n"),
+              0);
+    EXPECT_EQ(output(), "end\n");
+}
+
+TEST_F(HostileScriptTest, AValueThatNamesItselfStops) {
+    setenv("SELF", "%<SELF>", 1);
+    EXPECT_EQ(run("WRITE \"%<SELF>\"\n"), 0);
+    EXPECT_EQ(output(), "%<SELF>\n");
+}
+
+// ---- noise ----
+
+TEST_F(HostileScriptTest, OneMegabyteOfNoise) {
+    // Without the signs that start programs.
+    run(noise(1, 1000000, "#@") + "\n\nWRITE \"end\"\n");
+    EXPECT_THAT(output(), HasSubstr("Script error.\n"));
+}
+
+TEST_F(HostileScriptTest, SkippedNoiseDoesNothing) {
+    run("IF \"1\" THEN\n" + noise(2, 1000000, "") + "\n\nEND\nWRITE \"end\"\n");
+    EXPECT_THAT(output(), EndsWith("\nend\n"));
+}
+
+TEST_F(HostileScriptTest, NoiseOfLineEndsAndQuotes) {
+    std::mt19937 random(3);
+    std::string text;
+    while (text.size() < 200000) text += "\"\\\r\n;: %<>"[random() % 10];
+    run(text + "\n\nWRITE \"end\"\n");
+    EXPECT_THAT(output(), EndsWith("end\n"));
+}
+
+TEST_F(HostileScriptTest, RandomWordsOfTheLanguage) {
+    const auto words = words_of(harmless + " ELSE END ENDIF " + signs);
+    for (unsigned seed = 0; seed < 20; seed++) {
+        condstate[0] = 0;
+        run(babble(seed, 300, words));
+        EXPECT_THAT(output(), HasSubstr("Script error.\n")) << seed;
+    }
+}
+
+TEST_F(HostileScriptTest, SkippedRandomWordsDoNothing) {
+    const auto words = words_of(harmless + " GOTO EXIT DEBUG DRIVE TREE MAP PATH # @ " + signs);
+    for (unsigned seed = 0; seed < 20; seed++) {
+        const std::string script = "IF \"1\" THEN\n" + babble(seed, 300, words);
+        run(script + "\n\n" + repeat(1000, "END\n") + "WRITE \"end\"\n");
+        EXPECT_THAT(output(), EndsWith("\nend\n")) << seed;
+        EXPECT_EQ(bcntrlc, 0);
+        EXPECT_STREQ(CurrentContext, ".sales.acme");
+        EXPECT_EQ(gotoWasUsed, 0);
+    }
+}
+
+} // namespace

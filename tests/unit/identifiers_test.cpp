@@ -1,0 +1,466 @@
+#include <fcntl.h>
+#include <ifaddrs.h>
+#include <netinet/in.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <set>
+
+#include "frame/places.h"
+#include "tests/unit/directory_fixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+static time_t told_now;
+
+class IdentifiersTest : public DirectoryTest {
+  protected:
+    void SetUp() override {
+        DirectoryTest::SetUp();
+        setenv("TZ", "UTC", 1);
+        tzset();
+        clock_now = [] { return told_now; };
+        at("2026-03-01 12:00:00"); // a Sunday
+        spy::object(user_object);
+        place_module_status = "/nonexistent/Version";
+        place_network_interface = "nosuch0";
+    }
+    void TearDown() override {
+        place_module_status = status_before_;
+        place_network_interface = interface_before_;
+        DirectoryTest::TearDown();
+    }
+    static void at(const char *local) {
+        tm parts = {};
+        strptime(local, "%Y-%m-%d %H:%M:%S", &parts);
+        told_now = mktime(&parts);
+    }
+    // "(none)" when the identifier has no value.
+    static std::string value(const char *identifier) {
+        char *text = nullptr;
+        uint32_t code = qrt_GetIdentifierValue(session_handle, user_object, identifier, &text);
+        EXPECT_EQ(code, text ? 0u : QRT_NOT_FOUND) << identifier;
+        return text ? taken(text) : "(none)";
+    }
+
+  private:
+    const char *status_before_ = place_module_status;
+    const char *interface_before_ = place_network_interface;
+};
+
+struct Clock {
+    const char *identifier, *local, *value;
+};
+
+class ClockIdentifiers : public IdentifiersTest, public testing::WithParamInterface<Clock> {};
+
+TEST_P(ClockIdentifiers, ReadTheLocalTime) {
+    at(GetParam().local);
+    EXPECT_EQ(value(GetParam().identifier), GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Identifiers, ClockIdentifiers,
+    testing::Values(Clock{"GREETING_TIME", "2026-03-01 00:00:00", "morning"},
+                    Clock{"GREETING_TIME", "2026-03-01 11:59:59", "morning"},
+                    Clock{"GREETING_TIME", "2026-03-01 12:00:00", "afternoon"},
+                    Clock{"GREETING_TIME", "2026-03-01 16:59:59", "afternoon"},
+                    Clock{"GREETING_TIME", "2026-03-01 17:00:00", "evening"},
+                    Clock{"GREETING_TIME", "2026-03-01 23:59:59", "evening"},
+                    Clock{"HOUR", "2026-03-01 09:05:07", " 9"}, Clock{"HOURS", "2026-03-01 00:05:07", "12"},
+                    Clock{"HOUR", "2026-03-01 21:05:07", " 9"}, Clock{"HOUR24", "2026-03-01 09:05:07", "09"},
+                    Clock{"24HOUR", "2026-03-01 21:05:07", "21"}, Clock{"MINUTE", "2026-03-01 09:05:07", "05"},
+                    Clock{"MINUTES", "2026-03-01 09:05:07", "05"}, Clock{"SECOND", "2026-03-01 09:05:07", "07"},
+                    Clock{"SECONDS", "2026-03-01 09:05:07", "07"}, Clock{"AM_PM", "2026-03-01 09:05:07", "AM"},
+                    Clock{"AM_PM", "2026-03-01 12:00:00", "PM"}, Clock{"DAY", "2026-03-01 09:05:07", "01"},
+                    Clock{"MONTH", "2026-03-01 09:05:07", "03"}, Clock{"MONTH_NAME", "2026-03-01 09:05:07", "March"},
+                    Clock{"DAY_OF_WEEK", "2026-03-01 09:05:07", "Sunday"},
+                    Clock{"NDAY_OF_WEEK", "2026-03-01 09:05:07", "1"},
+                    Clock{"NDAY_OF_WEEK", "2026-03-07 09:05:07", "7"}, Clock{"YEAR", "2026-03-01 09:05:07", "2026"},
+                    Clock{"SHORT_YEAR", "2026-03-01 09:05:07", "26"}, Clock{"SHORT_YEAR", "2000-03-01 09:05:07", "00"}),
+    [](const auto &test) {
+        std::string name = std::string(test.param.identifier) + "_at_" + test.param.local;
+        for (char &c : name)
+            if (!isalnum(static_cast<unsigned char>(c))) c = '_';
+        return name;
+    });
+
+TEST_F(IdentifiersTest, ClockTellsTheTimeOfTheLocalZone) {
+    at("2026-02-28 22:30:00");
+    setenv("TZ", "EAST-3", 1);
+    tzset();
+    EXPECT_EQ(value("HOUR24"), "01");
+    EXPECT_EQ(value("DAY"), "01");
+    EXPECT_EQ(value("MONTH"), "03");
+    EXPECT_EQ(value("NDAY_OF_WEEK"), "1");
+    EXPECT_EQ(value("GREETING_TIME"), "morning");
+}
+
+TEST_F(IdentifiersTest, ClockIsReadAnewForEachIdentifier) {
+    clock_now = [] { return told_now++; };
+    at("2026-03-01 09:05:07");
+    EXPECT_EQ(value("SECOND"), "07");
+    EXPECT_EQ(value("SECOND"), "08");
+}
+
+TEST_F(IdentifiersTest, ClockIsTheSystemsUnlessToldOtherwise) {
+    TearDown();
+    time_t before = time(nullptr);
+    EXPECT_LE(before, clock_now());
+    EXPECT_LE(clock_now(), time(nullptr));
+    SetUp();
+}
+
+struct Constant {
+    const char *identifier, *value;
+};
+
+class ConstantIdentifiers : public IdentifiersTest, public testing::WithParamInterface<Constant> {};
+
+TEST_P(ConstantIdentifiers, NeverChange) {
+    EXPECT_EQ(value(GetParam().identifier), GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(Identifiers, ConstantIdentifiers,
+                         testing::Values(Constant{"OS", "Linux"}, Constant{"WINVER", "000000"},
+                                         Constant{"ACCESS_SERVER", "0"}, Constant{"DIALUP", "0"},
+                                         Constant{"OFFLINE", "0"}, Constant{"COMSPEC", "Not_Available_For_Linux"},
+                                         Constant{"ERROR_LEVEL", "0"}, Constant{"NEW_MAIL", "No"}));
+
+// The names in the table's order and their codes.
+static const QrtIdentifier wanted_table[] = {
+    {"DAY", 1},
+    {"DAY_OF_WEEK", 2},
+    {"MONTH", 3},
+    {"MONTH_NAME", 4},
+    {"NDAY_OF_WEEK", 5},
+    {"SHORT_YEAR", 6},
+    {"YEAR", 7},
+    {"AM_PM", 8},
+    {"GREETING_TIME", 9},
+    {"HOUR", 10},
+    {"HOURS", 10},
+    {"HOUR24", 11},
+    {"24HOUR", 11},
+    {"MINUTE", 12},
+    {"MINUTES", 12},
+    {"SECOND", 13},
+    {"SECONDS", 13},
+    {"MACHINE", 14},
+    {"FERROX_REQUESTER", 15},
+    {"REQUESTER", 15},
+    {"DOS_REQUESTER", 15},
+    {"REQUESTER_VERSION", 15},
+    {"OS", 16},
+    {"OS_VERSION", 17},
+    {"P_STATION", 18},
+    {"PHYSICAL_STATION", 18},
+    {"PLATFORM", 19},
+    {"SHELL_TYPE", 21},
+    {"SHELL_VERSION", 21},
+    {"FERROX_SHELL", 21},
+    {"SMACHINE", 22},
+    {"STATION", 23},
+    {"CONNECTION", 23},
+    {"SLOT", 23},
+    {"WINVER", 24},
+    {"LAST_NAME", 25},
+    {"ACCESS_SERVER", 26},
+    {"DIALUP", 27},
+    {"OFFLINE", 28},
+    {"FILE_SERVER", 29},
+    {"FILESERVER", 29},
+    {"NETWORK_ADDRESS", 30},
+    {"NETWORK", 30},
+    {"FULL_NAME", 31},
+    {"LOGIN_CONTEXT", 33},
+    {"LOGIN_NAME", 34},
+    {"LANGUAGE", 44},
+    {"PASSWORD_EXPIRES", 35},
+    {"REQUESTER_CONTEXT", 36},
+    {"USER_ID", 37},
+    {"USERID", 37},
+    {"LOGIN_ALIAS_CONTEXT", 38},
+    {"CN", 39},
+    {"NEW_MAIL", 42},
+    {"COMSPEC", 40},
+    {"ERROR_LEVEL", 41},
+    {"HOME_DIRECTORY", 43},
+    {"MESSAGE_SERVER", 29},
+};
+
+TEST_F(IdentifiersTest, TableKeepsItsOrder) {
+    size_t i = 0;
+    for (; itable[i].name; i++) {
+        ASSERT_LT(i, std::size(wanted_table));
+        EXPECT_STREQ(itable[i].name, wanted_table[i].name);
+        EXPECT_EQ(itable[i].code, wanted_table[i].code) << itable[i].name;
+    }
+    EXPECT_EQ(i, 58u);
+}
+
+TEST_F(IdentifiersTest, EveryNameButTheHomeDirectoryHasAValueAtOnce) {
+    for (const QrtIdentifier *row = itable; row->name; row++)
+        EXPECT_EQ(value(row->name) == "(none)", row->code == 43) << row->name;
+}
+
+TEST_F(IdentifiersTest, NamesAreMetInAnyLetterCase) {
+    qrt_SetLoginName("jdoe");
+    EXPECT_EQ(value("login_name"), "jdoe");
+    EXPECT_EQ(value("Login_Name"), "jdoe");
+}
+
+TEST_F(IdentifiersTest, UnknownNameLeavesTheOutAlone) {
+    char mark = 'x';
+    char *text = &mark;
+    EXPECT_EQ(qrt_GetIdentifierValue(session_handle, user_object, "NO_SUCH", &text), QRT_NOT_FOUND);
+    EXPECT_EQ(qrt_GetIdentifierValue(session_handle, user_object, "", &text), QRT_NOT_FOUND);
+    EXPECT_EQ(qrt_GetIdentifierValue(session_handle, user_object, "HOME_DIRECTORY", &text), QRT_NOT_FOUND);
+    EXPECT_EQ(text, &mark);
+}
+
+TEST_F(IdentifiersTest, WalkDoesNotStopAtAMatch) {
+    QrtIdentifier kept = itable[1];
+    itable[1] = {"DAY", 16};
+    EXPECT_EQ(value("DAY"), "Linux");
+    itable[1] = kept;
+}
+
+TEST_F(IdentifiersTest, MachineIsWhatUnameTells) {
+    utsname names;
+    ASSERT_EQ(uname(&names), 0);
+    EXPECT_EQ(value("MACHINE"), names.machine);
+    EXPECT_EQ(value("SMACHINE"), names.machine);
+    EXPECT_EQ(value("OS_VERSION"), names.release);
+    EXPECT_EQ(value("PLATFORM"), names.sysname);
+}
+
+TEST_F(IdentifiersTest, RequesterIsTheClientsVersion) {
+    for (const char *name : {"FERROX_REQUESTER", "REQUESTER", "DOS_REQUESTER", "REQUESTER_VERSION"})
+        EXPECT_EQ(value(name), "1.2.3.4");
+    spy::fail("ZKGetZKNetVersion", 1);
+    EXPECT_EQ(value("REQUESTER"), "0.0.0.0");
+}
+
+TEST_F(IdentifiersTest, WithoutTheInterfaceAddressesAreZeros) {
+    for (const char *name : {"P_STATION", "PHYSICAL_STATION"}) EXPECT_EQ(value(name), "000000000000");
+    for (const char *name : {"NETWORK_ADDRESS", "NETWORK"}) EXPECT_EQ(value(name), "00000000");
+    place_network_interface = "a name far longer than the kernel takes";
+    EXPECT_EQ(value("NETWORK_ADDRESS"), "00000000");
+}
+
+TEST_F(IdentifiersTest, AddressesAreThoseOfTheInterface) {
+    ifaddrs *all = nullptr;
+    ASSERT_EQ(getifaddrs(&all), 0);
+    std::set<std::string> seen; // an interface's first address is its own
+    for (ifaddrs *row = all; row; row = row->ifa_next) {
+        if (!row->ifa_addr || row->ifa_addr->sa_family != AF_INET || !seen.insert(row->ifa_name).second) continue;
+        place_network_interface = row->ifa_name;
+        sockaddr_in address;
+        memcpy(&address, row->ifa_addr, sizeof address);
+        char digits[9];
+        snprintf(digits, sizeof digits, "%08X", ntohl(address.sin_addr.s_addr));
+        EXPECT_EQ(value("NETWORK_ADDRESS"), digits) << row->ifa_name;
+        std::string hardware, told = value("P_STATION");
+        std::ifstream("/sys/class/net/" + std::string(row->ifa_name) + "/address") >> hardware;
+        for (size_t i = 2; i < told.size(); i += 3) told.insert(i, ":");
+        if (hardware.size() != told.size()) continue;
+        EXPECT_TRUE(text_equal_nocase(told, hardware)) << told << hardware;
+    }
+    freeifaddrs(all);
+    place_network_interface = "nosuch0";
+}
+
+// The descriptor that the next file opened would get.
+static int next_descriptor() {
+    int descriptor = open("/dev/null", O_RDONLY);
+    close(descriptor);
+    return descriptor;
+}
+
+TEST_F(IdentifiersTest, SocketsAndFilesAreClosedAgain) {
+    place_module_status = "/dev/null";
+    const int before = next_descriptor();
+    for (const char *interface : {"nosuch0", "lo"}) {
+        place_network_interface = interface;
+        for (const char *name : {"P_STATION", "NETWORK_ADDRESS", "SHELL_TYPE"}) value(name);
+        EXPECT_EQ(next_descriptor(), before) << interface;
+    }
+}
+
+class ModuleVersionTest : public IdentifiersTest {
+  protected:
+    void SetUp() override {
+        IdentifiersTest::SetUp();
+        place_module_status = path_.c_str();
+    }
+    void TearDown() override {
+        remove(path_.c_str());
+        IdentifiersTest::TearDown();
+    }
+    std::string version_in(const std::string &status) {
+        std::ofstream(path_) << status;
+        return value("SHELL_TYPE");
+    }
+    std::string path_ = testing::TempDir() + "module_status_" + std::to_string(getpid());
+};
+
+TEST_F(ModuleVersionTest, IsReadFromTheStatusFile) {
+    EXPECT_EQ(version_in("Marfs mount=/mnt\nMarfsd Version=2.1.7\nMore=1\n"), "2.1.7");
+    EXPECT_EQ(value("SHELL_VERSION"), "2.1.7");
+    EXPECT_EQ(value("FERROX_SHELL"), "2.1.7");
+    EXPECT_EQ(version_in("Marfsd Version=3 beta"), "3 beta");
+}
+
+TEST_F(ModuleVersionTest, IsZeroWithoutTheFileOrTheKey) {
+    EXPECT_EQ(value("SHELL_TYPE"), "0.0.0");
+    EXPECT_EQ(version_in("marfsd version=1\n"), "0.0.0");
+    EXPECT_EQ(version_in(""), "0.0.0");
+}
+
+TEST_F(ModuleVersionTest, LooksAtTheFirst1024BytesOnly) {
+    EXPECT_EQ(version_in(std::string(1024, '.') + "Marfsd Version=1\n"), "0.0.0");
+    EXPECT_EQ(version_in(std::string(1000, '.') + "Marfsd Version=123456789012\n"), "123456789");
+}
+
+TEST_F(IdentifiersTest, ConnectionNumbersComeFromTheDefaultConnection) {
+    spy::server("SRV1", "ACME_TREE");
+    spy::default_server("SRV1");
+    for (const char *name : {"STATION", "CONNECTION", "SLOT"}) EXPECT_EQ(value(name), "7");
+    for (const char *name : {"USER_ID", "USERID"}) EXPECT_EQ(value(name), "42");
+}
+
+TEST_F(IdentifiersTest, ConnectionNumbersWithoutAConnection) {
+    EXPECT_EQ(value("STATION"), "-1");
+    EXPECT_EQ(value("USER_ID"), "0");
+}
+
+TEST_F(IdentifiersTest, SessionTexts) {
+    for (const char *name : {"FILE_SERVER", "FILESERVER", "MESSAGE_SERVER", "LOGIN_NAME"}) EXPECT_EQ(value(name), "");
+    qrt_SetUserVar(0, "SRV1");
+    qrt_SetLoginName("jdoe");
+    for (const char *name : {"FILE_SERVER", "FILESERVER", "MESSAGE_SERVER"}) EXPECT_EQ(value(name), "SRV1");
+    EXPECT_EQ(value("LOGIN_NAME"), "jdoe");
+    EXPECT_EQ(value("REQUESTER_CONTEXT"), ".sales.acme");
+    set(InitialContext, nullptr);
+    EXPECT_EQ(value("REQUESTER_CONTEXT"), "");
+    EXPECT_EQ(value("LOGIN_ALIAS_CONTEXT"), "N");
+    LoginAliasContext[0] = 'Y';
+    EXPECT_EQ(value("LOGIN_ALIAS_CONTEXT"), "Y");
+    LoginAliasContext[0] = 'N';
+}
+
+TEST_F(IdentifiersTest, LoginContextLosesOneLeadingDot) {
+    EXPECT_EQ(value("LOGIN_CONTEXT"), "sales.acme");
+    set(CurrentContext, "..acme");
+    EXPECT_EQ(value("LOGIN_CONTEXT"), ".acme");
+    set(CurrentContext, ".");
+    EXPECT_EQ(value("LOGIN_CONTEXT"), ".");
+    set(CurrentContext, "acme");
+    EXPECT_EQ(value("LOGIN_CONTEXT"), "acme");
+    set(CurrentContext, nullptr);
+    EXPECT_EQ(value("LOGIN_CONTEXT"), "");
+}
+
+TEST_F(IdentifiersTest, AttributesOfTheObject) {
+    spy::text_attribute(user_object, "Full Name", {"John Doe"});
+    spy::text_attribute(user_object, "Surname", {"Doe"});
+    spy::text_attribute(user_object, "Language", {"DEUTSCH"});
+    spy::attribute(user_object, "Password Expiration Time",
+                   {spy::number(ZK_SYNTAX_TIME, static_cast<int32_t>(told_now + 36 * 3600))});
+    EXPECT_EQ(value("FULL_NAME"), "John Doe");
+    EXPECT_EQ(value("LAST_NAME"), "Doe");
+    EXPECT_EQ(value("LANGUAGE"), "DEUTSCH");
+    EXPECT_EQ(value("PASSWORD_EXPIRES"), "1");
+    EXPECT_THAT(spy::calls("ZKDSPutAttrName"),
+                ElementsAre("ZKDSPutAttrName(40, buf1, \"FULL_NAME\")", "ZKDSPutAttrName(40, buf3, \"Surname\")",
+                            "ZKDSPutAttrName(40, buf5, \"LANGUAGE\")",
+                            "ZKDSPutAttrName(40, buf7, \"PASSWORD_EXPIRATION_TIME\")"));
+}
+
+TEST_F(IdentifiersTest, AttributesThatCannotBeReadHaveFixedValues) {
+    EXPECT_EQ(value("FULL_NAME"), "not set");
+    EXPECT_EQ(value("LAST_NAME"), "not set");
+    EXPECT_EQ(value("PASSWORD_EXPIRES"), "32767");
+    EXPECT_EQ(value("LANGUAGE"), "ENGLISH");
+    spy::text_attribute(user_object, "Language", {""});
+    EXPECT_EQ(value("LANGUAGE"), "ENGLISH");
+    spy::text_attribute(user_object, "Full Name", {""});
+    EXPECT_EQ(value("FULL_NAME"), "");
+}
+
+TEST_F(IdentifiersTest, CommonNameAsksWithWidenedFlagsAndPutsThemBack) {
+    uint32_t flags = 0x40;
+    ZKDSSetContext(session_handle, DCK_FLAGS, &flags);
+    spy::forget_calls();
+    spy::logged_in("CN=jdoe.OU=sales.O=acme");
+    EXPECT_EQ(value("CN"), "jdoe");
+    EXPECT_THAT(spy::calls(), ElementsAre("ZKDSGetContext(40, DCK_FLAGS)", "ZKDSSetContext(40, DCK_FLAGS, 0x57)",
+                                          "ZKDSWhoAmI(40)", "ZKDSSetContext(40, DCK_FLAGS, 0x40)"));
+}
+
+TEST_F(IdentifiersTest, CommonNameMakesAllItsCallsWhateverFails) {
+    spy::logged_in("jdoe\\.x.sales.acme");
+    EXPECT_EQ(value("CN"), "jdoe\\.x");
+    spy::forget_calls();
+    for (const char *name : {"ZKDSGetContext", "ZKDSSetContext", "ZKDSWhoAmI"}) spy::fail(name, ZKE_BAD_HANDLE);
+    EXPECT_EQ(value("CN"), "");
+    EXPECT_THAT(spy::call_names(), ElementsAre("ZKDSGetContext", "ZKDSSetContext", "ZKDSWhoAmI", "ZKDSSetContext"));
+}
+
+TEST_F(IdentifiersTest, HomeDirectoryIsAServerPath) {
+    spy::attribute(user_object, "Home Directory", {spy::path("USERVOL.acme", "home/jdoe")});
+    spy::text_attribute("USERVOL.acme", "Host Server", {"CN=SRV1.O=acme"});
+    spy::text_attribute("USERVOL.acme", "Host Resource Name", {"USERS"});
+    EXPECT_EQ(value("HOME_DIRECTORY"), "SRV1/USERS:home/jdoe");
+    EXPECT_THAT(spy::calls("ZKDSReadObjectInfo"), ElementsAre("ZKDSReadObjectInfo(40, \"USERVOL.acme\")"));
+}
+
+TEST_F(IdentifiersTest, HomeDirectoryIsSplitAtItsFirstColon) {
+    spy::text_attribute(user_object, "Home Directory", {"SYS:home:old"});
+    spy::parsed_path("SYS:", "SRV2", 0, "SYS", "");
+    EXPECT_EQ(value("HOME_DIRECTORY"), "SRV2/SYS:home:old");
+}
+
+TEST_F(IdentifiersTest, HomeDirectoryWithoutAColonHasNoPath) {
+    spy::text_attribute(user_object, "Home Directory", {"USERVOL"});
+    spy::parsed_path("USERVOL", "SRV2", 0, "SYS", "");
+    EXPECT_EQ(value("HOME_DIRECTORY"), "SRV2/SYS:");
+}
+
+TEST_F(IdentifiersTest, HomeDirectoryThatCannotBeResolvedStaysAsItIs) {
+    spy::attribute(user_object, "Home Directory", {spy::path("GONE", "home/jdoe")});
+    EXPECT_EQ(value("HOME_DIRECTORY"), "GONE:home/jdoe");
+    std::string large(3000, 'v');
+    spy::text_attribute(user_object, "Home Directory", {large + ":home"});
+    EXPECT_EQ(value("HOME_DIRECTORY"), large + ":home");
+    spy::text_attribute(user_object, "Home Directory", {""});
+    EXPECT_EQ(value("HOME_DIRECTORY"), "");
+}
+
+struct Variable {
+    const char *name;
+    const char *value; // null: unset
+};
+
+class EnvironmentVariables : public DirectoryTest, public testing::WithParamInterface<Variable> {};
+
+TEST_P(EnvironmentVariables, AreLookedUpByTheBareName) {
+    setenv("QRT_TEST", "found", 1);
+    unsetenv("QRT_UNSET");
+    EXPECT_EQ(taken(qrt_GetEnvVar(GetParam().name)), GetParam().value ? GetParam().value : "(null)");
+    unsetenv("QRT_TEST");
+}
+
+INSTANTIATE_TEST_SUITE_P(Identifiers, EnvironmentVariables,
+                         testing::Values(Variable{"QRT_TEST", "found"}, Variable{"<QRT_TEST>", "found"},
+                                         Variable{"%<QRT_TEST>", "found"}, Variable{"<%<<QRT_TEST>", "found"},
+                                         Variable{"QRT_TEST>tail", "found"}, Variable{"%<QRT_TEST", "found"},
+                                         Variable{"QRT_UNSET", nullptr}, Variable{"%<>", nullptr},
+                                         Variable{"", nullptr}));
+
+} // namespace

@@ -1,0 +1,295 @@
+#include "script/phrases.h"
+
+#include "tests/unit/script_fixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+class PhrasesTest : public ScriptTest {
+  protected:
+    // The value of a text operand, as WRITE prints it.
+    std::string value(const std::string &text) {
+        EXPECT_EQ(run("WRITE " + text + "\n"), 0) << text;
+        const std::string line = output();
+        EXPECT_EQ(line.substr(line.size() - 1), "\n");
+        return line.substr(0, line.size() - 1);
+    }
+    // The value of a directory name, as CONTEXT stores it.
+    std::string name(const std::string &text) {
+        EXPECT_EQ(run("CONTEXT " + text + "\n"), 0) << text;
+        output();
+        return CurrentContext;
+    }
+    // The value of a word, as SET takes it for a variable's name.
+    void expect_word(const std::string &text, const char *word) {
+        unsetenv(word);
+        EXPECT_EQ(run("SET " + text + " = \"set\"\n"), 0) << text;
+        EXPECT_STREQ(getenv(word), "set") << text;
+        unsetenv(word);
+    }
+};
+
+struct Row {
+    const char *phrase;
+    const char *value;
+};
+
+// ---- words ----
+
+TEST_F(PhrasesTest, WordsAreTakenAsWritten) {
+    expect_word("Abc.d", "Abc.d");
+    expect_word("Write", "Write");
+    expect_word("map", "map");
+}
+
+TEST_F(PhrasesTest, JoinedWordsHaveNoBlanks) {
+    expect_word("A-B", "A-B");
+    expect_word("A - B * C-IF", "A-B*C-IF");
+}
+
+TEST_F(PhrasesTest, DirectoryNamesAreJoinedWithoutBlanks) {
+    static const Row rows[] = {
+        {"OU=Sales Dept", ".OU=SalesDept"},
+        {".sales.acme", ".sales.acme"},
+        {"OU = Sales . O = acme", ".OU=Sales.O=acme"},
+        {"a - b * c", ".a-b*c"},
+        {"IF ELSE MAP x", ".IFELSEMAPx"},
+        {"%LOGIN_NAME .acme", ".jdoe.acme"},
+        {"OU=%<DEPT>.acme", ".OU=worth.acme"},
+        {"<DEPT>.acme", ".worth.acme"},
+        {"a=b=c", ".a=b=c"},
+    };
+    setenv("DEPT", "worth", 1);
+    for (const Row &row : rows) EXPECT_EQ(name(row.phrase), row.value) << row.phrase;
+}
+
+// ---- text ----
+
+TEST_F(PhrasesTest, TextsAreJoinedAndCalculated) {
+    static const Row rows[] = {
+        {"", ""},
+        {"\"\"", ""},
+        {"\"A\" ; \"B\"", "AB"},
+        {"; \"A\"", "A"},
+        {";; \"A\"", "A"},
+        {"\"A\" ;", "A"},
+        {"\"A\" ; ; \"B\"", "AB"},
+        {"\"4\" + \"5\"", "9"},
+        {"\"4\" - \"5\"", "-1"},
+        {"\"4\" * \"5\"", "20"},
+        {"\"7\" / \"2\"", "3"},
+        {"\"-7\" / \"2\"", "-3"},
+        {"\"7\" / \"0\"", "0"},
+        {"\"7\" / \"none\"", "0"},
+        {"\"x\" + \"5\"", "5"},
+        {"\"12abc\" + \" 1\"", "13"},
+        {"+", "0"},
+        {"\"2147483647\" + \"1\"", "-2147483648"},
+        {"\"-2147483648\" / \"-1\"", "-2147483648"},
+        {"\"4294967297\" * \"1\"", "1"},
+        {"\"65536\" * \"65536\"", "0"},
+    };
+    for (const Row &row : rows) EXPECT_EQ(value(row.phrase), row.value) << row.phrase;
+}
+
+TEST_F(PhrasesTest, OperatorsHaveEqualStandingAndGroupToTheRight) {
+    static const Row rows[] = {
+        {"\"10\" - \"3\" - \"2\"", "9"},          {"\"A\" ; \"1\" + \"2\"", "A3"}, {"\"1\" + \"2\" ; \"3\"", "24"},
+        {"\"2\" * \"3\" + \"4\"", "14"},          {"\"20\" / \"5\" - \"1\"", "5"}, {"\"8\" / \"4\" / \"2\"", "4"},
+        {"\"1\" ; \"2\" ; \"3\" * \"2\"", "126"},
+    };
+    for (const Row &row : rows) EXPECT_EQ(value(row.phrase), row.value) << row.phrase;
+}
+
+TEST_F(PhrasesTest, BetweenPlainWordsMinusAndTimesJoin) {
+    spy::fail("ZKDSRead", ZKE_NO_ACCESS);
+    EXPECT_EQ(value("A-B"), "A-B");
+    EXPECT_EQ(value("5-3"), "5-3");
+    EXPECT_EQ(value("5 * 3"), "5*3");
+    EXPECT_EQ(value("5+3"), "8");
+    EXPECT_EQ(value("\"5\"-3"), "2");
+}
+
+TEST_F(PhrasesTest, QuotedStringsHaveTheirReferencesReplaced) {
+    EXPECT_EQ(value("\"Hi %LOGIN_NAME\""), "Hi jdoe");
+    EXPECT_EQ(value("\"%LOGIN_NAME\";\"%LOGIN_NAME\""), "jdoejdoe");
+    EXPECT_EQ(value("\"Hi %NOBODY_KNOWS\""), "Hi %NOBODY_KNOWS");
+}
+
+TEST_F(PhrasesTest, TheSameTextBuiltFromWordsIsLookedUpWordByWord) {
+    spy::fail("ZKDSRead", ZKE_NO_ACCESS);
+    EXPECT_EQ(value("Hi ; LOGIN_NAME"), "Hijdoe");
+    EXPECT_EQ(value("Hi ; %LOGIN_NAME"), "Hijdoe");
+}
+
+TEST_F(PhrasesTest, AGreetingIsJoinedWithAnAttribute) {
+    spy::text_attribute(user, "Full Name", {"John Doe"});
+    EXPECT_EQ(value("\"Hello \" ; %FULL_NAME"), "Hello John Doe");
+}
+
+TEST_F(PhrasesTest, SetTakesTheResultOfArithmetic) {
+    EXPECT_EQ(run("SET X = \"4\" + \"5\"\nSET Y = \"7\" / \"2\"\n"), 0);
+    EXPECT_STREQ(getenv("X"), "9");
+    EXPECT_STREQ(getenv("Y"), "3");
+}
+
+// ---- identifiers ----
+
+TEST_F(PhrasesTest, AngleBracketsNameEnvironmentVariables) {
+    setenv("SOME_VAR", "some value", 1);
+    unsetenv("UNSET_VAR");
+    EXPECT_EQ(value("%<SOME_VAR>"), "some value");
+    EXPECT_EQ(value("<SOME_VAR>"), "some value");
+    EXPECT_EQ(value("% < SOME_VAR >"), "some value");
+    EXPECT_EQ(value("%<UNSET_VAR>"), "");
+    EXPECT_EQ(value("<UNSET_VAR>"), "");
+}
+
+TEST_F(PhrasesTest, HomeUnsetPrintsAnEmptyLine) {
+    unsetenv("HOME");
+    EXPECT_EQ(printed("WRITE %<HOME>\n"), "\n");
+    setenv("HOME", "/home/jdoe", 1);
+    EXPECT_EQ(printed("WRITE %<HOME>\n"), "/home/jdoe\n");
+}
+
+TEST_F(PhrasesTest, AnIdentifierComesBeforeAnAttribute) {
+    spy::text_attribute(user, "LOGIN_NAME", {"from the directory"});
+    EXPECT_EQ(value("%LOGIN_NAME"), "jdoe");
+    EXPECT_EQ(value("LOGIN_NAME"), "jdoe");
+    EXPECT_EQ(value("%login_name"), "jdoe");
+}
+
+TEST_F(PhrasesTest, AnAttributeOfTheCurrentObjectIsRead) {
+    spy::text_attribute(user, "Telephone Number", {"555-1234"});
+    EXPECT_EQ(value("%TELEPHONE_NUMBER"), "555-1234");
+    EXPECT_EQ(value("TELEPHONE_NUMBER"), "555-1234");
+    EXPECT_THAT(spy::calls("ZKDSRead")[0], HasSubstr("ZKDSRead(1, \"jdoe.sales.acme\""));
+}
+
+TEST_F(PhrasesTest, UserVariablesAreDigits) {
+    qrt_SetUserVar(2, "two");
+    EXPECT_EQ(value("%2"), "two");
+    EXPECT_EQ(value("2"), "two");
+    EXPECT_EQ(value("%3"), "");
+    EXPECT_EQ(value("3"), "3");
+}
+
+struct FailedLookup {
+    const char *told;
+    uint32_t code; // of reading the attribute; 0: it is known but has no value
+    const char *identifier;
+    const char *word;
+};
+
+TEST_F(PhrasesTest, AFailedLookupHasItsFallback) {
+    static const FailedLookup rows[] = {
+        {"-603, no such attribute", ZKE_NO_SUCH_ATTRIBUTE, "%FAX", "%FAX"},
+        {"-602, no such value", ZKE_NO_SUCH_VALUE, "", "FAX"},
+        {"-601, no such entry", ZKE_NO_SUCH_ENTRY, "", "FAX"},
+        {"any other", ZKE_NO_ACCESS, "", "FAX"},
+    };
+    for (const FailedLookup &row : rows) {
+        spy::mend();
+        spy::fail("ZKDSRead", row.code);
+        EXPECT_EQ(value("%FAX"), row.identifier) << row.told;
+        EXPECT_EQ(value("FAX"), row.word) << row.told;
+    }
+}
+
+TEST_F(PhrasesTest, AnAttributeThatTheSchemaKnowsHasNoValue) {
+    spy::schema("FAX");
+    EXPECT_EQ(value("%FAX"), "");
+    EXPECT_EQ(value("FAX"), "FAX");
+}
+
+TEST_F(PhrasesTest, AnIdentifierWithoutAValueIsReadAsAnAttribute) {
+    spy::fail("ZKDSRead", ZKE_NO_SUCH_VALUE);
+    EXPECT_EQ(value("%HOME_DIRECTORY"), "");
+    EXPECT_EQ(value("%FULL_NAME"), "not set");
+}
+
+TEST_F(PhrasesTest, InvalidIdentifiersAreTracedFromLevelTwo) {
+    spy::fail("ZKDSRead", ZKE_NO_ACCESS);
+    for (const char *text : {"%FAX", "FAX"}) {
+        const auto script = [&] { value(text); };
+        EXPECT_THAT(traces(1, script), Not(HasSubstr("Error Invalid Identifier")));
+        EXPECT_THAT(traces(2, script), HasSubstr("Error Invalid Identifier:FAX(FFFFE004)\n"));
+    }
+    for (const uint32_t code : {ZKE_NO_SUCH_ATTRIBUTE, ZKE_NO_SUCH_VALUE}) {
+        spy::mend();
+        spy::fail("ZKDSRead", code);
+        for (const char *text : {"%FAX", "FAX"})
+            EXPECT_THAT(traces(2, [&] { value(text); }), Not(HasSubstr("Error Invalid Identifier")));
+    }
+}
+
+TEST_F(PhrasesTest, TheValueIsTracedFromLevelSix) {
+    const auto script = [this] { value("%LOGIN_NAME"); };
+    EXPECT_THAT(traces(5, script), Not(HasSubstr("Identifier value")));
+    EXPECT_THAT(traces(6, script), HasSubstr("Identifier value:jdoe\n"));
+}
+
+// ---- MEMBER OF ----
+
+TEST_F(PhrasesTest, MembershipIsZeroForTrueAndPrintsSo) {
+    spy::text_attribute(user, "Group_Membership", {"Staff.sales.acme", "Admins.corp"});
+    static const Row rows[] = {
+        {"MEMBER OF \"Staff\"", "0"},      {"MEMBERS OF \"staff\"", "0"},      {"MEMBER OF \"Bosses\"", "1"},
+        {"MEMBERS OF \"Bosses\"", "1"},    {"NOT MEMBER OF \"Staff\"", "1"},   {"NOT MEMBERS OF \"Staff\"", "1"},
+        {"NOT MEMBER OF \"Bosses\"", "0"}, {"NOT MEMBERS OF \"Bosses\"", "0"}, {"MEMBER OF \".Admins.corp\"", "0"},
+        {"MEMBER OF \"Admins\"", "1"},
+    };
+    for (const Row &row : rows) EXPECT_EQ(value(row.phrase), row.value) << row.phrase;
+}
+
+TEST_F(PhrasesTest, TheGroupsNameHasItsReferencesReplaced) {
+    spy::text_attribute(user, "Group_Membership", {"jdoe-friends.sales.acme"});
+    EXPECT_EQ(value("MEMBER OF \"%LOGIN_NAME-friends\""), "0");
+}
+
+TEST_F(PhrasesTest, AFailedLookupMakesBothFormsFalse) {
+    for (const char *call : {"ZKDSCreateContextHandle", "ZKDSGetContext", "ZKDSAllocBuf", "ZKDSPutAttrName"}) {
+        spy::mend();
+        spy::fail(call, ZKE_NO_MEMORY);
+        EXPECT_EQ(value("MEMBER OF \"Staff\""), "1") << call;
+        EXPECT_EQ(value("NOT MEMBER OF \"Staff\""), "1") << call;
+    }
+}
+
+TEST_F(PhrasesTest, AUserWithoutAnyGroupIsNoMember) {
+    spy::schema("Group_Membership");
+    EXPECT_EQ(value("MEMBER OF \"Staff\""), "1");
+    EXPECT_EQ(value("NOT MEMBER OF \"Staff\""), "0");
+}
+
+// ---- when ----
+
+TEST_F(PhrasesTest, ReferencesAreReplacedInSkippedBlocksToo) {
+    for (const char *operand : {"FAX", "%FAX", "\"%FAX\"", "MEMBER OF \"Staff\""}) {
+        spy::forget_calls();
+        EXPECT_EQ(printed(std::string("IF \"1\" THEN\nWRITE ") + operand + "\nEND\n"), "");
+        EXPECT_THAT(spy::call_names(), testing::Contains("ZKDSRead")) << operand;
+    }
+}
+
+TEST_F(PhrasesTest, ReferencesAreReplacedInTheOrderOfTheText) {
+    spy::fail("ZKDSRead", ZKE_NO_ACCESS);
+    run("WRITE %B ; \"%A\" ; C\n");
+    std::vector<std::string> asked;
+    for (const std::string &call : spy::calls("ZKDSPutAttrName")) asked.push_back(call.substr(call.rfind(' ') + 1));
+    EXPECT_THAT(asked, ElementsAre("\"B\")", "\"A\")", "\"C\")"));
+}
+
+TEST_F(PhrasesTest, WithoutACurrentObjectWordsStayAsWritten) {
+    free(CurrentObject);
+    CurrentObject = nullptr;
+    EXPECT_EQ(value("FAX"), "FAX");
+    EXPECT_EQ(value("%FAX"), "");
+    EXPECT_EQ(value("MEMBER OF \"Staff\""), "1");
+    EXPECT_EQ(value("NOT MEMBER OF \"Staff\""), "1");
+}
+
+} // namespace

@@ -1,0 +1,245 @@
+#include "tests/unit/run_sequence_fixture.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
+// ---- the container's script ----
+
+TEST_F(RunSequenceTest, TheContainersScriptIsTheNearestOne) {
+    spy::stream("O=acme", "WRITE \"acme\"");
+    run_all();
+    EXPECT_EQ(scripts(), "acme\nmap ran\n");
+    EXPECT_THAT(asked(), ElementsAre("OU=sales.O=acme", "O=acme", "jdoe.OU=sales.O=acme"));
+    EXPECT_THAT(spy::calls("ZKDSReadObjectInfo"), ElementsAre("ZKDSReadObjectInfo(1, \"jdoe.OU=sales.O=acme\")"));
+}
+
+TEST_F(RunSequenceTest, AScriptRunsAsItsUser) {
+    spy::stream("OU=sales.O=acme", "DISPLAY .probe");
+    spy::stream("probe", "");
+    run_all();
+    ASSERT_GE(before_.size(), 2U);
+    EXPECT_EQ(before_[1].script_of, "jdoe.OU=sales.O=acme");
+    EXPECT_EQ(before_[1].ctx, 1U);
+}
+
+TEST_F(RunSequenceTest, ASyntaxErrorInTheContainersScriptIsNotTheResult) {
+    spy::stream("OU=sales.O=acme", "= =");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_THAT(scripts(), EndsWith("map ran\n"));
+}
+
+// ---- the profile's script ----
+
+class ProfileTest : public RunSequenceTest {
+  protected:
+    ProfileTest() { declare_profile(); }
+
+    static void declare_profile() {
+        spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"staff.acme"});
+        spy::stream("staff.acme", "WRITE \"staff\"");
+        spy::stream("jdoe.OU=sales.O=acme", "WRITE \"user\"");
+    }
+};
+
+TEST_F(ProfileTest, TheUsersProfileRuns) {
+    run_all();
+    EXPECT_EQ(scripts(), "staff\nuser\n");
+    EXPECT_THAT(asked(), ElementsAre("OU=sales.O=acme", "O=acme", "staff.acme", "jdoe.OU=sales.O=acme"));
+}
+
+TEST_F(ProfileTest, AProfileWithoutAScriptIsPassed) {
+    spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"bare.acme"});
+    spy::object("bare.acme");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "user\n");
+}
+
+TEST_F(ProfileTest, AnUnreadableProfileAttributeIsSilent) {
+    spy::fail("ZKDSRead", 0x1234);
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "user\n");
+    EXPECT_THAT(asked(), Not(Contains("staff.acme")));
+}
+
+TEST_F(ProfileTest, AProfileFileComesInItsPlace) {
+    args_.profileScript = file("profile", "WRITE \"from the file\"\n");
+    run_all();
+    EXPECT_EQ(scripts(), "from the file\nuser\n");
+    EXPECT_THAT(spy::calls("ZKDSRead"), IsEmpty());
+}
+
+TEST_F(ProfileTest, AProfileFileThatCannotBeReadIsSilent) {
+    args_.profileScript = hold("/nowhere/profile");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "user\n");
+    EXPECT_THAT(asked(), Not(Contains("staff.acme")));
+}
+
+TEST_F(ProfileTest, AProfileFileRunsAsTheUserWhereverTheContainersScriptWent) {
+    spy::stream("OU=sales.O=acme", "CONTEXT .east.acme");
+    spy::stream("probe", "");
+    args_.profileScript = file("profile", "DISPLAY .probe\n");
+    run_all();
+    ASSERT_GE(before_.size(), 2U);
+    EXPECT_EQ(before_[1].script_of, "jdoe.east.acme") << "the object is named anew for it";
+    EXPECT_EQ(asked().back(), "jdoe.OU=sales.O=acme") << "the user's script stays the one of the start";
+}
+
+TEST_F(ProfileTest, AfterAProfileStatementItsNameRunsInPlaceOfItsScript) {
+    spy::stream("OU=sales.O=acme", "PROFILE other.acme");
+    spy::text_attribute("other.acme", "Profile", {"WRITE \"a name\"\n"});
+    spy::stream("WRITE \"a name\"\n", "WRITE \"its script\"");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "a name\nuser\n");
+    EXPECT_THAT(spy::calls("ZKDSOpenStream"),
+                Contains("ZKDSOpenStream(1, \"WRITE \"a name\"\n\", \"Login Script\", 0)"));
+    EXPECT_THAT(spy::calls("ZKDSRead"), ElementsAre(StartsWith("ZKDSRead(1, \"other.acme\", 1, 0")));
+}
+
+TEST_F(ProfileTest, AnOrdinaryNameIsThenAScriptError) {
+    spy::stream("OU=sales.O=acme", "PROFILE other.acme");
+    spy::text_attribute("other.acme", "Profile", {"staff.acme"});
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_THAT(scripts(), HasSubstr("Script error.\nThe original line was:\nstaff.acme\n"));
+    EXPECT_THAT(scripts(), EndsWith("user\n"));
+    EXPECT_THAT(asked(), Contains("staff.acme"));
+}
+
+TEST_F(ProfileTest, AfterAProfileStatementAProfileWithoutAScriptIsPassed) {
+    spy::stream("OU=sales.O=acme", "PROFILE other.acme");
+    spy::text_attribute("other.acme", "Profile", {"bare.acme"});
+    spy::object("bare.acme");
+    run_all();
+    EXPECT_EQ(scripts(), "user\n");
+}
+
+TEST_F(ProfileTest, AfterAProfileStatementAnObjectWithoutTheAttributeIsPassed) {
+    spy::stream("OU=sales.O=acme", "PROFILE staff.acme");
+    run_all();
+    EXPECT_EQ(scripts(), "user\n");
+    EXPECT_THAT(asked(), Not(Contains("staff.acme")));
+}
+
+TEST_F(ProfileTest, AProfileFileComesBeforeAProfileStatement) {
+    spy::stream("OU=sales.O=acme", "PROFILE other.acme");
+    args_.profileScript = file("profile", "WRITE \"from the file\"\n");
+    run_all();
+    EXPECT_EQ(scripts(), "from the file\nuser\n");
+}
+
+TEST_F(ProfileTest, WithALoginFileNoDirectoryScriptRuns) {
+    spy::stream("OU=sales.O=acme", "WRITE \"container\"");
+    args_.loginScript = file("login", "WRITE \"mine\"\n");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "mine\n");
+    EXPECT_THAT(asked(), IsEmpty());
+    EXPECT_THAT(spy::calls("ZKDSReadObjectInfo"), IsEmpty());
+    EXPECT_THAT(spy::calls("ZKDSRead"), SizeIs(1)) << "the profile's name is read and not used";
+}
+
+TEST_F(ProfileTest, WithALoginFileAProfileFileStillRuns) {
+    args_.profileScript = file("profile", "WRITE \"from the file\"\n");
+    args_.loginScript = file("login", "WRITE \"mine\"\n");
+    run_all();
+    EXPECT_EQ(scripts(), "from the file\nmine\n");
+}
+
+TEST_F(ProfileTest, WithALoginFileAProfileNamedByTheCallerRunsItsName) {
+    spy::text_attribute("other.acme", "Profile", {"WRITE\n"});
+    spy::stream("WRITE\n", "WRITE \"its script\"");
+    args_.loginScript = file("login", "WRITE \"mine\"\n");
+    run_all([] { over_ride_profile = text_copy("other.acme").release(); });
+    EXPECT_EQ(scripts(), "\nmine\n");
+}
+
+// ---- the user's script ----
+
+TEST_F(RunSequenceTest, TheUsersScriptGivesTheResult) {
+    spy::stream("jdoe.OU=sales.O=acme", "WRITE \"user\"\n= =");
+    EXPECT_EQ(run_all(), 1U);
+    EXPECT_THAT(scripts(), StartsWith("user\n"));
+}
+
+TEST_F(RunSequenceTest, AUserWithoutAScriptRunsTheDefaultOne) {
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "map ran\n");
+}
+
+TEST_F(RunSequenceTest, TheDefaultScriptGivesTheResult) {
+    folder_.script("map", "exit 1");
+    EXPECT_EQ(run_all(), 1U);
+}
+
+TEST_F(RunSequenceTest, TheDefaultScriptRunsAfterNoDefaultToo) {
+    spy::stream("OU=sales.O=acme", "NO_DEFAULT");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(use_default_script, 0);
+    EXPECT_EQ(scripts(), "map ran\n");
+}
+
+TEST_F(RunSequenceTest, AnEmptyScriptKeepsTheDefaultOneAway) {
+    spy::stream("jdoe.OU=sales.O=acme", "");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "");
+}
+
+TEST_F(RunSequenceTest, AScriptThatCannotBeOpenedLetsTheDefaultOneRun) {
+    spy::stream("jdoe.OU=sales.O=acme", "WRITE \"user\"");
+    spy::fail_nth("ZKDSOpenStream", 3, 0xFFFFE010);
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "map ran\n");
+}
+
+TEST_F(RunSequenceTest, ALoginFileResultsIn0WhateverItDid) {
+    args_.loginScript = file("login", "WRITE \"mine\"\n= =\n");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_THAT(scripts(), StartsWith("mine\n"));
+    EXPECT_THAT(scripts(), HasSubstr("= ="));
+}
+
+TEST_F(RunSequenceTest, ALoginFileThatCannotBeReadIsReported) {
+    args_.loginScript = hold("/nowhere/login");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "Unable to read file (/nowhere/login)\n");
+}
+
+TEST_F(RunSequenceTest, AnEmptyLoginFileIsNoFailure) {
+    args_.loginScript = file("login", "");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "");
+}
+
+// ---- a TREE statement within the run ----
+
+TEST_F(RunSequenceTest, ATreeStatementInOneScriptLeavesTheOthersTheirContext) {
+    spy::tree("OTHER_TREE", "SRV2");
+    spy::stream("OU=sales.O=acme", "TREE OTHER_TREE/bob.org");
+    spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"staff.acme"});
+    spy::stream("staff.acme", "WRITE \"staff\"");
+    spy::stream("jdoe.OU=sales.O=acme", "WRITE \"user\"");
+    spy::logged_in_to("OTHER_TREE", "");
+    args_.password = hold("secret");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_THAT(scripts(), EndsWith("staff\nuser\n"));
+    EXPECT_EQ(spy::open_contexts(), 0);
+}
+
+TEST_F(RunSequenceTest, ATreeStatementInTheLastScriptLeavesNoContextBehind) {
+    spy::tree("OTHER_TREE", "SRV2");
+    spy::stream("jdoe.OU=sales.O=acme", "TREE OTHER_TREE/bob.org\nWRITE \"on\"");
+    spy::logged_in_to("OTHER_TREE", "");
+    args_.password = hold("secret");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_THAT(scripts(), EndsWith("on\n"));
+    EXPECT_EQ(spy::open_contexts(), 0);
+}
+
+} // namespace

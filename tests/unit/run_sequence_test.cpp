@@ -1,0 +1,474 @@
+#include "frame/run_sequence.h"
+
+#include "tests/unit/run_sequence_fixture.h"
+
+namespace {
+
+using testing::AnyOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
+constexpr uint32_t no_tree = 0xF001;
+constexpr uint32_t no_user = 0xF003;
+
+// ---- the whole ----
+
+TEST_F(RunSequenceTest, AllScriptsRunInTheirOrder) {
+    spy::stream("OU=sales.O=acme", "WRITE \"container\"");
+    spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"staff.acme"});
+    spy::stream("staff.acme", "WRITE \"profile\"");
+    spy::stream("jdoe.OU=sales.O=acme", "WRITE \"user\"");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(printed_, std::string("Your current tree is: ACME_TREE\n"
+                                    "Your current context is: OU=sales.O=acme\n"
+                                    "User: jdoe\n"
+                                    "You are attached to server SRV1\n"
+                                    "container\nprofile\nuser\n") +
+                            '\0');
+    EXPECT_EQ(spy::open_contexts(), 0);
+}
+
+TEST_F(RunSequenceTest, TheClientIsAskedInThisOrder) {
+    spy::stream("jdoe.OU=sales.O=acme", "");
+    run_all();
+    EXPECT_THAT(
+        spy::calls(),
+        ElementsAre("ZKCallsInit(null, null)",
+                    // the tree
+                    "ZKCCOpenConnByName(0, \"acme_tree\", 32768, 1, 32768)", "ZKCCGetConnInfo(101, 4, 33)",
+                    "ZKCCOpenConnByName(0, \"ACME_TREE\", 32768, 1, 32768)", "ZKCCGetConnInfo(102, 4, 33)",
+                    "ZKSetPreferredDSTree(9, \"ACME_TREE\")",
+                    // the context
+                    "ZKCallsInit(null, null)", "ZKCLXInit(null, null)", "ZKDSCreateContextHandle()",
+                    "ZKDSSetContext(1, DCK_FLAGS, 0x57)", "ZKCCOpenConnByName(0, \"ACME_TREE\", 32768, 1, 32768)",
+                    "ZKCCGetConnInfo(103, 4, 33)", "ZKDSSetContext(1, DCK_TREE_NAME, \"ACME_TREE\")",
+                    // the user
+                    "ZKDSWhoAmI(1)",
+                    // the primary server
+                    "ZKCCOpenConnByName(0, \"ACME_TREE\", 32768, 1, 32768)", "ZKCCGetConnInfo(104, 7, 49)",
+                    "ZKCCOpenConnByName(0, \"SRV1\", 32768, 1, 32768)", "ZKCCGetConnInfo(105, 7, 49)",
+                    "ZKCCSetPrimConn(105)", "ZKDSSetContext(1, DCK_LAST_CONNECTION, 105)",
+                    // the container's script
+                    "ZKDSReadObjectInfo(1, \"jdoe.OU=sales.O=acme\")", "ZKDSAbbreviateName(1, \"OU=sales.O=acme\")",
+                    "ZKDSOpenStream(1, \"OU=sales.O=acme\", \"Login Script\", 0)", "ZKDSAbbreviateName(1, \"O=acme\")",
+                    "ZKDSOpenStream(1, \"O=acme\", \"Login Script\", 0)",
+                    // the profile
+                    AnyOf(StartsWith("ZKDSAllocBuf")), AnyOf(StartsWith("ZKDSAllocBuf")),
+                    StartsWith("ZKDSInitBuf(1, 3"), "ZKDSPutAttrName(1, buf1, \"Profile\")",
+                    StartsWith("ZKDSRead(1, \"jdoe.OU=sales.O=acme\", 1, 0"), StartsWith("ZKDSReadAttrDef(1"),
+                    StartsWith("ZKDSFreeBuf"), StartsWith("ZKDSFreeBuf"),
+                    // the user's script
+                    "ZKDSAbbreviateName(1, \"jdoe.OU=sales.O=acme\")",
+                    "ZKDSOpenStream(1, \"jdoe.OU=sales.O=acme\", \"Login Script\", 0)",
+                    "ZKDSGetContext(1, DCK_LAST_CONNECTION)", "ZKCCGetConnInfo(105, 10, 4)", "ZKCCLicenseConn(105)",
+                    "ZKReadFile(301, 512)", "ZKCloseFile(301)", "ZKCCUnlicenseConn(105)",
+                    // the end
+                    "ZKDSFreeContext(1)"));
+}
+
+TEST_F(RunSequenceTest, TheSessionIsFilled) {
+    args_.userVar2 = hold("two");
+    args_.userVar3 = hold("three");
+    args_.userVar5 = hold("five");
+    args_.password = hold("secret");
+    args_.userGUI = 7;
+    run_all();
+    const Snapshot &session = before_.back();
+    EXPECT_EQ(session.object, "jdoe");
+    EXPECT_EQ(session.login, "jdoe");
+    EXPECT_EQ(session.context, ".OU=sales.O=acme");
+    EXPECT_EQ(session.initial, ".OU=sales.O=acme");
+    EXPECT_EQ(session.tree, "ACME_TREE");
+    EXPECT_EQ(session.password, "secret");
+    EXPECT_EQ(session.variables, "SRV1jdoetwothree-five----");
+    EXPECT_EQ(session.alias, "N");
+    EXPECT_EQ(session.gui, 7);
+    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "0");
+}
+
+TEST_F(RunSequenceTest, TheSessionIsEnded) {
+    args_.password = hold("secret");
+    run_all();
+    for (const char *global :
+         {CurrentContext, CurrentObject, CurrentTree, InitialContext, LoginName, CurrentPassword}) {
+        EXPECT_EQ(global, nullptr);
+    }
+    EXPECT_EQ(variables(), "----------");
+    EXPECT_EQ(last_.password, "(null)") << "wiped before the context is freed";
+    EXPECT_THAT(wipe_watch::wiped(), Contains("secret"));
+    EXPECT_STREQ(args_.password, "secret") << "the caller's own stays";
+}
+
+TEST_F(RunSequenceTest, TheEnvironmentIsNotOverwritten) {
+    setenv("TOLAN_USE_BRUNE", "1", 1);
+    run_all();
+    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
+}
+
+TEST_F(RunSequenceTest, TheClientsStartIsNotChecked) {
+    spy::fail_nth("ZKCallsInit", 1, 0x1234);
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(scripts(), "map ran\n");
+}
+
+TEST_F(RunSequenceTest, ASecondSessionRunsLikeTheFirst) {
+    run_all();
+    const std::string first = printed_;
+    run_all();
+    EXPECT_EQ(printed_, first);
+}
+
+// ---- the request ----
+
+TEST_F(RunSequenceTest, DefaultScriptsAreReplacedByNullInTheRecord) {
+    args_.profileScript = hold("<DEFAULT>");
+    args_.loginScript = hold("<DEFAULT>");
+    run_all();
+    EXPECT_EQ(args_.profileScript, nullptr);
+    EXPECT_EQ(args_.loginScript, nullptr);
+    const std::string with_default = printed_;
+    declare_network();
+    run_all();
+    EXPECT_EQ(printed_, with_default);
+}
+
+TEST_F(RunSequenceTest, OnlyTheExactWordIsTheDefault) {
+    for (const char *word : {"<default>", "<DEFAULT> ", "DEFAULT", ""}) {
+        SCOPED_TRACE(word);
+        args_.profileScript = hold(word);
+        args_.loginScript = hold(word);
+        EXPECT_EQ(run_all(), 0U);
+        EXPECT_STREQ(args_.profileScript, word);
+        EXPECT_STREQ(args_.loginScript, word);
+        EXPECT_EQ(scripts(), "Unable to read file (" + std::string(word) + ")\n") << "nothing about the profile's";
+    }
+}
+
+TEST_F(RunSequenceTest, TheRequestIsTraced) {
+    const auto request = [this] {
+        args_ = {};
+        args_.userVar2 = hold("v2");
+        args_.userVar3 = hold("v3");
+        args_.userVar4 = hold("v4");
+        args_.userVar5 = hold("v5");
+        args_.treename = hold("acme_tree");
+        args_.server = hold("SRV1");
+        args_.context = hold("O=acme");
+        args_.user = hold("jdoe");
+        args_.profileScript = hold("<DEFAULT>");
+        args_.loginScript = hold("<DEFAULT>");
+        args_.userGUI = 3;
+        args_.password = hold("s3cret");
+        trace_level_ = debug_level;
+        declare_network();
+        run_all();
+    };
+    const std::vector<TraceRow> rows = {
+        {4, "User Variable2 is: v2"},     {4, "User Variable3 is: v3"},  {4, "User Variable4 is: v4"},
+        {4, "User Variable5 is: v5"},     {4, "treename is: acme_tree"}, {4, "server is: SRV1"},
+        {4, "context is: O=acme"},        {4, "user is: jdoe"},          {4, "profileScript is: <DEFAULT>"},
+        {4, "loginScript is: <DEFAULT>"}, {4, "userGUI is: 3"}};
+    expect_traces(rows, request);
+    const std::vector<std::string> texts = trace_texts(5, request);
+    ASSERT_GE(texts.size(), rows.size());
+    for (size_t i = 0; i < rows.size(); i++) EXPECT_EQ(texts[i], rows[i].text) << "in this order";
+    EXPECT_THAT(traces(9, request), Not(HasSubstr("s3cret")));
+}
+
+TEST_F(RunSequenceTest, TheStepsAreTraced) {
+    const auto step = [this](const std::function<void()> &prepare) {
+        return [this, prepare] {
+            trace_level_ = debug_level;
+            args_ = {};
+            args_.treename = hold("acme_tree");
+            args_.user = hold("jdoe");
+            declare_network();
+            prepare();
+            run_all();
+        };
+    };
+    expect_traces({{4, "real treename is: ACME_TREE"},
+                   {1, "Current logged in user: CN=jdoe.OU=sales.O=acme"},
+                   {4, "Now Process Container script"},
+                   {4, "Could not open/read container script"},
+                   {4, "Now Process user's Profile script"},
+                   {4, "object for profile: jdoe.OU=sales.O=acme"},
+                   {4, "Now Process User's Login script: jdoe.OU=sales.O=acme"},
+                   {4, "Now Process User's \"default\" Login script"}},
+                  step([] {}));
+    expect_traces({{4, "TreeName from server (ACME_TREE)"}}, step([this] {
+                      args_.treename = nullptr;
+                      args_.server = hold("SRV1");
+                  }));
+    expect_traces({{4, "Now Process User's Login script (/nowhere/x)"}},
+                  step([this] { args_.loginScript = hold("/nowhere/x"); }));
+    expect_traces({{7, "using alias context, old (.sales), new (.OU=sales.O=acme)"}},
+                  step([this] { args_.user = hold("jdoe.sales"); }));
+}
+
+// ---- the tree ----
+
+TEST_F(RunSequenceTest, WithoutATreeAndAServerNothingRuns) {
+    args_.treename = nullptr;
+    args_.password = hold("secret");
+    EXPECT_EQ(run_all(), no_tree);
+    EXPECT_EQ(printed_, "No Treename defined\n") << "and no end marker";
+    EXPECT_STREQ(CurrentPassword, "secret") << "the session is left as it stands";
+    EXPECT_THAT(spy::call_names(), ElementsAre("ZKCallsInit"));
+}
+
+TEST_F(RunSequenceTest, AnUnknownTreeWithoutAServerIsNoTree) {
+    args_.treename = hold("NOWHERE");
+    EXPECT_EQ(run_all(), no_tree);
+    EXPECT_EQ(printed_, "No Treename defined\n");
+}
+
+TEST_F(RunSequenceTest, TheServersTreeServesWhenTheTreeIsUnknown) {
+    for (char *tree : {static_cast<char *>(nullptr), hold("NOWHERE")}) {
+        declare_network();
+        args_.treename = tree;
+        args_.server = hold("SRV1");
+        EXPECT_EQ(run_all(), 0U);
+        EXPECT_THAT(printed_, StartsWith("Your current tree is: ACME_TREE\n"));
+        EXPECT_EQ(spy::open_contexts(), 0);
+    }
+}
+
+TEST_F(RunSequenceTest, AContextIsMadeBeforeTheServerIsAsked) {
+    args_.treename = nullptr;
+    args_.server = hold("NOWHERE");
+    EXPECT_EQ(run_all(), no_tree);
+    EXPECT_THAT(spy::call_names(), ElementsAre("ZKCallsInit", "ZKCallsInit", "ZKCLXInit", "ZKDSCreateContextHandle",
+                                               "ZKDSSetContext", "ZKCCOpenConnByName"));
+    EXPECT_THAT(spy::calls("ZKCCOpenConnByName"), ElementsAre(HasSubstr("\"NOWHERE\"")));
+}
+
+TEST_F(RunSequenceTest, AKnownTreeComesBeforeTheServers) {
+    spy::tree("OTHER_TREE", "SRV2");
+    args_.server = hold("SRV2");
+    run_all();
+    EXPECT_THAT(printed_, StartsWith("Your current tree is: ACME_TREE\n"));
+}
+
+// ---- the user ----
+
+TEST_F(RunSequenceTest, WithoutAUserNothingRuns) {
+    args_.user = nullptr;
+    args_.password = hold("secret");
+    EXPECT_EQ(run_all(), no_user);
+    EXPECT_EQ(printed_, "Your current tree is: ACME_TREE\n");
+    EXPECT_STREQ(CurrentTree, "ACME_TREE");
+    EXPECT_STREQ(CurrentPassword, "secret");
+    EXPECT_THAT(spy::calls("ZKDSWhoAmI"), IsEmpty());
+}
+
+TEST_F(RunSequenceTest, APlainUserWhoIsNotLoggedInIsOfTheContextGiven) {
+    spy::logged_out();
+    args_.context = hold("OU=east.O=acme");
+    run_all();
+    EXPECT_THAT(printed_, HasSubstr("Your current context is: OU=east.O=acme\nUser: jdoe\n"));
+    EXPECT_EQ(last_.object, "jdoe");
+    EXPECT_EQ(last_.context, ".OU=east.O=acme");
+    EXPECT_EQ(last_.initial, "OU=east.O=acme") << "as given";
+    EXPECT_EQ(last_.alias, "N");
+}
+
+TEST_F(RunSequenceTest, WithoutAnyContextItIsEmpty) {
+    spy::logged_out();
+    run_all();
+    EXPECT_THAT(printed_, HasSubstr("Your current context is: \nUser: jdoe\n"));
+    EXPECT_EQ(last_.context, "");
+}
+
+TEST_F(RunSequenceTest, AUserWithAContextWhoIsNotLoggedInIsCutInTheRecord) {
+    spy::logged_out();
+    args_.user = hold("jdoe.sales.acme");
+    args_.context = hold("not consulted");
+    run_all();
+    EXPECT_STREQ(args_.user, "jdoe");
+    EXPECT_EQ(last_.object, "jdoe");
+    EXPECT_EQ(last_.login, "jdoe");
+    EXPECT_EQ(last_.context, ".sales.acme");
+    EXPECT_EQ(last_.initial, ".sales.acme");
+    EXPECT_EQ(last_.variables, "SRV1jdoe--------");
+    EXPECT_EQ(last_.alias, "N") << "no alias can be seen then";
+    EXPECT_THAT(printed_, HasSubstr("Your current context is: sales.acme\nUser: jdoe\n"));
+}
+
+TEST_F(RunSequenceTest, TheDirectorysNameComesBeforeTheRequests) {
+    args_.user = hold("somebody.else");
+    args_.context = hold("O=other");
+    run_all();
+    EXPECT_STREQ(args_.user, "somebody.else");
+    EXPECT_EQ(last_.object, "jdoe");
+    EXPECT_EQ(last_.context, ".OU=sales.O=acme");
+    EXPECT_THAT(printed_, HasSubstr("User: jdoe\n"));
+}
+
+TEST_F(RunSequenceTest, ANameOfTwoCharactersIsNoLogin) {
+    spy::logged_in("ab");
+    run_all();
+    EXPECT_EQ(last_.object, "jdoe");
+    spy::logged_in("abc");
+    run_all();
+    EXPECT_EQ(last_.object, "abc");
+    EXPECT_EQ(last_.context, ".[Root]");
+}
+
+TEST_F(RunSequenceTest, AFailedQuestionIsNoLogin) {
+    spy::fail("ZKDSWhoAmI", 0x1234);
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(last_.object, "jdoe");
+    EXPECT_EQ(last_.context, "");
+}
+
+TEST_F(RunSequenceTest, LongNamesAreBounded) {
+    const std::string longest(512, 'n');
+    // The client itself refuses names beyond its own limit.
+    spy::fail("ZKDSAbbreviateName", ZKE_MALFORMED_NAME);
+    spy::logged_in(longest);
+    run_all();
+    EXPECT_EQ(last_.object, longest);
+    declare_network();
+    spy::logged_out();
+    spy::fail("ZKDSAbbreviateName", ZKE_MALFORMED_NAME);
+    args_.user = hold(std::string(3000, 'u'));
+    run_all();
+    EXPECT_EQ(last_.object, std::string(3000, 'u'));
+    EXPECT_THAT(printed_, HasSubstr("User: " + std::string(512, 'u') + "\n")) << "what is shown is cut";
+}
+
+TEST_F(RunSequenceTest, AnotherContextThanTheDirectorysIsAnAlias) {
+    const struct {
+        const char *user, *alias;
+    } rows[] = {
+        {"jdoe.sales.acme", "Y"},
+        {"jdoe.OU=sales.O=acme", "N"},
+        {"jdoe.ou=SALES.o=ACME", "N"},
+        {"CN=jdoe.OU=sales.O=acme", "N"},
+        {"jdoe", "N"},
+        {"j\\.doe", "N"},
+        {"j\\.doe.OU=sales.O=acme", "N"},
+        {"jdoe.", "Y"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.user);
+        declare_network();
+        LoginAliasContext[0] = 'N';
+        args_.user = hold(row.user);
+        run_all();
+        EXPECT_STREQ(LoginAliasContext, row.alias);
+        EXPECT_EQ(last_.context, ".OU=sales.O=acme");
+    }
+}
+
+// ---- the primary server ----
+
+TEST_F(RunSequenceTest, WithoutAServerTheTreesDefaultOneIsUsed) {
+    run_all();
+    EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), SizeIs(1));
+    EXPECT_THAT(printed_, HasSubstr("You are attached to server SRV1\n"));
+}
+
+TEST_F(RunSequenceTest, WithoutAnyServerNoneIsSet) {
+    spy::fail_from("ZKCCOpenConnByName", 4, 0x8847);
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), IsEmpty());
+    EXPECT_THAT(printed_, Not(HasSubstr("server")));
+    EXPECT_EQ(last_.variables[0], '-');
+}
+
+TEST_F(RunSequenceTest, AServerThatIsNotAuthenticatedIsUsed) {
+    spy::server("SRV2", "ACME_TREE");
+    args_.server = hold("srv2");
+    run_all();
+    EXPECT_THAT(spy::calls("ZKCCScanConnInfo"), ElementsAre(HasSubstr("\"srv2\"")));
+    EXPECT_THAT(printed_, HasSubstr("You are attached to server SRV2\n"));
+    EXPECT_THAT(printed_, Not(HasSubstr("SRV1")));
+}
+
+TEST_F(RunSequenceTest, AnAuthenticatedServerOfTheTreeIsUsed) {
+    spy::server("SRV2", "acme_TREE");
+    spy::authenticated("SRV2");
+    args_.server = hold("srv2");
+    run_all();
+    EXPECT_THAT(printed_, HasSubstr("You are attached to server SRV2\n"));
+}
+
+TEST_F(RunSequenceTest, AnAuthenticatedServerOfAnotherTreeGivesWayToTheDefaultOne) {
+    spy::server("SRV2", "OTHER_TREE");
+    spy::authenticated("SRV2");
+    args_.server = hold("srv2");
+    run_all();
+    EXPECT_THAT(printed_, HasSubstr("You are attached to server SRV1\n"));
+    EXPECT_THAT(printed_, Not(HasSubstr("SRV2")));
+}
+
+TEST_F(RunSequenceTest, AnAuthenticatedServerWithoutATreeGivesWayToTheDefaultOne) {
+    spy::server("SRV2", "ACME_TREE");
+    spy::authenticated("SRV2");
+    // The fifth question is the one for the server's tree: two for the tree, one for the context, the server's state.
+    spy::fail_nth("ZKCCGetConnInfo", 5, 0x8801);
+    args_.server = hold("srv2");
+    run_all();
+    EXPECT_THAT(printed_, HasSubstr("You are attached to server SRV1\n"));
+}
+
+TEST_F(RunSequenceTest, AnUnknownServerGivesWayToTheDefaultOne) {
+    args_.server = hold("NOWHERE");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_THAT(printed_, HasSubstr("Server not Found:NOWHERE\n"
+                                    "Unable to set primary connection: 8847\n"
+                                    "You are attached to server SRV1\n"));
+}
+
+TEST_F(RunSequenceTest, AFailingDefaultServerIsNotTriedAgain) {
+    args_.server = hold("NOWHERE");
+    spy::fail("ZKCCSetPrimConn", 0x8808);
+    spy::fail_from("ZKDSSetContext", 3, 0x8808);
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_THAT(printed_, HasSubstr("Unable to set primary connection: 8847\n"
+                                    "Unable to set primary connection: 8808\n"));
+    EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), SizeIs(1));
+}
+
+// ---- a client that fails ----
+
+TEST_F(RunSequenceTest, WhateverCallFailsTheRunEnds) {
+    const auto prepare = [this] {
+        declare_network();
+        spy::authenticated("SRV1");
+        spy::stream("OU=sales.O=acme", "WRITE \"container %FULL_NAME\"");
+        spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"staff.acme"});
+        spy::text_attribute("jdoe.OU=sales.O=acme", "Full Name", {"John Doe"});
+        spy::stream("staff.acme", "WRITE \"profile\"");
+        spy::stream("jdoe.OU=sales.O=acme", "WRITE \"user\"");
+        args_.server = hold("SRV1");
+        args_.password = hold("secret");
+    };
+    prepare();
+    run_all();
+    const int calls = spy::call_count();
+    ASSERT_GT(calls, 40);
+    for (int number = 1; number <= calls; number++) {
+        SCOPED_TRACE(number);
+        prepare();
+        spy::fail_call(number, 0xFFFFE010);
+        EXPECT_EQ(run_all(), 0U);
+        EXPECT_EQ(printed_.back(), '\0');
+        EXPECT_EQ(CurrentPassword, nullptr);
+        EXPECT_THAT(spy::mistakes(), IsEmpty());
+        const std::string failed = spy::call_names()[static_cast<size_t>(number) - 1];
+        if (failed == "ZKDSFreeBuf" || failed == "ZKCloseFile" || failed == "ZKDSFreeContext") continue;
+        EXPECT_EQ(spy::open_buffers(), 0);
+        EXPECT_EQ(spy::open_files(), 0);
+        EXPECT_EQ(spy::open_contexts(), 0);
+    }
+}
+
+} // namespace

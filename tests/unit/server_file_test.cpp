@@ -1,0 +1,305 @@
+#include "commands/server_file.h"
+
+#include <sys/stat.h>
+
+#include "tests/unit/network_file_fixture.h"
+
+namespace {
+
+// Set by a test: the effective user has no entry in the password database.
+bool user_is_unknown = false;
+
+} // namespace
+
+// In the test program, so that a test can do without an entry.
+extern "C" struct passwd *getpwuid(uid_t user) {
+    static struct passwd entry;
+    static char texts[4096];
+    struct passwd *found = nullptr;
+    if (user_is_unknown || getpwuid_r(user, &entry, texts, sizeof texts, &found) != 0) return nullptr;
+    return found;
+}
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class ServerFileTest : public NetworkFileTest {
+  protected:
+    ~ServerFileTest() override { user_is_unknown = false; }
+};
+
+// ---- where files lie ----
+
+TEST_F(ServerFileTest, AVolumesFileLiesBelowTheMountPointOnTheDefaultServer) {
+    network_file("SRV1/SYS/LOGIN/X.TXT", "the file");
+    EXPECT_EQ(display("SYS:LOGIN/X.TXT"), "the file");
+    EXPECT_EQ(display("sys:LOGIN\\X.TXT"), "the file");
+    EXPECT_EQ(display("SYS:/LOGIN/X.TXT"), "the file");
+    EXPECT_EQ(display("SYS:\\LOGIN\\X.TXT"), "the file");
+}
+
+TEST_F(ServerFileTest, AFileAtAVolumesRootIsFound) {
+    network_file("SRV1/SYS/X.TXT", "the file");
+    EXPECT_EQ(display("SYS:X.TXT"), "the file");
+    EXPECT_EQ(display("SRV1/SYS:X.TXT"), "the file");
+}
+
+TEST_F(ServerFileTest, IncludeReadsTheSameFile) {
+    network_file("SRV1/SYS/LOGIN/X.TXT", "WRITE \"from X\"");
+    EXPECT_EQ(run("INCLUDE SYS:LOGIN/X.TXT\n"), 0);
+    EXPECT_EQ(output(), "from X\n");
+}
+
+TEST_F(ServerFileTest, Variable0IsTheDefaultServer) {
+    spy::server("SRV2");
+    spy::authenticated("SRV2");
+    qrt_SetUserVar(0, "srv2");
+    network_file("SRV1/SYS/A/X.TXT", "of the tree's");
+    network_file("SRV2/SYS/A/X.TXT", "of variable 0");
+    EXPECT_EQ(display("SYS:A/X.TXT"), "of variable 0");
+    qrt_SetUserVar(0, nullptr);
+    EXPECT_EQ(display("SYS:A/X.TXT"), "of the tree's");
+}
+
+TEST_F(ServerFileTest, WithoutADefaultServerTheNameHasNoServer) {
+    spy::default_server("");
+    driveDir = text_copy(folder_.path("")).release();
+    std::filesystem::create_directories(folder_.path("SYS/A"));
+    folder_.file("SYS/A/X.TXT", "local");
+    EXPECT_EQ(display("SYS:A/X.TXT"), "local");
+    EXPECT_THAT(spy::calls("ZKCCOpenConnByName"), IsEmpty());
+}
+
+TEST_F(ServerFileTest, AServersFileIsNamedWithItsServer) {
+    spy::server("SRV2");
+    spy::authenticated("SRV2");
+    network_file("SRV2/VOL1/dir/x.txt", "on SRV2");
+    EXPECT_EQ(display("SRV2/VOL1:dir/x.txt"), "on SRV2");
+    EXPECT_EQ(display("srv2\\vol1:dir\\x.txt"), "on SRV2");
+}
+
+TEST_F(ServerFileTest, AUncNameNamesServerVolumeAndPath) {
+    network_file("SRV1/SYS/LOGIN/X.TXT", "the file");
+    EXPECT_EQ(display("\\\\SRV1\\SYS\\LOGIN\\X.TXT"), "the file");
+}
+
+TEST_F(ServerFileTest, AServersOwnSpellingCounts) {
+    network_file("SRV1/SYS/A/X.TXT", "the file");
+    EXPECT_EQ(get_file("srv1", "SYS/A/X.TXT"), "the file");
+    spy::fail("ZKCCGetConnInfo", 0x1234);
+    EXPECT_EQ(get_file("srv1", "SYS/A/X.TXT"), "(1)") << "without it the name as given counts";
+    EXPECT_EQ(get_file("SRV1", "SYS/A/X.TXT"), "the file");
+}
+
+TEST_F(ServerFileTest, TheStatusFileTellsTheMountPoint) {
+    const std::string other = folder_.path("other");
+    std::filesystem::create_directories(other + "/" + user() + "/SRV1/SYS");
+    folder_.file("other/" + user() + "/SRV1/SYS/x", "elsewhere");
+    folder_.file("Version", "Marfsd Version=1.2\nMarfs mount=" + other + "\nmore\n");
+    EXPECT_EQ(server_file_mount_point(), other);
+    EXPECT_EQ(get_file("SRV1", "SYS/x"), "elsewhere");
+}
+
+TEST_F(ServerFileTest, TheMountPointIsTheUsualOneUnlessItIsTold) {
+    EXPECT_EQ(server_file_mount_point(), mount_);
+    folder_.file("Version", "Marfsd Version=1.2\n");
+    EXPECT_EQ(server_file_mount_point(), mount_);
+    folder_.file("Version", "Marfs mount=" + std::string(300, 'x') + "\n");
+    EXPECT_EQ(server_file_mount_point(), std::string(256, 'x'));
+    folder_.file("Version", "Marfs mount=/at/the/end");
+    EXPECT_EQ(server_file_mount_point(), "/at/the/end");
+}
+
+TEST_F(ServerFileTest, AUserWithoutAnEntryIsCalledUser) {
+    user_is_unknown = true;
+    EXPECT_EQ(server_file_path("SRV1", "SYS/x"), mount_ + "/user/SRV1/SYS/x");
+    user_is_unknown = false;
+    EXPECT_EQ(server_file_path("SRV1", "SYS/x"), mount_ + "/" + user() + "/SRV1/SYS/x");
+}
+
+// ---- names without a server ----
+
+TEST_F(ServerFileTest, APlainNameLiesInTheDrivesDirectory) {
+    folder_.file("x.txt", "the file");
+    EXPECT_EQ(get_file(nullptr, folder_.path("x.txt").c_str()), "the file") << "no drive: the name alone";
+    driveDir = text_copy(folder_.path("config/..")).release();
+    EXPECT_EQ(get_file(nullptr, "x.txt"), "the file");
+    EXPECT_EQ(get_file(nullptr, "/x.txt"), "the file");
+    EXPECT_EQ(get_file(nullptr, "config\\..\\x.txt"), "the file");
+    EXPECT_EQ(get_file(nullptr, folder_.path("x.txt").c_str()), "(1)") << "an absolute name too is the drive's";
+}
+
+TEST_F(ServerFileTest, IdentifiersInNamesAreReplaced) {
+    setenv("FILE_SPEC_TEST", "x", 1);
+    folder_.file("x.txt", "the file");
+    EXPECT_EQ(get_file(nullptr, folder_.path("%<FILE_SPEC_TEST>.txt").c_str()), "the file");
+    unsetenv("FILE_SPEC_TEST");
+}
+
+TEST_F(ServerFileTest, AMissingSpecificationIsReported) {
+    EXPECT_EQ(get_file(nullptr, nullptr), "(1)");
+    EXPECT_EQ(get_file("SRV1", nullptr), "(1)");
+    EXPECT_EQ(output(), "File Specificaion Empty\nFile Specificaion Empty\n");
+    EXPECT_THAT(spy::calls(), IsEmpty());
+}
+
+// ---- reaching the server ----
+
+TEST_F(ServerFileTest, TheServerIsReachedAndAsked) {
+    network_file("SRV1/SYS/x", "the file");
+    EXPECT_EQ(get_file("SRV1", "SYS/x"), "the file");
+    EXPECT_THAT(spy::calls(), ElementsAre("ZKCCOpenConnByName(0, \"SRV1\", 2, 1, 32768)", "ZKCCGetConnInfo(101, 7, 49)",
+                                          "ZKCCGetConnInfo(101, 1, 4)"));
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(ServerFileTest, AnUnauthenticatedConnectionIsAuthenticated) {
+    spy::authenticated("SRV1", false);
+    network_file("SRV1/SYS/x", "the file");
+    EXPECT_EQ(get_file("SRV1", "SYS/x"), "the file");
+    EXPECT_THAT(spy::calls(), ElementsAre("ZKCCOpenConnByName(0, \"SRV1\", 2, 1, 32768)", "ZKCCGetConnInfo(101, 7, 49)",
+                                          "ZKCCGetConnInfo(101, 1, 4)", "ZKDSCanDSAuthenticate(77)",
+                                          "ZKDSAuthenticateConnEx(77, 101)"));
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(ServerFileTest, WithoutALoginItIsSaidAndTheLookUpGoesOn) {
+    spy::authenticated("SRV1", false);
+    spy::logged_out();
+    network_file("SRV1/SYS/x", "the file");
+    EXPECT_EQ(get_file("SRV1", "SYS/x"), "the file");
+    EXPECT_EQ(output(), "Not logged into tree\n");
+    EXPECT_THAT(spy::calls("ZKDSAuthenticateConnEx"), IsEmpty());
+}
+
+TEST_F(ServerFileTest, AnyOtherAnswerThan1IsNoLogin) {
+    spy::authenticated("SRV1", false);
+    spy::fail("ZKDSCanDSAuthenticate", 2);
+    get_file("SRV1", "SYS/x");
+    EXPECT_EQ(output(), "Not logged into tree\n");
+}
+
+TEST_F(ServerFileTest, AFailedAuthenticationIsSaidAndTheLookUpGoesOn) {
+    spy::authenticated("SRV1", false);
+    spy::fail("ZKDSAuthenticateConnEx", 0x8890);
+    network_file("SRV1/SYS/x", "the file");
+    EXPECT_EQ(get_file("srv1", "SYS/x"), "the file");
+    EXPECT_EQ(output(), "Unable to Authenticate to server: SRV1 (8890)\n");
+}
+
+TEST_F(ServerFileTest, AnUnreachableServerIsSaidAndTheNameIsWithoutAServer) {
+    network_file("SYS/x", "below no server");
+    EXPECT_EQ(get_file("NOWHERE", "SYS/x"), "below no server");
+    EXPECT_EQ(output(), "Unable to connect to server: NOWHERE (8847)\n");
+    EXPECT_THAT(spy::call_names(), ElementsAre("ZKCCOpenConnByName"));
+}
+
+// ---- bad input ----
+
+class HostileNameTest : public NetworkFileTest {
+  protected:
+    HostileNameTest() {
+        folder_.file("secret", "beside the mount point");
+        network_file("other/SYS/x", "of another server");
+        network_file("SRV1/SYS/x", "its own");
+    }
+};
+
+TEST_F(HostileNameTest, NoNameLeavesItsServersDirectory) {
+    for (const char *name :
+         {"../../../secret", "SYS/../../../../secret", "SYS\\..\\..\\..\\..\\secret", "..", "../other/SYS/x",
+          "SYS/../../other/SYS/x", "./../other/SYS/x", "SYS//../../other/SYS/x", "x/../../SRV1/SYS/x"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(get_file("SRV1", name), "(1)");
+        EXPECT_EQ(get_file(":", name), "(1)");
+    }
+    EXPECT_EQ(get_file("SRV1", "SYS/../SYS/./x"), "its own");
+    EXPECT_EQ(get_file("SRV1", "SYS/..x/../x"), "(1)") << "no such folder, but no way out either";
+}
+
+TEST_F(HostileNameTest, StatementsDoNotLeaveItEither) {
+    for (const char *name :
+         {"SYS:/../../../../secret", "..:/x", "..:/../secret", "SRV1/..:/../../secret", "../SYS:/x",
+          "\\\\SRV1\\..\\..\\..\\secret", "\\\\..\\..\\secret", "\\\\SRV1\\SYS\\..\\..\\..\\..\\secret"}) {
+        SCOPED_TRACE(name);
+        EXPECT_THAT(display(name), Not(HasSubstr("mount point")));
+    }
+}
+
+TEST_F(HostileNameTest, AServersOwnNameDoesNotLeadOut) {
+    folder_.file("mnt/secret", "of no user");
+    for (const char *name : {"..", "../..", ".", "SRV1/../..", "/"}) {
+        SCOPED_TRACE(name);
+        spy::connection_answer(ZK_INFO_SERVER_NAME, std::string(name) + '\0');
+        EXPECT_EQ(get_file("SRV1", "secret"), "(1)");
+        EXPECT_EQ(get_file("SRV1", "other/SYS/x"), "(1)");
+    }
+}
+
+TEST_F(HostileNameTest, AServersNameWithoutAnEndIsBounded) {
+    spy::connection_answer(ZK_INFO_SERVER_NAME, std::string(200, 'S'));
+    network_file(std::string(48, 'S') + "/x", "cut");
+    EXPECT_EQ(get_file("SRV1", "x"), "cut");
+}
+
+TEST_F(HostileNameTest, ADirectoryMapDoesNotLeadOut) {
+    spy::text_attribute("map.acme", "Path", {"vol1.acme:../../../../secret/.."});
+    spy::text_attribute("vol1.acme", "Host_Resource_Name", {".."});
+    spy::text_attribute("vol1.acme", "Host_Server", {"..acme"});
+    EXPECT_THAT(display(".map.acme:/secret"), Not(HasSubstr("mount point")));
+}
+
+TEST_F(HostileNameTest, OverlongPathsAreNotFound) {
+    const std::string prefix = mount_ + "/" + user() + "/SRV1/";
+    const std::string longest(511 - prefix.size(), 'x');
+    EXPECT_EQ(server_file_path("SRV1", longest), prefix + longest);
+    EXPECT_EQ(server_file_path("SRV1", longest + "x"), "");
+    EXPECT_EQ(get_file("SRV1", std::string(100000, 'x').c_str()), "(1)");
+    EXPECT_EQ(get_file(nullptr, std::string(100000, '/').c_str()), "(1)");
+    EXPECT_THAT(display("SYS:/" + std::string(5000, 'x')), StartsWith("Unable to find file:(SYS//xxx"));
+}
+
+TEST_F(HostileNameTest, PipesAndDevicesAreNotWaitedFor) {
+    ASSERT_EQ(mkfifo((mount_ + "/" + user() + "/SRV1/SYS/fifo").c_str(), 0600), 0);
+    EXPECT_EQ(get_file("SRV1", "SYS/fifo"), "(1)");
+    for (const char *name : {"/dev/zero", "/dev/tty", "/dev/stdin", "/proc/self/mem", "/"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(get_file(nullptr, name), "(1)");
+    }
+}
+
+TEST_F(HostileNameTest, FoldersAreNoFiles) {
+    EXPECT_EQ(get_file("SRV1", "SYS"), "(1)");
+    EXPECT_EQ(get_file("SRV1", ""), "(1)");
+    EXPECT_EQ(get_file(nullptr, ""), "(1)");
+}
+
+TEST_F(HostileNameTest, AVanishedFileIsNotFound) {
+    const std::string path = mount_ + "/" + user() + "/SRV1/SYS/x";
+    spy::on_call([&](const std::string &) { std::filesystem::remove(path); });
+    EXPECT_EQ(get_file("SRV1", "SYS/x"), "(1)");
+}
+
+TEST_F(HostileNameTest, AFileWithoutPermissionIsNotFound) {
+    const std::string path = folder_.path("secret");
+    chmod(folder_.path("").c_str(), 0755);
+    chmod(path.c_str(), 0);
+    const auto read_as_nobody = [&] {
+        if (geteuid() == 0 && setuid(65534) != 0) _exit(1);
+        char *text = nullptr;
+        _exit(qrt_GetFile(handle, nullptr, path.c_str(), &text) == 1 && !text ? 33 : 0);
+    };
+    EXPECT_EXIT(read_as_nobody(), testing::ExitedWithCode(33), "");
+}
+
+TEST_F(HostileNameTest, AFileWithZeroBytesIsShownUpToTheFirst) {
+    network_file("SRV1/SYS/zero", std::string("ab\0cd", 5));
+    EXPECT_EQ(get_file("SRV1", "SYS/zero"), "ab");
+}
+
+} // namespace

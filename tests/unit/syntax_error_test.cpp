@@ -1,0 +1,261 @@
+#include "script/syntax_error.h"
+
+#include "tests/unit/script_fixture.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class SyntaxErrorTest : public ScriptTest {
+  protected:
+    // What an error quotes when the active buffer holds `text` and reading stands at `position`.
+    std::string quoted(const std::string &text, int32_t position) {
+        lex_addBuffer(text.c_str());
+        lex_activeBuffer()->readPos = position;
+        yyerror("message");
+        lex_free_active_buffer();
+        const std::string shown = output(), before = "\nScript error.\nThe original line was:\n";
+        EXPECT_EQ(shown.substr(0, before.size()), before);
+        EXPECT_EQ(shown.substr(shown.size() - 2), "\n\n");
+        return shown.substr(before.size(), shown.size() - before.size() - 2);
+    }
+};
+
+// ---- the report ----
+
+TEST_F(SyntaxErrorTest, TheLineOfTheReadPositionIsQuoted) {
+    const std::string text = "one\ntwo\r\nthree";
+    EXPECT_EQ(quoted(text, 1), "one");
+    EXPECT_EQ(quoted(text, 2), "one");
+    EXPECT_EQ(quoted(text, 3), "one"); // on its line feed
+    EXPECT_EQ(quoted(text, 4), "two"); // on the first character
+    EXPECT_EQ(quoted(text, 8), "two"); // on the line feed of its line end
+    EXPECT_EQ(quoted(text, 9), "three");
+    EXPECT_EQ(quoted(text, 14), "three"); // at the end
+}
+
+TEST_F(SyntaxErrorTest, LineEndsBeforeTheReadPositionAreSkipped) {
+    EXPECT_EQ(quoted("one\n\r\n\n\ntwo\n", 7), "one");
+    EXPECT_EQ(quoted("one\n\n\n", 6), "one");
+    EXPECT_EQ(quoted("  one two \n", 11), "  one two ");
+}
+
+TEST_F(SyntaxErrorTest, WithoutALineTheQuoteIsBogus) {
+    EXPECT_EQ(quoted("", 0), "bogus");
+    EXPECT_EQ(quoted("one\n", 0), "bogus");
+    EXPECT_EQ(quoted("\r\n\n", 2), "bogus");
+    EXPECT_EQ(quoted("\r\n\n", 3), "bogus");
+}
+
+TEST_F(SyntaxErrorTest, AReportSetsTheFlag) {
+    syntax_error = 0;
+    quoted("x", 1);
+    EXPECT_EQ(syntax_error, 1);
+}
+
+TEST_F(SyntaxErrorTest, TheMessageIsOnlyTracedFromLevelSix) {
+    EXPECT_THAT(traces(5, [this] { quoted("x", 1); }), Not(HasSubstr("parse error")));
+    EXPECT_THAT(traces(6, [this] { quoted("x", 1); }), HasSubstr("parse error unexpected input: message\n"));
+}
+
+TEST_F(SyntaxErrorTest, EachScriptStartsWithoutAnError) {
+    EXPECT_EQ(run("FOO BAR\n"), 1);
+    EXPECT_EQ(run("WRITE\n"), 0);
+}
+
+// ---- what is unexpected ----
+
+struct Unexpected {
+    const char *script;
+    const char *message;
+};
+
+TEST_F(SyntaxErrorTest, TheMessageNamesTheTokensWithoutQuotes) {
+    static const Unexpected rows[] = {
+        {"SET_TIME x\n", "syntax error, unexpected STRING, expecting ON or OFF or ':'\n"},
+        {"CLS MAP\n", "syntax error, unexpected MAP, expecting ':' or '\\n' or '\\r'\n"},
+        {"REGREAD x\n", "syntax error, unexpected STRING, expecting ':'\n"},
+        {"COMSPEC \"x\"\n", "syntax error, unexpected QUOTEDSTRING, expecting '=' or ':'\n"},
+        {"WRITE (\n", "syntax error, unexpected '('\n"},
+        {"GOTO =\n", "syntax error, unexpected '='\n"},
+    };
+    for (const Unexpected &row : rows)
+        EXPECT_THAT(traces(6, [&] { run(row.script); }),
+                    HasSubstr(std::string("parse error unexpected input: ") + row.message));
+}
+
+// ---- where reading goes on ----
+
+TEST_F(SyntaxErrorTest, TwoPlainWordsAreAnErrorAndTheNextLineRuns) {
+    EXPECT_EQ(run("FOO BAR\nWRITE \"next\"\n"), 1);
+    EXPECT_EQ(output(), report("FOO BAR") + "next\n");
+}
+
+TEST_F(SyntaxErrorTest, TheRestOfTheLineIsSkipped) {
+    EXPECT_EQ(printed("FOO BAR ) = WRITE \"x\" EXIT \"open\r\nWRITE \"next\"\n"),
+              report("FOO BAR ) = WRITE \"x\" EXIT \"open") + "next\n");
+}
+
+TEST_F(SyntaxErrorTest, EachFurtherErrorIsReported) {
+    EXPECT_EQ(printed("FOO BAR\nWRITE \"a\"\nFOO BAR\nSET A B\nWRITE \"next\"\n"),
+              report("FOO BAR") + "a\n" + report("FOO BAR") + report("SET A B") + "Invalid set command format\nnext\n");
+}
+
+// Three tokens have to be taken after an error, its line end included, before the next one is reported. The format
+// message comes all the same.
+TEST_F(SyntaxErrorTest, AnErrorTooSoonAfterAnotherIsNotReported) {
+    EXPECT_EQ(printed("FOO BAR\n)\nWRITE \"next\"\n"), report("FOO BAR") + "next\n");
+    EXPECT_EQ(printed("FOO BAR\nFOO BAR\nWRITE \"next\"\n"), report("FOO BAR") + "next\n");
+    EXPECT_EQ(printed("FOO BAR\nCLS x\nWRITE \"next\"\n"),
+              report("FOO BAR") + "Invalid clear screen command format\nnext\n");
+    EXPECT_EQ(printed("FOO BAR\nSET ) \nWRITE \"next\"\n"), report("FOO BAR") + "Invalid set command format\nnext\n");
+}
+
+TEST_F(SyntaxErrorTest, AMissingTokenQuotesTheLineThatReadingHasReached) {
+    EXPECT_EQ(printed("FOO\nWRITE \"next\"\n"), report("WRITE \"next\"") + "next\n");
+    EXPECT_EQ(printed("WRITE \"a\"\nFOO\n"), "a\n" + report("FOO"));
+    EXPECT_EQ(printed("FOO\n\nWRITE \"next\"\n"), report("FOO") + "next\n");
+}
+
+// ---- the statements' own recovery ----
+
+struct Recovery {
+    const char *line;
+    const char *message;
+};
+
+static const Recovery recoveries[] = {
+    {"WRITE )", "Invalid write command format\n"},
+    {"DISPLAY )", "Invalid display command format\n"},
+    {"FDISPLAY )", "Invalid fdisplay command format\n"},
+    {"CLS )", "Invalid clear screen command format\n"},
+    {"PAUSE )", "Invalid pause command format\n"},
+    {"WAIT )", "Invalid pause command format\n"},
+    {"FIRE A B C D", "Invalid FIRE format \n"},
+    {"FIRE )", "Invalid FIRE format \n"},
+    {"LASTLOGINTIME )", "Invalid lastlogintime command format\n"},
+    {"LAST_LOGIN_TIME )", "Invalid lastlogintime command format\n"},
+    {"DEBUG )", "Invalid DEBUG command format\n"},
+    {"INCLUDE )", "Invalid include command format\n"},
+    {"DRIVE H", "Invalid drive command format\n"},
+    {"DRIVE )", "Invalid drive command format\n"},
+    {"SET A B", "Invalid set command format\n"},
+    {"SET )", "Invalid set command format\n"},
+    {"SET A = \"x\" )", "Invalid set command format\n"},
+    {"DOS SET )", "Invalid set command format\n"},
+    {"TEMP SET )", "Invalid set command format\n"},
+    {"SHIFT )", "Invalid shift command format\n"},
+    {"SHIFT -", "Invalid shift command format\n"},
+    {"CONTEXT )", "Invalid context command format\n"},
+    {"CHANGE_CONTEXT )", "Invalid context command format\n"},
+    {"CX )", "Invalid context command format\n"},
+    {"CX a=", "Invalid context command format\n"},
+    {"PROFILE )", "Invalid profile command format\n"},
+    {"NO_DEFAULT )", "Invalid no_default command format\n"},
+    {"SET_TIME MAYBE", "Invalid set_time command format\n"},
+    {"SCRIPT_SERVER )", "Invalid script server command format\n"},
+    {"TERM )", "Invalid term command format\n"},
+    {"SWAP )", ""},
+    {"NOSWAP )", ""},
+    {"COMSPEC )", ""},
+    {"DOS VERIFY )", ""},
+    {"TREE )", "Invalid tree command format\n"},
+    {"TREE a/", "Invalid tree command format\n"},
+    {"TREE a/b;", "Invalid tree command format\n"},
+    {"ATTACH )", "Invalid attach command format\n"},
+    {"ATTACH A B", "Invalid attach command format\n"},
+    {"BREAK )", "Invalid break command format\n"},
+    {"DOS BREAK )", "Invalid break command format\n"},
+    {"EXIT )", "Invalid exit command format\n"},
+    {"GOTO )", "Invalid goto command format\n"},
+    {"GOTO A B", "Invalid goto command format\n"},
+    // Without a form of their own.
+    {": )", ""},
+    {"A : B", ""},
+    {"IF : B", ""},
+    {"ELSE )", ""},
+    {"END )", ""},
+    {"ENDIF )", ""},
+    {"REGREAD x", ""},
+    {"LOCAL SET )", ""},
+    {"LOCAL x", ""},
+    {"DOS x", ""},
+    {"TEMP x", ""},
+    {"THEN", ""},
+    {"\"text\"", ""},
+    {"= x", ""},
+};
+
+TEST_F(SyntaxErrorTest, EachStatementSaysItsFormatErrorAndTheNextLineRuns) {
+    for (const Recovery &row : recoveries) {
+        // The blank keeps the reading position of an error at the line's end out of the next line.
+        const std::string line = row.line;
+        EXPECT_EQ(run(line + "\n\nWRITE \"next\"\n"), 1) << line;
+        EXPECT_EQ(output(), report(line) + row.message + "next\n") << line;
+        EXPECT_EQ(run(line + "\r\n\r\nWRITE \"next\"\r\n"), 1) << line;
+        EXPECT_EQ(output(), report(line) + row.message + "next\n") << line;
+    }
+}
+
+TEST_F(SyntaxErrorTest, SkippedFormatErrorsAreOnlyReported) {
+    for (const Recovery &row : recoveries) {
+        const std::string line = row.line;
+        EXPECT_EQ(run("IF \"1\" THEN\n" + line + "\n\nEND\nWRITE \"next\"\n"), 1) << line;
+        EXPECT_EQ(output(), report(line) + "next\n") << line;
+    }
+}
+
+TEST_F(SyntaxErrorTest, TheFormatErrorOfASingleStatementCostsItsLine) {
+    for (const Recovery &row : recoveries) {
+        const std::string line = std::string("IF \"0\" THEN ") + row.line;
+        run(line + "\n\nWRITE \"next\"\n");
+        EXPECT_THAT(output(),
+                    testing::AllOf(testing::StartsWith(report(line) + row.message), testing::EndsWith("next\n")))
+            << line;
+    }
+}
+
+TEST_F(SyntaxErrorTest, AMalformedElseOrEndHasNoEffect) {
+    EXPECT_EQ(printed("IF \"0\" THEN\nELSE )\nWRITE \"a\"\nEND )\nELSE\nWRITE \"b\"\nEND\n"),
+              report("ELSE )") + "a\n" + report("END )"));
+}
+
+TEST_F(SyntaxErrorTest, WhatAMalformedStatementNamesIsNotDone) {
+    unsetenv("A");
+    use_default_script = 1;
+    run("SET A = \"x\" )\nCX a.b )\nPROFILE p q\nBREAK ON x\nNO_DEFAULT x\n");
+    EXPECT_EQ(getenv("A"), nullptr);
+    EXPECT_STREQ(CurrentContext, ".sales.acme");
+    EXPECT_EQ(over_ride_profile, nullptr);
+    EXPECT_EQ(bcntrlc, 0);
+    EXPECT_EQ(use_default_script, 1);
+}
+
+// A name that stops where its path should begin leaves no trace in the lines that follow.
+TEST_F(SyntaxErrorTest, AFileNameCutShortCostsItsLineAlone) {
+    for (const char *statement : {"DISPLAY ", "FDISPLAY ", "INCLUDE "})
+        for (const char *name : {"SYS:", "\\", "\\dir\\file", "SRV/SYS:", "\\\\SRV\\"}) {
+            const std::string line = std::string(statement) + name;
+            EXPECT_EQ(run(line + "\nWRITE \"next\"\n"), 1) << line;
+            const std::string text = output();
+            EXPECT_THAT(text, testing::EndsWith("command format\nnext\n")) << line;
+            EXPECT_EQ(text.find("Script error."), text.rfind("Script error.")) << line;
+        }
+}
+
+} // namespace
+
+// The word in front of the line end has switched the whole-line mode on when the mistake is noticed, and while the parser
+// recovers nothing is reported.
+TEST_F(SyntaxErrorTest, AFileNameCutShortDuringRecoveryCostsItsOwnLine) {
+    EXPECT_EQ(run("FOO BAR\nDISPLAY\nWRITE \"next\"\n"), 1);
+    EXPECT_EQ(output(), report("FOO BAR") + "Invalid display command format\nnext\n");
+}
+
+TEST_F(SyntaxErrorTest, AMistakeFarBehindTheLastTextQuotesNoLine) {
+    EXPECT_EQ(run("WRITE \"a\"\n" + std::string(5000, '\n') + "ATTACH\n" + std::string(5000, '\n')), 1);
+    EXPECT_EQ(output(), "a\n" + report("ATTACH") + "Invalid attach command format\n");
+    EXPECT_EQ(run("WRITE \"a\"\n" + std::string(5001, '\r')), 1);
+    EXPECT_THAT(output(), testing::HasSubstr(report("bogus")));
+}

@@ -1,0 +1,354 @@
+#include "script/tokenizer.h"
+
+#include <vector>
+
+#include "tests/unit/script_fixture.h"
+// Behind the fixture, which declares the parser with its linkage.
+#include "script/grammar.tab.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using Tokens = std::vector<std::string>;
+
+class TokenizerTest : public CommandTest {
+  protected:
+    TokenizerTest() { ibufstackindex = 0; }
+    ~TokenizerTest() override { close(); }
+
+    static void open(const std::string &text) {
+        close();
+        end_of_line = 1;
+        wholeline = 0;
+        lex_addBuffer(text.c_str());
+    }
+    static void close() {
+        for (; ibufstackindex > 0; ibufstackindex--) lex_free_active_buffer();
+    }
+
+    // The next token: its number and text, or the character that it is ("LF" and "CR"), or "end".
+    static std::string next() {
+        static char untouched[] = "untouched";
+        yylval.text = untouched;
+        const int number = yylex();
+        if (number >= 256) return std::to_string(number) + " " + OwnedText(yylval.text).get();
+        EXPECT_EQ(yylval.text, untouched);
+        if (number == 0) return "end";
+        return number == '\n' ? "LF" : number == '\r' ? "CR" : std::string(1, static_cast<char>(number));
+    }
+    static Tokens tokens(const std::string &text) {
+        open(text);
+        Tokens all;
+        for (std::string token = next(); token != "end"; token = next()) all.push_back(token);
+        return all;
+    }
+    // The text of the quoted string that `text` begins with, and what is left unread.
+    static std::string quoted(const std::string &text) {
+        open(text);
+        const std::string token = next();
+        EXPECT_EQ(token.substr(0, 4), "326 ");
+        return token.substr(4);
+    }
+    static std::string unread() { return lex_activeBuffer()->data + lex_activeBuffer()->readPos; }
+    static std::string owned(char *text) { return OwnedText(text).get(); }
+};
+
+// ---- keywords and words ----
+
+TEST_F(TokenizerTest, EveryKeywordHasItsNumberInAnyLetterCase) {
+    // The gap between the two is the number of words that are none of them.
+    static const char from_260[] =
+        "WRITE EXIT IF ATTACH BREAK CONTEXT CHANGE_CONTEXT CX CLS DISPLAY DRIVE DEBUG FDISPLAY FIRE GOTO "
+        "THEN BEGIN DO ELSE END ENDIF INCLUDE MAP PATH LASTLOGINTIME LAST_LOGIN_TIME NO_DEFAULT PAUSE WAIT "
+        "PROFILE REMARK REM SCRIPT_SERVER SET DOS PHASER PHASERS TEMP LOCAL SET_TIME SHIFT TERM TREE SWAP "
+        "NOSWAP COMSPEC MEMBER MEMBERS OF NOT ON OFF";
+    static const char from_313[] = "AND OR NOR EQUALS EQUAL IS LESS GREATER THAN VALUE VERIFY REGREAD";
+    const auto expect_numbers = [](int number, const std::string &keywords, int end) {
+        for (const std::string &keyword : words_of(keywords)) {
+            std::string lower = keyword;
+            for (char &c : lower) c = static_cast<char>(tolower(c));
+            EXPECT_EQ(tokens(keyword), Tokens{std::to_string(number) + " " + keyword});
+            EXPECT_EQ(tokens(lower), Tokens{std::to_string(number) + " " + lower});
+            number++;
+        }
+        EXPECT_EQ(number, end);
+    };
+    expect_numbers(260, from_260, 312);
+    expect_numbers(313, from_313, 325);
+}
+
+TEST_F(TokenizerTest, AKeywordKeepsItsSpelling) {
+    EXPECT_EQ(tokens("write Write WRITE"), (Tokens{"260 write", "260 Write", "260 WRITE"}));
+}
+
+TEST_F(TokenizerTest, OnlyAWholeWordIsAKeyword) {
+    EXPECT_EQ(tokens("WRITEX WRIT XWRITE"), (Tokens{"312 WRITEX", "312 WRIT", "312 XWRITE"}));
+}
+
+TEST_F(TokenizerTest, NamesOfTheTableThatAreNoKeywordsAreWords) {
+    EXPECT_EQ(
+        tokens("NUM STR STRING WHOLELINE QUOTEDSTRING yacc_EOF error"),
+        (Tokens{"312 NUM", "312 STR", "312 STRING", "312 WHOLELINE", "312 QUOTEDSTRING", "312 yacc_EOF", "312 error"}));
+    EXPECT_EQ(tokens("end_of file"), (Tokens{"312 end_of", "312 file"}));
+}
+
+TEST_F(TokenizerTest, TheFullStopIsPartOfAWord) {
+    EXPECT_EQ(tokens("PATH.TXT .a.b ."), (Tokens{"312 PATH.TXT", "312 .a.b", "312 ."}));
+}
+
+TEST_F(TokenizerTest, AWordEndsAtADelimiter) {
+    EXPECT_EQ(tokens("A-B"), (Tokens{"312 A", "-", "312 B"}));
+}
+
+TEST_F(TokenizerTest, EveryOtherCharacterIsPartOfWords) {
+    EXPECT_EQ(tokens("a,[b]$&_'c|{}?^~`\x80\xff\x01"), (Tokens{"312 a,[b]$&_'c|{}?^~`\x80\xff\x01"}));
+}
+
+TEST_F(TokenizerTest, ExactlyTheDelimitersAreDelimiters) {
+    const std::string delimiters(" \t\n\r\0:;\\/\"#@%*+-()!=<>", 22);
+    for (int ch = 0; ch < 256; ch++) {
+        const bool expected = delimiters.find(static_cast<char>(ch)) != std::string::npos;
+        EXPECT_EQ(isDelimeter(ch), expected ? 1 : 0) << ch;
+    }
+}
+
+TEST_F(TokenizerTest, DelimitersAreTheirOwnTokens) {
+    EXPECT_EQ(tokens(":;\\/#@%*+-()!=<>"),
+              (Tokens{":", ";", "\\", "/", "#", "@", "%", "*", "+", "-", "(", ")", "!", "=", "<", ">"}));
+}
+
+TEST_F(TokenizerTest, BlanksAndTabsAreSkipped) {
+    EXPECT_EQ(tokens(" \t A \t  B\t "), (Tokens{"312 A", "312 B"}));
+}
+
+TEST_F(TokenizerTest, ATokenOfAWordLeavesTheDelimiterUnread) {
+    open("word=rest");
+    EXPECT_EQ(owned(lex_gettoken(lex_activeBuffer())), "word");
+    EXPECT_EQ(unread(), "=rest");
+}
+
+TEST_F(TokenizerTest, AWordAtADelimiterIsEmpty) {
+    open("=");
+    EXPECT_EQ(owned(lex_gettoken(lex_activeBuffer())), "");
+    EXPECT_EQ(unread(), "=");
+}
+
+TEST_F(TokenizerTest, ALongWordIsCutAndReadWhole) {
+    for (const size_t length : {510U, 511U, 512U, 513U, 10000U}) {
+        const std::string word(length, 'w');
+        EXPECT_EQ(tokens(word + "=x"), (Tokens{"312 " + word.substr(0, 511), "=", "312 x"}));
+    }
+}
+
+// ---- lines ----
+
+TEST_F(TokenizerTest, AnEmptyLineIsJustItsLineFeed) {
+    EXPECT_EQ(tokens("\n\n"), (Tokens{"LF", "LF"}));
+}
+
+TEST_F(TokenizerTest, CarriageReturnsAreTokens) {
+    EXPECT_EQ(tokens("A\r\n\r\r\n"), (Tokens{"312 A", "CR", "LF", "CR", "CR", "LF"}));
+}
+
+TEST_F(TokenizerTest, TheEndIsZeroAgainAndAgain) {
+    open("A");
+    EXPECT_EQ(next(), "312 A");
+    for (int i = 0; i < 3; i++) EXPECT_EQ(next(), "end");
+}
+
+TEST_F(TokenizerTest, EachLineIsCountedWhenItsFirstTokenIsRead) {
+    open("A B\nC\n");
+    const int32_t before = linecounter;
+    EXPECT_EQ(next(), "312 A");
+    EXPECT_EQ(linecounter, before + 1);
+    EXPECT_EQ(end_of_line, 0);
+    EXPECT_EQ(next(), "312 B");
+    EXPECT_EQ(next(), "LF");
+    EXPECT_EQ(end_of_line, 1);
+    EXPECT_EQ(linecounter, before + 1);
+    EXPECT_EQ(next(), "312 C");
+    EXPECT_EQ(linecounter, before + 2);
+}
+
+TEST_F(TokenizerTest, ACarriageReturnStartsNoLine) {
+    open("A\rB");
+    const int32_t before = linecounter;
+    for (int i = 0; i < 3; i++) next();
+    EXPECT_EQ(end_of_line, 0);
+    EXPECT_EQ(linecounter, before + 1);
+}
+
+TEST_F(TokenizerTest, FetchingALineReadsNothing) {
+    open("  rest of it\r\nnext");
+    EXPECT_EQ(owned(lex_line_fetch(lex_activeBuffer())), "  rest of it");
+    EXPECT_EQ(unread(), "  rest of it\r\nnext");
+}
+
+// ---- whole lines ----
+
+struct LineRow {
+    const char *text;
+    const char *line;
+    const char *unread;
+};
+
+TEST_F(TokenizerTest, ALineEndsBeforeItsLineEnd) {
+    static const LineRow rows[] = {{" ROOT H:=SYS:USERS\nx", " ROOT H:=SYS:USERS", "\nx"},
+                                   {"a\rb\n", "a", "\rb\n"},
+                                   {"to the end", "to the end", ""},
+                                   {"\n", "", "\n"},
+                                   {"", "", ""}};
+    for (const LineRow &row : rows) {
+        open(row.text);
+        EXPECT_EQ(owned(lex_line(lex_activeBuffer())), row.line);
+        EXPECT_EQ(unread(), row.unread);
+    }
+}
+
+TEST_F(TokenizerTest, WholeLineModeReturnsTheRestOfTheLineUnchangedAndEnds) {
+    open("MAP ROOT H:=SYS:USERS \"q\\n\"\t\r\nX");
+    EXPECT_EQ(next(), "282 MAP");
+    wholeline = 1;
+    EXPECT_EQ(next(), "325  ROOT H:=SYS:USERS \"q\\n\"\t");
+    EXPECT_EQ(wholeline, 0);
+    EXPECT_EQ(next(), "CR");
+    EXPECT_EQ(next(), "LF");
+    EXPECT_EQ(next(), "312 X");
+}
+
+TEST_F(TokenizerTest, WholeLineModeWithNothingLeftIsAnEmptyLine) {
+    open("MAP\n");
+    next();
+    wholeline = 1;
+    EXPECT_EQ(next(), "325 ");
+    EXPECT_EQ(next(), "LF");
+}
+
+TEST_F(TokenizerTest, WholeLineModeAtTheEndIsAnEmptyLine) {
+    open("");
+    wholeline = 1;
+    EXPECT_EQ(next(), "325 ");
+    EXPECT_EQ(next(), "end");
+}
+
+// ---- quoted strings ----
+
+struct QuotedRow {
+    const char *text;
+    const char *value;
+    const char *unread;
+};
+
+TEST_F(TokenizerTest, QuotedStringsAreTranslated) {
+    static const QuotedRow rows[] = {
+        {"\"abc\" x", "abc", " x"},           {"\"\"x", "", "x"},
+        {"\"a\\\"b\"x", "a\"b", "x"},         {"\"a\\r\\n\\7b\"x", "a\r\n\ab", "x"},
+        {"\"a\\\\b\"x", "a\\b", "x"},         {"\"\\t\\x\\R\\N\"x", "\\t\\x\\R\\N", "x"},
+        {"\"\\\\n\"x", "\\n", "x"},           {"\" ;%LOGIN_NAME \"x", " ;%LOGIN_NAME ", "x"},
+        {"\"a\xff\x01\"x", "a\xff\x01", "x"},
+    };
+    for (const QuotedRow &row : rows) {
+        EXPECT_EQ(quoted(row.text), row.value) << row.text;
+        EXPECT_EQ(unread(), row.unread) << row.text;
+    }
+}
+
+TEST_F(TokenizerTest, AnOpenQuotedStringEndsWithItsLineOrTheText) {
+    static const QuotedRow rows[] = {
+        {"\"abc\nx", "abc", "\nx"}, {"\"abc\r\nx", "abc", "\r\nx"}, {"\"abc", "abc", ""}, {"\"", "", ""},
+        {"\"\n", "", "\n"},         {"\"abc\\\"\n", "abc\"", "\n"},
+    };
+    for (const QuotedRow &row : rows) {
+        EXPECT_EQ(quoted(row.text), row.value) << row.text;
+        EXPECT_EQ(unread(), row.unread) << row.text;
+    }
+}
+
+TEST_F(TokenizerTest, TheLineEndOfAnOpenQuotedStringIsTheNextToken) {
+    EXPECT_EQ(tokens("\"abc\n"), (Tokens{"326 abc", "LF"}));
+}
+
+// The second backslash and the quote count as an escaped quote, so that the string goes on; what is translated then is
+// an escaped backslash and a plain quote.
+TEST_F(TokenizerTest, ABackslashPairDoesNotFreeTheQuoteBehindIt) {
+    EXPECT_EQ(quoted("\"a\\\\\"b\nx"), "a\\\"b");
+    EXPECT_EQ(unread(), "\nx");
+}
+
+TEST_F(TokenizerTest, ABackslashCutOffTakesTheCharacterThatEndedTheString) {
+    static const QuotedRow rows[] = {
+        {"\"abc\\\nx", "abc\n", "\nx"}, {"\"abc\\\r\nx", "abc\r", "\r\nx"}, {"\"abc\\", "abc", ""}, {"\"\\", "", ""}};
+    for (const QuotedRow &row : rows) {
+        EXPECT_EQ(quoted(row.text), row.value) << row.text;
+        EXPECT_EQ(unread(), row.unread) << row.text;
+    }
+}
+
+// ---- the two-word attribute spelling ----
+
+struct HomeRow {
+    const char *text;
+    const char *rewritten;
+};
+
+TEST_F(TokenizerTest, HomeDirectoryBecomesOneWord) {
+    static const HomeRow rows[] = {
+        {"WRITE %HOME DIRECTORY\n", "WRITE %HOME_DIRECTORY\n"},
+        {"WRITE \"x\";home directory\n", "WRITE \"x\";home_directory\n"},
+        {"x%Home Directory%hOME dIRECTORYx\n", "x%Home_Directory%hOME_dIRECTORYx\n"},
+        {" %home directory", " %home_directory"},
+        {"%HOME DIRECTORY %HOME DIRECTORY\n", "%HOME DIRECTORY %HOME_DIRECTORY\n"},
+        {";HOME DIRECTORY\n", ";HOME DIRECTORY\n"},
+        {"WRITE HOME DIRECTORY\n", "WRITE HOME DIRECTORY\n"},
+        {"WRITE %HOME  DIRECTORY\n", "WRITE %HOME  DIRECTORY\n"},
+        {"WRITE %HOME DIRECTOR\nY", "WRITE %HOME DIRECTOR\nY"},
+        {"x\n %HOME DIRECTORY\n", "x\n %HOME DIRECTORY\n"},
+        {"x\r %HOME DIRECTORY\n", "x\r %HOME DIRECTORY\n"},
+        {"", ""},
+        {"%", "%"},
+    };
+    for (const HomeRow &row : rows) {
+        open(row.text);
+        lex_find_replace_home(lex_activeBuffer());
+        EXPECT_EQ(unread(), row.rewritten);
+    }
+}
+
+TEST_F(TokenizerTest, EachLineIsRewrittenBeforeItIsRead) {
+    EXPECT_EQ(tokens("A %HOME DIRECTORY\nB %home directory"),
+              (Tokens{"312 A", "%", "312 HOME_DIRECTORY", "LF", "312 B", "%", "312 home_directory"}));
+}
+
+// ---- traces ----
+
+TEST_F(TokenizerTest, EnteringIsTracedFromLevelSix) {
+    open("A B");
+    EXPECT_THAT(traces(5, next), Not(HasSubstr("Entering parser")));
+    EXPECT_THAT(traces(6, next), HasSubstr("Entering parser (needs more input)\n"));
+}
+
+TEST_F(TokenizerTest, EachLineIsTracedFromLevelOne) {
+    open("  A B\r\nC\n");
+    const std::string number = std::to_string(linecounter + 1);
+    EXPECT_THAT(traces(1, next), HasSubstr("LINENO:" + number + "   A B\n"));
+    EXPECT_EQ(traces(1, next), "");
+    open("D\n");
+    EXPECT_EQ(traces(0, next), "");
+}
+
+TEST_F(TokenizerTest, DelimitersAreTracedFromLevelSeven) {
+    open("==\r\n");
+    EXPECT_THAT(traces(6, next), Not(HasSubstr("cc=")));
+    EXPECT_THAT(traces(7, next), HasSubstr("yylex end:cc=\"=\"\n"));
+    EXPECT_THAT(traces(7, next), HasSubstr("yylex end:cc=<CR>\n"));
+    EXPECT_THAT(traces(7, next), HasSubstr("yylex end:cc=<LF>\n"));
+}
+
+TEST_F(TokenizerTest, FindingADelimiterIsTracedFromLevelEight) {
+    EXPECT_EQ(traces(7, [] { isDelimeter('='); }), "");
+    EXPECT_THAT(traces(8, [] { isDelimeter('='); }), HasSubstr("delimiter found\n"));
+    EXPECT_EQ(traces(8, [] { isDelimeter('x'); }), "");
+}
+
+} // namespace

@@ -1,0 +1,167 @@
+#include "commands/file_spec.h"
+#include "tests/unit/network_file_fixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class VolumeObjectTest : public NetworkFileTest {
+  protected:
+    void volume(const std::string &name, const std::string &server, const std::string &onServer) {
+        spy::text_attribute(name, "Host_Resource_Name", {onServer});
+        spy::text_attribute(name, "Host_Server", {server});
+    }
+
+    // What orbispec answers: code, server, volume, path. Each buffer is on the heap and as large as is told.
+    static std::string resolve(const std::string &name) {
+        std::vector<char> server(49, '#'), place(514, '#'), path(514, '#');
+        const uint32_t code = orbispec(name.c_str(), server.data(), place.data(), path.data());
+        return std::to_string(code) + " " + server.data() + " " + place.data() + " " + path.data();
+    }
+};
+
+TEST_F(VolumeObjectTest, AVolumeObjectLeadsToItsServer) {
+    volume("vol1.sales.acme", "SRV1.acme", "DATA");
+    EXPECT_EQ(resolve(".vol1.sales.acme"), "0 SRV1 DATA ");
+}
+
+TEST_F(VolumeObjectTest, ADirectoryMapLeadsToItsVolumeAndPath) {
+    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:public\\apps"});
+    volume("vol1.sales.acme", "SRV1.acme", "DATA");
+    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public\\apps");
+}
+
+TEST_F(VolumeObjectTest, ADirectoryMapsPathIsOfThePathSyntax) {
+    spy::attribute("apps.sales.acme", "Path", {spy::path("vol1.sales.acme", "public/apps")});
+    volume("vol1.sales.acme", "SRV1.acme", "DATA");
+    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public/apps");
+}
+
+TEST_F(VolumeObjectTest, TheClientIsAskedInThisOrder) {
+    spy::abbreviated("vol1.sales.acme", "vol1");
+    volume("vol1.sales.acme", "SRV1.acme", "DATA");
+    resolve(".vol1.sales.acme");
+    std::vector<std::string> before;
+    for (const std::string &call : spy::calls()) {
+        if (call.rfind("ZKDSAllocBuf", 0) == 0) break;
+        before.push_back(call);
+    }
+    EXPECT_THAT(before, ElementsAre("ZKCLXInit(null, null)", "ZKDSCreateContextHandle()",
+                                    "ZKDSGetContext(1, DCK_TREE_NAME)", "ZKDSAbbreviateName(1, \"vol1.sales.acme\")",
+                                    "ZKDSCreateContextHandle()", "ZKDSSetContext(2, DCK_FLAGS, 0x17)",
+                                    "ZKDSSetContext(2, DCK_TREE_NAME, \"\")", "ZKDSWhoAmI(2)"));
+    EXPECT_THAT(spy::calls("ZKDSRead"), ElementsAre(StartsWith("ZKDSRead(2, \"vol1.sales.acme\", 1, 0"),
+                                                    StartsWith("ZKDSRead(2, \"vol1.sales.acme\", 1, 0"),
+                                                    StartsWith("ZKDSRead(2, \"vol1.sales.acme\", 1, 0")));
+    const std::vector<std::string> asked = spy::calls("ZKDSPutAttrName");
+    ASSERT_EQ(asked.size(), 3U);
+    EXPECT_THAT(asked[0], HasSubstr("\"Path\""));
+    EXPECT_THAT(asked[1], HasSubstr("\"Host_Resource_Name\""));
+    EXPECT_THAT(asked[2], HasSubstr("\"Host_Server\""));
+    EXPECT_EQ(spy::open_contexts(), 0);
+}
+
+TEST_F(VolumeObjectTest, TheEnvironmentIsPresetButNotOverwritten) {
+    resolve("vol1");
+    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "0");
+    setenv("TOLAN_USE_BRUNE", "1", 1);
+    resolve("vol1");
+    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
+    unsetenv("TOLAN_USE_BRUNE");
+}
+
+TEST_F(VolumeObjectTest, AShortNameIsOfTheUsersContainer) {
+    volume("vol1.sales.acme", "SRV1.acme", "DATA");
+    EXPECT_EQ(resolve("vol1"), "0 SRV1 DATA ");
+    spy::logged_in("ab");
+    EXPECT_THAT(resolve("vol1"), StartsWith("4294966695 ")) << "a name of two characters is no login";
+}
+
+TEST_F(VolumeObjectTest, AnyOtherNameStandsAsItIs) {
+    volume("vol1.east.acme", "SRV1.acme", "DATA");
+    EXPECT_EQ(resolve("vol1.east.acme"), "0 SRV1 DATA ");
+    EXPECT_THAT(spy::calls("ZKDSWhoAmI"), IsEmpty());
+}
+
+TEST_F(VolumeObjectTest, OnlyOneLeadingPeriodIsSkipped) {
+    resolve("..vol1.acme");
+    EXPECT_THAT(spy::calls("ZKDSAbbreviateName"), ElementsAre("ZKDSAbbreviateName(1, \".vol1.acme\")"));
+}
+
+TEST_F(VolumeObjectTest, EachFailureIsTheClientsCode) {
+    const struct {
+        const char *call;
+        int occurrence;
+    } rows[] = {
+        {"ZKCLXInit", 1},          {"ZKDSCreateContextHandle", 1}, {"ZKDSGetContext", 1},
+        {"ZKDSAbbreviateName", 1}, {"ZKDSCreateContextHandle", 2}, {"ZKDSSetContext", 1},
+        {"ZKDSSetContext", 2},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(std::string(row.call) + " " + std::to_string(row.occurrence));
+        spy::reset();
+        spy::fail_nth(row.call, row.occurrence, 0x1234);
+        EXPECT_EQ(resolve("vol1.acme"), std::to_string(0x1234) + "   ");
+        EXPECT_EQ(spy::call_names()[spy::calls("ZKDSFreeContext").empty() ? spy::calls().size() - 1 : 0],
+                  spy::calls("ZKDSFreeContext").empty() ? row.call : "ZKCLXInit");
+        EXPECT_EQ(spy::open_contexts(), 0);
+    }
+}
+
+TEST_F(VolumeObjectTest, ATreeThatCannotBeSetIsReported) {
+    spy::fail_nth("ZKDSSetContext", 2, 0x1234);
+    resolve("vol1.acme");
+    EXPECT_EQ(output(), "Unable to find treeName:()\n");
+}
+
+TEST_F(VolumeObjectTest, WhatIsNoVolumeIsReportedOnStandardOutput) {
+    spy::object("jdoe.acme");
+    testing::internal::CaptureStdout();
+    EXPECT_THAT(resolve("jdoe.acme"), Not(StartsWith("0 ")));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Unable to find volume object jdoe.acme in tree: \n");
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(VolumeObjectTest, AVolumeWithoutAServerIsThatReadsCode) {
+    spy::text_attribute("vol1.acme", "Host_Resource_Name", {"DATA"});
+    EXPECT_EQ(resolve("vol1.acme"), std::to_string(0xFFFFFDA5U) + "  DATA ");
+}
+
+TEST_F(VolumeObjectTest, OverlongAnswersAreCut) {
+    const std::string large(3000, 'x');
+    spy::text_attribute("map.acme", "Path", {"vol1.acme:" + large});
+    volume("vol1.acme", large, large);
+    EXPECT_EQ(resolve("map.acme"),
+              "0 " + large.substr(0, 48) + " " + large.substr(0, 513) + " " + large.substr(0, 513));
+}
+
+TEST_F(VolumeObjectTest, AFileOnAVolumeObjectIsRead) {
+    volume("vol1.sales.acme", "SRV1.acme", "DATA");
+    network_file("SRV1/DATA/X.TXT", "on the volume");
+    EXPECT_STREQ(file_on_volume(text(".VOL1.SALES.ACME"), text("X.TXT")).get(), "on the volume");
+    EXPECT_EQ(display(".vol1.sales.acme:X.TXT"), "on the volume");
+}
+
+TEST_F(VolumeObjectTest, AFileOfADirectoryMapIsRead) {
+    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:public\\apps"});
+    volume("vol1.sales.acme", "SRV1.acme", "DATA");
+    network_file("SRV1/DATA/public/apps/X.TXT", "of the map");
+    EXPECT_EQ(display(".apps.sales.acme:X.TXT"), "of the map");
+}
+
+TEST_F(VolumeObjectTest, AMissingFileOfAVolumeObjectIsReportedByItsPlace) {
+    volume("vol1.sales.acme", "SRV1.acme", "DATA");
+    EXPECT_EQ(display(".vol1.sales.acme:/X.TXT"), "Unable to find file:(DATA///X.TXT)\n");
+}
+
+TEST_F(VolumeObjectTest, AnUnknownVolumeObjectIsReportedByItsName) {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(display(".vol1.acme:/X.TXT"), "Unable to find file:(.VOL1.ACME//X.TXT)\n");
+    testing::internal::GetCapturedStdout();
+}
+
+} // namespace
