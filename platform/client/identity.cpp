@@ -10,6 +10,15 @@ namespace {
 
 constexpr uint32_t login_option = 2;
 
+struct LoggedIn {
+    Tree *tree;
+    ~LoggedIn() {
+        if (tree->identity == nullptr) {
+            tree->store->logout();
+        }
+    }
+};
+
 // The tree has accepted the user: so has the tree's own server.
 uint32_t take_identity(Tree *tree, Context *context, const EntryPtr &user) {
     Connection *connection = nullptr;
@@ -81,6 +90,8 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
             error_keep((name_to_dotted(user->name, true) + why).c_str());
             return code;
         }
+        // A login that goes no further leaves the directory as nobody.
+        LoggedIn loggedIn{tree};
         return take_identity(tree, found, user);
     });
 }

@@ -127,16 +127,20 @@ TEST_F(LdapFailover, UnreachableServersAreNoWrongPassword) {
                                                   ": cannot connect: Connection refused"));
 }
 
-TEST_F(LdapFailover, EitherOfTwoReplicatedProvidersServesTheLogin) {
+TEST_F(LdapFailover, OneOfTwoReplicatedProvidersMayDieAtAnyMoment) {
     std::string expected = expectedOutput();
     const int ports[] = {free_port(), free_port()};
     Slapd one(provider(1, ports[0], ports[1], sample_ldif()));
     Slapd two(provider(2, ports[1], ports[0], ""));
     await_copy_of_the_sample(two);
+    HostileServer dying(Hostility::DiesAtBind, one.port());
+    onServers({dying.uri(), two.uri()});
+    EXPECT_EQ(login().out, expected) << "in the bind";
+
     onServers({one.uri(), two.uri()});
-    EXPECT_EQ(login().out, expected);
+    EXPECT_EQ(login().out, expected) << "not at all";
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
     one.kill();
-    Outcome outcome = login();
-    EXPECT_EQ(outcome.out, expected);
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(read(here, "admin.acme", "Full Name"), std::vector<std::string>{"Pat Ashby"}) << "after the bind";
+    EXPECT_EQ(login().out, expected) << "before the bind";
 }
