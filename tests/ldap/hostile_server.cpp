@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -105,6 +106,9 @@ void serve(int client, Hostility hostility, int behind) {
 } // namespace
 
 HostileServer::HostileServer(Hostility hostility, int behind) {
+    void *shared = mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED) throw std::runtime_error("no shared memory for the hostile server");
+    taken = static_cast<volatile int *>(shared);
     int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = loopback(0);
     socklen_t size = sizeof address;
@@ -119,6 +123,7 @@ HostileServer::HostileServer(Hostility hostility, int behind) {
         signal(SIGCHLD, SIG_IGN);
         for (;;) {
             int client = accept(listener, nullptr, nullptr);
+            *taken = *taken + 1;
             if (fork() == 0) {
                 prctl(PR_SET_PDEATHSIG, SIGKILL);
                 close(listener);
@@ -134,4 +139,5 @@ HostileServer::HostileServer(Hostility hostility, int behind) {
 HostileServer::~HostileServer() {
     ::kill(process, SIGKILL); // its connections go with it
     waitpid(process, nullptr, 0);
+    munmap(const_cast<int *>(taken), sizeof(int));
 }

@@ -27,7 +27,11 @@ class HostileServer {
         return scheme + "://127.0.0.1:" + std::to_string(port);
     }
 
+    // How many connections it has taken.
+    int connections() const { return *taken; }
+
   private:
+    volatile int *taken; // shared with the process
     int port = 0;
     pid_t process = -1;
 };
