@@ -379,7 +379,9 @@ void LdapStore::keepSite(const LdapAnswer &answer) {
             site.push_back(entry);
         }
     }
-    siteCopy.write(site);
+    if (!site.empty()) { // a process that is nobody may see nothing where its user saw everything
+        siteCopy.write(site);
+    }
 }
 
 std::string site_filter() {
