@@ -1,14 +1,12 @@
 #include "platform/client/ldap_store.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <unordered_map>
-#include <unordered_set>
 
 #include "platform/client/errors.h"
 #include "platform/client/ldap_copy.h"
-#include "platform/client/ldap_entries.h"
 #include "platform/client/ldap_filter.h"
+#include "platform/client/ldap_lookup.h"
 #include "platform/client/ldap_servers.h"
 #include "platform/client/offline_login.h"
 #include "platform/client/values.h"
@@ -17,14 +15,11 @@
 namespace {
 
 constexpr int alias_limit = 16;
-constexpr int same_name_limit = 32; // objects of one name and different types side by side
 // The servers, volumes and directory maps that one process has read serve the next one for so long: the programs that
 // a script runs are many, and short.
 constexpr time_t site_copy_seconds = 60;
 
 constexpr const char *site_classes[] = {"qrtServer", "qrtVolume", "qrtDirectoryMap"};
-constexpr const char *naming_types[] = {"cn", "uid", "ou", "o", "c", "l", "st", "dc"};
-constexpr const char *leaf_types[] = {"cn", "uid", "ou"}; // the likely ones, in this order
 
 bool is_site_object(const Entry &entry) {
     return entry.is_class("Server") || entry.is_class("Volume") || entry.is_class("Directory Map");
@@ -37,7 +32,7 @@ Name above(const Name &name, size_t count) {
 class LdapStore : public DirectoryStore {
   public:
     LdapStore(const ConfigTree &config, const Name &base)
-        : tree(config), root(base), entries(config.ldap, base), servers(config.ldap), siteCopy(config, base, "site") {}
+        : tree(config), root(base), servers(config.ldap), siteCopy(config, base, "site") {}
 
     const Name &base() const override { return root; }
     uint32_t find(const Name &name, Aliases aliases, EntryPtr *entry) override;
@@ -50,17 +45,8 @@ class LdapStore : public DirectoryStore {
     void logout() override;
 
   private:
-    LdapAnswer search(const Name &below, int scope, const std::string &filter, bool withMembers, int sizeLimit = 0);
-    const Name &searchBase();
-    EntryPtr keep(const LdapEntry &read);
-    EntryPtr kept(const Name &name) const;
     EntryPtr lookup(const Name &name);
     EntryPtr fromSiteCopy(const Name &name, Aliases aliases);
-    std::vector<Name> guesses(const Name &name);
-    void readGuesses(const Name &name);
-    EntryPtr readByLevels(const Name &name);
-    EntryPtr readLevel(const Name &parent, const NamePart &part);
-    bool fitSearchBase(const Name &name);
     std::string groupFilter(const std::string &dn) const;
     void readSession(const Entry &user);
     void readSite();
@@ -71,14 +57,9 @@ class LdapStore : public DirectoryStore {
 
     const ConfigTree &tree;
     Name root;
-    LdapEntries entries;
     LdapServers servers;
-    std::vector<Name> searchBases; // one, once it is known
-    bool anythingSeen = false;
-
-    std::unordered_map<std::string, std::vector<EntryPtr>> read; // by name_key
-    std::unordered_set<std::string> absent;                      // names with their types
-    std::unordered_map<std::string, std::vector<Name>> groups;   // by the member's DN
+    LdapLookup objects{tree, root, &servers};
+    std::unordered_map<std::string, std::vector<Name>> groups; // by the member's DN
     bool siteRead = false;
     std::vector<EntryPtr> site;
 
@@ -89,176 +70,12 @@ class LdapStore : public DirectoryStore {
     EntryPtr identity; // who has logged in, when a copy of the login is kept
 };
 
-LdapAnswer LdapStore::search(const Name &below, int scope, const std::string &filter, bool withMembers, int sizeLimit) {
-    LdapSearch wanted = {name_to_dn(below, root), scope, filter, entries.attributes(withMembers), sizeLimit};
-    LdapAnswer answer = servers.search(wanted);
-    anythingSeen = anythingSeen || !answer.entries.empty();
-    return answer;
-}
-
-// Where the tree's objects are, relative to the base: what the configuration says, otherwise the only naming context
-// that the server has.
-const Name &LdapStore::searchBase() {
-    if (!searchBases.empty()) {
-        return searchBases.front();
-    }
-    Name found;
-    if (!tree.ldap.searchBase.empty()) {
-        if (!name_parse_dn(tree.ldap.searchBase, root, &found, nullptr)) {
-            throw DataError(tree.name + ": search_base is not below base");
-        }
-        searchBases.push_back(found);
-    } else if (!root.empty()) {
-        searchBases.emplace_back();
-    } else {
-        LdapAnswer answer = servers.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"namingContexts"}});
-        for (const LdapEntry &entry : answer.entries) {
-            for (const auto &attribute : entry.attributes) {
-                for (const std::string &context : attribute.second) {
-                    if (name_parse_dn(context, root, &found, nullptr)) {
-                        searchBases.push_back(found);
-                    }
-                }
-            }
-        }
-        if (searchBases.size() != 1) {
-            searchBases.clear();
-            throw DataError(tree.name + ": the server has not exactly one naming context: set base or search_base");
-        }
-    }
-    return searchBases.front();
-}
-
-EntryPtr LdapStore::keep(const LdapEntry &readEntry) {
-    EntryPtr entry = entries.make(readEntry);
-    if (entry != nullptr) {
-        std::vector<EntryPtr> &same = read[name_key(entry->name)];
-        for (const EntryPtr &one : same) {
-            if (name_equal(one->name, entry->name)) {
-                return one;
-            }
-        }
-        same.push_back(entry);
-        absent.erase(name_to_dotted(entry->name, true));
-    }
-    return entry;
-}
-
-EntryPtr LdapStore::kept(const Name &name) const {
-    auto found = read.find(name_key(name));
-    if (found != read.end()) {
-        for (const EntryPtr &one : found->second) {
-            if (name_types_agree(one->name, name)) {
-                return one;
-            }
-        }
-    }
-    return nullptr;
-}
-
-// Does the name agree with the search base, as far as both go?
-bool LdapStore::fitSearchBase(const Name &name) {
-    const Name &start = searchBase();
-    size_t common = std::min(start.size(), name.size());
-    Name top = above(name, name.size() - common);
-    Name startTop = above(start, start.size() - common);
-    return name_key(top) == name_key(startTop) && name_types_agree(top, startTop);
-}
-
-// Names with types that the name may mean, the likely ones first: those of its containers before its own.
-std::vector<Name> LdapStore::guesses(const Name &name) {
-    const Name &start = searchBase();
-    std::vector<Name> found;
-    Name full = name;
-    std::copy(start.begin(), start.end(), full.end() - static_cast<std::ptrdiff_t>(start.size()));
-    for (size_t i = full.size() - start.size(); i-- > 1;) {
-        if (full[i].type.empty()) {
-            full[i].type = "ou";
-        }
-        found.push_back(above(full, i));
-    }
-    if (full.size() == start.size() || !full.front().type.empty()) {
-        found.push_back(full);
-        return found;
-    }
-    for (const char *type : leaf_types) {
-        full.front().type = type;
-        found.push_back(full);
-    }
-    return found;
-}
-
-// All levels at once by their full names, which a server looks up without a search through the tree. A server that does
-// not know how answers with nothing.
-void LdapStore::readGuesses(const Name &name) {
-    std::vector<std::string> filters;
-    for (const Name &guess : guesses(name)) {
-        if (kept(guess) == nullptr) {
-            filters.push_back(filter_equal("entryDN", name_to_dn(guess, root)));
-        }
-    }
-    if (!anythingSeen && searchBase().size() < name.size()) {
-        filters.push_back(filter_equal("entryDN", name_to_dn(searchBase(), root)));
-    }
-    for (const LdapEntry &entry : search(searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), true).entries) {
-        keep(entry);
-    }
-}
-
-EntryPtr LdapStore::readLevel(const Name &parent, const NamePart &part) {
-    std::vector<std::string> filters;
-    if (!part.type.empty()) {
-        filters.push_back(filter_equal(part.type, part.value));
-    }
-    for (const char *type : naming_types) {
-        if (part.type.empty()) {
-            filters.push_back(filter_equal(type, part.value));
-        }
-    }
-    // A full list says that the name is common; those that came are as good as any.
-    LdapAnswer answer = search(parent, LDAP_SCOPE_ONELEVEL, filter_or(filters), true, same_name_limit);
-    for (const LdapEntry &entry : answer.entries) {
-        keep(entry);
-    }
-    Name wanted = {part};
-    wanted.insert(wanted.end(), parent.begin(), parent.end());
-    return kept(wanted);
-}
-
-EntryPtr LdapStore::readByLevels(const Name &name) {
-    Name parent = searchBase();
-    for (size_t i = name.size() - parent.size(); i-- > 0;) {
-        Name part = above(name, i);
-        EntryPtr entry = kept(part);
-        if (entry == nullptr) {
-            entry = readLevel(parent, part.front());
-        }
-        if (entry == nullptr || entry->is_class("Alias")) {
-            return i == 0 ? entry : nullptr;
-        }
-        parent = entry->name;
-    }
-    return kept(name);
-}
-
+// A program that runs in this one's place leaves no later moment to keep what was read.
 EntryPtr LdapStore::lookup(const Name &name) {
-    EntryPtr entry = kept(name);
-    std::string dotted = name_to_dotted(name, true);
-    if (entry != nullptr || absent.count(dotted) != 0) {
-        return entry;
-    }
-    if (name.size() >= searchBase().size() && fitSearchBase(name)) {
-        readGuesses(name);
-        entry = kept(name);
-        if (entry == nullptr && anythingSeen) {
-            entry = readByLevels(name);
-        }
-        if (entry != nullptr) {
-            saveOffline(); // a program that runs in this one's place leaves no later moment
-        }
-    }
-    if (entry == nullptr) {
-        absent.insert(dotted);
+    bool known = objects.kept(name) != nullptr;
+    EntryPtr entry = objects.lookup(name);
+    if (entry != nullptr && !known) {
+        saveOffline();
     }
     return entry;
 }
@@ -302,7 +119,7 @@ uint32_t LdapStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
         }
         size_t below = 0;
         while (aliases == Aliases::Follow && node == nullptr && ++below < wanted.size()) {
-            node = kept(above(wanted, below));
+            node = objects.kept(above(wanted, below));
         }
         const std::string *target = node == nullptr ? nullptr : node->first("aliasedObjectName");
         if (target == nullptr || !node->is_class("Alias")) {
@@ -323,13 +140,12 @@ uint32_t LdapStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
 uint32_t LdapStore::find_user(const Name &name, EntryPtr *user) {
     try {
         uint32_t code = find(name, Aliases::Follow, user);
-        if (code != ZKE_NO_SUCH_ENTRY || anythingSeen || name.size() <= searchBase().size() || !fitSearchBase(name)) {
+        Name likely;
+        if (code != ZKE_NO_SUCH_ENTRY || !objects.unseen(name, &likely)) {
             return code;
         }
         auto made = std::make_shared<Entry>();
-        std::vector<Name> likely = guesses(name);
-        size_t leaves = name.front().type.empty() ? std::size(leaf_types) : 1;
-        made->name = likely[likely.size() - leaves];
+        made->name = likely;
         made->entryClass = schema_class_of({"person"});
         *user = made;
         return ZK_OK;
@@ -342,7 +158,7 @@ uint32_t LdapStore::find_user(const Name &name, EntryPtr *user) {
 }
 
 std::string LdapStore::groupFilter(const std::string &dn) const {
-    return filter_or({filter_equal(entries.siteName("member"), dn), filter_equal("uniqueMember", dn)});
+    return filter_or({filter_equal(objects.siteName("member"), dn), filter_equal("uniqueMember", dn)});
 }
 
 uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
@@ -351,7 +167,8 @@ uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
     }
     std::string dn = name_to_dn(entry.name, root);
     if (groups.count(dn) == 0) {
-        LdapSearch wanted = {name_to_dn(searchBase(), root), LDAP_SCOPE_SUBTREE, groupFilter(dn), {LDAP_NO_ATTRS}};
+        LdapSearch wanted = {
+            name_to_dn(objects.searchBase(), root), LDAP_SCOPE_SUBTREE, groupFilter(dn), {LDAP_NO_ATTRS}};
         LdapAnswer answer = servers.search(wanted);
         if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
             throw DataError(tree.name + ": the server's size limit cuts the list of groups of " +
@@ -374,7 +191,7 @@ void LdapStore::keepSite(const LdapAnswer &answer) {
     siteRead = true;
     site.clear();
     for (const LdapEntry &one : answer.entries) {
-        EntryPtr entry = keep(one);
+        EntryPtr entry = objects.keep(one);
         if (entry != nullptr && is_site_object(*entry)) {
             site.push_back(entry);
         }
@@ -397,7 +214,7 @@ std::string site_filter() {
 void LdapStore::readSession(const Entry &user) {
     std::vector<std::string> filters = {site_filter()};
     std::vector<Name> own;
-    for (size_t i = 0; i + searchBase().size() <= user.name.size(); i++) {
+    for (size_t i = 0; i + objects.searchBase().size() <= user.name.size(); i++) {
         own.push_back(above(user.name, i));
     }
     if (const std::string *profile = user.first("qrtProfile")) {
@@ -406,7 +223,7 @@ void LdapStore::readSession(const Entry &user) {
     for (const Name &name : own) {
         filters.push_back(filter_equal("entryDN", name_to_dn(name, root)));
     }
-    LdapAnswer answer = search(searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), false);
+    LdapAnswer answer = objects.search(objects.searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), false);
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
         return; // each is asked for when it is wanted
     }
@@ -417,7 +234,7 @@ void LdapStore::readSite() {
     if (siteRead) {
         return;
     }
-    LdapAnswer answer = search(searchBase(), LDAP_SCOPE_SUBTREE, site_filter(), false);
+    LdapAnswer answer = objects.search(objects.searchBase(), LDAP_SCOPE_SUBTREE, site_filter(), false);
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
         throw DataError(tree.name + ": the server's size limit cuts the list of servers and volumes off after " +
                         std::to_string(answer.entries.size()));
@@ -537,8 +354,8 @@ void LdapStore::saveOffline() {
     std::vector<Name> inGroups;
     groups_of(*identity, &inGroups);
     std::vector<EntryPtr> all = site;
-    for (const auto &same : read) {
-        all.insert(all.end(), same.second.begin(), same.second.end());
+    for (const EntryPtr &entry : objects.allKept()) {
+        all.push_back(entry);
     }
     offline.save(all, inGroups);
 }
@@ -551,15 +368,13 @@ void LdapStore::logout() {
 
 // Another user may read other things.
 void LdapStore::forget() {
-    read.clear();
-    absent.clear();
+    objects.forget();
     groups.clear();
     site.clear();
     identity.reset();
     siteRead = false;
     siteCopyTried = true; // what was read before a login is another user's
     siteFromCopy.reset();
-    anythingSeen = false;
 }
 
 } // namespace
