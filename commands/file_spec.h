@@ -15,7 +15,7 @@
 
 #include "commands/text.h"
 
-// The values of the specification's forms: the file's text, or an empty one after a message.
+// The values of the forms above: the file's text, or an empty one after a message.
 OwnedText file_on_volume(OwnedText volume, OwnedText path);
 OwnedText file_on_server(OwnedText server, OwnedText volume, OwnedText path);
 OwnedText file_plain(OwnedText path);

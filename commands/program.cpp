@@ -61,6 +61,7 @@ static void reset_signals() {
 
 static pid_t start(std::vector<std::string> &words) {
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string &word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     const int output = fdr == nullptr ? -1 : fileno(fdr);

@@ -78,7 +78,7 @@ static std::string reach_server(uint32_t handle, const std::string &server) {
     char name[ZK_SERVER_NAME_SIZE] = "";
     const bool told = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, sizeof name, name) == 0;
     name[sizeof name - 1] = '\0';
-    const std::string known = told ? name : server;
+    std::string known = told ? name : server;
     authenticate(handle, connection, known);
     return known;
 }

@@ -104,7 +104,8 @@ extern uint32_t ctx;            /* the running script's directory context. Set b
 extern char LoginAliasContext[2]; /* "Y" after a login through an alias context. Set by qrt_RunScripts. */
 extern int32_t g_useGUI;        /* Set by qrt_RunScripts. */
 extern char *over_ride_profile; /* Set by PROFILE. */
-extern int32_t use_default_script; /* Cleared by NO_DEFAULT; the library never reads it. */
+extern int32_t use_default_script; /* Starts as 0; a caller that wants to know sets it, NO_DEFAULT clears it. The library
+                                    * never reads it. */
 extern uint8_t bcntrlc;         /* Set by BREAK, read by cntrlcHandler. */
 extern uint8_t attachedCount;   /* the calling program's own */
 extern char libtreeloginLocation[40]; /* for the calling program */

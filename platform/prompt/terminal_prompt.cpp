@@ -81,7 +81,11 @@ std::string terminal_safe_text(std::string_view text) {
     return safe;
 }
 
-Terminal::Terminal() : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {}
+void (*auxbefore_prompt)(void) = nullptr;
+
+Terminal::Terminal() : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
+    if (auxbefore_prompt != nullptr) auxbefore_prompt();
+}
 
 Terminal::~Terminal() {
     if (isOpen()) close(descriptor_);

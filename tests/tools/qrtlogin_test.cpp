@@ -409,11 +409,12 @@ TEST_F(QrtloginTest, ATreeStatementAsksOnTheTerminal) {
     site.write("other.ldif", file_text(site.path("acme.ldif")));
     std::string configuration = file_text(site.path("client.toml"));
     site.write("client.toml", configuration + "[[tree]]\nname = \"OTHER\"\nldif = \"other.ldif\"\n");
-    site.write("own.qrt", "TREE OTHER/locked.sales.acme;wrong\nWRITE \"after\"\n");
+    site.write("own.qrt", "WRITE \"before\"\nTREE OTHER/locked.sales.acme;wrong\nWRITE \"after\"\n");
     TerminalProcess process(askingLogin({"--login-script", site.path("own.qrt")}), environment);
     ASSERT_TRUE(process.awaits(question));
     process.type("secret\n");
-    ASSERT_TRUE(process.awaits("OTHER\r\nUser name [locked.sales.acme]: "));
+    // The question comes behind all that the script has written.
+    ASSERT_TRUE(process.awaits("before\r\nOTHER\r\nUser name [locked.sales.acme]: "));
     process.type("jdoe.sales.acme\n");
     ASSERT_TRUE(process.awaits("Password (typing is not shown): "));
     process.type("secret\n");

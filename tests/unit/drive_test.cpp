@@ -29,6 +29,7 @@ class DriveTest : public CommandTest {
     ~DriveTest() override {
         free(driveDir);
         driveDir = nullptr;
+        place_config_folder = place_;
     }
 
     void link_directory_is(const std::string &value) {
@@ -68,6 +69,7 @@ class DriveTest : public CommandTest {
 
     ProgramFolder programs_;
     std::string configuration_;
+    const char *const place_ = place_config_folder;
 };
 
 // ---- MAP and PATH ----
@@ -141,9 +143,11 @@ class DriveScriptTest : public ScriptTest {
         place_config_folder = configuration_.c_str();
         setenv("HOME", "/home/u", 1);
     }
+    ~DriveScriptTest() override { place_config_folder = place_; }
 
     ProgramFolder programs_;
     std::string configuration_;
+    const char *const place_ = place_config_folder;
 };
 
 TEST_F(DriveScriptTest, PathIsRunExactlyAsTheSameLineAfterMap) {

@@ -66,8 +66,13 @@ TEST_F(VolumeObjectTest, TheClientIsAskedInThisOrder) {
 }
 
 TEST_F(VolumeObjectTest, TheEnvironmentIsPresetButNotOverwritten) {
+    std::string seen;
+    spy::on_call([&seen](const std::string &call) {
+        if (call == "ZKCLXInit(null, null)") seen = shown(getenv("TOLAN_USE_BRUNE"));
+    });
     resolve("vol1");
-    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "0");
+    spy::on_call(nullptr);
+    EXPECT_EQ(seen, "0") << "before the client starts";
     setenv("TOLAN_USE_BRUNE", "1", 1);
     resolve("vol1");
     EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
@@ -162,6 +167,19 @@ TEST_F(VolumeObjectTest, AnUnknownVolumeObjectIsReportedByItsName) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(display(".vol1.acme:/X.TXT"), "Unable to find file:(.VOL1.ACME//X.TXT)\n");
     testing::internal::GetCapturedStdout();
+}
+
+TEST_F(VolumeObjectTest, ADirectoryMapThatPointsToItselfIsNoVolume) {
+    spy::text_attribute("apps.sales.acme", "Path", {"apps.sales.acme:apps"});
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(display(".apps.sales.acme:X.TXT"), "Unable to find file:(.APPS.SALES.ACME/X.TXT/)\n");
+    EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                HasSubstr("Unable to find volume object apps.sales.acme in tree:"));
+}
+
+TEST_F(VolumeObjectTest, AVolumeWithoutAHostIsNotReached) {
+    spy::text_attribute("vol1.sales.acme", "Host_Resource_Name", {"DATA"});
+    EXPECT_EQ(display(".vol1.sales.acme:X.TXT"), "Unable to find file:(.VOL1.SALES.ACME/X.TXT/)\n");
 }
 
 } // namespace

@@ -1,15 +1,18 @@
 #include "tools/qrtlogin/output_reader.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <system_error>
 
 #include "include/qrtscript.h"
+#include "platform/treelogin.h"
 
 namespace {
 
@@ -32,6 +35,19 @@ void print_results(FILE *output) {
         free(line);
     }
     close(shown_pipe[1]);
+}
+
+// Before a script's question: waits until the reader has shown what came before it, that is until the pipe has been
+// empty for a few looks. A program in the background that never stops writing holds the question up for a second at
+// most.
+void catch_up() {
+    constexpr int looks = 200, quiet_looks = 4;
+    const timespec between = {0, 5000000};
+    for (int look = 0, quiet = 0; look < looks && quiet < quiet_looks; ++look) {
+        int waiting = 0;
+        quiet = ioctl(fd[0], FIONREAD, &waiting) == 0 && waiting > 0 ? 0 : quiet + 1;
+        nanosleep(&between, nullptr);
+    }
 }
 
 // The library's handler ends the process at once, and with it the thread that was to show the handler's message. So a
@@ -74,12 +90,14 @@ OutputReader::OutputReader(FILE *output) {
     sigaddset(&interrupt, SIGINT);
     pthread_sigmask(SIG_BLOCK, &interrupt, &before);
     thread_ = std::thread(print_results, output);
+    auxbefore_prompt = catch_up;
     signal(SIGINT, interrupted);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 OutputReader::~OutputReader() {
     thread_.join();
+    auxbefore_prompt = nullptr;
     signal(SIGINT, SIG_DFL);
     close(shown_pipe[0]);
     close_pipe();
