@@ -207,8 +207,16 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_ACCOUNT_LOCKED 0xFFFFE002u
 #define ZKE_NOT_LOGGED_IN 0xFFFFE003u
 #define ZKE_NO_ACCESS 0xFFFFE004u
+// From here to ZKE_TLS_REQUIRED: the directory could not be asked, ZKGetLastErrorText tells why.
 #define ZKE_DIRECTORY_UNREACHABLE 0xFFFFE010u
 #define ZKE_BAD_DIRECTORY_DATA 0xFFFFE011u // the tree's file or the configuration could not be read
+#define ZKE_SERVER_SILENT 0xFFFFE012u      // a directory server took the connection and gave no answer in time
+#define ZKE_ANSWER_CUT_SHORT 0xFFFFE013u   // the time was over in the middle of an answer
+#define ZKE_SERVER_CLOSED 0xFFFFE014u      // the server closed the connection before its answer was complete
+#define ZKE_ANSWER_MALFORMED 0xFFFFE015u   // what came is no LDAP answer
+#define ZKE_ANSWER_TOO_LARGE 0xFFFFE016u   // an answer larger than the client takes
+#define ZKE_CERTIFICATE_REFUSED 0xFFFFE017u
+#define ZKE_TLS_REQUIRED 0xFFFFE018u // the password would cross the network in the clear: it was not sent
 #define ZKE_MALFORMED_NAME 0xFFFFE020u
 #define ZKE_BUFFER_TOO_SMALL 0xFFFFE021u
 #define ZKE_BAD_PARAMETER 0xFFFFE022u // no such context key, information item, operation; a null pointer

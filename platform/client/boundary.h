@@ -14,13 +14,16 @@
 #include "platform/client/errors.h"
 
 // Runs `body`, which returns a result code. Wrong data becomes ZKE_BAD_DIRECTORY_DATA and its sentence the last error
-// text, memory that runs out ZKE_NO_MEMORY.
+// text, a CodedError its own code, memory that runs out ZKE_NO_MEMORY.
 template <typename Body>
 uint32_t guarded(Body body) noexcept {
     try {
         return body();
     } catch (const std::bad_alloc &) {
         return ZKE_NO_MEMORY;
+    } catch (const CodedError &error) {
+        error_keep(error.what());
+        return error.code;
     } catch (const std::exception &error) {
         error_keep(error.what());
         return ZKE_BAD_DIRECTORY_DATA;

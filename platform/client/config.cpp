@@ -1,16 +1,21 @@
 #include "platform/client/config.h"
 
 #include <toml++/toml.h>
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "platform/client/errors.h"
 #include "platform/client/names.h"
+#include "platform/client/schema.h"
 #include "platform/zk.h"
 
 namespace {
@@ -64,6 +69,41 @@ class Table {
         return true;
     }
 
+    bool flag(const char *key, bool otherwise) {
+        const toml::node *node = get(key);
+        if (node != nullptr && !node->is_boolean()) {
+            refuse(node->source(), std::string(key) + " must be true or false");
+        }
+        return node == nullptr ? otherwise : node->as_boolean()->get();
+    }
+
+    // Seconds, with or without a fraction.
+    double seconds(const char *key, double otherwise) {
+        const toml::node *node = get(key);
+        std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
+        if (!value || !(*value > 0 && *value <= 3600)) {
+            refuse(key, std::string(key) + " must be a number of seconds, above 0 and at most 3600");
+        }
+        return *value;
+    }
+
+    // A table of texts.
+    std::vector<std::pair<std::string, std::string>> pairs(const char *key) {
+        std::vector<std::pair<std::string, std::string>> found;
+        const toml::node *node = get(key);
+        if (node != nullptr && !node->is_table()) {
+            refuse(node->source(), std::string(key) + " must be a table of texts");
+        }
+        if (node != nullptr) {
+            for (auto &&[name, value] : *node->as_table()) {
+                found.emplace_back(std::string(name.str()), text_of(value, key));
+            }
+        }
+        return found;
+    }
+
+    bool has(const char *key) const { return table.get(key) != nullptr; }
+
     template <typename Each>
     void tables(const char *key, Each each) {
         const toml::node *node = get(key);
@@ -110,6 +150,55 @@ class Table {
     std::set<std::string> known;
 };
 
+bool starts_with(const std::string &text, const char *start) {
+    return text.compare(0, strlen(start), start) == 0;
+}
+
+void check_uris(const Table &table, const ConfigLdap &ldap) {
+    if (ldap.uris.empty()) {
+        table.refuse("uris", "uris must name at least one server");
+    }
+    for (const std::string &uri : ldap.uris) {
+        bool known = starts_with(uri, "ldap://") || starts_with(uri, "ldaps://") || starts_with(uri, "ldapi://");
+        if (!known || uri.find_first_of(" ?") != std::string::npos) {
+            table.refuse("uris", uri + " is no URI of the form ldap://host:port, ldaps://host:port or ldapi://path");
+        }
+        if (ldap.external && !starts_with(uri, "ldapi://")) {
+            table.refuse("sasl_external", "sasl_external works over ldapi only, not over " + uri);
+        }
+    }
+}
+
+ConfigLdap read_ldap(Table &table, const std::string &folder) {
+    ConfigLdap ldap;
+    table.texts("uris", &ldap.uris);
+    ldap.external = table.flag("sasl_external", ldap.external);
+    check_uris(table, ldap);
+    ldap.searchBase = table.text("search_base", "");
+    Name searched;
+    if (!name_parse_dn(ldap.searchBase, {}, &searched, nullptr)) {
+        table.refuse("search_base", "malformed DN");
+    }
+    ldap.caFile = table.text("ca_file", ldap.caFile);
+    if (ldap.caFile.empty() || ldap.caFile.front() != '/') {
+        ldap.caFile = folder + ldap.caFile;
+    }
+    ldap.startTls = table.flag("start_tls", ldap.startTls);
+    ldap.cleartextLoopback = table.flag("allow_cleartext_loopback", ldap.cleartextLoopback);
+    ldap.timeLimit = table.seconds("time_limit", ldap.timeLimit);
+    ldap.retryAfter = table.seconds("retry_after", ldap.retryAfter);
+    ldap.offline = table.flag("offline", ldap.offline);
+    for (const auto &[name, site] : table.pairs("attributes")) {
+        const SchemaAttribute *row = schema_find_ldap(name);
+        if (row == nullptr || site.empty() ||
+            !std::all_of(site.begin(), site.end(), [](unsigned char c) { return isalnum(c) != 0 || c == '-'; })) {
+            table.refuse("attributes", name + " = \"" + site + "\": not an attribute of the client, or no LDAP name");
+        }
+        ldap.attributes[row->ldap] = site;
+    }
+    return ldap;
+}
+
 ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<ConfigTree> &before) {
     ConfigTree tree;
     tree.name = table.required("name", tree_name_limit);
@@ -121,8 +210,15 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
             table.refuse("name", "the tree " + tree.name + " is there already");
         }
     }
-    tree.shown = table.required("ldif", 4096);
-    tree.ldif = tree.shown.front() == '/' ? tree.shown : folder + tree.shown;
+    if (table.has("uris") && table.has("ldif")) {
+        table.refuse("uris", "a tree is an LDIF file (ldif) or on servers (uris), not both");
+    } else if (table.has("uris")) {
+        tree.ldap = read_ldap(table, folder);
+        tree.shown = tree.name;
+    } else {
+        tree.shown = table.required("ldif", 4096);
+        tree.ldif = tree.shown.front() == '/' ? tree.shown : folder + tree.shown;
+    }
     tree.base = table.text("base", "");
     Name base;
     if (!name_parse_dn(tree.base, {}, &base, nullptr)) {

@@ -2,15 +2,31 @@
 #ifndef PLATFORM_CLIENT_CONFIG_H
 #define PLATFORM_CLIENT_CONFIG_H
 
+#include <map>
 #include <string>
 #include <vector>
 
+// A tree on LDAP servers.
+struct ConfigLdap {
+    std::vector<std::string> uris; // tried in this order; empty for a tree in an LDIF file
+    std::string searchBase;        // DN below which searches are made; empty: the base, or what the server names
+    std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
+    bool startTls = false;
+    bool cleartextLoopback = false; // passwords may cross a loopback connection in the clear
+    bool external = false;          // ldapi: the user is whom the server takes the process's user for
+    double timeLimit = 5;           // seconds for the first answer to a request, all servers together
+    double retryAfter = 30;         // seconds for which a server that failed is passed over
+    bool offline = false;
+    std::map<std::string, std::string> attributes; // the README's LDAP attribute -> its name in this tree
+};
+
 struct ConfigTree {
     std::string name;
-    std::string ldif;  // path of the LDIF file
+    std::string ldif;  // path of the LDIF file, empty for a tree on LDAP servers
     std::string shown; // the same as the file spells it, for messages
     std::string base;  // DN, empty for none
     std::string defaultServer;
+    ConfigLdap ldap;
 };
 
 struct ConfigUser {

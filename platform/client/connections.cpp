@@ -36,11 +36,16 @@ std::string identity_key(const Entry &user) {
     return name_to_dotted(user.name, true);
 }
 
+// A directory behind a network may hand out the same server in another entry after a login.
+bool same_server(const EntryPtr &a, const EntryPtr &b) {
+    return a == b || (a != nullptr && b != nullptr && name_equal(a->name, b->name));
+}
+
 // The connection to a server, an open one or a new one.
 uint32_t open_to(Tree *tree, const EntryPtr &server, const ConfigServer *outside, Connection **connection) {
     for (auto &item : table().open) {
         Connection &open = item.second;
-        if (open.tree == tree && open.server == server && open.outside == outside) {
+        if (open.tree == tree && same_server(open.server, server) && open.outside == outside) {
             open.uses++;
             *connection = &open;
             return ZK_OK;
@@ -60,7 +65,7 @@ uint32_t open_to(Tree *tree, const EntryPtr &server, const ConfigServer *outside
     made.uses = 1;
     *connection = &table().open.emplace(made.handle, made).first->second;
     // The login to a tree is a login at the tree's own server.
-    if (tree != nullptr && tree->identity != nullptr && server == tree->defaultServer) {
+    if (tree != nullptr && tree->identity != nullptr && same_server(server, tree_default_server(*tree))) {
         connection_authenticate(*connection, *tree->identity);
     }
     return ZK_OK;
@@ -147,23 +152,27 @@ Connection *connection_find(uint32_t handle) {
 
 uint32_t connection_open_tree(Tree *tree, Connection **connection) {
     tree_load(tree);
-    return open_to(tree, tree->defaultServer, nullptr, connection);
+    return open_to(tree, tree_default_server(*tree), nullptr, connection);
 }
 
 uint32_t connection_open_server(std::string_view name, Connection **connection) {
     if (name.empty()) {
         return ZKE_SERVER_NOT_FOUND;
     }
+    uint32_t code = ZKE_SERVER_NOT_FOUND;
     for (Tree *tree : search_order()) {
         EntryPtr server;
         try {
             tree_load(tree);
+            tree->store->find_server(name, &server);
         } catch (const DataError &error) {
             // One tree that cannot be read does not hide the others' servers.
             error_keep(error.what());
-            continue;
+        } catch (const CodedError &error) {
+            error_keep(error.what());
+            code = error.code;
         }
-        if (tree->store->find_server(name, &server) == ZK_OK) {
+        if (server != nullptr) {
             return open_to(tree, server, nullptr, connection);
         }
     }
@@ -172,7 +181,7 @@ uint32_t connection_open_server(std::string_view name, Connection **connection) 
             return open_to(nullptr, nullptr, &server, connection);
         }
     }
-    return ZKE_SERVER_NOT_FOUND;
+    return code;
 }
 
 Connection *connection_default() {

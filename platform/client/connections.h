@@ -34,7 +34,8 @@ struct Connection {
 Connection *connection_find(uint32_t handle);
 
 // Open a connection and count a use of it: to a tree's own server, to a server of any tree or outside, to either. The
-// tree is loaded. Return ZK_OK, ZKE_SERVER_NOT_FOUND or ZKE_SERVER_NO_SLOTS; throw DataError for a tree's bad data.
+// tree is loaded. Return ZK_OK, ZKE_SERVER_NOT_FOUND or ZKE_SERVER_NO_SLOTS; throw DataError for a tree's bad data,
+// CodedError for a directory that cannot be asked.
 uint32_t connection_open_tree(Tree *tree, Connection **connection);
 uint32_t connection_open_server(std::string_view name, Connection **connection);
 

@@ -43,7 +43,8 @@ class DirectoryStore {
     // The DN below which the tree lives.
     virtual const Name &base() const = 0;
 
-    // All calls return ZK_OK or a code of zk.h, and write their results only for ZK_OK.
+    // All calls return ZK_OK or a code of zk.h, and write their results only for ZK_OK. A store behind a network throws
+    // CodedError when it cannot be asked.
 
     // Finds the entry of a name whose parts may lack their types. An alias that is followed, at the leaf or on the way,
     // leads to the entry it stands for. ZKE_NO_SUCH_ENTRY; ZKE_BAD_DIRECTORY_DATA for aliases that go round.
@@ -61,6 +62,15 @@ class DirectoryStore {
 
     // Is it the entry's password? ZKE_WRONG_PASSWORD, also for an entry that has none.
     virtual uint32_t check_password(const Entry &entry, const char *password) = 0;
+
+    // Finds the object that somebody wants to log in as: as `find` does, aliases followed. What a directory shows only
+    // after a login may be missing in the entry.
+    virtual uint32_t find_user(const Name &name, EntryPtr *user) { return find(name, Aliases::Follow, user); }
+
+    // Logs in: from now on the directory is asked as this user, and `*user` becomes the entry as the user may read it.
+    // The results are those of check_password. After a failed login whoever was logged in before still is.
+    virtual uint32_t login(EntryPtr *user, const char *password) { return check_password(**user, password); }
+    virtual void logout() {}
 };
 
 // A file server's or volume's own name: its common name, its name on the server.

@@ -2,6 +2,7 @@
 #ifndef PLATFORM_CLIENT_ERRORS_H
 #define PLATFORM_CLIENT_ERRORS_H
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -10,6 +11,13 @@
 class DataError : public std::runtime_error {
   public:
     explicit DataError(const std::string &sentence) : std::runtime_error(sentence) {}
+};
+
+// A request that failed for a reason of its own: `code` is what the caller is told, the text is the whole sentence.
+class CodedError : public std::runtime_error {
+  public:
+    CodedError(uint32_t resultCode, const std::string &sentence) : std::runtime_error(sentence), code(resultCode) {}
+    const uint32_t code;
 };
 
 // Keeps the sentence for ZKGetLastErrorText; never throws (without memory the old sentence stays).

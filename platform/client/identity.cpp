@@ -10,6 +10,15 @@ namespace {
 
 constexpr uint32_t login_option = 2;
 
+struct LoggedIn {
+    Tree *tree;
+    ~LoggedIn() {
+        if (tree->identity == nullptr) {
+            tree->store->logout();
+        }
+    }
+};
+
 // The tree has accepted the user: so has the tree's own server.
 uint32_t take_identity(Tree *tree, Context *context, const EntryPtr &user) {
     Connection *connection = nullptr;
@@ -67,7 +76,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         // Whatever the context says of aliases: the identity is the object behind the alias.
         Name name;
         EntryPtr user;
-        code = name_parse_dotted(object, found->nameContext, &name) ? tree->store->find(name, Aliases::Follow, &user)
+        code = name_parse_dotted(object, found->nameContext, &name) ? tree->store->find_user(name, &user)
                                                                     : ZKE_MALFORMED_NAME;
         if (code != ZK_OK) {
             return code;
@@ -75,12 +84,14 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         if (tree->identity != nullptr && !name_equal(tree->identity->name, user->name)) {
             return ZKE_OTHER_IDENTITY;
         }
-        code = login_check(tree->store.get(), *user, password);
+        code = login_to_tree(tree->store.get(), &user, password);
         if (code != ZK_OK) {
             const char *why = code == ZKE_ACCOUNT_LOCKED ? " is locked" : ": wrong password";
             error_keep((name_to_dotted(user->name, true) + why).c_str());
             return code;
         }
+        // A login that goes no further leaves the directory as nobody.
+        LoggedIn loggedIn{tree};
         return take_identity(tree, found, user);
     });
 }
@@ -95,6 +106,7 @@ uint32_t ZKDSLogout(uint32_t context) {
         }
         connection_forget_identity(tree, *tree->identity);
         tree->identity = nullptr;
+        tree->store->logout();
         return ZK_OK;
     });
 }

@@ -4,7 +4,10 @@
 
 #include "platform/client/directory_store.h"
 
-// ZK_OK, ZKE_WRONG_PASSWORD, or, only for the right password, ZKE_ACCOUNT_LOCKED.
+// Logs the user in to the tree; `*user` becomes the entry as the user may read it. The results are those below.
+uint32_t login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password);
+
+// Only checks, for a login elsewhere: ZK_OK, ZKE_WRONG_PASSWORD, or, only for the right password, ZKE_ACCOUNT_LOCKED.
 uint32_t login_check(DirectoryStore *store, const Entry &user, const char *password);
 
 #endif

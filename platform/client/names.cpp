@@ -15,6 +15,7 @@ struct TypeSynonym {
     const char *longName;
     const char *shortName;
 };
+constexpr size_t shortest_long_type = 6;
 constexpr TypeSynonym type_synonyms[] = {
     {"commonname", "cn"},      {"surname", "sn"},     {"organizationalunitname", "ou"}, {"organizationname", "o"},
     {"countryname", "c"},      {"localityname", "l"}, {"stateorprovincename", "st"},    {"streetaddress", "street"},
@@ -43,8 +44,9 @@ bool normal_type(std::string_view written, std::string *type) {
     }
     type->assign(written);
     std::transform(type->begin(), type->end(), type->begin(), lower);
+    // Most types are short ones, and a user's groups are thousands of names.
     for (const TypeSynonym &synonym : type_synonyms) {
-        if (*type == synonym.longName) {
+        if (type->size() >= shortest_long_type && *type == synonym.longName) {
             *type = synonym.shortName;
         }
     }

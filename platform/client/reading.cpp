@@ -1,5 +1,6 @@
 // Reading objects: from an entry of the directory to the reply that a program takes apart.
 #include <cstring>
+#include <unordered_set>
 
 #include "platform/client/boundary.h"
 #include "platform/client/buffers.h"
@@ -34,12 +35,12 @@ std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request, bool a
 void add_groups(DirectoryStore *store, const Entry &entry, const NameForm &form, std::vector<Value> *values) {
     std::vector<Name> groups;
     store->groups_of(entry, &groups);
+    std::unordered_set<std::string> listed; // a user may be in thousands
+    for (const Value &value : *values) {
+        listed.insert(name_fold(name_to_dotted(value.name, true)));
+    }
     for (const Name &group : groups) {
-        bool listed = false;
-        for (const Value &value : *values) {
-            listed = listed || name_equal(value.name, group);
-        }
-        if (!listed) {
+        if (listed.insert(name_fold(name_to_dotted(group, true))).second) {
             Value value;
             value.name = group;
             value_put_names(schema_dn, form, &value);

@@ -1,6 +1,7 @@
 #include "platform/client/trees.h"
 
 #include "platform/client/errors.h"
+#include "platform/client/ldap_store.h"
 #include "platform/client/ldif_store.h"
 #include "platform/zk.h"
 
@@ -16,14 +17,6 @@ struct Network {
 Network &network() {
     static Network the_network;
     return the_network;
-}
-
-EntryPtr find_default_server(const Tree &tree, DirectoryStore *store) {
-    EntryPtr server;
-    if (store->find_server(tree.config.defaultServer, &server) != ZK_OK && !tree.config.defaultServer.empty()) {
-        throw DataError(tree.config.shown + ": the tree has no server " + tree.config.defaultServer);
-    }
-    return server;
 }
 
 } // namespace
@@ -86,7 +79,24 @@ void tree_load(Tree *tree) {
     }
     Name base;
     name_parse_dn(tree->config.base, {}, &base, nullptr); // the configuration was refused if it is malformed
-    std::unique_ptr<DirectoryStore> store = ldif_store_load(tree->config.ldif, tree->config.shown, base);
-    tree->defaultServer = find_default_server(*tree, store.get());
-    tree->store = std::move(store);
+    if (!tree->config.ldap.uris.empty()) {
+        tree->store = ldap_store_make(tree->config, base);
+        return;
+    }
+    tree->store = ldif_store_load(tree->config.ldif, tree->config.shown, base);
+    try {
+        tree_default_server(*tree);
+    } catch (const DataError &) {
+        tree->store.reset();
+        throw;
+    }
+}
+
+EntryPtr tree_default_server(const Tree &tree) {
+    EntryPtr server;
+    const std::string &name = tree.config.defaultServer;
+    if (tree.store->find_server(name, &server) != ZK_OK && !name.empty()) {
+        throw DataError(tree.config.shown + ": the tree has no server " + name);
+    }
+    return server;
 }

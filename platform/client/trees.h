@@ -14,7 +14,6 @@
 struct Tree {
     ConfigTree config;
     std::unique_ptr<DirectoryStore> store; // null until tree_load
-    EntryPtr defaultServer;                // null when the tree has no file server
     EntryPtr identity;                     // who is logged in, null for nobody; set by identity.cpp
 };
 
@@ -34,7 +33,12 @@ Tree *tree_find(std::string_view name);
 Tree *tree_default();
 void tree_prefer(Tree *tree);
 
-// Makes sure that the tree's directory is loaded. Throws DataError.
+// Makes sure that the tree's directory is loaded: an LDIF file is read, LDAP servers are not asked yet. Throws
+// DataError.
 void tree_load(Tree *tree);
+
+// The server that the configuration names for the tree, otherwise the first one; null when the tree has no file server.
+// The tree is loaded. Throws DataError for a name that no server has, CodedError when the directory cannot be asked.
+EntryPtr tree_default_server(const Tree &tree);
 
 #endif

@@ -8,6 +8,10 @@ using Configuration = ClientTest;
 
 constexpr const char *acme_tree = "[[tree]]\nname = \"ACME\"\nldif = \"acme.ldif\"\n";
 
+std::string servers(const std::string &uris, const std::string &more = "") {
+    return "[[tree]]\nname = \"A\"\nuris = " + uris + "\n" + more + "\n";
+}
+
 TEST_F(Configuration, NoFileMeansNoTreesAndASentence) {
     std::string file = folder.path("none.toml");
     setenv("ZKCLIENT_CONF", file.c_str(), 1);
@@ -56,6 +60,18 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {"[[server]]\nname = \"" + std::string(49, 'S') + "\"\n", "2:8: name must be there, with 1 to 48 bytes"},
         {"[[server]]\nname = \"S\"\nvolumes = \"SYS\"\n", "3:11: volumes must be a list of texts"},
         {"[[server]]\nname = \"S\"\nvolumes = [1]\n", "3:12: volumes must be a text"},
+        {tree + "uris = [\"ldap://a\"]\n", "4:8: a tree is an LDIF file (ldif) or on servers (uris), not both"},
+        {tree + "start_tls = true\n", "4:1: unknown key start_tls"},
+        {servers("[]"), "3:8: uris must name at least one server"},
+        {servers("[\"http://a\"]"), "3:8: http://a is no URI of the form ldap://host:port, "},
+        {servers("[\"ldap://a\"]", "start_tls = 1"), "4:13: start_tls must be true or false"},
+        {servers("[\"ldap://a\"]", "time_limit = 0"), "4:14: time_limit must be a number of seconds, above 0"},
+        {servers("[\"ldap://a\"]", "retry_after = \"1\""), "4:15: retry_after must be a number of seconds"},
+        {servers("[\"ldap://a\"]", "search_base = \"acme\""), "4:15: malformed DN"},
+        {servers("[\"ldap://a\"]", "attributes = 1"), "4:14: attributes must be a table of texts"},
+        {servers("[\"ldap://a\"]", "attributes = { full = \"cn\" }"), "4:14: full = \"cn\": not an attribute"},
+        {servers("[\"ldap://a\"]", "attributes = { cn = \"a b\" }"), "4:14: cn = \"a b\": not an attribute"},
+        {servers("[\"ldap://a\"]", "sasl_external = true"), "4:17: sasl_external works over ldapi only"},
         {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"u\"\n",
          "3:1: password must be there, with 1 to 1024 bytes"},
     };
@@ -77,6 +93,27 @@ TEST_F(Configuration, TheDefaultsStandWhereNothingIsSaid) {
     EXPECT_EQ(folder.path("acme.ldif"), config.trees[0].ldif) << "relative to the folder of the configuration";
     EXPECT_EQ("acme.ldif", config.trees[0].shown);
     EXPECT_EQ("", config.trees[0].base);
+}
+
+TEST_F(Configuration, ATreeOnServersHasItsDefaultsAndItsOwnValues) {
+    folder.write("c.toml", servers("[\"ldaps://a\", \"ldap://b:10389\"]"));
+    ConfigLdap plain = config_load(folder.path("c.toml")).trees.at(0).ldap;
+    EXPECT_EQ(plain.uris, (std::vector<std::string>{"ldaps://a", "ldap://b:10389"}));
+    EXPECT_EQ(plain.caFile, "/etc/ssl/certs/ca-certificates.crt");
+    EXPECT_EQ(plain.timeLimit, 5);
+    EXPECT_EQ(plain.retryAfter, 30);
+    EXPECT_FALSE(plain.startTls || plain.cleartextLoopback || plain.external || plain.offline);
+
+    folder.write("d.toml",
+                 servers("[\"ldap://a\"]",
+                         "ca_file = \"ca.pem\"\nstart_tls = true\ntime_limit = 0.5\nretry_after = 7\noffline = "
+                         "true\nallow_cleartext_loopback = true\nattributes = { DISPLAYNAME = \"gecos\" }"));
+    ConfigLdap own = config_load(folder.path("d.toml")).trees.at(0).ldap;
+    EXPECT_EQ(own.caFile, folder.path("ca.pem")) << "relative to the folder of the configuration";
+    EXPECT_EQ(own.timeLimit, 0.5);
+    EXPECT_EQ(own.retryAfter, 7);
+    EXPECT_TRUE(own.startTls && own.cleartextLoopback && own.offline);
+    EXPECT_EQ(own.attributes, (std::map<std::string, std::string>{{"displayName", "gecos"}}));
 }
 
 TEST_F(Configuration, ATreeThatCannotBeReadTellsWhy) {

@@ -35,7 +35,8 @@ const Meaning meanings[] = {
 [[noreturn]] void refuse(uint32_t code) {
     for (const Meaning &meaning : meanings)
         if (meaning.code == code) throw Refusal(meaning.text);
-    if (code != ZKE_DIRECTORY_UNREACHABLE && code != ZKE_BAD_DIRECTORY_DATA)
+    bool directory = code >= ZKE_DIRECTORY_UNREACHABLE && code <= ZKE_TLS_REQUIRED;
+    if (!directory)
         throw Refusal("the directory client reports code " + std::to_string(code));
     char sentence[1024] = {};
     ZKGetLastErrorText(sizeof sentence, sentence);

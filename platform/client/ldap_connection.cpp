@@ -1,0 +1,359 @@
+#include "platform/client/ldap_connection.h"
+
+#include <openldap.h>
+#include <sys/time.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include "platform/client/ldap_certificate.h"
+#include "platform/client/names.h"
+#include "platform/zk.h"
+
+namespace {
+
+struct FreeMessage {
+    void operator()(LDAPMessage *message) const { ldap_msgfree(message); }
+};
+using Message = std::unique_ptr<LDAPMessage, FreeMessage>;
+
+struct FreeText {
+    void operator()(void *text) const { ldap_memfree(text); }
+};
+using Text = std::unique_ptr<char, FreeText>;
+
+timeval time_left(LdapDeadline deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - LdapClock::now()).count();
+    left = std::max<long long>(left, 1000);
+    return {static_cast<time_t>(left / 1'000'000), static_cast<suseconds_t>(left % 1'000'000)};
+}
+
+std::vector<std::string> values_of(LDAP *ld, LDAPMessage *entry, const char *name) {
+    std::vector<std::string> values;
+    berval **list = ldap_get_values_len(ld, entry, name);
+    for (berval **one = list; one != nullptr && *one != nullptr; one++) {
+        values.emplace_back((*one)->bv_val, (*one)->bv_len);
+    }
+    ldap_value_free_len(list);
+    return values;
+}
+
+LdapEntry entry_of(LDAP *ld, LDAPMessage *message) {
+    LdapEntry entry;
+    Text dn(ldap_get_dn(ld, message));
+    entry.dn = dn == nullptr ? "" : dn.get();
+    BerElement *cursor = nullptr;
+    for (Text name(ldap_first_attribute(ld, message, &cursor)); name != nullptr;
+         name.reset(ldap_next_attribute(ld, message, cursor))) {
+        // A value in one language only is not the value.
+        if (strchr(name.get(), ';') == nullptr) {
+            entry.attributes.emplace_back(name.get(), values_of(ld, message, name.get()));
+        }
+    }
+    ber_free(cursor, 0);
+    return entry;
+}
+
+struct OptionRow {
+    int option;
+    int value;
+};
+
+void must(int result, const LdapUri &address, const char *what) {
+    if (result != LDAP_OPT_SUCCESS) {
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address.text + ": libldap does not take " + what);
+    }
+}
+
+} // namespace
+
+LdapIdentity::LdapIdentity(const std::string &distinguishedName, const char *secret)
+    : dn_(distinguishedName), password_(secret) {}
+
+LdapIdentity::LdapIdentity(LdapIdentity &&other) noexcept {
+    *this = std::move(other);
+}
+
+// Short texts are copied by a move: what stays behind is wiped too.
+LdapIdentity &LdapIdentity::operator=(LdapIdentity &&other) noexcept {
+    if (this != &other) {
+        wipe();
+        dn_.swap(other.dn_);
+        password_.swap(other.password_);
+        other.wipe();
+    }
+    return *this;
+}
+
+LdapIdentity::~LdapIdentity() {
+    wipe();
+}
+
+void LdapIdentity::wipe() {
+    password_.resize(password_.capacity());
+    explicit_bzero(password_.data(), password_.size());
+    password_.clear();
+    dn_.clear();
+}
+
+LdapConnection::LdapConnection(const ConfigLdap &configuration, const std::string &uri, LdapDeadline deadline)
+    : config(configuration), address(ldap_uri_parse(uri)) {
+    open(deadline);
+    secure(deadline);
+}
+
+void LdapConnection::open(LdapDeadline deadline) {
+    int descriptor = ldap_stream_connect(address, deadline, &loopback);
+    int protocol = address.local ? LDAP_PROTO_IPC : LDAP_PROTO_TCP;
+    int result = ldap_init_fd(descriptor, protocol, address.text.c_str(), &ld);
+    if (result != LDAP_SUCCESS) {
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address.text + ": " + ldap_err2string(result));
+    }
+    owner.reset(ld);
+    begin(deadline);
+    watch.attach(ld);
+    setOptions(deadline);
+}
+
+// Each one is set, whatever an ldaprc file or the environment says.
+void LdapConnection::setOptions(LdapDeadline deadline) {
+    const OptionRow numbers[] = {
+        {LDAP_OPT_PROTOCOL_VERSION, LDAP_VERSION3},
+        {LDAP_OPT_DEREF, LDAP_DEREF_NEVER},
+        {LDAP_OPT_SIZELIMIT, LDAP_NO_LIMIT},
+        {LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT},
+    };
+    for (const OptionRow &row : numbers) {
+        must(ldap_set_option(ld, row.option, &row.value), address, "an option");
+    }
+    must(ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF), address, "an option");
+    must(ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_OFF), address, "an option");
+    timeval left = time_left(deadline);
+    must(ldap_set_option(ld, LDAP_OPT_NETWORK_TIMEOUT, &left), address, "a time limit");
+    must(ldap_set_option(ld, LDAP_OPT_TIMEOUT, &left), address, "a time limit");
+}
+
+void LdapConnection::setTlsOptions(int requireCertificate) {
+    const OptionRow numbers[] = {
+        {LDAP_OPT_X_TLS_REQUIRE_CERT, requireCertificate},
+        {LDAP_OPT_X_TLS_REQUIRE_SAN, LDAP_OPT_X_TLS_ALLOW}, // names in the certificate's list come before its subject
+        {LDAP_OPT_X_TLS_PROTOCOL_MIN, LDAP_OPT_X_TLS_PROTOCOL_TLS1_2},
+    };
+    for (const OptionRow &row : numbers) {
+        must(ldap_set_option(ld, row.option, &row.value), address, "a TLS option");
+    }
+    // No certificate of the client's own, no authorities beside the configured file, the TLS library's own choice of
+    // ciphers.
+    for (int option :
+         {LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CIPHER_SUITE}) {
+        must(ldap_set_option(ld, option, nullptr), address, "a TLS option");
+    }
+    must(ldap_set_option(ld, LDAP_OPT_X_TLS_CACERTFILE, config.caFile.c_str()), address, "the CA file");
+    const int client = 0;
+    if (ldap_set_option(ld, LDAP_OPT_X_TLS_NEWCTX, &client) != LDAP_OPT_SUCCESS) {
+        throw LdapTrouble(ZKE_CERTIFICATE_REFUSED, address.text + ": the CA file " + config.caFile +
+                                                       " cannot be used: it holds no readable certificate");
+    }
+}
+
+void LdapConnection::startTls(LdapDeadline deadline) {
+    begin(deadline);
+    int message = 0;
+    int result = ldap_extended_operation(ld, LDAP_EXOP_START_TLS, nullptr, nullptr, nullptr, &message);
+    if (result != LDAP_SUCCESS) {
+        fail(result, "StartTLS");
+    }
+    LdapAnswer answer = take(await(message));
+    if (answer.result != LDAP_SUCCESS) {
+        throw LdapTrouble(ZKE_TLS_REQUIRED, address.text + ": the server refuses StartTLS: " +
+                                                ldap_err2string(answer.result) + " " + answer.text);
+    }
+}
+
+void LdapConnection::secure(LdapDeadline deadline) {
+    if (!address.tls && !config.startTls) {
+        return;
+    }
+    if (access(config.caFile.c_str(), R_OK) != 0) {
+        throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
+                          address.text + ": cannot read the CA file " + config.caFile + ": " + strerror(errno));
+    }
+    setTlsOptions(LDAP_OPT_X_TLS_DEMAND);
+    if (!address.tls) {
+        startTls(deadline);
+    }
+    begin(deadline);
+    if (ldap_install_tls(ld) != LDAP_SUCCESS) {
+        refuseTls(deadline);
+    }
+    secured = true;
+}
+
+// Why did the handshake fail? A second one that takes any certificate, and sends nothing, tells the certificate's
+// faults from the server's.
+void LdapConnection::refuseTls(LdapDeadline deadline) {
+    if (watch.event() == LdapWatch::TimedOut) {
+        fail(LDAP_TIMEOUT, "the TLS handshake");
+    }
+    std::string certificate;
+    try {
+        LdapConnection inspection(*this, Inspect(), deadline);
+        certificate = inspection.peerCertificate(deadline);
+    } catch (const LdapTrouble &) {
+        certificate.clear();
+    }
+    if (certificate.empty()) {
+        throw LdapTrouble(watch.event() == LdapWatch::Closed ? ZKE_SERVER_CLOSED : ZKE_ANSWER_MALFORMED,
+                          address.text + ": the TLS handshake failed: the server does not speak TLS as it should");
+    }
+    throw LdapTrouble(ZKE_CERTIFICATE_REFUSED, address.text + ": the server's certificate is not accepted: " +
+                                                   certificate_fault(certificate, address.host) +
+                                                   "; CA file: " + config.caFile);
+}
+
+LdapConnection::LdapConnection(const LdapConnection &refused, Inspect, LdapDeadline deadline)
+    : config(refused.config), address(refused.address) {
+    open(deadline);
+}
+
+std::string LdapConnection::peerCertificate(LdapDeadline deadline) {
+    setTlsOptions(LDAP_OPT_X_TLS_NEVER);
+    if (!address.tls) {
+        startTls(deadline);
+    }
+    berval der = {0, nullptr};
+    std::string certificate;
+    if (ldap_install_tls(ld) == LDAP_SUCCESS &&
+        ldap_get_option(ld, LDAP_OPT_X_TLS_PEERCERT, &der) == LDAP_OPT_SUCCESS && der.bv_val != nullptr) {
+        certificate.assign(der.bv_val, der.bv_len);
+        ldap_memfree(der.bv_val);
+    }
+    return certificate;
+}
+
+void LdapConnection::begin(LdapDeadline deadline) {
+    watch.begin(deadline);
+}
+
+void LdapConnection::fail(int result, const char *what) const {
+    bool late = watch.event() == LdapWatch::TimedOut || (watch.event() == LdapWatch::Nothing && result == LDAP_TIMEOUT);
+    if (late && watch.inAnswer()) {
+        throw LdapTrouble(ZKE_ANSWER_CUT_SHORT,
+                          address.text + ": the answer to " + what + " was not complete when the time was over");
+    }
+    if (late) {
+        throw LdapTrouble(ZKE_SERVER_SILENT, address.text + ": the server does not answer " + what);
+    }
+    switch (watch.event()) {
+        case LdapWatch::Closed:
+            throw LdapTrouble(ZKE_SERVER_CLOSED,
+                              address.text + ": the server closed the connection " +
+                                  (watch.inAnswer() ? "in the middle of its answer to " : "instead of answering ") +
+                                  what);
+        case LdapWatch::TooLarge:
+            throw LdapTrouble(ZKE_ANSWER_TOO_LARGE,
+                              address.text + ": the server's answer to " + what + " is larger than the client takes");
+        default:
+            throw LdapTrouble(ZKE_ANSWER_MALFORMED,
+                              address.text + ": what the server answers to " + what + " is not LDAP");
+    }
+}
+
+LDAPMessage *LdapConnection::await(int message) {
+    timeval left = time_left(watch.deadline());
+    LDAPMessage *messages = nullptr;
+    int kind = ldap_result(ld, message, LDAP_MSG_ALL, &left, &messages);
+    if (kind <= 0) {
+        ldap_msgfree(messages);
+        int result = LDAP_TIMEOUT;
+        if (kind < 0) {
+            ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &result);
+        }
+        fail(result, "a request");
+    }
+    return messages;
+}
+
+LdapAnswer LdapConnection::take(LDAPMessage *messages) {
+    Message freedAtTheEnd(messages);
+    LdapAnswer answer;
+    for (LDAPMessage *one = ldap_first_entry(ld, messages); one != nullptr; one = ldap_next_entry(ld, one)) {
+        answer.entries.push_back(entry_of(ld, one));
+    }
+    char *text = nullptr;
+    // The result is the last message of the chain, and this call looks for it there.
+    int parsed = ldap_parse_result(ld, messages, &answer.result, nullptr, &text, nullptr, nullptr, 0);
+    if (text != nullptr) {
+        answer.text = text;
+        ldap_memfree(text);
+    }
+    if (parsed != LDAP_SUCCESS) {
+        fail(parsed, "a request");
+    }
+    answered = true;
+    return answer;
+}
+
+LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadline) {
+    begin(deadline);
+    std::vector<char *> attributes;
+    for (const std::string &name : search.attributes) {
+        attributes.push_back(const_cast<char *>(name.c_str()));
+    }
+    attributes.push_back(nullptr);
+    int message = 0;
+    int result = ldap_search_ext(ld, search.base.c_str(), search.scope, search.filter.c_str(), attributes.data(), 0,
+                                 nullptr, nullptr, nullptr, search.sizeLimit, &message);
+    if (result != LDAP_SUCCESS) {
+        fail(result, "a search");
+    }
+    return take(await(message));
+}
+
+LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadline) {
+    begin(deadline);
+    if (config.external) {
+        return bindExternal(identity);
+    }
+    if (!secured && !address.local && !(config.cleartextLoopback && loopback)) {
+        throw LdapTrouble(ZKE_TLS_REQUIRED, address.text +
+                                                ": the password was not sent: the connection is not "
+                                                "encrypted (use ldaps or start_tls)");
+    }
+    berval secret = {identity.password().size(), const_cast<char *>(identity.password().c_str())};
+    int message = 0;
+    int result = ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &message);
+    if (result != LDAP_SUCCESS) {
+        fail(result, "the login");
+    }
+    return take(await(message));
+}
+
+// The kernel tells the server who asks. The login is the user's only if the server says so too.
+LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
+    int message = 0;
+    berval none = {0, const_cast<char *>("")}; // an empty answer in place of none saves a turn
+    int result = ldap_sasl_bind(ld, "", "EXTERNAL", &none, nullptr, nullptr, &message);
+    if (result != LDAP_SUCCESS) {
+        fail(result, "the login");
+    }
+    LdapAnswer answer = take(await(message));
+    if (answer.result != LDAP_SUCCESS) {
+        return answer;
+    }
+    berval *who = nullptr;
+    result = ldap_whoami_s(ld, &who, nullptr, nullptr);
+    if (result != LDAP_SUCCESS) {
+        fail(result, "the login");
+    }
+    std::string name = who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
+    ber_bvfree(who);
+    Name asked;
+    Name told;
+    if (name.compare(0, 3, "dn:") != 0 || !name_parse_dn(identity.dn(), {}, &asked, nullptr) ||
+        !name_parse_dn(name.substr(3), {}, &told, nullptr) || !name_equal(asked, told)) {
+        answer.result = LDAP_INVALID_CREDENTIALS;
+    }
+    return answer;
+}

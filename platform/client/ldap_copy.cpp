@@ -1,0 +1,183 @@
+#include "platform/client/ldap_copy.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+#include "platform/client/errors.h"
+#include "platform/client/ldif_store.h"
+
+namespace {
+
+constexpr const char *heading = "# zkclient copy 1 ";
+
+// Empty without a home directory, and in a privileged process.
+std::string cache_folder() {
+    const char *cache = secure_getenv("XDG_CACHE_HOME");
+    if (cache != nullptr && *cache == '/') {
+        return std::string(cache) + "/brasca-zk";
+    }
+    const char *home = secure_getenv("HOME");
+    return home != nullptr && *home == '/' ? std::string(home) + "/.cache/brasca-zk" : "";
+}
+
+bool make_folders(const std::string &folder) {
+    for (size_t slash = folder.find('/', 1);; slash = folder.find('/', slash + 1)) {
+        mkdir(folder.substr(0, slash).c_str(), 0700);
+        if (slash == std::string::npos) {
+            struct stat made = {};
+            return stat(folder.c_str(), &made) == 0 && S_ISDIR(made.st_mode);
+        }
+    }
+}
+
+// Nobody but the user can have written it.
+bool is_private(const std::string &path) {
+    struct stat file = {};
+    return lstat(path.c_str(), &file) == 0 && S_ISREG(file.st_mode) && file.st_uid == geteuid() &&
+           (file.st_mode & 077) == 0;
+}
+
+bool write_all(int descriptor, const std::string &text) {
+    size_t done = 0;
+    while (done < text.size()) {
+        ssize_t put = write(descriptor, text.data() + done, text.size() - done);
+        if (put <= 0) {
+            return false;
+        }
+        done += static_cast<size_t>(put);
+    }
+    return true;
+}
+
+std::string base64(const std::string &bytes) {
+    constexpr const char *digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (size_t i = 0; i < bytes.size(); i += 3) {
+        size_t count = std::min<size_t>(3, bytes.size() - i);
+        uint32_t group = 0;
+        for (size_t k = 0; k < 3; k++) {
+            group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0u);
+        }
+        for (size_t k = 0; k < 4; k++) {
+            text += k <= count ? digits[group >> (18 - 6 * k) & 63] : '=';
+        }
+    }
+    return text;
+}
+
+std::string hash_text(const std::string &text) {
+    uint64_t hash = 14695981039346656037u; // FNV-1a
+    for (char c : text) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+    }
+    char hex[17];
+    snprintf(hex, sizeof hex, "%016llx", static_cast<unsigned long long>(hash));
+    return hex;
+}
+
+// One attribute of an LDIF entry.
+std::string line(const std::string &attribute, const std::string &value) {
+    return attribute + (value.empty() ? ":\n" : ":: " + base64(value) + "\n");
+}
+
+bool add_once(const Name &name, std::vector<std::string> *written) {
+    std::string key = name_to_dotted(name, true);
+    if (std::find(written->begin(), written->end(), key) != written->end()) {
+        return false;
+    }
+    written->push_back(key);
+    return true;
+}
+
+} // namespace
+
+LdapCopy::LdapCopy(const ConfigTree &tree, const Name &treeBase, const std::string &kind)
+    : base(treeBase), folder(cache_folder()) {
+    std::string settings = tree.name + "\n" + tree.base;
+    for (const std::string &uri : tree.ldap.uris) {
+        settings += "\n" + uri;
+    }
+    for (const auto &[name, site] : tree.ldap.attributes) {
+        settings += "\n" + name + "=" + site;
+    }
+    belongsTo = hash_text(settings);
+    path = folder + "/" + hash_text(settings + "\n" + kind) + ".ldif";
+}
+
+void LdapCopy::addParents(const Name &name, std::vector<std::string> *written, std::string *out) const {
+    for (size_t i = name.size(); i-- > 1;) {
+        Name above(name.begin() + static_cast<std::ptrdiff_t>(i), name.end());
+        if (add_once(above, written)) {
+            *out += "\n" + line("dn", name_to_dn(above, base)) + "objectClass: organizationalUnit\n" +
+                    line(above.front().type, above.front().value);
+        }
+    }
+}
+
+void LdapCopy::addEntry(const Entry &entry, std::vector<std::string> *written, std::string *out) const {
+    addParents(entry.name, written, out);
+    if (!add_once(entry.name, written)) {
+        return;
+    }
+    *out += "\n" + line("dn", name_to_dn(entry.name, base));
+    for (const EntryValue &value : entry.values) {
+        *out += line(value.attribute->ldap, value.text);
+    }
+}
+
+std::string LdapCopy::text(const std::vector<EntryPtr> &entries) const {
+    // Those above first: an entry comes after its parent, and a made-up one only where there is no real one.
+    std::vector<EntryPtr> sorted = entries;
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const EntryPtr &a, const EntryPtr &b) { return a->name.size() < b->name.size(); });
+    std::string out = heading + std::to_string(time(nullptr)) + " " + belongsTo + "\n";
+    std::vector<std::string> written;
+    for (const EntryPtr &entry : sorted) {
+        addEntry(*entry, &written, &out);
+    }
+    return out;
+}
+
+void LdapCopy::write(const std::vector<EntryPtr> &entries) const {
+    if (folder.empty() || !make_folders(folder)) {
+        return;
+    }
+    std::string pattern = path + ".XXXXXX"; // made with mode 0600
+    int descriptor = mkostemp(pattern.data(), O_CLOEXEC);
+    if (descriptor < 0) {
+        return;
+    }
+    bool complete = write_all(descriptor, text(entries));
+    complete = close(descriptor) == 0 && complete;
+    if (!complete || rename(pattern.c_str(), path.c_str()) != 0) {
+        unlink(pattern.c_str());
+    }
+}
+
+std::unique_ptr<DirectoryStore> LdapCopy::read(time_t *written) const {
+    if (folder.empty() || !is_private(path)) {
+        return nullptr;
+    }
+    std::ifstream file(path);
+    std::string first;
+    std::getline(file, first);
+    if (first.compare(0, strlen(heading), heading) != 0) {
+        return nullptr;
+    }
+    char *end = nullptr;
+    *written = strtoll(first.c_str() + strlen(heading), &end, 10);
+    if (*end != ' ' || end + 1 != belongsTo) {
+        return nullptr;
+    }
+    try {
+        return ldif_store_load(path, path, base);
+    } catch (const DataError &) {
+        return nullptr;
+    }
+}

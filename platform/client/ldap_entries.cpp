@@ -1,0 +1,91 @@
+#include "platform/client/ldap_entries.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/client/errors.h"
+#include "platform/client/values.h"
+#include "platform/zk.h"
+
+namespace {
+
+// Both count what is below an entry; the second only tells whether there is anything.
+constexpr const char *subordinate_count = "numSubordinates";
+constexpr const char *has_subordinates = "hasSubordinates";
+
+// "20261121141500.0Z" as "20261121141500Z".
+std::string without_fraction(const std::string &time) {
+    size_t dot = time.find_first_of(".,");
+    return dot == std::string::npos || time.back() != 'Z' ? time : time.substr(0, dot) + "Z";
+}
+
+} // namespace
+
+LdapEntries::LdapEntries(const ConfigLdap &config, const Name &treeBase) : base(treeBase) {
+    for (const SchemaAttribute &row : schema_attributes()) {
+        auto renamed = config.attributes.find(row.ldap);
+        std::string name = renamed == config.attributes.end() ? row.ldap : renamed->second;
+        rows.emplace(name_fold(name), &row);
+        names.emplace(&row, name);
+    }
+}
+
+const std::string &LdapEntries::siteName(const char *ldap) const {
+    return names.at(schema_find_ldap(ldap));
+}
+
+std::vector<std::string> LdapEntries::attributes(bool withMembers) const {
+    std::vector<std::string> wanted = {subordinate_count, has_subordinates};
+    for (const SchemaAttribute &row : schema_attributes()) {
+        if (strcmp(row.ldap, "userPassword") != 0 && (withMembers || strcmp(row.ldap, "member") != 0)) {
+            wanted.push_back(names.at(&row));
+        }
+    }
+    return wanted;
+}
+
+void LdapEntries::add(const SchemaAttribute *row, const std::string &value, Entry *entry) const {
+    std::string text = row->syntax == ZK_SYNTAX_TIME ? without_fraction(value) : value;
+    if (text.size() > row->limit || (text.empty() && row->syntax != schema_stream)) {
+        return;
+    }
+    try {
+        value_parse(row->syntax, text, base);
+    } catch (const DataError &) {
+        return;
+    }
+    entry->values.push_back({row, text});
+}
+
+EntryPtr LdapEntries::make(const LdapEntry &read) const {
+    auto entry = std::make_shared<Entry>();
+    if (!name_parse_dn(read.dn, base, &entry->name, nullptr) ||
+        name_to_dotted(entry->name, true).size() > ZK_MAX_NAME) {
+        return nullptr;
+    }
+    std::vector<std::string_view> objectClasses;
+    for (const auto &[name, values] : read.attributes) {
+        if (equal_nocase(name, subordinate_count) && !values.empty()) {
+            entry->subordinates = static_cast<uint32_t>(strtoul(values.front().c_str(), nullptr, 10));
+        } else if (equal_nocase(name, has_subordinates) && !values.empty()) {
+            entry->subordinates = std::max<uint32_t>(entry->subordinates, values.front() == "TRUE" ? 1 : 0);
+        }
+        auto row = rows.find(name_fold(name));
+        for (const std::string &value : values) {
+            if (row != rows.end()) {
+                add(row->second, value, entry.get());
+            }
+            if (equal_nocase(name, "objectClass")) {
+                objectClasses.push_back(value);
+            }
+        }
+    }
+    entry->entryClass = schema_class_of(objectClasses);
+    if (entry->is_class("Server") && entry_common_name(*entry).size() >= ZK_SERVER_NAME_SIZE) {
+        return nullptr;
+    }
+    if (const std::string *changed = entry->first("modifyTimestamp")) {
+        entry->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, base).number;
+    }
+    return entry;
+}

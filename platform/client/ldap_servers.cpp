@@ -1,0 +1,164 @@
+#include "platform/client/ldap_servers.h"
+
+#include <algorithm>
+
+#include "platform/zk.h"
+
+namespace {
+
+LdapClock::duration seconds(double count) {
+    return std::chrono::duration_cast<LdapClock::duration>(std::chrono::duration<double>(count));
+}
+
+// Results by which a server says that it cannot do its work; another one may.
+bool is_servers_trouble(int result) {
+    constexpr int results[] = {LDAP_OPERATIONS_ERROR, LDAP_PROTOCOL_ERROR, LDAP_TIMELIMIT_EXCEEDED, LDAP_BUSY,
+                               LDAP_UNAVAILABLE,      LDAP_OTHER};
+    return std::find(std::begin(results), std::end(results), result) != std::end(results);
+}
+
+LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
+    if (is_servers_trouble(answer.result)) {
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, connection.uri() +
+                                                         ": the server reports: " + ldap_err2string(answer.result) +
+                                                         (answer.text.empty() ? "" : ": " + answer.text));
+    }
+    return answer;
+}
+
+} // namespace
+
+LdapServers::LdapServers(const ConfigLdap &configuration) : config(configuration) {
+    for (const std::string &uri : config.uris) {
+        servers.push_back({uri, LdapDeadline::min(), 0, ""});
+    }
+}
+
+void LdapServers::markDown(size_t number, const LdapTrouble &trouble) {
+    servers[number].downUntil = LdapClock::now() + seconds(config.retryAfter);
+    servers[number].code = trouble.code;
+    servers[number].sentence = trouble.what();
+}
+
+// A silent server must leave time for those after it.
+LdapDeadline LdapServers::share(LdapDeadline deadline, size_t serversLeft) const {
+    LdapDeadline now = LdapClock::now();
+    return now + (deadline - now) / static_cast<int>(std::max<size_t>(serversLeft, 1));
+}
+
+// False: the connection is gone, and the request may be tried again, at the same server too when `connection` was idle.
+bool LdapServers::runOnCurrent(const Request &request, LdapDeadline deadline, LdapAnswer *answer) {
+    try {
+        *answer = usable(*connection, request(*connection, deadline));
+        return true;
+    } catch (const LdapTrouble &trouble) {
+        // Servers close connections that were idle for long: that alone is no fault.
+        bool wasIdle = connection->hasAnswered() && connection->wasClosed();
+        connection.reset();
+        if (!wasIdle) {
+            markDown(current, trouble);
+        }
+        return false;
+    }
+}
+
+bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer) {
+    try {
+        auto made = std::make_unique<LdapConnection>(config, servers[number].uri, deadline);
+        if (!identity.dn().empty() && made->bind(identity, deadline).result != LDAP_SUCCESS) {
+            throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
+                              made->uri() + ": the server does not take the login that another one has taken");
+        }
+        *answer = usable(*made, request(*made, deadline));
+        connection = std::move(made);
+        current = number;
+        return true;
+    } catch (const LdapTrouble &trouble) {
+        markDown(number, trouble);
+        return false;
+    }
+}
+
+LdapAnswer LdapServers::run(const Request &request) {
+    LdapDeadline deadline = LdapClock::now() + seconds(config.timeLimit);
+    LdapAnswer answer;
+    size_t usableServers = static_cast<size_t>(std::count_if(
+        servers.begin(), servers.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
+    if (connection != nullptr && runOnCurrent(request, share(deadline, usableServers), &answer)) {
+        return answer;
+    }
+    for (size_t number = 0; number < servers.size(); number++) {
+        if (servers[number].downUntil > LdapClock::now()) {
+            continue;
+        }
+        size_t left = static_cast<size_t>(
+            std::count_if(servers.begin() + static_cast<std::ptrdiff_t>(number), servers.end(),
+                          [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
+        if (runOn(number, request, share(deadline, left), &answer)) {
+            return answer;
+        }
+    }
+    giveUp();
+}
+
+void LdapServers::giveUp() const {
+    uint32_t code = servers.front().code;
+    std::string sentences;
+    for (const Server &server : servers) {
+        code = server.code == code ? code : ZKE_DIRECTORY_UNREACHABLE;
+        sentences += (sentences.empty() ? "" : "; ") + server.sentence;
+    }
+    throw LdapTrouble(code, sentences);
+}
+
+LdapAnswer LdapServers::search(const LdapSearch &search) {
+    return run([&](LdapConnection &server, LdapDeadline deadline) { return server.search(search, deadline); });
+}
+
+LdapAnswer LdapServers::bindAsNobody(const LdapIdentity &asked, std::unique_ptr<LdapConnection> *bound, size_t *where) {
+    std::unique_ptr<LdapConnection> keptConnection = std::move(connection);
+    size_t keptCurrent = current;
+    LdapIdentity keptIdentity = std::move(identity);
+    if (keptIdentity.dn().empty()) {
+        connection = std::move(keptConnection); // a connection of nobody's may become the user's
+    }
+    auto putBack = [&]() {
+        *bound = std::move(connection);
+        *where = current;
+        connection = std::move(keptConnection);
+        current = keptCurrent;
+        identity = std::move(keptIdentity);
+    };
+    try {
+        LdapAnswer answer =
+            run([&](LdapConnection &server, LdapDeadline deadline) { return server.bind(asked, deadline); });
+        putBack();
+        return answer;
+    } catch (...) {
+        putBack();
+        throw;
+    }
+}
+
+LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked) {
+    std::unique_ptr<LdapConnection> bound;
+    size_t where = 0;
+    return bindAsNobody(asked, &bound, &where);
+}
+
+LdapAnswer LdapServers::login(LdapIdentity asked) {
+    std::unique_ptr<LdapConnection> bound;
+    size_t where = 0;
+    LdapAnswer answer = bindAsNobody(asked, &bound, &where);
+    if (answer.result == LDAP_SUCCESS) {
+        connection = std::move(bound);
+        current = where;
+        identity = std::move(asked);
+    }
+    return answer;
+}
+
+void LdapServers::logout() {
+    connection.reset();
+    identity = LdapIdentity();
+}

@@ -1,0 +1,54 @@
+// The servers of a tree, tried in turn. Whoever asks does not notice which one answers: a server that refuses, is
+// silent, dies or talks nonsense is passed over for a while, and the request goes to the next one, as the same user.
+#ifndef PLATFORM_CLIENT_LDAP_SERVERS_H
+#define PLATFORM_CLIENT_LDAP_SERVERS_H
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/client/ldap_connection.h"
+
+class LdapServers {
+  public:
+    // `config` must outlive the object.
+    explicit LdapServers(const ConfigLdap &config);
+
+    // Both throw LdapTrouble when no server gave an answer: with the code of the failure when all failed alike,
+    // otherwise ZKE_DIRECTORY_UNREACHABLE, and a sentence that tells what each server did.
+    LdapAnswer search(const LdapSearch &search);
+    // Asks whether the password is right; who is logged in stays so.
+    LdapAnswer tryPassword(const LdapIdentity &identity);
+
+    // From now on requests are made as this user, when the answer is LDAP_SUCCESS; otherwise who is logged in stays so.
+    LdapAnswer login(LdapIdentity identity);
+    // From now on requests are made as nobody.
+    void logout();
+
+  private:
+    struct Server {
+        std::string uri;
+        LdapDeadline downUntil;
+        uint32_t code = 0;    // of its last failure
+        std::string sentence; // of its last failure
+    };
+    using Request = std::function<LdapAnswer(LdapConnection &, LdapDeadline)>;
+
+    LdapAnswer run(const Request &request);
+    // Logs in on a connection that is nobody's, and hands that out.
+    LdapAnswer bindAsNobody(const LdapIdentity &asked, std::unique_ptr<LdapConnection> *bound, size_t *where);
+    bool runOnCurrent(const Request &request, LdapDeadline deadline, LdapAnswer *answer);
+    bool runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer);
+    void markDown(size_t number, const LdapTrouble &trouble);
+    LdapDeadline share(LdapDeadline deadline, size_t serversLeft) const;
+    [[noreturn]] void giveUp() const;
+
+    const ConfigLdap &config;
+    std::vector<Server> servers;
+    std::unique_ptr<LdapConnection> connection; // to `current`; null: none is open
+    size_t current = 0;
+    LdapIdentity identity;
+};
+
+#endif

@@ -1,0 +1,384 @@
+#include "platform/client/ldap_store.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "platform/client/errors.h"
+#include "platform/client/ldap_copy.h"
+#include "platform/client/ldap_filter.h"
+#include "platform/client/ldap_lookup.h"
+#include "platform/client/ldap_servers.h"
+#include "platform/client/offline_login.h"
+#include "platform/client/values.h"
+#include "platform/zk.h"
+
+namespace {
+
+constexpr int alias_limit = 16;
+// The servers, volumes and directory maps that one process has read serve the next one for so long: the programs that
+// a script runs are many, and short.
+constexpr time_t site_copy_seconds = 60;
+
+constexpr const char *site_classes[] = {"qrtServer", "qrtVolume", "qrtDirectoryMap"};
+
+bool is_site_object(const Entry &entry) {
+    return entry.is_class("Server") || entry.is_class("Volume") || entry.is_class("Directory Map");
+}
+
+Name above(const Name &name, size_t count) {
+    return Name(name.begin() + static_cast<std::ptrdiff_t>(count), name.end());
+}
+
+class LdapStore : public DirectoryStore {
+  public:
+    LdapStore(const ConfigTree &config, const Name &base)
+        : tree(config), root(base), servers(config.ldap), siteCopy(config, base, "site") {}
+
+    const Name &base() const override { return root; }
+    uint32_t find(const Name &name, Aliases aliases, EntryPtr *entry) override;
+    uint32_t find_user(const Name &name, EntryPtr *user) override;
+    uint32_t groups_of(const Entry &entry, std::vector<Name> *groups) override;
+    uint32_t find_server(std::string_view name, EntryPtr *server) override;
+    uint32_t find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) override;
+    uint32_t check_password(const Entry &entry, const char *password) override;
+    uint32_t login(EntryPtr *user, const char *password) override;
+    void logout() override;
+
+  private:
+    EntryPtr lookup(const Name &name);
+    EntryPtr fromSiteCopy(const Name &name, Aliases aliases);
+    std::string groupFilter(const std::string &dn) const;
+    void readSession(const Entry &user);
+    void readSite();
+    void keepSite(const LdapAnswer &answer);
+    uint32_t loginResult(const LdapAnswer &answer, const Entry &user) const;
+    void forget();
+    void saveOffline();
+
+    const ConfigTree &tree;
+    Name root;
+    LdapServers servers;
+    LdapLookup objects{tree, root, &servers};
+    std::unordered_map<std::string, std::vector<Name>> groups; // by the member's DN
+    bool siteRead = false;
+    std::vector<EntryPtr> site;
+
+    LdapCopy siteCopy;
+    std::unique_ptr<DirectoryStore> siteFromCopy;
+    bool siteCopyTried = false;
+    OfflineLogin offline{tree, root};
+    EntryPtr identity; // who has logged in, when a copy of the login is kept
+};
+
+// A program that runs in this one's place leaves no later moment to keep what was read.
+EntryPtr LdapStore::lookup(const Name &name) {
+    bool known = objects.kept(name) != nullptr;
+    EntryPtr entry = objects.lookup(name);
+    if (entry != nullptr && !known) {
+        saveOffline();
+    }
+    return entry;
+}
+
+EntryPtr LdapStore::fromSiteCopy(const Name &name, Aliases aliases) {
+    if (!siteCopyTried) {
+        siteCopyTried = true;
+        time_t written = 0;
+        siteFromCopy = siteCopy.read(&written);
+        time_t age = time(nullptr) - written;
+        if (!tree.ldap.offline && (age < 0 || age > site_copy_seconds)) {
+            siteFromCopy.reset();
+        }
+    }
+    EntryPtr entry;
+    bool found = siteFromCopy != nullptr && siteFromCopy->find(name, aliases, &entry) == ZK_OK;
+    return found && is_site_object(*entry) ? entry : nullptr;
+}
+
+uint32_t LdapStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
+    if (offline.active()) {
+        return offline.store()->find(name, aliases, entry);
+    }
+    if (!siteRead && (*entry = fromSiteCopy(name, aliases)) != nullptr) {
+        return ZK_OK;
+    }
+    Name wanted = name;
+    for (int hops = 0; hops <= alias_limit; hops++) {
+        EntryPtr node = wanted.empty() && root.empty() ? nullptr : lookup(wanted);
+        if (node != nullptr && (aliases == Aliases::Keep || !node->is_class("Alias"))) {
+            *entry = node;
+            return ZK_OK;
+        }
+        if (wanted.empty()) {
+            // The root has an entry only when the tree's base is one.
+            auto made = std::make_shared<Entry>();
+            static const SchemaClass root_class = {"", "Root", true};
+            made->entryClass = &root_class;
+            *entry = made;
+            return ZK_OK;
+        }
+        size_t below = 0;
+        while (aliases == Aliases::Follow && node == nullptr && ++below < wanted.size()) {
+            node = objects.kept(above(wanted, below));
+        }
+        const std::string *target = node == nullptr ? nullptr : node->first("aliasedObjectName");
+        if (target == nullptr || !node->is_class("Alias")) {
+            return ZKE_NO_SUCH_ENTRY;
+        }
+        Name real = value_parse(schema_dn, *target, root).name;
+        wanted.resize(below);
+        wanted.insert(wanted.end(), real.begin(), real.end());
+        if (wanted.size() > name_depth_limit) {
+            break;
+        }
+    }
+    error_keep(("aliases lead nowhere from " + name_to_dotted(name, true)).c_str());
+    return ZKE_BAD_DIRECTORY_DATA;
+}
+
+// A directory that shows nothing to nobody does not say who there is: the name is taken as it is usual.
+uint32_t LdapStore::find_user(const Name &name, EntryPtr *user) {
+    try {
+        uint32_t code = find(name, Aliases::Follow, user);
+        Name likely;
+        if (code != ZKE_NO_SUCH_ENTRY || !objects.unseen(name, &likely)) {
+            return code;
+        }
+        auto made = std::make_shared<Entry>();
+        made->name = likely;
+        made->entryClass = schema_class_of({"person"});
+        *user = made;
+        return ZK_OK;
+    } catch (const LdapTrouble &) {
+        if (!offline.begin(name)) {
+            throw;
+        }
+        return offline.store()->find(name, Aliases::Follow, user);
+    }
+}
+
+std::string LdapStore::groupFilter(const std::string &dn) const {
+    return filter_or({filter_equal(objects.siteName("member"), dn), filter_equal("uniqueMember", dn)});
+}
+
+uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
+    if (offline.active()) {
+        return offline.store()->groups_of(entry, found);
+    }
+    std::string dn = name_to_dn(entry.name, root);
+    if (groups.count(dn) == 0) {
+        LdapSearch wanted = {
+            name_to_dn(objects.searchBase(), root), LDAP_SCOPE_SUBTREE, groupFilter(dn), {LDAP_NO_ATTRS}};
+        LdapAnswer answer = servers.search(wanted);
+        if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
+            throw DataError(tree.name + ": the server's size limit cuts the list of groups of " +
+                            name_to_dotted(entry.name, true) + " off after " + std::to_string(answer.entries.size()));
+        }
+        std::vector<Name> &names = groups[dn];
+        for (const LdapEntry &one : answer.entries) {
+            Name name;
+            if (name_parse_dn(one.dn, root, &name, nullptr)) {
+                names.push_back(name);
+            }
+        }
+    }
+    const std::vector<Name> &known = groups[dn];
+    found->insert(found->end(), known.begin(), known.end());
+    return ZK_OK;
+}
+
+void LdapStore::keepSite(const LdapAnswer &answer) {
+    siteRead = true;
+    site.clear();
+    for (const LdapEntry &one : answer.entries) {
+        EntryPtr entry = objects.keep(one);
+        if (entry != nullptr && is_site_object(*entry)) {
+            site.push_back(entry);
+        }
+    }
+    if (!site.empty()) { // a process that is nobody may see nothing where its user saw everything
+        siteCopy.write(site);
+    }
+}
+
+std::string site_filter() {
+    std::vector<std::string> filters;
+    for (const char *name : site_classes) {
+        filters.push_back(filter_equal("objectClass", name));
+    }
+    return filter_or(filters);
+}
+
+// What every login needs: the user, the containers above, the profile, and the servers, volumes and maps of the site.
+// Not the groups: who is in a thousand of them would wait for their attributes, while the names alone are enough.
+void LdapStore::readSession(const Entry &user) {
+    std::vector<std::string> filters = {site_filter()};
+    std::vector<Name> own;
+    for (size_t i = 0; i + objects.searchBase().size() <= user.name.size(); i++) {
+        own.push_back(above(user.name, i));
+    }
+    if (const std::string *profile = user.first("qrtProfile")) {
+        own.push_back(value_parse(schema_dn, *profile, root).name);
+    }
+    for (const Name &name : own) {
+        filters.push_back(filter_equal("entryDN", name_to_dn(name, root)));
+    }
+    LdapAnswer answer = objects.search(objects.searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), false);
+    if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
+        return; // each is asked for when it is wanted
+    }
+    keepSite(answer);
+}
+
+void LdapStore::readSite() {
+    if (siteRead) {
+        return;
+    }
+    LdapAnswer answer = objects.search(objects.searchBase(), LDAP_SCOPE_SUBTREE, site_filter(), false);
+    if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
+        throw DataError(tree.name + ": the server's size limit cuts the list of servers and volumes off after " +
+                        std::to_string(answer.entries.size()));
+    }
+    keepSite(answer);
+}
+
+uint32_t LdapStore::find_server(std::string_view name, EntryPtr *server) {
+    if (offline.active()) {
+        return offline.store()->find_server(name, server);
+    }
+    fromSiteCopy({}, Aliases::Keep);
+    if (!siteRead && siteFromCopy != nullptr && siteFromCopy->find_server(name, server) == ZK_OK) {
+        return ZK_OK;
+    }
+    readSite();
+    for (const EntryPtr &entry : site) {
+        if (entry->is_class("Server") && (name.empty() || equal_nocase(entry_common_name(*entry), name))) {
+            *server = entry;
+            return ZK_OK;
+        }
+    }
+    return ZKE_SERVER_NOT_FOUND;
+}
+
+uint32_t LdapStore::find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) {
+    if (offline.active()) {
+        return offline.store()->find_volume(server, volume, entry);
+    }
+    fromSiteCopy({}, Aliases::Keep);
+    if (!siteRead && siteFromCopy != nullptr && siteFromCopy->find_volume(server, volume, entry) == ZK_OK) {
+        return ZK_OK;
+    }
+    readSite();
+    for (const EntryPtr &one : site) {
+        const std::string *name = one->first("qrtHostResourceName");
+        const std::string *host = one->first("qrtHostServer");
+        if (one->is_class("Volume") && name != nullptr && host != nullptr && equal_nocase(*name, volume) &&
+            name_equal(value_parse(schema_dn, *host, root).name, server.name)) {
+            *entry = one;
+            return ZK_OK;
+        }
+    }
+    return ZKE_VOLUME_UNKNOWN;
+}
+
+// What the server says of a login. Which of name and password was wrong is not told apart by servers either.
+uint32_t LdapStore::loginResult(const LdapAnswer &answer, const Entry &user) const {
+    switch (answer.result) {
+        case LDAP_SUCCESS:
+            return ZK_OK;
+        case LDAP_INVALID_CREDENTIALS:
+        case LDAP_INAPPROPRIATE_AUTH:
+        case LDAP_NO_SUCH_OBJECT:
+        case LDAP_INVALID_DN_SYNTAX:
+            return ZKE_WRONG_PASSWORD;
+        case LDAP_UNWILLING_TO_PERFORM:
+        case LDAP_CONSTRAINT_VIOLATION:
+        case LDAP_INSUFFICIENT_ACCESS:
+            return ZKE_ACCOUNT_LOCKED;
+        case LDAP_CONFIDENTIALITY_REQUIRED:
+        case LDAP_STRONG_AUTH_REQUIRED:
+            throw CodedError(ZKE_TLS_REQUIRED, tree.name + ": the server takes no password over this connection");
+        default:
+            throw CodedError(ZKE_DIRECTORY_UNREACHABLE, tree.name + ": login of " + name_to_dotted(user.name, true) +
+                                                            ": " + ldap_err2string(answer.result) + " " + answer.text);
+    }
+}
+
+uint32_t LdapStore::check_password(const Entry &entry, const char *password) {
+    if (offline.active()) {
+        return offline.store()->check_password(entry, password);
+    }
+    // A server takes an empty password for a login as nobody, and says yes.
+    if (*password == '\0') {
+        return ZKE_WRONG_PASSWORD;
+    }
+    return loginResult(servers.tryPassword({name_to_dn(entry.name, root), password}), entry);
+}
+
+uint32_t LdapStore::login(EntryPtr *user, const char *password) {
+    if (*password == '\0') {
+        return ZKE_WRONG_PASSWORD;
+    }
+    if (offline.active()) {
+        return offline.login(**user, password);
+    }
+    EntryPtr asked = *user;
+    LdapAnswer answer;
+    try {
+        answer = servers.login({name_to_dn(asked->name, root), password});
+    } catch (const LdapTrouble &trouble) {
+        if (trouble.code == ZKE_TLS_REQUIRED || !offline.begin(asked->name)) {
+            throw;
+        }
+        return offline.login(*asked, password);
+    }
+    uint32_t code = loginResult(answer, *asked);
+    if (code != ZK_OK) {
+        return code;
+    }
+    forget();
+    readSession(*asked);
+    code = find(asked->name, Aliases::Keep, user);
+    if (code == ZK_OK && tree.ldap.offline) {
+        identity = *user;
+        offline.keep(identity, password);
+        saveOffline();
+    }
+    return code;
+}
+
+void LdapStore::saveOffline() {
+    if (identity == nullptr) {
+        return;
+    }
+    std::vector<Name> inGroups;
+    groups_of(*identity, &inGroups);
+    std::vector<EntryPtr> all = site;
+    for (const EntryPtr &entry : objects.allKept()) {
+        all.push_back(entry);
+    }
+    offline.save(all, inGroups);
+}
+
+void LdapStore::logout() {
+    servers.logout();
+    offline.end();
+    forget();
+}
+
+// Another user may read other things.
+void LdapStore::forget() {
+    objects.forget();
+    groups.clear();
+    site.clear();
+    identity.reset();
+    siteRead = false;
+    siteCopyTried = true; // what was read before a login is another user's
+    siteFromCopy.reset();
+}
+
+} // namespace
+
+std::unique_ptr<DirectoryStore> ldap_store_make(const ConfigTree &tree, const Name &base) {
+    return std::make_unique<LdapStore>(tree, base);
+}

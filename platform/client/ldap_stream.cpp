@@ -1,0 +1,330 @@
+#include "platform/client/ldap_stream.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "platform/zk.h"
+
+namespace {
+
+constexpr unsigned char sequence_tag = 0x30;
+constexpr unsigned char number_tag = 0x02;
+// Above the transport itself and below everything that libldap puts on it; above TLS, where messages are in the clear.
+constexpr int wire_level = LBER_SBIOD_LEVEL_PROVIDER + 1;
+constexpr int message_level = LBER_SBIOD_LEVEL_APPLICATION;
+
+int milliseconds_until(LdapDeadline deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - LdapClock::now()).count();
+    return static_cast<int>(std::clamp<long long>(left, 0, 3'600'000));
+}
+
+// 1 ready, 0 the deadline has passed, -1 an error.
+int poll_until(int descriptor, short events, LdapDeadline deadline) {
+    for (;;) {
+        pollfd one = {descriptor, events, 0};
+        int ready = poll(&one, 1, milliseconds_until(deadline));
+        if (ready >= 0 || errno != EINTR) {
+            return ready;
+        }
+    }
+}
+
+LdapWatch *watch_of(Sockbuf_IO_Desc *layer) {
+    return static_cast<LdapWatch *>(layer->sbiod_pvt);
+}
+
+int layer_setup(Sockbuf_IO_Desc *layer, void *watch) {
+    layer->sbiod_pvt = watch;
+    return 0;
+}
+
+int layer_remove(Sockbuf_IO_Desc *layer) {
+    layer->sbiod_pvt = nullptr;
+    return 0;
+}
+
+int layer_ctrl(Sockbuf_IO_Desc *layer, int option, void *argument) {
+    return LBER_SBIOD_CTRL_NEXT(layer, option, argument);
+}
+
+int layer_close(Sockbuf_IO_Desc *) {
+    return 0;
+}
+
+int descriptor_of(Sockbuf_IO_Desc *layer) {
+    ber_socket_t descriptor = -1;
+    ber_sockbuf_ctrl(layer->sbiod_sb, LBER_SB_OPT_GET_FD, &descriptor);
+    return descriptor;
+}
+
+// Straight to the socket: libldap's own layer would raise SIGPIPE in the calling program when a server is gone.
+ber_slen_t wire_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
+    LdapWatch *watch = watch_of(layer);
+    // A server sends an answer in several small pieces, and waits with the second until the first is acknowledged; the
+    // system would take its time (40 ms) for that. The setting lasts for a moment only. A local socket has none.
+    int on = 1;
+    setsockopt(descriptor_of(layer), IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+    for (;;) {
+        if (!watch->waitFor(descriptor_of(layer), POLLIN)) {
+            return -1;
+        }
+        ber_slen_t got = recv(descriptor_of(layer), buffer, size, 0);
+        if (got < 0 && (errno == EINTR || errno == EAGAIN)) {
+            continue;
+        }
+        if (got <= 0) {
+            watch->note(LdapWatch::Closed);
+        }
+        return got;
+    }
+}
+
+ber_slen_t wire_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
+    LdapWatch *watch = watch_of(layer);
+    for (;;) {
+        if (!watch->waitFor(descriptor_of(layer), POLLOUT)) {
+            return -1;
+        }
+        ber_slen_t put = send(descriptor_of(layer), buffer, size, MSG_NOSIGNAL);
+        if (put >= 0 || (errno != EINTR && errno != EAGAIN)) {
+            return put;
+        }
+    }
+}
+
+ber_slen_t message_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
+    ber_slen_t got = LBER_SBIOD_READ_NEXT(layer, buffer, size);
+    if (got > 0 && !watch_of(layer)->takeBytes(static_cast<unsigned char *>(buffer), static_cast<size_t>(got))) {
+        errno = EBADMSG;
+        return -1;
+    }
+    return got;
+}
+
+ber_slen_t message_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
+    return LBER_SBIOD_WRITE_NEXT(layer, buffer, size);
+}
+
+Sockbuf_IO wire_layer = {layer_setup, layer_remove, layer_ctrl, wire_read, wire_write, layer_close};
+Sockbuf_IO message_layer = {layer_setup, layer_remove, layer_ctrl, message_read, message_write, layer_close};
+
+struct Descriptor {
+    int number = -1;
+    ~Descriptor() {
+        if (number >= 0) {
+            close(number);
+        }
+    }
+    int release() {
+        int kept = number;
+        number = -1;
+        return kept;
+    }
+};
+
+// The socket stays non-blocking: every wait is the watch's own.
+int connect_one(int family, const sockaddr *address, socklen_t length, LdapDeadline deadline, std::string *why) {
+    Descriptor made;
+    made.number = socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (made.number < 0) {
+        *why = strerror(errno);
+        return -1;
+    }
+    int error = connect(made.number, address, length) == 0 ? 0 : errno;
+    if (error == EINPROGRESS) {
+        socklen_t size = sizeof error;
+        if (poll_until(made.number, POLLOUT, deadline) == 0) {
+            error = ETIMEDOUT;
+        } else {
+            getsockopt(made.number, SOL_SOCKET, SO_ERROR, &error, &size);
+        }
+    }
+    if (error != 0) {
+        *why = strerror(error);
+        return -1;
+    }
+    if (family != AF_UNIX) {
+        int on = 1;
+        setsockopt(made.number, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    }
+    return made.release();
+}
+
+bool is_loopback(const sockaddr *address) {
+    if (address->sa_family == AF_INET) {
+        sockaddr_in four;
+        memcpy(&four, address, sizeof four);
+        return (ntohl(four.sin_addr.s_addr) >> 24) == 127;
+    }
+    sockaddr_in6 six;
+    memcpy(&six, address, sizeof six);
+    return IN6_IS_ADDR_LOOPBACK(&six.sin6_addr) != 0;
+}
+
+int connect_local(const LdapUri &uri, LdapDeadline deadline, std::string *why) {
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (uri.host.size() >= sizeof address.sun_path) {
+        *why = "the path is too long";
+        return -1;
+    }
+    uri.host.copy(address.sun_path, uri.host.size());
+    return connect_one(AF_UNIX, reinterpret_cast<sockaddr *>(&address), sizeof address, deadline, why);
+}
+
+int connect_network(const LdapUri &uri, LdapDeadline deadline, bool *loopback, std::string *why) {
+    addrinfo hints = {};
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo *list = nullptr;
+    int error = getaddrinfo(uri.host.c_str(), uri.port.c_str(), &hints, &list);
+    if (error != 0) {
+        *why = gai_strerror(error);
+        return -1;
+    }
+    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list, freeaddrinfo);
+    for (const addrinfo *one = list; one != nullptr; one = one->ai_next) {
+        int connected = connect_one(one->ai_family, one->ai_addr, one->ai_addrlen, deadline, why);
+        if (connected >= 0) {
+            *loopback = is_loopback(one->ai_addr);
+            return connected;
+        }
+    }
+    return -1;
+}
+
+} // namespace
+
+LdapFraming::Verdict LdapFraming::takeHead(unsigned char byte) {
+    headLength++;
+    if (headLength == 1) {
+        return byte == sequence_tag ? Fine : Malformed;
+    }
+    if (headLength == 2) {
+        lengthBytes = byte < 0x80 ? 0 : byte & 0x7Fu;
+        length = byte < 0x80 ? byte : 0;
+        if (byte == 0x80 || lengthBytes > sizeof length) {
+            return Malformed;
+        }
+    } else {
+        length = length << 8 | byte;
+    }
+    if (headLength == 2 + lengthBytes) {
+        if (length == 0) {
+            return Malformed;
+        }
+        if (length > ldap_message_limit) {
+            return TooLarge;
+        }
+        rest = length;
+        headLength = 0;
+        start = 0;
+        startEnd = 0;
+        started = false;
+    }
+    return Fine;
+}
+
+LdapFraming::Verdict LdapFraming::takeStart(unsigned char byte) {
+    constexpr std::string_view answers = "\x61\x64\x65\x67\x69\x6B\x6D\x6F\x73\x78\x79";
+    size_t at = start++;
+    if (at == 0) {
+        return byte == number_tag ? Fine : Malformed;
+    }
+    if (at == 1) {
+        startEnd = 2 + byte;
+        return byte >= 1 && byte <= 4 ? Fine : Malformed;
+    }
+    if (at == startEnd) {
+        started = true;
+        return answers.find(static_cast<char>(byte)) != std::string_view::npos ? Fine : Malformed;
+    }
+    return Fine;
+}
+
+LdapFraming::Verdict LdapFraming::take(const unsigned char *bytes, size_t count) {
+    for (size_t i = 0; i < count;) {
+        if (rest > 0 && !started) {
+            rest--;
+            if (takeStart(bytes[i++]) != Fine || (rest == 0 && !started)) {
+                return Malformed;
+            }
+            continue;
+        }
+        if (rest > 0) {
+            size_t step = static_cast<size_t>(std::min<uint64_t>(rest, count - i));
+            rest -= step;
+            i += step;
+            continue;
+        }
+        Verdict verdict = takeHead(bytes[i++]);
+        if (verdict != Fine) {
+            return verdict;
+        }
+    }
+    return Fine;
+}
+
+void LdapWatch::begin(LdapDeadline until) {
+    until_ = until;
+    received = 0;
+}
+
+void LdapWatch::attach(LDAP *ld) {
+    Sockbuf *stream = nullptr;
+    if (ldap_get_option(ld, LDAP_OPT_SOCKBUF, &stream) != LDAP_OPT_SUCCESS ||
+        ber_sockbuf_add_io(stream, &wire_layer, wire_level, this) != 0 ||
+        ber_sockbuf_add_io(stream, &message_layer, message_level, this) != 0) {
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, "libldap cannot be bounded");
+    }
+    ber_len_t limit = ldap_message_limit;
+    ber_sockbuf_ctrl(stream, LBER_SB_OPT_SET_MAX_INCOMING, &limit);
+}
+
+// The first event is the cause, what follows is its consequence.
+void LdapWatch::note(Event event) {
+    if (happened == Nothing) {
+        happened = event;
+    }
+}
+
+bool LdapWatch::waitFor(int descriptor, short events) {
+    if (poll_until(descriptor, events, until_) == 0) {
+        note(TimedOut);
+        errno = ETIMEDOUT;
+        return false;
+    }
+    return true; // an error shows when the descriptor is used
+}
+
+bool LdapWatch::takeBytes(const unsigned char *bytes, size_t count) {
+    received += count;
+    LdapFraming::Verdict verdict = framing.take(bytes, count);
+    if (verdict == LdapFraming::Malformed) {
+        note(Malformed);
+    } else if (verdict == LdapFraming::TooLarge || received > ldap_answer_limit) {
+        note(TooLarge);
+    }
+    return happened == Nothing;
+}
+
+int ldap_stream_connect(const LdapUri &uri, LdapDeadline deadline, bool *loopback) {
+    std::string why;
+    *loopback = false;
+    int connected = uri.local ? connect_local(uri, deadline, &why) : connect_network(uri, deadline, loopback, &why);
+    if (connected < 0) {
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, uri.text + ": cannot connect: " + why);
+    }
+    return connected;
+}

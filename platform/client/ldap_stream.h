@@ -1,0 +1,82 @@
+// The wire below libldap: a connection made within a deadline, and a watch over every byte that is read. libldap's own
+// time-outs end with the first byte of an answer, and it takes whatever length an answer claims; here a peer that is
+// silent, drips, claims too much or sends something else is told apart and cut off in time.
+#ifndef PLATFORM_CLIENT_LDAP_STREAM_H
+#define PLATFORM_CLIENT_LDAP_STREAM_H
+
+#include <ldap.h>
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "platform/client/errors.h"
+#include "platform/client/ldap_uri.h"
+
+using LdapClock = std::chrono::steady_clock;
+using LdapDeadline = LdapClock::time_point;
+
+// A request that a server did not answer as it should.
+class LdapTrouble : public CodedError {
+  public:
+    using CodedError::CodedError;
+};
+
+// The largest single message, and all messages of one request together.
+constexpr size_t ldap_message_limit = size_t{20} * 1024 * 1024;
+constexpr size_t ldap_answer_limit = size_t{256} * 1024 * 1024;
+
+// Splits a byte stream into LDAP messages by their outermost tag and length, without keeping any of it, and looks at
+// how each begins: a number, then one of the answers that there are.
+//
+//     message ::= 30 length 02 (01|02|03|04) byte+ answer-tag ...
+class LdapFraming {
+  public:
+    enum Verdict { Fine, Malformed, TooLarge };
+
+    // Once a verdict is not Fine the stream is of no more use.
+    Verdict take(const unsigned char *bytes, size_t count);
+    bool inMessage() const { return headLength > 0 || rest > 0; }
+
+  private:
+    Verdict takeHead(unsigned char byte);
+    Verdict takeStart(unsigned char byte);
+
+    size_t headLength = 0;
+    size_t lengthBytes = 0;
+    uint64_t length = 0;
+    uint64_t rest = 0;   // of the current message's body
+    size_t start = 0;    // bytes of the body's start that have been seen
+    size_t startEnd = 0; // position of the answer's tag in the body, once its number's length is known
+    bool started = false;
+};
+
+// Watches one LDAP handle. Must outlive it.
+class LdapWatch {
+  public:
+    enum Event { Nothing, TimedOut, Closed, Malformed, TooLarge };
+
+    // A request begins: reading and writing for it end at the deadline.
+    void begin(LdapDeadline until);
+    void attach(LDAP *ld);
+
+    Event event() const { return happened; }
+    bool inAnswer() const { return framing.inMessage(); }
+    LdapDeadline deadline() const { return until_; }
+
+    // For the layers of the stream.
+    void note(Event event);
+    bool waitFor(int descriptor, short events);
+    bool takeBytes(const unsigned char *bytes, size_t count);
+
+  private:
+    LdapDeadline until_;
+    Event happened = Nothing;
+    LdapFraming framing;
+    size_t received = 0;
+};
+
+// Connects to the first of the URI's addresses that takes the connection before the deadline. Returns the descriptor,
+// which the caller closes. Throws LdapTrouble. `*loopback` tells whether the peer is this machine.
+int ldap_stream_connect(const LdapUri &uri, LdapDeadline deadline, bool *loopback);
+
+#endif

@@ -1,0 +1,102 @@
+#include "platform/client/offline_login.h"
+
+#include <crypt.h>
+#include <cstdio>
+#include <cstring>
+
+#include "platform/client/ldap_copy.h"
+#include "platform/zk.h"
+
+namespace {
+
+LdapCopy copy_of(const ConfigTree &config, const Name &base, const Name &user) {
+    return LdapCopy(config, base, "login\n" + name_key(user));
+}
+
+// "{CRYPT}$y$...", empty when the system cannot make one.
+std::string hash_password(const char *password) {
+    char salt[CRYPT_GENSALT_OUTPUT_SIZE];
+    if (crypt_gensalt_rn("$y$", 0, nullptr, 0, salt, sizeof salt) == nullptr) {
+        return "";
+    }
+    auto data = std::make_unique<struct crypt_data>();
+    const char *hash = crypt_r(password, salt, data.get());
+    std::string stored = hash == nullptr || *hash == '*' ? "" : std::string("{CRYPT}") + hash;
+    explicit_bzero(data.get(), sizeof *data);
+    return stored;
+}
+
+EntryPtr group_with(const Name &group, const std::string &memberDn) {
+    auto entry = std::make_shared<Entry>();
+    entry->name = group;
+    entry->values.push_back({schema_find_ldap("objectClass"), "groupOfNames"});
+    if (const SchemaAttribute *naming = schema_find_ldap(group.front().type)) {
+        entry->values.push_back({naming, group.front().value});
+    }
+    entry->values.push_back({schema_find_ldap("member"), memberDn});
+    return entry;
+}
+
+// "3 minutes", "2 days"
+std::string age_text(time_t seconds) {
+    struct Unit {
+        time_t length;
+        const char *name;
+    };
+    constexpr Unit units[] = {{86400, "day"}, {3600, "hour"}, {60, "minute"}, {1, "second"}};
+    for (const Unit &unit : units) {
+        time_t count = seconds / unit.length;
+        if (count > 0 || unit.length == 1) {
+            return std::to_string(count) + " " + unit.name + (count == 1 ? "" : "s");
+        }
+    }
+    return "";
+}
+
+} // namespace
+
+void OfflineLogin::keep(const EntryPtr &who, const char *password) {
+    user = who;
+    passwordHash = hash_password(password);
+}
+
+void OfflineLogin::save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const {
+    if (user == nullptr || passwordHash.empty()) {
+        return;
+    }
+    // First of its name, so that it is the one that is written.
+    auto withPassword = std::make_shared<Entry>(*user);
+    withPassword->values.push_back({schema_find_ldap("userPassword"), passwordHash});
+    std::vector<EntryPtr> all = {withPassword};
+    all.insert(all.end(), entries.begin(), entries.end());
+    std::string dn = name_to_dn(user->name, root);
+    for (const Name &group : groups) {
+        if (!group.empty()) {
+            all.push_back(group_with(group, dn));
+        }
+    }
+    copy_of(config, root, user->name).write(all);
+}
+
+bool OfflineLogin::begin(const Name &who) {
+    if (config.ldap.offline && copy == nullptr) {
+        copy = copy_of(config, root, who).read(&written);
+    }
+    return copy != nullptr;
+}
+
+uint32_t OfflineLogin::login(const Entry &who, const char *password) const {
+    uint32_t code = copy->check_password(who, password);
+    if (code == ZK_OK) {
+        time_t age = time(nullptr) - written;
+        fprintf(stderr, "No server of tree %s answers: using the copy made %s ago.\n", config.name.c_str(),
+                age_text(age < 0 ? 0 : age).c_str());
+    }
+    return code;
+}
+
+void OfflineLogin::end() {
+    copy.reset();
+    user.reset();
+    passwordHash.clear();
+}

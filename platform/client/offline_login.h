@@ -1,0 +1,43 @@
+// The last good copy of what a login read, for the day on which no server answers. It is kept only where the
+// configuration asks for it. The password itself is never written: a yescrypt hash of it is, and a login is checked
+// against that.
+#ifndef PLATFORM_CLIENT_OFFLINE_LOGIN_H
+#define PLATFORM_CLIENT_OFFLINE_LOGIN_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/client/config.h"
+#include "platform/client/directory_store.h"
+
+class OfflineLogin {
+  public:
+    // `tree` must outlive the object.
+    OfflineLogin(const ConfigTree &tree, const Name &base) : config(tree), root(base) {}
+
+    // A user has logged in, with this password; from now on `save` keeps what the login has read.
+    void keep(const EntryPtr &user, const char *password);
+    void save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const;
+
+    // No server answers: takes the user's copy instead. False when there is none or none is wanted.
+    bool begin(const Name &user);
+    bool active() const { return copy != nullptr; }
+    DirectoryStore *store() const { return copy.get(); }
+
+    // ZK_OK, after a line on standard error that says how old the copy is, or ZKE_WRONG_PASSWORD.
+    uint32_t login(const Entry &user, const char *password) const;
+
+    // The user has logged out.
+    void end();
+
+  private:
+    const ConfigTree &config;
+    Name root;
+    EntryPtr user;
+    std::string passwordHash;
+    std::unique_ptr<DirectoryStore> copy;
+    time_t written = 0;
+};
+
+#endif

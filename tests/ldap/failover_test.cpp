@@ -1,0 +1,165 @@
+// Several servers for one tree: whatever one of them does, the login goes on with the next.
+#include <gmock/gmock.h>
+#include <poll.h>
+
+#include "platform/client/ldap_connection.h"
+#include "tests/ldap/hostile_server.h"
+#include "tests/ldap/ldap_site.h"
+
+namespace {
+
+class LdapFailover : public LdapSite {
+  protected:
+    std::string expectedOutput() {
+        onTheEmbeddedTree();
+        return login().out;
+    }
+};
+
+std::string refusing_uri() {
+    return "ldap://127.0.0.1:" + std::to_string(free_port());
+}
+
+// Waits until the server has what the other one has been loaded with.
+void await_copy_of_the_sample(const Slapd &server) {
+    ConfigLdap config;
+    for (bool there = false; !there; poll(nullptr, 0, 20)) {
+        LdapDeadline deadline = LdapClock::now() + std::chrono::seconds(5);
+        LdapConnection connection(config, server.uri(), deadline);
+        there =
+            connection.search({"o=acme", LDAP_SCOPE_SUBTREE, "(cn=managers)", {"cn"}}, deadline).entries.size() == 1;
+    }
+}
+
+Slapd::Setup provider(int number, int ownPort, int otherPort, const std::string &ldif) {
+    Slapd::Setup setup;
+    setup.ldif = ldif;
+    setup.port = ownPort;
+    setup.global = "serverID " + std::to_string(number) + "\n";
+    setup.database =
+        "rootdn cn=replica,o=acme\nrootpw replica\n"
+        "syncrepl rid=00" +
+        std::to_string(number) + " provider=ldap://127.0.0.1:" + std::to_string(otherPort) +
+        " type=refreshAndPersist retry=\"1 +\" searchbase=o=acme bindmethod=simple"
+        " binddn=cn=replica,o=acme credentials=replica\nmultiprovider on\noverlay syncprov\n";
+    return setup;
+}
+
+} // namespace
+
+TEST_F(LdapFailover, PassesOverAServerThatRefuses) {
+    std::string expected = expectedOutput();
+    Slapd server(sample());
+    onServers({refusing_uri(), server.uri()});
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.out, expected);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+}
+
+TEST_F(LdapFailover, PassesOverEveryKindOfHostileServer) {
+    Slapd server(sample());
+    for (Hostility hostility : {Hostility::Silent, Hostility::Drips, Hostility::Garbage, Hostility::ClaimsTwoGiga,
+                                Hostility::ClosesMidAnswer, Hostility::WrongInside}) {
+        SCOPED_TRACE(static_cast<int>(hostility));
+        HostileServer hostile(hostility);
+        onServers({hostile.uri(), server.uri()}, "time_limit = 2.0\n");
+        Outcome outcome = login();
+        EXPECT_NE(outcome.out.find("There are requests to approve."), std::string::npos);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+    }
+}
+
+TEST_F(LdapFailover, GoesOnWhenTheServerDiesInTheBind) {
+    std::string expected = expectedOutput();
+    Slapd server(sample());
+    HostileServer dying(Hostility::DiesAtBind, server.port());
+    onServers({dying.uri(), server.uri()});
+    EXPECT_EQ(login().out, expected);
+}
+
+TEST_F(LdapFailover, GoesOnWhenTheServerDiesInASearch) {
+    std::string expected = expectedOutput();
+    Slapd server(sample());
+    HostileServer dying(Hostility::DiesAtSearch, server.port());
+    onServers({dying.uri(), server.uri()});
+    EXPECT_EQ(login().out, expected);
+}
+
+TEST_F(LdapFailover, TheNextServerIsAskedAsTheSameUser) {
+    Slapd::Setup setup = sample();
+    Slapd first(setup);
+    setup.access = "access to attrs=userPassword by anonymous auth by * none\naccess to * by users read by * none\n";
+    Slapd second(setup);
+    onServers({first.uri(), second.uri()});
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    first.kill();
+    EXPECT_EQ(read(here, "admin.acme", "Full Name"), std::vector<std::string>{"Pat Ashby"}) << lastError();
+}
+
+TEST_F(LdapFailover, AServerThatFailedIsLeftAloneForAWhile) {
+    Slapd second(sample());
+    HostileServer silent(Hostility::Silent);
+    onServers({silent.uri(), second.uri()}, "time_limit = 3.0\n");
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    for (const char *name : {"admin.acme", "news.acme", "mlee.emea.sales.acme", "managers.acme", "none.acme"})
+        base_class(here, name);
+    EXPECT_EQ(silent.connections(), 1);
+}
+
+TEST_F(LdapFailover, WhenAllServersAreDownAFurtherRequestDoesNotWaitAgain) {
+    HostileServer one(Hostility::Silent);
+    HostileServer two(Hostility::Garbage);
+    onServers({one.uri(), two.uri()}, "time_limit = 0.5\n");
+    for (int i = 0; i < 3; i++) EXPECT_EQ(loginHere(), ZKE_DIRECTORY_UNREACHABLE);
+    EXPECT_EQ(lastError(), one.uri() + ": the server does not answer a request; " + two.uri() +
+                               ": what the server answers to a request is not LDAP");
+    EXPECT_EQ(one.connections() + two.connections(), 2);
+}
+
+TEST_F(LdapFailover, AServerThatFailedIsAskedAgainLater) {
+    Slapd server(sample());
+    HostileServer hostile(Hostility::ClosesMidAnswer);
+    onServers({hostile.uri(), server.uri()}, "retry_after = 0.001\n");
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    ASSERT_EQ(ZKDSLogout(here), ZK_OK);
+    int before = hostile.connections();
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    EXPECT_GT(hostile.connections(), before);
+}
+
+TEST_F(LdapFailover, AWrongPasswordIsNoReasonToAskTheNextServer) {
+    Slapd first(sample());
+    Slapd second(sample());
+    onServers({first.uri(), second.uri()});
+    EXPECT_EQ(loginHere("jdoe.sales.acme", "wrong"), ZKE_WRONG_PASSWORD);
+    EXPECT_TRUE(second.operations().empty());
+}
+
+TEST_F(LdapFailover, UnreachableServersAreNoWrongPassword) {
+    const std::string one = refusing_uri();
+    const std::string two = refusing_uri();
+    onServers({one, two});
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the directory cannot be reached: " + one +
+                                                  ": cannot connect: Connection refused; " + two +
+                                                  ": cannot connect: Connection refused"));
+}
+
+TEST_F(LdapFailover, OneOfTwoReplicatedProvidersMayDieAtAnyMoment) {
+    std::string expected = expectedOutput();
+    const int ports[] = {free_port(), free_port()};
+    Slapd one(provider(1, ports[0], ports[1], sample_ldif()));
+    Slapd two(provider(2, ports[1], ports[0], ""));
+    await_copy_of_the_sample(two);
+    HostileServer dying(Hostility::DiesAtBind, one.port());
+    onServers({dying.uri(), two.uri()});
+    EXPECT_EQ(login().out, expected) << "in the bind";
+
+    onServers({one.uri(), two.uri()});
+    EXPECT_EQ(login().out, expected) << "not at all";
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    one.kill();
+    EXPECT_EQ(read(here, "admin.acme", "Full Name"), std::vector<std::string>{"Pat Ashby"}) << "after the bind";
+    EXPECT_EQ(login().out, expected) << "before the bind";
+}

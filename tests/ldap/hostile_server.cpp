@@ -1,0 +1,143 @@
+#include "tests/ldap/hostile_server.h"
+
+#include <arpa/inet.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <stdexcept>
+#include <string_view>
+
+namespace {
+
+using namespace std::string_view_literals;
+
+sockaddr_in loopback(int port) {
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+void say(int client, std::string_view bytes) {
+    if (send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL) < 0) _exit(0);
+}
+
+void await_request(int client) {
+    char bytes[4096];
+    if (recv(client, bytes, sizeof bytes, 0) <= 0) _exit(0);
+}
+
+void drip(int client) {
+    say(client, "\x30\x82\x01\x00\x02\x01\x01\x64"sv);
+    for (;;) {
+        poll(nullptr, 0, 100); // a slow server is what this is
+        say(client, "\x04"sv);
+    }
+}
+
+[[noreturn]] void stay_silent() {
+    for (;;) pause();
+}
+
+// The operation of the small requests that a login sends: after the message's length and a number of one byte.
+int operation(const unsigned char *bytes, ssize_t size) {
+    size_t at = size > 1 && (bytes[1] & 0x80) != 0 ? 2 + (bytes[1] & 0x7Fu) : 2;
+    return size > static_cast<ssize_t>(at) + 3 ? bytes[at + 3] : -1;
+}
+
+void pass_on(int client, int behind, Hostility hostility) {
+    int server = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address = loopback(behind);
+    if (connect(server, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) _exit(0);
+    int searches = 0;
+    for (;;) {
+        pollfd both[] = {{client, POLLIN, 0}, {server, POLLIN, 0}};
+        poll(both, 2, -1);
+        for (const pollfd &one : both) {
+            unsigned char bytes[65536];
+            if ((one.revents & (POLLIN | POLLHUP)) == 0) continue;
+            ssize_t got = recv(one.fd, bytes, sizeof bytes, 0);
+            if (got <= 0) _exit(0);
+            int asked = one.fd == client ? operation(bytes, got) : -1;
+            searches += asked == 0x63 ? 1 : 0;
+            bool dies = hostility == Hostility::DiesAtBind ? asked == 0x60 : searches == 2;
+            if (dies) ::kill(getppid(), SIGKILL); // the whole server, not only this connection
+            if (dies) _exit(0);
+            say(one.fd == client ? server : client, {reinterpret_cast<char *>(bytes), static_cast<size_t>(got)});
+        }
+    }
+}
+
+void serve(int client, Hostility hostility, int behind) {
+    switch (hostility) {
+        case Hostility::Silent:
+            stay_silent();
+        case Hostility::DiesAtBind:
+        case Hostility::DiesAtSearch:
+            pass_on(client, behind, hostility);
+            break;
+        default:
+            break;
+    }
+    await_request(client);
+    switch (hostility) {
+        case Hostility::Drips:
+            drip(client);
+            break;
+        case Hostility::Garbage:
+            say(client, "HTTP/1.1 400 Bad Request\r\n\r\n"sv);
+            stay_silent();
+        case Hostility::ClaimsTwoGiga:
+            say(client, "\x30\x84\x7F\xFF\xFF\xFF\x02\x01\x01\x64"sv);
+            stay_silent();
+        case Hostility::WrongInside:
+            say(client, "\x30\x05\x02\x01\x01\x99\x99"sv);
+            stay_silent();
+        default:
+            say(client, "\x30\x50\x02\x01"sv);
+    }
+}
+
+} // namespace
+
+HostileServer::HostileServer(Hostility hostility, int behind) {
+    void *shared = mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED) throw std::runtime_error("no shared memory for the hostile server");
+    taken = static_cast<volatile int *>(shared);
+    int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = loopback(0);
+    socklen_t size = sizeof address;
+    if (bind(listener, reinterpret_cast<sockaddr *>(&address), size) != 0 || listen(listener, 16) != 0 ||
+        getsockname(listener, reinterpret_cast<sockaddr *>(&address), &size) != 0)
+        throw std::runtime_error("no port for the hostile server");
+    port = ntohs(address.sin_port);
+    process = fork();
+    if (process == 0) {
+        setpgid(0, 0);
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        signal(SIGCHLD, SIG_IGN);
+        for (;;) {
+            int client = accept(listener, nullptr, nullptr);
+            *taken = *taken + 1;
+            if (fork() == 0) {
+                prctl(PR_SET_PDEATHSIG, SIGKILL);
+                close(listener);
+                serve(client, hostility, behind);
+                _exit(0);
+            }
+            close(client);
+        }
+    }
+    close(listener);
+}
+
+HostileServer::~HostileServer() {
+    ::kill(process, SIGKILL); // its connections go with it
+    waitpid(process, nullptr, 0);
+    munmap(const_cast<int *>(taken), sizeof(int));
+}

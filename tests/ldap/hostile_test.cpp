@@ -1,0 +1,47 @@
+// A server that does everything wrong costs a login no more than its time limit, and is told by its own code and words.
+#include <gmock/gmock.h>
+
+#include "platform/client/ldap_stream.h"
+#include "tests/ldap/hostile_server.h"
+#include "tests/ldap/ldap_site.h"
+
+namespace {
+
+struct Case {
+    Hostility hostility;
+    const char *scheme;
+    uint32_t code;
+    const char *words;
+};
+
+void PrintTo(const Case &one, std::ostream *out) {
+    *out << one.words << " over " << one.scheme;
+}
+
+class HostileLdap : public LdapSite, public ::testing::WithParamInterface<Case> {};
+
+} // namespace
+
+TEST_P(HostileLdap, EndsInTimeWithItsOwnCodeAndWords) {
+    HostileServer server(GetParam().hostility);
+    onServers({server.uri(GetParam().scheme)}, "time_limit = 0.8\n");
+    LdapDeadline start = LdapClock::now();
+    EXPECT_EQ(loginHere(), GetParam().code);
+    // The time limit and a wide margin for a busy machine, but far from libldap's own idea of waiting.
+    EXPECT_LT(LdapClock::now() - start, std::chrono::seconds(4));
+    EXPECT_THAT(lastError(), ::testing::AllOf(::testing::StartsWith(server.uri(GetParam().scheme) + ": "),
+                                              ::testing::HasSubstr(GetParam().words)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, HostileLdap,
+    ::testing::Values(Case{Hostility::Silent, "ldap", ZKE_SERVER_SILENT, "the server does not answer"},
+                      Case{Hostility::Drips, "ldap", ZKE_ANSWER_CUT_SHORT, "was not complete when the time was over"},
+                      Case{Hostility::Garbage, "ldap", ZKE_ANSWER_MALFORMED, "is not LDAP"},
+                      Case{Hostility::WrongInside, "ldap", ZKE_ANSWER_MALFORMED, "is not LDAP"},
+                      Case{Hostility::ClaimsTwoGiga, "ldap", ZKE_ANSWER_TOO_LARGE, "is larger than the client takes"},
+                      Case{Hostility::ClosesMidAnswer, "ldap", ZKE_SERVER_CLOSED,
+                           "closed the connection in the middle of its answer"},
+                      Case{Hostility::Silent, "ldaps", ZKE_SERVER_SILENT,
+                           "the server does not answer the TLS handshake"},
+                      Case{Hostility::Garbage, "ldaps", ZKE_ANSWER_MALFORMED, "the TLS handshake failed"}));

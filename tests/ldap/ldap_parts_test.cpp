@@ -1,0 +1,116 @@
+// The parts below the store, without any server.
+#include <gtest/gtest.h>
+
+#include "platform/client/errors.h"
+#include "platform/client/ldap_certificate.h"
+#include "platform/client/ldap_entries.h"
+#include "platform/client/ldap_filter.h"
+#include "platform/client/ldap_stream.h"
+#include "platform/zk.h"
+
+namespace {
+
+LdapFraming::Verdict take(LdapFraming *framing, const std::string &bytes) {
+    return framing->take(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
+}
+
+} // namespace
+
+TEST(LdapFilter, EscapesWhatHasAMeaning) {
+    EXPECT_EQ(filter_equal("cn", "jdoe"), "(cn=jdoe)");
+    EXPECT_EQ(filter_equal("cn", "*)(cn=a\\b" + std::string(1, '\0')), "(cn=\\2a\\29\\28cn=a\\5cb\\00)");
+    EXPECT_EQ(filter_equal("cn", "J\xC3\xBCrgen"), "(cn=J\xC3\xBCrgen)");
+}
+
+TEST(LdapFilter, JoinsOnlyWhereThereIsSomethingToJoin) {
+    EXPECT_EQ(filter_or({"(a=1)"}), "(a=1)");
+    EXPECT_EQ(filter_or({"(a=1)", "(b=2)"}), "(|(a=1)(b=2))");
+    EXPECT_EQ(filter_and({"(a=1)", "(b=2)"}), "(&(a=1)(b=2))");
+}
+
+TEST(LdapFraming, FollowsMessagesByteByByte) {
+    LdapFraming framing;
+    const std::string messages("\x30\x05\x02\x01\x07\x65\x00\x30\x81\x06\x02\x02\x01\x00\x64\x00", 16);
+    for (size_t i = 0; i < messages.size(); i++) {
+        EXPECT_EQ(take(&framing, messages.substr(i, 1)), LdapFraming::Fine) << i;
+        EXPECT_EQ(framing.inMessage(), i != 6 && i != 15) << i;
+    }
+}
+
+TEST(LdapFraming, RefusesWhatIsNoMessage) {
+    const std::string refused[] = {
+        "H",                                // another protocol
+        "\x30\x80",                         // no length
+        std::string("\x30\x00", 2),         // nothing in it
+        "\x30\x89",                         // a length of nine bytes
+        std::string("\x30\x81\x00", 3),     // nothing in it, told at length
+        "\x30\x05\x04",                     // begins with a text
+        std::string("\x30\x05\x02\x00", 4), // an empty number
+        "\x30\x05\x02\x05",                 // a number of 40 bits
+        "\x30\x05\x02\x01\x01\x63",         // a request
+        "\x30\x05\x02\x01\x01\x99",         // nothing known
+        "\x30\x03\x02\x01\x01",             // ends before it says what it is
+    };
+    for (const std::string &bytes : refused) {
+        LdapFraming framing;
+        EXPECT_EQ(take(&framing, bytes), LdapFraming::Malformed) << ::testing::PrintToString(bytes);
+    }
+}
+
+TEST(LdapFraming, RefusesAClaimOverTheLimitBeforeAnyOfItComes) {
+    LdapFraming framing;
+    EXPECT_EQ(take(&framing, "\x30\x84\x7F\xFF\xFF"), LdapFraming::Fine);
+    EXPECT_EQ(take(&framing, "\xFF"), LdapFraming::TooLarge);
+}
+
+TEST(LdapUri, HasItsUsualPorts) {
+    EXPECT_EQ(ldap_uri_parse("ldap://a.example").port, "389");
+    EXPECT_EQ(ldap_uri_parse("ldaps://a.example").port, "636");
+    EXPECT_EQ(ldap_uri_parse("ldaps://a.example:10636").port, "10636");
+    EXPECT_TRUE(ldap_uri_parse("ldaps://a.example").tls);
+    EXPECT_EQ(ldap_uri_parse("ldapi://%2Frun%2Fx").host, "/run/x");
+    EXPECT_THROW(ldap_uri_parse("http://a"), DataError);
+}
+
+TEST(LdapEntries, TakesWhatIsRightAndLeavesOutWhatIsNot) {
+    ConfigLdap config;
+    LdapEntries entries(config, {});
+    LdapEntry read = {"cn=jdoe,o=acme",
+                      {{"objectClass", {"top", "inetOrgPerson"}},
+                       {"CN", {"jdoe"}},
+                       {"qrtLoginTime", {"20261121141500.0Z"}},
+                       {"qrtLoginGraceLimit", {"many", "7"}},
+                       {"manager", {"not a name"}},
+                       {"numSubordinates", {"3"}},
+                       {"unknownToUs", {"x"}}}};
+    EntryPtr entry = entries.make(read);
+    ASSERT_NE(entry, nullptr);
+    EXPECT_TRUE(entry->is_class("User"));
+    EXPECT_EQ(*entry->first("cn"), "jdoe");
+    EXPECT_EQ(*entry->first("qrtLoginTime"), "20261121141500Z");
+    EXPECT_EQ(*entry->first("qrtLoginGraceLimit"), "7");
+    EXPECT_EQ(entry->first("manager"), nullptr);
+    EXPECT_EQ(entry->subordinates, 3u);
+}
+
+TEST(LdapEntries, LeavesOutWhatIsNotBelowTheBase) {
+    ConfigLdap config;
+    LdapEntries entries(config, {{"dc", "example"}});
+    EXPECT_EQ(entries.make({"cn=jdoe,o=acme", {}}), nullptr);
+    EXPECT_NE(entries.make({"cn=jdoe,dc=example", {}}), nullptr);
+}
+
+TEST(LdapEntries, AsksForNoPasswords) {
+    ConfigLdap config;
+    std::vector<std::string> wanted = LdapEntries(config, {}).attributes(true);
+    EXPECT_EQ(std::count(wanted.begin(), wanted.end(), "userPassword"), 0);
+    EXPECT_EQ(std::count(wanted.begin(), wanted.end(), "member"), 1);
+}
+
+TEST(LdapCertificate, WhatIsNoCertificateIsToldToo) {
+    CertificateFacts facts;
+    for (const std::string &text :
+         {std::string(), std::string("\x30"), std::string("\x30\x82\xFF\xFF"), std::string(64, '\x30')})
+        EXPECT_FALSE(certificate_read(text, &facts));
+    EXPECT_EQ(certificate_fault("", "localhost"), "it cannot be read; expected name: localhost");
+}

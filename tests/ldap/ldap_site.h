@@ -1,0 +1,40 @@
+// What the LDAP tests share: a configuration for a tree on servers, a user's home, and verbs over the login program and
+// over the client in this process.
+#ifndef TESTS_LDAP_LDAP_SITE_H
+#define TESTS_LDAP_LDAP_SITE_H
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "tests/client/client_fixture.h"
+#include "tests/ldap/slapd.h"
+#include "tests/tools/process.h"
+
+class LdapSite : public ClientTest {
+  protected:
+    LdapSite();
+
+    // The tree ACME on these servers, with more lines of its table; passwords in the clear are allowed.
+    void onServers(const std::vector<std::string> &uris, const std::string &more = "");
+    // The same, and passwords need TLS or a local socket.
+    void onStrictServers(const std::vector<std::string> &uris, const std::string &more = "");
+    // The sample's own configuration: the tree in an LDIF file.
+    void onTheEmbeddedTree();
+
+    // A login with qrtlogin, in a home of its own.
+    Outcome login(const std::string &user = "jdoe.sales.acme", const std::string &password = "sunflower");
+    // A login in this process.
+    uint32_t loginHere(const char *user = "jdoe.sales.acme", const char *password = "sunflower");
+    std::string lastError();
+
+    static Slapd::Setup sample();
+
+    TempFolder home;
+    Variables environment;
+    std::string defaultServer = "default_server = \"SRV1\"\n";
+    std::string keptHome; // not empty: logins share this home
+    uint32_t here = 0;    // the context of loginHere
+};
+
+#endif

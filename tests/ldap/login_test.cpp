@@ -1,0 +1,219 @@
+// The sample login over a real server: the same output as over the LDIF file, and few requests.
+#include "tests/ldap/ldap_site.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+namespace {
+
+struct Person {
+    const char *user;
+    const char *password;
+    int status;
+};
+
+class LdapLogin : public LdapSite {};
+
+// A user whose name needs every escape that DNs and filters have, in a container of such a kind.
+const char odd_people[] = R"(
+dn: ou=R\2CD \28east\29,o=acme
+objectClass: organizationalUnit
+ou: R,D (east)
+
+dn: cn=x*y \5C\2Bz,ou=R\2CD \28east\29,o=acme
+objectClass: inetOrgPerson
+cn: x*y \+z
+sn: Odd
+displayName: Odd One
+userPassword: odd
+
+dn: uid=asmith,ou=R\2CD \28east\29,o=acme
+objectClass: inetOrgPerson
+uid: asmith
+cn: Ann Smith
+sn: Smith
+displayName: Ann Smith
+userPassword: ann
+)";
+
+} // namespace
+
+TEST_F(LdapLogin, GivesTheOutputOfTheEmbeddedTreeByteForByte) {
+    Slapd server(sample());
+    const Person people[] = {
+        {"jdoe.sales.acme", "sunflower", 0},
+        {"jdoe.acme", "sunflower", 0}, // through an alias
+        {".cn=jdoe.ou=sales.o=acme", "sunflower", 0},
+        {"mlee.emea.sales.acme", "moonlight", 0},
+        {"admin.acme", "starfish", 0},
+        {"rfox.it.acme", "seaweed", 2},      // locked
+        {"jdoe.sales.acme", "moonlight", 2}, // wrong password
+        {"jdoe.sales.acme", "", 2},
+        {"nobody.sales.acme", "sunflower", 5},
+        {"jdoe.nowhere.acme", "sunflower", 5},
+        {"jdoe.sales.other", "sunflower", 5},
+    };
+    for (const Person &person : people) {
+        SCOPED_TRACE(person.user);
+        onTheEmbeddedTree();
+        Outcome embedded = login(person.user, person.password);
+        onServers({server.uri()});
+        Outcome ldap = login(person.user, person.password);
+        EXPECT_EQ(ldap.out, embedded.out);
+        EXPECT_EQ(ldap.err, embedded.err);
+        EXPECT_EQ(embedded.status, person.status);
+        EXPECT_EQ(ldap.status, person.status);
+    }
+}
+
+TEST_F(LdapLogin, NeedsAtMostEightOperations) {
+    Slapd server(sample());
+    onServers({server.uri()});
+    Outcome outcome = login();
+    EXPECT_NE(outcome.out.find("There are requests to approve."), std::string::npos) << outcome.err;
+    std::vector<std::string> operations = server.operations();
+    EXPECT_LE(operations.size(), 8u) << ::testing::PrintToString(operations);
+    // The log was understood: there is a login in it, and the end of the connection.
+    EXPECT_THAT(operations, ::testing::Contains(::testing::HasSubstr("BIND dn=\"cn=jdoe,ou=sales,o=acme\"")));
+    EXPECT_THAT(operations, ::testing::Contains(::testing::HasSubstr("UNBIND")));
+}
+
+TEST_F(LdapLogin, AsksForGroupsOnceForTheWholeLogin) {
+    Slapd server(sample());
+    onServers({server.uri()});
+    login();
+    int searches = 0;
+    for (const std::string &operation : server.operations())
+        searches += operation.find("(member=cn=jdoe,ou=sales,o=acme)") != std::string::npos ? 1 : 0;
+    EXPECT_EQ(searches, 1);
+}
+
+TEST_F(LdapLogin, WorksWhereOnlyUsersMayRead) {
+    Slapd::Setup setup = sample();
+    setup.access = "access to attrs=userPassword by anonymous auth by * none\naccess to * by users read by * none\n";
+    Slapd server(setup);
+    onTheEmbeddedTree();
+    std::string expected = login().out;
+    // The programs that a script runs ask as nobody: they go by what the login has read.
+    onServers({server.uri()});
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.out, expected);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(login("nobody.sales.acme").status, 2);
+}
+
+TEST_F(LdapLogin, SeesALockThatOnlyTheUserMayRead) {
+    Slapd::Setup setup = sample();
+    setup.access =
+        "access to attrs=userPassword by anonymous auth by * none\n"
+        "access to attrs=qrtLocked by self read by * none\naccess to * by * read\n";
+    Slapd server(setup);
+    onServers({server.uri()});
+    EXPECT_EQ(loginHere("rfox.it.acme", "seaweed"), ZKE_ACCOUNT_LOCKED);
+    EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
+    EXPECT_EQ(loginHere("rfox.it.acme", "wrong"), ZKE_WRONG_PASSWORD);
+}
+
+TEST_F(LdapLogin, EscapesWhateverANameHolds) {
+    Slapd::Setup setup = sample();
+    setup.ldif += odd_people;
+    Slapd server(setup);
+    onServers({server.uri()});
+    EXPECT_EQ(loginHere("x*y \\\\+z.R,D (east).acme", "odd"), ZK_OK) << lastError();
+    EXPECT_EQ(read(here, "x*y \\\\+z.R,D (east).acme", "Full Name"), std::vector<std::string>{"Odd One"});
+    EXPECT_EQ(ZKDSLogout(here), ZK_OK);
+    for (const char *name : {"x*.R,D (east).acme", "*.acme", "*)(cn\\=jdoe.sales.acme", "x\\*y.R,D (east).acme"})
+        EXPECT_EQ(loginHere(name, "odd"), ZKE_NO_SUCH_ENTRY) << name;
+}
+
+TEST_F(LdapLogin, FindsUsersNamedByUid) {
+    Slapd::Setup setup = sample();
+    setup.ldif += odd_people;
+    Slapd server(setup);
+    onServers({server.uri()});
+    EXPECT_EQ(loginHere("asmith.R,D (east).acme", "ann"), ZK_OK) << lastError();
+    EXPECT_EQ(who_am_i(here), "asmith.R,D (east).acme");
+}
+
+TEST_F(LdapLogin, TakesTheTreesOwnAttributeNames) {
+    Slapd::Setup setup = sample();
+    Slapd server(setup);
+    onServers({server.uri()}, "attributes = { displayName = \"sn\", sn = \"title\" }\n");
+    EXPECT_EQ(loginHere(), ZK_OK) << lastError();
+    EXPECT_EQ(read(here, "jdoe.sales.acme", "Full Name"), std::vector<std::string>{"Doe"});
+    EXPECT_EQ(read(here, "jdoe.sales.acme", "Surname"), std::vector<std::string>{"Account manager"});
+}
+
+TEST_F(LdapLogin, ServesATreeBelowABaseAndBelowASearchBase) {
+    Slapd server(sample());
+    onServers({server.uri()}, "base = \"o=acme\"\n");
+    EXPECT_EQ(loginHere("jdoe.sales"), ZK_OK) << lastError();
+    EXPECT_EQ(who_am_i(here), "jdoe.sales");
+}
+
+TEST_F(LdapLogin, SearchesBelowTheSearchBaseOnly) {
+    Slapd server(sample());
+    defaultServer = "";
+    onServers({server.uri()}, "search_base = \"ou=sales,o=acme\"\n");
+    EXPECT_EQ(loginHere("admin.acme", "starfish"), ZKE_NO_SUCH_ENTRY);
+    EXPECT_EQ(loginHere("mlee.emea.sales.acme", "moonlight"), ZK_OK) << lastError();
+}
+
+TEST_F(LdapLogin, SendsNoPasswordInTheClear) {
+    Slapd server(sample());
+    onStrictServers({server.uri()});
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the password was not sent: the connection is not encrypted"));
+    for (const std::string &operation : server.operations())
+        EXPECT_EQ(operation.find("BIND dn"), std::string::npos) << operation;
+}
+
+TEST_F(LdapLogin, WorksOverALocalSocketWithoutTls) {
+    Slapd server(sample());
+    onStrictServers({server.localUri()});
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(login("jdoe.sales.acme", "wrong").status, 2);
+}
+
+TEST_F(LdapLogin, TakesTheKernelsWordForTheUserOverALocalSocket) {
+    Slapd::Setup setup = sample();
+    setup.global = "authz-regexp gidNumber=" + std::to_string(getegid()) + "[+]uidNumber=" + std::to_string(geteuid()) +
+                   ",cn=peercred,cn=external,cn=auth cn=jdoe,ou=sales,o=acme\n";
+    Slapd server(setup);
+    onStrictServers({server.localUri()}, "sasl_external = true\n");
+    EXPECT_EQ(loginHere("mlee.emea.sales.acme", "moonlight"), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(loginHere("jdoe.sales.acme", "ignored"), ZK_OK) << lastError();
+}
+
+TEST_F(LdapLogin, ChecksAnotherUsersPasswordWithoutChangingWhoIsLoggedIn) {
+    Slapd server(sample());
+    onServers({server.uri()});
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    uint32_t other = open_server("SRV2");
+    EXPECT_EQ(ZKLoginToFileServer(other, "admin", 256, "wrong"), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(ZKLoginToFileServer(other, "admin", 256, "starfish"), ZK_OK) << lastError();
+    EXPECT_EQ(who_am_i(here), "jdoe.sales.acme");
+}
+
+TEST_F(LdapLogin, AFailedLoginLeavesWhoWasLoggedIn) {
+    Slapd::Setup setup = sample();
+    setup.access = "access to attrs=userPassword by anonymous auth by * none\naccess to * by users read by * none\n";
+    Slapd server(setup);
+    onServers({server.uri()});
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    EXPECT_EQ(loginHere("jdoe.sales.acme", "wrong"), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(who_am_i(here), "jdoe.sales.acme");
+    EXPECT_EQ(read(here, "admin.acme", "Full Name"), std::vector<std::string>{"Pat Ashby"}) << lastError();
+}
+
+TEST_F(LdapLogin, NobodyReadsAsTheUserAfterALogout) {
+    Slapd::Setup setup = sample();
+    setup.access = "access to attrs=userPassword by anonymous auth by * none\naccess to * by users read by * none\n";
+    Slapd server(setup);
+    onServers({server.uri()});
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    ASSERT_EQ(ZKDSLogout(here), ZK_OK);
+    EXPECT_TRUE(read(here, "jdoe.sales.acme", "Full Name").empty());
+}
