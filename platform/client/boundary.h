@@ -1,5 +1,4 @@
-// The edge of the client: every exported function is defined after including this header, which makes it visible to
-// the linker, and runs its body in `guarded`, so that no exception leaves the client.
+// The edge of the client: every exported function runs its body in `guarded`, so that no exception leaves the client.
 #ifndef PLATFORM_CLIENT_BOUNDARY_H
 #define PLATFORM_CLIENT_BOUNDARY_H
 
@@ -7,11 +6,8 @@
 #include <exception>
 #include <new>
 
-#pragma GCC visibility push(default)
-#include "platform/zk.h"
-#pragma GCC visibility pop
-
 #include "platform/client/errors.h"
+#include "platform/zk.h"
 
 // Runs `body`, which returns a result code. Wrong data becomes ZKE_BAD_DIRECTORY_DATA and its sentence the last error
 // text, a CodedError its own code, memory that runs out ZKE_NO_MEMORY.

@@ -1,5 +1,7 @@
 #include "platform/client/start.h"
 
+#include <cstring>
+
 #include "platform/client/boundary.h"
 #include "platform/client/trees.h"
 
@@ -41,6 +43,19 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree) {
             return ZKE_TREE_NOT_FOUND;
         }
         tree_prefer(found);
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKGetLastErrorText(uint32_t size, char *text) {
+    return guarded([&]() -> uint32_t {
+        if (text == nullptr || size == 0) {
+            return ZKE_BAD_PARAMETER;
+        }
+        const std::string &sentence = error_kept();
+        size_t length = sentence.size() < size ? sentence.size() : size - 1;
+        memcpy(text, sentence.data(), length);
+        text[length] = '\0';
         return ZK_OK;
     });
 }
