@@ -301,6 +301,14 @@ TEST_F(DoTreeLoginTest, TheSameUsersLoginServes) {
     }
 }
 
+TEST_F(DoTreeLoginTest, TheSameUserMayBeTheNameAsGivenWithoutAContext) {
+    spy::logged_in_to("OTHER_TREE", "bob");
+    tree("OTHER_TREE", "BOB", "given");
+    EXPECT_THAT(spy::calls("ZKDSLogout"), IsEmpty());
+    EXPECT_THAT(logins(), IsEmpty());
+    EXPECT_STREQ(CurrentTree, "OTHER_TREE");
+}
+
 TEST_F(DoTreeLoginTest, ALoginThatExistsIsToldWithTheTreeAsGivenAndThenAsTheNetworkSpellsIt) {
     spy::logged_in_to("OTHER_TREE", "admin.org");
     tree("other_tree");

@@ -489,7 +489,7 @@ class CatalogueTest : public LifecycleTest {
 
 TEST_F(CatalogueTest, MessagesAreTranslated) {
     start_translated({{"Your current context is: %s\n", "Kontext: %s\n"}});
-    EXPECT_STREQ(setlocale(LC_MESSAGES, nullptr), "C.UTF-8");
+    for (const int category : {LC_MESSAGES, LC_CTYPE, LC_TIME}) EXPECT_STREQ(setlocale(category, nullptr), "C.UTF-8");
     qrt_SetCurrentContext(text("O=acme").get());
     EXPECT_EQ(output(), "Kontext: O=acme\n");
     say("Not logged into tree\n");

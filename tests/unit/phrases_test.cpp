@@ -169,6 +169,16 @@ TEST_F(PhrasesTest, AnAttributeOfTheCurrentObjectIsRead) {
     EXPECT_THAT(spy::calls("ZKDSRead")[0], HasSubstr("ZKDSRead(1, \"jdoe.sales.acme\""));
 }
 
+TEST_F(PhrasesTest, LookupsAreOfTheObjectInTheCurrentContext) {
+    name(".east.acme");
+    for (const char *text : {"FAX", "%FAX", "MEMBER OF \"Staff\"", "NOT MEMBER OF \"Staff\""}) {
+        spy::forget_calls();
+        value(text);
+        ASSERT_THAT(spy::calls("ZKDSRead"), Not(testing::IsEmpty())) << text;
+        EXPECT_THAT(spy::calls("ZKDSRead")[0], HasSubstr("\"jdoe.east.acme\"")) << text;
+    }
+}
+
 TEST_F(PhrasesTest, UserVariablesAreDigits) {
     qrt_SetUserVar(2, "two");
     EXPECT_EQ(value("%2"), "two");

@@ -101,7 +101,7 @@ class SessionTest : public CommandTest {
     const std::string mount_ = folder_.path("mnt");
     const std::string status_ = folder_.path("Version");
 
-  private:
+  protected:
     // "--DEBUG--" function ":" line " " text
     static std::string text_of_trace(const std::string &line) {
         size_t at = strlen("--DEBUG--");

@@ -35,6 +35,12 @@ TEST_F(VolumeObjectTest, ADirectoryMapLeadsToItsVolumeAndPath) {
     EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public\\apps");
 }
 
+TEST_F(VolumeObjectTest, TheFirstSeparatorOfAnAnswerCounts) {
+    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:a:b"});
+    volume("vol1.sales.acme", "SRV1.sales.acme", "DATA");
+    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA a:b");
+}
+
 TEST_F(VolumeObjectTest, ADirectoryMapsPathIsOfThePathSyntax) {
     spy::attribute("apps.sales.acme", "Path", {spy::path("vol1.sales.acme", "public/apps")});
     volume("vol1.sales.acme", "SRV1.acme", "DATA");
@@ -83,7 +89,9 @@ TEST_F(VolumeObjectTest, AShortNameIsOfTheUsersContainer) {
     volume("vol1.sales.acme", "SRV1.acme", "DATA");
     EXPECT_EQ(resolve("vol1"), "0 SRV1 DATA ");
     spy::logged_in("ab");
-    EXPECT_THAT(resolve("vol1"), StartsWith("4294966695 ")) << "a name of two characters is no login";
+    spy::forget_calls();
+    EXPECT_THAT(resolve("vol1"), StartsWith("4294966695 "));
+    EXPECT_THAT(spy::calls("ZKDSRead")[0], HasSubstr("\"vol1\"")) << "a name of two characters is no login";
 }
 
 TEST_F(VolumeObjectTest, AnyOtherNameStandsAsItIs) {
