@@ -1,6 +1,6 @@
 // One whole login whose scripts hold every kind of statement that reaches the client, run again for each of the
 // client's calls with that call failing. Whatever fails, the session comes to its end: nothing crashes, hangs or leaks,
-// no buffer or file of the client stays open, and no copy of the password is left.
+// no buffer or file of the client stays open, and the session keeps no password.
 #include <dirent.h>
 
 #include <map>
