@@ -18,7 +18,7 @@ constexpr uint32_t prompt_cancelled = 1;
 // The tree as the network spells it, or an empty text. The connection stays open for the session.
 static std::string network_spelling(const char *tree) {
     uint32_t connection = 0;
-    if (ZKCCOpenConnByName(0, tree, ZK_NAME_ANY, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection) != 0) return "";
+    if (contexts_open(tree, &connection) != 0) return "";
     char name[ZK_TREE_NAME_SIZE] = "";
     if (ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, sizeof name, name) != 0) return "";
     std::string spelled(name, strnlen(name, sizeof name - 1));

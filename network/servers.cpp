@@ -46,7 +46,7 @@ uint32_t qrt_CheckAuthServer(char *server, char **tree) try {
 // Connects to the server and makes it primary; %0 gets the name that the server has for itself.
 static uint32_t make_primary(uint32_t handle, const char *server) {
     uint32_t connection = 0;
-    uint32_t code = ZKCCOpenConnByName(0, server, ZK_NAME_ANY, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection);
+    uint32_t code = contexts_open(server, &connection);
     if (code != 0) return code;
     char name[ZK_SERVER_NAME_SIZE] = "";
     code = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, sizeof name, name);
