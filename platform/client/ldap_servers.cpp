@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/client/ldap_resolver.h"
 #include "platform/zk.h"
 
 namespace {
@@ -81,6 +82,7 @@ bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline dead
 
 LdapAnswer LdapServers::run(const Request &request) {
     LdapDeadline deadline = LdapClock::now() + seconds(config.timeLimit);
+    ldap_library_ready(share(deadline, 2)); // and time for the servers
     LdapAnswer answer;
     size_t usableServers = static_cast<size_t>(std::count_if(
         servers.begin(), servers.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -12,9 +11,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <string_view>
 
+#include "platform/client/ldap_resolver.h"
 #include "platform/zk.h"
 
 namespace {
@@ -185,16 +184,8 @@ int connect_local(const LdapUri &uri, LdapDeadline deadline, std::string *why) {
 }
 
 int connect_network(const LdapUri &uri, LdapDeadline deadline, bool *loopback, std::string *why) {
-    addrinfo hints = {};
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo *list = nullptr;
-    int error = getaddrinfo(uri.host.c_str(), uri.port.c_str(), &hints, &list);
-    if (error != 0) {
-        *why = gai_strerror(error);
-        return -1;
-    }
-    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list, freeaddrinfo);
-    for (const addrinfo *one = list; one != nullptr; one = one->ai_next) {
+    LdapAddresses list = ldap_resolve(uri, deadline);
+    for (const addrinfo *one = list.get(); one != nullptr; one = one->ai_next) {
         int connected = connect_one(one->ai_family, one->ai_addr, one->ai_addrlen, deadline, why);
         if (connected >= 0) {
             *loopback = is_loopback(one->ai_addr);
