@@ -166,6 +166,15 @@ void check_uris(const Table &table, const ConfigLdap &ldap) {
         if (ldap.external && !starts_with(uri, "ldapi://")) {
             table.refuse("sasl_external", "sasl_external works over ldapi only, not over " + uri);
         }
+        if (ldap.gssapi && starts_with(uri, "ldapi://")) {
+            table.refuse("sasl_gssapi", "sasl_gssapi works over ldap and ldaps, not over " + uri);
+        }
+    }
+    if (ldap.gssapi && ldap.external) {
+        table.refuse("sasl_gssapi", "either sasl_gssapi or sasl_external");
+    }
+    if ((ldap.gssapi || ldap.external) && ldap.offline) {
+        table.refuse("offline", "offline logins need passwords, which sasl_gssapi and sasl_external do without");
     }
 }
 
@@ -173,6 +182,8 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ConfigLdap ldap;
     table.texts("uris", &ldap.uris);
     ldap.external = table.flag("sasl_external", ldap.external);
+    ldap.gssapi = table.flag("sasl_gssapi", ldap.gssapi);
+    ldap.offline = table.flag("offline", ldap.offline);
     check_uris(table, ldap);
     ldap.searchBase = table.text("search_base", "");
     Name searched;
@@ -187,7 +198,6 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ldap.cleartextLoopback = table.flag("allow_cleartext_loopback", ldap.cleartextLoopback);
     ldap.timeLimit = table.seconds("time_limit", ldap.timeLimit);
     ldap.retryAfter = table.seconds("retry_after", ldap.retryAfter);
-    ldap.offline = table.flag("offline", ldap.offline);
     for (const auto &[name, site] : table.pairs("attributes")) {
         const SchemaAttribute *row = schema_find_ldap(name);
         if (row == nullptr || site.empty() ||

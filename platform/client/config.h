@@ -14,6 +14,7 @@ struct ConfigLdap {
     bool startTls = false;
     bool cleartextLoopback = false; // passwords may cross a loopback connection in the clear
     bool external = false;          // ldapi: the user is whom the server takes the process's user for
+    bool gssapi = false;            // the user is whom the ticket in the credential cache is for
     double timeLimit = 5;           // seconds for the first answer to a request, all servers together
     double retryAfter = 30;         // seconds for which a server that failed is passed over
     bool offline = false;

@@ -51,6 +51,15 @@ struct LdapAnswer {
     std::vector<LdapEntry> entries; // also those before a limit was hit
 };
 
+// A handle of libldap's and the watch over it, which has to outlive it.
+struct LdapWire {
+    struct Unbind {
+        void operator()(LDAP *handle) const { ldap_unbind_ext(handle, nullptr, nullptr); }
+    };
+    LdapWatch watch;
+    std::unique_ptr<LDAP, Unbind> handle;
+};
+
 class LdapConnection {
   public:
     // Connects, and secures the connection when the configuration says so. Throws LdapTrouble.
@@ -58,8 +67,11 @@ class LdapConnection {
     LdapConnection(const LdapConnection &) = delete;
     LdapConnection &operator=(const LdapConnection &) = delete;
 
-    // Both throw LdapTrouble. A password is sent only where nobody can read it on the way: ZKE_TLS_REQUIRED otherwise.
+    // All throw LdapTrouble. A password is sent only where nobody can read it on the way: ZKE_TLS_REQUIRED otherwise.
+    // `bind` goes by what the configuration trusts: the password, the user's ticket, or the kernel. Throws CodedError,
+    // ZKE_TICKET_REFUSED, for a ticket that is missing, not taken or somebody else's: no other server will take it.
     LdapAnswer bind(const LdapIdentity &identity, LdapDeadline deadline);
+    LdapAnswer bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline);
     LdapAnswer search(const LdapSearch &search, LdapDeadline deadline);
 
     const std::string &uri() const { return address.text; }
@@ -78,6 +90,8 @@ class LdapConnection {
     LDAPMessage *await(int message);
     LdapAnswer take(LDAPMessage *messages);
     LdapAnswer bindExternal(const LdapIdentity &identity);
+    LdapAnswer bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline);
+    std::string whoAmI();
     [[noreturn]] void fail(int result, const char *what) const;
 
     // A connection that looks at the certificate and is never used for anything else.
@@ -87,11 +101,8 @@ class LdapConnection {
 
     const ConfigLdap &config;
     LdapUri address;
-    LdapWatch watch;
-    struct Unbind {
-        void operator()(LDAP *handle) const { ldap_unbind_ext(handle, nullptr, nullptr); }
-    };
-    std::unique_ptr<LDAP, Unbind> owner; // after the watch, which has to outlive it
+    std::shared_ptr<LdapWire> wire = std::make_shared<LdapWire>(); // also of a login that hangs
+    LdapWatch &watch = wire->watch;
     LDAP *ld = nullptr;
     bool loopback = false;
     bool secured = false;

@@ -117,7 +117,7 @@ LdapAnswer LdapServers::search(const LdapSearch &search) {
     return run([&](LdapConnection &server, LdapDeadline deadline) { return server.search(search, deadline); });
 }
 
-LdapAnswer LdapServers::bindAsNobody(const LdapIdentity &asked, std::unique_ptr<LdapConnection> *bound, size_t *where) {
+LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where) {
     std::unique_ptr<LdapConnection> keptConnection = std::move(connection);
     size_t keptCurrent = current;
     LdapIdentity keptIdentity = std::move(identity);
@@ -132,8 +132,7 @@ LdapAnswer LdapServers::bindAsNobody(const LdapIdentity &asked, std::unique_ptr<
         identity = std::move(keptIdentity);
     };
     try {
-        LdapAnswer answer =
-            run([&](LdapConnection &server, LdapDeadline deadline) { return server.bind(asked, deadline); });
+        LdapAnswer answer = run(bind);
         putBack();
         return answer;
     } catch (...) {
@@ -145,13 +144,16 @@ LdapAnswer LdapServers::bindAsNobody(const LdapIdentity &asked, std::unique_ptr<
 LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked) {
     std::unique_ptr<LdapConnection> bound;
     size_t where = 0;
-    return bindAsNobody(asked, &bound, &where);
+    return bindAsNobody(
+        [&](LdapConnection &server, LdapDeadline deadline) { return server.bindWithPassword(asked, deadline); }, &bound,
+        &where);
 }
 
 LdapAnswer LdapServers::login(LdapIdentity asked) {
     std::unique_ptr<LdapConnection> bound;
     size_t where = 0;
-    LdapAnswer answer = bindAsNobody(asked, &bound, &where);
+    LdapAnswer answer = bindAsNobody(
+        [&](LdapConnection &server, LdapDeadline deadline) { return server.bind(asked, deadline); }, &bound, &where);
     if (answer.result == LDAP_SUCCESS) {
         connection = std::move(bound);
         current = where;

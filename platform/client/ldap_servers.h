@@ -37,7 +37,7 @@ class LdapServers {
 
     LdapAnswer run(const Request &request);
     // Logs in on a connection that is nobody's, and hands that out.
-    LdapAnswer bindAsNobody(const LdapIdentity &asked, std::unique_ptr<LdapConnection> *bound, size_t *where);
+    LdapAnswer bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where);
     bool runOnCurrent(const Request &request, LdapDeadline deadline, LdapAnswer *answer);
     bool runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer);
     void markDown(size_t number, const LdapTrouble &trouble);

@@ -316,7 +316,8 @@ uint32_t LdapStore::check_password(const Entry &entry, const char *password) {
 }
 
 uint32_t LdapStore::login(EntryPtr *user, const char *password) {
-    if (*password == '\0') {
+    bool needsPassword = !tree.ldap.gssapi && !tree.ldap.external;
+    if (*password == '\0' && needsPassword) {
         return ZKE_WRONG_PASSWORD;
     }
     if (offline.active()) {

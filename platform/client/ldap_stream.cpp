@@ -20,9 +20,10 @@ namespace {
 
 constexpr unsigned char sequence_tag = 0x30;
 constexpr unsigned char number_tag = 0x02;
-// Above the transport itself and below everything that libldap puts on it; above TLS, where messages are in the clear.
+// Above the transport itself and below everything that libldap puts on it; above TLS and what a ticket's key encrypts,
+// where messages are in the clear.
 constexpr int wire_level = LBER_SBIOD_LEVEL_PROVIDER + 1;
-constexpr int message_level = LBER_SBIOD_LEVEL_APPLICATION;
+constexpr int message_level = LBER_SBIOD_LEVEL_APPLICATION + 1;
 
 int milliseconds_until(LdapDeadline deadline) {
     auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - LdapClock::now()).count();

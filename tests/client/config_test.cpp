@@ -72,6 +72,8 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {servers("[\"ldap://a\"]", "attributes = { full = \"cn\" }"), "4:14: full = \"cn\": not an attribute"},
         {servers("[\"ldap://a\"]", "attributes = { cn = \"a b\" }"), "4:14: cn = \"a b\": not an attribute"},
         {servers("[\"ldap://a\"]", "sasl_external = true"), "4:17: sasl_external works over ldapi only"},
+        {servers("[\"ldapi://a\"]", "sasl_gssapi = true"), "4:15: sasl_gssapi works over ldap and ldaps, not over"},
+        {servers("[\"ldap://a\"]", "sasl_gssapi = true\noffline = true"), "5:11: offline logins need passwords"},
         {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"u\"\n",
          "3:1: password must be there, with 1 to 1024 bytes"},
     };
