@@ -197,6 +197,7 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ldap.startTls = table.flag("start_tls", ldap.startTls);
     ldap.cleartextLoopback = table.flag("allow_cleartext_loopback", ldap.cleartextLoopback);
     ldap.timeLimit = table.seconds("time_limit", ldap.timeLimit);
+    ldap.referrals = table.flag("referrals", ldap.referrals);
     ldap.retryAfter = table.seconds("retry_after", ldap.retryAfter);
     for (const auto &[name, site] : table.pairs("attributes")) {
         const SchemaAttribute *row = schema_find_ldap(name);

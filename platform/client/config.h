@@ -17,6 +17,7 @@ struct ConfigLdap {
     bool gssapi = false;            // the user is whom the ticket in the credential cache is for
     double timeLimit = 5;           // seconds for the first answer to a request, all servers together
     double retryAfter = 30;         // seconds for which a server that failed is passed over
+    bool referrals = false;         // ask the servers that those of the tree refer to
     bool offline = false;
     std::map<std::string, std::string> attributes; // the README's LDAP attribute -> its name in this tree
 };

@@ -56,6 +56,16 @@ LdapEntry entry_of(LDAP *ld, LDAPMessage *message) {
     return entry;
 }
 
+// Frees the list.
+std::vector<std::string> texts_of(char **list) {
+    std::vector<std::string> texts;
+    for (char **one = list; one != nullptr && *one != nullptr; one++) {
+        texts.emplace_back(*one);
+    }
+    ldap_memvfree(reinterpret_cast<void **>(list));
+    return texts;
+}
+
 bool is_same_dn(const std::string &one, const std::string &other) {
     Name first;
     Name second;
@@ -289,9 +299,17 @@ LdapAnswer LdapConnection::take(LDAPMessage *messages) {
     for (LDAPMessage *one = ldap_first_entry(ld, messages); one != nullptr; one = ldap_next_entry(ld, one)) {
         answer.entries.push_back(entry_of(ld, one));
     }
+    for (LDAPMessage *one = ldap_first_reference(ld, messages); one != nullptr; one = ldap_next_reference(ld, one)) {
+        char **uris = nullptr;
+        if (ldap_parse_reference(ld, one, &uris, nullptr, 0) == LDAP_SUCCESS) {
+            answer.references.push_back(texts_of(uris));
+        }
+    }
     char *text = nullptr;
+    char **elsewhere = nullptr;
     // The result is the last message of the chain, and this call looks for it there.
-    int parsed = ldap_parse_result(ld, messages, &answer.result, nullptr, &text, nullptr, nullptr, 0);
+    int parsed = ldap_parse_result(ld, messages, &answer.result, nullptr, &text, &elsewhere, nullptr, 0);
+    answer.referral = texts_of(elsewhere);
     if (text != nullptr) {
         answer.text = text;
         ldap_memfree(text);
@@ -332,7 +350,7 @@ LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadl
 
 LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline) {
     begin(deadline);
-    if (!secured && !address.local && !(config.cleartextLoopback && loopback)) {
+    if (!isTrusted()) {
         throw LdapTrouble(ZKE_TLS_REQUIRED, address.text +
                                                 ": the password was not sent: the connection is not "
                                                 "encrypted (use ldaps or start_tls)");

@@ -32,9 +32,16 @@ class LdapIdentity {
     std::string password_;
 };
 
+// The server that a referral led to, and whether everybody on the way there may see a password. Empty: the tree's own.
+struct LdapOrigin {
+    std::string server;
+    bool trusted = false;
+};
+
 struct LdapEntry {
     std::string dn;
     std::vector<std::pair<std::string, std::vector<std::string>>> attributes; // name without options, values
+    LdapOrigin origin = {};
 };
 
 struct LdapSearch {
@@ -49,6 +56,13 @@ struct LdapAnswer {
     int result = 0; // LDAP's result code
     std::string text;
     std::vector<LdapEntry> entries; // also those before a limit was hit
+
+    // Where the rest is: URIs of which any will do, instead of the answer (LDAP_REFERRAL) and beside the entries.
+    std::vector<std::string> referral;
+    std::vector<std::vector<std::string>> references;
+    // Not empty: something of the rest could not be had, and why.
+    std::string missing;
+    uint32_t missingCode = 0;
 };
 
 // A handle of libldap's and the watch over it, which has to outlive it.
@@ -75,6 +89,9 @@ class LdapConnection {
     LdapAnswer search(const LdapSearch &search, LdapDeadline deadline);
 
     const std::string &uri() const { return address.text; }
+    bool isSecured() const { return secured; }
+    // Can nobody but the server hear what is said, or is that what the configuration wants?
+    bool isTrusted() const { return secured || address.local || (config.cleartextLoopback && loopback); }
     // Has it answered before? A connection that was idle may have been closed for that alone.
     bool hasAnswered() const { return answered; }
     bool wasClosed() const { return watch.event() == LdapWatch::Closed; }

@@ -15,6 +15,10 @@
 using LdapClock = std::chrono::steady_clock;
 using LdapDeadline = LdapClock::time_point;
 
+LdapClock::duration ldap_seconds(double count);
+// When the first of so many servers has had its part of the time: a silent one must leave some for those after it.
+LdapDeadline ldap_share(LdapDeadline deadline, size_t servers);
+
 // A request that a server did not answer as it should.
 class LdapTrouble : public CodedError {
   public:
