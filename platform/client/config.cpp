@@ -299,7 +299,8 @@ Config config_load(const std::string &path) {
         throw DataError(path + ": cannot read the configuration");
     }
     try {
-        return read_config(path, toml::parse(text, std::string_view(path)));
+        // Without the path: the parser copies it where it must not throw, and would end the process without memory.
+        return read_config(path, toml::parse(std::string_view(text)));
     } catch (const toml::parse_error &error) {
         throw DataError(path + ":" + std::to_string(error.source().begin.line) + ":" +
                         std::to_string(error.source().begin.column) + ": " + std::string(error.description()));
