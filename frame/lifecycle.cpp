@@ -108,6 +108,7 @@ int qrt_ReadResults(char **line) try {
 
 void cntrlcHandler(int) {
     if (!bcntrlc) return;
+    text_wipe(CurrentPassword);
     // Every write to the stream is flushed, so that writing past it puts the bytes in the same place.
     size_t left = strlen(abort_message);
     const char *at = abort_message;
