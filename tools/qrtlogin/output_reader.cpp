@@ -27,6 +27,11 @@ Secret *password_in_use;
 // Ends at the end marker, not at the end of the pipe: a program that a script started and left running holds the
 // pipe's write end open for as long as it likes.
 void print_results(FILE *output) {
+    // The scripts run to their end even when nobody reads on.
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
     char *line = nullptr;
     while (qrt_ReadResults(&line) == 0) {
         size_t length = strlen(line);
