@@ -87,20 +87,18 @@ void must(int result, const LdapUri &address, const char *what) {
 } // namespace
 
 LdapIdentity::LdapIdentity(const std::string &distinguishedName, const char *secret)
-    : dn_(distinguishedName), password_(secret) {}
-
-LdapIdentity::LdapIdentity(LdapIdentity &&other) noexcept {
-    *this = std::move(other);
+    : dn_(distinguishedName), masked_(strlen(secret)), mask_(masked_.size()) {
+    arc4random_buf(mask_.data(), mask_.size());
+    for (size_t i = 0; i < masked_.size(); i++) {
+        masked_[i] = static_cast<char>(secret[i] ^ mask_[i]);
+    }
 }
 
-// Short texts are copied by a move: what stays behind is wiped too.
 LdapIdentity &LdapIdentity::operator=(LdapIdentity &&other) noexcept {
-    if (this != &other) {
-        wipe();
-        dn_.swap(other.dn_);
-        password_.swap(other.password_);
-        other.wipe();
-    }
+    wipe();
+    dn_ = std::exchange(other.dn_, {});
+    masked_ = std::exchange(other.masked_, {});
+    mask_ = std::exchange(other.mask_, {});
     return *this;
 }
 
@@ -109,10 +107,18 @@ LdapIdentity::~LdapIdentity() {
 }
 
 void LdapIdentity::wipe() {
-    password_.resize(password_.capacity());
-    explicit_bzero(password_.data(), password_.size());
-    password_.clear();
-    dn_.clear();
+    explicit_bzero(masked_.data(), masked_.size());
+    explicit_bzero(mask_.data(), mask_.size());
+}
+
+LdapIdentity::Revealed::Revealed(const LdapIdentity &identity) : text_(identity.masked_.size() + 1) {
+    for (size_t i = 0; i < identity.masked_.size(); i++) {
+        text_[i] = static_cast<char>(identity.masked_[i] ^ identity.mask_[i]);
+    }
+}
+
+LdapIdentity::Revealed::~Revealed() {
+    explicit_bzero(text_.data(), text_.size());
 }
 
 LdapConnection::LdapConnection(const ConfigLdap &configuration, const std::string &uri, LdapDeadline deadline)
@@ -355,7 +361,8 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
                                                 ": the password was not sent: the connection is not "
                                                 "encrypted (use ldaps or start_tls)");
     }
-    berval secret = {identity.password().size(), const_cast<char *>(identity.password().c_str())};
+    LdapIdentity::Revealed password(identity);
+    berval secret = password.value();
     int message = 0;
     int result = ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &message);
     if (result != LDAP_SUCCESS) {

@@ -12,24 +12,39 @@
 #include "platform/client/config.h"
 #include "platform/client/ldap_stream.h"
 
-// Who a connection is to be bound as; an empty DN is nobody. The password is wiped with the object.
+// Who a connection is to be bound as; an empty DN is nobody. Another server may have to be told the password at any
+// time of a login, so that it has to be kept; it is kept masked with random bytes, so that neither a search through the
+// memory nor a core file shows it as text, and wiped with the object.
 class LdapIdentity {
   public:
     LdapIdentity() = default;
     LdapIdentity(const std::string &distinguishedName, const char *secret);
-    LdapIdentity(LdapIdentity &&other) noexcept;
+    LdapIdentity(LdapIdentity &&other) noexcept { *this = std::move(other); }
     LdapIdentity &operator=(LdapIdentity &&other) noexcept;
     LdapIdentity(const LdapIdentity &) = delete;
     LdapIdentity &operator=(const LdapIdentity &) = delete;
     ~LdapIdentity();
 
     const std::string &dn() const { return dn_; }
-    const std::string &password() const { return password_; }
+
+    // The password as text, wiped with the object.
+    class Revealed {
+      public:
+        explicit Revealed(const LdapIdentity &identity);
+        ~Revealed();
+        Revealed(const Revealed &) = delete;
+        Revealed &operator=(const Revealed &) = delete;
+        berval value() { return {text_.size() - 1, text_.data()}; }
+
+      private:
+        std::vector<char> text_; // NUL-terminated
+    };
 
   private:
     void wipe();
     std::string dn_;
-    std::string password_;
+    std::vector<char> masked_;
+    std::vector<char> mask_;
 };
 
 // The server that a referral led to, and whether everybody on the way there may see a password. Empty: the tree's own.

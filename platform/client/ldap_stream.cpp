@@ -113,8 +113,13 @@ ber_slen_t message_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     return got;
 }
 
+// A request may hold a password, and libldap frees it as it is: what has been sent is not read again.
 ber_slen_t message_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
-    return LBER_SBIOD_WRITE_NEXT(layer, buffer, size);
+    ber_slen_t put = LBER_SBIOD_WRITE_NEXT(layer, buffer, size);
+    if (put > 0) {
+        explicit_bzero(buffer, static_cast<size_t>(put));
+    }
+    return put;
 }
 
 Sockbuf_IO wire_layer = {layer_setup, layer_remove, layer_ctrl, wire_read, wire_write, layer_close};
