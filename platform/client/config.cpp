@@ -270,6 +270,7 @@ Config read_config(const std::string &path, const toml::table &parsed) {
     if (config.mountPoint.empty() || config.mountPoint.front() != '/') {
         top.refuse("mount_point", "mount_point must be an absolute path");
     }
+    config.trace = top.flag("trace", config.trace);
     top.tables("tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
     top.tables("server", [&](Table &server) { config.servers.push_back(read_server(server)); });
     top.check_all_known();

@@ -183,8 +183,11 @@ uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
         std::vector<Name> &names = groups[dn];
         for (const LdapEntry &one : answer.entries) {
             Name name;
-            if (name_parse_dn(one.dn, root, &name, nullptr)) {
-                names.push_back(name);
+            if (name_parse_dn(one.dn, root, &name, nullptr) &&
+                (one.origin.server.empty() || std::none_of(names.begin(), names.end(), [&](const Name &known) {
+                     return name_equal(known, name);
+                 }))) {
+                names.push_back(std::move(name)); // two servers may have the same one
             }
         }
     }
