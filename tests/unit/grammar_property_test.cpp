@@ -193,28 +193,6 @@ TEST_F(GrammarPropertyTest, LaterLinesDoNotReachBack) {
     });
 }
 
-// A mistake that the line feed is shows where reading then stands, which is the next line: this alone of a report
-// belongs to a later line.
-TEST_F(GrammarPropertyTest, OnlyTheQuoteOfAMissingTokenIsTheNextLines) {
-    const std::string heading = "The original line was:\n";
-    for_seeds(250, [this, &heading](unsigned seed) {
-        Source random = source(seed);
-        const std::string first = random.mistaken(random.statement()) + "\n";
-        const std::string next = "REM " + std::to_string(seed);
-        const std::string cut = without_warning(observed(first + "\n"));
-        const std::string whole = observed(first + next + "\n");
-        const size_t report = cut.rfind(heading);
-        if (whole.substr(0, cut.size()) == cut) return;
-        ASSERT_NE(report, cut.npos) << first;
-        const size_t quote = report + heading.size();
-        const std::string behind = cut.substr(std::min(cut.find('\n', quote), cut.size()));
-        const std::string expected = cut.substr(0, quote) + next + behind;
-        EXPECT_EQ(whole.substr(0, expected.size()), expected) << first;
-    });
-}
-
-// ---- mistakes ----
-
 static std::vector<std::string> quotes_in(const std::string &shown) {
     const std::string report = "\nScript error.\nThe original line was:\n";
     std::vector<std::string> quotes;
@@ -224,6 +202,34 @@ static std::vector<std::string> quotes_in(const std::string &shown) {
     }
     return quotes;
 }
+
+// A mistake that the line feed is shows where reading then stands, which is the next line: this alone of a report
+// belongs to a later line.
+TEST_F(GrammarPropertyTest, OnlyTheQuoteOfAMissingTokenIsTheNextLines) {
+    const std::string heading = "The original line was:\n", message = "parse error unexpected input: ";
+    for_seeds(250, [&](unsigned seed) {
+        Source random = source(seed);
+        const std::string first = random.mistaken(random.statement()) + "\n";
+        const std::string next = "REM " + std::to_string(seed);
+        const std::string cut = without_warning(observed(first + "\n"));
+        const std::string whole = observed(first + next + "\n");
+        const std::vector<std::string> quotes = quotes_in(whole);
+        const std::string traced = traces(6, [&] { run(first + next + "\n"); });
+        const size_t told = traced.rfind(message);
+        ASSERT_EQ(quotes.empty(), told == traced.npos) << first;
+        const bool missing = told != traced.npos && traced.find("unexpected '\\n'", told) != traced.npos;
+        EXPECT_EQ(missing, !quotes.empty() && quotes.back() == next) << first;
+        if (!missing) {
+            EXPECT_EQ(whole.substr(0, cut.size()), cut) << first;
+            return;
+        }
+        const size_t quote = cut.rfind(heading) + heading.size();
+        const std::string expected = cut.substr(0, quote) + next + cut.substr(cut.find('\n', quote));
+        EXPECT_EQ(whole.substr(0, expected.size()), expected) << first;
+    });
+}
+
+// ---- mistakes ----
 
 // What an error in `line` may quote: the line, or the part of it between two carriage returns; the line before when
 // nothing stands in front of its line ends; the line behind for a mistake that its line feed is.
