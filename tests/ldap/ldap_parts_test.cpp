@@ -63,6 +63,17 @@ TEST(LdapFraming, RefusesAClaimOverTheLimitBeforeAnyOfItComes) {
     EXPECT_EQ(take(&framing, "\xFF"), LdapFraming::TooLarge);
 }
 
+TEST(LdapWatch, ManySmallMessagesHaveALimitTogether) {
+    constexpr size_t size = 1024 * 1024;
+    std::vector<unsigned char> message = {0x30, 0x83, 0x0F, 0xFF, 0xFB, 0x02, 0x01, 0x01, 0x64};
+    message.resize(size);
+    LdapWatch watch;
+    watch.begin(LdapDeadline::max());
+    for (size_t i = 0; i < ldap_answer_limit / size; i++) ASSERT_TRUE(watch.takeBytes(message.data(), size)) << i;
+    EXPECT_FALSE(watch.takeBytes(message.data(), size));
+    EXPECT_EQ(watch.event(), LdapWatch::TooLarge);
+}
+
 TEST(LdapUri, HasItsUsualPorts) {
     EXPECT_EQ(ldap_uri_parse("ldap://a.example").port, "389");
     EXPECT_EQ(ldap_uri_parse("ldaps://a.example").port, "636");

@@ -38,6 +38,32 @@ displayName: Ann Smith
 userPassword: ann
 )";
 
+// A directory of others: none of this client's classes and attributes, and groups kept with the user as well.
+const char plain_tree[] = R"(
+dn: o=acme
+objectClass: organization
+o: acme
+
+dn: ou=people,o=acme
+objectClass: organizationalUnit
+ou: people
+
+dn: uid=kim,ou=people,o=acme
+objectClass: inetOrgPerson
+uid: kim
+cn: Kim Park
+sn: Park
+displayName: Kim Park
+telephoneNumber: +1 555 0199
+userPassword: daisy
+memberOf: cn=kept-with-the-user,o=acme
+
+dn: cn=friends,o=acme
+objectClass: groupOfNames
+cn: friends
+member: uid=kim,ou=people,o=acme
+)";
+
 } // namespace
 
 TEST_F(LdapLogin, GivesTheOutputOfTheEmbeddedTreeByteForByte) {
@@ -161,6 +187,37 @@ TEST_F(LdapLogin, TakesTheTreesOwnAttributeNames) {
     EXPECT_EQ(loginHere(), ZK_OK) << lastError();
     EXPECT_EQ(read(here, "jdoe.sales.acme", "Full Name"), std::vector<std::string>{"Doe"});
     EXPECT_EQ(read(here, "jdoe.sales.acme", "Surname"), std::vector<std::string>{"Account manager"});
+}
+
+TEST_F(LdapLogin, ServesUsersAndGroupsOfADirectoryWithoutTheSchema) {
+    Slapd::Setup setup;
+    setup.ldif = plain_tree;
+    setup.ownSchema = false;
+    setup.global = "moduleload memberof\n";
+    Slapd server(setup);
+    defaultServer = "";
+    onServers({server.uri()});
+    ASSERT_EQ(loginHere("kim.people.acme", "daisy"), ZK_OK) << lastError();
+    EXPECT_EQ(read(here, "kim.people.acme", "Full Name"), std::vector<std::string>{"Kim Park"});
+    EXPECT_EQ(read(here, "kim.people.acme", "Telephone Number"), std::vector<std::string>{"+1 555 0199"});
+    EXPECT_EQ(read(here, "kim.people.acme", "Group Membership"),
+              (std::vector<std::string>{"kept-with-the-user.acme", "friends.acme"}));
+    read(here, "kim.people.acme", "Login Script");
+    EXPECT_EQ(lastCode, ZKE_NO_SUCH_ATTRIBUTE);
+}
+
+TEST_F(LdapLogin, ReadsAnObjectOnceForTheWholeLogin) {
+    Slapd server(sample());
+    onServers({server.uri()});
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    for (const char *attribute : {"Full Name", "Title", "Telephone Number", "Home Directory", "Full Name"}) {
+        read(here, "admin.acme", attribute);
+        read(here, "jdoe.sales.acme", attribute);
+    }
+    int searches = 0;
+    for (const std::string &operation : server.operations())
+        searches += operation.compare(0, 4, "SRCH") == 0 && operation.find("cn=admin,o=acme") != std::string::npos;
+    EXPECT_EQ(searches, 1);
 }
 
 TEST_F(LdapLogin, ServesATreeBelowABaseAndBelowASearchBase) {
