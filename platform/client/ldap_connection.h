@@ -80,15 +80,6 @@ struct LdapAnswer {
     uint32_t missingCode = 0;
 };
 
-// A handle of libldap's and the watch over it, which has to outlive it.
-struct LdapWire {
-    struct Unbind {
-        void operator()(LDAP *handle) const { ldap_unbind_ext(handle, nullptr, nullptr); }
-    };
-    LdapWatch watch;
-    std::unique_ptr<LDAP, Unbind> handle;
-};
-
 class LdapConnection {
   public:
     // Connects, and secures the connection when the configuration says so. Throws LdapTrouble.

@@ -1,5 +1,6 @@
 #include "platform/client/ldap_resolver.h"
 
+#include <ldap.h>
 #include <netinet/in.h>
 #include <resolv.h>
 #include <sys/socket.h>

@@ -7,7 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/client/ldap_stream.h"
+#include "platform/client/ldap_trouble.h"
+#include "platform/client/ldap_uri.h"
 
 struct FreeAddresses {
     void operator()(addrinfo *list) const { freeaddrinfo(list); }

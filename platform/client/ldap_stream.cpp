@@ -195,15 +195,6 @@ int connect_network(const LdapUri &uri, LdapDeadline deadline, bool *loopback, s
 
 } // namespace
 
-LdapClock::duration ldap_seconds(double count) {
-    return std::chrono::duration_cast<LdapClock::duration>(std::chrono::duration<double>(count));
-}
-
-LdapDeadline ldap_share(LdapDeadline deadline, size_t servers) {
-    LdapDeadline now = LdapClock::now();
-    return now + (deadline - now) / static_cast<int>(std::max<size_t>(servers, 1));
-}
-
 LdapFraming::Verdict LdapFraming::takeHead(unsigned char byte) {
     headLength++;
     if (headLength == 1) {

@@ -5,26 +5,13 @@
 #define PLATFORM_CLIENT_LDAP_STREAM_H
 
 #include <ldap.h>
-#include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include "platform/client/errors.h"
+#include "platform/client/ldap_trouble.h"
 #include "platform/client/ldap_uri.h"
-
-using LdapClock = std::chrono::steady_clock;
-using LdapDeadline = LdapClock::time_point;
-
-LdapClock::duration ldap_seconds(double count);
-// When the first of so many servers has had its part of the time: a silent one must leave some for those after it.
-LdapDeadline ldap_share(LdapDeadline deadline, size_t servers);
-
-// A request that a server did not answer as it should.
-class LdapTrouble : public CodedError {
-  public:
-    using CodedError::CodedError;
-};
 
 // The largest single message, and all messages of one request together.
 constexpr size_t ldap_message_limit = size_t{20} * 1024 * 1024;
@@ -86,6 +73,15 @@ class LdapWatch {
     size_t received = 0;
     std::vector<unsigned char> ahead; // read from the socket and not yet handed out, from aheadAt on
     size_t aheadAt = 0;
+};
+
+// A handle of libldap's and the watch over it, which has to outlive it.
+struct LdapWire {
+    struct Unbind {
+        void operator()(LDAP *ld) const { ldap_unbind_ext(ld, nullptr, nullptr); }
+    };
+    LdapWatch watch;
+    std::unique_ptr<LDAP, Unbind> handle;
 };
 
 // Connects to the first of the URI's addresses that takes the connection before the deadline. Returns the descriptor,

@@ -5,7 +5,6 @@
 #include <system_error>
 
 #include "platform/client/bounded.h"
-#include "platform/client/ldap_connection.h"
 #include "platform/zk.h"
 
 namespace {

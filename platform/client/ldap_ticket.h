@@ -8,8 +8,6 @@
 
 #include "platform/client/ldap_stream.h"
 
-struct LdapWire;
-
 struct LdapTicketResult {
     int result = 0;    // LDAP's, or libldap's own
     std::string words; // what the libraries or the server say of it

@@ -1,0 +1,30 @@
+// How long a request to LDAP servers may take, and how it fails.
+#ifndef PLATFORM_CLIENT_LDAP_TROUBLE_H
+#define PLATFORM_CLIENT_LDAP_TROUBLE_H
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+
+#include "platform/client/errors.h"
+
+using LdapClock = std::chrono::steady_clock;
+using LdapDeadline = LdapClock::time_point;
+
+// A request that a server did not answer as it should.
+class LdapTrouble : public CodedError {
+  public:
+    using CodedError::CodedError;
+};
+
+inline LdapClock::duration ldap_seconds(double count) {
+    return std::chrono::duration_cast<LdapClock::duration>(std::chrono::duration<double>(count));
+}
+
+// When the first of so many servers has had its part of the time: a silent one must leave some for those after it.
+inline LdapDeadline ldap_share(LdapDeadline deadline, size_t servers) {
+    LdapDeadline now = LdapClock::now();
+    return now + (deadline - now) / static_cast<int>(std::max<size_t>(servers, 1));
+}
+
+#endif
