@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "platform/catalogue.h"
 #include "platform/client/ldap_certificate.h"
 #include "platform/client/names.h"
 #include "platform/zk.h"
@@ -62,7 +63,8 @@ struct OptionRow {
 
 void must(int result, const LdapUri &address, const char *what) {
     if (result != LDAP_OPT_SUCCESS) {
-        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address.text + ": libldap does not take " + what);
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
+                          catalogue_format("%1$s: libldap does not take %2$s", address.text.c_str(), what));
     }
 }
 
@@ -125,13 +127,13 @@ void LdapConnection::setOptions(LdapDeadline deadline) {
         {LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT},
     };
     for (const OptionRow &row : numbers) {
-        must(ldap_set_option(ld, row.option, &row.value), address, "an option");
+        must(ldap_set_option(ld, row.option, &row.value), address, catalogue_text("an option"));
     }
-    must(ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF), address, "an option");
-    must(ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_OFF), address, "an option");
+    must(ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF), address, catalogue_text("an option"));
+    must(ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_OFF), address, catalogue_text("an option"));
     timeval left = time_left(deadline);
-    must(ldap_set_option(ld, LDAP_OPT_NETWORK_TIMEOUT, &left), address, "a time limit");
-    must(ldap_set_option(ld, LDAP_OPT_TIMEOUT, &left), address, "a time limit");
+    must(ldap_set_option(ld, LDAP_OPT_NETWORK_TIMEOUT, &left), address, catalogue_text("a time limit"));
+    must(ldap_set_option(ld, LDAP_OPT_TIMEOUT, &left), address, catalogue_text("a time limit"));
 }
 
 void LdapConnection::setTlsOptions(int requireCertificate) {
@@ -141,19 +143,20 @@ void LdapConnection::setTlsOptions(int requireCertificate) {
         {LDAP_OPT_X_TLS_PROTOCOL_MIN, LDAP_OPT_X_TLS_PROTOCOL_TLS1_2},
     };
     for (const OptionRow &row : numbers) {
-        must(ldap_set_option(ld, row.option, &row.value), address, "a TLS option");
+        must(ldap_set_option(ld, row.option, &row.value), address, catalogue_text("a TLS option"));
     }
     // No certificate of the client's own, no authorities beside the configured file, the TLS library's own choice of
     // ciphers.
     for (int option :
          {LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CIPHER_SUITE}) {
-        must(ldap_set_option(ld, option, nullptr), address, "a TLS option");
+        must(ldap_set_option(ld, option, nullptr), address, catalogue_text("a TLS option"));
     }
-    must(ldap_set_option(ld, LDAP_OPT_X_TLS_CACERTFILE, config.caFile.c_str()), address, "the CA file");
+    must(ldap_set_option(ld, LDAP_OPT_X_TLS_CACERTFILE, config.caFile.c_str()), address, catalogue_text("the CA file"));
     const int client = 0;
     if (ldap_set_option(ld, LDAP_OPT_X_TLS_NEWCTX, &client) != LDAP_OPT_SUCCESS) {
-        throw LdapTrouble(ZKE_CERTIFICATE_REFUSED, address.text + ": the CA file " + config.caFile +
-                                                       " cannot be used: it holds no readable certificate");
+        throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
+                          catalogue_format("%1$s: the CA file %2$s cannot be used: it holds no readable certificate",
+                                           address.text.c_str(), config.caFile.c_str()));
     }
 }
 
@@ -166,8 +169,9 @@ void LdapConnection::startTls(LdapDeadline deadline) {
     }
     LdapAnswer answer = take(await(message));
     if (answer.result != LDAP_SUCCESS) {
-        throw LdapTrouble(ZKE_TLS_REQUIRED, address.text + ": the server refuses StartTLS: " +
-                                                ldap_err2string(answer.result) + " " + answer.text);
+        throw LdapTrouble(ZKE_TLS_REQUIRED,
+                          catalogue_format("%1$s: the server refuses StartTLS: %2$s %3$s", address.text.c_str(),
+                                           ldap_err2string(answer.result), answer.text.c_str()));
     }
 }
 
@@ -177,7 +181,8 @@ void LdapConnection::secure(LdapDeadline deadline) {
     }
     if (access(config.caFile.c_str(), R_OK) != 0) {
         throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
-                          address.text + ": cannot read the CA file " + config.caFile + ": " + strerror(errno));
+                          catalogue_format("%1$s: cannot read the CA file %2$s: %3$s", address.text.c_str(),
+                                           config.caFile.c_str(), strerror(errno)));
     }
     setTlsOptions(LDAP_OPT_X_TLS_DEMAND);
     if (!address.tls) {
@@ -194,7 +199,7 @@ void LdapConnection::secure(LdapDeadline deadline) {
 // faults from the server's.
 void LdapConnection::refuseTls(LdapDeadline deadline) {
     if (watch.event() == LdapWatch::TimedOut) {
-        fail(LDAP_TIMEOUT, "the TLS handshake");
+        fail(LDAP_TIMEOUT, catalogue_text("the TLS handshake"));
     }
     std::string certificate;
     try {
@@ -205,11 +210,13 @@ void LdapConnection::refuseTls(LdapDeadline deadline) {
     }
     if (certificate.empty()) {
         throw LdapTrouble(watch.event() == LdapWatch::Closed ? ZKE_SERVER_CLOSED : ZKE_ANSWER_MALFORMED,
-                          address.text + ": the TLS handshake failed: the server does not speak TLS as it should");
+                          address.text + ": " +
+                              catalogue_text("the TLS handshake failed: the server does not speak TLS as it should"));
     }
-    throw LdapTrouble(ZKE_CERTIFICATE_REFUSED, address.text + ": the server's certificate is not accepted: " +
-                                                   certificate_fault(certificate, address.host) +
-                                                   "; CA file: " + config.caFile);
+    throw LdapTrouble(
+        ZKE_CERTIFICATE_REFUSED,
+        catalogue_format("%1$s: the server's certificate is not accepted: %2$s; CA file: %3$s", address.text.c_str(),
+                         certificate_fault(certificate, address.host).c_str(), config.caFile.c_str()));
 }
 
 LdapConnection::LdapConnection(const LdapConnection &refused, Inspect, LdapDeadline deadline)
@@ -240,23 +247,30 @@ void LdapConnection::fail(int result, const char *what) const {
     bool late = watch.event() == LdapWatch::TimedOut || (watch.event() == LdapWatch::Nothing && result == LDAP_TIMEOUT);
     if (late && watch.inAnswer()) {
         throw LdapTrouble(ZKE_ANSWER_CUT_SHORT,
-                          address.text + ": the answer to " + what + " was not complete when the time was over");
+                          catalogue_format("%1$s: the answer to %2$s was not complete when the time was over",
+                                           address.text.c_str(), what));
     }
     if (late) {
-        throw LdapTrouble(ZKE_SERVER_SILENT, address.text + ": the server does not answer " + what);
+        throw LdapTrouble(ZKE_SERVER_SILENT,
+                          catalogue_format("%1$s: the server does not answer %2$s", address.text.c_str(), what));
     }
     switch (watch.event()) {
         case LdapWatch::Closed:
-            throw LdapTrouble(ZKE_SERVER_CLOSED,
-                              address.text + ": the server closed the connection " +
-                                  (watch.inAnswer() ? "in the middle of its answer to " : "instead of answering ") +
-                                  what);
+            throw LdapTrouble(
+                ZKE_SERVER_CLOSED,
+                watch.inAnswer()
+                    ? catalogue_format("%1$s: the server closed the connection in the middle of its answer to %2$s",
+                                       address.text.c_str(), what)
+                    : catalogue_format("%1$s: the server closed the connection instead of answering %2$s",
+                                       address.text.c_str(), what));
         case LdapWatch::TooLarge:
             throw LdapTrouble(ZKE_ANSWER_TOO_LARGE,
-                              address.text + ": the server's answer to " + what + " is larger than the client takes");
+                              catalogue_format("%1$s: the server's answer to %2$s is larger than the client takes",
+                                               address.text.c_str(), what));
         default:
-            throw LdapTrouble(ZKE_ANSWER_MALFORMED,
-                              address.text + ": what the server answers to " + what + " is not LDAP");
+            throw LdapTrouble(
+                ZKE_ANSWER_MALFORMED,
+                catalogue_format("%1$s: what the server answers to %2$s is not LDAP", address.text.c_str(), what));
     }
 }
 
@@ -270,7 +284,7 @@ LDAPMessage *LdapConnection::await(int message) {
         if (kind < 0) {
             ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &result);
         }
-        fail(result, "a request");
+        fail(result, catalogue_text("a request"));
     }
     return messages;
 }
@@ -289,7 +303,7 @@ LdapAnswer LdapConnection::take(LDAPMessage *messages) {
         ldap_memfree(text);
     }
     if (parsed != LDAP_SUCCESS) {
-        fail(parsed, "a request");
+        fail(parsed, catalogue_text("a request"));
     }
     answered = true;
     return answer;
@@ -306,7 +320,7 @@ LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadlin
     int result = ldap_search_ext(ld, search.base.c_str(), search.scope, search.filter.c_str(), attributes.data(), 0,
                                  nullptr, nullptr, nullptr, search.sizeLimit, &message);
     if (result != LDAP_SUCCESS) {
-        fail(result, "a search");
+        fail(result, catalogue_text("a search"));
     }
     return take(await(message));
 }
@@ -317,15 +331,16 @@ LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadl
         return bindExternal(identity);
     }
     if (!secured && !address.local && !(config.cleartextLoopback && loopback)) {
-        throw LdapTrouble(ZKE_TLS_REQUIRED, address.text +
-                                                ": the password was not sent: the connection is not "
-                                                "encrypted (use ldaps or start_tls)");
+        throw LdapTrouble(
+            ZKE_TLS_REQUIRED,
+            address.text + ": " +
+                catalogue_text("the password was not sent: the connection is not encrypted (use ldaps or start_tls)"));
     }
     berval secret = {identity.password().size(), const_cast<char *>(identity.password().c_str())};
     int message = 0;
     int result = ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &message);
     if (result != LDAP_SUCCESS) {
-        fail(result, "the login");
+        fail(result, catalogue_text("the login"));
     }
     return take(await(message));
 }
@@ -336,7 +351,7 @@ LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
     berval none = {0, const_cast<char *>("")}; // an empty answer in place of none saves a turn
     int result = ldap_sasl_bind(ld, "", "EXTERNAL", &none, nullptr, nullptr, &message);
     if (result != LDAP_SUCCESS) {
-        fail(result, "the login");
+        fail(result, catalogue_text("the login"));
     }
     LdapAnswer answer = take(await(message));
     if (answer.result != LDAP_SUCCESS) {
@@ -345,7 +360,7 @@ LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
     berval *who = nullptr;
     result = ldap_whoami_s(ld, &who, nullptr, nullptr);
     if (result != LDAP_SUCCESS) {
-        fail(result, "the login");
+        fail(result, catalogue_text("the login"));
     }
     std::string name = who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
     ber_bvfree(who);
