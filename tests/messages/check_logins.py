@@ -13,7 +13,9 @@ import subprocess
 import sys
 import tempfile
 
+from broken_sites import CONFIGURATIONS, LDIF_TREE, ORGANIZATION, SERVERS, TREE_FILES, tree
 from catalogue import read_po
+from odd_server import OddServer, make_certificate
 from translator import Translator
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -23,84 +25,81 @@ HELP_FILES = {"tools/qrtlogin/options.cpp", "po/argp_texts.h"}
 OWN_LINE = re.compile(r"|own: .*|[A-Z]\d*:  +\S+|EXIT NOW|.*(SOMETIMES|WRITE \"own: \d+\"|= \"x\"|WRITE \)|CLS NOW|"
                       r"SHIFT A B|MEMBER OF|DEBUG DO|NO_DEFAULT NOW|PAUSE NOW|LASTLOGINTIME NOW|DISPLAY \"\"|IF \)|FIRE =)")
 
+# The descriptor that passwords are read from.
+PASSWORD = 3
+LOGIN = ["@/qrtlogin", "--password-fd=3"]
 USER, ADMIN = "jdoe.sales.acme", "admin.acme"
 
-# The password on descriptor 3, then the words.
+# The password on descriptor 3, then the words; "@/" stands for the folder of the programs.
 RUNS = [
-    ("sunflower", ["qrtlogin", f"--login-script={HERE}/many_messages.qrt", "--debug=0", USER]),
-    ("sunflower", ["qrtlogin", f"--login-script={HERE}/left_open.qrt", USER]),
-    ("sunflower", ["qrtlogin", "--login-script=/none.qrt", "--profile-script=/none", USER]),
-    ("sunflower", ["qrtlogin", f"--login-script={HERE}/left_open.qrt", USER, "--", "/none/command"]),
-    ("wrong", ["qrtlogin", USER]),
-    ("", ["qrtlogin", USER]),
-    ("x" * 1100, ["qrtlogin", USER]),
-    ("zero\0", ["qrtlogin", USER]),
-    ("sunflower", ["qrtlogin", "--password-fd=77", USER]),
-    ("seaweed", ["qrtlogin", "rfox.it.acme"]),
-    ("sunflower", ["qrtlogin", "nobody.acme"]),
-    ("sunflower", ["qrtlogin", "--tree=NONE", USER]),
-    ("sunflower", ["qrtlogin", f"--login-script={HERE}/left_open.qrt", "--server=SRV9", USER]),
-    ("", ["qrtlogin"]),
-    ("", ["qrtlogin", "--debug=x", USER]),
-    ("", ["qrtlogin", "--var=9=x", USER]),
-    ("", ["qrtlogin", USER, ADMIN]),
-    ("", ["qrtlogin", "--shell", "--print-environment", USER]),
-    ("", ["qrtlogin", USER, "--"]),
-    ("", ["map"]),
-    ("", ["map", "--help"]),
-    ("", ["map", "H:"]),
-    ("", ["map", "DEL H:"]),
-    ("", ["map", "H:=SRV1/USERS:home/jdoe,H:,INS S1:=SRV1/SYS:public,DEL H:"]),
-    ("", ["map", "NEXT .APPS.acme:"]),
-    ("", ["map", "H:=SRV9/SYS:"]),
-    ("", ["map", "H:=SRV1/NONE:"]),
-    ("", ["map", "H:=SRV1/SYS:none/there"]),
-    ("", ["map", "H:=.jdoe.sales.acme:"]),
-    ("", ["map", "H:=SRV1/SYS:../.."]),
-    ("", ["map", "H:=//SRV1"]),
-    ("", ["map", "H:=" + "x" * 600]),
-    ("", ["map", "S99:=SRV1/SYS:"]),
-    ("", ["map", "DISPLAY MAYBE"]),
-    ("", ["map", "DEL H:=SRV1/SYS:"]),
-    ("", ["map", "H:="]),
-    ("", ["map", "NEXT H:=SRV1/SYS:"]),
-    ("", ["map", "INS H:=SRV1/SYS:"]),
-    ("", ["map", "SRV1/SYS:"]),
-    ("", ["map", "H:,,"]),
+    ("sunflower", [*LOGIN, f"--login-script={HERE}/many_messages.qrt", "--debug=0", USER]),
+    ("sunflower", [*LOGIN, f"--login-script={HERE}/left_open.qrt", USER]),
+    ("sunflower", [*LOGIN, "--login-script=/none.qrt", "--profile-script=/none", USER]),
+    ("sunflower", [*LOGIN, f"--login-script={HERE}/left_open.qrt", USER, "--", "/none/command"]),
+    ("wrong", [*LOGIN, USER]),
+    ("", [*LOGIN, USER]),
+    ("x" * 1100, [*LOGIN, USER]),
+    ("zero\0", [*LOGIN, USER]),
+    ("sunflower", ["@/qrtlogin", "--password-fd=77", USER]),
+    ("seaweed", [*LOGIN, "rfox.it.acme"]),
+    ("sunflower", [*LOGIN, "nobody.acme"]),
+    ("sunflower", [*LOGIN, "--tree=NONE", USER]),
+    ("sunflower", [*LOGIN, f"--login-script={HERE}/left_open.qrt", "--server=SRV9", USER]),
+    ("", [*LOGIN]),
+    ("", [*LOGIN, "--debug=x", USER]),
+    ("", [*LOGIN, "--var=9=x", USER]),
+    ("", [*LOGIN, USER, ADMIN]),
+    ("", [*LOGIN, "--shell", "--print-environment", USER]),
+    ("", [*LOGIN, USER, "--"]),
+    ("", ["@/map"]),
+    ("", ["@/map", "--help"]),
+    ("", ["@/map", "H:"]),
+    ("", ["@/map", "DEL H:"]),
+    ("", ["@/map", "H:=SRV1/USERS:home/jdoe,H:,INS S1:=SRV1/SYS:public,DEL H:"]),
+    ("", ["@/map", "NEXT .APPS.acme:"]),
+    ("", ["@/map", "H:=SRV9/SYS:"]),
+    ("", ["@/map", "H:=SRV1/NONE:"]),
+    ("", ["@/map", "H:=SRV1/SYS:none/there"]),
+    ("", ["@/map", "H:=.jdoe.sales.acme:"]),
+    ("", ["@/map", "H:=SRV1/SYS:../.."]),
+    ("", ["@/map", "H:=//SRV1"]),
+    ("", ["@/map", "H:=" + "x" * 600]),
+    ("", ["@/map", "S99:=SRV1/SYS:"]),
+    ("", ["@/map", "DISPLAY MAYBE"]),
+    ("", ["@/map", "DEL H:=SRV1/SYS:"]),
+    ("", ["@/map", "H:="]),
+    ("", ["@/map", "NEXT H:=SRV1/SYS:"]),
+    ("", ["@/map", "INS H:=SRV1/SYS:"]),
+    ("", ["@/map", "SRV1/SYS:"]),
+    ("", ["@/map", "H:,,"]),
+    ("", ["@/map", "H:=SRV1/SYS:a\x01b"]),
+    ("", ["@/map", "H:=.SRV1.acme:"]),
+    ("", ["@/map", "H:=.a..b:"]),
+    ("", ["@/map", ",".join(f"S{place}:=SRV1/SYS:" for place in range(1, 17)) + ",INS S1:=SRV1/SYS:"]),
+    ("", ["@/map", ",".join(["NEXT SRV1/SYS:"] * 22)]),
+    ("", ["/usr/bin/env", "-u", "HOME", "@/map"]),
+    ("", ["/usr/bin/env", "HOME=here", "@/map"]),
+    ("", ["/usr/bin/env", "HOME=/etc/hostname", "@/map"]),
+    ("", ["/usr/bin/env", "QRT_TREE=NONE", "@/map", "H:=.x.acme:"]),
+    ("", ["/usr/bin/env", "ZKCLIENT_CONF=/", "@/map", "H:=.x.acme:"]),
+    ("", ["/bin/sh", "-c", 'mkdir "$HOME/H" && exec @/map H:=SRV1/SYS:']),
+    ("", ["@/qrtlogin", USER]),
+    ("", ["/usr/bin/env", "ZKCLIENT_CONF=/none", "@/qrtlogin", USER]),
+    ("sunflower", ["/bin/sh", "-c", f"exec @/qrtlogin --password-fd=3 --print-environment {USER} 2>/dev/null 4>&2 >&-"]),
 ]
-
-# A client.toml that something is wrong with; LDIF stands for a tree's file with what follows the bar in it.
-BROKEN = [
-    "name = 1", "default_tree = 7", "mount_point = \"here\"", "tree = 1", "default_tree = \"NONE\"", "[[tree]]\nname = \"\"",
-    "[[tree]]\nname = \"A_\"", "[[tree]]\nname = \"A\"\nldif = \"none.ldif\"", "[[tree]]\nname = \"A\"\nuris = 1",
-    "[[tree]]\nname = \"A\"\nuris = []", "[[tree]]\nname = \"A\"\nuris = [\"http://x\"]",
-    "[[tree]]\nname = \"A\"\nuris = [\"ldap://x\"]\nldif = \"y\"",
-    "[[tree]]\nname = \"A\"\nuris = [\"ldap://x\"]\nsasl_external = true",
-    "[[tree]]\nname = \"A\"\nuris = [\"ldap://x\"]\nsasl_external = 1",
-    "[[tree]]\nname = \"A\"\nuris = [\"ldap://x\"]\ntime_limit = 0",
-    "[[tree]]\nname = \"A\"\nuris = [\"ldap://x\"]\nattributes = 1",
-    "[[tree]]\nname = \"A\"\nuris = [\"ldap://x\"]\nattributes = { a = \"b\" }",
-    "[[tree]]\nname = \"A\"\nuris = [\"ldap://x\"]\nsearch_base = \"x\"",
-    "[[tree]]\nname = \"A\"\nuris = [\"ldap://127.0.0.1:1\"]\nbase = \"o=acme\"",
-    "[[tree]]\nname = \"A\"\nuris = [\"ldaps://127.0.0.1:1\"]\nca_file = \"none.pem\"\nbase = \"o=acme\"",
-    "[[tree]]\nname = \"A\"\nldif = \"none.ldif\"\n[[tree]]\nname = \"a\"\nldif = \"none.ldif\"",
-    "[[tree]]\nname = \"A\"\nldif = \"tree.ldif\"\ndefault_server = \"SRV9\"",
-] + ["LDIF|" + text for text in (
-    "dn: x\no: x\n", "o: acme\n", " more\n", "dn: o=acme\no acme\n", "dn: o=acme\n=: x\n", "dn: o=acme\n\n", "dn: o=acme\no:: ?\n",
-    "dn: o=acme\no:< http://x\n", "dn: o=acme\no:< file://host/x\n", "dn: o=acme\no:< file:%\n", "dn: o=acme\no:< file:none\n",
-    "dn: o=acme\no:< file:/etc/hostname\n", "dn: o=acme\nchangetype: delete\n", "dn: o=acme\ndn: o=acme\n", "version: 2\n",
-    "dn: o=acme\no: acme\n", "dn: o=acme\nobjectClass: organization\n", "dn: ou=x,o=acme\nobjectClass: organizationalUnit\nou: x\n",
-    "dn: o=acme\nobjectClass: organization\no: acme\n\ndn: o=acme\nobjectClass: organization\no: acme\n",
-    "dn: o=acme\nobjectClass: organization\no: acme\nqrtLocked: maybe\n", "dn: o=acme\nobjectClass: alias\no: acme\n",
-    "dn: o=acme\nobjectClass: organization\no: acme\nqrtLoginExpirationTime: soon\n",
-    "dn: o=acme\nobjectClass: organization\no: acme\nqrtPath: x\n", "dn: o=acme\nobjectClass: organization\no: acme\nmember: x\n",
-    "dn: o=acme\nobjectClass: organization\no: acme\nqrtNetworkAddress: x\n", "dn: o=acme\nobjectClass: organization\no:\n",
-)]
 
 
 class Programs:
     def __init__(self, source, build, folder):
         self.source, self.build, self.folder = source, build, folder
+        self.sample = source + "/examples/acme/client.toml"
+        for name in ("CA", "OTHER"):
+            make_certificate(folder, name)
+        self.servers = {kind: OddServer(kind, folder) for kind, _ in SERVERS}
+
+    @functools.lru_cache(maxsize=None)
+    def english(self, how, *what):
+        return getattr(self, how)("en", *what)
 
     def environment(self, language, configuration):
         home = self.folder + "/home"
@@ -109,49 +108,49 @@ class Programs:
         kept = {name: value for name, value in os.environ.items() if re.match("(ASAN|LSAN|UBSAN|GCOV)_|LD_|PATH$", name)}
         return {**kept, "HOME": home, "ZKCLIENT_CONF": configuration, "LC_ALL": "C.UTF-8", "LANGUAGE": language}
 
-    @functools.lru_cache(maxsize=None)
-    def english(self, how, *what):
-        return getattr(self, how)("en", *what)
-
     def run(self, language, password, words, configuration=None):
-        configuration = configuration or self.source + "/examples/acme/client.toml"
-        words = [f"{self.build}/{words[0]}", *words[1:]]
-        if words[0].endswith("qrtlogin") and not any(word.startswith("--password-fd") for word in words):
-            words.insert(1, "--password-fd=3")
+        """The status and both outputs. What stands on descriptor 3 is the password."""
         reading, writing = os.pipe()
         os.write(writing, password.encode())
         os.close(writing)
-        os.dup2(reading, 3)
-        result = subprocess.run(words, env=self.environment(language, configuration), pass_fds=[3], stdin=subprocess.DEVNULL,
-                                capture_output=True, start_new_session=True)
-        os.close(3)
+        os.dup2(reading, PASSWORD)
+        os.close(reading)
+        result = subprocess.run([word.replace("@/", self.build + "/") for word in words],
+                                env=self.environment(language, configuration or self.sample), pass_fds=[PASSWORD],
+                                stdin=subprocess.DEVNULL, capture_output=True, start_new_session=True)
         return result.returncode, result.stdout.decode(), result.stderr.decode()
 
-    def broken(self, language, text):
-        """A login with a broken configuration, or with a broken tree file."""
-        kind, _, ldif = text.rpartition("|")
-        if kind:
-            text = '[[tree]]\nname = "A"\nldif = "tree.ldif"\n'
-        for name, content in (("client.toml", text), ("tree.ldif", ldif or "dn: o=acme\nobjectClass: organization\no: acme\n")):
-            with open(f"{self.folder}/{name}", "w") as file:
+    def broken(self, language, configuration, tree_file=ORGANIZATION):
+        """A login at a site that something is wrong with."""
+        for name, content in (("client.toml", configuration), ("tree.ldif", tree_file)):
+            with open(f"{self.folder}/{name}", "w", encoding="utf-8") as file:
                 file.write(content)
-        return self.run(language, "x", ("qrtlogin", "jdoe"), self.folder + "/client.toml")
+        return self.run(language, "x", ("@/qrtlogin", "--password-fd=3", "jdoe.acme"), self.folder + "/client.toml")
 
-    def asked(self, language):
-        """What stands on a terminal after a wrong password has been typed."""
-        environment = self.environment(language, self.source + "/examples/acme/client.toml")
+    def odd(self, language, kind, keys):
+        """A login over a server that is none."""
+        for name in ("CA", "OTHER"):
+            keys = keys.replace(f'"{name}"', f'"{self.folder}/{name}.pem"')
+        uri = self.servers[kind].uri()
+        # Only the silent one is waited for to the end.
+        limit = 1.0 if kind == "silent" else 30.0
+        return self.broken(language, tree(f'uris = ["{uri}"]\ntime_limit = {limit}\nbase = "o=acme"\n' + keys))
+
+    def asked(self, language, typed):
+        """What stands on a terminal after the question for the password has been answered."""
         child, terminal = pty.fork()
         if child == 0:
-            os.execve(self.build + "/qrtlogin", ["qrtlogin", USER], environment)
-        shown, typed = b"", False
+            os.execve(self.build + "/qrtlogin", ["qrtlogin", USER], self.environment(language, self.sample))
+        shown, answered = b"", False
         while True:
-            if shown.endswith(b": ") and not typed:
-                typed = os.write(terminal, b"wrong\n") > 0
+            if shown.endswith(b": ") and not answered:
+                answered = os.write(terminal, typed) > 0
             try:
                 got = os.read(terminal, 512)
             except OSError:
                 break
             shown += got
+        os.close(terminal)
         status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
         return status, shown.decode().replace("\r\n", "\n"), ""
 
@@ -172,8 +171,8 @@ def squeezed(text):
 
 def check_help(programs, language, messages, complain):
     """argp breaks the lines anew: every text that the English help shows stands in the other, blanks left aside."""
-    english = squeezed(programs.english("run", "", ("qrtlogin", "--help"))[1])
-    other = squeezed(programs.run(language, "", ("qrtlogin", "--help"))[1])
+    english = squeezed(programs.english("run", "", ("@/qrtlogin", "--help"))[1])
+    other = squeezed(programs.run(language, "", ("@/qrtlogin", "--help"))[1])
     template = read_po(programs.source + "/po/brasca-client-script.pot")
     of_help = {one.id for one in template if one.places & HELP_FILES and squeezed(one.id) in english}
     shown = [one for one in messages if one.id in of_help]
@@ -186,8 +185,12 @@ def check_help(programs, language, messages, complain):
 def check_language(programs, language, complain):
     messages = read_po(f"{programs.source}/po/{language}.po")[1:]
     translator = Translator(messages)
-    runs = [("run", password, tuple(words)) for password, words in RUNS] + [("broken", text) for text in BROKEN]
-    for how, *what in [*runs, ("asked",)]:
+    runs = [("run", password, tuple(words)) for password, words in RUNS]
+    runs += [("broken", configuration) for configuration in CONFIGURATIONS]
+    runs += [("broken", LDIF_TREE, tree_file) for tree_file in TREE_FILES]
+    runs += [("odd", kind, keys) for kind, keys in SERVERS]
+    runs += [("asked", b"wrong\n"), ("asked", b"\n")]
+    for how, *what in runs:
         english, other = programs.english(how, *what), getattr(programs, how)(language, *what)
         compare(f"{language} {how} {what}", english, other, translator, complain)
     shown = translator.used | check_help(programs, language, messages, complain)
@@ -203,6 +206,7 @@ def main():
                    source, os.path.realpath(sys.argv[2]), *sys.argv[3:]]
         os.execv(command[0], command)
     source, build, *languages = sys.argv[2:]
+    os.dup2(os.open("/dev/null", os.O_RDONLY), PASSWORD)  # so that nothing else takes its number
     subprocess.run(["mount", "--bind", build + "/locale", "/usr/share/locale"], check=True)
     complaints = []
     with tempfile.TemporaryDirectory() as folder:
