@@ -51,6 +51,7 @@ class LdapStore : public DirectoryStore {
     std::string groupFilter(const std::string &dn) const;
     void readSession(const Entry &user);
     void readSite();
+    void refuseIfSiteIsMissing() const;
     void keepSite(const LdapAnswer &answer);
     uint32_t loginResult(const LdapAnswer &answer, const Entry &user) const;
     void forget();
@@ -63,6 +64,8 @@ class LdapStore : public DirectoryStore {
     std::unordered_map<std::string, std::vector<Name>> groups; // by the member's DN
     bool siteRead = false;
     std::vector<EntryPtr> site;
+    std::string siteMissing; // as in LdapAnswer
+    uint32_t siteMissingCode = 0;
 
     LdapCopy siteCopy;
     std::unique_ptr<DirectoryStore> siteFromCopy;
@@ -176,11 +179,17 @@ uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
                 catalogue_format("%1$s: the server's size limit cuts the list of groups of %2$s off after %3$zu",
                                  tree.name.c_str(), name_to_dotted(entry.name, true).c_str(), answer.entries.size()));
         }
+        if (!answer.missing.empty()) {
+            throw CodedError(answer.missingCode, answer.missing); // no list of groups is better than a short one
+        }
         std::vector<Name> &names = groups[dn];
         for (const LdapEntry &one : answer.entries) {
             Name name;
-            if (name_parse_dn(one.dn, root, &name, nullptr)) {
-                names.push_back(name);
+            if (name_parse_dn(one.dn, root, &name, nullptr) &&
+                (one.origin.server.empty() || std::none_of(names.begin(), names.end(), [&](const Name &known) {
+                     return name_equal(known, name);
+                 }))) {
+                names.push_back(std::move(name)); // two servers may have the same one
             }
         }
     }
@@ -191,6 +200,8 @@ uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
 
 void LdapStore::keepSite(const LdapAnswer &answer) {
     siteRead = true;
+    siteMissing = answer.missing;
+    siteMissingCode = answer.missingCode;
     site.clear();
     for (const LdapEntry &one : answer.entries) {
         EntryPtr entry = objects.keep(one);
@@ -245,6 +256,13 @@ void LdapStore::readSite() {
     keepSite(answer);
 }
 
+// What is not among the objects that were read may be among those that could not be.
+void LdapStore::refuseIfSiteIsMissing() const {
+    if (!siteMissing.empty()) {
+        throw CodedError(siteMissingCode, siteMissing);
+    }
+}
+
 uint32_t LdapStore::find_server(std::string_view name, EntryPtr *server) {
     if (offline.active()) {
         return offline.store()->find_server(name, server);
@@ -260,6 +278,7 @@ uint32_t LdapStore::find_server(std::string_view name, EntryPtr *server) {
             return ZK_OK;
         }
     }
+    refuseIfSiteIsMissing();
     return ZKE_SERVER_NOT_FOUND;
 }
 
@@ -281,6 +300,7 @@ uint32_t LdapStore::find_volume(const Entry &server, std::string_view volume, En
             return ZK_OK;
         }
     }
+    refuseIfSiteIsMissing();
     return ZKE_VOLUME_UNKNOWN;
 }
 
@@ -302,6 +322,11 @@ uint32_t LdapStore::loginResult(const LdapAnswer &answer, const Entry &user) con
         case LDAP_STRONG_AUTH_REQUIRED:
             throw CodedError(ZKE_TLS_REQUIRED,
                              tree.name + ": " + catalogue_text("the server takes no password over this connection"));
+        case LDAP_REFERRAL:
+            throw CodedError(ZKE_REFERRAL_BROKEN,
+                             catalogue_format("%1$s: the server refers the login of %2$s to another one",
+                                              tree.name.c_str(), name_to_dotted(user.name, true).c_str()) +
+                                 (answer.referral.empty() ? "" : ": " + answer.referral.front()));
         default:
             throw CodedError(ZKE_DIRECTORY_UNREACHABLE,
                              catalogue_format("%1$s: login of %2$s: %3$s %4$s", tree.name.c_str(),
@@ -318,11 +343,13 @@ uint32_t LdapStore::check_password(const Entry &entry, const char *password) {
     if (*password == '\0') {
         return ZKE_WRONG_PASSWORD;
     }
-    return loginResult(servers.tryPassword({name_to_dn(entry.name, root), password}), entry);
+    return loginResult(servers.tryPassword({name_to_dn(entry.name, root), password}, objects.origin(entry.name)),
+                       entry);
 }
 
 uint32_t LdapStore::login(EntryPtr *user, const char *password) {
-    if (*password == '\0') {
+    bool needsPassword = !tree.ldap.gssapi && !tree.ldap.external;
+    if (*password == '\0' && needsPassword) {
         return ZKE_WRONG_PASSWORD;
     }
     if (offline.active()) {
@@ -331,7 +358,7 @@ uint32_t LdapStore::login(EntryPtr *user, const char *password) {
     EntryPtr asked = *user;
     LdapAnswer answer;
     try {
-        answer = servers.login({name_to_dn(asked->name, root), password});
+        answer = servers.login({name_to_dn(asked->name, root), password}, objects.origin(asked->name));
     } catch (const LdapTrouble &trouble) {
         if (trouble.code == ZKE_TLS_REQUIRED || !offline.begin(asked->name)) {
             throw;

@@ -29,6 +29,7 @@ AROUND = {
     ("frame/output.cpp", "--DEBUG--%s:%i "): "the head of a trace line",
     ("platform/client/ldap_copy.cpp", "# zkclient copy 1 "): "the heading of a file that the client reads again",
     ("platform/client/ldap_copy.cpp", "objectClass: organizationalUnit\n"): "a line of that file",
+    ("platform/client/trees.cpp", "Tree %s: %zu objects read from %s in %.3f s.\n"): "a trace that the configuration asks for",
     ("script/tokenizer.cpp", "home directory"): "a name of the language",
     ("tools/map/location.cpp", "Marfs mount="): "a key of the network file system's status file",
     ("tools/qrtlogin/main.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",

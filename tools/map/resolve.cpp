@@ -36,7 +36,7 @@ const Meaning meanings[] = {
 [[noreturn]] void refuse(uint32_t code) {
     for (const Meaning &meaning : meanings)
         if (meaning.code == code) throw Refusal(catalogue_text(meaning.text));
-    bool directory = code >= ZKE_DIRECTORY_UNREACHABLE && code <= ZKE_TLS_REQUIRED;
+    bool directory = code >= ZKE_DIRECTORY_UNREACHABLE && code <= ZKE_REFERRAL_BROKEN;
     if (!directory) throw Refusal(catalogue_format("the directory client reports code %u", code));
     char sentence[1024] = {};
     ZKGetLastErrorText(sizeof sentence, sentence);

@@ -24,6 +24,9 @@ const Meaning meanings[] = {
     {ZKE_ANSWER_TOO_LARGE, exit_directory, catalogue_mark("the directory's answer is too large")},
     {ZKE_CERTIFICATE_REFUSED, exit_directory, catalogue_mark("the directory's certificate is not accepted")},
     {ZKE_TLS_REQUIRED, exit_directory, catalogue_mark("the connection to the directory is not safe")},
+    {ZKE_HOST_LOOKUP_SILENT, exit_directory, catalogue_mark("the directory's host name cannot be looked up")},
+    {ZKE_REFERRAL_BROKEN, exit_directory, catalogue_mark("the directory refers to what cannot be reached")},
+    {ZKE_TICKET_REFUSED, exit_password, catalogue_mark("the ticket is missing or not accepted")},
     {ZKE_TREE_NOT_FOUND, exit_tree, catalogue_mark("there is no such tree")},
     {ZKE_SERVER_NOT_FOUND, exit_tree, catalogue_mark("there is no such tree or server")},
     {ZKE_NO_SUCH_ENTRY, exit_user, catalogue_mark("there is no such user")},
@@ -52,7 +55,7 @@ Failure failure_of(uint32_t code, const std::string &attempt) {
         status = meaning.status;
         text = catalogue_text(meaning.text);
     }
-    const bool told = status == exit_directory || status == exit_tree;
+    const bool told = status == exit_directory || status == exit_tree || code == ZKE_TICKET_REFUSED;
     std::string detail = told ? client_sentence() : "";
     if (!detail.empty()) text += ": " + detail;
     return Failure(status, attempt + ": " + text);
