@@ -31,6 +31,8 @@ CONFIGURATIONS = [
     tree('uris = ["ldap://x"]\nldif = "y"'),
     tree('uris = ["ldap://x"]\nsasl_external = true'),
     tree('uris = ["ldap://x"]\nsasl_external = 1'),
+    tree('uris = ["ldapi://x"]\nsasl_gssapi = true'),
+    tree('uris = ["ldap://x"]\nsasl_gssapi = true\noffline = true'),
     tree('uris = ["ldap://x"]\ntime_limit = 0'),
     tree('uris = ["ldap://x"]\nattributes = 1'),
     tree('uris = ["ldap://x"]\nattributes = { a = "b" }'),
