@@ -109,6 +109,9 @@ LdapIdentity::~LdapIdentity() {
 }
 
 void LdapIdentity::wipe() {
+    if (masked_.empty()) {
+        return; // an empty list has no address
+    }
     explicit_bzero(masked_.data(), masked_.size());
     explicit_bzero(mask_.data(), mask_.size());
 }
