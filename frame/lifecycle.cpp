@@ -49,7 +49,7 @@ static int open_pipe() {
     }
     fdr = fdopen(fd[1], "w");
     if (fdr) return 0;
-    printf("Error initializing qrt %s\n", strerror(errno));
+    printf(output_translate("Error initializing qrt %s\n"), strerror(errno));
     fflush(stdout);
     return -1;
 }
@@ -131,6 +131,6 @@ void openLogFile() {
     fpLogFileOutput = fopen(place_conf_log, "a");
     if (!fpLogFileOutput) fpLogFileOutput = fopen(place_conf_log, "w");
     if (fpLogFileOutput) return;
-    fprintf(stderr, "Error: unable to open log file: %s\n", place_conf_log);
+    fprintf(stderr, output_translate("Error: unable to open log file: %s\n"), place_conf_log);
     bLogFileOutput = 0;
 }

@@ -97,7 +97,7 @@ static void use_directory_login(uint32_t connection, uint32_t &state) {
             TRACE(5, "ZKCCGetConnInfo  ccode:%X", code);
         }
     }
-    TRACE(5, "check if authent_state:%u", state);
+    TRACE(5, "check if authent_state:%i", static_cast<int32_t>(state));
 }
 
 // Wipes what a prompt handed over. It is not freed: required.

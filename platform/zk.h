@@ -216,7 +216,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_ANSWER_MALFORMED 0xFFFFE015u   // what came is no LDAP answer
 #define ZKE_ANSWER_TOO_LARGE 0xFFFFE016u   // an answer larger than the client takes
 #define ZKE_CERTIFICATE_REFUSED 0xFFFFE017u
-#define ZKE_TLS_REQUIRED 0xFFFFE018u // the password would cross the network in the clear: it was not sent
+#define ZKE_TLS_REQUIRED 0xFFFFE018u       // the password would cross the network in the clear: it was not sent
 #define ZKE_HOST_LOOKUP_SILENT 0xFFFFE019u // the look-up of a server's host name did not end in time
 #define ZKE_TICKET_REFUSED 0xFFFFE01Au     // there is no ticket for the login, or it is not taken
 #define ZKE_REFERRAL_BROKEN 0xFFFFE01Bu    // referrals that lead round, too far, or to what is no server

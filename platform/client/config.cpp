@@ -1,8 +1,6 @@
 #include "platform/client/config.h"
 
 #include <toml++/toml.h>
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/catalogue.h"
 #include "platform/client/errors.h"
 #include "platform/client/names.h"
 #include "platform/client/schema.h"
@@ -21,6 +20,8 @@
 namespace {
 
 constexpr const char *system_file = "/etc/opt/brasca/zk/client.toml";
+// The same in every locale.
+constexpr const char *ldap_name_characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-";
 constexpr size_t tree_name_limit = ZK_TREE_NAME_SIZE - 1;
 constexpr size_t server_name_limit = ZK_SERVER_NAME_SIZE - 1;
 
@@ -50,7 +51,7 @@ class Table {
     std::string required(const char *key, size_t limit) {
         std::string value = text(key, "");
         if (value.empty() || value.size() > limit) {
-            refuse(key, std::string(key) + " must be there, with 1 to " + std::to_string(limit) + " bytes");
+            refuse(key, catalogue_format("%1$s must be there, with 1 to %2$zu bytes", key, limit));
         }
         return value;
     }
@@ -61,7 +62,7 @@ class Table {
             return false;
         }
         if (!node->is_array()) {
-            refuse(node->source(), std::string(key) + " must be a list of texts");
+            refuse(node->source(), catalogue_format("%s must be a list of texts", key));
         }
         for (const toml::node &element : *node->as_array()) {
             values->push_back(text_of(element, key));
@@ -72,7 +73,7 @@ class Table {
     bool flag(const char *key, bool otherwise) {
         const toml::node *node = get(key);
         if (node != nullptr && !node->is_boolean()) {
-            refuse(node->source(), std::string(key) + " must be true or false");
+            refuse(node->source(), catalogue_format("%s must be true or false", key));
         }
         return node == nullptr ? otherwise : node->as_boolean()->get();
     }
@@ -82,7 +83,7 @@ class Table {
         const toml::node *node = get(key);
         std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
         if (!value || !(*value > 0 && *value <= 3600)) {
-            refuse(key, std::string(key) + " must be a number of seconds, above 0 and at most 3600");
+            refuse(key, catalogue_format("%s must be a number of seconds, above 0 and at most 3600", key));
         }
         return *value;
     }
@@ -92,7 +93,7 @@ class Table {
         std::vector<std::pair<std::string, std::string>> found;
         const toml::node *node = get(key);
         if (node != nullptr && !node->is_table()) {
-            refuse(node->source(), std::string(key) + " must be a table of texts");
+            refuse(node->source(), catalogue_format("%s must be a table of texts", key));
         }
         if (node != nullptr) {
             for (auto &&[name, value] : *node->as_table()) {
@@ -111,7 +112,7 @@ class Table {
             return;
         }
         if (!node->is_array_of_tables()) {
-            refuse(node->source(), std::string(key) + " must be written as [[" + key + "]]");
+            refuse(node->source(), catalogue_format("%1$s must be written as [[%1$s]]", key));
         }
         for (const toml::node &element : *node->as_array()) {
             Table one(file, *element.as_table());
@@ -123,7 +124,7 @@ class Table {
     void check_all_known() const {
         for (auto &&[key, node] : table) {
             if (known.count(std::string(key.str())) == 0) {
-                refuse(key.source(), "unknown key " + std::string(key.str()));
+                refuse(key.source(), catalogue_format("unknown key %s", std::string(key.str()).c_str()));
             }
         }
     }
@@ -136,11 +137,11 @@ class Table {
 
     std::string text_of(const toml::node &node, const char *key) const {
         if (!node.is_string()) {
-            refuse(node.source(), std::string(key) + " must be a text");
+            refuse(node.source(), catalogue_format("%s must be a text", key));
         }
         const std::string &value = node.as_string()->get();
         if (value.find('\0') != std::string::npos) {
-            refuse(node.source(), std::string(key) + " has a zero byte");
+            refuse(node.source(), catalogue_format("%s has a zero byte", key));
         }
         return value;
     }
@@ -156,25 +157,30 @@ bool starts_with(const std::string &text, const char *start) {
 
 void check_uris(const Table &table, const ConfigLdap &ldap) {
     if (ldap.uris.empty()) {
-        table.refuse("uris", "uris must name at least one server");
+        table.refuse("uris", catalogue_text("uris must name at least one server"));
     }
     for (const std::string &uri : ldap.uris) {
         bool known = starts_with(uri, "ldap://") || starts_with(uri, "ldaps://") || starts_with(uri, "ldapi://");
         if (!known || uri.find_first_of(" ?") != std::string::npos) {
-            table.refuse("uris", uri + " is no URI of the form ldap://host:port, ldaps://host:port or ldapi://path");
+            table.refuse(
+                "uris", catalogue_format("%s is no URI of the form ldap://host:port, ldaps://host:port or ldapi://path",
+                                         uri.c_str()));
         }
         if (ldap.external && !starts_with(uri, "ldapi://")) {
-            table.refuse("sasl_external", "sasl_external works over ldapi only, not over " + uri);
+            table.refuse("sasl_external",
+                         catalogue_format("sasl_external works over ldapi only, not over %s", uri.c_str()));
         }
         if (ldap.gssapi && starts_with(uri, "ldapi://")) {
-            table.refuse("sasl_gssapi", "sasl_gssapi works over ldap and ldaps, not over " + uri);
+            table.refuse("sasl_gssapi",
+                         catalogue_format("sasl_gssapi works over ldap and ldaps, not over %s", uri.c_str()));
         }
     }
     if (ldap.gssapi && ldap.external) {
-        table.refuse("sasl_gssapi", "either sasl_gssapi or sasl_external");
+        table.refuse("sasl_gssapi", catalogue_text("either sasl_gssapi or sasl_external"));
     }
     if ((ldap.gssapi || ldap.external) && ldap.offline) {
-        table.refuse("offline", "offline logins need passwords, which sasl_gssapi and sasl_external do without");
+        table.refuse("offline",
+                     catalogue_text("offline logins need passwords, which sasl_gssapi and sasl_external do without"));
     }
 }
 
@@ -188,7 +194,7 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ldap.searchBase = table.text("search_base", "");
     Name searched;
     if (!name_parse_dn(ldap.searchBase, {}, &searched, nullptr)) {
-        table.refuse("search_base", "malformed DN");
+        table.refuse("search_base", catalogue_text("malformed DN"));
     }
     ldap.caFile = table.text("ca_file", ldap.caFile);
     if (ldap.caFile.empty() || ldap.caFile.front() != '/') {
@@ -201,9 +207,10 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ldap.retryAfter = table.seconds("retry_after", ldap.retryAfter);
     for (const auto &[name, site] : table.pairs("attributes")) {
         const SchemaAttribute *row = schema_find_ldap(name);
-        if (row == nullptr || site.empty() ||
-            !std::all_of(site.begin(), site.end(), [](unsigned char c) { return isalnum(c) != 0 || c == '-'; })) {
-            table.refuse("attributes", name + " = \"" + site + "\": not an attribute of the client, or no LDAP name");
+        if (row == nullptr || site.empty() || site.find_first_not_of(ldap_name_characters) != site.npos) {
+            table.refuse("attributes",
+                         catalogue_format("%1$s = \"%2$s\": not an attribute of the client, or no LDAP name",
+                                          name.c_str(), site.c_str()));
         }
         ldap.attributes[row->ldap] = site;
     }
@@ -214,15 +221,15 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
     ConfigTree tree;
     tree.name = table.required("name", tree_name_limit);
     if (tree.name.back() == '_') {
-        table.refuse("name", "the name of a tree does not end in \"_\"");
+        table.refuse("name", catalogue_text("the name of a tree does not end in \"_\""));
     }
     for (const ConfigTree &other : before) {
         if (equal_nocase(other.name, tree.name)) {
-            table.refuse("name", "the tree " + tree.name + " is there already");
+            table.refuse("name", catalogue_format("the tree %s is there already", tree.name.c_str()));
         }
     }
     if (table.has("uris") && table.has("ldif")) {
-        table.refuse("uris", "a tree is an LDIF file (ldif) or on servers (uris), not both");
+        table.refuse("uris", catalogue_text("a tree is an LDIF file (ldif) or on servers (uris), not both"));
     } else if (table.has("uris")) {
         tree.ldap = read_ldap(table, folder);
         tree.shown = tree.name;
@@ -233,7 +240,7 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
     tree.base = table.text("base", "");
     Name base;
     if (!name_parse_dn(tree.base, {}, &base, nullptr)) {
-        table.refuse("base", "malformed DN");
+        table.refuse("base", catalogue_text("malformed DN"));
     }
     tree.defaultServer = table.text("default_server", "");
     return tree;
@@ -256,7 +263,7 @@ void check_default_tree(Table &top, const Config &config) {
         }
     }
     if (!config.defaultTree.empty()) {
-        top.refuse("default_tree", "there is no tree " + config.defaultTree);
+        top.refuse("default_tree", catalogue_format("there is no tree %s", config.defaultTree.c_str()));
     }
 }
 
@@ -268,7 +275,7 @@ Config read_config(const std::string &path, const toml::table &parsed) {
     config.linkDirectory = top.text("link_directory", config.linkDirectory);
     config.mountPoint = top.text("mount_point", config.mountPoint);
     if (config.mountPoint.empty() || config.mountPoint.front() != '/') {
-        top.refuse("mount_point", "mount_point must be an absolute path");
+        top.refuse("mount_point", catalogue_text("mount_point must be an absolute path"));
     }
     config.trace = top.flag("trace", config.trace);
     top.tables("tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
@@ -289,7 +296,8 @@ Config config_load(const std::string &path) {
     errno = 0;
     std::ifstream file(path);
     if (!file) {
-        error_keep((path + ": cannot open the configuration: " + strerror(errno)).c_str());
+        error_keep(
+            catalogue_format("%1$s: cannot open the configuration: %2$s", path.c_str(), strerror(errno)).c_str());
         if (errno != ENOENT) {
             throw DataError(error_kept());
         }
@@ -297,7 +305,7 @@ Config config_load(const std::string &path) {
     }
     std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     if (file.bad()) {
-        throw DataError(path + ": cannot read the configuration");
+        throw DataError(path + ": " + catalogue_text("cannot read the configuration"));
     }
     try {
         // Without the path: the parser copies it where it must not throw, and would end the process without memory.

@@ -1,6 +1,7 @@
 // Who the process is: one identity for each tree, which lives as long as the process or until it logs out.
 #include <cstring>
 
+#include "platform/catalogue.h"
 #include "platform/client/boundary.h"
 #include "platform/client/connections.h"
 #include "platform/client/contexts.h"
@@ -86,8 +87,11 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         }
         code = login_to_tree(tree->store.get(), &user, password);
         if (code != ZK_OK) {
-            const char *why = code == ZKE_ACCOUNT_LOCKED ? " is locked" : ": wrong password";
-            error_keep((name_to_dotted(user->name, true) + why).c_str());
+            const std::string who = name_to_dotted(user->name, true);
+            const std::string sentence = code == ZKE_ACCOUNT_LOCKED
+                                             ? catalogue_format("%s is locked", who.c_str())
+                                             : catalogue_format("%s: wrong password", who.c_str());
+            error_keep(sentence.c_str());
             return code;
         }
         // A login that goes no further leaves the directory as nobody.

@@ -4,6 +4,7 @@
 #include <ldap.h>
 #include <ctime>
 
+#include "platform/catalogue.h"
 #include "platform/client/names.h"
 
 namespace {
@@ -65,7 +66,7 @@ std::string dn_text(std::string_view der) {
     berval name = {der.size(), const_cast<char *>(der.data())};
     berval text = {0, nullptr};
     if (ldap_X509dn2bv(&name, &text, nullptr, 0) != LDAP_SUCCESS || text.bv_val == nullptr) {
-        return "unreadable";
+        return catalogue_text("unreadable");
     }
     std::string result(text.bv_val, text.bv_len);
     ldap_memfree(text.bv_val);
@@ -186,7 +187,7 @@ bool certificate_read(std::string_view der, CertificateFacts *facts) {
 std::string certificate_fault(std::string_view der, const std::string &expectedName) {
     CertificateFacts facts;
     if (!certificate_read(der, &facts)) {
-        return "it cannot be read; expected name: " + expectedName;
+        return catalogue_format("it cannot be read; expected name: %s", expectedName.c_str());
     }
     bool named = false;
     std::string names;
@@ -195,11 +196,11 @@ std::string certificate_fault(std::string_view der, const std::string &expectedN
         names += (names.empty() ? "" : ", ") + name;
     }
     std::string now = now_text();
-    const char *fault = now > facts.notAfter    ? "it has expired"
-                        : now < facts.notBefore ? "it is not valid yet"
-                        : !named                ? "it is made out to another name"
-                                                : "no authority in the CA file has signed it";
-    return std::string(fault) + "; expected name: " + expectedName +
-           "; names in it: " + (names.empty() ? "none" : names) + "; issuer: " + facts.issuer +
-           "; expires: " + shown_time(facts.notAfter);
+    const char *fault = now > facts.notAfter    ? catalogue_text("it has expired")
+                        : now < facts.notBefore ? catalogue_text("it is not valid yet")
+                        : !named                ? catalogue_text("it is made out to another name")
+                                                : catalogue_text("no authority in the CA file has signed it");
+    return catalogue_format("%1$s; expected name: %2$s; names in it: %3$s; issuer: %4$s; expires: %5$s", fault,
+                            expectedName.c_str(), names.empty() ? catalogue_text("none") : names.c_str(),
+                            facts.issuer.c_str(), shown_time(facts.notAfter).c_str());
 }

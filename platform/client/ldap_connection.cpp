@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 
+#include "platform/catalogue.h"
 #include "platform/client/ldap_certificate.h"
 #include "platform/client/ldap_ticket.h"
 #include "platform/client/names.h"
@@ -80,7 +81,8 @@ struct OptionRow {
 
 void must(int result, const LdapUri &address, const char *what) {
     if (result != LDAP_OPT_SUCCESS) {
-        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address.text + ": libldap does not take " + what);
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
+                          catalogue_format("%1$s: libldap does not take %2$s", address.text.c_str(), what));
     }
 }
 
@@ -107,6 +109,9 @@ LdapIdentity::~LdapIdentity() {
 }
 
 void LdapIdentity::wipe() {
+    if (masked_.empty()) {
+        return; // an empty list has no address
+    }
     explicit_bzero(masked_.data(), masked_.size());
     explicit_bzero(mask_.data(), mask_.size());
 }
@@ -149,13 +154,13 @@ void LdapConnection::setOptions(LdapDeadline deadline) {
         {LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT},
     };
     for (const OptionRow &row : numbers) {
-        must(ldap_set_option(ld, row.option, &row.value), address, "an option");
+        must(ldap_set_option(ld, row.option, &row.value), address, catalogue_text("an option"));
     }
-    must(ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF), address, "an option");
-    must(ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_OFF), address, "an option");
+    must(ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF), address, catalogue_text("an option"));
+    must(ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_OFF), address, catalogue_text("an option"));
     timeval left = time_left(deadline);
-    must(ldap_set_option(ld, LDAP_OPT_NETWORK_TIMEOUT, &left), address, "a time limit");
-    must(ldap_set_option(ld, LDAP_OPT_TIMEOUT, &left), address, "a time limit");
+    must(ldap_set_option(ld, LDAP_OPT_NETWORK_TIMEOUT, &left), address, catalogue_text("a time limit"));
+    must(ldap_set_option(ld, LDAP_OPT_TIMEOUT, &left), address, catalogue_text("a time limit"));
 }
 
 void LdapConnection::setTlsOptions(int requireCertificate) {
@@ -165,19 +170,20 @@ void LdapConnection::setTlsOptions(int requireCertificate) {
         {LDAP_OPT_X_TLS_PROTOCOL_MIN, LDAP_OPT_X_TLS_PROTOCOL_TLS1_2},
     };
     for (const OptionRow &row : numbers) {
-        must(ldap_set_option(ld, row.option, &row.value), address, "a TLS option");
+        must(ldap_set_option(ld, row.option, &row.value), address, catalogue_text("a TLS option"));
     }
     // No certificate of the client's own, no authorities beside the configured file, the TLS library's own choice of
     // ciphers.
     for (int option :
          {LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CIPHER_SUITE}) {
-        must(ldap_set_option(ld, option, nullptr), address, "a TLS option");
+        must(ldap_set_option(ld, option, nullptr), address, catalogue_text("a TLS option"));
     }
-    must(ldap_set_option(ld, LDAP_OPT_X_TLS_CACERTFILE, config.caFile.c_str()), address, "the CA file");
+    must(ldap_set_option(ld, LDAP_OPT_X_TLS_CACERTFILE, config.caFile.c_str()), address, catalogue_text("the CA file"));
     const int client = 0;
     if (ldap_set_option(ld, LDAP_OPT_X_TLS_NEWCTX, &client) != LDAP_OPT_SUCCESS) {
-        throw LdapTrouble(ZKE_CERTIFICATE_REFUSED, address.text + ": the CA file " + config.caFile +
-                                                       " cannot be used: it holds no readable certificate");
+        throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
+                          catalogue_format("%1$s: the CA file %2$s cannot be used: it holds no readable certificate",
+                                           address.text.c_str(), config.caFile.c_str()));
     }
 }
 
@@ -190,8 +196,9 @@ void LdapConnection::startTls(LdapDeadline deadline) {
     }
     LdapAnswer answer = take(await(message));
     if (answer.result != LDAP_SUCCESS) {
-        throw LdapTrouble(ZKE_TLS_REQUIRED, address.text + ": the server refuses StartTLS: " +
-                                                ldap_err2string(answer.result) + " " + answer.text);
+        throw LdapTrouble(ZKE_TLS_REQUIRED,
+                          catalogue_format("%1$s: the server refuses StartTLS: %2$s %3$s", address.text.c_str(),
+                                           ldap_err2string(answer.result), answer.text.c_str()));
     }
 }
 
@@ -201,7 +208,8 @@ void LdapConnection::secure(LdapDeadline deadline) {
     }
     if (access(config.caFile.c_str(), R_OK) != 0) {
         throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
-                          address.text + ": cannot read the CA file " + config.caFile + ": " + strerror(errno));
+                          catalogue_format("%1$s: cannot read the CA file %2$s: %3$s", address.text.c_str(),
+                                           config.caFile.c_str(), strerror(errno)));
     }
     setTlsOptions(LDAP_OPT_X_TLS_DEMAND);
     if (!address.tls) {
@@ -218,7 +226,7 @@ void LdapConnection::secure(LdapDeadline deadline) {
 // faults from the server's.
 void LdapConnection::refuseTls(LdapDeadline deadline) {
     if (watch.event() == LdapWatch::TimedOut) {
-        fail(LDAP_TIMEOUT, "the TLS handshake");
+        fail(LDAP_TIMEOUT, catalogue_text("the TLS handshake"));
     }
     std::string certificate;
     try {
@@ -229,11 +237,13 @@ void LdapConnection::refuseTls(LdapDeadline deadline) {
     }
     if (certificate.empty()) {
         throw LdapTrouble(watch.event() == LdapWatch::Closed ? ZKE_SERVER_CLOSED : ZKE_ANSWER_MALFORMED,
-                          address.text + ": the TLS handshake failed: the server does not speak TLS as it should");
+                          address.text + ": " +
+                              catalogue_text("the TLS handshake failed: the server does not speak TLS as it should"));
     }
-    throw LdapTrouble(ZKE_CERTIFICATE_REFUSED, address.text + ": the server's certificate is not accepted: " +
-                                                   certificate_fault(certificate, address.host) +
-                                                   "; CA file: " + config.caFile);
+    throw LdapTrouble(
+        ZKE_CERTIFICATE_REFUSED,
+        catalogue_format("%1$s: the server's certificate is not accepted: %2$s; CA file: %3$s", address.text.c_str(),
+                         certificate_fault(certificate, address.host).c_str(), config.caFile.c_str()));
 }
 
 LdapConnection::LdapConnection(const LdapConnection &refused, Inspect, LdapDeadline deadline)
@@ -264,23 +274,30 @@ void LdapConnection::fail(int result, const char *what) const {
     bool late = watch.event() == LdapWatch::TimedOut || (watch.event() == LdapWatch::Nothing && result == LDAP_TIMEOUT);
     if (late && watch.inAnswer()) {
         throw LdapTrouble(ZKE_ANSWER_CUT_SHORT,
-                          address.text + ": the answer to " + what + " was not complete when the time was over");
+                          catalogue_format("%1$s: the answer to %2$s was not complete when the time was over",
+                                           address.text.c_str(), what));
     }
     if (late) {
-        throw LdapTrouble(ZKE_SERVER_SILENT, address.text + ": the server does not answer " + what);
+        throw LdapTrouble(ZKE_SERVER_SILENT,
+                          catalogue_format("%1$s: the server does not answer %2$s", address.text.c_str(), what));
     }
     switch (watch.event()) {
         case LdapWatch::Closed:
-            throw LdapTrouble(ZKE_SERVER_CLOSED,
-                              address.text + ": the server closed the connection " +
-                                  (watch.inAnswer() ? "in the middle of its answer to " : "instead of answering ") +
-                                  what);
+            throw LdapTrouble(
+                ZKE_SERVER_CLOSED,
+                watch.inAnswer()
+                    ? catalogue_format("%1$s: the server closed the connection in the middle of its answer to %2$s",
+                                       address.text.c_str(), what)
+                    : catalogue_format("%1$s: the server closed the connection instead of answering %2$s",
+                                       address.text.c_str(), what));
         case LdapWatch::TooLarge:
             throw LdapTrouble(ZKE_ANSWER_TOO_LARGE,
-                              address.text + ": the server's answer to " + what + " is larger than the client takes");
+                              catalogue_format("%1$s: the server's answer to %2$s is larger than the client takes",
+                                               address.text.c_str(), what));
         default:
-            throw LdapTrouble(ZKE_ANSWER_MALFORMED,
-                              address.text + ": what the server answers to " + what + " is not LDAP");
+            throw LdapTrouble(
+                ZKE_ANSWER_MALFORMED,
+                catalogue_format("%1$s: what the server answers to %2$s is not LDAP", address.text.c_str(), what));
     }
 }
 
@@ -294,7 +311,7 @@ LDAPMessage *LdapConnection::await(int message) {
         if (kind < 0) {
             ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &result);
         }
-        fail(result, "a request");
+        fail(result, catalogue_text("a request"));
     }
     return messages;
 }
@@ -321,7 +338,7 @@ LdapAnswer LdapConnection::take(LDAPMessage *messages) {
         ldap_memfree(text);
     }
     if (parsed != LDAP_SUCCESS) {
-        fail(parsed, "a request");
+        fail(parsed, catalogue_text("a request"));
     }
     answered = true;
     return answer;
@@ -338,7 +355,7 @@ LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadlin
     int result = ldap_search_ext(ld, search.base.c_str(), search.scope, search.filter.c_str(), attributes.data(), 0,
                                  nullptr, nullptr, nullptr, search.sizeLimit, &message);
     if (result != LDAP_SUCCESS) {
-        fail(result, "a search");
+        fail(result, catalogue_text("a search"));
     }
     return take(await(message));
 }
@@ -357,16 +374,17 @@ LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadl
 LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline) {
     begin(deadline);
     if (!isTrusted()) {
-        throw LdapTrouble(ZKE_TLS_REQUIRED, address.text +
-                                                ": the password was not sent: the connection is not "
-                                                "encrypted (use ldaps or start_tls)");
+        throw LdapTrouble(
+            ZKE_TLS_REQUIRED,
+            address.text + ": " +
+                catalogue_text("the password was not sent: the connection is not encrypted (use ldaps or start_tls)"));
     }
     LdapIdentity::Revealed password(identity);
     berval secret = password.value();
     int message = 0;
     int result = ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &message);
     if (result != LDAP_SUCCESS) {
-        fail(result, "the login");
+        fail(result, catalogue_text("the login"));
     }
     return take(await(message));
 }
@@ -376,7 +394,7 @@ std::string LdapConnection::whoAmI() {
     berval *who = nullptr;
     int result = ldap_whoami_s(ld, &who, nullptr, nullptr);
     if (result != LDAP_SUCCESS) {
-        fail(result, "the login");
+        fail(result, catalogue_text("the login"));
     }
     std::string name = who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
     ber_bvfree(who);
@@ -389,7 +407,7 @@ LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
     berval none = {0, const_cast<char *>("")}; // an empty answer in place of none saves a turn
     int result = ldap_sasl_bind(ld, "", "EXTERNAL", &none, nullptr, nullptr, &message);
     if (result != LDAP_SUCCESS) {
-        fail(result, "the login");
+        fail(result, catalogue_text("the login"));
     }
     LdapAnswer answer = take(await(message));
     if (answer.result == LDAP_SUCCESS && !is_same_dn(identity.dn(), whoAmI())) {
@@ -402,25 +420,29 @@ LdapAnswer LdapConnection::bindWithTicket(const LdapIdentity &identity, LdapDead
     begin(deadline);
     LdapTicketResult told;
     if (!ldap_ticket_bind(wire, secured, deadline, &told)) {
-        throw LdapTrouble(ZKE_SERVER_SILENT, address.text +
-                                                 ": the login with the ticket did not end in time: the server or a "
-                                                 "key distribution centre does not answer");
+        throw LdapTrouble(ZKE_SERVER_SILENT, address.text + ": " +
+                                                 catalogue_text("the login with the ticket did not end in time: the "
+                                                                "server or a key distribution centre does not answer"));
     }
     if (told.result == LDAP_SERVER_DOWN || told.result == LDAP_TIMEOUT || told.result == LDAP_DECODING_ERROR) {
-        fail(told.result, "the login");
+        fail(told.result, catalogue_text("the login"));
     }
-    std::string refused = address.text + ": the login with the ticket failed: ";
+    const auto refused = [this](const std::string &why) {
+        return catalogue_format("%1$s: the login with the ticket failed: %2$s", address.text.c_str(), why.c_str());
+    };
     if (told.result == LDAP_OTHER || told.result == LDAP_UNAVAILABLE || told.result == LDAP_BUSY) {
-        throw LdapTrouble(ZKE_TICKET_REFUSED, refused + told.words); // another server may have its own key
+        throw LdapTrouble(ZKE_TICKET_REFUSED, refused(told.words)); // another server may have its own key
     }
     if (told.result != LDAP_SUCCESS) {
-        throw CodedError(ZKE_TICKET_REFUSED, refused + told.words);
+        throw CodedError(ZKE_TICKET_REFUSED, refused(told.words));
     }
     answered = true;
     std::string who = whoAmI();
     if (!is_same_dn(identity.dn(), who)) {
-        throw CodedError(ZKE_TICKET_REFUSED, refused + "it is the ticket of " + (who.empty() ? "nobody" : who) +
-                                                 ", not of " + identity.dn());
+        throw CodedError(
+            ZKE_TICKET_REFUSED,
+            refused(catalogue_format("it is the ticket of %1$s, not of %2$s",
+                                     who.empty() ? catalogue_text("nobody") : who.c_str(), identity.dn().c_str())));
     }
     return LdapAnswer();
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/catalogue.h"
 #include "platform/client/errors.h"
 #include "platform/client/ldap_filter.h"
 
@@ -39,7 +40,7 @@ const Name &LdapLookup::searchBase() {
     Name found;
     if (!tree.ldap.searchBase.empty()) {
         if (!name_parse_dn(tree.ldap.searchBase, root, &found, nullptr)) {
-            throw DataError(tree.name + ": search_base is not below base");
+            throw DataError(tree.name + ": " + catalogue_text("search_base is not below base"));
         }
         searchBases.push_back(found);
     } else if (!root.empty()) {
@@ -57,7 +58,8 @@ const Name &LdapLookup::searchBase() {
         }
         if (searchBases.size() != 1) {
             searchBases.clear();
-            throw DataError(tree.name + ": the server has not exactly one naming context: set base or search_base");
+            throw DataError(tree.name + ": " +
+                            catalogue_text("the server has not exactly one naming context: set base or search_base"));
         }
     }
     return searchBases.front();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/catalogue.h"
 #include "platform/client/names.h"
 #include "platform/zk.h"
 
@@ -137,15 +138,17 @@ LdapAnswer LdapReferrals::take(const Step &step, const LdapIdentity &identity, L
         try {
             LdapPlace place;
             if (!ldap_place_parse(uri, step.search, step.continues, &place)) {
-                throw broken("the referral to " + uri + " names no server that can be asked");
+                throw broken(catalogue_format("the referral to %s names no server that can be asked", uri.c_str()));
             }
             std::string key = place_key(place);
             if (std::find(step.way.begin(), step.way.end(), key) != step.way.end()) {
-                throw broken("the referral to " + uri + " leads back to where the request has been");
+                throw broken(
+                    catalogue_format("the referral to %s leads back to where the request has been", uri.c_str()));
             }
             if (step.way.size() > hop_limit) {
-                throw broken("the referral to " + uri + " is the one after " + std::to_string(hop_limit) +
-                             " others: the client follows no further");
+                throw broken(catalogue_format(
+                    "the referral to %1$s is the one after %2$zu others: the client follows no further", uri.c_str(),
+                    hop_limit));
             }
             bool secured = false;
             LdapAnswer answer = ask(place, step.trusted, identity, ldap_share(deadline, left--), &secured);
@@ -160,7 +163,7 @@ LdapAnswer LdapReferrals::take(const Step &step, const LdapIdentity &identity, L
         }
     }
     throw LdapTrouble(code == 0 ? ZKE_REFERRAL_BROKEN : code,
-                      sentences.empty() ? "a referral that names no server" : sentences);
+                      sentences.empty() ? catalogue_text("a referral that names no server") : sentences);
 }
 
 void LdapReferrals::add(const LdapAnswer &answer, const LdapSearch &search, const std::vector<std::string> &way,
@@ -183,8 +186,9 @@ void LdapReferrals::follow(const LdapConnection &from, const LdapSearch &search,
     add(*answer, search, way, from.isTrusted(), &steps);
     for (size_t i = 0; i < steps.size(); i++) {
         if (i == place_limit) {
-            note_missing(answer, ZKE_REFERRAL_BROKEN,
-                         from.uri() + ": the answer refers to more than " + std::to_string(place_limit) + " places");
+            note_missing(
+                answer, ZKE_REFERRAL_BROKEN,
+                catalogue_format("%1$s: the answer refers to more than %2$zu places", from.uri().c_str(), place_limit));
             return;
         }
         try {
@@ -202,7 +206,8 @@ void LdapReferrals::follow(const LdapConnection &from, const LdapSearch &search,
             answer->entries.insert(answer->entries.end(), std::make_move_iterator(more.entries.begin()),
                                    std::make_move_iterator(more.entries.end()));
         } catch (const LdapTrouble &trouble) {
-            note_missing(answer, trouble.code, from.uri() + " refers elsewhere: " + trouble.what());
+            note_missing(answer, trouble.code,
+                         catalogue_format("%1$s refers elsewhere: %2$s", from.uri().c_str(), trouble.what()));
         }
     }
 }
@@ -212,10 +217,9 @@ LdapAnswer LdapReferrals::login(const LdapOrigin &origin, const LdapIdentity &id
     try {
         LdapConnection made(config, origin.server, deadline);
         if (!isSafe(made, origin.trusted)) {
-            throw CodedError(ZKE_TLS_REQUIRED,
-                             origin.server +
-                                 ": the password was not sent: a referral leads there, and the way is "
-                                 "not encrypted from end to end");
+            throw CodedError(ZKE_TLS_REQUIRED, origin.server + ": " +
+                                                   catalogue_text("the password was not sent: a referral leads there, "
+                                                                  "and the way is not encrypted from end to end"));
         }
         return made.bind(identity, deadline);
     } catch (const LdapTrouble &trouble) {

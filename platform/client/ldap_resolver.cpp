@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <system_error>
 
+#include "platform/catalogue.h"
 #include "platform/client/bounded.h"
 #include "platform/zk.h"
 
@@ -31,7 +32,8 @@ Bounded start(const std::string &what, std::function<void()> work) {
     try {
         return Bounded(std::move(work));
     } catch (const std::system_error &error) {
-        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, what + ": cannot start a thread: " + error.what());
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
+                          what + ": " + catalogue_format("cannot start a thread: %s", error.what()));
     }
 }
 
@@ -55,10 +57,12 @@ LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline) {
     lookup->run(AI_NUMERICHOST); // asks nobody
     if (lookup->error == EAI_NONAME && !start(uri.text, [lookup]() { lookup->run(0); }).doneBy(deadline)) {
         throw LdapTrouble(ZKE_HOST_LOOKUP_SILENT,
-                          uri.text + ": the look-up of the host name " + uri.host + " did not end in time");
+                          catalogue_format("%1$s: the look-up of the host name %2$s did not end in time",
+                                           uri.text.c_str(), uri.host.c_str()));
     }
     if (lookup->error != 0) {
-        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, uri.text + ": cannot connect: " + gai_strerror(lookup->error));
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, catalogue_format("%1$s: cannot connect: %2$s", uri.text.c_str(),
+                                                                      gai_strerror(lookup->error)));
     }
     return std::move(lookup->found);
 }
@@ -66,7 +70,8 @@ LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline) {
 void ldap_library_ready(LdapDeadline deadline) {
     static const Bounded started = start("libldap", start_libldap);
     if (!started.doneBy(deadline)) {
-        throw LdapTrouble(ZKE_HOST_LOOKUP_SILENT,
-                          "the look-up of this machine's own name did not end in time: /etc/hosts should have it");
+        throw LdapTrouble(
+            ZKE_HOST_LOOKUP_SILENT,
+            catalogue_text("the look-up of this machine's own name did not end in time: /etc/hosts should have it"));
     }
 }

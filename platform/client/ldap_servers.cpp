@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/catalogue.h"
 #include "platform/client/ldap_resolver.h"
 #include "platform/zk.h"
 
@@ -16,9 +17,10 @@ bool is_servers_trouble(int result) {
 
 LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
     if (is_servers_trouble(answer.result)) {
-        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, connection.uri() +
-                                                         ": the server reports: " + ldap_err2string(answer.result) +
-                                                         (answer.text.empty() ? "" : ": " + answer.text));
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
+                          catalogue_format("%1$s: the server reports: %2$s", connection.uri().c_str(),
+                                           ldap_err2string(answer.result)) +
+                              (answer.text.empty() ? "" : ": " + answer.text));
     }
     return answer;
 }
@@ -57,8 +59,9 @@ bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline dead
     try {
         auto made = std::make_unique<LdapConnection>(config, servers[number].uri, deadline);
         if (!identity.dn().empty() && !identityIsElsewhere && made->bind(identity, deadline).result != LDAP_SUCCESS) {
-            throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
-                              made->uri() + ": the server does not take the login that another one has taken");
+            throw LdapTrouble(
+                ZKE_DIRECTORY_UNREACHABLE,
+                made->uri() + ": " + catalogue_text("the server does not take the login that another one has taken"));
         }
         *answer = usable(*made, request(*made, deadline));
         connection = std::move(made);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "platform/catalogue.h"
 #include "platform/client/errors.h"
 #include "platform/client/ldap_copy.h"
 #include "platform/client/ldap_filter.h"
@@ -135,7 +136,7 @@ uint32_t LdapStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
             break;
         }
     }
-    error_keep(("aliases lead nowhere from " + name_to_dotted(name, true)).c_str());
+    error_keep(catalogue_format("aliases lead nowhere from %s", name_to_dotted(name, true).c_str()).c_str());
     return ZKE_BAD_DIRECTORY_DATA;
 }
 
@@ -174,8 +175,9 @@ uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
             name_to_dn(objects.searchBase(), root), LDAP_SCOPE_SUBTREE, groupFilter(dn), {LDAP_NO_ATTRS}};
         LdapAnswer answer = servers.search(wanted);
         if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
-            throw DataError(tree.name + ": the server's size limit cuts the list of groups of " +
-                            name_to_dotted(entry.name, true) + " off after " + std::to_string(answer.entries.size()));
+            throw DataError(
+                catalogue_format("%1$s: the server's size limit cuts the list of groups of %2$s off after %3$zu",
+                                 tree.name.c_str(), name_to_dotted(entry.name, true).c_str(), answer.entries.size()));
         }
         if (!answer.missing.empty()) {
             throw CodedError(answer.missingCode, answer.missing); // no list of groups is better than a short one
@@ -247,8 +249,9 @@ void LdapStore::readSite() {
     }
     LdapAnswer answer = objects.search(objects.searchBase(), LDAP_SCOPE_SUBTREE, site_filter(), false);
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
-        throw DataError(tree.name + ": the server's size limit cuts the list of servers and volumes off after " +
-                        std::to_string(answer.entries.size()));
+        throw DataError(
+            catalogue_format("%1$s: the server's size limit cuts the list of servers and volumes off after %2$zu",
+                             tree.name.c_str(), answer.entries.size()));
     }
     keepSite(answer);
 }
@@ -317,14 +320,18 @@ uint32_t LdapStore::loginResult(const LdapAnswer &answer, const Entry &user) con
             return ZKE_ACCOUNT_LOCKED;
         case LDAP_CONFIDENTIALITY_REQUIRED:
         case LDAP_STRONG_AUTH_REQUIRED:
-            throw CodedError(ZKE_TLS_REQUIRED, tree.name + ": the server takes no password over this connection");
+            throw CodedError(ZKE_TLS_REQUIRED,
+                             tree.name + ": " + catalogue_text("the server takes no password over this connection"));
         case LDAP_REFERRAL:
-            throw CodedError(ZKE_REFERRAL_BROKEN, tree.name + ": the server refers the login of " +
-                                                      name_to_dotted(user.name, true) + " to another one" +
-                                                      (answer.referral.empty() ? "" : ": " + answer.referral.front()));
+            throw CodedError(ZKE_REFERRAL_BROKEN,
+                             catalogue_format("%1$s: the server refers the login of %2$s to another one",
+                                              tree.name.c_str(), name_to_dotted(user.name, true).c_str()) +
+                                 (answer.referral.empty() ? "" : ": " + answer.referral.front()));
         default:
-            throw CodedError(ZKE_DIRECTORY_UNREACHABLE, tree.name + ": login of " + name_to_dotted(user.name, true) +
-                                                            ": " + ldap_err2string(answer.result) + " " + answer.text);
+            throw CodedError(ZKE_DIRECTORY_UNREACHABLE,
+                             catalogue_format("%1$s: login of %2$s: %3$s %4$s", tree.name.c_str(),
+                                              name_to_dotted(user.name, true).c_str(), ldap_err2string(answer.result),
+                                              answer.text.c_str()));
     }
 }
 

@@ -13,6 +13,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "platform/catalogue.h"
 #include "platform/client/ldap_resolver.h"
 #include "platform/zk.h"
 
@@ -174,7 +175,7 @@ int connect_local(const LdapUri &uri, LdapDeadline deadline, std::string *why) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     if (uri.host.size() >= sizeof address.sun_path) {
-        *why = "the path is too long";
+        *why = catalogue_text("the path is too long");
         return -1;
     }
     uri.host.copy(address.sun_path, uri.host.size());
@@ -275,7 +276,7 @@ void LdapWatch::attach(LDAP *ld) {
     if (ldap_get_option(ld, LDAP_OPT_SOCKBUF, &stream) != LDAP_OPT_SUCCESS ||
         ber_sockbuf_add_io(stream, &wire_layer, wire_level, this) != 0 ||
         ber_sockbuf_add_io(stream, &message_layer, message_level, this) != 0) {
-        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, "libldap cannot be bounded");
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, catalogue_text("libldap cannot be bounded"));
     }
     ber_len_t limit = ldap_message_limit;
     ber_sockbuf_ctrl(stream, LBER_SB_OPT_SET_MAX_INCOMING, &limit);
@@ -359,7 +360,8 @@ int ldap_stream_connect(const LdapUri &uri, LdapDeadline deadline, bool *loopbac
     *loopback = false;
     int connected = uri.local ? connect_local(uri, deadline, &why) : connect_network(uri, deadline, loopback, &why);
     if (connected < 0) {
-        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, uri.text + ": cannot connect: " + why);
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
+                          catalogue_format("%1$s: cannot connect: %2$s", uri.text.c_str(), why.c_str()));
     }
     return connected;
 }

@@ -3,13 +3,14 @@
 #include <ldap.h>
 #include <memory>
 
+#include "platform/catalogue.h"
 #include "platform/client/errors.h"
 #include "platform/client/names.h"
 
 LdapUri ldap_uri_parse(const std::string &text) {
     LDAPURLDesc *parsed = nullptr;
     if (ldap_url_parse(text.c_str(), &parsed) != LDAP_URL_SUCCESS) {
-        throw DataError(text + ": malformed URI");
+        throw DataError(text + ": " + catalogue_text("malformed URI"));
     }
     std::unique_ptr<LDAPURLDesc, decltype(&ldap_free_urldesc)> owner(parsed, ldap_free_urldesc);
     LdapUri uri;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 
+#include "platform/catalogue.h"
 #include "platform/client/errors.h"
 #include "platform/client/names.h"
 
@@ -29,22 +30,22 @@ std::string read_whole(const std::string &path, size_t limit) {
     // Without O_NONBLOCK a named pipe in the place of the file would hold the program.
     int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
     if (fd < 0) {
-        throw DataError(std::string("cannot open the file: ") + strerror(errno));
+        throw DataError(catalogue_format("cannot open the file: %s", strerror(errno)));
     }
     FileClose closing = {fd};
     struct stat status;
     if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
-        throw DataError("not a regular file");
+        throw DataError(catalogue_text("not a regular file"));
     }
     if (status.st_size < 0 || static_cast<size_t>(status.st_size) > limit) {
-        throw DataError("the file is too large");
+        throw DataError(catalogue_text("the file is too large"));
     }
     std::string text(static_cast<size_t>(status.st_size), '\0');
     size_t length = 0;
     while (length < text.size()) {
         ssize_t got = read(fd, &text[length], text.size() - length);
         if (got < 0 && errno != EINTR) {
-            throw DataError(std::string("cannot read the file: ") + strerror(errno));
+            throw DataError(catalogue_format("cannot read the file: %s", strerror(errno)));
         }
         if (got == 0) {
             break;
@@ -59,7 +60,7 @@ std::string read_whole(const std::string &path, size_t limit) {
 std::string real_path(const std::string &path) {
     std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), &free);
     if (real == nullptr) {
-        throw DataError("cannot open " + path + ": " + strerror(errno));
+        throw DataError(catalogue_format("cannot open %1$s: %2$s", path.c_str(), strerror(errno)));
     }
     return real.get();
 }
@@ -165,7 +166,7 @@ bool LdifReader::physical_line(std::string_view *line) {
         line->remove_suffix(1);
     }
     if (line->find('\0') != std::string_view::npos) {
-        refuse(source.line, "a line with a zero byte");
+        refuse(source.line, catalogue_text("a line with a zero byte"));
     }
     return true;
 }
@@ -182,20 +183,20 @@ bool LdifReader::logical_line(std::string *line, unsigned *number) {
         bool comment = !part.empty() && part.front() == '#';
         *number = sources.back().line;
         if (!part.empty() && part.front() == ' ') {
-            refuse(*number, "a continuation without a line before it");
+            refuse(*number, catalogue_text("a continuation without a line before it"));
         }
         line->assign(part);
         bool empty = part.empty();
         while (!empty && next_is_folded() && physical_line(&part)) {
             if (line->size() + part.size() > line_limit) {
-                refuse(*number, "the line is too long");
+                refuse(*number, catalogue_text("the line is too long"));
             }
             if (!comment) {
                 line->append(part.substr(1));
             }
         }
         if (line->size() > line_limit) {
-            refuse(*number, "the line is too long");
+            refuse(*number, catalogue_text("the line is too long"));
         }
         if (!comment) {
             return true;
@@ -207,18 +208,18 @@ bool LdifReader::logical_line(std::string *line, unsigned *number) {
 // The file that a URL names, without symbolic links, and certain to be below the folder.
 std::string LdifReader::file_of_url(std::string_view url, unsigned number) const {
     if (!equal_nocase(url.substr(0, 5), "file:")) {
-        refuse(number, "only file: URLs are read");
+        refuse(number, catalogue_text("only file: URLs are read"));
     }
     url.remove_prefix(5);
     if (url.substr(0, 2) == "//") {
         url.remove_prefix(2); // no host: an absolute name follows
         if (url.empty() || url.front() != '/') {
-            refuse(number, "a file: URL names no host");
+            refuse(number, catalogue_text("a file: URL names no host"));
         }
     }
     std::string name;
     if (!decode_percent(url, &name) || name.empty()) {
-        refuse(number, "malformed URL");
+        refuse(number, catalogue_text("malformed URL"));
     }
     std::string real;
     try {
@@ -227,7 +228,7 @@ std::string LdifReader::file_of_url(std::string_view url, unsigned number) const
         refuse(number, error.what());
     }
     if (real.compare(0, folder.size(), folder) != 0) {
-        refuse(number, name + " is not below the folder of the tree's file");
+        refuse(number, catalogue_format("%s is not below the folder of the tree's file", name.c_str()));
     }
     return real;
 }
@@ -241,7 +242,7 @@ std::string LdifReader::parse_value(std::string_view text, unsigned number) cons
             text.remove_suffix(1);
         }
         if (!decode_base64(text, &bytes)) {
-            refuse(number, "malformed base64");
+            refuse(number, catalogue_text("malformed base64"));
         }
         return bytes;
     }
@@ -259,11 +260,11 @@ std::string LdifReader::parse_value(std::string_view text, unsigned number) cons
 LdifAttribute LdifReader::parse_line(const std::string &line, unsigned number) const {
     size_t colon = line.find(':');
     if (colon == std::string::npos) {
-        refuse(number, "a line without \":\"");
+        refuse(number, catalogue_text("a line without \":\""));
     }
     LdifAttribute attribute = {line.substr(0, colon), "", number};
     if (!is_attribute_name(attribute.name)) {
-        refuse(number, "malformed attribute name");
+        refuse(number, catalogue_text("malformed attribute name"));
     }
     std::string_view rest = std::string_view(line).substr(colon + 1);
     if (equal_nocase(attribute.name, "include")) {
@@ -276,7 +277,7 @@ LdifAttribute LdifReader::parse_line(const std::string &line, unsigned number) c
 
 void LdifReader::read_header(LdifRecord *record, const LdifAttribute &first) {
     if (!equal_nocase(first.name, "dn")) {
-        refuse(first.line, "a record begins with dn:");
+        refuse(first.line, catalogue_text("a record begins with dn:"));
     }
     record->file = sources.back().shown;
     record->line = first.line;
@@ -292,17 +293,17 @@ bool LdifReader::read_record(LdifRecord *record) {
         LdifAttribute attribute = parse_line(line, number);
         if (equal_nocase(attribute.name, "changetype")) {
             if (!equal_nocase(attribute.value, "add") || !record->attributes.empty()) {
-                refuse(number, "only changetype: add is read, right after dn:");
+                refuse(number, catalogue_text("only changetype: add is read, right after dn:"));
             }
         } else if (equal_nocase(attribute.name, "control") || equal_nocase(attribute.name, "dn") ||
                    equal_nocase(attribute.name, "include")) {
-            refuse(number, attribute.name + ": inside a record");
+            refuse(number, catalogue_format("%s: inside a record", attribute.name.c_str()));
         } else {
             record->attributes.push_back(std::move(attribute));
         }
     }
     if (record->attributes.empty()) {
-        refuse(record->line, "a record without attributes");
+        refuse(record->line, catalogue_text("a record without attributes"));
     }
     return true;
 }
@@ -323,11 +324,11 @@ bool LdifReader::next(LdifRecord *record) {
         sources.back().started = true;
         if (equal_nocase(first.name, "version")) {
             if (!at_start || first.value != "1") {
-                refuse(number, "version: 1 may only begin a file");
+                refuse(number, catalogue_text("version: 1 may only begin a file"));
             }
         } else if (equal_nocase(first.name, "include")) {
             if (sources.size() == include_limit) {
-                refuse(number, "files include each other too deeply");
+                refuse(number, catalogue_text("files include each other too deeply"));
             }
             try {
                 open(first.value, first.value.substr(folder.size()));

@@ -2,6 +2,7 @@
 
 #include <unordered_map>
 
+#include "platform/catalogue.h"
 #include "platform/client/errors.h"
 #include "platform/client/ldif_reader.h"
 #include "platform/client/password.h"
@@ -106,7 +107,7 @@ uint32_t LdifStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
             break;
         }
     }
-    error_keep(("aliases lead nowhere from " + name_to_dotted(name, true)).c_str());
+    error_keep(catalogue_format("aliases lead nowhere from %s", name_to_dotted(name, true).c_str()).c_str());
     return ZKE_BAD_DIRECTORY_DATA;
 }
 
@@ -165,20 +166,21 @@ Name LdifStore::parse_dn(const LdifRecord &record) const {
     Name name;
     bool outside = false;
     if (!name_parse_dn(record.dn, root, &name, &outside)) {
-        refuse(record, record.line, outside ? "the entry is not below the tree's base" : "malformed DN");
+        refuse(record, record.line,
+               outside ? catalogue_text("the entry is not below the tree's base") : catalogue_text("malformed DN"));
     }
     if (name_to_dotted(name, true).size() > ZK_MAX_NAME) {
-        refuse(record, record.line, "the entry's name is longer than 512 bytes");
+        refuse(record, record.line, catalogue_text("the entry's name is longer than 512 bytes"));
     }
     return name;
 }
 
 void LdifStore::check_place(const LdifRecord &record, const Name &name) const {
     if (lookup(name) != nullptr) {
-        refuse(record, record.line, "the entry is there already");
+        refuse(record, record.line, catalogue_text("the entry is there already"));
     }
     if (name.size() > 1 && lookup(Name(name.begin() + 1, name.end())) == nullptr) {
-        refuse(record, record.line, "the entry has no parent: it must come before");
+        refuse(record, record.line, catalogue_text("the entry has no parent: it must come before"));
     }
 }
 
@@ -188,10 +190,10 @@ void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribu
         return;
     }
     if (attribute.value.size() > row->limit) {
-        refuse(record, attribute.line, attribute.name + ": the value is too long");
+        refuse(record, attribute.line, attribute.name + ": " + catalogue_text("the value is too long"));
     }
     if (attribute.value.empty() && row->syntax != schema_stream) {
-        refuse(record, attribute.line, attribute.name + ": the value is empty");
+        refuse(record, attribute.line, attribute.name + ": " + catalogue_text("the value is empty"));
     }
     try {
         value_parse(row->syntax, attribute.value, root);
@@ -203,15 +205,15 @@ void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribu
 
 void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const {
     if (entry.first("objectClass") == nullptr) {
-        refuse(record, record.line, "the entry has no objectClass");
+        refuse(record, record.line, catalogue_text("the entry has no objectClass"));
     }
     if (entry.is_class("Alias") && entry.first("aliasedObjectName") == nullptr) {
-        refuse(record, record.line, "the alias has no aliasedObjectName");
+        refuse(record, record.line, catalogue_text("the alias has no aliasedObjectName"));
     }
     if (entry.is_class("Server")) {
         size_t length = entry_common_name(entry).size();
         if (length == 0 || length >= ZK_SERVER_NAME_SIZE) {
-            refuse(record, record.line, "the name of a server has 1 to 48 bytes");
+            refuse(record, record.line, catalogue_text("the name of a server has 1 to 48 bytes"));
         }
     }
     if (entry.name.empty()) {
@@ -224,7 +226,7 @@ void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const 
             return;
         }
     }
-    refuse(record, record.line, "the entry has no " + leaf.type + " with the value in its DN");
+    refuse(record, record.line, catalogue_format("the entry has no %s with the value in its DN", leaf.type.c_str()));
 }
 
 void LdifStore::index_entry(uint32_t number) {

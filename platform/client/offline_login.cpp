@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/catalogue.h"
 #include "platform/client/ldap_copy.h"
 #include "platform/zk.h"
 
@@ -38,19 +39,19 @@ EntryPtr group_with(const Name &group, const std::string &memberDn) {
 }
 
 // "3 minutes", "2 days"
-std::string age_text(time_t seconds) {
-    struct Unit {
-        time_t length;
-        const char *name;
-    };
-    constexpr Unit units[] = {{86400, "day"}, {3600, "hour"}, {60, "minute"}, {1, "second"}};
-    for (const Unit &unit : units) {
-        time_t count = seconds / unit.length;
-        if (count > 0 || unit.length == 1) {
-            return std::to_string(count) + " " + unit.name + (count == 1 ? "" : "s");
-        }
-    }
-    return "";
+std::string age_text(unsigned long seconds) {
+    constexpr unsigned long minute = 60, hour = 3600, day = 86400;
+    char text[128];
+    // TRANSLATORS: how old a copy is, as it stands in "using the copy made 3 minutes ago"
+    if (seconds >= day)
+        snprintf(text, sizeof text, catalogue_plural("%lu day", "%lu days", seconds / day), seconds / day);
+    else if (seconds >= hour)
+        snprintf(text, sizeof text, catalogue_plural("%lu hour", "%lu hours", seconds / hour), seconds / hour);
+    else if (seconds >= minute)
+        snprintf(text, sizeof text, catalogue_plural("%lu minute", "%lu minutes", seconds / minute), seconds / minute);
+    else
+        snprintf(text, sizeof text, catalogue_plural("%lu second", "%lu seconds", seconds), seconds);
+    return text;
 }
 
 } // namespace
@@ -89,8 +90,8 @@ uint32_t OfflineLogin::login(const Entry &who, const char *password) const {
     uint32_t code = copy->check_password(who, password);
     if (code == ZK_OK) {
         time_t age = time(nullptr) - written;
-        fprintf(stderr, "No server of tree %s answers: using the copy made %s ago.\n", config.name.c_str(),
-                age_text(age < 0 ? 0 : age).c_str());
+        fprintf(stderr, catalogue_text("No server of tree %1$s answers: using the copy made %2$s ago.\n"),
+                config.name.c_str(), age_text(age < 0 ? 0 : static_cast<unsigned long>(age)).c_str());
     }
     return code;
 }

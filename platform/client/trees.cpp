@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdio>
 
+#include "platform/catalogue.h"
 #include "platform/client/errors.h"
 #include "platform/client/ldap_store.h"
 #include "platform/client/ldif_store.h"
@@ -112,7 +113,7 @@ EntryPtr tree_default_server(const Tree &tree) {
     EntryPtr server;
     const std::string &name = tree.config.defaultServer;
     if (tree.store->find_server(name, &server) != ZK_OK && !name.empty()) {
-        throw DataError(tree.config.shown + ": the tree has no server " + name);
+        throw DataError(tree.config.shown + ": " + catalogue_format("the tree has no server %s", name.c_str()));
     }
     return server;
 }

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "platform/catalogue.h"
 #include "platform/client/errors.h"
 #include "platform/client/schema.h"
 #include "platform/zk.h"
@@ -39,7 +40,7 @@ bool whole_number(std::string_view text, int64_t lowest, int64_t highest, int64_
 int32_t parse_number(std::string_view text) {
     int64_t number;
     if (!whole_number(text, INT32_MIN, INT32_MAX, &number)) {
-        throw DataError("not a number of 32 bits");
+        throw DataError(catalogue_text("not a number of 32 bits"));
     }
     return static_cast<int32_t>(number);
 }
@@ -52,11 +53,11 @@ int two_digits(std::string_view text, size_t at) {
 int32_t parse_time(std::string_view text) {
     bool seconds = text.size() == 15;
     if ((!seconds && text.size() != 13) || text.back() != 'Z') {
-        throw DataError("not a time: YYYYMMDDHHMMSSZ");
+        throw DataError(catalogue_text("not a time: YYYYMMDDHHMMSSZ"));
     }
     for (char c : text.substr(0, text.size() - 1)) {
         if (!is_digit(c)) {
-            throw DataError("not a time: YYYYMMDDHHMMSSZ");
+            throw DataError(catalogue_text("not a time: YYYYMMDDHHMMSSZ"));
         }
     }
     struct tm when = {};
@@ -72,7 +73,7 @@ int32_t parse_time(std::string_view text) {
     // second is carried over too, but is a real moment.
     if (when.tm_sec > 60 || (when.tm_sec < 60 && (normal.tm_mon != when.tm_mon || normal.tm_mday != when.tm_mday ||
                                                   normal.tm_hour != when.tm_hour || normal.tm_min != when.tm_min))) {
-        throw DataError("not a time: no such day or hour");
+        throw DataError(catalogue_text("not a time: no such day or hour"));
     }
     return moment > INT32_MAX ? INT32_MAX : moment < INT32_MIN ? INT32_MIN : static_cast<int32_t>(moment);
 }
@@ -81,10 +82,11 @@ Name parse_dn_value(std::string_view text, const Name &base) {
     Name name;
     bool outside = false;
     if (!name_parse_dn(text, base, &name, &outside)) {
-        throw DataError(outside ? "the DN is not below the tree's base" : "malformed DN");
+        throw DataError(outside ? catalogue_text("the DN is not below the tree's base")
+                                : catalogue_text("malformed DN"));
     }
     if (name_to_dotted(name, true).size() > ZK_MAX_NAME) {
-        throw DataError("the name is longer than 512 bytes");
+        throw DataError(catalogue_text("the name is longer than 512 bytes"));
     }
     return name;
 }
@@ -105,12 +107,12 @@ size_t next_hash(std::string_view text) {
             return i;
         }
     }
-    throw DataError("not a path: name-space#DN#path");
+    throw DataError(catalogue_text("not a path: name-space#DN#path"));
 }
 
 void parse_path(std::string_view text, const Name &base, Value *value) {
     size_t hash = next_hash(text);
-    value->type = parse_type(text.substr(0, hash), "the name space of a path is a number");
+    value->type = parse_type(text.substr(0, hash), catalogue_text("the name space of a path is a number"));
     text.remove_prefix(hash + 1);
     hash = next_hash(text);
     value->name = parse_dn_value(text.substr(0, hash), base);
@@ -126,14 +128,14 @@ int hex_value(char c) {
 void parse_network_address(std::string_view text, Value *value) {
     size_t hash = text.find('#');
     if (hash == std::string_view::npos || (text.size() - hash) % 2 == 0) {
-        throw DataError("not a network address: type#hex digits");
+        throw DataError(catalogue_text("not a network address: type#hex digits"));
     }
-    value->type = parse_type(text.substr(0, hash), "the type of a network address is a number");
+    value->type = parse_type(text.substr(0, hash), catalogue_text("the type of a network address is a number"));
     for (size_t i = hash + 1; i < text.size(); i += 2) {
         int high = hex_value(text[i]);
         int low = hex_value(text[i + 1]);
         if (high < 0 || low < 0) {
-            throw DataError("not a network address: type#hex digits");
+            throw DataError(catalogue_text("not a network address: type#hex digits"));
         }
         value->text += static_cast<char>(high * 16 + low);
     }
@@ -155,7 +157,7 @@ void parse_postal_address(std::string_view text, Value *value) {
         }
     }
     if (value->lines.size() > postal_lines) {
-        throw DataError("a postal address has at most six lines");
+        throw DataError(catalogue_text("a postal address has at most six lines"));
     }
 }
 
@@ -207,7 +209,7 @@ std::string name_in_form(const Name &name, const NameForm &form) {
 
 Value value_parse(uint32_t syntax, std::string_view text, const Name &base) {
     if (text.find('\0') != std::string_view::npos) {
-        throw DataError("a value with a zero byte");
+        throw DataError(catalogue_text("a value with a zero byte"));
     }
     Value value;
     switch (syntax) {
@@ -216,7 +218,7 @@ Value value_parse(uint32_t syntax, std::string_view text, const Name &base) {
             break;
         case schema_boolean:
             if (text != "TRUE" && text != "FALSE") {
-                throw DataError("neither TRUE nor FALSE");
+                throw DataError(catalogue_text("neither TRUE nor FALSE"));
             }
             value.text = text;
             break;

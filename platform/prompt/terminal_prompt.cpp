@@ -10,6 +10,7 @@
 #include <cstring>
 #include <new>
 
+#include "platform/catalogue.h"
 #include "platform/treelogin.h"
 
 namespace {
@@ -132,7 +133,8 @@ static bool login_is_placeholder(std::string_view name) {
 
 // Asks until there is a name; an empty line takes the offered one.
 static bool login_ask_name(Terminal *terminal, const std::string &offered, Answer *name) {
-    std::string question = offered.empty() ? "User name: " : "User name [" + offered + "]: ";
+    std::string question =
+        offered.empty() ? catalogue_text("User name: ") : catalogue_format("User name [%s]: ", offered.c_str());
     do {
         if (!terminal->askLine(question, name)) return false;
         if (name->empty()) memcpy(name->data(), offered.c_str(), offered.size() + 1);
@@ -149,7 +151,7 @@ static int login_ask(const char *label, const char *defaultUser, char **user, ch
 
     Answer name, secret;
     if (!login_ask_name(&terminal, offered, &name)) return 1;
-    if (!terminal.askPassword("Password (typing is not shown): ", &secret)) return 1;
+    if (!terminal.askPassword(catalogue_text("Password (typing is not shown): "), &secret)) return 1;
 
     char *newUser = answer_copy(name);
     char *newPassword = answer_copy(secret);

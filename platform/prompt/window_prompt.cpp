@@ -1,7 +1,10 @@
 // The window prompts of a system without a window toolkit: each question is asked on the terminal instead. A process
 // without a terminal cannot ask: it gets "no" to a question, and everything else fails.
+#include <strings.h>
+#include <initializer_list>
 #include <new>
 
+#include "platform/catalogue.h"
 #include "platform/prompt/terminal_prompt.h"
 #include "platform/treelogin.h"
 
@@ -18,15 +21,24 @@ int auxlogin_g(const char *label, const char *defaultUser, char **user, char **p
     return auxlogin_c(label, defaultUser, user, password);
 }
 
+// Whether the person typed one of the words, in any letter case.
+static bool confirm_says(const Answer &answer, std::initializer_list<const char *> words) {
+    for (const char *word : words)
+        if (strcasecmp(answer.view().data(), word) == 0) return true;
+    return false;
+}
+
 // Asks until the answer is a clear yes or no.
 static int confirm_ask(const char *text) {
     Terminal terminal;
     if (!terminal.isOpen()) return confirm_no;
+    const std::string question = catalogue_format("%s (y/n) ", text != nullptr ? text : "");
     for (;;) {
         Answer answer;
-        if (!terminal.askLine(std::string(text != nullptr ? text : "") + " (y/n) ", &answer)) return confirm_no;
-        if (answer.view() == "y" || answer.view() == "Y" || answer.view() == "yes") return confirm_yes;
-        if (answer.view() == "n" || answer.view() == "N" || answer.view() == "no") return confirm_no;
+        if (!terminal.askLine(question, &answer)) return confirm_no;
+        // TRANSLATORS: what a person types for yes and for no: a letter, or the word.
+        if (confirm_says(answer, {"y", "yes", catalogue_text("y"), catalogue_text("yes")})) return confirm_yes;
+        if (confirm_says(answer, {"n", "no", catalogue_text("n"), catalogue_text("no")})) return confirm_no;
     }
 }
 
@@ -41,7 +53,7 @@ int auxpause_script(void) try {
     Terminal terminal;
     if (!terminal.isOpen()) return 1;
     Answer answer;
-    return terminal.askLine("Press Enter to go on: ", &answer) ? 0 : 1;
+    return terminal.askLine(catalogue_text("Press Enter to go on: "), &answer) ? 0 : 1;
 } catch (const std::bad_alloc &) {
     return 1;
 }

@@ -2,6 +2,7 @@
 # readme.sh SOURCE_DIR BINARY_DIR: README.md shows what the quick start prints. Only the greeting's word and the name of
 # the user whom the mount is for may differ.
 set -euo pipefail
+export LC_ALL=C # as the README is
 "$1/scripts/with-volumes.sh" "$1/examples/acme/volumes" true || exit 77
 comparable() {
     sed -E -e 's/Good (morning|afternoon|evening),/Good day,/' -e 's#/mnt/brasca/[^/]+/#/mnt/brasca/USER/#'

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <libintl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -193,6 +195,51 @@ TEST(WindowPrompt, ConfirmTakesAClearAnswerOnly) {
         process.type(row.typed);
         EXPECT_EQ(process.finish(), row.answer) << row.typed;
     }
+}
+
+// Sets the process's language, with the catalogues of the build.
+static void speak(const char *language) {
+    setenv("LANGUAGE", language, 1);
+    setlocale(LC_ALL, "C.UTF-8");
+    bindtextdomain("brasca-client-script", BINARY_DIR "/locale");
+}
+
+TEST(WindowPrompt, ConfirmAsksInThePersonsLanguageAndTakesEnglishToo) {
+    struct {
+        const char *language;
+        const char *question;
+        const char *typed;
+        int answer;
+    } const rows[] = {
+        {"de", "Log out? (j/n) ", "j\n", 4},      {"de", "Log out? (j/n) ", "Ja\n", 4},
+        {"de", "Log out? (j/n) ", "nein\n", 0},   {"de", "Log out? (j/n) ", "yes\n", 4},
+        {"es", "Log out? (s/n) ", "s\n", 4},      {"es", "Log out? (s/n) ", "sí\n", 4},
+        {"fr", "Log out? (o/n) ", "oui\n", 4},    {"fr", "Log out? (o/n) ", "non\n", 0},
+        {"ja", "Log out? (y/n) ", "y\n", 4},      {"ja", "Log out? (y/n) ", "はい\n", 4},
+        {"ja", "Log out? (y/n) ", "いいえ\n", 0},
+    };
+    for (const auto &row : rows) {
+        TerminalProcess process([&] {
+            speak(row.language);
+            return auxconfirm_g("Log out?", "question", 1, 12);
+        });
+        ASSERT_TRUE(process.awaits(row.question)) << process.shown();
+        process.type(row.typed);
+        EXPECT_EQ(process.finish(), row.answer) << row.language << " " << row.typed;
+    }
+}
+
+TEST(TerminalPrompt, AsksInThePersonsLanguage) {
+    TerminalProcess process([] {
+        speak("ja");
+        return ask(auxlogin_c, "ACME", "jdoe");
+    });
+    ASSERT_TRUE(process.awaits("ユーザー名 [jdoe]: "));
+    process.type("\n");
+    ASSERT_TRUE(process.awaits("パスワード (入力は表示されません): "));
+    process.type("x\n");
+    EXPECT_TRUE(process.awaits("<jdoe|x>"));
+    EXPECT_EQ(process.finish(), 0);
 }
 
 TEST(WindowPrompt, PauseWaitsForEnter) {

@@ -1,8 +1,6 @@
 #include "tools/map/command.h"
 
-#include <strings.h>
-#include <cctype>
-
+#include "platform/catalogue.h"
 #include "tools/map/refusal.h"
 
 namespace {
@@ -15,8 +13,14 @@ std::string trimmed(std::string_view text) {
     return std::string(text.substr(first, text.find_last_not_of(blanks) - first + 1));
 }
 
-bool is_word(const std::string &text, const char *word) {
-    return strcasecmp(text.c_str(), word) == 0;
+// The command line's letters are those of English in every locale.
+char upper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+bool is_word(std::string text, const char *word) {
+    for (char &c : text) c = upper(c);
+    return text == word;
 }
 
 // Cuts the first word off `text`.
@@ -55,7 +59,9 @@ int small_number(std::string_view text, int high) {
 
 Drive drive_required(const std::string &text) {
     std::optional<Drive> drive = drive_of(text);
-    if (!drive) throw Refusal("\"" + text + ":\" is no drive: a drive is a letter, S1 to S16 or *1 to *21");
+    if (!drive)
+        throw Refusal(
+            catalogue_format("\"%s:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21", text.c_str()));
     return *drive;
 }
 
@@ -91,7 +97,8 @@ Command::Action take_keywords(std::string *text) {
 }
 
 Command switch_command(Command::Action action, const std::string &text) {
-    if (!is_word(text, "ON") && !is_word(text, "OFF")) throw Refusal("DISPLAY and ERRORS take ON or OFF");
+    if (!is_word(text, "ON") && !is_word(text, "OFF"))
+        throw Refusal(catalogue_text("DISPLAY and ERRORS take ON or OFF"));
     Command command;
     command.action = action;
     command.on = is_word(text, "ON");
@@ -125,12 +132,14 @@ Command drive_command(Command::Action action, const Operand &operand) {
     command.target = operand.target;
     const std::string name = command.drive.name() + ":";
     bool removes = action == Command::Action::remove;
-    if (removes && operand.hasTarget) throw Refusal("DEL takes a drive alone");
+    if (removes && operand.hasTarget) throw Refusal(catalogue_text("DEL takes a drive alone"));
     if (!removes && !operand.hasTarget && action == Command::Action::assign) command.action = Command::Action::show;
-    if (operand.hasTarget && operand.target.empty()) throw Refusal("Drive " + name + " is given no target");
-    if (action == Command::Action::next) throw Refusal("NEXT takes a target alone, not drive " + name);
+    if (operand.hasTarget && operand.target.empty())
+        throw Refusal(catalogue_format("Drive %s is given no target", name.c_str()));
+    if (action == Command::Action::next)
+        throw Refusal(catalogue_format("NEXT takes a target alone, not drive %s", name.c_str()));
     if (action == Command::Action::insert && !(command.drive.isSearch() && operand.hasTarget))
-        throw Refusal("INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public");
+        throw Refusal(catalogue_text("INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public"));
     return command;
 }
 
@@ -142,7 +151,8 @@ Command target_command(Command::Action action, const std::string &target, const 
     if (action == Command::Action::next) return command;
     bool afterSearch = before != nullptr && before->drive.isSearch() && before->drive.place > 0 &&
                        (before->action == Command::Action::insert || before->action == Command::Action::assign);
-    if (action != Command::Action::assign || !afterSearch) throw Refusal("\"" + target + "\" names no drive");
+    if (action != Command::Action::assign || !afterSearch)
+        throw Refusal(catalogue_format("\"%s\" names no drive", target.c_str()));
     command.action = before->action;
     command.drive.place = before->drive.place + 1;
     return command;
@@ -151,7 +161,7 @@ Command target_command(Command::Action action, const std::string &target, const 
 Command item_command(std::string text, const Command *before) {
     Command::Action action = take_keywords(&text);
     if (action == Command::Action::display || action == Command::Action::errors) return switch_command(action, text);
-    if (text.empty()) throw Refusal("There is nothing to map between two commas or after a keyword");
+    if (text.empty()) throw Refusal(catalogue_text("There is nothing to map between two commas or after a keyword"));
     Operand operand = operand_of(text);
     if (!operand.hasDrive) return target_command(action, operand.target, before);
     bool goesOnRemoving = before != nullptr && before->action == Command::Action::remove && !operand.hasTarget;
@@ -163,8 +173,8 @@ Command item_command(std::string text, const Command *before) {
 
 std::optional<Drive> drive_of(std::string_view text) {
     Drive drive;
-    if (text.size() == 1 && isalpha(static_cast<unsigned char>(text[0]))) {
-        drive.letter = static_cast<char>(toupper(static_cast<unsigned char>(text[0])));
+    if (text.size() == 1 && upper(text[0]) >= 'A' && upper(text[0]) <= 'Z') {
+        drive.letter = upper(text[0]);
         return drive;
     }
     if (text.size() < 2) return std::nullopt;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "frame/places.h"
+#include "platform/catalogue.h"
 #include "tools/map/refusal.h"
 
 namespace {
@@ -75,11 +76,11 @@ std::string location_join(std::string_view base, std::string_view path) {
     for (const std::string &component : components_of(std::string(base) + "/" + std::string(path))) {
         if (component.empty() || component == ".") continue;
         if (component == "..") {
-            if (kept.empty()) throw Refusal("the path leaves the volume");
+            if (kept.empty()) throw Refusal(catalogue_text("the path leaves the volume"));
             kept.pop_back();
             continue;
         }
-        if (!is_folder_name(component)) throw Refusal("the path holds a control character");
+        if (!is_folder_name(component)) throw Refusal(catalogue_text("the path holds a control character"));
         kept.push_back(component);
     }
     std::string joined;
@@ -89,5 +90,5 @@ std::string location_join(std::string_view base, std::string_view path) {
 
 void location_check(const Location &location) {
     if (!is_folder_name(location.server) || !is_folder_name(location.volume))
-        throw Refusal("its server or its volume has an impossible name");
+        throw Refusal(catalogue_text("its server or its volume has an impossible name"));
 }

@@ -1,17 +1,19 @@
 // map: lists, makes and removes drive mappings. A mapping is a symbolic link, named by its drive, to a folder below the
 // mount point of the network file system. Login scripts run this program for their MAP and PATH statements.
 
+#include <clocale>
 #include <cstdio>
 #include <exception>
 #include <string>
 #include <vector>
 
+#include "platform/catalogue.h"
 #include "tools/map/command.h"
 #include "tools/map/map_run.h"
 
 namespace {
 
-const char help_text[] =
+const char *const help_text = catalogue_mark(
     "Usage: map [ITEM[, ITEM]...]\n"
     "Lists, makes and removes drive mappings.\n"
     "\n"
@@ -28,13 +30,14 @@ const char help_text[] =
     "directory map's object with an optional :path, or DRIVE:path. *1: is the first\n"
     "drive of the network, F:. DISPLAY and ERRORS hold for the rest of the line.\n"
     "\n"
-    "Exit status: 0, or 1 when anything could not be done.\n";
+    "Exit status: 0, or 1 when anything could not be done.\n");
 
 int map_main(int argc, char **argv) {
+    setlocale(LC_ALL, "");
     std::string line;
     for (int i = 1; i < argc; ++i) line += (i > 1 ? " " : "") + std::string(argv[i]);
     if (line == "--help") {
-        fputs(help_text, stdout);
+        fputs(catalogue_text(help_text), stdout);
         return 0;
     }
     std::vector<Command> commands = command_parse(line);
@@ -44,6 +47,6 @@ int map_main(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) try { return map_main(argc, argv); } catch (const std::exception &problem) {
-    fprintf(stderr, "map: %s.\n", problem.what());
+    fprintf(stderr, catalogue_text("map: %s.\n"), problem.what());
     return 1;
 }

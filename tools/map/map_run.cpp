@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "platform/catalogue.h"
 #include "tools/map/refusal.h"
 #include "tools/map/resolve.h"
 
@@ -20,7 +21,7 @@ int MapRun::run(const std::vector<Command> &commands) {
             carryOut(command);
         } catch (const Refusal &refusal) {
             failed_ = true;
-            if (errors_) fprintf(stderr, "map: %s.\n", refusal.what());
+            if (errors_) fprintf(stderr, catalogue_text("map: %s.\n"), refusal.what());
         }
     }
     return failed_ ? 1 : 0;
@@ -62,8 +63,12 @@ static void print_row(const Drive &drive, const Location &location) {
     printf("%-4s %s\n", (drive.name() + ":").c_str(), location.text().c_str());
 }
 
+static void print_mapping(const Drive &drive, const Location &location) {
+    printf(catalogue_text("Drive %1$s: = %2$s\n"), drive.name().c_str(), location.text().c_str());
+}
+
 void MapRun::confirm(const Drive &drive, const Location &location) const {
-    if (display_) printf("Drive %s: = %s\n", drive.name().c_str(), location.text().c_str());
+    if (display_) print_mapping(drive, location);
 }
 
 void MapRun::list() {
@@ -73,20 +78,20 @@ void MapRun::list() {
         drive.letter = letter;
         std::optional<Location> location = links_.read(drive.name());
         if (!location) continue;
-        if (!any) printf("Drives\n");
+        if (!any) fputs(catalogue_text("Drives\n"), stdout);
         any = true;
         print_row(drive, *location);
     }
-    if (!any) printf("No drives are mapped.\n");
+    if (!any) fputs(catalogue_text("No drives are mapped.\n"), stdout);
     std::vector<Location> path = searchPath();
-    if (!path.empty()) printf("Search path\n");
+    if (!path.empty()) fputs(catalogue_text("Search path\n"), stdout);
     for (size_t i = 0; i < path.size(); ++i) print_row(search_drive(i), path[i]);
 }
 
 void MapRun::show(const Drive &drive) {
     std::optional<Location> location = links_.read(drive.name());
-    if (!location) throw Refusal("Drive " + drive.name() + ": is not mapped");
-    printf("Drive %s: = %s\n", drive.name().c_str(), location->text().c_str());
+    if (!location) throw Refusal(catalogue_format("Drive %s: is not mapped", drive.name().c_str()));
+    print_mapping(drive, *location);
 }
 
 // The location of `target`; a refusal names the drive and the target.
@@ -94,7 +99,8 @@ Location MapRun::resolved(const Drive &drive, const std::string &target) const {
     try {
         return resolve_target(target, links_);
     } catch (const Refusal &refusal) {
-        throw Refusal("Drive " + drive.name() + ": cannot be mapped to \"" + target + "\": " + refusal.what());
+        throw Refusal(catalogue_format("Drive %1$s: cannot be mapped to \"%2$s\": %3$s", drive.name().c_str(),
+                                       target.c_str(), refusal.what()));
     }
 }
 
@@ -108,7 +114,7 @@ void MapRun::writeLink(const Drive &drive, const Location &location) {
     try {
         links_.write(drive.name(), location);
     } catch (const Refusal &refusal) {
-        throw Refusal("Drive " + drive.name() + ": cannot be mapped: " + refusal.what());
+        throw Refusal(catalogue_format("Drive %1$s: cannot be mapped: %2$s", drive.name().c_str(), refusal.what()));
     }
 }
 
@@ -116,19 +122,18 @@ Drive MapRun::nextFree() const {
     Drive drive;
     for (drive.letter = Drive::first_local; drive.letter <= 'Z'; ++drive.letter)
         if (links_.isFree(drive.name())) return drive;
-    throw Refusal("No drive letter is free");
+    throw Refusal(catalogue_text("No drive letter is free"));
 }
 
 void MapRun::remove(const Drive &drive) {
-    const std::string name = "Drive " + drive.name() + ":";
     try {
         links_.remove(drive.name());
     } catch (const Refusal &refusal) {
-        throw Refusal(name + " cannot be removed: " + refusal.what());
+        throw Refusal(catalogue_format("Drive %1$s: cannot be removed: %2$s", drive.name().c_str(), refusal.what()));
     }
     // A gap would end the search path at this place.
     if (drive.isSearch()) writePath(searchPath());
-    if (display_) printf("%s is no longer mapped.\n", name.c_str());
+    if (display_) printf(catalogue_text("Drive %s: is no longer mapped.\n"), drive.name().c_str());
 }
 
 std::vector<Location> MapRun::searchPath() const {
@@ -157,7 +162,8 @@ void MapRun::changePath(const Command &command) {
     std::vector<Location> path = searchPath();
     size_t index = std::min(static_cast<size_t>(drive.place) - 1, path.size());
     bool inserts = command.action == Command::Action::insert || index == path.size();
-    if (inserts && path.size() >= Drive::search_drives) throw Refusal("The search path has no place left");
+    if (inserts && path.size() >= Drive::search_drives)
+        throw Refusal(catalogue_text("The search path has no place left"));
     if (inserts)
         path.insert(path.begin() + static_cast<std::ptrdiff_t>(index), location);
     else

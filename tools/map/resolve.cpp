@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "include/qrtscript.h"
+#include "platform/catalogue.h"
 #include "platform/zk.h"
 #include "tools/map/command.h"
 #include "tools/map/refusal.h"
@@ -22,25 +23,25 @@ struct Meaning {
 };
 
 const Meaning meanings[] = {
-    {ZKE_SERVER_NOT_FOUND, "there is no such server"},
-    {ZKE_VOLUME_UNKNOWN, "the server has no such volume"},
-    {ZKE_NO_SUCH_ENTRY, "there is no such object or volume"},
-    {ZKE_NO_SUCH_ATTRIBUTE, "the object is no volume"},
-    {ZKE_NO_SUCH_VALUE, "the object is no volume"},
-    {ZKE_MALFORMED_NAME, "the name is malformed"},
-    {ZKE_TREE_NOT_FOUND, "there is no such tree"},
-    {ZKE_NO_ACCESS, "the directory denies access"},
+    {ZKE_SERVER_NOT_FOUND, catalogue_mark("there is no such server")},
+    {ZKE_VOLUME_UNKNOWN, catalogue_mark("the server has no such volume")},
+    {ZKE_NO_SUCH_ENTRY, catalogue_mark("there is no such object or volume")},
+    {ZKE_NO_SUCH_ATTRIBUTE, catalogue_mark("the object is no volume")},
+    {ZKE_NO_SUCH_VALUE, catalogue_mark("the object is no volume")},
+    {ZKE_MALFORMED_NAME, catalogue_mark("the name is malformed")},
+    {ZKE_TREE_NOT_FOUND, catalogue_mark("there is no such tree")},
+    {ZKE_NO_ACCESS, catalogue_mark("the directory denies access")},
 };
 
 [[noreturn]] void refuse(uint32_t code) {
     for (const Meaning &meaning : meanings)
-        if (meaning.code == code) throw Refusal(meaning.text);
+        if (meaning.code == code) throw Refusal(catalogue_text(meaning.text));
     bool directory = code >= ZKE_DIRECTORY_UNREACHABLE && code <= ZKE_REFERRAL_BROKEN;
-    if (!directory)
-        throw Refusal("the directory client reports code " + std::to_string(code));
+    if (!directory) throw Refusal(catalogue_format("the directory client reports code %u", code));
     char sentence[1024] = {};
     ZKGetLastErrorText(sizeof sentence, sentence);
-    throw Refusal(std::string("the directory cannot be read") + (sentence[0] != '\0' ? ": " : "") + sentence);
+    throw Refusal(std::string(catalogue_text("the directory cannot be read")) + (sentence[0] != '\0' ? ": " : "") +
+                  sentence);
 }
 
 void require(uint32_t code) {
@@ -99,7 +100,7 @@ std::string server_name(const std::string &server) {
 // "//SRV1/SYS/public" as "SRV1/SYS:public".
 std::string without_double_slash(const std::string &target) {
     size_t server = target.find('/', 2);
-    if (server == std::string::npos) throw Refusal("a server without a volume");
+    if (server == std::string::npos) throw Refusal(catalogue_text("a server without a volume"));
     size_t volume = std::min(target.find('/', server + 1), target.size());
     return target.substr(2, volume - 2) + ":" + target.substr(std::min(volume + 1, target.size()));
 }
@@ -163,12 +164,12 @@ bool is_folder(const std::string &path) {
 Location resolve_target(const std::string &target, const LinkDirectory &links) {
     std::string path = target;
     std::replace(path.begin(), path.end(), '\\', '/');
-    if (path.size() > target_limit) throw Refusal("the name is too long");
+    if (path.size() > target_limit) throw Refusal(catalogue_text("the name is too long"));
     if (path.compare(0, 2, "//") == 0) path = without_double_slash(path);
     std::optional<Location> location = resolve_drive(path, links);
     if (!location) location = resolve_network(path);
     location_check(*location);
     if (is_folder(mount_point()) && !is_folder(location_local_path(*location)))
-        throw Refusal("the folder " + location->text() + " does not exist");
+        throw Refusal(catalogue_format("the folder %s does not exist", location->text().c_str()));
     return *location;
 }

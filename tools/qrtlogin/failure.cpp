@@ -1,7 +1,6 @@
 #include "tools/qrtlogin/failure.h"
 
-#include <cstdio>
-
+#include "platform/catalogue.h"
 #include "platform/zk.h"
 
 namespace {
@@ -13,33 +12,31 @@ struct Meaning {
 };
 
 const Meaning meanings[] = {
-    {ZKE_WRONG_PASSWORD, exit_password, "the password is wrong"},
-    {ZKE_ACCOUNT_LOCKED, exit_password, "the account is locked"},
-    {ZKE_NO_ACCESS, exit_password, "access is denied"},
-    {ZKE_DIRECTORY_UNREACHABLE, exit_directory, "the directory cannot be reached"},
-    {ZKE_BAD_DIRECTORY_DATA, exit_directory, "the directory's data cannot be read"},
-    {ZKE_SERVER_SILENT, exit_directory, "the directory does not answer"},
-    {ZKE_ANSWER_CUT_SHORT, exit_directory, "the directory is too slow"},
-    {ZKE_SERVER_CLOSED, exit_directory, "the directory breaks the connection off"},
-    {ZKE_ANSWER_MALFORMED, exit_directory, "the directory's answer cannot be read"},
-    {ZKE_ANSWER_TOO_LARGE, exit_directory, "the directory's answer is too large"},
-    {ZKE_CERTIFICATE_REFUSED, exit_directory, "the directory's certificate is not accepted"},
-    {ZKE_TLS_REQUIRED, exit_directory, "the connection to the directory is not safe"},
-    {ZKE_HOST_LOOKUP_SILENT, exit_directory, "the directory's host name cannot be looked up"},
-    {ZKE_REFERRAL_BROKEN, exit_directory, "the directory refers to what cannot be reached"},
-    {ZKE_TICKET_REFUSED, exit_password, "the ticket is missing or not accepted"},
-    {ZKE_TREE_NOT_FOUND, exit_tree, "there is no such tree"},
-    {ZKE_SERVER_NOT_FOUND, exit_tree, "there is no such tree or server"},
-    {ZKE_NO_SUCH_ENTRY, exit_user, "there is no such user"},
-    {ZKE_NO_SUCH_ATTRIBUTE, exit_user, "the object has no password"},
-    {ZKE_NO_SUCH_VALUE, exit_user, "the object has no password"},
-    {ZKE_MALFORMED_NAME, exit_user, "the user's name is malformed"},
+    {ZKE_WRONG_PASSWORD, exit_password, catalogue_mark("the password is wrong")},
+    {ZKE_ACCOUNT_LOCKED, exit_password, catalogue_mark("the account is locked")},
+    {ZKE_NO_ACCESS, exit_password, catalogue_mark("access is denied")},
+    {ZKE_DIRECTORY_UNREACHABLE, exit_directory, catalogue_mark("the directory cannot be reached")},
+    {ZKE_BAD_DIRECTORY_DATA, exit_directory, catalogue_mark("the directory's data cannot be read")},
+    {ZKE_SERVER_SILENT, exit_directory, catalogue_mark("the directory does not answer")},
+    {ZKE_ANSWER_CUT_SHORT, exit_directory, catalogue_mark("the directory is too slow")},
+    {ZKE_SERVER_CLOSED, exit_directory, catalogue_mark("the directory breaks the connection off")},
+    {ZKE_ANSWER_MALFORMED, exit_directory, catalogue_mark("the directory's answer cannot be read")},
+    {ZKE_ANSWER_TOO_LARGE, exit_directory, catalogue_mark("the directory's answer is too large")},
+    {ZKE_CERTIFICATE_REFUSED, exit_directory, catalogue_mark("the directory's certificate is not accepted")},
+    {ZKE_TLS_REQUIRED, exit_directory, catalogue_mark("the connection to the directory is not safe")},
+    {ZKE_HOST_LOOKUP_SILENT, exit_directory, catalogue_mark("the directory's host name cannot be looked up")},
+    {ZKE_REFERRAL_BROKEN, exit_directory, catalogue_mark("the directory refers to what cannot be reached")},
+    {ZKE_TICKET_REFUSED, exit_password, catalogue_mark("the ticket is missing or not accepted")},
+    {ZKE_TREE_NOT_FOUND, exit_tree, catalogue_mark("there is no such tree")},
+    {ZKE_SERVER_NOT_FOUND, exit_tree, catalogue_mark("there is no such tree or server")},
+    {ZKE_NO_SUCH_ENTRY, exit_user, catalogue_mark("there is no such user")},
+    {ZKE_NO_SUCH_ATTRIBUTE, exit_user, catalogue_mark("the object has no password")},
+    {ZKE_NO_SUCH_VALUE, exit_user, catalogue_mark("the object has no password")},
+    {ZKE_MALFORMED_NAME, exit_user, catalogue_mark("the user's name is malformed")},
 };
 
 std::string unknown_text(uint32_t code) {
-    char text[32];
-    snprintf(text, sizeof text, "code 0x%X", code);
-    return text;
+    return catalogue_format("code 0x%X", code);
 }
 
 // The client's own sentence about its last failure, with file and line where there is one.
@@ -56,7 +53,7 @@ Failure failure_of(uint32_t code, const std::string &attempt) {
     for (const Meaning &meaning : meanings) {
         if (meaning.code != code) continue;
         status = meaning.status;
-        text = meaning.text;
+        text = catalogue_text(meaning.text);
     }
     const bool told = status == exit_directory || status == exit_tree || code == ZKE_TICKET_REFUSED;
     std::string detail = told ? client_sentence() : "";

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "include/qrtscript.h"
+#include "platform/catalogue.h"
 #include "platform/zk.h"
 #include "tools/qrtlogin/failure.h"
 
@@ -20,21 +21,22 @@ void require(uint32_t code, const std::string &attempt) {
 // A new context has no tree of its own: it answers for the tree that the configuration makes the default.
 std::string default_tree(uint32_t context) {
     char tree[ZK_MAX_NAME + 1] = {};
-    require(ZKDSGetContext(context, DCK_TREE_NAME, tree), "cannot find the default tree");
+    require(ZKDSGetContext(context, DCK_TREE_NAME, tree), catalogue_text("cannot find the default tree"));
     return tree;
 }
 
 std::string tree_of_server(const std::string &server) {
     std::unique_ptr<char, decltype(&free)> tree(qrt_GetTreeFromServer(server.c_str()), free);
-    if (tree == nullptr) throw Failure(exit_tree, "cannot find the tree of server " + server);
+    if (tree == nullptr)
+        throw Failure(exit_tree, catalogue_format("cannot find the tree of server %s", server.c_str()));
     return tree.get();
 }
 
 } // namespace
 
 Login::Login(const Options &options) {
-    require(ZKCallsInit(nullptr, nullptr), "cannot start the directory client");
-    require(ZKDSCreateContextHandle(&context_), "cannot start the directory client");
+    require(ZKCallsInit(nullptr, nullptr), catalogue_text("cannot start the directory client"));
+    require(ZKDSCreateContextHandle(&context_), catalogue_text("cannot start the directory client"));
     try {
         useTree(options);
     } catch (const Failure &) {
@@ -49,7 +51,7 @@ void Login::useTree(const Options &options) {
     else
         tree_ = options.server ? tree_of_server(*options.server) : default_tree(context_);
 
-    const std::string attempt = "cannot use tree " + tree_;
+    const std::string attempt = catalogue_format("cannot use tree %s", tree_.c_str());
     require(ZKDSSetContext(context_, DCK_FLAGS, &login_flags), attempt);
     require(ZKDSSetContext(context_, DCK_TREE_NAME, tree_.c_str()), attempt);
     if (!options.context) return;
@@ -64,7 +66,7 @@ Login::~Login() {
 
 void Login::authenticate(const std::string &user, Secret *password) {
     require(ZKDSLoginEx(context_, user.c_str(), login_option, password->text()),
-            "cannot log in as " + user + " to tree " + tree_);
+            catalogue_format("cannot log in as %1$s to tree %2$s", user.c_str(), tree_.c_str()));
 }
 
 std::string Login::container() const {

@@ -4,11 +4,13 @@
 #include <pwd.h>
 #include <unistd.h>
 #include <cerrno>
+#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 
+#include "platform/catalogue.h"
 #include "tools/qrtlogin/environment.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
@@ -24,14 +26,14 @@ FILE *separate_output() {
     int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     FILE *output = kept >= 0 ? fdopen(kept, "w") : nullptr;
     if (output == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
-        throw Failure(exit_usage, std::string("cannot use standard output: ") + strerror(errno));
+        throw Failure(exit_usage, catalogue_format("cannot use standard output: %s", strerror(errno)));
     return output;
 }
 
 void write_text(FILE *output, const std::string &text) {
     size_t written = fwrite(text.data(), 1, text.size(), output);
     if (fclose(output) != 0 || written != text.size())
-        throw Failure(exit_directory, std::string("cannot write the environment: ") + strerror(errno));
+        throw Failure(exit_directory, catalogue_format("cannot write the environment: %s", strerror(errno)));
 }
 
 std::string users_shell() {
@@ -46,7 +48,7 @@ void become(char **command) {
     fflush(stdout);
     execvp(command[0], command);
     int status = errno == ENOENT ? exit_not_found : exit_cannot_run;
-    throw Failure(status, std::string("cannot run ") + command[0] + ": " + strerror(errno));
+    throw Failure(status, catalogue_format("cannot run %1$s: %2$s", command[0], strerror(errno)));
 }
 
 void become_shell() {
@@ -66,6 +68,7 @@ int run_for(const Options &options, const Login &login, Secret *password, RunEnv
 }
 
 int login_and_hand_on(int argc, char **argv) {
+    setlocale(LC_ALL, "");
     Options options;
     options_parse(argc, argv, &options);
     FILE *forEval = options.printEnvironment ? separate_output() : nullptr;
@@ -76,7 +79,7 @@ int login_and_hand_on(int argc, char **argv) {
     if (options.passwordDescriptor >= 0)
         password.readFrom(options.passwordDescriptor);
     else
-        password.ask("Password for " + options.user + " (typing is not shown): ");
+        password.ask(catalogue_format("Password for %s (typing is not shown): ", options.user.c_str()));
     login.authenticate(options.user, &password);
 
     int result = run_for(options, login, &password, &environment);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/catalogue.h"
 #include "tools/qrtlogin/failure.h"
 
 namespace {
@@ -23,9 +24,10 @@ enum Key : int {
     key_print_environment
 };
 
-const char before_options[] =
-    "Logs USER in to a directory tree and runs the login scripts of the user, the container and the profile."
-    "\vThe password is asked for on the terminal unless --password-fd names a descriptor. A user name is relative to "
+const char *const before_options = catalogue_mark(
+    "Logs USER in to a directory tree and runs the login scripts of the user, the container and the profile.");
+const char *const after_options = catalogue_mark(
+    "The password is asked for on the terminal unless --password-fd names a descriptor. A user name is relative to "
     "--context; with a leading period it is complete from the root.\n"
     "\n"
     "After the scripts the environment that they made is handed on: to COMMAND, to the shell of --shell, or as text "
@@ -43,22 +45,29 @@ const char before_options[] =
     "  4   no tree, or an unknown one\n"
     "  5   unknown user\n"
     "  64  wrong usage\n"
-    "  126, 127  COMMAND cannot be run, or was not found";
+    "  126, 127  COMMAND cannot be run, or was not found");
 
 const argp_option option_table[] = {
-    {"user", key_user, "USER", 0, "The user to log in, instead of the argument", 0},
-    {"tree", key_tree, "TREE", 0, "The directory tree (default: the configuration's, or that of --server)", 0},
-    {"context", key_context, "CONTEXT", 0, "Where the user's name is looked up, as in sales.acme", 0},
-    {"server", key_server, "SERVER", 0, "The primary file server", 0},
-    {"password-fd", key_password_descriptor, "N", 0, "Read the password from descriptor N, up to its first line end",
-     0},
-    {"profile-script", key_profile_script, "FILE", 0, "A local file instead of the profile's script", 1},
-    {"login-script", key_login_script, "FILE", 0, "A local file instead of the container's and the user's script", 1},
-    {"var", key_variable, "N=TEXT", 0, "Set the script variable %N; N is 2 to 5; may be repeated", 1},
-    {"debug", key_debug, "N", 0, "Trace level; the traces go to standard output", 1},
-    {"shell", key_shell, nullptr, 0, "Run the shell that SHELL names in the new environment", 2},
+    {"user", key_user, catalogue_mark("USER"), 0, catalogue_mark("The user to log in, instead of the argument"), 0},
+    {"tree", key_tree, catalogue_mark("TREE"), 0,
+     catalogue_mark("The directory tree (default: the configuration's, or that of --server)"), 0},
+    {"context", key_context, catalogue_mark("CONTEXT"), 0,
+     catalogue_mark("Where the user's name is looked up, as in sales.acme"), 0},
+    {"server", key_server, catalogue_mark("SERVER"), 0, catalogue_mark("The primary file server"), 0},
+    {"password-fd", key_password_descriptor, catalogue_mark("N"), 0,
+     catalogue_mark("Read the password from descriptor N, up to its first line end"), 0},
+    {"profile-script", key_profile_script, catalogue_mark("FILE"), 0,
+     catalogue_mark("A local file instead of the profile's script"), 1},
+    {"login-script", key_login_script, catalogue_mark("FILE"), 0,
+     catalogue_mark("A local file instead of the container's and the user's script"), 1},
+    {"var", key_variable, catalogue_mark("N=TEXT"), 0,
+     catalogue_mark("Set the script variable %N; N is 2 to 5; may be repeated"), 1},
+    {"debug", key_debug, catalogue_mark("N"), 0, catalogue_mark("Trace level; the traces go to standard output"), 1},
+    {"shell", key_shell, nullptr, 0, catalogue_mark("Run the shell that SHELL names in the new environment"), 2},
     {"print-environment", key_print_environment, nullptr, 0,
-     "Print the variables that the scripts changed for eval; the scripts' output goes to standard error", 2},
+     catalogue_mark(
+         "Print the variables that the scripts changed for eval; the scripts' output goes to standard error"),
+     2},
     {nullptr, 0, nullptr, 0, nullptr, 0}};
 
 // The whole of `text` as a number from `low` to `high`; anything else is wrong usage.
@@ -67,28 +76,29 @@ int number_of(const char *text, int low, int high, const char *option, argp_stat
     errno = 0;
     long number = strtol(text, &end, 10);
     if (*text == '\0' || *end != '\0' || errno != 0 || number < low || number > high)
-        argp_error(state, "--%s takes a number from %d to %d, not \"%s\"", option, low, high, text);
+        argp_error(state, catalogue_text("--%1$s takes a number from %2$d to %3$d, not \"%4$s\""), option, low, high,
+                   text);
     return static_cast<int>(number);
 }
 
 void set_variable(const char *text, Options *options, argp_state *state) {
     int index = text[0] - '0' - options_first_variable;
     if (text[0] == '\0' || text[1] != '=' || index < 0 || index >= options_variables)
-        argp_error(state, "--var takes N=TEXT with N from 2 to 5, not \"%s\"", text);
+        argp_error(state, catalogue_text("--var takes N=TEXT with N from 2 to 5, not \"%s\""), text);
     else
         options->variables[static_cast<size_t>(index)] = text + 2;
 }
 
 void set_user(const char *text, Options *options, argp_state *state) {
-    if (!options->user.empty()) argp_error(state, "one user only, not \"%s\" as well", text);
+    if (!options->user.empty()) argp_error(state, catalogue_text("one user only, not \"%s\" as well"), text);
     options->user = text;
 }
 
 // What belongs together can be judged only when everything has been read.
 void check(const Options &options, argp_state *state) {
-    if (options.user.empty()) argp_error(state, "no user given");
+    if (options.user.empty()) argp_error(state, catalogue_text("no user given"));
     if ((options.command != nullptr) + options.shell + options.printEnvironment > 1)
-        argp_error(state, "a command, --shell and --print-environment exclude each other");
+        argp_error(state, catalogue_text("a command, --shell and --print-environment exclude each other"));
 }
 
 error_t parse_one(int key, char *text, argp_state *state) {
@@ -147,7 +157,12 @@ void options_parse(int argc, char **argv, Options *options) {
     if (own < argc - 1) options->command = argv + own + 1;
 
     argp_err_exit_status = exit_usage;
-    argp parser = {option_table, parse_one, "[USER] [-- COMMAND [ARGS...]]", before_options, nullptr, nullptr, nullptr};
+    // argp looks most of the help up in the current domain, whatever domain it is told, and what stands around the
+    // options as one message.
+    textdomain(catalogue_domain);
+    const char *operands = catalogue_mark("[USER] [-- COMMAND [ARGS...]]");
+    const std::string texts = std::string(catalogue_text(before_options)) + '\v' + catalogue_text(after_options);
+    argp parser = {option_table, parse_one, operands, texts.c_str(), nullptr, nullptr, catalogue_domain};
     argp_parse(&parser, own, argv, 0, nullptr, options);
-    if (empty) throw Failure(exit_usage, "no command after --");
+    if (empty) throw Failure(exit_usage, catalogue_text("no command after --"));
 }

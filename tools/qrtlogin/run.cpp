@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "include/qrtscript.h"
+#include "platform/catalogue.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/output_reader.h"
 
@@ -44,7 +45,7 @@ uint32_t run_request(Options options, std::string tree, Secret *password) {
 
 int run_scripts(const Options &options, const std::string &tree, Secret *password, FILE *output) {
     if (qrt_init(nullptr, nullptr) != 0 || fd[0] == fd[1])
-        throw Failure(exit_directory, "cannot make the pipe for the scripts' output");
+        throw Failure(exit_directory, catalogue_text("cannot make the pipe for the scripts' output"));
     debug_level = options.debugLevel;
 
     uint32_t result = 0;
@@ -58,7 +59,7 @@ int run_scripts(const Options &options, const std::string &tree, Secret *passwor
         if (!ended) qrt_exit();
     }
 
-    if (result == QRT_NO_TREE) throw Failure(exit_tree, "no tree to run the scripts in");
-    if (result == QRT_NO_USER) throw Failure(exit_user, "no user to run the scripts for");
+    if (result == QRT_NO_TREE) throw Failure(exit_tree, catalogue_text("no tree to run the scripts in"));
+    if (result == QRT_NO_USER) throw Failure(exit_user, catalogue_text("no user to run the scripts for"));
     return static_cast<int>(result);
 }

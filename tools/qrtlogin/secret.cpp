@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/catalogue.h"
 #include "tools/qrtlogin/failure.h"
 
 void Secret::wipe() {
@@ -13,12 +14,13 @@ void Secret::wipe() {
 
 void Secret::ask(const std::string &question) {
     if (readpassphrase(question.c_str(), text_, sizeof text_, RPP_REQUIRE_TTY) == nullptr) {
-        if (errno == ENOTTY) throw Failure(exit_password, "no password: there is no terminal to ask on");
-        throw Failure(exit_password, "no password: the question was broken off");
+        if (errno == ENOTTY)
+            throw Failure(exit_password, catalogue_text("no password: there is no terminal to ask on"));
+        throw Failure(exit_password, catalogue_text("no password: the question was broken off"));
     }
     // An empty line and the end of input look alike.
-    if (text_[0] == '\0') throw Failure(exit_password, "no password was entered");
-    if (strlen(text_) > capacity) throw Failure(exit_password, "the password is too long");
+    if (text_[0] == '\0') throw Failure(exit_password, catalogue_text("no password was entered"));
+    if (strlen(text_) > capacity) throw Failure(exit_password, catalogue_text("the password is too long"));
 }
 
 void Secret::readFrom(int descriptor) {
@@ -34,11 +36,11 @@ void Secret::readFrom(int descriptor) {
     }
     text_[length] = '\0';
     if (got < 0) {
-        throw Failure(exit_usage, "cannot read the password from descriptor " + std::to_string(descriptor) + ": " +
-                                      strerror(problem));
+        throw Failure(exit_usage, catalogue_format("cannot read the password from descriptor %1$d: %2$s", descriptor,
+                                                   strerror(problem)));
     }
     close(descriptor);
-    if (length > capacity) throw Failure(exit_password, "the password is too long");
-    if (length == 0) throw Failure(exit_password, "no password on descriptor " + std::to_string(descriptor));
-    if (strlen(text_) != length) throw Failure(exit_password, "the password holds a zero byte");
+    if (length > capacity) throw Failure(exit_password, catalogue_text("the password is too long"));
+    if (length == 0) throw Failure(exit_password, catalogue_format("no password on descriptor %d", descriptor));
+    if (strlen(text_) != length) throw Failure(exit_password, catalogue_text("the password holds a zero byte"));
 }

@@ -1,0 +1,48 @@
+// Texts for people in the language of their locale, for the client, the prompts and the programs. All of them are in
+// one text domain, which is always named: what the calling program has made its own current domain does not matter.
+// Nobody binds the domain to a folder here, so that it is looked up where the C library looks unless the script
+// library, or a program, has bound it. Texts come out in English until the program has set its locale.
+#ifndef PLATFORM_CATALOGUE_H
+#define PLATFORM_CATALOGUE_H
+
+#include <libintl.h>
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+inline constexpr char catalogue_domain[] = "brasca-client-script";
+
+// The translation of a message, or the message itself.
+inline const char *catalogue_text(const char *message) __attribute__((format_arg(1)));
+inline const char *catalogue_text(const char *message) {
+    return dgettext(catalogue_domain, message);
+}
+
+// The translation for `count` things: `one` is the English message for one thing, `many` that for others.
+inline const char *catalogue_plural(const char *one, const char *many, unsigned long count)
+    __attribute__((format_arg(1), format_arg(2)));
+inline const char *catalogue_plural(const char *one, const char *many, unsigned long count) {
+    return dngettext(catalogue_domain, one, many, count);
+}
+
+// Marks a message for the catalogue that is looked up later, by catalogue_text or by argp.
+constexpr const char *catalogue_mark(const char *message) {
+    return message;
+}
+
+// The translation of a message with its arguments in their places. A message with two or more numbers them ("%1$s"), so
+// that a translation may put them in another order.
+inline std::string catalogue_format(const char *message, ...) __attribute__((format(printf, 1, 2)));
+inline std::string catalogue_format(const char *message, ...) {
+    va_list arguments, again;
+    va_start(arguments, message);
+    va_copy(again, arguments);
+    const int length = vsnprintf(nullptr, 0, catalogue_text(message), arguments);
+    std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
+    vsnprintf(text.data(), text.size() + 1, catalogue_text(message), again);
+    va_end(again);
+    va_end(arguments);
+    return text;
+}
+
+#endif
