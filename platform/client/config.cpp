@@ -192,7 +192,8 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
         const SchemaAttribute *row = schema_find_ldap(name);
         if (row == nullptr || site.empty() ||
             !std::all_of(site.begin(), site.end(), [](unsigned char c) { return isalnum(c) != 0 || c == '-'; })) {
-            table.refuse("attributes", name + " = \"" + site + "\": not an attribute of the client, or no LDAP name");
+            table.refuse("attributes", std::string(name).append(" = \"").append(site) +
+                                           "\": not an attribute of the client, or no LDAP name");
         }
         ldap.attributes[row->ldap] = site;
     }
@@ -238,7 +239,7 @@ ConfigServer read_server(Table &table) {
     return server;
 }
 
-void check_default_tree(Table &top, const Config &config) {
+void check_default_tree(const Table &top, const Config &config) {
     for (const ConfigTree &tree : config.trees) {
         if (equal_nocase(tree.name, config.defaultTree)) {
             return;
