@@ -241,6 +241,8 @@ static uint32_t run_scripts(Run &run) {
     set_context(run);
     set_primary_server(run);
     run.object.reset(qrt_Object());
+    // The setters keep quiet about memory that runs out. Scripts without a user to run them for are no login.
+    if (!run.object) throw std::bad_alloc();
     run_container_script(run);
     run_profile_script(run);
     const int result = run_user_script(run);

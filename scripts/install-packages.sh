@@ -5,8 +5,8 @@
 #   scripts/install-packages.sh build check    to run every test as well
 #   scripts/install-packages.sh build analysis scripts/check-analysis.sh
 set -eu
-build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev util-linux mount"
-check="clang python3 libclang-rt-14-dev binutils gettext slapd ldap-utils openssl cppcheck"
+build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libsasl2-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev util-linux mount"
+check="clang python3 libclang-rt-14-dev binutils gettext slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck"
 analysis="git clang-tidy cppcheck abigail-tools"
 
 wanted=

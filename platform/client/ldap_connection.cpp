@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "platform/client/ldap_certificate.h"
+#include "platform/client/ldap_ticket.h"
 #include "platform/client/names.h"
 #include "platform/zk.h"
 
@@ -53,6 +54,23 @@ LdapEntry entry_of(LDAP *ld, LDAPMessage *message) {
     }
     ber_free(cursor, 0);
     return entry;
+}
+
+// Frees the list.
+std::vector<std::string> texts_of(char **list) {
+    std::vector<std::string> texts;
+    for (char **one = list; one != nullptr && *one != nullptr; one++) {
+        texts.emplace_back(*one);
+    }
+    ldap_memvfree(reinterpret_cast<void **>(list));
+    return texts;
+}
+
+bool is_same_dn(const std::string &one, const std::string &other) {
+    Name first;
+    Name second;
+    return !other.empty() && name_parse_dn(one, {}, &first, nullptr) && name_parse_dn(other, {}, &second, nullptr) &&
+           name_equal(first, second);
 }
 
 struct OptionRow {
@@ -116,7 +134,7 @@ void LdapConnection::open(LdapDeadline deadline) {
     if (result != LDAP_SUCCESS) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address.text + ": " + ldap_err2string(result));
     }
-    owner.reset(ld);
+    wire->handle.reset(ld);
     begin(deadline);
     watch.attach(ld);
     setOptions(deadline);
@@ -287,9 +305,17 @@ LdapAnswer LdapConnection::take(LDAPMessage *messages) {
     for (LDAPMessage *one = ldap_first_entry(ld, messages); one != nullptr; one = ldap_next_entry(ld, one)) {
         answer.entries.push_back(entry_of(ld, one));
     }
+    for (LDAPMessage *one = ldap_first_reference(ld, messages); one != nullptr; one = ldap_next_reference(ld, one)) {
+        char **uris = nullptr;
+        if (ldap_parse_reference(ld, one, &uris, nullptr, 0) == LDAP_SUCCESS) {
+            answer.references.push_back(texts_of(uris));
+        }
+    }
     char *text = nullptr;
+    char **elsewhere = nullptr;
     // The result is the last message of the chain, and this call looks for it there.
-    int parsed = ldap_parse_result(ld, messages, &answer.result, nullptr, &text, nullptr, nullptr, 0);
+    int parsed = ldap_parse_result(ld, messages, &answer.result, nullptr, &text, &elsewhere, nullptr, 0);
+    answer.referral = texts_of(elsewhere);
     if (text != nullptr) {
         answer.text = text;
         ldap_memfree(text);
@@ -318,11 +344,19 @@ LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadlin
 }
 
 LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadline) {
-    begin(deadline);
+    if (config.gssapi) {
+        return bindWithTicket(identity, deadline);
+    }
     if (config.external) {
+        begin(deadline);
         return bindExternal(identity);
     }
-    if (!secured && !address.local && !(config.cleartextLoopback && loopback)) {
+    return bindWithPassword(identity, deadline);
+}
+
+LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline) {
+    begin(deadline);
+    if (!isTrusted()) {
         throw LdapTrouble(ZKE_TLS_REQUIRED, address.text +
                                                 ": the password was not sent: the connection is not "
                                                 "encrypted (use ldaps or start_tls)");
@@ -337,6 +371,18 @@ LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadl
     return take(await(message));
 }
 
+// The DN that the server takes the connection's user for.
+std::string LdapConnection::whoAmI() {
+    berval *who = nullptr;
+    int result = ldap_whoami_s(ld, &who, nullptr, nullptr);
+    if (result != LDAP_SUCCESS) {
+        fail(result, "the login");
+    }
+    std::string name = who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
+    ber_bvfree(who);
+    return name.compare(0, 3, "dn:") == 0 ? name.substr(3) : name;
+}
+
 // The kernel tells the server who asks. The login is the user's only if the server says so too.
 LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
     int message = 0;
@@ -346,21 +392,35 @@ LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
         fail(result, "the login");
     }
     LdapAnswer answer = take(await(message));
-    if (answer.result != LDAP_SUCCESS) {
-        return answer;
-    }
-    berval *who = nullptr;
-    result = ldap_whoami_s(ld, &who, nullptr, nullptr);
-    if (result != LDAP_SUCCESS) {
-        fail(result, "the login");
-    }
-    std::string name = who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
-    ber_bvfree(who);
-    Name asked;
-    Name told;
-    if (name.compare(0, 3, "dn:") != 0 || !name_parse_dn(identity.dn(), {}, &asked, nullptr) ||
-        !name_parse_dn(name.substr(3), {}, &told, nullptr) || !name_equal(asked, told)) {
+    if (answer.result == LDAP_SUCCESS && !is_same_dn(identity.dn(), whoAmI())) {
         answer.result = LDAP_INVALID_CREDENTIALS;
     }
     return answer;
+}
+
+LdapAnswer LdapConnection::bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline) {
+    begin(deadline);
+    LdapTicketResult told;
+    if (!ldap_ticket_bind(wire, secured, deadline, &told)) {
+        throw LdapTrouble(ZKE_SERVER_SILENT, address.text +
+                                                 ": the login with the ticket did not end in time: the server or a "
+                                                 "key distribution centre does not answer");
+    }
+    if (told.result == LDAP_SERVER_DOWN || told.result == LDAP_TIMEOUT || told.result == LDAP_DECODING_ERROR) {
+        fail(told.result, "the login");
+    }
+    std::string refused = address.text + ": the login with the ticket failed: ";
+    if (told.result == LDAP_OTHER || told.result == LDAP_UNAVAILABLE || told.result == LDAP_BUSY) {
+        throw LdapTrouble(ZKE_TICKET_REFUSED, refused + told.words); // another server may have its own key
+    }
+    if (told.result != LDAP_SUCCESS) {
+        throw CodedError(ZKE_TICKET_REFUSED, refused + told.words);
+    }
+    answered = true;
+    std::string who = whoAmI();
+    if (!is_same_dn(identity.dn(), who)) {
+        throw CodedError(ZKE_TICKET_REFUSED, refused + "it is the ticket of " + (who.empty() ? "nobody" : who) +
+                                                 ", not of " + identity.dn());
+    }
+    return LdapAnswer();
 }

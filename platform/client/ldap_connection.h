@@ -47,9 +47,16 @@ class LdapIdentity {
     std::vector<char> mask_;
 };
 
+// The server that a referral led to, and whether everybody on the way there may see a password. Empty: the tree's own.
+struct LdapOrigin {
+    std::string server;
+    bool trusted = false;
+};
+
 struct LdapEntry {
     std::string dn;
     std::vector<std::pair<std::string, std::vector<std::string>>> attributes; // name without options, values
+    LdapOrigin origin = {};
 };
 
 struct LdapSearch {
@@ -64,6 +71,22 @@ struct LdapAnswer {
     int result = 0; // LDAP's result code
     std::string text;
     std::vector<LdapEntry> entries; // also those before a limit was hit
+
+    // Where the rest is: URIs of which any will do, instead of the answer (LDAP_REFERRAL) and beside the entries.
+    std::vector<std::string> referral;
+    std::vector<std::vector<std::string>> references;
+    // Not empty: something of the rest could not be had, and why.
+    std::string missing;
+    uint32_t missingCode = 0;
+};
+
+// A handle of libldap's and the watch over it, which has to outlive it.
+struct LdapWire {
+    struct Unbind {
+        void operator()(LDAP *handle) const { ldap_unbind_ext(handle, nullptr, nullptr); }
+    };
+    LdapWatch watch;
+    std::unique_ptr<LDAP, Unbind> handle;
 };
 
 class LdapConnection {
@@ -73,11 +96,17 @@ class LdapConnection {
     LdapConnection(const LdapConnection &) = delete;
     LdapConnection &operator=(const LdapConnection &) = delete;
 
-    // Both throw LdapTrouble. A password is sent only where nobody can read it on the way: ZKE_TLS_REQUIRED otherwise.
+    // All throw LdapTrouble. A password is sent only where nobody can read it on the way: ZKE_TLS_REQUIRED otherwise.
+    // `bind` goes by what the configuration trusts: the password, the user's ticket, or the kernel. Throws CodedError,
+    // ZKE_TICKET_REFUSED, for a ticket that is missing, not taken or somebody else's: no other server will take it.
     LdapAnswer bind(const LdapIdentity &identity, LdapDeadline deadline);
+    LdapAnswer bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline);
     LdapAnswer search(const LdapSearch &search, LdapDeadline deadline);
 
     const std::string &uri() const { return address.text; }
+    bool isSecured() const { return secured; }
+    // Can nobody but the server hear what is said, or is that what the configuration wants?
+    bool isTrusted() const { return secured || address.local || (config.cleartextLoopback && loopback); }
     // Has it answered before? A connection that was idle may have been closed for that alone.
     bool hasAnswered() const { return answered; }
     bool wasClosed() const { return watch.event() == LdapWatch::Closed; }
@@ -93,6 +122,8 @@ class LdapConnection {
     LDAPMessage *await(int message);
     LdapAnswer take(LDAPMessage *messages);
     LdapAnswer bindExternal(const LdapIdentity &identity);
+    LdapAnswer bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline);
+    std::string whoAmI();
     [[noreturn]] void fail(int result, const char *what) const;
 
     // A connection that looks at the certificate and is never used for anything else.
@@ -102,11 +133,8 @@ class LdapConnection {
 
     const ConfigLdap &config;
     LdapUri address;
-    LdapWatch watch;
-    struct Unbind {
-        void operator()(LDAP *handle) const { ldap_unbind_ext(handle, nullptr, nullptr); }
-    };
-    std::unique_ptr<LDAP, Unbind> owner; // after the watch, which has to outlive it
+    std::shared_ptr<LdapWire> wire = std::make_shared<LdapWire>(); // also of a login that hangs
+    LdapWatch &watch = wire->watch;
     LDAP *ld = nullptr;
     bool loopback = false;
     bool secured = false;
