@@ -26,6 +26,7 @@ void attach_statement(OwnedText server) {
         say("Attached to server(%s)\n", server.get());
     } else {
         // Positional placeholders are an extension of the language's formats.
+        // cppcheck-suppress shadowFunction ; which takes the keyword for a type
         __extension__ say("Unable to attach to server(%1$s) %2$X\n", server.get(), code);
     }
 }

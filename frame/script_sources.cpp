@@ -72,10 +72,9 @@ uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text
     }
     uint32_t connection = 0;
     const bool counted = count_connection(handle, connection);
-    std::string script;
     bool complete = true;
     try {
-        script = read_stream(file);
+        const std::string script = read_stream(file);
         // The last line is to end with a line break, whatever the stream ends with; the text ends at its first zero
         // byte.
         *text = text_copy(script.substr(0, script.find('\0')) + "\r\n").release();

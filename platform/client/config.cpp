@@ -256,7 +256,7 @@ ConfigServer read_server(Table &table) {
     return server;
 }
 
-void check_default_tree(Table &top, const Config &config) {
+void check_default_tree(const Table &top, const Config &config) {
     for (const ConfigTree &tree : config.trees) {
         if (equal_nocase(tree.name, config.defaultTree)) {
             return;

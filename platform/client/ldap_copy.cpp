@@ -104,7 +104,7 @@ LdapCopy::LdapCopy(const ConfigTree &tree, const Name &treeBase, const std::stri
         settings += "\n" + uri;
     }
     for (const auto &[name, site] : tree.ldap.attributes) {
-        settings += "\n" + name + "=" + site;
+        settings.append("\n").append(name).append("=").append(site);
     }
     belongsTo = hash_text(settings);
     path = folder + "/" + hash_text(settings + "\n" + kind) + ".ldif";

@@ -120,11 +120,12 @@ LdapAnswer LdapServers::search(const LdapSearch &search) {
 }
 
 LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where) {
-    std::unique_ptr<LdapConnection> keptConnection = std::move(connection);
+    std::unique_ptr<LdapConnection> keptConnection;
     size_t keptCurrent = current;
     LdapIdentity keptIdentity = std::move(identity);
-    if (keptIdentity.dn().empty()) {
-        connection = std::move(keptConnection); // a connection of nobody's may become the user's
+    // A connection of nobody's may become the user's.
+    if (!keptIdentity.dn().empty()) {
+        keptConnection = std::move(connection);
     }
     auto putBack = [&]() {
         *bound = std::move(connection);

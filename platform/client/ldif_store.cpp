@@ -231,7 +231,7 @@ void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const 
 
 void LdifStore::index_entry(uint32_t number) {
     const Entry &entry = *nodes[number].entry;
-    uint32_t &first = byKey.emplace(name_key(entry.name), number).first->second;
+    const uint32_t first = byKey.emplace(name_key(entry.name), number).first->second;
     if (first != number) {
         uint32_t last = first;
         while (nodes[last].sameKey != no_node) {

@@ -20,7 +20,11 @@ uint32_t login_in_tree(Connection *connection, const char *user, const char *pas
     const SchemaAttribute *own = schema_find_ldap("qrtServerUser");
     uint32_t ordinal = 0;
     for (const EntryValue &value : connection->server->values) {
-        if (value.attribute == own && ++ordinal > 0 && server_user_matches(value.text, user, password)) {
+        if (value.attribute != own) {
+            continue;
+        }
+        ordinal++;
+        if (server_user_matches(value.text, user, password)) {
             connection_authenticate_as(connection, std::string("\\") + user, ordinal);
             return ZK_OK;
         }

@@ -22,7 +22,7 @@ uint32_t ZKCLXInit(void *, void *) {
 
 uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, uint8_t *patch) {
     uint8_t *parts[] = {major, minor, revision, patch};
-    for (uint8_t *part : parts) {
+    for (const uint8_t *part : parts) {
         if (part == nullptr) {
             return ZKE_BAD_PARAMETER;
         }

@@ -1,7 +1,7 @@
 // Interrupts at random points of a run. After BREAK ON the output is what whole lines had been written and then the
 // abort line, and the process has ended with 0; otherwise the script's output is whole, and the next script runs like
 // the first. Never a torn line, never a process that hangs or dies of something else.
-//   INTERRUPTS=10000 SEED=1 tests/interrupts    so many, and a repetition; one of ten goes through qrtlogin
+//   INTERRUPTS=10000 SEED=1 SHARE=10 tests/interrupts    so many, a repetition, and one of ten through qrtlogin
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
@@ -27,10 +27,9 @@ const char program_line[] = "said by a program\n";
 constexpr int status_whole = 40;      // the interrupt came while the script ran
 constexpr int status_too_late = 41;   // the script had ended before it
 constexpr int patience_in_ms = 60000; // beyond that a process counts as hanging
-constexpr int program_share = 10;
 
 const char body[] =
-    "WRITE \"Good %GREETING_TIME, %FULL_NAME of %LOGIN_CONTEXT\"\n"
+    "WRITE \"Hello %FULL_NAME of %LOGIN_CONTEXT\"\n"
     "SET NAME=\"%LOGIN_NAME\"\n"
     "IF \"%<NAME>\"=\"jdoe\" THEN\n"
     "  WRITE \"%<NAME> it is\"\n"
@@ -249,12 +248,13 @@ TEST_F(Interrupts, LeaveWholeLines) {
     program = typical([&](double *seconds) { run_program(cases_[1].script, 0, seconds); });
 
     const long wanted = setting("INTERRUPTS", 150);
+    const long share = setting("SHARE", 10);
     long count[4] = {};
     printf("seed %lu, a run takes %.1f ms, through qrtlogin %.1f ms\n", seed_, library * 1e3, program * 1e3);
     for (long attempt = 0; count[Aborted] + count[Whole] < wanted && attempt < 5 * wanted; ++attempt) {
         const size_t which = static_cast<size_t>(attempt) % cases_.size();
         const Case &one = cases_[which];
-        const bool through_program = attempt % program_share == 0;
+        const bool through_program = attempt % share == 0;
         const long point = random_point(through_program ? program : library);
         const Trial trial = through_program ? run_program(one.script, point) : run(one.script, point);
         const bool breaks = which == 0;

@@ -355,6 +355,20 @@ TEST_F(InterruptedLogin, IsIgnoredByTheScripts) {
     EXPECT_NE(shown.find("command\r\n"), std::string::npos);
 }
 
+// The scripts have ended by then, and most of what they wrote has not been read yet.
+TEST_F(InterruptedLogin, AfterTheLastScriptEverythingIsStillShown) {
+    std::string script = "BREAK ON\nWRITE \"waiting\"\n";
+    for (int line = 0; line < 300; ++line) script += "WRITE \"" + std::string(99, 'x') + "\"\n";
+    userScript(script + "WRITE \"last\"\n");
+    TerminalProcess process(askingLogin(), environment);
+    ASSERT_TRUE(process.awaits(question));
+    process.type("secret\n");
+    ASSERT_TRUE(process.awaits("waiting\r\n"));
+    process.interrupt();
+    EXPECT_EQ(process.finish(), 0);
+    EXPECT_TRUE(process.awaits("last\r\n")) << process.shown();
+}
+
 TEST_F(InterruptedLogin, AfterBreakOnEndsTheLoginAndSaysSo) {
     std::string shown;
     EXPECT_EQ(interrupt("BREAK ON\n" + waiting() + "WRITE \"goes on\"\n", {"--", "echo", "command"}, &shown), 0);

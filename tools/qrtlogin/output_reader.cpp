@@ -62,14 +62,19 @@ void catch_up() {
 void interrupted(int signal) {
     // A script's program that has not been started yet still has this handler.
     if (bcntrlc == 0 || getpid() != main_process) return;
+    // The scripts have ended: there is nothing left to abort.
+    if (fd[1] < 0) return;
     password_in_use->wipe();
     if (CurrentPassword != nullptr) explicit_bzero(CurrentPassword, strlen(CurrentPassword));
     pid_t teller = _Fork();
     if (teller <= 0) cntrlcHandler(signal);
-    while (waitpid(teller, nullptr, 0) < 0 && errno == EINTR) continue;
+    while (waitpid(teller, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    // In the moment in which the library closes the pipe this fails, and the end has been told already.
     char end = '\0';
-    if (write(fd[1], &end, 1) == 1)
-        while (read(shown_pipe[0], &end, 1) < 0 && errno == EINTR) continue;
+    [[maybe_unused]] const ssize_t told = write(fd[1], &end, 1);
+    while (read(shown_pipe[0], &end, 1) < 0 && errno == EINTR) {
+    }
     _exit(EXIT_SUCCESS);
 }
 

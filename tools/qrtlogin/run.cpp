@@ -23,15 +23,16 @@ char *text_or_null(std::optional<std::string> *text) {
     return *text ? (*text)->data() : nullptr;
 }
 
-uint32_t run_request(Options options, std::string tree, Secret *password) {
+uint32_t run_request(Options options, const std::string &tree, Secret *password) {
     // The library takes the first period as the end of the name; one in front only says that the name is complete.
     std::string user = options.user.substr(options.user[0] == '.' ? 1 : 0);
+    std::string treename = tree;
     QrtRunScriptsArgs args = {};
     args.userVar2 = text_or_null(&options.variables[0]);
     args.userVar3 = text_or_null(&options.variables[1]);
     args.userVar4 = text_or_null(&options.variables[2]);
     args.userVar5 = text_or_null(&options.variables[3]);
-    args.treename = tree.data();
+    args.treename = treename.data();
     args.context = text_or_null(&options.context);
     args.user = user.data();
     args.profileScript = text_or_null(&options.profileScript);
