@@ -34,6 +34,7 @@
 namespace {
 
 constexpr unsigned hang_after = 60;
+constexpr long enough_wrong = 5; // of one case: more of them tell nothing new
 
 // What a child tells, in memory that it shares with this process.
 struct Record {
@@ -104,7 +105,8 @@ void sweep(const Case &one, long stride, bool for_good, Total &total) {
     if (one.fresh)
         in_child([&] { snprintf(record->usual, sizeof record->usual, "%s", one.run({0, false}).output.c_str()); });
     const std::string title = one.name + (for_good ? ", for good" : ", once");
-    for (long at = 1; !record->done; at = record->at + stride) {
+    const long before = total.wrong;
+    for (long at = 1; !record->done && total.wrong < before + enough_wrong; at = record->at + stride) {
         record->at = record->failures = record->wrong = 0;
         record->complaint[0] = '\0';
         const int status = in_child([&] { run_from(one, at, stride, for_good, record); });

@@ -63,6 +63,14 @@ FILE *new_output() {
     return output;
 }
 
+// The greeting goes by the time of day, which does not stand still during the check.
+std::string without_greeting(std::string text) {
+    for (const std::string word : {"morning", "afternoon", "evening"})
+        for (size_t at = text.find("Good " + word); at != text.npos; at = text.find("Good " + word))
+            text.replace(at, 5 + word.size(), "Hello");
+    return text;
+}
+
 std::string taken(FILE *output) {
     std::string text;
     char block[4096];
@@ -86,7 +94,7 @@ CaseRun run_script(const std::string &text, Failing failing) {
     sample_log_out(ctx);
     end_session();
     fdr = nullptr;
-    run.output = taken(output) + "[result " + std::to_string(result) + "]\n";
+    run.output = without_greeting(taken(output)) + "[result " + std::to_string(result) + "]\n";
     return run;
 }
 
@@ -140,7 +148,7 @@ CaseRun run_login(Failing failing) {
         free(CurrentPassword);
         CurrentPassword = nullptr;
     }
-    if (started) run.output = drained();
+    if (started) run.output = without_greeting(drained());
     close_pipe();
     if (!started && fd[0] > 0) {
         close(fd[0]);

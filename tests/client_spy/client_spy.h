@@ -55,9 +55,11 @@ void fail(const std::string &name, uint32_t code);                      // every
 void fail_nth(const std::string &name, int occurrence, uint32_t code);  // once, the occurrence counted from 1
 void fail_from(const std::string &name, int occurrence, uint32_t code); // that one and all later ones
 void fail_call(int number, uint32_t code); // once, the call of that number among all (from 1); a question is answered 0
-void fail_calls_from(int number, uint32_t code); // the call of that number and every later one, likewise
-void mend();                                     // forgets all faults
-int call_count();                                // calls since reset(), for sweeps over fail_call
+// The call of that number and every later one, likewise. A code of 0 leaves the enumeration of drives alone, which
+// would never end.
+void fail_calls_from(int number, uint32_t code);
+void mend();      // forgets all faults
+int call_count(); // calls since reset(), for sweeps over fail_call
 
 // ---- trees, servers, connections ----
 

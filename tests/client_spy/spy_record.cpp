@@ -75,10 +75,11 @@ static void keep(const char *name, std::initializer_list<std::string> arguments)
     if (all.hook) all.hook(call);
 }
 
-static std::optional<uint32_t> numbered_fault(int number) {
+static std::optional<uint32_t> numbered_fault(int number, const char *name) {
     const State &all = state();
     if (auto fault = all.numberedFaults.find(number); fault != all.numberedFaults.end()) return fault->second;
-    if (all.allFrom != 0 && number >= all.allFrom) return all.allCode;
+    const bool endless = all.allCode == ZK_OK && strcmp(name, "ZKEnumMappedDrives") == 0;
+    if (all.allFrom != 0 && number >= all.allFrom && !endless) return all.allCode;
     return {};
 }
 
@@ -89,7 +90,7 @@ std::optional<uint32_t> record(const char *name, std::initializer_list<std::stri
     all.recording = true;
     keep(name, arguments);
     all.recording = false;
-    std::optional<uint32_t> byNumber = numbered_fault(number);
+    std::optional<uint32_t> byNumber = numbered_fault(number, name);
     if (numbered) *numbered = byNumber.has_value();
     if (byNumber) return byNumber;
     for (const Fault &fault : all.faults[name])

@@ -11,6 +11,7 @@ extern "C" size_t __sanitizer_get_allocated_size(const volatile void *);
 
 namespace {
 
+constexpr int programs_every = 7; // odd, since every other login of a sweep is a plain one
 const char password[] = "the-password";
 const char typed[] = "typed-secret";
 
@@ -18,13 +19,14 @@ const char typed[] = "typed-secret";
 const char container_script[] =
     "REM a remark\n* another\n; and another\nBREAK ON\nDOS BREAK OFF\n"
     "WRITE \"%FULL_NAME %LOGIN_NAME %NO_SUCH %HOME_DIRECTORY %CN %STATION %USER_ID %REQUESTER %<X> %2\"\n"
-    "WRITE %FULL_NAME; \"joined\"; 3 + 4 * 2\n"
+    "WRITE %FULL_NAME; \"joined\"; 30 + 40 * 20\n"
     "IF MEMBER OF \"staff\" THEN\nWRITE \"staff\"\nELSE\nWRITE \"guest\"\nEND\n"
     "IF NOT MEMBER OF \".none.acme\" THEN WRITE \"not in none\"\n"
     "IF VALUE \"5\" > \"4\" AND \"a\" = \"A\" OR \"b\" IS \"c\" THEN BEGIN\nWRITE \"true\"\nENDIF\n"
     "INCLUDE .news.acme\nINCLUDE SYS:NOFILE\nDISPLAY SRV1/SYS:NOFILE\nDISPLAY \\\\SRV1\\SYS\\NOFILE\n"
     "DISPLAY .apps.acme:X\nFDISPLAY F:X\nFDISPLAY .news.acme\nLASTLOGINTIME\n"
-    "MAP F:=SYS:\nPATH S1:=SYS:bin\nDRIVE F:\n# no-such-program\n@ no-such-program\n"
+    "DRIVE F:\n"
+    "IF \"%3\" = \"programs\" THEN\nMAP F:=SYS:\nPATH S1:=SYS:bin\n# no-such-program\n@ no-such-program\nEND\n"
     "SET X = \"%TITLE\"\nDOS SET X = \"\"\nTEMP SET X=\nLOCAL SET X = \"local\"\nSHIFT 1\nSHIFT -1\nSHIFT\n"
     "CLS\nPAUSE\nWAIT\nFIRE 3\nDEBUG 0\nDEBUG OFF\nNO_DEFAULT\nSET_TIME ON\nSCRIPT_SERVER SRV1\nTERM ansi\n"
     "SWAP\nNOSWAP\nCOMSPEC =/bin/sh\nREGREAD \"HKLM,Software\"\nDOS VERIFY ON\n"
@@ -137,6 +139,8 @@ void WholeLoginTest::log_in(const std::function<void()> &fail, Failing failing) 
     args_.user = hold("jdoe");
     args_.password = hold(password);
     args_.userVar2 = hold("two");
+    // Starting programs takes as long as all the rest.
+    if (logins_++ % programs_every == 0) args_.userVar3 = hold("programs");
     fail();
     wipe_watch::forget();
     const int before = open_descriptors();

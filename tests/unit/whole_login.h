@@ -32,6 +32,7 @@ class WholeLoginTest : public RunSequenceTest {
     // The end of a session that was left open.
     static void end_session();
 
+    int logins_ = 0;
     std::string first_; // what the first plain login printed
 };
 
