@@ -4,6 +4,7 @@
 #include <string>
 
 #include "commands/file_spec.h"
+#include "directory/attributes.h"
 #include "directory/names.h"
 #include "frame/output.h"
 #include "network/contexts.h"
@@ -15,15 +16,6 @@ static void copy_out(char *out, size_t size, const std::string &text) {
     const size_t length = text.size() < size ? text.size() : size - 1;
     memcpy(out, text.data(), length);
     out[length] = '\0';
-}
-
-// A text attribute by the lighter reader.
-static uint32_t read_text(uint32_t handle, const std::string &object, const char *attribute, std::string &value) {
-    char *data = nullptr;
-    const uint32_t code = __GetAttribute(handle, object.c_str(), attribute, &data);
-    const OwnedText owned(data);
-    if (code == 0) value = data ? data : "";
-    return code;
 }
 
 // A name without a context belongs to the logged-in user's container.
@@ -41,12 +33,12 @@ static uint32_t resolve(uint32_t handle, std::string name, const char *tree, cha
                         char *pathOut) {
     name = in_users_container(handle, name);
     std::string target, volume, server;
-    if (read_text(handle, name, "Path", target) == 0) {
+    if (attributes_last_text(handle, name.c_str(), "Path", target) == 0) {
         const size_t colon = target.find(':');
         if (colon != target.npos) copy_out(pathOut, out_size, target.substr(colon + 1));
         name = target.substr(0, colon);
     }
-    uint32_t code = read_text(handle, name, "Host_Resource_Name", volume);
+    uint32_t code = attributes_last_text(handle, name.c_str(), "Host_Resource_Name", volume);
     if (code != 0) {
         // To standard output, unlike every other message: required.
         printf(output_translate("Unable to find volume object %1$s in tree: %2$s\n"), name.c_str(), tree);
@@ -54,7 +46,7 @@ static uint32_t resolve(uint32_t handle, std::string name, const char *tree, cha
         return code;
     }
     copy_out(volumeOut, out_size, volume);
-    code = read_text(handle, name, "Host_Server", server);
+    code = attributes_last_text(handle, name.c_str(), "Host_Server", server);
     copy_out(serverOut, ZK_SERVER_NAME_SIZE, server.substr(0, server.find('.')));
     return code;
 }

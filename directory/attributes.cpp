@@ -83,11 +83,12 @@ struct Reader {
 };
 } // namespace
 
-static uint32_t walk_reply(AttributeRead &read, const Reader &reader, char **text) {
+// `text` is the value and `owned` what of it is to be freed: nothing when the text is ctime's own.
+static uint32_t walk_reply(AttributeRead &read, const Reader &reader, OwnedText &owned, char *&text) {
     uint32_t attributes = 0;
     uint32_t code = attributes_count(read, attributes);
-    OwnedText owned = text_copy("");
-    char *found = owned.get();
+    owned = text_copy("");
+    text = owned.get();
     for (uint32_t i = 0; code == ZK_OK && i < attributes; i++) {
         AttributeHead head;
         code = attributes_head(read, head);
@@ -95,13 +96,10 @@ static uint32_t walk_reply(AttributeRead &read, const Reader &reader, char **tex
         for (uint32_t j = 0; code == ZK_OK && j < head.values; j++) {
             AttributeValue value;
             code = attribute_values_fetch(read.handle, read.reply.get(), head.syntax, value);
-            if (code == ZK_OK) reader.take(value, head.name, owned, found);
+            if (code == ZK_OK) reader.take(value, head.name, owned, text);
         }
     }
-    if (code != ZK_OK) return code;
-    *text = found;
-    static_cast<void>(owned.release());
-    return ZK_OK;
+    return code;
 }
 
 static void take_text(AttributeValue &value, const char *attribute, OwnedText &owned, char *&text) {
@@ -144,19 +142,43 @@ uint32_t qrt_GetAttribute(uint32_t handle, const char *object, const char *attri
     if (code != ZK_OK) return code;
     code = read_last_reply(read, object);
     if (code == ZKE_NO_SUCH_ATTRIBUTE) return ask_schema(read);
-    return code == ZK_OK ? walk_reply(read, {false, take_text}, text) : code;
+    if (code != ZK_OK) return code;
+    OwnedText owned;
+    char *found = nullptr;
+    code = walk_reply(read, {false, take_text}, owned, found);
+    if (code == ZK_OK) *text = owned.release();
+    return code;
 } catch (const std::bad_alloc &) {
     return ZKE_NO_MEMORY;
 }
 
-uint32_t __GetAttribute(uint32_t handle, const char *object, const char *attribute, char **value) try {
+static uint32_t read_last_value(uint32_t handle, const char *object, const char *attribute, OwnedText &owned,
+                                char *&value) {
     if (!object) return ZKE_NO_SUCH_ENTRY;
     AttributeRead read;
     uint32_t code = attributes_prepare(read, handle, attribute);
     if (code == ZK_OK) code = read_last_reply(read, object);
-    return code == ZK_OK ? walk_reply(read, {true, take_value}, value) : code;
+    return code == ZK_OK ? walk_reply(read, {true, take_value}, owned, value) : code;
+}
+
+uint32_t __GetAttribute(uint32_t handle, const char *object, const char *attribute, char **value) try {
+    OwnedText owned;
+    char *found = nullptr;
+    const uint32_t code = read_last_value(handle, object, attribute, owned, found);
+    if (code != ZK_OK) return code;
+    static_cast<void>(owned.release());
+    *value = found;
+    return ZK_OK;
 } catch (const std::bad_alloc &) {
     return ZKE_NO_MEMORY;
+}
+
+uint32_t attributes_last_text(uint32_t handle, const char *object, const char *attribute, std::string &text) {
+    OwnedText owned;
+    char *found = nullptr;
+    const uint32_t code = read_last_value(handle, object, attribute, owned, found);
+    if (code == ZK_OK) text = found ? found : "";
+    return code;
 }
 
 namespace {

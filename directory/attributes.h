@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "platform/zk.h"
 #include "qrtscript.h"
@@ -42,5 +43,9 @@ uint32_t attributes_prepare(AttributeRead &read, uint32_t handle, const char *at
 uint32_t attributes_read(AttributeRead &read, const char *object);
 uint32_t attributes_count(const AttributeRead &read, uint32_t &count);
 uint32_t attributes_head(const AttributeRead &read, AttributeHead &head);
+
+// The text that __GetAttribute hands out, copied: a directory may give any attribute the time syntax, whose text is
+// not the caller's to free. `text` is written only for 0. Throws std::bad_alloc.
+uint32_t attributes_last_text(uint32_t handle, const char *object, const char *attribute, std::string &text);
 
 #endif

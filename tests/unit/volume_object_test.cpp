@@ -47,6 +47,18 @@ TEST_F(VolumeObjectTest, ADirectoryMapsPathIsOfThePathSyntax) {
     EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public/apps");
 }
 
+// The text of a time is not on the heap.
+TEST_F(VolumeObjectTest, AnAttributeOfTheTimeSyntaxIsAText) {
+    const spy::Value january = spy::number(ZK_SYNTAX_TIME, 15 * 86400);
+    spy::attribute("apps.sales.acme", "Path", {january});
+    resolve("apps.sales.acme");
+    EXPECT_THAT(spy::calls("ZKDSRead").back(), HasSubstr(" Jan 1")) << "up to its first colon it names the volume";
+
+    spy::attribute("vol1.sales.acme", "Host_Resource_Name", {january});
+    spy::attribute("vol1.sales.acme", "Host_Server", {january});
+    EXPECT_THAT(resolve("vol1.sales.acme"), HasSubstr(" Jan 1"));
+}
+
 TEST_F(VolumeObjectTest, TheClientIsAskedInThisOrder) {
     spy::abbreviated("vol1.sales.acme", "vol1");
     volume("vol1.sales.acme", "SRV1.acme", "DATA");
