@@ -41,10 +41,13 @@ static void join_output(int output) {
     }
 }
 
+// A program that runs under nohup passes that on.
 static void reset_signals() {
     struct sigaction usual = {};
     usual.sa_handler = SIG_DFL;
-    for (const int number : {SIGINT, SIGPIPE, SIGCHLD}) sigaction(number, &usual, nullptr);
+    for (int number = 1; number < NSIG; ++number) {
+        if (number != SIGHUP) sigaction(number, &usual, nullptr);
+    }
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);

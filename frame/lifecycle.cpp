@@ -73,8 +73,10 @@ int qrt_init(void *, FILE *output) {
 
 int qrt_exit() {
     if (fdr) {
+        const PipeSignal held = output_hold_pipe_signal();
         putc('\0', fdr);
         fflush(fdr);
+        output_release_pipe_signal(held, fdr);
     }
     // With a stream of the caller's own this is descriptor 0: required. The stream itself stays open.
     close(fd[1]);
@@ -108,6 +110,9 @@ int qrt_ReadResults(char **line) try {
 
 void cntrlcHandler(int) {
     if (!bcntrlc) return;
+    text_wipe(CurrentPassword);
+    // A reader that is gone does not change how the process ends.
+    signal(SIGPIPE, SIG_IGN);
     // Every write to the stream is flushed, so that writing past it puts the bytes in the same place.
     size_t left = strlen(abort_message);
     const char *at = abort_message;

@@ -3,6 +3,7 @@
 #ifndef FRAME_OUTPUT_H
 #define FRAME_OUTPUT_H
 
+#include <csignal>
 #include <cstdio>
 #include <string_view>
 
@@ -13,6 +14,15 @@ inline constexpr char output_domain[] = "brasca-client-script";
 
 // The catalogue's translation of a message, or the message itself.
 const char *output_translate(const char *message) __attribute__((format_arg(1)));
+
+// A reader that goes away does not end the calling program: SIGPIPE is held from this thread while it writes, and one
+// that the writing has raised is taken away before the caller's mask stands again.
+struct PipeSignal {
+    sigset_t before;
+    bool pending; // the caller's own, which stays
+};
+PipeSignal output_hold_pipe_signal();
+void output_release_pipe_signal(const PipeSignal &held, FILE *written);
 
 // Looks `message` up in the catalogue, writes it with its arguments to fdr and flushes. Positional placeholders
 // ("%1$s") let a translation reorder them. Without a stream nothing is written. Returns the result of flushing.

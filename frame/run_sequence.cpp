@@ -45,10 +45,7 @@ static void replace_default(char *&script) {
 static void take_request(QrtRunScriptsArgs *args) {
     trace_request(args);
     g_useGUI = args->userGUI;
-    if (args->password) {
-        text_wipe(CurrentPassword);
-        session_replace(CurrentPassword, args->password);
-    }
+    if (args->password) session_set_password(args->password);
     replace_default(args->profileScript);
     replace_default(args->loginScript);
     const char *values[] = {args->userVar2, args->userVar3, args->userVar4, args->userVar5};
@@ -224,8 +221,7 @@ static int run_user_script(Run &run) {
 }
 
 static void clean_up(Run &run) {
-    text_wipe(CurrentPassword);
-    session_replace(CurrentPassword, nullptr);
+    session_set_password(nullptr);
     run.object.reset();
     ZKDSFreeContext(run.handle);
     qrt_exit();
@@ -245,6 +241,8 @@ static uint32_t run_scripts(Run &run) {
     set_context(run);
     set_primary_server(run);
     run.object.reset(qrt_Object());
+    // The setters keep quiet about memory that runs out. Scripts without a user to run them for are no login.
+    if (!run.object) throw std::bad_alloc();
     run_container_script(run);
     run_profile_script(run);
     const int result = run_user_script(run);

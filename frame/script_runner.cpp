@@ -1,7 +1,5 @@
 #include "frame/script_runner.h"
 
-#include <new>
-
 #include "commands/text.h"
 #include "frame/output.h"
 #include "frame/session.h"
@@ -20,10 +18,6 @@ static void reset_parser(char *objectName, uint32_t contextHandle) {
     objname = objectName;
 }
 
-static void parse() try { yyparse(); } catch (const std::bad_alloc &) {
-    yyerror("memory exhausted");
-}
-
 int parsescript_Run(const char *text, char *objectName, uint32_t contextHandle) {
     reset_parser(objectName, contextHandle);
     // The depth is left as it stands after each run, so that runs use up the stack: required. No slot is live between
@@ -34,7 +28,7 @@ int parsescript_Run(const char *text, char *objectName, uint32_t contextHandle) 
         syntax_error = 1;
         return syntax_error;
     }
-    parse();
+    yyparse();
     lex_free_active_buffer();
     // A jump may have left a block without its END on purpose.
     if (condindex != 0 && gotoWasUsed == 0) {

@@ -56,6 +56,7 @@ static std::string read_stream(uint32_t file) {
 }
 
 uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text) try {
+    if (!objectName) return ZKE_NO_SUCH_ENTRY;
     TRACE(4, "KDB object is %s", objectName);
     const std::string name = short_name(handle, objectName);
     TRACE(4, "KDB short name is %s", name.c_str());
@@ -94,6 +95,7 @@ uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text
 }
 
 uint32_t qrt_get_container(uint32_t handle, const char *objectName, char **text) {
+    if (!objectName) return QRT_NOT_FOUND;
     char name[ZK_MAX_NAME + 1] = "";
     const uint32_t code = ZKDSReadObjectInfo(handle, objectName, name, nullptr);
     if (code != 0) {

@@ -1,5 +1,6 @@
 #include "frame/session.h"
 
+#include <atomic>
 #include <new>
 #include <string>
 
@@ -33,6 +34,15 @@ char *session_replace(char *&global, const char *value) {
     free(global);
     global = copy.release();
     return global;
+}
+
+// At no time does the global point to text that has been freed: the interrupt handler wipes what it points to.
+void session_set_password(const char *password) {
+    OwnedText text = text_copy_or_null(password);
+    const OwnedText old(CurrentPassword);
+    CurrentPassword = text.release();
+    std::atomic_signal_fence(std::memory_order_seq_cst);
+    text_wipe(old.get());
 }
 
 void session_clear() {

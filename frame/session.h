@@ -12,6 +12,9 @@
 // old text itself. Returns the new copy.
 char *session_replace(char *&global, const char *value);
 
+// Replaces CurrentPassword by a copy of `password` (null empties it), wiping the old one before it is freed.
+void session_set_password(const char *password);
+
 // Frees and nulls the texts of a session in the order in which qrt_exit promises it.
 void session_clear();
 

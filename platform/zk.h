@@ -207,7 +207,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_ACCOUNT_LOCKED 0xFFFFE002u
 #define ZKE_NOT_LOGGED_IN 0xFFFFE003u
 #define ZKE_NO_ACCESS 0xFFFFE004u
-// From here to ZKE_TLS_REQUIRED: the directory could not be asked, ZKGetLastErrorText tells why.
+// From here to ZKE_REFERRAL_BROKEN: the directory could not be asked, ZKGetLastErrorText tells why.
 #define ZKE_DIRECTORY_UNREACHABLE 0xFFFFE010u
 #define ZKE_BAD_DIRECTORY_DATA 0xFFFFE011u // the tree's file or the configuration could not be read
 #define ZKE_SERVER_SILENT 0xFFFFE012u      // a directory server took the connection and gave no answer in time
@@ -217,6 +217,9 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_ANSWER_TOO_LARGE 0xFFFFE016u   // an answer larger than the client takes
 #define ZKE_CERTIFICATE_REFUSED 0xFFFFE017u
 #define ZKE_TLS_REQUIRED 0xFFFFE018u // the password would cross the network in the clear: it was not sent
+#define ZKE_HOST_LOOKUP_SILENT 0xFFFFE019u // the look-up of a server's host name did not end in time
+#define ZKE_TICKET_REFUSED 0xFFFFE01Au     // there is no ticket for the login, or it is not taken
+#define ZKE_REFERRAL_BROKEN 0xFFFFE01Bu    // referrals that lead round, too far, or to what is no server
 #define ZKE_MALFORMED_NAME 0xFFFFE020u
 #define ZKE_BUFFER_TOO_SMALL 0xFFFFE021u
 #define ZKE_BAD_PARAMETER 0xFFFFE022u // no such context key, information item, operation; a null pointer

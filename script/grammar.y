@@ -21,6 +21,8 @@
 %require "3.8"
 
 %{
+#include <new>
+
 #include "script/actions.h"
 #include "script/token_names.h"
 #include "script/tokenizer.h"
@@ -31,6 +33,10 @@
 // EXIT ends the parse from within its action; the parser itself frees what is still on its stack.
 #define ACCEPT_IF(ended) \
     if (ended) YYACCEPT
+
+// An action or the tokenizer may run out of memory. The exported yyparse, at the end of this file, lets nothing through.
+#define yylex tokenizer_next
+#define yyparse parse_or_throw
 %}
 
 %define parse.error verbose
@@ -570,3 +576,11 @@ path:
 %%
 
 const char *const *const lex_token_names = yytname;
+
+#undef yyparse
+
+// The texts on the parser's stack are lost then: its code frees them on every way out but this one.
+int yyparse() try { return parse_or_throw(); } catch (const std::bad_alloc &) {
+    yyerror("memory exhausted");
+    return 2;
+}

@@ -1,6 +1,7 @@
 #include "script/tokenizer.h"
 
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "commands/text.h"
@@ -20,25 +21,44 @@ int isDelimeter(int ch) {
     return found;
 }
 
-char *lex_gettoken(LexBuffer *buffer) {
+static OwnedText take_word(LexBuffer *buffer) {
     const char *word = buffer->data + buffer->readPos;
     while (!isDelimeter(lex_lookaheadchar(buffer))) buffer->readPos++;
     const size_t length = static_cast<size_t>(buffer->data + buffer->readPos - word);
-    return text_copy({word, length < lex_max_word ? length : lex_max_word}).release();
+    return text_copy({word, length < lex_max_word ? length : lex_max_word});
+}
+
+// The exported readers of one text each: without memory there is none.
+static char *or_null(OwnedText (*take)(LexBuffer *), LexBuffer *buffer) try {
+    return take(buffer).release();
+} catch (const std::bad_alloc &) {
+    return nullptr;
+}
+
+char *lex_gettoken(LexBuffer *buffer) {
+    return or_null(take_word, buffer);
 }
 
 static size_t line_length(const LexBuffer *buffer) {
     return strcspn(buffer->data + buffer->readPos, "\r\n");
 }
 
+static OwnedText look_at_line(LexBuffer *buffer) {
+    return text_copy({buffer->data + buffer->readPos, line_length(buffer)});
+}
+
 char *lex_line_fetch(LexBuffer *buffer) {
-    return text_copy({buffer->data + buffer->readPos, line_length(buffer)}).release();
+    return or_null(look_at_line, buffer);
+}
+
+static OwnedText take_line(LexBuffer *buffer) {
+    OwnedText line = look_at_line(buffer);
+    buffer->readPos += static_cast<int32_t>(line_length(buffer));
+    return line;
 }
 
 char *lex_line(LexBuffer *buffer) {
-    char *line = lex_line_fetch(buffer);
-    buffer->readPos += static_cast<int32_t>(line_length(buffer));
-    return line;
+    return or_null(take_line, buffer);
 }
 
 // Translates the escapes of `raw`; `end` is the character that ended the string.
@@ -79,14 +99,18 @@ static std::string translate_escapes(std::string_view raw, char end) {
     return text;
 }
 
-char *lex_quotestring(LexBuffer *buffer) {
+static OwnedText take_quoted(LexBuffer *buffer) {
     const char *raw = buffer->data + buffer->readPos;
     size_t length = 0;
     while (!strchr("\"\r\n", raw[length])) length += raw[length] == '\\' && raw[length + 1] == '"' ? 2 : 1;
     buffer->readPos += static_cast<int32_t>(length);
     // The closing quote belongs to the string; a line end is still the statement's.
     if (raw[length] == '"') buffer->readPos++;
-    return text_copy(translate_escapes({raw, length}, raw[length])).release();
+    return text_copy(translate_escapes({raw, length}, raw[length]));
+}
+
+char *lex_quotestring(LexBuffer *buffer) {
+    return or_null(take_quoted, buffer);
 }
 
 int lex_find_replace_home(LexBuffer *buffer) {
@@ -120,7 +144,7 @@ static void start_line(LexBuffer *buffer) {
     lex_find_replace_home(buffer);
     linecounter++;
     if (debug_level > 0) {
-        OwnedText line(lex_line_fetch(buffer));
+        const OwnedText line = look_at_line(buffer);
         TRACE(0, "LINENO:%i %s", linecounter, line.get());
     }
     end_of_line = 0;
@@ -136,12 +160,12 @@ static int delimiter_token(int ch) {
     return ch;
 }
 
-int yylex() {
+int tokenizer_next() {
     TRACE(5, "Entering parser (needs more input)");
     LexBuffer *buffer = lex_activeBuffer();
     if (end_of_line) start_line(buffer);
     if (wholeline) {
-        yylval.text = lex_line(buffer);
+        yylval.text = take_line(buffer).release();
         wholeline = 0;
         return WHOLELINE;
     }
@@ -149,11 +173,15 @@ int yylex() {
     while (ch == ' ' || ch == '\t') ch = lex_getchar(buffer);
     if (ch == 0) return 0;
     if (ch == '"') {
-        yylval.text = lex_quotestring(buffer);
+        yylval.text = take_quoted(buffer).release();
         return QUOTEDSTRING;
     }
     if (isDelimeter(ch)) return delimiter_token(ch);
     buffer->readPos--;
-    yylval.text = lex_gettoken(buffer);
+    yylval.text = take_word(buffer).release();
     return keyword_number(yylval.text);
+}
+
+int yylex() try { return tokenizer_next(); } catch (const std::bad_alloc &) {
+    return 0;
 }

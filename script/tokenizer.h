@@ -20,12 +20,13 @@ extern int32_t wholeline;   // the next token is the rest of the line. Set by th
 
 // The next token's number, 0 at the end of the text. Words, quoted strings and whole lines leave new heap text in
 // yylval; delimiters and the end leave it alone.
+// Without memory it tells the end of the text.
 int yylex();
 
 // 1 for the 22 characters that end a word, else 0. The full stop is part of words.
 int isDelimeter(int ch);
 
-// Each returns new heap text. The word up to the next delimiter:
+// Each returns new heap text, or null without memory. The word up to the next delimiter:
 char *lex_gettoken(LexBuffer *buffer);
 // The body of a quoted string whose opening quote has been read, its escapes translated:
 char *lex_quotestring(LexBuffer *buffer);
@@ -39,5 +40,8 @@ char *lex_line_fetch(LexBuffer *buffer);
 int lex_find_replace_home(LexBuffer *buffer);
 }
 #pragma GCC visibility pop
+
+// What the parser reads from: yylex() that throws std::bad_alloc, so that the parse ends when memory runs out.
+int tokenizer_next();
 
 #endif

@@ -4,8 +4,8 @@
 #   scripts/install-packages.sh build          to build and run
 #   scripts/install-packages.sh build check    to run every test as well
 set -eu
-build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev util-linux mount"
-check="clang python3 libclang-rt-14-dev binutils gettext slapd ldap-utils openssl"
+build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libsasl2-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev util-linux mount"
+check="clang python3 libclang-rt-14-dev binutils gettext slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit"
 
 wanted=
 for group in "$@"; do

@@ -166,6 +166,15 @@ void check_uris(const Table &table, const ConfigLdap &ldap) {
         if (ldap.external && !starts_with(uri, "ldapi://")) {
             table.refuse("sasl_external", "sasl_external works over ldapi only, not over " + uri);
         }
+        if (ldap.gssapi && starts_with(uri, "ldapi://")) {
+            table.refuse("sasl_gssapi", "sasl_gssapi works over ldap and ldaps, not over " + uri);
+        }
+    }
+    if (ldap.gssapi && ldap.external) {
+        table.refuse("sasl_gssapi", "either sasl_gssapi or sasl_external");
+    }
+    if ((ldap.gssapi || ldap.external) && ldap.offline) {
+        table.refuse("offline", "offline logins need passwords, which sasl_gssapi and sasl_external do without");
     }
 }
 
@@ -173,6 +182,8 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ConfigLdap ldap;
     table.texts("uris", &ldap.uris);
     ldap.external = table.flag("sasl_external", ldap.external);
+    ldap.gssapi = table.flag("sasl_gssapi", ldap.gssapi);
+    ldap.offline = table.flag("offline", ldap.offline);
     check_uris(table, ldap);
     ldap.searchBase = table.text("search_base", "");
     Name searched;
@@ -186,8 +197,8 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ldap.startTls = table.flag("start_tls", ldap.startTls);
     ldap.cleartextLoopback = table.flag("allow_cleartext_loopback", ldap.cleartextLoopback);
     ldap.timeLimit = table.seconds("time_limit", ldap.timeLimit);
+    ldap.referrals = table.flag("referrals", ldap.referrals);
     ldap.retryAfter = table.seconds("retry_after", ldap.retryAfter);
-    ldap.offline = table.flag("offline", ldap.offline);
     for (const auto &[name, site] : table.pairs("attributes")) {
         const SchemaAttribute *row = schema_find_ldap(name);
         if (row == nullptr || site.empty() ||
@@ -259,6 +270,7 @@ Config read_config(const std::string &path, const toml::table &parsed) {
     if (config.mountPoint.empty() || config.mountPoint.front() != '/') {
         top.refuse("mount_point", "mount_point must be an absolute path");
     }
+    config.trace = top.flag("trace", config.trace);
     top.tables("tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
     top.tables("server", [&](Table &server) { config.servers.push_back(read_server(server)); });
     top.check_all_known();
@@ -288,7 +300,8 @@ Config config_load(const std::string &path) {
         throw DataError(path + ": cannot read the configuration");
     }
     try {
-        return read_config(path, toml::parse(text, std::string_view(path)));
+        // Without the path: the parser copies it where it must not throw, and would end the process without memory.
+        return read_config(path, toml::parse(std::string_view(text)));
     } catch (const toml::parse_error &error) {
         throw DataError(path + ":" + std::to_string(error.source().begin.line) + ":" +
                         std::to_string(error.source().begin.column) + ": " + std::string(error.description()));

@@ -14,8 +14,10 @@ struct ConfigLdap {
     bool startTls = false;
     bool cleartextLoopback = false; // passwords may cross a loopback connection in the clear
     bool external = false;          // ldapi: the user is whom the server takes the process's user for
+    bool gssapi = false;            // the user is whom the ticket in the credential cache is for
     double timeLimit = 5;           // seconds for the first answer to a request, all servers together
     double retryAfter = 30;         // seconds for which a server that failed is passed over
+    bool referrals = false;         // ask the servers that those of the tree refer to
     bool offline = false;
     std::map<std::string, std::string> attributes; // the README's LDAP attribute -> its name in this tree
 };
@@ -46,6 +48,7 @@ struct Config {
     std::string defaultTree;
     std::string linkDirectory = "%HOME";
     std::string mountPoint = "/mnt/brasca";
+    bool trace = false; // tell on standard error what a login waits for
     std::vector<ConfigTree> trees;
     std::vector<ConfigServer> servers;
 };

@@ -50,7 +50,7 @@ class DirectoryStore {
     // leads to the entry it stands for. ZKE_NO_SUCH_ENTRY; ZKE_BAD_DIRECTORY_DATA for aliases that go round.
     virtual uint32_t find(const Name &name, Aliases aliases, EntryPtr *entry) = 0;
 
-    // The groups that have the entry as a member, in the order of the data.
+    // The groups that have the entry as a member, each once, in the order of the data.
     virtual uint32_t groups_of(const Entry &entry, std::vector<Name> *groups) = 0;
 
     // The file server with this common name, in any letter case; the first one for an empty name.

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "platform/client/ldap_certificate.h"
+#include "platform/client/ldap_ticket.h"
 #include "platform/client/names.h"
 #include "platform/zk.h"
 
@@ -55,6 +56,23 @@ LdapEntry entry_of(LDAP *ld, LDAPMessage *message) {
     return entry;
 }
 
+// Frees the list.
+std::vector<std::string> texts_of(char **list) {
+    std::vector<std::string> texts;
+    for (char **one = list; one != nullptr && *one != nullptr; one++) {
+        texts.emplace_back(*one);
+    }
+    ldap_memvfree(reinterpret_cast<void **>(list));
+    return texts;
+}
+
+bool is_same_dn(const std::string &one, const std::string &other) {
+    Name first;
+    Name second;
+    return !other.empty() && name_parse_dn(one, {}, &first, nullptr) && name_parse_dn(other, {}, &second, nullptr) &&
+           name_equal(first, second);
+}
+
 struct OptionRow {
     int option;
     int value;
@@ -69,20 +87,18 @@ void must(int result, const LdapUri &address, const char *what) {
 } // namespace
 
 LdapIdentity::LdapIdentity(const std::string &distinguishedName, const char *secret)
-    : dn_(distinguishedName), password_(secret) {}
-
-LdapIdentity::LdapIdentity(LdapIdentity &&other) noexcept {
-    *this = std::move(other);
+    : dn_(distinguishedName), masked_(strlen(secret)), mask_(masked_.size()) {
+    arc4random_buf(mask_.data(), mask_.size());
+    for (size_t i = 0; i < masked_.size(); i++) {
+        masked_[i] = static_cast<char>(secret[i] ^ mask_[i]);
+    }
 }
 
-// Short texts are copied by a move: what stays behind is wiped too.
 LdapIdentity &LdapIdentity::operator=(LdapIdentity &&other) noexcept {
-    if (this != &other) {
-        wipe();
-        dn_.swap(other.dn_);
-        password_.swap(other.password_);
-        other.wipe();
-    }
+    wipe();
+    dn_ = std::exchange(other.dn_, {});
+    masked_ = std::exchange(other.masked_, {});
+    mask_ = std::exchange(other.mask_, {});
     return *this;
 }
 
@@ -91,10 +107,18 @@ LdapIdentity::~LdapIdentity() {
 }
 
 void LdapIdentity::wipe() {
-    password_.resize(password_.capacity());
-    explicit_bzero(password_.data(), password_.size());
-    password_.clear();
-    dn_.clear();
+    explicit_bzero(masked_.data(), masked_.size());
+    explicit_bzero(mask_.data(), mask_.size());
+}
+
+LdapIdentity::Revealed::Revealed(const LdapIdentity &identity) : text_(identity.masked_.size() + 1) {
+    for (size_t i = 0; i < identity.masked_.size(); i++) {
+        text_[i] = static_cast<char>(identity.masked_[i] ^ identity.mask_[i]);
+    }
+}
+
+LdapIdentity::Revealed::~Revealed() {
+    explicit_bzero(text_.data(), text_.size());
 }
 
 LdapConnection::LdapConnection(const ConfigLdap &configuration, const std::string &uri, LdapDeadline deadline)
@@ -110,7 +134,7 @@ void LdapConnection::open(LdapDeadline deadline) {
     if (result != LDAP_SUCCESS) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address.text + ": " + ldap_err2string(result));
     }
-    owner.reset(ld);
+    wire->handle.reset(ld);
     begin(deadline);
     watch.attach(ld);
     setOptions(deadline);
@@ -281,9 +305,17 @@ LdapAnswer LdapConnection::take(LDAPMessage *messages) {
     for (LDAPMessage *one = ldap_first_entry(ld, messages); one != nullptr; one = ldap_next_entry(ld, one)) {
         answer.entries.push_back(entry_of(ld, one));
     }
+    for (LDAPMessage *one = ldap_first_reference(ld, messages); one != nullptr; one = ldap_next_reference(ld, one)) {
+        char **uris = nullptr;
+        if (ldap_parse_reference(ld, one, &uris, nullptr, 0) == LDAP_SUCCESS) {
+            answer.references.push_back(texts_of(uris));
+        }
+    }
     char *text = nullptr;
+    char **elsewhere = nullptr;
     // The result is the last message of the chain, and this call looks for it there.
-    int parsed = ldap_parse_result(ld, messages, &answer.result, nullptr, &text, nullptr, nullptr, 0);
+    int parsed = ldap_parse_result(ld, messages, &answer.result, nullptr, &text, &elsewhere, nullptr, 0);
+    answer.referral = texts_of(elsewhere);
     if (text != nullptr) {
         answer.text = text;
         ldap_memfree(text);
@@ -312,22 +344,43 @@ LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadlin
 }
 
 LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadline) {
-    begin(deadline);
+    if (config.gssapi) {
+        return bindWithTicket(identity, deadline);
+    }
     if (config.external) {
+        begin(deadline);
         return bindExternal(identity);
     }
-    if (!secured && !address.local && !(config.cleartextLoopback && loopback)) {
+    return bindWithPassword(identity, deadline);
+}
+
+LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline) {
+    begin(deadline);
+    if (!isTrusted()) {
         throw LdapTrouble(ZKE_TLS_REQUIRED, address.text +
                                                 ": the password was not sent: the connection is not "
                                                 "encrypted (use ldaps or start_tls)");
     }
-    berval secret = {identity.password().size(), const_cast<char *>(identity.password().c_str())};
+    LdapIdentity::Revealed password(identity);
+    berval secret = password.value();
     int message = 0;
     int result = ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &message);
     if (result != LDAP_SUCCESS) {
         fail(result, "the login");
     }
     return take(await(message));
+}
+
+// The DN that the server takes the connection's user for.
+std::string LdapConnection::whoAmI() {
+    berval *who = nullptr;
+    int result = ldap_whoami_s(ld, &who, nullptr, nullptr);
+    if (result != LDAP_SUCCESS) {
+        fail(result, "the login");
+    }
+    std::string name = who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
+    ber_bvfree(who);
+    return name.compare(0, 3, "dn:") == 0 ? name.substr(3) : name;
 }
 
 // The kernel tells the server who asks. The login is the user's only if the server says so too.
@@ -339,21 +392,35 @@ LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
         fail(result, "the login");
     }
     LdapAnswer answer = take(await(message));
-    if (answer.result != LDAP_SUCCESS) {
-        return answer;
-    }
-    berval *who = nullptr;
-    result = ldap_whoami_s(ld, &who, nullptr, nullptr);
-    if (result != LDAP_SUCCESS) {
-        fail(result, "the login");
-    }
-    std::string name = who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
-    ber_bvfree(who);
-    Name asked;
-    Name told;
-    if (name.compare(0, 3, "dn:") != 0 || !name_parse_dn(identity.dn(), {}, &asked, nullptr) ||
-        !name_parse_dn(name.substr(3), {}, &told, nullptr) || !name_equal(asked, told)) {
+    if (answer.result == LDAP_SUCCESS && !is_same_dn(identity.dn(), whoAmI())) {
         answer.result = LDAP_INVALID_CREDENTIALS;
     }
     return answer;
+}
+
+LdapAnswer LdapConnection::bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline) {
+    begin(deadline);
+    LdapTicketResult told;
+    if (!ldap_ticket_bind(wire, secured, deadline, &told)) {
+        throw LdapTrouble(ZKE_SERVER_SILENT, address.text +
+                                                 ": the login with the ticket did not end in time: the server or a "
+                                                 "key distribution centre does not answer");
+    }
+    if (told.result == LDAP_SERVER_DOWN || told.result == LDAP_TIMEOUT || told.result == LDAP_DECODING_ERROR) {
+        fail(told.result, "the login");
+    }
+    std::string refused = address.text + ": the login with the ticket failed: ";
+    if (told.result == LDAP_OTHER || told.result == LDAP_UNAVAILABLE || told.result == LDAP_BUSY) {
+        throw LdapTrouble(ZKE_TICKET_REFUSED, refused + told.words); // another server may have its own key
+    }
+    if (told.result != LDAP_SUCCESS) {
+        throw CodedError(ZKE_TICKET_REFUSED, refused + told.words);
+    }
+    answered = true;
+    std::string who = whoAmI();
+    if (!is_same_dn(identity.dn(), who)) {
+        throw CodedError(ZKE_TICKET_REFUSED, refused + "it is the ticket of " + (who.empty() ? "nobody" : who) +
+                                                 ", not of " + identity.dn());
+    }
+    return LdapAnswer();
 }

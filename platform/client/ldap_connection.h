@@ -12,29 +12,51 @@
 #include "platform/client/config.h"
 #include "platform/client/ldap_stream.h"
 
-// Who a connection is to be bound as; an empty DN is nobody. The password is wiped with the object.
+// Who a connection is to be bound as; an empty DN is nobody. Another server may have to be told the password at any
+// time of a login, so that it has to be kept; it is kept masked with random bytes, so that neither a search through the
+// memory nor a core file shows it as text, and wiped with the object.
 class LdapIdentity {
   public:
     LdapIdentity() = default;
     LdapIdentity(const std::string &distinguishedName, const char *secret);
-    LdapIdentity(LdapIdentity &&other) noexcept;
+    LdapIdentity(LdapIdentity &&other) noexcept { *this = std::move(other); }
     LdapIdentity &operator=(LdapIdentity &&other) noexcept;
     LdapIdentity(const LdapIdentity &) = delete;
     LdapIdentity &operator=(const LdapIdentity &) = delete;
     ~LdapIdentity();
 
     const std::string &dn() const { return dn_; }
-    const std::string &password() const { return password_; }
+
+    // The password as text, wiped with the object.
+    class Revealed {
+      public:
+        explicit Revealed(const LdapIdentity &identity);
+        ~Revealed();
+        Revealed(const Revealed &) = delete;
+        Revealed &operator=(const Revealed &) = delete;
+        berval value() { return {text_.size() - 1, text_.data()}; }
+
+      private:
+        std::vector<char> text_; // NUL-terminated
+    };
 
   private:
     void wipe();
     std::string dn_;
-    std::string password_;
+    std::vector<char> masked_;
+    std::vector<char> mask_;
+};
+
+// The server that a referral led to, and whether everybody on the way there may see a password. Empty: the tree's own.
+struct LdapOrigin {
+    std::string server;
+    bool trusted = false;
 };
 
 struct LdapEntry {
     std::string dn;
     std::vector<std::pair<std::string, std::vector<std::string>>> attributes; // name without options, values
+    LdapOrigin origin = {};
 };
 
 struct LdapSearch {
@@ -49,6 +71,22 @@ struct LdapAnswer {
     int result = 0; // LDAP's result code
     std::string text;
     std::vector<LdapEntry> entries; // also those before a limit was hit
+
+    // Where the rest is: URIs of which any will do, instead of the answer (LDAP_REFERRAL) and beside the entries.
+    std::vector<std::string> referral;
+    std::vector<std::vector<std::string>> references;
+    // Not empty: something of the rest could not be had, and why.
+    std::string missing;
+    uint32_t missingCode = 0;
+};
+
+// A handle of libldap's and the watch over it, which has to outlive it.
+struct LdapWire {
+    struct Unbind {
+        void operator()(LDAP *handle) const { ldap_unbind_ext(handle, nullptr, nullptr); }
+    };
+    LdapWatch watch;
+    std::unique_ptr<LDAP, Unbind> handle;
 };
 
 class LdapConnection {
@@ -58,11 +96,17 @@ class LdapConnection {
     LdapConnection(const LdapConnection &) = delete;
     LdapConnection &operator=(const LdapConnection &) = delete;
 
-    // Both throw LdapTrouble. A password is sent only where nobody can read it on the way: ZKE_TLS_REQUIRED otherwise.
+    // All throw LdapTrouble. A password is sent only where nobody can read it on the way: ZKE_TLS_REQUIRED otherwise.
+    // `bind` goes by what the configuration trusts: the password, the user's ticket, or the kernel. Throws CodedError,
+    // ZKE_TICKET_REFUSED, for a ticket that is missing, not taken or somebody else's: no other server will take it.
     LdapAnswer bind(const LdapIdentity &identity, LdapDeadline deadline);
+    LdapAnswer bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline);
     LdapAnswer search(const LdapSearch &search, LdapDeadline deadline);
 
     const std::string &uri() const { return address.text; }
+    bool isSecured() const { return secured; }
+    // Can nobody but the server hear what is said, or is that what the configuration wants?
+    bool isTrusted() const { return secured || address.local || (config.cleartextLoopback && loopback); }
     // Has it answered before? A connection that was idle may have been closed for that alone.
     bool hasAnswered() const { return answered; }
     bool wasClosed() const { return watch.event() == LdapWatch::Closed; }
@@ -78,6 +122,8 @@ class LdapConnection {
     LDAPMessage *await(int message);
     LdapAnswer take(LDAPMessage *messages);
     LdapAnswer bindExternal(const LdapIdentity &identity);
+    LdapAnswer bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline);
+    std::string whoAmI();
     [[noreturn]] void fail(int result, const char *what) const;
 
     // A connection that looks at the certificate and is never used for anything else.
@@ -87,11 +133,8 @@ class LdapConnection {
 
     const ConfigLdap &config;
     LdapUri address;
-    LdapWatch watch;
-    struct Unbind {
-        void operator()(LDAP *handle) const { ldap_unbind_ext(handle, nullptr, nullptr); }
-    };
-    std::unique_ptr<LDAP, Unbind> owner; // after the watch, which has to outlive it
+    std::shared_ptr<LdapWire> wire = std::make_shared<LdapWire>(); // also of a login that hangs
+    LdapWatch &watch = wire->watch;
     LDAP *ld = nullptr;
     bool loopback = false;
     bool secured = false;

@@ -25,6 +25,10 @@ LdapAnswer LdapLookup::search(const Name &below, int scope, const std::string &f
     LdapSearch wanted = {name_to_dn(below, root), scope, filter, entries.attributes(withMembers), sizeLimit};
     LdapAnswer answer = servers.search(wanted);
     anythingSeen = anythingSeen || !answer.entries.empty();
+    if (!answer.missing.empty()) {
+        missing = answer.missing;
+        missingCode = answer.missingCode;
+    }
     return answer;
 }
 
@@ -69,6 +73,9 @@ EntryPtr LdapLookup::keep(const LdapEntry &readEntry) {
             }
         }
         same.push_back(entry);
+        if (!readEntry.origin.server.empty()) {
+            origins[name_to_dotted(entry->name, true)] = readEntry.origin;
+        }
         absent.erase(name_to_dotted(entry->name, true));
     }
     return entry;
@@ -177,6 +184,7 @@ EntryPtr LdapLookup::lookup(const Name &name) {
     if (entry != nullptr || absent.count(dotted) != 0) {
         return entry;
     }
+    missing.clear();
     if (name.size() >= searchBase().size() && fitSearchBase(name)) {
         readGuesses(name);
         entry = kept(name);
@@ -184,10 +192,18 @@ EntryPtr LdapLookup::lookup(const Name &name) {
             entry = readByLevels(name);
         }
     }
+    if (entry == nullptr && !missing.empty()) {
+        throw LdapTrouble(missingCode, missing); // it may be there
+    }
     if (entry == nullptr) {
         absent.insert(dotted);
     }
     return entry;
+}
+
+LdapOrigin LdapLookup::origin(const Name &name) const {
+    auto found = origins.find(name_to_dotted(name, true));
+    return found == origins.end() ? LdapOrigin() : found->second;
 }
 
 std::vector<EntryPtr> LdapLookup::allKept() const {
@@ -211,5 +227,6 @@ bool LdapLookup::unseen(const Name &name, Name *likely) {
 void LdapLookup::forget() {
     read.clear();
     absent.clear();
+    origins.clear();
     anythingSeen = false;
 }

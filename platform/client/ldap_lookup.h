@@ -30,6 +30,9 @@ class LdapLookup {
     EntryPtr kept(const Name &name) const;
     std::vector<EntryPtr> allKept() const;
 
+    // Which server had the object; an empty one for the tree's own.
+    LdapOrigin origin(const Name &name) const;
+
     // The name that an object which nobody may see is likely to have. False for a name that can be no object's, and
     // where the directory has shown anything at all.
     bool unseen(const Name &name, Name *likely);
@@ -53,6 +56,9 @@ class LdapLookup {
     LdapServers &servers;
     std::vector<Name> searchBases; // one, once it is known
     bool anythingSeen = false;
+    std::unordered_map<std::string, LdapOrigin> origins; // names with their types
+    std::string missing;                                 // as in the last answers
+    uint32_t missingCode = 0;
     std::unordered_map<std::string, std::vector<EntryPtr>> read; // by name_key
     std::unordered_set<std::string> absent;                      // names with their types
 };

@@ -2,13 +2,10 @@
 
 #include <algorithm>
 
+#include "platform/client/ldap_resolver.h"
 #include "platform/zk.h"
 
 namespace {
-
-LdapClock::duration seconds(double count) {
-    return std::chrono::duration_cast<LdapClock::duration>(std::chrono::duration<double>(count));
-}
 
 // Results by which a server says that it cannot do its work; another one may.
 bool is_servers_trouble(int result) {
@@ -28,22 +25,16 @@ LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
 
 } // namespace
 
-LdapServers::LdapServers(const ConfigLdap &configuration) : config(configuration) {
+LdapServers::LdapServers(const ConfigLdap &configuration) : config(configuration), referrals(configuration) {
     for (const std::string &uri : config.uris) {
         servers.push_back({uri, LdapDeadline::min(), 0, ""});
     }
 }
 
 void LdapServers::markDown(size_t number, const LdapTrouble &trouble) {
-    servers[number].downUntil = LdapClock::now() + seconds(config.retryAfter);
+    servers[number].downUntil = LdapClock::now() + ldap_seconds(config.retryAfter);
     servers[number].code = trouble.code;
     servers[number].sentence = trouble.what();
-}
-
-// A silent server must leave time for those after it.
-LdapDeadline LdapServers::share(LdapDeadline deadline, size_t serversLeft) const {
-    LdapDeadline now = LdapClock::now();
-    return now + (deadline - now) / static_cast<int>(std::max<size_t>(serversLeft, 1));
 }
 
 // False: the connection is gone, and the request may be tried again, at the same server too when `connection` was idle.
@@ -65,7 +56,7 @@ bool LdapServers::runOnCurrent(const Request &request, LdapDeadline deadline, Ld
 bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer) {
     try {
         auto made = std::make_unique<LdapConnection>(config, servers[number].uri, deadline);
-        if (!identity.dn().empty() && made->bind(identity, deadline).result != LDAP_SUCCESS) {
+        if (!identity.dn().empty() && !identityIsElsewhere && made->bind(identity, deadline).result != LDAP_SUCCESS) {
             throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
                               made->uri() + ": the server does not take the login that another one has taken");
         }
@@ -79,12 +70,16 @@ bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline dead
     }
 }
 
-LdapAnswer LdapServers::run(const Request &request) {
-    LdapDeadline deadline = LdapClock::now() + seconds(config.timeLimit);
+LdapDeadline LdapServers::deadlineFromNow() const {
+    return LdapClock::now() + ldap_seconds(config.timeLimit);
+}
+
+LdapAnswer LdapServers::run(const Request &request, LdapDeadline deadline) {
+    ldap_library_ready(ldap_share(deadline, 2)); // and time for the servers
     LdapAnswer answer;
     size_t usableServers = static_cast<size_t>(std::count_if(
         servers.begin(), servers.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
-    if (connection != nullptr && runOnCurrent(request, share(deadline, usableServers), &answer)) {
+    if (connection != nullptr && runOnCurrent(request, ldap_share(deadline, usableServers), &answer)) {
         return answer;
     }
     for (size_t number = 0; number < servers.size(); number++) {
@@ -94,7 +89,7 @@ LdapAnswer LdapServers::run(const Request &request) {
         size_t left = static_cast<size_t>(
             std::count_if(servers.begin() + static_cast<std::ptrdiff_t>(number), servers.end(),
                           [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
-        if (runOn(number, request, share(deadline, left), &answer)) {
+        if (runOn(number, request, ldap_share(deadline, left), &answer)) {
             return answer;
         }
     }
@@ -112,10 +107,16 @@ void LdapServers::giveUp() const {
 }
 
 LdapAnswer LdapServers::search(const LdapSearch &search) {
-    return run([&](LdapConnection &server, LdapDeadline deadline) { return server.search(search, deadline); });
+    LdapDeadline deadline = deadlineFromNow();
+    LdapAnswer answer =
+        run([&](LdapConnection &server, LdapDeadline until) { return server.search(search, until); }, deadline);
+    if (config.referrals) {
+        referrals.follow(*connection, search, identity, deadline, &answer);
+    }
+    return answer;
 }
 
-LdapAnswer LdapServers::bindAsNobody(const LdapIdentity &asked, std::unique_ptr<LdapConnection> *bound, size_t *where) {
+LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where) {
     std::unique_ptr<LdapConnection> keptConnection = std::move(connection);
     size_t keptCurrent = current;
     LdapIdentity keptIdentity = std::move(identity);
@@ -130,8 +131,7 @@ LdapAnswer LdapServers::bindAsNobody(const LdapIdentity &asked, std::unique_ptr<
         identity = std::move(keptIdentity);
     };
     try {
-        LdapAnswer answer =
-            run([&](LdapConnection &server, LdapDeadline deadline) { return server.bind(asked, deadline); });
+        LdapAnswer answer = run(bind, deadlineFromNow());
         putBack();
         return answer;
     } catch (...) {
@@ -140,20 +140,34 @@ LdapAnswer LdapServers::bindAsNobody(const LdapIdentity &asked, std::unique_ptr<
     }
 }
 
-LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked) {
+LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked, const LdapOrigin &origin) {
+    if (!origin.server.empty()) {
+        return referrals.login(origin, asked, deadlineFromNow());
+    }
     std::unique_ptr<LdapConnection> bound;
     size_t where = 0;
-    return bindAsNobody(asked, &bound, &where);
+    return bindAsNobody(
+        [&](LdapConnection &server, LdapDeadline deadline) { return server.bindWithPassword(asked, deadline); }, &bound,
+        &where);
 }
 
-LdapAnswer LdapServers::login(LdapIdentity asked) {
+LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
     std::unique_ptr<LdapConnection> bound;
     size_t where = 0;
-    LdapAnswer answer = bindAsNobody(asked, &bound, &where);
+    LdapAnswer answer;
+    if (!origin.server.empty()) {
+        answer = referrals.login(origin, asked, deadlineFromNow());
+    } else {
+        answer =
+            bindAsNobody([&](LdapConnection &server, LdapDeadline deadline) { return server.bind(asked, deadline); },
+                         &bound, &where);
+    }
     if (answer.result == LDAP_SUCCESS) {
-        connection = std::move(bound);
+        connection = std::move(bound); // none for a user of another server: who was logged in before must be gone
         current = where;
         identity = std::move(asked);
+        identityIsElsewhere = !origin.server.empty();
+        referrals.forget();
     }
     return answer;
 }
@@ -161,4 +175,6 @@ LdapAnswer LdapServers::login(LdapIdentity asked) {
 void LdapServers::logout() {
     connection.reset();
     identity = LdapIdentity();
+    identityIsElsewhere = false;
+    referrals.forget();
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/client/ldap_connection.h"
+#include "platform/client/ldap_referrals.h"
 
 class LdapServers {
   public:
@@ -17,12 +18,13 @@ class LdapServers {
 
     // Both throw LdapTrouble when no server gave an answer: with the code of the failure when all failed alike,
     // otherwise ZKE_DIRECTORY_UNREACHABLE, and a sentence that tells what each server did.
+    // Where the configuration wants that, the answer holds what other servers have as well.
     LdapAnswer search(const LdapSearch &search);
-    // Asks whether the password is right; who is logged in stays so.
-    LdapAnswer tryPassword(const LdapIdentity &identity);
+    // Asks whether the password is right; who is logged in stays so. `origin`: where the user's entry was found.
+    LdapAnswer tryPassword(const LdapIdentity &identity, const LdapOrigin &origin);
 
     // From now on requests are made as this user, when the answer is LDAP_SUCCESS; otherwise who is logged in stays so.
-    LdapAnswer login(LdapIdentity identity);
+    LdapAnswer login(LdapIdentity identity, const LdapOrigin &origin);
     // From now on requests are made as nobody.
     void logout();
 
@@ -35,13 +37,13 @@ class LdapServers {
     };
     using Request = std::function<LdapAnswer(LdapConnection &, LdapDeadline)>;
 
-    LdapAnswer run(const Request &request);
+    LdapDeadline deadlineFromNow() const;
+    LdapAnswer run(const Request &request, LdapDeadline deadline);
     // Logs in on a connection that is nobody's, and hands that out.
-    LdapAnswer bindAsNobody(const LdapIdentity &asked, std::unique_ptr<LdapConnection> *bound, size_t *where);
+    LdapAnswer bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where);
     bool runOnCurrent(const Request &request, LdapDeadline deadline, LdapAnswer *answer);
     bool runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer);
     void markDown(size_t number, const LdapTrouble &trouble);
-    LdapDeadline share(LdapDeadline deadline, size_t serversLeft) const;
     [[noreturn]] void giveUp() const;
 
     const ConfigLdap &config;
@@ -49,6 +51,8 @@ class LdapServers {
     std::unique_ptr<LdapConnection> connection; // to `current`; null: none is open
     size_t current = 0;
     LdapIdentity identity;
+    bool identityIsElsewhere = false; // the tree's own servers do not know the user
+    LdapReferrals referrals;
 };
 
 #endif

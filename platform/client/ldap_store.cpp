@@ -50,6 +50,7 @@ class LdapStore : public DirectoryStore {
     std::string groupFilter(const std::string &dn) const;
     void readSession(const Entry &user);
     void readSite();
+    void refuseIfSiteIsMissing() const;
     void keepSite(const LdapAnswer &answer);
     uint32_t loginResult(const LdapAnswer &answer, const Entry &user) const;
     void forget();
@@ -62,6 +63,8 @@ class LdapStore : public DirectoryStore {
     std::unordered_map<std::string, std::vector<Name>> groups; // by the member's DN
     bool siteRead = false;
     std::vector<EntryPtr> site;
+    std::string siteMissing; // as in LdapAnswer
+    uint32_t siteMissingCode = 0;
 
     LdapCopy siteCopy;
     std::unique_ptr<DirectoryStore> siteFromCopy;
@@ -174,11 +177,17 @@ uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
             throw DataError(tree.name + ": the server's size limit cuts the list of groups of " +
                             name_to_dotted(entry.name, true) + " off after " + std::to_string(answer.entries.size()));
         }
+        if (!answer.missing.empty()) {
+            throw CodedError(answer.missingCode, answer.missing); // no list of groups is better than a short one
+        }
         std::vector<Name> &names = groups[dn];
         for (const LdapEntry &one : answer.entries) {
             Name name;
-            if (name_parse_dn(one.dn, root, &name, nullptr)) {
-                names.push_back(name);
+            if (name_parse_dn(one.dn, root, &name, nullptr) &&
+                (one.origin.server.empty() || std::none_of(names.begin(), names.end(), [&](const Name &known) {
+                     return name_equal(known, name);
+                 }))) {
+                names.push_back(std::move(name)); // two servers may have the same one
             }
         }
     }
@@ -189,6 +198,8 @@ uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
 
 void LdapStore::keepSite(const LdapAnswer &answer) {
     siteRead = true;
+    siteMissing = answer.missing;
+    siteMissingCode = answer.missingCode;
     site.clear();
     for (const LdapEntry &one : answer.entries) {
         EntryPtr entry = objects.keep(one);
@@ -242,6 +253,13 @@ void LdapStore::readSite() {
     keepSite(answer);
 }
 
+// What is not among the objects that were read may be among those that could not be.
+void LdapStore::refuseIfSiteIsMissing() const {
+    if (!siteMissing.empty()) {
+        throw CodedError(siteMissingCode, siteMissing);
+    }
+}
+
 uint32_t LdapStore::find_server(std::string_view name, EntryPtr *server) {
     if (offline.active()) {
         return offline.store()->find_server(name, server);
@@ -257,6 +275,7 @@ uint32_t LdapStore::find_server(std::string_view name, EntryPtr *server) {
             return ZK_OK;
         }
     }
+    refuseIfSiteIsMissing();
     return ZKE_SERVER_NOT_FOUND;
 }
 
@@ -278,6 +297,7 @@ uint32_t LdapStore::find_volume(const Entry &server, std::string_view volume, En
             return ZK_OK;
         }
     }
+    refuseIfSiteIsMissing();
     return ZKE_VOLUME_UNKNOWN;
 }
 
@@ -298,6 +318,10 @@ uint32_t LdapStore::loginResult(const LdapAnswer &answer, const Entry &user) con
         case LDAP_CONFIDENTIALITY_REQUIRED:
         case LDAP_STRONG_AUTH_REQUIRED:
             throw CodedError(ZKE_TLS_REQUIRED, tree.name + ": the server takes no password over this connection");
+        case LDAP_REFERRAL:
+            throw CodedError(ZKE_REFERRAL_BROKEN, tree.name + ": the server refers the login of " +
+                                                      name_to_dotted(user.name, true) + " to another one" +
+                                                      (answer.referral.empty() ? "" : ": " + answer.referral.front()));
         default:
             throw CodedError(ZKE_DIRECTORY_UNREACHABLE, tree.name + ": login of " + name_to_dotted(user.name, true) +
                                                             ": " + ldap_err2string(answer.result) + " " + answer.text);
@@ -312,11 +336,13 @@ uint32_t LdapStore::check_password(const Entry &entry, const char *password) {
     if (*password == '\0') {
         return ZKE_WRONG_PASSWORD;
     }
-    return loginResult(servers.tryPassword({name_to_dn(entry.name, root), password}), entry);
+    return loginResult(servers.tryPassword({name_to_dn(entry.name, root), password}, objects.origin(entry.name)),
+                       entry);
 }
 
 uint32_t LdapStore::login(EntryPtr *user, const char *password) {
-    if (*password == '\0') {
+    bool needsPassword = !tree.ldap.gssapi && !tree.ldap.external;
+    if (*password == '\0' && needsPassword) {
         return ZKE_WRONG_PASSWORD;
     }
     if (offline.active()) {
@@ -325,7 +351,7 @@ uint32_t LdapStore::login(EntryPtr *user, const char *password) {
     EntryPtr asked = *user;
     LdapAnswer answer;
     try {
-        answer = servers.login({name_to_dn(asked->name, root), password});
+        answer = servers.login({name_to_dn(asked->name, root), password}, objects.origin(asked->name));
     } catch (const LdapTrouble &trouble) {
         if (trouble.code == ZKE_TLS_REQUIRED || !offline.begin(asked->name)) {
             throw;

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -12,18 +11,20 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <string_view>
 
+#include "platform/client/ldap_resolver.h"
 #include "platform/zk.h"
 
 namespace {
 
 constexpr unsigned char sequence_tag = 0x30;
 constexpr unsigned char number_tag = 0x02;
-// Above the transport itself and below everything that libldap puts on it; above TLS, where messages are in the clear.
+constexpr size_t read_ahead_size = 16 * 1024;
+// Above the transport itself and below everything that libldap puts on it; above TLS and what a ticket's key encrypts,
+// where messages are in the clear.
 constexpr int wire_level = LBER_SBIOD_LEVEL_PROVIDER + 1;
-constexpr int message_level = LBER_SBIOD_LEVEL_APPLICATION;
+constexpr int message_level = LBER_SBIOD_LEVEL_APPLICATION + 1;
 
 int milliseconds_until(LdapDeadline deadline) {
     auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - LdapClock::now()).count();
@@ -69,26 +70,17 @@ int descriptor_of(Sockbuf_IO_Desc *layer) {
     return descriptor;
 }
 
+int wire_ctrl(Sockbuf_IO_Desc *layer, int option, void *argument) {
+    // Otherwise libldap would wait for the socket to say what is here already.
+    if (option == LBER_SB_OPT_DATA_READY && watch_of(layer)->hasReadAhead()) {
+        return 1;
+    }
+    return LBER_SBIOD_CTRL_NEXT(layer, option, argument);
+}
+
 // Straight to the socket: libldap's own layer would raise SIGPIPE in the calling program when a server is gone.
 ber_slen_t wire_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
-    LdapWatch *watch = watch_of(layer);
-    // A server sends an answer in several small pieces, and waits with the second until the first is acknowledged; the
-    // system would take its time (40 ms) for that. The setting lasts for a moment only. A local socket has none.
-    int on = 1;
-    setsockopt(descriptor_of(layer), IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
-    for (;;) {
-        if (!watch->waitFor(descriptor_of(layer), POLLIN)) {
-            return -1;
-        }
-        ber_slen_t got = recv(descriptor_of(layer), buffer, size, 0);
-        if (got < 0 && (errno == EINTR || errno == EAGAIN)) {
-            continue;
-        }
-        if (got <= 0) {
-            watch->note(LdapWatch::Closed);
-        }
-        return got;
-    }
+    return watch_of(layer)->read(descriptor_of(layer), static_cast<unsigned char *>(buffer), size);
 }
 
 ber_slen_t wire_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
@@ -113,11 +105,16 @@ ber_slen_t message_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     return got;
 }
 
+// A request may hold a password, and libldap frees it as it is: what has been sent is not read again.
 ber_slen_t message_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
-    return LBER_SBIOD_WRITE_NEXT(layer, buffer, size);
+    ber_slen_t put = LBER_SBIOD_WRITE_NEXT(layer, buffer, size);
+    if (put > 0) {
+        explicit_bzero(buffer, static_cast<size_t>(put));
+    }
+    return put;
 }
 
-Sockbuf_IO wire_layer = {layer_setup, layer_remove, layer_ctrl, wire_read, wire_write, layer_close};
+Sockbuf_IO wire_layer = {layer_setup, layer_remove, wire_ctrl, wire_read, wire_write, layer_close};
 Sockbuf_IO message_layer = {layer_setup, layer_remove, layer_ctrl, message_read, message_write, layer_close};
 
 struct Descriptor {
@@ -185,16 +182,8 @@ int connect_local(const LdapUri &uri, LdapDeadline deadline, std::string *why) {
 }
 
 int connect_network(const LdapUri &uri, LdapDeadline deadline, bool *loopback, std::string *why) {
-    addrinfo hints = {};
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo *list = nullptr;
-    int error = getaddrinfo(uri.host.c_str(), uri.port.c_str(), &hints, &list);
-    if (error != 0) {
-        *why = gai_strerror(error);
-        return -1;
-    }
-    std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list, freeaddrinfo);
-    for (const addrinfo *one = list; one != nullptr; one = one->ai_next) {
+    LdapAddresses list = ldap_resolve(uri, deadline);
+    for (const addrinfo *one = list.get(); one != nullptr; one = one->ai_next) {
         int connected = connect_one(one->ai_family, one->ai_addr, one->ai_addrlen, deadline, why);
         if (connected >= 0) {
             *loopback = is_loopback(one->ai_addr);
@@ -205,6 +194,15 @@ int connect_network(const LdapUri &uri, LdapDeadline deadline, bool *loopback, s
 }
 
 } // namespace
+
+LdapClock::duration ldap_seconds(double count) {
+    return std::chrono::duration_cast<LdapClock::duration>(std::chrono::duration<double>(count));
+}
+
+LdapDeadline ldap_share(LdapDeadline deadline, size_t servers) {
+    LdapDeadline now = LdapClock::now();
+    return now + (deadline - now) / static_cast<int>(std::max<size_t>(servers, 1));
+}
 
 LdapFraming::Verdict LdapFraming::takeHead(unsigned char byte) {
     headLength++;
@@ -306,6 +304,52 @@ bool LdapWatch::waitFor(int descriptor, short events) {
         return false;
     }
     return true; // an error shows when the descriptor is used
+}
+
+ber_slen_t LdapWatch::receive(int descriptor, unsigned char *buffer, size_t size) {
+    // A server sends an answer in several small pieces, and waits with the second until the first is acknowledged; the
+    // system would take its time (40 ms) for that. The setting lasts for a moment only. A local socket has none.
+    int on = 1;
+    setsockopt(descriptor, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+    for (;;) {
+        ber_slen_t got = recv(descriptor, buffer, size, MSG_DONTWAIT);
+        if (got < 0 && (errno == EINTR || errno == EAGAIN)) {
+            if (!waitFor(descriptor, POLLIN)) {
+                return -1;
+            }
+            continue;
+        }
+        if (got <= 0) {
+            note(Closed);
+        }
+        return got;
+    }
+}
+
+size_t LdapWatch::takeAhead(unsigned char *buffer, size_t size) {
+    size_t count = std::min(size, ahead.size() - aheadAt);
+    std::copy_n(ahead.begin() + static_cast<std::ptrdiff_t>(aheadAt), count, buffer);
+    aheadAt += count;
+    return count;
+}
+
+// libldap reads each message in two small pieces, and a list of a thousand groups is a thousand messages.
+ber_slen_t LdapWatch::read(int descriptor, unsigned char *buffer, size_t size) {
+    if (!hasReadAhead() && size < read_ahead_size) {
+        ahead.resize(read_ahead_size);
+        ber_slen_t got = receive(descriptor, ahead.data(), ahead.size());
+        ahead.resize(got > 0 ? static_cast<size_t>(got) : 0);
+        aheadAt = 0;
+        if (got <= 0) {
+            return got;
+        }
+    }
+    if (LdapClock::now() > until_) { // as for what is still to come
+        note(TimedOut);
+        errno = ETIMEDOUT;
+        return -1;
+    }
+    return hasReadAhead() ? static_cast<ber_slen_t>(takeAhead(buffer, size)) : receive(descriptor, buffer, size);
 }
 
 bool LdapWatch::takeBytes(const unsigned char *bytes, size_t count) {

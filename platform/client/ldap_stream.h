@@ -8,12 +8,17 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/client/errors.h"
 #include "platform/client/ldap_uri.h"
 
 using LdapClock = std::chrono::steady_clock;
 using LdapDeadline = LdapClock::time_point;
+
+LdapClock::duration ldap_seconds(double count);
+// When the first of so many servers has had its part of the time: a silent one must leave some for those after it.
+LdapDeadline ldap_share(LdapDeadline deadline, size_t servers);
 
 // A request that a server did not answer as it should.
 class LdapTrouble : public CodedError {
@@ -67,12 +72,20 @@ class LdapWatch {
     void note(Event event);
     bool waitFor(int descriptor, short events);
     bool takeBytes(const unsigned char *bytes, size_t count);
+    // Reads what there is, 0 at the end, -1 with errno; waits for the first byte.
+    ber_slen_t read(int descriptor, unsigned char *buffer, size_t size);
+    bool hasReadAhead() const { return aheadAt < ahead.size(); }
 
   private:
+    ber_slen_t receive(int descriptor, unsigned char *buffer, size_t size);
+    size_t takeAhead(unsigned char *buffer, size_t size);
+
     LdapDeadline until_;
     Event happened = Nothing;
     LdapFraming framing;
     size_t received = 0;
+    std::vector<unsigned char> ahead; // read from the socket and not yet handed out, from aheadAt on
+    size_t aheadAt = 0;
 };
 
 // Connects to the first of the URI's addresses that takes the connection before the deadline. Returns the descriptor,

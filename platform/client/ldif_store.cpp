@@ -23,6 +23,7 @@ class LdifStore : public DirectoryStore {
     explicit LdifStore(const Name &base) : root(base) {}
 
     void add(const LdifRecord &record);
+    size_t size() const { return nodes.size(); }
 
     const Name &base() const override { return root; }
     uint32_t find(const Name &name, Aliases aliases, EntryPtr *entry) override;
@@ -285,12 +286,16 @@ void LdifStore::add(const LdifRecord &record) {
 
 } // namespace
 
-std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base) {
+std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
+                                                size_t *objects) {
     auto store = std::make_unique<LdifStore>(base);
     LdifReader reader(path, shown);
     LdifRecord record;
     while (reader.next(&record)) {
         store->add(record);
+    }
+    if (objects != nullptr) {
+        *objects = store->size();
     }
     return store;
 }

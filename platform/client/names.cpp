@@ -205,10 +205,25 @@ bool same_part(const NamePart &a, const NamePart &b) {
     return (a.type.empty() || b.type.empty() || a.type == b.type) && name_fold(a.value) == name_fold(b.value);
 }
 
+bool is_among(char c, const char *special) {
+    for (; *special != '\0'; special++) {
+        if (*special == c) {
+            return true;
+        }
+    }
+    return false;
+}
+
 void append_escaped(std::string *out, std::string_view value, const char *special) {
+    bool plain = !value.empty() && value.front() != ' ' && value.back() != ' ' &&
+                 std::none_of(value.begin(), value.end(), [&](char c) { return is_among(c, special); });
+    if (plain) { // nearly all values are, and names are made by the thousand
+        out->append(value);
+        return;
+    }
     for (size_t i = 0; i < value.size(); i++) {
         bool blank_at_edge = value[i] == ' ' && (i == 0 || i + 1 == value.size());
-        if (blank_at_edge || strchr(special, value[i]) != nullptr) {
+        if (blank_at_edge || is_among(value[i], special)) {
             *out += '\\';
         }
         *out += value[i];

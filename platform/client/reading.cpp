@@ -39,11 +39,12 @@ void add_groups(DirectoryStore *store, const Entry &entry, const NameForm &form,
     for (const Value &value : *values) {
         listed.insert(name_fold(name_to_dotted(value.name, true)));
     }
+    bool mayRepeat = !listed.empty(); // the store names each group once
+    values->reserve(values->size() + groups.size());
     for (const Name &group : groups) {
-        if (listed.insert(name_fold(name_to_dotted(group, true))).second) {
+        if (!mayRepeat || listed.insert(name_fold(name_to_dotted(group, true))).second) {
             Value value;
-            value.name = group;
-            value_put_names(schema_dn, form, &value);
+            value.text = name_in_form(group, form);
             values->push_back(std::move(value));
         }
     }

@@ -1,5 +1,7 @@
 #include "platform/client/config.h"
 
+#include <gmock/gmock.h>
+
 #include "tests/client/client_fixture.h"
 
 namespace {
@@ -56,6 +58,7 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {"[[tree]]\nname = \"A_\"\nldif = \"a\"\n", "2:8: the name of a tree does not end in \"_\""},
         {tree + "[[tree]]\nname = \"acme\"\nldif = \"a\"\n", "5:8: the tree acme is there already"},
         {tree + "base = \"acme\"\n", "4:8: malformed DN"},
+        {"trace = 1\n", "1:9: trace must be true or false"},
         {"mount_point = \"mnt\"\n", "1:15: mount_point must be an absolute path"},
         {"[[server]]\nname = \"" + std::string(49, 'S') + "\"\n", "2:8: name must be there, with 1 to 48 bytes"},
         {"[[server]]\nname = \"S\"\nvolumes = \"SYS\"\n", "3:11: volumes must be a list of texts"},
@@ -72,6 +75,8 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {servers("[\"ldap://a\"]", "attributes = { full = \"cn\" }"), "4:14: full = \"cn\": not an attribute"},
         {servers("[\"ldap://a\"]", "attributes = { cn = \"a b\" }"), "4:14: cn = \"a b\": not an attribute"},
         {servers("[\"ldap://a\"]", "sasl_external = true"), "4:17: sasl_external works over ldapi only"},
+        {servers("[\"ldapi://a\"]", "sasl_gssapi = true"), "4:15: sasl_gssapi works over ldap and ldaps, not over"},
+        {servers("[\"ldap://a\"]", "sasl_gssapi = true\noffline = true"), "5:11: offline logins need passwords"},
         {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"u\"\n",
          "3:1: password must be there, with 1 to 1024 bytes"},
     };
@@ -137,6 +142,24 @@ TEST_F(Configuration, TheDefaultServerMustBeOneOfTheTree) {
     open_server("ACME");
     EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, lastCode);
     EXPECT_EQ("acme.ldif: the tree has no server SRV7", last_error());
+}
+
+TEST_F(Configuration, ATraceTellsHowLongTheFileTook) {
+    folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n\ndn: ou=x,o=acme\nobjectClass: organizationalUnit\nou: x\n");
+    configure(std::string("trace = true\n") + acme_tree);
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ("x.acme", canonical(context(), "x.acme"));
+    open_server("ACME");
+    EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+                ::testing::MatchesRegex("Tree ACME: 2 objects read from acme.ldif in [0-9]+\\.[0-9][0-9][0-9] s\\.\n"));
+}
+
+TEST_F(Configuration, WithoutATraceNothingIsTold) {
+    folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n");
+    configure(acme_tree);
+    ::testing::internal::CaptureStderr();
+    open_server("ACME");
+    EXPECT_EQ("", ::testing::internal::GetCapturedStderr());
 }
 
 TEST_F(Configuration, TheLastErrorIsCutToTheBuffer) {

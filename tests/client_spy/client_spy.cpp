@@ -43,6 +43,9 @@ void on_call(std::function<void(const std::string &)> hook) {
 std::vector<std::string> mistakes() {
     return state().mistakes;
 }
+bool recording() {
+    return state().recording;
+}
 int open_buffers() {
     return static_cast<int>(state().buffers.size());
 }
@@ -66,9 +69,14 @@ void fail_from(const std::string &name, int occurrence, uint32_t code) {
 void fail_call(int number, uint32_t code) {
     state().numberedFaults[number] = code;
 }
+void fail_calls_from(int number, uint32_t code) {
+    state().allFrom = number;
+    state().allCode = code;
+}
 void mend() {
     state().faults.clear();
     state().numberedFaults.clear();
+    state().allFrom = 0;
 }
 int call_count() {
     return state().callNumber;

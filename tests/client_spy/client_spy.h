@@ -42,6 +42,8 @@ void forget_calls();                                     // empties the record, 
 void on_call(std::function<void(const std::string &)> hook);
 // Uses of freed or unknown buffers, contexts and files, and unknown keys. Empty when all is well.
 std::vector<std::string> mistakes();
+// Whether the client is just writing a call into its record, passwords included.
+bool recording();
 // What was made through the client and not given back.
 int open_buffers();
 int open_contexts();
@@ -53,8 +55,9 @@ void fail(const std::string &name, uint32_t code);                      // every
 void fail_nth(const std::string &name, int occurrence, uint32_t code);  // once, the occurrence counted from 1
 void fail_from(const std::string &name, int occurrence, uint32_t code); // that one and all later ones
 void fail_call(int number, uint32_t code); // once, the call of that number among all (from 1); a question is answered 0
-void mend();                               // forgets all faults
-int call_count();                          // calls since reset(), for sweeps over fail_call
+void fail_calls_from(int number, uint32_t code); // the call of that number and every later one, likewise
+void mend();                                     // forgets all faults
+int call_count();                                // calls since reset(), for sweeps over fail_call
 
 // ---- trees, servers, connections ----
 

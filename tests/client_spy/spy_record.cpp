@@ -61,7 +61,7 @@ std::string flags_shown(uint32_t flags) {
     return text;
 }
 
-std::optional<uint32_t> record(const char *name, std::initializer_list<std::string> arguments, bool *numbered) {
+static void keep(const char *name, std::initializer_list<std::string> arguments) {
     std::string call = name;
     const char *separator = "(";
     for (const std::string &argument : arguments) {
@@ -72,14 +72,26 @@ std::optional<uint32_t> record(const char *name, std::initializer_list<std::stri
     State &all = state();
     all.calls.push_back(call);
     all.names.push_back(name);
+    if (all.hook) all.hook(call);
+}
+
+static std::optional<uint32_t> numbered_fault(int number) {
+    const State &all = state();
+    if (auto fault = all.numberedFaults.find(number); fault != all.numberedFaults.end()) return fault->second;
+    if (all.allFrom != 0 && number >= all.allFrom) return all.allCode;
+    return {};
+}
+
+std::optional<uint32_t> record(const char *name, std::initializer_list<std::string> arguments, bool *numbered) {
+    State &all = state();
     int number = ++all.callNumber;
     int occurrence = ++all.occurrences[name];
-    if (all.hook) all.hook(call);
-    if (numbered) *numbered = false;
-    if (auto fault = all.numberedFaults.find(number); fault != all.numberedFaults.end()) {
-        if (numbered) *numbered = true;
-        return fault->second;
-    }
+    all.recording = true;
+    keep(name, arguments);
+    all.recording = false;
+    std::optional<uint32_t> byNumber = numbered_fault(number);
+    if (numbered) *numbered = byNumber.has_value();
+    if (byNumber) return byNumber;
     for (const Fault &fault : all.faults[name])
         if (occurrence >= fault.first && occurrence <= fault.last) return fault.code;
     return {};

@@ -55,6 +55,9 @@ struct State {
     std::map<std::string, int> occurrences;
     std::map<int, uint32_t> numberedFaults;
     int callNumber = 0;
+    int allFrom = 0; // from this call on every one fails with allCode; 0 for none
+    uint32_t allCode = 0;
+    bool recording = false;
 
     std::map<std::string, std::string> trees; // folded name -> default server
     std::map<std::string, std::string> treeSpelling;

@@ -3,34 +3,19 @@
 // topic "errors" have no second one: a mistake is reported again only after three good tokens, and a CR is a token.
 // Where <behaviour>.typed stands beside them, the script runs on a terminal: each of its lines is "question=>answer".
 #include <gtest/gtest.h>
-#include <pwd.h>
-#include <sched.h>
 #include <stdlib.h>
-#include <sys/mount.h>
-#include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 
-#include "frame/places.h"
-#include "platform/zk.h"
 #include "qrtscript.h"
+#include "tests/golden/sample_session.h"
 #include "tests/tools/process.h"
 
 namespace fs = std::filesystem;
 
 static const fs::path scripts = SOURCE_DIR "/tests/scripts";
-static const fs::path sample = SOURCE_DIR "/examples/acme";
-
-static std::string read_file(const fs::path &path) {
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 static std::string with_crlf(const std::string &text) {
     std::string result;
@@ -41,24 +26,6 @@ static std::string with_crlf(const std::string &text) {
     return result;
 }
 
-static bool write_file(const char *path, const std::string &text) {
-    std::ofstream file(path);
-    return static_cast<bool>(file << text << std::flush);
-}
-
-// A user namespace lets everybody have mounts; root needs none.
-static bool enter_namespaces() {
-    const std::string user = std::to_string(geteuid()), group = std::to_string(getegid());
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return unshare(CLONE_NEWNS) == 0;
-    return write_file("/proc/self/setgroups", "deny") && write_file("/proc/self/uid_map", "0 " + user + " 1") &&
-           write_file("/proc/self/gid_map", "0 " + group + " 1");
-}
-
-static bool enter_private_mounts() {
-    return enter_namespaces() && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           mount("tmpfs", fs::path(place_mount_point).parent_path().c_str(), "tmpfs", 0, nullptr) == 0;
-}
-
 class Golden : public testing::Test {
   public:
     Golden(fs::path script, bool crlf) : script_(std::move(script)), crlf_(crlf) {}
@@ -67,19 +34,14 @@ class Golden : public testing::Test {
         std::string pattern = (fs::temp_directory_path() / "golden-XXXXXX").string();
         ASSERT_TRUE(mkdtemp(pattern.data()));
         folder_ = pattern;
-        fs::create_directories(folder_ / "home");
-        setenv("HOME", (folder_ / "home").c_str(), 1);
-        setenv("LC_ALL", "C", 1);
-        setenv("ZKCLIENT_CONF", (sample / "client.toml").c_str(), 1);
-        setenv("PATH", (std::string(BINARY_DIR) + ":/usr/bin:/bin").c_str(), 1);
-        mount_volumes();
+        // Without the fixed place the links that map makes lead nowhere.
+        const bool fixed_place = sample_prepare(folder_);
+        if (!fixed_place && script_.parent_path().filename() == "links") GTEST_SKIP() << "no private mounts here";
         log_in();
     }
 
     void TearDown() override {
-        ZKDSLogout(handle_);
-        ZKDSFreeContext(handle_);
-        free(CurrentPassword);
+        sample_log_out(handle_);
         if (output_) fclose(output_);
         fs::remove_all(folder_);
     }
@@ -92,19 +54,19 @@ class Golden : public testing::Test {
         int result = 0;
         if (fs::exists(typed)) {
             TerminalProcess terminal([this] { return run(); });
-            type_answers(terminal, read_file(typed));
+            type_answers(terminal, sample_read_file(typed));
             result = terminal.finish();
         } else {
             result = run();
         }
-        std::string got = read_file(folder_ / "output").substr(static_cast<size_t>(start_));
+        std::string got = sample_read_file(folder_ / "output").substr(static_cast<size_t>(start_));
         if (result != 0) got += "[result " + std::to_string(result) + "]\n";
-        EXPECT_EQ(got, read_file(expected));
+        EXPECT_EQ(got, sample_read_file(expected));
     }
 
   private:
     int run() {
-        std::string text = read_file(script_);
+        std::string text = sample_read_file(script_);
         if (crlf_) text = with_crlf(text);
         char *object = qrt_Object();
         const int result = parsescript_Run(text.c_str(), object, handle_);
@@ -124,34 +86,10 @@ class Golden : public testing::Test {
         }
     }
 
-    // The sample's volumes, where the network file system would have them: at the fixed place in a mount namespace of
-    // the test's own, so that the links that map makes lead there. Where the kernel forbids that, the library alone is
-    // pointed elsewhere, and the topic "links" is skipped.
-    void mount_volumes() {
-        const bool fixed_place = enter_private_mounts();
-        if (!fixed_place && script_.parent_path().filename() == "links") GTEST_SKIP() << "no private mounts here";
-        mount_ = fixed_place ? std::string(place_mount_point) : (folder_ / "mount").string();
-        place_mount_point = mount_.c_str();
-        const struct passwd *user = getpwuid(geteuid());
-        const fs::path place = fs::path(mount_) / (user ? user->pw_name : "user");
-        fs::create_directories(place);
-        fs::copy(sample / "volumes", place, fs::copy_options::recursive);
-    }
-
     void log_in() {
         output_ = fopen((folder_ / "output").c_str(), "w+e");
-        ASSERT_EQ(qrt_init(nullptr, output_), 0);
-        ASSERT_EQ(qrt_Getctx("ACME", &handle_), 0u);
-        ASSERT_EQ(ZKDSLoginEx(handle_, ".jdoe.sales.acme", 2, "sunflower"), 0u);
-        qrt_SetTree("ACME");
-        qrt_SetCurrentObject("jdoe");
-        qrt_SetLoginName("jdoe");
-        CurrentPassword = strdup("sunflower");
-        qrt_SetUserVar(1, "jdoe");
-        std::string context = ".sales.acme";
-        qrt_SetCurrentContext(context.data());
-        qrt_SetInitialContext(context.c_str());
-        qrt_SetServer(handle_, "SRV1");
+        handle_ = sample_log_in(output_);
+        ASSERT_NE(handle_, 0U);
         // The session's own messages are not the script's.
         start_ = ftell(output_);
     }
@@ -159,7 +97,6 @@ class Golden : public testing::Test {
     fs::path script_;
     bool crlf_;
     fs::path folder_;
-    std::string mount_;
     FILE *output_ = nullptr;
     uint32_t handle_ = 0;
     long start_ = 0;

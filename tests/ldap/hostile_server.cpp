@@ -13,6 +13,7 @@
 
 namespace {
 
+using namespace std::string_literals;
 using namespace std::string_view_literals;
 
 sockaddr_in loopback(int port) {
@@ -38,6 +39,11 @@ void drip(int client) {
         poll(nullptr, 0, 100); // a slow server is what this is
         say(client, "\x04"sv);
     }
+}
+
+// With its length before it; for short texts.
+std::string sized(const std::string &text) {
+    return static_cast<char>(text.size()) + text;
 }
 
 [[noreturn]] void stay_silent() {
@@ -73,13 +79,32 @@ void pass_on(int client, int behind, Hostility hostility) {
     }
 }
 
-void serve(int client, Hostility hostility, int behind) {
+// Every search has its base elsewhere; each time it is another place.
+void refer_on(int client, int port) {
+    unsigned char bytes[4096];
+    for (int place = 0;; place++) {
+        ssize_t got = recv(client, bytes, sizeof bytes, 0);
+        if (got <= 0) _exit(0);
+        size_t number = (bytes[1] & 0x80) != 0 ? 4 + (bytes[1] & 0x7Fu) : 4;
+        if (operation(bytes, got) != 0x63) _exit(0);
+        const std::string uri = "ldap://127.0.0.1:" + std::to_string(port) + "/ou=p" + std::to_string(getpid()) + "-" +
+                                std::to_string(place) + ",o=acme??sub";
+        const std::string result = "\x0A\x01\x0A\x04"s + "\0\x04\0"s + "\xA3" + sized("\x04" + sized(uri));
+        const std::string message = "\x02\x01"s + static_cast<char>(bytes[number]) + "\x65" + sized(result);
+        say(client, "\x30" + sized(message));
+    }
+}
+
+void serve(int client, Hostility hostility, int behind, int port) {
     switch (hostility) {
         case Hostility::Silent:
             stay_silent();
         case Hostility::DiesAtBind:
         case Hostility::DiesAtSearch:
             pass_on(client, behind, hostility);
+            break;
+        case Hostility::RefersOn:
+            refer_on(client, port);
             break;
         default:
             break;
@@ -127,7 +152,7 @@ HostileServer::HostileServer(Hostility hostility, int behind) {
             if (fork() == 0) {
                 prctl(PR_SET_PDEATHSIG, SIGKILL);
                 close(listener);
-                serve(client, hostility, behind);
+                serve(client, hostility, behind, port);
                 _exit(0);
             }
             close(client);

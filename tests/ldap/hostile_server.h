@@ -12,6 +12,7 @@ enum class Hostility {
     ClaimsTwoGiga,   // begins an answer of 2 GB
     ClosesMidAnswer, // begins an answer and closes
     WrongInside,     // a message of the right length with nonsense in it
+    RefersOn,        // answers every search with a referral to a further place of its own
     DiesAtBind,      // passes everything on to `behind`, and dies when somebody logs in
     DiesAtSearch,    // passes everything on to `behind`, and dies at the second search
 };

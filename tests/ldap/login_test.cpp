@@ -3,6 +3,8 @@
 
 #include <gmock/gmock.h>
 #include <unistd.h>
+#include <algorithm>
+#include <set>
 
 namespace {
 
@@ -86,6 +88,23 @@ TEST_F(LdapLogin, AsksForGroupsOnceForTheWholeLogin) {
     for (const std::string &operation : server.operations())
         searches += operation.find("(member=cn=jdoe,ou=sales,o=acme)") != std::string::npos ? 1 : 0;
     EXPECT_EQ(searches, 1);
+}
+
+TEST_F(LdapLogin, KnowsEachOfHundredsOfGroupsOnce) {
+    Slapd::Setup setup = sample();
+    for (int i = 0; i < 400; i++) {
+        const std::string name = "team" + std::to_string(i);
+        setup.ldif += "\ndn: cn=" + name + ",o=acme\nobjectClass: groupOfNames\ncn: " + name +
+                      "\nmember: cn=jdoe,ou=sales,o=acme\n";
+    }
+    Slapd server(setup);
+    onServers({server.uri()});
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    std::vector<std::string> groups = read(here, "jdoe.sales.acme", "Group Membership");
+    for (const char *name : {"team0.acme", "team399.acme", "managers.acme"})
+        EXPECT_EQ(std::count(groups.begin(), groups.end(), name), 1) << name;
+    EXPECT_EQ(std::set<std::string>(groups.begin(), groups.end()).size(), groups.size());
+    EXPECT_GE(groups.size(), 401u);
 }
 
 TEST_F(LdapLogin, WorksWhereOnlyUsersMayRead) {

@@ -179,6 +179,18 @@ bool TerminalProcess::echoes() const {
     return (settings.c_lflag & ECHO) != 0;
 }
 
+bool TerminalProcess::awaitsStop() const {
+    siginfo_t info = {};
+    // Its end, if that is what comes, is left for finish().
+    while (waitid(P_PID, static_cast<id_t>(child_), &info, WSTOPPED | WEXITED | WNOWAIT) != 0)
+        if (errno != EINTR) fail("waitid");
+    return info.si_code == CLD_STOPPED;
+}
+
+void TerminalProcess::goOn() const {
+    kill(child_, SIGCONT);
+}
+
 int TerminalProcess::finish() {
     while (readSome()) continue;
     int status = wait_for(child_);

@@ -60,6 +60,10 @@ class TerminalProcess {
     // its question and its read.)
     void interrupt();
     bool echoes() const;
+    // The process, and its rests: it may stop itself with SIGSTOP. False when it ends instead.
+    pid_t id() const { return child_; }
+    bool awaitsStop() const;
+    void goOn() const;
     // Reads the rest and returns the exit status, as in Outcome.
     int finish();
     // All that has appeared so far.

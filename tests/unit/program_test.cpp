@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -10,8 +12,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
+#include <thread>
 
+#include "frame/output.h"
 #include "script/syntax_error.h"
 #include "tests/unit/command_fixture.h"
 #include "tests/unit/program_folder.h"
@@ -197,6 +202,113 @@ TEST_F(ProgramTest, StartsWithUsualSignalsAndRestoresTheCallers) {
     EXPECT_EQ(sigismember(&after, SIGTERM), 0);
     EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_IGN);
     EXPECT_EQ(signal(SIGINT, SIG_DFL), SIG_IGN);
+}
+
+TEST_F(ProgramTest, StartsWithNoSignalIgnoredButAHangup) {
+    std::vector<int> ignored;
+    for (int number = 1; number < NSIG; ++number) {
+        if (number != SIGCHLD && signal(number, SIG_IGN) != SIG_ERR) ignored.push_back(number);
+    }
+    ASSERT_GT(ignored.size(), 50u);
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const std::string seen = run("grep -E Sig(Blk|Ign) /proc/self/status");
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    for (const int number : ignored) EXPECT_EQ(signal(number, SIG_DFL), SIG_IGN) << number;
+    const std::string none = ":\t0000000000000000\n";
+    EXPECT_EQ(seen, "SigBlk" + none + "SigIgn:\t0000000000000001\n");
+}
+
+TEST_F(ProgramTest, InheritsDescriptors0To2AndNoOther) {
+    programs_.script("look", "ls /proc/$$/fd");
+    for (const int number : {3, 17, 100, 900}) ASSERT_EQ(dup2(fileno(fdr), number), number);
+    // The shell keeps its script open; its number and nothing else comes on top.
+    EXPECT_EQ(run("look"), "0\n1\n10\n2\n");
+    for (const int number : {3, 17, 100, 900}) close(number);
+}
+
+// A pipe in the place of the stream, whose other end a thread reads.
+class PipedProgramTest : public ProgramTest {
+  protected:
+    PipedProgramTest() {
+        EXPECT_EQ(pipe2(ends_, O_CLOEXEC), 0);
+        before_ = fdr;
+        fdr = fdopen(ends_[1], "w");
+    }
+    ~PipedProgramTest() override {
+        fclose(fdr);
+        fdr = before_;
+        if (ends_[0] >= 0) close(ends_[0]);
+    }
+    void reader_goes_away() {
+        close(ends_[0]);
+        ends_[0] = -1;
+    }
+    bool is_full() const {
+        int waiting = 0;
+        return ioctl(ends_[0], FIONREAD, &waiting) == 0 && waiting >= fcntl(ends_[0], F_GETPIPE_SZ) - 4096;
+    }
+
+    int ends_[2] = {-1, -1};
+    FILE *before_ = nullptr;
+};
+
+TEST_F(PipedProgramTest, TenMegabytesReachASlowReaderWhole) {
+    constexpr size_t size = 10 << 20;
+    programs_.script("flood", "yes 0123456 | head -c 10485760; echo done");
+    std::string got;
+    std::thread reader([&] {
+        while (!is_full()) sched_yield();
+        char block[1000];
+        while (got.size() < size + 5) {
+            const ssize_t count = read(ends_[0], block, sizeof block);
+            if (count <= 0) break;
+            got.append(block, static_cast<size_t>(count));
+        }
+    });
+    EXPECT_EQ(execute_command("flood"), 0);
+    reader.join();
+    std::string expected;
+    while (expected.size() < size) expected += "0123456\n";
+    EXPECT_TRUE(got == expected + "done\n") << got.size();
+}
+
+TEST_F(PipedProgramTest, AReaderThatGoesAwayEndsTheProgramAndNotTheCaller) {
+    programs_.script("count", "yes & wait $!; echo $? >" + path("status"));
+    std::thread reader([&] {
+        while (!is_full()) sched_yield();
+        reader_goes_away();
+    });
+    EXPECT_EQ(execute_command("count"), 0);
+    reader.join();
+    std::string status;
+    std::ifstream(path("status")) >> status;
+    EXPECT_EQ(status, std::to_string(128 + SIGPIPE));
+    say("nobody reads this\n");
+    output_put(std::string(1 << 20, 'x'));
+}
+
+TEST_F(PipedProgramTest, TheCallersOwnPipeSignalStays) {
+    reader_goes_away();
+    say("nobody reads this\n");
+    sigset_t hold;
+    sigset_t before;
+    sigset_t pending;
+    sigemptyset(&hold);
+    sigaddset(&hold, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &hold, &before);
+    EXPECT_EQ(sigismember(&before, SIGPIPE), 0);
+    sigpending(&pending);
+    EXPECT_EQ(sigismember(&pending, SIGPIPE), 0) << "what the library raised is gone";
+    raise(SIGPIPE);
+    say("nobody reads this either\n");
+    sigpending(&pending);
+    EXPECT_EQ(sigismember(&pending, SIGPIPE), 1);
+    const timespec at_once = {};
+    EXPECT_EQ(sigtimedwait(&hold, nullptr, &at_once), SIGPIPE);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
 int gate_descriptor = -1;

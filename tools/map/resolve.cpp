@@ -35,7 +35,7 @@ const Meaning meanings[] = {
 [[noreturn]] void refuse(uint32_t code) {
     for (const Meaning &meaning : meanings)
         if (meaning.code == code) throw Refusal(meaning.text);
-    bool directory = code >= ZKE_DIRECTORY_UNREACHABLE && code <= ZKE_TLS_REQUIRED;
+    bool directory = code >= ZKE_DIRECTORY_UNREACHABLE && code <= ZKE_REFERRAL_BROKEN;
     if (!directory)
         throw Refusal("the directory client reports code " + std::to_string(code));
     char sentence[1024] = {};

@@ -25,6 +25,9 @@ const Meaning meanings[] = {
     {ZKE_ANSWER_TOO_LARGE, exit_directory, "the directory's answer is too large"},
     {ZKE_CERTIFICATE_REFUSED, exit_directory, "the directory's certificate is not accepted"},
     {ZKE_TLS_REQUIRED, exit_directory, "the connection to the directory is not safe"},
+    {ZKE_HOST_LOOKUP_SILENT, exit_directory, "the directory's host name cannot be looked up"},
+    {ZKE_REFERRAL_BROKEN, exit_directory, "the directory refers to what cannot be reached"},
+    {ZKE_TICKET_REFUSED, exit_password, "the ticket is missing or not accepted"},
     {ZKE_TREE_NOT_FOUND, exit_tree, "there is no such tree"},
     {ZKE_SERVER_NOT_FOUND, exit_tree, "there is no such tree or server"},
     {ZKE_NO_SUCH_ENTRY, exit_user, "there is no such user"},
@@ -55,7 +58,7 @@ Failure failure_of(uint32_t code, const std::string &attempt) {
         status = meaning.status;
         text = meaning.text;
     }
-    const bool told = status == exit_directory || status == exit_tree;
+    const bool told = status == exit_directory || status == exit_tree || code == ZKE_TICKET_REFUSED;
     std::string detail = told ? client_sentence() : "";
     if (!detail.empty()) text += ": " + detail;
     return Failure(status, attempt + ": " + text);

@@ -22,10 +22,16 @@ constexpr size_t piece_size = 1024;
 // For the interrupt handler: closed by the reader when everything has been shown.
 int shown_pipe[2] = {-1, -1};
 pid_t main_process;
+Secret *password_in_use;
 
 // Ends at the end marker, not at the end of the pipe: a program that a script started and left running holds the
 // pipe's write end open for as long as it likes.
 void print_results(FILE *output) {
+    // The scripts run to their end even when nobody reads on.
+    sigset_t pipe;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
     char *line = nullptr;
     while (qrt_ReadResults(&line) == 0) {
         size_t length = strlen(line);
@@ -56,6 +62,8 @@ void catch_up() {
 void interrupted(int signal) {
     // A script's program that has not been started yet still has this handler.
     if (bcntrlc == 0 || getpid() != main_process) return;
+    password_in_use->wipe();
+    if (CurrentPassword != nullptr) explicit_bzero(CurrentPassword, strlen(CurrentPassword));
     pid_t teller = _Fork();
     if (teller <= 0) cntrlcHandler(signal);
     while (waitpid(teller, nullptr, 0) < 0 && errno == EINTR) continue;
@@ -81,9 +89,10 @@ void close_pipe() {
 
 } // namespace
 
-OutputReader::OutputReader(FILE *output) {
+OutputReader::OutputReader(FILE *output, Secret *password) {
     if (pipe2(shown_pipe, O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
     main_process = getpid();
+    password_in_use = password;
     // The interrupt is the main thread's: the reader must go on reading while the handler waits for it.
     sigset_t interrupt, before;
     sigemptyset(&interrupt);

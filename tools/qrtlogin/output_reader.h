@@ -6,11 +6,13 @@
 #include <cstdio>
 #include <thread>
 
+#include "tools/qrtlogin/secret.h"
+
 class OutputReader {
   public:
     // After qrt_init with a pipe: each line appears on `output` as it comes. Takes over the library's interrupt
-    // handler. Throws std::system_error. One at a time.
-    explicit OutputReader(FILE *output);
+    // handler; an interrupt that ends the process wipes `password` first. Throws std::system_error. One at a time.
+    OutputReader(FILE *output, Secret *password);
     // After qrt_exit: waits for the end marker and closes what the library leaves open of the pipe.
     ~OutputReader();
     OutputReader(const OutputReader &) = delete;

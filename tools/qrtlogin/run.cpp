@@ -11,10 +11,11 @@ namespace {
 
 // A run that did not come to its end keeps the copy of the password.
 void wipe_library_password() {
-    if (CurrentPassword == nullptr) return;
-    explicit_bzero(CurrentPassword, strlen(CurrentPassword));
-    free(CurrentPassword);
+    char *kept = CurrentPassword;
+    if (kept == nullptr) return;
+    explicit_bzero(kept, strlen(kept));
     CurrentPassword = nullptr;
+    free(kept);
 }
 
 char *text_or_null(std::optional<std::string> *text) {
@@ -48,7 +49,7 @@ int run_scripts(const Options &options, const std::string &tree, Secret *passwor
 
     uint32_t result = 0;
     {
-        OutputReader reader(output);
+        OutputReader reader(output, password);
         result = run_request(options, tree, password);
         password->wipe();
         wipe_library_password();

@@ -1,0 +1,53 @@
+#include "platform/client/bounded.h"
+
+#include <condition_variable>
+#include <csignal>
+#include <exception>
+#include <mutex>
+#include <thread>
+
+struct Bounded::State {
+    std::mutex lock;
+    std::condition_variable changed;
+    bool done = false;
+};
+
+namespace {
+
+// The calling program's handlers run on its own threads.
+class SignalsBlocked {
+  public:
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    SignalsBlocked(const SignalsBlocked &) = delete;
+    SignalsBlocked &operator=(const SignalsBlocked &) = delete;
+
+  private:
+    sigset_t before;
+};
+
+} // namespace
+
+Bounded::Bounded(std::function<void()> work) : state(std::make_shared<State>()) {
+    SignalsBlocked whileStarting;
+    std::thread([shared = state, toDo = std::move(work)]() mutable {
+        try {
+            toDo();
+        } catch (const std::exception &) {
+            // What the work did not write is its failure.
+        }
+        toDo = nullptr; // what it owns goes before anybody hears that it is done
+        std::lock_guard<std::mutex> held(shared->lock);
+        shared->done = true;
+        shared->changed.notify_all();
+    }).detach();
+}
+
+bool Bounded::doneBy(std::chrono::steady_clock::time_point deadline) const {
+    std::unique_lock<std::mutex> held(state->lock);
+    return state->changed.wait_until(held, deadline, [&]() { return state->done; });
+}

@@ -1,0 +1,26 @@
+/* An allocator in front of the C library's that can be told to fail: every way to get memory in a process that is
+ * linked with it or has it preloaded (malloc, calloc, realloc, the aligned ones, and through them strdup and its kin,
+ * operator new and the C library's own use) counts, and the one that is told fails. Nothing is counted before it is
+ * armed. */
+#ifndef FAILING_MALLOC_H
+#define FAILING_MALLOC_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* From here on allocations are counted from 1. That of number `at` fails, with `for_good` every later one too; 0 only
+ * counts. */
+void allocations_arm(long at, int for_good);
+
+/* Back to an allocator that never fails on purpose. Returns the number of allocations since allocations_arm. */
+long allocations_disarm(void);
+
+/* How many of them failed. */
+long allocations_failed(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,42 @@
+// A Kerberos realm of the test's own: a key distribution centre on a loopback port, gone with the object. The test's
+// process, and what it starts, is in the realm as long as the object lives.
+#ifndef TESTS_LDAP_KERBEROS_H
+#define TESTS_LDAP_KERBEROS_H
+
+#include <sys/types.h>
+#include <string>
+#include <vector>
+
+#include "tests/tools/process.h"
+
+class Kerberos {
+  public:
+    // Knows these users, and the service of the LDAP server on localhost, whose key is in the process's keytab.
+    explicit Kerberos(const std::vector<std::string> &users);
+    ~Kerberos();
+    Kerberos(const Kerberos &) = delete;
+    Kerberos &operator=(const Kerberos &) = delete;
+
+    // The user's ticket is in the credential cache from now on.
+    void getTicket(const std::string &user);
+    void forgetTickets();
+    // Makes the service's key another one than the server has.
+    void changeServiceKey();
+    // Stops answering; the centre's port stays taken.
+    void fallSilent();
+
+    // What a process needs to be in the realm.
+    const Variables &variables() const { return settings; }
+
+  private:
+    void admin(const std::string &query);
+    void run(const Words &words);
+    bool answers() const;
+
+    TempFolder folder;
+    Variables settings;
+    int port;
+    pid_t centre = -1;
+};
+
+#endif

@@ -1,0 +1,115 @@
+// Logins with the user's Kerberos ticket, and what is told when there is none or a wrong one.
+#include <gmock/gmock.h>
+
+#include "platform/client/ldap_stream.h"
+#include "tests/ldap/kerberos.h"
+#include "tests/ldap/ldap_site.h"
+
+namespace {
+
+class LdapTicket : public LdapSite {
+  protected:
+    LdapTicket() {
+        for (const auto &[name, value] : realm.variables()) environment[name] = value;
+    }
+    // The server's own name, since tickets go by it.
+    static std::string named(const Slapd &server) { return "ldap://localhost:" + std::to_string(server.port()); }
+    static Slapd::Setup withTickets() {
+        Slapd::Setup setup = sample();
+        setup.global =
+            "sasl-host localhost\n"
+            "authz-regexp uid=([^,]*),cn=gssapi,cn=auth cn=$1,ou=sales,o=acme\n"
+            "authz-regexp uid=([^,]*),cn=[^,]*,cn=gssapi,cn=auth cn=$1,ou=sales,o=acme\n";
+        return setup;
+    }
+    void onTickets(const std::vector<std::string> &uris, const std::string &more = "") {
+        onStrictServers(uris, "sasl_gssapi = true\n" + more);
+    }
+    Kerberos realm{{"jdoe", "admin"}};
+};
+
+} // namespace
+
+TEST_F(LdapTicket, LogsTheUserInWithoutAnyPassword) {
+    onTheEmbeddedTree();
+    std::string expected = login().out;
+    Slapd server(withTickets());
+    onTickets({named(server)});
+    realm.getTicket("jdoe");
+    Outcome outcome = login("jdoe.sales.acme", "not the password");
+    EXPECT_EQ(outcome.out, expected);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(loginHere("jdoe.sales.acme", ""), ZK_OK) << lastError();
+    EXPECT_EQ(who_am_i(here), "jdoe.sales.acme");
+    EXPECT_THAT(server.log(), ::testing::Not(::testing::HasSubstr("mech=SIMPLE")));
+}
+
+TEST_F(LdapTicket, EncryptsWhatIsReadWhereThereIsNoTls) {
+    Slapd server(withTickets());
+    onTickets({named(server)});
+    realm.getTicket("jdoe");
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    EXPECT_EQ(read(here, "admin.acme", "Full Name"), std::vector<std::string>{"Pat Ashby"}) << lastError();
+    EXPECT_THAT(server.log(), ::testing::ContainsRegex("mech=GSSAPI bind_ssf=[1-9]"));
+}
+
+TEST_F(LdapTicket, AMissingOneIsToldInFullWords) {
+    Slapd server(withTickets());
+    onTickets({named(server)});
+    EXPECT_EQ(loginHere(), ZKE_TICKET_REFUSED);
+    EXPECT_THAT(lastError(),
+                ::testing::AllOf(::testing::StartsWith(
+                                     named(server) + ": the login with the ticket failed: there is no ticket for it: "),
+                                 ::testing::HasSubstr("No Kerberos credentials available")));
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the ticket is missing or not accepted: " + named(server)));
+}
+
+TEST_F(LdapTicket, SomebodyElsesIsNoLogin) {
+    Slapd server(withTickets());
+    onTickets({named(server)});
+    realm.getTicket("admin");
+    EXPECT_EQ(loginHere(), ZKE_TICKET_REFUSED);
+    EXPECT_THAT(lastError(),
+                ::testing::HasSubstr("it is the ticket of cn=admin,ou=sales,o=acme, not of cn=jdoe,ou=sales,o=acme"));
+    EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
+}
+
+TEST_F(LdapTicket, OneThatTheServerCannotReadIsToldAsTheTicketsFault) {
+    Slapd server(withTickets());
+    onTickets({named(server)});
+    realm.changeServiceKey();
+    realm.getTicket("jdoe");
+    EXPECT_EQ(loginHere(), ZKE_TICKET_REFUSED);
+    EXPECT_THAT(lastError(),
+                ::testing::HasSubstr("the login with the ticket failed: the server does not take the ticket: "));
+}
+
+TEST_F(LdapTicket, AServerThatIsDownIsPassedOver) {
+    Slapd server(withTickets());
+    onTickets({"ldap://localhost:" + std::to_string(free_port()), named(server)});
+    realm.getTicket("jdoe");
+    EXPECT_EQ(loginHere(), ZK_OK) << lastError();
+}
+
+TEST_F(LdapTicket, ASilentCentreCostsNoMoreThanTheTimeLimit) {
+    Slapd server(withTickets());
+    onTickets({named(server)}, "time_limit = 0.8\n");
+    realm.getTicket("jdoe"); // the ticket for the server is still to be asked for
+    realm.fallSilent();
+    LdapDeadline start = LdapClock::now();
+    EXPECT_EQ(loginHere(), ZKE_SERVER_SILENT);
+    EXPECT_LT(LdapClock::now() - start, std::chrono::seconds(4));
+    EXPECT_THAT(lastError(), ::testing::HasSubstr("a key distribution centre does not answer"));
+}
+
+TEST_F(LdapTicket, AnotherUsersPasswordIsStillAPassword) {
+    Slapd server(withTickets());
+    onTickets({named(server)}, "allow_cleartext_loopback = true\n");
+    realm.getTicket("jdoe");
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    uint32_t other = open_server("SRV2");
+    EXPECT_EQ(ZKLoginToFileServer(other, "admin", 256, "wrong"), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(ZKLoginToFileServer(other, "admin", 256, "starfish"), ZK_OK) << lastError();
+}

@@ -1,0 +1,139 @@
+// No way out of qrtlogin leaves a password in its memory, in what it shows, or with the programs that it starts.
+#include "tests/memory/secret_site.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+const char password_question[] = "(typing is not shown): ";
+
+class QrtloginMemory : public SecretSite {
+  protected:
+    // A login that is asked for its password, up to its end.
+    void login(const Words &words, const HiddenSecret &secret = users_secret,
+               const std::string &user = "jdoe.sales.acme") {
+        Words all = {QRTLOGIN_PATH, "--user", user};
+        all.insert(all.end(), words.begin(), words.end());
+        start(all);
+        answer(password_question, secret);
+    }
+    void expect_clean_end(int status) {
+        await_rest();
+        EXPECT_THAT(left(), IsEmpty());
+        EXPECT_EQ(finish(), status) << process->shown();
+    }
+    Words running(const std::string &text) { return {"--login-script", script(text)}; }
+};
+
+} // namespace
+
+TEST_F(QrtloginMemory, ASuccess) {
+    login(running("WRITE \"hello %LOGIN_NAME\"\nEXIT\n"));
+    expect_clean_end(0);
+    EXPECT_THAT(process->shown(), HasSubstr("hello jdoe"));
+}
+
+TEST_F(QrtloginMemory, AnEndlessNumberOfLinesLater) {
+    login(running("SET a=\"x\"\n" + std::string(200, '\n') + "MAP\nWRITE \"%FULL_NAME\"\n"));
+    expect_clean_end(0);
+}
+
+TEST_F(QrtloginMemory, APasswordFromADescriptor) {
+    startWithDescriptor({QRTLOGIN_PATH, "--password-fd", "3", "--user", "jdoe.sales.acme"});
+    expect_clean_end(0);
+}
+
+TEST_F(QrtloginMemory, AWrongPassword) {
+    login({}, wrong_secret);
+    expect_clean_end(2);
+}
+
+TEST_F(QrtloginMemory, AnUnknownUser) {
+    login({}, users_secret, "nobody.sales.acme");
+    expect_clean_end(5);
+}
+
+TEST_F(QrtloginMemory, ALockedAccount) {
+    login({}, users_secret, "locked.sales.acme");
+    expect_clean_end(2);
+}
+
+TEST_F(QrtloginMemory, AnExpiredAccount) {
+    login({}, users_secret, "expired.sales.acme");
+    expect_clean_end(2);
+}
+
+TEST_F(QrtloginMemory, ASyntaxError) {
+    site.write("user.qrt", "FOO BAR\n");
+    userScript("FOO BAR\nWRITE \"after\"\n");
+    login({});
+    expect_clean_end(1);
+}
+
+TEST_F(QrtloginMemory, ACommandOfThePersonsOwn) {
+    login({"--", "true"});
+    expect_clean_end(0);
+}
+
+TEST_F(QrtloginMemory, AnInterruptAfterBreakOn) {
+    program("interrupt", "kill -INT $PPID");
+    login(running("BREAK ON\n#interrupt\nWRITE \"not reached\"\n"));
+    expect_clean_end(0);
+    EXPECT_THAT(process->shown(), HasSubstr("script aborted"));
+}
+
+TEST_F(QrtloginMemory, AnInterruptAtThePasswordsQuestion) {
+    start({QRTLOGIN_PATH, "--user", "jdoe.sales.acme"});
+    ASSERT_TRUE(process->awaits(password_question));
+    for (size_t place = 0; place < HiddenSecret::length; ++place) process->type(std::string(1, users_secret.at(place)));
+    process->interrupt();
+    process->finish();
+    EXPECT_THAT(scan_text(process->shown(), users_secret), IsEmpty());
+}
+
+TEST_F(QrtloginMemory, ASecondTreeWhosePasswordIsAskedFor) {
+    login(running("TREE OTHER/jdoe.sales.acme\nWRITE \"on %LOGIN_NAME\"\n"));
+    answer("User name", "jdoe.sales.acme");
+    answer(password_question, wrong_secret);
+    answer("User name", "jdoe.sales.acme");
+    answer(password_question, other_trees_secret);
+    expect_clean_end(0);
+}
+
+TEST_F(QrtloginMemory, ASecondLoginThatFails) {
+    login(running("TREE OTHER/jdoe.sales.acme\nWRITE \"goes on\"\n"));
+    answer("User name", "jdoe.sales.acme");
+    answer(password_question, wrong_secret);
+    answer("User name", "\x04");
+    expect_clean_end(0);
+    EXPECT_THAT(process->shown(), HasSubstr("goes on"));
+}
+
+TEST_F(QrtloginMemory, AServerWhosePasswordIsAskedFor) {
+    login(running("ATTACH OLDSRV\nWRITE \"goes on\"\n"));
+    answer("User name", "jdoe");
+    answer(password_question, wrong_secret);
+    answer("User name", "jdoe");
+    answer(password_question, servers_secret);
+    expect_clean_end(0);
+    EXPECT_THAT(process->shown(), HasSubstr("goes on"));
+}
+
+// While the scripts run, a TREE statement may still need the password: the program's own copy and the library's are
+// all that there is.
+TEST_F(QrtloginMemory, ARunningScriptHasTheTwoCopiesInUse) {
+    program("hold", "printf '(at rest)' >/dev/tty; kill -STOP $PPID");
+    login(running("#hold\n"));
+    await_rest();
+    EXPECT_EQ(left_of(users_secret).size(), 2u) << testing::PrintToString(left_of(users_secret));
+    process->goOn();
+    expect_clean_end(0);
+}
+
+TEST_F(QrtloginMemory, ItsProgramsGetNoCopy) {
+    login(running("#dump one\n@dump two\n"));
+    expect_clean_end(0);
+    EXPECT_THAT(process->shown(), HasSubstr("/programs/dump"));
+    EXPECT_THAT(process->shown(), HasSubstr("QRT_TREE=ACME"));
+}

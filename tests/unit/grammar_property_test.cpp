@@ -1,0 +1,296 @@
+// What holds for every script, tried on random ones: of the table of forms in statement_forms, and with mistakes in
+// them. QRT_PROPERTY_SCRIPTS sets how many scripts each property is tried on, QRT_PROPERTY_SEED where to begin: a
+// failure names the seed of its script, and that seed with one script repeats it.
+#include <algorithm>
+#include <map>
+
+#include "tests/unit/program_folder.h"
+#include "tests/unit/script_fixture.h"
+#include "tests/unit/script_model.h"
+#include "tests/unit/statement_forms.h"
+
+extern char **environ;
+
+namespace {
+
+using statement_forms::Source;
+using testing::HasSubstr;
+using testing::Not;
+
+class GrammarPropertyTest : public ScriptTest {
+  protected:
+    GrammarPropertyTest() {
+        files_.file("inner", "WRITE \"inner\"\nREM no line end");
+        setenv("PATH", files_.path("empty").c_str(), 1);
+        for (char **entry = environ; *entry != nullptr; entry++) environment_.push_back(*entry);
+    }
+
+    // What can be seen of a run at one moment.
+    struct Moment {
+        std::string output, state;
+        std::vector<std::string> calls;
+        bool operator==(const Moment &other) const {
+            return output == other.output && state == other.state && calls == other.calls;
+        }
+    };
+
+    // Runs a script in a session as new. The moments are those of the script's probes.
+    std::string observed(const std::string &script) {
+        begin_again();
+        moments_.clear();
+        spy::on_call([this](const std::string &call) {
+            const size_t name = call.find("\"PROBE");
+            if (call.rfind("ZKDSPutAttrName(", 0) == 0 && name != call.npos)
+                moments_[std::stoi(call.substr(name + 6))] = now();
+        });
+        result_ = run(script);
+        spy::on_call(nullptr);
+        shown_ += output();
+        return shown_;
+    }
+
+    // A line that looks an attribute up, which happens in skipped blocks too, and writes nothing that matters.
+    static std::string probe(int number) { return "WRITE %PROBE" + std::to_string(number); }
+
+    // Calls `body` with the seeds that are due.
+    template <typename Body>
+    static void for_seeds(unsigned usual, Body body) {
+        const char *scripts = getenv("QRT_PROPERTY_SCRIPTS"), *seed = getenv("QRT_PROPERTY_SEED");
+        const auto first = static_cast<unsigned>(seed ? atoi(seed) : 1);
+        const unsigned count = scripts ? static_cast<unsigned>(atoi(scripts)) : usual;
+        ASSERT_GT(count, 0U);
+        for (unsigned i = 0; i < count && !HasFailure(); i++) {
+            SCOPED_TRACE("QRT_PROPERTY_SCRIPTS=1 QRT_PROPERTY_SEED=" + std::to_string(first + i));
+            body(first + i);
+        }
+    }
+
+    Source source(unsigned seed) const { return Source(seed, files_.path("inner")); }
+
+    static std::string line_end(Source &random) {
+        static const char *const ends[] = {"\n", "\n", "\r\n", "\r\n", "\r\r\n", "\r\r\r\n"};
+        return random.any_of(ends);
+    }
+
+    std::map<int, Moment> moments_;
+    int result_ = 0; // the runner's
+    ProgramFolder files_;
+
+  private:
+    void begin_again() {
+        shown_.clear();
+        output();
+        restore_environment();
+        ZKDSFreeContext(context_);
+        spy::reset();
+        spy::tree("ACME_TREE", "SRV1");
+        spy::object(user);
+        spy::logged_in(user);
+        for (const char *context : {"x.y", "word"}) spy::object(context);
+        set(CurrentObject, "jdoe");
+        for (char **context : {&CurrentContext, &InitialContext}) set(*context, ".sales.acme");
+        set(LoginName, "jdoe");
+        for (char **global : {&over_ride_profile, &driveDir, &gotolabel, &CurrentTree, &CurrentPassword})
+            set(*global, nullptr);
+        for (int i = 0; i < QRT_USER_VARIABLES; i++) qrt_SetUserVar(i, std::to_string(i).c_str());
+        ZKDSCreateContextHandle(&context_);
+        ZKDSSetContext(context_, DCK_TREE_NAME, "ACME_TREE");
+        spy::forget_calls();
+        condstate[0] = valuestate = gotostate = invalidGoToLabel = debug_level = 0;
+        bcntrlc = 0;
+        use_default_script = 1;
+    }
+
+    void restore_environment() const {
+        clearenv();
+        for (const std::string &entry : environment_) {
+            const size_t sign = entry.find('=');
+            setenv(entry.substr(0, sign).c_str(), entry.c_str() + sign + 1, 1);
+        }
+    }
+
+    static void set(char *&global, const char *value) {
+        free(global);
+        global = text_copy_or_null(value).release();
+    }
+
+    Moment now() {
+        shown_ += output();
+        std::ostringstream state;
+        for (int32_t level = 0; level <= condindex; level++) state << condstate[level];
+        for (const char *text : {CurrentContext, CurrentObject, CurrentTree, over_ride_profile, driveDir, gotolabel})
+            state << '|' << (text ? text : "(null)");
+        for (const char *variable : uservars) state << '|' << (variable ? variable : "(null)");
+        for (const int32_t number : {debug_level, gotostate, gotoWasUsed, invalidGoToLabel, syntax_error, wholeline})
+            state << '|' << number;
+        state << '|' << int{bcntrlc} << '|' << use_default_script;
+        for (char **entry = environ; *entry != nullptr; entry++) state << '|' << *entry;
+        return {shown_, state.str(), spy::calls()};
+    }
+
+    std::string shown_;
+    std::vector<std::string> environment_;
+};
+
+// ---- the forms ----
+
+TEST_F(GrammarPropertyTest, EveryFormIsAccepted) {
+    for_seeds(8, [this](unsigned seed) {
+        Source random = source(seed);
+        for (size_t form = 0; form < Source::forms(); form++) {
+            const std::string line = random.written(random.statement_of(form));
+            // An IF whose line ends with its condition has the next line for its statement.
+            const std::string shown = observed(line + line_end(random) + line_end(random) + probe(1) + "\n");
+            EXPECT_THAT(shown, Not(HasSubstr("Script error."))) << line;
+            const bool exited = shown.find("Exiting script...") != shown.npos;
+            EXPECT_EQ(moments_.size(), exited ? 0U : 1U) << line;
+        }
+    });
+}
+
+// ---- whole scripts ----
+
+TEST_F(GrammarPropertyTest, AScriptWritesWhatItsLinesSay) {
+    for_seeds(250, [this](unsigned seed) {
+        Source random = source(seed);
+        const ScriptModel model(random);
+        EXPECT_EQ(observed(model.script()), model.output()) << model.script();
+        EXPECT_EQ(result_, model.result());
+    });
+}
+
+// ---- later lines ----
+
+static std::string without_warning(std::string shown) {
+    const std::string warning = "Warning, unmatched IF...THEN statment (no END or ENDIF)\n";
+    const size_t at = shown.size() - std::min(shown.size(), warning.size());
+    return shown.substr(at) == warning ? shown.substr(0, at) : shown;
+}
+
+// What a script has done when a line has been read is the same whatever follows that line.
+TEST_F(GrammarPropertyTest, LaterLinesDoNotReachBack) {
+    for_seeds(250, [this](unsigned seed) {
+        Source random = source(seed);
+        const auto lines = [&](size_t count) {
+            std::string text;
+            while (count-- > 0) {
+                const bool valid = random.one_in(2);
+                const auto tokens = random.statement();
+                text += (valid ? random.written(tokens) : random.mistaken(tokens)) + line_end(random);
+            }
+            return text;
+        };
+        const std::string first = lines(1 + random.below(6)) + probe(1) + "\n";
+        const std::string cut = without_warning(observed(first));
+        const auto moments = moments_;
+        for (int i = 0; i < 2; i++) {
+            const std::string script = first + lines(1 + random.below(4));
+            const std::string whole = observed(script);
+            ASSERT_EQ(whole.substr(0, cut.size()), cut) << script;
+            ASSERT_EQ(moments_.size(), moments.size()) << script;
+            ASSERT_TRUE(moments_ == moments) << script;
+        }
+    });
+}
+
+static std::vector<std::string> quotes_in(const std::string &shown) {
+    const std::string report = "\nScript error.\nThe original line was:\n";
+    std::vector<std::string> quotes;
+    for (size_t at = shown.find(report); at != shown.npos; at = shown.find(report, at + 1)) {
+        const size_t start = at + report.size();
+        quotes.push_back(shown.substr(start, shown.find('\n', start) - start));
+    }
+    return quotes;
+}
+
+// A mistake that the line feed is shows where reading then stands, which is the next line: this alone of a report
+// belongs to a later line.
+TEST_F(GrammarPropertyTest, OnlyTheQuoteOfAMissingTokenIsTheNextLines) {
+    const std::string heading = "The original line was:\n", message = "parse error unexpected input: ";
+    for_seeds(250, [&](unsigned seed) {
+        Source random = source(seed);
+        const std::string first = random.mistaken(random.statement()) + "\n";
+        const std::string next = "REM " + std::to_string(seed);
+        const std::string cut = without_warning(observed(first + "\n"));
+        const std::string whole = observed(first + next + "\n");
+        const std::vector<std::string> quotes = quotes_in(whole);
+        const std::string traced = traces(6, [&] { run(first + next + "\n"); });
+        const size_t told = traced.rfind(message);
+        ASSERT_EQ(quotes.empty(), told == traced.npos) << first;
+        const bool missing = told != traced.npos && traced.find("unexpected '\\n'", told) != traced.npos;
+        EXPECT_EQ(missing, !quotes.empty() && quotes.back() == next) << first;
+        if (!missing) {
+            EXPECT_EQ(whole.substr(0, cut.size()), cut) << first;
+            return;
+        }
+        const size_t quote = cut.rfind(heading) + heading.size();
+        const std::string expected = cut.substr(0, quote) + next + cut.substr(cut.find('\n', quote));
+        EXPECT_EQ(whole.substr(0, expected.size()), expected) << first;
+    });
+}
+
+// ---- mistakes ----
+
+// What an error in `line` may quote: the line, or the part of it between two carriage returns; the line before when
+// nothing stands in front of its line ends; the line behind for a mistake that its line feed is.
+static std::vector<std::string> quotable(const std::string &line, const std::string &end, const std::string &before,
+                                         const std::string &behind) {
+    std::vector<std::string> parts;
+    std::istringstream stream(line);
+    for (std::string part; std::getline(stream, part, '\r');)
+        if (!part.empty()) parts.push_back(part);
+    if (line.empty() || line[0] == '\r') parts.push_back(before);
+    if (end == "\n") parts.push_back(behind);
+    return parts;
+}
+
+TEST_F(GrammarPropertyTest, AMistakeCostsItsOwnLineAndIsQuoted) {
+    for_seeds(150, [this](unsigned seed) {
+        Source random = source(seed);
+        constexpr int lines = 10;
+        std::string script = probe(0) + "\n";
+        std::vector<std::string> texts, ends;
+        for (int i = 1; i <= lines; i++) {
+            texts.push_back(random.mistaken(random.statement_without("EXIT")));
+            ends.push_back(line_end(random));
+            script += texts.back() + ends.back() + probe(i) + "\n";
+        }
+        const std::string whole = observed(script);
+        if (whole.find("Exiting script...\n") != whole.npos) return; // one of the odd words made it up
+        ASSERT_EQ(moments_.size(), lines + 1U) << script;
+        size_t reports = 0;
+        for (int i = 1; i <= lines; i++) {
+            const auto at = static_cast<size_t>(i - 1);
+            const std::string &before = moments_[i - 1].output, &after = moments_[i].output;
+            const auto quotes = quotes_in(after.substr(before.size()));
+            const auto allowed = quotable(texts[at], ends[at], probe(i - 1), probe(i));
+            for (const std::string &quote : quotes) EXPECT_THAT(allowed, testing::Contains(quote)) << texts[at];
+            reports += quotes.size();
+        }
+        EXPECT_EQ(quotes_in(whole).size(), reports) << script;
+    });
+}
+
+// Good lines between them, mistakes are reported as they would be in a script of their own.
+TEST_F(GrammarPropertyTest, EarlierLinesDoNotHideAMistake) {
+    for_seeds(40, [this](unsigned seed) {
+        Source random = source(seed);
+        std::vector<std::string> texts;
+        std::vector<size_t> alone;
+        std::string script = probe(0) + "\n";
+        for (int i = 1; i <= 6; i++) {
+            const auto tokens = random.statement_without("EXIT");
+            texts.push_back((random.one_in(3) ? random.written(tokens) : random.mistaken(tokens)) + line_end(random));
+            alone.push_back(quotes_in(observed(probe(0) + "\n" + texts.back() + probe(1) + "\n")).size());
+            script += texts.back() + probe(i) + "\n";
+        }
+        if (observed(script).find("Exiting script...\n") != std::string::npos) return;
+        for (int i = 1; i <= 6; i++) {
+            const auto at = static_cast<size_t>(i - 1);
+            const std::string shown = moments_[i].output.substr(moments_[i - 1].output.size());
+            EXPECT_EQ(quotes_in(shown).size(), alone[at]) << script;
+        }
+    });
+}
+
+} // namespace
