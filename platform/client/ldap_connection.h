@@ -83,7 +83,7 @@ struct LdapAnswer {
 // A handle of libldap's and the watch over it, which has to outlive it.
 struct LdapWire {
     struct Unbind {
-        void operator()(LDAP *handle) const { ldap_unbind_ext(handle, nullptr, nullptr); }
+        void operator()(LDAP *opened) const { ldap_unbind_ext(opened, nullptr, nullptr); }
     };
     LdapWatch watch;
     std::unique_ptr<LDAP, Unbind> handle;
