@@ -128,9 +128,14 @@ int lex_find_replace_home(LexBuffer *buffer) {
 
 // The number of the keyword that `word` spells in any letter case, or STRING.
 static int keyword_number(std::string_view word) {
+    // Every word of a script is compared with every name: most differ in their first letter, whatever its case.
+    constexpr int case_bit = 'a' ^ 'A';
+    const int first = word.empty() ? 0 : word[0] | case_bit;
     for (int i = 0; i < lex_named_tokens; i++) {
-        const std::string_view name = lex_token_names[i];
-        if (name[0] == '"' && text_equal_nocase(name.substr(1, name.size() - 2), word)) return lex_token_number(i);
+        const char *quoted = lex_token_names[i];
+        if (quoted[0] != '"' || (quoted[1] | case_bit) != first) continue;
+        const std::string_view name(quoted + 1, strlen(quoted) - 2);
+        if (text_equal_nocase(name, word)) return lex_token_number(i);
     }
     return STRING;
 }

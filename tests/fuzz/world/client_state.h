@@ -1,0 +1,21 @@
+// What the files of the replaced client share.
+#ifndef FUZZ_WORLD_CLIENT_STATE_H
+#define FUZZ_WORLD_CLIENT_STATE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+// Fails when the handle has been given back. A handle that never was one is the client's to refuse.
+void client_context_used(uint32_t context);
+// Writes an answered name of at most ZK_MAX_NAME bytes and its NUL; `out` may be null.
+void client_name_out(char *out, std::string_view ordinary);
+// Reads the text to its end, so that one without its NUL is noticed.
+size_t client_text_in(const char *text);
+
+void client_buffers_start();
+void client_buffers_check_end();
+void client_prompts_start();
+void client_prompts_check_end();
+
+#endif
