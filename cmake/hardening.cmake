@@ -14,7 +14,6 @@ else()
   add_compile_definitions($<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 endif()
 if(QRT_COVERAGE)
-  add_compile_options(--coverage)
   add_link_options(--coverage)
 endif()
 

@@ -3,15 +3,18 @@
 # something is missing.
 #   scripts/install-packages.sh build          to build and run
 #   scripts/install-packages.sh build check    to run every test as well
+#   scripts/install-packages.sh build check coverage    to count what the tests reach
 set -eu
 build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libsasl2-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev util-linux mount"
 check="clang python3 libclang-rt-14-dev binutils gettext slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit"
+coverage="gcovr"
 
 wanted=
 for group in "$@"; do
     case $group in
         build) wanted="$wanted $build" ;;
         check) wanted="$wanted $check" ;;
+        coverage) wanted="$wanted $coverage" ;;
         *) echo "install-packages.sh: unknown group '$group'" >&2; exit 64 ;;
     esac
 done
