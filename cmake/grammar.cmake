@@ -1,4 +1,5 @@
-# Generates the parser and holds the number of its conflicts to the ones that the grammar declares in the comment lines
+# Generates the parser, makes it free what is on its stack when memory runs out in an action or in the tokenizer (Bison's
+# skeleton is written in C and knows no exceptions), and holds the number of its conflicts to the ones that the grammar declares in the comment lines
 # "expect-shift-reduce: N" and "expect-reduce-reduce: N".
 execute_process(
   COMMAND ${BISON} -Wall -Wno-yacc -Wno-precedence --output=${OUTPUT}.cpp --defines=${OUTPUT}.h ${GRAMMAR}
@@ -20,3 +21,22 @@ foreach(kind IN ITEMS shift-reduce reduce-reduce)
     message(FATAL_ERROR "${GRAMMAR}: ${found} ${name} conflicts, declared are ${declared}\n${messages}")
   endif()
 endforeach()
+
+# Both places are left the way that a full stack leaves them: the report, and a destructor for each value, those of the
+# rule that was being reduced included. No line is added, so that the skeleton's own line numbers stay true.
+function(replace_once text from to)
+  string(FIND "${${text}}" "${from}" first)
+  string(FIND "${${text}}" "${from}" last REVERSE)
+  if(first EQUAL -1 OR NOT first EQUAL last)
+    file(REMOVE ${OUTPUT}.cpp ${OUTPUT}.h)
+    message(FATAL_ERROR "${GRAMMAR}: Bison's skeleton is not the one expected at: ${from}")
+  endif()
+  string(REPLACE "${from}" "${to}" replaced "${${text}}")
+  set(${text} "${replaced}" PARENT_SCOPE)
+endfunction()
+set(caught "catch (const std::bad_alloc &) { yylen = 0; YYNOMEM; }")
+file(READ ${OUTPUT}.cpp parser)
+replace_once(parser "yychar = yylex ();" "try { yychar = yylex (); } ${caught}")
+replace_once(parser "YY_REDUCE_PRINT (yyn);\n  switch (yyn)\n" "YY_REDUCE_PRINT (yyn); try {\n  switch (yyn)\n")
+replace_once(parser "default: break;\n    }\n  /* User semantic" "default: break;\n    } } ${caught}\n  /* User semantic")
+file(WRITE ${OUTPUT}.cpp "${parser}")

@@ -21,7 +21,6 @@ if(QRT_THREADS)
   add_link_options(-fsanitize=thread)
 endif()
 if(QRT_COVERAGE)
-  add_compile_options(--coverage)
   add_link_options(--coverage)
 endif()
 

@@ -58,7 +58,7 @@ static void raise_single_letter(char *name) {
     if (strlen(name) == 1 && *name >= 'a' && *name <= 'z') *name = static_cast<char>(*name - 'a' + 'A');
 }
 
-int qrt_ChangeWorkingDir(uint32_t handle, const char *name) try {
+int qrt_ChangeWorkingDir(uint32_t handle, const char *name) {
     const OwnedText drive(qrt_find_replace_ids(handle, name));
     if (drive == nullptr) return 0;
     raise_single_letter(drive.get());
@@ -71,8 +71,6 @@ int qrt_ChangeWorkingDir(uint32_t handle, const char *name) try {
     driveDir = link;
     TRACE(7, "drive directory: %s", driveDir);
     return 1;
-} catch (const std::bad_alloc &) {
-    return 0;
 }
 
 void drive_statement(OwnedText name) {

@@ -56,6 +56,7 @@ static std::string read_stream(uint32_t file) {
 }
 
 uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text) try {
+    // What the session's object is when memory has run out for its name.
     if (!objectName) return ZKE_NO_SUCH_ENTRY;
     TRACE(4, "KDB object is %s", objectName);
     const std::string name = short_name(handle, objectName);

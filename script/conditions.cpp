@@ -85,10 +85,9 @@ static bool holds(Comparison comparison, int order) {
             return order >= 0;
         case COMPARE_LESS:
             return order < 0;
-        case COMPARE_NOT_GREATER:
+        default: // COMPARE_NOT_GREATER
             return order <= 0;
     }
-    return false;
 }
 
 int32_t cond_compare(Comparison comparison, OwnedText left, OwnedText right) {

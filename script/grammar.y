@@ -34,9 +34,8 @@
 #define ACCEPT_IF(ended) \
     if (ended) YYACCEPT
 
-// An action or the tokenizer may run out of memory. The exported yyparse, at the end of this file, lets nothing through.
+// The exported yylex lets no exception through; the parser has to know that memory has run out.
 #define yylex tokenizer_next
-#define yyparse parse_or_throw
 %}
 
 %define parse.error verbose
@@ -547,7 +546,8 @@ optional_unc_end:
 
 filespec:
     volume path                                 { $$ = file_on_volume(own($1), own($2)).release(); }
-  | '.' complex_string path                     { $$ = file_dotted(own($2), own($3)).release(); }
+  // Part of the language, though no word reaches it: the tokenizer makes a full stop part of words.
+  | '.' complex_string path                     { $$ = file_dotted(own($2), own($3)).release(); } // GCOVR_EXCL_LINE
   | server volume path                          { $$ = file_on_server(own($1), own($2), own($3)).release(); }
   | path                                        { $$ = file_plain(own($1)).release(); }
   ;
@@ -576,11 +576,3 @@ path:
 %%
 
 const char *const *const lex_token_names = yytname;
-
-#undef yyparse
-
-// The texts on the parser's stack are lost then: its code frees them on every way out but this one.
-int yyparse() try { return parse_or_throw(); } catch (const std::bad_alloc &) {
-    yyerror("memory exhausted");
-    return 2;
-}

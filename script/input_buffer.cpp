@@ -128,7 +128,8 @@ int lex_IncludeFile(const char *includedText) try {
     TRACE(4, "old buffer (%i): %s", active->length, active->data);
     TRACE(4, "new buffer (%i): %s", spliced->length, spliced->data);
     TRACE(4, "readPos %i length %i character %i", spliced->readPos, spliced->length, lex_lookaheadchar(spliced));
-    for (int32_t i = 0; debug_level > 8 && i < spliced->length; i++) TRACE(8, "%i: %c", i, spliced->data[i]);
+    for (int32_t i = 0; debug_level > 8 && i < spliced->length; i++)
+        output_trace(__func__, __LINE__, "%i: %c", i, spliced->data[i]);
     lex_free_active_buffer();
     ibufstack[ibufstackindex - 1] = spliced;
     return 0;

@@ -145,18 +145,24 @@ static void start_line(LexBuffer *buffer) {
     linecounter++;
     if (debug_level > 0) {
         const OwnedText line = look_at_line(buffer);
-        TRACE(0, "LINENO:%i %s", linecounter, line.get());
+        TRACE(0, "LINENO:%i %s", linecounter, line.get()); // GCOVR_EXCL_BR_LINE: the level has been asked for
     }
     end_of_line = 0;
 }
 
+static void trace_delimiter(int ch) {
+    if (ch == '\n') {
+        TRACE(6, "yylex end:cc=%s", "<LF>");
+    } else if (ch == '\r') {
+        TRACE(6, "yylex end:cc=%s", "<CR>");
+    } else {
+        TRACE(6, "yylex end:cc=\"%c\"", ch);
+    }
+}
+
 static int delimiter_token(int ch) {
     if (ch == '\n') end_of_line = 1;
-    if (debug_level > 6) {
-        std::string shown = ch == '\n' ? "<LF>" : ch == '\r' ? "<CR>" : std::to_string(ch);
-        if (ch >= 32 && ch <= 126) shown = std::string("\"") + static_cast<char>(ch) + "\"";
-        TRACE(6, "yylex end:cc=%s", shown.c_str());
-    }
+    trace_delimiter(ch);
     return ch;
 }
 

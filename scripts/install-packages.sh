@@ -3,11 +3,13 @@
 # something is missing.
 #   scripts/install-packages.sh build          to build and run
 #   scripts/install-packages.sh build check    to run every test as well
-#   scripts/install-packages.sh build analysis scripts/check-analysis.sh
+#   scripts/install-packages.sh build analysis       for scripts/check-analysis.sh
+#   scripts/install-packages.sh build check coverage for scripts/check-coverage.sh
 set -eu
 build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libsasl2-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev gettext util-linux mount"
 check="clang python3 libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck"
 analysis="git clang-tidy cppcheck abigail-tools"
+coverage="gcovr"
 
 wanted=
 for group in "$@"; do
@@ -15,6 +17,7 @@ for group in "$@"; do
         build) wanted="$wanted $build" ;;
         check) wanted="$wanted $check" ;;
         analysis) wanted="$wanted $analysis" ;;
+        coverage) wanted="$wanted $coverage" ;;
         *) echo "install-packages.sh: unknown group '$group'" >&2; exit 64 ;;
     esac
 done

@@ -170,7 +170,9 @@ TEST_F(LifecycleTest, InitFailsWithoutAStreamForThePipe) {
         const int input = open("/dev/null", O_RDONLY);
         dup2(input, 0);
         close(input);
-        rlimit none = {3, 3};
+        rlimit none;
+        getrlimit(RLIMIT_NOFILE, &none);
+        none.rlim_cur = 3;
         setrlimit(RLIMIT_NOFILE, &none);
         dup2(2, 1);
         _exit(qrt_init(nullptr, nullptr) == -1 ? 33 : 0);

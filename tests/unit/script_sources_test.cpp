@@ -337,6 +337,13 @@ TEST_F(ScriptSourcesTest, TheWalkIsTraced) {
                   [this] { read_container("nobody"); });
 }
 
+TEST_F(ScriptSourcesTest, WithoutAnObjectThereIsNoScript) {
+    EXPECT_EQ(read(nullptr), 0xFFFFFDA7U);
+    EXPECT_EQ(read_container(nullptr), 0xFFFFFFFFU);
+    EXPECT_EQ(text_, "(untouched)");
+    EXPECT_THAT(spy::calls(), IsEmpty());
+}
+
 // ---- the default script ----
 
 TEST_F(ScriptSourcesTest, TheDefaultScriptListsTheDrives) {

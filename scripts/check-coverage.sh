@@ -1,0 +1,32 @@
+#!/bin/bash
+# Tells what of the library the tests reach: builds with counters for each line and branch, runs the tests, prints the
+# figures file by file, and holds them to the floors in tests/coverage/figures.py and to the list of what is not reached
+# in tests/coverage/uncovered.txt. Every test that tests/COVERAGE.md names must have run and passed.
+#   ./check.sh --coverage [REGEX]   only the tests whose names match
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-packages.sh build check coverage
+
+build=build/coverage
+cmake --preset coverage >/dev/null
+cmake --build --preset coverage -- -k 0
+find $build -name '*.gcda' -delete
+# Where gcov finds the grammar's actions: the parser names their file from the top of the tree.
+ln -sfn ../../script $build/script
+# Some tests give up their rights: they have to be able to write the counters too, and not to talk about it.
+umask 0
+export GCOV_ERROR_FILE=/dev/null
+status=0
+ctest --test-dir $build --output-on-failure --no-tests=error -j "$(nproc)" --output-junit junit.xml ${1:+-R "$1"} |
+    grep -vE --line-buffered '^ *(Start|[0-9]+/[0-9]+ Test .* Passed)' || status=1
+[ $# -gt 0 ] || tests/build/coverage_map.py tests/COVERAGE.md $build $build/junit.xml || status=1
+
+# A branch that the compiler made for an exception that may pass is no decision of the source's; at a catch it is the
+# one of an exception of another type. The parser's skeleton
+# is Bison's; the grammar's actions are counted as lines of the grammar.
+counted="($build/)?(frame|script|commands|directory|network|config)/"
+gcovr --root . --object-directory $build --filter "$counted" --exclude '.*grammar\.tab\.(cpp|h)' \
+    --exclude-throw-branches --exclude-unreachable-branches --exclude-branches-by-pattern '.*\} catch \(.*' --json $build/coverage.json \
+    $build/CMakeFiles/qrtscript_objects.dir
+tests/coverage/figures.py $build/coverage.json tests/coverage/uncovered.txt || status=1
+exit $status

@@ -1,0 +1,396 @@
+// Memory that runs out at any allocation of a call: the call comes back, nothing is lost or freed twice (which the
+// sanitizers see), and the same call works again when there is memory.
+#include "tests/unit/memory_fault.h"
+
+#include "commands/drive.h"
+#include "commands/program.h"
+#include "frame/lifecycle.h"
+#include "script/input_buffer.h"
+#include "script/tokenizer.h"
+#include "tests/unit/network_file_fixture.h"
+
+namespace {
+
+class MemoryFaultTest : public NetworkFileTest {
+  protected:
+    MemoryFaultTest() {
+        folder_.script("map", "echo map \"$@\"");
+        folder_.file("config/map.conf", "Map_Link_Default_Location=%HOME/drives\n");
+        network_file("SRV1/SYS/LOGIN/X.TXT", "WRITE \"of the file\"\n");
+        declare();
+        ibufstackindex = 0;
+    }
+
+    static void declare() {
+        spy::reset();
+        spy::tree("ACME_TREE", "SRV1");
+        spy::default_server("SRV1");
+        spy::logged_in("jdoe.sales.acme");
+        spy::authenticated("SRV1");
+        spy::server("A-SERVER-OF-SOME-LENGTH", "ACME_TREE");
+        spy::object("jdoe.sales.acme", "User", "CN=jdoe.OU=sales.O=acme");
+        spy::text_attribute("jdoe.sales.acme", "Full Name", {"John Doe, whose name is longer than a few bytes"});
+        spy::text_attribute("jdoe.sales.acme", "Group Membership", {"Everybody.acme", "Staff.sales.acme"});
+        spy::attribute("jdoe.sales.acme", "Home Directory", {spy::path("USERVOL.sales.acme", "home/jdoe")});
+        spy::object("USERVOL.sales.acme", "Volume");
+        spy::text_attribute("USERVOL.sales.acme", "Host Server", {"CN=SRV1.OU=servers.O=acme"});
+        spy::text_attribute("USERVOL.sales.acme", "Host Resource Name", {"USERS"});
+        spy::object("APPMAP.sales.acme", "Directory Map");
+        spy::attribute("APPMAP.sales.acme", "Path", {spy::path("USERVOL.sales.acme", "public/apps")});
+        spy::mapped_drive("/links/F", "SRV2/DATA:users/jdoe");
+        spy::stream("jdoe.sales.acme", "WRITE \"of the user\"");
+        spy::stream("OU=sales.O=acme", "WRITE \"of the container\"");
+    }
+
+    // The session before each call: jdoe of .sales.acme in ACME_TREE.
+    static void start() {
+        declare();
+        clear();
+        CurrentObject = text_copy("jdoe").release();
+        LoginName = text_copy("jdoe").release();
+        CurrentContext = text_copy(".sales.acme").release();
+        InitialContext = text_copy(".OU=sales.O=acme").release();
+        CurrentTree = text_copy("ACME_TREE").release();
+        CurrentPassword = text_copy("kept in the session").release();
+        for (int i = 0; i < QRT_USER_VARIABLES; i++) uservars[i] = text_copy(std::to_string(i)).release();
+        condindex = 0;
+        condstate[0] = 0;
+        ctx = handle;
+        unsetenv("MEMORY_FAULT_TEST");
+    }
+
+    // The outcome of `call`, which `look` tells with all its words, and how many allocations it makes.
+    std::string outcome(const std::function<void()> &call, const std::function<std::string()> &look) {
+        start();
+        output();
+        call();
+        return look();
+    }
+
+    // Runs `call` with each of its allocations failing in turn, once or for good, at trace level `level`.
+    void sweep(const std::function<void()> &call, const std::function<std::string()> &look, int32_t level,
+               bool for_good) {
+        testing::internal::CaptureStdout();
+        const std::string usual = outcome(call, look);
+        bool met = true;
+        for (int number = 1; met && !HasFailure(); number++) {
+            SCOPED_TRACE(number);
+            start();
+            debug_level = level;
+            memory_fault::arm(number, for_good);
+            bool thrown = false;
+            try {
+                call();
+            } catch (const std::bad_alloc &) {
+                thrown = true;
+            }
+            met = memory_fault::disarm();
+            EXPECT_FALSE(thrown) << "has to be caught in the call";
+            debug_level = 0;
+            look();
+            EXPECT_THAT(spy::mistakes(), testing::IsEmpty());
+            EXPECT_EQ(spy::open_buffers(), 0);
+            EXPECT_EQ(spy::open_files(), 0);
+            EXPECT_EQ(outcome(call, look), usual);
+        }
+        const std::string printed = testing::internal::GetCapturedStdout();
+        if (HasFailure()) printf("%s", printed.c_str());
+    }
+    void sweep(const std::function<void()> &call, const std::function<std::string()> &look) {
+        sweep(call, look, 0, false);
+        sweep(call, look, 0, true);
+        sweep(call, look, 9, false);
+    }
+
+    // The same for a function that hands out new text, and for a script.
+    void sweep_text(const std::function<char *()> &call) {
+        char *text = nullptr;
+        sweep([&] { text = call(); }, [&] { return taken(text); });
+    }
+    void sweep_out(const std::function<uint32_t(char **)> &call) {
+        char *text = nullptr;
+        uint32_t code = 0;
+        sweep(
+            [&] {
+                text = nullptr;
+                code = call(&text);
+            },
+            [&] { return std::to_string(code) + " " + taken(text); });
+    }
+    void sweep_script(const std::string &script) {
+        SCOPED_TRACE(script);
+        int result = 0;
+        std::string object = "jdoe.sales.acme";
+        sweep([&] { result = parsescript_Run(script.c_str(), object.data(), ctx); },
+              [&] { return std::to_string(result) + " " + output() + session(); });
+    }
+
+    std::string session() {
+        std::string told = variables();
+        for (const char *global : {CurrentObject, LoginName, CurrentContext, InitialContext, CurrentTree, driveDir,
+                                   over_ride_profile, static_cast<char *>(getenv("MEMORY_FAULT_TEST"))})
+            told += " " + shown(global);
+        return told;
+    }
+};
+
+// ---- the session ----
+
+TEST_F(MemoryFaultTest, TheSessionsSettersKeepWhatTheyCannotReplace) {
+    std::string context = "OU=a context of some length.O=acme";
+    const auto look = [this] { return session() + output(); };
+    sweep([] { qrt_SetCurrentObject("somebody with a long name"); }, look);
+    sweep([] { qrt_SetLoginName("somebody with a long name"); }, look);
+    sweep([&] { qrt_SetCurrentContext(context.data()); }, look);
+    sweep([] { qrt_SetUserVar(3, "a value of some length"); }, look);
+    sweep([] { qrt_ShiftVars(2); }, look);
+    sweep(
+        [] {
+            char *before = InitialContext;
+            if (qrt_SetInitialContext(".O=acme")) free(before);
+        },
+        look);
+}
+
+TEST_F(MemoryFaultTest, TheSessionsTextsAreNullWithoutMemory) {
+    sweep_text(qrt_GetServer);
+    sweep_text(qrt_Object);
+    sweep_text(qrt_LoggedInObject);
+    start();
+    memory_fault::arm(1);
+    EXPECT_EQ(qrt_Object(), nullptr);
+    EXPECT_TRUE(memory_fault::disarm());
+}
+
+TEST_F(MemoryFaultTest, AResultThatCannotBeCopiedEndsTheReading) {
+    char *line = nullptr;
+    int code = 0;
+    int ends[2];
+    sweep(
+        [&] {
+            if (pipe(ends) != 0 || write(ends[1], "a line\n", 7) != 7) return;
+            fd[0] = ends[0];
+            code = qrt_ReadResults(&line);
+        },
+        [&] {
+            close(ends[0]);
+            close(ends[1]);
+            return std::to_string(code) + taken(line);
+        });
+}
+
+// ---- names, attributes, identifiers ----
+
+TEST_F(MemoryFaultTest, DirectoryReadsComeBack) {
+    const char *object = "jdoe.sales.acme";
+    sweep_out([&](char **text) { return qrt_GetAttribute(handle, object, "Full_Name", text); });
+    sweep_out([&](char **text) { return qrt_GetAttribute(handle, object, "Home_Directory", text); });
+    sweep_out([&](char **text) { return qrt_GetAttribute(handle, object, "3", text); });
+    sweep_out([&](char **text) { return __GetAttribute(handle, object, "Full_Name", text); });
+    uint32_t flag = 7;
+    sweep_out([&](char **) { return qrt_compareAttribute(handle, object, "Group_Membership", "Staff", &flag); });
+    sweep_out([&](char **text) {
+        *text = qrt_Error("ZKDSRead", "qrt_GetAttribute", 12, 0x8801);
+        return 0;
+    });
+    sweep_out([&](char **text) { return qrt_GetLoginScript(handle, object, text); });
+    sweep_out([&](char **text) { return qrt_get_container(handle, object, text); });
+    sweep_out([&](char **text) { return static_cast<uint32_t>(__get_default_script(text)); });
+    sweep_text([] { return qrt_GetEnvVar("PATH"); });
+}
+
+TEST_F(MemoryFaultTest, IdentifiersAreThenUnknown) {
+    for (const char *name : {"GREETING_TIME", "SHORT_YEAR", "MACHINE", "REQUESTER", "P_STATION", "NETWORK",
+                             "SHELL_TYPE", "STATION", "FILE_SERVER", "FULL_NAME", "LOGIN_CONTEXT", "PASSWORD_EXPIRES",
+                             "CN", "HOME_DIRECTORY", "LANGUAGE", "USER_ID", "LAST_NAME", "COMSPEC"}) {
+        SCOPED_TRACE(name);
+        sweep_out([&](char **text) { return qrt_GetIdentifierValue(handle, "jdoe.sales.acme", name, text); });
+    }
+    sweep_text([] { return qrt_find_replace_ids(handle, "Hello %FULL_NAME of %<PATH>, \"%NOBODY\" and <x>"); });
+}
+
+TEST_F(MemoryFaultTest, VolumesAndNamesComeBack) {
+    char server[514], volume[514], rest[514];
+    uint32_t connection = 0, code = 0;
+    uint16_t resolved = 0;
+    const auto look = [&] { return std::to_string(code) + server + volume + rest + output(); };
+    const auto fresh = [&] { server[0] = volume[0] = rest[0] = '\0'; };
+    const auto sweep_code = [&](const std::function<uint32_t()> &call) {
+        sweep(
+            [&] {
+                fresh();
+                code = call();
+            },
+            look);
+    };
+    for (const char *path : {"APPMAP.sales.acme:bin", "USERVOL.sales.acme", "SRV1/SYS:public"})
+        sweep_code([&] { return qrt_ZKDSParsePath(handle, path, server, &connection, volume, rest, &resolved); });
+    sweep_code([&] { return qrt_DSGetObjConnID(handle, "USERVOL.sales.acme", &connection, server, nullptr); });
+    sweep_code([&] { return qrt_DSGetPhysicalVolumeName(handle, "USERVOL.sales.acme", volume); });
+    sweep_code([&] { return qrt_CheckForDirectoryMap(handle, "APPMAP.sales.acme", volume, rest); });
+    sweep_code([&] { return orbispec("USERVOL", server, volume, rest); });
+    sweep_code([&] {
+        qrt_DSRemoveNameFromFullName(".CN=somebody with a long name.OU=sales.O=acme", server, volume, rest);
+        return 0;
+    });
+}
+
+// ---- the network ----
+
+TEST_F(MemoryFaultTest, ConnectionsComeBack) {
+    uint32_t made = 0;
+    sweep_out([&](char **) {
+        const uint32_t code = qrt_Getctx("acme_tree", &made);
+        if (made != 0) ZKDSFreeContext(made);
+        return code;
+    });
+    sweep_text([] { return qrt_GetTreeName("acme_tree"); });
+    sweep_text([] { return qrt_GetTreeFromServer("srv1"); });
+    sweep_text([] { return qrt_GetDefaultServerFromTree("acme_tree"); });
+    sweep_text(qrt_GetDefaultServer);
+    std::string server = "SRV1";
+    sweep_out([&](char **tree) { return qrt_CheckAuthServer(server.data(), tree); });
+    const auto look = [this] { return session() + output(); };
+    sweep([] { qrt_SetServer(handle, "srv1"); }, look);
+    sweep([] { qrt_SetTree("acme_tree"); }, look);
+    for (std::string attached : {"SRV1", "A-SERVER-OF-SOME-LENGTH"})
+        sweep(
+            [&] {
+                spy::authenticated("SRV1", false);
+                spy::logged_out();
+                spy::prompt_answer("jdoe", "right");
+                spy::keep_prompt_texts();
+                qrt_Attach(attached.data());
+            },
+            [&] {
+                // Wiped by the call, and not its to free.
+                for (const auto &[name, password] : spy::prompt_texts()) {
+                    free(name);
+                    free(password);
+                }
+                return look();
+            });
+}
+
+// ---- files, drives and programs ----
+
+TEST_F(MemoryFaultTest, FilesAndDrivesComeBack) {
+    for (const char *server : {":", "srv1", static_cast<const char *>(nullptr)})
+        sweep_out([&](char **text) {
+            return static_cast<uint32_t>(qrt_GetFile(handle, server, "SYS\\LOGIN/%<NO>X.TXT", text));
+        });
+    char *link = nullptr, *second = nullptr;
+    sweep([&] { link = second = nullptr, util_map_location("G", "extra", &link, &second); },
+          [&] { return taken(link) + taken(second); });
+    int code = 0;
+    sweep(
+        [&] {
+            link = second = nullptr;
+            code = util_map_existing("/links/F", &link, &second);
+        },
+        [&] { return std::to_string(code) + taken(link) + taken(second); });
+    sweep([&] { qrt_ChangeWorkingDir(handle, "g"); }, [this] { return session(); });
+    sweep([&] { code = qrt_map_command(handle, "map", "a", "b", "c"); }, [&] { return output(); });
+    sweep([&] { code = execute_command("map \"a b\" c"); }, [&] { return std::to_string(code) + output(); });
+    sweep([&] { code = execute_command_nowait("true \"a b\" c"); }, [&] { return std::to_string(code); });
+    std::string a = "a text", b = "another text of some length";
+    for (auto *join : {util_concat_filespec, util_concat_strings, util_concat_strings_nos})
+        sweep_text([&] { return join(a.data(), b.data()); });
+    sweep(
+        [&] {
+            link = strdup("a text with an old word");
+            second = util_parse_replace_string(link, "old", "very much newer");
+        },
+        [&] {
+            if (second == nullptr) free(link);
+            return taken(second);
+        });
+}
+
+// ---- scripts ----
+
+TEST_F(MemoryFaultTest, ScriptsComeBack) {
+    for (const char *script :
+         {"WRITE \"Hello \" ; %FULL_NAME ; \"4\" + \"5\"\n", "SET MEMORY_FAULT_TEST = \"%2 and a longer text\"\n",
+          "IF MEMBER OF \"Staff\" AND VALUE \"5\" > \"3\" THEN\nWRITE a-b\nELSE\nWRITE %<HOME>\nEND\n",
+          "GOTO THERE-IS\nWRITE \"x\"\n:THERE-IS\nWRITE \"y\"\n", "FOO BAR\nWRITE \"next\"\n",
+          "SHIFT 2\nCX OU=a.O = b\n", "INCLUDE .jdoe.sales.acme\nDISPLAY jdoe\n",
+          "DISPLAY SYS:LOGIN/X.TXT\nDISPLAY srv1/sys:LOGIN\\X.TXT\n",
+          "DISPLAY \\\\SRV1\\SYS\\LOGIN\\X.TXT\nDISPLAY F:X\nDISPLAY .USERVOL:X\n", "DRIVE g:\nPROFILE a-b\n",
+          "MAP ROOT G:=%FULL_NAME\n", "LASTLOGINTIME\nDEBUG 0\nFIRE PHASER 3 TIMES\n", "GOTO IF\nIF ) THEN\nEND\n",
+          "GOTO A-LONG-LABEL-THAT-IS-NOWHERE\n", "#map x\n", "TREE ACME_TREE/jdoe.sales.acme;secret\n",
+          "ATTACH SRV1\n"})
+        sweep_script(script);
+}
+
+TEST_F(MemoryFaultTest, AWholeLoginComesBack) {
+    uint32_t result = 0;
+    std::string tree = "acme_tree", user = "jdoe", password = "a password of some length";
+    const auto login = [&] {
+        QrtRunScriptsArgs args = {};
+        args.treename = tree.data();
+        args.user = user.data();
+        args.password = password.data();
+        // The run lets go of the one before without freeing it.
+        session_replace(InitialContext, nullptr);
+        const int keep = dup(0);
+        result = qrt_RunScripts(&args);
+        dup2(keep, 0);
+        close(keep);
+    };
+    sweep(login, [&] { return std::to_string(result) + output(); });
+}
+
+TEST_F(MemoryFaultTest, ALabelIsThenNotFound) {
+    start();
+    lex_addBuffer("x\n:A-LABEL-OF-SOME-LENGTH\ny\n");
+    int result = 0;
+    sweep([&] { result = lex_goto("A-LABEL-OF-SOME-LENGTH"); }, [&] { return std::to_string(result); });
+    lex_free_active_buffer();
+}
+
+TEST_F(MemoryFaultTest, TheTokenizersReadersHaveNoTextThen) {
+    start();
+    end_of_line = wholeline = 0;
+    for (auto *read : {lex_gettoken, lex_line, lex_line_fetch, lex_quotestring}) {
+        lex_addBuffer("word\" rest");
+        memory_fault::arm(1);
+        EXPECT_EQ(read(lex_activeBuffer()), nullptr);
+        EXPECT_TRUE(memory_fault::disarm());
+        lex_activeBuffer()->readPos = 0;
+        EXPECT_EQ(taken(read(lex_activeBuffer())).substr(0, 4), "word");
+        lex_free_active_buffer();
+    }
+    lex_addBuffer("word");
+    memory_fault::arm(1);
+    EXPECT_EQ(yylex(), 0);
+    EXPECT_TRUE(memory_fault::disarm());
+    lex_free_active_buffer();
+}
+
+// ---- what is said ----
+
+// The list of what is being included takes memory of its own, before the text does.
+TEST_F(MemoryFaultTest, WithoutMemoryNothingIsIncluded) {
+    start();
+    lex_addBuffer("old\n");
+    for (const int allocation : {1, 2, 1, 2}) {
+        memory_fault::arm(allocation);
+        EXPECT_EQ(lex_IncludeFile("new"), 0);
+        EXPECT_TRUE(memory_fault::disarm());
+        EXPECT_EQ(output(), "memory exhausted") << allocation;
+        EXPECT_STREQ(lex_activeBuffer()->data, "old\n");
+    }
+    lex_free_active_buffer();
+}
+
+TEST_F(MemoryFaultTest, AScriptThatCannotBeTakenInSaysSo) {
+    start();
+    memory_fault::arm(1);
+    const int result = parsescript_Run("WRITE \"x\"\n", nullptr, handle);
+    EXPECT_TRUE(memory_fault::disarm());
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(output(), "memory exhausted");
+}
+
+} // namespace
