@@ -137,6 +137,15 @@ size_t take_trailing_dots(std::string_view *text) {
     return dots;
 }
 
+bool is_among(char c, const char *special) {
+    for (; *special != '\0'; special++) {
+        if (*special == c) {
+            return true;
+        }
+    }
+    return false;
+}
+
 int hex_digit(char c) {
     if (c >= '0' && c <= '9') {
         return c - '0';
@@ -159,7 +168,7 @@ bool take_dn_escape(std::string_view text, size_t *i, char *c) {
         return low >= 0 && *c != '\0';
     }
     *c = text[++*i];
-    return strchr(" \"#+,;<=>\\", *c) != nullptr;
+    return is_among(*c, " \"#+,;<=>\\"); // a zero byte is none of them
 }
 
 bool parse_dn_value(std::string_view text, std::string *value) {
@@ -203,15 +212,6 @@ bool parse_whole_dn(std::string_view dn, Name *name) {
 
 bool same_part(const NamePart &a, const NamePart &b) {
     return (a.type.empty() || b.type.empty() || a.type == b.type) && name_fold(a.value) == name_fold(b.value);
-}
-
-bool is_among(char c, const char *special) {
-    for (; *special != '\0'; special++) {
-        if (*special == c) {
-            return true;
-        }
-    }
-    return false;
 }
 
 void append_escaped(std::string *out, std::string_view value, const char *special) {

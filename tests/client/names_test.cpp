@@ -119,6 +119,14 @@ TEST(Names, DistinguishedNames) {
     }
 }
 
+TEST(Names, AZeroByteIsNoPartOfADistinguishedName) {
+    Name name;
+    for (std::string_view dn :
+         {std::string_view("cn=a\0b", 6), std::string_view("cn=a\\\0b", 7), std::string_view("cn=a\\00b")}) {
+        EXPECT_FALSE(name_parse_dn(dn, {}, &name, nullptr)) << dn;
+    }
+}
+
 TEST(Names, TheBaseIsNotPartOfAName) {
     Name base;
     ASSERT_TRUE(name_parse_dn("dc=branch,dc=example", {}, &base, nullptr));
