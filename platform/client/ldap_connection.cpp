@@ -90,7 +90,9 @@ void must(int result, const LdapUri &address, const char *what) {
 
 LdapIdentity::LdapIdentity(const std::string &distinguishedName, const char *secret)
     : dn_(distinguishedName), masked_(strlen(secret)), mask_(masked_.size()) {
-    arc4random_buf(mask_.data(), mask_.size());
+    if (!mask_.empty()) { // an empty list has no address
+        arc4random_buf(mask_.data(), mask_.size());
+    }
     for (size_t i = 0; i < masked_.size(); i++) {
         masked_[i] = static_cast<char>(secret[i] ^ mask_[i]);
     }
@@ -110,7 +112,7 @@ LdapIdentity::~LdapIdentity() {
 
 void LdapIdentity::wipe() {
     if (masked_.empty()) {
-        return; // an empty list has no address
+        return;
     }
     explicit_bzero(masked_.data(), masked_.size());
     explicit_bzero(mask_.data(), mask_.size());
