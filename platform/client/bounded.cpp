@@ -34,13 +34,13 @@ class SignalsBlocked {
 
 Bounded::Bounded(std::function<void()> work) : state(std::make_shared<State>()) {
     SignalsBlocked whileStarting;
-    std::thread([shared = state, toDo = std::move(work)]() mutable {
+    std::thread([shared = state, task = std::move(work)]() mutable {
         try {
-            toDo();
+            task();
         } catch (const std::exception &) {
             // What the work did not write is its failure.
         }
-        toDo = nullptr; // what it owns goes before anybody hears that it is done
+        task = nullptr; // what it owns goes before anybody hears that it is done
         std::lock_guard<std::mutex> held(shared->lock);
         shared->done = true;
         shared->changed.notify_all();
