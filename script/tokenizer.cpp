@@ -127,10 +127,10 @@ int lex_find_replace_home(LexBuffer *buffer) {
 }
 
 // The number of the keyword that `word` spells in any letter case, or STRING.
-static int keyword_number(std::string_view word) {
+static int keyword_number(const char *word) {
     // Every word of a script is compared with every name: most differ in their first letter, whatever its case.
     constexpr int case_bit = 'a' ^ 'A';
-    const int first = word.empty() ? 0 : word[0] | case_bit;
+    const int first = *word | case_bit;
     for (int i = 0; i < lex_named_tokens; i++) {
         const char *quoted = lex_token_names[i];
         if (quoted[0] != '"' || (quoted[1] | case_bit) != first) continue;
