@@ -257,7 +257,8 @@ TEST_F(Interrupts, LeaveWholeLines) {
         const bool through_program = attempt % share == 0;
         const long point = random_point(through_program ? program : library);
         const Trial trial = through_program ? run_program(one.script, point) : run(one.script, point);
-        const bool breaks = which == 0;
+        // The last script may be aborted between its BREAK ON and its BREAK OFF, before it says anything.
+        const bool breaks = which == 0 || (which == 2 && trial.output.find("Hello") == std::string::npos);
         const Verdict verdict = through_program ? judge_program(trial, one, breaks) : judge(trial, one, breaks);
         ++count[verdict];
         if (verdict != Torn) continue;
