@@ -252,11 +252,35 @@ TEST_F(SyntaxErrorTest, AFileNameCutShortDuringRecoveryCostsItsOwnLine) {
     EXPECT_EQ(output(), report("FOO BAR") + "Invalid display command format\nnext\n");
 }
 
-TEST_F(SyntaxErrorTest, AMistakeFarBehindTheLastTextQuotesNoLine) {
+TEST_F(SyntaxErrorTest, AMistakeFarBehindTheLastTextQuotesItAllTheSame) {
     EXPECT_EQ(run("WRITE \"a\"\n" + std::string(5000, '\n') + "ATTACH\n" + std::string(5000, '\n')), 1);
     EXPECT_EQ(output(), "a\n" + report("ATTACH") + "Invalid attach command format\n");
-    EXPECT_EQ(run("WRITE \"a\"\n" + std::string(5001, '\r')), 1);
-    EXPECT_THAT(output(), testing::HasSubstr(report("bogus")));
+    for (const int count : {4095, 4096, 4097, 4098, 5000}) {
+        const std::string blank(static_cast<size_t>(count), '\n');
+        EXPECT_EQ(quoted("one\n" + blank, count), "one");
+        EXPECT_EQ(quoted("two\n" + blank, count), "two") << "the same place in another text";
+        EXPECT_EQ(quoted("\n\n\n\n" + blank, count), "bogus");
+    }
+}
+
+// The mistakes stand behind ever longer runs of line ends.
+TEST_F(SyntaxErrorTest, MistakesOfLineEndsAloneQuoteTheLineBeforeThem) {
+    std::string ends, reports;
+    for (int i = 0; i < 3000; i++) {
+        ends += "\r\r\r\r\n";
+        reports += report("WRITE \"a\"");
+    }
+    EXPECT_EQ(run("WRITE \"a\"\n" + ends + "FOO BAR\n\n\n\n" + ends.substr(0, 5)), 1);
+    EXPECT_EQ(output(), "a\n" + reports + report("FOO BAR") + report("FOO BAR"));
+}
+
+TEST_F(SyntaxErrorTest, AJumpBackBeforeALongRunQuotesTheLinesThere) {
+    const std::string blank(5000, '\n'), once = report("FOO BAR") + report("FOO BAR");
+    unsetenv("SEEN");
+    EXPECT_EQ(printed("\nTOP:\nFOO BAR\n" + blank + "\r\r\r\r\n\n\n\nIF \"%<SEEN>\" = \"1\" THEN\nEXIT\nEND\n" +
+                      "SET SEEN = \"1\"\nGOTO TOP\n"),
+              once + once + "Exiting script...\n");
+    unsetenv("SEEN");
 }
 
 } // namespace
