@@ -113,6 +113,11 @@ TEST_F(SyntaxErrorTest, AnErrorTooSoonAfterAnotherIsNotReported) {
     EXPECT_EQ(printed("FOO BAR\nSET ) \nWRITE \"next\"\n"), report("FOO BAR") + "Invalid set command format\nnext\n");
 }
 
+TEST_F(SyntaxErrorTest, TheThirdTokenAfterAnErrorMakesTheNextOneReported) {
+    EXPECT_EQ(printed("FOO BAR\nSET A B\nWRITE \"next\"\n"),
+              report("FOO BAR") + report("SET A B") + "Invalid set command format\nnext\n");
+}
+
 TEST_F(SyntaxErrorTest, AMissingTokenQuotesTheLineThatReadingHasReached) {
     EXPECT_EQ(printed("FOO\nWRITE \"next\"\n"), report("WRITE \"next\"") + "next\n");
     EXPECT_EQ(printed("WRITE \"a\"\nFOO\n"), "a\n" + report("FOO"));
@@ -171,7 +176,30 @@ static const Recovery recoveries[] = {
     {"EXIT )", "Invalid exit command format\n"},
     {"GOTO )", "Invalid goto command format\n"},
     {"GOTO A B", "Invalid goto command format\n"},
+    // Words and references that are not taken everywhere.
+    {"SHIFT ON", "Invalid shift command format\n"},
+    {"SHIFT A-B", "Invalid shift command format\n"},
+    {"SHIFT -ON", "Invalid shift command format\n"},
+    {"TERM ON", "Invalid term command format\n"},
+    {"TERM A-B", "Invalid term command format\n"},
+    {"TREE a;b", "Invalid tree command format\n"},
+    {"COMSPEC=x", ""},
+    {"SET %A = \"x\"", "Invalid set command format\n"},
+    {"DRIVE %A:", "Invalid drive command format\n"},
+    {"DRIVE *%A", "Invalid drive command format\n"},
+    {"PROFILE %A", "Invalid profile command format\n"},
+    {"ATTACH %A", "Invalid attach command format\n"},
+    {"SCRIPT_SERVER %A", "Invalid script server command format\n"},
+    {"DOS VERIFY %A", ""},
+    {"FIRE %A", "Invalid FIRE format \n"},
+    {"DEBUG %A", "Invalid DEBUG command format\n"},
+    {"GOTO %A", "Invalid goto command format\n"},
+    {"WRITE MEMBER OF Staff", "Invalid write command format\n"},
+    {"WRITE NOT MEMBER", "Invalid write command format\n"},
     // Without a form of their own.
+    {"A-B:", ""},
+    {":A B", ""},
+    {":%A", ""},
     {": )", ""},
     {"A : B", ""},
     {"IF : B", ""},
