@@ -133,6 +133,36 @@ TEST_F(PrintTest, EachWriteIsFlushedAtOnce) {
     fclose(file);
 }
 
+// What each write to a stream carries.
+std::vector<std::string> writes;
+
+ssize_t keep_write(void *, const char *data, size_t size) {
+    writes.emplace_back(data, size);
+    return static_cast<ssize_t>(size);
+}
+
+TEST_F(PrintTest, ClsIsFlushedAfterEachNewline) {
+    cookie_io_functions_t functions = {};
+    functions.write = keep_write;
+    FILE *const stream = fopencookie(nullptr, "w", functions);
+    writes.clear();
+    fdr = stream;
+    run("CLS\n");
+    fdr = stream_;
+    fclose(stream);
+    EXPECT_EQ(writes, std::vector<std::string>(40, "\n"));
+}
+
+TEST_F(PrintTest, AFullOutputIsIgnored) {
+    FILE *const full = fopen("/dev/full", "w");
+    fdr = full;
+    EXPECT_EQ(run("WRITE \"lost\"\nCLS\nPAUSE\nSET PRINT_TEST = \"reached\"\n"), 0);
+    fdr = stream_;
+    fclose(full);
+    EXPECT_STREQ(getenv("PRINT_TEST"), "reached");
+    unsetenv("PRINT_TEST");
+}
+
 // ---- PAUSE ----
 
 TEST_F(PrintTest, PauseInTextModeWritesItsMessageAndGoesOn) {
