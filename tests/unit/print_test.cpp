@@ -64,6 +64,15 @@ TEST_P(DisplayTest, WritesAFileAsItIs) {
     EXPECT_EQ(display(folder_.path("news")), "no newline at the end\tand %s");
 }
 
+TEST_P(DisplayTest, EveryByteOfAFileIsWritten) {
+    std::string all;
+    for (int byte = 1; byte < 256; byte++) all += static_cast<char>(byte);
+    folder_.file("bytes", all + all);
+    spy::stream("bytes", all);
+    EXPECT_EQ(display(folder_.path("bytes")), all + all);
+    EXPECT_EQ(display(".bytes"), all + "\r\n");
+}
+
 TEST_P(DisplayTest, WritesAnObjectsLoginScript) {
     spy::stream("news.acme", "the news");
     EXPECT_EQ(display(".news.acme"), "the news\r\n");
