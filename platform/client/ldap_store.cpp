@@ -316,8 +316,7 @@ uint32_t LdapStore::check_password(const Entry &entry, const char *password) {
 }
 
 uint32_t LdapStore::login(EntryPtr *user, const char *password) {
-    bool needsPassword = !tree.ldap.gssapi && !tree.ldap.external;
-    if (*password == '\0' && needsPassword) {
+    if (*password == '\0' && tree.ldap.needsPassword()) {
         return ZKE_WRONG_PASSWORD;
     }
     if (offline.active()) {
