@@ -35,6 +35,13 @@ TEST_F(SyntaxErrorTest, TheLineOfTheReadPositionIsQuoted) {
     EXPECT_EQ(quoted(text, 14), "three"); // at the end
 }
 
+TEST_F(SyntaxErrorTest, ALineMayBeASingleCharacter) {
+    const std::string text = "x\ny\nz";
+    for (const int position : {1, 2, 3, 4, 5})
+        EXPECT_EQ(quoted(text, position), position == 1 ? "x" : position < 4 ? "y" : "z") << position;
+    EXPECT_EQ(quoted("x", 1), "x");
+}
+
 TEST_F(SyntaxErrorTest, LineEndsBeforeTheReadPositionAreSkipped) {
     EXPECT_EQ(quoted("one\n\r\n\n\ntwo\n", 7), "one");
     EXPECT_EQ(quoted("one\n\n\n", 6), "one");
