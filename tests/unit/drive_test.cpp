@@ -335,6 +335,14 @@ TEST_F(DriveTest, ASlashIsPreferredToAnEarlierBackslash) {
 TEST_F(DriveTest, AMappingWithoutASeparatorLeavesTheOutputsAlone) {
     spy::mapped_drive("/home/u/G", "SRV1");
     EXPECT_EQ(mapping("/home/u/G"), "untouched");
+    char before = '\0';
+    char *server = &before, *rest = &before;
+    EXPECT_EQ(util_map_existing("/home/u/G", &server, &rest), 0);
+    EXPECT_EQ(server, &before);
+    EXPECT_EQ(rest, &before);
+    EXPECT_EQ(util_map_existing("/home/u/H", &server, &rest), 1);
+    EXPECT_EQ(server, &before);
+    EXPECT_EQ(rest, &before);
 }
 
 TEST_F(DriveTest, AMappingMayBeEmptyOnEitherSide) {
