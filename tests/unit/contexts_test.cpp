@@ -250,6 +250,29 @@ TEST_F(ContextsTest, TracesOfAFailedContext) {
     EXPECT_EQ(traces(4, [this] { qrt_Getctx("ACME_TREE", &handle); }), "");
 }
 
+TEST_F(ContextsTest, CodesAreTracedInHexadecimal) {
+    auto make = [this] { qrt_Getctx("acme_tree", &handle); };
+    auto traces_of_failure = [&](const char *call, int occurrence) {
+        spy::reset();
+        spy::tree("ACME_TREE", "SRV1");
+        spy::fail_nth(call, occurrence, 0xABCD);
+        return traces(7, make);
+    };
+    EXPECT_THAT(traces_of_failure("ZKCCOpenConnByName", 1), HasSubstr("ZKCCOpenConnByName returned 0xABCD\n"));
+    EXPECT_THAT(traces_of_failure("ZKCCGetConnInfo", 1), HasSubstr("ZKCCGetConnInfo returned 0xABCD\n"));
+    EXPECT_THAT(traces_of_failure("ZKDSSetContext", 1),
+                HasSubstr("ZKDSSetContext(ctx, DCK_FLAGS, DCV_DEREF_ALIASES etc)  ccode: abcd\n"));
+    EXPECT_THAT(traces_of_failure("ZKDSSetContext", 2),
+                HasSubstr("ZKDSSetContext(ctx, DCK_TREE_NAME, ACME_TREE)  ccode: abcd\n"));
+}
+
+TEST_F(ContextsTest, ATreeThatIsNotFoundIsTracedAboveFive) {
+    auto ask = [] { qrt_GetTreeName("NO_TREE"); };
+    EXPECT_EQ(traces(5, ask), "");
+    EXPECT_THAT(traces(6, ask), HasSubstr("qrt_GetTreeName could NOT find tree."));
+    EXPECT_THAT(traces(6, ask), testing::Not(HasSubstr("found tree")));
+}
+
 TEST_F(ContextsTest, QueriesAreTracedAboveFourWhenTheyFailAndAboveFiveWhenTheySucceed) {
     auto ask = [] {
         qrt_UserID();
@@ -262,7 +285,11 @@ TEST_F(ContextsTest, QueriesAreTracedAboveFourWhenTheyFailAndAboveFiveWhenTheySu
     EXPECT_EQ(traces(5, ask), "");
     spy::fail("ZKCCGetConnInfo", 0xABC);
     EXPECT_EQ(traces(4, ask), "");
+    spy::fail("ZKCCOpenConnByRef", 0xABC);
+    EXPECT_EQ(traces(4, ask), "");
     spy::fail("ZKGetDefaultConnRef", 0xABC);
+    EXPECT_EQ(traces(4, ask), "");
+    set(CurrentTree, "NO_TREE");
     EXPECT_EQ(traces(4, ask), "");
 }
 
