@@ -42,9 +42,21 @@ TEST_F(AttributesTest, DigitNamesAUserVariable) {
     EXPECT_THAT(spy::calls(), IsEmpty());
 }
 
+TEST_F(AttributesTest, OnlyTheTenDigitsNameUserVariables) {
+    qrt_SetUserVar(0, "zero");
+    qrt_SetUserVar(9, "nine");
+    EXPECT_EQ(get("0"), "zero");
+    EXPECT_EQ(get("9"), "nine");
+    EXPECT_THAT(spy::calls(), IsEmpty());
+    for (const char *name : {"/", ":", "a"}) {
+        spy::text_attribute(user_object, name, {"of the directory"});
+        EXPECT_EQ(get(name), "of the directory") << name;
+    }
+}
+
 TEST_F(AttributesTest, UnsetUserVariableIsEmptyAndNotFound) {
     EXPECT_EQ(get("3"), "");
-    EXPECT_EQ(code, QRT_NOT_FOUND);
+    EXPECT_EQ(code, 0xFFFFFFFFu);
     EXPECT_THAT(spy::calls(), IsEmpty());
 }
 
@@ -104,6 +116,24 @@ TEST_F(AttributesTest, OnlyTheLastReplyIsExamined) {
                                                     "ZKDSRead(40, \"jdoe.sales.acme\", 1, 0, iter 1)",
                                                     "ZKDSRead(40, \"jdoe.sales.acme\", 1, 0, iter 2)"));
     EXPECT_EQ(spy::calls("ZKDSGetAttrCount").size(), 1u);
+}
+
+TEST_F(AttributesTest, TheLightReaderExaminesOnlyTheLastReplyToo) {
+    spy::attribute_in_replies(user_object, "Thing", {{spy::text("a")}, {spy::text("b")}, {spy::text("c")}});
+    EXPECT_EQ(get_lightly("Thing"), "c");
+    EXPECT_EQ(spy::calls("ZKDSRead").size(), 3u);
+    EXPECT_EQ(spy::calls("ZKDSGetAttrCount").size(), 1u);
+}
+
+TEST_F(AttributesTest, AFurtherReplyThatFailsIsTheCode) {
+    for (auto read : {&AttributesTest::get, &AttributesTest::get_lightly}) {
+        spy::reset();
+        spy::attribute_in_replies(user_object, "Thing", {{spy::text("a")}, {spy::text("b")}});
+        spy::fail_nth("ZKDSRead", 2, ZKE_DIRECTORY_UNREACHABLE);
+        EXPECT_EQ((this->*read)("Thing"), "(null)");
+        EXPECT_EQ(code, ZKE_DIRECTORY_UNREACHABLE);
+        EXPECT_EQ(spy::open_buffers(), 0);
+    }
 }
 
 TEST_F(AttributesTest, MultiValuedAttributeYieldsItsFirstValue) {
