@@ -271,6 +271,9 @@ TEST_F(AttributesTest, TracesNameTheFailingCallAndItsCode) {
         EXPECT_THAT(traced, testing::HasSubstr("abc")) << call;
         EXPECT_EQ(traces(0, call, 0xABC), "") << call;
     }
+    spy::reset();
+    spy::object(user_object);
+    EXPECT_THAT(traces(5, "ZKDSReadAttrDef", 0xABC), testing::HasSubstr("ZKDSReadAttrDef returned abc"));
 }
 
 TEST_F(AttributesTest, EveryFailingCallReturnsItsCodeAndFreesTheBuffers) {

@@ -364,6 +364,8 @@ TEST_F(IdentifiersTest, LoginContextLosesOneLeadingDot) {
     EXPECT_EQ(value("LOGIN_CONTEXT"), "sales.acme");
     set(CurrentContext, "..acme");
     EXPECT_EQ(value("LOGIN_CONTEXT"), ".acme");
+    set(CurrentContext, ".a");
+    EXPECT_EQ(value("LOGIN_CONTEXT"), "a");
     set(CurrentContext, ".");
     EXPECT_EQ(value("LOGIN_CONTEXT"), ".");
     set(CurrentContext, "acme");

@@ -43,6 +43,7 @@ TEST_F(VolumesBounds, ARestOf255CharactersFits) {
 TEST_F(VolumesBounds, APathOf769CharactersFits) {
     const std::string name(769, 'v');
     volume_object(name, "SRV1.acme", "SYS");
+    spy::object(name, "Volume", "V.acme"); // the client's own names are shorter
     EXPECT_EQ(parse(name), 0u);
     EXPECT_STREQ(volume, "SYS");
     EXPECT_EQ(resolved, 1);
@@ -111,6 +112,27 @@ TEST_F(VolumesBounds, AMapsPathIsTheClientsAsItWasPassedIn) {
     EXPECT_EQ(connection, 106u);
     EXPECT_EQ(resolved, 0);
     EXPECT_THAT(spy::calls("ZKParsePath"), ElementsAre("ZKParsePath(\"APPMAP:bin\")"));
+}
+
+TEST_F(VolumesBounds, AVolumeWithoutAServerIsTheClients) {
+    spy::object("HALF", "Volume");
+    spy::text_attribute("HALF", "Host Resource Name", {"USERS"});
+    spy::parsed_path("HALF:x", "SRV2", 106, "SYS", "y");
+    EXPECT_EQ(parse("HALF:x"), 0u);
+    EXPECT_STREQ(server, "SRV2");
+    EXPECT_STREQ(volume, "SYS");
+    EXPECT_EQ(resolved, 0);
+    EXPECT_THAT(spy::calls("ZKDSPutAttrName"), ElementsAre("ZKDSPutAttrName(40, buf1, \"Host Server\")"));
+}
+
+TEST_F(VolumesBounds, APathThatNobodyKnowsLeavesNoRest) {
+    for (const char *path : {"", "SRV1/SYS:public", "SYS:public"}) {
+        strcpy(rest, "old");
+        resolved = 7;
+        EXPECT_EQ(parse(path), 0x8847u) << path;
+        EXPECT_STREQ(rest, "") << path;
+        EXPECT_EQ(resolved, 0) << path;
+    }
 }
 
 // Only the object of a volume needs it.
