@@ -140,6 +140,21 @@ TEST_F(AttributesTest, MultiValuedAttributeYieldsItsFirstValue) {
     spy::text_attribute(user_object, "Thing", {"first", "second", "third"});
     EXPECT_EQ(get("Thing"), "first");
     EXPECT_EQ(spy::calls("ZKDSGetAttrVal").size(), 1u);
+    spy::text_attribute(user_object, "Pair", {"first", "second"});
+    EXPECT_EQ(get("Pair"), "first");
+    EXPECT_EQ(spy::calls("ZKDSGetAttrVal").size(), 2u);
+}
+
+// Of what has no text of its own the caller gets every byte, those behind a zero byte too.
+TEST_F(AttributesTest, AnyOtherSyntaxIsHandedOutUnchanged) {
+    const std::string bytes("ab\0cd\xFF", 6);
+    spy::attribute(user_object, "Photo", {spy::raw(9, bytes)});
+    for (auto read : {qrt_GetAttribute, __GetAttribute}) {
+        char *value = nullptr;
+        EXPECT_EQ(read(session_handle, user_object, "Photo", &value), 0u);
+        const OwnedText owned(value);
+        EXPECT_EQ(std::string(value, bytes.size()), bytes);
+    }
 }
 
 TEST_F(AttributesTest, MultiValuedAttributeYieldsItsLastValueToTheLightReader) {

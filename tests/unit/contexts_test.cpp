@@ -115,6 +115,8 @@ TEST_F(ContextsTest, TreeNameIsNullForNothingAndForTheUnknown) {
     EXPECT_THAT(spy::calls(), IsEmpty());
     EXPECT_EQ(qrt_GetTreeName("NO_TREE"), nullptr);
     EXPECT_EQ(qrt_GetTreeFromServer("SRV9"), nullptr);
+    EXPECT_EQ(qrt_GetDefaultServerFromTree("NO_TREE"), nullptr);
+    EXPECT_EQ(spy::call_names(), std::vector<std::string>(3, "ZKCCOpenConnByName")); // nothing is asked without one
     spy::fail("ZKCCGetConnInfo", ZKE_CONN_INVALID);
     EXPECT_EQ(qrt_GetTreeName("ACME_TREE"), nullptr);
     EXPECT_EQ(qrt_GetTreeFromServer("SRV1"), nullptr);
@@ -252,12 +254,15 @@ TEST_F(ContextsTest, TracesOfAFailedContext) {
 
 TEST_F(ContextsTest, CodesAreTracedInHexadecimal) {
     auto make = [this] { qrt_Getctx("acme_tree", &handle); };
-    auto traces_of_failure = [&](const char *call, int occurrence) {
+    auto traces_of_failure = [&](const char *call, int occurrence, int level = 7) {
         spy::reset();
         spy::tree("ACME_TREE", "SRV1");
         spy::fail_nth(call, occurrence, 0xABCD);
-        return traces(7, make);
+        return traces(level, make);
     };
+    EXPECT_EQ(traces_of_failure("ZKDSCreateContextHandle", 1, 4), "");
+    EXPECT_EQ(traces_of_failure("ZKDSSetContext", 1, 4), "");
+    EXPECT_EQ(traces_of_failure("ZKDSSetContext", 2, 4), "");
     EXPECT_THAT(traces_of_failure("ZKCCOpenConnByName", 1), HasSubstr("ZKCCOpenConnByName returned 0xABCD\n"));
     EXPECT_THAT(traces_of_failure("ZKCCGetConnInfo", 1), HasSubstr("ZKCCGetConnInfo returned 0xABCD\n"));
     EXPECT_THAT(traces_of_failure("ZKDSSetContext", 1),
@@ -266,7 +271,8 @@ TEST_F(ContextsTest, CodesAreTracedInHexadecimal) {
                 HasSubstr("ZKDSSetContext(ctx, DCK_TREE_NAME, ACME_TREE)  ccode: abcd\n"));
 }
 
-TEST_F(ContextsTest, ATreeThatIsNotFoundIsTracedAboveFive) {
+TEST_F(ContextsTest, ATreeIsTracedAboveFiveFoundOrNot) {
+    EXPECT_EQ(traces(5, [] { free(qrt_GetTreeName("ACME_TREE")); }), "");
     auto ask = [] { qrt_GetTreeName("NO_TREE"); };
     EXPECT_EQ(traces(5, ask), "");
     EXPECT_THAT(traces(6, ask), HasSubstr("qrt_GetTreeName could NOT find tree."));
