@@ -1,5 +1,6 @@
 #include "network/contexts.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "tests/unit/directory_fixture.h"
@@ -212,6 +213,29 @@ TEST_F(ContextsTest, NumbersWhenAStepFails) {
         EXPECT_EQ(qrt_StationNumber(), 0xFFFFFFFF) << call;
         EXPECT_EQ(qrt_UserID(), 0u) << call;
     }
+}
+
+TEST_F(ContextsTest, AFailedStepOfTheDefaultConnectionIsTheLastAndIsTracedAlone) {
+    const char *const steps[] = {"ZKGetDefaultConnRef", "ZKCCOpenConnByRef", "ZKCCGetConnInfo"};
+    for (auto ask : {qrt_UserID, qrt_StationNumber}) {
+        for (const char *failing : steps) {
+            spy::reset();
+            spy::tree("ACME_TREE", "SRV1");
+            spy::default_server("SRV1");
+            spy::fail(failing, 0xABC);
+            const std::string traced = traces(9, ask);
+            EXPECT_EQ(std::count(traced.begin(), traced.end(), '\n'), 1) << traced;
+            EXPECT_THAT(traced, HasSubstr(std::string(failing) + "() returned abc"));
+            EXPECT_EQ(spy::call_names().back(), failing);
+        }
+    }
+}
+
+TEST_F(ContextsTest, ADefaultServerThatIsFoundIsNoError) {
+    spy::default_server("SRV1");
+    EXPECT_THAT(traces(9, [] { free(qrt_GetDefaultServer()); }), testing::Not(HasSubstr("Error")));
+    set(CurrentTree, "ACME_TREE");
+    EXPECT_THAT(traces(9, [] { free(qrt_GetDefaultServer()); }), testing::Not(HasSubstr("Error")));
 }
 
 TEST_F(ContextsTest, TracesOfAContext) {
