@@ -231,6 +231,20 @@ TEST_F(ContextsTest, AFailedStepOfTheDefaultConnectionIsTheLastAndIsTracedAlone)
     }
 }
 
+TEST_F(ContextsTest, ADefaultServersCodesAndNumbersAreTracedInTheirForm) {
+    spy::default_server("SRV1");
+    spy::user_number(0xFFFFFFFE);
+    spy::connection_number(0xFFFFFFFD);
+    EXPECT_THAT(traces(6, [] { qrt_UserID(); }), HasSubstr("UserID: -2\n"));
+    EXPECT_THAT(traces(6, [] { qrt_StationNumber(); }), HasSubstr("Connection Number: -3\n"));
+    auto ask = [] { qrt_GetDefaultServer(); };
+    spy::fail("ZKGetDefaultConnRef", 0xABC);
+    EXPECT_THAT(traces(5, ask), HasSubstr("Error, ZKGetDefaultConnRef() returned abc\n"));
+    set(CurrentTree, "ACME_TREE");
+    spy::fail("ZKCCOpenConnByName", 0xABD);
+    EXPECT_THAT(traces(5, ask), HasSubstr("Error, ZKCCOpenConnByName() returned abd\n"));
+}
+
 TEST_F(ContextsTest, ADefaultServerThatIsFoundIsNoError) {
     spy::default_server("SRV1");
     EXPECT_THAT(traces(9, [] { free(qrt_GetDefaultServer()); }), testing::Not(HasSubstr("Error")));
