@@ -64,13 +64,13 @@ TEST_F(ScriptSourcesTest, WhatIsNoReadableFileYieldsNull) {
     EXPECT_EQ(local("missing/folder"), "(null)");
     EXPECT_EQ(local("config"), "(null)");
     EXPECT_EQ(qrt_readLoginScriptFromFile(""), nullptr);
-    EXPECT_EQ(qrt_readLoginScriptFromFile("/dev/zero"), nullptr);
     EXPECT_EQ(local(std::string(5000, 'x')), "(null)");
 }
 
-TEST_F(ScriptSourcesTest, APipeIsNotWaitedFor) {
+TEST_F(ScriptSourcesTest, WhatTellsNoSizeIsAnEmptyTextAndNotWaitedFor) {
     ASSERT_EQ(mkfifo(folder_.path("fifo").c_str(), 0600), 0);
-    EXPECT_EQ(local("fifo"), "(null)");
+    EXPECT_EQ(local("fifo"), "");
+    for (const char *device : {"/dev/null", "/dev/zero"}) EXPECT_EQ(taken(qrt_readLoginScriptFromFile(device)), "");
 }
 
 TEST_F(ScriptSourcesTest, AFileWithoutPermissionYieldsNull) {
