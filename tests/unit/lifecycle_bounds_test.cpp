@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 
 #include "frame/lifecycle.h"
@@ -47,6 +48,8 @@ class LifecycleBoundsTest : public SessionTest {
     static std::string next_line() {
         char untouched = 'x';
         char *line = &untouched;
+        // What an earlier call has left: the reader looks at it only when its own has failed.
+        errno = EINTR;
         const int result = qrt_ReadResults(&line);
         EXPECT_EQ(result, line ? 0 : -1);
         return line ? taken(line) : "(end)";
@@ -102,7 +105,20 @@ TEST_F(LifecycleBoundsTest, TheEndLeavesTheOtherGlobals) {
     keep_standard_input();
     expect_flags_kept();
     EXPECT_EQ(fdr, stream_);
+    EXPECT_EQ(fd[0], 0);
+    EXPECT_EQ(fd[1], 0);
     attachedCount = 0;
+}
+
+TEST_F(LifecycleBoundsTest, TheEndLeavesTheCallersSignals) {
+    sigset_t before, after;
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &before), 0);
+    EXPECT_EQ(qrt_init(nullptr, stream_), 0);
+    EXPECT_EQ(qrt_exit(), 0);
+    keep_standard_input();
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &after), 0);
+    for (const int number : {SIGPIPE, SIGINT, SIGCHLD})
+        EXPECT_EQ(sigismember(&after, number), sigismember(&before, number)) << number;
 }
 
 TEST_F(LifecycleBoundsTest, AStartThatFailsInstallsNoHandler) {

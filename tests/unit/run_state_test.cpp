@@ -98,10 +98,13 @@ TEST_F(RunStateTest, WhatTheCallerHasSetStaysWhereTheRequestIsSilent) {
     args_.userVar3 = hold("given");
     g_useGUI = 1;
     run_all([] {
+        CurrentPassword = text_copy("set before").release();
         for (int index = 0; index < QRT_USER_VARIABLES; index++) qrt_SetUserVar(index, std::to_string(index).c_str());
     });
     EXPECT_EQ(last_.variables, "SRV1jdoe2given456789");
     EXPECT_EQ(last_.gui, 0) << "the windows are always the request's";
+    EXPECT_EQ(before_.front().password, "set before");
+    EXPECT_THAT(wipe_watch::wiped(), Contains("set before")) << "at the end, like the request's own";
 }
 
 TEST_F(RunStateTest, BeforeTheServerIsAskedTheContextIsThatOfTheCallersTree) {
