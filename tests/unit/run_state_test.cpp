@@ -1,4 +1,5 @@
 // What a run has done to the session by each of its steps, and for whom each script runs.
+#include "script/input_buffer.h"
 #include "tests/unit/run_sequence_fixture.h"
 
 namespace {
@@ -215,6 +216,21 @@ TEST_F(RunStateTest, TheNameOfAProfileRunsAsTheUserOfTheStart) {
     spy::stream("probe", "");
     run_all();
     EXPECT_THAT(probed(), ElementsAre("jdoe.OU=sales.O=acme on 1"));
+}
+
+TEST_F(RunStateTest, WhatIsNotThereIsNotRun) {
+    const int32_t depth = ibufstackindex;
+    args_.profileScript = hold("/nowhere/profile");
+    run_all();
+    EXPECT_EQ(ibufstackindex, depth + 1) << "the default script alone";
+    args_.profileScript = nullptr;
+    args_.loginScript = hold("/nowhere/login");
+    spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"bare.acme"});
+    run_all();
+    EXPECT_EQ(ibufstackindex, depth + 1) << "none at all";
+    args_.loginScript = nullptr;
+    run_all();
+    EXPECT_EQ(ibufstackindex, depth + 2);
 }
 
 TEST_F(RunStateTest, AMistakeInAProfilesScriptIsNotTheResult) {

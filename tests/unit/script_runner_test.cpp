@@ -144,6 +144,7 @@ TEST_F(ScriptRunnerTest, OneHundredAndOneScriptsRunInOneProcess) {
     EXPECT_EQ(ibufstackindex, 100);
     EXPECT_EQ(run("WRITE \"script 101\"\n"), 0);
     EXPECT_EQ(output(), "script 101\n");
+    EXPECT_EQ(ibufstackindex, 1) << "in the first slot again";
 }
 
 // ---- traces ----

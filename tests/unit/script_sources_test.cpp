@@ -345,6 +345,13 @@ TEST_F(ScriptSourcesTest, EscapedPeriodsSeparateHereToo) {
                                                           "ZKDSOpenStream(77, \"O=acme\", \"Login Script\", 0)"));
 }
 
+TEST_F(ScriptSourcesTest, EachOfTwoPeriodsInARowIsAStep) {
+    spy::object("jdoe", "User", "jdoe..acme");
+    EXPECT_EQ(read_container("jdoe"), 0xFFFFFFFFU);
+    EXPECT_THAT(spy::calls("ZKDSAbbreviateName"),
+                ElementsAre("ZKDSAbbreviateName(77, \".acme\")", "ZKDSAbbreviateName(77, \"acme\")"));
+}
+
 TEST_F(ScriptSourcesTest, TheLongestNameIsWalkedUp) {
     const std::string container = std::string(500, 'c') + ".O=acme";
     spy::object("jdoe", "User", "jdoe." + container);
