@@ -199,6 +199,18 @@ TEST_F(InputBufferTest, IncludesNestAHundredDeepAndNoDeeper) {
     EXPECT_EQ(content(), before);
 }
 
+TEST_F(InputBufferTest, TheIncludesOfAScriptThatEndedWithinThemDoNotCount) {
+    open("end\n");
+    for (int i = 0; i < 100; i++) {
+        lex_IncludeFile("x\n");
+        read_to(position() + 2);
+    }
+    open(std::string(2000, 'y'), 1000);
+    EXPECT_EQ(lex_IncludeFile("x\n"), 0);
+    EXPECT_EQ(output(), "");
+    EXPECT_EQ(lex_activeBuffer()->length, 2004);
+}
+
 TEST_F(InputBufferTest, AnyNumberOfIncludesMayFollowOneAnother) {
     open("end\n");
     for (int i = 0; i < 1000; i++) {
