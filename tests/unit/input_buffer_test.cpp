@@ -6,6 +6,7 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -243,7 +244,7 @@ TEST_F(InputBufferTest, IncludingIsTracedFromLevelFive) {
 TEST_F(InputBufferTest, IncludedCharactersAreTracedFromLevelNine) {
     open("old");
     EXPECT_THAT(traces(8, [] { lex_IncludeFile("new"); }), Not(HasSubstr(" 0: n\n")));
-    EXPECT_THAT(traces(9, [] { lex_IncludeFile("more"); }), HasSubstr(" 2: r\n"));
+    EXPECT_THAT(traces(9, [] { lex_IncludeFile("more"); }), AllOf(HasSubstr(" 0: m\n"), HasSubstr(" 2: r\n")));
 }
 
 // ---- labels ----
@@ -261,6 +262,12 @@ class GotoTest : public InputBufferTest {
 
 TEST_F(GotoTest, ReadingGoesOnRightBehindTheColon) {
     EXPECT_EQ(jump("LOOP", "first\nLOOP: rest\nlast\n"), " rest\nlast\n");
+}
+
+TEST_F(GotoTest, ALabelMayStandBehindEmptyLines) {
+    EXPECT_EQ(jump("LOOP", "x\n\nLOOP:y\n"), "y\n");
+    EXPECT_EQ(jump("LOOP", "\nLOOP:y\n"), "y\n");
+    EXPECT_EQ(jump("LOOP", "\n\n\n:LOOP\n"), "\n");
 }
 
 TEST_F(GotoTest, LetterCaseDoesNotCount) {
