@@ -26,7 +26,7 @@ inline const char *catalogue_plural(const char *one, const char *many, unsigned 
 }
 
 // Marks a message for the catalogue that is looked up later, by catalogue_text or by argp.
-constexpr const char *catalogue_mark(const char *message) {
+constexpr const char *catalogue_mark(const char *message) noexcept {
     return message;
 }
 

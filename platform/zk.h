@@ -67,6 +67,9 @@ uint32_t ZKDSWhoAmI(uint32_t context, char *name);
 uint32_t ZKDSCanDSAuthenticate(uint32_t context);
 // Logs in to the context's tree. `option` is 2. ZKE_OTHER_IDENTITY when another identity is logged in to the tree.
 uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, const char *password);
+// Whether a login to the context's tree needs a password; `*needed` is 0 where it goes by who the process is (a Kerberos
+// ticket, a local socket), and the password of ZKDSLoginEx may be empty then.
+uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed);
 uint32_t ZKDSLogout(uint32_t context);
 // Authenticates a file server's connection with the identity logged in to its tree.
 uint32_t ZKDSAuthenticateConnEx(uint32_t context, uint32_t connection);

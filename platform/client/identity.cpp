@@ -100,6 +100,21 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
     });
 }
 
+uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed) {
+    return guarded([&]() -> uint32_t {
+        if (needed == nullptr) {
+            return ZKE_BAD_PARAMETER;
+        }
+        Context *found = nullptr;
+        Tree *tree = nullptr;
+        uint32_t code = context_tree(context, &found, &tree);
+        if (code == ZK_OK) {
+            *needed = tree->config.ldap.needsPassword() ? 1 : 0;
+        }
+        return code;
+    });
+}
+
 uint32_t ZKDSLogout(uint32_t context) {
     return guarded([&]() -> uint32_t {
         Context *found = nullptr;

@@ -112,7 +112,7 @@ LdapCopy::LdapCopy(const ConfigTree &tree, const Name &treeBase, const std::stri
 
 void LdapCopy::addParents(const Name &name, std::vector<std::string> *written, std::string *out) const {
     for (size_t i = name.size(); i-- > 1;) {
-        Name above(name.begin() + static_cast<std::ptrdiff_t>(i), name.end());
+        Name above = name_above(name, i);
         if (add_once(above, written)) {
             *out += "\n" + line("dn", name_to_dn(above, base)) + "objectClass: organizationalUnit\n" +
                     line(above.front().type, above.front().value);

@@ -12,10 +12,6 @@ constexpr int same_name_limit = 32; // objects of one name and different types s
 constexpr const char *naming_types[] = {"cn", "uid", "ou", "o", "c", "l", "st", "dc"};
 constexpr const char *leaf_types[] = {"cn", "uid", "ou"}; // the likely ones, in this order
 
-Name above(const Name &name, size_t count) {
-    return Name(name.begin() + static_cast<std::ptrdiff_t>(count), name.end());
-}
-
 } // namespace
 
 LdapLookup::LdapLookup(const ConfigTree &config, const Name &base, LdapServers *askedServers)
@@ -99,8 +95,8 @@ EntryPtr LdapLookup::kept(const Name &name) const {
 bool LdapLookup::fitSearchBase(const Name &name) {
     const Name &start = searchBase();
     size_t common = std::min(start.size(), name.size());
-    Name top = above(name, name.size() - common);
-    Name startTop = above(start, start.size() - common);
+    Name top = name_above(name, name.size() - common);
+    Name startTop = name_above(start, start.size() - common);
     return name_key(top) == name_key(startTop) && name_types_agree(top, startTop);
 }
 
@@ -114,7 +110,7 @@ std::vector<Name> LdapLookup::guesses(const Name &name) {
         if (full[i].type.empty()) {
             full[i].type = "ou";
         }
-        found.push_back(above(full, i));
+        found.push_back(name_above(full, i));
     }
     if (full.size() == start.size() || !full.front().type.empty()) {
         found.push_back(full);
@@ -167,7 +163,7 @@ EntryPtr LdapLookup::readLevel(const Name &parent, const NamePart &part) {
 EntryPtr LdapLookup::readByLevels(const Name &name) {
     Name parent = searchBase();
     for (size_t i = name.size() - parent.size(); i-- > 0;) {
-        Name part = above(name, i);
+        Name part = name_above(name, i);
         EntryPtr entry = kept(part);
         if (entry == nullptr) {
             entry = readLevel(parent, part.front());

@@ -195,9 +195,8 @@ void LdapReferrals::follow(const LdapConnection &from, const LdapSearch &search,
             Step made;
             LdapAnswer more = take(steps[i], identity, deadline, &made);
             add(more, made.search, made.way, made.trusted, &steps);
-            if (i == 0 && answer->result == LDAP_REFERRAL && more.result != LDAP_REFERRAL) {
-                answer->result = more.result;
-            } else if (more.result == LDAP_SIZELIMIT_EXCEEDED) {
+            bool isFirstAnswer = i == 0 && answer->result == LDAP_REFERRAL && more.result != LDAP_REFERRAL;
+            if (isFirstAnswer || more.result == LDAP_SIZELIMIT_EXCEEDED) {
                 answer->result = more.result;
             }
             for (LdapEntry &entry : more.entries) {

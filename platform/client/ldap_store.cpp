@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "platform/catalogue.h"
+#include "platform/client/entry_find.h"
 #include "platform/client/errors.h"
 #include "platform/client/ldap_copy.h"
 #include "platform/client/ldap_filter.h"
@@ -15,7 +16,6 @@
 
 namespace {
 
-constexpr int alias_limit = 16;
 // The servers, volumes and directory maps that one process has read serve the next one for so long: the programs that
 // a script runs are many, and short.
 constexpr time_t site_copy_seconds = 60;
@@ -24,10 +24,6 @@ constexpr const char *site_classes[] = {"qrtServer", "qrtVolume", "qrtDirectoryM
 
 bool is_site_object(const Entry &entry) {
     return entry.is_class("Server") || entry.is_class("Volume") || entry.is_class("Directory Map");
-}
-
-Name above(const Name &name, size_t count) {
-    return Name(name.begin() + static_cast<std::ptrdiff_t>(count), name.end());
 }
 
 class LdapStore : public DirectoryStore {
@@ -106,38 +102,10 @@ uint32_t LdapStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
     if (!siteRead && (*entry = fromSiteCopy(name, aliases)) != nullptr) {
         return ZK_OK;
     }
-    Name wanted = name;
-    for (int hops = 0; hops <= alias_limit; hops++) {
-        EntryPtr node = wanted.empty() && root.empty() ? nullptr : lookup(wanted);
-        if (node != nullptr && (aliases == Aliases::Keep || !node->is_class("Alias"))) {
-            *entry = node;
-            return ZK_OK;
-        }
-        if (wanted.empty()) {
-            // The root has an entry only when the tree's base is one.
-            auto made = std::make_shared<Entry>();
-            static const SchemaClass root_class = {"", "Root", true};
-            made->entryClass = &root_class;
-            *entry = made;
-            return ZK_OK;
-        }
-        size_t below = 0;
-        while (aliases == Aliases::Follow && node == nullptr && ++below < wanted.size()) {
-            node = objects.kept(above(wanted, below));
-        }
-        const std::string *target = node == nullptr ? nullptr : node->first("aliasedObjectName");
-        if (target == nullptr || !node->is_class("Alias")) {
-            return ZKE_NO_SUCH_ENTRY;
-        }
-        Name real = value_parse(schema_dn, *target, root).name;
-        wanted.resize(below);
-        wanted.insert(wanted.end(), real.begin(), real.end());
-        if (wanted.size() > name_depth_limit) {
-            break;
-        }
-    }
-    error_keep(catalogue_format("aliases lead nowhere from %s", name_to_dotted(name, true).c_str()).c_str());
-    return ZKE_BAD_DIRECTORY_DATA;
+    auto at = [this](const Name &wanted) { return wanted.empty() && root.empty() ? nullptr : lookup(wanted); };
+    // Whatever was asked for a name has brought what there is above it.
+    auto above = [this](const Name &wanted) { return objects.kept(wanted); };
+    return entry_find(name, aliases, root, at, above, entry);
 }
 
 // A directory that shows nothing to nobody does not say who there is: the name is taken as it is usual.
@@ -228,7 +196,7 @@ void LdapStore::readSession(const Entry &user) {
     std::vector<std::string> filters = {site_filter()};
     std::vector<Name> own;
     for (size_t i = 0; i + objects.searchBase().size() <= user.name.size(); i++) {
-        own.push_back(above(user.name, i));
+        own.push_back(name_above(user.name, i));
     }
     if (const std::string *profile = user.first("qrtProfile")) {
         own.push_back(value_parse(schema_dn, *profile, root).name);
@@ -348,8 +316,7 @@ uint32_t LdapStore::check_password(const Entry &entry, const char *password) {
 }
 
 uint32_t LdapStore::login(EntryPtr *user, const char *password) {
-    bool needsPassword = !tree.ldap.gssapi && !tree.ldap.external;
-    if (*password == '\0' && needsPassword) {
+    if (*password == '\0' && tree.ldap.needsPassword()) {
         return ZKE_WRONG_PASSWORD;
     }
     if (offline.active()) {

@@ -21,7 +21,7 @@ namespace {
 
 constexpr unsigned char sequence_tag = 0x30;
 constexpr unsigned char number_tag = 0x02;
-constexpr size_t read_ahead_size = 16 * 1024;
+constexpr size_t read_ahead_size = size_t{16} * 1024;
 // Above the transport itself and below everything that libldap puts on it; above TLS and what a ticket's key encrypts,
 // where messages are in the clear.
 constexpr int wire_level = LBER_SBIOD_LEVEL_PROVIDER + 1;

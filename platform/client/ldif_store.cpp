@@ -3,6 +3,7 @@
 #include <unordered_map>
 
 #include "platform/catalogue.h"
+#include "platform/client/entry_find.h"
 #include "platform/client/errors.h"
 #include "platform/client/ldif_reader.h"
 #include "platform/client/password.h"
@@ -12,7 +13,6 @@
 namespace {
 
 constexpr uint32_t no_node = UINT32_MAX;
-constexpr int alias_limit = 16;
 
 struct Node {
     std::shared_ptr<Entry> entry;
@@ -35,7 +35,6 @@ class LdifStore : public DirectoryStore {
 
   private:
     const Node *lookup(const Name &name) const;
-    const Node *lookup_nearest(const Name &name, size_t *below) const;
     Name parse_dn(const LdifRecord &record) const;
     void check_place(const LdifRecord &record, const Name &name) const;
     void add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const;
@@ -65,50 +64,12 @@ const Node *LdifStore::lookup(const Name &name) const {
     return number == no_node ? nullptr : &nodes[number];
 }
 
-// The nearest object above `name` that exists; `below` is the number of the name's parts below it.
-const Node *LdifStore::lookup_nearest(const Name &name, size_t *below) const {
-    for (*below = 1; *below < name.size(); ++*below) {
-        const Node *node = lookup(Name(name.begin() + static_cast<std::ptrdiff_t>(*below), name.end()));
-        if (node != nullptr) {
-            return node;
-        }
-    }
-    return nullptr;
-}
-
 uint32_t LdifStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
-    Name wanted = name;
-    for (int hops = 0; hops <= alias_limit; hops++) {
-        size_t below = 0;
+    auto at = [this](const Name &wanted) -> EntryPtr {
         const Node *node = lookup(wanted);
-        if (node != nullptr && (aliases == Aliases::Keep || !node->entry->is_class("Alias"))) {
-            *entry = node->entry;
-            return ZK_OK;
-        }
-        if (wanted.empty()) {
-            // The root has an entry only when the tree's base is one.
-            auto made = std::make_shared<Entry>();
-            static const SchemaClass root_class = {"", "Root", true};
-            made->entryClass = &root_class;
-            *entry = made;
-            return ZK_OK;
-        }
-        if (node == nullptr && aliases == Aliases::Follow) {
-            node = lookup_nearest(wanted, &below);
-        }
-        const std::string *target = node == nullptr ? nullptr : node->entry->first("aliasedObjectName");
-        if (target == nullptr || !node->entry->is_class("Alias")) {
-            return ZKE_NO_SUCH_ENTRY;
-        }
-        Name real = value_parse(schema_dn, *target, root).name;
-        wanted.resize(below);
-        wanted.insert(wanted.end(), real.begin(), real.end());
-        if (wanted.size() > name_depth_limit) {
-            break;
-        }
-    }
-    error_keep(catalogue_format("aliases lead nowhere from %s", name_to_dotted(name, true).c_str()).c_str());
-    return ZKE_BAD_DIRECTORY_DATA;
+        return node == nullptr ? nullptr : node->entry;
+    };
+    return entry_find(name, aliases, root, at, at, entry);
 }
 
 uint32_t LdifStore::groups_of(const Entry &entry, std::vector<Name> *found) {

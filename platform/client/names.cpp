@@ -346,6 +346,10 @@ std::string name_abbreviate(const Name &name, const Name &context, bool typed) {
     return complete.size() < relative.size() ? complete : relative;
 }
 
+Name name_above(const Name &name, size_t levels) {
+    return Name(name.begin() + static_cast<std::ptrdiff_t>(levels), name.end());
+}
+
 void name_type_by_place(Name *name) {
     for (size_t i = 0; i < name->size(); i++) {
         if ((*name)[i].type.empty()) {

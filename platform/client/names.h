@@ -42,6 +42,9 @@ std::string name_to_dotted(const Name &name, bool typed);
 // the relative one.
 std::string name_abbreviate(const Name &name, const Name &context, bool typed);
 
+// The object's name `levels` above; `levels` is at most the name's depth.
+Name name_above(const Name &name, size_t levels);
+
 // Gives types to parts without one by their place: the leaf is a CN, the topmost an O, those between are OUs.
 void name_type_by_place(Name *name);
 

@@ -22,8 +22,7 @@ void add_types(const Tree &tree, Name *name) {
         return;
     }
     for (size_t i = 1; i < name->size(); i++) {
-        Name above(name->begin() + static_cast<std::ptrdiff_t>(i), name->end());
-        if (tree.store->find(above, Aliases::Keep, &entry) == ZK_OK) {
+        if (tree.store->find(name_above(*name, i), Aliases::Keep, &entry) == ZK_OK) {
             std::copy(entry->name.begin(), entry->name.end(), name->begin() + static_cast<std::ptrdiff_t>(i));
             break;
         }

@@ -98,20 +98,6 @@ CaseRun run_script(const std::string &text, Failing failing) {
     return run;
 }
 
-// The pipe's stream is not the library's to close once the session has ended: what qrtlogin does.
-void close_pipe() {
-    if (fdr == nullptr) return;
-    const int stale = fileno(fdr);
-    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (null != stale) {
-        dup2(null, stale);
-        close(null);
-    }
-    fclose(fdr);
-    fdr = nullptr;
-    close(fd[0]);
-}
-
 std::string drained() {
     std::string text;
     char *line = nullptr;
@@ -149,7 +135,7 @@ CaseRun run_login(Failing failing) {
         CurrentPassword = nullptr;
     }
     if (started) run.output = without_greeting(drained());
-    close_pipe();
+    sample_close_pipe();
     if (!started && fd[0] > 0) {
         close(fd[0]);
         close(fd[1]);

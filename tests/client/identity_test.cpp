@@ -76,6 +76,15 @@ TEST_F(Identity, OtherHashesOfTheCryptLibraryAreTaken) {
     EXPECT_EQ(ZK_OK, login(context(), "empty.sales.acme", "secret"));
 }
 
+TEST_F(Identity, TheEmbeddedTreeNeedsPasswords) {
+    int needed = 7;
+    EXPECT_EQ(ZKDSLoginNeedsPassword(context(), &needed), ZK_OK);
+    EXPECT_EQ(needed, 1);
+    EXPECT_EQ(ZKDSLoginNeedsPassword(context(), nullptr), ZKE_BAD_PARAMETER);
+    EXPECT_EQ(ZKDSLoginNeedsPassword(0, &needed), ZKE_BAD_HANDLE);
+    EXPECT_EQ(needed, 1);
+}
+
 TEST_F(Identity, OneIdentityATree) {
     uint32_t handle = context();
     ASSERT_EQ(ZK_OK, login(handle, "jdoe.sales.acme", "secret"));

@@ -1,6 +1,7 @@
 #include "tests/golden/sample_session.h"
 
 #include <crypt.h>
+#include <fcntl.h>
 #include <pwd.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -18,6 +19,19 @@
 namespace fs = std::filesystem;
 
 static const fs::path sample = SOURCE_DIR "/examples/acme";
+
+void sample_close_pipe() {
+    if (fdr == nullptr) return;
+    const int stale = fileno(fdr);
+    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (null != stale) {
+        dup2(null, stale);
+        close(null);
+    }
+    fclose(fdr);
+    fdr = nullptr;
+    close(fd[0]);
+}
 
 std::string sample_read_file(const fs::path &path) {
     std::ifstream file(path, std::ios::binary);

@@ -22,6 +22,11 @@ uint32_t sample_log_in(FILE *output);
 // Ends the session, but leaves the library's own end to the caller.
 void sample_log_out(uint32_t handle);
 
+// Closes the output's pipe once the session has ended, as a login program has to: the library has closed the stream's
+// descriptor, whose number is given something harmless first, and leaves the rest to its caller. Does nothing without a
+// pipe.
+void sample_close_pipe();
+
 std::string sample_read_file(const std::filesystem::path &path);
 
 #endif

@@ -23,9 +23,18 @@ void LdapSite::onTheEmbeddedTree() {
 }
 
 Outcome LdapSite::login(const std::string &user, const std::string &password) {
+    return loginWith({"--password-fd", "3", user}, password + "\n");
+}
+
+Outcome LdapSite::loginWithoutPassword(const std::string &user) {
+    return loginWith({user});
+}
+
+Outcome LdapSite::loginWith(Words words, const std::string &descriptor3) {
     TempFolder fresh;
     environment["HOME"] = keptHome.empty() ? fresh.path() : keptHome;
-    return process_run({QRTLOGIN_PATH, "--password-fd", "3", user}, environment, password + "\n");
+    words.insert(words.begin(), QRTLOGIN_PATH);
+    return process_run(words, environment, descriptor3);
 }
 
 uint32_t LdapSite::loginHere(const char *user, const char *password) {

@@ -24,6 +24,8 @@ class LdapSite : public ClientTest {
 
     // A login with qrtlogin, in a home of its own.
     Outcome login(const std::string &user = "jdoe.sales.acme", const std::string &password = "sunflower");
+    // The same with nobody and nothing to give a password.
+    Outcome loginWithoutPassword(const std::string &user = "jdoe.sales.acme");
     // A login in this process.
     uint32_t loginHere(const char *user = "jdoe.sales.acme", const char *password = "sunflower");
     std::string lastError();
@@ -35,6 +37,9 @@ class LdapSite : public ClientTest {
     std::string defaultServer = "default_server = \"SRV1\"\n";
     std::string keptHome; // not empty: logins share this home
     uint32_t here = 0;    // the context of loginHere
+
+  private:
+    Outcome loginWith(Words words, const std::string &descriptor3 = "");
 };
 
 #endif

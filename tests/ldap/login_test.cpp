@@ -261,6 +261,9 @@ TEST_F(LdapLogin, TakesTheKernelsWordForTheUserOverALocalSocket) {
     onStrictServers({server.localUri()}, "sasl_external = true\n");
     EXPECT_EQ(loginHere("mlee.emea.sales.acme", "moonlight"), ZKE_WRONG_PASSWORD);
     EXPECT_EQ(loginHere("jdoe.sales.acme", "ignored"), ZK_OK) << lastError();
+    Outcome unasked = loginWithoutPassword();
+    EXPECT_EQ(unasked.status, 0) << unasked.err;
+    EXPECT_EQ(unasked.out, login().out);
 }
 
 TEST_F(LdapLogin, ChecksAnotherUsersPasswordWithoutChangingWhoIsLoggedIn) {

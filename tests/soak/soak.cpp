@@ -130,20 +130,6 @@ void run_scripts(Session &session, long from, long count) {
 
 // ---- whole logins ----
 
-// The pipe is closed as a login program has to close it: the library has closed the stream's descriptor, whose number
-// is given something harmless first.
-void close_pipe() {
-    const int stale = fileno(fdr);
-    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (null != stale) {
-        dup2(null, stale);
-        close(null);
-    }
-    fclose(fdr);
-    fdr = nullptr;
-    close(fd[0]);
-}
-
 // The output of such a login is far smaller than the pipe: it can be read afterwards.
 size_t read_output() {
     size_t read = 0;
@@ -168,7 +154,7 @@ void log_in(bool programs) {
     if (ZKDSLoginEx(context, name, 2, password) != 0) abort();
     if (qrt_init(nullptr, nullptr) != 0) abort();
     if (qrt_RunScripts(&args) != 0 || read_output() < 100) abort();
-    close_pipe();
+    sample_close_pipe();
     ZKDSLogout(context);
     ZKDSFreeContext(context);
 }

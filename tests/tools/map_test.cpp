@@ -99,7 +99,17 @@ TEST_F(MapTest, NextTakesTheFirstFreeLetterFromFOn) {
     map({"F:=SRV1/SYS:"});
     home.write("G", "a file of the user's own");
     EXPECT_EQ(map({"NEXT", "SRV1/USERS:"}).out, "Drive H: = SRV1/USERS:\n");
-    EXPECT_EQ(map({"n", "SRV1/USERS:"}).out, "Drive I: = SRV1/USERS:\n");
+    EXPECT_EQ(map({"n", "SRV1/USERS:home"}).out, "Drive I: = SRV1/USERS:home\n");
+}
+
+// As a script does that runs at each login.
+TEST_F(MapTest, NextForAPlaceThatHasALetterIsThatLetter) {
+    map({"NEXT", "SRV1/USERS:"});
+    map({"NEXT", "SRV1/SYS:"});
+    EXPECT_EQ(map({"NEXT", "SRV1/USERS:"}).out, "Drive F: = SRV1/USERS:\n");
+    EXPECT_EQ(link("H"), "");
+    for (char letter = 'H'; letter <= 'Z'; ++letter) home.write(std::string(1, letter), "");
+    EXPECT_EQ(map({"NEXT", "SRV1/SYS:"}).out, "Drive G: = SRV1/SYS:\n");
 }
 
 TEST_F(MapTest, NextWithoutAFreeLetterIsRefused) {
@@ -115,6 +125,28 @@ TEST_F(MapTest, InsertMovesTheFollowingPlacesOfTheSearchPath) {
     EXPECT_EQ(link("S2"), below("SRV2/DATA/apps"));
     EXPECT_EQ(link("S3"), below("SRV1/SYS/one"));
     EXPECT_EQ(link("S4"), below("SRV1/SYS/two"));
+}
+
+TEST_F(MapTest, APlaceThatIsInTheSearchPathMoves) {
+    map({"S1:=SRV1/SYS:one,SRV1/SYS:two,SRV1/SYS:three"});
+    EXPECT_EQ(map({"INS", "S1:=SRV1/SYS:three"}).out, "Drive S1: = SRV1/SYS:three\n");
+    EXPECT_EQ(link("S3"), below("SRV1/SYS/two"));
+    EXPECT_EQ(map({"S9:=SRV1/SYS:one"}).out, "Drive S3: = SRV1/SYS:one\n");
+    EXPECT_EQ(link("S2"), below("SRV1/SYS/two"));
+    EXPECT_EQ(map({"S1:=SRV1/SYS:two"}).out, "Drive S1: = SRV1/SYS:two\n");
+    EXPECT_EQ(link("S2"), below("SRV1/SYS/one"));
+    EXPECT_EQ(link("S3"), "");
+}
+
+TEST_F(MapTest, ALoginADayFillsNoSearchPath) {
+    for (int day = 1; day <= 20; ++day) {
+        EXPECT_EQ(map({"INS", "S1:=SRV1/SYS:one,SRV1/SYS:two"}).status, 0);
+        EXPECT_EQ(map({"S16:=SRV1/SYS:three"}).status, 0);
+    }
+    EXPECT_EQ(link("S1"), below("SRV1/SYS/one"));
+    EXPECT_EQ(link("S2"), below("SRV1/SYS/two"));
+    EXPECT_EQ(link("S3"), below("SRV1/SYS/three"));
+    EXPECT_EQ(link("S4"), "");
 }
 
 TEST_F(MapTest, APlaceBeyondTheEndIsTheOneAfterTheLast) {

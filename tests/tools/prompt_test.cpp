@@ -31,6 +31,29 @@ TerminalProcess login(const char *label, const char *defaultUser) {
     return TerminalProcess([=] { return ask(auxlogin_c, label, defaultUser); });
 }
 
+// Answers both questions, and holds that the caller got `result`.
+void answer(TerminalProcess &process, const char *nameQuestion, const char *name, const char *password,
+            const char *result) {
+    ASSERT_TRUE(process.awaits(nameQuestion));
+    process.type(std::string(name) + "\n");
+    ASSERT_TRUE(process.awaits(password_question));
+    process.type(std::string(password) + "\n");
+    EXPECT_TRUE(process.awaits(result));
+    EXPECT_EQ(process.finish(), 0);
+}
+
+// Lets the name stand and stops at the question for the password.
+void await_password(TerminalProcess &process) {
+    ASSERT_TRUE(process.awaits(name_question));
+    process.type("\n");
+    ASSERT_TRUE(process.awaits(password_question));
+}
+
+void expect_cancelled(TerminalProcess &process) {
+    EXPECT_TRUE(process.awaits("<untouched|untouched>"));
+    EXPECT_NE(process.finish(), 0);
+}
+
 int without_terminal(const std::function<int()> &body) {
     pid_t child = fork();
     if (child == 0) {
@@ -47,44 +70,24 @@ int without_terminal(const std::function<int()> &body) {
 TEST(TerminalPrompt, AsksForNameAndPasswordUnderTheLabel) {
     TerminalProcess process = login("ACME", nullptr);
     ASSERT_TRUE(process.awaits("ACME\r\n"));
-    ASSERT_TRUE(process.awaits("User name: "));
-    process.type("jdoe\n");
-    ASSERT_TRUE(process.awaits(password_question));
-    process.type("sun flower\n");
-    EXPECT_TRUE(process.awaits("<jdoe|sun flower>"));
-    EXPECT_EQ(process.finish(), 0);
+    answer(process, "User name: ", "jdoe", "sun flower", "<jdoe|sun flower>");
 }
 
 TEST(TerminalPrompt, OffersTheDefaultNameInBrackets) {
     TerminalProcess process = login("ACME", "jdoe");
-    ASSERT_TRUE(process.awaits("User name [jdoe]: "));
-    process.type("\n");
-    ASSERT_TRUE(process.awaits(password_question));
-    process.type("x\n");
-    EXPECT_TRUE(process.awaits("<jdoe|x>"));
-    EXPECT_EQ(process.finish(), 0);
+    answer(process, "User name [jdoe]: ", "", "x", "<jdoe|x>");
 }
 
 TEST(TerminalPrompt, ATypedNameReplacesTheDefault) {
     TerminalProcess process = login("ACME", "jdoe");
-    ASSERT_TRUE(process.awaits(name_question));
-    process.type("mlee\n");
-    ASSERT_TRUE(process.awaits(password_question));
-    process.type("x\n");
-    EXPECT_TRUE(process.awaits("<mlee|x>"));
-    EXPECT_EQ(process.finish(), 0);
+    answer(process, name_question, "mlee", "x", "<mlee|x>");
 }
 
 TEST(TerminalPrompt, APlaceholderIsNotOfferedAndAnEmptyNameIsAskedForAgain) {
     TerminalProcess process = login("ACME", "<username>");
     ASSERT_TRUE(process.awaits("User name: "));
     process.type("\n");
-    ASSERT_TRUE(process.awaits("User name: "));
-    process.type("mlee\n");
-    ASSERT_TRUE(process.awaits(password_question));
-    process.type("x\n");
-    EXPECT_TRUE(process.awaits("<mlee|x>"));
-    EXPECT_EQ(process.finish(), 0);
+    answer(process, "User name: ", "mlee", "x", "<mlee|x>");
 }
 
 TEST(TerminalPrompt, TheNameIsShownAndThePasswordIsNot) {
@@ -106,18 +109,14 @@ TEST(TerminalPrompt, EndOfInputAtTheNameCancels) {
     TerminalProcess process = login("ACME", "jdoe");
     ASSERT_TRUE(process.awaits(name_question));
     process.type(end_key);
-    EXPECT_TRUE(process.awaits("<untouched|untouched>"));
-    EXPECT_NE(process.finish(), 0);
+    expect_cancelled(process);
 }
 
 TEST(TerminalPrompt, EndOfInputAtThePasswordCancelsAndRestoresTheTerminal) {
     TerminalProcess process = login("ACME", "jdoe");
-    ASSERT_TRUE(process.awaits(name_question));
-    process.type("\n");
-    ASSERT_TRUE(process.awaits(password_question));
+    await_password(process);
     process.type(end_key);
-    EXPECT_TRUE(process.awaits("<untouched|untouched>"));
-    EXPECT_NE(process.finish(), 0);
+    expect_cancelled(process);
     EXPECT_TRUE(process.echoes());
 }
 
@@ -128,14 +127,13 @@ TEST(TerminalPrompt, AnInterruptCancelsWhateverTheProgramsHandlerIs) {
             signal(SIGINT, [](int) {});
             return ask(auxlogin_c, "ACME", "jdoe");
         });
-        ASSERT_TRUE(process.awaits(name_question));
         if (atPassword) {
-            process.type("\n");
-            ASSERT_TRUE(process.awaits(password_question));
+            await_password(process);
+        } else {
+            ASSERT_TRUE(process.awaits(name_question));
         }
         process.interrupt();
-        EXPECT_TRUE(process.awaits("<untouched|untouched>"));
-        EXPECT_NE(process.finish(), 0);
+        expect_cancelled(process);
         EXPECT_TRUE(process.echoes());
     }
 }
@@ -162,8 +160,7 @@ TEST(TerminalPrompt, AnOverlongNameIsRefused) {
     TerminalProcess process = login("ACME", nullptr);
     ASSERT_TRUE(process.awaits(name_question));
     process.type(std::string(Answer::capacity + 1, 'x') + "\n");
-    EXPECT_TRUE(process.awaits("<untouched|untouched>"));
-    EXPECT_NE(process.finish(), 0);
+    expect_cancelled(process);
 }
 
 TEST(TerminalPrompt, WithoutATerminalEveryPromptFails) {
@@ -176,12 +173,7 @@ TEST(TerminalPrompt, WithoutATerminalEveryPromptFails) {
 
 TEST(WindowPrompt, AsksOnTheTerminal) {
     TerminalProcess process([] { return auxinit_g() != 0 ? 99 : ask(auxlogin_g, "ACME", "jdoe"); });
-    ASSERT_TRUE(process.awaits("User name [jdoe]: "));
-    process.type("\n");
-    ASSERT_TRUE(process.awaits(password_question));
-    process.type("x\n");
-    EXPECT_TRUE(process.awaits("<jdoe|x>"));
-    EXPECT_EQ(process.finish(), 0);
+    answer(process, "User name [jdoe]: ", "", "x", "<jdoe|x>");
 }
 
 TEST(WindowPrompt, ConfirmTakesAClearAnswerOnly) {

@@ -15,6 +15,10 @@ static Drive search_drive(size_t index) {
     return drive;
 }
 
+static bool same_location(const Location &a, const Location &b) {
+    return a.text() == b.text();
+}
+
 int MapRun::run(const std::vector<Command> &commands) {
     for (const Command &command : commands) {
         try {
@@ -36,7 +40,7 @@ void MapRun::carryOut(const Command &command) {
             show(command.drive);
             break;
         case Command::Action::next:
-            mapTo(nextFree(), command.target);
+            mapToNext(command.target);
             break;
         case Command::Action::remove:
             remove(command.drive);
@@ -110,6 +114,20 @@ void MapRun::mapTo(const Drive &drive, const std::string &target) {
     confirm(drive, location);
 }
 
+// A letter that leads there already is the next one: a script asks again at each login.
+void MapRun::mapToNext(const std::string &target) {
+    std::optional<Drive> drive = nextFree();
+    Location location = drive ? resolved(*drive, target) : resolve_target(target, links_);
+    Drive known;
+    for (known.letter = Drive::first_local; known.letter <= 'Z'; ++known.letter) {
+        std::optional<Location> now = links_.read(known.name());
+        if (now && same_location(*now, location)) return confirm(known, location);
+    }
+    if (!drive) throw Refusal(catalogue_text("No drive letter is free"));
+    writeLink(*drive, location);
+    confirm(*drive, location);
+}
+
 void MapRun::writeLink(const Drive &drive, const Location &location) {
     try {
         links_.write(drive.name(), location);
@@ -118,11 +136,11 @@ void MapRun::writeLink(const Drive &drive, const Location &location) {
     }
 }
 
-Drive MapRun::nextFree() const {
+std::optional<Drive> MapRun::nextFree() const {
     Drive drive;
     for (drive.letter = Drive::first_local; drive.letter <= 'Z'; ++drive.letter)
         if (links_.isFree(drive.name())) return drive;
-    throw Refusal(catalogue_text("No drive letter is free"));
+    return std::nullopt;
 }
 
 void MapRun::remove(const Drive &drive) {
@@ -155,19 +173,21 @@ void MapRun::writePath(const std::vector<Location> &path) {
         if (links_.read(search_drive(i).name())) links_.remove(search_drive(i).name());
 }
 
-// Replaces or inserts a place; a place beyond the end is the one after the last.
+// Replaces or inserts a place; a place beyond the end is the one after the last. What is in the search path already
+// moves: the links outlive a login, and a script that inserts a place does so at each login.
 void MapRun::changePath(const Command &command) {
     Drive drive = command.drive;
     Location location = resolved(drive, command.target);
     std::vector<Location> path = searchPath();
     size_t index = std::min(static_cast<size_t>(drive.place) - 1, path.size());
-    bool inserts = command.action == Command::Action::insert || index == path.size();
-    if (inserts && path.size() >= Drive::search_drives)
-        throw Refusal(catalogue_text("The search path has no place left"));
-    if (inserts)
-        path.insert(path.begin() + static_cast<std::ptrdiff_t>(index), location);
-    else
-        path[index] = location;
+    bool replaces = command.action == Command::Action::assign && index < path.size();
+    if (replaces) path.erase(path.begin() + static_cast<std::ptrdiff_t>(index));
+    auto known =
+        std::find_if(path.begin(), path.end(), [&](const Location &at) { return same_location(at, location); });
+    if (known != path.end()) path.erase(known);
+    if (path.size() >= Drive::search_drives) throw Refusal(catalogue_text("The search path has no place left"));
+    index = std::min(index, path.size());
+    path.insert(path.begin() + static_cast<std::ptrdiff_t>(index), location);
     writePath(path);
     confirm(search_drive(index), location);
 }

@@ -2,6 +2,7 @@
 #ifndef TOOLS_MAP_MAP_RUN_H
 #define TOOLS_MAP_MAP_RUN_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,10 +21,11 @@ class MapRun {
     void list();
     void show(const Drive &drive);
     void mapTo(const Drive &drive, const std::string &target);
+    void mapToNext(const std::string &target);
     void changePath(const Command &command);
     void remove(const Drive &drive);
 
-    Drive nextFree() const;
+    std::optional<Drive> nextFree() const;
     Location resolved(const Drive &drive, const std::string &target) const;
     void writeLink(const Drive &drive, const Location &location);
     // The search path is the links S1, S2 and so on, without gaps.

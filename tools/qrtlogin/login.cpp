@@ -64,6 +64,12 @@ Login::~Login() {
     ZKDSFreeContext(context_);
 }
 
+bool Login::needsPassword() const {
+    int needed = 1;
+    require(ZKDSLoginNeedsPassword(context_, &needed), catalogue_format("cannot use tree %s", tree_.c_str()));
+    return needed != 0;
+}
+
 void Login::authenticate(const std::string &user, Secret *password) {
     require(ZKDSLoginEx(context_, user.c_str(), login_option, password->text()),
             catalogue_format("cannot log in as %1$s to tree %2$s", user.c_str(), tree_.c_str()));

@@ -17,6 +17,9 @@ class Login {
     Login(const Login &) = delete;
     Login &operator=(const Login &) = delete;
 
+    // False where the login goes by who the process is: a Kerberos ticket, a local socket. Throws Failure.
+    bool needsPassword() const;
+
     // Logs the user in, for as long as this process lives. Throws Failure.
     void authenticate(const std::string &user, Secret *password);
 

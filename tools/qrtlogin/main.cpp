@@ -78,7 +78,7 @@ int login_and_hand_on(int argc, char **argv) {
     Secret password;
     if (options.passwordDescriptor >= 0)
         password.readFrom(options.passwordDescriptor);
-    else
+    else if (login.needsPassword())
         password.ask(catalogue_format("Password for %s (typing is not shown): ", options.user.c_str()));
     login.authenticate(options.user, &password);
 

@@ -27,8 +27,9 @@ enum Key : int {
 const char *const before_options = catalogue_mark(
     "Logs USER in to a directory tree and runs the login scripts of the user, the container and the profile.");
 const char *const after_options = catalogue_mark(
-    "The password is asked for on the terminal unless --password-fd names a descriptor. A user name is relative to "
-    "--context; with a leading period it is complete from the root.\n"
+    "The password is asked for on the terminal unless --password-fd names a descriptor or the tree takes a Kerberos "
+    "ticket or a local socket's word instead. A user name is relative to --context; with a leading period it is "
+    "complete from the root.\n"
     "\n"
     "After the scripts the environment that they made is handed on: to COMMAND, to the shell of --shell, or as text "
     "for eval: eval \"$(qrtlogin --print-environment USER)\". With none of them qrtlogin just ends.\n"
