@@ -254,7 +254,9 @@ class GotoTest : public InputBufferTest {
   protected:
     static std::string jump(const std::string &label, const std::string &text, int32_t from = 0) {
         open(text, from);
-        if (lex_goto(label.c_str()) == 0) return unread();
+        const int result = lex_goto(label.c_str());
+        if (result == 0) return unread();
+        EXPECT_EQ(result, 1);
         EXPECT_EQ(position(), from);
         return "not found";
     }
