@@ -93,6 +93,10 @@ void server(const std::string &name, const std::string &treeName) {
 void authenticated(const std::string &serverName, bool yes) {
     state().servers[fold(serverName)].authenticated = yes;
 }
+void client_version(uint8_t major, uint8_t minor, uint8_t revision, uint8_t patch) {
+    const uint8_t version[] = {major, minor, revision, patch};
+    std::copy(std::begin(version), std::end(version), state().version);
+}
 void counted(const std::string &serverName, bool yes) {
     state().servers[fold(serverName)].counted = yes;
 }

@@ -73,6 +73,8 @@ void user_number(uint32_t number);                                  // item 6, s
 // The bytes that an information item answers whatever the connection (cut at the caller's size).
 void connection_answer(uint32_t item, const std::string &bytes);
 void counted(const std::string &serverName, bool yes = true); // item 10; starts as no
+// What ZKGetZKNetVersion answers; starts as 1.2.3.4.
+void client_version(uint8_t major, uint8_t minor, uint8_t revision, uint8_t patch);
 
 // ---- who is logged in ----
 

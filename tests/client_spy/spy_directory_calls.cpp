@@ -15,10 +15,11 @@ uint32_t ZKCLXInit(void *reserved1, void *reserved2) {
 
 uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, uint8_t *patch) {
     if (auto code = record("ZKGetZKNetVersion", {})) return *code;
-    *major = 1;
-    *minor = 2;
-    *revision = 3;
-    *patch = 4;
+    const uint8_t *version = state().version;
+    *major = version[0];
+    *minor = version[1];
+    *revision = version[2];
+    *patch = version[3];
     return ZK_OK;
 }
 

@@ -67,6 +67,7 @@ struct State {
     std::map<uint32_t, std::string> references;
     std::map<uint32_t, std::string> itemAnswers;
     std::string defaultServer;
+    uint8_t version[4] = {1, 2, 3, 4};
     uint32_t connectionNumber = 7, userNumber = 42, nextConnection = 101, nextReference = 501;
 
     std::string everyTreesUser;

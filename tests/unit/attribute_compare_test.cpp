@@ -117,6 +117,25 @@ TEST_F(AttributeCompareTest, EveryReplyIsExaminedUntilAMatch) {
     EXPECT_EQ(spy::calls("ZKDSRead").size(), 5u);
 }
 
+TEST_F(AttributeCompareTest, EveryAttributeOfAReplyIsExamined) {
+    const spy::Attribute one{"One", {spy::text("One.sales.acme")}, {}}, none{"None", {}, {}},
+        two{"Two", {spy::text("Other"), spy::text("Two.sales.acme")}, {}};
+    spy::replies(user_object, "Group Membership", {{{none, one, none, two}, {}}});
+    EXPECT_TRUE(is_member("Two"));
+    EXPECT_TRUE(is_member("One"));
+    EXPECT_FALSE(is_member("Three"));
+}
+
+// Both sides are cut where the abbreviation ends.
+TEST_F(AttributeCompareTest, NamesCountUpToTheirAbbreviationsLength) {
+    const std::string begun(256, 'g');
+    member_of({begun + ".sales"});
+    EXPECT_TRUE(is_member(("." + begun + ".corp").c_str()));
+    const std::string shorter(200, 'g');
+    member_of({shorter + ".sales"});
+    EXPECT_FALSE(is_member(("." + shorter + ".corp").c_str()));
+}
+
 TEST_F(AttributeCompareTest, FlagsAreRestoredAndThatCallsResultIsReturned) {
     member_of({"Admins.sales.acme"});
     EXPECT_TRUE(is_member("Admins"));
@@ -155,6 +174,10 @@ TEST_F(AttributeCompareTest, FailureBeforeTheReadLeavesTheFlagAlone) {
         EXPECT_EQ(spy::open_buffers(), 0);
         EXPECT_EQ(spy::open_contexts(), 0);
         EXPECT_THAT(spy::calls("ZKDSRead"), IsEmpty());
+        // What has been widened by then stays so.
+        const bool widened =
+            std::string(step.call) != "ZKDSGetContext" && step.call != std::string("ZKDSCreateContextHandle");
+        EXPECT_EQ(session_flags(), widened ? 0x57u : 0u) << step.call << step.occurrence;
     }
 }
 

@@ -42,9 +42,21 @@ TEST_F(AttributesTest, DigitNamesAUserVariable) {
     EXPECT_THAT(spy::calls(), IsEmpty());
 }
 
+TEST_F(AttributesTest, OnlyTheTenDigitsNameUserVariables) {
+    qrt_SetUserVar(0, "zero");
+    qrt_SetUserVar(9, "nine");
+    EXPECT_EQ(get("0"), "zero");
+    EXPECT_EQ(get("9"), "nine");
+    EXPECT_THAT(spy::calls(), IsEmpty());
+    for (const char *name : {"/", ":", "a"}) {
+        spy::text_attribute(user_object, name, {"of the directory"});
+        EXPECT_EQ(get(name), "of the directory") << name;
+    }
+}
+
 TEST_F(AttributesTest, UnsetUserVariableIsEmptyAndNotFound) {
     EXPECT_EQ(get("3"), "");
-    EXPECT_EQ(code, QRT_NOT_FOUND);
+    EXPECT_EQ(code, 0xFFFFFFFFu);
     EXPECT_THAT(spy::calls(), IsEmpty());
 }
 
@@ -106,10 +118,43 @@ TEST_F(AttributesTest, OnlyTheLastReplyIsExamined) {
     EXPECT_EQ(spy::calls("ZKDSGetAttrCount").size(), 1u);
 }
 
+TEST_F(AttributesTest, TheLightReaderExaminesOnlyTheLastReplyToo) {
+    spy::attribute_in_replies(user_object, "Thing", {{spy::text("a")}, {spy::text("b")}, {spy::text("c")}});
+    EXPECT_EQ(get_lightly("Thing"), "c");
+    EXPECT_EQ(spy::calls("ZKDSRead").size(), 3u);
+    EXPECT_EQ(spy::calls("ZKDSGetAttrCount").size(), 1u);
+}
+
+TEST_F(AttributesTest, AFurtherReplyThatFailsIsTheCode) {
+    for (auto read : {&AttributesTest::get, &AttributesTest::get_lightly}) {
+        spy::reset();
+        spy::attribute_in_replies(user_object, "Thing", {{spy::text("a")}, {spy::text("b")}});
+        spy::fail_nth("ZKDSRead", 2, ZKE_DIRECTORY_UNREACHABLE);
+        EXPECT_EQ((this->*read)("Thing"), "(null)");
+        EXPECT_EQ(code, ZKE_DIRECTORY_UNREACHABLE);
+        EXPECT_EQ(spy::open_buffers(), 0);
+    }
+}
+
 TEST_F(AttributesTest, MultiValuedAttributeYieldsItsFirstValue) {
     spy::text_attribute(user_object, "Thing", {"first", "second", "third"});
     EXPECT_EQ(get("Thing"), "first");
     EXPECT_EQ(spy::calls("ZKDSGetAttrVal").size(), 1u);
+    spy::text_attribute(user_object, "Pair", {"first", "second"});
+    EXPECT_EQ(get("Pair"), "first");
+    EXPECT_EQ(spy::calls("ZKDSGetAttrVal").size(), 2u);
+}
+
+// Of what has no text of its own the caller gets every byte, those behind a zero byte too.
+TEST_F(AttributesTest, AnyOtherSyntaxIsHandedOutUnchanged) {
+    const std::string bytes("ab\0cd\xFF", 6);
+    spy::attribute(user_object, "Photo", {spy::raw(9, bytes)});
+    for (auto read : {qrt_GetAttribute, __GetAttribute}) {
+        char *value = nullptr;
+        EXPECT_EQ(read(session_handle, user_object, "Photo", &value), 0u);
+        const OwnedText owned(value);
+        EXPECT_EQ(std::string(value, bytes.size()), bytes);
+    }
 }
 
 TEST_F(AttributesTest, MultiValuedAttributeYieldsItsLastValueToTheLightReader) {
@@ -241,6 +286,9 @@ TEST_F(AttributesTest, TracesNameTheFailingCallAndItsCode) {
         EXPECT_THAT(traced, testing::HasSubstr("abc")) << call;
         EXPECT_EQ(traces(0, call, 0xABC), "") << call;
     }
+    spy::reset();
+    spy::object(user_object);
+    EXPECT_THAT(traces(5, "ZKDSReadAttrDef", 0xABC), testing::HasSubstr("ZKDSReadAttrDef returned abc"));
 }
 
 TEST_F(AttributesTest, EveryFailingCallReturnsItsCodeAndFreesTheBuffers) {

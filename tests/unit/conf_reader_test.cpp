@@ -54,6 +54,13 @@ class ConfReader : public testing::Test {
         return std::all_of(value_.begin(), value_.end(), [](char c) { return c == untouched; });
     }
 
+    // The descriptor that the next file opened would get.
+    static int next_descriptor() {
+        const int descriptor = open("/dev/null", O_RDONLY);
+        close(descriptor);
+        return descriptor;
+    }
+
     std::string root_;
     std::string config_;
     std::string slp_;
@@ -182,6 +189,15 @@ TEST_F(ConfReader, HasTheCodesThatCallersKnow) {
     EXPECT_EQ(QRT_CONF_TOO_LONG, 16u);
 }
 
+// The process's own memory can be opened, and reading it from its start fails.
+TEST_F(ConfReader, AReadErrorCountsAsAKeyThatIsNotThere) {
+    place_config_folder = "/proc/self/";
+    const int before = next_descriptor();
+    EXPECT_EQ(look_up("debug_level", 16, "mem"), QRT_CONF_NO_KEY);
+    EXPECT_TRUE(value_untouched());
+    EXPECT_EQ(next_descriptor(), before);
+}
+
 TEST_F(ConfReader, CountsAFolderAsNotReadable) {
     std::filesystem::create_directory(root_ + "/qrt/login.conf");
     EXPECT_EQ(look_up(), QRT_CONF_NO_FILE);
@@ -199,11 +215,6 @@ TEST_F(ConfReader, CountsAPathOverItsLimitAsNotReadable) {
 }
 
 TEST_F(ConfReader, ClosesTheFileWhateverTheResult) {
-    const auto next_descriptor = [] {
-        const int descriptor = open("/dev/null", O_RDONLY);
-        close(descriptor);
-        return descriptor;
-    };
     const int before = next_descriptor();
     holds("debug_level=12\n");
     EXPECT_EQ(look_up(), 0u);

@@ -1,5 +1,6 @@
 #include "network/contexts.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "tests/unit/directory_fixture.h"
@@ -115,6 +116,8 @@ TEST_F(ContextsTest, TreeNameIsNullForNothingAndForTheUnknown) {
     EXPECT_THAT(spy::calls(), IsEmpty());
     EXPECT_EQ(qrt_GetTreeName("NO_TREE"), nullptr);
     EXPECT_EQ(qrt_GetTreeFromServer("SRV9"), nullptr);
+    EXPECT_EQ(qrt_GetDefaultServerFromTree("NO_TREE"), nullptr);
+    EXPECT_EQ(spy::call_names(), std::vector<std::string>(3, "ZKCCOpenConnByName")); // nothing is asked without one
     spy::fail("ZKCCGetConnInfo", ZKE_CONN_INVALID);
     EXPECT_EQ(qrt_GetTreeName("ACME_TREE"), nullptr);
     EXPECT_EQ(qrt_GetTreeFromServer("SRV1"), nullptr);
@@ -212,6 +215,43 @@ TEST_F(ContextsTest, NumbersWhenAStepFails) {
     }
 }
 
+TEST_F(ContextsTest, AFailedStepOfTheDefaultConnectionIsTheLastAndIsTracedAlone) {
+    const char *const steps[] = {"ZKGetDefaultConnRef", "ZKCCOpenConnByRef", "ZKCCGetConnInfo"};
+    for (auto ask : {qrt_UserID, qrt_StationNumber}) {
+        for (const char *failing : steps) {
+            spy::reset();
+            spy::tree("ACME_TREE", "SRV1");
+            spy::default_server("SRV1");
+            spy::fail(failing, 0xABC);
+            const std::string traced = traces(9, ask);
+            EXPECT_EQ(std::count(traced.begin(), traced.end(), '\n'), 1) << traced;
+            EXPECT_THAT(traced, HasSubstr(std::string(failing) + "() returned abc"));
+            EXPECT_EQ(spy::call_names().back(), failing);
+        }
+    }
+}
+
+TEST_F(ContextsTest, ADefaultServersCodesAndNumbersAreTracedInTheirForm) {
+    spy::default_server("SRV1");
+    spy::user_number(0xFFFFFFFE);
+    spy::connection_number(0xFFFFFFFD);
+    EXPECT_THAT(traces(6, [] { qrt_UserID(); }), HasSubstr("UserID: -2\n"));
+    EXPECT_THAT(traces(6, [] { qrt_StationNumber(); }), HasSubstr("Connection Number: -3\n"));
+    auto ask = [] { qrt_GetDefaultServer(); };
+    spy::fail("ZKGetDefaultConnRef", 0xABC);
+    EXPECT_THAT(traces(5, ask), HasSubstr("Error, ZKGetDefaultConnRef() returned abc\n"));
+    set(CurrentTree, "ACME_TREE");
+    spy::fail("ZKCCOpenConnByName", 0xABD);
+    EXPECT_THAT(traces(5, ask), HasSubstr("Error, ZKCCOpenConnByName() returned abd\n"));
+}
+
+TEST_F(ContextsTest, ADefaultServerThatIsFoundIsNoError) {
+    spy::default_server("SRV1");
+    EXPECT_THAT(traces(9, [] { free(qrt_GetDefaultServer()); }), testing::Not(HasSubstr("Error")));
+    set(CurrentTree, "ACME_TREE");
+    EXPECT_THAT(traces(9, [] { free(qrt_GetDefaultServer()); }), testing::Not(HasSubstr("Error")));
+}
+
 TEST_F(ContextsTest, TracesOfAContext) {
     auto make = [this] { qrt_Getctx("acme_tree", &handle); };
     EXPECT_EQ(traces(4, make), "");
@@ -250,6 +290,33 @@ TEST_F(ContextsTest, TracesOfAFailedContext) {
     EXPECT_EQ(traces(4, [this] { qrt_Getctx("ACME_TREE", &handle); }), "");
 }
 
+TEST_F(ContextsTest, CodesAreTracedInHexadecimal) {
+    auto make = [this] { qrt_Getctx("acme_tree", &handle); };
+    auto traces_of_failure = [&](const char *call, int occurrence, int level = 7) {
+        spy::reset();
+        spy::tree("ACME_TREE", "SRV1");
+        spy::fail_nth(call, occurrence, 0xABCD);
+        return traces(level, make);
+    };
+    EXPECT_EQ(traces_of_failure("ZKDSCreateContextHandle", 1, 4), "");
+    EXPECT_EQ(traces_of_failure("ZKDSSetContext", 1, 4), "");
+    EXPECT_EQ(traces_of_failure("ZKDSSetContext", 2, 4), "");
+    EXPECT_THAT(traces_of_failure("ZKCCOpenConnByName", 1), HasSubstr("ZKCCOpenConnByName returned 0xABCD\n"));
+    EXPECT_THAT(traces_of_failure("ZKCCGetConnInfo", 1), HasSubstr("ZKCCGetConnInfo returned 0xABCD\n"));
+    EXPECT_THAT(traces_of_failure("ZKDSSetContext", 1),
+                HasSubstr("ZKDSSetContext(ctx, DCK_FLAGS, DCV_DEREF_ALIASES etc)  ccode: abcd\n"));
+    EXPECT_THAT(traces_of_failure("ZKDSSetContext", 2),
+                HasSubstr("ZKDSSetContext(ctx, DCK_TREE_NAME, ACME_TREE)  ccode: abcd\n"));
+}
+
+TEST_F(ContextsTest, ATreeIsTracedAboveFiveFoundOrNot) {
+    EXPECT_EQ(traces(5, [] { free(qrt_GetTreeName("ACME_TREE")); }), "");
+    auto ask = [] { qrt_GetTreeName("NO_TREE"); };
+    EXPECT_EQ(traces(5, ask), "");
+    EXPECT_THAT(traces(6, ask), HasSubstr("qrt_GetTreeName could NOT find tree."));
+    EXPECT_THAT(traces(6, ask), testing::Not(HasSubstr("found tree")));
+}
+
 TEST_F(ContextsTest, QueriesAreTracedAboveFourWhenTheyFailAndAboveFiveWhenTheySucceed) {
     auto ask = [] {
         qrt_UserID();
@@ -262,7 +329,11 @@ TEST_F(ContextsTest, QueriesAreTracedAboveFourWhenTheyFailAndAboveFiveWhenTheySu
     EXPECT_EQ(traces(5, ask), "");
     spy::fail("ZKCCGetConnInfo", 0xABC);
     EXPECT_EQ(traces(4, ask), "");
+    spy::fail("ZKCCOpenConnByRef", 0xABC);
+    EXPECT_EQ(traces(4, ask), "");
     spy::fail("ZKGetDefaultConnRef", 0xABC);
+    EXPECT_EQ(traces(4, ask), "");
+    set(CurrentTree, "NO_TREE");
     EXPECT_EQ(traces(4, ask), "");
 }
 

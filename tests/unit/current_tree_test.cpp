@@ -37,6 +37,7 @@ TEST_F(CurrentTreeTest, ATreeThatIsNotFoundKeepsItsSpelling) {
     qrt_SetTree("nowhere");
     EXPECT_STREQ(CurrentTree, "nowhere");
     EXPECT_EQ(output(), "Your current tree is: nowhere\n");
+    EXPECT_THAT(spy::call_names(), ElementsAre("ZKCCOpenConnByName", "ZKSetPreferredDSTree"));
     spy::fail("ZKCCGetConnInfo", 0x8801);
     qrt_SetTree("acme_tree");
     EXPECT_STREQ(CurrentTree, "acme_tree");
@@ -176,6 +177,7 @@ TEST_F(DoTreeLoginTest, TheNameIsPrepared) {
         {"bob.org", "bob.org"},
         {".bob.org", "bob.org"},
         {".bob", "bob.sales.acme"},
+        {".b", "b.sales.acme"},
         {"..bob", ".bob"},
         {".", "."},
         {"%<TREE_LOGIN_TEST>", "carl.org"},

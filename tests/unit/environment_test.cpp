@@ -71,6 +71,17 @@ TEST_F(EnvironmentTest, SetReplacesIdentifiersOnceMore) {
     EXPECT_EQ(variable("X"), "an inner one");
 }
 
+TEST_F(EnvironmentTest, SetAsksTheSessionsTreeAboutTheCurrentObject) {
+    ctx = 12;
+    qrt_SetCurrentObject("jdoe.acme");
+    spy::text_attribute("jdoe.acme", "Title", {"buyer"});
+    set_statement(text("X"), text("a %TITLE"));
+    EXPECT_EQ(variable("X"), "a buyer");
+    EXPECT_EQ(spy::calls("ZKDSRead"), std::vector<std::string>{"ZKDSRead(12, \"jdoe.acme\", 1, 0, iter -1)"});
+    qrt_SetCurrentObject(nullptr);
+    ctx = 0;
+}
+
 TEST_F(EnvironmentTest, SetToAnEmptyTextKeepsTheVariable) {
     set_statement(text("X"), text(""));
     EXPECT_EQ(variable("X"), "");

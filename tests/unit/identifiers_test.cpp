@@ -43,7 +43,7 @@ class IdentifiersTest : public DirectoryTest {
     static std::string value(const char *identifier) {
         char *text = nullptr;
         uint32_t code = qrt_GetIdentifierValue(session_handle, user_object, identifier, &text);
-        EXPECT_EQ(code, text ? 0u : QRT_NOT_FOUND) << identifier;
+        EXPECT_EQ(code, text ? 0u : 0xFFFFFFFFu) << identifier;
         return text ? taken(text) : "(none)";
     }
 
@@ -242,6 +242,8 @@ TEST_F(IdentifiersTest, MachineIsWhatUnameTells) {
 TEST_F(IdentifiersTest, RequesterIsTheClientsVersion) {
     for (const char *name : {"FERROX_REQUESTER", "REQUESTER", "DOS_REQUESTER", "REQUESTER_VERSION"})
         EXPECT_EQ(value(name), "1.2.3.4");
+    spy::client_version(255, 0, 128, 10);
+    EXPECT_EQ(value("REQUESTER"), "255.0.128.10");
     spy::fail("ZKGetZKNetVersion", 1);
     EXPECT_EQ(value("REQUESTER"), "0.0.0.0");
 }
@@ -332,6 +334,10 @@ TEST_F(IdentifiersTest, ConnectionNumbersComeFromTheDefaultConnection) {
     spy::default_server("SRV1");
     for (const char *name : {"STATION", "CONNECTION", "SLOT"}) EXPECT_EQ(value(name), "7");
     for (const char *name : {"USER_ID", "USERID"}) EXPECT_EQ(value(name), "42");
+    spy::connection_number(0x80000000);
+    spy::user_number(0xFFFFFFFE);
+    EXPECT_EQ(value("STATION"), "-2147483648") << "told with its sign";
+    EXPECT_EQ(value("USER_ID"), "-2");
 }
 
 TEST_F(IdentifiersTest, ConnectionNumbersWithoutAConnection) {
@@ -358,6 +364,8 @@ TEST_F(IdentifiersTest, LoginContextLosesOneLeadingDot) {
     EXPECT_EQ(value("LOGIN_CONTEXT"), "sales.acme");
     set(CurrentContext, "..acme");
     EXPECT_EQ(value("LOGIN_CONTEXT"), ".acme");
+    set(CurrentContext, ".a");
+    EXPECT_EQ(value("LOGIN_CONTEXT"), "a");
     set(CurrentContext, ".");
     EXPECT_EQ(value("LOGIN_CONTEXT"), ".");
     set(CurrentContext, "acme");
@@ -424,6 +432,25 @@ TEST_F(IdentifiersTest, HomeDirectoryIsSplitAtItsFirstColon) {
     spy::text_attribute(user_object, "Home Directory", {"SYS:home:old"});
     spy::parsed_path("SYS:", "SRV2", 0, "SYS", "");
     EXPECT_EQ(value("HOME_DIRECTORY"), "SRV2/SYS:home:old");
+}
+
+TEST_F(IdentifiersTest, HomeDirectoryKeepsItsOwnPathBehindTheVolume) {
+    spy::text_attribute(user_object, "Home Directory", {"HOMES:jdoe"});
+    spy::object("HOMES", "Directory Map");
+    spy::attribute("HOMES", "Path", {spy::path("USERVOL", "below/the/map")});
+    spy::text_attribute("USERVOL", "Host Server", {"SRV1.acme"});
+    spy::text_attribute("USERVOL", "Host Resource Name", {"USERS"});
+    EXPECT_EQ(value("HOME_DIRECTORY"), "SRV1/USERS:jdoe");
+    spy::text_attribute(user_object, "Home Directory", {"SYS:home"});
+    spy::parsed_path("SYS:", "SRV2", 0, "SYS", "told/by/the/client");
+    EXPECT_EQ(value("HOME_DIRECTORY"), "SRV2/SYS:home");
+}
+
+TEST_F(IdentifiersTest, HomeDirectorysVolumeMayHave513Characters) {
+    const std::string volume(512, 'v');
+    spy::text_attribute(user_object, "Home Directory", {volume + ":home"});
+    spy::parsed_path(volume + ":", "SRV2", 0, "SYS", "");
+    EXPECT_EQ(value("HOME_DIRECTORY"), "SRV2/SYS:home");
 }
 
 TEST_F(IdentifiersTest, HomeDirectoryWithoutAColonHasNoPath) {

@@ -74,8 +74,15 @@ INSTANTIATE_TEST_SUITE_P(Names, FindDelimiter,
                          testing::Values(Delimiter{".x", ".", 0}, Delimiter{"a.b", ".", 1},
                                          Delimiter{"a\\.b.c", ".", 4}, Delimiter{"a\\.b", ".", -1},
                                          Delimiter{"a\\\\.b", ".", -1}, // only one character back is looked at
+                                         Delimiter{"\\.b", ".", -1}, Delimiter{"a\\..b", ".", 3}, // the next one counts
                                          Delimiter{"ab", ".", -1}, Delimiter{"", ".", -1}, Delimiter{"x::y", "::", 1},
                                          Delimiter{"aaab", "ab", 2}));
+
+TEST(FindDelimiterAt, TheStartOfTheTextWhateverStandsBeforeIt) {
+    const char escaped[] = "\\.x";
+    EXPECT_EQ(qrt_DSFindDelimiter(escaped + 1, "."), escaped + 1);
+    EXPECT_EQ(DSFindDelimiter(escaped + 1, "."), escaped + 1);
+}
 
 TEST(NameCopy, RefusesWhatDoesNotFit) {
     char out[4] = "???";

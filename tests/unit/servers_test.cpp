@@ -94,6 +94,8 @@ TEST_F(CheckAuthServerTest, AFullTreeNameIsKeptWhole) {
 
 TEST_F(CheckAuthServerTest, TheScanIsTraced) {
     expect_traces({{5, "ZKCCScanConnInfo() returned 8847"}}, [this] { check("NOWHERE"); });
+    spy::fail("ZKCCScanConnInfo", 0xAB12);
+    EXPECT_THAT(trace_texts(6, [this] { check("SRV1"); }), Contains("ZKCCScanConnInfo() returned AB12"));
 }
 
 // ---- the primary server ----
@@ -167,6 +169,15 @@ TEST_F(ServersTest, SettingTheServerIsTraced) {
                    {4, "ZKCCSetPrimConn on SRV1 0"},
                    {4, "ZKDSSetContext(DCK_LAST_CONNECTION, to server (SRV1) = 0"}},
                   [] { qrt_SetServer(handle, "srv1"); });
+    const auto refused = [] {
+        spy::fail("ZKCCSetPrimConn", 0xAB12);
+        spy::fail("ZKDSSetContext", 0xCD34);
+        qrt_SetServer(handle, "srv1");
+        spy::mend();
+    };
+    expect_traces(
+        {{4, "ZKCCSetPrimConn on SRV1 ab12"}, {4, "ZKDSSetContext(DCK_LAST_CONNECTION, to server (SRV1) = cd34"}},
+        refused);
     expect_traces({{4, "qrt_Getctx FAILED to get context. Default server connection may not be set"}},
                   [] { qrt_SetServer(0, "srv1"); });
 }
@@ -271,6 +282,15 @@ TEST_F(AttachTest, ACancelledPromptClosesTheConnection) {
     EXPECT_EQ(spy::calls().back(), "ZKCCCloseConn(101)");
 }
 
+TEST_F(AttachTest, AnyAnswerOfThePromptButZeroIsACancellation) {
+    for (const uint32_t answer : {2U, 55U, 0xFFFFFFFFU}) {
+        spy::fail("auxlogin_c", answer);
+        EXPECT_EQ(attach("SRV1"), 1U) << answer;
+        EXPECT_EQ(spy::call_names().back(), "ZKCCCloseConn") << answer;
+        EXPECT_EQ(output(), "Server not authenticated - login to server:SRV1\n") << answer;
+    }
+}
+
 TEST_F(AttachTest, NameAndPasswordAreWipedButNotFreed) {
     spy::account("jdoe", "right");
     spy::prompt_answer("jdoe", "wrong");
@@ -333,8 +353,15 @@ TEST_F(AttachTest, AttachingIsTraced) {
     expect_traces(
         {{5, "ZKDSAuthenticateConnEx ccode:0"}, {5, "ZKCCGetConnInfo  ccode:0"}, {5, "check if authent_state:1"}},
         by_login);
-    spy::fail("ZKCCGetConnInfo", 0x8801);
-    expect_traces({{4, "ZKCCGetConnInfo: 8801"}}, [] { attach("SRV1"); });
+    spy::fail("ZKCCGetConnInfo", 0xAB12);
+    expect_traces({{4, "ZKCCGetConnInfo: ab12"}}, [] { attach("SRV1"); });
+    const auto unreadable = [] {
+        spy::mend();
+        spy::fail_nth("ZKCCGetConnInfo", static_cast<int>(spy::calls("ZKCCGetConnInfo").size()) + 2, 0xAB12);
+        attach("SRV1");
+        spy::authenticated("SRV1", false);
+    };
+    expect_traces({{5, "ZKCCGetConnInfo  ccode:AB12"}}, unreadable);
 }
 
 } // namespace

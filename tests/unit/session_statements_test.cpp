@@ -90,6 +90,9 @@ TEST_F(SessionStatementsTest, AttachReportsTheServer) {
 TEST_F(SessionStatementsTest, AttachReportsAFailureWithItsCode) {
     attach_statement(text("NOWHERE"));
     EXPECT_THAT(output(), testing::EndsWith("Unable to attach to server(NOWHERE) 8847\n"));
+    spy::fail("ZKCCGetConnInfo", 0xFFFFE00F);
+    attach_statement(text("SRV1"));
+    EXPECT_EQ(output(), "Unable to attach to server(SRV1) FFFFE00F\n");
 }
 
 TEST_F(SessionStatementsTest, FormatErrorsHaveTheirMessages) {

@@ -295,6 +295,24 @@ TEST_F(SubstitutionTest, QuotedFormIsNeverAVariableOfTheEnvironment) {
     EXPECT_EQ(replaced("%\"<QRT_TEST>\""), "attribute");
 }
 
+// It belongs to the name, which the directory may know, and goes with it.
+TEST_F(SubstitutionTest, AClosingBracketIsPartOfTheNameThatItEnds) {
+    qrt_SetUserVar(1, "one");
+    spy::text_attribute(user_object, ">", {"bracket"});
+    spy::text_attribute(user_object, "1>", {"both"});
+    spy::text_attribute(user_object, "Room>", {"12"});
+    EXPECT_EQ(replaced("a%>b"), "abracketb");
+    EXPECT_EQ(replaced("%1>x %1"), "bothx one");
+    EXPECT_EQ(replaced("<ROOM>, %ROOM>2"), "12, 122");
+}
+
+TEST_F(SubstitutionTest, EachDigitNamesItsVariable) {
+    for (int digit = 0; digit < QRT_USER_VARIABLES; digit++) {
+        qrt_SetUserVar(digit, (std::string("value ") + std::to_string(digit)).c_str());
+        EXPECT_EQ(replaced("%" + std::to_string(digit)), "value " + std::to_string(digit));
+    }
+}
+
 TEST_F(SubstitutionTest, UnknownReferenceStaysAndTheNextOneIsReplaced) {
     EXPECT_EQ(replaced("Hello %FOO, %LOGIN_NAME"), "Hello %FOO, jdoe");
 }

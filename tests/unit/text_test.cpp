@@ -36,6 +36,7 @@ TEST(TextCompare, FoldsOnlyTheAsciiLetters) {
     } rows[] = {
         {"abc", "ABC", 0}, {"", "", 0},    {"abc", "abd", -1},   {"abd", "ABC", 1}, {"ab", "abc", -1},
         {"abc", "ab", 1},  {"5", "10", 1}, {"\xC4", "\xE4", -1}, {"_", "A", -1},    {"\xE4", "z", 1},
+        {"az", "AZ", 0},   {"@", "`", -1}, {"[", "{", -1},
     };
     for (const auto &row : rows) {
         const int result = text_compare_nocase(row.a, row.b);
