@@ -100,12 +100,11 @@ static void identify_user(Run &run) {
     }
 }
 
-// The flag is only ever set: required. A caller that runs several sessions puts it back itself.
 static void detect_alias(const Run &run) {
     const char *period = qrt_DSFindDelimiter(run.args->user, ".");
-    if (!period || text_equal_nocase(period, run.context)) return;
-    LoginAliasContext[0] = 'Y';
-    TRACE(7, "using alias context, old (%s), new (%s)", period, run.context.c_str());
+    const bool alias = period && !text_equal_nocase(period, run.context);
+    LoginAliasContext[0] = alias ? 'Y' : 'N';
+    if (alias) TRACE(7, "using alias context, old (%s), new (%s)", period, run.context.c_str());
 }
 
 static void set_context(Run &run) {

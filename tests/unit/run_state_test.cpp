@@ -165,15 +165,6 @@ TEST_F(RunStateTest, AUserWhoIsNotLoggedInIsCutAtTheVeryFirstPeriod) {
     }
 }
 
-TEST_F(RunStateTest, TheAliasFlagStaysOnceItIsSet) {
-    args_.user = hold("jdoe.sales.acme");
-    run_all();
-    EXPECT_EQ(last_.alias, "Y");
-    args_.user = hold("jdoe");
-    run_all();
-    EXPECT_EQ(last_.alias, "Y");
-}
-
 // ---- the primary server ----
 
 TEST_F(RunStateTest, WithoutADefaultServerAnotherTreesServerLeavesNone) {
