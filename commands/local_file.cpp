@@ -21,8 +21,10 @@ static size_t read_up_to(int file, char *data, size_t size) {
 
 static OwnedText read_open_file(int file, size_t &length) {
     struct stat status;
-    if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size >= INT32_MAX) return nullptr;
-    const size_t size = static_cast<size_t>(status.st_size);
+    if (fstat(file, &status) != 0 || status.st_size >= INT32_MAX) return nullptr;
+    // The size of a pipe says nothing: its text would be lost without a word.
+    if (!S_ISREG(status.st_mode) && !S_ISCHR(status.st_mode)) return nullptr;
+    const size_t size = S_ISREG(status.st_mode) ? static_cast<size_t>(status.st_size) : 0;
     OwnedText text(static_cast<char *>(calloc(size + 1, 1)));
     if (text) length = read_up_to(file, text.get(), size);
     return text;

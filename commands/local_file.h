@@ -6,9 +6,9 @@
 
 #include "commands/text.h"
 
-// The text of the regular file at `path`, NUL-terminated, and its `length`; null when it cannot be opened or is no
-// regular file. The file is opened once and sized from its descriptor; one that shrinks meanwhile is read as far as it
-// goes. Pipes and devices are refused without waiting for them.
+// The text of the file at `path`, NUL-terminated, and its `length`; null when it cannot be opened, or is a folder or a
+// pipe, which is not waited for. The file is opened once and sized from its descriptor; one that shrinks meanwhile is
+// read as far as it goes. A character device tells no size: its text is empty, and nothing is read.
 OwnedText local_file_read(const char *path, size_t &length);
 
 #endif

@@ -1,9 +1,13 @@
 #!/bin/bash
 # calls.sh FILE...: a library or a program calls no function that starts a shell or writes without bounds, whether by
 # its own name or as the name that a fortified build has for it.
+# calls.sh --letters FILE...: nor one whose letters are those of the process's locale. A script's keywords, labels and
+# names are the same in every language; in some the capital of "i" is no "I".
 # calls.sh --itself COMPILER: each such call would be found.
 set -euo pipefail
-banned="system popen strcpy strcat sprintf vsprintf gets"
+unbounded="system popen strcpy strcat sprintf vsprintf gets"
+letters="toupper tolower strcasecmp strncasecmp strcasestr strcoll strxfrm towupper towlower ctype_b_loc ctype_toupper_loc ctype_tolower_loc"
+banned=$unbounded
 
 found_in() { # FILE
     local names
@@ -41,9 +45,29 @@ END
     done
 }
 
+letters_itself() { # COMPILER
+    local call options
+    banned=$letters
+    for options in "-O0" "-O2 -D_FORTIFY_SOURCE=2"; do
+        for call in "toupper(c)" "tolower(c)" "isalpha(c)" "isspace(c)" "strcasecmp(text, text + 1)" \
+            "strncasecmp(text, text + 1, c)" "strcasestr(text, text + 1) != 0" "strcoll(text, text + 1)" "towupper(c)"; do
+            printf '%s\n' "#define _GNU_SOURCE" "#include <ctype.h>" "#include <string.h>" "#include <strings.h>" \
+                "#include <wctype.h>" "int call(int c, const char *text) { return $call; }" >"$folder/letters.c"
+            # shellcheck disable=SC2086 # a list of words
+            "$1" $options -w -fPIC -shared -o "$folder/letters.so" "$folder/letters.c"
+            [ -n "$(found_in "$folder/letters.so")" ] || { echo "$call is not found ($options)"; exit 1; }
+        done
+    done
+}
+
 if [ "$1" = --itself ]; then
     itself "$2"
+    letters_itself "$2"
     exit
+fi
+if [ "$1" = --letters ]; then
+    banned=$letters
+    shift
 fi
 for file in "$@"; do
     calls=$(found_in "$file")

@@ -6,6 +6,7 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -178,7 +179,8 @@ TEST_F(InputBufferTest, ATextTooLongForAPositionIsNotIncluded) {
     LexBuffer *before = lex_activeBuffer();
     before->length = INT32_MAX - 3;
     EXPECT_THAT(traces(1, [] { EXPECT_EQ(lex_IncludeFile("xyz"), 0); }), HasSubstr("Include failed, Out of memory\n"));
-    EXPECT_EQ(output(), "memory exhausted");
+    EXPECT_EQ(traces(0, [] { lex_IncludeFile("xyz"); }), "");
+    EXPECT_EQ(output(), "memory exhaustedmemory exhausted");
     EXPECT_EQ(lex_activeBuffer(), before);
     before->length = 3;
     EXPECT_EQ(content(), "abc");
@@ -196,6 +198,18 @@ TEST_F(InputBufferTest, IncludesNestAHundredDeepAndNoDeeper) {
     EXPECT_EQ(lex_IncludeFile("x\n"), 0);
     EXPECT_EQ(output(), "memory exhausted");
     EXPECT_EQ(content(), before);
+}
+
+TEST_F(InputBufferTest, TheIncludesOfAScriptThatEndedWithinThemDoNotCount) {
+    open("end\n");
+    for (int i = 0; i < 100; i++) {
+        lex_IncludeFile("x\n");
+        read_to(position() + 2);
+    }
+    open(std::string(2000, 'y'), 1000);
+    EXPECT_EQ(lex_IncludeFile("x\n"), 0);
+    EXPECT_EQ(output(), "");
+    EXPECT_EQ(lex_activeBuffer()->length, 2004);
 }
 
 TEST_F(InputBufferTest, AnyNumberOfIncludesMayFollowOneAnother) {
@@ -230,7 +244,7 @@ TEST_F(InputBufferTest, IncludingIsTracedFromLevelFive) {
 TEST_F(InputBufferTest, IncludedCharactersAreTracedFromLevelNine) {
     open("old");
     EXPECT_THAT(traces(8, [] { lex_IncludeFile("new"); }), Not(HasSubstr(" 0: n\n")));
-    EXPECT_THAT(traces(9, [] { lex_IncludeFile("more"); }), HasSubstr(" 2: r\n"));
+    EXPECT_THAT(traces(9, [] { lex_IncludeFile("more"); }), AllOf(HasSubstr(" 0: m\n"), HasSubstr(" 2: r\n")));
 }
 
 // ---- labels ----
@@ -240,7 +254,9 @@ class GotoTest : public InputBufferTest {
   protected:
     static std::string jump(const std::string &label, const std::string &text, int32_t from = 0) {
         open(text, from);
-        if (lex_goto(label.c_str()) == 0) return unread();
+        const int result = lex_goto(label.c_str());
+        if (result == 0) return unread();
+        EXPECT_EQ(result, 1);
         EXPECT_EQ(position(), from);
         return "not found";
     }
@@ -248,6 +264,12 @@ class GotoTest : public InputBufferTest {
 
 TEST_F(GotoTest, ReadingGoesOnRightBehindTheColon) {
     EXPECT_EQ(jump("LOOP", "first\nLOOP: rest\nlast\n"), " rest\nlast\n");
+}
+
+TEST_F(GotoTest, ALabelMayStandBehindEmptyLines) {
+    EXPECT_EQ(jump("LOOP", "x\n\nLOOP:y\n"), "y\n");
+    EXPECT_EQ(jump("LOOP", "\nLOOP:y\n"), "y\n");
+    EXPECT_EQ(jump("LOOP", "\n\n\n:LOOP\n"), "\n");
 }
 
 TEST_F(GotoTest, LetterCaseDoesNotCount) {
@@ -278,6 +300,7 @@ TEST_F(GotoTest, TheColonFollowsTheLabelDirectly) {
 
 TEST_F(GotoTest, TheFormWithTheColonInFrontMatchesAPrefix) {
     EXPECT_EQ(jump("LABEL", "x\n:LABEL2\ny\n"), "2\ny\n");
+    EXPECT_EQ(jump("LABEL", "x\n:LABEL2\n:LABEL\n", 10), "2\n:LABEL\n") << "the first of them";
 }
 
 TEST_F(GotoTest, ALongerLabelMatchesOnlyWhenNoLineIsTheLabelItself) {

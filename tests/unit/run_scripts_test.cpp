@@ -212,9 +212,11 @@ TEST_F(RunSequenceTest, ALoginFileThatCannotBeReadIsReported) {
 }
 
 TEST_F(RunSequenceTest, AnEmptyLoginFileIsNoFailure) {
-    args_.loginScript = file("login", "");
-    EXPECT_EQ(run_all(), 0U);
-    EXPECT_EQ(scripts(), "");
+    for (char *path : {file("login", ""), hold("/dev/null")}) {
+        args_.loginScript = path;
+        EXPECT_EQ(run_all(), 0U);
+        EXPECT_EQ(scripts(), "");
+    }
 }
 
 // ---- a TREE statement within the run ----

@@ -65,6 +65,14 @@ TEST_F(ScriptRunnerTest, TheParsersStateIsReset) {
     EXPECT_EQ(output(), "a\n");
 }
 
+TEST_F(ScriptRunnerTest, LinesAreCountedFromScriptToScript) {
+    linecounter = 40;
+    run("WRITE\nWRITE\n");
+    EXPECT_EQ(linecounter, 43) << "behind the last line feed a line starts, too";
+    run("WRITE\n");
+    EXPECT_EQ(linecounter, 45);
+}
+
 TEST_F(ScriptRunnerTest, TheObjectIsBorrowedAndTheContextSet) {
     char object[] = "jdoe.acme";
     char *seen = nullptr;
@@ -91,6 +99,28 @@ TEST_F(ScriptRunnerTest, AnOpenIfIsNotReportedAfterAGoto) {
     EXPECT_EQ(output(), "");
 }
 
+TEST_F(ScriptRunnerTest, AnyGotoThatWasExecutedKeepsTheReportAway) {
+    const struct {
+        const char *script;
+        int result;
+    } rows[] = {
+        {"IF \"a\" = \"a\" THEN\nGOTO nowhere\n", 0},
+        {"IF \"a\" = \"a\" THEN\nIF \"a\" = \"a\" THEN GOTO nowhere\n", 0},
+        {"IF \"a\" = \"a\" THEN GOTO nowhere\nIF \"a\" = \"b\" THEN\n", 0},
+        {"IF \"a\" = \"b\" THEN\nGOTO nowhere\n", 1},
+        {"IF \"a\" = \"b\" THEN GOTO nowhere\nIF \"a\" = \"a\" THEN\n", 1},
+    };
+    for (const auto &row : rows) {
+        EXPECT_EQ(run(row.script), row.result) << row.script;
+        EXPECT_EQ(output(), row.result ? unmatched_if : "") << row.script;
+    }
+}
+
+TEST_F(ScriptRunnerTest, AMistakeStaysTheResultAfterAGoto) {
+    EXPECT_EQ(run("GOTO nowhere\n= =\nIF \"a\" = \"a\" THEN\n"), 1);
+    EXPECT_THAT(output(), testing::Not(testing::HasSubstr(unmatched_if)));
+}
+
 TEST_F(ScriptRunnerTest, AClosedIfIsNotReported) {
     EXPECT_EQ(run("IF \"a\" = \"b\" THEN\nEND\nIF \"a\" = \"b\" THEN\nENDIF\n"), 0);
     EXPECT_EQ(output(), "");
@@ -114,6 +144,7 @@ TEST_F(ScriptRunnerTest, OneHundredAndOneScriptsRunInOneProcess) {
     EXPECT_EQ(ibufstackindex, 100);
     EXPECT_EQ(run("WRITE \"script 101\"\n"), 0);
     EXPECT_EQ(output(), "script 101\n");
+    EXPECT_EQ(ibufstackindex, 1) << "in the first slot again";
 }
 
 // ---- traces ----
@@ -121,6 +152,7 @@ TEST_F(ScriptRunnerTest, OneHundredAndOneScriptsRunInOneProcess) {
 TEST_F(ScriptRunnerTest, TheResultIsTraced) {
     expect_traces({{0, "parsescript_Run returned 0 (syntax ok)"}}, [] { run("WRITE\n"); });
     expect_traces({{0, "parsescript_Run returned 1 (syntax error found)"}}, [] { run("= =\n"); });
+    expect_traces({{0, "parsescript_Run returned 1 (syntax error found)"}}, [] { run("IF \"a\" = \"a\" THEN\n"); });
 }
 
 // ---- one more script in an open session ----

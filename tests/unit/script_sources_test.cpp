@@ -7,9 +7,12 @@
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
 
 constexpr uint32_t no_such_value = 0xFFFFFDA6;
 
@@ -64,13 +67,16 @@ TEST_F(ScriptSourcesTest, WhatIsNoReadableFileYieldsNull) {
     EXPECT_EQ(local("missing/folder"), "(null)");
     EXPECT_EQ(local("config"), "(null)");
     EXPECT_EQ(qrt_readLoginScriptFromFile(""), nullptr);
-    EXPECT_EQ(qrt_readLoginScriptFromFile("/dev/zero"), nullptr);
     EXPECT_EQ(local(std::string(5000, 'x')), "(null)");
 }
 
 TEST_F(ScriptSourcesTest, APipeIsNotWaitedFor) {
     ASSERT_EQ(mkfifo(folder_.path("fifo").c_str(), 0600), 0);
     EXPECT_EQ(local("fifo"), "(null)");
+}
+
+TEST_F(ScriptSourcesTest, ADeviceIsAnEmptyText) {
+    for (const char *device : {"/dev/null", "/dev/zero"}) EXPECT_EQ(taken(qrt_readLoginScriptFromFile(device)), "");
 }
 
 TEST_F(ScriptSourcesTest, AFileWithoutPermissionYieldsNull) {
@@ -124,6 +130,17 @@ TEST_F(ScriptSourcesTest, AnOverlongNameThatCannotBeShortenedIsCut) {
     EXPECT_NE(read(std::string(1000, 'x').c_str()), 0U);
     EXPECT_EQ(spy::calls("ZKDSOpenStream")[0],
               "ZKDSOpenStream(77, \"" + std::string(256, 'x') + "\", \"Login Script\", 0)");
+}
+
+TEST_F(ScriptSourcesTest, AShortNameOfAnyLengthIsUsedWhole) {
+    for (const size_t length : {256U, 257U, 512U}) {
+        const std::string name(length, 'x');
+        spy::abbreviated("jdoe.sales.acme", name);
+        spy::forget_calls();
+        EXPECT_NE(read("jdoe.sales.acme"), 0U);
+        EXPECT_THAT(spy::calls("ZKDSOpenStream"),
+                    ElementsAre("ZKDSOpenStream(77, \"" + name + "\", \"Login Script\", 0)"));
+    }
 }
 
 TEST_F(ScriptSourcesTest, AnObjectWithoutAScriptIsTheClientsCode) {
@@ -270,8 +287,20 @@ TEST_F(CountedReadTest, TheReadIsTraced) {
 TEST_F(CountedReadTest, FailuresAreTraced) {
     spy::object("bare.acme");
     expect_traces({{1, "No login script defined for bare.acme: FFFFFDA6"}}, [this] { read("bare.acme"); });
+    EXPECT_THAT(trace_texts(9, [this] { read("bare.acme"); }), Not(Contains(HasSubstr("err:"))));
     spy::fail("ZKDSOpenStream", 0xE010);
     expect_traces({{4, "ZKDSOpenStream err: 0000E010"}}, [this] { read("jdoe.acme"); });
+    EXPECT_THAT(trace_texts(9, [this] { read("jdoe.acme"); }), Not(Contains(HasSubstr("No login script"))));
+}
+
+TEST_F(CountedReadTest, TheCodesOfFailingCallsAreTraced) {
+    const auto read_it = [this] { read("jdoe.acme"); };
+    spy::fail("ZKCCLicenseConn", 0x8801);
+    spy::fail("ZKReadFile", 0xFFFFE010);
+    expect_traces({{4, "ZKCCLicenseConn: 0x8801"}, {4, "ZKReadFile: 0xffffe010"}}, read_it);
+    spy::fail("ZKCCGetConnInfo", 0x8801);
+    EXPECT_THAT(trace_texts(5, read_it), Contains(StartsWith("ZKCCGetConnInfo: 0x8801 ")));
+    EXPECT_THAT(trace_texts(4, read_it), IsEmpty());
 }
 
 // ---- the container's script ----
@@ -317,6 +346,21 @@ TEST_F(ScriptSourcesTest, EscapedPeriodsSeparateHereToo) {
     EXPECT_EQ(read_container("jdoe"), 0U);
     EXPECT_THAT(spy::calls("ZKDSOpenStream"), ElementsAre("ZKDSOpenStream(77, \"doe.O=acme\", \"Login Script\", 0)",
                                                           "ZKDSOpenStream(77, \"O=acme\", \"Login Script\", 0)"));
+}
+
+TEST_F(ScriptSourcesTest, EachOfTwoPeriodsInARowIsAStep) {
+    spy::object("jdoe", "User", "jdoe..acme");
+    EXPECT_EQ(read_container("jdoe"), 0xFFFFFFFFU);
+    EXPECT_THAT(spy::calls("ZKDSAbbreviateName"),
+                ElementsAre("ZKDSAbbreviateName(77, \".acme\")", "ZKDSAbbreviateName(77, \"acme\")"));
+}
+
+TEST_F(ScriptSourcesTest, TheLongestNameIsWalkedUp) {
+    const std::string container = std::string(500, 'c') + ".O=acme";
+    spy::object("jdoe", "User", "jdoe." + container);
+    EXPECT_EQ(read_container("jdoe"), 0xFFFFFFFFU);
+    EXPECT_THAT(spy::calls("ZKDSAbbreviateName"),
+                ElementsAre("ZKDSAbbreviateName(77, \"" + container + "\")", "ZKDSAbbreviateName(77, \"O=acme\")"));
 }
 
 TEST_F(ScriptSourcesTest, AnObjectAtTheTopHasNoContainer) {

@@ -304,6 +304,7 @@ TEST_F(TokenizerTest, HomeDirectoryBecomesOneWord) {
         {"WRITE %HOME  DIRECTORY\n", "WRITE %HOME  DIRECTORY\n"},
         {"WRITE %HOME DIRECTOR\nY", "WRITE %HOME DIRECTOR\nY"},
         {"x\n %HOME DIRECTORY\n", "x\n %HOME DIRECTORY\n"},
+        {"\n%HOME DIRECTORY\n", "\n%HOME DIRECTORY\n"},
         {"x\r %HOME DIRECTORY\n", "x\r %HOME DIRECTORY\n"},
         {"", ""},
         {"%", "%"},
@@ -318,6 +319,16 @@ TEST_F(TokenizerTest, HomeDirectoryBecomesOneWord) {
 TEST_F(TokenizerTest, EachLineIsRewrittenBeforeItIsRead) {
     EXPECT_EQ(tokens("A %HOME DIRECTORY\nB %home directory"),
               (Tokens{"312 A", "%", "312 HOME_DIRECTORY", "LF", "312 B", "%", "312 home_directory"}));
+    EXPECT_EQ(tokens("\n%HOME DIRECTORY"), (Tokens{"LF", "%", "312 HOME", "312 DIRECTORY"}));
+}
+
+TEST_F(TokenizerTest, ALineStartsInWholeLineModeToo) {
+    open("A %HOME DIRECTORY\n");
+    const int32_t before = linecounter;
+    wholeline = 1;
+    EXPECT_EQ(next(), "325 A %HOME_DIRECTORY");
+    EXPECT_EQ(linecounter, before + 1);
+    EXPECT_EQ(end_of_line, 0);
 }
 
 // ---- traces ----
