@@ -28,6 +28,12 @@ struct OpenInclude {
 };
 static std::vector<OpenInclude> open_includes;
 
+static uint32_t buffers_made = 0;
+
+uint32_t lex_buffers_made() {
+    return buffers_made;
+}
+
 static void buffer_free(LexBuffer *buffer) {
     if (!buffer) return;
     free(buffer->data);
@@ -44,6 +50,7 @@ static LexBuffer *buffer_new(size_t length) {
         free(buffer);
         return nullptr;
     }
+    buffers_made++;
     buffer->data[length] = '\0';
     buffer->readPos = 0;
     buffer->length = static_cast<int32_t>(length);

@@ -51,4 +51,7 @@ int lex_goto(const char *label);
 // Frees the top entry and leaves its slot counted.
 void lex_free_active_buffer();
 
+// How many texts have been made, by pushing and by splicing: tells whether the active one is still the same.
+uint32_t lex_buffers_made();
+
 #endif

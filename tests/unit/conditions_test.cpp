@@ -71,6 +71,14 @@ TEST_F(ConditionsTest, OperatorsMayBeWrittenApart) {
     EXPECT_TRUE(holds("\"a\" < = \"b\""));
 }
 
+TEST_F(ConditionsTest, ThereAreNoOtherOperators) {
+    for (const char *operation : {"NOT EQUAL", "IS NOT", "NOT IS", "=>", "=<", "><", "!", "<=>", "===", "!==",
+                                  "GREATER", "LESS", "GREATER THAN OR EQUAL", "LESS THAN =", "THAN", "EQUAL TO"}) {
+        const std::string line = std::string("IF \"a\" ") + operation + " \"b\" THEN";
+        EXPECT_EQ(printed(line + "\nWRITE \"x\"\nEND\n"), report(line) + "Invalid if statement \n");
+    }
+}
+
 TEST_F(ConditionsTest, KeywordOperatorsIgnoreCase) {
     EXPECT_TRUE(holds("\"a\" is \"A\""));
     EXPECT_TRUE(holds("value \"5\" greater than \"4\""));
@@ -274,6 +282,28 @@ TEST_F(LevelsTest, ASingleStatementIsConditionalAlone) {
     }
 }
 
+// The level of the single statement is left as soon as that statement is read, which a block's first line is: the block
+// has the state of the condition before it.
+TEST_F(LevelsTest, ABlockAsTheSingleStatementRunsByTheConditionBeforeIt) {
+    static const Block rows[] = {
+        {"IF \"0\" THEN IF \"1\" THEN\nWRITE \"a\"\nEND\nWRITE \"z\"\n", "a\nz\n"},
+        {"IF \"1\" THEN IF \"0\" THEN\nWRITE \"a\"\nEND\nWRITE \"z\"\n", "z\n"},
+        {"IF \"0\" THEN IF \"1\" THEN\nWRITE \"a\"\nELSE\nWRITE \"b\"\nEND\nWRITE \"z\"\n", "a\nz\n"},
+        {"IF \"1\" THEN IF \"1\" THEN\nWRITE \"a\"\nELSE\nWRITE \"b\"\nEND\nWRITE \"z\"\n", "b\nz\n"},
+    };
+    for (const Block &row : rows) {
+        EXPECT_EQ(run(row.script), 0) << row.script;
+        EXPECT_EQ(output(), row.output) << row.script;
+        EXPECT_EQ(condindex, 0) << row.script;
+    }
+}
+
+TEST_F(LevelsTest, AnElseAsTheSingleStatementTurnsItsOwnLevelAlone) {
+    EXPECT_EQ(printed("IF \"1\" THEN ELSE\nWRITE \"a\"\nIF \"0\" THEN ELSE\nWRITE \"b\"\n"), "a\nb\n");
+    EXPECT_EQ(condindex, 0);
+    EXPECT_EQ(condstate[0], 0);
+}
+
 TEST_F(LevelsTest, AnIfLineFollowedByAnEmptyLineOpensABlock) {
     EXPECT_EQ(printed("IF \"1\"\n\nWRITE \"a\"\nWRITE \"b\"\nEND\nWRITE \"z\"\n"), "z\n");
     EXPECT_EQ(printed("IF \"0\"\n\nWRITE \"a\"\nELSE\nWRITE \"b\"\nEND\n"), "a\n");
@@ -324,6 +354,11 @@ TEST_F(LevelsTest, AnEndAsTheSingleStatementLeavesNoLevelBelowZero) {
 TEST_F(LevelsTest, AnUnreadableConditionSkipsItsBlock) {
     EXPECT_EQ(run("IF ) THEN\nWRITE \"a\"\nEND\nWRITE \"z\"\n"), 1);
     EXPECT_EQ(output(), report("IF ) THEN") + "Invalid if statement \nz\n");
+}
+
+TEST_F(LevelsTest, AnUnreadableConditionWithItsStatementSkipsWhatFollowsToo) {
+    EXPECT_EQ(printed("IF ) THEN WRITE \"a\"\nWRITE \"b\"\nEND\nWRITE \"z\"\n"),
+              report("IF ) THEN WRITE \"a\"") + "Invalid if statement \nz\n");
 }
 
 TEST_F(LevelsTest, AnUnreadableConditionsElseExecutes) {

@@ -6,6 +6,7 @@
 #include "frame/places.h"
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"
+#include "tests/unit/memory_fault.h"
 #include "tests/unit/program_folder.h"
 #include "tests/unit/script_fixture.h"
 
@@ -181,6 +182,8 @@ TEST_F(DriveTest, DrivePointsAtTheLinkBelowHome) {
 }
 
 TEST_F(DriveTest, DriveRaisesOnlyASingleLetter) {
+    EXPECT_EQ(drive("a"), "/home/u/A");
+    EXPECT_EQ(drive("z"), "/home/u/Z");
     EXPECT_EQ(drive("gh"), "/home/u/gh");
     EXPECT_EQ(drive("1"), "/home/u/1");
     setenv("DRIVE_TEST", "x", 1);
@@ -273,11 +276,15 @@ TEST_F(DriveTest, AValueThatDoesNotFitCountsAsNotRead) {
 }
 
 TEST_F(DriveTest, AnUnsetVariableIsReportedOnStandardOutput) {
-    for (const char *value : {"%DRIVE_TEST", "%DRIVE_TEST/drives"}) {
-        link_directory_is(value);
+    const struct {
+        const char *value, *shown;
+    } rows[] = {{"%DRIVE_TEST", "%DRIVE_TEST"}, {"%DRIVE_TEST/drives", "%DRIVE_TEST"}, {"%", "%"}, {"%/drives", "%"}};
+    for (const auto &row : rows) {
+        link_directory_is(row.value);
         testing::internal::CaptureStdout();
-        EXPECT_EQ(location("G", "extra"), "G extra") << value;
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "Invalid environment variable(%DRIVE_TEST)\n");
+        EXPECT_EQ(location("G", "extra"), "G extra") << row.value;
+        EXPECT_EQ(testing::internal::GetCapturedStdout(),
+                  "Invalid environment variable(" + std::string(row.shown) + ")\n");
         EXPECT_EQ(output(), "");
     }
 }
@@ -302,6 +309,9 @@ TEST_F(DriveTest, TheLocationIsTracedFromLevelFive) {
     const auto look = [] { location("G", nullptr); };
     EXPECT_THAT(traces(5, look), HasSubstr("/links"));
     EXPECT_EQ(traces(4, look), "");
+    programs_.file("map.conf", "");
+    EXPECT_THAT(traces(5, look), HasSubstr("Map_Link_Default_Location: not read"));
+    EXPECT_EQ(traces(4, look), "");
 }
 
 // ---- what is behind a drive ----
@@ -325,6 +335,14 @@ TEST_F(DriveTest, ASlashIsPreferredToAnEarlierBackslash) {
 TEST_F(DriveTest, AMappingWithoutASeparatorLeavesTheOutputsAlone) {
     spy::mapped_drive("/home/u/G", "SRV1");
     EXPECT_EQ(mapping("/home/u/G"), "untouched");
+    char before = '\0';
+    char *server = &before, *rest = &before;
+    EXPECT_EQ(util_map_existing("/home/u/G", &server, &rest), 0);
+    EXPECT_EQ(server, &before);
+    EXPECT_EQ(rest, &before);
+    EXPECT_EQ(util_map_existing("/home/u/H", &server, &rest), 1);
+    EXPECT_EQ(server, &before);
+    EXPECT_EQ(rest, &before);
 }
 
 TEST_F(DriveTest, AMappingMayBeEmptyOnEitherSide) {
@@ -364,9 +382,24 @@ TEST_F(DriveTest, AFailingCallIsNoMapping) {
     spy::mapped_drive("G", "SRV1/SYS:");
     for (int call = 1; call <= 4; ++call) {
         spy::mend();
-        spy::fail_call(spy::call_count() + call, ZKE_BAD_PARAMETER);
+        const int before = spy::call_count();
+        spy::fail_call(before + call, ZKE_BAD_PARAMETER);
         EXPECT_EQ(mapping("G"), "no mapping") << "call " << call;
+        EXPECT_EQ(spy::call_count() - before, call) << "none follows";
     }
+}
+
+TEST_F(DriveTest, NoMemoryForTheListIsTracedFromLevelFive) {
+    spy::mapped_drive("G", "SRV1/SYS:");
+    const auto starved = [] {
+        char *server = nullptr, *rest = nullptr;
+        memory_fault::arm(1);
+        EXPECT_EQ(util_map_existing("G", &server, &rest), 1);
+        EXPECT_TRUE(memory_fault::disarm());
+    };
+    EXPECT_THAT(traces(5, starved), HasSubstr("no memory for 32 bytes of mapped drives\n"));
+    EXPECT_EQ(traces(4, starved), "");
+    EXPECT_EQ(spy::calls("ZKGetMappedDrives"), (std::vector<std::string>(2, "ZKGetMappedDrives(null, 0)")));
 }
 
 TEST_F(DriveTest, AListWithoutAnEndIsGivenUp) {

@@ -28,6 +28,33 @@ TEST_F(FileSpecTest, EachFormReportsAMissingFileInItsWay) {
     }
 }
 
+TEST_F(FileSpecTest, ServersAndVolumesMayBeReferencesAndJoinedWords) {
+    setenv("FILE_SPEC_TEST", "a_b", 1);
+    const struct {
+        const char *name, *message;
+    } rows[] = {
+        {"%<FILE_SPEC_TEST>:/x", "Unable to find file:(A_B//x)\n"},
+        {"<FILE_SPEC_TEST>c:/x", "Unable to find file:(A_BC//x)\n"},
+        {"my-vol * 1:/x", "Unable to find file:(MY-VOL*1//x)\n"},
+        {"IF set:/x", "Unable to find file:(IFSET//x)\n"},
+        {"srv1 / %<FILE_SPEC_TEST> :/x", "Unable to find file:SRV1/A_B//x\n"},
+        {"\\\\srv1 \\%<FILE_SPEC_TEST>", "Invalid display command format\n"},
+        {"SYS:MY FILE", "Unable to find file:(SYS/MY FILE)\n"},
+    };
+    for (const auto &row : rows) EXPECT_THAT(display(row.name), testing::EndsWith(row.message)) << row.name;
+    setenv("FILE_SPEC_TEST", "srv1", 1);
+    EXPECT_EQ(display("%<FILE_SPEC_TEST>/sys:/x"), "Unable to find file:SRV1/SYS//x\n");
+    EXPECT_EQ(display("\\\\%<FILE_SPEC_TEST>\\sys/x"), "Unable to Find : srv1/sys//x\n");
+    unsetenv("FILE_SPEC_TEST");
+}
+
+TEST_F(FileSpecTest, OnlyAMissingFileOfADottedVolumeIsLookedForInTheDirectory) {
+    EXPECT_EQ(display("SYS:/X"), "Unable to find file:(SYS//X)\n");
+    network_file("SRV1/.VOL1.ACME/A/X", "on the default server");
+    EXPECT_EQ(display(".vol1.acme:A/X"), "on the default server");
+    EXPECT_THAT(spy::calls("ZKCLXInit"), IsEmpty());
+}
+
 TEST_F(FileSpecTest, AnEmptyFileCountsAsNotFound) {
     network_file("SRV1/SYS/EMPTY/X", "");
     EXPECT_EQ(get_file("SRV1", "SYS/EMPTY/X"), "(1)");
@@ -36,10 +63,15 @@ TEST_F(FileSpecTest, AnEmptyFileCountsAsNotFound) {
 
 TEST_F(FileSpecTest, AFileInASkippedBranchIsLookedUpAllTheSame) {
     spy::forget_calls();
-    run("IF \"a\" = \"b\" THEN\nDISPLAY SYS:/X\nDISPLAY SRV1/SYS:/X\nDISPLAY /nowhere/x\nEND\n");
-    EXPECT_EQ(output(),
-              "Unable to find file:(SYS//X)\nUnable to find file:SRV1/SYS//X\n"
-              "Unable to find file:/nowhere/x\n");
+    for (const std::string statement : {"DISPLAY ", "FDISPLAY ", "INCLUDE "}) {
+        run("IF \"a\" = \"b\" THEN\n" + statement + "SYS:/X\n" + statement + "SRV1/SYS:/X\n" + statement +
+            "/nowhere/x\n" + statement + "\\\\SRV1\\SYS\\X\nEND\n");
+        EXPECT_EQ(output(),
+                  "Unable to find file:(SYS//X)\nUnable to find file:SRV1/SYS//X\n"
+                  "Unable to find file:/nowhere/x\nUnable to Find : SRV1/SYS/\\X\n");
+    }
+    run("IF \"a\" = \"b\" THEN\nCOMSPEC=SYS:/X\nEND\n");
+    EXPECT_EQ(output(), "Unable to find file:(SYS//X)\n");
 }
 
 // ---- the values of the grammar's symbols ----
@@ -92,6 +124,14 @@ TEST_F(DriveLetterTest, AnIncludeFollowsTheDriveToo) {
     network_file("SRV2/DATA/users/jdoe/X.TXT", "WRITE \"on drive F\"");
     EXPECT_EQ(run("INCLUDE F:X.TXT\n"), 0);
     EXPECT_EQ(output(), "on drive F\n");
+}
+
+TEST_F(DriveLetterTest, AnySingleCharacterIsADriveAPeriodToo) {
+    spy::mapped_drive("/home/u/.", "SRV2/DATA:users");
+    spy::mapped_drive("/home/u/7", "SRV2/DATA:more");
+    EXPECT_EQ(display(".:/X.TXT"), "Unable to find file:(DATA/users//X.TXT)\n");
+    EXPECT_EQ(display("7:/X.TXT"), "Unable to find file:(DATA/more//X.TXT)\n");
+    EXPECT_THAT(spy::calls("ZKCLXInit"), IsEmpty()) << "no object is looked for";
 }
 
 TEST_F(DriveLetterTest, TheDefaultServersFileComesFirst) {

@@ -78,6 +78,16 @@ TEST_F(GrammarTest, ALookAheadIsNotCarriedIntoTheNextScript) {
     EXPECT_EQ(output(), "a\n");
 }
 
+TEST_F(GrammarTest, NoLookAheadHasBeenReadWhenAStatementActs) {
+    std::vector<int> seen;
+    spy::on_call([&seen](const std::string &call) {
+        if (call.rfind("ZKDSOpenStream", 0) == 0) seen.push_back(yychar);
+    });
+    EXPECT_EQ(parse("DISPLAY nobody\nINCLUDE nobody\r\nFDISPLAY .nobody\n"), 0);
+    spy::on_call(nullptr);
+    EXPECT_THAT(seen, testing::ElementsAre(-2, -2, -2));
+}
+
 TEST_F(GrammarTest, KeywordsIgnoreCase) {
     EXPECT_EQ(printed("write \"a\"\nWrite \"b\"\n"), "a\nb\n");
 }
@@ -308,12 +318,6 @@ TEST_F(GrammarTest, AnEmptyRestOfTheLineIsAccepted) {
 
 // ---- words ----
 
-static const char label_words[] =
-    "DISPLAY IF ELSE THEN BEGIN ENDIF END BREAK DRIVE OR AND ON OFF EQUALS EQUAL IS LESS GREATER NOR "
-    "THAN VALUE WRITE EXIT ATTACH CONTEXT CLS CHANGE_CONTEXT CX COMSPEC FDISPLAY FIRE GOTO INCLUDE "
-    "LASTLOGINTIME LAST_LOGIN_TIME NO_DEFAULT PAUSE WAIT PHASERS PHASER PROFILE SCRIPT_SERVER SET DOS "
-    "TEMP LOCAL SET_TIME SHIFT TERM TREE MEMBER MEMBERS OF NOT SWAP REGREAD NOSWAP";
-
 TEST_F(GrammarTest, ReservedWordsAreValidWords) {
     for (const std::string &word : words_of(std::string(label_words) + " MAP REMARK REM")) {
         unsetenv(word.c_str());
@@ -396,6 +400,17 @@ TEST_F(GrammarTest, TheStackGrowsToItsLimit) {
     EXPECT_EQ(output(), "deep\n");
     EXPECT_EQ(parse("WRITE \"0\"" + repeat(4000, "+\"1\"") + "\n"), 0);
     EXPECT_EQ(output(), "4000\n");
+}
+
+// Beside the parentheses stand the first state, the IF, the condition and its closing parenthesis. The parser gives up
+// when the last of the 10,000 entries has been taken.
+TEST_F(GrammarTest, TheLimitOfTheStackIsTenThousandEntries) {
+    const auto fits = [this](int depth) {
+        return parse("IF " + repeat(depth, "(") + "\"0\"" + repeat(depth, ")") + " THEN WRITE \"deep\"\n") == 0;
+    };
+    EXPECT_TRUE(fits(10000 - 5));
+    EXPECT_EQ(output(), "deep\n");
+    EXPECT_FALSE(fits(10000 - 4));
 }
 
 TEST_F(GrammarTest, BeyondItsLimitTheParseEndsWithMemoryExhausted) {

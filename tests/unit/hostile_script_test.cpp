@@ -117,6 +117,12 @@ TEST_F(HostileScriptTest, TenThousandJoinedWordsAreTooMuchForTheParser) {
     EXPECT_EQ(count(output(), "Script error.\n"), 2U);
 }
 
+// Each of them quotes the first line, from ever further behind it.
+TEST_F(HostileScriptTest, AMistakeInEachOfManyLinesOfLineEnds) {
+    EXPECT_EQ(run("REM first\n" + repeat(100000, "\r\r\r\r\n")), 1);
+    EXPECT_EQ(count(output(), report("REM first")), 100000U);
+}
+
 // ---- depth ----
 
 TEST_F(HostileScriptTest, FiveThousandNestedBlocks) {

@@ -43,6 +43,7 @@ TEST_F(PhrasesTest, WordsAreTakenAsWritten) {
     expect_word("Abc.d", "Abc.d");
     expect_word("Write", "Write");
     expect_word("map", "map");
+    expect_word("LOGIN_NAME", "LOGIN_NAME");
 }
 
 TEST_F(PhrasesTest, JoinedWordsHaveNoBlanks) {
@@ -61,6 +62,9 @@ TEST_F(PhrasesTest, DirectoryNamesAreJoinedWithoutBlanks) {
         {"OU=%<DEPT>.acme", ".OU=worth.acme"},
         {"<DEPT>.acme", ".worth.acme"},
         {"a=b=c", ".a=b=c"},
+        {"a%<DEPT>b", ".aworthb"},
+        {"a-%<DEPT> - b", ".a-worth-b"},
+        {"LOGIN_NAME", ".LOGIN_NAME"},
     };
     setenv("DEPT", "worth", 1);
     for (const Row &row : rows) EXPECT_EQ(name(row.phrase), row.value) << row.phrase;
@@ -113,6 +117,15 @@ TEST_F(PhrasesTest, BetweenPlainWordsMinusAndTimesJoin) {
     EXPECT_EQ(value("\"5\"-3"), "2");
 }
 
+TEST_F(PhrasesTest, ReservedWordsAreTextsAsWritten) {
+    spy::fail("ZKDSRead", ZKE_NO_ACCESS);
+    for (const std::string &word : words_of(std::string(label_words) + " MAP PATH REMARK REM if Write")) {
+        EXPECT_EQ(value("A-" + word), "A-" + word);
+        if (word == "COMSPEC") continue; // an identifier
+        EXPECT_EQ(value(word), word);
+    }
+}
+
 TEST_F(PhrasesTest, QuotedStringsHaveTheirReferencesReplaced) {
     EXPECT_EQ(value("\"Hi %LOGIN_NAME\""), "Hi jdoe");
     EXPECT_EQ(value("\"%LOGIN_NAME\";\"%LOGIN_NAME\""), "jdoejdoe");
@@ -146,6 +159,27 @@ TEST_F(PhrasesTest, AngleBracketsNameEnvironmentVariables) {
     EXPECT_EQ(value("% < SOME_VAR >"), "some value");
     EXPECT_EQ(value("%<UNSET_VAR>"), "");
     EXPECT_EQ(value("<UNSET_VAR>"), "");
+}
+
+TEST_F(PhrasesTest, NamesOfVariablesMayBeJoinedOrReservedWords) {
+    setenv("A-SET*b", "joined", 1);
+    setenv("IF", "reserved", 1);
+    for (const char *form : {"%<", "<"}) {
+        EXPECT_EQ(value(std::string(form) + "A-SET*b>"), "joined");
+        EXPECT_EQ(value(std::string(form) + "A - SET * b >"), "joined");
+        EXPECT_EQ(value(std::string(form) + "IF>"), "reserved");
+    }
+    unsetenv("A-SET*b");
+    unsetenv("IF");
+}
+
+TEST_F(PhrasesTest, NamesOfAttributesMayBeJoinedOrReservedWords) {
+    spy::text_attribute(user, "FAX-2", {"joined"});
+    spy::text_attribute(user, "PROFILE", {"reserved"});
+    EXPECT_EQ(value("%FAX-2"), "joined");
+    EXPECT_EQ(value("FAX - 2"), "joined");
+    EXPECT_EQ(value("%PROFILE"), "reserved");
+    EXPECT_EQ(value("PROFILE"), "reserved");
 }
 
 TEST_F(PhrasesTest, HomeUnsetPrintsAnEmptyLine) {
@@ -255,6 +289,16 @@ TEST_F(PhrasesTest, MembershipIsZeroForTrueAndPrintsSo) {
     for (const Row &row : rows) EXPECT_EQ(value(row.phrase), row.value) << row.phrase;
 }
 
+TEST_F(PhrasesTest, MembershipIsReadFromItsAttributeOnce) {
+    for (const char *form : {"MEMBER", "MEMBERS", "NOT MEMBER", "NOT MEMBERS"}) {
+        spy::forget_calls();
+        value(std::string(form) + " OF \"Staff\"");
+        const std::vector<std::string> asked = spy::calls("ZKDSPutAttrName");
+        ASSERT_EQ(asked.size(), 1U) << form;
+        EXPECT_THAT(asked[0], HasSubstr(", \"Group_Membership\")")) << form;
+    }
+}
+
 TEST_F(PhrasesTest, TheGroupsNameHasItsReferencesReplaced) {
     spy::text_attribute(user, "Group_Membership", {"jdoe-friends.sales.acme"});
     EXPECT_EQ(value("MEMBER OF \"%LOGIN_NAME-friends\""), "0");
@@ -283,6 +327,12 @@ TEST_F(PhrasesTest, ReferencesAreReplacedInSkippedBlocksToo) {
         EXPECT_EQ(printed(std::string("IF \"1\" THEN\nWRITE ") + operand + "\nEND\n"), "");
         EXPECT_THAT(spy::call_names(), testing::Contains("ZKDSRead")) << operand;
     }
+}
+
+TEST_F(PhrasesTest, ReferencesInWholeLinesAreNotLookedUpWhenSkipped) {
+    spy::forget_calls();
+    EXPECT_EQ(printed("IF \"1\" THEN\n#%FAX\n@%FAX\nMAP %FAX\nPATH %FAX\nREM %FAX\nEND\n"), "");
+    EXPECT_THAT(spy::calls(), testing::IsEmpty());
 }
 
 TEST_F(PhrasesTest, ReferencesAreReplacedInTheOrderOfTheText) {

@@ -64,6 +64,15 @@ TEST_P(DisplayTest, WritesAFileAsItIs) {
     EXPECT_EQ(display(folder_.path("news")), "no newline at the end\tand %s");
 }
 
+TEST_P(DisplayTest, EveryByteOfAFileIsWritten) {
+    std::string all;
+    for (int byte = 1; byte < 256; byte++) all += static_cast<char>(byte);
+    folder_.file("bytes", all + all);
+    spy::stream("bytes", all);
+    EXPECT_EQ(display(folder_.path("bytes")), all + all);
+    EXPECT_EQ(display(".bytes"), all + "\r\n");
+}
+
 TEST_P(DisplayTest, WritesAnObjectsLoginScript) {
     spy::stream("news.acme", "the news");
     EXPECT_EQ(display(".news.acme"), "the news\r\n");
@@ -131,6 +140,36 @@ TEST_F(PrintTest, EachWriteIsFlushedAtOnce) {
     EXPECT_EQ(taken(qrt_readLoginScriptFromFile(folder_.path("out").c_str())), expected);
     fdr = stream_;
     fclose(file);
+}
+
+// What each write to a stream carries.
+std::vector<std::string> writes;
+
+ssize_t keep_write(void *, const char *data, size_t size) {
+    writes.emplace_back(data, size);
+    return static_cast<ssize_t>(size);
+}
+
+TEST_F(PrintTest, ClsIsFlushedAfterEachNewline) {
+    cookie_io_functions_t functions = {};
+    functions.write = keep_write;
+    FILE *const stream = fopencookie(nullptr, "w", functions);
+    writes.clear();
+    fdr = stream;
+    run("CLS\n");
+    fdr = stream_;
+    fclose(stream);
+    EXPECT_EQ(writes, std::vector<std::string>(40, "\n"));
+}
+
+TEST_F(PrintTest, AFullOutputIsIgnored) {
+    FILE *const full = fopen("/dev/full", "w");
+    fdr = full;
+    EXPECT_EQ(run("WRITE \"lost\"\nCLS\nPAUSE\nSET PRINT_TEST = \"reached\"\n"), 0);
+    fdr = stream_;
+    fclose(full);
+    EXPECT_STREQ(getenv("PRINT_TEST"), "reached");
+    unsetenv("PRINT_TEST");
 }
 
 // ---- PAUSE ----

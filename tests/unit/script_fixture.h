@@ -24,6 +24,13 @@ inline std::vector<std::string> words_of(const std::string &text) {
     return words;
 }
 
+// The reserved words that may stand in front of a label's colon; those that start a whole line come on top.
+inline constexpr char label_words[] =
+    "DISPLAY IF ELSE THEN BEGIN ENDIF END BREAK DRIVE OR AND ON OFF EQUALS EQUAL IS LESS GREATER NOR "
+    "THAN VALUE WRITE EXIT ATTACH CONTEXT CLS CHANGE_CONTEXT CX COMSPEC FDISPLAY FIRE GOTO INCLUDE "
+    "LASTLOGINTIME LAST_LOGIN_TIME NO_DEFAULT PAUSE WAIT PHASERS PHASER PROFILE SCRIPT_SERVER SET DOS "
+    "TEMP LOCAL SET_TIME SHIFT TERM TREE MEMBER MEMBERS OF NOT SWAP REGREAD NOSWAP";
+
 class ScriptTest : public CommandTest {
   protected:
     ScriptTest() {

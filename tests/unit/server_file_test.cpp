@@ -126,6 +126,15 @@ TEST_F(ServerFileTest, AUserWithoutAnEntryIsCalledUser) {
     EXPECT_EQ(server_file_path("SRV1", "SYS/x"), mount_ + "/" + user() + "/SRV1/SYS/x");
 }
 
+TEST_F(ServerFileTest, TheEffectiveUserCounts) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can change it";
+    ASSERT_EQ(seteuid(65534), 0);
+    const std::string path = server_file_path("SRV1", "SYS/x");
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_EQ(path, mount_ + "/" + getpwuid(65534)->pw_name + "/SRV1/SYS/x");
+    EXPECT_NE(path, server_file_path("SRV1", "SYS/x"));
+}
+
 // ---- names without a server ----
 
 TEST_F(ServerFileTest, APlainNameLiesInTheDrivesDirectory) {
@@ -142,6 +151,14 @@ TEST_F(ServerFileTest, IdentifiersInNamesAreReplaced) {
     setenv("FILE_SPEC_TEST", "x", 1);
     folder_.file("x.txt", "the file");
     EXPECT_EQ(get_file(nullptr, folder_.path("%<FILE_SPEC_TEST>.txt").c_str()), "the file");
+    unsetenv("FILE_SPEC_TEST");
+}
+
+TEST_F(ServerFileTest, BackslashesOfAReplacedNameTurnToo) {
+    setenv("FILE_SPEC_TEST", "\\LOGIN\\X", 1);
+    network_file("SRV1/SYS/LOGIN/X.TXT", "the file");
+    EXPECT_EQ(get_file("SRV1", "SYS%<FILE_SPEC_TEST>.TXT"), "the file");
+    EXPECT_EQ(display("SYS:/%<FILE_SPEC_TEST>.TXT"), "the file");
     unsetenv("FILE_SPEC_TEST");
 }
 
@@ -266,6 +283,21 @@ TEST_F(HostileNameTest, OverlongPathsAreNotFound) {
     EXPECT_EQ(get_file("SRV1", std::string(100000, 'x').c_str()), "(1)");
     EXPECT_EQ(get_file(nullptr, std::string(100000, '/').c_str()), "(1)");
     EXPECT_THAT(display("SYS:/" + std::string(5000, 'x')), StartsWith("Unable to find file:(SYS//xxx"));
+}
+
+// The length tells that one slash is put between, and none when the name brings it.
+TEST_F(HostileNameTest, APathOfADriveHasUpTo511Characters) {
+    const std::string above = folder_.path(std::string(250, 'd'));
+    for (const size_t length : {509U, 510U}) {
+        const std::string drive = above + "/" + std::string(length - above.size() - 1, 'e');
+        std::filesystem::create_directories(drive);
+        std::ofstream(drive + "/x") << "the file";
+        session_replace(driveDir, drive.c_str());
+        EXPECT_EQ(get_file(nullptr, "x"), length == 509 ? "the file" : "(1)");
+        EXPECT_EQ(get_file(nullptr, "/x"), length == 509 ? "the file" : "(1)");
+        session_replace(driveDir, nullptr);
+        EXPECT_EQ(get_file(nullptr, (drive + "/x").c_str()), length == 509 ? "the file" : "(1)");
+    }
 }
 
 TEST_F(HostileNameTest, PipesAndDevicesAreNotWaitedFor) {

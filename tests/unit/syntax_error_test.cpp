@@ -35,6 +35,13 @@ TEST_F(SyntaxErrorTest, TheLineOfTheReadPositionIsQuoted) {
     EXPECT_EQ(quoted(text, 14), "three"); // at the end
 }
 
+TEST_F(SyntaxErrorTest, ALineMayBeASingleCharacter) {
+    const std::string text = "x\ny\nz";
+    for (const int position : {1, 2, 3, 4, 5})
+        EXPECT_EQ(quoted(text, position), position == 1 ? "x" : position < 4 ? "y" : "z") << position;
+    EXPECT_EQ(quoted("x", 1), "x");
+}
+
 TEST_F(SyntaxErrorTest, LineEndsBeforeTheReadPositionAreSkipped) {
     EXPECT_EQ(quoted("one\n\r\n\n\ntwo\n", 7), "one");
     EXPECT_EQ(quoted("one\n\n\n", 6), "one");
@@ -113,6 +120,11 @@ TEST_F(SyntaxErrorTest, AnErrorTooSoonAfterAnotherIsNotReported) {
     EXPECT_EQ(printed("FOO BAR\nSET ) \nWRITE \"next\"\n"), report("FOO BAR") + "Invalid set command format\nnext\n");
 }
 
+TEST_F(SyntaxErrorTest, TheThirdTokenAfterAnErrorMakesTheNextOneReported) {
+    EXPECT_EQ(printed("FOO BAR\nSET A B\nWRITE \"next\"\n"),
+              report("FOO BAR") + report("SET A B") + "Invalid set command format\nnext\n");
+}
+
 TEST_F(SyntaxErrorTest, AMissingTokenQuotesTheLineThatReadingHasReached) {
     EXPECT_EQ(printed("FOO\nWRITE \"next\"\n"), report("WRITE \"next\"") + "next\n");
     EXPECT_EQ(printed("WRITE \"a\"\nFOO\n"), "a\n" + report("FOO"));
@@ -171,7 +183,30 @@ static const Recovery recoveries[] = {
     {"EXIT )", "Invalid exit command format\n"},
     {"GOTO )", "Invalid goto command format\n"},
     {"GOTO A B", "Invalid goto command format\n"},
+    // Words and references that are not taken everywhere.
+    {"SHIFT ON", "Invalid shift command format\n"},
+    {"SHIFT A-B", "Invalid shift command format\n"},
+    {"SHIFT -ON", "Invalid shift command format\n"},
+    {"TERM ON", "Invalid term command format\n"},
+    {"TERM A-B", "Invalid term command format\n"},
+    {"TREE a;b", "Invalid tree command format\n"},
+    {"COMSPEC=x", ""},
+    {"SET %A = \"x\"", "Invalid set command format\n"},
+    {"DRIVE %A:", "Invalid drive command format\n"},
+    {"DRIVE *%A", "Invalid drive command format\n"},
+    {"PROFILE %A", "Invalid profile command format\n"},
+    {"ATTACH %A", "Invalid attach command format\n"},
+    {"SCRIPT_SERVER %A", "Invalid script server command format\n"},
+    {"DOS VERIFY %A", ""},
+    {"FIRE %A", "Invalid FIRE format \n"},
+    {"DEBUG %A", "Invalid DEBUG command format\n"},
+    {"GOTO %A", "Invalid goto command format\n"},
+    {"WRITE MEMBER OF Staff", "Invalid write command format\n"},
+    {"WRITE NOT MEMBER", "Invalid write command format\n"},
     // Without a form of their own.
+    {"A-B:", ""},
+    {":A B", ""},
+    {":%A", ""},
     {": )", ""},
     {"A : B", ""},
     {"IF : B", ""},
@@ -252,11 +287,35 @@ TEST_F(SyntaxErrorTest, AFileNameCutShortDuringRecoveryCostsItsOwnLine) {
     EXPECT_EQ(output(), report("FOO BAR") + "Invalid display command format\nnext\n");
 }
 
-TEST_F(SyntaxErrorTest, AMistakeFarBehindTheLastTextQuotesNoLine) {
+TEST_F(SyntaxErrorTest, AMistakeFarBehindTheLastTextQuotesItAllTheSame) {
     EXPECT_EQ(run("WRITE \"a\"\n" + std::string(5000, '\n') + "ATTACH\n" + std::string(5000, '\n')), 1);
     EXPECT_EQ(output(), "a\n" + report("ATTACH") + "Invalid attach command format\n");
-    EXPECT_EQ(run("WRITE \"a\"\n" + std::string(5001, '\r')), 1);
-    EXPECT_THAT(output(), testing::HasSubstr(report("bogus")));
+    for (const int count : {4095, 4096, 4097, 4098, 5000}) {
+        const std::string blank(static_cast<size_t>(count), '\n');
+        EXPECT_EQ(quoted("one\n" + blank, count), "one");
+        EXPECT_EQ(quoted("two\n" + blank, count), "two") << "the same place in another text";
+        EXPECT_EQ(quoted("\n\n\n\n" + blank, count), "bogus");
+    }
+}
+
+// The mistakes stand behind ever longer runs of line ends.
+TEST_F(SyntaxErrorTest, MistakesOfLineEndsAloneQuoteTheLineBeforeThem) {
+    std::string ends, reports;
+    for (int i = 0; i < 3000; i++) {
+        ends += "\r\r\r\r\n";
+        reports += report("WRITE \"a\"");
+    }
+    EXPECT_EQ(run("WRITE \"a\"\n" + ends + "FOO BAR\n\n\n\n" + ends.substr(0, 5)), 1);
+    EXPECT_EQ(output(), "a\n" + reports + report("FOO BAR") + report("FOO BAR"));
+}
+
+TEST_F(SyntaxErrorTest, AJumpBackBeforeALongRunQuotesTheLinesThere) {
+    const std::string blank(5000, '\n'), once = report("FOO BAR") + report("FOO BAR");
+    unsetenv("SEEN");
+    EXPECT_EQ(printed("\nTOP:\nFOO BAR\n" + blank + "\r\r\r\r\n\n\n\nIF \"%<SEEN>\" = \"1\" THEN\nEXIT\nEND\n" +
+                      "SET SEEN = \"1\"\nGOTO TOP\n"),
+              once + once + "Exiting script...\n");
+    unsetenv("SEEN");
 }
 
 } // namespace

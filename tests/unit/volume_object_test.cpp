@@ -100,6 +100,9 @@ TEST_F(VolumeObjectTest, TheEnvironmentIsPresetButNotOverwritten) {
 TEST_F(VolumeObjectTest, AShortNameIsOfTheUsersContainer) {
     volume("vol1.sales.acme", "SRV1.acme", "DATA");
     EXPECT_EQ(resolve("vol1"), "0 SRV1 DATA ");
+    spy::logged_in("a.b");
+    volume("vol1.b", "SRV2.b", "OTHER");
+    EXPECT_EQ(resolve("vol1"), "0 SRV2 OTHER ") << "one of three is";
     spy::logged_in("ab");
     spy::forget_calls();
     EXPECT_THAT(resolve("vol1"), StartsWith("4294966695 "));
@@ -133,6 +136,7 @@ TEST_F(VolumeObjectTest, EachFailureIsTheClientsCode) {
         EXPECT_EQ(resolve("vol1.acme"), std::to_string(0x1234) + "   ");
         EXPECT_EQ(spy::call_names()[spy::calls("ZKDSFreeContext").empty() ? spy::calls().size() - 1 : 0],
                   spy::calls("ZKDSFreeContext").empty() ? row.call : "ZKCLXInit");
+        EXPECT_THAT(spy::calls("ZKDSFreeContext"), Not(testing::Contains("ZKDSFreeContext(0)")));
         EXPECT_EQ(spy::open_contexts(), 0);
     }
 }
@@ -143,12 +147,43 @@ TEST_F(VolumeObjectTest, ATreeThatCannotBeSetIsReported) {
     EXPECT_EQ(output(), "Unable to find treeName:()\n");
 }
 
+// A client whose new contexts stand in ACME_TREE.
+TEST_F(VolumeObjectTest, TheTreeOfANewContextIsTheOneThatIsSearched) {
+    spy::on_call([](const std::string &call) {
+        if (call == "ZKDSGetContext(1, DCK_TREE_NAME)") ZKDSSetContext(1, DCK_TREE_NAME, "ACME_TREE");
+    });
+    volume("vol1.acme", "SRV1.acme", "DATA");
+    EXPECT_EQ(resolve("vol1.acme"), "0 SRV1 DATA ");
+    EXPECT_THAT(spy::calls("ZKDSSetContext"), testing::Contains("ZKDSSetContext(2, DCK_TREE_NAME, \"ACME_TREE\")"));
+
+    spy::reset();
+    spy::on_call([](const std::string &call) {
+        if (call == "ZKDSGetContext(1, DCK_TREE_NAME)") ZKDSSetContext(1, DCK_TREE_NAME, "ACME_TREE");
+    });
+    spy::object("jdoe.acme");
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(resolve("jdoe.acme"), std::to_string(ZKE_NO_SUCH_ATTRIBUTE) + "   ");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Unable to find volume object jdoe.acme in tree: ACME_TREE\n");
+    EXPECT_EQ(output(), "");
+
+    spy::fail("ZKDSSetContext", 0x1234);
+    EXPECT_THAT(resolve("jdoe.acme"), StartsWith("4660 "));
+}
+
 TEST_F(VolumeObjectTest, WhatIsNoVolumeIsReportedOnStandardOutput) {
     spy::object("jdoe.acme");
     testing::internal::CaptureStdout();
     EXPECT_THAT(resolve("jdoe.acme"), Not(StartsWith("0 ")));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Unable to find volume object jdoe.acme in tree: \n");
     EXPECT_EQ(output(), "");
+}
+
+TEST_F(VolumeObjectTest, WithoutAVolumesNameItsServerIsNotAskedFor) {
+    spy::text_attribute("jdoe.acme", "Host_Server", {"SRV1.acme"});
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(resolve("jdoe.acme"), std::to_string(ZKE_NO_SUCH_ATTRIBUTE) + "   ");
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(spy::calls("ZKDSRead").size(), 2U);
 }
 
 TEST_F(VolumeObjectTest, AVolumeWithoutAServerIsThatReadsCode) {
@@ -162,6 +197,19 @@ TEST_F(VolumeObjectTest, OverlongAnswersAreCut) {
     volume("vol1.acme", large, large);
     EXPECT_EQ(resolve("map.acme"),
               "0 " + large.substr(0, 48) + " " + large.substr(0, 513) + " " + large.substr(0, 513));
+}
+
+TEST_F(VolumeObjectTest, AnswersThatJustFitAreWhole) {
+    for (const size_t missing : {2U, 1U, 0U}) {
+        const std::string server(48 - missing, 's'), name(513 - missing, 'v'), path(513 - missing, 'p');
+        spy::text_attribute("map.acme", "Path", {"vol1.acme:" + path});
+        volume("vol1.acme", server, name);
+        EXPECT_EQ(resolve("map.acme"), "0 " + server + " " + name + " " + path);
+        spy::text_attribute("map.acme", "Path", {"vol1.acme:" + path + "+"});
+        volume("vol1.acme", server + "+", name + "+");
+        const std::string last = missing == 0 ? "" : "+";
+        EXPECT_EQ(resolve("map.acme"), "0 " + server + last + " " + name + last + " " + path + last);
+    }
 }
 
 TEST_F(VolumeObjectTest, AFileOnAVolumeObjectIsRead) {
