@@ -12,9 +12,13 @@ class SyntaxErrorTest : public ScriptTest {
     // What an error quotes when the active buffer holds `text` and reading stands at `position`.
     std::string quoted(const std::string &text, int32_t position) {
         lex_addBuffer(text.c_str());
+        const std::string line = quoted_at(position);
+        lex_free_active_buffer();
+        return line;
+    }
+    std::string quoted_at(int32_t position) {
         lex_activeBuffer()->readPos = position;
         yyerror("message");
-        lex_free_active_buffer();
         const std::string shown = output(), before = "\nScript error.\nThe original line was:\n";
         EXPECT_EQ(shown.substr(0, before.size()), before);
         EXPECT_EQ(shown.substr(shown.size() - 2), "\n\n");
@@ -307,6 +311,16 @@ TEST_F(SyntaxErrorTest, MistakesOfLineEndsAloneQuoteTheLineBeforeThem) {
     }
     EXPECT_EQ(run("WRITE \"a\"\n" + ends + "FOO BAR\n\n\n\n" + ends.substr(0, 5)), 1);
     EXPECT_EQ(output(), "a\n" + reports + report("FOO BAR") + report("FOO BAR"));
+}
+
+TEST_F(SyntaxErrorTest, ATextThatIsReadOnAfterAnotherQuotesItsOwnLines) {
+    const std::string run(5000, '\n');
+    lex_addBuffer(("one" + run + "two" + run).c_str());
+    lex_addBuffer(("inner" + run + run).c_str());
+    EXPECT_EQ(quoted_at(6000), "inner");
+    lex_dropBuffer();
+    EXPECT_EQ(quoted_at(9000), "two");
+    lex_free_active_buffer();
 }
 
 TEST_F(SyntaxErrorTest, AJumpBackBeforeALongRunQuotesTheLinesThere) {
