@@ -1,6 +1,5 @@
 // The edges of the start, the end and the reader: what they leave alone, and how far they go.
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,6 +9,7 @@
 #include "frame/output.h"
 #include "script/input_buffer.h"
 #include "tests/unit/session_fixture.h"
+#include "tests/unit/standard_streams.h"
 
 namespace {
 
@@ -26,14 +26,6 @@ class LifecycleBoundsTest : public SessionTest {
         signal(SIGINT, SIG_DFL);
         for (const int end : pipe_) close(end);
         if (fcntl(0, F_GETFD) == -1) keep_standard_input();
-    }
-
-    static void keep_standard_input() {
-        const int null = open("/dev/null", O_RDWR);
-        if (null > 0) {
-            dup2(null, 0);
-            close(null);
-        }
     }
 
     // What the reader finds in its pipe.
@@ -123,13 +115,7 @@ TEST_F(LifecycleBoundsTest, TheEndLeavesTheCallersSignals) {
 
 TEST_F(LifecycleBoundsTest, AStartThatFailsInstallsNoHandler) {
     const auto start_without_descriptors = [] {
-        const int input = open("/dev/null", O_RDONLY);
-        dup2(input, 0);
-        close(input);
-        rlimit none;
-        getrlimit(RLIMIT_NOFILE, &none);
-        none.rlim_cur = 3;
-        setrlimit(RLIMIT_NOFILE, &none);
+        allow_standard_descriptors_only();
         const bool failed = qrt_init(nullptr, nullptr) == -1;
         _exit(failed && !fdr && signal(SIGINT, SIG_DFL) == SIG_DFL ? 33 : 0);
     };

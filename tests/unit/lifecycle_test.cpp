@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <libintl.h>
 #include <stdio_ext.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <clocale>
@@ -13,6 +12,7 @@
 #include "script/input_buffer.h"
 #include "tests/unit/message_catalogue.h"
 #include "tests/unit/session_fixture.h"
+#include "tests/unit/standard_streams.h"
 
 namespace {
 
@@ -54,14 +54,6 @@ class LifecycleTest : public SessionTest {
         const int result = qrt_exit();
         keep_standard_input();
         return result;
-    }
-
-    static void keep_standard_input() {
-        const int null = open("/dev/null", O_RDWR);
-        if (null > 0) {
-            dup2(null, 0);
-            close(null);
-        }
     }
 
     // What has reached standard output right after `action`.
@@ -167,13 +159,7 @@ TEST_F(LifecycleTest, InitWorksAgainForANewSession) {
 
 TEST_F(LifecycleTest, InitFailsWithoutAStreamForThePipe) {
     const auto start_without_descriptors = [] {
-        const int input = open("/dev/null", O_RDONLY);
-        dup2(input, 0);
-        close(input);
-        rlimit none;
-        getrlimit(RLIMIT_NOFILE, &none);
-        none.rlim_cur = 3;
-        setrlimit(RLIMIT_NOFILE, &none);
+        allow_standard_descriptors_only();
         dup2(2, 1);
         _exit(qrt_init(nullptr, nullptr) == -1 ? 33 : 0);
     };
