@@ -95,6 +95,12 @@ void Kerberos::getTicket(const std::string &user) {
     run({"/usr/bin/kinit", "-k", "-t", folder.path(user + ".keytab"), user});
 }
 
+void Kerberos::getExpiredTicket(const std::string &user) {
+    run({"/usr/bin/kinit", "-l", "1s", "-k", "-t", folder.path(user + ".keytab"), user});
+    while (process_run({"/usr/bin/klist", "-s"}, settings).status == 0) {
+    }
+}
+
 void Kerberos::forgetTickets() {
     run({"/usr/bin/kdestroy"});
 }

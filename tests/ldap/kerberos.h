@@ -19,6 +19,8 @@ class Kerberos {
 
     // The user's ticket is in the credential cache from now on.
     void getTicket(const std::string &user);
+    // The same with a ticket that has run out by the time that this returns.
+    void getExpiredTicket(const std::string &user);
     void forgetTickets();
     // Makes the service's key another one than the server has.
     void changeServiceKey();

@@ -69,6 +69,17 @@ TEST_F(LdapTicket, AMissingOneIsToldInFullWords) {
     EXPECT_THAT(outcome.err, ::testing::HasSubstr("the ticket is missing or not accepted: " + named(server)));
 }
 
+TEST_F(LdapTicket, OneThatHasRunOutIsToldSo) {
+    Slapd server(withTickets());
+    onTickets({named(server)});
+    realm.getExpiredTicket("jdoe");
+    EXPECT_EQ(loginHere(), ZKE_TICKET_REFUSED);
+    EXPECT_THAT(lastError(), ::testing::HasSubstr("expired"));
+    Outcome outcome = loginWithoutPassword();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the ticket is missing or not accepted: " + named(server)));
+}
+
 TEST_F(LdapTicket, SomebodyElsesIsNoLogin) {
     Slapd server(withTickets());
     onTickets({named(server)});
