@@ -41,12 +41,19 @@ static void join_output(int output) {
     }
 }
 
-// A program that runs under nohup passes that on.
+static bool hangups_are_ignored() {
+    struct sigaction now = {};
+    return sigaction(SIGHUP, nullptr, &now) == 0 && now.sa_handler == SIG_IGN;
+}
+
+// What was ignored before the caller could change it is nohup's doing, which reaches the programs of a script as well.
+static const bool runs_under_nohup = hangups_are_ignored();
+
 static void reset_signals() {
     struct sigaction usual = {};
     usual.sa_handler = SIG_DFL;
     for (int number = 1; number < NSIG; ++number) {
-        if (number != SIGHUP) sigaction(number, &usual, nullptr);
+        if (number != SIGHUP || !runs_under_nohup) sigaction(number, &usual, nullptr);
     }
     sigset_t none;
     sigemptyset(&none);

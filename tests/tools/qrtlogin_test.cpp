@@ -57,6 +57,18 @@ TEST_F(QrtloginTest, LoginScriptFileReplacesTheDirectorysScripts) {
     EXPECT_EQ(outcome.out, std::string(login_head) + "own\n");
 }
 
+TEST_F(QrtloginTest, UnderNohupTheProgramsOfAScriptIgnoreHangupsToo) {
+    userScript("#grep SigIgn /proc/self/status\n");
+    const std::string ignored = std::string(login_head) + "SigIgn:\t000000000000000";
+    struct sigaction before = {};
+    sigaction(SIGHUP, nullptr, &before);
+    signal(SIGHUP, SIG_IGN);
+    EXPECT_EQ(login().out, ignored + "1\n");
+    signal(SIGHUP, SIG_DFL);
+    EXPECT_EQ(login().out, ignored + "0\n");
+    sigaction(SIGHUP, &before, nullptr);
+}
+
 TEST_F(QrtloginTest, VariablesReachTheScripts) {
     userScript("WRITE \"%2,%3,%4,%5\"\n");
     Outcome outcome = login({"--var", "2=two", "--var", "3=a=b", "--var", "4=", "--var", "5=five"});
