@@ -88,8 +88,11 @@ int qrt_exit() {
     return 0;
 }
 
-int qrt_ReadResults(char **line) try {
-    char buffer[lifecycle_line_size];
+int qrt_ReadResults(char **line) {
+    *line = nullptr;
+    // Room for the longest line first: when there is none, nothing has been read yet and nothing is lost.
+    auto *text = static_cast<char *>(malloc(lifecycle_line_size + 1));
+    if (text == nullptr) return -1;
     int length = 0;
     bool ended = false;
     while (length < lifecycle_line_size) {
@@ -98,14 +101,16 @@ int qrt_ReadResults(char **line) try {
         if (got < 0 && errno == EINTR) continue;
         ended = got == 0 || (got > 0 && c == '\0');
         if (got <= 0 || c == '\0' || c == '\n') break;
-        buffer[length++] = c;
+        text[length++] = c;
     }
-    *line = nullptr;
-    if (length == 0 && ended) return -1;
-    *line = text_copy({buffer, static_cast<size_t>(length)}).release();
+    if (length == 0 && ended) {
+        free(text);
+        return -1;
+    }
+    text[length] = '\0';
+    auto *exact = static_cast<char *>(realloc(text, static_cast<size_t>(length) + 1));
+    *line = exact != nullptr ? exact : text;
     return 0;
-} catch (const std::bad_alloc &) {
-    return -1;
 }
 
 void cntrlcHandler(int) {

@@ -44,7 +44,9 @@ int qrt_init(void *unused, FILE *output);
 int qrt_exit(void);
 
 /* The next line of output without its line feed, as new heap text; a line longer than 1024 bytes comes in pieces.
- * Returns 0, or -1 with `*line` null at the end of the output. Only for a session with a pipe. */
+ * Returns 0, or -1 with `*line` null: at the end of the output, or with errno at ENOMEM, which the caller has set to 0
+ * before, when memory has run out. Nothing has been read then; whoever cannot call again has to empty `fd[0]` up to the
+ * end marker, a zero byte, or the scripts wait for room in the pipe. Only for a session with a pipe. */
 int qrt_ReadResults(char **line);
 
 /* What to run. Any text may be null; `user` is required. */

@@ -56,7 +56,7 @@ def main():
     with_ldap = any(name.startswith("ldap.") for name in known)
     faults, named = [], set()
     for line in lines:
-        names = re.findall(r"`([a-z]+\.[^`]*)`", line)
+        names = re.findall(r"`([a-z_]+\.[^`]*)`", line)
         if not names:
             faults.append(f"no test: {line.strip()}")
         for name in names:

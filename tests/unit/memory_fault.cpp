@@ -1,5 +1,6 @@
 #include "tests/unit/memory_fault.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 
@@ -23,7 +24,9 @@ bool memory_fault::disarm() {
 static bool fails() {
     if (!armed || inside != 0) return false;
     left--;
-    return left == 0 || (left < 0 && later_too);
+    if (left > 0 || (left < 0 && !later_too)) return false;
+    errno = ENOMEM;
+    return true;
 }
 
 extern "C" {

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "platform/catalogue.h"
 #include "tools/qrtlogin/failure.h"
@@ -164,6 +165,7 @@ void options_parse(int argc, char **argv, Options *options) {
     const char *operands = catalogue_mark("[USER] [-- COMMAND [ARGS...]]");
     const std::string texts = std::string(catalogue_text(before_options)) + '\v' + catalogue_text(after_options);
     argp parser = {option_table, parse_one, operands, texts.c_str(), nullptr, nullptr, catalogue_domain};
-    argp_parse(&parser, own, argv, 0, nullptr, options);
+    // It says itself what is wrong with the words and ends the program; what comes back is that memory has run out.
+    if (argp_parse(&parser, own, argv, 0, nullptr, options) != 0) throw std::bad_alloc();
     if (empty) throw Failure(exit_usage, catalogue_text("no command after --"));
 }

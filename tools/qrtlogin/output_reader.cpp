@@ -24,6 +24,18 @@ int shown_pipe[2] = {-1, -1};
 pid_t main_process;
 Secret *password_in_use;
 
+// The rest of the output without memory for its lines.
+void print_rest(int output) {
+    char c = '\0';
+    for (;;) {
+        const ssize_t got = read(fd[0], &c, 1);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0 || c == '\0') return;
+        // The scripts run on when nobody reads.
+        [[maybe_unused]] const ssize_t written = write(output, &c, 1);
+    }
+}
+
 // Ends at the end marker, not at the end of the pipe: a program that a script started and left running holds the
 // pipe's write end open for as long as it likes.
 void print_results(FILE *output) {
@@ -33,13 +45,14 @@ void print_results(FILE *output) {
     sigaddset(&pipe, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
     char *line = nullptr;
-    while (qrt_ReadResults(&line) == 0) {
+    for (errno = 0; qrt_ReadResults(&line) == 0; errno = 0) {
         size_t length = strlen(line);
         fwrite(line, 1, length, output);
         if (length < piece_size) fputc('\n', output);
         fflush(output);
         free(line);
     }
+    if (errno == ENOMEM) print_rest(fileno(output));
     close(shown_pipe[1]);
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "include/qrtscript.h"
 #include "platform/catalogue.h"
@@ -23,24 +24,34 @@ char *text_or_null(std::optional<std::string> *text) {
     return *text ? (*text)->data() : nullptr;
 }
 
-uint32_t run_request(Options options, const std::string &tree, Secret *password) {
-    // The library takes the first period as the end of the name; one in front only says that the name is complete.
-    std::string user = options.user.substr(options.user[0] == '.' ? 1 : 0);
-    std::string treename = tree;
-    QrtRunScriptsArgs args = {};
-    args.userVar2 = text_or_null(&options.variables[0]);
-    args.userVar3 = text_or_null(&options.variables[1]);
-    args.userVar4 = text_or_null(&options.variables[2]);
-    args.userVar5 = text_or_null(&options.variables[3]);
-    args.treename = treename.data();
-    args.context = text_or_null(&options.context);
-    args.user = user.data();
-    args.profileScript = text_or_null(&options.profileScript);
-    args.loginScript = text_or_null(&options.loginScript);
-    args.server = text_or_null(&options.server);
-    args.password = password->text();
-    return qrt_RunScripts(&args);
-}
+// What the library is asked to run, with the texts that the request points to.
+class Request {
+  public:
+    Request(const Options &options, std::string tree, Secret *password)
+        // The library takes the first period as the end of the name; one in front only says that the name is complete.
+        : options_(options), user_(options.user.substr(options.user[0] == '.' ? 1 : 0)), tree_(std::move(tree)) {
+        args_.userVar2 = text_or_null(&options_.variables[0]);
+        args_.userVar3 = text_or_null(&options_.variables[1]);
+        args_.userVar4 = text_or_null(&options_.variables[2]);
+        args_.userVar5 = text_or_null(&options_.variables[3]);
+        args_.treename = tree_.data();
+        args_.context = text_or_null(&options_.context);
+        args_.user = user_.data();
+        args_.profileScript = text_or_null(&options_.profileScript);
+        args_.loginScript = text_or_null(&options_.loginScript);
+        args_.server = text_or_null(&options_.server);
+        args_.password = password->text();
+    }
+    Request(const Request &) = delete;
+    Request &operator=(const Request &) = delete;
+
+    uint32_t run() noexcept { return qrt_RunScripts(&args_); }
+
+  private:
+    Options options_;
+    std::string user_, tree_;
+    QrtRunScriptsArgs args_ = {};
+};
 
 } // namespace
 
@@ -49,10 +60,12 @@ int run_scripts(const Options &options, const std::string &tree, Secret *passwor
         throw Failure(exit_directory, catalogue_text("cannot make the pipe for the scripts' output"));
     debug_level = options.debugLevel;
 
+    Request request(options, tree, password);
     uint32_t result = 0;
     {
+        // Until the session has ended nothing may throw: the reader would wait for ever.
         OutputReader reader(output, password);
-        result = run_request(options, tree, password);
+        result = request.run();
         password->wipe();
         wipe_library_password();
         // Only a run that came to its end has ended the session; the reader waits for that.
