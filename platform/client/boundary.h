@@ -10,12 +10,13 @@
 #include "platform/zk.h"
 
 // Runs `body`, which returns a result code. Wrong data becomes ZKE_BAD_DIRECTORY_DATA and its sentence the last error
-// text, a CodedError its own code, memory that runs out ZKE_NO_MEMORY.
+// text, a CodedError its own code, memory that runs out ZKE_NO_MEMORY without a text.
 template <typename Body>
 uint32_t guarded(Body body) noexcept {
     try {
         return body();
     } catch (const std::bad_alloc &) {
+        error_keep("");
         return ZKE_NO_MEMORY;
     } catch (const CodedError &error) {
         error_keep(error.what());

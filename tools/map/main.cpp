@@ -4,6 +4,7 @@
 #include <clocale>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -46,7 +47,10 @@ int map_main(int argc, char **argv) {
 
 } // namespace
 
-int main(int argc, char **argv) try { return map_main(argc, argv); } catch (const std::exception &problem) {
+int main(int argc, char **argv) try { return map_main(argc, argv); } catch (const std::bad_alloc &) {
+    fprintf(stderr, catalogue_text("map: %s.\n"), catalogue_text("memory exhausted"));
+    return 1;
+} catch (const std::exception &problem) {
     fprintf(stderr, catalogue_text("map: %s.\n"), problem.what());
     return 1;
 }

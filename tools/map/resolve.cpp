@@ -31,6 +31,7 @@ const Meaning meanings[] = {
     {ZKE_MALFORMED_NAME, catalogue_mark("the name is malformed")},
     {ZKE_TREE_NOT_FOUND, catalogue_mark("there is no such tree")},
     {ZKE_NO_ACCESS, catalogue_mark("the directory denies access")},
+    {ZKE_NO_MEMORY, catalogue_mark("memory exhausted")},
 };
 
 [[noreturn]] void refuse(uint32_t code) {

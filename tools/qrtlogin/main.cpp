@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <new>
 
 #include "platform/catalogue.h"
 #include "tools/qrtlogin/environment.h"
@@ -94,6 +95,9 @@ int login_and_hand_on(int argc, char **argv) {
 int main(int argc, char **argv) try { return login_and_hand_on(argc, argv); } catch (const Failure &failure) {
     fprintf(stderr, "qrtlogin: %s\n", failure.what());
     return failure.status();
+} catch (const std::bad_alloc &) {
+    fprintf(stderr, "qrtlogin: %s\n", catalogue_text("memory exhausted"));
+    return exit_directory;
 } catch (const std::exception &problem) {
     fprintf(stderr, "qrtlogin: %s\n", problem.what());
     return exit_directory;
