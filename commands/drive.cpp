@@ -11,6 +11,7 @@
 
 #include "commands/program.h"
 #include "config/conf_reader.h"
+#include "directory/substitution.h"
 #include "frame/output.h"
 #include "platform/zk.h"
 #include "script/conditions.h"
@@ -32,25 +33,28 @@ static std::string join_command(const char *word, const char *a, const char *b, 
     return line;
 }
 
-int qrt_map_command(uint32_t handle, const char *word, const char *a, const char *b, const char *c) try {
-    const OwnedText line(qrt_find_replace_ids(handle, join_command(word, a, b, c).c_str()));
-    if (line == nullptr) throw std::bad_alloc();
+static int run_map(uint32_t handle, const std::string &command) {
+    const OwnedText line = substitution_of(handle, command.c_str());
     char *end = line.get() + strlen(line.get());
     std::replace(line.get(), end, ';', ',');
     std::replace(line.get(), end, '\\', '/');
     TRACE(4, "map command: %s", line.get());
-    const int status = execute_command(line.get());
+    const int status = program_run(line.get());
     if (status == 0) return 0;
     TRACE(0, "map command status: 0x%X", static_cast<unsigned>(status));
     syntax_error = 1;
     return 1;
+}
+
+int qrt_map_command(uint32_t handle, const char *word, const char *a, const char *b, const char *c) try {
+    return run_map(handle, join_command(word, a, b, c));
 } catch (const std::bad_alloc &) {
     syntax_error = 1;
     return 1;
 }
 
 void map_statement(OwnedText line) {
-    if (condition_executing()) qrt_map_command(ctx, "map", line.get(), nullptr, nullptr);
+    if (condition_executing()) run_map(ctx, join_command("map", line.get(), nullptr, nullptr));
 }
 
 // Drives are links named by an upper-case letter, whatever letter the script writes.

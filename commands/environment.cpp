@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "directory/substitution.h"
 #include "frame/output.h"
 #include "script/conditions.h"
 
@@ -9,8 +10,8 @@
 void set_statement(OwnedText name, OwnedText value) {
     if (!condition_executing()) return;
     // The text was replaced when it was read; that it is replaced once more here is required.
-    value.reset(qrt_find_replace_ids(ctx, value.get()));
-    if (value != nullptr) setenv(name.get(), value.get(), 1);
+    value = substitution_of(ctx, value.get());
+    setenv(name.get(), value.get(), 1);
 }
 
 void set_empty_statement(OwnedText name) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "commands/words.h"
+#include "directory/substitution.h"
 #include "frame/output.h"
 #include "script/conditions.h"
 
@@ -108,22 +109,26 @@ static int wait_for(pid_t child) {
     return ended == child && WIFEXITED(status) ? WEXITSTATUS(status) : 0;
 }
 
-int execute_command(const char *line) try {
+int program_run(const char *line) {
     std::vector<std::string> words = words_split(line);
     if (words.empty()) return 0;
     if (words.size() > program_word_limit) return 1;
     return wait_for(start(words));
-} catch (const std::bad_alloc &) {
+}
+
+int execute_command(const char *line) try { return program_run(line); } catch (const std::bad_alloc &) {
     return 1;
 }
 
-int execute_command_nowait(const char *line) try {
+static int run_in_background(const char *line) {
     std::vector<std::string> words = words_split(line);
     if (words.empty() || words.size() > program_word_limit) return 0;
     background.reserve(background.size() + 1);
     background.push_back(start(words));
     return 0;
-} catch (const std::bad_alloc &) {
+}
+
+int execute_command_nowait(const char *line) try { return run_in_background(line); } catch (const std::bad_alloc &) {
     return 0;
 }
 
@@ -135,14 +140,13 @@ void program_reap() {
 static void run_statement(const OwnedText &line, int (*run)(const char *)) {
     if (!condition_executing()) return;
     TRACE(5, "%s", line.get());
-    const OwnedText replaced(qrt_find_replace_ids(ctx, line.get()));
-    if (replaced != nullptr) run(replaced.get());
+    run(substitution_of(ctx, line.get()).get());
 }
 
 void program_statement(OwnedText line) {
-    run_statement(line, execute_command);
+    run_statement(line, program_run);
 }
 
 void program_nowait_statement(OwnedText line) {
-    run_statement(line, execute_command_nowait);
+    run_statement(line, run_in_background);
 }

@@ -15,6 +15,9 @@ inline constexpr std::size_t program_word_limit = 99;
 void program_statement(OwnedText line);
 void program_nowait_statement(OwnedText line);
 
+// execute_command that throws std::bad_alloc.
+int program_run(const char *line);
+
 // Reaps those of the programs started without waiting that have ended. Never waits.
 void program_reap();
 

@@ -9,6 +9,7 @@
 #include "commands/file_spec.h"
 #include "commands/local_file.h"
 #include "directory/machine.h"
+#include "directory/substitution.h"
 #include "frame/output.h"
 #include "frame/places.h"
 #include "frame/session.h"
@@ -102,8 +103,7 @@ int qrt_GetFile(uint32_t handle, const char *server, const char *spec, char **te
         say("File Specificaion Empty\n");
         return 1;
     }
-    const OwnedText replaced(qrt_find_replace_ids(handle, spec));
-    std::string name = replaced ? replaced.get() : spec;
+    std::string name = substitution_of(handle, spec).get();
     std::replace(name.begin(), name.end(), '\\', '/');
 
     const OwnedText host = actual_server(server);

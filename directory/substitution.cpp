@@ -243,7 +243,7 @@ static bool replace_next(Text &text, Asker &asker) {
     return false;
 }
 
-char *qrt_find_replace_ids(uint32_t handle, const char *text) try {
+OwnedText substitution_of(uint32_t handle, const char *text) {
     if (!text) return nullptr;
     Text work;
     work.open = text;
@@ -251,7 +251,11 @@ char *qrt_find_replace_ids(uint32_t handle, const char *text) try {
     Asker asker{handle, false, nullptr, nullptr, false};
     for (int i = 0; i < substitution_most_replacements && text_size(work) <= limit; i++)
         if (!replace_next(work, asker)) break;
-    return text_copy(work.settled + std::string(open_part(work))).release();
+    return text_copy(work.settled + std::string(open_part(work)));
+}
+
+char *qrt_find_replace_ids(uint32_t handle, const char *text) try {
+    return substitution_of(handle, text).release();
 } catch (const std::bad_alloc &) {
     return nullptr;
 }

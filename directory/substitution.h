@@ -8,10 +8,17 @@
 #define DIRECTORY_SUBSTITUTION_H
 
 #include <cstddef>
+#include <cstdint>
+
+#include "commands/text.h"
 
 // A value that names itself would be replaced for ever: the text is left as it then stands after so many replacements,
 // or when it has grown by more than so many bytes.
 inline constexpr int substitution_most_replacements = 100000;
 inline constexpr size_t substitution_most_growth = 1u << 20;
+
+// The replaced text; null for null. Throws std::bad_alloc, where qrt_find_replace_ids answers null: a statement whose
+// text cannot be made ends the script rather than run with another one.
+OwnedText substitution_of(uint32_t handle, const char *text);
 
 #endif

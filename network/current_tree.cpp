@@ -4,6 +4,7 @@
 #include <new>
 #include <string>
 
+#include "directory/substitution.h"
 #include "frame/output.h"
 #include "frame/session.h"
 #include "network/contexts.h"
@@ -53,8 +54,7 @@ static OwnedText with_context(const std::string &name) {
 }
 
 static OwnedText given_name(const char *user) {
-    const OwnedText replaced(qrt_find_replace_ids(ctx, user));
-    std::string name = replaced ? replaced.get() : user;
+    std::string name = substitution_of(ctx, user).get();
     if (name.size() > 1 && name[0] == '.') name.erase(0, 1);
     return with_context(name);
 }
@@ -68,8 +68,7 @@ static OwnedText session_name() {
 // left anywhere.
 static OwnedText given_password(uint32_t probe, const char *password) {
     if (!strpbrk(password, "%<")) return text_copy(password);
-    OwnedText replaced(qrt_find_replace_ids(probe, password));
-    return replaced ? std::move(replaced) : text_copy(password);
+    return substitution_of(probe, password);
 }
 
 // Asks for name and password. Returns 0, or the code of a prompt that was cancelled.

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "directory/substitution.h"
 #include "frame/output.h"
 #include "frame/session.h"
 #include "platform/zk.h"
@@ -23,8 +24,7 @@ OwnedText phrase_join(OwnedText a, OwnedText b, OwnedText c) {
 }
 
 OwnedText phrase_quoted(OwnedText text) {
-    OwnedText replaced(qrt_find_replace_ids(ctx, text.get()));
-    return replaced ? std::move(replaced) : std::move(text);
+    return substitution_of(ctx, text.get());
 }
 
 // The value of an identifier, else of an attribute of the current object.

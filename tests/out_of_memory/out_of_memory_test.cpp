@@ -67,6 +67,44 @@ TEST_F(MemoryTest, AScriptEndsWithAReportOfTheLineThatItHadReached) {
     EXPECT_EQ(output(), "whole again\n");
 }
 
+TEST_F(MemoryTest, NoStatementIsPassedOverInSilence) {
+    setvbuf(stream_, nullptr, _IONBF, 0);
+    folder_.script("program", "echo program ran");
+    int result = 0;
+    with_each_failing([&] { result = parsescript_Run("#program\nMAP H:=SRV1/SYS:\n", objname, handle); },
+                      [&] {
+                          const std::string printed = output();
+                          const bool whole = printed == "program ran\nmap ran\n";
+                          EXPECT_EQ(result, whole ? 0 : 1) << printed;
+                          if (whole) return;
+                          EXPECT_THAT(printed, AnyOf(HasSubstr("memory exhausted"), HasSubstr("Script error.")));
+                      });
+    EXPECT_EQ(output(), "program ran\nmap ran\n");
+}
+
+TEST_F(MemoryTest, AnAssignedOrWrittenTextIsTheOneOfTheScript) {
+    setvbuf(stream_, nullptr, _IONBF, 0);
+    const std::string text(50, 't');
+    const std::string script = "SET TEXT=\"" + text + "\"\nWRITE \"" + text + "\"\n";
+    int result = 0;
+    with_each_failing(
+        [&] {
+            unsetenv("TEXT");
+            result = parsescript_Run(script.c_str(), objname, handle);
+        },
+        [&] {
+            const std::string printed = output();
+            const char *assigned = getenv("TEXT");
+            EXPECT_TRUE(assigned == nullptr || assigned == text); // setenv's own failure is not looked at
+            if (result != 0) {
+                EXPECT_THAT(printed, AnyOf(HasSubstr("memory exhausted"), HasSubstr("Script error.")));
+                return;
+            }
+            EXPECT_EQ(printed, text + "\n");
+        });
+    EXPECT_EQ(output(), text + "\n");
+}
+
 TEST_F(MemoryTest, AnIncludeThatFindsNoRoomIsSkippedAndTheScriptGoesOn) {
     setvbuf(stream_, nullptr, _IONBF, 0);
     ASSERT_EQ(lex_addBuffer("rest\n"), 0);
@@ -116,6 +154,24 @@ TEST_F(MemoryTest, TheTokenizerTellsTheEndAndTheParserItsOwnResult) {
     EXPECT_EQ(output(), "\nScript error.\nThe original line was:\nWORD\n\n");
     lex_free_active_buffer();
     ibufstackindex = 0;
+}
+
+TEST_F(MemoryTest, ALineOfTheOutputThatCannotBeCutToItsLengthIsHandedOutAllTheSame) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(write(ends[1], "a line\n", 7), 7);
+    fd[0] = ends[0];
+    char *line = nullptr;
+    allocations_arm(2, false);
+    const int result = qrt_ReadResults(&line);
+    allocations_disarm();
+    EXPECT_EQ(allocations_failed(), 1);
+    EXPECT_EQ(result, 0);
+    EXPECT_STREQ(line, "a line");
+    free(line);
+    close(ends[0]);
+    close(ends[1]);
+    fd[0] = 0;
 }
 
 TEST_F(MemoryTest, JoinersAndTheReplacerHandBackNull) {
