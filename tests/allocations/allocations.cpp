@@ -7,7 +7,8 @@
 //     allocations --at K --once|--for-good CASE     one run in this process, for a debugger
 //
 // A case is TOPIC/BEHAVIOUR of tests/scripts, "every_statement", "login" (the first of a process, which also reads the
-// configuration and the tree) or "next_login".
+// configuration and the tree), "next_login", or one of the programs as they are released: "qrtlogin", "map" and others
+// of program_cases.cpp.
 //
 // A child runs a case from a number on until the number is beyond the last allocation; a shared record tells how far it
 // has come. When it dies, the failure is told with its number, and the next child goes on behind it. Each child stands
@@ -60,7 +61,9 @@ bool run_once(const Case &one, long at, bool for_good, Record *record, const std
     const CaseRun run = one.run({at, for_good});
     if (run.refused == 0) return false;
     record->failures++;
+    if (!run.wrong.empty()) complain(record, run.wrong);
     if (cases_open_descriptors() != descriptors) complain(record, "a descriptor stays open");
+    if (one.apart) return true;
     const CaseRun plain = one.run({0, false});
     if (plain.output != usual) complain(record, "afterwards the script gives\n" + plain.output);
     return true;

@@ -14,6 +14,7 @@
 #include "platform/zk.h"
 #include "qrtscript.h"
 #include "tests/allocations/failing_malloc.h"
+#include "tests/allocations/program_cases.h"
 #include "tests/golden/sample_session.h"
 
 namespace fs = std::filesystem;
@@ -63,14 +64,6 @@ FILE *new_output() {
     return output;
 }
 
-// The greeting goes by the time of day, which does not stand still during the check.
-std::string without_greeting(std::string text) {
-    for (const std::string word : {"morning", "afternoon", "evening"})
-        for (size_t at = text.find("Good " + word); at != text.npos; at = text.find("Good " + word))
-            text.replace(at, 5 + word.size(), "Hello");
-    return text;
-}
-
 std::string taken(FILE *output) {
     std::string text;
     char block[4096];
@@ -89,12 +82,12 @@ CaseRun run_script(const std::string &text, Failing failing) {
     char *object = qrt_Object();
     allocations_arm(failing.at, failing.for_good);
     const int result = parsescript_Run(text.c_str(), object, handle);
-    CaseRun run = {"", allocations_disarm(), allocations_failed()};
+    CaseRun run = {"", allocations_disarm(), allocations_failed(), ""};
     free(object);
     sample_log_out(ctx);
     end_session();
     fdr = nullptr;
-    run.output = without_greeting(taken(output)) + "[result " + std::to_string(result) + "]\n";
+    run.output = cases_without_greeting(taken(output)) + "[result " + std::to_string(result) + "]\n";
     return run;
 }
 
@@ -134,7 +127,7 @@ CaseRun run_login(Failing failing) {
         free(CurrentPassword);
         CurrentPassword = nullptr;
     }
-    if (started) run.output = without_greeting(drained());
+    if (started) run.output = cases_without_greeting(drained());
     sample_close_pipe();
     if (!started && fd[0] > 0) {
         close(fd[0]);
@@ -164,7 +157,15 @@ std::vector<Case> cases_all() {
         if (entry.path().extension() == ".qrt") found.push_back(entry.path());
     std::sort(found.begin(), found.end());
     for (const fs::path &path : found) add(path.parent_path().filename() / path.stem(), path);
+    for (const Case &one : program_cases()) all.push_back(one);
     return all;
+}
+
+std::string cases_without_greeting(std::string text) {
+    for (const std::string word : {"morning", "afternoon", "evening"})
+        for (size_t at = text.find("Good " + word); at != text.npos; at = text.find("Good " + word))
+            text.replace(at, 5 + word.size(), "Hello");
+    return text;
 }
 
 int cases_open_descriptors() {

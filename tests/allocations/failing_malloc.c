@@ -1,8 +1,14 @@
 #include "tests/allocations/failing_malloc.h"
 
+#define _GNU_SOURCE
+#include <dlfcn.h>
 #include <errno.h>
+#include <fcntl.h>
+#include <pwd.h>
 #include <stddef.h>
 #include <stdint.h>
+#include <stdlib.h>
+#include <unistd.h>
 
 #pragma GCC visibility push(default)
 
@@ -14,7 +20,9 @@ extern void *__libc_memalign(size_t alignment, size_t size);
 
 static int armed;
 static int for_good_;
-static long at_, counted, failed;
+static long at_;
+static _Atomic long counted, failed; /* a program's threads count together */
+static const char *mark; /* the file that tells another process of the first failure */
 
 void allocations_arm(long at, int for_good) {
     at_ = at;
@@ -34,9 +42,9 @@ long allocations_failed(void) {
 
 static int fails(void) {
     if (!armed) return 0;
-    counted++;
-    if (at_ == 0 || counted < at_ || (counted > at_ && !for_good_)) return 0;
-    failed++;
+    const long number = ++counted;
+    if (at_ == 0 || number < at_ || (number > at_ && !for_good_)) return 0;
+    if (failed++ == 0 && mark != NULL) close(open(mark, O_WRONLY | O_CREAT, 0600));
     errno = ENOMEM;
     return 1;
 }
@@ -76,4 +84,28 @@ int posix_memalign(void **block, size_t alignment, size_t size) {
     if (made == NULL) return ENOMEM;
     *block = made;
     return 0;
+}
+
+/* The C library itself (2.36) ends a process whose memory runs out while it reads nsswitch.conf. */
+struct passwd *getpwuid(uid_t user) {
+    struct passwd *(*real)(uid_t) = (struct passwd * (*)(uid_t)) dlsym(RTLD_NEXT, "getpwuid");
+    const int before = armed;
+    armed = 0;
+    struct passwd *entry = real(user);
+    armed = before;
+    return entry;
+}
+
+/* In a program that has this preloaded: its own programs run without. */
+__attribute__((constructor)) static void preloaded(void) {
+    const char *at = getenv("FAILING_MALLOC_AT");
+    if (at == NULL) return;
+    mark = getenv("FAILING_MALLOC_MARK");
+    const int for_good = getenv("FAILING_MALLOC_FOR_GOOD") != NULL;
+    const long number = atol(at);
+    unsetenv("LD_PRELOAD");
+    unsetenv("FAILING_MALLOC_AT");
+    unsetenv("FAILING_MALLOC_MARK");
+    unsetenv("FAILING_MALLOC_FOR_GOOD");
+    allocations_arm(number, for_good);
 }

@@ -1,7 +1,11 @@
 /* An allocator in front of the C library's that can be told to fail: every way to get memory in a process that is
  * linked with it or has it preloaded (malloc, calloc, realloc, the aligned ones, and through them strdup and its kin,
  * operator new and the C library's own use) counts, and the one that is told fails. Nothing is counted before it is
- * armed. */
+ * armed: by a call, or, where it is preloaded, by variables of the environment.
+ *     FAILING_MALLOC_AT        the number of the allocation that fails, counted from 1
+ *     FAILING_MALLOC_FOR_GOOD  when it is set, every later one fails too
+ *     FAILING_MALLOC_MARK      a file that is made when the first one fails
+ * The programs that such a program runs have none of this. */
 #ifndef FAILING_MALLOC_H
 #define FAILING_MALLOC_H
 
