@@ -42,7 +42,7 @@ static void join_output(int output) {
     }
 }
 
-static bool hangups_are_ignored() {
+static bool hangups_are_ignored() noexcept {
     struct sigaction now = {};
     return sigaction(SIGHUP, nullptr, &now) == 0 && now.sa_handler == SIG_IGN;
 }
