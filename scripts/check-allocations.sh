@@ -1,6 +1,7 @@
 #!/bin/bash
-# The allocation check: the sample's scripts and whole logins, again for each allocation of each with that one failing,
-# once and for good. tests/allocations/allocations.cpp tells what has to hold. One process for each core shares the work.
+# The allocation check: the sample's scripts, whole logins and the programs, again for each allocation of each with that
+# one failing, once and for good. tests/allocations/allocations.cpp tells what has to hold. One process for each core
+# shares the work.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh build check

@@ -20,10 +20,12 @@ if [ "${1:-}" = --inside ]; then
 fi
 [ $# -ge 2 ] || { echo "usage: $0 FOLDER COMMAND [ARGUMENT...]" >&2; exit 64; }
 folder=$(cd "$1" && pwd)
+# As the programs call a user without an entry.
+user=$(id -un 2>/dev/null) || user=user
 shift
 for namespaces in -Urm -m; do
     unshare $namespaces true 2>/dev/null || continue
-    exec unshare $namespaces "$0" --inside "$folder" "$(id -u)" "$(id -g)" "$(id -un)" "$@"
+    exec unshare $namespaces "$0" --inside "$folder" "$(id -u)" "$(id -g)" "$user" "$@"
 done
 echo "This kernel allows no private mount namespace: the sample's volumes are not there." >&2
 exit 77
