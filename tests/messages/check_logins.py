@@ -199,15 +199,28 @@ def check_language(programs, language, complain):
     return len(shown), len(messages)
 
 
+def enter_namespace(arguments):
+    """Goes on in a mount namespace as its root; the volumes' own keeps the rights of the user who calls."""
+    for namespaces in ("-Urm", "-m"):
+        if subprocess.run(["unshare", namespaces, "true"], stderr=subprocess.DEVNULL).returncode == 0:
+            os.execvp("unshare", ["unshare", namespaces, sys.executable, __file__, "--mount", *arguments])
+    sys.exit(77)
+
+
+def mount_translations(source, build, languages):
+    subprocess.run(["mount", "--bind", build + "/locale", "/usr/share/locale"], check=True)
+    command = [source + "/scripts/with-volumes.sh", source + "/examples/acme/volumes", sys.executable, __file__, "--inside",
+               source, build, *languages]
+    os.execv(command[0], command)
+
+
 def main():
+    if sys.argv[1] == "--mount":
+        mount_translations(sys.argv[2], sys.argv[3], sys.argv[4:])
     if sys.argv[1] != "--inside":
-        source = os.path.realpath(sys.argv[1])
-        command = [source + "/scripts/with-volumes.sh", source + "/examples/acme/volumes", sys.executable, __file__, "--inside",
-                   source, os.path.realpath(sys.argv[2]), *sys.argv[3:]]
-        os.execv(command[0], command)
+        enter_namespace([os.path.realpath(sys.argv[1]), os.path.realpath(sys.argv[2]), *sys.argv[3:]])
     source, build, *languages = sys.argv[2:]
     os.dup2(os.open("/dev/null", os.O_RDONLY), PASSWORD)  # so that nothing else takes its number
-    subprocess.run(["mount", "--bind", build + "/locale", "/usr/share/locale"], check=True)
     complaints = []
     with tempfile.TemporaryDirectory() as folder:
         programs = Programs(source, build, folder)
