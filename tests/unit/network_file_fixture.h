@@ -18,7 +18,10 @@ class NetworkFileTest : public SessionTest {
         spy::authenticated("SRV1");
     }
 
-    static std::string user() { return getpwuid(geteuid())->pw_name; }
+    static std::string user() {
+        const passwd *entry = getpwuid(geteuid());
+        return entry != nullptr ? entry->pw_name : "user";
+    }
 
     // A file below the mount point's directory of the user.
     void network_file(const std::string &name, const std::string &content) {
