@@ -109,6 +109,7 @@ void sweep(const Case &one, long stride, bool for_good, Total &total) {
         in_child([&] { snprintf(record->usual, sizeof record->usual, "%s", one.run({0, false}).output.c_str()); });
     const std::string title = one.name + (for_good ? ", for good" : ", once");
     const long before = total.wrong;
+    const long failures_before = total.failures;
     for (long at = 1; !record->done && total.wrong < before + enough_wrong; at = record->at + stride) {
         record->at = record->failures = record->wrong = 0;
         record->complaint[0] = '\0';
@@ -120,6 +121,10 @@ void sweep(const Case &one, long stride, bool for_good, Total &total) {
         total.wrong++;
         printf("%s: allocation %ld: %s\n", title.c_str(), record->at, death(status).c_str());
         if (record->at == 0) break;
+    }
+    if (total.failures == failures_before && total.wrong == before) {
+        total.wrong++;
+        printf("%s: no allocation could be made to fail\n", title.c_str());
     }
     munmap(record, sizeof *record);
 }

@@ -38,7 +38,7 @@ void open_as(int descriptor, const fs::path &path, int flags) {
     dup2(STDOUT_FILENO, STDERR_FILENO);
     open_as(3, beside_home(".password"), O_RDONLY);
     if (failing.at > 0) {
-        setenv("LD_PRELOAD", FAILING_MALLOC_PATH, 1);
+        setenv("LD_PRELOAD", beside_home(".failing_malloc.so").c_str(), 1);
         setenv("FAILING_MALLOC_AT", std::to_string(failing.at).c_str(), 1);
         setenv("FAILING_MALLOC_MARK", beside_home(".mark").c_str(), 1);
         if (failing.for_good) setenv("FAILING_MALLOC_FOR_GOOD", "1", 1);
@@ -94,6 +94,8 @@ Words login_with(const Words &options) {
 } // namespace
 
 std::vector<Case> program_cases() {
+    // What is preloaded must have a name without blanks.
+    fs::create_symlink(FAILING_MALLOC_PATH, beside_home(".failing_malloc.so"));
     const auto of = [](const char *name, const Words &words) {
         return Case{name, false, [words](Failing failing) { return run_program(words, failing); }, true};
     };

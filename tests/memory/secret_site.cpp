@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "include/qrtscript.h"
 #include "platform/zk.h"
@@ -58,10 +59,12 @@ SecretSite::SecretSite() {
     site.write("other.ldif", with_values(tree, "userPassword: ", other_trees_secret.crypt));
     environment["PATH"] = site.path("programs") + ":" + environment["PATH"];
     program("dump", dump);
+    // What is preloaded must have a name without blanks.
+    std::filesystem::create_symlink(STOP_AT_END_PATH, site.path("stop_at_end.so"));
 }
 
-static Words hooked(Words before, const Words &words) {
-    before.insert(before.end(), {"/usr/bin/env", "LD_PRELOAD=" STOP_AT_END_PATH});
+Words SecretSite::hooked(Words before, const Words &words) const {
+    before.insert(before.end(), {"/usr/bin/env", "LD_PRELOAD=" + site.path("stop_at_end.so")});
     before.insert(before.end(), words.begin(), words.end());
     return before;
 }

@@ -61,6 +61,9 @@ class SecretSite : public Site {
     // A program for the scripts, in a folder that the search path names first.
     void program(const std::string &name, const std::string &body);
 
+    // The words that run `words` with the hook, behind those of `before`.
+    Words hooked(Words before, const Words &words) const;
+
     std::unique_ptr<TerminalProcess> process;
     // What "dump" writes of its own environment and arguments, and all its parents' arguments.
     static const char dump[];

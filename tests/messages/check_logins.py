@@ -82,10 +82,10 @@ RUNS = [
     ("", ["/usr/bin/env", "HOME=/etc/hostname", "@/map"]),
     ("", ["/usr/bin/env", "QRT_TREE=NONE", "@/map", "H:=.x.acme:"]),
     ("", ["/usr/bin/env", "ZKCLIENT_CONF=/", "@/map", "H:=.x.acme:"]),
-    ("", ["/bin/sh", "-c", 'mkdir "$HOME/H" && exec @/map H:=SRV1/SYS:']),
+    ("", ["/bin/sh", "-c", 'mkdir "$HOME/H" && exec "@/map" H:=SRV1/SYS:']),
     ("", ["@/qrtlogin", USER]),
     ("", ["/usr/bin/env", "ZKCLIENT_CONF=/none", "@/qrtlogin", USER]),
-    ("sunflower", ["/bin/sh", "-c", f"exec @/qrtlogin --password-fd=3 --print-environment {USER} 2>/dev/null 4>&2 >&-"]),
+    ("sunflower", ["/bin/sh", "-c", f"exec \"@/qrtlogin\" --password-fd=3 --print-environment {USER} 2>/dev/null 4>&2 >&-"]),
 ]
 
 
