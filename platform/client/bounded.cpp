@@ -34,7 +34,7 @@ class SignalsBlocked {
 
 Bounded::Bounded(std::function<void()> work) : state(std::make_shared<State>()) {
     SignalsBlocked whileStarting;
-    std::thread([shared = state, task = std::move(work)]() mutable {
+    worker.reset(new std::thread([shared = state, task = std::move(work)]() mutable {
         try {
             task();
         } catch (const std::exception &) {
@@ -44,10 +44,20 @@ Bounded::Bounded(std::function<void()> work) : state(std::make_shared<State>()) 
         std::lock_guard<std::mutex> held(shared->lock);
         shared->done = true;
         shared->changed.notify_all();
-    }).detach();
+    }));
 }
 
 bool Bounded::doneBy(std::chrono::steady_clock::time_point deadline) const {
-    std::unique_lock<std::mutex> held(state->lock);
-    return state->changed.wait_until(held, deadline, [&]() { return state->done; });
+    {
+        std::unique_lock<std::mutex> held(state->lock);
+        if (!state->changed.wait_until(held, deadline, [&]() { return state->done; })) return false;
+    }
+    // All that is left of the thread is its end, which frees what the C library keeps for it.
+    if (worker->joinable()) worker->join();
+    return true;
+}
+
+void Bounded::LeaveToItself::operator()(std::thread *left) const {
+    if (left->joinable()) left->detach();
+    delete left;
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <thread>
 
 class Bounded {
   public:
@@ -13,12 +14,16 @@ class Bounded {
     // like a return. No signal is handled on its thread. Throws std::system_error when there can be no thread.
     explicit Bounded(std::function<void()> work);
 
-    // Waits until the work is done, at most until then. False: it is not.
+    // Waits until the work is done and its thread has ended, at most until then. False: it is not done.
     bool doneBy(std::chrono::steady_clock::time_point deadline) const;
 
   private:
     struct State;
+    struct LeaveToItself {
+        void operator()(std::thread *worker) const;
+    };
     std::shared_ptr<State> state;
+    std::unique_ptr<std::thread, LeaveToItself> worker;
 };
 
 #endif
