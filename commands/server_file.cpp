@@ -8,18 +8,11 @@
 
 #include "commands/file_spec.h"
 #include "commands/local_file.h"
-#include "directory/machine.h"
 #include "directory/substitution.h"
+#include "frame/mount.h"
 #include "frame/output.h"
-#include "frame/places.h"
 #include "frame/session.h"
 #include "platform/zk.h"
-
-std::string server_file_mount_point() {
-    constexpr size_t longest = 256;
-    const std::string told = machine_module_setting("Marfs mount=").value_or("");
-    return told.empty() ? place_mount_point : told.substr(0, longest);
-}
 
 static std::string without_tail(std::string name) {
     const size_t last = name.find_last_not_of("/ ");
@@ -50,7 +43,7 @@ static std::string user_part() {
 
 std::string server_file_path(const std::string &server, const std::string &name) {
     if (server == ".." || server == "." || server.find('/') != server.npos || leaves_its_root(name)) return "";
-    std::string path = without_tail(server_file_mount_point() + user_part() + "/" + server + "/" + name);
+    std::string path = without_tail(mount_point() + user_part() + "/" + server + "/" + name);
     return path.size() < server_file_path_size ? path : "";
 }
 
@@ -98,11 +91,12 @@ static std::string drive_path(const std::string &name) {
 }
 
 int qrt_GetFile(uint32_t handle, const char *server, const char *spec, char **text) try {
-    *text = nullptr;
+    if (text) *text = nullptr;
     if (!spec) {
         say("File Specificaion Empty\n");
         return 1;
     }
+    if (!text) return 1;
     std::string name = substitution_of(handle, spec).get();
     std::replace(name.begin(), name.end(), '\\', '/');
 

@@ -8,9 +8,6 @@
 // A local path takes this many bytes, its NUL included; a longer one counts as not found.
 constexpr size_t server_file_path_size = 512;
 
-// Where the network file system is mounted.
-std::string server_file_mount_point();
-
 // mount point "/" user "/" server "/" name, without slashes and blanks at the very end. Empty when it is too long, or
 // when ".." in the server or in the name would lead out of the server's directory.
 std::string server_file_path(const std::string &server, const std::string &name);

@@ -71,17 +71,14 @@ struct FileClose {
 };
 } // namespace
 
-std::optional<std::string> machine_module_setting(const char *key) {
+std::string machine_module_version() {
+    static constexpr char key[] = "Marfsd Version=";
     std::unique_ptr<FILE, FileClose> file(fopen(place_module_status, "re"));
-    if (!file) return std::nullopt;
+    // Only the file's first 1,024 bytes are looked through: required.
     char read[1024 + 1] = "";
-    read[fread(read, 1, sizeof read - 1, file.get())] = '\0';
+    if (file) read[fread(read, 1, sizeof read - 1, file.get())] = '\0';
     const char *found = strstr(read, key);
-    if (!found) return std::nullopt;
+    if (!found) return "0.0.0";
     found += strlen(key);
     return std::string(found, strcspn(found, "\n"));
-}
-
-std::string machine_module_version() {
-    return machine_module_setting("Marfsd Version=").value_or("0.0.0");
 }

@@ -3,7 +3,6 @@
 #ifndef DIRECTORY_MACHINE_H
 #define DIRECTORY_MACHINE_H
 
-#include <optional>
 #include <string>
 
 // Fields of uname; empty when it fails. All functions here throw only std::bad_alloc.
@@ -16,11 +15,7 @@ std::string machine_release();
 std::string machine_hardware_address();
 std::string machine_network_address();
 
-// What follows `key` (its "=" included) up to the line end in place_module_status; nothing when the file or the key is
-// missing. Only the file's first 1024 bytes are looked at.
-std::optional<std::string> machine_module_setting(const char *key);
-
-// The version that place_module_status tells, "0.0.0" when it tells none.
+// What follows "Marfsd Version=" up to the line end in the first 1024 bytes of place_module_status, else "0.0.0".
 std::string machine_module_version();
 
 #endif

@@ -273,10 +273,6 @@ Config read_config(const std::string &path, const toml::table &parsed) {
     std::string folder = path.substr(0, path.rfind('/') + 1);
     config.defaultTree = top.text("default_tree", "");
     config.linkDirectory = top.text("link_directory", config.linkDirectory);
-    config.mountPoint = top.text("mount_point", config.mountPoint);
-    if (config.mountPoint.empty() || config.mountPoint.front() != '/') {
-        top.refuse("mount_point", catalogue_text("mount_point must be an absolute path"));
-    }
     config.trace = top.flag("trace", config.trace);
     top.tables("tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
     top.tables("server", [&](Table &server) { config.servers.push_back(read_server(server)); });

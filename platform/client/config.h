@@ -48,7 +48,6 @@ struct ConfigServer {
 struct Config {
     std::string defaultTree;
     std::string linkDirectory = "%HOME";
-    std::string mountPoint = "/mnt/brasca";
     bool trace = false; // tell on standard error what a login waits for
     std::vector<ConfigTree> trees;
     std::vector<ConfigServer> servers;

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "frame/mount.h"
 #include "platform/client/boundary.h"
 #include "platform/client/trees.h"
 
@@ -66,7 +67,7 @@ bool split_path(std::string_view path, std::vector<std::string> *parts) {
 bool target_of(const std::string &pointsTo, std::string *target) {
     std::vector<std::string> mount;
     std::vector<std::string> parts;
-    if (pointsTo.empty() || pointsTo.front() != '/' || !split_path(trees_config().mountPoint, &mount) ||
+    if (pointsTo.empty() || pointsTo.front() != '/' || !split_path(mount_point(), &mount) ||
         !split_path(pointsTo, &parts) || parts.size() < mount.size() + 3 ||
         !std::equal(mount.begin(), mount.end(), parts.begin())) {
         return false;

@@ -8,7 +8,7 @@ import glob, os, re, sys
 
 floors = [
     # 0: texts and files, fixed places, the public header
-    "include/qrtscript commands/text commands/local_file frame/places platform/zk platform/treelogin",
+    "include/qrtscript commands/text commands/local_file frame/places frame/mount platform/zk platform/treelogin",
     # 1: output, messages, traces
     "frame/output",
     # 2: session globals, configuration reader, the clock and the machine

@@ -59,7 +59,6 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {tree + "[[tree]]\nname = \"acme\"\nldif = \"a\"\n", "5:8: the tree acme is there already"},
         {tree + "base = \"acme\"\n", "4:8: malformed DN"},
         {"trace = 1\n", "1:9: trace must be true or false"},
-        {"mount_point = \"mnt\"\n", "1:15: mount_point must be an absolute path"},
         {"[[server]]\nname = \"" + std::string(49, 'S') + "\"\n", "2:8: name must be there, with 1 to 48 bytes"},
         {"[[server]]\nname = \"S\"\nvolumes = \"SYS\"\n", "3:11: volumes must be a list of texts"},
         {"[[server]]\nname = \"S\"\nvolumes = [1]\n", "3:12: volumes must be a text"},
@@ -92,7 +91,6 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
 TEST_F(Configuration, TheDefaultsStandWhereNothingIsSaid) {
     folder.write("c.toml", acme_tree);
     Config config = config_load(folder.path("c.toml"));
-    EXPECT_EQ("/mnt/brasca", config.mountPoint);
     EXPECT_EQ("%HOME", config.linkDirectory);
     ASSERT_EQ(1u, config.trees.size());
     EXPECT_EQ(folder.path("acme.ldif"), config.trees[0].ldif) << "relative to the folder of the configuration";

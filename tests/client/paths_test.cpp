@@ -2,6 +2,7 @@
 #include <unistd.h>
 #include <cstring>
 
+#include "frame/places.h"
 #include "tests/client/client_fixture.h"
 
 namespace {
@@ -96,9 +97,10 @@ TEST_F(Paths, RefusedPaths) {
 class Drives : public ClientTest {
   protected:
     Drives() {
+        place_mount_point = "/mnt/net/";
         folder.make("drives");
         setenv("DRIVES_TEST", folder.path("").c_str(), 1);
-        configure("link_directory = \"" + folder.path("drives") + "\"\nmount_point = \"/mnt/net/\"\n");
+        configure("link_directory = \"" + folder.path("drives") + "\"\n");
     }
 
     void link(const char *name, const std::string &to) {
@@ -136,6 +138,17 @@ TEST_F(Drives, LinksBelowTheMountPointAreDrives) {
     EXPECT_EQ(ZKE_NO_MORE_ENTRIES, lastCode);
 }
 
+TEST_F(Drives, TheStatusFileNamesTheMountPoint) {
+    folder.write("Version", "Marfsd Version=1.2\nMarfs mount=/mnt/told\n");
+    const std::string status = folder.path("Version");
+    const char *kept = place_module_status;
+    place_module_status = status.c_str();
+    link("H", "/mnt/told/jdoe/SRV1/SYS/x");
+    link("I", "/mnt/net/jdoe/SRV1/SYS/x");
+    EXPECT_EQ(std::vector<std::string>{drive("H", "SRV1/SYS:x")}, drives());
+    place_module_status = kept;
+}
+
 TEST_F(Drives, WhatPointsElsewhereIsNoDrive) {
     link("a", "/mnt/net/jdoe/SRV1");
     link("b", "/mnt/network/jdoe/SRV1/SYS");
@@ -157,7 +170,7 @@ TEST_F(Drives, ADriveTooLongForTheCallerDoesNotHideTheOthers) {
 
 TEST_F(Drives, TheLinkDirectoryMayNameAVariable) {
     link("H", "/mnt/net/jdoe/SRV1/SYS/x");
-    configure("link_directory = \"%DRIVES_TEST/drives\"\nmount_point = \"/mnt/net\"\n[[server]]\nname = \"S\"\n");
+    configure("link_directory = \"%DRIVES_TEST/drives\"\n[[server]]\nname = \"S\"\n");
     std::vector<std::string> found = drives();
     ASSERT_EQ(1u, found.size());
     EXPECT_EQ(folder.path("") + "/drives/H=SRV1/SYS:x", found[0]);
@@ -167,7 +180,7 @@ TEST_F(Drives, TheLinkDirectoryMayNameAVariable) {
 
 TEST_F(Drives, TheHomeDirectoryIsTheDefault) {
     setenv("HOME", folder.path("drives").c_str(), 1);
-    link("H", "/mnt/brasca/jdoe/SRV1/SYS/x");
+    link("H", "/mnt/net/jdoe/SRV1/SYS/x");
     configure("[[server]]\nname = \"S\"\n");
     EXPECT_EQ(std::vector<std::string>{drive("H", "SRV1/SYS:x")}, drives());
 }

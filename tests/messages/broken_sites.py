@@ -14,7 +14,6 @@ CONFIGURATIONS = [
     "default_tree = 7",
     'default_tree = "a\\u0000b"',
     'default_tree = "NONE"',
-    'mount_point = "here"',
     "tree = 1",
     '[[tree]]\nname = ""',
     '[[tree]]\nname = "A_"',

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include "frame/mount.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {
@@ -105,18 +106,22 @@ TEST_F(ServerFileTest, TheStatusFileTellsTheMountPoint) {
     std::filesystem::create_directories(other + "/" + user() + "/SRV1/SYS");
     folder_.file("other/" + user() + "/SRV1/SYS/x", "elsewhere");
     folder_.file("Version", "Marfsd Version=1.2\nMarfs mount=" + other + "\nmore\n");
-    EXPECT_EQ(server_file_mount_point(), other);
+    EXPECT_EQ(mount_point(), other);
     EXPECT_EQ(get_file("SRV1", "SYS/x"), "elsewhere");
 }
 
 TEST_F(ServerFileTest, TheMountPointIsTheUsualOneUnlessItIsTold) {
-    EXPECT_EQ(server_file_mount_point(), mount_);
+    EXPECT_EQ(mount_point(), mount_);
+    folder_.file("Version", "Marfs mount=\nMarfs mount=/second\n");
+    EXPECT_EQ(mount_point(), mount_) << "a line without a path";
+    folder_.file("Version", std::string(5000, '\n') + "Marfs mount=/far/down\n");
+    EXPECT_EQ(mount_point(), "/far/down") << "wherever in the file";
     folder_.file("Version", "Marfsd Version=1.2\n");
-    EXPECT_EQ(server_file_mount_point(), mount_);
+    EXPECT_EQ(mount_point(), mount_);
     folder_.file("Version", "Marfs mount=" + std::string(300, 'x') + "\n");
-    EXPECT_EQ(server_file_mount_point(), std::string(256, 'x'));
+    EXPECT_EQ(mount_point(), std::string(256, 'x'));
     folder_.file("Version", "Marfs mount=/at/the/end");
-    EXPECT_EQ(server_file_mount_point(), "/at/the/end");
+    EXPECT_EQ(mount_point(), "/at/the/end");
 }
 
 TEST_F(ServerFileTest, AUserWithoutAnEntryIsCalledUser) {

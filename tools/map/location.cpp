@@ -2,17 +2,13 @@
 
 #include <pwd.h>
 #include <unistd.h>
-#include <fstream>
 #include <vector>
 
-#include "frame/places.h"
+#include "frame/mount.h"
 #include "platform/catalogue.h"
 #include "tools/map/refusal.h"
 
 namespace {
-
-constexpr char status_key[] = "Marfs mount=";
-constexpr size_t status_path_limit = 256;
 
 std::vector<std::string> components_of(std::string_view path) {
     std::vector<std::string> components(1);
@@ -35,16 +31,6 @@ bool is_folder_name(const std::string &name) {
 }
 
 } // namespace
-
-std::string mount_point() {
-    std::ifstream status(place_module_status);
-    std::string line;
-    while (std::getline(status, line)) {
-        size_t key = line.find(status_key);
-        if (key != std::string::npos) return line.substr(key + sizeof status_key - 1, status_path_limit);
-    }
-    return place_mount_point;
-}
 
 std::string mount_user_folder() {
     const passwd *entry = getpwuid(geteuid());

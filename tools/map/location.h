@@ -25,9 +25,6 @@ struct Location {
     std::string text() const { return server + "/" + volume + ":" + path; }
 };
 
-// Where the network file system is mounted: what its status file tells, else the system's fixed place.
-std::string mount_point();
-
 // The folder below the mount point through which the effective user reaches the servers.
 std::string mount_user_folder();
 
