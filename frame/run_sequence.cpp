@@ -17,6 +17,7 @@ struct Run {
     QrtRunScriptsArgs *args;
     OwnedText tree;
     uint32_t handle = 0;
+    bool moved = false;   // the handle is of another tree, to which the last script has moved
     std::string context;  // the context being built
     std::string fullName; // shown as the user
     OwnedText object;
@@ -137,17 +138,24 @@ static void set_primary_server(const Run &run) {
         set_default_server(run);
 }
 
-// Runs a script on the run's handle. A TREE statement in it frees that handle and leaves its own in `ctx`: the scripts
-// that follow get a fresh one for the run's own tree.
-static int run_script(Run &run, const char *text, const char *object) {
-    const OwnedText name = text_copy_or_null(object);
-    const int result = parsescript_Run(text, name.get(), run.handle);
-    objname = nullptr;
-    if (ctx != run.handle) {
-        ZKDSFreeContext(ctx);
+// The handle of the run's own tree. A TREE statement of the script before has freed it and left its own in `ctx`: then
+// this is a fresh one, made only now that a further step needs it.
+static uint32_t own_handle(Run &run) {
+    if (run.moved) {
+        run.moved = false;
+        ZKDSFreeContext(run.handle);
         qrt_Getctx(run.tree.get(), &run.handle);
         ctx = run.handle;
     }
+    return run.handle;
+}
+
+static int run_script(Run &run, const char *text, const char *object) {
+    const OwnedText name = text_copy_or_null(object);
+    const int result = parsescript_Run(text, name.get(), own_handle(run));
+    objname = nullptr;
+    run.moved = session_context_taken;
+    run.handle = ctx;
     return result;
 }
 
@@ -155,7 +163,7 @@ static void run_container_script(Run &run) {
     if (run.args->loginScript) return;
     TRACE(4, "Now Process Container script");
     char *text = nullptr;
-    if (qrt_get_container(run.handle, run.object.get(), &text) != 0) {
+    if (qrt_get_container(own_handle(run), run.object.get(), &text) != 0) {
         TRACE(4, "Could not open/read container script");
         return;
     }
@@ -174,11 +182,11 @@ static void run_profile_file(Run &run) {
 static void run_profile_object(Run &run, const char *owner) {
     const bool overridden = owner == over_ride_profile;
     char *found = nullptr;
-    if (qrt_GetAttribute(run.handle, owner, "Profile", &found) != 0) return;
+    if (qrt_GetAttribute(own_handle(run), owner, "Profile", &found) != 0) return;
     const OwnedText profile(found);
     if (!overridden && run.args->loginScript) return;
     char *text = nullptr;
-    if (qrt_GetLoginScript(run.handle, profile.get(), &text) != 0) return;
+    if (qrt_GetLoginScript(own_handle(run), profile.get(), &text) != 0) return;
     const OwnedText script(text);
     // After a PROFILE statement the parser is handed the profile object's name in place of its script: required.
     run_script(run, overridden ? profile.get() : script.get(), run.object.get());
@@ -212,7 +220,7 @@ static int run_user_script(Run &run) {
     if (run.args->loginScript) return run_user_file(run);
     TRACE(4, "Now Process User's Login script: %s", run.object.get());
     char *text = nullptr;
-    if (qrt_GetLoginScript(run.handle, run.object.get(), &text) != 0) {
+    if (qrt_GetLoginScript(own_handle(run), run.object.get(), &text) != 0) {
         TRACE(4, "Now Process User's \"default\" Login script");
         __get_default_script(&text);
     }
@@ -251,6 +259,7 @@ static uint32_t run_scripts(Run &run) {
 }
 
 uint32_t qrt_RunScripts(QrtRunScriptsArgs *args) {
+    if (!args) return QRT_NO_USER;
     Run run;
     run.args = args;
     try {

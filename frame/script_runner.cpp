@@ -15,6 +15,7 @@ static void reset_parser(char *objectName, uint32_t contextHandle) {
     syntax_error = 0;
     gotoWasUsed = 0;
     ctx = contextHandle;
+    session_context_taken = false;
     objname = objectName;
 }
 

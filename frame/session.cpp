@@ -18,6 +18,7 @@ char *CurrentPassword = nullptr;
 char *uservars[QRT_USER_VARIABLES] = {};
 char *objname = nullptr;
 uint32_t ctx = 0;
+bool session_context_taken = false;
 char LoginAliasContext[2] = "N";
 int32_t g_useGUI = 0;
 char *over_ride_profile = nullptr;
@@ -43,6 +44,12 @@ void session_set_password(const char *password) {
     CurrentPassword = text.release();
     std::atomic_signal_fence(std::memory_order_seq_cst);
     text_wipe(old.get());
+}
+
+void session_take_context(uint32_t handle) {
+    ZKDSFreeContext(ctx);
+    ctx = handle;
+    session_context_taken = true;
 }
 
 void session_clear() {

@@ -15,6 +15,14 @@ char *session_replace(char *&global, const char *value);
 // Replaces CurrentPassword by a copy of `password` (null empties it), wiping the old one before it is freed.
 void session_set_password(const char *password);
 
+// Whether a TREE statement has freed the handle that the script was given and has put its own into `ctx`. Set by
+// session_take_context, cleared by parsescript_Run. The numbers alone do not show it: the client may hand out a freed
+// number again.
+extern bool session_context_taken;
+
+// Frees the session's context handle `ctx` and puts `handle` in its place.
+void session_take_context(uint32_t handle);
+
 // Frees and nulls the texts of a session in the order in which qrt_exit promises it.
 void session_clear();
 

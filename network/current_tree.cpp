@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "directory/substitution.h"
@@ -16,12 +17,12 @@
 constexpr int confirmed = 4;
 constexpr uint32_t prompt_cancelled = 1;
 
-// The tree as the network spells it, or an empty text. The connection stays open for the session.
-static std::string network_spelling(const char *tree) {
+// The tree as the network spells it, if it answers. The connection stays open for the session.
+static std::optional<std::string> network_spelling(const char *tree) {
     uint32_t connection = 0;
-    if (contexts_open(tree, &connection) != 0) return "";
+    if (contexts_open(tree, &connection) != 0) return std::nullopt;
     char name[ZK_TREE_NAME_SIZE] = "";
-    if (ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, sizeof name, name) != 0) return "";
+    if (ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, sizeof name, name) != 0) return std::nullopt;
     std::string spelled(name, strnlen(name, sizeof name - 1));
     while (spelled.size() > 1 && spelled.back() == '_') spelled.pop_back();
     return spelled;
@@ -31,8 +32,8 @@ void qrt_SetTree(const char *tree) try {
     TRACE(7, "entering qrt_SetTree(%s)", tree ? tree : "");
     session_replace(CurrentTree, tree);
     if (!tree) return;
-    const std::string spelled = network_spelling(CurrentTree);
-    if (!spelled.empty()) session_replace(CurrentTree, spelled.c_str());
+    const std::optional<std::string> spelled = network_spelling(CurrentTree);
+    if (spelled) session_replace(CurrentTree, spelled->c_str());
     say("Your current tree is: %s\n", CurrentTree);
     const auto length = static_cast<uint16_t>(strlen(CurrentTree));
     TRACE(2, "Set Preferred DS Tree(%s) length:%i", CurrentTree, length);
@@ -64,10 +65,15 @@ static OwnedText session_name() {
     return CurrentObject ? with_context(CurrentObject) : text_copy("<UserName>");
 }
 
-// The password with its identifiers replaced. One without markers is copied by itself, so that no working copy of it is
-// left anywhere.
+namespace {
+struct StackWipe {
+    ~StackWipe() { text_wipe_stack(); }
+};
+} // namespace
+
+// The password with its identifiers replaced. No working copy of it is left, whichever way this ends.
 static OwnedText given_password(uint32_t probe, const char *password) {
-    if (!strpbrk(password, "%<")) return text_copy(password);
+    const StackWipe afterwards;
     return substitution_of(probe, password);
 }
 
@@ -118,15 +124,15 @@ static bool login_exists(uint32_t probe, const char *tree, const char *user, con
     char who[ZK_MAX_NAME + 1] = "";
     ZKDSWhoAmI(probe, who);
     who[ZK_MAX_NAME] = '\0';
-    if (user)
-        TRACE(2, "whoami %s %s", who, user);
-    else
-        TRACE(2, "whoami %s", who);
     if (user && !text_equal_nocase(who, user) && !text_equal_nocase(who, name.get())) {
         say("Already logged into Tree(%1$s) as %2$s\n", tree, who);
         qrt_TreeLogout(tree);
         return false;
     }
+    if (user)
+        TRACE(2, "whoami %s %s", who, user);
+    else
+        TRACE(2, "whoami %s", who);
     say("Your current tree is: %s\n", tree);
     return true;
 }
@@ -134,10 +140,7 @@ static bool login_exists(uint32_t probe, const char *tree, const char *user, con
 // The session moves to the tree. `handle` is 0 when a login that existed serves: the session's context stays then.
 static void move_session(const char *tree, uint32_t handle, const char *name) {
     qrt_SetTree(tree);
-    if (handle != 0) {
-        ZKDSFreeContext(ctx);
-        ctx = handle;
-    }
+    if (handle != 0) session_take_context(handle);
     const char *period = name[0] ? strchr(name + 1, '.') : nullptr;
     if (!period) return;
     std::string context = period + 1;
@@ -175,7 +178,7 @@ void doTreeLogin(const char *tree, const char *user, char *password) {
         if (code == 0)
             move_to_tree(tree, user, password, probe, credentials);
         else
-            say("Could not Login into tree: %1$s %2$X\n", tree, code);
+            say("Could not Login into tree: %1$s %2$X\n", tree ? tree : "", code);
     } catch (const std::bad_alloc &) {
         say("memory exhausted");
     }

@@ -52,6 +52,9 @@ int open_buffers() {
 int open_files() {
     return static_cast<int>(state().files.size());
 }
+void reuse_contexts() {
+    state().reusesContexts = true;
+}
 int open_contexts() {
     return static_cast<int>(std::count_if(state().contexts.begin(), state().contexts.end(),
                                           [](const auto &row) { return row.second.made && !row.second.freed; }));

@@ -48,6 +48,8 @@ bool recording();
 int open_buffers();
 int open_contexts();
 int open_files();
+// From here on a new context gets the number that was freed last, as a site's client may do.
+void reuse_contexts();
 
 // ---- faults: a failing call writes none of its out parameters ----
 

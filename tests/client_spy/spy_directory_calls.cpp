@@ -25,8 +25,14 @@ uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, ui
 
 uint32_t ZKDSCreateContextHandle(uint32_t *context) {
     if (auto code = record("ZKDSCreateContextHandle", {})) return *code;
-    while (state().contexts.count(state().nextContext) != 0) state().nextContext++;
-    *context = state().nextContext++;
+    if (state().reusesContexts && !state().freedContexts.empty()) {
+        *context = state().freedContexts.back();
+        state().freedContexts.pop_back();
+        state().contexts[*context] = {};
+    } else {
+        while (state().contexts.count(state().nextContext) != 0) state().nextContext++;
+        *context = state().nextContext++;
+    }
     state().contexts[*context].made = true;
     return ZK_OK;
 }
@@ -34,6 +40,7 @@ uint32_t ZKDSCreateContextHandle(uint32_t *context) {
 uint32_t ZKDSFreeContext(uint32_t context) {
     if (auto code = record("ZKDSFreeContext", {shown(context)})) return *code;
     context_of(context).freed = true;
+    state().freedContexts.push_back(context);
     return ZK_OK;
 }
 

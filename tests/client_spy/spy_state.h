@@ -76,6 +76,8 @@ struct State {
 
     std::map<uint32_t, Context> contexts;
     uint32_t nextContext = 1;
+    bool reusesContexts = false;
+    std::vector<uint32_t> freedContexts;
     std::map<std::string, ObjectInfo> objects;
     std::map<std::string, std::string> canonicals, abbreviations;
     std::set<std::string> schema;

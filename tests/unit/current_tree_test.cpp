@@ -60,6 +60,14 @@ TEST_F(CurrentTreeTest, ThePaddingIsStrippedButNeverTheFirstCharacter) {
     }
 }
 
+TEST_F(CurrentTreeTest, AnEmptyAnswerIsTheTreesName) {
+    spy::connection_answer(ZK_INFO_TREE_NAME, std::string(33, '\0'));
+    qrt_SetTree("acme_tree");
+    EXPECT_STREQ(CurrentTree, "");
+    EXPECT_EQ(output(), "Your current tree is: \n");
+    EXPECT_EQ(spy::calls().back(), "ZKSetPreferredDSTree(0, \"\")");
+}
+
 TEST_F(CurrentTreeTest, ATreeThatCannotBePreferredIsReported) {
     spy::fail("ZKSetPreferredDSTree", 0xAB12);
     qrt_SetTree("acme_tree");
@@ -488,6 +496,11 @@ TEST_F(DoTreeLoginTest, TheStatementIsTracedWithoutItsPassword) {
         tree("OTHER_TREE", "BOB.org");
     };
     expect_traces({{2, "whoami bob.org BOB.org"}}, same);
+    const auto another = [this] {
+        spy::logged_in_to("OTHER_TREE", "admin.org");
+        tree("OTHER_TREE", "bob.org", "given");
+    };
+    EXPECT_THAT(trace_texts(3, another), Not(Contains(StartsWith("whoami")))) << "a login is needed";
     const auto declined = [this] {
         start();
         spy::fail("ZKDSLoginEx", 0x8800);

@@ -248,4 +248,48 @@ TEST_F(RunSequenceTest, ATreeStatementInTheLastScriptLeavesNoContextBehind) {
     EXPECT_EQ(spy::open_contexts(), 0);
 }
 
+// The second TREE statement is handed the number that the run's own context had.
+TEST_F(RunSequenceTest, ANumberThatIsHandedOutAgainDoesNotHideATreeStatement) {
+    spy::reuse_contexts();
+    spy::tree("OTHER_TREE", "SRV2");
+    spy::tree("THIRD_TREE", "SRV3");
+    spy::stream("OU=sales.O=acme", "TREE OTHER_TREE/bob.org\nTREE THIRD_TREE/bob.org");
+    spy::stream("jdoe.OU=sales.O=acme", "WRITE \"user\"");
+    for (const char *tree : {"OTHER_TREE", "THIRD_TREE"}) spy::logged_in_to(tree, "");
+    args_.password = hold("secret");
+    EXPECT_EQ(run_all(), 0U);
+    const std::vector<std::string> logins = spy::calls("ZKDSLoginEx");
+    EXPECT_THAT(logins, testing::SizeIs(2));
+    EXPECT_THAT(logins.back(), StartsWith("ZKDSLoginEx(1,"));
+    EXPECT_THAT(spy::calls("ZKDSSetContext").back(), EndsWith("DCK_TREE_NAME, \"ACME_TREE\")"));
+    EXPECT_THAT(scripts(), EndsWith("user\n"));
+    EXPECT_EQ(spy::open_contexts(), 0);
+}
+
+TEST_F(RunSequenceTest, AfterATreeStatementInTheLastScriptItsContextIsFreedAndNothingElseCalled) {
+    spy::tree("OTHER_TREE", "SRV2");
+    spy::stream("jdoe.OU=sales.O=acme", "TREE OTHER_TREE/bob.org\nFDISPLAY none");
+    spy::logged_in_to("OTHER_TREE", "");
+    args_.password = hold("secret");
+    EXPECT_EQ(run_all(), 0U);
+    const std::vector<std::string> calls = spy::calls();
+    const std::string login = spy::calls("ZKDSLoginEx")[0];
+    const std::string made = login.substr(login.find('('), login.find(',') - login.find('('));
+    EXPECT_EQ(calls.back(), "ZKDSFreeContext" + made + ")");
+    EXPECT_THAT(calls[calls.size() - 2], StartsWith("ZKDSOpenStream" + made + ",")) << "of the FDISPLAY";
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), calls.back()), 1);
+}
+
+TEST_F(RunSequenceTest, AFreshContextIsMadeOnlyForAStepThatNeedsIt) {
+    spy::tree("OTHER_TREE", "SRV2");
+    args_.profileScript = file("profile", "TREE OTHER_TREE/bob.org\n");
+    args_.loginScript = hold("/nowhere/login");
+    spy::logged_in_to("OTHER_TREE", "");
+    args_.password = hold("secret");
+    EXPECT_EQ(run_all(), 0U);
+    EXPECT_EQ(spy::calls().back().substr(0, 15), "ZKDSFreeContext");
+    EXPECT_THAT(spy::calls("ZKDSSetContext").back(), EndsWith("DCK_TREE_NAME, \"OTHER_TREE\")"));
+    EXPECT_EQ(spy::open_contexts(), 0);
+}
+
 } // namespace
