@@ -3,6 +3,7 @@
 #define COMMANDS_TEXT_H
 
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -22,6 +23,28 @@ OwnedText text_copy_or_null(const char *text);
 
 // Overwrites heap text with zero bytes before it is freed, in a way the compiler keeps. Null is allowed.
 void text_wipe(char *text);
+
+// Overwrites the stack below its caller: what calls that have returned left there of a secret in short strings.
+void text_wipe_stack();
+
+// An allocator that overwrites memory before it frees it.
+template <typename T>
+struct WipingAllocator {
+    using value_type = T;
+    WipingAllocator() = default;
+    template <typename U>
+    explicit WipingAllocator(const WipingAllocator<U> &) {}
+    T *allocate(size_t count) { return std::allocator<T>().allocate(count); }
+    void deallocate(T *memory, size_t count) {
+        explicit_bzero(memory, count * sizeof(T));
+        std::allocator<T>().deallocate(memory, count);
+    }
+    bool operator==(const WipingAllocator &) const { return true; }
+    bool operator!=(const WipingAllocator &) const { return false; }
+};
+
+// A string that leaves nothing of itself on the heap. One of at most 15 bytes stands on the stack: text_wipe_stack.
+using WipedString = std::basic_string<char, std::char_traits<char>, WipingAllocator<char>>;
 
 // Compares two texts, folding bytes to lower case in the C locale: below, equal to or above 0.
 int text_compare_nocase(const char *a, const char *b);

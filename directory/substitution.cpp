@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <new>
-#include <string>
 #include <string_view>
 
 #include "commands/text.h"
@@ -15,8 +14,8 @@ namespace {
 // could still be replaced, and the room before `start` takes the next value, so that replacing the references of a long
 // text one by one does not move the rest of it each time. Positions count from the text's beginning.
 struct Text {
-    std::string settled;
-    std::string open;
+    WipedString settled;
+    WipedString open;
     size_t start = 0;
     size_t resume = 0; // where a scan from the beginning arrives at when it has passed the settled part
 };
@@ -72,14 +71,14 @@ static void unsettle_before(Text &text, size_t marker) {
 }
 
 // Replaces the first occurrence of `old`, which the open part holds.
-static void replace_first(Text &text, const std::string &old, const std::string &value) {
+static void replace_first(Text &text, const WipedString &old, const WipedString &value) {
     static constexpr size_t near = 16;
     size_t at = open_part(text).find(old);
     if (at > near) {
         text.open.replace(text.start + at, old.size(), value);
         return;
     }
-    std::string front(open_part(text).substr(0, at));
+    WipedString front(open_part(text).substr(0, at));
     text.start += at + old.size();
     put_in_front(text, front + value);
 }
@@ -137,7 +136,7 @@ static void get_ready(Asker &asker) {
 
 using Lookup = uint32_t (*)(uint32_t handle, const char *object, const char *name, char **value);
 
-static bool ask(Lookup lookup, uint32_t handle, const OwnedText &object, const std::string &name, std::string &value) {
+static bool ask(Lookup lookup, uint32_t handle, const OwnedText &object, const WipedString &name, WipedString &value) {
     char *found = nullptr;
     uint32_t code = lookup(handle, object.get(), name.c_str(), &found);
     OwnedText owned(found);
@@ -146,8 +145,8 @@ static bool ask(Lookup lookup, uint32_t handle, const OwnedText &object, const s
     return true;
 }
 
-static bool look_up(Asker &asker, const Reference &reference, std::string &value) {
-    const std::string name(reference.name);
+static bool look_up(Asker &asker, const Reference &reference, WipedString &value) {
+    const WipedString name(reference.name);
     if (name.empty()) return false;
     if (reference.isVariable) {
         OwnedText variable(qrt_GetEnvVar(name.c_str() + 1));
@@ -232,9 +231,9 @@ static bool replace_next(Text &text, Asker &asker) {
         settle_before_name(text, scan);
         Reference reference = parse_reference(text_from(text, scan.marker));
         std::string_view replaced = replaced_text(text, scan, reference);
-        std::string value;
+        WipedString value;
         if (look_up(asker, reference, value)) {
-            replace_first(text, std::string(replaced), value);
+            replace_first(text, WipedString(replaced), value);
             return true;
         }
         // Counted from the scan's position, not from the marker, which may so be met again: required.
@@ -251,7 +250,8 @@ OwnedText substitution_of(uint32_t handle, const char *text) {
     Asker asker{handle, false, nullptr, nullptr, false};
     for (int i = 0; i < substitution_most_replacements && text_size(work) <= limit; i++)
         if (!replace_next(work, asker)) break;
-    return text_copy(work.settled + std::string(open_part(work)));
+    work.settled.append(open_part(work));
+    return text_copy(work.settled);
 }
 
 char *qrt_find_replace_ids(uint32_t handle, const char *text) try {

@@ -139,6 +139,29 @@ TEST_F(LibraryMemory, AfterATreeStatementThatAsks) {
     }
 }
 
+// What looks like a reference in a given password is replaced, in working copies. The secret stands in the middle of a
+// long one, where no other use of the memory overwrites it by chance.
+TEST_F(LibraryMemory, AfterATreeLoginWithAPasswordThatRefersToIdentifiers) {
+    startHere([&] {
+        if (qrt_init(nullptr, fdopen(dup(STDOUT_FILENO), "w")) != 0) return 98;
+        char password[1024];
+        memset(password, 'x', sizeof password - 1);
+        password[sizeof password - 1] = '\0';
+        char &behind = password[100 + HiddenSecret::length];
+        referring_secret.put(password + 100);
+        behind = 'x';
+        char user[] = "jdoe.sales.acme", tree[] = "OTHER";
+        doTreeLogin(tree, user, password);
+        at_rest();
+        return static_cast<int>(password[0]);
+    });
+    answer(name_question, "\x04");
+    await_rest();
+    EXPECT_THAT(left_of(referring_secret), IsEmpty());
+    EXPECT_EQ(finish(), 0) << process->shown();
+    EXPECT_THAT(process->shown(), HasSubstr("Could not Login into tree: OTHER 1"));
+}
+
 TEST_F(LibraryMemory, AfterATreeStatementThatIsCancelled) {
     run_program(running("TREE OTHER/jdoe.sales.acme\nTREE NOTREE\n"));
     answer(name_question, "jdoe.sales.acme");

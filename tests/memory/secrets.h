@@ -37,6 +37,8 @@ inline constexpr HiddenSecret wrong_secret =
 inline constexpr HiddenSecret other_trees_secret =
     secret_hide("y5Dr/oBm4-vKt6:Sx8.Wf2_Pz7+Jc9hE",
                 "{CRYPT}$y$j7T$Qq3hM8nT5vXc2bJr9wLd1/$cdBBgLGcqjOZ09cR7awW9.ozLskBxxq7UK7idTcHf1.");
+// No tree's: one whose signs look like references to a script's identifiers and variables.
+inline constexpr HiddenSecret referring_secret = secret_hide("z4K%dY/s7<gP:w2Rn9.Jb6_Fc3+Xv8qL", "");
 inline constexpr HiddenSecret servers_secret =
     secret_hide("i8Lg/aUn5-zRd3:Cy4.Xk6_Qs1+Tv7bW",
                 "{CRYPT}$y$j7T$Qq3hM8nT5vXc2bJr9wLd1/$.bSxqBvGFTznYg/Bj1nkdMj8R0m/B06kFfo71WLoMV8");
