@@ -30,6 +30,11 @@ std::string attribute_compare_wanted(const char *name) {
     return abbreviated(wanted.c_str());
 }
 
+static uint32_t traced(const char *call, uint32_t code) {
+    if (code != ZK_OK) TRACE(4, "%s returned %x", call, code);
+    return code;
+}
+
 namespace {
 struct ContextFree {
     void operator()(const uint32_t *context) const { ZKDSFreeContext(*context); }
@@ -40,19 +45,19 @@ struct ContextFree {
 // of the first call that failed; `saved` are the flags that the caller's context had.
 static uint32_t prepare_contexts(uint32_t handle, uint32_t scratch, const char *tree, const char *object,
                                  uint32_t &saved) {
-    uint32_t code = ZKDSGetContext(handle, DCK_FLAGS, &saved);
+    uint32_t code = traced("ZKDSGetContext", ZKDSGetContext(handle, DCK_FLAGS, &saved));
     if (code != ZK_OK) return code;
     uint32_t flags = compare_flags;
     ZKDSSetContext(handle, DCK_FLAGS, &flags);
-    code = ZKDSSetContext(scratch, DCK_FLAGS, &flags);
+    code = traced("ZKDSSetContext", ZKDSSetContext(scratch, DCK_FLAGS, &flags));
     if (code != ZK_OK) return code;
     char canonical[names_buffer_size] = "";
-    code = ZKDSCanonicalizeName(handle, object, canonical);
+    code = traced("ZKDSCanonicalizeName", ZKDSCanonicalizeName(handle, object, canonical));
     if (code != ZK_OK) return code;
     TRACE(4, "canonical name of (%s) is (%s)", object, canonical);
-    code = ZKDSSetContext(scratch, DCK_TREE_NAME, tree);
+    code = traced("ZKDSSetContext", ZKDSSetContext(scratch, DCK_TREE_NAME, tree));
     if (code != ZK_OK) return code;
-    return ZKDSSetContext(scratch, DCK_NAME_CONTEXT, "");
+    return traced("ZKDSSetContext", ZKDSSetContext(scratch, DCK_NAME_CONTEXT, ""));
 }
 
 // Compares the values of one reply until one matches.
@@ -87,10 +92,10 @@ static uint32_t search_attribute(uint32_t handle, const char *object, const char
 
 static uint32_t compare(uint32_t handle, const char *object, const char *attribute, const char *name, uint32_t *flag) {
     char tree[names_buffer_size] = "";
-    uint32_t code = ZKDSGetContext(handle, DCK_TREE_NAME, tree);
+    uint32_t code = traced("ZKDSGetContext", ZKDSGetContext(handle, DCK_TREE_NAME, tree));
     if (code != ZK_OK) return code;
     uint32_t scratch = 0;
-    code = ZKDSCreateContextHandle(&scratch);
+    code = traced("ZKDSCreateContextHandle", ZKDSCreateContextHandle(&scratch));
     if (code != ZK_OK) return code;
     std::unique_ptr<uint32_t, ContextFree> owned(&scratch);
     uint32_t saved = 0;
@@ -100,15 +105,14 @@ static uint32_t compare(uint32_t handle, const char *object, const char *attribu
     owned.reset();
     code = search_attribute(handle, object, attribute, wanted, flag);
     // After a failed read the flags stay as they are: required.
-    return code == ZK_OK ? ZKDSSetContext(handle, DCK_FLAGS, &saved) : code;
+    return code == ZK_OK ? traced("ZKDSSetContext", ZKDSSetContext(handle, DCK_FLAGS, &saved)) : code;
 }
 
 uint32_t qrt_compareAttribute(uint32_t handle, const char *object, const char *attribute, const char *name,
                               uint32_t *flag) try {
     if (!object) return ZKE_NO_SUCH_ENTRY;
-    uint32_t code = compare(handle, object, attribute, name, flag);
-    if (code != ZK_OK) TRACE(4, "%s of %s: %x", attribute, object, code);
-    return code;
+    if (!attribute || !flag) return ZKE_BAD_PARAMETER;
+    return compare(handle, object, attribute, name, flag);
 } catch (const std::bad_alloc &) {
     return ZKE_NO_MEMORY;
 }

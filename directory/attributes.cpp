@@ -14,10 +14,6 @@ QrtAttributeName ctable[] = {
     {nullptr, nullptr},
 };
 
-bool attributes_any_code(uint32_t code) {
-    return code != ZK_OK;
-}
-
 static uint32_t allocate(ReadBuffer &buffer) {
     ZKDSBuffer *made = nullptr;
     uint32_t code = ZKDSAllocBuf(attribute_buffer_size, &made);
@@ -135,6 +131,7 @@ static const char *directory_name_of(const char *identifier) {
 }
 
 uint32_t qrt_GetAttribute(uint32_t handle, const char *object, const char *attribute, char **text) try {
+    if (!attribute || !text) return ZKE_BAD_PARAMETER;
     if (attribute[0] >= '0' && attribute[0] <= '9' && !attribute[1]) return user_variable(attribute[0] - '0', text);
     if (!object) return ZKE_NO_SUCH_ENTRY;
     AttributeRead read;
@@ -162,6 +159,7 @@ static uint32_t read_last_value(uint32_t handle, const char *object, const char 
 }
 
 uint32_t __GetAttribute(uint32_t handle, const char *object, const char *attribute, char **value) try {
+    if (!attribute || !value) return ZKE_BAD_PARAMETER;
     OwnedText owned;
     char *found = nullptr;
     const uint32_t code = read_last_value(handle, object, attribute, owned, found);

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "directory/attribute_values.h"
 #include "platform/zk.h"
 #include "qrtscript.h"
 
@@ -31,14 +32,10 @@ struct AttributeHead {
     uint32_t syntax = 0;
 };
 
-// Which results of a client call end a sequence of them.
-using CallFailed = bool (*)(uint32_t code);
-bool attributes_any_code(uint32_t code); // all but 0
-
 // Allocates the two buffers and puts the attribute's name into the request. Returns the code of the last call made,
 // which is the first one that `failed`.
 uint32_t attributes_prepare(AttributeRead &read, uint32_t handle, const char *attribute,
-                            CallFailed failed = attributes_any_code);
+                            CallFailed failed = attribute_values_any_code);
 // Each is the client's call with a trace of its failure. Returns its code.
 uint32_t attributes_read(AttributeRead &read, const char *object);
 uint32_t attributes_count(const AttributeRead &read, uint32_t &count);

@@ -83,7 +83,7 @@ static std::optional<std::string> find_value(const IdentifierRequest &request, c
 }
 
 uint32_t qrt_GetIdentifierValue(uint32_t handle, const char *object, const char *identifier, char **value) try {
-    if (!identifier) return QRT_NOT_FOUND;
+    if (!identifier || !value) return QRT_NOT_FOUND;
     std::optional<std::string> found = find_value({handle, object}, identifier);
     if (!found) return QRT_NOT_FOUND;
     *value = text_copy(*found).release();

@@ -24,7 +24,8 @@ uint32_t qrt_DSGetObjConnID(uint32_t handle, const char *volumeObject, uint32_t 
     uint32_t code = qrt_GetAttribute(handle, volumeObject, "Host Server", &value);
     OwnedText host(value);
     if (code != ZK_OK) return code;
-    *connection = 0;
+    if (connection) *connection = 0;
+    if (!server) return ZK_OK;
     return names_copy(server, volumes_name_size, names_split(host.get()).leaf) ? ZK_OK : QRT_NOT_FOUND;
 } catch (const std::bad_alloc &) {
     return ZKE_NO_MEMORY;
@@ -41,12 +42,13 @@ static uint32_t take_volume_name(const AttributeRead &read, char *volume) {
     if (low_part_negative(code) || !text_equal_nocase(head.name, hostResName)) return code;
     if (head.values != 1) return QRT_NOT_FOUND;
     AttributeValue value;
-    code = attribute_values_fetch(read.handle, read.reply.get(), head.syntax, value);
+    code = attribute_values_fetch(read.handle, read.reply.get(), head.syntax, value, low_part_negative);
     if (low_part_negative(code) || !value.block) return code;
     return names_copy(volume, volumes_name_size, value.block.get()) ? code : QRT_NOT_FOUND;
 }
 
 uint32_t qrt_DSGetPhysicalVolumeName(uint32_t handle, const char *volumeObject, char *volume) try {
+    if (!volumeObject || !volume) return QRT_NOT_FOUND;
     *volume = '\0';
     AttributeRead read;
     uint32_t code = attributes_prepare(read, handle, hostResName, low_part_negative);
@@ -82,7 +84,7 @@ static uint32_t take_map_target(const AttributeRead &read, char *volumeObject, c
     if (low_part_negative(code)) return code;
     if (head.syntax != ZK_SYNTAX_PATH) return ZKE_NO_SUCH_ATTRIBUTE;
     AttributeValue value;
-    code = attribute_values_fetch(read.handle, read.reply.get(), head.syntax, value);
+    code = attribute_values_fetch(read.handle, read.reply.get(), head.syntax, value, low_part_negative);
     if (low_part_negative(code) || !value.block) return code;
     std::string path(attribute_values_path(value));
     if (*rest) path += std::string("\\") + rest;
@@ -93,6 +95,7 @@ static uint32_t take_map_target(const AttributeRead &read, char *volumeObject, c
 }
 
 uint32_t qrt_CheckForDirectoryMap(uint32_t handle, const char *mapObject, char *volumeObject, char *rest) try {
+    if (!mapObject || !volumeObject || !rest) return QRT_NOT_FOUND;
     AttributeRead read;
     uint32_t code = attributes_prepare(read, handle, pathStr, low_part_negative);
     if (!read.request || !read.reply) return code == ZK_OK ? QRT_NOT_FOUND : extended(code);
@@ -158,12 +161,12 @@ static uint32_t ask_client(const char *path, uint32_t pending, const PathOuts &o
     char volume[ZK_MAX_NAME + 1] = "";
     char rest[ZK_MAX_NAME + 1] = "";
     uint32_t connection = 0;
-    uint32_t code = ZKParsePath(path ? path : "", server, &connection, volume, rest);
+    uint32_t code = ZKParsePath(path, server, &connection, volume, rest);
     TRACE(4, "ZKParsePath(%s) returned %x", path ? path : "", code);
     if (code != ZK_OK) return pending == ZKE_VOLUME_UNKNOWN ? pending : code;
     if (outs.rest && !names_copy(outs.rest, volumes_rest_size, rest)) return QRT_NOT_FOUND;
-    names_copy(outs.server, volumes_name_size, server);
-    *outs.connection = connection;
+    if (outs.server) names_copy(outs.server, volumes_name_size, server);
+    if (outs.connection) *outs.connection = connection;
     if (outs.volume) names_copy(outs.volume, volumes_name_size, volume);
     return ZK_OK;
 }

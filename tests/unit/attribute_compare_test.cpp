@@ -54,6 +54,24 @@ TEST_F(AttributeCompareTest, MakesTheseCalls) {
                     "ZKDSFreeBuf(buf1)", "ZKDSFreeBuf(buf2)", "ZKDSSetContext(40, DCK_FLAGS, 0x10)"));
 }
 
+TEST_F(AttributeCompareTest, AFailingCallIsTracedWithItsCode) {
+    member_of({"Others"});
+    const auto traces = [this](int level) {
+        testing::internal::CaptureStdout();
+        debug_level = level;
+        compare("Admins");
+        debug_level = 0;
+        return testing::internal::GetCapturedStdout();
+    };
+    for (const std::string call : {"ZKDSGetContext", "ZKDSCreateContextHandle", "ZKDSSetContext",
+                                   "ZKDSCanonicalizeName", "ZKDSAllocBuf", "ZKDSRead", "ZKDSGetAttrVal"}) {
+        spy::mend();
+        spy::fail(call, 0xAB12);
+        EXPECT_THAT(traces(5), testing::ContainsRegex(" " + call + ".* returned ab12\n"));
+        EXPECT_EQ(traces(4), "");
+    }
+}
+
 TEST_F(AttributeCompareTest, ObjectIsReadByTheNameAsGiven) {
     spy::canonical(user_object, "someone.else");
     member_of({"Admins.sales.acme"});

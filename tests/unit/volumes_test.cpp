@@ -133,6 +133,13 @@ TEST_F(VolumesTest, PositiveLowHalfIsNoFailure) {
     spy::fail("ZKDSPutAttrName", 0xFFFF0005);
     EXPECT_EQ(volume_name("V"), ZKE_NO_SUCH_ATTRIBUTE); // nothing was requested, and the read says so
     EXPECT_EQ(spy::calls("ZKDSRead").size(), 1u);
+    // The value calls likewise: the code that the last one reports is the result.
+    for (const char *call : {"ZKDSComputeAttrValSize", "ZKDSGetAttrVal"}) {
+        spy::mend();
+        spy::fail(call, 0xFFFF0005);
+        EXPECT_EQ(volume_name("V"), call == std::string("ZKDSGetAttrVal") ? 5u : 0u) << call;
+        EXPECT_EQ(spy::calls("ZKDSGetAttrVal").size(), call == std::string("ZKDSGetAttrVal") ? 2u : 1u) << call;
+    }
 }
 
 TEST_F(VolumesTest, EveryFailingCallFreesBothBuffers) {
