@@ -24,11 +24,15 @@ static constexpr uint32_t mapping_size = 256; // of a mapping's local path and o
 // The client's list of mappings is believed to end only up to here.
 static constexpr int mapping_limit = 100000;
 
-// That `b` is joined twice is this entry point's required behaviour; the statements never pass one.
+// Joins what is not null, with blanks between. That `b` is joined twice is this entry point's required behaviour; the
+// statements never pass one.
 static std::string join_command(const char *word, const char *a, const char *b, const char *c) {
-    std::string line = word;
-    for (const char *part : {a, b, b, c}) {
-        if (part != nullptr) line.append(" ").append(part);
+    std::string line;
+    const char *separator = "";
+    for (const char *part : {word, a, b, b, c}) {
+        if (part == nullptr) continue;
+        line.append(separator).append(part);
+        separator = " ";
     }
     return line;
 }
@@ -103,8 +107,7 @@ static std::optional<std::string> expand_location(std::string location) {
     std::optional<std::string> base = from_environment(location.c_str() + 1);
     if (base) return *base + path;
     // A fault of the configuration, not of the script: it goes to the process's own output, untranslated.
-    printf("Invalid environment variable(%s)\n", location.c_str());
-    fflush(stdout);
+    output_print("Invalid environment variable(%s)\n", location.c_str());
     return std::nullopt;
 }
 
@@ -120,8 +123,9 @@ static std::optional<std::string> link_directory() {
 }
 
 int util_map_location(const char *name, const char *extra, char **link, char **second) try {
-    *link = nullptr;
-    *second = nullptr;
+    if (link != nullptr) *link = nullptr;
+    if (second != nullptr) *second = nullptr;
+    if (name == nullptr) name = "";
     std::string base;
     if (const auto folder = link_directory(); folder && name[0] != '/') {
         base = *folder;
@@ -129,8 +133,8 @@ int util_map_location(const char *name, const char *extra, char **link, char **s
         if (base.size() > 1 && base.back() != '/') base += '/';
     }
     OwnedText first = text_copy(base + name);
-    *second = text_copy(extra == nullptr ? base : base + extra).release();
-    *link = first.release();
+    if (second != nullptr) *second = text_copy(extra == nullptr ? base : base + extra).release();
+    if (link != nullptr) *link = first.release();
     return 0;
 } catch (const std::bad_alloc &) {
     return 0;
@@ -159,7 +163,7 @@ static OwnedText read_mappings() {
 }
 
 int util_map_existing(const char *linkPath, char **server, char **rest) try {
-    const OwnedText list = read_mappings();
+    const OwnedText list = linkPath != nullptr ? read_mappings() : nullptr;
     if (list == nullptr) return 1;
     uint32_t cursor = 0;
     for (int entry = 0; entry < mapping_limit; ++entry) {
@@ -173,8 +177,8 @@ int util_map_existing(const char *linkPath, char **server, char **rest) try {
         OwnedText first;
         OwnedText second;
         if (!split_target(target, first, second)) return 0;
-        *server = first.release();
-        *rest = second.release();
+        if (server != nullptr) *server = first.release();
+        if (rest != nullptr) *rest = second.release();
         return 0;
     }
     return 1;

@@ -41,8 +41,7 @@ static uint32_t resolve(uint32_t handle, std::string name, const char *tree, cha
     uint32_t code = attributes_last_text(handle, name.c_str(), "Host_Resource_Name", volume);
     if (code != 0) {
         // To standard output, unlike every other message: required.
-        printf(output_translate("Unable to find volume object %1$s in tree: %2$s\n"), name.c_str(), tree);
-        fflush(stdout);
+        output_print(output_translate("Unable to find volume object %1$s in tree: %2$s\n"), name.c_str(), tree);
         return code;
     }
     copy_out(volumeOut, out_size, volume);
@@ -77,6 +76,7 @@ static uint32_t resolve_in(uint32_t given, const char *name, char *serverOut, ch
 }
 
 uint32_t orbispec(const char *name, char *serverOut, char *volumeOut, char *pathOut) try {
+    if (!name || !serverOut || !volumeOut || !pathOut) return QRT_NOT_FOUND;
     serverOut[0] = volumeOut[0] = pathOut[0] = '\0';
     if (name[0] == '.') name++;
     contexts_preset_environment();

@@ -1,15 +1,15 @@
 #include "commands/words.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+
+#include "frame/output.h"
 
 // Tried in this order.
 static const char placeholders[] = "_~`@?";
 
 static void report_null(const char *function) {
-    printf("ERROR, called %s(NULL)\n", function);
-    fflush(stdout);
+    output_print("ERROR, called %s(NULL)\n", function);
 }
 
 // Moves the text from `quote` on over the backslash before it, and keeps the text's length with a blank at its end.
@@ -33,7 +33,7 @@ char *getQuote(char *str) {
 }
 
 void replaceChar(char *str, char ch) {
-    for (char *at = str; *at != '\0'; ++at) {
+    for (char *at = str; at != nullptr && *at != '\0'; ++at) {
         if (*at == ch) *at = ' ';
     }
 }
@@ -65,7 +65,7 @@ char prescanForQuotedStrings(char *str) {
 }
 
 std::vector<std::string> words_split(const char *line) {
-    std::string hidden(line);
+    std::string hidden(line ? line : "");
     const char placeholder = prescanForQuotedStrings(hidden.data());
     std::vector<std::string> words;
     size_t start = hidden.find_first_not_of(' ');

@@ -14,7 +14,7 @@
 
 // The words of a line. The first word, the program's name, keeps the placeholders of a quoted section; in all others
 // they are blanks again. A backslash before a double quote is taken away, and that quote neither opens nor closes a
-// section. Empty for a line of blanks. Throws std::bad_alloc.
+// section. Empty for a line of blanks and for null. Throws std::bad_alloc.
 std::vector<std::string> words_split(const char *line);
 
 #pragma GCC visibility push(default)
@@ -25,7 +25,7 @@ extern "C" {
 // A null `str` is reported on standard output.
 char *getQuote(char *str);
 
-// Overwrites every `ch` in `str` with a blank.
+// Overwrites every `ch` in `str` (which may be null) with a blank.
 void replaceChar(char *str, char ch);
 
 // Writes a placeholder over every blank between a pair of double quotes. Returns the placeholder, or 0 when there is no

@@ -28,6 +28,8 @@ static bool holds_value(const char *line) {
 }
 
 int parseLineForKeyValue(char *line, const char *key, char *value, int valueSize) {
+    if (line == nullptr || key == nullptr) return 0;
+    if (value == nullptr) valueSize = 0;
     // That the key may stand in another key's name or even in a value is required: sites rely on prefixed keys.
     if (is_comment(line) || !holds_value(line) || !occurs_nocase(line, key)) return 0;
     char *part = strchr(line, '=') + 1;
@@ -78,10 +80,10 @@ static FILE *open_configuration(const char *fileName) {
 
 uint32_t qrtGetConfValue(const char *fileName, const char *section, const char *key, char *value, int valueSize) {
     bLogFileOutput = 0;
-    if (fileName[0] == '\0') return QRT_CONF_NO_FILE_NAME;
-    if (section[0] != '\0') return QRT_CONF_SECTION;
-    if (key[0] == '\0') return QRT_CONF_EMPTY_KEY;
-    if (valueSize <= 0) return QRT_CONF_NO_SPACE;
+    if (fileName == nullptr || fileName[0] == '\0') return QRT_CONF_NO_FILE_NAME;
+    if (section != nullptr && section[0] != '\0') return QRT_CONF_SECTION;
+    if (key == nullptr || key[0] == '\0') return QRT_CONF_EMPTY_KEY;
+    if (value == nullptr || valueSize <= 0) return QRT_CONF_NO_SPACE;
     FILE *file = open_configuration(fileName);
     if (file == nullptr) return QRT_CONF_NO_FILE;
     char line[conf_line_size];

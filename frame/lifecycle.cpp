@@ -49,8 +49,7 @@ static int open_pipe() {
     }
     fdr = fdopen(fd[1], "w");
     if (fdr) return 0;
-    printf(output_translate("Error initializing qrt %s\n"), strerror(errno));
-    fflush(stdout);
+    output_print(output_translate("Error initializing qrt %s\n"), strerror(errno));
     return -1;
 }
 
@@ -89,6 +88,7 @@ int qrt_exit() {
 }
 
 int qrt_ReadResults(char **line) {
+    if (!line) return -1;
     *line = nullptr;
     // Room for the longest line first: when there is none, nothing has been read yet and nothing is lost.
     auto *text = static_cast<char *>(malloc(lifecycle_line_size + 1));

@@ -65,6 +65,16 @@ void output_put(std::string_view text) {
     output_release_pipe_signal(held, fdr);
 }
 
+void output_print(const char *format, ...) {
+    const PipeSignal held = output_hold_pipe_signal();
+    va_list arguments;
+    va_start(arguments, format);
+    vprintf(format, arguments);
+    va_end(arguments);
+    fflush(stdout);
+    output_release_pipe_signal(held, stdout);
+}
+
 void output_trace(const char *function, int line, const char *format, ...) {
     const PipeSignal held = output_hold_pipe_signal();
     va_list arguments;

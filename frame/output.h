@@ -31,6 +31,9 @@ int say(const char *message, ...) __attribute__((format(printf, 1, 2)));
 // Writes text that is no message (a script's own words, a file) to fdr as it stands and flushes.
 void output_put(std::string_view text);
 
+// Writes a message to standard output and flushes: the few that are not the script's own, `format` as it stands.
+void output_print(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
 // Writes one trace line to standard output, flushed at once.
 void output_trace(const char *function, int line, const char *format, ...) __attribute__((format(printf, 3, 4)));
 

@@ -58,6 +58,7 @@ static std::string read_stream(uint32_t file) {
 uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text) try {
     // What the session's object is when memory has run out for its name.
     if (!objectName) return ZKE_NO_SUCH_ENTRY;
+    if (!text) return ZKE_BAD_PARAMETER;
     TRACE(4, "KDB object is %s", objectName);
     const std::string name = short_name(handle, objectName);
     TRACE(4, "KDB short name is %s", name.c_str());
@@ -95,7 +96,7 @@ uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text
 }
 
 uint32_t qrt_get_container(uint32_t handle, const char *objectName, char **text) {
-    if (!objectName) return QRT_NOT_FOUND;
+    if (!objectName || !text) return QRT_NOT_FOUND;
     char name[ZK_MAX_NAME + 1] = "";
     const uint32_t code = ZKDSReadObjectInfo(handle, objectName, name, nullptr);
     if (code != 0) {
@@ -112,6 +113,7 @@ uint32_t qrt_get_container(uint32_t handle, const char *objectName, char **text)
 
 int __get_default_script(char **text) try {
     TRACE(3, "entering...");
+    if (!text) return 0;
     *text = text_copy(default_script).release();
     TRACE(3, "return (PAM_SUCCESS)");
     return 0;

@@ -7,7 +7,8 @@
  * Conventions:
  *  1. Encoding. All text is NUL-terminated 8-bit text. The library takes no notice of the encoding, names and output
  *     pass through as the directory and the scripts hold them.
- *  2. Null. A pointer may be null only where its function says so.
+ *  2. Null. A null string counts as one that is missing, and nothing is written through a null pointer: the function
+ *     reports what it reports when nothing was found, or 0xFFFFE022 (ZKE_BAD_PARAMETER) where its result is such a code.
  *  3. Ownership. "New heap text" is freed by the caller with free(). Getters that return a global return it borrowed:
  *     the caller neither frees it nor keeps it across another call. Text handed in stays the caller's.
  *  4. Codes. 0 is success. Otherwise the code is the directory client's (platform/zk.h) or one of the QRT_ codes below.

@@ -94,6 +94,7 @@ static uint32_t set_tree(uint32_t handle, const char *tree, bool &known) {
 }
 
 uint32_t qrt_Getctx(const char *tree, uint32_t *handle) {
+    if (!handle) return ZKE_BAD_PARAMETER;
     *handle = 0;
     uint32_t code = contexts_start_client();
     if (code != ZK_OK) return code;

@@ -27,6 +27,7 @@ static uint32_t open_file_server(const char *server, uint32_t &connection) {
 }
 
 uint32_t qrt_CheckAuthServer(char *server, char **tree) try {
+    if (!server || !tree) return ZKE_BAD_PARAMETER;
     uint32_t iterator = 0, connection = 0, state = 0;
     uint32_t code = ZKCCScanConnInfo(&iterator, ZK_INFO_SERVER_NAME, server, 11, 1, 0, nullptr, &connection);
     TRACE(5, "ZKCCScanConnInfo() returned %X", code);

@@ -14,8 +14,10 @@ void credentials_clear(Credentials &credentials) {
 
 // A handle that was made is neither freed nor handed out when a later step fails: required.
 uint32_t qrt_TreeLogin(const char *tree, char *user, char *password, uint32_t *handle) {
+    if (!handle) return ZKE_BAD_PARAMETER;
     *handle = 0;
-    TRACE(4, "TreeLogin(%s, %s)", tree, user);
+    TRACE(4, "TreeLogin(%s, %s)", tree ? tree : "", user ? user : "");
+    if (!tree) return ZKE_TREE_NOT_FOUND;
     uint32_t code = contexts_start_client();
     if (code != 0) return code;
     uint32_t made = 0;
@@ -46,6 +48,7 @@ uint32_t qrt_TreeLogin(const char *tree, char *user, char *password, uint32_t *h
 }
 
 uint32_t qrt_TreeLogout(const char *tree) {
+    if (!tree) return ZKE_TREE_NOT_FOUND;
     uint32_t code = contexts_start_client();
     if (code != 0) return code;
     uint32_t handle = 0;
@@ -68,6 +71,8 @@ uint32_t qrt_TreeLogout(const char *tree) {
 }
 
 uint32_t qrt_get_user_password(int gui, const char *label, const char *defaultUser, char **user, char **password) {
+    constexpr uint32_t cancelled = 1;
+    if (!user || !password) return cancelled;
     int answer = 0;
     if (gui) {
         TRACE(5, "Initalize graphical login query");

@@ -69,7 +69,7 @@ int lex_addBuffer(const char *scriptText) {
 }
 
 LexBuffer *lex_activeBuffer() {
-    return ibufstack[ibufstackindex - 1];
+    return ibufstackindex > 0 ? ibufstack[ibufstackindex - 1] : nullptr;
 }
 
 int lex_dropBuffer() {
@@ -86,12 +86,12 @@ void lex_free_active_buffer() {
 }
 
 int lex_lookaheadchar(LexBuffer *buffer) {
-    if (buffer->readPos >= buffer->length) return 0;
+    if (!buffer || buffer->readPos >= buffer->length) return 0;
     return static_cast<unsigned char>(buffer->data[buffer->readPos]);
 }
 
 int lex_getchar(LexBuffer *buffer) {
-    if (buffer->readPos >= buffer->length) return 0;
+    if (!buffer || buffer->readPos >= buffer->length) return 0;
     return static_cast<unsigned char>(buffer->data[buffer->readPos++]);
 }
 
@@ -118,6 +118,7 @@ int lex_IncludeFile(const char *includedText) try {
         return 0;
     }
     LexBuffer *active = lex_activeBuffer();
+    if (!active) return 0;
     if (include_too_deep(active)) return include_failed();
     const size_t before = static_cast<size_t>(active->readPos);
     const size_t rest = static_cast<size_t>(active->length) - before;
@@ -159,6 +160,7 @@ static bool move_behind(LexBuffer *buffer, const std::string &pattern) {
 int lex_goto(const char *label) try {
     if (!label || strlen(label) + 2 >= goto_pattern_size) return 1;
     LexBuffer *active = lex_activeBuffer();
+    if (!active) return 1;
     const std::string word = label;
     return move_behind(active, "\n" + word + ":") || move_behind(active, "\n:" + word) ? 0 : 1;
 } catch (const std::bad_alloc &) {

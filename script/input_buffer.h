@@ -28,7 +28,7 @@ extern int32_t inputIndex;                   // exported for callers, used by no
 // Pushes a copy of `scriptText` (null: an empty text). Returns 0, or -1 when the stack is full.
 int lex_addBuffer(const char *scriptText);
 
-// The top entry. Precondition: the stack is not empty.
+// The top entry, or null when the stack is empty. Without a buffer the functions here find the end, or nothing.
 LexBuffer *lex_activeBuffer();
 
 // Frees the top entry unless it is the bottom one. Returns 0.

@@ -33,8 +33,8 @@ static size_t start_of_line_ends(std::string_view text) {
 // The line of the read position, which is the one before it when the position stands on a line end. It is the text of
 // `buffer` from the result on, up to `end`; null where there is no line.
 static char *quoted_line(LexBuffer *buffer, char *&end) {
+    if (!buffer || buffer->readPos <= 0) return nullptr;
     const std::string_view text(buffer->data, static_cast<size_t>(buffer->length) + 1);
-    if (buffer->readPos <= 0) return nullptr;
     const size_t behind = start_of_line_ends(text.substr(0, static_cast<size_t>(buffer->readPos) + 1));
     if (behind == 0) return nullptr;
     const size_t before = text.find_last_of(line_ends, behind - 1);
@@ -58,5 +58,5 @@ void yyerror(const char *message) {
     output_put("\n");
     say("Script error.\n");
     say_line(lex_activeBuffer());
-    TRACE(5, "parse error unexpected input: %s", message);
+    TRACE(5, "parse error unexpected input: %s", message ? message : "");
 }

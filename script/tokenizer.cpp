@@ -30,7 +30,7 @@ static OwnedText take_word(LexBuffer *buffer) {
 
 // The exported readers of one text each: without memory there is none.
 static char *or_null(OwnedText (*take)(LexBuffer *), LexBuffer *buffer) try {
-    return take(buffer).release();
+    return buffer ? take(buffer).release() : nullptr;
 } catch (const std::bad_alloc &) {
     return nullptr;
 }
@@ -115,6 +115,7 @@ char *lex_quotestring(LexBuffer *buffer) {
 
 int lex_find_replace_home(LexBuffer *buffer) {
     constexpr std::string_view words = "home directory";
+    if (!buffer) return 0;
     char *line = buffer->data + buffer->readPos;
     char *end = line + line_length(buffer);
     // The first character of the line is not examined: required, the statement's own keyword stands there.
@@ -169,6 +170,7 @@ static int delimiter_token(int ch) {
 int tokenizer_next() {
     TRACE(5, "Entering parser (needs more input)");
     LexBuffer *buffer = lex_activeBuffer();
+    if (!buffer) return 0;
     if (end_of_line) start_line(buffer);
     if (wholeline) {
         yylval.text = take_line(buffer).release();

@@ -26,7 +26,7 @@ int yylex();
 // 1 for the 22 characters that end a word, else 0. The full stop is part of words.
 int isDelimeter(int ch);
 
-// Each returns new heap text, or null without memory. The word up to the next delimiter:
+// Each returns new heap text, or null without memory or a buffer. The word up to the next delimiter:
 char *lex_gettoken(LexBuffer *buffer);
 // The body of a quoted string whose opening quote has been read, its escapes translated:
 char *lex_quotestring(LexBuffer *buffer);

@@ -1,11 +1,13 @@
 // What the exported functions make of arguments that a caller should not leave out, and of answers that hold nothing:
 // they come back with the code, or the text, of nothing found.
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <csignal>
 
 #include "commands/drive.h"
 #include "commands/program.h"
+#include "commands/words.h"
 #include "directory/clock.h"
 #include "frame/lifecycle.h"
 #include "frame/output.h"
@@ -93,6 +95,24 @@ TEST_F(MissingArgumentsTest, WithoutAStreamTheAbortStillEndsTheProcess) {
     EXPECT_EQ(output(), "");
 }
 
+// The messages that go to the process's own standard output, into a pipe that nobody reads any more.
+TEST_F(MissingArgumentsTest, AStandardOutputWithoutAReaderDoesNotEndTheCaller) {
+    folder_.file("config/map.conf", "Map_Link_Default_Location=%NOT_SET_AT_ALL/x\n");
+    const auto write_messages = [] {
+        int ends[2];
+        if (pipe(ends) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) _exit(9);
+        close(ends[0]);
+        getQuote(nullptr);
+        prescanForQuotedStrings(nullptr);
+        char *link = nullptr, *second = nullptr;
+        util_map_location("F", nullptr, &link, &second);
+        char server[49], volume[514], path[514];
+        orbispec("none.acme", server, volume, path);
+        _exit(ferror(stdout) != 0 ? 0 : 8);
+    };
+    EXPECT_EXIT(write_messages(), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(MissingArgumentsTest, WithoutAStreamAProgramKeepsTheCallersOutput) {
     folder_.script("leave", "exit 3");
     fdr = nullptr;
@@ -170,6 +190,7 @@ TEST_F(MissingArgumentsTest, APathThatIsNullIsTracedAsEmpty) {
     uint16_t resolved = 0;
     const auto parse = [&] { qrt_ZKDSParsePath(handle, nullptr, server, &connection, volume, rest, &resolved); };
     EXPECT_THAT(traces(9, parse), HasSubstr("ZKParsePath() returned 8847\n"));
+    EXPECT_THAT(spy::calls("ZKParsePath"), Contains("ZKParsePath(null)")) << "as it was passed in";
 }
 
 // ---- answers that hold nothing ----
