@@ -19,6 +19,7 @@ fenced() { # language, file
 example() { # TOPIC/BEHAVIOUR
     local with=
     fenced '' "$cases/$1.qrt"
+    # shellcheck disable=SC2016 # the backquotes are the document's
     [ ! -e "$cases/$1.settings" ] ||
         with=", with $(sed -E 's/^([0-9])=(.*)/`--var=\1=\2`/; t; s/.*/`&`/' "$cases/$1.settings" | paste -sd, | sed 's/,/, /g'),"
     if [ -s "$cases/$1.expected" ]; then

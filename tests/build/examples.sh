@@ -1,6 +1,6 @@
 #!/bin/bash
-# examples.sh SOURCE_DIR DOCUMENT...: each document shows the golden cases as they are, and no output of a script but
-# theirs. Its other blocks of text are what programs print.
+# examples.sh SOURCE_DIR DOCUMENT...: each document shows the golden cases as they are, and has no output (a block marked as
+# text) but theirs.
 set -euo pipefail
 cd "$1"
 shift

@@ -73,8 +73,8 @@ class Golden : public testing::Test {
             result = run();
         }
         std::string got = sample_read_file(folder_ / "output").substr(static_cast<size_t>(start_));
-        // The end of a session is a NUL.
-        if (!got.empty() && got.back() == '\0') got.pop_back();
+        // The end of a login is a NUL.
+        if (topic() == "logins" && !got.empty() && got.back() == '\0') got.pop_back();
         if (result != 0) got += "[result " + std::to_string(result) + "]\n";
         EXPECT_EQ(got, sample_read_file(expected));
     }
