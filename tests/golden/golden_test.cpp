@@ -2,13 +2,20 @@
 // <behaviour>.expected. Each case is a test of its own, and a second one in which the lines end in CR LF. Those of the
 // topic "errors" have no second one: a mistake is reported again only after three good tokens, and a CR is a token.
 // Where <behaviour>.typed stands beside them, the script runs on a terminal: each of its lines is "question=>answer".
+// Where <behaviour>.settings does, each of its lines is "name=value": a script variable if the name is a digit, and an
+// environment variable otherwise. The scripts of the topic "logins" are a container's, in a whole login. It is always
+// Thursday, 5 March 2026, 09:05:07.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <cctype>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <string>
 
+#include "directory/clock.h"
+#include "platform/zk.h"
 #include "qrtscript.h"
 #include "tests/golden/sample_session.h"
 #include "tests/tools/process.h"
@@ -36,12 +43,16 @@ class Golden : public testing::Test {
         folder_ = pattern;
         // Without the fixed place the links that map makes lead nowhere.
         const bool fixed_place = sample_prepare(folder_);
-        if (!fixed_place && script_.parent_path().filename() == "links") GTEST_SKIP() << "no private mounts here";
-        log_in();
+        if (!fixed_place && topic() == "links") GTEST_SKIP() << "no private mounts here";
+        setenv("TZ", "UTC", 1);
+        clock_now = [] { return time_t{1772701507}; };
+        read_settings();
+        output_ = fopen((folder_ / "output").c_str(), "w+e");
+        if (topic() != "logins") log_in();
     }
 
     void TearDown() override {
-        sample_log_out(handle_);
+        if (handle_ != 0) sample_log_out(handle_);
         if (output_) fclose(output_);
         fs::remove_all(folder_);
     }
@@ -52,7 +63,9 @@ class Golden : public testing::Test {
         typed.replace_extension(".typed");
         ASSERT_TRUE(fs::exists(expected)) << expected << " is missing";
         int result = 0;
-        if (fs::exists(typed)) {
+        if (topic() == "logins") {
+            result = run_login();
+        } else if (fs::exists(typed)) {
             TerminalProcess terminal([this] { return run(); });
             type_answers(terminal, sample_read_file(typed));
             result = terminal.finish();
@@ -60,14 +73,48 @@ class Golden : public testing::Test {
             result = run();
         }
         std::string got = sample_read_file(folder_ / "output").substr(static_cast<size_t>(start_));
+        // The end of a login is a NUL.
+        if (topic() == "logins" && !got.empty() && got.back() == '\0') got.pop_back();
         if (result != 0) got += "[result " + std::to_string(result) + "]\n";
         EXPECT_EQ(got, sample_read_file(expected));
     }
 
   private:
+    std::string topic() const { return script_.parent_path().filename(); }
+
+    std::string text() const {
+        const std::string text = sample_read_file(script_);
+        return crlf_ ? with_crlf(text) : text;
+    }
+
+    // A locale of Debian's is compiled into the test's folder: few machines have more than their own.
+    void make_locale(const std::string &name) {
+        const std::string command =
+            "localedef -f UTF-8 -i " + name.substr(0, name.find('.')) + " '" + (folder_ / name).string() + "'";
+        ASSERT_EQ(system(command.c_str()), 0) << command;
+        setenv("LOCPATH", folder_.c_str(), 1);
+    }
+
+    void read_settings() {
+        fs::path settings = script_;
+        settings.replace_extension(".settings");
+        std::ifstream lines(settings);
+        for (std::string line; std::getline(lines, line);) {
+            const size_t equals = line.find('=');
+            ASSERT_NE(equals, line.npos) << line;
+            const std::string name = line.substr(0, equals), value = line.substr(equals + 1);
+            if (name == "LC_ALL") make_locale(value);
+            if (name.size() == 1 && isdigit(name[0]))
+                variables_[name[0] - '0'] = value;
+            else
+                setenv(name.c_str(), value.c_str(), 1);
+        }
+    }
+
     int run() {
-        std::string text = sample_read_file(script_);
-        if (crlf_) text = with_crlf(text);
+        for (int n = 0; n < 10; n++)
+            if (!variables_[n].empty()) qrt_SetUserVar(n, variables_[n].c_str());
+        const std::string text = this->text();
         char *object = qrt_Object();
         const int result = parsescript_Run(text.c_str(), object, handle_);
         free(object);
@@ -86,8 +133,30 @@ class Golden : public testing::Test {
         }
     }
 
+    // The profile's script and the user's own are one line each, so that the case is about the container's.
+    void write_scripts() const {
+        sample_use_quick_passwords(folder_ / "tree");
+        std::ofstream(folder_ / "tree/scripts/sales.qrt", std::ios::binary) << text();
+        std::ofstream(folder_ / "tree/scripts/fieldstaff.qrt") << "WRITE \"the profile's script\"\n";
+        std::ofstream(folder_ / "tree/scripts/jdoe.qrt") << "WRITE \"the user's script\"\n";
+    }
+
+    int run_login() {
+        write_scripts();
+        char tree[] = "ACME", user[] = "jdoe.sales.acme", name[] = ".jdoe.sales.acme", password[] = "sunflower";
+        QrtRunScriptsArgs args = {};
+        args.treename = tree;
+        args.user = user;
+        args.password = password;
+        uint32_t context = 0;
+        if (qrt_init(nullptr, output_) != 0 || qrt_Getctx(tree, &context) != 0) return -1;
+        if (ZKDSLoginEx(context, name, 2, password) != 0) return -1;
+        const uint32_t result = qrt_RunScripts(&args);
+        ZKDSFreeContext(context);
+        return static_cast<int>(result);
+    }
+
     void log_in() {
-        output_ = fopen((folder_ / "output").c_str(), "w+e");
         handle_ = sample_log_in(output_);
         ASSERT_NE(handle_, 0U);
         // The session's own messages are not the script's.
@@ -97,6 +166,7 @@ class Golden : public testing::Test {
     fs::path script_;
     bool crlf_;
     fs::path folder_;
+    std::string variables_[10];
     FILE *output_ = nullptr;
     uint32_t handle_ = 0;
     long start_ = 0;

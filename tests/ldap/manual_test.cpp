@@ -1,0 +1,74 @@
+// The commands that the manual gives for scripts in a live directory, tried as they stand against a real server.
+#include <gtest/gtest.h>
+#include <unistd.h>
+#include <stdexcept>
+
+#include "tests/ldap/ldap_site.h"
+
+namespace {
+
+// The block of shell commands behind the manual's line "<!-- tried: NAME -->".
+std::string commands(const std::string &name) {
+    const std::string manual = file_text(SOURCE_DIR "/docs/language.md"), start = "```sh\n";
+    const size_t mark = manual.find("<!-- tried: " + name + " -->");
+    const size_t from = manual.find(start, mark), to = manual.find("```\n", from + start.size());
+    if (mark == std::string::npos || to == std::string::npos) throw std::runtime_error("no block: " + name);
+    return manual.substr(from + start.size(), to - from - start.size());
+}
+
+std::string replaced_once(std::string text, const std::string &from, const std::string &to) {
+    const size_t at = text.find(from);
+    if (at == std::string::npos) throw std::runtime_error("not there: " + from);
+    return text.replace(at, from.size(), to);
+}
+
+class LdapManual : public LdapSite {
+  protected:
+    // Who runs the test may change the entries, as root may on a site of the documents.
+    static Slapd::Setup ownSample() {
+        Slapd::Setup setup = sample();
+        setup.database = "rootdn \"gidNumber=" + std::to_string(getegid()) + "+uidNumber=" + std::to_string(geteuid()) +
+                         ",cn=peercred,cn=external,cn=auth\"\n";
+        return setup;
+    }
+
+    // Runs the first block up to the last of these names as one shell would.
+    Outcome run(const Slapd &server, const std::vector<std::string> &names) {
+        std::string text = "set -e\ncd '" + work.path() + "'\n";
+        for (const std::string &name : names) text += commands(name);
+        text = replaced_once(text, "ldapi:///", server.localUri());
+        return process_run({"/bin/sh", "-c", text}, process_environment());
+    }
+
+    TempFolder work;
+};
+
+} // namespace
+
+TEST_F(LdapManual, PutsAScriptIntoALiveDirectory) {
+    Slapd server(ownSample());
+    onServers({server.uri()});
+    const Outcome done = run(server, {"a script from a file"});
+    ASSERT_EQ(done.status, 0) << done.err;
+    EXPECT_NE(login().out.find(", Jane Doe.\nThis is the new script of sales.\n"), std::string::npos);
+    EXPECT_NE(login("mlee.emea.sales.acme", "moonlight").out.find("This is the new script of sales."),
+              std::string::npos);
+}
+
+TEST_F(LdapManual, PutsAScriptIntoAContainerThatMayHaveNone) {
+    Slapd server(ownSample());
+    onServers({server.uri()});
+    const Outcome done = run(server, {"a script from a file", "a script as base64"});
+    ASSERT_EQ(done.status, 0) << done.err;
+    EXPECT_NE(login("mlee.emea.sales.acme", "moonlight").out.find("This is the script of Europe.\n"),
+              std::string::npos);
+}
+
+TEST_F(LdapManual, ReadsAScriptBackAndTakesOneAway) {
+    Slapd server(ownSample());
+    onServers({server.uri()});
+    const Outcome done =
+        run(server, {"a script from a file", "a script as base64", "a script back from the directory"});
+    ASSERT_EQ(done.status, 0) << done.err << done.out;
+    EXPECT_EQ(login("mlee.emea.sales.acme", "moonlight").out.find("Europe"), std::string::npos);
+}
