@@ -13,11 +13,12 @@ static constexpr int seconds_per_day = 86400;
 static constexpr uint32_t largest_value = 16u << 20;
 static constexpr uint32_t largest_layout = sizeof(ZKPostalAddress);
 
-uint32_t attribute_values_fetch(uint32_t handle, ZKDSBuffer *reply, uint32_t syntax, AttributeValue &value) {
+uint32_t attribute_values_fetch(TracedFunction function, uint32_t handle, ZKDSBuffer *reply, uint32_t syntax,
+                                AttributeValue &value) {
     uint32_t size = 0;
     uint32_t code = ZKDSComputeAttrValSize(handle, reply, syntax, &size);
     if (code != ZK_OK) {
-        TRACE(4, "ZKDSComputeAttrValSize returned %x", code);
+        TRACE_FOR(function, 4, "ZKDSComputeAttrValSize returned %x", code);
         return code;
     }
     if (size > largest_value) return ZKE_NO_MEMORY;
@@ -26,7 +27,7 @@ uint32_t attribute_values_fetch(uint32_t handle, ZKDSBuffer *reply, uint32_t syn
     if (!block) throw std::bad_alloc();
     code = ZKDSGetAttrVal(handle, reply, syntax, block.get());
     if (code != ZK_OK) {
-        TRACE(4, "ZKDSGetAttrVal returned %x", code);
+        TRACE_FOR(function, 4, "ZKDSGetAttrVal returned %x", code);
         return code;
     }
     value.syntax = syntax;

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "commands/text.h"
+#include "frame/output.h"
 #include "platform/zk.h"
 
 struct AttributeValue {
@@ -18,9 +19,10 @@ struct AttributeValue {
     uint32_t size = 0; // the value's bytes in the block
 };
 
-// Fetches the next value of the reply: its size, then the value. Returns 0, the client's code, or ZKE_NO_MEMORY when
-// the size is beyond all reason. Throws std::bad_alloc.
-uint32_t attribute_values_fetch(uint32_t handle, ZKDSBuffer *reply, uint32_t syntax, AttributeValue &value);
+// Fetches the next value of the reply: its size, then the value, each with a trace of its failure. Returns 0, the
+// client's code, or ZKE_NO_MEMORY when the size is beyond all reason. Throws std::bad_alloc.
+uint32_t attribute_values_fetch(TracedFunction function, uint32_t handle, ZKDSBuffer *reply, uint32_t syntax,
+                                AttributeValue &value);
 
 // The value as text, for the attribute of that name; the time until a password expires is told in days. Empty when the
 // value holds nothing. Throws std::bad_alloc.

@@ -6,6 +6,7 @@
 #include "frame/output.h"
 #include "frame/session.h"
 #include "platform/zk.h"
+#include "script/parser.h"
 
 OwnedText phrase_empty() {
     return text_copy("");
@@ -36,9 +37,9 @@ static uint32_t look_up(const char *name, OwnedText &value) {
     value.reset(found);
     if (code == 0) {
         if (!value) value = phrase_empty();
-        TRACE(5, "Identifier value:%s", value.get());
+        TRACE(yyparse, 5, "Identifier value:%s", value.get());
     } else if (code != ZKE_NO_SUCH_ATTRIBUTE && code != ZKE_NO_SUCH_VALUE) {
-        TRACE(1, "Error Invalid Identifier:%s(%X)", name, code);
+        TRACE(yyparse, 1, "Error Invalid Identifier:%s(%X)", name, code);
     }
     return code;
 }
