@@ -15,6 +15,7 @@
 #include "frame/output.h"
 #include "platform/zk.h"
 #include "script/conditions.h"
+#include "script/parser.h"
 #include "script/syntax_error.h"
 
 char *driveDir = nullptr;
@@ -42,10 +43,10 @@ static int run_map(uint32_t handle, const std::string &command) {
     char *end = line.get() + strlen(line.get());
     std::replace(line.get(), end, ';', ',');
     std::replace(line.get(), end, '\\', '/');
-    TRACE(4, "map command: %s", line.get());
+    TRACE(qrt_map_command, 4, "map command: %s", line.get());
     const int status = program_run(line.get());
     if (status == 0) return 0;
-    TRACE(0, "map command status: 0x%X", static_cast<unsigned>(status));
+    TRACE(qrt_map_command, 0, "map command status: 0x%X", static_cast<unsigned>(status));
     syntax_error = 1;
     return 1;
 }
@@ -77,13 +78,13 @@ int qrt_ChangeWorkingDir(uint32_t handle, const char *name) {
     if (link == nullptr) return 0;
     free(driveDir);
     driveDir = link;
-    TRACE(7, "drive directory: %s", driveDir);
+    TRACE(qrt_ChangeWorkingDir, 7, "drive directory: %s", driveDir);
     return 1;
 }
 
 void drive_statement(OwnedText name) {
     if (!condition_executing()) return;
-    TRACE(2, "drive: %s", name.get());
+    TRACE(yyparse, 2, "drive: %s", name.get());
     qrt_ChangeWorkingDir(ctx, name.get());
 }
 
@@ -115,10 +116,10 @@ static std::optional<std::string> link_directory() {
     char location[location_size] = "";
     const uint32_t code = qrtGetConfValue("map.conf", "", "Map_Link_Default_Location", location, sizeof location);
     if (code != 0) {
-        TRACE(4, "Map_Link_Default_Location: not read (%u)", code);
+        TRACE(util_map_location, 4, "Map_Link_Default_Location: not read (%u)", code);
         return from_environment("HOME");
     }
-    TRACE(4, "Map_Link_Default_Location: %s", location);
+    TRACE(util_map_location, 4, "Map_Link_Default_Location: %s", location);
     return location[0] == '%' ? expand_location(location) : location;
 }
 
@@ -156,7 +157,7 @@ static OwnedText read_mappings() {
     if (ZKGetMappedDrives(nullptr, &size) != ZK_OK) return nullptr;
     OwnedText list(static_cast<char *>(malloc(size)));
     if (list == nullptr) {
-        TRACE(4, "no memory for %u bytes of mapped drives", size);
+        TRACE(util_map_existing, 4, "no memory for %u bytes of mapped drives", size);
         return nullptr;
     }
     return ZKGetMappedDrives(list.get(), &size) == ZK_OK ? std::move(list) : nullptr;

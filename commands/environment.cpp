@@ -5,6 +5,7 @@
 #include "directory/substitution.h"
 #include "frame/output.h"
 #include "script/conditions.h"
+#include "script/parser.h"
 
 // What setenv answers is of no consequence to a script.
 void set_statement(OwnedText name, OwnedText value) {
@@ -62,7 +63,7 @@ void profile_format_error() {
 void no_default_statement() {
     if (!condition_executing()) return;
     use_default_script = 0;
-    TRACE(5, "no default script");
+    TRACE(yyparse, 5, "no default script");
 }
 
 void no_default_format_error() {

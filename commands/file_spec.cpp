@@ -5,6 +5,7 @@
 #include "commands/drive.h"
 #include "frame/output.h"
 #include "frame/session.h"
+#include "script/parser.h"
 
 static OwnedText nothing() {
     return text_copy("");
@@ -81,7 +82,7 @@ OwnedText file_unc(OwnedText server, OwnedText path) {
 }
 
 OwnedText file_dotted(OwnedText name, OwnedText path) {
-    TRACE(4, "filespec .%s %s", name.get(), path.get());
+    TRACE(yyparse, 4, "filespec .%s %s", name.get(), path.get());
     return nothing();
 }
 

@@ -16,6 +16,7 @@
 #include "directory/substitution.h"
 #include "frame/output.h"
 #include "script/conditions.h"
+#include "script/parser.h"
 
 // The programs started without waiting that have not been reaped.
 static std::vector<pid_t> background;
@@ -139,7 +140,7 @@ void program_reap() {
 
 static void run_statement(const OwnedText &line, int (*run)(const char *)) {
     if (!condition_executing()) return;
-    TRACE(5, "%s", line.get());
+    TRACE(yyparse, 5, "%s", line.get());
     run(substitution_of(ctx, line.get()).get());
 }
 

@@ -2,6 +2,7 @@
 
 #include "frame/output.h"
 #include "script/conditions.h"
+#include "script/parser.h"
 
 static const char *shown(const OwnedText &text) {
     return text == nullptr ? "NULL" : text.get();
@@ -9,7 +10,7 @@ static const char *shown(const OwnedText &text) {
 
 void tree_statement(OwnedText tree, OwnedText user, OwnedText password) {
     if (condition_executing()) {
-        TRACE(5, "TREE %s/%s;%s", shown(tree), shown(user), password == nullptr ? "NULL" : "<a password>");
+        TRACE(yyparse, 5, "TREE %s/%s;%s", shown(tree), shown(user), password == nullptr ? "NULL" : "<a password>");
         doTreeLogin(tree.get(), user.get(), password.get());
     }
     text_wipe(password.get());

@@ -31,7 +31,7 @@ std::string attribute_compare_wanted(const char *name) {
 }
 
 static uint32_t traced(const char *call, uint32_t code) {
-    if (code != ZK_OK) TRACE(4, "%s returned %x", call, code);
+    if (code != ZK_OK) TRACE(qrt_compareAttribute, 4, "%s returned %x", call, code);
     return code;
 }
 
@@ -54,7 +54,7 @@ static uint32_t prepare_contexts(uint32_t handle, uint32_t scratch, const char *
     char canonical[names_buffer_size] = "";
     code = traced("ZKDSCanonicalizeName", ZKDSCanonicalizeName(handle, object, canonical));
     if (code != ZK_OK) return code;
-    TRACE(4, "canonical name of (%s) is (%s)", object, canonical);
+    TRACE(qrt_compareAttribute, 4, "canonical name of (%s) is (%s)", object, canonical);
     code = traced("ZKDSSetContext", ZKDSSetContext(scratch, DCK_TREE_NAME, tree));
     if (code != ZK_OK) return code;
     return traced("ZKDSSetContext", ZKDSSetContext(scratch, DCK_NAME_CONTEXT, ""));
@@ -69,7 +69,7 @@ static uint32_t search_reply(const AttributeRead &read, const std::string &wante
         code = attributes_head(read, head);
         for (uint32_t j = 0; code == ZK_OK && *flag != 0 && j < head.values; j++) {
             AttributeValue value;
-            code = attribute_values_fetch(read.handle, read.reply.get(), head.syntax, value);
+            code = attribute_values_fetch(read.function, read.handle, read.reply.get(), head.syntax, value);
             if (code == ZK_OK && text_equal_nocase(abbreviated(value.block.get()), wanted)) *flag = 0;
         }
     }
@@ -79,7 +79,7 @@ static uint32_t search_reply(const AttributeRead &read, const std::string &wante
 // The flag becomes 1 only when the read is about to be made: a lookup that did not get so far is no answer.
 static uint32_t search_attribute(uint32_t handle, const char *object, const char *attribute, const std::string &wanted,
                                  uint32_t *flag) {
-    AttributeRead read;
+    AttributeRead read{TRACED(qrt_compareAttribute)};
     uint32_t code = attributes_prepare(read, handle, attribute);
     if (code != ZK_OK) return code;
     *flag = 1;

@@ -17,18 +17,18 @@ bool attribute_values_any_code(uint32_t code) {
     return code != ZK_OK;
 }
 
-uint32_t attribute_values_fetch(uint32_t handle, ZKDSBuffer *reply, uint32_t syntax, AttributeValue &value,
-                                CallFailed failed) {
+uint32_t attribute_values_fetch(TracedFunction function, uint32_t handle, ZKDSBuffer *reply, uint32_t syntax,
+                                AttributeValue &value, CallFailed failed) {
     uint32_t size = 0;
     uint32_t code = ZKDSComputeAttrValSize(handle, reply, syntax, &size);
-    if (code != ZK_OK) TRACE(4, "ZKDSComputeAttrValSize returned %x", code);
+    if (code != ZK_OK) TRACE_FOR(function, 4, "ZKDSComputeAttrValSize returned %x", code);
     if (failed(code)) return code;
     if (size > largest_value) return ZKE_NO_MEMORY;
     // The zeros behind a short value stand for its missing fields, the last one ends a text that has no NUL.
     OwnedText block(static_cast<char *>(calloc(1, size_t{std::max(size, largest_layout)} + 1)));
     if (!block) throw std::bad_alloc();
     code = ZKDSGetAttrVal(handle, reply, syntax, block.get());
-    if (code != ZK_OK) TRACE(4, "ZKDSGetAttrVal returned %x", code);
+    if (code != ZK_OK) TRACE_FOR(function, 4, "ZKDSGetAttrVal returned %x", code);
     if (failed(code)) return code;
     value.syntax = syntax;
     value.block = std::move(block);

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "commands/text.h"
+#include "frame/output.h"
 #include "platform/zk.h"
 
 struct AttributeValue {
@@ -22,11 +23,11 @@ struct AttributeValue {
 using CallFailed = bool (*)(uint32_t code);
 bool attribute_values_any_code(uint32_t code); // all but 0
 
-// Fetches the next value of the reply: its size, then the value. Returns the code of the last call made, which is the
-// first one that `failed`, or ZKE_NO_MEMORY when the size is beyond all reason; then `value` is left alone. Throws
-// std::bad_alloc.
-uint32_t attribute_values_fetch(uint32_t handle, ZKDSBuffer *reply, uint32_t syntax, AttributeValue &value,
-                                CallFailed failed = attribute_values_any_code);
+// Fetches the next value of the reply: its size, then the value, each with a trace of its failure. Returns the code of
+// the last call made, which is the first one that `failed`, or ZKE_NO_MEMORY when the size is beyond all reason; then
+// `value` is left alone. Throws std::bad_alloc.
+uint32_t attribute_values_fetch(TracedFunction function, uint32_t handle, ZKDSBuffer *reply, uint32_t syntax,
+                                AttributeValue &value, CallFailed failed = attribute_values_any_code);
 
 // The value as text, for the attribute of that name; the time until a password expires is told in days. Empty when the
 // value holds nothing. Throws std::bad_alloc.

@@ -14,44 +14,44 @@ QrtAttributeName ctable[] = {
     {nullptr, nullptr},
 };
 
-static uint32_t allocate(ReadBuffer &buffer) {
+static uint32_t allocate(TracedFunction function, ReadBuffer &buffer) {
     ZKDSBuffer *made = nullptr;
     uint32_t code = ZKDSAllocBuf(attribute_buffer_size, &made);
     buffer.reset(made);
-    if (code != ZK_OK) TRACE(4, "ZKDSAllocBuf returned %x", code);
+    if (code != ZK_OK) TRACE_FOR(function, 4, "ZKDSAllocBuf returned %x", code);
     return code == ZK_OK && !made ? ZKE_NO_MEMORY : code;
 }
 
 uint32_t attributes_prepare(AttributeRead &read, uint32_t handle, const char *attribute, CallFailed failed) {
     read.handle = handle;
-    uint32_t code = allocate(read.request);
+    uint32_t code = allocate(read.function, read.request);
     if (failed(code) || !read.request) return code;
-    code = allocate(read.reply);
+    code = allocate(read.function, read.reply);
     if (failed(code) || !read.reply) return code;
     code = ZKDSInitBuf(handle, ZK_OPERATION_READ, read.request.get());
-    if (code != ZK_OK) TRACE(4, "ZKDSInitBuf returned %x", code);
+    if (code != ZK_OK) TRACE_FOR(read.function, 4, "ZKDSInitBuf returned %x", code);
     if (failed(code)) return code;
     code = ZKDSPutAttrName(handle, read.request.get(), attribute);
-    if (code != ZK_OK) TRACE(4, "ZKDSPutAttrName(%s) returned %x", attribute, code);
+    if (code != ZK_OK) TRACE_FOR(read.function, 4, "ZKDSPutAttrName(%s) returned %x", attribute, code);
     return code;
 }
 
 uint32_t attributes_read(AttributeRead &read, const char *object) {
     uint32_t code = ZKDSRead(read.handle, object, ZK_INFO_NAMES_AND_VALUES, 0, read.request.get(), &read.iteration,
                              read.reply.get());
-    if (code != ZK_OK) TRACE(4, "ZKDSRead(%s) returned %x", object, code);
+    if (code != ZK_OK) TRACE_FOR(read.function, 4, "ZKDSRead(%s) returned %x", object, code);
     return code;
 }
 
 uint32_t attributes_count(const AttributeRead &read, uint32_t &count) {
     uint32_t code = ZKDSGetAttrCount(read.handle, read.reply.get(), &count);
-    if (code != ZK_OK) TRACE(4, "ZKDSGetAttrCount returned %x", code);
+    if (code != ZK_OK) TRACE_FOR(read.function, 4, "ZKDSGetAttrCount returned %x", code);
     return code;
 }
 
 uint32_t attributes_head(const AttributeRead &read, AttributeHead &head) {
     uint32_t code = ZKDSGetAttrName(read.handle, read.reply.get(), head.name, &head.values, &head.syntax);
-    if (code != ZK_OK) TRACE(4, "ZKDSGetAttrName returned %x", code);
+    if (code != ZK_OK) TRACE_FOR(read.function, 4, "ZKDSGetAttrName returned %x", code);
     return code;
 }
 
@@ -67,7 +67,7 @@ static uint32_t read_last_reply(AttributeRead &read, const char *object) {
 static uint32_t ask_schema(AttributeRead &read) {
     uint32_t code =
         ZKDSReadAttrDef(read.handle, ZK_INFO_NAMES, 0, read.request.get(), &read.iteration, read.reply.get());
-    if (code != ZK_OK) TRACE(4, "ZKDSReadAttrDef returned %x", code);
+    if (code != ZK_OK) TRACE(qrt_GetAttribute, 4, "ZKDSReadAttrDef returned %x", code);
     return code == ZK_OK ? ZKE_NO_SUCH_VALUE : code;
 }
 
@@ -91,7 +91,7 @@ static uint32_t walk_reply(AttributeRead &read, const Reader &reader, OwnedText 
         if (code == ZK_OK && !reader.everyValue && head.values > 1) head.values = 1;
         for (uint32_t j = 0; code == ZK_OK && j < head.values; j++) {
             AttributeValue value;
-            code = attribute_values_fetch(read.handle, read.reply.get(), head.syntax, value);
+            code = attribute_values_fetch(read.function, read.handle, read.reply.get(), head.syntax, value);
             if (code == ZK_OK) reader.take(value, head.name, owned, text);
         }
     }
@@ -134,7 +134,7 @@ uint32_t qrt_GetAttribute(uint32_t handle, const char *object, const char *attri
     if (!attribute || !text) return ZKE_BAD_PARAMETER;
     if (attribute[0] >= '0' && attribute[0] <= '9' && !attribute[1]) return user_variable(attribute[0] - '0', text);
     if (!object) return ZKE_NO_SUCH_ENTRY;
-    AttributeRead read;
+    AttributeRead read{TRACED(qrt_GetAttribute)};
     uint32_t code = attributes_prepare(read, handle, directory_name_of(attribute));
     if (code != ZK_OK) return code;
     code = read_last_reply(read, object);
@@ -152,7 +152,7 @@ uint32_t qrt_GetAttribute(uint32_t handle, const char *object, const char *attri
 static uint32_t read_last_value(uint32_t handle, const char *object, const char *attribute, OwnedText &owned,
                                 char *&value) {
     if (!object) return ZKE_NO_SUCH_ENTRY;
-    AttributeRead read;
+    AttributeRead read{TRACED(__GetAttribute)};
     uint32_t code = attributes_prepare(read, handle, attribute);
     if (code == ZK_OK) code = read_last_reply(read, object);
     return code == ZK_OK ? walk_reply(read, {true, take_value}, owned, value) : code;
@@ -199,7 +199,7 @@ char *qrt_Error(const char *api, const char *function, int line, uint32_t code) 
     char record[2048];
     snprintf(record, sizeof record, "function:%s Line:%i - API:%s code:%04X %s\n", function ? function : "", line,
              api ? api : "", code, name);
-    TRACE(4, "%s", record);
+    TRACE(qrt_Error, 4, "%s", record);
     return text_copy(name).release();
 } catch (const std::bad_alloc &) {
     return nullptr;

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "directory/attribute_values.h"
+#include "frame/output.h"
 #include "platform/zk.h"
 #include "qrtscript.h"
 
@@ -18,10 +19,11 @@ struct ReadBufferFree {
 };
 using ReadBuffer = std::unique_ptr<ZKDSBuffer, ReadBufferFree>;
 
-// A read of one attribute. Both buffers are given back when it ends.
+// A read of one attribute for `function`, the exported one that was called. Both buffers are given back when it ends.
 struct AttributeRead {
+    TracedFunction function;
     uint32_t handle = 0;
-    ReadBuffer reply, request;
+    ReadBuffer reply = nullptr, request = nullptr;
     int32_t iteration = ZK_NO_MORE_ITERATIONS;
 };
 

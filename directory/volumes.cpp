@@ -42,7 +42,7 @@ static uint32_t take_volume_name(const AttributeRead &read, char *volume) {
     if (low_part_negative(code) || !text_equal_nocase(head.name, hostResName)) return code;
     if (head.values != 1) return QRT_NOT_FOUND;
     AttributeValue value;
-    code = attribute_values_fetch(read.handle, read.reply.get(), head.syntax, value, low_part_negative);
+    code = attribute_values_fetch(read.function, read.handle, read.reply.get(), head.syntax, value, low_part_negative);
     if (low_part_negative(code) || !value.block) return code;
     return names_copy(volume, volumes_name_size, value.block.get()) ? code : QRT_NOT_FOUND;
 }
@@ -50,7 +50,7 @@ static uint32_t take_volume_name(const AttributeRead &read, char *volume) {
 uint32_t qrt_DSGetPhysicalVolumeName(uint32_t handle, const char *volumeObject, char *volume) try {
     if (!volumeObject || !volume) return QRT_NOT_FOUND;
     *volume = '\0';
-    AttributeRead read;
+    AttributeRead read{TRACED(qrt_DSGetPhysicalVolumeName)};
     uint32_t code = attributes_prepare(read, handle, hostResName, low_part_negative);
     if (!read.request || !read.reply) return code == ZK_OK ? QRT_NOT_FOUND : extended(code);
     if (low_part_negative(code)) return extended(code);
@@ -84,7 +84,7 @@ static uint32_t take_map_target(const AttributeRead &read, char *volumeObject, c
     if (low_part_negative(code)) return code;
     if (head.syntax != ZK_SYNTAX_PATH) return ZKE_NO_SUCH_ATTRIBUTE;
     AttributeValue value;
-    code = attribute_values_fetch(read.handle, read.reply.get(), head.syntax, value, low_part_negative);
+    code = attribute_values_fetch(read.function, read.handle, read.reply.get(), head.syntax, value, low_part_negative);
     if (low_part_negative(code) || !value.block) return code;
     std::string path(attribute_values_path(value));
     if (*rest) path += std::string("\\") + rest;
@@ -96,7 +96,7 @@ static uint32_t take_map_target(const AttributeRead &read, char *volumeObject, c
 
 uint32_t qrt_CheckForDirectoryMap(uint32_t handle, const char *mapObject, char *volumeObject, char *rest) try {
     if (!mapObject || !volumeObject || !rest) return QRT_NOT_FOUND;
-    AttributeRead read;
+    AttributeRead read{TRACED(qrt_CheckForDirectoryMap)};
     uint32_t code = attributes_prepare(read, handle, pathStr, low_part_negative);
     if (!read.request || !read.reply) return code == ZK_OK ? QRT_NOT_FOUND : extended(code);
     if (!low_part_negative(code)) code = attributes_read(read, mapObject);
@@ -162,7 +162,7 @@ static uint32_t ask_client(const char *path, uint32_t pending, const PathOuts &o
     char rest[ZK_MAX_NAME + 1] = "";
     uint32_t connection = 0;
     uint32_t code = ZKParsePath(path, server, &connection, volume, rest);
-    TRACE(4, "ZKParsePath(%s) returned %x", path ? path : "", code);
+    TRACE(qrt_ZKDSParsePath, 4, "ZKParsePath(%s) returned %x", path ? path : "", code);
     if (code != ZK_OK) return pending == ZKE_VOLUME_UNKNOWN ? pending : code;
     if (outs.rest && !names_copy(outs.rest, volumes_rest_size, rest)) return QRT_NOT_FOUND;
     if (outs.server) names_copy(outs.server, volumes_name_size, server);

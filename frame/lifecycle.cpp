@@ -26,7 +26,7 @@ int qrt_script_load_configuration() {
     debug_level = 0;
     if (qrtGetConfValue("login.conf", "", "debug_level", value, sizeof value) != 0) return 0;
     debug_level = static_cast<int32_t>(strtol(value, nullptr, 10));
-    if (debug_level >= 1) output_trace(__func__, __LINE__, "debug_level found in conf file:%i", debug_level);
+    TRACE(qrt_script_load_configuration, 0, "debug_level found in conf file:%i", debug_level);
     return 0;
 }
 

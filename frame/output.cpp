@@ -75,11 +75,11 @@ void output_print(const char *format, ...) {
     output_release_pipe_signal(held, stdout);
 }
 
-void output_trace(const char *function, int line, const char *format, ...) {
+void output_trace(TracedFunction function, int line, const char *format, ...) {
     const PipeSignal held = output_hold_pipe_signal();
     va_list arguments;
     va_start(arguments, format);
-    printf("--DEBUG--%s:%i ", function, line);
+    printf("--DEBUG--%s:%i ", function.name, line);
     vprintf(format, arguments);
     putchar('\n');
     va_end(arguments);

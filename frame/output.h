@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <string_view>
+#include <type_traits>
 
 #include "qrtscript.h"
 
@@ -34,13 +35,30 @@ void output_put(std::string_view text);
 // Writes a message to standard output and flushes: the few that are not the script's own, `format` as it stands.
 void output_print(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
-// Writes one trace line to standard output, flushed at once.
-void output_trace(const char *function, int line, const char *format, ...) __attribute__((format(printf, 3, 4)));
+// The name that a trace line carries: that of the exported function that was called, whichever helper writes the line.
+// Readers of traces know those names and no others. TRACED(function) makes it of the function's own identifier, so that
+// a name that no function has does not compile.
+struct TracedFunction {
+    const char *name;
+};
+template <typename Function>
+constexpr TracedFunction output_traced(const char *name) {
+    static_assert(std::is_function_v<Function>, "a trace carries the name of a function");
+    return {name};
+}
+#define TRACED(function) output_traced<decltype(function)>(#function)
 
-// A trace for levels above `threshold`.
-#define TRACE(threshold, ...)                                                         \
-    do {                                                                              \
-        if (debug_level > (threshold)) output_trace(__func__, __LINE__, __VA_ARGS__); \
+// Writes one trace line to standard output, flushed at once.
+void output_trace(TracedFunction function, int line, const char *format, ...) __attribute__((format(printf, 3, 4)));
+
+// A trace of an exported function for levels above `threshold`:
+//     TRACE(qrt_SetTree, 7, "entering qrt_SetTree(%s)", tree);
+#define TRACE(function, threshold, ...) TRACE_FOR(TRACED(function), threshold, __VA_ARGS__)
+
+// The same in a helper of several exported functions, each of which hands it its TRACED(function).
+#define TRACE_FOR(traced, threshold, ...)                                           \
+    do {                                                                            \
+        if (debug_level > (threshold)) output_trace(traced, __LINE__, __VA_ARGS__); \
     } while (0)
 
 #endif

@@ -25,17 +25,17 @@ struct Run {
 
 static void trace_request(const QrtRunScriptsArgs *args) {
     auto shown = [](const char *text) { return text ? text : ""; };
-    TRACE(4, "User Variable2 is: %s", shown(args->userVar2));
-    TRACE(4, "User Variable3 is: %s", shown(args->userVar3));
-    TRACE(4, "User Variable4 is: %s", shown(args->userVar4));
-    TRACE(4, "User Variable5 is: %s", shown(args->userVar5));
-    TRACE(4, "treename is: %s", shown(args->treename));
-    TRACE(4, "server is: %s", shown(args->server));
-    TRACE(4, "context is: %s", shown(args->context));
-    TRACE(4, "user is: %s", shown(args->user));
-    TRACE(4, "profileScript is: %s", shown(args->profileScript));
-    TRACE(4, "loginScript is: %s", shown(args->loginScript));
-    TRACE(4, "userGUI is: %i", args->userGUI);
+    TRACE(qrt_RunScripts, 4, "User Variable2 is: %s", shown(args->userVar2));
+    TRACE(qrt_RunScripts, 4, "User Variable3 is: %s", shown(args->userVar3));
+    TRACE(qrt_RunScripts, 4, "User Variable4 is: %s", shown(args->userVar4));
+    TRACE(qrt_RunScripts, 4, "User Variable5 is: %s", shown(args->userVar5));
+    TRACE(qrt_RunScripts, 4, "treename is: %s", shown(args->treename));
+    TRACE(qrt_RunScripts, 4, "server is: %s", shown(args->server));
+    TRACE(qrt_RunScripts, 4, "context is: %s", shown(args->context));
+    TRACE(qrt_RunScripts, 4, "user is: %s", shown(args->user));
+    TRACE(qrt_RunScripts, 4, "profileScript is: %s", shown(args->profileScript));
+    TRACE(qrt_RunScripts, 4, "loginScript is: %s", shown(args->loginScript));
+    TRACE(qrt_RunScripts, 4, "userGUI is: %i", args->userGUI);
 }
 
 // The record is the caller's, and writing "no file" into it is required: callers read it afterwards.
@@ -58,12 +58,12 @@ static void take_request(QrtRunScriptsArgs *args) {
 static bool find_tree(Run &run) {
     if (run.args->treename) {
         run.tree.reset(qrt_GetTreeName(run.args->treename));
-        TRACE(4, "real treename is: %s", run.tree ? run.tree.get() : "");
+        TRACE(qrt_RunScripts, 4, "real treename is: %s", run.tree ? run.tree.get() : "");
     }
     if (!run.tree && run.args->server) {
         qrt_Getctx(qrt_GetCurrentTree(), &run.handle);
         run.tree.reset(qrt_GetTreeFromServer(run.args->server));
-        TRACE(4, "TreeName from server (%s)", run.tree ? run.tree.get() : "");
+        TRACE(qrt_RunScripts, 4, "TreeName from server (%s)", run.tree ? run.tree.get() : "");
     }
     if (run.tree) return true;
     say("No Treename defined\n");
@@ -82,7 +82,7 @@ static void identify_user(Run &run) {
     char known[ZK_MAX_NAME + 1] = "";
     ZKDSWhoAmI(run.handle, known);
     known[ZK_MAX_NAME] = '\0';
-    TRACE(1, "Current logged in user: %s", known);
+    TRACE(qrt_RunScripts, 1, "Current logged in user: %s", known);
     char *user = run.args->user;
     char *period = strchr(user, '.');
     if (strlen(known) > 2) {
@@ -105,7 +105,7 @@ static void detect_alias(const Run &run) {
     const char *period = qrt_DSFindDelimiter(run.args->user, ".");
     const bool alias = period && !text_equal_nocase(period, run.context);
     LoginAliasContext[0] = alias ? 'Y' : 'N';
-    if (alias) TRACE(7, "using alias context, old (%s), new (%s)", period, run.context.c_str());
+    if (alias) TRACE(qrt_RunScripts, 7, "using alias context, old (%s), new (%s)", period, run.context.c_str());
 }
 
 static void set_context(Run &run) {
@@ -161,10 +161,10 @@ static int run_script(Run &run, const char *text, const char *object) {
 
 static void run_container_script(Run &run) {
     if (run.args->loginScript) return;
-    TRACE(4, "Now Process Container script");
+    TRACE(qrt_RunScripts, 4, "Now Process Container script");
     char *text = nullptr;
     if (qrt_get_container(own_handle(run), run.object.get(), &text) != 0) {
-        TRACE(4, "Could not open/read container script");
+        TRACE(qrt_RunScripts, 4, "Could not open/read container script");
         return;
     }
     const OwnedText owned(text);
@@ -193,20 +193,20 @@ static void run_profile_object(Run &run, const char *owner) {
 }
 
 static void run_profile_script(Run &run) {
-    TRACE(4, "Now Process user's Profile script");
+    TRACE(qrt_RunScripts, 4, "Now Process user's Profile script");
     if (run.args->profileScript) {
         run_profile_file(run);
     } else if (over_ride_profile) {
         run_profile_object(run, over_ride_profile);
     } else {
-        TRACE(4, "object for profile: %s", run.object.get());
+        TRACE(qrt_RunScripts, 4, "object for profile: %s", run.object.get());
         run_profile_object(run, run.object.get());
     }
 }
 
 static int run_user_file(Run &run) {
     const char *path = run.args->loginScript;
-    TRACE(4, "Now Process User's Login script (%s)", path);
+    TRACE(qrt_RunScripts, 4, "Now Process User's Login script (%s)", path);
     const OwnedText text(qrt_readLoginScriptFromFile(path));
     if (text)
         run_script(run, text.get(), run.object.get());
@@ -218,10 +218,10 @@ static int run_user_file(Run &run) {
 // The flag that NO_DEFAULT clears is for the calling program: the default script runs here all the same. Required.
 static int run_user_script(Run &run) {
     if (run.args->loginScript) return run_user_file(run);
-    TRACE(4, "Now Process User's Login script: %s", run.object.get());
+    TRACE(qrt_RunScripts, 4, "Now Process User's Login script: %s", run.object.get());
     char *text = nullptr;
     if (qrt_GetLoginScript(own_handle(run), run.object.get(), &text) != 0) {
-        TRACE(4, "Now Process User's \"default\" Login script");
+        TRACE(qrt_RunScripts, 4, "Now Process User's \"default\" Login script");
         __get_default_script(&text);
     }
     const OwnedText owned(text);

@@ -36,7 +36,8 @@ int parsescript_Run(const char *text, char *objectName, uint32_t contextHandle) 
         say("Warning, unmatched IF...THEN statment (no END or ENDIF)\n");
         syntax_error = 1;
     }
-    TRACE(0, "parsescript_Run returned %d (syntax %s)", syntax_error, syntax_error ? "error found" : "ok");
+    const bool ok = syntax_error == 0;
+    TRACE(parsescript_Run, 0, "parsescript_Run returned %d (syntax %s)", syntax_error, ok ? "ok" : "error found");
     return syntax_error;
 }
 

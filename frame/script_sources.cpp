@@ -16,10 +16,10 @@ constexpr size_t read_size = 512;
 constexpr size_t max_object_name = 256;
 
 char *qrt_readLoginScriptFromFile(const char *path) {
-    TRACE(3, "Entering ...");
+    TRACE(qrt_readLoginScriptFromFile, 3, "Entering ...");
     size_t length = 0;
     OwnedText text = path ? local_file_read(path, length) : nullptr;
-    TRACE(3, "Exiting ...");
+    TRACE(qrt_readLoginScriptFromFile, 3, "Exiting ...");
     return text.release();
 }
 
@@ -35,10 +35,10 @@ static bool count_connection(uint32_t handle, uint32_t &connection) {
     if (ZKDSGetContext(handle, DCK_LAST_CONNECTION, &connection) != 0) return false;
     uint32_t state = 0;
     uint32_t code = ZKCCGetConnInfo(connection, ZK_INFO_COUNTED_STATE, sizeof state, &state);
-    TRACE(4, "ZKCCGetConnInfo: 0x%x %d", code, state);
+    TRACE(qrt_GetLoginScript, 4, "ZKCCGetConnInfo: 0x%x %d", code, state);
     if (code != 0 || state != 0) return false;
     code = ZKCCLicenseConn(connection);
-    TRACE(4, "ZKCCLicenseConn: 0x%x", code);
+    TRACE(qrt_GetLoginScript, 4, "ZKCCLicenseConn: 0x%x", code);
     return code == 0;
 }
 
@@ -49,7 +49,7 @@ static std::string read_stream(uint32_t file) {
     while (true) {
         uint32_t got = 0;
         const uint32_t code = ZKReadFile(file, read_size, &got, data);
-        TRACE(4, "ZKReadFile: 0x%x", code);
+        TRACE(qrt_GetLoginScript, 4, "ZKReadFile: 0x%x", code);
         if (code != 0 || got == 0) return text;
         text.append(data, got < read_size ? got : read_size);
     }
@@ -59,17 +59,17 @@ uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text
     // What the session's object is when memory has run out for its name.
     if (!objectName) return ZKE_NO_SUCH_ENTRY;
     if (!text) return ZKE_BAD_PARAMETER;
-    TRACE(4, "KDB object is %s", objectName);
+    TRACE(qrt_GetLoginScript, 4, "KDB object is %s", objectName);
     const std::string name = short_name(handle, objectName);
-    TRACE(4, "KDB short name is %s", name.c_str());
+    TRACE(qrt_GetLoginScript, 4, "KDB short name is %s", name.c_str());
     uint32_t file = 0;
     const uint32_t code = ZKDSOpenStream(handle, name.c_str(), "Login Script", 0, &file);
     if (code == ZKE_NO_SUCH_VALUE) {
-        TRACE(1, "No login script defined for %s: %X", name.c_str(), code);
+        TRACE(qrt_GetLoginScript, 1, "No login script defined for %s: %X", name.c_str(), code);
         return code;
     }
     if (code != 0) {
-        TRACE(4, "ZKDSOpenStream err: %08X", code);
+        TRACE(qrt_GetLoginScript, 4, "ZKDSOpenStream err: %08X", code);
         return code;
     }
     uint32_t connection = 0;
@@ -86,10 +86,10 @@ uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text
     ZKCloseFile(file);
     if (counted) ZKCCUnlicenseConn(connection);
     if (!complete) return ZKE_NO_MEMORY;
-    TRACE(4, "ZKReadFile read size: %i", static_cast<int>(strlen(*text)));
-    TRACE(4, "--------------------Read LoginScript---------------");
-    TRACE(4, "%s", *text);
-    TRACE(4, "-------------------------------------------------");
+    TRACE(qrt_GetLoginScript, 4, "ZKReadFile read size: %i", static_cast<int>(strlen(*text)));
+    TRACE(qrt_GetLoginScript, 4, "--------------------Read LoginScript---------------");
+    TRACE(qrt_GetLoginScript, 4, "%s", *text);
+    TRACE(qrt_GetLoginScript, 4, "-------------------------------------------------");
     return 0;
 } catch (const std::bad_alloc &) {
     return ZKE_NO_MEMORY;
@@ -100,10 +100,11 @@ uint32_t qrt_get_container(uint32_t handle, const char *objectName, char **text)
     char name[ZK_MAX_NAME + 1] = "";
     const uint32_t code = ZKDSReadObjectInfo(handle, objectName, name, nullptr);
     if (code != 0) {
-        TRACE(0, "Error: ZKDSReadObjectInfo(ctx,%s,...) returned %d", objectName, static_cast<int>(code));
+        const auto shown = static_cast<int>(code);
+        TRACE(qrt_get_container, 0, "Error: ZKDSReadObjectInfo(ctx,%s,...) returned %d", objectName, shown);
         return QRT_NOT_FOUND;
     }
-    TRACE(6, "ZKDSReadObjectInfo(%s) returned (%s)", objectName, name);
+    TRACE(qrt_get_container, 6, "ZKDSReadObjectInfo(%s) returned (%s)", objectName, name);
     // Escaped periods are not special here: required.
     for (const char *dot = strchr(name, '.'); dot; dot = strchr(dot + 1, '.')) {
         if (qrt_GetLoginScript(handle, dot + 1, text) == 0) return 0;
@@ -112,10 +113,10 @@ uint32_t qrt_get_container(uint32_t handle, const char *objectName, char **text)
 }
 
 int __get_default_script(char **text) try {
-    TRACE(3, "entering...");
+    TRACE(__get_default_script, 3, "entering...");
     if (!text) return 0;
     *text = text_copy(default_script).release();
-    TRACE(3, "return (PAM_SUCCESS)");
+    TRACE(__get_default_script, 3, "return (PAM_SUCCESS)");
     return 0;
 } catch (const std::bad_alloc &) {
     *text = nullptr;

@@ -77,7 +77,7 @@ char *qrt_GetObject() {
 }
 
 char *qrt_GetCurrentTree() {
-    TRACE(7, "qrt_GetCurrentTree returned (%s)", CurrentTree ? CurrentTree : "");
+    TRACE(qrt_GetCurrentTree, 7, "qrt_GetCurrentTree returned (%s)", CurrentTree ? CurrentTree : "");
     return CurrentTree;
 }
 
@@ -86,14 +86,14 @@ char *qrt_GetServer() try { return text_copy_or_null(uservars[0]).release(); } c
 }
 
 char *qrt_SetCurrentObject(const char *name) try {
-    TRACE(7, "entering qrt_SetCurrentObject(%s)", name ? name : "");
+    TRACE(qrt_SetCurrentObject, 7, "entering qrt_SetCurrentObject(%s)", name ? name : "");
     return session_replace(CurrentObject, name);
 } catch (const std::bad_alloc &) {
     return nullptr;
 }
 
 char *qrt_SetLoginName(const char *name) try {
-    TRACE(7, "entering qrt_SetLoginName(%s)", name ? name : "");
+    TRACE(qrt_SetLoginName, 7, "entering qrt_SetLoginName(%s)", name ? name : "");
     return session_replace(LoginName, name);
 } catch (const std::bad_alloc &) {
     return nullptr;
@@ -101,7 +101,7 @@ char *qrt_SetLoginName(const char *name) try {
 
 // The previous value is required to stay allocated: a caller may still hold the pointer that the getter lent it.
 char *qrt_SetInitialContext(const char *context) try {
-    TRACE(7, "entering qrt_SetInitialContext(%s)", context ? context : "");
+    TRACE(qrt_SetInitialContext, 7, "entering qrt_SetInitialContext(%s)", context ? context : "");
     InitialContext = text_copy_or_null(context).release();
     return InitialContext;
 } catch (const std::bad_alloc &) {
@@ -110,7 +110,7 @@ char *qrt_SetInitialContext(const char *context) try {
 
 int qrt_SetCurrentContext(char *context) try {
     if (!context) return 0;
-    TRACE(7, "entering qrt_SetCurrentContext(%s)", context);
+    TRACE(qrt_SetCurrentContext, 7, "entering qrt_SetCurrentContext(%s)", context);
     std::string stored = context;
     if (!stored.empty() && stored[0] != '.') stored.insert(0, ".");
     session_replace(CurrentContext, stored.c_str());
@@ -122,7 +122,7 @@ int qrt_SetCurrentContext(char *context) try {
 void qrt_SetUserVar(int index, const char *value) try {
     if (static_cast<unsigned>(index) >= QRT_USER_VARIABLES) return;
     session_replace(uservars[index], value);
-    if (value) TRACE(5, "uservars:%i,  %s", index, uservars[index]);
+    if (value) TRACE(qrt_SetUserVar, 5, "uservars:%i,  %s", index, uservars[index]);
 } catch (const std::bad_alloc &) {
 }
 
@@ -144,21 +144,21 @@ void qrt_ShiftVars(int count) try {
     uservars[6] = nullptr;
 }
 
-static char *object_in(const char *context) try {
+static char *object_in(TracedFunction function, const char *context) try {
     if (!CurrentObject) return nullptr;
     OwnedText name = text_copy(std::string(CurrentObject) + (context ? context : ""));
-    TRACE(5, "qrt_Object: %s", name.get());
+    TRACE_FOR(function, 5, "qrt_Object: %s", name.get());
     return name.release();
 } catch (const std::bad_alloc &) {
     return nullptr;
 }
 
 char *qrt_Object() {
-    return object_in(CurrentContext);
+    return object_in(TRACED(qrt_Object), CurrentContext);
 }
 
 char *qrt_LoggedInObject() {
-    return object_in(InitialContext);
+    return object_in(TRACED(qrt_LoggedInObject), InitialContext);
 }
 
 int qrt_getPauseResponse() {

@@ -10,12 +10,6 @@
 #include "platform/zk.h"
 #include "qrtscript.h"
 
-// A trace of a step that several functions share, told under the name of the function that was called.
-#define TRACE_FOR(function, threshold, ...)                                           \
-    do {                                                                              \
-        if (debug_level > (threshold)) output_trace(function, __LINE__, __VA_ARGS__); \
-    } while (0)
-
 void contexts_preset_environment() {
     setenv("TOLAN_USE_BRUNE", "0", 0);
 }
@@ -37,7 +31,7 @@ std::string contexts_strip_padding(const char *answer) {
 }
 
 // The tree that `name` leads to, or null.
-static OwnedText ask_tree_name(const char *function, const char *name) {
+static OwnedText ask_tree_name(TracedFunction function, const char *name) {
     uint32_t connection = 0;
     uint32_t code = contexts_open(name, &connection);
     TRACE_FOR(function, 5, "ZKCCOpenConnByName returned 0x%X", code);
@@ -50,22 +44,22 @@ static OwnedText ask_tree_name(const char *function, const char *name) {
 }
 
 char *qrt_GetTreeName(const char *tree) try {
-    TRACE(5, "qrt_GetTreeName(%s)", tree ? tree : "");
+    TRACE(qrt_GetTreeName, 5, "qrt_GetTreeName(%s)", tree ? tree : "");
     if (!tree) return nullptr;
-    OwnedText name = ask_tree_name(__func__, tree);
+    OwnedText name = ask_tree_name(TRACED(qrt_GetTreeName), tree);
     if (name)
-        TRACE(5, "qrt_GetTreeName found tree (%s)", tree);
+        TRACE(qrt_GetTreeName, 5, "qrt_GetTreeName found tree (%s)", tree);
     else
-        TRACE(5, "qrt_GetTreeName could NOT find tree.");
+        TRACE(qrt_GetTreeName, 5, "qrt_GetTreeName could NOT find tree.");
     return name.release();
 } catch (const std::bad_alloc &) {
     return nullptr;
 }
 
 char *qrt_GetTreeFromServer(const char *server) try {
-    TRACE(5, "qrt_GetTreeFromServer(%s)", server ? server : "");
+    TRACE(qrt_GetTreeFromServer, 5, "qrt_GetTreeFromServer(%s)", server ? server : "");
     if (!server) return nullptr;
-    return ask_tree_name(__func__, server).release();
+    return ask_tree_name(TRACED(qrt_GetTreeFromServer), server).release();
 } catch (const std::bad_alloc &) {
     return nullptr;
 }
@@ -73,8 +67,8 @@ char *qrt_GetTreeFromServer(const char *server) try {
 static uint32_t set_flags(uint32_t handle) {
     uint32_t flags = contexts_flags;
     uint32_t code = ZKDSSetContext(handle, DCK_FLAGS, &flags);
-    TRACE_FOR("qrt_Getctx", 6, "ZKDSSetContext(ctx, DCK_FLAGS, DCV_DEREF_ALIASES etc)  ccode: %x", code);
-    if (code != ZK_OK) TRACE_FOR("qrt_Getctx", 4, "ZKDSSetContext (1) ccode: %x", code);
+    TRACE(qrt_Getctx, 6, "ZKDSSetContext(ctx, DCK_FLAGS, DCV_DEREF_ALIASES etc)  ccode: %x", code);
+    if (code != ZK_OK) TRACE(qrt_Getctx, 4, "ZKDSSetContext (1) ccode: %x", code);
     return code;
 }
 
@@ -82,14 +76,14 @@ static uint32_t set_flags(uint32_t handle) {
 static uint32_t set_tree(uint32_t handle, const char *tree, bool &known) {
     OwnedText name(qrt_GetTreeName(tree));
     known = name != nullptr;
-    TRACE_FOR("qrt_Getctx", 4, "tree name=(%s)", known ? name.get() : "");
+    TRACE(qrt_Getctx, 4, "tree name=(%s)", known ? name.get() : "");
     if (!known) {
-        TRACE_FOR("qrt_Getctx", 0, "Can not find tree named: \"%s\"", tree ? tree : "");
+        TRACE(qrt_Getctx, 0, "Can not find tree named: \"%s\"", tree ? tree : "");
         return ZKE_TREE_NOT_FOUND;
     }
     uint32_t code = ZKDSSetContext(handle, DCK_TREE_NAME, name.get());
-    TRACE_FOR("qrt_Getctx", 6, "ZKDSSetContext(ctx, DCK_TREE_NAME, %s)  ccode: %x", name.get(), code);
-    if (code != ZK_OK) TRACE_FOR("qrt_Getctx", 4, "ZKDSSetContext: ccode: %x", code);
+    TRACE(qrt_Getctx, 6, "ZKDSSetContext(ctx, DCK_TREE_NAME, %s)  ccode: %x", name.get(), code);
+    if (code != ZK_OK) TRACE(qrt_Getctx, 4, "ZKDSSetContext: ccode: %x", code);
     return code;
 }
 
@@ -101,7 +95,7 @@ uint32_t qrt_Getctx(const char *tree, uint32_t *handle) {
     uint32_t made = 0;
     code = ZKDSCreateContextHandle(&made);
     if (code != ZK_OK) {
-        TRACE(4, "ZKDSCreateContextHandle ccode: %x", code);
+        TRACE(qrt_Getctx, 4, "ZKDSCreateContextHandle ccode: %x", code);
         return code;
     }
     bool known = true;
@@ -121,10 +115,10 @@ char *qrt_GetDefaultServerFromTree(const char *tree) try {
     char server[ZK_SERVER_NAME_SIZE + 1] = "";
     uint32_t code = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, ZK_SERVER_NAME_SIZE, server);
     if (code != ZK_OK) {
-        TRACE(4, "ZKCCGetConnInfo() returned %x", code);
+        TRACE(qrt_GetDefaultServerFromTree, 4, "ZKCCGetConnInfo() returned %x", code);
         return nullptr;
     }
-    TRACE(5, "Default server for tree %s, is: %s", tree, server);
+    TRACE(qrt_GetDefaultServerFromTree, 5, "Default server for tree %s, is: %s", tree, server);
     return text_copy(server).release();
 } catch (const std::bad_alloc &) {
     return nullptr;
@@ -132,21 +126,20 @@ char *qrt_GetDefaultServerFromTree(const char *tree) try {
 
 // The connection that qrt_GetDefaultServer asks: the current tree's, or without a tree the default one.
 static uint32_t open_session_connection(uint32_t *connection) {
-    static constexpr char caller[] = "qrt_GetDefaultServer";
     uint32_t code = ZK_OK;
     if (CurrentTree) {
         code = contexts_open(CurrentTree, connection);
-        if (code != ZK_OK) TRACE_FOR(caller, 4, "Error, ZKCCOpenConnByName() returned %x", code);
+        if (code != ZK_OK) TRACE(qrt_GetDefaultServer, 4, "Error, ZKCCOpenConnByName() returned %x", code);
         return code;
     }
     uint32_t reference = 0;
     code = ZKGetDefaultConnRef(&reference);
     if (code != ZK_OK) {
-        TRACE_FOR(caller, 4, "Error, ZKGetDefaultConnRef() returned %x", code);
+        TRACE(qrt_GetDefaultServer, 4, "Error, ZKGetDefaultConnRef() returned %x", code);
         return code;
     }
     code = ZKCCOpenConnByRef(reference, ZK_OPEN_BY_REFERENCE, 0, connection);
-    if (code != ZK_OK) TRACE_FOR(caller, 4, "Error, ZKCCOpenConnByRef() returned %x", code);
+    if (code != ZK_OK) TRACE(qrt_GetDefaultServer, 4, "Error, ZKCCOpenConnByRef() returned %x", code);
     return code;
 }
 
@@ -158,15 +151,15 @@ char *qrt_GetDefaultServer(void) {
     if (!server) return nullptr;
     uint32_t code = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, answerSize, server.get());
     if (code != ZK_OK) {
-        TRACE(4, "Error, ZKCCGetConnInfo() returned %x", code);
+        TRACE(qrt_GetDefaultServer, 4, "Error, ZKCCGetConnInfo() returned %x", code);
         return nullptr;
     }
-    TRACE(5, "Default server is: %s", server.get());
+    TRACE(qrt_GetDefaultServer, 5, "Default server is: %s", server.get());
     return server.release();
 }
 
 // A number that the default connection tells; false, and `number` unchanged, when a step fails.
-static bool ask_default_connection(const char *function, uint32_t item, uint32_t &number) {
+static bool ask_default_connection(TracedFunction function, uint32_t item, uint32_t &number) {
     uint32_t reference = 0, connection = 0, answer = 0;
     uint32_t code = ZKGetDefaultConnRef(&reference);
     if (code != ZK_OK) {
@@ -189,12 +182,14 @@ static bool ask_default_connection(const char *function, uint32_t item, uint32_t
 
 uint32_t qrt_UserID(void) {
     uint32_t number = 0;
-    if (ask_default_connection(__func__, ZK_INFO_USER_NUMBER, number)) TRACE(5, "UserID: %i", number);
+    if (ask_default_connection(TRACED(qrt_UserID), ZK_INFO_USER_NUMBER, number))
+        TRACE(qrt_UserID, 5, "UserID: %i", number);
     return number;
 }
 
 uint32_t qrt_StationNumber(void) {
     uint32_t number = QRT_NOT_FOUND;
-    if (ask_default_connection(__func__, ZK_INFO_CONNECTION_NUMBER, number)) TRACE(5, "Connection Number: %i", number);
+    if (ask_default_connection(TRACED(qrt_StationNumber), ZK_INFO_CONNECTION_NUMBER, number))
+        TRACE(qrt_StationNumber, 5, "Connection Number: %i", number);
     return number;
 }

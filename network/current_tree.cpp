@@ -29,14 +29,14 @@ static std::optional<std::string> network_spelling(const char *tree) {
 }
 
 void qrt_SetTree(const char *tree) try {
-    TRACE(7, "entering qrt_SetTree(%s)", tree ? tree : "");
+    TRACE(qrt_SetTree, 7, "entering qrt_SetTree(%s)", tree ? tree : "");
     session_replace(CurrentTree, tree);
     if (!tree) return;
     const std::optional<std::string> spelled = network_spelling(CurrentTree);
     if (spelled) session_replace(CurrentTree, spelled->c_str());
     say("Your current tree is: %s\n", CurrentTree);
     const auto length = static_cast<uint16_t>(strlen(CurrentTree));
-    TRACE(2, "Set Preferred DS Tree(%s) length:%i", CurrentTree, length);
+    TRACE(qrt_SetTree, 2, "Set Preferred DS Tree(%s) length:%i", CurrentTree, length);
     const uint32_t code = ZKSetPreferredDSTree(length, CurrentTree);
     if (code != 0) say("Error:(%1$X) setting Tree:(%2$s)\n", code, CurrentTree);
 } catch (const std::bad_alloc &) {
@@ -47,10 +47,10 @@ static OwnedText with_context(const std::string &name) {
     if (name.find('.') != name.npos) return text_copy(name);
     const char *context = qrt_GetCurrentContext();
     if (!context) {
-        TRACE(2, "try to append context onto user name, failed.");
+        TRACE(doTreeLogin, 2, "try to append context onto user name, failed.");
         return text_copy(name);
     }
-    TRACE(2, "try to append context (%s) onto user name (%s).", context, name.c_str());
+    TRACE(doTreeLogin, 2, "try to append context (%s) onto user name (%s).", context, name.c_str());
     return text_copy(name + context);
 }
 
@@ -92,7 +92,7 @@ static bool confirm_logout(const char *tree, const char *name) {
     char question[1024];
     snprintf(question, sizeof question, output_translate("Already logged in to %1$s as %2$s, log out?"), tree, name);
     const int answer = auxconfirm_g(question, "question", 1, 12);
-    TRACE(4, "return code from auxconfirm_g %i", answer);
+    TRACE(doTreeLogin, 4, "return code from auxconfirm_g %i", answer);
     return answer == confirmed;
 }
 
@@ -104,7 +104,7 @@ static uint32_t log_in(const char *tree, Credentials &credentials, uint32_t &han
     }
     while (true) {
         const uint32_t code = qrt_TreeLogin(tree, credentials.name.get(), credentials.password.get(), &handle);
-        TRACE(2, "Tree login return code 0x%X", code);
+        TRACE(doTreeLogin, 2, "Tree login return code 0x%X", code);
         if (code == 0) return 0;
         if (code == ZKE_OTHER_IDENTITY) {
             if (!confirm_logout(tree, credentials.name.get())) return code;
@@ -118,7 +118,7 @@ static uint32_t log_in(const char *tree, Credentials &credentials, uint32_t &han
 // True when the login that the tree already has serves. A login of somebody else is ended.
 static bool login_exists(uint32_t probe, const char *tree, const char *user, const OwnedText &name) {
     if (qrt_CheckIfLoggedIn(probe) == 0) {
-        TRACE(7, "====you were not logged onto tree %s", tree);
+        TRACE(doTreeLogin, 7, "====you were not logged onto tree %s", tree);
         return false;
     }
     char who[ZK_MAX_NAME + 1] = "";
@@ -130,9 +130,9 @@ static bool login_exists(uint32_t probe, const char *tree, const char *user, con
         return false;
     }
     if (user)
-        TRACE(2, "whoami %s %s", who, user);
+        TRACE(doTreeLogin, 2, "whoami %s %s", who, user);
     else
-        TRACE(2, "whoami %s", who);
+        TRACE(doTreeLogin, 2, "whoami %s", who);
     say("Your current tree is: %s\n", tree);
     return true;
 }
@@ -169,7 +169,7 @@ static void move_to_tree(const char *tree, const char *user, const char *passwor
 void doTreeLogin(const char *tree, const char *user, char *password) {
     if (!condition_executing()) return;
     // The password itself is never traced.
-    TRACE(2, "TREE - tree=%s, user=%s, pass=%s", tree ? tree : "NULL", user ? user : "NULL",
+    TRACE(doTreeLogin, 2, "TREE - tree=%s, user=%s, pass=%s", tree ? tree : "NULL", user ? user : "NULL",
           password ? "<your password>" : "NULL");
     Credentials credentials;
     uint32_t probe = 0;

@@ -10,10 +10,10 @@
 #include "platform/zk.h"
 
 // Reads whether a connection is authenticated; one that cannot tell is closed.
-static uint32_t read_state(uint32_t connection, uint32_t &state) {
+static uint32_t read_state(TracedFunction function, uint32_t connection, uint32_t &state) {
     const uint32_t code = ZKCCGetConnInfo(connection, ZK_INFO_AUTHENTICATION_STATE, sizeof state, &state);
     if (code != 0) {
-        TRACE(4, "ZKCCGetConnInfo: %x", code);
+        TRACE_FOR(function, 4, "ZKCCGetConnInfo: %x", code);
         ZKCCCloseConn(connection);
     }
     return code;
@@ -30,9 +30,9 @@ uint32_t qrt_CheckAuthServer(char *server, char **tree) try {
     if (!server || !tree) return ZKE_BAD_PARAMETER;
     uint32_t iterator = 0, connection = 0, state = 0;
     uint32_t code = ZKCCScanConnInfo(&iterator, ZK_INFO_SERVER_NAME, server, 11, 1, 0, nullptr, &connection);
-    TRACE(5, "ZKCCScanConnInfo() returned %X", code);
+    TRACE(qrt_CheckAuthServer, 5, "ZKCCScanConnInfo() returned %X", code);
     if (code != 0) code = open_file_server(server, connection);
-    if (code == 0) code = read_state(connection, state);
+    if (code == 0) code = read_state(TRACED(qrt_CheckAuthServer), connection, state);
     if (code != 0) return code;
     if (state == 0) return 1;
     char name[ZK_TREE_NAME_SIZE] = "";
@@ -55,18 +55,18 @@ static uint32_t make_primary(uint32_t handle, const char *server) {
     name[sizeof name - 1] = '\0';
     qrt_SetUserVar(0, name);
     code = ZKCCSetPrimConn(connection);
-    TRACE(4, "ZKCCSetPrimConn on %s %x", name, code);
+    TRACE(qrt_SetServer, 4, "ZKCCSetPrimConn on %s %x", name, code);
     if (handle == 0) {
-        TRACE(4, "qrt_Getctx FAILED to get context. Default server connection may not be set");
+        TRACE(qrt_SetServer, 4, "qrt_Getctx FAILED to get context. Default server connection may not be set");
         return code;
     }
     code = ZKDSSetContext(handle, DCK_LAST_CONNECTION, &connection);
-    TRACE(4, "ZKDSSetContext(DCK_LAST_CONNECTION, to server (%s) = %x", name, code);
+    TRACE(qrt_SetServer, 4, "ZKDSSetContext(DCK_LAST_CONNECTION, to server (%s) = %x", name, code);
     return code;
 }
 
 uint32_t qrt_SetServer(uint32_t handle, const char *server) try {
-    TRACE(6, "entering qrt_SetServer(%s)", server ? server : "");
+    TRACE(qrt_SetServer, 6, "entering qrt_SetServer(%s)", server ? server : "");
     uint32_t code = 1;
     if (server) {
         // The caller may pass the text of %0 itself, which is replaced here.
@@ -92,13 +92,13 @@ static void use_directory_login(uint32_t connection, uint32_t &state) {
     uint32_t handle = 0;
     if (ZKDSCreateContextHandle(&handle) == 0) {
         uint32_t code = ZKDSAuthenticateConnEx(handle, connection);
-        TRACE(5, "ZKDSAuthenticateConnEx ccode:%X", code);
+        TRACE(qrt_Attach, 5, "ZKDSAuthenticateConnEx ccode:%X", code);
         if (code == 0) {
             code = ZKCCGetConnInfo(connection, ZK_INFO_AUTHENTICATION_STATE, sizeof state, &state);
-            TRACE(5, "ZKCCGetConnInfo  ccode:%X", code);
+            TRACE(qrt_Attach, 5, "ZKCCGetConnInfo  ccode:%X", code);
         }
     }
-    TRACE(5, "check if authent_state:%i", static_cast<int32_t>(state));
+    TRACE(qrt_Attach, 5, "check if authent_state:%i", static_cast<int32_t>(state));
 }
 
 // Wipes what a prompt handed over. It is not freed: required.
@@ -116,7 +116,7 @@ static uint32_t ask_until_attached(const char *server, uint32_t connection) {
             return 1;
         }
         // The one trace that shows a password: required.
-        TRACE(4, "qrt_attach username(%s)password(%s)", user, password);
+        TRACE(qrt_Attach, 4, "qrt_attach username(%s)password(%s)", user, password);
         const uint32_t code = ZKLoginToFileServer(connection, user, 256, password);
         wipe_answer(user, password);
         if (code == 0) return 0;
@@ -131,7 +131,7 @@ uint32_t qrt_Attach(char *server) try {
     }
     uint32_t connection = 0, state = 0;
     uint32_t code = open_file_server(server, connection);
-    if (code == 0) code = read_state(connection, state);
+    if (code == 0) code = read_state(TRACED(qrt_Attach), connection, state);
     if (code != 0) return code;
     if (state == 0) use_directory_login(connection, state);
     if (state != 0) return 0;

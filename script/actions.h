@@ -14,15 +14,9 @@
 #include "commands/text.h"
 #include "script/conditions.h"
 #include "script/control_flow.h"
+#include "script/parser.h"
 #include "script/phrases.h"
 #include "script/syntax_error.h"
-
-#pragma GCC visibility push(default)
-extern "C" int yyparse();
-extern int yychar;  // the look-ahead token, -2 for none
-extern int yynerrs; // syntax errors of this parse
-extern union YYSTYPE yylval;
-#pragma GCC visibility pop
 
 // Takes the text out of a slot of the parser's value stack.
 inline OwnedText own(char *&slot) {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "frame/output.h"
+#include "script/parser.h"
 #include "script/syntax_error.h"
 
 int32_t condstate[cond_levels] = {};
@@ -68,7 +69,7 @@ OwnedText cond_numeric_operand(OwnedText text) {
 }
 
 static int32_t traced(bool result) {
-    TRACE(3, "conditional result %s", result ? "TRUE" : "FALSE");
+    TRACE(yyparse, 3, "conditional result %s", result ? "TRUE" : "FALSE");
     return result ? 0 : 1;
 }
 

@@ -4,6 +4,7 @@
 #include "frame/session.h"
 #include "script/conditions.h"
 #include "script/input_buffer.h"
+#include "script/parser.h"
 #include "script/syntax_error.h"
 #include "script/tokenizer.h"
 
@@ -47,7 +48,7 @@ void goto_format_error() {
 }
 
 void label_statement(OwnedText label) {
-    TRACE(5, "label %s", label.get());
+    TRACE(yyparse, 5, "label %s", label.get());
 }
 
 bool exit_statement() {

@@ -107,14 +107,14 @@ static bool include_too_deep(const LexBuffer *active) {
 
 static int include_failed() {
     say("memory exhausted");
-    TRACE(0, "Include failed, Out of memory");
+    TRACE(lex_IncludeFile, 0, "Include failed, Out of memory");
     return 0;
 }
 
 int lex_IncludeFile(const char *includedText) try {
     const size_t added = includedText ? strlen(includedText) : 0;
     if (added == 0) {
-        TRACE(4, "quick return, buffer length = 0");
+        TRACE(lex_IncludeFile, 4, "quick return, buffer length = 0");
         return 0;
     }
     LexBuffer *active = lex_activeBuffer();
@@ -133,11 +133,11 @@ int lex_IncludeFile(const char *includedText) try {
     memcpy(out + before + added + 2, active->data + before, rest);
     spliced->readPos = active->readPos;
     open_includes.push_back({active->readPos, static_cast<int32_t>(rest)});
-    TRACE(4, "old buffer (%i): %s", active->length, active->data);
-    TRACE(4, "new buffer (%i): %s", spliced->length, spliced->data);
-    TRACE(4, "readPos %i length %i character %i", spliced->readPos, spliced->length, lex_lookaheadchar(spliced));
-    for (int32_t i = 0; debug_level > 8 && i < spliced->length; i++)
-        output_trace(__func__, __LINE__, "%i: %c", i, spliced->data[i]);
+    TRACE(lex_IncludeFile, 4, "old buffer (%i): %s", active->length, active->data);
+    TRACE(lex_IncludeFile, 4, "new buffer (%i): %s", spliced->length, spliced->data);
+    const int next = lex_lookaheadchar(spliced);
+    TRACE(lex_IncludeFile, 4, "readPos %i length %i character %i", spliced->readPos, spliced->length, next);
+    for (int32_t i = 0; i < spliced->length; i++) TRACE(lex_IncludeFile, 8, "%i: %c", i, spliced->data[i]);
     lex_free_active_buffer();
     ibufstack[ibufstackindex - 1] = spliced;
     return 0;

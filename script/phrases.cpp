@@ -6,6 +6,7 @@
 #include "frame/output.h"
 #include "frame/session.h"
 #include "platform/zk.h"
+#include "script/parser.h"
 
 OwnedText phrase_empty() {
     return text_copy("");
@@ -27,19 +28,17 @@ OwnedText phrase_quoted(OwnedText text) {
     return substitution_of(ctx, text.get());
 }
 
-// The value of an identifier, else of an attribute of the current object.
+// The value of an identifier, else of an attribute of the current object. `value` is set for 0 only.
 static uint32_t look_up(const char *name, OwnedText &value) {
     OwnedText object(qrt_Object());
     char *found = nullptr;
     uint32_t code = qrt_GetIdentifierValue(ctx, object.get(), name, &found);
     if (code != 0) code = qrt_GetAttribute(ctx, object.get(), name, &found);
-    value.reset(found);
-    if (code == 0) {
-        if (!value) value = phrase_empty();
-        TRACE(5, "Identifier value:%s", value.get());
-    } else if (code != ZKE_NO_SUCH_ATTRIBUTE && code != ZKE_NO_SUCH_VALUE) {
-        TRACE(1, "Error Invalid Identifier:%s(%X)", name, code);
-    }
+    // A user variable that is unset is an empty text and a failure.
+    OwnedText text(found);
+    if (code == 0) value = text ? std::move(text) : phrase_empty();
+    if (code != 0 && code != ZKE_NO_SUCH_ATTRIBUTE && code != ZKE_NO_SUCH_VALUE)
+        TRACE(yyparse, 1, "Error Invalid Identifier:%s(%X)", name, code);
     return code;
 }
 
@@ -47,11 +46,16 @@ static OwnedText with_percent(const OwnedText &name) {
     return text_copy(std::string("%") + name.get());
 }
 
+static OwnedText traced(OwnedText value) {
+    TRACE(yyparse, 5, "Identifier value:%s", value.get());
+    return value;
+}
+
 OwnedText phrase_identifier(OwnedText name) {
     OwnedText value;
     const uint32_t code = look_up(name.get(), value);
-    if (code == 0) return value;
-    return code == ZKE_NO_SUCH_ATTRIBUTE ? with_percent(name) : phrase_empty();
+    if (code == ZKE_NO_SUCH_ATTRIBUTE) value = with_percent(name);
+    return traced(value ? std::move(value) : phrase_empty());
 }
 
 // A word that the directory has no attribute for gets a "%" that it was not written with: required, as is the
@@ -59,8 +63,8 @@ OwnedText phrase_identifier(OwnedText name) {
 OwnedText phrase_word(OwnedText word) {
     OwnedText value;
     const uint32_t code = look_up(word.get(), value);
-    if (code == 0) return value;
-    return code == ZKE_NO_SUCH_ATTRIBUTE ? with_percent(word) : std::move(word);
+    if (code == ZKE_NO_SUCH_ATTRIBUTE) value = with_percent(word);
+    return traced(value ? std::move(value) : std::move(word));
 }
 
 OwnedText phrase_environment(OwnedText name) {

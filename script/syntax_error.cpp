@@ -58,5 +58,5 @@ void yyerror(const char *message) {
     output_put("\n");
     say("Script error.\n");
     say_line(lex_activeBuffer());
-    TRACE(5, "parse error unexpected input: %s", message ? message : "");
+    TRACE(yyerror, 5, "parse error unexpected input: %s", message ? message : "");
 }

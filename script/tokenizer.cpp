@@ -17,7 +17,7 @@ static_assert(lex_token_number(lex_named_tokens - 1) == yacc_EOF, "the named tok
 int isDelimeter(int ch) {
     static const char delimiters[] = " \t\n\r:;\\/\"#@%*+-()!=<>"; // and its NUL
     const bool found = ch >= 0 && ch < 256 && memchr(delimiters, ch, sizeof delimiters);
-    if (found) TRACE(7, "delimiter found");
+    if (found) TRACE(isDelimeter, 7, "delimiter found");
     return found;
 }
 
@@ -146,18 +146,18 @@ static void start_line(LexBuffer *buffer) {
     linecounter++;
     if (debug_level > 0) {
         const OwnedText line = look_at_line(buffer);
-        TRACE(0, "LINENO:%i %s", linecounter, line.get()); // GCOVR_EXCL_BR_LINE: the level has been asked for
+        TRACE(yylex, 0, "LINENO:%i %s", linecounter, line.get()); // GCOVR_EXCL_BR_LINE: the level has been asked for
     }
     end_of_line = 0;
 }
 
 static void trace_delimiter(int ch) {
     if (ch == '\n') {
-        TRACE(6, "yylex end:cc=%s", "<LF>");
+        TRACE(yylex, 6, "yylex end:cc=%s", "<LF>");
     } else if (ch == '\r') {
-        TRACE(6, "yylex end:cc=%s", "<CR>");
+        TRACE(yylex, 6, "yylex end:cc=%s", "<CR>");
     } else {
-        TRACE(6, "yylex end:cc=\"%c\"", ch);
+        TRACE(yylex, 6, "yylex end:cc=\"%c\"", ch);
     }
 }
 
@@ -168,7 +168,7 @@ static int delimiter_token(int ch) {
 }
 
 int tokenizer_next() {
-    TRACE(5, "Entering parser (needs more input)");
+    TRACE(yylex, 5, "Entering parser (needs more input)");
     LexBuffer *buffer = lex_activeBuffer();
     if (!buffer) return 0;
     if (end_of_line) start_line(buffer);

@@ -13,8 +13,8 @@ floors = [
     "frame/output",
     # 2: session globals, configuration reader, the clock and the machine
     "frame/session config/conf_reader directory/clock directory/machine",
-    # 3: input buffers
-    "script/input_buffer script/token_names",
+    # 3: input buffers; the names of the parser
+    "script/input_buffer script/token_names script/parser",
     # 4: tokenizer, syntax errors
     "script/tokenizer script/syntax_error",
     # 5: contexts and connection queries, names, script sources

@@ -276,6 +276,20 @@ TEST_F(PhrasesTest, TheValueIsTracedFromLevelSix) {
     EXPECT_THAT(traces(6, script), HasSubstr("Identifier value:jdoe\n"));
 }
 
+TEST_F(PhrasesTest, WhatStandsInForAMissingValueIsTracedToo) {
+    const struct {
+        uint32_t code;
+        const char *reference, *word;
+    } rows[] = {{ZKE_NO_SUCH_ATTRIBUTE, "%FAX", "%FAX"}, {ZKE_NO_SUCH_VALUE, "", "FAX"}, {ZKE_NO_ACCESS, "", "FAX"}};
+    for (const auto &row : rows) {
+        spy::mend();
+        spy::fail("ZKDSRead", row.code);
+        const auto line = [](const char *value) { return HasSubstr(std::string("Identifier value:") + value + "\n"); };
+        EXPECT_THAT(traces(6, [this] { value("%FAX"); }), line(row.reference));
+        EXPECT_THAT(traces(6, [this] { value("FAX"); }), line(row.word));
+    }
+}
+
 // ---- MEMBER OF ----
 
 TEST_F(PhrasesTest, MembershipIsZeroForTrueAndPrintsSo) {
