@@ -1,9 +1,10 @@
 #include "tools/qrtlogin/environment.h"
 
 #include <unistd.h>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
+
+#include "tools/own_folder.h"
 
 namespace {
 
@@ -99,10 +100,6 @@ bool shell_is_name(const std::string &name) {
 }
 
 std::string own_folder_with(const std::string &program) {
-    char path[PATH_MAX] = {};
-    ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
-    if (length <= 0) return "";
-    std::string folder(path, static_cast<size_t>(length));
-    folder.erase(folder.rfind('/'));
+    std::string folder = own_folder();
     return access((folder + "/" + program).c_str(), X_OK) == 0 ? folder : "";
 }
