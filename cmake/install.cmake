@@ -40,6 +40,7 @@ install(EXPORT qrtscript NAMESPACE qrtscript:: FILE qrtscriptConfig.cmake DESTIN
 install(FILES ${CMAKE_BINARY_DIR}/qrtscriptConfigVersion.cmake DESTINATION ${package_dir})
 
 file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX}/.)
+string(REGEX REPLACE "/$" "" prefix_from_pkgconfig ${prefix_from_pkgconfig})
 set(pkgconfig_libdir "\${prefix}")
 cmake_path(APPEND pkgconfig_libdir ${CMAKE_INSTALL_LIBDIR})
 set(pkgconfig_includedir "\${prefix}")
