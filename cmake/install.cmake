@@ -7,6 +7,7 @@ foreach(language IN LISTS languages)
 endforeach()
 
 # ---- first: which folders are missing ----
+# `install_dirs` has to name every folder that something below is installed to, for uninstalling.
 set(record ${CMAKE_BINARY_DIR}/installed)
 set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir}
                  ${pkgconfig_dir} ${catalogue_dirs})
