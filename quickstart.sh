@@ -3,7 +3,7 @@
 set -eu
 cd "$(dirname "$0")"
 scripts/install-packages.sh build
-cmake --preset release >build-quickstart.log 2>&1 && cmake --build --preset release --target qrtlogin map >>build-quickstart.log 2>&1 ||
+cmake --preset release >build-quickstart.log 2>&1 && cmake --build --preset release --target product >>build-quickstart.log 2>&1 ||
     { cat build-quickstart.log >&2; exit 1; }
 rm -f build-quickstart.log
 exec scripts/sample-login.sh build/release

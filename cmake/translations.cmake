@@ -1,5 +1,4 @@
-# Compiles po/*.po and installs them where the programs look; `update-po` takes what changed in the code into them.
-# The library looks in /usr/share/locale alone, so only an installation below /usr speaks other languages.
+# Compiles po/*.po; `update-po` takes what changed in the code into them.
 find_program(MSGFMT msgfmt REQUIRED)
 find_program(MSGMERGE msgmerge REQUIRED)
 find_program(XGETTEXT xgettext REQUIRED)
@@ -20,7 +19,6 @@ foreach(language IN LISTS languages)
     COMMAND ${MSGFMT} -c --check-format -o ${folder}/${catalogue}.mo ${po}
     DEPENDS ${po}
     VERBATIM)
-  install(FILES ${folder}/${catalogue}.mo DESTINATION ${CMAKE_INSTALL_LOCALEDIR}/${language}/LC_MESSAGES)
   list(APPEND compiled ${folder}/${catalogue}.mo)
   list(APPEND merges COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8
                              ${MSGMERGE} --quiet --update --backup=none --no-location ${po} ${template})

@@ -1,5 +1,6 @@
 /* libqrtscript: runs the login scripts of a user, of their container and of their profile.
  *
+ *     ... the caller has logged the user in (zk.h): scripts run without asking for proof of who the user is
  *     qrt_init(NULL, NULL);            // or qrt_init(NULL, stream)
  *     ... on another thread: while (qrt_ReadResults(&line) == 0) { puts(line); free(line); }
  *     result = qrt_RunScripts(&args);  // ends the session itself
@@ -11,7 +12,7 @@
  *     reports what it reports when nothing was found, or 0xFFFFE022 (ZKE_BAD_PARAMETER) where its result is such a code.
  *  3. Ownership. "New heap text" is freed by the caller with free(). Getters that return a global return it borrowed:
  *     the caller neither frees it nor keeps it across another call. Text handed in stays the caller's.
- *  4. Codes. 0 is success. Otherwise the code is the directory client's (platform/zk.h) or one of the QRT_ codes below.
+ *  4. Codes. 0 is success. Otherwise the code is the directory client's (zk.h) or one of the QRT_ codes below.
  *  5. Threads. One thread at a time; only qrt_ReadResults may run beside qrt_RunScripts, on the reading side of the
  *     pipe.
  *  6. Process state. qrt_init installs a handler for SIGINT and calls setlocale; SET statements change the environment

@@ -1,7 +1,8 @@
 // Texts for people in the language of their locale, for the client, the prompts and the programs. All of them are in
 // one text domain, which is always named: what the calling program has made its own current domain does not matter.
 // Nobody binds the domain to a folder here, so that it is looked up where the C library looks unless the script
-// library, or a program, has bound it. Texts come out in English until the program has set its locale.
+// library has bound it, or a program of this project (tools/own_folder.h). Texts come out in English until the program
+// has set its locale.
 #ifndef PLATFORM_CATALOGUE_H
 #define PLATFORM_CATALOGUE_H
 

@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cstring>
 
 #include "tests/tools/site.h"
 
@@ -316,6 +317,49 @@ TEST_F(QrtloginTest, APathThatAScriptExtendsKeepsTheExtensionOnly) {
     EXPECT_EQ(login({"--print-environment"}).out, "export PATH='" + environment["PATH"] + ":/opt/acme/bin'\n");
     site.write("user.qrt", "SET PATH=\"/opt/acme/bin\"\n");
     EXPECT_EQ(login({"--print-environment"}).out, "export PATH='/opt/acme/bin'\n");
+}
+
+// The folder of qrtlogin is lent to PATH for the run; what the user has of it there stays.
+TEST_F(QrtloginTest, PathComesOutAsItWentInChangedOnlyByTheScripts) {
+    const std::string own = std::string(QRTLOGIN_PATH, strrchr(QRTLOGIN_PATH, '/'));
+    const std::string before[] = {"/usr/bin:/bin",  own + ":/usr/bin:/bin", own,           "/usr/bin:" + own + ":/bin",
+                                  own + ":" + own,  own + "/.:/usr/bin",    "/bin:" + own, own + ":",
+                                  own + "more:/bin"};
+    struct {
+        std::string script, front, behind;
+    } const rows[] = {
+        {"SET OTHER=\"x\"\n", "", ""},
+        {"SET PATH=\"%<PATH>:/acme\"\n", "", ":/acme"},
+        {"SET PATH=\"/acme:%<PATH>\"\n", "/acme:", ""},
+        {"SET PATH=\"/acme:%<PATH>:" + own + "\"\n", "/acme:", ":" + own},
+    };
+    userScript("");
+    for (const auto &row : rows) {
+        site.write("user.qrt", row.script);
+        for (const std::string &path : before) {
+            environment["PATH"] = path;
+            EXPECT_EQ(login({"--", "/usr/bin/printenv", "PATH"}).out, login_head + row.front + path + row.behind + "\n")
+                << row.script;
+        }
+    }
+}
+
+TEST_F(QrtloginTest, APathThatAScriptReplacesIsTheScripts) {
+    const std::string own = std::string(QRTLOGIN_PATH, strrchr(QRTLOGIN_PATH, '/'));
+    userScript("");
+    for (const std::string &path : {own + ":/acme", own, std::string("/acme")}) {
+        site.write("user.qrt", "SET PATH=\"" + path + "\"\n");
+        EXPECT_EQ(login({"--print-environment"}).out, "export PATH='" + path + "'\n");
+    }
+}
+
+// Programs are found in the system's folders then, which a script that extends PATH does not take away.
+TEST_F(QrtloginTest, APathThatWasUnsetStaysUnsetUnlessAScriptSetsIt) {
+    environment.erase("PATH");
+    userScript("WRITE \"hi\"\n");
+    EXPECT_EQ(login({"--print-environment"}).out, "");
+    site.write("user.qrt", "SET PATH=\"%<PATH>:/acme\"\n");
+    EXPECT_EQ(login({"--print-environment"}).out, "export PATH='/usr/local/bin:/usr/bin:/bin:/acme'\n");
 }
 
 TEST_F(QrtloginTest, NoDescriptorOfTheRunIsHandedOn) {

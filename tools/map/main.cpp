@@ -11,6 +11,7 @@
 #include "platform/catalogue.h"
 #include "tools/map/command.h"
 #include "tools/map/map_run.h"
+#include "tools/own_folder.h"
 
 namespace {
 
@@ -35,6 +36,7 @@ const char *const help_text = catalogue_mark(
 
 int map_main(int argc, char **argv) {
     setlocale(LC_ALL, "");
+    own_catalogues_bind();
     std::string line;
     for (int i = 1; i < argc; ++i) line += (i > 1 ? " " : "") + std::string(argv[i]);
     if (line == "--help") {

@@ -1,9 +1,10 @@
 #include "tools/qrtlogin/environment.h"
 
 #include <unistd.h>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
+
+#include "tools/own_folder.h"
 
 namespace {
 
@@ -25,6 +26,14 @@ void restore(const std::map<std::string, std::string> &before, const std::string
         setenv(name.c_str(), old->second.c_str(), 1);
 }
 
+std::string path_without(const std::string &path, const std::string &element) {
+    std::string kept = ":" + path + ":";
+    const std::string wanted = ":" + element + ":";
+    for (size_t at = kept.find(wanted); at != std::string::npos; at = kept.find(wanted, at))
+        kept.erase(at, wanted.size() - 1);
+    return kept.size() > 2 ? kept.substr(1, kept.size() - 2) : "";
+}
+
 } // namespace
 
 RunEnvironment::RunEnvironment() : before_(environment_copy()) {}
@@ -40,8 +49,11 @@ void RunEnvironment::lendPathFolder(const std::string &folder) {
     const char *path = getenv("PATH");
     // Without PATH a search goes through the system's own folders; a PATH of one folder would hide them.
     std::string rest = path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin";
-    pathPrefix_ = folder + ":";
-    lend("PATH", pathPrefix_ + rest);
+    // Spelled as nothing in PATH is, so that taking it back leaves alone what the user or a script has of the folder.
+    pathElement_ = folder;
+    do pathElement_ += "/.";
+    while (path_without(rest, pathElement_) != rest);
+    lend("PATH", pathElement_ + ":" + rest);
 }
 
 void RunEnvironment::ignore(const std::string &name) {
@@ -54,10 +66,9 @@ void RunEnvironment::takeBack() {
         const char *now = getenv(name.c_str());
         if (now != nullptr && now == value) restore(before_, name);
     }
-    // A script that extended PATH has the lent folder in its value.
+    // A script that extended PATH has the lent folder in its value, wherever it put its own.
     const char *path = getenv("PATH");
-    if (path != nullptr && !pathPrefix_.empty() && strncmp(path, pathPrefix_.c_str(), pathPrefix_.size()) == 0)
-        setenv("PATH", std::string(path + pathPrefix_.size()).c_str(), 1);
+    if (path != nullptr && !pathElement_.empty()) setenv("PATH", path_without(path, pathElement_).c_str(), 1);
 }
 
 std::string RunEnvironment::exportLines() const {
@@ -89,10 +100,6 @@ bool shell_is_name(const std::string &name) {
 }
 
 std::string own_folder_with(const std::string &program) {
-    char path[PATH_MAX] = {};
-    ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
-    if (length <= 0) return "";
-    std::string folder(path, static_cast<size_t>(length));
-    folder.erase(folder.rfind('/'));
+    std::string folder = own_folder();
     return access((folder + "/" + program).c_str(), X_OK) == 0 ? folder : "";
 }

@@ -18,7 +18,8 @@ class RunEnvironment {
     // A variable that others set during the run as a switch of their own, and that is no part of its result.
     void ignore(const std::string &name);
 
-    // After the run: takes back what was lent, unless a script has set the variable to something else.
+    // After the run: takes back what was lent, unless a script has set the variable to something else. A PATH that a
+    // script has set loses the lent folder and keeps the rest.
     void takeBack();
 
     // The variables that now differ from the remembered environment and whose names a shell accepts, in the order of
@@ -28,7 +29,7 @@ class RunEnvironment {
   private:
     std::map<std::string, std::string> before_;
     std::map<std::string, std::string> lent_;
-    std::string pathPrefix_; // "folder:", or empty
+    std::string pathElement_; // the folder as it stands in PATH, or empty
 };
 
 // `text` as one word of a shell: in single quotes.

@@ -6,6 +6,7 @@
 
 #include "include/qrtscript.h"
 #include "platform/catalogue.h"
+#include "tools/own_folder.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/output_reader.h"
 
@@ -58,6 +59,7 @@ class Request {
 int run_scripts(const Options &options, const std::string &tree, Secret *password, FILE *output) {
     if (qrt_init(nullptr, nullptr) != 0 || fd[0] == fd[1])
         throw Failure(exit_directory, catalogue_text("cannot make the pipe for the scripts' output"));
+    own_catalogues_bind();
     debug_level = options.debugLevel;
 
     Request request(options, tree, password);

@@ -1,0 +1,28 @@
+# Removes what the installations of this build have put in place (DESTDIR as it was then), and the folders that they
+# made, unless something else has come to stand in those.
+include(${CMAKE_CURRENT_LIST_DIR}/record_name.cmake)
+if(NOT EXISTS "${record_file}")
+  message(FATAL_ERROR "This build has installed nothing.")
+endif()
+file(STRINGS "${record_file}" lines)
+list(REMOVE_DUPLICATES lines)
+# A folder stands after what is in it.
+list(SORT lines ORDER DESCENDING)
+
+foreach(line IN LISTS lines)
+  string(REGEX REPLACE "^[a-z]+ " "" path "${line}")
+  if(line MATCHES "^file ")
+    file(REMOVE "${path}")
+    if(EXISTS "${path}" OR IS_SYMLINK "${path}")
+      message(FATAL_ERROR "cannot remove ${path}")
+    endif()
+    message("-- Removed: ${path}")
+  endif()
+endforeach()
+foreach(line IN LISTS lines)
+  string(REGEX REPLACE "^[a-z]+ " "" path "${line}")
+  if(line MATCHES "^folder " AND IS_DIRECTORY "${path}")
+    execute_process(COMMAND rmdir --ignore-fail-on-non-empty "${path}")
+  endif()
+endforeach()
+file(REMOVE "${record_file}")
