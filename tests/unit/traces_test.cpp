@@ -406,6 +406,7 @@ class TracesTest : public RunSequenceTest {
             spy::fail_nth("ZKDSLoginEx", 1, ZKE_OTHER_IDENTITY);
         });
         call(as_bob, [] { session_replace(CurrentContext, nullptr); });
+        call(as_bob, [] { spy::logged_in_to("OTHER", "BOB"); });
     }
 
     void servers() {
