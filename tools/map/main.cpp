@@ -34,6 +34,8 @@ const char *const help_text = catalogue_mark(
     "Exit status: 0, or 1 when anything could not be done.\n");
 
 int map_main(int argc, char **argv) {
+    // The C library's own messages are in catalogues too, and a script may have set LANGUAGE.
+    const TranslationGuard guard;
     setlocale(LC_ALL, "");
     std::string line;
     for (int i = 1; i < argc; ++i) line += (i > 1 ? " " : "") + std::string(argv[i]);
