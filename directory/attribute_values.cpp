@@ -67,6 +67,7 @@ static bool is_password_expiration(std::string_view attribute) {
 }
 
 char *attribute_values_ctime(const AttributeValue &value) {
+    const ClockZone zone;
     time_t moment = layout_of<int32_t>(value);
     return ctime(&moment);
 }

@@ -24,6 +24,7 @@ struct Rule {
 // ---- the clock: read anew for each identifier ----
 
 static tm local_time() {
+    const ClockZone zone;
     time_t now = clock_now();
     tm parts = {};
     localtime_r(&now, &parts);
@@ -33,6 +34,7 @@ static tm local_time() {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral" // the formats are the rows below
 static bool clock_text(const IdentifierRequest &, const Rule &rule, std::string &value) {
+    const ClockZone zone; // strftime looks at it again
     tm parts = local_time();
     char text[20];
     value.assign(text, strftime(text, sizeof text, rule.detail, &parts));

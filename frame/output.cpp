@@ -8,6 +8,8 @@
 #include <cstdarg>
 #include <ctime>
 
+#include "platform/translation.h"
+
 int32_t fd[2] = {0, 0};
 FILE *fdr = nullptr;
 int32_t debug_level = 0;
@@ -16,7 +18,9 @@ FILE *fpLogFileOutput = nullptr;
 
 const char *output_translate(const char *message) {
     // The catalogue of an empty message is its header, never a text for the user.
-    return *message ? dcgettext(nullptr, message, LC_MESSAGES) : message;
+    if (*message == '\0') return message;
+    const TranslationGuard guard;
+    return translation_checked(message, dcgettext(nullptr, message, LC_MESSAGES));
 }
 
 static bool pipe_signal_is_pending() {

@@ -13,7 +13,8 @@
 // The text domain of the message catalogue.
 inline constexpr char output_domain[] = "brasca-client-script";
 
-// The catalogue's translation of a message, or the message itself.
+// The catalogue's translation of a message, or the message itself: also where the translation would take its arguments
+// in another way.
 const char *output_translate(const char *message) __attribute__((format_arg(1)));
 
 // A reader that goes away does not end the calling program: SIGPIPE is held from this thread while it writes, and one

@@ -11,19 +11,26 @@
 #include <cstdio>
 #include <string>
 
+#include "platform/translation.h"
+
 inline constexpr char catalogue_domain[] = "brasca-client-script";
 
 // The translation of a message, or the message itself.
 inline const char *catalogue_text(const char *message) __attribute__((format_arg(1)));
 inline const char *catalogue_text(const char *message) {
-    return dgettext(catalogue_domain, message);
+    const TranslationGuard guard;
+    return translation_checked(message, dgettext(catalogue_domain, message));
 }
 
 // The translation for `count` things: `one` is the English message for one thing, `many` that for others.
 inline const char *catalogue_plural(const char *one, const char *many, unsigned long count)
     __attribute__((format_arg(1), format_arg(2)));
 inline const char *catalogue_plural(const char *one, const char *many, unsigned long count) {
-    return dngettext(catalogue_domain, one, many, count);
+    const TranslationGuard guard;
+    const char *english = count == 1 ? one : many;
+    const char *found = dngettext(catalogue_domain, one, many, count);
+    // The English forms may differ: the one for one thing can do without its number.
+    return found == one || found == many || translation_checked(many, found) == found ? found : english;
 }
 
 // Marks a message for the catalogue that is looked up later, by catalogue_text or by argp.

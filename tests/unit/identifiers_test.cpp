@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <set>
 
@@ -98,6 +99,29 @@ TEST_F(IdentifiersTest, ClockTellsTheTimeOfTheLocalZone) {
     EXPECT_EQ(value("MONTH"), "03");
     EXPECT_EQ(value("NDAY_OF_WEEK"), "1");
     EXPECT_EQ(value("GREETING_TIME"), "morning");
+}
+
+// The C library would read such a file, whatever it is.
+TEST_F(IdentifiersTest, ATimeZoneIsNoFileOfAScriptsChoice) {
+    std::string folder = "/tmp/zone_XXXXXX";
+    ASSERT_NE(mkdtemp(folder.data()), nullptr);
+    // One zone, five hours east of Greenwich, in the form of RFC 8536.
+    std::string zone("TZif" + std::string(28, '\0') + std::string("\0\0\0\1\0\0\0\4", 8) +
+                     std::string("\0\0\x46\x50\0\0XYZ\0", 10));
+    std::ofstream(folder + "/zone", std::ios::binary) << zone;
+    unsetenv("TZ");
+    const std::string usual = value("HOUR24");
+    for (const std::string &name : {folder + "/zone", ":" + folder + "/zone", "../../.." + folder + "/zone"}) {
+        setenv("TZ", name.c_str(), 1);
+        EXPECT_EQ(value("HOUR24"), usual) << name;
+        EXPECT_STREQ(getenv("TZ"), name.c_str());
+    }
+    setenv("TZDIR", folder.c_str(), 1);
+    setenv("TZ", "zone", 1);
+    EXPECT_NE(value("HOUR24"), "17");
+    EXPECT_STREQ(getenv("TZDIR"), folder.c_str());
+    unsetenv("TZDIR");
+    std::filesystem::remove_all(folder);
 }
 
 TEST_F(IdentifiersTest, ClockIsReadAnewForEachIdentifier) {

@@ -490,6 +490,33 @@ TEST_F(CatalogueTest, ATranslationMayReorderThePlaceholders) {
     EXPECT_THAT(output(), HasSubstr("SYS/X.TXT/ fehlt auf SRV1\n"));
 }
 
+// A catalogue is a file that a script may have chosen, and a translation is a printf format.
+TEST_F(CatalogueTest, ATranslationThatTakesItsArgumentsInAnotherWayIsNotUsed) {
+    for (const char *hostile :
+         {"%n\n", "%lx\n", "%s %s\n", "%s %lx %lx\n", "%2$s\n", "%1$s %s\n", "%*s\n", "%9999999s\n", "%\n", "%1$n",
+          "%10$s\n", "no name\n", "%s%n\n", "%1$s %2$s\n", "%.*s\n"}) {
+        start_translated({{"User: %s\n", hostile}});
+        say("User: %s\n", "jdoe");
+        EXPECT_EQ(output(), "User: jdoe\n") << hostile;
+    }
+    for (const char *sound : {"%s, 100%%\n", "%1$s, 100%%\n"}) {
+        start_translated({{"User: %s\n", sound}});
+        say("User: %s\n", "jdoe");
+        EXPECT_EQ(output(), "jdoe, 100%\n") << sound;
+    }
+}
+
+TEST_F(CatalogueTest, ALanguageThatIsAPathIsNotFollowed) {
+    start_translated({});
+    message_catalogue_write(folder_.path("locale"), "../hostile", output_domain, {{"User: %s\n", "Gotcha %s\n"}});
+    for (const char *language : {"../hostile", "zz:../hostile", "../locale/../hostile"}) {
+        run("SET LANGUAGE = \"" + std::string(language) + "\"\n");
+        say("User: %s\n", "jdoe");
+        EXPECT_EQ(output(), "User: jdoe\n") << language;
+        EXPECT_STREQ(getenv("LANGUAGE"), language) << "programs find what the script has set";
+    }
+}
+
 TEST_F(CatalogueTest, TheAbortLineIsTranslated) {
     start_translated({{"ctrl-c pressed, script aborted\n", "Abbruch\n"}});
     bcntrlc = 1;

@@ -35,6 +35,8 @@ const char *const help_text = catalogue_mark(
     "Exit status: 0, or 1 when anything could not be done.\n");
 
 int map_main(int argc, char **argv) {
+    // The C library's own messages are in catalogues too, and a script may have set LANGUAGE.
+    const TranslationGuard guard;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
     std::string line;

@@ -158,6 +158,7 @@ void options_parse(int argc, char **argv, Options *options) {
     bool empty = own == argc - 1;
     if (own < argc - 1) options->command = argv + own + 1;
 
+    const TranslationGuard guard; // for argp's own messages
     argp_err_exit_status = exit_usage;
     // argp looks most of the help up in the current domain, whatever domain it is told, and what stands around the
     // options as one message.
