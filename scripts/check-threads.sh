@@ -1,6 +1,6 @@
 #!/bin/bash
-# Whole runs beside the thread that reads their output, under ThreadSanitizer: in a calling program, in qrtlogin, and in
-# a qrtlogin that is interrupted; then qrtlogin's own tests, but for those that interrupt it from a terminal: there
+# Whole runs under ThreadSanitizer: in a calling program, beside the thread that reads their output, in qrtlogin, and in a
+# qrtlogin that is interrupted; then qrtlogin's own tests, but for those that interrupt it from a terminal: there
 # ThreadSanitizer delivers a signal late, and its _exit flushes streams, for which a forked child can wait for ever.
 #   scripts/check-threads.sh [RUNS]    400
 set -euo pipefail
