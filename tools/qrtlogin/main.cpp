@@ -18,6 +18,7 @@
 #include "tools/qrtlogin/options.h"
 #include "tools/qrtlogin/output_relay.h"
 #include "tools/qrtlogin/run.h"
+#include "tools/qrtlogin/script_file.h"
 #include "tools/qrtlogin/secret.h"
 
 namespace {
@@ -102,6 +103,8 @@ int login_and_hand_on(int argc, char **argv) {
     atexit(check_standard_output);
     Options options;
     options_parse(argc, argv, &options);
+    script_file_check(options.profileScript);
+    script_file_check(options.loginScript);
     if (options.passwordDescriptor >= 0) Secret::requireOpen(options.passwordDescriptor);
     FILE *forEval = options.printEnvironment ? separate_output() : nullptr;
     fill_standard_descriptors();

@@ -6,6 +6,7 @@
 
 #include "include/qrtscript.h"
 #include "platform/catalogue.h"
+#include "script/syntax_error.h"
 #include "tools/qrtlogin/failure.h"
 
 namespace {
@@ -72,6 +73,7 @@ RunResult run_scripts(const Options &options, const std::string &tree, Secret *p
 
     if (code == QRT_NO_TREE) throw Failure(exit_tree, catalogue_text("no tree to run the scripts in"));
     if (code == QRT_NO_USER) throw Failure(exit_user, catalogue_text("no user to run the scripts for"));
-    result.status = static_cast<int>(code);
+    // The code of a script given as a file is 0 whatever happened in it.
+    result.status = code != 0 || syntax_error != 0 ? 1 : 0;
     return result;
 }
