@@ -20,6 +20,7 @@
 #include "tools/qrtlogin/run.h"
 #include "tools/qrtlogin/script_file.h"
 #include "tools/qrtlogin/secret.h"
+#include "tools/qrtlogin/waiting_notice.h"
 
 namespace {
 
@@ -109,6 +110,7 @@ int login_and_hand_on(int argc, char **argv) {
     FILE *forEval = options.printEnvironment ? separate_output() : nullptr;
     fill_standard_descriptors();
     OutputRelay relay;
+    const WaitingNotice waiting;
 
     RunEnvironment environment;
     Login login(options);
