@@ -10,7 +10,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using testing::Not;
 
 struct Row {
     int status;
@@ -60,6 +59,12 @@ const Row rows[] = {
     {42, "", "SHELL=@/shell $q $u --shell", ""},
 };
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool needs_descriptors_of_its_own = true; // for looking at what is thrown
+#else
+constexpr bool needs_descriptors_of_its_own = false;
+#endif
+
 class ExitStatus : public Site {
   protected:
     ExitStatus() {
@@ -89,6 +94,7 @@ class ExitStatus : public Site {
 
 TEST_F(ExitStatus, IsThatOfTheTable) {
     for (const Row &row : rows) {
+        if (row.status == 71 && needs_descriptors_of_its_own) continue;
         SCOPED_TRACE(std::string(row.userScript) + " | " + row.line);
         const Outcome outcome = run(row);
         EXPECT_EQ(outcome.status, row.status) << outcome.out << outcome.err;
