@@ -11,8 +11,7 @@ cmake --build --preset threads --target threads tools
 tests=build/threads/tests
 log=build/threads/runs.log
 rm -f build/threads/race.*
-# An interrupt that ends qrtlogin ends it with its thread, which is no fault.
-export TSAN_OPTIONS="log_path=$PWD/build/threads/race exitcode=66 report_thread_leaks=0"
+export TSAN_OPTIONS="log_path=$PWD/build/threads/race exitcode=66"
 passed=yes
 RUNS=${1:-400} $tests/threads >"$log" || passed=no
 $tests/tools --gtest_filter='QrtloginTest.*:RunTest.*-*AnInterrupt*' >>"$log" || passed=no
