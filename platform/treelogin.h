@@ -22,7 +22,7 @@ int auxlogin_c(const char *label, const char *defaultUser, char **user, char **p
 // Shows `text` with the named icon ("question") and a choice of buttons. Returns 4 for "yes", anything else for "no".
 int auxconfirm_g(const char *text, const char *icon, int buttons, int defaultButton);
 
-// Called before something is asked, when it is set: a calling program that shows the scripts' output on another thread
+// Called before something is asked, when it is set: a calling program that shows the scripts' output beside the run
 // waits here until all that came before the question has been shown. Set by the calling program.
 extern void (*auxbefore_prompt)(void);
 

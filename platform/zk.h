@@ -34,6 +34,12 @@ uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, ui
 // What was wrong at the last failure of the configuration, of the loading of a tree, or of a login, as a sentence for
 // an administrator ("acme.ldif:17: malformed DN"); empty when nothing has failed. Cut to `size` bytes, NUL included.
 uint32_t ZKGetLastErrorText(uint32_t size, char *text);
+// Has `notice` called when a request has waited for directory servers for so many milliseconds: with the URI of the
+// server that is waited for (or other words for it), once more for each further server that it turns to, and with null
+// when the waiting is over. It is called within the client's calls, on the caller's thread; it may not call the client
+// and has to come back without an exception. Null: nobody is told, as at first.
+typedef void (*ZKWaitNotice)(const char *server);
+uint32_t ZKSetWaitNotice(uint32_t milliseconds, ZKWaitNotice notice);
 
 // ---- directory contexts ----
 

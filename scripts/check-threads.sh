@@ -1,6 +1,6 @@
 #!/bin/bash
-# Whole runs beside the thread that reads their output, under ThreadSanitizer: in a calling program, in qrtlogin, and in
-# a qrtlogin that is interrupted; then qrtlogin's own tests, but for those that interrupt it from a terminal: there
+# Whole runs under ThreadSanitizer: in a calling program, beside the thread that reads their output, in qrtlogin, and in a
+# qrtlogin that is interrupted; then qrtlogin's own tests, but for those that interrupt it from a terminal: there
 # ThreadSanitizer delivers a signal late, and its _exit flushes streams, for which a forked child can wait for ever.
 #   scripts/check-threads.sh [RUNS]    400
 set -euo pipefail
@@ -11,8 +11,7 @@ cmake --build --preset threads --target threads tools
 tests=build/threads/tests
 log=build/threads/runs.log
 rm -f build/threads/race.*
-# An interrupt that ends qrtlogin ends it with its thread, which is no fault.
-export TSAN_OPTIONS="log_path=$PWD/build/threads/race exitcode=66 report_thread_leaks=0"
+export TSAN_OPTIONS="log_path=$PWD/build/threads/race exitcode=66"
 passed=yes
 RUNS=${1:-400} $tests/threads >"$log" || passed=no
 $tests/tools --gtest_filter='QrtloginTest.*:RunTest.*-*AnInterrupt*' >>"$log" || passed=no

@@ -10,6 +10,7 @@
 #include "platform/catalogue.h"
 #include "platform/client/ldap_certificate.h"
 #include "platform/client/ldap_ticket.h"
+#include "platform/client/ldap_waiting.h"
 #include "platform/client/names.h"
 #include "platform/zk.h"
 
@@ -135,6 +136,7 @@ LdapConnection::LdapConnection(const ConfigLdap &configuration, const std::strin
 }
 
 void LdapConnection::open(LdapDeadline deadline) {
+    ldap_waiting_for(address.text);
     int descriptor = ldap_stream_connect(address, deadline, &loopback);
     int protocol = address.local ? LDAP_PROTO_IPC : LDAP_PROTO_TCP;
     int result = ldap_init_fd(descriptor, protocol, address.text.c_str(), &ld);
@@ -269,6 +271,7 @@ std::string LdapConnection::peerCertificate(LdapDeadline deadline) {
 }
 
 void LdapConnection::begin(LdapDeadline deadline) {
+    ldap_waiting_for(address.text);
     watch.begin(deadline);
 }
 
@@ -303,10 +306,19 @@ void LdapConnection::fail(int result, const char *what) const {
     }
 }
 
+int LdapConnection::waitFor(int message, LdapDeadline until, LDAPMessage **messages) {
+    timeval left = time_left(until);
+    return ldap_result(ld, message, LDAP_MSG_ALL, &left, messages);
+}
+
 LDAPMessage *LdapConnection::await(int message) {
-    timeval left = time_left(watch.deadline());
     LDAPMessage *messages = nullptr;
-    int kind = ldap_result(ld, message, LDAP_MSG_ALL, &left, &messages);
+    const LdapDeadline next = ldap_waiting_step(watch.deadline());
+    int kind = waitFor(message, next, &messages);
+    if (kind == 0 && next != watch.deadline()) {
+        ldap_waiting_tell();
+        kind = waitFor(message, watch.deadline(), &messages);
+    }
     if (kind <= 0) {
         ldap_msgfree(messages);
         int result = LDAP_TIMEOUT;
@@ -393,8 +405,14 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
 
 // The DN that the server takes the connection's user for.
 std::string LdapConnection::whoAmI() {
+    int message = 0;
+    int result = ldap_whoami(ld, nullptr, nullptr, &message);
+    if (result != LDAP_SUCCESS) {
+        fail(result, catalogue_text("the login"));
+    }
+    Message answer(await(message));
     berval *who = nullptr;
-    int result = ldap_whoami_s(ld, &who, nullptr, nullptr);
+    result = ldap_parse_whoami(ld, answer.get(), &who);
     if (result != LDAP_SUCCESS) {
         fail(result, catalogue_text("the login"));
     }

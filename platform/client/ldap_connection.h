@@ -110,6 +110,8 @@ class LdapConnection {
     std::string peerCertificate(LdapDeadline deadline);
     void startTls(LdapDeadline deadline);
     void begin(LdapDeadline deadline);
+    // As ldap_result: 0 when that moment has come.
+    int waitFor(int message, LdapDeadline until, LDAPMessage **messages);
     LDAPMessage *await(int message);
     LdapAnswer take(LDAPMessage *messages);
     LdapAnswer bindExternal(const LdapIdentity &identity);

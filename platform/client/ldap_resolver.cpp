@@ -8,6 +8,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/client/bounded.h"
+#include "platform/client/ldap_waiting.h"
 #include "platform/zk.h"
 
 namespace {
@@ -55,7 +56,7 @@ LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline) {
     lookup->host = uri.host;
     lookup->port = uri.port;
     lookup->run(AI_NUMERICHOST); // asks nobody
-    if (lookup->error == EAI_NONAME && !start(uri.text, [lookup]() { lookup->run(0); }).doneBy(deadline)) {
+    if (lookup->error == EAI_NONAME && !ldap_waiting_done(start(uri.text, [lookup]() { lookup->run(0); }), deadline)) {
         throw LdapTrouble(ZKE_HOST_LOOKUP_SILENT,
                           catalogue_format("%1$s: the look-up of the host name %2$s did not end in time",
                                            uri.text.c_str(), uri.host.c_str()));
@@ -69,7 +70,7 @@ LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline) {
 
 void ldap_library_ready(LdapDeadline deadline) {
     static const Bounded started = start("libldap", start_libldap);
-    if (!started.doneBy(deadline)) {
+    if (!ldap_waiting_done(started, deadline)) {
         throw LdapTrouble(
             ZKE_HOST_LOOKUP_SILENT,
             catalogue_text("the look-up of this machine's own name did not end in time: /etc/hosts should have it"));

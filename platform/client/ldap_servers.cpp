@@ -4,6 +4,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/client/ldap_resolver.h"
+#include "platform/client/ldap_waiting.h"
 #include "platform/zk.h"
 
 namespace {
@@ -78,6 +79,7 @@ LdapDeadline LdapServers::deadlineFromNow() const {
 }
 
 LdapAnswer LdapServers::run(const Request &request, LdapDeadline deadline) {
+    ldap_waiting_for(config.uris.front());
     ldap_library_ready(ldap_share(deadline, 2)); // and time for the servers
     LdapAnswer answer;
     size_t usableServers = static_cast<size_t>(std::count_if(
@@ -110,6 +112,7 @@ void LdapServers::giveUp() const {
 }
 
 LdapAnswer LdapServers::search(const LdapSearch &search) {
+    LdapWaiting waiting;
     LdapDeadline deadline = deadlineFromNow();
     LdapAnswer answer =
         run([&](LdapConnection &server, LdapDeadline until) { return server.search(search, until); }, deadline);
@@ -145,6 +148,7 @@ LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapCo
 }
 
 LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked, const LdapOrigin &origin) {
+    LdapWaiting waiting;
     if (!origin.server.empty()) {
         return referrals.login(origin, asked, deadlineFromNow());
     }
@@ -156,6 +160,7 @@ LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked, const LdapOrigin 
 }
 
 LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
+    LdapWaiting waiting;
     std::unique_ptr<LdapConnection> bound;
     size_t where = 0;
     LdapAnswer answer;

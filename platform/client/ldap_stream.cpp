@@ -15,6 +15,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/client/ldap_resolver.h"
+#include "platform/client/ldap_waiting.h"
 #include "platform/zk.h"
 
 namespace {
@@ -36,8 +37,11 @@ int milliseconds_until(LdapDeadline deadline) {
 int poll_until(int descriptor, short events, LdapDeadline deadline) {
     for (;;) {
         pollfd one = {descriptor, events, 0};
-        int ready = poll(&one, 1, milliseconds_until(deadline));
-        if (ready >= 0 || errno != EINTR) {
+        const LdapDeadline next = ldap_waiting_step(deadline);
+        int ready = poll(&one, 1, milliseconds_until(next));
+        if (ready == 0 && next != deadline) {
+            ldap_waiting_tell();
+        } else if (ready >= 0 || errno != EINTR) {
             return ready;
         }
     }

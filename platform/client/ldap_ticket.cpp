@@ -6,6 +6,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/client/bounded.h"
+#include "platform/client/ldap_waiting.h"
 #include "platform/zk.h"
 
 namespace {
@@ -54,7 +55,7 @@ bool ldap_ticket_bind(const std::shared_ptr<LdapWire> &wire, bool secured, LdapD
     shared->result = LDAP_NO_MEMORY;
     try {
         Bounded work([wire, secured, shared]() { bind(wire->handle.get(), secured, shared.get()); });
-        if (!work.doneBy(deadline)) {
+        if (!ldap_waiting_done(work, deadline)) {
             return false;
         }
     } catch (const std::system_error &error) {

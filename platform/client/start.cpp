@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "platform/client/boundary.h"
+#include "platform/client/ldap_waiting.h"
 #include "platform/client/trees.h"
 
 static uint32_t make_ready() {
@@ -58,4 +59,9 @@ uint32_t ZKGetLastErrorText(uint32_t size, char *text) {
         text[length] = '\0';
         return ZK_OK;
     });
+}
+
+uint32_t ZKSetWaitNotice(uint32_t milliseconds, ZKWaitNotice notice) {
+    ldap_waiting_notice(std::chrono::milliseconds(milliseconds), notice);
+    return ZK_OK;
 }

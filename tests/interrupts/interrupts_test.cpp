@@ -24,9 +24,10 @@ namespace {
 
 const char abort_line[] = "ctrl-c pressed, script aborted\n";
 const char program_line[] = "said by a program\n";
-constexpr int status_whole = 40;      // the interrupt came while the script ran
-constexpr int status_too_late = 41;   // the script had ended before it
-constexpr int patience_in_ms = 60000; // beyond that a process counts as hanging
+constexpr int status_whole = 40;       // the interrupt came while the script ran
+constexpr int status_too_late = 41;    // the script had ended before it
+constexpr int status_of_a_mistake = 1; // of qrtlogin: the script has one
+constexpr int patience_in_ms = 60000;  // beyond that a process counts as hanging
 
 const char body[] =
     "WRITE \"Hello %FULL_NAME of %LOGIN_CONTEXT\"\n"
@@ -182,7 +183,7 @@ class Interrupts : public Site {
         if (trial.output != one.program) return Torn;
         // Its scripts had ended before.
         if (trial.status == 1000 + SIGINT) return TooLate;
-        return trial.status == 0 ? Whole : Torn;
+        return trial.status == status_of_a_mistake ? Whole : Torn;
     }
 
     unsigned long seed_;

@@ -50,6 +50,22 @@ TEST_F(LdapResolver, ASilentOneEndsInTimeWithItsOwnWords) {
     EXPECT_GT(questions(), 0);
 }
 
+TEST_F(LdapResolver, ASilentOneIsWaitedForWithANotice) {
+    onServers({"ldap://dir1.acme.example"}, "time_limit = 2.5\n");
+    home.write("password", "sunflower\n");
+    environment["HOME"] = home.path();
+    environment["TERM"] = "xterm";
+    TerminalProcess process(
+        {"/bin/sh", "-c", "exec \"$@\" 3<" + home.path("password"), "sh", SOURCE_DIR "/tests/ldap/silent_resolver.sh",
+         etc.path(), QRTLOGIN_PATH, "--password-fd", "3", "jdoe.sales.acme"},
+        environment);
+    const int status = process.finish();
+    if (status == no_namespace) GTEST_SKIP() << "this kernel allows no private network";
+    EXPECT_EQ(status, 3);
+    EXPECT_THAT(process.shown(),
+                ::testing::StartsWith("\0337Waiting for ldap://dir1.acme.example ...\0338\033[Kqrtlogin"));
+}
+
 TEST_F(LdapResolver, ASilentOneIsNoReasonNotToUseTheNextServer) {
     Slapd server(sample());
     onTheEmbeddedTree();

@@ -1,4 +1,6 @@
 // No way out of qrtlogin leaves a password in its memory, in what it shows, or with the programs that it starts.
+#include <sys/prctl.h>
+
 #include "tests/memory/secret_site.h"
 
 namespace {
@@ -127,6 +129,27 @@ TEST_F(QrtloginMemory, ARunningScriptHasTheTwoCopiesInUse) {
     login(running("#hold\n"));
     await_rest();
     EXPECT_EQ(left_of(users_secret).size(), 2u) << testing::PrintToString(left_of(users_secret));
+    process->goOn();
+    expect_clean_end(0);
+}
+
+// It may live as long as a program that a script has left running.
+TEST_F(QrtloginMemory, TheProcessThatShowsTheOutputGetsNoCopy) {
+    prctl(PR_SET_CHILD_SUBREAPER, 1); // it may be looked into as long as it is a descendant
+    const std::string relay = site.path("relay");
+    program("hold",
+            "own=$(readlink /proc/$$/fd/1)\n"
+            "for one in /proc/[0-9]*; do\n"
+            "  [ \"$(readlink $one/fd/0)\" != \"$own\" ] || echo ${one#/proc/} >" +
+                relay +
+                "\n"
+                "done 2>/dev/null\n"
+                "printf '(at rest)' >/dev/tty; kill -STOP $PPID");
+    login(running("#hold\n"));
+    await_rest();
+    const pid_t shows = std::stoi("0" + file_text(relay));
+    EXPECT_EQ(file_text("/proc/" + std::to_string(shows) + "/comm"), "qrtlogin-output\n");
+    EXPECT_THAT(scan_process(shows, users_secret), IsEmpty());
     process->goOn();
     expect_clean_end(0);
 }

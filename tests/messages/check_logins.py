@@ -35,6 +35,13 @@ RUNS = [
     ("sunflower", [*LOGIN, f"--login-script={HERE}/many_messages.qrt", "--debug=0", USER]),
     ("sunflower", [*LOGIN, f"--login-script={HERE}/left_open.qrt", USER]),
     ("sunflower", [*LOGIN, "--login-script=/none.qrt", "--profile-script=/none", USER]),
+    # A script that is gone when its turn comes.
+    ("sunflower", ["/bin/sh", "-c", 'echo "#rm $HOME/own.qrt" | tee "$HOME/own.qrt" >"$HOME/first.qrt"; exec "@/qrtlogin" '
+                   f'--password-fd=3 --profile-script="$HOME/first.qrt" --login-script="$HOME/own.qrt" {USER}']),
+    ("sunflower", ["/bin/sh", "-c", f'mkfifo "$HOME/x"; exec "@/qrtlogin" --login-script="$HOME/x" {USER}']),
+    ("sunflower", ["/bin/sh", "-c", f'exec "@/qrtlogin" --password-fd=3 {USER} >/dev/full']),
+    ("sunflower", ["/bin/sh", "-c", 'echo "SET A=\\"b\\"" >"$HOME/own.qrt"; exec "@/qrtlogin" --password-fd=3 '
+                   f'--print-environment --login-script="$HOME/own.qrt" {USER} >/dev/full']),
     ("sunflower", [*LOGIN, f"--login-script={HERE}/left_open.qrt", USER, "--", "/none/command"]),
     ("wrong", [*LOGIN, USER]),
     ("", [*LOGIN, USER]),

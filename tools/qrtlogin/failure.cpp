@@ -27,7 +27,7 @@ const Meaning meanings[] = {
     {ZKE_HOST_LOOKUP_SILENT, exit_directory, catalogue_mark("the directory's host name cannot be looked up")},
     {ZKE_REFERRAL_BROKEN, exit_directory, catalogue_mark("the directory refers to what cannot be reached")},
     {ZKE_TICKET_REFUSED, exit_password, catalogue_mark("the ticket is missing or not accepted")},
-    {ZKE_NO_MEMORY, exit_directory, catalogue_mark("memory exhausted")},
+    {ZKE_NO_MEMORY, exit_system, catalogue_mark("memory exhausted")},
     {ZKE_TREE_NOT_FOUND, exit_tree, catalogue_mark("there is no such tree")},
     {ZKE_SERVER_NOT_FOUND, exit_tree, catalogue_mark("there is no such tree or server")},
     {ZKE_NO_SUCH_ENTRY, exit_user, catalogue_mark("there is no such user")},

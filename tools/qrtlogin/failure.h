@@ -12,6 +12,9 @@ enum ExitStatus : int {
     exit_tree = 4,      // none, or unknown
     exit_user = 5,      // unknown
     exit_usage = 64,
+    exit_no_script = 66, // a script file that is not there or cannot be read
+    exit_system = 71,    // memory, a process or a descriptor that the system does not have
+    exit_output = 74,    // cannot be written
     exit_cannot_run = 126,
     exit_not_found = 127
 };

@@ -17,10 +17,32 @@
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtlogin/options.h"
+#include "tools/qrtlogin/output_relay.h"
 #include "tools/qrtlogin/run.h"
+#include "tools/qrtlogin/script_file.h"
 #include "tools/qrtlogin/secret.h"
+#include "tools/qrtlogin/waiting_notice.h"
 
 namespace {
+
+// A standard descriptor that is closed would be given to the next thing that is opened. What stands in for it takes the
+// other direction only, so that using it fails as before, and is handed on to nobody.
+void fill_standard_descriptors() {
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(descriptor, F_GETFD) < 0)
+            open("/dev/null", O_CLOEXEC | (descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+}
+
+void tell_lost_output(int error) {
+    fprintf(stderr, "qrtlogin: %s\n", catalogue_format("cannot write the output: %s", strerror(error)).c_str());
+}
+
+// What --help writes, above all: a full disk is no success.
+void check_standard_output() {
+    if (fflush(stdout) == 0 && ferror(stdout) == 0) return;
+    tell_lost_output(errno);
+    _exit(exit_output);
+}
 
 // Keeps the real standard output for the text that a shell will evaluate; everything else that is written to standard
 // output (the scripts' output, traces) goes to standard error from here on.
@@ -35,7 +57,7 @@ FILE *separate_output() {
 void write_text(FILE *output, const std::string &text) {
     size_t written = fwrite(text.data(), 1, text.size(), output);
     if (fclose(output) != 0 || written != text.size())
-        throw Failure(exit_directory, catalogue_format("cannot write the environment: %s", strerror(errno)));
+        throw Failure(exit_output, catalogue_format("cannot write the environment: %s", strerror(errno)));
 }
 
 std::string users_shell() {
@@ -59,22 +81,38 @@ void become_shell() {
     become(command);
 }
 
-int run_for(const Options &options, const Login &login, Secret *password, RunEnvironment *environment) {
+RunResult run_for(const Options &options, const Login &login, Secret *password, RunEnvironment *environment,
+                  OutputRelay *relay) {
     environment->ignore("TOLAN_USE_BRUNE");
     environment->lendPathFolder(own_folder_with("map"));
     environment->lend("QRT_TREE", login.tree());
     environment->lend("QRT_CONTEXT", login.container());
-    int result = run_scripts(options, login.tree(), password, stdout);
+    const RunResult result = run_scripts(options, login.tree(), password, relay);
     environment->takeBack();
     return result;
+}
+
+// The exit status when no command follows. Output that cannot be written is told either way, but a full disk keeps
+// nobody from logging in; and a reader that has read enough and gone is no failure.
+int status_of(const RunResult &result) {
+    if (result.outputError == 0 || result.outputError == EPIPE) return result.status;
+    tell_lost_output(result.outputError);
+    return exit_output;
 }
 
 int login_and_hand_on(int argc, char **argv) {
     setlocale(LC_ALL, "");
     own_catalogues_bind();
+    atexit(check_standard_output);
     Options options;
     options_parse(argc, argv, &options);
+    script_file_check(options.profileScript);
+    script_file_check(options.loginScript);
+    if (options.passwordDescriptor >= 0) Secret::requireOpen(options.passwordDescriptor);
     FILE *forEval = options.printEnvironment ? separate_output() : nullptr;
+    fill_standard_descriptors();
+    OutputRelay relay;
+    const WaitingNotice waiting;
 
     RunEnvironment environment;
     Login login(options);
@@ -85,11 +123,11 @@ int login_and_hand_on(int argc, char **argv) {
         password.ask(catalogue_format("Password for %s (typing is not shown): ", options.user.c_str()));
     login.authenticate(options.user, &password);
 
-    int result = run_for(options, login, &password, &environment);
+    const int status = status_of(run_for(options, login, &password, &environment, &relay));
     if (options.command != nullptr) become(options.command);
     if (options.shell) become_shell();
     if (forEval != nullptr) write_text(forEval, environment.exportLines());
-    return result;
+    return status;
 }
 
 } // namespace
@@ -99,8 +137,8 @@ int main(int argc, char **argv) try { return login_and_hand_on(argc, argv); } ca
     return failure.status();
 } catch (const std::bad_alloc &) {
     fprintf(stderr, "qrtlogin: %s\n", catalogue_text("memory exhausted"));
-    return exit_directory;
+    return exit_system;
 } catch (const std::exception &problem) {
     fprintf(stderr, "qrtlogin: %s\n", problem.what());
-    return exit_directory;
+    return exit_system;
 }

@@ -40,13 +40,18 @@ const char *const after_options = catalogue_mark(
     "unless a script set them.\n"
     "\n"
     "Exit status: that of COMMAND or of the shell once it has been started; otherwise\n"
-    "  0   the scripts ran\n"
-    "  1   the user's script had a syntax error\n"
+    "  0   the scripts ran, or an interrupt ended them after BREAK ON; mistakes in\n"
+    "      the container's and the profile's script are only shown\n"
+    "  1   a syntax error, or a MAP that failed, in the user's script or in that of\n"
+    "      --login-script; or memory or processes ran out while the scripts ran\n"
     "  2   wrong or no password, or the account is locked\n"
     "  3   the directory cannot be reached or its data cannot be read\n"
     "  4   no tree, or an unknown one\n"
     "  5   unknown user\n"
     "  64  wrong usage\n"
+    "  66  a script file cannot be read; nobody has been logged in\n"
+    "  71  the system has no memory, process or descriptor left\n"
+    "  74  the output cannot be written\n"
     "  126, 127  COMMAND cannot be run, or was not found");
 
 const argp_option option_table[] = {

@@ -6,9 +6,9 @@
 
 #include "include/qrtscript.h"
 #include "platform/catalogue.h"
+#include "script/syntax_error.h"
 #include "tools/own_folder.h"
 #include "tools/qrtlogin/failure.h"
-#include "tools/qrtlogin/output_reader.h"
 
 namespace {
 
@@ -56,26 +56,26 @@ class Request {
 
 } // namespace
 
-int run_scripts(const Options &options, const std::string &tree, Secret *password, FILE *output) {
+RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay) {
     if (qrt_init(nullptr, nullptr) != 0 || fd[0] == fd[1])
-        throw Failure(exit_directory, catalogue_text("cannot make the pipe for the scripts' output"));
+        throw Failure(exit_system, catalogue_text("cannot make the pipe for the scripts' output"));
     own_catalogues_bind();
     debug_level = options.debugLevel;
 
     Request request(options, tree, password);
-    uint32_t result = 0;
-    {
-        // Until the session has ended nothing may throw: the reader would wait for ever.
-        OutputReader reader(output, password);
-        result = request.run();
-        password->wipe();
-        wipe_library_password();
-        // Only a run that came to its end has ended the session; the reader waits for that.
-        bool ended = result != QRT_NO_TREE && result != QRT_NO_USER;
-        if (!ended) qrt_exit();
-    }
+    relay->begin(password);
+    const uint32_t code = request.run();
+    password->wipe();
+    wipe_library_password();
+    // Only a run that came to its end has ended the session; the relay waits for that.
+    const bool ended = code != QRT_NO_TREE && code != QRT_NO_USER;
+    if (!ended) qrt_exit();
+    RunResult result;
+    result.outputError = relay->end();
 
-    if (result == QRT_NO_TREE) throw Failure(exit_tree, catalogue_text("no tree to run the scripts in"));
-    if (result == QRT_NO_USER) throw Failure(exit_user, catalogue_text("no user to run the scripts for"));
-    return static_cast<int>(result);
+    if (code == QRT_NO_TREE) throw Failure(exit_tree, catalogue_text("no tree to run the scripts in"));
+    if (code == QRT_NO_USER) throw Failure(exit_user, catalogue_text("no user to run the scripts for"));
+    // The code of a script given as a file is 0 whatever happened in it.
+    result.status = code != 0 || syntax_error != 0 ? 1 : 0;
+    return result;
 }

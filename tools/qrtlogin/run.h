@@ -2,14 +2,19 @@
 #ifndef TOOLS_QRTLOGIN_RUN_H
 #define TOOLS_QRTLOGIN_RUN_H
 
-#include <cstdio>
 #include <string>
 
 #include "tools/qrtlogin/options.h"
+#include "tools/qrtlogin/output_relay.h"
 #include "tools/qrtlogin/secret.h"
 
-// Runs the scripts of the user who has just logged in to `tree`; each line of their output appears on `output` as it
-// comes. The password is wiped when they have ended. Returns the run's own result, 0 or 1; throws Failure.
-int run_scripts(const Options &options, const std::string &tree, Secret *password, FILE *output);
+struct RunResult {
+    int status = 0;      // 1: the last script had a syntax error, or a mapping of it failed
+    int outputError = 0; // errno of the first output that could not be written, or 0
+};
+
+// Runs the scripts of the user who has just logged in to `tree`; their output is shown through `relay`. The password is
+// wiped when they have ended. Throws Failure.
+RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay);
 
 #endif

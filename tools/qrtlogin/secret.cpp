@@ -1,5 +1,6 @@
 #include "tools/qrtlogin/secret.h"
 
+#include <fcntl.h>
 #include <readpassphrase.h>
 #include <unistd.h>
 #include <cerrno>
@@ -7,6 +8,15 @@
 
 #include "platform/catalogue.h"
 #include "tools/qrtlogin/failure.h"
+
+namespace {
+
+Failure unreadable(int descriptor, int problem) {
+    return Failure(exit_usage, catalogue_format("cannot read the password from descriptor %1$d: %2$s", descriptor,
+                                                strerror(problem)));
+}
+
+} // namespace
 
 void Secret::wipe() {
     explicit_bzero(text_, sizeof text_);
@@ -23,6 +33,10 @@ void Secret::ask(const std::string &question) {
     if (strlen(text_) > capacity) throw Failure(exit_password, catalogue_text("the password is too long"));
 }
 
+void Secret::requireOpen(int descriptor) {
+    if (fcntl(descriptor, F_GETFD) < 0) throw unreadable(descriptor, errno);
+}
+
 void Secret::readFrom(int descriptor) {
     size_t length = 0;
     ssize_t got = 0;
@@ -35,10 +49,7 @@ void Secret::readFrom(int descriptor) {
         ++length;
     }
     text_[length] = '\0';
-    if (got < 0) {
-        throw Failure(exit_usage, catalogue_format("cannot read the password from descriptor %1$d: %2$s", descriptor,
-                                                   strerror(problem)));
-    }
+    if (got < 0) throw unreadable(descriptor, problem);
     close(descriptor);
     if (length > capacity) throw Failure(exit_password, catalogue_text("the password is too long"));
     if (length == 0) throw Failure(exit_password, catalogue_format("no password on descriptor %d", descriptor));

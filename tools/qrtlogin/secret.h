@@ -17,6 +17,9 @@ class Secret {
     // Asks on the terminal, without echo. Throws Failure: no terminal, an interrupt, an empty or an overlong answer.
     void ask(const std::string &question);
 
+    // Throws the Failure of readFrom for a descriptor that is not open.
+    static void requireOpen(int descriptor);
+
     // Reads from a descriptor up to its first line end, or to its end, and closes it. Throws Failure: the descriptor
     // cannot be read, no or an overlong password, a zero byte in it.
     void readFrom(int descriptor);

@@ -1,0 +1,152 @@
+// Whoever waits for a slow server is told for which one, and that the waiting is over.
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "tests/ldap/hostile_server.h"
+#include "tests/ldap/ldap_site.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+const char over[] = "(over)";
+
+std::vector<std::string> notices;
+
+void note(const char *server) {
+    notices.push_back(server != nullptr ? server : over);
+}
+
+class LdapWaitNotice : public LdapSite {
+  protected:
+    LdapWaitNotice() {
+        notices.clear();
+        ZKSetWaitNotice(20, note);
+    }
+    ~LdapWaitNotice() override { ZKSetWaitNotice(0, nullptr); }
+};
+
+// A port whose queue is full: a connection to it is not made in any time.
+class FullPort {
+  public:
+    FullPort() {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        auto *place = reinterpret_cast<sockaddr *>(&address);
+        taker = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(bind(taker, place, length), 0);
+        EXPECT_EQ(listen(taker, 0), 0);
+        EXPECT_EQ(getsockname(taker, place, &length), 0);
+        port = ntohs(address.sin_port);
+        for (int &one : waiting) {
+            one = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+            connect(one, place, length);
+        }
+    }
+    ~FullPort() {
+        close(taker);
+        for (int one : waiting) close(one);
+    }
+    FullPort(const FullPort &) = delete;
+    FullPort &operator=(const FullPort &) = delete;
+    std::string uri() const { return "ldap://127.0.0.1:" + std::to_string(port); }
+
+  private:
+    int taker = -1, port = 0;
+    int waiting[4] = {};
+};
+
+} // namespace
+
+TEST_F(LdapWaitNotice, NamesAServerThatGivesNoAnswer) {
+    HostileServer server(Hostility::Silent);
+    onServers({server.uri()}, "time_limit = 0.4\n");
+    EXPECT_EQ(loginHere(), ZKE_SERVER_SILENT);
+    EXPECT_THAT(notices, ElementsAre(server.uri(), over));
+}
+
+TEST_F(LdapWaitNotice, NamesAServerThatAnswersBitByBit) {
+    HostileServer server(Hostility::Drips);
+    onServers({server.uri()}, "time_limit = 0.8\n");
+    EXPECT_EQ(loginHere(), ZKE_ANSWER_CUT_SHORT);
+    EXPECT_THAT(notices, ElementsAre(server.uri(), over));
+}
+
+TEST_F(LdapWaitNotice, NamesAServerThatDoesNotBeginWithTls) {
+    HostileServer server(Hostility::Silent);
+    onServers({server.uri("ldaps")}, "time_limit = 0.4\n");
+    EXPECT_EQ(loginHere(), ZKE_SERVER_SILENT);
+    EXPECT_THAT(notices, ElementsAre(server.uri("ldaps"), over));
+}
+
+TEST_F(LdapWaitNotice, NamesAServerThatDoesNotTakeTheConnection) {
+    FullPort server;
+    onServers({server.uri()}, "time_limit = 0.4\n");
+    EXPECT_EQ(loginHere(), ZKE_DIRECTORY_UNREACHABLE);
+    EXPECT_THAT(notices, ElementsAre(server.uri(), over));
+}
+
+// The time is that of the request, not of each server.
+TEST_F(LdapWaitNotice, NamesEachFurtherServerAtOnce) {
+    HostileServer first(Hostility::Silent), second(Hostility::Silent);
+    onServers({first.uri(), second.uri()}, "time_limit = 0.4\n");
+    EXPECT_EQ(loginHere(), ZKE_SERVER_SILENT);
+    EXPECT_THAT(notices, ElementsAre(first.uri(), second.uri(), over));
+}
+
+TEST_F(LdapWaitNotice, DoesNotComeForAServerThatAnswers) {
+    Slapd server(sample());
+    ZKSetWaitNotice(60000, note);
+    onServers({server.uri()});
+    EXPECT_EQ(loginHere(), ZK_OK) << lastError();
+    EXPECT_THAT(notices, IsEmpty());
+}
+
+// ---- the notice of qrtlogin, which comes after two seconds ----
+
+namespace {
+
+class LdapWaitingLogin : public LdapSite {
+  protected:
+    // Logs in on a terminal that needs nobody to type, with these redirections.
+    std::string shown(const std::string &redirections, const std::string &terminal) {
+        home.write("password", "sunflower\n");
+        environment["TERM"] = terminal;
+        environment["HOME"] = home.path();
+        TerminalProcess process({"/bin/sh", "-c", "exec \"$@\" 3<" + home.path("password") + redirections, "sh",
+                                 QRTLOGIN_PATH, "--password-fd", "3", "jdoe.sales.acme"},
+                                environment);
+        EXPECT_EQ(process.finish(), 3);
+        return process.shown();
+    }
+    HostileServer server{Hostility::Silent};
+};
+
+} // namespace
+
+TEST_F(LdapWaitingLogin, ShowsTheServerAndTakesTheLineAway) {
+    onServers({server.uri()}, "time_limit = 2.5\n");
+    EXPECT_THAT(shown("", "xterm"), StartsWith("\0337Waiting for " + server.uri() + " ...\0338\033[Kqrtlogin: "));
+}
+
+TEST_F(LdapWaitingLogin, EndsTheLineWhereTheCursorCannotGoBack) {
+    onServers({server.uri()}, "time_limit = 2.5\n");
+    EXPECT_THAT(shown("", "dumb"), StartsWith("Waiting for " + server.uri() + " ...\r\nqrtlogin: "));
+}
+
+TEST_F(LdapWaitingLogin, ShowsNothingBeforeTwoSecondsHavePassed) {
+    onServers({server.uri()}, "time_limit = 1\n");
+    EXPECT_THAT(shown("", "xterm"), StartsWith("qrtlogin: "));
+}
+
+TEST_F(LdapWaitingLogin, ShowsNothingWhereStandardErrorIsNoTerminal) {
+    onServers({server.uri()}, "time_limit = 2.5\n");
+    EXPECT_EQ(shown(" 2>" + home.path("err"), "xterm"), "");
+    EXPECT_THAT(file_text(home.path("err")), StartsWith("qrtlogin: "));
+}

@@ -1,0 +1,184 @@
+#include "tools/qrtlogin/output_relay.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "include/qrtscript.h"
+#include "platform/catalogue.h"
+#include "platform/treelogin.h"
+#include "tools/qrtlogin/failure.h"
+#include "tools/qrtlogin/relay_process.h"
+
+namespace {
+
+// For the interrupt handler, and for an end that the library makes of the process.
+int relay = -1; // this side of the socket
+pid_t main_process;
+Secret *password_in_use;
+
+[[noreturn]] void fail(int error) {
+    throw Failure(exit_system, catalogue_format("cannot show the scripts' output: %s", strerror(error)));
+}
+
+// False when the relay is gone.
+bool take_answer(int *problem) {
+    ssize_t got = 0;
+    do {
+        got = recv(relay, problem, sizeof *problem, MSG_WAITALL);
+    } while (got < 0 && errno == EINTR);
+    return got == sizeof *problem;
+}
+
+// 0, or an errno.
+int ask() {
+    int problem = 0;
+    const char request = 's';
+    if (send(relay, &request, 1, MSG_NOSIGNAL) != 1 || !take_answer(&problem)) return EPIPE;
+    return problem;
+}
+
+// The last request. There may be an answer on its way to an earlier one that an interrupt has cut short: the last
+// answer is the one before the end. Only calls that are safe in a handler.
+int ask_to_end() {
+    int problem = 0;
+    shutdown(relay, SHUT_WR);
+    while (take_answer(&problem)) {
+    }
+    return problem;
+}
+
+// The library ends the process itself when it cannot start a program.
+void show_all_at_exit() {
+    if (relay >= 0 && getpid() == main_process) ask_to_end();
+}
+
+// The relay is nobody's child, lest the command that this process becomes finds a child it does not know.
+void start_relay(int input, int requests) {
+    const pid_t first = fork();
+    if (first < 0) fail(errno);
+    if (first == 0) {
+        const pid_t second = fork();
+        if (second == 0) relay_process(input, requests);
+        const int problem = errno;
+        if (second < 0) send(requests, &problem, sizeof problem, MSG_NOSIGNAL);
+        _exit(EXIT_SUCCESS);
+    }
+    while (waitpid(first, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+// The library's handler ends the process at once. So a copy of the process runs it, and this one ends when the
+// handler's message has been shown. Only calls that are safe in a handler.
+void interrupted(int signal) {
+    // A script's program that has not been started yet still has this handler.
+    if (bcntrlc == 0 || getpid() != main_process) return;
+    // The scripts have ended: there is nothing left to abort.
+    if (fd[1] < 0) return;
+    password_in_use->wipe();
+    if (CurrentPassword != nullptr) explicit_bzero(CurrentPassword, strlen(CurrentPassword));
+    const pid_t teller = _Fork();
+    if (teller <= 0) cntrlcHandler(signal);
+    while (waitpid(teller, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    ask_to_end();
+    _exit(EXIT_SUCCESS);
+}
+
+// The library has closed the pipe's write end as a descriptor but never closes its stream. Closing the stream closes
+// its descriptor's number once more, so that number is given something harmless first.
+void close_stream() {
+    const int stale = fileno(fdr);
+    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (null >= 0 && null != stale) {
+        dup2(null, stale);
+        close(null);
+    }
+    fclose(fdr);
+    fdr = nullptr;
+}
+
+} // namespace
+
+OutputRelay::OutputRelay() {
+    main_process = getpid();
+    joinErrors_ = output_is_same_file(STDOUT_FILENO, STDERR_FILENO);
+    output_ = keep(STDOUT_FILENO);
+    errors_ = keep(STDERR_FILENO);
+    int ends[2], sockets[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) fail(errno);
+    pipe_ = ends[1];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) fail(errno);
+    relay = sockets[0];
+    start_relay(ends[0], sockets[1]);
+    close(ends[0]);
+    close(sockets[1]);
+    // When it answers it has let go of what it got from this process, such as the pipe that a password comes through.
+    const int problem = ask();
+    if (problem != 0) fail(problem);
+    atexit(show_all_at_exit);
+}
+
+OutputRelay::~OutputRelay() {
+    for (int descriptor : {pipe_, relay, output_.copy, errors_.copy})
+        if (descriptor >= 0) close(descriptor);
+    relay = -1;
+}
+
+OutputRelay::Kept OutputRelay::keep(int descriptor) {
+    Kept kept;
+    kept.flags = fcntl(descriptor, F_GETFD);
+    kept.copy = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (kept.copy < 0) fail(errno);
+    return kept;
+}
+
+void OutputRelay::restore(const Kept &kept, int descriptor) {
+    dup3(kept.copy, descriptor, (kept.flags & FD_CLOEXEC) != 0 ? O_CLOEXEC : 0);
+}
+
+void OutputRelay::begin(Secret *password) {
+    password_in_use = password;
+    // Under the library's number: qrt_exit closes that, and only that.
+    dup3(pipe_, fd[1], O_CLOEXEC);
+    close(fd[0]);
+    close(pipe_);
+    pipe_ = -1;
+    dup2(fd[1], STDOUT_FILENO);
+    if (joinErrors_) dup2(fd[1], STDERR_FILENO);
+    auxbefore_prompt = catchUp;
+    signal(SIGINT, interrupted);
+}
+
+int OutputRelay::end() {
+    fflush(stdout);
+    restore(output_, STDOUT_FILENO);
+    restore(errors_, STDERR_FILENO);
+    close_stream();
+    const int problem = ask_to_end();
+    close(relay);
+    relay = -1;
+    auxbefore_prompt = nullptr;
+    signal(SIGINT, SIG_DFL);
+    return problem;
+}
+
+void OutputRelay::catchUp() {
+    ask();
+}
+
+bool output_is_same_file(int first, int second) {
+    struct stat one = {}, other = {};
+    if (fstat(first, &one) != 0 || fstat(second, &other) != 0) return false;
+    if (one.st_dev == other.st_dev && one.st_ino == other.st_ino) return true;
+    unsigned int terminal = 0, others = 0;
+    return ioctl(first, TIOCGDEV, &terminal) == 0 && ioctl(second, TIOCGDEV, &others) == 0 && terminal == others;
+}

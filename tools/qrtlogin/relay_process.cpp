@@ -1,0 +1,125 @@
+#include "tools/qrtlogin/relay_process.h"
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+
+namespace {
+
+// Where its descriptors stand. Not its own standard error, which somebody may wait to see closed.
+constexpr int input = STDIN_FILENO, output = STDOUT_FILENO, requests = STDERR_FILENO;
+
+char block[size_t{64} * 1024];
+int problem = 0;           // errno of the first write that failed
+bool line_is_open = false; // what was shown last did not end its line
+bool scripts_run = true;
+
+// It ends when its input does, whoever interrupts, stops or ends the login: what was written by then is still shown.
+void ignore_signals() {
+    for (int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGALRM, SIGUSR1, SIGUSR2, SIGTSTP, SIGTTIN, SIGTTOU})
+        std::signal(signal, SIG_IGN);
+}
+
+// False with errno.
+bool write_all(const char *text, size_t length) {
+    while (length > 0) {
+        const ssize_t written = write(output, text, length);
+        if (written >= 0) {
+            text += written;
+            length -= static_cast<size_t>(written);
+        } else if (errno == EAGAIN) {
+            // Whoever shares the terminal or the pipe may have made it non-blocking.
+            pollfd room = {output, POLLOUT, 0};
+            poll(&room, 1, -1);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The end of the scripts' output is marked with a zero byte, which is not for the person.
+size_t without_zeroes(size_t length) {
+    return static_cast<size_t>(std::remove(block, block + length, '\0') - block);
+}
+
+void show(size_t length) {
+    if (scripts_run) length = without_zeroes(length);
+    if (length == 0) return;
+    line_is_open = block[length - 1] != '\n';
+    if (write_all(block, length)) return;
+    if (problem == 0) problem = errno;
+    // From here on its writers are to see what they would see without it in between.
+    if (!scripts_run) _exit(EXIT_SUCCESS);
+}
+
+// Reads once, at most `limit` bytes. Returns how many, 0 at the end.
+size_t pass_on(size_t limit) {
+    ssize_t got = 0;
+    do {
+        got = read(input, block, std::min(limit, sizeof block));
+    } while (got < 0 && errno == EINTR);
+    if (got <= 0) return 0;
+    show(static_cast<size_t>(got));
+    return static_cast<size_t>(got);
+}
+
+// No more than there is now: a program in the background that never stops writing holds nobody up.
+void pass_on_what_waits() {
+    int waiting = 0;
+    if (ioctl(input, FIONREAD, &waiting) != 0) return;
+    size_t got = 1;
+    for (size_t left = static_cast<size_t>(waiting); left > 0 && got > 0; left -= got) got = pass_on(left);
+}
+
+void end_line() {
+    if (!line_is_open) return;
+    block[0] = '\n';
+    show(1);
+}
+
+// False after the last request.
+bool serve_request() {
+    char request = '\0';
+    ssize_t got = 0;
+    do {
+        got = recv(requests, &request, 1, 0);
+    } while (got < 0 && errno == EINTR);
+    pass_on_what_waits();
+    if (got <= 0) end_line();
+    send(requests, &problem, sizeof problem, MSG_NOSIGNAL);
+    if (got > 0) return true;
+    close(requests);
+    scripts_run = false;
+    return false;
+}
+
+} // namespace
+
+void relay_process(int from, int login) {
+    ignore_signals();
+    prctl(PR_SET_NAME, "qrtlogin-output");
+    dup2(from, input);
+    dup2(login, requests);
+    close_range(STDERR_FILENO + 1, ~0U, 0);
+    // A folder that it stands in could not be unmounted.
+    if (chdir("/") != 0) errno = 0;
+
+    pollfd sources[] = {{input, POLLIN, 0}, {requests, POLLIN, 0}};
+    while (sources[0].fd >= 0 || sources[1].fd >= 0) {
+        if (poll(sources, 2, -1) < 0) continue;
+        if (sources[1].revents != 0) {
+            if (!serve_request()) sources[1].fd = -1;
+            // The input's state is an old one now.
+            continue;
+        }
+        if (sources[0].revents != 0 && pass_on(sizeof block) == 0) sources[0].fd = -1;
+    }
+    _exit(EXIT_SUCCESS);
+}

@@ -1,0 +1,87 @@
+#include "tools/qrtlogin/waiting_notice.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <exception>
+#include <string>
+
+#include "platform/catalogue.h"
+#include "platform/zk.h"
+#include "tools/qrtlogin/output_relay.h"
+
+namespace {
+
+constexpr uint32_t after_milliseconds = 2000;
+
+int terminal = -1;
+bool is_shown = false;
+
+// A line that goes over into the next one could not be taken away.
+std::string fitting(const std::string &text) {
+    winsize window = {};
+    const bool known = ioctl(terminal, TIOCGWINSZ, &window) == 0 && window.ws_col > 0;
+    int left = known ? window.ws_col - 1 : 79;
+    std::mbstate_t state = {};
+    size_t end = 0;
+    while (end < text.size()) {
+        wchar_t letter = L'\0';
+        const size_t length = std::mbrtowc(&letter, text.data() + end, text.size() - end, &state);
+        if (length == 0 || length > text.size()) break;
+        left -= std::max(wcwidth(letter), 0);
+        if (left < 0) break;
+        end += length;
+    }
+    return text.substr(0, end);
+}
+
+void put(const std::string &text) {
+    [[maybe_unused]] const ssize_t written = write(terminal, text.data(), text.size());
+}
+
+bool cursor_moves() {
+    const char *kind = getenv("TERM");
+    return kind != nullptr && *kind != '\0' && strcmp(kind, "dumb") != 0;
+}
+
+// Saves the cursor's place, and later clears from there: what stood on the line before the notice stays.
+void show(const char *server) {
+    std::string text;
+    if (is_shown) text = cursor_moves() ? "\0338\033[K" : "\n";
+    is_shown = server != nullptr;
+    if (server != nullptr) {
+        // What the scripts have written comes first.
+        OutputRelay::catchUp();
+        if (cursor_moves()) text += "\0337";
+        text += fitting(catalogue_format("Waiting for %s ...", server));
+    }
+    put(text);
+}
+
+// Called by the client, which takes no exception.
+void notice(const char *server) noexcept {
+    try {
+        show(server);
+    } catch (const std::exception &) {
+        // Without memory there is no notice.
+    }
+}
+
+} // namespace
+
+WaitingNotice::WaitingNotice() {
+    if (isatty(STDERR_FILENO) == 0) return;
+    terminal = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (terminal >= 0) ZKSetWaitNotice(after_milliseconds, notice);
+}
+
+WaitingNotice::~WaitingNotice() {
+    if (terminal < 0) return;
+    ZKSetWaitNotice(0, nullptr);
+    close(terminal);
+    terminal = -1;
+}
