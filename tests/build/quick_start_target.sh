@@ -2,7 +2,7 @@
 # quick_start_target.sh SOURCE_DIR BUILD_DIR: the target that quickstart.sh builds is all that `cmake --install` wants.
 set -euo pipefail
 cd "$2"
-target=$(sed -nE 's/.*--target ([a-z]+) .*/\1/p' "$1/quickstart.sh")
+target=$(sed -nE 's/.*--target ([a-z]+).*/\1/p' "$1/quickstart.sh")
 wanted=$(grep -oE "\"$PWD/[^\"]+\"" cmake_install.cmake | tr -d '"' |
     sed "s#^$PWD/##" | grep -E '\.mo$|\.so[.0-9]*$|^to-install/' | sort -u)
 [ "$(wc -l <<<"$wanted")" -ge 10 ] || { echo "cmake_install.cmake is not as expected:"; echo "$wanted"; exit 1; }

@@ -14,7 +14,7 @@ checkout() { # NAME
     cp "$source/scripts/install-packages.sh" "$folder/$1/scripts"
     printf '#!/bin/sh\n"$1/qrtlogin" && "$1/map" && echo "logged in with $1"\n' >"$folder/$1/scripts/sample-login.sh"
     chmod +x "$folder/$1/scripts/sample-login.sh"
-    printf 'cmake_minimum_required(VERSION 3.25)\nproject(small C)\nadd_executable(qrtlogin main.c)\nadd_executable(map main.c)\n' >"$folder/$1/CMakeLists.txt"
+    printf 'cmake_minimum_required(VERSION 3.25)\nproject(small C)\nadd_executable(qrtlogin main.c)\nadd_executable(map main.c)\nadd_custom_target(product DEPENDS qrtlogin map)\n' >"$folder/$1/CMakeLists.txt"
     echo 'int main(void) { return 0; }' >"$folder/$1/main.c"
 }
 # Runs the quick start of a checkout, with a home of the runner's own, as the words before it say.
