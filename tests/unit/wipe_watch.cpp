@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <new>
 
 namespace {
 
@@ -27,14 +28,15 @@ void explicit_bzero(void *data, size_t size);
 void __explicit_bzero_chk(void *data, size_t size, size_t room);
 
 void explicit_bzero(void *data, size_t size) {
-    auto *bytes = static_cast<volatile char *>(data);
-    std::string text;
-    for (size_t at = 0; at < size; ++at) {
-        text += bytes[at];
-        bytes[at] = '\0';
+    auto *bytes = static_cast<char *>(data);
+    size_t length = size;
+    while (length > 0 && bytes[length - 1] == '\0') --length;
+    try {
+        if (length > 0) record().emplace_back(bytes, length);
+    } catch (const std::bad_alloc &) {
+        // A test has memory run out: what is wiped then is wiped all the same.
     }
-    text.resize(text.find_last_not_of('\0') + 1);
-    if (!text.empty()) record().push_back(text);
+    for (size_t at = 0; at < size; ++at) static_cast<volatile char *>(data)[at] = '\0';
 }
 
 // What fortified builds call.
