@@ -234,6 +234,18 @@ TEST_F(NameCalls, MalformedNamesAndNullPointersAreTold) {
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSAbbreviateName(context(), "a", nullptr));
 }
 
+TEST_F(NameCalls, ANameOfExactlyTheLimitIsWritten) {
+    const std::string longest(ZK_MAX_NAME, 'a');
+    uint32_t handle = context();
+    EXPECT_EQ(longest, canonical(handle, longest.c_str()));
+    EXPECT_EQ(longest, abbreviated(handle, longest.c_str()));
+    EXPECT_EQ(ZK_OK, ZKDSSetContext(handle, DCK_NAME_CONTEXT, longest.c_str()));
+    char name[ZK_MAX_NAME + 1] = "";
+    EXPECT_EQ(ZK_OK, ZKDSGetContext(handle, DCK_NAME_CONTEXT, name));
+    EXPECT_EQ(longest, name);
+    EXPECT_EQ(ZKE_MALFORMED_NAME, ZKDSSetContext(handle, DCK_NAME_CONTEXT, (longest + "a").c_str()));
+}
+
 TEST_F(NameCalls, ANameThatGrowsOverTheLimitIsNotWritten) {
     std::string longName = std::string(250, 'a') + "." + std::string(251, 'b');
     uint32_t handle = context_at(".sales.acme");
