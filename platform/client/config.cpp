@@ -184,6 +184,24 @@ void check_uris(const Table &table, const ConfigLdap &ldap) {
     }
 }
 
+void read_attributes(Table &table, std::map<std::string, std::string> *attributes) {
+    for (const auto &[name, site] : table.pairs("attributes")) {
+        const SchemaAttribute *row = schema_find_ldap(name);
+        if (row == nullptr || site.empty() || site.find_first_not_of(ldap_name_characters) != site.npos) {
+            table.refuse("attributes",
+                         catalogue_format("%1$s = \"%2$s\": not an attribute of the client, or no LDAP name",
+                                          name.c_str(), site.c_str()));
+        }
+        // Passwords are never read, and objects are told apart by the one class attribute that LDAP has.
+        if (equal_nocase(row->ldap, "userPassword") || equal_nocase(row->ldap, "objectClass")) {
+            table.refuse("attributes", catalogue_format("%s cannot have another name", row->ldap));
+        }
+        if (!attributes->emplace(row->ldap, site).second) {
+            table.refuse("attributes", catalogue_format("%s is given twice", row->ldap));
+        }
+    }
+}
+
 ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ConfigLdap ldap;
     table.texts("uris", &ldap.uris);
@@ -205,15 +223,7 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ldap.timeLimit = table.seconds("time_limit", ldap.timeLimit);
     ldap.referrals = table.flag("referrals", ldap.referrals);
     ldap.retryAfter = table.seconds("retry_after", ldap.retryAfter);
-    for (const auto &[name, site] : table.pairs("attributes")) {
-        const SchemaAttribute *row = schema_find_ldap(name);
-        if (row == nullptr || site.empty() || site.find_first_not_of(ldap_name_characters) != site.npos) {
-            table.refuse("attributes",
-                         catalogue_format("%1$s = \"%2$s\": not an attribute of the client, or no LDAP name",
-                                          name.c_str(), site.c_str()));
-        }
-        ldap.attributes[row->ldap] = site;
-    }
+    read_attributes(table, &ldap.attributes);
     return ldap;
 }
 

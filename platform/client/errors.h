@@ -20,7 +20,8 @@ class CodedError : public std::runtime_error {
     const uint32_t code;
 };
 
-// Keeps the sentence for ZKGetLastErrorText; never throws (without memory the old sentence stays).
+// Keeps the sentence for ZKGetLastErrorText, what cannot be printed as "\x1B"; never throws (without memory the old
+// sentence stays).
 void error_keep(const char *sentence) noexcept;
 
 const std::string &error_kept();

@@ -1,4 +1,5 @@
 // Who the process is: one identity for each tree, which lives as long as the process or until it logs out.
+#include <cstdio>
 #include <cstring>
 
 #include "platform/catalogue.h"
@@ -19,6 +20,22 @@ struct LoggedIn {
         }
     }
 };
+
+// Scripts are looked for in the containers of a name, and the base is in none: whoever sets the tree up is told so.
+void warn_of_base_script(const Tree &tree) {
+    EntryPtr base;
+    if (tree.config.base.empty() || tree.store->find({}, Aliases::Keep, &base) != ZK_OK) {
+        return;
+    }
+    const std::string *script = base->first("qrtLoginScript");
+    if (script != nullptr && !script->empty()) {
+        fprintf(
+            stderr,
+            catalogue_text("Tree %1$s: the login script of %2$s does not run: the base of a tree is not a container "
+                           "of its users. Set no base, or move the script to a container below.\n"),
+            tree.config.name.c_str(), tree.config.base.c_str());
+    }
+}
 
 // The tree has accepted the user: so has the tree's own server.
 uint32_t take_identity(Tree *tree, Context *context, const EntryPtr &user) {
@@ -96,7 +113,11 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         }
         // A login that goes no further leaves the directory as nobody.
         LoggedIn loggedIn{tree};
-        return take_identity(tree, found, user);
+        code = take_identity(tree, found, user);
+        if (code == ZK_OK) {
+            warn_of_base_script(*tree);
+        }
+        return code;
     });
 }
 

@@ -1,206 +1,142 @@
 #include "platform/client/ldap_certificate.h"
 
 #include <arpa/inet.h>
-#include <ldap.h>
+#include <gnutls/gnutls.h>
+#include <gnutls/x509.h>
 #include <ctime>
+#include <memory>
+#include <type_traits>
+#include <vector>
 
 #include "platform/catalogue.h"
-#include "platform/client/names.h"
 
 namespace {
 
-constexpr unsigned char tag_sequence = 0x30;
-constexpr unsigned char tag_octets = 0x04;
-constexpr unsigned char tag_object = 0x06;
-constexpr unsigned char tag_utc_time = 0x17;
-constexpr unsigned char tag_version = 0xA0;
-constexpr unsigned char tag_extensions = 0xA3;
-constexpr unsigned char tag_dns_name = 0x82;
-constexpr unsigned char tag_ip_address = 0x87;
-constexpr std::string_view alternative_names_object = "\x55\x1D\x11";
-
-// One element after the other of a DER text.
-class Der {
-  public:
-    explicit Der(std::string_view bytes) : left(bytes) {}
-
-    bool next() {
-        size_t head = 2;
-        if (left.size() < head) {
-            return false;
-        }
-        size_t length = byte(1);
-        if (length >= 0x80) {
-            size_t count = length & 0x7Fu;
-            if (count == 0 || count > 4 || left.size() < head + count) {
-                return false;
-            }
-            length = 0;
-            for (size_t i = 0; i < count; i++) {
-                length = length << 8 | byte(head + i);
-            }
-            head += count;
-        }
-        if (left.size() - head < length) {
-            return false;
-        }
-        tag = byte(0);
-        content = left.substr(head, length);
-        whole = left.substr(0, head + length);
-        left.remove_prefix(head + length);
-        return true;
-    }
-
-    bool next(unsigned char wanted) { return next() && tag == wanted; }
-
-    unsigned char tag = 0;
-    std::string_view content;
-    std::string_view whole;
-
-  private:
-    unsigned char byte(size_t at) const { return static_cast<unsigned char>(left[at]); }
-    std::string_view left;
+struct FreeCertificate {
+    void operator()(gnutls_x509_crt_t certificate) const { gnutls_x509_crt_deinit(certificate); }
 };
+using Certificate = std::unique_ptr<std::remove_pointer_t<gnutls_x509_crt_t>, FreeCertificate>;
 
-std::string dn_text(std::string_view der) {
-    berval name = {der.size(), const_cast<char *>(der.data())};
-    berval text = {0, nullptr};
-    if (ldap_X509dn2bv(&name, &text, nullptr, 0) != LDAP_SUCCESS || text.bv_val == nullptr) {
-        return catalogue_text("unreadable");
+struct FreeAuthorities {
+    void operator()(gnutls_x509_trust_list_t list) const { gnutls_x509_trust_list_deinit(list, 1); }
+};
+using Authorities = std::unique_ptr<std::remove_pointer_t<gnutls_x509_trust_list_t>, FreeAuthorities>;
+
+// Null for what cannot be read.
+Certificate read_certificate(std::string_view der) {
+    gnutls_x509_crt_t made = nullptr;
+    if (gnutls_x509_crt_init(&made) != GNUTLS_E_SUCCESS) {
+        return nullptr;
     }
-    std::string result(text.bv_val, text.bv_len);
-    ldap_memfree(text.bv_val);
-    return result;
+    Certificate certificate(made);
+    std::string bytes(der);
+    const gnutls_datum_t datum = {reinterpret_cast<unsigned char *>(bytes.data()), static_cast<unsigned>(bytes.size())};
+    return gnutls_x509_crt_import(made, &datum, GNUTLS_X509_FMT_DER) == GNUTLS_E_SUCCESS ? std::move(certificate)
+                                                                                         : nullptr;
 }
 
-// With four digits of the year.
-std::string time_text(const Der &time) {
-    std::string text(time.content);
-    bool shortYear = time.tag == tag_utc_time && !text.empty();
-    return (shortYear ? text[0] < '5' ? "20" : "19" : "") + text;
+// What is wrong with the certificate, the name left aside: GnuTLS's bits. Without a verdict everything is.
+unsigned verify(gnutls_x509_crt_t certificate, const std::string &caFile) {
+    unsigned faults = GNUTLS_CERT_INVALID;
+    gnutls_x509_trust_list_t made = nullptr;
+    if (gnutls_x509_trust_list_init(&made, 0) != GNUTLS_E_SUCCESS) {
+        return faults;
+    }
+    Authorities authorities(made);
+    unsigned verdict = 0;
+    if (gnutls_x509_trust_list_add_trust_file(made, caFile.c_str(), nullptr, GNUTLS_X509_FMT_PEM, 0, 0) > 0 &&
+        gnutls_x509_trust_list_verify_crt(made, &certificate, 1, 0, &verdict, nullptr) == GNUTLS_E_SUCCESS) {
+        faults = verdict;
+    }
+    return faults;
 }
 
-std::string address_text(std::string_view bytes) {
+std::string address_text(const std::vector<char> &bytes, size_t size) {
     char text[INET6_ADDRSTRLEN] = "";
-    int family = bytes.size() == 4 ? AF_INET : bytes.size() == 16 ? AF_INET6 : AF_UNSPEC;
+    int family = size == 4 ? AF_INET : size == 16 ? AF_INET6 : AF_UNSPEC;
     return family != AF_UNSPEC && inet_ntop(family, bytes.data(), text, sizeof text) != nullptr ? text : "?";
 }
 
-void read_names(std::string_view octets, std::vector<std::string> *names) {
-    Der outer(octets);
-    if (!outer.next(tag_sequence)) {
-        return;
-    }
-    Der one(outer.content);
-    while (one.next()) {
-        if (one.tag == tag_dns_name) {
-            names->emplace_back(one.content);
-        } else if (one.tag == tag_ip_address) {
-            names->push_back(address_text(one.content));
+// The DNS names and IP addresses that the certificate is made out to, otherwise the common name of its subject.
+std::string names_in(gnutls_x509_crt_t certificate) {
+    std::string names;
+    const auto add = [&names](const std::string &name) { names += (names.empty() ? "" : ", ") + name; };
+    std::vector<char> name(4096);
+    for (unsigned i = 0;; i++) {
+        size_t size = name.size();
+        int kind = gnutls_x509_crt_get_subject_alt_name(certificate, i, name.data(), &size, nullptr);
+        if (kind == GNUTLS_E_REQUESTED_DATA_NOT_AVAILABLE) {
+            break;
+        }
+        if (kind == GNUTLS_SAN_DNSNAME) {
+            add(std::string(name.data(), size));
+        } else if (kind == GNUTLS_SAN_IPADDRESS) {
+            add(address_text(name, size));
         }
     }
+    size_t size = name.size();
+    if (names.empty() && gnutls_x509_crt_get_dn_by_oid(certificate, GNUTLS_OID_X520_COMMON_NAME, 0, 0, name.data(),
+                                                       &size) == GNUTLS_E_SUCCESS) {
+        add(std::string(name.data(), size));
+    }
+    return names.empty() ? catalogue_text("none") : names;
 }
 
-void read_extensions(std::string_view content, std::vector<std::string> *names) {
-    Der list(content);
-    if (!list.next(tag_sequence)) {
-        return;
+std::string issuer_of(gnutls_x509_crt_t certificate) {
+    gnutls_datum_t name = {nullptr, 0};
+    if (gnutls_x509_crt_get_issuer_dn3(certificate, &name, 0) != GNUTLS_E_SUCCESS) {
+        return catalogue_text("unreadable");
     }
-    Der extension(list.content);
-    while (extension.next(tag_sequence)) {
-        Der part(extension.content);
-        if (!part.next(tag_object) || part.content != alternative_names_object) {
-            continue;
-        }
-        while (part.next()) {
-            if (part.tag == tag_octets) {
-                read_names(part.content, names);
-            }
-        }
-    }
-}
-
-// "2026-11-21 14:15:00 UTC"
-std::string shown_time(const std::string &time) {
-    if (time.size() < 14) {
-        return time;
-    }
-    return time.substr(0, 4) + "-" + time.substr(4, 2) + "-" + time.substr(6, 2) + " " + time.substr(8, 2) + ":" +
-           time.substr(10, 2) + ":" + time.substr(12, 2) + " UTC";
-}
-
-std::string now_text() {
-    time_t now = time(nullptr);
-    struct tm parts = {};
-    gmtime_r(&now, &parts);
-    char text[32];
-    strftime(text, sizeof text, "%Y%m%d%H%M%SZ", &parts);
+    std::string text(reinterpret_cast<char *>(name.data), name.size);
+    gnutls_free(name.data);
     return text;
 }
 
-bool name_fits(const std::string &pattern, const std::string &name) {
-    if (pattern.compare(0, 2, "*.") == 0) {
-        size_t dot = name.find('.');
-        return dot != std::string::npos && equal_nocase(pattern.substr(1), name.substr(dot));
+// "2026-11-21 14:15:00 UTC"
+std::string time_text(time_t time) {
+    struct tm parts = {};
+    char text[64];
+    gmtime_r(&time, &parts);
+    strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &parts);
+    return text;
+}
+
+const char *fault_of(gnutls_x509_crt_t certificate, const std::string &name, const std::string &caFile) {
+    const unsigned faults = verify(certificate, caFile);
+    const time_t now = time(nullptr);
+    if (gnutls_x509_crt_get_expiration_time(certificate) < now) {
+        return catalogue_text("it has expired");
     }
-    return equal_nocase(pattern, name);
+    if (gnutls_x509_crt_get_activation_time(certificate) > now) {
+        return catalogue_text("it is not valid yet");
+    }
+    if (gnutls_x509_crt_check_hostname(certificate, name.c_str()) == 0) {
+        return catalogue_text("it is made out to another name");
+    }
+    if ((faults & GNUTLS_CERT_SIGNER_NOT_FOUND) != 0) {
+        return catalogue_text("no authority in the CA file has signed it");
+    }
+    if ((faults & GNUTLS_CERT_INSECURE_ALGORITHM) != 0) {
+        return catalogue_text("its key or signature is too weak");
+    }
+    return catalogue_text("the TLS library does not accept it");
 }
 
 } // namespace
 
-bool certificate_read(std::string_view der, CertificateFacts *facts) {
-    Der outer(der);
-    if (!outer.next(tag_sequence)) {
-        return false;
-    }
-    Der signedPart(outer.content);
-    if (!signedPart.next(tag_sequence)) {
-        return false;
-    }
-    // [0] version, serial number, algorithm, issuer, validity, subject, key, [1], [2], [3] extensions
-    Der field(signedPart.content);
-    if (!field.next() || (field.tag == tag_version && !field.next()) || !field.next(tag_sequence) ||
-        !field.next(tag_sequence)) {
-        return false;
-    }
-    facts->issuer = dn_text(field.whole);
-    if (!field.next(tag_sequence)) {
-        return false;
-    }
-    Der validity(field.content);
-    if (!validity.next()) {
-        return false;
-    }
-    facts->notBefore = time_text(validity);
-    if (!validity.next()) {
-        return false;
-    }
-    facts->notAfter = time_text(validity);
-    while (field.next()) {
-        if (field.tag == tag_extensions) {
-            read_extensions(field.content, &facts->names);
-        }
-    }
-    return true;
+bool certificate_is_good(std::string_view der, const std::string &name, const std::string &caFile) {
+    Certificate certificate = read_certificate(der);
+    return certificate != nullptr && gnutls_x509_crt_check_hostname(certificate.get(), name.c_str()) != 0 &&
+           verify(certificate.get(), caFile) == 0;
 }
 
-std::string certificate_fault(std::string_view der, const std::string &expectedName) {
-    CertificateFacts facts;
-    if (!certificate_read(der, &facts)) {
-        return catalogue_format("it cannot be read; expected name: %s", expectedName.c_str());
+std::string certificate_fault(std::string_view der, const std::string &name, const std::string &caFile) {
+    Certificate certificate = read_certificate(der);
+    if (certificate == nullptr) {
+        return catalogue_format("it cannot be read; expected name: %s", name.c_str());
     }
-    bool named = false;
-    std::string names;
-    for (const std::string &name : facts.names) {
-        named = named || name_fits(name, expectedName);
-        names += (names.empty() ? "" : ", ") + name;
-    }
-    std::string now = now_text();
-    const char *fault = now > facts.notAfter    ? catalogue_text("it has expired")
-                        : now < facts.notBefore ? catalogue_text("it is not valid yet")
-                        : !named                ? catalogue_text("it is made out to another name")
-                                                : catalogue_text("no authority in the CA file has signed it");
-    return catalogue_format("%1$s; expected name: %2$s; names in it: %3$s; issuer: %4$s; expires: %5$s", fault,
-                            expectedName.c_str(), names.empty() ? catalogue_text("none") : names.c_str(),
-                            facts.issuer.c_str(), shown_time(facts.notAfter).c_str());
+    return catalogue_format("%1$s; expected name: %2$s; names in it: %3$s; issuer: %4$s; expires: %5$s",
+                            fault_of(certificate.get(), name, caFile), name.c_str(),
+                            names_in(certificate.get()).c_str(), issuer_of(certificate.get()).c_str(),
+                            time_text(gnutls_x509_crt_get_expiration_time(certificate.get())).c_str());
 }

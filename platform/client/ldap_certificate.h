@@ -1,24 +1,17 @@
-// What is wrong with a server's certificate, in full words. The decision whether to take it is the TLS library's; this
-// only explains it to the administrator.
+// Servers' certificates: what is wrong with one, in full words for the administrator, and whether one is good where
+// libldap cannot be left to decide. All else about certificates is libldap's.
 #ifndef PLATFORM_CLIENT_LDAP_CERTIFICATE_H
 #define PLATFORM_CLIENT_LDAP_CERTIFICATE_H
 
 #include <string>
 #include <string_view>
-#include <vector>
 
-struct CertificateFacts {
-    std::string issuer;    // as a DN
-    std::string notBefore; // YYYYMMDDHHMMSSZ
-    std::string notAfter;
-    std::vector<std::string> names; // DNS names and IP addresses
-};
-
-// Takes the facts from a certificate in DER. False for what cannot be read.
-bool certificate_read(std::string_view der, CertificateFacts *facts);
+// Is the certificate (in DER) valid today, made out to this name, and signed by an authority in the file? One that is
+// signed by an authority in between is good only if that one is in the file as well.
+bool certificate_is_good(std::string_view der, const std::string &name, const std::string &caFile);
 
 // The fault that shows (expired, not yet valid, another name, otherwise the issuer), the expected name, the names in
 // the certificate, its issuer and its expiry, as parts of a sentence.
-std::string certificate_fault(std::string_view der, const std::string &expectedName);
+std::string certificate_fault(std::string_view der, const std::string &name, const std::string &caFile);
 
 #endif

@@ -216,14 +216,33 @@ void LdapConnection::secure(LdapDeadline deadline) {
                                            config.caFile.c_str(), strerror(errno)));
     }
     setTlsOptions(LDAP_OPT_X_TLS_DEMAND);
+    const bool nameIsOurs = isForLocalhost(deadline);
+    if (nameIsOurs) {
+        leaveOutNameCheck();
+    }
     if (!address.tls) {
         startTls(deadline);
     }
     begin(deadline);
-    if (ldap_install_tls(ld) != LDAP_SUCCESS) {
+    if (ldap_install_tls(ld) != LDAP_SUCCESS ||
+        (nameIsOurs && !certificate_is_good(peerCertificate(), address.host, config.caFile))) {
         refuseTls(deadline);
     }
     secured = true;
+}
+
+// For "localhost" libldap expects the machine's full name in the certificate. A certificate that is made out to
+// "localhost" is checked here; any other one is left to libldap.
+bool LdapConnection::isForLocalhost(LdapDeadline deadline) {
+    return equal_nocase(address.host, "localhost") &&
+           certificate_is_good(inspectedCertificate(deadline), address.host, config.caFile);
+}
+
+// libldap has taken from the options into the TLS context, made by now, that the certificate must be verified. What it
+// still looks up in them is whether to compare names.
+void LdapConnection::leaveOutNameCheck() {
+    const int allow = LDAP_OPT_X_TLS_ALLOW;
+    must(ldap_set_option(ld, LDAP_OPT_X_TLS_REQUIRE_CERT, &allow), address, catalogue_text("a TLS option"));
 }
 
 // Why did the handshake fail? A second one that takes any certificate, and sends nothing, tells the certificate's
@@ -232,13 +251,7 @@ void LdapConnection::refuseTls(LdapDeadline deadline) {
     if (watch.event() == LdapWatch::TimedOut) {
         fail(LDAP_TIMEOUT, catalogue_text("the TLS handshake"));
     }
-    std::string certificate;
-    try {
-        LdapConnection inspection(*this, Inspect(), deadline);
-        certificate = inspection.peerCertificate(deadline);
-    } catch (const LdapTrouble &) {
-        certificate.clear();
-    }
+    const std::string certificate = inspectedCertificate(deadline);
     if (certificate.empty()) {
         throw LdapTrouble(watch.event() == LdapWatch::Closed ? ZKE_SERVER_CLOSED : ZKE_ANSWER_MALFORMED,
                           address.text + ": " +
@@ -247,7 +260,7 @@ void LdapConnection::refuseTls(LdapDeadline deadline) {
     throw LdapTrouble(
         ZKE_CERTIFICATE_REFUSED,
         catalogue_format("%1$s: the server's certificate is not accepted: %2$s; CA file: %3$s", address.text.c_str(),
-                         certificate_fault(certificate, address.host).c_str(), config.caFile.c_str()));
+                         certificate_fault(certificate, address.host, config.caFile).c_str(), config.caFile.c_str()));
 }
 
 LdapConnection::LdapConnection(const LdapConnection &refused, Inspect, LdapDeadline deadline)
@@ -255,15 +268,24 @@ LdapConnection::LdapConnection(const LdapConnection &refused, Inspect, LdapDeadl
     open(deadline);
 }
 
-std::string LdapConnection::peerCertificate(LdapDeadline deadline) {
-    setTlsOptions(LDAP_OPT_X_TLS_NEVER);
-    if (!address.tls) {
-        startTls(deadline);
+// What the server shows on a connection that takes any certificate and sends nothing; empty when it shows none.
+std::string LdapConnection::inspectedCertificate(LdapDeadline deadline) const {
+    try {
+        LdapConnection inspection(*this, Inspect(), deadline);
+        inspection.setTlsOptions(LDAP_OPT_X_TLS_NEVER);
+        if (!address.tls) {
+            inspection.startTls(deadline);
+        }
+        return ldap_install_tls(inspection.ld) == LDAP_SUCCESS ? inspection.peerCertificate() : "";
+    } catch (const LdapTrouble &) {
+        return "";
     }
+}
+
+std::string LdapConnection::peerCertificate() const {
     berval der = {0, nullptr};
     std::string certificate;
-    if (ldap_install_tls(ld) == LDAP_SUCCESS &&
-        ldap_get_option(ld, LDAP_OPT_X_TLS_PEERCERT, &der) == LDAP_OPT_SUCCESS && der.bv_val != nullptr) {
+    if (ldap_get_option(ld, LDAP_OPT_X_TLS_PEERCERT, &der) == LDAP_OPT_SUCCESS && der.bv_val != nullptr) {
         certificate.assign(der.bv_val, der.bv_len);
         ldap_memfree(der.bv_val);
     }

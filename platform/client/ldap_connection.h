@@ -107,7 +107,10 @@ class LdapConnection {
     void setTlsOptions(int requireCertificate);
     void secure(LdapDeadline deadline);
     [[noreturn]] void refuseTls(LdapDeadline deadline);
-    std::string peerCertificate(LdapDeadline deadline);
+    bool isForLocalhost(LdapDeadline deadline);
+    void leaveOutNameCheck();
+    std::string inspectedCertificate(LdapDeadline deadline) const;
+    std::string peerCertificate() const;
     void startTls(LdapDeadline deadline);
     void begin(LdapDeadline deadline);
     // As ldap_result: 0 when that moment has come.

@@ -86,6 +86,13 @@ std::string line(const std::string &attribute, const std::string &value) {
     return attribute + (value.empty() ? ":\n" : ":: " + base64(value) + "\n");
 }
 
+bool has_value(const Entry &entry, const NamePart &part) {
+    const SchemaAttribute *naming = schema_find_ldap(part.type);
+    return std::any_of(entry.values.begin(), entry.values.end(), [&](const EntryValue &value) {
+        return value.attribute == naming && name_fold(value.text) == name_fold(part.value);
+    });
+}
+
 bool add_once(const Name &name, std::vector<std::string> *written) {
     std::string key = name_to_dotted(name, true);
     if (std::find(written->begin(), written->end(), key) != written->end()) {
@@ -128,6 +135,10 @@ void LdapCopy::addEntry(const Entry &entry, std::vector<std::string> *written, s
     *out += "\n" + line("dn", name_to_dn(entry.name, base));
     for (const EntryValue &value : entry.values) {
         *out += line(value.attribute->ldap, value.text);
+    }
+    // The tree may have given another attribute for the one in its name.
+    if (!entry.name.empty() && !has_value(entry, entry.name.front())) {
+        *out += line(entry.name.front().type, entry.name.front().value);
     }
 }
 

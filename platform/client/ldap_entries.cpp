@@ -13,19 +13,13 @@ namespace {
 constexpr const char *subordinate_count = "numSubordinates";
 constexpr const char *has_subordinates = "hasSubordinates";
 
-// "20261121141500.0Z" as "20261121141500Z".
-std::string without_fraction(const std::string &time) {
-    size_t dot = time.find_first_of(".,");
-    return dot == std::string::npos || time.back() != 'Z' ? time : time.substr(0, dot) + "Z";
-}
-
 } // namespace
 
 LdapEntries::LdapEntries(const ConfigLdap &config, const Name &treeBase) : base(treeBase) {
     for (const SchemaAttribute &row : schema_attributes()) {
         auto renamed = config.attributes.find(row.ldap);
         std::string name = renamed == config.attributes.end() ? row.ldap : renamed->second;
-        rows.emplace(name_fold(name), &row);
+        rows.emplace(name_type(name), &row); // one of theirs may be several of ours
         names.emplace(&row, name);
     }
 }
@@ -37,7 +31,9 @@ const std::string &LdapEntries::siteName(const char *ldap) const {
 std::vector<std::string> LdapEntries::attributes(bool withMembers) const {
     std::vector<std::string> wanted = {subordinate_count, has_subordinates};
     for (const SchemaAttribute &row : schema_attributes()) {
-        if (strcmp(row.ldap, "userPassword") != 0 && (withMembers || strcmp(row.ldap, "member") != 0)) {
+        const bool member = strcmp(row.ldap, "member") == 0;
+        const bool asked = strcmp(row.ldap, "userPassword") != 0 && strcmp(row.ldap, "uniqueMember") != 0;
+        if (asked && (withMembers || !member)) {
             wanted.push_back(names.at(&row));
         }
     }
@@ -45,16 +41,15 @@ std::vector<std::string> LdapEntries::attributes(bool withMembers) const {
 }
 
 void LdapEntries::add(const SchemaAttribute *row, const std::string &value, Entry *entry) const {
-    std::string text = row->syntax == ZK_SYNTAX_TIME ? without_fraction(value) : value;
-    if (text.size() > row->limit || (text.empty() && row->syntax != schema_stream)) {
+    if (value.size() > row->limit || (value.empty() && row->syntax != schema_stream)) {
         return;
     }
     try {
-        value_parse(row->syntax, text, base);
+        value_parse(row->syntax, value, base);
     } catch (const DataError &) {
         return;
     }
-    entry->values.push_back({row, text});
+    entry->values.push_back({row, value});
 }
 
 EntryPtr LdapEntries::make(const LdapEntry &read) const {
@@ -70,18 +65,19 @@ EntryPtr LdapEntries::make(const LdapEntry &read) const {
         } else if (equal_nocase(name, has_subordinates) && !values.empty()) {
             entry->subordinates = std::max<uint32_t>(entry->subordinates, values.front() == "TRUE" ? 1 : 0);
         }
-        auto row = rows.find(name_fold(name));
-        for (const std::string &value : values) {
-            if (row != rows.end()) {
+        auto [row, end] = rows.equal_range(name_type(name));
+        for (; row != end; ++row) {
+            for (const std::string &value : values) {
                 add(row->second, value, entry.get());
             }
-            if (equal_nocase(name, "objectClass")) {
-                objectClasses.push_back(value);
-            }
+        }
+        if (equal_nocase(name, "objectClass")) {
+            objectClasses.assign(values.begin(), values.end());
         }
     }
     entry->entryClass = schema_class_of(objectClasses);
-    if (entry->is_class("Server") && entry_common_name(*entry).size() >= ZK_SERVER_NAME_SIZE) {
+    const size_t serverName = entry_common_name(*entry).size();
+    if (entry->is_class("Server") && (serverName == 0 || serverName >= ZK_SERVER_NAME_SIZE)) {
         return nullptr;
     }
     if (const std::string *changed = entry->first("modifyTimestamp")) {

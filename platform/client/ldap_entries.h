@@ -18,8 +18,8 @@ class LdapEntries {
     // The name that this tree gives to the attribute.
     const std::string &siteName(const char *ldap) const;
 
-    // What a read asks for: all attributes that the client hands out or uses, passwords never. The members of a group
-    // are left out of reads that only want to know which groups there are.
+    // What a read asks for: all attributes that the client hands out or uses, passwords never, and no more of a group's
+    // members than is handed out. These are left out of reads that only want to know which groups there are.
     std::vector<std::string> attributes(bool withMembers) const;
 
     // Null for an entry that is not below the base or whose name the client cannot take. A value that is not of its
@@ -30,7 +30,7 @@ class LdapEntries {
     void add(const SchemaAttribute *row, const std::string &value, Entry *entry) const;
 
     Name base;
-    std::unordered_map<std::string, const SchemaAttribute *> rows; // by the tree's name, lower case
+    std::unordered_multimap<std::string, const SchemaAttribute *> rows; // by name_type of the tree's name
     std::unordered_map<const SchemaAttribute *, std::string> names;
 };
 

@@ -8,8 +8,7 @@
 
 namespace {
 
-constexpr int same_name_limit = 32; // objects of one name and different types side by side
-constexpr const char *naming_types[] = {"cn", "uid", "ou", "o", "c", "l", "st", "dc"};
+constexpr int same_name_limit = 32;                       // objects of one name and different types side by side
 constexpr const char *leaf_types[] = {"cn", "uid", "ou"}; // the likely ones, in this order
 
 } // namespace
@@ -83,7 +82,7 @@ EntryPtr LdapLookup::kept(const Name &name) const {
     auto found = read.find(name_key(name));
     if (found != read.end()) {
         for (const EntryPtr &one : found->second) {
-            if (name_types_agree(one->name, name)) {
+            if (name_may_be(name, one->name)) {
                 return one;
             }
         }
@@ -145,7 +144,7 @@ EntryPtr LdapLookup::readLevel(const Name &parent, const NamePart &part) {
     if (!part.type.empty()) {
         filters.push_back(filter_equal(part.type, part.value));
     }
-    for (const char *type : naming_types) {
+    for (const char *type : name_usual_types) {
         if (part.type.empty()) {
             filters.push_back(filter_equal(type, part.value));
         }

@@ -130,7 +130,8 @@ uint32_t LdapStore::find_user(const Name &name, EntryPtr *user) {
 }
 
 std::string LdapStore::groupFilter(const std::string &dn) const {
-    return filter_or({filter_equal(objects.siteName("member"), dn), filter_equal("uniqueMember", dn)});
+    return filter_or(
+        {filter_equal(objects.siteName("member"), dn), filter_equal(objects.siteName("uniqueMember"), dn)});
 }
 
 uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {

@@ -98,7 +98,7 @@ bool decode_base64(std::string_view text, std::string *bytes) {
 }
 
 std::string_view skip_blanks(std::string_view text) {
-    size_t first = text.find_first_not_of(' ');
+    size_t first = text.find_first_not_of(" \t");
     return first == std::string_view::npos ? std::string_view() : text.substr(first);
 }
 

@@ -1,5 +1,6 @@
 #include "platform/client/ldif_store.h"
 
+#include <algorithm>
 #include <unordered_map>
 
 #include "platform/catalogue.h"
@@ -40,6 +41,7 @@ class LdifStore : public DirectoryStore {
     void add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const;
     void check_entry(const LdifRecord &record, const Entry &entry) const;
     void index_entry(uint32_t number);
+    void spell_as_parent(Name *name) const;
     void count_at_parent(const Name &name);
 
     Name root;
@@ -54,11 +56,17 @@ class LdifStore : public DirectoryStore {
     throw DataError(record.file + ":" + std::to_string(line) + ": " + why);
 }
 
+bool is_member(const EntryValue &value) {
+    static const SchemaAttribute *const member = schema_find_ldap("member");
+    static const SchemaAttribute *const uniqueMember = schema_find_ldap("uniqueMember");
+    return value.attribute == member || value.attribute == uniqueMember;
+}
+
 // The node of a name, or null. Of two nodes that both fit a name without types the first in the file is meant.
 const Node *LdifStore::lookup(const Name &name) const {
     auto found = byKey.find(name_key(name));
     uint32_t number = found == byKey.end() ? no_node : found->second;
-    while (number != no_node && !name_types_agree(nodes[number].entry->name, name)) {
+    while (number != no_node && !name_may_be(name, nodes[number].entry->name)) {
         number = nodes[number].sameKey;
     }
     return number == no_node ? nullptr : &nodes[number];
@@ -80,8 +88,7 @@ uint32_t LdifStore::groups_of(const Entry &entry, std::vector<Name> *found) {
     for (uint32_t number : member->second) {
         // The key leaves types out: ask the group itself.
         for (const EntryValue &value : nodes[number].entry->values) {
-            if (value.attribute == schema_find_ldap("member") &&
-                name_equal(value_parse(schema_dn, value.text, root).name, entry.name)) {
+            if (is_member(value) && name_equal(value_parse(schema_dn, value.text, root).name, entry.name)) {
                 found->push_back(nodes[number].entry->name);
                 break;
             }
@@ -113,10 +120,11 @@ uint32_t LdifStore::find_volume(const Entry &server, std::string_view volume, En
     return ZKE_VOLUME_UNKNOWN;
 }
 
+// An empty password is wrong whatever the entry has: servers take it for an anonymous login.
 uint32_t LdifStore::check_password(const Entry &entry, const char *password) {
     const SchemaAttribute *kept = schema_find_ldap("userPassword");
     for (const EntryValue &value : entry.values) {
-        if (value.attribute == kept && password_matches(value.text, password)) {
+        if (value.attribute == kept && *password != '\0' && password_matches(value.text, password)) {
             return ZK_OK;
         }
     }
@@ -140,7 +148,8 @@ void LdifStore::check_place(const LdifRecord &record, const Name &name) const {
     if (lookup(name) != nullptr) {
         refuse(record, record.line, catalogue_text("the entry is there already"));
     }
-    if (name.size() > 1 && lookup(Name(name.begin() + 1, name.end())) == nullptr) {
+    // The first entry may stand at a suffix of several parts, "dc=acme,dc=example", as on a server.
+    if (name.size() > 1 && !nodes.empty() && lookup(name_above(name, 1)) == nullptr) {
         refuse(record, record.line, catalogue_text("the entry has no parent: it must come before"));
     }
 }
@@ -148,6 +157,11 @@ void LdifStore::check_place(const LdifRecord &record, const Name &name) const {
 void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const {
     const SchemaAttribute *row = schema_find_ldap(attribute.name);
     if (row == nullptr) {
+        const bool numbered = attribute.name.find_first_not_of("0123456789.") == std::string::npos;
+        if (numbered) {
+            refuse(record, attribute.line,
+                   attribute.name + ": " + catalogue_text("attributes are named, not numbered"));
+        }
         return;
     }
     if (attribute.value.size() > row->limit) {
@@ -181,9 +195,8 @@ void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const 
         return;
     }
     const NamePart &leaf = entry.name.front();
-    const SchemaAttribute *naming = schema_find_ldap(leaf.type);
-    for (const EntryValue &value : entry.values) {
-        if (value.attribute == naming && name_fold(value.text) == name_fold(leaf.value)) {
+    for (const LdifAttribute &attribute : record.attributes) {
+        if (name_type(attribute.name) == leaf.type && name_fold(attribute.value) == name_fold(leaf.value)) {
             return;
         }
     }
@@ -205,9 +218,8 @@ void LdifStore::index_entry(uint32_t number) {
     } else if (entry.is_class("Volume")) {
         volumes.push_back(number);
     }
-    const SchemaAttribute *member = schema_find_ldap("member");
     for (const EntryValue &value : entry.values) {
-        if (value.attribute == member) {
+        if (is_member(value)) {
             std::vector<uint32_t> &of = groups[name_key(value_parse(schema_dn, value.text, root).name)];
             if (of.empty() || of.back() != number) {
                 of.push_back(number);
@@ -216,9 +228,17 @@ void LdifStore::index_entry(uint32_t number) {
     }
 }
 
+// An object's place is spelled as its parent's own entry spells it, whatever its DN writes.
+void LdifStore::spell_as_parent(Name *name) const {
+    const Node *parent = name->empty() ? nullptr : lookup(name_above(*name, 1));
+    if (parent != nullptr) {
+        std::copy(parent->entry->name.begin(), parent->entry->name.end(), name->begin() + 1);
+    }
+}
+
 void LdifStore::count_at_parent(const Name &name) {
     if (!name.empty()) {
-        const Node *parent = lookup(Name(name.begin() + 1, name.end()));
+        const Node *parent = lookup(name_above(name, 1));
         if (parent != nullptr) {
             parent->entry->subordinates++;
         }
@@ -229,6 +249,7 @@ void LdifStore::add(const LdifRecord &record) {
     auto entry = std::make_shared<Entry>();
     entry->name = parse_dn(record);
     check_place(record, entry->name);
+    spell_as_parent(&entry->name);
     entry->values.reserve(record.attributes.size());
     std::vector<std::string_view> objectClasses;
     for (const LdifAttribute &attribute : record.attributes) {

@@ -1,7 +1,14 @@
 #include "platform/client/names.h"
 
+#include <unicase.h>
+#include <uninorm.h>
+#include <unistr.h>
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
+#include <unordered_map>
 
 #include "platform/zk.h"
 
@@ -11,16 +18,29 @@ constexpr std::string_view root_part = "[Root]";
 // A DN is longer than the dotted name it stands for: escapes take up to three bytes for one.
 constexpr size_t dn_length_limit = 4096;
 
-struct TypeSynonym {
-    const char *longName;
-    const char *shortName;
-};
-constexpr size_t shortest_long_type = 6;
-constexpr TypeSynonym type_synonyms[] = {
-    {"commonname", "cn"},      {"surname", "sn"},     {"organizationalunitname", "ou"}, {"organizationname", "o"},
-    {"countryname", "c"},      {"localityname", "l"}, {"stateorprovincename", "st"},    {"streetaddress", "street"},
-    {"domaincomponent", "dc"}, {"userid", "uid"},
-};
+// The other names that servers know for the attributes of the schema, in lower case.
+using Synonyms = std::unordered_map<std::string_view, const char *>;
+const Synonyms &type_synonyms() {
+    static const Synonyms synonyms = {
+        {"commonname", "cn"},
+        {"surname", "sn"},
+        {"organizationalunitname", "ou"},
+        {"organizationname", "o"},
+        {"countryname", "c"},
+        {"localityname", "l"},
+        {"stateorprovincename", "st"},
+        {"streetaddress", "street"},
+        {"domaincomponent", "dc"},
+        {"userid", "uid"},
+        {"gn", "givenname"},
+        {"fax", "facsimiletelephonenumber"},
+        {"rfc822mailbox", "mail"},
+        {"hometelephonenumber", "homephone"},
+        {"mobiletelephonenumber", "mobile"},
+        {"aliasedentryname", "aliasedobjectname"},
+    };
+    return synonyms;
+}
 
 char lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -42,14 +62,7 @@ bool normal_type(std::string_view written, std::string *type) {
         !std::all_of(written.begin(), written.end(), is_type_char)) {
         return false;
     }
-    type->assign(written);
-    std::transform(type->begin(), type->end(), type->begin(), lower);
-    // Most types are short ones, and a user's groups are thousands of names.
-    for (const TypeSynonym &synonym : type_synonyms) {
-        if (type->size() >= shortest_long_type && *type == synonym.longName) {
-            *type = synonym.shortName;
-        }
-    }
+    *type = name_type(written);
     return true;
 }
 
@@ -214,6 +227,30 @@ bool same_part(const NamePart &a, const NamePart &b) {
     return (a.type.empty() || b.type.empty() || a.type == b.type) && name_fold(a.value) == name_fold(b.value);
 }
 
+// Letters of all languages as LDAP servers compare them: compatibility forms taken apart and put together again, and
+// each in lower case. Bytes that are not UTF-8 stay as they are.
+std::string fold_letters(std::string_view value) {
+    const auto *bytes = reinterpret_cast<const uint8_t *>(value.data());
+    if (u8_check(bytes, value.size()) != nullptr) {
+        return std::string(value);
+    }
+    size_t length = 0;
+    std::unique_ptr<uint8_t, decltype(&free)> normal(u8_normalize(UNINORM_NFKC, bytes, value.size(), nullptr, &length),
+                                                     &free);
+    if (normal == nullptr) {
+        throw std::bad_alloc();
+    }
+    std::string folded;
+    for (size_t at = 0; at < length;) {
+        ucs4_t letter = 0;
+        at += static_cast<size_t>(u8_mbtouc(&letter, normal.get() + at, length - at));
+        uint8_t small[6];
+        const int size = u8_uctomb(small, uc_tolower(letter), sizeof small);
+        folded.append(reinterpret_cast<const char *>(small), static_cast<size_t>(size));
+    }
+    return folded;
+}
+
 void append_escaped(std::string *out, std::string_view value, const char *special) {
     bool plain = !value.empty() && value.front() != ' ' && value.back() != ' ' &&
                  std::none_of(value.begin(), value.end(), [&](char c) { return is_among(c, special); });
@@ -358,7 +395,27 @@ void name_type_by_place(Name *name) {
     }
 }
 
+std::string name_type(std::string_view written) {
+    std::string type(written);
+    std::transform(type.begin(), type.end(), type.begin(), lower);
+    auto synonym = type_synonyms().find(type);
+    return synonym == type_synonyms().end() ? type : synonym->second;
+}
+
+bool name_may_be(const Name &wanted, const Name &object) {
+    const auto fits = [](const NamePart &want, const NamePart &have) {
+        return want.type.empty() ? std::find(std::begin(name_usual_types), std::end(name_usual_types), have.type) !=
+                                       std::end(name_usual_types)
+                                 : want.type == have.type;
+    };
+    return std::equal(wanted.begin(), wanted.end(), object.begin(), object.end(), fits);
+}
+
 std::string name_fold(std::string_view value) {
+    // Nearly all names are in ASCII, and they are compared by the thousand.
+    const bool ascii = std::none_of(value.begin(), value.end(), [](char c) { return (c & 0x80) != 0; });
+    const std::string letters = ascii ? "" : fold_letters(value);
+    value = ascii ? value : letters;
     std::string folded;
     folded.reserve(value.size());
     for (char c : value) {

@@ -48,13 +48,23 @@ Name name_above(const Name &name, size_t levels);
 // Gives types to parts without one by their place: the leaf is a CN, the topmost an O, those between are OUs.
 void name_type_by_place(Name *name);
 
-// Comparison forms: letters folded as ASCII, runs of blanks as one. The key of a name leaves its types out.
+// The types of objects that may be meant where a name is written without types: servers can only be asked for a value
+// together with a type.
+inline constexpr const char *name_usual_types[] = {"cn", "uid", "ou", "o", "c", "l", "st", "dc"};
+
+// An attribute type in lower case, by its usual name where servers know several: "cn" for "commonName".
+std::string name_type(std::string_view written);
+
+// Comparison forms: letters without regard to case, runs of blanks as one. The key of a name leaves its types out.
 std::string name_fold(std::string_view value);
 std::string name_key(const Name &name);
 
 // Equal keys taken for granted: do the types agree wherever both names have them?
 bool name_types_agree(const Name &a, const Name &b);
 bool name_equal(const Name &a, const Name &b);
+
+// Equal keys taken for granted: may `wanted`, whose parts may lack their types, mean the object?
+bool name_may_be(const Name &wanted, const Name &object);
 
 bool equal_nocase(std::string_view a, std::string_view b);
 

@@ -119,6 +119,7 @@ const std::vector<SchemaAttribute> &schema_attributes() {
         {"Login Disabled", "qrtLoginDisabled", schema_boolean, 8},
         {"Locked By Intruder", "qrtLocked", schema_boolean, 8},
         {nullptr, "userPassword", schema_text, 1024},
+        {nullptr, "uniqueMember", schema_dn, dn_limit},
         {nullptr, "qrtServerUser", schema_text, 1024},
         {nullptr, "uidNumber", ZK_SYNTAX_COUNTER, 32},
         {nullptr, "modifyTimestamp", ZK_SYNTAX_TIME, 32},
@@ -134,7 +135,7 @@ const SchemaAttribute *schema_find(std::string_view name) {
 const SchemaAttribute *schema_find_ldap(std::string_view ldap) {
     static const Index index = index_by(&SchemaAttribute::ldap);
     // An LDAP name has no blanks, and "_" does not stand for one there.
-    return ldap.find_first_of("_ ") == std::string_view::npos ? look_up(index, ldap) : nullptr;
+    return ldap.find_first_of("_ ") == std::string_view::npos ? look_up(index, name_type(ldap)) : nullptr;
 }
 
 const SchemaClass *schema_class_of(const std::vector<std::string_view> &objectClasses) {

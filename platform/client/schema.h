@@ -32,7 +32,7 @@ const std::vector<SchemaAttribute> &schema_attributes();
 // By directory name: without regard to case, "_" equal to a blank. Null when there is none.
 const SchemaAttribute *schema_find(std::string_view name);
 
-// By LDAP name, without regard to case. Null when there is none.
+// By LDAP name or one of its synonyms ("commonName"), without regard to case. Null when there is none.
 const SchemaAttribute *schema_find_ldap(std::string_view ldap);
 
 // The class that an entry with these objectClass values is of; a row with the base "Unknown" when none is listed.

@@ -1,5 +1,6 @@
 #include "platform/client/values.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <ctime>
@@ -49,26 +50,62 @@ int two_digits(std::string_view text, size_t at) {
     return (text[at] - '0') * 10 + (text[at + 1] - '0');
 }
 
+[[noreturn]] void refuse_time() {
+    throw DataError(catalogue_text("not a time: YYYYMMDDHHMMSSZ"));
+}
+
+// Takes the time zone from the end of a time: "Z", or the hours and minutes that the time is ahead of UTC. In seconds.
+time_t take_zone(std::string_view *text) {
+    const size_t sign = text->find_last_of("Z+-");
+    const std::string_view zone = sign == std::string_view::npos ? "" : text->substr(sign);
+    *text = text->substr(0, sign);
+    const bool minutes = zone.size() == 5;
+    if (zone == "Z") {
+        return 0;
+    }
+    if ((!minutes && zone.size() != 3) || zone.find_first_not_of("0123456789", 1) != std::string_view::npos ||
+        two_digits(zone, 1) > 23 || (minutes && two_digits(zone, 3) > 59)) {
+        refuse_time();
+    }
+    const time_t ahead = two_digits(zone, 1) * 3600 + (minutes ? two_digits(zone, 3) * 60 : 0);
+    return zone.front() == '-' ? -ahead : ahead;
+}
+
+// The whole seconds in a fraction of an hour, a minute or a second: "" or ".5".
+time_t part_of(time_t seconds, std::string_view fraction) {
+    if (fraction.empty()) {
+        return 0;
+    }
+    const bool begins = fraction.front() == '.' || fraction.front() == ',';
+    if (!begins || fraction.size() == 1 || fraction.find_first_not_of("0123456789", 1) != std::string_view::npos) {
+        refuse_time();
+    }
+    time_t part = 0;
+    time_t whole = 1;
+    for (char c : fraction.substr(1, 6)) {
+        part = part * 10 + (c - '0');
+        whole *= 10;
+    }
+    return seconds * part / whole;
+}
+
 // A moment after 2038 is the last one that 32 bits can tell, so that "never expires" may be written as a far year.
 int32_t parse_time(std::string_view text) {
-    bool seconds = text.size() == 15;
-    if ((!seconds && text.size() != 13) || text.back() != 'Z') {
-        throw DataError(catalogue_text("not a time: YYYYMMDDHHMMSSZ"));
-    }
-    for (char c : text.substr(0, text.size() - 1)) {
-        if (!is_digit(c)) {
-            throw DataError(catalogue_text("not a time: YYYYMMDDHHMMSSZ"));
-        }
+    const time_t zone = take_zone(&text);
+    const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+    if (digits < 10 || digits > 14 || digits % 2 != 0) {
+        refuse_time();
     }
     struct tm when = {};
     when.tm_year = two_digits(text, 0) * 100 + two_digits(text, 2) - 1900;
     when.tm_mon = two_digits(text, 4) - 1;
     when.tm_mday = two_digits(text, 6);
     when.tm_hour = two_digits(text, 8);
-    when.tm_min = two_digits(text, 10);
-    when.tm_sec = seconds ? two_digits(text, 12) : 0;
+    when.tm_min = digits > 10 ? two_digits(text, 10) : 0;
+    when.tm_sec = digits > 12 ? two_digits(text, 12) : 0;
+    const time_t part = part_of(digits > 12 ? 1 : digits > 10 ? 60 : 3600, text.substr(digits));
     struct tm normal = when;
-    time_t moment = timegm(&normal);
+    time_t moment = timegm(&normal) + part - zone;
     // timegm carries what is out of range over, so a changed field is a day or an hour that does not exist. A leap
     // second is carried over too, but is a real moment.
     if (when.tm_sec > 60 || (when.tm_sec < 60 && (normal.tm_mon != when.tm_mon || normal.tm_mday != when.tm_mday ||

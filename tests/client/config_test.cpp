@@ -73,6 +73,11 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {servers("[\"ldap://a\"]", "attributes = 1"), "4:14: attributes must be a table of texts"},
         {servers("[\"ldap://a\"]", "attributes = { full = \"cn\" }"), "4:14: full = \"cn\": not an attribute"},
         {servers("[\"ldap://a\"]", "attributes = { cn = \"a b\" }"), "4:14: cn = \"a b\": not an attribute"},
+        {servers("[\"ldap://a\"]", "attributes = { userPassword = \"pw\" }"),
+         "4:14: userPassword cannot have another name"},
+        {servers("[\"ldap://a\"]", "attributes = { OBJECTCLASS = \"kind\" }"),
+         "4:14: objectClass cannot have another name"},
+        {servers("[\"ldap://a\"]", "attributes = { sn = \"a\", surname = \"b\" }"), "4:14: sn is given twice"},
         {servers("[\"ldap://a\"]", "sasl_external = true"), "4:17: sasl_external works over ldapi only"},
         {servers("[\"ldapi://a\"]", "sasl_gssapi = true"), "4:15: sasl_gssapi works over ldap and ldaps, not over"},
         {servers("[\"ldap://a\"]", "sasl_gssapi = true\noffline = true"), "5:11: offline logins need passwords"},
@@ -158,6 +163,40 @@ TEST_F(Configuration, WithoutATraceNothingIsTold) {
     ::testing::internal::CaptureStderr();
     open_server("ACME");
     EXPECT_EQ("", ::testing::internal::GetCapturedStderr());
+}
+
+TEST_F(Configuration, ALoginTellsThatTheScriptOfTheBaseDoesNotRun) {
+    const std::string user =
+        "\ndn: cn=u,o=acme\nobjectClass: person\ncn: u\n"
+        "userPassword: {CRYPT}$y$j7T$Qq3hM8nT5vXc2bJr9wLd1/$nOjJwkNkI7XEuk7rba2PsF7eXEvzQDcPIvCrw9sOjmB\n";
+    const std::string top = "dn: o=acme\nobjectClass: organization\no: acme\n";
+    for (const std::string name : {"WITH", "EMPTY", "NONE"}) {
+        const std::string script = name == "WITH" ? "X\n" : "\n";
+        folder.write(name + ".ldif", top + (name == "NONE" ? "" : "qrtLoginScript: " + script) + user);
+    }
+    std::string trees;
+    for (const std::string name : {"WITH", "EMPTY", "NONE"})
+        trees += "[[tree]]\nname = \"" + name + "\"\nldif = \"" + name + ".ldif\"\nbase = \"o=acme\"\n";
+    configure(trees + "[[tree]]\nname = \"ROOT\"\nldif = \"WITH.ldif\"\n");
+    ::testing::internal::CaptureStderr();
+    for (const char *tree : {"WITH", "EMPTY", "NONE"}) {
+        EXPECT_EQ(ZKE_WRONG_PASSWORD, login(context(session_flags, tree), "u", "wrong"));
+        EXPECT_EQ(ZK_OK, login(context(session_flags, tree), "u", "secret"));
+    }
+    EXPECT_EQ(ZK_OK, login(context(session_flags, "ROOT"), "u.acme", "secret"));
+    EXPECT_EQ(
+        "Tree WITH: the login script of o=acme does not run: the base of a tree is not a container of its users. "
+        "Set no base, or move the script to a container below.\n",
+        ::testing::internal::GetCapturedStderr());
+}
+
+TEST_F(Configuration, TheLastErrorHoldsNothingThatATerminalWouldObey) {
+    setenv("ZKCLIENT_CONF", "/no\x1B[31m\n\x7Fwhere\xC2\x9B\xFF\xE2\x80\xAE/J\xC3\xB6rg \xE2\x82\xAC.toml", 1);
+    ZKCallsInit(nullptr, nullptr);
+    EXPECT_EQ(
+        "/no\\x1B[31m\\x0A\\x7Fwhere\\xC2\\x9B\\xFF\\xE2\\x80\\xAE/J\xC3\xB6rg \xE2\x82\xAC.toml: cannot open the "
+        "configuration: No such file or directory",
+        last_error());
 }
 
 TEST_F(Configuration, TheLastErrorIsCutToTheBuffer) {

@@ -41,6 +41,19 @@ TEST_F(Connections, ServersAreFoundInAnyLetterCaseAndTellTheirSpelling) {
     EXPECT_EQ("OLDSRV", text_info(open_server("OldSrv", ZK_NAME_FILE_SERVER), ZK_INFO_SERVER_NAME));
 }
 
+TEST_F(Connections, AServersNameIsItsCommonNameWhateverItsObjectIsCalled) {
+    folder.write("t.ldif",
+                 "dn: uid=box7\nobjectClass: qrtServer\nuid: box7\ncn: SRV7\n\n"
+                 "dn: cn=SRV8\nobjectClass: qrtServer\ncn: SRV9\ncn: SRV8\n");
+    configure("[[tree]]\nname = \"T\"\nldif = \"t.ldif\"\ndefault_server = \"srv7\"\n");
+    EXPECT_EQ("SRV7", text_info(open_server("T"), ZK_INFO_SERVER_NAME));
+    EXPECT_EQ("SRV8", text_info(open_server("srv8"), ZK_INFO_SERVER_NAME)) << "the one in its object's name";
+    for (const char *name : {"box7", "SRV9"}) {
+        open_server(name);
+        EXPECT_EQ(ZKE_SERVER_NOT_FOUND, lastCode) << name;
+    }
+}
+
 TEST_F(Connections, NamesThatLeadNowhere) {
     const char *names[] = {"SRV7", "", "jdoe", "SRV1_SYS", "SRV1.acme"};
     for (const char *name : names) {

@@ -113,6 +113,14 @@ TEST_F(Identity, ALoginAuthenticatesTheTreesOwnServer) {
     EXPECT_EQ(0u, number_info(connection, ZK_INFO_USER_NUMBER));
 }
 
+TEST_F(Identity, ALoginLeavesAServerToWhoeverIsLoggedInThere) {
+    uint32_t connection = open_server("SRV1");
+    ASSERT_EQ(ZK_OK, ZKLoginToFileServer(connection, "admin", 256, "root-pw"));
+    ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+    EXPECT_EQ(7u, number_info(connection, ZK_INFO_USER_NUMBER)) << "admin's";
+    EXPECT_EQ(ZKE_DIFF_OBJECT_ALREADY_AUTHEN, ZKDSAuthenticateConnEx(context(), connection));
+}
+
 TEST_F(Identity, TheOwnServerIsAuthenticatedAlsoWhenItIsOpenedAfterTheLogin) {
     ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
     uint32_t connection = open_server("srv1");

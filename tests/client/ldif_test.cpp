@@ -78,8 +78,9 @@ TEST_F(Ldif, RefusalsTellTheLine) {
         {acme + "o: x\n", "t.ldif:5: a record begins with dn:"},
         {acme + "dn: o=acme\nobjectClass: organization\no: acme\n", "t.ldif:5: the entry is there already"},
         {acme + "dn: O=ACME\nobjectClass: organization\no: acme\n", "t.ldif:5: the entry is there already"},
-        {"dn: ou=a,o=b\nobjectClass: organizationalUnit\nou: a\n",
-         "t.ldif:1: the entry has no parent: it must come before"},
+        {acme + "dn: ou=a,o=b\nobjectClass: organizationalUnit\nou: a\n",
+         "t.ldif:5: the entry has no parent: it must come before"},
+        {"dn: o=acme\n2.5.4.10: acme\n", "t.ldif:2: 2.5.4.10: attributes are named, not numbered"},
         {"dn: acme\no: acme\n", "t.ldif:1: malformed DN"},
         {"dn: o=a+ou=b\no: a\n", "t.ldif:1: malformed DN"},
         {"dn: o=acme\no: acme\n", "t.ldif:1: the entry has no objectClass"},
@@ -195,6 +196,31 @@ TEST_F(Ldif, ATypelessNameFindsTheFirstThatFitsAndTypesChoose) {
     EXPECT_EQ("unit", description("x.acme"));
     EXPECT_EQ("person", description("CN=x.acme"));
     EXPECT_EQ("unit", description("OU=X.O=ACME"));
+}
+
+TEST_F(Ldif, BothKindsOfMembersCountOnce) {
+    EXPECT_EQ("", load(acme + "dn: cn=j,o=acme\nobjectClass: person\ncn: j\n\n"
+                              "dn: cn=both,o=acme\nobjectClass: groupOfNames\ncn: both\nmember: cn=j,o=acme\n"
+                              "uniqueMember: CN=J,o=acme\n\n"
+                              "dn: cn=unique,o=acme\nobjectClass: groupOfUniqueNames\ncn: unique\n"
+                              "uniqueMember: cn=j,o=acme\n\n"
+                              "dn: cn=other,o=acme\nobjectClass: groupOfUniqueNames\ncn: other\n"
+                              "uniqueMember: ou=j,o=acme\nuniqueMember: cn=k,o=acme\n"));
+    EntryPtr entry;
+    ASSERT_EQ(ZK_OK, store->find({{"", "j"}, {"", "acme"}}, Aliases::Follow, &entry));
+    std::vector<Name> groups;
+    EXPECT_EQ(ZK_OK, store->groups_of(*entry, &groups));
+    ASSERT_EQ(2u, groups.size());
+    EXPECT_EQ("both.acme", name_to_dotted(groups[0], false));
+    EXPECT_EQ("unique.acme", name_to_dotted(groups[1], false));
+}
+
+TEST_F(Ldif, APlaceIsSpelledAsItsOwnEntrySpellsIt) {
+    EXPECT_EQ("", load("dn: DC=Acme,dc=Example\nobjectClass: domain\ndomainComponent: acme\n\n"
+                       "dn: serialNumber=5,dc=ACME,DC=example\nobjectClass: device\nserialNumber: 5\n"));
+    EntryPtr entry;
+    ASSERT_EQ(ZK_OK, store->find({{"serialnumber", "5"}, {"", "acme"}, {"", "example"}}, Aliases::Keep, &entry));
+    EXPECT_EQ("SERIALNUMBER=5.DC=Acme.DC=Example", name_to_dotted(entry->name, true));
 }
 
 TEST_F(Ldif, AHundredThousandUsersLoad) {

@@ -100,7 +100,8 @@ TEST(Names, DistinguishedNames) {
         {"cn=a\\,b.c,o=acme", "CN=a,b\\.c.O=acme"},
         {"cn=\\23x", "CN=#x"},
         {"cn=J\\C3\\B6rg", "CN=J\xC3\xB6rg"},
-        {"commonName=x", "CN=x"},
+        {"cn=Jos\\C3\\A9", "CN=Jos\xC3\xA9"},
+        {"cn=a\\2C,o=b\\41", "CN=a,.O=bA"},
         {"", "[Root]"},
         {"cn=#04024869", "malformed"},
         {"cn=a+uid=b", "malformed"},
@@ -109,6 +110,7 @@ TEST(Names, DistinguishedNames) {
         {"jdoe", "malformed"},
         {"cn=a\\", "malformed"},
         {"cn=a\\0", "malformed"},
+        {"cn=a\\4,o=b", "malformed"},
         {"cn=a\\00", "malformed"},
         {"cn=a\\zb", "malformed"},
         {"2.5.4.3=a", "malformed"},
@@ -116,6 +118,33 @@ TEST(Names, DistinguishedNames) {
     };
     for (const Case &c : cases) {
         EXPECT_EQ(c.expected, from_dn(c.text)) << c.text;
+    }
+}
+
+TEST(Names, ATypeHasOneNameHoweverItIsWritten) {
+    const Case cases[] = {
+        {"commonName", "CN"},
+        {"surname", "SN"},
+        {"organizationalUnitName", "OU"},
+        {"organizationName", "O"},
+        {"countryName", "C"},
+        {"localityName", "L"},
+        {"stateOrProvinceName", "ST"},
+        {"streetAddress", "STREET"},
+        {"domainComponent", "DC"},
+        {"userid", "UID"},
+        {"gn", "GIVENNAME"},
+        {"fax", "FACSIMILETELEPHONENUMBER"},
+        {"rfc822Mailbox", "MAIL"},
+        {"homeTelephoneNumber", "HOMEPHONE"},
+        {"mobileTelephoneNumber", "MOBILE"},
+        {"aliasedEntryName", "ALIASEDOBJECTNAME"},
+        {"CN", "CN"},
+        {"serialNumber", "SERIALNUMBER"},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(std::string(c.expected) + "=x", from_dn((c.text + std::string("=x")).c_str()));
+        EXPECT_EQ(std::string(c.expected) + "=x", parsed(c.text + std::string("=x")));
     }
 }
 
@@ -158,9 +187,22 @@ TEST(Names, AbbreviationIsTheShortestFormThatNamesTheObject) {
 
 TEST(Names, ComparisonFoldsLettersAndRunsOfBlanks) {
     EXPECT_EQ("research and development", name_fold("  Research  and Development "));
+    EXPECT_EQ("j\xC3\xBCrgen \xC3\xB6z", name_fold("J\xC3\x9CRGEN \xC3\x96Z"));
+    EXPECT_EQ(name_fold("J\xC3\xBCrgen"), name_fold("Ju\xCC\x88rgen")) << "one letter or a letter and its dots";
+    EXPECT_EQ("\xFF jdoe", name_fold("\xFF  JDoe")) << "what is not UTF-8 is compared as it is";
     EXPECT_TRUE(name_equal({{"cn", "J Doe"}}, {{"", "j  doe"}}));
     EXPECT_FALSE(name_equal({{"cn", "jdoe"}}, {{"ou", "jdoe"}}));
     EXPECT_FALSE(name_equal({{"cn", "jdoe"}}, {{"cn", "jdoe"}, {"o", "acme"}}));
+}
+
+TEST(Names, WithoutATypeOnlyTheUsualOnesAreMeant) {
+    for (const char *type : {"cn", "uid", "ou", "o", "c", "l", "st", "dc"}) {
+        EXPECT_TRUE(name_may_be({{"", "x"}}, {{type, "x"}})) << type;
+    }
+    EXPECT_FALSE(name_may_be({{"", "5"}}, {{"serialnumber", "5"}}));
+    EXPECT_TRUE(name_may_be({{"serialnumber", "5"}}, {{"serialnumber", "5"}}));
+    EXPECT_FALSE(name_may_be({{"ou", "x"}}, {{"cn", "x"}}));
+    EXPECT_FALSE(name_may_be({{"", "x"}}, {{"cn", "x"}, {"o", "y"}}));
 }
 
 using NameCalls = ClientTest;
@@ -190,6 +232,18 @@ TEST_F(NameCalls, MalformedNamesAndNullPointersAreTold) {
     char name[ZK_MAX_NAME + 1];
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSCanonicalizeName(context(), nullptr, name));
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSAbbreviateName(context(), "a", nullptr));
+}
+
+TEST_F(NameCalls, ANameOfExactlyTheLimitIsWritten) {
+    const std::string longest(ZK_MAX_NAME, 'a');
+    uint32_t handle = context();
+    EXPECT_EQ(longest, canonical(handle, longest.c_str()));
+    EXPECT_EQ(longest, abbreviated(handle, longest.c_str()));
+    EXPECT_EQ(ZK_OK, ZKDSSetContext(handle, DCK_NAME_CONTEXT, longest.c_str()));
+    char name[ZK_MAX_NAME + 1] = "";
+    EXPECT_EQ(ZK_OK, ZKDSGetContext(handle, DCK_NAME_CONTEXT, name));
+    EXPECT_EQ(longest, name);
+    EXPECT_EQ(ZKE_MALFORMED_NAME, ZKDSSetContext(handle, DCK_NAME_CONTEXT, (longest + "a").c_str()));
 }
 
 TEST_F(NameCalls, ANameThatGrowsOverTheLimitIsNotWritten) {

@@ -217,6 +217,36 @@ TEST_F(Reading, TheNextAttributeComesAlsoWhenValuesWereLeft) {
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSGetAttrVal(0, reply, 3, text)) << "no further value";
 }
 
+// What a pointer points to lies behind the structure; a text takes its terminator along.
+TEST_F(Reading, AValueTakesExactlyTheSizeThatIsTold) {
+    const struct {
+        const char *attribute;
+        uint32_t syntax;
+        size_t size; // of the first value
+    } cases[] = {
+        {"Title", 3, sizeof "Account manager"},
+        {"Telephone Number", 10, sizeof "+1 555 0100"},
+        {"Facsimile Telephone Number", 11, sizeof(ZKNumericText) + sizeof "+1 555 0199"},
+        {"Postal Address", 18,
+         sizeof(ZKPostalAddress) + sizeof "1 Main Street" + sizeof "Suite $5\\6" + sizeof "" + sizeof "Springfield"},
+        {"Manager", 1, sizeof "admin"},
+        {"Home Directory", 15, sizeof(ZKPath) + sizeof "SRV1_USERS.acme" + sizeof "home/jdoe"},
+        {"Network Address", 12, sizeof(ZKNetworkAddress) + 6},
+        {"Last Login Time", 24, 4},
+        {"Password Expiration Interval", 27, 4},
+        {"Login Grace Limit", 22, 4},
+        {"Login Disabled", 7, sizeof "FALSE"},
+    };
+    uint32_t handle = context();
+    for (const auto &one : cases) {
+        ASSERT_EQ(ZK_OK, ask(handle, jdoe, {one.attribute}));
+        next_attribute();
+        uint32_t size = 0;
+        EXPECT_EQ(ZK_OK, ZKDSComputeAttrValSize(handle, reply, one.syntax, &size)) << one.attribute;
+        EXPECT_EQ(one.size, size) << one.attribute;
+    }
+}
+
 TEST_F(Reading, WrongCallsOfTheBuffersAreRefused) {
     uint32_t handle = context();
     uint32_t number = 0;

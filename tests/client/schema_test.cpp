@@ -21,6 +21,8 @@ TEST(Schema, NamesAreFoundInAnyLetterCaseAndWithUnderscores) {
     EXPECT_EQ(nullptr, schema_find(""));
     EXPECT_EQ(nullptr, schema_find("displayName"));
     EXPECT_STREQ("Surname", schema_find_ldap("SN")->name);
+    EXPECT_STREQ("Surname", schema_find_ldap("surName")->name) << "by its other name";
+    EXPECT_STREQ("Facsimile Telephone Number", schema_find_ldap("FAX")->name);
     EXPECT_EQ(nullptr, schema_find_ldap("favouriteDrink"));
 }
 

@@ -98,10 +98,64 @@ TEST(LdapEntries, TakesWhatIsRightAndLeavesOutWhatIsNot) {
     ASSERT_NE(entry, nullptr);
     EXPECT_TRUE(entry->is_class("User"));
     EXPECT_EQ(*entry->first("cn"), "jdoe");
-    EXPECT_EQ(*entry->first("qrtLoginTime"), "20261121141500Z");
+    EXPECT_EQ(*entry->first("qrtLoginTime"), "20261121141500.0Z");
     EXPECT_EQ(*entry->first("qrtLoginGraceLimit"), "7");
     EXPECT_EQ(entry->first("manager"), nullptr);
     EXPECT_EQ(entry->subordinates, 3u);
+}
+
+// A value that is right for the attribute's syntax.
+static const char *value_for(const SchemaAttribute &row) {
+    switch (row.syntax) {
+        case schema_dn:
+            return "cn=x,o=acme";
+        case schema_boolean:
+            return "TRUE";
+        case ZK_SYNTAX_COUNTER:
+        case ZK_SYNTAX_INTERVAL:
+            return "7";
+        case ZK_SYNTAX_TIME:
+            return "20261121141500Z";
+        case ZK_SYNTAX_PATH:
+            return "0#cn=v,o=acme#x";
+        case ZK_SYNTAX_NETWORK_ADDRESS:
+            return "9#0A";
+        default:
+            return "text";
+    }
+}
+
+TEST(LdapEntries, EveryAttributeThatMayHaveAnotherNameIsReadByIt) {
+    for (const SchemaAttribute &row : schema_attributes()) {
+        const std::string name = row.ldap;
+        if (name == "userPassword" || name == "objectClass") continue; // the configuration refuses them
+        ConfigLdap config;
+        config.attributes[name] = "siteOwnName";
+        LdapEntries entries(config, {});
+        EXPECT_EQ(entries.siteName(row.ldap), "siteOwnName");
+        std::vector<std::string> wanted = entries.attributes(true);
+        EXPECT_EQ(std::count(wanted.begin(), wanted.end(), "siteOwnName"), name == "uniqueMember" ? 0 : 1) << name;
+        EXPECT_EQ(std::count(wanted.begin(), wanted.end(), name), 0) << name;
+        EntryPtr entry = entries.make({"cn=x,o=acme", {{"SITEOWNNAME", {value_for(row)}}, {name, {value_for(row)}}}});
+        ASSERT_NE(entry->first(name), nullptr) << name;
+        EXPECT_EQ(*entry->first(name), value_for(row));
+        EXPECT_EQ(entry->values.size(), 1u) << name;
+    }
+}
+
+TEST(LdapEntries, OneAttributeOfTheTreeMayBeSeveral) {
+    ConfigLdap config;
+    config.attributes = {{"qrtLoginScript", "description"}, {"displayName", "commonName"}};
+    EntryPtr entry = LdapEntries(config, {}).make({"cn=x,o=acme", {{"cn", {"x"}}, {"description", {"WRITE"}}}});
+    for (const char *name : {"cn", "displayName"}) EXPECT_EQ(*entry->first(name), "x") << name;
+    for (const char *name : {"description", "qrtLoginScript"}) EXPECT_EQ(*entry->first(name), "WRITE") << name;
+}
+
+TEST(LdapEntries, LeavesOutAServerWithoutAName) {
+    LdapEntries entries(ConfigLdap(), {});
+    EXPECT_EQ(entries.make({"ou=x", {{"objectClass", {"qrtServer"}}}}), nullptr);
+    EXPECT_EQ(entries.make({"ou=x", {{"objectClass", {"qrtServer"}}, {"cn", {std::string(49, 's')}}}}), nullptr);
+    EXPECT_NE(entries.make({"ou=x", {{"objectClass", {"qrtServer"}}, {"cn", {std::string(48, 's')}}}}), nullptr);
 }
 
 TEST(LdapEntries, LeavesOutWhatIsNotBelowTheBase) {
@@ -114,14 +168,15 @@ TEST(LdapEntries, LeavesOutWhatIsNotBelowTheBase) {
 TEST(LdapEntries, AsksForNoPasswords) {
     ConfigLdap config;
     std::vector<std::string> wanted = LdapEntries(config, {}).attributes(true);
-    EXPECT_EQ(std::count(wanted.begin(), wanted.end(), "userPassword"), 0);
+    for (const char *name : {"userPassword", "uniqueMember"})
+        EXPECT_EQ(std::count(wanted.begin(), wanted.end(), name), 0) << name;
     EXPECT_EQ(std::count(wanted.begin(), wanted.end(), "member"), 1);
 }
 
 TEST(LdapCertificate, WhatIsNoCertificateIsToldToo) {
-    CertificateFacts facts;
     for (const std::string &text :
-         {std::string(), std::string("\x30"), std::string("\x30\x82\xFF\xFF"), std::string(64, '\x30')})
-        EXPECT_FALSE(certificate_read(text, &facts));
-    EXPECT_EQ(certificate_fault("", "localhost"), "it cannot be read; expected name: localhost");
+         {std::string(), std::string("\x30"), std::string("\x30\x82\xFF\xFF"), std::string(64, '\x30')}) {
+        EXPECT_FALSE(certificate_is_good(text, "localhost", "/etc/ssl/certs/ca-certificates.crt"));
+        EXPECT_EQ(certificate_fault(text, "localhost", ""), "it cannot be read; expected name: localhost");
+    }
 }

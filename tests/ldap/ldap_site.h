@@ -38,7 +38,6 @@ class LdapSite : public ClientTest {
     std::string keptHome; // not empty: logins share this home
     uint32_t here = 0;    // the context of loginHere
 
-  private:
     Outcome loginWith(Words words, const std::string &descriptor3 = "");
 };
 

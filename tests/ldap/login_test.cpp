@@ -189,6 +189,27 @@ TEST_F(LdapLogin, TakesTheTreesOwnAttributeNames) {
     EXPECT_EQ(read(here, "jdoe.sales.acme", "Surname"), std::vector<std::string>{"Account manager"});
 }
 
+TEST_F(LdapLogin, RunsAScriptThatIsKeptInAnotherAttribute) {
+    Slapd::Setup setup;
+    setup.ldif = plain_tree;
+    setup.ldif.replace(
+        setup.ldif.find("sn: Park\n"), 0,
+        "description:: "
+        "V1JJVEUgImhlbGxvICVGVUxMX05BTUUiCklGIE1FTUJFUiBPRiAiLmNyZXcuYWNtZSIgVEhFTiBXUklURSAiaW4gdGhlIGNyZXciCg==\n");
+    setup.ldif +=
+        "\ndn: cn=crew,o=acme\nobjectClass: groupOfNames\ncn: crew\nmember: o=acme\n"
+        "owner: uid=kim,ou=people,o=acme\n";
+    setup.ownSchema = false;
+    setup.global = "moduleload memberof\n";
+    Slapd server(setup);
+    defaultServer = "";
+    onServers({server.uri()},
+              "attributes = { qrtLoginScript = \"description\", displayName = \"commonName\", "
+              "uniqueMember = \"owner\", cn = \"title\" }\n");
+    Outcome outcome = login("kim.people.acme", "daisy");
+    EXPECT_THAT(outcome.out, ::testing::HasSubstr("hello Kim Park\nin the crew\n")) << outcome.err;
+}
+
 TEST_F(LdapLogin, ServesUsersAndGroupsOfADirectoryWithoutTheSchema) {
     Slapd::Setup setup;
     setup.ldif = plain_tree;

@@ -41,6 +41,19 @@ TEST_F(OfflineLdap, ServesTheSameLoginAndSaysSo) {
     EXPECT_EQ(login("mlee.emea.sales.acme", "moonlight").status, 3); // never logged in here
 }
 
+// The copy names its objects by attributes that the tree may have given for something else.
+TEST_F(OfflineLdap, ServesALoginWhoseNamesAreKeptInAnotherAttribute) {
+    Slapd server(sample());
+    onServers({server.uri()}, "offline = true\nattributes = { cn = \"title\", ou = \"description\" }\n");
+    Outcome before = login();
+    ASSERT_EQ(before.status, 0) << before.err;
+    server.kill();
+    removeDrives();
+    Outcome after = login();
+    EXPECT_EQ(after.out, before.out);
+    EXPECT_EQ(after.status, 0) << after.err;
+}
+
 TEST_F(OfflineLdap, KeepsNoPasswordAndShowsItsCopyToNobodyElse) {
     Slapd server(sample());
     onServers({server.uri()}, "offline = true\n");

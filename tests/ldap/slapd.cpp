@@ -61,8 +61,9 @@ Slapd::Slapd(const Setup &setup)
     for (const char *name : {"core", "cosine", "inetorgperson"})
         configuration += std::string("include /etc/ldap/schema/") + name + ".schema\n";
     if (setup.ownSchema) configuration += "include \"" SOURCE_DIR "/platform/client/schema/qrt.schema\"\n";
-    configuration += setup.global + "database mdb\nsuffix o=acme\nmaxsize 67108864\ndbnosync\ndirectory " +
-                     folder.path("data") + "\nindex objectClass,cn,uid,ou,member eq\n" + setup.access + setup.database;
+    configuration += setup.global + "database mdb\nsuffix " + setup.suffix +
+                     "\nmaxsize 67108864\ndbnosync\ndirectory " + folder.path("data") +
+                     "\nindex objectClass,cn,uid,ou,member eq\n" + setup.access + setup.database;
     folder.write("data/.keep", "");
     folder.write("slapd.conf", configuration);
     if (!setup.ldif.empty()) load(setup.ldif);

@@ -19,6 +19,7 @@ class Slapd {
   public:
     struct Setup {
         std::string ldif;     // loaded before the server starts
+        std::string suffix = "o=acme";
         std::string global;   // lines of slapd.conf before the database
         std::string database; // lines of slapd.conf after the database's own
         std::string access = "access to attrs=userPassword by anonymous auth by * none\naccess to * by * read\n";

@@ -1,5 +1,7 @@
 // TLS: verification is on whatever the surroundings say, and a refused certificate is told in full words.
 #include <gmock/gmock.h>
+#include <netdb.h>
+#include <unistd.h>
 
 #include "tests/ldap/certificates.h"
 #include "tests/ldap/ldap_site.h"
@@ -15,6 +17,23 @@ class LdapTls : public LdapSite {
         return setup;
     }
     std::string caFile() { return "ca_file = \"" + certificates.path("ca.pem") + "\"\n"; }
+    // The server by the name of this machine, not by its address.
+    static std::string onLocalhost(const std::string &uri) {
+        const std::string address = "127.0.0.1";
+        return std::string(uri).replace(uri.find(address), address.size(), "localhost");
+    }
+    // Over ldaps, then with StartTLS: what a login as localhost comes to, and the reason, the certificate's alone.
+    std::vector<std::string> loginsOnLocalhost(const Slapd &server, const std::string &lines) {
+        std::vector<std::string> told;
+        for (const std::string scheme : {"ldaps", "ldap"}) {
+            onStrictServers({onLocalhost(server.uri(scheme))}, lines + (scheme == "ldap" ? "start_tls = true\n" : ""));
+            Outcome outcome = login();
+            const size_t start = outcome.err.rfind("not accepted: ");
+            const std::string reason = start == outcome.err.npos ? outcome.err : outcome.err.substr(start + 14);
+            told.push_back(std::to_string(outcome.status) + " " + reason.substr(0, reason.find("; issuer")));
+        }
+        return told;
+    }
     // Everything by which the surroundings could switch verification off.
     void weakenSurroundings() {
         const std::string weak = "TLS_REQCERT never\nTLS_CACERT " + certificates.path("ca.pem") + "\n";
@@ -56,7 +75,7 @@ TEST_F(LdapTls, AnExpiredCertificateIsToldInFullWords) {
     EXPECT_EQ(loginHere(), ZKE_CERTIFICATE_REFUSED);
     EXPECT_EQ(lastError(), server.uri("ldaps") +
                                ": the server's certificate is not accepted: it has expired; expected name: 127.0.0.1; "
-                               "names in it: 127.0.0.1; issuer: cn=Acme Test Authority,o=Acme; expires: 2021-02-03 "
+                               "names in it: 127.0.0.1; issuer: CN=Acme Test Authority,O=Acme; expires: 2021-02-03 "
                                "04:05:06 UTC; CA file: " +
                                certificates.path("ca.pem"));
 }
@@ -67,8 +86,8 @@ TEST_F(LdapTls, ACertificateForAnotherNameIsToldInFullWords) {
     EXPECT_EQ(loginHere(), ZKE_CERTIFICATE_REFUSED);
     EXPECT_EQ(lastError(), server.uri("ldap") +
                                ": the server's certificate is not accepted: it is made out to another name; expected "
-                               "name: 127.0.0.1; names in it: elsewhere.example; issuer: cn=Acme Test "
-                               "Authority,o=Acme; expires: 2049-01-01 00:00:00 UTC; CA file: " +
+                               "name: 127.0.0.1; names in it: elsewhere.example; issuer: CN=Acme Test "
+                               "Authority,O=Acme; expires: 2049-01-01 00:00:00 UTC; CA file: " +
                                certificates.path("ca.pem"));
 }
 
@@ -79,6 +98,63 @@ TEST_F(LdapTls, AnUnknownAuthorityIsToldInFullWords) {
     EXPECT_EQ(loginHere(), ZKE_CERTIFICATE_REFUSED);
     EXPECT_THAT(lastError(),
                 ::testing::HasSubstr("no authority in the CA file has signed it; expected name: 127.0.0.1"));
+}
+
+TEST_F(LdapTls, ACertificateOfLocalhostIsGoodForLocalhost) {
+    Slapd server(secured("DNS:localhost"));
+    EXPECT_THAT(loginsOnLocalhost(server, caFile()), ::testing::Each("0 "));
+    onStrictServers({server.uri("ldaps")}, caFile());
+    EXPECT_EQ(loginHere(), ZKE_CERTIFICATE_REFUSED);
+    EXPECT_THAT(lastError(), ::testing::HasSubstr("it is made out to another name; expected name: 127.0.0.1; names "
+                                                  "in it: localhost;"));
+}
+
+// As libldap has it.
+TEST_F(LdapTls, ACertificateOfTheMachinesFullNameIsGoodForLocalhostToo) {
+    char name[256] = "";
+    gethostname(name, sizeof name - 1);
+    addrinfo hints = {};
+    hints.ai_flags = AI_CANONNAME;
+    addrinfo *found = nullptr;
+    ASSERT_EQ(getaddrinfo(name, nullptr, &hints, &found), 0);
+    Slapd server(secured(std::string("DNS:") + found->ai_canonname));
+    freeaddrinfo(found);
+    EXPECT_THAT(loginsOnLocalhost(server, caFile()), ::testing::Each("0 "));
+}
+
+TEST_F(LdapTls, ACertificateOfAnotherNameIsNotGoodForLocalhost) {
+    for (const std::string name :
+         {"DNS:localhost.example", "DNS:elsewhere.example", "IP:127.0.0.1", "DNS:*.localhost"}) {
+        Slapd server(secured(name));
+        std::string shown = name.substr(name.find(':') + 1);
+        EXPECT_THAT(
+            loginsOnLocalhost(server, caFile()),
+            ::testing::Each("3 it is made out to another name; expected name: localhost; names in it: " + shown));
+        EXPECT_THAT(server.operations(), ::testing::Not(::testing::Contains(::testing::HasSubstr("BIND dn"))));
+    }
+}
+
+TEST_F(LdapTls, AnUnknownAuthorityIsRefusedForLocalhostToo) {
+    Slapd server(secured("DNS:localhost"));
+    Certificates others;
+    weakenSurroundings();
+    EXPECT_THAT(loginsOnLocalhost(server, "ca_file = \"" + others.path("ca.pem") + "\"\n"),
+                ::testing::Each("3 no authority in the CA file has signed it; expected name: localhost; names in it: "
+                                "localhost"));
+    EXPECT_THAT(server.operations(), ::testing::Not(::testing::Contains(::testing::HasSubstr("BIND dn"))));
+}
+
+TEST_F(LdapTls, AnExpiredCertificateIsRefusedForLocalhostToo) {
+    Slapd server(secured("DNS:localhost", "20210203040506Z"));
+    EXPECT_THAT(loginsOnLocalhost(server, caFile()),
+                ::testing::Each("3 it has expired; expected name: localhost; names in it: localhost"));
+}
+
+TEST_F(LdapTls, AForeignNameIsShownWithoutItsControlCharacters) {
+    Slapd server(secured("DNS:a\x1B[31mred.example"));
+    onStrictServers({server.uri("ldaps")}, caFile());
+    EXPECT_EQ(loginHere(), ZKE_CERTIFICATE_REFUSED);
+    EXPECT_THAT(lastError(), ::testing::HasSubstr("names in it: a\\x1B[31mred.example;"));
 }
 
 TEST_F(LdapTls, TheSurroundingsCannotWeakenVerification) {

@@ -95,6 +95,18 @@ TEST_F(MapTest, OneThatFailsDoesNotStopTheOthers) {
     EXPECT_EQ(link("G"), "");
 }
 
+// Where both go to the same place, as with 2>&1.
+TEST_F(MapTest, WritesItsLinesInTheOrderOfTheMappings) {
+    Outcome outcome = process_run({"/bin/sh", "-c", "exec \"$0\" \"$@\" 2>&1", MAP_PATH,
+                                   "G:=SRV1/SYS:,H:=NOSRV/SYS:,I:=SRV1/USERS:,J:=NOSRV/SYS:"},
+                                  environment);
+    EXPECT_EQ(outcome.out,
+              "Drive G: = SRV1/SYS:\n"
+              "map: Drive H: cannot be mapped to \"NOSRV/SYS:\": there is no such server.\n"
+              "Drive I: = SRV1/USERS:\n"
+              "map: Drive J: cannot be mapped to \"NOSRV/SYS:\": there is no such server.\n");
+}
+
 TEST_F(MapTest, NextTakesTheFirstFreeLetterFromFOn) {
     map({"F:=SRV1/SYS:"});
     home.write("G", "a file of the user's own");
@@ -239,6 +251,36 @@ TEST_F(MapTest, RefusalsNameTheReason) {
     }
 }
 
+TEST_F(MapTest, ControlCharactersLeadNowhere) {
+    const std::string path = "the path holds a control character",
+                      name = "its server or its volume has an impossible name";
+    struct {
+        const char *target;
+        std::string reason;
+    } const rows[] = {
+        {"SRV1/SYS:a\x01", path},
+        {"SRV1/SYS:\x1F/b", path},
+        {"SRV1/SYS:a\n", path},
+        {"SRV1/SYS:a\x7F"
+         "b",
+         path},
+        {"//SRV1/SYS/a\x1B[2Jb", path},
+        {"SRV1/S\x1BYS:a", "the server has no such volume"},
+        {"ANYSRV/V\x7FOL:a", name},
+        {"ANYSRV/V\x1FOL:a", name},
+    };
+    site.write("client.toml", file_text(site.path("client.toml")) + "[[server]]\nname = \"ANYSRV\"\n");
+    for (const auto &row : rows)
+        expect_refused(map({std::string("H:=") + row.target}),
+                       "Drive H: cannot be mapped to \"" + std::string(row.target) + "\": " + row.reason + ".");
+    EXPECT_EQ(map({"H:=SRV1/SYS:a b\xC3\xA9~"}).out, "Drive H: = SRV1/SYS:a b\xC3\xA9~\n") << "these are none";
+    for (const char *folder : {"SRV1/SYS/a\x1F", "SRV1/SYS/a\x7F", "SR\x01V1/SYS", "SRV1/SY\nS/a"}) {
+        plant("J", below(folder));
+        EXPECT_EQ(map({"J:"}).status, 1) << "such a link is not a drive's";
+        unlink(home.path("J").c_str());
+    }
+}
+
 TEST_F(MapTest, WhatIsNotADrivesLinkIsNeverReplacedOrRemoved) {
     plant("G", site.path("acme.ldif"));
     plant("I", below("../../etc"));
@@ -290,6 +332,18 @@ TEST_F(MapTest, AConfigurationThatCannotBeReadIsTold) {
     Outcome outcome = map({"H:=SRV1/SYS:"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.err.find("acme.ldif:2"), std::string::npos) << outcome.err;
+}
+
+// The sentence is as long as the name of a file in it.
+TEST_F(MapTest, AnOverlongSentenceIsCut) {
+    const std::string name(3000, 'n');
+    site.write("acme.ldif", "dn: o=acme\no:< file:" + name + "\n");
+    Outcome outcome = map({"H:=SRV1/SYS:"});
+    std::error_code none;
+    const std::string folder = std::filesystem::canonical(site.path(), none).string() + "/";
+    const std::string sentence = "acme.ldif:2: cannot open " + folder + name;
+    expect_refused(outcome, "Drive H: cannot be mapped to \"SRV1/SYS:\": the directory cannot be read: " +
+                                sentence.substr(0, 1023) + ".");
 }
 
 // With the network file system mounted the target must be there. The mount point is at a fixed place, so this runs in a

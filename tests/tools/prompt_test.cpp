@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 #include <libintl.h>
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
@@ -52,6 +54,24 @@ void await_password(TerminalProcess &process) {
 void expect_cancelled(TerminalProcess &process) {
     EXPECT_TRUE(process.awaits("<untouched|untouched>"));
     EXPECT_NE(process.finish(), 0);
+}
+
+// A field of a process's status, such as "State"; empty once the process is gone.
+std::string status_field(pid_t process, const std::string &name) {
+    const std::string status = file_text("/proc/" + std::to_string(process) + "/status");
+    const size_t at = status.find("\n" + name + ":\t");
+    const size_t start = at + name.size() + 3;
+    return at == std::string::npos ? "" : status.substr(start, status.find('\n', start) - start);
+}
+
+// Waits until the process sleeps and no signal to it waits.
+void await_sleep(pid_t process) {
+    const auto sleeps = [&] {
+        const std::string state = status_field(process, "State");
+        return state.empty() || state[0] == 'Z' ||
+               (state[0] == 'S' && status_field(process, "ShdPnd").find_first_not_of('0') == std::string::npos);
+    };
+    while (!sleeps()) sched_yield();
 }
 
 int without_terminal(const std::function<int()> &body) {
@@ -154,6 +174,27 @@ TEST(TerminalPrompt, ControlCharactersOfALabelDoNotReachTheTerminal) {
                                     "doe");
     EXPECT_TRUE(process.awaits("AC?[2JME\r\n"));
     EXPECT_TRUE(process.awaits("[j?doe]"));
+}
+
+// A terminal that takes no more, as after Ctrl-S, holds the text up. A signal then ends the write, after a part of the
+// text or before any of it.
+TEST(TerminalPrompt, ASignalLosesNothingOfATextThatTheTerminalHoldsUp) {
+    const std::string label(200000, 'x');
+    TerminalProcess process([&] {
+        struct sigaction handled = {};
+        handled.sa_handler = [](int) {}; // calls are not gone on with
+        sigaction(SIGUSR1, &handled, nullptr);
+        alarm(30); // or a lost question would be waited for
+        return ask(auxlogin_c, label.c_str(), "jdoe");
+    });
+    ASSERT_TRUE(process.awaits("xxxx"));
+    for (int i = 0; i < 5; ++i) {
+        await_sleep(process.id());
+        kill(process.id(), SIGUSR1);
+    }
+    await_sleep(process.id());
+    EXPECT_TRUE(process.awaits("User name [jdoe]: "));
+    EXPECT_EQ(static_cast<size_t>(std::count(process.shown().begin(), process.shown().end(), 'x')), label.size());
 }
 
 TEST(TerminalPrompt, AnOverlongNameIsRefused) {

@@ -25,6 +25,7 @@ int MapRun::run(const std::vector<Command> &commands) {
             carryOut(command);
         } catch (const Refusal &refusal) {
             failed_ = true;
+            fflush(stdout); // what was done before comes before it, where both go to the same place
             if (errors_) fprintf(stderr, catalogue_text("map: %s.\n"), refusal.what());
         }
     }
