@@ -51,7 +51,7 @@ class Table {
     std::string required(const char *key, size_t limit) {
         std::string value = text(key, "");
         if (value.empty() || value.size() > limit) {
-            refuse(key, catalogue_format("%1$s must be there, with 1 to %2$zu bytes", key, limit));
+            refuse(key, catalogue_format("%1$s is required and must have 1 to %2$zu bytes", key, limit));
         }
         return value;
     }
@@ -62,7 +62,7 @@ class Table {
             return false;
         }
         if (!node->is_array()) {
-            refuse(node->source(), catalogue_format("%s must be a list of texts", key));
+            refuse(node->source(), catalogue_format("%s must be a list of strings", key));
         }
         for (const toml::node &element : *node->as_array()) {
             values->push_back(text_of(element, key));
@@ -83,7 +83,7 @@ class Table {
         const toml::node *node = get(key);
         std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
         if (!value || !(*value > 0 && *value <= 3600)) {
-            refuse(key, catalogue_format("%s must be a number of seconds, above 0 and at most 3600", key));
+            refuse(key, catalogue_format("%s must be a number of seconds greater than 0 and at most 3600", key));
         }
         return *value;
     }
@@ -93,7 +93,7 @@ class Table {
         std::vector<std::pair<std::string, std::string>> found;
         const toml::node *node = get(key);
         if (node != nullptr && !node->is_table()) {
-            refuse(node->source(), catalogue_format("%s must be a table of texts", key));
+            refuse(node->source(), catalogue_format("%s must be a table of strings", key));
         }
         if (node != nullptr) {
             for (auto &&[name, value] : *node->as_table()) {
@@ -137,11 +137,11 @@ class Table {
 
     std::string text_of(const toml::node &node, const char *key) const {
         if (!node.is_string()) {
-            refuse(node.source(), catalogue_format("%s must be a text", key));
+            refuse(node.source(), catalogue_format("%s must be a string", key));
         }
         const std::string &value = node.as_string()->get();
         if (value.find('\0') != std::string::npos) {
-            refuse(node.source(), catalogue_format("%s has a zero byte", key));
+            refuse(node.source(), catalogue_format("%s contains a NUL byte", key));
         }
         return value;
     }
@@ -162,25 +162,26 @@ void check_uris(const Table &table, const ConfigLdap &ldap) {
     for (const std::string &uri : ldap.uris) {
         bool known = starts_with(uri, "ldap://") || starts_with(uri, "ldaps://") || starts_with(uri, "ldapi://");
         if (!known || uri.find_first_of(" ?") != std::string::npos) {
-            table.refuse(
-                "uris", catalogue_format("%s is no URI of the form ldap://host:port, ldaps://host:port or ldapi://path",
-                                         uri.c_str()));
+            table.refuse("uris", catalogue_format(
+                                     "%s is not a URI of the form ldap://host:port, ldaps://host:port or ldapi://path",
+                                     uri.c_str()));
         }
         if (ldap.external && !starts_with(uri, "ldapi://")) {
             table.refuse("sasl_external",
-                         catalogue_format("sasl_external works over ldapi only, not over %s", uri.c_str()));
+                         catalogue_format("sasl_external requires an ldapi:// URI, not %s", uri.c_str()));
         }
         if (ldap.gssapi && starts_with(uri, "ldapi://")) {
             table.refuse("sasl_gssapi",
-                         catalogue_format("sasl_gssapi works over ldap and ldaps, not over %s", uri.c_str()));
+                         catalogue_format("sasl_gssapi requires an ldap:// or ldaps:// URI, not %s", uri.c_str()));
         }
     }
     if (ldap.gssapi && ldap.external) {
-        table.refuse("sasl_gssapi", catalogue_text("either sasl_gssapi or sasl_external"));
+        table.refuse("sasl_gssapi", catalogue_text("sasl_gssapi and sasl_external are mutually exclusive"));
     }
     if ((ldap.gssapi || ldap.external) && ldap.offline) {
-        table.refuse("offline",
-                     catalogue_text("offline logins need passwords, which sasl_gssapi and sasl_external do without"));
+        table.refuse(
+            "offline",
+            catalogue_text("offline requires passwords and cannot be combined with sasl_gssapi or sasl_external"));
     }
 }
 
@@ -189,7 +190,7 @@ void read_attributes(Table &table, std::map<std::string, std::string> *attribute
         const SchemaAttribute *row = schema_find_ldap(name);
         if (row == nullptr || site.empty() || site.find_first_not_of(ldap_name_characters) != site.npos) {
             table.refuse("attributes",
-                         catalogue_format("%1$s = \"%2$s\": not an attribute of the client, or no LDAP name",
+                         catalogue_format("%1$s = \"%2$s\": unknown attribute or invalid LDAP attribute name",
                                           name.c_str(), site.c_str()));
         }
         // Passwords are never read, and objects are told apart by the one class attribute that LDAP has.
@@ -231,15 +232,15 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
     ConfigTree tree;
     tree.name = table.required("name", tree_name_limit);
     if (tree.name.back() == '_') {
-        table.refuse("name", catalogue_text("the name of a tree does not end in \"_\""));
+        table.refuse("name", catalogue_text("a tree name must not end in \"_\""));
     }
     for (const ConfigTree &other : before) {
         if (equal_nocase(other.name, tree.name)) {
-            table.refuse("name", catalogue_format("the tree %s is there already", tree.name.c_str()));
+            table.refuse("name", catalogue_format("tree %s is already defined", tree.name.c_str()));
         }
     }
     if (table.has("uris") && table.has("ldif")) {
-        table.refuse("uris", catalogue_text("a tree is an LDIF file (ldif) or on servers (uris), not both"));
+        table.refuse("uris", catalogue_text("a tree cannot have both ldif and uris"));
     } else if (table.has("uris")) {
         tree.ldap = read_ldap(table, folder);
         tree.shown = tree.name;
@@ -273,7 +274,7 @@ void check_default_tree(const Table &top, const Config &config) {
         }
     }
     if (!config.defaultTree.empty()) {
-        top.refuse("default_tree", catalogue_format("there is no tree %s", config.defaultTree.c_str()));
+        top.refuse("default_tree", catalogue_format("unknown tree %s", config.defaultTree.c_str()));
     }
 }
 
@@ -303,7 +304,7 @@ Config config_load(const std::string &path) {
     std::ifstream file(path);
     if (!file) {
         error_keep(
-            catalogue_format("%1$s: cannot open the configuration: %2$s", path.c_str(), strerror(errno)).c_str());
+            catalogue_format("%1$s: cannot open the configuration file: %2$s", path.c_str(), strerror(errno)).c_str());
         if (errno != ENOENT) {
             throw DataError(error_kept());
         }
@@ -311,7 +312,7 @@ Config config_load(const std::string &path) {
     }
     std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     if (file.bad()) {
-        throw DataError(path + ": " + catalogue_text("cannot read the configuration"));
+        throw DataError(path + ": " + catalogue_text("cannot read the configuration file"));
     }
     try {
         // Without the path: the parser copies it where it must not throw, and would end the process without memory.

@@ -52,6 +52,6 @@ uint32_t entry_find(const Name &name, Aliases aliases, const Name &base, const E
             return ZKE_NO_SUCH_ENTRY;
         }
     }
-    error_keep(catalogue_format("aliases lead nowhere from %s", name_to_dotted(name, true).c_str()).c_str());
+    error_keep(catalogue_format("too many levels of aliases: %s", name_to_dotted(name, true).c_str()).c_str());
     return ZKE_BAD_DIRECTORY_DATA;
 }

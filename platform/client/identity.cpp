@@ -107,7 +107,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
             const std::string who = name_to_dotted(user->name, true);
             const std::string sentence = code == ZKE_ACCOUNT_LOCKED
                                              ? catalogue_format("%s is locked", who.c_str())
-                                             : catalogue_format("%s: wrong password", who.c_str());
+                                             : catalogue_format("wrong password for %s", who.c_str());
             error_keep(sentence.c_str());
             return code;
         }

@@ -111,10 +111,10 @@ const char *fault_of(gnutls_x509_crt_t certificate, const std::string &name, con
         return catalogue_text("it is not valid yet");
     }
     if (gnutls_x509_crt_check_hostname(certificate, name.c_str()) == 0) {
-        return catalogue_text("it is made out to another name");
+        return catalogue_text("it was issued for another name");
     }
     if ((faults & GNUTLS_CERT_SIGNER_NOT_FOUND) != 0) {
-        return catalogue_text("no authority in the CA file has signed it");
+        return catalogue_text("it is not signed by an authority in the CA file");
     }
     if ((faults & GNUTLS_CERT_INSECURE_ALGORITHM) != 0) {
         return catalogue_text("its key or signature is too weak");
@@ -135,7 +135,7 @@ std::string certificate_fault(std::string_view der, const std::string &name, con
     if (certificate == nullptr) {
         return catalogue_format("it cannot be read; expected name: %s", name.c_str());
     }
-    return catalogue_format("%1$s; expected name: %2$s; names in it: %3$s; issuer: %4$s; expires: %5$s",
+    return catalogue_format("%1$s; expected name: %2$s; names in the certificate: %3$s; issuer: %4$s; expires: %5$s",
                             fault_of(certificate.get(), name, caFile), name.c_str(),
                             names_in(certificate.get()).c_str(), issuer_of(certificate.get()).c_str(),
                             time_text(gnutls_x509_crt_get_expiration_time(certificate.get())).c_str());

@@ -83,7 +83,7 @@ struct OptionRow {
 void must(int result, const LdapUri &address, const char *what) {
     if (result != LDAP_OPT_SUCCESS) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
-                          catalogue_format("%1$s: libldap does not take %2$s", address.text.c_str(), what));
+                          catalogue_format("%1$s: libldap rejected %2$s", address.text.c_str(), what));
     }
 }
 
@@ -186,7 +186,7 @@ void LdapConnection::setTlsOptions(int requireCertificate) {
     const int client = 0;
     if (ldap_set_option(ld, LDAP_OPT_X_TLS_NEWCTX, &client) != LDAP_OPT_SUCCESS) {
         throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
-                          catalogue_format("%1$s: the CA file %2$s cannot be used: it holds no readable certificate",
+                          catalogue_format("%1$s: cannot use the CA file %2$s: it contains no valid certificate",
                                            address.text.c_str(), config.caFile.c_str()));
     }
 }
@@ -201,7 +201,7 @@ void LdapConnection::startTls(LdapDeadline deadline) {
     LdapAnswer answer = take(await(message));
     if (answer.result != LDAP_SUCCESS) {
         throw LdapTrouble(ZKE_TLS_REQUIRED,
-                          catalogue_format("%1$s: the server refuses StartTLS: %2$s %3$s", address.text.c_str(),
+                          catalogue_format("%1$s: the server refused StartTLS: %2$s %3$s", address.text.c_str(),
                                            ldap_err2string(answer.result), answer.text.c_str()));
     }
 }
@@ -253,13 +253,13 @@ void LdapConnection::refuseTls(LdapDeadline deadline) {
     }
     const std::string certificate = inspectedCertificate(deadline);
     if (certificate.empty()) {
-        throw LdapTrouble(watch.event() == LdapWatch::Closed ? ZKE_SERVER_CLOSED : ZKE_ANSWER_MALFORMED,
-                          address.text + ": " +
-                              catalogue_text("the TLS handshake failed: the server does not speak TLS as it should"));
+        throw LdapTrouble(
+            watch.event() == LdapWatch::Closed ? ZKE_SERVER_CLOSED : ZKE_ANSWER_MALFORMED,
+            address.text + ": " + catalogue_text("TLS handshake failed: the server does not speak TLS correctly"));
     }
     throw LdapTrouble(
         ZKE_CERTIFICATE_REFUSED,
-        catalogue_format("%1$s: the server's certificate is not accepted: %2$s; CA file: %3$s", address.text.c_str(),
+        catalogue_format("%1$s: cannot verify the server's certificate: %2$s; CA file: %3$s", address.text.c_str(),
                          certificate_fault(certificate, address.host, config.caFile).c_str(), config.caFile.c_str()));
 }
 
@@ -300,13 +300,12 @@ void LdapConnection::begin(LdapDeadline deadline) {
 void LdapConnection::fail(int result, const char *what) const {
     bool late = watch.event() == LdapWatch::TimedOut || (watch.event() == LdapWatch::Nothing && result == LDAP_TIMEOUT);
     if (late && watch.inAnswer()) {
-        throw LdapTrouble(ZKE_ANSWER_CUT_SHORT,
-                          catalogue_format("%1$s: the answer to %2$s was not complete when the time was over",
-                                           address.text.c_str(), what));
+        throw LdapTrouble(ZKE_ANSWER_CUT_SHORT, catalogue_format("%1$s: timed out in the middle of the answer to %2$s",
+                                                                 address.text.c_str(), what));
     }
     if (late) {
-        throw LdapTrouble(ZKE_SERVER_SILENT,
-                          catalogue_format("%1$s: the server does not answer %2$s", address.text.c_str(), what));
+        throw LdapTrouble(ZKE_SERVER_SILENT, catalogue_format("%1$s: timed out waiting for the answer to %2$s",
+                                                              address.text.c_str(), what));
     }
     switch (watch.event()) {
         case LdapWatch::Closed:
@@ -318,13 +317,12 @@ void LdapConnection::fail(int result, const char *what) const {
                     : catalogue_format("%1$s: the server closed the connection instead of answering %2$s",
                                        address.text.c_str(), what));
         case LdapWatch::TooLarge:
-            throw LdapTrouble(ZKE_ANSWER_TOO_LARGE,
-                              catalogue_format("%1$s: the server's answer to %2$s is larger than the client takes",
-                                               address.text.c_str(), what));
+            throw LdapTrouble(ZKE_ANSWER_TOO_LARGE, catalogue_format("%1$s: the server's answer to %2$s is too large",
+                                                                     address.text.c_str(), what));
         default:
             throw LdapTrouble(
                 ZKE_ANSWER_MALFORMED,
-                catalogue_format("%1$s: what the server answers to %2$s is not LDAP", address.text.c_str(), what));
+                catalogue_format("%1$s: the server's answer to %2$s is not valid LDAP", address.text.c_str(), what));
     }
 }
 
@@ -462,15 +460,16 @@ LdapAnswer LdapConnection::bindWithTicket(const LdapIdentity &identity, LdapDead
     begin(deadline);
     LdapTicketResult told;
     if (!ldap_ticket_bind(wire, secured, deadline, &told)) {
-        throw LdapTrouble(ZKE_SERVER_SILENT, address.text + ": " +
-                                                 catalogue_text("the login with the ticket did not end in time: the "
-                                                                "server or a key distribution centre does not answer"));
+        throw LdapTrouble(
+            ZKE_SERVER_SILENT,
+            address.text + ": " +
+                catalogue_text("Kerberos login timed out: no answer from the server or the key distribution centre"));
     }
     if (told.result == LDAP_SERVER_DOWN || told.result == LDAP_TIMEOUT || told.result == LDAP_DECODING_ERROR) {
         fail(told.result, catalogue_text("the login"));
     }
     const auto refused = [this](const std::string &why) {
-        return catalogue_format("%1$s: the login with the ticket failed: %2$s", address.text.c_str(), why.c_str());
+        return catalogue_format("%1$s: Kerberos login failed: %2$s", address.text.c_str(), why.c_str());
     };
     if (told.result == LDAP_OTHER || told.result == LDAP_UNAVAILABLE || told.result == LDAP_BUSY) {
         throw LdapTrouble(ZKE_TICKET_REFUSED, refused(told.words)); // another server may have its own key
@@ -481,10 +480,10 @@ LdapAnswer LdapConnection::bindWithTicket(const LdapIdentity &identity, LdapDead
     answered = true;
     std::string who = whoAmI();
     if (!is_same_dn(identity.dn(), who)) {
-        throw CodedError(
-            ZKE_TICKET_REFUSED,
-            refused(catalogue_format("it is the ticket of %1$s, not of %2$s",
-                                     who.empty() ? catalogue_text("nobody") : who.c_str(), identity.dn().c_str())));
+        throw CodedError(ZKE_TICKET_REFUSED,
+                         refused(catalogue_format("the ticket belongs to %1$s, not to %2$s",
+                                                  who.empty() ? catalogue_text("an anonymous user") : who.c_str(),
+                                                  identity.dn().c_str())));
     }
     return LdapAnswer();
 }

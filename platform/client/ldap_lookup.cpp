@@ -35,7 +35,7 @@ const Name &LdapLookup::searchBase() {
     Name found;
     if (!tree.ldap.searchBase.empty()) {
         if (!name_parse_dn(tree.ldap.searchBase, root, &found, nullptr)) {
-            throw DataError(tree.name + ": " + catalogue_text("search_base is not below base"));
+            throw DataError(tree.name + ": " + catalogue_text("search_base must be base or below it"));
         }
         searchBases.push_back(found);
     } else if (!root.empty()) {
@@ -53,8 +53,9 @@ const Name &LdapLookup::searchBase() {
         }
         if (searchBases.size() != 1) {
             searchBases.clear();
-            throw DataError(tree.name + ": " +
-                            catalogue_text("the server has not exactly one naming context: set base or search_base"));
+            throw DataError(
+                tree.name + ": " +
+                catalogue_text("the server does not have exactly one naming context: set base or search_base"));
         }
     }
     return searchBases.front();

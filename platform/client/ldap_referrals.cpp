@@ -138,17 +138,14 @@ LdapAnswer LdapReferrals::take(const Step &step, const LdapIdentity &identity, L
         try {
             LdapPlace place;
             if (!ldap_place_parse(uri, step.search, step.continues, &place)) {
-                throw broken(catalogue_format("the referral to %s names no server that can be asked", uri.c_str()));
+                throw broken(catalogue_format("%s is not a usable LDAP URL", uri.c_str()));
             }
             std::string key = place_key(place);
             if (std::find(step.way.begin(), step.way.end(), key) != step.way.end()) {
-                throw broken(
-                    catalogue_format("the referral to %s leads back to where the request has been", uri.c_str()));
+                throw broken(catalogue_format("referral loop at %s", uri.c_str()));
             }
             if (step.way.size() > hop_limit) {
-                throw broken(catalogue_format(
-                    "the referral to %1$s is the one after %2$zu others: the client follows no further", uri.c_str(),
-                    hop_limit));
+                throw broken(catalogue_format("%1$s exceeds the limit of %2$zu referrals", uri.c_str(), hop_limit));
             }
             bool secured = false;
             LdapAnswer answer = ask(place, step.trusted, identity, ldap_share(deadline, left--), &secured);
@@ -163,7 +160,7 @@ LdapAnswer LdapReferrals::take(const Step &step, const LdapIdentity &identity, L
         }
     }
     throw LdapTrouble(code == 0 ? ZKE_REFERRAL_BROKEN : code,
-                      sentences.empty() ? catalogue_text("a referral that names no server") : sentences);
+                      sentences.empty() ? catalogue_text("the referral names no server") : sentences);
 }
 
 void LdapReferrals::add(const LdapAnswer &answer, const LdapSearch &search, const std::vector<std::string> &way,
@@ -186,9 +183,9 @@ void LdapReferrals::follow(const LdapConnection &from, const LdapSearch &search,
     add(*answer, search, way, from.isTrusted(), &steps);
     for (size_t i = 0; i < steps.size(); i++) {
         if (i == place_limit) {
-            note_missing(
-                answer, ZKE_REFERRAL_BROKEN,
-                catalogue_format("%1$s: the answer refers to more than %2$zu places", from.uri().c_str(), place_limit));
+            note_missing(answer, ZKE_REFERRAL_BROKEN,
+                         catalogue_format("%1$s: the answer contains more than %2$zu referrals", from.uri().c_str(),
+                                          place_limit));
             return;
         }
         try {
@@ -206,7 +203,7 @@ void LdapReferrals::follow(const LdapConnection &from, const LdapSearch &search,
                                    std::make_move_iterator(more.entries.end()));
         } catch (const LdapTrouble &trouble) {
             note_missing(answer, trouble.code,
-                         catalogue_format("%1$s refers elsewhere: %2$s", from.uri().c_str(), trouble.what()));
+                         catalogue_format("%1$s: cannot follow referral: %2$s", from.uri().c_str(), trouble.what()));
         }
     }
 }
@@ -217,8 +214,8 @@ LdapAnswer LdapReferrals::login(const LdapOrigin &origin, const LdapIdentity &id
         LdapConnection made(config, origin.server, deadline);
         if (!isSafe(made, origin.trusted)) {
             throw CodedError(ZKE_TLS_REQUIRED, origin.server + ": " +
-                                                   catalogue_text("the password was not sent: a referral leads there, "
-                                                                  "and the way is not encrypted from end to end"));
+                                                   catalogue_text("the password was not sent: this server was reached "
+                                                                  "through a referral without end-to-end encryption"));
         }
         return made.bind(identity, deadline);
     } catch (const LdapTrouble &trouble) {

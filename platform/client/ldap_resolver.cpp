@@ -57,9 +57,8 @@ LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline) {
     lookup->port = uri.port;
     lookup->run(AI_NUMERICHOST); // asks nobody
     if (lookup->error == EAI_NONAME && !ldap_waiting_done(start(uri.text, [lookup]() { lookup->run(0); }), deadline)) {
-        throw LdapTrouble(ZKE_HOST_LOOKUP_SILENT,
-                          catalogue_format("%1$s: the look-up of the host name %2$s did not end in time",
-                                           uri.text.c_str(), uri.host.c_str()));
+        throw LdapTrouble(ZKE_HOST_LOOKUP_SILENT, catalogue_format("%1$s: timed out looking up the host name %2$s",
+                                                                   uri.text.c_str(), uri.host.c_str()));
     }
     if (lookup->error != 0) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, catalogue_format("%1$s: cannot connect: %2$s", uri.text.c_str(),
@@ -71,8 +70,7 @@ LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline) {
 void ldap_library_ready(LdapDeadline deadline) {
     static const Bounded started = start("libldap", start_libldap);
     if (!ldap_waiting_done(started, deadline)) {
-        throw LdapTrouble(
-            ZKE_HOST_LOOKUP_SILENT,
-            catalogue_text("the look-up of this machine's own name did not end in time: /etc/hosts should have it"));
+        throw LdapTrouble(ZKE_HOST_LOOKUP_SILENT,
+                          catalogue_text("timed out looking up this machine's own host name: add it to /etc/hosts"));
     }
 }

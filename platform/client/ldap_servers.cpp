@@ -62,7 +62,7 @@ bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline dead
         if (!identity.dn().empty() && !identityIsElsewhere && made->bind(identity, deadline).result != LDAP_SUCCESS) {
             throw LdapTrouble(
                 ZKE_DIRECTORY_UNREACHABLE,
-                made->uri() + ": " + catalogue_text("the server does not take the login that another one has taken"));
+                made->uri() + ": " + catalogue_text("the server rejected the login that another server accepted"));
         }
         *answer = usable(*made, request(*made, deadline));
         connection = std::move(made);

@@ -144,9 +144,9 @@ uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
             name_to_dn(objects.searchBase(), root), LDAP_SCOPE_SUBTREE, groupFilter(dn), {LDAP_NO_ATTRS}};
         LdapAnswer answer = servers.search(wanted);
         if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
-            throw DataError(
-                catalogue_format("%1$s: the server's size limit cuts the list of groups of %2$s off after %3$zu",
-                                 tree.name.c_str(), name_to_dotted(entry.name, true).c_str(), answer.entries.size()));
+            throw DataError(catalogue_format(
+                "%1$s: the list of groups of %2$s is incomplete: server size limit exceeded after %3$zu",
+                tree.name.c_str(), name_to_dotted(entry.name, true).c_str(), answer.entries.size()));
         }
         if (!answer.missing.empty()) {
             throw CodedError(answer.missingCode, answer.missing); // no list of groups is better than a short one
@@ -218,9 +218,9 @@ void LdapStore::readSite() {
     }
     LdapAnswer answer = objects.search(objects.searchBase(), LDAP_SCOPE_SUBTREE, site_filter(), false);
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
-        throw DataError(
-            catalogue_format("%1$s: the server's size limit cuts the list of servers and volumes off after %2$zu",
-                             tree.name.c_str(), answer.entries.size()));
+        throw DataError(catalogue_format(
+            "%1$s: the list of servers and volumes is incomplete: server size limit exceeded after %2$zu",
+            tree.name.c_str(), answer.entries.size()));
     }
     keepSite(answer);
 }
@@ -289,16 +289,17 @@ uint32_t LdapStore::loginResult(const LdapAnswer &answer, const Entry &user) con
             return ZKE_ACCOUNT_LOCKED;
         case LDAP_CONFIDENTIALITY_REQUIRED:
         case LDAP_STRONG_AUTH_REQUIRED:
-            throw CodedError(ZKE_TLS_REQUIRED,
-                             tree.name + ": " + catalogue_text("the server takes no password over this connection"));
+            throw CodedError(
+                ZKE_TLS_REQUIRED,
+                tree.name + ": " + catalogue_text("the server does not accept passwords over this connection"));
         case LDAP_REFERRAL:
             throw CodedError(ZKE_REFERRAL_BROKEN,
-                             catalogue_format("%1$s: the server refers the login of %2$s to another one",
+                             catalogue_format("%1$s: the server referred the login of %2$s to another server",
                                               tree.name.c_str(), name_to_dotted(user.name, true).c_str()) +
                                  (answer.referral.empty() ? "" : ": " + answer.referral.front()));
         default:
             throw CodedError(ZKE_DIRECTORY_UNREACHABLE,
-                             catalogue_format("%1$s: login of %2$s: %3$s %4$s", tree.name.c_str(),
+                             catalogue_format("%1$s: login of %2$s failed: %3$s %4$s", tree.name.c_str(),
                                               name_to_dotted(user.name, true).c_str(), ldap_err2string(answer.result),
                                               answer.text.c_str()));
     }

@@ -280,7 +280,7 @@ void LdapWatch::attach(LDAP *ld) {
     if (ldap_get_option(ld, LDAP_OPT_SOCKBUF, &stream) != LDAP_OPT_SUCCESS ||
         ber_sockbuf_add_io(stream, &wire_layer, wire_level, this) != 0 ||
         ber_sockbuf_add_io(stream, &message_layer, message_level, this) != 0) {
-        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, catalogue_text("libldap cannot be bounded"));
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, catalogue_text("cannot set limits in libldap"));
     }
     ber_len_t limit = ldap_message_limit;
     ber_sockbuf_ctrl(stream, LBER_SB_OPT_SET_MAX_INCOMING, &limit);

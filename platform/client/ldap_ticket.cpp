@@ -23,8 +23,8 @@ int answer_nothing(LDAP *, unsigned, void *, void *questions) {
 std::string words_of(LDAP *ld, int result) {
     char *text = nullptr;
     ldap_get_option(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE, &text);
-    std::string words = result == LDAP_LOCAL_ERROR           ? catalogue_text("there is no ticket for it")
-                        : result == LDAP_INVALID_CREDENTIALS ? catalogue_text("the server does not take the ticket")
+    std::string words = result == LDAP_LOCAL_ERROR           ? catalogue_text("no ticket for this server")
+                        : result == LDAP_INVALID_CREDENTIALS ? catalogue_text("the server rejected the ticket")
                                                              : ldap_err2string(result);
     if (text != nullptr && *text != '\0') {
         words += std::string(": ") + text;
@@ -39,7 +39,7 @@ void bind(LDAP *ld, bool secured, LdapTicketResult *told) {
     const char *layers = secured ? "noanonymous,maxssf=0" : "noanonymous,minssf=56";
     if (ldap_set_option(ld, LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON) != LDAP_OPT_SUCCESS ||
         ldap_set_option(ld, LDAP_OPT_X_SASL_SECPROPS, layers) != LDAP_OPT_SUCCESS) {
-        *told = {LDAP_AUTH_METHOD_NOT_SUPPORTED, catalogue_text("libldap was made without SASL")};
+        *told = {LDAP_AUTH_METHOD_NOT_SUPPORTED, catalogue_text("libldap was built without SASL")};
         return;
     }
     told->result =

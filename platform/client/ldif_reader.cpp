@@ -166,7 +166,7 @@ bool LdifReader::physical_line(std::string_view *line) {
         line->remove_suffix(1);
     }
     if (line->find('\0') != std::string_view::npos) {
-        refuse(source.line, catalogue_text("a line with a zero byte"));
+        refuse(source.line, catalogue_text("the line contains a NUL byte"));
     }
     return true;
 }
@@ -183,7 +183,7 @@ bool LdifReader::logical_line(std::string *line, unsigned *number) {
         bool comment = !part.empty() && part.front() == '#';
         *number = sources.back().line;
         if (!part.empty() && part.front() == ' ') {
-            refuse(*number, catalogue_text("a continuation without a line before it"));
+            refuse(*number, catalogue_text("unexpected continuation line"));
         }
         line->assign(part);
         bool empty = part.empty();
@@ -208,13 +208,13 @@ bool LdifReader::logical_line(std::string *line, unsigned *number) {
 // The file that a URL names, without symbolic links, and certain to be below the folder.
 std::string LdifReader::file_of_url(std::string_view url, unsigned number) const {
     if (!equal_nocase(url.substr(0, 5), "file:")) {
-        refuse(number, catalogue_text("only file: URLs are read"));
+        refuse(number, catalogue_text("only file: URLs are supported"));
     }
     url.remove_prefix(5);
     if (url.substr(0, 2) == "//") {
         url.remove_prefix(2); // no host: an absolute name follows
         if (url.empty() || url.front() != '/') {
-            refuse(number, catalogue_text("a file: URL names no host"));
+            refuse(number, catalogue_text("a file: URL must not have a host name"));
         }
     }
     std::string name;
@@ -228,7 +228,7 @@ std::string LdifReader::file_of_url(std::string_view url, unsigned number) const
         refuse(number, error.what());
     }
     if (real.compare(0, folder.size(), folder) != 0) {
-        refuse(number, catalogue_format("%s is not below the folder of the tree's file", name.c_str()));
+        refuse(number, catalogue_format("%s is outside the directory of the LDIF file", name.c_str()));
     }
     return real;
 }
@@ -260,7 +260,7 @@ std::string LdifReader::parse_value(std::string_view text, unsigned number) cons
 LdifAttribute LdifReader::parse_line(const std::string &line, unsigned number) const {
     size_t colon = line.find(':');
     if (colon == std::string::npos) {
-        refuse(number, catalogue_text("a line without \":\""));
+        refuse(number, catalogue_text("the line has no \":\""));
     }
     LdifAttribute attribute = {line.substr(0, colon), "", number};
     if (!is_attribute_name(attribute.name)) {
@@ -277,7 +277,7 @@ LdifAttribute LdifReader::parse_line(const std::string &line, unsigned number) c
 
 void LdifReader::read_header(LdifRecord *record, const LdifAttribute &first) {
     if (!equal_nocase(first.name, "dn")) {
-        refuse(first.line, catalogue_text("a record begins with dn:"));
+        refuse(first.line, catalogue_text("a record must begin with dn:"));
     }
     record->file = sources.back().shown;
     record->line = first.line;
@@ -293,17 +293,17 @@ bool LdifReader::read_record(LdifRecord *record) {
         LdifAttribute attribute = parse_line(line, number);
         if (equal_nocase(attribute.name, "changetype")) {
             if (!equal_nocase(attribute.value, "add") || !record->attributes.empty()) {
-                refuse(number, catalogue_text("only changetype: add is read, right after dn:"));
+                refuse(number, catalogue_text("only changetype: add is supported, directly after dn:"));
             }
         } else if (equal_nocase(attribute.name, "control") || equal_nocase(attribute.name, "dn") ||
                    equal_nocase(attribute.name, "include")) {
-            refuse(number, catalogue_format("%s: inside a record", attribute.name.c_str()));
+            refuse(number, catalogue_format("%s: not allowed inside a record", attribute.name.c_str()));
         } else {
             record->attributes.push_back(std::move(attribute));
         }
     }
     if (record->attributes.empty()) {
-        refuse(record->line, catalogue_text("a record without attributes"));
+        refuse(record->line, catalogue_text("the record has no attributes"));
     }
     return true;
 }
@@ -324,11 +324,11 @@ bool LdifReader::next(LdifRecord *record) {
         sources.back().started = true;
         if (equal_nocase(first.name, "version")) {
             if (!at_start || first.value != "1") {
-                refuse(number, catalogue_text("version: 1 may only begin a file"));
+                refuse(number, catalogue_text("only version: 1 is supported, at the beginning of a file"));
             }
         } else if (equal_nocase(first.name, "include")) {
             if (sources.size() == include_limit) {
-                refuse(number, catalogue_text("files include each other too deeply"));
+                refuse(number, catalogue_text("include files are nested too deeply"));
             }
             try {
                 open(first.value, first.value.substr(folder.size()));

@@ -146,11 +146,11 @@ Name LdifStore::parse_dn(const LdifRecord &record) const {
 
 void LdifStore::check_place(const LdifRecord &record, const Name &name) const {
     if (lookup(name) != nullptr) {
-        refuse(record, record.line, catalogue_text("the entry is there already"));
+        refuse(record, record.line, catalogue_text("the entry already exists"));
     }
     // The first entry may stand at a suffix of several parts, "dc=acme,dc=example", as on a server.
     if (name.size() > 1 && !nodes.empty() && lookup(name_above(name, 1)) == nullptr) {
-        refuse(record, record.line, catalogue_text("the entry has no parent: it must come before"));
+        refuse(record, record.line, catalogue_text("the entry's parent is missing: it must come first"));
     }
 }
 
@@ -188,7 +188,7 @@ void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const 
     if (entry.is_class("Server")) {
         size_t length = entry_common_name(entry).size();
         if (length == 0 || length >= ZK_SERVER_NAME_SIZE) {
-            refuse(record, record.line, catalogue_text("the name of a server has 1 to 48 bytes"));
+            refuse(record, record.line, catalogue_text("a server name must have 1 to 48 bytes"));
         }
     }
     if (entry.name.empty()) {
@@ -200,7 +200,7 @@ void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const 
             return;
         }
     }
-    refuse(record, record.line, catalogue_format("the entry has no %s with the value in its DN", leaf.type.c_str()));
+    refuse(record, record.line, catalogue_format("the entry has no %s value that matches its DN", leaf.type.c_str()));
 }
 
 void LdifStore::index_entry(uint32_t number) {

@@ -41,7 +41,7 @@ bool whole_number(std::string_view text, int64_t lowest, int64_t highest, int64_
 int32_t parse_number(std::string_view text) {
     int64_t number;
     if (!whole_number(text, INT32_MIN, INT32_MAX, &number)) {
-        throw DataError(catalogue_text("not a number of 32 bits"));
+        throw DataError(catalogue_text("not a 32-bit number"));
     }
     return static_cast<int32_t>(number);
 }
@@ -51,7 +51,7 @@ int two_digits(std::string_view text, size_t at) {
 }
 
 [[noreturn]] void refuse_time() {
-    throw DataError(catalogue_text("not a time: YYYYMMDDHHMMSSZ"));
+    throw DataError(catalogue_text("not a time of the form YYYYMMDDHHMMSSZ"));
 }
 
 // Takes the time zone from the end of a time: "Z", or the hours and minutes that the time is ahead of UTC. In seconds.
@@ -110,7 +110,7 @@ int32_t parse_time(std::string_view text) {
     // second is carried over too, but is a real moment.
     if (when.tm_sec > 60 || (when.tm_sec < 60 && (normal.tm_mon != when.tm_mon || normal.tm_mday != when.tm_mday ||
                                                   normal.tm_hour != when.tm_hour || normal.tm_min != when.tm_min))) {
-        throw DataError(catalogue_text("not a time: no such day or hour"));
+        throw DataError(catalogue_text("no such date or time of day"));
     }
     return moment > INT32_MAX ? INT32_MAX : moment < INT32_MIN ? INT32_MIN : static_cast<int32_t>(moment);
 }
@@ -144,12 +144,12 @@ size_t next_hash(std::string_view text) {
             return i;
         }
     }
-    throw DataError(catalogue_text("not a path: name-space#DN#path"));
+    throw DataError(catalogue_text("not a path of the form name-space#DN#path"));
 }
 
 void parse_path(std::string_view text, const Name &base, Value *value) {
     size_t hash = next_hash(text);
-    value->type = parse_type(text.substr(0, hash), catalogue_text("the name space of a path is a number"));
+    value->type = parse_type(text.substr(0, hash), catalogue_text("the name space of a path must be a number"));
     text.remove_prefix(hash + 1);
     hash = next_hash(text);
     value->name = parse_dn_value(text.substr(0, hash), base);
@@ -165,14 +165,14 @@ int hex_value(char c) {
 void parse_network_address(std::string_view text, Value *value) {
     size_t hash = text.find('#');
     if (hash == std::string_view::npos || (text.size() - hash) % 2 == 0) {
-        throw DataError(catalogue_text("not a network address: type#hex digits"));
+        throw DataError(catalogue_text("not a network address of the form type#hex-digits"));
     }
-    value->type = parse_type(text.substr(0, hash), catalogue_text("the type of a network address is a number"));
+    value->type = parse_type(text.substr(0, hash), catalogue_text("the type of a network address must be a number"));
     for (size_t i = hash + 1; i < text.size(); i += 2) {
         int high = hex_value(text[i]);
         int low = hex_value(text[i + 1]);
         if (high < 0 || low < 0) {
-            throw DataError(catalogue_text("not a network address: type#hex digits"));
+            throw DataError(catalogue_text("not a network address of the form type#hex-digits"));
         }
         value->text += static_cast<char>(high * 16 + low);
     }
@@ -194,7 +194,7 @@ void parse_postal_address(std::string_view text, Value *value) {
         }
     }
     if (value->lines.size() > postal_lines) {
-        throw DataError(catalogue_text("a postal address has at most six lines"));
+        throw DataError(catalogue_text("a postal address can have at most six lines"));
     }
 }
 
@@ -246,7 +246,7 @@ std::string name_in_form(const Name &name, const NameForm &form) {
 
 Value value_parse(uint32_t syntax, std::string_view text, const Name &base) {
     if (text.find('\0') != std::string_view::npos) {
-        throw DataError(catalogue_text("a value with a zero byte"));
+        throw DataError(catalogue_text("the value contains a NUL byte"));
     }
     Value value;
     switch (syntax) {
@@ -255,7 +255,7 @@ Value value_parse(uint32_t syntax, std::string_view text, const Name &base) {
             break;
         case schema_boolean:
             if (text != "TRUE" && text != "FALSE") {
-                throw DataError(catalogue_text("neither TRUE nor FALSE"));
+                throw DataError(catalogue_text("must be TRUE or FALSE"));
             }
             value.text = text;
             break;

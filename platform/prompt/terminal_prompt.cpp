@@ -151,7 +151,7 @@ static int login_ask(const char *label, const char *defaultUser, char **user, ch
 
     Answer name, secret;
     if (!login_ask_name(&terminal, offered, &name)) return 1;
-    if (!terminal.askPassword(catalogue_text("Password (typing is not shown): "), &secret)) return 1;
+    if (!terminal.askPassword(catalogue_text("Password: "), &secret)) return 1;
 
     char *newUser = answer_copy(name);
     char *newPassword = answer_copy(secret);

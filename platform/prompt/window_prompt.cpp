@@ -53,7 +53,7 @@ int auxpause_script(void) try {
     Terminal terminal;
     if (!terminal.isOpen()) return 1;
     Answer answer;
-    return terminal.askLine(catalogue_text("Press Enter to go on: "), &answer) ? 0 : 1;
+    return terminal.askLine(catalogue_text("Press Enter to continue: "), &answer) ? 0 : 1;
 } catch (const std::bad_alloc &) {
     return 1;
 }

@@ -40,9 +40,9 @@ const char *answer_to(const std::string &shown, std::string &user) {
         user = shown.substr(name, shown.size() - name - 3);
         return "\n";
     }
-    if (ends_with(shown, "Password (typing is not shown): ")) return secret_of(user);
+    if (ends_with(shown, "Password: ")) return secret_of(user);
     if (ends_with(shown, "(y/n) ")) return "y\n";
-    return ends_with(shown, "Press Enter to go on: ") ? "\n" : nullptr;
+    return ends_with(shown, "Press Enter to continue: ") ? "\n" : nullptr;
 }
 
 } // namespace

@@ -50,7 +50,7 @@ class Sample:
 
 def check_example(sample, program, qrtlogin, complain, **variables):
     status, shown, errors = sample.qrtlogin(qrtlogin)
-    wanted = {"sunflower": (status, shown + "\0", errors), "guess": (1, "", "login: the password is wrong\n")}
+    wanted = {"sunflower": (status, shown + "\0", errors), "guess": (1, "", "login: wrong password\n")}
     for password, outcome in wanted.items():
         got = sample.example(program, password, **variables)
         if got != outcome:

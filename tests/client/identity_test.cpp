@@ -65,7 +65,7 @@ TEST_F(Identity, RefusedLogins) {
         EXPECT_EQ(0u, ZKDSCanDSAuthenticate(handle)) << c.user;
     }
     EXPECT_EQ(ZKE_WRONG_PASSWORD, login(handle, "jdoe.sales.acme", "x"));
-    EXPECT_EQ("CN=jdoe.OU=sales.O=acme: wrong password", last_error());
+    EXPECT_EQ("wrong password for CN=jdoe.OU=sales.O=acme", last_error());
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginEx(handle, "jdoe.sales.acme", 0, "secret"));
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginEx(handle, "jdoe.sales.acme", 2, nullptr));
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginEx(handle, nullptr, 2, "secret"));

@@ -75,40 +75,40 @@ TEST_F(Ldif, RefusalsTellTheLine) {
         std::string text;
         const char *refusal;
     } cases[] = {
-        {acme + "o: x\n", "t.ldif:5: a record begins with dn:"},
-        {acme + "dn: o=acme\nobjectClass: organization\no: acme\n", "t.ldif:5: the entry is there already"},
-        {acme + "dn: O=ACME\nobjectClass: organization\no: acme\n", "t.ldif:5: the entry is there already"},
+        {acme + "o: x\n", "t.ldif:5: a record must begin with dn:"},
+        {acme + "dn: o=acme\nobjectClass: organization\no: acme\n", "t.ldif:5: the entry already exists"},
+        {acme + "dn: O=ACME\nobjectClass: organization\no: acme\n", "t.ldif:5: the entry already exists"},
         {acme + "dn: ou=a,o=b\nobjectClass: organizationalUnit\nou: a\n",
-         "t.ldif:5: the entry has no parent: it must come before"},
+         "t.ldif:5: the entry's parent is missing: it must come first"},
         {"dn: o=acme\n2.5.4.10: acme\n", "t.ldif:2: 2.5.4.10: attributes are named, not numbered"},
         {"dn: acme\no: acme\n", "t.ldif:1: malformed DN"},
         {"dn: o=a+ou=b\no: a\n", "t.ldif:1: malformed DN"},
         {"dn: o=acme\no: acme\n", "t.ldif:1: the entry has no objectClass"},
-        {"dn: o=acme\nobjectClass: organization\no: other\n", "t.ldif:1: the entry has no o with the value in its DN"},
-        {"dn: o=acme\n\n", "t.ldif:1: a record without attributes"},
-        {"dn: o=acme\nno colon\n", "t.ldif:2: a line without \":\""},
+        {"dn: o=acme\nobjectClass: organization\no: other\n", "t.ldif:1: the entry has no o value that matches its DN"},
+        {"dn: o=acme\n\n", "t.ldif:1: the record has no attributes"},
+        {"dn: o=acme\nno colon\n", "t.ldif:2: the line has no \":\""},
         {"dn: o=acme\nb d: x\n", "t.ldif:2: malformed attribute name"},
-        {" x\n", "t.ldif:1: a continuation without a line before it"},
-        {acme + " x\n", "t.ldif:5: a continuation without a line before it"},
-        {"dn: o=acme\ndn: o=b\n", "t.ldif:2: dn: inside a record"},
-        {"dn: o=acme\nchangetype: modify\n", "t.ldif:2: only changetype: add is read, right after dn:"},
-        {"dn: o=acme\no: acme\nchangetype: add\n", "t.ldif:3: only changetype: add is read, right after dn:"},
-        {"dn: o=acme\ncontrol: 1.2.3\n", "t.ldif:2: control: inside a record"},
-        {acme + "version: 1\n", "t.ldif:5: version: 1 may only begin a file"},
-        {"version: 2\n", "t.ldif:1: version: 1 may only begin a file"},
+        {" x\n", "t.ldif:1: unexpected continuation line"},
+        {acme + " x\n", "t.ldif:5: unexpected continuation line"},
+        {"dn: o=acme\ndn: o=b\n", "t.ldif:2: dn: not allowed inside a record"},
+        {"dn: o=acme\nchangetype: modify\n", "t.ldif:2: only changetype: add is supported, directly after dn:"},
+        {"dn: o=acme\no: acme\nchangetype: add\n", "t.ldif:3: only changetype: add is supported, directly after dn:"},
+        {"dn: o=acme\ncontrol: 1.2.3\n", "t.ldif:2: control: not allowed inside a record"},
+        {acme + "version: 1\n", "t.ldif:5: only version: 1 is supported, at the beginning of a file"},
+        {"version: 2\n", "t.ldif:1: only version: 1 is supported, at the beginning of a file"},
         {"dn: o=acme\no:: a\n", "t.ldif:2: malformed base64"},
         {"dn: o=acme\no:: !!!!\n", "t.ldif:2: malformed base64"},
         {"dn: o=acme\no:: =aaa\n", "t.ldif:2: malformed base64"},
         {"dn: o=acme\no:\n", "t.ldif:2: o: the value is empty"},
-        {"dn: o=acme\ndescription:: YQBi\n", "t.ldif:2: description: a value with a zero byte"},
-        {std::string("dn: o=acme\no: a\0b\n", 18), "t.ldif:2: a line with a zero byte"},
-        {"dn: o=acme\n\n# c\nqrtLocked: yes\n", "t.ldif:1: a record without attributes"},
-        {"dn: o=acme\nqrtLocked: yes\n", "t.ldif:2: qrtLocked: neither TRUE nor FALSE"},
+        {"dn: o=acme\ndescription:: YQBi\n", "t.ldif:2: description: the value contains a NUL byte"},
+        {std::string("dn: o=acme\no: a\0b\n", 18), "t.ldif:2: the line contains a NUL byte"},
+        {"dn: o=acme\n\n# c\nqrtLocked: yes\n", "t.ldif:1: the record has no attributes"},
+        {"dn: o=acme\nqrtLocked: yes\n", "t.ldif:2: qrtLocked: must be TRUE or FALSE"},
         {"dn: o=acme\nobjectClass: alias\no: acme\n", "t.ldif:1: the alias has no aliasedObjectName"},
         {"dn: o=acme\nqrtHostResourceName: " + std::string(65, 'x') + "\n",
          "t.ldif:2: qrtHostResourceName: the value is too long"},
         {"dn: cn=" + std::string(49, 's') + "\nobjectClass: qrtServer\ncn: " + std::string(49, 's') + "\n",
-         "t.ldif:1: the name of a server has 1 to 48 bytes"},
+         "t.ldif:1: a server name must have 1 to 48 bytes"},
         {"dn: o=" + std::string(520, 's') + "\no: x\n", "t.ldif:1: the entry's name is longer than 512 bytes"},
     };
     for (auto &c : cases) {
@@ -127,7 +127,7 @@ TEST_F(Ldif, OnlyFilesBelowTheFolderAreRead) {
     std::string real = std::filesystem::canonical(folder.path(".")).string();
     EXPECT_EQ("inside", described("description:< file:inner.txt")) << "a link that stays below is followed";
     EXPECT_EQ("inside", described("description:< file:sub/../inside.txt"));
-    std::string below = " is not below the folder of the tree's file";
+    std::string below = " is outside the directory of the LDIF file";
     struct {
         std::string url;
         std::string refusal;
@@ -136,8 +136,8 @@ TEST_F(Ldif, OnlyFilesBelowTheFolderAreRead) {
         {"file:" + other.path("secret.txt"), other.path("secret.txt") + below},
         {"file:///etc/passwd", "/etc/passwd" + below},
         {"file:../../etc/passwd", "../../etc/passwd" + below},
-        {"file://host/etc/passwd", "a file: URL names no host"},
-        {"http://localhost/x", "only file: URLs are read"},
+        {"file://host/etc/passwd", "a file: URL must not have a host name"},
+        {"http://localhost/x", "only file: URLs are supported"},
         {"file:", "malformed URL"},
         {"file:a%0", "malformed URL"},
         {"file:a%00b", "malformed URL"},
@@ -158,10 +158,9 @@ TEST_F(Ldif, IncludedFilesBelongToTheTree) {
                        "dn: ou=b,ou=a,o=acme\nobjectClass: organizationalUnit\nou: b\n"));
     EXPECT_EQ("none", description("b.a.acme"));
     EXPECT_EQ("wrong.ldif:2: malformed DN", load(acme + "include: file:wrong.ldif\n"));
-    EXPECT_EQ("self.ldif:1: files include each other too deeply", load("include: file:self.ldif\n"));
-    EXPECT_EQ("t.ldif:1: /etc/passwd is not below the folder of the tree's file",
-              load("include: file:///etc/passwd\n"));
-    EXPECT_EQ("t.ldif:2: include: inside a record", load("dn: o=acme\ninclude: file:more.ldif\n"));
+    EXPECT_EQ("self.ldif:1: include files are nested too deeply", load("include: file:self.ldif\n"));
+    EXPECT_EQ("t.ldif:1: /etc/passwd is outside the directory of the LDIF file", load("include: file:///etc/passwd\n"));
+    EXPECT_EQ("t.ldif:2: include: not allowed inside a record", load("dn: o=acme\ninclude: file:more.ldif\n"));
 }
 
 TEST_F(Ldif, AnOversizedLineIsRefused) {

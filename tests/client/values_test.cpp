@@ -68,13 +68,13 @@ TEST(Values, TextFormsOfTheSyntaxes) {
 }
 
 TEST(Values, RefusedTexts) {
-    const char *time = "refused: not a time: YYYYMMDDHHMMSSZ";
-    const char *moment = "refused: not a time: no such day or hour";
-    const char *number = "refused: not a number of 32 bits";
-    const char *address = "refused: not a network address: type#hex digits";
-    const char *path = "refused: not a path: name-space#DN#path";
+    const char *time = "refused: not a time of the form YYYYMMDDHHMMSSZ";
+    const char *moment = "refused: no such date or time of day";
+    const char *number = "refused: not a 32-bit number";
+    const char *address = "refused: not a network address of the form type#hex-digits";
+    const char *path = "refused: not a path of the form name-space#DN#path";
     const Case cases[] = {
-        {schema_boolean, "true", "refused: neither TRUE nor FALSE"},
+        {schema_boolean, "true", "refused: must be TRUE or FALSE"},
         {schema_dn, "jdoe.acme", "refused: malformed DN"},
         {ZK_SYNTAX_COUNTER, "", number},
         {ZK_SYNTAX_COUNTER, "2147483648", number},
@@ -100,18 +100,18 @@ TEST(Values, RefusedTexts) {
         {ZK_SYNTAX_TIME, "20230101000061Z", moment},
         {ZK_SYNTAX_PATH, "home/jdoe", path},
         {ZK_SYNTAX_PATH, "0#cn=VOL", path},
-        {ZK_SYNTAX_PATH, "x#cn=VOL#a", "refused: the name space of a path is a number"},
+        {ZK_SYNTAX_PATH, "x#cn=VOL#a", "refused: the name space of a path must be a number"},
         {ZK_SYNTAX_PATH, "0#VOL#a", "refused: malformed DN"},
         {ZK_SYNTAX_NETWORK_ADDRESS, "8", address},
         {ZK_SYNTAX_NETWORK_ADDRESS, "8#414", address},
         {ZK_SYNTAX_NETWORK_ADDRESS, "8#4x", address},
-        {ZK_SYNTAX_NETWORK_ADDRESS, "-1#41", "refused: the type of a network address is a number"},
-        {ZK_SYNTAX_POSTAL_ADDRESS, "1$2$3$4$5$6$7", "refused: a postal address has at most six lines"},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "-1#41", "refused: the type of a network address must be a number"},
+        {ZK_SYNTAX_POSTAL_ADDRESS, "1$2$3$4$5$6$7", "refused: a postal address can have at most six lines"},
     };
     for (const Case &c : cases) {
         EXPECT_EQ(c.expected, parsed(c.syntax, c.text)) << c.text;
     }
-    EXPECT_EQ("refused: a value with a zero byte", parsed(schema_text, std::string("a\0b", 3)));
+    EXPECT_EQ("refused: the value contains a NUL byte", parsed(schema_text, std::string("a\0b", 3)));
     EXPECT_EQ("refused: the name is longer than 512 bytes", parsed(schema_dn, "cn=" + std::string(600, 'a')));
 }
 

@@ -111,8 +111,8 @@ TEST_F(LdapFailover, WhenAllServersAreDownAFurtherRequestDoesNotWaitAgain) {
     HostileServer two(Hostility::Garbage);
     onServers({one.uri(), two.uri()}, "time_limit = 0.5\n");
     for (int i = 0; i < 3; i++) EXPECT_EQ(loginHere(), ZKE_DIRECTORY_UNREACHABLE);
-    EXPECT_EQ(lastError(), one.uri() + ": the server does not answer a request; " + two.uri() +
-                               ": what the server answers to a request is not LDAP");
+    EXPECT_EQ(lastError(), one.uri() + ": timed out waiting for the answer to a request; " + two.uri() +
+                               ": the server's answer to a request is not valid LDAP");
     EXPECT_EQ(one.connections() + two.connections(), 2);
 }
 
@@ -141,7 +141,7 @@ TEST_F(LdapFailover, UnreachableServersAreNoWrongPassword) {
     onServers({one, two});
     Outcome outcome = login();
     EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the directory cannot be reached: " + one +
+    EXPECT_THAT(outcome.err, ::testing::HasSubstr("cannot reach the directory server: " + one +
                                                   ": cannot connect: Connection refused; " + two +
                                                   ": cannot connect: Connection refused"));
 }

@@ -35,13 +35,13 @@ TEST_P(HostileLdap, EndsInTimeWithItsOwnCodeAndWords) {
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, HostileLdap,
-    ::testing::Values(Case{Hostility::Silent, "ldap", ZKE_SERVER_SILENT, "the server does not answer"},
-                      Case{Hostility::Drips, "ldap", ZKE_ANSWER_CUT_SHORT, "was not complete when the time was over"},
-                      Case{Hostility::Garbage, "ldap", ZKE_ANSWER_MALFORMED, "is not LDAP"},
-                      Case{Hostility::WrongInside, "ldap", ZKE_ANSWER_MALFORMED, "is not LDAP"},
-                      Case{Hostility::ClaimsTwoGiga, "ldap", ZKE_ANSWER_TOO_LARGE, "is larger than the client takes"},
+    ::testing::Values(Case{Hostility::Silent, "ldap", ZKE_SERVER_SILENT, "timed out waiting for the answer"},
+                      Case{Hostility::Drips, "ldap", ZKE_ANSWER_CUT_SHORT, "timed out in the middle of the answer"},
+                      Case{Hostility::Garbage, "ldap", ZKE_ANSWER_MALFORMED, "is not valid LDAP"},
+                      Case{Hostility::WrongInside, "ldap", ZKE_ANSWER_MALFORMED, "is not valid LDAP"},
+                      Case{Hostility::ClaimsTwoGiga, "ldap", ZKE_ANSWER_TOO_LARGE, "is too large"},
                       Case{Hostility::ClosesMidAnswer, "ldap", ZKE_SERVER_CLOSED,
                            "closed the connection in the middle of its answer"},
                       Case{Hostility::Silent, "ldaps", ZKE_SERVER_SILENT,
-                           "the server does not answer the TLS handshake"},
-                      Case{Hostility::Garbage, "ldaps", ZKE_ANSWER_MALFORMED, "the TLS handshake failed"}));
+                           "timed out waiting for the answer to the TLS handshake"},
+                      Case{Hostility::Garbage, "ldaps", ZKE_ANSWER_MALFORMED, "TLS handshake failed"}));

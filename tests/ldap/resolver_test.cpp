@@ -44,9 +44,9 @@ TEST_F(LdapResolver, ASilentOneEndsInTimeWithItsOwnWords) {
     if (outcome.status == no_namespace) GTEST_SKIP() << "this kernel allows no private network";
     EXPECT_LT(LdapClock::now() - start, far_below_the_resolvers_own_limit);
     EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the directory's host name cannot be looked up: "
-                                                  "ldap://dir1.acme.example: the look-up of the host name "
-                                                  "dir1.acme.example did not end in time"));
+    EXPECT_THAT(outcome.err,
+                ::testing::HasSubstr("cannot look up the directory server's host name: ldap://dir1.acme.example: timed "
+                                     "out looking up the host name dir1.acme.example"));
     EXPECT_GT(questions(), 0);
 }
 
@@ -87,7 +87,7 @@ TEST_F(LdapResolver, ASilentOneMayBeAskedForTheMachinesOwnName) {
     if (outcome.status == no_namespace) GTEST_SKIP() << "this kernel allows no private network";
     EXPECT_LT(LdapClock::now() - start, far_below_the_resolvers_own_limit);
     EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the look-up of this machine's own name did not end in time"));
+    EXPECT_THAT(outcome.err, ::testing::HasSubstr("timed out looking up this machine's own host name"));
     EXPECT_GT(questions(), 0);
 }
 

@@ -69,13 +69,13 @@ TEST_F(LdapTicket, AMissingOneIsToldInFullWords) {
     Slapd server(withTickets());
     onTickets({named(server)});
     EXPECT_EQ(loginHere(), ZKE_TICKET_REFUSED);
-    EXPECT_THAT(lastError(),
-                ::testing::AllOf(::testing::StartsWith(
-                                     named(server) + ": the login with the ticket failed: there is no ticket for it: "),
-                                 ::testing::HasSubstr("No Kerberos credentials available")));
+    EXPECT_THAT(
+        lastError(),
+        ::testing::AllOf(::testing::StartsWith(named(server) + ": Kerberos login failed: no ticket for this server: "),
+                         ::testing::HasSubstr("No Kerberos credentials available")));
     Outcome outcome = login();
     EXPECT_EQ(outcome.status, 2);
-    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the ticket is missing or not accepted: " + named(server)));
+    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the Kerberos ticket is missing or was rejected: " + named(server)));
 }
 
 TEST_F(LdapTicket, OneThatHasRunOutIsToldSo) {
@@ -86,7 +86,7 @@ TEST_F(LdapTicket, OneThatHasRunOutIsToldSo) {
     EXPECT_THAT(lastError(), ::testing::HasSubstr("expired"));
     Outcome outcome = loginWithoutPassword();
     EXPECT_EQ(outcome.status, 2);
-    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the ticket is missing or not accepted: " + named(server)));
+    EXPECT_THAT(outcome.err, ::testing::HasSubstr("the Kerberos ticket is missing or was rejected: " + named(server)));
 }
 
 TEST_F(LdapTicket, SomebodyElsesIsNoLogin) {
@@ -95,7 +95,7 @@ TEST_F(LdapTicket, SomebodyElsesIsNoLogin) {
     realm.getTicket("admin");
     EXPECT_EQ(loginHere(), ZKE_TICKET_REFUSED);
     EXPECT_THAT(lastError(),
-                ::testing::HasSubstr("it is the ticket of cn=admin,ou=sales,o=acme, not of cn=jdoe,ou=sales,o=acme"));
+                ::testing::HasSubstr("the ticket belongs to cn=admin,ou=sales,o=acme, not to cn=jdoe,ou=sales,o=acme"));
     EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
 }
 
@@ -105,8 +105,7 @@ TEST_F(LdapTicket, OneThatTheServerCannotReadIsToldAsTheTicketsFault) {
     realm.changeServiceKey();
     realm.getTicket("jdoe");
     EXPECT_EQ(loginHere(), ZKE_TICKET_REFUSED);
-    EXPECT_THAT(lastError(),
-                ::testing::HasSubstr("the login with the ticket failed: the server does not take the ticket: "));
+    EXPECT_THAT(lastError(), ::testing::HasSubstr("Kerberos login failed: the server rejected the ticket: "));
 }
 
 TEST_F(LdapTicket, AServerThatIsDownIsPassedOver) {
@@ -124,7 +123,7 @@ TEST_F(LdapTicket, ASilentCentreCostsNoMoreThanTheTimeLimit) {
     LdapDeadline start = LdapClock::now();
     EXPECT_EQ(loginHere(), ZKE_SERVER_SILENT);
     EXPECT_LT(LdapClock::now() - start, std::chrono::seconds(4));
-    EXPECT_THAT(lastError(), ::testing::HasSubstr("a key distribution centre does not answer"));
+    EXPECT_THAT(lastError(), ::testing::HasSubstr("no answer from the server or the key distribution centre"));
 }
 
 TEST_F(LdapTicket, AnotherUsersPasswordIsStillAPassword) {

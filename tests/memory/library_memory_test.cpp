@@ -56,7 +56,7 @@ class LibraryMemory : public SecretSite {
 };
 
 const char name_question[] = "User name";
-const char password_question[] = "(typing is not shown): ";
+const char password_question[] = "Password";
 
 } // namespace
 

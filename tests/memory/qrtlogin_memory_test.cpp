@@ -8,7 +8,7 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const char password_question[] = "(typing is not shown): ";
+const char password_question[] = "Password";
 
 class QrtloginMemory : public SecretSite {
   protected:

@@ -102,9 +102,9 @@ TEST_F(MapTest, WritesItsLinesInTheOrderOfTheMappings) {
                                   environment);
     EXPECT_EQ(outcome.out,
               "Drive G: = SRV1/SYS:\n"
-              "map: Drive H: cannot be mapped to \"NOSRV/SYS:\": there is no such server.\n"
+              "map: cannot map drive H: to \"NOSRV/SYS:\": no such server.\n"
               "Drive I: = SRV1/USERS:\n"
-              "map: Drive J: cannot be mapped to \"NOSRV/SYS:\": there is no such server.\n");
+              "map: cannot map drive J: to \"NOSRV/SYS:\": no such server\n");
 }
 
 TEST_F(MapTest, NextTakesTheFirstFreeLetterFromFOn) {
@@ -126,7 +126,7 @@ TEST_F(MapTest, NextForAPlaceThatHasALetterIsThatLetter) {
 
 TEST_F(MapTest, NextWithoutAFreeLetterIsRefused) {
     for (char letter = 'F'; letter <= 'Z'; ++letter) home.write(std::string(1, letter), "");
-    expect_refused(map({"NEXT", "SRV1/USERS:"}), "No drive letter is free.");
+    expect_refused(map({"NEXT", "SRV1/USERS:"}), "no free drive letter");
 }
 
 TEST_F(MapTest, InsertMovesTheFollowingPlacesOfTheSearchPath) {
@@ -176,7 +176,7 @@ TEST_F(MapTest, RemovingAPlaceLeavesNoGap) {
 TEST_F(MapTest, AFullSearchPathRefusesOneMore) {
     for (int place = 1; place <= 16; ++place)
         plant("S" + std::to_string(place), below("SRV1/SYS/" + std::to_string(place)));
-    expect_refused(map({"INS", "S1:=SRV1/SYS:"}), "The search path has no place left.");
+    expect_refused(map({"INS", "S1:=SRV1/SYS:"}), "the search path is full");
     EXPECT_EQ(link("S16"), below("SRV1/SYS/16"));
 }
 
@@ -210,7 +210,7 @@ TEST_F(MapTest, AloneWithoutMappingsItSaysSo) {
 TEST_F(MapTest, ADriveAloneIsShown) {
     map({"H:=SRV1/USERS:home"});
     EXPECT_EQ(map({"h:"}).out, "Drive H: = SRV1/USERS:home\n");
-    expect_refused(map({"G:"}), "Drive G: is not mapped.");
+    expect_refused(map({"G:"}), "drive G: is not mapped");
 }
 
 TEST_F(MapTest, DisplayAndErrorsHoldForTheRestOfTheLine) {
@@ -227,23 +227,23 @@ TEST_F(MapTest, RefusalsNameTheReason) {
         Words words;
         const char *sentence;
     } const rows[] = {
-        {{"H:=NOSRV/SYS:"}, "Drive H: cannot be mapped to \"NOSRV/SYS:\": there is no such server."},
-        {{"H:=SRV1/NOVOL:x"}, "Drive H: cannot be mapped to \"SRV1/NOVOL:x\": the server has no such volume."},
-        {{"H:=SRV1/SYS:../../x"}, "Drive H: cannot be mapped to \"SRV1/SYS:../../x\": the path leaves the volume."},
-        {{"H:=SRV1/SYS:a\\..\\.."}, "Drive H: cannot be mapped to \"SRV1/SYS:a\\..\\..\": the path leaves the volume."},
-        {{"H:=//SRV1"}, "Drive H: cannot be mapped to \"//SRV1\": a server without a volume."},
-        {{"HH:=SRV1/SYS:"}, "\"HH:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21."},
-        {{"S17:=SRV1/SYS:"}, "\"S17:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21."},
-        {{"S0:=SRV1/SYS:"}, "\"S0:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21."},
-        {{"*22:=SRV1/SYS:"}, "\"*22:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21."},
-        {{"../x:=SRV1/SYS:"}, "\"../x:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21."},
-        {{"H:="}, "Drive H: is given no target."},
-        {{"SRV1/SYS:public"}, "\"SRV1/SYS:public\" names no drive."},
-        {{"INS", "H:=SRV1/SYS:"}, "INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public."},
-        {{"DEL", "H:=SRV1/SYS:"}, "DEL takes a drive alone."},
-        {{"DEL", "H:"}, "Drive H: cannot be removed: it is not mapped."},
-        {{"DISPLAY", "MAYBE"}, "DISPLAY and ERRORS take ON or OFF."},
-        {{"G:=SRV1/SYS:,,"}, "There is nothing to map between two commas or after a keyword."},
+        {{"H:=NOSRV/SYS:"}, "cannot map drive H: to \"NOSRV/SYS:\": no such server"},
+        {{"H:=SRV1/NOVOL:x"}, "cannot map drive H: to \"SRV1/NOVOL:x\": no such volume on the server"},
+        {{"H:=SRV1/SYS:../../x"}, "cannot map drive H: to \"SRV1/SYS:../../x\": the path leads outside the volume"},
+        {{"H:=SRV1/SYS:a\\..\\.."}, "cannot map drive H: to \"SRV1/SYS:a\\..\\..\": the path leads outside the volume"},
+        {{"H:=//SRV1"}, "cannot map drive H: to \"//SRV1\": no volume after the server name"},
+        {{"HH:=SRV1/SYS:"}, "\"HH:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"S17:=SRV1/SYS:"}, "\"S17:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"S0:=SRV1/SYS:"}, "\"S0:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"*22:=SRV1/SYS:"}, "\"*22:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"../x:=SRV1/SYS:"}, "\"../x:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"H:="}, "no target given for drive H:"},
+        {{"SRV1/SYS:public"}, "no drive given for \"SRV1/SYS:public\""},
+        {{"INS", "H:=SRV1/SYS:"}, "INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public"},
+        {{"DEL", "H:=SRV1/SYS:"}, "DEL takes only a drive"},
+        {{"DEL", "H:"}, "cannot unmap drive H: not mapped"},
+        {{"DISPLAY", "MAYBE"}, "DISPLAY and ERRORS take ON or OFF"},
+        {{"G:=SRV1/SYS:,,"}, "missing drive or target next to a comma or after a keyword"},
     };
     for (const auto &row : rows) {
         expect_refused(map(row.words), row.sentence);
@@ -252,8 +252,7 @@ TEST_F(MapTest, RefusalsNameTheReason) {
 }
 
 TEST_F(MapTest, ControlCharactersLeadNowhere) {
-    const std::string path = "the path holds a control character",
-                      name = "its server or its volume has an impossible name";
+    const std::string path = "the path contains a control character", name = "invalid server or volume name";
     struct {
         const char *target;
         std::string reason;
@@ -265,14 +264,14 @@ TEST_F(MapTest, ControlCharactersLeadNowhere) {
          "b",
          path},
         {"//SRV1/SYS/a\x1B[2Jb", path},
-        {"SRV1/S\x1BYS:a", "the server has no such volume"},
+        {"SRV1/S\x1BYS:a", "no such volume on the server"},
         {"ANYSRV/V\x7FOL:a", name},
         {"ANYSRV/V\x1FOL:a", name},
     };
     site.write("client.toml", file_text(site.path("client.toml")) + "[[server]]\nname = \"ANYSRV\"\n");
     for (const auto &row : rows)
         expect_refused(map({std::string("H:=") + row.target}),
-                       "Drive H: cannot be mapped to \"" + std::string(row.target) + "\": " + row.reason + ".");
+                       "cannot map drive H to \"" + std::string(row.target) + "\": " + row.reason + ".");
     EXPECT_EQ(map({"H:=SRV1/SYS:a b\xC3\xA9~"}).out, "Drive H: = SRV1/SYS:a b\xC3\xA9~\n") << "these are none";
     for (const char *folder : {"SRV1/SYS/a\x1F", "SRV1/SYS/a\x7F", "SR\x01V1/SYS", "SRV1/SY\nS/a"}) {
         plant("J", below(folder));
@@ -288,9 +287,9 @@ TEST_F(MapTest, WhatIsNotADrivesLinkIsNeverReplacedOrRemoved) {
     home.write("H", "a file of the user's own");
     std::filesystem::create_directory(home.path("K"));
     for (const std::string name : {"G", "H", "I", "J", "K"}) {
-        const std::string reason = home.path(name) + " is not a drive's link and stays as it is.";
-        expect_refused(map({name + ":=SRV1/SYS:"}), "Drive " + name + ": cannot be mapped: " + reason);
-        expect_refused(map({"DEL", name + ":"}), "Drive " + name + ": cannot be removed: " + reason);
+        const std::string reason = home.path(name) + " is not a drive link and was left unchanged";
+        expect_refused(map({name + ":=SRV1/SYS:"}), "cannot map drive " + name + ": " + reason);
+        expect_refused(map({"DEL", name + ":"}), "cannot unmap drive " + name + ": " + reason);
     }
     EXPECT_EQ(link("G"), site.path("acme.ldif"));
     EXPECT_EQ(link("I"), below("../../etc"));
@@ -322,9 +321,9 @@ TEST_F(MapTest, AMissingLinkDirectoryIsMade) {
 
 TEST_F(MapTest, WithoutALinkDirectoryItSaysSo) {
     environment.erase("HOME");
-    expect_refused(map({}), "There is no directory for the drives: neither map.conf nor HOME names one.");
+    expect_refused(map({}), "no directory for the drive links: neither map.conf nor HOME names one");
     environment["HOME"] = "relative";
-    expect_refused(map({}), "The directory for the drives is not an absolute path: relative.");
+    expect_refused(map({}), "the directory for the drive links is not an absolute path: relative");
 }
 
 TEST_F(MapTest, AConfigurationThatCannotBeReadIsTold) {
@@ -342,8 +341,8 @@ TEST_F(MapTest, AnOverlongSentenceIsCut) {
     std::error_code none;
     const std::string folder = std::filesystem::canonical(site.path(), none).string() + "/";
     const std::string sentence = "acme.ldif:2: cannot open " + folder + name;
-    expect_refused(outcome, "Drive H: cannot be mapped to \"SRV1/SYS:\": the directory cannot be read: " +
-                                sentence.substr(0, 1023) + ".");
+    expect_refused(
+        outcome, "cannot map drive H: to \"SRV1/SYS:\": cannot read the directory: " + sentence.substr(0, 1023) + ".");
 }
 
 // With the network file system mounted the target must be there. The mount point is at a fixed place, so this runs in a
@@ -371,7 +370,7 @@ TEST_F(MountedMapTest, AFolderThatIsThereIsMapped) {
 
 TEST_F(MountedMapTest, AMissingFolderIsRefused) {
     expect_refused(mappedWithMount("H:=SRV1/SYS:missing"),
-                   "Drive H: cannot be mapped to \"SRV1/SYS:missing\": the folder SRV1/SYS:missing does not exist.");
+                   "cannot map drive H: to \"SRV1/SYS:missing\": no such directory: SRV1/SYS:missing");
     EXPECT_EQ(link("H"), "");
 }
 

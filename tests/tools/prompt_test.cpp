@@ -17,7 +17,7 @@ namespace {
 
 constexpr char end_key[] = "\x04";
 constexpr char name_question[] = "User name";
-constexpr char password_question[] = "Password (typing is not shown): ";
+constexpr char password_question[] = "Password: ";
 
 // Asks, and shows what the caller got. The exit status is the prompt's result.
 int ask(int (*prompt)(const char *, const char *, char **, char **), const char *label, const char *defaultUser) {
@@ -269,7 +269,7 @@ TEST(TerminalPrompt, AsksInThePersonsLanguage) {
     });
     ASSERT_TRUE(process.awaits("ユーザー名 [jdoe]: "));
     process.type("\n");
-    ASSERT_TRUE(process.awaits("パスワード (入力は表示されません): "));
+    ASSERT_TRUE(process.awaits("パスワード: "));
     process.type("x\n");
     EXPECT_TRUE(process.awaits("<jdoe|x>"));
     EXPECT_EQ(process.finish(), 0);

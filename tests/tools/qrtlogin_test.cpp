@@ -10,7 +10,7 @@ namespace {
 
 using QrtloginTest = Site;
 
-const char question[] = "Password for jdoe.sales.acme (typing is not shown): ";
+const char question[] = "Password for jdoe.sales.acme: ";
 
 void expect_failure(const Outcome &outcome, int status, const std::string &sentence) {
     EXPECT_EQ(outcome.status, status);
@@ -47,7 +47,7 @@ TEST_F(QrtloginTest, AFailedMappingIsTheResult) {
     userScript("MAP H:=NOSRV/SYS:\n");
     Outcome outcome = login();
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "map: Drive H: cannot be mapped to \"NOSRV/SYS:\": there is no such server.\n");
+    EXPECT_EQ(outcome.err, "map: cannot map drive H: to \"NOSRV/SYS:\": no such server\n");
 }
 
 TEST_F(QrtloginTest, LoginScriptFileReplacesTheDirectorysScripts) {
@@ -98,7 +98,7 @@ TEST_F(QrtloginTest, TheUserMayBeTheArgumentAndTheContextAnOption) {
 }
 
 TEST_F(QrtloginTest, WrongPassword) {
-    expect_failure(login({}, "guess\n"), 2, "cannot log in as jdoe.sales.acme to tree ACME: the password is wrong");
+    expect_failure(login({}, "guess\n"), 2, "cannot log in as jdoe.sales.acme to tree ACME: wrong password");
 }
 
 TEST_F(QrtloginTest, LockedAccount) {
@@ -108,26 +108,27 @@ TEST_F(QrtloginTest, LockedAccount) {
 
 TEST_F(QrtloginTest, UnknownUser) {
     expect_failure(login({}, "secret\n", "nobody.sales.acme"), 5,
-                   "cannot log in as nobody.sales.acme to tree ACME: there is no such user");
+                   "cannot log in as nobody.sales.acme to tree ACME: no such user");
 }
 
 TEST_F(QrtloginTest, UnknownTree) {
-    expect_failure(login({"--tree", "NOTREE"}), 4, "cannot use tree NOTREE: there is no such tree");
+    expect_failure(login({"--tree", "NOTREE"}), 4, "cannot use tree NOTREE: no such tree");
     expect_failure(login({"--server", "NOSRV"}), 4, "cannot find the tree of server NOSRV");
 }
 
 TEST_F(QrtloginTest, NoTreeAtAll) {
     environment["ZKCLIENT_CONF"] = site.path("missing.toml");
     expect_failure(login(), 4,
-                   "cannot find the default tree: there is no such tree: " + site.path("missing.toml") +
-                       ": cannot open the configuration: No such file or directory");
+                   "cannot find the default tree: no such tree: " + site.path("missing.toml") +
+                       ": cannot open the configuration file: No such file or directory");
 }
 
 TEST_F(QrtloginTest, AnUnreadableTreeIsToldWithFileAndLine) {
     site.write("acme.ldif", "dn: o=acme\nthis is no attribute\n");
     Outcome outcome = login();
     EXPECT_EQ(outcome.status, 3);
-    EXPECT_EQ(outcome.err.rfind("qrtlogin: cannot use tree ACME: the directory's data cannot be read: ", 0), 0u);
+    EXPECT_EQ(outcome.err.rfind("qrtlogin: cannot use tree ACME: cannot read the directory data or configuration: ", 0),
+              0u);
     EXPECT_NE(outcome.err.find("acme.ldif:2"), std::string::npos) << outcome.err;
 }
 
@@ -141,13 +142,13 @@ TEST_F(QrtloginTest, AnUnreadableConfigurationIsToldWithFileAndLine) {
 TEST_F(QrtloginTest, ThePasswordIsTheDescriptorsFirstLine) {
     for (const char *held : {"secret", "secret\n", "secret\nmore\n"}) EXPECT_EQ(login({}, held).status, 0) << held;
     EXPECT_EQ(login({}, " secret\n").status, 2);
-    expect_failure(login({}, ""), 2, "no password on descriptor 3");
-    expect_failure(login({}, "\nsecret\n"), 2, "no password on descriptor 3");
-    expect_failure(login({}, std::string("sec\0ret\n", 8)), 2, "the password holds a zero byte");
+    expect_failure(login({}, ""), 2, "no password on file descriptor 3");
+    expect_failure(login({}, "\nsecret\n"), 2, "no password on file descriptor 3");
+    expect_failure(login({}, std::string("sec\0ret\n", 8)), 2, "the password contains a NUL byte");
     expect_failure(login({}, std::string(1025, 'x')), 2, "the password is too long");
-    EXPECT_NE(login({}, std::string(1024, 'x')).err.find("the password is wrong"), std::string::npos);
+    EXPECT_NE(login({}, std::string(1024, 'x')).err.find("wrong password"), std::string::npos);
     expect_failure(qrtlogin({"--password-fd", "17", "jdoe.sales.acme"}), 64,
-                   "cannot read the password from descriptor 17: Bad file descriptor");
+                   "cannot read the password from file descriptor 17: Bad file descriptor");
 }
 
 TEST_F(QrtloginTest, WrongUsageIsRefusedBeforeAnythingIsAsked) {
@@ -156,8 +157,8 @@ TEST_F(QrtloginTest, WrongUsageIsRefusedBeforeAnythingIsAsked) {
         const char *reason;
     } const rows[] = {
         {{}, "no user given"},
-        {{"jdoe", "mlee"}, "one user only"},
-        {{"--user", "jdoe", "mlee"}, "one user only"},
+        {{"jdoe", "mlee"}, "only one user can be given"},
+        {{"--user", "jdoe", "mlee"}, "only one user can be given"},
         {{"--no-such-option", "jdoe"}, "unrecognized option"},
         {{"--var", "1=x", "jdoe"}, "--var takes N=TEXT with N from 2 to 5"},
         {{"--var", "6=x", "jdoe"}, "--var takes N=TEXT with N from 2 to 5"},
@@ -165,8 +166,8 @@ TEST_F(QrtloginTest, WrongUsageIsRefusedBeforeAnythingIsAsked) {
         {{"--var", "", "jdoe"}, "--var takes N=TEXT with N from 2 to 5"},
         {{"--debug", "x", "jdoe"}, "--debug takes a number"},
         {{"--password-fd", "-1", "jdoe"}, "--password-fd takes a number"},
-        {{"--shell", "--print-environment", "jdoe"}, "exclude each other"},
-        {{"--shell", "jdoe", "--", "true"}, "exclude each other"},
+        {{"--shell", "--print-environment", "jdoe"}, "mutually exclusive"},
+        {{"--shell", "jdoe", "--", "true"}, "mutually exclusive"},
         {{"jdoe", "--"}, "no command after --"},
     };
     for (const auto &row : rows) {
@@ -180,8 +181,8 @@ TEST_F(QrtloginTest, WrongUsageIsRefusedBeforeAnythingIsAsked) {
 TEST_F(QrtloginTest, HelpNamesTheExitStatuses) {
     Outcome outcome = qrtlogin({"--help"});
     EXPECT_EQ(outcome.status, 0);
-    for (const char *text : {"--print-environment", "--password-fd", "Exit status", "wrong or no password",
-                             "directory cannot be reached", "unknown user"})
+    for (const char *text : {"--print-environment", "--password-fd", "Exit status", "wrong password, no password",
+                             "directory cannot be reached", "no such user"})
         EXPECT_NE(outcome.out.find(text), std::string::npos) << text;
 }
 
@@ -466,13 +467,13 @@ TEST_F(QrtloginTest, AnInterruptEndsItAndTheTerminalIsRestored) {
 
 TEST_F(QrtloginTest, AnUnknownTreeIsToldBeforeThePasswordIsAskedFor) {
     TerminalProcess process(askingLogin({"--tree", "NOTREE"}), environment);
-    EXPECT_TRUE(process.awaits("there is no such tree"));
+    EXPECT_TRUE(process.awaits("no such tree"));
     EXPECT_EQ(process.finish(), 4);
     EXPECT_EQ(process.shown().find("Password"), std::string::npos);
 }
 
 TEST_F(QrtloginTest, WithoutATerminalThereIsNoPassword) {
-    expect_failure(qrtlogin({"jdoe.sales.acme"}), 2, "no password: there is no terminal to ask on");
+    expect_failure(qrtlogin({"jdoe.sales.acme"}), 2, "cannot read the password: no terminal");
 }
 
 TEST_F(QrtloginTest, ATreeStatementAsksOnTheTerminal) {
@@ -486,7 +487,7 @@ TEST_F(QrtloginTest, ATreeStatementAsksOnTheTerminal) {
     // The question comes behind all that the script has written.
     ASSERT_TRUE(process.awaits("before\r\nOTHER\r\nUser name [locked.sales.acme]: "));
     process.type("jdoe.sales.acme\n");
-    ASSERT_TRUE(process.awaits("Password (typing is not shown): "));
+    ASSERT_TRUE(process.awaits("Password: "));
     process.type("secret\n");
     ASSERT_TRUE(process.awaits("Your current tree is: OTHER\r\n"));
     ASSERT_TRUE(process.awaits("after\r\n"));

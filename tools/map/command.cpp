@@ -60,8 +60,7 @@ int small_number(std::string_view text, int high) {
 Drive drive_required(const std::string &text) {
     std::optional<Drive> drive = drive_of(text);
     if (!drive)
-        throw Refusal(
-            catalogue_format("\"%s:\" is no drive: a drive is a letter, S1 to S16 or *1 to *21", text.c_str()));
+        throw Refusal(catalogue_format("\"%s:\" is not a drive: use a letter, S1 to S16 or *1 to *21", text.c_str()));
     return *drive;
 }
 
@@ -132,12 +131,12 @@ Command drive_command(Command::Action action, const Operand &operand) {
     command.target = operand.target;
     const std::string name = command.drive.name() + ":";
     bool removes = action == Command::Action::remove;
-    if (removes && operand.hasTarget) throw Refusal(catalogue_text("DEL takes a drive alone"));
+    if (removes && operand.hasTarget) throw Refusal(catalogue_text("DEL takes only a drive"));
     if (!removes && !operand.hasTarget && action == Command::Action::assign) command.action = Command::Action::show;
     if (operand.hasTarget && operand.target.empty())
-        throw Refusal(catalogue_format("Drive %s is given no target", name.c_str()));
+        throw Refusal(catalogue_format("no target given for drive %s", name.c_str()));
     if (action == Command::Action::next)
-        throw Refusal(catalogue_format("NEXT takes a target alone, not drive %s", name.c_str()));
+        throw Refusal(catalogue_format("NEXT takes only a target, not drive %s", name.c_str()));
     if (action == Command::Action::insert && !(command.drive.isSearch() && operand.hasTarget))
         throw Refusal(catalogue_text("INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public"));
     return command;
@@ -152,7 +151,7 @@ Command target_command(Command::Action action, const std::string &target, const 
     bool afterSearch = before != nullptr && before->drive.isSearch() && before->drive.place > 0 &&
                        (before->action == Command::Action::insert || before->action == Command::Action::assign);
     if (action != Command::Action::assign || !afterSearch)
-        throw Refusal(catalogue_format("\"%s\" names no drive", target.c_str()));
+        throw Refusal(catalogue_format("no drive given for \"%s\"", target.c_str()));
     command.action = before->action;
     command.drive.place = before->drive.place + 1;
     return command;
@@ -161,7 +160,7 @@ Command target_command(Command::Action action, const std::string &target, const 
 Command item_command(std::string text, const Command *before) {
     Command::Action action = take_keywords(&text);
     if (action == Command::Action::display || action == Command::Action::errors) return switch_command(action, text);
-    if (text.empty()) throw Refusal(catalogue_text("There is nothing to map between two commas or after a keyword"));
+    if (text.empty()) throw Refusal(catalogue_text("missing drive or target next to a comma or after a keyword"));
     Operand operand = operand_of(text);
     if (!operand.hasDrive) return target_command(action, operand.target, before);
     bool goesOnRemoving = before != nullptr && before->action == Command::Action::remove && !operand.hasTarget;

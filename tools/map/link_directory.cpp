@@ -23,11 +23,11 @@ std::string configured_directory() {
     util_map_location("H", nullptr, &link, &directory);
     OwnedText ownedLink(link), ownedDirectory(directory);
     if (directory == nullptr || *directory == '\0')
-        throw Refusal(catalogue_text("There is no directory for the drives: neither map.conf nor HOME names one"));
+        throw Refusal(catalogue_text("no directory for the drive links: neither map.conf nor HOME names one"));
     std::string path = directory;
     while (path.size() > 1 && path.back() == '/') path.pop_back();
     if (path[0] != '/')
-        throw Refusal(catalogue_format("The directory for the drives is not an absolute path: %s", path.c_str()));
+        throw Refusal(catalogue_format("the directory for the drive links is not an absolute path: %s", path.c_str()));
     return path;
 }
 
@@ -38,7 +38,7 @@ std::string configured_directory() {
 std::string random_name() {
     unsigned char bytes[8];
     if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes))
-        refuse(catalogue_text("No random number"));
+        refuse(catalogue_text("cannot get a random number"));
     static const char digits[] = "0123456789abcdef";
     std::string name = ".map-";
     for (unsigned char byte : bytes) {
@@ -55,7 +55,7 @@ LinkDirectory::LinkDirectory() : path_(configured_directory()) {
     descriptor_ = open(path_.c_str(), flags);
     if (descriptor_ < 0 && errno == ENOENT && mkdir(path_.c_str(), S_IRWXU) == 0)
         descriptor_ = open(path_.c_str(), flags);
-    if (descriptor_ < 0) refuse(catalogue_format("The directory for the drives, %s, cannot be used", path_.c_str()));
+    if (descriptor_ < 0) refuse(catalogue_format("cannot use %s as the directory for the drive links", path_.c_str()));
 }
 
 LinkDirectory::~LinkDirectory() {
@@ -77,13 +77,13 @@ bool LinkDirectory::isFree(const std::string &name) const {
 void LinkDirectory::refuseForeign(const std::string &name) const {
     if (!isFree(name) && !read(name))
         throw Refusal(
-            catalogue_format("%1$s/%2$s is not a drive's link and stays as it is", path_.c_str(), name.c_str()));
+            catalogue_format("%1$s/%2$s is not a drive link and was left unchanged", path_.c_str(), name.c_str()));
 }
 
 void LinkDirectory::write(const std::string &name, const Location &location) {
     refuseForeign(name);
     const std::string target = location_local_path(location);
-    const std::string what = catalogue_format("the link %1$s/%2$s cannot be made", path_.c_str(), name.c_str());
+    const std::string what = catalogue_format("cannot create link %1$s/%2$s", path_.c_str(), name.c_str());
     // A new link is made under its own name, where the call itself refuses what has come there in between; only a
     // drive's own link is replaced, by renaming.
     if (symlinkat(target.c_str(), descriptor_, name.c_str()) == 0) return;
@@ -101,7 +101,7 @@ void LinkDirectory::write(const std::string &name, const Location &location) {
 
 void LinkDirectory::remove(const std::string &name) {
     refuseForeign(name);
-    if (isFree(name)) throw Refusal(catalogue_text("it is not mapped"));
+    if (isFree(name)) throw Refusal(catalogue_text("not mapped"));
     if (unlinkat(descriptor_, name.c_str(), 0) != 0)
-        refuse(catalogue_format("the link %1$s/%2$s cannot be removed", path_.c_str(), name.c_str()));
+        refuse(catalogue_format("cannot remove link %1$s/%2$s", path_.c_str(), name.c_str()));
 }

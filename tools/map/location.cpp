@@ -62,11 +62,11 @@ std::string location_join(std::string_view base, std::string_view path) {
     for (const std::string &component : components_of(std::string(base) + "/" + std::string(path))) {
         if (component.empty() || component == ".") continue;
         if (component == "..") {
-            if (kept.empty()) throw Refusal(catalogue_text("the path leaves the volume"));
+            if (kept.empty()) throw Refusal(catalogue_text("the path leads outside the volume"));
             kept.pop_back();
             continue;
         }
-        if (!is_folder_name(component)) throw Refusal(catalogue_text("the path holds a control character"));
+        if (!is_folder_name(component)) throw Refusal(catalogue_text("the path contains a control character"));
         kept.push_back(component);
     }
     std::string joined;
@@ -76,5 +76,5 @@ std::string location_join(std::string_view base, std::string_view path) {
 
 void location_check(const Location &location) {
     if (!is_folder_name(location.server) || !is_folder_name(location.volume))
-        throw Refusal(catalogue_text("its server or its volume has an impossible name"));
+        throw Refusal(catalogue_text("invalid server or volume name"));
 }

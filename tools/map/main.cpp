@@ -17,22 +17,22 @@ namespace {
 
 const char *const help_text = catalogue_mark(
     "Usage: map [ITEM[, ITEM]...]\n"
-    "Lists, makes and removes drive mappings.\n"
+    "List, create and remove drive mappings.\n"
     "\n"
     "  map                        list the drives and the search path\n"
     "  map H:                     show one drive\n"
     "  map H:=SRV1/USERS:home     map a drive; also map ROOT H:=...\n"
-    "  map NEXT SRV1/SYS:         map the next free drive from F: on\n"
-    "  map S1:=SRV1/SYS:public    set a place of the search path\n"
-    "  map INS S1:=SRV1/SYS:apps  insert a place before it\n"
+    "  map NEXT SRV1/SYS:         map the next free drive, starting at F:\n"
+    "  map S1:=SRV1/SYS:public    set a search drive\n"
+    "  map INS S1:=SRV1/SYS:apps  insert a search drive before S1:\n"
     "  map DEL H:                 remove a mapping\n"
     "  map DISPLAY OFF, ITEM...   no confirmations; ERRORS OFF: no error messages\n"
     "\n"
-    "A target is SERVER/VOLUME:path, VOLUME:path on the default server, a volume's or a\n"
-    "directory map's object with an optional :path, or DRIVE:path. *1: is the first\n"
-    "drive of the network, F:. DISPLAY and ERRORS hold for the rest of the line.\n"
+    "A target is SERVER/VOLUME:path, VOLUME:path on the default server, a volume or\n"
+    "directory map object with an optional :path, or DRIVE:path. *1: is the first\n"
+    "network drive, F:. DISPLAY and ERRORS apply to the rest of the line.\n"
     "\n"
-    "Exit status: 0, or 1 when anything could not be done.\n");
+    "Exit status: 0 on success, 1 if any ITEM failed.\n");
 
 int map_main(int argc, char **argv) {
     // The C library's own messages are in catalogues too, and a script may have set LANGUAGE.
@@ -52,9 +52,9 @@ int map_main(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) try { return map_main(argc, argv); } catch (const std::bad_alloc &) {
-    fprintf(stderr, catalogue_text("map: %s.\n"), catalogue_text("memory exhausted"));
+    fprintf(stderr, catalogue_text("map: %s\n"), catalogue_text("memory exhausted"));
     return 1;
 } catch (const std::exception &problem) {
-    fprintf(stderr, catalogue_text("map: %s.\n"), problem.what());
+    fprintf(stderr, catalogue_text("map: %s\n"), problem.what());
     return 1;
 }

@@ -26,7 +26,7 @@ int MapRun::run(const std::vector<Command> &commands) {
         } catch (const Refusal &refusal) {
             failed_ = true;
             fflush(stdout); // what was done before comes before it, where both go to the same place
-            if (errors_) fprintf(stderr, catalogue_text("map: %s.\n"), refusal.what());
+            if (errors_) fprintf(stderr, catalogue_text("map: %s\n"), refusal.what());
         }
     }
     return failed_ ? 1 : 0;
@@ -95,7 +95,7 @@ void MapRun::list() {
 
 void MapRun::show(const Drive &drive) {
     std::optional<Location> location = links_.read(drive.name());
-    if (!location) throw Refusal(catalogue_format("Drive %s: is not mapped", drive.name().c_str()));
+    if (!location) throw Refusal(catalogue_format("drive %s: is not mapped", drive.name().c_str()));
     print_mapping(drive, *location);
 }
 
@@ -104,8 +104,8 @@ Location MapRun::resolved(const Drive &drive, const std::string &target) const {
     try {
         return resolve_target(target, links_);
     } catch (const Refusal &refusal) {
-        throw Refusal(catalogue_format("Drive %1$s: cannot be mapped to \"%2$s\": %3$s", drive.name().c_str(),
-                                       target.c_str(), refusal.what()));
+        throw Refusal(catalogue_format("cannot map drive %1$s: to \"%2$s\": %3$s", drive.name().c_str(), target.c_str(),
+                                       refusal.what()));
     }
 }
 
@@ -124,7 +124,7 @@ void MapRun::mapToNext(const std::string &target) {
         std::optional<Location> now = links_.read(known.name());
         if (now && same_location(*now, location)) return confirm(known, location);
     }
-    if (!drive) throw Refusal(catalogue_text("No drive letter is free"));
+    if (!drive) throw Refusal(catalogue_text("no free drive letter"));
     writeLink(*drive, location);
     confirm(*drive, location);
 }
@@ -133,7 +133,7 @@ void MapRun::writeLink(const Drive &drive, const Location &location) {
     try {
         links_.write(drive.name(), location);
     } catch (const Refusal &refusal) {
-        throw Refusal(catalogue_format("Drive %1$s: cannot be mapped: %2$s", drive.name().c_str(), refusal.what()));
+        throw Refusal(catalogue_format("cannot map drive %1$s: %2$s", drive.name().c_str(), refusal.what()));
     }
 }
 
@@ -148,7 +148,7 @@ void MapRun::remove(const Drive &drive) {
     try {
         links_.remove(drive.name());
     } catch (const Refusal &refusal) {
-        throw Refusal(catalogue_format("Drive %1$s: cannot be removed: %2$s", drive.name().c_str(), refusal.what()));
+        throw Refusal(catalogue_format("cannot unmap drive %1$s: %2$s", drive.name().c_str(), refusal.what()));
     }
     // A gap would end the search path at this place.
     if (drive.isSearch()) writePath(searchPath());
@@ -186,7 +186,7 @@ void MapRun::changePath(const Command &command) {
     auto known =
         std::find_if(path.begin(), path.end(), [&](const Location &at) { return same_location(at, location); });
     if (known != path.end()) path.erase(known);
-    if (path.size() >= Drive::search_drives) throw Refusal(catalogue_text("The search path has no place left"));
+    if (path.size() >= Drive::search_drives) throw Refusal(catalogue_text("the search path is full"));
     index = std::min(index, path.size());
     path.insert(path.begin() + static_cast<std::ptrdiff_t>(index), location);
     writePath(path);

@@ -24,14 +24,14 @@ struct Meaning {
 };
 
 const Meaning meanings[] = {
-    {ZKE_SERVER_NOT_FOUND, catalogue_mark("there is no such server")},
-    {ZKE_VOLUME_UNKNOWN, catalogue_mark("the server has no such volume")},
-    {ZKE_NO_SUCH_ENTRY, catalogue_mark("there is no such object or volume")},
-    {ZKE_NO_SUCH_ATTRIBUTE, catalogue_mark("the object is no volume")},
-    {ZKE_NO_SUCH_VALUE, catalogue_mark("the object is no volume")},
-    {ZKE_MALFORMED_NAME, catalogue_mark("the name is malformed")},
-    {ZKE_TREE_NOT_FOUND, catalogue_mark("there is no such tree")},
-    {ZKE_NO_ACCESS, catalogue_mark("the directory denies access")},
+    {ZKE_SERVER_NOT_FOUND, catalogue_mark("no such server")},
+    {ZKE_VOLUME_UNKNOWN, catalogue_mark("no such volume on the server")},
+    {ZKE_NO_SUCH_ENTRY, catalogue_mark("no such object or volume")},
+    {ZKE_NO_SUCH_ATTRIBUTE, catalogue_mark("the object is not a volume")},
+    {ZKE_NO_SUCH_VALUE, catalogue_mark("the object is not a volume")},
+    {ZKE_MALFORMED_NAME, catalogue_mark("malformed name")},
+    {ZKE_TREE_NOT_FOUND, catalogue_mark("no such tree")},
+    {ZKE_NO_ACCESS, catalogue_mark("access denied")},
     {ZKE_NO_MEMORY, catalogue_mark("memory exhausted")},
 };
 
@@ -39,10 +39,10 @@ const Meaning meanings[] = {
     for (const Meaning &meaning : meanings)
         if (meaning.code == code) throw Refusal(catalogue_text(meaning.text));
     bool directory = code >= ZKE_DIRECTORY_UNREACHABLE && code <= ZKE_REFERRAL_BROKEN;
-    if (!directory) throw Refusal(catalogue_format("the directory client reports code %u", code));
+    if (!directory) throw Refusal(catalogue_format("the directory client returned error code %u", code));
     char sentence[1024] = {};
     ZKGetLastErrorText(sizeof sentence, sentence);
-    throw Refusal(std::string(catalogue_text("the directory cannot be read")) + (sentence[0] != '\0' ? ": " : "") +
+    throw Refusal(std::string(catalogue_text("cannot read the directory")) + (sentence[0] != '\0' ? ": " : "") +
                   sentence);
 }
 
@@ -102,7 +102,7 @@ std::string server_name(const std::string &server) {
 // "//SRV1/SYS/public" as "SRV1/SYS:public".
 std::string without_double_slash(const std::string &target) {
     size_t server = target.find('/', 2);
-    if (server == std::string::npos) throw Refusal(catalogue_text("a server without a volume"));
+    if (server == std::string::npos) throw Refusal(catalogue_text("no volume after the server name"));
     size_t volume = std::min(target.find('/', server + 1), target.size());
     return target.substr(2, volume - 2) + ":" + target.substr(std::min(volume + 1, target.size()));
 }
@@ -172,6 +172,6 @@ Location resolve_target(const std::string &target, const LinkDirectory &links) {
     if (!location) location = resolve_network(path);
     location_check(*location);
     if (is_folder(mount_point()) && !is_folder(location_local_path(*location)))
-        throw Refusal(catalogue_format("the folder %s does not exist", location->text().c_str()));
+        throw Refusal(catalogue_format("no such directory: %s", location->text().c_str()));
     return *location;
 }

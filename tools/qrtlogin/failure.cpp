@@ -12,32 +12,32 @@ struct Meaning {
 };
 
 const Meaning meanings[] = {
-    {ZKE_WRONG_PASSWORD, exit_password, catalogue_mark("the password is wrong")},
+    {ZKE_WRONG_PASSWORD, exit_password, catalogue_mark("wrong password")},
     {ZKE_ACCOUNT_LOCKED, exit_password, catalogue_mark("the account is locked")},
-    {ZKE_NO_ACCESS, exit_password, catalogue_mark("access is denied")},
-    {ZKE_DIRECTORY_UNREACHABLE, exit_directory, catalogue_mark("the directory cannot be reached")},
-    {ZKE_BAD_DIRECTORY_DATA, exit_directory, catalogue_mark("the directory's data cannot be read")},
-    {ZKE_SERVER_SILENT, exit_directory, catalogue_mark("the directory does not answer")},
-    {ZKE_ANSWER_CUT_SHORT, exit_directory, catalogue_mark("the directory is too slow")},
-    {ZKE_SERVER_CLOSED, exit_directory, catalogue_mark("the directory breaks the connection off")},
-    {ZKE_ANSWER_MALFORMED, exit_directory, catalogue_mark("the directory's answer cannot be read")},
-    {ZKE_ANSWER_TOO_LARGE, exit_directory, catalogue_mark("the directory's answer is too large")},
-    {ZKE_CERTIFICATE_REFUSED, exit_directory, catalogue_mark("the directory's certificate is not accepted")},
-    {ZKE_TLS_REQUIRED, exit_directory, catalogue_mark("the connection to the directory is not safe")},
-    {ZKE_HOST_LOOKUP_SILENT, exit_directory, catalogue_mark("the directory's host name cannot be looked up")},
-    {ZKE_REFERRAL_BROKEN, exit_directory, catalogue_mark("the directory refers to what cannot be reached")},
-    {ZKE_TICKET_REFUSED, exit_password, catalogue_mark("the ticket is missing or not accepted")},
+    {ZKE_NO_ACCESS, exit_password, catalogue_mark("access denied")},
+    {ZKE_DIRECTORY_UNREACHABLE, exit_directory, catalogue_mark("cannot reach the directory server")},
+    {ZKE_BAD_DIRECTORY_DATA, exit_directory, catalogue_mark("cannot read the directory data or configuration")},
+    {ZKE_SERVER_SILENT, exit_directory, catalogue_mark("the directory server does not answer")},
+    {ZKE_ANSWER_CUT_SHORT, exit_directory, catalogue_mark("the directory server is too slow")},
+    {ZKE_SERVER_CLOSED, exit_directory, catalogue_mark("the directory server closed the connection")},
+    {ZKE_ANSWER_MALFORMED, exit_directory, catalogue_mark("invalid answer from the directory server")},
+    {ZKE_ANSWER_TOO_LARGE, exit_directory, catalogue_mark("the directory server's answer is too large")},
+    {ZKE_CERTIFICATE_REFUSED, exit_directory, catalogue_mark("certificate verification failed")},
+    {ZKE_TLS_REQUIRED, exit_directory, catalogue_mark("the connection to the directory server is not secure")},
+    {ZKE_HOST_LOOKUP_SILENT, exit_directory, catalogue_mark("cannot look up the directory server's host name")},
+    {ZKE_REFERRAL_BROKEN, exit_directory, catalogue_mark("cannot follow a referral from the directory server")},
+    {ZKE_TICKET_REFUSED, exit_password, catalogue_mark("the Kerberos ticket is missing or was rejected")},
     {ZKE_NO_MEMORY, exit_system, catalogue_mark("memory exhausted")},
-    {ZKE_TREE_NOT_FOUND, exit_tree, catalogue_mark("there is no such tree")},
-    {ZKE_SERVER_NOT_FOUND, exit_tree, catalogue_mark("there is no such tree or server")},
-    {ZKE_NO_SUCH_ENTRY, exit_user, catalogue_mark("there is no such user")},
+    {ZKE_TREE_NOT_FOUND, exit_tree, catalogue_mark("no such tree")},
+    {ZKE_SERVER_NOT_FOUND, exit_tree, catalogue_mark("no such tree or server")},
+    {ZKE_NO_SUCH_ENTRY, exit_user, catalogue_mark("no such user")},
     {ZKE_NO_SUCH_ATTRIBUTE, exit_user, catalogue_mark("the object has no password")},
     {ZKE_NO_SUCH_VALUE, exit_user, catalogue_mark("the object has no password")},
-    {ZKE_MALFORMED_NAME, exit_user, catalogue_mark("the user's name is malformed")},
+    {ZKE_MALFORMED_NAME, exit_user, catalogue_mark("malformed user name")},
 };
 
 std::string unknown_text(uint32_t code) {
-    return catalogue_format("code 0x%X", code);
+    return catalogue_format("error code 0x%X", code);
 }
 
 // The client's own sentence about its last failure, with file and line where there is one.

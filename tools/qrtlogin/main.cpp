@@ -120,7 +120,7 @@ int login_and_hand_on(int argc, char **argv) {
     if (options.passwordDescriptor >= 0)
         password.readFrom(options.passwordDescriptor);
     else if (login.needsPassword())
-        password.ask(catalogue_format("Password for %s (typing is not shown): ", options.user.c_str()));
+        password.ask(catalogue_format("Password for %s: ", options.user.c_str()));
     login.authenticate(options.user, &password);
 
     const int status = status_of(run_for(options, login, &password, &environment, &relay));

@@ -26,54 +26,55 @@ enum Key : int {
 };
 
 const char *const before_options = catalogue_mark(
-    "Logs USER in to a directory tree and runs the login scripts of the user, the container and the profile.");
+    "Log USER in to a directory tree and run the login scripts of the container, the profile and the user.");
 const char *const after_options = catalogue_mark(
-    "The password is asked for on the terminal unless --password-fd names a descriptor or the tree takes a Kerberos "
-    "ticket or a local socket's word instead. A user name is relative to --context; with a leading period it is "
-    "complete from the root.\n"
+    "The password is read from the terminal unless --password-fd is given, or the tree uses Kerberos tickets or the "
+    "identity of a local socket's user instead. A user name is relative to --context; a name with a leading period "
+    "is complete.\n"
     "\n"
-    "After the scripts the environment that they made is handed on: to COMMAND, to the shell of --shell, or as text "
-    "for eval: eval \"$(qrtlogin --print-environment USER)\". With none of them qrtlogin just ends.\n"
+    "After the scripts have run, their environment is passed to COMMAND or to the shell (--shell), or printed for "
+    "eval: eval \"$(qrtlogin --print-environment USER)\". Without any of these, qrtlogin just exits.\n"
     "\n"
-    "While the scripts run, the folder of qrtlogin itself stands first in PATH if it holds the map program, and "
-    "QRT_TREE and QRT_CONTEXT tell that program where the user is logged in. All three are put back afterwards, "
-    "unless a script set them.\n"
+    "While the scripts run, PATH begins with the directory of qrtlogin if it contains the map program, and QRT_TREE "
+    "and QRT_CONTEXT tell map where the user is logged in. All three are restored afterwards, unless a script set "
+    "them.\n"
     "\n"
-    "Exit status: that of COMMAND or of the shell once it has been started; otherwise\n"
+    "Exit status: that of COMMAND or the shell once it has been started; otherwise\n"
     "  0   the scripts ran, or an interrupt ended them after BREAK ON; mistakes in\n"
     "      the container's and the profile's script are only shown\n"
     "  1   a syntax error, or a MAP that failed, in the user's script or in that of\n"
     "      --login-script; or memory or processes ran out while the scripts ran\n"
-    "  2   wrong or no password, or the account is locked\n"
-    "  3   the directory cannot be reached or its data cannot be read\n"
-    "  4   no tree, or an unknown one\n"
-    "  5   unknown user\n"
-    "  64  wrong usage\n"
+    "  2   wrong password, no password, or account locked\n"
+    "  3   the directory cannot be reached or read\n"
+    "  4   no tree, or no such tree\n"
+    "  5   no such user\n"
+    "  64  usage error\n"
     "  66  a script file cannot be read; nobody has been logged in\n"
     "  71  the system has no memory, process or descriptor left\n"
     "  74  the output cannot be written\n"
     "  126, 127  COMMAND cannot be run, or was not found");
 
 const argp_option option_table[] = {
-    {"user", key_user, catalogue_mark("USER"), 0, catalogue_mark("The user to log in, instead of the argument"), 0},
+    {"user", key_user, catalogue_mark("USER"), 0, catalogue_mark("Log in as USER (instead of the USER argument)"), 0},
     {"tree", key_tree, catalogue_mark("TREE"), 0,
-     catalogue_mark("The directory tree (default: the configuration's, or that of --server)"), 0},
+     catalogue_mark("Log in to TREE (default: the tree of --server, or the configured default tree)"), 0},
     {"context", key_context, catalogue_mark("CONTEXT"), 0,
-     catalogue_mark("Where the user's name is looked up, as in sales.acme"), 0},
-    {"server", key_server, catalogue_mark("SERVER"), 0, catalogue_mark("The primary file server"), 0},
+     catalogue_mark("Look up the user name in CONTEXT, for example sales.acme"), 0},
+    {"server", key_server, catalogue_mark("SERVER"), 0, catalogue_mark("Use SERVER as the primary file server"), 0},
     {"password-fd", key_password_descriptor, catalogue_mark("N"), 0,
-     catalogue_mark("Read the password from descriptor N, up to its first line end"), 0},
+     catalogue_mark("Read the password from file descriptor N (first line only)"), 0},
     {"profile-script", key_profile_script, catalogue_mark("FILE"), 0,
-     catalogue_mark("A local file instead of the profile's script"), 1},
+     catalogue_mark("Run the local FILE instead of the profile script"), 1},
     {"login-script", key_login_script, catalogue_mark("FILE"), 0,
-     catalogue_mark("A local file instead of the container's and the user's script"), 1},
+     catalogue_mark("Run the local FILE instead of the container and user scripts"), 1},
     {"var", key_variable, catalogue_mark("N=TEXT"), 0,
-     catalogue_mark("Set the script variable %N; N is 2 to 5; may be repeated"), 1},
-    {"debug", key_debug, catalogue_mark("N"), 0, catalogue_mark("Trace level; the traces go to standard output"), 1},
-    {"shell", key_shell, nullptr, 0, catalogue_mark("Run the shell that SHELL names in the new environment"), 2},
+     catalogue_mark("Set script variable %N to TEXT, with N from 2 to 5; may be repeated"), 1},
+    {"debug", key_debug, catalogue_mark("N"), 0,
+     catalogue_mark("Set the trace level to N; traces are written to standard output"), 1},
+    {"shell", key_shell, nullptr, 0, catalogue_mark("Run the shell named by $SHELL in the new environment"), 2},
     {"print-environment", key_print_environment, nullptr, 0,
-     catalogue_mark(
-         "Print the variables that the scripts changed for eval; the scripts' output goes to standard error"),
+     catalogue_mark("Print the variables that the scripts changed, in a form for eval; the scripts' output is written "
+                    "to standard error"),
      2},
     {nullptr, 0, nullptr, 0, nullptr, 0}};
 
@@ -97,7 +98,8 @@ void set_variable(const char *text, Options *options, argp_state *state) {
 }
 
 void set_user(const char *text, Options *options, argp_state *state) {
-    if (!options->user.empty()) argp_error(state, catalogue_text("one user only, not \"%s\" as well"), text);
+    if (!options->user.empty())
+        argp_error(state, catalogue_text("extra user \"%s\": only one user can be given"), text);
     options->user = text;
 }
 
@@ -105,7 +107,7 @@ void set_user(const char *text, Options *options, argp_state *state) {
 void check(const Options &options, argp_state *state) {
     if (options.user.empty()) argp_error(state, catalogue_text("no user given"));
     if ((options.command != nullptr) + options.shell + options.printEnvironment > 1)
-        argp_error(state, catalogue_text("a command, --shell and --print-environment exclude each other"));
+        argp_error(state, catalogue_text("COMMAND, --shell and --print-environment are mutually exclusive"));
 }
 
 error_t parse_one(int key, char *text, argp_state *state) {

@@ -58,7 +58,7 @@ class Request {
 
 RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay) {
     if (qrt_init(nullptr, nullptr) != 0 || fd[0] == fd[1])
-        throw Failure(exit_system, catalogue_text("cannot make the pipe for the scripts' output"));
+        throw Failure(exit_system, catalogue_text("cannot create a pipe for the scripts' output"));
     own_catalogues_bind();
     debug_level = options.debugLevel;
 
@@ -73,8 +73,8 @@ RunResult run_scripts(const Options &options, const std::string &tree, Secret *p
     RunResult result;
     result.outputError = relay->end();
 
-    if (code == QRT_NO_TREE) throw Failure(exit_tree, catalogue_text("no tree to run the scripts in"));
-    if (code == QRT_NO_USER) throw Failure(exit_user, catalogue_text("no user to run the scripts for"));
+    if (code == QRT_NO_TREE) throw Failure(exit_tree, catalogue_text("cannot run the scripts: no tree"));
+    if (code == QRT_NO_USER) throw Failure(exit_user, catalogue_text("cannot run the scripts: no user"));
     // The code of a script given as a file is 0 whatever happened in it.
     result.status = code != 0 || syntax_error != 0 ? 1 : 0;
     return result;

@@ -12,7 +12,7 @@
 namespace {
 
 Failure unreadable(int descriptor, int problem) {
-    return Failure(exit_usage, catalogue_format("cannot read the password from descriptor %1$d: %2$s", descriptor,
+    return Failure(exit_usage, catalogue_format("cannot read the password from file descriptor %1$d: %2$s", descriptor,
                                                 strerror(problem)));
 }
 
@@ -24,9 +24,8 @@ void Secret::wipe() {
 
 void Secret::ask(const std::string &question) {
     if (readpassphrase(question.c_str(), text_, sizeof text_, RPP_REQUIRE_TTY) == nullptr) {
-        if (errno == ENOTTY)
-            throw Failure(exit_password, catalogue_text("no password: there is no terminal to ask on"));
-        throw Failure(exit_password, catalogue_text("no password: the question was broken off"));
+        if (errno == ENOTTY) throw Failure(exit_password, catalogue_text("cannot read the password: no terminal"));
+        throw Failure(exit_password, catalogue_text("cannot read the password: cancelled"));
     }
     // An empty line and the end of input look alike.
     if (text_[0] == '\0') throw Failure(exit_password, catalogue_text("no password was entered"));
@@ -52,6 +51,6 @@ void Secret::readFrom(int descriptor) {
     if (got < 0) throw unreadable(descriptor, problem);
     close(descriptor);
     if (length > capacity) throw Failure(exit_password, catalogue_text("the password is too long"));
-    if (length == 0) throw Failure(exit_password, catalogue_format("no password on descriptor %d", descriptor));
-    if (strlen(text_) != length) throw Failure(exit_password, catalogue_text("the password holds a zero byte"));
+    if (length == 0) throw Failure(exit_password, catalogue_format("no password on file descriptor %d", descriptor));
+    if (strlen(text_) != length) throw Failure(exit_password, catalogue_text("the password contains a NUL byte"));
 }

@@ -10,7 +10,7 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const char password_question[] = "(typing is not shown): ";
+const char password_question[] = "Password";
 
 class LdapMemory : public SecretSite {
   protected:
