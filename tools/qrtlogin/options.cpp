@@ -64,7 +64,10 @@ const argp_option option_table[] = {
      catalogue_mark("A local file instead of the container's and the user's script"), 1},
     {"var", key_variable, catalogue_mark("N=TEXT"), 0,
      catalogue_mark("Set the script variable %N; N is 2 to 5; may be repeated"), 1},
-    {"debug", key_debug, catalogue_mark("N"), 0, catalogue_mark("Trace level; the traces go to standard output"), 1},
+    {"debug", key_debug, catalogue_mark("N"), 0,
+     catalogue_mark("Trace level; the traces go to standard output, typed passwords too. Without it a script's DEBUG "
+                    "shows none"),
+     1},
     {"shell", key_shell, nullptr, 0, catalogue_mark("Run the shell that SHELL names in the new environment"), 2},
     {"print-environment", key_print_environment, nullptr, 0,
      catalogue_mark(

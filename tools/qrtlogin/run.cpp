@@ -2,12 +2,14 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "include/qrtscript.h"
 #include "platform/catalogue.h"
 #include "tools/own_folder.h"
 #include "tools/qrtlogin/failure.h"
+#include "tools/qrtlogin/hidden_traces.h"
 #include "tools/qrtlogin/output_reader.h"
 
 namespace {
@@ -57,10 +59,12 @@ class Request {
 } // namespace
 
 int run_scripts(const Options &options, const std::string &tree, Secret *password, FILE *output) {
+    std::optional<HiddenTraces> hidden;
+    if (!options.debugLevel) hidden.emplace();
     if (qrt_init(nullptr, nullptr) != 0 || fd[0] == fd[1])
         throw Failure(exit_directory, catalogue_text("cannot make the pipe for the scripts' output"));
     own_catalogues_bind();
-    debug_level = options.debugLevel;
+    debug_level = options.debugLevel.value_or(0);
 
     Request request(options, tree, password);
     uint32_t result = 0;
