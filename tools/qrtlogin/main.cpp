@@ -13,6 +13,7 @@
 
 #include "platform/catalogue.h"
 #include "tools/own_folder.h"
+#include "tools/program_start.h"
 #include "tools/qrtlogin/environment.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
@@ -70,6 +71,7 @@ int run_for(const Options &options, const Login &login, Secret *password, RunEnv
 }
 
 int login_and_hand_on(int argc, char **argv) {
+    if (!program_may_start("qrtlogin")) return exit_usage;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
     Options options;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "platform/catalogue.h"
+#include "tools/program_start.h"
 #include "tools/qrtlogin/failure.h"
 
 void Secret::wipe() {
@@ -40,6 +41,9 @@ void Secret::readFrom(int descriptor) {
                                                    strerror(problem)));
     }
     close(descriptor);
+    // The scripts' programs have a standard input, and no file that is opened later gets its number.
+    if (!standard_descriptors_fill())
+        throw Failure(exit_usage, catalogue_format("cannot open /dev/null: %s", strerror(errno)));
     if (length > capacity) throw Failure(exit_password, catalogue_text("the password is too long"));
     if (length == 0) throw Failure(exit_password, catalogue_format("no password on descriptor %d", descriptor));
     if (strlen(text_) != length) throw Failure(exit_password, catalogue_text("the password holds a zero byte"));
