@@ -158,7 +158,8 @@ uint32_t ZKCloseFile(uint32_t file);
 // is not left open. `server` has ZK_SERVER_NAME_SIZE bytes, `volume` 65, `rest` 256. ZKE_MALFORMED_NAME,
 // ZKE_SERVER_NOT_FOUND, ZKE_VOLUME_UNKNOWN, ZKE_BUFFER_TOO_SMALL for a longer rest.
 uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char *volume, char *rest);
-// With a null buffer only the size of the list is told.
+// With a null buffer only the size of the list is told. ZKE_NO_ACCESS when the directory of the drives' links is not the
+// user's own or others can write in it: ZKGetLastErrorText tells.
 uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size);
 // `*cursor` starts at 0. The end of the list is ZKE_NO_MORE_ENTRIES.
 uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attribute, uint32_t localSize,

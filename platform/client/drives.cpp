@@ -1,14 +1,14 @@
-// Mapped drives: the symbolic links of the link directory that point below the mount point. The links are the only
-// record of them.
+// Mapped drives: the user's own symbolic links of the link directory that point below the mount point. The links are
+// the only record of them.
 //
 // The list that programs hold: a ListHead, and for each drive an attribute word and two texts with their NULs.
 #include <dirent.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,12 +16,12 @@
 #include "frame/mount.h"
 #include "platform/client/boundary.h"
 #include "platform/client/trees.h"
+#include "platform/own_directory.h"
 
 namespace {
 
 constexpr uint32_t list_magic = 0x5652445A;
 constexpr uint32_t drive_is_link = 1;
-constexpr size_t link_limit = 4096;
 
 struct ListHead {
     uint32_t magic;
@@ -80,24 +80,30 @@ bool target_of(const std::string &pointsTo, std::string *target) {
     return true;
 }
 
-bool read_link(int folder, const char *name, std::string *pointsTo) {
-    char buffer[link_limit];
-    ssize_t length = readlinkat(folder, name, buffer, sizeof buffer);
-    if (length <= 0 || static_cast<size_t>(length) == sizeof buffer) {
-        return false;
-    }
-    pointsTo->assign(buffer, static_cast<size_t>(length));
-    return true;
-}
-
 struct CloseFolder {
     void operator()(DIR *folder) const { closedir(folder); }
 };
+using FolderPointer = std::unique_ptr<DIR, CloseFolder>;
+
+// Null when there is no such directory. Throws CodedError for one that is not the user's alone: what others could have
+// put there leads no drive anywhere.
+FolderPointer open_folder(const std::string &path) {
+    DirectoryFault fault = DirectoryFault::notOpened;
+    const int descriptor = path.empty() ? -1 : own_directory_open(path, &fault);
+    if (descriptor < 0 && fault != DirectoryFault::notOpened) {
+        throw CodedError(ZKE_NO_ACCESS, own_directory_refusal(path, fault));
+    }
+    FolderPointer folder(descriptor < 0 ? nullptr : fdopendir(descriptor));
+    if (folder == nullptr && descriptor >= 0) {
+        close(descriptor);
+    }
+    return folder;
+}
 
 std::vector<Drive> find_drives() {
     std::vector<Drive> drives;
     std::string path = link_directory();
-    std::unique_ptr<DIR, CloseFolder> folder(path.empty() ? nullptr : opendir(path.c_str()));
+    const FolderPointer folder = open_folder(path);
     if (folder == nullptr) {
         return drives;
     }
@@ -106,8 +112,8 @@ std::vector<Drive> find_drives() {
     }
     while (const dirent *item = readdir(folder.get())) {
         Drive drive;
-        std::string pointsTo;
-        if (read_link(dirfd(folder.get()), item->d_name, &pointsTo) && target_of(pointsTo, &drive.target)) {
+        const std::optional<OwnLink> link = own_link_read(dirfd(folder.get()), item->d_name);
+        if (link && !link->foreign && target_of(link->target, &drive.target)) {
             drive.local = path + item->d_name;
             drives.push_back(std::move(drive));
         }

@@ -1,4 +1,5 @@
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <cstring>
 
@@ -183,6 +184,46 @@ TEST_F(Drives, TheHomeDirectoryIsTheDefault) {
     link("H", "/mnt/net/jdoe/SRV1/SYS/x");
     configure("[[server]]\nname = \"S\"\n");
     EXPECT_EQ(std::vector<std::string>{drive("H", "SRV1/SYS:x")}, drives());
+}
+
+// Others could lead the user's drives where they like.
+TEST_F(Drives, ADirectoryThatOthersCanWriteInIsRefused) {
+    link("H", "/mnt/net/jdoe/SRV1/SYS/x");
+    uint32_t size = 0;
+    for (mode_t mode : {0777, 01777, 0702}) {
+        ASSERT_EQ(0, chmod(folder.path("drives").c_str(), mode));
+        EXPECT_EQ(ZKE_NO_ACCESS, ZKGetMappedDrives(nullptr, &size));
+        EXPECT_EQ("the directory for the drive links, " + folder.path("drives") +
+                      ", is writable by other users: run chmod go-w on it, or set HOME or map.conf to another one",
+                  last_error());
+    }
+    ASSERT_EQ(0, chmod(folder.path("drives").c_str(), 0755));
+    EXPECT_EQ(1u, drives().size());
+}
+
+TEST_F(Drives, WhatAnotherUserMadeIsNotUsed) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give files away";
+    }
+    link("G", "/mnt/net/jdoe/SRV1/SYS/x");
+    link("H", "/mnt/net/jdoe/SRV1/SYS/x");
+    ASSERT_EQ(0, lchown(folder.path("drives/H").c_str(), 65534, 65534));
+    EXPECT_EQ(std::vector<std::string>{drive("G", "SRV1/SYS:x")}, drives());
+    ASSERT_EQ(0, chown(folder.path("drives").c_str(), 65534, 65534));
+    uint32_t size = 0;
+    EXPECT_EQ(ZKE_NO_ACCESS, ZKGetMappedDrives(nullptr, &size));
+    EXPECT_EQ("the directory for the drive links, " + folder.path("drives") +
+                  ", belongs to another user: set HOME or map.conf to one of your own",
+              last_error());
+}
+
+TEST_F(Drives, ALinkToADirectoryOfDrivesIsNotFollowed) {
+    link("H", "/mnt/net/jdoe/SRV1/SYS/x");
+    ASSERT_EQ(0, symlink("drives", folder.path("alias").c_str()));
+    for (const char *name : {"alias", "alias/"}) {
+        configure("link_directory = \"" + folder.path(name) + "\"\n");
+        EXPECT_EQ(std::vector<std::string>{}, drives()) << name;
+    }
 }
 
 TEST_F(Drives, AListThatHasGrownIsTold) {

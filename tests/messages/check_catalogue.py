@@ -32,6 +32,9 @@ AROUND = {
     ("platform/client/trees.cpp", "Tree %s: %zu objects read from %s in %.3f s.\n"): "a trace that the configuration asks for",
     ("script/tokenizer.cpp", "home directory"): "a name of the language",
     ("tools/map/location.cpp", "Marfs mount="): "a key of the network file system's status file",
+    ("tools/program_start.cpp", "%s: cannot open /dev/null: %s\n"): "before the environment is read, the language too",
+    ("tools/program_start.cpp", "%s: does not run with the rights of another user or group, or with capabilities of its own\n"):
+        "before the environment is read, the language too",
     ("tools/qrtlogin/main.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
 }
 

@@ -89,6 +89,7 @@ RUNS = [
     ("", ["/usr/bin/env", "HOME=/etc/hostname", "@/map"]),
     ("", ["/usr/bin/env", "QRT_TREE=NONE", "@/map", "H:=.x.acme:"]),
     ("", ["/usr/bin/env", "ZKCLIENT_CONF=/", "@/map", "H:=.x.acme:"]),
+    ("", ["/bin/sh", "-c", 'chmod 777 "$HOME" && exec "@/map"']),
     ("", ["/bin/sh", "-c", 'mkdir "$HOME/H" && exec "@/map" H:=SRV1/SYS:']),
     ("", ["@/qrtlogin", USER]),
     ("", ["/usr/bin/env", "ZKCLIENT_CONF=/none", "@/qrtlogin", USER]),

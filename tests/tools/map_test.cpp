@@ -1,4 +1,8 @@
+#include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "tests/tools/site.h"
@@ -311,6 +315,66 @@ TEST_F(MapTest, ALinkDirectoryThatIsALinkIsRefused) {
     environment["HOME"] = home.path("drives");
     EXPECT_EQ(map({"H:=SRV1/SYS:"}).status, 1);
     EXPECT_TRUE(std::filesystem::is_empty(elsewhere.path()));
+}
+
+// map's sentence on a directory of the drives that others can write in, but for the path.
+std::string shared_sentence(const std::string &path) {
+    return "the directory for the drive links, " + path +
+           ", is writable by other users: run chmod go-w on it, or set HOME or map.conf to another one";
+}
+
+TEST_F(MapTest, ADirectoryThatOthersCanWriteInIsRefused) {
+    map({"H:=SRV1/USERS:"});
+    for (mode_t mode : {0777, 01777, 0702}) {
+        ASSERT_EQ(chmod(home.path().c_str(), mode), 0);
+        for (const Words &words : {Words{}, {"H:"}, {"H:=SRV1/SYS:"}, {"DEL", "H:"}})
+            expect_refused(map(words), shared_sentence(home.path()));
+        EXPECT_EQ(link("H"), below("SRV1/USERS"));
+    }
+    ASSERT_EQ(chmod(home.path().c_str(), 0755), 0);
+    EXPECT_EQ(map({"H:=SRV1/SYS:"}).status, 0);
+}
+
+// Most systems give each user a group of his own, for files that are made with the group's right to write.
+TEST_F(MapTest, AGroupCountsAsOthersUnlessItIsTheUsersPrivateOne) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a directory to any group";
+    ASSERT_EQ(chmod(home.path().c_str(), 0770), 0);
+    EXPECT_EQ(map({"H:=SRV1/SYS:"}).status, 0) << "root's group of the same name has no other member";
+    ASSERT_EQ(chown(home.path().c_str(), 0, 65534), 0);
+    expect_refused(map({"H:=SRV1/SYS:"}), shared_sentence(home.path()));
+}
+
+// An access list gives rights to others that the mode shows as the group's.
+TEST_F(MapTest, AnAccessListGivesOthersTheGroupsRights) {
+    if (geteuid() != 0) GTEST_SKIP() << "root's group is known to be private";
+    // Version 2; rwx for owner, user 65534 and mask, nothing for group and others: tag, rights, id.
+    const unsigned char list[] = {2, 0,    0,    0,    1,    0,    7,    0, 0xff, 0xff, 0xff, 0xff, 2,    0,    7,
+                                  0, 0xfe, 0xff, 0,    0,    4,    0,    0, 0,    0xff, 0xff, 0xff, 0xff, 0x10, 0,
+                                  7, 0,    0xff, 0xff, 0xff, 0xff, 0x20, 0, 0,    0,    0xff, 0xff, 0xff, 0xff};
+    if (setxattr(home.path().c_str(), "system.posix_acl_access", list, sizeof list, 0) != 0)
+        GTEST_SKIP() << "no access lists here: " << strerror(errno);
+    expect_refused(map({"H:=SRV1/SYS:"}), shared_sentence(home.path()));
+}
+
+TEST_F(MapTest, AnotherUsersDirectoryIsRefused) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a directory away";
+    ASSERT_EQ(chown(home.path().c_str(), 65534, 65534), 0);
+    for (const Words &words : {Words{}, {"H:=SRV1/SYS:"}})
+        expect_refused(map(words), "the directory for the drive links, " + home.path() +
+                                       ", belongs to another user: set HOME or map.conf to one of your own");
+    EXPECT_EQ(link("H"), "");
+}
+
+TEST_F(MapTest, ALinkThatAnotherUserMadeIsNoDrive) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+    map({"H:=SRV1/USERS:"});
+    ASSERT_EQ(lchown(home.path("H").c_str(), 65534, 65534), 0);
+    EXPECT_EQ(map({}).out, "No drives are mapped.\n");
+    expect_refused(map({"H:"}), "drive H: is not mapped");
+    const std::string reason = "the link " + home.path("H") + " was made by another user: remove it with rm";
+    expect_refused(map({"H:=SRV1/SYS:"}), "cannot map drive H: " + reason);
+    expect_refused(map({"DEL", "H:"}), "cannot unmap drive H: " + reason);
+    EXPECT_EQ(link("H"), below("SRV1/USERS"));
 }
 
 TEST_F(MapTest, AMissingLinkDirectoryIsMade) {

@@ -99,7 +99,7 @@ TEST_F(OutputTest, OfTracesIsInTheOrderInWhichItHappened) {
     for (int round = 0; round < rounds; ++round)
         script += "WRITE \"text\"\n" + running("say") + " " + std::to_string(round) + "\n";
     userScript(script + "DEBUG OFF\nWRITE \"end\"\n");
-    const std::string out = login().out;
+    const std::string out = login({"--debug=0"}).out;
     // The trace of a program line has the line itself, behind what was written before it and before what it writes.
     size_t at = 0;
     for (int round = 0; round < rounds; ++round) {

@@ -194,6 +194,16 @@ TEST_F(QrtloginTest, DebugTurnsOnTracesOnStandardOutput) {
     EXPECT_NE(outcome.out.find("hi\n"), std::string::npos);
 }
 
+TEST_F(QrtloginTest, AScriptsDebugShowsTracesOnlyToWhoAskedForThem) {
+    userScript("DEBUG 9\n#/bin/echo program\nDEBUG 0\nWRITE \"end\"\n");
+    Outcome outcome = login();
+    EXPECT_EQ(outcome.out,
+              std::string(login_head) + "DEBUG turned on level=9\nprogram\nDEBUG turned on level=0\nend\n");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(login({"--print-environment"}).err.find("--DEBUG--"), std::string::npos);
+    EXPECT_NE(login({"--debug", "0"}).out.find("--DEBUG--"), std::string::npos);
+}
+
 TEST_F(QrtloginTest, ALineLongerThanOnePieceStaysOneLine) {
     for (size_t length : {1023u, 1024u, 1025u, 2048u, 5000u}) {
         std::string line(length, 'x');
@@ -474,6 +484,29 @@ TEST_F(QrtloginTest, AnUnknownTreeIsToldBeforeThePasswordIsAskedFor) {
 
 TEST_F(QrtloginTest, WithoutATerminalThereIsNoPassword) {
     expect_failure(qrtlogin({"jdoe.sales.acme"}), 2, "cannot read the password: no terminal");
+}
+
+// The traces show the answer to the question of ATTACH, and any script can turn them on.
+TEST_F(QrtloginTest, APasswordThatIsTypedForAScriptIsShownOnlyWithDebug) {
+    const std::string tree = file_text(site.path("acme.ldif"));
+    const size_t hash = tree.find("{CRYPT}");
+    site.write("client.toml", file_text(site.path("client.toml")) +
+                                  "[[server]]\nname = \"OLDSRV\"\n[[server.user]]\nname = \"jdoe\"\npassword = \"" +
+                                  tree.substr(hash, tree.find('\n', hash) - hash) + "\"\n");
+    userScript("DEBUG 9\nATTACH OLDSRV\nWRITE \"after\"\n");
+    for (const bool asked : {false, true}) {
+        TerminalProcess process(askingLogin(asked ? Words{"--debug", "0"} : Words{}), environment);
+        ASSERT_TRUE(process.awaits(question));
+        process.type("secret\n");
+        ASSERT_TRUE(process.awaits("User name: "));
+        process.type("jdoe\n");
+        ASSERT_TRUE(process.awaits("Password: "));
+        process.type("secret\n");
+        ASSERT_TRUE(process.awaits("after\r\n"));
+        EXPECT_EQ(process.finish(), 0);
+        EXPECT_EQ(process.shown().find("password(secret)") != std::string::npos, asked);
+        EXPECT_EQ(process.shown().find("secret") != std::string::npos, asked);
+    }
 }
 
 TEST_F(QrtloginTest, ATreeStatementAsksOnTheTerminal) {

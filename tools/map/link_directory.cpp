@@ -5,13 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
-#include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
 #include "commands/drive.h"
 #include "platform/catalogue.h"
+#include "platform/own_directory.h"
 #include "tools/map/refusal.h"
 
 namespace {
@@ -51,11 +52,13 @@ std::string random_name() {
 } // namespace
 
 LinkDirectory::LinkDirectory() : path_(configured_directory()) {
-    const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    descriptor_ = open(path_.c_str(), flags);
-    if (descriptor_ < 0 && errno == ENOENT && mkdir(path_.c_str(), S_IRWXU) == 0)
-        descriptor_ = open(path_.c_str(), flags);
-    if (descriptor_ < 0) refuse(catalogue_format("cannot use %s as the directory for the drive links", path_.c_str()));
+    DirectoryFault fault = DirectoryFault::none;
+    descriptor_ = own_directory_open(path_, &fault);
+    if (descriptor_ < 0 && fault == DirectoryFault::notOpened && errno == ENOENT && mkdir(path_.c_str(), S_IRWXU) == 0)
+        descriptor_ = own_directory_open(path_, &fault);
+    if (descriptor_ >= 0) return;
+    if (fault != DirectoryFault::notOpened) throw Refusal(own_directory_refusal(path_, fault));
+    refuse(catalogue_format("cannot use %s as the directory for the drive links", path_.c_str()));
 }
 
 LinkDirectory::~LinkDirectory() {
@@ -63,10 +66,9 @@ LinkDirectory::~LinkDirectory() {
 }
 
 std::optional<Location> LinkDirectory::read(const std::string &name) const {
-    char target[PATH_MAX];
-    ssize_t length = readlinkat(descriptor_, name.c_str(), target, sizeof target);
-    if (length < 0) return std::nullopt;
-    return location_from_local_path(std::string_view(target, static_cast<size_t>(length)));
+    const std::optional<OwnLink> link = own_link_read(descriptor_, name.c_str());
+    if (!link || link->foreign) return std::nullopt;
+    return location_from_local_path(link->target);
 }
 
 bool LinkDirectory::isFree(const std::string &name) const {
@@ -75,6 +77,10 @@ bool LinkDirectory::isFree(const std::string &name) const {
 }
 
 void LinkDirectory::refuseForeign(const std::string &name) const {
+    const std::optional<OwnLink> link = own_link_read(descriptor_, name.c_str());
+    if (link && link->foreign)
+        throw Refusal(catalogue_format("the link %1$s/%2$s was made by another user: remove it with rm", path_.c_str(),
+                                       name.c_str()));
     if (!isFree(name) && !read(name))
         throw Refusal(
             catalogue_format("%1$s/%2$s is not a drive link and was left unchanged", path_.c_str(), name.c_str()));
@@ -89,14 +95,33 @@ void LinkDirectory::write(const std::string &name, const Location &location) {
     if (symlinkat(target.c_str(), descriptor_, name.c_str()) == 0) return;
     if (errno != EEXIST) refuse(what);
     const std::string temporary = random_name();
-    refuseForeign(name);
     if (symlinkat(target.c_str(), descriptor_, temporary.c_str()) != 0) refuse(what);
-    if (renameat(descriptor_, temporary.c_str(), descriptor_, name.c_str()) != 0) {
-        int problem = errno;
-        unlinkat(descriptor_, temporary.c_str(), 0);
-        errno = problem;
-        refuse(what);
+    const bool replaced = replace(name, temporary);
+    const int problem = errno;
+    // What is there now is the old link, or the new one that did not get its name; anything else is kept.
+    if (read(temporary)) unlinkat(descriptor_, temporary.c_str(), 0);
+    if (replaced) return;
+    refuseForeign(name);
+    errno = problem;
+    refuse(what);
+}
+
+// The two change places, and what was replaced is looked at afterwards: what another process has put there since the
+// last look goes back to its place.
+bool LinkDirectory::replace(const std::string &name, const std::string &temporary) const {
+    const auto rename = [&](unsigned flags) {
+        return renameat2(descriptor_, temporary.c_str(), descriptor_, name.c_str(), flags) == 0;
+    };
+    if (rename(RENAME_EXCHANGE)) {
+        if (read(temporary)) return true;
+        rename(RENAME_EXCHANGE);
+        errno = EEXIST;
+        return false;
     }
+    if (errno == ENOENT) return rename(RENAME_NOREPLACE);
+    // Network file systems often cannot exchange names.
+    const bool cannot = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+    return cannot && read(name) && rename(0);
 }
 
 void LinkDirectory::remove(const std::string &name) {

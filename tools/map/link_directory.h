@@ -1,6 +1,6 @@
-// The directory that holds one symbolic link for each drive. Every access goes through the directory's descriptor and
-// through the link's own name, never through what the link points to, so that nothing that somebody plants there can
-// lead a change elsewhere.
+// The directory that holds one symbolic link for each drive, all made by the user himself. Every access goes through
+// the directory's descriptor and through the link's own name, never through what the link points to, so that nothing
+// that somebody plants there, or in the directory's place, can lead a change elsewhere.
 #ifndef TOOLS_MAP_LINK_DIRECTORY_H
 #define TOOLS_MAP_LINK_DIRECTORY_H
 
@@ -12,20 +12,22 @@
 class LinkDirectory {
   public:
     // Finds the directory: map.conf's, else the home directory; it is made if only its last component is missing.
-    // Throws Refusal: there is none, it cannot be opened, or its last component is itself a link.
+    // Throws Refusal: there is none, it cannot be opened, its last component is itself a link, it is another user's or
+    // others can write in it (platform/own_directory.h).
     LinkDirectory();
     ~LinkDirectory();
     LinkDirectory(const LinkDirectory &) = delete;
     LinkDirectory &operator=(const LinkDirectory &) = delete;
 
-    // Where the link `name` leads; nothing when there is no such link or what stands there is not a drive's.
+    // Where the link `name` leads; nothing when there is no such link, another user made it, or what stands there is
+    // not a drive's.
     std::optional<Location> read(const std::string &name) const;
 
     // True when nothing stands under the name, a drive's link or anything else.
     bool isFree(const std::string &name) const;
 
     // Makes or replaces the link in one step. Throws Refusal, also when something stands there that is not a drive's
-    // link.
+    // link, or comes there meanwhile.
     void write(const std::string &name, const Location &location);
 
     // Throws Refusal, also when no drive's link stands there.
@@ -33,6 +35,8 @@ class LinkDirectory {
 
   private:
     void refuseForeign(const std::string &name) const;
+    // Gives the link `temporary` the name of another link. False: errno says why, `name` is as it was.
+    bool replace(const std::string &name, const std::string &temporary) const;
     std::string path_;
     int descriptor_ = -1;
 };

@@ -12,6 +12,7 @@
 #include "tools/map/command.h"
 #include "tools/map/map_run.h"
 #include "tools/own_folder.h"
+#include "tools/program_start.h"
 
 namespace {
 
@@ -35,6 +36,7 @@ const char *const help_text = catalogue_mark(
     "Exit status: 0 on success, 1 if any ITEM failed.\n");
 
 int map_main(int argc, char **argv) {
+    if (!program_may_start("map")) return 1;
     // The C library's own messages are in catalogues too, and a script may have set LANGUAGE.
     const TranslationGuard guard;
     setlocale(LC_ALL, "");

@@ -13,6 +13,7 @@
 
 #include "platform/catalogue.h"
 #include "tools/own_folder.h"
+#include "tools/program_start.h"
 #include "tools/qrtlogin/environment.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
@@ -24,14 +25,6 @@
 #include "tools/qrtlogin/waiting_notice.h"
 
 namespace {
-
-// A standard descriptor that is closed would be given to the next thing that is opened. What stands in for it takes the
-// other direction only, so that using it fails as before, and is handed on to nobody.
-void fill_standard_descriptors() {
-    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        if (fcntl(descriptor, F_GETFD) < 0)
-            open("/dev/null", O_CLOEXEC | (descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY));
-}
 
 void tell_lost_output(int error) {
     fprintf(stderr, "qrtlogin: %s\n", catalogue_format("cannot write the output: %s", strerror(error)).c_str());
@@ -101,6 +94,7 @@ int status_of(const RunResult &result) {
 }
 
 int login_and_hand_on(int argc, char **argv) {
+    if (!program_may_start("qrtlogin")) return exit_usage;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
     atexit(check_standard_output);
@@ -110,7 +104,6 @@ int login_and_hand_on(int argc, char **argv) {
     script_file_check(options.loginScript);
     if (options.passwordDescriptor >= 0) Secret::requireOpen(options.passwordDescriptor);
     FILE *forEval = options.printEnvironment ? separate_output() : nullptr;
-    fill_standard_descriptors();
     OutputRelay relay;
     const WaitingNotice waiting;
 

@@ -70,7 +70,9 @@ const argp_option option_table[] = {
     {"var", key_variable, catalogue_mark("N=TEXT"), 0,
      catalogue_mark("Set script variable %N to TEXT, with N from 2 to 5; may be repeated"), 1},
     {"debug", key_debug, catalogue_mark("N"), 0,
-     catalogue_mark("Set the trace level to N; traces are written to standard output"), 1},
+     catalogue_mark("Set the trace level to N; traces, passwords typed for a script included, are written to standard "
+                    "output. Without this option DEBUG in a script shows none"),
+     1},
     {"shell", key_shell, nullptr, 0, catalogue_mark("Run the shell named by $SHELL in the new environment"), 2},
     {"print-environment", key_print_environment, nullptr, 0,
      catalogue_mark("Print the variables that the scripts changed, in a form for eval; the scripts' output is written "

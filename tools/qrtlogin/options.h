@@ -18,7 +18,7 @@ struct Options {
     std::optional<std::string> profileScript;
     std::optional<std::string> loginScript;
     std::array<std::optional<std::string>, options_variables> variables;
-    int debugLevel = 0;
+    std::optional<int> debugLevel; // without one no trace is shown, whatever the scripts say
     int passwordDescriptor = -1; // -1: ask on the terminal
     bool shell = false;
     bool printEnvironment = false;

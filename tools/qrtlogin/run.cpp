@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "include/qrtscript.h"
@@ -9,6 +10,7 @@
 #include "script/syntax_error.h"
 #include "tools/own_folder.h"
 #include "tools/qrtlogin/failure.h"
+#include "tools/qrtlogin/hidden_traces.h"
 
 namespace {
 
@@ -57,10 +59,12 @@ class Request {
 } // namespace
 
 RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay) {
+    std::optional<HiddenTraces> hidden;
+    if (!options.debugLevel) hidden.emplace();
     if (qrt_init(nullptr, nullptr) != 0 || fd[0] == fd[1])
         throw Failure(exit_system, catalogue_text("cannot create a pipe for the scripts' output"));
     own_catalogues_bind();
-    debug_level = options.debugLevel;
+    debug_level = options.debugLevel.value_or(0);
 
     Request request(options, tree, password);
     relay->begin(password);

@@ -50,6 +50,9 @@ void Secret::readFrom(int descriptor) {
     text_[length] = '\0';
     if (got < 0) throw unreadable(descriptor, problem);
     close(descriptor);
+    // The scripts' programs have a standard input, and no file that is opened later gets its number.
+    if (descriptor <= STDERR_FILENO && open("/dev/null", O_RDWR) != descriptor)
+        throw Failure(exit_usage, catalogue_format("cannot open /dev/null: %s", strerror(errno)));
     if (length > capacity) throw Failure(exit_password, catalogue_text("the password is too long"));
     if (length == 0) throw Failure(exit_password, catalogue_format("no password on file descriptor %d", descriptor));
     if (strlen(text_) != length) throw Failure(exit_password, catalogue_text("the password contains a NUL byte"));

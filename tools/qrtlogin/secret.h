@@ -20,8 +20,9 @@ class Secret {
     // Throws the Failure of readFrom for a descriptor that is not open.
     static void requireOpen(int descriptor);
 
-    // Reads from a descriptor up to its first line end, or to its end, and closes it. Throws Failure: the descriptor
-    // cannot be read, no or an overlong password, a zero byte in it.
+    // Reads from a descriptor up to its first line end, or to its end, and closes it; a standard descriptor is
+    // /dev/null from then on. Throws Failure: the descriptor cannot be read, no or an overlong password, a zero byte in
+    // it.
     void readFrom(int descriptor);
 
     char *text() { return text_; } // NUL-terminated; empty after wipe()

@@ -1,0 +1,23 @@
+// Keeps the library's traces from the terminal. A script can turn them on, and they show the passwords that are typed
+// into its questions; so they are shown only to who asked for them on the command line.
+#ifndef TOOLS_QRTLOGIN_HIDDEN_TRACES_H
+#define TOOLS_QRTLOGIN_HIDDEN_TRACES_H
+
+#include <cstdio>
+
+// While it lives, what is written to the stream `stdout` at a trace level above 0 goes nowhere. Whoever took the
+// stream's pointer before writes as ever, and so do other programs on the descriptor. Throws std::bad_alloc.
+class HiddenTraces {
+  public:
+    HiddenTraces();
+    ~HiddenTraces();
+    HiddenTraces(const HiddenTraces &) = delete;
+    HiddenTraces &operator=(const HiddenTraces &) = delete;
+
+  private:
+    FILE *shown_;
+    FILE *hiding_;
+    char buffer_[BUFSIZ]; // wiped, for what the traces tell stands here
+};
+
+#endif
