@@ -58,6 +58,9 @@ TEST_F(Identity, RefusedLogins) {
         {"plain.sales.acme", "secret", ZKE_WRONG_PASSWORD},
         {"loop1.acme", "secret", ZKE_BAD_DIRECTORY_DATA},
         {"dangling.acme", "secret", ZKE_NO_SUCH_ENTRY},
+        {"[Root]", "secret", ZKE_NO_SUCH_ENTRY},
+        {".[Root]", "", ZKE_NO_SUCH_ENTRY},
+        {"empty.sales.acme", "", ZKE_WRONG_PASSWORD},
     };
     uint32_t handle = context();
     for (auto &c : cases) {
