@@ -35,6 +35,15 @@ uint32_t take_identity(Tree *tree, Context *context, const EntryPtr &user) {
     return ZK_OK;
 }
 
+void keep_refusal(uint32_t code, const Entry &user) {
+    const std::string who = name_to_dotted(user.name, true);
+    if (code == ZKE_ACCOUNT_LOCKED) {
+        error_keep(catalogue_format("%s is locked", who.c_str()).c_str());
+    } else if (code == ZKE_WRONG_PASSWORD) {
+        error_keep(catalogue_format("%s: wrong password", who.c_str()).c_str());
+    }
+}
+
 } // namespace
 
 uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
@@ -85,13 +94,10 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         if (tree->identity != nullptr && !name_equal(tree->identity->name, user->name)) {
             return ZKE_OTHER_IDENTITY;
         }
+        const EntryPtr asked = user;
         code = login_to_tree(tree->store.get(), &user, password);
         if (code != ZK_OK) {
-            const std::string who = name_to_dotted(user->name, true);
-            const std::string sentence = code == ZKE_ACCOUNT_LOCKED
-                                             ? catalogue_format("%s is locked", who.c_str())
-                                             : catalogue_format("%s: wrong password", who.c_str());
-            error_keep(sentence.c_str());
+            keep_refusal(code, *asked);
             return code;
         }
         // A login that goes no further leaves the directory as nobody.

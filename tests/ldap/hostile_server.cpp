@@ -17,6 +17,8 @@ namespace {
 using namespace std::string_literals;
 using namespace std::string_view_literals;
 
+constexpr size_t shared_size = 4 * sizeof(int); // connections, binds, searches, extended requests
+
 sockaddr_in loopback(int port) {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
@@ -102,18 +104,20 @@ void refer_on(int client, int port) {
 }
 
 // One request at a time, which is all that a login sends.
-void answer_by_script(int client, const Scripted &script) {
+void answer_by_script(int client, const Scripted &script, volatile int *counts) {
     struct Kind {
         int operation;
         const std::vector<Scripted::Answer> &answers;
-        size_t asked;
-    } kinds[] = {{0x60, script.binds, 0}, {0x63, script.searches, 0}, {0x77, script.extended, 0}};
+        volatile int &asked;
+    } kinds[] = {
+        {0x60, script.binds, counts[0]}, {0x63, script.searches, counts[1]}, {0x77, script.extended, counts[2]}};
     unsigned char bytes[65536];
     for (ssize_t got; (got = recv(client, bytes, sizeof bytes, 0)) > 0;) {
         size_t number = (bytes[1] & 0x80) != 0 ? 4 + (bytes[1] & 0x7Fu) : 4;
         for (Kind &kind : kinds) {
             if (operation(bytes, got) != kind.operation || kind.answers.empty()) continue;
-            const size_t turn = std::min(kind.asked++, kind.answers.size() - 1);
+            const size_t turn = std::min(static_cast<size_t>(kind.asked), kind.answers.size() - 1);
+            kind.asked = kind.asked + 1;
             for (const std::string &part : kind.answers[turn])
                 say(client, "\x30" + sized("\x02\x01"s + static_cast<char>(bytes[number]) + part));
         }
@@ -183,11 +187,11 @@ HostileServer::HostileServer(Hostility hostility, int behind) {
 }
 
 HostileServer::HostileServer(const Scripted &script) {
-    start([&](int client) { answer_by_script(client, script); });
+    start([&](int client) { answer_by_script(client, script, taken + 1); });
 }
 
 void HostileServer::start(const std::function<void(int client)> &serveClient) {
-    void *shared = mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    void *shared = mmap(nullptr, shared_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (shared == MAP_FAILED) throw std::runtime_error("no shared memory for the hostile server");
     taken = static_cast<volatile int *>(shared);
     int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -220,5 +224,5 @@ void HostileServer::start(const std::function<void(int client)> &serveClient) {
 HostileServer::~HostileServer() {
     ::kill(process, SIGKILL); // its connections go with it
     waitpid(process, nullptr, 0);
-    munmap(const_cast<int *>(taken), sizeof(int));
+    munmap(const_cast<int *>(taken), shared_size);
 }

@@ -38,7 +38,6 @@ struct Scripted {
 class HostileServer {
   public:
     explicit HostileServer(Hostility hostility, int behind = 0);
-    // Counts the requests of each connection anew.
     explicit HostileServer(const Scripted &script);
     ~HostileServer();
     HostileServer(const HostileServer &) = delete;
@@ -50,6 +49,8 @@ class HostileServer {
 
     // How many connections it has taken.
     int connections() const { return *taken; }
+    // How many logins it has answered by its script.
+    int logins() const { return taken[1]; }
 
   private:
     void start(const std::function<void(int client)> &serveClient);

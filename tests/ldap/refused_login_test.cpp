@@ -60,6 +60,38 @@ TEST_P(LdapAnonymous, IsNoLogin) {
 
 INSTANTIATE_TEST_SUITE_P(Answers, LdapAnonymous, ::testing::Values("", "dn:"));
 
+TEST_F(LdapRefusal, AServerThatNoLongerShowsTheUserHasTakenThePassword) {
+    constexpr int size_limit_exceeded = 4;
+    HostileServer server(Scripted{{{Scripted::bound()}},
+                                  {janesEntry(), {Scripted::done(size_limit_exceeded)}, {Scripted::done()}},
+                                  {{Scripted::unknown()}}});
+    onScript(server);
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_NO_ACCESS);
+    EXPECT_EQ(lastError(),
+              "ACME: the server has taken the login of CN=jdoe.OU=sales and does not show that user the user's own "
+              "entry");
+    EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
+}
+
+TEST_F(LdapRefusal, AServerThatFailsAfterTheLoginIsNoWrongPassword) {
+    constexpr int busy = 51;
+    HostileServer server(
+        Scripted{{{Scripted::bound()}}, {janesEntry(), {Scripted::done(busy)}}, {{Scripted::unknown()}}});
+    onScript(server);
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_DIRECTORY_UNREACHABLE);
+    EXPECT_THAT(lastError(), ::testing::HasSubstr("the server reports: Server is busy"));
+    EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
+}
+
+TEST_F(LdapRefusal, AServerThatHidesTheUserFromALaterLoginLeavesWhoWasLoggedIn) {
+    HostileServer server(
+        Scripted{{{Scripted::bound()}}, {janesEntry(), janesEntry(), {Scripted::done()}}, {{Scripted::unknown()}}});
+    onScript(server);
+    ASSERT_EQ(loginHere("jdoe.sales", "sunflower"), ZK_OK) << lastError();
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_NO_ACCESS);
+    EXPECT_EQ(who_am_i(here), "jdoe.sales");
+}
+
 TEST_F(LdapRefusal, AServerThatCannotSayWhoTheUserIsIsBelieved) {
     HostileServer server(Scripted{{{Scripted::bound()}}, {janesEntry()}, {{Scripted::unknown()}}});
     onScript(server);
