@@ -222,7 +222,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_TLS_REQUIRED 0xFFFFE018u       // the password would cross the network in the clear: it was not sent
 #define ZKE_HOST_LOOKUP_SILENT 0xFFFFE019u // the look-up of a server's host name did not end in time
 #define ZKE_TICKET_REFUSED 0xFFFFE01Au     // there is no ticket for the login, or it is not taken
-#define ZKE_REFERRAL_BROKEN 0xFFFFE01Bu    // referrals that lead round, too far, or to what is no server
+#define ZKE_REFERRAL_BROKEN 0xFFFFE01Bu    // referrals that lead round, too far, or to no server that may be asked
 #define ZKE_MALFORMED_NAME 0xFFFFE020u
 #define ZKE_BUFFER_TOO_SMALL 0xFFFFE021u
 #define ZKE_BAD_PARAMETER 0xFFFFE022u // no such context key, information item, operation; a null pointer
