@@ -261,6 +261,7 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
         table.refuse("base", catalogue_text("malformed DN"));
     }
     tree.defaultServer = table.text("default_server", "");
+    tree.sharePassword = table.flag("share_password", tree.sharePassword);
     return tree;
 }
 

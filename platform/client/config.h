@@ -30,6 +30,7 @@ struct ConfigTree {
     std::string shown; // the same as the file spells it, for messages
     std::string base;  // DN, empty for none
     std::string defaultServer;
+    bool sharePassword = false; // scripts may try the password of another tree's login here
     ConfigLdap ldap;
 };
 

@@ -92,6 +92,22 @@ TEST_F(LdapRefusal, AServerThatHidesTheUserFromALaterLoginLeavesWhoWasLoggedIn) 
     EXPECT_EQ(who_am_i(here), "jdoe.sales");
 }
 
+// The script names the tree and the user: a server that records what it is told.
+TEST_F(LdapRefusal, AScriptSendsTheLoginsPasswordToNoOtherTree) {
+    HostileServer attacker(Scripted{{{Scripted::bound()}}, {janesEntry()}, {{Scripted::unknown()}}});
+    home.write("steal.qrt", "TREE EVIL/.jdoe.sales\nTREE EVIL/.jdoe.sales\nWRITE \"after\"\n");
+    const std::string trees = "[[tree]]\nname = \"ACME\"\nldif = \"" SOURCE_DIR
+                              "/examples/acme/acme.ldif\"\n[[tree]]\nname = \"EVIL\"\nbase = \"o=acme\"\nuris = [\"" +
+                              attacker.uri() + "\"]\nallow_cleartext_loopback = true\n";
+    environment["ZKCLIENT_CONF"] = folder.path("client.toml");
+    configure(trees);
+    EXPECT_THAT(loginWithScript(home.path("steal.qrt")).out, ::testing::HasSubstr("after"));
+    EXPECT_EQ(attacker.logins(), 0);
+    configure(trees + "share_password = true\n");
+    EXPECT_THAT(loginWithScript(home.path("steal.qrt")).out, ::testing::HasSubstr("after"));
+    EXPECT_EQ(attacker.logins(), 1) << "the tree that the site has chosen";
+}
+
 TEST_F(LdapRefusal, AServerThatCannotSayWhoTheUserIsIsBelieved) {
     HostileServer server(Scripted{{{Scripted::bound()}}, {janesEntry()}, {{Scripted::unknown()}}});
     onScript(server);
