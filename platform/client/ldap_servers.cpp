@@ -4,6 +4,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/client/ldap_resolver.h"
+#include "platform/client/start_environment.h"
 #include "platform/zk.h"
 
 namespace {
@@ -110,6 +111,7 @@ void LdapServers::giveUp() const {
 }
 
 LdapAnswer LdapServers::search(const LdapSearch &search) {
+    const StartEnvironment started;
     LdapDeadline deadline = deadlineFromNow();
     LdapAnswer answer =
         run([&](LdapConnection &server, LdapDeadline until) { return server.search(search, until); }, deadline);
@@ -145,6 +147,7 @@ LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapCo
 }
 
 LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked, const LdapOrigin &origin) {
+    const StartEnvironment started;
     if (!origin.server.empty()) {
         return referrals.login(origin, asked, deadlineFromNow());
     }
@@ -156,6 +159,7 @@ LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked, const LdapOrigin 
 }
 
 LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
+    const StartEnvironment started;
     std::unique_ptr<LdapConnection> bound;
     size_t where = 0;
     LdapAnswer answer;
