@@ -126,11 +126,9 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         }
         // A login that goes no further leaves the directory as nobody.
         LoggedIn loggedIn{tree};
+        login_password_keep(tree, password);
         code = take_identity(tree, found, user);
-        if (code == ZK_OK) {
-            attempt.accepted = true;
-            login_password_keep(tree, password);
-        }
+        attempt.accepted = code == ZK_OK;
         return code;
     });
 }

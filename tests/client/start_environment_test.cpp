@@ -46,13 +46,12 @@ INSTANTIATE_TEST_SUITE_P(Names, EachVariable,
                                            "SASL_PATH", "SASL_CONF_PATH", "LDAPCONF", "LDAPRC", "LDAPTLS_REQCERT",
                                            "LDAPTLS_CACERT", "SSLKEYLOGFILE", "GCONV_PATH", "NLSPATH", "LOCPATH"));
 
-// A conversion of the script's own, which is a library that is loaded.
+// Where a script says which conversions there are, it says which libraries are loaded.
 TEST_F(StartEnvironmentTest, ConversionsOfAScriptAreNotLoaded) {
-    folder.write("gconv-modules",
-                 "module X-SCRIPTS// INTERNAL ISO8859-15 1\nmodule INTERNAL X-SCRIPTS// ISO8859-15 1\n");
+    folder.write("gconv-modules", "alias X-SCRIPTS// ISO-10646/UTF8/\n");
     ASSERT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
     setenv("GCONV_PATH", folder.path("").c_str(), 1);
-    EXPECT_EQ(iconv_open("UTF-8", "X-SCRIPTS"), reinterpret_cast<iconv_t>(-1));
+    EXPECT_EQ(iconv_open("UTF-16", "X-SCRIPTS"), reinterpret_cast<iconv_t>(-1));
 }
 
 TEST_F(StartEnvironmentTest, WhatIsSetLaterSurvives) {
