@@ -66,11 +66,12 @@ uint32_t ZKDSWhoAmI(uint32_t context, char *name);
 // 1 when the process is logged in to the context's tree, 0 when not: not a result code.
 uint32_t ZKDSCanDSAuthenticate(uint32_t context);
 // Logs in to the context's tree. `option` is 2. ZKE_OTHER_IDENTITY when another identity is logged in to the tree.
-// The password of the process's first login is refused unsent, ZKE_NO_ACCESS, by another tree that does not share it; an
-// attempt that comes next after a refusal is sent, unless ZKDSCanDSAuthenticate or ZKDSFreeContext was called between.
+// The password of the process's first login is refused unsent, ZKE_NO_ACCESS, for a tree that does not share it;
+// an attempt that comes next after a refusal is sent, unless ZKDSCanDSAuthenticate or ZKDSFreeContext was called
+// between.
 uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, const char *password);
-// Whether a login to the context's tree needs a password; `*needed` is 0 where it goes by who the process is (a Kerberos
-// ticket, a local socket), and the password of ZKDSLoginEx may be empty then.
+// Whether a login to the context's tree needs a password; `*needed` is 0 where it goes by who the process is (a
+// Kerberos ticket, a local socket), and the password of ZKDSLoginEx may be empty then.
 uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed);
 uint32_t ZKDSLogout(uint32_t context);
 // Authenticates a file server's connection with the identity logged in to its tree.
