@@ -72,9 +72,12 @@ uint32_t ZKDSWhoAmI(uint32_t context, char *name);
 // 1 when the process is logged in to the context's tree, 0 when not: not a result code.
 uint32_t ZKDSCanDSAuthenticate(uint32_t context);
 // Logs in to the context's tree. `option` is 2. ZKE_OTHER_IDENTITY when another identity is logged in to the tree.
+// The password of the process's first login is refused unsent, ZKE_NO_ACCESS, for a tree that does not share it;
+// an attempt that comes next after a refusal is sent, unless ZKDSCanDSAuthenticate or ZKDSFreeContext was called
+// between.
 uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, const char *password);
-// Whether a login to the context's tree needs a password; `*needed` is 0 where it goes by who the process is (a Kerberos
-// ticket, a local socket), and the password of ZKDSLoginEx may be empty then.
+// Whether a login to the context's tree needs a password; `*needed` is 0 where it goes by who the process is (a
+// Kerberos ticket, a local socket), and the password of ZKDSLoginEx may be empty then.
 uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed);
 uint32_t ZKDSLogout(uint32_t context);
 // Authenticates a file server's connection with the identity logged in to its tree.
@@ -229,7 +232,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_TLS_REQUIRED 0xFFFFE018u       // the password would cross the network in the clear: it was not sent
 #define ZKE_HOST_LOOKUP_SILENT 0xFFFFE019u // the look-up of a server's host name did not end in time
 #define ZKE_TICKET_REFUSED 0xFFFFE01Au     // there is no ticket for the login, or it is not taken
-#define ZKE_REFERRAL_BROKEN 0xFFFFE01Bu    // referrals that lead round, too far, or to what is no server
+#define ZKE_REFERRAL_BROKEN 0xFFFFE01Bu    // referrals that lead round, too far, or to no server that may be asked
 #define ZKE_MALFORMED_NAME 0xFFFFE020u
 #define ZKE_BUFFER_TOO_SMALL 0xFFFFE021u
 #define ZKE_BAD_PARAMETER 0xFFFFE022u // no such context key, information item, operation; a null pointer

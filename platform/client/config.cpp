@@ -203,6 +203,22 @@ void read_attributes(Table &table, std::map<std::string, std::string> *attribute
     }
 }
 
+// Whoever may write a referral object chooses the server that is asked, and any public authority certifies one.
+void check_referrals(const Table &table, const ConfigLdap &ldap) {
+    if (ldap.referrals && !table.has("ca_file")) {
+        table.refuse("referrals",
+                     catalogue_text("referrals needs ca_file: only the site's own authority can identify its servers"));
+    }
+    for (const std::string &uri : ldap.referralServers) {
+        bool known = starts_with(uri, "ldap://") || starts_with(uri, "ldaps://");
+        if (!known || uri.find_first_of(" ?") != std::string::npos) {
+            table.refuse(
+                "referral_servers",
+                catalogue_format("%s is not a URI of the form ldap://host:port or ldaps://host:port", uri.c_str()));
+        }
+    }
+}
+
 ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ConfigLdap ldap;
     table.texts("uris", &ldap.uris);
@@ -223,6 +239,8 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ldap.cleartextLoopback = table.flag("allow_cleartext_loopback", ldap.cleartextLoopback);
     ldap.timeLimit = table.seconds("time_limit", ldap.timeLimit);
     ldap.referrals = table.flag("referrals", ldap.referrals);
+    table.texts("referral_servers", &ldap.referralServers);
+    check_referrals(table, ldap);
     ldap.retryAfter = table.seconds("retry_after", ldap.retryAfter);
     read_attributes(table, &ldap.attributes);
     return ldap;
@@ -254,6 +272,7 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
         table.refuse("base", catalogue_text("malformed DN"));
     }
     tree.defaultServer = table.text("default_server", "");
+    tree.sharePassword = table.flag("share_password", tree.sharePassword);
     return tree;
 }
 

@@ -12,12 +12,13 @@ struct ConfigLdap {
     std::string searchBase;        // DN below which searches are made; empty: the base, or what the server names
     std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
     bool startTls = false;
-    bool cleartextLoopback = false; // passwords may cross a loopback connection in the clear
-    bool external = false;          // ldapi: the user is whom the server takes the process's user for
-    bool gssapi = false;            // the user is whom the ticket in the credential cache is for
-    double timeLimit = 5;           // seconds for the first answer to a request, all servers together
-    double retryAfter = 30;         // seconds for which a server that failed is passed over
-    bool referrals = false;         // ask the servers that those of the tree refer to
+    bool cleartextLoopback = false;           // passwords may cross a loopback connection in the clear
+    bool external = false;                    // ldapi: the user is whom the server takes the process's user for
+    bool gssapi = false;                      // the user is whom the ticket in the credential cache is for
+    double timeLimit = 5;                     // seconds for the first answer to a request, all servers together
+    double retryAfter = 30;                   // seconds for which a server that failed is passed over
+    bool referrals = false;                   // ask the servers that those of the tree refer to
+    std::vector<std::string> referralServers; // URIs of those that may be told who asks, beside `uris`
     bool offline = false;
     bool needsPassword() const { return !gssapi && !external; }
     std::map<std::string, std::string> attributes; // the README's LDAP attribute -> its name in this tree
@@ -29,6 +30,7 @@ struct ConfigTree {
     std::string shown; // the same as the file spells it, for messages
     std::string base;  // DN, empty for none
     std::string defaultServer;
+    bool sharePassword = false; // scripts may try the password of another tree's login here
     ConfigLdap ldap;
 };
 

@@ -5,6 +5,7 @@
 
 #include "platform/client/boundary.h"
 #include "platform/client/connections.h"
+#include "platform/client/login_password.h"
 
 namespace {
 
@@ -152,6 +153,7 @@ uint32_t ZKDSCreateContextHandle(uint32_t *context) {
 }
 
 uint32_t ZKDSFreeContext(uint32_t context) {
+    login_password_end_attempts();
     return guarded([&]() -> uint32_t { return table().open.erase(context) == 1 ? ZK_OK : ZKE_BAD_HANDLE; });
 }
 

@@ -7,6 +7,7 @@
 #include "platform/client/connections.h"
 #include "platform/client/contexts.h"
 #include "platform/client/login_check.h"
+#include "platform/client/login_password.h"
 
 namespace {
 
@@ -52,6 +53,32 @@ uint32_t take_identity(Tree *tree, Context *context, const EntryPtr &user) {
     return ZK_OK;
 }
 
+// Counts the attempt as refused unless it ends well; the next one there is then the answer of a person.
+struct Attempt {
+    const Tree *tree;
+    bool accepted = false;
+    ~Attempt() {
+        if (!accepted) {
+            login_password_note_refusal(tree);
+        }
+    }
+};
+
+[[noreturn]] void refuse_unsent(const Tree &tree) {
+    throw CodedError(ZKE_NO_ACCESS,
+                     catalogue_format("%s: the password of the login was not sent: the tree has no share_password",
+                                      tree.config.name.c_str()));
+}
+
+void keep_refusal(uint32_t code, const Entry &user) {
+    const std::string who = name_to_dotted(user.name, true);
+    if (code == ZKE_ACCOUNT_LOCKED) {
+        error_keep(catalogue_format("%s is locked", who.c_str()).c_str());
+    } else if (code == ZKE_WRONG_PASSWORD) {
+        error_keep(catalogue_format("wrong password for %s", who.c_str()).c_str());
+    }
+}
+
 } // namespace
 
 uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
@@ -70,7 +97,9 @@ uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
     });
 }
 
+// A script's change of tree begins with this question, and a context is freed when it is over.
 uint32_t ZKDSCanDSAuthenticate(uint32_t context) {
+    login_password_end_attempts();
     uint32_t code = guarded([&]() -> uint32_t {
         Context *found = nullptr;
         Tree *tree = nullptr;
@@ -91,6 +120,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         if (code != ZK_OK) {
             return code;
         }
+        Attempt attempt{tree};
         // Whatever the context says of aliases: the identity is the object behind the alias.
         Name name;
         EntryPtr user;
@@ -102,18 +132,20 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         if (tree->identity != nullptr && !name_equal(tree->identity->name, user->name)) {
             return ZKE_OTHER_IDENTITY;
         }
+        if (login_password_is_held_back(tree, password)) {
+            refuse_unsent(*tree);
+        }
+        const EntryPtr asked = user;
         code = login_to_tree(tree->store.get(), &user, password);
         if (code != ZK_OK) {
-            const std::string who = name_to_dotted(user->name, true);
-            const std::string sentence = code == ZKE_ACCOUNT_LOCKED
-                                             ? catalogue_format("%s is locked", who.c_str())
-                                             : catalogue_format("wrong password for %s", who.c_str());
-            error_keep(sentence.c_str());
+            keep_refusal(code, *asked);
             return code;
         }
         // A login that goes no further leaves the directory as nobody.
         LoggedIn loggedIn{tree};
+        login_password_keep(tree, password);
         code = take_identity(tree, found, user);
+        attempt.accepted = code == ZK_OK;
         if (code == ZK_OK) {
             warn_of_base_script(*tree);
         }

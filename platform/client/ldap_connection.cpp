@@ -407,20 +407,58 @@ LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadl
 
 LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline) {
     begin(deadline);
+    if (identity.dn().empty()) { // a server may take it for an anonymous login, whatever the password
+        LdapAnswer refused;
+        refused.result = LDAP_INVALID_DN_SYNTAX;
+        return refused;
+    }
     if (!isTrusted()) {
         throw LdapTrouble(
             ZKE_TLS_REQUIRED,
             address.text + ": " +
                 catalogue_text("the password was not sent: the connection is not encrypted (use ldaps or start_tls)"));
     }
-    LdapIdentity::Revealed password(identity);
-    berval secret = password.value();
     int message = 0;
-    int result = ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &message);
+    {
+        LdapIdentity::Revealed password(identity);
+        berval secret = password.value();
+        int result = ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &message);
+        if (result != LDAP_SUCCESS) {
+            fail(result, catalogue_text("the login"));
+        }
+    }
+    LdapAnswer answer = take(await(message));
+    if (answer.result == LDAP_SUCCESS && isAnonymous()) {
+        throw CodedError(ZKE_NO_ACCESS,
+                         catalogue_format("%1$s: the server answers the login of %2$s as an anonymous one: it has not "
+                                          "checked the password",
+                                          address.text.c_str(), identity.dn().c_str()));
+    }
+    return answer;
+}
+
+// "Who am I?" (RFC 4532). A server that does not know the question leaves its answer to the login as all there is.
+bool LdapConnection::isAnonymous() {
+    int message = 0;
+    int result = ldap_whoami(ld, nullptr, nullptr, &message);
     if (result != LDAP_SUCCESS) {
         fail(result, catalogue_text("the login"));
     }
-    return take(await(message));
+    Message answer(await(message));
+    int code = LDAP_OTHER;
+    result = ldap_parse_result(ld, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
+    if (result == LDAP_SUCCESS && code != LDAP_SUCCESS) {
+        return false;
+    }
+    berval *who = nullptr;
+    result = result == LDAP_SUCCESS ? ldap_parse_whoami(ld, answer.get(), &who) : result;
+    std::unique_ptr<berval, decltype(&ber_bvfree)> owner(who, ber_bvfree);
+    if (result != LDAP_SUCCESS) {
+        fail(result, catalogue_text("the login"));
+    }
+    std::string_view name(who == nullptr || who->bv_val == nullptr ? "" : who->bv_val,
+                          who == nullptr ? 0 : who->bv_len);
+    return name.empty() || name == "dn:";
 }
 
 // The DN that the server takes the connection's user for.

@@ -88,6 +88,8 @@ class LdapConnection {
     LdapConnection &operator=(const LdapConnection &) = delete;
 
     // All throw LdapTrouble. A password is sent only where nobody can read it on the way: ZKE_TLS_REQUIRED otherwise.
+    // A server that answers a login with success and takes the connection for an anonymous one all the same has checked
+    // nothing: CodedError, ZKE_NO_ACCESS.
     // `bind` goes by what the configuration trusts: the password, the user's ticket, or the kernel. Throws CodedError,
     // ZKE_TICKET_REFUSED, for a ticket that is missing, not taken or somebody else's: no other server will take it.
     LdapAnswer bind(const LdapIdentity &identity, LdapDeadline deadline);
@@ -120,6 +122,7 @@ class LdapConnection {
     LdapAnswer bindExternal(const LdapIdentity &identity);
     LdapAnswer bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline);
     std::string whoAmI();
+    bool isAnonymous();
     [[noreturn]] void fail(int result, const char *what) const;
 
     // A connection that looks at the certificate and is never used for anything else.

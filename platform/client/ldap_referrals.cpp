@@ -82,9 +82,20 @@ void LdapReferrals::refuseIfDown(const std::string &server) const {
     }
 }
 
-// A ticket is of no use to whoever sees it.
+// By host and port: another port of a machine may be anybody's.
+bool LdapReferrals::isNamed(const std::string &server) const {
+    const LdapUri asked = ldap_uri_parse(server);
+    auto is_asked = [&asked](const std::string &uri) {
+        const LdapUri known = ldap_uri_parse(uri);
+        return !known.local && equal_nocase(known.host, asked.host) && known.port == asked.port;
+    };
+    return std::any_of(config.uris.begin(), config.uris.end(), is_asked) ||
+           std::any_of(config.referralServers.begin(), config.referralServers.end(), is_asked);
+}
+
+// A ticket is of no use to whoever sees it on the way.
 bool LdapReferrals::isSafe(const LdapConnection &connection, bool trusted) const {
-    return config.gssapi || (trusted && connection.isSecured());
+    return isNamed(connection.uri()) && (config.gssapi || (trusted && connection.isSecured()));
 }
 
 // A connection to the server: the user's where that is safe and the server knows the user, otherwise nobody's.
@@ -209,6 +220,11 @@ void LdapReferrals::follow(const LdapConnection &from, const LdapSearch &search,
 }
 
 LdapAnswer LdapReferrals::login(const LdapOrigin &origin, const LdapIdentity &identity, LdapDeadline deadline) {
+    if (!isNamed(origin.server)) {
+        throw CodedError(ZKE_REFERRAL_BROKEN, origin.server + ": " +
+                                                  catalogue_text("the login was not sent: a referral leads there, and "
+                                                                 "referral_servers does not name the server"));
+    }
     refuseIfDown(origin.server);
     try {
         LdapConnection made(config, origin.server, deadline);

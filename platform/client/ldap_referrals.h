@@ -1,6 +1,7 @@
 // What a tree's servers say is held by others, asked for there when the configuration wants that. libldap's own way of
-// following would know no limits: here each step is secured, verified and bounded like the first one, and a password
-// goes only over TLS, and only when the server that refers was trusted with it itself.
+// following would know no limits: here each step is secured, verified and bounded like the first one. Whoever may write
+// a referral object chooses where it leads: only a server that the configuration names learns who asks. A password goes
+// there only over TLS, and only when the server that refers was trusted with it itself.
 #ifndef PLATFORM_CLIENT_LDAP_REFERRALS_H
 #define PLATFORM_CLIENT_LDAP_REFERRALS_H
 
@@ -36,7 +37,8 @@ class LdapReferrals {
                 LdapDeadline deadline, LdapAnswer *answer);
 
     // A login at the server that a referral has named as the one that has the user. Throws LdapTrouble when it cannot
-    // be asked, and CodedError, ZKE_TLS_REQUIRED, when the password would not be safe there.
+    // be asked, and CodedError when the user may not be told there: ZKE_REFERRAL_BROKEN for a server that the
+    // configuration does not name, ZKE_TLS_REQUIRED when the password could be read on the way.
     LdapAnswer login(const LdapOrigin &origin, const LdapIdentity &identity, LdapDeadline deadline);
 
     // Somebody else asks from now on.
@@ -63,6 +65,7 @@ class LdapReferrals {
     LdapAnswer ask(const LdapPlace &place, bool trusted, const LdapIdentity &identity, LdapDeadline deadline,
                    bool *secured);
     LdapConnection &open(const std::string &server, bool trusted, const LdapIdentity &identity, LdapDeadline deadline);
+    bool isNamed(const std::string &server) const;
     bool isSafe(const LdapConnection &connection, bool trusted) const;
     void remember(const std::string &server, const LdapTrouble &trouble);
     void refuseIfDown(const std::string &server) const;

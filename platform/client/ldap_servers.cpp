@@ -5,6 +5,7 @@
 #include "platform/catalogue.h"
 #include "platform/client/ldap_resolver.h"
 #include "platform/client/ldap_waiting.h"
+#include "platform/client/start_environment.h"
 #include "platform/zk.h"
 
 namespace {
@@ -113,6 +114,7 @@ void LdapServers::giveUp() const {
 
 LdapAnswer LdapServers::search(const LdapSearch &search) {
     LdapWaiting waiting;
+    const StartEnvironment started;
     LdapDeadline deadline = deadlineFromNow();
     LdapAnswer answer =
         run([&](LdapConnection &server, LdapDeadline until) { return server.search(search, until); }, deadline);
@@ -149,6 +151,7 @@ LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapCo
 
 LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked, const LdapOrigin &origin) {
     LdapWaiting waiting;
+    const StartEnvironment started;
     if (!origin.server.empty()) {
         return referrals.login(origin, asked, deadlineFromNow());
     }
@@ -161,6 +164,7 @@ LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked, const LdapOrigin 
 
 LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
     LdapWaiting waiting;
+    const StartEnvironment started;
     std::unique_ptr<LdapConnection> bound;
     size_t where = 0;
     LdapAnswer answer;

@@ -45,6 +45,7 @@ class LdapStore : public DirectoryStore {
     EntryPtr lookup(const Name &name);
     EntryPtr fromSiteCopy(const Name &name, Aliases aliases);
     std::string groupFilter(const std::string &dn) const;
+    EntryPtr readUser(const Entry &asked);
     void readSession(const Entry &user);
     void readSite();
     void refuseIfSiteIsMissing() const;
@@ -67,6 +68,7 @@ class LdapStore : public DirectoryStore {
     std::unique_ptr<DirectoryStore> siteFromCopy;
     bool siteCopyTried = false;
     OfflineLogin offline{tree, root};
+    bool loggedIn = false;
     EntryPtr identity; // who has logged in, when a copy of the login is kept
 };
 
@@ -99,7 +101,9 @@ uint32_t LdapStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
     if (offline.active()) {
         return offline.store()->find(name, aliases, entry);
     }
-    if (!siteRead && (*entry = fromSiteCopy(name, aliases)) != nullptr) {
+    EntryPtr copied = siteRead ? nullptr : fromSiteCopy(name, aliases);
+    if (copied != nullptr) {
+        *entry = copied;
         return ZK_OK;
     }
     auto at = [this](const Name &wanted) { return wanted.empty() && root.empty() ? nullptr : lookup(wanted); };
@@ -338,15 +342,34 @@ uint32_t LdapStore::login(EntryPtr *user, const char *password) {
     if (code != ZK_OK) {
         return code;
     }
-    forget();
-    readSession(*asked);
-    code = find(asked->name, Aliases::Keep, user);
-    if (code == ZK_OK && tree.ldap.offline) {
+    try {
+        *user = readUser(*asked);
+    } catch (...) {
+        if (!loggedIn) {
+            logout();
+        }
+        throw;
+    }
+    loggedIn = true;
+    if (tree.ldap.offline) {
         identity = *user;
         offline.keep(identity, password);
         saveOffline();
     }
-    return code;
+    return ZK_OK;
+}
+
+// The server has taken the password: whatever goes wrong now is not the password's fault.
+EntryPtr LdapStore::readUser(const Entry &asked) {
+    forget();
+    readSession(asked);
+    EntryPtr user;
+    if (find(asked.name, Aliases::Keep, &user) != ZK_OK) {
+        throw CodedError(ZKE_NO_ACCESS, catalogue_format("%1$s: the server has taken the login of %2$s and does not "
+                                                         "show that user the user's own entry",
+                                                         tree.name.c_str(), name_to_dotted(asked.name, true).c_str()));
+    }
+    return user;
 }
 
 void LdapStore::saveOffline() {
@@ -363,6 +386,7 @@ void LdapStore::saveOffline() {
 }
 
 void LdapStore::logout() {
+    loggedIn = false;
     servers.logout();
     offline.end();
     forget();

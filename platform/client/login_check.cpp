@@ -19,8 +19,12 @@ static bool is_locked(const Entry &user) {
     return is_true(user, "qrtLocked") || is_true(user, "qrtLoginDisabled") || has_expired(user);
 }
 
+// Nobody is the root, and a server may take a login with an empty DN for an anonymous one, whatever the password.
 // The password first: who does not know it does not learn that the account is locked.
 uint32_t login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password) {
+    if ((*user)->name.empty()) {
+        return ZKE_NO_SUCH_ENTRY;
+    }
     uint32_t code = store->login(user, password);
     if (code == ZK_OK && is_locked(**user)) {
         store->logout();
@@ -30,6 +34,9 @@ uint32_t login_to_tree(DirectoryStore *store, EntryPtr *user, const char *passwo
 }
 
 uint32_t login_check(DirectoryStore *store, const Entry &user, const char *password) {
+    if (user.name.empty()) {
+        return ZKE_NO_SUCH_ENTRY;
+    }
     uint32_t code = store->check_password(user, password);
     return code == ZK_OK && is_locked(user) ? ZKE_ACCOUNT_LOCKED : code;
 }

@@ -4,7 +4,8 @@
 
 #include "platform/client/directory_store.h"
 
-// Logs the user in to the tree; `*user` becomes the entry as the user may read it. The results are those below.
+// Logs the user in to the tree; `*user` becomes the entry as the user may read it. The results are those below. The
+// root of a tree is no user: ZKE_NO_SUCH_ENTRY for both.
 uint32_t login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password);
 
 // Only checks, for a login elsewhere: ZK_OK, ZKE_WRONG_PASSWORD, or, only for the right password, ZKE_ACCOUNT_LOCKED.

@@ -32,7 +32,7 @@ bool equal_in_constant_time(std::string_view a, std::string_view b) {
 } // namespace
 
 bool password_matches(std::string_view stored, const char *password) {
-    if (!equal_nocase(stored.substr(0, crypt_scheme.size()), crypt_scheme)) {
+    if (*password == '\0' || !equal_nocase(stored.substr(0, crypt_scheme.size()), crypt_scheme)) {
         return false;
     }
     std::string hash(stored.substr(crypt_scheme.size()));

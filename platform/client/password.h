@@ -4,7 +4,8 @@
 
 #include <string_view>
 
-// Does `password` belong to the stored form "{CRYPT}hash"? Any other form never matches. The time taken does not tell
+// Does `password` belong to the stored form "{CRYPT}hash"? Any other form never matches, nor does
+// an empty password. The time taken does not tell
 // how much of the hash agreed.
 bool password_matches(std::string_view stored, const char *password);
 

@@ -7,6 +7,7 @@
 #include "platform/client/errors.h"
 #include "platform/client/ldap_store.h"
 #include "platform/client/ldif_store.h"
+#include "platform/client/start_environment.h"
 #include "platform/zk.h"
 
 namespace {
@@ -39,6 +40,7 @@ std::unique_ptr<DirectoryStore> load_file(const ConfigTree &config, const Name &
 } // namespace
 
 void trees_configure() {
+    start_environment_keep();
     if (network().configured) {
         return;
     }

@@ -58,6 +58,10 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {"[[tree]]\nname = \"A_\"\nldif = \"a\"\n", "2:8: a tree name must not end in \"_\""},
         {tree + "[[tree]]\nname = \"acme\"\nldif = \"a\"\n", "5:8: tree acme is already defined"},
         {tree + "base = \"acme\"\n", "4:8: malformed DN"},
+        {servers("[\"ldaps://a\"]", "referrals = true"),
+         "4:13: referrals needs ca_file: only the site's own authority can identify its servers"},
+        {servers("[\"ldaps://a\"]", "referral_servers = [\"ldapi://%2Frun\"]"),
+         "4:20: ldapi://%2Frun is not a URI of the form ldap://host:port or ldaps://host:port"},
         {"trace = 1\n", "1:9: trace must be true or false"},
         {"[[server]]\nname = \"" + std::string(49, 'S') + "\"\n", "2:8: name is required and must have 1 to 48 bytes"},
         {"[[server]]\nname = \"S\"\nvolumes = \"SYS\"\n", "3:11: volumes must be a list of strings"},
@@ -149,7 +153,9 @@ TEST_F(Configuration, TheDefaultServerMustBeOneOfTheTree) {
 }
 
 TEST_F(Configuration, ATraceTellsHowLongTheFileTook) {
-    folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n\ndn: ou=x,o=acme\nobjectClass: organizationalUnit\nou: x\n");
+    folder.write(
+        "acme.ldif",
+        "dn: o=acme\nobjectClass: organization\no: acme\n\ndn: ou=x,o=acme\nobjectClass: organizationalUnit\nou: x\n");
     configure(std::string("trace = true\n") + acme_tree);
     ::testing::internal::CaptureStderr();
     EXPECT_EQ("x.acme", canonical(context(), "x.acme"));

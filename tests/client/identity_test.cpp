@@ -58,6 +58,9 @@ TEST_F(Identity, RefusedLogins) {
         {"plain.sales.acme", "secret", ZKE_WRONG_PASSWORD},
         {"loop1.acme", "secret", ZKE_BAD_DIRECTORY_DATA},
         {"dangling.acme", "secret", ZKE_NO_SUCH_ENTRY},
+        {"[Root]", "secret", ZKE_NO_SUCH_ENTRY},
+        {".[Root]", "", ZKE_NO_SUCH_ENTRY},
+        {"empty.sales.acme", "", ZKE_WRONG_PASSWORD},
     };
     uint32_t handle = context();
     for (auto &c : cases) {
@@ -99,6 +102,52 @@ TEST_F(Identity, OneIdentityATree) {
     EXPECT_EQ(ZK_OK, login(context(session_flags, "BRANCH_TREE"), "kim.shop", "secret"));
     EXPECT_EQ("admin", who_am_i(handle));
     EXPECT_EQ("UID=kim.OU=shop", who_am_i(context(0x13, "branch_tree")));
+}
+
+// The same users in three trees: "secret" is jdoe's password in the first and kim's in the others.
+std::string three_trees() {
+    const std::string data = SOURCE_DIR "/tests/client/data/",
+                      branch = data + "branch.ldif\"\nbase = \"dc=branch,dc=example\"\n";
+    return "[[tree]]\nname = \"ACME\"\nldif = \"" + data + "acme.ldif\"\n[[tree]]\nname = \"OPEN\"\nldif = \"" +
+           branch + "share_password = true\n[[tree]]\nname = \"CLOSED\"\nldif = \"" + branch;
+}
+
+TEST_F(Identity, TheLoginsPasswordGoesToNoOtherTreeUnasked) {
+    configure(three_trees());
+    ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+    EXPECT_EQ(ZKE_NO_ACCESS, login(context(session_flags, "CLOSED"), "kim.shop", "secret"));
+    EXPECT_EQ("CLOSED: the password of the login was not sent: the tree has no share_password", last_error());
+    EXPECT_EQ(ZK_OK, login(context(session_flags, "CLOSED"), "kim.shop", "secret")) << "typed by the person";
+}
+
+TEST_F(Identity, EveryChangeOfTreeIsAFirstAttempt) {
+    configure(three_trees());
+    ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+    uint32_t there = context(session_flags, "CLOSED"), probe = context();
+    EXPECT_EQ(ZKE_NO_ACCESS, login(there, "kim.shop", "secret"));
+    ZKDSCanDSAuthenticate(there);
+    EXPECT_EQ(ZKE_NO_ACCESS, login(there, "kim.shop", "secret"));
+    ZKDSFreeContext(probe);
+    EXPECT_EQ(ZKE_NO_ACCESS, login(there, "kim.shop", "secret"));
+    EXPECT_EQ(ZKE_WRONG_PASSWORD, login(there, "kim.shop", "another")) << "only the login's is held back";
+}
+
+TEST_F(Identity, ATreeThatSharesOpensNoOther) {
+    configure(three_trees());
+    ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+    EXPECT_EQ(ZK_OK, login(context(session_flags, "OPEN"), "kim.shop", "secret"));
+    EXPECT_EQ(ZKE_NO_ACCESS, login(context(session_flags, "CLOSED"), "kim.shop", "secret"));
+}
+
+TEST_F(Identity, AnotherLoginToTheFirstTreeDoesNotFreeThePassword) {
+    configure(three_trees());
+    uint32_t handle = context();
+    ASSERT_EQ(ZK_OK, login(handle, "jdoe.sales.acme", "secret"));
+    ASSERT_EQ(ZK_OK, ZKDSLogout(handle));
+    ASSERT_EQ(ZK_OK, login(handle, "admin.[Root]", "root-pw"));
+    EXPECT_EQ(ZKE_NO_ACCESS, login(context(session_flags, "CLOSED"), "kim.shop", "secret"));
+    ASSERT_EQ(ZK_OK, ZKDSLogout(handle));
+    EXPECT_EQ(ZK_OK, login(handle, "jdoe.sales.acme", "secret")) << "the login's own tree";
 }
 
 TEST_F(Identity, ALoginAuthenticatesTheTreesOwnServer) {

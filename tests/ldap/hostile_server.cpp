@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <stdexcept>
 #include <string_view>
 
@@ -15,6 +16,8 @@ namespace {
 
 using namespace std::string_literals;
 using namespace std::string_view_literals;
+
+constexpr size_t shared_size = 4 * sizeof(int); // connections, binds, searches, extended requests
 
 sockaddr_in loopback(int port) {
     sockaddr_in address = {};
@@ -41,9 +44,14 @@ void drip(int client) {
     }
 }
 
-// With its length before it; for short texts.
+// With its length before it.
 std::string sized(const std::string &text) {
-    return static_cast<char>(text.size()) + text;
+    if (text.size() < 0x80) return static_cast<char>(text.size()) + text;
+    return "\x82"s + static_cast<char>(text.size() >> 8) + static_cast<char>(text.size() & 0xFF) + text;
+}
+
+std::string result(char operation, int code, const std::string &more = "") {
+    return operation + sized("\x0A\x01"s + static_cast<char>(code) + "\x04\0\x04\0"s + more);
 }
 
 [[noreturn]] void stay_silent() {
@@ -95,6 +103,27 @@ void refer_on(int client, int port) {
     }
 }
 
+// One request at a time, which is all that a login sends.
+void answer_by_script(int client, const Scripted &script, volatile int *counts) {
+    struct Kind {
+        int operation;
+        const std::vector<Scripted::Answer> &answers;
+        volatile int &asked;
+    } kinds[] = {
+        {0x60, script.binds, counts[0]}, {0x63, script.searches, counts[1]}, {0x77, script.extended, counts[2]}};
+    unsigned char bytes[65536];
+    for (ssize_t got; (got = recv(client, bytes, sizeof bytes, 0)) > 0;) {
+        size_t number = (bytes[1] & 0x80) != 0 ? 4 + (bytes[1] & 0x7Fu) : 4;
+        for (Kind &kind : kinds) {
+            if (operation(bytes, got) != kind.operation || kind.answers.empty()) continue;
+            const size_t turn = std::min(static_cast<size_t>(kind.asked), kind.answers.size() - 1);
+            kind.asked = kind.asked + 1;
+            for (const std::string &part : kind.answers[turn])
+                say(client, "\x30" + sized("\x02\x01"s + static_cast<char>(bytes[number]) + part));
+        }
+    }
+}
+
 void serve(int client, Hostility hostility, int behind, int port) {
     switch (hostility) {
         case Hostility::Silent:
@@ -130,8 +159,39 @@ void serve(int client, Hostility hostility, int behind, int port) {
 
 } // namespace
 
+std::string Scripted::bound(int code) {
+    return result('\x61', code);
+}
+
+std::string Scripted::done(int code) {
+    return result('\x65', code);
+}
+
+std::string Scripted::entry(const std::string &dn, const std::vector<std::pair<std::string, std::string>> &attributes) {
+    std::string list;
+    for (const auto &[name, value] : attributes)
+        list += "\x30" + sized("\x04" + sized(name) + "\x31" + sized("\x04" + sized(value)));
+    return "\x64" + sized("\x04" + sized(dn) + "\x30" + sized(list));
+}
+
+std::string Scripted::youAre(const std::string &who) {
+    return result('\x78', 0, "\x8B" + sized(who));
+}
+
+std::string Scripted::unknown() {
+    return result('\x78', 2);
+}
+
 HostileServer::HostileServer(Hostility hostility, int behind) {
-    void *shared = mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    start([&](int client) { serve(client, hostility, behind, port); });
+}
+
+HostileServer::HostileServer(const Scripted &script) {
+    start([&](int client) { answer_by_script(client, script, taken + 1); });
+}
+
+void HostileServer::start(const std::function<void(int client)> &serveClient) {
+    void *shared = mmap(nullptr, shared_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (shared == MAP_FAILED) throw std::runtime_error("no shared memory for the hostile server");
     taken = static_cast<volatile int *>(shared);
     int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -152,7 +212,7 @@ HostileServer::HostileServer(Hostility hostility, int behind) {
             if (fork() == 0) {
                 prctl(PR_SET_PDEATHSIG, SIGKILL);
                 close(listener);
-                serve(client, hostility, behind, port);
+                serveClient(client);
                 _exit(0);
             }
             close(client);
@@ -164,5 +224,5 @@ HostileServer::HostileServer(Hostility hostility, int behind) {
 HostileServer::~HostileServer() {
     ::kill(process, SIGKILL); // its connections go with it
     waitpid(process, nullptr, 0);
-    munmap(const_cast<int *>(taken), sizeof(int));
+    munmap(const_cast<int *>(taken), shared_size);
 }

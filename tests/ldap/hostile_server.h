@@ -3,7 +3,10 @@
 #define TESTS_LDAP_HOSTILE_SERVER_H
 
 #include <sys/types.h>
+#include <functional>
 #include <string>
+#include <utility>
+#include <vector>
 
 enum class Hostility {
     Silent,          // takes the connection and says nothing
@@ -17,9 +20,25 @@ enum class Hostility {
     DiesAtSearch,    // passes everything on to `behind`, and dies at the second search
 };
 
+// What a server answers to its first request of a kind, to the second and so on, the last one for good. An answer is a
+// list of operations as they stand in LDAP messages.
+struct Scripted {
+    using Answer = std::vector<std::string>;
+    std::vector<Answer> binds;
+    std::vector<Answer> searches;
+    std::vector<Answer> extended;
+
+    static std::string bound(int code = 0);
+    static std::string done(int code = 0); // the end of a search
+    static std::string entry(const std::string &dn, const std::vector<std::pair<std::string, std::string>> &attributes);
+    static std::string youAre(const std::string &who); // the answer to "Who am I?"
+    static std::string unknown();                      // of an extended request
+};
+
 class HostileServer {
   public:
     explicit HostileServer(Hostility hostility, int behind = 0);
+    explicit HostileServer(const Scripted &script);
     ~HostileServer();
     HostileServer(const HostileServer &) = delete;
     HostileServer &operator=(const HostileServer &) = delete;
@@ -30,8 +49,12 @@ class HostileServer {
 
     // How many connections it has taken.
     int connections() const { return *taken; }
+    // How many logins it has answered by its script.
+    int logins() const { return taken[1]; }
 
   private:
+    void start(const std::function<void(int client)> &serveClient);
+
     volatile int *taken; // shared with the process
     int port = 0;
     pid_t process = -1;

@@ -26,6 +26,10 @@ Outcome LdapSite::login(const std::string &user, const std::string &password) {
     return loginWith({"--password-fd", "3", user}, password + "\n");
 }
 
+Outcome LdapSite::loginWithScript(const std::string &script) {
+    return loginWith({"--password-fd", "3", "--login-script", script, "jdoe.sales.acme"}, "sunflower\n");
+}
+
 Outcome LdapSite::loginWithoutPassword(const std::string &user) {
     return loginWith({user});
 }

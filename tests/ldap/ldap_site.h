@@ -24,6 +24,8 @@ class LdapSite : public ClientTest {
 
     // A login with qrtlogin, in a home of its own.
     Outcome login(const std::string &user = "jdoe.sales.acme", const std::string &password = "sunflower");
+    // The same with a script of the test's own in place of the user's.
+    Outcome loginWithScript(const std::string &script);
     // The same with nobody and nothing to give a password.
     Outcome loginWithoutPassword(const std::string &user = "jdoe.sales.acme");
     // A login in this process.

@@ -31,8 +31,6 @@ cn: friends
 member: cn=jdoe,ou=sales,o=acme
 )";
 
-const std::string follow = "referrals = true\n";
-
 class LdapReferral : public LdapSite {
   protected:
     static std::string referral(const std::string &server) {
@@ -57,6 +55,11 @@ class LdapReferral : public LdapSite {
         return setup;
     }
     std::string caFile() { return "ca_file = \"" + certificates.path("ca.pem") + "\"\n"; }
+    // Referrals are followed; the user is told to the named servers.
+    std::string following(const std::string &named = "") {
+        return "referrals = true\n" + caFile() + "referral_servers = [" + (named.empty() ? "" : "\"" + named + "\"") +
+               "]\n";
+    }
     static std::vector<std::string> logins(Slapd *server) {
         std::vector<std::string> found;
         for (const std::string &operation : server->operations())
@@ -85,7 +88,7 @@ TEST_F(LdapReferral, IsNotFollowedUnlessTheConfigurationSaysSo) {
 TEST_F(LdapReferral, IsFollowedWhereTheConfigurationSaysSo) {
     Slapd other(branch());
     Slapd server(referring(other.uri()));
-    onServers({server.uri()}, follow);
+    onServers({server.uri()}, following());
     ASSERT_EQ(loginHere(), ZK_OK) << lastError();
     EXPECT_EQ(read(here, "kim.branch.acme", "Full Name"), std::vector<std::string>{"Kim Park"}) << lastError();
     EXPECT_EQ(read(here, "admin.acme", "Full Name"), std::vector<std::string>{"Pat Ashby"}) << lastError();
@@ -96,7 +99,7 @@ TEST_F(LdapReferral, IsFollowedWhereTheConfigurationSaysSo) {
 TEST_F(LdapReferral, TakesNoPasswordToAnotherServerInTheClear) {
     Slapd other(branch());
     Slapd server(referring(other.uri()));
-    onServers({server.uri()}, follow);
+    onServers({server.uri()}, following(other.uri()));
     ASSERT_EQ(loginHere(), ZK_OK) << lastError();
     EXPECT_EQ(read(here, "kim.branch.acme", "Full Name"), std::vector<std::string>{"Kim Park"}) << lastError();
     ASSERT_EQ(ZKDSLogout(here), ZK_OK);
@@ -116,7 +119,7 @@ TEST_F(LdapReferral, OverTlsTheUserIsTheSameThere) {
         "access to attrs=displayName by users read by * none\naccess to * by * read\n";
     Slapd other(setup);
     Slapd server(referring(other.uri("ldaps")));
-    onServers({server.uri()}, follow + caFile());
+    onServers({server.uri()}, following(other.uri("ldaps")));
     EXPECT_EQ(loginHere("kim.branch.acme", "wrong"), ZKE_WRONG_PASSWORD);
     ASSERT_EQ(loginHere("kim.branch.acme", "daisy"), ZK_OK) << lastError();
     EXPECT_EQ(who_am_i(here), "kim.branch.acme");
@@ -126,11 +129,28 @@ TEST_F(LdapReferral, OverTlsTheUserIsTheSameThere) {
     EXPECT_TRUE(read(here, "kim.branch.acme", "Full Name").empty());
 }
 
+// The attacker's server has a good certificate, the user's own entry with a password of the attacker's, and a name that
+// only the referral object tells.
+TEST_F(LdapReferral, NobodyIsToldToAServerThatTheConfigurationDoesNotName) {
+    Slapd attacker(securedBranch());
+    Slapd server(referring(attacker.uri("ldaps")));
+    onServers({server.uri()}, following("ldaps://127.0.0.1:" + std::to_string(server.port())));
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    EXPECT_EQ(read(here, "kim.branch.acme", "Full Name"), std::vector<std::string>{"Kim Park"}) << "asked as nobody";
+    ASSERT_EQ(ZKDSLogout(here), ZK_OK);
+    EXPECT_EQ(loginHere("kim.branch.acme", "daisy"), ZKE_REFERRAL_BROKEN);
+    EXPECT_EQ(lastError(), attacker.uri("ldaps") +
+                               ": the login was not sent: a referral leads there, and referral_servers does not name "
+                               "the server");
+    EXPECT_EQ(ZKLoginToFileServer(open_server("SRV2"), "kim.branch.acme", 256, "daisy"), ZKE_REFERRAL_BROKEN);
+    EXPECT_EQ(logins(&attacker), std::vector<std::string>());
+}
+
 TEST_F(LdapReferral, ACertificateIsVerifiedThereToo) {
     Slapd other(securedBranch());
     Slapd server(referring(other.uri("ldaps")));
     Certificates others;
-    onServers({server.uri()}, follow + "ca_file = \"" + others.path("ca.pem") + "\"\n");
+    onServers({server.uri()}, "referrals = true\nca_file = \"" + others.path("ca.pem") + "\"\n");
     EXPECT_EQ(loginHere("kim.branch.acme", "daisy"), ZKE_CERTIFICATE_REFUSED);
     EXPECT_THAT(lastError(), ::testing::AllOf(::testing::StartsWith(server.uri() + ": cannot follow referral: "),
                                               ::testing::HasSubstr("it is not signed by an authority in the CA file")));
@@ -146,7 +166,7 @@ TEST_F(LdapReferral, ALoopEnds) {
     Slapd::Setup there = referring(other.uri());
     there.port = port;
     Slapd server(there);
-    onServers({server.uri()}, follow);
+    onServers({server.uri()}, following());
     ASSERT_EQ(loginHere(), ZK_OK) << lastError();
     EXPECT_EQ(base_class(here, "kim.branch.acme"), "");
     EXPECT_EQ(lastCode, ZKE_REFERRAL_BROKEN);
@@ -158,7 +178,7 @@ TEST_F(LdapReferral, ALoopEnds) {
 TEST_F(LdapReferral, AChainThatGoesOnAndOnEnds) {
     HostileServer endless(Hostility::RefersOn);
     Slapd server(referring(endless.uri()));
-    onServers({server.uri()}, follow);
+    onServers({server.uri()}, following());
     ASSERT_EQ(loginHere(), ZK_OK) << lastError();
     EXPECT_EQ(base_class(here, "kim.branch.acme"), "");
     EXPECT_EQ(lastCode, ZKE_REFERRAL_BROKEN);
@@ -168,7 +188,7 @@ TEST_F(LdapReferral, AChainThatGoesOnAndOnEnds) {
 TEST_F(LdapReferral, ASilentServerBehindItCostsTheTimeLimitOnceAndHidesNothingElse) {
     HostileServer silent(Hostility::Silent);
     Slapd server(referring(silent.uri()));
-    onServers({server.uri()}, follow + "time_limit = 0.8\n");
+    onServers({server.uri()}, following() + "time_limit = 0.8\n");
     LdapDeadline start = LdapClock::now();
     ASSERT_EQ(loginHere(), ZK_OK) << lastError();
     EXPECT_EQ(read(here, "admin.acme", "Full Name"), std::vector<std::string>{"Pat Ashby"}) << lastError();
@@ -184,7 +204,7 @@ TEST_F(LdapReferral, TheNextOfItsServersIsUsed) {
     Slapd::Setup setup = referring("ldap://127.0.0.1:" + std::to_string(free_port()));
     setup.ldif += "ref: " + other.uri() + "/ou=branch,o=acme\n";
     Slapd server(setup);
-    onServers({server.uri()}, follow);
+    onServers({server.uri()}, following());
     ASSERT_EQ(loginHere(), ZK_OK) << lastError();
     EXPECT_EQ(read(here, "kim.branch.acme", "Full Name"), std::vector<std::string>{"Kim Park"}) << lastError();
 }

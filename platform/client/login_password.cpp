@@ -1,0 +1,72 @@
+#include "platform/client/login_password.h"
+
+#include <crypt.h>
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include "platform/client/password.h"
+
+namespace {
+
+struct LoginPasswords {
+    const Tree *tree = nullptr;      // the login's own
+    std::vector<std::string> hashes; // an empty one could not be made
+    const Tree *refused = nullptr;   // the tree that refused the last attempt
+};
+
+LoginPasswords &login() {
+    static LoginPasswords the_login;
+    return the_login;
+}
+
+// "{CRYPT}$5$...", empty when libcrypt cannot make one: it takes no password of over 512 bytes. With few rounds, since
+// every login waits for it, and the process has the password masked at the same time.
+std::string hash_of(const char *password) {
+    constexpr unsigned long rounds = 1000;
+    char salt[CRYPT_GENSALT_OUTPUT_SIZE];
+    if (crypt_gensalt_rn("$5$", rounds, nullptr, 0, salt, sizeof salt) == nullptr) {
+        return "";
+    }
+    auto data = std::make_unique<struct crypt_data>();
+    const char *hash = crypt_r(password, salt, data.get());
+    std::string kept = hash == nullptr || *hash == '*' ? "" : std::string("{CRYPT}") + hash;
+    explicit_bzero(data.get(), sizeof *data);
+    return kept;
+}
+
+bool is_known(const char *password) {
+    const std::vector<std::string> &hashes = login().hashes;
+    return std::any_of(hashes.begin(), hashes.end(),
+                       [password](const std::string &hash) { return password_matches(hash, password); });
+}
+
+} // namespace
+
+// A script can log somebody else in to the login's tree: what was kept before has to stay.
+void login_password_keep(const Tree *tree, const char *password) {
+    if (login().tree == nullptr) {
+        login().tree = tree;
+    }
+    if (login().tree == tree && *password != '\0' && !is_known(password)) {
+        login().hashes.push_back(hash_of(password));
+    }
+    login().refused = nullptr;
+}
+
+bool login_password_is_held_back(const Tree *tree, const char *password) {
+    const std::vector<std::string> &hashes = login().hashes;
+    if (tree == login().tree || tree == login().refused || tree->config.sharePassword ||
+        !tree->config.ldap.needsPassword() || *password == '\0') {
+        return false;
+    }
+    return is_known(password) || std::find(hashes.begin(), hashes.end(), "") != hashes.end();
+}
+
+void login_password_note_refusal(const Tree *tree) {
+    login().refused = tree;
+}
+
+void login_password_end_attempts() {
+    login().refused = nullptr;
+}

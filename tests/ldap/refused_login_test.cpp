@@ -1,0 +1,116 @@
+// Logins that a server lets pass although nobody has shown who they are, and servers that give way in the middle of
+// one.
+#include <gmock/gmock.h>
+
+#include "tests/ldap/hostile_server.h"
+#include "tests/ldap/ldap_site.h"
+
+namespace {
+
+const char jane[] = "cn=jdoe,ou=sales,o=acme";
+
+class LdapRefusal : public LdapSite {
+  protected:
+    LdapRefusal() { defaultServer = ""; }
+
+    static Scripted::Answer janesEntry() {
+        return {Scripted::entry(jane, {{"objectClass", "person"}, {"cn", "jdoe"}, {"sn", "Doe"}}), Scripted::done()};
+    }
+    void onScript(const HostileServer &server) { onServers({server.uri()}, "base = \"o=acme\"\n"); }
+};
+
+// What a server says to "Who am I?" when it has taken the login and checked nothing.
+class LdapAnonymous : public LdapRefusal, public ::testing::WithParamInterface<const char *> {};
+
+} // namespace
+
+TEST_F(LdapRefusal, TheRootIsNoUserWhereAnonymousLoginsMayHavePasswords) {
+    Slapd::Setup setup = sample();
+    setup.global = "allow bind_anon_cred\n";
+    Slapd server(setup);
+    onServers({server.uri()});
+    for (const char *name : {"[Root]", ".[Root]", "[root]"})
+        for (const char *password : {"sunflower", ""}) {
+            EXPECT_EQ(loginHere(name, password), ZKE_NO_SUCH_ENTRY) << name;
+            EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
+        }
+    EXPECT_EQ(loginHere("jdoe.sales.acme", ""), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(ZKLoginToFileServer(open_server("SRV2"), "[Root]", 256, "sunflower"), ZKE_NO_SUCH_ENTRY);
+    EXPECT_EQ(login("[Root]", "sunflower").status, 5);
+    ASSERT_EQ(loginHere(), ZK_OK) << lastError();
+    for (const std::string &operation : server.operations())
+        EXPECT_THAT(operation, ::testing::Not(::testing::StartsWith("BIND dn=\"\" method=128")));
+}
+
+TEST_F(LdapRefusal, TheBaseOfTheTreeIsNoUserEither) {
+    Slapd server(sample());
+    onServers({server.uri()}, "base = \"o=acme\"\n");
+    EXPECT_EQ(loginHere("[Root]", "sunflower"), ZKE_NO_SUCH_ENTRY);
+}
+
+TEST_P(LdapAnonymous, IsNoLogin) {
+    HostileServer server(Scripted{{{Scripted::bound()}}, {janesEntry()}, {{Scripted::youAre(GetParam())}}});
+    onScript(server);
+    EXPECT_EQ(loginHere("jdoe.sales", "anything"), ZKE_NO_ACCESS);
+    EXPECT_EQ(lastError(), server.uri() +
+                               ": the server answers the login of cn=jdoe,ou=sales,o=acme as an anonymous "
+                               "one: it has not checked the password");
+    EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers, LdapAnonymous, ::testing::Values("", "dn:"));
+
+TEST_F(LdapRefusal, AServerThatNoLongerShowsTheUserHasTakenThePassword) {
+    constexpr int size_limit_exceeded = 4;
+    HostileServer server(Scripted{{{Scripted::bound()}},
+                                  {janesEntry(), {Scripted::done(size_limit_exceeded)}, {Scripted::done()}},
+                                  {{Scripted::unknown()}}});
+    onScript(server);
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_NO_ACCESS);
+    EXPECT_EQ(lastError(),
+              "ACME: the server has taken the login of CN=jdoe.OU=sales and does not show that user the user's own "
+              "entry");
+    EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
+}
+
+TEST_F(LdapRefusal, AServerThatFailsAfterTheLoginIsNoWrongPassword) {
+    constexpr int busy = 51;
+    HostileServer server(
+        Scripted{{{Scripted::bound()}}, {janesEntry(), {Scripted::done(busy)}}, {{Scripted::unknown()}}});
+    onScript(server);
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_DIRECTORY_UNREACHABLE);
+    EXPECT_THAT(lastError(), ::testing::HasSubstr("the server reports: Server is busy"));
+    EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
+}
+
+TEST_F(LdapRefusal, AServerThatHidesTheUserFromALaterLoginLeavesWhoWasLoggedIn) {
+    HostileServer server(
+        Scripted{{{Scripted::bound()}}, {janesEntry(), janesEntry(), {Scripted::done()}}, {{Scripted::unknown()}}});
+    onScript(server);
+    ASSERT_EQ(loginHere("jdoe.sales", "sunflower"), ZK_OK) << lastError();
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_NO_ACCESS);
+    EXPECT_EQ(who_am_i(here), "jdoe.sales");
+}
+
+// The script names the tree and the user: a server that records what it is told.
+TEST_F(LdapRefusal, AScriptSendsTheLoginsPasswordToNoOtherTree) {
+    HostileServer attacker(Scripted{{{Scripted::bound()}}, {janesEntry()}, {{Scripted::unknown()}}});
+    home.write("steal.qrt", "TREE EVIL/.jdoe.sales\nTREE EVIL/.jdoe.sales\nWRITE \"after\"\n");
+    const std::string trees = "[[tree]]\nname = \"ACME\"\nldif = \"" SOURCE_DIR
+                              "/examples/acme/acme.ldif\"\n[[tree]]\nname = \"EVIL\"\nbase = \"o=acme\"\nuris = [\"" +
+                              attacker.uri() + "\"]\nallow_cleartext_loopback = true\n";
+    environment["ZKCLIENT_CONF"] = folder.path("client.toml");
+    configure(trees);
+    EXPECT_THAT(loginWithScript(home.path("steal.qrt")).out, ::testing::HasSubstr("after"));
+    EXPECT_EQ(attacker.logins(), 0);
+    configure(trees + "share_password = true\n");
+    EXPECT_THAT(loginWithScript(home.path("steal.qrt")).out, ::testing::HasSubstr("after"));
+    EXPECT_EQ(attacker.logins(), 1) << "the tree that the site has chosen";
+}
+
+TEST_F(LdapRefusal, AServerThatCannotSayWhoTheUserIsIsBelieved) {
+    HostileServer server(Scripted{{{Scripted::bound()}}, {janesEntry()}, {{Scripted::unknown()}}});
+    onScript(server);
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZK_OK) << lastError();
+    EXPECT_EQ(who_am_i(here), "jdoe.sales");
+}
