@@ -88,6 +88,16 @@ class Table {
         return *value;
     }
 
+    // Days, with or without a fraction.
+    double days(const char *key, double otherwise) {
+        const toml::node *node = get(key);
+        std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
+        if (!value || !(*value > 0 && *value <= 3650)) {
+            refuse(key, catalogue_format("%s must be a number of days, above 0 and at most 3650", key));
+        }
+        return *value;
+    }
+
     // A table of texts.
     std::vector<std::pair<std::string, std::string>> pairs(const char *key) {
         std::vector<std::pair<std::string, std::string>> found;
@@ -190,6 +200,7 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ldap.external = table.flag("sasl_external", ldap.external);
     ldap.gssapi = table.flag("sasl_gssapi", ldap.gssapi);
     ldap.offline = table.flag("offline", ldap.offline);
+    ldap.offlineDays = table.days("offline_days", ldap.offlineDays);
     check_uris(table, ldap);
     ldap.searchBase = table.text("search_base", "");
     Name searched;

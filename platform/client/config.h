@@ -19,6 +19,7 @@ struct ConfigLdap {
     double retryAfter = 30;         // seconds for which a server that failed is passed over
     bool referrals = false;         // ask the servers that those of the tree refer to
     bool offline = false;
+    double offlineDays = 30; // a copy that is older serves no login
     bool needsPassword() const { return !gssapi && !external; }
     std::map<std::string, std::string> attributes; // the README's LDAP attribute -> its name in this tree
 };

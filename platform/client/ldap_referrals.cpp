@@ -75,6 +75,12 @@ void LdapReferrals::remember(const std::string &server, const LdapTrouble &troub
     down[server] = {LdapClock::now() + ldap_seconds(config.retryAfter), trouble.code, trouble.what()};
 }
 
+bool LdapReferrals::haveDistrusted() const {
+    return std::any_of(down.begin(), down.end(), [](const auto &server) {
+        return server.second.until > LdapClock::now() && ldap_is_distrust(server.second.code);
+    });
+}
+
 void LdapReferrals::refuseIfDown(const std::string &server) const {
     auto known = down.find(server);
     if (known != down.end() && known->second.until > LdapClock::now()) {

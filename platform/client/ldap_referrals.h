@@ -42,6 +42,9 @@ class LdapReferrals {
     // Somebody else asks from now on.
     void forget();
 
+    // Was one of the servers that are left alone for now not certain to be the site's own?
+    bool haveDistrusted() const;
+
   private:
     struct Down {
         LdapDeadline until;

@@ -66,6 +66,7 @@ bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline dead
         *answer = usable(*made, request(*made, deadline));
         connection = std::move(made);
         current = number;
+        servers[number].code = 0;
         return true;
     } catch (const LdapTrouble &trouble) {
         markDown(number, trouble);
@@ -107,6 +108,12 @@ void LdapServers::giveUp() const {
         sentences += (sentences.empty() ? "" : "; ") + server.sentence;
     }
     throw LdapTrouble(code, sentences);
+}
+
+bool LdapServers::haveDistrusted() const {
+    return referrals.haveDistrusted() || std::any_of(servers.begin(), servers.end(), [](const Server &server) {
+               return ldap_is_distrust(server.code);
+           });
 }
 
 LdapAnswer LdapServers::search(const LdapSearch &search) {

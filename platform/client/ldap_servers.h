@@ -28,11 +28,15 @@ class LdapServers {
     // From now on requests are made as nobody.
     void logout();
 
+    // When no server gave an answer: was one of them, or of those referred to, not certain to be the site's own? The
+    // code of servers that failed in different ways does not tell.
+    bool haveDistrusted() const;
+
   private:
     struct Server {
         std::string uri;
         LdapDeadline downUntil;
-        uint32_t code = 0;    // of its last failure
+        uint32_t code = 0;    // of its last failure, 0 once it answers again
         std::string sentence; // of its last failure
     };
     using Request = std::function<LdapAnswer(LdapConnection &, LdapDeadline)>;

@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "platform/client/errors.h"
+#include "platform/zk.h"
 
 using LdapClock = std::chrono::steady_clock;
 using LdapDeadline = LdapClock::time_point;
@@ -16,6 +17,11 @@ class LdapTrouble : public CodedError {
   public:
     using CodedError::CodedError;
 };
+
+// Is it a server that could not prove to be the site's own, rather than none that answers?
+inline bool ldap_is_distrust(uint32_t code) {
+    return code == ZKE_CERTIFICATE_REFUSED || code == ZKE_TLS_REQUIRED;
+}
 
 inline LdapClock::duration ldap_seconds(double count) {
     return std::chrono::duration_cast<LdapClock::duration>(std::chrono::duration<double>(count));

@@ -1,6 +1,7 @@
 #include "platform/client/ldif_store.h"
 
 #include <unordered_map>
+#include <utility>
 
 #include "platform/catalogue.h"
 #include "platform/client/entry_find.h"
@@ -247,18 +248,28 @@ void LdifStore::add(const LdifRecord &record) {
     index_entry(static_cast<uint32_t>(nodes.size() - 1));
 }
 
+std::unique_ptr<LdifStore> load(LdifReader *reader, const Name &base) {
+    auto store = std::make_unique<LdifStore>(base);
+    LdifRecord record;
+    while (reader->next(&record)) {
+        store->add(record);
+    }
+    return store;
+}
+
 } // namespace
 
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
                                                 size_t *objects) {
-    auto store = std::make_unique<LdifStore>(base);
     LdifReader reader(path, shown);
-    LdifRecord record;
-    while (reader.next(&record)) {
-        store->add(record);
-    }
+    std::unique_ptr<LdifStore> store = load(&reader, base);
     if (objects != nullptr) {
         *objects = store->size();
     }
     return store;
+}
+
+std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base) {
+    LdifReader reader(std::move(text), shown);
+    return load(&reader, base);
 }

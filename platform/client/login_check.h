@@ -7,6 +7,9 @@
 // Logs the user in to the tree; `*user` becomes the entry as the user may read it. The results are those below.
 uint32_t login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password);
 
+// Is the account locked, disabled or expired?
+bool login_is_locked(const Entry &user);
+
 // Only checks, for a login elsewhere: ZK_OK, ZKE_WRONG_PASSWORD, or, only for the right password, ZKE_ACCOUNT_LOCKED.
 uint32_t login_check(DirectoryStore *store, const Entry &user, const char *password);
 

@@ -69,6 +69,8 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {servers("[\"ldap://a\"]", "start_tls = 1"), "4:13: start_tls must be true or false"},
         {servers("[\"ldap://a\"]", "time_limit = 0"), "4:14: time_limit must be a number of seconds, above 0"},
         {servers("[\"ldap://a\"]", "retry_after = \"1\""), "4:15: retry_after must be a number of seconds"},
+        {servers("[\"ldap://a\"]", "offline_days = 0"), "4:16: offline_days must be a number of days, above 0"},
+        {servers("[\"ldap://a\"]", "offline_days = 3651"), "4:16: offline_days must be a number of days, above 0"},
         {servers("[\"ldap://a\"]", "search_base = \"acme\""), "4:15: malformed DN"},
         {servers("[\"ldap://a\"]", "attributes = 1"), "4:14: attributes must be a table of texts"},
         {servers("[\"ldap://a\"]", "attributes = { full = \"cn\" }"), "4:14: full = \"cn\": not an attribute"},
@@ -105,16 +107,20 @@ TEST_F(Configuration, ATreeOnServersHasItsDefaultsAndItsOwnValues) {
     EXPECT_EQ(plain.caFile, "/etc/ssl/certs/ca-certificates.crt");
     EXPECT_EQ(plain.timeLimit, 5);
     EXPECT_EQ(plain.retryAfter, 30);
+    EXPECT_EQ(plain.offlineDays, 30);
     EXPECT_FALSE(plain.startTls || plain.cleartextLoopback || plain.external || plain.offline);
 
-    folder.write("d.toml",
-                 servers("[\"ldap://a\"]",
-                         "ca_file = \"ca.pem\"\nstart_tls = true\ntime_limit = 0.5\nretry_after = 7\noffline = "
-                         "true\nallow_cleartext_loopback = true\nattributes = { DISPLAYNAME = \"gecos\" }"));
+    folder.write(
+        "d.toml",
+        servers(
+            "[\"ldap://a\"]",
+            "ca_file = \"ca.pem\"\nstart_tls = true\ntime_limit = 0.5\nretry_after = 7\noffline_days = 2\noffline = "
+            "true\nallow_cleartext_loopback = true\nattributes = { DISPLAYNAME = \"gecos\" }"));
     ConfigLdap own = config_load(folder.path("d.toml")).trees.at(0).ldap;
     EXPECT_EQ(own.caFile, folder.path("ca.pem")) << "relative to the folder of the configuration";
     EXPECT_EQ(own.timeLimit, 0.5);
     EXPECT_EQ(own.retryAfter, 7);
+    EXPECT_EQ(own.offlineDays, 2);
     EXPECT_TRUE(own.startTls && own.cleartextLoopback && own.offline);
     EXPECT_EQ(own.attributes, (std::map<std::string, std::string>{{"displayName", "gecos"}}));
 }
@@ -143,7 +149,9 @@ TEST_F(Configuration, TheDefaultServerMustBeOneOfTheTree) {
 }
 
 TEST_F(Configuration, ATraceTellsHowLongTheFileTook) {
-    folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n\ndn: ou=x,o=acme\nobjectClass: organizationalUnit\nou: x\n");
+    folder.write(
+        "acme.ldif",
+        "dn: o=acme\nobjectClass: organization\no: acme\n\ndn: ou=x,o=acme\nobjectClass: organizationalUnit\nou: x\n");
     configure(std::string("trace = true\n") + acme_tree);
     ::testing::internal::CaptureStderr();
     EXPECT_EQ("x.acme", canonical(context(), "x.acme"));
