@@ -254,6 +254,8 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
         table.refuse("base", catalogue_text("malformed DN"));
     }
     tree.defaultServer = table.text("default_server", "");
+    tree.anyText = table.flag("any_text", tree.anyText);
+    tree.anyPath = table.flag("any_path", tree.anyPath);
     return tree;
 }
 

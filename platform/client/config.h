@@ -30,6 +30,8 @@ struct ConfigTree {
     std::string shown; // the same as the file spells it, for messages
     std::string base;  // DN, empty for none
     std::string defaultServer;
+    bool anyText = false; // hand out texts with control characters
+    bool anyPath = false; // hand out paths with control characters, or with what map takes for the end of an item
     ConfigLdap ldap;
 };
 

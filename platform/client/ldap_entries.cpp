@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/client/errors.h"
+#include "platform/client/plain_values.h"
 #include "platform/client/values.h"
 #include "platform/zk.h"
 
@@ -21,7 +22,8 @@ std::string without_fraction(const std::string &time) {
 
 } // namespace
 
-LdapEntries::LdapEntries(const ConfigLdap &config, const Name &treeBase) : base(treeBase) {
+LdapEntries::LdapEntries(const ConfigLdap &config, const Name &treeBase, bool takesAnyName)
+    : base(treeBase), anyName(takesAnyName) {
     for (const SchemaAttribute &row : schema_attributes()) {
         auto renamed = config.attributes.find(row.ldap);
         std::string name = renamed == config.attributes.end() ? row.ldap : renamed->second;
@@ -81,6 +83,9 @@ EntryPtr LdapEntries::make(const LdapEntry &read) const {
         }
     }
     entry->entryClass = schema_class_of(objectClasses);
+    if (!anyName && !entry_name_is_plain(*entry)) {
+        return nullptr;
+    }
     if (entry->is_class("Server") && entry_common_name(*entry).size() >= ZK_SERVER_NAME_SIZE) {
         return nullptr;
     }

@@ -8,6 +8,7 @@
 #include "platform/client/errors.h"
 #include "platform/client/ldif_reader.h"
 #include "platform/client/password.h"
+#include "platform/client/plain_values.h"
 #include "platform/client/values.h"
 #include "platform/zk.h"
 
@@ -22,7 +23,7 @@ struct Node {
 
 class LdifStore : public DirectoryStore {
   public:
-    explicit LdifStore(const Name &base) : root(base) {}
+    LdifStore(const Name &base, bool findsAnyName) : root(base), anyName(findsAnyName) {}
 
     void add(const LdifRecord &record);
     size_t size() const { return nodes.size(); }
@@ -36,6 +37,7 @@ class LdifStore : public DirectoryStore {
 
   private:
     const Node *lookup(const Name &name) const;
+    bool isShown(const Entry &entry) const { return anyName || entry_name_is_plain(entry); }
     Name parse_dn(const LdifRecord &record) const;
     void check_place(const LdifRecord &record, const Name &name) const;
     void add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const;
@@ -44,6 +46,7 @@ class LdifStore : public DirectoryStore {
     void count_at_parent(const Name &name);
 
     Name root;
+    bool anyName;
     std::vector<Node> nodes;
     std::unordered_map<std::string, uint32_t> byKey;               // name_key -> first node
     std::unordered_map<std::string, std::vector<uint32_t>> groups; // name_key of a member -> the groups' nodes
@@ -68,7 +71,7 @@ const Node *LdifStore::lookup(const Name &name) const {
 uint32_t LdifStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
     auto at = [this](const Name &wanted) -> EntryPtr {
         const Node *node = lookup(wanted);
-        return node == nullptr ? nullptr : node->entry;
+        return node == nullptr || !isShown(*node->entry) ? nullptr : node->entry;
     };
     return entry_find(name, aliases, root, at, at, entry);
 }
@@ -93,7 +96,8 @@ uint32_t LdifStore::groups_of(const Entry &entry, std::vector<Name> *found) {
 
 uint32_t LdifStore::find_server(std::string_view name, EntryPtr *server) {
     for (uint32_t number : servers) {
-        if (name.empty() || equal_nocase(entry_common_name(*nodes[number].entry), name)) {
+        const Entry &entry = *nodes[number].entry;
+        if (isShown(entry) && (name.empty() || equal_nocase(entry_common_name(entry), name))) {
             *server = nodes[number].entry;
             return ZK_OK;
         }
@@ -248,8 +252,8 @@ void LdifStore::add(const LdifRecord &record) {
     index_entry(static_cast<uint32_t>(nodes.size() - 1));
 }
 
-std::unique_ptr<LdifStore> load(LdifReader *reader, const Name &base) {
-    auto store = std::make_unique<LdifStore>(base);
+std::unique_ptr<LdifStore> load(LdifReader *reader, const Name &base, bool anyName) {
+    auto store = std::make_unique<LdifStore>(base, anyName);
     LdifRecord record;
     while (reader->next(&record)) {
         store->add(record);
@@ -260,9 +264,9 @@ std::unique_ptr<LdifStore> load(LdifReader *reader, const Name &base) {
 } // namespace
 
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
-                                                size_t *objects) {
+                                                size_t *objects, bool anyName) {
     LdifReader reader(path, shown);
-    std::unique_ptr<LdifStore> store = load(&reader, base);
+    std::unique_ptr<LdifStore> store = load(&reader, base, anyName);
     if (objects != nullptr) {
         *objects = store->size();
     }
@@ -271,5 +275,5 @@ std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const s
 
 std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base) {
     LdifReader reader(std::move(text), shown);
-    return load(&reader, base);
+    return load(&reader, base, true);
 }
