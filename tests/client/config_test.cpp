@@ -58,6 +58,8 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {"[[tree]]\nname = \"A_\"\nldif = \"a\"\n", "2:8: the name of a tree does not end in \"_\""},
         {tree + "[[tree]]\nname = \"acme\"\nldif = \"a\"\n", "5:8: the tree acme is there already"},
         {tree + "base = \"acme\"\n", "4:8: malformed DN"},
+        {tree + "any_text = 1\n", "4:12: any_text must be true or false"},
+        {tree + "any_path = 1\n", "4:12: any_path must be true or false"},
         {"trace = 1\n", "1:9: trace must be true or false"},
         {"[[server]]\nname = \"" + std::string(49, 'S') + "\"\n", "2:8: name must be there, with 1 to 48 bytes"},
         {"[[server]]\nname = \"S\"\nvolumes = \"SYS\"\n", "3:11: volumes must be a list of texts"},
