@@ -211,6 +211,7 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     if (ldap.caFile.empty() || ldap.caFile.front() != '/') {
         ldap.caFile = folder + ldap.caFile;
     }
+    ldap.localOwner = table.text("ldapi_owner", ldap.localOwner);
     ldap.startTls = table.flag("start_tls", ldap.startTls);
     ldap.cleartextLoopback = table.flag("allow_cleartext_loopback", ldap.cleartextLoopback);
     ldap.timeLimit = table.seconds("time_limit", ldap.timeLimit);

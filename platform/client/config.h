@@ -11,6 +11,7 @@ struct ConfigLdap {
     std::vector<std::string> uris; // tried in this order; empty for a tree in an LDIF file
     std::string searchBase;        // DN below which searches are made; empty: the base, or what the server names
     std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
+    std::string localOwner = "openldap"; // who may be behind an ldapi socket, beside root and the process's own user
     bool startTls = false;
     bool cleartextLoopback = false; // passwords may cross a loopback connection in the clear
     bool external = false;          // ldapi: the user is whom the server takes the process's user for

@@ -50,6 +50,7 @@ class LdapReferrals {
         LdapDeadline until;
         uint32_t code;
         std::string sentence;
+        bool distrusted;
     };
     struct Step {
         std::vector<std::string> uris; // any of them will do

@@ -29,7 +29,7 @@ LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
 
 LdapServers::LdapServers(const ConfigLdap &configuration) : config(configuration), referrals(configuration) {
     for (const std::string &uri : config.uris) {
-        servers.push_back({uri, LdapDeadline::min(), 0, ""});
+        servers.push_back({uri, LdapDeadline::min(), 0, "", false});
     }
 }
 
@@ -37,6 +37,7 @@ void LdapServers::markDown(size_t number, const LdapTrouble &trouble) {
     servers[number].downUntil = LdapClock::now() + ldap_seconds(config.retryAfter);
     servers[number].code = trouble.code;
     servers[number].sentence = trouble.what();
+    servers[number].distrusted = trouble.distrusted;
 }
 
 // False: the connection is gone, and the request may be tried again, at the same server too when `connection` was idle.
@@ -66,7 +67,7 @@ bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline dead
         *answer = usable(*made, request(*made, deadline));
         connection = std::move(made);
         current = number;
-        servers[number].code = 0;
+        servers[number].distrusted = false;
         return true;
     } catch (const LdapTrouble &trouble) {
         markDown(number, trouble);
@@ -111,9 +112,8 @@ void LdapServers::giveUp() const {
 }
 
 bool LdapServers::haveDistrusted() const {
-    return referrals.haveDistrusted() || std::any_of(servers.begin(), servers.end(), [](const Server &server) {
-               return ldap_is_distrust(server.code);
-           });
+    return referrals.haveDistrusted() ||
+           std::any_of(servers.begin(), servers.end(), [](const Server &server) { return server.distrusted; });
 }
 
 LdapAnswer LdapServers::search(const LdapSearch &search) {

@@ -36,8 +36,9 @@ class LdapServers {
     struct Server {
         std::string uri;
         LdapDeadline downUntil;
-        uint32_t code = 0;    // of its last failure, 0 once it answers again
-        std::string sentence; // of its last failure
+        uint32_t code = 0;       // of its last failure
+        std::string sentence;    // of its last failure
+        bool distrusted = false; // as in LdapTrouble, of its last failure
     };
     using Request = std::function<LdapAnswer(LdapConnection &, LdapDeadline)>;
 

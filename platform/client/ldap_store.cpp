@@ -330,7 +330,7 @@ uint32_t LdapStore::check_password(const Entry &entry, const char *password) {
 
 // A server that nobody can hear is one thing, a server that is not the site's own another.
 bool LdapStore::mayUseCopy(const LdapTrouble &trouble) const {
-    return !ldap_is_distrust(trouble.code) && !servers.haveDistrusted();
+    return !trouble.distrusted && !servers.haveDistrusted();
 }
 
 // A password that was changed, an account that was locked: pulling the plug must not bring them back.

@@ -15,13 +15,13 @@ using LdapDeadline = LdapClock::time_point;
 // A request that a server did not answer as it should.
 class LdapTrouble : public CodedError {
   public:
-    using CodedError::CodedError;
-};
+    LdapTrouble(uint32_t resultCode, const std::string &sentence, bool isDistrusted = false)
+        : CodedError(resultCode, sentence),
+          distrusted(isDistrusted || resultCode == ZKE_CERTIFICATE_REFUSED || resultCode == ZKE_TLS_REQUIRED) {}
 
-// Is it a server that could not prove to be the site's own, rather than none that answers?
-inline bool ldap_is_distrust(uint32_t code) {
-    return code == ZKE_CERTIFICATE_REFUSED || code == ZKE_TLS_REQUIRED;
-}
+    // The server could not prove to be the site's own, which is something else than a server that does not answer.
+    const bool distrusted;
+};
 
 inline LdapClock::duration ldap_seconds(double count) {
     return std::chrono::duration_cast<LdapClock::duration>(std::chrono::duration<double>(count));

@@ -110,19 +110,19 @@ TEST_F(Configuration, ATreeOnServersHasItsDefaultsAndItsOwnValues) {
     EXPECT_EQ(plain.timeLimit, 5);
     EXPECT_EQ(plain.retryAfter, 30);
     EXPECT_EQ(plain.offlineDays, 30);
+    EXPECT_EQ(plain.localOwner, "openldap");
     EXPECT_FALSE(plain.startTls || plain.cleartextLoopback || plain.external || plain.offline);
 
-    folder.write(
-        "d.toml",
-        servers(
-            "[\"ldap://a\"]",
-            "ca_file = \"ca.pem\"\nstart_tls = true\ntime_limit = 0.5\nretry_after = 7\noffline_days = 2\noffline = "
-            "true\nallow_cleartext_loopback = true\nattributes = { DISPLAYNAME = \"gecos\" }"));
+    folder.write("d.toml", servers("[\"ldap://a\"]",
+                                   "ca_file = \"ca.pem\"\nstart_tls = true\ntime_limit = 0.5\nretry_after = "
+                                   "7\nldapi_owner = \"dirsrv\"\noffline_days = 2\noffline = "
+                                   "true\nallow_cleartext_loopback = true\nattributes = { DISPLAYNAME = \"gecos\" }"));
     ConfigLdap own = config_load(folder.path("d.toml")).trees.at(0).ldap;
     EXPECT_EQ(own.caFile, folder.path("ca.pem")) << "relative to the folder of the configuration";
     EXPECT_EQ(own.timeLimit, 0.5);
     EXPECT_EQ(own.retryAfter, 7);
     EXPECT_EQ(own.offlineDays, 2);
+    EXPECT_EQ(own.localOwner, "dirsrv");
     EXPECT_TRUE(own.startTls && own.cleartextLoopback && own.offline);
     EXPECT_EQ(own.attributes, (std::map<std::string, std::string>{{"displayName", "gecos"}}));
 }
