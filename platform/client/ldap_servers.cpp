@@ -15,6 +15,21 @@ bool is_servers_trouble(int result) {
     return std::find(std::begin(results), std::end(results), result) != std::end(results);
 }
 
+// About what the answer takes in memory: many small values take more than their bytes.
+size_t memory_of(const LdapAnswer &answer) {
+    size_t bytes = 0;
+    for (const LdapEntry &entry : answer.entries) {
+        bytes += sizeof entry + entry.dn.size();
+        for (const auto &[name, values] : entry.attributes) {
+            bytes += sizeof name + name.size() + sizeof values;
+            for (const std::string &value : values) {
+                bytes += sizeof value + value.size();
+            }
+        }
+    }
+    return bytes;
+}
+
 LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
     if (is_servers_trouble(answer.result)) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
@@ -116,6 +131,16 @@ bool LdapServers::haveDistrusted() const {
            std::any_of(servers.begin(), servers.end(), [](const Server &server) { return server.distrusted; });
 }
 
+void LdapServers::count(const LdapAnswer &answer) {
+    counted += memory_of(answer);
+    if (counted > config.loginLimit) {
+        throw CodedError(ZKE_ANSWER_TOO_LARGE, // a server has answered: no reason to take a copy
+
+                         catalogue_format("%s: the answers since the login are larger than the client takes together",
+                                          servers[current].uri.c_str()));
+    }
+}
+
 LdapAnswer LdapServers::search(const LdapSearch &search) {
     LdapDeadline deadline = deadlineFromNow();
     LdapAnswer answer =
@@ -123,6 +148,7 @@ LdapAnswer LdapServers::search(const LdapSearch &search) {
     if (config.referrals) {
         referrals.follow(*connection, search, identity, deadline, &answer);
     }
+    count(answer);
     return answer;
 }
 
@@ -178,6 +204,7 @@ LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
         current = where;
         identity = std::move(asked);
         identityIsElsewhere = !origin.server.empty();
+        counted = 0;
         referrals.forget();
     }
     return answer;
@@ -187,5 +214,6 @@ void LdapServers::logout() {
     connection.reset();
     identity = LdapIdentity();
     identityIsElsewhere = false;
+    counted = 0;
     referrals.forget();
 }
