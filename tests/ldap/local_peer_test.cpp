@@ -55,7 +55,7 @@ class ForeignSocket {
         sockaddr_un address = {};
         address.sun_family = AF_UNIX;
         folder.path("ldapi").copy(address.sun_path, sizeof address.sun_path - 1);
-        if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(listener, 4) != 0)
+        if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(listener, 64) != 0)
             _exit(1);
         if (write(ready, "r", 1) != 1) _exit(1);
         for (;;) {
