@@ -88,6 +88,16 @@ class Table {
         return *value;
     }
 
+    // Days, with or without a fraction.
+    double days(const char *key, double otherwise) {
+        const toml::node *node = get(key);
+        std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
+        if (!value || !(*value > 0 && *value <= 3650)) {
+            refuse(key, catalogue_format("%s must be a number of days, above 0 and at most 3650", key));
+        }
+        return *value;
+    }
+
     // A table of texts.
     std::vector<std::pair<std::string, std::string>> pairs(const char *key) {
         std::vector<std::pair<std::string, std::string>> found;
@@ -225,6 +235,7 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ldap.external = table.flag("sasl_external", ldap.external);
     ldap.gssapi = table.flag("sasl_gssapi", ldap.gssapi);
     ldap.offline = table.flag("offline", ldap.offline);
+    ldap.offlineDays = table.days("offline_days", ldap.offlineDays);
     check_uris(table, ldap);
     ldap.searchBase = table.text("search_base", "");
     Name searched;
@@ -235,6 +246,7 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     if (ldap.caFile.empty() || ldap.caFile.front() != '/') {
         ldap.caFile = folder + ldap.caFile;
     }
+    ldap.localOwner = table.text("ldapi_owner", ldap.localOwner);
     ldap.startTls = table.flag("start_tls", ldap.startTls);
     ldap.cleartextLoopback = table.flag("allow_cleartext_loopback", ldap.cleartextLoopback);
     ldap.timeLimit = table.seconds("time_limit", ldap.timeLimit);
@@ -273,6 +285,8 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
     }
     tree.defaultServer = table.text("default_server", "");
     tree.sharePassword = table.flag("share_password", tree.sharePassword);
+    tree.anyText = table.flag("any_text", tree.anyText);
+    tree.anyPath = table.flag("any_path", tree.anyPath);
     return tree;
 }
 

@@ -11,6 +11,7 @@ struct ConfigLdap {
     std::vector<std::string> uris; // tried in this order; empty for a tree in an LDIF file
     std::string searchBase;        // DN below which searches are made; empty: the base, or what the server names
     std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
+    std::string localOwner = "openldap"; // who may be behind an ldapi socket, beside root and the process's own user
     bool startTls = false;
     bool cleartextLoopback = false;           // passwords may cross a loopback connection in the clear
     bool external = false;                    // ldapi: the user is whom the server takes the process's user for
@@ -19,7 +20,9 @@ struct ConfigLdap {
     double retryAfter = 30;                   // seconds for which a server that failed is passed over
     bool referrals = false;                   // ask the servers that those of the tree refer to
     std::vector<std::string> referralServers; // URIs of those that may be told who asks, beside `uris`
+    size_t loginLimit = size_t{512} << 20;    // bytes of memory for all answers of a login together; no key of the file
     bool offline = false;
+    double offlineDays = 30; // a copy that is older serves no login
     bool needsPassword() const { return !gssapi && !external; }
     std::map<std::string, std::string> attributes; // the README's LDAP attribute -> its name in this tree
 };
@@ -31,6 +34,8 @@ struct ConfigTree {
     std::string base;  // DN, empty for none
     std::string defaultServer;
     bool sharePassword = false; // scripts may try the password of another tree's login here
+    bool anyText = false;       // hand out texts with control characters
+    bool anyPath = false;       // hand out paths with control characters, or with what map takes for the end of an item
     ConfigLdap ldap;
 };
 

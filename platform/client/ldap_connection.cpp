@@ -137,7 +137,7 @@ LdapConnection::LdapConnection(const ConfigLdap &configuration, const std::strin
 
 void LdapConnection::open(LdapDeadline deadline) {
     ldap_waiting_for(address.text);
-    int descriptor = ldap_stream_connect(address, deadline, &loopback);
+    int descriptor = ldap_stream_connect(address, config.localOwner, deadline, &loopback);
     int protocol = address.local ? LDAP_PROTO_IPC : LDAP_PROTO_TCP;
     int result = ldap_init_fd(descriptor, protocol, address.text.c_str(), &ld);
     if (result != LDAP_SUCCESS) {

@@ -1,20 +1,19 @@
 #include "platform/client/ldap_copy.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
+#include <utility>
 
 #include "platform/client/errors.h"
 #include "platform/client/ldif_store.h"
+#include "platform/client/private_folder.h"
 
 namespace {
 
 constexpr const char *heading = "# zkclient copy 1 ";
+constexpr size_t file_limit = size_t{512} * 1024 * 1024;
 
 // Empty without a home directory, and in a privileged process.
 std::string cache_folder() {
@@ -24,35 +23,6 @@ std::string cache_folder() {
     }
     const char *home = secure_getenv("HOME");
     return home != nullptr && *home == '/' ? std::string(home) + "/.cache/brasca-zk" : "";
-}
-
-bool make_folders(const std::string &folder) {
-    for (size_t slash = folder.find('/', 1);; slash = folder.find('/', slash + 1)) {
-        mkdir(folder.substr(0, slash).c_str(), 0700);
-        if (slash == std::string::npos) {
-            struct stat made = {};
-            return stat(folder.c_str(), &made) == 0 && S_ISDIR(made.st_mode);
-        }
-    }
-}
-
-// Nobody but the user can have written it.
-bool is_private(const std::string &path) {
-    struct stat file = {};
-    return lstat(path.c_str(), &file) == 0 && S_ISREG(file.st_mode) && file.st_uid == geteuid() &&
-           (file.st_mode & 077) == 0;
-}
-
-bool write_all(int descriptor, const std::string &text) {
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t put = write(descriptor, text.data() + done, text.size() - done);
-        if (put <= 0) {
-            return false;
-        }
-        done += static_cast<size_t>(put);
-    }
-    return true;
 }
 
 std::string base64(const std::string &bytes) {
@@ -114,7 +84,7 @@ LdapCopy::LdapCopy(const ConfigTree &tree, const Name &treeBase, const std::stri
         settings.append("\n").append(name).append("=").append(site);
     }
     belongsTo = hash_text(settings);
-    path = folder + "/" + hash_text(settings + "\n" + kind) + ".ldif";
+    file = hash_text(settings + "\n" + kind) + ".ldif";
 }
 
 void LdapCopy::addParents(const Name &name, std::vector<std::string> *written, std::string *out) const {
@@ -156,28 +126,19 @@ std::string LdapCopy::text(const std::vector<EntryPtr> &entries) const {
 }
 
 void LdapCopy::write(const std::vector<EntryPtr> &entries) const {
-    if (folder.empty() || !make_folders(folder)) {
-        return;
-    }
-    std::string pattern = path + ".XXXXXX"; // made with mode 0600
-    int descriptor = mkostemp(pattern.data(), O_CLOEXEC);
-    if (descriptor < 0) {
-        return;
-    }
-    bool complete = write_all(descriptor, text(entries));
-    complete = close(descriptor) == 0 && complete;
-    if (!complete || rename(pattern.c_str(), path.c_str()) != 0) {
-        unlink(pattern.c_str());
-    }
+    PrivateFolder(folder, PrivateFolder::Make).replace(file, text(entries));
+}
+
+void LdapCopy::remove() const {
+    PrivateFolder(folder).remove(file);
 }
 
 std::unique_ptr<DirectoryStore> LdapCopy::read(time_t *written) const {
-    if (folder.empty() || !is_private(path)) {
+    LdifText ldif;
+    if (!PrivateFolder(folder).read(file, file_limit, &ldif.text)) {
         return nullptr;
     }
-    std::ifstream file(path);
-    std::string first;
-    std::getline(file, first);
+    const std::string first = ldif.text.substr(0, ldif.text.find('\n'));
     if (first.compare(0, strlen(heading), heading) != 0) {
         return nullptr;
     }
@@ -187,8 +148,14 @@ std::unique_ptr<DirectoryStore> LdapCopy::read(time_t *written) const {
         return nullptr;
     }
     try {
-        return ldif_store_load(path, path, base);
+        return ldif_store_load(std::move(ldif), file, base);
     } catch (const DataError &) {
         return nullptr;
     }
+}
+
+bool ldap_copy_is_recent(time_t written, double days) {
+    constexpr double day = 86400;
+    double age = difftime(time(nullptr), written);
+    return age >= -day && age <= days * day;
 }

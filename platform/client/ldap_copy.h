@@ -1,5 +1,6 @@
 // Copies of what was read from servers, as LDIF files of the user's own (mode 0600, below the user's cache folder). The
-// embedded directory serves them.
+// embedded directory serves them. What is not certain to be the user's own work counts as not there: whoever could put
+// a copy into the place of another would choose the password of a login.
 #ifndef PLATFORM_CLIENT_LDAP_COPY_H
 #define PLATFORM_CLIENT_LDAP_COPY_H
 
@@ -24,6 +25,8 @@ class LdapCopy {
     // The copy as a directory, null when there is none that can be used. `*written` is when it was made.
     std::unique_ptr<DirectoryStore> read(time_t *written) const;
 
+    void remove() const;
+
   private:
     std::string text(const std::vector<EntryPtr> &entries) const;
     void addEntry(const Entry &entry, std::vector<std::string> *written, std::string *out) const;
@@ -31,8 +34,12 @@ class LdapCopy {
 
     Name base;
     std::string folder; // empty: the user has no cache folder
-    std::string path;
+    std::string file;   // in the folder
     std::string belongsTo;
 };
+
+// Is a copy that was made at `written` at most so many days old? One from the future is not: who can set the clock back
+// would make it last forever. A day is left for clocks that are wrong, or in another time zone.
+bool ldap_copy_is_recent(time_t written, double days);
 
 #endif

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/client/errors.h"
+#include "platform/client/plain_values.h"
 #include "platform/client/values.h"
 #include "platform/zk.h"
 
@@ -15,7 +16,8 @@ constexpr const char *has_subordinates = "hasSubordinates";
 
 } // namespace
 
-LdapEntries::LdapEntries(const ConfigLdap &config, const Name &treeBase) : base(treeBase) {
+LdapEntries::LdapEntries(const ConfigLdap &config, const Name &treeBase, bool takesAnyName)
+    : base(treeBase), anyName(takesAnyName) {
     for (const SchemaAttribute &row : schema_attributes()) {
         auto renamed = config.attributes.find(row.ldap);
         std::string name = renamed == config.attributes.end() ? row.ldap : renamed->second;
@@ -76,6 +78,9 @@ EntryPtr LdapEntries::make(const LdapEntry &read) const {
         }
     }
     entry->entryClass = schema_class_of(objectClasses);
+    if (!anyName && !entry_name_is_plain(*entry)) {
+        return nullptr;
+    }
     const size_t serverName = entry_common_name(*entry).size();
     if (entry->is_class("Server") && (serverName == 0 || serverName >= ZK_SERVER_NAME_SIZE)) {
         return nullptr;

@@ -13,7 +13,8 @@
 
 class LdapEntries {
   public:
-    LdapEntries(const ConfigLdap &config, const Name &base);
+    // `anyName`: also entries with control characters in their names.
+    LdapEntries(const ConfigLdap &config, const Name &base, bool anyName = false);
 
     // The name that this tree gives to the attribute.
     const std::string &siteName(const char *ldap) const;
@@ -30,6 +31,7 @@ class LdapEntries {
     void add(const SchemaAttribute *row, const std::string &value, Entry *entry) const;
 
     Name base;
+    bool anyName;
     std::unordered_multimap<std::string, const SchemaAttribute *> rows; // by name_type of the tree's name
     std::unordered_map<const SchemaAttribute *, std::string> names;
 };

@@ -14,7 +14,7 @@ constexpr const char *leaf_types[] = {"cn", "uid", "ou"}; // the likely ones, in
 } // namespace
 
 LdapLookup::LdapLookup(const ConfigTree &config, const Name &base, LdapServers *askedServers)
-    : tree(config), root(base), entries(config.ldap, base), servers(*askedServers) {}
+    : tree(config), root(base), entries(config.ldap, base, config.anyText), servers(*askedServers) {}
 
 LdapAnswer LdapLookup::search(const Name &below, int scope, const std::string &filter, bool withMembers,
                               int sizeLimit) {

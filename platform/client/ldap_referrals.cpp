@@ -72,7 +72,14 @@ void LdapReferrals::forget() {
 }
 
 void LdapReferrals::remember(const std::string &server, const LdapTrouble &trouble) {
-    down[server] = {LdapClock::now() + ldap_seconds(config.retryAfter), trouble.code, trouble.what()};
+    down[server] = {LdapClock::now() + ldap_seconds(config.retryAfter), trouble.code, trouble.what(),
+                    trouble.distrusted};
+}
+
+bool LdapReferrals::haveDistrusted() const {
+    return std::any_of(down.begin(), down.end(), [](const auto &server) {
+        return server.second.until > LdapClock::now() && server.second.distrusted;
+    });
 }
 
 void LdapReferrals::refuseIfDown(const std::string &server) const {

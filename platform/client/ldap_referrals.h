@@ -44,11 +44,15 @@ class LdapReferrals {
     // Somebody else asks from now on.
     void forget();
 
+    // Was one of the servers that are left alone for now not certain to be the site's own?
+    bool haveDistrusted() const;
+
   private:
     struct Down {
         LdapDeadline until;
         uint32_t code;
         std::string sentence;
+        bool distrusted;
     };
     struct Step {
         std::vector<std::string> uris; // any of them will do

@@ -17,6 +17,21 @@ bool is_servers_trouble(int result) {
     return std::find(std::begin(results), std::end(results), result) != std::end(results);
 }
 
+// About what the answer takes in memory: many small values take more than their bytes.
+size_t memory_of(const LdapAnswer &answer) {
+    size_t bytes = 0;
+    for (const LdapEntry &entry : answer.entries) {
+        bytes += sizeof entry + entry.dn.size();
+        for (const auto &[name, values] : entry.attributes) {
+            bytes += sizeof name + name.size() + sizeof values;
+            for (const std::string &value : values) {
+                bytes += sizeof value + value.size();
+            }
+        }
+    }
+    return bytes;
+}
+
 LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
     if (is_servers_trouble(answer.result)) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
@@ -31,7 +46,7 @@ LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
 
 LdapServers::LdapServers(const ConfigLdap &configuration) : config(configuration), referrals(configuration) {
     for (const std::string &uri : config.uris) {
-        servers.push_back({uri, LdapDeadline::min(), 0, ""});
+        servers.push_back({uri, LdapDeadline::min(), 0, "", false});
     }
 }
 
@@ -39,6 +54,7 @@ void LdapServers::markDown(size_t number, const LdapTrouble &trouble) {
     servers[number].downUntil = LdapClock::now() + ldap_seconds(config.retryAfter);
     servers[number].code = trouble.code;
     servers[number].sentence = trouble.what();
+    servers[number].distrusted = trouble.distrusted;
 }
 
 // False: the connection is gone, and the request may be tried again, at the same server too when `connection` was idle.
@@ -68,6 +84,7 @@ bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline dead
         *answer = usable(*made, request(*made, deadline));
         connection = std::move(made);
         current = number;
+        servers[number].distrusted = false;
         return true;
     } catch (const LdapTrouble &trouble) {
         markDown(number, trouble);
@@ -112,6 +129,21 @@ void LdapServers::giveUp() const {
     throw LdapTrouble(code, sentences);
 }
 
+bool LdapServers::haveDistrusted() const {
+    return referrals.haveDistrusted() ||
+           std::any_of(servers.begin(), servers.end(), [](const Server &server) { return server.distrusted; });
+}
+
+void LdapServers::count(const LdapAnswer &answer) {
+    counted += memory_of(answer);
+    if (counted > config.loginLimit) {
+        throw CodedError(ZKE_ANSWER_TOO_LARGE, // a server has answered: no reason to take a copy
+
+                         catalogue_format("%s: the answers since the login are larger than the client takes together",
+                                          servers[current].uri.c_str()));
+    }
+}
+
 LdapAnswer LdapServers::search(const LdapSearch &search) {
     LdapWaiting waiting;
     const StartEnvironment started;
@@ -121,6 +153,7 @@ LdapAnswer LdapServers::search(const LdapSearch &search) {
     if (config.referrals) {
         referrals.follow(*connection, search, identity, deadline, &answer);
     }
+    count(answer);
     return answer;
 }
 
@@ -180,6 +213,7 @@ LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
         current = where;
         identity = std::move(asked);
         identityIsElsewhere = !origin.server.empty();
+        counted = 0;
         referrals.forget();
     }
     return answer;
@@ -189,5 +223,6 @@ void LdapServers::logout() {
     connection.reset();
     identity = LdapIdentity();
     identityIsElsewhere = false;
+    counted = 0;
     referrals.forget();
 }

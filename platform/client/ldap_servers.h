@@ -18,7 +18,8 @@ class LdapServers {
 
     // Both throw LdapTrouble when no server gave an answer: with the code of the failure when all failed alike,
     // otherwise ZKE_DIRECTORY_UNREACHABLE, and a sentence that tells what each server did.
-    // Where the configuration wants that, the answer holds what other servers have as well.
+    // Where the configuration wants that, the answer holds what other servers have as well. All answers since the last
+    // login or logout have a limit together, since most of them are kept: ZKE_ANSWER_TOO_LARGE.
     LdapAnswer search(const LdapSearch &search);
     // Asks whether the password is right; who is logged in stays so. `origin`: where the user's entry was found.
     LdapAnswer tryPassword(const LdapIdentity &identity, const LdapOrigin &origin);
@@ -28,12 +29,17 @@ class LdapServers {
     // From now on requests are made as nobody.
     void logout();
 
+    // When no server gave an answer: was one of them, or of those referred to, not certain to be the site's own? The
+    // code of servers that failed in different ways does not tell.
+    bool haveDistrusted() const;
+
   private:
     struct Server {
         std::string uri;
         LdapDeadline downUntil;
-        uint32_t code = 0;    // of its last failure
-        std::string sentence; // of its last failure
+        uint32_t code = 0;       // of its last failure
+        std::string sentence;    // of its last failure
+        bool distrusted = false; // as in LdapTrouble, of its last failure
     };
     using Request = std::function<LdapAnswer(LdapConnection &, LdapDeadline)>;
 
@@ -43,6 +49,7 @@ class LdapServers {
     LdapAnswer bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where);
     bool runOnCurrent(const Request &request, LdapDeadline deadline, LdapAnswer *answer);
     bool runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer);
+    void count(const LdapAnswer &answer);
     void markDown(size_t number, const LdapTrouble &trouble);
     [[noreturn]] void giveUp() const;
 
@@ -53,6 +60,7 @@ class LdapServers {
     LdapIdentity identity;
     bool identityIsElsewhere = false; // the tree's own servers do not know the user
     LdapReferrals referrals;
+    size_t counted = 0; // bytes of memory of the answers since the last login or logout
 };
 
 #endif

@@ -10,6 +10,7 @@
 #include "platform/client/ldap_filter.h"
 #include "platform/client/ldap_lookup.h"
 #include "platform/client/ldap_servers.h"
+#include "platform/client/login_check.h"
 #include "platform/client/offline_login.h"
 #include "platform/client/values.h"
 #include "platform/zk.h"
@@ -48,6 +49,8 @@ class LdapStore : public DirectoryStore {
     EntryPtr readUser(const Entry &asked);
     void readSession(const Entry &user);
     void readSite();
+    bool mayUseCopy(const LdapTrouble &trouble) const;
+    void noteRefusal(uint32_t code, const Name &user, const char *password) const;
     void refuseIfSiteIsMissing() const;
     void keepSite(const LdapAnswer &answer);
     uint32_t loginResult(const LdapAnswer &answer, const Entry &user) const;
@@ -88,9 +91,14 @@ EntryPtr LdapStore::fromSiteCopy(const Name &name, Aliases aliases) {
         time_t written = 0;
         siteFromCopy = siteCopy.read(&written);
         time_t age = time(nullptr) - written;
-        if (!tree.ldap.offline && (age < 0 || age > site_copy_seconds)) {
+        bool recent = tree.ldap.offline ? ldap_copy_is_recent(written, tree.ldap.offlineDays)
+                                        : age >= 0 && age <= site_copy_seconds;
+        if (!recent) {
             siteFromCopy.reset();
         }
+    }
+    if (servers.haveDistrusted()) {
+        siteFromCopy.reset();
     }
     EntryPtr entry;
     bool found = siteFromCopy != nullptr && siteFromCopy->find(name, aliases, &entry) == ZK_OK;
@@ -118,6 +126,9 @@ uint32_t LdapStore::find_user(const Name &name, EntryPtr *user) {
         uint32_t code = find(name, Aliases::Follow, user);
         Name likely;
         if (code != ZKE_NO_SUCH_ENTRY || !objects.unseen(name, &likely)) {
+            if (code == ZKE_NO_SUCH_ENTRY) {
+                offline.refused(name);
+            }
             return code;
         }
         auto made = std::make_shared<Entry>();
@@ -125,8 +136,8 @@ uint32_t LdapStore::find_user(const Name &name, EntryPtr *user) {
         made->entryClass = schema_class_of({"person"});
         *user = made;
         return ZK_OK;
-    } catch (const LdapTrouble &) {
-        if (!offline.begin(name)) {
+    } catch (const LdapTrouble &trouble) {
+        if (!mayUseCopy(trouble) || !offline.begin(name)) {
             throw;
         }
         return offline.store()->find(name, Aliases::Follow, user);
@@ -317,8 +328,24 @@ uint32_t LdapStore::check_password(const Entry &entry, const char *password) {
     if (*password == '\0') {
         return ZKE_WRONG_PASSWORD;
     }
-    return loginResult(servers.tryPassword({name_to_dn(entry.name, root), password}, objects.origin(entry.name)),
-                       entry);
+    uint32_t code =
+        loginResult(servers.tryPassword({name_to_dn(entry.name, root), password}, objects.origin(entry.name)), entry);
+    noteRefusal(code, entry.name, password);
+    return code;
+}
+
+// A server that nobody can hear is one thing, a server that is not the site's own another.
+bool LdapStore::mayUseCopy(const LdapTrouble &trouble) const {
+    return !trouble.distrusted && !servers.haveDistrusted();
+}
+
+// A password that was changed, an account that was locked: pulling the plug must not bring them back.
+void LdapStore::noteRefusal(uint32_t code, const Name &user, const char *password) const {
+    if (code == ZKE_ACCOUNT_LOCKED) {
+        offline.refused(user);
+    } else if (code == ZKE_WRONG_PASSWORD) {
+        offline.refusedPassword(user, password);
+    }
 }
 
 uint32_t LdapStore::login(EntryPtr *user, const char *password) {
@@ -333,12 +360,13 @@ uint32_t LdapStore::login(EntryPtr *user, const char *password) {
     try {
         answer = servers.login({name_to_dn(asked->name, root), password}, objects.origin(asked->name));
     } catch (const LdapTrouble &trouble) {
-        if (trouble.code == ZKE_TLS_REQUIRED || !offline.begin(asked->name)) {
+        if (!mayUseCopy(trouble) || !offline.begin(asked->name)) {
             throw;
         }
         return offline.login(*asked, password);
     }
     uint32_t code = loginResult(answer, *asked);
+    noteRefusal(code, asked->name, password);
     if (code != ZK_OK) {
         return code;
     }
@@ -351,7 +379,9 @@ uint32_t LdapStore::login(EntryPtr *user, const char *password) {
         throw;
     }
     loggedIn = true;
-    if (tree.ldap.offline) {
+    if (login_is_locked(**user)) {
+        offline.refused(asked->name); // whoever logs in finds that out for itself
+    } else if (tree.ldap.offline) {
         identity = *user;
         offline.keep(identity, password);
         saveOffline();

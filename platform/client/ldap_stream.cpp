@@ -5,11 +5,13 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <pwd.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -173,6 +175,40 @@ bool is_loopback(const sockaddr *address) {
     sockaddr_in6 six;
     memcpy(&six, address, sizeof six);
     return IN6_IS_ADDR_LOOPBACK(&six.sin6_addr) != 0;
+}
+
+// The number of a user by name or number; false when there is none.
+bool find_user(const std::string &name, uid_t *user) {
+    if (!name.empty() && name.size() < 10 && name.find_first_not_of("0123456789") == std::string::npos) {
+        *user = static_cast<uid_t>(strtoul(name.c_str(), nullptr, 10));
+        return true;
+    }
+    passwd entry = {};
+    passwd *found = nullptr;
+    std::vector<char> space(size_t{64} * 1024);
+    if (name.empty() || getpwnam_r(name.c_str(), &entry, space.data(), space.size(), &found) != 0 || found == nullptr) {
+        return false;
+    }
+    *user = found->pw_uid;
+    return true;
+}
+
+// The path tells nothing: what is there may be another socket by now. The kernel knows who has called listen().
+void check_local_peer(int descriptor, const LdapUri &uri, const std::string &owner) {
+    ucred peer = {};
+    socklen_t size = sizeof peer;
+    if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
+                          catalogue_format("%1$s: cannot connect: %2$s", uri.text.c_str(), strerror(errno)), true);
+    }
+    uid_t allowed = 0;
+    if (peer.uid != 0 && peer.uid != geteuid() && !(find_user(owner, &allowed) && peer.uid == allowed)) {
+        throw LdapTrouble(
+            ZKE_DIRECTORY_UNREACHABLE,
+            catalogue_format("%1$s: the server's user, number %2$u, is neither root nor ldapi_owner (%3$s)",
+                             uri.text.c_str(), static_cast<unsigned>(peer.uid), owner.c_str()),
+            true);
+    }
 }
 
 int connect_local(const LdapUri &uri, LdapDeadline deadline, std::string *why) {
@@ -359,13 +395,17 @@ bool LdapWatch::takeBytes(const unsigned char *bytes, size_t count) {
     return happened == Nothing;
 }
 
-int ldap_stream_connect(const LdapUri &uri, LdapDeadline deadline, bool *loopback) {
+int ldap_stream_connect(const LdapUri &uri, const std::string &localOwner, LdapDeadline deadline, bool *loopback) {
     std::string why;
     *loopback = false;
-    int connected = uri.local ? connect_local(uri, deadline, &why) : connect_network(uri, deadline, loopback, &why);
-    if (connected < 0) {
+    Descriptor connected;
+    connected.number = uri.local ? connect_local(uri, deadline, &why) : connect_network(uri, deadline, loopback, &why);
+    if (connected.number < 0) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
                           catalogue_format("%1$s: cannot connect: %2$s", uri.text.c_str(), why.c_str()));
     }
-    return connected;
+    if (uri.local) {
+        check_local_peer(connected.number, uri, localOwner);
+    }
+    return connected.release();
 }

@@ -85,7 +85,9 @@ struct LdapWire {
 };
 
 // Connects to the first of the URI's addresses that takes the connection before the deadline. Returns the descriptor,
-// which the caller closes. Throws LdapTrouble. `*loopback` tells whether the peer is this machine.
-int ldap_stream_connect(const LdapUri &uri, LdapDeadline deadline, bool *loopback);
+// which the caller closes. Throws LdapTrouble. `*loopback` tells whether the peer is this machine. A local socket is
+// only taken where root, the process's own user or `localOwner` (a name or a number) listens: whoever else can put one
+// into the place of the server's would be told passwords.
+int ldap_stream_connect(const LdapUri &uri, const std::string &localOwner, LdapDeadline deadline, bool *loopback);
 
 #endif

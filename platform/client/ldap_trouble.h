@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "platform/client/errors.h"
+#include "platform/zk.h"
 
 using LdapClock = std::chrono::steady_clock;
 using LdapDeadline = LdapClock::time_point;
@@ -14,7 +15,12 @@ using LdapDeadline = LdapClock::time_point;
 // A request that a server did not answer as it should.
 class LdapTrouble : public CodedError {
   public:
-    using CodedError::CodedError;
+    LdapTrouble(uint32_t resultCode, const std::string &sentence, bool isDistrusted = false)
+        : CodedError(resultCode, sentence),
+          distrusted(isDistrusted || resultCode == ZKE_CERTIFICATE_REFUSED || resultCode == ZKE_TLS_REQUIRED) {}
+
+    // The server could not prove to be the site's own, which is something else than a server that does not answer.
+    const bool distrusted;
 };
 
 inline LdapClock::duration ldap_seconds(double count) {

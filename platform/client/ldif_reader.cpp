@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "platform/catalogue.h"
 #include "platform/client/errors.h"
@@ -140,6 +141,13 @@ LdifReader::LdifReader(const std::string &path, const std::string &shown) {
     }
 }
 
+LdifReader::LdifReader(LdifText text, const std::string &shown) {
+    Source source;
+    source.shown = shown;
+    source.text = std::move(text.text);
+    sources.push_back(std::move(source));
+}
+
 void LdifReader::open(const std::string &path, const std::string &shown) {
     Source source;
     source.shown = shown;
@@ -220,6 +228,9 @@ std::string LdifReader::file_of_url(std::string_view url, unsigned number) const
     std::string name;
     if (!decode_percent(url, &name) || name.empty()) {
         refuse(number, catalogue_text("malformed URL"));
+    }
+    if (folder.empty()) {
+        refuse(number, catalogue_format("%s is not below the folder of the tree's file", name.c_str()));
     }
     std::string real;
     try {

@@ -26,10 +26,17 @@ struct LdifRecord {
     std::vector<LdifAttribute> attributes;
 };
 
+// LDIF that has been read from somewhere already.
+struct LdifText {
+    std::string text;
+};
+
 class LdifReader {
   public:
     // Opens the file; messages call it `shown`. Throws DataError when it cannot be read.
     LdifReader(const std::string &path, const std::string &shown);
+    // Reads the text, which cannot name files.
+    LdifReader(LdifText text, const std::string &shown);
 
     // The next record, false after the last. Throws DataError, with file and line, for what is refused.
     bool next(LdifRecord *record);
@@ -54,7 +61,7 @@ class LdifReader {
     bool read_record(LdifRecord *record);
     [[noreturn]] void refuse(unsigned number, const std::string &why) const;
 
-    std::string folder; // of the first file, without symbolic links
+    std::string folder; // of the first file, without symbolic links; empty for a text
     std::vector<Source> sources;
 };
 

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <unordered_map>
+#include <utility>
 
 #include "platform/catalogue.h"
 #include "platform/client/entry_find.h"
 #include "platform/client/errors.h"
 #include "platform/client/ldif_reader.h"
 #include "platform/client/password.h"
+#include "platform/client/plain_values.h"
 #include "platform/client/values.h"
 #include "platform/zk.h"
 
@@ -22,7 +24,7 @@ struct Node {
 
 class LdifStore : public DirectoryStore {
   public:
-    explicit LdifStore(const Name &base) : root(base) {}
+    LdifStore(const Name &base, bool findsAnyName) : root(base), anyName(findsAnyName) {}
 
     void add(const LdifRecord &record);
     size_t size() const { return nodes.size(); }
@@ -36,6 +38,7 @@ class LdifStore : public DirectoryStore {
 
   private:
     const Node *lookup(const Name &name) const;
+    bool isShown(const Entry &entry) const { return anyName || entry_name_is_plain(entry); }
     Name parse_dn(const LdifRecord &record) const;
     void check_place(const LdifRecord &record, const Name &name) const;
     void add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const;
@@ -45,6 +48,7 @@ class LdifStore : public DirectoryStore {
     void count_at_parent(const Name &name);
 
     Name root;
+    bool anyName;
     std::vector<Node> nodes;
     std::unordered_map<std::string, uint32_t> byKey;               // name_key -> first node
     std::unordered_map<std::string, std::vector<uint32_t>> groups; // name_key of a member -> the groups' nodes
@@ -75,7 +79,7 @@ const Node *LdifStore::lookup(const Name &name) const {
 uint32_t LdifStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
     auto at = [this](const Name &wanted) -> EntryPtr {
         const Node *node = lookup(wanted);
-        return node == nullptr ? nullptr : node->entry;
+        return node == nullptr || !isShown(*node->entry) ? nullptr : node->entry;
     };
     return entry_find(name, aliases, root, at, at, entry);
 }
@@ -99,7 +103,8 @@ uint32_t LdifStore::groups_of(const Entry &entry, std::vector<Name> *found) {
 
 uint32_t LdifStore::find_server(std::string_view name, EntryPtr *server) {
     for (uint32_t number : servers) {
-        if (name.empty() || equal_nocase(entry_common_name(*nodes[number].entry), name)) {
+        const Entry &entry = *nodes[number].entry;
+        if (isShown(entry) && (name.empty() || equal_nocase(entry_common_name(entry), name))) {
             *server = nodes[number].entry;
             return ZK_OK;
         }
@@ -268,18 +273,28 @@ void LdifStore::add(const LdifRecord &record) {
     index_entry(static_cast<uint32_t>(nodes.size() - 1));
 }
 
+std::unique_ptr<LdifStore> load(LdifReader *reader, const Name &base, bool anyName) {
+    auto store = std::make_unique<LdifStore>(base, anyName);
+    LdifRecord record;
+    while (reader->next(&record)) {
+        store->add(record);
+    }
+    return store;
+}
+
 } // namespace
 
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
-                                                size_t *objects) {
-    auto store = std::make_unique<LdifStore>(base);
+                                                size_t *objects, bool anyName) {
     LdifReader reader(path, shown);
-    LdifRecord record;
-    while (reader.next(&record)) {
-        store->add(record);
-    }
+    std::unique_ptr<LdifStore> store = load(&reader, base, anyName);
     if (objects != nullptr) {
         *objects = store->size();
     }
     return store;
+}
+
+std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base) {
+    LdifReader reader(std::move(text), shown);
+    return load(&reader, base, true);
 }

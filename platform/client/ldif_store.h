@@ -6,11 +6,15 @@
 #include <string>
 
 #include "platform/client/directory_store.h"
+#include "platform/client/ldif_reader.h"
 
 // Reads the whole file. Throws DataError, with file and line, for anything that a directory could not take: an entry
 // twice, without its parent or outside `base`, a value that is not of its attribute's syntax. Messages call the file
-// `shown`. `*objects`, where it is wanted, becomes their number.
+// `shown`. `*objects`, where it is wanted, becomes their number. Entries with control characters in their names are
+// found with `anyName` only.
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
-                                                size_t *objects = nullptr);
+                                                size_t *objects = nullptr, bool anyName = false);
+// The same from a text, of which every entry is found.
+std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base);
 
 #endif

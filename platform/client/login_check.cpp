@@ -15,7 +15,7 @@ static bool has_expired(const Entry &user) {
     return value != nullptr && value_parse(ZK_SYNTAX_TIME, *value, {}).number <= time(nullptr);
 }
 
-static bool is_locked(const Entry &user) {
+bool login_is_locked(const Entry &user) {
     return is_true(user, "qrtLocked") || is_true(user, "qrtLoginDisabled") || has_expired(user);
 }
 
@@ -26,7 +26,7 @@ uint32_t login_to_tree(DirectoryStore *store, EntryPtr *user, const char *passwo
         return ZKE_NO_SUCH_ENTRY;
     }
     uint32_t code = store->login(user, password);
-    if (code == ZK_OK && is_locked(**user)) {
+    if (code == ZK_OK && login_is_locked(**user)) {
         store->logout();
         return ZKE_ACCOUNT_LOCKED;
     }
@@ -38,5 +38,5 @@ uint32_t login_check(DirectoryStore *store, const Entry &user, const char *passw
         return ZKE_NO_SUCH_ENTRY;
     }
     uint32_t code = store->check_password(user, password);
-    return code == ZK_OK && is_locked(user) ? ZKE_ACCOUNT_LOCKED : code;
+    return code == ZK_OK && login_is_locked(user) ? ZKE_ACCOUNT_LOCKED : code;
 }

@@ -79,11 +79,34 @@ void OfflineLogin::save(const std::vector<EntryPtr> &entries, const std::vector<
     copy_of(config, root, user->name).write(all);
 }
 
+std::unique_ptr<DirectoryStore> OfflineLogin::read(const Name &who, time_t *when) const {
+    return config.ldap.offline ? copy_of(config, root, who).read(when) : nullptr;
+}
+
 bool OfflineLogin::begin(const Name &who) {
-    if (config.ldap.offline && copy == nullptr) {
-        copy = copy_of(config, root, who).read(&written);
+    if (copy == nullptr) {
+        copy = read(who, &written);
+        if (copy != nullptr && !ldap_copy_is_recent(written, config.ldap.offlineDays)) {
+            copy.reset();
+        }
     }
     return copy != nullptr;
+}
+
+void OfflineLogin::refused(const Name &who) const {
+    if (config.ldap.offline) {
+        copy_of(config, root, who).remove();
+    }
+}
+
+void OfflineLogin::refusedPassword(const Name &who, const char *password) const {
+    time_t when = 0;
+    std::unique_ptr<DirectoryStore> kept = read(who, &when);
+    EntryPtr entry;
+    if (kept != nullptr && kept->find(who, Aliases::Keep, &entry) == ZK_OK &&
+        kept->check_password(*entry, password) == ZK_OK) {
+        refused(who);
+    }
 }
 
 uint32_t OfflineLogin::login(const Entry &who, const char *password) const {

@@ -1,6 +1,9 @@
 // The last good copy of what a login read, for the day on which no server answers. It is kept only where the
 // configuration asks for it. The password itself is never written: a yescrypt hash of it is, and a login is checked
 // against that.
+//
+// The copy is no way around what a server says: it goes when a server refuses the login that it would accept, and it is
+// not taken in place of a server that could not prove who it is.
 #ifndef PLATFORM_CLIENT_OFFLINE_LOGIN_H
 #define PLATFORM_CLIENT_OFFLINE_LOGIN_H
 
@@ -20,7 +23,13 @@ class OfflineLogin {
     void keep(const EntryPtr &user, const char *password);
     void save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const;
 
-    // No server answers: takes the user's copy instead. False when there is none or none is wanted.
+    // A server answered and did not let the user in: the account is gone, locked, or the password is another one. The
+    // user's copy goes where it would let in whom the server did not.
+    void refused(const Name &user) const;
+    void refusedPassword(const Name &user, const char *password) const;
+
+    // No server answers: takes the user's copy instead. False when there is none that is recent enough, or none is
+    // wanted.
     bool begin(const Name &user);
     bool active() const { return copy != nullptr; }
     DirectoryStore *store() const { return copy.get(); }
@@ -38,6 +47,8 @@ class OfflineLogin {
     std::string passwordHash;
     std::unique_ptr<DirectoryStore> copy;
     time_t written = 0;
+
+    std::unique_ptr<DirectoryStore> read(const Name &who, time_t *when) const;
 };
 
 #endif

@@ -1,10 +1,12 @@
 // Reading objects: from an entry of the directory to the reply that a program takes apart.
+#include <algorithm>
 #include <cstring>
 #include <unordered_set>
 
 #include "platform/client/boundary.h"
 #include "platform/client/buffers.h"
 #include "platform/client/contexts.h"
+#include "platform/client/plain_values.h"
 
 namespace {
 
@@ -61,16 +63,19 @@ Value convert(const EntryValue &from, const Name &base, const NameForm &form) {
     return value;
 }
 
-ReplyAttribute collect(DirectoryStore *store, const Entry &entry, const SchemaAttribute *row, const NameForm &form) {
+// A value that is not handed out counts as not there, and an attribute without any other value too.
+ReplyAttribute collect(const Tree &tree, const Entry &entry, const SchemaAttribute *row, const NameForm &form) {
     ReplyAttribute reply = {row, {}};
     for (const EntryValue &value : entry.values) {
         if (value.attribute == row) {
-            reply.values.push_back(convert(value, store->base(), form));
+            reply.values.push_back(convert(value, tree.store->base(), form));
         }
     }
     if (strcmp(row->ldap, "memberOf") == 0) {
-        add_groups(store, entry, form, &reply.values);
+        add_groups(tree.store.get(), entry, form, &reply.values);
     }
+    auto isHeldBack = [&](const Value &value) { return !value_is_handed_out(tree.config, entry, *row, value); };
+    reply.values.erase(std::remove_if(reply.values.begin(), reply.values.end(), isHeldBack), reply.values.end());
     return reply;
 }
 
@@ -114,7 +119,7 @@ uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint3
         NameForm form = context_form(*found);
         std::vector<ReplyAttribute> attributes;
         for (const SchemaAttribute *row : requested(request, allAttributes != 0)) {
-            ReplyAttribute attribute = collect(tree->store.get(), *entry, row, form);
+            ReplyAttribute attribute = collect(*tree, *entry, row, form);
             if (!attribute.values.empty()) {
                 if (infoType == ZK_INFO_NAMES) {
                     attribute.values.clear();

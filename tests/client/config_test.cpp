@@ -62,6 +62,8 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
          "4:13: referrals needs ca_file: only the site's own authority can identify its servers"},
         {servers("[\"ldaps://a\"]", "referral_servers = [\"ldapi://%2Frun\"]"),
          "4:20: ldapi://%2Frun is not a URI of the form ldap://host:port or ldaps://host:port"},
+        {tree + "any_text = 1\n", "4:12: any_text must be true or false"},
+        {tree + "any_path = 1\n", "4:12: any_path must be true or false"},
         {"trace = 1\n", "1:9: trace must be true or false"},
         {"[[server]]\nname = \"" + std::string(49, 'S') + "\"\n", "2:8: name is required and must have 1 to 48 bytes"},
         {"[[server]]\nname = \"S\"\nvolumes = \"SYS\"\n", "3:11: volumes must be a list of strings"},
@@ -73,6 +75,8 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {servers("[\"ldap://a\"]", "start_tls = 1"), "4:13: start_tls must be true or false"},
         {servers("[\"ldap://a\"]", "time_limit = 0"), "4:14: time_limit must be a number of seconds greater than 0"},
         {servers("[\"ldap://a\"]", "retry_after = \"1\""), "4:15: retry_after must be a number of seconds"},
+        {servers("[\"ldap://a\"]", "offline_days = 0"), "4:16: offline_days must be a number of days, above 0"},
+        {servers("[\"ldap://a\"]", "offline_days = 3651"), "4:16: offline_days must be a number of days, above 0"},
         {servers("[\"ldap://a\"]", "search_base = \"acme\""), "4:15: malformed DN"},
         {servers("[\"ldap://a\"]", "attributes = 1"), "4:14: attributes must be a table of strings"},
         {servers("[\"ldap://a\"]", "attributes = { full = \"cn\" }"), "4:14: full = \"cn\": unknown attribute"},
@@ -115,16 +119,20 @@ TEST_F(Configuration, ATreeOnServersHasItsDefaultsAndItsOwnValues) {
     EXPECT_EQ(plain.caFile, "/etc/ssl/certs/ca-certificates.crt");
     EXPECT_EQ(plain.timeLimit, 5);
     EXPECT_EQ(plain.retryAfter, 30);
+    EXPECT_EQ(plain.offlineDays, 30);
+    EXPECT_EQ(plain.localOwner, "openldap");
     EXPECT_FALSE(plain.startTls || plain.cleartextLoopback || plain.external || plain.offline);
 
-    folder.write("d.toml",
-                 servers("[\"ldap://a\"]",
-                         "ca_file = \"ca.pem\"\nstart_tls = true\ntime_limit = 0.5\nretry_after = 7\noffline = "
-                         "true\nallow_cleartext_loopback = true\nattributes = { DISPLAYNAME = \"gecos\" }"));
+    folder.write("d.toml", servers("[\"ldap://a\"]",
+                                   "ca_file = \"ca.pem\"\nstart_tls = true\ntime_limit = 0.5\nretry_after = "
+                                   "7\nldapi_owner = \"dirsrv\"\noffline_days = 2\noffline = "
+                                   "true\nallow_cleartext_loopback = true\nattributes = { DISPLAYNAME = \"gecos\" }"));
     ConfigLdap own = config_load(folder.path("d.toml")).trees.at(0).ldap;
     EXPECT_EQ(own.caFile, folder.path("ca.pem")) << "relative to the folder of the configuration";
     EXPECT_EQ(own.timeLimit, 0.5);
     EXPECT_EQ(own.retryAfter, 7);
+    EXPECT_EQ(own.offlineDays, 2);
+    EXPECT_EQ(own.localOwner, "dirsrv");
     EXPECT_TRUE(own.startTls && own.cleartextLoopback && own.offline);
     EXPECT_EQ(own.attributes, (std::map<std::string, std::string>{{"displayName", "gecos"}}));
 }

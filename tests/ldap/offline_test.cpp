@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <filesystem>
 
+#include "tests/ldap/certificates.h"
 #include "tests/ldap/ldap_site.h"
 
 namespace {
@@ -21,7 +22,43 @@ class OfflineLdap : public LdapSite {
             files.push_back(file.path());
         return files;
     }
+    // Makes the copies look as if they had been made at another time.
+    void setAge(long days) {
+        for (const std::string &file : copies()) {
+            std::string text = file_text(file);
+            const std::string heading = "# zkclient copy 1 ";
+            size_t end = text.find(' ', heading.size());
+            home.write(".cache/brasca-zk/" + file.substr(file.rfind('/') + 1),
+                       heading + std::to_string(time(nullptr) - days * 86400) + text.substr(end));
+        }
+    }
+    // The sample with jdoe changed, on the same port as before.
+    static Slapd::Setup changed(const Slapd &before, const std::string &from, const std::string &to) {
+        Slapd::Setup setup = sample();
+        setup.port = before.port();
+        size_t jdoe = setup.ldif.find("dn: cn=jdoe,ou=sales,o=acme");
+        size_t at = setup.ldif.find(from, jdoe);
+        EXPECT_NE(at, std::string::npos);
+        setup.ldif.replace(at, from.size(), to);
+        return setup;
+    }
+    // A login that is kept, then one at a changed server, then one without any.
+    Outcome afterChange(const std::string &from, const std::string &to, int refusal) {
+        Slapd server(sample());
+        onServers({server.uri()}, "offline = true\n");
+        EXPECT_EQ(login().status, 0);
+        server.kill();
+        removeDrives();
+        {
+            Slapd later(changed(server, from, to));
+            Outcome refused = login();
+            EXPECT_EQ(refused.status, refusal) << refused.err;
+        }
+        return login();
+    }
 };
+
+constexpr const char *jdoes_title = "title: Account manager\n";
 
 } // namespace
 
@@ -85,4 +122,92 @@ TEST_F(OfflineLdap, ACopyThatOthersCouldHaveWrittenIsNotTaken) {
     server.kill();
     for (const std::string &file : copies()) ASSERT_EQ(chmod(file.c_str(), 0620), 0);
     EXPECT_EQ(login().status, 3);
+}
+
+TEST_F(OfflineLdap, AnAccountThatWasSeenLockedIsNotRevived) {
+    EXPECT_EQ(afterChange(jdoes_title, "qrtLocked: TRUE\n", 2).status, 3);
+}
+
+TEST_F(OfflineLdap, AnAccountThatWasSeenDisabledIsNotRevived) {
+    EXPECT_EQ(afterChange(jdoes_title, "qrtLoginDisabled: TRUE\n", 2).status, 3);
+}
+
+TEST_F(OfflineLdap, AnAccountThatWasSeenExpiredIsNotRevived) {
+    EXPECT_EQ(afterChange(jdoes_title, "qrtLoginExpirationTime: 20200101000000Z\n", 2).status, 3);
+}
+
+TEST_F(OfflineLdap, APasswordThatWasSeenRefusedIsNotRevived) {
+    EXPECT_EQ(afterChange("kVnXu3bZ9q2mT1aL8cRw0.", "kVnXu3bZ9q2mT1aL8cRw1.", 2).status, 3);
+}
+
+TEST_F(OfflineLdap, AnAccountThatWasSeenGoneIsNotRevived) {
+    Slapd server(sample());
+    onServers({server.uri()}, "offline = true\n");
+    ASSERT_EQ(login("mlee.emea.sales.acme", "moonlight").status, 0);
+    server.kill();
+    removeDrives();
+    {
+        Slapd::Setup setup = sample();
+        setup.port = server.port();
+        size_t start = setup.ldif.find("dn: cn=mlee,ou=emea");
+        setup.ldif.erase(start, setup.ldif.find("\n\n", start) + 2 - start);
+        Slapd later(setup);
+        EXPECT_NE(login("mlee.emea.sales.acme", "moonlight").status, 0);
+    }
+    EXPECT_EQ(login("mlee.emea.sales.acme", "moonlight").status, 3);
+}
+
+TEST_F(OfflineLdap, AWrongPasswordTakesNoCopyAway) {
+    Slapd server(sample());
+    onServers({server.uri()}, "offline = true\n");
+    ASSERT_EQ(login().status, 0);
+    EXPECT_EQ(login("jdoe.sales.acme", "wrong").status, 2);
+    server.kill();
+    removeDrives();
+    EXPECT_EQ(login().status, 0);
+}
+
+TEST_F(OfflineLdap, ACopyServesForSoManyDays) {
+    Slapd server(sample());
+    onServers({server.uri()}, "offline = true\n");
+    ASSERT_EQ(login().status, 0);
+    server.kill();
+    removeDrives();
+    setAge(29);
+    EXPECT_EQ(login().status, 0);
+    removeDrives();
+    setAge(31);
+    EXPECT_EQ(login().status, 3);
+    setAge(-2); // the clock was set back
+    EXPECT_EQ(login().status, 3);
+    onServers({server.uri()}, "offline = true\noffline_days = 60\n");
+    setAge(31);
+    EXPECT_EQ(login().status, 0);
+}
+
+TEST_F(OfflineLdap, ACertificateThatIsRefusedNeverLeadsToTheCopy) {
+    Certificates certificates;
+    Slapd::Setup setup = sample();
+    setup.schemes = "ldaps";
+    setup.securePort = free_port();
+    setup.global = certificates.serverLines("IP:127.0.0.1", "20200101000000Z", "20490101000000Z");
+    const std::string silent = "ldaps://127.0.0.1:" + std::to_string(free_port());
+    const std::string options = "offline = true\nca_file = \"" + certificates.path("ca.pem") + "\"\n";
+    std::vector<std::string> servers = {"ldaps://127.0.0.1:" + std::to_string(setup.securePort), silent};
+    {
+        Slapd server(setup);
+        onStrictServers(servers, options);
+        Outcome first = login();
+        ASSERT_EQ(first.status, 0) << first.err;
+        removeDrives();
+    }
+    EXPECT_EQ(login().status, 0) << "without a server the copy serves";
+    removeDrives();
+    Certificates others;
+    setup.global = others.serverLines("IP:127.0.0.1", "20200101000000Z", "20490101000000Z");
+    Slapd impostor(setup);
+    Outcome refused = login();
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_EQ(refused.out, "");
+    EXPECT_THAT(refused.err, ::testing::HasSubstr("certificate is not accepted"));
 }

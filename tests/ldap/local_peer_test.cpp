@@ -1,0 +1,118 @@
+// A local socket is as good as who listens behind it.
+#include <gmock/gmock.h>
+#include <grp.h>
+#include <pwd.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <filesystem>
+
+#include "platform/client/config.h"
+#include "platform/client/ldap_stream.h"
+#include "platform/client/ldap_uri.h"
+#include "tests/ldap/ldap_site.h"
+
+namespace {
+
+// A socket on which another user listens, who keeps what is said to it.
+class ForeignSocket {
+  public:
+    explicit ForeignSocket(uid_t user) {
+        std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+        int ready[2];
+        EXPECT_EQ(pipe(ready), 0);
+        process = fork();
+        if (process == 0) serve(user, ready[1]);
+        close(ready[1]);
+        char byte = 0;
+        EXPECT_EQ(read(ready[0], &byte, 1), 1);
+        close(ready[0]);
+    }
+    ~ForeignSocket() {
+        kill(process, SIGKILL);
+        waitpid(process, nullptr, 0);
+    }
+    ForeignSocket(const ForeignSocket &) = delete;
+    ForeignSocket &operator=(const ForeignSocket &) = delete;
+
+    std::string uri() const {
+        std::string host = folder.path("ldapi");
+        for (size_t at; (at = host.find('/')) != std::string::npos;) host.replace(at, 1, "%2F");
+        return "ldapi://" + host;
+    }
+    // Was it told anything?
+    bool heard() const { return std::filesystem::exists(folder.path("heard")); }
+
+  private:
+    [[noreturn]] void serve(uid_t user, int ready) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (setgroups(0, nullptr) != 0 || setgid(user) != 0 || setuid(user) != 0) _exit(1);
+        int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        folder.path("ldapi").copy(address.sun_path, sizeof address.sun_path - 1);
+        if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(listener, 64) != 0)
+            _exit(1);
+        if (write(ready, "r", 1) != 1) _exit(1);
+        for (;;) {
+            int client = accept(listener, nullptr, nullptr);
+            char byte = 0;
+            if (recv(client, &byte, 1, 0) == 1) folder.write("heard", "something");
+            close(client);
+        }
+    }
+
+    TempFolder folder;
+    pid_t process = -1;
+};
+
+class LocalPeer : public LdapSite {
+  protected:
+    void SetUp() override {
+        if (geteuid() != 0) GTEST_SKIP() << "only root makes a socket of another user";
+    }
+    static constexpr uid_t stranger = 65534;
+};
+
+// Is the socket taken with this ldapi_owner?
+bool is_taken(const ForeignSocket &socket, const std::string &owner) {
+    bool loopback = false;
+    try {
+        close(ldap_stream_connect(ldap_uri_parse(socket.uri()), owner, LdapClock::now() + std::chrono::seconds(5),
+                                  &loopback));
+        return true;
+    } catch (const LdapTrouble &trouble) {
+        EXPECT_TRUE(trouble.distrusted) << trouble.what();
+        return false;
+    }
+}
+
+} // namespace
+
+TEST_F(LocalPeer, ASocketOfAStrangerIsToldNothing) {
+    ForeignSocket socket(stranger);
+    onStrictServers({socket.uri()});
+    EXPECT_EQ(loginHere(), ZKE_DIRECTORY_UNREACHABLE);
+    EXPECT_EQ(lastError(),
+              socket.uri() + ": the server's user, number 65534, is neither root nor ldapi_owner (openldap)");
+    EXPECT_FALSE(socket.heard());
+}
+
+TEST_F(LocalPeer, TheOwnerIsTheOneOfTheConfiguration) {
+    ForeignSocket socket(stranger);
+    EXPECT_TRUE(is_taken(socket, "65534"));
+    EXPECT_TRUE(is_taken(socket, "nobody"));
+    for (const char *owner : {"", "openldap", "nobody ", "655", "0", "no-such-user"})
+        EXPECT_FALSE(is_taken(socket, owner)) << owner;
+}
+
+TEST_F(LocalPeer, DebiansServerNeedsNoOption) {
+    const passwd *openldap = getpwnam("openldap");
+    if (openldap == nullptr) GTEST_SKIP() << "slapd's package has made no user";
+    ForeignSocket socket(openldap->pw_uid);
+    EXPECT_TRUE(is_taken(socket, ConfigLdap().localOwner));
+}
