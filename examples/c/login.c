@@ -32,7 +32,7 @@ int main(int argc, char **argv) {
     if (argc != 2 || auxlogin_c("Log in", NULL, &user, &password) != 0) return 1;
     uint32_t result = authenticate(argv[1], user, password);
     if (result == ZKE_WRONG_PASSWORD) {
-        fputs("login: the password is wrong\n", stderr);
+        fputs("login: wrong password\n", stderr);
     } else if (result != ZK_OK) {
         char reason[256] = "";
         ZKGetLastErrorText(sizeof reason, reason);

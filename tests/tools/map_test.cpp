@@ -102,7 +102,7 @@ TEST_F(MapTest, WritesItsLinesInTheOrderOfTheMappings) {
                                   environment);
     EXPECT_EQ(outcome.out,
               "Drive G: = SRV1/SYS:\n"
-              "map: cannot map drive H: to \"NOSRV/SYS:\": no such server.\n"
+              "map: cannot map drive H: to \"NOSRV/SYS:\": no such server\n"
               "Drive I: = SRV1/USERS:\n"
               "map: cannot map drive J: to \"NOSRV/SYS:\": no such server\n");
 }
@@ -271,7 +271,7 @@ TEST_F(MapTest, ControlCharactersLeadNowhere) {
     site.write("client.toml", file_text(site.path("client.toml")) + "[[server]]\nname = \"ANYSRV\"\n");
     for (const auto &row : rows)
         expect_refused(map({std::string("H:=") + row.target}),
-                       "cannot map drive H to \"" + std::string(row.target) + "\": " + row.reason + ".");
+                       "cannot map drive H: to \"" + std::string(row.target) + "\": " + row.reason);
     EXPECT_EQ(map({"H:=SRV1/SYS:a b\xC3\xA9~"}).out, "Drive H: = SRV1/SYS:a b\xC3\xA9~\n") << "these are none";
     for (const char *folder : {"SRV1/SYS/a\x1F", "SRV1/SYS/a\x7F", "SR\x01V1/SYS", "SRV1/SY\nS/a"}) {
         plant("J", below(folder));
@@ -341,8 +341,8 @@ TEST_F(MapTest, AnOverlongSentenceIsCut) {
     std::error_code none;
     const std::string folder = std::filesystem::canonical(site.path(), none).string() + "/";
     const std::string sentence = "acme.ldif:2: cannot open " + folder + name;
-    expect_refused(
-        outcome, "cannot map drive H: to \"SRV1/SYS:\": cannot read the directory: " + sentence.substr(0, 1023) + ".");
+    expect_refused(outcome,
+                   "cannot map drive H: to \"SRV1/SYS:\": cannot read the directory: " + sentence.substr(0, 1023));
 }
 
 // With the network file system mounted the target must be there. The mount point is at a fixed place, so this runs in a
