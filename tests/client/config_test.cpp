@@ -196,7 +196,7 @@ TEST_F(Configuration, TheLastErrorHoldsNothingThatATerminalWouldObey) {
     ZKCallsInit(nullptr, nullptr);
     EXPECT_EQ(
         "/no\\x1B[31m\\x0A\\x7Fwhere\\xC2\\x9B\\xFF\\xE2\\x80\\xAE/J\xC3\xB6rg \xE2\x82\xAC.toml: cannot open the "
-        "configuration: No such file or directory",
+        "configuration file: No such file or directory",
         last_error());
 }
 
