@@ -6,18 +6,18 @@
  *     result = qrt_RunScripts(&args);  // ends the session itself
  *
  * Conventions:
- *  1. Encoding. All text is NUL-terminated 8-bit text. The library takes no notice of the encoding, names and output
- *     pass through as the directory and the scripts hold them.
- *  2. Null. A null string counts as one that is missing, and nothing is written through a null pointer: the function
- *     reports what it reports when nothing was found, or 0xFFFFE022 (ZKE_BAD_PARAMETER) where its result is such a code.
- *  3. Ownership. "New heap text" is freed by the caller with free(). Getters that return a global return it borrowed:
- *     the caller neither frees it nor keeps it across another call. Text handed in stays the caller's.
+ *  1. Encoding. All strings are NUL-terminated. The library does not interpret the encoding; names and output are
+ *     passed through as they are in the directory and the scripts.
+ *  2. Null. A null string is treated as a missing one, and nothing is written through a null pointer: the function
+ *     returns what it returns if nothing was found, or 0xFFFFE022 (ZKE_BAD_PARAMETER) if its result is a client code.
+ *  3. Ownership. A "new heap string" must be freed by the caller with free(). Getters that return a global return it
+ *     borrowed: the caller must neither free it nor keep it across another call. Strings passed in remain the caller's.
  *  4. Codes. 0 is success. Otherwise the code is the directory client's (zk.h) or one of the QRT_ codes below.
- *  5. Threads. One thread at a time; only qrt_ReadResults may run beside qrt_RunScripts, on the reading side of the
+ *  5. Threads. One thread at a time; only qrt_ReadResults may run concurrently with qrt_RunScripts, to read from the
  *     pipe.
  *  6. Process state. qrt_init installs a handler for SIGINT and calls setlocale; SET statements change the environment
  *     of the calling process; programs that a script runs are its children.
- *  7. One qrt_init serves one qrt_RunScripts.
+ *  7. Call qrt_init once for each qrt_RunScripts.
  */
 #ifndef QRTSCRIPT_H
 #define QRTSCRIPT_H
@@ -37,33 +37,35 @@ extern "C" {
 
 /* ---- a session from start to end ---- */
 
-/* Starts a session. `unused` is ignored. With `output` null the library makes a pipe that qrt_ReadResults drains;
- * otherwise all output goes to `output`, which stays the caller's. Returns 0, or -1 when the pipe could not be made. */
+/* Starts a session. `unused` is ignored. If `output` is null, the library creates a pipe, to be read with
+ * qrt_ReadResults; otherwise all output is written to `output`, which remains the caller's. Returns 0, or -1 if the
+ * pipe could not be created. */
 int qrt_init(void *unused, FILE *output);
 
-/* Ends a session: writes the end marker, closes the descriptor `fd[1]` and frees the session's text. With a stream of
- * the caller's own, fd[1] is 0 and so descriptor 0 is closed. Returns 0. */
+/* Ends a session: writes the end marker, closes the descriptor `fd[1]` and frees the session's strings. With a stream
+ * of the caller's own, fd[1] is 0, and so descriptor 0 (standard input) is closed. Returns 0. */
 int qrt_exit(void);
 
-/* The next line of output without its line feed, as new heap text; a line longer than 1024 bytes comes in pieces.
- * Returns 0, or -1 with `*line` null: at the end of the output, or with errno at ENOMEM, which the caller has set to 0
- * before, when memory has run out. Nothing has been read then; whoever cannot call again has to empty `fd[0]` up to the
- * end marker, a zero byte, or the scripts wait for room in the pipe. Only for a session with a pipe. */
+/* The next line of output without its line feed, as a new heap string; a line longer than 1024 bytes is returned in
+ * several pieces. Returns 0, or -1 with `*line` null: at the end of the output, or when memory is exhausted (errno is
+ * ENOMEM then; set it to 0 before the call to tell the two apart). In the latter case nothing has been read; a caller
+ * that does not call again must read `fd[0]` up to the end marker, a NUL byte, or the scripts block on the full pipe.
+ * Only for a session with a pipe. */
 int qrt_ReadResults(char **line);
 
-/* What to run. Any text may be null; `user` is required. */
+/* What to run. Every string may be null except `user`, which is required. */
 typedef struct QrtRunScriptsArgs {
     char *userVar2; /* values of the user variables %2 to %5 */
     char *userVar3;
     char *userVar4;
     char *userVar5;
     char *treename;
-    char *context;       /* used only when the context cannot be learnt otherwise */
+    char *context;       /* used only when the context cannot be determined otherwise */
     char *user;          /* "jdoe", or "jdoe.sales.acme"; cut at its first period when nobody is logged in */
     char *profileScript; /* path of a local file; "<DEFAULT>" is replaced by null here */
     char *loginScript;   /* likewise */
     char *server;
-    char *password;  /* copied for later logins to further trees; the copy is wiped at the end of the run */
+    char *password;  /* copied, for logins to further trees; the copy is wiped at the end of the run */
     int32_t userGUI; /* non-zero: prompts and pauses use windows */
 } QrtRunScriptsArgs;
 
@@ -72,7 +74,7 @@ typedef struct QrtRunScriptsArgs {
  * 0, or 1 after a syntax error. */
 uint32_t qrt_RunScripts(QrtRunScriptsArgs *args);
 
-/* Runs one more script text in a session that is open. Without a current tree it runs nothing. Returns 0. */
+/* Runs another script in an open session. Does nothing without a current tree. Returns 0. */
 int qrt_RunScript(const char *text);
 
 /* Runs `text` for `objectName` (borrowed while the script runs) on a directory context. Returns 0, or 1 after a syntax
@@ -108,11 +110,11 @@ extern uint32_t ctx;            /* the running script's directory context. Set b
 extern char LoginAliasContext[2]; /* "Y" after a login through an alias context. Set by qrt_RunScripts. */
 extern int32_t g_useGUI;        /* Set by qrt_RunScripts. */
 extern char *over_ride_profile; /* Set by PROFILE. */
-extern int32_t use_default_script; /* Starts as 0; a caller that wants to know sets it, NO_DEFAULT clears it. The library
-                                    * never reads it. */
+extern int32_t use_default_script; /* Initially 0. A caller can set it and see whether NO_DEFAULT has cleared it. The
+                                    * library never reads it. */
 extern uint8_t bcntrlc;         /* Set by BREAK, read by cntrlcHandler. */
-extern uint8_t attachedCount;   /* the calling program's own */
-extern char libtreeloginLocation[40]; /* for the calling program */
+extern uint8_t attachedCount;   /* not used by the library; for the calling program */
+extern char libtreeloginLocation[40]; /* not used by the library; for the calling program */
 extern char hostResName[19];    /* the attribute with a volume's name on its server */
 extern char pathStr[5];         /* the attribute with a directory map's target */
 extern char *driveDir;          /* directory of the current drive, or null. Set by DRIVE. */
@@ -131,12 +133,12 @@ char *qrt_SetInitialContext(const char *context);
 int qrt_SetCurrentContext(char *context);
 /* `value` may be null and empties the variable. An index outside 0 to 9 is ignored. */
 void qrt_SetUserVar(int index, const char *value);
-/* Rotates %2 to %7 by `count` places, %9 taking the old %2; a negative count is counted from 8. */
+/* Rotates %2 to %7 by `count` places; %9 receives the old %2. A negative count is counted from 8. */
 void qrt_ShiftVars(int count);
-/* New heap text: the current object in the current or in the initial context; null without an object. */
+/* A new heap string: the current object in the current or in the initial context; null without an object. */
 char *qrt_Object(void);
 char *qrt_LoggedInObject(void);
-/* Waits for the user in a window when `g_useGUI` is set; 0 at once otherwise. */
+/* Waits for the user in a window if `g_useGUI` is set; otherwise returns 0 at once. */
 int qrt_getPauseResponse(void);
 /* Non-zero when the process is logged in to the context's tree. */
 uint32_t qrt_CheckIfLoggedIn(uint32_t handle);
@@ -146,9 +148,9 @@ int qrt_abbrivateName(const char *in, char *out, int maxLen);
 
 /* ---- script sources ---- */
 
-/* A local file's text as new heap text, or null. */
+/* A local file's text as a new heap string, or null. */
 char *qrt_readLoginScriptFromFile(const char *path);
-/* The object's login script, a line break added, as new heap text. Returns 0 or the client's code. */
+/* The object's login script with a line break appended, as a new heap string. Returns 0 or the client's code. */
 uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text);
 /* The script of the nearest container above the object that has one. Returns 0 or QRT_NOT_FOUND. */
 uint32_t qrt_get_container(uint32_t handle, const char *objectName, char **text);
@@ -169,33 +171,34 @@ typedef struct QrtAttributeName {
 extern QrtIdentifier itable[];
 extern QrtAttributeName ctable[];
 
-/* The value of an identifier as new heap text. Returns 0, or QRT_NOT_FOUND and leaves `*value` alone. */
+/* The value of an identifier as a new heap string. Returns 0, or QRT_NOT_FOUND and leaves `*value` alone. */
 uint32_t qrt_GetIdentifierValue(uint32_t handle, const char *object, const char *identifier, char **value);
-/* New heap text in which every identifier reference that can be resolved is replaced. */
+/* A new heap string in which every identifier reference that can be resolved is replaced. */
 char *qrt_find_replace_ids(uint32_t handle, const char *text);
-/* The value of an environment variable named "NAME", "<NAME>" or "%<NAME>" as new heap text, or null. */
+/* The value of an environment variable named "NAME", "<NAME>" or "%<NAME>" as a new heap string, or null. */
 char *qrt_GetEnvVar(const char *name);
-/* The first value of an attribute as new heap text; a single digit names a user variable. */
+/* The first value of an attribute as a new heap string; a single digit names a user variable. */
 uint32_t qrt_GetAttribute(uint32_t handle, const char *object, const char *attribute, char **text);
-/* The last value of an attribute. Of syntax 24 it is ctime's own text: not to be freed. Otherwise new heap data. */
+/* The last value of an attribute. For syntax 24 it is ctime's static buffer and must not be freed; otherwise new heap
+ * data. */
 uint32_t __GetAttribute(uint32_t handle, const char *object, const char *attribute, char **value);
 /* `*flag` is 0 when a value of the attribute names `name`, 1 when none does. Returns 0 or the client's code. */
 uint32_t qrt_compareAttribute(uint32_t handle, const char *object, const char *attribute, const char *name,
                               uint32_t *flag);
-/* New heap text: the name of a client code, empty for an unknown one. */
+/* A new heap string: the name of a client code, empty for an unknown one. */
 char *qrt_Error(const char *api, const char *function, int line, uint32_t code);
 
 /* ---- names and volumes ---- */
 
 /* The first delimiter without a backslash before it, or null. */
 char *qrt_DSFindDelimiter(const char *text, const char *delimiter);
-/* Splits a name; each out may be null, and else takes as many bytes as `name` has, at least 7 ("[Root]"). Returns
- * `leaf`. */
+/* Splits a name; each output may be null; otherwise it must have room for as many bytes as `name` has, and at least for
+ * 7 ("[Root]"). Returns `leaf`. */
 char *qrt_DSRemoveNameFromFullName(const char *name, char *parent, char *leaf, char *typedLeaf);
-/* The server of a volume object: `*connection` is 0, `server` takes 514 bytes. */
+/* Finds the server of a volume object: sets `*connection` to 0; `server` must have room for 514 bytes. */
 uint32_t qrt_DSGetObjConnID(uint32_t handle, const char *volumeObject, uint32_t *connection, char *server,
                             void *unused);
-/* A volume object's name on its server; `volume` takes 514 bytes. */
+/* A volume object's name on its server; `volume` must have room for 514 bytes. */
 uint32_t qrt_DSGetPhysicalVolumeName(uint32_t handle, const char *volumeObject, char *volume);
 /* A directory map's volume object (514 bytes) and its path, put in front of `rest` (256 bytes). */
 uint32_t qrt_CheckForDirectoryMap(uint32_t handle, const char *mapObject, char *volumeObject, char *rest);
@@ -209,7 +212,7 @@ uint32_t qrt_ZKDSParsePath(uint32_t handle, const char *path, char *server, uint
 /* A context handle bound to the tree, freed with ZKDSFreeContext. For an unknown tree the code is 0xFFFFFD42 and the
  * handle has no tree. */
 uint32_t qrt_Getctx(const char *tree, uint32_t *handle);
-/* Each returns new heap text, or null. */
+/* Each returns a new heap string, or null. */
 char *qrt_GetTreeName(const char *tree);
 char *qrt_GetTreeFromServer(const char *server);
 char *qrt_GetDefaultServerFromTree(const char *tree);
@@ -221,18 +224,18 @@ uint32_t qrt_StationNumber(void);
 /* Logs in to a tree; `*handle` is the new context, or 0. */
 uint32_t qrt_TreeLogin(const char *tree, char *user, char *password, uint32_t *handle);
 uint32_t qrt_TreeLogout(const char *tree);
-/* Asks for a name and a password, both new heap text for 0. */
+/* Asks for a name and a password, both new heap strings for 0. */
 uint32_t qrt_get_user_password(int gui, const char *label, const char *defaultUser, char **user, char **password);
-/* Makes the tree the session's and prints it. */
+/* Sets the session's tree and prints it. */
 void qrt_SetTree(const char *tree);
 /* The TREE statement. `user` and `password` may be null; the caller's password is overwritten with zero bytes. */
 void doTreeLogin(const char *tree, const char *user, char *password);
 
-/* 0: a connection to the server is authenticated and `*tree` is its tree (new heap text, or null). 1: it is not. */
+/* 0: a connection to the server is authenticated and `*tree` is its tree (a new heap string, or null). 1: it is not. */
 uint32_t qrt_CheckAuthServer(char *server, char **tree);
 /* Makes the server the primary one and sets %0. 1 for a null server. */
 uint32_t qrt_SetServer(uint32_t handle, const char *server);
-/* Attaches to a server, asking for a name and a password when it must. 1 for a null server or a cancelled prompt. */
+/* Attaches to a server, asking for a name and a password if necessary. 1 for a null server or a cancelled prompt. */
 uint32_t qrt_Attach(char *server);
 
 /* ---- configuration files ---- */
@@ -249,8 +252,8 @@ uint32_t qrt_Attach(char *server);
  * `section` is empty. Returns 0 or a QRT_CONF_ code; `value` is written only for 0 and QRT_CONF_TOO_LONG, which leaves
  * the value's length in decimal there, or "*". The first line that mentions the key in any letter case wins. */
 uint32_t qrtGetConfValue(const char *fileName, const char *section, const char *key, char *value, int valueSize);
-/* Examines one line, cutting it up. Returns 0 when it does not hold the key, 1 when the value was copied, else the
- * length of the value that does not fit. */
+/* Parses one line, modifying it. Returns 0 if the line does not contain the key, 1 if the value was copied, otherwise
+ * the length of the value that does not fit. */
 int parseLineForKeyValue(char *line, const char *key, char *value, int valueSize);
 
 #pragma GCC visibility pop

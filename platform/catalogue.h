@@ -1,8 +1,7 @@
-// Texts for people in the language of their locale, for the client, the prompts and the programs. All of them are in
-// one text domain, which is always named: what the calling program has made its own current domain does not matter.
-// Nobody binds the domain to a folder here, so that it is looked up where the C library looks unless the script
-// library has bound it, or a program of this project (tools/own_folder.h). Texts come out in English until the program
-// has set its locale.
+// Translated messages for the client, the prompts and the programs. All of them are in one text domain, which is always
+// passed explicitly, so that the calling program's current domain does not matter. The domain is not bound to a
+// directory here: the C library's default directory is used unless the script library, or a program of this project
+// (tools/own_folder.h), has bound another one. Messages are in English until the program has set its locale.
 #ifndef PLATFORM_CATALOGUE_H
 #define PLATFORM_CATALOGUE_H
 
@@ -22,24 +21,24 @@ inline const char *catalogue_text(const char *message) {
     return translation_checked(message, dgettext(catalogue_domain, message));
 }
 
-// The translation for `count` things: `one` is the English message for one thing, `many` that for others.
+// The translation of a message about `count` things: `one` is the English singular, `many` the plural.
 inline const char *catalogue_plural(const char *one, const char *many, unsigned long count)
     __attribute__((format_arg(1), format_arg(2)));
 inline const char *catalogue_plural(const char *one, const char *many, unsigned long count) {
     const TranslationGuard guard;
     const char *english = count == 1 ? one : many;
     const char *found = dngettext(catalogue_domain, one, many, count);
-    // The English forms may differ: the one for one thing can do without its number.
+    // The English forms may differ: the singular may omit the number.
     return found == one || found == many || translation_checked(many, found) == found ? found : english;
 }
 
-// Marks a message for the catalogue that is looked up later, by catalogue_text or by argp.
+// Marks a message for the catalogue that is translated later, by catalogue_text or by argp.
 constexpr const char *catalogue_mark(const char *message) noexcept {
     return message;
 }
 
-// The translation of a message with its arguments in their places. A message with two or more numbers them ("%1$s"), so
-// that a translation may put them in another order.
+// The translation of a message with its arguments in their places. If a message has two or more, they are numbered
+// ("%1$s"), so that translations can reorder them.
 inline std::string catalogue_format(const char *message, ...) __attribute__((format(printf, 1, 2)));
 inline std::string catalogue_format(const char *message, ...) {
     va_list arguments, again;

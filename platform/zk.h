@@ -1,15 +1,15 @@
 // The directory, connection and file client: everything that a login needs from the network.
 //
 // Conventions:
-// 1. Text is NUL-terminated 8-bit text, UTF-8 on the wire. A name written into a caller's buffer is at most
-//    ZK_MAX_NAME bytes plus the NUL, an attribute name at most ZK_MAX_ATTR_NAME plus the NUL.
+// 1. Strings are NUL-terminated and UTF-8 on the wire. A name written into a caller's buffer is at most ZK_MAX_NAME
+//    bytes plus the NUL, an attribute name at most ZK_MAX_ATTR_NAME plus the NUL.
 // 2. A call returns ZK_OK (0) or one of the codes at the end; out parameters are written only for ZK_OK unless the
 //    call says otherwise.
 // 3. Object names are dotted, leaf first, typed ("CN=jdoe.OU=sales.O=acme"), typeless ("jdoe.sales.acme") or mixed. A
 //    leading "." makes a name complete from the root; otherwise it is relative to the context's name context. A parent
-//    written "[Root]" is the root. A backslash takes the special meaning from the character after it.
-// 4. Attribute names compare without regard to case and with "_" equal to " ".
-// 5. The client is for one thread at a time.
+//    written "[Root]" is the root. A backslash escapes the character after it.
+// 4. Attribute names are compared without regard to case, and "_" equals " ".
+// 5. The client must be used by one thread at a time only.
 #ifndef PLATFORM_ZK_H
 #define PLATFORM_ZK_H
 
@@ -31,13 +31,13 @@ extern "C" {
 uint32_t ZKCallsInit(void *reserved1, void *reserved2);
 uint32_t ZKCLXInit(void *reserved1, void *reserved2);
 uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, uint8_t *patch);
-// What was wrong at the last failure of the configuration, of the loading of a tree, or of a login, as a sentence for
-// an administrator ("acme.ldif:17: malformed DN"); empty when nothing has failed. Cut to `size` bytes, NUL included.
+// The error message of the last failure in reading the configuration, loading a tree or logging in, for an
+// administrator ("acme.ldif:17: malformed DN"); empty if nothing has failed. Truncated to `size` bytes, NUL included.
 uint32_t ZKGetLastErrorText(uint32_t size, char *text);
-// Has `notice` called when a request has waited for directory servers for so many milliseconds: with the URI of the
-// server that is waited for (or other words for it), once more for each further server that it turns to, and with null
-// when the waiting is over. It is called within the client's calls, on the caller's thread; it may not call the client
-// and has to come back without an exception. Null: nobody is told, as at first.
+// Sets a function that is called when a request has been waiting for directory servers for `milliseconds`: with the URI
+// of the server that it is waiting for (or a description of it), again for each further server that it tries, and with
+// null when the wait is over. It is called within the client's calls, on the caller's thread; it must not call the
+// client and must not throw. A null `notice`, the default, turns this off.
 typedef void (*ZKWaitNotice)(const char *server);
 uint32_t ZKSetWaitNotice(uint32_t milliseconds, ZKWaitNotice notice);
 
@@ -55,11 +55,11 @@ enum {
 enum {
     DCV_DEREF_ALIASES = 0x01,
     DCV_XLATE_STRINGS = 0x02,
-    DCV_TYPELESS_NAMES = 0x04, // names handed out carry no "type=" prefixes
+    DCV_TYPELESS_NAMES = 0x04, // names are returned without "type=" prefixes
     DCV_CANONICALIZE_NAMES = 0x10
 };
 
-// A new context handle, to be freed with ZKDSFreeContext. A context that could not be made is ZKE_BAD_CONTEXT.
+// A new context handle, to be freed with ZKDSFreeContext. Returns ZKE_BAD_CONTEXT if no context could be created.
 uint32_t ZKDSCreateContextHandle(uint32_t *context);
 uint32_t ZKDSFreeContext(uint32_t context);
 uint32_t ZKDSSetContext(uint32_t context, int key, const void *value);
@@ -67,7 +67,7 @@ uint32_t ZKDSGetContext(uint32_t context, int key, void *value);
 
 // ---- identity ----
 
-// The name of the object logged in to the context's tree; an empty text when nobody is.
+// The name of the object logged in to the context's tree; an empty string if none is.
 uint32_t ZKDSWhoAmI(uint32_t context, char *name);
 // 1 when the process is logged in to the context's tree, 0 when not: not a result code.
 uint32_t ZKDSCanDSAuthenticate(uint32_t context);
@@ -76,8 +76,8 @@ uint32_t ZKDSCanDSAuthenticate(uint32_t context);
 // an attempt that comes next after a refusal is sent, unless ZKDSCanDSAuthenticate or ZKDSFreeContext was called
 // between.
 uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, const char *password);
-// Whether a login to the context's tree needs a password; `*needed` is 0 where it goes by who the process is (a
-// Kerberos ticket, a local socket), and the password of ZKDSLoginEx may be empty then.
+// Whether a login to the context's tree needs a password; `*needed` is 0 if the process's own identity is used (a
+// Kerberos ticket, a local socket); the password of ZKDSLoginEx may then be empty.
 uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed);
 uint32_t ZKDSLogout(uint32_t context);
 // Authenticates a file server's connection with the identity logged in to its tree.
@@ -85,7 +85,7 @@ uint32_t ZKDSAuthenticateConnEx(uint32_t context, uint32_t connection);
 
 // ---- names ----
 
-// The complete name, in the form that the context's flags ask for; the object need not exist.
+// Returns the complete name in the form selected by the context's flags; the object need not exist.
 uint32_t ZKDSCanonicalizeName(uint32_t context, const char *name, char *canonical);
 // The shortest form that still names the object from the context's name context.
 uint32_t ZKDSAbbreviateName(uint32_t context, const char *name, char *abbreviated);
@@ -102,7 +102,7 @@ typedef struct {
 } ZKDSObjectInfo;
 
 // Attribute syntaxes and the value layouts that ZKDSGetAttrVal fills. What a pointer points to lies in the same block,
-// whose size ZKDSComputeAttrValSize tells. Every other syntax is NUL-terminated text.
+// whose size ZKDSComputeAttrValSize returns. Every other syntax is NUL-terminated text.
 enum {
     ZK_SYNTAX_NUMERIC_TEXT = 11,
     ZK_SYNTAX_NETWORK_ADDRESS = 12,
@@ -137,8 +137,8 @@ uint32_t ZKDSAllocBuf(uint32_t size, ZKDSBuffer **buffer);
 uint32_t ZKDSFreeBuf(ZKDSBuffer *buffer);
 uint32_t ZKDSInitBuf(uint32_t context, uint32_t operation, ZKDSBuffer *buffer);
 uint32_t ZKDSPutAttrName(uint32_t context, ZKDSBuffer *buffer, const char *attribute);
-// `*iteration` starts at -1 and comes back -1 when no further reply follows. Values that do not fit the reply buffer
-// come in the next one.
+// `*iteration` must be -1 at first and is -1 again after the last reply. Values that do not fit into the reply buffer
+// are returned in the next reply.
 uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint32_t allAttributes, ZKDSBuffer *request,
                   int32_t *iteration, ZKDSBuffer *reply);
 uint32_t ZKDSReadAttrDef(uint32_t context, uint32_t infoType, uint32_t allAttributes, ZKDSBuffer *request,
@@ -157,9 +157,9 @@ uint32_t ZKDSOpenStream(uint32_t context, const char *object, const char *attrib
 uint32_t ZKReadFile(uint32_t file, uint32_t count, uint32_t *bytesRead, void *data);
 uint32_t ZKCloseFile(uint32_t file);
 // Splits "SERVER/VOLUME:path", "\\SERVER\VOLUME\path" or "VOLUME:path" (on the primary server), opens a connection to
-// the server and tells its and the volume's own spelling. Each result may be null: a connection that is not asked for
-// is not left open. `server` has ZK_SERVER_NAME_SIZE bytes, `volume` 65, `rest` 256. ZKE_MALFORMED_NAME,
-// ZKE_SERVER_NOT_FOUND, ZKE_VOLUME_UNKNOWN, ZKE_BUFFER_TOO_SMALL for a longer rest.
+// the server and returns its name and the volume's name in their own spelling. Each output may be null; without
+// `connection` the connection is closed again. `server` has ZK_SERVER_NAME_SIZE bytes, `volume` 65, `rest` 256.
+// ZKE_MALFORMED_NAME, ZKE_SERVER_NOT_FOUND, ZKE_VOLUME_UNKNOWN, ZKE_BUFFER_TOO_SMALL for a longer rest.
 uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char *volume, char *rest);
 // With a null buffer only the size of the list is told. ZKE_NO_ACCESS when the directory of the drives' links is not the
 // user's own or others can write in it: ZKGetLastErrorText tells.
@@ -170,7 +170,7 @@ uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attr
 
 // ---- connections ----
 
-// How a name is given, how a connection is opened, and over what.
+// Name formats, ways of opening a connection, and transports.
 enum { ZK_NAME_FILE_SERVER = 2, ZK_NAME_ANY = 0x8000 };
 enum { ZK_OPEN_BY_NAME = 1, ZK_OPEN_BY_REFERENCE = 9 };
 enum { ZK_TRANSPORT_ANY = 0x8000 };
@@ -220,19 +220,19 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_ACCOUNT_LOCKED 0xFFFFE002u
 #define ZKE_NOT_LOGGED_IN 0xFFFFE003u
 #define ZKE_NO_ACCESS 0xFFFFE004u
-// From here to ZKE_REFERRAL_BROKEN: the directory could not be asked, ZKGetLastErrorText tells why.
+// From here to ZKE_REFERRAL_BROKEN: the directory could not be read; ZKGetLastErrorText returns the reason.
 #define ZKE_DIRECTORY_UNREACHABLE 0xFFFFE010u
 #define ZKE_BAD_DIRECTORY_DATA 0xFFFFE011u // the tree's file or the configuration could not be read
-#define ZKE_SERVER_SILENT 0xFFFFE012u      // a directory server took the connection and gave no answer in time
-#define ZKE_ANSWER_CUT_SHORT 0xFFFFE013u   // the time was over in the middle of an answer
+#define ZKE_SERVER_SILENT 0xFFFFE012u      // a directory server accepted the connection but did not answer in time
+#define ZKE_ANSWER_CUT_SHORT 0xFFFFE013u   // timed out in the middle of an answer
 #define ZKE_SERVER_CLOSED 0xFFFFE014u      // the server closed the connection before its answer was complete
-#define ZKE_ANSWER_MALFORMED 0xFFFFE015u   // what came is no LDAP answer
-#define ZKE_ANSWER_TOO_LARGE 0xFFFFE016u   // an answer larger than the client takes
+#define ZKE_ANSWER_MALFORMED 0xFFFFE015u   // the answer is not valid LDAP
+#define ZKE_ANSWER_TOO_LARGE 0xFFFFE016u   // the answer is too large
 #define ZKE_CERTIFICATE_REFUSED 0xFFFFE017u
-#define ZKE_TLS_REQUIRED 0xFFFFE018u       // the password would cross the network in the clear: it was not sent
-#define ZKE_HOST_LOOKUP_SILENT 0xFFFFE019u // the look-up of a server's host name did not end in time
-#define ZKE_TICKET_REFUSED 0xFFFFE01Au     // there is no ticket for the login, or it is not taken
-#define ZKE_REFERRAL_BROKEN 0xFFFFE01Bu    // referrals that lead round, too far, or to no server that may be asked
+#define ZKE_TLS_REQUIRED 0xFFFFE018u       // the connection is not encrypted, so the password was not sent
+#define ZKE_HOST_LOOKUP_SILENT 0xFFFFE019u // timed out looking up a server's host name
+#define ZKE_TICKET_REFUSED 0xFFFFE01Au     // the Kerberos ticket is missing or was rejected
+#define ZKE_REFERRAL_BROKEN 0xFFFFE01Bu    // a referral loop, too many referrals, or one without a usable server
 #define ZKE_MALFORMED_NAME 0xFFFFE020u
 #define ZKE_BUFFER_TOO_SMALL 0xFFFFE021u
 #define ZKE_BAD_PARAMETER 0xFFFFE022u // no such context key, information item, operation; a null pointer

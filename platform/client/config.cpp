@@ -205,7 +205,7 @@ void read_attributes(Table &table, std::map<std::string, std::string> *attribute
         }
         // Passwords are never read, and objects are told apart by the one class attribute that LDAP has.
         if (equal_nocase(row->ldap, "userPassword") || equal_nocase(row->ldap, "objectClass")) {
-            table.refuse("attributes", catalogue_format("%s cannot have another name", row->ldap));
+            table.refuse("attributes", catalogue_format("%s cannot be renamed", row->ldap));
         }
         if (!attributes->emplace(row->ldap, site).second) {
             table.refuse("attributes", catalogue_format("%s is given twice", row->ldap));

@@ -30,11 +30,10 @@ void warn_of_base_script(const Tree &tree) {
     }
     const std::string *script = base->first("qrtLoginScript");
     if (script != nullptr && !script->empty()) {
-        fprintf(
-            stderr,
-            catalogue_text("Tree %1$s: the login script of %2$s does not run: the base of a tree is not a container "
-                           "of its users. Set no base, or move the script to a container below.\n"),
-            tree.config.name.c_str(), tree.config.base.c_str());
+        fprintf(stderr,
+                catalogue_text("Tree %1$s: the login script of %2$s is not run, because the base of a tree is not a "
+                               "container of its users. Set no base, or move the script to a container below.\n"),
+                tree.config.name.c_str(), tree.config.base.c_str());
     }
 }
 

@@ -119,7 +119,7 @@ const char *fault_of(gnutls_x509_crt_t certificate, const std::string &name, con
     if ((faults & GNUTLS_CERT_INSECURE_ALGORITHM) != 0) {
         return catalogue_text("its key or signature is too weak");
     }
-    return catalogue_text("the TLS library does not accept it");
+    return catalogue_text("it was rejected by the TLS library");
 }
 
 } // namespace

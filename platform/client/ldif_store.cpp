@@ -165,7 +165,7 @@ void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribu
         const bool numbered = attribute.name.find_first_not_of("0123456789.") == std::string::npos;
         if (numbered) {
             refuse(record, attribute.line,
-                   attribute.name + ": " + catalogue_text("attributes are named, not numbered"));
+                   attribute.name + ": " + catalogue_text("an attribute must be given by its name, not by its number"));
         }
         return;
     }

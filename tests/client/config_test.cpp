@@ -82,9 +82,9 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {servers("[\"ldap://a\"]", "attributes = { full = \"cn\" }"), "4:14: full = \"cn\": unknown attribute"},
         {servers("[\"ldap://a\"]", "attributes = { cn = \"a b\" }"), "4:14: cn = \"a b\": unknown attribute"},
         {servers("[\"ldap://a\"]", "attributes = { userPassword = \"pw\" }"),
-         "4:14: userPassword cannot have another name"},
+         "4:14: userPassword cannot be renamed"},
         {servers("[\"ldap://a\"]", "attributes = { OBJECTCLASS = \"kind\" }"),
-         "4:14: objectClass cannot have another name"},
+         "4:14: objectClass cannot be renamed"},
         {servers("[\"ldap://a\"]", "attributes = { sn = \"a\", surname = \"b\" }"), "4:14: sn is given twice"},
         {servers("[\"ldap://a\"]", "sasl_external = true"), "4:17: sasl_external requires an ldapi:// URI"},
         {servers("[\"ldapi://a\"]", "sasl_gssapi = true"),
@@ -200,7 +200,7 @@ TEST_F(Configuration, ALoginTellsThatTheScriptOfTheBaseDoesNotRun) {
     }
     EXPECT_EQ(ZK_OK, login(context(session_flags, "ROOT"), "u.acme", "secret"));
     EXPECT_EQ(
-        "Tree WITH: the login script of o=acme does not run: the base of a tree is not a container of its users. "
+        "Tree WITH: the login script of o=acme is not run, because the base of a tree is not a container of its users. "
         "Set no base, or move the script to a container below.\n",
         ::testing::internal::GetCapturedStderr());
 }

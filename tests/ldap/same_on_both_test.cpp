@@ -404,7 +404,7 @@ TEST_F(SameOnBoth, ASuffixOfSeveralParts) {
     } cases[] = {
         {"", "kim.people.acme.example", "at the top of kim\n", ""},
         {"dc=example", "kim.people.acme", "at the top of kim\n", ""},
-        {"dc=acme,dc=example", "kim.people", "", "Tree SERVER: the login script of dc=acme,dc=example does not run"},
+        {"dc=acme,dc=example", "kim.people", "", "Tree SERVER: the login script of dc=acme,dc=example is not run"},
         {"ou=people,dc=acme,dc=example", "kim", nullptr, nullptr}, // what is above the base is not the tree's
     };
     for (const auto &one : cases) {

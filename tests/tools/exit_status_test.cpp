@@ -46,7 +46,7 @@ const Row rows[] = {
     {66, "", "$q $u --login-script @/none", "cannot read the script @/none: No such file or directory"},
     {66, "", "$q $u --profile-script @/none", "cannot read the script @/none: No such file or directory"},
     {66, "", "$q $u --login-script @", "cannot read the script @: Is a directory"},
-    {66, "", "$q $u --login-script @/fifo", "cannot read the script @/fifo: it is a pipe"},
+    {66, "", "$q $u --login-script @/fifo", "cannot read the script @/fifo: not a regular file"},
     {66, "", "$q --user jdoe.sales.acme --login-script @/none", "cannot read the script"},
     {71, "", "ulimit -n 5; exec $q $u", "Too many open files"},
     {74, "", "$q $u >/dev/full", "cannot write the output: No space left on device"},

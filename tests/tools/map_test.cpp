@@ -405,8 +405,8 @@ TEST_F(MapTest, AnOverlongSentenceIsCut) {
     std::error_code none;
     const std::string folder = std::filesystem::canonical(site.path(), none).string() + "/";
     const std::string sentence = "acme.ldif:2: cannot open " + folder + name;
-    expect_refused(
-        outcome, "cannot map drive H: to \"SRV1/SYS:\": cannot read the directory: " + sentence.substr(0, 1023));
+    expect_refused(outcome,
+                   "cannot map drive H: to \"SRV1/SYS:\": cannot read the directory: " + sentence.substr(0, 1023));
 }
 
 // With the network file system mounted the target must be there. The mount point is at a fixed place, so this runs in a

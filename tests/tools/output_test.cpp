@@ -126,7 +126,7 @@ TEST_F(OutputTest, OfProgramsIsNoTerminal) {
     program("look", "if [ -t 1 ]; then echo terminal; else echo none; fi\n");
     userScript(running("look") + "\n");
     TerminalProcess process(askingLogin(), environment);
-    ASSERT_TRUE(process.awaits("Password for "));
+    ASSERT_TRUE(process.awaits("Password for jdoe.sales.acme: "));
     process.type("secret\n");
     EXPECT_TRUE(process.awaits("none\r\n"));
     EXPECT_EQ(process.finish(), 0);
@@ -153,7 +153,7 @@ TEST_F(OutputTest, OfAProgramLeftRunningReachesTheTerminalBesideTheCommand) {
     program("late", "read line <" + site.path("fifo") + "\necho late\n");
     userScript("@" + site.path("late") + "\n");
     TerminalProcess process(askingLogin({"--", "sh", "-c", "echo >" + site.path("fifo") + "; read line"}), environment);
-    ASSERT_TRUE(process.awaits("Password for "));
+    ASSERT_TRUE(process.awaits("Password for jdoe.sales.acme: "));
     process.type("secret\n");
     EXPECT_TRUE(process.awaits("late\r\n"));
     process.type("\n");

@@ -25,6 +25,5 @@ void script_file_check(const std::optional<std::string> &path) {
         refuse(*path, strerror(errno));
     if (S_ISDIR(status.st_mode)) refuse(*path, strerror(EISDIR));
     // The library goes by the size, which a pipe does not have: it would run an empty script.
-    if (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode))
-        refuse(*path, catalogue_text("it is a pipe, and a script has to be a file"));
+    if (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode)) refuse(*path, catalogue_text("not a regular file"));
 }
