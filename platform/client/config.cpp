@@ -93,7 +93,7 @@ class Table {
         const toml::node *node = get(key);
         std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
         if (!value || !(*value > 0 && *value <= 3650)) {
-            refuse(key, catalogue_format("%s must be a number of days, above 0 and at most 3650", key));
+            refuse(key, catalogue_format("%s must be a number of days greater than 0 and at most 3650", key));
         }
         return *value;
     }

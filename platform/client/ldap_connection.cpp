@@ -430,7 +430,7 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
     LdapAnswer answer = take(await(message));
     if (answer.result == LDAP_SUCCESS && isAnonymous()) {
         throw CodedError(ZKE_NO_ACCESS,
-                         catalogue_format("%1$s: the server answers the login of %2$s as an anonymous one: it has not "
+                         catalogue_format("%1$s: the server treats the login of %2$s as anonymous: it has not "
                                           "checked the password",
                                           address.text.c_str(), identity.dn().c_str()));
     }

@@ -229,8 +229,8 @@ void LdapReferrals::follow(const LdapConnection &from, const LdapSearch &search,
 LdapAnswer LdapReferrals::login(const LdapOrigin &origin, const LdapIdentity &identity, LdapDeadline deadline) {
     if (!isNamed(origin.server)) {
         throw CodedError(ZKE_REFERRAL_BROKEN, origin.server + ": " +
-                                                  catalogue_text("the login was not sent: a referral leads there, and "
-                                                                 "referral_servers does not name the server"));
+                                                  catalogue_text("the login was not sent: a referral leads to a server "
+                                                                 "that is not in referral_servers"));
     }
     refuseIfDown(origin.server);
     try {

@@ -139,7 +139,7 @@ void LdapServers::count(const LdapAnswer &answer) {
     if (counted > config.loginLimit) {
         throw CodedError(ZKE_ANSWER_TOO_LARGE, // a server has answered: no reason to take a copy
 
-                         catalogue_format("%s: the answers since the login are larger than the client takes together",
+                         catalogue_format("%s: the answers since the login are too large in total",
                                           servers[current].uri.c_str()));
     }
 }

@@ -395,8 +395,8 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
     readSession(asked);
     EntryPtr user;
     if (find(asked.name, Aliases::Keep, &user) != ZK_OK) {
-        throw CodedError(ZKE_NO_ACCESS, catalogue_format("%1$s: the server has taken the login of %2$s and does not "
-                                                         "show that user the user's own entry",
+        throw CodedError(ZKE_NO_ACCESS, catalogue_format("%1$s: the server has accepted the login of %2$s but does not "
+                                                         "show the user's own entry",
                                                          tree.name.c_str(), name_to_dotted(asked.name, true).c_str()));
     }
     return user;

@@ -230,7 +230,7 @@ std::string LdifReader::file_of_url(std::string_view url, unsigned number) const
         refuse(number, catalogue_text("malformed URL"));
     }
     if (folder.empty()) {
-        refuse(number, catalogue_format("%s is not below the folder of the tree's file", name.c_str()));
+        refuse(number, catalogue_format("%s is not below the directory of the LDIF file", name.c_str()));
     }
     std::string real;
     try {

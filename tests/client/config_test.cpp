@@ -75,8 +75,8 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {servers("[\"ldap://a\"]", "start_tls = 1"), "4:13: start_tls must be true or false"},
         {servers("[\"ldap://a\"]", "time_limit = 0"), "4:14: time_limit must be a number of seconds greater than 0"},
         {servers("[\"ldap://a\"]", "retry_after = \"1\""), "4:15: retry_after must be a number of seconds"},
-        {servers("[\"ldap://a\"]", "offline_days = 0"), "4:16: offline_days must be a number of days, above 0"},
-        {servers("[\"ldap://a\"]", "offline_days = 3651"), "4:16: offline_days must be a number of days, above 0"},
+        {servers("[\"ldap://a\"]", "offline_days = 0"), "4:16: offline_days must be a number of days greater than 0"},
+        {servers("[\"ldap://a\"]", "offline_days = 3651"), "4:16: offline_days must be a number of days greater than 0"},
         {servers("[\"ldap://a\"]", "search_base = \"acme\""), "4:15: malformed DN"},
         {servers("[\"ldap://a\"]", "attributes = 1"), "4:14: attributes must be a table of strings"},
         {servers("[\"ldap://a\"]", "attributes = { full = \"cn\" }"), "4:14: full = \"cn\": unknown attribute"},
@@ -192,7 +192,7 @@ TEST_F(Configuration, ALoginTellsThatTheScriptOfTheBaseDoesNotRun) {
     std::string trees;
     for (const std::string name : {"WITH", "EMPTY", "NONE"})
         trees += "[[tree]]\nname = \"" + name + "\"\nldif = \"" + name + ".ldif\"\nbase = \"o=acme\"\n";
-    configure(trees + "[[tree]]\nname = \"ROOT\"\nldif = \"WITH.ldif\"\n");
+    configure(trees + "[[tree]]\nname = \"ROOT\"\nldif = \"WITH.ldif\"\nshare_password = true\n");
     ::testing::internal::CaptureStderr();
     for (const char *tree : {"WITH", "EMPTY", "NONE"}) {
         EXPECT_EQ(ZKE_WRONG_PASSWORD, login(context(session_flags, tree), "u", "wrong"));

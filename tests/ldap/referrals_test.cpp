@@ -140,8 +140,8 @@ TEST_F(LdapReferral, NobodyIsToldToAServerThatTheConfigurationDoesNotName) {
     ASSERT_EQ(ZKDSLogout(here), ZK_OK);
     EXPECT_EQ(loginHere("kim.branch.acme", "daisy"), ZKE_REFERRAL_BROKEN);
     EXPECT_EQ(lastError(), attacker.uri("ldaps") +
-                               ": the login was not sent: a referral leads there, and referral_servers does not name "
-                               "the server");
+                               ": the login was not sent: a referral leads to a server that is not in "
+                               "referral_servers");
     EXPECT_EQ(ZKLoginToFileServer(open_server("SRV2"), "kim.branch.acme", 256, "daisy"), ZKE_REFERRAL_BROKEN);
     EXPECT_EQ(logins(&attacker), std::vector<std::string>());
 }

@@ -53,8 +53,8 @@ TEST_P(LdapAnonymous, IsNoLogin) {
     onScript(server);
     EXPECT_EQ(loginHere("jdoe.sales", "anything"), ZKE_NO_ACCESS);
     EXPECT_EQ(lastError(), server.uri() +
-                               ": the server answers the login of cn=jdoe,ou=sales,o=acme as an anonymous "
-                               "one: it has not checked the password");
+                               ": the server treats the login of cn=jdoe,ou=sales,o=acme as anonymous: it has "
+                               "not checked the password");
     EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
 }
 
@@ -68,8 +68,7 @@ TEST_F(LdapRefusal, AServerThatNoLongerShowsTheUserHasTakenThePassword) {
     onScript(server);
     EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_NO_ACCESS);
     EXPECT_EQ(lastError(),
-              "ACME: the server has taken the login of CN=jdoe.OU=sales and does not show that user the user's own "
-              "entry");
+              "ACME: the server has accepted the login of CN=jdoe.OU=sales but does not show the user's own entry");
     EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
 }
 

@@ -56,7 +56,8 @@ Failure failure_of(uint32_t code, const std::string &attempt) {
         status = meaning.status;
         text = catalogue_text(meaning.text);
     }
-    const bool told = status == exit_directory || status == exit_tree || code == ZKE_TICKET_REFUSED;
+    const bool told =
+        status == exit_directory || status == exit_tree || code == ZKE_TICKET_REFUSED || code == ZKE_NO_ACCESS;
     std::string detail = told ? client_sentence() : "";
     if (!detail.empty()) text += ": " + detail;
     return Failure(status, attempt + ": " + text);
