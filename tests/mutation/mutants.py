@@ -1,4 +1,4 @@
-"""Finds the places of a C++ source where one small mistake could have been made, and makes it.
+"""Finds the places of a C++ source or of a grammar where one small mistake could have been made, and makes it.
 
 Knows only as much of C++ as this project writes: clang-format's spacing tells operators from templates. A mutant that is
 no C++ is the compiler's to refuse.
@@ -8,9 +8,9 @@ import re
 from dataclasses import dataclass
 
 TOKEN = re.compile(
-    r"""(?P<skip>\s+|//[^\n]*|/\*.*?\*/|^\s*\#(?:[^\n]|\\\n)*)
+    r"""(?P<skip>\s+|//[^\n]*|/\*.*?\*/|\#(?:\\\n|[^\n])*)
       | (?P<string>"(?:\\.|[^"\\])*"|'(?:\\.|[^'\\])*')
-      | (?P<number>\d[\w.]*)
+      | (?P<number>\d(?:'?[\w.])*)
       | (?P<name>[A-Za-z_]\w*)
       | (?P<sign><<=|>>=|->|::|\+\+|--|<<|>>|<=|>=|==|!=|&&|\|\||[-+*/%&|^]=|.)""",
     re.VERBOSE | re.DOTALL | re.MULTILINE,
@@ -125,11 +125,14 @@ class Finder:
                 self.off_by_one(token.start, self.tokens[i + 1].end, f"sizeof {self.tokens[i + 1].text}")
 
     def number(self, token):
-        match = re.fullmatch(r"(0x[0-9a-fA-F]+|\d+)([uUlL]*)", token.text)
+        match = re.fullmatch(r"(0x[0-9a-fA-F]+|[\d']+)([uUlL]*)", token.text)
         if match:
-            value = int(match[1], 0)
+            digits = match[1].replace("'", "")
+            octal = re.fullmatch(r"0\d+", digits)
+            value = int(digits, 8 if octal else 0)
             for other in (value + 1, value - 1):
-                self.replace(token, f"{other}{match[2]}" if other >= 0 else f"({other})")
+                shown = f"0{other:o}" if octal else other
+                self.replace(token, f"{shown}{match[2]}" if other >= 0 else f"({other})")
 
     def off_by_one(self, start, end, name):
         # A size is always the last part of its term.
@@ -212,31 +215,92 @@ class Finder:
                 self.add(self.tokens[at].start, self.tokens[end].end, ";", f"{shown} is dropped")
             at = end + 1
 
-    def bodies(self):
+    def bodies(self, first, last):
         """The index ranges of the function bodies."""
-        at = 0
-        while at < len(self.tokens):
+        at = first
+        while at < last:
             start = at
-            while at < len(self.tokens) and self.tokens[at].text not in ("{", ";"):
+            while at < last and self.tokens[at].text not in ("{", ";"):
                 at = closing(self.tokens, at) if self.tokens[at].text in "([" else at
                 at += 1
-            if at >= len(self.tokens):
+            if at >= last:
                 return
-            words = [token.text for token in self.tokens[start:at] if token.text != "}"]
-            if self.tokens[at].text == "{" and words[:1] != ["namespace"]:
+            if self.tokens[at].text == "{":
                 end = closing(self.tokens, at)
-                if words[:1] not in (["struct"], ["enum"]) and "=" not in words:
+                kind = self.kind_of(start, at)
+                if kind == "scope":
+                    yield from self.bodies(at + 1, end)
+                elif kind == "function":
                     yield at + 1, end
                 at = end
             at += 1
 
+    def kind_of(self, start, brace):
+        """What stands between the braces behind such a head: a "scope" of functions, a "function", or a "list"."""
+        words = []
+        at = start
+        while at < brace:
+            words.append(self.tokens[at].text)
+            if words == ["template"]:
+                words = []
+                while self.tokens[at].text != ">" or self.tokens[at + 1].text in (",", ">"):
+                    at += 1
+            elif words[-1] in "([":
+                at = closing(self.tokens, at)
+            at += 1
+        while words and words[0] in ("}", "public", "protected", "private", ":"):
+            del words[0]
+        if words[:1] == ["enum"] or "=" in words:
+            return "list"
+        return "scope" if words[:1] and words[0] in ("namespace", "extern", "struct", "class", "union") else "function"
+
     def find(self):
-        for first, last in self.bodies():
-            self.operators(first, last)
-            self.conditions(first, last)
-            self.statements(first, last)
+        for first, last in self.bodies(0, len(self.tokens)):
+            self.mistakes(first, last)
         return self.mutants
+
+    def mistakes(self, first, last):
+        self.operators(first, last)
+        self.conditions(first, last)
+        self.statements(first, last)
+
+
+class GrammarFinder(Finder):
+    """The mistakes in a Bison grammar's rules: those of the actions, and a form that is missing."""
+
+    def find(self):
+        # The rules stand between two lines "%%".
+        signs = [i for i in range(len(self.tokens) - 1) if self.tokens[i].text == self.tokens[i + 1].text == "%"]
+        at, last = signs[0] + 2, signs[1]
+        while at < last:
+            # name: form | form ;
+            end = at + 2
+            bars = []
+            while self.tokens[end].text != ";":
+                if self.tokens[end].text == "{":
+                    close = closing(self.tokens, end)
+                    self.mistakes(end + 1, close)
+                    end = close
+                elif self.tokens[end].text == "|":
+                    bars.append(end)
+                end += 1
+            self.forms(at + 1, bars, end)
+            at = end + 1
+        return self.mutants
+
+    def forms(self, colon, bars, semicolon):
+        """Each of several forms is dropped, together with the bar in front of it or, the first one, behind it."""
+        ends = [colon, *bars, semicolon]
+        if not bars:
+            return
+        for i in range(len(ends) - 1):
+            first, end = ends[i] + 1, ends[i + 1]
+            text = self.source[self.tokens[first].start : self.tokens[end - 1].end]
+            shown = re.sub(r"\s+", " ", text)
+            start = self.tokens[first if i == 0 else ends[i]].start
+            self.add(start, self.tokens[end if i == 0 else end - 1].end, "", f"the form {shown} is dropped")
 
 
 def mutants_of(file, source):
-    return Finder(file, source).find()
+    finder = GrammarFinder if file.endswith(".y") else Finder
+    return finder(file, source).find()

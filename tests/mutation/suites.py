@@ -1,0 +1,72 @@
+"""Which suites see which file of the product, the quickest first: a mutant is tried on one after the other."""
+
+import re
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+
+# Where a mistake shows: in the tests of the module itself, in whole scripts, in the programs.
+FOLDERS = {
+    "frame": ["unit", "out_of_memory", "golden", "tools"],
+    "script": ["unit", "out_of_memory", "golden"],
+    "commands": ["unit", "out_of_memory", "golden", "tools"],
+    "directory": ["unit", "out_of_memory", "golden", "tools"],
+    "network": ["unit", "out_of_memory", "golden", "tools"],
+    "config": ["unit", "tools"],
+    "platform/client": ["client", "golden", "tools"],
+    "platform/prompt": ["tools", "golden", "memory"],
+    "tools/qrtlogin": ["tools", "interrupts", "allocations", "memory"],
+    "tools/map": ["tools", "golden", "allocations"],
+}
+# Files whose work shows elsewhere. Real servers take long to start and are asked only where nothing else would tell.
+EXCEPTIONS = {
+    "platform/client/bounded.cpp": ["client", "ldap"],
+    "platform/client/config.cpp": ["client", "ldap"],
+    "platform/client/connections.cpp": ["client", "golden", "tools", "ldap"],
+    "platform/client/entry_find.cpp": ["client", "golden", "ldap"],
+    "platform/client/identity.cpp": ["client", "golden", "tools", "memory", "ldap"],
+    "platform/client/ldap_connection.cpp": ["client", "ldap", "memory"],
+    "platform/client/ldap_copy.cpp": ["client", "ldap", "memory"],
+    "platform/client/ldap_stream.cpp": ["client", "ldap", "memory"],
+    "platform/client/login_check.cpp": ["client", "tools", "ldap"],
+    "platform/client/offline_login.cpp": ["client", "memory", "ldap"],
+    "platform/client/password.cpp": ["client", "memory"],
+    "platform/client/server_login.cpp": ["client", "tools", "ldap"],
+    "tools/qrtlogin/login.cpp": ["tools", "allocations", "memory", "ldap"],
+}
+# What is no test program of GoogleTest's.
+ARGUMENTS = {"allocations": ["--stride", "97", "qrtlogin", "qrtlogin_flood", "map"]}
+# Those that are run once more under the sanitizers: what they would find is in the product's own process.
+SANITIZED = {"unit", "client"}
+# Under them the tests beside the file are all that is run, unless any script may be what shows the mistake.
+WHOLE_UNDER_SANITIZERS = {"script/grammar.y"}
+# Those whose tests each need a process of their own; of the others one process is quicker.
+APART = {"client", "ldap", "memory"}
+# What has to come first in its process.
+FIRST = {"unit": "StateGlobals.*"}
+LDAP = re.compile(r"platform/client/ldap_\w+\.cpp")
+
+
+def suites_of(file):
+    usual = ["client", "ldap"] if LDAP.fullmatch(file) else FOLDERS[str(Path(file).parent)]
+    return EXCEPTIONS.get(file, usual)
+
+
+def files():
+    """Every file of the product in which mistakes can be made."""
+    return [
+        str(path.relative_to(ROOT)) for folder in FOLDERS for end in ("cpp", "y")
+        for path in sorted((ROOT / folder).glob(f"*.{end}"))
+    ]  # fmt: skip
+
+
+def kin(file, suite):
+    """The filter for the tests beside the file's own name; empty when there are none."""
+    found = []
+    for path in sorted((ROOT / "tests" / suite).glob(f"{Path(file).stem}*_test.cpp")):
+        found += re.findall(r"^TEST(?:_F|_P)?\((\w+),", path.read_text(), re.MULTILINE)
+    return ":".join(f"*{name}.*" for name in dict.fromkeys(found))
+
+
+def all_suites():
+    return {suite for file in files() for suite in suites_of(file)}
