@@ -42,6 +42,8 @@ TEST(Names, DottedNamesFromTheRoot) {
         {" jdoe . sales ", "jdoe.sales"},
         {"\\ jdoe", "\\ jdoe"},
         {"admin.\\[Root]", "admin.\\[Root]"},
+        {"admin\\.[Root]", "admin\\.[Root]"},
+        {".[Root]", "[Root]"},
     };
     for (const Case &c : cases) {
         EXPECT_EQ(c.expected, parsed(c.text)) << c.text;

@@ -169,6 +169,26 @@ TEST_F(Drives, ADriveTooLongForTheCallerDoesNotHideTheOthers) {
     EXPECT_EQ(2u, drives(512).size());
 }
 
+TEST_F(Drives, ADriveMayFillTheCallersBuffers) {
+    link("B", "/mnt/net/jdoe/SRV1/SYS/b");
+    const auto local = static_cast<uint32_t>(folder.path("drives/B").size() + 1);
+    const auto target = static_cast<uint32_t>(sizeof "SRV1/SYS:b");
+    const struct {
+        uint32_t localSize, targetSize, code;
+    } rows[] = {
+        {local, target, ZK_OK}, {local - 1, target, ZKE_NO_MORE_ENTRIES}, {local, target - 1, ZKE_NO_MORE_ENTRIES}};
+    uint32_t size = 0;
+    ASSERT_EQ(ZK_OK, ZKGetMappedDrives(nullptr, &size));
+    std::vector<char> list(size);
+    ASSERT_EQ(ZK_OK, ZKGetMappedDrives(list.data(), &size));
+    for (const auto &row : rows) {
+        std::vector<char> path(row.localSize), place(row.targetSize);
+        uint32_t cursor = 0;
+        EXPECT_EQ(row.code, ZKEnumMappedDrives(list.data(), &cursor, nullptr, row.localSize, path.data(),
+                                               row.targetSize, place.data()));
+    }
+}
+
 TEST_F(Drives, TheLinkDirectoryMayNameAVariable) {
     link("H", "/mnt/net/jdoe/SRV1/SYS/x");
     configure("link_directory = \"%DRIVES_TEST/drives\"\n[[server]]\nname = \"S\"\n");

@@ -91,6 +91,31 @@ TEST_F(OfflineLdap, ServesALoginWhoseNamesAreKeptInAnotherAttribute) {
     EXPECT_EQ(after.status, 0) << after.err;
 }
 
+// Before the last word of its first line stands when the copy was made.
+TEST_F(OfflineLdap, SaysHowOldItsCopyIs) {
+    Slapd server(sample());
+    onServers({server.uri()}, "offline = true\n");
+    ASSERT_EQ(login().status, 0);
+    server.kill();
+    const std::vector<std::string> files = copies();
+    const struct {
+        time_t seconds;
+        const char *age; // a little later
+    } rows[] = {{-100, "0 seconds"}, {50, "5[0-9] seconds"}, {60, "1 minute"}, {150, "2 minutes"},
+                {3600, "1 hour"},    {7300, "2 hours"},      {86400, "1 day"}, {172900, "2 days"}};
+    for (const auto &row : rows) {
+        for (const std::string &file : files) {
+            const std::string text = file_text(file);
+            const size_t owner = text.rfind(' ', text.find('\n'));
+            const size_t made = text.rfind(' ', owner - 1) + 1;
+            const std::string changed =
+                text.substr(0, made) + std::to_string(time(nullptr) - row.seconds) + text.substr(owner);
+            home.write(std::filesystem::relative(file, home.path()), changed);
+        }
+        EXPECT_THAT(login().err, ::testing::ContainsRegex(std::string("using the copy made ") + row.age + " ago"));
+    }
+}
+
 TEST_F(OfflineLdap, KeepsNoPasswordAndShowsItsCopyToNobodyElse) {
     Slapd server(sample());
     onServers({server.uri()}, "offline = true\n");

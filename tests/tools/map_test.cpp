@@ -167,7 +167,9 @@ TEST_F(MapTest, ALoginADayFillsNoSearchPath) {
 
 TEST_F(MapTest, APlaceBeyondTheEndIsTheOneAfterTheLast) {
     EXPECT_EQ(map({"S9:=SRV1/SYS:one"}).out, "Drive S1: = SRV1/SYS:one\n");
-    EXPECT_EQ(link("S9"), "");
+    EXPECT_EQ(map({"s9:=SRV1/SYS:two"}).out, "Drive S2: = SRV1/SYS:two\n");
+    EXPECT_EQ(map({"X9:=SRV1/SYS:three"}).status, 1) << "no other letter has places";
+    EXPECT_EQ(link("S3") + link("S9"), "");
 }
 
 TEST_F(MapTest, RemovingAPlaceLeavesNoGap) {

@@ -1,8 +1,10 @@
 #include "tests/tools/process.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pty.h>
 #include <sched.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utmp.h>
@@ -161,7 +163,7 @@ void TerminalProcess::type(const std::string &text) {
     if (write(terminal_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) fail("write");
 }
 
-void TerminalProcess::interrupt() {
+void TerminalProcess::awaitRest() const {
     std::string state;
     while (state != "S" && state != "Z") {
         // pid (name) state ...
@@ -170,7 +172,16 @@ void TerminalProcess::interrupt() {
         state = name == std::string::npos ? "Z" : status.substr(name + 2, 1);
         sched_yield();
     }
+}
+
+void TerminalProcess::interrupt() {
+    awaitRest();
     type("\x03");
+}
+
+void TerminalProcess::signal(int number) const {
+    awaitRest();
+    kill(child_, number);
 }
 
 bool TerminalProcess::echoes() const {
@@ -189,6 +200,15 @@ bool TerminalProcess::awaitsStop() const {
 
 void TerminalProcess::goOn() const {
     kill(child_, SIGCONT);
+}
+
+bool TerminalProcess::endsWithin(int milliseconds) const {
+    const int process = static_cast<int>(syscall(SYS_pidfd_open, child_, 0));
+    if (process < 0) fail("pidfd_open");
+    pollfd end = {process, POLLIN, 0};
+    const int ready = poll(&end, 1, milliseconds);
+    close(process);
+    return ready > 0;
 }
 
 int TerminalProcess::finish() {

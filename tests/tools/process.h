@@ -59,11 +59,15 @@ class TerminalProcess {
     // Presses the interrupt key once the program waits for input. (readpassphrase misses a signal that comes between
     // its question and its read.)
     void interrupt();
+    // Sends it another signal once it waits for input.
+    void signal(int number) const;
     bool echoes() const;
     // The process, and its rests: it may stop itself with SIGSTOP. False when it ends instead.
     pid_t id() const { return child_; }
     bool awaitsStop() const;
     void goOn() const;
+    // Whether it ends within so many milliseconds while nothing of what it writes is read.
+    bool endsWithin(int milliseconds) const;
     // Reads the rest and returns the exit status, as in Outcome.
     int finish();
     // All that has appeared so far.
@@ -71,6 +75,7 @@ class TerminalProcess {
 
   private:
     bool readSome();
+    void awaitRest() const;
     pid_t child_ = -1;
     int terminal_ = -1;
     std::string shown_;

@@ -168,6 +168,29 @@ TEST(TerminalPrompt, TheInterruptReachesTheProgramsOwnHandlerAfterwards) {
     EXPECT_EQ(process.finish(), 42);
 }
 
+TEST(TerminalPrompt, AnInterruptIsToldOnceAndALaterQuestionIsAsked) {
+    static volatile sig_atomic_t told = 0;
+    TerminalProcess process([] {
+        signal(SIGINT, [](int) { told = told + 1; });
+        const bool cancelled = ask(auxlogin_c, "ACME", "jdoe") != 0;
+        return ask(auxlogin_c, "ACME", "jdoe") == 0 && cancelled && told == 1 ? 0 : 43;
+    });
+    ASSERT_TRUE(process.awaits(name_question));
+    process.interrupt();
+    answer(process, name_question, "", "secret", "<jdoe|secret>");
+}
+
+TEST(TerminalPrompt, AnotherSignalDoesNotEndTheQuestion) {
+    TerminalProcess process([] {
+        signal(SIGUSR1, [](int) {});
+        return ask(auxlogin_c, "ACME", "jdoe");
+    });
+    ASSERT_TRUE(process.awaits(name_question));
+    // The first ones may still find it writing.
+    for (int i = 0; i < 20; ++i) process.signal(SIGUSR1);
+    answer(process, "]: ", "", "secret", "<jdoe|secret>");
+}
+
 TEST(TerminalPrompt, ControlCharactersOfALabelDoNotReachTheTerminal) {
     TerminalProcess process = login("AC\x1b[2JME",
                                     "j\x07"
@@ -202,6 +225,14 @@ TEST(TerminalPrompt, AnOverlongNameIsRefused) {
     ASSERT_TRUE(process.awaits(name_question));
     process.type(std::string(Answer::capacity + 1, 'x') + "\n");
     expect_cancelled(process);
+}
+
+TEST(TerminalPrompt, ADefaultNameIsOfferedUpToTheLongestAnswer) {
+    const std::string longest(Answer::capacity, 'n');
+    TerminalProcess offered = login(nullptr, longest.c_str());
+    answer(offered, "User name [", "", "secret", ("<" + longest + "|secret>").c_str());
+    TerminalProcess left_out = login(nullptr, (longest + "n").c_str());
+    answer(left_out, "User name: ", "jdoe", "secret", "<jdoe|secret>");
 }
 
 TEST(TerminalPrompt, WithoutATerminalEveryPromptFails) {

@@ -168,6 +168,7 @@ TEST_F(QrtloginTest, WrongUsageIsRefusedBeforeAnythingIsAsked) {
         {{"--password-fd", "-1", "jdoe"}, "--password-fd takes a number"},
         {{"--shell", "--print-environment", "jdoe"}, "mutually exclusive"},
         {{"--shell", "jdoe", "--", "true"}, "mutually exclusive"},
+        {{"--shell", "jdoe", "--"}, "no command after --"},
         {{"jdoe", "--"}, "no command after --"},
     };
     for (const auto &row : rows) {
@@ -444,6 +445,24 @@ TEST_F(InterruptedLogin, AfterBreakOnEndsTheLoginAndSaysSo) {
     EXPECT_EQ(shown.find("command"), std::string::npos);
 }
 
+// More than the terminal takes and less than the pipe holds: the rest has not been shown when the interrupt comes.
+TEST_F(InterruptedLogin, AfterBreakOnEndsOnlyWhenEverythingIsShown) {
+    const std::string ready = site.path("ready");
+    mkfifo(ready.c_str(), 0600);
+    site.write("wait", "#!/bin/sh\n: > " + ready + "\nread line < " + site.path("fifo") + "\n");
+    std::string script = "BREAK ON\n";
+    for (int line = 0; line < 600; ++line) script += "WRITE \"" + std::string(99, 'x') + "\"\n";
+    userScript(script + waiting());
+    TerminalProcess process(askingLogin(), environment);
+    ASSERT_TRUE(process.awaits(question));
+    process.type("secret\n");
+    close(open(ready.c_str(), O_RDONLY | O_CLOEXEC)); // waits for the program
+    process.type("\x03");
+    EXPECT_FALSE(process.endsWithin(300));
+    EXPECT_EQ(process.finish(), 0);
+    EXPECT_TRUE(process.awaits("ctrl-c pressed, script aborted\r\n"));
+}
+
 // ---- the question on the terminal ----
 
 TEST_F(QrtloginTest, AsksForThePasswordWithoutEcho) {
@@ -515,7 +534,10 @@ TEST_F(QrtloginTest, ATreeStatementAsksOnTheTerminal) {
     site.write("other.ldif", file_text(site.path("acme.ldif")));
     std::string configuration = file_text(site.path("client.toml"));
     site.write("client.toml", configuration + "[[tree]]\nname = \"OTHER\"\nldif = \"other.ldif\"\n");
-    site.write("own.qrt", "WRITE \"before\"\nTREE OTHER/locked.sales.acme;wrong\nWRITE \"after\"\n");
+    std::string script;
+    for (int line = 0; line < 200; ++line) script += "WRITE \"" + std::string(99, 'x') + "\"\n";
+    script += "WRITE \"before\"\nTREE OTHER/locked.sales.acme;wrong\nWRITE \"after\"\n";
+    site.write("own.qrt", script);
     TerminalProcess process(askingLogin({"--login-script", site.path("own.qrt")}), environment);
     ASSERT_TRUE(process.awaits(question));
     process.type("secret\n");

@@ -325,6 +325,7 @@ TEST_F(AttributesTest, WithoutAnObjectThereIsNoEntry) {
     char *value = nullptr;
     EXPECT_EQ(qrt_GetAttribute(session_handle, nullptr, "Thing", &value), ZKE_NO_SUCH_ENTRY);
     EXPECT_EQ(__GetAttribute(session_handle, nullptr, "Thing", &value), ZKE_NO_SUCH_ENTRY);
+    EXPECT_THAT(spy::calls(), IsEmpty());
     qrt_SetUserVar(1, "one");
     EXPECT_EQ(qrt_GetAttribute(session_handle, nullptr, "1", &value), 0u);
     EXPECT_EQ(taken(value), "one");

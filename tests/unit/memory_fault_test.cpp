@@ -311,6 +311,30 @@ TEST_F(MemoryFaultTest, FilesAndDrivesComeBack) {
 
 // ---- scripts ----
 
+TEST_F(MemoryFaultTest, ADriveThatCannotBeFoundKeepsTheOneBefore) {
+    start();
+    ASSERT_EQ(qrt_ChangeWorkingDir(handle, "g"), 1);
+    const std::string before = driveDir;
+    bool met = true;
+    for (int number = 1; met; number++) {
+        memory_fault::arm(number, true);
+        const int changed = qrt_ChangeWorkingDir(handle, "h");
+        met = memory_fault::disarm();
+        ASSERT_EQ(changed, met ? 0 : 1) << number;
+        ASSERT_NE(driveDir, nullptr) << number;
+        EXPECT_EQ(driveDir == before, met) << number;
+    }
+}
+
+TEST_F(MemoryFaultTest, AProgramThatCannotBeStartedHasItsResult) {
+    memory_fault::arm(1, true);
+    const int waited = execute_command("true");
+    const int left_running = execute_command_nowait("true");
+    EXPECT_TRUE(memory_fault::disarm());
+    EXPECT_EQ(waited, 1);
+    EXPECT_EQ(left_running, 0);
+}
+
 TEST_F(MemoryFaultTest, ScriptsComeBack) {
     for (const char *script :
          {"WRITE \"Hello \" ; %FULL_NAME ; \"4\" + \"5\"\n", "SET MEMORY_FAULT_TEST = \"%2 and a longer text\"\n",

@@ -1,0 +1,177 @@
+// The copy of what a directory said, as a file below the user's cache folder.
+#include "platform/client/ldap_copy.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/zk.h"
+#include "tests/tools/process.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class LdapCopyTest : public ::testing::Test {
+  protected:
+    LdapCopyTest() {
+        setenv("XDG_CACHE_HOME", cache.path("deep/cache").c_str(), 1);
+        tree.name = "ACME";
+        tree.base = "dc=example";
+        tree.ldap.uris = {"ldap://a.example"};
+    }
+    ~LdapCopyTest() override { unsetenv("XDG_CACHE_HOME"); }
+
+    static EntryPtr person(const Name &name, const std::string &title) {
+        auto entry = std::make_shared<Entry>();
+        entry->name = name;
+        entry->values = {{schema_find_ldap("objectClass"), "inetOrgPerson"},
+                         {schema_find_ldap("cn"), name.front().value},
+                         {schema_find_ldap("sn"), "x"},
+                         {schema_find_ldap("title"), title}};
+        return entry;
+    }
+    LdapCopy copy(const std::string &kind = "site") const { return {tree, base, kind}; }
+    void write(const std::vector<EntryPtr> &entries) const { copy().write(entries); }
+
+    std::string value(const Name &name, const char *attribute) const {
+        time_t written = 0;
+        std::unique_ptr<DirectoryStore> store = copy().read(&written);
+        EntryPtr entry;
+        if (store == nullptr || store->find(name, Aliases::Keep, &entry) != ZK_OK) return "no entry";
+        const std::string *text = entry->first(attribute);
+        return text == nullptr ? "no value" : *text;
+    }
+    std::string title(const Name &name) const { return value(name, "title"); }
+    bool isThere() const {
+        time_t written = 0;
+        return copy().read(&written) != nullptr;
+    }
+    std::vector<fs::path> files() const {
+        std::vector<fs::path> found;
+        std::error_code none;
+        for (const auto &file : fs::directory_iterator(cache.path("deep/cache/brasca-zk"), none))
+            found.push_back(file.path());
+        return found;
+    }
+    // The file with this in place of its first line.
+    void changeHead(const std::string &head) const {
+        const std::string text = file_text(files().at(0));
+        const std::string rest = text.substr(text.find('\n'));
+        fs::resize_file(files().at(0), 0);
+        cache.write("deep/cache/brasca-zk/" + files().at(0).filename().string(), head + rest);
+    }
+
+    TempFolder cache;
+    ConfigTree tree;
+    const Name base = {{"dc", "example"}};
+    const Name jdoe = {{"cn", "jdoe"}, {"ou", "sales"}, {"o", "acme"}};
+};
+
+} // namespace
+
+TEST_F(LdapCopyTest, GivesBackEveryValueAsItWas) {
+    std::string every;
+    for (int byte = 1; byte < 256; byte++) every += static_cast<char>(byte);
+    for (const std::string &value :
+         {std::string("a"), std::string("ab"), std::string("abc"), std::string("abcd"), every}) {
+        write({person(jdoe, value)});
+        EXPECT_EQ(title(jdoe), value);
+    }
+}
+
+TEST_F(LdapCopyTest, MakesUpWhatIsMissingAboveAndTakesWhatIsThere) {
+    auto unit = std::make_shared<Entry>();
+    unit->name = {{"ou", "sales"}, {"o", "acme"}};
+    unit->values = {{schema_find_ldap("objectClass"), "organizationalUnit"},
+                    {schema_find_ldap("ou"), "sales"},
+                    {schema_find_ldap("description"), "real"}};
+    write({person(jdoe, "first"), unit, person(jdoe, "second")});
+    EXPECT_EQ(title(jdoe), "first");
+    EXPECT_EQ(value(unit->name, "description"), "real");
+    EXPECT_EQ(value({{"o", "acme"}}, "description"), "no value");
+    EXPECT_EQ(value({{"o", "other"}}, "description"), "no entry");
+}
+
+TEST_F(LdapCopyTest, IsTheUsersAlone) {
+    write({person(jdoe, "x")});
+    ASSERT_EQ(files().size(), 1u) << "nothing temporary is left";
+    const fs::path file = files()[0];
+    struct stat made = {};
+    ASSERT_EQ(stat(file.c_str(), &made), 0);
+    EXPECT_EQ(made.st_mode & 07777, 0600u);
+    ASSERT_EQ(stat(file.parent_path().c_str(), &made), 0);
+    EXPECT_EQ(made.st_mode & 07777, 0700u);
+    for (const mode_t others : {040, 020, 010, 04, 02, 01}) {
+        chmod(file.c_str(), 0600 | others);
+        EXPECT_FALSE(isThere()) << others;
+    }
+    chmod(file.c_str(), 0600);
+    EXPECT_TRUE(isThere());
+    fs::rename(file, cache.path("elsewhere"));
+    fs::create_symlink(cache.path("elsewhere"), file);
+    EXPECT_FALSE(isThere());
+}
+
+TEST_F(LdapCopyTest, BelongsToTheTreeAsItIsConfigured) {
+    write({person(jdoe, "x")});
+    time_t written = 0;
+    EXPECT_EQ(copy("login").read(&written), nullptr);
+    const ConfigTree configured = tree;
+    tree.ldap.uris.emplace_back("ldap://b.example");
+    EXPECT_FALSE(isThere());
+    tree = configured;
+    tree.base = "dc=other";
+    EXPECT_FALSE(isThere());
+    tree = configured;
+    tree.ldap.attributes = {{"title", "rank"}};
+    EXPECT_FALSE(isThere());
+    tree = configured;
+    EXPECT_TRUE(isThere());
+}
+
+TEST_F(LdapCopyTest, IsReadOnlyWithItsOwnHead) {
+    write({person(jdoe, "x")});
+    const std::string text = file_text(files().at(0));
+    const std::string head = text.substr(0, text.find('\n'));
+    const size_t owner = head.rfind(' ');
+    const std::string start = head.substr(0, head.rfind(' ', owner - 1) + 1);
+    changeHead(start + "1234567" + head.substr(owner));
+    time_t written = 0;
+    EXPECT_NE(copy().read(&written), nullptr);
+    EXPECT_EQ(written, 1234567);
+    for (const std::string &wrong :
+         {"x" + head, start + "soon" + head.substr(owner), start + "7" + head.substr(owner + 1),
+          start + "7 " + std::string(16, '0'), start, std::string()}) {
+        changeHead(wrong);
+        EXPECT_FALSE(isThere()) << wrong;
+    }
+}
+
+TEST_F(LdapCopyTest, ADamagedOneIsNotTaken) {
+    write({person(jdoe, "x")});
+    const fs::path file = files().at(0);
+    fs::resize_file(file, fs::file_size(file) - 4);
+    EXPECT_EQ(title(jdoe), "no entry");
+}
+
+TEST_F(LdapCopyTest, StandsInTheCacheFolderOfTheUser) {
+    unsetenv("XDG_CACHE_HOME");
+    setenv("HOME", cache.path("home").c_str(), 1);
+    write({person(jdoe, "x")});
+    EXPECT_TRUE(fs::is_directory(cache.path("home/.cache/brasca-zk")));
+    setenv("XDG_CACHE_HOME", "relative", 1);
+    EXPECT_TRUE(isThere()) << "a relative folder does not count";
+    setenv("HOME", "relative", 1);
+    EXPECT_FALSE(isThere());
+    unsetenv("HOME");
+    write({person(jdoe, "x")});
+    EXPECT_FALSE(isThere());
+}
+
+TEST_F(LdapCopyTest, IsLeftAloneWhereItCannotBeWritten) {
+    cache.write("deep/cache", "a file where the folder should be");
+    write({person(jdoe, "x")});
+    EXPECT_FALSE(isThere());
+}
