@@ -11,8 +11,8 @@
 //   GSS_MECH_CONFIG                      GSSAPI             load a library
 //   SASL_PATH SASL_CONF_PATH             SASL               load a library
 //   LDAPCONF LDAPRC LDAPTLS_...          libldap            other options; the client sets all that matter by hand
-//   SSLKEYLOGFILE                        GnuTLS             write a connection's keys, that is the password, into a
-//   file GCONV_PATH                           C library          load a library; read once, so it is read at the start
+//   SSLKEYLOGFILE                        GnuTLS             write the keys of a connection, that is the password
+//   GCONV_PATH                           C library          load a library; read once, so it is read at the start
 //   NLSPATH LOCPATH                      C library          not read in these calls
 //
 // All others are the start's as well: a library may read more than its manual tells.

@@ -297,6 +297,65 @@ TEST_F(QrtloginTest, PrintedEnvironmentComesWithTheRunsResult) {
     EXPECT_EQ(outcome.status, 1);
 }
 
+TEST_F(QrtloginTest, AVariableThatRunsCodeIsNotPassedOn) {
+    environment["PYTHONPATH"] = "/usr/share/acme";
+    environment["IFS"] = " ";
+    userScript(
+        "SET LD_PRELOAD=\"/tmp/x.so\"\nSET BASH_ENV=\"/tmp/x\"\nSET PYTHONPATH=\"/tmp\"\nSET PS4=\"`id`\"\n"
+        "SET IFS=\n"
+        "SET LD=\"1\"\nSET MYENV=\"2\"\n");
+    const Outcome printed = login({"--print-environment"});
+    EXPECT_EQ(printed.out, "export LD='1'\nexport MYENV='2'\n");
+    for (const char *name : {"LD_PRELOAD", "BASH_ENV", "PYTHONPATH", "PS4", "IFS"})
+        EXPECT_NE(printed.err.find("qrtlogin: " + std::string(name) + " is not passed on without --all-variables\n"),
+                  std::string::npos)
+            << name << printed.err;
+
+    const std::vector<std::string> show = {"--", "/bin/sh", "-c",
+                                           "printf %s \"$LD_PRELOAD$BASH_ENV$PYTHONPATH$PS4$LD$MYENV\""};
+    EXPECT_EQ(login(show).out, std::string(login_head) + "/usr/share/acme+ 12");
+}
+
+TEST_F(QrtloginTest, AllVariablesArePassedOnWhereThatIsAskedFor) {
+    userScript("SET BASH_ENV=\"/tmp/x\"\nSET ENV=\"y\"\n");
+    const Outcome printed = login({"--all-variables", "--print-environment"});
+    EXPECT_EQ(printed.out, "export BASH_ENV='/tmp/x'\nexport ENV='y'\n");
+    EXPECT_EQ(printed.err, login_head);
+}
+
+TEST_F(QrtloginTest, WithoutACommandNothingIsSaidOfWhatIsPassedOn) {
+    userScript("SET BASH_ENV=\"/tmp/x\"\n");
+    EXPECT_EQ(login({}).err, "");
+}
+
+TEST(EnvironmentTest, EachVariableThatRunsCodeIsKnown) {
+    for (const char *name : {"LD_PRELOAD",
+                             "LD_",
+                             "LD_LIBRARY_PATH",
+                             "GCONV_PATH",
+                             "GLIBC_TUNABLES",
+                             "BASH_ENV",
+                             "BASH_FUNC_ls%%",
+                             "ENV",
+                             "IFS",
+                             "SHELLOPTS",
+                             "PROMPT_COMMAND",
+                             "PS1",
+                             "PS4",
+                             "PERL5LIB",
+                             "PERLLIB",
+                             "PYTHONSTARTUP",
+                             "PYTHONPATH",
+                             "RUBYOPT",
+                             "NODE_OPTIONS",
+                             "JAVA_TOOL_OPTIONS",
+                             "GTK_MODULES"})
+        EXPECT_TRUE(environment_runs_code(name)) << name;
+    for (const char *name :
+         {"LD", "ENVIRONMENT", "BASH_ENV2", "MY_LD_PRELOAD", "PATH", "PS", "TERM", "LANG", "env", ""})
+        EXPECT_FALSE(environment_runs_code(name)) << name;
+}
+
 // ---- what the run needs for itself ----
 
 TEST_F(QrtloginTest, TheScriptsFindTheMapProgramBesideQrtlogin) {

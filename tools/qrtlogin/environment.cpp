@@ -1,8 +1,11 @@
 #include "tools/qrtlogin/environment.h"
 
 #include <unistd.h>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <string_view>
 
 #include "tools/own_folder.h"
 
@@ -33,6 +36,41 @@ std::string path_without(const std::string &path, const std::string &element) {
         kept.erase(at, wanted.size() - 1);
     return kept.size() > 2 ? kept.substr(1, kept.size() - 2) : "";
 }
+
+// Where a name ends in "*", every name that begins so. The prompts are among them since bash runs the commands in them.
+const char *const code_variables[] = {
+    "LD_*",
+    "GCONV_PATH",
+    "GLIBC_TUNABLES",
+    "BASH_ENV",
+    "BASH_FUNC_*",
+    "ENV",
+    "IFS",
+    "SHELLOPTS",
+    "BASHOPTS",
+    "PROMPT_COMMAND",
+    "PS0",
+    "PS1",
+    "PS2",
+    "PS4",
+    "ZDOTDIR",
+    "FPATH",
+    "PERL5*",
+    "PERLLIB",
+    "PYTHON*",
+    "RUBYOPT",
+    "RUBYLIB",
+    "NODE_OPTIONS",
+    "NODE_PATH",
+    "LUA_*",
+    "CLASSPATH",
+    "JDK_JAVA_OPTIONS",
+    "JAVA_TOOL_OPTIONS",
+    "GTK_MODULES",
+    "GTK_PATH",
+    "GIO_EXTRA_MODULES",
+    "QT_PLUGIN_PATH",
+};
 
 } // namespace
 
@@ -71,6 +109,19 @@ void RunEnvironment::takeBack() {
     if (path != nullptr && !pathElement_.empty()) setenv("PATH", path_without(path, pathElement_).c_str(), 1);
 }
 
+std::vector<std::string> RunEnvironment::keepCodeVariables() {
+    const std::map<std::string, std::string> now = environment_copy();
+    std::vector<std::string> changed;
+    for (const auto &[name, value] : now) {
+        auto old = before_.find(name);
+        if (environment_runs_code(name) && (old == before_.end() || old->second != value)) changed.push_back(name);
+    }
+    for (const auto &[name, value] : before_)
+        if (environment_runs_code(name) && now.count(name) == 0) changed.push_back(name);
+    for (const std::string &name : changed) restore(before_, name);
+    return changed;
+}
+
 std::string RunEnvironment::exportLines() const {
     std::string lines;
     for (const auto &[name, value] : environment_copy()) {
@@ -90,6 +141,14 @@ std::string shell_quote(const std::string &text) {
             quoted += c;
     }
     return quoted + "'";
+}
+
+bool environment_runs_code(const std::string &name) {
+    return std::any_of(std::begin(code_variables), std::end(code_variables), [&name](std::string_view pattern) {
+        if (pattern.back() != '*') return name == pattern;
+        pattern.remove_suffix(1);
+        return name.compare(0, pattern.size(), pattern) == 0;
+    });
 }
 
 bool shell_is_name(const std::string &name) {

@@ -22,6 +22,10 @@ class RunEnvironment {
     // script has set loses the lent folder and keeps the rest.
     void takeBack();
 
+    // After the run: gives each variable that makes shells, interpreters or the loader run code the value, or absence,
+    // that it had before the run. Returns the names of those that the scripts had changed, in their order.
+    std::vector<std::string> keepCodeVariables();
+
     // The variables that now differ from the remembered environment and whose names a shell accepts, in the order of
     // their names, as lines "export NAME='value'\n".
     std::string exportLines() const;
@@ -34,6 +38,9 @@ class RunEnvironment {
 
 // `text` as one word of a shell: in single quotes.
 std::string shell_quote(const std::string &text);
+
+// True for a variable whose value a shell, an interpreter or the loader executes, or loads code from.
+bool environment_runs_code(const std::string &name);
 
 // True for a name that a shell can assign to.
 bool shell_is_name(const std::string &name);

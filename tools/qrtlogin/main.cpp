@@ -74,6 +74,13 @@ void become_shell() {
     become(command);
 }
 
+// A script that sets LD_PRELOAD or BASH_ENV would choose the code of every program that is started later.
+void keep_code_variables(RunEnvironment *environment) {
+    for (const std::string &name : environment->keepCodeVariables())
+        fprintf(stderr, "qrtlogin: %s\n",
+                catalogue_format("%s is not passed on without --all-variables", name.c_str()).c_str());
+}
+
 RunResult run_for(const Options &options, const Login &login, Secret *password, RunEnvironment *environment,
                   OutputRelay *relay) {
     environment->ignore("TOLAN_USE_BRUNE");
@@ -82,6 +89,8 @@ RunResult run_for(const Options &options, const Login &login, Secret *password, 
     environment->lend("QRT_CONTEXT", login.container());
     const RunResult result = run_scripts(options, login.tree(), password, relay);
     environment->takeBack();
+    const bool handed_on = options.command != nullptr || options.shell || options.printEnvironment;
+    if (handed_on && !options.allVariables) keep_code_variables(environment);
     return result;
 }
 

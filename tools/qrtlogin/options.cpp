@@ -22,7 +22,8 @@ enum Key : int {
     key_variable,
     key_password_descriptor,
     key_shell,
-    key_print_environment
+    key_print_environment,
+    key_all_variables
 };
 
 const char *const before_options = catalogue_mark(
@@ -77,6 +78,11 @@ const argp_option option_table[] = {
     {"print-environment", key_print_environment, nullptr, 0,
      catalogue_mark("Print the variables that the scripts changed, in a form for eval; the scripts' output is written "
                     "to standard error"),
+     2},
+    {"all-variables", key_all_variables, nullptr, 0,
+     catalogue_mark(
+         "Pass on or print also variables that make other programs run code, such as LD_PRELOAD or BASH_ENV; "
+         "without this option these keep the values that they had before the scripts ran"),
      2},
     {nullptr, 0, nullptr, 0, nullptr, 0}};
 
@@ -141,6 +147,9 @@ error_t parse_one(int key, char *text, argp_state *state) {
             break;
         case key_shell:
             options->shell = true;
+            break;
+        case key_all_variables:
+            options->allVariables = true;
             break;
         case key_print_environment:
             options->printEnvironment = true;

@@ -19,10 +19,11 @@ struct Options {
     std::optional<std::string> loginScript;
     std::array<std::optional<std::string>, options_variables> variables;
     std::optional<int> debugLevel; // without one no trace is shown, whatever the scripts say
-    int passwordDescriptor = -1; // -1: ask on the terminal
+    int passwordDescriptor = -1;   // -1: ask on the terminal
     bool shell = false;
     bool printEnvironment = false;
-    char **command = nullptr; // what follows "--", ended by a null pointer; null without one
+    bool allVariables = false; // hand on also the variables that run code
+    char **command = nullptr;  // what follows "--", ended by a null pointer; null without one
 };
 
 // Reads the command line. A wrong one ends the process with status 64 and --help with 0, each after its text. `command`
