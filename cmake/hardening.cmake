@@ -1,7 +1,16 @@
 # Warnings are errors, and every object is hardened; the sanitizers and the counters are switched on by options.
 add_compile_options(-Wall -Wextra -Wshadow $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor> -Wcast-qual -Wformat=2 -Werror)
+include(CheckCXXCompilerFlag)
 add_compile_options(-fstack-protector-strong)
-add_link_options(-Wl,-z,relro,-z,now -Wl,--no-undefined)
+# Jumps and returns that the processor checks, each where the machine has them.
+foreach(option IN ITEMS -fstack-clash-protection -fcf-protection=full -mbranch-protection=standard)
+  string(MAKE_C_IDENTIFIER "qrt_takes${option}" taken)
+  check_cxx_compiler_flag("${option} -Werror" ${taken})
+  if(${taken})
+    add_compile_options(${option})
+  endif()
+endforeach()
+add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack -Wl,--no-undefined)
 set(CMAKE_EXE_LINKER_FLAGS "${CMAKE_EXE_LINKER_FLAGS} -pie")
 
 if(QRT_FUZZ)
@@ -13,8 +22,8 @@ elseif(QRT_SANITIZE)
 else()
   # Not with the sanitizers, whose runtime pretends to have libcrypt's functions.
   add_link_options(-Wl,--as-needed)
-  # Fortification needs an optimised build.
-  add_compile_definitions($<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+  # Fortification needs an optimised build. A level that the caller's flags choose is replaced.
+  add_compile_options("SHELL:$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3>")
 endif()
 if(QRT_THREADS)
   add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)

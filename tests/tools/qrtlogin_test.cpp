@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "tests/tools/site.h"
+#include "tools/qrtlogin/environment.h"
 
 namespace {
 
