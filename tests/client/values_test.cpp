@@ -40,11 +40,20 @@ TEST(Values, TextFormsOfTheSyntaxes) {
         {schema_dn, "cn=jdoe,o=acme", "CN=jdoe.O=acme|"},
         {ZK_SYNTAX_COUNTER, "6", "6"},
         {ZK_SYNTAX_COUNTER, "-2147483648", "-2147483648"},
+        {ZK_SYNTAX_COUNTER, "2147483647", "2147483647"},
+        {ZK_SYNTAX_COUNTER, "0000000012", "12"},
+        {ZK_SYNTAX_COUNTER, "9876543", "9876543"},
         {ZK_SYNTAX_INTERVAL, "86400", "86400"},
         {ZK_SYNTAX_TIME, "19700101000000Z", "0"},
         {ZK_SYNTAX_TIME, "197001010001Z", "60"},
         {ZK_SYNTAX_TIME, "20240229120000Z", "1709208000"},
         {ZK_SYNTAX_TIME, "20990101000000Z", "2147483647"},
+        {ZK_SYNTAX_TIME, "20380119031407Z", "2147483647"},
+        {ZK_SYNTAX_TIME, "20380119031406Z", "2147483646"},
+        {ZK_SYNTAX_TIME, "19011213204552Z", "-2147483648"},
+        {ZK_SYNTAX_TIME, "19011213204553Z", "-2147483647"},
+        {ZK_SYNTAX_TIME, "20231231235959Z", "1704067199"},
+        {ZK_SYNTAX_TIME, "20161231235960.5Z", "1483228800"},
         {ZK_SYNTAX_TIME, "18000101000000Z", "-2147483648"},
         {ZK_SYNTAX_TIME, "20161231235960Z", "1483228800"},
         {ZK_SYNTAX_TIME, "1970010102Z", "7200"},
@@ -54,12 +63,22 @@ TEST(Values, TextFormsOfTheSyntaxes) {
         {ZK_SYNTAX_TIME, "19700101000000.0000000001Z", "0"},
         {ZK_SYNTAX_TIME, "19700101020000+0130", "1800"},
         {ZK_SYNTAX_TIME, "19700101000000-02", "7200"},
+        {ZK_SYNTAX_TIME, "19700102235900+2359", "86400"},
+        {ZK_SYNTAX_TIME, "197001010000.000001Z", "0"},
+        {ZK_SYNTAX_TIME, "1970010100.123456Z", "444"},
+        {ZK_SYNTAX_TIME, "1970010100.1234569999Z", "444"},
+        {ZK_SYNTAX_TIME, "1970010100.9999999Z", "3599"},
         {ZK_SYNTAX_PATH, "0#cn=VOL,o=acme#home/jdoe", "0|CN=VOL.O=acme|home/jdoe"},
         {ZK_SYNTAX_PATH, "4#cn=V\\#1#a#b", "4|CN=V#1|a#b"},
         {ZK_SYNTAX_PATH, "0#cn=VOL#", "0|CN=VOL|"},
+        {ZK_SYNTAX_PATH, "4294967295#cn=VOL#x", "4294967295|CN=VOL|x"},
         {ZK_SYNTAX_NETWORK_ADDRESS, "8#4142", "8|AB"},
         {ZK_SYNTAX_NETWORK_ADDRESS, "1#", "1|"},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "1#4a4B4f4F", "1|JKOO"},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "0#39", "0|9"},
         {ZK_SYNTAX_POSTAL_ADDRESS, "a$b\\24c\\5C$", "[a][b$c\\][]"},
+        {ZK_SYNTAX_POSTAL_ADDRESS, "\\5c\\24\\25\\2", "[\\$\\25\\2]"},
+        {ZK_SYNTAX_POSTAL_ADDRESS, "1$2$3$4$5$6", "[1][2][3][4][5][6]"},
         {ZK_SYNTAX_NUMERIC_TEXT, "+1 555", "+1 555"},
     };
     for (const Case &c : cases) {
@@ -79,9 +98,23 @@ TEST(Values, RefusedTexts) {
         {ZK_SYNTAX_COUNTER, "", number},
         {ZK_SYNTAX_COUNTER, "2147483648", number},
         {ZK_SYNTAX_COUNTER, "12345678901", number},
+        {ZK_SYNTAX_COUNTER, "00000000012", number},
+        {ZK_SYNTAX_COUNTER, "-2147483649", number},
+        {ZK_SYNTAX_COUNTER, "-", number},
+        {ZK_SYNTAX_COUNTER, "/", number},
+        {ZK_SYNTAX_COUNTER, ":", number},
         {ZK_SYNTAX_COUNTER, "6x", number},
         {ZK_SYNTAX_INTERVAL, "--6", number},
+        {ZK_SYNTAX_TIME, "", time},
         {ZK_SYNTAX_TIME, "20240101", time},
+        {ZK_SYNTAX_TIME, "20240101Z", time},
+        {ZK_SYNTAX_TIME, "20240101000Z", time},
+        {ZK_SYNTAX_TIME, "2024010100000Z", time},
+        {ZK_SYNTAX_TIME, "20240101000000.", time},
+        {ZK_SYNTAX_TIME, "20240101000000;5Z", time},
+        {ZK_SYNTAX_TIME, "20240101000000+", time},
+        {ZK_SYNTAX_TIME, "20240101000000+x2", time},
+        {ZK_SYNTAX_TIME, "20240101000000+010", time},
         {ZK_SYNTAX_TIME, "20240101000000", time},
         {ZK_SYNTAX_TIME, "2024010100000xZ", time},
         {ZK_SYNTAX_TIME, "Z", time},
@@ -95,6 +128,13 @@ TEST(Values, RefusedTexts) {
         {ZK_SYNTAX_TIME, "20240101000000+01x0", time},
         {ZK_SYNTAX_TIME, "20240101000000+01000", time},
         {ZK_SYNTAX_TIME, "20230229000000Z", moment},
+        {ZK_SYNTAX_TIME, "20230229000060Z", moment},
+        {ZK_SYNTAX_TIME, "20230100000000Z", moment},
+        {ZK_SYNTAX_TIME, "20230132000000Z", moment},
+        {ZK_SYNTAX_TIME, "20230001000000Z", moment},
+        {ZK_SYNTAX_TIME, "20230101240000Z", moment},
+        {ZK_SYNTAX_TIME, "20230101006000Z", moment},
+        {ZK_SYNTAX_TIME, "20230101236000Z", moment},
         {ZK_SYNTAX_TIME, "20231301000000Z", moment},
         {ZK_SYNTAX_TIME, "20230101250000Z", moment},
         {ZK_SYNTAX_TIME, "20230101000061Z", moment},
@@ -105,6 +145,9 @@ TEST(Values, RefusedTexts) {
         {ZK_SYNTAX_NETWORK_ADDRESS, "8", address},
         {ZK_SYNTAX_NETWORK_ADDRESS, "8#414", address},
         {ZK_SYNTAX_NETWORK_ADDRESS, "8#4x", address},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "8#x4", address},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "8#4g", address},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "4294967296#41", "refused: the type of a network address must be a number"},
         {ZK_SYNTAX_NETWORK_ADDRESS, "-1#41", "refused: the type of a network address must be a number"},
         {ZK_SYNTAX_POSTAL_ADDRESS, "1$2$3$4$5$6$7", "refused: a postal address can have at most six lines"},
     };
@@ -112,7 +155,32 @@ TEST(Values, RefusedTexts) {
         EXPECT_EQ(c.expected, parsed(c.syntax, c.text)) << c.text;
     }
     EXPECT_EQ("refused: the value contains a NUL byte", parsed(schema_text, std::string("a\0b", 3)));
+    EXPECT_EQ(address, parsed(ZK_SYNTAX_NETWORK_ADDRESS, "8#4\xFF"));
+    EXPECT_EQ("CN=" + std::string(509, 'a') + "|", parsed(schema_dn, "cn=" + std::string(509, 'a')));
+    EXPECT_EQ("refused: the name is longer than 512 bytes", parsed(schema_dn, "cn=" + std::string(510, 'a')));
     EXPECT_EQ("refused: the name is longer than 512 bytes", parsed(schema_dn, "cn=" + std::string(600, 'a')));
+}
+
+// Each block is written exactly as it is measured, and its pointers lead into it.
+TEST(Values, ABlockIsFilledToItsEnd) {
+    const Case cases[] = {
+        {schema_text, "tea", ""},
+        {ZK_SYNTAX_COUNTER, "7", ""},
+        {ZK_SYNTAX_NETWORK_ADDRESS, "8#4142", ""},
+        {ZK_SYNTAX_PATH, "0#cn=V#a", ""},
+        {ZK_SYNTAX_POSTAL_ADDRESS, "a$b$$c", ""},
+        {ZK_SYNTAX_NUMERIC_TEXT, "+1", ""},
+    };
+    for (const Case &c : cases) {
+        Value value = value_parse(c.syntax, c.text, {});
+        value_put_names(c.syntax, {}, &value);
+        const size_t size = value_block_size(c.syntax, value);
+        std::vector<char> ones(size + 1, '\x11'), twos(size + 1, '\x22');
+        value_write(c.syntax, value, ones.data());
+        value_write(c.syntax, value, twos.data());
+        EXPECT_EQ('\x11', ones[size]) << c.text;
+        EXPECT_EQ(ones[size - 1], twos[size - 1]) << c.text;
+    }
 }
 
 } // namespace
