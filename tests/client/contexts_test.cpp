@@ -58,6 +58,14 @@ TEST_F(Contexts, WhatIsWrongIsRefusedAndChangesNothing) {
     EXPECT_EQ("", text_of(handle, DCK_NAME_CONTEXT));
 }
 
+TEST_F(Contexts, EveryKnownFlagIsTakenAndNoOther) {
+    uint32_t handle = context();
+    for (uint32_t bit = 1; bit != 0; bit <<= 1) {
+        const bool known = (bit & 0x57) != 0;
+        EXPECT_EQ(known ? ZK_OK : ZKE_BAD_PARAMETER, ZKDSSetContext(handle, DCK_FLAGS, &bit)) << bit;
+    }
+}
+
 TEST_F(Contexts, AFreedHandleIsStale) {
     uint32_t handle = 0;
     ASSERT_EQ(ZK_OK, ZKDSCreateContextHandle(&handle));
