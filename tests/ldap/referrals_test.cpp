@@ -218,6 +218,21 @@ TEST(LdapPlace, TakesWhatTheUriLeavesOutFromTheSearch) {
     EXPECT_EQ(place.search.filter, "(cn=x)");
     ASSERT_TRUE(ldap_place_parse("ldap://b.example/", from_sales(LDAP_SCOPE_ONELEVEL), true, &place));
     EXPECT_EQ(place.search.scope, LDAP_SCOPE_BASE) << "what is referred to is on the level itself";
+    ASSERT_TRUE(ldap_place_parse("LDAPS://b.example/", from_sales(LDAP_SCOPE_ONELEVEL), false, &place));
+    EXPECT_EQ(place.server, "ldaps://b.example:636");
+    EXPECT_EQ(place.search.scope, LDAP_SCOPE_ONELEVEL);
+    ASSERT_TRUE(ldap_place_parse("ldap://b.example:1/??base", from_sales(LDAP_SCOPE_SUBTREE), true, &place));
+    EXPECT_EQ(place.server, "ldap://b.example:1");
+    EXPECT_EQ(place.search.base, "ou=sales,o=acme");
+    EXPECT_EQ(place.search.scope, LDAP_SCOPE_BASE);
+    EXPECT_EQ(place.search.filter, "(cn=x)");
+    ASSERT_TRUE(ldap_place_parse("ldap://b.example/o=b??\?(sn=y)", from_sales(LDAP_SCOPE_SUBTREE), true, &place));
+    EXPECT_EQ(place.search.base, "o=b");
+    EXPECT_EQ(place.search.scope, LDAP_SCOPE_SUBTREE);
+    EXPECT_EQ(place.search.filter, "(sn=y)");
+    ASSERT_TRUE(ldap_place_parse("ldap://b.example/o=b?cn??", from_sales(LDAP_SCOPE_SUBTREE), true, &place));
+    EXPECT_EQ(place.search.scope, LDAP_SCOPE_SUBTREE);
+    EXPECT_EQ(place.search.filter, "(cn=x)");
 }
 
 TEST(LdapPlace, TakesWhatTheUriSays) {
