@@ -341,8 +341,7 @@ Config config_load(const std::string &path) {
         if (problem != ENOENT) {
             throw DataError(error_kept());
         }
-        return Config();
-    }
+    } // one that is not there is read like an empty one
     std::string text;
     try {
         text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());

@@ -54,16 +54,19 @@ bool is_ascii(char c) {
     return static_cast<signed char>(c) >= 0;
 }
 
+bool is_letter(char c) {
+    return lower(c) >= 'a' && lower(c) <= 'z';
+}
+
 bool is_type_char(char c) {
-    return (lower(c) >= 'a' && lower(c) <= 'z') || (c >= '0' && c <= '9') || c == '-';
+    return is_letter(c) || (c >= '0' && c <= '9') || c == '-';
 }
 
 bool normal_type(std::string_view written, std::string *type) {
     while (!written.empty() && written.back() == ' ') {
         written.remove_suffix(1);
     }
-    if (written.empty() || !(lower(written[0]) >= 'a' && lower(written[0]) <= 'z') ||
-        !std::all_of(written.begin(), written.end(), is_type_char)) {
+    if (written.empty() || !is_letter(written.front()) || !std::all_of(written.begin(), written.end(), is_type_char)) {
         return false;
     }
     *type = name_type(written);

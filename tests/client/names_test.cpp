@@ -268,6 +268,14 @@ TEST(Names, ComparisonFoldsLettersAndRunsOfBlanks) {
     EXPECT_FALSE(name_equal({{"cn", "jdoe"}}, {{"cn", "jdoe"}, {"o", "acme"}}));
 }
 
+TEST(Names, TypesAgreeWhereEitherIsLeftOut) {
+    EXPECT_TRUE(name_types_agree({{"cn", "x"}, {"o", "y"}}, {{"", "z"}, {"o", "y"}}));
+    EXPECT_TRUE(name_types_agree({{"", "x"}}, {{"ou", "x"}}));
+    EXPECT_TRUE(name_types_agree({{"", "x"}}, {{"", "x"}}));
+    EXPECT_FALSE(name_types_agree({{"cn", "x"}}, {{"ou", "x"}}));
+    EXPECT_FALSE(name_types_agree({{"cn", "x"}}, {{"cn", "x"}, {"o", "y"}}));
+}
+
 TEST(Names, WithoutATypeOnlyTheUsualOnesAreMeant) {
     for (const char *type : {"cn", "uid", "ou", "o", "c", "l", "st", "dc"}) {
         EXPECT_TRUE(name_may_be({{"", "x"}}, {{type, "x"}})) << type;

@@ -1,6 +1,7 @@
 #include "platform/client/values.h"
 
 #include <gtest/gtest.h>
+#include <cstring>
 
 #include "platform/client/errors.h"
 #include "platform/client/schema.h"
@@ -161,26 +162,76 @@ TEST(Values, RefusedTexts) {
     EXPECT_EQ("refused: the name is longer than 512 bytes", parsed(schema_dn, "cn=" + std::string(600, 'a')));
 }
 
-// Each block is written exactly as it is measured, and its pointers lead into it.
-TEST(Values, ABlockIsFilledToItsEnd) {
-    const Case cases[] = {
-        {schema_text, "tea", ""},
-        {ZK_SYNTAX_COUNTER, "7", ""},
-        {ZK_SYNTAX_NETWORK_ADDRESS, "8#4142", ""},
-        {ZK_SYNTAX_PATH, "0#cn=V#a", ""},
-        {ZK_SYNTAX_POSTAL_ADDRESS, "a$b$$c", ""},
-        {ZK_SYNTAX_NUMERIC_TEXT, "+1", ""},
-    };
-    for (const Case &c : cases) {
-        Value value = value_parse(c.syntax, c.text, {});
-        value_put_names(c.syntax, {}, &value);
-        const size_t size = value_block_size(c.syntax, value);
-        std::vector<char> ones(size + 1, '\x11'), twos(size + 1, '\x22');
-        value_write(c.syntax, value, ones.data());
-        value_write(c.syntax, value, twos.data());
-        EXPECT_EQ('\x11', ones[size]) << c.text;
-        EXPECT_EQ(ones[size - 1], twos[size - 1]) << c.text;
+// Every byte of a block is written, and its pointers lead into it.
+class ValueBlock : public ::testing::Test {
+  protected:
+    // The block of the value, in memory that was filled with ones.
+    template <typename Head>
+    Head write(uint32_t syntax, const char *text) {
+        Value value = value_parse(syntax, text, {});
+        value_put_names(syntax, {}, &value);
+        block.assign(value_block_size(syntax, value), '\xFF');
+        value_write(syntax, value, block.data());
+        Head head;
+        EXPECT_GE(block.size(), sizeof head);
+        memcpy(&head, block.data(), sizeof head);
+        return head;
     }
+    // Where in the block a pointer leads.
+    template <typename Pointer>
+    ptrdiff_t at(const Pointer *pointer) const {
+        return reinterpret_cast<const char *>(pointer) - block.data();
+    }
+
+    std::vector<char> block;
+};
+
+TEST_F(ValueBlock, OfANetworkAddressEndsWithItsBytes) {
+    const auto head = write<ZKNetworkAddress>(ZK_SYNTAX_NETWORK_ADDRESS, "8#414243");
+    EXPECT_EQ(8u, head.type);
+    EXPECT_EQ(3u, head.length);
+    ASSERT_EQ(static_cast<ptrdiff_t>(sizeof head), at(head.address));
+    EXPECT_EQ("ABC", std::string(block.begin() + sizeof head, block.end()));
+}
+
+TEST_F(ValueBlock, OfAPathHasTheVolumeAndThePath) {
+    const auto head = write<ZKPath>(ZK_SYNTAX_PATH, "4#cn=VOL#home");
+    EXPECT_EQ(4u, head.nameSpace);
+    ASSERT_EQ(static_cast<ptrdiff_t>(sizeof head), at(head.volume));
+    ASSERT_EQ(static_cast<ptrdiff_t>(sizeof head + sizeof "CN=VOL"), at(head.path));
+    EXPECT_STREQ("CN=VOL", head.volume);
+    EXPECT_STREQ("home", head.path);
+    EXPECT_EQ(sizeof head + sizeof "CN=VOL" + sizeof "home", block.size());
+}
+
+TEST_F(ValueBlock, OfAPostalAddressHasItsLinesOneAfterTheOther) {
+    const auto head = write<ZKPostalAddress>(ZK_SYNTAX_POSTAL_ADDRESS, "a$bc$$d$e$f");
+    ptrdiff_t place = sizeof head;
+    const char *const lines[] = {"a", "bc", "", "d", "e", "f"};
+    for (size_t i = 0; i < 6; i++) {
+        ASSERT_EQ(place, at(head.line[i])) << i;
+        EXPECT_STREQ(lines[i], head.line[i]);
+        place += static_cast<ptrdiff_t>(strlen(lines[i]) + 1);
+    }
+    EXPECT_EQ(static_cast<size_t>(place), block.size());
+    EXPECT_EQ(nullptr, write<ZKPostalAddress>(ZK_SYNTAX_POSTAL_ADDRESS, "a$b").line[2]);
+}
+
+TEST_F(ValueBlock, OfANumericTextHasTheText) {
+    const auto head = write<ZKNumericText>(ZK_SYNTAX_NUMERIC_TEXT, "+1");
+    ASSERT_EQ(static_cast<ptrdiff_t>(sizeof head), at(head.text));
+    EXPECT_STREQ("+1", head.text);
+    EXPECT_EQ(sizeof head + sizeof "+1", block.size());
+}
+
+TEST_F(ValueBlock, OfANumberOrATextIsThat) {
+    EXPECT_EQ(7, write<int32_t>(ZK_SYNTAX_COUNTER, "7"));
+    EXPECT_EQ(7, write<int32_t>(ZK_SYNTAX_INTERVAL, "7"));
+    EXPECT_EQ(7, write<int32_t>(ZK_SYNTAX_TIME, "19700101000007Z"));
+    EXPECT_EQ(sizeof(int32_t), block.size());
+    write<char>(schema_text, "tea");
+    EXPECT_EQ(sizeof "tea", block.size());
+    EXPECT_STREQ("tea", block.data());
 }
 
 } // namespace
