@@ -114,11 +114,11 @@ bool decode_percent(std::string_view text, std::string *out) {
     for (size_t i = 0; i < text.size(); i++) {
         char c = text[i];
         if (c == '%') {
-            char hex[3] = {i + 1 < text.size() ? text[i + 1] : '\0', i + 2 < text.size() ? text[i + 2] : '\0', '\0'};
-            if (strspn(hex, "0123456789abcdefABCDEF") != 2) {
+            const std::string hex(text.substr(i + 1, 2));
+            if (strspn(hex.c_str(), "0123456789abcdefABCDEF") != 2) {
                 return false;
             }
-            c = static_cast<char>(strtol(hex, nullptr, 16));
+            c = static_cast<char>(strtol(hex.c_str(), nullptr, 16));
             i += 2;
         }
         if (c == '\0') {

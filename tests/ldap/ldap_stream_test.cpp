@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -238,6 +239,10 @@ TEST(LdapConnect, MakesASocketThatDoesNotWaitAndIsNotInherited) {
     EXPECT_EQ(getsockopt(made, IPPROTO_TCP, TCP_NODELAY, &on, &length), 0);
     EXPECT_NE(on, 0);
     close(made);
+    const int anywhere = connected("ldap://0.0.0.0:" + port, &loopback, &sentence);
+    ASSERT_GE(anywhere, 0) << sentence;
+    EXPECT_FALSE(loopback) << "an address that is not known to lead to this machine";
+    close(anywhere);
     close(listener);
     loopback = true;
     EXPECT_EQ(connected("ldap://127.0.0.1:" + port, &loopback, &sentence), -1);
@@ -265,4 +270,36 @@ TEST(LdapConnect, ReachesALocalSocketWhosePathFits) {
     EXPECT_EQ(sentence, as_uri(longest) + ": cannot connect: No such file or directory");
     connected(as_uri(longest + "x"), &loopback, &sentence);
     EXPECT_EQ(sentence, as_uri(longest + "x") + ": cannot connect: the path is too long");
+}
+
+TEST(LdapConnect, SaysThatThereIsNoDescriptorLeft) {
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none = {0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    bool loopback = false;
+    std::string sentence;
+    EXPECT_EQ(connected("ldap://127.0.0.1:9", &loopback, &sentence), -1);
+    EXPECT_EQ(sentence, "ldap://127.0.0.1:9: cannot connect: Too many open files");
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+}
+
+TEST(LdapConnect, KnowsTheLoopbackOfTheNewerProtocol) {
+    const int listener = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in6 address = {};
+    address.sin6_family = AF_INET6;
+    socklen_t length = sizeof address;
+    if (listener < 0 || bind(listener, reinterpret_cast<sockaddr *>(&address), length) != 0 ||
+        listen(listener, 5) != 0 || getsockname(listener, reinterpret_cast<sockaddr *>(&address), &length) != 0)
+        GTEST_SKIP() << "this machine has no IPv6";
+    const std::string port = std::to_string(ntohs(address.sin6_port));
+    for (const std::string host : {"[::1]", "[::]"}) {
+        bool loopback = false;
+        std::string sentence;
+        const int made = connected("ldap://" + host + ":" + port, &loopback, &sentence);
+        EXPECT_GE(made, 0) << sentence;
+        EXPECT_EQ(loopback, host == "[::1]");
+        close(made);
+    }
+    close(listener);
 }
