@@ -54,6 +54,7 @@ class HostileServer {
     void closeConnection();
     // How many logins it has answered by its script.
     int logins() const { return taken[1]; }
+    int searches() const { return taken[2]; }
 
   private:
     void start(const std::function<void(int client)> &serveClient);
