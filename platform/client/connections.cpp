@@ -77,7 +77,8 @@ std::vector<Tree *> search_order() {
     for (const std::unique_ptr<Tree> &tree : trees_all()) {
         order.push_back(tree.get());
     }
-    std::stable_partition(order.begin(), order.end(), [first = tree_default()](Tree *tree) { return tree == first; });
+    std::stable_partition(order.begin(), order.end(),
+                          [first = tree_default()](const Tree *tree) { return tree == first; });
     return order;
 }
 

@@ -332,8 +332,8 @@ bool LdapWatch::waitFor(int descriptor, short events) {
 ber_slen_t LdapWatch::receive(int descriptor, unsigned char *buffer, size_t size) {
     // A server sends an answer in several small pieces, and waits with the second until the first is acknowledged; the
     // system would take its time (40 ms) for that. The setting lasts for a moment only. A local socket has none.
-    int on = 1;
-    setsockopt(descriptor, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+    int now = 1;
+    setsockopt(descriptor, IPPROTO_TCP, TCP_QUICKACK, &now, sizeof now);
     for (;;) {
         ber_slen_t got = recv(descriptor, buffer, size, MSG_DONTWAIT);
         if (got < 0 && (errno == EINTR || errno == EAGAIN)) {
