@@ -76,11 +76,8 @@ bool read_all(int descriptor, std::string *text) {
     size_t done = 0;
     while (done < text->size()) {
         ssize_t got = read(descriptor, text->data() + done, text->size() - done);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
         if (got <= 0) {
-            return false; // also a file that became shorter
+            return false; // also a file that became shorter; no signal interrupts the reading of one
         }
         done += static_cast<size_t>(got);
     }
