@@ -42,9 +42,9 @@ SANITIZED = {"unit", "client"}
 # Under them the tests beside the file are all that is run, unless any script may be what shows the mistake.
 WHOLE_UNDER_SANITIZERS = {"script/grammar.y"}
 # Those whose tests each need a process of their own; of the others one process is quicker.
-APART = {"client", "golden", "ldap", "memory", "tools"}
+APART = {"client", "golden", "ldap", "memory"}
 # What has to come first in its process.
-FIRST = {"unit": "StateGlobals.*"}
+FIRST = {"unit": "StateGlobals.*", "tools": "RunTest.*"}
 LDAP = re.compile(r"platform/client/ldap_\w+\.cpp")
 
 
@@ -62,9 +62,11 @@ def files():
 
 
 def kin(file, suite):
-    """The filter for the tests beside the file's own name; empty when there are none."""
+    """The filter for the tests named after the file or after its folder; empty when there are none."""
+    own = Path(file)
+    tests = ROOT / "tests" / suite
     found = []
-    for path in sorted((ROOT / "tests" / suite).glob(f"{Path(file).stem}*_test.cpp")):
+    for path in [*sorted(tests.glob(f"{own.stem}*_test.cpp")), *tests.glob(f"{own.parent.name}_test.cpp")]:
         found += re.findall(r"^TEST(?:_F|_P)?\((\w+),", path.read_text(), re.MULTILINE)
     return ":".join(f"*{name}.*" for name in dict.fromkeys(found))
 

@@ -47,6 +47,7 @@ const Row rows[] = {
     {66, "", "$q $u --profile-script @/none", "cannot read the script @/none: No such file or directory"},
     {66, "", "$q $u --login-script @", "cannot read the script @: Is a directory"},
     {66, "", "$q $u --login-script @/fifo", "cannot read the script @/fifo: not a regular file"},
+    {66, "", "$q $u --login-script @/socket", "cannot read the script @/socket: not a regular file"},
     {66, "", "$q --user jdoe.sales.acme --login-script @/none", "cannot read the script"},
     {71, "", "ulimit -n 5; exec $q $u", "Too many open files"},
     {74, "", "$q $u >/dev/full", "cannot write the output: No space left on device"},
@@ -79,6 +80,7 @@ class ExitStatus : public Site {
         site.write("shell", "#!/bin/sh\nexit 42\n");
         for (const char *name : {"interrupt", "shell"}) chmod(site.path(name).c_str(), 0700);
         mkfifo(site.path("fifo").c_str(), 0600);
+        mknod(site.path("socket").c_str(), S_IFSOCK | 0600, 0);
         tree_ = file_text(site.path("acme.ldif"));
     }
     std::string placed(const char *text) const {
