@@ -133,7 +133,8 @@ TEST_F(MapTest, ADriveCanLeadBelowAnotherDrive) {
     map({"H:=SRV1/USERS:home"});
     EXPECT_EQ(map({"J:=H:jdoe"}).out, "Drive J: = SRV1/USERS:home/jdoe\n");
     EXPECT_EQ(map({"S1:=H:"}).out, "Drive S1: = SRV1/USERS:home\n");
-    expect_refused(map({"J:=H"}), "cannot map drive J: to \"H\": malformed name");
+    expect_refused(map({"J:=H"}),
+                   "cannot map drive J: to \"H\": not SERVER/VOLUME:path, VOLUME:path or the name of an object");
 }
 
 TEST_F(MapTest, ANewMappingReplacesAnOldOne) {
@@ -378,8 +379,10 @@ TEST_F(MapTest, RefusalsNameTheReason) {
         {{"NEXT", "H:"}, "NEXT takes only a target, not drive H:"},
         {{"INS", "S1:"}, "INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public"},
         {{"NEXT", "NOSRV/SYS:"}, "cannot map drive F: to \"NOSRV/SYS:\": no such server"},
-        {{"H:=///SYS/x"}, "cannot map drive H: to \"///SYS/x\": malformed name"},
-        {{"H:=//SRV1//x"}, "cannot map drive H: to \"//SRV1//x\": malformed name"},
+        {{"H:=///SYS/x"},
+         "cannot map drive H: to \"///SYS/x\": not SERVER/VOLUME:path, VOLUME:path or the name of an object"},
+        {{"H:=//SRV1//x"},
+         "cannot map drive H: to \"//SRV1//x\": not SERVER/VOLUME:path, VOLUME:path or the name of an object"},
         {{"H:="}, "no target given for drive H:"},
         {{"SRV1/SYS:public"}, "no drive given for \"SRV1/SYS:public\""},
         {{"INS", "H:=SRV1/SYS:"}, "INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public"},

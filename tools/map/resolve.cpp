@@ -29,7 +29,7 @@ const Meaning meanings[] = {
     {ZKE_NO_SUCH_ENTRY, catalogue_mark("no such object or volume")},
     {ZKE_NO_SUCH_ATTRIBUTE, catalogue_mark("the object is not a volume")},
     {ZKE_NO_SUCH_VALUE, catalogue_mark("the object is not a volume")},
-    {ZKE_MALFORMED_NAME, catalogue_mark("malformed name")},
+    {ZKE_MALFORMED_NAME, catalogue_mark("not SERVER/VOLUME:path, VOLUME:path or the name of an object")},
     {ZKE_TREE_NOT_FOUND, catalogue_mark("no such tree")},
     {ZKE_NO_ACCESS, catalogue_mark("access denied")},
     {ZKE_NO_MEMORY, catalogue_mark("memory exhausted")},
