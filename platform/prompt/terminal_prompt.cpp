@@ -11,6 +11,7 @@
 #include <new>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
 #include "platform/treelogin.h"
 
 namespace {
@@ -73,13 +74,12 @@ char *answer_copy(const Answer &answer) {
     return strdup(answer.view().data());
 }
 
+static bool is_hidden(const TerminalLetter &letter) {
+    return letter.code != '\n' && terminal_obeys(letter);
+}
+
 std::string terminal_safe_text(std::string_view text) {
-    std::string safe(text);
-    for (char &c : safe) {
-        bool control = static_cast<unsigned char>(c) < ' ' || c == 0x7f;
-        if (control && c != '\n') c = '?';
-    }
-    return safe;
+    return terminal_text(text, is_hidden);
 }
 
 void (*auxbefore_prompt)(void) = nullptr;
