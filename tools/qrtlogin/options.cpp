@@ -7,6 +7,7 @@
 #include <new>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
 #include "tools/qrtlogin/failure.h"
 
 namespace {
@@ -87,21 +88,22 @@ int number_of(const char *text, int low, int high, const char *option, argp_stat
     long number = strtol(text, &end, 10);
     if (*text == '\0' || *end != '\0' || errno != 0 || number < low || number > high)
         argp_error(state, catalogue_text("--%1$s takes a number from %2$d to %3$d, not \"%4$s\""), option, low, high,
-                   text);
+                   terminal_text(text).c_str());
     return static_cast<int>(number);
 }
 
 void set_variable(const char *text, Options *options, argp_state *state) {
     int index = text[0] - '0' - options_first_variable;
     if (text[0] == '\0' || text[1] != '=' || index < 0 || index >= options_variables)
-        argp_error(state, catalogue_text("--var takes N=TEXT with N from 2 to 5, not \"%s\""), text);
+        argp_error(state, catalogue_text("--var takes N=TEXT with N from 2 to 5, not \"%s\""),
+                   terminal_text(text).c_str());
     else
         options->variables[static_cast<size_t>(index)] = text + 2;
 }
 
 void set_user(const char *text, Options *options, argp_state *state) {
     if (!options->user.empty())
-        argp_error(state, catalogue_text("extra user \"%s\": only one user can be given"), text);
+        argp_error(state, catalogue_text("extra user \"%s\": only one user can be given"), terminal_text(text).c_str());
     options->user = text;
 }
 

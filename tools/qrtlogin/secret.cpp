@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
 #include "tools/qrtlogin/failure.h"
 
 namespace {
@@ -23,7 +24,7 @@ void Secret::wipe() {
 }
 
 void Secret::ask(const std::string &question) {
-    if (readpassphrase(question.c_str(), text_, sizeof text_, RPP_REQUIRE_TTY) == nullptr) {
+    if (readpassphrase(terminal_text(question).c_str(), text_, sizeof text_, RPP_REQUIRE_TTY) == nullptr) {
         if (errno == ENOTTY) throw Failure(exit_password, catalogue_text("cannot read the password: no terminal"));
         throw Failure(exit_password, catalogue_text("cannot read the password: cancelled"));
     }
