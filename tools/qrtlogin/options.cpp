@@ -22,6 +22,7 @@ enum Key : int {
     key_login_script,
     key_variable,
     key_password_descriptor,
+    key_raw_output,
     key_shell,
     key_print_environment
 };
@@ -73,6 +74,10 @@ const argp_option option_table[] = {
     {"debug", key_debug, catalogue_mark("N"), 0,
      catalogue_mark("Set the trace level to N; traces, passwords typed for a script included, are written to standard "
                     "output. Without this option DEBUG in a script shows none"),
+     1},
+    {"raw-output", key_raw_output, nullptr, 0,
+     catalogue_mark("On a terminal, show control characters that scripts write as they are, escape sequences included. "
+                    "Without this option they are shown as \\x1B; what programs of a script write is never changed"),
      1},
     {"shell", key_shell, nullptr, 0, catalogue_mark("Run the shell named by $SHELL in the new environment"), 2},
     {"print-environment", key_print_environment, nullptr, 0,
@@ -140,6 +145,9 @@ error_t parse_one(int key, char *text, argp_state *state) {
             break;
         case key_password_descriptor:
             options->passwordDescriptor = number_of(text, 0, INT_MAX, "password-fd", state);
+            break;
+        case key_raw_output:
+            options->rawOutput = true;
             break;
         case key_shell:
             options->shell = true;

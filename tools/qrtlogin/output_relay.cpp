@@ -24,6 +24,7 @@ namespace {
 int relay = -1; // this side of the socket
 pid_t main_process;
 Secret *password_in_use;
+FILE *pipe_stream; // the library's own on the pipe
 
 [[noreturn]] void fail(int error) {
     throw Failure(exit_system, catalogue_format("cannot show the scripts' output: %s", strerror(error)));
@@ -85,6 +86,8 @@ void interrupted(int signal) {
     if (fd[1] < 0) return;
     password_in_use->wipe();
     if (CurrentPassword != nullptr) explicit_bzero(CurrentPassword, strlen(CurrentPassword));
+    // The message is written to the stream's descriptor, which one that filters does not have.
+    fdr = pipe_stream;
     const pid_t teller = _Fork();
     if (teller <= 0) cntrlcHandler(signal);
     while (waitpid(teller, nullptr, 0) < 0 && errno == EINTR) {
@@ -96,13 +99,13 @@ void interrupted(int signal) {
 // The library has closed the pipe's write end as a descriptor but never closes its stream. Closing the stream closes
 // its descriptor's number once more, so that number is given something harmless first.
 void close_stream() {
-    const int stale = fileno(fdr);
+    const int stale = fileno(pipe_stream);
     const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (null >= 0 && null != stale) {
         dup2(null, stale);
         close(null);
     }
-    fclose(fdr);
+    fclose(pipe_stream);
     fdr = nullptr;
 }
 
@@ -154,6 +157,7 @@ void OutputRelay::begin(Secret *password) {
     pipe_ = -1;
     dup2(fd[1], STDOUT_FILENO);
     if (joinErrors_) dup2(fd[1], STDERR_FILENO);
+    pipe_stream = fdr;
     auxbefore_prompt = catchUp;
     signal(SIGINT, interrupted);
 }

@@ -24,7 +24,8 @@ class OutputRelay {
     OutputRelay &operator=(const OutputRelay &) = delete;
 
     // After qrt_init with a pipe, which is replaced by the relay's. Takes over the library's interrupt handler: an
-    // interrupt that ends the process wipes `password` first, and waits until everything has been shown.
+    // interrupt that ends the process wipes `password` first, and waits until everything has been shown. The library's
+    // stream may be replaced by another one from then on.
     void begin(Secret *password);
     // After qrt_exit: waits until all of it has been shown, and puts the standard descriptors back. What programs that
     // are still running write from here on is shown as it comes. Returns 0, or the errno of the first write that

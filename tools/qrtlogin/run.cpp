@@ -1,5 +1,6 @@
 #include "tools/qrtlogin/run.h"
 
+#include <unistd.h>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "tools/own_folder.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/hidden_traces.h"
+#include "tools/qrtlogin/terminal_streams.h"
 
 namespace {
 
@@ -59,6 +61,9 @@ class Request {
 } // namespace
 
 RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay) {
+    // Traces that are not hidden are filtered, too.
+    std::optional<TerminalStreams> filtered;
+    if (!options.rawOutput && isatty(STDOUT_FILENO) != 0) filtered.emplace();
     std::optional<HiddenTraces> hidden;
     if (!options.debugLevel) hidden.emplace();
     if (qrt_init(nullptr, nullptr) != 0 || fd[0] == fd[1])
@@ -68,12 +73,14 @@ RunResult run_scripts(const Options &options, const std::string &tree, Secret *p
 
     Request request(options, tree, password);
     relay->begin(password);
+    if (filtered) filtered->takeLibrarysOutput();
     const uint32_t code = request.run();
     password->wipe();
     wipe_library_password();
     // Only a run that came to its end has ended the session; the relay waits for that.
     const bool ended = code != QRT_NO_TREE && code != QRT_NO_USER;
     if (!ended) qrt_exit();
+    if (filtered) filtered->end();
     RunResult result;
     result.outputError = relay->end();
 
