@@ -24,7 +24,7 @@ class TerminalFilter {
     static constexpr size_t longest = 4; // bytes of a character
 
     size_t settle(char *to, bool atEnd);
-    char kept_[longest];
+    char kept_[longest] = {};
     size_t keptSize_ = 0;
 };
 
