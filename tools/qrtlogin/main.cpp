@@ -19,6 +19,7 @@
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtlogin/options.h"
 #include "tools/qrtlogin/output_relay.h"
+#include "tools/qrtlogin/private_memory.h"
 #include "tools/qrtlogin/run.h"
 #include "tools/qrtlogin/script_file.h"
 #include "tools/qrtlogin/secret.h"
@@ -63,6 +64,7 @@ std::string users_shell() {
 // Comes back only by a Failure.
 void become(char **command) {
     fflush(stdout);
+    private_memory_end_limit();
     execvp(command[0], command);
     int status = errno == ENOENT ? exit_not_found : exit_cannot_run;
     throw Failure(status, catalogue_format("cannot run %1$s: %2$s", command[0], strerror(errno)));
@@ -109,12 +111,14 @@ int login_and_hand_on(int argc, char **argv) {
 
     RunEnvironment environment;
     Login login(options);
+    private_memory_begin();
     Secret password;
     if (options.passwordDescriptor >= 0)
         password.readFrom(options.passwordDescriptor);
     else if (login.needsPassword())
         password.ask(catalogue_format("Password for %s: ", options.user.c_str()));
     login.authenticate(options.user, &password);
+    if (!login.sharesPassword()) password.wipe();
 
     const int status = status_of(run_for(options, login, &password, &environment, &relay));
     if (options.command != nullptr) become(options.command);

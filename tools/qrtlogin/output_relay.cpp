@@ -23,7 +23,6 @@ namespace {
 // For the interrupt handler, and for an end that the library makes of the process.
 int relay = -1; // this side of the socket
 pid_t main_process;
-Secret *password_in_use;
 FILE *pipe_stream; // the library's own on the pipe
 
 [[noreturn]] void fail(int error) {
@@ -84,7 +83,6 @@ void interrupted(int signal) {
     if (bcntrlc == 0 || getpid() != main_process) return;
     // The scripts have ended: there is nothing left to abort.
     if (fd[1] < 0) return;
-    password_in_use->wipe();
     if (CurrentPassword != nullptr) explicit_bzero(CurrentPassword, strlen(CurrentPassword));
     // The message is written to the stream's descriptor, which one that filters does not have.
     fdr = pipe_stream;
@@ -148,8 +146,7 @@ void OutputRelay::restore(const Kept &kept, int descriptor) {
     dup3(kept.copy, descriptor, (kept.flags & FD_CLOEXEC) != 0 ? O_CLOEXEC : 0);
 }
 
-void OutputRelay::begin(Secret *password) {
-    password_in_use = password;
+void OutputRelay::begin() {
     // Under the library's number: qrt_exit closes that, and only that.
     dup3(pipe_, fd[1], O_CLOEXEC);
     close(fd[0]);
