@@ -23,6 +23,10 @@ const char limits[] =
 
 class PrivateMemory : public Site {
   protected:
+    PrivateMemory() {
+        // Which would set the limit itself.
+        environment["ASAN_OPTIONS"] += ":disable_coredump=0";
+    }
     std::string program(const std::string &name, const std::string &text) const {
         site.write(name, "#!/bin/sh\n" + text);
         chmod(site.path(name).c_str(), 0700);
