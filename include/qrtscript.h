@@ -103,7 +103,8 @@ extern char *InitialContext;    /* Set by qrt_SetInitialContext. */
 extern char *CurrentObject;     /* the user object's bare name. Set by qrt_SetCurrentObject. */
 extern char *LoginName;         /* Set by qrt_SetLoginName. */
 extern char *CurrentTree;       /* Set by qrt_SetTree. */
-extern char *CurrentPassword;   /* Set and wiped by qrt_RunScripts. */
+extern char *CurrentPassword;   /* Set by qrt_RunScripts, or by the caller after qrt_init; a heap string, which
+                                 * qrt_RunScripts wipes and frees. */
 extern char *uservars[QRT_USER_VARIABLES]; /* %0 to %9. Set by qrt_SetUserVar, qrt_ShiftVars, qrt_SetServer. */
 extern char *objname;           /* borrowed: whose script runs. Set by parsescript_Run. */
 extern uint32_t ctx;            /* the running script's directory context. Set by parsescript_Run, TREE. */

@@ -79,6 +79,9 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
 // Whether a login to the context's tree needs a password; `*needed` is 0 if the process's own identity is used (a
 // Kerberos ticket, a local socket); the password of ZKDSLoginEx may then be empty.
 uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed);
+// Whether a further tree may be tried with the password of the login to the context's tree; if `*shared` is 0, a program
+// need not keep it.
+uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared);
 uint32_t ZKDSLogout(uint32_t context);
 // Authenticates a file server's connection with the identity logged in to its tree.
 uint32_t ZKDSAuthenticateConnEx(uint32_t context, uint32_t connection);

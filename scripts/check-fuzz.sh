@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-all="tokenizer parse substitution words conf ldif names prompt"
+all="tokenizer parse substitution words conf ldif names prompt terminal"
 limit=-max_total_time=60
 targets=
 for word in "$@"; do
@@ -45,7 +45,7 @@ dictionary_of() {
 }
 longest_of() {
     case $1 in
-        tokenizer | substitution | names | prompt) echo 256 ;;
+        tokenizer | substitution | names | prompt | terminal) echo 256 ;;
         *) echo 512 ;;
     esac
 }

@@ -167,6 +167,21 @@ uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed) {
     });
 }
 
+uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared) {
+    return guarded([&]() -> uint32_t {
+        if (shared == nullptr) {
+            return ZKE_BAD_PARAMETER;
+        }
+        Context *found = nullptr;
+        Tree *tree = nullptr;
+        uint32_t code = context_tree(context, &found, &tree);
+        if (code == ZK_OK) {
+            *shared = login_password_is_shared(tree) ? 1 : 0;
+        }
+        return code;
+    });
+}
+
 uint32_t ZKDSLogout(uint32_t context) {
     return guarded([&]() -> uint32_t {
         Context *found = nullptr;

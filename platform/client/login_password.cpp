@@ -53,6 +53,13 @@ bool login_password_is_held_back(const Tree *tree, const char *password) {
     return is_known(password) || std::find(hashes.begin(), hashes.end(), "") != hashes.end();
 }
 
+bool login_password_is_shared(const Tree *own) {
+    const auto &trees = trees_all();
+    return std::any_of(trees.begin(), trees.end(), [own](const std::unique_ptr<Tree> &tree) {
+        return tree.get() != own && tree->config.sharePassword && tree->config.ldap.needsPassword();
+    });
+}
+
 void login_password_note_refusal(const Tree *tree) {
     login().refused = tree;
 }

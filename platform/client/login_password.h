@@ -14,6 +14,9 @@ void login_password_keep(const Tree *tree, const char *password);
 // asks a person.
 bool login_password_is_held_back(const Tree *tree, const char *password);
 
+// Is there a tree, beside the login's own, that may see the password of the login?
+bool login_password_is_shared(const Tree *own);
+
 // The tree has refused a login, so that the next attempt there is a person's answer.
 void login_password_note_refusal(const Tree *tree);
 

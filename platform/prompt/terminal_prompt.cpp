@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
 #include "platform/treelogin.h"
 
 namespace {
@@ -72,13 +73,12 @@ char *answer_copy(const Answer &answer) {
     return strdup(answer.view().data());
 }
 
+static bool is_hidden(const TerminalLetter &letter) {
+    return letter.code != '\n' && terminal_obeys(letter);
+}
+
 std::string terminal_safe_text(std::string_view text) {
-    std::string safe(text);
-    for (char &c : safe) {
-        bool control = static_cast<unsigned char>(c) < ' ' || c == 0x7f;
-        if (control && c != '\n') c = '?';
-    }
-    return safe;
+    return terminal_text(text, is_hidden);
 }
 
 void (*auxbefore_prompt)(void) = nullptr;

@@ -55,7 +55,7 @@ class Terminal {
 // A new heap copy of `answer`, or null when memory runs out. The caller wipes and frees it.
 char *answer_copy(const Answer &answer);
 
-// `text` with every control character but the line feed replaced by "?".
+// `text` with every control character but the line feed shown as "\x1B"; see platform/terminal_text.h.
 std::string terminal_safe_text(std::string_view text);
 
 #endif

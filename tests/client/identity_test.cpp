@@ -123,6 +123,25 @@ TEST_F(Identity, TheLoginsPasswordGoesToNoOtherTreeUnasked) {
     EXPECT_EQ(ZK_OK, login(context(session_flags, "CLOSED"), "kim.shop", "secret")) << "typed by the person";
 }
 
+TEST_F(Identity, ThePasswordIsSharedOnlyWhereAFurtherTreeTakesIt) {
+    int shared = 7;
+    configure(three_trees());
+    EXPECT_EQ(ZK_OK, ZKDSLoginPasswordIsShared(context(), &shared));
+    EXPECT_EQ(1, shared);
+    EXPECT_EQ(ZK_OK, ZKDSLoginPasswordIsShared(context(session_flags, "OPEN"), &shared));
+    EXPECT_EQ(0, shared) << "a tree's own login is not meant";
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginPasswordIsShared(context(), nullptr));
+}
+
+TEST_F(Identity, ATreeThatNeedsNoPasswordIsNoReasonToKeepIt) {
+    int shared = 7;
+    configure("[[tree]]\nname = \"ACME\"\nldif = \"" SOURCE_DIR
+              "/tests/client/data/acme.ldif\"\n[[tree]]\nname = \"TICKETS\"\nuris = [\"ldap://a.example\"]\n"
+              "sasl_gssapi = true\nshare_password = true\n");
+    EXPECT_EQ(ZK_OK, ZKDSLoginPasswordIsShared(context(), &shared)) << last_error();
+    EXPECT_EQ(0, shared);
+}
+
 TEST_F(Identity, EveryChangeOfTreeIsAFirstAttempt) {
     configure(three_trees());
     ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));

@@ -287,6 +287,22 @@ TEST_F(LdapLogin, TakesTheKernelsWordForTheUserOverALocalSocket) {
     EXPECT_EQ(unasked.out, login().out);
 }
 
+// There is no terminal here: a question would be a failure.
+TEST_F(LdapLogin, ATreeThatGoesByTheKernelsWordAsksForNoPasswordAfterALoginWithOne) {
+    Slapd::Setup setup = sample();
+    setup.global = "authz-regexp gidNumber=" + std::to_string(getegid()) + "[+]uidNumber=" + std::to_string(geteuid()) +
+                   ",cn=peercred,cn=external,cn=auth cn=jdoe,ou=sales,o=acme\n";
+    Slapd server(setup);
+    configure("[[tree]]\nname = \"ACME\"\nldif = \"" SOURCE_DIR
+              "/examples/acme/acme.ldif\"\n[[tree]]\nname = \"LOCAL\"\nuris = [\"" +
+              server.localUri() + "\"]\nsasl_external = true\n");
+    environment["ZKCLIENT_CONF"] = folder.path("client.toml");
+    home.write("move.qrt", "TREE LOCAL/.jdoe.sales.acme\nWRITE \"after\"\n");
+    const std::string out = loginWithScript(home.path("move.qrt")).out;
+    EXPECT_THAT(out, ::testing::HasSubstr("Your current tree is: LOCAL\n"));
+    EXPECT_THAT(out, ::testing::Not(::testing::HasSubstr("Could not Login")));
+}
+
 TEST_F(LdapLogin, ChecksAnotherUsersPasswordWithoutChangingWhoIsLoggedIn) {
     Slapd server(sample());
     onServers({server.uri()});

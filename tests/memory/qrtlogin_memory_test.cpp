@@ -1,5 +1,7 @@
 // No way out of qrtlogin leaves a password in its memory, in what it shows, or with the programs that it starts.
 #include <sys/prctl.h>
+#include <cstdio>
+#include <fstream>
 
 #include "tests/memory/secret_site.h"
 
@@ -9,6 +11,8 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 const char password_question[] = "Password";
+// A program of a script that stops the login while it runs.
+const char hold[] = "printf '(at rest)' >/dev/tty; kill -STOP $PPID";
 
 class QrtloginMemory : public SecretSite {
   protected:
@@ -24,6 +28,17 @@ class QrtloginMemory : public SecretSite {
         await_rest();
         EXPECT_THAT(left(), IsEmpty());
         EXPECT_EQ(finish(), status) << process->shown();
+    }
+    // Whether the page at an address is one that is not swapped out.
+    bool is_locked(unsigned long long address) const {
+        std::ifstream maps("/proc/" + std::to_string(process->id()) + "/smaps");
+        bool here = false;
+        for (std::string line; std::getline(maps, line);) {
+            unsigned long long begin = 0, end = 0;
+            if (sscanf(line.c_str(), "%llx-%llx ", &begin, &end) == 2) here = begin <= address && address < end;
+            if (here && line.find("VmFlags:") == 0) return line.find(" lo") != std::string::npos;
+        }
+        return false;
     }
     Words running(const std::string &text) { return {"--login-script", script(text)}; }
 };
@@ -122,15 +137,46 @@ TEST_F(QrtloginMemory, AServerWhosePasswordIsAskedFor) {
     EXPECT_THAT(process->shown(), HasSubstr("goes on"));
 }
 
-// While the scripts run, a TREE statement may still need the password: the program's own copy and the library's are
-// all that there is.
-TEST_F(QrtloginMemory, ARunningScriptHasTheTwoCopiesInUse) {
-    program("hold", "printf '(at rest)' >/dev/tty; kill -STOP $PPID");
-    login(running("#hold\n"));
+TEST_F(QrtloginMemory, ARunningScriptHasNoCopyWhereNoTreeSharesIt) {
+    program("hold", hold);
+    login(running("#hold\nTREE OTHER/jdoe.sales.acme\n#hold\n"));
     await_rest();
-    EXPECT_EQ(left_of(users_secret).size(), 2u) << testing::PrintToString(left_of(users_secret));
+    EXPECT_THAT(left(), IsEmpty());
+    process->goOn();
+    answer("User name", "jdoe.sales.acme");
+    answer(password_question, other_trees_secret);
+    await_rest();
+    EXPECT_THAT(left(), IsEmpty());
     process->goOn();
     expect_clean_end(0);
+}
+
+// A TREE statement may need it.
+TEST_F(QrtloginMemory, ARunningScriptHasOneLockedCopyWhereATreeSharesIt) {
+    site.write("client.toml",
+               with_values(file_text(site.path("client.toml")), "ldif = \"other", ".ldif\"\nshare_password = true"));
+    program("hold", hold);
+    login(running("#hold\nTREE OTHER/jdoe.sales.acme\n#hold\n"));
+    for (int round = 0; round < 2; ++round) {
+        await_rest();
+        const std::vector<std::string> copies = left_of(users_secret);
+        ASSERT_EQ(copies.size(), 1u) << testing::PrintToString(copies);
+        EXPECT_TRUE(is_locked(std::stoull(copies[0], nullptr, 16))) << copies[0];
+        process->goOn();
+        if (round > 0) break;
+        answer("User name", "jdoe.sales.acme");
+        answer(password_question, other_trees_secret);
+    }
+    expect_clean_end(0);
+}
+
+TEST_F(QrtloginMemory, ThePasswordIsReadIntoLockedPages) {
+    start({QRTLOGIN_PATH, "--user", "jdoe.sales.acme"});
+    ASSERT_TRUE(process->awaits(password_question));
+    EXPECT_THAT(file_text("/proc/" + std::to_string(process->id()) + "/status"),
+                AllOf(HasSubstr("VmLck:"), testing::Not(HasSubstr("VmLck:\t       0 kB"))));
+    process->type("\x04");
+    expect_clean_end(2);
 }
 
 // It may live as long as a program that a script has left running.

@@ -400,24 +400,24 @@ TEST_F(MapTest, RefusalsNameTheReason) {
 TEST_F(MapTest, ControlCharactersLeadNowhere) {
     const std::string path = "the path contains a control character", name = "invalid server or volume name";
     struct {
-        const char *target;
+        const char *target, *shown;
         std::string reason;
     } const rows[] = {
-        {"SRV1/SYS:a\x01", path},
-        {"SRV1/SYS:\x1F/b", path},
-        {"SRV1/SYS:a\n", path},
+        {"SRV1/SYS:a\x01", "SRV1/SYS:a\\x01", path},
+        {"SRV1/SYS:\x1F/b", "SRV1/SYS:\\x1F/b", path},
+        {"SRV1/SYS:a\n", "SRV1/SYS:a\\x0A", path},
         {"SRV1/SYS:a\x7F"
          "b",
-         path},
-        {"//SRV1/SYS/a\x1B[2Jb", path},
-        {"SRV1/S\x1BYS:a", "no such volume on the server"},
-        {"ANYSRV/V\x7FOL:a", name},
-        {"ANYSRV/V\x1FOL:a", name},
+         "SRV1/SYS:a\\x7Fb", path},
+        {"//SRV1/SYS/a\x1B[2Jb", "//SRV1/SYS/a\\x1B[2Jb", path},
+        {"SRV1/S\x1BYS:a", "SRV1/S\\x1BYS:a", "no such volume on the server"},
+        {"ANYSRV/V\x7FOL:a", "ANYSRV/V\\x7FOL:a", name},
+        {"ANYSRV/V\x1FOL:a", "ANYSRV/V\\x1FOL:a", name},
     };
     site.write("client.toml", file_text(site.path("client.toml")) + "[[server]]\nname = \"ANYSRV\"\n");
     for (const auto &row : rows)
         expect_refused(map({std::string("H:=") + row.target}),
-                       "cannot map drive H: to \"" + std::string(row.target) + "\": " + row.reason);
+                       "cannot map drive H: to \"" + std::string(row.shown) + "\": " + row.reason);
     EXPECT_EQ(map({"H:=SRV1/SYS:a b\xC3\xA9~"}).out, "Drive H: = SRV1/SYS:a b\xC3\xA9~\n") << "these are none";
     for (const char *folder : {"SRV1/SYS/a\x1F", "SRV1/SYS/a\x7F", "SR\x01V1/SYS", "SRV1/SY\nS/a", "SRV1", "SRV1/",
                                "SRV1//x", "SRV1/SYS/", "SRV1/SYS/./x", "SRV1/..", "./SYS"}) {
@@ -440,6 +440,19 @@ TEST_F(MapTest, NamesOfServersAndVolumesThatAreNoFoldersAreRefused) {
     for (const char *target : {"ANYSRV/..:x", "ANYSRV/.:x"})
         expect_refused(map({std::string("H:=") + target}),
                        "cannot map drive H: to \"" + std::string(target) + "\": invalid server or volume name");
+}
+
+// C1's characters may stand in names of folders; a terminal never sees them as they are.
+TEST_F(MapTest, NamesAreShownWithoutWhatATerminalWouldObey) {
+    const std::string shown = "SRV1/SYS:a\\xC2\\x9B\\x9Bb \xC3\x96\xE2\x82\xAC\n";
+    EXPECT_EQ(map({"H:=SRV1/SYS:a\xC2\x9B\x9B"
+                   "b \xC3\x96\xE2\x82\xAC"})
+                  .out,
+              "Drive H: = " + shown);
+    EXPECT_EQ(map({"H:"}).out, "Drive H: = " + shown);
+    EXPECT_EQ(map({}).out, "Drives\nH:   " + shown);
+    expect_refused(map({"\x1B]0\x07:=SRV1/SYS:"}),
+                   "\"\\x1B]0\\x07:\" is not a drive: use a letter, S1 to S16 or *1 to *21");
 }
 
 TEST_F(MapTest, WhatIsNotADrivesLinkIsNeverReplacedOrRemoved) {

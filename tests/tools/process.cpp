@@ -80,7 +80,8 @@ std::string file_text(const std::string &path) {
 
 Variables process_environment() {
     Variables environment = {{"PATH", "/usr/local/bin:/usr/bin:/bin"}, {"LC_ALL", "C"}};
-    for (const char *name : {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LD_LIBRARY_PATH", "GCOV_PREFIX"}) {
+    for (const char *name :
+         {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LD_LIBRARY_PATH", "GCOV_PREFIX"}) {
         const char *value = getenv(name);
         if (value != nullptr) environment[name] = value;
     }

@@ -251,13 +251,13 @@ TEST(TerminalPrompt, AnotherSignalDoesNotEndTheQuestion) {
 }
 
 TEST(TerminalPrompt, ControlCharactersOfALabelDoNotReachTheTerminal) {
-    TerminalProcess process = login("AC\x1b[2JME",
+    TerminalProcess process = login("AC\x1b[2JME\tx\xC2\x9B\x9B Gr\xC3\xB6\xC3\x9F \xF0\x9F\x98\x80 \xFC",
                                     "j\x07"
                                     "doe");
-    EXPECT_TRUE(process.awaits("AC?[2JME\r\n"));
-    EXPECT_TRUE(process.awaits("[j?doe]"));
+    EXPECT_TRUE(process.awaits("AC\\x1B[2JME\\x09x\\xC2\\x9B\\x9B Gr\xC3\xB6\xC3\x9F \xF0\x9F\x98\x80 \xFC\r\n"));
+    EXPECT_TRUE(process.awaits("[j\\x07doe]"));
     TerminalProcess edges = login("<\x1f ~\x7f\xc3\xa9>", nullptr);
-    EXPECT_TRUE(edges.awaits("<? ~?\xc3\xa9>\r\n"));
+    EXPECT_TRUE(edges.awaits("<\\x1F ~\\x7F\xc3\xa9>\r\n"));
 }
 
 // It is held back until the question waits for its answer, and then ends it.
@@ -288,6 +288,11 @@ TEST(TerminalPrompt, ATerminalThatIsGoneEndsTheQuestion) {
         return ask(auxlogin_c, "ACME", "jdoe");
     };
     EXPECT_EQ(without_terminal(asked_on_a_lost_one), 1);
+}
+
+TEST(TerminalPrompt, ControlCharactersOfAConfirmationDoNotReachTheTerminal) {
+    TerminalProcess process([] { return auxconfirm_g("Log out \x9B\xC2\x85\x1b]?", "question", 1, 12); });
+    EXPECT_TRUE(process.awaits("Log out \\x9B\\xC2\\x85\\x1B]? (y/n) "));
 }
 
 // A terminal that takes no more, as after Ctrl-S, holds the text up. A signal then ends the write, after a part of the

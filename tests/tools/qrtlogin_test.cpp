@@ -557,6 +557,32 @@ TEST_F(QrtloginTest, AsksForThePasswordWithoutEcho) {
     EXPECT_EQ(process.shown().find("secret"), std::string::npos);
 }
 
+TEST_F(QrtloginTest, ItsMessagesShowForeignTextWithoutWhatATerminalWouldObey) {
+    struct {
+        Words words;
+        const char *message;
+    } const rows[] = {
+        {{"--user", "\x1B[2J.acme"}, "cannot log in as \\x1B[2J.acme to tree ACME: no such user"},
+        {{"--tree", "\xC2\x9BT"}, "cannot use tree \\xC2\\x9BT: no such tree"},
+        {{"--", "/no\n\x9Bwhere"}, "cannot run /no\\x0A\\x9Bwhere: No such file or directory"},
+        {{"--debug", "\x1B[2J"}, "--debug takes a number from 0 to 2147483647, not \"\\x1B[2J\""},
+        {{"--var", "\x1B[2J"}, "--var takes N=TEXT with N from 2 to 5, not \"\\x1B[2J\""},
+        {{"\x1B[2J"}, "extra user \"\\x1B[2J\": only one user can be given"},
+    };
+    for (const auto &row : rows) {
+        Words words = {"--password-fd", "3"};
+        if (row.words[0] != "--user") words.insert(words.end(), {"--user", "jdoe.sales.acme"});
+        words.insert(words.end(), row.words.begin(), row.words.end());
+        EXPECT_THAT(qrtlogin(words, "secret\n").err,
+                    testing::HasSubstr(std::string("qrtlogin: ") + row.message + "\n"));
+    }
+}
+
+TEST_F(QrtloginTest, ItsQuestionShowsTheUserWithoutWhatATerminalWouldObey) {
+    TerminalProcess process({QRTLOGIN_PATH, "--user", "j\x1B[2J\xC2\x9B\xC3\xB6"}, environment);
+    ASSERT_TRUE(process.awaits("Password for j\\x1B[2J\\xC2\\x9B\xC3\xB6: "));
+}
+
 TEST_F(QrtloginTest, EndOfInputCancelsAndTheTerminalIsRestored) {
     TerminalProcess process(askingLogin(), environment);
     ASSERT_TRUE(process.awaits(question));

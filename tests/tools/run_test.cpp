@@ -54,7 +54,9 @@ TEST_F(RunTest, ThePasswordIsWipedAfterTheRun) {
         options.user = "jdoe.sales.acme";
         const RunResult result = run_scripts(options, "ACME", password, &relay);
         static const char zeroes[6] = {};
-        return result.status == 0 && result.outputError == 0 && memcmp(password->text(), zeroes, sizeof zeroes) == 0 ? 42 : 43;
+        return result.status == 0 && result.outputError == 0 && memcmp(password->text(), zeroes, sizeof zeroes) == 0
+                   ? 42
+                   : 43;
     });
     EXPECT_EQ(outcome.status, 42);
 }

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
 #include "tools/map/refusal.h"
 #include "tools/map/resolve.h"
 
@@ -65,11 +66,11 @@ void MapRun::carryOut(const Command &command) {
 }
 
 static void print_row(const Drive &drive, const Location &location) {
-    printf("%-4s %s\n", (drive.name() + ":").c_str(), location.text().c_str());
+    printf("%-4s %s\n", (drive.name() + ":").c_str(), terminal_text(location.text()).c_str());
 }
 
 static void print_mapping(const Drive &drive, const Location &location) {
-    printf(catalogue_text("Drive %1$s: = %2$s\n"), drive.name().c_str(), location.text().c_str());
+    printf(catalogue_text("Drive %1$s: = %2$s\n"), drive.name().c_str(), terminal_text(location.text()).c_str());
 }
 
 void MapRun::confirm(const Drive &drive, const Location &location) const {

@@ -3,10 +3,14 @@
 #define TOOLS_MAP_REFUSAL_H
 
 #include <stdexcept>
+#include <string>
 
+#include "platform/terminal_text.h"
+
+// It may quote what comes from elsewhere: a terminal obeys nothing of it.
 class Refusal : public std::runtime_error {
   public:
-    using std::runtime_error::runtime_error;
+    explicit Refusal(const std::string &sentence) : std::runtime_error(terminal_text(sentence)) {}
 };
 
 #endif

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "platform/terminal_text.h"
+
 enum ExitStatus : int {
     exit_password = 2,  // wrong, none, or the account is locked
     exit_directory = 3, // not reachable, or its data unreadable
@@ -21,7 +23,8 @@ enum ExitStatus : int {
 
 class Failure : public std::runtime_error {
   public:
-    Failure(int status, const std::string &text) : std::runtime_error(text), status_(status) {}
+    // `text` may quote what comes from elsewhere: a terminal obeys nothing of it.
+    Failure(int status, const std::string &text) : std::runtime_error(terminal_text(text)), status_(status) {}
     int status() const { return status_; }
 
   private:

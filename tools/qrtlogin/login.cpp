@@ -75,6 +75,12 @@ void Login::authenticate(const std::string &user, Secret *password) {
             catalogue_format("cannot log in as %1$s to tree %2$s", user.c_str(), tree_.c_str()));
 }
 
+bool Login::sharesPassword() const {
+    int shared = 0;
+    require(ZKDSLoginPasswordIsShared(context_, &shared), catalogue_format("cannot use tree %s", tree_.c_str()));
+    return shared != 0;
+}
+
 std::string Login::container() const {
     char name[ZK_MAX_NAME + 1] = {};
     char parent[ZK_MAX_NAME + 1] = {};

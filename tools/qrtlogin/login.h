@@ -23,6 +23,9 @@ class Login {
     // Logs the user in, for as long as this process lives. Throws Failure.
     void authenticate(const std::string &user, Secret *password);
 
+    // Whether scripts can use the password once more, in another tree. Throws Failure.
+    bool sharesPassword() const;
+
     const std::string &tree() const { return tree_; }
     // The container of the user that logged in, typeless and without a leading period; empty for the root.
     std::string container() const;

@@ -12,6 +12,7 @@
 #include <new>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
 #include "tools/qrtlogin/environment.h"
@@ -19,6 +20,7 @@
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtlogin/options.h"
 #include "tools/qrtlogin/output_relay.h"
+#include "tools/qrtlogin/private_memory.h"
 #include "tools/qrtlogin/run.h"
 #include "tools/qrtlogin/script_file.h"
 #include "tools/qrtlogin/secret.h"
@@ -53,6 +55,7 @@ std::string users_shell() {
 void become(char **command) {
     fflush(stdout);
     program_restore_signals();
+    private_memory_end_limit();
     execvp(command[0], command);
     int status = errno == ENOENT ? exit_not_found : exit_cannot_run;
     throw Failure(status, catalogue_format("cannot run %1$s: %2$s", command[0], strerror(errno)));
@@ -68,7 +71,7 @@ void become_shell() {
 void keep_code_variables(RunEnvironment *environment) {
     for (const std::string &name : environment->keepCodeVariables())
         fprintf(stderr, "qrtlogin: %s\n",
-                catalogue_format("%s is not passed on without --all-variables", name.c_str()).c_str());
+                catalogue_format("%s is not passed on without --all-variables", terminal_text(name).c_str()).c_str());
 }
 
 RunResult run_for(const Options &options, const Login &login, Secret *password, RunEnvironment *environment,
@@ -108,12 +111,14 @@ int login_and_hand_on(int argc, char **argv) {
 
     RunEnvironment environment;
     Login login(options);
+    private_memory_begin();
     Secret password;
     if (options.passwordDescriptor >= 0)
         password.readFrom(options.passwordDescriptor);
     else if (login.needsPassword())
         password.ask(catalogue_format("Password for %s: ", options.user.c_str()));
     login.authenticate(options.user, &password);
+    if (!login.sharesPassword()) password.wipe();
 
     const int status = status_of(run_for(options, login, &password, &environment, &relay));
     if (options.command != nullptr) become(options.command);

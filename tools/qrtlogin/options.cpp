@@ -7,6 +7,7 @@
 #include <new>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
 #include "tools/qrtlogin/failure.h"
 
 namespace {
@@ -21,6 +22,7 @@ enum Key : int {
     key_login_script,
     key_variable,
     key_password_descriptor,
+    key_raw_output,
     key_shell,
     key_print_environment,
     key_all_variables
@@ -75,6 +77,10 @@ const argp_option option_table[] = {
      catalogue_mark("Set the trace level to N; traces, passwords typed for a script included, are written to standard "
                     "output. Without this option DEBUG in a script shows none"),
      1},
+    {"raw-output", key_raw_output, nullptr, 0,
+     catalogue_mark("On a terminal, show control characters that scripts write as they are, escape sequences included. "
+                    "Without this option they are shown as \\x1B; what programs of a script write is never changed"),
+     1},
     {"shell", key_shell, nullptr, 0, catalogue_mark("Run the shell named by $SHELL in the new environment"), 2},
     {"print-environment", key_print_environment, nullptr, 0,
      catalogue_mark(
@@ -96,21 +102,22 @@ int number_of(const char *text, int low, int high, const char *option, argp_stat
     long number = strtol(text, &end, 10);
     if (*text == '\0' || *end != '\0' || errno != 0 || number < low || number > high)
         argp_error(state, catalogue_text("--%1$s takes a number from %2$d to %3$d, not \"%4$s\""), option, low, high,
-                   text);
+                   terminal_text(text).c_str());
     return static_cast<int>(number);
 }
 
 void set_variable(const char *text, Options *options, argp_state *state) {
     int index = text[0] - '0' - options_first_variable;
     if (text[0] == '\0' || text[1] != '=' || index < 0 || index >= options_variables)
-        argp_error(state, catalogue_text("--var takes N=TEXT with N from 2 to 5, not \"%s\""), text);
+        argp_error(state, catalogue_text("--var takes N=TEXT with N from 2 to 5, not \"%s\""),
+                   terminal_text(text).c_str());
     else
         options->variables[static_cast<size_t>(index)] = text + 2;
 }
 
 void set_user(const char *text, Options *options, argp_state *state) {
     if (!options->user.empty())
-        argp_error(state, catalogue_text("extra user \"%s\": only one user can be given"), text);
+        argp_error(state, catalogue_text("extra user \"%s\": only one user can be given"), terminal_text(text).c_str());
     options->user = text;
 }
 
@@ -147,6 +154,9 @@ error_t parse_one(int key, char *text, argp_state *state) {
             break;
         case key_password_descriptor:
             options->passwordDescriptor = number_of(text, 0, INT_MAX, "password-fd", state);
+            break;
+        case key_raw_output:
+            options->rawOutput = true;
             break;
         case key_shell:
             options->shell = true;

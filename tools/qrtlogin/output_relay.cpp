@@ -23,7 +23,7 @@ namespace {
 // For the interrupt handler, and for an end that the library makes of the process.
 int relay = -1; // this side of the socket
 pid_t main_process;
-Secret *password_in_use;
+FILE *pipe_stream; // the library's own on the pipe
 
 [[noreturn]] void fail(int error) {
     throw Failure(exit_system, catalogue_format("cannot show the scripts' output: %s", strerror(error)));
@@ -83,8 +83,9 @@ void interrupted(int signal) {
     if (bcntrlc == 0 || getpid() != main_process) return;
     // The scripts have ended: there is nothing left to abort.
     if (fd[1] < 0) return;
-    password_in_use->wipe();
     if (CurrentPassword != nullptr) explicit_bzero(CurrentPassword, strlen(CurrentPassword));
+    // The message is written to the stream's descriptor, which one that filters does not have.
+    fdr = pipe_stream;
     const pid_t teller = _Fork();
     if (teller <= 0) cntrlcHandler(signal);
     while (waitpid(teller, nullptr, 0) < 0 && errno == EINTR) {
@@ -96,13 +97,13 @@ void interrupted(int signal) {
 // The library has closed the pipe's write end as a descriptor but never closes its stream. Closing the stream closes
 // its descriptor's number once more, so that number is given something harmless first.
 void close_stream() {
-    const int stale = fileno(fdr);
+    const int stale = fileno(pipe_stream);
     const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (null >= 0 && null != stale) {
         dup2(null, stale);
         close(null);
     }
-    fclose(fdr);
+    fclose(pipe_stream);
     fdr = nullptr;
 }
 
@@ -145,8 +146,7 @@ void OutputRelay::restore(const Kept &kept, int descriptor) {
     dup3(kept.copy, descriptor, (kept.flags & FD_CLOEXEC) != 0 ? O_CLOEXEC : 0);
 }
 
-void OutputRelay::begin(Secret *password) {
-    password_in_use = password;
+void OutputRelay::begin() {
     // Under the library's number: qrt_exit closes that, and only that.
     dup3(pipe_, fd[1], O_CLOEXEC);
     close(fd[0]);
@@ -154,6 +154,7 @@ void OutputRelay::begin(Secret *password) {
     pipe_ = -1;
     dup2(fd[1], STDOUT_FILENO);
     if (joinErrors_) dup2(fd[1], STDERR_FILENO);
+    pipe_stream = fdr;
     auxbefore_prompt = catchUp;
     signal(SIGINT, interrupted);
 }

@@ -5,13 +5,11 @@
 //
 //     OutputRelay relay;          before anything secret is in memory
 //     qrt_init(nullptr, nullptr);
-//     relay.begin(&password);
+//     relay.begin();
 //     qrt_RunScripts(&args);      or qrt_exit()
 //     relay.end();
 #ifndef TOOLS_QRTLOGIN_OUTPUT_RELAY_H
 #define TOOLS_QRTLOGIN_OUTPUT_RELAY_H
-
-#include "tools/qrtlogin/secret.h"
 
 // One at a time.
 class OutputRelay {
@@ -24,8 +22,9 @@ class OutputRelay {
     OutputRelay &operator=(const OutputRelay &) = delete;
 
     // After qrt_init with a pipe, which is replaced by the relay's. Takes over the library's interrupt handler: an
-    // interrupt that ends the process wipes `password` first, and waits until everything has been shown.
-    void begin(Secret *password);
+    // interrupt that ends the process wipes the library's password first, and waits until everything has been shown.
+    // The library's stream may be replaced by another one from then on.
+    void begin();
     // After qrt_exit: waits until all of it has been shown, and puts the standard descriptors back. What programs that
     // are still running write from here on is shown as it comes. Returns 0, or the errno of the first write that
     // failed.

@@ -1,7 +1,10 @@
 #include "tools/qrtlogin/run.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -11,8 +14,19 @@
 #include "tools/own_folder.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/hidden_traces.h"
+#include "tools/qrtlogin/terminal_streams.h"
 
 namespace {
+
+// Its copy is made here and not by the run, so that there is only one while the scripts run. An empty one is given as
+// well: a tree that needs no password then asks for none.
+void give_library_password(Secret *password) {
+    CurrentPassword = strdup(password->text());
+    if (CurrentPassword == nullptr) throw std::bad_alloc();
+    // Where the limit does not allow that, it is not locked.
+    mlock(CurrentPassword, strlen(CurrentPassword) + 1);
+    password->wipe();
+}
 
 // A run that did not come to its end keeps the copy of the password.
 void wipe_library_password() {
@@ -30,7 +44,7 @@ char *text_or_null(std::optional<std::string> *text) {
 // What the library is asked to run, with the texts that the request points to.
 class Request {
   public:
-    Request(const Options &options, std::string tree, Secret *password)
+    Request(const Options &options, std::string tree)
         // The library takes the first period as the end of the name; one in front only says that the name is complete.
         : options_(options), user_(options.user.substr(options.user[0] == '.' ? 1 : 0)), tree_(std::move(tree)) {
         args_.userVar2 = text_or_null(&options_.variables[0]);
@@ -43,7 +57,6 @@ class Request {
         args_.profileScript = text_or_null(&options_.profileScript);
         args_.loginScript = text_or_null(&options_.loginScript);
         args_.server = text_or_null(&options_.server);
-        args_.password = password->text();
     }
     Request(const Request &) = delete;
     Request &operator=(const Request &) = delete;
@@ -59,6 +72,9 @@ class Request {
 } // namespace
 
 RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay) {
+    // Traces that are not hidden are filtered, too.
+    std::optional<TerminalStreams> filtered;
+    if (!options.rawOutput && isatty(STDOUT_FILENO) != 0) filtered.emplace();
     std::optional<HiddenTraces> hidden;
     if (!options.debugLevel) hidden.emplace();
     if (qrt_init(nullptr, nullptr) != 0 || fd[0] == fd[1])
@@ -66,14 +82,16 @@ RunResult run_scripts(const Options &options, const std::string &tree, Secret *p
     own_catalogues_bind();
     debug_level = options.debugLevel.value_or(0);
 
-    Request request(options, tree, password);
-    relay->begin(password);
+    Request request(options, tree);
+    relay->begin();
+    give_library_password(password);
+    if (filtered) filtered->takeLibrarysOutput();
     const uint32_t code = request.run();
-    password->wipe();
     wipe_library_password();
     // Only a run that came to its end has ended the session; the relay waits for that.
     const bool ended = code != QRT_NO_TREE && code != QRT_NO_USER;
     if (!ended) qrt_exit();
+    if (filtered) filtered->end();
     RunResult result;
     result.outputError = relay->end();
 

@@ -13,8 +13,9 @@ struct RunResult {
     int outputError = 0; // errno of the first output that could not be written, or 0
 };
 
-// Runs the scripts of the user who has just logged in to `tree`; their output is shown through `relay`. The password is
-// wiped when they have ended. Throws Failure.
+// Runs the scripts of the user who has just logged in to `tree`; their output is shown through `relay`. The password
+// becomes the library's, for TREE statements, which wipes it in the end; `password` is wiped before the scripts run.
+// Throws Failure.
 RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay);
 
 #endif

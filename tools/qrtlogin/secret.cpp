@@ -2,11 +2,14 @@
 
 #include <fcntl.h>
 #include <readpassphrase.h>
+#include <sys/mman.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
 #include "tools/qrtlogin/failure.h"
 
 namespace {
@@ -16,14 +19,31 @@ Failure unreadable(int descriptor, int problem) {
                                                 strerror(problem)));
 }
 
+char *own_pages(size_t size) {
+    void *pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages == MAP_FAILED) throw std::bad_alloc();
+    // What the kernel or the limit does not allow is done without.
+    mlock(pages, size);
+    madvise(pages, size, MADV_DONTDUMP);
+    madvise(pages, size, MADV_WIPEONFORK);
+    return static_cast<char *>(pages);
+}
+
 } // namespace
 
+Secret::Secret() : text_(own_pages(size)) {}
+
+Secret::~Secret() {
+    wipe();
+    munmap(text_, size);
+}
+
 void Secret::wipe() {
-    explicit_bzero(text_, sizeof text_);
+    explicit_bzero(text_, size);
 }
 
 void Secret::ask(const std::string &question) {
-    if (readpassphrase(question.c_str(), text_, sizeof text_, RPP_REQUIRE_TTY) == nullptr) {
+    if (readpassphrase(terminal_text(question).c_str(), text_, size, RPP_REQUIRE_TTY) == nullptr) {
         if (errno == ENOTTY) throw Failure(exit_password, catalogue_text("cannot read the password: no terminal"));
         throw Failure(exit_password, catalogue_text("cannot read the password: cancelled"));
     }

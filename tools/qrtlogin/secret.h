@@ -1,4 +1,6 @@
-// The password between the person and the directory: held in one block that is wiped, never on the command line.
+// The password between the person and the directory: held in one block that is wiped, never on the command line. The
+// block has pages of its own, which are not swapped out (where the limit for locked memory allows), do not get into a
+// core file, and are empty in a process that is forked.
 #ifndef TOOLS_QRTLOGIN_SECRET_H
 #define TOOLS_QRTLOGIN_SECRET_H
 
@@ -9,8 +11,9 @@ class Secret {
   public:
     static constexpr size_t capacity = 1024;
 
-    Secret() = default;
-    ~Secret() { wipe(); }
+    // Throws std::bad_alloc.
+    Secret();
+    ~Secret();
     Secret(const Secret &) = delete;
     Secret &operator=(const Secret &) = delete;
 
@@ -29,7 +32,8 @@ class Secret {
     void wipe();
 
   private:
-    char text_[capacity + 2] = {}; // one byte more, so that an overlong password shows, and the NUL
+    static constexpr size_t size = capacity + 2; // one byte more, so that an overlong password shows, and the NUL
+    char *const text_;
 };
 
 #endif

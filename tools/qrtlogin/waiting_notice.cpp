@@ -11,6 +11,7 @@
 #include <string>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
 #include "platform/zk.h"
 #include "tools/qrtlogin/output_relay.h"
 
@@ -57,7 +58,7 @@ void show(const char *server) {
         // What the scripts have written comes first.
         OutputRelay::catchUp();
         if (cursor_moves()) text += "\0337";
-        text += fitting(catalogue_format("Waiting for %s ...", server));
+        text += fitting(catalogue_format("Waiting for %s ...", terminal_text(server).c_str()));
     }
     put(text);
 }

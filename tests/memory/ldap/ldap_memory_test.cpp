@@ -50,7 +50,19 @@ class LdapMemory : public SecretSite {
         }
         EXPECT_EQ(process->finish(), 0);
     }
+    void look_while_a_script_runs() {
+        program("hold", "printf '(at rest)' >/dev/tty; kill -STOP $PPID");
+        start({QRTLOGIN_PATH, "--login-script", script("#hold\n"), "jdoe.sales.acme"});
+        answer(password_question, users_secret);
+        for (const char *when : {"while it runs", "in the end"}) {
+            await_rest();
+            EXPECT_THAT(left(), IsEmpty()) << when;
+            process->goOn();
+        }
+        EXPECT_EQ(process->finish(), 0) << process->shown();
+    }
     void login_in_every_way() {
+        look_while_a_script_runs();
         login(users_secret, "jdoe.sales.acme", 0);
         EXPECT_THAT(process->shown(), HasSubstr("hello Jane Doe"));
         login(wrong_secret, "jdoe.sales.acme", 2);

@@ -1,0 +1,80 @@
+#include "tools/qrtlogin/terminal_streams.h"
+
+#include <poll.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <new>
+
+#include "include/qrtscript.h"
+#include "tools/qrtlogin/output_relay.h"
+#include "tools/qrtlogin/terminal_filter.h"
+
+namespace {
+
+TerminalFilter filter;
+
+// False with errno.
+bool write_all(const char *text, size_t length) {
+    while (length > 0) {
+        const ssize_t written = write(STDOUT_FILENO, text, length);
+        if (written >= 0) {
+            text += written;
+            length -= static_cast<size_t>(written);
+        } else if (errno == EAGAIN) {
+            // A program may have made the pipe non-blocking.
+            pollfd room = {STDOUT_FILENO, POLLOUT, 0};
+            poll(&room, 1, -1);
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// A stream knows a failure by a number that is too small.
+ssize_t write_filtered(void *, const char *text, size_t size) {
+    constexpr size_t most = 1024;
+    char shown[TerminalFilter::room(most)];
+    for (size_t at = 0; at < size; at += most) {
+        // The end of the output is marked with a zero byte, which is not for the person.
+        char piece[most];
+        const char *from = text + at;
+        const char *end = std::remove_copy(from, from + std::min(most, size - at), piece, '\0');
+        if (!write_all(shown, filter.pass({piece, static_cast<size_t>(end - piece)}, shown))) return 0;
+    }
+    return static_cast<ssize_t>(size);
+}
+
+} // namespace
+
+TerminalStreams::Stream TerminalStreams::open() {
+    Stream stream(fopencookie(nullptr, "w", {nullptr, write_filtered, nullptr, nullptr}), fclose);
+    if (stream == nullptr) throw std::bad_alloc();
+    return stream;
+}
+
+TerminalStreams::TerminalStreams()
+    : outputBefore_(stdout), errorsBefore_(stderr), output_(open()), errors_(open()), library_(open()) {
+    filter = TerminalFilter();
+    fflush(stdout);
+    stdout = output_.get();
+    if (!output_is_same_file(STDOUT_FILENO, STDERR_FILENO)) return;
+    setvbuf(errors_.get(), nullptr, _IONBF, 0);
+    stderr = errors_.get();
+}
+
+TerminalStreams::~TerminalStreams() {
+    stdout = outputBefore_;
+    stderr = errorsBefore_;
+}
+
+void TerminalStreams::takeLibrarysOutput() {
+    fdr = library_.get();
+}
+
+void TerminalStreams::end() {
+    char shown[TerminalFilter::room(0)];
+    fflush(stdout);
+    write_all(shown, filter.end(shown));
+}
