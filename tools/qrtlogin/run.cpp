@@ -11,6 +11,7 @@
 #include "tools/own_folder.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/hidden_traces.h"
+#include "tools/qrtlogin/run_guard.h"
 
 namespace {
 
@@ -56,6 +57,11 @@ class Request {
     QrtRunScriptsArgs args_ = {};
 };
 
+uint32_t run_guarded(Request *request, const Options &options, Secret *password) {
+    const RunGuard guard(options.timeLimit, password);
+    return request->run();
+}
+
 } // namespace
 
 RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay) {
@@ -68,7 +74,7 @@ RunResult run_scripts(const Options &options, const std::string &tree, Secret *p
 
     Request request(options, tree, password);
     relay->begin(password);
-    const uint32_t code = request.run();
+    const uint32_t code = run_guarded(&request, options, password);
     password->wipe();
     wipe_library_password();
     // Only a run that came to its end has ended the session; the relay waits for that.

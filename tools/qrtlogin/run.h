@@ -14,7 +14,7 @@ struct RunResult {
 };
 
 // Runs the scripts of the user who has just logged in to `tree`; their output is shown through `relay`. The password is
-// wiped when they have ended. Throws Failure.
+// wiped when they have ended. A run that does not end ends the process (run_guard.h). Throws Failure.
 RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay);
 
 #endif
