@@ -9,8 +9,10 @@
 #include "platform/catalogue.h"
 #include "script/syntax_error.h"
 #include "tools/own_folder.h"
+#include "tools/qrtlogin/environment_size.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/hidden_traces.h"
+#include "tools/qrtlogin/memory_limit.h"
 #include "tools/qrtlogin/run_guard.h"
 
 namespace {
@@ -58,7 +60,9 @@ class Request {
 };
 
 uint32_t run_guarded(Request *request, const Options &options, Secret *password) {
+    environment_size_check_forks();
     const RunGuard guard(options.timeLimit, password);
+    const MemoryLimit limit;
     return request->run();
 }
 
