@@ -43,4 +43,6 @@ seq 20000 | sed 's/.*/IF "%LOGIN_NAME" = "jdoe" AND VALUE "&" > "10000" THEN WRI
 seq 20000 | sed 's/.*/if [ "$LOGIN_NAME" = jdoe ] \&\& [ & -gt 10000 ]; then echo "&"; fi/' >"$folder/conditions.sh"
 seq 500 | sed 's/.*/# true/' >"$folder/programs.qrt"
 seq 500 | sed 's/.*/env true/; s/env true/\/bin\/true/' >"$folder/programs.sh"
-for name in empty write conditions programs; do compare "$name"; done
+seq 20000 | sed 's/.*/SET V&="value"/' >"$folder/variables.qrt"
+seq 20000 | sed 's/.*/export V&=value/' >"$folder/variables.sh"
+for name in empty write conditions programs variables; do compare "$name"; done

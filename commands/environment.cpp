@@ -2,21 +2,22 @@
 
 #include <cstdlib>
 
+#include "commands/variables.h"
 #include "directory/substitution.h"
 #include "frame/output.h"
 #include "script/conditions.h"
 #include "script/parser.h"
 
-// What setenv answers is of no consequence to a script.
+// A name that cannot be set is of no consequence to a script.
 void set_statement(OwnedText name, OwnedText value) {
     if (!condition_executing()) return;
     // The text was replaced when it was read; that it is replaced once more here is required.
     value = substitution_of(ctx, value.get());
-    setenv(name.get(), value.get(), 1);
+    variables_set(name.get(), value.get());
 }
 
 void set_empty_statement(OwnedText name) {
-    if (condition_executing()) setenv(name.get(), "", 1);
+    if (condition_executing()) variables_set(name.get(), "");
 }
 
 void set_format_error() {

@@ -1,6 +1,7 @@
 #include "frame/script_runner.h"
 
 #include "commands/text.h"
+#include "commands/variables.h"
 #include "frame/output.h"
 #include "frame/session.h"
 #include "platform/zk.h"
@@ -16,6 +17,7 @@ static void reset_parser(char *objectName, uint32_t contextHandle) {
     gotoWasUsed = 0;
     ctx = contextHandle;
     session_context_taken = false;
+    variables_forget();
     objname = objectName;
 }
 

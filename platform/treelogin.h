@@ -27,6 +27,10 @@ int auxconfirm_g(const char *text, const char *icon, int buttons, int defaultBut
 // everything before the prompt has been shown. Set by the calling program.
 extern void (*auxbefore_prompt)(void);
 
+// If set, called after each prompt, whatever became of it: between the two calls a person is waited for. Set by the
+// calling program.
+extern void (*auxafter_prompt)(void);
+
 // Waits in a window until the user continues. Returns 0 if they did.
 int auxpause_script(void);
 

@@ -23,6 +23,7 @@
 %{
 #include <new>
 
+#include "frame/output.h"
 #include "script/actions.h"
 #include "script/token_names.h"
 #include "script/tokenizer.h"

@@ -1,5 +1,6 @@
 #include "script/input_buffer.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -19,6 +20,7 @@ int32_t inputIndex = 0;
 // A label's pattern, line feed and colon included, has to fit this many bytes with its NUL.
 constexpr size_t goto_pattern_size = 80;
 constexpr size_t max_include_depth = 100;
+constexpr size_t max_included = size_t{64} << 20;
 
 // An include that is still being read. Its end is counted from that of the buffer, so that a further splice within it
 // leaves the numbers as they are.
@@ -27,6 +29,12 @@ struct OpenInclude {
     int32_t rest;  // the number of characters behind it
 };
 static std::vector<OpenInclude> open_includes;
+static size_t included = 0; // the characters of all texts that were spliced into the active buffer
+
+// The text that has room to spare, and for how many characters it has room. Without it each INCLUDE would copy the
+// whole text, and a script of many small ones would take a time that grows with the square of their number.
+static const char *roomy_text = nullptr;
+static size_t roomy_size = 0;
 
 static uint32_t buffers_made = 0;
 
@@ -36,6 +44,7 @@ uint32_t lex_buffers_made() {
 
 static void buffer_free(LexBuffer *buffer) {
     if (!buffer) return;
+    if (buffer->data == roomy_text) roomy_text = nullptr;
     free(buffer->data);
     free(buffer);
 }
@@ -65,6 +74,7 @@ int lex_addBuffer(const char *scriptText) {
     if (length) memcpy(buffer->data, scriptText, length);
     ibufstack[ibufstackindex++] = buffer;
     open_includes.clear();
+    included = 0;
     return 0;
 }
 
@@ -111,6 +121,38 @@ static int include_failed() {
     return 0;
 }
 
+// More than all includes take is never needed.
+static size_t with_spare(size_t length) {
+    return std::min(length + std::min(length / 2, max_included), size_t{INT32_MAX - 1});
+}
+
+// An entry with the active text and room for `length` characters: the active one itself if it has the room, else a new
+// one. Null when memory runs out.
+static LexBuffer *with_room(LexBuffer *active, size_t length) {
+    if (active->data == roomy_text && length <= roomy_size) return active;
+    LexBuffer *wider = buffer_new(with_spare(length));
+    if (!wider) return nullptr;
+    memcpy(wider->data, active->data, static_cast<size_t>(active->length) + 1);
+    wider->readPos = active->readPos;
+    wider->length = active->length;
+    return wider;
+}
+
+static void make_active(LexBuffer *wider, size_t length) {
+    lex_free_active_buffer();
+    ibufstack[ibufstackindex - 1] = wider;
+    roomy_text = wider->data;
+    roomy_size = with_spare(length);
+}
+
+static void splice(LexBuffer *buffer, const char *text, size_t length) {
+    char *here = buffer->data + buffer->readPos;
+    memmove(here + length + 2, here, static_cast<size_t>(buffer->length - buffer->readPos) + 1);
+    memcpy(here, text, length);
+    memcpy(here + length, "\r\n", 2);
+    buffer->length += static_cast<int32_t>(length + 2);
+}
+
 int lex_IncludeFile(const char *includedText) try {
     const size_t added = includedText ? strlen(includedText) : 0;
     if (added == 0) {
@@ -119,27 +161,24 @@ int lex_IncludeFile(const char *includedText) try {
     }
     LexBuffer *active = lex_activeBuffer();
     if (!active) return 0;
-    if (include_too_deep(active)) return include_failed();
-    const size_t before = static_cast<size_t>(active->readPos);
-    const size_t rest = static_cast<size_t>(active->length) - before;
+    if (include_too_deep(active) || added > max_included - included) return include_failed();
+    const size_t needed = static_cast<size_t>(active->length) + added + 2;
+    if (needed >= INT32_MAX) return include_failed();
     open_includes.reserve(open_includes.size() + 1);
-    LexBuffer *spliced = buffer_new(before + added + 2 + rest);
+    LexBuffer *spliced = with_room(active, needed);
     if (!spliced) return include_failed();
 
-    char *out = spliced->data;
-    memcpy(out, active->data, before);
-    memcpy(out + before, includedText, added);
-    memcpy(out + before + added, "\r\n", 2);
-    memcpy(out + before + added + 2, active->data + before, rest);
-    spliced->readPos = active->readPos;
-    open_includes.push_back({active->readPos, static_cast<int32_t>(rest)});
     TRACE(lex_IncludeFile, 4, "old buffer (%i): %s", active->length, active->data);
+    open_includes.push_back({active->readPos, active->length - active->readPos});
+    included += added;
+    if (spliced != active) make_active(spliced, needed);
+    splice(spliced, includedText, added);
+    buffers_made++;
     TRACE(lex_IncludeFile, 4, "new buffer (%i): %s", spliced->length, spliced->data);
     const int next = lex_lookaheadchar(spliced);
     TRACE(lex_IncludeFile, 4, "readPos %i length %i character %i", spliced->readPos, spliced->length, next);
+    if (debug_level <= 8) return 0;
     for (int32_t i = 0; i < spliced->length; i++) TRACE(lex_IncludeFile, 8, "%i: %c", i, spliced->data[i]);
-    lex_free_active_buffer();
-    ibufstack[ibufstackindex - 1] = spliced;
     return 0;
 } catch (const std::bad_alloc &) {
     return include_failed();

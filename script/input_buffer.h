@@ -39,7 +39,8 @@ int lex_getchar(LexBuffer *buffer);
 int lex_lookaheadchar(LexBuffer *buffer);
 
 // Splices `includedText` and a line break into the active buffer at the read position. Returns 0. When memory runs out,
-// or includes nest more than 100 deep (a text that includes itself), it says "memory exhausted" and changes nothing.
+// includes nest more than 100 deep (a text that includes itself), or a script's included texts are more than 64 MiB
+// together (one that includes itself twice), it says "memory exhausted" and changes nothing.
 int lex_IncludeFile(const char *includedText);
 
 // Moves the read position just behind the label, searched for from the top of the buffer: a line that begins with

@@ -43,7 +43,7 @@ static char *quoted_line(LexBuffer *buffer, char *&end) {
     return buffer->data + start;
 }
 
-// Without a copy of the line: this is also how it is told that memory has run out.
+// Without a copy of the line: this is also done when memory has run out.
 static void say_line(LexBuffer *buffer) {
     char *end = nullptr;
     const char *line = quoted_line(buffer, end);

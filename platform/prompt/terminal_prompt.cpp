@@ -82,6 +82,7 @@ std::string terminal_safe_text(std::string_view text) {
 }
 
 void (*auxbefore_prompt)(void) = nullptr;
+void (*auxafter_prompt)(void) = nullptr;
 
 Terminal::Terminal() : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
     if (auxbefore_prompt != nullptr) auxbefore_prompt();
@@ -89,6 +90,7 @@ Terminal::Terminal() : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTT
 
 Terminal::~Terminal() {
     close(descriptor_); // -1 is none
+    if (auxafter_prompt != nullptr) auxafter_prompt();
 }
 
 void Terminal::show(std::string_view text) {

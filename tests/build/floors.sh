@@ -8,7 +8,7 @@ import glob, os, re, sys
 
 floors = [
     # 0: texts and files, fixed places, the public header
-    "include/qrtscript commands/text commands/local_file frame/places frame/mount platform/zk platform/treelogin"
+    "include/qrtscript commands/text commands/local_file commands/variables frame/places frame/mount platform/zk platform/treelogin"
     " platform/environment_guard platform/translation",
     # 1: output, messages, traces
     "frame/output",

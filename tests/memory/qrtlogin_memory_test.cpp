@@ -100,6 +100,18 @@ TEST_F(QrtloginMemory, AnInterruptAfterBreakOn) {
     EXPECT_THAT(process->shown(), HasSubstr("script aborted"));
 }
 
+TEST_F(QrtloginMemory, AThirdInterrupt) {
+    program("insist", "while kill -INT $PPID; do sleep 0.1; done");
+    login(running("#insist\nWRITE \"not reached\"\n"));
+    expect_clean_end(130);
+}
+
+TEST_F(QrtloginMemory, ATimeLimit) {
+    program("wait", "sleep 100");
+    login({"--time-limit", "1", "--login-script", script("#wait\nWRITE \"not reached\"\n")});
+    expect_clean_end(124);
+}
+
 TEST_F(QrtloginMemory, AnInterruptAtThePasswordsQuestion) {
     start({QRTLOGIN_PATH, "--user", "jdoe.sales.acme"});
     ASSERT_TRUE(process->awaits(password_question));

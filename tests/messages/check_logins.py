@@ -43,6 +43,13 @@ RUNS = [
     ("sunflower", ["/bin/sh", "-c", 'echo "SET A=\\"b\\"" >"$HOME/own.qrt"; exec "@/qrtlogin" --password-fd=3 '
                    f'--print-environment --login-script="$HOME/own.qrt" {USER} >/dev/full']),
     ("sunflower", [*LOGIN, f"--login-script={HERE}/left_open.qrt", USER, "--", "/none/command"]),
+    ("sunflower", ["/bin/sh", "-c", 'printf "REM\\nA:\\nGOTO A\\n" >"$HOME/own.qrt"; exec "@/qrtlogin" --password-fd=3 '
+                   f'--time-limit=1 --login-script="$HOME/own.qrt" {USER}']),
+    ("sunflower", ["/bin/sh", "-c", 'echo "while kill -INT \\$PPID; do sleep 0.1; done" >"$HOME/insist"; '
+                   'echo "#sh $HOME/insist" >"$HOME/own.qrt"; exec "@/qrtlogin" --password-fd=3 '
+                   f'--login-script="$HOME/own.qrt" {USER}']),
+    ("sunflower", ["/bin/sh", "-c", 'printf "SET A=\\"%0140000d\\"\\n#true\\n" 0 >"$HOME/own.qrt"; exec "@/qrtlogin" '
+                   f'--password-fd=3 --login-script="$HOME/own.qrt" {USER}']),
     ("wrong", [*LOGIN, USER]),
     ("", [*LOGIN, USER]),
     ("x" * 1100, [*LOGIN, USER]),

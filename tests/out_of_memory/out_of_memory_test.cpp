@@ -151,7 +151,7 @@ TEST_F(MemoryTest, TheTokenizerTellsTheEndAndTheParserItsOwnResult) {
     allocations_disarm();
     EXPECT_EQ(token, 0);
     EXPECT_EQ(parsed, 2);
-    EXPECT_EQ(output(), "\nScript error.\nThe original line was:\nWORD\n\n");
+    EXPECT_EQ(output(), "memory exhausted\nScript error.\nThe original line was:\nWORD\n\n");
     lex_free_active_buffer();
     ibufstackindex = 0;
 }

@@ -55,8 +55,10 @@ const Row rows[] = {
     {74, "FOO BAR\n", "$q $u >/dev/full", "cannot write the output: No space left on device"},
     {74, "SET A=\"1\"\n", "$q $u --print-environment >/dev/full", "cannot write the environment: No space left"},
     {74, "", "$q --help >/dev/full", "cannot write the output: No space left on device"},
+    {124, "WRITE \"hi\"\nAGAIN:\nGOTO AGAIN\n", "$q $u --time-limit 1", "at the time limit of 1 s"},
     {126, "", "$q $u -- @/wrong", "cannot run @/wrong"},
     {127, "", "$q $u -- @/none", "cannot run @/none"},
+    {130, "#@/insist\n", plain, "by the third interrupt"},
     {42, "FOO BAR\n", "$q $u -- sh -c 'exit 42'", ""},
     {42, "", "SHELL=@/shell $q $u --shell", ""},
 };
@@ -77,8 +79,9 @@ class ExitStatus : public Site {
         site.write("long", long_);
         site.write("broken.toml", "default_tree\n");
         site.write("interrupt", "#!/bin/sh\nkill -INT $PPID\n");
+        site.write("insist", "#!/bin/sh\nwhile kill -INT $PPID; do sleep 0.1; done\n");
         site.write("shell", "#!/bin/sh\nexit 42\n");
-        for (const char *name : {"interrupt", "shell"}) chmod(site.path(name).c_str(), 0700);
+        for (const char *name : {"insist", "interrupt", "shell"}) chmod(site.path(name).c_str(), 0700);
         mkfifo(site.path("fifo").c_str(), 0600);
         mknod(site.path("socket").c_str(), S_IFSOCK | 0600, 0);
         tree_ = file_text(site.path("acme.ldif"));

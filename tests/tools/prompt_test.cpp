@@ -481,3 +481,35 @@ TEST(WindowPrompt, WithoutMemoryTheAnswerIsNo) {
     expect_failures([] { return auxpause_script() == 0 ? 4 : 1; }, {{"Press Enter", "\n"}}, 1);
 }
 #endif
+
+// ---- the calling program's hooks ----
+
+namespace {
+
+std::string calls;
+
+void answer_hooked(TerminalProcess &process, const std::string &question, const char *typed) {
+    ASSERT_TRUE(process.awaits(question));
+    process.type(typed);
+}
+
+} // namespace
+
+// Between the two calls a person is waited for, whatever comes of it.
+TEST(PromptHooks, AreCalledBeforeAndAfterEachPrompt) {
+    TerminalProcess process([] {
+        auxbefore_prompt = [] { calls += "("; };
+        auxafter_prompt = [] { calls += ")"; };
+        ask(auxlogin_c, "ACME", "jdoe");
+        auxconfirm_g("Log out?", "question", 1, 12);
+        auxpause_script();
+        printf("calls: %s\n", calls.c_str());
+        return 0;
+    });
+    answer_hooked(process, "User name [jdoe]: ", "\n");
+    answer_hooked(process, password_question, "x\n");
+    answer_hooked(process, "Log out? (y/n) ", end_key);
+    answer_hooked(process, "Press Enter", "\n");
+    EXPECT_TRUE(process.awaits("calls: ()()()"));
+    EXPECT_EQ(process.finish(), 0);
+}

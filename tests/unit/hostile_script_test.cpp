@@ -172,6 +172,18 @@ TEST_F(HostileScriptTest, AFileThatIncludesItselfStops) {
     EXPECT_EQ(output(), repeat(100, "in\n") + "memory exhausted" + repeat(100, "out\n") + "end\n");
 }
 
+// Read to its end, the text would be 2^100 texts.
+TEST_F(HostileScriptTest, AFileThatIncludesItselfTwice) {
+    ProgramFolder files;
+    const std::string again = "INCLUDE " + files.path("self") + "\n";
+    files.file("self", "REM " + std::string(1 << 20, 'x') + "\n" + again + again);
+    EXPECT_EQ(run("INCLUDE " + files.path("self") + "\nWRITE \"end\"\n"), 0);
+    const std::string shown = output();
+    // Of 63 texts, each of the 126 statements but 62 has been refused.
+    EXPECT_EQ(count(shown, "memory exhausted"), 64u);
+    EXPECT_THAT(shown, EndsWith("memory exhaustedend\n"));
+}
+
 TEST_F(HostileScriptTest, TwoFilesThatIncludeEachOtherStop) {
     ProgramFolder files;
     files.file("a", "INCLUDE " + files.path("b") + "\n");

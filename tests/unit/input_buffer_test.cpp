@@ -231,6 +231,37 @@ TEST_F(InputBufferTest, AnyNumberOfIncludesMayBeMadeAtOnePlace) {
     EXPECT_EQ(output(), "");
 }
 
+TEST_F(InputBufferTest, TheIncludesOfAScriptAreSixtyFourMebibytesTogetherAndNoMore) {
+    open("end\n");
+    const std::string half(size_t{32} << 20, 'x');
+    lex_IncludeFile(half.c_str());
+    lex_IncludeFile(half.c_str());
+    EXPECT_EQ(output(), "");
+    const int32_t length = lex_activeBuffer()->length;
+    EXPECT_EQ(length, (64 << 20) + 8);
+    EXPECT_EQ(lex_IncludeFile("y"), 0);
+    EXPECT_EQ(output(), "memory exhausted");
+    EXPECT_EQ(lex_activeBuffer()->length, length);
+    open("next\n");
+    EXPECT_EQ(lex_IncludeFile("y"), 0);
+    EXPECT_EQ(output(), "");
+    EXPECT_EQ(content(), "y\r\nnext\n");
+}
+
+// Or many small includes would copy the text as often.
+TEST_F(InputBufferTest, ManyIncludesSeldomCopyTheText) {
+    open("end\n");
+    int copies = 0;
+    for (int i = 0; i < 10000; i++) {
+        const LexBuffer *before = lex_activeBuffer();
+        lex_IncludeFile("x\n");
+        read_to(position() + 4);
+        if (lex_activeBuffer() != before) copies++;
+    }
+    EXPECT_LT(copies, 30);
+    EXPECT_EQ(content().size(), 40004u);
+}
+
 TEST_F(InputBufferTest, IncludingIsTracedFromLevelFive) {
     open("old");
     EXPECT_EQ(traces(4, [] { lex_IncludeFile("new"); }), "");

@@ -17,8 +17,10 @@ enum ExitStatus : int {
     exit_no_script = 66, // a script file that is not there or cannot be read
     exit_system = 71,    // memory, a process or a descriptor that the system does not have
     exit_output = 74,    // cannot be written
+    exit_time_limit = 124,
     exit_cannot_run = 126,
-    exit_not_found = 127
+    exit_not_found = 127,
+    exit_interrupted = 130
 };
 
 class Failure : public std::runtime_error {

@@ -16,6 +16,7 @@
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
 #include "tools/qrtlogin/environment.h"
+#include "tools/qrtlogin/environment_size.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtlogin/options.h"
@@ -121,6 +122,7 @@ int login_and_hand_on(int argc, char **argv) {
     if (!login.sharesPassword()) password.wipe();
 
     const int status = status_of(run_for(options, login, &password, &environment, &relay));
+    if (options.command != nullptr || options.shell || options.printEnvironment) environment_size_check();
     if (options.command != nullptr) become(options.command);
     if (options.shell) become_shell();
     if (forEval != nullptr) write_text(forEval, environment.exportLines());

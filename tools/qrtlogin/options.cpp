@@ -21,6 +21,7 @@ enum Key : int {
     key_profile_script = 0x100,
     key_login_script,
     key_variable,
+    key_time_limit,
     key_password_descriptor,
     key_raw_output,
     key_shell,
@@ -42,6 +43,9 @@ const char *const after_options = catalogue_mark(
     "and QRT_CONTEXT tell map where the user is logged in. All three are restored afterwards, unless a script set "
     "them.\n"
     "\n"
+    "The interrupt key ends the scripts after BREAK ON. Otherwise it does so when it is pressed three times within two "
+    "seconds; the programs of the scripts are ended too, and neither COMMAND nor the shell is started.\n"
+    "\n"
     "Exit status: that of COMMAND or the shell once it has been started; otherwise\n"
     "  0   the scripts ran, or were interrupted after BREAK ON; errors in the\n"
     "      container's and the profile's script are only reported\n"
@@ -56,7 +60,9 @@ const char *const after_options = catalogue_mark(
     "  66  a script file cannot be read; the user was not logged in\n"
     "  71  the system is out of memory, processes or file descriptors\n"
     "  74  the output cannot be written\n"
-    "  126, 127  COMMAND cannot be run, or was not found");
+    "  124  the scripts were ended at the time limit\n"
+    "  126, 127  COMMAND cannot be run, or was not found\n"
+    "  130  the scripts were ended by the third interrupt");
 
 const argp_option option_table[] = {
     {"user", key_user, catalogue_mark("USER"), 0, catalogue_mark("Log in as USER (instead of the USER argument)"), 0},
@@ -73,6 +79,10 @@ const argp_option option_table[] = {
      catalogue_mark("Run the local FILE instead of the container and user scripts"), 1},
     {"var", key_variable, catalogue_mark("N=TEXT"), 0,
      catalogue_mark("Set script variable %N to TEXT, with N from 2 to 5; may be repeated"), 1},
+    {"time-limit", key_time_limit, catalogue_mark("SECONDS"), 0,
+     catalogue_mark("End the scripts and their programs after SECONDS, not counting the time in which a question waits "
+                    "for an answer; 0 for no limit (default: no limit on a terminal, else 300)"),
+     1},
     {"debug", key_debug, catalogue_mark("N"), 0,
      catalogue_mark("Set the trace level to N; traces, passwords typed for a script included, are written to standard "
                     "output. Without this option DEBUG in a script shows none"),
@@ -151,6 +161,9 @@ error_t parse_one(int key, char *text, argp_state *state) {
             break;
         case key_debug:
             options->debugLevel = number_of(text, 0, INT_MAX, "debug", state);
+            break;
+        case key_time_limit:
+            options->timeLimit = number_of(text, 0, INT_MAX, "time-limit", state);
             break;
         case key_password_descriptor:
             options->passwordDescriptor = number_of(text, 0, INT_MAX, "password-fd", state);

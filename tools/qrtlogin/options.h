@@ -21,6 +21,7 @@ struct Options {
     std::optional<int> debugLevel; // without one no trace is shown, whatever the scripts say
     int passwordDescriptor = -1;   // -1: ask on the terminal
     bool rawOutput = false;
+    std::optional<int> timeLimit; // of the scripts, in seconds; 0: none
     bool shell = false;
     bool printEnvironment = false;
     bool allVariables = false; // hand on also the variables that run code

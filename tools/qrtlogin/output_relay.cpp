@@ -176,6 +176,10 @@ void OutputRelay::catchUp() {
     ask();
 }
 
+void OutputRelay::showAll() {
+    ask_to_end();
+}
+
 bool output_is_same_file(int first, int second) {
     struct stat one = {}, other = {};
     if (fstat(first, &one) != 0 || fstat(second, &other) != 0) return false;

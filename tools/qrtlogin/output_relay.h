@@ -33,6 +33,10 @@ class OutputRelay {
     // Waits until everything that has been written so far has been shown.
     static void catchUp();
 
+    // For an end of the process during the run: waits until everything has been shown, and ends a line that is open.
+    // This and catchUp make only calls that are safe in a signal handler.
+    static void showAll();
+
   private:
     // A standard descriptor as it was before the run.
     struct Kept {

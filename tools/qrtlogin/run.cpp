@@ -12,8 +12,11 @@
 #include "platform/catalogue.h"
 #include "script/syntax_error.h"
 #include "tools/own_folder.h"
+#include "tools/qrtlogin/environment_size.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/hidden_traces.h"
+#include "tools/qrtlogin/memory_limit.h"
+#include "tools/qrtlogin/run_guard.h"
 #include "tools/qrtlogin/terminal_streams.h"
 
 namespace {
@@ -69,6 +72,13 @@ class Request {
     QrtRunScriptsArgs args_ = {};
 };
 
+uint32_t run_guarded(Request *request, const Options &options, Secret *password) {
+    environment_size_check_forks();
+    const RunGuard guard(options.timeLimit, password);
+    const MemoryLimit limit;
+    return request->run();
+}
+
 } // namespace
 
 RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay) {
@@ -86,7 +96,7 @@ RunResult run_scripts(const Options &options, const std::string &tree, Secret *p
     relay->begin();
     give_library_password(password);
     if (filtered) filtered->takeLibrarysOutput();
-    const uint32_t code = request.run();
+    const uint32_t code = run_guarded(&request, options, password);
     wipe_library_password();
     // Only a run that came to its end has ended the session; the relay waits for that.
     const bool ended = code != QRT_NO_TREE && code != QRT_NO_USER;

@@ -19,6 +19,7 @@ static LentText lent[most_texts];
 static int lent_count;
 
 void (*auxbefore_prompt)(void) = nullptr;
+void (*auxafter_prompt)(void) = nullptr;
 
 void client_prompts_start() {
     lent_count = 0;
