@@ -15,8 +15,7 @@ struct RunResult {
 
 // Runs the scripts of the user who has just logged in to `tree`; their output is shown through `relay`. The password
 // becomes the library's, for TREE statements, which wipes it in the end; `password` is wiped before the scripts run.
-// A run that does not end ends the process
-// (run_guard.h). Throws Failure.
+// A run that does not end ends the process (run_guard.h). Throws Failure.
 RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay);
 
 #endif
