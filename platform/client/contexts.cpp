@@ -118,7 +118,7 @@ uint32_t context_find_entry(const Context &context, const Tree &tree, const char
         return ZKE_MALFORMED_NAME;
     }
     Aliases aliases = (context.flags & DCV_DEREF_ALIASES) != 0 ? Aliases::Follow : Aliases::Keep;
-    return tree.store->find(parsed, aliases, entry);
+    return tree.store->find(tree_meant_name(tree, parsed), aliases, entry);
 }
 
 void context_note_read(Context *context, Tree *tree) {

@@ -123,8 +123,9 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         // Whatever the context says of aliases: the identity is the object behind the alias.
         Name name;
         EntryPtr user;
-        code = name_parse_dotted(object, found->nameContext, &name) ? tree->store->find_user(name, &user)
-                                                                    : ZKE_MALFORMED_NAME;
+        code = name_parse_dotted(object, found->nameContext, &name)
+                   ? tree->store->find_user(tree_meant_name(*tree, name), &user)
+                   : ZKE_MALFORMED_NAME;
         if (code != ZK_OK) {
             return code;
         }

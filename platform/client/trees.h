@@ -37,6 +37,10 @@ void tree_prefer(Tree *tree);
 // DataError.
 void tree_load(Tree *tree);
 
+// The name with all types when the user who is logged in to the tree, or a container above the user, fits it; otherwise
+// the name itself. Names are handed out without types, and one such name may fit several objects or none.
+Name tree_meant_name(const Tree &tree, const Name &name);
+
 // The server that the configuration names for the tree, otherwise the first one; null when the tree has no file server.
 // The tree is loaded. Throws DataError for a name that no server has, CodedError when the directory cannot be asked.
 EntryPtr tree_default_server(const Tree &tree);

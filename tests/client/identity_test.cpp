@@ -104,6 +104,31 @@ TEST_F(Identity, OneIdentityATree) {
     EXPECT_EQ("UID=kim.OU=shop", who_am_i(context(0x13, "branch_tree")));
 }
 
+// The first of two names in a file is meant otherwise, and "mail" is not looked for at all.
+TEST_F(Identity, ANameWithoutTypesMeansTheUserAndTheContainersOfTheUser) {
+    const std::string hash = "userPassword: {CRYPT}$1$salt$ez2vlPGdaLYkJam5pWs/Y1\n"; // "secret"
+    folder.write("t.ldif",
+                 "dn: l=it\nobjectClass: locality\nl: it\n\ndn: ou=it\nobjectClass: organizationalUnit\nou: it\n\n"
+                 "dn: cn=max,ou=it\nobjectClass: person\ncn: max\n\n"
+                 "dn: uid=max,ou=it\nobjectClass: person\nuid: max\n" +
+                     hash + "\ndn: mail=eva,ou=it\nobjectClass: person\nmail: eva\n" + hash);
+    configure("[[tree]]\nname = \"T\"\nldif = \"t.ldif\"\n");
+    constexpr uint32_t typed = 0x13;
+    EXPECT_EQ("CN=max.OU=it", canonical(context(typed), "max.it"));
+    EXPECT_EQ("Locality", base_class(context(), "it"));
+    ASSERT_EQ(ZK_OK, login(context(), "UID=max.OU=it", "secret"));
+    EXPECT_EQ("UID=max.OU=it", canonical(context(typed), "MAX.it"));
+    EXPECT_EQ("CN=max.OU=it", canonical(context(typed), "CN=max.it"));
+    EXPECT_EQ("CN=new.OU=it", canonical(context(typed), "new.it"));
+    EXPECT_EQ("Organizational Unit", base_class(context(), "it"));
+    EXPECT_EQ(ZK_OK, login(context(), "max.it", "secret")) << "the same user again";
+    EXPECT_EQ(ZKE_OTHER_IDENTITY, login(context(), "MAIL=eva.it", "secret"));
+    ASSERT_EQ(ZK_OK, ZKDSLogout(context()));
+    ASSERT_EQ(ZK_OK, login(context(), "MAIL=eva.it", "secret"));
+    EXPECT_EQ("User", base_class(context(), who_am_i(context()).c_str()));
+    EXPECT_EQ("CN=max.OU=it", canonical(context(typed), "max.it"));
+}
+
 // The same users in three trees: "secret" is jdoe's password in the first and kim's in the others.
 std::string three_trees() {
     const std::string data = SOURCE_DIR "/tests/client/data/",
