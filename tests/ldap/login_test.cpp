@@ -94,6 +94,52 @@ TEST_F(LdapLogin, GivesTheOutputOfTheEmbeddedTreeByteForByte) {
     }
 }
 
+TEST_F(LdapLogin, TellsThatTheServerDoesNotHoldTheBase) {
+    for (const char *access : {"access to * by * read\n", "access to * by anonymous auth by * read\n"}) {
+        Slapd::Setup setup = sample();
+        setup.access = access;
+        Slapd server(setup);
+        const struct {
+            const char *line;
+            const char *user;
+            std::string held;
+        } cases[] = {
+            {"base = \"o=amce\"\n", "jdoe.sales", "base o=amce"},
+            {"search_base = \"o=amce\"\n", "jdoe.sales.acme", "search_base o=amce"},
+            {"search_base = \"o=amce\"\n", "jdoe.sales.amce", "search_base o=amce"},
+            {"base = \"dc=example\"\n", "jdoe.sales.acme", "base dc=example"},
+            {"base = \"o=acme\"\nsearch_base = \"ou=none,o=acme\"\n", "jdoe.sales", ""},
+            {"base = \"ou=none, O=ACME\"\n", "jdoe", ""},
+            {"base = \"o=acme\"\n", "nobody.sales", ""},
+        };
+        for (const auto &one : cases) {
+            SCOPED_TRACE(std::string(one.line) + one.user + " " + access);
+            onServers({server.uri()}, one.line);
+            const Outcome outcome = login(one.user, "moonlight");
+            const std::string told =
+                "to tree ACME: cannot read the directory data or configuration: ACME: the server "
+                "does not hold " +
+                one.held + ": its naming contexts are o=acme\n";
+            if (!one.held.empty())
+                EXPECT_THAT(outcome.err, ::testing::HasSubstr(told));
+            else
+                EXPECT_EQ(outcome.err.find("does not hold"), std::string::npos) << outcome.err;
+            EXPECT_EQ(outcome.status == 3, !one.held.empty()) << outcome.status;
+        }
+        onServers({server.uri()}, "base = \"o=acme\"\n");
+        EXPECT_EQ(login("jdoe.sales").status, 0);
+        const std::vector<std::string> operations = server.operations();
+        const std::string asked = "SRCH base=\"\"";
+        const auto last = std::find_if(operations.rbegin(), operations.rend(), [&](const std::string &operation) {
+            return operation.find("BIND dn=\"cn=jdoe,ou=sales,o=acme\"") != std::string::npos;
+        });
+        ASSERT_NE(last, operations.rend());
+        EXPECT_THAT(std::vector<std::string>(operations.rbegin(), last + 2),
+                    ::testing::Not(::testing::Contains(::testing::HasSubstr(asked))))
+            << "only when a login has failed";
+    }
+}
+
 TEST_F(LdapLogin, NeedsAtMostEightOperations) {
     Slapd server(sample());
     onServers({server.uri()});
