@@ -326,7 +326,13 @@ TEST_F(LdapLogin, TakesTheKernelsWordForTheUserOverALocalSocket) {
                    ",cn=peercred,cn=external,cn=auth cn=jdoe,ou=sales,o=acme\n";
     Slapd server(setup);
     onStrictServers({server.localUri()}, "sasl_external = true\n");
-    EXPECT_EQ(loginHere("mlee.emea.sales.acme", "moonlight"), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(loginHere("mlee.emea.sales.acme", "moonlight"), ZKE_NO_ACCESS);
+    const std::string told = server.localUri() + ": the server takes the process's user for " +
+                             "cn=jdoe,ou=sales,o=acme, not for cn=mlee,ou=emea,ou=sales,o=acme";
+    EXPECT_EQ(lastError(), told);
+    const Outcome other = loginWithoutPassword("mlee.emea.sales.acme");
+    EXPECT_EQ(other.status, 2);
+    EXPECT_THAT(other.err, ::testing::HasSubstr("tree ACME: access denied: " + told));
     EXPECT_EQ(loginHere("jdoe.sales.acme", "ignored"), ZK_OK) << lastError();
     Outcome unasked = loginWithoutPassword();
     EXPECT_EQ(unasked.status, 0) << unasked.err;
