@@ -217,7 +217,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 
 // The client's own codes: one range, low 16 bits negative like the ones above.
 #define ZKE_WRONG_PASSWORD 0xFFFFE001u
-#define ZKE_ACCOUNT_LOCKED 0xFFFFE002u
+#define ZKE_ACCOUNT_LOCKED 0xFFFFE002u // locked, disabled or expired: ZKGetLastErrorText tells which
 #define ZKE_NOT_LOGGED_IN 0xFFFFE003u
 #define ZKE_NO_ACCESS 0xFFFFE004u
 // From here to ZKE_REFERRAL_BROKEN: the directory could not be read; ZKGetLastErrorText returns the reason.

@@ -104,6 +104,15 @@ TEST_F(Identity, OneIdentityATree) {
     EXPECT_EQ("UID=kim.OU=shop", who_am_i(context(0x13, "branch_tree")));
 }
 
+TEST_F(Identity, ALockedADisabledAndAnExpiredAccountAreToldApart) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"locked", "is locked"}, {"disabled", "is disabled"}, {"expired", "has expired"}};
+    for (const auto &[user, told] : cases) {
+        EXPECT_EQ(ZKE_ACCOUNT_LOCKED, login(context(), (user + std::string(".sales.acme")).c_str(), "secret"));
+        EXPECT_EQ("CN=" + std::string(user) + ".OU=sales.O=acme " + told, last_error());
+    }
+}
+
 // The first of two names in a file is meant otherwise, and "mail" is not looked for at all.
 TEST_F(Identity, ANameWithoutTypesMeansTheUserAndTheContainersOfTheUser) {
     const std::string hash = "userPassword: {CRYPT}$1$salt$ez2vlPGdaLYkJam5pWs/Y1\n"; // "secret"
