@@ -30,6 +30,14 @@ TEST_F(Configuration, NoFileMeansNoTreesAndASentence) {
     EXPECT_EQ(ZKE_TREE_NOT_FOUND, lastCode);
 }
 
+TEST_F(Configuration, AFileWithoutTreesIsNamed) {
+    configure("# nothing yet\n");
+    EXPECT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
+    EXPECT_EQ(folder.path("client.toml") + " has no [[tree]]", last_error());
+    configure(std::string("link_directory = \"%HOME/drives\"\n") + acme_tree);
+    EXPECT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
+}
+
 TEST_F(Configuration, AFileThatComesLaterIsReadByTheNextStart) {
     setenv("ZKCLIENT_CONF", folder.path("client.toml").c_str(), 1);
     EXPECT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
@@ -53,7 +61,14 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {"default_tree = \"X\"\n" + tree, "1:16: unknown tree X"},
         {"[tree]\nname = \"A\"\n", "1:1: tree must be written as [[tree]]"},
         {"[[tree]]\nldif = \"a\"\n", "1:1: name is required and must have 1 to 32 bytes"},
-        {"[[tree]]\nname = \"A\"\n", "1:1: ldif is required and must have 1 to 4096 bytes"},
+        {"[[tree]]\nname = \"A\"\n", "1:1: tree A has neither ldif nor uris"},
+        {"[[tree]]\nname = \"A\"\nldif = \"\"\n", "3:8: ldif is required and must have 1 to 4096 bytes"},
+        {servers("[\"ldap://a\"]", "search_base = \"o=acme\"\nbase = \"o=b\""),
+         "4:15: search_base must be base or below it"},
+        {"link_directory = \"\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
+        {"link_directory = \"drives\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
+        {"link_directory = \"%\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
+        {"link_directory = \"%/drives\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
         {"[[tree]]\nname = \"" + std::string(33, 'A') + "\"\n", "2:8: name is required and must have 1 to 32 bytes"},
         {"[[tree]]\nname = \"A_\"\nldif = \"a\"\n", "2:8: a tree name must not end in \"_\""},
         {tree + "[[tree]]\nname = \"acme\"\nldif = \"a\"\n", "5:8: tree acme is already defined"},
@@ -76,15 +91,14 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {servers("[\"ldap://a\"]", "time_limit = 0"), "4:14: time_limit must be a number of seconds greater than 0"},
         {servers("[\"ldap://a\"]", "retry_after = \"1\""), "4:15: retry_after must be a number of seconds"},
         {servers("[\"ldap://a\"]", "offline_days = 0"), "4:16: offline_days must be a number of days greater than 0"},
-        {servers("[\"ldap://a\"]", "offline_days = 3651"), "4:16: offline_days must be a number of days greater than 0"},
+        {servers("[\"ldap://a\"]", "offline_days = 3651"),
+         "4:16: offline_days must be a number of days greater than 0"},
         {servers("[\"ldap://a\"]", "search_base = \"acme\""), "4:15: malformed DN"},
         {servers("[\"ldap://a\"]", "attributes = 1"), "4:14: attributes must be a table of strings"},
         {servers("[\"ldap://a\"]", "attributes = { full = \"cn\" }"), "4:14: full = \"cn\": unknown attribute"},
         {servers("[\"ldap://a\"]", "attributes = { cn = \"a b\" }"), "4:14: cn = \"a b\": unknown attribute"},
-        {servers("[\"ldap://a\"]", "attributes = { userPassword = \"pw\" }"),
-         "4:14: userPassword cannot be renamed"},
-        {servers("[\"ldap://a\"]", "attributes = { OBJECTCLASS = \"kind\" }"),
-         "4:14: objectClass cannot be renamed"},
+        {servers("[\"ldap://a\"]", "attributes = { userPassword = \"pw\" }"), "4:14: userPassword cannot be renamed"},
+        {servers("[\"ldap://a\"]", "attributes = { OBJECTCLASS = \"kind\" }"), "4:14: objectClass cannot be renamed"},
         {servers("[\"ldap://a\"]", "attributes = { sn = \"a\", surname = \"b\" }"), "4:14: sn is given twice"},
         {servers("[\"ldap://a\"]", "sasl_external = true"), "4:17: sasl_external requires an ldapi:// URI"},
         {servers("[\"ldapi://a\"]", "sasl_gssapi = true"),
