@@ -55,7 +55,7 @@ TEST_F(Identity, RefusedLogins) {
         {"disabled.sales.acme", "secret", ZKE_ACCOUNT_LOCKED},
         {"expired.sales.acme", "secret", ZKE_ACCOUNT_LOCKED},
         {"nopassword.sales.acme", "", ZKE_WRONG_PASSWORD},
-        {"plain.sales.acme", "secret", ZKE_WRONG_PASSWORD},
+        {"plain.sales.acme", "secret", ZKE_BAD_DIRECTORY_DATA},
         {"loop1.acme", "secret", ZKE_BAD_DIRECTORY_DATA},
         {"dangling.acme", "secret", ZKE_NO_SUCH_ENTRY},
         {"[Root]", "secret", ZKE_NO_SUCH_ENTRY},
@@ -102,6 +102,15 @@ TEST_F(Identity, OneIdentityATree) {
     EXPECT_EQ(ZK_OK, login(context(session_flags, "BRANCH_TREE"), "kim.shop", "secret"));
     EXPECT_EQ("admin", who_am_i(handle));
     EXPECT_EQ("UID=kim.OU=shop", who_am_i(context(0x13, "branch_tree")));
+}
+
+TEST_F(Identity, APasswordThatIsNoHashIsToldWithItsLine) {
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, login(context(), "plain.sales.acme", "secret"));
+    EXPECT_EQ("acme.ldif:94: userPassword: the password is not a {CRYPT} hash", last_error());
+    uint32_t server = open_server("SRV2");
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKLoginToFileServer(server, "plain", 256, "secret"));
+    EXPECT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret")) << "who has another one beside a hash";
+    EXPECT_EQ(ZKE_WRONG_PASSWORD, login(context(), "jdoe.sales.acme", "wrong"));
 }
 
 TEST_F(Identity, ALockedADisabledAndAnExpiredAccountAreToldApart) {
