@@ -185,6 +185,8 @@ enum {
     ZK_INFO_COUNTED_STATE = 10        // uint32_t
 };
 
+// A process that is logged in to a tree opens a connection to another one by its name even when that directory cannot be
+// asked: ZKDSSetContext for DCK_TREE_NAME then returns the reason.
 uint32_t ZKCCOpenConnByName(uint32_t start, const char *name, uint32_t nameFormat, uint32_t openState,
                             uint32_t transport, uint32_t *connection);
 uint32_t ZKCCOpenConnByRef(uint32_t reference, uint32_t openState, uint32_t reserved, uint32_t *connection);

@@ -57,6 +57,10 @@ uint32_t set_tree(Context *context, const char *value) {
         return ZKE_TREE_NOT_FOUND;
     }
     tree_load(tree);
+    if (tree->openedUnasked) {
+        tree_default_server(*tree); // throws CodedError while the directory cannot be asked
+        tree->openedUnasked = false;
+    }
     context->tree = tree;
     return ZK_OK;
 }

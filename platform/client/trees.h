@@ -15,6 +15,7 @@ struct Tree {
     ConfigTree config;
     std::unique_ptr<DirectoryStore> store; // null until tree_load
     EntryPtr identity;                     // who is logged in, null for nobody; set by identity.cpp
+    bool openedUnasked = false;            // connections.cpp: by its name alone, since its directory could not be asked
 };
 
 // Reads the configuration unless one has been read that has trees or servers. Throws DataError.
