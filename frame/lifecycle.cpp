@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string_view>
 
 #include "commands/program.h"
 #include "commands/text.h"
@@ -41,12 +42,8 @@ static void reset_session() {
 }
 
 static int open_pipe() {
-    int ends[2] = {0, 0};
-    // A pipe that cannot be made shows in the stream that cannot be opened on it.
-    if (pipe2(ends, O_CLOEXEC) == 0) {
-        fd[0] = ends[0];
-        fd[1] = ends[1];
-    }
+    // One that cannot be made leaves both ends as they are, and shows in the stream that cannot be opened on it.
+    [[maybe_unused]] const int made = pipe2(fd, O_CLOEXEC);
     fdr = fdopen(fd[1], "w");
     if (fdr) return 0;
     output_print(output_translate("Error initializing qrt %s\n"), strerror(errno));
@@ -119,15 +116,14 @@ void cntrlcHandler(int) {
     // A reader that is gone does not change how the process ends.
     signal(SIGPIPE, SIG_IGN);
     // Every write to the stream is flushed, so that writing past it puts the bytes in the same place.
-    size_t left = strlen(abort_message);
-    const char *at = abort_message;
+    std::string_view left = abort_message;
     const int output = fdr ? fileno_unlocked(fdr) : -1;
-    while (left > 0) {
-        const ssize_t written = write(output, at, left);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) break;
-        at += written;
-        left -= static_cast<size_t>(written);
+    while (!left.empty()) {
+        const ssize_t written = write(output, left.data(), left.size());
+        if (written != -1)
+            left.remove_prefix(static_cast<size_t>(written));
+        else if (errno != EINTR)
+            break;
     }
     _exit(0);
 }

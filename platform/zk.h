@@ -22,8 +22,8 @@ extern "C" {
 
 #define ZK_MAX_NAME 512
 #define ZK_MAX_ATTR_NAME 32
-#define ZK_TREE_NAME_SIZE 33   // item 4: 32 bytes padded on the right with "_", and the NUL
-#define ZK_SERVER_NAME_SIZE 49 // item 7
+#define ZK_TREE_NAME_SIZE 33   // of ZK_INFO_TREE_NAME: 32 bytes padded on the right with "_", and the NUL
+#define ZK_SERVER_NAME_SIZE 49 // of ZK_INFO_SERVER_NAME, the NUL included
 
 // ---- start and version ----
 

@@ -4,8 +4,16 @@
 #include <sys/auxv.h>
 #include <unistd.h>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+
+#include "platform/catalogue.h"
+
+static sighandler_t started_with = SIG_DFL; // of SIGXFSZ
+static const char *checked_program = "";
+static int status_of_lost_output = 0;
 
 bool standard_descriptors_fill() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
@@ -17,6 +25,7 @@ bool standard_descriptors_fill() {
 }
 
 bool program_may_start(const char *program) {
+    started_with = signal(SIGXFSZ, SIG_IGN);
     if (!standard_descriptors_fill()) {
         fprintf(stderr, "%s: cannot open /dev/null: %s\n", program, strerror(errno));
         return false;
@@ -26,4 +35,24 @@ bool program_may_start(const char *program) {
     fprintf(stderr, "%s: does not run with the rights of another user or group, or with capabilities of its own\n",
             program);
     return false;
+}
+
+void program_restore_signals() {
+    signal(SIGXFSZ, started_with);
+}
+
+void program_report_lost_output(const char *program, int error) {
+    fprintf(stderr, "%s: %s\n", program, catalogue_format("cannot write the output: %s", strerror(error)).c_str());
+}
+
+static void check_output() {
+    if (fflush(stdout) == 0 && ferror(stdout) == 0) return;
+    program_report_lost_output(checked_program, errno);
+    _exit(status_of_lost_output);
+}
+
+void program_check_output_at_exit(const char *program, int status) {
+    checked_program = program;
+    status_of_lost_output = status;
+    atexit(check_output);
 }

@@ -19,6 +19,15 @@ static uint32_t authenticate(const char *tree, const char *user, const char *pas
     return code;
 }
 
+static const char *reason_of(uint32_t code) {
+    static char reason[256];
+    if (code == ZKE_WRONG_PASSWORD) return "wrong password";
+    if (code == ZKE_NO_SUCH_ENTRY) return "no such user";
+    if (code == ZKE_TREE_NOT_FOUND) return "no such tree";
+    ZKGetLastErrorText(sizeof reason, reason);
+    return reason;
+}
+
 static uint32_t run_scripts(char *tree, char *user, char *password) {
     QrtRunScriptsArgs args = {.treename = tree, .user = user, .password = password};
     qrt_init(NULL, stdout);
@@ -29,14 +38,13 @@ static uint32_t run_scripts(char *tree, char *user, char *password) {
 
 int main(int argc, char **argv) {
     char *user, *password;
-    if (argc != 2 || auxlogin_c("Log in", NULL, &user, &password) != 0) return 1;
+    if (argc != 2 || auxlogin_c("Log in", NULL, &user, &password) != 0) {
+        fputs(argc != 2 ? "usage: login TREE\n" : "login: no user name or no password was typed\n", stderr);
+        return 1;
+    }
     uint32_t result = authenticate(argv[1], user, password);
-    if (result == ZKE_WRONG_PASSWORD) {
-        fputs("login: wrong password\n", stderr);
-    } else if (result != ZK_OK) {
-        char reason[256] = "";
-        ZKGetLastErrorText(sizeof reason, reason);
-        fprintf(stderr, "login: not logged in (0x%X): %s\n", (unsigned)result, reason);
+    if (result != ZK_OK) {
+        fprintf(stderr, "login: not logged in (0x%X): %s\n", (unsigned)result, reason_of(result));
     } else {
         /* With a stream of the caller's own, qrt_exit writes one zero byte to it, the end mark of the output, leaves it
          * open, and closes descriptor 0: standard input is kept here, and put back. */

@@ -1,6 +1,5 @@
 #include "platform/client/buffers.h"
 
-#include <climits>
 #include <cstring>
 #include <memory>
 #include <set>
@@ -123,7 +122,7 @@ uint32_t buffer_fill(ZKDSBuffer *reply, const std::vector<ReplyAttribute> &attri
     if (complete && (!filler.skipped_all() || (*iteration > 0 && reply->attributes.empty()))) {
         return ZKE_BAD_PARAMETER;
     }
-    if (!complete && (reply->attributes.empty() || filler.parts_done() > INT32_MAX)) {
+    if (!complete && reply->attributes.empty()) {
         clear_reply(reply);
         return ZKE_BUFFER_TOO_SMALL;
     }
@@ -175,7 +174,7 @@ uint32_t ZKDSPutAttrName(uint32_t, ZKDSBuffer *buffer, const char *attribute) {
         if (code != ZK_OK || attribute == nullptr || !buffer->initialised) {
             return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
         }
-        size_t length = strnlen(attribute, ZK_MAX_ATTR_NAME + 1);
+        const size_t length = strlen(attribute);
         if (length > ZK_MAX_ATTR_NAME) {
             return ZKE_NO_SUCH_ATTRIBUTE;
         }

@@ -169,6 +169,9 @@ void check_uris(const Table &table, const ConfigLdap &ldap) {
     if (ldap.uris.empty()) {
         table.refuse("uris", catalogue_text("uris must name at least one server"));
     }
+    if (ldap.gssapi && ldap.external) {
+        table.refuse("sasl_gssapi", catalogue_text("sasl_gssapi and sasl_external are mutually exclusive"));
+    }
     for (const std::string &uri : ldap.uris) {
         bool known = starts_with(uri, "ldap://") || starts_with(uri, "ldaps://") || starts_with(uri, "ldapi://");
         if (!known || uri.find_first_of(" ?") != std::string::npos) {
@@ -184,9 +187,6 @@ void check_uris(const Table &table, const ConfigLdap &ldap) {
             table.refuse("sasl_gssapi",
                          catalogue_format("sasl_gssapi requires an ldap:// or ldaps:// URI, not %s", uri.c_str()));
         }
-    }
-    if (ldap.gssapi && ldap.external) {
-        table.refuse("sasl_gssapi", catalogue_text("sasl_gssapi and sasl_external are mutually exclusive"));
     }
     if ((ldap.gssapi || ldap.external) && ldap.offline) {
         table.refuse(
@@ -348,18 +348,19 @@ std::string config_path() {
 }
 
 Config config_load(const std::string &path) {
-    errno = 0;
     std::ifstream file(path);
     if (!file) {
-        error_keep(
-            catalogue_format("%1$s: cannot open the configuration file: %2$s", path.c_str(), strerror(errno)).c_str());
-        if (errno != ENOENT) {
+        const int problem = errno;
+        error_keep(catalogue_format("%1$s: cannot open the configuration file: %2$s", path.c_str(), strerror(problem))
+                       .c_str());
+        if (problem != ENOENT) {
             throw DataError(error_kept());
         }
-        return Config();
-    }
-    std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (file.bad()) {
+    } // one that is not there is read like an empty one
+    std::string text;
+    try {
+        text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    } catch (const std::ios_base::failure &) { // a directory, for one
         throw DataError(path + ": " + catalogue_text("cannot read the configuration file"));
     }
     try {

@@ -74,15 +74,11 @@ uint32_t open_to(Tree *tree, const EntryPtr &server, const ConfigServer *outside
 // The trees in the order in which servers are looked for: the default tree first.
 std::vector<Tree *> search_order() {
     std::vector<Tree *> order;
-    Tree *first = tree_default();
-    if (first != nullptr) {
-        order.push_back(first);
-    }
     for (const std::unique_ptr<Tree> &tree : trees_all()) {
-        if (tree.get() != first) {
-            order.push_back(tree.get());
-        }
+        order.push_back(tree.get());
     }
+    std::stable_partition(order.begin(), order.end(),
+                          [first = tree_default()](const Tree *tree) { return tree == first; });
     return order;
 }
 

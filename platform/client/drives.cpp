@@ -67,9 +67,8 @@ bool split_path(std::string_view path, std::vector<std::string> *parts) {
 bool target_of(const std::string &pointsTo, std::string *target) {
     std::vector<std::string> mount;
     std::vector<std::string> parts;
-    if (pointsTo.empty() || pointsTo.front() != '/' || !split_path(mount_point(), &mount) ||
-        !split_path(pointsTo, &parts) || parts.size() < mount.size() + 3 ||
-        !std::equal(mount.begin(), mount.end(), parts.begin())) {
+    if (pointsTo[0] != '/' || !split_path(mount_point(), &mount) || !split_path(pointsTo, &parts) ||
+        parts.size() < mount.size() + 3 || !std::equal(mount.begin(), mount.end(), parts.begin())) {
         return false;
     }
     size_t server = mount.size() + 1;
@@ -89,7 +88,7 @@ using FolderPointer = std::unique_ptr<DIR, CloseFolder>;
 // put there leads no drive anywhere.
 FolderPointer open_folder(const std::string &path) {
     DirectoryFault fault = DirectoryFault::notOpened;
-    const int descriptor = path.empty() ? -1 : own_directory_open(path, &fault);
+    const int descriptor = own_directory_open(path, &fault);
     if (descriptor < 0 && fault != DirectoryFault::notOpened) {
         throw CodedError(ZKE_NO_ACCESS, own_directory_refusal(path, fault));
     }
@@ -191,7 +190,7 @@ uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attr
         ListHead head;
         memcpy(&head, buffer, sizeof head);
         uint32_t at = *cursor == 0 ? static_cast<uint32_t>(sizeof head) : *cursor;
-        if (head.magic != list_magic || head.size < sizeof head || at < sizeof head || at > head.size) {
+        if (head.magic != list_magic || at < sizeof head || at > head.size) {
             return ZKE_BAD_PARAMETER;
         }
         std::string_view list(static_cast<const char *>(buffer), head.size);

@@ -92,7 +92,7 @@ std::string names_in(gnutls_x509_crt_t certificate) {
 }
 
 std::string issuer_of(gnutls_x509_crt_t certificate) {
-    gnutls_datum_t name = {nullptr, 0};
+    gnutls_datum_t name = {};
     if (gnutls_x509_crt_get_issuer_dn3(certificate, &name, 0) != GNUTLS_E_SUCCESS) {
         return catalogue_text("unreadable");
     }

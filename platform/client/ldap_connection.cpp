@@ -198,12 +198,9 @@ void LdapConnection::setTlsOptions(int requireCertificate) {
 
 void LdapConnection::startTls(LdapDeadline deadline) {
     begin(deadline);
-    int message = 0;
-    int result = ldap_extended_operation(ld, LDAP_EXOP_START_TLS, nullptr, nullptr, nullptr, &message);
-    if (result != LDAP_SUCCESS) {
-        fail(result, "StartTLS");
-    }
-    LdapAnswer answer = take(await(message));
+    LdapAnswer answer = take(ask("StartTLS", [this](int *message) {
+        return ldap_extended_operation(ld, LDAP_EXOP_START_TLS, nullptr, nullptr, nullptr, message);
+    }));
     if (answer.result != LDAP_SUCCESS) {
         throw LdapTrouble(ZKE_TLS_REQUIRED,
                           catalogue_format("%1$s: the server refused StartTLS: %2$s %3$s", address.text.c_str(),
@@ -355,6 +352,16 @@ LDAPMessage *LdapConnection::await(int message) {
     return messages;
 }
 
+template <typename Send>
+LDAPMessage *LdapConnection::ask(const char *what, Send send) {
+    int message = 0;
+    const int result = send(&message);
+    if (result != LDAP_SUCCESS) {
+        fail(result, what);
+    }
+    return await(message);
+}
+
 LdapAnswer LdapConnection::take(LDAPMessage *messages) {
     Message freedAtTheEnd(messages);
     LdapAnswer answer;
@@ -390,13 +397,10 @@ LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadlin
         attributes.push_back(const_cast<char *>(name.c_str()));
     }
     attributes.push_back(nullptr);
-    int message = 0;
-    int result = ldap_search_ext(ld, search.base.c_str(), search.scope, search.filter.c_str(), attributes.data(), 0,
-                                 nullptr, nullptr, nullptr, search.sizeLimit, &message);
-    if (result != LDAP_SUCCESS) {
-        fail(result, catalogue_text("a search"));
-    }
-    return take(await(message));
+    return take(ask(catalogue_text("a search"), [&](int *message) {
+        return ldap_search_ext(ld, search.base.c_str(), search.scope, search.filter.c_str(), attributes.data(), 0,
+                               nullptr, nullptr, nullptr, search.sizeLimit, message);
+    }));
 }
 
 LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadline) {
@@ -423,16 +427,11 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
             address.text + ": " +
                 catalogue_text("the password was not sent: the connection is not encrypted (use ldaps or start_tls)"));
     }
-    int message = 0;
-    {
-        LdapIdentity::Revealed password(identity);
+    LdapAnswer answer = take(ask(catalogue_text("the login"), [&](int *message) {
+        LdapIdentity::Revealed password(identity); // no longer than it takes to send it
         berval secret = password.value();
-        int result = ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, &message);
-        if (result != LDAP_SUCCESS) {
-            fail(result, catalogue_text("the login"));
-        }
-    }
-    LdapAnswer answer = take(await(message));
+        return ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, message);
+    }));
     if (answer.result == LDAP_SUCCESS && isAnonymous()) {
         throw CodedError(ZKE_NO_ACCESS,
                          catalogue_format("%1$s: the server treats the login of %2$s as anonymous: it has not "
@@ -442,57 +441,44 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
     return answer;
 }
 
-// "Who am I?" (RFC 4532). A server that does not know the question leaves its answer to the login as all there is.
-bool LdapConnection::isAnonymous() {
-    int message = 0;
-    int result = ldap_whoami(ld, nullptr, nullptr, &message);
-    if (result != LDAP_SUCCESS) {
-        fail(result, catalogue_text("the login"));
-    }
-    Message answer(await(message));
-    int code = LDAP_OTHER;
-    result = ldap_parse_result(ld, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
-    if (result == LDAP_SUCCESS && code != LDAP_SUCCESS) {
-        return false;
-    }
+// Whom the answer to "Who am I?" names.
+std::string LdapConnection::nameIn(LDAPMessage *answer) {
     berval *who = nullptr;
-    result = result == LDAP_SUCCESS ? ldap_parse_whoami(ld, answer.get(), &who) : result;
+    const int result = ldap_parse_whoami(ld, answer, &who);
     std::unique_ptr<berval, decltype(&ber_bvfree)> owner(who, ber_bvfree);
     if (result != LDAP_SUCCESS) {
         fail(result, catalogue_text("the login"));
     }
-    std::string_view name(who == nullptr || who->bv_val == nullptr ? "" : who->bv_val,
-                          who == nullptr ? 0 : who->bv_len);
+    return who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
+}
+
+// "Who am I?" (RFC 4532). A server that does not know the question leaves its answer to the login as all there is.
+bool LdapConnection::isAnonymous() {
+    Message answer(
+        ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld, nullptr, nullptr, message); }));
+    int code = LDAP_SUCCESS;
+    const int parsed = ldap_parse_result(ld, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
+    if (parsed == LDAP_SUCCESS && code != LDAP_SUCCESS) {
+        return false;
+    }
+    const std::string name = nameIn(answer.get());
     return name.empty() || name == "dn:";
 }
 
 // The DN that the server takes the connection's user for.
 std::string LdapConnection::whoAmI() {
-    int message = 0;
-    int result = ldap_whoami(ld, nullptr, nullptr, &message);
-    if (result != LDAP_SUCCESS) {
-        fail(result, catalogue_text("the login"));
-    }
-    Message answer(await(message));
-    berval *who = nullptr;
-    result = ldap_parse_whoami(ld, answer.get(), &who);
-    if (result != LDAP_SUCCESS) {
-        fail(result, catalogue_text("the login"));
-    }
-    std::string name = who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
-    ber_bvfree(who);
+    Message answer(
+        ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld, nullptr, nullptr, message); }));
+    const std::string name = nameIn(answer.get());
     return name.compare(0, 3, "dn:") == 0 ? name.substr(3) : name;
 }
 
 // The kernel tells the server who asks. The login is the user's only if the server says so too.
 LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
-    int message = 0;
-    berval none = {0, const_cast<char *>("")}; // an empty answer in place of none saves a turn
-    int result = ldap_sasl_bind(ld, "", "EXTERNAL", &none, nullptr, nullptr, &message);
-    if (result != LDAP_SUCCESS) {
-        fail(result, catalogue_text("the login"));
-    }
-    LdapAnswer answer = take(await(message));
+    LdapAnswer answer = take(ask(catalogue_text("the login"), [this](int *message) {
+        berval none = {0, const_cast<char *>("")}; // an empty answer in place of none saves a turn
+        return ldap_sasl_bind(ld, "", "EXTERNAL", &none, nullptr, nullptr, message);
+    }));
     if (answer.result == LDAP_INVALID_CREDENTIALS || answer.result == LDAP_INAPPROPRIATE_AUTH) {
         throw CodedError(ZKE_NO_ACCESS, catalogue_format("%1$s: the server rejected the process's user: %2$s",
                                                          address.text.c_str(), ldap_err2string(answer.result)));

@@ -119,9 +119,14 @@ class LdapConnection {
     // As ldap_result: 0 when that moment has come.
     int waitFor(int message, LdapDeadline until, LDAPMessage **messages);
     LDAPMessage *await(int message);
+    // Sends a request by a call of libldap's that numbers it, and waits for the answer. `what`: the request, for
+    // errors.
+    template <typename Send>
+    LDAPMessage *ask(const char *what, Send send);
     LdapAnswer take(LDAPMessage *messages);
     LdapAnswer bindExternal(const LdapIdentity &identity);
     LdapAnswer bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline);
+    std::string nameIn(LDAPMessage *answer);
     std::string whoAmI();
     bool isAnonymous();
     [[noreturn]] void fail(int result, const char *what) const;

@@ -194,10 +194,9 @@ void LdapReferrals::add(const LdapAnswer &answer, const LdapSearch &search, cons
 void LdapReferrals::follow(const LdapConnection &from, const LdapSearch &search, const LdapIdentity &identity,
                            LdapDeadline deadline, LdapAnswer *answer) {
     std::vector<Step> steps;
-    LdapPlace start;
-    std::vector<std::string> way;
-    // A local server has no name by which another one could refer to it.
-    way.push_back(ldap_place_parse(from.uri(), {}, false, &start) ? place_key({start.server, search}) : from.uri());
+    LdapPlace start; // without a server for a local one: there is no name by which another one could refer to it
+    ldap_place_parse(from.uri(), {}, false, &start);
+    std::vector<std::string> way = {place_key({start.server, search})};
     add(*answer, search, way, from.isTrusted(), &steps);
     for (size_t i = 0; i < steps.size(); i++) {
         if (i == place_limit) {

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "platform/catalogue.h"
 #include "platform/client/ldap_resolver.h"
@@ -29,16 +30,22 @@ constexpr size_t read_ahead_size = size_t{16} * 1024;
 // where messages are in the clear.
 constexpr int wire_level = LBER_SBIOD_LEVEL_PROVIDER + 1;
 constexpr int message_level = LBER_SBIOD_LEVEL_APPLICATION + 1;
+constexpr long long longest_wait = 3'600'000; // what poll can be given at a time
+constexpr size_t user_entry_size = size_t{64} * 1024;
+constexpr size_t user_number_digits = 9;
+constexpr int failed = -1; // as the system's calls
 
 int milliseconds_until(LdapDeadline deadline) {
     auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - LdapClock::now()).count();
-    return static_cast<int>(std::clamp<long long>(left, 0, 3'600'000));
+    return static_cast<int>(std::clamp<long long>(left, 0, longest_wait));
 }
 
 // 1 ready, 0 the deadline has passed, -1 an error.
 int poll_until(int descriptor, short events, LdapDeadline deadline) {
     for (;;) {
-        pollfd one = {descriptor, events, 0};
+        pollfd one = {};
+        one.fd = descriptor;
+        one.events = events;
         const LdapDeadline next = ldap_waiting_step(deadline);
         int ready = poll(&one, 1, milliseconds_until(next));
         if (ready == 0 && next != deadline) {
@@ -58,21 +65,12 @@ int layer_setup(Sockbuf_IO_Desc *layer, void *watch) {
     return 0;
 }
 
-int layer_remove(Sockbuf_IO_Desc *layer) {
-    layer->sbiod_pvt = nullptr;
-    return 0;
-}
-
 int layer_ctrl(Sockbuf_IO_Desc *layer, int option, void *argument) {
     return LBER_SBIOD_CTRL_NEXT(layer, option, argument);
 }
 
-int layer_close(Sockbuf_IO_Desc *) {
-    return 0;
-}
-
 int descriptor_of(Sockbuf_IO_Desc *layer) {
-    ber_socket_t descriptor = -1;
+    ber_socket_t descriptor = failed;
     ber_sockbuf_ctrl(layer->sbiod_sb, LBER_SB_OPT_GET_FD, &descriptor);
     return descriptor;
 }
@@ -94,7 +92,7 @@ ber_slen_t wire_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     LdapWatch *watch = watch_of(layer);
     for (;;) {
         if (!watch->waitFor(descriptor_of(layer), POLLOUT)) {
-            return -1;
+            return failed;
         }
         ber_slen_t put = send(descriptor_of(layer), buffer, size, MSG_NOSIGNAL);
         if (put >= 0 || (errno != EINTR && errno != EAGAIN)) {
@@ -107,7 +105,7 @@ ber_slen_t message_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     ber_slen_t got = LBER_SBIOD_READ_NEXT(layer, buffer, size);
     if (got > 0 && !watch_of(layer)->takeBytes(static_cast<unsigned char *>(buffer), static_cast<size_t>(got))) {
         errno = EBADMSG;
-        return -1;
+        return failed;
     }
     return got;
 }
@@ -121,30 +119,22 @@ ber_slen_t message_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     return put;
 }
 
-Sockbuf_IO wire_layer = {layer_setup, layer_remove, wire_ctrl, wire_read, wire_write, layer_close};
-Sockbuf_IO message_layer = {layer_setup, layer_remove, layer_ctrl, message_read, message_write, layer_close};
+Sockbuf_IO wire_layer = {layer_setup, nullptr, wire_ctrl, wire_read, wire_write, nullptr};
+Sockbuf_IO message_layer = {layer_setup, nullptr, layer_ctrl, message_read, message_write, nullptr};
 
 struct Descriptor {
-    int number = -1;
-    ~Descriptor() {
-        if (number >= 0) {
-            close(number);
-        }
-    }
-    int release() {
-        int kept = number;
-        number = -1;
-        return kept;
-    }
+    int number = failed;
+    ~Descriptor() { close(number); } // which does nothing where there is none
+    int release() { return std::exchange(number, failed); }
 };
 
 // The socket stays non-blocking: every wait is the watch's own.
 int connect_one(int family, const sockaddr *address, socklen_t length, LdapDeadline deadline, std::string *why) {
     Descriptor made;
     made.number = socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (made.number < 0) {
+    if (made.number == failed) {
         *why = strerror(errno);
-        return -1;
+        return failed;
     }
     int error = connect(made.number, address, length) == 0 ? 0 : errno;
     if (error == EINPROGRESS) {
@@ -157,7 +147,7 @@ int connect_one(int family, const sockaddr *address, socklen_t length, LdapDeadl
     }
     if (error != 0) {
         *why = strerror(error);
-        return -1;
+        return failed;
     }
     if (family != AF_UNIX) {
         int on = 1;
@@ -179,13 +169,14 @@ bool is_loopback(const sockaddr *address) {
 
 // The number of a user by name or number; false when there is none.
 bool find_user(const std::string &name, uid_t *user) {
-    if (!name.empty() && name.size() < 10 && name.find_first_not_of("0123456789") == std::string::npos) {
+    if (!name.empty() && name.size() <= user_number_digits &&
+        name.find_first_not_of("0123456789") == std::string::npos) {
         *user = static_cast<uid_t>(strtoul(name.c_str(), nullptr, 10));
         return true;
     }
     passwd entry = {};
     passwd *found = nullptr;
-    std::vector<char> space(size_t{64} * 1024);
+    std::vector<char> space(user_entry_size);
     if (name.empty() || getpwnam_r(name.c_str(), &entry, space.data(), space.size(), &found) != 0 || found == nullptr) {
         return false;
     }
@@ -216,7 +207,7 @@ int connect_local(const LdapUri &uri, LdapDeadline deadline, std::string *why) {
     address.sun_family = AF_UNIX;
     if (uri.host.size() >= sizeof address.sun_path) {
         *why = catalogue_text("the path is too long");
-        return -1;
+        return failed;
     }
     uri.host.copy(address.sun_path, uri.host.size());
     return connect_one(AF_UNIX, reinterpret_cast<sockaddr *>(&address), sizeof address, deadline, why);
@@ -226,12 +217,12 @@ int connect_network(const LdapUri &uri, LdapDeadline deadline, bool *loopback, s
     LdapAddresses list = ldap_resolve(uri, deadline);
     for (const addrinfo *one = list.get(); one != nullptr; one = one->ai_next) {
         int connected = connect_one(one->ai_family, one->ai_addr, one->ai_addrlen, deadline, why);
-        if (connected >= 0) {
+        if (connected != failed) {
             *loopback = is_loopback(one->ai_addr);
             return connected;
         }
     }
-    return -1;
+    return failed;
 }
 
 } // namespace
@@ -341,13 +332,13 @@ bool LdapWatch::waitFor(int descriptor, short events) {
 ber_slen_t LdapWatch::receive(int descriptor, unsigned char *buffer, size_t size) {
     // A server sends an answer in several small pieces, and waits with the second until the first is acknowledged; the
     // system would take its time (40 ms) for that. The setting lasts for a moment only. A local socket has none.
-    int on = 1;
-    setsockopt(descriptor, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+    int now = 1;
+    setsockopt(descriptor, IPPROTO_TCP, TCP_QUICKACK, &now, sizeof now);
     for (;;) {
         ber_slen_t got = recv(descriptor, buffer, size, MSG_DONTWAIT);
         if (got < 0 && (errno == EINTR || errno == EAGAIN)) {
             if (!waitFor(descriptor, POLLIN)) {
-                return -1;
+                return failed;
             }
             continue;
         }
@@ -370,7 +361,7 @@ ber_slen_t LdapWatch::read(int descriptor, unsigned char *buffer, size_t size) {
     if (!hasReadAhead() && size < read_ahead_size) {
         ahead.resize(read_ahead_size);
         ber_slen_t got = receive(descriptor, ahead.data(), ahead.size());
-        ahead.resize(got > 0 ? static_cast<size_t>(got) : 0);
+        ahead.resize(static_cast<size_t>(std::max<ber_slen_t>(got, 0)));
         aheadAt = 0;
         if (got <= 0) {
             return got;
@@ -379,7 +370,7 @@ ber_slen_t LdapWatch::read(int descriptor, unsigned char *buffer, size_t size) {
     if (LdapClock::now() > until_) { // as for what is still to come
         note(TimedOut);
         errno = ETIMEDOUT;
-        return -1;
+        return failed;
     }
     return hasReadAhead() ? static_cast<ber_slen_t>(takeAhead(buffer, size)) : receive(descriptor, buffer, size);
 }
@@ -400,7 +391,7 @@ int ldap_stream_connect(const LdapUri &uri, const std::string &localOwner, LdapD
     *loopback = false;
     Descriptor connected;
     connected.number = uri.local ? connect_local(uri, deadline, &why) : connect_network(uri, deadline, loopback, &why);
-    if (connected.number < 0) {
+    if (connected.number == failed) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
                           catalogue_format("%1$s: cannot connect: %2$s", uri.text.c_str(), why.c_str()));
     }

@@ -38,20 +38,20 @@ std::string read_whole(const std::string &path, size_t limit) {
     if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
         throw DataError(catalogue_text("not a regular file"));
     }
-    if (status.st_size < 0 || static_cast<size_t>(status.st_size) > limit) {
+    if (static_cast<size_t>(status.st_size) > limit) {
         throw DataError(catalogue_text("the file is too large"));
     }
     std::string text(static_cast<size_t>(status.st_size), '\0');
     size_t length = 0;
     while (length < text.size()) {
         ssize_t got = read(fd, &text[length], text.size() - length);
-        if (got < 0 && errno != EINTR) {
+        if (got < 0) {
             throw DataError(catalogue_format("cannot read the file: %s", strerror(errno)));
         }
         if (got == 0) {
             break;
         }
-        length += got > 0 ? static_cast<size_t>(got) : 0;
+        length += static_cast<size_t>(got);
     }
     text.resize(length);
     return text;
@@ -114,11 +114,11 @@ bool decode_percent(std::string_view text, std::string *out) {
     for (size_t i = 0; i < text.size(); i++) {
         char c = text[i];
         if (c == '%') {
-            char hex[3] = {i + 1 < text.size() ? text[i + 1] : '\0', i + 2 < text.size() ? text[i + 2] : '\0', '\0'};
-            if (strspn(hex, "0123456789abcdefABCDEF") != 2) {
+            const std::string hex(text.substr(i + 1, 2));
+            if (strspn(hex.c_str(), "0123456789abcdefABCDEF") != 2) {
                 return false;
             }
-            c = static_cast<char>(strtol(hex, nullptr, 16));
+            c = static_cast<char>(strtol(hex.c_str(), nullptr, 16));
             i += 2;
         }
         if (c == '\0') {
@@ -196,9 +196,6 @@ bool LdifReader::logical_line(std::string *line, unsigned *number) {
         line->assign(part);
         bool empty = part.empty();
         while (!empty && next_is_folded() && physical_line(&part)) {
-            if (line->size() + part.size() > line_limit) {
-                refuse(*number, catalogue_text("the line is too long"));
-            }
             if (!comment) {
                 line->append(part.substr(1));
             }

@@ -1,13 +1,12 @@
 #include "platform/client/login_password.h"
 
-#include <crypt.h>
 #include <algorithm>
-#include <cstring>
-#include <memory>
 
 #include "platform/client/password.h"
 
 namespace {
+
+constexpr unsigned long hash_rounds = 1000;
 
 struct LoginPasswords {
     const Tree *tree = nullptr;      // the login's own
@@ -20,19 +19,10 @@ LoginPasswords &login() {
     return the_login;
 }
 
-// "{CRYPT}$5$...", empty when libcrypt cannot make one: it takes no password of over 512 bytes. With few rounds, since
-// every login waits for it, and the process has the password masked at the same time.
+// With few rounds, since every login waits for it, and the process has the password masked at the same time. Empty when
+// libcrypt cannot make one: it takes no password of 512 bytes or more.
 std::string hash_of(const char *password) {
-    constexpr unsigned long rounds = 1000;
-    char salt[CRYPT_GENSALT_OUTPUT_SIZE];
-    if (crypt_gensalt_rn("$5$", rounds, nullptr, 0, salt, sizeof salt) == nullptr) {
-        return "";
-    }
-    auto data = std::make_unique<struct crypt_data>();
-    const char *hash = crypt_r(password, salt, data.get());
-    std::string kept = hash == nullptr || *hash == '*' ? "" : std::string("{CRYPT}") + hash;
-    explicit_bzero(data.get(), sizeof *data);
-    return kept;
+    return password_hash("$5$", hash_rounds, password);
 }
 
 bool is_known(const char *password) {

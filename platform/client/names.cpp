@@ -50,16 +50,23 @@ char upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
+bool is_ascii(char c) {
+    return static_cast<signed char>(c) >= 0;
+}
+
+bool is_letter(char c) {
+    return lower(c) >= 'a' && lower(c) <= 'z';
+}
+
 bool is_type_char(char c) {
-    return (lower(c) >= 'a' && lower(c) <= 'z') || (c >= '0' && c <= '9') || c == '-';
+    return is_letter(c) || (c >= '0' && c <= '9') || c == '-';
 }
 
 bool normal_type(std::string_view written, std::string *type) {
     while (!written.empty() && written.back() == ' ') {
         written.remove_suffix(1);
     }
-    if (written.empty() || !(lower(written[0]) >= 'a' && lower(written[0]) <= 'z') ||
-        !std::all_of(written.begin(), written.end(), is_type_char)) {
+    if (written.empty() || !is_letter(written.front()) || !std::all_of(written.begin(), written.end(), is_type_char)) {
         return false;
     }
     *type = name_type(written);
@@ -231,7 +238,8 @@ bool same_part(const NamePart &a, const NamePart &b) {
 // each in lower case. Bytes that are not UTF-8 stay as they are.
 std::string fold_letters(std::string_view value) {
     const auto *bytes = reinterpret_cast<const uint8_t *>(value.data());
-    if (u8_check(bytes, value.size()) != nullptr) {
+    // Nearly all names are in ASCII, and they are compared by the thousand.
+    if (std::all_of(value.begin(), value.end(), is_ascii) || u8_check(bytes, value.size()) != nullptr) {
         return std::string(value);
     }
     size_t length = 0;
@@ -244,7 +252,7 @@ std::string fold_letters(std::string_view value) {
     for (size_t at = 0; at < length;) {
         ucs4_t letter = 0;
         at += static_cast<size_t>(u8_mbtouc(&letter, normal.get() + at, length - at));
-        uint8_t small[6];
+        uint8_t small[4];
         const int size = u8_uctomb(small, uc_tolower(letter), sizeof small);
         folded.append(reinterpret_cast<const char *>(small), static_cast<size_t>(size));
     }
@@ -252,12 +260,6 @@ std::string fold_letters(std::string_view value) {
 }
 
 void append_escaped(std::string *out, std::string_view value, const char *special) {
-    bool plain = !value.empty() && value.front() != ' ' && value.back() != ' ' &&
-                 std::none_of(value.begin(), value.end(), [&](char c) { return is_among(c, special); });
-    if (plain) { // nearly all values are, and names are made by the thousand
-        out->append(value);
-        return;
-    }
     for (size_t i = 0; i < value.size(); i++) {
         bool blank_at_edge = value[i] == ' ' && (i == 0 || i + 1 == value.size());
         if (blank_at_edge || is_among(value[i], special)) {
@@ -412,13 +414,8 @@ bool name_may_be(const Name &wanted, const Name &object) {
 }
 
 std::string name_fold(std::string_view value) {
-    // Nearly all names are in ASCII, and they are compared by the thousand.
-    const bool ascii = std::none_of(value.begin(), value.end(), [](char c) { return (c & 0x80) != 0; });
-    const std::string letters = ascii ? "" : fold_letters(value);
-    value = ascii ? value : letters;
     std::string folded;
-    folded.reserve(value.size());
-    for (char c : value) {
+    for (char c : fold_letters(value)) {
         if (c != ' ' || (!folded.empty() && folded.back() != ' ')) {
             folded += lower(c);
         }

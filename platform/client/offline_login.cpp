@@ -1,30 +1,16 @@
 #include "platform/client/offline_login.h"
 
-#include <crypt.h>
 #include <cstdio>
-#include <cstring>
 
 #include "platform/catalogue.h"
 #include "platform/client/ldap_copy.h"
+#include "platform/client/password.h"
 #include "platform/zk.h"
 
 namespace {
 
 LdapCopy copy_of(const ConfigTree &config, const Name &base, const Name &user) {
     return LdapCopy(config, base, "login\n" + name_key(user));
-}
-
-// "{CRYPT}$y$...", empty when the system cannot make one.
-std::string hash_password(const char *password) {
-    char salt[CRYPT_GENSALT_OUTPUT_SIZE];
-    if (crypt_gensalt_rn("$y$", 0, nullptr, 0, salt, sizeof salt) == nullptr) {
-        return "";
-    }
-    auto data = std::make_unique<struct crypt_data>();
-    const char *hash = crypt_r(password, salt, data.get());
-    std::string stored = hash == nullptr || *hash == '*' ? "" : std::string("{CRYPT}") + hash;
-    explicit_bzero(data.get(), sizeof *data);
-    return stored;
 }
 
 EntryPtr group_with(const Name &group, const std::string &memberDn) {
@@ -58,7 +44,7 @@ std::string age_text(unsigned long seconds) {
 
 void OfflineLogin::keep(const EntryPtr &who, const char *password) {
     user = who;
-    passwordHash = hash_password(password);
+    passwordHash = password_hash("$y$", 0, password);
 }
 
 void OfflineLogin::save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const {

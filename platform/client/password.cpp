@@ -3,7 +3,6 @@
 #include <crypt.h>
 #include <cstring>
 #include <memory>
-#include <string>
 
 #include "platform/client/names.h"
 
@@ -17,6 +16,13 @@ struct WipeCryptData {
         delete data;
     }
 };
+
+// Empty when libcrypt refuses the setting or the password.
+std::string crypted(const char *password, const std::string &setting) {
+    std::unique_ptr<struct crypt_data, WipeCryptData> data(new struct crypt_data());
+    const char *result = crypt_rn(password, setting.c_str(), data.get(), sizeof *data);
+    return result == nullptr ? "" : result;
+}
 
 bool equal_in_constant_time(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) {
@@ -40,8 +46,12 @@ bool password_matches(std::string_view stored, const char *password) {
         return false;
     }
     std::string hash(stored.substr(crypt_scheme.size()));
-    std::unique_ptr<struct crypt_data, WipeCryptData> data(new struct crypt_data());
-    const char *result = crypt_r(password, hash.c_str(), data.get());
-    // A failure is told by a text that begins with "*", which no valid hash does.
-    return result != nullptr && result[0] != '*' && equal_in_constant_time(result, hash);
+    return !hash.empty() && equal_in_constant_time(crypted(password, hash), hash);
+}
+
+std::string password_hash(const char *method, unsigned long rounds, const char *password) {
+    char salt[CRYPT_GENSALT_OUTPUT_SIZE] = "";
+    crypt_gensalt_rn(method, rounds, nullptr, 0, salt, sizeof salt);
+    const std::string hash = crypted(password, salt);
+    return hash.empty() ? "" : std::string(crypt_scheme) + hash;
 }

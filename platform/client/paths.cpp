@@ -35,7 +35,8 @@ std::string_view skip_slashes(std::string_view text) {
 }
 
 bool split(std::string_view path, NetworkPath *parts) {
-    if (path.size() > 2 && is_slash(path[0]) && path[1] == path[0]) {
+    const std::string_view start = path.substr(0, 2);
+    if (start == "//" || start == "\\\\") {
         path.remove_prefix(2);
         size_t slash = path.find_first_of("/\\");
         if (slash == std::string_view::npos) {
@@ -114,7 +115,7 @@ uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char 
             return ZKE_BAD_PARAMETER;
         }
         NetworkPath parts;
-        if (strnlen(path, path_limit + 1) > path_limit || !split(path, &parts) || parts.volume.size() > volume_limit) {
+        if (strlen(path) > path_limit || !split(path, &parts) || parts.volume.size() > volume_limit) {
             return ZKE_MALFORMED_NAME;
         }
         parts.rest = skip_slashes(parts.rest);

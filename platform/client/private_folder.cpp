@@ -11,11 +11,7 @@ namespace {
 
 struct Descriptor {
     int number;
-    ~Descriptor() {
-        if (number >= 0) {
-            close(number);
-        }
-    }
+    ~Descriptor() { close(number); } // which does nothing where there is none
 };
 
 bool is_own_folder(int folder) {
@@ -80,11 +76,8 @@ bool read_all(int descriptor, std::string *text) {
     size_t done = 0;
     while (done < text->size()) {
         ssize_t got = read(descriptor, text->data() + done, text->size() - done);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
         if (got <= 0) {
-            return false; // also a file that became shorter
+            return false; // also a file that became shorter; no signal interrupts the reading of one
         }
         done += static_cast<size_t>(got);
     }
@@ -105,9 +98,7 @@ PrivateFolder::PrivateFolder(const std::string &path, Missing missing) {
 }
 
 PrivateFolder::~PrivateFolder() {
-    if (folder >= 0) {
-        close(folder);
-    }
+    close(folder); // which does nothing where there is none
 }
 
 bool PrivateFolder::read(const std::string &name, size_t limit, std::string *text) const {
@@ -117,8 +108,7 @@ bool PrivateFolder::read(const std::string &name, size_t limit, std::string *tex
     // Without O_NONBLOCK a named pipe in the place of the file would hold the program.
     Descriptor file = {openat(folder, name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW)};
     struct stat found = {};
-    if (file.number < 0 || fstat(file.number, &found) != 0 || !is_own_file(found) || found.st_size < 0 ||
-        static_cast<size_t>(found.st_size) > limit) {
+    if (fstat(file.number, &found) != 0 || !is_own_file(found) || static_cast<size_t>(found.st_size) > limit) {
         return false;
     }
     text->assign(static_cast<size_t>(found.st_size), '\0');

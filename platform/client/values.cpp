@@ -102,14 +102,13 @@ int32_t parse_time(std::string_view text) {
     when.tm_mday = two_digits(text, 6);
     when.tm_hour = two_digits(text, 8);
     when.tm_min = digits > 10 ? two_digits(text, 10) : 0;
-    when.tm_sec = digits > 12 ? two_digits(text, 12) : 0;
     const time_t part = part_of(digits > 12 ? 1 : digits > 10 ? 60 : 3600, text.substr(digits));
+    const int second = digits > 12 ? two_digits(text, 12) : 0;
     struct tm normal = when;
-    time_t moment = timegm(&normal) + part - zone;
-    // timegm carries what is out of range over, so a changed field is a day or an hour that does not exist. A leap
-    // second is carried over too, but is a real moment.
-    if (when.tm_sec > 60 || (when.tm_sec < 60 && (normal.tm_mon != when.tm_mon || normal.tm_mday != when.tm_mday ||
-                                                  normal.tm_hour != when.tm_hour || normal.tm_min != when.tm_min))) {
+    const time_t moment = timegm(&normal) + second + part - zone;
+    // timegm carries what is out of range over: a day that does not exist into another month, an hour or a minute into
+    // another hour. A leap second is a real moment.
+    if (second > 60 || normal.tm_mon != when.tm_mon || normal.tm_hour != when.tm_hour) {
         throw DataError(catalogue_text("no such date or time of day"));
     }
     return moment > INT32_MAX ? INT32_MAX : moment < INT32_MIN ? INT32_MIN : static_cast<int32_t>(moment);

@@ -4,19 +4,19 @@
 #include <poll.h>
 #include <readpassphrase.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <utility>
 
 #include "platform/catalogue.h"
 #include "platform/treelogin.h"
 
 namespace {
-
-constexpr int caught_signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
-constexpr size_t caught_count = sizeof caught_signals / sizeof caught_signals[0];
 
 volatile sig_atomic_t interrupted_by;
 
@@ -33,33 +33,32 @@ class SignalCatcher {
         interrupted_by = 0;
         struct sigaction catching = {};
         catching.sa_handler = note_signal;
-        sigemptyset(&catching.sa_mask);
-        sigset_t held;
-        sigemptyset(&held);
-        for (int signal : caught_signals) sigaddset(&held, signal);
+        sigset_t held = {};
+        for (const auto &one : caught_) sigaddset(&held, one.first);
         pthread_sigmask(SIG_BLOCK, &held, &mask_);
-        for (size_t i = 0; i < caught_count; ++i) sigaction(caught_signals[i], &catching, &before_[i]);
+        for (auto &[number, before] : caught_) sigaction(number, &catching, &before);
     }
     ~SignalCatcher() {
-        for (size_t i = 0; i < caught_count; ++i) sigaction(caught_signals[i], &before_[i], nullptr);
+        for (const auto &[number, before] : caught_) sigaction(number, &before, nullptr);
         pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
-        if (interrupted_by != 0) raise(interrupted_by);
+        raise(interrupted_by); // 0 is no signal
     }
     SignalCatcher(const SignalCatcher &) = delete;
     SignalCatcher &operator=(const SignalCatcher &) = delete;
 
     // Waits for input. False after one of the signals.
     bool waitFor(int descriptor) const {
-        pollfd input = {descriptor, POLLIN, 0};
-        int ready = -1;
-        do {
-            ready = ppoll(&input, 1, nullptr, &mask_);
-        } while (ready < 0 && errno == EINTR && interrupted_by == 0);
-        return ready > 0;
+        pollfd input = {};
+        input.fd = descriptor;
+        input.events = POLLIN;
+        while (ppoll(&input, 1, nullptr, &mask_) == -1)
+            if (errno != EINTR || interrupted_by != 0) return false;
+        return true;
     }
 
   private:
-    struct sigaction before_[caught_count];
+    // Each with its old handler.
+    std::pair<int, struct sigaction> caught_[4] = {{SIGHUP, {}}, {SIGINT, {}}, {SIGQUIT, {}}, {SIGTERM, {}}};
     sigset_t mask_;
 };
 
@@ -89,17 +88,18 @@ Terminal::Terminal() : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTT
 }
 
 Terminal::~Terminal() {
-    if (isOpen()) close(descriptor_);
+    close(descriptor_); // -1 is none
 }
 
 void Terminal::show(std::string_view text) {
-    std::string safe = terminal_safe_text(text);
-    size_t done = 0;
-    while (done < safe.size()) {
-        ssize_t written = write(descriptor_, safe.data() + done, safe.size() - done);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
-        done += static_cast<size_t>(written);
+    const std::string safe = terminal_safe_text(text);
+    std::string_view rest = safe;
+    while (!rest.empty()) {
+        const ssize_t written = write(descriptor_, rest.data(), rest.size());
+        if (written != -1)
+            rest.remove_prefix(static_cast<size_t>(written));
+        else if (errno != EINTR)
+            return;
     }
 }
 
@@ -107,11 +107,11 @@ bool Terminal::askLine(std::string_view text, Answer *answer) {
     SignalCatcher catcher;
     show(text);
     size_t length = 0;
-    char c = 0;
+    char c = '\0';
     for (;;) {
         if (!catcher.waitFor(descriptor_) || read(descriptor_, &c, 1) != 1) return false;
         if (c == '\n') break;
-        if (length < Answer::capacity) answer->data()[length] = c;
+        answer->data()[std::min(length, Answer::capacity)] = c;
         ++length;
     }
     if (length > Answer::capacity) return false;
@@ -121,9 +121,9 @@ bool Terminal::askLine(std::string_view text, Answer *answer) {
 
 bool Terminal::askPassword(std::string_view text, Answer *answer) {
     std::string prompt = terminal_safe_text(text);
-    if (readpassphrase(prompt.c_str(), answer->data(), answer->size(), RPP_REQUIRE_TTY) == nullptr) return false;
+    const char *got = readpassphrase(prompt.c_str(), answer->data(), answer->size(), RPP_REQUIRE_TTY);
     // The end of input reads like an empty line here, and a full buffer may have been cut: neither is a password.
-    return !answer->empty() && answer->view().size() < Answer::capacity;
+    return got != nullptr && !answer->empty() && answer->view().size() < Answer::capacity;
 }
 
 // A default such as "<username>" only stands for a name that nobody knows yet: it is not offered.
@@ -137,7 +137,7 @@ static bool login_ask_name(Terminal *terminal, const std::string &offered, Answe
         offered.empty() ? catalogue_text("User name: ") : catalogue_format("User name [%s]: ", offered.c_str());
     do {
         if (!terminal->askLine(question, name)) return false;
-        if (name->empty()) memcpy(name->data(), offered.c_str(), offered.size() + 1);
+        if (name->empty()) name->data()[offered.copy(name->data(), Answer::capacity)] = '\0';
     } while (name->empty());
     return true;
 }
@@ -153,15 +153,10 @@ static int login_ask(const char *label, const char *defaultUser, char **user, ch
     if (!login_ask_name(&terminal, offered, &name)) return 1;
     if (!terminal.askPassword(catalogue_text("Password: "), &secret)) return 1;
 
-    char *newUser = answer_copy(name);
-    char *newPassword = answer_copy(secret);
-    if (newUser == nullptr || newPassword == nullptr) {
-        free(newUser);
-        if (newPassword != nullptr) explicit_bzero(newPassword, strlen(newPassword));
-        free(newPassword);
-        return 1;
-    }
-    *user = newUser;
+    std::unique_ptr<char, decltype(&free)> newUser(answer_copy(name), free);
+    char *newPassword = newUser != nullptr ? answer_copy(secret) : nullptr;
+    if (newPassword == nullptr) return 1;
+    *user = newUser.release();
     *password = newPassword;
     return 0;
 }

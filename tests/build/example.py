@@ -50,13 +50,14 @@ class Sample:
 
 def check_example(sample, program, qrtlogin, complain, **variables):
     status, shown, errors = sample.qrtlogin(qrtlogin)
-    wanted = {"sunflower": (status, shown + "\0", errors), "guess": (1, "", "login: wrong password\n")}
+    wanted = {"sunflower": (status, shown + "\0", errors), "guess": (1, "", "login: not logged in (0xFFFFE001): wrong password\n"),
+              "": (1, "", "login: no user name or no password was typed\n")}
     for password, outcome in wanted.items():
         got = sample.example(program, password, **variables)
         if got != outcome:
             complain(f"the example with the password {password}\n--- wanted\n{outcome}\n--- got\n{got}")
     got = sample.example(program, tree="NONE", **variables)
-    if got[:2] != (1, "") or "0xFFFFFD42" not in got[2]:
+    if got != (1, "", "login: not logged in (0xFFFFFD42): no such tree\n"):
         complain(f"the example with an unknown tree: {got}")
 
 

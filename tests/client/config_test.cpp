@@ -104,6 +104,31 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {servers("[\"ldapi://a\"]", "sasl_gssapi = true"),
          "4:15: sasl_gssapi requires an ldap:// or ldaps:// URI, not"},
         {servers("[\"ldap://a\"]", "sasl_gssapi = true\noffline = true"), "5:11: offline requires passwords"},
+        {servers("[\"ldapi://a\"]", "sasl_external = true\noffline = true"), "5:11: offline requires passwords"},
+        {servers("[\"ldapi://a\"]", "sasl_external = true\nsasl_gssapi = true"),
+         "5:15: sasl_gssapi and sasl_external are mutually exclusive"},
+        {servers("[\"ldaps://a\", \"ldap://a b\"]"), "3:8: ldap://a b is not a URI of the form ldap://host:port, "},
+        {servers("[\"ldap://a?x\"]"), "3:8: ldap://a?x is not a URI of the form ldap://host:port, "},
+        {servers("[\"ldaps://a\"]", "referral_servers = [\"ldap://b?x\"]"), "4:20: ldap://b?x is not a URI"},
+        {servers("[\"ldaps://a\"]", "referral_servers = \"ldap://b\""), "4:20: referral_servers must be a list of"},
+        {servers("[\"ldap://a\"]", "time_limit = 3600.1"),
+         "4:14: time_limit must be a number of seconds greater than 0"},
+        {servers("[\"ldap://a\"]", "time_limit = -1"), "4:14: time_limit must be a number of seconds greater than 0"},
+        {servers("[\"ldap://a\"]", "time_limit = nan"), "4:14: time_limit must be a number of seconds greater than 0"},
+        {servers("[\"ldap://a\"]", "offline_days = 3650.1"), "4:16: offline_days must be a number of days greater"},
+        {servers("[\"ldap://a\"]", "offline_days = nan"), "4:16: offline_days must be a number of days greater than 0"},
+        {servers("[\"ldap://a\"]", "offline_days = \"1\""), "4:16: offline_days must be a number of days greater"},
+        {servers("[\"ldap://a\"]", "attributes = { cn = \"\" }"), "4:14: cn = \"\": unknown attribute"},
+        {servers("[\"ldap://a\"]", "attributes = { cn = 5 }"), "4:21: attributes must be a string"},
+        {servers("[\"ldap://a\"]", "ca_file = \"a\\u0000b\""), "4:11: ca_file contains a NUL byte"},
+        {"[[tree]]\nname = \"A\"\nldif = \"" + std::string(4097, 'a') + "\"\n",
+         "3:8: ldif is required and must have 1 to 4096 bytes"},
+        {"[[tree]]\nname = \"\"\n", "2:8: name is required and must have 1 to 32 bytes"},
+        {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"" + std::string(513, 'u') + "\"\n",
+         "4:8: name is required and must have 1 to 512 bytes"},
+        {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"u\"\npassword = \"" + std::string(1025, 'p') + "\"\n",
+         "5:12: password is required and must have 1 to 1024 bytes"},
+        {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"u\"\npassword = \"p\"\nx = 1\n", "6:1: unknown key x"},
         {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"u\"\n",
          "3:1: password is required and must have 1 to 1024 bytes"},
     };
@@ -114,6 +139,87 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
                   last_error().substr(0, folder.path("client.toml").size() + 1 + c.refusal.size()))
             << c.toml << last_error();
     }
+}
+
+TEST_F(Configuration, EveryLimitMayBeReached) {
+    const std::string tree(32, 'T'), ldif(4096, 'l'), server(48, 'S'), user(512, 'u'), password(1024, 'p');
+    folder.write("c.toml", "[[tree]]\nname = \"" + tree + "\"\nldif = \"" + ldif + "\"\n" +
+                               servers("[\"ldap://a\", \"ldaps://b\", \"ldapi://c\"]",
+                                       "time_limit = 3600\nretry_after = 3600\noffline_days = 3650") +
+                               "[[server]]\nname = \"" + server + "\"\n[[server.user]]\nname = \"" + user +
+                               "\"\npassword = \"" + password + "\"\n");
+    const Config config = config_load(folder.path("c.toml"));
+    EXPECT_EQ(tree, config.trees.at(0).name);
+    EXPECT_EQ(ldif, config.trees[0].shown);
+    EXPECT_EQ(3600, config.trees.at(1).ldap.timeLimit);
+    EXPECT_EQ(3600, config.trees[1].ldap.retryAfter);
+    EXPECT_EQ(3650, config.trees[1].ldap.offlineDays);
+    EXPECT_EQ(server, config.servers.at(0).name);
+    EXPECT_EQ(user, config.servers[0].users.at(0).name);
+    EXPECT_EQ(password, config.servers[0].users[0].password);
+}
+
+TEST_F(Configuration, EveryKeyIsTakenForItself) {
+    folder.write("c.toml",
+                 "default_tree = \"b\"\nlink_directory = \"/drives\"\ntrace = true\n"
+                 "[[tree]]\nname = \"A\"\nldif = \"/a.ldif\"\nbase = \"o=a\"\ndefault_server = \"S\"\n"
+                 "[[tree]]\nname = \"B\"\nldif = \"b.ldif\"\nshare_password = true\n"
+                 "[[tree]]\nname = \"C\"\nldif = \"c.ldif\"\nany_text = true\n"
+                 "[[tree]]\nname = \"D\"\nldif = \"d.ldif\"\nany_path = true\n"
+                 "[[tree]]\nname = \"E\"\nuris = [\"ldapi://e\"]\nsasl_external = true\nsearch_base = \"o=e\"\nca_file "
+                 "= \"/e\"\n"
+                 "[[tree]]\nname = \"F\"\nuris = [\"ldaps://f\"]\nsasl_gssapi = true\nca_file = \"\"\n"
+                 "[[tree]]\nname = \"G\"\nuris = [\"ldap://g\"]\noffline = true\nreferrals = true\nca_file = \"g\"\n"
+                 "referral_servers = [\"ldap://x\", \"ldaps://y\"]\n"
+                 "[[server]]\nname = \"S\"\nvolumes = [\"SYS\"]\n[[server]]\nname = \"T\"\n");
+    const Config config = config_load(folder.path("c.toml"));
+    EXPECT_EQ("b", config.defaultTree);
+    EXPECT_EQ("/drives", config.linkDirectory);
+    EXPECT_TRUE(config.trace);
+    const std::vector<ConfigTree> &trees = config.trees;
+    ASSERT_EQ(7u, trees.size());
+    EXPECT_EQ("/a.ldif", trees[0].ldif);
+    EXPECT_EQ("o=a", trees[0].base);
+    EXPECT_EQ("S", trees[0].defaultServer);
+    for (size_t i = 0; i < trees.size(); i++) {
+        SCOPED_TRACE(trees[i].name);
+        EXPECT_EQ(i == 1, trees[i].sharePassword);
+        EXPECT_EQ(i == 2, trees[i].anyText);
+        EXPECT_EQ(i == 3, trees[i].anyPath);
+        EXPECT_EQ(i == 4, trees[i].ldap.external);
+        EXPECT_EQ(i == 5, trees[i].ldap.gssapi);
+        EXPECT_EQ(i != 4 && i != 5, trees[i].ldap.needsPassword());
+        EXPECT_EQ(i == 6, trees[i].ldap.offline);
+        EXPECT_EQ(i == 6, trees[i].ldap.referrals);
+        EXPECT_EQ(i == 4 ? "o=e" : "", trees[i].ldap.searchBase);
+    }
+    EXPECT_EQ("/e", trees[4].ldap.caFile);
+    EXPECT_EQ(folder.path(""), trees[5].ldap.caFile);
+    EXPECT_EQ("F", trees[5].shown);
+    EXPECT_EQ((std::vector<std::string>{"ldap://x", "ldaps://y"}), trees[6].ldap.referralServers);
+    ASSERT_EQ(2u, config.servers.size());
+    EXPECT_FALSE(config.servers[0].anyVolume);
+    EXPECT_EQ(std::vector<std::string>{"SYS"}, config.servers[0].volumes);
+    EXPECT_TRUE(config.servers[1].anyVolume);
+}
+
+TEST_F(Configuration, WithoutAVariableItIsTheSystemsFile) {
+    for (const char *value : {"", "/of/the/user"}) {
+        setenv("ZKCLIENT_CONF", value, 1);
+        EXPECT_EQ(*value == '\0' ? "/etc/opt/brasca/zk/client.toml" : value, config_path());
+    }
+    unsetenv("ZKCLIENT_CONF");
+    EXPECT_EQ("/etc/opt/brasca/zk/client.toml", config_path());
+}
+
+TEST_F(Configuration, AFileThatIsThereAndCannotBeReadIsRefused) {
+    folder.write("file", "");
+    setenv("ZKCLIENT_CONF", folder.path("file/client.toml").c_str(), 1);
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKCallsInit(nullptr, nullptr));
+    EXPECT_EQ(folder.path("file/client.toml") + ": cannot open the configuration file: Not a directory", last_error());
+    setenv("ZKCLIENT_CONF", folder.path("").c_str(), 1);
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKCallsInit(nullptr, nullptr));
+    EXPECT_EQ(folder.path("") + ": cannot read the configuration file", last_error());
 }
 
 TEST_F(Configuration, TheDefaultsStandWhereNothingIsSaid) {

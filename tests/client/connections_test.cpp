@@ -79,7 +79,12 @@ TEST_F(Connections, WrongArgumentsAreRefused) {
     EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, 4, text));
     EXPECT_EQ(ZK_OK, ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, 5, text));
     EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, 32, text));
-    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKCCGetConnInfo(connection, ZK_INFO_CONNECTION_NUMBER, 3, text));
+    EXPECT_EQ(ZK_OK, ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, 33, text));
+    for (uint32_t item :
+         {ZK_INFO_AUTHENTICATION_STATE, ZK_INFO_CONNECTION_NUMBER, ZK_INFO_USER_NUMBER, ZK_INFO_COUNTED_STATE}) {
+        EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKCCGetConnInfo(connection, item, 3, text)) << item;
+        EXPECT_EQ(ZK_OK, ZKCCGetConnInfo(connection, item, 4, text)) << item;
+    }
 }
 
 TEST_F(Connections, AConnectionLivesUntilEveryUseIsClosed) {
@@ -157,6 +162,45 @@ TEST_F(Connections, AScanOfATreeGoesThroughItsConnectionsAndTellsAnItem) {
     EXPECT_EQ(ZKE_NO_MORE_ENTRIES, ZKCCScanConnInfo(&iteration, 4, "acme", 11, 1, 0, nullptr, &connection));
 }
 
+TEST_F(Connections, AScanWhoseItemCannotBeToldGoesNoFurther) {
+    uint32_t first = open_server("SRV1");
+    uint32_t iteration = UINT32_MAX, connection = 0;
+    char tree[ZK_TREE_NAME_SIZE];
+    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKCCScanConnInfo(&iteration, 4, "acme", 11, 1, 32, tree, &connection));
+    EXPECT_EQ(UINT32_MAX, iteration);
+    EXPECT_EQ(0u, connection);
+    EXPECT_EQ(ZK_OK, ZKCCScanConnInfo(&iteration, 4, nullptr, 11, 1, 0, tree, &connection)) << "no room, no item";
+    EXPECT_EQ(first, connection);
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(first));
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(first));
+    EXPECT_EQ(ZKE_CONN_INVALID, ZKCCCloseConn(first)) << "only what was found counts as a use";
+}
+
+TEST_F(Connections, AConnectionOutsideTheTreesIsFoundByNoTree) {
+    open_server("OLDSRV");
+    uint32_t iteration = UINT32_MAX, connection = 0;
+    for (const char *tree : {"acme", "nowhere"}) {
+        EXPECT_EQ(ZKE_NO_MORE_ENTRIES, ZKCCScanConnInfo(&iteration, 4, tree, 11, 1, 0, nullptr, &connection)) << tree;
+    }
+}
+
+TEST_F(Connections, AReferenceCountsAUseToo) {
+    uint32_t first = open_server("SRV1");
+    EXPECT_EQ(first, open_reference(default_reference()));
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(first));
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(first));
+    EXPECT_EQ(ZKE_CONN_INVALID, ZKCCCloseConn(first));
+}
+
+TEST_F(Connections, TheDefaultTreesServersComeFirst) {
+    for (const char *tree : {"a", "b"}) {
+        folder.write(tree + std::string(".ldif"), "dn: cn=SRV\nobjectClass: qrtServer\ncn: SRV\n");
+    }
+    configure(
+        "default_tree = \"B\"\n[[tree]]\nname = \"A\"\nldif = \"a.ldif\"\n[[tree]]\nname = \"B\"\nldif = \"b.ldif\"\n");
+    EXPECT_EQ("B_______________________________", text_info(open_server("SRV"), ZK_INFO_TREE_NAME));
+}
+
 TEST_F(Connections, CountingForFileAccessNests) {
     uint32_t connection = open_server("SRV1");
     EXPECT_EQ(0u, number_info(connection, ZK_INFO_COUNTED_STATE));
@@ -201,11 +245,34 @@ TEST_F(Connections, ATreeWithoutAServerStillTellsItsName) {
     EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ZKLoginToFileServer(connection, "jdoe", 256, "x"));
 }
 
+// Other programs may have kept the number: it is the same in every process and version.
+TEST(UserNumbers, AreTheUidNumberOrElseMadeOfTheNameAndNeverZero) {
+    const struct {
+        Name name;
+        const char *uidNumber;
+        uint32_t number;
+    } cases[] = {
+        {{{"cn", "jdoe"}, {"ou", "sales"}, {"o", "acme"}}, nullptr, 1890417169},
+        {{{"cn", "JDoe"}, {"ou", "Sales"}, {"o", "acme"}}, nullptr, 1890417169},
+        {{{"cn", "jdoe"}}, nullptr, 1726739937}, // of 0xE6EBF421 without its sign
+        {{{"cn", "ppkttia"}}, nullptr, 1},       // would be 0
+        {{{"cn", "jdoe"}}, "1", 1},
+        {{{"cn", "jdoe"}}, "2147483647", 2147483647},
+        {{{"cn", "jdoe"}}, "0", 1726739937},
+        {{{"cn", "jdoe"}}, "-7", 1726739937},
+    };
+    for (const auto &one : cases) {
+        Entry user;
+        user.name = one.name;
+        if (one.uidNumber != nullptr) user.values.push_back({schema_find_ldap("uidNumber"), one.uidNumber});
+        EXPECT_EQ(one.number, connection_user_number(user)) << name_to_dotted(one.name, true);
+    }
+}
+
 TEST_F(Connections, AUserNumberIsMadeOfTheNameWhereNoneIsKept) {
     ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
     uint32_t number = number_info(open_server("SRV1"), ZK_INFO_USER_NUMBER);
-    EXPECT_NE(0u, number);
-    EXPECT_EQ(0u, number & 0x80000000u);
+    EXPECT_EQ(1890417169u, number) << "with all its bytes";
     ASSERT_EQ(ZK_OK, ZKDSLogout(context()));
     ASSERT_EQ(ZK_OK, login(context(), "JDOE.trade.acme", "secret"));
     EXPECT_EQ(number, number_info(open_server("SRV1"), ZK_INFO_USER_NUMBER));

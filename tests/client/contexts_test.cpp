@@ -58,6 +58,26 @@ TEST_F(Contexts, WhatIsWrongIsRefusedAndChangesNothing) {
     EXPECT_EQ("", text_of(handle, DCK_NAME_CONTEXT));
 }
 
+TEST_F(Contexts, EveryKnownFlagIsTakenAndNoOther) {
+    uint32_t handle = context();
+    for (uint32_t bit = 1; bit != 0; bit <<= 1) {
+        const bool known = (bit & 0x57) != 0;
+        EXPECT_EQ(known ? ZK_OK : ZKE_BAD_PARAMETER, ZKDSSetContext(handle, DCK_FLAGS, &bit)) << bit;
+    }
+}
+
+TEST_F(Contexts, NumbersAreTakenAndHandedOutWhole) {
+    uint32_t handle = context(), connection = open_server("SRV1"), got = UINT32_MAX;
+    const uint32_t far = connection | 0x01000000;
+    EXPECT_EQ(ZKE_CONN_INVALID, ZKDSSetContext(handle, DCK_LAST_CONNECTION, &far));
+    EXPECT_EQ(ZK_OK, ZKDSSetContext(handle, DCK_LAST_CONNECTION, &connection));
+    EXPECT_EQ(ZK_OK, ZKDSGetContext(handle, DCK_LAST_CONNECTION, &got));
+    EXPECT_EQ(connection, got);
+    got = UINT32_MAX;
+    EXPECT_EQ(ZK_OK, ZKDSGetContext(handle, DCK_FLAGS, &got));
+    EXPECT_EQ(session_flags, got);
+}
+
 TEST_F(Contexts, AFreedHandleIsStale) {
     uint32_t handle = 0;
     ASSERT_EQ(ZK_OK, ZKDSCreateContextHandle(&handle));

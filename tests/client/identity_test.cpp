@@ -1,3 +1,4 @@
+#include "platform/client/connections.h"
 #include "tests/client/client_fixture.h"
 
 namespace {
@@ -69,6 +70,8 @@ TEST_F(Identity, RefusedLogins) {
     }
     EXPECT_EQ(ZKE_WRONG_PASSWORD, login(handle, "jdoe.sales.acme", "x"));
     EXPECT_EQ("wrong password for CN=jdoe.OU=sales.O=acme", last_error());
+    EXPECT_EQ(ZKE_ACCOUNT_LOCKED, login(handle, "locked.sales.acme", "secret"));
+    EXPECT_EQ("CN=locked.OU=sales.O=acme is locked", last_error());
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginEx(handle, "jdoe.sales.acme", 0, "secret"));
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginEx(handle, "jdoe.sales.acme", 2, nullptr));
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginEx(handle, nullptr, 2, "secret"));
@@ -205,6 +208,44 @@ TEST_F(Identity, ALoginAuthenticatesTheTreesOwnServer) {
     EXPECT_EQ(0u, number_info(connection, ZK_INFO_USER_NUMBER));
 }
 
+TEST_F(Identity, ALoginIsTheContextsLastConnection) {
+    uint32_t handle = context(), connection = 0;
+    ASSERT_EQ(ZK_OK, login(handle, "jdoe.sales.acme", "secret"));
+    ASSERT_EQ(ZK_OK, ZKDSGetContext(handle, DCK_LAST_CONNECTION, &connection));
+    EXPECT_EQ("SRV1", text_info(connection, ZK_INFO_SERVER_NAME));
+    uint32_t second = open_server("SRV2");
+    ASSERT_EQ(ZK_OK, ZKDSAuthenticateConnEx(handle, second));
+    ASSERT_EQ(ZK_OK, ZKDSGetContext(handle, DCK_LAST_CONNECTION, &connection));
+    EXPECT_EQ(second, connection);
+}
+
+TEST_F(Identity, ALogoutLeavesWhoeverElseIsLoggedInAtAServer) {
+    uint32_t second = open_server("SRV2"), outside = open_server("OLDSRV");
+    ASSERT_EQ(ZK_OK, ZKLoginToFileServer(second, "jdoe", 256, "secret"));
+    ASSERT_EQ(ZK_OK, ZKLoginToFileServer(outside, "jdoe", 256, "out-pw"));
+    ASSERT_EQ(ZK_OK, login(context(), "admin.[Root]", "root-pw"));
+    ASSERT_EQ(ZK_OK, ZKDSLogout(context()));
+    EXPECT_EQ(1u, number_info(second, ZK_INFO_AUTHENTICATION_STATE));
+    EXPECT_EQ(1u, number_info(outside, ZK_INFO_AUTHENTICATION_STATE));
+    ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+    ASSERT_EQ(ZK_OK, ZKDSLogout(context()));
+    EXPECT_EQ(0u, number_info(second, ZK_INFO_AUTHENTICATION_STATE)) << "the same user's";
+}
+
+TEST_F(Identity, ALoginNeedsAConnectionToTheTreesServer) {
+    std::string toml = "[[tree]]\nname = \"ACME\"\nldif = \"" SOURCE_DIR "/tests/client/data/acme.ldif\"\n";
+    for (size_t i = 0; i < connection_limit; i++) toml += "[[server]]\nname = \"S" + std::to_string(i) + "\"\n";
+    configure(toml);
+    for (size_t i = 0; i < connection_limit; i++) open_server(("S" + std::to_string(i)).c_str());
+    EXPECT_EQ(ZKE_SERVER_NO_SLOTS, login(context(), "jdoe.sales.acme", "secret"));
+    EXPECT_EQ("", who_am_i(context()));
+    EXPECT_EQ(ZKE_NOT_LOGGED_IN, lastCode);
+    ZKCCCloseConn(open_server("S7"));
+    ZKCCCloseConn(open_server("S7"));
+    ASSERT_EQ(ZK_OK, ZKCCCloseConn(8));
+    EXPECT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+}
+
 TEST_F(Identity, ALoginLeavesAServerToWhoeverIsLoggedInThere) {
     uint32_t connection = open_server("SRV1");
     ASSERT_EQ(ZK_OK, ZKLoginToFileServer(connection, "admin", 256, "root-pw"));
@@ -254,6 +295,33 @@ TEST_F(Identity, AServerOutsideTheTreesHasItsOwnUsers) {
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKLoginToFileServer(connection, "jdoe", 1, "out-pw"));
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKLoginToFileServer(connection, nullptr, 256, "out-pw"));
     EXPECT_EQ(ZKE_CONN_INVALID, ZKLoginToFileServer(4711, "jdoe", 256, "out-pw"));
+}
+
+TEST_F(Identity, AServersOwnUsersAreNumberedInTheirOrder) {
+    const std::string hash = "{CRYPT}$1$salt$ez2vlPGdaLYkJam5pWs/Y1"; // "secret"
+    folder.write("t.ldif", "dn: cn=SRV\nobjectClass: qrtServer\ncn: SRV\nqrtServerUser: nohash\nqrtServerUser: a " +
+                               hash + "\nqrtServerUser: b c " + hash +
+                               "\n\ndn: cn=a\nobjectClass: person\ncn: a\nuserPassword: " + hash + "\n");
+    std::string users;
+    for (const char *name : {"a", "b"}) {
+        users += "[[server.user]]\nname = \"" + std::string(name) + "\"\npassword = \"" + hash + "\"\n";
+    }
+    configure("[[tree]]\nname = \"T\"\nldif = \"t.ldif\"\n[[server]]\nname = \"OUT\"\n" + users);
+    const struct {
+        const char *server, *user;
+        uint32_t number;
+    } cases[] = {{"SRV", "A", 2}, {"SRV", "b c", 3}, {"OUT", "A", 1}, {"OUT", "b", 2}};
+    for (const auto &one : cases) {
+        uint32_t connection = open_server(one.server);
+        ASSERT_EQ(ZK_OK, ZKLoginToFileServer(connection, one.user, 256, "secret")) << one.user;
+        EXPECT_EQ(one.number, number_info(connection, ZK_INFO_USER_NUMBER));
+        EXPECT_EQ(1u, number_info(connection, ZK_INFO_AUTHENTICATION_STATE));
+        ASSERT_EQ(ZK_OK, ZKCCCloseConn(connection));
+    }
+    uint32_t connection = open_server("SRV");
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ZKLoginToFileServer(connection, "nohash", 256, "secret"));
+    EXPECT_EQ(ZKE_MALFORMED_NAME, ZKLoginToFileServer(connection, "a..b", 256, "secret"));
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ZKLoginToFileServer(connection, "[Root]", 256, "secret"));
 }
 
 TEST_F(Identity, AServerOfATreeTakesItsOwnUsersAndTheDirectorys) {

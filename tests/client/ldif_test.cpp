@@ -56,8 +56,14 @@ TEST_F(Ldif, ValuesAreWrittenInFourWays) {
     EXPECT_EQ("b64", described("description:: YjY0"));
     EXPECT_EQ("b6", described("description:: YjY="));
     EXPECT_EQ("b", described("description:: Y\n g=="));
+    EXPECT_EQ("b", described("description::  \tYg==  "));
+    EXPECT_EQ("+/?>", described("description:: Ky8/Pg=="));
+    EXPECT_EQ("tab", described("description: \ttab"));
+    EXPECT_EQ("none", described("descriptioN;lang-de: x\nx-y.z_0: y"));
     EXPECT_EQ("from a file\n", described("description:< file:text.txt"));
     EXPECT_EQ("from a file\n", described("description:< file:te%78t.txt"));
+    EXPECT_EQ("from a file\n", described("description:< FILE:text%2Etx%74"));
+    EXPECT_EQ("from a file\n", described("description:< file:text%2etxt"));
     EXPECT_EQ("from a file\n", described("description:< file://" + folder.path("text.txt")));
     EXPECT_EQ("crlf", described("description: crlf\r"));
     EXPECT_EQ("a:b", described("DESCRIPTION: a:b"));
@@ -100,6 +106,18 @@ TEST_F(Ldif, RefusalsTellTheLine) {
         {"dn: o=acme\no:: a\n", "t.ldif:2: malformed base64"},
         {"dn: o=acme\no:: !!!!\n", "t.ldif:2: malformed base64"},
         {"dn: o=acme\no:: =aaa\n", "t.ldif:2: malformed base64"},
+        {"dn: o=acme\no:: a===\n", "t.ldif:2: malformed base64"},
+        {"dn: o=acme\no:: ====\n", "t.ldif:2: malformed base64"},
+        {"dn: o=acme\no:: aaaaa\n", "t.ldif:2: malformed base64"},
+        {"dn: o=acme\no:: aaaaaa\n", "t.ldif:2: malformed base64"},
+        {"dn: o=acme\no::\n", "t.ldif:2: o: the value is empty"},
+        {"dn: o=acme\n: x\n", "t.ldif:2: malformed attribute name"},
+        {"\n\n x\n", "t.ldif:3: unexpected continuation line"},
+        {"#\n x\n\n x\n", "t.ldif:4: unexpected continuation line"},
+        {"version: 1\nversion: 1\n", "t.ldif:2: only version: 1 is supported, at the beginning of a file"},
+        {"dn: o=acme\n5: acme\n", "t.ldif:2: 5: an attribute must be given by its name, not by its number"},
+        {"dn: ou=x\nobjectClass: qrtServer\nou: x\n", "t.ldif:1: a server name must have 1 to 48 bytes"},
+        {"dn: o=" + std::string(511, 's') + "\no: x\n", "t.ldif:1: the entry's name is longer than 512 bytes"},
         {"dn: o=acme\no:\n", "t.ldif:2: o: the value is empty"},
         {"dn: o=acme\ndescription:: YQBi\n", "t.ldif:2: description: the value contains a NUL byte"},
         {std::string("dn: o=acme\no: a\0b\n", 18), "t.ldif:2: the line contains a NUL byte"},
@@ -140,6 +158,12 @@ TEST_F(Ldif, OnlyFilesBelowTheFolderAreRead) {
         {"file://host/etc/passwd", "a file: URL must not have a host name"},
         {"http://localhost/x", "only file: URLs are supported"},
         {"file:", "malformed URL"},
+        {"file://", "a file: URL must not have a host name"},
+        {"file", "only file: URLs are supported"},
+        {"file:a%", "malformed URL"},
+        {"file:a%7", "malformed URL"},
+        {"file:a%7g", "malformed URL"},
+        {"file:a%g7", "malformed URL"},
         {"file:a%0", "malformed URL"},
         {"file:a%00b", "malformed URL"},
         {"file:none.txt", "cannot open " + real + "/none.txt: No such file or directory"},
@@ -164,7 +188,109 @@ TEST_F(Ldif, IncludedFilesBelongToTheTree) {
     EXPECT_EQ("t.ldif:2: include: not allowed inside a record", load("dn: o=acme\ninclude: file:more.ldif\n"));
 }
 
+TEST_F(Ldif, FilesMayBeIncludedEightDeep) {
+    const std::string last = "version: 1\ndn: o=last\nobjectClass: organization\no: last\n";
+    for (int i = 2; i <= 9; i++) {
+        folder.write(std::to_string(i) + ".ldif", "version: 1\ninclude: file:" + std::to_string(i + 1) + ".ldif\n");
+    }
+    folder.write("8.ldif", last);
+    EXPECT_EQ("", load("include: file:2.ldif\n"));
+    EXPECT_EQ("none", description("last"));
+    folder.write("8.ldif", "include: file:9.ldif\n");
+    folder.write("9.ldif", last);
+    EXPECT_EQ("8.ldif:1: include files are nested too deeply", load("include: file:2.ldif\n"));
+    folder.make("8.ldif-dir");
+    EXPECT_EQ("t.ldif:1: not a regular file", load("include: file:8.ldif-dir\n"));
+}
+
+TEST_F(Ldif, EveryLimitMayBeReached) {
+    const std::string name(510, 's'), server(48, 'S'), volume(64, 'v');
+    EXPECT_EQ("", load("dn: o=" + name + "\nobjectClass: organization\no: " + name + "\n"));
+    EXPECT_EQ("", load("dn: cn=" + server + "\nobjectClass: qrtServer\ncn: " + server +
+                       "\nqrtHostResourceName: " + volume + "\n"));
+}
+
+TEST_F(Ldif, ThreeObjectsMayDifferInTheirTypesOnly) {
+    std::string text = acme;
+    for (const std::string type : {"cn", "ou", "uid"}) {
+        text += "dn: " + type + "=x,o=acme\nobjectClass: person\n" + type + ": x\ndescription: " + type + "\n\n";
+    }
+    ASSERT_EQ("", load(text));
+    EXPECT_EQ("cn", description("x.acme"));
+    for (const std::string type : {"cn", "ou", "uid"}) EXPECT_EQ(type, description((type + "=x.acme").c_str()));
+}
+
+TEST_F(Ldif, AVolumeIsFoundByItsServerAndItsNameThere) {
+    const auto volume = [](const std::string &name, const std::string &more) {
+        return "dn: cn=" + name + "\nobjectClass: qrtVolume\ncn: " + name + "\n" + more + "\n";
+    };
+    ASSERT_EQ("", load("dn: cn=S\nobjectClass: qrtServer\ncn: S\n\ndn: cn=T\nobjectClass: qrtServer\ncn: T\n\n" +
+                       volume("nameless", "qrtHostServer: cn=S\n") + volume("homeless", "qrtHostResourceName: SYS\n") +
+                       volume("other", "qrtHostServer: cn=T\nqrtHostResourceName: SYS\n") +
+                       volume("meant", "qrtHostServer: cn=s\nqrtHostResourceName: SYS\n")));
+    EntryPtr server, found;
+    ASSERT_EQ(ZK_OK, store->find_server("s", &server));
+    ASSERT_EQ(ZK_OK, store->find_volume(*server, "sys", &found));
+    EXPECT_EQ("meant", name_to_dotted(found->name, false));
+    EXPECT_EQ(ZKE_VOLUME_UNKNOWN, store->find_volume(*server, "data", &found));
+    ASSERT_EQ(ZK_OK, store->find_server("", &server));
+    EXPECT_EQ("S", name_to_dotted(server->name, false)) << "the first one";
+}
+
+TEST_F(Ldif, EntriesBelowAnotherAreCounted) {
+    ASSERT_EQ("", load(acme + "dn: cn=a,o=acme\nobjectClass: person\ncn: a\n\n"
+                              "dn: cn=b,o=acme\nobjectClass: person\ncn: b\nmodifyTimestamp: 19700101000007Z\n\n"
+                              "dn: cn=c,cn=b,o=acme\nobjectClass: person\ncn: c\n"));
+    EntryPtr entry;
+    ASSERT_EQ(ZK_OK, store->find({{"o", "acme"}}, Aliases::Keep, &entry));
+    EXPECT_EQ(2u, entry->subordinates);
+    EXPECT_EQ(0, entry->modificationTime);
+    ASSERT_EQ(ZK_OK, store->find({{"cn", "b"}, {"o", "acme"}}, Aliases::Keep, &entry));
+    EXPECT_EQ(1u, entry->subordinates);
+    EXPECT_EQ(7, entry->modificationTime);
+}
+
+// What a copy of a directory is read from.
+TEST_F(Ldif, ATextNamesNoFileAndKeepsEveryName) {
+    const auto loaded = [&](const std::string &text) -> std::string {
+        try {
+            LdifText ldif;
+            ldif.text = text;
+            store = ldif_store_load(std::move(ldif), "copy", {});
+            return "";
+        } catch (const DataError &error) {
+            return error.what();
+        }
+    };
+    folder.write("inside.txt", "inside");
+    EXPECT_EQ("", loaded(acme + "dn: cn=a\\1Bb,o=acme\nobjectClass: person\ncn:: YRti\n"));
+    EntryPtr entry;
+    EXPECT_EQ(ZK_OK, store->find({{"cn",
+                                   "a\x1B"
+                                   "b"},
+                                  {"o", "acme"}},
+                                 Aliases::Keep, &entry));
+    const std::string file = folder.path("inside.txt");
+    EXPECT_EQ("copy:5: " + file + " is not below the directory of the LDIF file",
+              loaded(acme + "include: file://" + file));
+    EXPECT_EQ("copy:2: " + file + " is not below the directory of the LDIF file",
+              loaded("dn: o=acme\ndescription:< file:" + file));
+}
+
+TEST_F(Ldif, AnOversizedFileIsRefused) {
+    const size_t limit = 16 * 1024 * 1024;
+    folder.write("text.txt", "");
+    std::filesystem::resize_file(folder.path("text.txt"), limit);
+    EXPECT_EQ("t.ldif:4: description: the value is too long", described("description:< file:text.txt"));
+    std::filesystem::resize_file(folder.path("text.txt"), limit + 1);
+    EXPECT_EQ("t.ldif:4: " + std::filesystem::canonical(folder.path("text.txt")).string() + ": the file is too large",
+              described("description:< file:text.txt"));
+}
+
 TEST_F(Ldif, AnOversizedLineIsRefused) {
+    const std::string longest(24 * 1024 * 1024 - 7, 'x');
+    EXPECT_EQ("t.ldif:2: title: the value is too long", load("dn: o=acme\ntitle: " + longest + "\n"));
+    EXPECT_EQ("t.ldif:2: the line is too long", load("dn: o=acme\ntitle: " + longest + "\n x\n"));
     EXPECT_EQ("t.ldif:2: the line is too long", load("dn: o=acme\nx: " + std::string(25 * 1024 * 1024, 'x') + "\n"));
     EXPECT_EQ("t.ldif:1: the line is too long", load("x: \n " + std::string(25 * 1024 * 1024, 'x') + "\n"));
     EXPECT_EQ("t.ldif:2: title: the value is too long", load("dn: o=acme\ntitle: " + std::string(70000, 'x') + "\n"));

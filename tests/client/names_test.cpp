@@ -44,6 +44,17 @@ TEST(Names, DottedNamesFromTheRoot) {
         {"admin.\\[Root]", "admin.\\[Root]"},
         {"admin\\.[Root]", "admin\\.[Root]"},
         {".[Root]", "[Root]"},
+        {"\\.[Root]", "\\.[Root]"},
+        {"a[Root]", "a[Root]"},
+        {"a\\.[Root]", "a\\.[Root]"},
+        {"Root]", "Root]"},
+        {"jdoe\\ .acme", "jdoe\\ .acme"},
+        {"jdoe\\  .acme", "jdoe\\ .acme"},
+        {"j doe.acme", "j doe.acme"},
+        {"\\ .acme", "\\ .acme"},
+        {"a-Z09z = x", "A-Z09Z=x"},
+        {"  ou = x", "OU=x"},
+        {"\\#x", "#x"},
     };
     for (const Case &c : cases) {
         EXPECT_EQ(c.expected, parsed(c.text)) << c.text;
@@ -57,26 +68,16 @@ TEST(Names, RelativeNamesContinueWithTheNameContext) {
     EXPECT_EQ("jdoe.acme", parsed(".jdoe.acme", sales));
     EXPECT_EQ("admin", parsed("admin.[Root]", sales));
     EXPECT_EQ("jdoe\\..OU=sales.O=acme", parsed("jdoe\\.", sales));
+    EXPECT_EQ("jdoe\\\\.O=acme", parsed("jdoe\\\\.", sales));
+    EXPECT_EQ("jdoe\\\\\\..OU=sales.O=acme", parsed("jdoe\\\\\\.", sales));
+    EXPECT_EQ("jdoe\\..O=acme", parsed("jdoe\\..", sales));
 }
 
 TEST(Names, MalformedDottedNames) {
-    const std::string cases[] = {"",
-                                 ".",
-                                 "..",
-                                 "a..b",
-                                 "..a",
-                                 "a\\",
-                                 "=a",
-                                 "CN=",
-                                 "1=a",
-                                 "a b=c",
-                                 ".jdoe.",
-                                 "jdoe.",
-                                 "[Root].acme.",
-                                 "a.[Root].",
-                                 ". .",
-                                 "a. .b",
-                                 std::string(513, 'a')};
+    const std::string cases[] = {
+        "",     ".",    "..",   "a..b",   "..a",   "a\\",          "=a",        "CN=",  "1=a",   "a b=c",
+        "9a=c", "-a=c", "@a=c", "[a=c",   "`a=c",  "{a=c",         "a@=c",      "a[=c", "a`=c",  "a{=c",
+        "a/=c", "a:=c", "a_=c", ".jdoe.", "jdoe.", "[Root].acme.", "a.[Root].", ". .",  "a. .b", std::string(513, 'a')};
     for (const std::string &text : cases) {
         EXPECT_EQ("malformed", parsed(text)) << text;
     }
@@ -92,6 +93,9 @@ TEST(Names, TheLengthAndTheDepthAreBounded) {
     EXPECT_EQ(deep, parsed(deep));
     EXPECT_EQ("malformed", parsed(deep + ".a"));
     EXPECT_EQ("malformed", parsed(deep, sales)) << "the context counts";
+    const std::string shorter = deep.substr(4);
+    EXPECT_EQ(shorter + ".OU=sales.O=acme", parsed(shorter, sales));
+    EXPECT_EQ("malformed", parsed(shorter + ".a", sales));
 }
 
 TEST(Names, DistinguishedNames) {
@@ -117,6 +121,26 @@ TEST(Names, DistinguishedNames) {
         {"cn=a\\zb", "malformed"},
         {"2.5.4.3=a", "malformed"},
         {"cn=\"a\"", "malformed"},
+        {"cn=a;b", "malformed"},
+        {"cn=a<b", "malformed"},
+        {"cn=a>b", "malformed"},
+        {"cn=a\\4", "malformed"},
+        {"cn=a\\4g", "malformed"},
+        {"cn=a\\g4", "malformed"},
+        {"cn=a\\4/", "malformed"},
+        {"cn=a\\4:", "malformed"},
+        {"cn=a\\4@", "malformed"},
+        {"cn=a\\4`", "malformed"},
+        {"cn=a\\30\\39\\4a\\4F\\6f\\6A\\5a", "CN=a09JOojZ"},
+        {"cn=\\ \\\"\\#\\+\\,\\;\\<\\=\\>\\\\x", "CN=\\ \"#+,;<\\=>\\\\x"},
+        {"cn=a\\ ", "CN=a\\ "},
+        {"cn=a  b  ", "CN=a  b"},
+        {"cn=a\\20  ", "CN=a\\ "},
+        {"cn=a=b", "CN=a\\=b"},
+        {"cn=a#b", "CN=a#b"},
+        {",cn=a", "malformed"},
+        {"cn=a,", "malformed"},
+        {"=a", "malformed"},
     };
     for (const Case &c : cases) {
         EXPECT_EQ(c.expected, from_dn(c.text)) << c.text;
@@ -150,6 +174,32 @@ TEST(Names, ATypeHasOneNameHoweverItIsWritten) {
     }
 }
 
+TEST(Names, ADistinguishedNameHasItsLimits) {
+    EXPECT_EQ("CN=" + std::string(4093, 'a'), from_dn(("cn=" + std::string(4093, 'a')).c_str()));
+    EXPECT_EQ("malformed", from_dn(("cn=" + std::string(4094, 'a')).c_str()));
+    std::string dn = "cn=a", base = "o=b";
+    for (size_t i = 1; i < name_depth_limit; i++) dn += ",cn=a", base += ",o=b";
+    Name base_name;
+    ASSERT_TRUE(name_parse_dn(base, {}, &base_name, nullptr));
+    EXPECT_NE("malformed", from_dn(dn.c_str()));
+    EXPECT_EQ("malformed", from_dn((dn + ",cn=a").c_str()));
+    EXPECT_NE("malformed", from_dn((dn + "," + base).c_str(), base_name));
+    EXPECT_EQ("malformed", from_dn((dn + ",cn=a," + base).c_str(), base_name));
+}
+
+TEST(Names, EveryValueSurvivesBothForms) {
+    for (const char *value :
+         {" a",  "a ",    " ",     "a b",    "#a",     "a#",      "\\",          "a.b",  "a=b", "a,b", "a+b",
+          "a;b", "a<b>c", "\"a\"", "[Root]", "[root]", "x[Root]", "J\xC3\xB6rg", "a\\.", "..",  "  "}) {
+        const Name name = {{"cn", value}, {"o", "acme"}};
+        Name again;
+        EXPECT_TRUE(name_parse_dn(name_to_dn(name, {}), {}, &again, nullptr)) << value;
+        EXPECT_EQ(value, again.at(0).value);
+        EXPECT_TRUE(name_parse_dotted(name_to_dotted(name, true), {}, &again)) << value;
+        EXPECT_EQ(value, again.at(0).value);
+    }
+}
+
 TEST(Names, AZeroByteIsNoPartOfADistinguishedName) {
     Name name;
     for (std::string_view dn :
@@ -166,6 +216,7 @@ TEST(Names, TheBaseIsNotPartOfAName) {
     EXPECT_EQ("outside", from_dn("cn=a,dc=other,dc=example", base));
     EXPECT_EQ("outside", from_dn("dc=example", base));
     EXPECT_EQ("cn=a\\,b,dc=branch,dc=example", name_to_dn({{"cn", "a,b"}}, base));
+    EXPECT_EQ("cn=\\#a#,dc=branch,dc=example", name_to_dn({{"cn", "#a#"}}, base));
 }
 
 TEST(Names, AbbreviationIsTheShortestFormThatNamesTheObject) {
@@ -187,6 +238,26 @@ TEST(Names, AbbreviationIsTheShortestFormThatNamesTheObject) {
     }
 }
 
+TEST(Names, OfTwoEquallyShortFormsTheRelativeOneIsTaken) {
+    Name name;
+    ASSERT_TRUE(name_parse_dotted("x", {}, &name));
+    EXPECT_EQ("x.", name_abbreviate(name, {{"o", "acme"}}, false));
+    EXPECT_EQ("x", name_abbreviate(name, {}, false));
+    EXPECT_EQ("[Root]", name_abbreviate({}, sales, false));
+}
+
+TEST(Names, LettersAreComparedWithoutTheirCase) {
+    EXPECT_TRUE(equal_nocase("AZaz09", "azAZ09"));
+    for (const char *pair : {"@`", "[{", "a@", "ab"}) EXPECT_FALSE(equal_nocase({pair, 1}, {pair + 1, 1})) << pair;
+    EXPECT_FALSE(equal_nocase("a", "ab"));
+    EXPECT_FALSE(equal_nocase("ab", "a"));
+    EXPECT_EQ("az@[`{", name_fold("AZ@[`{"));
+    EXPECT_EQ("\xC3\xB6", name_fold("\xC3\x96"));
+    EXPECT_EQ("\xF0\x90\x90\xA8", name_fold("\xF0\x90\x90\x80")) << "a letter of four bytes";
+    EXPECT_EQ("", name_fold("   "));
+    EXPECT_EQ("a", name_fold("a "));
+}
+
 TEST(Names, ComparisonFoldsLettersAndRunsOfBlanks) {
     EXPECT_EQ("research and development", name_fold("  Research  and Development "));
     EXPECT_EQ("j\xC3\xBCrgen \xC3\xB6z", name_fold("J\xC3\x9CRGEN \xC3\x96Z"));
@@ -195,6 +266,14 @@ TEST(Names, ComparisonFoldsLettersAndRunsOfBlanks) {
     EXPECT_TRUE(name_equal({{"cn", "J Doe"}}, {{"", "j  doe"}}));
     EXPECT_FALSE(name_equal({{"cn", "jdoe"}}, {{"ou", "jdoe"}}));
     EXPECT_FALSE(name_equal({{"cn", "jdoe"}}, {{"cn", "jdoe"}, {"o", "acme"}}));
+}
+
+TEST(Names, TypesAgreeWhereEitherIsLeftOut) {
+    EXPECT_TRUE(name_types_agree({{"cn", "x"}, {"o", "y"}}, {{"", "z"}, {"o", "y"}}));
+    EXPECT_TRUE(name_types_agree({{"", "x"}}, {{"ou", "x"}}));
+    EXPECT_TRUE(name_types_agree({{"", "x"}}, {{"", "x"}}));
+    EXPECT_FALSE(name_types_agree({{"cn", "x"}}, {{"ou", "x"}}));
+    EXPECT_FALSE(name_types_agree({{"cn", "x"}}, {{"cn", "x"}, {"o", "y"}}));
 }
 
 TEST(Names, WithoutATypeOnlyTheUsualOnesAreMeant) {
@@ -216,6 +295,10 @@ TEST_F(NameCalls, CanonicalNamesHaveTheFormOfTheFlags) {
     EXPECT_EQ("OU=sales.O=acme", canonical(context(0x13), "sales.acme")) << "the tree knows the types";
     EXPECT_EQ("CN=new.OU=sales.O=acme", canonical(context(0x13), "new.sales.acme")) << "the object need not exist";
     EXPECT_EQ("CN=x.OU=y.O=z", canonical(context(0x13), "x.y.z"));
+    EXPECT_EQ("CN=x.O=z", canonical(context(0x13), "x.z"));
+    EXPECT_EQ("CN=x", canonical(context(0x13), "x"));
+    EXPECT_EQ("CN=x.UID=y.O=z", canonical(context(0x13), "x.UID=y.z"));
+    EXPECT_EQ("CN=a.CN=b.OU=sales.O=acme", canonical(context(0x13), "a.CN=b.sales.acme"));
 }
 
 TEST_F(NameCalls, AbbreviatedNamesFitTheNameContext) {

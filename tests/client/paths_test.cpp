@@ -39,6 +39,11 @@ TEST_F(Paths, EveryForm) {
         {"\\\\SRV2\\SYS:public", "SRV2|SYS|public"},
         {"OLDSRV/data:x", "OLDSRV|Data|x"},
         {"ANYSRV/whatever:x", "ANYSRV|whatever|x"},
+        {"ANYSRV\\whatever:\\x\\", "ANYSRV|whatever|x\\"},
+        {"\\\\ANYSRV/vol\\\\x", "ANYSRV|vol|x"},
+        {"//ANYSRV/vol", "ANYSRV|vol|"},
+        {"ANYSRV/vol://x", "ANYSRV|vol|x"},
+        {"ANYSRV/vol:/", "ANYSRV|vol|"},
     };
     for (auto &c : cases) {
         EXPECT_EQ(c.expected, parse(c.path)) << c.path;
@@ -51,6 +56,8 @@ TEST_F(Paths, AVolumeAloneIsOnTheDefaultServer) {
     ZKCCSetPrimConn(second);
     EXPECT_EQ("SRV2|SYS|x", parse("SYS:x"));
     EXPECT_EQ(second, connection);
+    EXPECT_EQ(ZK_OK, ZKCCCloseConn(second));
+    EXPECT_EQ("SRV2", text_info(second, ZK_INFO_SERVER_NAME)) << "the path counts as a use";
     EXPECT_EQ("failed", parse("USERS:x"));
     EXPECT_EQ(ZKE_VOLUME_UNKNOWN, lastCode) << "SRV2 has no such volume";
 }
@@ -82,6 +89,15 @@ TEST_F(Paths, RefusedPaths) {
         {"\\\\SRV1\\", ZKE_MALFORMED_NAME},
         {"SRV1/" + std::string(65, 'v') + ":x", ZKE_MALFORMED_NAME},
         {"SRV1/SYS:" + std::string(2000, 'x'), ZKE_MALFORMED_NAME},
+        {"SRV1/SYS:" + std::string(1016, 'x'), ZKE_MALFORMED_NAME},
+        {"SRV1/SYS:" + std::string(1015, 'x'), ZKE_BUFFER_TOO_SMALL},
+        {"//", ZKE_MALFORMED_NAME},
+        {"\\\\", ZKE_MALFORMED_NAME},
+        {"/\\SRV1/SYS", ZKE_MALFORMED_NAME},
+        {"\\/SRV1/SYS:x", ZKE_MALFORMED_NAME},
+        {"/", ZKE_MALFORMED_NAME},
+        {"ANYSRV/a\\SYS:x", ZKE_MALFORMED_NAME},
+        {"//ANYSRV//x", ZKE_MALFORMED_NAME},
         {"SRV1/SYS:" + std::string(256, 'x'), ZKE_BUFFER_TOO_SMALL},
         {"SRV7/SYS:x", ZKE_SERVER_NOT_FOUND},
         {"SRV1/NONE:x", ZKE_VOLUME_UNKNOWN},
@@ -92,6 +108,7 @@ TEST_F(Paths, RefusedPaths) {
         EXPECT_EQ(c.code, lastCode) << c.path;
     }
     EXPECT_EQ("SRV1|SYS|" + std::string(255, 'x'), parse("SRV1/SYS:" + std::string(255, 'x')));
+    EXPECT_EQ("ANYSRV|" + std::string(64, 'v') + "|x", parse("ANYSRV/" + std::string(64, 'v') + ":x"));
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKParsePath(nullptr, nullptr, nullptr, nullptr, nullptr));
 }
 
@@ -129,6 +146,25 @@ class Drives : public ClientTest {
     std::string drive(const char *name, const char *target) { return folder.path("drives/") + name + "=" + target; }
 };
 
+TEST_F(Paths, ATreeWithoutAServerHasNoVolumes) {
+    folder.write("t.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n");
+    configure("[[tree]]\nname = \"T\"\nldif = \"t.ldif\"\n");
+    EXPECT_EQ("failed", parse("SYS:x"));
+    EXPECT_EQ(ZKE_SERVER_NOT_FOUND, lastCode);
+}
+
+TEST_F(Paths, AFailureLeavesNoConnectionOpenAndNothingWritten) {
+    char volume[65] = "?";
+    EXPECT_EQ(ZKE_VOLUME_UNKNOWN, ZKParsePath("SRV2/NONE:x", volume, &connection, volume, volume));
+    EXPECT_STREQ("?", volume);
+    EXPECT_EQ(0u, connection);
+    uint32_t iteration = 0;
+    EXPECT_EQ(ZKE_NO_MORE_ENTRIES, ZKCCScanConnInfo(&iteration, 7, "SRV2", 11, 1, 0, nullptr, &connection));
+    char server[ZK_SERVER_NAME_SIZE] = "?";
+    EXPECT_EQ(ZK_OK, ZKParsePath("srv2/SYS:x", server, nullptr, nullptr, nullptr));
+    EXPECT_STREQ("SRV2", server) << "the server is told also without its connection";
+}
+
 TEST_F(Drives, LinksBelowTheMountPointAreDrives) {
     link("H", "/mnt/net/jdoe/SRV1/USERS/home/jdoe");
     link("G", "/mnt/net/jdoe/SRV1/SYS");
@@ -160,6 +196,21 @@ TEST_F(Drives, WhatPointsElsewhereIsNoDrive) {
     folder.write("drives/file", "x");
     folder.make("drives/folder");
     EXPECT_EQ(std::vector<std::string>{}, drives());
+}
+
+TEST_F(Drives, AMountPointThatClimbsHoldsNone) {
+    place_mount_point = "/mnt/../net";
+    link("H", "/net/jdoe/SRV1/SYS/x");
+    link("I", "/mnt/../net/jdoe/SRV1/SYS/x");
+    link("J", "/mnt/jdoe/SRV1/SYS/x");
+    EXPECT_EQ(std::vector<std::string>{}, drives());
+}
+
+TEST_F(Drives, WithoutTheDirectoryThereAreNone) {
+    for (const char *place : {"/none", "%NOT_SET_IN_TESTS/drives"}) {
+        configure("link_directory = \"" + std::string(place) + "\"\n");
+        EXPECT_EQ(std::vector<std::string>{}, drives()) << place;
+    }
 }
 
 TEST_F(Drives, ADriveTooLongForTheCallerDoesNotHideTheOthers) {
@@ -268,8 +319,33 @@ TEST_F(Drives, AListThatIsNoneIsRefused) {
     ASSERT_EQ(ZK_OK, ZKGetMappedDrives(list.data(), &size));
     cursor = 4;
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKEnumMappedDrives(list.data(), &cursor, nullptr, 64, text, 64, text));
+    cursor = 7;
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKEnumMappedDrives(list.data(), &cursor, nullptr, 64, text, 64, text));
+    cursor = 8;
+    EXPECT_EQ(ZKE_NO_MORE_ENTRIES, ZKEnumMappedDrives(list.data(), &cursor, nullptr, 64, text, 64, text));
+    cursor = 9;
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKEnumMappedDrives(list.data(), &cursor, nullptr, 64, text, 64, text));
     cursor = 4000;
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKEnumMappedDrives(list.data(), &cursor, nullptr, 64, text, 64, text));
+}
+
+// Each list says itself how long it is.
+TEST_F(Drives, AListThatIsCutEndsBeforeTheDriveThatIsCut) {
+    link("H", "/mnt/net/jdoe/SRV1/SYS/x");
+    uint32_t size = 0;
+    ASSERT_EQ(ZK_OK, ZKGetMappedDrives(nullptr, &size));
+    std::vector<char> whole(size);
+    ASSERT_EQ(ZK_OK, ZKGetMappedDrives(whole.data(), &size));
+    for (uint32_t cut = 8; cut <= size; cut++) {
+        std::vector<char> list(whole.begin(), whole.begin() + cut);
+        memcpy(list.data() + 4, &cut, sizeof cut);
+        char local[256], target[256];
+        uint32_t cursor = 0, attribute = 7;
+        EXPECT_EQ(cut == size ? ZK_OK : ZKE_NO_MORE_ENTRIES,
+                  ZKEnumMappedDrives(list.data(), &cursor, &attribute, 256, local, 256, target))
+            << cut;
+        EXPECT_EQ(cut == size ? 1u : 7u, attribute);
+    }
 }
 
 } // namespace

@@ -41,6 +41,8 @@ TEST(PlainText, IsValidUtf8WithoutControlCharacters) {
         {"a\tb", false},
         {"a\nb", false},
         {"\x1B[2J", false},
+        {"\x1F", false},
+        {" ~", true},
         {"\x7F", false},
         {"\xC2\x80", false}, // U+0080
         {"\xC2\x9B", false}, // U+009B, what a terminal takes for ESC [
@@ -51,7 +53,19 @@ TEST(PlainText, IsValidUtf8WithoutControlCharacters) {
         {"\xC3(", false},
         {"\xC0\x9B", false},         // ESC in two bytes
         {"\xE0\x80\x9B", false},     // in three
+        {"\xE0\x9F\xBF", false},     // U+07FF in three
+        {"\xE0\xA0\x80", true},      // U+0800
+        {"\xF0\x8F\xBF\xBF", false}, // U+FFFF in four
+        {"\xF0\x90\x80\x80", true},  // U+10000
+        {"\xF4\x8F\xBF\xBF", true},  // the last character
+        {"\xED\x9F\xBF", true},      // U+D7FF
         {"\xED\xA0\x80", false},     // half of a pair
+        {"\xED\xBF\xBF", false},     // the other half
+        {"\xEE\x80\x80", true},      // U+E000
+        {"\xE2\x82\xAC\xC3(", false},
+        {"\xE2\x82(", false},
+        {"\xE2(\xAC", false},
+        {"\xE2\x82\xC3", false},
         {"\xF4\x90\x80\x80", false}, // beyond the last character
         {"\xF8\x88\x80\x80\x80", false},
     };

@@ -187,6 +187,7 @@ TEST_F(Reading, ValuesThatDoNotFitComeInFurtherReplies) {
     EXPECT_EQ("Member/1/", next_attribute().substr(0, 9));
     ASSERT_EQ(ZK_OK, ZKDSRead(handle, "all.acme", 1, 0, request, &iteration, reply));
     EXPECT_EQ("Member/1/", next_attribute().substr(0, 9)) << "what came before does not come again";
+    EXPECT_EQ("none", next_attribute());
     iteration = 5000;
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSRead(handle, "all.acme", 1, 0, request, &iteration, reply));
     iteration = -2;
@@ -275,7 +276,18 @@ TEST_F(Reading, ABufferThatWasFreedIsStale) {
     ASSERT_EQ(ZK_OK, ZKDSFreeBuf(buffer));
     EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSFreeBuf(buffer));
     EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSInitBuf(0, ZK_OPERATION_READ, buffer));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSInitBuf(0, 7, buffer));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSPutAttrName(0, buffer, "CN"));
     EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSRead(context(), jdoe, 1, 0, buffer, &iteration, reply));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSRead(context(), jdoe, 1, 1, nullptr, &iteration, buffer));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSRead(context(), nullptr, 1, 0, buffer, &iteration, reply));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSReadAttrDef(context(), 1, 1, nullptr, &iteration, buffer));
+    uint32_t number = 0, syntax = 3;
+    char text[64];
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSGetAttrCount(0, buffer, &number));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSGetAttrName(0, buffer, text, &number, &syntax));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSComputeAttrValSize(0, buffer, syntax, &number));
+    EXPECT_EQ(ZKE_BAD_HANDLE, ZKDSGetAttrVal(0, buffer, syntax, text));
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSFreeBuf(nullptr));
 }
 
@@ -285,7 +297,11 @@ TEST_F(Reading, TheRequestIsBoundedToo) {
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSPutAttrName(0, small, "CN")) << "not initialised";
     ASSERT_EQ(ZK_OK, ZKDSInitBuf(0, ZK_OPERATION_READ, small));
     EXPECT_EQ(ZK_OK, ZKDSPutAttrName(0, small, "Title"));
-    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKDSPutAttrName(0, small, "Title"));
+    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKDSPutAttrName(0, small, "name")) << "4 bytes are left, its end needs a fifth";
+    EXPECT_EQ(ZK_OK, ZKDSPutAttrName(0, small, "Nam"));
+    ASSERT_EQ(ZK_OK, ZKDSInitBuf(0, ZK_OPERATION_READ, small));
+    EXPECT_EQ(ZKE_BUFFER_TOO_SMALL, ZKDSPutAttrName(0, small, "0123456789"));
+    EXPECT_EQ(ZK_OK, ZKDSPutAttrName(0, small, "012345678")) << "a new request has all the room";
     EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, ZKDSPutAttrName(0, small, std::string(33, 'x').c_str()));
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSPutAttrName(0, small, nullptr));
     EXPECT_EQ(ZK_OK, ZKDSFreeBuf(small));
@@ -314,6 +330,45 @@ TEST_F(Reading, ObjectInformation) {
     EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ZKDSReadObjectInfo(handle, "nobody", name, &info));
 }
 
+TEST_F(Reading, AnAttributesNameMayHave32Bytes) {
+    ASSERT_EQ(ZK_OK, ZKDSInitBuf(0, ZK_OPERATION_READ, request));
+    EXPECT_EQ(ZK_OK, ZKDSPutAttrName(0, request, std::string(32, 'x').c_str()));
+    EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, ZKDSPutAttrName(0, request, std::string(33, 'x').c_str()));
+}
+
+TEST_F(Reading, AReplyThatBecomesARequestIsEmptied) {
+    ASSERT_EQ(ZK_OK, ask(context(), jdoe, {"CN"}));
+    ASSERT_EQ(ZK_OK, ZKDSInitBuf(0, ZK_OPERATION_READ, reply));
+    uint32_t count = 9;
+    EXPECT_EQ(ZK_OK, ZKDSGetAttrCount(0, reply, &count));
+    EXPECT_EQ(0u, count);
+}
+
+TEST_F(Reading, AnObjectTellsWhetherItIsAnAliasOrAContainer) {
+    const struct {
+        const char *object;
+        uint32_t flags;
+    } cases[] = {{"jdoe.sales.acme", 0}, {"sales.acme", 4}, {"acme", 4},  {"john.acme", 1},
+                 {"trade.acme", 1},      {"SRV1.acme", 0},  {"[Root]", 4}};
+    const uint32_t handle = context(DCV_CANONICALIZE_NAMES);
+    for (const auto &one : cases) {
+        char name[ZK_MAX_NAME + 1];
+        ZKDSObjectInfo info = {};
+        ASSERT_EQ(ZK_OK, ZKDSReadObjectInfo(handle, one.object, name, &info)) << one.object;
+        EXPECT_EQ(one.flags, info.flags) << one.object;
+    }
+}
+
+TEST_F(Reading, AGroupThatTheEntryListsItselfComesOnce) {
+    folder.write("acme.ldif",
+                 "dn: o=acme\nobjectClass: organization\no: acme\n\n"
+                 "dn: cn=j,o=acme\nobjectClass: person\ncn: j\nmemberOf: cn=both,o=acme\nmemberOf: cn=listed,o=acme\n\n"
+                 "dn: cn=both,o=acme\nobjectClass: groupOfNames\ncn: both\nmember: cn=j,o=acme\n\n"
+                 "dn: cn=other,o=acme\nobjectClass: groupOfNames\ncn: other\nmember: cn=j,o=acme\n");
+    configure("[[tree]]\nname = \"ACME\"\nldif = \"acme.ldif\"\n");
+    EXPECT_EQ((Texts{"both.acme", "listed.acme", "other.acme"}), read(context(), "j.acme", "Group Membership"));
+}
+
 TEST_F(Reading, SubordinatesAreCounted) {
     configure_group(1);
     char name[ZK_MAX_NAME + 1];
@@ -337,6 +392,28 @@ TEST_F(Reading, Streams) {
     EXPECT_EQ(ZKE_NO_SUCH_ATTRIBUTE, lastCode);
     EXPECT_EQ("", stream(handle, "acme", "O"));
     EXPECT_EQ(ZKE_BAD_PARAMETER, lastCode) << "no stream";
+}
+
+TEST_F(Reading, AStreamTellsWhichConnectionServedIt) {
+    uint32_t handle = context(), connection = 0;
+    EXPECT_NE("", stream(handle, "acme", "Login Script"));
+    ASSERT_EQ(ZK_OK, ZKDSGetContext(handle, DCK_LAST_CONNECTION, &connection));
+    EXPECT_EQ("SRV1", text_info(connection, ZK_INFO_SERVER_NAME));
+}
+
+TEST_F(Reading, StreamsAreReadBesideEachOther) {
+    uint32_t first = 0, second = 0, got = 0;
+    char data[6] = "";
+    ASSERT_EQ(ZK_OK, ZKDSOpenStream(context(), jdoe, "Login Script", 0, &first));
+    ASSERT_EQ(ZK_OK, ZKDSOpenStream(context(), "staff.acme", "Login Script", 0, &second));
+    EXPECT_NE(first, second);
+    EXPECT_EQ(ZK_OK, ZKReadFile(first, 5, &got, data));
+    EXPECT_EQ(ZK_OK, ZKReadFile(second, 5, &got, data));
+    EXPECT_STREQ("WRITE", data);
+    EXPECT_EQ(ZK_OK, ZKCloseFile(first));
+    EXPECT_EQ(ZK_OK, ZKReadFile(second, 5, &got, data));
+    EXPECT_STREQ(" \"pro", data);
+    EXPECT_EQ(ZK_OK, ZKCloseFile(second));
 }
 
 TEST_F(Reading, AStreamThatIsExactlyReadEndsWithNothing) {

@@ -17,7 +17,7 @@ namespace {
 using namespace std::string_literals;
 using namespace std::string_view_literals;
 
-constexpr size_t shared_size = 4 * sizeof(int); // connections, binds, searches, extended requests
+constexpr size_t shared_size = 5 * sizeof(int); // connections, binds, searches, extended requests, the last client
 
 sockaddr_in loopback(int port) {
     sockaddr_in address = {};
@@ -149,6 +149,8 @@ void serve(int client, Hostility hostility, int behind, int port) {
         case Hostility::ClaimsTwoGiga:
             say(client, "\x30\x84\x7F\xFF\xFF\xFF\x02\x01\x01\x64"sv);
             stay_silent();
+        case Hostility::ClosesAtOnce:
+            break;
         case Hostility::WrongInside:
             say(client, "\x30\x05\x02\x01\x01\x99\x99"sv);
             stay_silent();
@@ -210,6 +212,7 @@ void HostileServer::start(const std::function<void(int client)> &serveClient) {
             int client = accept(listener, nullptr, nullptr);
             *taken = *taken + 1;
             if (fork() == 0) {
+                taken[4] = getpid();
                 prctl(PR_SET_PDEATHSIG, SIGKILL);
                 close(listener);
                 serveClient(client);
@@ -219,6 +222,10 @@ void HostileServer::start(const std::function<void(int client)> &serveClient) {
         }
     }
     close(listener);
+}
+
+void HostileServer::closeConnection() {
+    ::kill(taken[4], SIGKILL);
 }
 
 HostileServer::~HostileServer() {

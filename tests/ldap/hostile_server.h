@@ -14,6 +14,7 @@ enum class Hostility {
     Garbage,         // answers in another protocol
     ClaimsTwoGiga,   // begins an answer of 2 GB
     ClosesMidAnswer, // begins an answer and closes
+    ClosesAtOnce,    // closes instead of an answer
     WrongInside,     // a message of the right length with nonsense in it
     RefersOn,        // answers every search with a referral to a further place of its own
     DiesAtBind,      // passes everything on to `behind`, and dies when somebody logs in
@@ -49,8 +50,11 @@ class HostileServer {
 
     // How many connections it has taken.
     int connections() const { return *taken; }
+    // Closes the last connection, and takes further ones.
+    void closeConnection();
     // How many logins it has answered by its script.
     int logins() const { return taken[1]; }
+    int searches() const { return taken[2]; }
 
   private:
     void start(const std::function<void(int client)> &serveClient);

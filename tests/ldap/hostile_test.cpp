@@ -42,6 +42,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{Hostility::ClaimsTwoGiga, "ldap", ZKE_ANSWER_TOO_LARGE, "is too large"},
                       Case{Hostility::ClosesMidAnswer, "ldap", ZKE_SERVER_CLOSED,
                            "closed the connection in the middle of its answer"},
+                      Case{Hostility::ClosesAtOnce, "ldap", ZKE_SERVER_CLOSED,
+                           "closed the connection instead of answering a request"},
                       Case{Hostility::Silent, "ldaps", ZKE_SERVER_SILENT,
                            "timed out waiting for the answer to the TLS handshake"},
                       Case{Hostility::Garbage, "ldaps", ZKE_ANSWER_MALFORMED, "TLS handshake failed"}));

@@ -94,6 +94,31 @@ TEST_F(LdapCopyTest, MakesUpWhatIsMissingAboveAndTakesWhatIsThere) {
     EXPECT_EQ(value({{"o", "other"}}, "description"), "no entry");
 }
 
+// Another version of the client finds it again.
+TEST_F(LdapCopyTest, HasANameThatItsTreeAndItsUseMake) {
+    write({person(jdoe, "x")});
+    ASSERT_EQ(files().size(), 1u);
+    EXPECT_EQ(files()[0].filename().string(), "094c18becdfb1d34.ldif");
+    const std::string text = file_text(files()[0]);
+    EXPECT_EQ(text.substr(0, 18), "# zkclient copy 1 ");
+    EXPECT_EQ(text.substr(text.find('\n') - 17, 18), " 0f0e8a88b611ecaf\n");
+    tree.ldap.attributes = {{"displayName", "gecos"}, {"title", "rank"}};
+    write({person(jdoe, "x")});
+    EXPECT_TRUE(fs::exists(cache.path("deep/cache/brasca-zk/198e6f3407c0ac88.ldif")));
+}
+
+TEST_F(LdapCopyTest, WritesTheValueInANameThatTheEntryLacks) {
+    auto entry = std::make_shared<Entry>();
+    entry->name = {{"cn", "J Doe"}, {"o", "acme"}};
+    entry->values = {{schema_find_ldap("objectClass"), "person"}, {schema_find_ldap("sn"), "J Doe"}};
+    write({entry});
+    EXPECT_EQ(value(entry->name, "cn"), "J Doe");
+    auto spelled = std::make_shared<Entry>(*entry);
+    spelled->values.push_back({schema_find_ldap("cn"), "j doe"});
+    write({spelled});
+    EXPECT_EQ(value(entry->name, "cn"), "j doe") << "it has it in another spelling";
+}
+
 TEST_F(LdapCopyTest, IsTheUsersAlone) {
     write({person(jdoe, "x")});
     ASSERT_EQ(files().size(), 1u) << "nothing temporary is left";

@@ -80,6 +80,13 @@ TEST(LdapUri, HasItsUsualPorts) {
     EXPECT_EQ(ldap_uri_parse("ldaps://a.example:10636").port, "10636");
     EXPECT_TRUE(ldap_uri_parse("ldaps://a.example").tls);
     EXPECT_EQ(ldap_uri_parse("ldapi://%2Frun%2Fx").host, "/run/x");
+    EXPECT_TRUE(ldap_uri_parse("ldapi://%2Frun%2Fx").local);
+    EXPECT_FALSE(ldap_uri_parse("ldapi://%2Frun%2Fx").tls);
+    EXPECT_FALSE(ldap_uri_parse("ldaps://a.example").local);
+    EXPECT_FALSE(ldap_uri_parse("ldap://a.example").tls);
+    EXPECT_EQ(ldap_uri_parse("ldap://a.example:10389").text, "ldap://a.example:10389");
+    EXPECT_EQ(ldap_uri_parse("ldap://").host, "localhost");
+    EXPECT_EQ(ldap_uri_parse("ldapi://").host, "/var/run/slapd/ldapi");
     EXPECT_THROW(ldap_uri_parse("http://a"), DataError);
 }
 
@@ -149,6 +156,52 @@ TEST(LdapEntries, OneAttributeOfTheTreeMayBeSeveral) {
     EntryPtr entry = LdapEntries(config, {}).make({"cn=x,o=acme", {{"cn", {"x"}}, {"description", {"WRITE"}}}});
     for (const char *name : {"cn", "displayName"}) EXPECT_EQ(*entry->first(name), "x") << name;
     for (const char *name : {"description", "qrtLoginScript"}) EXPECT_EQ(*entry->first(name), "WRITE") << name;
+}
+
+TEST(LdapEntries, AValueMayHaveTheLengthOfItsAttribute) {
+    LdapEntries entries(ConfigLdap(), {});
+    for (const auto &[value, taken] : std::vector<std::pair<std::string, bool>>{
+             {std::string(64, 'v'), true}, {std::string(65, 'v'), false}, {"", false}}) {
+        EntryPtr entry = entries.make({"cn=x", {{"qrtHostResourceName", {value}}}});
+        EXPECT_EQ(entry->first("qrtHostResourceName") != nullptr, taken) << value.size();
+    }
+    EXPECT_NE(entries.make({"cn=x", {{"qrtLoginScript", {""}}}})->first("qrtLoginScript"), nullptr)
+        << "an empty script is a script";
+    EXPECT_NE(entries.make({"cn=" + std::string(509, 'x'), {}}), nullptr);
+    EXPECT_EQ(entries.make({"cn=" + std::string(510, 'x'), {}}), nullptr);
+}
+
+TEST(LdapEntries, CountsWhatIsBelowAsFarAsTheServerSays) {
+    LdapEntries entries(ConfigLdap(), {});
+    const auto below = [&](const std::vector<std::pair<std::string, std::vector<std::string>>> &attributes) {
+        return entries.make({"cn=x", attributes})->subordinates;
+    };
+    EXPECT_EQ(below({}), 0u);
+    EXPECT_EQ(below({{"hasSubordinates", {"TRUE"}}}), 1u);
+    EXPECT_EQ(below({{"hasSubordinates", {"FALSE"}}}), 0u);
+    EXPECT_EQ(below({{"NUMSUBORDINATES", {"7"}}, {"HASSUBORDINATES", {"TRUE"}}}), 7u);
+    EXPECT_EQ(below({{"numSubordinates", {}}, {"hasSubordinates", {}}}), 0u);
+}
+
+TEST(LdapEntries, TakesTheTimeOfTheLastChange) {
+    LdapEntries entries(ConfigLdap(), {});
+    EXPECT_EQ(entries.make({"cn=x", {{"modifyTimestamp", {"19700101000007Z"}}}})->modificationTime, 7);
+    EXPECT_EQ(entries.make({"cn=x", {}})->modificationTime, 0);
+}
+
+TEST(LdapEntries, LeavesOutNamesWithControlCharactersUnlessTheTreeTakesThem) {
+    EXPECT_EQ(LdapEntries(ConfigLdap(), {}).make({"cn=a\\1Bb", {}}), nullptr);
+    EXPECT_NE(LdapEntries(ConfigLdap(), {}, true).make({"cn=a\\1Bb", {}}), nullptr);
+}
+
+TEST(LdapEntries, AsksForMembersOnlyWhereTheyAreWanted) {
+    LdapEntries entries(ConfigLdap(), {});
+    const std::vector<std::string> with = entries.attributes(true), without = entries.attributes(false);
+    EXPECT_EQ(with.size(), schema_attributes().size()) << "two are never asked for, and two count what is below";
+    EXPECT_EQ(without.size(), with.size() - 1);
+    EXPECT_EQ(std::count(without.begin(), without.end(), "member"), 0);
+    for (const char *name : {"numSubordinates", "hasSubordinates", "memberOf", "modifyTimestamp"})
+        EXPECT_EQ(std::count(without.begin(), without.end(), name), 1) << name;
 }
 
 TEST(LdapEntries, LeavesOutAServerWithoutAName) {

@@ -106,7 +106,8 @@ TEST_F(LocalPeer, TheOwnerIsTheOneOfTheConfiguration) {
     ForeignSocket socket(stranger);
     EXPECT_TRUE(is_taken(socket, "65534"));
     EXPECT_TRUE(is_taken(socket, "nobody"));
-    for (const char *owner : {"", "openldap", "nobody ", "655", "0", "no-such-user"})
+    EXPECT_TRUE(is_taken(socket, "000065534"));
+    for (const char *owner : {"0000065534", "6553/", "6553:", "", "openldap", "nobody ", "655", "0", "no-such-user"})
         EXPECT_FALSE(is_taken(socket, owner)) << owner;
 }
 

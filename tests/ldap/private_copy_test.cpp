@@ -168,10 +168,10 @@ TEST_F(PrivateCopy, ThatIsAPipeDoesNotHoldTheProgram) {
 TEST(CopyAge, CountsInDaysAndEndsInTheFutureToo) {
     const time_t now = time(nullptr);
     EXPECT_TRUE(ldap_copy_is_recent(now, 30));
-    EXPECT_TRUE(ldap_copy_is_recent(now - 30 * 86400 + 60, 30));
-    EXPECT_FALSE(ldap_copy_is_recent(now - 30 * 86400 - 60, 30));
+    EXPECT_TRUE(ldap_copy_is_recent(now - 30 * 86400 + 20, 30));
+    EXPECT_FALSE(ldap_copy_is_recent(now - 30 * 86400 - 1, 30));
     EXPECT_TRUE(ldap_copy_is_recent(now - 3600, 0.5));
     EXPECT_FALSE(ldap_copy_is_recent(now - 46800, 0.5));
-    EXPECT_TRUE(ldap_copy_is_recent(now + 3600, 30));
-    EXPECT_FALSE(ldap_copy_is_recent(now + 90000, 30));
+    EXPECT_TRUE(ldap_copy_is_recent(now + 86400, 30));
+    EXPECT_FALSE(ldap_copy_is_recent(now + 86400 + 20, 30));
 }

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/client/ldap_referrals.h"
+#include "platform/client/ldap_servers.h"
 #include "tests/ldap/certificates.h"
 #include "tests/ldap/hostile_server.h"
 #include "tests/ldap/ldap_site.h"
@@ -209,6 +210,45 @@ TEST_F(LdapReferral, TheNextOfItsServersIsUsed) {
     EXPECT_EQ(read(here, "kim.branch.acme", "Full Name"), std::vector<std::string>{"Kim Park"}) << lastError();
 }
 
+// Whose user is known already when it goes.
+TEST_F(LdapReferral, AServerThatIsGoneAtALoginIsLeftAloneForAWhile) {
+    Slapd::Setup setup = branch();
+    auto other = std::make_unique<Slapd>(setup);
+    Slapd server(referring(other->uri()));
+    onServers({server.uri()}, following(other->uri()) + "retry_after = 3600\n");
+    here = context();
+    EXPECT_EQ(base_class(here, "kim.branch.acme"), "User");
+    EXPECT_EQ(loginHere("kim.branch.acme", "daisy"), ZKE_TLS_REQUIRED) << "the password would cross in the clear";
+    setup.port = other->port();
+    other.reset();
+    EXPECT_EQ(loginHere("kim.branch.acme", "daisy"), ZKE_DIRECTORY_UNREACHABLE);
+    other = std::make_unique<Slapd>(setup);
+    EXPECT_EQ(loginHere("kim.branch.acme", "daisy"), ZKE_DIRECTORY_UNREACHABLE);
+    EXPECT_THAT(lastError(), ::testing::EndsWith("cannot connect: Connection refused"));
+}
+
+TEST_F(LdapReferral, OnlyAServerThatCouldBeAnothersIsDistrusted) {
+    const LdapSearch everything = {"o=acme", LDAP_SCOPE_SUBTREE, "(cn=kim)", {"cn"}};
+    const Certificates others;
+    Slapd secured(securedBranch());
+    ConfigLdap config;
+    config.referrals = true;
+    config.caFile = others.path("ca.pem");
+    for (const bool isSecured : {false, true}) {
+        Slapd server(referring(isSecured ? secured.uri("ldaps") : "ldap://127.0.0.1:" + std::to_string(free_port())));
+        config.uris = {server.uri()};
+        config.retryAfter = 3600;
+        LdapServers servers(config);
+        EXPECT_EQ(servers.search(everything).missingCode,
+                  isSecured ? ZKE_CERTIFICATE_REFUSED : ZKE_DIRECTORY_UNREACHABLE);
+        EXPECT_EQ(servers.haveDistrusted(), isSecured);
+        config.retryAfter = 1e-9;
+        LdapServers forgetting(config);
+        EXPECT_NE(forgetting.search(everything).missing, "");
+        EXPECT_FALSE(forgetting.haveDistrusted()) << "it is asked again";
+    }
+}
+
 TEST(LdapPlace, TakesWhatTheUriLeavesOutFromTheSearch) {
     LdapPlace place;
     ASSERT_TRUE(ldap_place_parse("ldap://b.example", from_sales(LDAP_SCOPE_SUBTREE), false, &place));
@@ -218,6 +258,21 @@ TEST(LdapPlace, TakesWhatTheUriLeavesOutFromTheSearch) {
     EXPECT_EQ(place.search.filter, "(cn=x)");
     ASSERT_TRUE(ldap_place_parse("ldap://b.example/", from_sales(LDAP_SCOPE_ONELEVEL), true, &place));
     EXPECT_EQ(place.search.scope, LDAP_SCOPE_BASE) << "what is referred to is on the level itself";
+    ASSERT_TRUE(ldap_place_parse("LDAPS://b.example/", from_sales(LDAP_SCOPE_ONELEVEL), false, &place));
+    EXPECT_EQ(place.server, "ldaps://b.example:636");
+    EXPECT_EQ(place.search.scope, LDAP_SCOPE_ONELEVEL);
+    ASSERT_TRUE(ldap_place_parse("ldap://b.example:1/??base", from_sales(LDAP_SCOPE_SUBTREE), true, &place));
+    EXPECT_EQ(place.server, "ldap://b.example:1");
+    EXPECT_EQ(place.search.base, "ou=sales,o=acme");
+    EXPECT_EQ(place.search.scope, LDAP_SCOPE_BASE);
+    EXPECT_EQ(place.search.filter, "(cn=x)");
+    ASSERT_TRUE(ldap_place_parse("ldap://b.example/o=b??\?(sn=y)", from_sales(LDAP_SCOPE_SUBTREE), true, &place));
+    EXPECT_EQ(place.search.base, "o=b");
+    EXPECT_EQ(place.search.scope, LDAP_SCOPE_SUBTREE);
+    EXPECT_EQ(place.search.filter, "(sn=y)");
+    ASSERT_TRUE(ldap_place_parse("ldap://b.example/o=b?cn??", from_sales(LDAP_SCOPE_SUBTREE), true, &place));
+    EXPECT_EQ(place.search.scope, LDAP_SCOPE_SUBTREE);
+    EXPECT_EQ(place.search.filter, "(cn=x)");
 }
 
 TEST(LdapPlace, TakesWhatTheUriSays) {

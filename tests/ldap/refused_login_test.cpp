@@ -107,6 +107,13 @@ TEST_F(LdapRefusal, AScriptSendsTheLoginsPasswordToNoOtherTree) {
     EXPECT_EQ(attacker.logins(), 1) << "the tree that the site has chosen";
 }
 
+TEST_F(LdapRefusal, AServerThatSaysNothingReadableOfTheUserIsNotBelieved) {
+    HostileServer server(Scripted{{{Scripted::bound()}}, {janesEntry()}, {{"\x78\x03\x0A\x01\x02"}}});
+    onScript(server);
+    EXPECT_EQ(loginHere("jdoe.sales", "anything"), ZKE_ANSWER_MALFORMED) << lastError();
+    EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
+}
+
 TEST_F(LdapRefusal, AServerThatCannotSayWhoTheUserIsIsBelieved) {
     HostileServer server(Scripted{{{Scripted::bound()}}, {janesEntry()}, {{Scripted::unknown()}}});
     onScript(server);

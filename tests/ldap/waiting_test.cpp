@@ -89,6 +89,7 @@ TEST_F(LdapWaitNotice, NamesAServerThatDoesNotTakeTheConnection) {
     FullPort server;
     onServers({server.uri()}, "time_limit = 0.4\n");
     EXPECT_EQ(loginHere(), ZKE_DIRECTORY_UNREACHABLE);
+    EXPECT_EQ(lastError(), server.uri() + ": cannot connect: Connection timed out");
     EXPECT_THAT(notices, ElementsAre(server.uri(), over));
 }
 

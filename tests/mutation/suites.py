@@ -25,12 +25,13 @@ EXCEPTIONS = {
     "platform/client/connections.cpp": ["client", "golden", "tools", "ldap"],
     "platform/client/entry_find.cpp": ["client", "golden", "ldap"],
     "platform/client/identity.cpp": ["client", "golden", "tools", "memory", "ldap"],
-    "platform/client/ldap_connection.cpp": ["client", "ldap", "memory"],
-    "platform/client/ldap_copy.cpp": ["client", "ldap", "memory"],
-    "platform/client/ldap_stream.cpp": ["client", "ldap", "memory"],
+    "platform/client/ldap_connection.cpp": ["ldap", "memory"],
+    "platform/client/ldap_copy.cpp": ["ldap", "memory"],
+    "platform/client/ldap_stream.cpp": ["ldap", "memory"],
     "platform/client/login_check.cpp": ["client", "tools", "ldap"],
     "platform/client/offline_login.cpp": ["client", "memory", "ldap"],
     "platform/client/password.cpp": ["client", "memory"],
+    "platform/client/private_folder.cpp": ["client", "ldap"],
     "platform/client/server_login.cpp": ["client", "tools", "ldap"],
     "tools/qrtlogin/login.cpp": ["tools", "allocations", "memory", "ldap"],
 }
@@ -41,14 +42,14 @@ SANITIZED = {"unit", "client"}
 # Under them the tests beside the file are all that is run, unless any script may be what shows the mistake.
 WHOLE_UNDER_SANITIZERS = {"script/grammar.y"}
 # Those whose tests each need a process of their own; of the others one process is quicker.
-APART = {"client", "ldap", "memory"}
+APART = {"client", "golden", "ldap", "memory"}
 # What has to come first in its process.
-FIRST = {"unit": "StateGlobals.*"}
+FIRST = {"unit": "StateGlobals.*", "tools": "RunTest.*"}
 LDAP = re.compile(r"platform/client/ldap_\w+\.cpp")
 
 
 def suites_of(file):
-    usual = ["client", "ldap"] if LDAP.fullmatch(file) else FOLDERS[str(Path(file).parent)]
+    usual = ["ldap"] if LDAP.fullmatch(file) else FOLDERS[str(Path(file).parent)]
     return EXCEPTIONS.get(file, usual)
 
 
@@ -61,9 +62,11 @@ def files():
 
 
 def kin(file, suite):
-    """The filter for the tests beside the file's own name; empty when there are none."""
+    """The filter for the tests named after the file or after its folder; empty when there are none."""
+    own = Path(file)
+    tests = ROOT / "tests" / suite
     found = []
-    for path in sorted((ROOT / "tests" / suite).glob(f"{Path(file).stem}*_test.cpp")):
+    for path in [*sorted(tests.glob(f"{own.stem}*_test.cpp")), *tests.glob(f"{own.parent.name}_test.cpp")]:
         found += re.findall(r"^TEST(?:_F|_P)?\((\w+),", path.read_text(), re.MULTILINE)
     return ":".join(f"*{name}.*" for name in dict.fromkeys(found))
 

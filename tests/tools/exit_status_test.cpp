@@ -47,9 +47,11 @@ const Row rows[] = {
     {66, "", "$q $u --profile-script @/none", "cannot read the script @/none: No such file or directory"},
     {66, "", "$q $u --login-script @", "cannot read the script @: Is a directory"},
     {66, "", "$q $u --login-script @/fifo", "cannot read the script @/fifo: not a regular file"},
+    {66, "", "$q $u --login-script @/socket", "cannot read the script @/socket: not a regular file"},
     {66, "", "$q --user jdoe.sales.acme --login-script @/none", "cannot read the script"},
     {71, "", "ulimit -n 5; exec $q $u", "Too many open files"},
     {74, "", "$q $u >/dev/full", "cannot write the output: No space left on device"},
+    {74, "", "ulimit -f 1; $q $u --login-script @/long >@/limited", "cannot write the output: File too large"},
     {74, "FOO BAR\n", "$q $u >/dev/full", "cannot write the output: No space left on device"},
     {74, "SET A=\"1\"\n", "$q $u --print-environment >/dev/full", "cannot write the environment: No space left"},
     {74, "", "$q --help >/dev/full", "cannot write the output: No space left on device"},
@@ -71,11 +73,14 @@ class ExitStatus : public Site {
         site.write("wrong", "wrong\n");
         site.write("mistake", "FOO BAR\n");
         site.write("mapping", "MAP H:=NOSRV/SYS:\n");
+        for (int i = 0; i < 200; i++) long_ += "WRITE \"one line of many\"\n";
+        site.write("long", long_);
         site.write("broken.toml", "default_tree\n");
         site.write("interrupt", "#!/bin/sh\nkill -INT $PPID\n");
         site.write("shell", "#!/bin/sh\nexit 42\n");
         for (const char *name : {"interrupt", "shell"}) chmod(site.path(name).c_str(), 0700);
         mkfifo(site.path("fifo").c_str(), 0600);
+        mknod(site.path("socket").c_str(), S_IFSOCK | 0600, 0);
         tree_ = file_text(site.path("acme.ldif"));
     }
     std::string placed(const char *text) const {
@@ -87,7 +92,7 @@ class ExitStatus : public Site {
         const std::string words = "q='" QRTLOGIN_PATH "' u='--user jdoe.sales.acme --password-fd 3'\n";
         return process_run({"/bin/sh", "-c", words + placed(row.line)}, environment, "secret\n");
     }
-    std::string tree_;
+    std::string tree_, long_;
 };
 
 } // namespace

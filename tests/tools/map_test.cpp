@@ -48,11 +48,23 @@ TEST_F(MapTest, EveryWayToNameATargetLeadsToItsFolder) {
         {{"*1:=SRV1/SYS:"}, "F", "SRV1/SYS"},
         {{"*2:=srv1/sys:"}, "G", "SRV1/SYS"},
         {{"U:=SRV1/SYS:a//b/./c/../d/"}, "U", "SRV1/SYS/a/b/d"},
+        {{"  V:=  SRV1/SYS:x \t "}, "V", "SRV1/SYS/x"},
+        {{"W:=//SRV2/DATA"}, "W", "SRV2/DATA"},
+        {{"X:=.TOOLS.acme:bin"}, "X", "SRV2/DATA/bin"},
+        {{"A:=SRV1/SYS:"}, "A", "SRV1/SYS"},
+        {{"a:=SRV2/DATA:"}, "A", "SRV2/DATA"},
+        {{"Z:=SRV1/SYS:"}, "Z", "SRV1/SYS"},
+        {{"z:=SRV2/DATA:"}, "Z", "SRV2/DATA"},
+        {{"*10:=SRV2/DATA:ten"}, "O", "SRV2/DATA/ten"},
+        {{"*21:=SRV2/DATA:last"}, "Z", "SRV2/DATA/last"},
+        {{"NEXT", "ROOT", "SRV1/SYS:next"}, "B", nullptr},
+        {{"NEXT", "ROOT", "SRV1/SYS:next"}, "S", "SRV1/SYS/next"},
     };
+    addToTree("dn: cn=TOOLS,o=acme\nobjectClass: alias\ncn: TOOLS\naliasedObjectName: cn=SRV2_DATA,o=acme\n");
     for (const auto &row : rows) {
         Outcome outcome = map(row.words);
         EXPECT_EQ(outcome.status, 0) << outcome.err;
-        EXPECT_EQ(link(row.link), below(row.folder)) << row.words[0];
+        EXPECT_EQ(link(row.link), row.folder != nullptr ? below(row.folder) : "") << row.words[0];
     }
 }
 
@@ -61,17 +73,68 @@ TEST_F(MapTest, ObjectsAreFoundFromTheContextOfTheLogin) {
     EXPECT_EQ(map({"G:=APPS:bin"}).out, "Drive G: = SRV2/DATA:apps/bin\n");
 }
 
+// A complete name stays one, also where the container's own name would continue it.
+TEST_F(MapTest, ANameWithALeadingPeriodIsNotLookedUpInTheContextOfTheLogin) {
+    addToTree(
+        "dn: ou=acme,ou=sales,o=acme\nobjectClass: organizationalUnit\nou: acme\n\n"
+        "dn: cn=SRV1_SYS,ou=acme,ou=sales,o=acme\nobjectClass: qrtVolume\ncn: SRV1_SYS\n"
+        "qrtHostServer: cn=SRV2,o=acme\nqrtHostResourceName: DATA\n");
+    environment["QRT_CONTEXT"] = "sales.acme";
+    EXPECT_EQ(map({"G:=.SRV1_SYS.acme:x"}).out, "Drive G: = SRV1/SYS:x\n");
+    EXPECT_EQ(map({"G:=SRV1_SYS.acme:x"}).out, "Drive G: = SRV2/DATA:x\n");
+}
+
 TEST_F(MapTest, TheTreeOfTheLoginIsUsed) {
     environment["QRT_TREE"] = "NOTREE";
-    Outcome outcome = map({"G:=.APPS.sales.acme:bin"});
+    expect_refused(map({"G:=.APPS.sales.acme:bin"}), "cannot map drive G: to \".APPS.sales.acme:bin\": no such tree");
+    site.write("client.toml", file_text(site.path("client.toml")) +
+                                  "[[tree]]\nname = \"OTHER\"\nldif = \"other.ldif\"\ndefault_server = \"SRV9\"\n");
+    site.write("other.ldif",
+               "dn: o=other\nobjectClass: organization\no: other\n\n"
+               "dn: cn=SRV9,o=other\nobjectClass: qrtServer\ncn: SRV9\n\n"
+               "dn: cn=SRV9_SYS,o=other\nobjectClass: qrtVolume\ncn: SRV9_SYS\n"
+               "qrtHostServer: cn=SRV9,o=other\nqrtHostResourceName: SYS\n");
+    environment["QRT_TREE"] = "OTHER";
+    EXPECT_EQ(map({"G:=.SRV9_SYS.other:bin"}).out, "Drive G: = SRV9/SYS:bin\n");
+    EXPECT_EQ(map({"H:=SYS:public"}).out, "Drive H: = SRV9/SYS:public\n") << "on the tree's default server";
+    environment["QRT_TREE"] = "";
+    EXPECT_EQ(map({"G:=.APPS.sales.acme:bin"}).out, "Drive G: = SRV2/DATA:apps/bin\n");
+}
+
+TEST_F(MapTest, ServersOutsideEveryTreeNeedNone) {
+    std::string servers;
+    std::string items;
+    std::string said;
+    // More of them than the client keeps connections for at a time.
+    for (int number = 1; number <= 260; ++number) {
+        const std::string name = "HOST" + std::to_string(number);
+        servers += "[[server]]\nname = \"" + name + "\"\n";
+        items += "H:=" + name + "/SYS:,";
+        said += "Drive H: = " + name + "/SYS:\n";
+    }
+    site.write("client.toml", servers);
+    items.pop_back();
+    Outcome outcome = map({items});
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out, said);
+}
+
+// The longest target that is looked at: the directory's own names are no longer.
+TEST_F(MapTest, AnOverlongTargetIsRefused) {
+    const std::string longest(512, 'x');
+    const std::string head = "cannot map drive H: to \"";
+    const Outcome outcome = map({"H:=" + longest});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(link("G"), "");
+    EXPECT_EQ(outcome.err.find("the name is too long"), std::string::npos) << outcome.err;
+    expect_refused(map({"H:=" + longest + "x"}), head + longest + "x\": the name is too long");
 }
 
 TEST_F(MapTest, ADriveCanLeadBelowAnotherDrive) {
     map({"H:=SRV1/USERS:home"});
     EXPECT_EQ(map({"J:=H:jdoe"}).out, "Drive J: = SRV1/USERS:home/jdoe\n");
     EXPECT_EQ(map({"S1:=H:"}).out, "Drive S1: = SRV1/USERS:home\n");
+    expect_refused(map({"J:=H"}),
+                   "cannot map drive J: to \"H\": not SERVER/VOLUME:path, VOLUME:path or the name of an object");
 }
 
 TEST_F(MapTest, ANewMappingReplacesAnOldOne) {
@@ -90,6 +153,8 @@ TEST_F(MapTest, SeveralMappingsStandBehindOneAnother) {
     Outcome outcome = map({"G:=SRV1/SYS:,", "H:=SRV2/DATA:apps;I:=SRV1/USERS:"});
     EXPECT_EQ(outcome.out, "Drive G: = SRV1/SYS:\nDrive H: = SRV2/DATA:apps\nDrive I: = SRV1/USERS:\n");
     EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(map({"DEL G: , DEL H:;\tNEXT SRV1/SYS:"}).out,
+              "Drive G: is no longer mapped.\nDrive H: is no longer mapped.\nDrive F: = SRV1/SYS:\n");
 }
 
 TEST_F(MapTest, OneThatFailsDoesNotStopTheOthers) {
@@ -128,9 +193,11 @@ TEST_F(MapTest, NextForAPlaceThatHasALetterIsThatLetter) {
     EXPECT_EQ(map({"NEXT", "SRV1/SYS:"}).out, "Drive G: = SRV1/SYS:\n");
 }
 
-TEST_F(MapTest, NextWithoutAFreeLetterIsRefused) {
-    for (char letter = 'F'; letter <= 'Z'; ++letter) home.write(std::string(1, letter), "");
+TEST_F(MapTest, NextTakesTheLastLetterAndIsRefusedWithoutAFreeOne) {
+    for (char letter = 'F'; letter <= 'Y'; ++letter) home.write(std::string(1, letter), "");
+    EXPECT_EQ(map({"NEXT", "SRV1/SYS:"}).out, "Drive Z: = SRV1/SYS:\n");
     expect_refused(map({"NEXT", "SRV1/USERS:"}), "no free drive letter");
+    EXPECT_EQ(map({"NEXT", "SRV1/SYS:"}).out, "Drive Z: = SRV1/SYS:\n") << "leads there already";
 }
 
 TEST_F(MapTest, InsertMovesTheFollowingPlacesOfTheSearchPath) {
@@ -180,10 +247,36 @@ TEST_F(MapTest, RemovingAPlaceLeavesNoGap) {
 }
 
 TEST_F(MapTest, AFullSearchPathRefusesOneMore) {
-    for (int place = 1; place <= 16; ++place)
+    for (int place = 1; place <= 9; ++place)
         plant("S" + std::to_string(place), below("SRV1/SYS/" + std::to_string(place)));
+    for (int place = 10; place <= 16; ++place) {
+        const std::string name = "S" + std::to_string(place);
+        EXPECT_EQ(map({name + ":=SRV1/SYS:" + std::to_string(place)}).status, 0);
+        EXPECT_EQ(link(name), below("SRV1/SYS/" + std::to_string(place)));
+    }
     expect_refused(map({"INS", "S1:=SRV1/SYS:"}), "the search path is full");
     EXPECT_EQ(link("S16"), below("SRV1/SYS/16"));
+    EXPECT_EQ(map({"s16:=SRV1/SYS:new"}).out, "Drive S16: = SRV1/SYS:new\n");
+}
+
+TEST_F(MapTest, ASeventeenthPlaceIsNoneOfTheSearchPath) {
+    plant("S1", below("SRV1/SYS/one"));
+    plant("S17", below("SRV1/SYS/seventeen"));
+    EXPECT_EQ(map({}).out, "No drives are mapped.\nSearch path\nS1:  SRV1/SYS:one\n");
+    EXPECT_EQ(map({"INS", "S1:=SRV1/SYS:two"}).status, 0);
+    EXPECT_EQ(link("S17"), below("SRV1/SYS/seventeen"));
+}
+
+// Each link that is made anew could fail, and lose its place.
+TEST_F(MapTest, PlacesThatStayAreNotMadeAnew) {
+    map({"S1:=SRV1/SYS:one,SRV1/SYS:two"});
+    struct stat before = {};
+    struct stat after = {};
+    ASSERT_EQ(lstat(home.path("S1").c_str(), &before), 0);
+    EXPECT_EQ(map({"S3:=SRV1/SYS:three"}).status, 0);
+    ASSERT_EQ(lstat(home.path("S1").c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_ctim.tv_nsec, before.st_ctim.tv_nsec);
 }
 
 TEST_F(MapTest, DelRemovesMappings) {
@@ -195,14 +288,22 @@ TEST_F(MapTest, DelRemovesMappings) {
     EXPECT_EQ(link("I"), below("SRV1/SYS"));
 }
 
+TEST_F(MapTest, DelOfADriveLeavesTheSearchPathAlone) {
+    map({"H:=SRV1/SYS:"});
+    plant("S2", below("SRV1/SYS/two"));
+    EXPECT_EQ(map({"DEL", "H:"}).status, 0);
+    EXPECT_EQ(link("S2"), below("SRV1/SYS/two"));
+}
+
 TEST_F(MapTest, AloneItListsDrivesAndSearchPath) {
-    map({"H:=SRV1/USERS:home/jdoe,G:=SRV1/SYS:,S1:=SRV1/SYS:public,SRV2/DATA:apps"});
+    map({"H:=SRV1/USERS:home/jdoe,A:=SRV1/SYS:,Z:=SRV2/DATA:,S1:=SRV1/SYS:public,SRV2/DATA:apps"});
     plant("K", "/etc");
     Outcome outcome = map({});
     EXPECT_EQ(outcome.out,
               "Drives\n"
-              "G:   SRV1/SYS:\n"
+              "A:   SRV1/SYS:\n"
               "H:   SRV1/USERS:home/jdoe\n"
+              "Z:   SRV2/DATA:\n"
               "Search path\n"
               "S1:  SRV1/SYS:public\n"
               "S2:  SRV2/DATA:apps\n");
@@ -226,6 +327,17 @@ TEST_F(MapTest, DisplayAndErrorsHoldForTheRestOfTheLine) {
     outcome = map({"errors", "off,I:=NOSRV/SYS:"});
     EXPECT_EQ(outcome.err, "");
     EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(map({"DISPLAY OFF,DEL G:"}).out, "");
+    EXPECT_EQ(link("G"), "");
+}
+
+TEST_F(MapTest, DisplayAndErrorsAreIndependent) {
+    const std::string refusal = "cannot map drive I: to \"NOSRV/SYS:\": no such server";
+    expect_refused(map({"DISPLAY OFF,I:=NOSRV/SYS:"}), refusal);
+    Outcome outcome = map({"ERRORS OFF,H:=SRV1/SYS:"});
+    EXPECT_EQ(outcome.out, "Drive H: = SRV1/SYS:\n");
+    EXPECT_EQ(outcome.status, 0);
+    expect_refused(map({"ERRORS OFF,I:=NOSRV/SYS:,ERRORS ON,I:=NOSRV/SYS:"}), refusal);
 }
 
 TEST_F(MapTest, RefusalsNameTheReason) {
@@ -243,6 +355,34 @@ TEST_F(MapTest, RefusalsNameTheReason) {
         {{"S0:=SRV1/SYS:"}, "\"S0:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
         {{"*22:=SRV1/SYS:"}, "\"*22:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
         {{"../x:=SRV1/SYS:"}, "\"../x:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"S100:=SRV1/SYS:"}, "\"S100:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"S001:=SRV1/SYS:"}, "\"S001:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"S1x:=SRV1/SYS:"}, "\"S1x:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"S1/:=SRV1/SYS:"}, "\"S1/:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"*1x:=SRV1/SYS:"}, "\"*1x:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"*0:=SRV1/SYS:"}, "\"*0:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"*:=SRV1/SYS:"}, "\"*:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"@:=SRV1/SYS:"}, "\"@:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"[:=SRV1/SYS:"}, "\"[:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"`:=SRV1/SYS:"}, "\"`:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"{:=SRV1/SYS:"}, "\"{:\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{":=SRV1/SYS:"}, "\":\" is not a drive: use a letter, S1 to S16 or *1 to *21"},
+        {{"HH:"}, "no drive given for \"HH:\""},
+        {{"H"}, "no drive given for \"H\""},
+        {{"H:=SRV1/SYS:,SRV1/SYS:x"}, "no drive given for \"SRV1/SYS:x\""},
+        {{"S1:,SRV1/SYS:x"}, "no drive given for \"SRV1/SYS:x\""},
+        {{"DEL S1:,SRV1/SYS:x"}, "no drive given for \"SRV1/SYS:x\""},
+        {{"DISPLAY OFF,SRV1/SYS:x"}, "no drive given for \"SRV1/SYS:x\""},
+        {{"S1:=SRV1/SYS:,INS SRV1/SYS:x"}, "no drive given for \"SRV1/SYS:x\""},
+        {{"S1:=SRV1/SYS:,DEL SRV1/SYS:x"}, "no drive given for \"SRV1/SYS:x\""},
+        {{"NEXT", "H:=SRV1/SYS:"}, "NEXT takes only a target, not drive H:"},
+        {{"NEXT", "H:"}, "NEXT takes only a target, not drive H:"},
+        {{"INS", "S1:"}, "INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public"},
+        {{"NEXT", "NOSRV/SYS:"}, "cannot map drive F: to \"NOSRV/SYS:\": no such server"},
+        {{"H:=///SYS/x"},
+         "cannot map drive H: to \"///SYS/x\": not SERVER/VOLUME:path, VOLUME:path or the name of an object"},
+        {{"H:=//SRV1//x"},
+         "cannot map drive H: to \"//SRV1//x\": not SERVER/VOLUME:path, VOLUME:path or the name of an object"},
         {{"H:="}, "no target given for drive H:"},
         {{"SRV1/SYS:public"}, "no drive given for \"SRV1/SYS:public\""},
         {{"INS", "H:=SRV1/SYS:"}, "INS takes a search drive and a target, as in INS S1:=SRV1/SYS:public"},
@@ -279,11 +419,27 @@ TEST_F(MapTest, ControlCharactersLeadNowhere) {
         expect_refused(map({std::string("H:=") + row.target}),
                        "cannot map drive H: to \"" + std::string(row.target) + "\": " + row.reason);
     EXPECT_EQ(map({"H:=SRV1/SYS:a b\xC3\xA9~"}).out, "Drive H: = SRV1/SYS:a b\xC3\xA9~\n") << "these are none";
-    for (const char *folder : {"SRV1/SYS/a\x1F", "SRV1/SYS/a\x7F", "SR\x01V1/SYS", "SRV1/SY\nS/a"}) {
+    for (const char *folder : {"SRV1/SYS/a\x1F", "SRV1/SYS/a\x7F", "SR\x01V1/SYS", "SRV1/SY\nS/a", "SRV1", "SRV1/",
+                               "SRV1//x", "SRV1/SYS/", "SRV1/SYS/./x", "SRV1/..", "./SYS"}) {
         plant("J", below(folder));
         EXPECT_EQ(map({"J:"}).status, 1) << "such a link is not a drive's";
         unlink(home.path("J").c_str());
     }
+}
+
+// Each stands for one folder below the mount point.
+TEST_F(MapTest, NamesOfServersAndVolumesThatAreNoFoldersAreRefused) {
+    site.write("client.toml", file_text(site.path("client.toml")) + "[[server]]\nname = \"ANYSRV\"\n");
+    for (const char *volume : {"A/B", "A\\B", ".."}) {
+        const std::string name = "V" + std::to_string(strlen(volume)) + (volume[1] == '/' ? "s" : "b");
+        addToTree("dn: cn=" + name + ",o=acme\nobjectClass: qrtVolume\ncn: " + name +
+                  "\nqrtHostServer: cn=SRV1,o=acme\nqrtHostResourceName: " + volume + "\n");
+        expect_refused(map({"H:=." + name + ".acme:x"}),
+                       "cannot map drive H: to \"." + name + ".acme:x\": invalid server or volume name");
+    }
+    for (const char *target : {"ANYSRV/..:x", "ANYSRV/.:x"})
+        expect_refused(map({std::string("H:=") + target}),
+                       "cannot map drive H: to \"" + std::string(target) + "\": invalid server or volume name");
 }
 
 TEST_F(MapTest, WhatIsNotADrivesLinkIsNeverReplacedOrRemoved) {
@@ -385,9 +541,42 @@ TEST_F(MapTest, AMissingLinkDirectoryIsMade) {
     EXPECT_EQ(link("drives/H"), below("SRV1/SYS"));
 }
 
+TEST_F(MapTest, SlashesAtTheEndOfTheLinkDirectoryAreNotShown) {
+    environment["HOME"] = home.path() + "//";
+    plant("G", "/etc");
+    expect_refused(map({"DEL", "G:"}),
+                   "cannot unmap drive G: " + home.path("G") + " is not a drive link and was left unchanged");
+    environment["HOME"] = "/";
+    expect_refused(map({"H:"}), geteuid() == 0 ? "drive H: is not mapped"
+                                               : "the directory for the drive links, /, belongs to another user: set "
+                                                 "HOME or map.conf to one of your own");
+}
+
+// As a user of whom nothing is known but the number, who is not root either.
+TEST_F(MapTest, AUserWithoutANameHasAFolderOfTheMountPoint) {
+    const auto mapped = [&](const std::string &item) {
+        return process_run({"/usr/bin/unshare", "-U", "--map-user=4242", MAP_PATH, item}, environment);
+    };
+    if (process_run({"/usr/bin/unshare", "-U", "--map-user=4242", "/bin/true"}, environment).status != 0)
+        GTEST_SKIP() << "no user namespace here";
+    EXPECT_EQ(mapped("H:=SRV1/SYS:").err, "");
+    EXPECT_EQ(link("H"), "/mnt/brasca/user/SRV1/SYS");
+    EXPECT_EQ(mapped("H:").out, "Drive H: = SRV1/SYS:\n");
+    ASSERT_EQ(chmod(home.path().c_str(), 0500), 0);
+    for (const std::string name : {"G", "H"})
+        expect_refused(mapped(name + ":=SRV2/DATA:"),
+                       "cannot map drive " + name + ": cannot create link " + home.path(name) + ": Permission denied");
+    expect_refused(mapped("DEL H:"),
+                   "cannot unmap drive H: cannot remove link " + home.path("H") + ": Permission denied");
+    chmod(home.path().c_str(), 0700);
+}
+
 TEST_F(MapTest, WithoutALinkDirectoryItSaysSo) {
     environment.erase("HOME");
     expect_refused(map({}), "no directory for the drive links: neither map.conf nor HOME names one");
+    environment["HOME"] = home.path("missing/drives");
+    expect_refused(map({}), "cannot use " + home.path("missing/drives") +
+                                " as the directory for the drive links: No such file or directory");
     environment["HOME"] = "relative";
     expect_refused(map({}), "the directory for the drive links is not an absolute path: relative");
 }
@@ -397,6 +586,20 @@ TEST_F(MapTest, AConfigurationThatCannotBeReadIsTold) {
     Outcome outcome = map({"H:=SRV1/SYS:"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_NE(outcome.err.find("acme.ldif:2"), std::string::npos) << outcome.err;
+}
+
+TEST_F(MapTest, AServerThatCannotBeReachedIsTold) {
+    site.write("client.toml", "[[tree]]\nname = \"FAR\"\nuris = [\"ldap://127.0.0.1:1\"]\nbase = \"o=acme\"\n");
+    expect_refused(map({"H:=.APPS.sales.acme:bin"}),
+                   "cannot map drive H: to \".APPS.sales.acme:bin\": cannot read the directory: "
+                   "ldap://127.0.0.1:1: cannot connect: Connection refused");
+}
+
+// A code that has no words of its own.
+TEST_F(MapTest, APathThatNoProgramHasRoomForIsRefused) {
+    const std::string target = "SRV1/SYS:" + std::string(256, 'x');
+    expect_refused(map({"H:=" + target}),
+                   "cannot map drive H: to \"" + target + "\": the directory client returned error code 4294959137");
 }
 
 // The sentence is as long as the name of a file in it.
@@ -409,6 +612,28 @@ TEST_F(MapTest, AnOverlongSentenceIsCut) {
     const std::string sentence = "acme.ldif:2: cannot open " + folder + name;
     expect_refused(outcome,
                    "cannot map drive H: to \"SRV1/SYS:\": cannot read the directory: " + sentence.substr(0, 1023));
+}
+
+TEST_F(MapTest, HelpIsWrittenToStandardOutput) {
+    Outcome outcome = map({"--help"});
+    EXPECT_EQ(outcome.out.substr(0, 36), "Usage: map [ITEM[, ITEM]...]\nList, c");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 0);
+}
+
+// Installed, it finds its catalogues from its own place.
+TEST_F(MapTest, SpeaksThePersonsLanguage) {
+    std::filesystem::create_directory(site.path("bin"));
+    std::filesystem::copy(MAP_PATH, site.path("bin/map"));
+    const std::string catalogues = site.path("bin/" LOCALE_FROM_PROGRAMS);
+    std::filesystem::create_directories(std::filesystem::path(catalogues).lexically_normal());
+    std::filesystem::copy(BINARY_DIR "/locale", catalogues, std::filesystem::copy_options::recursive);
+    environment["LD_LIBRARY_PATH"] = BINARY_DIR;
+    environment["LC_ALL"] = "C.UTF-8";
+    environment["LANGUAGE"] = "de";
+    Outcome outcome = process_run({site.path("bin/map")}, environment);
+    EXPECT_EQ(outcome.out, "Es sind keine Laufwerke zugeordnet.\n");
+    EXPECT_EQ(outcome.err, "");
 }
 
 // With the network file system mounted the target must be there. The mount point is at a fixed place, so this runs in a

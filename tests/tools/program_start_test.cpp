@@ -26,7 +26,7 @@ TEST_F(ProgramStart, ClosedStandardDescriptorsAreOpenedOnDevNull) {
         std::string program;
         Words words;
         int status; // the login's output cannot be written
-    } rows[] = {{MAP_PATH, {"H:=.APPS.sales.acme:bin"}, 0},
+    } rows[] = {{MAP_PATH, {"H:=.APPS.sales.acme:bin"}, 1},
                 {QRTLOGIN_PATH, {"--password-fd", "3", "jdoe.sales.acme"}, 74}};
     for (const auto &row : rows) {
         ASSERT_EQ(mkfifo(site.path("pipe").c_str(), 0600), 0);
@@ -43,6 +43,21 @@ TEST_F(ProgramStart, ClosedStandardDescriptorsAreOpenedOnDevNull) {
         unlink(site.path("pipe").c_str());
     }
     EXPECT_EQ(link("H"), below("SRV2/DATA/apps/bin"));
+}
+
+TEST_F(ProgramStart, TheCommandMayBeEndedByAFileThatMayNotGrow) {
+    Outcome outcome = process_run(
+        {QRTLOGIN_PATH, "--password-fd", "3", "jdoe.sales.acme", "--", "/bin/grep", "SigIgn", "/proc/self/status"},
+        environment, "secret\n");
+    EXPECT_THAT(outcome.out, testing::EndsWith("SigIgn:\t0000000000000000\n"));
+}
+
+TEST_F(ProgramStart, OutputOfMapThatCannotBeWrittenIsAFailure) {
+    for (const char *words : {"", "--help", "H:=.APPS.sales.acme:bin"}) {
+        Outcome outcome = shell(std::string("\"$0\" ") + words + " >/dev/full", MAP_PATH);
+        EXPECT_EQ(outcome.status, 1) << words;
+        EXPECT_EQ(outcome.err, "map: cannot write the output: No space left on device\n") << words;
+    }
 }
 
 TEST_F(ProgramStart, AfterAPasswordOnDescriptor0ItIsDevNull) {

@@ -1,17 +1,25 @@
 #include <gtest/gtest.h>
 #include <libintl.h>
+#include <pty.h>
 #include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utmp.h>
 #include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "platform/prompt/terminal_prompt.h"
 #include "platform/treelogin.h"
 #include "tests/tools/process.h"
+#ifdef QRT_FAILING_MALLOC
+#include <sys/mman.h>
+
+#include "tests/allocations/failing_malloc.h"
+#endif
 
 namespace {
 
@@ -53,7 +61,7 @@ void await_password(TerminalProcess &process) {
 
 void expect_cancelled(TerminalProcess &process) {
     EXPECT_TRUE(process.awaits("<untouched|untouched>"));
-    EXPECT_NE(process.finish(), 0);
+    EXPECT_EQ(process.finish(), 1);
 }
 
 // A field of a process's status, such as "State"; empty once the process is gone.
@@ -108,6 +116,57 @@ TEST(TerminalPrompt, APlaceholderIsNotOfferedAndAnEmptyNameIsAskedForAgain) {
     ASSERT_TRUE(process.awaits("User name: "));
     process.type("\n");
     answer(process, "User name: ", "mlee", "x", "<mlee|x>");
+}
+
+TEST(TerminalPrompt, OnlyANameInAngleBracketsIsAPlaceholder) {
+    for (const std::string name : {"<jdoe", "jdoe>"}) {
+        TerminalProcess process = login("ACME", name.c_str());
+        answer(process, ("User name [" + name + "]: ").c_str(), "", "x", ("<" + name + "|x>").c_str());
+    }
+}
+
+TEST(TerminalPrompt, WithoutALabelTheQuestionComesFirst) {
+    for (const char *label : {"", static_cast<const char *>(nullptr)}) {
+        TerminalProcess process = login(label, nullptr);
+        ASSERT_TRUE(process.awaits("User name: "));
+        EXPECT_EQ(process.shown(), "User name: ");
+    }
+}
+
+TEST(TerminalPrompt, WhatTheProgramHasToShowComesBeforeEachPrompt) {
+    TerminalProcess process([] {
+        auxbefore_prompt = [] { write(STDOUT_FILENO, "before\n", 7); };
+        auxpause_script();
+        return ask(auxlogin_c, "ACME", "jdoe");
+    });
+    ASSERT_TRUE(process.awaits("before\r\nPress Enter"));
+    process.type("\n");
+    ASSERT_TRUE(process.awaits("before\r\nACME\r\n"));
+}
+
+TEST(TerminalPrompt, AShorterAnswerReplacesALongerOne) {
+    TerminalProcess process([] {
+        Terminal terminal;
+        Answer answer;
+        for (const char *question : {"first? ", "second? "})
+            if (!terminal.askLine(question, &answer)) return 1;
+        printf("<%s>\n", answer.data());
+        return 0;
+    });
+    ASSERT_TRUE(process.awaits("first? "));
+    process.type("longer\n");
+    ASSERT_TRUE(process.awaits("second? "));
+    process.type("x\n");
+    EXPECT_TRUE(process.awaits("<x>"));
+}
+
+TEST(TerminalPrompt, ClosesTheTerminal) {
+    TerminalProcess process([] {
+        const int before = dup(STDIN_FILENO);
+        auxinit_g();
+        return dup(STDIN_FILENO) - before;
+    });
+    EXPECT_EQ(process.finish(), 1);
 }
 
 TEST(TerminalPrompt, TheNameIsShownAndThePasswordIsNot) {
@@ -197,6 +256,38 @@ TEST(TerminalPrompt, ControlCharactersOfALabelDoNotReachTheTerminal) {
                                     "doe");
     EXPECT_TRUE(process.awaits("AC?[2JME\r\n"));
     EXPECT_TRUE(process.awaits("[j?doe]"));
+    TerminalProcess edges = login("<\x1f ~\x7f\xc3\xa9>", nullptr);
+    EXPECT_TRUE(edges.awaits("<? ~?\xc3\xa9>\r\n"));
+}
+
+// It is held back until the question waits for its answer, and then ends it.
+TEST(TerminalPrompt, ASignalThatComesWhileTheQuestionIsWrittenEndsIt) {
+    const std::string question(200000, 'x');
+    for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+        TerminalProcess process([&] {
+            alarm(30); // or a lost signal would be waited for
+            return auxconfirm_g(question.c_str(), "question", 1, 12);
+        });
+        ASSERT_TRUE(process.awaits("xxxx"));
+        await_sleep(process.id());
+        kill(process.id(), signal);
+        EXPECT_TRUE(process.awaits("(y/n) "));
+        EXPECT_EQ(process.finish(), 1000 + signal);
+    }
+}
+
+// The terminal goes while the prompt has it open, and the program ignores the signal that tells of it.
+TEST(TerminalPrompt, ATerminalThatIsGoneEndsTheQuestion) {
+    static int other_end = -1;
+    const auto asked_on_a_lost_one = [] {
+        int terminal = -1;
+        signal(SIGHUP, SIG_IGN);
+        alarm(30);
+        if (openpty(&other_end, &terminal, nullptr, nullptr, nullptr) != 0 || login_tty(terminal) != 0) return 99;
+        auxbefore_prompt = [] { close(other_end); };
+        return ask(auxlogin_c, "ACME", "jdoe");
+    };
+    EXPECT_EQ(without_terminal(asked_on_a_lost_one), 1);
 }
 
 // A terminal that takes no more, as after Ctrl-S, holds the text up. A signal then ends the write, after a part of the
@@ -225,6 +316,22 @@ TEST(TerminalPrompt, AnOverlongNameIsRefused) {
     ASSERT_TRUE(process.awaits(name_question));
     process.type(std::string(Answer::capacity + 1, 'x') + "\n");
     expect_cancelled(process);
+    TerminalProcess longer = login("ACME", nullptr);
+    ASSERT_TRUE(longer.awaits(name_question));
+    longer.type(std::string(3 * Answer::capacity, 'x') + "\n");
+    expect_cancelled(longer);
+}
+
+TEST(TerminalPrompt, TheLongestNameAndPasswordAreTaken) {
+    const std::string name(Answer::capacity, 'n'), password(Answer::capacity - 1, 'p');
+    TerminalProcess process = login("ACME", nullptr);
+    answer(process, name_question, name.c_str(), password.c_str(), ("<" + name + "|" + password + ">").c_str());
+    for (const size_t more : {1, 2}) {
+        TerminalProcess refused = login("ACME", "jdoe");
+        await_password(refused);
+        refused.type(password + std::string(more, 'p') + "\n");
+        expect_cancelled(refused);
+    }
 }
 
 TEST(TerminalPrompt, ADefaultNameIsOfferedUpToTheLongestAnswer) {
@@ -236,10 +343,10 @@ TEST(TerminalPrompt, ADefaultNameIsOfferedUpToTheLongestAnswer) {
 }
 
 TEST(TerminalPrompt, WithoutATerminalEveryPromptFails) {
-    EXPECT_NE(without_terminal([] { return ask(auxlogin_c, "ACME", "jdoe"); }), 0);
-    EXPECT_NE(without_terminal([] { return ask(auxlogin_g, "ACME", "jdoe"); }), 0);
-    EXPECT_NE(without_terminal(auxinit_g), 0);
-    EXPECT_NE(without_terminal(auxpause_script), 0);
+    EXPECT_EQ(without_terminal([] { return ask(auxlogin_c, "ACME", "jdoe"); }), 1);
+    EXPECT_EQ(without_terminal([] { return ask(auxlogin_g, "ACME", "jdoe"); }), 1);
+    EXPECT_EQ(without_terminal(auxinit_g), 1);
+    EXPECT_EQ(without_terminal(auxpause_script), 1);
     EXPECT_EQ(without_terminal([] { return auxconfirm_g("Log out?", "question", 1, 12); }), 0);
 }
 
@@ -259,6 +366,13 @@ TEST(WindowPrompt, ConfirmTakesAClearAnswerOnly) {
         process.type(row.typed);
         EXPECT_EQ(process.finish(), row.answer) << row.typed;
     }
+}
+
+TEST(WindowPrompt, ConfirmWithoutATextAsksAllTheSame) {
+    TerminalProcess process([] { return auxconfirm_g(nullptr, "question", 1, 12); });
+    ASSERT_TRUE(process.awaits(" (y/n) "));
+    process.type("y\n");
+    EXPECT_EQ(process.finish(), 4);
 }
 
 // Sets the process's language, with the catalogues of the build.
@@ -317,5 +431,48 @@ TEST(WindowPrompt, EndOfInputEndsThePause) {
     TerminalProcess process(auxpause_script);
     ASSERT_TRUE(process.awaits("Press Enter"));
     process.type(end_key);
-    EXPECT_NE(process.finish(), 0);
+    EXPECT_EQ(process.finish(), 1);
 }
+
+#ifdef QRT_FAILING_MALLOC
+using Answers = std::vector<std::pair<std::string, std::string>>;
+
+// Each allocation of a prompt fails in turn, until one is done without a failure.
+static void expect_failures(const std::function<int()> &prompt, const Answers &answers, int failed) {
+    bool done = false;
+    for (long number = 1; !done; ++number) {
+        ASSERT_LT(number, 1000);
+        static long *failures =
+            static_cast<long *>(mmap(nullptr, sizeof(long), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+        TerminalProcess process([&] {
+            allocations_arm(number, 0);
+            const int result = prompt();
+            allocations_disarm();
+            *failures = allocations_failed();
+            return result;
+        });
+        for (const auto &[question, typed] : answers)
+            if (process.awaits(question)) process.type(typed);
+        const int result = process.finish();
+        done = *failures == 0;
+        EXPECT_EQ(result, done ? 4 : failed) << "allocation " << number;
+    }
+}
+
+TEST(TerminalPrompt, WithoutMemoryNothingIsAnswered) {
+    const auto login = [] {
+        char untouched[] = "untouched";
+        char *user = untouched, *password = untouched;
+        const int result = auxlogin_c("ACME, whose name is not a short one", "jdoe", &user, &password);
+        if (result == 0) return strcmp(user, "mlee") == 0 && strcmp(password, "secret") == 0 ? 4 : 99;
+        return user == untouched && password == untouched ? result : 98;
+    };
+    expect_failures(login, {{name_question, "mlee\n"}, {password_question, "secret\n"}}, 1);
+}
+
+TEST(WindowPrompt, WithoutMemoryTheAnswerIsNo) {
+    expect_failures([] { return auxconfirm_g("Log out, and lose what is not saved?", "question", 1, 12); },
+                    {{"(y/n) ", "y\n"}}, 0);
+    expect_failures([] { return auxpause_script() == 0 ? 4 : 1; }, {{"Press Enter", "\n"}}, 1);
+}
+#endif

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <pwd.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -166,9 +167,15 @@ TEST_F(QrtloginTest, WrongUsageIsRefusedBeforeAnythingIsAsked) {
         {{"--var", "2", "jdoe"}, "--var takes N=TEXT with N from 2 to 5"},
         {{"--var", "", "jdoe"}, "--var takes N=TEXT with N from 2 to 5"},
         {{"--debug", "x", "jdoe"}, "--debug takes a number"},
+        {{"--debug", "", "jdoe"}, "--debug takes a number from 0 to 2147483647, not \"\""},
+        {{"--debug", "5x", "jdoe"}, "--debug takes a number"},
+        {{"--debug", "2147483648", "jdoe"}, "--debug takes a number"},
+        {{"--debug", "99999999999999999999", "jdoe"}, "--debug takes a number"},
         {{"--password-fd", "-1", "jdoe"}, "--password-fd takes a number"},
         {{"--shell", "--print-environment", "jdoe"}, "mutually exclusive"},
         {{"--shell", "jdoe", "--", "true"}, "mutually exclusive"},
+        {{"--print-environment", "jdoe", "--", "true"}, "mutually exclusive"},
+        {{"--shell", "--print-environment", "jdoe", "--", "true"}, "mutually exclusive"},
         {{"--shell", "jdoe", "--"}, "no command after --"},
         {{"jdoe", "--"}, "no command after --"},
     };
@@ -254,6 +261,19 @@ TEST_F(QrtloginTest, TheShellIsTheUsersOwn) {
     Outcome outcome = login({"--shell"});
     EXPECT_EQ(outcome.out, std::string(login_head) + "shell: hello\n");
     EXPECT_EQ(outcome.status, 9);
+}
+
+TEST_F(QrtloginTest, WithoutTheVariableItIsTheShellOfTheAccount) {
+    userScript("");
+    const passwd *entry = getpwuid(geteuid());
+    const std::string shell = entry != nullptr && *entry->pw_shell != '\0' ? entry->pw_shell : "/bin/sh";
+    const Words words = {"/bin/sh", "-c", "echo 'echo shell: $0' | exec \"$0\" --shell --password-fd 3 jdoe.sales.acme",
+                         QRTLOGIN_PATH};
+    for (const bool set : {false, true}) {
+        environment.erase("SHELL");
+        if (set) environment["SHELL"] = "";
+        EXPECT_EQ(process_run(words, environment, "secret").out, login_head + ("shell: " + shell) + "\n");
+    }
 }
 
 TEST_F(QrtloginTest, PrintedEnvironmentIsOnlyWhatTheScriptsChanged) {
@@ -544,6 +564,16 @@ TEST_F(QrtloginTest, EndOfInputCancelsAndTheTerminalIsRestored) {
     EXPECT_TRUE(process.awaits("qrtlogin: no password was entered\r\n"));
     EXPECT_EQ(process.finish(), 2);
     EXPECT_TRUE(process.echoes());
+}
+
+TEST_F(QrtloginTest, ATypedPasswordHasTheSameLongestLength) {
+    for (const size_t length : {1024, 1025}) {
+        TerminalProcess process(askingLogin(), environment);
+        ASSERT_TRUE(process.awaits(question));
+        process.type(std::string(length, 'x') + "\n");
+        EXPECT_TRUE(process.awaits(length > 1024 ? "the password is too long" : "wrong password"));
+        EXPECT_EQ(process.finish(), 2);
+    }
 }
 
 TEST_F(QrtloginTest, AnInterruptEndsItAndTheTerminalIsRestored) {

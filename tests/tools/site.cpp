@@ -111,6 +111,10 @@ void Site::containerScript(const std::string &text) {
     site.write("acme.ldif", replaced(ldif, "ou: sales\n", "ou: sales\nqrtLoginScript:< file:container.qrt\n"));
 }
 
+void Site::addToTree(const std::string &ldif) {
+    site.write("acme.ldif", file_text(site.path("acme.ldif")) + "\n" + ldif);
+}
+
 Outcome Site::login(Words words, const std::string &password, const std::string &user) {
     words.insert(words.begin(), {"--password-fd", "3", "--user", user});
     return qrtlogin(words, password);

@@ -15,6 +15,8 @@ class Site : public ::testing::Test {
     // The user's own script; without one the default script runs.
     void userScript(const std::string &text);
     void containerScript(const std::string &text);
+    // Adds entries to the tree.
+    void addToTree(const std::string &ldif);
 
     // qrtlogin with the words, the password on descriptor 3; "jdoe.sales.acme" logs in unless `user` names another.
     Outcome login(Words words = {}, const std::string &password = "secret\n",

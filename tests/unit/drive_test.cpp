@@ -345,6 +345,12 @@ TEST_F(DriveTest, AMappingWithoutASeparatorLeavesTheOutputsAlone) {
     EXPECT_EQ(rest, &before);
 }
 
+TEST_F(DriveTest, AMappingMayBeAsLongAsTheClientIsToldOf) {
+    const std::string link(255, 'l'), rest(250, 'r');
+    spy::mapped_drive(link, "SRV1/" + rest);
+    EXPECT_EQ(mapping(link.c_str()), "SRV1 " + rest);
+}
+
 TEST_F(DriveTest, AMappingMayBeEmptyOnEitherSide) {
     spy::mapped_drive("G", "/");
     EXPECT_EQ(mapping("G"), " ");

@@ -251,6 +251,7 @@ TEST_F(LifecycleTest, ExitClosesThePipesWriteEnd) {
     FILE *const stream = fdr;
     qrt_exit();
     EXPECT_EQ(fcntl(write_end, F_GETFD), -1);
+    EXPECT_EQ(fd[1], -1);
     EXPECT_NE(fcntl(fd[0], F_GETFD), -1);
     EXPECT_EQ(fdr, stream);
 }
@@ -290,6 +291,17 @@ TEST_F(LifecycleTest, WhatIsWrittenAfterTheEndIsLost) {
     say("late\n");
     EXPECT_THAT(read_all(), ElementsAre("in time"));
     __fpurge(fdr); // its descriptor's number may be another file's by now
+}
+
+TEST_F(LifecycleTest, APipeMayHaveTheStandardDescriptorsNumbers) {
+    const auto start_and_end = [] {
+        close(STDIN_FILENO);
+        close(STDOUT_FILENO);
+        const bool made = start_with_pipe() == 0 && fd[0] == STDIN_FILENO && fd[1] == STDOUT_FILENO;
+        qrt_exit();
+        _exit(made && fd[1] == -1 ? 33 : 0);
+    };
+    EXPECT_EXIT(start_and_end(), ExitedWithCode(33), "");
 }
 
 TEST_F(LifecycleTest, ASecondExitClosesNothingElse) {
@@ -403,6 +415,34 @@ TEST_F(LifecycleTest, TheAbortRunsNoExitHandlersAndFlushesNothing) {
     char byte = 0;
     EXPECT_EQ(pread(fileno(other), &byte, 1, 0), 0);
     fclose(other);
+}
+
+// Takes away all that waits in the session's pipe.
+std::string drained() {
+    std::string all;
+    char block[4096];
+    fcntl(fd[0], F_SETFL, O_NONBLOCK);
+    for (ssize_t got = 0; (got = read(fd[0], block, sizeof block)) > 0;) all.append(block, static_cast<size_t>(got));
+    return all;
+}
+
+// The pipe is full, and another signal comes before there is room.
+TEST_F(LifecycleTest, TheAbortsMessageIsWrittenAfterAnotherSignal) {
+    start_with_pipe();
+    fcntl(fd[1], F_SETFL, O_NONBLOCK);
+    while (write(fd[1], "x", 1) == 1) continue;
+    fcntl(fd[1], F_SETFL, 0);
+    const auto abort_script = [] {
+        struct sigaction make_room = {};
+        make_room.sa_handler = [](int) { drained(); };
+        sigaction(SIGALRM, &make_room, nullptr);
+        ualarm(100000, 0);
+        bcntrlc = 1;
+        cntrlcHandler(SIGINT);
+    };
+    EXPECT_EXIT(abort_script(), ExitedWithCode(0), "");
+    EXPECT_EQ(drained(), "ctrl-c pressed, script aborted\n");
+    qrt_exit();
 }
 
 TEST_F(LifecycleTest, TheHandlerDoesNothingWithoutTheFlag) {

@@ -48,7 +48,7 @@ std::vector<std::string> split_items(const std::string &line) {
 
 // A number from 1 to `high` written in digits only, or 0.
 int small_number(std::string_view text, int high) {
-    if (text.empty() || text.size() > 2) return 0;
+    if (text.size() > 2) return 0;
     int number = 0;
     for (char c : text) {
         if (c < '0' || c > '9') return 0;
@@ -104,7 +104,7 @@ Command switch_command(Command::Action action, const std::string &text) {
     return command;
 }
 
-// "drive:=target", "drive:" or a target alone; `hasDrive` tells the last from the others.
+// "drive:=target", "drive:" or a target alone; `drive` and `target` mean something only where there is one.
 struct Operand {
     bool hasDrive = false;
     bool hasTarget = false;
@@ -115,12 +115,12 @@ Operand operand_of(const std::string &text) {
     Operand operand;
     size_t colon = text.find(':');
     std::string after = colon == std::string::npos ? "" : trimmed(text.substr(colon + 1));
-    bool assigns = !after.empty() && after[0] == '=';
+    bool assigns = after[0] == '=';
     bool alone = colon != std::string::npos && after.empty() && drive_of(trimmed(text.substr(0, colon))).has_value();
     operand.hasDrive = assigns || alone;
     operand.hasTarget = !alone;
-    if (operand.hasDrive) operand.drive = trimmed(text.substr(0, colon));
-    if (operand.hasTarget) operand.target = assigns ? trimmed(after.substr(1)) : text;
+    operand.drive = trimmed(text.substr(0, colon));
+    operand.target = assigns ? trimmed(after.substr(1)) : text;
     return operand;
 }
 
@@ -130,11 +130,9 @@ Command drive_command(Command::Action action, const Operand &operand) {
     command.drive = drive_required(operand.drive);
     command.target = operand.target;
     const std::string name = command.drive.name() + ":";
-    bool removes = action == Command::Action::remove;
-    if (removes && operand.hasTarget) throw Refusal(catalogue_text("DEL takes only a drive"));
-    if (!removes && !operand.hasTarget && action == Command::Action::assign) command.action = Command::Action::show;
-    if (operand.hasTarget && operand.target.empty())
-        throw Refusal(catalogue_format("no target given for drive %s", name.c_str()));
+    if (action == Command::Action::remove && operand.hasTarget) throw Refusal(catalogue_text("DEL takes only a drive"));
+    if (!operand.hasTarget && action == Command::Action::assign) command.action = Command::Action::show;
+    if (operand.target.empty()) throw Refusal(catalogue_format("no target given for drive %s", name.c_str()));
     if (action == Command::Action::next)
         throw Refusal(catalogue_format("NEXT takes only a target, not drive %s", name.c_str()));
     if (action == Command::Action::insert && !(command.drive.isSearch() && operand.hasTarget))
@@ -148,7 +146,7 @@ Command target_command(Command::Action action, const std::string &target, const 
     command.action = action;
     command.target = target;
     if (action == Command::Action::next) return command;
-    bool afterSearch = before != nullptr && before->drive.isSearch() && before->drive.place > 0 &&
+    bool afterSearch = before != nullptr && before->drive.isSearch() &&
                        (before->action == Command::Action::insert || before->action == Command::Action::assign);
     if (action != Command::Action::assign || !afterSearch)
         throw Refusal(catalogue_format("no drive given for \"%s\"", target.c_str()));
@@ -172,11 +170,11 @@ Command item_command(std::string text, const Command *before) {
 
 std::optional<Drive> drive_of(std::string_view text) {
     Drive drive;
+    if (text.empty()) return std::nullopt;
     if (text.size() == 1 && upper(text[0]) >= 'A' && upper(text[0]) <= 'Z') {
         drive.letter = upper(text[0]);
         return drive;
     }
-    if (text.size() < 2) return std::nullopt;
     if (text[0] == '*') {
         int number = small_number(text.substr(1), 'Z' - Drive::first_local + 1);
         drive.letter = static_cast<char>(Drive::first_local + number - 1);

@@ -1,7 +1,6 @@
 #include "tools/map/link_directory.h"
 
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
@@ -37,16 +36,7 @@ std::string configured_directory() {
 }
 
 std::string random_name() {
-    unsigned char bytes[8];
-    if (getrandom(bytes, sizeof bytes, 0) != static_cast<ssize_t>(sizeof bytes))
-        refuse(catalogue_text("cannot get a random number"));
-    static const char digits[] = "0123456789abcdef";
-    std::string name = ".map-";
-    for (unsigned char byte : bytes) {
-        name += digits[byte >> 4];
-        name += digits[byte & 15];
-    }
-    return name;
+    return ".map-" + std::to_string(arc4random()) + "-" + std::to_string(arc4random());
 }
 
 } // namespace
@@ -54,15 +44,15 @@ std::string random_name() {
 LinkDirectory::LinkDirectory() : path_(configured_directory()) {
     DirectoryFault fault = DirectoryFault::none;
     descriptor_ = own_directory_open(path_, &fault);
-    if (descriptor_ < 0 && fault == DirectoryFault::notOpened && errno == ENOENT && mkdir(path_.c_str(), S_IRWXU) == 0)
+    if (descriptor_ == -1 && errno == ENOENT && mkdir(path_.c_str(), S_IRWXU) == 0)
         descriptor_ = own_directory_open(path_, &fault);
-    if (descriptor_ >= 0) return;
+    if (descriptor_ != -1) return;
     if (fault != DirectoryFault::notOpened) throw Refusal(own_directory_refusal(path_, fault));
     refuse(catalogue_format("cannot use %s as the directory for the drive links", path_.c_str()));
 }
 
 LinkDirectory::~LinkDirectory() {
-    if (descriptor_ >= 0) close(descriptor_);
+    close(descriptor_);
 }
 
 std::optional<Location> LinkDirectory::read(const std::string &name) const {
@@ -93,17 +83,16 @@ void LinkDirectory::write(const std::string &name, const Location &location) {
     // A new link is made under its own name, where the call itself refuses what has come there in between; only a
     // drive's own link is replaced, by renaming.
     if (symlinkat(target.c_str(), descriptor_, name.c_str()) == 0) return;
-    if (errno != EEXIST) refuse(what);
+    // Whatever else kept it from being made keeps the temporary one, too.
     const std::string temporary = random_name();
     if (symlinkat(target.c_str(), descriptor_, temporary.c_str()) != 0) refuse(what);
     const bool replaced = replace(name, temporary);
-    const int problem = errno;
+    const std::string reason = strerror(errno);
     // What is there now is the old link, or the new one that did not get its name; anything else is kept.
     if (read(temporary)) unlinkat(descriptor_, temporary.c_str(), 0);
     if (replaced) return;
     refuseForeign(name);
-    errno = problem;
-    refuse(what);
+    throw Refusal(what + ": " + reason);
 }
 
 // The two change places, and what was replaced is looked at afterwards: what another process has put there since the
@@ -112,16 +101,16 @@ bool LinkDirectory::replace(const std::string &name, const std::string &temporar
     const auto rename = [&](unsigned flags) {
         return renameat2(descriptor_, temporary.c_str(), descriptor_, name.c_str(), flags) == 0;
     };
-    if (rename(RENAME_EXCHANGE)) {
-        if (read(temporary)) return true;
-        rename(RENAME_EXCHANGE);
-        errno = EEXIST;
-        return false;
+    if (!rename(RENAME_EXCHANGE)) {
+        if (errno == ENOENT) return rename(RENAME_NOREPLACE);
+        // Network file systems often cannot exchange names.
+        const bool cannot = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
+        return cannot && read(name) && rename(0);
     }
-    if (errno == ENOENT) return rename(RENAME_NOREPLACE);
-    // Network file systems often cannot exchange names.
-    const bool cannot = errno == EINVAL || errno == ENOSYS || errno == EOPNOTSUPP;
-    return cannot && read(name) && rename(0);
+    if (read(temporary)) return true;
+    rename(RENAME_EXCHANGE);
+    errno = EEXIST;
+    return false;
 }
 
 void LinkDirectory::remove(const std::string &name) {

@@ -33,7 +33,7 @@ const char *const help_text = catalogue_mark(
     "directory map object with an optional :path, or DRIVE:path. *1: is the first\n"
     "network drive, F:. DISPLAY and ERRORS apply to the rest of the line.\n"
     "\n"
-    "Exit status: 0 on success, 1 if any ITEM failed.\n");
+    "Exit status: 0 on success, 1 if any ITEM failed or the output cannot be written.\n");
 
 int map_main(int argc, char **argv) {
     if (!program_may_start("map")) return 1;
@@ -41,6 +41,7 @@ int map_main(int argc, char **argv) {
     const TranslationGuard guard;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
+    program_check_output_at_exit("map", 1);
     std::string line;
     for (int i = 1; i < argc; ++i) line += (i > 1 ? " " : "") + std::string(argv[i]);
     if (line == "--help") {

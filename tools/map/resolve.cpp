@@ -29,7 +29,7 @@ const Meaning meanings[] = {
     {ZKE_NO_SUCH_ENTRY, catalogue_mark("no such object or volume")},
     {ZKE_NO_SUCH_ATTRIBUTE, catalogue_mark("the object is not a volume")},
     {ZKE_NO_SUCH_VALUE, catalogue_mark("the object is not a volume")},
-    {ZKE_MALFORMED_NAME, catalogue_mark("malformed name")},
+    {ZKE_MALFORMED_NAME, catalogue_mark("not SERVER/VOLUME:path, VOLUME:path or the name of an object")},
     {ZKE_TREE_NOT_FOUND, catalogue_mark("no such tree")},
     {ZKE_NO_ACCESS, catalogue_mark("access denied")},
     {ZKE_NO_MEMORY, catalogue_mark("memory exhausted")},
@@ -56,104 +56,104 @@ class LookupContext {
   public:
     LookupContext() {
         require(ZKCallsInit(nullptr, nullptr));
-        require(ZKDSCreateContextHandle(&handle_));
-        try {
-            useTree();
-        } catch (const Refusal &) {
-            ZKDSFreeContext(handle_);
-            throw;
-        }
-    }
-    ~LookupContext() { ZKDSFreeContext(handle_); }
-    LookupContext(const LookupContext &) = delete;
-    LookupContext &operator=(const LookupContext &) = delete;
-    uint32_t handle() const { return handle_; }
-
-  private:
-    void useTree() {
+        require(ZKDSCreateContextHandle(&context_.handle));
         // What the library sets for its own contexts, so that names and aliases mean the same here.
         const uint32_t flags = 0x57;
-        require(ZKDSSetContext(handle_, DCK_FLAGS, &flags));
+        require(ZKDSSetContext(context_.handle, DCK_FLAGS, &flags));
         char ownDefault[ZK_MAX_NAME + 1] = {};
         const char *tree = getenv("QRT_TREE");
         if (tree == nullptr || *tree == '\0') {
             // No tree at all is no failure yet: there are servers outside every tree.
-            if (ZKDSGetContext(handle_, DCK_TREE_NAME, ownDefault) != ZK_OK) return;
+            if (ZKDSGetContext(context_.handle, DCK_TREE_NAME, ownDefault) != ZK_OK) return;
             tree = ownDefault;
         }
-        require(ZKDSSetContext(handle_, DCK_TREE_NAME, tree));
+        require(ZKDSSetContext(context_.handle, DCK_TREE_NAME, tree));
         require(ZKSetPreferredDSTree(static_cast<uint16_t>(strnlen(tree, ZK_MAX_NAME)), tree));
     }
-    uint32_t handle_ = 0;
+    uint32_t handle() const { return context_.handle; }
+
+  private:
+    struct Context {
+        Context() = default;
+        Context(const Context &) = delete;
+        Context &operator=(const Context &) = delete;
+        ~Context() { ZKDSFreeContext(handle); }
+        uint32_t handle = 0;
+    };
+    Context context_;
+};
+
+struct ServerConnection {
+    ServerConnection() = default;
+    ServerConnection(const ServerConnection &) = delete;
+    ServerConnection &operator=(const ServerConnection &) = delete;
+    ~ServerConnection() { ZKCCCloseConn(handle); }
+    uint32_t handle = 0;
 };
 
 // The server's own spelling of its name.
-std::string server_name(const std::string &server) {
-    uint32_t connection = 0;
-    uint32_t code =
-        ZKCCOpenConnByName(0, server.c_str(), ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection);
-    if (code != ZK_OK) refuse(code);
+std::string server_name(const char *server) {
+    ServerConnection connection;
+    require(ZKCCOpenConnByName(0, server, ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection.handle));
     char name[ZK_SERVER_NAME_SIZE] = {};
-    code = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, sizeof name, name);
-    ZKCCCloseConn(connection);
-    return code == ZK_OK ? name : server;
+    require(ZKCCGetConnInfo(connection.handle, ZK_INFO_SERVER_NAME, sizeof name, name));
+    return name;
 }
 
 // "//SRV1/SYS/public" as "SRV1/SYS:public".
-std::string without_double_slash(const std::string &target) {
-    size_t server = target.find('/', 2);
+std::string without_double_slash(std::string target) {
+    target.erase(0, 2);
+    size_t server = target.find('/');
     if (server == std::string::npos) throw Refusal(catalogue_text("no volume after the server name"));
-    size_t volume = std::min(target.find('/', server + 1), target.size());
-    return target.substr(2, volume - 2) + ":" + target.substr(std::min(volume + 1, target.size()));
+    size_t volume = target.find('/', server + 1);
+    if (volume == std::string::npos) return target + ":";
+    target[volume] = ':';
+    return target;
 }
 
-// An object's name without a leading period with the login's container appended; an empty text for a target that names
-// no such object. (The looks-up themselves start at the root, as the names in the directory's own values do.)
-std::string in_login_context(const std::string &target) {
+// An object's name without a leading period with the login's container appended; nothing for a target that names no
+// such object. (The looks-up themselves start at the root, as the names in the directory's own values do.)
+std::optional<std::string> in_login_context(const std::string &target) {
     const char *context = getenv("QRT_CONTEXT");
     size_t colon = std::min(target.find(':'), target.size());
-    bool relative = colon > 0 && target[0] != '.' && target.find('/') > colon;
-    if (context == nullptr || *context == '\0' || !relative) return "";
+    bool relative = target[0] != '.' && target.find('/') > colon;
+    if (context == nullptr || *context == '\0' || !relative) return std::nullopt;
     return target.substr(0, colon) + "." + context + target.substr(colon);
 }
 
-// One look-up. `*byObject` tells whether the directory's objects gave the answer.
-uint32_t look_up(const LookupContext &context, const std::string &target, Location *location, bool *byObject) {
+// What a look-up finds. `byObject` is not 0 when the directory's objects gave the answer.
+struct Parts {
     char server[part_size] = {};
     char volume[part_size] = {};
     char rest[part_size] = {};
-    uint32_t connection = 0;
-    uint16_t resolved = 0;
-    uint32_t code = qrt_ZKDSParsePath(context.handle(), target.c_str(), server, &connection, volume, rest, &resolved);
-    if (code != ZK_OK) return code;
-    *byObject = resolved != 0;
-    location->server = server;
-    location->volume = volume;
-    location->path = rest;
-    return ZK_OK;
+    uint16_t byObject = 0;
+};
+
+uint32_t look_up(const LookupContext &context, const std::string &target, Parts *parts) {
+    ServerConnection connection;
+    return qrt_ZKDSParsePath(context.handle(), target.c_str(), parts->server, &connection.handle, parts->volume,
+                             parts->rest, &parts->byObject);
 }
 
 Location resolve_network(const std::string &target) {
     LookupContext context;
-    Location location;
-    bool byObject = false;
-    std::string inContext = in_login_context(target);
-    if (!inContext.empty()) look_up(context, inContext, &location, &byObject);
-    if (!byObject) require(look_up(context, target, &location, &byObject));
-    location.server = server_name(location.server);
-    location.path = location_join("", location.path);
-    return location;
+    Parts parts;
+    const std::optional<std::string> inContext = in_login_context(target);
+    if (inContext) look_up(context, *inContext, &parts);
+    if (parts.byObject == 0) require(look_up(context, target, &parts));
+    return {server_name(parts.server), parts.volume, location_join("", parts.rest)};
 }
 
 // A target such as "H:home" is below drive H if there is one.
 std::optional<Location> resolve_drive(const std::string &target, const LinkDirectory &links) {
     size_t colon = target.find(':');
     if (colon == std::string::npos) return std::nullopt;
-    std::optional<Drive> drive = drive_of(target.substr(0, colon));
+    const std::optional<Drive> drive = drive_of(target.substr(0, colon));
     if (!drive) return std::nullopt;
-    std::optional<Location> location = links.read(drive->name());
-    if (location) location->path = location_join(location->path, target.substr(colon + 1));
-    return location;
+    const std::optional<Location> root = links.read(drive.value().name());
+    if (!root) return std::nullopt;
+    const Location &at = root.value();
+    return Location{at.server, at.volume, location_join(at.path, target.substr(colon + 1))};
 }
 
 bool is_folder(const std::string &path) {

@@ -26,17 +26,6 @@
 
 namespace {
 
-void tell_lost_output(int error) {
-    fprintf(stderr, "qrtlogin: %s\n", catalogue_format("cannot write the output: %s", strerror(error)).c_str());
-}
-
-// What --help writes, above all: a full disk is no success.
-void check_standard_output() {
-    if (fflush(stdout) == 0 && ferror(stdout) == 0) return;
-    tell_lost_output(errno);
-    _exit(exit_output);
-}
-
 // Keeps the real standard output for the text that a shell will evaluate; everything else that is written to standard
 // output (the scripts' output, traces) goes to standard error from here on.
 FILE *separate_output() {
@@ -63,6 +52,7 @@ std::string users_shell() {
 // Comes back only by a Failure.
 void become(char **command) {
     fflush(stdout);
+    program_restore_signals();
     execvp(command[0], command);
     int status = errno == ENOENT ? exit_not_found : exit_cannot_run;
     throw Failure(status, catalogue_format("cannot run %1$s: %2$s", command[0], strerror(errno)));
@@ -98,7 +88,7 @@ RunResult run_for(const Options &options, const Login &login, Secret *password, 
 // nobody from logging in; and a reader that has read enough and gone is no failure.
 int status_of(const RunResult &result) {
     if (result.outputError == 0 || result.outputError == EPIPE) return result.status;
-    tell_lost_output(result.outputError);
+    program_report_lost_output("qrtlogin", result.outputError);
     return exit_output;
 }
 
@@ -106,7 +96,7 @@ int login_and_hand_on(int argc, char **argv) {
     if (!program_may_start("qrtlogin")) return exit_usage;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
-    atexit(check_standard_output);
+    program_check_output_at_exit("qrtlogin", exit_output);
     Options options;
     options_parse(argc, argv, &options);
     script_file_check(options.profileScript);

@@ -45,7 +45,8 @@ const char *const after_options = catalogue_mark(
     "      container's and the profile's script are only reported\n"
     "  1   a syntax error or a failed MAP in the user's script or in that of\n"
     "      --login-script, or out of memory or processes while the scripts ran\n"
-    "  2   wrong password, no password, or account locked\n"
+    "  2   wrong password, no password, account locked, or no accepted Kerberos\n"
+    "      ticket\n"
     "  3   the directory cannot be reached or read\n"
     "  4   no tree, or no such tree\n"
     "  5   no such user\n"
@@ -76,8 +77,10 @@ const argp_option option_table[] = {
      1},
     {"shell", key_shell, nullptr, 0, catalogue_mark("Run the shell named by $SHELL in the new environment"), 2},
     {"print-environment", key_print_environment, nullptr, 0,
-     catalogue_mark("Print the variables that the scripts changed, in a form for eval; the scripts' output is written "
-                    "to standard error"),
+     catalogue_mark(
+         "Print the variables that the scripts changed, those whose names a shell accepts, in a form for eval; the "
+         "scripts' output is written "
+         "to standard error"),
      2},
     {"all-variables", key_all_variables, nullptr, 0,
      catalogue_mark(

@@ -1,0 +1,187 @@
+// What the answers of a server come to, one by one, and for how long a copy of the site serves.
+#include "platform/client/ldap_store.h"
+
+#include <gmock/gmock.h>
+#include <filesystem>
+
+#include "platform/client/errors.h"
+#include "platform/zk.h"
+#include "tests/ldap/hostile_server.h"
+#include "tests/ldap/ldap_site.h"
+
+namespace {
+
+using Attributes = std::vector<std::pair<std::string, std::string>>;
+
+class LdapStoreTest : public ::testing::Test {
+  protected:
+    LdapStoreTest() {
+        setenv("XDG_CACHE_HOME", cache.path().c_str(), 1);
+        tree.name = "ACME";
+        tree.base = "o=acme";
+        tree.ldap.cleartextLoopback = true;
+        tree.ldap.timeLimit = 600;
+        user->name = {{"cn", "jdoe"}};
+        user->entryClass = schema_class_of({"person"});
+    }
+    void on(const Scripted &script) {
+        store.reset();
+        server = std::make_unique<HostileServer>(script);
+        tree.ldap.uris = {server->uri()};
+        store = ldap_store_make(tree, {{"o", "acme"}});
+    }
+    // Every search has this answer.
+    void onSearches(const Scripted::Answer &answer) { on({{{Scripted::bound()}}, {answer}, {{Scripted::unknown()}}}); }
+    static std::string object(const std::string &name, const std::string &objectClass, const Attributes &more) {
+        Attributes all = {{"objectClass", objectClass}, {"cn", name}};
+        all.insert(all.end(), more.begin(), more.end());
+        return Scripted::entry("cn=" + name + ",o=acme", all);
+    }
+    // The code of the call, or of the error with its sentence.
+    template <typename Call>
+    std::string outcome(Call call) {
+        try {
+            return std::to_string(call());
+        } catch (const CodedError &error) {
+            return std::to_string(error.code) + " " + error.what();
+        } catch (const DataError &error) {
+            return error.what();
+        }
+    }
+
+    TempFolder cache;
+    ConfigTree tree;
+    std::unique_ptr<HostileServer> server;
+    std::unique_ptr<DirectoryStore> store;
+    std::shared_ptr<Entry> user = std::make_shared<Entry>();
+};
+
+std::string code(uint32_t number) {
+    return std::to_string(number);
+}
+
+} // namespace
+
+TEST_F(LdapStoreTest, ARefusedLoginIsToldByWhatTheServerAnswers) {
+    const struct {
+        int result;
+        std::string told;
+    } cases[] = {
+        {49, code(ZKE_WRONG_PASSWORD)},
+        {48, code(ZKE_WRONG_PASSWORD)},
+        {32, code(ZKE_WRONG_PASSWORD)},
+        {34, code(ZKE_WRONG_PASSWORD)},
+        {53, code(ZKE_ACCOUNT_LOCKED)},
+        {19, code(ZKE_ACCOUNT_LOCKED)},
+        {50, code(ZKE_ACCOUNT_LOCKED)},
+        {13, code(ZKE_TLS_REQUIRED) + " ACME: the server does not accept passwords over this connection"},
+        {8, code(ZKE_TLS_REQUIRED) + " ACME: the server does not accept passwords over this connection"},
+        {10, code(ZKE_REFERRAL_BROKEN) + " ACME: the server referred the login of CN=jdoe to another server"},
+        {21, code(ZKE_DIRECTORY_UNREACHABLE) + " ACME: login of CN=jdoe failed: Invalid syntax "},
+    };
+    for (const auto &one : cases) {
+        on({{{Scripted::bound(one.result)}}, {{Scripted::done()}}, {{Scripted::unknown()}}});
+        EntryPtr asked = user;
+        EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }), one.told) << one.result;
+        EXPECT_EQ(outcome([&]() { return store->check_password(*user, "secret"); }), one.told) << one.result;
+        EXPECT_EQ(server->logins(), 2);
+    }
+}
+
+TEST_F(LdapStoreTest, AnEmptyPasswordIsNotSent) {
+    onSearches({Scripted::done()});
+    EntryPtr asked = user;
+    EXPECT_EQ(store->login(&asked, ""), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(store->check_password(*user, ""), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(server->connections(), 0);
+}
+
+TEST_F(LdapStoreTest, ALoginReadsTheUserAsTheUserMay) {
+    onSearches({object("jdoe", "inetOrgPerson", {{"title", "Manager"}}), Scripted::done()});
+    EntryPtr asked = user;
+    ASSERT_EQ(store->login(&asked, "secret"), ZK_OK);
+    ASSERT_NE(asked->first("title"), nullptr);
+    EXPECT_EQ(*asked->first("title"), "Manager");
+    EXPECT_EQ(store->check_password(*user, "secret"), ZK_OK);
+}
+
+TEST_F(LdapStoreTest, ServersAndVolumesAreFoundByTheirNames) {
+    onSearches({object("V0", "qrtVolume", {{"qrtHostServer", "cn=SRV2,o=acme"}, {"qrtHostResourceName", "SYS"}}),
+                object("V1", "qrtVolume", {{"qrtHostServer", "cn=srv1,o=acme"}, {"qrtHostResourceName", "SYS"}}),
+                object("V2", "qrtVolume", {{"qrtHostServer", "cn=SRV1,o=acme"}}),
+                object("V3", "qrtVolume", {{"qrtHostResourceName", "DATA"}}),
+                object("P", "person", {{"qrtHostServer", "cn=SRV1,o=acme"}, {"qrtHostResourceName", "USERS"}}),
+                object("SRV1", "qrtServer", {}), object("SRV2", "qrtServer", {}), Scripted::done()});
+    EntryPtr first, second, volume;
+    ASSERT_EQ(store->find_server("", &first), ZK_OK);
+    EXPECT_EQ(entry_common_name(*first), "SRV1") << "the first one";
+    ASSERT_EQ(store->find_server("srv2", &second), ZK_OK);
+    EXPECT_EQ(entry_common_name(*second), "SRV2");
+    for (const char *none : {"V1", "P", "SRV", "SRV3"})
+        EXPECT_EQ(store->find_server(none, &second), ZKE_SERVER_NOT_FOUND) << none;
+    ASSERT_EQ(store->find_volume(*first, "sys", &volume), ZK_OK);
+    EXPECT_EQ(entry_common_name(*volume), "V1");
+    for (const char *none : {"DATA", "USERS", "V1", ""})
+        EXPECT_EQ(store->find_volume(*first, none, &volume), ZKE_VOLUME_UNKNOWN) << none;
+    EXPECT_EQ(server->connections(), 1);
+}
+
+TEST_F(LdapStoreTest, AListThatTheServerCutsIsNoList) {
+    onSearches({object("SRV1", "qrtServer", {}), Scripted::done(4)});
+    EntryPtr found;
+    EXPECT_EQ(outcome([&]() { return store->find_server("SRV1", &found); }),
+              "ACME: the list of servers and volumes is incomplete: server size limit exceeded after 1");
+    std::vector<Name> groups;
+    EXPECT_EQ(outcome([&]() { return store->groups_of(*user, &groups); }),
+              "ACME: the list of groups of CN=jdoe is incomplete: server size limit exceeded after 1");
+}
+
+TEST_F(LdapStoreTest, GroupsAreAskedForOnce) {
+    onSearches({Scripted::entry("cn=a,o=acme", {}), Scripted::entry("cn=other,o=elsewhere", {}),
+                Scripted::entry("cn=b,o=acme", {}), Scripted::done()});
+    for (int i = 0; i < 2; i++) {
+        std::vector<Name> groups = {{{"cn", "known"}}};
+        ASSERT_EQ(store->groups_of(*user, &groups), ZK_OK);
+        std::string names;
+        for (const Name &group : groups) names += name_to_dotted(group, false) + " ";
+        EXPECT_EQ(names, "known a b ");
+    }
+    EXPECT_EQ(server->searches(), 1);
+}
+
+namespace {
+
+struct CopyAge {
+    const char *options;
+    long seconds;
+    bool serves;
+};
+
+class LdapSiteCopy : public LdapSite, public ::testing::WithParamInterface<CopyAge> {};
+
+} // namespace
+
+// No server is left that could be asked.
+TEST_P(LdapSiteCopy, ServesForItsTime) {
+    auto server = std::make_unique<Slapd>(sample());
+    defaultServer = "";
+    onServers({server->uri()}, GetParam().options);
+    keptHome = home.path();
+    ASSERT_EQ(login().status, 0);
+    server.reset();
+    for (const auto &one : std::filesystem::directory_iterator(home.path(".cache/brasca-zk"))) {
+        const std::string text = file_text(one.path()), heading = "# zkclient copy 1 ";
+        home.write(
+            std::filesystem::relative(one.path(), home.path()),
+            heading + std::to_string(time(nullptr) - GetParam().seconds) + text.substr(text.find(' ', heading.size())));
+    }
+    open_server("SRV2");
+    EXPECT_EQ(lastCode, GetParam().serves ? ZK_OK : ZKE_DIRECTORY_UNREACHABLE);
+    lastCode = ZKParsePath("SRV2/SYS:x", nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(lastCode, GetParam().serves ? ZK_OK : ZKE_DIRECTORY_UNREACHABLE);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ages, LdapSiteCopy,
+                         ::testing::Values(CopyAge{"", 0, true}, CopyAge{"", 30, true}, CopyAge{"", 61, false},
+                                           CopyAge{"", -30, false}, CopyAge{"offline = true\n", 29 * 86400, true},
+                                           CopyAge{"offline = true\n", 31 * 86400, false}));
