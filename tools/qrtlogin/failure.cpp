@@ -61,6 +61,7 @@ Failure failure_of(uint32_t code, const std::string &attempt) {
     std::string detail = told ? client_sentence() : "";
     if (!detail.empty()) text += ": " + detail;
     // Locked, disabled or expired: one code, and the client's sentence says which.
-    if (code == ZKE_ACCOUNT_LOCKED && !client_sentence().empty()) text = client_sentence();
+    const std::string lock = code == ZKE_ACCOUNT_LOCKED ? client_sentence() : "";
+    if (!lock.empty()) text = lock;
     return Failure(status, attempt + ": " + text);
 }
