@@ -232,6 +232,18 @@ TEST_F(LdapLogin, FindsUsersNamedByUid) {
     EXPECT_EQ(who_am_i(here), "asmith.R,D (east).acme");
 }
 
+TEST_F(LdapLogin, TakesAUserNamedByUidWithTheTypeOnlyWhereNobodyMayRead) {
+    Slapd::Setup setup = sample();
+    setup.ldif += odd_people;
+    setup.global = "require authc\n";
+    Slapd server(setup);
+    onServers({server.uri()}, "search_base = \"o=acme\"\n");
+    EXPECT_EQ(loginHere("asmith.R,D (east).acme", "ann"), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(loginHere("uid=asmith.R,D (east).acme", "ann"), ZK_OK) << lastError();
+    ASSERT_EQ(ZKDSLogout(here), ZK_OK);
+    EXPECT_EQ(loginHere("jdoe.sales.acme", "sunflower"), ZK_OK) << lastError();
+}
+
 TEST_F(LdapLogin, TakesTheTreesOwnAttributeNames) {
     Slapd::Setup setup = sample();
     Slapd server(setup);
