@@ -188,6 +188,8 @@ enum {
     ZK_INFO_COUNTED_STATE = 10        // uint32_t
 };
 
+// A process that is logged in to a tree opens a connection to another one by its name even when that directory cannot be
+// asked: ZKDSSetContext for DCK_TREE_NAME then returns the reason.
 uint32_t ZKCCOpenConnByName(uint32_t start, const char *name, uint32_t nameFormat, uint32_t openState,
                             uint32_t transport, uint32_t *connection);
 uint32_t ZKCCOpenConnByRef(uint32_t reference, uint32_t openState, uint32_t reserved, uint32_t *connection);
@@ -220,7 +222,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 
 // The client's own codes: one range, low 16 bits negative like the ones above.
 #define ZKE_WRONG_PASSWORD 0xFFFFE001u
-#define ZKE_ACCOUNT_LOCKED 0xFFFFE002u
+#define ZKE_ACCOUNT_LOCKED 0xFFFFE002u // locked, disabled or expired: ZKGetLastErrorText tells which
 #define ZKE_NOT_LOGGED_IN 0xFFFFE003u
 #define ZKE_NO_ACCESS 0xFFFFE004u
 // From here to ZKE_REFERRAL_BROKEN: the directory could not be read; ZKGetLastErrorText returns the reason.

@@ -274,6 +274,8 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
     } else if (table.has("uris")) {
         tree.ldap = read_ldap(table, folder);
         tree.shown = tree.name;
+    } else if (!table.has("ldif")) {
+        table.refuse("ldif", catalogue_format("tree %s has neither ldif nor uris", tree.name.c_str()));
     } else {
         tree.shown = table.required("ldif", 4096);
         tree.ldif = tree.shown.front() == '/' ? tree.shown : folder + tree.shown;
@@ -282,6 +284,10 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
     Name base;
     if (!name_parse_dn(tree.base, {}, &base, nullptr)) {
         table.refuse("base", catalogue_text("malformed DN"));
+    }
+    Name searched;
+    if (!tree.ldap.searchBase.empty() && !name_parse_dn(tree.ldap.searchBase, base, &searched, nullptr)) {
+        table.refuse("search_base", catalogue_text("search_base must be base or below it"));
     }
     tree.defaultServer = table.text("default_server", "");
     tree.sharePassword = table.flag("share_password", tree.sharePassword);
@@ -298,6 +304,14 @@ ConfigServer read_server(Table &table) {
         server.users.push_back({user.required("name", ZK_MAX_NAME), user.required("password", 1024)});
     });
     return server;
+}
+
+// "/path", "%NAME" or "%NAME/path". Whether there is such a variable or directory is another matter for each user.
+void check_link_directory(const Table &top, const std::string &value) {
+    const bool named = value.size() > 1 && value.front() == '%' && value[1] != '/';
+    if (!named && (value.empty() || value.front() != '/')) {
+        top.refuse("link_directory", catalogue_text("link_directory must have the form /path, %NAME or %NAME/path"));
+    }
 }
 
 void check_default_tree(const Table &top, const Config &config) {
@@ -317,6 +331,7 @@ Config read_config(const std::string &path, const toml::table &parsed) {
     std::string folder = path.substr(0, path.rfind('/') + 1);
     config.defaultTree = top.text("default_tree", "");
     config.linkDirectory = top.text("link_directory", config.linkDirectory);
+    check_link_directory(top, config.linkDirectory);
     config.trace = top.flag("trace", config.trace);
     top.tables("tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
     top.tables("server", [&](Table &server) { config.servers.push_back(read_server(server)); });
@@ -350,7 +365,11 @@ Config config_load(const std::string &path) {
     }
     try {
         // Without the path: the parser copies it where it must not throw, and would end the process without memory.
-        return read_config(path, toml::parse(std::string_view(text)));
+        Config config = read_config(path, toml::parse(std::string_view(text)));
+        if (config.trees.empty() && file.is_open()) {
+            error_keep(catalogue_format("%s has no [[tree]]", path.c_str()).c_str());
+        }
+        return config;
     } catch (const toml::parse_error &error) {
         throw DataError(path + ":" + std::to_string(error.source().begin.line) + ":" +
                         std::to_string(error.source().begin.column) + ": " + std::string(error.description()));

@@ -64,7 +64,7 @@ struct Config {
 std::string config_path();
 
 // Reads the file. Throws DataError that tells file, line and column. A file that is not there is an empty configuration
-// and a last error text.
+// and a last error text; a file without trees leaves such a text too.
 Config config_load(const std::string &path);
 
 #endif

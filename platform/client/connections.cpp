@@ -82,9 +82,28 @@ std::vector<Tree *> search_order() {
     return order;
 }
 
+bool is_logged_in_somewhere() {
+    const std::vector<std::unique_ptr<Tree>> &trees = trees_all();
+    return std::any_of(trees.begin(), trees.end(), [](const auto &tree) { return tree->identity != nullptr; });
+}
+
+// A script that moves to another tree asks for a connection by the tree's name, only to learn whether there is such a
+// tree: why its directory cannot be asked is for the context that is bound to the tree next. Whoever has not logged in
+// anywhere has to learn it here.
 uint32_t open_any(std::string_view name, Connection **connection) {
     Tree *tree = tree_find(name);
-    return tree != nullptr ? connection_open_tree(tree, connection) : connection_open_server(name, connection);
+    if (tree == nullptr) {
+        return connection_open_server(name, connection);
+    }
+    try {
+        return connection_open_tree(tree, connection);
+    } catch (const std::runtime_error &) { // CodedError or DataError
+        if (!is_logged_in_somewhere() || tree->identity != nullptr) {
+            throw;
+        }
+        tree->openedUnasked = true;
+        return open_to(tree, nullptr, nullptr, connection);
+    }
 }
 
 bool known_open_state(uint32_t state) {

@@ -57,6 +57,10 @@ uint32_t set_tree(Context *context, const char *value) {
         return ZKE_TREE_NOT_FOUND;
     }
     tree_load(tree);
+    if (tree->openedUnasked) {
+        tree_default_server(*tree); // throws CodedError while the directory cannot be asked
+        tree->openedUnasked = false;
+    }
     context->tree = tree;
     return ZK_OK;
 }
@@ -118,7 +122,7 @@ uint32_t context_find_entry(const Context &context, const Tree &tree, const char
         return ZKE_MALFORMED_NAME;
     }
     Aliases aliases = (context.flags & DCV_DEREF_ALIASES) != 0 ? Aliases::Follow : Aliases::Keep;
-    return tree.store->find(parsed, aliases, entry);
+    return tree.store->find(tree_meant_name(tree, parsed), aliases, entry);
 }
 
 void context_note_read(Context *context, Tree *tree) {

@@ -71,7 +71,12 @@ struct Attempt {
 
 void keep_refusal(uint32_t code, const Entry &user) {
     const std::string who = name_to_dotted(user.name, true);
-    if (code == ZKE_ACCOUNT_LOCKED) {
+    const LoginLock lock = login_lock(user);
+    if (code == ZKE_ACCOUNT_LOCKED && lock == LoginLock::Disabled) {
+        error_keep(catalogue_format("%s is disabled", who.c_str()).c_str());
+    } else if (code == ZKE_ACCOUNT_LOCKED && lock == LoginLock::Expired) {
+        error_keep(catalogue_format("%s has expired", who.c_str()).c_str());
+    } else if (code == ZKE_ACCOUNT_LOCKED) {
         error_keep(catalogue_format("%s is locked", who.c_str()).c_str());
     } else if (code == ZKE_WRONG_PASSWORD) {
         error_keep(catalogue_format("wrong password for %s", who.c_str()).c_str());
@@ -123,8 +128,9 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         // Whatever the context says of aliases: the identity is the object behind the alias.
         Name name;
         EntryPtr user;
-        code = name_parse_dotted(object, found->nameContext, &name) ? tree->store->find_user(name, &user)
-                                                                    : ZKE_MALFORMED_NAME;
+        code = name_parse_dotted(object, found->nameContext, &name)
+                   ? tree->store->find_user(tree_meant_name(*tree, name), &user)
+                   : ZKE_MALFORMED_NAME;
         if (code != ZK_OK) {
             return code;
         }
@@ -134,10 +140,9 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         if (login_password_is_held_back(tree, password)) {
             refuse_unsent(*tree);
         }
-        const EntryPtr asked = user;
         code = login_to_tree(tree->store.get(), &user, password);
         if (code != ZK_OK) {
-            keep_refusal(code, *asked);
+            keep_refusal(code, *user); // after the login it is the entry as the user may read it
             return code;
         }
         // A login that goes no further leaves the directory as nobody.

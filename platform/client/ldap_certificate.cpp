@@ -51,6 +51,15 @@ unsigned verify(gnutls_x509_crt_t certificate, const std::string &caFile) {
     return faults;
 }
 
+bool has_authorities(const std::string &caFile) {
+    gnutls_x509_trust_list_t made = nullptr;
+    if (gnutls_x509_trust_list_init(&made, 0) != GNUTLS_E_SUCCESS) {
+        return false;
+    }
+    Authorities authorities(made);
+    return gnutls_x509_trust_list_add_trust_file(made, caFile.c_str(), nullptr, GNUTLS_X509_FMT_PEM, 0, 0) > 0;
+}
+
 std::string address_text(const std::vector<char> &bytes, size_t size) {
     char text[INET6_ADDRSTRLEN] = "";
     int family = size == 4 ? AF_INET : size == 16 ? AF_INET6 : AF_UNSPEC;
@@ -112,6 +121,9 @@ const char *fault_of(gnutls_x509_crt_t certificate, const std::string &name, con
     }
     if (gnutls_x509_crt_check_hostname(certificate, name.c_str()) == 0) {
         return catalogue_text("it was issued for another name");
+    }
+    if (!has_authorities(caFile)) {
+        return catalogue_text("the CA file contains no valid certificate");
     }
     if ((faults & GNUTLS_CERT_SIGNER_NOT_FOUND) != 0) {
         return catalogue_text("it is not signed by an authority in the CA file");

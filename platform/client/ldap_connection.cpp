@@ -75,6 +75,11 @@ bool is_same_dn(const std::string &one, const std::string &other) {
            name_equal(first, second);
 }
 
+// As "Who am I?" was answered.
+const char *name_or_anonymous(const std::string &who) {
+    return who.empty() ? catalogue_text("an anonymous user") : who.c_str();
+}
+
 struct OptionRow {
     int option;
     int value;
@@ -474,8 +479,15 @@ LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
         berval none = {0, const_cast<char *>("")}; // an empty answer in place of none saves a turn
         return ldap_sasl_bind(ld, "", "EXTERNAL", &none, nullptr, nullptr, message);
     }));
-    if (answer.result == LDAP_SUCCESS && !is_same_dn(identity.dn(), whoAmI())) {
-        answer.result = LDAP_INVALID_CREDENTIALS;
+    if (answer.result == LDAP_INVALID_CREDENTIALS || answer.result == LDAP_INAPPROPRIATE_AUTH) {
+        throw CodedError(ZKE_NO_ACCESS, catalogue_format("%1$s: the server rejected the process's user: %2$s",
+                                                         address.text.c_str(), ldap_err2string(answer.result)));
+    }
+    const std::string who = answer.result == LDAP_SUCCESS ? whoAmI() : "";
+    if (answer.result == LDAP_SUCCESS && !is_same_dn(identity.dn(), who)) {
+        throw CodedError(ZKE_NO_ACCESS,
+                         catalogue_format("%1$s: the server takes the process's user for %2$s, not for %3$s",
+                                          address.text.c_str(), name_or_anonymous(who), identity.dn().c_str()));
     }
     return answer;
 }
@@ -504,10 +516,8 @@ LdapAnswer LdapConnection::bindWithTicket(const LdapIdentity &identity, LdapDead
     answered = true;
     std::string who = whoAmI();
     if (!is_same_dn(identity.dn(), who)) {
-        throw CodedError(ZKE_TICKET_REFUSED,
-                         refused(catalogue_format("the ticket belongs to %1$s, not to %2$s",
-                                                  who.empty() ? catalogue_text("an anonymous user") : who.c_str(),
-                                                  identity.dn().c_str())));
+        throw CodedError(ZKE_TICKET_REFUSED, refused(catalogue_format("the ticket belongs to %1$s, not to %2$s",
+                                                                      name_or_anonymous(who), identity.dn().c_str())));
     }
     return LdapAnswer();
 }

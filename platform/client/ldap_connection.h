@@ -91,7 +91,8 @@ class LdapConnection {
     // A server that answers a login with success and takes the connection for an anonymous one all the same has checked
     // nothing: CodedError, ZKE_NO_ACCESS.
     // `bind` goes by what the configuration trusts: the password, the user's ticket, or the kernel. Throws CodedError,
-    // ZKE_TICKET_REFUSED, for a ticket that is missing, not taken or somebody else's: no other server will take it.
+    // ZKE_TICKET_REFUSED, for a ticket that is missing, not taken or somebody else's: no other server will take it; and
+    // ZKE_NO_ACCESS where the kernel's word is not taken, or for somebody else's.
     LdapAnswer bind(const LdapIdentity &identity, LdapDeadline deadline);
     LdapAnswer bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline);
     LdapAnswer search(const LdapSearch &search, LdapDeadline deadline);

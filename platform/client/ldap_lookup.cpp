@@ -28,6 +28,17 @@ LdapAnswer LdapLookup::search(const Name &below, int scope, const std::string &f
     return answer;
 }
 
+std::vector<std::string> LdapLookup::namingContexts() {
+    std::vector<std::string> contexts;
+    LdapAnswer answer = servers.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"namingContexts"}});
+    for (const LdapEntry &entry : answer.entries) {
+        for (const auto &attribute : entry.attributes) {
+            contexts.insert(contexts.end(), attribute.second.begin(), attribute.second.end());
+        }
+    }
+    return contexts;
+}
+
 const Name &LdapLookup::searchBase() {
     if (!searchBases.empty()) {
         return searchBases.front();
@@ -41,14 +52,9 @@ const Name &LdapLookup::searchBase() {
     } else if (!root.empty()) {
         searchBases.emplace_back();
     } else {
-        LdapAnswer answer = servers.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"namingContexts"}});
-        for (const LdapEntry &entry : answer.entries) {
-            for (const auto &attribute : entry.attributes) {
-                for (const std::string &context : attribute.second) {
-                    if (name_parse_dn(context, root, &found, nullptr)) {
-                        searchBases.push_back(found);
-                    }
-                }
+        for (const std::string &context : namingContexts()) {
+            if (name_parse_dn(context, root, &found, nullptr)) {
+                searchBases.push_back(found);
             }
         }
         if (searchBases.size() != 1) {
@@ -220,6 +226,33 @@ bool LdapLookup::unseen(const Name &name, Name *likely) {
     size_t leaves = name.front().type.empty() ? std::size(leaf_types) : 1;
     *likely = all[all.size() - leaves];
     return true;
+}
+
+// With referrals another server may have it.
+void LdapLookup::refuseWrongBase() {
+    const std::string key = tree.ldap.searchBase.empty() ? "base" : "search_base";
+    const std::string &wanted = tree.ldap.searchBase.empty() ? tree.base : tree.ldap.searchBase;
+    Name place;
+    if (anythingSeen || wanted.empty() || tree.ldap.referrals || !name_parse_dn(wanted, {}, &place, nullptr)) {
+        return;
+    }
+    std::string shown;
+    try {
+        for (const std::string &context : namingContexts()) {
+            Name held;
+            if (!name_parse_dn(context, {}, &held, nullptr) ||
+                (held.size() <= place.size() && name_equal(held, name_above(place, place.size() - held.size())))) {
+                return;
+            }
+            shown += (shown.empty() ? "" : "; ") + context;
+        }
+    } catch (const CodedError &) { // what was asked before has been answered: that counts
+        return;
+    }
+    if (!shown.empty()) {
+        throw DataError(catalogue_format("%1$s: the server does not hold %2$s %3$s: its naming contexts are %4$s",
+                                         tree.name.c_str(), key.c_str(), wanted.c_str(), shown.c_str()));
+    }
 }
 
 void LdapLookup::forget() {

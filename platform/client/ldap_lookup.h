@@ -37,6 +37,10 @@ class LdapLookup {
     // where the directory has shown anything at all.
     bool unseen(const Name &name, Name *likely);
 
+    // Asks the server for its naming contexts when the directory has shown nothing: DataError when the base or
+    // search_base of the configuration is in none of them. Nothing happens where the server does not say.
+    void refuseWrongBase();
+
     // The name that this tree gives to an attribute.
     const std::string &siteName(const char *ldap) const { return entries.siteName(ldap); }
 
@@ -44,6 +48,7 @@ class LdapLookup {
     void forget();
 
   private:
+    std::vector<std::string> namingContexts();
     std::vector<Name> guesses(const Name &name);
     void readGuesses(const Name &name);
     EntryPtr readByLevels(const Name &name);

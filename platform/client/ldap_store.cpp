@@ -127,6 +127,7 @@ uint32_t LdapStore::find_user(const Name &name, EntryPtr *user) {
         Name likely;
         if (code != ZKE_NO_SUCH_ENTRY || !objects.unseen(name, &likely)) {
             if (code == ZKE_NO_SUCH_ENTRY) {
+                objects.refuseWrongBase();
                 offline.refused(name);
             }
             return code;
@@ -366,6 +367,9 @@ uint32_t LdapStore::login(EntryPtr *user, const char *password) {
         return offline.login(*asked, password);
     }
     uint32_t code = loginResult(answer, *asked);
+    if (code == ZKE_WRONG_PASSWORD) {
+        objects.refuseWrongBase(); // no user can be below it
+    }
     noteRefusal(code, asked->name, password);
     if (code != ZK_OK) {
         return code;

@@ -43,6 +43,7 @@ class LdifStore : public DirectoryStore {
     void check_place(const LdifRecord &record, const Name &name) const;
     void add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const;
     void check_entry(const LdifRecord &record, const Entry &entry) const;
+    void note_password(const LdifRecord &record, const Entry &entry);
     void index_entry(uint32_t number);
     void spell_as_parent(Name *name) const;
     void count_at_parent(const Name &name);
@@ -54,6 +55,7 @@ class LdifStore : public DirectoryStore {
     std::unordered_map<std::string, std::vector<uint32_t>> groups; // name_key of a member -> the groups' nodes
     std::vector<uint32_t> servers;
     std::vector<uint32_t> volumes;
+    std::unordered_map<const Entry *, std::string> noHash; // passwords that nothing matches, and where they stand
 };
 
 [[noreturn]] void refuse(const LdifRecord &record, unsigned line, const std::string &why) {
@@ -133,6 +135,9 @@ uint32_t LdifStore::check_password(const Entry &entry, const char *password) {
             return ZK_OK;
         }
     }
+    if (auto unusable = noHash.find(&entry); unusable != noHash.end()) {
+        throw DataError(unusable->second);
+    }
     return ZKE_WRONG_PASSWORD;
 }
 
@@ -208,6 +213,26 @@ void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const 
     refuse(record, record.line, catalogue_format("the entry has no %s value that matches its DN", leaf.type.c_str()));
 }
 
+// Whoever wrote a password in the clear, or as servers keep it, would look for the mistake in what they type. One that
+// can be used beside it is enough: exports of servers hold others too.
+void LdifStore::note_password(const LdifRecord &record, const Entry &entry) {
+    static const SchemaAttribute *const password = schema_find_ldap("userPassword");
+    bool unusable = false;
+    for (const EntryValue &value : entry.values) {
+        if (value.attribute == password && password_is_hash(value.text)) {
+            return;
+        }
+        unusable = unusable || value.attribute == password;
+    }
+    for (const LdifAttribute &attribute : record.attributes) {
+        if (unusable && schema_find_ldap(attribute.name) == password) {
+            noHash[&entry] = record.file + ":" + std::to_string(attribute.line) + ": " + attribute.name + ": " +
+                             catalogue_text("the password is not a {CRYPT} hash");
+            return;
+        }
+    }
+}
+
 void LdifStore::index_entry(uint32_t number) {
     const Entry &entry = *nodes[number].entry;
     const uint32_t first = byKey.emplace(name_key(entry.name), number).first->second;
@@ -264,6 +289,7 @@ void LdifStore::add(const LdifRecord &record) {
     }
     entry->entryClass = schema_class_of(objectClasses);
     check_entry(record, *entry);
+    note_password(record, *entry);
     if (const std::string *changed = entry->first("modifyTimestamp")) {
         entry->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, root).number;
     }

@@ -15,8 +15,11 @@ static bool has_expired(const Entry &user) {
     return value != nullptr && value_parse(ZK_SYNTAX_TIME, *value, {}).number <= time(nullptr);
 }
 
-bool login_is_locked(const Entry &user) {
-    return is_true(user, "qrtLocked") || is_true(user, "qrtLoginDisabled") || has_expired(user);
+LoginLock login_lock(const Entry &user) {
+    return is_true(user, "qrtLocked")          ? LoginLock::Locked
+           : is_true(user, "qrtLoginDisabled") ? LoginLock::Disabled
+           : has_expired(user)                 ? LoginLock::Expired
+                                               : LoginLock::None;
 }
 
 // Nobody is the root, and a server may take a login with an empty DN for an anonymous one, whatever the password.

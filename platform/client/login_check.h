@@ -8,8 +8,13 @@
 // root of a tree is no user: ZKE_NO_SUCH_ENTRY for both.
 uint32_t login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password);
 
-// Is the account locked, disabled or expired?
-bool login_is_locked(const Entry &user);
+enum class LoginLock { None, Locked, Disabled, Expired };
+
+// What locks the account, as far as its entry tells.
+LoginLock login_lock(const Entry &user);
+inline bool login_is_locked(const Entry &user) {
+    return login_lock(user) != LoginLock::None;
+}
 
 // Only checks, for a login elsewhere: ZK_OK, ZKE_WRONG_PASSWORD, or, only for the right password, ZKE_ACCOUNT_LOCKED.
 uint32_t login_check(DirectoryStore *store, const Entry &user, const char *password);

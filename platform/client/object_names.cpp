@@ -17,12 +17,13 @@ bool has_all_types(const Name &name) {
 // suggests.
 void add_types(const Tree &tree, Name *name) {
     EntryPtr entry;
+    *name = tree_meant_name(tree, *name);
     if (tree.store->find(*name, Aliases::Keep, &entry) == ZK_OK) {
         *name = entry->name;
         return;
     }
     for (size_t i = 1; i < name->size(); i++) {
-        if (tree.store->find(name_above(*name, i), Aliases::Keep, &entry) == ZK_OK) {
+        if (tree.store->find(tree_meant_name(tree, name_above(*name, i)), Aliases::Keep, &entry) == ZK_OK) {
             std::copy(entry->name.begin(), entry->name.end(), name->begin() + static_cast<std::ptrdiff_t>(i));
             break;
         }

@@ -37,8 +37,12 @@ bool equal_in_constant_time(std::string_view a, std::string_view b) {
 
 } // namespace
 
+bool password_is_hash(std::string_view stored) {
+    return equal_nocase(stored.substr(0, crypt_scheme.size()), crypt_scheme);
+}
+
 bool password_matches(std::string_view stored, const char *password) {
-    if (*password == '\0' || !equal_nocase(stored.substr(0, crypt_scheme.size()), crypt_scheme)) {
+    if (*password == '\0' || !password_is_hash(stored)) {
         return false;
     }
     std::string hash(stored.substr(crypt_scheme.size()));

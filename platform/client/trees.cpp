@@ -111,6 +111,14 @@ void tree_load(Tree *tree) {
     }
 }
 
+Name tree_meant_name(const Tree &tree, const Name &name) {
+    if (tree.identity == nullptr || name.size() > tree.identity->name.size()) {
+        return name;
+    }
+    Name own = name_above(tree.identity->name, tree.identity->name.size() - name.size());
+    return name_equal(name, own) ? own : name;
+}
+
 EntryPtr tree_default_server(const Tree &tree) {
     EntryPtr server;
     const std::string &name = tree.config.defaultServer;

@@ -15,6 +15,7 @@ struct Tree {
     ConfigTree config;
     std::unique_ptr<DirectoryStore> store; // null until tree_load
     EntryPtr identity;                     // who is logged in, null for nobody; set by identity.cpp
+    bool openedUnasked = false;            // connections.cpp: by its name alone, since its directory could not be asked
 };
 
 // Reads the configuration unless one has been read that has trees or servers. Throws DataError.
@@ -36,6 +37,10 @@ void tree_prefer(Tree *tree);
 // Makes sure that the tree's directory is loaded: an LDIF file is read, LDAP servers are not asked yet. Throws
 // DataError.
 void tree_load(Tree *tree);
+
+// The name with all types when the user who is logged in to the tree, or a container above the user, fits it; otherwise
+// the name itself. Names are handed out without types, and one such name may fit several objects or none.
+Name tree_meant_name(const Tree &tree, const Name &name);
 
 // The server that the configuration names for the tree, otherwise the first one; null when the tree has no file server.
 // The tree is loaded. Throws DataError for a name that no server has, CodedError when the directory cannot be asked.

@@ -30,6 +30,14 @@ TEST_F(Configuration, NoFileMeansNoTreesAndASentence) {
     EXPECT_EQ(ZKE_TREE_NOT_FOUND, lastCode);
 }
 
+TEST_F(Configuration, AFileWithoutTreesIsNamed) {
+    configure("# nothing yet\n");
+    EXPECT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
+    EXPECT_EQ(folder.path("client.toml") + " has no [[tree]]", last_error());
+    configure(std::string("link_directory = \"%HOME/drives\"\n") + acme_tree);
+    EXPECT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
+}
+
 TEST_F(Configuration, AFileThatComesLaterIsReadByTheNextStart) {
     setenv("ZKCLIENT_CONF", folder.path("client.toml").c_str(), 1);
     EXPECT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
@@ -53,7 +61,14 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {"default_tree = \"X\"\n" + tree, "1:16: unknown tree X"},
         {"[tree]\nname = \"A\"\n", "1:1: tree must be written as [[tree]]"},
         {"[[tree]]\nldif = \"a\"\n", "1:1: name is required and must have 1 to 32 bytes"},
-        {"[[tree]]\nname = \"A\"\n", "1:1: ldif is required and must have 1 to 4096 bytes"},
+        {"[[tree]]\nname = \"A\"\n", "1:1: tree A has neither ldif nor uris"},
+        {"[[tree]]\nname = \"A\"\nldif = \"\"\n", "3:8: ldif is required and must have 1 to 4096 bytes"},
+        {servers("[\"ldap://a\"]", "search_base = \"o=acme\"\nbase = \"o=b\""),
+         "4:15: search_base must be base or below it"},
+        {"link_directory = \"\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
+        {"link_directory = \"drives\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
+        {"link_directory = \"%\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
+        {"link_directory = \"%/drives\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
         {"[[tree]]\nname = \"" + std::string(33, 'A') + "\"\n", "2:8: name is required and must have 1 to 32 bytes"},
         {"[[tree]]\nname = \"A_\"\nldif = \"a\"\n", "2:8: a tree name must not end in \"_\""},
         {tree + "[[tree]]\nname = \"acme\"\nldif = \"a\"\n", "5:8: tree acme is already defined"},

@@ -56,7 +56,7 @@ TEST_F(Identity, RefusedLogins) {
         {"disabled.sales.acme", "secret", ZKE_ACCOUNT_LOCKED},
         {"expired.sales.acme", "secret", ZKE_ACCOUNT_LOCKED},
         {"nopassword.sales.acme", "", ZKE_WRONG_PASSWORD},
-        {"plain.sales.acme", "secret", ZKE_WRONG_PASSWORD},
+        {"plain.sales.acme", "secret", ZKE_BAD_DIRECTORY_DATA},
         {"loop1.acme", "secret", ZKE_BAD_DIRECTORY_DATA},
         {"dangling.acme", "secret", ZKE_NO_SUCH_ENTRY},
         {"[Root]", "secret", ZKE_NO_SUCH_ENTRY},
@@ -105,6 +105,49 @@ TEST_F(Identity, OneIdentityATree) {
     EXPECT_EQ(ZK_OK, login(context(session_flags, "BRANCH_TREE"), "kim.shop", "secret"));
     EXPECT_EQ("admin", who_am_i(handle));
     EXPECT_EQ("UID=kim.OU=shop", who_am_i(context(0x13, "branch_tree")));
+}
+
+TEST_F(Identity, APasswordThatIsNoHashIsToldWithItsLine) {
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, login(context(), "plain.sales.acme", "secret"));
+    EXPECT_EQ("acme.ldif:94: userPassword: the password is not a {CRYPT} hash", last_error());
+    uint32_t server = open_server("SRV2");
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKLoginToFileServer(server, "plain", 256, "secret"));
+    EXPECT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret")) << "who has another one beside a hash";
+    EXPECT_EQ(ZKE_WRONG_PASSWORD, login(context(), "jdoe.sales.acme", "wrong"));
+}
+
+TEST_F(Identity, ALockedADisabledAndAnExpiredAccountAreToldApart) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"locked", "is locked"}, {"disabled", "is disabled"}, {"expired", "has expired"}};
+    for (const auto &[user, told] : cases) {
+        EXPECT_EQ(ZKE_ACCOUNT_LOCKED, login(context(), (user + std::string(".sales.acme")).c_str(), "secret"));
+        EXPECT_EQ("CN=" + std::string(user) + ".OU=sales.O=acme " + told, last_error());
+    }
+}
+
+// The first of two names in a file is meant otherwise, and "mail" is not looked for at all.
+TEST_F(Identity, ANameWithoutTypesMeansTheUserAndTheContainersOfTheUser) {
+    const std::string hash = "userPassword: {CRYPT}$1$salt$ez2vlPGdaLYkJam5pWs/Y1\n"; // "secret"
+    folder.write("t.ldif",
+                 "dn: l=it\nobjectClass: locality\nl: it\n\ndn: ou=it\nobjectClass: organizationalUnit\nou: it\n\n"
+                 "dn: cn=max,ou=it\nobjectClass: person\ncn: max\n\n"
+                 "dn: uid=max,ou=it\nobjectClass: person\nuid: max\n" +
+                     hash + "\ndn: mail=eva,ou=it\nobjectClass: person\nmail: eva\n" + hash);
+    configure("[[tree]]\nname = \"T\"\nldif = \"t.ldif\"\n");
+    constexpr uint32_t typed = 0x13;
+    EXPECT_EQ("CN=max.OU=it", canonical(context(typed), "max.it"));
+    EXPECT_EQ("Locality", base_class(context(), "it"));
+    ASSERT_EQ(ZK_OK, login(context(), "UID=max.OU=it", "secret"));
+    EXPECT_EQ("UID=max.OU=it", canonical(context(typed), "MAX.it"));
+    EXPECT_EQ("CN=max.OU=it", canonical(context(typed), "CN=max.it"));
+    EXPECT_EQ("CN=new.OU=it", canonical(context(typed), "new.it"));
+    EXPECT_EQ("Organizational Unit", base_class(context(), "it"));
+    EXPECT_EQ(ZK_OK, login(context(), "max.it", "secret")) << "the same user again";
+    EXPECT_EQ(ZKE_OTHER_IDENTITY, login(context(), "MAIL=eva.it", "secret"));
+    ASSERT_EQ(ZK_OK, ZKDSLogout(context()));
+    ASSERT_EQ(ZK_OK, login(context(), "MAIL=eva.it", "secret"));
+    EXPECT_EQ("User", base_class(context(), who_am_i(context()).c_str()));
+    EXPECT_EQ("CN=max.OU=it", canonical(context(typed), "max.it"));
 }
 
 // The same users in three trees: "secret" is jdoe's password in the first and kim's in the others.

@@ -136,6 +136,42 @@ TEST_F(LdapFailover, AWrongPasswordIsNoReasonToAskTheNextServer) {
     EXPECT_TRUE(second.operations().empty());
 }
 
+// A tree that is there is not an unknown one.
+TEST_F(LdapFailover, AScriptsChangeToATreeOfUnreachableServersHasItsOwnCode) {
+    const std::string acme = "[[tree]]\nname = \"ACME\"\nldif = \"" SOURCE_DIR "/examples/acme/acme.ldif\"\n";
+    configure(acme + "[[tree]]\nname = \"LAB\"\nuris = [\"" + refusing_uri() +
+              "\"]\nbase = \"o=lab\"\n[[tree]]\nname = \"BAD\"\nldif = \"none.ldif\"\n");
+    environment["ZKCLIENT_CONF"] = folder.path("client.toml");
+    home.write("lab.qrt", "TREE lab/.kim.lab;orchid\nTREE BAD/.kim.lab;orchid\nTREE NOWHERE\nWRITE \"%FULL_NAME\"\n");
+    EXPECT_THAT(loginWithScript(home.path("lab.qrt")).out,
+                ::testing::EndsWith("\nCould not Login into tree: lab FFFFE010\n"
+                                    "Could not Login into tree: BAD FFFFE011\n"
+                                    "Could not Login into tree: NOWHERE FFFFFD42\nJane Doe\n"));
+    open_server("LAB");
+    EXPECT_EQ(lastCode, ZKE_DIRECTORY_UNREACHABLE) << "nobody is logged in";
+    ASSERT_EQ(loginHere(), ZK_OK);
+    const uint32_t handle = context();
+    EXPECT_EQ(text_info(open_server("LAB"), ZK_INFO_TREE_NAME), "LAB_____________________________");
+    for (int i = 0; i < 2; i++) EXPECT_EQ(ZKDSSetContext(handle, DCK_TREE_NAME, "LAB"), ZKE_DIRECTORY_UNREACHABLE);
+}
+
+TEST_F(LdapFailover, ATreeWhoseServersAnswerAgainIsChangedToAgain) {
+    const int port = free_port();
+    const std::string acme = "[[tree]]\nname = \"ACME\"\nldif = \"" SOURCE_DIR "/examples/acme/acme.ldif\"\n";
+    configure(acme + "[[tree]]\nname = \"LAB\"\nuris = [\"ldap://127.0.0.1:" + std::to_string(port) +
+              "\"]\nallow_cleartext_loopback = true\nretry_after = 0.001\n");
+    ASSERT_EQ(loginHere(), ZK_OK);
+    open_server("LAB");
+    EXPECT_EQ(lastCode, ZK_OK);
+    const uint32_t handle = context();
+    EXPECT_EQ(ZKDSSetContext(handle, DCK_TREE_NAME, "LAB"), ZKE_DIRECTORY_UNREACHABLE);
+    Slapd::Setup setup = sample();
+    setup.port = port;
+    Slapd server(setup);
+    EXPECT_EQ(ZKDSSetContext(handle, DCK_TREE_NAME, "LAB"), ZK_OK) << lastError();
+    EXPECT_EQ(text_info(open_server("LAB"), ZK_INFO_SERVER_NAME), "SRV1");
+}
+
 TEST_F(LdapFailover, UnreachableServersAreNoWrongPassword) {
     const std::string one = refusing_uri();
     const std::string two = refusing_uri();

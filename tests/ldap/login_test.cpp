@@ -94,6 +94,52 @@ TEST_F(LdapLogin, GivesTheOutputOfTheEmbeddedTreeByteForByte) {
     }
 }
 
+TEST_F(LdapLogin, TellsThatTheServerDoesNotHoldTheBase) {
+    for (const char *access : {"access to * by * read\n", "access to * by anonymous auth by * read\n"}) {
+        Slapd::Setup setup = sample();
+        setup.access = access;
+        Slapd server(setup);
+        const struct {
+            const char *line;
+            const char *user;
+            std::string held;
+        } cases[] = {
+            {"base = \"o=amce\"\n", "jdoe.sales", "base o=amce"},
+            {"search_base = \"o=amce\"\n", "jdoe.sales.acme", "search_base o=amce"},
+            {"search_base = \"o=amce\"\n", "jdoe.sales.amce", "search_base o=amce"},
+            {"base = \"dc=example\"\n", "jdoe.sales.acme", "base dc=example"},
+            {"base = \"o=acme\"\nsearch_base = \"ou=none,o=acme\"\n", "jdoe.sales", ""},
+            {"base = \"ou=none, O=ACME\"\n", "jdoe", ""},
+            {"base = \"o=acme\"\n", "nobody.sales", ""},
+        };
+        for (const auto &one : cases) {
+            SCOPED_TRACE(std::string(one.line) + one.user + " " + access);
+            onServers({server.uri()}, one.line);
+            const Outcome outcome = login(one.user, "moonlight");
+            const std::string told =
+                "to tree ACME: cannot read the directory data or configuration: ACME: the server "
+                "does not hold " +
+                one.held + ": its naming contexts are o=acme\n";
+            if (!one.held.empty())
+                EXPECT_THAT(outcome.err, ::testing::HasSubstr(told));
+            else
+                EXPECT_EQ(outcome.err.find("does not hold"), std::string::npos) << outcome.err;
+            EXPECT_EQ(outcome.status == 3, !one.held.empty()) << outcome.status;
+        }
+        onServers({server.uri()}, "base = \"o=acme\"\n");
+        EXPECT_EQ(login("jdoe.sales").status, 0);
+        const std::vector<std::string> operations = server.operations();
+        const std::string asked = "SRCH base=\"\"";
+        const auto last = std::find_if(operations.rbegin(), operations.rend(), [&](const std::string &operation) {
+            return operation.find("BIND dn=\"cn=jdoe,ou=sales,o=acme\"") != std::string::npos;
+        });
+        ASSERT_NE(last, operations.rend());
+        EXPECT_THAT(std::vector<std::string>(operations.rbegin(), last + 2),
+                    ::testing::Not(::testing::Contains(::testing::HasSubstr(asked))))
+            << "only when a login has failed";
+    }
+}
+
 TEST_F(LdapLogin, NeedsAtMostEightOperations) {
     Slapd server(sample());
     onServers({server.uri()});
@@ -151,10 +197,16 @@ TEST_F(LdapLogin, SeesALockThatOnlyTheUserMayRead) {
     Slapd::Setup setup = sample();
     setup.access =
         "access to attrs=userPassword by anonymous auth by * none\n"
-        "access to attrs=qrtLocked by self read by * none\naccess to * by * read\n";
+        "access to attrs=qrtLocked,qrtLoginDisabled by self read by * none\naccess to * by * read\n";
+    setup.ldif +=
+        "\ndn: cn=off,o=acme\nobjectClass: person\nobjectClass: qrtUser\ncn: off\nsn: Off\nqrtLoginDisabled: TRUE\n"
+        "userPassword: {CRYPT}$y$j9T$kVnXu3bZ9q2mT1aL8cRw0.$EfsU6c3Z9X.krxJs9kRwoN.oJ3pL5E6lfUMlTLbWpV4\n";
     Slapd server(setup);
     onServers({server.uri()});
     EXPECT_EQ(loginHere("rfox.it.acme", "seaweed"), ZKE_ACCOUNT_LOCKED);
+    EXPECT_EQ(lastError(), "CN=rfox.OU=it.O=acme is locked");
+    EXPECT_EQ(loginHere("off.acme", "sunflower"), ZKE_ACCOUNT_LOCKED);
+    EXPECT_EQ(lastError(), "CN=off.O=acme is disabled");
     EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
     EXPECT_EQ(loginHere("rfox.it.acme", "wrong"), ZKE_WRONG_PASSWORD);
 }
@@ -178,6 +230,18 @@ TEST_F(LdapLogin, FindsUsersNamedByUid) {
     onServers({server.uri()});
     EXPECT_EQ(loginHere("asmith.R,D (east).acme", "ann"), ZK_OK) << lastError();
     EXPECT_EQ(who_am_i(here), "asmith.R,D (east).acme");
+}
+
+TEST_F(LdapLogin, TakesAUserNamedByUidWithTheTypeOnlyWhereNobodyMayRead) {
+    Slapd::Setup setup = sample();
+    setup.ldif += odd_people;
+    setup.global = "require authc\n";
+    Slapd server(setup);
+    onServers({server.uri()}, "search_base = \"o=acme\"\n");
+    EXPECT_EQ(loginHere("asmith.R,D (east).acme", "ann"), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(loginHere("uid=asmith.R,D (east).acme", "ann"), ZK_OK) << lastError();
+    ASSERT_EQ(ZKDSLogout(here), ZK_OK);
+    EXPECT_EQ(loginHere("jdoe.sales.acme", "sunflower"), ZK_OK) << lastError();
 }
 
 TEST_F(LdapLogin, TakesTheTreesOwnAttributeNames) {
@@ -280,7 +344,13 @@ TEST_F(LdapLogin, TakesTheKernelsWordForTheUserOverALocalSocket) {
                    ",cn=peercred,cn=external,cn=auth cn=jdoe,ou=sales,o=acme\n";
     Slapd server(setup);
     onStrictServers({server.localUri()}, "sasl_external = true\n");
-    EXPECT_EQ(loginHere("mlee.emea.sales.acme", "moonlight"), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(loginHere("mlee.emea.sales.acme", "moonlight"), ZKE_NO_ACCESS);
+    const std::string told = server.localUri() + ": the server takes the process's user for " +
+                             "cn=jdoe,ou=sales,o=acme, not for cn=mlee,ou=emea,ou=sales,o=acme";
+    EXPECT_EQ(lastError(), told);
+    const Outcome other = loginWithoutPassword("mlee.emea.sales.acme");
+    EXPECT_EQ(other.status, 2);
+    EXPECT_THAT(other.err, ::testing::HasSubstr("tree ACME: access denied: " + told));
     EXPECT_EQ(loginHere("jdoe.sales.acme", "ignored"), ZK_OK) << lastError();
     Outcome unasked = loginWithoutPassword();
     EXPECT_EQ(unasked.status, 0) << unasked.err;

@@ -1,19 +1,25 @@
-// The commands that the manual gives for scripts in a live directory, tried as they stand against a real server.
-#include <gtest/gtest.h>
+// What the manuals give to type, tried as it stands against a real server: the commands for scripts in a live
+// directory, and the configuration of a client.
+#include <gmock/gmock.h>
 #include <unistd.h>
 #include <stdexcept>
 
+#include "tests/ldap/certificates.h"
 #include "tests/ldap/ldap_site.h"
 
 namespace {
 
-// The block of shell commands behind the manual's line "<!-- tried: NAME -->".
-std::string commands(const std::string &name) {
-    const std::string manual = file_text(SOURCE_DIR "/docs/language.md"), start = "```sh\n";
+// The block behind a document's line "<!-- tried: NAME -->".
+std::string block(const std::string &document, const std::string &name, const std::string &language) {
+    const std::string manual = file_text(SOURCE_DIR "/docs/" + document), start = "```" + language + "\n";
     const size_t mark = manual.find("<!-- tried: " + name + " -->");
     const size_t from = manual.find(start, mark), to = manual.find("```\n", from + start.size());
     if (mark == std::string::npos || to == std::string::npos) throw std::runtime_error("no block: " + name);
     return manual.substr(from + start.size(), to - from - start.size());
+}
+
+std::string commands(const std::string &name) {
+    return block("language.md", name, "sh");
 }
 
 std::string replaced_once(std::string text, const std::string &from, const std::string &to) {
@@ -71,4 +77,26 @@ TEST_F(LdapManual, ReadsAScriptBackAndTakesOneAway) {
         run(server, {"a script from a file", "a script as base64", "a script back from the directory"});
     ASSERT_EQ(done.status, 0) << done.err << done.out;
     EXPECT_EQ(login("mlee.emea.sales.acme", "moonlight").out.find("Europe"), std::string::npos);
+}
+
+// The server has a database of its own beside the tree's, as Debian's has.
+TEST_F(LdapManual, ConfiguresAClientOverTheNetwork) {
+    Certificates certificates;
+    Slapd::Setup setup = sample();
+    setup.schemes = "ldaps";
+    setup.global = certificates.serverLines("IP:127.0.0.1", "20200101000000Z", "20490101000000Z");
+    work.write("other/.keep", "");
+    setup.database = "database mdb\nsuffix dc=nodomain\ndirectory " + work.path("other") + "\n";
+    Slapd server(setup);
+    std::string toml = block("directory.md", "over the network", "toml");
+    toml = replaced_once(toml, "ldaps://dir1.acme.example", server.uri("ldaps"));
+    toml = replaced_once(toml, "ldaps://dir2.acme.example", server.uri("ldaps"));
+    toml = replaced_once(toml, "/etc/ssl/acme-ca.pem", certificates.path("ca.pem"));
+    environment["ZKCLIENT_CONF"] = folder.path("client.toml");
+    configure(toml);
+    const Outcome outcome = login();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find(", Jane Doe.\n"), std::string::npos);
+    configure(replaced_once(toml, "search_base = \"o=acme\"\n", ""));
+    EXPECT_THAT(login().err, ::testing::HasSubstr("does not have exactly one naming context"));
 }

@@ -425,3 +425,36 @@ TEST_F(SameOnBoth, ASuffixOfSeveralParts) {
         EXPECT_EQ(onServer.err.empty(), *one.warning == '\0') << onServer.err;
     }
 }
+
+// Scripts know the user and the containers by names without types.
+TEST_F(SameOnBoth, AUserWhomANameWithoutTypesDoesNotTell) {
+    const std::string password =
+        "userPassword: {CRYPT}$y$j9T$kVnXu3bZ9q2mT1aL8cRw0.$EfsU6c3Z9X.krxJs9kRwoN.oJ3pL5E6lfUMlTLbWpV4\n";
+    folder.write("it.qrt",
+                 "WRITE \"in it for %FULL_NAME\"\nIF MEMBER OF \".staff.acme\" THEN WRITE \"staff\"\n"
+                 "IF MEMBER OF \".others.acme\" THEN WRITE \"others\"\n");
+    const std::string script = "qrtLoginScript:< file://" + folder.path("it.qrt") + "\n";
+    onBoth(
+        "dn: o=acme\nobjectClass: organization\no: acme\n\n"
+        "dn: l=it,o=acme\nobjectClass: locality\nobjectClass: extensibleObject\nl: it\n"
+        "qrtLoginScript: WRITE \"in another it\"\n\n"
+        "dn: ou=it,o=acme\nobjectClass: organizationalUnit\nobjectClass: qrtContainer\nou: it\n" +
+        script +
+        "\ndn: mail=eva@acme.example,ou=it,o=acme\nobjectClass: inetOrgPerson\nmail: eva@acme.example\ncn: Eva\n"
+        "sn: Berg\ndisplayName: Eva Berg\n" +
+        password +
+        "\ndn: cn=max,ou=it,o=acme\nobjectClass: inetOrgPerson\ncn: max\nsn: One\ndisplayName: Max One\n\n"
+        "dn: uid=max,ou=it,o=acme\nobjectClass: inetOrgPerson\nuid: max\ncn: Max\nsn: Two\ndisplayName: Max Two\n" +
+        password +
+        "\ndn: cn=staff,o=acme\nobjectClass: groupOfNames\ncn: staff\nmember: mail=eva@acme.example,ou=it,o=acme\n"
+        "member: uid=max,ou=it,o=acme\n\n"
+        "dn: cn=others,o=acme\nobjectClass: groupOfNames\ncn: others\nmember: cn=max,ou=it,o=acme\n");
+    for (const std::string tree : {"FILE", "SERVER"}) {
+        SCOPED_TRACE(tree);
+        EXPECT_THAT(loginTo(tree, "mail=eva@acme\\.example.OU=it.acme", "sunflower").out,
+                    ::testing::HasSubstr("\nin it for Eva Berg\nstaff\n"));
+        const Outcome max = loginTo(tree, "UID=max.OU=it.O=acme", "sunflower");
+        EXPECT_THAT(max.out, ::testing::HasSubstr("\nin it for Max Two\nstaff\n"));
+        EXPECT_EQ(max.out.find("others"), std::string::npos);
+    }
+}

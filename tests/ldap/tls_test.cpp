@@ -181,6 +181,17 @@ TEST_F(LdapTls, ACaFileThatIsNotThereIsToldByName) {
               server.uri("ldaps") + ": cannot read the CA file /nowhere/ca.pem: No such file or directory");
 }
 
+TEST_F(LdapTls, ACaFileWithoutACertificateIsToldSo) {
+    Slapd server(secured());
+    folder.write("ca.pem", "nothing\n");
+    onStrictServers({server.uri("ldaps")}, "ca_file = \"ca.pem\"\n");
+    EXPECT_EQ(loginHere(), ZKE_CERTIFICATE_REFUSED);
+    EXPECT_THAT(
+        lastError(),
+        ::testing::HasSubstr("cannot verify the server's certificate: the CA file contains no valid certificate; "));
+    EXPECT_THAT(lastError(), ::testing::EndsWith("CA file: " + folder.path("ca.pem")));
+}
+
 TEST_F(LdapTls, AServerWithoutStartTlsGetsNoPassword) {
     Slapd server(sample());
     onServers({server.uri("ldap")}, caFile() + "start_tls = true\n");

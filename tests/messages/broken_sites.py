@@ -10,7 +10,10 @@ def tree(keys):
 
 
 CONFIGURATIONS = [
+    "",
     "name = 1",
+    'link_directory = "drives"',
+    tree(""),
     "default_tree = 7",
     'default_tree = "a\\u0000b"',
     'default_tree = "NONE"',
@@ -53,7 +56,16 @@ def alias_to(name):
     return ORGANIZATION + f"\ndn: cn=jdoe,o=acme\nobjectClass: alias\ncn: jdoe\naliasedObjectName: {name}\n"
 
 
+def person(password, lock=""):
+    return ORGANIZATION + f"\ndn: cn=jdoe,o=acme\nobjectClass: person\ncn: jdoe\nuserPassword: {password}\n{lock}"
+
+
+HASH = "{CRYPT}$1$salt$9GHNWvCB1UrDZjPi7uags0" # of the password that these logins have
+
 TREE_FILES = [
+    person("x"),
+    person(HASH, "qrtLoginDisabled: TRUE\n"),
+    person(HASH, "qrtLoginExpirationTime: 20000101000000Z\n"),
     "dn: x\no: x\n",
     "o: acme\n",
     " more\n",

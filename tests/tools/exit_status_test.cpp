@@ -34,7 +34,7 @@ const Row rows[] = {
     {1, "", "$q $u --login-script @/mistake", ""},
     {1, "", "$q $u --login-script @/mapping", "map: cannot map drive H:"},
     {2, "", "$q --user jdoe.sales.acme --password-fd 4 4<@/wrong", "wrong password"},
-    {2, "", "$q --user locked.sales.acme --password-fd 3", "account is locked"},
+    {2, "", "$q --user locked.sales.acme --password-fd 3", "CN=locked.OU=sales.O=acme is locked"},
     {2, "", "$q --user jdoe.sales.acme --password-fd 4 4</dev/null", "no password"},
     {3, "", "ZKCLIENT_CONF=@/broken.toml $q $u", "cannot read the directory data or configuration"},
     {4, "", "$q $u --tree NOTREE", "no such tree"},

@@ -25,7 +25,7 @@ TEST(FailureOf, TellsTheClientsSentenceWhereItHelps) {
         const char *text;
     } rows[] = {
         {ZKE_WRONG_PASSWORD, exit_password, "wrong password"},
-        {ZKE_ACCOUNT_LOCKED, exit_password, "the account is locked"},
+        {ZKE_ACCOUNT_LOCKED, exit_password, "why"}, // locked, disabled or expired
         {ZKE_NO_ACCESS, exit_password, "access denied: why"},
         {ZKE_TICKET_REFUSED, exit_password, "the Kerberos ticket is missing or was rejected: why"},
         {ZKE_DIRECTORY_UNREACHABLE, exit_directory, "cannot reach the directory server: why"},
@@ -43,6 +43,7 @@ TEST(FailureOf, TellsTheClientsSentenceWhereItHelps) {
     }
     last_sentence = "";
     EXPECT_STREQ(failure_of(ZKE_TREE_NOT_FOUND, "cannot do it").what(), "cannot do it: no such tree");
+    EXPECT_STREQ(failure_of(ZKE_ACCOUNT_LOCKED, "cannot do it").what(), "cannot do it: the account is locked");
 }
 
 TEST(FailureOf, CutsAnOverlongSentence) {

@@ -105,7 +105,7 @@ TEST_F(QrtloginTest, WrongPassword) {
 
 TEST_F(QrtloginTest, LockedAccount) {
     expect_failure(login({}, "secret\n", "locked.sales.acme"), 2,
-                   "cannot log in as locked.sales.acme to tree ACME: the account is locked");
+                   "cannot log in as locked.sales.acme to tree ACME: CN=locked.OU=sales.O=acme is locked");
 }
 
 TEST_F(QrtloginTest, UnknownUser) {

@@ -60,5 +60,8 @@ Failure failure_of(uint32_t code, const std::string &attempt) {
         status == exit_directory || status == exit_tree || code == ZKE_TICKET_REFUSED || code == ZKE_NO_ACCESS;
     std::string detail = told ? client_sentence() : "";
     if (!detail.empty()) text += ": " + detail;
+    // Locked, disabled or expired: one code, and the client's sentence says which.
+    const std::string lock = code == ZKE_ACCOUNT_LOCKED ? client_sentence() : "";
+    if (!lock.empty()) text = lock;
     return Failure(status, attempt + ": " + text);
 }
