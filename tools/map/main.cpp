@@ -33,7 +33,8 @@ const char *const help_text = catalogue_mark(
     "directory map object with an optional :path, or DRIVE:path. *1: is the first\n"
     "network drive, F:. DISPLAY and ERRORS apply to the rest of the line.\n"
     "\n"
-    "Exit status: 0 on success, 1 if any ITEM failed or the output cannot be written.\n");
+    "Exit status: 0 on success, 1 if any ITEM failed or the output could not be\n"
+    "written.\n");
 
 int map_main(int argc, char **argv) {
     if (!program_may_start("map")) return 1;
