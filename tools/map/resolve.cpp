@@ -93,8 +93,8 @@ std::string server_name(const std::string &server) {
     uint32_t code =
         ZKCCOpenConnByName(0, server.c_str(), ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection);
     if (code != ZK_OK) refuse(code);
-    char name[ZK_SERVER_NAME_SIZE] = {};
-    code = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, sizeof name, name);
+    char name[ZK_SERVER_NAME_SIZE + 1] = {}; // ends even where the client fills the whole of its field
+    code = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, ZK_SERVER_NAME_SIZE, name);
     ZKCCCloseConn(connection);
     return code == ZK_OK ? name : server;
 }
