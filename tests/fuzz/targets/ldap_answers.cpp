@@ -1,7 +1,7 @@
 // A tree on LDAP servers: what the client makes of whatever a server answers.
 //
 //     input ::= tree steps LF answers          answers: world/ldap_server.h
-//     tree  ::= "P" | "R" | "A" | "L" | "S"        the trees of `configuration`
+//     tree  ::= "P" | "R" | "A" | "L" | "S" | "T"        the trees of `configuration`
 //     steps ::= { letter }                     one call of the client after the other, see `step`
 //
 // All results have to be as platform/zk.h says. Afterwards nothing may be open, and a plain login is what it always is.
@@ -62,10 +62,31 @@ uris = ["ldap://server.example"]
 base = "o=acme"
 retry_after = 1e-9
 share_password = true
+
+[[tree]] # secured
+name = "T"
+uris = ["ldap://secured.example"]
+base = "o=acme"
+start_tls = true
+retry_after = 1e-9
+share_password = true
+ca_file = ")";
+
+// Of an authority that has signed nothing.
+static constexpr const char *authority = R"(-----BEGIN CERTIFICATE-----
+MIIBdTCCARugAwIBAgIUbCiHLP+J21nA3fa91Wxle2KanZkwCgYIKoZIzj0EAwIw
+DzENMAsGA1UEAwwEZnV6ejAgFw0yNjExMjIxMDIwMDNaGA8yMTI2MTAyOTEwMjAw
+M1owDzENMAsGA1UEAwwEZnV6ejBZMBMGByqGSM49AgEGCCqGSM49AwEHA0IABC/3
+XJU+oqbq9dbwip2zlBSZKYHnY41h5gYt4sU5LAfMxwpfXy0HwvaVM34Xf3i14GVk
+P5RbjTLLBpkidiKad3yjUzBRMB0GA1UdDgQWBBThsgQu//90QowR8hNdPTStykdU
+rTAfBgNVHSMEGDAWgBThsgQu//90QowR8hNdPTStykdUrTAPBgNVHRMBAf8EBTAD
+AQH/MAoGCCqGSM49BAMCA0gAMEUCIG/0tWbFsGSw4gIPFjOltFLr5mO1yaOROnBI
+KQM4r5AmAiEA/quwKSW5+3e+vQ23qjiAJ9IURl0HbZitoqhIgDu7L1k=
+-----END CERTIFICATE-----
 )";
 
-static constexpr std::string_view trees = "PRALS";
-static constexpr const char *contexts[] = {"sales", "sales.acme", "sales.acme.example", "sales", "sales"};
+static constexpr std::string_view trees = "PRALST";
+static constexpr const char *contexts[] = {"sales", "sales.acme", "sales.acme.example", "sales", "sales", "sales"};
 static constexpr size_t most_steps = 24;
 
 // A login of the tree "P", by which the next input finds everything as the first one did.
@@ -87,6 +108,13 @@ objectClass: qrtServer
 result: 0
 )";
 
+static bool waiting;
+
+static void note_waiting(const char *server) {
+    FUZZ_CHECK(server || waiting);
+    waiting = server;
+}
+
 struct Session {
     uint32_t context = 0;
     bool plain = true; // the tree hands out no control characters
@@ -98,12 +126,14 @@ static std::optional<std::string_view> no_file(const char *) {
 }
 
 static void prepare() {
-    static const MemoryFile file;
-    file.replace(configuration);
+    static const MemoryFile file, certificate;
+    certificate.replace(authority);
+    file.replace(configuration + certificate.path() + "\"\n");
     process_set("ZKCLIENT_CONF", file.path().c_str());
     files_content = no_file;
     stderr = files_sink();
     FUZZ_CHECK(ZKCallsInit(nullptr, nullptr) == ZK_OK);
+    FUZZ_CHECK(ZKSetWaitNotice(0, note_waiting) == ZK_OK);
     FUZZ_CHECK(trees_all().size() == trees.size());
 }
 
@@ -198,6 +228,7 @@ static void step(const Session &session, char letter) {
             break;
     }
     result_check_error_text();
+    FUZZ_CHECK(!waiting);
 }
 
 static Session begin(char tree) {
