@@ -146,6 +146,7 @@ void LdapConnection::open(LdapDeadline deadline) {
     int protocol = address.local ? LDAP_PROTO_IPC : LDAP_PROTO_TCP;
     int result = ldap_init_fd(descriptor, protocol, address.text.c_str(), &ld);
     if (result != LDAP_SUCCESS) {
+        close(descriptor); // libldap takes a part of what it parses as a URI for a list, and refuses it unused
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address.text + ": " + ldap_err2string(result));
     }
     wire->handle.reset(ld);

@@ -56,20 +56,24 @@ std::string line(const std::string &attribute, const std::string &value) {
     return attribute + (value.empty() ? ":\n" : ":: " + base64(value) + "\n");
 }
 
-bool has_value(const Entry &entry, const NamePart &part) {
+// The value in an entry's name, unless the entry has it or its attribute is none of the client's: LDIF's own words may
+// be the name of one.
+std::string naming_line(const Entry &entry) {
+    const NamePart &part = entry.name.front();
     const SchemaAttribute *naming = schema_find_ldap(part.type);
-    return std::any_of(entry.values.begin(), entry.values.end(), [&](const EntryValue &value) {
+    bool there = std::any_of(entry.values.begin(), entry.values.end(), [&](const EntryValue &value) {
         return value.attribute == naming && name_fold(value.text) == name_fold(part.value);
     });
+    return there || naming == nullptr ? "" : line(part.type, part.value);
 }
 
-bool add_once(const Name &name, std::vector<std::string> *written) {
-    std::string key = name_to_dotted(name, true);
-    if (std::find(written->begin(), written->end(), key) != written->end()) {
-        return false;
+// Servers may spell a container in the names of what is below it in another case than in its own.
+bool add_once(const Name &name, std::unordered_set<std::string> *written) {
+    std::string key = name_key(name);
+    for (const NamePart &part : name) {
+        key += part.type + ",";
     }
-    written->push_back(key);
-    return true;
+    return written->insert(key).second;
 }
 
 } // namespace
@@ -87,28 +91,28 @@ LdapCopy::LdapCopy(const ConfigTree &tree, const Name &treeBase, const std::stri
     file = hash_text(settings + "\n" + kind) + ".ldif";
 }
 
-void LdapCopy::addParents(const Name &name, std::vector<std::string> *written, std::string *out) const {
+void LdapCopy::addParents(const Name &name, std::unordered_set<std::string> *written, std::string *out) const {
     for (size_t i = name.size(); i-- > 1;) {
-        Name above = name_above(name, i);
-        if (add_once(above, written)) {
-            *out += "\n" + line("dn", name_to_dn(above, base)) + "objectClass: organizationalUnit\n" +
-                    line(above.front().type, above.front().value);
+        Entry above;
+        above.name = name_above(name, i);
+        if (add_once(above.name, written)) {
+            *out += "\n" + line("dn", name_to_dn(above.name, base)) + "objectClass: organizationalUnit\n" +
+                    naming_line(above);
         }
     }
 }
 
-void LdapCopy::addEntry(const Entry &entry, std::vector<std::string> *written, std::string *out) const {
+// An entry of which nothing is shown is left out: no record can be empty.
+void LdapCopy::addEntry(const Entry &entry, std::unordered_set<std::string> *written, std::string *out) const {
     addParents(entry.name, written, out);
-    if (!add_once(entry.name, written)) {
-        return;
-    }
-    *out += "\n" + line("dn", name_to_dn(entry.name, base));
+    std::string lines;
     for (const EntryValue &value : entry.values) {
-        *out += line(value.attribute->ldap, value.text);
+        lines += line(value.attribute->ldap, value.text);
     }
     // The tree may have given another attribute for the one in its name.
-    if (!entry.name.empty() && !has_value(entry, entry.name.front())) {
-        *out += line(entry.name.front().type, entry.name.front().value);
+    lines += entry.name.empty() ? "" : naming_line(entry);
+    if (!lines.empty() && add_once(entry.name, written)) {
+        *out += "\n" + line("dn", name_to_dn(entry.name, base)) + lines;
     }
 }
 
@@ -118,7 +122,7 @@ std::string LdapCopy::text(const std::vector<EntryPtr> &entries) const {
     std::stable_sort(sorted.begin(), sorted.end(),
                      [](const EntryPtr &a, const EntryPtr &b) { return a->name.size() < b->name.size(); });
     std::string out = heading + std::to_string(time(nullptr)) + " " + belongsTo + "\n";
-    std::vector<std::string> written;
+    std::unordered_set<std::string> written;
     for (const EntryPtr &entry : sorted) {
         addEntry(*entry, &written, &out);
     }

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "platform/client/config.h"
@@ -29,8 +30,8 @@ class LdapCopy {
 
   private:
     std::string text(const std::vector<EntryPtr> &entries) const;
-    void addEntry(const Entry &entry, std::vector<std::string> *written, std::string *out) const;
-    void addParents(const Name &name, std::vector<std::string> *written, std::string *out) const;
+    void addEntry(const Entry &entry, std::unordered_set<std::string> *written, std::string *out) const;
+    void addParents(const Name &name, std::unordered_set<std::string> *written, std::string *out) const;
 
     Name base;
     std::string folder; // empty: the user has no cache folder

@@ -74,7 +74,7 @@ EntryPtr LdapEntries::make(const LdapEntry &read) const {
             }
         }
         if (equal_nocase(name, "objectClass")) {
-            objectClasses.assign(values.begin(), values.end());
+            objectClasses.insert(objectClasses.end(), values.begin(), values.end());
         }
     }
     entry->entryClass = schema_class_of(objectClasses);

@@ -24,7 +24,8 @@ struct Node {
 
 class LdifStore : public DirectoryStore {
   public:
-    LdifStore(const Name &base, bool findsAnyName) : root(base), anyName(findsAnyName) {}
+    // A copy holds what servers have shown, which may lack what a file must have.
+    LdifStore(const Name &base, bool findsAnyName, bool isACopy) : root(base), anyName(findsAnyName), isCopy(isACopy) {}
 
     void add(const LdifRecord &record);
     size_t size() const { return nodes.size(); }
@@ -50,6 +51,7 @@ class LdifStore : public DirectoryStore {
 
     Name root;
     bool anyName;
+    bool isCopy;
     std::vector<Node> nodes;
     std::unordered_map<std::string, uint32_t> byKey;               // name_key -> first node
     std::unordered_map<std::string, std::vector<uint32_t>> groups; // name_key of a member -> the groups' nodes
@@ -189,10 +191,10 @@ void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribu
 }
 
 void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const {
-    if (entry.first("objectClass") == nullptr) {
+    if (!isCopy && entry.first("objectClass") == nullptr) {
         refuse(record, record.line, catalogue_text("the entry has no objectClass"));
     }
-    if (entry.is_class("Alias") && entry.first("aliasedObjectName") == nullptr) {
+    if (!isCopy && entry.is_class("Alias") && entry.first("aliasedObjectName") == nullptr) {
         refuse(record, record.line, catalogue_text("the alias has no aliasedObjectName"));
     }
     if (entry.is_class("Server")) {
@@ -201,7 +203,7 @@ void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const 
             refuse(record, record.line, catalogue_text("a server name must have 1 to 48 bytes"));
         }
     }
-    if (entry.name.empty()) {
+    if (isCopy || entry.name.empty()) {
         return;
     }
     const NamePart &leaf = entry.name.front();
@@ -298,8 +300,7 @@ void LdifStore::add(const LdifRecord &record) {
     index_entry(static_cast<uint32_t>(nodes.size() - 1));
 }
 
-std::unique_ptr<LdifStore> load(LdifReader *reader, const Name &base, bool anyName) {
-    auto store = std::make_unique<LdifStore>(base, anyName);
+std::unique_ptr<LdifStore> load(LdifReader *reader, std::unique_ptr<LdifStore> store) {
     LdifRecord record;
     while (reader->next(&record)) {
         store->add(record);
@@ -312,7 +313,7 @@ std::unique_ptr<LdifStore> load(LdifReader *reader, const Name &base, bool anyNa
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
                                                 size_t *objects, bool anyName) {
     LdifReader reader(path, shown);
-    std::unique_ptr<LdifStore> store = load(&reader, base, anyName);
+    std::unique_ptr<LdifStore> store = load(&reader, std::make_unique<LdifStore>(base, anyName, false));
     if (objects != nullptr) {
         *objects = store->size();
     }
@@ -321,5 +322,5 @@ std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const s
 
 std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base) {
     LdifReader reader(std::move(text), shown);
-    return load(&reader, base, true);
+    return load(&reader, std::make_unique<LdifStore>(base, true, true));
 }

@@ -14,7 +14,8 @@
 // found with `anyName` only.
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
                                                 size_t *objects = nullptr, bool anyName = false);
-// The same from a text, of which every entry is found.
+// The same from the text of a copy, of which every entry is found. It may lack what servers need not show: an entry its
+// class and the value in its name, an alias what it stands for.
 std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base);
 
 #endif

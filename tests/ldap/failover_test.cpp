@@ -1,6 +1,7 @@
 // Several servers for one tree: whatever one of them does, the login goes on with the next.
 #include <gmock/gmock.h>
 #include <poll.h>
+#include <unistd.h>
 
 #include "platform/client/ldap_connection.h"
 #include "tests/ldap/hostile_server.h"
@@ -45,7 +46,23 @@ Slapd::Setup provider(int number, int ownPort, int otherPort, const std::string 
     return setup;
 }
 
+int lowest_free_descriptor() {
+    int lowest = dup(STDERR_FILENO);
+    close(lowest);
+    return lowest;
+}
+
 } // namespace
+
+TEST_F(LdapFailover, ClosesItsSocketWhenLibldapTakesTheUriForAList) {
+    HostileServer server(Hostility::Garbage);
+    ConfigLdap config;
+    const int lowest = lowest_free_descriptor();
+    LdapDeadline deadline = LdapClock::now() + std::chrono::seconds(5);
+    EXPECT_THROW(LdapConnection(config, server.uri() + "/dc=acme,dc=example", deadline), LdapTrouble);
+    EXPECT_EQ(server.connections(), 1);
+    EXPECT_EQ(lowest_free_descriptor(), lowest);
+}
 
 TEST_F(LdapFailover, PassesOverAServerThatRefuses) {
     std::string expected = expectedOutput();

@@ -71,6 +71,38 @@ class LdapCopyTest : public ::testing::Test {
 
 } // namespace
 
+TEST_F(LdapCopyTest, HoldsEntriesOfWhichAServerDoesNotShowEverything) {
+    auto bare = std::make_shared<Entry>();
+    bare->name = {{"cn", "bare"}, {"o", "acme"}};
+    auto alias = std::make_shared<Entry>();
+    alias->name = {{"cn", "alias"}, {"o", "acme"}};
+    alias->values = {{schema_find_ldap("objectClass"), "alias"}};
+    write({person(jdoe, "boss"), bare, alias, std::make_shared<Entry>()});
+    EXPECT_EQ(title(jdoe), "boss");
+    EXPECT_EQ(value(bare->name, "cn"), "bare");
+    EXPECT_EQ(value(bare->name, "objectClass"), "no value");
+    EXPECT_EQ(value(alias->name, "objectClass"), "alias");
+}
+
+// "dn" and "control" begin lines of LDIF that are no attributes.
+TEST_F(LdapCopyTest, HoldsEntriesThatAreNamedByLdifsOwnWords) {
+    auto named = std::make_shared<Entry>();
+    named->name = {{"dn", "x"}, {"control", "y"}, {"o", "acme"}};
+    named->values = {{schema_find_ldap("objectClass"), "person"}, {schema_find_ldap("title"), "boss"}};
+    write({person(jdoe, "boss"), named});
+    EXPECT_EQ(title(jdoe), "boss");
+    EXPECT_EQ(title(named->name), "boss");
+}
+
+TEST_F(LdapCopyTest, TakesAContainerThatAServerSpellsInTwoWaysForOne) {
+    auto sales = std::make_shared<Entry>();
+    sales->name = {{"ou", "Sales"}, {"o", "ACME"}};
+    sales->values = {{schema_find_ldap("objectClass"), "organizationalUnit"}, {schema_find_ldap("ou"), "Sales"}};
+    write({person(jdoe, "boss"), sales});
+    EXPECT_EQ(title(jdoe), "boss");
+    EXPECT_EQ(value(sales->name, "ou"), "Sales");
+}
+
 TEST_F(LdapCopyTest, GivesBackEveryValueAsItWas) {
     std::string every;
     for (int byte = 1; byte < 256; byte++) every += static_cast<char>(byte);

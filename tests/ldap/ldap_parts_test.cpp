@@ -204,6 +204,13 @@ TEST(LdapEntries, AsksForMembersOnlyWhereTheyAreWanted) {
         EXPECT_EQ(std::count(without.begin(), without.end(), name), 1) << name;
 }
 
+// What such an entry's values say is what its class says: a copy of it is read by its values.
+TEST(LdapEntries, TakesEveryClassOfAnAttributeThatIsGivenTwice) {
+    LdapEntries entries(ConfigLdap(), {});
+    EntryPtr entry = entries.make({"cn=SRV1", {{"objectClass", {"qrtServer"}}, {"cn", {}}, {"objectClass", {"top"}}}});
+    EXPECT_TRUE(entry->is_class("Server"));
+}
+
 TEST(LdapEntries, LeavesOutAServerWithoutAName) {
     LdapEntries entries(ConfigLdap(), {});
     EXPECT_EQ(entries.make({"ou=x", {{"objectClass", {"qrtServer"}}}}), nullptr);

@@ -95,8 +95,8 @@ struct ServerConnection {
 std::string server_name(const char *server) {
     ServerConnection connection;
     require(ZKCCOpenConnByName(0, server, ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection.handle));
-    char name[ZK_SERVER_NAME_SIZE] = {};
-    require(ZKCCGetConnInfo(connection.handle, ZK_INFO_SERVER_NAME, sizeof name, name));
+    char name[ZK_SERVER_NAME_SIZE + 1] = {}; // ends even where the client fills the whole of its field
+    require(ZKCCGetConnInfo(connection.handle, ZK_INFO_SERVER_NAME, ZK_SERVER_NAME_SIZE, name));
     return name;
 }
 

@@ -145,6 +145,7 @@ static size_t layout_size(uint32_t syntax) {
 uint32_t ZKDSComputeAttrValSize(uint32_t context, ZKDSBuffer *reply, uint32_t syntax, uint32_t *size) {
     client_context_used(context);
     buffer_used(reply);
+    block_length = 0; // of a value without a size there is nothing to copy
     const uint32_t code = answers_code();
     if (code != ZK_OK) return code;
     const std::string_view text = answers_text("value", ZK_MAX_NAME);

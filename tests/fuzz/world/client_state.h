@@ -15,6 +15,11 @@ size_t client_text_in(const char *text);
 
 void client_buffers_start();
 void client_buffers_check_end();
+
+// The longest text of a prompt, its NUL included.
+constexpr size_t client_text_size = 1026;
+// Is there room for so many?
+bool client_may_lend(int count);
 void client_prompts_start();
 void client_prompts_check_end();
 

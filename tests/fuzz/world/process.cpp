@@ -26,17 +26,16 @@ static int variables_used;
 
 extern "C" {
 char *fuzz_getenv(const char *name);
+char *fuzz_secure_getenv(const char *name);
 int fuzz_setenv(const char *name, const char *value, int overwrite);
 pid_t fuzz_fork(void);
 pid_t fuzz_waitpid(pid_t child, int *status, int options);
 int fuzz_pthread_sigmask(int how, const sigset_t *set, sigset_t *before);
 int fuzz_sigaction(int number, const struct sigaction *action, struct sigaction *before);
 long fuzz_sysconf(int name);
-int fuzz_socket(int domain, int type, int protocol);
-int fuzz_ioctl(int descriptor, unsigned long request, ...);
+time_t fuzz_time(time_t *out);
 struct passwd *fuzz_getpwuid(uid_t user);
 int fuzz_uname(struct utsname *names);
-char *fuzz_dcgettext(const char *domain, const char *message, int category);
 }
 
 static Variable *find(std::string_view name) {
@@ -48,6 +47,10 @@ static Variable *find(std::string_view name) {
 char *fuzz_getenv(const char *name) {
     Variable *variable = find(name);
     return variable ? variable->text + variable->nameLength + 1 : nullptr;
+}
+
+char *fuzz_secure_getenv(const char *name) {
+    return fuzz_getenv(name);
 }
 
 int fuzz_setenv(const char *name, const char *value, int overwrite) {
@@ -77,6 +80,10 @@ void process_start() {
     fuzz_setenv("HOME", "/home/fuzz", 1);
 }
 
+void process_set(const char *name, const char *value) {
+    FUZZ_CHECK(fuzz_setenv(name, value, 1) == 0);
+}
+
 // Every program starts, in the eyes of its parent.
 pid_t fuzz_fork() {
     return 4711;
@@ -103,17 +110,14 @@ int fuzz_sigaction(int, const struct sigaction *, struct sigaction *) {
     return -1;
 }
 
+// It is always the same moment, a Saturday evening.
+time_t fuzz_time(time_t *out) {
+    if (out) *out = process_time;
+    return process_time;
+}
+
 long fuzz_sysconf(int) {
     return 1024;
-}
-
-int fuzz_socket(int, int, int) {
-    return 3;
-}
-
-// The interface has no address.
-int fuzz_ioctl(int, unsigned long, ...) {
-    return -1;
 }
 
 struct passwd *fuzz_getpwuid(uid_t) {
@@ -128,8 +132,4 @@ int fuzz_uname(struct utsname *names) {
     memcpy(names->machine, "x86_64", sizeof "x86_64");
     memcpy(names->release, "6.1.0", sizeof "6.1.0");
     return 0;
-}
-
-char *fuzz_dcgettext(const char *, const char *message, int) {
-    return const_cast<char *>(message);
 }

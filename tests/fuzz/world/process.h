@@ -3,7 +3,14 @@
 #ifndef FUZZ_WORLD_PROCESS_H
 #define FUZZ_WORLD_PROCESS_H
 
+#include <ctime>
+
+// What time() tells.
+constexpr time_t process_time = 1795269600;
+
 // Empties the environment but for HOME, which is /home/fuzz.
 void process_start();
+// Sets a variable of the environment.
+void process_set(const char *name, const char *value);
 
 #endif
