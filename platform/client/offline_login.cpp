@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "platform/catalogue.h"
+#include "platform/client/errors.h"
 #include "platform/client/ldap_copy.h"
 #include "platform/client/password.h"
 #include "platform/zk.h"
@@ -85,7 +86,7 @@ void OfflineLogin::refused(const Name &who) const {
     }
 }
 
-void OfflineLogin::refusedPassword(const Name &who, const char *password) const {
+void OfflineLogin::refusedPassword(const Name &who, const char *password) const try {
     time_t when = 0;
     std::unique_ptr<DirectoryStore> kept = read(who, &when);
     EntryPtr entry;
@@ -93,6 +94,8 @@ void OfflineLogin::refusedPassword(const Name &who, const char *password) const 
         kept->check_password(*entry, password) == ZK_OK) {
         refused(who);
     }
+} catch (const DataError &) {
+    // Its password is no hash, and so lets nobody in.
 }
 
 uint32_t OfflineLogin::login(const Entry &who, const char *password) const {

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <filesystem>
+#include <regex>
 
 #include "tests/ldap/certificates.h"
 #include "tests/ldap/ldap_site.h"
@@ -31,6 +32,12 @@ class OfflineLdap : public LdapSite {
             home.write(".cache/brasca-zk/" + file.substr(file.rfind('/') + 1),
                        heading + std::to_string(time(nullptr) - days * 86400) + text.substr(end));
         }
+    }
+    // Writes something else where a copy has the hash of a password.
+    void spoilHashes() {
+        for (const std::string &file : copies())
+            home.write(".cache/brasca-zk/" + file.substr(file.rfind('/') + 1),
+                       std::regex_replace(file_text(file), std::regex("userPassword:: .*"), "userPassword: sunflower"));
     }
     // The sample with jdoe changed, on the same port as before.
     static Slapd::Setup changed(const Slapd &before, const std::string &from, const std::string &to) {
@@ -190,6 +197,17 @@ TEST_F(OfflineLdap, AWrongPasswordTakesNoCopyAway) {
     server.kill();
     removeDrives();
     EXPECT_EQ(login().status, 0);
+}
+
+TEST_F(OfflineLdap, AWrongPasswordIsWrongWhateverTheCopyHolds) {
+    Slapd server(sample());
+    onServers({server.uri()}, "offline = true\n");
+    ASSERT_EQ(login().status, 0);
+    spoilHashes();
+    EXPECT_EQ(login("jdoe.sales.acme", "wrong").status, 2);
+    server.kill();
+    removeDrives();
+    EXPECT_EQ(login().status, 3) << "the password in it is no hash";
 }
 
 TEST_F(OfflineLdap, ACopyServesForSoManyDays) {
