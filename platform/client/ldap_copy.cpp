@@ -56,15 +56,17 @@ std::string line(const std::string &attribute, const std::string &value) {
     return attribute + (value.empty() ? ":\n" : ":: " + base64(value) + "\n");
 }
 
-// The value in an entry's name, unless the entry has it or its attribute is none of the client's: LDIF's own words may
-// be the name of one.
+// The value in an entry's name, unless the entry has it or another type than the usual ones: what is no name by itself
+// may not be of its attribute's syntax, be a password or a class, or begin a line of LDIF that is no attribute.
 std::string naming_line(const Entry &entry) {
     const NamePart &part = entry.name.front();
     const SchemaAttribute *naming = schema_find_ldap(part.type);
     bool there = std::any_of(entry.values.begin(), entry.values.end(), [&](const EntryValue &value) {
         return value.attribute == naming && name_fold(value.text) == name_fold(part.value);
     });
-    return there || naming == nullptr ? "" : line(part.type, part.value);
+    bool usual =
+        std::find(std::begin(name_usual_types), std::end(name_usual_types), part.type) != std::end(name_usual_types);
+    return there || !usual ? "" : line(part.type, part.value);
 }
 
 // Servers may spell a container in the names of what is below it in another case than in its own.

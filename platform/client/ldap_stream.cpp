@@ -252,6 +252,7 @@ LdapFraming::Verdict LdapFraming::takeHead(unsigned char byte) {
         headLength = 0;
         start = 0;
         startEnd = 0;
+        number = 0;
         started = false;
     }
     return Fine;
@@ -267,8 +268,16 @@ LdapFraming::Verdict LdapFraming::takeStart(unsigned char byte) {
         startEnd = 2 + byte;
         return byte >= 1 && byte <= 4 ? Fine : Malformed;
     }
+    if (at < startEnd) {
+        number |= byte;
+        return Fine;
+    }
     if (at == startEnd) {
         started = true;
+        if (number == 0) { // libldap would lose memory with it
+            rest = 0;
+            return Disconnected;
+        }
         return answers.find(static_cast<char>(byte)) != std::string_view::npos ? Fine : Malformed;
     }
     return Fine;
@@ -278,8 +287,9 @@ LdapFraming::Verdict LdapFraming::take(const unsigned char *bytes, size_t count)
     for (size_t i = 0; i < count;) {
         if (rest > 0 && !started) {
             rest--;
-            if (takeStart(bytes[i++]) != Fine || (rest == 0 && !started)) {
-                return Malformed;
+            Verdict beginning = takeStart(bytes[i++]);
+            if (beginning != Fine || (rest == 0 && !started)) {
+                return beginning == Disconnected ? Disconnected : Malformed;
             }
             continue;
         }
@@ -380,6 +390,8 @@ bool LdapWatch::takeBytes(const unsigned char *bytes, size_t count) {
     LdapFraming::Verdict verdict = framing.take(bytes, count);
     if (verdict == LdapFraming::Malformed) {
         note(Malformed);
+    } else if (verdict == LdapFraming::Disconnected) {
+        note(Closed);
     } else if (verdict == LdapFraming::TooLarge || received > ldap_answer_limit) {
         note(TooLarge);
     }

@@ -23,7 +23,8 @@ constexpr size_t ldap_answer_limit = size_t{256} * 1024 * 1024;
 //     message ::= 30 length 02 (01|02|03|04) byte+ answer-tag ...
 class LdapFraming {
   public:
-    enum Verdict { Fine, Malformed, TooLarge };
+    // Disconnected: a message of no request's, number 0, by which a server says that it closes the connection.
+    enum Verdict { Fine, Malformed, TooLarge, Disconnected };
 
     // Once a verdict is not Fine the stream is of no more use.
     Verdict take(const unsigned char *bytes, size_t count);
@@ -39,6 +40,7 @@ class LdapFraming {
     uint64_t rest = 0;   // of the current message's body
     size_t start = 0;    // bytes of the body's start that have been seen
     size_t startEnd = 0; // position of the answer's tag in the body, once its number's length is known
+    unsigned number = 0; // its bytes, put together: 0 when all are
     bool started = false;
 };
 

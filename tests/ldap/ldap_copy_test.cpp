@@ -84,14 +84,20 @@ TEST_F(LdapCopyTest, HoldsEntriesOfWhichAServerDoesNotShowEverything) {
     EXPECT_EQ(value(alias->name, "objectClass"), "alias");
 }
 
-// "dn" and "control" begin lines of LDIF that are no attributes.
-TEST_F(LdapCopyTest, HoldsEntriesThatAreNamedByLdifsOwnWords) {
+// "dn" and "control" begin lines of LDIF that are no attributes; a time has a form, and a class or a password a
+// meaning.
+TEST_F(LdapCopyTest, HoldsEntriesThatAreNamedByWhatIsNoName) {
     auto named = std::make_shared<Entry>();
     named->name = {{"dn", "x"}, {"control", "y"}, {"o", "acme"}};
     named->values = {{schema_find_ldap("objectClass"), "person"}, {schema_find_ldap("title"), "boss"}};
-    write({person(jdoe, "boss"), named});
+    auto timed = std::make_shared<Entry>(*named);
+    timed->name = {{"modifytimestamp", "x"}, {"objectclass", "qrtServer"}, {"userpassword", "x"}, {"o", "acme"}};
+    write({person(jdoe, "boss"), named, timed});
     EXPECT_EQ(title(jdoe), "boss");
     EXPECT_EQ(title(named->name), "boss");
+    EXPECT_EQ(title(timed->name), "boss");
+    EXPECT_EQ(value(name_above(timed->name, 1), "objectClass"), "organizationalUnit");
+    EXPECT_EQ(value(name_above(timed->name, 2), "userPassword"), "no value");
 }
 
 TEST_F(LdapCopyTest, TakesAContainerThatAServerSpellsInTwoWaysForOne) {

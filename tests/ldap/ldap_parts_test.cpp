@@ -57,6 +57,15 @@ TEST(LdapFraming, RefusesWhatIsNoMessage) {
     }
 }
 
+TEST(LdapFraming, EndsAtAMessageOfNoRequests) {
+    for (const std::string &number : {std::string("\1\0", 2), std::string("\2\0\0", 3)}) {
+        LdapFraming framing;
+        EXPECT_EQ(take(&framing, "0\14\2" + number), LdapFraming::Fine);
+        EXPECT_EQ(take(&framing, "x"), LdapFraming::Disconnected);
+        EXPECT_FALSE(framing.inMessage());
+    }
+}
+
 TEST(LdapFraming, RefusesAClaimOverTheLimitBeforeAnyOfItComes) {
     LdapFraming framing;
     EXPECT_EQ(take(&framing, "\x30\x84\x7F\xFF\xFF"), LdapFraming::Fine);

@@ -162,7 +162,10 @@ static std::vector<EntryPtr> shown(std::string_view text) {
 
 // An entry of which nothing is shown is not kept.
 static bool has_anything(const Entry &entry) {
-    return !entry.values.empty() || (!entry.name.empty() && schema_find_ldap(entry.name.front().type));
+    const auto is_usual = [](const std::string &type) {
+        return std::find(std::begin(name_usual_types), std::end(name_usual_types), type) != std::end(name_usual_types);
+    };
+    return !entry.values.empty() || (!entry.name.empty() && is_usual(entry.name.front().type));
 }
 
 static bool same_value(const EntryValue &a, const EntryValue &b) {
