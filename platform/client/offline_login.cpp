@@ -86,16 +86,20 @@ void OfflineLogin::refused(const Name &who) const {
     }
 }
 
-void OfflineLogin::refusedPassword(const Name &who, const char *password) const try {
+void OfflineLogin::refusedPassword(const Name &who, const char *password) const {
     time_t when = 0;
     std::unique_ptr<DirectoryStore> kept = read(who, &when);
     EntryPtr entry;
-    if (kept != nullptr && kept->find(who, Aliases::Keep, &entry) == ZK_OK &&
-        kept->check_password(*entry, password) == ZK_OK) {
-        refused(who);
+    if (kept == nullptr || kept->find(who, Aliases::Keep, &entry) != ZK_OK) {
+        return;
     }
-} catch (const DataError &) {
-    // Its password is no hash, and so lets nobody in.
+    try {
+        if (kept->check_password(*entry, password) == ZK_OK) {
+            refused(who);
+        }
+    } catch (const DataError &) {
+        // Its password is no hash, and so lets nobody in.
+    }
 }
 
 uint32_t OfflineLogin::login(const Entry &who, const char *password) const {

@@ -272,10 +272,8 @@ TEST(LdapConnect, ReachesALocalSocketWhosePathFits) {
     EXPECT_EQ(sentence, as_uri(longest + "x") + ": cannot connect: the path is too long");
 }
 
+#ifndef __SANITIZE_ADDRESS__ // the sanitizers need descriptors of their own
 TEST(LdapConnect, SaysThatThereIsNoDescriptorLeft) {
-#ifdef __SANITIZE_ADDRESS__
-    GTEST_SKIP() << "the sanitizers need descriptors of their own";
-#endif
     rlimit before = {};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none = {0, before.rlim_max};
@@ -286,6 +284,7 @@ TEST(LdapConnect, SaysThatThereIsNoDescriptorLeft) {
     EXPECT_EQ(sentence, "ldap://127.0.0.1:9: cannot connect: Too many open files");
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
 }
+#endif
 
 TEST(LdapConnect, KnowsTheLoopbackOfTheNewerProtocol) {
     const int listener = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
