@@ -222,3 +222,15 @@ TEST_F(RunGuardTest, TheTimeOfAQuestionDoesNotCount) {
     EXPECT_TRUE(process->awaits("after\r\n")) << process->shown();
     EXPECT_EQ(process->finish(), 0);
 }
+
+TEST_F(RunGuardTest, AfterAQuestionTheTimeGoesOn) {
+    addOtherTree();
+    start(std::string("WRITE \"waiting\"\nTREE OTHER/locked.sales.acme;wrong\nWRITE \"after\"\n") + endless,
+          {"--time-limit", "2"});
+    ASSERT_TRUE(process->awaits("User name"));
+    process->type("jdoe.sales.acme\n");
+    ASSERT_TRUE(process->awaits("Password: "));
+    process->type("secret\n");
+    EXPECT_TRUE(process->awaits("after\r\n")) << process->shown();
+    EXPECT_EQ(process->finish(), out_of_time);
+}

@@ -136,7 +136,8 @@ TEST_F(VolumeObjectTest, EachFailureIsTheClientsCode) {
         EXPECT_EQ(resolve("vol1.acme"), std::to_string(0x1234) + "   ");
         EXPECT_EQ(spy::call_names()[spy::calls("ZKDSFreeContext").empty() ? spy::calls().size() - 1 : 0],
                   spy::calls("ZKDSFreeContext").empty() ? row.call : "ZKCLXInit");
-        EXPECT_THAT(spy::calls("ZKDSFreeContext"), Not(testing::Contains("ZKDSFreeContext(0)")));
+        EXPECT_THAT(spy::calls("ZKDSFreeContext"),
+                    testing::Each(testing::AnyOf("ZKDSFreeContext(1)", "ZKDSFreeContext(2)")));
         EXPECT_EQ(spy::open_contexts(), 0);
     }
 }

@@ -12,7 +12,6 @@ static rlimit limit_before;
 // it becomes another program: until then it is a copy of this one's.
 void private_memory_end_limit() {
     if (is_limited) setrlimit(RLIMIT_CORE, &limit_before);
-    is_limited = false;
 }
 
 void private_memory_begin() {
