@@ -83,6 +83,22 @@ void keep_refusal(uint32_t code, const Entry &user) {
     }
 }
 
+// Answers a question about the context's tree.
+uint32_t ask_tree(uint32_t context, int *answer, bool (*question)(const Tree *)) {
+    return guarded([&]() -> uint32_t {
+        if (answer == nullptr) {
+            return ZKE_BAD_PARAMETER;
+        }
+        Context *found = nullptr;
+        Tree *tree = nullptr;
+        uint32_t code = context_tree(context, &found, &tree);
+        if (code == ZK_OK) {
+            *answer = question(tree) ? 1 : 0;
+        }
+        return code;
+    });
+}
+
 } // namespace
 
 uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
@@ -158,33 +174,11 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
 }
 
 uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed) {
-    return guarded([&]() -> uint32_t {
-        if (needed == nullptr) {
-            return ZKE_BAD_PARAMETER;
-        }
-        Context *found = nullptr;
-        Tree *tree = nullptr;
-        uint32_t code = context_tree(context, &found, &tree);
-        if (code == ZK_OK) {
-            *needed = tree->config.ldap.needsPassword() ? 1 : 0;
-        }
-        return code;
-    });
+    return ask_tree(context, needed, [](const Tree *tree) { return tree->config.ldap.needsPassword(); });
 }
 
 uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared) {
-    return guarded([&]() -> uint32_t {
-        if (shared == nullptr) {
-            return ZKE_BAD_PARAMETER;
-        }
-        Context *found = nullptr;
-        Tree *tree = nullptr;
-        uint32_t code = context_tree(context, &found, &tree);
-        if (code == ZK_OK) {
-            *shared = login_password_is_shared(tree) ? 1 : 0;
-        }
-        return code;
-    });
+    return ask_tree(context, shared, login_password_is_shared);
 }
 
 uint32_t ZKDSLogout(uint32_t context) {
