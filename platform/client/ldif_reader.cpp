@@ -44,7 +44,7 @@ std::string read_whole(const std::string &path, size_t limit) {
     std::string text(static_cast<size_t>(status.st_size), '\0');
     size_t length = 0;
     while (length < text.size()) {
-        ssize_t got = read(fd, &text[length], text.size() - length);
+        ssize_t got = TEMP_FAILURE_RETRY(read(fd, &text[length], text.size() - length));
         if (got < 0) {
             throw DataError(catalogue_format("cannot read the file: %s", strerror(errno)));
         }

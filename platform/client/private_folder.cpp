@@ -63,7 +63,7 @@ int open_path(const std::string &path, bool make) {
 bool write_all(int descriptor, const std::string &text) {
     size_t done = 0;
     while (done < text.size()) {
-        ssize_t put = write(descriptor, text.data() + done, text.size() - done);
+        ssize_t put = TEMP_FAILURE_RETRY(write(descriptor, text.data() + done, text.size() - done));
         if (put <= 0) {
             return false;
         }
@@ -75,9 +75,10 @@ bool write_all(int descriptor, const std::string &text) {
 bool read_all(int descriptor, std::string *text) {
     size_t done = 0;
     while (done < text->size()) {
-        ssize_t got = read(descriptor, text->data() + done, text->size() - done);
+        // In user space, as with FUSE, a signal interrupts the reading of a file too.
+        ssize_t got = TEMP_FAILURE_RETRY(read(descriptor, text->data() + done, text->size() - done));
         if (got <= 0) {
-            return false; // also a file that became shorter; no signal interrupts the reading of one
+            return false; // also a file that became shorter
         }
         done += static_cast<size_t>(got);
     }
