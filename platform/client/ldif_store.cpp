@@ -282,6 +282,7 @@ void LdifStore::add(const LdifRecord &record) {
     entry->name = parse_dn(record);
     check_place(record, entry->name);
     spell_as_parent(&entry->name);
+    entry->values.reserve(record.attributes.size());
     std::vector<std::string_view> objectClasses;
     for (const LdifAttribute &attribute : record.attributes) {
         add_value(record, attribute, entry.get());

@@ -238,8 +238,7 @@ bool same_part(const NamePart &a, const NamePart &b) {
 // each in lower case. Bytes that are not UTF-8 stay as they are.
 std::string fold_letters(std::string_view value) {
     const auto *bytes = reinterpret_cast<const uint8_t *>(value.data());
-    // Nearly all names are in ASCII, and they are compared by the thousand.
-    if (std::all_of(value.begin(), value.end(), is_ascii) || u8_check(bytes, value.size()) != nullptr) {
+    if (u8_check(bytes, value.size()) != nullptr) {
         return std::string(value);
     }
     size_t length = 0;
@@ -260,6 +259,12 @@ std::string fold_letters(std::string_view value) {
 }
 
 void append_escaped(std::string *out, std::string_view value, const char *special) {
+    bool plain = !value.empty() && value.front() != ' ' && value.back() != ' ' &&
+                 std::none_of(value.begin(), value.end(), [&](char c) { return is_among(c, special); });
+    if (plain) { // nearly all values are, and names are made by the thousand
+        out->append(value);
+        return;
+    }
     for (size_t i = 0; i < value.size(); i++) {
         bool blank_at_edge = value[i] == ' ' && (i == 0 || i + 1 == value.size());
         if (blank_at_edge || is_among(value[i], special)) {
@@ -414,8 +419,13 @@ bool name_may_be(const Name &wanted, const Name &object) {
 }
 
 std::string name_fold(std::string_view value) {
+    // Nearly all names are in ASCII, and they are compared by the thousand.
+    const bool ascii = std::all_of(value.begin(), value.end(), is_ascii);
+    const std::string letters = ascii ? "" : fold_letters(value);
+    value = ascii ? value : letters;
     std::string folded;
-    for (char c : fold_letters(value)) {
+    folded.reserve(value.size());
+    for (char c : value) {
         if (c != ' ' || (!folded.empty() && folded.back() != ' ')) {
             folded += lower(c);
         }

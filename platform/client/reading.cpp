@@ -42,6 +42,7 @@ void add_groups(DirectoryStore *store, const Entry &entry, const NameForm &form,
         listed.insert(name_fold(name_to_dotted(value.name, true)));
     }
     bool mayRepeat = !listed.empty(); // the store names each group once
+    values->reserve(values->size() + groups.size());
     for (const Name &group : groups) {
         if (!mayRepeat || listed.insert(name_fold(name_to_dotted(group, true))).second) {
             Value value;
