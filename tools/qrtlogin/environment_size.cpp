@@ -9,6 +9,7 @@
 #include <string>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
 
 namespace {
 
@@ -23,10 +24,7 @@ size_t longest_environment() {
 
 // A name is the script's choice.
 std::string shown_name(const char *entry) {
-    std::string name(entry, std::min(strcspn(entry, "="), size_t{100}));
-    for (char &c : name)
-        if (static_cast<unsigned char>(c) < ' ' || c == 0x7f) c = '?';
-    return name;
+    return terminal_text({entry, std::min(strcspn(entry, "="), size_t{100})});
 }
 
 void warn(const std::string &text) {
