@@ -83,8 +83,7 @@ RunResult run_for(const Options &options, const Login &login, Secret *password, 
     environment->lend("QRT_CONTEXT", login.container());
     const RunResult result = run_scripts(options, login.tree(), password, relay);
     environment->takeBack();
-    const bool handed_on = options.command != nullptr || options.shell || options.printEnvironment;
-    if (handed_on && !options.allVariables) keep_code_variables(environment);
+    if (options.handsOn() && !options.allVariables) keep_code_variables(environment);
     return result;
 }
 
@@ -122,7 +121,7 @@ int login_and_hand_on(int argc, char **argv) {
     if (!login.sharesPassword()) password.wipe();
 
     const int status = status_of(run_for(options, login, &password, &environment, &relay));
-    if (options.command != nullptr || options.shell || options.printEnvironment) environment_size_check();
+    if (options.handsOn()) environment_size_check();
     if (options.command != nullptr) become(options.command);
     if (options.shell) become_shell();
     if (forEval != nullptr) write_text(forEval, environment.exportLines());

@@ -95,8 +95,7 @@ const argp_option option_table[] = {
     {"print-environment", key_print_environment, nullptr, 0,
      catalogue_mark(
          "Print the variables that the scripts changed, those whose names a shell accepts, in a form for eval; the "
-         "scripts' output is written "
-         "to standard error"),
+         "scripts' output is written to standard error"),
      2},
     {"all-variables", key_all_variables, nullptr, 0,
      catalogue_mark(

@@ -26,6 +26,9 @@ struct Options {
     bool printEnvironment = false;
     bool allVariables = false; // hand on also the variables that run code
     char **command = nullptr;  // what follows "--", ended by a null pointer; null without one
+
+    // Whether something gets the environment after the scripts.
+    bool handsOn() const { return command != nullptr || shell || printEnvironment; }
 };
 
 // Reads the command line. A wrong one ends the process with status 64 and --help with 0, each after its text. `command`
