@@ -55,8 +55,6 @@ void require(uint32_t code) {
 class LookupContext {
   public:
     LookupContext() {
-        require(ZKCallsInit(nullptr, nullptr));
-        require(ZKDSCreateContextHandle(&context_.handle));
         // What the library sets for its own contexts, so that names and aliases mean the same here.
         const uint32_t flags = 0x57;
         require(ZKDSSetContext(context_.handle, DCK_FLAGS, &flags));
@@ -74,7 +72,10 @@ class LookupContext {
 
   private:
     struct Context {
-        Context() = default;
+        Context() {
+            require(ZKCallsInit(nullptr, nullptr));
+            require(ZKDSCreateContextHandle(&handle));
+        }
         Context(const Context &) = delete;
         Context &operator=(const Context &) = delete;
         ~Context() { ZKDSFreeContext(handle); }
