@@ -175,7 +175,7 @@ EntryPtr LdapLookup::readByLevels(const Name &name) {
             entry = readLevel(parent, part.front());
         }
         if (entry == nullptr || entry->is_class("Alias")) {
-            return i == 0 ? entry : nullptr;
+            break; // nothing lies below it
         }
         parent = entry->name;
     }

@@ -14,9 +14,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
-#include <utility>
 
 #include "platform/catalogue.h"
+#include "platform/client/descriptor.h"
 #include "platform/client/ldap_resolver.h"
 #include "platform/client/ldap_waiting.h"
 #include "platform/zk.h"
@@ -122,16 +122,9 @@ ber_slen_t message_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
 Sockbuf_IO wire_layer = {layer_setup, nullptr, wire_ctrl, wire_read, wire_write, nullptr};
 Sockbuf_IO message_layer = {layer_setup, nullptr, layer_ctrl, message_read, message_write, nullptr};
 
-struct Descriptor {
-    int number = failed;
-    ~Descriptor() { close(number); } // which does nothing where there is none
-    int release() { return std::exchange(number, failed); }
-};
-
 // The socket stays non-blocking: every wait is the watch's own.
 int connect_one(int family, const sockaddr *address, socklen_t length, LdapDeadline deadline, std::string *why) {
-    Descriptor made;
-    made.number = socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    Descriptor made(socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (made.number == failed) {
         *why = strerror(errno);
         return failed;
@@ -401,8 +394,8 @@ bool LdapWatch::takeBytes(const unsigned char *bytes, size_t count) {
 int ldap_stream_connect(const LdapUri &uri, const std::string &localOwner, LdapDeadline deadline, bool *loopback) {
     std::string why;
     *loopback = false;
-    Descriptor connected;
-    connected.number = uri.local ? connect_local(uri, deadline, &why) : connect_network(uri, deadline, loopback, &why);
+    Descriptor connected(uri.local ? connect_local(uri, deadline, &why)
+                                   : connect_network(uri, deadline, loopback, &why));
     if (connected.number == failed) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
                           catalogue_format("%1$s: cannot connect: %2$s", uri.text.c_str(), why.c_str()));

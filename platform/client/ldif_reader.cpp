@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/catalogue.h"
+#include "platform/client/descriptor.h"
 #include "platform/client/errors.h"
 #include "platform/client/names.h"
 
@@ -21,39 +22,24 @@ constexpr size_t value_file_limit = size_t{16} * 1024 * 1024;
 constexpr size_t line_limit = size_t{24} * 1024 * 1024; // a value of the largest size in base64
 constexpr size_t include_limit = 8;
 
-struct FileClose {
-    int fd;
-    ~FileClose() { close(fd); }
-};
-
 // The whole of a regular file. Throws DataError with a sentence without a place.
 std::string read_whole(const std::string &path, size_t limit) {
     // Without O_NONBLOCK a named pipe in the place of the file would hold the program.
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
-    if (fd < 0) {
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+    if (file.number < 0) {
         throw DataError(catalogue_format("cannot open the file: %s", strerror(errno)));
     }
-    FileClose closing = {fd};
     struct stat status;
-    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (fstat(file.number, &status) != 0 || !S_ISREG(status.st_mode)) {
         throw DataError(catalogue_text("not a regular file"));
     }
     if (static_cast<size_t>(status.st_size) > limit) {
         throw DataError(catalogue_text("the file is too large"));
     }
     std::string text(static_cast<size_t>(status.st_size), '\0');
-    size_t length = 0;
-    while (length < text.size()) {
-        ssize_t got = TEMP_FAILURE_RETRY(read(fd, &text[length], text.size() - length));
-        if (got < 0) {
-            throw DataError(catalogue_format("cannot read the file: %s", strerror(errno)));
-        }
-        if (got == 0) {
-            break;
-        }
-        length += static_cast<size_t>(got);
+    if (!descriptor_read(file, &text)) {
+        throw DataError(catalogue_format("cannot read the file: %s", strerror(errno)));
     }
-    text.resize(length);
     return text;
 }
 

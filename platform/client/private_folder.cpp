@@ -7,12 +7,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace {
+#include "platform/client/descriptor.h"
 
-struct Descriptor {
-    int number;
-    ~Descriptor() { close(number); } // which does nothing where there is none
-};
+namespace {
 
 bool is_own_folder(int folder) {
     struct stat found = {};
@@ -53,7 +50,7 @@ int open_path(const std::string &path, bool make) {
         std::string name = path.substr(start, last ? std::string::npos : end - start);
         start = last ? path.size() + 1 : end + 1;
         if (!name.empty()) {
-            Descriptor parent = {at};
+            const Descriptor parent(at);
             at = enter(parent.number, name, last, make);
         }
     }
@@ -68,19 +65,6 @@ bool write_all(int descriptor, const std::string &text) {
             return false;
         }
         done += static_cast<size_t>(put);
-    }
-    return true;
-}
-
-bool read_all(int descriptor, std::string *text) {
-    size_t done = 0;
-    while (done < text->size()) {
-        // In user space, as with FUSE, a signal interrupts the reading of a file too.
-        ssize_t got = TEMP_FAILURE_RETRY(read(descriptor, text->data() + done, text->size() - done));
-        if (got <= 0) {
-            return false; // also a file that became shorter
-        }
-        done += static_cast<size_t>(got);
     }
     return true;
 }
@@ -107,13 +91,13 @@ bool PrivateFolder::read(const std::string &name, size_t limit, std::string *tex
         return false;
     }
     // Without O_NONBLOCK a named pipe in the place of the file would hold the program.
-    Descriptor file = {openat(folder, name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW)};
+    const Descriptor file(openat(folder, name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
     struct stat found = {};
     if (fstat(file.number, &found) != 0 || !is_own_file(found) || static_cast<size_t>(found.st_size) > limit) {
         return false;
     }
     text->assign(static_cast<size_t>(found.st_size), '\0');
-    return read_all(file.number, text);
+    return descriptor_read(file, text);
 }
 
 bool PrivateFolder::replace(const std::string &name, const std::string &text) const {

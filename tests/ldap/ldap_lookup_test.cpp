@@ -20,7 +20,9 @@ class LdapLookupTest : public ::testing::Test {
   protected:
     LdapLookupTest() {
         Slapd::Setup setup;
-        setup.ldif = sample_ldif();
+        setup.ldif = sample_ldif() +
+                     "\ndn: l=york,o=acme\nobjectClass: alias\nobjectClass: extensibleObject\nl: york\n"
+                     "aliasedObjectName: ou=sales,o=acme\n";
         server = std::make_unique<Slapd>(setup);
         tree.name = "ACME";
         tree.ldap.uris = {server->uri()};
@@ -100,6 +102,11 @@ TEST_F(LdapLookupTest, AsksLevelByLevelForWhatHasAnUnlikelyName) {
         ElementsAre("o=acme 2 (|(entryDN=ou=sales,o=acme)(entryDN=cn=none,ou=sales,o=acme)"
                     "(entryDN=uid=none,ou=sales,o=acme)(entryDN=ou=none,ou=sales,o=acme)(entryDN=o=acme))",
                     "ou=sales,o=acme 1 (|(cn=none)(uid=none)(ou=none)(o=none)(c=none)(l=none)(st=none)(dc=none))"));
+}
+
+TEST_F(LdapLookupTest, FindsAnAliasOfAnUnlikelyNameButNothingBelowIt) {
+    EXPECT_EQ(find("york.acme"), "L=york.O=acme");
+    EXPECT_EQ(find("jdoe.york.acme"), "none");
 }
 
 TEST_F(LdapLookupTest, AsksForATypeThatIsGivenAlone) {

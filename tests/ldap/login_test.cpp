@@ -197,7 +197,7 @@ TEST_F(LdapLogin, SeesALockThatOnlyTheUserMayRead) {
     Slapd::Setup setup = sample();
     setup.access =
         "access to attrs=userPassword by anonymous auth by * none\n"
-        "access to attrs=qrtLocked,qrtLoginDisabled by self read by * none\naccess to * by * read\n";
+        "access to attrs=qrtLocked,qrtLoginDisabled,displayName by self read by * none\naccess to * by * read\n";
     setup.ldif +=
         "\ndn: cn=off,o=acme\nobjectClass: person\nobjectClass: qrtUser\ncn: off\nsn: Off\nqrtLoginDisabled: TRUE\n"
         "userPassword: {CRYPT}$y$j9T$kVnXu3bZ9q2mT1aL8cRw0.$EfsU6c3Z9X.krxJs9kRwoN.oJ3pL5E6lfUMlTLbWpV4\n";
@@ -205,6 +205,7 @@ TEST_F(LdapLogin, SeesALockThatOnlyTheUserMayRead) {
     onServers({server.uri()});
     EXPECT_EQ(loginHere("rfox.it.acme", "seaweed"), ZKE_ACCOUNT_LOCKED);
     EXPECT_EQ(lastError(), "CN=rfox.OU=it.O=acme is locked");
+    EXPECT_EQ(read(here, "rfox.it.acme", "Full Name"), std::vector<std::string>{}) << "nobody is logged in";
     EXPECT_EQ(loginHere("off.acme", "sunflower"), ZKE_ACCOUNT_LOCKED);
     EXPECT_EQ(lastError(), "CN=off.O=acme is disabled");
     EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);

@@ -257,6 +257,7 @@ TEST(LdapPlace, TakesWhatTheUriLeavesOutFromTheSearch) {
     EXPECT_EQ(place.search.scope, LDAP_SCOPE_SUBTREE);
     EXPECT_EQ(place.search.filter, "(cn=x)");
     ASSERT_TRUE(ldap_place_parse("ldap://b.example/", from_sales(LDAP_SCOPE_ONELEVEL), true, &place));
+    EXPECT_EQ(place.search.base, "ou=sales,o=acme");
     EXPECT_EQ(place.search.scope, LDAP_SCOPE_BASE) << "what is referred to is on the level itself";
     ASSERT_TRUE(ldap_place_parse("LDAPS://b.example/", from_sales(LDAP_SCOPE_ONELEVEL), false, &place));
     EXPECT_EQ(place.server, "ldaps://b.example:636");
