@@ -4,15 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdint>
 
 // Reads up to `size` bytes and returns how many came.
 static size_t read_up_to(int file, char *data, size_t size) {
     size_t got = 0;
     while (got < size) {
-        const ssize_t count = read(file, data + got, size - got);
-        if (count < 0 && errno == EINTR) continue;
+        const ssize_t count = TEMP_FAILURE_RETRY(read(file, data + got, size - got));
         if (count <= 0) break;
         got += static_cast<size_t>(count);
     }

@@ -102,10 +102,7 @@ static void reap_others() {
 // that ignores SIGCHLD: there the wait has no status to tell, which counts as success.
 static int wait_for(pid_t child) {
     int status = 0;
-    pid_t ended = 0;
-    do {
-        ended = waitpid(child, &status, 0);
-    } while (ended < 0 && errno == EINTR);
+    const pid_t ended = TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
     reap_others();
     return ended == child && WIFEXITED(status) ? WEXITSTATUS(status) : 0;
 }

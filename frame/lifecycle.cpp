@@ -94,8 +94,7 @@ int qrt_ReadResults(char **line) {
     bool ended = false;
     while (length < lifecycle_line_size) {
         char c = 0;
-        const ssize_t got = read(fd[0], &c, 1);
-        if (got < 0 && errno == EINTR) continue;
+        const ssize_t got = TEMP_FAILURE_RETRY(read(fd[0], &c, 1));
         ended = got == 0 || (got > 0 && c == '\0');
         if (got <= 0 || c == '\0' || c == '\n') break;
         text[length++] = c;

@@ -43,6 +43,8 @@ const Row rows[] = {
     {64, "", "$q $u --debug x", "takes a number"},
     {64, "", "$q --password-fd 3", "no user"},
     {64, "", "$q --user jdoe.sales.acme --password-fd 17", "descriptor 17"},
+    {64, "", "$q --user jdoe.sales.acme --password-fd 17 --tree NOTREE", "descriptor 17"},
+    {64, "", "$q --user jdoe.sales.acme --password-fd 4 4>/dev/null", "descriptor 4: Bad file descriptor"},
     {66, "", "$q $u --login-script @/none", "cannot read the script @/none: No such file or directory"},
     {66, "", "$q $u --profile-script @/none", "cannot read the script @/none: No such file or directory"},
     {66, "", "$q $u --login-script @", "cannot read the script @: Is a directory"},

@@ -40,7 +40,8 @@ TEST_F(RunTest, ATreeThatCannotBeFoundIsToldBehindTheOutput) {
         try {
             return run_scripts(options, "NOTREE", password, &relay).status;
         } catch (const Failure &failure) {
-            return failure.status() == exit_tree && *password->text() == '\0' && CurrentPassword == nullptr ? 42 : 43;
+            const bool wiped = *password->text() == '\0' && CurrentPassword == nullptr;
+            return failure.status() == exit_tree && wiped && fd[1] == -1 ? 42 : 43;
         }
     });
     EXPECT_EQ(outcome.status, 42);

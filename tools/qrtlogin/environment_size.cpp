@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <string>
 
 #include "platform/catalogue.h"
@@ -69,6 +70,6 @@ void environment_size_check() noexcept {
 }
 
 void environment_size_check_forks() {
-    static const bool checks = pthread_atfork(environment_size_check, nullptr, nullptr) == 0;
-    static_cast<void>(checks);
+    static const int problem = pthread_atfork(environment_size_check, nullptr, nullptr);
+    if (problem != 0) throw std::bad_alloc();
 }

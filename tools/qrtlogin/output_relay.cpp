@@ -31,11 +31,7 @@ FILE *pipe_stream; // the library's own on the pipe
 
 // False when the relay is gone.
 bool take_answer(int *problem) {
-    ssize_t got = 0;
-    do {
-        got = recv(relay, problem, sizeof *problem, MSG_WAITALL);
-    } while (got < 0 && errno == EINTR);
-    return got == sizeof *problem;
+    return TEMP_FAILURE_RETRY(recv(relay, problem, sizeof *problem, MSG_WAITALL)) == sizeof *problem;
 }
 
 // 0, or an errno.
@@ -72,8 +68,7 @@ void start_relay(int input, int requests) {
         if (second < 0) send(requests, &problem, sizeof problem, MSG_NOSIGNAL);
         _exit(EXIT_SUCCESS);
     }
-    while (waitpid(first, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    TEMP_FAILURE_RETRY(waitpid(first, nullptr, 0));
 }
 
 // The library's handler ends the process at once. So a copy of the process runs it, and this one ends when the
@@ -88,8 +83,7 @@ void interrupted(int signal) {
     fdr = pipe_stream;
     const pid_t teller = _Fork();
     if (teller <= 0) cntrlcHandler(signal);
-    while (waitpid(teller, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    TEMP_FAILURE_RETRY(waitpid(teller, nullptr, 0));
     ask_to_end();
     _exit(EXIT_SUCCESS);
 }

@@ -61,10 +61,7 @@ void show(size_t length) {
 
 // Reads once, at most `limit` bytes. Returns how many, 0 at the end.
 size_t pass_on(size_t limit) {
-    ssize_t got = 0;
-    do {
-        got = read(input, block, std::min(limit, sizeof block));
-    } while (got < 0 && errno == EINTR);
+    const ssize_t got = TEMP_FAILURE_RETRY(read(input, block, std::min(limit, sizeof block)));
     if (got <= 0) return 0;
     show(static_cast<size_t>(got));
     return static_cast<size_t>(got);
@@ -87,10 +84,7 @@ void end_line() {
 // False after the last request.
 bool serve_request() {
     char request = '\0';
-    ssize_t got = 0;
-    do {
-        got = recv(requests, &request, 1, 0);
-    } while (got < 0 && errno == EINTR);
+    const ssize_t got = TEMP_FAILURE_RETRY(recv(requests, &request, 1, 0));
     pass_on_what_waits();
     if (got <= 0) end_line();
     send(requests, &problem, sizeof problem, MSG_NOSIGNAL);

@@ -59,16 +59,13 @@ void Secret::requireOpen(int descriptor) {
 void Secret::readFrom(int descriptor) {
     size_t length = 0;
     ssize_t got = 0;
-    int problem = 0;
     while (length <= capacity) {
-        got = read(descriptor, text_ + length, 1);
-        problem = errno;
-        if (got < 0 && problem == EINTR) continue;
+        got = TEMP_FAILURE_RETRY(read(descriptor, text_ + length, 1));
         if (got <= 0 || text_[length] == '\n') break;
         ++length;
     }
     text_[length] = '\0';
-    if (got < 0) throw unreadable(descriptor, problem);
+    if (got < 0) throw unreadable(descriptor, errno);
     close(descriptor);
     // The scripts' programs have a standard input, and no file that is opened later gets its number.
     if (descriptor <= STDERR_FILENO && open("/dev/null", O_RDWR) != descriptor)
