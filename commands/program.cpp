@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <new>
@@ -30,7 +31,7 @@ static void forget(pid_t child) {
 
 // Closing what was open is bounded by `limit` only where the kernel has no call for it.
 static void close_descriptors(int limit) {
-    if (close_range(STDERR_FILENO + 1, ~0U, 0) == 0) return;
+    if (close_range(STDERR_FILENO + 1, UINT_MAX, 0) == 0) return;
     for (int descriptor = STDERR_FILENO + 1; descriptor < limit; ++descriptor) close(descriptor);
 }
 

@@ -197,6 +197,19 @@ TEST_F(MemoryTest, JoinersAndTheReplacerHandBackNull) {
     free(replaced);
 }
 
+TEST_F(MemoryTest, ADriveThatCouldNotBeMappedIsAMistakeOfTheScript) {
+    const std::string long_target(200, 'x');
+    int result = 0;
+    syntax_error = 0;
+    with_each_failing([&] { result = qrt_map_command(handle, "true", long_target.c_str(), nullptr, nullptr); },
+                      [&] {
+                          EXPECT_EQ(result, syntax_error);
+                          EXPECT_THAT(result, AnyOf(0, 1));
+                          syntax_error = 0;
+                      });
+    EXPECT_EQ(result, 0);
+}
+
 TEST_F(MemoryTest, AnIdentifierWithoutMemoryCountsAsUnknown) {
     uint32_t code = 0;
     char *value = nullptr;

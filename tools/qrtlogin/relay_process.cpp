@@ -7,6 +7,7 @@
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 
@@ -101,7 +102,7 @@ void relay_process(int from, int login) {
     prctl(PR_SET_NAME, "qrtlogin-output");
     dup2(from, input);
     dup2(login, requests);
-    close_range(STDERR_FILENO + 1, ~0U, 0);
+    close_range(STDERR_FILENO + 1, UINT_MAX, 0);
     // A folder that it stands in could not be unmounted.
     if (chdir("/") != 0) errno = 0;
 
