@@ -1,6 +1,6 @@
 #include "commands/compatibility.h"
 
-#include "frame/output.h"
+#include "base/output.h"
 #include "script/conditions.h"
 
 void set_time_statement() {

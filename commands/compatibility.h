@@ -4,7 +4,7 @@
 #ifndef COMMANDS_COMPATIBILITY_H
 #define COMMANDS_COMPATIBILITY_H
 
-#include "commands/text.h"
+#include "base/text.h"
 
 // SET_TIME ON and SET_TIME OFF.
 void set_time_statement();

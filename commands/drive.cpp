@@ -9,10 +9,10 @@
 #include <string_view>
 #include <utility>
 
+#include "base/conf_reader.h"
+#include "base/output.h"
 #include "commands/program.h"
-#include "config/conf_reader.h"
 #include "directory/substitution.h"
-#include "frame/output.h"
 #include "platform/zk.h"
 #include "script/conditions.h"
 #include "script/parser.h"

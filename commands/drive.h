@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "commands/text.h"
+#include "base/text.h"
 
 // MAP and PATH alike: `line` is what follows the keyword. A mapping that fails sets `syntax_error`.
 void map_statement(OwnedText line);

@@ -2,9 +2,9 @@
 
 #include <cstdlib>
 
-#include "commands/variables.h"
+#include "base/output.h"
+#include "base/variables.h"
 #include "directory/substitution.h"
-#include "frame/output.h"
 #include "script/conditions.h"
 #include "script/parser.h"
 

@@ -3,7 +3,7 @@
 #ifndef COMMANDS_ENVIRONMENT_H
 #define COMMANDS_ENVIRONMENT_H
 
-#include "commands/text.h"
+#include "base/text.h"
 
 // SET, DOS SET, TEMP SET and LOCAL SET: one and the same. The variable lasts as long as the process.
 void set_statement(OwnedText name, OwnedText value);

@@ -2,9 +2,9 @@
 
 #include <string>
 
+#include "base/output.h"
 #include "commands/drive.h"
-#include "frame/output.h"
-#include "frame/session.h"
+#include "directory/session.h"
 #include "script/parser.h"
 
 static OwnedText nothing() {

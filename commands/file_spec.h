@@ -13,7 +13,7 @@
 
 #include <cstdint>
 
-#include "commands/text.h"
+#include "base/text.h"
 
 // The values of the forms above: the file's text, or an empty one after a message.
 OwnedText file_on_volume(OwnedText volume, OwnedText path);

@@ -1,7 +1,7 @@
 #include "commands/include.h"
 
+#include "base/output.h"
 #include "commands/object_text.h"
-#include "frame/output.h"
 #include "script/conditions.h"
 #include "script/input_buffer.h"
 

@@ -2,7 +2,7 @@
 #ifndef COMMANDS_INCLUDE_H
 #define COMMANDS_INCLUDE_H
 
-#include "commands/text.h"
+#include "base/text.h"
 
 // INCLUDE of a file, whose text the file specification has yielded.
 void include_text(OwnedText text);

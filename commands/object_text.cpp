@@ -2,9 +2,9 @@
 
 #include <string>
 
+#include "base/output.h"
 #include "commands/file_spec.h"
-#include "frame/output.h"
-#include "frame/session.h"
+#include "directory/session.h"
 
 OwnedText object_text(const char *name) {
     std::string object = name;

@@ -2,7 +2,7 @@
 #ifndef COMMANDS_OBJECT_TEXT_H
 #define COMMANDS_OBJECT_TEXT_H
 
-#include "commands/text.h"
+#include "base/text.h"
 
 // The login script of the object `name`, which is relative to the current context unless it begins with ".". Failing
 // that the file `name` as it is written. Failing both it says so and the result is null.

@@ -1,8 +1,8 @@
 #include "commands/print.h"
 
+#include "base/output.h"
 #include "commands/object_text.h"
-#include "frame/output.h"
-#include "frame/session.h"
+#include "directory/session.h"
 #include "script/conditions.h"
 
 void write_statement(OwnedText text) {

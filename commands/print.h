@@ -3,7 +3,7 @@
 #ifndef COMMANDS_PRINT_H
 #define COMMANDS_PRINT_H
 
-#include "commands/text.h"
+#include "base/text.h"
 
 void write_statement(OwnedText text);
 void write_format_error();

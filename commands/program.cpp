@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "commands/words.h"
+#include "base/output.h"
+#include "base/words.h"
 #include "directory/substitution.h"
-#include "frame/output.h"
 #include "script/conditions.h"
 #include "script/parser.h"
 

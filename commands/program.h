@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-#include "commands/text.h"
+#include "base/text.h"
 
 // A line of more words is not run.
 inline constexpr std::size_t program_word_limit = 99;

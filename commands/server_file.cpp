@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <new>
 
+#include "base/local_file.h"
+#include "base/mount.h"
+#include "base/output.h"
 #include "commands/file_spec.h"
-#include "commands/local_file.h"
+#include "directory/session.h"
 #include "directory/substitution.h"
-#include "frame/mount.h"
-#include "frame/output.h"
-#include "frame/session.h"
 #include "platform/zk.h"
 
 static std::string without_tail(std::string name) {

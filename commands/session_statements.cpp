@@ -1,6 +1,6 @@
 #include "commands/session_statements.h"
 
-#include "frame/output.h"
+#include "base/output.h"
 #include "script/conditions.h"
 #include "script/parser.h"
 

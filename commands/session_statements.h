@@ -3,7 +3,7 @@
 #ifndef COMMANDS_SESSION_STATEMENTS_H
 #define COMMANDS_SESSION_STATEMENTS_H
 
-#include "commands/text.h"
+#include "base/text.h"
 
 // TREE tree [ "/" user [ ";" password ] ]; `user` and `password` are null when not given. The password is overwritten
 // with zero bytes, in a skipped branch too.

@@ -3,11 +3,11 @@
 #include <new>
 #include <string>
 
+#include "base/output.h"
 #include "commands/file_spec.h"
 #include "directory/attributes.h"
+#include "directory/contexts.h"
 #include "directory/names.h"
-#include "frame/output.h"
-#include "network/contexts.h"
 #include "platform/zk.h"
 
 constexpr size_t out_size = 514;

@@ -3,11 +3,11 @@
 #include <memory>
 #include <new>
 
-#include "commands/text.h"
+#include "base/output.h"
+#include "base/text.h"
 #include "directory/attribute_values.h"
 #include "directory/attributes.h"
 #include "directory/names.h"
-#include "frame/output.h"
 
 // Aliases followed, strings translated, typeless and canonical names, and the accepted bit 0x40.
 static constexpr uint32_t compare_flags = 0x57;

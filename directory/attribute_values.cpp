@@ -5,8 +5,8 @@
 #include <ctime>
 #include <new>
 
-#include "directory/clock.h"
-#include "frame/output.h"
+#include "base/clock.h"
+#include "base/output.h"
 
 static constexpr int seconds_per_day = 86400;
 // Replies travel in buffers of 4096 bytes; a size above this one is not a value but damage.

@@ -9,8 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "commands/text.h"
-#include "frame/output.h"
+#include "base/output.h"
+#include "base/text.h"
 #include "platform/zk.h"
 
 struct AttributeValue {

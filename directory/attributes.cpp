@@ -5,9 +5,9 @@
 #include <cstring>
 #include <new>
 
-#include "commands/text.h"
+#include "base/output.h"
+#include "base/text.h"
 #include "directory/attribute_values.h"
-#include "frame/output.h"
 
 QrtAttributeName ctable[] = {
     {"LAST_NAME", "Surname"},

@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
+#include "base/output.h"
 #include "directory/attribute_values.h"
-#include "frame/output.h"
 #include "platform/zk.h"
 #include "qrtscript.h"
 

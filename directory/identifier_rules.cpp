@@ -4,9 +4,9 @@
 #include <ctime>
 #include <string_view>
 
-#include "commands/text.h"
-#include "directory/clock.h"
-#include "directory/machine.h"
+#include "base/clock.h"
+#include "base/machine.h"
+#include "base/text.h"
 #include "directory/names.h"
 #include "directory/volumes.h"
 #include "platform/zk.h"

@@ -5,7 +5,7 @@
 #include <new>
 #include <optional>
 
-#include "commands/text.h"
+#include "base/text.h"
 #include "qrtscript.h"
 
 // The order is the order in which the names are looked up.

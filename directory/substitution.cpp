@@ -4,7 +4,7 @@
 #include <new>
 #include <string_view>
 
-#include "commands/text.h"
+#include "base/text.h"
 #include "qrtscript.h"
 
 static constexpr size_t none = std::string_view::npos;

@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "commands/text.h"
+#include "base/text.h"
 
 // A value that names itself would be replaced for ever: the text is left as it then stands after so many replacements,
 // or when it has grown by more than so many bytes.

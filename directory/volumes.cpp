@@ -4,11 +4,11 @@
 #include <new>
 #include <string>
 
-#include "commands/text.h"
+#include "base/output.h"
+#include "base/text.h"
 #include "directory/attribute_values.h"
 #include "directory/attributes.h"
 #include "directory/names.h"
-#include "frame/output.h"
 
 // The two readers below judge a client code by its low 16 bits as a signed number, and hand that number out
 // sign-extended: required, their callers compare with such codes.

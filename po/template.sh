@@ -22,7 +22,7 @@ msgstr ""
 "Content-Transfer-Encoding: 8bit\n"
 
 HEADER
-    find frame script commands directory network config platform tools po \( -name '*.cpp' -o -name '*.h' \) -print | sort |
+    find $(cat cmake/floors.txt) platform tools po \( -name '*.cpp' -o -name '*.h' \) -print | sort |
         xgettext --files-from=- --output=- --omit-header --language=C++ --from-code=UTF-8 --add-location=file \
             --add-comments=TRANSLATORS --keyword --keyword=say --keyword=output_translate --keyword=catalogue_text \
             --keyword=catalogue_mark --keyword=catalogue_format --keyword=catalogue_plural:1,2 \

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "frame/output.h"
+#include "base/output.h"
 #include "script/parser.h"
 #include "script/syntax_error.h"
 

@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "commands/text.h"
+#include "base/text.h"
 
 constexpr int cond_levels = 200;
 

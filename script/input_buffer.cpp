@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "commands/text.h"
-#include "frame/output.h"
+#include "base/output.h"
+#include "base/text.h"
 
 LexBuffer *ibufstack[lex_stack_size] = {};
 int32_t ibufstackindex = 0;

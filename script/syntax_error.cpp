@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "frame/output.h"
+#include "base/output.h"
 #include "script/input_buffer.h"
 
 int32_t syntax_error = 0;

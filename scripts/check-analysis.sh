@@ -16,7 +16,7 @@ passed=yes
 
 # One run for each source, so that a changed file costs a few seconds; a file that was clean and has not changed since,
 # nor anything that it may include, is not looked at again.
-folders="frame script commands directory network config platform tools"
+folders="$(cat cmake/floors.txt) platform tools"
 stamp=$({ cat .clang-tidy build/clang/compile_commands.json; find $folders include -name '*.h' -exec cat {} +; } | sha1sum)
 look_at() { # SOURCE
     local log=$2/${1//\//_}.log key

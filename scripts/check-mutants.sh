@@ -4,7 +4,7 @@
 # that all of them take a day or two; 100 take ten minutes or so. The checkout is to stay as it is meanwhile.
 #   ./check.sh --mutants                          100 at random, of all files
 #   ./check.sh --mutants --sample=50 --seed=2     that many, of another draw
-#   ./check.sh --mutants commands/words.cpp       those of a file, or of a folder; with --sample, so many of them
+#   ./check.sh --mutants base/words.cpp       those of a file, or of a folder; with --sample, so many of them
 #   ./check.sh --mutants --again                  those that no test noticed in the last run
 #   ./check.sh --mutants --all                    all of them; goes on where it was broken off
 #   ./check.sh --mutants --fresh                  forgets what is known from before

@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "frame/mount.h"
+#include "base/mount.h"
 #include "platform/client/boundary.h"
 #include "platform/client/trees.h"
 #include "platform/own_directory.h"

@@ -5,4 +5,4 @@ cd "$1"
 cppcheck --quiet --error-exitcode=1 --enable=warning,style,performance,portability --inline-suppr --std=c++17 \
     --language=c++ --suppress=missingIncludeSystem --suppress=useStlAlgorithm \
     --template='{file}:{line}: {severity} {id}: {message}' -I. -Iinclude \
-    frame script commands directory network config platform tools
+    $(cat cmake/floors.txt) platform tools

@@ -3,7 +3,7 @@
 #include <unistd.h>
 #include <cstring>
 
-#include "frame/places.h"
+#include "base/places.h"
 #include "tests/client/client_fixture.h"
 
 namespace {

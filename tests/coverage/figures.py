@@ -8,14 +8,16 @@ with its reason, and nothing else does. The last line is the whole figure; the e
 import collections
 import json
 import os
+import pathlib
 import re
 import sys
 
-FOLDERS = ("frame", "script", "commands", "directory", "network", "config")
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+FOLDERS = (ROOT / "cmake/floors.txt").read_text().split()
 LEAST = 95.0
 # Here a mistake is silent, since every script passes through: nothing may be left out.
-WHOLE = ("script/tokenizer.cpp", "script/grammar.y", "script/conditions.cpp", "directory/substitution.cpp",
-         "commands/words.cpp")
+WHOLE = ("language/tokenizer.cpp", "language/grammar.y", "script/conditions.cpp", "directory/substitution.cpp",
+         "base/words.cpp")
 
 Line = collections.namedtuple("Line", "number executed taken branches")
 

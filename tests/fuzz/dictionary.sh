@@ -5,7 +5,7 @@ set -eu
 cd "$1"
 missing=0
 words() {
-    sed -nE 's/^%token <text> KW_[A-Z_]+ [0-9]+ ("[A-Z_]+")$/\1/p' script/grammar.y
+    sed -nE 's/^%token <text> KW_[A-Z_]+ [0-9]+ ("[A-Z_]+")$/\1/p' language/grammar.y
     sed -nE 's/^    \{"([A-Z0-9_]+)", [0-9]+\},$/"%\1"/p' directory/identifiers.cpp
 }
 count=$(words | wc -l)

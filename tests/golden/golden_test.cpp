@@ -14,7 +14,7 @@
 #include <sstream>
 #include <string>
 
-#include "directory/clock.h"
+#include "base/clock.h"
 #include "platform/zk.h"
 #include "qrtscript.h"
 #include "tests/golden/sample_session.h"

@@ -6,10 +6,12 @@ import re
 import subprocess
 import sys
 import tempfile
+from pathlib import Path
 
 from catalogue import placeholders, read_po, texts
 
-FOLDERS = "frame script commands directory network config platform tools".split()
+FLOORS = Path(__file__).resolve().parents[2] / "cmake/floors.txt"
+FOLDERS = [*FLOORS.read_text().split(), "platform", "tools"]
 TEMPLATE = "po/brasca-client-script.pot"
 
 # Whatever a text is handed to here reaches the catalogue, or is for developers and stays English.
@@ -22,15 +24,15 @@ SHOWING = {"printf", "fprintf", "fputs", "puts", "perror", "vfprintf", "output_p
 # Texts that go around the catalogue, and why they may.
 AROUND = {
     ("commands/drive.cpp", "Invalid environment variable(%s)\n"): "a diagnosis of map.conf on standard output",
-    ("commands/words.cpp", "ERROR, called %s(NULL)\n"): "a caller's programming error",
+    ("base/words.cpp", "ERROR, called %s(NULL)\n"): "a caller's programming error",
     ("directory/attributes.cpp", "function:%s Line:%i - API:%s code:%04X %s\n"): "a line of the trace log",
     ("directory/identifier_rules.cpp", "not set"): "an identifier's value: scripts compare it",
-    ("frame/mount.h", "Marfs mount="): "a key of the network file system's status file",
-    ("frame/output.cpp", "--DEBUG--%s:%i "): "the head of a trace line",
+    ("base/mount.h", "Marfs mount="): "a key of the network file system's status file",
+    ("base/output.cpp", "--DEBUG--%s:%i "): "the head of a trace line",
     ("platform/client/ldap_copy.cpp", "# zkclient copy 1 "): "the heading of a file that the client reads again",
     ("platform/client/ldap_copy.cpp", "objectClass: organizationalUnit\n"): "a line of that file",
     ("platform/client/trees.cpp", "Tree %s: %zu objects read from %s in %.3f s.\n"): "a trace that the configuration asks for",
-    ("script/tokenizer.cpp", "home directory"): "a name of the language",
+    ("language/tokenizer.cpp", "home directory"): "a name of the language",
     ("tools/program_start.cpp", "%s: cannot open /dev/null: %s\n"): "before the environment is read, the language too",
     ("tools/program_start.cpp", "%s: does not run with the rights of another user or group, or with capabilities of its own\n"):
         "before the environment is read, the language too",

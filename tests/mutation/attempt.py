@@ -2,7 +2,7 @@
 """Tries one mutant, inside the world that world.sh makes: puts it into the checkout, compiles and links what it is part
 of, and runs suites until one fails. Reads what to do as JSON, and writes what came out as a line of JSON.
 
-  {"file": "commands/words.cpp", "source": "...", "build": "build/release", "compile": [[...], ...],
+  {"file": "base/words.cpp", "source": "...", "build": "build/release", "compile": [[...], ...],
    "original": the digest of the original's code, or null,
    "suites": [{"target": "tests/unit", "filter": "*", "processor": seconds,
                "arguments": [...], "apart": whether each test needs a process of its own}, ...],
@@ -30,7 +30,7 @@ def keep_time(path, before):
 
 
 def generate_parser(job):
-    generated = [Path(job["build"], "generated/script", f"grammar.tab.{end}") for end in ("cpp", "h")]
+    generated = [Path(job["build"], "generated/language", f"grammar.tab.{end}") for end in ("cpp", "h")]
     before = [os.stat(path) for path in generated]
     command = ["cmake", "-DBISON=bison", f"-DGRAMMAR={job['file']}", f"-DOUTPUT={generated[0].with_suffix('')}"]
     done = subprocess.run([*command, "-P", "cmake/grammar.cmake"], capture_output=True)

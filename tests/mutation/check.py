@@ -72,7 +72,7 @@ class Build:
 
     def compile_commands(self, file):
         """One for each object that is made of the file: a program's part may be part of a suite too."""
-        source = f"{self.directory}/generated/script/grammar.tab.cpp" if file.endswith(".y") else file
+        source = f"{self.directory}/generated/language/grammar.tab.cpp" if file.endswith(".y") else file
         commands = [shlex.split(c["command"]) for c in self.commands if c["file"] == str(ROOT / source)]
         built = [words for words in commands if (ROOT / self.directory / words[words.index("-o") + 1]).exists()]
         # A function that ends without its value is no C++.

@@ -7,12 +7,12 @@ ROOT = Path(__file__).resolve().parents[2]
 
 # Where a mistake shows: in the tests of the module itself, in whole scripts, in the programs.
 FOLDERS = {
-    "frame": ["unit", "out_of_memory", "golden", "tools"],
+    "base": ["unit", "out_of_memory", "golden", "tools"],
+    "directory": ["unit", "out_of_memory", "golden", "tools"],
     "script": ["unit", "out_of_memory", "golden"],
     "commands": ["unit", "out_of_memory", "golden", "tools"],
-    "directory": ["unit", "out_of_memory", "golden", "tools"],
-    "network": ["unit", "out_of_memory", "golden", "tools"],
-    "config": ["unit", "tools"],
+    "language": ["unit", "out_of_memory", "golden"],
+    "run": ["unit", "out_of_memory", "golden", "tools"],
     "platform/client": ["client", "golden", "tools"],
     "platform/prompt": ["tools", "golden", "memory"],
     "tools/qrtlogin": ["tools", "interrupts", "allocations", "memory"],
@@ -40,7 +40,7 @@ ARGUMENTS = {"allocations": ["--stride", "97", "qrtlogin", "qrtlogin_flood", "ma
 # Those that are run once more under the sanitizers: what they would find is in the product's own process.
 SANITIZED = {"unit", "client"}
 # Under them the tests beside the file are all that is run, unless any script may be what shows the mistake.
-WHOLE_UNDER_SANITIZERS = {"script/grammar.y"}
+WHOLE_UNDER_SANITIZERS = {"language/grammar.y"}
 # Those whose tests each need a process of their own; of the others one process is quicker.
 APART = {"client", "golden", "ldap", "memory"}
 # What has to come first in its process.

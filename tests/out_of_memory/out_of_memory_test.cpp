@@ -7,9 +7,9 @@
 #include <functional>
 
 #include "commands/drive.h"
-#include "script/actions.h"
+#include "language/actions.h"
+#include "language/tokenizer.h"
 #include "script/input_buffer.h"
-#include "script/tokenizer.h"
 #include "tests/allocations/failing_malloc.h"
 #include "tests/unit/run_sequence_fixture.h"
 

@@ -1,6 +1,6 @@
 // TREE: what is used as it stands, and what goes on although a call has failed. The statement's way step by step is in
 // current_tree_test.
-#include "network/tree_login.h"
+#include "directory/tree_login.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <string>
 
-#include "commands/text.h"
+#include "base/text.h"
 #include "qrtscript.h"
 #include "script/conditions.h"
 

@@ -5,8 +5,8 @@
 
 #include <cstring>
 
-#include "config/conf_reader.h"
-#include "frame/places.h"
+#include "base/conf_reader.h"
+#include "base/places.h"
 #include "tests/unit/program_folder.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "config/conf_reader.h"
+#include "base/conf_reader.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/places.h"
+#include "base/places.h"
 
 namespace {
 

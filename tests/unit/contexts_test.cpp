@@ -1,4 +1,4 @@
-#include "network/contexts.h"
+#include "directory/contexts.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "script/control_flow.h"
+#include "language/control_flow.h"
 
 #include "tests/unit/script_fixture.h"
 

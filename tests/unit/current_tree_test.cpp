@@ -1,4 +1,4 @@
-#include "network/tree_login.h"
+#include "directory/tree_login.h"
 
 #include "tests/unit/session_fixture.h"
 

@@ -8,8 +8,8 @@
 
 #include <string>
 
-#include "commands/text.h"
-#include "directory/clock.h"
+#include "base/clock.h"
+#include "base/text.h"
 #include "qrtscript.h"
 #include "tests/client_spy/client_spy.h"
 

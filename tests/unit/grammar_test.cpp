@@ -20,7 +20,7 @@ class GrammarTest : public ScriptTest {
 
 TEST_F(GrammarTest, TheParserHasTheSizeOfTheLanguage) {
     std::stringstream generated;
-    generated << std::ifstream(BINARY_DIR "/generated/script/grammar.tab.cpp").rdbuf();
+    generated << std::ifstream(BINARY_DIR "/generated/language/grammar.tab.cpp").rdbuf();
     EXPECT_THAT(generated.str(), HasSubstr("#define YYNTOKENS  92\n"));
     EXPECT_THAT(generated.str(), HasSubstr("#define YYNNTS  74\n"));
     EXPECT_THAT(generated.str(), HasSubstr("#define YYNRULES  303\n"));

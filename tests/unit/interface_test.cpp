@@ -9,7 +9,7 @@
 #include <cstdarg>
 #include <cstring>
 
-#include "frame/places.h"
+#include "base/places.h"
 #include "tests/unit/directory_fixture.h"
 
 namespace {

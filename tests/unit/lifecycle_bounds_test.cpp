@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <csignal>
 
-#include "frame/lifecycle.h"
-#include "frame/output.h"
+#include "base/output.h"
+#include "run/lifecycle.h"
 #include "script/input_buffer.h"
 #include "tests/unit/session_fixture.h"
 #include "tests/unit/standard_streams.h"

@@ -1,4 +1,4 @@
-#include "frame/lifecycle.h"
+#include "run/lifecycle.h"
 
 #include <fcntl.h>
 #include <libintl.h>
@@ -8,7 +8,7 @@
 #include <clocale>
 #include <csignal>
 
-#include "frame/output.h"
+#include "base/output.h"
 #include "script/input_buffer.h"
 #include "tests/unit/message_catalogue.h"
 #include "tests/unit/session_fixture.h"

@@ -1,4 +1,4 @@
-#include "commands/local_file.h"
+#include "base/local_file.h"
 
 #include "tests/unit/session_fixture.h"
 

@@ -2,8 +2,8 @@
 // small would lose shows here, and what it would overwrite shows under the sanitizers.
 #include "commands/file_spec.h"
 #include "directory/attribute_compare.h"
+#include "directory/tree_login.h"
 #include "directory/volumes.h"
-#include "network/tree_login.h"
 #include "tests/unit/run_sequence_fixture.h"
 
 namespace {

@@ -4,9 +4,9 @@
 
 #include "commands/drive.h"
 #include "commands/program.h"
-#include "frame/lifecycle.h"
+#include "language/tokenizer.h"
+#include "run/lifecycle.h"
 #include "script/input_buffer.h"
-#include "script/tokenizer.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {

@@ -5,15 +5,15 @@
 
 #include <csignal>
 
+#include "base/clock.h"
+#include "base/output.h"
+#include "base/words.h"
 #include "commands/drive.h"
 #include "commands/program.h"
-#include "commands/words.h"
-#include "directory/clock.h"
-#include "frame/lifecycle.h"
-#include "frame/output.h"
-#include "script/control_flow.h"
+#include "language/control_flow.h"
+#include "language/tokenizer.h"
+#include "run/lifecycle.h"
 #include "script/input_buffer.h"
-#include "script/tokenizer.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {

@@ -7,12 +7,12 @@
 #include <sstream>
 #include <tuple>
 
+#include "base/words.h"
 #include "commands/drive.h"
 #include "commands/print.h"
 #include "commands/program.h"
-#include "commands/words.h"
+#include "language/tokenizer.h"
 #include "script/input_buffer.h"
-#include "script/tokenizer.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "script/phrases.h"
+#include "language/phrases.h"
 
 #include "tests/unit/script_fixture.h"
 

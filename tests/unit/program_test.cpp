@@ -16,7 +16,7 @@
 #include <fstream>
 #include <thread>
 
-#include "frame/output.h"
+#include "base/output.h"
 #include "script/syntax_error.h"
 #include "tests/unit/command_fixture.h"
 #include "tests/unit/program_folder.h"

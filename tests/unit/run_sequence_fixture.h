@@ -8,7 +8,7 @@
 #include <csignal>
 #include <memory>
 
-#include "frame/run_sequence.h"
+#include "run/run_sequence.h"
 #include "tests/unit/session_fixture.h"
 
 // The session as a run has filled it.

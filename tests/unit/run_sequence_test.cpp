@@ -1,4 +1,4 @@
-#include "frame/run_sequence.h"
+#include "run/run_sequence.h"
 
 #include <thread>
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "script/actions.h"
+#include "language/actions.h"
+#include "language/tokenizer.h"
 #include "script/input_buffer.h"
-#include "script/tokenizer.h"
 #include "tests/client_spy/client_spy.h"
 #include "tests/unit/command_fixture.h"
 

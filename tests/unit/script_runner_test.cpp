@@ -1,8 +1,8 @@
-#include "frame/script_runner.h"
+#include "language/script_runner.h"
 
-#include "script/control_flow.h"
+#include "language/control_flow.h"
+#include "language/tokenizer.h"
 #include "script/input_buffer.h"
-#include "script/tokenizer.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "frame/script_sources.h"
+#include "directory/script_sources.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

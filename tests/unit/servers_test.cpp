@@ -1,4 +1,4 @@
-#include "network/servers.h"
+#include "directory/servers.h"
 
 #include "tests/unit/session_fixture.h"
 

@@ -1,4 +1,4 @@
-#include "frame/session.h"
+#include "directory/session.h"
 
 #include <climits>
 

@@ -4,9 +4,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "base/words.h"
 #include "commands/drive.h"
 #include "commands/file_spec.h"
-#include "commands/words.h"
 #include "tests/unit/session_fixture.h"
 #include "tests/unit/standard_streams.h"
 

@@ -10,10 +10,10 @@
 #include <cerrno>
 #include <csignal>
 
-#include "commands/local_file.h"
+#include "base/local_file.h"
+#include "base/output.h"
 #include "commands/program.h"
-#include "frame/lifecycle.h"
-#include "frame/output.h"
+#include "run/lifecycle.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {

@@ -1,10 +1,10 @@
-#include "script/tokenizer.h"
+#include "language/tokenizer.h"
 
 #include <vector>
 
 #include "tests/unit/script_fixture.h"
 // Behind the fixture, which declares the parser with its linkage.
-#include "script/grammar.tab.h"
+#include "language/grammar.tab.h"
 
 namespace {
 

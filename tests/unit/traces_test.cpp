@@ -113,8 +113,9 @@ void read_source(const std::filesystem::path &file, std::vector<TraceInSource> &
 
 std::vector<TraceInSource> read_sources() {
     std::vector<TraceInSource> traces;
-    for (const char *folder : {"frame", "script", "commands", "directory", "network", "config"}) {
-        for (const auto &file : std::filesystem::directory_iterator(std::string(SOURCE_DIR "/") + folder)) {
+    std::ifstream floors(SOURCE_DIR "/cmake/floors.txt");
+    for (std::string folder; std::getline(floors, folder);) {
+        for (const auto &file : std::filesystem::directory_iterator(SOURCE_DIR "/" + folder)) {
             // The two files that make the traces hold none.
             if (file.path().stem() != "output") read_source(file.path(), traces);
         }

@@ -1,4 +1,4 @@
-#include "commands/variables.h"
+#include "base/variables.h"
 
 #include <unistd.h>
 #include <cstdlib>

@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "commands/words.h"
+#include "base/words.h"
 
 namespace {
 

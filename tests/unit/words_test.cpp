@@ -1,4 +1,4 @@
-#include "commands/words.h"
+#include "base/words.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -4,7 +4,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "frame/mount.h"
+#include "base/mount.h"
 #include "platform/catalogue.h"
 #include "tools/map/refusal.h"
 

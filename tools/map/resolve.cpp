@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "frame/mount.h"
+#include "base/mount.h"
 #include "include/qrtscript.h"
 #include "platform/catalogue.h"
 #include "platform/zk.h"

@@ -1,7 +1,7 @@
 // The configuration reader: whole files, and single lines into buffers of any size.
 //
 //     input ::= size key NUL file        size: one byte, the length of the value's buffer
-#include "config/conf_reader.h"
+#include "base/conf_reader.h"
 
 #include <algorithm>
 

@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "frame/mount.h"
-#include "frame/places.h"
+#include "base/mount.h"
+#include "base/places.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/answers.h"
 #include "tests/fuzz/world/client.h"

@@ -5,13 +5,13 @@
 // Afterwards the session's state has to be sound, nothing may be open, and the next script runs as a first one would.
 #include <ctime>
 
+#include "base/clock.h"
+#include "base/places.h"
 #include "commands/program.h"
-#include "directory/clock.h"
-#include "frame/places.h"
-#include "frame/session.h"
-#include "script/actions.h"
+#include "directory/session.h"
+#include "language/actions.h"
+#include "language/tokenizer.h"
 #include "script/input_buffer.h"
-#include "script/tokenizer.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/answers.h"
 #include "tests/fuzz/world/client.h"

@@ -4,14 +4,14 @@
 //
 // The script is read to its end; then the read position goes to the label, the text is spliced in there, and the rest
 // is read once more.
-#include "script/tokenizer.h"
+#include "language/tokenizer.h"
 
-#include "commands/text.h"
-#include "frame/output.h"
+#include "base/output.h"
+#include "base/text.h"
 #include "qrtscript.h"
 // Behind the interface's headers, which declare the parser's names with their linkage.
-#include "script/actions.h"
-#include "script/grammar.tab.h"
+#include "language/actions.h"
+#include "language/grammar.tab.h"
 #include "tests/fuzz/fuzz.h"
 
 static bool is_line_end(char c) {

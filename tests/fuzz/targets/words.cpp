@@ -1,7 +1,7 @@
 // Splitting command lines into words, and the three functions it is made of.
 //
 //     input ::= line
-#include "commands/words.h"
+#include "base/words.h"
 
 #include <algorithm>
 

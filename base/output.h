@@ -1,0 +1,65 @@
+// The output channel and the traces: every text that the user sees passes through say() or put(), every trace through
+// TRACE. The globals fd, fdr and debug_level (qrtscript.h) are defined here; qrt_init sets them.
+#ifndef BASE_OUTPUT_H
+#define BASE_OUTPUT_H
+
+#include <csignal>
+#include <cstdio>
+#include <string_view>
+#include <type_traits>
+
+#include "qrtscript.h"
+
+// The text domain of the message catalogue.
+inline constexpr char output_domain[] = "brasca-client-script";
+
+// The catalogue's translation of a message, or the message itself: also where the translation would take its arguments
+// in another way.
+const char *output_translate(const char *message) __attribute__((format_arg(1)));
+
+// A reader that goes away does not end the calling program: SIGPIPE is held from this thread while it writes, and one
+// that the writing has raised is taken away before the caller's mask stands again.
+struct PipeSignal {
+    sigset_t before;
+    bool pending; // the caller's own, which stays
+};
+PipeSignal output_hold_pipe_signal();
+void output_release_pipe_signal(const PipeSignal &held, FILE *written);
+
+// Looks `message` up in the catalogue, writes it with its arguments to fdr and flushes. Positional placeholders
+// ("%1$s") let a translation reorder them. Without a stream nothing is written. Returns the result of flushing.
+int say(const char *message, ...) __attribute__((format(printf, 1, 2)));
+
+// Writes text that is no message (a script's own words, a file) to fdr as it stands and flushes.
+void output_put(std::string_view text);
+
+// Writes a message to standard output and flushes: the few that are not the script's own, `format` as it stands.
+void output_print(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+// The name that a trace line carries: that of the exported function that was called, whichever helper writes the line.
+// Readers of traces know those names and no others. TRACED(function) makes it of the function's own identifier, so that
+// a name that no function has does not compile.
+struct TracedFunction {
+    const char *name;
+};
+template <typename Function>
+constexpr TracedFunction output_traced(const char *name) {
+    static_assert(std::is_function_v<Function>, "a trace carries the name of a function");
+    return {name};
+}
+#define TRACED(function) output_traced<decltype(function)>(#function)
+
+// Writes one trace line to standard output, flushed at once.
+void output_trace(TracedFunction function, int line, const char *format, ...) __attribute__((format(printf, 3, 4)));
+
+// A trace of an exported function for levels above `threshold`:
+//     TRACE(qrt_SetTree, 7, "entering qrt_SetTree(%s)", tree);
+#define TRACE(function, threshold, ...) TRACE_FOR(TRACED(function), threshold, __VA_ARGS__)
+
+// The same in a helper of several exported functions, each of which hands it its TRACED(function).
+#define TRACE_FOR(traced, threshold, ...)                                           \
+    do {                                                                            \
+        if (debug_level > (threshold)) output_trace(traced, __LINE__, __VA_ARGS__); \
+    } while (0)
+
+#endif

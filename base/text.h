@@ -1,0 +1,72 @@
+// Owned heap text and the string utilities: what the parser's actions and the commands build their operands with.
+#ifndef BASE_TEXT_H
+#define BASE_TEXT_H
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+
+struct TextFree {
+    void operator()(char *text) const { free(text); }
+};
+
+// Heap text that crosses an interface: freed with free(), null means none.
+using OwnedText = std::unique_ptr<char, TextFree>;
+
+// A heap copy of `text`. Throws std::bad_alloc.
+OwnedText text_copy(std::string_view text);
+
+// A heap copy of `text`, or null for a null pointer. Throws std::bad_alloc.
+OwnedText text_copy_or_null(const char *text);
+
+// Overwrites heap text with zero bytes before it is freed, in a way the compiler keeps. Null is allowed.
+void text_wipe(char *text);
+
+// Overwrites the stack below its caller: what calls that have returned left there of a secret in short strings.
+void text_wipe_stack();
+
+// An allocator that overwrites memory before it frees it.
+template <typename T>
+struct WipingAllocator {
+    using value_type = T;
+    WipingAllocator() = default;
+    template <typename U>
+    explicit WipingAllocator(const WipingAllocator<U> &) {}
+    T *allocate(size_t count) { return std::allocator<T>().allocate(count); }
+    void deallocate(T *memory, size_t count) {
+        explicit_bzero(memory, count * sizeof(T));
+        std::allocator<T>().deallocate(memory, count);
+    }
+    bool operator==(const WipingAllocator &) const { return true; }
+    bool operator!=(const WipingAllocator &) const { return false; }
+};
+
+// A string that leaves nothing of itself on the heap. One of at most 15 bytes stands on the stack: text_wipe_stack.
+using WipedString = std::basic_string<char, std::char_traits<char>, WipingAllocator<char>>;
+
+// Compares two texts, folding bytes to lower case in the C locale: below, equal to or above 0.
+int text_compare_nocase(const char *a, const char *b);
+bool text_equal_nocase(std::string_view a, std::string_view b);
+
+// The number that text begins with, base 10 (leading blanks and a sign allowed, 0 without a digit), truncated to 32
+// bits.
+int text_number(const char *text);
+
+#pragma GCC visibility push(default)
+extern "C" {
+
+// The three joiners: a + separator + b in new heap text. With a null, b itself is returned and the other way round:
+// a caller that owns its arguments compares before it frees. Null when memory runs out.
+char *util_concat_filespec(char *a, char *b);    // separator "/"
+char *util_concat_strings(char *a, char *b);     // separator " "
+char *util_concat_strings_nos(char *a, char *b); // no separator
+
+// Replaces the first occurrence of `find` in the heap text `s`, freeing it. Returns `s` itself when there is nothing to
+// replace, null (and `s` untouched) when memory runs out.
+char *util_parse_replace_string(char *s, const char *find, const char *repl);
+}
+#pragma GCC visibility pop
+
+#endif

@@ -1,0 +1,188 @@
+// The session's tree and its move to another one. Declared in qrtscript.h.
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <string>
+
+#include "base/output.h"
+#include "directory/contexts.h"
+#include "directory/session.h"
+#include "directory/substitution.h"
+#include "directory/tree_login.h"
+#include "platform/treelogin.h"
+#include "platform/zk.h"
+#include "script/conditions.h"
+
+constexpr int confirmed = 4;
+constexpr uint32_t prompt_cancelled = 1;
+
+// The tree as the network spells it, if it answers. The connection stays open for the session.
+static std::optional<std::string> network_spelling(const char *tree) {
+    uint32_t connection = 0;
+    if (contexts_open(tree, &connection) != 0) return std::nullopt;
+    char name[ZK_TREE_NAME_SIZE] = "";
+    if (ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, sizeof name, name) != 0) return std::nullopt;
+    std::string spelled(name, strnlen(name, sizeof name - 1));
+    while (spelled.size() > 1 && spelled.back() == '_') spelled.pop_back();
+    return spelled;
+}
+
+void qrt_SetTree(const char *tree) try {
+    TRACE(qrt_SetTree, 7, "entering qrt_SetTree(%s)", tree ? tree : "");
+    session_replace(CurrentTree, tree);
+    if (!tree) return;
+    const std::optional<std::string> spelled = network_spelling(CurrentTree);
+    if (spelled) session_replace(CurrentTree, spelled->c_str());
+    say("Your current tree is: %s\n", CurrentTree);
+    const auto length = static_cast<uint16_t>(strlen(CurrentTree));
+    TRACE(qrt_SetTree, 2, "Set Preferred DS Tree(%s) length:%i", CurrentTree, length);
+    const uint32_t code = ZKSetPreferredDSTree(length, CurrentTree);
+    if (code != 0) say("Error:(%1$X) setting Tree:(%2$s)\n", code, CurrentTree);
+} catch (const std::bad_alloc &) {
+}
+
+// A name without a context gets the current one, which carries its own leading dot.
+static OwnedText with_context(const std::string &name) {
+    if (name.find('.') != name.npos) return text_copy(name);
+    const char *context = qrt_GetCurrentContext();
+    if (!context) {
+        TRACE(doTreeLogin, 2, "try to append context onto user name, failed.");
+        return text_copy(name);
+    }
+    TRACE(doTreeLogin, 2, "try to append context (%s) onto user name (%s).", context, name.c_str());
+    return text_copy(name + context);
+}
+
+static OwnedText given_name(const char *user) {
+    std::string name = substitution_of(ctx, user).get();
+    if (name.size() > 1 && name[0] == '.') name.erase(0, 1);
+    return with_context(name);
+}
+
+// Two spellings on purpose: a session without a user offers "<UserName>" here, a login without a name "<username>".
+static OwnedText session_name() {
+    return CurrentObject ? with_context(CurrentObject) : text_copy("<UserName>");
+}
+
+namespace {
+struct StackWipe {
+    ~StackWipe() { text_wipe_stack(); }
+};
+} // namespace
+
+// The password with its identifiers replaced. No working copy of it is left, whichever way this ends.
+static OwnedText given_password(uint32_t probe, const char *password) {
+    const StackWipe afterwards;
+    return substitution_of(probe, password);
+}
+
+// Asks for name and password. Returns 0, or the code of a prompt that was cancelled.
+static uint32_t ask(const char *tree, Credentials &credentials) {
+    if (!credentials.name) credentials.name = text_copy("<username>");
+    char *user = nullptr, *password = nullptr;
+    if (qrt_get_user_password(g_useGUI, tree, credentials.name.get(), &user, &password) != 0) return prompt_cancelled;
+    credentials_clear(credentials);
+    credentials.name.reset(user);
+    credentials.password.reset(password);
+    return 0;
+}
+
+static bool confirm_logout(const char *tree, const char *name) {
+    char question[1024];
+    snprintf(question, sizeof question, output_translate("Already logged in to %1$s as %2$s, log out?"), tree, name);
+    const int answer = auxconfirm_g(question, "question", 1, 12);
+    TRACE(doTreeLogin, 4, "return code from auxconfirm_g %i", answer);
+    return answer == confirmed;
+}
+
+// Logs in, asking again after each refusal until the person cancels. Returns 0 and the new context's handle.
+static uint32_t log_in(const char *tree, Credentials &credentials, uint32_t &handle) {
+    if (!credentials.name || !credentials.password) {
+        const uint32_t code = ask(tree, credentials);
+        if (code != 0) return code;
+    }
+    while (true) {
+        const uint32_t code = qrt_TreeLogin(tree, credentials.name.get(), credentials.password.get(), &handle);
+        TRACE(doTreeLogin, 2, "Tree login return code 0x%X", code);
+        if (code == 0) return 0;
+        if (code == ZKE_OTHER_IDENTITY) {
+            if (!confirm_logout(tree, credentials.name.get())) return code;
+            qrt_TreeLogout(tree);
+        }
+        const uint32_t asked = ask(tree, credentials);
+        if (asked != 0) return asked;
+    }
+}
+
+// True when the login that the tree already has serves. A login of somebody else is ended.
+static bool login_exists(uint32_t probe, const char *tree, const char *user, const OwnedText &name) {
+    if (qrt_CheckIfLoggedIn(probe) == 0) {
+        TRACE(doTreeLogin, 7, "====you were not logged onto tree %s", tree);
+        return false;
+    }
+    char who[ZK_MAX_NAME + 1] = "";
+    ZKDSWhoAmI(probe, who);
+    who[ZK_MAX_NAME] = '\0';
+    if (user && !text_equal_nocase(who, user) && !text_equal_nocase(who, name.get())) {
+        say("Already logged into Tree(%1$s) as %2$s\n", tree, who);
+        qrt_TreeLogout(tree);
+        return false;
+    }
+    if (user)
+        TRACE(doTreeLogin, 2, "whoami %s %s", who, user);
+    else
+        TRACE(doTreeLogin, 2, "whoami %s", who);
+    say("Your current tree is: %s\n", tree);
+    return true;
+}
+
+// The session moves to the tree. `handle` is 0 when a login that existed serves: the session's context stays then.
+static void move_session(const char *tree, uint32_t handle, const char *name) {
+    qrt_SetTree(tree);
+    if (handle != 0) session_take_context(handle);
+    const char *period = name[0] ? strchr(name + 1, '.') : nullptr;
+    if (!period) return;
+    std::string context = period + 1;
+    qrt_SetCurrentContext(context.data());
+    qrt_SetCurrentObject(std::string(name, period).c_str());
+}
+
+static void move_to_tree(const char *tree, const char *user, const char *password, uint32_t probe,
+                         Credentials &credentials) {
+    if (user) credentials.name = given_name(user);
+    const bool exists = login_exists(probe, tree, user, credentials.name);
+    if (password)
+        credentials.password = given_password(probe, password);
+    else
+        credentials.password = text_copy_or_null(CurrentPassword);
+    if (!user) credentials.name = session_name();
+    uint32_t handle = 0;
+    const uint32_t code = exists ? 0 : log_in(tree, credentials, handle);
+    if (code != 0) {
+        say("Could not Login into tree: %1$s %2$X\n", tree, code);
+        return;
+    }
+    move_session(tree, handle, credentials.name.get());
+}
+
+void doTreeLogin(const char *tree, const char *user, char *password) {
+    if (!condition_executing()) return;
+    // The password itself is never traced.
+    TRACE(doTreeLogin, 2, "TREE - tree=%s, user=%s, pass=%s", tree ? tree : "NULL", user ? user : "NULL",
+          password ? "<your password>" : "NULL");
+    Credentials credentials;
+    uint32_t probe = 0;
+    try {
+        const uint32_t code = qrt_Getctx(tree, &probe);
+        if (code == 0)
+            move_to_tree(tree, user, password, probe, credentials);
+        else
+            say("Could not Login into tree: %1$s %2$X\n", tree ? tree : "", code);
+    } catch (const std::bad_alloc &) {
+        say("memory exhausted");
+    }
+    if (probe != 0) ZKDSFreeContext(probe);
+    credentials_clear(credentials);
+    text_wipe(password);
+}

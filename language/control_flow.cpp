@@ -1,0 +1,70 @@
+#include "language/control_flow.h"
+
+#include "base/output.h"
+#include "directory/session.h"
+#include "language/tokenizer.h"
+#include "script/conditions.h"
+#include "script/input_buffer.h"
+#include "script/parser.h"
+#include "script/syntax_error.h"
+
+int32_t gotostate = 0;
+char *gotolabel = nullptr;
+int32_t invalidGoToLabel = 0;
+int32_t gotoWasUsed = 0;
+
+void statement_completed() {
+    // A file name that is cut short has switched the whole-line mode on behind its look-ahead: the mistake costs its
+    // own line, not the next one.
+    wholeline = 0;
+    if (!gotostate || !condition_executing()) return;
+    // An unknown label goes on behind the GOTO, silently: required.
+    lex_goto(gotolabel);
+    session_replace(gotolabel, nullptr);
+    gotostate = 0;
+}
+
+void label_is_reserved() {
+    yyerror("Reserved words cannot be used as labels");
+    invalidGoToLabel = 1;
+}
+
+void goto_statement(OwnedText label) {
+    if (invalidGoToLabel) {
+        // Also in a skipped block: required.
+        say("Invalid Label:%s used in goto statement\n", label.get());
+        invalidGoToLabel = 0;
+        return;
+    }
+    if (!condition_executing()) return;
+    free(gotolabel);
+    gotolabel = label.release();
+    gotostate = 1;
+    gotoWasUsed = 1;
+}
+
+void goto_format_error() {
+    if (condition_executing()) say("Invalid goto command format\n");
+}
+
+void label_statement(OwnedText label) {
+    TRACE(yyparse, 5, "label %s", label.get());
+}
+
+bool exit_statement() {
+    if (!condition_executing()) return false;
+    say("Exiting script...\n");
+    return true;
+}
+
+void exit_format_error() {
+    if (condition_executing()) say("Invalid exit command format\n");
+}
+
+void break_statement(uint8_t on) {
+    if (condition_executing()) bcntrlc = on;
+}
+
+void break_format_error() {
+    if (condition_executing()) say("Invalid break command format\n");
+}

@@ -1,0 +1,135 @@
+#include "run/lifecycle.h"
+
+#include <fcntl.h>
+#include <libintl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string_view>
+
+#include "base/output.h"
+#include "base/places.h"
+#include "base/text.h"
+#include "commands/program.h"
+#include "directory/session.h"
+#include "script/input_buffer.h"
+
+// Looked up beforehand: nothing but write() may be called in the handler.
+static const char *abort_message = "";
+
+int qrt_script_load_configuration() {
+    char value[256];
+    debug_level = 0;
+    if (qrtGetConfValue("login.conf", "", "debug_level", value, sizeof value) != 0) return 0;
+    debug_level = static_cast<int32_t>(strtol(value, nullptr, 10));
+    TRACE(qrt_script_load_configuration, 0, "debug_level found in conf file:%i", debug_level);
+    return 0;
+}
+
+// The trace level goes too, so that the one from login.conf was in force for its own trace line alone: required.
+static void reset_session() {
+    for (char *&variable : uservars) variable = nullptr;
+    fd[0] = fd[1] = 0;
+    fdr = nullptr;
+    over_ride_profile = nullptr;
+    debug_level = 0;
+    for (int slot = 0; slot < lifecycle_cleared_slots; slot++) ibufstack[slot] = nullptr;
+}
+
+static int open_pipe() {
+    // One that cannot be made leaves both ends as they are, and shows in the stream that cannot be opened on it.
+    [[maybe_unused]] const int made = pipe2(fd, O_CLOEXEC);
+    fdr = fdopen(fd[1], "w");
+    if (fdr) return 0;
+    output_print(output_translate("Error initializing qrt %s\n"), strerror(errno));
+    return -1;
+}
+
+int qrt_init(void *, FILE *output) {
+    setlocale(LC_ALL, "");
+    bindtextdomain(output_domain, place_locale);
+    textdomain(output_domain);
+    qrt_script_load_configuration();
+    reset_session();
+    if (!output) {
+        if (open_pipe() != 0) return -1;
+    } else {
+        fdr = output;
+    }
+    abort_message = output_translate("ctrl-c pressed, script aborted\n");
+    signal(SIGINT, cntrlcHandler);
+    return 0;
+}
+
+int qrt_exit() {
+    if (fdr) {
+        const PipeSignal held = output_hold_pipe_signal();
+        putc('\0', fdr);
+        fflush(fdr);
+        output_release_pipe_signal(held, fdr);
+    }
+    // With a stream of the caller's own this is descriptor 0: required. The stream itself stays open.
+    close(fd[1]);
+    // A second call must not close whatever has got the pipe's number meanwhile.
+    if (fd[1] > 0) fd[1] = -1;
+    session_clear();
+    program_reap();
+    fflush(stdout);
+    return 0;
+}
+
+int qrt_ReadResults(char **line) {
+    if (!line) return -1;
+    *line = nullptr;
+    // Room for the longest line first: when there is none, nothing has been read yet and nothing is lost.
+    auto *text = static_cast<char *>(malloc(lifecycle_line_size + 1));
+    if (text == nullptr) return -1;
+    int length = 0;
+    bool ended = false;
+    while (length < lifecycle_line_size) {
+        char c = 0;
+        const ssize_t got = TEMP_FAILURE_RETRY(read(fd[0], &c, 1));
+        ended = got == 0 || (got > 0 && c == '\0');
+        if (got <= 0 || c == '\0' || c == '\n') break;
+        text[length++] = c;
+    }
+    if (length == 0 && ended) {
+        free(text);
+        return -1;
+    }
+    text[length] = '\0';
+    auto *exact = static_cast<char *>(realloc(text, static_cast<size_t>(length) + 1));
+    *line = exact != nullptr ? exact : text;
+    return 0;
+}
+
+void cntrlcHandler(int) {
+    if (!bcntrlc) return;
+    text_wipe(CurrentPassword);
+    // A reader that is gone does not change how the process ends.
+    signal(SIGPIPE, SIG_IGN);
+    // Every write to the stream is flushed, so that writing past it puts the bytes in the same place.
+    std::string_view left = abort_message;
+    const int output = fdr ? fileno_unlocked(fdr) : -1;
+    while (!left.empty()) {
+        const ssize_t written = write(output, left.data(), left.size());
+        if (written != -1)
+            left.remove_prefix(static_cast<size_t>(written));
+        else if (errno != EINTR)
+            break;
+    }
+    _exit(0);
+}
+
+void openLogFile() {
+    fpLogFileOutput = fopen(place_conf_log, "a");
+    if (!fpLogFileOutput) fpLogFileOutput = fopen(place_conf_log, "w");
+    if (fpLogFileOutput) return;
+    fprintf(stderr, output_translate("Error: unable to open log file: %s\n"), place_conf_log);
+    bLogFileOutput = 0;
+}
