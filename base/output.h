@@ -17,6 +17,11 @@ inline constexpr char output_domain[] = "brasca-client-script";
 // in another way.
 const char *output_translate(const char *message) __attribute__((format_arg(1)));
 
+// Marks a message that is translated where it is written.
+constexpr const char *output_mark(const char *message) {
+    return message;
+}
+
 // A reader that goes away does not end the calling program: SIGPIPE is held from this thread while it writes, and one
 // that the writing has raised is taken away before the caller's mask stands again.
 struct PipeSignal {

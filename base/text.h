@@ -15,14 +15,24 @@ struct TextFree {
 // Heap text that crosses an interface: freed with free(), null means none.
 using OwnedText = std::unique_ptr<char, TextFree>;
 
+// Overwrites heap text with zero bytes, in a way the compiler keeps. Null is allowed.
+void text_wipe(char *text);
+
+struct TextWipeAndFree {
+    void operator()(char *text) const {
+        text_wipe(text);
+        free(text);
+    }
+};
+
+// A secret in heap text, which is overwritten before it is freed.
+using SecretText = std::unique_ptr<char, TextWipeAndFree>;
+
 // A heap copy of `text`. Throws std::bad_alloc.
 OwnedText text_copy(std::string_view text);
 
 // A heap copy of `text`, or null for a null pointer. Throws std::bad_alloc.
 OwnedText text_copy_or_null(const char *text);
-
-// Overwrites heap text with zero bytes before it is freed, in a way the compiler keeps. Null is allowed.
-void text_wipe(char *text);
 
 // Overwrites the stack below its caller: what calls that have returned left there of a secret in short strings.
 void text_wipe_stack();

@@ -72,9 +72,9 @@ struct StackWipe {
 } // namespace
 
 // The password with its identifiers replaced. No working copy of it is left, whichever way this ends.
-static OwnedText given_password(uint32_t probe, const char *password) {
+static SecretText given_password(uint32_t probe, const char *password) {
     const StackWipe afterwards;
-    return substitution_of(probe, password);
+    return SecretText(substitution_of(probe, password).release());
 }
 
 // Asks for name and password. Returns 0, or the code of a prompt that was cancelled.
@@ -82,7 +82,6 @@ static uint32_t ask(const char *tree, Credentials &credentials) {
     if (!credentials.name) credentials.name = text_copy("<username>");
     char *user = nullptr, *password = nullptr;
     if (qrt_get_user_password(g_useGUI, tree, credentials.name.get(), &user, &password) != 0) return prompt_cancelled;
-    credentials_clear(credentials);
     credentials.name.reset(user);
     credentials.password.reset(password);
     return 0;
@@ -155,7 +154,7 @@ static void move_to_tree(const char *tree, const char *user, const char *passwor
     if (password)
         credentials.password = given_password(probe, password);
     else
-        credentials.password = text_copy_or_null(CurrentPassword);
+        credentials.password.reset(text_copy_or_null(CurrentPassword).release());
     if (!user) credentials.name = session_name();
     uint32_t handle = 0;
     const uint32_t code = exists ? 0 : log_in(tree, credentials, handle);
@@ -183,6 +182,5 @@ void doTreeLogin(const char *tree, const char *user, char *password) {
         say("memory exhausted");
     }
     if (probe != 0) ZKDSFreeContext(probe);
-    credentials_clear(credentials);
     text_wipe(password);
 }

@@ -14,7 +14,6 @@
 #include "commands/program.h"
 #include "directory/substitution.h"
 #include "platform/zk.h"
-#include "script/conditions.h"
 #include "script/parser.h"
 #include "script/syntax_error.h"
 
@@ -59,7 +58,7 @@ int qrt_map_command(uint32_t handle, const char *word, const char *a, const char
 }
 
 void map_statement(OwnedText line) {
-    if (condition_executing()) run_map(ctx, join_command("map", line.get(), nullptr, nullptr));
+    run_map(ctx, join_command("map", line.get(), nullptr, nullptr));
 }
 
 // Drives are links named by an upper-case letter, whatever letter the script writes.
@@ -83,13 +82,8 @@ int qrt_ChangeWorkingDir(uint32_t handle, const char *name) {
 }
 
 void drive_statement(OwnedText name) {
-    if (!condition_executing()) return;
     TRACE(yyparse, 2, "drive: %s", name.get());
     qrt_ChangeWorkingDir(ctx, name.get());
-}
-
-void drive_format_error() {
-    if (condition_executing()) say("Invalid drive command format\n");
 }
 
 static std::optional<std::string> from_environment(const char *name) {

@@ -13,7 +13,6 @@ void map_statement(OwnedText line);
 
 // DRIVE; `name` is the drive without its colon, or an absolute path.
 void drive_statement(OwnedText name);
-void drive_format_error();
 
 #pragma GCC visibility push(default)
 extern "C" {

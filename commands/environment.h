@@ -1,5 +1,5 @@
 // The statements that change what later statements and scripts see: environment variables, the script's arguments, the
-// directory context, and which scripts are to follow. Each does nothing in a skipped branch and releases its operands.
+// directory context, and which scripts are to follow.
 #ifndef COMMANDS_ENVIRONMENT_H
 #define COMMANDS_ENVIRONMENT_H
 
@@ -9,24 +9,19 @@
 void set_statement(OwnedText name, OwnedText value);
 // SET and the others without a value: the variable becomes empty, it is not removed.
 void set_empty_statement(OwnedText name);
-void set_format_error();
 
 // SHIFT n, SHIFT -n (`count` is the text after the sign) and SHIFT.
 void shift_by(OwnedText count);
 void shift_back(OwnedText count);
 void shift_once();
-void shift_format_error();
 
 // CONTEXT, CHANGE_CONTEXT and CX.
 void context_statement(OwnedText name);
-void context_format_error();
 
 // PROFILE: the object whose "Profile" attribute takes the place of the user's own.
 void profile_statement(OwnedText name);
-void profile_format_error();
 
 // NO_DEFAULT: tells the calling program that it shall run no default script.
 void no_default_statement();
-void no_default_format_error();
 
 #endif

@@ -8,6 +8,5 @@
 void include_text(OwnedText text);
 // INCLUDE of a directory object: its login script, or else a file of that name.
 void include_object(OwnedText name);
-void include_format_error();
 
 #endif

@@ -1,38 +1,30 @@
 // The statements that only write: WRITE, DISPLAY, FDISPLAY, CLS, PAUSE, FIRE, LASTLOGINTIME, and DEBUG, which sets the
-// trace level. Each does nothing in a skipped branch and releases its operands.
+// trace level.
 #ifndef COMMANDS_PRINT_H
 #define COMMANDS_PRINT_H
 
 #include "base/text.h"
 
 void write_statement(OwnedText text);
-void write_format_error();
 
 // DISPLAY and FDISPLAY of a file: `content` is its text, written as it stands.
 void display_text(OwnedText content);
 // DISPLAY and FDISPLAY of a directory object: its login script, or else a file of that name.
 void display_object(OwnedText name);
-void display_format_error();
-void fdisplay_format_error();
 
 // 40 line feeds; no terminal control sequence.
 void cls_statement();
-void cls_format_error();
 
 // PAUSE and WAIT: wait in the graphical mode only.
 void pause_statement();
-void pause_format_error();
 
 // All forms of FIRE; `second` may be null.
 void fire_statement(OwnedText count, OwnedText second);
-void fire_format_error();
 
 void last_login_time_statement();
-void last_login_time_format_error();
 
 void debug_statement(OwnedText level);
 void debug_off();
-void debug_format_error();
 
 #pragma GCC visibility push(default)
 extern "C" {

@@ -16,7 +16,6 @@
 #include "base/output.h"
 #include "base/words.h"
 #include "directory/substitution.h"
-#include "script/conditions.h"
 #include "script/parser.h"
 
 // The programs started without waiting that have not been reaped.
@@ -137,7 +136,6 @@ void program_reap() {
 }
 
 static void run_statement(const OwnedText &line, int (*run)(const char *)) {
-    if (!condition_executing()) return;
     TRACE(yyparse, 5, "%s", line.get());
     run(substitution_of(ctx, line.get()).get());
 }

@@ -1,27 +1,18 @@
 #include "commands/session_statements.h"
 
 #include "base/output.h"
-#include "script/conditions.h"
 #include "script/parser.h"
 
 static const char *shown(const OwnedText &text) {
     return text == nullptr ? "NULL" : text.get();
 }
 
-void tree_statement(OwnedText tree, OwnedText user, OwnedText password) {
-    if (condition_executing()) {
-        TRACE(yyparse, 5, "TREE %s/%s;%s", shown(tree), shown(user), password == nullptr ? "NULL" : "<a password>");
-        doTreeLogin(tree.get(), user.get(), password.get());
-    }
-    text_wipe(password.get());
-}
-
-void tree_format_error() {
-    if (condition_executing()) say("Invalid tree command format\n");
+void tree_statement(OwnedText tree, OwnedText user, SecretText password) {
+    TRACE(yyparse, 5, "TREE %s/%s;%s", shown(tree), shown(user), password == nullptr ? "NULL" : "<a password>");
+    doTreeLogin(tree.get(), user.get(), password.get());
 }
 
 void attach_statement(OwnedText server) {
-    if (!condition_executing()) return;
     const uint32_t code = qrt_Attach(server.get());
     if (code == 0) {
         say("Attached to server(%s)\n", server.get());
@@ -30,8 +21,4 @@ void attach_statement(OwnedText server) {
         // cppcheck-suppress shadowFunction ; which takes the keyword for a type
         __extension__ say("Unable to attach to server(%1$s) %2$X\n", server.get(), code);
     }
-}
-
-void attach_format_error() {
-    if (condition_executing()) say("Invalid attach command format\n");
 }

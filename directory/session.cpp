@@ -40,10 +40,9 @@ char *session_replace(char *&global, const char *value) {
 // At no time does the global point to text that has been freed: the interrupt handler wipes what it points to.
 void session_set_password(const char *password) {
     OwnedText text = text_copy_or_null(password);
-    const OwnedText old(CurrentPassword);
+    const SecretText old(CurrentPassword);
     CurrentPassword = text.release();
     std::atomic_signal_fence(std::memory_order_seq_cst);
-    text_wipe(old.get());
 }
 
 void session_take_context(uint32_t handle) {

@@ -6,12 +6,6 @@
 #include "platform/treelogin.h"
 #include "platform/zk.h"
 
-void credentials_clear(Credentials &credentials) {
-    text_wipe(credentials.password.get());
-    credentials.password.reset();
-    credentials.name.reset();
-}
-
 // A handle that was made is neither freed nor handed out when a later step fails: required.
 uint32_t qrt_TreeLogin(const char *tree, char *user, char *password, uint32_t *handle) {
     if (!handle) return ZKE_BAD_PARAMETER;

@@ -8,10 +8,7 @@
 // A name and a password on their way to a login; either may be null.
 struct Credentials {
     OwnedText name;
-    OwnedText password;
+    SecretText password;
 };
-
-// Overwrites the password and frees both.
-void credentials_clear(Credentials &credentials);
 
 #endif

@@ -3,6 +3,8 @@
 #ifndef LANGUAGE_ACTIONS_H
 #define LANGUAGE_ACTIONS_H
 
+#include <utility>
+
 #include "base/text.h"
 #include "commands/compatibility.h"
 #include "commands/drive.h"
@@ -25,10 +27,29 @@ inline OwnedText own(char *&slot) {
     return text;
 }
 
+inline SecretText own_secret(char *&slot) {
+    return SecretText(own(slot).release());
+}
+
 // Frees the spellings of keywords that nobody needs.
 template <typename... Slots>
 void drop(Slots &...slots) {
     (own(slots), ...);
 }
+
+// Every statement acts through this: in a skipped block it does nothing, and its operands are freed all the same. What
+// does not, on purpose:
+//  - IF, ELSE and END keep the levels, also while they are skipped;
+//  - a GOTO to a reserved word says so, skipped or not (goto_statement);
+//  - the operands are evaluated before, so that DISPLAY and INCLUDE of a file read it, or say that it is missing;
+//  - doTreeLogin asks for itself, since callers of the library use it too.
+template <typename... Operands, typename... Given>
+void execute(void (*statement)(Operands...), Given &&...operands) {
+    if (condition_executing()) statement(std::forward<Given>(operands)...);
+}
+
+// The message for a statement that could not be read: `keyword` is the one that it begins with, in any letter case.
+// Nothing in a skipped block, and for statements that are accepted with any operand.
+void format_error(OwnedText keyword);
 
 #endif

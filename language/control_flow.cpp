@@ -43,28 +43,14 @@ void goto_statement(OwnedText label) {
     gotoWasUsed = 1;
 }
 
-void goto_format_error() {
-    if (condition_executing()) say("Invalid goto command format\n");
-}
-
 void label_statement(OwnedText label) {
     TRACE(yyparse, 5, "label %s", label.get());
 }
 
-bool exit_statement() {
-    if (!condition_executing()) return false;
+void exit_statement() {
     say("Exiting script...\n");
-    return true;
 }
 
-void exit_format_error() {
-    if (condition_executing()) say("Invalid exit command format\n");
-}
-
-void break_statement(uint8_t on) {
-    if (condition_executing()) bcntrlc = on;
-}
-
-void break_format_error() {
-    if (condition_executing()) say("Invalid break command format\n");
+void break_statement(bool on) {
+    bcntrlc = on ? 1 : 0;
 }

@@ -22,16 +22,13 @@ void statement_completed();
 // The label of a GOTO is a reserved word: a syntax error, and that GOTO will not jump.
 void label_is_reserved();
 void goto_statement(OwnedText label);
-void goto_format_error();
 // A label line. Labels are found textually, so it does nothing.
 void label_statement(OwnedText label);
 
-// True when the parse is to end here.
-bool exit_statement();
-void exit_format_error();
+// EXIT; the grammar's action ends the parse.
+void exit_statement();
 
-// Sets whether an interrupt may break off the script (1) or not (0).
-void break_statement(uint8_t on);
-void break_format_error();
+// Sets whether an interrupt may abort the script.
+void break_statement(bool on);
 
 #endif

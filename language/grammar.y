@@ -1,8 +1,8 @@
 // The login-script language.
 //
-// A script runs while it is parsed: each statement acts when its rule is reduced. An action is one call into the module
-// that does the work, which takes its operands with own() and frees them on every path; the spellings of keywords that
-// nobody needs are dropped. Every statement ends at a line end, and every recovery rule too: a mistake costs its line.
+// A script runs while it is parsed: each statement acts when its rule is reduced. An action hands one function of the
+// module that does the work to execute(), which calls it unless the block is skipped, with its operands, which own()
+// takes and which are freed on every path; the spellings of keywords that nobody needs are dropped. Every statement ends at a line end, and every recovery rule too: a mistake costs its line.
 //
 // The conflicts are part of the language. All are settled the way Bison settles them by default, shift before reduce
 // and the earlier rule before the later one, and must go on falling that way. The build holds their numbers to the two
@@ -30,10 +30,6 @@
 
 #define YYINITDEPTH 200
 #define YYMAXDEPTH 10000
-
-// EXIT ends the parse from within its action; the parser itself frees what is still on its stack.
-#define ACCEPT_IF(ended) \
-    if (ended) YYACCEPT
 
 // The exported yylex lets no exception through; the parser has to know that memory has run out.
 #define yylex tokenizer_next
@@ -193,145 +189,145 @@ endln:
   ;
 
 write_stmt:
-    "WRITE" text endln                          { drop($1); write_statement(own($2)); }
-  | "WRITE" error endln                         { drop($1); write_format_error(); }
+    "WRITE" text endln                          { drop($1); execute(write_statement, own($2)); }
+  | "WRITE" error endln                         { format_error(own($1)); }
   ;
 
 display_stmt:
-    "DISPLAY" filespec endln                    { drop($1); display_text(own($2)); }
-  | "DISPLAY" orbi endln                        { drop($1); display_object(own($2)); }
-  | "DISPLAY" uncnames endln                    { drop($1); display_text(own($2)); }
-  | "DISPLAY" error endln                       { drop($1); display_format_error(); }
+    "DISPLAY" filespec endln                    { drop($1); execute(display_text, own($2)); }
+  | "DISPLAY" orbi endln                        { drop($1); execute(display_object, own($2)); }
+  | "DISPLAY" uncnames endln                    { drop($1); execute(display_text, own($2)); }
+  | "DISPLAY" error endln                       { format_error(own($1)); }
   ;
 
 fdisplay_stmt:
-    "FDISPLAY" filespec endln                   { drop($1); display_text(own($2)); }
-  | "FDISPLAY" orbi endln                       { drop($1); display_object(own($2)); }
-  | "FDISPLAY" uncnames endln                   { drop($1); display_text(own($2)); }
-  | "FDISPLAY" error endln                      { drop($1); fdisplay_format_error(); }
+    "FDISPLAY" filespec endln                   { drop($1); execute(display_text, own($2)); }
+  | "FDISPLAY" orbi endln                       { drop($1); execute(display_object, own($2)); }
+  | "FDISPLAY" uncnames endln                   { drop($1); execute(display_text, own($2)); }
+  | "FDISPLAY" error endln                      { format_error(own($1)); }
   ;
 
 cls_stmt:
-    "CLS" endln                                 { drop($1); cls_statement(); }
-  | "CLS" error endln                           { drop($1); cls_format_error(); }
+    "CLS" endln                                 { drop($1); execute(cls_statement); }
+  | "CLS" error endln                           { format_error(own($1)); }
   ;
 
 pause_stmt:
-    "PAUSE" endln                               { drop($1); pause_statement(); }
-  | "PAUSE" error endln                         { drop($1); pause_format_error(); }
-  | "WAIT" endln                                { drop($1); pause_statement(); }
-  | "WAIT" error endln                          { drop($1); pause_format_error(); }
+    "PAUSE" endln                               { drop($1); execute(pause_statement); }
+  | "PAUSE" error endln                         { format_error(own($1)); }
+  | "WAIT" endln                                { drop($1); execute(pause_statement); }
+  | "WAIT" error endln                          { format_error(own($1)); }
   ;
 
 // PHASERS is a word like any other here, so that FIRE PHASERS, FIRE PHASERS 3 and FIRE PHASERS 3 TIMES, which old
 // scripts are full of, are the first three forms.
 fire_stmt:
-    "FIRE" validstring endln                    { drop($1); fire_statement(own($2), nullptr); }
-  | "FIRE" validstring validstring endln        { drop($1); fire_statement(own($2), own($3)); }
+    "FIRE" validstring endln                    { drop($1); execute(fire_statement, own($2), nullptr); }
+  | "FIRE" validstring validstring endln        { drop($1); execute(fire_statement, own($2), own($3)); }
   | "FIRE" validstring validstring validstring endln
-                                                { drop($1, $2); fire_statement(own($3), own($4)); }
-  | "FIRE" "PHASER" validstring endln           { drop($1, $2); fire_statement(own($3), nullptr); }
+                                                { drop($1, $2); execute(fire_statement, own($3), own($4)); }
+  | "FIRE" "PHASER" validstring endln           { drop($1, $2); execute(fire_statement, own($3), nullptr); }
   | "FIRE" "PHASER" validstring validstring endln
-                                                { drop($1, $2); fire_statement(own($3), own($4)); }
-  | "FIRE" error endln                          { drop($1); fire_format_error(); }
+                                                { drop($1, $2); execute(fire_statement, own($3), own($4)); }
+  | "FIRE" error endln                          { format_error(own($1)); }
   ;
 
 lastlogintime_stmt:
-    "LASTLOGINTIME" endln                       { drop($1); last_login_time_statement(); }
-  | "LASTLOGINTIME" error endln                 { drop($1); last_login_time_format_error(); }
-  | "LAST_LOGIN_TIME" endln                     { drop($1); last_login_time_statement(); }
-  | "LAST_LOGIN_TIME" error endln               { drop($1); last_login_time_format_error(); }
+    "LASTLOGINTIME" endln                       { drop($1); execute(last_login_time_statement); }
+  | "LASTLOGINTIME" error endln                 { format_error(own($1)); }
+  | "LAST_LOGIN_TIME" endln                     { drop($1); execute(last_login_time_statement); }
+  | "LAST_LOGIN_TIME" error endln               { format_error(own($1)); }
   ;
 
 debug_stmt:
-    "DEBUG" validstring endln                   { drop($1); debug_statement(own($2)); }
-  | "DEBUG" "OFF" endln                         { drop($1, $2); debug_off(); }
-  | "DEBUG" error endln                         { drop($1); debug_format_error(); }
+    "DEBUG" validstring endln                   { drop($1); execute(debug_statement, own($2)); }
+  | "DEBUG" "OFF" endln                         { drop($1, $2); execute(debug_off); }
+  | "DEBUG" error endln                         { format_error(own($1)); }
   ;
 
 // Including changes the tokenizer's input: the line end is the statement's last token and no look-ahead has been read
 // when these are reduced, so that reading goes on with the first character of the included text.
 include_stmt:
-    "INCLUDE" filespec endln                    { drop($1); include_text(own($2)); }
-  | "INCLUDE" orbi endln                        { drop($1); include_object(own($2)); }
-  | "INCLUDE" uncnames endln                    { drop($1); include_text(own($2)); }
-  | "INCLUDE" error endln                       { drop($1); include_format_error(); }
+    "INCLUDE" filespec endln                    { drop($1); execute(include_text, own($2)); }
+  | "INCLUDE" orbi endln                        { drop($1); execute(include_object, own($2)); }
+  | "INCLUDE" uncnames endln                    { drop($1); execute(include_text, own($2)); }
+  | "INCLUDE" error endln                       { format_error(own($1)); }
   ;
 
 // Here and below: the mid-rule actions set the tokenizer's whole-line mode. Their states need no look-ahead, so the
 // mode is on before anything behind the keyword or sign is read, its leading blank included.
 map_stmt:
-    "MAP" { wholeline = 1; } WHOLELINE endln    { drop($1); map_statement(own($3)); }
+    "MAP" { wholeline = 1; } WHOLELINE endln    { drop($1); execute(map_statement, own($3)); }
   ;
 
 path_stmt:
-    "PATH" { wholeline = 1; } WHOLELINE endln   { drop($1); map_statement(own($3)); }
+    "PATH" { wholeline = 1; } WHOLELINE endln   { drop($1); execute(map_statement, own($3)); }
   ;
 
 drive_stmt:
-    "DRIVE" validstring ':' endln               { drop($1); drive_statement(own($2)); }
-  | "DRIVE" '*' validstring endln               { drop($1); drive_statement(own($3)); }
-  | "DRIVE" error endln                         { drop($1); drive_format_error(); }
+    "DRIVE" validstring ':' endln               { drop($1); execute(drive_statement, own($2)); }
+  | "DRIVE" '*' validstring endln               { drop($1); execute(drive_statement, own($3)); }
+  | "DRIVE" error endln                         { format_error(own($1)); }
   ;
 
 program_stmt:
-    '#' { wholeline = 1; } WHOLELINE endln      { program_statement(own($3)); }
-  | '@' { wholeline = 1; } WHOLELINE endln      { program_nowait_statement(own($3)); }
+    '#' { wholeline = 1; } WHOLELINE endln      { execute(program_statement, own($3)); }
+  | '@' { wholeline = 1; } WHOLELINE endln      { execute(program_nowait_statement, own($3)); }
   ;
 
 set_stmt:
-    "SET" validstring '=' text endln            { drop($1); set_statement(own($2), own($4)); }
-  | "SET" validstring '=' endln                 { drop($1); set_empty_statement(own($2)); }
-  | "SET" error endln                           { drop($1); set_format_error(); }
-  | "DOS" "SET" validstring '=' text endln      { drop($1, $2); set_statement(own($3), own($5)); }
-  | "DOS" "SET" validstring '=' endln           { drop($1, $2); set_empty_statement(own($3)); }
-  | "DOS" "SET" error endln                     { drop($1, $2); set_format_error(); }
-  | "TEMP" "SET" validstring '=' text endln     { drop($1, $2); set_statement(own($3), own($5)); }
-  | "TEMP" "SET" validstring '=' endln          { drop($1, $2); set_empty_statement(own($3)); }
-  | "TEMP" "SET" error endln                    { drop($1, $2); set_format_error(); }
-  | "LOCAL" "SET" validstring '=' text endln    { drop($1, $2); set_statement(own($3), own($5)); }
+    "SET" validstring '=' text endln            { drop($1); execute(set_statement, own($2), own($4)); }
+  | "SET" validstring '=' endln                 { drop($1); execute(set_empty_statement, own($2)); }
+  | "SET" error endln                           { format_error(own($1)); }
+  | "DOS" "SET" validstring '=' text endln      { drop($1, $2); execute(set_statement, own($3), own($5)); }
+  | "DOS" "SET" validstring '=' endln           { drop($1, $2); execute(set_empty_statement, own($3)); }
+  | "DOS" "SET" error endln                     { drop($1); format_error(own($2)); }
+  | "TEMP" "SET" validstring '=' text endln     { drop($1, $2); execute(set_statement, own($3), own($5)); }
+  | "TEMP" "SET" validstring '=' endln          { drop($1, $2); execute(set_empty_statement, own($3)); }
+  | "TEMP" "SET" error endln                    { drop($1); format_error(own($2)); }
+  | "LOCAL" "SET" validstring '=' text endln    { drop($1, $2); execute(set_statement, own($3), own($5)); }
   ;
 
 shift_stmt:
-    "SHIFT" STRING endln                        { drop($1); shift_by(own($2)); }
-  | "SHIFT" '-' STRING endln                    { drop($1); shift_back(own($3)); }
-  | "SHIFT" endln                               { drop($1); shift_once(); }
-  | "SHIFT" error endln                         { drop($1); shift_format_error(); }
+    "SHIFT" STRING endln                        { drop($1); execute(shift_by, own($2)); }
+  | "SHIFT" '-' STRING endln                    { drop($1); execute(shift_back, own($3)); }
+  | "SHIFT" endln                               { drop($1); execute(shift_once); }
+  | "SHIFT" error endln                         { format_error(own($1)); }
   ;
 
 context_stmt:
-    "CONTEXT" orbi endln                        { drop($1); context_statement(own($2)); }
-  | "CONTEXT" error endln                       { drop($1); context_format_error(); }
-  | "CHANGE_CONTEXT" orbi endln                 { drop($1); context_statement(own($2)); }
-  | "CHANGE_CONTEXT" error endln                { drop($1); context_format_error(); }
-  | "CX" orbi endln                             { drop($1); context_statement(own($2)); }
-  | "CX" error endln                            { drop($1); context_format_error(); }
+    "CONTEXT" orbi endln                        { drop($1); execute(context_statement, own($2)); }
+  | "CONTEXT" error endln                       { format_error(own($1)); }
+  | "CHANGE_CONTEXT" orbi endln                 { drop($1); execute(context_statement, own($2)); }
+  | "CHANGE_CONTEXT" error endln                { format_error(own($1)); }
+  | "CX" orbi endln                             { drop($1); execute(context_statement, own($2)); }
+  | "CX" error endln                            { format_error(own($1)); }
   ;
 
 profile_stmt:
-    "PROFILE" validstring endln                 { drop($1); profile_statement(own($2)); }
-  | "PROFILE" error endln                       { drop($1); profile_format_error(); }
+    "PROFILE" validstring endln                 { drop($1); execute(profile_statement, own($2)); }
+  | "PROFILE" error endln                       { format_error(own($1)); }
   ;
 
 no_default_stmt:
-    "NO_DEFAULT" endln                          { drop($1); no_default_statement(); }
-  | "NO_DEFAULT" error endln                    { drop($1); no_default_format_error(); }
+    "NO_DEFAULT" endln                          { drop($1); execute(no_default_statement); }
+  | "NO_DEFAULT" error endln                    { format_error(own($1)); }
   ;
 
 set_time_stmt:
-    "SET_TIME" "ON" endln                       { drop($1, $2); set_time_statement(); }
-  | "SET_TIME" "OFF" endln                      { drop($1, $2); set_time_statement(); }
-  | "SET_TIME" error endln                      { drop($1); set_time_format_error(); }
+    "SET_TIME" "ON" endln                       { drop($1, $2); execute(set_time_statement); }
+  | "SET_TIME" "OFF" endln                      { drop($1, $2); execute(set_time_statement); }
+  | "SET_TIME" error endln                      { format_error(own($1)); }
   ;
 
 script_server_stmt:
-    "SCRIPT_SERVER" validstring endln           { drop($1); script_server_statement(own($2)); }
-  | "SCRIPT_SERVER" error endln                 { drop($1); script_server_format_error(); }
+    "SCRIPT_SERVER" validstring endln           { drop($1); execute(script_server_statement, own($2)); }
+  | "SCRIPT_SERVER" error endln                 { format_error(own($1)); }
   ;
 
 term_stmt:
-    "TERM" STRING endln                         { drop($1); term_statement(own($2)); }
-  | "TERM" error endln                          { drop($1); term_format_error(); }
+    "TERM" STRING endln                         { drop($1, $2); }
+  | "TERM" error endln                          { format_error(own($1)); }
   ;
 
 swap_stmt:
@@ -347,7 +343,7 @@ comspec_stmt:
   ;
 
 regread_stmt:
-    "REGREAD" QUOTEDSTRING endln                { drop($1); regread_statement(own($2)); }
+    "REGREAD" QUOTEDSTRING endln                { drop($1); execute(regread_statement, own($2)); }
   ;
 
 verify_stmt:
@@ -356,16 +352,16 @@ verify_stmt:
   ;
 
 tree_stmt:
-    "TREE" complex_string endln                 { drop($1); tree_statement(own($2), nullptr, nullptr); }
-  | "TREE" complex_string '/' orbi endln        { drop($1); tree_statement(own($2), own($4), nullptr); }
+    "TREE" complex_string endln                 { drop($1); execute(tree_statement, own($2), nullptr, nullptr); }
+  | "TREE" complex_string '/' orbi endln        { drop($1); execute(tree_statement, own($2), own($4), nullptr); }
   | "TREE" complex_string '/' orbi ';' validstring endln
-                                                { drop($1); tree_statement(own($2), own($4), own($6)); }
-  | "TREE" error endln                          { drop($1); tree_format_error(); }
+                                                { drop($1); execute(tree_statement, own($2), own($4), own_secret($6)); }
+  | "TREE" error endln                          { format_error(own($1)); }
   ;
 
 attach_stmt:
-    "ATTACH" validstring endln                  { drop($1); attach_statement(own($2)); }
-  | "ATTACH" error endln                        { drop($1); attach_format_error(); }
+    "ATTACH" validstring endln                  { drop($1); execute(attach_statement, own($2)); }
+  | "ATTACH" error endln                        { format_error(own($1)); }
   ;
 
 // The single statement's level is entered before that statement is parsed and left as soon as it has been reduced.
@@ -386,22 +382,22 @@ end_stmt:
   ;
 
 break_stmt:
-    "BREAK" "ON" endln                          { drop($1, $2); break_statement(1); }
-  | "BREAK" "OFF" endln                         { drop($1, $2); break_statement(0); }
-  | "BREAK" error endln                         { drop($1); break_format_error(); }
-  | "DOS" "BREAK" "ON" endln                    { drop($1, $2, $3); break_statement(1); }
-  | "DOS" "BREAK" "OFF" endln                   { drop($1, $2, $3); break_statement(0); }
-  | "DOS" "BREAK" error endln                   { drop($1, $2); break_format_error(); }
+    "BREAK" "ON" endln                          { drop($1, $2); execute(break_statement, true); }
+  | "BREAK" "OFF" endln                         { drop($1, $2); execute(break_statement, false); }
+  | "BREAK" error endln                         { format_error(own($1)); }
+  | "DOS" "BREAK" "ON" endln                    { drop($1, $2, $3); execute(break_statement, true); }
+  | "DOS" "BREAK" "OFF" endln                   { drop($1, $2, $3); execute(break_statement, false); }
+  | "DOS" "BREAK" error endln                   { drop($1); format_error(own($2)); }
   ;
 
 exit_stmt:
-    "EXIT" endln                                { drop($1); ACCEPT_IF(exit_statement()); }
-  | "EXIT" error endln                          { drop($1); exit_format_error(); }
+    "EXIT" endln                                { drop($1); if (condition_executing()) { exit_statement(); YYACCEPT; } }
+  | "EXIT" error endln                          { format_error(own($1)); }
   ;
 
 goto_stmt:
     "GOTO" validstring_label endln              { drop($1); goto_statement(own($2)); }
-  | "GOTO" error endln                          { drop($1); goto_format_error(); }
+  | "GOTO" error endln                          { format_error(own($1)); }
   ;
 
 // r_words, not reserved_words: MAP, PATH, REMARK and REM switch to whole-line mode before the ":" could be seen.

@@ -24,7 +24,7 @@ msgstr ""
 HEADER
     find $(cat cmake/floors.txt) platform tools po \( -name '*.cpp' -o -name '*.h' \) -print | sort |
         xgettext --files-from=- --output=- --omit-header --language=C++ --from-code=UTF-8 --add-location=file \
-            --add-comments=TRANSLATORS --keyword --keyword=say --keyword=output_translate --keyword=catalogue_text \
+            --add-comments=TRANSLATORS --keyword --keyword=say --keyword=output_translate --keyword=output_mark --keyword=catalogue_text \
             --keyword=catalogue_mark --keyword=catalogue_format --keyword=catalogue_plural:1,2 \
             --flag=say:1:c-format --flag=catalogue_format:1:c-format --flag=catalogue_plural:1:c-format \
             --flag=catalogue_plural:2:c-format --flag=output_translate:1:pass-c-format \

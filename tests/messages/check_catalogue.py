@@ -15,7 +15,7 @@ FOLDERS = [*FLOORS.read_text().split(), "platform", "tools"]
 TEMPLATE = "po/brasca-client-script.pot"
 
 # Whatever a text is handed to here reaches the catalogue, or is for developers and stays English.
-MARKING = {"say", "output_translate", "catalogue_text", "catalogue_mark", "catalogue_format", "catalogue_plural"}
+MARKING = {"say", "output_translate", "output_mark", "catalogue_text", "catalogue_mark", "catalogue_format", "catalogue_plural"}
 TRACING = {"TRACE", "TRACE_FOR", "output_trace", "yyerror", "static_assert"}
 # Whatever is handed to these is seen by somebody.
 SHOWING = {"printf", "fprintf", "fputs", "puts", "perror", "vfprintf", "output_put", "argp_error", "error_keep", "DataError",

@@ -160,6 +160,15 @@ TEST(TerminalPrompt, AShorterAnswerReplacesALongerOne) {
     EXPECT_TRUE(process.awaits("<x>"));
 }
 
+TEST(TerminalPrompt, AnAnswerLeavesNothingBehind) {
+    static constexpr std::string_view typed = "sunflower";
+    alignas(Answer) unsigned char room[sizeof(Answer)];
+    auto *answer = new (room) Answer;
+    typed.copy(answer->data(), typed.size());
+    answer->~Answer();
+    EXPECT_EQ(std::count(std::begin(room), std::end(room), 0), ssize_t{sizeof room});
+}
+
 TEST(TerminalPrompt, ClosesTheTerminal) {
     TerminalProcess process([] {
         const int before = dup(STDIN_FILENO);

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "base/text.h"
+#include "language/actions.h"
 #include "qrtscript.h"
 #include "script/conditions.h"
 

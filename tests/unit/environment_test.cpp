@@ -157,42 +157,20 @@ TEST_F(EnvironmentTest, NoDefaultIsTracedFromLevelSix) {
     EXPECT_EQ(traces(5, no_default_statement), "");
 }
 
-// ---- formats, skipped branches ----
-
-TEST_F(EnvironmentTest, FormatErrorsAreReportedOnlyWhileExecuting) {
-    const struct {
-        void (*report)();
-        const char *message;
-    } rows[] = {
-        {set_format_error, "Invalid set command format\n"},
-        {shift_format_error, "Invalid shift command format\n"},
-        {context_format_error, "Invalid context command format\n"},
-        {profile_format_error, "Invalid profile command format\n"},
-        {no_default_format_error, "Invalid no_default command format\n"},
-    };
-    for (const auto &row : rows) {
-        row.report();
-        EXPECT_EQ(output(), row.message);
-    }
-    skip();
-    for (const auto &row : rows) row.report();
-    EXPECT_EQ(output(), "");
-}
-
 TEST_F(EnvironmentTest, SkippedStatementsChangeNothing) {
     skip();
-    set_statement(text("X"), text("a"));
-    set_empty_statement(text("X"));
+    execute(set_statement, text("X"), text("a"));
+    execute(set_empty_statement, text("X"));
     EXPECT_EQ(variable("X"), "(unset)");
-    shift_by(text("1"));
-    shift_back(text("7"));
-    shift_once();
+    execute(shift_by, text("1"));
+    execute(shift_back, text("7"));
+    execute(shift_once);
     EXPECT_EQ(arguments(), "0123456789");
-    context_statement(text("O=acme"));
+    execute(context_statement, text("O=acme"));
     EXPECT_EQ(shown(CurrentContext), "(none)");
-    profile_statement(text("p"));
+    execute(profile_statement, text("p"));
     EXPECT_EQ(shown(over_ride_profile), "(none)");
-    no_default_statement();
+    execute(no_default_statement);
     EXPECT_EQ(use_default_script, 1);
     EXPECT_EQ(output(), "");
 }

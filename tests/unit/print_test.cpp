@@ -298,30 +298,4 @@ TEST_F(PrintTest, TheNewLevelTakesEffectAtOnce) {
     EXPECT_THAT(traces(0, [] { run("DEBUG 1\n"); }), HasSubstr("parsescript_Run returned 0 (syntax ok)\n"));
 }
 
-// ---- invalid forms ----
-
-TEST_F(PrintTest, InvalidFormsHaveTheirMessages) {
-    const struct {
-        const char *statement, *message;
-    } rows[] = {
-        {"WRITE = =", "Invalid write command format\n"},
-        {"DISPLAY", "Invalid display command format\n"},
-        {"FDISPLAY", "Invalid fdisplay command format\n"},
-        {"CLS now", "Invalid clear screen command format\n"},
-        {"PAUSE now", "Invalid pause command format\n"},
-        {"WAIT now", "Invalid pause command format\n"},
-        {"FIRE", "Invalid FIRE format \n"},
-        {"LASTLOGINTIME now", "Invalid lastlogintime command format\n"},
-        {"LAST_LOGIN_TIME now", "Invalid lastlogintime command format\n"},
-        {"DEBUG", "Invalid DEBUG command format\n"},
-        {"DEBUG = 3", "Invalid DEBUG command format\n"},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.statement);
-        EXPECT_THAT(printed(std::string(row.statement) + "\nWRITE \"on\"\n"),
-                    testing::EndsWith(std::string(row.message) + "on\n"));
-        EXPECT_THAT(skipped(std::string(row.statement) + "\n"), Not(HasSubstr(row.message)));
-    }
-}
-
 } // namespace

@@ -443,8 +443,8 @@ TEST_F(ProgramTest, StatementsIgnoreTheExitStatus) {
 
 TEST_F(ProgramTest, SkippedStatementsRunNothing) {
     skip();
-    program_statement(text("arguments a"));
-    program_nowait_statement(text("arguments b"));
+    execute(program_statement, text("arguments a"));
+    execute(program_nowait_statement, text("arguments b"));
     EXPECT_FALSE(has_children());
     EXPECT_EQ(output(), "");
 }
