@@ -1,7 +1,7 @@
 #!/bin/bash
 # Tells what of the library the tests reach: builds with counters for each line and branch, runs the tests, prints the
 # figures file by file, and holds them to the floors in tests/coverage/figures.py and to the list of what is not reached
-# in tests/coverage/uncovered.txt. Every test that tests/COVERAGE.md names must have run and passed.
+# in tests/coverage/uncovered.txt.
 #   ./check.sh --coverage [REGEX]   only the tests whose names match
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,14 +12,13 @@ cmake --preset coverage >/dev/null
 cmake --build --preset coverage -- -k 0
 find $build -name '*.gcda' -delete
 # Where gcov finds the grammar's actions: the parser names their file from the top of the tree.
-ln -sfn ../../script $build/script
+ln -sfn ../../language $build/language
 # Some tests give up their rights: they have to be able to write the counters too, and not to talk about it.
 umask 0
 export GCOV_ERROR_FILE=/dev/null
 status=0
-ctest --test-dir $build --output-on-failure --no-tests=error -j "$(nproc)" --output-junit junit.xml ${1:+-R "$1"} |
+ctest --test-dir $build --output-on-failure --no-tests=error -j "$(nproc)" ${1:+-R "$1"} |
     grep -vE --line-buffered '^ *(Start|[0-9]+/[0-9]+ Test .* Passed)' || status=1
-[ $# -gt 0 ] || tests/build/coverage_map.py tests/COVERAGE.md $build $build/junit.xml || status=1
 
 # A branch that the compiler made for an exception that may pass is no decision of the source's; at a catch it is the
 # one of an exception of another type. The parser's skeleton
