@@ -30,9 +30,9 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
-#define QRT_NO_TREE 0xF001u        /* qrt_RunScripts: neither the tree name nor the server leads to a tree */
-#define QRT_NO_USER 0xF003u        /* qrt_RunScripts: the request names no user */
-#define QRT_NOT_FOUND 0xFFFFFFFFu  /* a lookup found nothing */
+#define QRT_NO_TREE 0xF001u       /* qrt_RunScripts: neither the tree name nor the server leads to a tree */
+#define QRT_NO_USER 0xF003u       /* qrt_RunScripts: the request names no user */
+#define QRT_NOT_FOUND 0xFFFFFFFFu /* a lookup found nothing */
 #define QRT_USER_VARIABLES 10
 
 /* ---- a session from start to end ---- */
@@ -98,27 +98,27 @@ extern FILE *fpLogFileOutput;  /* that log. Set by openLogFile. */
 
 /* ---- the session's state, to be read between two calls ---- */
 
-extern char *CurrentContext;    /* with a leading ".". Set by qrt_SetCurrentContext. */
-extern char *InitialContext;    /* Set by qrt_SetInitialContext. */
-extern char *CurrentObject;     /* the user object's bare name. Set by qrt_SetCurrentObject. */
-extern char *LoginName;         /* Set by qrt_SetLoginName. */
-extern char *CurrentTree;       /* Set by qrt_SetTree. */
-extern char *CurrentPassword;   /* Set by qrt_RunScripts, or by the caller after qrt_init; a heap string, which
-                                 * qrt_RunScripts wipes and frees. */
+extern char *CurrentContext;  /* with a leading ".". Set by qrt_SetCurrentContext. */
+extern char *InitialContext;  /* Set by qrt_SetInitialContext. */
+extern char *CurrentObject;   /* the user object's bare name. Set by qrt_SetCurrentObject. */
+extern char *LoginName;       /* Set by qrt_SetLoginName. */
+extern char *CurrentTree;     /* Set by qrt_SetTree. */
+extern char *CurrentPassword; /* Set by qrt_RunScripts, or by the caller after qrt_init; a heap string, which
+                               * qrt_RunScripts wipes and frees. */
 extern char *uservars[QRT_USER_VARIABLES]; /* %0 to %9. Set by qrt_SetUserVar, qrt_ShiftVars, qrt_SetServer. */
-extern char *objname;           /* borrowed: whose script runs. Set by parsescript_Run. */
-extern uint32_t ctx;            /* the running script's directory context. Set by parsescript_Run, TREE. */
-extern char LoginAliasContext[2]; /* "Y" after a login through an alias context. Set by qrt_RunScripts. */
-extern int32_t g_useGUI;        /* Set by qrt_RunScripts. */
-extern char *over_ride_profile; /* Set by PROFILE. */
-extern int32_t use_default_script; /* Initially 0. A caller can set it and see whether NO_DEFAULT has cleared it. The
-                                    * library never reads it. */
-extern uint8_t bcntrlc;         /* Set by BREAK, read by cntrlcHandler. */
-extern uint8_t attachedCount;   /* not used by the library; for the calling program */
+extern char *objname;                      /* borrowed: whose script runs. Set by parsescript_Run. */
+extern uint32_t ctx;                       /* the running script's directory context. Set by parsescript_Run, TREE. */
+extern char LoginAliasContext[2];          /* "Y" after a login through an alias context. Set by qrt_RunScripts. */
+extern int32_t g_useGUI;                   /* Set by qrt_RunScripts. */
+extern char *over_ride_profile;            /* Set by PROFILE. */
+extern int32_t use_default_script;    /* Initially 0. A caller can set it and see whether NO_DEFAULT has cleared it. The
+                                       * library never reads it. */
+extern uint8_t bcntrlc;               /* Set by BREAK, read by cntrlcHandler. */
+extern uint8_t attachedCount;         /* not used by the library; for the calling program */
 extern char libtreeloginLocation[40]; /* not used by the library; for the calling program */
-extern char hostResName[19];    /* the attribute with a volume's name on its server */
-extern char pathStr[5];         /* the attribute with a directory map's target */
-extern char *driveDir;          /* directory of the current drive, or null. Set by DRIVE. */
+extern char hostResName[19];          /* the attribute with a volume's name on its server */
+extern char pathStr[5];               /* the attribute with a directory map's target */
+extern char *driveDir;                /* directory of the current drive, or null. Set by DRIVE. */
 
 char *qrt_GetCurrentContext(void);
 char *qrt_GetInitialContext(void);

@@ -100,8 +100,8 @@ inline std::string own_directory_refusal(const std::string &path, DirectoryFault
             "the directory for the drive links, %s, belongs to another user: set HOME or map.conf to one of your own",
             path.c_str());
     return catalogue_format(
-        "the directory for the drive links, %s, is writable by other users: run chmod go-w on it, or set HOME or map.conf "
-        "to another one",
+        "the directory for the drive links, %s, is writable by other users: run chmod go-w on it, or set HOME or "
+        "map.conf to another one",
         path.c_str());
 }
 

@@ -79,8 +79,8 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
 // Whether a login to the context's tree needs a password; `*needed` is 0 if the process's own identity is used (a
 // Kerberos ticket, a local socket); the password of ZKDSLoginEx may then be empty.
 uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed);
-// Whether a further tree may be tried with the password of the login to the context's tree; if `*shared` is 0, a program
-// need not keep it.
+// Whether a further tree may be tried with the password of the login to the context's tree; if `*shared` is 0, a
+// program need not keep it.
 uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared);
 uint32_t ZKDSLogout(uint32_t context);
 // Authenticates a file server's connection with the identity logged in to its tree.
@@ -164,8 +164,8 @@ uint32_t ZKCloseFile(uint32_t file);
 // `connection` the connection is closed again. `server` has ZK_SERVER_NAME_SIZE bytes, `volume` 65, `rest` 256.
 // ZKE_MALFORMED_NAME, ZKE_SERVER_NOT_FOUND, ZKE_VOLUME_UNKNOWN, ZKE_BUFFER_TOO_SMALL for a longer rest.
 uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char *volume, char *rest);
-// With a null buffer only the size of the list is told. ZKE_NO_ACCESS when the directory of the drives' links is not the
-// user's own or others can write in it: ZKGetLastErrorText tells.
+// With a null buffer only the size of the list is told. ZKE_NO_ACCESS when the directory of the drives' links is not
+// the user's own or others can write in it: ZKGetLastErrorText tells.
 uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size);
 // `*cursor` starts at 0. The end of the list is ZKE_NO_MORE_ENTRIES.
 uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attribute, uint32_t localSize,
@@ -188,8 +188,8 @@ enum {
     ZK_INFO_COUNTED_STATE = 10        // uint32_t
 };
 
-// A process that is logged in to a tree opens a connection to another one by its name even when that directory cannot be
-// asked: ZKDSSetContext for DCK_TREE_NAME then returns the reason.
+// A process that is logged in to a tree opens a connection to another one by its name even when that directory cannot
+// be asked: ZKDSSetContext for DCK_TREE_NAME then returns the reason.
 uint32_t ZKCCOpenConnByName(uint32_t start, const char *name, uint32_t nameFormat, uint32_t openState,
                             uint32_t transport, uint32_t *connection);
 uint32_t ZKCCOpenConnByRef(uint32_t reference, uint32_t openState, uint32_t reserved, uint32_t *connection);

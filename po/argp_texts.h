@@ -14,8 +14,9 @@ inline constexpr const char *argp_texts[] = {
     // TRANSLATORS: the value of --HANG in the help: seconds
     catalogue_mark("SECS"),
     catalogue_mark("Hang for SECS seconds (default 3600)"),
-    catalogue_mark("Mandatory or optional arguments to long options are also mandatory or optional for any corresponding "
-                   "short options."),
+    catalogue_mark(
+        "Mandatory or optional arguments to long options are also mandatory or optional for any corresponding "
+        "short options."),
     // xgettext:c-format
     catalogue_mark("%s: Too many arguments\n"),
     // xgettext:c-format

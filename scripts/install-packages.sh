@@ -7,7 +7,7 @@
 #   scripts/install-packages.sh build check coverage for scripts/check-coverage.sh
 set -eu
 build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libgnutls28-dev libunistring-dev libsasl2-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev gettext util-linux mount"
-check="clang python3 locales libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck"
+check="clang clang-format python3 locales libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck"
 analysis="git clang-tidy cppcheck abigail-tools"
 coverage="gcovr"
 

@@ -137,10 +137,10 @@ bool LdapServers::haveDistrusted() const {
 void LdapServers::count(const LdapAnswer &answer) {
     counted += memory_of(answer);
     if (counted > config.loginLimit) {
-        throw CodedError(ZKE_ANSWER_TOO_LARGE, // a server has answered: no reason to take a copy
-
-                         catalogue_format("%s: the answers since the login are too large in total",
-                                          servers[current].uri.c_str()));
+        // A server has answered: no reason to take a copy.
+        throw CodedError(
+            ZKE_ANSWER_TOO_LARGE,
+            catalogue_format("%s: the answers since the login are too large in total", servers[current].uri.c_str()));
     }
 }
 

@@ -22,7 +22,7 @@ static int armed;
 static int for_good_;
 static long at_;
 static _Atomic long counted, failed; /* a program's threads count together */
-static const char *mark; /* the file that tells another process of the first failure */
+static const char *mark;             /* the file that tells another process of the first failure */
 
 void allocations_arm(long at, int for_good) {
     at_ = at;

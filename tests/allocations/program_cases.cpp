@@ -101,5 +101,6 @@ std::vector<Case> program_cases() {
     };
     return {of("qrtlogin", login_with({})), of("qrtlogin_flood", login_with({"--login-script", flooding_script()})),
             of("qrtlogin_environment", login_with({"--print-environment"})),
-            of("map", {MAP_PATH, "H:=SRV1/USERS:home/jdoe, INS S1:=.APPS.acme:bin, DEL H:"}), of("map_list", {MAP_PATH})};
+            of("map", {MAP_PATH, "H:=SRV1/USERS:home/jdoe, INS S1:=.APPS.acme:bin, DEL H:"}),
+            of("map_list", {MAP_PATH})};
 }

@@ -1,5 +1,5 @@
-/* A program that loads the library at run time, starts a session and unloads it again: an interrupt afterwards meets the
- * handler that the session has installed. */
+/* A program that loads the library at run time, starts a session and unloads it again: an interrupt afterwards meets
+ * the handler that the session has installed. */
 #include <dlfcn.h>
 #include <signal.h>
 #include <stdio.h>

@@ -18,7 +18,7 @@ std::string sample_ldif();
 class Slapd {
   public:
     struct Setup {
-        std::string ldif;     // loaded before the server starts
+        std::string ldif; // loaded before the server starts
         std::string suffix = "o=acme";
         std::string global;   // lines of slapd.conf before the database
         std::string database; // lines of slapd.conf after the database's own

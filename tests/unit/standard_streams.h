@@ -15,8 +15,8 @@ inline void keep_standard_input() {
     }
 }
 
-// From here on the process can open nothing beyond its standard descriptors, and cannot write to its input, whose number
-// stands for both ends of a pipe that could not be made.
+// From here on the process can open nothing beyond its standard descriptors, and cannot write to its input, whose
+// number stands for both ends of a pipe that could not be made.
 inline void allow_standard_descriptors_only() {
     const int input = open("/dev/null", O_RDONLY);
     dup2(input, 0);
