@@ -1,6 +1,6 @@
 # Generates the parser, makes it free what is on its stack when memory runs out in an action or in the tokenizer (Bison's
-# skeleton is written in C and knows no exceptions), and holds the number of its conflicts to the ones that the grammar declares in the comment lines
-# "expect-shift-reduce: N" and "expect-reduce-reduce: N".
+# skeleton is written in C and knows no exceptions), and compares the numbers of its conflicts and its size with the ones
+# that the grammar declares in comment lines such as "expect-shift-reduce: N".
 execute_process(
   COMMAND ${BISON} -Wall -Wno-yacc -Wno-precedence --output=${OUTPUT}.cpp --defines=${OUTPUT}.h ${GRAMMAR}
   RESULT_VARIABLE failed
@@ -8,19 +8,29 @@ execute_process(
 if(failed)
   message(FATAL_ERROR "${messages}")
 endif()
-foreach(kind IN ITEMS shift-reduce reduce-reduce)
+file(READ ${OUTPUT}.cpp parser)
+set(differences "")
+function(compare kind text pattern)
   file(STRINGS ${GRAMMAR} declared REGEX "expect-${kind}: [0-9]+")
   string(REGEX MATCH "[0-9]+$" declared "${declared}")
-  string(REPLACE "-" "/" name ${kind})
   set(found 0)
-  if(messages MATCHES "([0-9]+) ${name} conflicts?")
+  if(text MATCHES "${pattern}")
     set(found ${CMAKE_MATCH_1})
   endif()
   if(NOT found EQUAL declared)
-    file(REMOVE ${OUTPUT}.cpp ${OUTPUT}.h)
-    message(FATAL_ERROR "${GRAMMAR}: ${found} ${name} conflicts, declared are ${declared}\n${messages}")
+    set(differences "${differences}  expect-${kind}: ${declared}, found ${found}\n" PARENT_SCOPE)
   endif()
-endforeach()
+endfunction()
+compare(shift-reduce "${messages}" "([0-9]+) shift/reduce conflicts?")
+compare(reduce-reduce "${messages}" "([0-9]+) reduce/reduce conflicts?")
+compare(terminals "${parser}" "#define YYNTOKENS +([0-9]+)")
+compare(nonterminals "${parser}" "#define YYNNTS +([0-9]+)")
+compare(rules "${parser}" "#define YYNRULES +([0-9]+)")
+if(differences)
+  file(REMOVE ${OUTPUT}.cpp ${OUTPUT}.h)
+  message(FATAL_ERROR "${GRAMMAR} is not what it declares:\n${differences}"
+                      "scripts/grammar-conflicts.py names the conflicts that came and went")
+endif()
 
 # Both places are left the way that a full stack leaves them: the report, and a destructor for each value, those of the
 # rule that was being reduced included. No line is added, so that the skeleton's own line numbers stay true.
@@ -35,7 +45,6 @@ function(replace_once text from to)
   set(${text} "${replaced}" PARENT_SCOPE)
 endfunction()
 set(caught "catch (const std::bad_alloc &) { yylen = 0; say(\"memory exhausted\"); YYNOMEM; }")
-file(READ ${OUTPUT}.cpp parser)
 replace_once(parser "yychar = yylex ();" "try { yychar = yylex (); } ${caught}")
 replace_once(parser "YY_REDUCE_PRINT (yyn);\n  switch (yyn)\n" "YY_REDUCE_PRINT (yyn); try {\n  switch (yyn)\n")
 replace_once(parser "default: break;\n    }\n  /* User semantic" "default: break;\n    } } ${caught}\n  /* User semantic")

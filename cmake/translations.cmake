@@ -1,6 +1,7 @@
 # Compiles po/*.po; `update-po` takes what changed in the code into them.
 find_program(MSGFMT msgfmt REQUIRED)
 find_program(MSGMERGE msgmerge REQUIRED)
+find_program(MSGATTRIB msgattrib REQUIRED)
 find_program(XGETTEXT xgettext REQUIRED)
 set(catalogue brasca-client-script)
 set(template ${CMAKE_SOURCE_DIR}/po/${catalogue}.pot)
@@ -21,7 +22,8 @@ foreach(language IN LISTS languages)
     VERBATIM)
   list(APPEND compiled ${folder}/${catalogue}.mo)
   list(APPEND merges COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8
-                             ${MSGMERGE} --quiet --update --backup=none --no-location ${po} ${template})
+                             ${MSGMERGE} --quiet --update --backup=none --no-location ${po} ${template}
+                     COMMAND ${MSGATTRIB} --no-obsolete --output-file=${po} ${po})
 endforeach()
 add_custom_target(translations ALL DEPENDS ${compiled})
 add_custom_target(update-po COMMAND ${CMAKE_SOURCE_DIR}/po/template.sh ${template} ${merges} VERBATIM)

@@ -3,11 +3,10 @@
 #ifndef LANGUAGE_TOKEN_NAMES_H
 #define LANGUAGE_TOKEN_NAMES_H
 
-// Indexed by the parser's internal symbol number; keywords stand in double quotes. The first lex_named_tokens names
-// are numbered one after the other from 256 (the error token, index 1) on; those behind them are single characters.
+// Indexed by the parser's internal symbol number; keywords stand in double quotes. The named tokens come first,
+// numbered without a gap from 256 (the error token, index 1) up to yacc_EOF; those behind them are single characters.
 extern const char *const *const lex_token_names;
 
-constexpr int lex_named_tokens = 73;
 constexpr int lex_token_number(int index) {
     return index + 255;
 }

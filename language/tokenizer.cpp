@@ -12,7 +12,7 @@
 int32_t end_of_line = 0;
 int32_t wholeline = 0;
 
-static_assert(lex_token_number(lex_named_tokens - 1) == yacc_EOF, "the named tokens are numbered without a gap");
+static constexpr int lex_named_tokens = yacc_EOF - lex_token_number(0) + 1;
 
 int isDelimeter(int ch) {
     static const char delimiters[] = " \t\n\r:;\\/\"#@%*+-()!=<>"; // and its NUL

@@ -36,11 +36,12 @@ find tests/scripts -name '*.qrt' | while read -r script; do
     cp "$script" "$scripts_folder/$(echo "${script#tests/scripts/}" | tr / _)"
 done
 
+{ cat tests/fuzz/script.dict; tests/fuzz/dictionary.sh .; } >"$build/script.dict"
 # Of the targets, the dictionary and the longest input; further seeds.
 dictionary_of() {
     case $1 in
-        tokenizer | parse | substitution) echo script ;;
-        *) echo "$1" ;;
+        tokenizer | parse | substitution) echo "$build/script.dict" ;;
+        *) echo "tests/fuzz/$1.dict" ;;
     esac
 }
 longest_of() {
@@ -57,7 +58,7 @@ for target in $targets; do
     mkdir -p "$corpus" "$failed"
     seeds=("tests/fuzz/seeds/$target")
     case $target in tokenizer | parse) seeds+=("$scripts_folder") ;; esac
-    dictionary=tests/fuzz/$(dictionary_of "$target").dict
+    dictionary=$(dictionary_of "$target")
     options=("$limit" -max_len="$(longest_of "$target")" -timeout=10 -rss_limit_mb=1024 -entropic=0 -reload=0
         -print_final_stats=1 -artifact_prefix="$failed/")
     [ ! -f "$dictionary" ] || options+=(-dict="$dictionary")

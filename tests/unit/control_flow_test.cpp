@@ -108,7 +108,7 @@ TEST_F(ControlFlowTest, AReservedWordInAJoinedLabelIsReservedToo) {
 }
 
 TEST_F(ControlFlowTest, EveryReservedWordIsAnInvalidLabel) {
-    for (const std::string &word : words_of(std::string(label_words) + " MAP PATH REMARK REM regread"))
+    for (const std::string &word : label_words("MAP PATH REMARK REM regread"))
         EXPECT_EQ(printed("GOTO " + word + "\n"),
                   report("GOTO " + word) + "Invalid Label:" + word + " used in goto statement\n");
 }

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -24,12 +25,19 @@ inline std::vector<std::string> words_of(const std::string &text) {
     return words;
 }
 
-// The reserved words that may stand in front of a label's colon; those that start a whole line come on top.
-inline constexpr char label_words[] =
-    "DISPLAY IF ELSE THEN BEGIN ENDIF END BREAK DRIVE OR AND ON OFF EQUALS EQUAL IS LESS GREATER NOR "
-    "THAN VALUE WRITE EXIT ATTACH CONTEXT CLS CHANGE_CONTEXT CX COMSPEC FDISPLAY FIRE GOTO INCLUDE "
-    "LASTLOGINTIME LAST_LOGIN_TIME NO_DEFAULT PAUSE WAIT PHASERS PHASER PROFILE SCRIPT_SERVER SET DOS "
-    "TEMP LOCAL SET_TIME SHIFT TERM TREE MEMBER MEMBERS OF NOT SWAP REGREAD NOSWAP";
+// The reserved words that may stand in front of a label's colon, from the grammar's rule; those that start a whole line
+// come on top.
+inline std::vector<std::string> label_words(const std::string &further = "") {
+    std::ostringstream grammar;
+    grammar << std::ifstream(SOURCE_DIR "/language/grammar.y").rdbuf();
+    const std::string text = grammar.str();
+    const size_t start = text.find("\nr_words:");
+    std::string rule = text.substr(start, text.find("\n  ;", start) - start).substr(sizeof "\nr_words:" - 1);
+    for (char &c : rule) c = c == '"' || c == '|' ? ' ' : c;
+    std::vector<std::string> words = words_of(rule + " " + further);
+    EXPECT_GE(words.size(), 40u);
+    return words;
+}
 
 class ScriptTest : public CommandTest {
   protected:
