@@ -22,9 +22,9 @@ NameParts names_split(std::string_view name) {
 }
 
 bool names_copy(char *out, size_t size, std::string_view text) {
-    bool fits = text.size() < size;
-    size_t length = fits ? text.copy(out, size - 1) : 0;
-    out[length] = '\0';
+    const bool fits = text.size() < size;
+    if (!fits) text = {};
+    out[text.copy(out, text.size())] = '\0';
     return fits;
 }
 

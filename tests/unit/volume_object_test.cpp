@@ -59,6 +59,12 @@ TEST_F(VolumeObjectTest, AnAttributeOfTheTimeSyntaxIsAText) {
     EXPECT_THAT(resolve("vol1.sales.acme"), HasSubstr(" Jan 1"));
 }
 
+TEST_F(VolumeObjectTest, AnAttributeWithoutValuesIsAnEmptyText) {
+    spy::attribute("vol1.sales.acme", "Host_Resource_Name", {});
+    spy::text_attribute("vol1.sales.acme", "Host_Server", {"SRV1.acme"});
+    EXPECT_EQ(resolve("vol1.sales.acme"), "0 SRV1  ");
+}
+
 TEST_F(VolumeObjectTest, TheClientIsAskedInThisOrder) {
     spy::abbreviated("vol1.sales.acme", "vol1");
     volume("vol1.sales.acme", "SRV1.acme", "DATA");
