@@ -369,4 +369,14 @@ TEST_F(Ldif, EveryCutOfAFileLoadsOrIsRefusedWithAPlace) {
     }
 }
 
+// A server may not show everything that a file must have.
+TEST(LdifCopy, MayLackTheValueInAName) {
+    LdifText copy;
+    copy.text = "dn: o=acme\nobjectClass: organization\n\ndn: cn=jdoe,o=acme\nsn: Doe\n";
+    EntryPtr entry;
+    EXPECT_EQ(
+        ldif_store_load(std::move(copy), "copy", {})->find({{"cn", "jdoe"}, {"o", "acme"}}, Aliases::Keep, &entry),
+        ZK_OK);
+}
+
 } // namespace
