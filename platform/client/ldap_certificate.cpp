@@ -6,6 +6,7 @@
 #include <ctime>
 #include <memory>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "platform/catalogue.h"
@@ -35,29 +36,23 @@ Certificate read_certificate(std::string_view der) {
                                                                                          : nullptr;
 }
 
-// What is wrong with the certificate, the name left aside: GnuTLS's bits. Without a verdict everything is.
-unsigned verify(gnutls_x509_crt_t certificate, const std::string &caFile) {
-    unsigned faults = GNUTLS_CERT_INVALID;
+// Null when the file contains no valid certificate.
+Authorities read_authorities(const std::string &caFile) {
     gnutls_x509_trust_list_t made = nullptr;
     if (gnutls_x509_trust_list_init(&made, 0) != GNUTLS_E_SUCCESS) {
-        return faults;
+        return nullptr;
     }
     Authorities authorities(made);
-    unsigned verdict = 0;
-    if (gnutls_x509_trust_list_add_trust_file(made, caFile.c_str(), nullptr, GNUTLS_X509_FMT_PEM, 0, 0) > 0 &&
-        gnutls_x509_trust_list_verify_crt(made, &certificate, 1, 0, &verdict, nullptr) == GNUTLS_E_SUCCESS) {
-        faults = verdict;
-    }
-    return faults;
+    const int count = gnutls_x509_trust_list_add_trust_file(made, caFile.c_str(), nullptr, GNUTLS_X509_FMT_PEM, 0, 0);
+    return count > 0 ? std::move(authorities) : nullptr;
 }
 
-bool has_authorities(const std::string &caFile) {
-    gnutls_x509_trust_list_t made = nullptr;
-    if (gnutls_x509_trust_list_init(&made, 0) != GNUTLS_E_SUCCESS) {
-        return false;
-    }
-    Authorities authorities(made);
-    return gnutls_x509_trust_list_add_trust_file(made, caFile.c_str(), nullptr, GNUTLS_X509_FMT_PEM, 0, 0) > 0;
+// What is wrong with the certificate, the name left aside: GnuTLS's bits. Without a verdict everything is.
+unsigned verify(gnutls_x509_crt_t certificate, const Authorities &authorities) {
+    unsigned verdict = 0;
+    const bool verified = authorities != nullptr && gnutls_x509_trust_list_verify_crt(authorities.get(), &certificate,
+                                                                                      1, 0, &verdict, nullptr) == 0;
+    return verified ? verdict : unsigned{GNUTLS_CERT_INVALID};
 }
 
 std::string address_text(const std::vector<char> &bytes, size_t size) {
@@ -111,7 +106,8 @@ std::string time_text(time_t time) {
 }
 
 const char *fault_of(gnutls_x509_crt_t certificate, const std::string &name, const std::string &caFile) {
-    const unsigned faults = verify(certificate, caFile);
+    const Authorities authorities = read_authorities(caFile);
+    const unsigned faults = verify(certificate, authorities);
     const time_t now = time(nullptr);
     if (gnutls_x509_crt_get_expiration_time(certificate) < now) {
         return catalogue_text("it has expired");
@@ -122,7 +118,7 @@ const char *fault_of(gnutls_x509_crt_t certificate, const std::string &name, con
     if (gnutls_x509_crt_check_hostname(certificate, name.c_str()) == 0) {
         return catalogue_text("it was issued for another name");
     }
-    if (!has_authorities(caFile)) {
+    if (authorities == nullptr) {
         return catalogue_text("the CA file contains no valid certificate");
     }
     if ((faults & GNUTLS_CERT_SIGNER_NOT_FOUND) != 0) {
@@ -139,7 +135,7 @@ const char *fault_of(gnutls_x509_crt_t certificate, const std::string &name, con
 bool certificate_is_good(std::string_view der, const std::string &name, const std::string &caFile) {
     Certificate certificate = read_certificate(der);
     return certificate != nullptr && gnutls_x509_crt_check_hostname(certificate.get(), name.c_str()) != 0 &&
-           verify(certificate.get(), caFile) == 0;
+           verify(certificate.get(), read_authorities(caFile)) == 0;
 }
 
 std::string certificate_fault(std::string_view der, const std::string &name, const std::string &caFile) {

@@ -142,10 +142,8 @@ int connect_one(int family, const sockaddr *address, socklen_t length, LdapDeadl
         *why = strerror(error);
         return failed;
     }
-    if (family != AF_UNIX) {
-        int on = 1;
-        setsockopt(made.number, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    }
+    int on = 1;
+    setsockopt(made.number, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on); // a local socket has no such option
     return made.release();
 }
 

@@ -369,4 +369,25 @@ TEST_F(Ldif, EveryCutOfAFileLoadsOrIsRefusedWithAPlace) {
     }
 }
 
+TEST_F(Ldif, ATimeHasAtMost32Bytes) {
+    const std::string longest = "20260101000000." + std::string(16, '0') + "Z";
+    ASSERT_EQ(longest.size(), 32u);
+    for (const std::string name : {"qrtLastLoginTime", "qrtLoginTime", "qrtLoginExpirationTime",
+                                   "qrtPasswordExpirationTime", "modifyTimestamp"}) {
+        const std::string start = "dn: o=acme\nobjectClass: organization\no: acme\n" + name + ": ";
+        EXPECT_EQ("", load(start + longest + "\n"));
+        EXPECT_EQ("t.ldif:4: " + name + ": the value is too long", load(start + "0" + longest + "\n"));
+    }
+}
+
+// A server may not show everything that a file must have.
+TEST(LdifCopy, MayLackTheValueInAName) {
+    LdifText copy;
+    copy.text = "dn: o=acme\nobjectClass: organization\n\ndn: cn=jdoe,o=acme\nsn: Doe\n";
+    EntryPtr entry;
+    EXPECT_EQ(
+        ldif_store_load(std::move(copy), "copy", {})->find({{"cn", "jdoe"}, {"o", "acme"}}, Aliases::Keep, &entry),
+        ZK_OK);
+}
+
 } // namespace

@@ -12,6 +12,18 @@ class LdapEnvironment : public LdapSite {};
 
 } // namespace
 
+// By which libldap would speak another version, find other objects or only one.
+TEST_F(LdapEnvironment, LibldapsOwnSettingsChangeNothing) {
+    Slapd server(sample());
+    onServers({server.uri()});
+    const std::string expected = login("jdoe.acme").out; // through an alias
+    for (const auto &[name, value] : Variables{{"LDAPVERSION", "2"}, {"LDAPDEREF", "always"}, {"LDAPSIZELIMIT", "1"}})
+        environment[name] = value;
+    const Outcome outcome = login("jdoe.acme");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, expected);
+}
+
 // With the keys of the connection whoever has listened reads the password.
 TEST_F(LdapEnvironment, AScriptDoesNotGetTheKeysOfTheConnection) {
     Certificates certificates;

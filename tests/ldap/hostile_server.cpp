@@ -50,8 +50,19 @@ std::string sized(const std::string &text) {
     return "\x82"s + static_cast<char>(text.size() >> 8) + static_cast<char>(text.size() & 0xFF) + text;
 }
 
-std::string result(char operation, int code, const std::string &more = "") {
-    return operation + sized("\x0A\x01"s + static_cast<char>(code) + "\x04\0\x04\0"s + more);
+std::string result(char operation, int code, const std::string &text = "", const std::string &more = "") {
+    return operation + sized("\x0A\x01"s + static_cast<char>(code) + "\x04\0\x04"s + sized(text) + more);
+}
+
+std::string strings(const std::vector<std::string> &texts) {
+    std::string list;
+    for (const std::string &text : texts) list += "\x04" + sized(text);
+    return list;
+}
+
+// Nothing without URIs: a result has a referral or none.
+std::string referral(const std::vector<std::string> &uris) {
+    return uris.empty() ? "" : "\xA3" + sized(strings(uris));
 }
 
 [[noreturn]] void stay_silent() {
@@ -161,12 +172,16 @@ void serve(int client, Hostility hostility, int behind, int port) {
 
 } // namespace
 
-std::string Scripted::bound(int code) {
-    return result('\x61', code);
+std::string Scripted::bound(int code, const std::string &text, const std::vector<std::string> &uris) {
+    return result('\x61', code, text, referral(uris));
 }
 
-std::string Scripted::done(int code) {
-    return result('\x65', code);
+std::string Scripted::done(int code, const std::string &text, const std::vector<std::string> &uris) {
+    return result('\x65', code, text, referral(uris));
+}
+
+std::string Scripted::reference(const std::vector<std::string> &uris) {
+    return "\x73" + sized(strings(uris));
 }
 
 std::string Scripted::entry(const std::string &dn, const std::vector<std::pair<std::string, std::string>> &attributes) {
@@ -177,7 +192,7 @@ std::string Scripted::entry(const std::string &dn, const std::vector<std::pair<s
 }
 
 std::string Scripted::youAre(const std::string &who) {
-    return result('\x78', 0, "\x8B" + sized(who));
+    return result('\x78', 0, "", "\x8B" + sized(who));
 }
 
 std::string Scripted::unknown() {
@@ -190,6 +205,10 @@ HostileServer::HostileServer(Hostility hostility, int behind) {
 
 HostileServer::HostileServer(const Scripted &script) {
     start([&](int client) { answer_by_script(client, script, taken + 1); });
+}
+
+HostileServer::HostileServer(const std::function<Scripted(const std::string &uri)> &script) {
+    start([&](int client) { answer_by_script(client, script(uri()), taken + 1); });
 }
 
 void HostileServer::start(const std::function<void(int client)> &serveClient) {

@@ -29,8 +29,12 @@ struct Scripted {
     std::vector<Answer> searches;
     std::vector<Answer> extended;
 
-    static std::string bound(int code = 0);
-    static std::string done(int code = 0); // the end of a search
+    // With what the server says to the code, and with the URIs of a referral.
+    static std::string bound(int code = 0, const std::string &text = "", const std::vector<std::string> &uris = {});
+    // The end of a search, in the same way.
+    static std::string done(int code = 0, const std::string &text = "", const std::vector<std::string> &uris = {});
+    // Says, beside the entries of a search, where more of them are.
+    static std::string reference(const std::vector<std::string> &uris);
     static std::string entry(const std::string &dn, const std::vector<std::pair<std::string, std::string>> &attributes);
     static std::string youAre(const std::string &who); // the answer to "Who am I?"
     static std::string unknown();                      // of an extended request
@@ -40,6 +44,8 @@ class HostileServer {
   public:
     explicit HostileServer(Hostility hostility, int behind = 0);
     explicit HostileServer(const Scripted &script);
+    // For a script that names the server itself.
+    explicit HostileServer(const std::function<Scripted(const std::string &uri)> &script);
     ~HostileServer();
     HostileServer(const HostileServer &) = delete;
     HostileServer &operator=(const HostileServer &) = delete;

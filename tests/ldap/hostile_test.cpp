@@ -46,4 +46,5 @@ INSTANTIATE_TEST_SUITE_P(
                            "closed the connection instead of answering a request"},
                       Case{Hostility::Silent, "ldaps", ZKE_SERVER_SILENT,
                            "timed out waiting for the answer to the TLS handshake"},
+                      Case{Hostility::ClosesAtOnce, "ldaps", ZKE_SERVER_CLOSED, "TLS handshake failed"},
                       Case{Hostility::Garbage, "ldaps", ZKE_ANSWER_MALFORMED, "TLS handshake failed"}));

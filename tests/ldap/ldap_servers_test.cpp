@@ -117,4 +117,46 @@ TEST_F(LdapServersTest, AnAnswerCountsWithAllThatHoldsIt) {
     servers.logout();
     EXPECT_NO_THROW(servers.search(everything));
     EXPECT_THROW(servers.search(everything), CodedError);
+    for (const bool isLogin : {false, true}) {
+        const auto begin = [&]() {
+            if (isLogin)
+                EXPECT_EQ(servers.login({jdoe, "secret"}, {}).result, LDAP_SUCCESS);
+            else
+                servers.logout();
+        };
+        begin();
+        config.loginLimit = one;
+        EXPECT_NO_THROW(servers.search(everything)) << "counted from nothing";
+        begin();
+        config.loginLimit = one - 1;
+        EXPECT_THROW(servers.search(everything), CodedError);
+    }
+}
+
+TEST_F(LdapServersTest, WhatAServerSaysToItsTroubleIsTold) {
+    HostileServer server(Scripted{{{Scripted::bound()}}, {{Scripted::done(LDAP_BUSY, "ask later")}}, {}});
+    config.uris = {server.uri()};
+    try {
+        LdapServers(config).search(everything);
+        ADD_FAILURE() << "it is an answer";
+    } catch (const LdapTrouble &trouble) {
+        EXPECT_EQ(trouble.what(), server.uri() + ": the server reports: Server is busy: ask later");
+    }
+}
+
+TEST_F(LdapServersTest, ThePasswordOfAnotherIsTriedOnAConnectionOfItsOwn) {
+    HostileServer server(answering(0, jdoe));
+    config.uris = {server.uri()};
+    LdapServers servers(config);
+    EXPECT_EQ(servers.search(everything).entries.size(), 1u);
+    ASSERT_EQ(servers.login({jdoe, "secret"}, {}).result, LDAP_SUCCESS);
+    EXPECT_EQ(server.connections(), 1) << "a connection of nobody's becomes the user's";
+    EXPECT_EQ(servers.tryPassword({"cn=admin,o=acme", "other"}, {}).result, LDAP_SUCCESS);
+    EXPECT_EQ(server.connections(), 2);
+    EXPECT_EQ(servers.search(everything).entries.size(), 1u);
+    EXPECT_EQ(server.connections(), 2) << "the user's own is still there";
+    servers.logout();
+    EXPECT_EQ(servers.search(everything).entries.size(), 1u);
+    EXPECT_EQ(server.connections(), 3);
+    EXPECT_EQ(server.logins(), 2) << "and nobody is nobody";
 }

@@ -86,6 +86,12 @@ TEST_F(LdapStoreTest, ARefusedLoginIsToldByWhatTheServerAnswers) {
         EXPECT_EQ(outcome([&]() { return store->check_password(*user, "secret"); }), one.told) << one.result;
         EXPECT_EQ(server->logins(), 2);
     }
+    EntryPtr asked = user;
+    const std::string elsewhere = "ldap://elsewhere.example/";
+    on({{{Scripted::bound(10, "", {elsewhere})}}, {{Scripted::done()}}, {{Scripted::unknown()}}});
+    EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }), cases[9].told + ": " + elsewhere);
+    on({{{Scripted::bound(21, "ask later")}}, {{Scripted::done()}}, {{Scripted::unknown()}}});
+    EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }), cases[10].told + "ask later");
 }
 
 TEST_F(LdapStoreTest, AnEmptyPasswordIsNotSent) {
@@ -134,6 +140,87 @@ TEST_F(LdapStoreTest, AListThatTheServerCutsIsNoList) {
     std::vector<Name> groups;
     EXPECT_EQ(outcome([&]() { return store->groups_of(*user, &groups); }),
               "ACME: the list of groups of CN=jdoe is incomplete: server size limit exceeded after 1");
+}
+
+TEST_F(LdapStoreTest, WhatIsNotFoundMayBeWhereNobodyAnswers) {
+    tree.ldap.referrals = true;
+    const std::string silent = "ldap://127.0.0.1:" + std::to_string(free_port());
+    onSearches({object("SRV1", "qrtServer", {}), object("a", "groupOfNames", {}), Scripted::reference({silent + "/"}),
+                Scripted::done()});
+    const std::string told = code(ZKE_DIRECTORY_UNREACHABLE) + " " + server->uri() +
+                             ": cannot follow referral: " + silent + ": cannot connect: Connection refused";
+    EntryPtr found, other;
+    EXPECT_EQ(store->find_server("SRV1", &found), ZK_OK);
+    EXPECT_EQ(outcome([&]() { return store->find_server("SRV9", &other); }), told);
+    EXPECT_EQ(outcome([&]() { return store->find_volume(*found, "SYS", &other); }), told);
+    EXPECT_EQ(store->find({{"cn", "a"}}, Aliases::Keep, &found), ZK_OK);
+    for (int i = 0; i < 2; i++)
+        EXPECT_EQ(outcome([&]() { return store->find({{"cn", "none"}}, Aliases::Keep, &other); }), told);
+    std::vector<Name> groups;
+    for (int i = 0; i < 2; i++) EXPECT_EQ(outcome([&]() { return store->groups_of(*user, &groups); }), told);
+}
+
+TEST_F(LdapStoreTest, WhoIsNotShownAfterAFirstLoginIsLoggedOut) {
+    onSearches({Scripted::done()});
+    EntryPtr asked = user, found;
+    EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }),
+              code(ZKE_NO_ACCESS) +
+                  " ACME: the server has accepted the login of CN=jdoe but does not show the user's own entry");
+    EXPECT_EQ(store->find_server("SRV1", &found), ZKE_SERVER_NOT_FOUND);
+    EXPECT_EQ(server->connections(), 2) << "nobody asks over the connection of the login";
+    EXPECT_EQ(server->logins(), 1);
+}
+
+TEST_F(LdapStoreTest, ALaterLoginWhoseUserIsNotShownLogsNobodyOut) {
+    const Scripted::Answer jdoe = {object("jdoe", "inetOrgPerson", {}), Scripted::done()};
+    on({{{Scripted::bound()}}, {jdoe, {Scripted::done()}}, {{Scripted::unknown()}}});
+    EntryPtr asked = user, found;
+    ASSERT_EQ(store->login(&asked, "secret"), ZK_OK);
+    for (int attempt = 1; attempt <= 2; attempt++) {
+        const int before = server->connections();
+        EXPECT_NE(outcome([&]() { return store->login(&asked, "secret"); }), code(ZK_OK));
+        EXPECT_EQ(store->find_server("SRV1", &found), ZKE_SERVER_NOT_FOUND);
+        EXPECT_EQ(server->connections(), before + attempt);
+        store->logout(); // after which the next one is a first login again
+    }
+}
+
+TEST_F(LdapStoreTest, NothingThatAUserHasReadOutlivesTheLogout) {
+    const std::string folder = cache.path("brasca-zk");
+    const auto copies = [&]() {
+        return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+    };
+    tree.ldap.offline = true;
+    onSearches({object("jdoe", "inetOrgPerson", {}), object("SRV1", "qrtServer", {}), Scripted::done()});
+    EntryPtr asked = user, found;
+    std::vector<Name> groups;
+    ASSERT_EQ(store->login(&asked, "secret"), ZK_OK);
+    EXPECT_EQ(copies(), 2) << "of the login and of the site";
+    EXPECT_EQ(store->groups_of(*asked, &groups), ZK_OK);
+    EXPECT_EQ(store->find({{"cn", "SRV1"}}, Aliases::Keep, &found), ZK_OK);
+    int searches = server->searches();
+    EXPECT_EQ(searches, 2);
+    store->logout();
+    EXPECT_EQ(store->find_server("SRV1", &found), ZK_OK);
+    EXPECT_EQ(server->searches(), ++searches) << "not from the copy of what the user saw";
+    EXPECT_EQ(store->groups_of(*asked, &groups), ZK_OK);
+    EXPECT_EQ(server->searches(), ++searches);
+    std::filesystem::remove_all(folder);
+    store->logout();
+    EXPECT_EQ(store->find({{"cn", "jdoe"}}, Aliases::Keep, &found), ZK_OK);
+    EXPECT_EQ(server->searches(), ++searches);
+    EXPECT_FALSE(std::filesystem::exists(folder)) << "nobody is logged in whose login could be kept";
+    EXPECT_EQ(store->find_server("SRV1", &found), ZK_OK);
+    EXPECT_EQ(copies(), 1) << "of the site";
+
+    store = ldap_store_make(tree, {{"o", "acme"}});
+    EXPECT_EQ(store->find_server("SRV1", &found), ZK_OK);
+    EXPECT_EQ(server->searches(), searches + 1) << "the site is known from its copy";
+    ASSERT_EQ(store->login(&asked, "secret"), ZK_OK);
+    store->logout();
+    searches = server->searches();
+    EXPECT_EQ(store->find_server("SRV1", &found), ZK_OK);
+    EXPECT_EQ(server->searches(), searches + 1) << "which is older than the login";
 }
 
 TEST_F(LdapStoreTest, GroupsAreAskedForOnce) {

@@ -6,14 +6,18 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 #include <cstring>
+#include <utility>
 
 #include "platform/client/ldap_uri.h"
 #include "platform/zk.h"
+#include "tests/ldap/full_port.h"
 #include "tests/tools/process.h"
 
 namespace {
@@ -193,6 +197,15 @@ TEST_F(LdapStream, WaitsNoLongerThanTheDeadline) {
     EXPECT_TRUE(watch.waitFor(ends[0], POLLOUT));
 }
 
+TEST_F(LdapStream, SaysThatTheConnectionWasBroken) {
+    EXPECT_EQ(send(ends[0], "x", 1, MSG_NOSIGNAL), 1);
+    close(std::exchange(ends[1], dup(ends[0]))); // with something unread
+    EXPECT_EQ(read(1), "error");
+    EXPECT_EQ(errno, ECONNRESET);
+    EXPECT_FALSE(watch.hasReadAhead());
+    EXPECT_EQ(watch.event(), LdapWatch::Closed);
+}
+
 TEST(LdapWatch, KeepsItsVerdictAndTheFirstReason) {
     const auto takes = [](LdapWatch *watch, const std::string &bytes) {
         return watch->takeBytes(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
@@ -248,6 +261,30 @@ TEST(LdapConnect, MakesASocketThatDoesNotWaitAndIsNotInherited) {
     EXPECT_EQ(connected("ldap://127.0.0.1:" + port, &loopback, &sentence), -1);
     EXPECT_EQ(sentence, "ldap://127.0.0.1:" + port + ": cannot connect: Connection refused");
     EXPECT_FALSE(loopback);
+}
+
+TEST(LdapConnect, GoesOnWaitingWhenASignalComes) {
+    const FullPort port;
+    struct sigaction before = {}, counts = {};
+    static volatile sig_atomic_t signals = 0;
+    counts.sa_handler = [](int) { signals = signals + 1; };
+    ASSERT_EQ(sigaction(SIGALRM, &counts, &before), 0);
+    const itimerval often = {{0, 2000}, {0, 2000}}, never = {};
+    ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
+    while (signals == 0) pause();
+    signals = 0;
+    bool loopback = false;
+    std::string why;
+    try {
+        ldap_stream_connect(ldap_uri_parse(port.uri()), "", LdapClock::now() + std::chrono::milliseconds(100),
+                            &loopback);
+    } catch (const LdapTrouble &trouble) {
+        why = trouble.what();
+    }
+    EXPECT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
+    EXPECT_EQ(sigaction(SIGALRM, &before, nullptr), 0);
+    EXPECT_GT(signals, 0);
+    EXPECT_EQ(why, port.uri() + ": cannot connect: Connection timed out");
 }
 
 TEST(LdapConnect, ReachesALocalSocketWhosePathFits) {

@@ -51,6 +51,7 @@ class ForeignSocket {
     [[noreturn]] void serve(uid_t user, int ready) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (setgroups(0, nullptr) != 0 || setgid(user) != 0 || setuid(user) != 0) _exit(1);
+        umask(0); // for whoever may connect
         int listener = socket(AF_UNIX, SOCK_STREAM, 0);
         sockaddr_un address = {};
         address.sun_family = AF_UNIX;
@@ -109,6 +110,17 @@ TEST_F(LocalPeer, TheOwnerIsTheOneOfTheConfiguration) {
     EXPECT_TRUE(is_taken(socket, "000065534"));
     for (const char *owner : {"0000065534", "6553/", "6553:", "", "openldap", "nobody ", "655", "0", "no-such-user"})
         EXPECT_FALSE(is_taken(socket, owner)) << owner;
+}
+
+// Root is trusted by everybody, and everybody by themselves.
+TEST_F(LocalPeer, RootAndTheUsersOwnServerNeedNoOwner) {
+    const ForeignSocket roots(0), strangers(stranger), others(stranger - 1);
+    ASSERT_EQ(seteuid(stranger), 0);
+    const bool root = is_taken(roots, ""), own = is_taken(strangers, ""), other = is_taken(others, "");
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_TRUE(root);
+    EXPECT_TRUE(own);
+    EXPECT_FALSE(other);
 }
 
 TEST_F(LocalPeer, DebiansServerNeedsNoOption) {

@@ -249,6 +249,144 @@ TEST_F(LdapReferral, OnlyAServerThatCouldBeAnothersIsDistrusted) {
     }
 }
 
+namespace {
+
+// What comes of an answer that refers to other servers, all of them scripted.
+class LdapReferralAnswers : public ::testing::Test {
+  protected:
+    LdapReferralAnswers() {
+        config.referrals = true;
+        config.cleartextLoopback = true;
+        config.timeLimit = 600;
+    }
+    static Scripted searches(const std::vector<Scripted::Answer> &answers) {
+        return {{{Scripted::bound()}}, answers, {{Scripted::unknown()}}};
+    }
+    static std::string kim() { return Scripted::entry("cn=kim,o=acme", {{"cn", "kim"}}); }
+    // The answer of a server that says this; its URI is what a sentence begins with.
+    LdapAnswer asking(const Scripted::Answer &answer) {
+        server = std::make_unique<HostileServer>(searches({answer}));
+        config.uris = {server->uri()};
+        servers = std::make_unique<LdapServers>(config);
+        return servers->search(everything);
+    }
+    std::string missing(const std::string &why) const { return server->uri() + ": cannot follow referral: " + why; }
+
+    const LdapSearch everything = {"o=acme", LDAP_SCOPE_SUBTREE, "(objectClass=*)", {"cn"}};
+    ConfigLdap config;
+    std::unique_ptr<HostileServer> server;
+    std::unique_ptr<LdapServers> servers;
+};
+
+} // namespace
+
+TEST_F(LdapReferralAnswers, TheResultIsThatOfTheServerThatHasTheAnswer) {
+    for (int result : {0, LDAP_NO_SUCH_OBJECT, LDAP_SIZELIMIT_EXCEEDED}) {
+        HostileServer other(searches({{kim(), Scripted::done(result)}}));
+        LdapAnswer answer = asking({Scripted::done(LDAP_REFERRAL, "", {other.uri() + "/o=acme"})});
+        EXPECT_EQ(answer.result, result);
+        ASSERT_EQ(answer.entries.size(), 1u);
+        EXPECT_EQ(answer.entries[0].origin.server, other.uri());
+        EXPECT_FALSE(answer.entries[0].origin.trusted) << "it was reached in the clear";
+        EXPECT_EQ(answer.missing, "");
+        answer = asking({kim(), Scripted::reference({other.uri() + "/ou=branch,o=acme"}), Scripted::done()});
+        EXPECT_EQ(answer.result, result == LDAP_SIZELIMIT_EXCEEDED ? result : 0) << "the rest is only a part";
+        ASSERT_EQ(answer.entries.size(), 2u);
+        EXPECT_EQ(answer.entries[0].origin.server, "");
+        EXPECT_EQ(answer.entries[1].origin.server, other.uri());
+    }
+}
+
+TEST_F(LdapReferralAnswers, AServerThatIsReferredToMayReferOn) {
+    HostileServer last(searches({{kim(), Scripted::done()}}));
+    HostileServer middle(searches({{Scripted::done(LDAP_REFERRAL, "", {last.uri() + "/o=acme"})}}));
+    const LdapAnswer answer = asking({Scripted::done(LDAP_REFERRAL, "", {middle.uri() + "/ou=x,o=acme"})});
+    ASSERT_EQ(answer.entries.size(), 1u);
+    EXPECT_EQ(answer.entries[0].origin.server, last.uri());
+}
+
+TEST_F(LdapReferralAnswers, AConnectionThatWasIdleIsMadeAnew) {
+    HostileServer other(searches({{kim(), Scripted::done()}}));
+    EXPECT_EQ(asking({Scripted::reference({other.uri() + "/o=b"}), Scripted::done()}).entries.size(), 1u);
+    EXPECT_EQ(servers->search(everything).entries.size(), 1u);
+    EXPECT_EQ(other.connections(), 1);
+    other.closeConnection();
+    EXPECT_EQ(servers->search(everything).entries.size(), 1u);
+    EXPECT_EQ(other.connections(), 2);
+    servers->logout();
+    EXPECT_EQ(servers->search(everything).entries.size(), 1u);
+    EXPECT_EQ(other.connections(), 3) << "a connection serves one user only";
+}
+
+TEST_F(LdapReferralAnswers, AServerThatFailsAtOnceIsLeftAlone) {
+    HostileServer other(Hostility::ClosesAtOnce);
+    for (int i = 0; i < 2; i++) {
+        const LdapAnswer answer = i == 0 ? asking({Scripted::reference({other.uri() + "/o=b"}), Scripted::done()})
+                                         : servers->search(everything);
+        EXPECT_EQ(answer.missing,
+                  missing(other.uri() + ": the server closed the connection instead of answering a request"));
+        EXPECT_EQ(answer.missingCode, ZKE_SERVER_CLOSED);
+    }
+    EXPECT_EQ(other.connections(), 1);
+}
+
+TEST_F(LdapReferralAnswers, WhatCannotBeFollowedIsToldOfEachServer) {
+    const std::string refused = "ldap://127.0.0.1:" + std::to_string(free_port());
+    const std::string refusal = refused + ": cannot connect: Connection refused";
+    LdapAnswer answer = asking({Scripted::reference({"http://a/", refused + "/"}), Scripted::done()});
+    EXPECT_EQ(answer.missing, missing("http://a/ is not a usable LDAP URL; " + refusal));
+    EXPECT_EQ(answer.missingCode, ZKE_DIRECTORY_UNREACHABLE) << "as they failed in different ways";
+    answer = asking({Scripted::reference({"http://a/", "http://b/"}), Scripted::done()});
+    EXPECT_EQ(answer.missing, missing("http://a/ is not a usable LDAP URL; http://b/ is not a usable LDAP URL"));
+    EXPECT_EQ(answer.missingCode, ZKE_REFERRAL_BROKEN);
+    answer = asking({Scripted::reference({"http://a/"}), Scripted::reference({refused + "/"}), Scripted::done()});
+    EXPECT_EQ(answer.missing, missing("http://a/ is not a usable LDAP URL")) << "of several the first";
+    EXPECT_EQ(answer.missingCode, ZKE_REFERRAL_BROKEN);
+    answer = asking({Scripted::done(LDAP_REFERRAL)});
+    EXPECT_EQ(answer.missing, missing("the referral names no server"));
+    EXPECT_EQ(answer.missingCode, ZKE_REFERRAL_BROKEN);
+    EXPECT_EQ(answer.result, LDAP_REFERRAL);
+}
+
+TEST_F(LdapReferralAnswers, OnlySoManyPlacesAreAsked) {
+    HostileServer other(searches({{kim(), Scripted::done()}}));
+    const auto referring = [&](size_t places) {
+        Scripted::Answer answer;
+        for (size_t i = 0; i < places; i++)
+            answer.push_back(Scripted::reference({other.uri() + "/ou=" + std::to_string(i) + ",o=acme"}));
+        answer.push_back(Scripted::done());
+        return asking(answer);
+    };
+    LdapAnswer answer = referring(32);
+    EXPECT_EQ(answer.entries.size(), 32u);
+    EXPECT_EQ(answer.missing, "");
+    answer = referring(33);
+    EXPECT_EQ(answer.entries.size(), 32u);
+    EXPECT_EQ(answer.missing, server->uri() + ": the answer contains more than 32 referrals");
+    EXPECT_EQ(answer.missingCode, ZKE_REFERRAL_BROKEN);
+}
+
+// A place is a server, a base, a scope and a filter: with another one of them it is another place.
+TEST_F(LdapReferralAnswers, OnlyTheSamePlaceIsALoop) {
+    const std::pair<const char *, bool> places[] = {{"", true},
+                                                    {"/o=acme??sub?(objectClass=*)", true},
+                                                    {"/O=Acme", true},
+                                                    {"/o=acme??one", false},
+                                                    {"/o=acme??base", false},
+                                                    {"/o=acme??sub?(cn=kim)", false},
+                                                    {"/ou=b,o=acme", false}};
+    for (const auto &[place, loops] : places) {
+        HostileServer self([path = std::string(place)](const std::string &uri) {
+            return searches({{Scripted::done(LDAP_REFERRAL, "", {uri + path})}, {kim(), Scripted::done()}});
+        });
+        config.uris = {self.uri()};
+        const LdapAnswer answer = LdapServers(config).search(everything);
+        EXPECT_EQ(answer.missing,
+                  loops ? self.uri() + ": cannot follow referral: referral loop at " + self.uri() + place : "");
+        EXPECT_EQ(answer.entries.size(), loops ? 0u : 1u) << place;
+    }
+}
+
 TEST(LdapPlace, TakesWhatTheUriLeavesOutFromTheSearch) {
     LdapPlace place;
     ASSERT_TRUE(ldap_place_parse("ldap://b.example", from_sales(LDAP_SCOPE_SUBTREE), false, &place));
