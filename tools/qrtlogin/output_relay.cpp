@@ -55,7 +55,7 @@ int ask_to_end() {
 
 // The library ends the process itself when it cannot start a program.
 void show_all_at_exit() {
-    if (relay >= 0 && getpid() == main_process) ask_to_end();
+    if (getpid() == main_process) ask_to_end();
 }
 
 // The relay is nobody's child, lest the command that this process becomes finds a child it does not know.
@@ -90,14 +90,8 @@ void interrupted(int signal) {
 }
 
 // The library has closed the pipe's write end as a descriptor but never closes its stream. Closing the stream closes
-// its descriptor's number once more, so that number is given something harmless first.
+// its descriptor's number once more, which nothing has got in between.
 void close_stream() {
-    const int stale = fileno(pipe_stream);
-    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    if (null >= 0 && null != stale) {
-        dup2(null, stale);
-        close(null);
-    }
     fclose(pipe_stream);
     fdr = nullptr;
 }
@@ -124,8 +118,7 @@ OutputRelay::OutputRelay() {
 }
 
 OutputRelay::~OutputRelay() {
-    for (int descriptor : {pipe_, relay, output_.copy, errors_.copy})
-        if (descriptor >= 0) close(descriptor);
+    for (const int descriptor : {pipe_, relay, output_.copy, errors_.copy}) close(descriptor); // -1 is none
     relay = -1;
 }
 

@@ -99,14 +99,13 @@ RunResult run_scripts(const Options &options, const std::string &tree, Secret *p
     const uint32_t code = run_guarded(&request, options, password);
     wipe_library_password();
     // Only a run that came to its end has ended the session; the relay waits for that.
-    const bool ended = code != QRT_NO_TREE && code != QRT_NO_USER;
+    const bool ended = code != QRT_NO_TREE;
     if (!ended) qrt_exit();
     if (filtered) filtered->end();
     RunResult result;
     result.outputError = relay->end();
 
     if (code == QRT_NO_TREE) throw Failure(exit_tree, catalogue_text("cannot run the scripts: no tree"));
-    if (code == QRT_NO_USER) throw Failure(exit_user, catalogue_text("cannot run the scripts: no user"));
     // The code of a script given as a file is 0 whatever happened in it.
     result.status = code != 0 || syntax_error != 0 ? 1 : 0;
     return result;

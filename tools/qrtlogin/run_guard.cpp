@@ -133,7 +133,7 @@ void tell(const std::string &sentence) {
         if (write(STDERR_FILENO, sentence.data(), sentence.size()) >= 0) OutputRelay::showAll();
         _exit(EXIT_SUCCESS);
     }
-    const int handle = teller > 0 ? pidfd_open(teller, 0) : -1;
+    const int handle = pidfd_open(teller, 0);
     pollfd end = {handle, POLLIN, 0};
     if (handle >= 0) poll(&end, 1, tell_at_most);
 }
@@ -219,7 +219,7 @@ void *guard(void *) {
 
 void close_all() {
     for (int *descriptor : {&to_guard, &from_main, &interrupts, &terminal}) {
-        if (*descriptor >= 0) close(*descriptor);
+        close(*descriptor); // -1 is none
         *descriptor = -1;
     }
 }

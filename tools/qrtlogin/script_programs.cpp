@@ -64,18 +64,16 @@ uint64_t field(const char *behind_name, int number) {
     return value;
 }
 
-bool read_process(int proc, const char *number, Process *process) {
+bool read_process(int proc, pid_t id, Process *process) {
     char path[32] = {}, text[1024] = {};
-    if (strlen(number) + sizeof "/stat" > sizeof path) return false;
-    memcpy(path, number, strlen(number));
-    memcpy(path + strlen(number), "/stat", sizeof "/stat");
+    memcpy(std::to_chars(path, path + sizeof path, id).ptr, "/stat", sizeof "/stat");
     const int file = openat(proc, path, O_RDONLY | O_CLOEXEC);
     if (file < 0) return false;
-    const ssize_t got = read(file, text, sizeof text - 1);
+    [[maybe_unused]] const ssize_t got = read(file, text, sizeof text - 1); // what cannot be read stays empty
     close(file);
-    const char *name_end = got > 0 ? strrchr(text, ')') : nullptr;
-    if (name_end == nullptr || name_end[1] != ' ') return false;
-    std::from_chars(number, number + strlen(number), process->id);
+    const char *name_end = strrchr(text, ')');
+    if (name_end == nullptr) return false;
+    process->id = id;
     process->state = name_end[2];
     process->parent = static_cast<pid_t>(field(name_end + 2, 4));
     process->start = field(name_end + 2, 22);
@@ -94,9 +92,10 @@ void read_all(int proc) {
         for (ssize_t at = 0; at < got;) {
             const auto *entry = reinterpret_cast<const dirent64 *>(block + at);
             at += entry->d_reclen;
+            pid_t id = 0; // which no process has, where the name is no number
+            std::from_chars(entry->d_name, entry->d_name + strlen(entry->d_name), id);
             Process process = {};
-            if (entry->d_name[0] < '1' || entry->d_name[0] > '9') continue;
-            if (read_process(proc, entry->d_name, &process) && !has_ended(process)) all.add(process);
+            if (read_process(proc, id, &process) && !has_ended(process)) all.add(process);
         }
     }
 }
@@ -108,12 +107,10 @@ bool is_theirs(const Process &process) {
 
 // Through a descriptor of the process, so that it cannot be another one's number by then.
 void send(int proc, const Process &process, int signal) {
-    char number[16] = {};
-    std::to_chars(number, number + sizeof number - 1, process.id);
-    const int handle = pidfd_open(process.id, 0);
-    if (handle < 0) return;
+    const int handle = pidfd_open(process.id, 0); // one that has ended has none
     Process now = {};
-    if (read_process(proc, number, &now) && now.start == process.start) pidfd_send_signal(handle, signal, nullptr, 0);
+    if (read_process(proc, process.id, &now) && now.start == process.start)
+        pidfd_send_signal(handle, signal, nullptr, 0);
     close(handle);
 }
 
@@ -142,6 +139,7 @@ bool any_left(int proc, int signal) {
     return left;
 }
 
+// Without a descriptor for it no process is seen.
 int open_proc() {
     return open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
@@ -150,7 +148,6 @@ int open_proc() {
 
 void script_programs_begin() {
     const int proc = open_proc();
-    if (proc < 0) return;
     read_all(proc);
     close(proc);
     earlier.count = 0;
@@ -161,7 +158,6 @@ void script_programs_begin() {
 void script_programs_end() {
     constexpr int round = 20, kindly = 1000, at_most = 2000; // milliseconds
     const int proc = open_proc();
-    if (proc < 0) return;
     theirs.count = 0;
     for (int passed = 0; passed < at_most; passed += round) {
         read_all(proc);

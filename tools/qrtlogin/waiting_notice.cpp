@@ -32,7 +32,7 @@ std::string fitting(const std::string &text) {
     while (end < text.size()) {
         wchar_t letter = L'\0';
         const size_t length = std::mbrtowc(&letter, text.data() + end, text.size() - end, &state);
-        if (length == 0 || length > text.size()) break;
+        if (length > text.size()) break; // none, or cut short
         left -= std::max(wcwidth(letter), 0);
         if (left < 0) break;
         end += length;
