@@ -52,7 +52,7 @@ TEST(MemoryLimit, IsAGibibyteMoreThanTheProcessHasForAsLongAsItLives) {
 
 TEST(MemoryLimit, IsNotThatOfAChild) {
     in_own_process([] {
-        const rlim_t former = gibibyte << 10;
+        const rlim_t former = gibibyte << 20;
         set_limit(former);
         const MemoryLimit limit;
         const pid_t child = fork();
@@ -68,9 +68,9 @@ TEST(MemoryLimit, OfAChildThatIsMadeLaterIsItsOwn) {
     in_own_process([] {
         set_limit(RLIM_INFINITY);
         { const MemoryLimit limit; }
-        set_limit(gibibyte << 10);
+        set_limit(gibibyte << 20);
         const pid_t child = fork();
-        if (child == 0) _exit(limit_now() == gibibyte << 10 ? 42 : 43);
+        if (child == 0) _exit(limit_now() == gibibyte << 20 ? 42 : 43);
         int status = 0;
         EXPECT_EQ(waitpid(child, &status, 0), child);
         EXPECT_EQ(WEXITSTATUS(status), 42);

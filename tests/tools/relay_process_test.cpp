@@ -116,6 +116,15 @@ TEST_F(RelayProcess, WhatWasWrittenBeforeARequestIsShownBeforeTheAnswer) {
     EXPECT_EQ(rest(), text);
 }
 
+// An interrupt may cut a question short before its answer.
+TEST_F(RelayProcess, AnswersEachRequest) {
+    ASSERT_EQ(send(login_, "??", 2, 0), 2);
+    start();
+    EXPECT_EQ(answer(), 0);
+    EXPECT_EQ(answer(), 0);
+    EXPECT_EQ(rest(), "");
+}
+
 TEST_F(RelayProcess, ShowsEachByteAsItComes) {
     start();
     for (const char *byte : {"a", "b", "\n"}) {

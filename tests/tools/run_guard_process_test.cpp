@@ -1,6 +1,7 @@
 // What the guard does to the process that it guards, without a login around it.
 #include <gmock/gmock.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <cerrno>
 #include <csignal>
@@ -65,6 +66,24 @@ Outcome ended(const std::function<void(Secret *)> &body) {
     return outcome;
 }
 
+// The guard's.
+pid_t other_thread() {
+    for (const auto &task : std::filesystem::directory_iterator("/proc/self/task"))
+        if (task.path().filename() != std::to_string(getpid())) return std::stoi(task.path().filename());
+    return 0;
+}
+
+// The set of signals in a line of the status of a thread.
+bool has_signal(pid_t thread, const std::string &line, int signal) {
+    const std::string status = file_text("/proc/self/task/" + std::to_string(thread) + "/status");
+    const std::string set = status.substr(status.find(line + ":\t") + line.size() + 2, 16);
+    return (std::stoull(set, nullptr, 16) >> (signal - 1) & 1) != 0;
+}
+
+bool waits_for_this_thread(int signal) {
+    return has_signal(getpid(), "SigPnd", signal);
+}
+
 std::string failure(Secret *password) {
     try {
         const RunGuard guard(std::nullopt, password);
@@ -102,9 +121,23 @@ TEST(RunGuardProcess, EverythingIsAsItWasAfterwards) {
         EXPECT_EQ(handler_of(SIGRTMAX), reinterpret_cast<void *>(former_interrupt));
         EXPECT_EQ(auxbefore_prompt, former_before);
         EXPECT_EQ(auxafter_prompt, former_after);
-        EXPECT_FALSE(std::filesystem::exists("/proc/self/task/" + std::to_string(getpid() + 1)));
+        EXPECT_EQ(other_thread(), 0);
         auxbefore_prompt = nullptr;
         auxafter_prompt = nullptr;
+    });
+}
+
+TEST(RunGuardProcess, ItsThreadRestsWhileNothingHappens) {
+    guarded([](Secret *password) {
+        for (const std::optional<int> &seconds : {std::optional<int>(0), std::optional<int>(1000)}) {
+            const RunGuard guard(seconds, password);
+            EXPECT_TRUE(comes_to_rest(other_thread()));
+            auxbefore_prompt();
+            EXPECT_TRUE(comes_to_rest(other_thread()));
+            auxafter_prompt();
+            raise(SIGINT);
+            EXPECT_TRUE(comes_to_rest(other_thread()));
+        }
     });
 }
 
@@ -112,17 +145,8 @@ TEST(RunGuardProcess, EverythingIsAsItWasAfterwards) {
 TEST(RunGuardProcess, ItsThreadTakesNoSignal) {
     guarded([](Secret *password) {
         const RunGuard guard(std::nullopt, password);
-        int threads = 0;
-        for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
-            if (task.path().filename() == std::to_string(getpid())) continue;
-            const std::string status = file_text(task.path() / "status");
-            const std::string blocked = status.substr(status.find("SigBlk:\t") + 8, 16);
-            const unsigned long long mask = std::stoull(blocked, nullptr, 16);
-            for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM, SIGCHLD, SIGRTMAX})
-                EXPECT_NE(mask >> (signal - 1) & 1, 0u) << signal;
-            ++threads;
-        }
-        EXPECT_GE(threads, 1);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM, SIGCHLD, SIGRTMAX})
+            EXPECT_TRUE(has_signal(other_thread(), "SigBlk", signal)) << signal;
     });
 }
 
@@ -179,6 +203,72 @@ TEST(RunGuardProcess, TheThirdInterruptEndsItBehindTheOutput) {
     EXPECT_THAT(outcome.out, EndsWith("open lineqrtlogin: the scripts were ended by the third interrupt\r\n"));
 }
 
+// As in a call that does not return: the guard counts them, and the thread of the scripts finds them when it goes on.
+TEST(RunGuardProcess, InterruptsThatAreHeldUpAreCountedOnceAndComeLater) {
+    guarded([](Secret *password) {
+        signal(SIGINT, former_interrupt);
+        const RunGuard guard(std::nullopt, password);
+        sigset_t interrupt;
+        sigemptyset(&interrupt);
+        sigaddset(&interrupt, SIGINT);
+        for (int times = 1; times <= 2; ++times) {
+            pthread_sigmask(SIG_BLOCK, &interrupt, nullptr);
+            kill(getpid(), SIGINT);
+            for (int look = 0; look < 1000 && !waits_for_this_thread(SIGINT); ++look) usleep(10000);
+            EXPECT_TRUE(waits_for_this_thread(SIGINT));
+            EXPECT_EQ(former_interrupts, times - 1);
+            pthread_sigmask(SIG_UNBLOCK, &interrupt, nullptr);
+            EXPECT_EQ(former_interrupts, times);
+        }
+    });
+}
+
+// With a value as a program may send it along.
+TEST(RunGuardProcess, InterruptsCountWhoeverSendsThem) {
+    const Outcome outcome = ended([](Secret *password) {
+        const RunGuard guard(std::nullopt, password);
+        sigval value = {};
+        value.sival_int = 7;
+        for (int times = 0; times < 3; ++times) sigqueue(getpid(), SIGINT, value);
+        for (;;) pause();
+    });
+    EXPECT_EQ(outcome.status, exit_interrupted);
+}
+
+// Not even a handler, which might end the process in another way.
+TEST(RunGuardProcess, NothingGoesOnOnceItIsEnded) {
+    constexpr size_t size = 2 * sizeof(long);
+    void *shared = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(shared, MAP_FAILED);
+    auto *count = static_cast<volatile long *>(shared);
+    static volatile long *handled = nullptr;
+    handled = count + 1;
+    // Its child sees it rest before it is ended itself, with what the scripts have started.
+    const Outcome outcome = ended([count](Secret *password) {
+        signal(SIGINT, [](int) { *handled = *handled + 1; });
+        const RunGuard guard(std::nullopt, password);
+        const pid_t script = getpid();
+        if (fork() == 0) {
+            signal(SIGTERM, SIG_IGN);
+            for (int times = 0; times < 3; ++times) {
+                kill(script, SIGINT);
+                while (times < 2 && *handled <= times) usleep(1000);
+            }
+            usleep(500000);
+            const long before = *count, handled_before = *handled;
+            kill(script, SIGINT);
+            usleep(100000);
+            *count = *count == before && *handled == handled_before ? -1 : -2;
+            for (;;) pause();
+        }
+        while (*count >= 0) *count = *count + 1;
+        for (;;) pause();
+    });
+    EXPECT_EQ(outcome.status, exit_interrupted);
+    EXPECT_EQ(*count, -1);
+    munmap(shared, size);
+}
+
 TEST(RunGuardProcess, TheTimeLimitEndsItBehindTheOutput) {
     const Outcome outcome = ended([](Secret *password) {
         const RunGuard guard(1, password);
@@ -223,16 +313,10 @@ TEST(RunGuardProcess, CannotBeWithoutDescriptors) {
 }
 
 TEST(RunGuardProcess, CannotBeWithoutAThread) {
-    if (geteuid() != 0) GTEST_SKIP() << "only root can become a user that has no other process";
     guarded([](Secret *password) {
         signal(SIGINT, former_interrupt);
         const long before = open_descriptors();
-        rlimit limit = {};
-        getrlimit(RLIMIT_NPROC, &limit);
-        const rlimit one = {1, limit.rlim_max};
-        setrlimit(RLIMIT_NPROC, &one);
-        constexpr uid_t nobodys = 64322;
-        ASSERT_EQ(setresuid(nobodys, nobodys, nobodys), 0);
+        if (!allow_processes(1)) return;
         EXPECT_EQ(failure(password), "cannot watch over the scripts: Resource temporarily unavailable");
         EXPECT_EQ(open_descriptors(), before);
         EXPECT_EQ(handler_of(SIGINT), reinterpret_cast<void *>(former_interrupt));

@@ -129,7 +129,10 @@ TEST(SecretTest, NothingIsLeftWhenItIsWiped) {
 TEST(SecretTest, ItsPagesAreNeitherSwappedNorDumpedNorCopied) {
     in_own_process([] {
         Secret secret;
-        for (const char *flag : {" lo", " dd", " wf"}) EXPECT_THAT(flags_of(secret.text()), HasSubstr(flag));
+        for (const char *flag : {" dd", " wf"}) EXPECT_THAT(flags_of(secret.text()), HasSubstr(flag));
+#ifndef __SANITIZE_ADDRESS__ // which locks nothing
+        EXPECT_THAT(flags_of(secret.text()), HasSubstr(" lo"));
+#endif
     });
 }
 
