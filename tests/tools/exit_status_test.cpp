@@ -56,6 +56,8 @@ const Row rows[] = {
     {74, "", "ulimit -f 1; $q $u --login-script @/long >@/limited", "cannot write the output: File too large"},
     {74, "FOO BAR\n", "$q $u >/dev/full", "cannot write the output: No space left on device"},
     {74, "SET A=\"1\"\n", "$q $u --print-environment >/dev/full", "cannot write the environment: No space left"},
+    {74, "", "$q $u --login-script @/large --print-environment >/dev/full",
+     "cannot write the environment: No space left"},
     {74, "", "$q --help >/dev/full", "cannot write the output: No space left on device"},
     {124, "WRITE \"hi\"\nAGAIN:\nGOTO AGAIN\n", "$q $u --time-limit 1", "at the time limit of 1 s"},
     {126, "", "$q $u -- @/wrong", "cannot run @/wrong"},
@@ -79,6 +81,7 @@ class ExitStatus : public Site {
         site.write("mapping", "MAP H:=NOSRV/SYS:\n");
         for (int i = 0; i < 200; i++) long_ += "WRITE \"one line of many\"\n";
         site.write("long", long_);
+        site.write("large", "SET A=\"" + std::string(9000, 'x') + "\"\n");
         site.write("broken.toml", "default_tree\n");
         site.write("interrupt", "#!/bin/sh\nkill -INT $PPID\n");
         site.write("insist", "#!/bin/sh\nwhile kill -INT $PPID; do sleep 0.1; done\n");

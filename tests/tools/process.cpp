@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -126,7 +127,13 @@ TerminalProcess::TerminalProcess(const std::function<int()> &body) {
     if (child_ == 0) {
         close(terminal_);
         if (login_tty(program) != 0) _exit(125);
-        int status = body();
+        // Nobody else may catch what it throws: the child would go on as a second test program.
+        int status = 125;
+        try {
+            status = body();
+        } catch (const std::exception &problem) {
+            fprintf(stderr, "%s\n", problem.what());
+        }
         fflush(nullptr);
         _exit(status);
     }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cstring>
+#include <filesystem>
 
 #include "tests/tools/site.h"
 #include "tools/qrtlogin/environment.h"
@@ -222,6 +223,23 @@ TEST_F(QrtloginTest, ALineLongerThanOnePieceStaysOneLine) {
     }
 }
 
+// Its catalogues are found from the place of the program; the library has looked in the system's meanwhile.
+TEST_F(QrtloginTest, SpeaksThePersonsLanguageBeforeTheScriptsAndBehindThem) {
+    site.write("bin/tools", "");
+    site.write(std::string("bin/") + LOCALE_FROM_PROGRAMS + "/none", "");
+    const std::filesystem::path program = site.path("bin/qrtlogin");
+    std::filesystem::copy_file(QRTLOGIN_PATH, program);
+    std::filesystem::create_symlink(BINARY_DIR "/locale/de",
+                                    site.path(std::string("bin/") + LOCALE_FROM_PROGRAMS) + "/de");
+    environment["LC_ALL"] = "C.UTF-8";
+    environment["LANGUAGE"] = "de";
+    environment["LD_LIBRARY_PATH"] = BINARY_DIR;
+    const Words words = {program, "--password-fd", "3", "jdoe.sales.acme", "--", "/none"};
+    EXPECT_THAT(process_run(words, environment, "guess\n").err, testing::HasSubstr("falsches Passwort"));
+    EXPECT_THAT(process_run(words, environment, "secret\n").err,
+                testing::HasSubstr("/none kann nicht ausgeführt werden: "));
+}
+
 // ---- what is handed on ----
 
 TEST_F(QrtloginTest, TheCommandGetsTheEnvironmentAndItsStatusIsTheResult) {
@@ -274,6 +292,22 @@ TEST_F(QrtloginTest, WithoutTheVariableItIsTheShellOfTheAccount) {
         if (set) environment["SHELL"] = "";
         EXPECT_EQ(process_run(words, environment, "secret").out, login_head + ("shell: " + shell) + "\n");
     }
+}
+
+TEST_F(QrtloginTest, AUserWithoutAnAccountGetsTheCommonShell) {
+    userScript("");
+    environment.erase("SHELL");
+    Words words = {"/usr/bin/unshare", "-U", "--map-user=4242"};
+    const auto within = [&](const Words &more) {
+        Words all = words;
+        all.insert(all.end(), more.begin(), more.end());
+        return process_run(all, environment, "secret");
+    };
+    if (within({"/bin/true"}).status != 0) GTEST_SKIP() << "no user namespace here";
+    EXPECT_EQ(within({"/bin/sh", "-c", "echo 'echo shell: $0' | exec \"$0\" --shell --password-fd 3 jdoe.sales.acme",
+                      QRTLOGIN_PATH})
+                  .out,
+              login_head + std::string("shell: /bin/sh\n"));
 }
 
 TEST_F(QrtloginTest, PrintedEnvironmentIsOnlyWhatTheScriptsChanged) {

@@ -148,7 +148,7 @@ TEST_F(RunGuardTest, TheTerminalIsTakenBackFromAProgramThatHadIt) {
     process = std::make_unique<TerminalProcess>(words, environment);
     ASSERT_TRUE(process->awaits("Password for jdoe.sales.acme: "));
     process->type("secret\n");
-    ASSERT_TRUE(process->awaits("status 124\r\n")) << process->shown();
+    ASSERT_TRUE(process->awaits("(--time-limit)\r\nstatus 124\r\n")) << process->shown();
     process->type("hello\n");
     EXPECT_TRUE(process->awaits("read hello\r\n")) << process->shown();
     EXPECT_EQ(process->finish(), 0);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "include/qrtscript.h"
+#include "tests/tools/own_process.h"
 #include "tests/tools/site.h"
 #include "tools/qrtlogin/failure.h"
 
@@ -60,4 +61,36 @@ TEST_F(RunTest, ThePasswordIsWipedAfterTheRun) {
                    : 43;
     });
     EXPECT_EQ(outcome.status, 42);
+}
+
+TEST_F(RunTest, WithoutAPipeNoScriptRuns) {
+    Outcome outcome = inProcess([](Secret *password) {
+        OutputRelay relay;
+        Options options;
+        options.user = "jdoe.sales.acme";
+        allow_descriptors(0);
+        try {
+            run_scripts(options, "ACME", password, &relay);
+        } catch (const Failure &failure) {
+            const std::string why = failure.what();
+            return failure.status() == exit_system && why == "cannot create a pipe for the scripts' output" ? 42 : 43;
+        }
+        return 44;
+    });
+    EXPECT_EQ(outcome.status, 42);
+    EXPECT_EQ(outcome.out, "");
+}
+
+TEST_F(RunTest, TheTraceLevelIsTheOneThatWasAskedFor) {
+    for (const std::optional<int> level : {std::optional<int>(), std::optional<int>(0), std::optional<int>(3)}) {
+        Outcome outcome = inProcess([level](Secret *password) {
+            OutputRelay relay;
+            Options options;
+            options.user = "jdoe.sales.acme";
+            options.debugLevel = level;
+            run_scripts(options, "ACME", password, &relay);
+            return debug_level;
+        });
+        EXPECT_EQ(outcome.status, level.value_or(0));
+    }
 }

@@ -38,8 +38,9 @@ bool take_answer(int *problem) {
 int ask() {
     int problem = 0;
     const char request = 's';
-    if (send(relay, &request, 1, MSG_NOSIGNAL) != 1 || !take_answer(&problem)) return EPIPE;
-    return problem;
+    // One that has never started has left its answer.
+    const bool asked = send(relay, &request, 1, MSG_NOSIGNAL) == 1 || errno == EPIPE;
+    return asked && take_answer(&problem) ? problem : EPIPE;
 }
 
 // The last request. There may be an answer on its way to an earlier one that an interrupt has cut short: the last

@@ -1,0 +1,150 @@
+// The block that holds a password: how it is filled, and what the system does with its pages.
+#include "tools/qrtlogin/secret.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <csignal>
+#include <cstring>
+
+#include "tests/tools/own_process.h"
+#include "tools/qrtlogin/failure.h"
+
+namespace {
+
+using testing::HasSubstr;
+
+// A descriptor that holds the text and its end.
+int holding(const std::string &text) {
+    int ends[2];
+    if (pipe(ends) != 0 || write(ends[1], text.data(), text.size()) != static_cast<ssize_t>(text.size())) abort();
+    close(ends[1]);
+    return ends[0];
+}
+
+// The failure of reading this, with its status; or the password.
+std::string read_from(int descriptor) {
+    Secret secret;
+    try {
+        secret.readFrom(descriptor);
+    } catch (const Failure &failure) {
+        return std::to_string(failure.status()) + " " + failure.what();
+    }
+    return secret.text();
+}
+
+bool is_null_device(int descriptor) {
+    return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)) == "/dev/null";
+}
+
+// What the system does with the pages that hold this address, as in /proc/self/smaps.
+std::string flags_of(const void *address) {
+    const std::string maps = file_text("/proc/self/smaps");
+    char start[32];
+    snprintf(start, sizeof start, "%lx-", reinterpret_cast<unsigned long>(address));
+    const size_t flags = maps.find("VmFlags:", maps.find(start));
+    return maps.substr(flags, maps.find('\n', flags) - flags);
+}
+
+} // namespace
+
+TEST(SecretTest, IsTheFirstLine) {
+    for (const char *text : {"secret", "secret\n", "secret\nmore\n"}) EXPECT_EQ(read_from(holding(text)), "secret");
+    EXPECT_EQ(read_from(holding("x")), "x");
+    EXPECT_EQ(read_from(holding(std::string(1024, 'x') + "\n")), std::string(1024, 'x'));
+    EXPECT_EQ(read_from(holding(std::string(1024, 'x'))), std::string(1024, 'x'));
+    EXPECT_EQ(read_from(holding(std::string(1025, 'x'))), "2 the password is too long");
+    EXPECT_EQ(read_from(holding(std::string("a\0b\n", 4))), "2 the password contains a NUL byte");
+    EXPECT_THAT(read_from(holding("\nx")), HasSubstr("2 no password on file descriptor "));
+    EXPECT_THAT(read_from(holding("")), HasSubstr("2 no password on file descriptor "));
+    EXPECT_EQ(read_from(999), "64 cannot read the password from file descriptor 999: Bad file descriptor");
+}
+
+TEST(SecretTest, ItsDescriptorIsClosedOrTheNullDevice) {
+    in_own_process([] {
+        const long before = open_descriptors();
+        EXPECT_EQ(read_from(holding("secret")), "secret");
+        EXPECT_EQ(open_descriptors(), before);
+        const int errors = dup(STDERR_FILENO), output = dup(STDOUT_FILENO);
+        std::string read[3];
+        bool null[3] = {};
+        for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            dup2(holding("secret"), standard);
+            read[standard] = read_from(standard);
+            null[standard] = is_null_device(standard) && (fcntl(standard, F_GETFL) & O_ACCMODE) == O_RDWR;
+        }
+        dup2(output, STDOUT_FILENO);
+        dup2(errors, STDERR_FILENO);
+        EXPECT_THAT(read, testing::Each("secret"));
+        EXPECT_THAT(null, testing::Each(true));
+    });
+}
+
+TEST(SecretTest, AStandardDescriptorThatGetsAnotherNumberIsAFailure) {
+    in_own_process([] {
+        const int output = dup(STDOUT_FILENO);
+        dup2(holding("secret"), STDOUT_FILENO);
+        close(STDIN_FILENO);
+        const std::string read = read_from(STDOUT_FILENO);
+        dup2(output, STDOUT_FILENO);
+        EXPECT_THAT(read, HasSubstr("64 cannot open /dev/null"));
+    });
+}
+
+TEST(SecretTest, OnlyADescriptorThatIsOpenIsTaken) {
+    EXPECT_NO_THROW(Secret::requireOpen(STDIN_FILENO));
+    try {
+        Secret::requireOpen(999);
+        ADD_FAILURE();
+    } catch (const Failure &failure) {
+        EXPECT_STREQ(failure.what(), "cannot read the password from file descriptor 999: Bad file descriptor");
+        EXPECT_EQ(failure.status(), exit_usage);
+    }
+}
+
+// A process that has no handler of its own for interrupts ends; one that ignores them goes on.
+TEST(SecretTest, AnInterruptCancelsTheQuestion) {
+    TerminalProcess process([] {
+        signal(SIGINT, SIG_IGN);
+        Secret secret;
+        try {
+            secret.ask("Question \x1B? ");
+        } catch (const Failure &failure) {
+            return strcmp(failure.what(), "cannot read the password: cancelled") == 0 ? failure.status() : 43;
+        }
+        return 44;
+    });
+    ASSERT_TRUE(process.awaits("Question \\x1B? "));
+    process.interrupt();
+    EXPECT_EQ(process.finish(), exit_password);
+}
+
+TEST(SecretTest, NothingIsLeftWhenItIsWiped) {
+    Secret secret;
+    secret.readFrom(holding(std::string(1024, 'x')));
+    secret.wipe();
+    EXPECT_EQ(std::string(secret.text(), 1026), std::string(1026, '\0'));
+}
+
+TEST(SecretTest, ItsPagesAreNeitherSwappedNorDumpedNorCopied) {
+    in_own_process([] {
+        Secret secret;
+        for (const char *flag : {" dd", " wf"}) EXPECT_THAT(flags_of(secret.text()), HasSubstr(flag));
+#ifndef __SANITIZE_ADDRESS__ // which locks nothing
+        EXPECT_THAT(flags_of(secret.text()), HasSubstr(" lo"));
+#endif
+    });
+}
+
+TEST(SecretTest, ItsPagesGoBackToTheSystem) {
+    in_own_process([] {
+        const char *text = nullptr;
+        {
+            Secret secret;
+            text = secret.text();
+            EXPECT_NE(flags_of(text), "");
+        }
+        unsigned char resident = 0;
+        EXPECT_NE(mincore(const_cast<char *>(text), 1, &resident), 0);
+    });
+}
