@@ -218,35 +218,41 @@ int connect_network(const LdapUri &uri, LdapDeadline deadline, bool *loopback, s
 
 } // namespace
 
-LdapFraming::Verdict LdapFraming::takeHead(unsigned char byte) {
-    headLength++;
-    if (headLength == 1) {
-        return byte == sequence_tag ? Fine : Malformed;
-    }
-    if (headLength == 2) {
-        lengthBytes = byte < 0x80 ? 0 : byte & 0x7Fu;
-        length = byte < 0x80 ? byte : 0;
-        if (byte == 0x80 || lengthBytes > sizeof length) {
+LdapBerLength::State LdapBerLength::take(unsigned char byte) {
+    if (!begun) {
+        begun = true;
+        following = byte < 0x80 ? 0 : byte & 0x7Fu;
+        value_ = byte < 0x80 ? byte : 0;
+        if (byte == 0x80 || following > sizeof value_) {
             return Malformed;
         }
     } else {
-        length = length << 8 | byte;
+        value_ = value_ << 8 | byte;
+        following--;
     }
-    if (headLength == 2 + lengthBytes) {
-        if (length == 0) {
-            return Malformed;
-        }
-        if (length > ldap_message_limit) {
+    return following == 0 ? Whole : Partial;
+}
+
+LdapFraming::Verdict LdapFraming::takeHead(unsigned char byte) {
+    if (!inHead) {
+        inHead = true;
+        length = {};
+        return byte == sequence_tag ? Fine : Malformed;
+    }
+    const LdapBerLength::State state = length.take(byte);
+    if (state == LdapBerLength::Whole) {
+        if (length.value() > ldap_message_limit) {
             return TooLarge;
         }
-        rest = length;
-        headLength = 0;
+        rest = length.value();
+        inHead = false;
         start = 0;
-        startEnd = 0;
+        numberEnd = 0;
         number = 0;
+        answerLength = {};
         started = false;
     }
-    return Fine;
+    return state == LdapBerLength::Malformed || (state == LdapBerLength::Whole && rest == 0) ? Malformed : Fine;
 }
 
 LdapFraming::Verdict LdapFraming::takeStart(unsigned char byte) {
@@ -256,22 +262,24 @@ LdapFraming::Verdict LdapFraming::takeStart(unsigned char byte) {
         return byte == number_tag ? Fine : Malformed;
     }
     if (at == 1) {
-        startEnd = 2 + byte;
+        numberEnd = 2 + byte;
         return byte >= 1 && byte <= 4 ? Fine : Malformed;
     }
-    if (at < startEnd) {
+    if (at < numberEnd) {
         number |= byte;
         return Fine;
     }
-    if (at == startEnd) {
-        started = true;
+    if (at == numberEnd) {
         if (number == 0) { // libldap would lose memory with it
             rest = 0;
             return Disconnected;
         }
         return answers.find(static_cast<char>(byte)) != std::string_view::npos ? Fine : Malformed;
     }
-    return Fine;
+    const LdapBerLength::State state = answerLength.take(byte);
+    started = state == LdapBerLength::Whole;
+    // libldap loses memory with an answer that goes on behind its message, too.
+    return state == LdapBerLength::Malformed || answerLength.value() > rest ? Malformed : Fine;
 }
 
 LdapFraming::Verdict LdapFraming::take(const unsigned char *bytes, size_t count) {

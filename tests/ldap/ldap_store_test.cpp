@@ -244,6 +244,10 @@ struct CopyAge {
     bool serves;
 };
 
+void PrintTo(const CopyAge &age, std::ostream *out) {
+    *out << age.seconds << " s " << age.options;
+}
+
 class LdapSiteCopy : public LdapSite, public ::testing::WithParamInterface<CopyAge> {};
 
 } // namespace

@@ -28,13 +28,16 @@ LdapFraming::Verdict take(LdapFraming *framing, const std::string &bytes) {
     return framing->take(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
 }
 
-// A message with a number of so many bytes, this answer and this many bytes behind it.
+std::string ber_length(size_t length) {
+    return length < 0x80 ? std::string(1, static_cast<char>(length))
+                         : "\x82"s + static_cast<char>(length >> 8) + static_cast<char>(length);
+}
+
+// A message with a number of so many bytes and this answer, of this many bytes.
 std::string message(size_t number, char answer, size_t rest) {
-    const std::string body =
-        "\x02"s + static_cast<char>(number) + std::string(number, '\x01') + answer + std::string(rest, 'x');
-    return body.size() < 0x80
-               ? "\x30"s + static_cast<char>(body.size()) + body
-               : "\x30\x82"s + static_cast<char>(body.size() >> 8) + static_cast<char>(body.size()) + body;
+    const std::string body = "\x02"s + static_cast<char>(number) + std::string(number, '\x01') + answer +
+                             ber_length(rest) + std::string(rest, 'x');
+    return "\x30"s + ber_length(body.size()) + body;
 }
 
 class LdapStream : public ::testing::Test {
@@ -96,6 +99,32 @@ TEST(LdapFraming, TakesNumbersOfOneToFourBytes) {
         EXPECT_EQ(take(&framing, message(number, '\x64', 1)),
                   number >= 1 && number <= 4 ? LdapFraming::Fine : LdapFraming::Malformed)
             << number;
+    }
+}
+
+TEST(LdapFraming, AnAnswerEndsWithinItsMessage) {
+    const struct {
+        std::string message;
+        bool fine;
+    } cases[] = {
+        {"\x30\x05\x02\x01\x01\x65\x00"s, true},
+        {"\x30\x05\x02\x01\x01\x65\x01"s, false},
+        {"\x30\x06\x02\x01\x01\x65\x01x"s, true},
+        {"\x30\x07\x02\x01\x01\x65\x01xc"s, true}, // controls
+        {"\x30\x07\x02\x01\x01\x65\x03xx"s, false},
+        {"\x30\x07\x02\x01\x01\x65\x81\x01x"s, true},
+        {"\x30\x07\x02\x01\x01\x65\x81\x02x"s, false},
+        {"\x30\x07\x02\x01\x01\x65\x82\x00\x00"s, true},
+        {"\x30\x06\x02\x01\x01\x65\x82\x00"s, false}, // cut within the length
+        {"\x30\x06\x02\x01\x01\x65\x80x"s, false},
+        {"\x30\x0E\x02\x01\x01\x65\x88\x00\x00\x00\x00\x00\x00\x00\x01x"s, true},
+        {"\x30\x0F\x02\x01\x01\x65\x89\x00\x00\x00\x00\x00\x00\x00\x00\x00"s, false},
+    };
+    for (const auto &one : cases) {
+        LdapFraming framing;
+        EXPECT_EQ(take(&framing, one.message), one.fine ? LdapFraming::Fine : LdapFraming::Malformed)
+            << ::testing::PrintToString(one.message);
+        EXPECT_TRUE(!one.fine || !framing.inMessage());
     }
 }
 
