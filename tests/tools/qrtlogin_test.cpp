@@ -591,6 +591,19 @@ TEST_F(QrtloginTest, AsksForThePasswordWithoutEcho) {
     EXPECT_EQ(process.shown().find("secret"), std::string::npos);
 }
 
+TEST_F(QrtloginTest, AUserDirectlyBelowTheBaseHasNoContext) {
+    site.write("client.toml",
+               "default_tree = \"ACME\"\n[[tree]]\nname = \"ACME\"\nldif = \"acme.ldif\"\nbase = \"o=acme\"\n");
+    const std::string tree = file_text(site.path("acme.ldif"));
+    const size_t password = tree.find("userPassword: ");
+    addToTree("dn: cn=top,o=acme\nobjectClass: person\nobjectClass: qrtUser\ncn: top\nsn: Top\n" +
+              tree.substr(password, tree.find('\n', password) + 1 - password));
+    site.write("context.qrt", "WRITE \"[%<QRT_CONTEXT>]\"\n");
+    EXPECT_THAT(login({"--login-script", site.path("context.qrt")}, "secret", "top").out, testing::HasSubstr("[]\n"));
+    EXPECT_THAT(login({"--login-script", site.path("context.qrt")}, "secret", "jdoe.sales").out,
+                testing::HasSubstr("[sales]\n"));
+}
+
 TEST_F(QrtloginTest, ItsMessagesShowForeignTextWithoutWhatATerminalWouldObey) {
     struct {
         Words words;
