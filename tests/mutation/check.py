@@ -2,8 +2,9 @@
 """Makes mutants of the product's files, one at a time, and runs the suites that see the file against it.
 
 A mutant is killed when a test fails, crashes or does not end. One that the tests of the release build let live is tried
-once more under the sanitizers, as every change has to pass both. Not counted: a mutant that does not compile, and one
-whose object code is that of the original. Survivors have to stand in survivors.txt with the reason why they may live.
+once more under the sanitizers, as every change has to pass both. Not counted: a mutant that does not compile, one whose
+object code is that of the original, and one that survivors.txt lists as changing nothing. All survivors have to stand
+there.
 
 Each is tried in a world of its own (world.sh), in the build folders as they are. What came out is kept in build/mutants
 for as long as the code and the tests stay as they are, so that a run that is broken off goes on where it was.
@@ -166,7 +167,7 @@ def results(chosen, options):
 
 
 def listed_survivors():
-    """The entries of survivors.txt by their key, with the reason."""
+    """The entries of survivors.txt by their key; True for one that changes nothing."""
     entries = {}
     file = ""
     for number, paragraph in enumerate(re.split(r"\n\s*\n", SURVIVORS.read_text())):
@@ -177,9 +178,9 @@ def listed_survivors():
             file = lines[0]
             continue
         fields = dict(line.strip().split(": ", 1) for line in lines if ": " in line)
-        if set(fields) != {"line", "mutation", "reason"}:
-            sys.exit(f"{SURVIVORS.name}: paragraph {number + 1} is no entry:\n{paragraph}")
-        entries[file, fields["line"], fields["mutation"]] = fields["reason"]
+        if set(fields) not in ({"line", "mutation", "reason"}, {"line", "mutation", "unseen"}):
+            sys.exit(f"{SURVIVORS.name}: paragraph {number + 1} is not an entry:\n{paragraph}")
+        entries[file, fields["line"], fields["mutation"]] = "reason" in fields
     return entries
 
 
@@ -236,7 +237,7 @@ class Count:
         made, killed, alive = self.made(), self.results["killed"], self.results["alive"]
         rest = "" if alive == 0 else f", {self.listed} of them listed"
         return (f"{made} made, {killed} killed ({self.rate():.1f} %), {alive} survivors{rest}; not counted: "
-                f"{self.results['refused']} that do not compile, {self.results['same']} equal in object code")  # fmt: skip
+                f"{self.results['refused']} that do not compile, {self.results['same']} that change nothing")  # fmt: skip
 
     def made(self):
         return self.results["killed"] + self.results["alive"]
@@ -268,8 +269,9 @@ def main():
     started = time.monotonic()
     for mutant, result in results(chosen, options):
         for count in (folders.setdefault(str(Path(mutant.file).parent), Count()), whole):
-            count.results[result] += 1
-            count.listed += result == "alive" and mutant.key() in listed
+            changes_nothing = result == "alive" and listed.get(mutant.key(), False)
+            count.results["same" if changes_nothing else result] += 1
+            count.listed += result == "alive" and listed.get(mutant.key()) is False
         if result == "alive":
             alive.append(mutant.key())
             if mutant.key() not in listed:
@@ -286,7 +288,8 @@ def main():
     minutes = (time.monotonic() - started) / 60
     print(f"in {minutes:.0f} minutes, {len(chosen)} of {len(found)} mutants, seed {options.seed}")
     print(f"mutants: {whole}")
-    return 0 if whole.listed == len(alive) and not stale and whole.rate() >= 90 else 1
+    unlisted = [key for key in alive if key not in listed]
+    return 0 if not unlisted and not stale and whole.rate() >= 90 else 1
 
 
 sys.exit(main())
