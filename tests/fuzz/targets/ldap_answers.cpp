@@ -87,7 +87,7 @@ KQM4r5AmAiEA/quwKSW5+3e+vQ23qjiAJ9IURl0HbZitoqhIgDu7L1k=
 
 static constexpr std::string_view trees = "PRALST";
 static constexpr const char *contexts[] = {"sales", "sales.acme", "sales.acme.example", "sales", "sales", "sales"};
-static constexpr size_t most_steps = 24;
+static constexpr size_t most_steps = 8;
 
 // A login of the tree "P", by which the next input finds everything as the first one did.
 static constexpr std::string_view control = R"(dn: cn=jdoe,ou=sales,o=acme
