@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""floors.py SOURCE_DIR BUILD_DIR: the folders of libqrtscript are its floors.
+"""floors.py SOURCE_DIR BUILD_DIR: the folders of libqrtscript and of the client are their floors.
 
-A file includes only its own folder and those below it in cmake/floors.txt, and its object refers to no symbol that a
+A file includes only its own folder and those below it in floors.txt, and its object refers to no symbol that a
 higher one defines. Nowhere in the product do headers include each other in a circle.
 """
 
@@ -11,9 +11,13 @@ import sys
 from pathlib import Path
 
 SOURCE, BUILD = map(Path, sys.argv[1:])
-FLOORS = (SOURCE / "cmake/floors.txt").read_text().split()
+# Of each library: where its folders stand, and the object files that they become. Bottom up in its floors.txt.
+LIBRARIES = {"": "qrtscript_objects", "platform/client/": "zkclient_objects"}
+FLOORS = {
+    top: [top + name for name in (SOURCE / (top or "cmake/") / "floors.txt").read_text().split()] for top in LIBRARIES
+}
 # What every floor may use: the public interface, those of the platform, and what is shared with the programs.
-SHARED = ("include", "platform")
+SHARED = re.compile(r"include/|platform/[^/]+$|base/mount.h")
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.M)
 
 
@@ -28,12 +32,13 @@ def included(path):
 
 
 def upward_includes():
-    for folder in FLOORS:
-        allowed = {*FLOORS[: FLOORS.index(folder) + 1], *SHARED}
-        for path in sources(folder):
-            for name in included(path):
-                if name.split("/")[0] not in allowed:
-                    yield f"{path.relative_to(SOURCE)} includes {name}"
+    for floors in FLOORS.values():
+        for number, folder in enumerate(floors):
+            allowed = floors[: number + 1]
+            for path in sources(folder):
+                for name in included(path):
+                    if name.rpartition("/")[0] not in allowed and not SHARED.match(name):
+                        yield f"{path.relative_to(SOURCE)} includes {name}"
 
 
 def symbols(kind, path):
@@ -42,12 +47,13 @@ def symbols(kind, path):
     return {fields[0] for line in listed.splitlines() if (fields := line.split())[1] not in "wvWVu"}
 
 
-def upward_references():
-    objects = BUILD / "CMakeFiles/qrtscript_objects.dir"
-    files = [f"{path.relative_to(SOURCE)}.o" for folder in FLOORS for path in sources(folder) if path.suffix == ".cpp"]
+def upward_references(floors, library):
+    objects = BUILD / f"CMakeFiles/{library}.dir"
+    files = [f"{path.relative_to(SOURCE)}.o" for folder in floors for path in sources(folder) if path.suffix == ".cpp"]
     found = {objects / name: name for name in files}
-    found[objects / "generated/language/grammar.tab.cpp.o"] = "language/grammar.y"
-    floor = {path: FLOORS.index(name.split("/")[0]) for path, name in found.items()}
+    if "language" in floors:
+        found[objects / "generated/language/grammar.tab.cpp.o"] = "language/grammar.y"
+    floor = {path: floors.index(name.rpartition("/")[0]) for path, name in found.items()}
     home = {symbol: path for path in found for symbol in symbols("--extern-only", path) - symbols("--undefined-only", path)}
     for path in found:
         for symbol in symbols("--undefined-only", path):
@@ -57,7 +63,7 @@ def upward_references():
 
 def circles():
     graph = {}
-    for path in [path for folder in [*FLOORS, "platform", "tools"] for path in sources(folder)]:
+    for path in [path for folder in [*FLOORS[""], "platform", "tools"] for path in sources(folder)]:
         name = path.relative_to(SOURCE).with_suffix("").as_posix()
         graph.setdefault(name, set()).update(Path(target).with_suffix("").as_posix() for target in included(path))
     done = set()
@@ -74,6 +80,8 @@ def circles():
         yield from walk(module, [])
 
 
-mistakes = [*upward_includes(), *upward_references(), *circles()]
+mistakes = [*upward_includes(), *circles()]
+for top, library in LIBRARIES.items():
+    mistakes += upward_references(FLOORS[top], library)
 print("\n".join(mistakes))
 sys.exit(1 if mistakes else 0)

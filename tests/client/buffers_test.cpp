@@ -1,5 +1,5 @@
 // How the parts of a reply are measured: a reply takes 4 bytes, an attribute 12 and its name, a value 4 and its block.
-#include "platform/client/buffers.h"
+#include "platform/client/interface/buffers.h"
 
 #include <gtest/gtest.h>
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/client/boundary.h"
+#include "platform/client/interface/boundary.h"
 
 // The flags that a script session works with: aliases followed, typeless and complete names.
 constexpr uint32_t session_flags = 0x57;

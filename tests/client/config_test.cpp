@@ -1,4 +1,4 @@
-#include "platform/client/config.h"
+#include "platform/client/core/config.h"
 
 #include <gmock/gmock.h>
 

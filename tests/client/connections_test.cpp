@@ -1,4 +1,4 @@
-#include "platform/client/connections.h"
+#include "platform/client/interface/connections.h"
 
 #include <cstring>
 

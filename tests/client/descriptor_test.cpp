@@ -1,4 +1,4 @@
-#include "platform/client/descriptor.h"
+#include "platform/client/core/descriptor.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>

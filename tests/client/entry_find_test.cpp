@@ -1,9 +1,9 @@
 // Names along aliases, over entries of a list.
-#include "platform/client/entry_find.h"
+#include "platform/client/core/entry_find.h"
 
 #include <gtest/gtest.h>
 
-#include "platform/client/errors.h"
+#include "platform/client/core/errors.h"
 #include "platform/zk.h"
 
 namespace {

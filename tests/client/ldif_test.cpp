@@ -3,9 +3,9 @@
 #include <unistd.h>
 #include <filesystem>
 
-#include "platform/client/errors.h"
-#include "platform/client/ldif_reader.h"
-#include "platform/client/ldif_store.h"
+#include "platform/client/core/errors.h"
+#include "platform/client/ldif/reader.h"
+#include "platform/client/ldif/store.h"
 #include "tests/client/client_fixture.h"
 
 namespace {

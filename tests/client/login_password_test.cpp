@@ -1,5 +1,5 @@
 // Which password goes to which tree unasked.
-#include "platform/client/login_password.h"
+#include "platform/client/session/login_password.h"
 
 #include <gtest/gtest.h>
 

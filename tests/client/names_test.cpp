@@ -1,4 +1,4 @@
-#include "platform/client/names.h"
+#include "platform/client/core/names.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/client/password.h"
+#include "platform/client/core/password.h"
 
 #include <gtest/gtest.h>
 

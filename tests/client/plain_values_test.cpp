@@ -1,5 +1,5 @@
 // Values that could act as more than a value are not handed out.
-#include "platform/client/plain_values.h"
+#include "platform/client/core/plain_values.h"
 #include "tests/client/client_fixture.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // A folder that is the user's alone. What races and other owners could do is in tests/ldap/private_copy_test.cpp.
-#include "platform/client/private_folder.h"
+#include "platform/client/core/private_folder.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

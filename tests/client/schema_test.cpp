@@ -1,4 +1,4 @@
-#include "platform/client/schema.h"
+#include "platform/client/core/schema.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // What scripts set does not count for what the client asks of libraries; what the process started with does.
-#include "platform/client/start_environment.h"
+#include "platform/client/core/start_environment.h"
 
 #include <iconv.h>
 #include <cstdlib>

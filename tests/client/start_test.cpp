@@ -1,4 +1,4 @@
-#include "platform/client/start.h"
+#include "platform/client/interface/start.h"
 
 #include <fstream>
 #include <iterator>

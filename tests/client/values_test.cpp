@@ -1,10 +1,10 @@
-#include "platform/client/values.h"
+#include "platform/client/core/values.h"
 
 #include <gtest/gtest.h>
 #include <cstring>
 
-#include "platform/client/errors.h"
-#include "platform/client/schema.h"
+#include "platform/client/core/errors.h"
+#include "platform/client/core/schema.h"
 #include "platform/zk.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include "platform/client/ldap_connection.h"
+#include "platform/client/ldap/connection.h"
 #include "tests/ldap/hostile_server.h"
 #include "tests/ldap/ldap_site.h"
 

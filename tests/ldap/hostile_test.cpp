@@ -1,7 +1,7 @@
 // A server that does everything wrong costs a login no more than its time limit, and is told by its own code and words.
 #include <gmock/gmock.h>
 
-#include "platform/client/ldap_stream.h"
+#include "platform/client/ldap/stream.h"
 #include "tests/ldap/hostile_server.h"
 #include "tests/ldap/ldap_site.h"
 

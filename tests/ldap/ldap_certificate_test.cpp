@@ -1,5 +1,5 @@
 // What is told of a certificate that is refused, and which ones are good.
-#include "platform/client/ldap_certificate.h"
+#include "platform/client/ldap/certificate.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // One connection: what is made of its answers, and that nothing of them is left.
-#include "platform/client/ldap_connection.h"
+#include "platform/client/ldap/connection.h"
 
 #include <gmock/gmock.h>
 #include <malloc.h>

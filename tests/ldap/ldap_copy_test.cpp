@@ -1,5 +1,5 @@
 // The copy of what a directory said, as a file below the user's cache folder.
-#include "platform/client/ldap_copy.h"
+#include "platform/client/ldap/copy.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

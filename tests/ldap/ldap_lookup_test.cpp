@@ -1,5 +1,5 @@
 // What a server is asked for when an object is looked up by its name, and that it is asked once.
-#include "platform/client/ldap_lookup.h"
+#include "platform/client/ldap/lookup.h"
 
 #include <gmock/gmock.h>
 

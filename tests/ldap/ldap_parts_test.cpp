@@ -1,11 +1,11 @@
 // The parts below the store, without any server.
 #include <gtest/gtest.h>
 
-#include "platform/client/errors.h"
-#include "platform/client/ldap_certificate.h"
-#include "platform/client/ldap_entries.h"
-#include "platform/client/ldap_filter.h"
-#include "platform/client/ldap_stream.h"
+#include "platform/client/core/errors.h"
+#include "platform/client/ldap/certificate.h"
+#include "platform/client/ldap/entries.h"
+#include "platform/client/ldap/filter.h"
+#include "platform/client/ldap/stream.h"
 #include "platform/zk.h"
 
 namespace {

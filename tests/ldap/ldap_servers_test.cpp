@@ -1,5 +1,5 @@
 // Which answers lead to the next server, and how much all of them may hold.
-#include "platform/client/ldap_servers.h"
+#include "platform/client/ldap/servers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // What the answers of a server come to, one by one, and for how long a copy of the site serves.
-#include "platform/client/ldap_store.h"
+#include "platform/client/ldap/store.h"
 
 #include <gmock/gmock.h>
 #include <filesystem>
 
-#include "platform/client/errors.h"
+#include "platform/client/core/errors.h"
 #include "platform/zk.h"
 #include "tests/ldap/hostile_server.h"
 #include "tests/ldap/ldap_site.h"

@@ -1,5 +1,5 @@
 // The wire below libldap: what counts as a message, and what is read, over a pair of sockets.
-#include "platform/client/ldap_stream.h"
+#include "platform/client/ldap/stream.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/client/ldap_uri.h"
+#include "platform/client/ldap/uri.h"
 #include "platform/zk.h"
 #include "tests/ldap/full_port.h"
 #include "tests/tools/process.h"

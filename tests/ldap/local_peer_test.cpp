@@ -11,9 +11,9 @@
 #include <unistd.h>
 #include <filesystem>
 
-#include "platform/client/config.h"
-#include "platform/client/ldap_stream.h"
-#include "platform/client/ldap_uri.h"
+#include "platform/client/core/config.h"
+#include "platform/client/ldap/stream.h"
+#include "platform/client/ldap/uri.h"
 #include "tests/ldap/ldap_site.h"
 
 namespace {

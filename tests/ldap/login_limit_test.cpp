@@ -1,7 +1,7 @@
 // All answers of a login together have a limit.
 #include <gtest/gtest.h>
 
-#include "platform/client/ldap_servers.h"
+#include "platform/client/ldap/servers.h"
 #include "platform/zk.h"
 #include "tests/ldap/slapd.h"
 

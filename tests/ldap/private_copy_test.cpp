@@ -9,7 +9,7 @@
 #include <functional>
 #include <thread>
 
-#include "platform/client/ldap_copy.h"
+#include "platform/client/ldap/copy.h"
 #include "platform/zk.h"
 #include "tests/tools/process.h"
 

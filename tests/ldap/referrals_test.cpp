@@ -1,8 +1,8 @@
 // Servers that say that another one has what is asked for.
 #include <gmock/gmock.h>
 
-#include "platform/client/ldap_referrals.h"
-#include "platform/client/ldap_servers.h"
+#include "platform/client/ldap/referrals.h"
+#include "platform/client/ldap/servers.h"
 #include "tests/ldap/certificates.h"
 #include "tests/ldap/hostile_server.h"
 #include "tests/ldap/ldap_site.h"

@@ -4,8 +4,8 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "platform/client/bounded.h"
-#include "platform/client/ldap_resolver.h"
+#include "platform/client/core/bounded.h"
+#include "platform/client/ldap/resolver.h"
 #include "tests/ldap/ldap_site.h"
 
 namespace {

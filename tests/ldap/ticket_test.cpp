@@ -1,7 +1,7 @@
 // Logins with the user's Kerberos ticket, and what is told when there is none or a wrong one.
 #include <gmock/gmock.h>
 
-#include "platform/client/ldap_stream.h"
+#include "platform/client/ldap/stream.h"
 #include "tests/ldap/kerberos.h"
 #include "tests/ldap/ldap_site.h"
 

@@ -29,9 +29,9 @@ AROUND = {
     ("directory/identifier_rules.cpp", "not set"): "an identifier's value: scripts compare it",
     ("base/mount.h", "Marfs mount="): "a key of the network file system's status file",
     ("base/output.cpp", "--DEBUG--%s:%i "): "the head of a trace line",
-    ("platform/client/ldap_copy.cpp", "# zkclient copy 1 "): "the heading of a file that the client reads again",
-    ("platform/client/ldap_copy.cpp", "objectClass: organizationalUnit\n"): "a line of that file",
-    ("platform/client/trees.cpp", "Tree %s: %zu objects read from %s in %.3f s.\n"): "a trace that the configuration asks for",
+    ("platform/client/ldap/copy.cpp", "# zkclient copy 1 "): "the heading of a file that the client reads again",
+    ("platform/client/ldap/copy.cpp", "objectClass: organizationalUnit\n"): "a line of that file",
+    ("platform/client/session/trees.cpp", "Tree %s: %zu objects read from %s in %.3f s.\n"): "a trace that the configuration asks for",
     ("language/tokenizer.cpp", "home directory"): "a name of the language",
     ("tools/program_start.cpp", "%s: cannot open /dev/null: %s\n"): "before the environment is read, the language too",
     ("tools/program_start.cpp", "%s: does not run with the rights of another user or group, or with capabilities of its own\n"):

@@ -13,26 +13,30 @@ FOLDERS = {
     "commands": ["unit", "out_of_memory", "golden", "tools"],
     "language": ["unit", "out_of_memory", "golden"],
     "run": ["unit", "out_of_memory", "golden", "tools"],
-    "platform/client": ["client", "golden", "tools"],
+    "platform/client/core": ["client", "golden", "tools"],
+    "platform/client/ldif": ["client", "golden", "tools"],
+    "platform/client/ldap": ["ldap"],
+    "platform/client/session": ["client", "golden", "tools"],
+    "platform/client/interface": ["client", "golden", "tools"],
     "platform/prompt": ["tools", "golden", "memory"],
     "tools/qrtlogin": ["tools", "interrupts", "allocations", "memory"],
     "tools/map": ["tools", "golden", "allocations"],
 }
 # Files whose work shows elsewhere. Real servers take long to start and are asked only where nothing else would tell.
 EXCEPTIONS = {
-    "platform/client/bounded.cpp": ["client", "ldap"],
-    "platform/client/config.cpp": ["client", "ldap"],
-    "platform/client/connections.cpp": ["client", "golden", "tools", "ldap"],
-    "platform/client/entry_find.cpp": ["client", "golden", "ldap"],
-    "platform/client/identity.cpp": ["client", "golden", "tools", "memory", "ldap"],
-    "platform/client/ldap_connection.cpp": ["ldap", "memory"],
-    "platform/client/ldap_copy.cpp": ["ldap", "memory"],
-    "platform/client/ldap_stream.cpp": ["ldap", "memory"],
-    "platform/client/login_check.cpp": ["client", "tools", "ldap"],
-    "platform/client/offline_login.cpp": ["client", "memory", "ldap"],
-    "platform/client/password.cpp": ["client", "memory"],
-    "platform/client/private_folder.cpp": ["client", "ldap"],
-    "platform/client/server_login.cpp": ["client", "tools", "ldap"],
+    "platform/client/core/bounded.cpp": ["client", "ldap"],
+    "platform/client/core/config.cpp": ["client", "ldap"],
+    "platform/client/interface/connections.cpp": ["client", "golden", "tools", "ldap"],
+    "platform/client/core/entry_find.cpp": ["client", "golden", "ldap"],
+    "platform/client/interface/identity.cpp": ["client", "golden", "tools", "memory", "ldap"],
+    "platform/client/ldap/connection.cpp": ["ldap", "memory"],
+    "platform/client/ldap/copy.cpp": ["ldap", "memory"],
+    "platform/client/ldap/stream.cpp": ["ldap", "memory"],
+    "platform/client/core/login_check.cpp": ["client", "tools", "ldap"],
+    "platform/client/ldap/offline_login.cpp": ["client", "memory", "ldap"],
+    "platform/client/core/password.cpp": ["client", "memory"],
+    "platform/client/core/private_folder.cpp": ["client", "ldap"],
+    "platform/client/interface/server_login.cpp": ["client", "tools", "ldap"],
     "tools/qrtlogin/login.cpp": ["tools", "allocations", "memory", "ldap"],
 }
 # What is no test program of GoogleTest's.
@@ -45,12 +49,10 @@ WHOLE_UNDER_SANITIZERS = {"language/grammar.y"}
 APART = {"client", "golden", "ldap", "memory"}
 # What has to come first in its process.
 FIRST = {"unit": "StateGlobals.*", "tools": "RunTest.*"}
-LDAP = re.compile(r"platform/client/ldap_\w+\.cpp")
 
 
 def suites_of(file):
-    usual = ["ldap"] if LDAP.fullmatch(file) else FOLDERS[str(Path(file).parent)]
-    return EXCEPTIONS.get(file, usual)
+    return EXCEPTIONS.get(file, FOLDERS[str(Path(file).parent)])
 
 
 def files():
@@ -66,7 +68,8 @@ def kin(file, suite):
     own = Path(file)
     tests = ROOT / "tests" / suite
     found = []
-    for path in [*sorted(tests.glob(f"{own.stem}*_test.cpp")), *tests.glob(f"{own.parent.name}_test.cpp")]:
+    names = [f"{own.stem}*", f"{own.parent.name}_{own.stem}*", own.parent.name]
+    for path in [path for name in names for path in sorted(tests.glob(f"{name}_test.cpp"))]:
         found += re.findall(r"^TEST(?:_F|_P)?\((\w+),", path.read_text(), re.MULTILINE)
     return ":".join(f"*{name}.*" for name in dict.fromkeys(found))
 

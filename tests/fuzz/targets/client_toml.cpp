@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "platform/client/errors.h"
-#include "platform/client/trees.h"
+#include "platform/client/core/errors.h"
+#include "platform/client/session/trees.h"
 #include "platform/zk.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/files.h"

@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "platform/client/trees.h"
+#include "platform/client/session/trees.h"
 #include "platform/zk.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/files.h"

@@ -4,9 +4,9 @@
 //
 // The three are /tree/acme.ldif, /tree/more.ldif and /tree/value.txt; there is /etc/passwd, too, which must not be
 // read.
-#include "platform/client/ldif_reader.h"
+#include "platform/client/ldif/reader.h"
 
-#include "platform/client/errors.h"
+#include "platform/client/core/errors.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/files.h"
 

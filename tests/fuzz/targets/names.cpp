@@ -1,7 +1,7 @@
 // Names: the client's dotted names and DNs, and the library's splitting and shortening of them.
 //
 //     input ::= name [ NUL context [ NUL base ] ]        context: dotted, base: a DN
-#include "platform/client/names.h"
+#include "platform/client/core/names.h"
 
 #include <algorithm>
 

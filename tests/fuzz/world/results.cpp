@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string>
 
-#include "platform/client/schema.h"
+#include "platform/client/core/schema.h"
 #include "platform/zk.h"
 #include "tests/fuzz/fuzz.h"
 

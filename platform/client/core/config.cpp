@@ -1,0 +1,377 @@
+#include "platform/client/core/config.h"
+
+#include <toml++/toml.h>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "platform/catalogue.h"
+#include "platform/client/core/errors.h"
+#include "platform/client/core/names.h"
+#include "platform/client/core/schema.h"
+#include "platform/zk.h"
+
+namespace {
+
+constexpr const char *system_file = "/etc/opt/brasca/zk/client.toml";
+// The same in every locale.
+constexpr const char *ldap_name_characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-";
+constexpr size_t tree_name_limit = ZK_TREE_NAME_SIZE - 1;
+constexpr size_t server_name_limit = ZK_SERVER_NAME_SIZE - 1;
+
+// One table of the file: reads its keys by type, and refuses those that nobody asked for.
+class Table {
+  public:
+    Table(const std::string &path, const toml::table &values) : file(path), table(values) {}
+
+    [[noreturn]] void refuse(const toml::source_region &where, const std::string &why) const {
+        throw DataError(file + ":" + std::to_string(where.begin.line) + ":" + std::to_string(where.begin.column) +
+                        ": " + why);
+    }
+
+    [[noreturn]] void refuse(const char *key, const std::string &why) const {
+        const toml::node *node = table.get(key);
+        refuse(node == nullptr ? table.source() : node->source(), why);
+    }
+
+    std::string text(const char *key, const std::string &otherwise) {
+        const toml::node *node = get(key);
+        if (node == nullptr) {
+            return otherwise;
+        }
+        return text_of(*node, key);
+    }
+
+    std::string required(const char *key, size_t limit) {
+        std::string value = text(key, "");
+        if (value.empty() || value.size() > limit) {
+            refuse(key, catalogue_format("%1$s is required and must have 1 to %2$zu bytes", key, limit));
+        }
+        return value;
+    }
+
+    bool texts(const char *key, std::vector<std::string> *values) {
+        const toml::node *node = get(key);
+        if (node == nullptr) {
+            return false;
+        }
+        if (!node->is_array()) {
+            refuse(node->source(), catalogue_format("%s must be a list of strings", key));
+        }
+        for (const toml::node &element : *node->as_array()) {
+            values->push_back(text_of(element, key));
+        }
+        return true;
+    }
+
+    bool flag(const char *key, bool otherwise) {
+        const toml::node *node = get(key);
+        if (node != nullptr && !node->is_boolean()) {
+            refuse(node->source(), catalogue_format("%s must be true or false", key));
+        }
+        return node == nullptr ? otherwise : node->as_boolean()->get();
+    }
+
+    // Seconds, with or without a fraction.
+    double seconds(const char *key, double otherwise) {
+        const toml::node *node = get(key);
+        std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
+        if (!value || !(*value > 0 && *value <= 3600)) {
+            refuse(key, catalogue_format("%s must be a number of seconds greater than 0 and at most 3600", key));
+        }
+        return *value;
+    }
+
+    // Days, with or without a fraction.
+    double days(const char *key, double otherwise) {
+        const toml::node *node = get(key);
+        std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
+        if (!value || !(*value > 0 && *value <= 3650)) {
+            refuse(key, catalogue_format("%s must be a number of days greater than 0 and at most 3650", key));
+        }
+        return *value;
+    }
+
+    // A table of texts.
+    std::vector<std::pair<std::string, std::string>> pairs(const char *key) {
+        std::vector<std::pair<std::string, std::string>> found;
+        const toml::node *node = get(key);
+        if (node != nullptr && !node->is_table()) {
+            refuse(node->source(), catalogue_format("%s must be a table of strings", key));
+        }
+        if (node != nullptr) {
+            for (auto &&[name, value] : *node->as_table()) {
+                found.emplace_back(std::string(name.str()), text_of(value, key));
+            }
+        }
+        return found;
+    }
+
+    bool has(const char *key) const { return table.get(key) != nullptr; }
+
+    template <typename Each>
+    void tables(const char *key, Each each) {
+        const toml::node *node = get(key);
+        if (node == nullptr) {
+            return;
+        }
+        if (!node->is_array_of_tables()) {
+            refuse(node->source(), catalogue_format("%1$s must be written as [[%1$s]]", key));
+        }
+        for (const toml::node &element : *node->as_array()) {
+            Table one(file, *element.as_table());
+            each(one);
+            one.check_all_known();
+        }
+    }
+
+    void check_all_known() const {
+        for (auto &&[key, node] : table) {
+            if (known.count(std::string(key.str())) == 0) {
+                refuse(key.source(), catalogue_format("unknown key %s", std::string(key.str()).c_str()));
+            }
+        }
+    }
+
+  private:
+    const toml::node *get(const char *key) {
+        known.insert(key);
+        return table.get(key);
+    }
+
+    std::string text_of(const toml::node &node, const char *key) const {
+        if (!node.is_string()) {
+            refuse(node.source(), catalogue_format("%s must be a string", key));
+        }
+        const std::string &value = node.as_string()->get();
+        if (value.find('\0') != std::string::npos) {
+            refuse(node.source(), catalogue_format("%s contains a NUL byte", key));
+        }
+        return value;
+    }
+
+    const std::string &file;
+    const toml::table &table;
+    std::set<std::string> known;
+};
+
+bool starts_with(const std::string &text, const char *start) {
+    return text.compare(0, strlen(start), start) == 0;
+}
+
+void check_uris(const Table &table, const ConfigLdap &ldap) {
+    if (ldap.uris.empty()) {
+        table.refuse("uris", catalogue_text("uris must name at least one server"));
+    }
+    if (ldap.gssapi && ldap.external) {
+        table.refuse("sasl_gssapi", catalogue_text("sasl_gssapi and sasl_external are mutually exclusive"));
+    }
+    for (const std::string &uri : ldap.uris) {
+        bool known = starts_with(uri, "ldap://") || starts_with(uri, "ldaps://") || starts_with(uri, "ldapi://");
+        if (!known || uri.find_first_of(" ?") != std::string::npos) {
+            table.refuse("uris", catalogue_format(
+                                     "%s is not a URI of the form ldap://host:port, ldaps://host:port or ldapi://path",
+                                     uri.c_str()));
+        }
+        if (ldap.external && !starts_with(uri, "ldapi://")) {
+            table.refuse("sasl_external",
+                         catalogue_format("sasl_external requires an ldapi:// URI, not %s", uri.c_str()));
+        }
+        if (ldap.gssapi && starts_with(uri, "ldapi://")) {
+            table.refuse("sasl_gssapi",
+                         catalogue_format("sasl_gssapi requires an ldap:// or ldaps:// URI, not %s", uri.c_str()));
+        }
+    }
+    if ((ldap.gssapi || ldap.external) && ldap.offline) {
+        table.refuse(
+            "offline",
+            catalogue_text("offline requires passwords and cannot be combined with sasl_gssapi or sasl_external"));
+    }
+}
+
+void read_attributes(Table &table, std::map<std::string, std::string> *attributes) {
+    for (const auto &[name, site] : table.pairs("attributes")) {
+        const SchemaAttribute *row = schema_find_ldap(name);
+        if (row == nullptr || site.empty() || site.find_first_not_of(ldap_name_characters) != site.npos) {
+            table.refuse("attributes",
+                         catalogue_format("%1$s = \"%2$s\": unknown attribute or invalid LDAP attribute name",
+                                          name.c_str(), site.c_str()));
+        }
+        // Passwords are never read, and objects are told apart by the one class attribute that LDAP has.
+        if (equal_nocase(row->ldap, "userPassword") || equal_nocase(row->ldap, "objectClass")) {
+            table.refuse("attributes", catalogue_format("%s cannot be renamed", row->ldap));
+        }
+        if (!attributes->emplace(row->ldap, site).second) {
+            table.refuse("attributes", catalogue_format("%s is given twice", row->ldap));
+        }
+    }
+}
+
+// Whoever may write a referral object chooses the server that is asked, and any public authority certifies one.
+void check_referrals(const Table &table, const ConfigLdap &ldap) {
+    if (ldap.referrals && !table.has("ca_file")) {
+        table.refuse("referrals",
+                     catalogue_text("referrals needs ca_file: only the site's own authority can identify its servers"));
+    }
+    for (const std::string &uri : ldap.referralServers) {
+        bool known = starts_with(uri, "ldap://") || starts_with(uri, "ldaps://");
+        if (!known || uri.find_first_of(" ?") != std::string::npos) {
+            table.refuse(
+                "referral_servers",
+                catalogue_format("%s is not a URI of the form ldap://host:port or ldaps://host:port", uri.c_str()));
+        }
+    }
+}
+
+ConfigLdap read_ldap(Table &table, const std::string &folder) {
+    ConfigLdap ldap;
+    table.texts("uris", &ldap.uris);
+    ldap.external = table.flag("sasl_external", ldap.external);
+    ldap.gssapi = table.flag("sasl_gssapi", ldap.gssapi);
+    ldap.offline = table.flag("offline", ldap.offline);
+    ldap.offlineDays = table.days("offline_days", ldap.offlineDays);
+    check_uris(table, ldap);
+    ldap.searchBase = table.text("search_base", "");
+    Name searched;
+    if (!name_parse_dn(ldap.searchBase, {}, &searched, nullptr)) {
+        table.refuse("search_base", catalogue_text("malformed DN"));
+    }
+    ldap.caFile = table.text("ca_file", ldap.caFile);
+    if (ldap.caFile.empty() || ldap.caFile.front() != '/') {
+        ldap.caFile = folder + ldap.caFile;
+    }
+    ldap.localOwner = table.text("ldapi_owner", ldap.localOwner);
+    ldap.startTls = table.flag("start_tls", ldap.startTls);
+    ldap.cleartextLoopback = table.flag("allow_cleartext_loopback", ldap.cleartextLoopback);
+    ldap.timeLimit = table.seconds("time_limit", ldap.timeLimit);
+    ldap.referrals = table.flag("referrals", ldap.referrals);
+    table.texts("referral_servers", &ldap.referralServers);
+    check_referrals(table, ldap);
+    ldap.retryAfter = table.seconds("retry_after", ldap.retryAfter);
+    read_attributes(table, &ldap.attributes);
+    return ldap;
+}
+
+ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<ConfigTree> &before) {
+    ConfigTree tree;
+    tree.name = table.required("name", tree_name_limit);
+    if (tree.name.back() == '_') {
+        table.refuse("name", catalogue_text("a tree name must not end in \"_\""));
+    }
+    for (const ConfigTree &other : before) {
+        if (equal_nocase(other.name, tree.name)) {
+            table.refuse("name", catalogue_format("tree %s is already defined", tree.name.c_str()));
+        }
+    }
+    if (table.has("uris") && table.has("ldif")) {
+        table.refuse("uris", catalogue_text("a tree cannot have both ldif and uris"));
+    } else if (table.has("uris")) {
+        tree.ldap = read_ldap(table, folder);
+        tree.shown = tree.name;
+    } else if (!table.has("ldif")) {
+        table.refuse("ldif", catalogue_format("tree %s has neither ldif nor uris", tree.name.c_str()));
+    } else {
+        tree.shown = table.required("ldif", 4096);
+        tree.ldif = tree.shown.front() == '/' ? tree.shown : folder + tree.shown;
+    }
+    tree.base = table.text("base", "");
+    Name base;
+    if (!name_parse_dn(tree.base, {}, &base, nullptr)) {
+        table.refuse("base", catalogue_text("malformed DN"));
+    }
+    Name searched;
+    if (!tree.ldap.searchBase.empty() && !name_parse_dn(tree.ldap.searchBase, base, &searched, nullptr)) {
+        table.refuse("search_base", catalogue_text("search_base must be base or below it"));
+    }
+    tree.defaultServer = table.text("default_server", "");
+    tree.sharePassword = table.flag("share_password", tree.sharePassword);
+    tree.anyText = table.flag("any_text", tree.anyText);
+    tree.anyPath = table.flag("any_path", tree.anyPath);
+    return tree;
+}
+
+ConfigServer read_server(Table &table) {
+    ConfigServer server;
+    server.name = table.required("name", server_name_limit);
+    server.anyVolume = !table.texts("volumes", &server.volumes);
+    table.tables("user", [&](Table &user) {
+        server.users.push_back({user.required("name", ZK_MAX_NAME), user.required("password", 1024)});
+    });
+    return server;
+}
+
+// "/path", "%NAME" or "%NAME/path". Whether there is such a variable or directory is another matter for each user.
+void check_link_directory(const Table &top, const std::string &value) {
+    const bool named = value.size() > 1 && value.front() == '%' && value[1] != '/';
+    if (!named && (value.empty() || value.front() != '/')) {
+        top.refuse("link_directory", catalogue_text("link_directory must have the form /path, %NAME or %NAME/path"));
+    }
+}
+
+void check_default_tree(const Table &top, const Config &config) {
+    for (const ConfigTree &tree : config.trees) {
+        if (equal_nocase(tree.name, config.defaultTree)) {
+            return;
+        }
+    }
+    if (!config.defaultTree.empty()) {
+        top.refuse("default_tree", catalogue_format("unknown tree %s", config.defaultTree.c_str()));
+    }
+}
+
+Config read_config(const std::string &path, const toml::table &parsed) {
+    Config config;
+    Table top(path, parsed);
+    std::string folder = path.substr(0, path.rfind('/') + 1);
+    config.defaultTree = top.text("default_tree", "");
+    config.linkDirectory = top.text("link_directory", config.linkDirectory);
+    check_link_directory(top, config.linkDirectory);
+    config.trace = top.flag("trace", config.trace);
+    top.tables("tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
+    top.tables("server", [&](Table &server) { config.servers.push_back(read_server(server)); });
+    top.check_all_known();
+    check_default_tree(top, config);
+    return config;
+}
+
+} // namespace
+
+std::string config_path() {
+    const char *named = secure_getenv("ZKCLIENT_CONF");
+    return named != nullptr && *named != '\0' ? named : system_file;
+}
+
+Config config_load(const std::string &path) {
+    std::ifstream file(path);
+    if (!file) {
+        const int problem = errno;
+        error_keep(catalogue_format("%1$s: cannot open the configuration file: %2$s", path.c_str(), strerror(problem))
+                       .c_str());
+        if (problem != ENOENT) {
+            throw DataError(error_kept());
+        }
+    } // one that is not there is read like an empty one
+    std::string text;
+    try {
+        text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    } catch (const std::ios_base::failure &) { // a directory, for one
+        throw DataError(path + ": " + catalogue_text("cannot read the configuration file"));
+    }
+    try {
+        // Without the path: the parser copies it where it must not throw, and would end the process without memory.
+        Config config = read_config(path, toml::parse(std::string_view(text)));
+        if (config.trees.empty() && file.is_open()) {
+            error_keep(catalogue_format("%s has no [[tree]]", path.c_str()).c_str());
+        }
+        return config;
+    } catch (const toml::parse_error &error) {
+        throw DataError(path + ":" + std::to_string(error.source().begin.line) + ":" +
+                        std::to_string(error.source().begin.column) + ": " + std::string(error.description()));
+    }
+}

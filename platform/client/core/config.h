@@ -1,0 +1,70 @@
+// The client's configuration file; README.md lists the keys.
+#ifndef PLATFORM_CLIENT_CORE_CONFIG_H
+#define PLATFORM_CLIENT_CORE_CONFIG_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+// A tree on LDAP servers.
+struct ConfigLdap {
+    std::vector<std::string> uris; // tried in this order; empty for a tree in an LDIF file
+    std::string searchBase;        // DN below which searches are made; empty: the base, or what the server names
+    std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
+    std::string localOwner = "openldap"; // who may be behind an ldapi socket, beside root and the process's own user
+    bool startTls = false;
+    bool cleartextLoopback = false;           // passwords may cross a loopback connection in the clear
+    bool external = false;                    // ldapi: the user is whom the server takes the process's user for
+    bool gssapi = false;                      // the user is whom the ticket in the credential cache is for
+    double timeLimit = 5;                     // seconds for the first answer to a request, all servers together
+    double retryAfter = 30;                   // seconds for which a server that failed is passed over
+    bool referrals = false;                   // ask the servers that those of the tree refer to
+    std::vector<std::string> referralServers; // URIs of those that may be told who asks, beside `uris`
+    size_t loginLimit = size_t{512} << 20;    // bytes of memory for all answers of a login together; no key of the file
+    bool offline = false;
+    double offlineDays = 30; // a copy that is older serves no login
+    bool needsPassword() const { return !gssapi && !external; }
+    std::map<std::string, std::string> attributes; // the README's LDAP attribute -> its name in this tree
+};
+
+struct ConfigTree {
+    std::string name;
+    std::string ldif;  // path of the LDIF file, empty for a tree on LDAP servers
+    std::string shown; // the same as the file spells it, for messages
+    std::string base;  // DN, empty for none
+    std::string defaultServer;
+    bool sharePassword = false; // scripts may try the password of another tree's login here
+    bool anyText = false;       // hand out texts with control characters
+    bool anyPath = false;       // hand out paths with control characters, or with what map takes for the end of an item
+    ConfigLdap ldap;
+};
+
+struct ConfigUser {
+    std::string name;
+    std::string password; // as userPassword
+};
+
+// A file server outside every tree.
+struct ConfigServer {
+    std::string name;
+    bool anyVolume = true; // no list of volumes was given
+    std::vector<std::string> volumes;
+    std::vector<ConfigUser> users;
+};
+
+struct Config {
+    std::string defaultTree;
+    std::string linkDirectory = "%HOME";
+    bool trace = false; // tell on standard error what a login waits for
+    std::vector<ConfigTree> trees;
+    std::vector<ConfigServer> servers;
+};
+
+// The file that ZKCLIENT_CONF names, unless the process has more rights than its user; otherwise the system's.
+std::string config_path();
+
+// Reads the file. Throws DataError that tells file, line and column. A file that is not there is an empty configuration
+// and a last error text; a file without trees leaves such a text too.
+Config config_load(const std::string &path);
+
+#endif

@@ -1,0 +1,21 @@
+// File descriptors that close themselves.
+#ifndef PLATFORM_CLIENT_CORE_DESCRIPTOR_H
+#define PLATFORM_CLIENT_CORE_DESCRIPTOR_H
+
+#include <string>
+
+struct Descriptor {
+    int number; // -1: none
+
+    explicit Descriptor(int open) : number(open) {}
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+    ~Descriptor();
+
+    int release(); // the caller closes it
+};
+
+// Fills `text` from the file's position and cuts it where the file ends. False with errno when a read fails.
+bool descriptor_read(const Descriptor &file, std::string *text);
+
+#endif

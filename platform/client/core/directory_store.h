@@ -1,0 +1,79 @@
+// What the client needs of a directory, whatever holds it. An entry is read once, with all its attributes, so that a
+// store behind a network needs few round trips; typeless names are the store's to resolve, level by level.
+#ifndef PLATFORM_CLIENT_CORE_DIRECTORY_STORE_H
+#define PLATFORM_CLIENT_CORE_DIRECTORY_STORE_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/client/core/names.h"
+#include "platform/client/core/schema.h"
+
+struct EntryValue {
+    const SchemaAttribute *attribute;
+    std::string text; // as in the directory's data, its form checked
+};
+
+struct Entry {
+    Name name; // with all types, spelled as in the data
+    const SchemaClass *entryClass = nullptr;
+    std::vector<EntryValue> values; // in the order of the data
+    uint32_t subordinates = 0;
+    int32_t modificationTime = 0;
+
+    // The first value of an attribute by its LDAP name, null when there is none.
+    const std::string *first(std::string_view ldap) const;
+    bool is_class(std::string_view base) const { return base == entryClass->base; }
+};
+
+using EntryPtr = std::shared_ptr<const Entry>;
+
+enum class Aliases { Follow, Keep };
+
+class DirectoryStore {
+  public:
+    DirectoryStore() = default;
+    DirectoryStore(const DirectoryStore &) = delete;
+    DirectoryStore &operator=(const DirectoryStore &) = delete;
+    virtual ~DirectoryStore() = default;
+
+    // The DN below which the tree lives.
+    virtual const Name &base() const = 0;
+
+    // All calls return ZK_OK or a code of zk.h, and write their results only for ZK_OK. A store behind a network throws
+    // CodedError when it cannot be asked.
+
+    // Finds the entry of a name whose parts may lack their types. An alias that is followed, at the leaf or on the way,
+    // leads to the entry it stands for. ZKE_NO_SUCH_ENTRY; ZKE_BAD_DIRECTORY_DATA for aliases that go round.
+    virtual uint32_t find(const Name &name, Aliases aliases, EntryPtr *entry) = 0;
+
+    // The groups that have the entry as a member, each once, in the order of the data.
+    virtual uint32_t groups_of(const Entry &entry, std::vector<Name> *groups) = 0;
+
+    // The file server with this common name, in any letter case; the first one for an empty name.
+    // ZKE_SERVER_NOT_FOUND.
+    virtual uint32_t find_server(std::string_view name, EntryPtr *server) = 0;
+
+    // The volume of a server by the volume's name on it, in any letter case. ZKE_VOLUME_UNKNOWN.
+    virtual uint32_t find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) = 0;
+
+    // Is it the entry's password? ZKE_WRONG_PASSWORD, also for an entry that has none.
+    virtual uint32_t check_password(const Entry &entry, const char *password) = 0;
+
+    // Finds the object that somebody wants to log in as: as `find` does, aliases followed. What a directory shows only
+    // after a login may be missing in the entry.
+    virtual uint32_t find_user(const Name &name, EntryPtr *user) { return find(name, Aliases::Follow, user); }
+
+    // Logs in: from now on the directory is asked as this user, and `*user` becomes the entry as the user may read it.
+    // The results are those of check_password. After a failed login whoever was logged in before still is.
+    virtual uint32_t login(EntryPtr *user, const char *password) { return check_password(**user, password); }
+    virtual void logout() {}
+};
+
+// A file server's or volume's own name: its common name, its name on the server.
+std::string entry_common_name(const Entry &entry);
+
+#endif

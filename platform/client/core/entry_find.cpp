@@ -1,0 +1,57 @@
+#include "platform/client/core/entry_find.h"
+
+#include "platform/catalogue.h"
+#include "platform/client/core/errors.h"
+#include "platform/client/core/values.h"
+#include "platform/zk.h"
+
+namespace {
+
+constexpr int alias_limit = 16;
+
+// The root has an entry only when the tree's base is one.
+EntryPtr root_entry() {
+    static const SchemaClass root_class = {"", "Root", true};
+    auto made = std::make_shared<Entry>();
+    made->entryClass = &root_class;
+    return made;
+}
+
+// What an alias stands for takes the place of its name, `below` parts from the leaf.
+bool follow_alias(const Entry &entry, const Name &base, size_t below, Name *wanted) {
+    const std::string *target = entry.first("aliasedObjectName");
+    if (target == nullptr || !entry.is_class("Alias")) {
+        return false;
+    }
+    Name real = value_parse(schema_dn, *target, base).name;
+    wanted->resize(below);
+    wanted->insert(wanted->end(), real.begin(), real.end());
+    return true;
+}
+
+} // namespace
+
+uint32_t entry_find(const Name &name, Aliases aliases, const Name &base, const EntryAt &at, const EntryAt &above,
+                    EntryPtr *entry) {
+    Name wanted = name;
+    for (int hops = 0; hops <= alias_limit && wanted.size() <= name_depth_limit; hops++) {
+        EntryPtr found = at(wanted);
+        if (found != nullptr && (aliases == Aliases::Keep || !found->is_class("Alias"))) {
+            *entry = found;
+            return ZK_OK;
+        }
+        if (wanted.empty()) {
+            *entry = root_entry();
+            return ZK_OK;
+        }
+        size_t below = 0;
+        while (aliases == Aliases::Follow && found == nullptr && ++below < wanted.size()) {
+            found = above(name_above(wanted, below));
+        }
+        if (found == nullptr || !follow_alias(*found, base, below, &wanted)) {
+            return ZKE_NO_SUCH_ENTRY;
+        }
+    }
+    error_keep(catalogue_format("too many levels of aliases: %s", name_to_dotted(name, true).c_str()).c_str());
+    return ZKE_BAD_DIRECTORY_DATA;
+}

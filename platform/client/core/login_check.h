@@ -1,0 +1,22 @@
+// Who may log in: the password, and what locks an account.
+#ifndef PLATFORM_CLIENT_CORE_LOGIN_CHECK_H
+#define PLATFORM_CLIENT_CORE_LOGIN_CHECK_H
+
+#include "platform/client/core/directory_store.h"
+
+// Logs the user in to the tree; `*user` becomes the entry as the user may read it. The results are those below. The
+// root of a tree is no user: ZKE_NO_SUCH_ENTRY for both.
+uint32_t login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password);
+
+enum class LoginLock { None, Locked, Disabled, Expired };
+
+// What locks the account, as far as its entry tells.
+LoginLock login_lock(const Entry &user);
+inline bool login_is_locked(const Entry &user) {
+    return login_lock(user) != LoginLock::None;
+}
+
+// Only checks, for a login elsewhere: ZK_OK, ZKE_WRONG_PASSWORD, or, only for the right password, ZKE_ACCOUNT_LOCKED.
+uint32_t login_check(DirectoryStore *store, const Entry &user, const char *password);
+
+#endif

@@ -1,0 +1,125 @@
+#include "platform/client/core/private_folder.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/client/core/descriptor.h"
+
+namespace {
+
+bool is_own_folder(int folder) {
+    struct stat found = {};
+    return fstat(folder, &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == geteuid() &&
+           (found.st_mode & 022) == 0;
+}
+
+bool is_own_file(const struct stat &found) {
+    return S_ISREG(found.st_mode) && found.st_uid == geteuid() && (found.st_mode & 077) == 0;
+}
+
+// Only below a folder of the user's or the system's: root must not make folders where a user's link leads.
+bool may_make_in(int parent) {
+    struct stat found = {};
+    return fstat(parent, &found) == 0 && (found.st_uid == geteuid() || found.st_uid == 0);
+}
+
+int open_folder(int parent, const std::string &name, int flags) {
+    return openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags);
+}
+
+// The folder `name` of `parent`. Those above the last one may be links: where a user's files are is the site's choice.
+int enter(int parent, const std::string &name, bool last, bool make) {
+    int flags = last ? O_NOFOLLOW : O_PATH;
+    int found = open_folder(parent, name, flags);
+    if (found < 0 && errno == ENOENT && make && may_make_in(parent) &&
+        (mkdirat(parent, name.c_str(), 0700) == 0 || errno == EEXIST)) {
+        found = open_folder(parent, name, flags | O_NOFOLLOW);
+    }
+    return found;
+}
+
+int open_path(const std::string &path, bool make) {
+    int at = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
+    for (size_t start = 1; at >= 0 && start <= path.size();) {
+        size_t end = path.find('/', start);
+        bool last = end == std::string::npos;
+        std::string name = path.substr(start, last ? std::string::npos : end - start);
+        start = last ? path.size() + 1 : end + 1;
+        if (!name.empty()) {
+            const Descriptor parent(at);
+            at = enter(parent.number, name, last, make);
+        }
+    }
+    return at;
+}
+
+bool write_all(int descriptor, const std::string &text) {
+    size_t done = 0;
+    while (done < text.size()) {
+        ssize_t put = TEMP_FAILURE_RETRY(write(descriptor, text.data() + done, text.size() - done));
+        if (put <= 0) {
+            return false;
+        }
+        done += static_cast<size_t>(put);
+    }
+    return true;
+}
+
+} // namespace
+
+PrivateFolder::PrivateFolder(const std::string &path, Missing missing) {
+    if (path.empty() || path.front() != '/') {
+        return;
+    }
+    folder = open_path(path, missing == Make);
+    if (folder >= 0 && !is_own_folder(folder)) {
+        close(folder);
+        folder = -1;
+    }
+}
+
+PrivateFolder::~PrivateFolder() {
+    close(folder); // which does nothing where there is none
+}
+
+bool PrivateFolder::read(const std::string &name, size_t limit, std::string *text) const {
+    if (!isOpen()) {
+        return false;
+    }
+    // Without O_NONBLOCK a named pipe in the place of the file would hold the program.
+    const Descriptor file(openat(folder, name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+    struct stat found = {};
+    if (fstat(file.number, &found) != 0 || !is_own_file(found) || static_cast<size_t>(found.st_size) > limit) {
+        return false;
+    }
+    text->assign(static_cast<size_t>(found.st_size), '\0');
+    return descriptor_read(file, text);
+}
+
+bool PrivateFolder::replace(const std::string &name, const std::string &text) const {
+    if (!isOpen()) {
+        return false;
+    }
+    char suffix[16];
+    snprintf(suffix, sizeof suffix, ".%08x", static_cast<unsigned>(arc4random()));
+    const std::string made = name + suffix;
+    int descriptor = openat(folder, made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (descriptor < 0) {
+        return false;
+    }
+    bool complete = write_all(descriptor, text);
+    complete = close(descriptor) == 0 && complete;
+    if (!complete || renameat(folder, made.c_str(), folder, name.c_str()) != 0) {
+        unlinkat(folder, made.c_str(), 0);
+        return false;
+    }
+    return true;
+}
+
+bool PrivateFolder::remove(const std::string &name) const {
+    return isOpen() && unlinkat(folder, name.c_str(), 0) == 0;
+}

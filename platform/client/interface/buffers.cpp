@@ -1,0 +1,241 @@
+#include "platform/client/interface/buffers.h"
+
+#include <cstring>
+#include <memory>
+#include <set>
+
+#include "platform/client/interface/boundary.h"
+
+namespace {
+
+// What the parts of a reply take of the buffer's size.
+constexpr size_t reply_head = 4;
+constexpr size_t attribute_head = 12;
+constexpr size_t value_head = 4;
+
+std::set<const ZKDSBuffer *> &open_buffers() {
+    static std::set<const ZKDSBuffer *> buffers;
+    return buffers;
+}
+
+size_t attribute_size(const SchemaAttribute &attribute) {
+    return attribute_head + strlen(attribute.name) + 1;
+}
+
+size_t value_size(const ReplyAttribute &attribute, size_t number) {
+    return value_head + value_block_size(attribute.attribute->syntax, attribute.values[number]);
+}
+
+// The attribute that is being taken out, null before the first.
+const ReplyAttribute *current(const ZKDSBuffer &reply) {
+    return reply.nextAttribute == 0 ? nullptr : &reply.attributes[reply.nextAttribute - 1];
+}
+
+// The value that comes next, null when the attribute has no further one or is not of that syntax.
+const Value *next_value(const ZKDSBuffer &reply, uint32_t syntax) {
+    const ReplyAttribute *attribute = current(reply);
+    if (attribute == nullptr || attribute->attribute->syntax != syntax || reply.nextValue == attribute->values.size()) {
+        return nullptr;
+    }
+    return &attribute->values[reply.nextValue];
+}
+
+void clear_reply(ZKDSBuffer *reply) {
+    reply->attributes.clear();
+    reply->nextAttribute = 0;
+    reply->nextValue = 0;
+    reply->used = reply_head;
+}
+
+bool take_room(ZKDSBuffer *reply, size_t size) {
+    if (size > reply->size || reply->used > reply->size - size) {
+        return false;
+    }
+    reply->used += size;
+    return true;
+}
+
+// Fills the reply from the parts of the attributes: each value is one part, an attribute without values is one too.
+class Filler {
+  public:
+    Filler(ZKDSBuffer *reply, size_t skip) : to(reply), toSkip(skip) {}
+
+    // False when the reply is full.
+    bool add(const ReplyAttribute &attribute) {
+        size_t parts = attribute.values.empty() ? 1 : attribute.values.size();
+        if (toSkip >= parts) {
+            toSkip -= parts;
+            done += parts;
+            return true;
+        }
+        done += toSkip;
+        size_t number = toSkip;
+        toSkip = 0;
+        bool begun = false;
+        for (; number < parts; number++) {
+            size_t size = (begun ? 0 : attribute_size(*attribute.attribute)) +
+                          (attribute.values.empty() ? 0 : value_size(attribute, number));
+            if (!take_room(to, size)) {
+                return false;
+            }
+            if (!begun) {
+                to->attributes.push_back({attribute.attribute, {}});
+                begun = true;
+            }
+            if (!attribute.values.empty()) {
+                to->attributes.back().values.push_back(attribute.values[number]);
+            }
+            done++;
+        }
+        return true;
+    }
+
+    size_t parts_done() const { return done; }
+    bool skipped_all() const { return toSkip == 0; }
+
+  private:
+    ZKDSBuffer *to;
+    size_t toSkip;
+    size_t done = 0;
+};
+
+uint32_t check_buffer(const ZKDSBuffer *buffer) {
+    return buffer == nullptr ? ZKE_BAD_PARAMETER : buffer_is_open(buffer) ? ZK_OK : ZKE_BAD_HANDLE;
+}
+
+} // namespace
+
+bool buffer_is_open(const ZKDSBuffer *buffer) {
+    return open_buffers().count(buffer) == 1;
+}
+
+uint32_t buffer_fill(ZKDSBuffer *reply, const std::vector<ReplyAttribute> &attributes, int32_t *iteration) {
+    if (*iteration < ZK_NO_MORE_ITERATIONS || *iteration == 0) {
+        return ZKE_BAD_PARAMETER;
+    }
+    clear_reply(reply);
+    Filler filler(reply, *iteration == ZK_NO_MORE_ITERATIONS ? 0 : static_cast<size_t>(*iteration));
+    bool complete = true;
+    for (size_t i = 0; i < attributes.size() && complete; i++) {
+        complete = filler.add(attributes[i]);
+    }
+    if (complete && (!filler.skipped_all() || (*iteration > 0 && reply->attributes.empty()))) {
+        return ZKE_BAD_PARAMETER;
+    }
+    if (!complete && reply->attributes.empty()) {
+        clear_reply(reply);
+        return ZKE_BUFFER_TOO_SMALL;
+    }
+    *iteration = complete ? ZK_NO_MORE_ITERATIONS : static_cast<int32_t>(filler.parts_done());
+    return ZK_OK;
+}
+
+uint32_t ZKDSAllocBuf(uint32_t size, ZKDSBuffer **buffer) {
+    return guarded([&]() -> uint32_t {
+        if (size == 0 || buffer == nullptr) {
+            return ZKE_BAD_PARAMETER;
+        }
+        auto made = std::make_unique<ZKDSBuffer>();
+        made->size = size;
+        open_buffers().insert(made.get());
+        *buffer = made.release();
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKDSFreeBuf(ZKDSBuffer *buffer) {
+    return guarded([&]() -> uint32_t {
+        uint32_t code = check_buffer(buffer);
+        if (code == ZK_OK) {
+            open_buffers().erase(buffer);
+            delete buffer;
+        }
+        return code;
+    });
+}
+
+uint32_t ZKDSInitBuf(uint32_t, uint32_t operation, ZKDSBuffer *buffer) {
+    return guarded([&]() -> uint32_t {
+        uint32_t code = check_buffer(buffer);
+        if (code != ZK_OK || operation != ZK_OPERATION_READ) {
+            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
+        }
+        clear_reply(buffer);
+        buffer->used = 0;
+        buffer->names.clear();
+        buffer->initialised = true;
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKDSPutAttrName(uint32_t, ZKDSBuffer *buffer, const char *attribute) {
+    return guarded([&]() -> uint32_t {
+        uint32_t code = check_buffer(buffer);
+        if (code != ZK_OK || attribute == nullptr || !buffer->initialised) {
+            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
+        }
+        const size_t length = strlen(attribute);
+        if (length > ZK_MAX_ATTR_NAME) {
+            return ZKE_NO_SUCH_ATTRIBUTE;
+        }
+        if (!take_room(buffer, length + 1)) {
+            return ZKE_BUFFER_TOO_SMALL;
+        }
+        buffer->names.emplace_back(attribute);
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKDSGetAttrCount(uint32_t, ZKDSBuffer *reply, uint32_t *count) {
+    return guarded([&]() -> uint32_t {
+        uint32_t code = check_buffer(reply);
+        if (code != ZK_OK || count == nullptr) {
+            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
+        }
+        *count = static_cast<uint32_t>(reply->attributes.size());
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKDSGetAttrName(uint32_t, ZKDSBuffer *reply, char *attribute, uint32_t *valueCount, uint32_t *syntax) {
+    return guarded([&]() -> uint32_t {
+        uint32_t code = check_buffer(reply);
+        if (code != ZK_OK || attribute == nullptr || valueCount == nullptr || syntax == nullptr) {
+            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
+        }
+        if (reply->nextAttribute == reply->attributes.size()) {
+            return ZKE_NO_MORE_ENTRIES;
+        }
+        reply->nextValue = 0;
+        const ReplyAttribute &next = reply->attributes[reply->nextAttribute++];
+        memcpy(attribute, next.attribute->name, strlen(next.attribute->name) + 1);
+        *valueCount = static_cast<uint32_t>(next.values.size());
+        *syntax = next.attribute->syntax;
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKDSComputeAttrValSize(uint32_t, ZKDSBuffer *reply, uint32_t syntax, uint32_t *size) {
+    return guarded([&]() -> uint32_t {
+        uint32_t code = check_buffer(reply);
+        const Value *value = code == ZK_OK ? next_value(*reply, syntax) : nullptr;
+        if (value == nullptr || size == nullptr) {
+            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
+        }
+        *size = static_cast<uint32_t>(value_block_size(syntax, *value));
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKDSGetAttrVal(uint32_t, ZKDSBuffer *reply, uint32_t syntax, void *value) {
+    return guarded([&]() -> uint32_t {
+        uint32_t code = check_buffer(reply);
+        const Value *next = code == ZK_OK ? next_value(*reply, syntax) : nullptr;
+        if (next == nullptr || value == nullptr) {
+            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
+        }
+        value_write(syntax, *next, value);
+        reply->nextValue++;
+        return ZK_OK;
+    });
+}

@@ -1,0 +1,214 @@
+// Mapped drives: the user's own symbolic links of the link directory that point below the mount point. The links are
+// the only record of them.
+//
+// The list that programs hold: a ListHead, and for each drive an attribute word and two texts with their NULs.
+#include <dirent.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/mount.h"
+#include "platform/client/interface/boundary.h"
+#include "platform/client/session/trees.h"
+#include "platform/own_directory.h"
+
+namespace {
+
+constexpr uint32_t list_magic = 0x5652445A;
+constexpr uint32_t drive_is_link = 1;
+
+struct ListHead {
+    uint32_t magic;
+    uint32_t size; // of the whole list
+};
+
+struct Drive {
+    std::string local;  // the link's path
+    std::string target; // SERVER/VOLUME:path
+};
+
+// The link directory, its "%NAME" replaced; empty when the variable is not set.
+std::string link_directory() {
+    const std::string &value = trees_config().linkDirectory;
+    if (value.empty() || value.front() != '%') {
+        return value;
+    }
+    size_t slash = value.find('/');
+    const char *variable = secure_getenv(value.substr(1, slash == std::string::npos ? slash : slash - 1).c_str());
+    if (variable == nullptr) {
+        return "";
+    }
+    return slash == std::string::npos ? variable : variable + value.substr(slash);
+}
+
+// The parts of a path; false for one that climbs.
+bool split_path(std::string_view path, std::vector<std::string> *parts) {
+    while (!path.empty()) {
+        size_t slash = path.find('/');
+        std::string_view part = path.substr(0, slash);
+        if (part == "..") {
+            return false;
+        }
+        if (!part.empty() && part != ".") {
+            parts->emplace_back(part);
+        }
+        path = slash == std::string_view::npos ? "" : path.substr(slash + 1);
+    }
+    return true;
+}
+
+// What a link points to, as a drive's target: below the mount point follow the user, the server, the volume, the path.
+bool target_of(const std::string &pointsTo, std::string *target) {
+    std::vector<std::string> mount;
+    std::vector<std::string> parts;
+    if (pointsTo[0] != '/' || !split_path(mount_point(), &mount) || !split_path(pointsTo, &parts) ||
+        parts.size() < mount.size() + 3 || !std::equal(mount.begin(), mount.end(), parts.begin())) {
+        return false;
+    }
+    size_t server = mount.size() + 1;
+    *target = parts[server] + "/" + parts[server + 1] + ":";
+    for (size_t i = server + 2; i < parts.size(); i++) {
+        *target += (i == server + 2 ? "" : "/") + parts[i];
+    }
+    return true;
+}
+
+struct CloseFolder {
+    void operator()(DIR *folder) const { closedir(folder); }
+};
+using FolderPointer = std::unique_ptr<DIR, CloseFolder>;
+
+// Null when there is no such directory. Throws CodedError for one that is not the user's alone: what others could have
+// put there leads no drive anywhere.
+FolderPointer open_folder(const std::string &path) {
+    DirectoryFault fault = DirectoryFault::notOpened;
+    const int descriptor = own_directory_open(path, &fault);
+    if (descriptor < 0 && fault != DirectoryFault::notOpened) {
+        throw CodedError(ZKE_NO_ACCESS, own_directory_refusal(path, fault));
+    }
+    FolderPointer folder(descriptor < 0 ? nullptr : fdopendir(descriptor));
+    if (folder == nullptr && descriptor >= 0) {
+        close(descriptor);
+    }
+    return folder;
+}
+
+std::vector<Drive> find_drives() {
+    std::vector<Drive> drives;
+    std::string path = link_directory();
+    const FolderPointer folder = open_folder(path);
+    if (folder == nullptr) {
+        return drives;
+    }
+    if (path.back() != '/') {
+        path += '/';
+    }
+    while (const dirent *item = readdir(folder.get())) {
+        Drive drive;
+        const std::optional<OwnLink> link = own_link_read(dirfd(folder.get()), item->d_name);
+        if (link && !link->foreign && target_of(link->target, &drive.target)) {
+            drive.local = path + item->d_name;
+            drives.push_back(std::move(drive));
+        }
+    }
+    std::sort(drives.begin(), drives.end(), [](const Drive &a, const Drive &b) { return a.local < b.local; });
+    return drives;
+}
+
+void append_number(std::string *list, uint32_t number) {
+    list->append(reinterpret_cast<const char *>(&number), sizeof number);
+}
+
+std::string make_list() {
+    std::string list(sizeof(ListHead), '\0');
+    for (const Drive &drive : find_drives()) {
+        append_number(&list, drive_is_link);
+        list.append(drive.local.c_str(), drive.local.size() + 1);
+        list.append(drive.target.c_str(), drive.target.size() + 1);
+    }
+    ListHead head = {list_magic, static_cast<uint32_t>(list.size())};
+    memcpy(&list[0], &head, sizeof head);
+    return list;
+}
+
+// One text of the list; false when the list ends before it does.
+bool take_text(std::string_view list, uint32_t *at, std::string_view *text) {
+    size_t end = list.find('\0', *at);
+    if (end == std::string_view::npos) {
+        return false;
+    }
+    *text = list.substr(*at, end - *at);
+    *at = static_cast<uint32_t>(end + 1);
+    return true;
+}
+
+bool take_drive(std::string_view list, uint32_t *at, uint32_t *attribute, std::string_view *local,
+                std::string_view *target) {
+    if (list.size() - *at < sizeof *attribute) {
+        return false;
+    }
+    memcpy(attribute, list.data() + *at, sizeof *attribute);
+    *at += static_cast<uint32_t>(sizeof *attribute);
+    return take_text(list, at, local) && take_text(list, at, target);
+}
+
+void put(std::string_view text, char *buffer) {
+    memcpy(buffer, text.data(), text.size());
+    buffer[text.size()] = '\0';
+}
+
+} // namespace
+
+uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size) {
+    return guarded([&]() -> uint32_t {
+        if (size == nullptr) {
+            return ZKE_BAD_PARAMETER;
+        }
+        std::string list = make_list();
+        // A link may have come since the size was asked for: the new size is told.
+        bool fits = buffer == nullptr || *size >= list.size();
+        *size = static_cast<uint32_t>(list.size());
+        if (buffer != nullptr && fits) {
+            memcpy(buffer, list.data(), list.size());
+        }
+        return fits ? ZK_OK : ZKE_BUFFER_TOO_SMALL;
+    });
+}
+
+uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attribute, uint32_t localSize,
+                            char *localPath, uint32_t targetSize, char *target) {
+    return guarded([&]() -> uint32_t {
+        if (buffer == nullptr || cursor == nullptr || localPath == nullptr || target == nullptr) {
+            return ZKE_BAD_PARAMETER;
+        }
+        ListHead head;
+        memcpy(&head, buffer, sizeof head);
+        uint32_t at = *cursor == 0 ? static_cast<uint32_t>(sizeof head) : *cursor;
+        if (head.magic != list_magic || at < sizeof head || at > head.size) {
+            return ZKE_BAD_PARAMETER;
+        }
+        std::string_view list(static_cast<const char *>(buffer), head.size);
+        uint32_t word = 0;
+        std::string_view local;
+        std::string_view to;
+        while (take_drive(list, &at, &word, &local, &to)) {
+            *cursor = at;
+            // A drive too long for the caller's buffers must not hide those behind it.
+            if (local.size() < localSize && to.size() < targetSize) {
+                put(local, localPath);
+                put(to, target);
+                if (attribute != nullptr) {
+                    *attribute = word;
+                }
+                return ZK_OK;
+            }
+        }
+        return ZKE_NO_MORE_ENTRIES;
+    });
+}

@@ -1,0 +1,185 @@
+// Reading objects: from an entry of the directory to the reply that a program takes apart.
+#include <algorithm>
+#include <cstring>
+#include <unordered_set>
+
+#include "platform/client/core/plain_values.h"
+#include "platform/client/interface/boundary.h"
+#include "platform/client/interface/buffers.h"
+#include "platform/client/interface/contexts.h"
+
+namespace {
+
+constexpr uint32_t object_is_alias = 1;
+constexpr uint32_t object_is_container = 4;
+
+// The rows of the schema that a request asks for; names that the schema does not know are left out.
+std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request, bool all) {
+    std::vector<const SchemaAttribute *> rows;
+    if (all) {
+        for (const SchemaAttribute &row : schema_attributes()) {
+            if (row.name != nullptr) {
+                rows.push_back(&row);
+            }
+        }
+        return rows;
+    }
+    for (const std::string &name : request->names) {
+        const SchemaAttribute *row = schema_find(name);
+        if (row != nullptr) {
+            rows.push_back(row);
+        }
+    }
+    return rows;
+}
+
+// The groups that name the user as a member, besides those that the user's own entry lists.
+void add_groups(DirectoryStore *store, const Entry &entry, const NameForm &form, std::vector<Value> *values) {
+    std::vector<Name> groups;
+    store->groups_of(entry, &groups);
+    std::unordered_set<std::string> listed; // a user may be in thousands
+    for (const Value &value : *values) {
+        listed.insert(name_fold(name_to_dotted(value.name, true)));
+    }
+    bool mayRepeat = !listed.empty(); // the store names each group once
+    values->reserve(values->size() + groups.size());
+    for (const Name &group : groups) {
+        if (!mayRepeat || listed.insert(name_fold(name_to_dotted(group, true))).second) {
+            Value value;
+            value.text = name_in_form(group, form);
+            values->push_back(std::move(value));
+        }
+    }
+}
+
+Value convert(const EntryValue &from, const Name &base, const NameForm &form) {
+    if (strcmp(from.attribute->ldap, "objectClass") == 0) {
+        Value value;
+        value.text = schema_class_name(from.text);
+        return value;
+    }
+    Value value = value_parse(from.attribute->syntax, from.text, base);
+    value_put_names(from.attribute->syntax, form, &value);
+    return value;
+}
+
+// A value that is not handed out counts as not there, and an attribute without any other value too.
+ReplyAttribute collect(const Tree &tree, const Entry &entry, const SchemaAttribute *row, const NameForm &form) {
+    ReplyAttribute reply = {row, {}};
+    for (const EntryValue &value : entry.values) {
+        if (value.attribute == row) {
+            reply.values.push_back(convert(value, tree.store->base(), form));
+        }
+    }
+    if (strcmp(row->ldap, "memberOf") == 0) {
+        add_groups(tree.store.get(), entry, form, &reply.values);
+    }
+    auto isHeldBack = [&](const Value &value) { return !value_is_handed_out(tree.config, entry, *row, value); };
+    reply.values.erase(std::remove_if(reply.values.begin(), reply.values.end(), isHeldBack), reply.values.end());
+    return reply;
+}
+
+uint32_t check_buffers(const ZKDSBuffer *request, uint32_t allAttributes, const int32_t *iteration,
+                       const ZKDSBuffer *reply, uint32_t infoType) {
+    if (iteration == nullptr || reply == nullptr || (request == nullptr && allAttributes == 0) || request == reply ||
+        (infoType != ZK_INFO_NAMES && infoType != ZK_INFO_NAMES_AND_VALUES)) {
+        return ZKE_BAD_PARAMETER;
+    }
+    bool open = buffer_is_open(reply) && (request == nullptr || buffer_is_open(request));
+    return open ? ZK_OK : ZKE_BAD_HANDLE;
+}
+
+uint32_t read_object(Context *context, Tree *tree, const char *object, EntryPtr *entry) {
+    uint32_t code = context_find_entry(*context, *tree, object, entry);
+    if (code == ZK_OK) {
+        context_note_read(context, tree);
+    }
+    return code;
+}
+
+} // namespace
+
+uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint32_t allAttributes, ZKDSBuffer *request,
+                  int32_t *iteration, ZKDSBuffer *reply) {
+    return guarded([&]() -> uint32_t {
+        uint32_t code = check_buffers(request, allAttributes, iteration, reply, infoType);
+        if (code != ZK_OK || object == nullptr) {
+            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
+        }
+        Context *found = nullptr;
+        Tree *tree = nullptr;
+        EntryPtr entry;
+        code = context_tree(context, &found, &tree);
+        if (code == ZK_OK) {
+            code = read_object(found, tree, object, &entry);
+        }
+        if (code != ZK_OK) {
+            return code;
+        }
+        NameForm form = context_form(*found);
+        std::vector<ReplyAttribute> attributes;
+        for (const SchemaAttribute *row : requested(request, allAttributes != 0)) {
+            ReplyAttribute attribute = collect(*tree, *entry, row, form);
+            if (!attribute.values.empty()) {
+                if (infoType == ZK_INFO_NAMES) {
+                    attribute.values.clear();
+                }
+                attributes.push_back(std::move(attribute));
+            }
+        }
+        if (attributes.empty() && allAttributes == 0) {
+            return ZKE_NO_SUCH_ATTRIBUTE;
+        }
+        return buffer_fill(reply, attributes, iteration);
+    });
+}
+
+uint32_t ZKDSReadAttrDef(uint32_t context, uint32_t infoType, uint32_t allAttributes, ZKDSBuffer *request,
+                         int32_t *iteration, ZKDSBuffer *reply) {
+    return guarded([&]() -> uint32_t {
+        Context *found = nullptr;
+        uint32_t code = context_find(context, &found);
+        if (code == ZK_OK) {
+            code = check_buffers(request, allAttributes, iteration, reply, infoType);
+        }
+        if (code != ZK_OK) {
+            return code;
+        }
+        std::vector<ReplyAttribute> attributes;
+        for (const SchemaAttribute *row : requested(request, allAttributes != 0)) {
+            attributes.push_back({row, {}});
+        }
+        if (attributes.empty()) {
+            return ZKE_NO_SUCH_ATTRIBUTE;
+        }
+        return buffer_fill(reply, attributes, iteration);
+    });
+}
+
+uint32_t ZKDSReadObjectInfo(uint32_t context, const char *object, char *distinguishedName, ZKDSObjectInfo *info) {
+    return guarded([&]() -> uint32_t {
+        if (object == nullptr || distinguishedName == nullptr) {
+            return ZKE_BAD_PARAMETER;
+        }
+        Context *found = nullptr;
+        Tree *tree = nullptr;
+        EntryPtr entry;
+        uint32_t code = context_tree(context, &found, &tree);
+        if (code == ZK_OK) {
+            code = read_object(found, tree, object, &entry);
+        }
+        if (code == ZK_OK) {
+            code = context_put_name(name_in_form(entry->name, context_form(*found)), distinguishedName);
+        }
+        if (code == ZK_OK && info != nullptr) {
+            ZKDSObjectInfo told = {};
+            told.flags = (entry->is_class("Alias") ? object_is_alias : 0) |
+                         (entry->entryClass->container ? object_is_container : 0);
+            told.subordinateCount = entry->subordinates;
+            told.modificationTime = entry->modificationTime;
+            strncpy(told.baseClass, entry->entryClass->base, sizeof told.baseClass - 1);
+            *info = told;
+        }
+        return code;
+    });
+}

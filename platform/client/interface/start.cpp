@@ -1,0 +1,67 @@
+#include "platform/client/interface/start.h"
+
+#include <cstring>
+
+#include "platform/client/interface/boundary.h"
+#include "platform/client/ldap/waiting.h"
+#include "platform/client/session/trees.h"
+
+static uint32_t make_ready() {
+    return guarded([]() -> uint32_t {
+        trees_configure();
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKCallsInit(void *, void *) {
+    return make_ready();
+}
+
+uint32_t ZKCLXInit(void *, void *) {
+    return make_ready();
+}
+
+uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, uint8_t *patch) {
+    uint8_t *parts[] = {major, minor, revision, patch};
+    for (const uint8_t *part : parts) {
+        if (part == nullptr) {
+            return ZKE_BAD_PARAMETER;
+        }
+    }
+    for (int i = 0; i < 4; i++) {
+        *parts[i] = client_version[i];
+    }
+    return ZK_OK;
+}
+
+uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree) {
+    return guarded([&]() -> uint32_t {
+        if (tree == nullptr || length == 0) {
+            return ZKE_BAD_PARAMETER;
+        }
+        Tree *found = tree_find(std::string_view(tree, length));
+        if (found == nullptr) {
+            return ZKE_TREE_NOT_FOUND;
+        }
+        tree_prefer(found);
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKGetLastErrorText(uint32_t size, char *text) {
+    return guarded([&]() -> uint32_t {
+        if (text == nullptr || size == 0) {
+            return ZKE_BAD_PARAMETER;
+        }
+        const std::string &sentence = error_kept();
+        size_t length = sentence.size() < size ? sentence.size() : size - 1;
+        memcpy(text, sentence.data(), length);
+        text[length] = '\0';
+        return ZK_OK;
+    });
+}
+
+uint32_t ZKSetWaitNotice(uint32_t milliseconds, ZKWaitNotice notice) {
+    ldap_waiting_notice(std::chrono::milliseconds(milliseconds), notice);
+    return ZK_OK;
+}

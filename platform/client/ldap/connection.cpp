@@ -1,0 +1,524 @@
+#include "platform/client/ldap/connection.h"
+
+#include <openldap.h>
+#include <sys/time.h>
+#include <unistd.h>
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include "platform/catalogue.h"
+#include "platform/client/core/names.h"
+#include "platform/client/ldap/certificate.h"
+#include "platform/client/ldap/ticket.h"
+#include "platform/client/ldap/waiting.h"
+#include "platform/zk.h"
+
+namespace {
+
+struct FreeMessage {
+    void operator()(LDAPMessage *message) const { ldap_msgfree(message); }
+};
+using Message = std::unique_ptr<LDAPMessage, FreeMessage>;
+
+struct FreeText {
+    void operator()(void *text) const { ldap_memfree(text); }
+};
+using Text = std::unique_ptr<char, FreeText>;
+
+timeval time_left(LdapDeadline deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - LdapClock::now()).count();
+    left = std::max<long long>(left, 1000);
+    return {static_cast<time_t>(left / 1'000'000), static_cast<suseconds_t>(left % 1'000'000)};
+}
+
+std::vector<std::string> values_of(LDAP *ld, LDAPMessage *entry, const char *name) {
+    std::vector<std::string> values;
+    berval **list = ldap_get_values_len(ld, entry, name);
+    for (berval **one = list; one != nullptr && *one != nullptr; one++) {
+        values.emplace_back((*one)->bv_val, (*one)->bv_len);
+    }
+    ldap_value_free_len(list);
+    return values;
+}
+
+LdapEntry entry_of(LDAP *ld, LDAPMessage *message) {
+    LdapEntry entry;
+    Text dn(ldap_get_dn(ld, message));
+    entry.dn = dn == nullptr ? "" : dn.get();
+    BerElement *cursor = nullptr;
+    for (Text name(ldap_first_attribute(ld, message, &cursor)); name != nullptr;
+         name.reset(ldap_next_attribute(ld, message, cursor))) {
+        // A value in one language only is not the value.
+        if (strchr(name.get(), ';') == nullptr) {
+            entry.attributes.emplace_back(name.get(), values_of(ld, message, name.get()));
+        }
+    }
+    ber_free(cursor, 0);
+    return entry;
+}
+
+// Frees the list.
+std::vector<std::string> texts_of(char **list) {
+    std::vector<std::string> texts;
+    for (char **one = list; one != nullptr && *one != nullptr; one++) {
+        texts.emplace_back(*one);
+    }
+    ldap_memvfree(reinterpret_cast<void **>(list));
+    return texts;
+}
+
+bool is_same_dn(const std::string &one, const std::string &other) {
+    Name first;
+    Name second;
+    return !other.empty() && name_parse_dn(one, {}, &first, nullptr) && name_parse_dn(other, {}, &second, nullptr) &&
+           name_equal(first, second);
+}
+
+// As "Who am I?" was answered.
+const char *name_or_anonymous(const std::string &who) {
+    return who.empty() ? catalogue_text("an anonymous user") : who.c_str();
+}
+
+struct OptionRow {
+    int option;
+    int value;
+};
+
+void must(int result, const LdapUri &address, const char *what) {
+    if (result != LDAP_OPT_SUCCESS) {
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
+                          catalogue_format("%1$s: libldap rejected %2$s", address.text.c_str(), what));
+    }
+}
+
+} // namespace
+
+LdapIdentity::LdapIdentity(const std::string &distinguishedName, const char *secret)
+    : dn_(distinguishedName), masked_(strlen(secret)), mask_(masked_.size()) {
+    if (!mask_.empty()) { // an empty list has no address
+        arc4random_buf(mask_.data(), mask_.size());
+    }
+    for (size_t i = 0; i < masked_.size(); i++) {
+        masked_[i] = static_cast<char>(secret[i] ^ mask_[i]);
+    }
+}
+
+LdapIdentity &LdapIdentity::operator=(LdapIdentity &&other) noexcept {
+    wipe();
+    dn_ = std::exchange(other.dn_, {});
+    masked_ = std::exchange(other.masked_, {});
+    mask_ = std::exchange(other.mask_, {});
+    return *this;
+}
+
+LdapIdentity::~LdapIdentity() {
+    wipe();
+}
+
+void LdapIdentity::wipe() {
+    if (masked_.empty()) {
+        return;
+    }
+    explicit_bzero(masked_.data(), masked_.size());
+    explicit_bzero(mask_.data(), mask_.size());
+}
+
+LdapIdentity::Revealed::Revealed(const LdapIdentity &identity) : text_(identity.masked_.size() + 1) {
+    for (size_t i = 0; i < identity.masked_.size(); i++) {
+        text_[i] = static_cast<char>(identity.masked_[i] ^ identity.mask_[i]);
+    }
+}
+
+LdapIdentity::Revealed::~Revealed() {
+    explicit_bzero(text_.data(), text_.size());
+}
+
+LdapConnection::LdapConnection(const ConfigLdap &configuration, const std::string &uri, LdapDeadline deadline)
+    : config(configuration), address(ldap_uri_parse(uri)) {
+    open(deadline);
+    secure(deadline);
+}
+
+void LdapConnection::open(LdapDeadline deadline) {
+    ldap_waiting_for(address.text);
+    int descriptor = ldap_stream_connect(address, config.localOwner, deadline, &loopback);
+    int protocol = address.local ? LDAP_PROTO_IPC : LDAP_PROTO_TCP;
+    int result = ldap_init_fd(descriptor, protocol, address.text.c_str(), &ld);
+    if (result != LDAP_SUCCESS) {
+        close(descriptor); // libldap takes a part of what it parses as a URI for a list, and refuses it unused
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address.text + ": " + ldap_err2string(result));
+    }
+    wire->handle.reset(ld);
+    begin(deadline);
+    watch.attach(ld);
+    setOptions(deadline);
+}
+
+// Each one is set, whatever an ldaprc file or the environment says.
+void LdapConnection::setOptions(LdapDeadline deadline) {
+    const OptionRow numbers[] = {
+        {LDAP_OPT_PROTOCOL_VERSION, LDAP_VERSION3},
+        {LDAP_OPT_DEREF, LDAP_DEREF_NEVER},
+        {LDAP_OPT_SIZELIMIT, LDAP_NO_LIMIT},
+        {LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT},
+    };
+    for (const OptionRow &row : numbers) {
+        must(ldap_set_option(ld, row.option, &row.value), address, catalogue_text("an option"));
+    }
+    must(ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF), address, catalogue_text("an option"));
+    must(ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_OFF), address, catalogue_text("an option"));
+    timeval left = time_left(deadline);
+    must(ldap_set_option(ld, LDAP_OPT_NETWORK_TIMEOUT, &left), address, catalogue_text("a time limit"));
+    must(ldap_set_option(ld, LDAP_OPT_TIMEOUT, &left), address, catalogue_text("a time limit"));
+}
+
+void LdapConnection::setTlsOptions(int requireCertificate) {
+    const OptionRow numbers[] = {
+        {LDAP_OPT_X_TLS_REQUIRE_CERT, requireCertificate},
+        {LDAP_OPT_X_TLS_REQUIRE_SAN, LDAP_OPT_X_TLS_ALLOW}, // names in the certificate's list come before its subject
+        {LDAP_OPT_X_TLS_PROTOCOL_MIN, LDAP_OPT_X_TLS_PROTOCOL_TLS1_2},
+    };
+    for (const OptionRow &row : numbers) {
+        must(ldap_set_option(ld, row.option, &row.value), address, catalogue_text("a TLS option"));
+    }
+    // No certificate of the client's own, no authorities beside the configured file, the TLS library's own choice of
+    // ciphers.
+    for (int option :
+         {LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CIPHER_SUITE}) {
+        must(ldap_set_option(ld, option, nullptr), address, catalogue_text("a TLS option"));
+    }
+    must(ldap_set_option(ld, LDAP_OPT_X_TLS_CACERTFILE, config.caFile.c_str()), address, catalogue_text("the CA file"));
+    const int client = 0;
+    if (ldap_set_option(ld, LDAP_OPT_X_TLS_NEWCTX, &client) != LDAP_OPT_SUCCESS) {
+        throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
+                          catalogue_format("%1$s: cannot use the CA file %2$s: it contains no valid certificate",
+                                           address.text.c_str(), config.caFile.c_str()));
+    }
+}
+
+void LdapConnection::startTls(LdapDeadline deadline) {
+    begin(deadline);
+    LdapAnswer answer = take(ask("StartTLS", [this](int *message) {
+        return ldap_extended_operation(ld, LDAP_EXOP_START_TLS, nullptr, nullptr, nullptr, message);
+    }));
+    if (answer.result != LDAP_SUCCESS) {
+        throw LdapTrouble(ZKE_TLS_REQUIRED,
+                          catalogue_format("%1$s: the server refused StartTLS: %2$s %3$s", address.text.c_str(),
+                                           ldap_err2string(answer.result), answer.text.c_str()));
+    }
+}
+
+void LdapConnection::secure(LdapDeadline deadline) {
+    if (!address.tls && !config.startTls) {
+        return;
+    }
+    if (access(config.caFile.c_str(), R_OK) != 0) {
+        throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
+                          catalogue_format("%1$s: cannot read the CA file %2$s: %3$s", address.text.c_str(),
+                                           config.caFile.c_str(), strerror(errno)));
+    }
+    setTlsOptions(LDAP_OPT_X_TLS_DEMAND);
+    const bool nameIsOurs = isForLocalhost(deadline);
+    if (nameIsOurs) {
+        leaveOutNameCheck();
+    }
+    if (!address.tls) {
+        startTls(deadline);
+    }
+    begin(deadline);
+    if (ldap_install_tls(ld) != LDAP_SUCCESS ||
+        (nameIsOurs && !certificate_is_good(peerCertificate(), address.host, config.caFile))) {
+        refuseTls(deadline);
+    }
+    secured = true;
+}
+
+// For "localhost" libldap expects the machine's full name in the certificate. A certificate that is made out to
+// "localhost" is checked here; any other one is left to libldap.
+bool LdapConnection::isForLocalhost(LdapDeadline deadline) {
+    return equal_nocase(address.host, "localhost") &&
+           certificate_is_good(inspectedCertificate(deadline), address.host, config.caFile);
+}
+
+// libldap has taken from the options into the TLS context, made by now, that the certificate must be verified. What it
+// still looks up in them is whether to compare names.
+void LdapConnection::leaveOutNameCheck() {
+    const int allow = LDAP_OPT_X_TLS_ALLOW;
+    must(ldap_set_option(ld, LDAP_OPT_X_TLS_REQUIRE_CERT, &allow), address, catalogue_text("a TLS option"));
+}
+
+// Why did the handshake fail? A second one that takes any certificate, and sends nothing, tells the certificate's
+// faults from the server's.
+void LdapConnection::refuseTls(LdapDeadline deadline) {
+    if (watch.event() == LdapWatch::TimedOut) {
+        fail(LDAP_TIMEOUT, catalogue_text("the TLS handshake"));
+    }
+    const std::string certificate = inspectedCertificate(deadline);
+    if (certificate.empty()) {
+        throw LdapTrouble(
+            watch.event() == LdapWatch::Closed ? ZKE_SERVER_CLOSED : ZKE_ANSWER_MALFORMED,
+            address.text + ": " + catalogue_text("TLS handshake failed: the server does not speak TLS correctly"));
+    }
+    throw LdapTrouble(
+        ZKE_CERTIFICATE_REFUSED,
+        catalogue_format("%1$s: cannot verify the server's certificate: %2$s; CA file: %3$s", address.text.c_str(),
+                         certificate_fault(certificate, address.host, config.caFile).c_str(), config.caFile.c_str()));
+}
+
+LdapConnection::LdapConnection(const LdapConnection &refused, Inspect, LdapDeadline deadline)
+    : config(refused.config), address(refused.address) {
+    open(deadline);
+}
+
+// What the server shows on a connection that takes any certificate and sends nothing; empty when it shows none.
+std::string LdapConnection::inspectedCertificate(LdapDeadline deadline) const {
+    try {
+        LdapConnection inspection(*this, Inspect(), deadline);
+        inspection.setTlsOptions(LDAP_OPT_X_TLS_NEVER);
+        if (!address.tls) {
+            inspection.startTls(deadline);
+        }
+        return ldap_install_tls(inspection.ld) == LDAP_SUCCESS ? inspection.peerCertificate() : "";
+    } catch (const LdapTrouble &) {
+        return "";
+    }
+}
+
+std::string LdapConnection::peerCertificate() const {
+    berval der = {0, nullptr};
+    std::string certificate;
+    if (ldap_get_option(ld, LDAP_OPT_X_TLS_PEERCERT, &der) == LDAP_OPT_SUCCESS && der.bv_val != nullptr) {
+        certificate.assign(der.bv_val, der.bv_len);
+        ldap_memfree(der.bv_val);
+    }
+    return certificate;
+}
+
+void LdapConnection::begin(LdapDeadline deadline) {
+    ldap_waiting_for(address.text);
+    watch.begin(deadline);
+}
+
+void LdapConnection::fail(int result, const char *what) const {
+    bool late = watch.event() == LdapWatch::TimedOut || (watch.event() == LdapWatch::Nothing && result == LDAP_TIMEOUT);
+    if (late && watch.inAnswer()) {
+        throw LdapTrouble(ZKE_ANSWER_CUT_SHORT, catalogue_format("%1$s: timed out in the middle of the answer to %2$s",
+                                                                 address.text.c_str(), what));
+    }
+    if (late) {
+        throw LdapTrouble(ZKE_SERVER_SILENT, catalogue_format("%1$s: timed out waiting for the answer to %2$s",
+                                                              address.text.c_str(), what));
+    }
+    switch (watch.event()) {
+        case LdapWatch::Closed:
+            throw LdapTrouble(
+                ZKE_SERVER_CLOSED,
+                watch.inAnswer()
+                    ? catalogue_format("%1$s: the server closed the connection in the middle of its answer to %2$s",
+                                       address.text.c_str(), what)
+                    : catalogue_format("%1$s: the server closed the connection instead of answering %2$s",
+                                       address.text.c_str(), what));
+        case LdapWatch::TooLarge:
+            throw LdapTrouble(ZKE_ANSWER_TOO_LARGE, catalogue_format("%1$s: the server's answer to %2$s is too large",
+                                                                     address.text.c_str(), what));
+        default:
+            throw LdapTrouble(
+                ZKE_ANSWER_MALFORMED,
+                catalogue_format("%1$s: the server's answer to %2$s is not valid LDAP", address.text.c_str(), what));
+    }
+}
+
+int LdapConnection::waitFor(int message, LdapDeadline until, LDAPMessage **messages) {
+    timeval left = time_left(until);
+    return ldap_result(ld, message, LDAP_MSG_ALL, &left, messages);
+}
+
+LDAPMessage *LdapConnection::await(int message) {
+    LDAPMessage *messages = nullptr;
+    const LdapDeadline next = ldap_waiting_step(watch.deadline());
+    int kind = waitFor(message, next, &messages);
+    if (kind == 0 && next != watch.deadline()) {
+        ldap_waiting_tell();
+        kind = waitFor(message, watch.deadline(), &messages);
+    }
+    if (kind <= 0) {
+        ldap_msgfree(messages);
+        int result = LDAP_TIMEOUT;
+        if (kind < 0) {
+            ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &result);
+        }
+        fail(result, catalogue_text("a request"));
+    }
+    return messages;
+}
+
+template <typename Send>
+LDAPMessage *LdapConnection::ask(const char *what, Send send) {
+    int message = 0;
+    const int result = send(&message);
+    if (result != LDAP_SUCCESS) {
+        fail(result, what);
+    }
+    return await(message);
+}
+
+LdapAnswer LdapConnection::take(LDAPMessage *messages) {
+    Message freedAtTheEnd(messages);
+    LdapAnswer answer;
+    for (LDAPMessage *one = ldap_first_entry(ld, messages); one != nullptr; one = ldap_next_entry(ld, one)) {
+        answer.entries.push_back(entry_of(ld, one));
+    }
+    for (LDAPMessage *one = ldap_first_reference(ld, messages); one != nullptr; one = ldap_next_reference(ld, one)) {
+        char **uris = nullptr;
+        if (ldap_parse_reference(ld, one, &uris, nullptr, 0) == LDAP_SUCCESS) {
+            answer.references.push_back(texts_of(uris));
+        }
+    }
+    char *text = nullptr;
+    char **elsewhere = nullptr;
+    // The result is the last message of the chain, and this call looks for it there.
+    int parsed = ldap_parse_result(ld, messages, &answer.result, nullptr, &text, &elsewhere, nullptr, 0);
+    answer.referral = texts_of(elsewhere);
+    if (text != nullptr) {
+        answer.text = text;
+        ldap_memfree(text);
+    }
+    if (parsed != LDAP_SUCCESS) {
+        fail(parsed, catalogue_text("a request"));
+    }
+    answered = true;
+    return answer;
+}
+
+LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadline) {
+    begin(deadline);
+    std::vector<char *> attributes;
+    for (const std::string &name : search.attributes) {
+        attributes.push_back(const_cast<char *>(name.c_str()));
+    }
+    attributes.push_back(nullptr);
+    return take(ask(catalogue_text("a search"), [&](int *message) {
+        return ldap_search_ext(ld, search.base.c_str(), search.scope, search.filter.c_str(), attributes.data(), 0,
+                               nullptr, nullptr, nullptr, search.sizeLimit, message);
+    }));
+}
+
+LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadline) {
+    if (config.gssapi) {
+        return bindWithTicket(identity, deadline);
+    }
+    if (config.external) {
+        begin(deadline);
+        return bindExternal(identity);
+    }
+    return bindWithPassword(identity, deadline);
+}
+
+LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline) {
+    begin(deadline);
+    if (identity.dn().empty()) { // a server may take it for an anonymous login, whatever the password
+        LdapAnswer refused;
+        refused.result = LDAP_INVALID_DN_SYNTAX;
+        return refused;
+    }
+    if (!isTrusted()) {
+        throw LdapTrouble(
+            ZKE_TLS_REQUIRED,
+            address.text + ": " +
+                catalogue_text("the password was not sent: the connection is not encrypted (use ldaps or start_tls)"));
+    }
+    LdapAnswer answer = take(ask(catalogue_text("the login"), [&](int *message) {
+        LdapIdentity::Revealed password(identity); // no longer than it takes to send it
+        berval secret = password.value();
+        return ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, message);
+    }));
+    if (answer.result == LDAP_SUCCESS && isAnonymous()) {
+        throw CodedError(ZKE_NO_ACCESS,
+                         catalogue_format("%1$s: the server treats the login of %2$s as anonymous: it has not "
+                                          "checked the password",
+                                          address.text.c_str(), identity.dn().c_str()));
+    }
+    return answer;
+}
+
+// Whom the answer to "Who am I?" names.
+std::string LdapConnection::nameIn(LDAPMessage *answer) {
+    berval *who = nullptr;
+    const int result = ldap_parse_whoami(ld, answer, &who);
+    std::unique_ptr<berval, decltype(&ber_bvfree)> owner(who, ber_bvfree);
+    if (result != LDAP_SUCCESS) {
+        fail(result, catalogue_text("the login"));
+    }
+    return who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
+}
+
+// "Who am I?" (RFC 4532). A server that does not know the question leaves its answer to the login as all there is.
+bool LdapConnection::isAnonymous() {
+    Message answer(
+        ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld, nullptr, nullptr, message); }));
+    int code = LDAP_SUCCESS;
+    const int parsed = ldap_parse_result(ld, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
+    if (parsed == LDAP_SUCCESS && code != LDAP_SUCCESS) {
+        return false;
+    }
+    const std::string name = nameIn(answer.get());
+    return name.empty() || name == "dn:";
+}
+
+// The DN that the server takes the connection's user for.
+std::string LdapConnection::whoAmI() {
+    Message answer(
+        ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld, nullptr, nullptr, message); }));
+    const std::string name = nameIn(answer.get());
+    return name.compare(0, 3, "dn:") == 0 ? name.substr(3) : name;
+}
+
+// The kernel tells the server who asks. The login is the user's only if the server says so too.
+LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
+    LdapAnswer answer = take(ask(catalogue_text("the login"), [this](int *message) {
+        berval none = {0, const_cast<char *>("")}; // an empty answer in place of none saves a turn
+        return ldap_sasl_bind(ld, "", "EXTERNAL", &none, nullptr, nullptr, message);
+    }));
+    if (answer.result == LDAP_INVALID_CREDENTIALS || answer.result == LDAP_INAPPROPRIATE_AUTH) {
+        throw CodedError(ZKE_NO_ACCESS, catalogue_format("%1$s: the server rejected the process's user: %2$s",
+                                                         address.text.c_str(), ldap_err2string(answer.result)));
+    }
+    const std::string who = answer.result == LDAP_SUCCESS ? whoAmI() : "";
+    if (answer.result == LDAP_SUCCESS && !is_same_dn(identity.dn(), who)) {
+        throw CodedError(ZKE_NO_ACCESS,
+                         catalogue_format("%1$s: the server takes the process's user for %2$s, not for %3$s",
+                                          address.text.c_str(), name_or_anonymous(who), identity.dn().c_str()));
+    }
+    return answer;
+}
+
+LdapAnswer LdapConnection::bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline) {
+    begin(deadline);
+    LdapTicketResult told;
+    if (!ldap_ticket_bind(wire, secured, deadline, &told)) {
+        throw LdapTrouble(
+            ZKE_SERVER_SILENT,
+            address.text + ": " +
+                catalogue_text("Kerberos login timed out: no answer from the server or the key distribution centre"));
+    }
+    if (told.result == LDAP_SERVER_DOWN || told.result == LDAP_TIMEOUT || told.result == LDAP_DECODING_ERROR) {
+        fail(told.result, catalogue_text("the login"));
+    }
+    const auto refused = [this](const std::string &why) {
+        return catalogue_format("%1$s: Kerberos login failed: %2$s", address.text.c_str(), why.c_str());
+    };
+    if (told.result == LDAP_OTHER || told.result == LDAP_UNAVAILABLE || told.result == LDAP_BUSY) {
+        throw LdapTrouble(ZKE_TICKET_REFUSED, refused(told.words)); // another server may have its own key
+    }
+    if (told.result != LDAP_SUCCESS) {
+        throw CodedError(ZKE_TICKET_REFUSED, refused(told.words));
+    }
+    answered = true;
+    std::string who = whoAmI();
+    if (!is_same_dn(identity.dn(), who)) {
+        throw CodedError(ZKE_TICKET_REFUSED, refused(catalogue_format("the ticket belongs to %1$s, not to %2$s",
+                                                                      name_or_anonymous(who), identity.dn().c_str())));
+    }
+    return LdapAnswer();
+}

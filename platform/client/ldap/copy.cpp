@@ -1,0 +1,167 @@
+#include "platform/client/ldap/copy.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "platform/client/core/errors.h"
+#include "platform/client/core/private_folder.h"
+#include "platform/client/ldif/store.h"
+
+namespace {
+
+constexpr const char *heading = "# zkclient copy 1 ";
+constexpr size_t file_limit = size_t{512} * 1024 * 1024;
+
+// Empty without a home directory, and in a privileged process.
+std::string cache_folder() {
+    const char *cache = secure_getenv("XDG_CACHE_HOME");
+    if (cache != nullptr && *cache == '/') {
+        return std::string(cache) + "/brasca-zk";
+    }
+    const char *home = secure_getenv("HOME");
+    return home != nullptr && *home == '/' ? std::string(home) + "/.cache/brasca-zk" : "";
+}
+
+std::string base64(const std::string &bytes) {
+    constexpr const char *digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    for (size_t i = 0; i < bytes.size(); i += 3) {
+        size_t count = std::min<size_t>(3, bytes.size() - i);
+        uint32_t group = 0;
+        for (size_t k = 0; k < 3; k++) {
+            group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0u);
+        }
+        for (size_t k = 0; k < 4; k++) {
+            text += k <= count ? digits[group >> (18 - 6 * k) & 63] : '=';
+        }
+    }
+    return text;
+}
+
+std::string hash_text(const std::string &text) {
+    uint64_t hash = 14695981039346656037u; // FNV-1a
+    for (char c : text) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+    }
+    char hex[17];
+    snprintf(hex, sizeof hex, "%016llx", static_cast<unsigned long long>(hash));
+    return hex;
+}
+
+// One attribute of an LDIF entry.
+std::string line(const std::string &attribute, const std::string &value) {
+    return attribute + (value.empty() ? ":\n" : ":: " + base64(value) + "\n");
+}
+
+// The value in an entry's name, unless the entry has it or another type than the usual ones: what is no name by itself
+// may not be of its attribute's syntax, be a password or a class, or begin a line of LDIF that is no attribute.
+std::string naming_line(const Entry &entry) {
+    const NamePart &part = entry.name.front();
+    const SchemaAttribute *naming = schema_find_ldap(part.type);
+    bool there = std::any_of(entry.values.begin(), entry.values.end(), [&](const EntryValue &value) {
+        return value.attribute == naming && name_fold(value.text) == name_fold(part.value);
+    });
+    bool usual =
+        std::find(std::begin(name_usual_types), std::end(name_usual_types), part.type) != std::end(name_usual_types);
+    return there || !usual ? "" : line(part.type, part.value);
+}
+
+// Servers may spell a container in the names of what is below it in another case than in its own.
+bool add_once(const Name &name, std::unordered_set<std::string> *written) {
+    std::string key = name_key(name);
+    for (const NamePart &part : name) {
+        key += part.type + ",";
+    }
+    return written->insert(key).second;
+}
+
+} // namespace
+
+LdapCopy::LdapCopy(const ConfigTree &tree, const Name &treeBase, const std::string &kind)
+    : base(treeBase), folder(cache_folder()) {
+    std::string settings = tree.name + "\n" + tree.base;
+    for (const std::string &uri : tree.ldap.uris) {
+        settings += "\n" + uri;
+    }
+    for (const auto &[name, site] : tree.ldap.attributes) {
+        settings.append("\n").append(name).append("=").append(site);
+    }
+    belongsTo = hash_text(settings);
+    file = hash_text(settings + "\n" + kind) + ".ldif";
+}
+
+void LdapCopy::addParents(const Name &name, std::unordered_set<std::string> *written, std::string *out) const {
+    for (size_t i = name.size(); i-- > 1;) {
+        Entry above;
+        above.name = name_above(name, i);
+        if (add_once(above.name, written)) {
+            *out += "\n" + line("dn", name_to_dn(above.name, base)) + "objectClass: organizationalUnit\n" +
+                    naming_line(above);
+        }
+    }
+}
+
+// An entry of which nothing is shown is left out: no record can be empty.
+void LdapCopy::addEntry(const Entry &entry, std::unordered_set<std::string> *written, std::string *out) const {
+    addParents(entry.name, written, out);
+    std::string lines;
+    for (const EntryValue &value : entry.values) {
+        lines += line(value.attribute->ldap, value.text);
+    }
+    // The tree may have given another attribute for the one in its name.
+    lines += entry.name.empty() ? "" : naming_line(entry);
+    if (!lines.empty() && add_once(entry.name, written)) {
+        *out += "\n" + line("dn", name_to_dn(entry.name, base)) + lines;
+    }
+}
+
+std::string LdapCopy::text(const std::vector<EntryPtr> &entries) const {
+    // Those above first: an entry comes after its parent, and a made-up one only where there is no real one.
+    std::vector<EntryPtr> sorted = entries;
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const EntryPtr &a, const EntryPtr &b) { return a->name.size() < b->name.size(); });
+    std::string out = heading + std::to_string(time(nullptr)) + " " + belongsTo + "\n";
+    std::unordered_set<std::string> written;
+    for (const EntryPtr &entry : sorted) {
+        addEntry(*entry, &written, &out);
+    }
+    return out;
+}
+
+void LdapCopy::write(const std::vector<EntryPtr> &entries) const {
+    PrivateFolder(folder, PrivateFolder::Make).replace(file, text(entries));
+}
+
+void LdapCopy::remove() const {
+    PrivateFolder(folder).remove(file);
+}
+
+std::unique_ptr<DirectoryStore> LdapCopy::read(time_t *written) const {
+    LdifText ldif;
+    if (!PrivateFolder(folder).read(file, file_limit, &ldif.text)) {
+        return nullptr;
+    }
+    const std::string first = ldif.text.substr(0, ldif.text.find('\n'));
+    if (first.compare(0, strlen(heading), heading) != 0) {
+        return nullptr;
+    }
+    char *end = nullptr;
+    *written = strtoll(first.c_str() + strlen(heading), &end, 10);
+    if (*end != ' ' || end + 1 != belongsTo) {
+        return nullptr;
+    }
+    try {
+        return ldif_store_load(std::move(ldif), file, base);
+    } catch (const DataError &) {
+        return nullptr;
+    }
+}
+
+bool ldap_copy_is_recent(time_t written, double days) {
+    constexpr double day = 86400;
+    double age = difftime(time(nullptr), written);
+    return age >= -day && age <= days * day;
+}

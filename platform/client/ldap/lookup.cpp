@@ -1,0 +1,263 @@
+#include "platform/client/ldap/lookup.h"
+
+#include <algorithm>
+
+#include "platform/catalogue.h"
+#include "platform/client/core/errors.h"
+#include "platform/client/ldap/filter.h"
+
+namespace {
+
+constexpr int same_name_limit = 32;                       // objects of one name and different types side by side
+constexpr const char *leaf_types[] = {"cn", "uid", "ou"}; // the likely ones, in this order
+
+} // namespace
+
+LdapLookup::LdapLookup(const ConfigTree &config, const Name &base, LdapServers *askedServers)
+    : tree(config), root(base), entries(config.ldap, base, config.anyText), servers(*askedServers) {}
+
+LdapAnswer LdapLookup::search(const Name &below, int scope, const std::string &filter, bool withMembers,
+                              int sizeLimit) {
+    LdapSearch wanted = {name_to_dn(below, root), scope, filter, entries.attributes(withMembers), sizeLimit};
+    LdapAnswer answer = servers.search(wanted);
+    anythingSeen = anythingSeen || !answer.entries.empty();
+    if (!answer.missing.empty()) {
+        missing = answer.missing;
+        missingCode = answer.missingCode;
+    }
+    return answer;
+}
+
+std::vector<std::string> LdapLookup::namingContexts() {
+    std::vector<std::string> contexts;
+    LdapAnswer answer = servers.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"namingContexts"}});
+    for (const LdapEntry &entry : answer.entries) {
+        for (const auto &attribute : entry.attributes) {
+            contexts.insert(contexts.end(), attribute.second.begin(), attribute.second.end());
+        }
+    }
+    return contexts;
+}
+
+const Name &LdapLookup::searchBase() {
+    if (!searchBases.empty()) {
+        return searchBases.front();
+    }
+    Name found;
+    if (!tree.ldap.searchBase.empty()) {
+        if (!name_parse_dn(tree.ldap.searchBase, root, &found, nullptr)) {
+            throw DataError(tree.name + ": " + catalogue_text("search_base must be base or below it"));
+        }
+        searchBases.push_back(found);
+    } else if (!root.empty()) {
+        searchBases.emplace_back();
+    } else {
+        for (const std::string &context : namingContexts()) {
+            if (name_parse_dn(context, root, &found, nullptr)) {
+                searchBases.push_back(found);
+            }
+        }
+        if (searchBases.size() != 1) {
+            searchBases.clear();
+            throw DataError(
+                tree.name + ": " +
+                catalogue_text("the server does not have exactly one naming context: set base or search_base"));
+        }
+    }
+    return searchBases.front();
+}
+
+EntryPtr LdapLookup::keep(const LdapEntry &readEntry) {
+    EntryPtr entry = entries.make(readEntry);
+    if (entry != nullptr) {
+        std::vector<EntryPtr> &same = read[name_key(entry->name)];
+        for (const EntryPtr &one : same) {
+            if (name_equal(one->name, entry->name)) {
+                return one;
+            }
+        }
+        same.push_back(entry);
+        if (!readEntry.origin.server.empty()) {
+            origins[name_to_dotted(entry->name, true)] = readEntry.origin;
+        }
+        absent.erase(name_to_dotted(entry->name, true));
+    }
+    return entry;
+}
+
+EntryPtr LdapLookup::kept(const Name &name) const {
+    auto found = read.find(name_key(name));
+    if (found != read.end()) {
+        for (const EntryPtr &one : found->second) {
+            if (name_may_be(name, one->name)) {
+                return one;
+            }
+        }
+    }
+    return nullptr;
+}
+
+// Does the name agree with the search base, as far as both go?
+bool LdapLookup::fitSearchBase(const Name &name) {
+    const Name &start = searchBase();
+    size_t common = std::min(start.size(), name.size());
+    Name top = name_above(name, name.size() - common);
+    Name startTop = name_above(start, start.size() - common);
+    return name_key(top) == name_key(startTop) && name_types_agree(top, startTop);
+}
+
+// Names with types that the name may mean, the likely ones first: those of its containers before its own.
+std::vector<Name> LdapLookup::guesses(const Name &name) {
+    const Name &start = searchBase();
+    std::vector<Name> found;
+    Name full = name;
+    std::copy(start.begin(), start.end(), full.end() - static_cast<std::ptrdiff_t>(start.size()));
+    for (size_t i = full.size() - start.size(); i-- > 1;) {
+        if (full[i].type.empty()) {
+            full[i].type = "ou";
+        }
+        found.push_back(name_above(full, i));
+    }
+    if (full.size() == start.size() || !full.front().type.empty()) {
+        found.push_back(full);
+        return found;
+    }
+    for (const char *type : leaf_types) {
+        full.front().type = type;
+        found.push_back(full);
+    }
+    return found;
+}
+
+// All levels at once by their full names, which a server looks up without a search through the tree. A server that does
+// not know how answers with nothing.
+void LdapLookup::readGuesses(const Name &name) {
+    std::vector<std::string> filters;
+    for (const Name &guess : guesses(name)) {
+        if (kept(guess) == nullptr) {
+            filters.push_back(filter_equal("entryDN", name_to_dn(guess, root)));
+        }
+    }
+    if (!anythingSeen && searchBase().size() < name.size()) {
+        filters.push_back(filter_equal("entryDN", name_to_dn(searchBase(), root)));
+    }
+    for (const LdapEntry &entry : search(searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), true).entries) {
+        keep(entry);
+    }
+}
+
+EntryPtr LdapLookup::readLevel(const Name &parent, const NamePart &part) {
+    std::vector<std::string> filters;
+    if (!part.type.empty()) {
+        filters.push_back(filter_equal(part.type, part.value));
+    }
+    for (const char *type : name_usual_types) {
+        if (part.type.empty()) {
+            filters.push_back(filter_equal(type, part.value));
+        }
+    }
+    // A full list says that the name is common; those that came are as good as any.
+    LdapAnswer answer = search(parent, LDAP_SCOPE_ONELEVEL, filter_or(filters), true, same_name_limit);
+    for (const LdapEntry &entry : answer.entries) {
+        keep(entry);
+    }
+    Name wanted = {part};
+    wanted.insert(wanted.end(), parent.begin(), parent.end());
+    return kept(wanted);
+}
+
+EntryPtr LdapLookup::readByLevels(const Name &name) {
+    Name parent = searchBase();
+    for (size_t i = name.size() - parent.size(); i-- > 0;) {
+        Name part = name_above(name, i);
+        EntryPtr entry = kept(part);
+        if (entry == nullptr) {
+            entry = readLevel(parent, part.front());
+        }
+        if (entry == nullptr || entry->is_class("Alias")) {
+            break; // nothing lies below it
+        }
+        parent = entry->name;
+    }
+    return kept(name);
+}
+
+EntryPtr LdapLookup::lookup(const Name &name) {
+    EntryPtr entry = kept(name);
+    std::string dotted = name_to_dotted(name, true);
+    if (entry != nullptr || absent.count(dotted) != 0) {
+        return entry;
+    }
+    missing.clear();
+    if (name.size() >= searchBase().size() && fitSearchBase(name)) {
+        readGuesses(name);
+        entry = kept(name);
+        if (entry == nullptr && anythingSeen) {
+            entry = readByLevels(name);
+        }
+    }
+    if (entry == nullptr && !missing.empty()) {
+        throw LdapTrouble(missingCode, missing); // it may be there
+    }
+    if (entry == nullptr) {
+        absent.insert(dotted);
+    }
+    return entry;
+}
+
+LdapOrigin LdapLookup::origin(const Name &name) const {
+    auto found = origins.find(name_to_dotted(name, true));
+    return found == origins.end() ? LdapOrigin() : found->second;
+}
+
+std::vector<EntryPtr> LdapLookup::allKept() const {
+    std::vector<EntryPtr> all;
+    for (const auto &same : read) {
+        all.insert(all.end(), same.second.begin(), same.second.end());
+    }
+    return all;
+}
+
+bool LdapLookup::unseen(const Name &name, Name *likely) {
+    if (anythingSeen || name.size() <= searchBase().size() || !fitSearchBase(name)) {
+        return false;
+    }
+    std::vector<Name> all = guesses(name);
+    size_t leaves = name.front().type.empty() ? std::size(leaf_types) : 1;
+    *likely = all[all.size() - leaves];
+    return true;
+}
+
+// With referrals another server may have it.
+void LdapLookup::refuseWrongBase() {
+    const std::string key = tree.ldap.searchBase.empty() ? "base" : "search_base";
+    const std::string &wanted = tree.ldap.searchBase.empty() ? tree.base : tree.ldap.searchBase;
+    Name place;
+    if (anythingSeen || wanted.empty() || tree.ldap.referrals || !name_parse_dn(wanted, {}, &place, nullptr)) {
+        return;
+    }
+    std::string shown;
+    try {
+        for (const std::string &context : namingContexts()) {
+            Name held;
+            if (!name_parse_dn(context, {}, &held, nullptr) ||
+                (held.size() <= place.size() && name_equal(held, name_above(place, place.size() - held.size())))) {
+                return;
+            }
+            shown += (shown.empty() ? "" : "; ") + context;
+        }
+    } catch (const CodedError &) { // what was asked before has been answered: that counts
+        return;
+    }
+    if (!shown.empty()) {
+        throw DataError(catalogue_format("%1$s: the server does not hold %2$s %3$s: its naming contexts are %4$s",
+                                         tree.name.c_str(), key.c_str(), wanted.c_str(), shown.c_str()));
+    }
+}
+
+void LdapLookup::forget() {
+    read.clear();
+    absent.clear();
+    origins.clear();
+    anythingSeen = false;
+}

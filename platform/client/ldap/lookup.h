@@ -1,0 +1,71 @@
+// Objects by their names: how a name without types becomes a DN, and what has been read already. The same object is
+// never asked for twice.
+#ifndef PLATFORM_CLIENT_LDAP_LOOKUP_H
+#define PLATFORM_CLIENT_LDAP_LOOKUP_H
+
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "platform/client/ldap/entries.h"
+#include "platform/client/ldap/servers.h"
+
+class LdapLookup {
+  public:
+    // `tree` and `servers` must outlive the object. All calls that may ask a server throw LdapTrouble, and DataError
+    // when the place to search in is not known.
+    LdapLookup(const ConfigTree &tree, const Name &base, LdapServers *servers);
+
+    // Where the tree's objects are, relative to the base: what the configuration says, otherwise the only naming
+    // context that the server has.
+    const Name &searchBase();
+
+    // Entries with all attributes that a login may want.
+    LdapAnswer search(const Name &below, int scope, const std::string &filter, bool withMembers, int sizeLimit = 0);
+    EntryPtr keep(const LdapEntry &read);
+
+    // The object of a name, aliases not followed; null when there is none. `kept` asks no server.
+    EntryPtr lookup(const Name &name);
+    EntryPtr kept(const Name &name) const;
+    std::vector<EntryPtr> allKept() const;
+
+    // Which server had the object; an empty one for the tree's own.
+    LdapOrigin origin(const Name &name) const;
+
+    // The name that an object which nobody may see is likely to have. False for a name that can be no object's, and
+    // where the directory has shown anything at all.
+    bool unseen(const Name &name, Name *likely);
+
+    // Asks the server for its naming contexts when the directory has shown nothing: DataError when the base or
+    // search_base of the configuration is in none of them. Nothing happens where the server does not say.
+    void refuseWrongBase();
+
+    // The name that this tree gives to an attribute.
+    const std::string &siteName(const char *ldap) const { return entries.siteName(ldap); }
+
+    // Another user may read other things.
+    void forget();
+
+  private:
+    std::vector<std::string> namingContexts();
+    std::vector<Name> guesses(const Name &name);
+    void readGuesses(const Name &name);
+    EntryPtr readByLevels(const Name &name);
+    EntryPtr readLevel(const Name &parent, const NamePart &part);
+    bool fitSearchBase(const Name &name);
+
+    const ConfigTree &tree;
+    Name root;
+    LdapEntries entries;
+    LdapServers &servers;
+    std::vector<Name> searchBases; // one, once it is known
+    bool anythingSeen = false;
+    std::unordered_map<std::string, LdapOrigin> origins; // names with their types
+    std::string missing;                                 // as in the last answers
+    uint32_t missingCode = 0;
+    std::unordered_map<std::string, std::vector<EntryPtr>> read; // by name_key
+    std::unordered_set<std::string> absent;                      // names with their types
+};
+
+#endif

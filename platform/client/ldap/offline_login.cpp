@@ -1,0 +1,119 @@
+#include "platform/client/ldap/offline_login.h"
+
+#include <cstdio>
+
+#include "platform/catalogue.h"
+#include "platform/client/core/errors.h"
+#include "platform/client/core/password.h"
+#include "platform/client/ldap/copy.h"
+#include "platform/zk.h"
+
+namespace {
+
+LdapCopy copy_of(const ConfigTree &config, const Name &base, const Name &user) {
+    return LdapCopy(config, base, "login\n" + name_key(user));
+}
+
+EntryPtr group_with(const Name &group, const std::string &memberDn) {
+    auto entry = std::make_shared<Entry>();
+    entry->name = group;
+    entry->values.push_back({schema_find_ldap("objectClass"), "groupOfNames"});
+    if (const SchemaAttribute *naming = schema_find_ldap(group.front().type)) {
+        entry->values.push_back({naming, group.front().value});
+    }
+    entry->values.push_back({schema_find_ldap("member"), memberDn});
+    return entry;
+}
+
+// "3 minutes", "2 days"
+std::string age_text(unsigned long seconds) {
+    constexpr unsigned long minute = 60, hour = 3600, day = 86400;
+    char text[128];
+    // TRANSLATORS: how old a copy is, as it stands in "using the copy made 3 minutes ago"
+    if (seconds >= day)
+        snprintf(text, sizeof text, catalogue_plural("%lu day", "%lu days", seconds / day), seconds / day);
+    else if (seconds >= hour)
+        snprintf(text, sizeof text, catalogue_plural("%lu hour", "%lu hours", seconds / hour), seconds / hour);
+    else if (seconds >= minute)
+        snprintf(text, sizeof text, catalogue_plural("%lu minute", "%lu minutes", seconds / minute), seconds / minute);
+    else
+        snprintf(text, sizeof text, catalogue_plural("%lu second", "%lu seconds", seconds), seconds);
+    return text;
+}
+
+} // namespace
+
+void OfflineLogin::keep(const EntryPtr &who, const char *password) {
+    user = who;
+    passwordHash = password_hash("$y$", 0, password);
+}
+
+void OfflineLogin::save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const {
+    if (user == nullptr || passwordHash.empty()) {
+        return;
+    }
+    // First of its name, so that it is the one that is written.
+    auto withPassword = std::make_shared<Entry>(*user);
+    withPassword->values.push_back({schema_find_ldap("userPassword"), passwordHash});
+    std::vector<EntryPtr> all = {withPassword};
+    all.insert(all.end(), entries.begin(), entries.end());
+    std::string dn = name_to_dn(user->name, root);
+    for (const Name &group : groups) {
+        if (!group.empty()) {
+            all.push_back(group_with(group, dn));
+        }
+    }
+    copy_of(config, root, user->name).write(all);
+}
+
+std::unique_ptr<DirectoryStore> OfflineLogin::read(const Name &who, time_t *when) const {
+    return config.ldap.offline ? copy_of(config, root, who).read(when) : nullptr;
+}
+
+bool OfflineLogin::begin(const Name &who) {
+    if (copy == nullptr) {
+        copy = read(who, &written);
+        if (copy != nullptr && !ldap_copy_is_recent(written, config.ldap.offlineDays)) {
+            copy.reset();
+        }
+    }
+    return copy != nullptr;
+}
+
+void OfflineLogin::refused(const Name &who) const {
+    if (config.ldap.offline) {
+        copy_of(config, root, who).remove();
+    }
+}
+
+void OfflineLogin::refusedPassword(const Name &who, const char *password) const {
+    time_t when = 0;
+    std::unique_ptr<DirectoryStore> kept = read(who, &when);
+    EntryPtr entry;
+    if (kept == nullptr || kept->find(who, Aliases::Keep, &entry) != ZK_OK) {
+        return;
+    }
+    try {
+        if (kept->check_password(*entry, password) == ZK_OK) {
+            refused(who);
+        }
+    } catch (const DataError &) {
+        // Its password is no hash, and so lets nobody in.
+    }
+}
+
+uint32_t OfflineLogin::login(const Entry &who, const char *password) const {
+    uint32_t code = copy->check_password(who, password);
+    if (code == ZK_OK) {
+        time_t age = time(nullptr) - written;
+        fprintf(stderr, catalogue_text("No server of tree %1$s answers: using the copy made %2$s ago.\n"),
+                config.name.c_str(), age_text(age < 0 ? 0 : static_cast<unsigned long>(age)).c_str());
+    }
+    return code;
+}
+
+void OfflineLogin::end() {
+    copy.reset();
+    user.reset();
+    passwordHash.clear();
+}

@@ -1,0 +1,54 @@
+// The last good copy of what a login read, for the day on which no server answers. It is kept only where the
+// configuration asks for it. The password itself is never written: a yescrypt hash of it is, and a login is checked
+// against that.
+//
+// The copy is no way around what a server says: it goes when a server refuses the login that it would accept, and it is
+// not taken in place of a server that could not prove who it is.
+#ifndef PLATFORM_CLIENT_LDAP_OFFLINE_LOGIN_H
+#define PLATFORM_CLIENT_LDAP_OFFLINE_LOGIN_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/client/core/config.h"
+#include "platform/client/core/directory_store.h"
+
+class OfflineLogin {
+  public:
+    // `tree` must outlive the object.
+    OfflineLogin(const ConfigTree &tree, const Name &base) : config(tree), root(base) {}
+
+    // A user has logged in, with this password; from now on `save` keeps what the login has read.
+    void keep(const EntryPtr &user, const char *password);
+    void save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const;
+
+    // A server answered and did not let the user in: the account is gone, locked, or the password is another one. The
+    // user's copy goes where it would let in whom the server did not.
+    void refused(const Name &user) const;
+    void refusedPassword(const Name &user, const char *password) const;
+
+    // No server answers: takes the user's copy instead. False when there is none that is recent enough, or none is
+    // wanted.
+    bool begin(const Name &user);
+    bool active() const { return copy != nullptr; }
+    DirectoryStore *store() const { return copy.get(); }
+
+    // ZK_OK, after a line on standard error that says how old the copy is, or ZKE_WRONG_PASSWORD.
+    uint32_t login(const Entry &user, const char *password) const;
+
+    // The user has logged out.
+    void end();
+
+  private:
+    const ConfigTree &config;
+    Name root;
+    EntryPtr user;
+    std::string passwordHash;
+    std::unique_ptr<DirectoryStore> copy;
+    time_t written = 0;
+
+    std::unique_ptr<DirectoryStore> read(const Name &who, time_t *when) const;
+};
+
+#endif

@@ -1,0 +1,228 @@
+#include "platform/client/ldap/servers.h"
+
+#include <algorithm>
+
+#include "platform/catalogue.h"
+#include "platform/client/core/start_environment.h"
+#include "platform/client/ldap/resolver.h"
+#include "platform/client/ldap/waiting.h"
+#include "platform/zk.h"
+
+namespace {
+
+// Results by which a server says that it cannot do its work; another one may.
+bool is_servers_trouble(int result) {
+    constexpr int results[] = {LDAP_OPERATIONS_ERROR, LDAP_PROTOCOL_ERROR, LDAP_TIMELIMIT_EXCEEDED, LDAP_BUSY,
+                               LDAP_UNAVAILABLE,      LDAP_OTHER};
+    return std::find(std::begin(results), std::end(results), result) != std::end(results);
+}
+
+// About what the answer takes in memory: many small values take more than their bytes.
+size_t memory_of(const LdapAnswer &answer) {
+    size_t bytes = 0;
+    for (const LdapEntry &entry : answer.entries) {
+        bytes += sizeof entry + entry.dn.size();
+        for (const auto &[name, values] : entry.attributes) {
+            bytes += sizeof name + name.size() + sizeof values;
+            for (const std::string &value : values) {
+                bytes += sizeof value + value.size();
+            }
+        }
+    }
+    return bytes;
+}
+
+LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
+    if (is_servers_trouble(answer.result)) {
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
+                          catalogue_format("%1$s: the server reports: %2$s", connection.uri().c_str(),
+                                           ldap_err2string(answer.result)) +
+                              (answer.text.empty() ? "" : ": " + answer.text));
+    }
+    return answer;
+}
+
+} // namespace
+
+LdapServers::LdapServers(const ConfigLdap &configuration) : config(configuration), referrals(configuration) {
+    for (const std::string &uri : config.uris) {
+        servers.push_back({uri, LdapDeadline::min(), 0, "", false});
+    }
+}
+
+void LdapServers::markDown(size_t number, const LdapTrouble &trouble) {
+    servers[number].downUntil = LdapClock::now() + ldap_seconds(config.retryAfter);
+    servers[number].code = trouble.code;
+    servers[number].sentence = trouble.what();
+    servers[number].distrusted = trouble.distrusted;
+}
+
+// False: the connection is gone, and the request may be tried again, at the same server too when `connection` was idle.
+bool LdapServers::runOnCurrent(const Request &request, LdapDeadline deadline, LdapAnswer *answer) {
+    try {
+        *answer = usable(*connection, request(*connection, deadline));
+        return true;
+    } catch (const LdapTrouble &trouble) {
+        // Servers close connections that were idle for long: that alone is no fault.
+        bool wasIdle = connection->hasAnswered() && connection->wasClosed();
+        connection.reset();
+        if (!wasIdle) {
+            markDown(current, trouble);
+        }
+        return false;
+    }
+}
+
+bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer) {
+    try {
+        auto made = std::make_unique<LdapConnection>(config, servers[number].uri, deadline);
+        if (!identity.dn().empty() && !identityIsElsewhere && made->bind(identity, deadline).result != LDAP_SUCCESS) {
+            throw LdapTrouble(
+                ZKE_DIRECTORY_UNREACHABLE,
+                made->uri() + ": " + catalogue_text("the server rejected the login that another server accepted"));
+        }
+        *answer = usable(*made, request(*made, deadline));
+        connection = std::move(made);
+        current = number;
+        servers[number].distrusted = false;
+        return true;
+    } catch (const LdapTrouble &trouble) {
+        markDown(number, trouble);
+        return false;
+    }
+}
+
+LdapDeadline LdapServers::deadlineFromNow() const {
+    return LdapClock::now() + ldap_seconds(config.timeLimit);
+}
+
+LdapAnswer LdapServers::run(const Request &request, LdapDeadline deadline) {
+    ldap_waiting_for(config.uris.front());
+    ldap_library_ready(ldap_share(deadline, 2)); // and time for the servers
+    LdapAnswer answer;
+    size_t usableServers = static_cast<size_t>(std::count_if(
+        servers.begin(), servers.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
+    if (connection != nullptr && runOnCurrent(request, ldap_share(deadline, usableServers), &answer)) {
+        return answer;
+    }
+    for (size_t number = 0; number < servers.size(); number++) {
+        if (servers[number].downUntil > LdapClock::now()) {
+            continue;
+        }
+        size_t left = static_cast<size_t>(
+            std::count_if(servers.begin() + static_cast<std::ptrdiff_t>(number), servers.end(),
+                          [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
+        if (runOn(number, request, ldap_share(deadline, left), &answer)) {
+            return answer;
+        }
+    }
+    giveUp();
+}
+
+void LdapServers::giveUp() const {
+    uint32_t code = servers.front().code;
+    std::string sentences;
+    for (const Server &server : servers) {
+        code = server.code == code ? code : ZKE_DIRECTORY_UNREACHABLE;
+        sentences += (sentences.empty() ? "" : "; ") + server.sentence;
+    }
+    throw LdapTrouble(code, sentences);
+}
+
+bool LdapServers::haveDistrusted() const {
+    return referrals.haveDistrusted() ||
+           std::any_of(servers.begin(), servers.end(), [](const Server &server) { return server.distrusted; });
+}
+
+void LdapServers::count(const LdapAnswer &answer) {
+    counted += memory_of(answer);
+    if (counted > config.loginLimit) {
+        // A server has answered: no reason to take a copy.
+        throw CodedError(
+            ZKE_ANSWER_TOO_LARGE,
+            catalogue_format("%s: the answers since the login are too large in total", servers[current].uri.c_str()));
+    }
+}
+
+LdapAnswer LdapServers::search(const LdapSearch &search) {
+    LdapWaiting waiting;
+    const StartEnvironment started;
+    LdapDeadline deadline = deadlineFromNow();
+    LdapAnswer answer =
+        run([&](LdapConnection &server, LdapDeadline until) { return server.search(search, until); }, deadline);
+    if (config.referrals) {
+        referrals.follow(*connection, search, identity, deadline, &answer);
+    }
+    count(answer);
+    return answer;
+}
+
+LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where) {
+    std::unique_ptr<LdapConnection> keptConnection;
+    size_t keptCurrent = current;
+    LdapIdentity keptIdentity = std::move(identity);
+    // A connection of nobody's may become the user's.
+    if (!keptIdentity.dn().empty()) {
+        keptConnection = std::move(connection);
+    }
+    auto putBack = [&]() {
+        *bound = std::move(connection);
+        *where = current;
+        connection = std::move(keptConnection);
+        current = keptCurrent;
+        identity = std::move(keptIdentity);
+    };
+    try {
+        LdapAnswer answer = run(bind, deadlineFromNow());
+        putBack();
+        return answer;
+    } catch (...) {
+        putBack();
+        throw;
+    }
+}
+
+LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked, const LdapOrigin &origin) {
+    LdapWaiting waiting;
+    const StartEnvironment started;
+    if (!origin.server.empty()) {
+        return referrals.login(origin, asked, deadlineFromNow());
+    }
+    std::unique_ptr<LdapConnection> bound;
+    size_t where = 0;
+    return bindAsNobody(
+        [&](LdapConnection &server, LdapDeadline deadline) { return server.bindWithPassword(asked, deadline); }, &bound,
+        &where);
+}
+
+LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
+    LdapWaiting waiting;
+    const StartEnvironment started;
+    std::unique_ptr<LdapConnection> bound;
+    size_t where = 0;
+    LdapAnswer answer;
+    if (!origin.server.empty()) {
+        answer = referrals.login(origin, asked, deadlineFromNow());
+    } else {
+        answer =
+            bindAsNobody([&](LdapConnection &server, LdapDeadline deadline) { return server.bind(asked, deadline); },
+                         &bound, &where);
+    }
+    if (answer.result == LDAP_SUCCESS) {
+        connection = std::move(bound); // none for a user of another server: who was logged in before must be gone
+        current = where;
+        identity = std::move(asked);
+        identityIsElsewhere = !origin.server.empty();
+        counted = 0;
+        referrals.forget();
+    }
+    return answer;
+}
+
+void LdapServers::logout() {
+    connection.reset();
+    identity = LdapIdentity();
+    identityIsElsewhere = false;
+    counted = 0;
+    referrals.forget();
+}

@@ -1,0 +1,66 @@
+// The servers of a tree, tried in turn. Whoever asks does not notice which one answers: a server that refuses, is
+// silent, dies or talks nonsense is passed over for a while, and the request goes to the next one, as the same user.
+#ifndef PLATFORM_CLIENT_LDAP_SERVERS_H
+#define PLATFORM_CLIENT_LDAP_SERVERS_H
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/client/ldap/connection.h"
+#include "platform/client/ldap/referrals.h"
+
+class LdapServers {
+  public:
+    // `config` must outlive the object.
+    explicit LdapServers(const ConfigLdap &config);
+
+    // Both throw LdapTrouble when no server gave an answer: with the code of the failure when all failed alike,
+    // otherwise ZKE_DIRECTORY_UNREACHABLE, and a sentence that tells what each server did.
+    // Where the configuration wants that, the answer holds what other servers have as well. All answers since the last
+    // login or logout have a limit together, since most of them are kept: ZKE_ANSWER_TOO_LARGE.
+    LdapAnswer search(const LdapSearch &search);
+    // Asks whether the password is right; who is logged in stays so. `origin`: where the user's entry was found.
+    LdapAnswer tryPassword(const LdapIdentity &identity, const LdapOrigin &origin);
+
+    // From now on requests are made as this user, when the answer is LDAP_SUCCESS; otherwise who is logged in stays so.
+    LdapAnswer login(LdapIdentity identity, const LdapOrigin &origin);
+    // From now on requests are made as nobody.
+    void logout();
+
+    // When no server gave an answer: was one of them, or of those referred to, not certain to be the site's own? The
+    // code of servers that failed in different ways does not tell.
+    bool haveDistrusted() const;
+
+  private:
+    struct Server {
+        std::string uri;
+        LdapDeadline downUntil;
+        uint32_t code = 0;       // of its last failure
+        std::string sentence;    // of its last failure
+        bool distrusted = false; // as in LdapTrouble, of its last failure
+    };
+    using Request = std::function<LdapAnswer(LdapConnection &, LdapDeadline)>;
+
+    LdapDeadline deadlineFromNow() const;
+    LdapAnswer run(const Request &request, LdapDeadline deadline);
+    // Logs in on a connection that is nobody's, and hands that out.
+    LdapAnswer bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where);
+    bool runOnCurrent(const Request &request, LdapDeadline deadline, LdapAnswer *answer);
+    bool runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer);
+    void count(const LdapAnswer &answer);
+    void markDown(size_t number, const LdapTrouble &trouble);
+    [[noreturn]] void giveUp() const;
+
+    const ConfigLdap &config;
+    std::vector<Server> servers;
+    std::unique_ptr<LdapConnection> connection; // to `current`; null: none is open
+    size_t current = 0;
+    LdapIdentity identity;
+    bool identityIsElsewhere = false; // the tree's own servers do not know the user
+    LdapReferrals referrals;
+    size_t counted = 0; // bytes of memory of the answers since the last login or logout
+};
+
+#endif

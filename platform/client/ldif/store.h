@@ -1,0 +1,21 @@
+// The embedded directory: one LDIF file, read into memory when the tree is first used.
+#ifndef PLATFORM_CLIENT_LDIF_STORE_H
+#define PLATFORM_CLIENT_LDIF_STORE_H
+
+#include <memory>
+#include <string>
+
+#include "platform/client/core/directory_store.h"
+#include "platform/client/ldif/reader.h"
+
+// Reads the whole file. Throws DataError, with file and line, for anything that a directory could not take: an entry
+// twice, without its parent or outside `base`, a value that is not of its attribute's syntax. Messages call the file
+// `shown`. `*objects`, where it is wanted, becomes their number. Entries with control characters in their names are
+// found with `anyName` only.
+std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
+                                                size_t *objects = nullptr, bool anyName = false);
+// The same from the text of a copy, of which every entry is found. It may lack what servers need not show: an entry its
+// class and the value in its name, an alias what it stands for.
+std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base);
+
+#endif
