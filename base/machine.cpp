@@ -12,7 +12,7 @@
 #include <cstring>
 #include <memory>
 
-#include "base/places.h"
+#include "platform/common/places.h"
 
 static std::string uname_field(const char *(*field)(const utsname &names)) {
     utsname names = {};

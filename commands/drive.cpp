@@ -9,17 +9,16 @@
 #include <string_view>
 #include <utility>
 
-#include "base/conf_reader.h"
 #include "base/output.h"
 #include "commands/program.h"
 #include "directory/substitution.h"
+#include "platform/common/link_directory.h"
 #include "platform/zk.h"
 #include "script/parser.h"
 #include "script/syntax_error.h"
 
 char *driveDir = nullptr;
 
-static constexpr int location_size = 256;     // of the configured link directory, NUL included
 static constexpr uint32_t mapping_size = 256; // of a mapping's local path and of its target
 // The client's list of mappings is believed to end only up to here.
 static constexpr int mapping_limit = 100000;
@@ -86,35 +85,17 @@ void drive_statement(OwnedText name) {
     qrt_ChangeWorkingDir(ctx, name.get());
 }
 
-static std::optional<std::string> from_environment(const char *name) {
-    const char *value = getenv(name);
-    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
-}
-
-// The directory behind a value of the form "%" variable [ "/" path ].
-static std::optional<std::string> expand_location(std::string location) {
-    std::string path;
-    const size_t slash = location.find('/');
-    if (slash != std::string::npos) {
-        path = location.substr(slash);
-        location.resize(slash);
-    }
-    std::optional<std::string> base = from_environment(location.c_str() + 1);
-    if (base) return *base + path;
-    // A fault of the configuration, not of the script: it goes to the process's own output, untranslated.
-    output_print("Invalid environment variable(%s)\n", location.c_str());
-    return std::nullopt;
-}
-
 static std::optional<std::string> link_directory() {
-    char location[location_size] = "";
-    const uint32_t code = qrtGetConfValue("map.conf", "", "Map_Link_Default_Location", location, sizeof location);
-    if (code != 0) {
-        TRACE(util_map_location, 4, "Map_Link_Default_Location: not read (%u)", code);
-        return from_environment("HOME");
-    }
-    TRACE(util_map_location, 4, "Map_Link_Default_Location: %s", location);
-    return location[0] == '%' ? expand_location(location) : location;
+    const LinkDirectoryPlace place = link_directory_place();
+    if (place.code != conf_found)
+        TRACE(util_map_location, 4, "Map_Link_Default_Location: not read (%u)", static_cast<unsigned>(place.code));
+    else
+        TRACE(util_map_location, 4, "Map_Link_Default_Location: %s", place.configured.c_str());
+    // A fault of the configuration, not of the script: it goes to the process's own output, untranslated.
+    if (!place.path && place.code == conf_found)
+        output_print("Invalid environment variable(%s)\n",
+                     place.configured.substr(0, place.configured.find('/')).c_str());
+    return place.path;
 }
 
 int util_map_location(const char *name, const char *extra, char **link, char **second) try {

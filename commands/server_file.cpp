@@ -1,17 +1,14 @@
 #include "commands/server_file.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <new>
 
 #include "base/local_file.h"
-#include "base/mount.h"
 #include "base/output.h"
 #include "commands/file_spec.h"
 #include "directory/session.h"
 #include "directory/substitution.h"
+#include "platform/common/location.h"
 #include "platform/zk.h"
 
 static std::string without_tail(std::string name) {
@@ -20,30 +17,9 @@ static std::string without_tail(std::string name) {
     return name;
 }
 
-// True when following `name` from a directory ever leads above it.
-static bool leaves_its_root(const std::string &name) {
-    int depth = 0;
-    for (size_t start = 0; start <= name.size();) {
-        const size_t end = std::min(name.find('/', start), name.size());
-        const std::string part = name.substr(start, end - start);
-        if (part == "..")
-            depth--;
-        else if (!part.empty() && part != ".")
-            depth++;
-        if (depth < 0) return true;
-        start = end + 1;
-    }
-    return false;
-}
-
-static std::string user_part() {
-    const struct passwd *user = getpwuid(geteuid());
-    return user ? std::string("/") + user->pw_name : "/user";
-}
-
 std::string server_file_path(const std::string &server, const std::string &name) {
-    if (server == ".." || server == "." || server.find('/') != server.npos || leaves_its_root(name)) return "";
-    std::string path = without_tail(mount_point() + user_part() + "/" + server + "/" + name);
+    if (server == ".." || server == "." || server.find('/') != server.npos || !path_folders(name)) return "";
+    std::string path = without_tail(mount_user_folder() + "/" + server + "/" + name);
     return path.size() < server_file_path_size ? path : "";
 }
 

@@ -13,10 +13,10 @@
 #include <string_view>
 
 #include "base/output.h"
-#include "base/places.h"
 #include "base/text.h"
 #include "commands/program.h"
 #include "directory/session.h"
+#include "platform/common/places.h"
 #include "script/input_buffer.h"
 
 // Looked up beforehand: nothing but write() may be called in the handler.

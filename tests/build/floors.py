@@ -17,7 +17,7 @@ FLOORS = {
     top: [top + name for name in (SOURCE / (top or "cmake/") / "floors.txt").read_text().split()] for top in LIBRARIES
 }
 # What every floor may use: the public interface, those of the platform, and what is shared with the programs.
-SHARED = re.compile(r"include/|platform/[^/]+$|base/mount.h")
+SHARED = re.compile(r"include/|platform/(common/)?[^/]+$")
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.M)
 
 

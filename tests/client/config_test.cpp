@@ -34,7 +34,7 @@ TEST_F(Configuration, AFileWithoutTreesIsNamed) {
     configure("# nothing yet\n");
     EXPECT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
     EXPECT_EQ(folder.path("client.toml") + " has no [[tree]]", last_error());
-    configure(std::string("link_directory = \"%HOME/drives\"\n") + acme_tree);
+    configure(std::string("trace = false\n") + acme_tree);
     EXPECT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
 }
 
@@ -65,10 +65,6 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {"[[tree]]\nname = \"A\"\nldif = \"\"\n", "3:8: ldif is required and must have 1 to 4096 bytes"},
         {servers("[\"ldap://a\"]", "search_base = \"o=acme\"\nbase = \"o=b\""),
          "4:15: search_base must be base or below it"},
-        {"link_directory = \"\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
-        {"link_directory = \"drives\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
-        {"link_directory = \"%\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
-        {"link_directory = \"%/drives\"\n", "1:18: link_directory must have the form /path, %NAME or %NAME/path"},
         {"[[tree]]\nname = \"" + std::string(33, 'A') + "\"\n", "2:8: name is required and must have 1 to 32 bytes"},
         {"[[tree]]\nname = \"A_\"\nldif = \"a\"\n", "2:8: a tree name must not end in \"_\""},
         {tree + "[[tree]]\nname = \"acme\"\nldif = \"a\"\n", "5:8: tree acme is already defined"},
@@ -161,7 +157,7 @@ TEST_F(Configuration, EveryLimitMayBeReached) {
 
 TEST_F(Configuration, EveryKeyIsTakenForItself) {
     folder.write("c.toml",
-                 "default_tree = \"b\"\nlink_directory = \"/drives\"\ntrace = true\n"
+                 "default_tree = \"b\"\ntrace = true\n"
                  "[[tree]]\nname = \"A\"\nldif = \"/a.ldif\"\nbase = \"o=a\"\ndefault_server = \"S\"\n"
                  "[[tree]]\nname = \"B\"\nldif = \"b.ldif\"\nshare_password = true\n"
                  "[[tree]]\nname = \"C\"\nldif = \"c.ldif\"\nany_text = true\n"
@@ -174,7 +170,6 @@ TEST_F(Configuration, EveryKeyIsTakenForItself) {
                  "[[server]]\nname = \"S\"\nvolumes = [\"SYS\"]\n[[server]]\nname = \"T\"\n");
     const Config config = config_load(folder.path("c.toml"));
     EXPECT_EQ("b", config.defaultTree);
-    EXPECT_EQ("/drives", config.linkDirectory);
     EXPECT_TRUE(config.trace);
     const std::vector<ConfigTree> &trees = config.trees;
     ASSERT_EQ(7u, trees.size());
@@ -225,7 +220,6 @@ TEST_F(Configuration, AFileThatIsThereAndCannotBeReadIsRefused) {
 TEST_F(Configuration, TheDefaultsStandWhereNothingIsSaid) {
     folder.write("c.toml", acme_tree);
     Config config = config_load(folder.path("c.toml"));
-    EXPECT_EQ("%HOME", config.linkDirectory);
     ASSERT_EQ(1u, config.trees.size());
     EXPECT_EQ(folder.path("acme.ldif"), config.trees[0].ldif) << "relative to the folder of the configuration";
     EXPECT_EQ("acme.ldif", config.trees[0].shown);

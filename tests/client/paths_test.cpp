@@ -3,7 +3,7 @@
 #include <unistd.h>
 #include <cstring>
 
-#include "base/places.h"
+#include "platform/common/places.h"
 #include "tests/client/client_fixture.h"
 
 namespace {
@@ -117,8 +117,13 @@ class Drives : public ClientTest {
     Drives() {
         place_mount_point = "/mnt/net/";
         folder.make("drives");
+        place_config_folder = config_.c_str();
         setenv("DRIVES_TEST", folder.path("").c_str(), 1);
-        configure("link_directory = \"" + folder.path("drives") + "\"\n");
+        links_are_in(folder.path("drives"));
+    }
+
+    void links_are_in(const std::string &place) {
+        folder.write("map.conf", "Map_Link_Default_Location=" + place + "\n");
     }
 
     void link(const char *name, const std::string &to) {
@@ -144,6 +149,9 @@ class Drives : public ClientTest {
     }
 
     std::string drive(const char *name, const char *target) { return folder.path("drives/") + name + "=" + target; }
+
+  private:
+    const std::string config_ = folder.path("") + "/";
 };
 
 TEST_F(Paths, ATreeWithoutAServerHasNoVolumes) {
@@ -207,8 +215,8 @@ TEST_F(Drives, AMountPointThatClimbsHoldsNone) {
 }
 
 TEST_F(Drives, WithoutTheDirectoryThereAreNone) {
-    for (const char *place : {"/none", "%NOT_SET_IN_TESTS/drives"}) {
-        configure("link_directory = \"" + std::string(place) + "\"\n");
+    for (const char *place : {"/none", "%NOT_SET_IN_TESTS/drives", "drives"}) {
+        links_are_in(place);
         EXPECT_EQ(std::vector<std::string>{}, drives()) << place;
     }
 }
@@ -242,7 +250,7 @@ TEST_F(Drives, ADriveMayFillTheCallersBuffers) {
 
 TEST_F(Drives, TheLinkDirectoryMayNameAVariable) {
     link("H", "/mnt/net/jdoe/SRV1/SYS/x");
-    configure("link_directory = \"%DRIVES_TEST/drives\"\n[[server]]\nname = \"S\"\n");
+    links_are_in("%DRIVES_TEST/drives");
     std::vector<std::string> found = drives();
     ASSERT_EQ(1u, found.size());
     EXPECT_EQ(folder.path("") + "/drives/H=SRV1/SYS:x", found[0]);
@@ -253,7 +261,7 @@ TEST_F(Drives, TheLinkDirectoryMayNameAVariable) {
 TEST_F(Drives, TheHomeDirectoryIsTheDefault) {
     setenv("HOME", folder.path("drives").c_str(), 1);
     link("H", "/mnt/net/jdoe/SRV1/SYS/x");
-    configure("[[server]]\nname = \"S\"\n");
+    unlink(folder.path("map.conf").c_str());
     EXPECT_EQ(std::vector<std::string>{drive("H", "SRV1/SYS:x")}, drives());
 }
 
@@ -292,7 +300,7 @@ TEST_F(Drives, ALinkToADirectoryOfDrivesIsNotFollowed) {
     link("H", "/mnt/net/jdoe/SRV1/SYS/x");
     ASSERT_EQ(0, symlink("drives", folder.path("alias").c_str()));
     for (const char *name : {"alias", "alias/"}) {
-        configure("link_directory = \"" + folder.path(name) + "\"\n");
+        links_are_in(folder.path(name));
         EXPECT_EQ(std::vector<std::string>{}, drives()) << name;
     }
 }

@@ -12,7 +12,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "base/places.h"
+#include "platform/common/places.h"
 #include "platform/zk.h"
 #include "qrtscript.h"
 

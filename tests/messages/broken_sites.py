@@ -12,7 +12,6 @@ def tree(keys):
 CONFIGURATIONS = [
     "",
     "name = 1",
-    'link_directory = "drives"',
     tree(""),
     "default_tree = 7",
     'default_tree = "a\\u0000b"',

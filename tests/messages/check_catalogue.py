@@ -27,7 +27,7 @@ AROUND = {
     ("base/words.cpp", "ERROR, called %s(NULL)\n"): "a caller's programming error",
     ("directory/attributes.cpp", "function:%s Line:%i - API:%s code:%04X %s\n"): "a line of the trace log",
     ("directory/identifier_rules.cpp", "not set"): "an identifier's value: scripts compare it",
-    ("base/mount.h", "Marfs mount="): "a key of the network file system's status file",
+    ("platform/common/location.cpp", "Marfs mount="): "a key of the network file system's status file",
     ("base/output.cpp", "--DEBUG--%s:%i "): "the head of a trace line",
     ("platform/client/ldap/copy.cpp", "# zkclient copy 1 "): "the heading of a file that the client reads again",
     ("platform/client/ldap/copy.cpp", "objectClass: organizationalUnit\n"): "a line of that file",

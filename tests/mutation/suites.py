@@ -13,6 +13,7 @@ FOLDERS = {
     "commands": ["unit", "out_of_memory", "golden", "tools"],
     "language": ["unit", "out_of_memory", "golden"],
     "run": ["unit", "out_of_memory", "golden", "tools"],
+    "platform/common": ["unit", "client", "golden", "tools"],
     "platform/client/core": ["client", "golden", "tools"],
     "platform/client/ldif": ["client", "golden", "tools"],
     "platform/client/ldap": ["ldap"],

@@ -420,7 +420,7 @@ TEST_F(MapTest, ControlCharactersLeadNowhere) {
                        "cannot map drive H: to \"" + std::string(row.shown) + "\": " + row.reason);
     EXPECT_EQ(map({"H:=SRV1/SYS:a b\xC3\xA9~"}).out, "Drive H: = SRV1/SYS:a b\xC3\xA9~\n") << "these are none";
     for (const char *folder : {"SRV1/SYS/a\x1F", "SRV1/SYS/a\x7F", "SR\x01V1/SYS", "SRV1/SY\nS/a", "SRV1", "SRV1/",
-                               "SRV1//x", "SRV1/SYS/", "SRV1/SYS/./x", "SRV1/..", "./SYS"}) {
+                               "SRV1/..", "SRV1/SYS/a/..", "SRV1/SY\\S", "./SYS"}) {
         plant("J", below(folder));
         EXPECT_EQ(map({"J:"}).status, 1) << "such a link is not a drive's";
         unlink(home.path("J").c_str());

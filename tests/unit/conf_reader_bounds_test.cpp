@@ -5,8 +5,9 @@
 
 #include <cstring>
 
-#include "base/conf_reader.h"
-#include "base/places.h"
+#include "platform/common/conf_file.h"
+#include "platform/common/places.h"
+#include "qrtscript.h"
 #include "tests/unit/program_folder.h"
 
 namespace {

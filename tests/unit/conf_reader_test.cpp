@@ -1,4 +1,5 @@
-#include "base/conf_reader.h"
+#include "platform/common/conf_file.h"
+#include "qrtscript.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "base/places.h"
+#include "platform/common/places.h"
 
 namespace {
 

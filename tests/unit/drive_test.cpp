@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "base/places.h"
+#include "platform/common/places.h"
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"
 #include "tests/unit/memory_fault.h"

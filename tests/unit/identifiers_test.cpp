@@ -9,7 +9,7 @@
 #include <fstream>
 #include <set>
 
-#include "base/places.h"
+#include "platform/common/places.h"
 #include "tests/unit/directory_fixture.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include "base/mount.h"
+#include "platform/common/location.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {

@@ -12,9 +12,9 @@
 #include <utility>
 #include <vector>
 
-#include "base/places.h"
 #include "base/text.h"
 #include "directory/session.h"
+#include "platform/common/places.h"
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"
 #include "tests/unit/command_fixture.h"

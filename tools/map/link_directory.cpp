@@ -9,22 +9,18 @@
 #include <cstring>
 #include <memory>
 
-#include "commands/drive.h"
 #include "platform/catalogue.h"
-#include "platform/own_directory.h"
+#include "platform/common/link_directory.h"
+#include "platform/common/own_directory.h"
 #include "tools/map/refusal.h"
 
 namespace {
 
-// The directory that the scripts' DRIVE statement uses, too.
 std::string configured_directory() {
-    char *link = nullptr;
-    char *directory = nullptr;
-    util_map_location("H", nullptr, &link, &directory);
-    OwnedText ownedLink(link), ownedDirectory(directory);
-    if (directory == nullptr || *directory == '\0')
+    const LinkDirectoryPlace place = link_directory_place();
+    if (!place.path || place.path->empty())
         throw Refusal(catalogue_text("no directory for the drive links: neither map.conf nor HOME names one"));
-    std::string path = directory;
+    std::string path = *place.path;
     while (path.size() > 1 && path.back() == '/') path.pop_back();
     if (path[0] != '/')
         throw Refusal(catalogue_format("the directory for the drive links is not an absolute path: %s", path.c_str()));
@@ -58,7 +54,7 @@ LinkDirectory::~LinkDirectory() {
 std::optional<Location> LinkDirectory::read(const std::string &name) const {
     const std::optional<OwnLink> link = own_link_read(descriptor_, name.c_str());
     if (!link || link->foreign) return std::nullopt;
-    return location_from_local_path(link->target);
+    return location_of_link(link->target);
 }
 
 bool LinkDirectory::isFree(const std::string &name) const {

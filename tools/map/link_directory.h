@@ -13,7 +13,7 @@ class LinkDirectory {
   public:
     // Finds the directory: map.conf's, else the home directory; it is made if only its last component is missing.
     // Throws Refusal: there is none, it cannot be opened, its last component is itself a link, it is another user's or
-    // others can write in it (platform/own_directory.h).
+    // others can write in it (platform/common/own_directory.h).
     LinkDirectory();
     ~LinkDirectory();
     LinkDirectory(const LinkDirectory &) = delete;

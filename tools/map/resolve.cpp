@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/mount.h"
 #include "include/qrtscript.h"
 #include "platform/catalogue.h"
 #include "platform/zk.h"

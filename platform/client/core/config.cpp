@@ -306,14 +306,6 @@ ConfigServer read_server(Table &table) {
     return server;
 }
 
-// "/path", "%NAME" or "%NAME/path". Whether there is such a variable or directory is another matter for each user.
-void check_link_directory(const Table &top, const std::string &value) {
-    const bool named = value.size() > 1 && value.front() == '%' && value[1] != '/';
-    if (!named && (value.empty() || value.front() != '/')) {
-        top.refuse("link_directory", catalogue_text("link_directory must have the form /path, %NAME or %NAME/path"));
-    }
-}
-
 void check_default_tree(const Table &top, const Config &config) {
     for (const ConfigTree &tree : config.trees) {
         if (equal_nocase(tree.name, config.defaultTree)) {
@@ -330,8 +322,6 @@ Config read_config(const std::string &path, const toml::table &parsed) {
     Table top(path, parsed);
     std::string folder = path.substr(0, path.rfind('/') + 1);
     config.defaultTree = top.text("default_tree", "");
-    config.linkDirectory = top.text("link_directory", config.linkDirectory);
-    check_link_directory(top, config.linkDirectory);
     config.trace = top.flag("trace", config.trace);
     top.tables("tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
     top.tables("server", [&](Table &server) { config.servers.push_back(read_server(server)); });

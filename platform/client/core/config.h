@@ -54,7 +54,6 @@ struct ConfigServer {
 
 struct Config {
     std::string defaultTree;
-    std::string linkDirectory = "%HOME";
     bool trace = false; // tell on standard error what a login waits for
     std::vector<ConfigTree> trees;
     std::vector<ConfigServer> servers;

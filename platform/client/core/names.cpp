@@ -42,10 +42,6 @@ const Synonyms &type_synonyms() {
     return synonyms;
 }
 
-char lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 char upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
@@ -55,7 +51,7 @@ bool is_ascii(char c) {
 }
 
 bool is_letter(char c) {
-    return lower(c) >= 'a' && lower(c) <= 'z';
+    return lower_case(c) >= 'a' && lower_case(c) <= 'z';
 }
 
 bool is_type_char(char c) {
@@ -170,7 +166,7 @@ int hex_digit(char c) {
     if (c >= '0' && c <= '9') {
         return c - '0';
     }
-    c = lower(c);
+    c = lower_case(c);
     return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
@@ -293,11 +289,6 @@ void append_dotted(std::string *out, const Name &name, size_t count, bool typed)
 
 } // namespace
 
-bool equal_nocase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() &&
-           std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return lower(x) == lower(y); });
-}
-
 bool name_parse_dotted(std::string_view text, const Name &context, Name *name) {
     if (text.empty() || text.size() > ZK_MAX_NAME) {
         return false;
@@ -404,7 +395,7 @@ void name_type_by_place(Name *name) {
 
 std::string name_type(std::string_view written) {
     std::string type(written);
-    std::transform(type.begin(), type.end(), type.begin(), lower);
+    std::transform(type.begin(), type.end(), type.begin(), lower_case);
     auto synonym = type_synonyms().find(type);
     return synonym == type_synonyms().end() ? type : synonym->second;
 }
@@ -427,7 +418,7 @@ std::string name_fold(std::string_view value) {
     folded.reserve(value.size());
     for (char c : value) {
         if (c != ' ' || (!folded.empty() && folded.back() != ' ')) {
-            folded += lower(c);
+            folded += lower_case(c);
         }
     }
     if (!folded.empty() && folded.back() == ' ') {

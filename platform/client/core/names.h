@@ -15,6 +15,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/common/nocase.h"
+
 struct NamePart {
     std::string type;  // lower case ("cn"), empty when the name was written without types
     std::string value; // spelled as written, without escapes
@@ -65,7 +67,5 @@ bool name_equal(const Name &a, const Name &b);
 
 // Equal keys taken for granted: may `wanted`, whose parts may lack their types, mean the object?
 bool name_may_be(const Name &wanted, const Name &object);
-
-bool equal_nocase(std::string_view a, std::string_view b);
 
 #endif

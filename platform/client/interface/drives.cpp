@@ -13,10 +13,10 @@
 #include <string_view>
 #include <vector>
 
-#include "base/mount.h"
 #include "platform/client/interface/boundary.h"
-#include "platform/client/session/trees.h"
-#include "platform/own_directory.h"
+#include "platform/common/link_directory.h"
+#include "platform/common/location.h"
+#include "platform/common/own_directory.h"
 
 namespace {
 
@@ -32,52 +32,6 @@ struct Drive {
     std::string local;  // the link's path
     std::string target; // SERVER/VOLUME:path
 };
-
-// The link directory, its "%NAME" replaced; empty when the variable is not set.
-std::string link_directory() {
-    const std::string &value = trees_config().linkDirectory;
-    if (value.empty() || value.front() != '%') {
-        return value;
-    }
-    size_t slash = value.find('/');
-    const char *variable = secure_getenv(value.substr(1, slash == std::string::npos ? slash : slash - 1).c_str());
-    if (variable == nullptr) {
-        return "";
-    }
-    return slash == std::string::npos ? variable : variable + value.substr(slash);
-}
-
-// The parts of a path; false for one that climbs.
-bool split_path(std::string_view path, std::vector<std::string> *parts) {
-    while (!path.empty()) {
-        size_t slash = path.find('/');
-        std::string_view part = path.substr(0, slash);
-        if (part == "..") {
-            return false;
-        }
-        if (!part.empty() && part != ".") {
-            parts->emplace_back(part);
-        }
-        path = slash == std::string_view::npos ? "" : path.substr(slash + 1);
-    }
-    return true;
-}
-
-// What a link points to, as a drive's target: below the mount point follow the user, the server, the volume, the path.
-bool target_of(const std::string &pointsTo, std::string *target) {
-    std::vector<std::string> mount;
-    std::vector<std::string> parts;
-    if (pointsTo[0] != '/' || !split_path(mount_point(), &mount) || !split_path(pointsTo, &parts) ||
-        parts.size() < mount.size() + 3 || !std::equal(mount.begin(), mount.end(), parts.begin())) {
-        return false;
-    }
-    size_t server = mount.size() + 1;
-    *target = parts[server] + "/" + parts[server + 1] + ":";
-    for (size_t i = server + 2; i < parts.size(); i++) {
-        *target += (i == server + 2 ? "" : "/") + parts[i];
-    }
-    return true;
-}
 
 struct CloseFolder {
     void operator()(DIR *folder) const { closedir(folder); }
@@ -101,8 +55,8 @@ FolderPointer open_folder(const std::string &path) {
 
 std::vector<Drive> find_drives() {
     std::vector<Drive> drives;
-    std::string path = link_directory();
-    const FolderPointer folder = open_folder(path);
+    std::string path = link_directory_place().path.value_or("");
+    const FolderPointer folder(path[0] == '/' ? open_folder(path) : nullptr);
     if (folder == nullptr) {
         return drives;
     }
@@ -110,11 +64,10 @@ std::vector<Drive> find_drives() {
         path += '/';
     }
     while (const dirent *item = readdir(folder.get())) {
-        Drive drive;
         const std::optional<OwnLink> link = own_link_read(dirfd(folder.get()), item->d_name);
-        if (link && !link->foreign && target_of(link->target, &drive.target)) {
-            drive.local = path + item->d_name;
-            drives.push_back(std::move(drive));
+        const std::optional<Location> location = link ? location_of_link(link->target) : std::nullopt;
+        if (location) {
+            drives.push_back({path + item->d_name, location->text()});
         }
     }
     std::sort(drives.begin(), drives.end(), [](const Drive &a, const Drive &b) { return a.local < b.local; });

@@ -1,7 +1,8 @@
 // The configuration reader: whole files, and single lines into buffers of any size.
 //
 //     input ::= size key NUL file        size: one byte, the length of the value's buffer
-#include "base/conf_reader.h"
+#include "platform/common/conf_file.h"
+#include "qrtscript.h"
 
 #include <algorithm>
 

@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "base/mount.h"
-#include "base/places.h"
+#include "platform/common/location.h"
+#include "platform/common/places.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/answers.h"
 #include "tests/fuzz/world/client.h"
@@ -100,7 +100,7 @@ static bool is_drive(const std::string &name) {
 }
 
 static bool is_drive_link(const std::string &target) {
-    return location_from_local_path(target).has_value();
+    return location_of_link(target).has_value();
 }
 
 static bool leads_inside(const std::string &target) {

@@ -6,11 +6,11 @@
 #include <ctime>
 
 #include "base/clock.h"
-#include "base/places.h"
 #include "commands/program.h"
 #include "directory/session.h"
 #include "language/actions.h"
 #include "language/tokenizer.h"
+#include "platform/common/places.h"
 #include "script/input_buffer.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/answers.h"

@@ -2,8 +2,8 @@
 // the user's drives to files of his own, so it is used only when it is the user's alone. It is opened once, judged by
 // its descriptor and then reached through that descriptor: who swaps the directory behind its path changes nothing any
 // more.
-#ifndef PLATFORM_OWN_DIRECTORY_H
-#define PLATFORM_OWN_DIRECTORY_H
+#ifndef PLATFORM_COMMON_OWN_DIRECTORY_H
+#define PLATFORM_COMMON_OWN_DIRECTORY_H
 
 #include <fcntl.h>
 #include <grp.h>
