@@ -5,25 +5,25 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh build analysis
-# The build without the tests: theirs has commands of its own for some sources.
-for preset in clang release; do
-    cmake --preset $preset >/dev/null
-    cmake --build --preset $preset --target qrtscript zkclient treelogin
-done
 work=build/analysis
-mkdir -p $work
+commands=$work/clang
+export commands
+# clang's build without the tests: theirs has commands of its own for some sources.
+cmake --preset sanitizers -B $commands -DQRT_TESTS=OFF >/dev/null
+cmake --preset release >/dev/null
+for build in $commands build/release; do cmake --build $build --target qrtscript zkclient treelogin; done
 passed=yes
 
 # One run for each source, so that a changed file costs a few seconds; a file that was clean and has not changed since,
 # nor anything that it may include, is not looked at again.
 folders="$(cat cmake/floors.txt) platform tools"
-stamp=$({ cat .clang-tidy build/clang/compile_commands.json; find $folders include -name '*.h' -exec cat {} +; } | sha1sum)
+stamp=$({ cat .clang-tidy $commands/compile_commands.json; find $folders include -name '*.h' -exec cat {} +; } | sha1sum)
 look_at() { # SOURCE
     local log=$2/${1//\//_}.log key
     key="$3 $(sha1sum <"$1")"
     [ "$(cat "$log.clean" 2>/dev/null)" != "$key" ] || return 0
     rm -f "$log.clean"
-    if clang-tidy --quiet -p build/clang "$1" >"$log" 2>/dev/null; then echo "$key" >"$log.clean"; fi
+    if clang-tidy --quiet -p "$commands" "$1" >"$log" 2>/dev/null; then echo "$key" >"$log.clean"; fi
 }
 export -f look_at
 rm -f $work/*.log

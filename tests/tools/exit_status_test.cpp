@@ -67,7 +67,7 @@ const Row rows[] = {
     {42, "", "SHELL=@/shell $q $u --shell", ""},
 };
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef QRT_SANITIZED
 constexpr bool needs_descriptors_of_its_own = true; // for looking at what is thrown
 #else
 constexpr bool needs_descriptors_of_its_own = false;

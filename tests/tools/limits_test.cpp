@@ -46,7 +46,7 @@ TEST_F(LimitsTest, MemoryIsLimitedForTheScriptsAndNotForPrograms) {
 }
 
 // In less memory than it would be allowed; the sanitizers would need more.
-#ifndef __SANITIZE_ADDRESS__
+#ifndef QRT_SANITIZED
 TEST_F(LimitsTest, AnEarlierLowerLimitStays) {
     userScript("#" + site.path("limits") + "\n");
     std::istringstream lines(loginWithin("200000").out.substr(std::string(login_head).size()));

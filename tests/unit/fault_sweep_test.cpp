@@ -30,8 +30,9 @@ TEST_F(FaultSweepTest, EachFunctionFailsFromItsNthCallOn) {
     std::map<std::string, int> occurrences;
     for (const std::string &name : spy::call_names()) occurrences[name]++;
     int runs = 0;
-    for (const auto &[name, count] : occurrences) {
-        for (int nth = 1; nth <= count && nth <= 5 && !HasFailure(); nth++, runs++) {
+    for (const auto &occurrence : occurrences) {
+        const std::string &name = occurrence.first;
+        for (int nth = 1; nth <= occurrence.second && nth <= 5 && !HasFailure(); nth++, runs++) {
             SCOPED_TRACE(name + " fails from call " + std::to_string(nth) + " on");
             const auto fail = [&, from = nth] { spy::fail_from(name, from, ZKE_DIRECTORY_UNREACHABLE); };
             log_in(fail, {gives_back(name), false});

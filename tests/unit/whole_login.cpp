@@ -2,7 +2,7 @@
 
 #include <dirent.h>
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef QRT_SANITIZED
 // The compiler has these functions and not their header.
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void *, size_t),
                                                          void (*)(const volatile void *));
@@ -49,7 +49,7 @@ std::vector<std::pair<char *, char *>> &answered() {
     return *texts;
 }
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef QRT_SANITIZED
 // Under the sanitizer each block that the library frees is searched for the passwords. What the recording client frees
 // on its own account is not: its record of the calls shows them on purpose.
 bool library_runs = false;

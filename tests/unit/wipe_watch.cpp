@@ -1,6 +1,7 @@
 #include "tests/unit/wipe_watch.h"
 
 #include <cstddef>
+#include <cstring>
 #include <deque>
 #include <new>
 
@@ -24,10 +25,7 @@ std::vector<std::string> wipe_watch::wiped() {
 
 extern "C" {
 
-void explicit_bzero(void *data, size_t size);
-void __explicit_bzero_chk(void *data, size_t size, size_t room);
-
-void explicit_bzero(void *data, size_t size) {
+void explicit_bzero(void *data, size_t size) noexcept {
     auto *bytes = static_cast<char *>(data);
     size_t length = size;
     while (length > 0 && bytes[length - 1] == '\0') --length;
@@ -40,7 +38,7 @@ void explicit_bzero(void *data, size_t size) {
 }
 
 // What fortified builds call.
-void __explicit_bzero_chk(void *data, size_t size, size_t) {
+void __explicit_bzero_chk(void *data, size_t size, size_t) noexcept {
     explicit_bzero(data, size);
 }
 }
