@@ -1,6 +1,7 @@
 // Logins that a server lets pass although nobody has shown who they are, and servers that give way in the middle of
 // one.
 #include <gmock/gmock.h>
+#include <memory>
 
 #include "tests/ldap/hostile_server.h"
 #include "tests/ldap/ldap_site.h"
@@ -21,6 +22,11 @@ class LdapRefusal : public LdapSite {
 
 // What a server says to "Who am I?" when it has taken the login and checked nothing.
 class LdapAnonymous : public LdapRefusal, public ::testing::WithParamInterface<const char *> {};
+
+// The results of a bind by which servers say that the account may not log in, whatever the password.
+class LdapPolicy : public LdapRefusal, public ::testing::WithParamInterface<int> {};
+
+constexpr int constraint_violation = 19, insufficient_access_rights = 50, unwilling_to_perform = 53;
 
 } // namespace
 
@@ -59,6 +65,35 @@ TEST_P(LdapAnonymous, IsNoLogin) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Answers, LdapAnonymous, ::testing::Values("", "dn:"));
+
+TEST_P(LdapPolicy, RefusesTheLoginAsThatOfALockedAccount) {
+    HostileServer server(
+        Scripted{{{Scripted::bound(GetParam(), "by policy")}}, {janesEntry()}, {{Scripted::unknown()}}});
+    HostileServer further(Scripted{{{Scripted::bound()}}, {janesEntry()}, {{Scripted::unknown()}}});
+    onServers({server.uri(), further.uri()}, "base = \"o=acme\"\n");
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_ACCOUNT_LOCKED);
+    EXPECT_EQ(lastError(), "CN=jdoe.OU=sales is locked");
+    EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
+    Outcome refused = login("jdoe.sales");
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_EQ(refused.err, "qrtlogin: cannot log in as jdoe.sales to tree ACME: CN=jdoe.OU=sales is locked\n");
+    EXPECT_EQ(server.logins(), 2);
+    EXPECT_EQ(further.connections(), 0) << "a refusal is an answer";
+}
+
+TEST_P(LdapPolicy, EndsTheOfflineCopyOfTheLogin) {
+    auto server = std::make_unique<HostileServer>(
+        Scripted{{{Scripted::bound()}, {Scripted::bound(GetParam())}}, {janesEntry()}, {{Scripted::unknown()}}});
+    onServers({server->uri()}, "base = \"o=acme\"\noffline = true\n");
+    ASSERT_EQ(loginHere("jdoe.sales", "sunflower"), ZK_OK) << lastError();
+    ASSERT_EQ(ZKDSLogout(here), ZK_OK);
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_ACCOUNT_LOCKED);
+    server.reset();
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_DIRECTORY_UNREACHABLE) << lastError();
+}
+
+INSTANTIATE_TEST_SUITE_P(Results, LdapPolicy,
+                         ::testing::Values(constraint_violation, insufficient_access_rights, unwilling_to_perform));
 
 TEST_F(LdapRefusal, AServerThatNoLongerShowsTheUserHasTakenThePassword) {
     constexpr int size_limit_exceeded = 4;
