@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/zk.h"
+#include "platform/client/interface/boundary.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ class Buffers : public ::testing::Test {
     // What one reply of this size takes, "CN=a,b SN=c" or the code; `iteration` goes on.
     std::string fill(size_t size) {
         reply.size = size;
-        const uint32_t code = buffer_fill(&reply, attributes, &iteration);
+        const uint32_t code = guarded([&] { buffer_fill(&reply, attributes, &iteration); });
         std::string taken = code == ZK_OK ? "" : std::to_string(code);
         for (const ReplyAttribute &one : reply.attributes) {
             taken += (taken.empty() ? "" : " ") + std::string(one.attribute->name) + "=";

@@ -45,7 +45,8 @@ class PrivateCopy : public ::testing::Test {
         time_t written = 0;
         std::unique_ptr<DirectoryStore> store = own().read(&written);
         EntryPtr found;
-        if (store == nullptr || store->find({{"cn", "jdoe"}, {"o", "acme"}}, Aliases::Keep, &found) != ZK_OK) return "";
+        if (store == nullptr || (found = store->find({{"cn", "jdoe"}, {"o", "acme"}}, Aliases::Keep)) == nullptr)
+            return "";
         return *found->first("displayName");
     }
 

@@ -33,6 +33,9 @@ using EntryPtr = std::shared_ptr<const Entry>;
 
 enum class Aliases { Follow, Keep };
 
+// What a directory says of a password.
+enum class Verdict { Accepted, WrongPassword, Locked };
+
 class DirectoryStore {
   public:
     DirectoryStore() = default;
@@ -43,37 +46,40 @@ class DirectoryStore {
     // The DN below which the tree lives.
     virtual const Name &base() const = 0;
 
-    // All calls return ZK_OK or a code of zk.h, and write their results only for ZK_OK. A store behind a network throws
-    // CodedError when it cannot be asked.
+    // What is looked for and not there is null. A store behind a network throws CodedError when it cannot be asked, any
+    // store DataError for data that it cannot use.
 
-    // Finds the entry of a name whose parts may lack their types. An alias that is followed, at the leaf or on the way,
-    // leads to the entry it stands for. ZKE_NO_SUCH_ENTRY; ZKE_BAD_DIRECTORY_DATA for aliases that go round.
-    virtual uint32_t find(const Name &name, Aliases aliases, EntryPtr *entry) = 0;
+    // The entry of a name whose parts may lack their types. An alias that is followed, at the leaf or on the way, leads
+    // to the entry it stands for. DataError for aliases that go round.
+    virtual EntryPtr find(const Name &name, Aliases aliases) = 0;
 
     // The groups that have the entry as a member, each once, in the order of the data.
-    virtual uint32_t groups_of(const Entry &entry, std::vector<Name> *groups) = 0;
+    virtual std::vector<Name> groups_of(const Entry &entry) = 0;
 
     // The file server with this common name, in any letter case; the first one for an empty name.
-    // ZKE_SERVER_NOT_FOUND.
-    virtual uint32_t find_server(std::string_view name, EntryPtr *server) = 0;
+    virtual EntryPtr find_server(std::string_view name) = 0;
 
-    // The volume of a server by the volume's name on it, in any letter case. ZKE_VOLUME_UNKNOWN.
-    virtual uint32_t find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) = 0;
+    // The volume of a server by the volume's name on it, in any letter case.
+    virtual EntryPtr find_volume(const Entry &server, std::string_view volume) = 0;
 
-    // Is it the entry's password? ZKE_WRONG_PASSWORD, also for an entry that has none.
-    virtual uint32_t check_password(const Entry &entry, const char *password) = 0;
+    // Is it the entry's password? WrongPassword also for an entry that has none.
+    virtual Verdict check_password(const Entry &entry, const char *password) = 0;
 
-    // Finds the object that somebody wants to log in as: as `find` does, aliases followed. What a directory shows only
-    // after a login may be missing in the entry.
-    virtual uint32_t find_user(const Name &name, EntryPtr *user) { return find(name, Aliases::Follow, user); }
+    // The object that somebody wants to log in as: as `find` does, aliases followed. What a directory shows only after
+    // a login may be missing in the entry.
+    virtual EntryPtr find_user(const Name &name) { return find(name, Aliases::Follow); }
 
     // Logs in: from now on the directory is asked as this user, and `*user` becomes the entry as the user may read it.
-    // The results are those of check_password. After a failed login whoever was logged in before still is.
-    virtual uint32_t login(EntryPtr *user, const char *password) { return check_password(**user, password); }
+    // After a failed login whoever was logged in before still is.
+    virtual Verdict login(EntryPtr *user, const char *password) { return check_password(**user, password); }
     virtual void logout() {}
 };
 
 // A file server's or volume's own name: its common name, its name on the server.
 std::string entry_common_name(const Entry &entry);
+
+// Is it the file server, or the volume of that server, as find_server and find_volume want it? `base` is the tree's.
+bool entry_is_server(const Entry &entry, std::string_view name);
+bool entry_is_volume(const Entry &entry, const Entry &server, std::string_view volume, const Name &base);
 
 #endif

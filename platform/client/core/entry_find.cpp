@@ -3,7 +3,6 @@
 #include "platform/catalogue.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/values.h"
-#include "platform/zk.h"
 
 namespace {
 
@@ -31,27 +30,23 @@ bool follow_alias(const Entry &entry, const Name &base, size_t below, Name *want
 
 } // namespace
 
-uint32_t entry_find(const Name &name, Aliases aliases, const Name &base, const EntryAt &at, const EntryAt &above,
-                    EntryPtr *entry) {
+EntryPtr entry_find(const Name &name, Aliases aliases, const Name &base, const EntryAt &at, const EntryAt &above) {
     Name wanted = name;
     for (int hops = 0; hops <= alias_limit && wanted.size() <= name_depth_limit; hops++) {
         EntryPtr found = at(wanted);
         if (found != nullptr && (aliases == Aliases::Keep || !found->is_class("Alias"))) {
-            *entry = found;
-            return ZK_OK;
+            return found;
         }
         if (wanted.empty()) {
-            *entry = root_entry();
-            return ZK_OK;
+            return root_entry();
         }
         size_t below = 0;
         while (aliases == Aliases::Follow && found == nullptr && ++below < wanted.size()) {
             found = above(name_above(wanted, below));
         }
         if (found == nullptr || !follow_alias(*found, base, below, &wanted)) {
-            return ZKE_NO_SUCH_ENTRY;
+            return nullptr;
         }
     }
-    error_keep(catalogue_format("too many levels of aliases: %s", name_to_dotted(name, true).c_str()).c_str());
-    return ZKE_BAD_DIRECTORY_DATA;
+    throw DataError(catalogue_format("too many levels of aliases: %s", name_to_dotted(name, true).c_str()));
 }

@@ -11,7 +11,6 @@ using EntryAt = std::function<EntryPtr(const Name &)>;
 
 // As DirectoryStore::find. `at` is asked for each name on the way; `above`, after `at` had none, for the objects above
 // the name, the nearest first. The root is there even when it has no entry.
-uint32_t entry_find(const Name &name, Aliases aliases, const Name &base, const EntryAt &at, const EntryAt &above,
-                    EntryPtr *entry);
+EntryPtr entry_find(const Name &name, Aliases aliases, const Name &base, const EntryAt &at, const EntryAt &above);
 
 #endif

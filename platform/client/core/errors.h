@@ -1,4 +1,5 @@
-// The last failure as a sentence: codes cannot tell which line of which file was wrong.
+// How the client's functions fail: with an exception that carries the code for the caller, which interface/boundary.h
+// hands out. The last failure is kept as a sentence too: codes cannot tell which line of which file was wrong.
 #ifndef PLATFORM_CLIENT_CORE_ERRORS_H
 #define PLATFORM_CLIENT_CORE_ERRORS_H
 
@@ -6,19 +7,30 @@
 #include <stdexcept>
 #include <string>
 
-// A file of the configuration or of a tree that cannot be taken as it is. The text is the whole sentence for the
-// administrator, place included: "acme.ldif:17: the entry has no parent".
-class DataError : public std::runtime_error {
-  public:
-    explicit DataError(const std::string &sentence) : std::runtime_error(sentence) {}
-};
+#include "platform/zk.h"
 
-// A request that failed for a reason of its own: `code` is what the caller is told, the text is the whole sentence.
+// `code` is what the caller is told; the text is the whole sentence for the administrator. Without one the sentence
+// that was kept before stays.
 class CodedError : public std::runtime_error {
   public:
-    CodedError(uint32_t resultCode, const std::string &sentence) : std::runtime_error(sentence), code(resultCode) {}
+    explicit CodedError(uint32_t resultCode, const std::string &sentence = "")
+        : std::runtime_error(sentence), code(resultCode) {}
     const uint32_t code;
 };
+
+// A file of the configuration or of a tree that cannot be taken as it is. The sentence includes the place:
+// "acme.ldif:17: the entry has no parent".
+class DataError : public CodedError {
+  public:
+    explicit DataError(const std::string &sentence) : CodedError(ZKE_BAD_DIRECTORY_DATA, sentence) {}
+};
+
+// Throws CodedError, without a sentence, unless the condition holds.
+inline void error_unless(bool condition, uint32_t code) {
+    if (!condition) {
+        throw CodedError(code);
+    }
+}
 
 // Keeps the sentence for ZKGetLastErrorText, what cannot be printed as "\x1B"; never throws (without memory the old
 // sentence stays).

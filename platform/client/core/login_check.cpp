@@ -2,8 +2,8 @@
 
 #include <ctime>
 
+#include "platform/client/core/errors.h"
 #include "platform/client/core/values.h"
-#include "platform/zk.h"
 
 static bool is_true(const Entry &user, const char *ldap) {
     const std::string *value = user.first(ldap);
@@ -24,22 +24,18 @@ LoginLock login_lock(const Entry &user) {
 
 // Nobody is the root, and a server may take a login with an empty DN for an anonymous one, whatever the password.
 // The password first: who does not know it does not learn that the account is locked.
-uint32_t login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password) {
-    if ((*user)->name.empty()) {
-        return ZKE_NO_SUCH_ENTRY;
-    }
-    uint32_t code = store->login(user, password);
-    if (code == ZK_OK && login_is_locked(**user)) {
+Verdict login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password) {
+    error_unless(!(*user)->name.empty(), ZKE_NO_SUCH_ENTRY);
+    const Verdict verdict = store->login(user, password);
+    if (verdict == Verdict::Accepted && login_is_locked(**user)) {
         store->logout();
-        return ZKE_ACCOUNT_LOCKED;
+        return Verdict::Locked;
     }
-    return code;
+    return verdict;
 }
 
-uint32_t login_check(DirectoryStore *store, const Entry &user, const char *password) {
-    if (user.name.empty()) {
-        return ZKE_NO_SUCH_ENTRY;
-    }
-    uint32_t code = store->check_password(user, password);
-    return code == ZK_OK && login_is_locked(user) ? ZKE_ACCOUNT_LOCKED : code;
+Verdict login_check(DirectoryStore *store, const Entry &user, const char *password) {
+    error_unless(!user.name.empty(), ZKE_NO_SUCH_ENTRY);
+    const Verdict verdict = store->check_password(user, password);
+    return verdict == Verdict::Accepted && login_is_locked(user) ? Verdict::Locked : verdict;
 }

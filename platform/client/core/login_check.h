@@ -4,9 +4,9 @@
 
 #include "platform/client/core/directory_store.h"
 
-// Logs the user in to the tree; `*user` becomes the entry as the user may read it. The results are those below. The
-// root of a tree is no user: ZKE_NO_SUCH_ENTRY for both.
-uint32_t login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password);
+// Logs the user in to the tree; `*user` becomes the entry as the user may read it. Locked only for the right password.
+// The root of a tree is no user: CodedError, ZKE_NO_SUCH_ENTRY, for both.
+Verdict login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password);
 
 enum class LoginLock { None, Locked, Disabled, Expired };
 
@@ -16,7 +16,7 @@ inline bool login_is_locked(const Entry &user) {
     return login_lock(user) != LoginLock::None;
 }
 
-// Only checks, for a login elsewhere: ZK_OK, ZKE_WRONG_PASSWORD, or, only for the right password, ZKE_ACCOUNT_LOCKED.
-uint32_t login_check(DirectoryStore *store, const Entry &user, const char *password);
+// Only checks, for a login elsewhere.
+Verdict login_check(DirectoryStore *store, const Entry &user, const char *password);
 
 #endif

@@ -9,17 +9,20 @@
 #include "platform/client/core/errors.h"
 #include "platform/zk.h"
 
-// Runs `body`, which returns a result code. Wrong data becomes ZKE_BAD_DIRECTORY_DATA and its sentence the last error
-// text, a CodedError its own code, memory that runs out ZKE_NO_MEMORY without a text.
+// Runs `body`: ZK_OK, or what it throws as a code. A CodedError has its own, and its sentence, if it has one, becomes
+// the last error text; memory that runs out is ZKE_NO_MEMORY without a text.
 template <typename Body>
 uint32_t guarded(Body body) noexcept {
     try {
-        return body();
+        body();
+        return ZK_OK;
     } catch (const std::bad_alloc &) {
         error_keep("");
         return ZKE_NO_MEMORY;
     } catch (const CodedError &error) {
-        error_keep(error.what());
+        if (*error.what() != '\0') {
+            error_keep(error.what());
+        }
         return error.code;
     } catch (const std::exception &error) {
         error_keep(error.what());

@@ -4,6 +4,7 @@
 #include <memory>
 #include <set>
 
+#include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 
 namespace {
@@ -24,20 +25,6 @@ size_t attribute_size(const SchemaAttribute &attribute) {
 
 size_t value_size(const ReplyAttribute &attribute, size_t number) {
     return value_head + value_block_size(attribute.attribute->syntax, attribute.values[number]);
-}
-
-// The attribute that is being taken out, null before the first.
-const ReplyAttribute *current(const ZKDSBuffer &reply) {
-    return reply.nextAttribute == 0 ? nullptr : &reply.attributes[reply.nextAttribute - 1];
-}
-
-// The value that comes next, null when the attribute has no further one or is not of that syntax.
-const Value *next_value(const ZKDSBuffer &reply, uint32_t syntax) {
-    const ReplyAttribute *attribute = current(reply);
-    if (attribute == nullptr || attribute->attribute->syntax != syntax || reply.nextValue == attribute->values.size()) {
-        return nullptr;
-    }
-    return &attribute->values[reply.nextValue];
 }
 
 void clear_reply(ZKDSBuffer *reply) {
@@ -99,8 +86,19 @@ class Filler {
     size_t done = 0;
 };
 
-uint32_t check_buffer(const ZKDSBuffer *buffer) {
-    return buffer == nullptr ? ZKE_BAD_PARAMETER : buffer_is_open(buffer) ? ZK_OK : ZKE_BAD_HANDLE;
+void check_buffer(const ZKDSBuffer *buffer) {
+    error_unless(buffer != nullptr, ZKE_BAD_PARAMETER);
+    error_unless(buffer_is_open(buffer), ZKE_BAD_HANDLE);
+}
+
+// The value that comes next. Throws CodedError, ZKE_BAD_PARAMETER, before the first attribute, and when the attribute
+// has no further value or is not of that syntax.
+const Value &next_value(const ZKDSBuffer *reply, uint32_t syntax) {
+    check_buffer(reply);
+    error_unless(reply->nextAttribute > 0, ZKE_BAD_PARAMETER);
+    const ReplyAttribute &current = reply->attributes[reply->nextAttribute - 1];
+    error_unless(current.attribute->syntax == syntax && reply->nextValue < current.values.size(), ZKE_BAD_PARAMETER);
+    return current.values[reply->nextValue];
 }
 
 } // namespace
@@ -109,133 +107,97 @@ bool buffer_is_open(const ZKDSBuffer *buffer) {
     return open_buffers().count(buffer) == 1;
 }
 
-uint32_t buffer_fill(ZKDSBuffer *reply, const std::vector<ReplyAttribute> &attributes, int32_t *iteration) {
-    if (*iteration < ZK_NO_MORE_ITERATIONS || *iteration == 0) {
-        return ZKE_BAD_PARAMETER;
-    }
+void buffer_fill(ZKDSBuffer *reply, const std::vector<ReplyAttribute> &attributes, int32_t *iteration) {
+    error_unless(*iteration >= ZK_NO_MORE_ITERATIONS && *iteration != 0, ZKE_BAD_PARAMETER);
     clear_reply(reply);
     Filler filler(reply, *iteration == ZK_NO_MORE_ITERATIONS ? 0 : static_cast<size_t>(*iteration));
     bool complete = true;
     for (size_t i = 0; i < attributes.size() && complete; i++) {
         complete = filler.add(attributes[i]);
     }
-    if (complete && (!filler.skipped_all() || (*iteration > 0 && reply->attributes.empty()))) {
-        return ZKE_BAD_PARAMETER;
-    }
+    error_unless(!complete || (filler.skipped_all() && (*iteration <= 0 || !reply->attributes.empty())),
+                 ZKE_BAD_PARAMETER);
     if (!complete && reply->attributes.empty()) {
         clear_reply(reply);
-        return ZKE_BUFFER_TOO_SMALL;
+        throw CodedError(ZKE_BUFFER_TOO_SMALL);
     }
     *iteration = complete ? ZK_NO_MORE_ITERATIONS : static_cast<int32_t>(filler.parts_done());
-    return ZK_OK;
 }
 
 uint32_t ZKDSAllocBuf(uint32_t size, ZKDSBuffer **buffer) {
-    return guarded([&]() -> uint32_t {
-        if (size == 0 || buffer == nullptr) {
-            return ZKE_BAD_PARAMETER;
-        }
+    return guarded([&] {
+        error_unless(size != 0 && buffer != nullptr, ZKE_BAD_PARAMETER);
         auto made = std::make_unique<ZKDSBuffer>();
         made->size = size;
         open_buffers().insert(made.get());
         *buffer = made.release();
-        return ZK_OK;
     });
 }
 
 uint32_t ZKDSFreeBuf(ZKDSBuffer *buffer) {
-    return guarded([&]() -> uint32_t {
-        uint32_t code = check_buffer(buffer);
-        if (code == ZK_OK) {
-            open_buffers().erase(buffer);
-            delete buffer;
-        }
-        return code;
+    return guarded([&] {
+        check_buffer(buffer);
+        open_buffers().erase(buffer);
+        delete buffer;
     });
 }
 
 uint32_t ZKDSInitBuf(uint32_t, uint32_t operation, ZKDSBuffer *buffer) {
-    return guarded([&]() -> uint32_t {
-        uint32_t code = check_buffer(buffer);
-        if (code != ZK_OK || operation != ZK_OPERATION_READ) {
-            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
-        }
+    return guarded([&] {
+        check_buffer(buffer);
+        error_unless(operation == ZK_OPERATION_READ, ZKE_BAD_PARAMETER);
         clear_reply(buffer);
         buffer->used = 0;
         buffer->names.clear();
         buffer->initialised = true;
-        return ZK_OK;
     });
 }
 
 uint32_t ZKDSPutAttrName(uint32_t, ZKDSBuffer *buffer, const char *attribute) {
-    return guarded([&]() -> uint32_t {
-        uint32_t code = check_buffer(buffer);
-        if (code != ZK_OK || attribute == nullptr || !buffer->initialised) {
-            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
-        }
+    return guarded([&] {
+        check_buffer(buffer);
+        error_unless(attribute != nullptr && buffer->initialised, ZKE_BAD_PARAMETER);
         const size_t length = strlen(attribute);
-        if (length > ZK_MAX_ATTR_NAME) {
-            return ZKE_NO_SUCH_ATTRIBUTE;
-        }
-        if (!take_room(buffer, length + 1)) {
-            return ZKE_BUFFER_TOO_SMALL;
-        }
+        error_unless(length <= ZK_MAX_ATTR_NAME, ZKE_NO_SUCH_ATTRIBUTE);
+        error_unless(take_room(buffer, length + 1), ZKE_BUFFER_TOO_SMALL);
         buffer->names.emplace_back(attribute);
-        return ZK_OK;
     });
 }
 
 uint32_t ZKDSGetAttrCount(uint32_t, ZKDSBuffer *reply, uint32_t *count) {
-    return guarded([&]() -> uint32_t {
-        uint32_t code = check_buffer(reply);
-        if (code != ZK_OK || count == nullptr) {
-            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
-        }
+    return guarded([&] {
+        check_buffer(reply);
+        error_unless(count != nullptr, ZKE_BAD_PARAMETER);
         *count = static_cast<uint32_t>(reply->attributes.size());
-        return ZK_OK;
     });
 }
 
 uint32_t ZKDSGetAttrName(uint32_t, ZKDSBuffer *reply, char *attribute, uint32_t *valueCount, uint32_t *syntax) {
-    return guarded([&]() -> uint32_t {
-        uint32_t code = check_buffer(reply);
-        if (code != ZK_OK || attribute == nullptr || valueCount == nullptr || syntax == nullptr) {
-            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
-        }
-        if (reply->nextAttribute == reply->attributes.size()) {
-            return ZKE_NO_MORE_ENTRIES;
-        }
+    return guarded([&] {
+        check_buffer(reply);
+        error_unless(attribute != nullptr && valueCount != nullptr && syntax != nullptr, ZKE_BAD_PARAMETER);
+        error_unless(reply->nextAttribute < reply->attributes.size(), ZKE_NO_MORE_ENTRIES);
         reply->nextValue = 0;
         const ReplyAttribute &next = reply->attributes[reply->nextAttribute++];
-        memcpy(attribute, next.attribute->name, strlen(next.attribute->name) + 1);
+        put_text(next.attribute->name, ZK_MAX_ATTR_NAME + 1, attribute);
         *valueCount = static_cast<uint32_t>(next.values.size());
         *syntax = next.attribute->syntax;
-        return ZK_OK;
     });
 }
 
 uint32_t ZKDSComputeAttrValSize(uint32_t, ZKDSBuffer *reply, uint32_t syntax, uint32_t *size) {
-    return guarded([&]() -> uint32_t {
-        uint32_t code = check_buffer(reply);
-        const Value *value = code == ZK_OK ? next_value(*reply, syntax) : nullptr;
-        if (value == nullptr || size == nullptr) {
-            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
-        }
-        *size = static_cast<uint32_t>(value_block_size(syntax, *value));
-        return ZK_OK;
+    return guarded([&] {
+        const Value &value = next_value(reply, syntax);
+        error_unless(size != nullptr, ZKE_BAD_PARAMETER);
+        *size = static_cast<uint32_t>(value_block_size(syntax, value));
     });
 }
 
 uint32_t ZKDSGetAttrVal(uint32_t, ZKDSBuffer *reply, uint32_t syntax, void *value) {
-    return guarded([&]() -> uint32_t {
-        uint32_t code = check_buffer(reply);
-        const Value *next = code == ZK_OK ? next_value(*reply, syntax) : nullptr;
-        if (next == nullptr || value == nullptr) {
-            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
-        }
-        value_write(syntax, *next, value);
+    return guarded([&] {
+        const Value &next = next_value(reply, syntax);
+        error_unless(value != nullptr, ZKE_BAD_PARAMETER);
+        value_write(syntax, next, value);
         reply->nextValue++;
-        return ZK_OK;
     });
 }

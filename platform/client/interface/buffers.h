@@ -28,8 +28,8 @@ struct ZKDSBuffer {
 bool buffer_is_open(const ZKDSBuffer *buffer);
 
 // Empties a reply and fills it with what comes next of `attributes`: `*iteration` (-1 at the start) counts what earlier
-// replies took, and becomes -1 with the last. ZKE_BUFFER_TOO_SMALL when a single value does not fit the buffer,
-// ZKE_BAD_PARAMETER for an iteration that is none.
-uint32_t buffer_fill(ZKDSBuffer *reply, const std::vector<ReplyAttribute> &attributes, int32_t *iteration);
+// replies took, and becomes -1 with the last. Throws CodedError: ZKE_BUFFER_TOO_SMALL when a single value does not fit
+// the buffer, ZKE_BAD_PARAMETER for an iteration that is none.
+void buffer_fill(ZKDSBuffer *reply, const std::vector<ReplyAttribute> &attributes, int32_t *iteration);
 
 #endif

@@ -1,11 +1,10 @@
 #include "platform/client/interface/connections.h"
 
 #include <algorithm>
-#include <cstring>
-#include <iterator>
 #include <map>
 
 #include "platform/client/core/values.h"
+#include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 
 namespace {
@@ -42,18 +41,15 @@ bool same_server(const EntryPtr &a, const EntryPtr &b) {
 }
 
 // The connection to a server, an open one or a new one.
-uint32_t open_to(Tree *tree, const EntryPtr &server, const ConfigServer *outside, Connection **connection) {
+Connection &open_to(Tree *tree, const EntryPtr &server, const ConfigServer *outside) {
     for (auto &item : table().open) {
         Connection &open = item.second;
         if (open.tree == tree && same_server(open.server, server) && open.outside == outside) {
             open.uses++;
-            *connection = &open;
-            return ZK_OK;
+            return open;
         }
     }
-    if (table().open.size() == connection_limit) {
-        return ZKE_SERVER_NO_SLOTS;
-    }
+    error_unless(table().open.size() < connection_limit, ZKE_SERVER_NO_SLOTS);
     Connection made = {};
     made.handle = ++table().lastHandle;
     made.reference = made.handle | reference_bit;
@@ -63,12 +59,12 @@ uint32_t open_to(Tree *tree, const EntryPtr &server, const ConfigServer *outside
     made.outside = outside;
     made.serverName = outside != nullptr ? outside->name : server != nullptr ? entry_common_name(*server) : "";
     made.uses = 1;
-    *connection = &table().open.emplace(made.handle, made).first->second;
+    Connection &open = table().open.emplace(made.handle, made).first->second;
     // The login to a tree is a login at the tree's own server.
     if (tree != nullptr && tree->identity != nullptr && same_server(server, tree_default_server(*tree))) {
-        connection_authenticate(*connection, *tree->identity);
+        connection_authenticate(&open, *tree->identity);
     }
-    return ZK_OK;
+    return open;
 }
 
 // The trees in the order in which servers are looked for: the default tree first.
@@ -87,67 +83,36 @@ bool is_logged_in_somewhere() {
     return std::any_of(trees.begin(), trees.end(), [](const auto &tree) { return tree->identity != nullptr; });
 }
 
-// A script that moves to another tree asks for a connection by the tree's name, only to learn whether there is such a
-// tree: why its directory cannot be asked is for the context that is bound to the tree next. Whoever has not logged in
-// anywhere has to learn it here.
-uint32_t open_any(std::string_view name, Connection **connection) {
-    Tree *tree = tree_find(name);
-    if (tree == nullptr) {
-        return connection_open_server(name, connection);
-    }
-    try {
-        return connection_open_tree(tree, connection);
-    } catch (const std::runtime_error &) { // CodedError or DataError
-        if (!is_logged_in_somewhere() || tree->identity != nullptr) {
-            throw;
-        }
-        tree->openedUnasked = true;
-        return open_to(tree, nullptr, nullptr, connection);
-    }
-}
-
 bool known_open_state(uint32_t state) {
     return state == ZK_OPEN_BY_NAME || state == ZK_OPEN_BY_REFERENCE;
 }
 
-uint32_t put_number(uint32_t number, uint32_t size, void *value) {
-    if (size < sizeof number) {
-        return ZKE_BUFFER_TOO_SMALL;
-    }
-    memcpy(value, &number, sizeof number);
-    return ZK_OK;
+void put_checked_number(uint32_t number, uint32_t size, void *value) {
+    error_unless(size >= sizeof number, ZKE_BUFFER_TOO_SMALL);
+    put_number(number, value);
 }
 
-uint32_t put_text(const std::string &text, uint32_t size, void *value) {
-    if (size <= text.size()) {
-        return ZKE_BUFFER_TOO_SMALL;
-    }
-    memcpy(value, text.c_str(), text.size() + 1);
-    return ZK_OK;
-}
-
-uint32_t put_info(const Connection &connection, uint32_t item, uint32_t size, void *value) {
+void put_info(const Connection &connection, uint32_t item, uint32_t size, void *value) {
     switch (item) {
         case ZK_INFO_AUTHENTICATION_STATE:
-            return put_number(connection.authenticated ? 1 : 0, size, value);
+            return put_checked_number(connection.authenticated ? 1 : 0, size, value);
         case ZK_INFO_TREE_NAME: {
-            if (connection.tree == nullptr) {
-                return ZKE_TREE_NOT_FOUND;
-            }
+            error_unless(connection.tree != nullptr, ZKE_TREE_NOT_FOUND);
             std::string padded = connection.tree->config.name;
             padded.resize(ZK_TREE_NAME_SIZE - 1, '_');
             return put_text(padded, size, value);
         }
         case ZK_INFO_CONNECTION_NUMBER:
-            return put_number(connection.number, size, value);
+            return put_checked_number(connection.number, size, value);
         case ZK_INFO_USER_NUMBER:
-            return put_number(connection.userNumber, size, value);
+            return put_checked_number(connection.userNumber, size, value);
         case ZK_INFO_SERVER_NAME:
-            return connection.serverName.empty() ? ZKE_SERVER_NOT_FOUND : put_text(connection.serverName, size, value);
+            error_unless(!connection.serverName.empty(), ZKE_SERVER_NOT_FOUND);
+            return put_text(connection.serverName, size, value);
         case ZK_INFO_COUNTED_STATE:
-            return put_number(connection.licenses > 0 ? 1 : 0, size, value);
+            return put_checked_number(connection.licenses > 0 ? 1 : 0, size, value);
         default:
-            return ZKE_BAD_PARAMETER;
+            throw CodedError(ZKE_BAD_PARAMETER);
     }
 }
 
@@ -166,21 +131,25 @@ Connection *connection_find(uint32_t handle) {
     return found == table().open.end() ? nullptr : &found->second;
 }
 
-uint32_t connection_open_tree(Tree *tree, Connection **connection) {
-    tree_load(tree);
-    return open_to(tree, tree_default_server(*tree), nullptr, connection);
+Connection &connection_of(uint32_t handle) {
+    Connection *found = connection_find(handle);
+    error_unless(found != nullptr, ZKE_CONN_INVALID);
+    return *found;
 }
 
-uint32_t connection_open_server(std::string_view name, Connection **connection) {
-    if (name.empty()) {
-        return ZKE_SERVER_NOT_FOUND;
-    }
+Connection &connection_open_tree(Tree *tree) {
+    tree_load(tree);
+    return open_to(tree, tree_default_server(*tree), nullptr);
+}
+
+Connection &connection_open_server(std::string_view name) {
+    error_unless(!name.empty(), ZKE_SERVER_NOT_FOUND);
     uint32_t code = ZKE_SERVER_NOT_FOUND;
     for (Tree *tree : search_order()) {
         EntryPtr server;
         try {
             tree_load(tree);
-            tree->store->find_server(name, &server);
+            server = tree->store->find_server(name);
         } catch (const DataError &error) {
             // One tree that cannot be read does not hide the others' servers.
             error_keep(error.what());
@@ -189,15 +158,42 @@ uint32_t connection_open_server(std::string_view name, Connection **connection) 
             code = error.code;
         }
         if (server != nullptr) {
-            return open_to(tree, server, nullptr, connection);
+            return open_to(tree, server, nullptr);
         }
     }
     for (const ConfigServer &server : trees_config().servers) {
         if (equal_nocase(server.name, name)) {
-            return open_to(nullptr, nullptr, &server, connection);
+            return open_to(nullptr, nullptr, &server);
         }
     }
-    return code;
+    throw CodedError(code);
+}
+
+// A script that moves to another tree asks for a connection by the tree's name, only to learn whether there is such a
+// tree: why its directory cannot be asked is for the context that is bound to the tree next. Whoever has not logged in
+// anywhere has to learn it here.
+Connection &connection_open_any(std::string_view name) {
+    Tree *tree = tree_find(name);
+    if (tree == nullptr) {
+        return connection_open_server(name);
+    }
+    EntryPtr server;
+    try {
+        tree_load(tree);
+        server = tree_default_server(*tree);
+    } catch (const CodedError &) {
+        if (!is_logged_in_somewhere() || tree->identity != nullptr) {
+            throw;
+        }
+        tree->openedUnasked = true;
+    }
+    return open_to(tree, server, nullptr);
+}
+
+void connection_close(Connection *connection) {
+    if (--connection->uses == 0) {
+        table().open.erase(connection->handle);
+    }
 }
 
 Connection *connection_default() {
@@ -250,121 +246,80 @@ uint32_t connection_user_number(const Entry &user) {
 
 uint32_t ZKCCOpenConnByName(uint32_t start, const char *name, uint32_t nameFormat, uint32_t openState,
                             uint32_t transport, uint32_t *connection) {
-    return guarded([&]() -> uint32_t {
-        if (start != 0 || name == nullptr || connection == nullptr || !known_open_state(openState) ||
-            transport != ZK_TRANSPORT_ANY || (nameFormat != ZK_NAME_ANY && nameFormat != ZK_NAME_FILE_SERVER)) {
-            return ZKE_BAD_PARAMETER;
-        }
-        Connection *open = nullptr;
-        uint32_t code = nameFormat == ZK_NAME_ANY ? open_any(name, &open) : connection_open_server(name, &open);
-        if (code == ZK_OK) {
-            *connection = open->handle;
-        }
-        return code;
+    return guarded([&] {
+        error_unless(start == 0 && name != nullptr && connection != nullptr && known_open_state(openState) &&
+                         transport == ZK_TRANSPORT_ANY &&
+                         (nameFormat == ZK_NAME_ANY || nameFormat == ZK_NAME_FILE_SERVER),
+                     ZKE_BAD_PARAMETER);
+        *connection = (nameFormat == ZK_NAME_ANY ? connection_open_any(name) : connection_open_server(name)).handle;
     });
 }
 
 uint32_t ZKCCOpenConnByRef(uint32_t reference, uint32_t openState, uint32_t reserved, uint32_t *connection) {
-    return guarded([&]() -> uint32_t {
-        if (connection == nullptr || !known_open_state(openState) || reserved != 0) {
-            return ZKE_BAD_PARAMETER;
-        }
-        Connection *open = (reference & reference_bit) == 0 ? nullptr : connection_find(reference & ~reference_bit);
-        if (open == nullptr) {
-            return ZKE_CONN_INVALID;
-        }
-        open->uses++;
-        *connection = open->handle;
-        return ZK_OK;
+    return guarded([&] {
+        error_unless(connection != nullptr && known_open_state(openState) && reserved == 0, ZKE_BAD_PARAMETER);
+        error_unless((reference & reference_bit) != 0, ZKE_CONN_INVALID);
+        Connection &open = connection_of(reference & ~reference_bit);
+        open.uses++;
+        *connection = open.handle;
     });
 }
 
 uint32_t ZKCCScanConnInfo(uint32_t *iteration, uint32_t item, const void *value, uint32_t, uint32_t openState,
                           uint32_t infoSize, void *info, uint32_t *connection) {
-    return guarded([&]() -> uint32_t {
-        bool searchable = value == nullptr || item == ZK_INFO_SERVER_NAME || item == ZK_INFO_TREE_NAME;
-        if (iteration == nullptr || connection == nullptr || !searchable || !known_open_state(openState)) {
-            return ZKE_BAD_PARAMETER;
+    return guarded([&] {
+        const bool searchable = value == nullptr || item == ZK_INFO_SERVER_NAME || item == ZK_INFO_TREE_NAME;
+        error_unless(iteration != nullptr && connection != nullptr && searchable && known_open_state(openState),
+                     ZKE_BAD_PARAMETER);
+        auto at = table().open.upper_bound(*iteration == UINT32_MAX ? 0 : *iteration);
+        while (at != table().open.end() && value != nullptr &&
+               !matches(at->second, item, static_cast<const char *>(value))) {
+            ++at;
         }
-        uint32_t after = *iteration == UINT32_MAX ? 0 : *iteration;
-        for (auto at = table().open.upper_bound(after); at != table().open.end(); ++at) {
-            Connection &open = at->second;
-            if (value == nullptr || matches(open, item, static_cast<const char *>(value))) {
-                uint32_t code = info == nullptr || infoSize == 0 ? ZK_OK : put_info(open, item, infoSize, info);
-                if (code == ZK_OK) {
-                    open.uses++;
-                    *iteration = open.handle;
-                    *connection = open.handle;
-                }
-                return code;
-            }
+        error_unless(at != table().open.end(), ZKE_NO_MORE_ENTRIES);
+        Connection &open = at->second;
+        if (info != nullptr && infoSize != 0) {
+            put_info(open, item, infoSize, info);
         }
-        return ZKE_NO_MORE_ENTRIES;
+        open.uses++;
+        *iteration = open.handle;
+        *connection = open.handle;
     });
 }
 
 uint32_t ZKCCGetConnInfo(uint32_t connection, uint32_t item, uint32_t size, void *value) {
-    return guarded([&]() -> uint32_t {
-        const Connection *open = connection_find(connection);
-        if (open == nullptr || value == nullptr) {
-            return open == nullptr ? ZKE_CONN_INVALID : ZKE_BAD_PARAMETER;
-        }
-        return put_info(*open, item, size, value);
+    return guarded([&] {
+        const Connection &open = connection_of(connection);
+        error_unless(value != nullptr, ZKE_BAD_PARAMETER);
+        put_info(open, item, size, value);
     });
 }
 
 uint32_t ZKCCSetPrimConn(uint32_t connection) {
-    return guarded([&]() -> uint32_t {
-        if (connection_find(connection) == nullptr) {
-            return ZKE_CONN_INVALID;
-        }
-        table().primary = connection;
-        return ZK_OK;
-    });
+    return guarded([&] { table().primary = connection_of(connection).handle; });
 }
 
 uint32_t ZKCCCloseConn(uint32_t connection) {
-    return guarded([&]() -> uint32_t {
-        Connection *open = connection_find(connection);
-        if (open == nullptr) {
-            return ZKE_CONN_INVALID;
-        }
-        if (--open->uses == 0) {
-            table().open.erase(connection);
-        }
-        return ZK_OK;
-    });
+    return guarded([&] { connection_close(&connection_of(connection)); });
 }
 
 uint32_t ZKCCLicenseConn(uint32_t connection) {
-    return guarded([&]() -> uint32_t {
-        Connection *open = connection_find(connection);
-        if (open == nullptr) {
-            return ZKE_CONN_INVALID;
-        }
-        open->licenses++;
-        return ZK_OK;
-    });
+    return guarded([&] { connection_of(connection).licenses++; });
 }
 
 uint32_t ZKCCUnlicenseConn(uint32_t connection) {
-    return guarded([&]() -> uint32_t {
-        Connection *open = connection_find(connection);
-        if (open == nullptr || open->licenses == 0) {
-            return open == nullptr ? ZKE_CONN_INVALID : ZKE_BAD_PARAMETER;
-        }
-        open->licenses--;
-        return ZK_OK;
+    return guarded([&] {
+        Connection &open = connection_of(connection);
+        error_unless(open.licenses > 0, ZKE_BAD_PARAMETER);
+        open.licenses--;
     });
 }
 
 uint32_t ZKGetDefaultConnRef(uint32_t *reference) {
-    return guarded([&]() -> uint32_t {
+    return guarded([&] {
+        error_unless(reference != nullptr, ZKE_BAD_PARAMETER);
         const Connection *open = connection_default();
-        if (open == nullptr || reference == nullptr) {
-            return reference == nullptr ? ZKE_BAD_PARAMETER : ZKE_CONN_INVALID;
-        }
+        error_unless(open != nullptr, ZKE_CONN_INVALID);
         *reference = open->reference;
-        return ZK_OK;
     });
 }

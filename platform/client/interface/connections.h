@@ -30,14 +30,19 @@ struct Connection {
     uint32_t userNumber;
 };
 
-// Null for a handle that is not open.
+// For a handle that is not open: null; CodedError, ZKE_CONN_INVALID.
 Connection *connection_find(uint32_t handle);
+Connection &connection_of(uint32_t handle);
 
 // Open a connection and count a use of it: to a tree's own server, to a server of any tree or outside, to either. The
-// tree is loaded. Return ZK_OK, ZKE_SERVER_NOT_FOUND or ZKE_SERVER_NO_SLOTS; throw DataError for a tree's bad data,
-// CodedError for a directory that cannot be asked.
-uint32_t connection_open_tree(Tree *tree, Connection **connection);
-uint32_t connection_open_server(std::string_view name, Connection **connection);
+// tree is loaded. Throw CodedError: ZKE_SERVER_NOT_FOUND, ZKE_SERVER_NO_SLOTS, or why the directory cannot be asked;
+// and DataError for a tree's bad data.
+Connection &connection_open_tree(Tree *tree);
+Connection &connection_open_server(std::string_view name);
+Connection &connection_open_any(std::string_view name);
+
+// Takes one use back; the connection is closed with its last.
+void connection_close(Connection *connection);
 
 // The connection that is meant when none is named: the primary one, otherwise the oldest. Null without any.
 Connection *connection_default();

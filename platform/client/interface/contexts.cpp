@@ -1,8 +1,8 @@
 #include "platform/client/interface/contexts.h"
 
-#include <cstring>
 #include <map>
 
+#include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 #include "platform/client/interface/connections.h"
 #include "platform/client/session/login_password.h"
@@ -22,90 +22,66 @@ Table &table() {
     return the_table;
 }
 
-uint32_t set_flags(Context *context, const void *value) {
-    uint32_t flags;
-    memcpy(&flags, value, sizeof flags);
-    if ((flags & ~known_flags) != 0) {
-        return ZKE_BAD_PARAMETER;
-    }
+// The tree that the context is bound to, or the default one. Not loaded.
+Tree &meant_tree(const Context &context) {
+    Tree *meant = context.tree != nullptr ? context.tree : tree_default();
+    error_unless(meant != nullptr, ZKE_TREE_NOT_FOUND);
+    return *meant;
+}
+
+void set_flags(Context *context, uint32_t flags) {
+    error_unless((flags & ~known_flags) == 0, ZKE_BAD_PARAMETER);
     context->flags = flags;
-    return ZK_OK;
 }
 
-uint32_t set_name_context(Context *context, const char *value) {
+void set_name_context(Context *context, const char *value) {
     Name name;
-    if (*value != '\0' && !name_parse_dotted(value, {}, &name)) {
-        return ZKE_MALFORMED_NAME;
-    }
+    error_unless(*value == '\0' || name_parse_dotted(value, {}, &name), ZKE_MALFORMED_NAME);
     context->nameContext = name;
-    return ZK_OK;
 }
 
-uint32_t set_last_connection(Context *context, const void *value) {
-    uint32_t connection;
-    memcpy(&connection, value, sizeof connection);
-    if (connection_find(connection) == nullptr) {
-        return ZKE_CONN_INVALID;
-    }
-    context->lastConnection = connection;
-    return ZK_OK;
-}
-
-uint32_t set_tree(Context *context, const char *value) {
+void set_tree(Context *context, const char *value) {
     Tree *tree = tree_find(value);
-    if (tree == nullptr) {
-        return ZKE_TREE_NOT_FOUND;
-    }
+    error_unless(tree != nullptr, ZKE_TREE_NOT_FOUND);
     tree_load(tree);
     if (tree->openedUnasked) {
         tree_default_server(*tree); // throws CodedError while the directory cannot be asked
         tree->openedUnasked = false;
     }
     context->tree = tree;
-    return ZK_OK;
 }
 
-uint32_t get_name_context(const Context &context, char *value) {
-    NameForm form = context_form(context);
-    return context_put_name(context.nameContext.empty() ? "" : name_to_dotted(context.nameContext, form.typed), value);
-}
-
-uint32_t get_last_connection(const Context &context, void *value) {
-    if (connection_find(context.lastConnection) == nullptr) {
-        return ZKE_CONN_INVALID;
+void note_read(Context *context, Tree *tree) {
+    const Connection *last = connection_find(context->lastConnection);
+    if (last != nullptr && last->tree == tree) {
+        return;
     }
-    memcpy(value, &context.lastConnection, sizeof context.lastConnection);
-    return ZK_OK;
+    try {
+        context->lastConnection = connection_open_tree(tree).handle;
+    } catch (const CodedError &error) {
+        // Without a free slot the read still counts, it is only not told which connection served it.
+        if (error.code != ZKE_SERVER_NO_SLOTS) {
+            throw;
+        }
+    }
 }
 
-uint32_t get_tree(const Context &context, char *value) {
-    const Tree *tree = context.tree != nullptr ? context.tree : tree_default();
-    return tree == nullptr ? ZKE_TREE_NOT_FOUND : context_put_name(tree->config.name, value);
+std::string name_context_text(const Context &context) {
+    return context.nameContext.empty() ? "" : name_to_dotted(context.nameContext, context_form(context).typed);
 }
 
 } // namespace
 
-uint32_t context_find(uint32_t handle, Context **context) {
+Context &context_of(uint32_t handle) {
     auto found = table().open.find(handle);
-    if (found == table().open.end()) {
-        return ZKE_BAD_HANDLE;
-    }
-    *context = &found->second;
-    return ZK_OK;
+    error_unless(found != table().open.end(), ZKE_BAD_HANDLE);
+    return found->second;
 }
 
-uint32_t context_tree(uint32_t handle, Context **context, Tree **tree) {
-    uint32_t code = context_find(handle, context);
-    if (code != ZK_OK) {
-        return code;
-    }
-    Tree *meant = (*context)->tree != nullptr ? (*context)->tree : tree_default();
-    if (meant == nullptr) {
-        return ZKE_TREE_NOT_FOUND;
-    }
-    tree_load(meant);
-    *tree = meant;
-    return ZK_OK;
+Tree &context_tree(const Context &context) {
+    Tree &tree = meant_tree(context);
+    tree_load(&tree);
+    return tree;
 }
 
 NameForm context_form(const Context &context) {
@@ -116,92 +92,79 @@ NameForm context_form(const Context &context) {
     return form;
 }
 
-uint32_t context_find_entry(const Context &context, const Tree &tree, const char *name, EntryPtr *entry) {
+Name context_name(const Context &context, const char *name) {
     Name parsed;
-    if (!name_parse_dotted(name, context.nameContext, &parsed)) {
-        return ZKE_MALFORMED_NAME;
-    }
-    Aliases aliases = (context.flags & DCV_DEREF_ALIASES) != 0 ? Aliases::Follow : Aliases::Keep;
-    return tree.store->find(tree_meant_name(tree, parsed), aliases, entry);
+    error_unless(name_parse_dotted(name, context.nameContext, &parsed), ZKE_MALFORMED_NAME);
+    return parsed;
 }
 
-void context_note_read(Context *context, Tree *tree) {
-    Connection *last = connection_find(context->lastConnection);
-    if (last != nullptr && last->tree == tree) {
-        return;
-    }
-    // Without a free slot the read still counts, it is only not told which connection served it.
-    if (connection_open_tree(tree, &last) == ZK_OK) {
-        context->lastConnection = last->handle;
-    }
-}
-
-uint32_t context_put_name(const std::string &name, char *buffer) {
-    if (name.size() > ZK_MAX_NAME) {
-        return ZKE_BUFFER_TOO_SMALL;
-    }
-    memcpy(buffer, name.c_str(), name.size() + 1);
-    return ZK_OK;
+EntryPtr context_read(Context *context, const char *name) {
+    Tree &tree = context_tree(*context);
+    const Aliases aliases = (context->flags & DCV_DEREF_ALIASES) != 0 ? Aliases::Follow : Aliases::Keep;
+    EntryPtr entry = tree.store->find(tree_meant_name(tree, context_name(*context, name)), aliases);
+    error_unless(entry != nullptr, ZKE_NO_SUCH_ENTRY);
+    note_read(context, &tree);
+    return entry;
 }
 
 uint32_t ZKDSCreateContextHandle(uint32_t *context) {
     if (context == nullptr) {
         return ZKE_BAD_PARAMETER;
     }
-    uint32_t code = guarded([&]() -> uint32_t {
+    uint32_t code = guarded([&] {
         table().open.emplace(table().lastHandle + 1, Context{first_flags, {}, nullptr, 0});
         *context = ++table().lastHandle;
-        return ZK_OK;
     });
     return code == ZK_OK ? ZK_OK : ZKE_BAD_CONTEXT;
 }
 
 uint32_t ZKDSFreeContext(uint32_t context) {
     login_password_end_attempts();
-    return guarded([&]() -> uint32_t { return table().open.erase(context) == 1 ? ZK_OK : ZKE_BAD_HANDLE; });
+    return guarded([&] { error_unless(table().open.erase(context) == 1, ZKE_BAD_HANDLE); });
 }
 
 uint32_t ZKDSSetContext(uint32_t context, int key, const void *value) {
-    return guarded([&]() -> uint32_t {
-        Context *found = nullptr;
-        uint32_t code = context_find(context, &found);
-        if (code != ZK_OK || value == nullptr) {
-            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
-        }
+    return guarded([&] {
+        Context &found = context_of(context);
+        error_unless(value != nullptr, ZKE_BAD_PARAMETER);
         switch (key) {
             case DCK_FLAGS:
-                return set_flags(found, value);
+                set_flags(&found, take_number(value));
+                break;
             case DCK_NAME_CONTEXT:
-                return set_name_context(found, static_cast<const char *>(value));
+                set_name_context(&found, static_cast<const char *>(value));
+                break;
             case DCK_LAST_CONNECTION:
-                return set_last_connection(found, value);
+                found.lastConnection = connection_of(take_number(value)).handle;
+                break;
             case DCK_TREE_NAME:
-                return set_tree(found, static_cast<const char *>(value));
+                set_tree(&found, static_cast<const char *>(value));
+                break;
             default:
-                return ZKE_BAD_PARAMETER;
+                throw CodedError(ZKE_BAD_PARAMETER);
         }
     });
 }
 
 uint32_t ZKDSGetContext(uint32_t context, int key, void *value) {
-    return guarded([&]() -> uint32_t {
-        Context *found = nullptr;
-        uint32_t code = context_find(context, &found);
-        if (code != ZK_OK || value == nullptr) {
-            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
-        }
+    return guarded([&] {
+        const Context &found = context_of(context);
+        error_unless(value != nullptr, ZKE_BAD_PARAMETER);
         switch (key) {
             case DCK_FLAGS:
-                memcpy(value, &found->flags, sizeof found->flags);
-                return ZK_OK;
+                put_number(found.flags, value);
+                break;
             case DCK_NAME_CONTEXT:
-                return get_name_context(*found, static_cast<char *>(value));
+                put_name(name_context_text(found), static_cast<char *>(value));
+                break;
             case DCK_LAST_CONNECTION:
-                return get_last_connection(*found, value);
+                put_number(connection_of(found.lastConnection).handle, value);
+                break;
             case DCK_TREE_NAME:
-                return get_tree(*found, static_cast<char *>(value));
+                put_name(meant_tree(found).config.name, static_cast<char *>(value));
+                break;
             default:
-                return ZKE_BAD_PARAMETER;
+                throw CodedError(ZKE_BAD_PARAMETER);
         }
     });
 }

@@ -14,22 +14,20 @@ struct Context {
     uint32_t lastConnection; // handle, 0 for none
 };
 
-// ZKE_BAD_HANDLE for a handle that was never made or has been freed.
-uint32_t context_find(uint32_t handle, Context **context);
+// Throws CodedError, ZKE_BAD_HANDLE, for a handle that was never made or has been freed.
+Context &context_of(uint32_t handle);
 
-// The context and its tree, loaded. ZKE_TREE_NOT_FOUND when there is no tree at all. Throws DataError.
-uint32_t context_tree(uint32_t handle, Context **context, Tree **tree);
+// The context's tree, loaded. Throws CodedError, ZKE_TREE_NOT_FOUND, when there is no tree at all, and DataError.
+Tree &context_tree(const Context &context);
 
 // How the context wants names to be handed out.
 NameForm context_form(const Context &context);
 
-// The entry of a name as the context understands it. ZKE_MALFORMED_NAME, or the store's code.
-uint32_t context_find_entry(const Context &context, const Tree &tree, const char *name, EntryPtr *entry);
+// A name as the context understands it. Throws CodedError, ZKE_MALFORMED_NAME.
+Name context_name(const Context &context, const char *name);
 
-// The tree has been read: the context's last connection becomes one to it, unless it is one already.
-void context_note_read(Context *context, Tree *tree);
-
-// Copies a name into a caller's buffer of ZK_MAX_NAME and the NUL; ZKE_BUFFER_TOO_SMALL for a longer one.
-uint32_t context_put_name(const std::string &name, char *buffer);
+// Reads the entry of such a name: the context's last connection becomes one to its tree, unless it is one already.
+// Throws CodedError, also ZKE_NO_SUCH_ENTRY.
+EntryPtr context_read(Context *context, const char *name);
 
 #endif

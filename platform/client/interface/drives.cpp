@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 #include "platform/common/link_directory.h"
 #include "platform/common/location.h"
@@ -111,41 +112,31 @@ bool take_drive(std::string_view list, uint32_t *at, uint32_t *attribute, std::s
     return take_text(list, at, local) && take_text(list, at, target);
 }
 
-void put(std::string_view text, char *buffer) {
-    memcpy(buffer, text.data(), text.size());
-    buffer[text.size()] = '\0';
-}
-
 } // namespace
 
 uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size) {
-    return guarded([&]() -> uint32_t {
-        if (size == nullptr) {
-            return ZKE_BAD_PARAMETER;
-        }
-        std::string list = make_list();
+    return guarded([&] {
+        error_unless(size != nullptr, ZKE_BAD_PARAMETER);
+        const std::string list = make_list();
         // A link may have come since the size was asked for: the new size is told.
-        bool fits = buffer == nullptr || *size >= list.size();
+        const bool fits = buffer == nullptr || *size >= list.size();
         *size = static_cast<uint32_t>(list.size());
-        if (buffer != nullptr && fits) {
+        error_unless(fits, ZKE_BUFFER_TOO_SMALL);
+        if (buffer != nullptr) {
             memcpy(buffer, list.data(), list.size());
         }
-        return fits ? ZK_OK : ZKE_BUFFER_TOO_SMALL;
     });
 }
 
 uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attribute, uint32_t localSize,
                             char *localPath, uint32_t targetSize, char *target) {
-    return guarded([&]() -> uint32_t {
-        if (buffer == nullptr || cursor == nullptr || localPath == nullptr || target == nullptr) {
-            return ZKE_BAD_PARAMETER;
-        }
+    return guarded([&] {
+        error_unless(buffer != nullptr && cursor != nullptr && localPath != nullptr && target != nullptr,
+                     ZKE_BAD_PARAMETER);
         ListHead head;
         memcpy(&head, buffer, sizeof head);
         uint32_t at = *cursor == 0 ? static_cast<uint32_t>(sizeof head) : *cursor;
-        if (head.magic != list_magic || at < sizeof head || at > head.size) {
-            return ZKE_BAD_PARAMETER;
-        }
+        error_unless(head.magic == list_magic && at >= sizeof head && at <= head.size, ZKE_BAD_PARAMETER);
         std::string_view list(static_cast<const char *>(buffer), head.size);
         uint32_t word = 0;
         std::string_view local;
@@ -154,14 +145,14 @@ uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attr
             *cursor = at;
             // A drive too long for the caller's buffers must not hide those behind it.
             if (local.size() < localSize && to.size() < targetSize) {
-                put(local, localPath);
-                put(to, target);
+                put_text(local, localSize, localPath);
+                put_text(to, targetSize, target);
                 if (attribute != nullptr) {
                     *attribute = word;
                 }
-                return ZK_OK;
+                return;
             }
         }
-        return ZKE_NO_MORE_ENTRIES;
+        throw CodedError(ZKE_NO_MORE_ENTRIES);
     });
 }

@@ -1,9 +1,9 @@
 // Who the process is: one identity for each tree, which lives as long as the process or until it logs out.
 #include <cstdio>
-#include <cstring>
 
 #include "platform/catalogue.h"
 #include "platform/client/core/login_check.h"
+#include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 #include "platform/client/interface/connections.h"
 #include "platform/client/interface/contexts.h"
@@ -24,11 +24,11 @@ struct LoggedIn {
 
 // Scripts are looked for in the containers of a name, and the base is in none: whoever sets the tree up is told so.
 void warn_of_base_script(const Tree &tree) {
-    EntryPtr base;
-    if (tree.config.base.empty() || tree.store->find({}, Aliases::Keep, &base) != ZK_OK) {
+    if (tree.config.base.empty()) {
         return;
     }
-    const std::string *script = base->first("qrtLoginScript");
+    const EntryPtr base = tree.store->find({}, Aliases::Keep);
+    const std::string *script = base == nullptr ? nullptr : base->first("qrtLoginScript");
     if (script != nullptr && !script->empty()) {
         fprintf(stderr,
                 catalogue_text("Tree %1$s: the login script of %2$s is not run, because the base of a tree is not a "
@@ -38,18 +38,13 @@ void warn_of_base_script(const Tree &tree) {
 }
 
 // The tree has accepted the user: so has the tree's own server.
-uint32_t take_identity(Tree *tree, Context *context, const EntryPtr &user) {
-    Connection *connection = nullptr;
-    uint32_t code = connection_open_tree(tree, &connection);
-    if (code != ZK_OK) {
-        return code;
-    }
+void take_identity(Tree *tree, Context *context, const EntryPtr &user) {
+    Connection &connection = connection_open_tree(tree);
     tree->identity = user;
-    context->lastConnection = connection->handle;
-    if (!connection->authenticated) {
-        connection_authenticate(connection, *user);
+    context->lastConnection = connection.handle;
+    if (!connection.authenticated) {
+        connection_authenticate(&connection, *user);
     }
-    return ZK_OK;
 }
 
 // Counts the attempt as refused unless it ends well; the next one there is then the answer of a person.
@@ -69,34 +64,34 @@ struct Attempt {
                                       tree.config.name.c_str()));
 }
 
-void keep_refusal(uint32_t code, const Entry &user) {
+// After a login `user` is the entry as the user may read it.
+void refuse_unless_accepted(Verdict verdict, const Entry &user) {
     const std::string who = name_to_dotted(user.name, true);
-    const LoginLock lock = login_lock(user);
-    if (code == ZKE_ACCOUNT_LOCKED && lock == LoginLock::Disabled) {
-        error_keep(catalogue_format("%s is disabled", who.c_str()).c_str());
-    } else if (code == ZKE_ACCOUNT_LOCKED && lock == LoginLock::Expired) {
-        error_keep(catalogue_format("%s has expired", who.c_str()).c_str());
-    } else if (code == ZKE_ACCOUNT_LOCKED) {
-        error_keep(catalogue_format("%s is locked", who.c_str()).c_str());
-    } else if (code == ZKE_WRONG_PASSWORD) {
-        error_keep(catalogue_format("wrong password for %s", who.c_str()).c_str());
+    if (verdict == Verdict::WrongPassword) {
+        throw CodedError(ZKE_WRONG_PASSWORD, catalogue_format("wrong password for %s", who.c_str()));
+    }
+    if (verdict == Verdict::Locked) {
+        const LoginLock lock = login_lock(user);
+        throw CodedError(ZKE_ACCOUNT_LOCKED,
+                         lock == LoginLock::Disabled  ? catalogue_format("%s is disabled", who.c_str())
+                         : lock == LoginLock::Expired ? catalogue_format("%s has expired", who.c_str())
+                                                      : catalogue_format("%s is locked", who.c_str()));
     }
 }
 
 // Answers a question about the context's tree.
 uint32_t ask_tree(uint32_t context, int *answer, bool (*question)(const Tree *)) {
-    return guarded([&]() -> uint32_t {
-        if (answer == nullptr) {
-            return ZKE_BAD_PARAMETER;
-        }
-        Context *found = nullptr;
-        Tree *tree = nullptr;
-        uint32_t code = context_tree(context, &found, &tree);
-        if (code == ZK_OK) {
-            *answer = question(tree) ? 1 : 0;
-        }
-        return code;
+    return guarded([&] {
+        error_unless(answer != nullptr, ZKE_BAD_PARAMETER);
+        *answer = question(&context_tree(context_of(context))) ? 1 : 0;
     });
+}
+
+// The context's tree, to which somebody is logged in.
+Tree &tree_with_identity(const Context &context) {
+    Tree &tree = context_tree(context);
+    error_unless(tree.identity != nullptr, ZKE_NOT_LOGGED_IN);
+    return tree;
 }
 
 } // namespace
@@ -106,70 +101,39 @@ uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
         return ZKE_BAD_PARAMETER;
     }
     *name = '\0';
-    return guarded([&]() -> uint32_t {
-        Context *found = nullptr;
-        Tree *tree = nullptr;
-        uint32_t code = context_tree(context, &found, &tree);
-        if (code != ZK_OK || tree->identity == nullptr) {
-            return code != ZK_OK ? code : ZKE_NOT_LOGGED_IN;
-        }
-        return context_put_name(name_in_form(tree->identity->name, context_form(*found)), name);
+    return guarded([&] {
+        const Context &found = context_of(context);
+        put_name(name_in_form(tree_with_identity(found).identity->name, context_form(found)), name);
     });
 }
 
 // A script's change of tree begins with this question, and a context is freed when it is over.
 uint32_t ZKDSCanDSAuthenticate(uint32_t context) {
     login_password_end_attempts();
-    uint32_t code = guarded([&]() -> uint32_t {
-        Context *found = nullptr;
-        Tree *tree = nullptr;
-        uint32_t result = context_tree(context, &found, &tree);
-        return result == ZK_OK && tree->identity == nullptr ? ZKE_NOT_LOGGED_IN : result;
-    });
-    return code == ZK_OK ? 1 : 0;
+    return guarded([&] { tree_with_identity(context_of(context)); }) == ZK_OK ? 1 : 0;
 }
 
 uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, const char *password) {
-    return guarded([&]() -> uint32_t {
-        if (object == nullptr || password == nullptr || option != login_option) {
-            return ZKE_BAD_PARAMETER;
-        }
-        Context *found = nullptr;
-        Tree *tree = nullptr;
-        uint32_t code = context_tree(context, &found, &tree);
-        if (code != ZK_OK) {
-            return code;
-        }
-        Attempt attempt{tree};
+    return guarded([&] {
+        error_unless(object != nullptr && password != nullptr && option == login_option, ZKE_BAD_PARAMETER);
+        Context &found = context_of(context);
+        Tree &tree = context_tree(found);
+        Attempt attempt{&tree};
         // Whatever the context says of aliases: the identity is the object behind the alias.
-        Name name;
-        EntryPtr user;
-        code = name_parse_dotted(object, found->nameContext, &name)
-                   ? tree->store->find_user(tree_meant_name(*tree, name), &user)
-                   : ZKE_MALFORMED_NAME;
-        if (code != ZK_OK) {
-            return code;
+        EntryPtr user = tree.store->find_user(tree_meant_name(tree, context_name(found, object)));
+        error_unless(user != nullptr, ZKE_NO_SUCH_ENTRY);
+        error_unless(tree.identity == nullptr || name_equal(tree.identity->name, user->name), ZKE_OTHER_IDENTITY);
+        if (login_password_is_held_back(&tree, password)) {
+            refuse_unsent(tree);
         }
-        if (tree->identity != nullptr && !name_equal(tree->identity->name, user->name)) {
-            return ZKE_OTHER_IDENTITY;
-        }
-        if (login_password_is_held_back(tree, password)) {
-            refuse_unsent(*tree);
-        }
-        code = login_to_tree(tree->store.get(), &user, password);
-        if (code != ZK_OK) {
-            keep_refusal(code, *user); // after the login it is the entry as the user may read it
-            return code;
-        }
+        const Verdict verdict = login_to_tree(tree.store.get(), &user, password);
+        refuse_unless_accepted(verdict, *user);
         // A login that goes no further leaves the directory as nobody.
-        LoggedIn loggedIn{tree};
-        login_password_keep(tree, password);
-        code = take_identity(tree, found, user);
-        attempt.accepted = code == ZK_OK;
-        if (code == ZK_OK) {
-            warn_of_base_script(*tree);
-        }
-        return code;
+        LoggedIn loggedIn{&tree};
+        login_password_keep(&tree, password);
+        take_identity(&tree, &found, user);
+        attempt.accepted = true;
+        warn_of_base_script(tree);
     });
 }
 
@@ -182,41 +146,26 @@ uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared) {
 }
 
 uint32_t ZKDSLogout(uint32_t context) {
-    return guarded([&]() -> uint32_t {
-        Context *found = nullptr;
-        Tree *tree = nullptr;
-        uint32_t code = context_tree(context, &found, &tree);
-        if (code != ZK_OK || tree->identity == nullptr) {
-            return code != ZK_OK ? code : ZKE_NOT_LOGGED_IN;
-        }
-        connection_forget_identity(tree, *tree->identity);
-        tree->identity = nullptr;
-        tree->store->logout();
-        return ZK_OK;
+    return guarded([&] {
+        Tree &tree = tree_with_identity(context_of(context));
+        connection_forget_identity(&tree, *tree.identity);
+        tree.identity = nullptr;
+        tree.store->logout();
     });
 }
 
 // The identity is that of the server's own tree, whichever tree the context is for.
 uint32_t ZKDSAuthenticateConnEx(uint32_t context, uint32_t connection) {
-    return guarded([&]() -> uint32_t {
-        Context *found = nullptr;
-        uint32_t code = context_find(context, &found);
-        if (code != ZK_OK) {
-            return code;
+    return guarded([&] {
+        Context &found = context_of(context);
+        Connection &open = connection_of(connection);
+        const Entry *identity = open.tree == nullptr ? nullptr : open.tree->identity.get();
+        error_unless(identity != nullptr, ZKE_NOT_LOGGED_IN);
+        if (open.authenticated) {
+            error_unless(connection_is_of(open, *identity), ZKE_DIFF_OBJECT_ALREADY_AUTHEN);
+            return;
         }
-        Connection *open = connection_find(connection);
-        if (open == nullptr) {
-            return ZKE_CONN_INVALID;
-        }
-        const Entry *identity = open->tree == nullptr ? nullptr : open->tree->identity.get();
-        if (identity == nullptr) {
-            return ZKE_NOT_LOGGED_IN;
-        }
-        if (open->authenticated) {
-            return connection_is_of(*open, *identity) ? ZK_OK : ZKE_DIFF_OBJECT_ALREADY_AUTHEN;
-        }
-        connection_authenticate(open, *identity);
-        found->lastConnection = connection;
-        return ZK_OK;
+        connection_authenticate(&open, *identity);
+        found.lastConnection = connection;
     });
 }

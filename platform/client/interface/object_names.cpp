@@ -1,29 +1,23 @@
 // Names from call to call: complete ones and short ones.
+#include <algorithm>
+
+#include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 #include "platform/client/interface/contexts.h"
 
 namespace {
 
 bool has_all_types(const Name &name) {
-    for (const NamePart &part : name) {
-        if (part.type.empty()) {
-            return false;
-        }
-    }
-    return true;
+    return std::none_of(name.begin(), name.end(), [](const NamePart &part) { return part.type.empty(); });
 }
 
-// Names handed out with types need them: those of the tree, or for an object that does not exist those that its place
-// suggests.
+// Names handed out with types need them: those of the tree, from the object's own entry or the nearest above it, or for
+// an object that does not exist those that its place suggests.
 void add_types(const Tree &tree, Name *name) {
-    EntryPtr entry;
     *name = tree_meant_name(tree, *name);
-    if (tree.store->find(*name, Aliases::Keep, &entry) == ZK_OK) {
-        *name = entry->name;
-        return;
-    }
-    for (size_t i = 1; i < name->size(); i++) {
-        if (tree.store->find(tree_meant_name(tree, name_above(*name, i)), Aliases::Keep, &entry) == ZK_OK) {
+    for (size_t i = 0; i == 0 || i < name->size(); i++) {
+        const Name above = name_above(*name, i);
+        if (const EntryPtr entry = tree.store->find(i == 0 ? above : tree_meant_name(tree, above), Aliases::Keep)) {
             std::copy(entry->name.begin(), entry->name.end(), name->begin() + static_cast<std::ptrdiff_t>(i));
             break;
         }
@@ -32,37 +26,25 @@ void add_types(const Tree &tree, Name *name) {
 }
 
 uint32_t put_form(uint32_t handle, const char *name, bool complete, char *result) {
-    if (name == nullptr || result == nullptr) {
-        return ZKE_BAD_PARAMETER;
-    }
-    Context *context = nullptr;
-    uint32_t code = context_find(handle, &context);
-    if (code != ZK_OK) {
-        return code;
-    }
-    Name parsed;
-    if (!name_parse_dotted(name, context->nameContext, &parsed)) {
-        return ZKE_MALFORMED_NAME;
-    }
-    NameForm form = context_form(*context);
-    form.complete = complete;
-    if (form.typed && !has_all_types(parsed)) {
-        Tree *tree = nullptr;
-        code = context_tree(handle, &context, &tree);
-        if (code != ZK_OK) {
-            return code;
+    return guarded([&] {
+        error_unless(name != nullptr && result != nullptr, ZKE_BAD_PARAMETER);
+        const Context &context = context_of(handle);
+        Name parsed = context_name(context, name);
+        NameForm form = context_form(context);
+        form.complete = complete;
+        if (form.typed && !has_all_types(parsed)) {
+            add_types(context_tree(context), &parsed);
         }
-        add_types(*tree, &parsed);
-    }
-    return context_put_name(name_in_form(parsed, form), result);
+        put_name(name_in_form(parsed, form), result);
+    });
 }
 
 } // namespace
 
 uint32_t ZKDSCanonicalizeName(uint32_t context, const char *name, char *canonical) {
-    return guarded([&]() -> uint32_t { return put_form(context, name, true, canonical); });
+    return put_form(context, name, true, canonical);
 }
 
 uint32_t ZKDSAbbreviateName(uint32_t context, const char *name, char *abbreviated) {
-    return guarded([&]() -> uint32_t { return put_form(context, name, false, abbreviated); });
+    return put_form(context, name, false, abbreviated);
 }

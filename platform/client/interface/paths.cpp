@@ -4,10 +4,12 @@
 //            | slash slash server slash volume [ slash rest ]
 //            | volume ":" rest                           on the default server
 //     A slash is "/" or "\"; the rest is handed out as it was written, without a slash before it.
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
 
+#include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 #include "platform/client/interface/connections.h"
 
@@ -68,82 +70,66 @@ bool split(std::string_view path, NetworkPath *parts) {
     return !path.empty() && path.find_first_of("/\\") == std::string_view::npos;
 }
 
-uint32_t open_default_server(Connection **connection) {
+Connection &open_default_server() {
     if (Connection *open = connection_default()) {
         open->uses++;
-        *connection = open;
-        return ZK_OK;
+        return *open;
     }
     Tree *tree = tree_default();
-    return tree == nullptr ? ZKE_SERVER_NOT_FOUND : connection_open_tree(tree, connection);
+    error_unless(tree != nullptr, ZKE_SERVER_NOT_FOUND);
+    return connection_open_tree(tree);
 }
 
 // The volume as its server spells it.
-uint32_t find_volume(const Connection &connection, std::string_view volume, std::string *spelled) {
+std::string find_volume(const Connection &connection, std::string_view volume) {
     if (connection.outside != nullptr) {
-        for (const std::string &known : connection.outside->volumes) {
-            if (equal_nocase(known, volume)) {
-                *spelled = known;
-                return ZK_OK;
-            }
-        }
-        *spelled = volume;
-        return connection.outside->anyVolume ? ZK_OK : ZKE_VOLUME_UNKNOWN;
+        const std::vector<std::string> &known = connection.outside->volumes;
+        auto found = std::find_if(known.begin(), known.end(),
+                                  [volume](const std::string &one) { return equal_nocase(one, volume); });
+        error_unless(found != known.end() || connection.outside->anyVolume, ZKE_VOLUME_UNKNOWN);
+        return found != known.end() ? *found : std::string(volume);
     }
-    EntryPtr entry;
-    if (connection.server == nullptr) {
-        return ZKE_SERVER_NOT_FOUND;
-    }
-    uint32_t code = connection.tree->store->find_volume(*connection.server, volume, &entry);
-    if (code == ZK_OK) {
-        *spelled = *entry->first("qrtHostResourceName");
-    }
-    return code;
+    error_unless(connection.server != nullptr, ZKE_SERVER_NOT_FOUND);
+    const EntryPtr entry = connection.tree->store->find_volume(*connection.server, volume);
+    error_unless(entry != nullptr, ZKE_VOLUME_UNKNOWN);
+    return *entry->first("qrtHostResourceName");
 }
 
-void put(const std::string &text, char *buffer) {
+// A use of a connection. What the caller is not told of he cannot close.
+struct Use {
+    Connection &connection;
+    bool told = false;
+    ~Use() {
+        if (!told) {
+            connection_close(&connection);
+        }
+    }
+};
+
+void put_wanted(std::string_view text, size_t limit, char *buffer) {
     if (buffer != nullptr) {
-        memcpy(buffer, text.c_str(), text.size() + 1);
+        put_text(text, limit + 1, buffer);
     }
 }
 
 } // namespace
 
 uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char *volume, char *rest) {
-    return guarded([&]() -> uint32_t {
-        if (path == nullptr) {
-            return ZKE_BAD_PARAMETER;
-        }
+    return guarded([&] {
+        error_unless(path != nullptr, ZKE_BAD_PARAMETER);
         NetworkPath parts;
-        if (strlen(path) > path_limit || !split(path, &parts) || parts.volume.size() > volume_limit) {
-            return ZKE_MALFORMED_NAME;
-        }
+        error_unless(strlen(path) <= path_limit && split(path, &parts) && parts.volume.size() <= volume_limit,
+                     ZKE_MALFORMED_NAME);
         parts.rest = skip_slashes(parts.rest);
-        if (parts.rest.size() > rest_limit) {
-            return ZKE_BUFFER_TOO_SMALL;
+        error_unless(parts.rest.size() <= rest_limit, ZKE_BUFFER_TOO_SMALL);
+        Use use{parts.server.empty() ? open_default_server() : connection_open_server(parts.server)};
+        const std::string spelled = find_volume(use.connection, parts.volume);
+        put_wanted(use.connection.serverName, ZK_SERVER_NAME_SIZE - 1, server);
+        put_wanted(spelled, volume_limit, volume);
+        put_wanted(parts.rest, rest_limit, rest);
+        if (connection != nullptr) {
+            *connection = use.connection.handle;
+            use.told = true;
         }
-        Connection *open = nullptr;
-        uint32_t code = parts.server.empty() ? open_default_server(&open) : connection_open_server(parts.server, &open);
-        if (code != ZK_OK) {
-            return code;
-        }
-        std::string spelled;
-        code = find_volume(*open, parts.volume, &spelled);
-        // What the caller is not told of he cannot close.
-        if (code != ZK_OK || connection == nullptr) {
-            std::string name = open->serverName;
-            ZKCCCloseConn(open->handle);
-            if (code == ZK_OK) {
-                put(name, server);
-            }
-        } else {
-            *connection = open->handle;
-            put(open->serverName, server);
-        }
-        if (code == ZK_OK) {
-            put(spelled, volume);
-            put(std::string(parts.rest), rest);
-        }
-        return code;
     });
 }

@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 #include "platform/client/core/plain_values.h"
+#include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 #include "platform/client/interface/buffers.h"
 #include "platform/client/interface/contexts.h"
@@ -35,8 +36,7 @@ std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request, bool a
 
 // The groups that name the user as a member, besides those that the user's own entry lists.
 void add_groups(DirectoryStore *store, const Entry &entry, const NameForm &form, std::vector<Value> *values) {
-    std::vector<Name> groups;
-    store->groups_of(entry, &groups);
+    const std::vector<Name> groups = store->groups_of(entry);
     std::unordered_set<std::string> listed; // a user may be in thousands
     for (const Value &value : *values) {
         listed.insert(name_fold(name_to_dotted(value.name, true)));
@@ -79,47 +79,28 @@ ReplyAttribute collect(const Tree &tree, const Entry &entry, const SchemaAttribu
     return reply;
 }
 
-uint32_t check_buffers(const ZKDSBuffer *request, uint32_t allAttributes, const int32_t *iteration,
-                       const ZKDSBuffer *reply, uint32_t infoType) {
-    if (iteration == nullptr || reply == nullptr || (request == nullptr && allAttributes == 0) || request == reply ||
-        (infoType != ZK_INFO_NAMES && infoType != ZK_INFO_NAMES_AND_VALUES)) {
-        return ZKE_BAD_PARAMETER;
-    }
-    bool open = buffer_is_open(reply) && (request == nullptr || buffer_is_open(request));
-    return open ? ZK_OK : ZKE_BAD_HANDLE;
-}
-
-uint32_t read_object(Context *context, Tree *tree, const char *object, EntryPtr *entry) {
-    uint32_t code = context_find_entry(*context, *tree, object, entry);
-    if (code == ZK_OK) {
-        context_note_read(context, tree);
-    }
-    return code;
+void check_buffers(const ZKDSBuffer *request, uint32_t allAttributes, const int32_t *iteration, const ZKDSBuffer *reply,
+                   uint32_t infoType) {
+    error_unless(iteration != nullptr && reply != nullptr && (request != nullptr || allAttributes != 0) &&
+                     request != reply && (infoType == ZK_INFO_NAMES || infoType == ZK_INFO_NAMES_AND_VALUES),
+                 ZKE_BAD_PARAMETER);
+    error_unless(buffer_is_open(reply) && (request == nullptr || buffer_is_open(request)), ZKE_BAD_HANDLE);
 }
 
 } // namespace
 
 uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint32_t allAttributes, ZKDSBuffer *request,
                   int32_t *iteration, ZKDSBuffer *reply) {
-    return guarded([&]() -> uint32_t {
-        uint32_t code = check_buffers(request, allAttributes, iteration, reply, infoType);
-        if (code != ZK_OK || object == nullptr) {
-            return code != ZK_OK ? code : ZKE_BAD_PARAMETER;
-        }
-        Context *found = nullptr;
-        Tree *tree = nullptr;
-        EntryPtr entry;
-        code = context_tree(context, &found, &tree);
-        if (code == ZK_OK) {
-            code = read_object(found, tree, object, &entry);
-        }
-        if (code != ZK_OK) {
-            return code;
-        }
-        NameForm form = context_form(*found);
+    return guarded([&] {
+        check_buffers(request, allAttributes, iteration, reply, infoType);
+        error_unless(object != nullptr, ZKE_BAD_PARAMETER);
+        Context &found = context_of(context);
+        const EntryPtr entry = context_read(&found, object);
+        const Tree &tree = context_tree(found);
+        const NameForm form = context_form(found);
         std::vector<ReplyAttribute> attributes;
         for (const SchemaAttribute *row : requested(request, allAttributes != 0)) {
-            ReplyAttribute attribute = collect(*tree, *entry, row, form);
+            ReplyAttribute attribute = collect(tree, *entry, row, form);
             if (!attribute.values.empty()) {
                 if (infoType == ZK_INFO_NAMES) {
                     attribute.values.clear();
@@ -127,59 +108,40 @@ uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint3
                 attributes.push_back(std::move(attribute));
             }
         }
-        if (attributes.empty() && allAttributes == 0) {
-            return ZKE_NO_SUCH_ATTRIBUTE;
-        }
-        return buffer_fill(reply, attributes, iteration);
+        error_unless(!attributes.empty() || allAttributes != 0, ZKE_NO_SUCH_ATTRIBUTE);
+        buffer_fill(reply, attributes, iteration);
     });
 }
 
 uint32_t ZKDSReadAttrDef(uint32_t context, uint32_t infoType, uint32_t allAttributes, ZKDSBuffer *request,
                          int32_t *iteration, ZKDSBuffer *reply) {
-    return guarded([&]() -> uint32_t {
-        Context *found = nullptr;
-        uint32_t code = context_find(context, &found);
-        if (code == ZK_OK) {
-            code = check_buffers(request, allAttributes, iteration, reply, infoType);
-        }
-        if (code != ZK_OK) {
-            return code;
-        }
+    return guarded([&] {
+        context_of(context);
+        check_buffers(request, allAttributes, iteration, reply, infoType);
         std::vector<ReplyAttribute> attributes;
         for (const SchemaAttribute *row : requested(request, allAttributes != 0)) {
             attributes.push_back({row, {}});
         }
-        if (attributes.empty()) {
-            return ZKE_NO_SUCH_ATTRIBUTE;
-        }
-        return buffer_fill(reply, attributes, iteration);
+        error_unless(!attributes.empty(), ZKE_NO_SUCH_ATTRIBUTE);
+        buffer_fill(reply, attributes, iteration);
     });
 }
 
 uint32_t ZKDSReadObjectInfo(uint32_t context, const char *object, char *distinguishedName, ZKDSObjectInfo *info) {
-    return guarded([&]() -> uint32_t {
-        if (object == nullptr || distinguishedName == nullptr) {
-            return ZKE_BAD_PARAMETER;
+    return guarded([&] {
+        error_unless(object != nullptr && distinguishedName != nullptr, ZKE_BAD_PARAMETER);
+        Context &found = context_of(context);
+        const EntryPtr entry = context_read(&found, object);
+        put_name(name_in_form(entry->name, context_form(found)), distinguishedName);
+        if (info == nullptr) {
+            return;
         }
-        Context *found = nullptr;
-        Tree *tree = nullptr;
-        EntryPtr entry;
-        uint32_t code = context_tree(context, &found, &tree);
-        if (code == ZK_OK) {
-            code = read_object(found, tree, object, &entry);
-        }
-        if (code == ZK_OK) {
-            code = context_put_name(name_in_form(entry->name, context_form(*found)), distinguishedName);
-        }
-        if (code == ZK_OK && info != nullptr) {
-            ZKDSObjectInfo told = {};
-            told.flags = (entry->is_class("Alias") ? object_is_alias : 0) |
-                         (entry->entryClass->container ? object_is_container : 0);
-            told.subordinateCount = entry->subordinates;
-            told.modificationTime = entry->modificationTime;
-            strncpy(told.baseClass, entry->entryClass->base, sizeof told.baseClass - 1);
-            *info = told;
-        }
-        return code;
+        ZKDSObjectInfo told = {};
+        told.flags =
+            (entry->is_class("Alias") ? object_is_alias : 0) | (entry->entryClass->container ? object_is_container : 0);
+        told.subordinateCount = entry->subordinates;
+        told.modificationTime = entry->modificationTime;
+        strncpy(told.baseClass, entry->entryClass->base, sizeof told.baseClass - 1);
+        *info = told;
     });
 }

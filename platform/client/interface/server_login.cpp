@@ -1,4 +1,6 @@
 // Logins to a single file server, with a name and a password instead of the directory's identity.
+#include <algorithm>
+
 #include "platform/client/core/login_check.h"
 #include "platform/client/core/password.h"
 #include "platform/client/interface/boundary.h"
@@ -15,8 +17,22 @@ bool server_user_matches(std::string_view row, std::string_view user, const char
            password_matches(row.substr(blank + 1), password);
 }
 
-// A file server in a tree: its own users, then the directory's, by a name from the root or from the server's container.
-uint32_t login_in_tree(Connection *connection, const char *user, const char *password) {
+// The directory's user, by a name from the server's container or from the root.
+EntryPtr find_user(const Connection &connection, const char *user) {
+    const Name &server = connection.server->name;
+    const Name container(server.begin() + (server.empty() ? 0 : 1), server.end());
+    for (const Name &from : {container, Name()}) {
+        Name name;
+        error_unless(name_parse_dotted(user, from, &name), ZKE_MALFORMED_NAME);
+        if (EntryPtr entry = connection.tree->store->find(name, Aliases::Follow)) {
+            return entry;
+        }
+    }
+    throw CodedError(ZKE_NO_SUCH_ENTRY);
+}
+
+// A file server in a tree: its own users, then the directory's.
+void login_in_tree(Connection *connection, const char *user, const char *password) {
     const SchemaAttribute *own = schema_find_ldap("qrtServerUser");
     uint32_t ordinal = 0;
     for (const EntryValue &value : connection->server->values) {
@@ -26,68 +42,39 @@ uint32_t login_in_tree(Connection *connection, const char *user, const char *pas
         ordinal++;
         if (server_user_matches(value.text, user, password)) {
             connection_authenticate_as(connection, std::string("\\") + user, ordinal);
-            return ZK_OK;
+            return;
         }
     }
-    const Name &server = connection->server->name;
-    Name container(server.begin() + (server.empty() ? 0 : 1), server.end());
-    Name name;
-    EntryPtr entry;
-    uint32_t code = ZKE_NO_SUCH_ENTRY;
-    for (const Name &from : {container, Name()}) {
-        if (code == ZKE_NO_SUCH_ENTRY) {
-            code = name_parse_dotted(user, from, &name) ? connection->tree->store->find(name, Aliases::Follow, &entry)
-                                                        : ZKE_MALFORMED_NAME;
-        }
-    }
-    if (code == ZK_OK) {
-        code = login_check(connection->tree->store.get(), *entry, password);
-    }
-    if (code == ZK_OK) {
-        connection_authenticate(connection, *entry);
-    }
-    return code;
+    const EntryPtr entry = find_user(*connection, user);
+    const Verdict verdict = login_check(connection->tree->store.get(), *entry, password);
+    error_unless(verdict != Verdict::WrongPassword, ZKE_WRONG_PASSWORD);
+    error_unless(verdict != Verdict::Locked, ZKE_ACCOUNT_LOCKED);
+    connection_authenticate(connection, *entry);
 }
 
-uint32_t login_outside(Connection *connection, const char *user, const char *password) {
+void login_outside(Connection *connection, const char *user, const char *password) {
     const std::vector<ConfigUser> &users = connection->outside->users;
-    for (size_t i = 0; i < users.size(); i++) {
-        if (equal_nocase(users[i].name, user)) {
-            if (!password_matches(users[i].password, password)) {
-                return ZKE_WRONG_PASSWORD;
-            }
-            connection_authenticate_as(connection, users[i].name, static_cast<uint32_t>(i + 1));
-            return ZK_OK;
-        }
-    }
-    return ZKE_NO_SUCH_ENTRY;
+    auto found = std::find_if(users.begin(), users.end(),
+                              [user](const ConfigUser &one) { return equal_nocase(one.name, user); });
+    error_unless(found != users.end(), ZKE_NO_SUCH_ENTRY);
+    error_unless(password_matches(found->password, password), ZKE_WRONG_PASSWORD);
+    connection_authenticate_as(connection, found->name, static_cast<uint32_t>(found - users.begin() + 1));
 }
 
 } // namespace
 
 uint32_t ZKLoginToFileServer(uint32_t connection, const char *user, uint32_t objectType, const char *password) {
-    return guarded([&]() -> uint32_t {
-        if (user == nullptr || password == nullptr || objectType != user_object_type) {
-            return ZKE_BAD_PARAMETER;
-        }
-        Connection *open = connection_find(connection);
-        if (open == nullptr) {
-            return ZKE_CONN_INVALID;
-        }
-        Connection attempt = *open;
-        uint32_t code = ZKE_NO_SUCH_ENTRY;
+    return guarded([&] {
+        error_unless(user != nullptr && password != nullptr && objectType == user_object_type, ZKE_BAD_PARAMETER);
+        Connection &open = connection_of(connection);
+        Connection attempt = open;
+        error_unless(attempt.outside != nullptr || attempt.server != nullptr, ZKE_NO_SUCH_ENTRY);
         if (attempt.outside != nullptr) {
-            code = login_outside(&attempt, user, password);
-        } else if (attempt.server != nullptr) {
-            code = login_in_tree(&attempt, user, password);
+            login_outside(&attempt, user, password);
+        } else {
+            login_in_tree(&attempt, user, password);
         }
-        if (code != ZK_OK) {
-            return code;
-        }
-        if (open->authenticated && open->identity != attempt.identity) {
-            return ZKE_DIFF_OBJECT_ALREADY_AUTHEN;
-        }
-        *open = attempt;
-        return ZK_OK;
+        error_unless(!open.authenticated || open.identity == attempt.identity, ZKE_DIFF_OBJECT_ALREADY_AUTHEN);
+        open = attempt;
     });
 }

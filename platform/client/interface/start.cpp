@@ -1,16 +1,12 @@
 #include "platform/client/interface/start.h"
 
-#include <cstring>
-
+#include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 #include "platform/client/ldap/waiting.h"
 #include "platform/client/session/trees.h"
 
 static uint32_t make_ready() {
-    return guarded([]() -> uint32_t {
-        trees_configure();
-        return ZK_OK;
-    });
+    return guarded(trees_configure);
 }
 
 uint32_t ZKCallsInit(void *, void *) {
@@ -35,29 +31,18 @@ uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, ui
 }
 
 uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree) {
-    return guarded([&]() -> uint32_t {
-        if (tree == nullptr || length == 0) {
-            return ZKE_BAD_PARAMETER;
-        }
+    return guarded([&] {
+        error_unless(tree != nullptr && length != 0, ZKE_BAD_PARAMETER);
         Tree *found = tree_find(std::string_view(tree, length));
-        if (found == nullptr) {
-            return ZKE_TREE_NOT_FOUND;
-        }
+        error_unless(found != nullptr, ZKE_TREE_NOT_FOUND);
         tree_prefer(found);
-        return ZK_OK;
     });
 }
 
 uint32_t ZKGetLastErrorText(uint32_t size, char *text) {
-    return guarded([&]() -> uint32_t {
-        if (text == nullptr || size == 0) {
-            return ZKE_BAD_PARAMETER;
-        }
-        const std::string &sentence = error_kept();
-        size_t length = sentence.size() < size ? sentence.size() : size - 1;
-        memcpy(text, sentence.data(), length);
-        text[length] = '\0';
-        return ZK_OK;
+    return guarded([&] {
+        error_unless(text != nullptr && size != 0, ZKE_BAD_PARAMETER);
+        put_text(std::string_view(error_kept()).substr(0, size - 1), size, text);
     });
 }
 

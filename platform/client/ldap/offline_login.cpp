@@ -6,7 +6,6 @@
 #include "platform/client/core/errors.h"
 #include "platform/client/core/password.h"
 #include "platform/client/ldap/copy.h"
-#include "platform/zk.h"
 
 namespace {
 
@@ -89,12 +88,12 @@ void OfflineLogin::refused(const Name &who) const {
 void OfflineLogin::refusedPassword(const Name &who, const char *password) const {
     time_t when = 0;
     std::unique_ptr<DirectoryStore> kept = read(who, &when);
-    EntryPtr entry;
-    if (kept == nullptr || kept->find(who, Aliases::Keep, &entry) != ZK_OK) {
+    const EntryPtr entry = kept == nullptr ? nullptr : kept->find(who, Aliases::Keep);
+    if (entry == nullptr) {
         return;
     }
     try {
-        if (kept->check_password(*entry, password) == ZK_OK) {
+        if (kept->check_password(*entry, password) == Verdict::Accepted) {
             refused(who);
         }
     } catch (const DataError &) {
@@ -102,14 +101,14 @@ void OfflineLogin::refusedPassword(const Name &who, const char *password) const 
     }
 }
 
-uint32_t OfflineLogin::login(const Entry &who, const char *password) const {
-    uint32_t code = copy->check_password(who, password);
-    if (code == ZK_OK) {
+Verdict OfflineLogin::login(const Entry &who, const char *password) const {
+    const Verdict verdict = copy->check_password(who, password);
+    if (verdict == Verdict::Accepted) {
         time_t age = time(nullptr) - written;
         fprintf(stderr, catalogue_text("No server of tree %1$s answers: using the copy made %2$s ago.\n"),
                 config.name.c_str(), age_text(age < 0 ? 0 : static_cast<unsigned long>(age)).c_str());
     }
-    return code;
+    return verdict;
 }
 
 void OfflineLogin::end() {

@@ -34,8 +34,8 @@ class OfflineLogin {
     bool active() const { return copy != nullptr; }
     DirectoryStore *store() const { return copy.get(); }
 
-    // ZK_OK, after a line on standard error that says how old the copy is, or ZKE_WRONG_PASSWORD.
-    uint32_t login(const Entry &user, const char *password) const;
+    // Accepted, after a line on standard error that says how old the copy is, or WrongPassword.
+    Verdict login(const Entry &user, const char *password) const;
 
     // The user has logged out.
     void end();

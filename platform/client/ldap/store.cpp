@@ -33,13 +33,13 @@ class LdapStore : public DirectoryStore {
         : tree(config), root(base), servers(config.ldap), siteCopy(config, base, "site") {}
 
     const Name &base() const override { return root; }
-    uint32_t find(const Name &name, Aliases aliases, EntryPtr *entry) override;
-    uint32_t find_user(const Name &name, EntryPtr *user) override;
-    uint32_t groups_of(const Entry &entry, std::vector<Name> *groups) override;
-    uint32_t find_server(std::string_view name, EntryPtr *server) override;
-    uint32_t find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) override;
-    uint32_t check_password(const Entry &entry, const char *password) override;
-    uint32_t login(EntryPtr *user, const char *password) override;
+    EntryPtr find(const Name &name, Aliases aliases) override;
+    EntryPtr find_user(const Name &name) override;
+    std::vector<Name> groups_of(const Entry &entry) override;
+    EntryPtr find_server(std::string_view name) override;
+    EntryPtr find_volume(const Entry &server, std::string_view volume) override;
+    Verdict check_password(const Entry &entry, const char *password) override;
+    Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
 
   private:
@@ -50,10 +50,11 @@ class LdapStore : public DirectoryStore {
     void readSession(const Entry &user);
     void readSite();
     bool mayUseCopy(const LdapTrouble &trouble) const;
-    void noteRefusal(uint32_t code, const Name &user, const char *password) const;
-    void refuseIfSiteIsMissing() const;
+    void noteRefusal(Verdict verdict, const Name &user, const char *password) const;
+    template <typename Wanted>
+    EntryPtr findInSite(Wanted wanted);
     void keepSite(const LdapAnswer &answer);
-    uint32_t loginResult(const LdapAnswer &answer, const Entry &user) const;
+    Verdict verdictOf(const LdapAnswer &answer, const Entry &user) const;
     void forget();
     void saveOffline();
 
@@ -100,48 +101,45 @@ EntryPtr LdapStore::fromSiteCopy(const Name &name, Aliases aliases) {
     if (servers.haveDistrusted()) {
         siteFromCopy.reset();
     }
-    EntryPtr entry;
-    bool found = siteFromCopy != nullptr && siteFromCopy->find(name, aliases, &entry) == ZK_OK;
-    return found && is_site_object(*entry) ? entry : nullptr;
+    EntryPtr entry = siteFromCopy == nullptr ? nullptr : siteFromCopy->find(name, aliases);
+    return entry != nullptr && is_site_object(*entry) ? entry : nullptr;
 }
 
-uint32_t LdapStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
+EntryPtr LdapStore::find(const Name &name, Aliases aliases) {
     if (offline.active()) {
-        return offline.store()->find(name, aliases, entry);
+        return offline.store()->find(name, aliases);
     }
     EntryPtr copied = siteRead ? nullptr : fromSiteCopy(name, aliases);
     if (copied != nullptr) {
-        *entry = copied;
-        return ZK_OK;
+        return copied;
     }
     auto at = [this](const Name &wanted) { return wanted.empty() && root.empty() ? nullptr : lookup(wanted); };
     // Whatever was asked for a name has brought what there is above it.
     auto above = [this](const Name &wanted) { return objects.kept(wanted); };
-    return entry_find(name, aliases, root, at, above, entry);
+    return entry_find(name, aliases, root, at, above);
 }
 
 // A directory that shows nothing to nobody does not say who there is: the name is taken as it is usual.
-uint32_t LdapStore::find_user(const Name &name, EntryPtr *user) {
+EntryPtr LdapStore::find_user(const Name &name) {
     try {
-        uint32_t code = find(name, Aliases::Follow, user);
+        EntryPtr user = find(name, Aliases::Follow);
         Name likely;
-        if (code != ZKE_NO_SUCH_ENTRY || !objects.unseen(name, &likely)) {
-            if (code == ZKE_NO_SUCH_ENTRY) {
-                objects.refuseWrongBase();
-                offline.refused(name);
-            }
-            return code;
+        if (user == nullptr && objects.unseen(name, &likely)) {
+            auto made = std::make_shared<Entry>();
+            made->name = likely;
+            made->entryClass = schema_class_of({"person"});
+            user = made;
         }
-        auto made = std::make_shared<Entry>();
-        made->name = likely;
-        made->entryClass = schema_class_of({"person"});
-        *user = made;
-        return ZK_OK;
+        if (user == nullptr) {
+            objects.refuseWrongBase();
+            offline.refused(name);
+        }
+        return user;
     } catch (const LdapTrouble &trouble) {
         if (!mayUseCopy(trouble) || !offline.begin(name)) {
             throw;
         }
-        return offline.store()->find(name, Aliases::Follow, user);
+        return offline.store()->find(name, Aliases::Follow);
     }
 }
 
@@ -150,9 +148,9 @@ std::string LdapStore::groupFilter(const std::string &dn) const {
         {filter_equal(objects.siteName("member"), dn), filter_equal(objects.siteName("uniqueMember"), dn)});
 }
 
-uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
+std::vector<Name> LdapStore::groups_of(const Entry &entry) {
     if (offline.active()) {
-        return offline.store()->groups_of(entry, found);
+        return offline.store()->groups_of(entry);
     }
     std::string dn = name_to_dn(entry.name, root);
     if (groups.count(dn) == 0) {
@@ -178,9 +176,7 @@ uint32_t LdapStore::groups_of(const Entry &entry, std::vector<Name> *found) {
             }
         }
     }
-    const std::vector<Name> &known = groups[dn];
-    found->insert(found->end(), known.begin(), known.end());
-    return ZK_OK;
+    return groups[dn];
 }
 
 void LdapStore::keepSite(const LdapAnswer &answer) {
@@ -241,68 +237,54 @@ void LdapStore::readSite() {
     keepSite(answer);
 }
 
-// What is not among the objects that were read may be among those that could not be.
-void LdapStore::refuseIfSiteIsMissing() const {
-    if (!siteMissing.empty()) {
-        throw CodedError(siteMissingCode, siteMissing);
-    }
-}
-
-uint32_t LdapStore::find_server(std::string_view name, EntryPtr *server) {
-    if (offline.active()) {
-        return offline.store()->find_server(name, server);
-    }
-    fromSiteCopy({}, Aliases::Keep);
-    if (!siteRead && siteFromCopy != nullptr && siteFromCopy->find_server(name, server) == ZK_OK) {
-        return ZK_OK;
-    }
+template <typename Wanted>
+EntryPtr LdapStore::findInSite(Wanted wanted) {
     readSite();
     for (const EntryPtr &entry : site) {
-        if (entry->is_class("Server") && (name.empty() || equal_nocase(entry_common_name(*entry), name))) {
-            *server = entry;
-            return ZK_OK;
+        if (wanted(*entry)) {
+            return entry;
         }
     }
-    refuseIfSiteIsMissing();
-    return ZKE_SERVER_NOT_FOUND;
+    if (!siteMissing.empty()) { // it may be among those that could not be read
+        throw CodedError(siteMissingCode, siteMissing);
+    }
+    return nullptr;
 }
 
-uint32_t LdapStore::find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) {
+EntryPtr LdapStore::find_server(std::string_view name) {
     if (offline.active()) {
-        return offline.store()->find_volume(server, volume, entry);
+        return offline.store()->find_server(name);
     }
     fromSiteCopy({}, Aliases::Keep);
-    if (!siteRead && siteFromCopy != nullptr && siteFromCopy->find_volume(server, volume, entry) == ZK_OK) {
-        return ZK_OK;
+    EntryPtr copied = siteRead || siteFromCopy == nullptr ? nullptr : siteFromCopy->find_server(name);
+    return copied != nullptr ? copied : findInSite([name](const Entry &entry) { return entry_is_server(entry, name); });
+}
+
+EntryPtr LdapStore::find_volume(const Entry &server, std::string_view volume) {
+    if (offline.active()) {
+        return offline.store()->find_volume(server, volume);
     }
-    readSite();
-    for (const EntryPtr &one : site) {
-        const std::string *name = one->first("qrtHostResourceName");
-        const std::string *host = one->first("qrtHostServer");
-        if (one->is_class("Volume") && name != nullptr && host != nullptr && equal_nocase(*name, volume) &&
-            name_equal(value_parse(schema_dn, *host, root).name, server.name)) {
-            *entry = one;
-            return ZK_OK;
-        }
-    }
-    refuseIfSiteIsMissing();
-    return ZKE_VOLUME_UNKNOWN;
+    fromSiteCopy({}, Aliases::Keep);
+    EntryPtr copied = siteRead || siteFromCopy == nullptr ? nullptr : siteFromCopy->find_volume(server, volume);
+    return copied != nullptr
+               ? copied
+               : findInSite([&](const Entry &entry) { return entry_is_volume(entry, server, volume, root); });
 }
 
 // What the server says of a login. Which of name and password was wrong is not told apart by servers either.
-uint32_t LdapStore::loginResult(const LdapAnswer &answer, const Entry &user) const {
+Verdict LdapStore::verdictOf(const LdapAnswer &answer, const Entry &user) const {
     switch (answer.result) {
         case LDAP_SUCCESS:
-            return ZK_OK;
+            return Verdict::Accepted;
         case LDAP_INVALID_CREDENTIALS:
         case LDAP_INAPPROPRIATE_AUTH:
         case LDAP_NO_SUCH_OBJECT:
         case LDAP_INVALID_DN_SYNTAX:
-            return ZKE_WRONG_PASSWORD;
+            return Verdict::WrongPassword;
         case LDAP_UNWILLING_TO_PERFORM:
         case LDAP_CONSTRAINT_VIOLATION:
         case LDAP_INSUFFICIENT_ACCESS:
-            return ZKE_ACCOUNT_LOCKED;
+            return Verdict::Locked;
         case LDAP_CONFIDENTIALITY_REQUIRED:
         case LDAP_STRONG_AUTH_REQUIRED:
             throw CodedError(
@@ -321,18 +303,18 @@ uint32_t LdapStore::loginResult(const LdapAnswer &answer, const Entry &user) con
     }
 }
 
-uint32_t LdapStore::check_password(const Entry &entry, const char *password) {
+Verdict LdapStore::check_password(const Entry &entry, const char *password) {
     if (offline.active()) {
         return offline.store()->check_password(entry, password);
     }
     // A server takes an empty password for a login as nobody, and says yes.
     if (*password == '\0') {
-        return ZKE_WRONG_PASSWORD;
+        return Verdict::WrongPassword;
     }
-    uint32_t code =
-        loginResult(servers.tryPassword({name_to_dn(entry.name, root), password}, objects.origin(entry.name)), entry);
-    noteRefusal(code, entry.name, password);
-    return code;
+    const Verdict verdict =
+        verdictOf(servers.tryPassword({name_to_dn(entry.name, root), password}, objects.origin(entry.name)), entry);
+    noteRefusal(verdict, entry.name, password);
+    return verdict;
 }
 
 // A server that nobody can hear is one thing, a server that is not the site's own another.
@@ -341,17 +323,17 @@ bool LdapStore::mayUseCopy(const LdapTrouble &trouble) const {
 }
 
 // A password that was changed, an account that was locked: pulling the plug must not bring them back.
-void LdapStore::noteRefusal(uint32_t code, const Name &user, const char *password) const {
-    if (code == ZKE_ACCOUNT_LOCKED) {
+void LdapStore::noteRefusal(Verdict verdict, const Name &user, const char *password) const {
+    if (verdict == Verdict::Locked) {
         offline.refused(user);
-    } else if (code == ZKE_WRONG_PASSWORD) {
+    } else if (verdict == Verdict::WrongPassword) {
         offline.refusedPassword(user, password);
     }
 }
 
-uint32_t LdapStore::login(EntryPtr *user, const char *password) {
+Verdict LdapStore::login(EntryPtr *user, const char *password) {
     if (*password == '\0' && tree.ldap.needsPassword()) {
-        return ZKE_WRONG_PASSWORD;
+        return Verdict::WrongPassword;
     }
     if (offline.active()) {
         return offline.login(**user, password);
@@ -366,13 +348,13 @@ uint32_t LdapStore::login(EntryPtr *user, const char *password) {
         }
         return offline.login(*asked, password);
     }
-    uint32_t code = loginResult(answer, *asked);
-    if (code == ZKE_WRONG_PASSWORD) {
+    const Verdict verdict = verdictOf(answer, *asked);
+    if (verdict == Verdict::WrongPassword) {
         objects.refuseWrongBase(); // no user can be below it
     }
-    noteRefusal(code, asked->name, password);
-    if (code != ZK_OK) {
-        return code;
+    noteRefusal(verdict, asked->name, password);
+    if (verdict != Verdict::Accepted) {
+        return verdict;
     }
     try {
         *user = readUser(*asked);
@@ -390,15 +372,15 @@ uint32_t LdapStore::login(EntryPtr *user, const char *password) {
         offline.keep(identity, password);
         saveOffline();
     }
-    return ZK_OK;
+    return Verdict::Accepted;
 }
 
 // The server has taken the password: whatever goes wrong now is not the password's fault.
 EntryPtr LdapStore::readUser(const Entry &asked) {
     forget();
     readSession(asked);
-    EntryPtr user;
-    if (find(asked.name, Aliases::Keep, &user) != ZK_OK) {
+    EntryPtr user = find(asked.name, Aliases::Keep);
+    if (user == nullptr) {
         throw CodedError(ZKE_NO_ACCESS, catalogue_format("%1$s: the server has accepted the login of %2$s but does not "
                                                          "show the user's own entry",
                                                          tree.name.c_str(), name_to_dotted(asked.name, true).c_str()));
@@ -410,8 +392,7 @@ void LdapStore::saveOffline() {
     if (identity == nullptr) {
         return;
     }
-    std::vector<Name> inGroups;
-    groups_of(*identity, &inGroups);
+    const std::vector<Name> inGroups = groups_of(*identity);
     std::vector<EntryPtr> all = site;
     for (const EntryPtr &entry : objects.allKept()) {
         all.push_back(entry);

@@ -31,11 +31,11 @@ class LdifStore : public DirectoryStore {
     size_t size() const { return nodes.size(); }
 
     const Name &base() const override { return root; }
-    uint32_t find(const Name &name, Aliases aliases, EntryPtr *entry) override;
-    uint32_t groups_of(const Entry &entry, std::vector<Name> *groups) override;
-    uint32_t find_server(std::string_view name, EntryPtr *server) override;
-    uint32_t find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) override;
-    uint32_t check_password(const Entry &entry, const char *password) override;
+    EntryPtr find(const Name &name, Aliases aliases) override;
+    std::vector<Name> groups_of(const Entry &entry) override;
+    EntryPtr find_server(std::string_view name) override;
+    EntryPtr find_volume(const Entry &server, std::string_view volume) override;
+    Verdict check_password(const Entry &entry, const char *password) override;
 
   private:
     const Node *lookup(const Name &name) const;
@@ -80,67 +80,64 @@ const Node *LdifStore::lookup(const Name &name) const {
     return number == no_node ? nullptr : &nodes[number];
 }
 
-uint32_t LdifStore::find(const Name &name, Aliases aliases, EntryPtr *entry) {
+EntryPtr LdifStore::find(const Name &name, Aliases aliases) {
     auto at = [this](const Name &wanted) -> EntryPtr {
         const Node *node = lookup(wanted);
         return node == nullptr || !isShown(*node->entry) ? nullptr : node->entry;
     };
-    return entry_find(name, aliases, root, at, at, entry);
+    return entry_find(name, aliases, root, at, at);
 }
 
-uint32_t LdifStore::groups_of(const Entry &entry, std::vector<Name> *found) {
+std::vector<Name> LdifStore::groups_of(const Entry &entry) {
+    std::vector<Name> found;
     auto member = groups.find(name_key(entry.name));
     if (member == groups.end()) {
-        return ZK_OK;
+        return found;
     }
     for (uint32_t number : member->second) {
         // The key leaves types out: ask the group itself.
         for (const EntryValue &value : nodes[number].entry->values) {
             if (is_member(value) && name_equal(value_parse(schema_dn, value.text, root).name, entry.name)) {
-                found->push_back(nodes[number].entry->name);
+                found.push_back(nodes[number].entry->name);
                 break;
             }
         }
     }
-    return ZK_OK;
+    return found;
 }
 
-uint32_t LdifStore::find_server(std::string_view name, EntryPtr *server) {
+EntryPtr LdifStore::find_server(std::string_view name) {
     for (uint32_t number : servers) {
-        const Entry &entry = *nodes[number].entry;
-        if (isShown(entry) && (name.empty() || equal_nocase(entry_common_name(entry), name))) {
-            *server = nodes[number].entry;
-            return ZK_OK;
+        const auto &entry = nodes[number].entry;
+        if (isShown(*entry) && entry_is_server(*entry, name)) {
+            return entry;
         }
     }
-    return ZKE_SERVER_NOT_FOUND;
+    return nullptr;
 }
 
-uint32_t LdifStore::find_volume(const Entry &server, std::string_view volume, EntryPtr *entry) {
+EntryPtr LdifStore::find_volume(const Entry &server, std::string_view volume) {
     for (uint32_t number : volumes) {
-        const std::string *name = nodes[number].entry->first("qrtHostResourceName");
-        const std::string *host = nodes[number].entry->first("qrtHostServer");
-        if (name != nullptr && host != nullptr && equal_nocase(*name, volume) &&
-            name_equal(value_parse(schema_dn, *host, root).name, server.name)) {
-            *entry = nodes[number].entry;
-            return ZK_OK;
+        const auto &entry = nodes[number].entry;
+        if (entry_is_volume(*entry, server, volume, root)) {
+            return entry;
         }
     }
-    return ZKE_VOLUME_UNKNOWN;
+    return nullptr;
 }
 
 // An empty password is wrong whatever the entry has: servers take it for an anonymous login.
-uint32_t LdifStore::check_password(const Entry &entry, const char *password) {
+Verdict LdifStore::check_password(const Entry &entry, const char *password) {
     const SchemaAttribute *kept = schema_find_ldap("userPassword");
     for (const EntryValue &value : entry.values) {
         if (value.attribute == kept && *password != '\0' && password_matches(value.text, password)) {
-            return ZK_OK;
+            return Verdict::Accepted;
         }
     }
     if (auto unusable = noHash.find(&entry); unusable != noHash.end()) {
         throw DataError(unusable->second);
     }
-    return ZKE_WRONG_PASSWORD;
+    return Verdict::WrongPassword;
 }
 
 Name LdifStore::parse_dn(const LdifRecord &record) const {

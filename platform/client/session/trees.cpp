@@ -120,9 +120,9 @@ Name tree_meant_name(const Tree &tree, const Name &name) {
 }
 
 EntryPtr tree_default_server(const Tree &tree) {
-    EntryPtr server;
     const std::string &name = tree.config.defaultServer;
-    if (tree.store->find_server(name, &server) != ZK_OK && !name.empty()) {
+    EntryPtr server = tree.store->find_server(name);
+    if (server == nullptr && !name.empty()) {
         throw DataError(tree.config.shown + ": " + catalogue_format("the tree has no server %s", name.c_str()));
     }
     return server;

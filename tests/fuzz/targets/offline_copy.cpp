@@ -88,31 +88,36 @@ static void check_values(const Entry &entry) {
     FUZZ_CHECK(entry.entryClass && name_to_dotted(entry.name, true).size() <= 512);
 }
 
+// What the call returns, or nothing where the copy's data are refused.
+template <typename Call>
+static auto asked(const Call &call) -> decltype(call()) {
+    try {
+        return call();
+    } catch (const DataError &) {
+        return {};
+    }
+}
+
 // All that the copy of a login is asked for.
 static void ask(DirectoryStore *store) {
-    EntryPtr entry, server, volume;
-    std::vector<Name> groups;
     for (const Aliases aliases : {Aliases::Follow, Aliases::Keep}) {
-        if (result_code(store->find(user(), aliases, &entry)) != 0) continue;
+        const EntryPtr entry = asked([&] { return store->find(user(), aliases); });
+        if (entry == nullptr) continue;
         check_values(*entry);
-        result_code(store->groups_of(*entry, &groups));
-        for (const Name &group : groups) FUZZ_CHECK(group.size() <= name_depth_limit);
+        for (const Name &group : store->groups_of(*entry)) FUZZ_CHECK(group.size() <= name_depth_limit);
     }
     for (const char *name : {"", "SRV1"}) {
-        if (result_code(store->find_server(name, &server)) != 0) continue;
+        const EntryPtr server = store->find_server(name);
+        if (server == nullptr) continue;
         FUZZ_CHECK(!entry_common_name(*server).empty() && server->is_class("Server"));
-        if (result_code(store->find_volume(*server, "SYS", &volume)) == 0) check_values(*volume);
+        if (const EntryPtr volume = store->find_volume(*server, "SYS")) check_values(*volume);
     }
 }
 
 // A password that is no hash is reported instead of refused.
 template <typename Check>
 static bool lets_in(const Check &check) {
-    try {
-        return check() == 0;
-    } catch (const DataError &) {
-        return false;
-    }
+    return asked([&] { return std::optional<Verdict>(check()); }) == Verdict::Accepted;
 }
 
 static void read_copy(std::string_view text) {
@@ -124,11 +129,11 @@ static void read_copy(std::string_view text) {
     OfflineLogin offline(tree(), base());
     if (!offline.begin(user())) return;
     ask(offline.store());
-    EntryPtr entry;
-    if (offline.store()->find(user(), Aliases::Follow, &entry) == 0) {
+    EntryPtr entry = asked([&] { return offline.store()->find(user(), Aliases::Follow); });
+    if (entry != nullptr) {
         // Whom the copy lets in, a server that says no to the same password shuts out.
         const bool accepted = lets_in([&] { return offline.login(*entry, password); });
-        const bool own = offline.store()->find(user(), Aliases::Keep, &entry) == 0 &&
+        const bool own = (entry = offline.store()->find(user(), Aliases::Keep)) != nullptr &&
                          lets_in([&] { return offline.store()->check_password(*entry, password); });
         offline.refusedPassword(user(), password);
         FUZZ_CHECK(kept.has_value() == !own);
@@ -185,12 +190,12 @@ static void write_copy(std::string_view text) {
     std::vector<std::string> seen;
     for (const EntryPtr &entry : entries) {
         check_values(*entry);
-        EntryPtr found;
         const std::string key = name_fold(name_to_dotted(entry->name, true));
         if (std::find(seen.begin(), seen.end(), key) != seen.end()) continue; // only the first of a name is kept
         if (!has_anything(*entry)) continue;
         seen.push_back(key);
-        FUZZ_CHECK(store->find(entry->name, Aliases::Keep, &found) == 0);
+        const EntryPtr found = store->find(entry->name, Aliases::Keep);
+        FUZZ_CHECK(found);
         FUZZ_CHECK(name_equal(found->name, entry->name) && found->values.size() >= entry->values.size());
         FUZZ_CHECK(std::equal(entry->values.begin(), entry->values.end(), found->values.begin(), same_value));
         FUZZ_CHECK(found->modificationTime == entry->modificationTime);
