@@ -1,4 +1,4 @@
-#include "platform/client/interface/connections.h"
+#include "platform/client/session/connections.h"
 
 #include <cstring>
 

@@ -28,6 +28,7 @@ EXCEPTIONS = {
     "platform/client/core/bounded.cpp": ["client", "ldap"],
     "platform/client/core/config.cpp": ["client", "ldap"],
     "platform/client/interface/connections.cpp": ["client", "golden", "tools", "ldap"],
+    "platform/client/session/connections.cpp": ["client", "golden", "tools", "ldap"],
     "platform/client/core/entry_find.cpp": ["client", "golden", "ldap"],
     "platform/client/interface/identity.cpp": ["client", "golden", "tools", "memory", "ldap"],
     "platform/client/ldap/connection.cpp": ["ldap", "memory"],

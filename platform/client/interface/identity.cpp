@@ -5,8 +5,8 @@
 #include "platform/client/core/login_check.h"
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
-#include "platform/client/interface/connections.h"
-#include "platform/client/interface/contexts.h"
+#include "platform/client/session/connections.h"
+#include "platform/client/session/contexts.h"
 #include "platform/client/session/login_password.h"
 
 namespace {
@@ -83,7 +83,7 @@ void refuse_unless_accepted(Verdict verdict, const Entry &user) {
 uint32_t ask_tree(uint32_t context, int *answer, bool (*question)(const Tree *)) {
     return guarded([&] {
         error_unless(answer != nullptr, ZKE_BAD_PARAMETER);
-        *answer = question(&context_tree(context_of(context))) ? 1 : 0;
+        *answer = question(&context_tree(contexts().at(context))) ? 1 : 0;
     });
 }
 
@@ -102,7 +102,7 @@ uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
     }
     *name = '\0';
     return guarded([&] {
-        const Context &found = context_of(context);
+        const Context &found = contexts().at(context);
         put_name(name_in_form(tree_with_identity(found).identity->name, context_form(found)), name);
     });
 }
@@ -110,13 +110,13 @@ uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
 // A script's change of tree begins with this question, and a context is freed when it is over.
 uint32_t ZKDSCanDSAuthenticate(uint32_t context) {
     login_password_end_attempts();
-    return guarded([&] { tree_with_identity(context_of(context)); }) == ZK_OK ? 1 : 0;
+    return guarded([&] { tree_with_identity(contexts().at(context)); }) == ZK_OK ? 1 : 0;
 }
 
 uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, const char *password) {
     return guarded([&] {
         error_unless(object != nullptr && password != nullptr && option == login_option, ZKE_BAD_PARAMETER);
-        Context &found = context_of(context);
+        Context &found = contexts().at(context);
         Tree &tree = context_tree(found);
         Attempt attempt{&tree};
         // Whatever the context says of aliases: the identity is the object behind the alias.
@@ -147,7 +147,7 @@ uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared) {
 
 uint32_t ZKDSLogout(uint32_t context) {
     return guarded([&] {
-        Tree &tree = tree_with_identity(context_of(context));
+        Tree &tree = tree_with_identity(contexts().at(context));
         connection_forget_identity(&tree, *tree.identity);
         tree.identity = nullptr;
         tree.store->logout();
@@ -157,8 +157,8 @@ uint32_t ZKDSLogout(uint32_t context) {
 // The identity is that of the server's own tree, whichever tree the context is for.
 uint32_t ZKDSAuthenticateConnEx(uint32_t context, uint32_t connection) {
     return guarded([&] {
-        Context &found = context_of(context);
-        Connection &open = connection_of(connection);
+        Context &found = contexts().at(context);
+        Connection &open = connections().at(connection);
         const Entry *identity = open.tree == nullptr ? nullptr : open.tree->identity.get();
         error_unless(identity != nullptr, ZKE_NOT_LOGGED_IN);
         if (open.authenticated) {

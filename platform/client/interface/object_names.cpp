@@ -3,7 +3,7 @@
 
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
-#include "platform/client/interface/contexts.h"
+#include "platform/client/session/contexts.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ void add_types(const Tree &tree, Name *name) {
 uint32_t put_form(uint32_t handle, const char *name, bool complete, char *result) {
     return guarded([&] {
         error_unless(name != nullptr && result != nullptr, ZKE_BAD_PARAMETER);
-        const Context &context = context_of(handle);
+        const Context &context = contexts().at(handle);
         Name parsed = context_name(context, name);
         NameForm form = context_form(context);
         form.complete = complete;

@@ -11,7 +11,7 @@
 
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
-#include "platform/client/interface/connections.h"
+#include "platform/client/session/connections.h"
 
 namespace {
 

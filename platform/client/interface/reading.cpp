@@ -7,7 +7,7 @@
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 #include "platform/client/interface/buffers.h"
-#include "platform/client/interface/contexts.h"
+#include "platform/client/session/contexts.h"
 
 namespace {
 
@@ -94,7 +94,7 @@ uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint3
     return guarded([&] {
         check_buffers(request, allAttributes, iteration, reply, infoType);
         error_unless(object != nullptr, ZKE_BAD_PARAMETER);
-        Context &found = context_of(context);
+        Context &found = contexts().at(context);
         const EntryPtr entry = context_read(&found, object);
         const Tree &tree = context_tree(found);
         const NameForm form = context_form(found);
@@ -116,7 +116,7 @@ uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint3
 uint32_t ZKDSReadAttrDef(uint32_t context, uint32_t infoType, uint32_t allAttributes, ZKDSBuffer *request,
                          int32_t *iteration, ZKDSBuffer *reply) {
     return guarded([&] {
-        context_of(context);
+        contexts().at(context);
         check_buffers(request, allAttributes, iteration, reply, infoType);
         std::vector<ReplyAttribute> attributes;
         for (const SchemaAttribute *row : requested(request, allAttributes != 0)) {
@@ -130,7 +130,7 @@ uint32_t ZKDSReadAttrDef(uint32_t context, uint32_t infoType, uint32_t allAttrib
 uint32_t ZKDSReadObjectInfo(uint32_t context, const char *object, char *distinguishedName, ZKDSObjectInfo *info) {
     return guarded([&] {
         error_unless(object != nullptr && distinguishedName != nullptr, ZKE_BAD_PARAMETER);
-        Context &found = context_of(context);
+        Context &found = contexts().at(context);
         const EntryPtr entry = context_read(&found, object);
         put_name(name_in_form(entry->name, context_form(found)), distinguishedName);
         if (info == nullptr) {

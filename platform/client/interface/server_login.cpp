@@ -4,7 +4,7 @@
 #include "platform/client/core/login_check.h"
 #include "platform/client/core/password.h"
 #include "platform/client/interface/boundary.h"
-#include "platform/client/interface/connections.h"
+#include "platform/client/session/connections.h"
 
 namespace {
 
@@ -66,7 +66,7 @@ void login_outside(Connection *connection, const char *user, const char *passwor
 uint32_t ZKLoginToFileServer(uint32_t connection, const char *user, uint32_t objectType, const char *password) {
     return guarded([&] {
         error_unless(user != nullptr && password != nullptr && objectType == user_object_type, ZKE_BAD_PARAMETER);
-        Connection &open = connection_of(connection);
+        Connection &open = connections().at(connection);
         Connection attempt = open;
         error_unless(attempt.outside != nullptr || attempt.server != nullptr, ZKE_NO_SUCH_ENTRY);
         if (attempt.outside != nullptr) {

@@ -1,10 +1,9 @@
 // Stream attributes, read like files.
 #include <algorithm>
 #include <cstring>
-#include <map>
 
 #include "platform/client/interface/boundary.h"
-#include "platform/client/interface/contexts.h"
+#include "platform/client/session/contexts.h"
 
 namespace {
 
@@ -14,14 +13,9 @@ struct Stream {
     size_t at;
 };
 
-struct Table {
-    std::map<uint32_t, Stream> open;
-    uint32_t lastHandle = 0;
-};
-
-Table &table() {
-    static Table the_table;
-    return the_table;
+HandleTable<Stream> &streams() {
+    static HandleTable<Stream> open(ZKE_BAD_HANDLE);
+    return open;
 }
 
 } // namespace
@@ -29,23 +23,20 @@ Table &table() {
 uint32_t ZKDSOpenStream(uint32_t context, const char *object, const char *attribute, uint32_t flags, uint32_t *file) {
     return guarded([&] {
         error_unless(object != nullptr && attribute != nullptr && file != nullptr && flags == 0, ZKE_BAD_PARAMETER);
-        const EntryPtr entry = context_read(&context_of(context), object);
+        const EntryPtr entry = context_read(&contexts().at(context), object);
         const SchemaAttribute *row = schema_find(attribute);
         error_unless(row != nullptr, ZKE_NO_SUCH_ATTRIBUTE);
         error_unless(row->syntax == schema_stream, ZKE_BAD_PARAMETER);
         const std::string *text = entry->first(row->ldap);
         error_unless(text != nullptr, ZKE_NO_SUCH_VALUE);
-        table().open.emplace(table().lastHandle + 1, Stream{entry, text, 0});
-        *file = ++table().lastHandle;
+        *file = streams().open({entry, text, 0});
     });
 }
 
 uint32_t ZKReadFile(uint32_t file, uint32_t count, uint32_t *bytesRead, void *data) {
     return guarded([&] {
-        auto found = table().open.find(file);
-        error_unless(found != table().open.end(), ZKE_BAD_HANDLE);
+        Stream &stream = streams().at(file);
         error_unless(bytesRead != nullptr && data != nullptr, ZKE_BAD_PARAMETER);
-        Stream &stream = found->second;
         size_t length = std::min<size_t>(count, stream.text->size() - stream.at);
         memcpy(data, stream.text->data() + stream.at, length);
         stream.at += length;
@@ -54,5 +45,5 @@ uint32_t ZKReadFile(uint32_t file, uint32_t count, uint32_t *bytesRead, void *da
 }
 
 uint32_t ZKCloseFile(uint32_t file) {
-    return guarded([&] { error_unless(table().open.erase(file) == 1, ZKE_BAD_HANDLE); });
+    return guarded([&] { streams().close(file); });
 }

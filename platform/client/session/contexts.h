@@ -1,10 +1,11 @@
 // Directory contexts: the handles that carry a tree, a name context and the form of names from call to call.
-#ifndef PLATFORM_CLIENT_INTERFACE_CONTEXTS_H
-#define PLATFORM_CLIENT_INTERFACE_CONTEXTS_H
+#ifndef PLATFORM_CLIENT_SESSION_CONTEXTS_H
+#define PLATFORM_CLIENT_SESSION_CONTEXTS_H
 
 #include <cstdint>
 
 #include "platform/client/core/values.h"
+#include "platform/client/session/handles.h"
 #include "platform/client/session/trees.h"
 
 struct Context {
@@ -14,10 +15,12 @@ struct Context {
     uint32_t lastConnection; // handle, 0 for none
 };
 
-// Throws CodedError, ZKE_BAD_HANDLE, for a handle that was never made or has been freed.
-Context &context_of(uint32_t handle);
+// The open contexts; ZKE_BAD_HANDLE for others.
+HandleTable<Context> &contexts();
 
-// The context's tree, loaded. Throws CodedError, ZKE_TREE_NOT_FOUND, when there is no tree at all, and DataError.
+// The tree that the context is bound to, or the default one. The second loads it. Throw CodedError,
+// ZKE_TREE_NOT_FOUND, when there is no tree at all, and DataError.
+Tree &context_meant_tree(const Context &context);
 Tree &context_tree(const Context &context);
 
 // How the context wants names to be handed out.

@@ -3,13 +3,14 @@
 // A server is an object of a tree, or one that the configuration lists outside the trees. There is one connection to a
 // server; opening it again hands out the same handle and counts one more use, since scripts close few of what they
 // open.
-#ifndef PLATFORM_CLIENT_INTERFACE_CONNECTIONS_H
-#define PLATFORM_CLIENT_INTERFACE_CONNECTIONS_H
+#ifndef PLATFORM_CLIENT_SESSION_CONNECTIONS_H
+#define PLATFORM_CLIENT_SESSION_CONNECTIONS_H
 
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "platform/client/session/handles.h"
 #include "platform/client/session/trees.h"
 
 // At most so many servers at a time.
@@ -17,7 +18,6 @@ constexpr size_t connection_limit = 250;
 
 struct Connection {
     uint32_t handle;
-    uint32_t reference;          // what opening by reference takes
     uint32_t number;             // the station number, from 1
     Tree *tree;                  // null outside the trees
     EntryPtr server;             // null outside the trees, and for a tree without a server
@@ -30,9 +30,8 @@ struct Connection {
     uint32_t userNumber;
 };
 
-// For a handle that is not open: null; CodedError, ZKE_CONN_INVALID.
-Connection *connection_find(uint32_t handle);
-Connection &connection_of(uint32_t handle);
+// The open connections; ZKE_CONN_INVALID for others.
+HandleTable<Connection> &connections();
 
 // Open a connection and count a use of it: to a tree's own server, to a server of any tree or outside, to either. The
 // tree is loaded. Throw CodedError: ZKE_SERVER_NOT_FOUND, ZKE_SERVER_NO_SLOTS, or why the directory cannot be asked;
@@ -46,6 +45,7 @@ void connection_close(Connection *connection);
 
 // The connection that is meant when none is named: the primary one, otherwise the oldest. Null without any.
 Connection *connection_default();
+void connection_prefer(const Connection &connection);
 
 // Authenticate as a user of the server's tree, or as one whom only the server knows.
 void connection_authenticate(Connection *connection, const Entry &user);

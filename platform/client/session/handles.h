@@ -1,0 +1,48 @@
+// What programs hold by number: the numbers count up from 1, and none is used twice.
+#ifndef PLATFORM_CLIENT_SESSION_HANDLES_H
+#define PLATFORM_CLIENT_SESSION_HANDLES_H
+
+#include <cstdint>
+#include <map>
+#include <utility>
+
+#include "platform/client/core/errors.h"
+
+template <typename Item>
+class HandleTable {
+  public:
+    // `unknown`: the code for a handle that was never made or has been closed.
+    explicit HandleTable(uint32_t unknownCode) : unknown(unknownCode) {}
+
+    // Returns the item's handle.
+    uint32_t open(Item item) {
+        items.emplace(last + 1, std::move(item));
+        return ++last;
+    }
+
+    // Null for a handle that is not open.
+    Item *find(uint32_t handle) {
+        auto found = items.find(handle);
+        return found == items.end() ? nullptr : &found->second;
+    }
+    // Both throw CodedError for a handle that is not open.
+    Item &at(uint32_t handle) {
+        Item *found = find(handle);
+        error_unless(found != nullptr, unknown);
+        return *found;
+    }
+    void close(uint32_t handle) { error_unless(items.erase(handle) == 1, unknown); }
+
+    // In the order of opening.
+    auto begin() { return items.begin(); }
+    auto end() { return items.end(); }
+    auto after(uint32_t handle) { return items.upper_bound(handle); }
+    size_t size() const { return items.size(); }
+
+  private:
+    std::map<uint32_t, Item> items;
+    uint32_t last = 0;
+    const uint32_t unknown;
+};
+
+#endif
