@@ -1,5 +1,5 @@
 // What the answers of a server come to, one by one, and for how long a copy of the site serves.
-#include "platform/client/ldap/store.h"
+#include "platform/client/session/trees.h"
 
 #include <gmock/gmock.h>
 #include <filesystem>
@@ -28,7 +28,7 @@ class LdapStoreTest : public ::testing::Test {
         store.reset();
         server = std::make_unique<HostileServer>(script);
         tree.ldap.uris = {server->uri()};
-        store = ldap_store_make(tree, {{"o", "acme"}});
+        store = tree_ldap_store(tree, {{"o", "acme"}});
     }
     // Every search has this answer.
     void onSearches(const Scripted::Answer &answer) { on({{{Scripted::bound()}}, {answer}, {{Scripted::unknown()}}}); }
@@ -217,7 +217,7 @@ TEST_F(LdapStoreTest, NothingThatAUserHasReadOutlivesTheLogout) {
     EXPECT_NE(found = store->find_server("SRV1"), nullptr);
     EXPECT_EQ(copies(), 1) << "of the site";
 
-    store = ldap_store_make(tree, {{"o", "acme"}});
+    store = tree_ldap_store(tree, {{"o", "acme"}});
     EXPECT_NE(found = store->find_server("SRV1"), nullptr);
     EXPECT_EQ(server->searches(), searches + 1) << "the site is known from its copy";
     ASSERT_EQ(store->login(&asked, "secret"), Verdict::Accepted);

@@ -77,6 +77,7 @@ EntryPtr LdapLookup::keep(const LdapEntry &readEntry) {
             }
         }
         same.push_back(entry);
+        count++;
         if (!readEntry.origin.server.empty()) {
             origins[name_to_dotted(entry->name, true)] = readEntry.origin;
         }
@@ -257,6 +258,7 @@ void LdapLookup::refuseWrongBase() {
 
 void LdapLookup::forget() {
     read.clear();
+    count = 0;
     absent.clear();
     origins.clear();
     anythingSeen = false;

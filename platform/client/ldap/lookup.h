@@ -29,6 +29,7 @@ class LdapLookup {
     EntryPtr lookup(const Name &name);
     EntryPtr kept(const Name &name) const;
     std::vector<EntryPtr> allKept() const;
+    size_t countKept() const { return count; }
 
     // Which server had the object; an empty one for the tree's own.
     LdapOrigin origin(const Name &name) const;
@@ -65,6 +66,7 @@ class LdapLookup {
     std::string missing;                                 // as in the last answers
     uint32_t missingCode = 0;
     std::unordered_map<std::string, std::vector<EntryPtr>> read; // by name_key
+    size_t count = 0;                                            // of its entries
     std::unordered_set<std::string> absent;                      // names with their types
 };
 

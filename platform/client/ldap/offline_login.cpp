@@ -66,7 +66,7 @@ void OfflineLogin::save(const std::vector<EntryPtr> &entries, const std::vector<
 }
 
 std::unique_ptr<DirectoryStore> OfflineLogin::read(const Name &who, time_t *when) const {
-    return config.ldap.offline ? copy_of(config, root, who).read(when) : nullptr;
+    return copy_of(config, root, who).read(when);
 }
 
 bool OfflineLogin::begin(const Name &who) {
@@ -80,9 +80,7 @@ bool OfflineLogin::begin(const Name &who) {
 }
 
 void OfflineLogin::refused(const Name &who) const {
-    if (config.ldap.offline) {
-        copy_of(config, root, who).remove();
-    }
+    copy_of(config, root, who).remove();
 }
 
 void OfflineLogin::refusedPassword(const Name &who, const char *password) const {

@@ -6,7 +6,8 @@
 #include "platform/catalogue.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/start_environment.h"
-#include "platform/client/ldap/store.h"
+#include "platform/client/ldap/offline_store.h"
+#include "platform/client/ldap/site_copy_store.h"
 #include "platform/client/ldif/store.h"
 #include "platform/zk.h"
 
@@ -92,6 +93,16 @@ void tree_prefer(Tree *tree) {
     network().preferred = tree;
 }
 
+std::unique_ptr<DirectoryStore> tree_ldap_store(const ConfigTree &config, const Name &base) {
+    auto servers = std::make_unique<LdapStore>(config, base);
+    const LdapStore &asked = *servers;
+    auto store = std::make_unique<SiteCopyStore>(std::move(servers), config);
+    if (!config.ldap.offline) {
+        return store;
+    }
+    return std::make_unique<OfflineStore>(std::move(store), asked, config);
+}
+
 void tree_load(Tree *tree) {
     if (tree->store != nullptr) {
         return;
@@ -99,7 +110,7 @@ void tree_load(Tree *tree) {
     Name base;
     name_parse_dn(tree->config.base, {}, &base, nullptr); // the configuration was refused if it is malformed
     if (!tree->config.ldap.uris.empty()) {
-        tree->store = ldap_store_make(tree->config, base);
+        tree->store = tree_ldap_store(tree->config, base);
         return;
     }
     tree->store = load_file(tree->config, base);

@@ -14,8 +14,8 @@
 struct Tree {
     ConfigTree config;
     std::unique_ptr<DirectoryStore> store; // null until tree_load
-    EntryPtr identity;                     // who is logged in, null for nobody; set by identity.cpp
-    bool openedUnasked = false;            // connections.cpp: by its name alone, since its directory could not be asked
+    EntryPtr identity;                     // who is logged in, null for nobody; set by interface/identity.cpp
+    bool openedUnasked = false; // session/connections.cpp: by its name alone, since its directory could not be asked
 };
 
 // Reads the configuration unless one has been read that has trees or servers. Throws DataError.
@@ -33,6 +33,10 @@ Tree *tree_find(std::string_view name);
 // first one. Null without trees.
 Tree *tree_default();
 void tree_prefer(Tree *tree);
+
+// The store of a tree on LDAP servers: the servers, before them the copy of the site, and around both, where the
+// configuration wants it, the copy for work offline. `config` must outlive it. No server is asked yet.
+std::unique_ptr<DirectoryStore> tree_ldap_store(const ConfigTree &config, const Name &base);
 
 // Makes sure that the tree's directory is loaded: an LDIF file is read, LDAP servers are not asked yet. Throws
 // DataError.
