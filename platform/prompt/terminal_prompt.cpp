@@ -65,12 +65,8 @@ class SignalCatcher {
 
 } // namespace
 
-Answer::~Answer() {
-    explicit_bzero(text_, sizeof text_);
-}
-
-char *answer_copy(const Answer &answer) {
-    return strdup(answer.view().data());
+char *answer_copy(const Secret &answer) {
+    return strdup(answer.text());
 }
 
 static bool is_hidden(const TerminalLetter &letter) {
@@ -105,7 +101,7 @@ void Terminal::show(std::string_view text) {
     }
 }
 
-bool Terminal::askLine(std::string_view text, Answer *answer) {
+bool Terminal::askLine(std::string_view text, Secret *answer) {
     SignalCatcher catcher;
     show(text);
     size_t length = 0;
@@ -113,19 +109,19 @@ bool Terminal::askLine(std::string_view text, Answer *answer) {
     for (;;) {
         if (!catcher.waitFor(descriptor_) || read(descriptor_, &c, 1) != 1) return false;
         if (c == '\n') break;
-        answer->data()[std::min(length, Answer::capacity)] = c;
+        answer->text()[std::min(length, answer->capacity())] = c;
         ++length;
     }
-    if (length > Answer::capacity) return false;
-    answer->data()[length] = '\0';
+    if (length > answer->capacity()) return false;
+    answer->text()[length] = '\0';
     return true;
 }
 
-bool Terminal::askPassword(std::string_view text, Answer *answer) {
+bool Terminal::askPassword(std::string_view text, Secret *answer) {
     std::string prompt = terminal_safe_text(text);
-    const char *got = readpassphrase(prompt.c_str(), answer->data(), answer->size(), RPP_REQUIRE_TTY);
+    const char *got = readpassphrase(prompt.c_str(), answer->text(), answer->capacity() + 1, RPP_REQUIRE_TTY);
     // The end of input reads like an empty line here, and a full buffer may have been cut: neither is a password.
-    return got != nullptr && !answer->empty() && answer->view().size() < Answer::capacity;
+    return got != nullptr && !answer->empty() && strlen(answer->text()) < answer->capacity();
 }
 
 // A default such as "<username>" only stands for a name that nobody knows yet: it is not offered.
@@ -134,12 +130,12 @@ static bool login_is_placeholder(std::string_view name) {
 }
 
 // Asks until there is a name; an empty line takes the offered one.
-static bool login_ask_name(Terminal *terminal, const std::string &offered, Answer *name) {
+static bool login_ask_name(Terminal *terminal, const std::string &offered, Secret *name) {
     std::string question =
         offered.empty() ? catalogue_text("User name: ") : catalogue_format("User name [%s]: ", offered.c_str());
     do {
         if (!terminal->askLine(question, name)) return false;
-        if (name->empty()) name->data()[offered.copy(name->data(), Answer::capacity)] = '\0';
+        if (name->empty()) name->text()[offered.copy(name->text(), name->capacity())] = '\0';
     } while (name->empty());
     return true;
 }
@@ -148,10 +144,10 @@ static int login_ask(const char *label, const char *defaultUser, char **user, ch
     Terminal terminal;
     if (!terminal.isOpen()) return 1;
     std::string offered = defaultUser != nullptr ? defaultUser : "";
-    if (login_is_placeholder(offered) || offered.size() > Answer::capacity) offered.clear();
+    if (login_is_placeholder(offered) || offered.size() > Secret::usual_capacity) offered.clear();
     if (label != nullptr && *label != '\0') terminal.show(std::string(label) + "\n");
 
-    Answer name, secret;
+    Secret name, secret;
     if (!login_ask_name(&terminal, offered, &name)) return 1;
     if (!terminal.askPassword(catalogue_text("Password: "), &secret)) return 1;
 

@@ -4,28 +4,10 @@
 #ifndef PLATFORM_PROMPT_TERMINAL_PROMPT_H
 #define PLATFORM_PROMPT_TERMINAL_PROMPT_H
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 
-// An answer, with room for `capacity` bytes; every byte is wiped at the end of its life.
-class Answer {
-  public:
-    static constexpr size_t capacity = 1024;
-
-    Answer() = default;
-    ~Answer();
-    Answer(const Answer &) = delete;
-    Answer &operator=(const Answer &) = delete;
-
-    char *data() { return text_; }
-    size_t size() const { return sizeof text_; }
-    bool empty() const { return text_[0] == '\0'; }
-    std::string_view view() const { return text_; }
-
-  private:
-    char text_[capacity + 1] = {}; // NUL-terminated
-};
+#include "platform/common/secret.h"
 
 class Terminal {
   public:
@@ -39,11 +21,11 @@ class Terminal {
 
     // Shows `text` and reads one line with echo. False at the end of input, after an interrupt, and for a line over
     // the answer's capacity. A signal that came meanwhile is delivered to the process again before the return.
-    bool askLine(std::string_view text, Answer *answer);
+    bool askLine(std::string_view text, Secret *answer);
 
     // Shows `text` and reads one line without echo; the terminal's settings are restored on every path, signals
     // included. False after an interrupt, for an empty line or the end of input, and for a password over the capacity.
-    bool askPassword(std::string_view text, Answer *answer);
+    bool askPassword(std::string_view text, Secret *answer);
 
     // Shows text. Control characters that a directory or a script put into it do not reach the terminal.
     void show(std::string_view text);
@@ -53,7 +35,7 @@ class Terminal {
 };
 
 // A new heap copy of `answer`, or null when memory runs out. The caller wipes and frees it.
-char *answer_copy(const Answer &answer);
+char *answer_copy(const Secret &answer);
 
 // `text` with every control character but the line feed shown as "\x1B"; see platform/terminal_text.h.
 std::string terminal_safe_text(std::string_view text);

@@ -22,9 +22,9 @@ int auxlogin_g(const char *label, const char *defaultUser, char **user, char **p
 }
 
 // Whether the person typed one of the words, in any letter case.
-static bool confirm_says(const Answer &answer, std::initializer_list<const char *> words) {
+static bool confirm_says(const Secret &answer, std::initializer_list<const char *> words) {
     for (const char *word : words)
-        if (strcasecmp(answer.view().data(), word) == 0) return true;
+        if (strcasecmp(answer.text(), word) == 0) return true;
     return false;
 }
 
@@ -34,7 +34,7 @@ static int confirm_ask(const char *text) {
     if (!terminal.isOpen()) return confirm_no;
     const std::string question = catalogue_format("%s (y/n) ", text != nullptr ? text : "");
     for (;;) {
-        Answer answer;
+        Secret answer;
         if (!terminal.askLine(question, &answer)) return confirm_no;
         // TRANSLATORS: what a person types for yes and for no: a letter, or the word.
         if (confirm_says(answer, {"y", "yes", catalogue_text("y"), catalogue_text("yes")})) return confirm_yes;
@@ -52,7 +52,7 @@ int auxconfirm_g(const char *text, const char *, int, int) try {
 int auxpause_script(void) try {
     Terminal terminal;
     if (!terminal.isOpen()) return 1;
-    Answer answer;
+    Secret answer;
     return terminal.askLine(catalogue_text("Press Enter to continue: "), &answer) ? 0 : 1;
 } catch (const std::bad_alloc &) {
     return 1;

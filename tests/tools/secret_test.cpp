@@ -1,14 +1,17 @@
-// The block that holds a password: how it is filled, and what the system does with its pages.
-#include "tools/qrtlogin/secret.h"
+// Where the password comes from, and what the system does with the pages of the block that holds it.
+#include "platform/common/secret.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <csignal>
 #include <cstring>
 
 #include "tests/tools/own_process.h"
 #include "tools/qrtlogin/failure.h"
+#include "tools/qrtlogin/password.h"
 
 namespace {
 
@@ -24,13 +27,11 @@ int holding(const std::string &text) {
 
 // The failure of reading this, with its status; or the password.
 std::string read_from(int descriptor) {
-    Secret secret;
     try {
-        secret.readFrom(descriptor);
+        return password_read(descriptor).text();
     } catch (const Failure &failure) {
         return std::to_string(failure.status()) + " " + failure.what();
     }
-    return secret.text();
 }
 
 bool is_null_device(int descriptor) {
@@ -92,9 +93,9 @@ TEST(SecretTest, AStandardDescriptorThatGetsAnotherNumberIsAFailure) {
 }
 
 TEST(SecretTest, OnlyADescriptorThatIsOpenIsTaken) {
-    EXPECT_NO_THROW(Secret::requireOpen(STDIN_FILENO));
+    EXPECT_NO_THROW(password_require_open(STDIN_FILENO));
     try {
-        Secret::requireOpen(999);
+        password_require_open(999);
         ADD_FAILURE();
     } catch (const Failure &failure) {
         EXPECT_STREQ(failure.what(), "cannot read the password from file descriptor 999: Bad file descriptor");
@@ -106,9 +107,8 @@ TEST(SecretTest, OnlyADescriptorThatIsOpenIsTaken) {
 TEST(SecretTest, AnInterruptCancelsTheQuestion) {
     TerminalProcess process([] {
         signal(SIGINT, SIG_IGN);
-        Secret secret;
         try {
-            secret.ask("Question \x1B? ");
+            password_ask("Question \x1B? ");
         } catch (const Failure &failure) {
             return strcmp(failure.what(), "cannot read the password: cancelled") == 0 ? failure.status() : 43;
         }
@@ -120,10 +120,33 @@ TEST(SecretTest, AnInterruptCancelsTheQuestion) {
 }
 
 TEST(SecretTest, NothingIsLeftWhenItIsWiped) {
-    Secret secret;
-    secret.readFrom(holding(std::string(1024, 'x')));
+    Secret secret = password_read(holding(std::string(1024, 'x')));
     secret.wipe();
     EXPECT_EQ(std::string(secret.text(), 1026), std::string(1026, '\0'));
+}
+
+TEST(SecretTest, GoesFromOneOwnerToAnother) {
+    Secret first, second(8);
+    strcpy(second.text(), "secret");
+    first = std::move(second);
+    EXPECT_STREQ(first.text(), "secret");
+    EXPECT_EQ(first.capacity(), 8u);
+    const Secret third = std::move(first);
+    EXPECT_STREQ(third.text(), "secret");
+    EXPECT_TRUE(Secret().empty());
+}
+
+TEST(SecretTest, AForkedProcessHasACopyOnlyWhereThatIsWanted) {
+    in_own_process([] {
+        Secret secret(8), copied(8, Secret::Forked::Copy);
+        strcpy(secret.text(), "secret");
+        strcpy(copied.text(), "secret");
+        const pid_t child = fork();
+        if (child == 0) _exit(secret.empty() && strcmp(copied.text(), "secret") == 0 ? 0 : 1);
+        int status = 1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    });
 }
 
 TEST(SecretTest, ItsPagesAreNeitherSwappedNorDumpedNorCopied) {

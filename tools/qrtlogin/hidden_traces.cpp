@@ -1,6 +1,5 @@
 #include "tools/qrtlogin/hidden_traces.h"
 
-#include <cstring>
 #include <new>
 
 #include "include/qrtscript.h"
@@ -18,12 +17,11 @@ static ssize_t write_unless_traced(void *shown, const char *text, size_t size) {
 HiddenTraces::HiddenTraces() : shown_(stdout) {
     hiding_ = fopencookie(shown_, "w", {nullptr, write_unless_traced, nullptr, nullptr});
     if (hiding_ == nullptr) throw std::bad_alloc();
-    setvbuf(hiding_, buffer_, _IOFBF, sizeof buffer_);
+    setvbuf(hiding_, buffer_.text(), _IOFBF, buffer_.capacity());
     stdout = hiding_;
 }
 
 HiddenTraces::~HiddenTraces() {
     stdout = shown_;
     fclose(hiding_);
-    explicit_bzero(buffer_, sizeof buffer_);
 }

@@ -5,6 +5,8 @@
 
 #include <cstdio>
 
+#include "platform/common/secret.h"
+
 // While it lives, what is written to the stream `stdout` at a trace level above 0 goes nowhere. Whoever took the
 // stream's pointer before writes as ever, and so do other programs on the descriptor. Throws std::bad_alloc.
 class HiddenTraces {
@@ -17,7 +19,7 @@ class HiddenTraces {
   private:
     FILE *shown_;
     FILE *hiding_;
-    char buffer_[BUFSIZ]; // wiped, for what the traces tell stands here
+    Secret buffer_{BUFSIZ, Secret::Forked::Copy}; // what the traces tell stands here
 };
 
 #endif

@@ -70,8 +70,8 @@ bool Login::needsPassword() const {
     return needed != 0;
 }
 
-void Login::authenticate(const std::string &user, Secret *password) {
-    require(ZKDSLoginEx(context_, user.c_str(), login_option, password->text()),
+void Login::authenticate(const std::string &user, const Secret &password) {
+    require(ZKDSLoginEx(context_, user.c_str(), login_option, password.text()),
             catalogue_format("cannot log in as %1$s to tree %2$s", user.c_str(), tree_.c_str()));
 }
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/common/secret.h"
 #include "tools/qrtlogin/options.h"
-#include "tools/qrtlogin/secret.h"
 
 class Login {
   public:
@@ -21,7 +21,7 @@ class Login {
     bool needsPassword() const;
 
     // Logs the user in, for as long as this process lives. Throws Failure.
-    void authenticate(const std::string &user, Secret *password);
+    void authenticate(const std::string &user, const Secret &password);
 
     // Whether scripts can use the password once more, in another tree. Throws Failure.
     bool sharesPassword() const;

@@ -21,10 +21,10 @@
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtlogin/options.h"
 #include "tools/qrtlogin/output_relay.h"
+#include "tools/qrtlogin/password.h"
 #include "tools/qrtlogin/private_memory.h"
 #include "tools/qrtlogin/run.h"
 #include "tools/qrtlogin/script_file.h"
-#include "tools/qrtlogin/secret.h"
 #include "tools/qrtlogin/waiting_notice.h"
 
 namespace {
@@ -104,7 +104,7 @@ int login_and_hand_on(int argc, char **argv) {
     options_parse(argc, argv, &options);
     script_file_check(options.profileScript);
     script_file_check(options.loginScript);
-    if (options.passwordDescriptor >= 0) Secret::requireOpen(options.passwordDescriptor);
+    if (options.passwordDescriptor >= 0) password_require_open(options.passwordDescriptor);
     FILE *forEval = options.printEnvironment ? separate_output() : nullptr;
     OutputRelay relay;
     const WaitingNotice waiting;
@@ -114,10 +114,10 @@ int login_and_hand_on(int argc, char **argv) {
     private_memory_begin();
     Secret password;
     if (options.passwordDescriptor >= 0)
-        password.readFrom(options.passwordDescriptor);
+        password = password_read(options.passwordDescriptor);
     else if (login.needsPassword())
-        password.ask(catalogue_format("Password for %s: ", options.user.c_str()));
-    login.authenticate(options.user, &password);
+        password = password_ask(catalogue_format("Password for %s: ", options.user.c_str()));
+    login.authenticate(options.user, password);
     if (!login.sharesPassword()) password.wipe();
 
     const int status = status_of(run_for(options, login, &password, &environment, &relay));

@@ -4,9 +4,9 @@
 
 #include <string>
 
+#include "platform/common/secret.h"
 #include "tools/qrtlogin/options.h"
 #include "tools/qrtlogin/output_relay.h"
-#include "tools/qrtlogin/secret.h"
 
 struct RunResult {
     int status = 0;      // 1: the last script had a syntax error, or a mapping of it failed

@@ -10,7 +10,7 @@
 
 #include <optional>
 
-#include "tools/qrtlogin/secret.h"
+#include "platform/common/secret.h"
 
 // One at a time. To be made when the output relay has begun, by the thread that runs the scripts, and to be gone before
 // the relay ends.

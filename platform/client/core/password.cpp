@@ -1,26 +1,18 @@
 #include "platform/client/core/password.h"
 
 #include <crypt.h>
-#include <cstring>
-#include <memory>
 
-#include "platform/client/core/names.h"
+#include "platform/common/nocase.h"
+#include "platform/common/secret.h"
 
 namespace {
 
 constexpr std::string_view crypt_scheme = "{CRYPT}";
 
-struct WipeCryptData {
-    void operator()(struct crypt_data *data) const {
-        explicit_bzero(data, sizeof *data);
-        delete data;
-    }
-};
-
 // Empty when libcrypt refuses the setting or the password.
 std::string crypted(const char *password, const std::string &setting) {
-    std::unique_ptr<struct crypt_data, WipeCryptData> data(new struct crypt_data());
-    const char *result = crypt_rn(password, setting.c_str(), data.get(), sizeof *data);
+    Secret data(sizeof(struct crypt_data));
+    const char *result = crypt_rn(password, setting.c_str(), data.text(), sizeof(struct crypt_data));
     return result == nullptr ? "" : result;
 }
 

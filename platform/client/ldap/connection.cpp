@@ -16,56 +16,10 @@
 
 namespace {
 
-struct FreeMessage {
-    void operator()(LDAPMessage *message) const { ldap_msgfree(message); }
-};
-using Message = std::unique_ptr<LDAPMessage, FreeMessage>;
-
-struct FreeText {
-    void operator()(void *text) const { ldap_memfree(text); }
-};
-using Text = std::unique_ptr<char, FreeText>;
-
 timeval time_left(LdapDeadline deadline) {
     auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - LdapClock::now()).count();
     left = std::max<long long>(left, 1000);
     return {static_cast<time_t>(left / 1'000'000), static_cast<suseconds_t>(left % 1'000'000)};
-}
-
-std::vector<std::string> values_of(LDAP *ld, LDAPMessage *entry, const char *name) {
-    std::vector<std::string> values;
-    berval **list = ldap_get_values_len(ld, entry, name);
-    for (berval **one = list; one != nullptr && *one != nullptr; one++) {
-        values.emplace_back((*one)->bv_val, (*one)->bv_len);
-    }
-    ldap_value_free_len(list);
-    return values;
-}
-
-LdapEntry entry_of(LDAP *ld, LDAPMessage *message) {
-    LdapEntry entry;
-    Text dn(ldap_get_dn(ld, message));
-    entry.dn = dn == nullptr ? "" : dn.get();
-    BerElement *cursor = nullptr;
-    for (Text name(ldap_first_attribute(ld, message, &cursor)); name != nullptr;
-         name.reset(ldap_next_attribute(ld, message, cursor))) {
-        // A value in one language only is not the value.
-        if (strchr(name.get(), ';') == nullptr) {
-            entry.attributes.emplace_back(name.get(), values_of(ld, message, name.get()));
-        }
-    }
-    ber_free(cursor, 0);
-    return entry;
-}
-
-// Frees the list.
-std::vector<std::string> texts_of(char **list) {
-    std::vector<std::string> texts;
-    for (char **one = list; one != nullptr && *one != nullptr; one++) {
-        texts.emplace_back(*one);
-    }
-    ldap_memvfree(reinterpret_cast<void **>(list));
-    return texts;
 }
 
 bool is_same_dn(const std::string &one, const std::string &other) {
@@ -93,46 +47,6 @@ void must(int result, const LdapUri &address, const char *what) {
 }
 
 } // namespace
-
-LdapIdentity::LdapIdentity(const std::string &distinguishedName, const char *secret)
-    : dn_(distinguishedName), masked_(strlen(secret)), mask_(masked_.size()) {
-    if (!mask_.empty()) { // an empty list has no address
-        arc4random_buf(mask_.data(), mask_.size());
-    }
-    for (size_t i = 0; i < masked_.size(); i++) {
-        masked_[i] = static_cast<char>(secret[i] ^ mask_[i]);
-    }
-}
-
-LdapIdentity &LdapIdentity::operator=(LdapIdentity &&other) noexcept {
-    wipe();
-    dn_ = std::exchange(other.dn_, {});
-    masked_ = std::exchange(other.masked_, {});
-    mask_ = std::exchange(other.mask_, {});
-    return *this;
-}
-
-LdapIdentity::~LdapIdentity() {
-    wipe();
-}
-
-void LdapIdentity::wipe() {
-    if (masked_.empty()) {
-        return;
-    }
-    explicit_bzero(masked_.data(), masked_.size());
-    explicit_bzero(mask_.data(), mask_.size());
-}
-
-LdapIdentity::Revealed::Revealed(const LdapIdentity &identity) : text_(identity.masked_.size() + 1) {
-    for (size_t i = 0; i < identity.masked_.size(); i++) {
-        text_[i] = static_cast<char>(identity.masked_[i] ^ identity.mask_[i]);
-    }
-}
-
-LdapIdentity::Revealed::~Revealed() {
-    explicit_bzero(text_.data(), text_.size());
-}
 
 LdapConnection::LdapConnection(const ConfigLdap &configuration, const std::string &uri, LdapDeadline deadline)
     : config(configuration), address(ldap_uri_parse(uri)) {
@@ -364,28 +278,11 @@ LDAPMessage *LdapConnection::ask(const char *what, Send send) {
 }
 
 LdapAnswer LdapConnection::take(LDAPMessage *messages) {
-    Message freedAtTheEnd(messages);
+    const LdapMessage freedAtTheEnd(messages);
     LdapAnswer answer;
-    for (LDAPMessage *one = ldap_first_entry(ld, messages); one != nullptr; one = ldap_next_entry(ld, one)) {
-        answer.entries.push_back(entry_of(ld, one));
-    }
-    for (LDAPMessage *one = ldap_first_reference(ld, messages); one != nullptr; one = ldap_next_reference(ld, one)) {
-        char **uris = nullptr;
-        if (ldap_parse_reference(ld, one, &uris, nullptr, 0) == LDAP_SUCCESS) {
-            answer.references.push_back(texts_of(uris));
-        }
-    }
-    char *text = nullptr;
-    char **elsewhere = nullptr;
-    // The result is the last message of the chain, and this call looks for it there.
-    int parsed = ldap_parse_result(ld, messages, &answer.result, nullptr, &text, &elsewhere, nullptr, 0);
-    answer.referral = texts_of(elsewhere);
-    if (text != nullptr) {
-        answer.text = text;
-        ldap_memfree(text);
-    }
-    if (parsed != LDAP_SUCCESS) {
-        fail(parsed, catalogue_text("a request"));
+    const int read = ldap_answer_read(ld, messages, &answer);
+    if (read != LDAP_SUCCESS) {
+        fail(read, catalogue_text("a request"));
     }
     answered = true;
     return answer;
@@ -429,8 +326,8 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
                 catalogue_text("the password was not sent: the connection is not encrypted (use ldaps or start_tls)"));
     }
     LdapAnswer answer = take(ask(catalogue_text("the login"), [&](int *message) {
-        LdapIdentity::Revealed password(identity); // no longer than it takes to send it
-        berval secret = password.value();
+        Secret password = identity.revealed(); // no longer than it takes to send it
+        berval secret = {password.capacity(), password.text()};
         return ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, message);
     }));
     if (answer.result == LDAP_SUCCESS && isAnonymous()) {
@@ -455,7 +352,7 @@ std::string LdapConnection::nameIn(LDAPMessage *answer) {
 
 // "Who am I?" (RFC 4532). A server that does not know the question leaves its answer to the login as all there is.
 bool LdapConnection::isAnonymous() {
-    Message answer(
+    const LdapMessage answer(
         ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld, nullptr, nullptr, message); }));
     int code = LDAP_SUCCESS;
     const int parsed = ldap_parse_result(ld, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
@@ -468,7 +365,7 @@ bool LdapConnection::isAnonymous() {
 
 // The DN that the server takes the connection's user for.
 std::string LdapConnection::whoAmI() {
-    Message answer(
+    const LdapMessage answer(
         ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld, nullptr, nullptr, message); }));
     const std::string name = nameIn(answer.get());
     return name.compare(0, 3, "dn:") == 0 ? name.substr(3) : name;

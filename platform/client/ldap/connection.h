@@ -6,79 +6,11 @@
 
 #include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "platform/client/core/config.h"
+#include "platform/client/ldap/answer.h"
+#include "platform/client/ldap/identity.h"
 #include "platform/client/ldap/stream.h"
-
-// Who a connection is to be bound as; an empty DN is nobody. Another server may have to be told the password at any
-// time of a login, so that it has to be kept; it is kept masked with random bytes, so that neither a search through the
-// memory nor a core file shows it as text, and wiped with the object.
-class LdapIdentity {
-  public:
-    LdapIdentity() = default;
-    LdapIdentity(const std::string &distinguishedName, const char *secret);
-    LdapIdentity(LdapIdentity &&other) noexcept { *this = std::move(other); }
-    LdapIdentity &operator=(LdapIdentity &&other) noexcept;
-    LdapIdentity(const LdapIdentity &) = delete;
-    LdapIdentity &operator=(const LdapIdentity &) = delete;
-    ~LdapIdentity();
-
-    const std::string &dn() const { return dn_; }
-
-    // The password as text, wiped with the object.
-    class Revealed {
-      public:
-        explicit Revealed(const LdapIdentity &identity);
-        ~Revealed();
-        Revealed(const Revealed &) = delete;
-        Revealed &operator=(const Revealed &) = delete;
-        berval value() { return {text_.size() - 1, text_.data()}; }
-
-      private:
-        std::vector<char> text_; // NUL-terminated
-    };
-
-  private:
-    void wipe();
-    std::string dn_;
-    std::vector<char> masked_;
-    std::vector<char> mask_;
-};
-
-// The server that a referral led to, and whether everybody on the way there may see a password. Empty: the tree's own.
-struct LdapOrigin {
-    std::string server;
-    bool trusted = false;
-};
-
-struct LdapEntry {
-    std::string dn;
-    std::vector<std::pair<std::string, std::vector<std::string>>> attributes; // name without options, values
-    LdapOrigin origin = {};
-};
-
-struct LdapSearch {
-    std::string base;
-    int scope;
-    std::string filter;
-    std::vector<std::string> attributes;
-    int sizeLimit = 0; // 0: the server's own
-};
-
-struct LdapAnswer {
-    int result = 0; // LDAP's result code
-    std::string text;
-    std::vector<LdapEntry> entries; // also those before a limit was hit
-
-    // Where the rest is: URIs of which any will do, instead of the answer (LDAP_REFERRAL) and beside the entries.
-    std::vector<std::string> referral;
-    std::vector<std::vector<std::string>> references;
-    // Not empty: something of the rest could not be had, and why.
-    std::string missing;
-    uint32_t missingCode = 0;
-};
 
 class LdapConnection {
   public:

@@ -1,6 +1,7 @@
 #include "platform/client/ldap/servers.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/catalogue.h"
 #include "platform/client/core/start_environment.h"
@@ -160,7 +161,7 @@ LdapAnswer LdapServers::search(const LdapSearch &search) {
 LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where) {
     std::unique_ptr<LdapConnection> keptConnection;
     size_t keptCurrent = current;
-    LdapIdentity keptIdentity = std::move(identity);
+    LdapIdentity keptIdentity = std::exchange(identity, {});
     // A connection of nobody's may become the user's.
     if (!keptIdentity.dn().empty()) {
         keptConnection = std::move(connection);

@@ -1,0 +1,53 @@
+// What is asked of a server, and what it answers.
+#ifndef PLATFORM_CLIENT_LDAP_ANSWER_H
+#define PLATFORM_CLIENT_LDAP_ANSWER_H
+
+#include <ldap.h>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+// The server that a referral led to, and whether everybody on the way there may see a password. Empty: the tree's own.
+struct LdapOrigin {
+    std::string server;
+    bool trusted = false;
+};
+
+struct LdapEntry {
+    std::string dn;
+    std::vector<std::pair<std::string, std::vector<std::string>>> attributes; // name without options, values
+    LdapOrigin origin = {};
+};
+
+struct LdapSearch {
+    std::string base;
+    int scope;
+    std::string filter;
+    std::vector<std::string> attributes;
+    int sizeLimit = 0; // 0: the server's own
+};
+
+struct LdapAnswer {
+    int result = 0; // LDAP's result code
+    std::string text;
+    std::vector<LdapEntry> entries; // also those before a limit was hit
+
+    // Where the rest is: URIs of which any will do, instead of the answer (LDAP_REFERRAL) and beside the entries.
+    std::vector<std::string> referral;
+    std::vector<std::vector<std::string>> references;
+    // Not empty: something of the rest could not be had, and why.
+    std::string missing;
+    uint32_t missingCode = 0;
+};
+
+struct LdapFreeMessage {
+    void operator()(LDAPMessage *message) const { ldap_msgfree(message); }
+};
+using LdapMessage = std::unique_ptr<LDAPMessage, LdapFreeMessage>;
+
+// Takes the messages of an answer apart. Returns LDAP_SUCCESS, or libldap's result for what is not LDAP.
+int ldap_answer_read(LDAP *ld, LDAPMessage *messages, LdapAnswer *answer);
+
+#endif

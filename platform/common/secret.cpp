@@ -1,0 +1,34 @@
+#include "platform/common/secret.h"
+
+#include <sys/mman.h>
+#include <cstring>
+#include <new>
+#include <utility>
+
+Secret::Secret(size_t capacity, Forked forked) : capacity_(capacity) {
+    void *pages = mmap(nullptr, size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages == MAP_FAILED) throw std::bad_alloc();
+    // What the kernel or the limit does not allow is done without.
+    mlock(pages, size());
+    madvise(pages, size(), MADV_DONTDUMP);
+    if (forked == Forked::Nothing) madvise(pages, size(), MADV_WIPEONFORK);
+    text_ = static_cast<char *>(pages);
+}
+
+Secret::Secret(Secret &&other) noexcept : text_(std::exchange(other.text_, nullptr)), capacity_(other.capacity_) {}
+
+Secret &Secret::operator=(Secret &&other) noexcept {
+    std::swap(text_, other.text_);
+    std::swap(capacity_, other.capacity_);
+    return *this;
+}
+
+Secret::~Secret() {
+    if (text_ == nullptr) return;
+    wipe();
+    munmap(text_, size());
+}
+
+void Secret::wipe() {
+    explicit_bzero(text_, size());
+}

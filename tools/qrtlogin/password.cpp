@@ -1,0 +1,56 @@
+#include "tools/qrtlogin/password.h"
+
+#include <fcntl.h>
+#include <readpassphrase.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/catalogue.h"
+#include "platform/terminal_text.h"
+#include "tools/qrtlogin/failure.h"
+
+static Failure unreadable(int descriptor, int problem) {
+    return Failure(exit_usage, catalogue_format("cannot read the password from file descriptor %1$d: %2$s", descriptor,
+                                                strerror(problem)));
+}
+
+Secret password_ask(const std::string &question) {
+    Secret answer;
+    const size_t size = answer.capacity() + 2;
+    if (readpassphrase(terminal_text(question).c_str(), answer.text(), size, RPP_REQUIRE_TTY) == nullptr) {
+        if (errno == ENOTTY) throw Failure(exit_password, catalogue_text("cannot read the password: no terminal"));
+        throw Failure(exit_password, catalogue_text("cannot read the password: cancelled"));
+    }
+    // An empty line and the end of input look alike.
+    if (answer.empty()) throw Failure(exit_password, catalogue_text("no password was entered"));
+    if (strlen(answer.text()) > answer.capacity())
+        throw Failure(exit_password, catalogue_text("the password is too long"));
+    return answer;
+}
+
+void password_require_open(int descriptor) {
+    if (fcntl(descriptor, F_GETFD) < 0) throw unreadable(descriptor, errno);
+}
+
+Secret password_read(int descriptor) {
+    Secret password;
+    char *text = password.text();
+    size_t length = 0;
+    ssize_t got = 0;
+    while (length <= password.capacity()) {
+        got = TEMP_FAILURE_RETRY(read(descriptor, text + length, 1));
+        if (got <= 0 || text[length] == '\n') break;
+        ++length;
+    }
+    text[length] = '\0';
+    if (got < 0) throw unreadable(descriptor, errno);
+    close(descriptor);
+    // The scripts' programs have a standard input, and no file that is opened later gets its number.
+    if (descriptor <= STDERR_FILENO && open("/dev/null", O_RDWR) != descriptor)
+        throw Failure(exit_usage, catalogue_format("cannot open /dev/null: %s", strerror(errno)));
+    if (length > password.capacity()) throw Failure(exit_password, catalogue_text("the password is too long"));
+    if (length == 0) throw Failure(exit_password, catalogue_format("no password on file descriptor %d", descriptor));
+    if (strlen(text) != length) throw Failure(exit_password, catalogue_text("the password contains a NUL byte"));
+    return password;
+}
