@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "platform/catalogue.h"
+#include "platform/common/write_all.h"
 #include "platform/terminal_text.h"
 #include "platform/treelogin.h"
 
@@ -90,15 +91,7 @@ Terminal::~Terminal() {
 }
 
 void Terminal::show(std::string_view text) {
-    const std::string safe = terminal_safe_text(text);
-    std::string_view rest = safe;
-    while (!rest.empty()) {
-        const ssize_t written = write(descriptor_, rest.data(), rest.size());
-        if (written != -1)
-            rest.remove_prefix(static_cast<size_t>(written));
-        else if (errno != EINTR)
-            return;
-    }
+    write_all(descriptor_, terminal_safe_text(text));
 }
 
 bool Terminal::askLine(std::string_view text, Secret *answer) {

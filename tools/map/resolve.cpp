@@ -7,6 +7,7 @@
 
 #include "include/qrtscript.h"
 #include "platform/catalogue.h"
+#include "platform/common/context_flags.h"
 #include "platform/zk.h"
 #include "tools/map/command.h"
 #include "tools/map/refusal.h"
@@ -54,9 +55,7 @@ void require(uint32_t code) {
 class LookupContext {
   public:
     LookupContext() {
-        // What the library sets for its own contexts, so that names and aliases mean the same here.
-        const uint32_t flags = 0x57;
-        require(ZKDSSetContext(context_.handle, DCK_FLAGS, &flags));
+        require(ZKDSSetContext(context_.handle, DCK_FLAGS, &login_context_flags));
         char ownDefault[ZK_MAX_NAME + 1] = {};
         const char *tree = getenv("QRT_TREE");
         if (tree == nullptr || *tree == '\0') {

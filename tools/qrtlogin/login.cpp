@@ -5,13 +5,12 @@
 
 #include "include/qrtscript.h"
 #include "platform/catalogue.h"
+#include "platform/common/context_flags.h"
 #include "platform/zk.h"
 #include "tools/qrtlogin/failure.h"
 
 namespace {
 
-// What the library sets for its own contexts, so that names and aliases mean the same to the login and to the scripts.
-constexpr uint32_t login_flags = 0x57;
 constexpr uint32_t login_option = 2;
 
 void require(uint32_t code, const std::string &attempt) {
@@ -52,7 +51,7 @@ void Login::useTree(const Options &options) {
         tree_ = options.server ? tree_of_server(*options.server) : default_tree(context_);
 
     const std::string attempt = catalogue_format("cannot use tree %s", tree_.c_str());
-    require(ZKDSSetContext(context_, DCK_FLAGS, &login_flags), attempt);
+    require(ZKDSSetContext(context_, DCK_FLAGS, &login_context_flags), attempt);
     require(ZKDSSetContext(context_, DCK_TREE_NAME, tree_.c_str()), attempt);
     if (!options.context) return;
     // A context is always complete from the root, with or without the period that says so.

@@ -11,6 +11,8 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "platform/common/write_all.h"
+
 namespace {
 
 // Where its descriptors stand. Not its own standard error, which somebody may wait to see closed.
@@ -27,24 +29,6 @@ void ignore_signals() {
         std::signal(signal, SIG_IGN);
 }
 
-// False with errno.
-bool write_all(const char *text, size_t length) {
-    while (length > 0) {
-        const ssize_t written = write(output, text, length);
-        if (written >= 0) {
-            text += written;
-            length -= static_cast<size_t>(written);
-        } else if (errno == EAGAIN) {
-            // Whoever shares the terminal or the pipe may have made it non-blocking.
-            pollfd room = {output, POLLOUT, 0};
-            poll(&room, 1, -1);
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // The end of the scripts' output is marked with a zero byte, which is not for the person.
 size_t without_zeroes(size_t length) {
     return static_cast<size_t>(std::remove(block, block + length, '\0') - block);
@@ -54,7 +38,7 @@ void show(size_t length) {
     if (scripts_run) length = without_zeroes(length);
     if (length == 0) return;
     line_is_open = block[length - 1] != '\n';
-    if (write_all(block, length)) return;
+    if (write_all(output, {block, length})) return;
     if (problem == 0) problem = errno;
     // From here on its writers are to see what they would see without it in between.
     if (!scripts_run) _exit(EXIT_SUCCESS);

@@ -1,36 +1,17 @@
 #include "tools/qrtlogin/terminal_streams.h"
 
-#include <poll.h>
 #include <unistd.h>
 #include <algorithm>
-#include <cerrno>
 #include <new>
 
 #include "include/qrtscript.h"
+#include "platform/common/write_all.h"
 #include "tools/qrtlogin/output_relay.h"
 #include "tools/qrtlogin/terminal_filter.h"
 
 namespace {
 
 TerminalFilter filter;
-
-// False with errno.
-bool write_all(const char *text, size_t length) {
-    while (length > 0) {
-        const ssize_t written = write(STDOUT_FILENO, text, length);
-        if (written >= 0) {
-            text += written;
-            length -= static_cast<size_t>(written);
-        } else if (errno == EAGAIN) {
-            // A program may have made the pipe non-blocking.
-            pollfd room = {STDOUT_FILENO, POLLOUT, 0};
-            poll(&room, 1, -1);
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
-    return true;
-}
 
 // A stream knows a failure by a number that is too small.
 ssize_t write_filtered(void *, const char *text, size_t size) {
@@ -41,7 +22,8 @@ ssize_t write_filtered(void *, const char *text, size_t size) {
         char piece[most];
         const char *from = text + at;
         const char *end = std::remove_copy(from, from + std::min(most, size - at), piece, '\0');
-        if (!write_all(shown, filter.pass({piece, static_cast<size_t>(end - piece)}, shown))) return 0;
+        const size_t length = filter.pass({piece, static_cast<size_t>(end - piece)}, shown);
+        if (!write_all(STDOUT_FILENO, {shown, length})) return 0;
     }
     return static_cast<ssize_t>(size);
 }
@@ -76,5 +58,6 @@ void TerminalStreams::takeLibrarysOutput() {
 void TerminalStreams::end() {
     char shown[TerminalFilter::room(0)];
     fflush(stdout);
-    write_all(shown, filter.end(shown));
+    const size_t length = filter.end(shown);
+    write_all(STDOUT_FILENO, {shown, length});
 }

@@ -1,15 +1,16 @@
 #include "platform/client/core/names.h"
 
-#include <unicase.h>
-#include <uninorm.h>
-#include <unistr.h>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
 #include <unordered_map>
 
+#include "platform/client/core/fold.h"
+#include "platform/common/hex.h"
+#include "platform/common/skip.h"
 #include "platform/zk.h"
 
 namespace {
@@ -82,10 +83,7 @@ size_t find_unescaped(std::string_view text, char c) {
 }
 
 std::string_view skip_blanks(std::string_view text) {
-    while (!text.empty() && text.front() == ' ') {
-        text.remove_prefix(1);
-    }
-    return text;
+    return skip_any(text, " ");
 }
 
 bool parse_part(std::string_view text, NamePart *part) {
@@ -162,13 +160,9 @@ bool is_among(char c, const char *special) {
     return false;
 }
 
-int hex_digit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    c = lower_case(c);
-    return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-}
+// libldap's ldap_str2dn would not do for DNs: it drops tabs and line ends around a value, by which a name that is held
+// back for them would be handed out, keeps blanks after an escaped backslash at the end, and takes empty values and
+// zero bytes.
 
 // One escape of a DN value: a backslash and either two hex digits or a special character. Moves `*i` to its last
 // character.
@@ -176,12 +170,11 @@ bool take_dn_escape(std::string_view text, size_t *i, char *c) {
     if (*i + 1 >= text.size()) {
         return false;
     }
-    int high = hex_digit(text[*i + 1]);
-    if (high >= 0) {
-        int low = *i + 2 < text.size() ? hex_digit(text[*i + 2]) : -1;
-        *c = static_cast<char>(high * 16 + low);
+    if (hex_digit(text[*i + 1]) >= 0) {
+        const std::optional<char> byte = hex_byte(text.substr(*i + 1));
+        *c = byte.value_or('\0');
         *i += 2;
-        return low >= 0 && *c != '\0';
+        return *c != '\0';
     }
     *c = text[++*i];
     return is_among(*c, " \"#+,;<=>\\"); // a zero byte is none of them
@@ -228,30 +221,6 @@ bool parse_whole_dn(std::string_view dn, Name *name) {
 
 bool same_part(const NamePart &a, const NamePart &b) {
     return (a.type.empty() || b.type.empty() || a.type == b.type) && name_fold(a.value) == name_fold(b.value);
-}
-
-// Letters of all languages as LDAP servers compare them: compatibility forms taken apart and put together again, and
-// each in lower case. Bytes that are not UTF-8 stay as they are.
-std::string fold_letters(std::string_view value) {
-    const auto *bytes = reinterpret_cast<const uint8_t *>(value.data());
-    if (u8_check(bytes, value.size()) != nullptr) {
-        return std::string(value);
-    }
-    size_t length = 0;
-    std::unique_ptr<uint8_t, decltype(&free)> normal(u8_normalize(UNINORM_NFKC, bytes, value.size(), nullptr, &length),
-                                                     &free);
-    if (normal == nullptr) {
-        throw std::bad_alloc();
-    }
-    std::string folded;
-    for (size_t at = 0; at < length;) {
-        ucs4_t letter = 0;
-        at += static_cast<size_t>(u8_mbtouc(&letter, normal.get() + at, length - at));
-        uint8_t small[4];
-        const int size = u8_uctomb(small, uc_tolower(letter), sizeof small);
-        folded.append(reinterpret_cast<const char *>(small), static_cast<size_t>(size));
-    }
-    return folded;
 }
 
 void append_escaped(std::string *out, std::string_view value, const char *special) {

@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "platform/client/core/descriptor.h"
+#include "platform/common/write_all.h"
 
 namespace {
 
@@ -55,18 +56,6 @@ int open_path(const std::string &path, bool make) {
         }
     }
     return at;
-}
-
-bool write_all(int descriptor, const std::string &text) {
-    size_t done = 0;
-    while (done < text.size()) {
-        ssize_t put = TEMP_FAILURE_RETRY(write(descriptor, text.data() + done, text.size() - done));
-        if (put <= 0) {
-            return false;
-        }
-        done += static_cast<size_t>(put);
-    }
-    return true;
 }
 
 } // namespace

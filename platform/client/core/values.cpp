@@ -4,10 +4,12 @@
 #include <climits>
 #include <cstring>
 #include <ctime>
+#include <optional>
 
 #include "platform/catalogue.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/schema.h"
+#include "platform/common/hex.h"
 #include "platform/zk.h"
 
 namespace {
@@ -155,12 +157,6 @@ void parse_path(std::string_view text, const Name &base, Value *value) {
     value->text = text.substr(hash + 1);
 }
 
-int hex_value(char c) {
-    const char *digits = "0123456789abcdef0123456789ABCDEF";
-    const char *found = c == '\0' ? nullptr : strchr(digits, c);
-    return found == nullptr ? -1 : static_cast<int>((found - digits) % 16);
-}
-
 void parse_network_address(std::string_view text, Value *value) {
     size_t hash = text.find('#');
     if (hash == std::string_view::npos || (text.size() - hash) % 2 == 0) {
@@ -168,12 +164,11 @@ void parse_network_address(std::string_view text, Value *value) {
     }
     value->type = parse_type(text.substr(0, hash), catalogue_text("the type of a network address must be a number"));
     for (size_t i = hash + 1; i < text.size(); i += 2) {
-        int high = hex_value(text[i]);
-        int low = hex_value(text[i + 1]);
-        if (high < 0 || low < 0) {
+        const std::optional<char> byte = hex_byte(text.substr(i));
+        if (!byte) {
             throw DataError(catalogue_text("not a network address of the form type#hex-digits"));
         }
-        value->text += static_cast<char>(high * 16 + low);
+        value->text += *byte;
     }
 }
 

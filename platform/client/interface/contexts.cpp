@@ -4,11 +4,12 @@
 #include "platform/client/interface/boundary.h"
 #include "platform/client/session/connections.h"
 #include "platform/client/session/login_password.h"
+#include "platform/common/context_flags.h"
 
 namespace {
 
 constexpr uint32_t first_flags = DCV_DEREF_ALIASES | DCV_XLATE_STRINGS | DCV_CANONICALIZE_NAMES;
-constexpr uint32_t known_flags = first_flags | DCV_TYPELESS_NAMES | 0x40;
+constexpr uint32_t known_flags = login_context_flags;
 
 void set_flags(Context *context, uint32_t flags) {
     error_unless((flags & ~known_flags) == 0, ZKE_BAD_PARAMETER);

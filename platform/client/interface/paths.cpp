@@ -12,6 +12,7 @@
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 #include "platform/client/session/connections.h"
+#include "platform/common/skip.h"
 
 namespace {
 
@@ -25,22 +26,13 @@ struct NetworkPath {
     std::string_view rest;
 };
 
-bool is_slash(char c) {
-    return c == '/' || c == '\\';
-}
-
-std::string_view skip_slashes(std::string_view text) {
-    while (!text.empty() && is_slash(text.front())) {
-        text.remove_prefix(1);
-    }
-    return text;
-}
+constexpr std::string_view slashes = "/\\";
 
 bool split(std::string_view path, NetworkPath *parts) {
     const std::string_view start = path.substr(0, 2);
     if (start == "//" || start == "\\\\") {
         path.remove_prefix(2);
-        size_t slash = path.find_first_of("/\\");
+        size_t slash = path.find_first_of(slashes);
         if (slash == std::string_view::npos) {
             return false;
         }
@@ -58,7 +50,7 @@ bool split(std::string_view path, NetworkPath *parts) {
     }
     parts->rest = path.substr(colon + 1);
     path = path.substr(0, colon);
-    size_t slash = path.find_first_of("/\\");
+    size_t slash = path.find_first_of(slashes);
     if (slash != std::string_view::npos) {
         parts->server = path.substr(0, slash);
         path.remove_prefix(slash + 1);
@@ -67,7 +59,7 @@ bool split(std::string_view path, NetworkPath *parts) {
         }
     }
     parts->volume = path;
-    return !path.empty() && path.find_first_of("/\\") == std::string_view::npos;
+    return !path.empty() && path.find_first_of(slashes) == std::string_view::npos;
 }
 
 Connection &open_default_server() {
@@ -120,7 +112,7 @@ uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char 
         NetworkPath parts;
         error_unless(strlen(path) <= path_limit && split(path, &parts) && parts.volume.size() <= volume_limit,
                      ZKE_MALFORMED_NAME);
-        parts.rest = skip_slashes(parts.rest);
+        parts.rest = skip_any(parts.rest, slashes);
         error_unless(parts.rest.size() <= rest_limit, ZKE_BUFFER_TOO_SMALL);
         Use use{parts.server.empty() ? open_default_server() : connection_open_server(parts.server)};
         const std::string spelled = find_volume(use.connection, parts.volume);

@@ -13,7 +13,9 @@
 #include "platform/catalogue.h"
 #include "platform/client/core/descriptor.h"
 #include "platform/client/core/errors.h"
-#include "platform/client/core/names.h"
+#include "platform/common/hex.h"
+#include "platform/common/nocase.h"
+#include "platform/common/skip.h"
 
 namespace {
 
@@ -85,8 +87,7 @@ bool decode_base64(std::string_view text, std::string *bytes) {
 }
 
 std::string_view skip_blanks(std::string_view text) {
-    size_t first = text.find_first_not_of(" \t");
-    return first == std::string_view::npos ? std::string_view() : text.substr(first);
+    return skip_any(text, " \t");
 }
 
 bool is_attribute_name(std::string_view name) {
@@ -100,11 +101,7 @@ bool decode_percent(std::string_view text, std::string *out) {
     for (size_t i = 0; i < text.size(); i++) {
         char c = text[i];
         if (c == '%') {
-            const std::string hex(text.substr(i + 1, 2));
-            if (strspn(hex.c_str(), "0123456789abcdefABCDEF") != 2) {
-                return false;
-            }
-            c = static_cast<char>(strtol(hex.c_str(), nullptr, 16));
+            c = hex_byte(text.substr(i + 1)).value_or('\0');
             i += 2;
         }
         if (c == '\0') {
