@@ -1,26 +1,19 @@
 #include "platform/client/ldap/connection.h"
 
 #include <openldap.h>
-#include <sys/time.h>
 #include <unistd.h>
-#include <algorithm>
 #include <cstring>
 #include <memory>
 
 #include "platform/catalogue.h"
 #include "platform/client/core/names.h"
 #include "platform/client/ldap/certificate.h"
+#include "platform/client/ldap/options.h"
 #include "platform/client/ldap/ticket.h"
 #include "platform/client/ldap/waiting.h"
 #include "platform/zk.h"
 
 namespace {
-
-timeval time_left(LdapDeadline deadline) {
-    auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - LdapClock::now()).count();
-    left = std::max<long long>(left, 1000);
-    return {static_cast<time_t>(left / 1'000'000), static_cast<suseconds_t>(left % 1'000'000)};
-}
 
 bool is_same_dn(const std::string &one, const std::string &other) {
     Name first;
@@ -32,18 +25,6 @@ bool is_same_dn(const std::string &one, const std::string &other) {
 // As "Who am I?" was answered.
 const char *name_or_anonymous(const std::string &who) {
     return who.empty() ? catalogue_text("an anonymous user") : who.c_str();
-}
-
-struct OptionRow {
-    int option;
-    int value;
-};
-
-void must(int result, const LdapUri &address, const char *what) {
-    if (result != LDAP_OPT_SUCCESS) {
-        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
-                          catalogue_format("%1$s: libldap rejected %2$s", address.text.c_str(), what));
-    }
 }
 
 } // namespace
@@ -66,49 +47,7 @@ void LdapConnection::open(LdapDeadline deadline) {
     wire->handle.reset(ld);
     begin(deadline);
     watch.attach(ld);
-    setOptions(deadline);
-}
-
-// Each one is set, whatever an ldaprc file or the environment says.
-void LdapConnection::setOptions(LdapDeadline deadline) {
-    const OptionRow numbers[] = {
-        {LDAP_OPT_PROTOCOL_VERSION, LDAP_VERSION3},
-        {LDAP_OPT_DEREF, LDAP_DEREF_NEVER},
-        {LDAP_OPT_SIZELIMIT, LDAP_NO_LIMIT},
-        {LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT},
-    };
-    for (const OptionRow &row : numbers) {
-        must(ldap_set_option(ld, row.option, &row.value), address, catalogue_text("an option"));
-    }
-    must(ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF), address, catalogue_text("an option"));
-    must(ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_OFF), address, catalogue_text("an option"));
-    timeval left = time_left(deadline);
-    must(ldap_set_option(ld, LDAP_OPT_NETWORK_TIMEOUT, &left), address, catalogue_text("a time limit"));
-    must(ldap_set_option(ld, LDAP_OPT_TIMEOUT, &left), address, catalogue_text("a time limit"));
-}
-
-void LdapConnection::setTlsOptions(int requireCertificate) {
-    const OptionRow numbers[] = {
-        {LDAP_OPT_X_TLS_REQUIRE_CERT, requireCertificate},
-        {LDAP_OPT_X_TLS_REQUIRE_SAN, LDAP_OPT_X_TLS_ALLOW}, // names in the certificate's list come before its subject
-        {LDAP_OPT_X_TLS_PROTOCOL_MIN, LDAP_OPT_X_TLS_PROTOCOL_TLS1_2},
-    };
-    for (const OptionRow &row : numbers) {
-        must(ldap_set_option(ld, row.option, &row.value), address, catalogue_text("a TLS option"));
-    }
-    // No certificate of the client's own, no authorities beside the configured file, the TLS library's own choice of
-    // ciphers.
-    for (int option :
-         {LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CIPHER_SUITE}) {
-        must(ldap_set_option(ld, option, nullptr), address, catalogue_text("a TLS option"));
-    }
-    must(ldap_set_option(ld, LDAP_OPT_X_TLS_CACERTFILE, config.caFile.c_str()), address, catalogue_text("the CA file"));
-    const int client = 0;
-    if (ldap_set_option(ld, LDAP_OPT_X_TLS_NEWCTX, &client) != LDAP_OPT_SUCCESS) {
-        throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
-                          catalogue_format("%1$s: cannot use the CA file %2$s: it contains no valid certificate",
-                                           address.text.c_str(), config.caFile.c_str()));
-    }
+    ldap_options_set(ld, address, deadline);
 }
 
 void LdapConnection::startTls(LdapDeadline deadline) {
@@ -132,10 +71,10 @@ void LdapConnection::secure(LdapDeadline deadline) {
                           catalogue_format("%1$s: cannot read the CA file %2$s: %3$s", address.text.c_str(),
                                            config.caFile.c_str(), strerror(errno)));
     }
-    setTlsOptions(LDAP_OPT_X_TLS_DEMAND);
+    ldap_options_set_tls(ld, address, config.caFile, LDAP_OPT_X_TLS_DEMAND);
     const bool nameIsOurs = isForLocalhost(deadline);
     if (nameIsOurs) {
-        leaveOutNameCheck();
+        ldap_options_leave_out_name_check(ld, address);
     }
     if (!address.tls) {
         startTls(deadline);
@@ -153,13 +92,6 @@ void LdapConnection::secure(LdapDeadline deadline) {
 bool LdapConnection::isForLocalhost(LdapDeadline deadline) {
     return equal_nocase(address.host, "localhost") &&
            certificate_is_good(inspectedCertificate(deadline), address.host, config.caFile);
-}
-
-// libldap has taken from the options into the TLS context, made by now, that the certificate must be verified. What it
-// still looks up in them is whether to compare names.
-void LdapConnection::leaveOutNameCheck() {
-    const int allow = LDAP_OPT_X_TLS_ALLOW;
-    must(ldap_set_option(ld, LDAP_OPT_X_TLS_REQUIRE_CERT, &allow), address, catalogue_text("a TLS option"));
 }
 
 // Why did the handshake fail? A second one that takes any certificate, and sends nothing, tells the certificate's
@@ -189,7 +121,7 @@ LdapConnection::LdapConnection(const LdapConnection &refused, Inspect, LdapDeadl
 std::string LdapConnection::inspectedCertificate(LdapDeadline deadline) const {
     try {
         LdapConnection inspection(*this, Inspect(), deadline);
-        inspection.setTlsOptions(LDAP_OPT_X_TLS_NEVER);
+        ldap_options_set_tls(inspection.ld, address, config.caFile, LDAP_OPT_X_TLS_NEVER);
         if (!address.tls) {
             inspection.startTls(deadline);
         }
@@ -244,7 +176,7 @@ void LdapConnection::fail(int result, const char *what) const {
 }
 
 int LdapConnection::waitFor(int message, LdapDeadline until, LDAPMessage **messages) {
-    timeval left = time_left(until);
+    timeval left = ldap_time_left(until);
     return ldap_result(ld, message, LDAP_MSG_ALL, &left, messages);
 }
 

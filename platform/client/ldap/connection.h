@@ -38,12 +38,9 @@ class LdapConnection {
     bool wasClosed() const { return watch.event() == LdapWatch::Closed; }
 
   private:
-    void setOptions(LdapDeadline deadline);
-    void setTlsOptions(int requireCertificate);
     void secure(LdapDeadline deadline);
     [[noreturn]] void refuseTls(LdapDeadline deadline);
     bool isForLocalhost(LdapDeadline deadline);
-    void leaveOutNameCheck();
     std::string inspectedCertificate(LdapDeadline deadline) const;
     std::string peerCertificate() const;
     void startTls(LdapDeadline deadline);
