@@ -70,18 +70,6 @@ bool normal_type(std::string_view written, std::string *type) {
     return true;
 }
 
-// The position of the next `c` that no backslash precedes, or npos.
-size_t find_unescaped(std::string_view text, char c) {
-    for (size_t i = 0; i < text.size(); i++) {
-        if (text[i] == '\\') {
-            i++;
-        } else if (text[i] == c) {
-            return i;
-        }
-    }
-    return std::string_view::npos;
-}
-
 std::string_view skip_blanks(std::string_view text) {
     return skip_any(text, " ");
 }

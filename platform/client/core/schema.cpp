@@ -40,7 +40,7 @@ using Index = std::unordered_map<std::string, const SchemaAttribute *>;
 std::string directory_key(std::string_view name) {
     std::string key(name);
     for (char &c : key) {
-        c = c == '_' ? ' ' : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+        c = c == '_' ? ' ' : lower_case(c);
     }
     return key;
 }

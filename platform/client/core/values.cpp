@@ -10,6 +10,7 @@
 #include "platform/client/core/errors.h"
 #include "platform/client/core/schema.h"
 #include "platform/common/hex.h"
+#include "platform/common/skip.h"
 #include "platform/zk.h"
 
 namespace {
@@ -138,14 +139,11 @@ uint32_t parse_type(std::string_view text, const char *what) {
 }
 
 size_t next_hash(std::string_view text) {
-    for (size_t i = 0; i < text.size(); i++) {
-        if (text[i] == '\\') {
-            i++;
-        } else if (text[i] == '#') {
-            return i;
-        }
+    const size_t found = find_unescaped(text, '#');
+    if (found == std::string_view::npos) {
+        throw DataError(catalogue_text("not a path of the form name-space#DN#path"));
     }
-    throw DataError(catalogue_text("not a path of the form name-space#DN#path"));
+    return found;
 }
 
 void parse_path(std::string_view text, const Name &base, Value *value) {
