@@ -11,9 +11,8 @@
 #include "platform/common/places.h"
 
 static bool occurs_nocase(std::string_view text, std::string_view pattern) {
-    for (size_t at = 0; at + pattern.size() <= text.size(); ++at) {
+    for (size_t at = 0; at + pattern.size() <= text.size(); ++at)
         if (equal_nocase(text.substr(at, pattern.size()), pattern)) return true;
-    }
     return false;
 }
 
@@ -87,9 +86,8 @@ ConfResult conf_value(const char *fileName, const char *section, const char *key
     if (file == nullptr) return conf_no_file;
     char line[conf_line_size];
     int found = 0;
-    while (found <= 0 && fgets(line, sizeof line, file) != nullptr) {
+    while (found <= 0 && fgets(line, sizeof line, file) != nullptr)
         found = conf_line_value(line, key, value, valueSize);
-    }
     fclose(file);
     if (found <= 0) return conf_no_key;
     if (found == 1) return conf_found;

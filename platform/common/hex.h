@@ -15,9 +15,7 @@ inline int hex_digit(char c) {
 
 // The byte that the first two characters stand for.
 inline std::optional<char> hex_byte(std::string_view text) {
-    if (text.size() < 2 || hex_digit(text[0]) < 0 || hex_digit(text[1]) < 0) {
-        return std::nullopt;
-    }
+    if (text.size() < 2 || hex_digit(text[0]) < 0 || hex_digit(text[1]) < 0) return std::nullopt;
     return static_cast<char>(hex_digit(text[0]) * 16 + hex_digit(text[1]));
 }
 

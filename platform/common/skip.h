@@ -12,13 +12,11 @@ inline std::string_view skip_any(std::string_view text, std::string_view charact
 
 // The position of the next `c` that no backslash precedes, or npos.
 inline size_t find_unescaped(std::string_view text, char c) {
-    for (size_t i = 0; i < text.size(); i++) {
-        if (text[i] == '\\') {
+    for (size_t i = 0; i < text.size(); i++)
+        if (text[i] == '\\')
             i++;
-        } else if (text[i] == c) {
+        else if (text[i] == c)
             return i;
-        }
-    }
     return std::string_view::npos;
 }
 

@@ -42,39 +42,29 @@ class Table {
 
     std::string text(const char *key, const std::string &otherwise) {
         const toml::node *node = get(key);
-        if (node == nullptr) {
-            return otherwise;
-        }
+        if (node == nullptr) return otherwise;
         return text_of(*node, key);
     }
 
     std::string required(const char *key, size_t limit) {
         std::string value = text(key, "");
-        if (value.empty() || value.size() > limit) {
+        if (value.empty() || value.size() > limit)
             refuse(key, catalogue_format("%1$s is required and must have 1 to %2$zu bytes", key, limit));
-        }
         return value;
     }
 
     bool texts(const char *key, std::vector<std::string> *values) {
         const toml::node *node = get(key);
-        if (node == nullptr) {
-            return false;
-        }
-        if (!node->is_array()) {
-            refuse(node->source(), catalogue_format("%s must be a list of strings", key));
-        }
-        for (const toml::node &element : *node->as_array()) {
-            values->push_back(text_of(element, key));
-        }
+        if (node == nullptr) return false;
+        if (!node->is_array()) refuse(node->source(), catalogue_format("%s must be a list of strings", key));
+        for (const toml::node &element : *node->as_array()) values->push_back(text_of(element, key));
         return true;
     }
 
     bool flag(const char *key, bool otherwise) {
         const toml::node *node = get(key);
-        if (node != nullptr && !node->is_boolean()) {
+        if (node != nullptr && !node->is_boolean())
             refuse(node->source(), catalogue_format("%s must be true or false", key));
-        }
         return node == nullptr ? otherwise : node->as_boolean()->get();
     }
 
@@ -82,9 +72,8 @@ class Table {
     double seconds(const char *key, double otherwise) {
         const toml::node *node = get(key);
         std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
-        if (!value || !(*value > 0 && *value <= 3600)) {
+        if (!value || !(*value > 0 && *value <= 3600))
             refuse(key, catalogue_format("%s must be a number of seconds greater than 0 and at most 3600", key));
-        }
         return *value;
     }
 
@@ -92,9 +81,8 @@ class Table {
     double days(const char *key, double otherwise) {
         const toml::node *node = get(key);
         std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
-        if (!value || !(*value > 0 && *value <= 3650)) {
+        if (!value || !(*value > 0 && *value <= 3650))
             refuse(key, catalogue_format("%s must be a number of days greater than 0 and at most 3650", key));
-        }
         return *value;
     }
 
@@ -102,14 +90,11 @@ class Table {
     std::vector<std::pair<std::string, std::string>> pairs(const char *key) {
         std::vector<std::pair<std::string, std::string>> found;
         const toml::node *node = get(key);
-        if (node != nullptr && !node->is_table()) {
+        if (node != nullptr && !node->is_table())
             refuse(node->source(), catalogue_format("%s must be a table of strings", key));
-        }
-        if (node != nullptr) {
-            for (auto &&[name, value] : *node->as_table()) {
+        if (node != nullptr)
+            for (auto &&[name, value] : *node->as_table())
                 found.emplace_back(std::string(name.str()), text_of(value, key));
-            }
-        }
         return found;
     }
 
@@ -118,12 +103,9 @@ class Table {
     template <typename Each>
     void tables(const char *key, Each each) {
         const toml::node *node = get(key);
-        if (node == nullptr) {
-            return;
-        }
-        if (!node->is_array_of_tables()) {
+        if (node == nullptr) return;
+        if (!node->is_array_of_tables())
             refuse(node->source(), catalogue_format("%1$s must be written as [[%1$s]]", key));
-        }
         for (const toml::node &element : *node->as_array()) {
             Table one(file, *element.as_table());
             each(one);
@@ -132,11 +114,9 @@ class Table {
     }
 
     void check_all_known() const {
-        for (auto &&[key, node] : table) {
-            if (known.count(std::string(key.str())) == 0) {
+        for (auto &&[key, node] : table)
+            if (known.count(std::string(key.str())) == 0)
                 refuse(key.source(), catalogue_format("unknown key %s", std::string(key.str()).c_str()));
-            }
-        }
     }
 
   private:
@@ -146,13 +126,10 @@ class Table {
     }
 
     std::string text_of(const toml::node &node, const char *key) const {
-        if (!node.is_string()) {
-            refuse(node.source(), catalogue_format("%s must be a string", key));
-        }
+        if (!node.is_string()) refuse(node.source(), catalogue_format("%s must be a string", key));
         const std::string &value = node.as_string()->get();
-        if (value.find('\0') != std::string::npos) {
+        if (value.find('\0') != std::string::npos)
             refuse(node.source(), catalogue_format("%s contains a NUL byte", key));
-        }
         return value;
     }
 
@@ -166,12 +143,9 @@ bool starts_with(const std::string &text, const char *start) {
 }
 
 void check_uris(const Table &table, const ConfigLdap &ldap) {
-    if (ldap.uris.empty()) {
-        table.refuse("uris", catalogue_text("uris must name at least one server"));
-    }
-    if (ldap.gssapi && ldap.external) {
+    if (ldap.uris.empty()) table.refuse("uris", catalogue_text("uris must name at least one server"));
+    if (ldap.gssapi && ldap.external)
         table.refuse("sasl_gssapi", catalogue_text("sasl_gssapi and sasl_external are mutually exclusive"));
-    }
     for (const std::string &uri : ldap.uris) {
         bool known = starts_with(uri, "ldap://") || starts_with(uri, "ldaps://") || starts_with(uri, "ldapi://");
         if (!known || uri.find_first_of(" ?") != std::string::npos) {
@@ -204,12 +178,10 @@ void read_attributes(Table &table, std::map<std::string, std::string> *attribute
                                           name.c_str(), site.c_str()));
         }
         // Passwords are never read, and objects are told apart by the one class attribute that LDAP has.
-        if (equal_nocase(row->ldap, "userPassword") || equal_nocase(row->ldap, "objectClass")) {
+        if (equal_nocase(row->ldap, "userPassword") || equal_nocase(row->ldap, "objectClass"))
             table.refuse("attributes", catalogue_format("%s cannot be renamed", row->ldap));
-        }
-        if (!attributes->emplace(row->ldap, site).second) {
+        if (!attributes->emplace(row->ldap, site).second)
             table.refuse("attributes", catalogue_format("%s is given twice", row->ldap));
-        }
     }
 }
 
@@ -239,13 +211,10 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     check_uris(table, ldap);
     ldap.searchBase = table.text("search_base", "");
     Name searched;
-    if (!name_parse_dn(ldap.searchBase, {}, &searched, nullptr)) {
+    if (!name_parse_dn(ldap.searchBase, {}, &searched, nullptr))
         table.refuse("search_base", catalogue_text("malformed DN"));
-    }
     ldap.caFile = table.text("ca_file", ldap.caFile);
-    if (ldap.caFile.empty() || ldap.caFile.front() != '/') {
-        ldap.caFile = folder + ldap.caFile;
-    }
+    if (ldap.caFile.empty() || ldap.caFile.front() != '/') ldap.caFile = folder + ldap.caFile;
     ldap.localOwner = table.text("ldapi_owner", ldap.localOwner);
     ldap.startTls = table.flag("start_tls", ldap.startTls);
     ldap.cleartextLoopback = table.flag("allow_cleartext_loopback", ldap.cleartextLoopback);
@@ -261,14 +230,10 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
 ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<ConfigTree> &before) {
     ConfigTree tree;
     tree.name = table.required("name", tree_name_limit);
-    if (tree.name.back() == '_') {
-        table.refuse("name", catalogue_text("a tree name must not end in \"_\""));
-    }
-    for (const ConfigTree &other : before) {
-        if (equal_nocase(other.name, tree.name)) {
+    if (tree.name.back() == '_') table.refuse("name", catalogue_text("a tree name must not end in \"_\""));
+    for (const ConfigTree &other : before)
+        if (equal_nocase(other.name, tree.name))
             table.refuse("name", catalogue_format("tree %s is already defined", tree.name.c_str()));
-        }
-    }
     if (table.has("uris") && table.has("ldif")) {
         table.refuse("uris", catalogue_text("a tree cannot have both ldif and uris"));
     } else if (table.has("uris")) {
@@ -282,13 +247,10 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
     }
     tree.base = table.text("base", "");
     Name base;
-    if (!name_parse_dn(tree.base, {}, &base, nullptr)) {
-        table.refuse("base", catalogue_text("malformed DN"));
-    }
+    if (!name_parse_dn(tree.base, {}, &base, nullptr)) table.refuse("base", catalogue_text("malformed DN"));
     Name searched;
-    if (!tree.ldap.searchBase.empty() && !name_parse_dn(tree.ldap.searchBase, base, &searched, nullptr)) {
+    if (!tree.ldap.searchBase.empty() && !name_parse_dn(tree.ldap.searchBase, base, &searched, nullptr))
         table.refuse("search_base", catalogue_text("search_base must be base or below it"));
-    }
     tree.defaultServer = table.text("default_server", "");
     tree.sharePassword = table.flag("share_password", tree.sharePassword);
     tree.anyText = table.flag("any_text", tree.anyText);
@@ -307,14 +269,10 @@ ConfigServer read_server(Table &table) {
 }
 
 void check_default_tree(const Table &top, const Config &config) {
-    for (const ConfigTree &tree : config.trees) {
-        if (equal_nocase(tree.name, config.defaultTree)) {
-            return;
-        }
-    }
-    if (!config.defaultTree.empty()) {
+    for (const ConfigTree &tree : config.trees)
+        if (equal_nocase(tree.name, config.defaultTree)) return;
+    if (!config.defaultTree.empty())
         top.refuse("default_tree", catalogue_format("unknown tree %s", config.defaultTree.c_str()));
-    }
 }
 
 Config read_config(const std::string &path, const toml::table &parsed) {
@@ -343,9 +301,7 @@ Config config_load(const std::string &path) {
         const int problem = errno;
         error_keep(catalogue_format("%1$s: cannot open the configuration file: %2$s", path.c_str(), strerror(problem))
                        .c_str());
-        if (problem != ENOENT) {
-            throw DataError(error_kept());
-        }
+        if (problem != ENOENT) throw DataError(error_kept());
     } // one that is not there is read like an empty one
     std::string text;
     try {
@@ -356,9 +312,8 @@ Config config_load(const std::string &path) {
     try {
         // Without the path: the parser copies it where it must not throw, and would end the process without memory.
         Config config = read_config(path, toml::parse(std::string_view(text)));
-        if (config.trees.empty() && file.is_open()) {
+        if (config.trees.empty() && file.is_open())
             error_keep(catalogue_format("%s has no [[tree]]", path.c_str()).c_str());
-        }
         return config;
     } catch (const toml::parse_error &error) {
         throw DataError(path + ":" + std::to_string(error.source().begin.line) + ":" +

@@ -19,9 +19,7 @@ EntryPtr root_entry() {
 // What an alias stands for takes the place of its name, `below` parts from the leaf.
 bool follow_alias(const Entry &entry, const Name &base, size_t below, Name *wanted) {
     const std::string *target = entry.first("aliasedObjectName");
-    if (target == nullptr || !entry.is_class("Alias")) {
-        return false;
-    }
+    if (target == nullptr || !entry.is_class("Alias")) return false;
     Name real = value_parse(schema_dn, *target, base).name;
     wanted->resize(below);
     wanted->insert(wanted->end(), real.begin(), real.end());
@@ -34,19 +32,12 @@ EntryPtr entry_find(const Name &name, Aliases aliases, const Name &base, const E
     Name wanted = name;
     for (int hops = 0; hops <= alias_limit && wanted.size() <= name_depth_limit; hops++) {
         EntryPtr found = at(wanted);
-        if (found != nullptr && (aliases == Aliases::Keep || !found->is_class("Alias"))) {
-            return found;
-        }
-        if (wanted.empty()) {
-            return root_entry();
-        }
+        if (found != nullptr && (aliases == Aliases::Keep || !found->is_class("Alias"))) return found;
+        if (wanted.empty()) return root_entry();
         size_t below = 0;
-        while (aliases == Aliases::Follow && found == nullptr && ++below < wanted.size()) {
+        while (aliases == Aliases::Follow && found == nullptr && ++below < wanted.size())
             found = above(name_above(wanted, below));
-        }
-        if (found == nullptr || !follow_alias(*found, base, below, &wanted)) {
-            return nullptr;
-        }
+        if (found == nullptr || !follow_alias(*found, base, below, &wanted)) return nullptr;
     }
     throw DataError(catalogue_format("too many levels of aliases: %s", name_to_dotted(name, true).c_str()));
 }

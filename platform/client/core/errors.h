@@ -27,9 +27,7 @@ class DataError : public CodedError {
 
 // Throws CodedError, without a sentence, unless the condition holds.
 inline void error_unless(bool condition, uint32_t code) {
-    if (!condition) {
-        throw CodedError(code);
-    }
+    if (!condition) throw CodedError(code);
 }
 
 // Keeps the sentence for ZKGetLastErrorText, what cannot be printed as "\x1B"; never throws (without memory the old

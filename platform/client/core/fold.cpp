@@ -9,15 +9,11 @@
 
 std::string fold_letters(std::string_view value) {
     const auto *bytes = reinterpret_cast<const uint8_t *>(value.data());
-    if (u8_check(bytes, value.size()) != nullptr) {
-        return std::string(value);
-    }
+    if (u8_check(bytes, value.size()) != nullptr) return std::string(value);
     size_t length = 0;
     std::unique_ptr<uint8_t, decltype(&free)> normal(u8_normalize(UNINORM_NFKC, bytes, value.size(), nullptr, &length),
                                                      &free);
-    if (normal == nullptr) {
-        throw std::bad_alloc();
-    }
+    if (normal == nullptr) throw std::bad_alloc();
     std::string folded;
     for (size_t at = 0; at < length;) {
         ucs4_t letter = 0;

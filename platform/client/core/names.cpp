@@ -60,12 +60,9 @@ bool is_type_char(char c) {
 }
 
 bool normal_type(std::string_view written, std::string *type) {
-    while (!written.empty() && written.back() == ' ') {
-        written.remove_suffix(1);
-    }
-    if (written.empty() || !is_letter(written.front()) || !std::all_of(written.begin(), written.end(), is_type_char)) {
+    while (!written.empty() && written.back() == ' ') written.remove_suffix(1);
+    if (written.empty() || !is_letter(written.front()) || !std::all_of(written.begin(), written.end(), is_type_char))
         return false;
-    }
     *type = name_type(written);
     return true;
 }
@@ -77,22 +74,16 @@ std::string_view skip_blanks(std::string_view text) {
 bool parse_part(std::string_view text, NamePart *part) {
     size_t equals = find_unescaped(text, '=');
     if (equals != std::string_view::npos) {
-        if (!normal_type(skip_blanks(text.substr(0, equals)), &part->type)) {
-            return false;
-        }
+        if (!normal_type(skip_blanks(text.substr(0, equals)), &part->type)) return false;
         text.remove_prefix(equals + 1);
     }
     text = skip_blanks(text);
     size_t keep = 0; // blanks after this length are trailing ones
     for (size_t i = 0; i < text.size(); i++) {
         bool escaped = text[i] == '\\';
-        if (escaped && ++i == text.size()) {
-            return false;
-        }
+        if (escaped && ++i == text.size()) return false;
         part->value += text[i];
-        if (escaped || text[i] != ' ') {
-            keep = part->value.size();
-        }
+        if (escaped || text[i] != ' ') keep = part->value.size();
     }
     part->value.resize(keep);
     return keep > 0;
@@ -103,21 +94,16 @@ bool parse_parts(std::string_view text, Name *name) {
     for (;;) {
         size_t dot = find_unescaped(text, '.');
         NamePart part;
-        if (name->size() == name_depth_limit || !parse_part(text.substr(0, dot), &part)) {
-            return false;
-        }
+        if (name->size() == name_depth_limit || !parse_part(text.substr(0, dot), &part)) return false;
         name->push_back(std::move(part));
-        if (dot == std::string_view::npos) {
-            return true;
-        }
+        if (dot == std::string_view::npos) return true;
         text.remove_prefix(dot + 1);
     }
 }
 
 bool ends_in_root(std::string_view text) {
-    if (text.size() < root_part.size() || !equal_nocase(text.substr(text.size() - root_part.size()), root_part)) {
+    if (text.size() < root_part.size() || !equal_nocase(text.substr(text.size() - root_part.size()), root_part))
         return false;
-    }
     text.remove_suffix(root_part.size());
     return text.empty() || (text.back() == '.' && (text.size() == 1 || text[text.size() - 2] != '\\'));
 }
@@ -127,12 +113,8 @@ size_t take_trailing_dots(std::string_view *text) {
     size_t dots = 0;
     while (!text->empty() && text->back() == '.') {
         size_t backslashes = 0;
-        while (backslashes + 1 < text->size() && (*text)[text->size() - 2 - backslashes] == '\\') {
-            backslashes++;
-        }
-        if (backslashes % 2 == 1) {
-            break;
-        }
+        while (backslashes + 1 < text->size() && (*text)[text->size() - 2 - backslashes] == '\\') backslashes++;
+        if (backslashes % 2 == 1) break;
         text->remove_suffix(1);
         dots++;
     }
@@ -140,11 +122,8 @@ size_t take_trailing_dots(std::string_view *text) {
 }
 
 bool is_among(char c, const char *special) {
-    for (; *special != '\0'; special++) {
-        if (*special == c) {
-            return true;
-        }
-    }
+    for (; *special != '\0'; special++)
+        if (*special == c) return true;
     return false;
 }
 
@@ -155,9 +134,7 @@ bool is_among(char c, const char *special) {
 // One escape of a DN value: a backslash and either two hex digits or a special character. Moves `*i` to its last
 // character.
 bool take_dn_escape(std::string_view text, size_t *i, char *c) {
-    if (*i + 1 >= text.size()) {
-        return false;
-    }
+    if (*i + 1 >= text.size()) return false;
     if (hex_digit(text[*i + 1]) >= 0) {
         const std::optional<char> byte = hex_byte(text.substr(*i + 1));
         *c = byte.value_or('\0');
@@ -170,20 +147,14 @@ bool take_dn_escape(std::string_view text, size_t *i, char *c) {
 
 bool parse_dn_value(std::string_view text, std::string *value) {
     text = skip_blanks(text);
-    if (!text.empty() && text.front() == '#') {
-        return false;
-    }
+    if (!text.empty() && text.front() == '#') return false;
     size_t keep = 0;
     for (size_t i = 0; i < text.size(); i++) {
         char c = text[i];
         bool escaped = c == '\\';
-        if (escaped ? !take_dn_escape(text, &i, &c) : c == '\0' || strchr("\"+;<>", c) != nullptr) {
-            return false;
-        }
+        if (escaped ? !take_dn_escape(text, &i, &c) : c == '\0' || strchr("\"+;<>", c) != nullptr) return false;
         *value += c;
-        if (escaped || c != ' ') {
-            keep = value->size();
-        }
+        if (escaped || c != ' ') keep = value->size();
     }
     value->resize(keep);
     return keep > 0;
@@ -196,13 +167,10 @@ bool parse_whole_dn(std::string_view dn, Name *name) {
         size_t equals = rdn.find('=');
         NamePart part;
         if (name->size() == 2 * name_depth_limit || equals == std::string_view::npos ||
-            !normal_type(rdn.substr(0, equals), &part.type) || !parse_dn_value(rdn.substr(equals + 1), &part.value)) {
+            !normal_type(rdn.substr(0, equals), &part.type) || !parse_dn_value(rdn.substr(equals + 1), &part.value))
             return false;
-        }
         name->push_back(std::move(part));
-        if (comma == std::string_view::npos) {
-            return true;
-        }
+        if (comma == std::string_view::npos) return true;
         dn.remove_prefix(comma + 1);
     }
 }
@@ -220,26 +188,20 @@ void append_escaped(std::string *out, std::string_view value, const char *specia
     }
     for (size_t i = 0; i < value.size(); i++) {
         bool blank_at_edge = value[i] == ' ' && (i == 0 || i + 1 == value.size());
-        if (blank_at_edge || is_among(value[i], special)) {
-            *out += '\\';
-        }
+        if (blank_at_edge || is_among(value[i], special)) *out += '\\';
         *out += value[i];
     }
 }
 
 void append_dotted(std::string *out, const Name &name, size_t count, bool typed) {
     for (size_t i = 0; i < count; i++) {
-        if (i > 0) {
-            *out += '.';
-        }
+        if (i > 0) *out += '.';
         if (typed && !name[i].type.empty()) {
             std::transform(name[i].type.begin(), name[i].type.end(), std::back_inserter(*out), upper);
             *out += '=';
         }
         // "[Root]" is a name of its own only as the last part: its first bracket is escaped where it is a value.
-        if (equal_nocase(name[i].value, root_part)) {
-            *out += '\\';
-        }
+        if (equal_nocase(name[i].value, root_part)) *out += '\\';
         append_escaped(out, name[i].value, ".=\\");
     }
 }
@@ -247,13 +209,9 @@ void append_dotted(std::string *out, const Name &name, size_t count, bool typed)
 } // namespace
 
 bool name_parse_dotted(std::string_view text, const Name &context, Name *name) {
-    if (text.empty() || text.size() > ZK_MAX_NAME) {
-        return false;
-    }
+    if (text.empty() || text.size() > ZK_MAX_NAME) return false;
     bool complete = text.front() == '.';
-    if (complete) {
-        text.remove_prefix(1);
-    }
+    if (complete) text.remove_prefix(1);
     Name parsed;
     if (ends_in_root(text)) {
         complete = true;
@@ -265,37 +223,23 @@ bool name_parse_dotted(std::string_view text, const Name &context, Name *name) {
         text.remove_suffix(1);
     }
     size_t climbs = complete ? 0 : take_trailing_dots(&text);
-    if (text.empty() || climbs > context.size() || !parse_parts(text, &parsed)) {
-        return false;
-    }
-    if (!complete) {
-        parsed.insert(parsed.end(), context.begin() + static_cast<std::ptrdiff_t>(climbs), context.end());
-    }
-    if (parsed.size() > name_depth_limit) {
-        return false;
-    }
+    if (text.empty() || climbs > context.size() || !parse_parts(text, &parsed)) return false;
+    if (!complete) parsed.insert(parsed.end(), context.begin() + static_cast<std::ptrdiff_t>(climbs), context.end());
+    if (parsed.size() > name_depth_limit) return false;
     *name = std::move(parsed);
     return true;
 }
 
 bool name_parse_dn(std::string_view dn, const Name &base, Name *name, bool *outside) {
-    if (outside != nullptr) {
-        *outside = false;
-    }
+    if (outside != nullptr) *outside = false;
     Name parsed;
-    if (dn.size() > dn_length_limit || (!dn.empty() && !parse_whole_dn(dn, &parsed))) {
-        return false;
-    }
+    if (dn.size() > dn_length_limit || (!dn.empty() && !parse_whole_dn(dn, &parsed))) return false;
     if (parsed.size() < base.size() || !std::equal(base.rbegin(), base.rend(), parsed.rbegin(), same_part)) {
-        if (outside != nullptr) {
-            *outside = true;
-        }
+        if (outside != nullptr) *outside = true;
         return false;
     }
     parsed.resize(parsed.size() - base.size());
-    if (parsed.size() > name_depth_limit) {
-        return false;
-    }
+    if (parsed.size() > name_depth_limit) return false;
     *name = std::move(parsed);
     return true;
 }
@@ -306,9 +250,7 @@ std::string name_to_dn(const Name &name, const Name &base) {
         for (const NamePart &part : *half) {
             dn += dn.empty() ? "" : ",";
             dn += part.type + "=";
-            if (part.value.front() == '#') {
-                dn += '\\';
-            }
+            if (part.value.front() == '#') dn += '\\';
             append_escaped(&dn, part.value, "\"+,;<=>\\");
         }
     }
@@ -322,15 +264,12 @@ std::string name_to_dotted(const Name &name, bool typed) {
 }
 
 std::string name_abbreviate(const Name &name, const Name &context, bool typed) {
-    if (name.empty() || context.empty()) {
-        return name_to_dotted(name, typed);
-    }
+    if (name.empty() || context.empty()) return name_to_dotted(name, typed);
     // At least the leaf stays, even when the name is the context itself or stands above it.
     size_t common = 0;
     while (common + 1 < name.size() && common < context.size() &&
-           same_part(name[name.size() - 1 - common], context[context.size() - 1 - common])) {
+           same_part(name[name.size() - 1 - common], context[context.size() - 1 - common]))
         common++;
-    }
     std::string relative;
     append_dotted(&relative, name, name.size() - common, typed);
     relative.append(context.size() - common, '.');
@@ -343,11 +282,8 @@ Name name_above(const Name &name, size_t levels) {
 }
 
 void name_type_by_place(Name *name) {
-    for (size_t i = 0; i < name->size(); i++) {
-        if ((*name)[i].type.empty()) {
-            (*name)[i].type = i == 0 ? "cn" : i + 1 == name->size() ? "o" : "ou";
-        }
-    }
+    for (size_t i = 0; i < name->size(); i++)
+        if ((*name)[i].type.empty()) (*name)[i].type = i == 0 ? "cn" : i + 1 == name->size() ? "o" : "ou";
 }
 
 std::string name_type(std::string_view written) {
@@ -373,14 +309,9 @@ std::string name_fold(std::string_view value) {
     value = ascii ? value : letters;
     std::string folded;
     folded.reserve(value.size());
-    for (char c : value) {
-        if (c != ' ' || (!folded.empty() && folded.back() != ' ')) {
-            folded += lower_case(c);
-        }
-    }
-    if (!folded.empty() && folded.back() == ' ') {
-        folded.pop_back();
-    }
+    for (char c : value)
+        if (c != ' ' || (!folded.empty() && folded.back() != ' ')) folded += lower_case(c);
+    if (!folded.empty() && folded.back() == ' ') folded.pop_back();
     return folded;
 }
 

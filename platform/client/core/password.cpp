@@ -17,13 +17,9 @@ std::string crypted(const char *password, const std::string &setting) {
 }
 
 bool equal_in_constant_time(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) {
-        return false;
-    }
+    if (a.size() != b.size()) return false;
     unsigned char difference = 0;
-    for (size_t i = 0; i < a.size(); i++) {
-        difference |= static_cast<unsigned char>(a[i] ^ b[i]);
-    }
+    for (size_t i = 0; i < a.size(); i++) difference |= static_cast<unsigned char>(a[i] ^ b[i]);
     return difference == 0;
 }
 
@@ -34,9 +30,7 @@ bool password_is_hash(std::string_view stored) {
 }
 
 bool password_matches(std::string_view stored, const char *password) {
-    if (*password == '\0' || !password_is_hash(stored)) {
-        return false;
-    }
+    if (*password == '\0' || !password_is_hash(stored)) return false;
     std::string hash(stored.substr(crypt_scheme.size()));
     return !hash.empty() && equal_in_constant_time(crypted(password, hash), hash);
 }

@@ -32,9 +32,8 @@ bool text_is_plain(std::string_view text, std::string_view allowed) {
     TerminalLetter letter;
     for (; !text.empty(); text.remove_prefix(letter.bytes.size())) {
         terminal_letter(text, &letter);
-        if (!letter.valid || (terminal_obeys(letter) && allowed.find(text.front()) == std::string_view::npos)) {
+        if (!letter.valid || (terminal_obeys(letter) && allowed.find(text.front()) == std::string_view::npos))
             return false;
-        }
     }
     return true;
 }
@@ -47,9 +46,7 @@ bool entry_name_is_plain(const Entry &entry) {
 
 bool value_is_handed_out(const ConfigTree &tree, const Entry &entry, const SchemaAttribute &attribute,
                          const Value &value) {
-    if (is_exempt(attribute.syntax)) {
-        return true;
-    }
+    if (is_exempt(attribute.syntax)) return true;
     if (is_of_a_path(attribute)) {
         // Drives are mapped to a directory map by the map's name, which stands for the path as a whole.
         bool whole = entry.is_class("Directory Map");

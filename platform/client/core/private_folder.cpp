@@ -37,9 +37,8 @@ int enter(int parent, const std::string &name, bool last, bool make) {
     int flags = last ? O_NOFOLLOW : O_PATH;
     int found = open_folder(parent, name, flags);
     if (found < 0 && errno == ENOENT && make && may_make_in(parent) &&
-        (mkdirat(parent, name.c_str(), 0700) == 0 || errno == EEXIST)) {
+        (mkdirat(parent, name.c_str(), 0700) == 0 || errno == EEXIST))
         found = open_folder(parent, name, flags | O_NOFOLLOW);
-    }
     return found;
 }
 
@@ -61,9 +60,7 @@ int open_path(const std::string &path, bool make) {
 } // namespace
 
 PrivateFolder::PrivateFolder(const std::string &path, Missing missing) {
-    if (path.empty() || path.front() != '/') {
-        return;
-    }
+    if (path.empty() || path.front() != '/') return;
     folder = open_path(path, missing == Make);
     if (folder >= 0 && !is_own_folder(folder)) {
         close(folder);
@@ -76,30 +73,23 @@ PrivateFolder::~PrivateFolder() {
 }
 
 bool PrivateFolder::read(const std::string &name, size_t limit, std::string *text) const {
-    if (!isOpen()) {
-        return false;
-    }
+    if (!isOpen()) return false;
     // Without O_NONBLOCK a named pipe in the place of the file would hold the program.
     const Descriptor file(openat(folder, name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
     struct stat found = {};
-    if (fstat(file.number, &found) != 0 || !is_own_file(found) || static_cast<size_t>(found.st_size) > limit) {
+    if (fstat(file.number, &found) != 0 || !is_own_file(found) || static_cast<size_t>(found.st_size) > limit)
         return false;
-    }
     text->assign(static_cast<size_t>(found.st_size), '\0');
     return descriptor_read(file, text);
 }
 
 bool PrivateFolder::replace(const std::string &name, const std::string &text) const {
-    if (!isOpen()) {
-        return false;
-    }
+    if (!isOpen()) return false;
     char suffix[16];
     snprintf(suffix, sizeof suffix, ".%08x", static_cast<unsigned>(arc4random()));
     const std::string made = name + suffix;
     int descriptor = openat(folder, made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (descriptor < 0) {
-        return false;
-    }
+    if (descriptor < 0) return false;
     bool complete = write_all(descriptor, text);
     complete = close(descriptor) == 0 && complete;
     if (!complete || renameat(folder, made.c_str(), folder, name.c_str()) != 0) {

@@ -39,19 +39,14 @@ using Index = std::unordered_map<std::string, const SchemaAttribute *>;
 
 std::string directory_key(std::string_view name) {
     std::string key(name);
-    for (char &c : key) {
-        c = c == '_' ? ' ' : lower_case(c);
-    }
+    for (char &c : key) c = c == '_' ? ' ' : lower_case(c);
     return key;
 }
 
 Index index_by(const char *SchemaAttribute::*key) {
     Index index;
-    for (const SchemaAttribute &row : schema_attributes()) {
-        if (row.*key != nullptr) {
-            index.emplace(directory_key(row.*key), &row);
-        }
-    }
+    for (const SchemaAttribute &row : schema_attributes())
+        if (row.*key != nullptr) index.emplace(directory_key(row.*key), &row);
     return index;
 }
 
@@ -140,11 +135,8 @@ const SchemaAttribute *schema_find_ldap(std::string_view ldap) {
 
 const SchemaClass *schema_class_of(const std::vector<std::string_view> &objectClasses) {
     for (const SchemaClass &row : classes) {
-        for (std::string_view objectClass : objectClasses) {
-            if (equal_nocase(objectClass, row.ldap)) {
-                return &row;
-            }
-        }
+        for (std::string_view objectClass : objectClasses)
+            if (equal_nocase(objectClass, row.ldap)) return &row;
     }
     return &unknown_class;
 }

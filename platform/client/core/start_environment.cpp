@@ -13,12 +13,8 @@ struct Kept {
     std::vector<char *> pointers; // null-terminated, as environ
 
     Kept() {
-        for (char **entry = environ; entry != nullptr && *entry != nullptr; entry++) {
-            entries.emplace_back(*entry);
-        }
-        for (std::string &entry : entries) {
-            pointers.push_back(entry.data());
-        }
+        for (char **entry = environ; entry != nullptr && *entry != nullptr; entry++) entries.emplace_back(*entry);
+        for (std::string &entry : entries) pointers.push_back(entry.data());
         pointers.push_back(nullptr);
     }
 };
@@ -29,9 +25,7 @@ const Kept *kept = nullptr;
 // The first conversion of a process settles where the C library looks for further ones.
 void settle_conversions() {
     iconv_t conversion = iconv_open("UTF-8", "UTF-16");
-    if (conversion != reinterpret_cast<iconv_t>(-1)) {
-        iconv_close(conversion);
-    }
+    if (conversion != reinterpret_cast<iconv_t>(-1)) iconv_close(conversion);
 }
 
 } // namespace

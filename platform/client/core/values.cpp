@@ -24,17 +24,11 @@ bool is_digit(char c) {
 // The decimal number that is the whole of `text`, within the limits.
 bool whole_number(std::string_view text, int64_t lowest, int64_t highest, int64_t *number) {
     bool negative = !text.empty() && text.front() == '-';
-    if (negative) {
-        text.remove_prefix(1);
-    }
-    if (text.empty() || text.size() > 10) {
-        return false;
-    }
+    if (negative) text.remove_prefix(1);
+    if (text.empty() || text.size() > 10) return false;
     int64_t result = 0;
     for (char c : text) {
-        if (!is_digit(c)) {
-            return false;
-        }
+        if (!is_digit(c)) return false;
         result = result * 10 + (c - '0');
     }
     *number = negative ? -result : result;
@@ -43,9 +37,7 @@ bool whole_number(std::string_view text, int64_t lowest, int64_t highest, int64_
 
 int32_t parse_number(std::string_view text) {
     int64_t number;
-    if (!whole_number(text, INT32_MIN, INT32_MAX, &number)) {
-        throw DataError(catalogue_text("not a 32-bit number"));
-    }
+    if (!whole_number(text, INT32_MIN, INT32_MAX, &number)) throw DataError(catalogue_text("not a 32-bit number"));
     return static_cast<int32_t>(number);
 }
 
@@ -63,26 +55,20 @@ time_t take_zone(std::string_view *text) {
     const std::string_view zone = sign == std::string_view::npos ? "" : text->substr(sign);
     *text = text->substr(0, sign);
     const bool minutes = zone.size() == 5;
-    if (zone == "Z") {
-        return 0;
-    }
+    if (zone == "Z") return 0;
     if ((!minutes && zone.size() != 3) || zone.find_first_not_of("0123456789", 1) != std::string_view::npos ||
-        two_digits(zone, 1) > 23 || (minutes && two_digits(zone, 3) > 59)) {
+        two_digits(zone, 1) > 23 || (minutes && two_digits(zone, 3) > 59))
         refuse_time();
-    }
     const time_t ahead = two_digits(zone, 1) * 3600 + (minutes ? two_digits(zone, 3) * 60 : 0);
     return zone.front() == '-' ? -ahead : ahead;
 }
 
 // The whole seconds in a fraction of an hour, a minute or a second: "" or ".5".
 time_t part_of(time_t seconds, std::string_view fraction) {
-    if (fraction.empty()) {
-        return 0;
-    }
+    if (fraction.empty()) return 0;
     const bool begins = fraction.front() == '.' || fraction.front() == ',';
-    if (!begins || fraction.size() == 1 || fraction.find_first_not_of("0123456789", 1) != std::string_view::npos) {
+    if (!begins || fraction.size() == 1 || fraction.find_first_not_of("0123456789", 1) != std::string_view::npos)
         refuse_time();
-    }
     time_t part = 0;
     time_t whole = 1;
     for (char c : fraction.substr(1, 6)) {
@@ -96,9 +82,7 @@ time_t part_of(time_t seconds, std::string_view fraction) {
 int32_t parse_time(std::string_view text) {
     const time_t zone = take_zone(&text);
     const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
-    if (digits < 10 || digits > 14 || digits % 2 != 0) {
-        refuse_time();
-    }
+    if (digits < 10 || digits > 14 || digits % 2 != 0) refuse_time();
     struct tm when = {};
     when.tm_year = two_digits(text, 0) * 100 + two_digits(text, 2) - 1900;
     when.tm_mon = two_digits(text, 4) - 1;
@@ -111,9 +95,8 @@ int32_t parse_time(std::string_view text) {
     const time_t moment = timegm(&normal) + second + part - zone;
     // timegm carries what is out of range over: a day that does not exist into another month, an hour or a minute into
     // another hour. A leap second is a real moment.
-    if (second > 60 || normal.tm_mon != when.tm_mon || normal.tm_hour != when.tm_hour) {
+    if (second > 60 || normal.tm_mon != when.tm_mon || normal.tm_hour != when.tm_hour)
         throw DataError(catalogue_text("no such date or time of day"));
-    }
     return moment > INT32_MAX ? INT32_MAX : moment < INT32_MIN ? INT32_MIN : static_cast<int32_t>(moment);
 }
 
@@ -124,25 +107,20 @@ Name parse_dn_value(std::string_view text, const Name &base) {
         throw DataError(outside ? catalogue_text("the DN is not below the tree's base")
                                 : catalogue_text("malformed DN"));
     }
-    if (name_to_dotted(name, true).size() > ZK_MAX_NAME) {
+    if (name_to_dotted(name, true).size() > ZK_MAX_NAME)
         throw DataError(catalogue_text("the name is longer than 512 bytes"));
-    }
     return name;
 }
 
 uint32_t parse_type(std::string_view text, const char *what) {
     int64_t number;
-    if (!whole_number(text, 0, UINT32_MAX, &number)) {
-        throw DataError(what);
-    }
+    if (!whole_number(text, 0, UINT32_MAX, &number)) throw DataError(what);
     return static_cast<uint32_t>(number);
 }
 
 size_t next_hash(std::string_view text) {
     const size_t found = find_unescaped(text, '#');
-    if (found == std::string_view::npos) {
-        throw DataError(catalogue_text("not a path of the form name-space#DN#path"));
-    }
+    if (found == std::string_view::npos) throw DataError(catalogue_text("not a path of the form name-space#DN#path"));
     return found;
 }
 
@@ -157,15 +135,12 @@ void parse_path(std::string_view text, const Name &base, Value *value) {
 
 void parse_network_address(std::string_view text, Value *value) {
     size_t hash = text.find('#');
-    if (hash == std::string_view::npos || (text.size() - hash) % 2 == 0) {
+    if (hash == std::string_view::npos || (text.size() - hash) % 2 == 0)
         throw DataError(catalogue_text("not a network address of the form type#hex-digits"));
-    }
     value->type = parse_type(text.substr(0, hash), catalogue_text("the type of a network address must be a number"));
     for (size_t i = hash + 1; i < text.size(); i += 2) {
         const std::optional<char> byte = hex_byte(text.substr(i));
-        if (!byte) {
-            throw DataError(catalogue_text("not a network address of the form type#hex-digits"));
-        }
+        if (!byte) throw DataError(catalogue_text("not a network address of the form type#hex-digits"));
         value->text += *byte;
     }
 }
@@ -185,9 +160,8 @@ void parse_postal_address(std::string_view text, Value *value) {
             value->lines.back() += text[i];
         }
     }
-    if (value->lines.size() > postal_lines) {
+    if (value->lines.size() > postal_lines)
         throw DataError(catalogue_text("a postal address can have at most six lines"));
-    }
 }
 
 char *put_text(char *to, const std::string &text) {
@@ -237,18 +211,14 @@ std::string name_in_form(const Name &name, const NameForm &form) {
 }
 
 Value value_parse(uint32_t syntax, std::string_view text, const Name &base) {
-    if (text.find('\0') != std::string_view::npos) {
-        throw DataError(catalogue_text("the value contains a NUL byte"));
-    }
+    if (text.find('\0') != std::string_view::npos) throw DataError(catalogue_text("the value contains a NUL byte"));
     Value value;
     switch (syntax) {
         case schema_dn:
             value.name = parse_dn_value(text, base);
             break;
         case schema_boolean:
-            if (text != "TRUE" && text != "FALSE") {
-                throw DataError(catalogue_text("must be TRUE or FALSE"));
-            }
+            if (text != "TRUE" && text != "FALSE") throw DataError(catalogue_text("must be TRUE or FALSE"));
             value.text = text;
             break;
         case ZK_SYNTAX_COUNTER:
@@ -274,18 +244,15 @@ Value value_parse(uint32_t syntax, std::string_view text, const Name &base) {
 }
 
 void value_put_names(uint32_t syntax, const NameForm &form, Value *value) {
-    if (syntax == schema_dn) {
+    if (syntax == schema_dn)
         value->text = name_in_form(value->name, form);
-    } else if (syntax == ZK_SYNTAX_PATH) {
+    else if (syntax == ZK_SYNTAX_PATH)
         value->lines = {name_in_form(value->name, form)};
-    }
 }
 
 size_t value_block_size(uint32_t syntax, const Value &value) {
     size_t lines = 0;
-    for (const std::string &line : value.lines) {
-        lines += line.size() + 1;
-    }
+    for (const std::string &line : value.lines) lines += line.size() + 1;
     switch (syntax) {
         case ZK_SYNTAX_COUNTER:
         case ZK_SYNTAX_INTERVAL:

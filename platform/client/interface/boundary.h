@@ -20,9 +20,7 @@ uint32_t guarded(Body body) noexcept {
         error_keep("");
         return ZKE_NO_MEMORY;
     } catch (const CodedError &error) {
-        if (*error.what() != '\0') {
-            error_keep(error.what());
-        }
+        if (*error.what() != '\0') error_keep(error.what());
         return error.code;
     } catch (const std::exception &error) {
         error_keep(error.what());

@@ -35,9 +35,7 @@ void clear_reply(ZKDSBuffer *reply) {
 }
 
 bool take_room(ZKDSBuffer *reply, size_t size) {
-    if (size > reply->size || reply->used > reply->size - size) {
-        return false;
-    }
+    if (size > reply->size || reply->used > reply->size - size) return false;
     reply->used += size;
     return true;
 }
@@ -62,16 +60,12 @@ class Filler {
         for (; number < parts; number++) {
             size_t size = (begun ? 0 : attribute_size(*attribute.attribute)) +
                           (attribute.values.empty() ? 0 : value_size(attribute, number));
-            if (!take_room(to, size)) {
-                return false;
-            }
+            if (!take_room(to, size)) return false;
             if (!begun) {
                 to->attributes.push_back({attribute.attribute, {}});
                 begun = true;
             }
-            if (!attribute.values.empty()) {
-                to->attributes.back().values.push_back(attribute.values[number]);
-            }
+            if (!attribute.values.empty()) to->attributes.back().values.push_back(attribute.values[number]);
             done++;
         }
         return true;
@@ -112,9 +106,7 @@ void buffer_fill(ZKDSBuffer *reply, const std::vector<ReplyAttribute> &attribute
     clear_reply(reply);
     Filler filler(reply, *iteration == ZK_NO_MORE_ITERATIONS ? 0 : static_cast<size_t>(*iteration));
     bool complete = true;
-    for (size_t i = 0; i < attributes.size() && complete; i++) {
-        complete = filler.add(attributes[i]);
-    }
+    for (size_t i = 0; i < attributes.size() && complete; i++) complete = filler.add(attributes[i]);
     error_unless(!complete || (filler.skipped_all() && (*iteration <= 0 || !reply->attributes.empty())),
                  ZKE_BAD_PARAMETER);
     if (!complete && reply->attributes.empty()) {

@@ -43,9 +43,7 @@ void put_info(const Connection &connection, uint32_t item, uint32_t size, void *
 
 // Does the connection have this value of an item that can be searched for?
 bool matches(const Connection &connection, uint32_t item, const char *value) {
-    if (item == ZK_INFO_SERVER_NAME) {
-        return equal_nocase(connection.serverName, value);
-    }
+    if (item == ZK_INFO_SERVER_NAME) return equal_nocase(connection.serverName, value);
     return connection.tree != nullptr && connection.tree == tree_find(value);
 }
 
@@ -80,14 +78,11 @@ uint32_t ZKCCScanConnInfo(uint32_t *iteration, uint32_t item, const void *value,
                      ZKE_BAD_PARAMETER);
         auto at = connections().after(*iteration == UINT32_MAX ? 0 : *iteration);
         while (at != connections().end() && value != nullptr &&
-               !matches(at->second, item, static_cast<const char *>(value))) {
+               !matches(at->second, item, static_cast<const char *>(value)))
             ++at;
-        }
         error_unless(at != connections().end(), ZKE_NO_MORE_ENTRIES);
         Connection &open = at->second;
-        if (info != nullptr && infoSize != 0) {
-            put_info(open, item, infoSize, info);
-        }
+        if (info != nullptr && infoSize != 0) put_info(open, item, infoSize, info);
         open.uses++;
         *iteration = open.handle;
         *connection = open.handle;

@@ -40,9 +40,7 @@ std::string name_context_text(const Context &context) {
 } // namespace
 
 uint32_t ZKDSCreateContextHandle(uint32_t *context) {
-    if (context == nullptr) {
-        return ZKE_BAD_PARAMETER;
-    }
+    if (context == nullptr) return ZKE_BAD_PARAMETER;
     uint32_t code = guarded([&] { *context = contexts().open({first_flags, {}, nullptr, 0}); });
     return code == ZK_OK ? ZK_OK : ZKE_BAD_CONTEXT;
 }

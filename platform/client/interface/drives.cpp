@@ -44,13 +44,10 @@ using FolderPointer = std::unique_ptr<DIR, CloseFolder>;
 FolderPointer open_folder(const std::string &path) {
     DirectoryFault fault = DirectoryFault::notOpened;
     const int descriptor = own_directory_open(path, &fault);
-    if (descriptor < 0 && fault != DirectoryFault::notOpened) {
+    if (descriptor < 0 && fault != DirectoryFault::notOpened)
         throw CodedError(ZKE_NO_ACCESS, own_directory_refusal(path, fault));
-    }
     FolderPointer folder(descriptor < 0 ? nullptr : fdopendir(descriptor));
-    if (folder == nullptr && descriptor >= 0) {
-        close(descriptor);
-    }
+    if (folder == nullptr && descriptor >= 0) close(descriptor);
     return folder;
 }
 
@@ -58,18 +55,12 @@ std::vector<Drive> find_drives() {
     std::vector<Drive> drives;
     std::string path = link_directory_place().path.value_or("");
     const FolderPointer folder(path[0] == '/' ? open_folder(path) : nullptr);
-    if (folder == nullptr) {
-        return drives;
-    }
-    if (path.back() != '/') {
-        path += '/';
-    }
+    if (folder == nullptr) return drives;
+    if (path.back() != '/') path += '/';
     while (const dirent *item = readdir(folder.get())) {
         const std::optional<OwnLink> link = own_link_read(dirfd(folder.get()), item->d_name);
         const std::optional<Location> location = link ? location_of_link(link->target) : std::nullopt;
-        if (location) {
-            drives.push_back({path + item->d_name, location->text()});
-        }
+        if (location) drives.push_back({path + item->d_name, location->text()});
     }
     std::sort(drives.begin(), drives.end(), [](const Drive &a, const Drive &b) { return a.local < b.local; });
     return drives;
@@ -94,9 +85,7 @@ std::string make_list() {
 // One text of the list; false when the list ends before it does.
 bool take_text(std::string_view list, uint32_t *at, std::string_view *text) {
     size_t end = list.find('\0', *at);
-    if (end == std::string_view::npos) {
-        return false;
-    }
+    if (end == std::string_view::npos) return false;
     *text = list.substr(*at, end - *at);
     *at = static_cast<uint32_t>(end + 1);
     return true;
@@ -104,9 +93,7 @@ bool take_text(std::string_view list, uint32_t *at, std::string_view *text) {
 
 bool take_drive(std::string_view list, uint32_t *at, uint32_t *attribute, std::string_view *local,
                 std::string_view *target) {
-    if (list.size() - *at < sizeof *attribute) {
-        return false;
-    }
+    if (list.size() - *at < sizeof *attribute) return false;
     memcpy(attribute, list.data() + *at, sizeof *attribute);
     *at += static_cast<uint32_t>(sizeof *attribute);
     return take_text(list, at, local) && take_text(list, at, target);
@@ -122,9 +109,7 @@ uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size) {
         const bool fits = buffer == nullptr || *size >= list.size();
         *size = static_cast<uint32_t>(list.size());
         error_unless(fits, ZKE_BUFFER_TOO_SMALL);
-        if (buffer != nullptr) {
-            memcpy(buffer, list.data(), list.size());
-        }
+        if (buffer != nullptr) memcpy(buffer, list.data(), list.size());
     });
 }
 
@@ -147,9 +132,7 @@ uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attr
             if (local.size() < localSize && to.size() < targetSize) {
                 put_text(local, localSize, localPath);
                 put_text(to, targetSize, target);
-                if (attribute != nullptr) {
-                    *attribute = word;
-                }
+                if (attribute != nullptr) *attribute = word;
                 return;
             }
         }

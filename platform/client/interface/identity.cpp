@@ -16,17 +16,13 @@ constexpr uint32_t login_option = 2;
 struct LoggedIn {
     Tree *tree;
     ~LoggedIn() {
-        if (tree->identity == nullptr) {
-            tree->store->logout();
-        }
+        if (tree->identity == nullptr) tree->store->logout();
     }
 };
 
 // Scripts are looked for in the containers of a name, and the base is in none: whoever sets the tree up is told so.
 void warn_of_base_script(const Tree &tree) {
-    if (tree.config.base.empty()) {
-        return;
-    }
+    if (tree.config.base.empty()) return;
     const EntryPtr base = tree.store->find({}, Aliases::Keep);
     const std::string *script = base == nullptr ? nullptr : base->first("qrtLoginScript");
     if (script != nullptr && !script->empty()) {
@@ -42,9 +38,7 @@ void take_identity(Tree *tree, Context *context, const EntryPtr &user) {
     Connection &connection = connection_open_tree(tree);
     tree->identity = user;
     context->lastConnection = connection.handle;
-    if (!connection.authenticated) {
-        connection_authenticate(&connection, *user);
-    }
+    if (!connection.authenticated) connection_authenticate(&connection, *user);
 }
 
 // Counts the attempt as refused unless it ends well; the next one there is then the answer of a person.
@@ -52,9 +46,7 @@ struct Attempt {
     const Tree *tree;
     bool accepted = false;
     ~Attempt() {
-        if (!accepted) {
-            login_password_note_refusal(tree);
-        }
+        if (!accepted) login_password_note_refusal(tree);
     }
 };
 
@@ -67,9 +59,8 @@ struct Attempt {
 // After a login `user` is the entry as the user may read it.
 void refuse_unless_accepted(Verdict verdict, const Entry &user) {
     const std::string who = name_to_dotted(user.name, true);
-    if (verdict == Verdict::WrongPassword) {
+    if (verdict == Verdict::WrongPassword)
         throw CodedError(ZKE_WRONG_PASSWORD, catalogue_format("wrong password for %s", who.c_str()));
-    }
     if (verdict == Verdict::Locked) {
         const LoginLock lock = login_lock(user);
         throw CodedError(ZKE_ACCOUNT_LOCKED,
@@ -97,9 +88,7 @@ Tree &tree_with_identity(const Context &context) {
 } // namespace
 
 uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
-    if (name == nullptr) {
-        return ZKE_BAD_PARAMETER;
-    }
+    if (name == nullptr) return ZKE_BAD_PARAMETER;
     *name = '\0';
     return guarded([&] {
         const Context &found = contexts().at(context);
@@ -123,9 +112,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         EntryPtr user = tree.store->find_user(tree_meant_name(tree, context_name(found, object)));
         error_unless(user != nullptr, ZKE_NO_SUCH_ENTRY);
         error_unless(tree.identity == nullptr || name_equal(tree.identity->name, user->name), ZKE_OTHER_IDENTITY);
-        if (login_password_is_held_back(&tree, password)) {
-            refuse_unsent(tree);
-        }
+        if (login_password_is_held_back(&tree, password)) refuse_unsent(tree);
         const Verdict verdict = login_to_tree(tree.store.get(), &user, password);
         refuse_unless_accepted(verdict, *user);
         // A login that goes no further leaves the directory as nobody.

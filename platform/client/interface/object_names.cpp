@@ -32,9 +32,7 @@ uint32_t put_form(uint32_t handle, const char *name, bool complete, char *result
         Name parsed = context_name(context, name);
         NameForm form = context_form(context);
         form.complete = complete;
-        if (form.typed && !has_all_types(parsed)) {
-            add_types(context_tree(context), &parsed);
-        }
+        if (form.typed && !has_all_types(parsed)) add_types(context_tree(context), &parsed);
         put_name(name_in_form(parsed, form), result);
     });
 }

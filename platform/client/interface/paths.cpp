@@ -33,9 +33,7 @@ bool split(std::string_view path, NetworkPath *parts) {
     if (start == "//" || start == "\\\\") {
         path.remove_prefix(2);
         size_t slash = path.find_first_of(slashes);
-        if (slash == std::string_view::npos) {
-            return false;
-        }
+        if (slash == std::string_view::npos) return false;
         parts->server = path.substr(0, slash);
         path.remove_prefix(slash + 1);
         // The volume's name may carry its colon here too.
@@ -45,18 +43,14 @@ bool split(std::string_view path, NetworkPath *parts) {
         return !parts->server.empty() && !parts->volume.empty();
     }
     size_t colon = path.find(':');
-    if (colon == std::string_view::npos) {
-        return false;
-    }
+    if (colon == std::string_view::npos) return false;
     parts->rest = path.substr(colon + 1);
     path = path.substr(0, colon);
     size_t slash = path.find_first_of(slashes);
     if (slash != std::string_view::npos) {
         parts->server = path.substr(0, slash);
         path.remove_prefix(slash + 1);
-        if (parts->server.empty()) {
-            return false;
-        }
+        if (parts->server.empty()) return false;
     }
     parts->volume = path;
     return !path.empty() && path.find_first_of(slashes) == std::string_view::npos;
@@ -92,16 +86,12 @@ struct Use {
     Connection &connection;
     bool told = false;
     ~Use() {
-        if (!told) {
-            connection_close(&connection);
-        }
+        if (!told) connection_close(&connection);
     }
 };
 
 void put_wanted(std::string_view text, size_t limit, char *buffer) {
-    if (buffer != nullptr) {
-        put_text(text, limit + 1, buffer);
-    }
+    if (buffer != nullptr) put_text(text, limit + 1, buffer);
 }
 
 } // namespace

@@ -18,18 +18,13 @@ constexpr uint32_t object_is_container = 4;
 std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request, bool all) {
     std::vector<const SchemaAttribute *> rows;
     if (all) {
-        for (const SchemaAttribute &row : schema_attributes()) {
-            if (row.name != nullptr) {
-                rows.push_back(&row);
-            }
-        }
+        for (const SchemaAttribute &row : schema_attributes())
+            if (row.name != nullptr) rows.push_back(&row);
         return rows;
     }
     for (const std::string &name : request->names) {
         const SchemaAttribute *row = schema_find(name);
-        if (row != nullptr) {
-            rows.push_back(row);
-        }
+        if (row != nullptr) rows.push_back(row);
     }
     return rows;
 }
@@ -38,9 +33,7 @@ std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request, bool a
 void add_groups(DirectoryStore *store, const Entry &entry, const NameForm &form, std::vector<Value> *values) {
     const std::vector<Name> groups = store->groups_of(entry);
     std::unordered_set<std::string> listed; // a user may be in thousands
-    for (const Value &value : *values) {
-        listed.insert(name_fold(name_to_dotted(value.name, true)));
-    }
+    for (const Value &value : *values) listed.insert(name_fold(name_to_dotted(value.name, true)));
     bool mayRepeat = !listed.empty(); // the store names each group once
     values->reserve(values->size() + groups.size());
     for (const Name &group : groups) {
@@ -66,14 +59,9 @@ Value convert(const EntryValue &from, const Name &base, const NameForm &form) {
 // A value that is not handed out counts as not there, and an attribute without any other value too.
 ReplyAttribute collect(const Tree &tree, const Entry &entry, const SchemaAttribute *row, const NameForm &form) {
     ReplyAttribute reply = {row, {}};
-    for (const EntryValue &value : entry.values) {
-        if (value.attribute == row) {
-            reply.values.push_back(convert(value, tree.store->base(), form));
-        }
-    }
-    if (strcmp(row->ldap, "memberOf") == 0) {
-        add_groups(tree.store.get(), entry, form, &reply.values);
-    }
+    for (const EntryValue &value : entry.values)
+        if (value.attribute == row) reply.values.push_back(convert(value, tree.store->base(), form));
+    if (strcmp(row->ldap, "memberOf") == 0) add_groups(tree.store.get(), entry, form, &reply.values);
     auto isHeldBack = [&](const Value &value) { return !value_is_handed_out(tree.config, entry, *row, value); };
     reply.values.erase(std::remove_if(reply.values.begin(), reply.values.end(), isHeldBack), reply.values.end());
     return reply;
@@ -102,9 +90,7 @@ uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint3
         for (const SchemaAttribute *row : requested(request, allAttributes != 0)) {
             ReplyAttribute attribute = collect(tree, *entry, row, form);
             if (!attribute.values.empty()) {
-                if (infoType == ZK_INFO_NAMES) {
-                    attribute.values.clear();
-                }
+                if (infoType == ZK_INFO_NAMES) attribute.values.clear();
                 attributes.push_back(std::move(attribute));
             }
         }
@@ -119,9 +105,7 @@ uint32_t ZKDSReadAttrDef(uint32_t context, uint32_t infoType, uint32_t allAttrib
         contexts().at(context);
         check_buffers(request, allAttributes, iteration, reply, infoType);
         std::vector<ReplyAttribute> attributes;
-        for (const SchemaAttribute *row : requested(request, allAttributes != 0)) {
-            attributes.push_back({row, {}});
-        }
+        for (const SchemaAttribute *row : requested(request, allAttributes != 0)) attributes.push_back({row, {}});
         error_unless(!attributes.empty(), ZKE_NO_SUCH_ATTRIBUTE);
         buffer_fill(reply, attributes, iteration);
     });
@@ -133,9 +117,7 @@ uint32_t ZKDSReadObjectInfo(uint32_t context, const char *object, char *distingu
         Context &found = contexts().at(context);
         const EntryPtr entry = context_read(&found, object);
         put_name(name_in_form(entry->name, context_form(found)), distinguishedName);
-        if (info == nullptr) {
-            return;
-        }
+        if (info == nullptr) return;
         ZKDSObjectInfo told = {};
         told.flags =
             (entry->is_class("Alias") ? object_is_alias : 0) | (entry->entryClass->container ? object_is_container : 0);

@@ -24,9 +24,7 @@ EntryPtr find_user(const Connection &connection, const char *user) {
     for (const Name &from : {container, Name()}) {
         Name name;
         error_unless(name_parse_dotted(user, from, &name), ZKE_MALFORMED_NAME);
-        if (EntryPtr entry = connection.tree->store->find(name, Aliases::Follow)) {
-            return entry;
-        }
+        if (EntryPtr entry = connection.tree->store->find(name, Aliases::Follow)) return entry;
     }
     throw CodedError(ZKE_NO_SUCH_ENTRY);
 }
@@ -36,9 +34,7 @@ void login_in_tree(Connection *connection, const char *user, const char *passwor
     const SchemaAttribute *own = schema_find_ldap("qrtServerUser");
     uint32_t ordinal = 0;
     for (const EntryValue &value : connection->server->values) {
-        if (value.attribute != own) {
-            continue;
-        }
+        if (value.attribute != own) continue;
         ordinal++;
         if (server_user_matches(value.text, user, password)) {
             connection_authenticate_as(connection, std::string("\\") + user, ordinal);
@@ -69,11 +65,10 @@ uint32_t ZKLoginToFileServer(uint32_t connection, const char *user, uint32_t obj
         Connection &open = connections().at(connection);
         Connection attempt = open;
         error_unless(attempt.outside != nullptr || attempt.server != nullptr, ZKE_NO_SUCH_ENTRY);
-        if (attempt.outside != nullptr) {
+        if (attempt.outside != nullptr)
             login_outside(&attempt, user, password);
-        } else {
+        else
             login_in_tree(&attempt, user, password);
-        }
         error_unless(!open.authenticated || open.identity == attempt.identity, ZKE_DIFF_OBJECT_ALREADY_AUTHEN);
         open = attempt;
     });

@@ -19,14 +19,9 @@ uint32_t ZKCLXInit(void *, void *) {
 
 uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, uint8_t *patch) {
     uint8_t *parts[] = {major, minor, revision, patch};
-    for (const uint8_t *part : parts) {
-        if (part == nullptr) {
-            return ZKE_BAD_PARAMETER;
-        }
-    }
-    for (int i = 0; i < 4; i++) {
-        *parts[i] = client_version[i];
-    }
+    for (const uint8_t *part : parts)
+        if (part == nullptr) return ZKE_BAD_PARAMETER;
+    for (int i = 0; i < 4; i++) *parts[i] = client_version[i];
     return ZK_OK;
 }
 

@@ -63,9 +63,7 @@ void LdapConnection::startTls(LdapDeadline deadline) {
 }
 
 void LdapConnection::secure(LdapDeadline deadline) {
-    if (!address.tls && !config.startTls) {
-        return;
-    }
+    if (!address.tls && !config.startTls) return;
     if (access(config.caFile.c_str(), R_OK) != 0) {
         throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
                           catalogue_format("%1$s: cannot read the CA file %2$s: %3$s", address.text.c_str(),
@@ -73,17 +71,12 @@ void LdapConnection::secure(LdapDeadline deadline) {
     }
     ldap_options_set_tls(ld, address, config.caFile, LDAP_OPT_X_TLS_DEMAND);
     const bool nameIsOurs = isForLocalhost(deadline);
-    if (nameIsOurs) {
-        ldap_options_leave_out_name_check(ld, address);
-    }
-    if (!address.tls) {
-        startTls(deadline);
-    }
+    if (nameIsOurs) ldap_options_leave_out_name_check(ld, address);
+    if (!address.tls) startTls(deadline);
     begin(deadline);
     if (ldap_install_tls(ld) != LDAP_SUCCESS ||
-        (nameIsOurs && !certificate_is_good(peerCertificate(), address.host, config.caFile))) {
+        (nameIsOurs && !certificate_is_good(peerCertificate(), address.host, config.caFile)))
         refuseTls(deadline);
-    }
     secured = true;
 }
 
@@ -97,9 +90,7 @@ bool LdapConnection::isForLocalhost(LdapDeadline deadline) {
 // Why did the handshake fail? A second one that takes any certificate, and sends nothing, tells the certificate's
 // faults from the server's.
 void LdapConnection::refuseTls(LdapDeadline deadline) {
-    if (watch.event() == LdapWatch::TimedOut) {
-        fail(LDAP_TIMEOUT, catalogue_text("the TLS handshake"));
-    }
+    if (watch.event() == LdapWatch::TimedOut) fail(LDAP_TIMEOUT, catalogue_text("the TLS handshake"));
     const std::string certificate = inspectedCertificate(deadline);
     if (certificate.empty()) {
         throw LdapTrouble(
@@ -122,9 +113,7 @@ std::string LdapConnection::inspectedCertificate(LdapDeadline deadline) const {
     try {
         LdapConnection inspection(*this, Inspect(), deadline);
         ldap_options_set_tls(inspection.ld, address, config.caFile, LDAP_OPT_X_TLS_NEVER);
-        if (!address.tls) {
-            inspection.startTls(deadline);
-        }
+        if (!address.tls) inspection.startTls(deadline);
         return ldap_install_tls(inspection.ld) == LDAP_SUCCESS ? inspection.peerCertificate() : "";
     } catch (const LdapTrouble &) {
         return "";
@@ -191,9 +180,7 @@ LDAPMessage *LdapConnection::await(int message) {
     if (kind <= 0) {
         ldap_msgfree(messages);
         int result = LDAP_TIMEOUT;
-        if (kind < 0) {
-            ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &result);
-        }
+        if (kind < 0) ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &result);
         fail(result, catalogue_text("a request"));
     }
     return messages;
@@ -203,9 +190,7 @@ template <typename Send>
 LDAPMessage *LdapConnection::ask(const char *what, Send send) {
     int message = 0;
     const int result = send(&message);
-    if (result != LDAP_SUCCESS) {
-        fail(result, what);
-    }
+    if (result != LDAP_SUCCESS) fail(result, what);
     return await(message);
 }
 
@@ -213,9 +198,7 @@ LdapAnswer LdapConnection::take(LDAPMessage *messages) {
     const LdapMessage freedAtTheEnd(messages);
     LdapAnswer answer;
     const int read = ldap_answer_read(ld, messages, &answer);
-    if (read != LDAP_SUCCESS) {
-        fail(read, catalogue_text("a request"));
-    }
+    if (read != LDAP_SUCCESS) fail(read, catalogue_text("a request"));
     answered = true;
     return answer;
 }
@@ -223,9 +206,7 @@ LdapAnswer LdapConnection::take(LDAPMessage *messages) {
 LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadline) {
     begin(deadline);
     std::vector<char *> attributes;
-    for (const std::string &name : search.attributes) {
-        attributes.push_back(const_cast<char *>(name.c_str()));
-    }
+    for (const std::string &name : search.attributes) attributes.push_back(const_cast<char *>(name.c_str()));
     attributes.push_back(nullptr);
     return take(ask(catalogue_text("a search"), [&](int *message) {
         return ldap_search_ext(ld, search.base.c_str(), search.scope, search.filter.c_str(), attributes.data(), 0,
@@ -234,9 +215,7 @@ LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadlin
 }
 
 LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadline) {
-    if (config.gssapi) {
-        return bindWithTicket(identity, deadline);
-    }
+    if (config.gssapi) return bindWithTicket(identity, deadline);
     if (config.external) {
         begin(deadline);
         return bindExternal(identity);
@@ -276,9 +255,7 @@ std::string LdapConnection::nameIn(LDAPMessage *answer) {
     berval *who = nullptr;
     const int result = ldap_parse_whoami(ld, answer, &who);
     std::unique_ptr<berval, decltype(&ber_bvfree)> owner(who, ber_bvfree);
-    if (result != LDAP_SUCCESS) {
-        fail(result, catalogue_text("the login"));
-    }
+    if (result != LDAP_SUCCESS) fail(result, catalogue_text("the login"));
     return who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
 }
 
@@ -288,9 +265,7 @@ bool LdapConnection::isAnonymous() {
         ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld, nullptr, nullptr, message); }));
     int code = LDAP_SUCCESS;
     const int parsed = ldap_parse_result(ld, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
-    if (parsed == LDAP_SUCCESS && code != LDAP_SUCCESS) {
-        return false;
-    }
+    if (parsed == LDAP_SUCCESS && code != LDAP_SUCCESS) return false;
     const std::string name = nameIn(answer.get());
     return name.empty() || name == "dn:";
 }
@@ -331,18 +306,14 @@ LdapAnswer LdapConnection::bindWithTicket(const LdapIdentity &identity, LdapDead
             address.text + ": " +
                 catalogue_text("Kerberos login timed out: no answer from the server or the key distribution centre"));
     }
-    if (told.result == LDAP_SERVER_DOWN || told.result == LDAP_TIMEOUT || told.result == LDAP_DECODING_ERROR) {
+    if (told.result == LDAP_SERVER_DOWN || told.result == LDAP_TIMEOUT || told.result == LDAP_DECODING_ERROR)
         fail(told.result, catalogue_text("the login"));
-    }
     const auto refused = [this](const std::string &why) {
         return catalogue_format("%1$s: Kerberos login failed: %2$s", address.text.c_str(), why.c_str());
     };
-    if (told.result == LDAP_OTHER || told.result == LDAP_UNAVAILABLE || told.result == LDAP_BUSY) {
+    if (told.result == LDAP_OTHER || told.result == LDAP_UNAVAILABLE || told.result == LDAP_BUSY)
         throw LdapTrouble(ZKE_TICKET_REFUSED, refused(told.words)); // another server may have its own key
-    }
-    if (told.result != LDAP_SUCCESS) {
-        throw CodedError(ZKE_TICKET_REFUSED, refused(told.words));
-    }
+    if (told.result != LDAP_SUCCESS) throw CodedError(ZKE_TICKET_REFUSED, refused(told.words));
     answered = true;
     std::string who = whoAmI();
     if (!is_same_dn(identity.dn(), who)) {

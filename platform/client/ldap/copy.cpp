@@ -18,9 +18,7 @@ constexpr size_t file_limit = size_t{512} * 1024 * 1024;
 // Empty without a home directory, and in a privileged process.
 std::string cache_folder() {
     const char *cache = secure_getenv("XDG_CACHE_HOME");
-    if (cache != nullptr && *cache == '/') {
-        return std::string(cache) + "/brasca-zk";
-    }
+    if (cache != nullptr && *cache == '/') return std::string(cache) + "/brasca-zk";
     const char *home = secure_getenv("HOME");
     return home != nullptr && *home == '/' ? std::string(home) + "/.cache/brasca-zk" : "";
 }
@@ -31,21 +29,15 @@ std::string base64(const std::string &bytes) {
     for (size_t i = 0; i < bytes.size(); i += 3) {
         size_t count = std::min<size_t>(3, bytes.size() - i);
         uint32_t group = 0;
-        for (size_t k = 0; k < 3; k++) {
-            group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-        }
-        for (size_t k = 0; k < 4; k++) {
-            text += k <= count ? digits[group >> (18 - 6 * k) & 63] : '=';
-        }
+        for (size_t k = 0; k < 3; k++) group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0u);
+        for (size_t k = 0; k < 4; k++) text += k <= count ? digits[group >> (18 - 6 * k) & 63] : '=';
     }
     return text;
 }
 
 std::string hash_text(const std::string &text) {
     uint64_t hash = 14695981039346656037u; // FNV-1a
-    for (char c : text) {
-        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
-    }
+    for (char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
     char hex[17];
     snprintf(hex, sizeof hex, "%016llx", static_cast<unsigned long long>(hash));
     return hex;
@@ -72,9 +64,7 @@ std::string naming_line(const Entry &entry) {
 // Servers may spell a container in the names of what is below it in another case than in its own.
 bool add_once(const Name &name, std::unordered_set<std::string> *written) {
     std::string key = name_key(name);
-    for (const NamePart &part : name) {
-        key += part.type + ",";
-    }
+    for (const NamePart &part : name) key += part.type + ",";
     return written->insert(key).second;
 }
 
@@ -83,12 +73,8 @@ bool add_once(const Name &name, std::unordered_set<std::string> *written) {
 LdapCopy::LdapCopy(const ConfigTree &tree, const Name &treeBase, const std::string &kind)
     : base(treeBase), folder(cache_folder()) {
     std::string settings = tree.name + "\n" + tree.base;
-    for (const std::string &uri : tree.ldap.uris) {
-        settings += "\n" + uri;
-    }
-    for (const auto &[name, site] : tree.ldap.attributes) {
-        settings.append("\n").append(name).append("=").append(site);
-    }
+    for (const std::string &uri : tree.ldap.uris) settings += "\n" + uri;
+    for (const auto &[name, site] : tree.ldap.attributes) settings.append("\n").append(name).append("=").append(site);
     belongsTo = hash_text(settings);
     file = hash_text(settings + "\n" + kind) + ".ldif";
 }
@@ -108,14 +94,11 @@ void LdapCopy::addParents(const Name &name, std::unordered_set<std::string> *wri
 void LdapCopy::addEntry(const Entry &entry, std::unordered_set<std::string> *written, std::string *out) const {
     addParents(entry.name, written, out);
     std::string lines;
-    for (const EntryValue &value : entry.values) {
-        lines += line(value.attribute->ldap, value.text);
-    }
+    for (const EntryValue &value : entry.values) lines += line(value.attribute->ldap, value.text);
     // The tree may have given another attribute for the one in its name.
     lines += entry.name.empty() ? "" : naming_line(entry);
-    if (!lines.empty() && add_once(entry.name, written)) {
+    if (!lines.empty() && add_once(entry.name, written))
         *out += "\n" + line("dn", name_to_dn(entry.name, base)) + lines;
-    }
 }
 
 std::string LdapCopy::text(const std::vector<EntryPtr> &entries) const {
@@ -125,9 +108,7 @@ std::string LdapCopy::text(const std::vector<EntryPtr> &entries) const {
                      [](const EntryPtr &a, const EntryPtr &b) { return a->name.size() < b->name.size(); });
     std::string out = heading + std::to_string(time(nullptr)) + " " + belongsTo + "\n";
     std::unordered_set<std::string> written;
-    for (const EntryPtr &entry : sorted) {
-        addEntry(*entry, &written, &out);
-    }
+    for (const EntryPtr &entry : sorted) addEntry(*entry, &written, &out);
     return out;
 }
 
@@ -141,18 +122,12 @@ void LdapCopy::remove() const {
 
 std::unique_ptr<DirectoryStore> LdapCopy::read(time_t *written) const {
     LdifText ldif;
-    if (!PrivateFolder(folder).read(file, file_limit, &ldif.text)) {
-        return nullptr;
-    }
+    if (!PrivateFolder(folder).read(file, file_limit, &ldif.text)) return nullptr;
     const std::string first = ldif.text.substr(0, ldif.text.find('\n'));
-    if (first.compare(0, strlen(heading), heading) != 0) {
-        return nullptr;
-    }
+    if (first.compare(0, strlen(heading), heading) != 0) return nullptr;
     char *end = nullptr;
     *written = strtoll(first.c_str() + strlen(heading), &end, 10);
-    if (*end != ' ' || end + 1 != belongsTo) {
-        return nullptr;
-    }
+    if (*end != ' ' || end + 1 != belongsTo) return nullptr;
     try {
         return ldif_store_load(std::move(ldif), file, base);
     } catch (const DataError &) {

@@ -35,17 +35,13 @@ std::vector<std::string> LdapEntries::attributes(bool withMembers) const {
     for (const SchemaAttribute &row : schema_attributes()) {
         const bool member = strcmp(row.ldap, "member") == 0;
         const bool asked = strcmp(row.ldap, "userPassword") != 0 && strcmp(row.ldap, "uniqueMember") != 0;
-        if (asked && (withMembers || !member)) {
-            wanted.push_back(names.at(&row));
-        }
+        if (asked && (withMembers || !member)) wanted.push_back(names.at(&row));
     }
     return wanted;
 }
 
 void LdapEntries::add(const SchemaAttribute *row, const std::string &value, Entry *entry) const {
-    if (value.size() > row->limit || (value.empty() && row->syntax != schema_stream)) {
-        return;
-    }
+    if (value.size() > row->limit || (value.empty() && row->syntax != schema_stream)) return;
     try {
         value_parse(row->syntax, value, base);
     } catch (const DataError &) {
@@ -56,37 +52,24 @@ void LdapEntries::add(const SchemaAttribute *row, const std::string &value, Entr
 
 EntryPtr LdapEntries::make(const LdapEntry &read) const {
     auto entry = std::make_shared<Entry>();
-    if (!name_parse_dn(read.dn, base, &entry->name, nullptr) ||
-        name_to_dotted(entry->name, true).size() > ZK_MAX_NAME) {
+    if (!name_parse_dn(read.dn, base, &entry->name, nullptr) || name_to_dotted(entry->name, true).size() > ZK_MAX_NAME)
         return nullptr;
-    }
     std::vector<std::string_view> objectClasses;
     for (const auto &[name, values] : read.attributes) {
-        if (equal_nocase(name, subordinate_count) && !values.empty()) {
+        if (equal_nocase(name, subordinate_count) && !values.empty())
             entry->subordinates = static_cast<uint32_t>(strtoul(values.front().c_str(), nullptr, 10));
-        } else if (equal_nocase(name, has_subordinates) && !values.empty()) {
+        else if (equal_nocase(name, has_subordinates) && !values.empty())
             entry->subordinates = std::max<uint32_t>(entry->subordinates, values.front() == "TRUE" ? 1 : 0);
-        }
         auto [row, end] = rows.equal_range(name_type(name));
-        for (; row != end; ++row) {
-            for (const std::string &value : values) {
-                add(row->second, value, entry.get());
-            }
-        }
-        if (equal_nocase(name, "objectClass")) {
-            objectClasses.insert(objectClasses.end(), values.begin(), values.end());
-        }
+        for (; row != end; ++row)
+            for (const std::string &value : values) add(row->second, value, entry.get());
+        if (equal_nocase(name, "objectClass")) objectClasses.insert(objectClasses.end(), values.begin(), values.end());
     }
     entry->entryClass = schema_class_of(objectClasses);
-    if (!anyName && !entry_name_is_plain(*entry)) {
-        return nullptr;
-    }
+    if (!anyName && !entry_name_is_plain(*entry)) return nullptr;
     const size_t serverName = entry_common_name(*entry).size();
-    if (entry->is_class("Server") && (serverName == 0 || serverName >= ZK_SERVER_NAME_SIZE)) {
-        return nullptr;
-    }
-    if (const std::string *changed = entry->first("modifyTimestamp")) {
+    if (entry->is_class("Server") && (serverName == 0 || serverName >= ZK_SERVER_NAME_SIZE)) return nullptr;
+    if (const std::string *changed = entry->first("modifyTimestamp"))
         entry->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, base).number;
-    }
     return entry;
 }

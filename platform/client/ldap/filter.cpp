@@ -19,13 +19,9 @@ std::string escaped(std::string_view value) {
 }
 
 std::string joined(const char *kind, const std::vector<std::string> &filters) {
-    if (filters.size() == 1) {
-        return filters.front();
-    }
+    if (filters.size() == 1) return filters.front();
     std::string text = kind;
-    for (const std::string &filter : filters) {
-        text += filter;
-    }
+    for (const std::string &filter : filters) text += filter;
     return text + ")";
 }
 

@@ -15,9 +15,7 @@ LdapBerLength::State LdapBerLength::take(unsigned char byte) {
         begun = true;
         following = byte < 0x80 ? 0 : byte & 0x7Fu;
         value_ = byte < 0x80 ? byte : 0;
-        if (byte == 0x80 || following > sizeof value_) {
-            return Malformed;
-        }
+        if (byte == 0x80 || following > sizeof value_) return Malformed;
     } else {
         value_ = value_ << 8 | byte;
         following--;
@@ -33,9 +31,7 @@ LdapFraming::Verdict LdapFraming::takeHead(unsigned char byte) {
     }
     const LdapBerLength::State state = length.take(byte);
     if (state == LdapBerLength::Whole) {
-        if (length.value() > ldap_message_limit) {
-            return TooLarge;
-        }
+        if (length.value() > ldap_message_limit) return TooLarge;
         rest = length.value();
         inHead = false;
         start = 0;
@@ -50,9 +46,7 @@ LdapFraming::Verdict LdapFraming::takeHead(unsigned char byte) {
 LdapFraming::Verdict LdapFraming::takeStart(unsigned char byte) {
     constexpr std::string_view answers = "\x61\x64\x65\x67\x69\x6B\x6D\x6F\x73\x78\x79";
     size_t at = start++;
-    if (at == 0) {
-        return byte == number_tag ? Fine : Malformed;
-    }
+    if (at == 0) return byte == number_tag ? Fine : Malformed;
     if (at == 1) {
         numberEnd = 2 + byte;
         return byte >= 1 && byte <= 4 ? Fine : Malformed;
@@ -79,9 +73,8 @@ LdapFraming::Verdict LdapFraming::take(const unsigned char *bytes, size_t count)
         if (rest > 0 && !started) {
             rest--;
             Verdict beginning = takeStart(bytes[i++]);
-            if (beginning != Fine || (rest == 0 && !started)) {
+            if (beginning != Fine || (rest == 0 && !started))
                 return beginning == Disconnected ? Disconnected : Malformed;
-            }
             continue;
         }
         if (rest > 0) {
@@ -91,9 +84,7 @@ LdapFraming::Verdict LdapFraming::take(const unsigned char *bytes, size_t count)
             continue;
         }
         Verdict verdict = takeHead(bytes[i++]);
-        if (verdict != Fine) {
-            return verdict;
-        }
+        if (verdict != Fine) return verdict;
     }
     return Fine;
 }

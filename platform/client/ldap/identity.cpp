@@ -8,15 +8,13 @@ LdapIdentity::LdapIdentity(const std::string &distinguishedName, const char *sec
       masked_(std::in_place, strlen(secret), Secret::Forked::Copy),
       mask_(std::in_place, strlen(secret), Secret::Forked::Copy) {
     arc4random_buf(mask_->text(), mask_->capacity());
-    for (size_t i = 0; i < masked_->capacity(); i++) {
+    for (size_t i = 0; i < masked_->capacity(); i++)
         masked_->text()[i] = static_cast<char>(secret[i] ^ mask_->text()[i]);
-    }
 }
 
 Secret LdapIdentity::revealed() const {
     Secret password(masked_->capacity());
-    for (size_t i = 0; i < password.capacity(); i++) {
+    for (size_t i = 0; i < password.capacity(); i++)
         password.text()[i] = static_cast<char>(masked_->text()[i] ^ mask_->text()[i]);
-    }
     return password;
 }

@@ -31,32 +31,24 @@ LdapAnswer LdapLookup::search(const Name &below, int scope, const std::string &f
 std::vector<std::string> LdapLookup::namingContexts() {
     std::vector<std::string> contexts;
     LdapAnswer answer = servers.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"namingContexts"}});
-    for (const LdapEntry &entry : answer.entries) {
-        for (const auto &attribute : entry.attributes) {
+    for (const LdapEntry &entry : answer.entries)
+        for (const auto &attribute : entry.attributes)
             contexts.insert(contexts.end(), attribute.second.begin(), attribute.second.end());
-        }
-    }
     return contexts;
 }
 
 const Name &LdapLookup::searchBase() {
-    if (!searchBases.empty()) {
-        return searchBases.front();
-    }
+    if (!searchBases.empty()) return searchBases.front();
     Name found;
     if (!tree.ldap.searchBase.empty()) {
-        if (!name_parse_dn(tree.ldap.searchBase, root, &found, nullptr)) {
+        if (!name_parse_dn(tree.ldap.searchBase, root, &found, nullptr))
             throw DataError(tree.name + ": " + catalogue_text("search_base must be base or below it"));
-        }
         searchBases.push_back(found);
     } else if (!root.empty()) {
         searchBases.emplace_back();
     } else {
-        for (const std::string &context : namingContexts()) {
-            if (name_parse_dn(context, root, &found, nullptr)) {
-                searchBases.push_back(found);
-            }
-        }
+        for (const std::string &context : namingContexts())
+            if (name_parse_dn(context, root, &found, nullptr)) searchBases.push_back(found);
         if (searchBases.size() != 1) {
             searchBases.clear();
             throw DataError(
@@ -71,16 +63,11 @@ EntryPtr LdapLookup::keep(const LdapEntry &readEntry) {
     EntryPtr entry = entries.make(readEntry);
     if (entry != nullptr) {
         std::vector<EntryPtr> &same = read[name_key(entry->name)];
-        for (const EntryPtr &one : same) {
-            if (name_equal(one->name, entry->name)) {
-                return one;
-            }
-        }
+        for (const EntryPtr &one : same)
+            if (name_equal(one->name, entry->name)) return one;
         same.push_back(entry);
         count++;
-        if (!readEntry.origin.server.empty()) {
-            origins[name_to_dotted(entry->name, true)] = readEntry.origin;
-        }
+        if (!readEntry.origin.server.empty()) origins[name_to_dotted(entry->name, true)] = readEntry.origin;
         absent.erase(name_to_dotted(entry->name, true));
     }
     return entry;
@@ -89,11 +76,8 @@ EntryPtr LdapLookup::keep(const LdapEntry &readEntry) {
 EntryPtr LdapLookup::kept(const Name &name) const {
     auto found = read.find(name_key(name));
     if (found != read.end()) {
-        for (const EntryPtr &one : found->second) {
-            if (name_may_be(name, one->name)) {
-                return one;
-            }
-        }
+        for (const EntryPtr &one : found->second)
+            if (name_may_be(name, one->name)) return one;
     }
     return nullptr;
 }
@@ -114,9 +98,7 @@ std::vector<Name> LdapLookup::guesses(const Name &name) {
     Name full = name;
     std::copy(start.begin(), start.end(), full.end() - static_cast<std::ptrdiff_t>(start.size()));
     for (size_t i = full.size() - start.size(); i-- > 1;) {
-        if (full[i].type.empty()) {
-            full[i].type = "ou";
-        }
+        if (full[i].type.empty()) full[i].type = "ou";
         found.push_back(name_above(full, i));
     }
     if (full.size() == start.size() || !full.front().type.empty()) {
@@ -134,34 +116,22 @@ std::vector<Name> LdapLookup::guesses(const Name &name) {
 // not know how answers with nothing.
 void LdapLookup::readGuesses(const Name &name) {
     std::vector<std::string> filters;
-    for (const Name &guess : guesses(name)) {
-        if (kept(guess) == nullptr) {
-            filters.push_back(filter_equal("entryDN", name_to_dn(guess, root)));
-        }
-    }
-    if (!anythingSeen && searchBase().size() < name.size()) {
+    for (const Name &guess : guesses(name))
+        if (kept(guess) == nullptr) filters.push_back(filter_equal("entryDN", name_to_dn(guess, root)));
+    if (!anythingSeen && searchBase().size() < name.size())
         filters.push_back(filter_equal("entryDN", name_to_dn(searchBase(), root)));
-    }
-    for (const LdapEntry &entry : search(searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), true).entries) {
+    for (const LdapEntry &entry : search(searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), true).entries)
         keep(entry);
-    }
 }
 
 EntryPtr LdapLookup::readLevel(const Name &parent, const NamePart &part) {
     std::vector<std::string> filters;
-    if (!part.type.empty()) {
-        filters.push_back(filter_equal(part.type, part.value));
-    }
-    for (const char *type : name_usual_types) {
-        if (part.type.empty()) {
-            filters.push_back(filter_equal(type, part.value));
-        }
-    }
+    if (!part.type.empty()) filters.push_back(filter_equal(part.type, part.value));
+    for (const char *type : name_usual_types)
+        if (part.type.empty()) filters.push_back(filter_equal(type, part.value));
     // A full list says that the name is common; those that came are as good as any.
     LdapAnswer answer = search(parent, LDAP_SCOPE_ONELEVEL, filter_or(filters), true, same_name_limit);
-    for (const LdapEntry &entry : answer.entries) {
-        keep(entry);
-    }
+    for (const LdapEntry &entry : answer.entries) keep(entry);
     Name wanted = {part};
     wanted.insert(wanted.end(), parent.begin(), parent.end());
     return kept(wanted);
@@ -172,12 +142,8 @@ EntryPtr LdapLookup::readByLevels(const Name &name) {
     for (size_t i = name.size() - parent.size(); i-- > 0;) {
         Name part = name_above(name, i);
         EntryPtr entry = kept(part);
-        if (entry == nullptr) {
-            entry = readLevel(parent, part.front());
-        }
-        if (entry == nullptr || entry->is_class("Alias")) {
-            break; // nothing lies below it
-        }
+        if (entry == nullptr) entry = readLevel(parent, part.front());
+        if (entry == nullptr || entry->is_class("Alias")) break; // nothing lies below it
         parent = entry->name;
     }
     return kept(name);
@@ -186,23 +152,15 @@ EntryPtr LdapLookup::readByLevels(const Name &name) {
 EntryPtr LdapLookup::lookup(const Name &name) {
     EntryPtr entry = kept(name);
     std::string dotted = name_to_dotted(name, true);
-    if (entry != nullptr || absent.count(dotted) != 0) {
-        return entry;
-    }
+    if (entry != nullptr || absent.count(dotted) != 0) return entry;
     missing.clear();
     if (name.size() >= searchBase().size() && fitSearchBase(name)) {
         readGuesses(name);
         entry = kept(name);
-        if (entry == nullptr && anythingSeen) {
-            entry = readByLevels(name);
-        }
+        if (entry == nullptr && anythingSeen) entry = readByLevels(name);
     }
-    if (entry == nullptr && !missing.empty()) {
-        throw LdapTrouble(missingCode, missing); // it may be there
-    }
-    if (entry == nullptr) {
-        absent.insert(dotted);
-    }
+    if (entry == nullptr && !missing.empty()) throw LdapTrouble(missingCode, missing); // it may be there
+    if (entry == nullptr) absent.insert(dotted);
     return entry;
 }
 
@@ -213,16 +171,12 @@ LdapOrigin LdapLookup::origin(const Name &name) const {
 
 std::vector<EntryPtr> LdapLookup::allKept() const {
     std::vector<EntryPtr> all;
-    for (const auto &same : read) {
-        all.insert(all.end(), same.second.begin(), same.second.end());
-    }
+    for (const auto &same : read) all.insert(all.end(), same.second.begin(), same.second.end());
     return all;
 }
 
 bool LdapLookup::unseen(const Name &name, Name *likely) {
-    if (anythingSeen || name.size() <= searchBase().size() || !fitSearchBase(name)) {
-        return false;
-    }
+    if (anythingSeen || name.size() <= searchBase().size() || !fitSearchBase(name)) return false;
     std::vector<Name> all = guesses(name);
     size_t leaves = name.front().type.empty() ? std::size(leaf_types) : 1;
     *likely = all[all.size() - leaves];
@@ -234,17 +188,14 @@ void LdapLookup::refuseWrongBase() {
     const std::string key = tree.ldap.searchBase.empty() ? "base" : "search_base";
     const std::string &wanted = tree.ldap.searchBase.empty() ? tree.base : tree.ldap.searchBase;
     Name place;
-    if (anythingSeen || wanted.empty() || tree.ldap.referrals || !name_parse_dn(wanted, {}, &place, nullptr)) {
-        return;
-    }
+    if (anythingSeen || wanted.empty() || tree.ldap.referrals || !name_parse_dn(wanted, {}, &place, nullptr)) return;
     std::string shown;
     try {
         for (const std::string &context : namingContexts()) {
             Name held;
             if (!name_parse_dn(context, {}, &held, nullptr) ||
-                (held.size() <= place.size() && name_equal(held, name_above(place, place.size() - held.size())))) {
+                (held.size() <= place.size() && name_equal(held, name_above(place, place.size() - held.size()))))
                 return;
-            }
             shown += (shown.empty() ? "" : "; ") + context;
         }
     } catch (const CodedError &) { // what was asked before has been answered: that counts

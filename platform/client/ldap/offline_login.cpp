@@ -17,9 +17,8 @@ EntryPtr group_with(const Name &group, const std::string &memberDn) {
     auto entry = std::make_shared<Entry>();
     entry->name = group;
     entry->values.push_back({schema_find_ldap("objectClass"), "groupOfNames"});
-    if (const SchemaAttribute *naming = schema_find_ldap(group.front().type)) {
+    if (const SchemaAttribute *naming = schema_find_ldap(group.front().type))
         entry->values.push_back({naming, group.front().value});
-    }
     entry->values.push_back({schema_find_ldap("member"), memberDn});
     return entry;
 }
@@ -48,20 +47,15 @@ void OfflineLogin::keep(const EntryPtr &who, const char *password) {
 }
 
 void OfflineLogin::save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const {
-    if (user == nullptr || passwordHash.empty()) {
-        return;
-    }
+    if (user == nullptr || passwordHash.empty()) return;
     // First of its name, so that it is the one that is written.
     auto withPassword = std::make_shared<Entry>(*user);
     withPassword->values.push_back({schema_find_ldap("userPassword"), passwordHash});
     std::vector<EntryPtr> all = {withPassword};
     all.insert(all.end(), entries.begin(), entries.end());
     std::string dn = name_to_dn(user->name, root);
-    for (const Name &group : groups) {
-        if (!group.empty()) {
-            all.push_back(group_with(group, dn));
-        }
-    }
+    for (const Name &group : groups)
+        if (!group.empty()) all.push_back(group_with(group, dn));
     copy_of(config, root, user->name).write(all);
 }
 
@@ -72,9 +66,7 @@ std::unique_ptr<DirectoryStore> OfflineLogin::read(const Name &who, time_t *when
 bool OfflineLogin::begin(const Name &who) {
     if (copy == nullptr) {
         copy = read(who, &written);
-        if (copy != nullptr && !ldap_copy_is_recent(written, config.ldap.offlineDays)) {
-            copy.reset();
-        }
+        if (copy != nullptr && !ldap_copy_is_recent(written, config.ldap.offlineDays)) copy.reset();
     }
     return copy != nullptr;
 }
@@ -87,13 +79,9 @@ void OfflineLogin::refusedPassword(const Name &who, const char *password) const 
     time_t when = 0;
     std::unique_ptr<DirectoryStore> kept = read(who, &when);
     const EntryPtr entry = kept == nullptr ? nullptr : kept->find(who, Aliases::Keep);
-    if (entry == nullptr) {
-        return;
-    }
+    if (entry == nullptr) return;
     try {
-        if (kept->check_password(*entry, password) == Verdict::Accepted) {
-            refused(who);
-        }
+        if (kept->check_password(*entry, password) == Verdict::Accepted) refused(who);
     } catch (const DataError &) {
         // Its password is no hash, and so lets nobody in.
     }

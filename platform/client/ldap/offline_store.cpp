@@ -11,59 +11,44 @@ bool OfflineStore::begin(const LdapTrouble &trouble, const Name &user) {
 EntryPtr OfflineStore::find(const Name &name, Aliases aliases) {
     const size_t before = servers.countRead();
     EntryPtr entry = current().find(name, aliases);
-    if (entry != nullptr && servers.countRead() > before) {
-        save();
-    }
+    if (entry != nullptr && servers.countRead() > before) save();
     return entry;
 }
 
 EntryPtr OfflineStore::find_user(const Name &name) {
-    if (offline.active()) {
-        return offline.store()->find_user(name);
-    }
+    if (offline.active()) return offline.store()->find_user(name);
     try {
         EntryPtr user = store->find_user(name);
-        if (user == nullptr) {
-            offline.refused(name);
-        }
+        if (user == nullptr) offline.refused(name);
         return user;
     } catch (const LdapTrouble &trouble) {
-        if (!begin(trouble, name)) {
-            throw;
-        }
+        if (!begin(trouble, name)) throw;
         return offline.store()->find_user(name);
     }
 }
 
 // A password that was changed, an account that was locked: pulling the plug must not bring them back.
 void OfflineStore::noteRefusal(Verdict verdict, const Name &user, const char *password) const {
-    if (verdict == Verdict::Locked) {
+    if (verdict == Verdict::Locked)
         offline.refused(user);
-    } else if (verdict == Verdict::WrongPassword) {
+    else if (verdict == Verdict::WrongPassword)
         offline.refusedPassword(user, password);
-    }
 }
 
 Verdict OfflineStore::check_password(const Entry &entry, const char *password) {
     const Verdict verdict = current().check_password(entry, password);
-    if (!offline.active()) {
-        noteRefusal(verdict, entry.name, password);
-    }
+    if (!offline.active()) noteRefusal(verdict, entry.name, password);
     return verdict;
 }
 
 Verdict OfflineStore::login(EntryPtr *user, const char *password) {
-    if (offline.active()) {
-        return offline.login(**user, password);
-    }
+    if (offline.active()) return offline.login(**user, password);
     const Name asked = (*user)->name;
     Verdict verdict = Verdict::Accepted;
     try {
         verdict = store->login(user, password);
     } catch (const LdapTrouble &trouble) {
-        if (!begin(trouble, asked)) {
-            throw;
-        }
+        if (!begin(trouble, asked)) throw;
         return offline.login(**user, password);
     } catch (...) {
         identity.reset(); // what was read may be gone
@@ -82,9 +67,7 @@ Verdict OfflineStore::login(EntryPtr *user, const char *password) {
 }
 
 void OfflineStore::save() {
-    if (identity != nullptr) {
-        offline.save(servers.allRead(), store->groups_of(*identity));
-    }
+    if (identity != nullptr) offline.save(servers.allRead(), store->groups_of(*identity));
 }
 
 void OfflineStore::logout() {

@@ -33,9 +33,8 @@ void ldap_options_set(LDAP *ld, const LdapUri &address, LdapDeadline deadline) {
         {LDAP_OPT_SIZELIMIT, LDAP_NO_LIMIT},
         {LDAP_OPT_TIMELIMIT, LDAP_NO_LIMIT},
     };
-    for (const OptionRow &row : numbers) {
+    for (const OptionRow &row : numbers)
         must(ldap_set_option(ld, row.option, &row.value), address, catalogue_text("an option"));
-    }
     must(ldap_set_option(ld, LDAP_OPT_REFERRALS, LDAP_OPT_OFF), address, catalogue_text("an option"));
     must(ldap_set_option(ld, LDAP_OPT_RESTART, LDAP_OPT_OFF), address, catalogue_text("an option"));
     timeval left = ldap_time_left(deadline);
@@ -49,15 +48,13 @@ void ldap_options_set_tls(LDAP *ld, const LdapUri &address, const std::string &c
         {LDAP_OPT_X_TLS_REQUIRE_SAN, LDAP_OPT_X_TLS_ALLOW}, // names in the certificate's list come before its subject
         {LDAP_OPT_X_TLS_PROTOCOL_MIN, LDAP_OPT_X_TLS_PROTOCOL_TLS1_2},
     };
-    for (const OptionRow &row : numbers) {
+    for (const OptionRow &row : numbers)
         must(ldap_set_option(ld, row.option, &row.value), address, catalogue_text("a TLS option"));
-    }
     // No certificate of the client's own, no authorities beside the configured file, the TLS library's own choice of
     // ciphers.
     for (int option :
-         {LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CIPHER_SUITE}) {
+         {LDAP_OPT_X_TLS_CACERTDIR, LDAP_OPT_X_TLS_CERTFILE, LDAP_OPT_X_TLS_KEYFILE, LDAP_OPT_X_TLS_CIPHER_SUITE})
         must(ldap_set_option(ld, option, nullptr), address, catalogue_text("a TLS option"));
-    }
     must(ldap_set_option(ld, LDAP_OPT_X_TLS_CACERTFILE, caFile.c_str()), address, catalogue_text("the CA file"));
     const int client = 0;
     if (ldap_set_option(ld, LDAP_OPT_X_TLS_NEWCTX, &client) != LDAP_OPT_SUCCESS) {

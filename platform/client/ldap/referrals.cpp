@@ -12,9 +12,7 @@ namespace {
 bool has_part(const std::string &uri, int number) {
     size_t at = uri.find("://");
     at = at == std::string::npos ? at : uri.find('/', at + 3);
-    for (; number > 0 && at != std::string::npos; number--) {
-        at = uri.find('?', at + 1);
-    }
+    for (; number > 0 && at != std::string::npos; number--) at = uri.find('?', at + 1);
     return at != std::string::npos && at + 1 < uri.size() && uri[at + 1] != '?';
 }
 
@@ -38,30 +36,22 @@ void note_missing(LdapAnswer *answer, uint32_t code, const std::string &sentence
 
 bool ldap_place_parse(const std::string &uri, const LdapSearch &referred, bool continues, LdapPlace *place) {
     LDAPURLDesc *parsed = nullptr;
-    if (ldap_url_parse(uri.c_str(), &parsed) != LDAP_URL_SUCCESS) {
-        return false;
-    }
+    if (ldap_url_parse(uri.c_str(), &parsed) != LDAP_URL_SUCCESS) return false;
     std::unique_ptr<LDAPURLDesc, decltype(&ldap_free_urldesc)> owner(parsed, ldap_free_urldesc);
     std::string host = parsed->lud_host == nullptr ? "" : parsed->lud_host;
     bool secured = equal_nocase(parsed->lud_scheme, "ldaps");
-    if ((!secured && !equal_nocase(parsed->lud_scheme, "ldap")) || host.empty() || parsed->lud_crit_exts != 0) {
+    if ((!secured && !equal_nocase(parsed->lud_scheme, "ldap")) || host.empty() || parsed->lud_crit_exts != 0)
         return false;
-    }
     int port = parsed->lud_port != 0 ? parsed->lud_port : secured ? LDAPS_PORT : LDAP_PORT;
     host = host.find(':') == std::string::npos ? host : "[" + host + "]";
     place->server = (secured ? "ldaps://" : "ldap://") + host + ":" + std::to_string(port);
     place->search = referred;
-    if (has_part(uri, 0) && parsed->lud_dn != nullptr) {
-        place->search.base = parsed->lud_dn;
-    }
-    if (has_part(uri, 2)) {
+    if (has_part(uri, 0) && parsed->lud_dn != nullptr) place->search.base = parsed->lud_dn;
+    if (has_part(uri, 2))
         place->search.scope = parsed->lud_scope;
-    } else if (continues && referred.scope == LDAP_SCOPE_ONELEVEL) {
+    else if (continues && referred.scope == LDAP_SCOPE_ONELEVEL)
         place->search.scope = LDAP_SCOPE_BASE;
-    }
-    if (has_part(uri, 3) && parsed->lud_filter != nullptr) {
-        place->search.filter = parsed->lud_filter;
-    }
+    if (has_part(uri, 3) && parsed->lud_filter != nullptr) place->search.filter = parsed->lud_filter;
     return true;
 }
 
@@ -84,9 +74,8 @@ bool LdapReferrals::haveDistrusted() const {
 
 void LdapReferrals::refuseIfDown(const std::string &server) const {
     auto known = down.find(server);
-    if (known != down.end() && known->second.until > LdapClock::now()) {
+    if (known != down.end() && known->second.until > LdapClock::now())
         throw LdapTrouble(known->second.code, known->second.sentence);
-    }
 }
 
 // By host and port: another port of a machine may be anybody's.
@@ -155,16 +144,13 @@ LdapAnswer LdapReferrals::take(const Step &step, const LdapIdentity &identity, L
     for (const std::string &uri : step.uris) {
         try {
             LdapPlace place;
-            if (!ldap_place_parse(uri, step.search, step.continues, &place)) {
+            if (!ldap_place_parse(uri, step.search, step.continues, &place))
                 throw broken(catalogue_format("%s is not a usable LDAP URL", uri.c_str()));
-            }
             std::string key = place_key(place);
-            if (std::find(step.way.begin(), step.way.end(), key) != step.way.end()) {
+            if (std::find(step.way.begin(), step.way.end(), key) != step.way.end())
                 throw broken(catalogue_format("referral loop at %s", uri.c_str()));
-            }
-            if (step.way.size() > hop_limit) {
+            if (step.way.size() > hop_limit)
                 throw broken(catalogue_format("%1$s exceeds the limit of %2$zu referrals", uri.c_str(), hop_limit));
-            }
             bool secured = false;
             LdapAnswer answer = ask(place, step.trusted, identity, ldap_share(deadline, left--), &secured);
             next->search = place.search;
@@ -183,12 +169,9 @@ LdapAnswer LdapReferrals::take(const Step &step, const LdapIdentity &identity, L
 
 void LdapReferrals::add(const LdapAnswer &answer, const LdapSearch &search, const std::vector<std::string> &way,
                         bool trusted, std::vector<Step> *steps) const {
-    if (answer.result == LDAP_REFERRAL) {
-        steps->push_back({answer.referral, false, search, way, trusted});
-    }
-    for (const std::vector<std::string> &reference : answer.references) {
+    if (answer.result == LDAP_REFERRAL) steps->push_back({answer.referral, false, search, way, trusted});
+    for (const std::vector<std::string> &reference : answer.references)
         steps->push_back({reference, true, search, way, trusted});
-    }
 }
 
 void LdapReferrals::follow(const LdapConnection &from, const LdapSearch &search, const LdapIdentity &identity,
@@ -210,12 +193,8 @@ void LdapReferrals::follow(const LdapConnection &from, const LdapSearch &search,
             LdapAnswer more = take(steps[i], identity, deadline, &made);
             add(more, made.search, made.way, made.trusted, &steps);
             bool isFirstAnswer = i == 0 && answer->result == LDAP_REFERRAL && more.result != LDAP_REFERRAL;
-            if (isFirstAnswer || more.result == LDAP_SIZELIMIT_EXCEEDED) {
-                answer->result = more.result;
-            }
-            for (LdapEntry &entry : more.entries) {
-                entry.origin = made.origin;
-            }
+            if (isFirstAnswer || more.result == LDAP_SIZELIMIT_EXCEEDED) answer->result = more.result;
+            for (LdapEntry &entry : more.entries) entry.origin = made.origin;
             answer->entries.insert(answer->entries.end(), std::make_move_iterator(more.entries.begin()),
                                    std::make_move_iterator(more.entries.end()));
         } catch (const LdapTrouble &trouble) {

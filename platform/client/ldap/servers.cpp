@@ -25,9 +25,7 @@ size_t memory_of(const LdapAnswer &answer) {
         bytes += sizeof entry + entry.dn.size();
         for (const auto &[name, values] : entry.attributes) {
             bytes += sizeof name + name.size() + sizeof values;
-            for (const std::string &value : values) {
-                bytes += sizeof value + value.size();
-            }
+            for (const std::string &value : values) bytes += sizeof value + value.size();
         }
     }
     return bytes;
@@ -46,9 +44,7 @@ LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
 } // namespace
 
 LdapServers::LdapServers(const ConfigLdap &configuration) : config(configuration), referrals(configuration) {
-    for (const std::string &uri : config.uris) {
-        servers.push_back({uri, LdapDeadline::min(), 0, "", false});
-    }
+    for (const std::string &uri : config.uris) servers.push_back({uri, LdapDeadline::min(), 0, "", false});
 }
 
 void LdapServers::markDown(size_t number, const LdapTrouble &trouble) {
@@ -67,9 +63,7 @@ bool LdapServers::runOnCurrent(const Request &request, LdapDeadline deadline, Ld
         // Servers close connections that were idle for long: that alone is no fault.
         bool wasIdle = connection->hasAnswered() && connection->wasClosed();
         connection.reset();
-        if (!wasIdle) {
-            markDown(current, trouble);
-        }
+        if (!wasIdle) markDown(current, trouble);
         return false;
     }
 }
@@ -103,19 +97,13 @@ LdapAnswer LdapServers::run(const Request &request, LdapDeadline deadline) {
     LdapAnswer answer;
     size_t usableServers = static_cast<size_t>(std::count_if(
         servers.begin(), servers.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
-    if (connection != nullptr && runOnCurrent(request, ldap_share(deadline, usableServers), &answer)) {
-        return answer;
-    }
+    if (connection != nullptr && runOnCurrent(request, ldap_share(deadline, usableServers), &answer)) return answer;
     for (size_t number = 0; number < servers.size(); number++) {
-        if (servers[number].downUntil > LdapClock::now()) {
-            continue;
-        }
+        if (servers[number].downUntil > LdapClock::now()) continue;
         size_t left = static_cast<size_t>(
             std::count_if(servers.begin() + static_cast<std::ptrdiff_t>(number), servers.end(),
                           [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
-        if (runOn(number, request, ldap_share(deadline, left), &answer)) {
-            return answer;
-        }
+        if (runOn(number, request, ldap_share(deadline, left), &answer)) return answer;
     }
     giveUp();
 }
@@ -151,9 +139,7 @@ LdapAnswer LdapServers::search(const LdapSearch &search) {
     LdapDeadline deadline = deadlineFromNow();
     LdapAnswer answer =
         run([&](LdapConnection &server, LdapDeadline until) { return server.search(search, until); }, deadline);
-    if (config.referrals) {
-        referrals.follow(*connection, search, identity, deadline, &answer);
-    }
+    if (config.referrals) referrals.follow(*connection, search, identity, deadline, &answer);
     count(answer);
     return answer;
 }
@@ -163,9 +149,7 @@ LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapCo
     size_t keptCurrent = current;
     LdapIdentity keptIdentity = std::exchange(identity, {});
     // A connection of nobody's may become the user's.
-    if (!keptIdentity.dn().empty()) {
-        keptConnection = std::move(connection);
-    }
+    if (!keptIdentity.dn().empty()) keptConnection = std::move(connection);
     auto putBack = [&]() {
         *bound = std::move(connection);
         *where = current;
@@ -186,9 +170,7 @@ LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapCo
 LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked, const LdapOrigin &origin) {
     LdapWaiting waiting;
     const StartEnvironment started;
-    if (!origin.server.empty()) {
-        return referrals.login(origin, asked, deadlineFromNow());
-    }
+    if (!origin.server.empty()) return referrals.login(origin, asked, deadlineFromNow());
     std::unique_ptr<LdapConnection> bound;
     size_t where = 0;
     return bindAsNobody(

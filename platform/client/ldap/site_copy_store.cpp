@@ -17,27 +17,20 @@ bool is_recent(time_t written, const ConfigLdap &config) {
 SiteCopyStore::SiteCopyStore(std::unique_ptr<LdapStore> asked, const ConfigTree &config)
     : tree(config), servers(std::move(asked)), file(config, servers->base(), "site") {
     servers->onSiteRead = [this](const std::vector<EntryPtr> &site) {
-        if (!site.empty()) { // a process that is nobody may see nothing where its user saw everything
+        if (!site.empty()) // a process that is nobody may see nothing where its user saw everything
             file.write(site);
-        }
     };
 }
 
 DirectoryStore *SiteCopyStore::usable() {
-    if (servers->hasReadSite()) {
-        return nullptr;
-    }
+    if (servers->hasReadSite()) return nullptr;
     if (!tried) {
         tried = true;
         time_t written = 0;
         copy = file.read(&written);
-        if (copy != nullptr && !is_recent(written, tree.ldap)) {
-            copy.reset();
-        }
+        if (copy != nullptr && !is_recent(written, tree.ldap)) copy.reset();
     }
-    if (servers->haveDistrusted()) {
-        copy.reset();
-    }
+    if (servers->haveDistrusted()) copy.reset();
     return copy.get();
 }
 
@@ -62,9 +55,7 @@ EntryPtr SiteCopyStore::find_volume(const Entry &server, std::string_view volume
 Verdict SiteCopyStore::login(EntryPtr *user, const char *password) {
     try {
         const Verdict verdict = servers->login(user, password);
-        if (verdict == Verdict::Accepted) {
-            forget();
-        }
+        if (verdict == Verdict::Accepted) forget();
         return verdict;
     } catch (const LdapTrouble &) {
         throw; // nobody has been logged in

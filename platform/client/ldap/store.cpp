@@ -14,9 +14,7 @@ constexpr const char *site_classes[] = {"qrtServer", "qrtVolume", "qrtDirectoryM
 
 std::string site_filter() {
     std::vector<std::string> filters;
-    for (const char *name : site_classes) {
-        filters.push_back(filter_equal("objectClass", name));
-    }
+    for (const char *name : site_classes) filters.push_back(filter_equal("objectClass", name));
     return filter_or(filters);
 }
 
@@ -43,9 +41,7 @@ EntryPtr LdapStore::find_user(const Name &name) {
         made->entryClass = schema_class_of({"person"});
         return made;
     }
-    if (user == nullptr) {
-        objects.refuseWrongBase();
-    }
+    if (user == nullptr) objects.refuseWrongBase();
     return user;
 }
 
@@ -65,18 +61,15 @@ std::vector<Name> LdapStore::groups_of(const Entry &entry) {
                 "%1$s: the list of groups of %2$s is incomplete: server size limit exceeded after %3$zu",
                 tree.name.c_str(), name_to_dotted(entry.name, true).c_str(), answer.entries.size()));
         }
-        if (!answer.missing.empty()) {
+        if (!answer.missing.empty())
             throw CodedError(answer.missingCode, answer.missing); // no list of groups is better than a short one
-        }
         std::vector<Name> &names = groups[dn];
         for (const LdapEntry &one : answer.entries) {
             Name name;
             if (name_parse_dn(one.dn, root, &name, nullptr) &&
-                (one.origin.server.empty() || std::none_of(names.begin(), names.end(), [&](const Name &known) {
-                     return name_equal(known, name);
-                 }))) {
+                (one.origin.server.empty() ||
+                 std::none_of(names.begin(), names.end(), [&](const Name &known) { return name_equal(known, name); })))
                 names.push_back(std::move(name)); // two servers may have the same one
-            }
         }
     }
     return groups[dn];
@@ -89,9 +82,7 @@ void LdapStore::keepSite(const LdapAnswer &answer) {
     site.clear();
     for (const LdapEntry &one : answer.entries) {
         EntryPtr entry = objects.keep(one);
-        if (entry != nullptr && ldap_is_site_object(*entry)) {
-            site.push_back(entry);
-        }
+        if (entry != nullptr && ldap_is_site_object(*entry)) site.push_back(entry);
     }
     onSiteRead(site);
 }
@@ -101,26 +92,18 @@ void LdapStore::keepSite(const LdapAnswer &answer) {
 void LdapStore::readSession(const Entry &user) {
     std::vector<std::string> filters = {site_filter()};
     std::vector<Name> own;
-    for (size_t i = 0; i + objects.searchBase().size() <= user.name.size(); i++) {
+    for (size_t i = 0; i + objects.searchBase().size() <= user.name.size(); i++)
         own.push_back(name_above(user.name, i));
-    }
-    if (const std::string *profile = user.first("qrtProfile")) {
+    if (const std::string *profile = user.first("qrtProfile"))
         own.push_back(value_parse(schema_dn, *profile, root).name);
-    }
-    for (const Name &name : own) {
-        filters.push_back(filter_equal("entryDN", name_to_dn(name, root)));
-    }
+    for (const Name &name : own) filters.push_back(filter_equal("entryDN", name_to_dn(name, root)));
     LdapAnswer answer = objects.search(objects.searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), false);
-    if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
-        return; // each is asked for when it is wanted
-    }
+    if (answer.result == LDAP_SIZELIMIT_EXCEEDED) return; // each is asked for when it is wanted
     keepSite(answer);
 }
 
 void LdapStore::readSite() {
-    if (siteRead) {
-        return;
-    }
+    if (siteRead) return;
     LdapAnswer answer = objects.search(objects.searchBase(), LDAP_SCOPE_SUBTREE, site_filter(), false);
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
         throw DataError(catalogue_format(
@@ -133,14 +116,10 @@ void LdapStore::readSite() {
 template <typename Wanted>
 EntryPtr LdapStore::findInSite(Wanted wanted) {
     readSite();
-    for (const EntryPtr &entry : site) {
-        if (wanted(*entry)) {
-            return entry;
-        }
-    }
-    if (!siteMissing.empty()) { // it may be among those that could not be read
+    for (const EntryPtr &entry : site)
+        if (wanted(*entry)) return entry;
+    if (!siteMissing.empty()) // it may be among those that could not be read
         throw CodedError(siteMissingCode, siteMissing);
-    }
     return nullptr;
 }
 
@@ -186,29 +165,21 @@ Verdict LdapStore::verdictOf(const LdapAnswer &answer, const Entry &user) const 
 
 Verdict LdapStore::check_password(const Entry &entry, const char *password) {
     // A server takes an empty password for a login as nobody, and says yes.
-    if (*password == '\0') {
-        return Verdict::WrongPassword;
-    }
+    if (*password == '\0') return Verdict::WrongPassword;
     return verdictOf(servers.tryPassword({name_to_dn(entry.name, root), password}, objects.origin(entry.name)), entry);
 }
 
 Verdict LdapStore::login(EntryPtr *user, const char *password) {
-    if (*password == '\0' && tree.ldap.needsPassword()) {
-        return Verdict::WrongPassword;
-    }
+    if (*password == '\0' && tree.ldap.needsPassword()) return Verdict::WrongPassword;
     const EntryPtr asked = *user;
     const Verdict verdict =
         verdictOf(servers.login({name_to_dn(asked->name, root), password}, objects.origin(asked->name)), *asked);
-    if (verdict == Verdict::WrongPassword) {
-        objects.refuseWrongBase(); // no user can be below it
-    }
+    if (verdict == Verdict::WrongPassword) objects.refuseWrongBase(); // no user can be below it
     if (verdict == Verdict::Accepted) {
         try {
             *user = readUser(*asked);
         } catch (...) {
-            if (!loggedIn) {
-                logout();
-            }
+            if (!loggedIn) logout();
             throw;
         }
         loggedIn = true;
@@ -221,9 +192,7 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
     forget();
     try {
         readSession(asked);
-        if (EntryPtr user = find(asked.name, Aliases::Keep)) {
-            return user;
-        }
+        if (EntryPtr user = find(asked.name, Aliases::Keep)) return user;
     } catch (const LdapTrouble &trouble) {
         throw CodedError(trouble.code, trouble.what()); // no copy stands in for a server that has answered
     }

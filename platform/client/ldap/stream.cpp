@@ -45,11 +45,10 @@ int poll_until(int descriptor, short events, LdapDeadline deadline) {
         one.events = events;
         const LdapDeadline next = ldap_waiting_step(deadline);
         int ready = poll(&one, 1, milliseconds_until(next));
-        if (ready == 0 && next != deadline) {
+        if (ready == 0 && next != deadline)
             ldap_waiting_tell();
-        } else if (ready >= 0 || errno != EINTR) {
+        else if (ready >= 0 || errno != EINTR)
             return ready;
-        }
     }
 }
 
@@ -74,9 +73,7 @@ int descriptor_of(Sockbuf_IO_Desc *layer) {
 
 int wire_ctrl(Sockbuf_IO_Desc *layer, int option, void *argument) {
     // Otherwise libldap would wait for the socket to say what is here already.
-    if (option == LBER_SB_OPT_DATA_READY && watch_of(layer)->hasReadAhead()) {
-        return 1;
-    }
+    if (option == LBER_SB_OPT_DATA_READY && watch_of(layer)->hasReadAhead()) return 1;
     return LBER_SBIOD_CTRL_NEXT(layer, option, argument);
 }
 
@@ -88,13 +85,9 @@ ber_slen_t wire_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
 ber_slen_t wire_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     LdapWatch *watch = watch_of(layer);
     for (;;) {
-        if (!watch->waitFor(descriptor_of(layer), POLLOUT)) {
-            return failed;
-        }
+        if (!watch->waitFor(descriptor_of(layer), POLLOUT)) return failed;
         ber_slen_t put = send(descriptor_of(layer), buffer, size, MSG_NOSIGNAL);
-        if (put >= 0 || (errno != EINTR && errno != EAGAIN)) {
-            return put;
-        }
+        if (put >= 0 || (errno != EINTR && errno != EAGAIN)) return put;
     }
 }
 
@@ -110,9 +103,7 @@ ber_slen_t message_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
 // A request may hold a password, and libldap frees it as it is: what has been sent is not read again.
 ber_slen_t message_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     ber_slen_t put = LBER_SBIOD_WRITE_NEXT(layer, buffer, size);
-    if (put > 0) {
-        explicit_bzero(buffer, static_cast<size_t>(put));
-    }
+    if (put > 0) explicit_bzero(buffer, static_cast<size_t>(put));
     return put;
 }
 
@@ -129,11 +120,10 @@ int connect_one(int family, const sockaddr *address, socklen_t length, LdapDeadl
     int error = connect(made.number, address, length) == 0 ? 0 : errno;
     if (error == EINPROGRESS) {
         socklen_t size = sizeof error;
-        if (poll_until(made.number, POLLOUT, deadline) == 0) {
+        if (poll_until(made.number, POLLOUT, deadline) == 0)
             error = ETIMEDOUT;
-        } else {
+        else
             getsockopt(made.number, SOL_SOCKET, SO_ERROR, &error, &size);
-        }
     }
     if (error != 0) {
         *why = strerror(error);
@@ -165,9 +155,8 @@ bool find_user(const std::string &name, uid_t *user) {
     passwd entry = {};
     passwd *found = nullptr;
     std::vector<char> space(user_entry_size);
-    if (name.empty() || getpwnam_r(name.c_str(), &entry, space.data(), space.size(), &found) != 0 || found == nullptr) {
+    if (name.empty() || getpwnam_r(name.c_str(), &entry, space.data(), space.size(), &found) != 0 || found == nullptr)
         return false;
-    }
     *user = found->pw_uid;
     return true;
 }
@@ -224,18 +213,15 @@ void LdapWatch::attach(LDAP *ld) {
     Sockbuf *stream = nullptr;
     if (ldap_get_option(ld, LDAP_OPT_SOCKBUF, &stream) != LDAP_OPT_SUCCESS ||
         ber_sockbuf_add_io(stream, &wire_layer, wire_level, this) != 0 ||
-        ber_sockbuf_add_io(stream, &message_layer, message_level, this) != 0) {
+        ber_sockbuf_add_io(stream, &message_layer, message_level, this) != 0)
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, catalogue_text("cannot set limits in libldap"));
-    }
     ber_len_t limit = ldap_message_limit;
     ber_sockbuf_ctrl(stream, LBER_SB_OPT_SET_MAX_INCOMING, &limit);
 }
 
 // The first event is the cause, what follows is its consequence.
 void LdapWatch::note(Event event) {
-    if (happened == Nothing) {
-        happened = event;
-    }
+    if (happened == Nothing) happened = event;
 }
 
 bool LdapWatch::waitFor(int descriptor, short events) {
@@ -255,14 +241,10 @@ ber_slen_t LdapWatch::receive(int descriptor, unsigned char *buffer, size_t size
     for (;;) {
         ber_slen_t got = recv(descriptor, buffer, size, MSG_DONTWAIT);
         if (got < 0 && (errno == EINTR || errno == EAGAIN)) {
-            if (!waitFor(descriptor, POLLIN)) {
-                return failed;
-            }
+            if (!waitFor(descriptor, POLLIN)) return failed;
             continue;
         }
-        if (got <= 0) {
-            note(Closed);
-        }
+        if (got <= 0) note(Closed);
         return got;
     }
 }
@@ -281,9 +263,7 @@ ber_slen_t LdapWatch::read(int descriptor, unsigned char *buffer, size_t size) {
         ber_slen_t got = receive(descriptor, ahead.data(), ahead.size());
         ahead.resize(static_cast<size_t>(std::max<ber_slen_t>(got, 0)));
         aheadAt = 0;
-        if (got <= 0) {
-            return got;
-        }
+        if (got <= 0) return got;
     }
     if (LdapClock::now() > until_) { // as for what is still to come
         note(TimedOut);
@@ -296,13 +276,12 @@ ber_slen_t LdapWatch::read(int descriptor, unsigned char *buffer, size_t size) {
 bool LdapWatch::takeBytes(const unsigned char *bytes, size_t count) {
     received += count;
     LdapFraming::Verdict verdict = framing.take(bytes, count);
-    if (verdict == LdapFraming::Malformed) {
+    if (verdict == LdapFraming::Malformed)
         note(Malformed);
-    } else if (verdict == LdapFraming::Disconnected) {
+    else if (verdict == LdapFraming::Disconnected)
         note(Closed);
-    } else if (verdict == LdapFraming::TooLarge || received > ldap_answer_limit) {
+    else if (verdict == LdapFraming::TooLarge || received > ldap_answer_limit)
         note(TooLarge);
-    }
     return happened == Nothing;
 }
 
@@ -315,8 +294,6 @@ int ldap_stream_connect(const LdapUri &uri, const std::string &localOwner, LdapD
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
                           catalogue_format("%1$s: cannot connect: %2$s", uri.text.c_str(), why.c_str()));
     }
-    if (uri.local) {
-        check_local_peer(connected.number, uri, localOwner);
-    }
+    if (uri.local) check_local_peer(connected.number, uri, localOwner);
     return connected.release();
 }

@@ -26,9 +26,7 @@ std::string words_of(LDAP *ld, int result) {
     std::string words = result == LDAP_LOCAL_ERROR           ? catalogue_text("no ticket for this server")
                         : result == LDAP_INVALID_CREDENTIALS ? catalogue_text("the server rejected the ticket")
                                                              : ldap_err2string(result);
-    if (text != nullptr && *text != '\0') {
-        words += std::string(": ") + text;
-    }
+    if (text != nullptr && *text != '\0') words += std::string(": ") + text;
     ldap_memfree(text);
     return words;
 }
@@ -55,9 +53,7 @@ bool ldap_ticket_bind(const std::shared_ptr<LdapWire> &wire, bool secured, LdapD
     shared->result = LDAP_NO_MEMORY;
     try {
         Bounded work([wire, secured, shared]() { bind(wire->handle.get(), secured, shared.get()); });
-        if (!ldap_waiting_done(work, deadline)) {
-            return false;
-        }
+        if (!ldap_waiting_done(work, deadline)) return false;
     } catch (const std::system_error &error) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, catalogue_format("cannot start a thread: %s", error.what()));
     }

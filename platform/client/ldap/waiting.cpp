@@ -20,9 +20,7 @@ ZKWaitNotice notice_taker = nullptr;
 } // namespace
 
 LdapWaiting::LdapWaiting() : outer(!waiting.active) {
-    if (!outer) {
-        return;
-    }
+    if (!outer) return;
     waiting.active = true;
     waiting.told = false;
     waiting.due = LdapClock::now() + notice_after;
@@ -30,13 +28,9 @@ LdapWaiting::LdapWaiting() : outer(!waiting.active) {
 }
 
 LdapWaiting::~LdapWaiting() {
-    if (!outer) {
-        return;
-    }
+    if (!outer) return;
     waiting.active = false;
-    if (waiting.told && notice_taker != nullptr) {
-        notice_taker(nullptr);
-    }
+    if (waiting.told && notice_taker != nullptr) notice_taker(nullptr);
 }
 
 void ldap_waiting_notice(LdapClock::duration after, ZKWaitNotice notice) {
@@ -45,13 +39,9 @@ void ldap_waiting_notice(LdapClock::duration after, ZKWaitNotice notice) {
 }
 
 void ldap_waiting_for(const std::string &what) {
-    if (!waiting.active || waiting.what == what) {
-        return;
-    }
+    if (!waiting.active || waiting.what == what) return;
     waiting.what = what;
-    if (waiting.told && notice_taker != nullptr) {
-        notice_taker(what.c_str());
-    }
+    if (waiting.told && notice_taker != nullptr) notice_taker(what.c_str());
 }
 
 LdapDeadline ldap_waiting_step(LdapDeadline deadline) {
@@ -68,12 +58,8 @@ void ldap_waiting_tell() noexcept {
 
 bool ldap_waiting_done(const Bounded &work, LdapDeadline deadline) {
     const LdapDeadline next = ldap_waiting_step(deadline);
-    if (work.doneBy(next)) {
-        return true;
-    }
-    if (next == deadline) {
-        return false;
-    }
+    if (work.doneBy(next)) return true;
+    if (next == deadline) return false;
     ldap_waiting_tell();
     return work.doneBy(deadline);
 }

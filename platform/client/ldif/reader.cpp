@@ -28,29 +28,20 @@ constexpr size_t include_limit = 8;
 std::string read_whole(const std::string &path, size_t limit) {
     // Without O_NONBLOCK a named pipe in the place of the file would hold the program.
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
-    if (file.number < 0) {
-        throw DataError(catalogue_format("cannot open the file: %s", strerror(errno)));
-    }
+    if (file.number < 0) throw DataError(catalogue_format("cannot open the file: %s", strerror(errno)));
     struct stat status;
-    if (fstat(file.number, &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (fstat(file.number, &status) != 0 || !S_ISREG(status.st_mode))
         throw DataError(catalogue_text("not a regular file"));
-    }
-    if (static_cast<size_t>(status.st_size) > limit) {
-        throw DataError(catalogue_text("the file is too large"));
-    }
+    if (static_cast<size_t>(status.st_size) > limit) throw DataError(catalogue_text("the file is too large"));
     std::string text(static_cast<size_t>(status.st_size), '\0');
-    if (!descriptor_read(file, &text)) {
-        throw DataError(catalogue_format("cannot read the file: %s", strerror(errno)));
-    }
+    if (!descriptor_read(file, &text)) throw DataError(catalogue_format("cannot read the file: %s", strerror(errno)));
     return text;
 }
 
 // The path without symbolic links. Throws DataError when there is no such file.
 std::string real_path(const std::string &path) {
     std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), &free);
-    if (real == nullptr) {
-        throw DataError(catalogue_format("cannot open %1$s: %2$s", path.c_str(), strerror(errno)));
-    }
+    if (real == nullptr) throw DataError(catalogue_format("cannot open %1$s: %2$s", path.c_str(), strerror(errno)));
     return real.get();
 }
 
@@ -61,9 +52,7 @@ int base64_digit(char c) {
 }
 
 bool decode_base64(std::string_view text, std::string *bytes) {
-    if (text.size() % 4 != 0) {
-        return false;
-    }
+    if (text.size() % 4 != 0) return false;
     size_t padding = 0;
     while (padding < 2 && !text.empty() && text.back() == '=') {
         text.remove_suffix(1);
@@ -73,9 +62,7 @@ bool decode_base64(std::string_view text, std::string *bytes) {
     unsigned count = 0;
     for (char c : text) {
         int digit = base64_digit(c);
-        if (digit < 0) {
-            return false;
-        }
+        if (digit < 0) return false;
         bits = (bits << 6 | static_cast<unsigned>(digit)) & 0xFFFFFF;
         count += 6;
         if (count >= 8) {
@@ -104,9 +91,7 @@ bool decode_percent(std::string_view text, std::string *out) {
             c = hex_byte(text.substr(i + 1)).value_or('\0');
             i += 2;
         }
-        if (c == '\0') {
-            return false;
-        }
+        if (c == '\0') return false;
         *out += c;
     }
     return true;
@@ -145,20 +130,14 @@ void LdifReader::refuse(unsigned number, const std::string &why) const {
 // The next line without its line break; false at the end of the file.
 bool LdifReader::physical_line(std::string_view *line) {
     Source &source = sources.back();
-    if (source.at >= source.text.size()) {
-        return false;
-    }
+    if (source.at >= source.text.size()) return false;
     size_t end = source.text.find('\n', source.at);
     size_t length = (end == std::string::npos ? source.text.size() : end) - source.at;
     *line = std::string_view(source.text).substr(source.at, length);
     source.at += length + 1;
     source.line++;
-    if (!line->empty() && line->back() == '\r') {
-        line->remove_suffix(1);
-    }
-    if (line->find('\0') != std::string_view::npos) {
-        refuse(source.line, catalogue_text("the line contains a NUL byte"));
-    }
+    if (!line->empty() && line->back() == '\r') line->remove_suffix(1);
+    if (line->find('\0') != std::string_view::npos) refuse(source.line, catalogue_text("the line contains a NUL byte"));
     return true;
 }
 
@@ -173,54 +152,37 @@ bool LdifReader::logical_line(std::string *line, unsigned *number) {
     while (physical_line(&part)) {
         bool comment = !part.empty() && part.front() == '#';
         *number = sources.back().line;
-        if (!part.empty() && part.front() == ' ') {
-            refuse(*number, catalogue_text("unexpected continuation line"));
-        }
+        if (!part.empty() && part.front() == ' ') refuse(*number, catalogue_text("unexpected continuation line"));
         line->assign(part);
         bool empty = part.empty();
-        while (!empty && next_is_folded() && physical_line(&part)) {
-            if (!comment) {
-                line->append(part.substr(1));
-            }
-        }
-        if (line->size() > line_limit) {
-            refuse(*number, catalogue_text("the line is too long"));
-        }
-        if (!comment) {
-            return true;
-        }
+        while (!empty && next_is_folded() && physical_line(&part))
+            if (!comment) line->append(part.substr(1));
+        if (line->size() > line_limit) refuse(*number, catalogue_text("the line is too long"));
+        if (!comment) return true;
     }
     return false;
 }
 
 // The file that a URL names, without symbolic links, and certain to be below the folder.
 std::string LdifReader::file_of_url(std::string_view url, unsigned number) const {
-    if (!equal_nocase(url.substr(0, 5), "file:")) {
-        refuse(number, catalogue_text("only file: URLs are supported"));
-    }
+    if (!equal_nocase(url.substr(0, 5), "file:")) refuse(number, catalogue_text("only file: URLs are supported"));
     url.remove_prefix(5);
     if (url.substr(0, 2) == "//") {
         url.remove_prefix(2); // no host: an absolute name follows
-        if (url.empty() || url.front() != '/') {
-            refuse(number, catalogue_text("a file: URL must not have a host name"));
-        }
+        if (url.empty() || url.front() != '/') refuse(number, catalogue_text("a file: URL must not have a host name"));
     }
     std::string name;
-    if (!decode_percent(url, &name) || name.empty()) {
-        refuse(number, catalogue_text("malformed URL"));
-    }
-    if (folder.empty()) {
+    if (!decode_percent(url, &name) || name.empty()) refuse(number, catalogue_text("malformed URL"));
+    if (folder.empty())
         refuse(number, catalogue_format("%s is not below the directory of the LDIF file", name.c_str()));
-    }
     std::string real;
     try {
         real = real_path(name.front() == '/' ? name : folder + name);
     } catch (const DataError &error) {
         refuse(number, error.what());
     }
-    if (real.compare(0, folder.size(), folder) != 0) {
+    if (real.compare(0, folder.size(), folder) != 0)
         refuse(number, catalogue_format("%s is outside the directory of the LDIF file", name.c_str()));
-    }
     return real;
 }
 
@@ -229,12 +191,8 @@ std::string LdifReader::parse_value(std::string_view text, unsigned number) cons
     if (!text.empty() && text.front() == ':') {
         std::string bytes;
         text = skip_blanks(text.substr(1));
-        while (!text.empty() && text.back() == ' ') {
-            text.remove_suffix(1);
-        }
-        if (!decode_base64(text, &bytes)) {
-            refuse(number, catalogue_text("malformed base64"));
-        }
+        while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+        if (!decode_base64(text, &bytes)) refuse(number, catalogue_text("malformed base64"));
         return bytes;
     }
     if (!text.empty() && text.front() == '<') {
@@ -250,26 +208,19 @@ std::string LdifReader::parse_value(std::string_view text, unsigned number) cons
 
 LdifAttribute LdifReader::parse_line(const std::string &line, unsigned number) const {
     size_t colon = line.find(':');
-    if (colon == std::string::npos) {
-        refuse(number, catalogue_text("the line has no \":\""));
-    }
+    if (colon == std::string::npos) refuse(number, catalogue_text("the line has no \":\""));
     LdifAttribute attribute = {line.substr(0, colon), "", number};
-    if (!is_attribute_name(attribute.name)) {
-        refuse(number, catalogue_text("malformed attribute name"));
-    }
+    if (!is_attribute_name(attribute.name)) refuse(number, catalogue_text("malformed attribute name"));
     std::string_view rest = std::string_view(line).substr(colon + 1);
-    if (equal_nocase(attribute.name, "include")) {
+    if (equal_nocase(attribute.name, "include"))
         attribute.value = file_of_url(skip_blanks(rest), number);
-    } else {
+    else
         attribute.value = parse_value(rest, number);
-    }
     return attribute;
 }
 
 void LdifReader::read_header(LdifRecord *record, const LdifAttribute &first) {
-    if (!equal_nocase(first.name, "dn")) {
-        refuse(first.line, catalogue_text("a record must begin with dn:"));
-    }
+    if (!equal_nocase(first.name, "dn")) refuse(first.line, catalogue_text("a record must begin with dn:"));
     record->file = sources.back().shown;
     record->line = first.line;
     record->dn = first.value;
@@ -283,9 +234,8 @@ bool LdifReader::read_record(LdifRecord *record) {
     while (logical_line(&line, &number) && !line.empty()) {
         LdifAttribute attribute = parse_line(line, number);
         if (equal_nocase(attribute.name, "changetype")) {
-            if (!equal_nocase(attribute.value, "add") || !record->attributes.empty()) {
+            if (!equal_nocase(attribute.value, "add") || !record->attributes.empty())
                 refuse(number, catalogue_text("only changetype: add is supported, directly after dn:"));
-            }
         } else if (equal_nocase(attribute.name, "control") || equal_nocase(attribute.name, "dn") ||
                    equal_nocase(attribute.name, "include")) {
             refuse(number, catalogue_format("%s: not allowed inside a record", attribute.name.c_str()));
@@ -293,9 +243,7 @@ bool LdifReader::read_record(LdifRecord *record) {
             record->attributes.push_back(std::move(attribute));
         }
     }
-    if (record->attributes.empty()) {
-        refuse(record->line, catalogue_text("the record has no attributes"));
-    }
+    if (record->attributes.empty()) refuse(record->line, catalogue_text("the record has no attributes"));
     return true;
 }
 
@@ -307,20 +255,15 @@ bool LdifReader::next(LdifRecord *record) {
             sources.pop_back();
             continue;
         }
-        if (line.empty()) {
-            continue;
-        }
+        if (line.empty()) continue;
         LdifAttribute first = parse_line(line, number);
         bool at_start = !sources.back().started;
         sources.back().started = true;
         if (equal_nocase(first.name, "version")) {
-            if (!at_start || first.value != "1") {
+            if (!at_start || first.value != "1")
                 refuse(number, catalogue_text("only version: 1 is supported, at the beginning of a file"));
-            }
         } else if (equal_nocase(first.name, "include")) {
-            if (sources.size() == include_limit) {
-                refuse(number, catalogue_text("include files are nested too deeply"));
-            }
+            if (sources.size() == include_limit) refuse(number, catalogue_text("include files are nested too deeply"));
             try {
                 open(first.value, first.value.substr(folder.size()));
             } catch (const DataError &error) {

@@ -74,9 +74,7 @@ bool is_member(const EntryValue &value) {
 const Node *LdifStore::lookup(const Name &name) const {
     auto found = byKey.find(name_key(name));
     uint32_t number = found == byKey.end() ? no_node : found->second;
-    while (number != no_node && !name_may_be(name, nodes[number].entry->name)) {
-        number = nodes[number].sameKey;
-    }
+    while (number != no_node && !name_may_be(name, nodes[number].entry->name)) number = nodes[number].sameKey;
     return number == no_node ? nullptr : &nodes[number];
 }
 
@@ -91,9 +89,7 @@ EntryPtr LdifStore::find(const Name &name, Aliases aliases) {
 std::vector<Name> LdifStore::groups_of(const Entry &entry) {
     std::vector<Name> found;
     auto member = groups.find(name_key(entry.name));
-    if (member == groups.end()) {
-        return found;
-    }
+    if (member == groups.end()) return found;
     for (uint32_t number : member->second) {
         // The key leaves types out: ask the group itself.
         for (const EntryValue &value : nodes[number].entry->values) {
@@ -109,9 +105,7 @@ std::vector<Name> LdifStore::groups_of(const Entry &entry) {
 EntryPtr LdifStore::find_server(std::string_view name) {
     for (uint32_t number : servers) {
         const auto &entry = nodes[number].entry;
-        if (isShown(*entry) && entry_is_server(*entry, name)) {
-            return entry;
-        }
+        if (isShown(*entry) && entry_is_server(*entry, name)) return entry;
     }
     return nullptr;
 }
@@ -119,9 +113,7 @@ EntryPtr LdifStore::find_server(std::string_view name) {
 EntryPtr LdifStore::find_volume(const Entry &server, std::string_view volume) {
     for (uint32_t number : volumes) {
         const auto &entry = nodes[number].entry;
-        if (entry_is_volume(*entry, server, volume, root)) {
-            return entry;
-        }
+        if (entry_is_volume(*entry, server, volume, root)) return entry;
     }
     return nullptr;
 }
@@ -129,14 +121,10 @@ EntryPtr LdifStore::find_volume(const Entry &server, std::string_view volume) {
 // An empty password is wrong whatever the entry has: servers take it for an anonymous login.
 Verdict LdifStore::check_password(const Entry &entry, const char *password) {
     const SchemaAttribute *kept = schema_find_ldap("userPassword");
-    for (const EntryValue &value : entry.values) {
-        if (value.attribute == kept && *password != '\0' && password_matches(value.text, password)) {
+    for (const EntryValue &value : entry.values)
+        if (value.attribute == kept && *password != '\0' && password_matches(value.text, password))
             return Verdict::Accepted;
-        }
-    }
-    if (auto unusable = noHash.find(&entry); unusable != noHash.end()) {
-        throw DataError(unusable->second);
-    }
+    if (auto unusable = noHash.find(&entry); unusable != noHash.end()) throw DataError(unusable->second);
     return Verdict::WrongPassword;
 }
 
@@ -147,20 +135,16 @@ Name LdifStore::parse_dn(const LdifRecord &record) const {
         refuse(record, record.line,
                outside ? catalogue_text("the entry is not below the tree's base") : catalogue_text("malformed DN"));
     }
-    if (name_to_dotted(name, true).size() > ZK_MAX_NAME) {
+    if (name_to_dotted(name, true).size() > ZK_MAX_NAME)
         refuse(record, record.line, catalogue_text("the entry's name is longer than 512 bytes"));
-    }
     return name;
 }
 
 void LdifStore::check_place(const LdifRecord &record, const Name &name) const {
-    if (lookup(name) != nullptr) {
-        refuse(record, record.line, catalogue_text("the entry already exists"));
-    }
+    if (lookup(name) != nullptr) refuse(record, record.line, catalogue_text("the entry already exists"));
     // The first entry may stand at a suffix of several parts, "dc=acme,dc=example", as on a server.
-    if (name.size() > 1 && !nodes.empty() && lookup(name_above(name, 1)) == nullptr) {
+    if (name.size() > 1 && !nodes.empty() && lookup(name_above(name, 1)) == nullptr)
         refuse(record, record.line, catalogue_text("the entry's parent is missing: it must come first"));
-    }
 }
 
 void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const {
@@ -173,12 +157,10 @@ void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribu
         }
         return;
     }
-    if (attribute.value.size() > row->limit) {
+    if (attribute.value.size() > row->limit)
         refuse(record, attribute.line, attribute.name + ": " + catalogue_text("the value is too long"));
-    }
-    if (attribute.value.empty() && row->syntax != schema_stream) {
+    if (attribute.value.empty() && row->syntax != schema_stream)
         refuse(record, attribute.line, attribute.name + ": " + catalogue_text("the value is empty"));
-    }
     try {
         value_parse(row->syntax, attribute.value, root);
     } catch (const DataError &error) {
@@ -188,27 +170,19 @@ void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribu
 }
 
 void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const {
-    if (!isCopy && entry.first("objectClass") == nullptr) {
+    if (!isCopy && entry.first("objectClass") == nullptr)
         refuse(record, record.line, catalogue_text("the entry has no objectClass"));
-    }
-    if (!isCopy && entry.is_class("Alias") && entry.first("aliasedObjectName") == nullptr) {
+    if (!isCopy && entry.is_class("Alias") && entry.first("aliasedObjectName") == nullptr)
         refuse(record, record.line, catalogue_text("the alias has no aliasedObjectName"));
-    }
     if (entry.is_class("Server")) {
         size_t length = entry_common_name(entry).size();
-        if (length == 0 || length >= ZK_SERVER_NAME_SIZE) {
+        if (length == 0 || length >= ZK_SERVER_NAME_SIZE)
             refuse(record, record.line, catalogue_text("a server name must have 1 to 48 bytes"));
-        }
     }
-    if (isCopy || entry.name.empty()) {
-        return;
-    }
+    if (isCopy || entry.name.empty()) return;
     const NamePart &leaf = entry.name.front();
-    for (const LdifAttribute &attribute : record.attributes) {
-        if (name_type(attribute.name) == leaf.type && name_fold(attribute.value) == name_fold(leaf.value)) {
-            return;
-        }
-    }
+    for (const LdifAttribute &attribute : record.attributes)
+        if (name_type(attribute.name) == leaf.type && name_fold(attribute.value) == name_fold(leaf.value)) return;
     refuse(record, record.line, catalogue_format("the entry has no %s value that matches its DN", leaf.type.c_str()));
 }
 
@@ -218,9 +192,7 @@ void LdifStore::note_password(const LdifRecord &record, const Entry &entry) {
     static const SchemaAttribute *const password = schema_find_ldap("userPassword");
     bool unusable = false;
     for (const EntryValue &value : entry.values) {
-        if (value.attribute == password && password_is_hash(value.text)) {
-            return;
-        }
+        if (value.attribute == password && password_is_hash(value.text)) return;
         unusable = unusable || value.attribute == password;
     }
     for (const LdifAttribute &attribute : record.attributes) {
@@ -237,22 +209,17 @@ void LdifStore::index_entry(uint32_t number) {
     const uint32_t first = byKey.emplace(name_key(entry.name), number).first->second;
     if (first != number) {
         uint32_t last = first;
-        while (nodes[last].sameKey != no_node) {
-            last = nodes[last].sameKey;
-        }
+        while (nodes[last].sameKey != no_node) last = nodes[last].sameKey;
         nodes[last].sameKey = number;
     }
-    if (entry.is_class("Server")) {
+    if (entry.is_class("Server"))
         servers.push_back(number);
-    } else if (entry.is_class("Volume")) {
+    else if (entry.is_class("Volume"))
         volumes.push_back(number);
-    }
     for (const EntryValue &value : entry.values) {
         if (is_member(value)) {
             std::vector<uint32_t> &of = groups[name_key(value_parse(schema_dn, value.text, root).name)];
-            if (of.empty() || of.back() != number) {
-                of.push_back(number);
-            }
+            if (of.empty() || of.back() != number) of.push_back(number);
         }
     }
 }
@@ -260,17 +227,13 @@ void LdifStore::index_entry(uint32_t number) {
 // An object's place is spelled as its parent's own entry spells it, whatever its DN writes.
 void LdifStore::spell_as_parent(Name *name) const {
     const Node *parent = name->empty() ? nullptr : lookup(name_above(*name, 1));
-    if (parent != nullptr) {
-        std::copy(parent->entry->name.begin(), parent->entry->name.end(), name->begin() + 1);
-    }
+    if (parent != nullptr) std::copy(parent->entry->name.begin(), parent->entry->name.end(), name->begin() + 1);
 }
 
 void LdifStore::count_at_parent(const Name &name) {
     if (!name.empty()) {
         const Node *parent = lookup(name_above(name, 1));
-        if (parent != nullptr) {
-            parent->entry->subordinates++;
-        }
+        if (parent != nullptr) parent->entry->subordinates++;
     }
 }
 
@@ -283,16 +246,13 @@ void LdifStore::add(const LdifRecord &record) {
     std::vector<std::string_view> objectClasses;
     for (const LdifAttribute &attribute : record.attributes) {
         add_value(record, attribute, entry.get());
-        if (equal_nocase(attribute.name, "objectClass")) {
-            objectClasses.push_back(attribute.value);
-        }
+        if (equal_nocase(attribute.name, "objectClass")) objectClasses.push_back(attribute.value);
     }
     entry->entryClass = schema_class_of(objectClasses);
     check_entry(record, *entry);
     note_password(record, *entry);
-    if (const std::string *changed = entry->first("modifyTimestamp")) {
+    if (const std::string *changed = entry->first("modifyTimestamp"))
         entry->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, root).number;
-    }
     count_at_parent(entry->name);
     nodes.push_back({entry, no_node});
     index_entry(static_cast<uint32_t>(nodes.size() - 1));
@@ -300,9 +260,7 @@ void LdifStore::add(const LdifRecord &record) {
 
 std::unique_ptr<LdifStore> load(LdifReader *reader, std::unique_ptr<LdifStore> store) {
     LdifRecord record;
-    while (reader->next(&record)) {
-        store->add(record);
-    }
+    while (reader->next(&record)) store->add(record);
     return store;
 }
 
@@ -312,9 +270,7 @@ std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const s
                                                 size_t *objects, bool anyName) {
     LdifReader reader(path, shown);
     std::unique_ptr<LdifStore> store = load(&reader, std::make_unique<LdifStore>(base, anyName, false));
-    if (objects != nullptr) {
-        *objects = store->size();
-    }
+    if (objects != nullptr) *objects = store->size();
     return store;
 }
 

@@ -11,9 +11,7 @@ uint32_t primary = 0; // handle, 0 for none
 uint32_t free_number() {
     uint32_t number = 1;
     auto taken = [&](const auto &item) { return item.second.number == number; };
-    while (std::any_of(connections().begin(), connections().end(), taken)) {
-        number++;
-    }
+    while (std::any_of(connections().begin(), connections().end(), taken)) number++;
     return number;
 }
 
@@ -47,18 +45,15 @@ Connection &open_to(Tree *tree, const EntryPtr &server, const ConfigServer *outs
     Connection &open = connections().at(handle);
     open.handle = handle;
     // The login to a tree is a login at the tree's own server.
-    if (tree != nullptr && tree->identity != nullptr && same_server(server, tree_default_server(*tree))) {
+    if (tree != nullptr && tree->identity != nullptr && same_server(server, tree_default_server(*tree)))
         connection_authenticate(&open, *tree->identity);
-    }
     return open;
 }
 
 // The trees in the order in which servers are looked for: the default tree first.
 std::vector<Tree *> search_order() {
     std::vector<Tree *> order;
-    for (const std::unique_ptr<Tree> &tree : trees_all()) {
-        order.push_back(tree.get());
-    }
+    for (const std::unique_ptr<Tree> &tree : trees_all()) order.push_back(tree.get());
     std::stable_partition(order.begin(), order.end(),
                           [first = tree_default()](const Tree *tree) { return tree == first; });
     return order;
@@ -96,15 +91,10 @@ Connection &connection_open_server(std::string_view name) {
             error_keep(error.what());
             code = error.code;
         }
-        if (server != nullptr) {
-            return open_to(tree, server, nullptr);
-        }
+        if (server != nullptr) return open_to(tree, server, nullptr);
     }
-    for (const ConfigServer &server : trees_config().servers) {
-        if (equal_nocase(server.name, name)) {
-            return open_to(nullptr, nullptr, &server);
-        }
-    }
+    for (const ConfigServer &server : trees_config().servers)
+        if (equal_nocase(server.name, name)) return open_to(nullptr, nullptr, &server);
     throw CodedError(code);
 }
 
@@ -113,26 +103,20 @@ Connection &connection_open_server(std::string_view name) {
 // anywhere has to learn it here.
 Connection &connection_open_any(std::string_view name) {
     Tree *tree = tree_find(name);
-    if (tree == nullptr) {
-        return connection_open_server(name);
-    }
+    if (tree == nullptr) return connection_open_server(name);
     EntryPtr server;
     try {
         tree_load(tree);
         server = tree_default_server(*tree);
     } catch (const CodedError &) {
-        if (!is_logged_in_somewhere() || tree->identity != nullptr) {
-            throw;
-        }
+        if (!is_logged_in_somewhere() || tree->identity != nullptr) throw;
         tree->openedUnasked = true;
     }
     return open_to(tree, server, nullptr);
 }
 
 void connection_close(Connection *connection) {
-    if (--connection->uses == 0) {
-        connections().close(connection->handle);
-    }
+    if (--connection->uses == 0) connections().close(connection->handle);
 }
 
 Connection *connection_default() {
@@ -172,14 +156,10 @@ void connection_forget_identity(const Tree *tree, const Entry &user) {
 uint32_t connection_user_number(const Entry &user) {
     if (const std::string *number = user.first("uidNumber")) {
         int32_t value = value_parse(ZK_SYNTAX_COUNTER, *number, {}).number;
-        if (value > 0) {
-            return static_cast<uint32_t>(value);
-        }
+        if (value > 0) return static_cast<uint32_t>(value);
     }
     uint32_t hash = 2166136261u; // FNV-1a
-    for (char c : name_key(user.name)) {
-        hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
-    }
+    for (char c : name_key(user.name)) hash = (hash ^ static_cast<unsigned char>(c)) * 16777619u;
     hash &= 0x7FFFFFFFu; // the number is shown with a sign
     return hash == 0 ? 1 : hash;
 }

@@ -6,16 +6,12 @@ namespace {
 
 void note_read(Context *context, Tree *tree) {
     const Connection *last = connections().find(context->lastConnection);
-    if (last != nullptr && last->tree == tree) {
-        return;
-    }
+    if (last != nullptr && last->tree == tree) return;
     try {
         context->lastConnection = connection_open_tree(tree).handle;
     } catch (const CodedError &error) {
         // Without a free slot the read still counts, it is only not told which connection served it.
-        if (error.code != ZKE_SERVER_NO_SLOTS) {
-            throw;
-        }
+        if (error.code != ZKE_SERVER_NO_SLOTS) throw;
     }
 }
 

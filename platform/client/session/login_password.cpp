@@ -35,21 +35,16 @@ bool is_known(const char *password) {
 
 // A script can log somebody else in to the login's tree: what was kept before has to stay.
 void login_password_keep(const Tree *tree, const char *password) {
-    if (login().tree == nullptr) {
-        login().tree = tree;
-    }
-    if (login().tree == tree && *password != '\0' && !is_known(password)) {
-        login().hashes.push_back(hash_of(password));
-    }
+    if (login().tree == nullptr) login().tree = tree;
+    if (login().tree == tree && *password != '\0' && !is_known(password)) login().hashes.push_back(hash_of(password));
     login().refused = nullptr;
 }
 
 bool login_password_is_held_back(const Tree *tree, const char *password) {
     const std::vector<std::string> &hashes = login().hashes;
     if (tree == login().tree || tree == login().refused || tree->config.sharePassword ||
-        !tree->config.ldap.needsPassword() || *password == '\0') {
+        !tree->config.ldap.needsPassword() || *password == '\0')
         return false;
-    }
     return is_known(password) || std::find(hashes.begin(), hashes.end(), "") != hashes.end();
 }
 

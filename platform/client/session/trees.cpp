@@ -42,9 +42,7 @@ std::unique_ptr<DirectoryStore> load_file(const ConfigTree &config, const Name &
 
 void trees_configure() {
     start_environment_keep();
-    if (network().configured) {
-        return;
-    }
+    if (network().configured) return;
     Config config = config_load(config_path());
     std::vector<std::unique_ptr<Tree>> trees;
     for (const ConfigTree &one : config.trees) {
@@ -69,22 +67,15 @@ const std::vector<std::unique_ptr<Tree>> &trees_all() {
 
 Tree *tree_find(std::string_view name) {
     std::string_view unpadded = name;
-    while (!unpadded.empty() && unpadded.back() == '_') {
-        unpadded.remove_suffix(1);
-    }
-    for (const std::unique_ptr<Tree> &tree : trees_all()) {
-        if (equal_nocase(tree->config.name, unpadded)) {
-            return tree.get();
-        }
-    }
+    while (!unpadded.empty() && unpadded.back() == '_') unpadded.remove_suffix(1);
+    for (const std::unique_ptr<Tree> &tree : trees_all())
+        if (equal_nocase(tree->config.name, unpadded)) return tree.get();
     return nullptr;
 }
 
 Tree *tree_default() {
     const std::vector<std::unique_ptr<Tree>> &trees = trees_all();
-    if (network().preferred != nullptr) {
-        return network().preferred;
-    }
+    if (network().preferred != nullptr) return network().preferred;
     Tree *named = tree_find(network().config.defaultTree);
     return named != nullptr || trees.empty() ? named : trees.front().get();
 }
@@ -97,16 +88,12 @@ std::unique_ptr<DirectoryStore> tree_ldap_store(const ConfigTree &config, const 
     auto servers = std::make_unique<LdapStore>(config, base);
     const LdapStore &asked = *servers;
     auto store = std::make_unique<SiteCopyStore>(std::move(servers), config);
-    if (!config.ldap.offline) {
-        return store;
-    }
+    if (!config.ldap.offline) return store;
     return std::make_unique<OfflineStore>(std::move(store), asked, config);
 }
 
 void tree_load(Tree *tree) {
-    if (tree->store != nullptr) {
-        return;
-    }
+    if (tree->store != nullptr) return;
     Name base;
     name_parse_dn(tree->config.base, {}, &base, nullptr); // the configuration was refused if it is malformed
     if (!tree->config.ldap.uris.empty()) {
@@ -123,9 +110,7 @@ void tree_load(Tree *tree) {
 }
 
 Name tree_meant_name(const Tree &tree, const Name &name) {
-    if (tree.identity == nullptr || name.size() > tree.identity->name.size()) {
-        return name;
-    }
+    if (tree.identity == nullptr || name.size() > tree.identity->name.size()) return name;
     Name own = name_above(tree.identity->name, tree.identity->name.size() - name.size());
     return name_equal(name, own) ? own : name;
 }
@@ -133,8 +118,7 @@ Name tree_meant_name(const Tree &tree, const Name &name) {
 EntryPtr tree_default_server(const Tree &tree) {
     const std::string &name = tree.config.defaultServer;
     EntryPtr server = tree.store->find_server(name);
-    if (server == nullptr && !name.empty()) {
+    if (server == nullptr && !name.empty())
         throw DataError(tree.config.shown + ": " + catalogue_format("the tree has no server %s", name.c_str()));
-    }
     return server;
 }
