@@ -32,6 +32,7 @@ EXCEPTIONS = {
     "platform/client/core/entry_find.cpp": ["client", "golden", "ldap"],
     "platform/client/interface/identity.cpp": ["client", "golden", "tools", "memory", "ldap"],
     "platform/client/ldap/connection.cpp": ["ldap", "memory"],
+    "platform/client/ldap/identity.cpp": ["ldap", "memory"],
     "platform/client/ldap/copy.cpp": ["ldap", "memory"],
     "platform/client/ldap/stream.cpp": ["ldap", "memory"],
     "platform/client/core/login_check.cpp": ["client", "tools", "ldap"],
