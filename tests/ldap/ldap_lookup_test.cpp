@@ -161,7 +161,6 @@ TEST_F(LdapLookupTest, ASearchBaseHasToBeBelowTheBase) {
 
 TEST_F(LdapLookupTest, TheLikelyNameOfWhatNobodyMaySee) {
     on("o=acme");
-    Name likely;
     const struct {
         const char *name, *likely;
     } cases[] = {{"jdoe.sales.acme", "CN=jdoe.OU=sales.O=acme"},
@@ -169,12 +168,13 @@ TEST_F(LdapLookupTest, TheLikelyNameOfWhatNobodyMaySee) {
                  {"jdoe.L=sales.acme", "CN=jdoe.L=sales.O=acme"},
                  {"jdoe.acme", "CN=jdoe.O=acme"}};
     for (const auto &one : cases) {
-        EXPECT_TRUE(lookup->unseen(named(one.name), &likely)) << one.name;
-        EXPECT_EQ(name_to_dotted(likely, true), one.likely);
+        const std::optional<Name> likely = lookup->unseen(named(one.name));
+        ASSERT_TRUE(likely) << one.name;
+        EXPECT_EQ(name_to_dotted(*likely, true), one.likely);
     }
-    for (const char *name : {"acme", "jdoe.other", "x"}) EXPECT_FALSE(lookup->unseen(named(name), &likely)) << name;
+    for (const char *name : {"acme", "jdoe.other", "x"}) EXPECT_FALSE(lookup->unseen(named(name))) << name;
     EXPECT_EQ(find("acme"), "O=acme");
-    EXPECT_FALSE(lookup->unseen(named("jdoe.sales.acme"), &likely)) << "it shows something";
+    EXPECT_FALSE(lookup->unseen(named("jdoe.sales.acme"))) << "it shows something";
     lookup->forget();
-    EXPECT_TRUE(lookup->unseen(named("jdoe.sales.acme"), &likely));
+    EXPECT_TRUE(lookup->unseen(named("jdoe.sales.acme")));
 }

@@ -1,6 +1,7 @@
 #include "platform/client/core/values.h"
 
 #include <algorithm>
+#include <charconv>
 #include <climits>
 #include <cstring>
 #include <ctime>
@@ -17,28 +18,20 @@ namespace {
 
 constexpr size_t postal_lines = 6;
 
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 // The decimal number that is the whole of `text`, within the limits.
-bool whole_number(std::string_view text, int64_t lowest, int64_t highest, int64_t *number) {
-    bool negative = !text.empty() && text.front() == '-';
-    if (negative) text.remove_prefix(1);
-    if (text.empty() || text.size() > 10) return false;
-    int64_t result = 0;
-    for (char c : text) {
-        if (!is_digit(c)) return false;
-        result = result * 10 + (c - '0');
-    }
-    *number = negative ? -result : result;
-    return *number >= lowest && *number <= highest;
+std::optional<int64_t> whole_number(std::string_view text, int64_t lowest, int64_t highest) {
+    constexpr size_t most_digits = 10;
+    int64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const size_t digits = text.size() - (text.substr(0, 1) == "-" ? 1 : 0);
+    const bool whole = error == std::errc() && end == text.data() + text.size() && digits <= most_digits;
+    return whole && number >= lowest && number <= highest ? std::optional(number) : std::nullopt;
 }
 
 int32_t parse_number(std::string_view text) {
-    int64_t number;
-    if (!whole_number(text, INT32_MIN, INT32_MAX, &number)) throw DataError(catalogue_text("not a 32-bit number"));
-    return static_cast<int32_t>(number);
+    const std::optional<int64_t> number = whole_number(text, INT32_MIN, INT32_MAX);
+    if (!number) throw DataError(catalogue_text("not a 32-bit number"));
+    return static_cast<int32_t>(*number);
 }
 
 int two_digits(std::string_view text, size_t at) {
@@ -113,9 +106,9 @@ Name parse_dn_value(std::string_view text, const Name &base) {
 }
 
 uint32_t parse_type(std::string_view text, const char *what) {
-    int64_t number;
-    if (!whole_number(text, 0, UINT32_MAX, &number)) throw DataError(what);
-    return static_cast<uint32_t>(number);
+    const std::optional<int64_t> number = whole_number(text, 0, UINT32_MAX);
+    if (!number) throw DataError(what);
+    return static_cast<uint32_t>(*number);
 }
 
 size_t next_hash(std::string_view text) {

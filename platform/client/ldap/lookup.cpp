@@ -175,12 +175,11 @@ std::vector<EntryPtr> LdapLookup::allKept() const {
     return all;
 }
 
-bool LdapLookup::unseen(const Name &name, Name *likely) {
-    if (anythingSeen || name.size() <= searchBase().size() || !fitSearchBase(name)) return false;
-    std::vector<Name> all = guesses(name);
-    size_t leaves = name.front().type.empty() ? std::size(leaf_types) : 1;
-    *likely = all[all.size() - leaves];
-    return true;
+std::optional<Name> LdapLookup::unseen(const Name &name) {
+    if (anythingSeen || name.size() <= searchBase().size() || !fitSearchBase(name)) return std::nullopt;
+    const std::vector<Name> all = guesses(name);
+    const size_t leaves = name.front().type.empty() ? std::size(leaf_types) : 1;
+    return all[all.size() - leaves];
 }
 
 // With referrals another server may have it.

@@ -3,6 +3,7 @@
 #ifndef PLATFORM_CLIENT_LDAP_LOOKUP_H
 #define PLATFORM_CLIENT_LDAP_LOOKUP_H
 
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -34,9 +35,9 @@ class LdapLookup {
     // Which server had the object; an empty one for the tree's own.
     LdapOrigin origin(const Name &name) const;
 
-    // The name that an object which nobody may see is likely to have. False for a name that can be no object's, and
+    // The name that an object which nobody may see is likely to have. Nothing for a name that can be no object's, and
     // where the directory has shown anything at all.
-    bool unseen(const Name &name, Name *likely);
+    std::optional<Name> unseen(const Name &name);
 
     // Asks the server for its naming contexts when the directory has shown nothing: DataError when the base or
     // search_base of the configuration is in none of them. Nothing happens where the server does not say.

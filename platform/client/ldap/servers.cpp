@@ -54,21 +54,20 @@ void LdapServers::markDown(size_t number, const LdapTrouble &trouble) {
     servers[number].distrusted = trouble.distrusted;
 }
 
-// False: the connection is gone, and the request may be tried again, at the same server too when `connection` was idle.
-bool LdapServers::runOnCurrent(const Request &request, LdapDeadline deadline, LdapAnswer *answer) {
+// Nothing: the connection is gone, and the request may be tried again, at the same server too when it was idle.
+std::optional<LdapAnswer> LdapServers::runOnCurrent(const Request &request, LdapDeadline deadline) {
     try {
-        *answer = usable(*connection, request(*connection, deadline));
-        return true;
+        return usable(*connection, request(*connection, deadline));
     } catch (const LdapTrouble &trouble) {
         // Servers close connections that were idle for long: that alone is no fault.
         bool wasIdle = connection->hasAnswered() && connection->wasClosed();
         connection.reset();
         if (!wasIdle) markDown(current, trouble);
-        return false;
+        return std::nullopt;
     }
 }
 
-bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer) {
+std::optional<LdapAnswer> LdapServers::runOn(size_t number, const Request &request, LdapDeadline deadline) {
     try {
         auto made = std::make_unique<LdapConnection>(config, servers[number].uri, deadline);
         if (!identity.dn().empty() && !identityIsElsewhere && made->bind(identity, deadline).result != LDAP_SUCCESS) {
@@ -76,14 +75,14 @@ bool LdapServers::runOn(size_t number, const Request &request, LdapDeadline dead
                 ZKE_DIRECTORY_UNREACHABLE,
                 made->uri() + ": " + catalogue_text("the server rejected the login that another server accepted"));
         }
-        *answer = usable(*made, request(*made, deadline));
+        LdapAnswer answer = usable(*made, request(*made, deadline));
         connection = std::move(made);
         current = number;
         servers[number].distrusted = false;
-        return true;
+        return answer;
     } catch (const LdapTrouble &trouble) {
         markDown(number, trouble);
-        return false;
+        return std::nullopt;
     }
 }
 
@@ -94,16 +93,16 @@ LdapDeadline LdapServers::deadlineFromNow() const {
 LdapAnswer LdapServers::run(const Request &request, LdapDeadline deadline) {
     ldap_waiting_for(config.uris.front());
     ldap_library_ready(ldap_share(deadline, 2)); // and time for the servers
-    LdapAnswer answer;
     size_t usableServers = static_cast<size_t>(std::count_if(
         servers.begin(), servers.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
-    if (connection != nullptr && runOnCurrent(request, ldap_share(deadline, usableServers), &answer)) return answer;
+    if (connection != nullptr)
+        if (auto answer = runOnCurrent(request, ldap_share(deadline, usableServers))) return *std::move(answer);
     for (size_t number = 0; number < servers.size(); number++) {
         if (servers[number].downUntil > LdapClock::now()) continue;
         size_t left = static_cast<size_t>(
             std::count_if(servers.begin() + static_cast<std::ptrdiff_t>(number), servers.end(),
                           [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
-        if (runOn(number, request, ldap_share(deadline, left), &answer)) return answer;
+        if (auto answer = runOn(number, request, ldap_share(deadline, left))) return *std::move(answer);
     }
     giveUp();
 }

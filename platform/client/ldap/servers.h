@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,8 +48,8 @@ class LdapServers {
     LdapAnswer run(const Request &request, LdapDeadline deadline);
     // Logs in on a connection that is nobody's, and hands that out.
     LdapAnswer bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where);
-    bool runOnCurrent(const Request &request, LdapDeadline deadline, LdapAnswer *answer);
-    bool runOn(size_t number, const Request &request, LdapDeadline deadline, LdapAnswer *answer);
+    std::optional<LdapAnswer> runOnCurrent(const Request &request, LdapDeadline deadline);
+    std::optional<LdapAnswer> runOn(size_t number, const Request &request, LdapDeadline deadline);
     void count(const LdapAnswer &answer);
     void markDown(size_t number, const LdapTrouble &trouble);
     [[noreturn]] void giveUp() const;

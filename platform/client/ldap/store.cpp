@@ -33,16 +33,16 @@ EntryPtr LdapStore::find(const Name &name, Aliases aliases) {
 
 // A directory that shows nothing to nobody does not say who there is: the name is taken as it is usual.
 EntryPtr LdapStore::find_user(const Name &name) {
-    EntryPtr user = find(name, Aliases::Follow);
-    Name likely;
-    if (user == nullptr && objects.unseen(name, &likely)) {
-        auto made = std::make_shared<Entry>();
-        made->name = likely;
-        made->entryClass = schema_class_of({"person"});
-        return made;
+    if (EntryPtr user = find(name, Aliases::Follow)) return user;
+    const std::optional<Name> likely = objects.unseen(name);
+    if (!likely) {
+        objects.refuseWrongBase();
+        return nullptr;
     }
-    if (user == nullptr) objects.refuseWrongBase();
-    return user;
+    auto made = std::make_shared<Entry>();
+    made->name = *likely;
+    made->entryClass = schema_class_of({"person"});
+    return made;
 }
 
 std::string LdapStore::groupFilter(const std::string &dn) const {
