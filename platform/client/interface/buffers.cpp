@@ -1,5 +1,6 @@
 #include "platform/client/interface/buffers.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <set>
@@ -40,45 +41,21 @@ bool take_room(ZKDSBuffer *reply, size_t size) {
     return true;
 }
 
-// Fills the reply from the parts of the attributes: each value is one part, an attribute without values is one too.
-class Filler {
-  public:
-    Filler(ZKDSBuffer *reply, size_t skip) : to(reply), toSkip(skip) {}
+// An attribute's parts: each value is one, and an attribute without values is one too.
+size_t count_parts(const ReplyAttribute &attribute) {
+    return std::max<size_t>(attribute.values.size(), 1);
+}
 
-    // False when the reply is full.
-    bool add(const ReplyAttribute &attribute) {
-        size_t parts = attribute.values.empty() ? 1 : attribute.values.size();
-        if (toSkip >= parts) {
-            toSkip -= parts;
-            done += parts;
-            return true;
-        }
-        done += toSkip;
-        size_t number = toSkip;
-        toSkip = 0;
-        bool begun = false;
-        for (; number < parts; number++) {
-            size_t size = (begun ? 0 : attribute_size(*attribute.attribute)) +
-                          (attribute.values.empty() ? 0 : value_size(attribute, number));
-            if (!take_room(to, size)) return false;
-            if (!begun) {
-                to->attributes.push_back({attribute.attribute, {}});
-                begun = true;
-            }
-            if (!attribute.values.empty()) to->attributes.back().values.push_back(attribute.values[number]);
-            done++;
-        }
-        return true;
+// Adds the parts from `first` on as far as they fit. Returns the first that did not, or the number of all.
+size_t add_parts(ZKDSBuffer *reply, const ReplyAttribute &from, size_t first) {
+    for (size_t number = first; number < count_parts(from); number++) {
+        const size_t head = number == first ? attribute_size(*from.attribute) : 0;
+        if (!take_room(reply, head + (from.values.empty() ? 0 : value_size(from, number)))) return number;
+        if (number == first) reply->attributes.push_back({from.attribute, {}});
+        if (!from.values.empty()) reply->attributes.back().values.push_back(from.values[number]);
     }
-
-    size_t parts_done() const { return done; }
-    bool skipped_all() const { return toSkip == 0; }
-
-  private:
-    ZKDSBuffer *to;
-    size_t toSkip;
-    size_t done = 0;
-};
+    return count_parts(from);
+}
 
 void check_buffer(const ZKDSBuffer *buffer) {
     error_unless(buffer != nullptr, ZKE_BAD_PARAMETER);
@@ -104,16 +81,22 @@ bool buffer_is_open(const ZKDSBuffer *buffer) {
 void buffer_fill(ZKDSBuffer *reply, const std::vector<ReplyAttribute> &attributes, int32_t *iteration) {
     error_unless(*iteration >= ZK_NO_MORE_ITERATIONS && *iteration != 0, ZKE_BAD_PARAMETER);
     clear_reply(reply);
-    Filler filler(reply, *iteration == ZK_NO_MORE_ITERATIONS ? 0 : static_cast<size_t>(*iteration));
+    size_t toSkip = *iteration == ZK_NO_MORE_ITERATIONS ? 0 : static_cast<size_t>(*iteration);
+    size_t done = 0;
     bool complete = true;
-    for (size_t i = 0; i < attributes.size() && complete; i++) complete = filler.add(attributes[i]);
-    error_unless(!complete || (filler.skipped_all() && (*iteration <= 0 || !reply->attributes.empty())),
-                 ZKE_BAD_PARAMETER);
+    for (size_t i = 0; i < attributes.size() && complete; i++) {
+        const size_t first = std::min(toSkip, count_parts(attributes[i]));
+        const size_t end = add_parts(reply, attributes[i], first);
+        toSkip -= first;
+        done += end;
+        complete = end == count_parts(attributes[i]);
+    }
+    error_unless(!complete || (toSkip == 0 && (*iteration <= 0 || !reply->attributes.empty())), ZKE_BAD_PARAMETER);
     if (!complete && reply->attributes.empty()) {
         clear_reply(reply);
         throw CodedError(ZKE_BUFFER_TOO_SMALL);
     }
-    *iteration = complete ? ZK_NO_MORE_ITERATIONS : static_cast<int32_t>(filler.parts_done());
+    *iteration = complete ? ZK_NO_MORE_ITERATIONS : static_cast<int32_t>(done);
 }
 
 uint32_t ZKDSAllocBuf(uint32_t size, ZKDSBuffer **buffer) {
