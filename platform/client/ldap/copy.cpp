@@ -1,9 +1,12 @@
 #include "platform/client/ldap/copy.h"
 
+#include <gnutls/gnutls.h>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "platform/client/core/errors.h"
@@ -24,15 +27,12 @@ std::string cache_folder() {
 }
 
 std::string base64(const std::string &bytes) {
-    constexpr const char *digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    for (size_t i = 0; i < bytes.size(); i += 3) {
-        size_t count = std::min<size_t>(3, bytes.size() - i);
-        uint32_t group = 0;
-        for (size_t k = 0; k < 3; k++) group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-        for (size_t k = 0; k < 4; k++) text += k <= count ? digits[group >> (18 - 6 * k) & 63] : '=';
-    }
-    return text;
+    const gnutls_datum_t plain = {reinterpret_cast<unsigned char *>(const_cast<char *>(bytes.data())),
+                                  static_cast<unsigned>(bytes.size())};
+    gnutls_datum_t encoded = {};
+    if (gnutls_base64_encode2(&plain, &encoded) != GNUTLS_E_SUCCESS) throw std::bad_alloc();
+    const std::unique_ptr<unsigned char, gnutls_free_function> owner(encoded.data, gnutls_free);
+    return std::string(reinterpret_cast<char *>(encoded.data), encoded.size);
 }
 
 std::string hash_text(const std::string &text) {
