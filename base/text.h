@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -31,8 +32,9 @@ using SecretText = std::unique_ptr<char, TextWipeAndFree>;
 // A heap copy of `text`. Throws std::bad_alloc.
 OwnedText text_copy(std::string_view text);
 
-// A heap copy of `text`, or null for a null pointer. Throws std::bad_alloc.
+// The same of a text that may be missing: null for null, or for none. Throw std::bad_alloc.
 OwnedText text_copy_or_null(const char *text);
+OwnedText text_copy_or_null(const std::optional<std::string> &text);
 
 // Overwrites the stack below its caller: what calls that have returned left there of a secret in short strings.
 void text_wipe_stack();
@@ -60,23 +62,11 @@ using WipedString = std::basic_string<char, std::char_traits<char>, WipingAlloca
 int text_compare_nocase(const char *a, const char *b);
 bool text_equal_nocase(std::string_view a, std::string_view b);
 
+// Raises the letters of a text to upper case in place, in the C locale.
+void text_raise(char *text);
+
 // The number that text begins with, base 10 (leading blanks and a sign allowed, 0 without a digit), truncated to 32
 // bits.
 int text_number(const char *text);
-
-#pragma GCC visibility push(default)
-extern "C" {
-
-// The three joiners: a + separator + b in new heap text. With a null, b itself is returned and the other way round:
-// a caller that owns its arguments compares before it frees. Null when memory runs out.
-char *util_concat_filespec(char *a, char *b);    // separator "/"
-char *util_concat_strings(char *a, char *b);     // separator " "
-char *util_concat_strings_nos(char *a, char *b); // no separator
-
-// Replaces the first occurrence of `find` in the heap text `s`, freeing it. Returns `s` itself when there is nothing to
-// replace, null (and `s` untouched) when memory runs out.
-char *util_parse_replace_string(char *s, const char *find, const char *repl);
-}
-#pragma GCC visibility pop
 
 #endif

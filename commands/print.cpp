@@ -2,7 +2,9 @@
 
 #include "base/output.h"
 #include "commands/object_text.h"
+#include "directory/attributes.h"
 #include "directory/session.h"
+#include "qrtscript.h"
 
 void write_statement(OwnedText text) {
     output_put(std::string(text.get()) + '\n');
@@ -24,24 +26,17 @@ void cls_statement() {
 // In text mode the script goes straight on: the terminal belongs to the calling program.
 void pause_statement() {
     say("Press Enter key to continue...\n");
-    qrt_getPauseResponse();
+    session_pause();
 }
 
-void FirePhasers(char *count, char *second) {
-    free(count);
-    free(second);
-}
-
-void fire_statement(OwnedText count, OwnedText second) {
-    FirePhasers(count.release(), second.release());
-}
+// Silent: there is no sound to fire.
+void fire_statement(OwnedText, OwnedText) {}
 
 void last_login_time_statement() {
-    const OwnedText object(qrt_Object());
-    char *value = nullptr;
-    const uint32_t code = qrt_GetAttribute(ctx, object.get(), "Last_Login_Time", &value);
-    const OwnedText time(value);
-    if (code == 0 && time) say("Last Login occurred at: %s\n", time.get());
+    const std::optional<std::string> object = session_object();
+    OwnedText time;
+    if (attributes_text(ctx, object ? object->c_str() : nullptr, "Last_Login_Time", time) == 0)
+        say("Last Login occurred at: %s\n", time.get());
 }
 
 void debug_statement(OwnedText level) {

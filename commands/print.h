@@ -26,11 +26,4 @@ void last_login_time_statement();
 void debug_statement(OwnedText level);
 void debug_off();
 
-#pragma GCC visibility push(default)
-extern "C" {
-// Frees two heap texts, either of which may be null. Silent; it is the place where FIRE PHASERS would get its sound.
-void FirePhasers(char *count, char *second);
-}
-#pragma GCC visibility pop
-
 #endif

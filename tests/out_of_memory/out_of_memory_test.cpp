@@ -11,6 +11,8 @@
 #include "language/tokenizer.h"
 #include "script/input_buffer.h"
 #include "tests/allocations/failing_malloc.h"
+#include "base/exported.h"
+#include "commands/exported.h"
 #include "tests/unit/run_sequence_fixture.h"
 
 namespace {

@@ -8,6 +8,7 @@
 #include "tests/client_spy/client_spy.h"
 #include "tests/unit/memory_fault.h"
 #include "tests/unit/program_folder.h"
+#include "commands/exported.h"
 #include "tests/unit/script_fixture.h"
 
 namespace {

@@ -14,6 +14,8 @@
 #include "language/tokenizer.h"
 #include "run/lifecycle.h"
 #include "script/input_buffer.h"
+#include "base/exported.h"
+#include "commands/exported.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {

@@ -13,6 +13,8 @@
 #include "commands/program.h"
 #include "language/tokenizer.h"
 #include "script/input_buffer.h"
+#include "base/exported.h"
+#include "commands/exported.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {

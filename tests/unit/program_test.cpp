@@ -19,6 +19,7 @@
 #include "base/output.h"
 #include "script/syntax_error.h"
 #include "tests/unit/command_fixture.h"
+#include "commands/exported.h"
 #include "tests/unit/program_folder.h"
 
 namespace {

@@ -8,6 +8,8 @@
 #include "commands/drive.h"
 #include "commands/file_spec.h"
 #include "tests/unit/session_fixture.h"
+#include "base/exported.h"
+#include "commands/exported.h"
 #include "tests/unit/standard_streams.h"
 
 namespace {

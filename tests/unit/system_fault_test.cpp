@@ -14,6 +14,7 @@
 #include "base/output.h"
 #include "commands/program.h"
 #include "run/lifecycle.h"
+#include "commands/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {

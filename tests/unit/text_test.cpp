@@ -1,3 +1,4 @@
+#include "base/exported.h"
 #include "base/text.h"
 
 #include <gtest/gtest.h>

@@ -16,6 +16,7 @@
 #include "script/input_buffer.h"
 #include "tests/unit/memory_fault.h"
 #include "tests/unit/run_sequence_fixture.h"
+#include "commands/exported.h"
 #include "tests/unit/trace_table.h"
 
 namespace {

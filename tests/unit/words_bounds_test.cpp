@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "base/exported.h"
 #include "base/words.h"
 
 namespace {

@@ -1,3 +1,4 @@
+#include "base/exported.h"
 #include "base/words.h"
 
 #include <gmock/gmock.h>

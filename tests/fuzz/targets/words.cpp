@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "base/exported.h"
 #include "tests/fuzz/fuzz.h"
 
 static const char placeholders[] = "_~`@?";
