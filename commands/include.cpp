@@ -5,10 +5,10 @@
 #include "script/input_buffer.h"
 
 void include_text(OwnedText text) {
-    lex_IncludeFile(text.get());
+    lex_include(text.get());
 }
 
 void include_object(OwnedText name) {
     const OwnedText text = object_text(name.get());
-    if (text) lex_IncludeFile(text.get());
+    if (text) lex_include(text.get());
 }

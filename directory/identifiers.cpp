@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "base/text.h"
+#include "directory/attributes.h"
 #include "directory/identifier_rules.h"
 #include "qrtscript.h"
 
@@ -79,6 +79,16 @@ std::optional<std::string> identifiers_value(uint32_t handle, const char *object
             found = std::move(value);
     }
     return found;
+}
+
+uint32_t identifiers_look_up(uint32_t handle, const std::optional<std::string> &object, const char *name,
+                             OwnedText &value) {
+    const char *asked = object ? object->c_str() : nullptr;
+    OwnedText found = text_copy_or_null(identifiers_value(handle, asked, name));
+    const uint32_t code = found ? 0 : attributes_text(handle, asked, name, found);
+    // A user variable that is not set is a failure and an empty text.
+    if (code == 0) value = std::move(found);
+    return code;
 }
 
 const char *identifiers_variable(std::string_view name) {

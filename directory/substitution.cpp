@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <optional>
 
-#include "directory/attributes.h"
 #include "directory/identifiers.h"
 #include "directory/session.h"
 
@@ -134,16 +133,10 @@ static void get_ready(Asker &asker) {
     asker.differ = asker.current && asker.loggedIn && !text_equal_nocase(*asker.current, *asker.loggedIn);
 }
 
-// The value of an identifier, else of an attribute of the object.
 static bool ask(uint32_t handle, const std::optional<std::string> &object, const char *name, WipedString &value) {
-    const char *asked = object ? object->c_str() : nullptr;
-    if (const auto identifier = identifiers_value(handle, asked, name)) {
-        value = *identifier;
-        return true;
-    }
-    OwnedText attribute;
-    if (attributes_text(handle, asked, name, attribute) != 0) return false;
-    value = attribute.get();
+    OwnedText found;
+    if (identifiers_look_up(handle, object, name, found) != 0) return false;
+    value = found.get();
     return true;
 }
 

@@ -13,6 +13,8 @@
 #include "tests/allocations/failing_malloc.h"
 #include "base/exported.h"
 #include "commands/exported.h"
+#include "script/exported.h"
+#include "language/exported.h"
 #include "tests/unit/run_sequence_fixture.h"
 
 namespace {

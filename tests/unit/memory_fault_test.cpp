@@ -9,6 +9,8 @@
 #include "script/input_buffer.h"
 #include "base/exported.h"
 #include "commands/exported.h"
+#include "script/exported.h"
+#include "language/exported.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {

@@ -1,5 +1,6 @@
 #include "script/syntax_error.h"
 
+#include "script/exported.h"
 #include "tests/unit/script_fixture.h"
 
 namespace {

@@ -2,6 +2,8 @@
 #include <climits>
 
 #include "language/tokenizer.h"
+#include "script/exported.h"
+#include "language/exported.h"
 #include "tests/unit/script_fixture.h"
 
 namespace {

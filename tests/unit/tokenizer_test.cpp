@@ -4,6 +4,8 @@
 
 #include "tests/unit/script_fixture.h"
 // Behind the fixture, which declares the parser with its linkage.
+#include "script/exported.h"
+#include "language/exported.h"
 #include "language/grammar.tab.h"
 
 namespace {

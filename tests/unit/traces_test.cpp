@@ -17,6 +17,7 @@
 #include "tests/unit/memory_fault.h"
 #include "tests/unit/run_sequence_fixture.h"
 #include "commands/exported.h"
+#include "script/exported.h"
 #include "tests/unit/trace_table.h"
 
 namespace {

@@ -12,6 +12,8 @@
 // Behind the interface's headers, which declare the parser's names with their linkage.
 #include "language/actions.h"
 #include "language/grammar.tab.h"
+#include "script/exported.h"
+#include "language/exported.h"
 #include "tests/fuzz/fuzz.h"
 
 static bool is_line_end(char c) {
