@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "base/exported.h"
 #include "base/guard.h"
 #include "base/output.h"
 #include "base/words.h"
+#include "include/exported.h"
 #include "platform/common/conf_file.h"
 #include "qrtscript.h"
 

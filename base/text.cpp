@@ -4,12 +4,6 @@
 #include <cstring>
 #include <new>
 
-// Only the 26 letters fold, whatever locale the calling process has set.
-static unsigned char fold(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte >= 'A' && byte <= 'Z' ? static_cast<unsigned char>(byte - 'A' + 'a') : byte;
-}
-
 OwnedText text_copy(std::string_view text) {
     auto *copy = static_cast<char *>(malloc(text.size() + 1));
     if (copy == nullptr) throw std::bad_alloc();
@@ -35,15 +29,9 @@ __attribute__((noinline)) void text_wipe_stack() {
 }
 
 int text_compare_nocase(const char *a, const char *b) {
-    while (*a != '\0' && fold(*a) == fold(*b)) {
-        ++a;
-        ++b;
-    }
+    const auto fold = [](char c) { return static_cast<unsigned char>(lower_case(c)); };
+    for (; *a != '\0' && fold(*a) == fold(*b); ++a) ++b;
     return fold(*a) - fold(*b);
-}
-
-bool text_equal_nocase(std::string_view a, std::string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return fold(x) == fold(y); });
 }
 
 void text_raise(char *text) {

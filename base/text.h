@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/common/nocase.h"
+
 struct TextFree {
     void operator()(char *text) const { free(text); }
 };
@@ -60,7 +62,6 @@ using WipedString = std::basic_string<char, std::char_traits<char>, WipingAlloca
 
 // Compares two texts, folding bytes to lower case in the C locale: below, equal to or above 0.
 int text_compare_nocase(const char *a, const char *b);
-bool text_equal_nocase(std::string_view a, std::string_view b);
 
 // Raises the letters of a text to upper case in place, in the C locale.
 void text_raise(char *text);

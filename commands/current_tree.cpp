@@ -131,7 +131,7 @@ static bool login_exists(uint32_t probe, const char *tree, const char *user, con
     char who[ZK_MAX_NAME + 1] = "";
     ZKDSWhoAmI(probe, who);
     who[ZK_MAX_NAME] = '\0';
-    if (user && !text_equal_nocase(who, user) && !text_equal_nocase(who, name)) {
+    if (user && !equal_nocase(who, user) && !equal_nocase(who, name)) {
         say("Already logged into Tree(%1$s) as %2$s\n", tree, who);
         tree_logout(tree);
         return false;

@@ -5,10 +5,10 @@
 #include <cstring>
 
 #include "base/output.h"
-#include "commands/exported.h"
 #include "commands/program.h"
 #include "directory/session.h"
 #include "directory/substitution.h"
+#include "include/exported.h"
 #include "platform/common/link_directory.h"
 #include "platform/zk.h"
 #include "qrtscript.h"
@@ -105,7 +105,7 @@ std::optional<std::string> drive_target(const char *link) {
         char target[mapping_size + 1] = "";
         if (ZKEnumMappedDrives(list.get(), &cursor, &attribute, mapping_size, local, mapping_size, target) != ZK_OK)
             break;
-        if (text_equal_nocase(link, local)) return target;
+        if (equal_nocase(link, local)) return target;
     }
     return std::nullopt;
 }

@@ -6,6 +6,7 @@
 #include "commands/drive.h"
 #include "commands/server_file.h"
 #include "commands/volume_object.h"
+#include "directory/script_sources.h"
 #include "qrtscript.h"
 #include "script/parser.h"
 
@@ -76,6 +77,17 @@ OwnedText file_unc(OwnedText server, OwnedText path) {
 OwnedText file_dotted(OwnedText name, OwnedText path) {
     TRACE(yyparse, 4, "filespec .%s %s", name.get(), path.get());
     return nothing();
+}
+
+OwnedText file_of_object(OwnedText name) {
+    std::string object = name.get();
+    // The context carries its own leading dot.
+    if (object.compare(0, 1, ".") != 0 && CurrentContext) object += CurrentContext;
+    std::string script;
+    if (script_sources_object(ctx, object.c_str(), script) == 0) return text_copy(script);
+    OwnedText text = get_file(nullptr, name.get());
+    if (!text) say("Unable to find file: %s\n", name.get());
+    return text;
 }
 
 OwnedText file_upper_case(OwnedText name) {

@@ -21,6 +21,11 @@ OwnedText file_unc(OwnedText server, OwnedText path);
 // A name that begins with a dot on its own: accepted, nothing is read, the text is empty.
 OwnedText file_dotted(OwnedText name, OwnedText path);
 
+// The text behind the name of a directory object in DISPLAY and INCLUDE: its login script; the name is relative to the
+// current context unless it begins with ".". Failing that the file `name` as it is written. Failing both it says so and
+// the result is null.
+OwnedText file_of_object(OwnedText name);
+
 // Upper-cases a server's or volume's name in place (C locale).
 OwnedText file_upper_case(OwnedText name);
 // A path that begins with a word or a separator; `rest` is what follows on the line.

@@ -1,7 +1,6 @@
 #include "commands/include.h"
 
-#include "base/output.h"
-#include "commands/object_text.h"
+#include "commands/file_spec.h"
 #include "script/input_buffer.h"
 
 void include_text(OwnedText text) {
@@ -9,6 +8,6 @@ void include_text(OwnedText text) {
 }
 
 void include_object(OwnedText name) {
-    const OwnedText text = object_text(name.get());
+    const OwnedText text = file_of_object(std::move(name));
     if (text) lex_include(text.get());
 }

@@ -1,7 +1,7 @@
 #include "commands/print.h"
 
 #include "base/output.h"
-#include "commands/object_text.h"
+#include "commands/file_spec.h"
 #include "directory/attributes.h"
 #include "directory/session.h"
 #include "qrtscript.h"
@@ -15,7 +15,7 @@ void display_text(OwnedText content) {
 }
 
 void display_object(OwnedText name) {
-    const OwnedText content = object_text(name.get());
+    const OwnedText content = file_of_object(std::move(name));
     if (content) output_put(content.get());
 }
 
@@ -46,4 +46,16 @@ void debug_statement(OwnedText level) {
 
 void debug_off() {
     debug_level = 0;
+}
+
+void set_time_statement() {
+    say("set_time command not implemented for Linux\n");
+}
+
+void regread_statement(OwnedText) {
+    say("REGREAD command not supported\n");
+}
+
+void script_server_statement(OwnedText) {
+    say("script_server (out of date) Ferrox 2 and Ferrox 3 users only\n");
 }

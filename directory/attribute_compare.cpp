@@ -54,7 +54,7 @@ static uint32_t search_reply(const AttributeRead &read, const std::string &wante
         for (uint32_t j = 0; code == ZK_OK && flag != 0 && j < head.values; j++) {
             AttributeValue value;
             code = attribute_values_fetch(read.function, read.handle, read.reply.get(), head.syntax, value);
-            if (code == ZK_OK && text_equal_nocase(names_abbreviated(value.block.get(), abbreviated_length), wanted))
+            if (code == ZK_OK && equal_nocase(names_abbreviated(value.block.get(), abbreviated_length), wanted))
                 flag = 0;
         }
     }

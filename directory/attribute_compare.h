@@ -10,8 +10,8 @@
 // the current context. Types after a period are dropped. Throws std::bad_alloc.
 std::string attribute_compare_wanted(std::string_view name);
 
-// Looks the attribute up. `flag` becomes 0 when a value names `name`, 1 when none does; a lookup that did not get so
-// far leaves it alone. Returns 0 or the client's code. Throws std::bad_alloc.
+// qrt_compareAttribute (qrtscript.h); a lookup that did not get as far as the read leaves the flag alone. Throws
+// std::bad_alloc.
 uint32_t attribute_compare(uint32_t handle, const char *object, const char *attribute, std::string_view name,
                            uint32_t &flag);
 

@@ -113,7 +113,7 @@ static AttributeText take_value(AttributeValue &value, const char *attribute) {
 
 static const char *directory_name_of(const char *identifier) {
     for (const QrtAttributeName *row = ctable; row->identifier; row++)
-        if (text_equal_nocase(row->identifier, identifier)) return row->attribute;
+        if (equal_nocase(row->identifier, identifier)) return row->attribute;
     return identifier;
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/zk.h"
 
@@ -25,11 +26,7 @@ struct Context {
     void reset() {
         if (handle != 0) ZKDSFreeContext(release());
     }
-    uint32_t release() {
-        const uint32_t released = handle;
-        handle = 0;
-        return released;
-    }
+    uint32_t release() { return std::exchange(handle, 0); }
 };
 
 // Sets the environment variable TOLAN_USE_BRUNE to "0" unless it is set: the client looks at it when it starts.
@@ -39,37 +36,29 @@ void contexts_preset_environment();
 // failed.
 uint32_t contexts_start_client();
 
-// A context bound to the tree. For a tree that the network does not know (null is none) the code is ZKE_TREE_NOT_FOUND
-// and the handle has no tree; for all other codes the handle is 0. Throws std::bad_alloc.
+// qrt_Getctx (qrtscript.h).
 uint32_t contexts_make(const char *tree, uint32_t &handle);
 
-// Each opens a connection by name: to whatever the network knows by it, server or tree, or to a file server. Returns
-// the client's code.
+// Each returns the client's code: opens a connection to whatever the network knows by that name, server or tree; to a
+// file server; reads whether a connection is authenticated, 0 for none; the names of its server and of its tree, which
+// is 32 bytes, padded on the right with "_". Throw std::bad_alloc.
 uint32_t contexts_open(const char *name, uint32_t &connection);
 uint32_t contexts_open_server(const char *name, uint32_t &connection);
-
-// Reads whether a connection is authenticated: 0 for none. Returns the client's code.
 uint32_t contexts_authentication(uint32_t connection, uint32_t &state);
-
-// The server's and the tree's name that a connection tells. Return the client's code; `name` is set for 0 only. Throw
-// std::bad_alloc.
 uint32_t contexts_server_name(uint32_t connection, std::string &name);
-uint32_t contexts_tree_name(uint32_t connection, std::string &name); // 32 bytes, padded on the right with "_"
+uint32_t contexts_tree_name(uint32_t connection, std::string &name);
 
 // A tree's name without its padding; one that fills all 32 bytes is kept whole.
 std::string contexts_strip_padding(std::string name);
 
-// The tree of that name as the network spells it, and the tree that a server belongs to. None for null. Throw
+// qrt_GetTreeName, qrt_GetTreeFromServer, qrt_GetDefaultServer and qrt_GetDefaultServerFromTree (qrtscript.h). Throw
 // std::bad_alloc.
 std::optional<std::string> contexts_tree(const char *tree);
 std::optional<std::string> contexts_tree_of_server(const char *server);
-
-// The server of the current tree's connection, or without a tree of the default one; that of a tree's connection. Throw
-// std::bad_alloc.
 std::optional<std::string> contexts_default_server();
 std::optional<std::string> contexts_default_server_of(const char *tree);
 
-// Of the default connection; 0 and QRT_NOT_FOUND when unknown.
+// qrt_UserID and qrt_StationNumber.
 uint32_t contexts_user_number();
 uint32_t contexts_connection_number();
 

@@ -83,6 +83,17 @@ uint32_t qrt_CheckIfLoggedIn(uint32_t handle) {
 
 // ---- script sources ----
 
+// For 0 the text that `read` sets.
+template <typename Read>
+static uint32_t handed_out(uint32_t without_memory, char **text, Read read) {
+    return guarded(without_memory, [&] {
+        std::string found;
+        const uint32_t code = read(found);
+        if (code == ZK_OK) *text = text_copy(found).release();
+        return code;
+    });
+}
+
 char *qrt_readLoginScriptFromFile(const char *path) {
     return script_sources_file(path).release();
 }
@@ -91,27 +102,21 @@ uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text
     // What the session's object is when memory has run out for its name.
     if (!objectName) return ZKE_NO_SUCH_ENTRY;
     if (!text) return ZKE_BAD_PARAMETER;
-    return guarded(ZKE_NO_MEMORY, [&] {
-        std::string script;
-        const uint32_t code = script_sources_object(handle, objectName, script);
-        if (code == ZK_OK) *text = text_copy(script).release();
-        return code;
-    });
+    return handed_out(ZKE_NO_MEMORY, text,
+                      [&](auto &found) { return script_sources_object(handle, objectName, found); });
 }
 
 uint32_t qrt_get_container(uint32_t handle, const char *objectName, char **text) {
     if (!objectName || !text) return QRT_NOT_FOUND;
-    return guarded(QRT_NOT_FOUND, [&] {
-        std::string script;
-        const uint32_t code = script_sources_container(handle, objectName, script);
-        if (code == ZK_OK) *text = text_copy(script).release();
-        return code;
-    });
+    return handed_out(QRT_NOT_FOUND, text,
+                      [&](auto &found) { return script_sources_container(handle, objectName, found); });
 }
 
 int __get_default_script(char **text) {
-    const char *script = script_sources_default();
-    if (text) *text = guarded_text([&] { return script; });
+    if (text)
+        *text = guarded_text(script_sources_default);
+    else
+        TRACE(__get_default_script, 3, "entering...");
     return 0;
 }
 

@@ -87,21 +87,15 @@ static bool connection_fact(const IdentifierRequest &, const Rule &, std::string
     return true;
 }
 
-static bool text_or_empty(const char *text, std::string &value) {
+template <char *&text>
+static bool session_text(const IdentifierRequest &, const Rule &, std::string &value) {
     value = text ? text : "";
     return true;
 }
 
 static bool current_server(const IdentifierRequest &, const Rule &, std::string &value) {
-    return text_or_empty(uservars[0], value);
-}
-
-static bool login_name(const IdentifierRequest &, const Rule &, std::string &value) {
-    return text_or_empty(LoginName, value);
-}
-
-static bool initial_context(const IdentifierRequest &, const Rule &, std::string &value) {
-    return text_or_empty(InitialContext, value);
+    value = uservars[0] ? uservars[0] : "";
+    return true;
 }
 
 static bool alias_flag(const IdentifierRequest &, const Rule &, std::string &value) {
@@ -190,9 +184,9 @@ static const Rule rules[] = {
     {30, machine_fact<machine_network_address>, nullptr, nullptr},
     {31, attribute, "FULL_NAME", "not set"},
     {33, login_context, nullptr, nullptr},
-    {34, login_name, nullptr, nullptr},
+    {34, session_text<LoginName>, nullptr, nullptr},
     {35, attribute, "PASSWORD_EXPIRATION_TIME", "32767"},
-    {36, initial_context, nullptr, nullptr},
+    {36, session_text<InitialContext>, nullptr, nullptr},
     {37, connection_fact<contexts_user_number>, nullptr, nullptr},
     {38, alias_flag, nullptr, nullptr},
     {39, common_name, nullptr, nullptr},

@@ -75,7 +75,7 @@ std::optional<std::string> identifiers_value(uint32_t handle, const char *object
     std::optional<std::string> found;
     for (const QrtIdentifier *row = itable; row->name; row++) {
         std::string value;
-        if (text_equal_nocase(row->name, name) && identifier_rules_value({handle, object}, row->code, value))
+        if (equal_nocase(row->name, name) && identifier_rules_value({handle, object}, row->code, value))
             found = std::move(value);
     }
     return found;

@@ -8,17 +8,11 @@
 
 #include "base/text.h"
 
-// The text of a local file, or null.
+// The functions of qrtscript.h: qrt_readLoginScriptFromFile, qrt_GetLoginScript, qrt_get_container and
+// __get_default_script. Throw std::bad_alloc. The text is set for 0 only.
 OwnedText script_sources_file(const char *path);
-
-// The login script of an object, with a line break appended. Returns 0 or the client's code; `text` is set for 0 only.
-// Throws std::bad_alloc.
 uint32_t script_sources_object(uint32_t handle, const char *object, std::string &text);
-
-// The script of the nearest container above the object that has one. Returns 0 or QRT_NOT_FOUND. Throws std::bad_alloc.
 uint32_t script_sources_container(uint32_t handle, const char *object, std::string &text);
-
-// The script for a user without one.
 const char *script_sources_default();
 
 #endif

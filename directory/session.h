@@ -19,27 +19,17 @@ void session_replace(char *&global, const char *value);
 // Replaces CurrentPassword by a copy of `password` (null empties it), wiping the old one before it is freed.
 void session_set_password(const char *password);
 
-// CurrentTree, with a trace of the question.
+// The functions of qrtscript.h: qrt_GetCurrentTree, the setters, qrt_ShiftVars, qrt_Object, qrt_LoggedInObject and
+// qrt_getPauseResponse. Throw std::bad_alloc.
 const char *session_tree();
-
 void session_set_object(const char *name);
 void session_set_login_name(const char *name);
 void session_set_initial_context(const char *context);
-
-// Stores the context with a leading "." and prints it. Returns the result of flushing the output.
 int session_set_context(std::string context);
-
-// An index outside 0 to 9 is ignored.
 void session_set_variable(int index, const char *value);
-// Rotates %2 to %7 by `count` places; %9 receives the old %2. A negative count is counted from 8.
 void session_shift_variables(int count);
-
-// The current object in the current context, and in the one of the login; none without an object. Throw
-// std::bad_alloc.
 std::optional<std::string> session_object();
 std::optional<std::string> session_logged_in_object();
-
-// Waits for the user in a window if `g_useGUI` is set; otherwise returns 0 at once.
 int session_pause();
 
 // Whether a TREE statement has freed the handle that the script was given and has put its own into `ctx`. Set by

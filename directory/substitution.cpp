@@ -130,7 +130,7 @@ static void get_ready(Asker &asker) {
     asker.ready = true;
     asker.current = session_object();
     asker.loggedIn = session_logged_in_object();
-    asker.differ = asker.current && asker.loggedIn && !text_equal_nocase(*asker.current, *asker.loggedIn);
+    asker.differ = asker.current && asker.loggedIn && !equal_nocase(*asker.current, *asker.loggedIn);
 }
 
 static bool ask(uint32_t handle, const std::optional<std::string> &object, const char *name, WipedString &value) {

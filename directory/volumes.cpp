@@ -31,7 +31,7 @@ static uint32_t take_volume_name(const AttributeRead &read, std::string &volume)
     if (count != 1) return QRT_NOT_FOUND;
     AttributeHead head;
     code = attributes_head(read, head);
-    if (low_part_negative(code) || !text_equal_nocase(head.name, hostResName)) return code;
+    if (low_part_negative(code) || !equal_nocase(head.name, hostResName)) return code;
     if (head.values != 1) return QRT_NOT_FOUND;
     AttributeValue value;
     code = attribute_values_fetch(read.function, read.handle, read.reply.get(), head.syntax, value, low_part_negative);
@@ -113,7 +113,7 @@ static bool split_at_volume(std::string_view path, VolumePath &split) {
 
 static bool is_directory_map(const ZKDSObjectInfo &info) {
     std::string_view name(info.baseClass, strnlen(info.baseClass, sizeof info.baseClass));
-    return text_equal_nocase(name, "Directory Map");
+    return equal_nocase(name, "Directory Map");
 }
 
 // Puts the map's volume object and its path into `split`. A map that cannot be read leaves `split` as it is.

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "base/text.h"
-#include "commands/compatibility.h"
 #include "commands/drive.h"
 #include "commands/environment.h"
 #include "commands/file_spec.h"

@@ -1,7 +1,7 @@
 // What this folder exports besides the parser.
 #include "base/guard.h"
 #include "base/output.h"
-#include "language/exported.h"
+#include "include/exported.h"
 #include "language/script_runner.h"
 #include "language/tokenizer.h"
 #include "qrtscript.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "base/output.h"
-#include "language/exported.h"
+#include "include/exported.h"
 #include "language/grammar.tab.h"
 #include "language/token_names.h"
 
@@ -43,38 +43,17 @@ OwnedText tokenizer_line(LexBuffer &buffer) {
 
 // Translates the escapes of `raw`; `end` is the character that ended the string.
 static std::string translate_escapes(std::string_view raw, char end) {
+    static constexpr std::string_view letters = "rn7\"\\", meanings = "\r\n\a\"\\";
     std::string text;
     for (size_t i = 0; i < raw.size(); i++) {
-        if (raw[i] != '\\') {
-            text += raw[i];
-            continue;
-        }
-        if (i + 1 == raw.size()) {
+        if (raw[i] == '\\' && i + 1 == raw.size()) {
             // Required: a backslash that is cut off takes the character that ended the string in its place.
             if (end) text += end;
             break;
         }
-        switch (raw[i + 1]) {
-            case 'r':
-                text += '\r';
-                break;
-            case 'n':
-                text += '\n';
-                break;
-            case '7':
-                text += '\a';
-                break;
-            case '"':
-                text += '"';
-                break;
-            case '\\':
-                text += '\\';
-                break;
-            default:
-                text += '\\';
-                continue;
-        }
-        i++;
+        const size_t escape = raw[i] == '\\' ? letters.find(raw[i + 1]) : letters.npos;
+        text += escape == letters.npos ? raw[i] : meanings[escape];
+        if (escape != letters.npos) i++;
     }
     return text;
 }
@@ -97,7 +76,7 @@ void tokenizer_join_home(LexBuffer &buffer) {
     for (char *at = line + 1; at < end; at++) {
         if (*at != '%' && *at != ';') continue;
         const std::string_view rest(at + 1, static_cast<size_t>(end - at - 1));
-        if (text_equal_nocase(rest.substr(0, words.size()), words)) *strchr(at, ' ') = '_';
+        if (equal_nocase(rest.substr(0, words.size()), words)) *strchr(at, ' ') = '_';
     }
 }
 
@@ -110,7 +89,7 @@ static int keyword_number(const char *word) {
         const char *quoted = lex_token_names[i];
         if (quoted[0] != '"' || (quoted[1] | case_bit) != first) continue;
         const std::string_view name(quoted + 1, strlen(quoted) - 2);
-        if (text_equal_nocase(name, word)) return lex_token_number(i);
+        if (equal_nocase(name, word)) return lex_token_number(i);
     }
     return STRING;
 }

@@ -62,10 +62,9 @@ bool lifecycle_start(FILE *output) {
 
 void lifecycle_end() {
     if (fdr) {
-        const PipeSignal held = output_hold_pipe_signal();
+        const PipeGuard held(fdr);
         putc('\0', fdr);
         fflush(fdr);
-        output_release_pipe_signal(held, fdr);
     }
     // With a stream of the caller's own this is descriptor 0: required. The stream itself stays open.
     close(fd[1]);

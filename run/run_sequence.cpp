@@ -106,7 +106,7 @@ static void identify_user(Run &run) {
 static void detect_alias(const Run &run) {
     const std::string_view user = run.args.user;
     const size_t period = names_find_delimiter(user, ".");
-    const bool alias = period != user.npos && !text_equal_nocase(user.substr(period), run.context);
+    const bool alias = period != user.npos && !equal_nocase(user.substr(period), run.context);
     LoginAliasContext[0] = alias ? 'Y' : 'N';
     if (alias)
         TRACE(qrt_RunScripts, 7, "using alias context, old (%s), new (%s)", run.args.user + period,
@@ -132,7 +132,7 @@ static void set_primary_server(const Run &run) {
     }
     std::optional<std::string> tree;
     const bool authenticated = servers_check(given, tree) == 0;
-    const bool elsewhere = authenticated && !(tree && text_equal_nocase(*tree, *run.tree));
+    const bool elsewhere = authenticated && !(tree && equal_nocase(*tree, *run.tree));
     if (elsewhere || (servers_set_primary(run.handle, given) != 0 && !authenticated))
         set_server(run, contexts_default_server());
 }

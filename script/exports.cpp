@@ -1,6 +1,6 @@
 // What this folder exports.
 #include "base/guard.h"
-#include "script/exported.h"
+#include "include/exported.h"
 #include "script/input_buffer.h"
 #include "script/syntax_error.h"
 

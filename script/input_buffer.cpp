@@ -9,7 +9,7 @@
 #include "base/guard.h"
 #include "base/output.h"
 #include "base/text.h"
-#include "script/exported.h"
+#include "include/exported.h"
 
 LexBuffer *ibufstack[lex_stack_size] = {};
 int32_t ibufstackindex = 0;
@@ -157,7 +157,7 @@ void lex_include(std::string_view text) {
 static bool move_behind(LexBuffer *buffer, const std::string &pattern) {
     const std::string_view text(buffer->data, static_cast<size_t>(buffer->length));
     for (size_t line = text.find('\n'); line != text.npos; line = text.find('\n', line + 1)) {
-        if (!text_equal_nocase(text.substr(line, pattern.size()), pattern)) continue;
+        if (!equal_nocase(text.substr(line, pattern.size()), pattern)) continue;
         buffer->readPos = static_cast<int32_t>(line + pattern.size());
         return true;
     }

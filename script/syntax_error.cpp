@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "base/output.h"
-#include "script/exported.h"
+#include "include/exported.h"
 #include "script/input_buffer.h"
 
 int32_t syntax_error = 0;

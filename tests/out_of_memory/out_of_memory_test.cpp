@@ -7,14 +7,11 @@
 #include <functional>
 
 #include "commands/drive.h"
+#include "include/exported.h"
 #include "language/actions.h"
 #include "language/tokenizer.h"
 #include "script/input_buffer.h"
 #include "tests/allocations/failing_malloc.h"
-#include "base/exported.h"
-#include "commands/exported.h"
-#include "script/exported.h"
-#include "language/exported.h"
 #include "tests/unit/run_sequence_fixture.h"
 
 namespace {

@@ -3,12 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "include/exported.h"
 #include "platform/common/places.h"
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"
 #include "tests/unit/memory_fault.h"
 #include "tests/unit/program_folder.h"
-#include "commands/exported.h"
 #include "tests/unit/script_fixture.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <climits>
 
-#include "script/exported.h"
+#include "include/exported.h"
 #include "tests/unit/script_fixture.h"
 
 namespace {

@@ -4,13 +4,10 @@
 
 #include "commands/drive.h"
 #include "commands/program.h"
+#include "include/exported.h"
 #include "language/tokenizer.h"
 #include "run/lifecycle.h"
 #include "script/input_buffer.h"
-#include "base/exported.h"
-#include "commands/exported.h"
-#include "script/exported.h"
-#include "language/exported.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {

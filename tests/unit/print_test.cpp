@@ -1,6 +1,6 @@
 #include "commands/print.h"
 
-#include "commands/exported.h"
+#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {

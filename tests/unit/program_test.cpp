@@ -17,9 +17,9 @@
 #include <thread>
 
 #include "base/output.h"
+#include "include/exported.h"
 #include "script/syntax_error.h"
 #include "tests/unit/command_fixture.h"
-#include "commands/exported.h"
 #include "tests/unit/program_folder.h"
 
 namespace {

@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "include/exported.h"
 #include "language/actions.h"
 #include "language/tokenizer.h"
 #include "script/input_buffer.h"
 #include "tests/client_spy/client_spy.h"
-#include "script/exported.h"
 #include "tests/unit/command_fixture.h"
 
 // The words of a text, which blanks separate.

@@ -1,6 +1,6 @@
 #include "script/syntax_error.h"
 
-#include "script/exported.h"
+#include "include/exported.h"
 #include "tests/unit/script_fixture.h"
 
 namespace {

@@ -13,8 +13,8 @@
 #include "base/local_file.h"
 #include "base/output.h"
 #include "commands/program.h"
+#include "include/exported.h"
 #include "run/lifecycle.h"
-#include "commands/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {

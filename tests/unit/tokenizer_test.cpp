@@ -4,8 +4,7 @@
 
 #include "tests/unit/script_fixture.h"
 // Behind the fixture, which declares the parser with its linkage.
-#include "script/exported.h"
-#include "language/exported.h"
+#include "include/exported.h"
 #include "language/grammar.tab.h"
 
 namespace {

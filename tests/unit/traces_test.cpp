@@ -13,11 +13,10 @@
 
 #include "commands/drive.h"
 #include "commands/file_spec.h"
+#include "include/exported.h"
 #include "script/input_buffer.h"
 #include "tests/unit/memory_fault.h"
 #include "tests/unit/run_sequence_fixture.h"
-#include "commands/exported.h"
-#include "script/exported.h"
 #include "tests/unit/trace_table.h"
 
 namespace {

@@ -1,5 +1,5 @@
 #include "commands/file_spec.h"
-#include "commands/exported.h"
+#include "include/exported.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {

@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
-#include "base/exported.h"
 #include "base/words.h"
+#include "include/exported.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "base/exported.h"
+#include "include/exported.h"
 #include "tests/fuzz/fuzz.h"
 
 static const char placeholders[] = "_~`@?";
