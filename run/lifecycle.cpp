@@ -14,6 +14,7 @@
 #include "base/output.h"
 #include "commands/program.h"
 #include "directory/session.h"
+#include "platform/common/conf_file.h"
 #include "platform/common/places.h"
 #include "script/input_buffer.h"
 
@@ -23,7 +24,8 @@ static const char *abort_message = "";
 void lifecycle_load_configuration() {
     char value[256];
     debug_level = 0;
-    if (qrtGetConfValue("login.conf", "", "debug_level", value, sizeof value) != 0) return;
+    bLogFileOutput = 0;
+    if (conf_value("login.conf", "", "debug_level", value, sizeof value) != conf_found) return;
     debug_level = text_number(value);
     TRACE(qrt_script_load_configuration, 0, "debug_level found in conf file:%i", debug_level);
 }

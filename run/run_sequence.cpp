@@ -133,6 +133,7 @@ static void set_primary_server(const Run &run) {
     std::optional<std::string> tree;
     const bool authenticated = servers_check(given, tree) == 0;
     const bool elsewhere = authenticated && !(tree && equal_nocase(*tree, *run.tree));
+    // One that is authenticated in this tree keeps its place, even when it cannot be made the primary one.
     if (elsewhere || (servers_set_primary(run.handle, given) != 0 && !authenticated))
         set_server(run, contexts_default_server());
 }
@@ -149,7 +150,7 @@ static uint32_t own_handle(Run &run) {
     return run.handle;
 }
 
-static int run_script(Run &run, const char *text, std::string object) {
+static int run_script(Run &run, std::string_view text, std::string object) {
     const int result = script_run(text, object.data(), own_handle(run));
     objname = nullptr;
     run.moved = session_context_taken;
@@ -162,7 +163,7 @@ static void run_container_script(Run &run) {
     TRACE(qrt_RunScripts, 4, "Now Process Container script");
     std::string text;
     if (script_sources_container(own_handle(run), run.object.c_str(), text) == 0)
-        run_script(run, text.c_str(), run.object);
+        run_script(run, text, run.object);
     else
         TRACE(qrt_RunScripts, 4, "Could not open/read container script");
 }
@@ -216,7 +217,7 @@ static int run_user_script(Run &run) {
         TRACE(qrt_RunScripts, 4, "Now Process User's \"default\" Login script");
         text = script_sources_default();
     }
-    return run_script(run, text.c_str(), run.object);
+    return run_script(run, text, run.object);
 }
 
 static uint32_t clean_up(const Run &run, uint32_t result) {
