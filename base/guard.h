@@ -1,4 +1,5 @@
-// The edge of the library: an exported function runs its core in here, so that no exception reaches the caller.
+// The edge of the library. Whatever needs memory and finds none throws std::bad_alloc; an exported function runs its
+// core in here, so that no exception reaches the caller.
 #ifndef BASE_GUARD_H
 #define BASE_GUARD_H
 

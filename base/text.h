@@ -31,10 +31,10 @@ struct TextWipeAndFree {
 // A secret in heap text, which is overwritten before it is freed.
 using SecretText = std::unique_ptr<char, TextWipeAndFree>;
 
-// A heap copy of `text`. Throws std::bad_alloc.
+// A heap copy of `text`.
 OwnedText text_copy(std::string_view text);
 
-// The same of a text that may be missing: null for null, or for none. Throw std::bad_alloc.
+// The same of a text that may be missing: null for null, or for none.
 OwnedText text_copy_or_null(const char *text);
 OwnedText text_copy_or_null(const std::optional<std::string> &text);
 

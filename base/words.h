@@ -14,7 +14,7 @@
 
 // The words of a line. The first word, the program's name, keeps the placeholders of a quoted section; in all others
 // they are blanks again. A backslash before a double quote is taken away, and that quote neither opens nor closes a
-// section. Empty for a line of blanks. Throws std::bad_alloc.
+// section. Empty for a line of blanks.
 std::vector<std::string> words_split(std::string line);
 
 // The first double quote in `text` without a backslash before it (a quote at the very start has none), or null. The

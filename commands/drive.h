@@ -1,6 +1,6 @@
 // MAP, PATH and DRIVE. Drives are links in a directory of the user, made by the mapping program: MAP and PATH run it,
 // DRIVE points `driveDir` (qrtscript.h, defined here) at a drive's link, and the two lookups serve the file
-// specifications. All throw std::bad_alloc.
+// specifications.
 #ifndef COMMANDS_DRIVE_H
 #define COMMANDS_DRIVE_H
 

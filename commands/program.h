@@ -18,7 +18,7 @@ void program_nowait_statement(OwnedText line);
 
 // Runs a command line and waits for the program's end. Returns its exit status; 0 for one that was ended by a signal, a
 // program that cannot be started and a line without words; 1 for a line that is not run because it has too many words.
-// When no process can be made, the calling process ends with status 1. Throws std::bad_alloc.
+// When no process can be made, the calling process ends with status 1.
 int program_run(std::string line);
 
 // The same without waiting. The program is reaped by program_reap, or while another one is waited for.

@@ -17,7 +17,7 @@ std::string server_file_path(const std::string &server, const std::string &name)
 
 // Reads the file `spec`, identifiers replaced and backslashes turned into "/". `server` is a name, ":" for the default
 // server, or null for a name in the current drive's directory. Null when there is no such file, it is empty or no
-// regular file. Throws std::bad_alloc.
+// regular file.
 OwnedText server_file_read(uint32_t handle, const char *server, std::string_view spec);
 
 #endif

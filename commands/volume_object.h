@@ -16,7 +16,7 @@ struct VolumeLocation {
     std::string path;   // of a map; empty for a volume
 };
 
-// Returns 0 or the client's code; what was found out before a failure is set as well. Throws std::bad_alloc.
+// Returns 0 or the client's code; what was found out before a failure is set as well.
 uint32_t volume_object_find(const char *name, VolumeLocation &found);
 
 #endif

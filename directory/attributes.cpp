@@ -68,7 +68,7 @@ static uint32_t ask_schema(AttributeRead &read) {
 }
 
 namespace {
-// Takes what is to be handed out of one value. Throws std::bad_alloc.
+// Takes what is to be handed out of one value.
 struct Reader {
     bool everyValue; // or only the first one of an attribute
     AttributeText (*take)(AttributeValue &value, const char *attribute);
@@ -143,24 +143,4 @@ uint32_t attributes_last_value(uint32_t handle, const char *object, const char *
     uint32_t code = attributes_prepare(read, handle, attribute);
     if (code == ZK_OK) code = read_last_reply(read, object);
     return code == ZK_OK ? walk_reply(read, {true, take_value}, value) : code;
-}
-
-namespace {
-struct ErrorName {
-    uint32_t code;
-    const char *name;
-};
-} // namespace
-
-static const ErrorName error_names[] = {
-    {ZKE_CONN_INVALID, "ZKE_CONN_INVALID"},         {ZKE_SERVER_NO_SLOTS, "ZKE_SERVER_NO_SLOTS"},
-    {ZKE_SERVER_NOT_FOUND, "ZKE_SERVER_NOT_FOUND"}, {ZKE_DIFF_OBJECT_ALREADY_AUTHEN, "DIFF_OBJECT_ALREADY_AUTHEN"},
-    {ZKE_NO_SUCH_VALUE, "ERR_NO_SUCH_VALUE"},       {ZKE_NO_SUCH_ENTRY, "ERR_NO_SUCH_ENTRY"},
-};
-
-const char *attributes_error_name(uint32_t code) {
-    const char *name = "";
-    for (const ErrorName &row : error_names)
-        if (row.code == code) name = row.name;
-    return name;
 }

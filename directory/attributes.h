@@ -50,13 +50,10 @@ struct AttributeText {
 
 // The attribute's first value as text; a single digit names a user variable, which is empty and QRT_NOT_FOUND when it
 // is not set. An attribute that the schema knows and the object does not have is ZKE_NO_SUCH_VALUE. `text` is not null
-// for 0. Returns 0 or the client's code. Throws std::bad_alloc.
+// for 0. Returns 0 or the client's code.
 uint32_t attributes_text(uint32_t handle, const char *object, const char *attribute, OwnedText &text);
 
 // The attribute's last value: the raw value unless it is a time, an address or a path. Returns and throws the same.
 uint32_t attributes_last_value(uint32_t handle, const char *object, const char *attribute, AttributeText &value);
-
-// The name of a client code, empty for an unknown one.
-const char *attributes_error_name(uint32_t code);
 
 #endif

@@ -41,7 +41,7 @@ uint32_t contexts_make(const char *tree, uint32_t &handle);
 
 // Each returns the client's code: opens a connection to whatever the network knows by that name, server or tree; to a
 // file server; reads whether a connection is authenticated, 0 for none; the names of its server and of its tree, which
-// is 32 bytes, padded on the right with "_". Throw std::bad_alloc.
+// is 32 bytes, padded on the right with "_".
 uint32_t contexts_open(const char *name, uint32_t &connection);
 uint32_t contexts_open_server(const char *name, uint32_t &connection);
 uint32_t contexts_authentication(uint32_t connection, uint32_t &state);
@@ -51,8 +51,7 @@ uint32_t contexts_tree_name(uint32_t connection, std::string &name);
 // A tree's name without its padding; one that fills all 32 bytes is kept whole.
 std::string contexts_strip_padding(std::string name);
 
-// qrt_GetTreeName, qrt_GetTreeFromServer, qrt_GetDefaultServer and qrt_GetDefaultServerFromTree (qrtscript.h). Throw
-// std::bad_alloc.
+// qrt_GetTreeName, qrt_GetTreeFromServer, qrt_GetDefaultServer and qrt_GetDefaultServerFromTree (qrtscript.h).
 std::optional<std::string> contexts_tree(const char *tree);
 std::optional<std::string> contexts_tree_of_server(const char *server);
 std::optional<std::string> contexts_default_server();

@@ -170,8 +170,19 @@ uint32_t qrt_compareAttribute(uint32_t handle, const char *object, const char *a
                    [&] { return attribute_compare(handle, object, attribute, name ? name : "", *flag); });
 }
 
+static const struct {
+    uint32_t code;
+    const char *name;
+} error_names[] = {
+    {ZKE_CONN_INVALID, "ZKE_CONN_INVALID"},         {ZKE_SERVER_NO_SLOTS, "ZKE_SERVER_NO_SLOTS"},
+    {ZKE_SERVER_NOT_FOUND, "ZKE_SERVER_NOT_FOUND"}, {ZKE_DIFF_OBJECT_ALREADY_AUTHEN, "DIFF_OBJECT_ALREADY_AUTHEN"},
+    {ZKE_NO_SUCH_VALUE, "ERR_NO_SUCH_VALUE"},       {ZKE_NO_SUCH_ENTRY, "ERR_NO_SUCH_ENTRY"},
+};
+
 char *qrt_Error(const char *api, const char *function, int line, uint32_t code) {
-    const char *name = attributes_error_name(code);
+    const char *name = "";
+    for (const auto &row : error_names)
+        if (row.code == code) name = row.name;
     char record[2048];
     snprintf(record, sizeof record, "function:%s Line:%i - API:%s code:%04X %s\n", function ? function : "", line,
              api ? api : "", code, name);

@@ -19,11 +19,10 @@ struct NameParts {
     std::string typedLeaf; // as written
 };
 
-// Splits a name; one leading "." is skipped. Throws std::bad_alloc.
+// Splits a name; one leading "." is skipped.
 NameParts names_split(std::string_view name);
 
 // The name without the one- and two-letter type prefixes after a period, of at most `longest` bytes that are looked at.
-// Throws std::bad_alloc.
 std::string names_abbreviated(std::string_view name, size_t longest);
 
 // Copies `text` and its NUL into `out`. False, and `out` is empty, when it does not fit into `size` bytes.

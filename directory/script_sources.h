@@ -9,7 +9,7 @@
 #include "base/text.h"
 
 // The functions of qrtscript.h: qrt_readLoginScriptFromFile, qrt_GetLoginScript, qrt_get_container and
-// __get_default_script. Throw std::bad_alloc. The text is set for 0 only.
+// __get_default_script. The text is set for 0 only.
 OwnedText script_sources_file(const char *path);
 uint32_t script_sources_object(uint32_t handle, const char *object, std::string &text);
 uint32_t script_sources_container(uint32_t handle, const char *object, std::string &text);

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-// qrt_CheckAuthServer, qrt_SetServer and qrt_Attach (qrtscript.h). Throw std::bad_alloc.
+// qrt_CheckAuthServer, qrt_SetServer and qrt_Attach (qrtscript.h).
 uint32_t servers_check(const char *server, std::optional<std::string> &tree);
 uint32_t servers_set_primary(uint32_t handle, const char *server);
 uint32_t servers_attach(const char *server);

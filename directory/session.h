@@ -20,7 +20,7 @@ void session_replace(char *&global, const char *value);
 void session_set_password(const char *password);
 
 // The functions of qrtscript.h: qrt_GetCurrentTree, the setters, qrt_ShiftVars, qrt_Object, qrt_LoggedInObject and
-// qrt_getPauseResponse. Throw std::bad_alloc.
+// qrt_getPauseResponse.
 const char *session_tree();
 void session_set_object(const char *name);
 void session_set_login_name(const char *name);

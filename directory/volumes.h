@@ -27,8 +27,7 @@ struct VolumePlace {
 };
 
 // qrt_DSGetObjConnID, qrt_DSGetPhysicalVolumeName, qrt_CheckForDirectoryMap and qrt_ZKDSParsePath (qrtscript.h). A
-// directory map may hold no target. When the volume is not wanted, the client has to answer: required. All throw
-// std::bad_alloc.
+// directory map may hold no target. When the volume is not wanted, the client has to answer: required.
 uint32_t volumes_server(uint32_t handle, const char *volume_object, std::string &server);
 uint32_t volumes_physical_name(uint32_t handle, const char *volume_object, std::string &volume);
 uint32_t volumes_map_target(uint32_t handle, const char *map_object, std::string_view rest,

@@ -9,7 +9,7 @@
 // a syntax error, an IF without its END, or when there is no memory for the text.
 int script_run(std::string_view text, char *object, uint32_t handle);
 
-// Runs a text for the current object in a context of the current tree; nothing without one. Throws std::bad_alloc.
+// Runs a text for the current object in a context of the current tree; nothing without one.
 void script_run_in_session(std::string_view text);
 
 #endif

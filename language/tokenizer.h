@@ -21,13 +21,13 @@ extern int32_t wholeline;   // the next token is the rest of the line. Set by th
 #pragma GCC visibility pop
 
 // The next token's number, 0 at the end of the text. Words, quoted strings and whole lines leave new heap text in
-// yylval; delimiters and the end leave it alone. Throws std::bad_alloc.
+// yylval; delimiters and the end leave it alone.
 int tokenizer_next();
 
 // Whether a character ends a word; NUL does. The full stop is part of words.
 bool tokenizer_is_delimiter(int ch);
 
-// All throw std::bad_alloc. The word up to the next delimiter:
+// The word up to the next delimiter:
 OwnedText tokenizer_word(LexBuffer &buffer);
 // The body of a quoted string whose opening quote has been read, its escapes translated:
 OwnedText tokenizer_quoted(LexBuffer &buffer);

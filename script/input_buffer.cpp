@@ -47,7 +47,7 @@ static void buffer_free(LexBuffer *buffer) {
     free(buffer);
 }
 
-// A new entry with room for `length` characters and the NUL. Throws std::bad_alloc.
+// A new entry with room for `length` characters and the NUL.
 static LexBuffer *buffer_new(size_t length) {
     if (length >= INT32_MAX) throw std::bad_alloc();
     OwnedText data(static_cast<char *>(malloc(length + 1)));

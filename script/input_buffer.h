@@ -49,8 +49,7 @@ inline int lex_next(LexBuffer &buffer) {
 void lex_include(std::string_view text);
 
 // Moves the read position just behind the label, searched for from the top of the buffer: a line that begins with
-// "label:", or else with ":label". False when there is none or the label is longer than 77 bytes. Throws
-// std::bad_alloc.
+// "label:", or else with ":label". False when there is none or the label is longer than 77 bytes.
 bool lex_jump(std::string_view label);
 
 // How many texts have been made, by pushing and by splicing: tells whether the active one is still the same.
