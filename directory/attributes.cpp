@@ -76,8 +76,9 @@ struct Reader {
 } // namespace
 
 static AttributeText in_memory(OwnedText text) {
-    char *start = text.get();
-    return {std::move(text), start};
+    AttributeText made = {std::move(text)};
+    made.text = made.owned.get();
+    return made;
 }
 
 static uint32_t walk_reply(AttributeRead &read, const Reader &reader, AttributeText &text) {

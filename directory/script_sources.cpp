@@ -43,8 +43,9 @@ namespace {
 struct Stream {
     uint32_t file;
     uint32_t connection = 0;
-    bool counted = false;
+    bool counted;
 
+    Stream(uint32_t handle, uint32_t opened) : file(opened), counted(count_connection(handle, connection)) {}
     ~Stream() {
         ZKCloseFile(file);
         if (counted) ZKCCUnlicenseConn(connection);
@@ -54,8 +55,7 @@ struct Stream {
 
 // The text up to the first failing or empty read: a read error keeps what came before it.
 static std::string read_stream(uint32_t handle, uint32_t file) {
-    Stream stream{file};
-    stream.counted = count_connection(handle, stream.connection);
+    const Stream stream(handle, file);
     std::string text;
     char data[read_size];
     while (true) {

@@ -150,8 +150,9 @@ static uint32_t own_handle(Run &run) {
     return run.handle;
 }
 
-static int run_script(Run &run, std::string_view text, std::string object) {
-    const int result = script_run(text, object.data(), own_handle(run));
+static int run_script(Run &run, std::string_view text, const std::string &object) {
+    std::string name = object;
+    const int result = script_run(text, name.data(), own_handle(run));
     objname = nullptr;
     run.moved = session_context_taken;
     run.handle = ctx;
