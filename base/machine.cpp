@@ -39,30 +39,25 @@ static ifreq ask_interface(unsigned long question) {
     return answered ? request : ifreq{};
 }
 
-static std::string hexadecimal(const uint8_t *bytes, size_t count) {
+static std::string hexadecimal(const void *bytes, size_t count) {
     std::string text;
     for (size_t i = 0; i < count; i++) {
         char digits[3];
-        snprintf(digits, sizeof digits, "%02X", bytes[i]);
+        snprintf(digits, sizeof digits, "%02X", static_cast<const uint8_t *>(bytes)[i]);
         text += digits;
     }
     return text;
 }
 
 std::string machine_hardware_address() {
-    ifreq answer = ask_interface(SIOCGIFHWADDR);
-    uint8_t bytes[6];
-    memcpy(bytes, answer.ifr_hwaddr.sa_data, sizeof bytes);
-    return hexadecimal(bytes, sizeof bytes);
+    return hexadecimal(ask_interface(SIOCGIFHWADDR).ifr_hwaddr.sa_data, 6);
 }
 
 std::string machine_network_address() {
-    ifreq answer = ask_interface(SIOCGIFADDR);
+    const ifreq answer = ask_interface(SIOCGIFADDR);
     sockaddr_in address;
     memcpy(&address, &answer.ifr_addr, sizeof address);
-    uint8_t bytes[4];
-    memcpy(bytes, &address.sin_addr, sizeof bytes);
-    return hexadecimal(bytes, sizeof bytes);
+    return hexadecimal(&address.sin_addr, sizeof address.sin_addr);
 }
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-// Fields of uname; empty when it fails. All functions here throw only std::bad_alloc.
+// Fields of uname; empty when it fails.
 std::string machine_processor();
 std::string machine_system();
 std::string machine_release();

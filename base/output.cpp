@@ -28,59 +28,56 @@ static bool pipe_signal_is_pending() {
     return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
 }
 
-PipeSignal output_hold_pipe_signal() {
-    PipeSignal held = {};
-    sigset_t hold;
-    sigemptyset(&hold);
-    sigaddset(&hold, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &hold, &held.before);
-    held.pending = sigismember(&held.before, SIGPIPE) == 1 && pipe_signal_is_pending();
-    return held;
+static sigset_t pipe_signal() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGPIPE);
+    return set;
 }
 
-void output_release_pipe_signal(const PipeSignal &held, FILE *written) {
-    if (ferror(written) != 0 && !held.pending) {
-        sigset_t taken;
-        sigemptyset(&taken);
-        sigaddset(&taken, SIGPIPE);
+PipeGuard::PipeGuard(FILE *written) : written_(written) {
+    const sigset_t hold = pipe_signal();
+    pthread_sigmask(SIG_BLOCK, &hold, &before_);
+    pending_ = sigismember(&before_, SIGPIPE) == 1 && pipe_signal_is_pending();
+}
+
+PipeGuard::~PipeGuard() {
+    if (ferror(written_) != 0 && !pending_) {
+        const sigset_t taken = pipe_signal();
         const timespec at_once = {};
         sigtimedwait(&taken, nullptr, &at_once);
     }
-    pthread_sigmask(SIG_SETMASK, &held.before, nullptr);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
 int say(const char *message, ...) {
     if (!fdr) return 0;
-    const PipeSignal held = output_hold_pipe_signal();
+    const PipeGuard held(fdr);
     va_list arguments;
     va_start(arguments, message);
     vfprintf(fdr, output_translate(message), arguments);
     va_end(arguments);
-    const int flushed = fflush(fdr);
-    output_release_pipe_signal(held, fdr);
-    return flushed;
+    return fflush(fdr);
 }
 
 void output_put(std::string_view text) {
     if (!fdr) return;
-    const PipeSignal held = output_hold_pipe_signal();
+    const PipeGuard held(fdr);
     fwrite(text.data(), 1, text.size(), fdr);
     fflush(fdr);
-    output_release_pipe_signal(held, fdr);
 }
 
 void output_print(const char *format, ...) {
-    const PipeSignal held = output_hold_pipe_signal();
+    const PipeGuard held(stdout);
     va_list arguments;
     va_start(arguments, format);
     vprintf(format, arguments);
     va_end(arguments);
     fflush(stdout);
-    output_release_pipe_signal(held, stdout);
 }
 
 void output_trace(TracedFunction function, int line, const char *format, ...) {
-    const PipeSignal held = output_hold_pipe_signal();
+    const PipeGuard held(stdout);
     va_list arguments;
     va_start(arguments, format);
     printf("--DEBUG--%s:%i ", function.name, line);
@@ -88,5 +85,4 @@ void output_trace(TracedFunction function, int line, const char *format, ...) {
     putchar('\n');
     va_end(arguments);
     fflush(stdout);
-    output_release_pipe_signal(held, stdout);
 }

@@ -22,14 +22,20 @@ constexpr const char *output_mark(const char *message) {
     return message;
 }
 
-// A reader that goes away does not end the calling program: SIGPIPE is held from this thread while it writes, and one
-// that the writing has raised is taken away before the caller's mask stands again.
-struct PipeSignal {
-    sigset_t before;
-    bool pending; // the caller's own, which stays
+// A reader that goes away does not end the calling program: SIGPIPE is held from this thread while one of these lives,
+// and one that writing to the stream has raised is taken away before the caller's mask stands again.
+class PipeGuard {
+  public:
+    explicit PipeGuard(FILE *written);
+    ~PipeGuard();
+    PipeGuard(const PipeGuard &) = delete;
+    PipeGuard &operator=(const PipeGuard &) = delete;
+
+  private:
+    FILE *written_;
+    sigset_t before_;
+    bool pending_; // the caller's own, which stays
 };
-PipeSignal output_hold_pipe_signal();
-void output_release_pipe_signal(const PipeSignal &held, FILE *written);
 
 // Looks `message` up in the catalogue, writes it with its arguments to fdr and flushes. Positional placeholders
 // ("%1$s") let a translation reorder them. Without a stream nothing is written. Returns the result of flushing.

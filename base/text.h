@@ -5,8 +5,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "platform/common/nocase.h"
 
 struct TextFree {
     void operator()(char *text) const { free(text); }
@@ -28,11 +31,12 @@ struct TextWipeAndFree {
 // A secret in heap text, which is overwritten before it is freed.
 using SecretText = std::unique_ptr<char, TextWipeAndFree>;
 
-// A heap copy of `text`. Throws std::bad_alloc.
+// A heap copy of `text`.
 OwnedText text_copy(std::string_view text);
 
-// A heap copy of `text`, or null for a null pointer. Throws std::bad_alloc.
+// The same of a text that may be missing: null for null, or for none.
 OwnedText text_copy_or_null(const char *text);
+OwnedText text_copy_or_null(const std::optional<std::string> &text);
 
 // Overwrites the stack below its caller: what calls that have returned left there of a secret in short strings.
 void text_wipe_stack();
@@ -58,25 +62,12 @@ using WipedString = std::basic_string<char, std::char_traits<char>, WipingAlloca
 
 // Compares two texts, folding bytes to lower case in the C locale: below, equal to or above 0.
 int text_compare_nocase(const char *a, const char *b);
-bool text_equal_nocase(std::string_view a, std::string_view b);
+
+// Raises the letters of a text to upper case in place, in the C locale.
+void text_raise(char *text);
 
 // The number that text begins with, base 10 (leading blanks and a sign allowed, 0 without a digit), truncated to 32
 // bits.
 int text_number(const char *text);
-
-#pragma GCC visibility push(default)
-extern "C" {
-
-// The three joiners: a + separator + b in new heap text. With a null, b itself is returned and the other way round:
-// a caller that owns its arguments compares before it frees. Null when memory runs out.
-char *util_concat_filespec(char *a, char *b);    // separator "/"
-char *util_concat_strings(char *a, char *b);     // separator " "
-char *util_concat_strings_nos(char *a, char *b); // no separator
-
-// Replaces the first occurrence of `find` in the heap text `s`, freeing it. Returns `s` itself when there is nothing to
-// replace, null (and `s` untouched) when memory runs out.
-char *util_parse_replace_string(char *s, const char *find, const char *repl);
-}
-#pragma GCC visibility pop
 
 #endif

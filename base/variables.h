@@ -10,8 +10,7 @@
 #include <cstdint>
 
 // As setenv with overwriting: a variable that is set keeps its place, a new one is the last. A name that is empty or
-// contains "=" changes nothing. As with setenv, the value that getenv returned before stays readable. Throws
-// std::bad_alloc.
+// contains "=" changes nothing. As with setenv, the value that getenv returned before stays readable.
 void variables_set(const char *name, const char *value);
 
 // Forgets the places: to be called when the caller may have written into the environment's own array.

@@ -3,14 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "base/output.h"
-
 // Tried in this order.
 static const char placeholders[] = "_~`@?";
-
-static void report_null(const char *function) {
-    output_print("ERROR, called %s(NULL)\n", function);
-}
 
 // Moves the text from `quote` on over the backslash before it, and keeps the text's length with a blank at its end.
 static void drop_backslash(char *quote) {
@@ -19,62 +13,46 @@ static void drop_backslash(char *quote) {
     quote[length - 1] = ' ';
 }
 
-char *getQuote(char *str) {
-    if (str == nullptr) {
-        report_null("getQuote");
-        return nullptr;
-    }
-    char *quote = strchr(str, '"');
-    while (quote != nullptr && quote != str && quote[-1] == '\\') {
+char *words_find_quote(char *text) {
+    char *quote = strchr(text, '"');
+    while (quote != nullptr && quote != text && quote[-1] == '\\') {
         drop_backslash(quote);
         quote = strchr(quote, '"');
     }
     return quote;
 }
 
-void replaceChar(char *str, char ch) {
-    for (char *at = str; at != nullptr && *at != '\0'; ++at) {
-        if (*at == ch) *at = ' ';
-    }
-}
-
-static char choose_placeholder(const char *str) {
+static char choose_placeholder(const char *text) {
     const char *candidate = placeholders;
-    while (*candidate != '\0' && strchr(str, *candidate) != nullptr) ++candidate;
+    while (*candidate != '\0' && strchr(text, *candidate) != nullptr) ++candidate;
     return *candidate;
 }
 
-char prescanForQuotedStrings(char *str) {
-    if (str == nullptr) {
-        report_null("prescanForQuotedStrings");
-        return '\0';
-    }
-    char *open = getQuote(str);
+char words_hide_blanks(char *text) {
+    char *open = words_find_quote(text);
     if (open == nullptr) return '\0';
-    const char placeholder = choose_placeholder(str);
+    const char placeholder = choose_placeholder(text);
     if (placeholder == '\0') return '\0';
     while (open != nullptr) {
-        char *close = getQuote(open + 1);
+        char *close = words_find_quote(open + 1);
         if (close == nullptr) break;
-        for (char *at = open; at != close; ++at) {
-            if (*at == ' ') *at = placeholder;
-        }
-        open = getQuote(close + 1);
+        std::replace(open, close, ' ', placeholder);
+        open = words_find_quote(close + 1);
     }
     return placeholder;
 }
 
-std::vector<std::string> words_split(const char *line) {
-    std::string hidden(line ? line : "");
-    const char placeholder = prescanForQuotedStrings(hidden.data());
+std::vector<std::string> words_split(std::string line) {
+    const char placeholder = words_hide_blanks(line.data());
     std::vector<std::string> words;
-    size_t start = hidden.find_first_not_of(' ');
+    size_t start = line.find_first_not_of(' ');
     while (start != std::string::npos) {
-        const size_t end = std::min(hidden.find(' ', start), hidden.size());
-        words.push_back(hidden.substr(start, end - start));
+        const size_t end = std::min(line.find(' ', start), line.size());
+        std::string word = line.substr(start, end - start);
         // That the program's name keeps its placeholders is required.
-        if (placeholder != '\0' && words.size() > 1) replaceChar(words.back().data(), placeholder);
-        start = hidden.find_first_not_of(' ', end);
+        if (placeholder != '\0' && !words.empty()) std::replace(word.begin(), word.end(), placeholder, ' ');
+        words.push_back(std::move(word));
+        start = line.find_first_not_of(' ', end);
     }
     return words;
 }

@@ -14,24 +14,15 @@
 
 // The words of a line. The first word, the program's name, keeps the placeholders of a quoted section; in all others
 // they are blanks again. A backslash before a double quote is taken away, and that quote neither opens nor closes a
-// section. Empty for a line of blanks and for null. Throws std::bad_alloc.
-std::vector<std::string> words_split(const char *line);
+// section. Empty for a line of blanks.
+std::vector<std::string> words_split(std::string line);
 
-#pragma GCC visibility push(default)
-extern "C" {
-
-// The first double quote in `str` without a backslash before it (a quote at the very start has none), or null. The
-// backslash of every quote passed on the way is removed, and a blank put at the end instead: `str` keeps its length.
-// A null `str` is reported on standard output.
-char *getQuote(char *str);
-
-// Overwrites every `ch` in `str` (which may be null) with a blank.
-void replaceChar(char *str, char ch);
+// The first double quote in `text` without a backslash before it (a quote at the very start has none), or null. The
+// backslash of every quote passed on the way is removed, and a blank put at the end instead: `text` keeps its length.
+char *words_find_quote(char *text);
 
 // Writes a placeholder over every blank between a pair of double quotes. Returns the placeholder, or 0 when there is no
-// quote or no free character is left: nothing is hidden then. A null `str` is reported on standard output.
-char prescanForQuotedStrings(char *str);
-}
-#pragma GCC visibility pop
+// quote or no free character is left: nothing is hidden then.
+char words_hide_blanks(char *text);
 
 #endif

@@ -1,34 +1,42 @@
-// The session's tree and its move to another one. Declared in qrtscript.h.
+#include "commands/current_tree.h"
+
 #include <cstdio>
 #include <cstring>
-#include <new>
 #include <optional>
 #include <string>
 
 #include "base/output.h"
+#include "base/text.h"
 #include "directory/contexts.h"
 #include "directory/session.h"
 #include "directory/substitution.h"
 #include "directory/tree_login.h"
 #include "platform/treelogin.h"
 #include "platform/zk.h"
-#include "script/conditions.h"
+#include "qrtscript.h"
 
 constexpr int confirmed = 4;
 constexpr uint32_t prompt_cancelled = 1;
 
+namespace {
+// A name and a password on their way to a login.
+struct Credentials {
+    std::optional<std::string> name;
+    SecretText password;
+};
+} // namespace
+
 // The tree as the network spells it, if it answers. The connection stays open for the session.
 static std::optional<std::string> network_spelling(const char *tree) {
     uint32_t connection = 0;
-    if (contexts_open(tree, &connection) != 0) return std::nullopt;
-    char name[ZK_TREE_NAME_SIZE] = "";
-    if (ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, sizeof name, name) != 0) return std::nullopt;
-    std::string spelled(name, strnlen(name, sizeof name - 1));
+    if (contexts_open(tree, connection) != 0) return std::nullopt;
+    std::string spelled;
+    if (contexts_tree_name(connection, spelled) != 0) return std::nullopt;
     while (spelled.size() > 1 && spelled.back() == '_') spelled.pop_back();
     return spelled;
 }
 
-void qrt_SetTree(const char *tree) try {
+void current_tree_set(const char *tree) {
     TRACE(qrt_SetTree, 7, "entering qrt_SetTree(%s)", tree ? tree : "");
     session_replace(CurrentTree, tree);
     if (!tree) return;
@@ -39,30 +47,28 @@ void qrt_SetTree(const char *tree) try {
     TRACE(qrt_SetTree, 2, "Set Preferred DS Tree(%s) length:%i", CurrentTree, length);
     const uint32_t code = ZKSetPreferredDSTree(length, CurrentTree);
     if (code != 0) say("Error:(%1$X) setting Tree:(%2$s)\n", code, CurrentTree);
-} catch (const std::bad_alloc &) {
 }
 
 // A name without a context gets the current one, which carries its own leading dot.
-static OwnedText with_context(const std::string &name) {
-    if (name.find('.') != name.npos) return text_copy(name);
-    const char *context = qrt_GetCurrentContext();
-    if (!context) {
+static std::string with_context(const std::string &name) {
+    if (name.find('.') != name.npos) return name;
+    if (!CurrentContext) {
         TRACE(doTreeLogin, 2, "try to append context onto user name, failed.");
-        return text_copy(name);
+        return name;
     }
-    TRACE(doTreeLogin, 2, "try to append context (%s) onto user name (%s).", context, name.c_str());
-    return text_copy(name + context);
+    TRACE(doTreeLogin, 2, "try to append context (%s) onto user name (%s).", CurrentContext, name.c_str());
+    return name + CurrentContext;
 }
 
-static OwnedText given_name(const char *user) {
+static std::string given_name(const char *user) {
     std::string name = substitution_of(ctx, user).get();
     if (name.size() > 1 && name[0] == '.') name.erase(0, 1);
     return with_context(name);
 }
 
 // Two spellings on purpose: a session without a user offers "<UserName>" here, a login without a name "<username>".
-static OwnedText session_name() {
-    return CurrentObject ? with_context(CurrentObject) : text_copy("<UserName>");
+static std::string session_name() {
+    return CurrentObject ? with_context(CurrentObject) : "<UserName>";
 }
 
 namespace {
@@ -79,11 +85,12 @@ static SecretText given_password(uint32_t probe, const char *password) {
 
 // Asks for name and password. Returns 0, or the code of a prompt that was cancelled.
 static uint32_t ask(const char *tree, Credentials &credentials) {
-    if (!credentials.name) credentials.name = text_copy("<username>");
     char *user = nullptr, *password = nullptr;
-    if (qrt_get_user_password(g_useGUI, tree, credentials.name.get(), &user, &password) != 0) return prompt_cancelled;
-    credentials.name.reset(user);
+    const std::string offered = credentials.name.value_or(tree_login_no_name);
+    if (tree_login_ask(g_useGUI != 0, tree, offered.c_str(), &user, &password) != 0) return prompt_cancelled;
+    const OwnedText name(user);
     credentials.password.reset(password);
+    credentials.name = user ? std::optional<std::string>(user) : std::nullopt;
     return 0;
 }
 
@@ -97,17 +104,18 @@ static bool confirm_logout(const char *tree, const char *name) {
 
 // Logs in, asking again after each refusal until the person cancels. Returns 0 and the new context's handle.
 static uint32_t log_in(const char *tree, Credentials &credentials, uint32_t &handle) {
-    if (!credentials.name || !credentials.password) {
+    if (!credentials.password) {
         const uint32_t code = ask(tree, credentials);
         if (code != 0) return code;
     }
     while (true) {
-        const uint32_t code = qrt_TreeLogin(tree, credentials.name.get(), credentials.password.get(), &handle);
+        const char *name = credentials.name ? credentials.name->c_str() : nullptr;
+        const uint32_t code = tree_login(tree, name, credentials.password.get(), handle);
         TRACE(doTreeLogin, 2, "Tree login return code 0x%X", code);
         if (code == 0) return 0;
         if (code == ZKE_OTHER_IDENTITY) {
-            if (!confirm_logout(tree, credentials.name.get())) return code;
-            qrt_TreeLogout(tree);
+            if (!confirm_logout(tree, name)) return code;
+            tree_logout(tree);
         }
         const uint32_t asked = ask(tree, credentials);
         if (asked != 0) return asked;
@@ -115,17 +123,17 @@ static uint32_t log_in(const char *tree, Credentials &credentials, uint32_t &han
 }
 
 // True when the login that the tree already has serves. A login of somebody else is ended.
-static bool login_exists(uint32_t probe, const char *tree, const char *user, const OwnedText &name) {
-    if (qrt_CheckIfLoggedIn(probe) == 0) {
+static bool login_exists(uint32_t probe, const char *tree, const char *user, const std::string &name) {
+    if (ZKDSCanDSAuthenticate(probe) == 0) {
         TRACE(doTreeLogin, 7, "====you were not logged onto tree %s", tree);
         return false;
     }
     char who[ZK_MAX_NAME + 1] = "";
     ZKDSWhoAmI(probe, who);
     who[ZK_MAX_NAME] = '\0';
-    if (user && !text_equal_nocase(who, user) && !text_equal_nocase(who, name.get())) {
+    if (user && !equal_nocase(who, user) && !equal_nocase(who, name)) {
         say("Already logged into Tree(%1$s) as %2$s\n", tree, who);
-        qrt_TreeLogout(tree);
+        tree_logout(tree);
         return false;
     }
     if (user)
@@ -136,51 +144,42 @@ static bool login_exists(uint32_t probe, const char *tree, const char *user, con
     return true;
 }
 
-// The session moves to the tree. `handle` is 0 when a login that existed serves: the session's context stays then.
-static void move_session(const char *tree, uint32_t handle, const char *name) {
-    qrt_SetTree(tree);
-    if (handle != 0) session_take_context(handle);
-    const char *period = name[0] ? strchr(name + 1, '.') : nullptr;
-    if (!period) return;
-    std::string context = period + 1;
-    qrt_SetCurrentContext(context.data());
-    qrt_SetCurrentObject(std::string(name, period).c_str());
+// The session moves to the tree. There is no new context when a login that existed serves: the session's own stays
+// then.
+static void move_session(const char *tree, Context &made, const std::string &name) {
+    current_tree_set(tree);
+    if (made.handle != 0) session_take_context(made.release());
+    const size_t period = name.find('.', 1);
+    if (period == name.npos) return;
+    session_set_context(name.substr(period + 1));
+    session_set_object(name.substr(0, period).c_str());
 }
 
-static void move_to_tree(const char *tree, const char *user, const char *password, uint32_t probe,
-                         Credentials &credentials) {
+static void move_to_tree(const char *tree, const char *user, const char *password, uint32_t probe) {
+    Credentials credentials;
     if (user) credentials.name = given_name(user);
-    const bool exists = login_exists(probe, tree, user, credentials.name);
+    const bool exists = login_exists(probe, tree, user, credentials.name.value_or(""));
     if (password)
         credentials.password = given_password(probe, password);
     else
         credentials.password.reset(text_copy_or_null(CurrentPassword).release());
     if (!user) credentials.name = session_name();
-    uint32_t handle = 0;
-    const uint32_t code = exists ? 0 : log_in(tree, credentials, handle);
-    if (code != 0) {
+    Context made;
+    const uint32_t code = exists ? 0 : log_in(tree, credentials, made.handle);
+    if (code == 0)
+        move_session(tree, made, credentials.name.value_or(""));
+    else
         say("Could not Login into tree: %1$s %2$X\n", tree, code);
-        return;
-    }
-    move_session(tree, handle, credentials.name.get());
 }
 
-void doTreeLogin(const char *tree, const char *user, char *password) {
-    if (!condition_executing()) return;
+void current_tree_move(const char *tree, const char *user, const char *password) {
     // The password itself is never traced.
     TRACE(doTreeLogin, 2, "TREE - tree=%s, user=%s, pass=%s", tree ? tree : "NULL", user ? user : "NULL",
           password ? "<your password>" : "NULL");
-    Credentials credentials;
-    uint32_t probe = 0;
-    try {
-        const uint32_t code = qrt_Getctx(tree, &probe);
-        if (code == 0)
-            move_to_tree(tree, user, password, probe, credentials);
-        else
-            say("Could not Login into tree: %1$s %2$X\n", tree ? tree : "", code);
-    } catch (const std::bad_alloc &) {
-        say("memory exhausted");
-    }
-    if (probe != 0) ZKDSFreeContext(probe);
-    text_wipe(password);
+    Context probe;
+    const uint32_t code = contexts_make(tree, probe.handle);
+    if (code == 0)
+        move_to_tree(tree, user, password, probe.handle);
+    else
+        say("Could not Login into tree: %1$s %2$X\n", tree ? tree : "", code);
 }

@@ -5,6 +5,9 @@
 #define COMMANDS_DRIVE_H
 
 #include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "base/text.h"
 
@@ -14,28 +17,24 @@ void map_statement(OwnedText line);
 // DRIVE; `name` is the drive without its colon, or an absolute path.
 void drive_statement(OwnedText name);
 
-#pragma GCC visibility push(default)
-extern "C" {
-
-// Runs `word` with what follows it, identifiers replaced, ";" turned into "," and backslashes into "/". `a`, `b` and
-// `c` may be null; `b` is passed twice. Returns 0 when the program ended with status 0; otherwise 1, and `syntax_error`
-// is set.
-int qrt_map_command(uint32_t handle, const char *word, const char *a, const char *b, const char *c);
+// Runs a command line of the mapping program, identifiers replaced, ";" turned into "," and backslashes into "/". A
+// program that does not end with status 0 sets `syntax_error`: false.
+bool drive_map(uint32_t handle, const std::string &command);
 
 // Sets `driveDir` to the link of the drive `name`, identifiers replaced and a single letter turned to upper case.
-// Returns 1, or 0 when memory ran out.
-int qrt_ChangeWorkingDir(uint32_t handle, const char *name);
+void drive_change(uint32_t handle, const char *name);
 
-// `*link` is the path of a drive's link, `*second` the link directory followed by `extra` (may be null); for an
-// absolute `name`, or without a link directory, they are `name` and `extra` themselves. Both are new heap text. Returns
-// 0.
-int util_map_location(const char *name, const char *extra, char **link, char **second);
+// What stands in front of a drive's name in the path of its link: the link directory and a slash. Empty for a name that
+// is an absolute path, and without a link directory.
+std::string drive_link_folder(std::string_view name);
 
-// The mapping whose local path is `linkPath` in any letter case, cut at its first "/" or else backslash into `*server`
-// and `*rest`, both new heap text. Returns 0, or 1 without such a mapping. A mapping without a separator is 0 too and
-// leaves both alone.
-int util_map_existing(const char *linkPath, char **server, char **rest);
-}
-#pragma GCC visibility pop
+// The target of the mapping whose local path is `link` in any letter case.
+std::optional<std::string> drive_target(const char *link);
+
+struct DriveTarget {
+    std::string server, rest;
+};
+// Cuts a target at its first "/" or else backslash; none without one.
+std::optional<DriveTarget> drive_split_target(std::string_view target);
 
 #endif

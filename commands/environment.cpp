@@ -4,7 +4,9 @@
 
 #include "base/output.h"
 #include "base/variables.h"
+#include "directory/session.h"
 #include "directory/substitution.h"
+#include "qrtscript.h"
 #include "script/parser.h"
 
 // A name that cannot be set is of no consequence to a script.
@@ -19,21 +21,21 @@ void set_empty_statement(OwnedText name) {
 }
 
 void shift_by(OwnedText count) {
-    qrt_ShiftVars(text_number(count.get()));
+    session_shift_variables(text_number(count.get()));
 }
 
 void shift_back(OwnedText count) {
     // The smallest number has no opposite and stays what it is.
     const auto number = static_cast<unsigned>(text_number(count.get()));
-    qrt_ShiftVars(static_cast<int>(0U - number));
+    session_shift_variables(static_cast<int>(0U - number));
 }
 
 void shift_once() {
-    qrt_ShiftVars(1);
+    session_shift_variables(1);
 }
 
 void context_statement(OwnedText name) {
-    qrt_SetCurrentContext(name.get());
+    session_set_context(name.get());
 }
 
 void profile_statement(OwnedText name) {

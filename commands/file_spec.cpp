@@ -4,7 +4,10 @@
 
 #include "base/output.h"
 #include "commands/drive.h"
-#include "directory/session.h"
+#include "commands/server_file.h"
+#include "commands/volume_object.h"
+#include "directory/script_sources.h"
+#include "qrtscript.h"
 #include "script/parser.h"
 
 static OwnedText nothing() {
@@ -13,44 +16,34 @@ static OwnedText nothing() {
 
 // The file's text, or null.
 static OwnedText get_file(const char *server, const std::string &spec) {
-    char *text = nullptr;
-    qrt_GetFile(ctx, server, spec.c_str(), &text);
-    return OwnedText(text);
+    return server_file_read(ctx, server, spec);
 }
 
 static std::string joined(const OwnedText &a, const OwnedText &b) {
     return std::string(a.get()) + "/" + b.get();
 }
 
-// The location behind a drive letter: its server and "VOLUME/path" there. Null server: no such mapping.
-static OwnedText drive_server(const char *letter, std::string &place) {
-    char *link = nullptr, *second = nullptr;
-    util_map_location(letter, nullptr, &link, &second);
-    const OwnedText owned_link(link), owned_second(second);
-    char *server = nullptr, *rest = nullptr;
-    if (!link || util_map_existing(link, &server, &rest) != 0 || !server || !rest) return nullptr;
-    const OwnedText owned_rest(rest);
-    place = rest;
-    const size_t colon = place.find(':');
-    if (colon != place.npos) place[colon] = '/';
-    return OwnedText(server);
+// Where a drive letter leads: a server and "VOLUME/path" there.
+static std::optional<DriveTarget> drive_location(const char *letter) {
+    const auto target = drive_target((drive_link_folder(letter) + letter).c_str());
+    auto parts = target ? drive_split_target(*target) : std::nullopt;
+    if (parts && parts->rest.find(':') != std::string::npos) parts->rest[parts->rest.find(':')] = '/';
+    return parts;
 }
 
 OwnedText file_on_volume(OwnedText volume, OwnedText path) {
     std::string name = joined(volume, path);
     OwnedText text = get_file(":", name);
     if (!text && volume.get()[0] && !volume.get()[1]) {
-        std::string place;
-        const OwnedText server = drive_server(volume.get(), place);
-        if (server) {
-            name = place + "/" + path.get();
-            text = get_file(server.get(), name);
+        if (const auto location = drive_location(volume.get())) {
+            name = location->rest + "/" + path.get();
+            text = get_file(location->server.c_str(), name);
         }
     } else if (!text && volume.get()[0] == '.') {
-        char server[514], resource[514], place[514];
-        if (orbispec(volume.get(), server, resource, place) == 0) {
-            name = std::string(resource) + "/" + place + "/" + path.get();
-            text = get_file(server, name);
+        VolumeLocation found;
+        if (volume_object_find(volume.get(), found) == 0) {
+            name = found.volume + "/" + found.path + "/" + path.get();
+            text = get_file(found.server.c_str(), name);
         }
     }
     if (text) return text;
@@ -86,10 +79,19 @@ OwnedText file_dotted(OwnedText name, OwnedText path) {
     return nothing();
 }
 
+OwnedText file_of_object(OwnedText name) {
+    std::string object = name.get();
+    // The context carries its own leading dot.
+    if (object.compare(0, 1, ".") != 0 && CurrentContext) object += CurrentContext;
+    std::string script;
+    if (script_sources_object(ctx, object.c_str(), script) == 0) return text_copy(script);
+    OwnedText text = get_file(nullptr, name.get());
+    if (!text) say("Unable to find file: %s\n", name.get());
+    return text;
+}
+
 OwnedText file_upper_case(OwnedText name) {
-    for (char *c = name.get(); *c; c++) {
-        if (*c >= 'a' && *c <= 'z') *c = static_cast<char>(*c - 'a' + 'A');
-    }
+    text_raise(name.get());
     return name;
 }
 

@@ -11,8 +11,6 @@
 #ifndef COMMANDS_FILE_SPEC_H
 #define COMMANDS_FILE_SPEC_H
 
-#include <cstdint>
-
 #include "base/text.h"
 
 // The values of the forms above: the file's text, or an empty one after a message.
@@ -23,23 +21,15 @@ OwnedText file_unc(OwnedText server, OwnedText path);
 // A name that begins with a dot on its own: accepted, nothing is read, the text is empty.
 OwnedText file_dotted(OwnedText name, OwnedText path);
 
+// The text behind the name of a directory object in DISPLAY and INCLUDE: its login script; the name is relative to the
+// current context unless it begins with ".". Failing that the file `name` as it is written. Failing both it says so and
+// the result is null.
+OwnedText file_of_object(OwnedText name);
+
 // Upper-cases a server's or volume's name in place (C locale).
 OwnedText file_upper_case(OwnedText name);
 // A path that begins with a word or a separator; `rest` is what follows on the line.
 OwnedText path_after_word(OwnedText word, OwnedText rest);
 OwnedText path_after_separator(OwnedText rest);
-
-#pragma GCC visibility push(default)
-extern "C" {
-// Reads the file `spec`, identifiers replaced and backslashes turned into "/". `server` is a name, ":" for the default
-// server, or null for a name in the current drive's directory. Returns 0 and the text as new heap text; 1, and `*text`
-// null, when there is no such file, it is empty or no regular file.
-int qrt_GetFile(uint32_t handle, const char *server, const char *spec, char **text);
-
-// Resolves a volume or directory-map object to its server (49 bytes), its volume's name there (514 bytes) and the
-// path of the map (`pathOut`, 514 bytes, empty for a volume). Returns 0 or the client's code.
-uint32_t orbispec(const char *name, char *serverOut, char *volumeOut, char *pathOut);
-}
-#pragma GCC visibility pop
 
 #endif

@@ -1,14 +1,13 @@
 #include "commands/include.h"
 
-#include "base/output.h"
-#include "commands/object_text.h"
+#include "commands/file_spec.h"
 #include "script/input_buffer.h"
 
 void include_text(OwnedText text) {
-    lex_IncludeFile(text.get());
+    lex_include(text.get());
 }
 
 void include_object(OwnedText name) {
-    const OwnedText text = object_text(name.get());
-    if (text) lex_IncludeFile(text.get());
+    const OwnedText text = file_of_object(std::move(name));
+    if (text) lex_include(text.get());
 }

@@ -1,8 +1,10 @@
 #include "commands/print.h"
 
 #include "base/output.h"
-#include "commands/object_text.h"
+#include "commands/file_spec.h"
+#include "directory/attributes.h"
 #include "directory/session.h"
+#include "qrtscript.h"
 
 void write_statement(OwnedText text) {
     output_put(std::string(text.get()) + '\n');
@@ -13,7 +15,7 @@ void display_text(OwnedText content) {
 }
 
 void display_object(OwnedText name) {
-    const OwnedText content = object_text(name.get());
+    const OwnedText content = file_of_object(std::move(name));
     if (content) output_put(content.get());
 }
 
@@ -24,24 +26,17 @@ void cls_statement() {
 // In text mode the script goes straight on: the terminal belongs to the calling program.
 void pause_statement() {
     say("Press Enter key to continue...\n");
-    qrt_getPauseResponse();
+    session_pause();
 }
 
-void FirePhasers(char *count, char *second) {
-    free(count);
-    free(second);
-}
-
-void fire_statement(OwnedText count, OwnedText second) {
-    FirePhasers(count.release(), second.release());
-}
+// Silent: there is no sound to fire.
+void fire_statement(OwnedText, OwnedText) {}
 
 void last_login_time_statement() {
-    const OwnedText object(qrt_Object());
-    char *value = nullptr;
-    const uint32_t code = qrt_GetAttribute(ctx, object.get(), "Last_Login_Time", &value);
-    const OwnedText time(value);
-    if (code == 0 && time) say("Last Login occurred at: %s\n", time.get());
+    const std::optional<std::string> object = session_object();
+    OwnedText time;
+    if (attributes_text(ctx, object ? object->c_str() : nullptr, "Last_Login_Time", time) == 0)
+        say("Last Login occurred at: %s\n", time.get());
 }
 
 void debug_statement(OwnedText level) {
@@ -51,4 +46,16 @@ void debug_statement(OwnedText level) {
 
 void debug_off() {
     debug_level = 0;
+}
+
+void set_time_statement() {
+    say("set_time command not implemented for Linux\n");
+}
+
+void regread_statement(OwnedText) {
+    say("REGREAD command not supported\n");
+}
+
+void script_server_statement(OwnedText) {
+    say("script_server (out of date) Ferrox 2 and Ferrox 3 users only\n");
 }

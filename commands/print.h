@@ -1,5 +1,6 @@
-// The statements that only write: WRITE, DISPLAY, FDISPLAY, CLS, PAUSE, FIRE, LASTLOGINTIME, and DEBUG, which sets the
-// trace level.
+// The statements that only write: WRITE, DISPLAY, FDISPLAY, CLS, PAUSE, FIRE, LASTLOGINTIME, DEBUG, which sets the
+// trace level, and statements of older scripts that have no meaning here. Of these SWAP, NOSWAP, COMSPEC, TERM and DOS
+// VERIFY do not even need a function.
 #ifndef COMMANDS_PRINT_H
 #define COMMANDS_PRINT_H
 
@@ -26,11 +27,8 @@ void last_login_time_statement();
 void debug_statement(OwnedText level);
 void debug_off();
 
-#pragma GCC visibility push(default)
-extern "C" {
-// Frees two heap texts, either of which may be null. Silent; it is the place where FIRE PHASERS would get its sound.
-void FirePhasers(char *count, char *second);
-}
-#pragma GCC visibility pop
+void set_time_statement(); // ON and OFF
+void regread_statement(OwnedText key);
+void script_server_statement(OwnedText server);
 
 #endif

@@ -9,13 +9,12 @@
 #include <climits>
 #include <csignal>
 #include <cstdio>
-#include <new>
-#include <string>
 #include <vector>
 
 #include "base/output.h"
 #include "base/words.h"
 #include "directory/substitution.h"
+#include "qrtscript.h"
 #include "script/parser.h"
 
 // The programs started without waiting that have not been reaped.
@@ -107,27 +106,18 @@ static int wait_for(pid_t child) {
     return ended == child && WIFEXITED(status) ? WEXITSTATUS(status) : 0;
 }
 
-int program_run(const char *line) {
-    std::vector<std::string> words = words_split(line);
+int program_run(std::string line) {
+    std::vector<std::string> words = words_split(std::move(line));
     if (words.empty()) return 0;
     if (words.size() > program_word_limit) return 1;
     return wait_for(start(words));
 }
 
-int execute_command(const char *line) try { return program_run(line); } catch (const std::bad_alloc &) {
-    return 1;
-}
-
-static int run_in_background(const char *line) {
-    std::vector<std::string> words = words_split(line);
-    if (words.empty() || words.size() > program_word_limit) return 0;
+void program_run_in_background(std::string line) {
+    std::vector<std::string> words = words_split(std::move(line));
+    if (words.empty() || words.size() > program_word_limit) return;
     background.reserve(background.size() + 1);
     background.push_back(start(words));
-    return 0;
-}
-
-int execute_command_nowait(const char *line) try { return run_in_background(line); } catch (const std::bad_alloc &) {
-    return 0;
 }
 
 void program_reap() {
@@ -135,15 +125,15 @@ void program_reap() {
     background.erase(std::remove_if(background.begin(), background.end(), ended), background.end());
 }
 
-static void run_statement(const OwnedText &line, int (*run)(const char *)) {
+static std::string command_of(const OwnedText &line) {
     TRACE(yyparse, 5, "%s", line.get());
-    run(substitution_of(ctx, line.get()).get());
+    return substitution_of(ctx, line.get()).get();
 }
 
 void program_statement(OwnedText line) {
-    run_statement(line, program_run);
+    program_run(command_of(line));
 }
 
 void program_nowait_statement(OwnedText line) {
-    run_statement(line, run_in_background);
+    program_run_in_background(command_of(line));
 }

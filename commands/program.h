@@ -5,6 +5,7 @@
 #define COMMANDS_PROGRAM_H
 
 #include <cstddef>
+#include <string>
 
 #include "base/text.h"
 
@@ -15,23 +16,15 @@ inline constexpr std::size_t program_word_limit = 99;
 void program_statement(OwnedText line);
 void program_nowait_statement(OwnedText line);
 
-// execute_command that throws std::bad_alloc.
-int program_run(const char *line);
+// Runs a command line and waits for the program's end. Returns its exit status; 0 for one that was ended by a signal, a
+// program that cannot be started and a line without words; 1 for a line that is not run because it has too many words.
+// When no process can be made, the calling process ends with status 1.
+int program_run(std::string line);
+
+// The same without waiting. The program is reaped by program_reap, or while another one is waited for.
+void program_run_in_background(std::string line);
 
 // Reaps those of the programs started without waiting that have ended. Never waits.
 void program_reap();
-
-#pragma GCC visibility push(default)
-extern "C" {
-
-// Runs a command line and waits for the program's end. Returns its exit status; 0 for one that was ended by a signal, a
-// program that cannot be started and a line without words; 1 for a line that is not run because it has too many words
-// (or memory ran out). When no process can be made, the calling process ends with status 1.
-int execute_command(const char *line);
-
-// The same without waiting. Returns 0. The program is reaped by program_reap, or while another one is waited for.
-int execute_command_nowait(const char *line);
-}
-#pragma GCC visibility pop
 
 #endif

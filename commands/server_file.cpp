@@ -1,15 +1,15 @@
 #include "commands/server_file.h"
 
 #include <algorithm>
-#include <new>
+#include <optional>
 
 #include "base/local_file.h"
 #include "base/output.h"
-#include "commands/file_spec.h"
-#include "directory/session.h"
+#include "directory/contexts.h"
 #include "directory/substitution.h"
 #include "platform/common/location.h"
 #include "platform/zk.h"
+#include "qrtscript.h"
 
 static std::string without_tail(std::string name) {
     const size_t last = name.find_last_not_of("/ ");
@@ -26,7 +26,7 @@ std::string server_file_path(const std::string &server, const std::string &name)
 // Makes sure that the connection is authenticated; the lookup goes on whatever comes of it.
 static void authenticate(uint32_t handle, uint32_t connection, const std::string &server) {
     uint32_t state = 0;
-    ZKCCGetConnInfo(connection, ZK_INFO_AUTHENTICATION_STATE, sizeof state, &state);
+    contexts_authentication(connection, state);
     if (state != 0) return;
     if (ZKDSCanDSAuthenticate(handle) != 1) {
         say("Not logged into tree\n");
@@ -39,24 +39,22 @@ static void authenticate(uint32_t handle, uint32_t connection, const std::string
 // Connects to the server and returns its own name for itself; empty when it cannot be reached.
 static std::string reach_server(uint32_t handle, const std::string &server) {
     uint32_t connection = 0;
-    const uint32_t code =
-        ZKCCOpenConnByName(0, server.c_str(), ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection);
+    const uint32_t code = contexts_open_server(server.c_str(), connection);
     if (code != 0) {
         say("Unable to connect to server: %1$s (%2$X)\n", server.c_str(), code);
         return "";
     }
-    char name[ZK_SERVER_NAME_SIZE] = "";
-    const bool told = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, sizeof name, name) == 0;
-    name[sizeof name - 1] = '\0';
-    std::string known = told ? name : server;
+    std::string known = server;
+    contexts_server_name(connection, known);
     authenticate(handle, connection, known);
     return known;
 }
 
-// ":" is the default server. Without one the name is treated as having no server: null.
-static OwnedText actual_server(const char *server) {
-    if (!server || std::string(server) != ":") return text_copy_or_null(server);
-    return uservars[0] ? text_copy(uservars[0]) : OwnedText(qrt_GetDefaultServer());
+// ":" is the default server. Without one the name is treated as having no server.
+static std::optional<std::string> actual_server(const char *server) {
+    if (!server) return std::nullopt;
+    if (std::string_view(server) != ":") return server;
+    return uservars[0] ? uservars[0] : contexts_default_server();
 }
 
 static std::string drive_path(const std::string &name) {
@@ -66,24 +64,13 @@ static std::string drive_path(const std::string &name) {
     return path.size() < server_file_path_size ? path : "";
 }
 
-int qrt_GetFile(uint32_t handle, const char *server, const char *spec, char **text) try {
-    if (text) *text = nullptr;
-    if (!spec) {
-        say("File Specificaion Empty\n");
-        return 1;
-    }
-    if (!text) return 1;
+OwnedText server_file_read(uint32_t handle, const char *server, std::string_view spec) {
     std::string name = substitution_of(handle, spec).get();
     std::replace(name.begin(), name.end(), '\\', '/');
-
-    const OwnedText host = actual_server(server);
-    const std::string path = host ? server_file_path(reach_server(handle, host.get()), name) : drive_path(name);
-    if (path.empty()) return 1;
+    const std::optional<std::string> host = actual_server(server);
+    const std::string path = host ? server_file_path(reach_server(handle, *host), name) : drive_path(name);
+    if (path.empty()) return nullptr;
     size_t length = 0;
-    OwnedText content = local_file_read(path.c_str(), length);
-    if (!content || length == 0) return 1;
-    *text = content.release();
-    return 0;
-} catch (const std::bad_alloc &) {
-    return 1;
+    OwnedText text = local_file_read(path.c_str(), length);
+    return length == 0 ? nullptr : std::move(text);
 }

@@ -1,6 +1,8 @@
 #include "commands/session_statements.h"
 
 #include "base/output.h"
+#include "commands/current_tree.h"
+#include "directory/servers.h"
 #include "script/parser.h"
 
 static const char *shown(const OwnedText &text) {
@@ -9,11 +11,11 @@ static const char *shown(const OwnedText &text) {
 
 void tree_statement(OwnedText tree, OwnedText user, SecretText password) {
     TRACE(yyparse, 5, "TREE %s/%s;%s", shown(tree), shown(user), password == nullptr ? "NULL" : "<a password>");
-    doTreeLogin(tree.get(), user.get(), password.get());
+    current_tree_move(tree.get(), user.get(), password.get());
 }
 
 void attach_statement(OwnedText server) {
-    const uint32_t code = qrt_Attach(server.get());
+    const uint32_t code = servers_attach(server.get());
     if (code == 0) {
         say("Attached to server(%s)\n", server.get());
     } else {

@@ -1,5 +1,4 @@
-// The statements that reach for further trees and servers: TREE and ATTACH. They report; the work is done by
-// doTreeLogin and qrt_Attach.
+// The statements that reach for further trees and servers: TREE and ATTACH.
 #ifndef COMMANDS_SESSION_STATEMENTS_H
 #define COMMANDS_SESSION_STATEMENTS_H
 

@@ -1,21 +1,15 @@
-// Resolving a volume or directory-map object for a file specification. Declared in file_spec.h.
+#include "commands/volume_object.h"
+
 #include <cstring>
-#include <new>
-#include <string>
 
 #include "base/output.h"
-#include "commands/file_spec.h"
 #include "directory/attributes.h"
 #include "directory/contexts.h"
 #include "directory/names.h"
 #include "platform/zk.h"
 
-constexpr size_t out_size = 514;
-
-static void copy_out(char *out, size_t size, const std::string &text) {
-    const size_t length = text.size() < size ? text.size() : size - 1;
-    memcpy(out, text.data(), length);
-    out[length] = '\0';
+static std::string cut(const std::string &text, size_t size) {
+    return text.substr(0, size - 1);
 }
 
 // A name without a context belongs to the logged-in user's container.
@@ -24,38 +18,41 @@ static std::string in_users_container(uint32_t handle, const std::string &name) 
     char user[ZK_MAX_NAME + 1] = "";
     ZKDSWhoAmI(handle, user);
     if (strlen(user) <= 2) return name;
-    char container[ZK_MAX_NAME + 1];
-    DSRemoveNameFromFullName(user, container, nullptr, nullptr);
-    return name + "." + container;
+    return name + "." + names_split(user).parent;
 }
 
-static uint32_t resolve(uint32_t handle, std::string name, const char *tree, char *serverOut, char *volumeOut,
-                        char *pathOut) {
+static uint32_t last_text(uint32_t handle, const std::string &object, const char *attribute, std::string &text) {
+    AttributeText value;
+    const uint32_t code = attributes_last_value(handle, object.c_str(), attribute, value);
+    if (code == 0 && value.text) text = value.text;
+    return code;
+}
+
+static uint32_t resolve(uint32_t handle, std::string name, const char *tree, VolumeLocation &found) {
     name = in_users_container(handle, name);
     std::string target, volume, server;
-    if (attributes_last_text(handle, name.c_str(), "Path", target) == 0) {
+    if (last_text(handle, name, "Path", target) == 0) {
         const size_t colon = target.find(':');
-        if (colon != target.npos) copy_out(pathOut, out_size, target.substr(colon + 1));
+        if (colon != target.npos) found.path = cut(target.substr(colon + 1), volume_object_name_size);
         name = target.substr(0, colon);
     }
-    uint32_t code = attributes_last_text(handle, name.c_str(), "Host_Resource_Name", volume);
+    uint32_t code = last_text(handle, name, "Host_Resource_Name", volume);
     if (code != 0) {
         // To standard output, unlike every other message: required.
         output_print(output_translate("Unable to find volume object %1$s in tree: %2$s\n"), name.c_str(), tree);
         return code;
     }
-    copy_out(volumeOut, out_size, volume);
-    code = attributes_last_text(handle, name.c_str(), "Host_Server", server);
-    copy_out(serverOut, ZK_SERVER_NAME_SIZE, server.substr(0, server.find('.')));
+    found.volume = cut(volume, volume_object_name_size);
+    code = last_text(handle, name, "Host_Server", server);
+    found.server = cut(server.substr(0, server.find('.')), volume_object_server_size);
     return code;
 }
 
-// The context in which the objects are read: aliases are followed and names carry no types. It is to be freed whenever
-// `handle` is not 0.
+// The context in which the objects are read: aliases are followed and names carry no types.
 static uint32_t make_typeless(const char *tree, uint32_t &handle) {
     uint32_t code = ZKDSCreateContextHandle(&handle);
     if (code != 0) return code;
-    const uint32_t flags = 23;
+    const uint32_t flags = contexts_name_flags;
     code = ZKDSSetContext(handle, DCK_FLAGS, &flags);
     if (code != 0) return code;
     code = ZKDSSetContext(handle, DCK_TREE_NAME, tree);
@@ -63,31 +60,22 @@ static uint32_t make_typeless(const char *tree, uint32_t &handle) {
     return code;
 }
 
-static uint32_t resolve_in(uint32_t given, const char *name, char *serverOut, char *volumeOut, char *pathOut) {
+static uint32_t resolve_in(uint32_t given, const char *name, VolumeLocation &found) {
     char tree[ZK_MAX_NAME + 1] = "", shortened[ZK_MAX_NAME + 1] = "";
     uint32_t code = ZKDSGetContext(given, DCK_TREE_NAME, tree);
     if (code == 0) code = ZKDSAbbreviateName(given, name, shortened);
     if (code != 0) return code;
-    uint32_t typeless = 0;
-    code = make_typeless(tree, typeless);
-    if (code == 0) code = resolve(typeless, shortened, tree, serverOut, volumeOut, pathOut);
-    if (typeless != 0) ZKDSFreeContext(typeless);
-    return code;
+    Context typeless;
+    code = make_typeless(tree, typeless.handle);
+    return code == 0 ? resolve(typeless.handle, shortened, tree, found) : code;
 }
 
-uint32_t orbispec(const char *name, char *serverOut, char *volumeOut, char *pathOut) try {
-    if (!name || !serverOut || !volumeOut || !pathOut) return QRT_NOT_FOUND;
-    serverOut[0] = volumeOut[0] = pathOut[0] = '\0';
+uint32_t volume_object_find(const char *name, VolumeLocation &found) {
     if (name[0] == '.') name++;
     contexts_preset_environment();
     uint32_t code = ZKCLXInit(nullptr, nullptr);
     if (code != 0) return code;
-    uint32_t given = 0;
-    code = ZKDSCreateContextHandle(&given);
-    if (code != 0) return code;
-    code = resolve_in(given, name, serverOut, volumeOut, pathOut);
-    ZKDSFreeContext(given);
-    return code;
-} catch (const std::bad_alloc &) {
-    return QRT_NOT_FOUND;
+    Context given;
+    code = ZKDSCreateContextHandle(&given.handle);
+    return code == 0 ? resolve_in(given.handle, name, found) : code;
 }

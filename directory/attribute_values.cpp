@@ -63,7 +63,7 @@ static std::string days_text(int64_t seconds) {
 static bool is_password_expiration(std::string_view attribute) {
     std::string spelled(attribute);
     std::replace(spelled.begin(), spelled.end(), '_', ' ');
-    return text_equal_nocase(spelled, "PASSWORD EXPIRATION TIME");
+    return equal_nocase(spelled, "PASSWORD EXPIRATION TIME");
 }
 
 char *attribute_values_ctime(const AttributeValue &value) {

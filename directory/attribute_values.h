@@ -25,12 +25,12 @@ bool attribute_values_any_code(uint32_t code); // all but 0
 
 // Fetches the next value of the reply: its size, then the value, each with a trace of its failure. Returns the code of
 // the last call made, which is the first one that `failed`, or ZKE_NO_MEMORY when the size is beyond all reason; then
-// `value` is left alone. Throws std::bad_alloc.
+// `value` is left alone.
 uint32_t attribute_values_fetch(TracedFunction function, uint32_t handle, ZKDSBuffer *reply, uint32_t syntax,
                                 AttributeValue &value, CallFailed failed = attribute_values_any_code);
 
 // The value as text, for the attribute of that name; the time until a password expires is told in days. Empty when the
-// value holds nothing. Throws std::bad_alloc.
+// value holds nothing.
 std::string attribute_values_text(const AttributeValue &value, std::string_view attribute);
 
 // Whether the block itself is the text: the syntaxes without a layout of their own.

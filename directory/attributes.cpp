@@ -1,13 +1,9 @@
 #include "directory/attributes.h"
 
-#include <cctype>
-#include <cstdio>
-#include <cstring>
-#include <new>
-
 #include "base/output.h"
 #include "base/text.h"
 #include "directory/attribute_values.h"
+#include "qrtscript.h"
 
 QrtAttributeName ctable[] = {
     {"LAST_NAME", "Surname"},
@@ -72,19 +68,23 @@ static uint32_t ask_schema(AttributeRead &read) {
 }
 
 namespace {
-// Takes what is to be handed out of one value. Throws std::bad_alloc.
+// Takes what is to be handed out of one value.
 struct Reader {
     bool everyValue; // or only the first one of an attribute
-    void (*take)(AttributeValue &value, const char *attribute, OwnedText &owned, char *&text);
+    AttributeText (*take)(AttributeValue &value, const char *attribute);
 };
 } // namespace
 
-// `text` is the value and `owned` what of it is to be freed: nothing when the text is ctime's own.
-static uint32_t walk_reply(AttributeRead &read, const Reader &reader, OwnedText &owned, char *&text) {
+static AttributeText in_memory(OwnedText text) {
+    AttributeText made = {std::move(text)};
+    made.text = made.owned.get();
+    return made;
+}
+
+static uint32_t walk_reply(AttributeRead &read, const Reader &reader, AttributeText &text) {
     uint32_t attributes = 0;
     uint32_t code = attributes_count(read, attributes);
-    owned = text_copy("");
-    text = owned.get();
+    text = in_memory(text_copy(""));
     for (uint32_t i = 0; code == ZK_OK && i < attributes; i++) {
         AttributeHead head;
         code = attributes_head(read, head);
@@ -92,115 +92,56 @@ static uint32_t walk_reply(AttributeRead &read, const Reader &reader, OwnedText 
         for (uint32_t j = 0; code == ZK_OK && j < head.values; j++) {
             AttributeValue value;
             code = attribute_values_fetch(read.function, read.handle, read.reply.get(), head.syntax, value);
-            if (code == ZK_OK) reader.take(value, head.name, owned, text);
+            if (code == ZK_OK) text = reader.take(value, head.name);
         }
     }
     return code;
 }
 
-static void take_text(AttributeValue &value, const char *attribute, OwnedText &owned, char *&text) {
-    owned =
-        attribute_values_is_plain(value) ? std::move(value.block) : text_copy(attribute_values_text(value, attribute));
-    text = owned.get();
+static AttributeText take_text(AttributeValue &value, const char *attribute) {
+    return in_memory(attribute_values_is_plain(value) ? std::move(value.block)
+                                                      : text_copy(attribute_values_text(value, attribute)));
 }
 
 // A time is handed out as ctime's own text, everything without an entry here as the raw block: the callers of the
 // lighter reader count on both.
-static void take_value(AttributeValue &value, const char *attribute, OwnedText &owned, char *&text) {
-    if (value.syntax == ZK_SYNTAX_TIME) {
-        owned.reset();
-        text = attribute_values_ctime(value);
-    } else if (value.syntax == ZK_SYNTAX_NETWORK_ADDRESS || value.syntax == ZK_SYNTAX_PATH) {
-        owned = text_copy(attribute_values_text(value, attribute));
-        text = owned.get();
-    } else {
-        owned = std::move(value.block);
-        text = owned.get();
-    }
-}
-
-static uint32_t user_variable(int index, char **text) {
-    *text = text_copy(uservars[index] ? uservars[index] : "").release();
-    return uservars[index] ? ZK_OK : QRT_NOT_FOUND;
+static AttributeText take_value(AttributeValue &value, const char *attribute) {
+    if (value.syntax == ZK_SYNTAX_TIME) return {nullptr, attribute_values_ctime(value)};
+    if (value.syntax == ZK_SYNTAX_NETWORK_ADDRESS || value.syntax == ZK_SYNTAX_PATH)
+        return in_memory(text_copy(attribute_values_text(value, attribute)));
+    return in_memory(std::move(value.block));
 }
 
 static const char *directory_name_of(const char *identifier) {
     for (const QrtAttributeName *row = ctable; row->identifier; row++)
-        if (text_equal_nocase(row->identifier, identifier)) return row->attribute;
+        if (equal_nocase(row->identifier, identifier)) return row->attribute;
     return identifier;
 }
 
-uint32_t qrt_GetAttribute(uint32_t handle, const char *object, const char *attribute, char **text) try {
-    if (!attribute || !text) return ZKE_BAD_PARAMETER;
-    if (attribute[0] >= '0' && attribute[0] <= '9' && !attribute[1]) return user_variable(attribute[0] - '0', text);
+static uint32_t user_variable(const char *value, OwnedText &text) {
+    text = text_copy(value ? value : "");
+    return value ? ZK_OK : QRT_NOT_FOUND;
+}
+
+uint32_t attributes_text(uint32_t handle, const char *object, const char *attribute, OwnedText &text) {
+    if (attribute[0] >= '0' && attribute[0] <= '9' && !attribute[1])
+        return user_variable(uservars[attribute[0] - '0'], text);
     if (!object) return ZKE_NO_SUCH_ENTRY;
     AttributeRead read{TRACED(qrt_GetAttribute)};
     uint32_t code = attributes_prepare(read, handle, directory_name_of(attribute));
     if (code != ZK_OK) return code;
     code = read_last_reply(read, object);
     if (code == ZKE_NO_SUCH_ATTRIBUTE) return ask_schema(read);
-    if (code != ZK_OK) return code;
-    OwnedText owned;
-    char *found = nullptr;
-    code = walk_reply(read, {false, take_text}, owned, found);
-    if (code == ZK_OK) *text = owned.release();
+    AttributeText found;
+    if (code == ZK_OK) code = walk_reply(read, {false, take_text}, found);
+    if (code == ZK_OK) text = std::move(found.owned);
     return code;
-} catch (const std::bad_alloc &) {
-    return ZKE_NO_MEMORY;
 }
 
-static uint32_t read_last_value(uint32_t handle, const char *object, const char *attribute, OwnedText &owned,
-                                char *&value) {
+uint32_t attributes_last_value(uint32_t handle, const char *object, const char *attribute, AttributeText &value) {
     if (!object) return ZKE_NO_SUCH_ENTRY;
     AttributeRead read{TRACED(__GetAttribute)};
     uint32_t code = attributes_prepare(read, handle, attribute);
     if (code == ZK_OK) code = read_last_reply(read, object);
-    return code == ZK_OK ? walk_reply(read, {true, take_value}, owned, value) : code;
-}
-
-uint32_t __GetAttribute(uint32_t handle, const char *object, const char *attribute, char **value) try {
-    if (!attribute || !value) return ZKE_BAD_PARAMETER;
-    OwnedText owned;
-    char *found = nullptr;
-    const uint32_t code = read_last_value(handle, object, attribute, owned, found);
-    if (code != ZK_OK) return code;
-    static_cast<void>(owned.release());
-    *value = found;
-    return ZK_OK;
-} catch (const std::bad_alloc &) {
-    return ZKE_NO_MEMORY;
-}
-
-uint32_t attributes_last_text(uint32_t handle, const char *object, const char *attribute, std::string &text) {
-    OwnedText owned;
-    char *found = nullptr;
-    const uint32_t code = read_last_value(handle, object, attribute, owned, found);
-    if (code == ZK_OK) text = found ? found : "";
-    return code;
-}
-
-namespace {
-struct ErrorName {
-    uint32_t code;
-    const char *name;
-};
-} // namespace
-
-static const ErrorName error_names[] = {
-    {ZKE_CONN_INVALID, "ZKE_CONN_INVALID"},         {ZKE_SERVER_NO_SLOTS, "ZKE_SERVER_NO_SLOTS"},
-    {ZKE_SERVER_NOT_FOUND, "ZKE_SERVER_NOT_FOUND"}, {ZKE_DIFF_OBJECT_ALREADY_AUTHEN, "DIFF_OBJECT_ALREADY_AUTHEN"},
-    {ZKE_NO_SUCH_VALUE, "ERR_NO_SUCH_VALUE"},       {ZKE_NO_SUCH_ENTRY, "ERR_NO_SUCH_ENTRY"},
-};
-
-char *qrt_Error(const char *api, const char *function, int line, uint32_t code) try {
-    const char *name = "";
-    for (const ErrorName &row : error_names)
-        if (row.code == code) name = row.name;
-    char record[2048];
-    snprintf(record, sizeof record, "function:%s Line:%i - API:%s code:%04X %s\n", function ? function : "", line,
-             api ? api : "", code, name);
-    TRACE(qrt_Error, 4, "%s", record);
-    return text_copy(name).release();
-} catch (const std::bad_alloc &) {
-    return nullptr;
+    return code == ZK_OK ? walk_reply(read, {true, take_value}, value) : code;
 }

@@ -1,5 +1,5 @@
-// Reading the attributes of directory objects: the read sequence of the client's buffer calls, and the exported readers
-// qrt_GetAttribute, __GetAttribute and qrt_Error (qrtscript.h).
+// Reading the attributes of directory objects: the read sequence of the client's buffer calls, and the two readers that
+// are built on it.
 #ifndef DIRECTORY_ATTRIBUTES_H
 #define DIRECTORY_ATTRIBUTES_H
 
@@ -10,7 +10,6 @@
 #include "base/output.h"
 #include "directory/attribute_values.h"
 #include "platform/zk.h"
-#include "qrtscript.h"
 
 inline constexpr uint32_t attribute_buffer_size = 4096;
 
@@ -43,8 +42,18 @@ uint32_t attributes_read(AttributeRead &read, const char *object);
 uint32_t attributes_count(const AttributeRead &read, uint32_t &count);
 uint32_t attributes_head(const AttributeRead &read, AttributeHead &head);
 
-// The text that __GetAttribute hands out, copied: a directory may give any attribute the time syntax, whose text is
-// not the caller's to free. `text` is written only for 0. Throws std::bad_alloc.
-uint32_t attributes_last_text(uint32_t handle, const char *object, const char *attribute, std::string &text);
+// The value that a read yields: `text` is in `owned`, or is ctime's own, which is not to be freed.
+struct AttributeText {
+    OwnedText owned;
+    char *text = nullptr;
+};
+
+// The attribute's first value as text; a single digit names a user variable, which is empty and QRT_NOT_FOUND when it
+// is not set. An attribute that the schema knows and the object does not have is ZKE_NO_SUCH_VALUE. `text` is not null
+// for 0. Returns 0 or the client's code.
+uint32_t attributes_text(uint32_t handle, const char *object, const char *attribute, OwnedText &text);
+
+// The attribute's last value: the raw value unless it is a time, an address or a path. Returns and throws the same.
+uint32_t attributes_last_value(uint32_t handle, const char *object, const char *attribute, AttributeText &value);
 
 #endif

@@ -2,12 +2,8 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <new>
 
 #include "base/output.h"
-#include "base/text.h"
-#include "platform/zk.h"
 #include "qrtscript.h"
 
 void contexts_preset_environment() {
@@ -20,48 +16,63 @@ uint32_t contexts_start_client() {
     return code == ZK_OK ? ZKCLXInit(nullptr, nullptr) : code;
 }
 
-uint32_t contexts_open(const char *name, uint32_t *connection) {
-    return ZKCCOpenConnByName(0, name, ZK_NAME_ANY, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, connection);
+uint32_t contexts_open(const char *name, uint32_t &connection) {
+    return ZKCCOpenConnByName(0, name, ZK_NAME_ANY, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection);
+}
+uint32_t contexts_open_server(const char *name, uint32_t &connection) {
+    return ZKCCOpenConnByName(0, name, ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection);
 }
 
-std::string contexts_strip_padding(const char *answer) {
-    std::string name(answer, strnlen(answer, ZK_TREE_NAME_SIZE - 1));
+uint32_t contexts_authentication(uint32_t connection, uint32_t &state) {
+    return ZKCCGetConnInfo(connection, ZK_INFO_AUTHENTICATION_STATE, sizeof state, &state);
+}
+
+// The text of a connection's item, which is asked for with `size` and believed up to `longest` bytes.
+static uint32_t item_text(uint32_t connection, uint32_t item, uint32_t size, size_t longest, std::string &text) {
+    std::string answer(size, '\0');
+    const uint32_t code = ZKCCGetConnInfo(connection, item, size, answer.data());
+    if (code == ZK_OK) text = answer.substr(0, strnlen(answer.data(), longest));
+    return code;
+}
+
+uint32_t contexts_server_name(uint32_t connection, std::string &name) {
+    return item_text(connection, ZK_INFO_SERVER_NAME, ZK_SERVER_NAME_SIZE, ZK_SERVER_NAME_SIZE - 1, name);
+}
+
+uint32_t contexts_tree_name(uint32_t connection, std::string &name) {
+    return item_text(connection, ZK_INFO_TREE_NAME, ZK_TREE_NAME_SIZE, ZK_TREE_NAME_SIZE - 1, name);
+}
+
+std::string contexts_strip_padding(std::string name) {
     if (name.size() == ZK_TREE_NAME_SIZE - 1 && name.back() == '_') name.erase(name.find_last_not_of('_') + 1);
     return name;
 }
 
-// The tree that `name` leads to, or null.
-static OwnedText ask_tree_name(TracedFunction function, const char *name) {
+static std::optional<std::string> ask_tree_name(TracedFunction function, const char *name) {
     uint32_t connection = 0;
-    uint32_t code = contexts_open(name, &connection);
+    uint32_t code = contexts_open(name, connection);
     TRACE_FOR(function, 5, "ZKCCOpenConnByName returned 0x%X", code);
-    if (code != ZK_OK) return nullptr;
-    char answer[ZK_TREE_NAME_SIZE + 1] = "";
-    code = ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, ZK_TREE_NAME_SIZE, answer);
+    if (code != ZK_OK) return std::nullopt;
+    std::string tree;
+    code = contexts_tree_name(connection, tree);
     TRACE_FOR(function, 5, "ZKCCGetConnInfo returned 0x%X", code);
-    if (code != ZK_OK) return nullptr;
-    return text_copy(contexts_strip_padding(answer));
+    return code == ZK_OK ? std::optional(contexts_strip_padding(tree)) : std::nullopt;
 }
 
-char *qrt_GetTreeName(const char *tree) try {
+std::optional<std::string> contexts_tree(const char *tree) {
     TRACE(qrt_GetTreeName, 5, "qrt_GetTreeName(%s)", tree ? tree : "");
-    if (!tree) return nullptr;
-    OwnedText name = ask_tree_name(TRACED(qrt_GetTreeName), tree);
+    if (!tree) return std::nullopt;
+    std::optional<std::string> name = ask_tree_name(TRACED(qrt_GetTreeName), tree);
     if (name)
         TRACE(qrt_GetTreeName, 5, "qrt_GetTreeName found tree (%s)", tree);
     else
         TRACE(qrt_GetTreeName, 5, "qrt_GetTreeName could NOT find tree.");
-    return name.release();
-} catch (const std::bad_alloc &) {
-    return nullptr;
+    return name;
 }
 
-char *qrt_GetTreeFromServer(const char *server) try {
+std::optional<std::string> contexts_tree_of_server(const char *server) {
     TRACE(qrt_GetTreeFromServer, 5, "qrt_GetTreeFromServer(%s)", server ? server : "");
-    if (!server) return nullptr;
-    return ask_tree_name(TRACED(qrt_GetTreeFromServer), server).release();
-} catch (const std::bad_alloc &) {
-    return nullptr;
+    return server ? ask_tree_name(TRACED(qrt_GetTreeFromServer), server) : std::nullopt;
 }
 
 static uint32_t set_flags(uint32_t handle) {
@@ -74,58 +85,52 @@ static uint32_t set_flags(uint32_t handle) {
 
 // `known` tells whether the network knows the tree; the result is then that of binding the context to it.
 static uint32_t set_tree(uint32_t handle, const char *tree, bool &known) {
-    OwnedText name(qrt_GetTreeName(tree));
-    known = name != nullptr;
-    TRACE(qrt_Getctx, 4, "tree name=(%s)", known ? name.get() : "");
+    const std::optional<std::string> name = contexts_tree(tree);
+    known = name.has_value();
+    TRACE(qrt_Getctx, 4, "tree name=(%s)", known ? name->c_str() : "");
     if (!known) {
         TRACE(qrt_Getctx, 0, "Can not find tree named: \"%s\"", tree ? tree : "");
         return ZKE_TREE_NOT_FOUND;
     }
-    uint32_t code = ZKDSSetContext(handle, DCK_TREE_NAME, name.get());
-    TRACE(qrt_Getctx, 6, "ZKDSSetContext(ctx, DCK_TREE_NAME, %s)  ccode: %x", name.get(), code);
+    uint32_t code = ZKDSSetContext(handle, DCK_TREE_NAME, name->c_str());
+    TRACE(qrt_Getctx, 6, "ZKDSSetContext(ctx, DCK_TREE_NAME, %s)  ccode: %x", name->c_str(), code);
     if (code != ZK_OK) TRACE(qrt_Getctx, 4, "ZKDSSetContext: ccode: %x", code);
     return code;
 }
 
-uint32_t qrt_Getctx(const char *tree, uint32_t *handle) {
-    if (!handle) return ZKE_BAD_PARAMETER;
-    *handle = 0;
+uint32_t contexts_make(const char *tree, uint32_t &handle) {
+    handle = 0;
     uint32_t code = contexts_start_client();
     if (code != ZK_OK) return code;
-    uint32_t made = 0;
-    code = ZKDSCreateContextHandle(&made);
+    Context made;
+    code = ZKDSCreateContextHandle(&made.handle);
     if (code != ZK_OK) {
         TRACE(qrt_Getctx, 4, "ZKDSCreateContextHandle ccode: %x", code);
         return code;
     }
     bool known = true;
-    code = set_flags(made);
-    if (code == ZK_OK) code = set_tree(made, tree, known);
+    code = set_flags(made.handle);
+    if (code == ZK_OK) code = set_tree(made.handle, tree, known);
     // The run sequence goes on with a context that has no tree, so an unknown one is handed out as well.
-    if (code == ZK_OK || !known)
-        *handle = made;
-    else
-        ZKDSFreeContext(made);
+    if (code == ZK_OK || !known) handle = made.release();
     return code;
 }
 
-char *qrt_GetDefaultServerFromTree(const char *tree) try {
+std::optional<std::string> contexts_default_server_of(const char *tree) {
     uint32_t connection = 0;
-    if (!tree || contexts_open(tree, &connection) != ZK_OK) return nullptr;
-    char server[ZK_SERVER_NAME_SIZE + 1] = "";
-    uint32_t code = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, ZK_SERVER_NAME_SIZE, server);
+    if (!tree || contexts_open(tree, connection) != ZK_OK) return std::nullopt;
+    std::string server;
+    uint32_t code = item_text(connection, ZK_INFO_SERVER_NAME, ZK_SERVER_NAME_SIZE, ZK_SERVER_NAME_SIZE, server);
     if (code != ZK_OK) {
         TRACE(qrt_GetDefaultServerFromTree, 4, "ZKCCGetConnInfo() returned %x", code);
-        return nullptr;
+        return std::nullopt;
     }
-    TRACE(qrt_GetDefaultServerFromTree, 5, "Default server for tree %s, is: %s", tree, server);
-    return text_copy(server).release();
-} catch (const std::bad_alloc &) {
-    return nullptr;
+    TRACE(qrt_GetDefaultServerFromTree, 5, "Default server for tree %s, is: %s", tree, server.c_str());
+    return server;
 }
 
 // The connection that qrt_GetDefaultServer asks: the current tree's, or without a tree the default one.
-static uint32_t open_session_connection(uint32_t *connection) {
+static uint32_t open_session_connection(uint32_t &connection) {
     uint32_t code = ZK_OK;
     if (CurrentTree) {
         code = contexts_open(CurrentTree, connection);
@@ -138,24 +143,23 @@ static uint32_t open_session_connection(uint32_t *connection) {
         TRACE(qrt_GetDefaultServer, 4, "Error, ZKGetDefaultConnRef() returned %x", code);
         return code;
     }
-    code = ZKCCOpenConnByRef(reference, ZK_OPEN_BY_REFERENCE, 0, connection);
+    code = ZKCCOpenConnByRef(reference, ZK_OPEN_BY_REFERENCE, 0, &connection);
     if (code != ZK_OK) TRACE(qrt_GetDefaultServer, 4, "Error, ZKCCOpenConnByRef() returned %x", code);
     return code;
 }
 
-char *qrt_GetDefaultServer(void) {
-    static constexpr uint32_t answerSize = 512;
+std::optional<std::string> contexts_default_server() {
+    static constexpr uint32_t answer_size = 512;
     uint32_t connection = 0;
-    if (open_session_connection(&connection) != ZK_OK) return nullptr;
-    OwnedText server(static_cast<char *>(calloc(1, answerSize + 1)));
-    if (!server) return nullptr;
-    uint32_t code = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, answerSize, server.get());
+    if (open_session_connection(connection) != ZK_OK) return std::nullopt;
+    std::string server;
+    uint32_t code = item_text(connection, ZK_INFO_SERVER_NAME, answer_size, answer_size, server);
     if (code != ZK_OK) {
         TRACE(qrt_GetDefaultServer, 4, "Error, ZKCCGetConnInfo() returned %x", code);
-        return nullptr;
+        return std::nullopt;
     }
-    TRACE(qrt_GetDefaultServer, 5, "Default server is: %s", server.get());
-    return server.release();
+    TRACE(qrt_GetDefaultServer, 5, "Default server is: %s", server.c_str());
+    return server;
 }
 
 // A number that the default connection tells; false, and `number` unchanged, when a step fails.
@@ -180,14 +184,14 @@ static bool ask_default_connection(TracedFunction function, uint32_t item, uint3
     return true;
 }
 
-uint32_t qrt_UserID(void) {
+uint32_t contexts_user_number() {
     uint32_t number = 0;
     if (ask_default_connection(TRACED(qrt_UserID), ZK_INFO_USER_NUMBER, number))
         TRACE(qrt_UserID, 5, "UserID: %i", number);
     return number;
 }
 
-uint32_t qrt_StationNumber(void) {
+uint32_t contexts_connection_number() {
     uint32_t number = QRT_NOT_FOUND;
     if (ask_default_connection(TRACED(qrt_StationNumber), ZK_INFO_CONNECTION_NUMBER, number))
         TRACE(qrt_StationNumber, 5, "Connection Number: %i", number);

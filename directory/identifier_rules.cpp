@@ -7,9 +7,10 @@
 #include "base/clock.h"
 #include "base/machine.h"
 #include "base/text.h"
+#include "directory/attributes.h"
+#include "directory/contexts.h"
 #include "directory/names.h"
 #include "directory/volumes.h"
-#include "platform/zk.h"
 #include "qrtscript.h"
 
 namespace {
@@ -80,27 +81,21 @@ static bool client_version(const IdentifierRequest &, const Rule &, std::string 
     return true;
 }
 
-template <uint32_t (*ask)(void)>
+template <uint32_t (*ask)()>
 static bool connection_fact(const IdentifierRequest &, const Rule &, std::string &value) {
     value = std::to_string(static_cast<int32_t>(ask()));
     return true;
 }
 
-static bool text_or_empty(const char *text, std::string &value) {
+template <char *&text>
+static bool session_text(const IdentifierRequest &, const Rule &, std::string &value) {
     value = text ? text : "";
     return true;
 }
 
 static bool current_server(const IdentifierRequest &, const Rule &, std::string &value) {
-    return text_or_empty(uservars[0], value);
-}
-
-static bool login_name(const IdentifierRequest &, const Rule &, std::string &value) {
-    return text_or_empty(LoginName, value);
-}
-
-static bool initial_context(const IdentifierRequest &, const Rule &, std::string &value) {
-    return text_or_empty(InitialContext, value);
+    value = uservars[0] ? uservars[0] : "";
+    return true;
 }
 
 static bool alias_flag(const IdentifierRequest &, const Rule &, std::string &value) {
@@ -118,9 +113,8 @@ static bool login_context(const IdentifierRequest &, const Rule &, std::string &
 // ---- the directory ----
 
 static bool attribute(const IdentifierRequest &request, const Rule &rule, std::string &value) {
-    char *read = nullptr;
-    uint32_t code = qrt_GetAttribute(request.handle, request.object, rule.detail, &read);
-    OwnedText text(read);
+    OwnedText text;
+    uint32_t code = attributes_text(request.handle, request.object, rule.detail, text);
     if (code != 0 && !rule.fallback) return false;
     value = code == 0 ? text.get() : rule.fallback;
     return true;
@@ -134,11 +128,9 @@ static bool filled_attribute(const IdentifierRequest &request, const Rule &rule,
 
 // The user's own name, whatever alias the login went through: the flags are widened for one question and put back.
 static bool common_name(const IdentifierRequest &request, const Rule &, std::string &value) {
-    static constexpr uint32_t askedFlags =
-        DCV_DEREF_ALIASES | DCV_XLATE_STRINGS | DCV_TYPELESS_NAMES | DCV_CANONICALIZE_NAMES;
     uint32_t saved = 0;
     ZKDSGetContext(request.handle, DCK_FLAGS, &saved);
-    uint32_t widened = saved | askedFlags;
+    uint32_t widened = saved | contexts_name_flags;
     ZKDSSetContext(request.handle, DCK_FLAGS, &widened);
     char name[names_buffer_size] = "";
     ZKDSWhoAmI(request.handle, name);
@@ -152,14 +144,11 @@ static bool home_directory(const IdentifierRequest &request, const Rule &rule, s
     if (!attribute(request, rule, home)) return false;
     size_t colon = home.find(':');
     std::string volumePart = colon == std::string::npos ? home : home.substr(0, colon + 1);
-    char server[volumes_name_size] = "";
-    char volume[volumes_name_size] = "";
-    char rest[volumes_rest_size] = "";
-    uint32_t connection = 0;
-    uint16_t resolved = 0;
-    bool found = volumePart.size() < volumes_name_size && qrt_ZKDSParsePath(request.handle, volumePart.c_str(), server,
-                                                                            &connection, volume, rest, &resolved) == 0;
-    value = found ? std::string(server) + "/" + volume + ":" + home.substr(volumePart.size()) : home;
+    VolumePlace place;
+    bool found =
+        volumePart.size() < volumes_name_size && volumes_parse_path(request.handle, volumePart.c_str(), place) == 0;
+    value = found ? place.server.value_or("") + "/" + place.volume.value_or("") + ":" + home.substr(volumePart.size())
+                  : home;
     return true;
 }
 
@@ -185,7 +174,7 @@ static const Rule rules[] = {
     {19, machine_fact<machine_system>, nullptr, nullptr},
     {21, machine_fact<machine_module_version>, nullptr, nullptr},
     {22, machine_fact<machine_processor>, nullptr, nullptr},
-    {23, connection_fact<qrt_StationNumber>, nullptr, nullptr},
+    {23, connection_fact<contexts_connection_number>, nullptr, nullptr},
     {24, constant, "000000", nullptr},
     {25, attribute, "LAST_NAME", "not set"},
     {26, constant, "0", nullptr},
@@ -195,10 +184,10 @@ static const Rule rules[] = {
     {30, machine_fact<machine_network_address>, nullptr, nullptr},
     {31, attribute, "FULL_NAME", "not set"},
     {33, login_context, nullptr, nullptr},
-    {34, login_name, nullptr, nullptr},
+    {34, session_text<LoginName>, nullptr, nullptr},
     {35, attribute, "PASSWORD_EXPIRATION_TIME", "32767"},
-    {36, initial_context, nullptr, nullptr},
-    {37, connection_fact<qrt_UserID>, nullptr, nullptr},
+    {36, session_text<InitialContext>, nullptr, nullptr},
+    {37, connection_fact<contexts_user_number>, nullptr, nullptr},
     {38, alias_flag, nullptr, nullptr},
     {39, common_name, nullptr, nullptr},
     {40, constant, "Not_Available_For_Linux", nullptr},

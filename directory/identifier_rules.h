@@ -13,7 +13,7 @@ struct IdentifierRequest {
     const char *object; // whose attributes count; null when there is none
 };
 
-// The value of the identifier with that code. False, and `value` unchanged, when there is none. Throws std::bad_alloc.
+// The value of the identifier with that code. False, and `value` unchanged, when there is none.
 bool identifier_rules_value(const IdentifierRequest &request, uint32_t code, std::string &value);
 
 #endif

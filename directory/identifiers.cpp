@@ -1,11 +1,10 @@
-#include "directory/identifier_rules.h"
+#include "directory/identifiers.h"
 
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <new>
-#include <optional>
 
-#include "base/text.h"
+#include "directory/attributes.h"
+#include "directory/identifier_rules.h"
 #include "qrtscript.h"
 
 // The order is the order in which the names are looked up.
@@ -72,31 +71,27 @@ QrtIdentifier itable[] = {
 };
 
 // The walk does not stop at a match: a later row of the same name would win.
-static std::optional<std::string> find_value(const IdentifierRequest &request, const char *identifier) {
+std::optional<std::string> identifiers_value(uint32_t handle, const char *object, std::string_view name) {
     std::optional<std::string> found;
     for (const QrtIdentifier *row = itable; row->name; row++) {
         std::string value;
-        if (text_equal_nocase(row->name, identifier) && identifier_rules_value(request, row->code, value))
-            found = value;
+        if (equal_nocase(row->name, name) && identifier_rules_value({handle, object}, row->code, value))
+            found = std::move(value);
     }
     return found;
 }
 
-uint32_t qrt_GetIdentifierValue(uint32_t handle, const char *object, const char *identifier, char **value) try {
-    if (!identifier || !value) return QRT_NOT_FOUND;
-    std::optional<std::string> found = find_value({handle, object}, identifier);
-    if (!found) return QRT_NOT_FOUND;
-    *value = text_copy(*found).release();
-    return 0;
-} catch (const std::bad_alloc &) {
-    return QRT_NOT_FOUND;
+uint32_t identifiers_look_up(uint32_t handle, const std::optional<std::string> &object, const char *name,
+                             OwnedText &value) {
+    const char *asked = object ? object->c_str() : nullptr;
+    OwnedText found = text_copy_or_null(identifiers_value(handle, asked, name));
+    const uint32_t code = found ? 0 : attributes_text(handle, asked, name, found);
+    // A user variable that is not set is a failure and an empty text.
+    if (code == 0) value = std::move(found);
+    return code;
 }
 
-char *qrt_GetEnvVar(const char *name) try {
-    if (!name) return nullptr;
-    const char *start = name + strspn(name, "%<");
-    std::string bare(start, strcspn(start, ">"));
-    return text_copy_or_null(getenv(bare.c_str())).release();
-} catch (const std::bad_alloc &) {
-    return nullptr;
+const char *identifiers_variable(std::string_view name) {
+    name.remove_prefix(std::min(name.find_first_not_of("%<"), name.size()));
+    return getenv(std::string(name.substr(0, name.find('>'))).c_str());
 }

@@ -1,24 +1,33 @@
 #include "directory/names.h"
 
-#include <cstring>
-#include <new>
-
-#include "qrtscript.h"
-
-static size_t find_delimiter(std::string_view text, std::string_view delimiter) {
-    for (size_t at = text.find(delimiter); at != std::string_view::npos; at = text.find(delimiter, at + 1))
+size_t names_find_delimiter(std::string_view text, std::string_view delimiter) {
+    for (size_t at = text.find(delimiter); at != text.npos; at = text.find(delimiter, at + 1))
         if (at == 0 || text[at - 1] != '\\') return at;
-    return std::string_view::npos;
+    return text.npos;
 }
 
 NameParts names_split(std::string_view name) {
     if (!name.empty() && name.front() == '.') name.remove_prefix(1);
-    std::string_view leaf = name.substr(0, find_delimiter(name, "."));
+    std::string_view leaf = name.substr(0, names_find_delimiter(name, "."));
     std::string_view parent = "[Root]";
     if (leaf.size() + 1 < name.size()) parent = name.substr(leaf.size() + 1);
-    size_t type = find_delimiter(leaf, "=");
-    std::string_view bare = type == std::string_view::npos ? leaf : leaf.substr(type + 1);
+    size_t type = names_find_delimiter(leaf, "=");
+    std::string_view bare = type == leaf.npos ? leaf : leaf.substr(type + 1);
     return {std::string(parent), std::string(bare), std::string(leaf)};
+}
+
+std::string names_abbreviated(std::string_view name, size_t longest) {
+    std::string kept;
+    const auto is_type_end = [&](size_t at) { return at < name.size() && name[at] == '='; };
+    for (size_t i = 0; i < longest && i < name.size(); i++) {
+        kept += name[i];
+        if (name[i] != '.' || i + 3 >= longest) continue;
+        // The second look starts where the first one left off: after a one-letter type it reads three places on from
+        // the "=", so that ".O=ab=c" loses "ab=" as well. Required: names that compare equal depend on it.
+        if (is_type_end(i + 2)) i += 2;
+        if (is_type_end(i + 3)) i += 3;
+    }
+    return kept;
 }
 
 bool names_copy(char *out, size_t size, std::string_view text) {
@@ -26,35 +35,4 @@ bool names_copy(char *out, size_t size, std::string_view text) {
     if (!fits) text = {};
     out[text.copy(out, text.size())] = '\0';
     return fits;
-}
-
-char *DSFindDelimiter(const char *text, const char *delimiter) {
-    if (!text || !delimiter) return nullptr;
-    size_t at = find_delimiter(text, delimiter);
-    return at == std::string_view::npos ? nullptr : const_cast<char *>(text + at);
-}
-
-static void hand_out(char *out, const std::string &text) {
-    if (out) memcpy(out, text.c_str(), text.size() + 1);
-}
-
-char *DSRemoveNameFromFullName(const char *name, char *parent, char *leaf, char *typedLeaf) try {
-    // The parts are copies, so that an out may be the buffer of the name itself.
-    NameParts parts = names_split(name ? name : "");
-    hand_out(parent, parts.parent);
-    hand_out(typedLeaf, parts.typedLeaf);
-    hand_out(leaf, parts.leaf);
-    return leaf;
-} catch (const std::bad_alloc &) {
-    for (char *out : {parent, leaf, typedLeaf})
-        if (out) *out = '\0';
-    return leaf;
-}
-
-char *qrt_DSFindDelimiter(const char *text, const char *delimiter) {
-    return DSFindDelimiter(text, delimiter);
-}
-
-char *qrt_DSRemoveNameFromFullName(const char *name, char *parent, char *leaf, char *typedLeaf) {
-    return DSRemoveNameFromFullName(name, parent, leaf, typedLeaf);
 }

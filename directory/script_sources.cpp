@@ -1,26 +1,22 @@
 #include "directory/script_sources.h"
 
+#include <algorithm>
 #include <cstring>
-#include <new>
-#include <string>
 
 #include "base/local_file.h"
 #include "base/output.h"
-#include "base/text.h"
 #include "platform/zk.h"
-
-// Lists the drive mappings.
-static const char default_script[] = "map\r\n";
+#include "qrtscript.h"
 
 constexpr size_t read_size = 512;
 constexpr size_t max_object_name = 256;
 
-char *qrt_readLoginScriptFromFile(const char *path) {
+OwnedText script_sources_file(const char *path) {
     TRACE(qrt_readLoginScriptFromFile, 3, "Entering ...");
     size_t length = 0;
     OwnedText text = path ? local_file_read(path, length) : nullptr;
     TRACE(qrt_readLoginScriptFromFile, 3, "Exiting ...");
-    return text.release();
+    return text;
 }
 
 static std::string short_name(uint32_t handle, const char *object) {
@@ -42,8 +38,24 @@ static bool count_connection(uint32_t handle, uint32_t &connection) {
     return code == 0;
 }
 
+namespace {
+// An open stream. At its end it is closed, and the counting of its connection undone.
+struct Stream {
+    uint32_t file;
+    uint32_t connection = 0;
+    bool counted;
+
+    Stream(uint32_t handle, uint32_t opened) : file(opened), counted(count_connection(handle, connection)) {}
+    ~Stream() {
+        ZKCloseFile(file);
+        if (counted) ZKCCUnlicenseConn(connection);
+    }
+};
+} // namespace
+
 // The text up to the first failing or empty read: a read error keeps what came before it.
-static std::string read_stream(uint32_t file) {
+static std::string read_stream(uint32_t handle, uint32_t file) {
+    const Stream stream(handle, file);
     std::string text;
     char data[read_size];
     while (true) {
@@ -55,12 +67,9 @@ static std::string read_stream(uint32_t file) {
     }
 }
 
-uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text) try {
-    // What the session's object is when memory has run out for its name.
-    if (!objectName) return ZKE_NO_SUCH_ENTRY;
-    if (!text) return ZKE_BAD_PARAMETER;
-    TRACE(qrt_GetLoginScript, 4, "KDB object is %s", objectName);
-    const std::string name = short_name(handle, objectName);
+uint32_t script_sources_object(uint32_t handle, const char *object, std::string &text) {
+    TRACE(qrt_GetLoginScript, 4, "KDB object is %s", object);
+    const std::string name = short_name(handle, object);
     TRACE(qrt_GetLoginScript, 4, "KDB short name is %s", name.c_str());
     uint32_t file = 0;
     const uint32_t code = ZKDSOpenStream(handle, name.c_str(), "Login Script", 0, &file);
@@ -72,53 +81,34 @@ uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text
         TRACE(qrt_GetLoginScript, 4, "ZKDSOpenStream err: %08X", code);
         return code;
     }
-    uint32_t connection = 0;
-    const bool counted = count_connection(handle, connection);
-    bool complete = true;
-    try {
-        const std::string script = read_stream(file);
-        // The last line is to end with a line break, whatever the stream ends with; the text ends at its first zero
-        // byte.
-        *text = text_copy(script.substr(0, script.find('\0')) + "\r\n").release();
-    } catch (const std::bad_alloc &) {
-        complete = false;
-    }
-    ZKCloseFile(file);
-    if (counted) ZKCCUnlicenseConn(connection);
-    if (!complete) return ZKE_NO_MEMORY;
-    TRACE(qrt_GetLoginScript, 4, "ZKReadFile read size: %i", static_cast<int>(strlen(*text)));
+    text = read_stream(handle, file);
+    // The last line is to end with a line break, whatever the stream ends with; the text ends at its first zero byte.
+    text.erase(std::min(text.find('\0'), text.size())).append("\r\n");
+    TRACE(qrt_GetLoginScript, 4, "ZKReadFile read size: %i", static_cast<int>(text.size()));
     TRACE(qrt_GetLoginScript, 4, "--------------------Read LoginScript---------------");
-    TRACE(qrt_GetLoginScript, 4, "%s", *text);
+    TRACE(qrt_GetLoginScript, 4, "%s", text.c_str());
     TRACE(qrt_GetLoginScript, 4, "-------------------------------------------------");
     return 0;
-} catch (const std::bad_alloc &) {
-    return ZKE_NO_MEMORY;
 }
 
-uint32_t qrt_get_container(uint32_t handle, const char *objectName, char **text) {
-    if (!objectName || !text) return QRT_NOT_FOUND;
+uint32_t script_sources_container(uint32_t handle, const char *object, std::string &text) {
     char name[ZK_MAX_NAME + 1] = "";
-    const uint32_t code = ZKDSReadObjectInfo(handle, objectName, name, nullptr);
+    const uint32_t code = ZKDSReadObjectInfo(handle, object, name, nullptr);
     if (code != 0) {
         const auto shown = static_cast<int>(code);
-        TRACE(qrt_get_container, 0, "Error: ZKDSReadObjectInfo(ctx,%s,...) returned %d", objectName, shown);
+        TRACE(qrt_get_container, 0, "Error: ZKDSReadObjectInfo(ctx,%s,...) returned %d", object, shown);
         return QRT_NOT_FOUND;
     }
-    TRACE(qrt_get_container, 6, "ZKDSReadObjectInfo(%s) returned (%s)", objectName, name);
+    TRACE(qrt_get_container, 6, "ZKDSReadObjectInfo(%s) returned (%s)", object, name);
     // Escaped periods are not special here: required.
     for (const char *dot = strchr(name, '.'); dot; dot = strchr(dot + 1, '.')) {
-        if (qrt_GetLoginScript(handle, dot + 1, text) == 0) return 0;
+        if (script_sources_object(handle, dot + 1, text) == 0) return 0;
     }
     return QRT_NOT_FOUND;
 }
 
-int __get_default_script(char **text) try {
+const char *script_sources_default() {
     TRACE(__get_default_script, 3, "entering...");
-    if (!text) return 0;
-    *text = text_copy(default_script).release();
     TRACE(__get_default_script, 3, "return (PAM_SUCCESS)");
-    return 0;
-} catch (const std::bad_alloc &) {
-    *text = nullptr;
-    return 0;
+    return "map\r\n"; // lists the drive mappings
 }

@@ -1,17 +1,17 @@
 #include "directory/servers.h"
 
-#include <new>
-#include <string>
-
 #include "base/output.h"
 #include "base/text.h"
 #include "directory/contexts.h"
 #include "directory/session.h"
+#include "directory/tree_login.h"
 #include "platform/zk.h"
+
+constexpr uint32_t not_authenticated = 1;
 
 // Reads whether a connection is authenticated; one that cannot tell is closed.
 static uint32_t read_state(TracedFunction function, uint32_t connection, uint32_t &state) {
-    const uint32_t code = ZKCCGetConnInfo(connection, ZK_INFO_AUTHENTICATION_STATE, sizeof state, &state);
+    const uint32_t code = contexts_authentication(connection, state);
     if (code != 0) {
         TRACE_FOR(function, 4, "ZKCCGetConnInfo: %x", code);
         ZKCCCloseConn(connection);
@@ -20,68 +20,61 @@ static uint32_t read_state(TracedFunction function, uint32_t connection, uint32_
 }
 
 static uint32_t open_file_server(const char *server, uint32_t &connection) {
-    const uint32_t code =
-        ZKCCOpenConnByName(0, server, ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection);
+    const uint32_t code = contexts_open_server(server, connection);
     if (code != 0) say("Server not Found:%s\n", server);
     return code;
 }
 
-uint32_t qrt_CheckAuthServer(char *server, char **tree) try {
-    if (!server || !tree) return ZKE_BAD_PARAMETER;
+uint32_t servers_check(const char *server, std::optional<std::string> &tree) {
+    constexpr uint32_t scan_by_name = 11, scan_licensed = 1;
     uint32_t iterator = 0, connection = 0, state = 0;
-    uint32_t code = ZKCCScanConnInfo(&iterator, ZK_INFO_SERVER_NAME, server, 11, 1, 0, nullptr, &connection);
+    uint32_t code =
+        ZKCCScanConnInfo(&iterator, ZK_INFO_SERVER_NAME, server, scan_by_name, scan_licensed, 0, nullptr, &connection);
     TRACE(qrt_CheckAuthServer, 5, "ZKCCScanConnInfo() returned %X", code);
     if (code != 0) code = open_file_server(server, connection);
     if (code == 0) code = read_state(TRACED(qrt_CheckAuthServer), connection, state);
     if (code != 0) return code;
-    if (state == 0) return 1;
-    char name[ZK_TREE_NAME_SIZE] = "";
-    *tree = nullptr;
-    if (ZKCCGetConnInfo(connection, ZK_INFO_TREE_NAME, sizeof name, name) == 0)
-        *tree = text_copy(contexts_strip_padding(name)).release();
+    if (state == 0) return not_authenticated;
+    std::string name;
+    if (contexts_tree_name(connection, name) == 0) tree = contexts_strip_padding(name);
     return 0;
-} catch (const std::bad_alloc &) {
-    return ZKE_NO_MEMORY;
 }
 
 // Connects to the server and makes it primary; %0 gets the name that the server has for itself.
 static uint32_t make_primary(uint32_t handle, const char *server) {
     uint32_t connection = 0;
-    uint32_t code = contexts_open(server, &connection);
+    uint32_t code = contexts_open(server, connection);
     if (code != 0) return code;
-    char name[ZK_SERVER_NAME_SIZE] = "";
-    code = ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, sizeof name, name);
+    std::string name;
+    code = contexts_server_name(connection, name);
     if (code != 0) return code;
-    name[sizeof name - 1] = '\0';
-    qrt_SetUserVar(0, name);
+    session_set_variable(0, name.c_str());
     code = ZKCCSetPrimConn(connection);
-    TRACE(qrt_SetServer, 4, "ZKCCSetPrimConn on %s %x", name, code);
+    TRACE(qrt_SetServer, 4, "ZKCCSetPrimConn on %s %x", name.c_str(), code);
     if (handle == 0) {
         TRACE(qrt_SetServer, 4, "qrt_Getctx FAILED to get context. Default server connection may not be set");
         return code;
     }
     code = ZKDSSetContext(handle, DCK_LAST_CONNECTION, &connection);
-    TRACE(qrt_SetServer, 4, "ZKDSSetContext(DCK_LAST_CONNECTION, to server (%s) = %x", name, code);
+    TRACE(qrt_SetServer, 4, "ZKDSSetContext(DCK_LAST_CONNECTION, to server (%s) = %x", name.c_str(), code);
     return code;
 }
 
-uint32_t qrt_SetServer(uint32_t handle, const char *server) try {
+uint32_t servers_set_primary(uint32_t handle, const char *server) {
     TRACE(qrt_SetServer, 6, "entering qrt_SetServer(%s)", server ? server : "");
     uint32_t code = 1;
     if (server) {
         // The caller may pass the text of %0 itself, which is replaced here.
-        const OwnedText wanted = text_copy(server);
+        const std::string wanted = server;
         // %0 is set first, so that it names the server wanted even when that cannot be reached.
-        qrt_SetUserVar(0, wanted.get());
-        code = make_primary(handle, wanted.get());
+        session_set_variable(0, wanted.c_str());
+        code = make_primary(handle, wanted.c_str());
     }
     if (code == 0)
         say("You are attached to server %s\n", uservars[0] ? uservars[0] : "");
     else
         say("Unable to set primary connection: %X\n", code);
     return code;
-} catch (const std::bad_alloc &) {
-    return ZKE_NO_MEMORY;
 }
 
 // Authenticates the connection with the directory login and reads its state again. The context handle made here is not
@@ -94,7 +87,7 @@ static void use_directory_login(uint32_t connection, uint32_t &state) {
         uint32_t code = ZKDSAuthenticateConnEx(handle, connection);
         TRACE(qrt_Attach, 5, "ZKDSAuthenticateConnEx ccode:%X", code);
         if (code == 0) {
-            code = ZKCCGetConnInfo(connection, ZK_INFO_AUTHENTICATION_STATE, sizeof state, &state);
+            code = contexts_authentication(connection, state);
             TRACE(qrt_Attach, 5, "ZKCCGetConnInfo  ccode:%X", code);
         }
     }
@@ -108,27 +101,24 @@ static void wipe_answer(char *user, char *password) {
 }
 
 static uint32_t ask_until_attached(const char *server, uint32_t connection) {
+    constexpr uint32_t type_user = 256;
     const std::string label = std::string("(server) ") + server;
     while (true) {
         char *user = nullptr, *password = nullptr;
-        if (qrt_get_user_password(g_useGUI, label.c_str(), "<username>", &user, &password) != 0) {
+        if (tree_login_ask(g_useGUI != 0, label.c_str(), tree_login_no_name, &user, &password) != 0) {
             ZKCCCloseConn(connection);
-            return 1;
+            return not_authenticated;
         }
         // The one trace that shows a password: required.
         TRACE(qrt_Attach, 4, "qrt_attach username(%s)password(%s)", user, password);
-        const uint32_t code = ZKLoginToFileServer(connection, user, 256, password);
+        const uint32_t code = ZKLoginToFileServer(connection, user, type_user, password);
         wipe_answer(user, password);
         if (code == 0) return 0;
         say("Unable to authenticate to server:%1$s (%2$X)\n", server, code);
     }
 }
 
-uint32_t qrt_Attach(char *server) try {
-    if (!server) {
-        say("Server not definded:%s\n", "(null)");
-        return 1;
-    }
+uint32_t servers_attach(const char *server) {
     uint32_t connection = 0, state = 0;
     uint32_t code = open_file_server(server, connection);
     if (code == 0) code = read_state(TRACED(qrt_Attach), connection, state);
@@ -137,6 +127,4 @@ uint32_t qrt_Attach(char *server) try {
     if (state != 0) return 0;
     say("Server not authenticated - login to server:%s\n", server);
     return ask_until_attached(server, connection);
-} catch (const std::bad_alloc &) {
-    return ZKE_NO_MEMORY;
 }

@@ -1,13 +1,11 @@
 #include "directory/session.h"
 
 #include <atomic>
-#include <new>
-#include <string>
 
-#include "base/output.h"
 #include "base/text.h"
 #include "platform/treelogin.h"
 #include "platform/zk.h"
+#include "qrtscript.h"
 
 char *CurrentContext = nullptr;
 char *InitialContext = nullptr;
@@ -29,12 +27,11 @@ char libtreeloginLocation[40] = "/opt/brasca/lib64/libtreelogin.so";
 char hostResName[19] = "Host Resource Name";
 char pathStr[5] = "Path";
 
-char *session_replace(char *&global, const char *value) {
+void session_replace(char *&global, const char *value) {
     // The copy comes first: the value may be the global's own text.
     OwnedText copy = text_copy_or_null(value);
     free(global);
     global = copy.release();
-    return global;
 }
 
 // At no time does the global point to text that has been freed: the interrupt handler wipes what it points to.
@@ -63,130 +60,72 @@ void session_clear() {
     }
 }
 
-char *qrt_GetCurrentContext() {
-    return CurrentContext;
-}
-
-char *qrt_GetInitialContext() {
-    return InitialContext;
-}
-
-char *qrt_GetObject() {
-    return CurrentObject;
-}
-
-char *qrt_GetCurrentTree() {
+const char *session_tree() {
     TRACE(qrt_GetCurrentTree, 7, "qrt_GetCurrentTree returned (%s)", CurrentTree ? CurrentTree : "");
     return CurrentTree;
 }
 
-char *qrt_GetServer() try { return text_copy_or_null(uservars[0]).release(); } catch (const std::bad_alloc &) {
-    return nullptr;
-}
-
-char *qrt_SetCurrentObject(const char *name) try {
+void session_set_object(const char *name) {
     TRACE(qrt_SetCurrentObject, 7, "entering qrt_SetCurrentObject(%s)", name ? name : "");
-    return session_replace(CurrentObject, name);
-} catch (const std::bad_alloc &) {
-    return nullptr;
+    session_replace(CurrentObject, name);
 }
 
-char *qrt_SetLoginName(const char *name) try {
+void session_set_login_name(const char *name) {
     TRACE(qrt_SetLoginName, 7, "entering qrt_SetLoginName(%s)", name ? name : "");
-    return session_replace(LoginName, name);
-} catch (const std::bad_alloc &) {
-    return nullptr;
+    session_replace(LoginName, name);
 }
 
 // The previous value is required to stay allocated: a caller may still hold the pointer that the getter lent it.
-char *qrt_SetInitialContext(const char *context) try {
+void session_set_initial_context(const char *context) {
     TRACE(qrt_SetInitialContext, 7, "entering qrt_SetInitialContext(%s)", context ? context : "");
     InitialContext = text_copy_or_null(context).release();
-    return InitialContext;
-} catch (const std::bad_alloc &) {
-    return nullptr;
 }
 
-int qrt_SetCurrentContext(char *context) try {
-    if (!context) return 0;
-    TRACE(qrt_SetCurrentContext, 7, "entering qrt_SetCurrentContext(%s)", context);
-    std::string stored = context;
-    if (!stored.empty() && stored[0] != '.') stored.insert(0, ".");
-    session_replace(CurrentContext, stored.c_str());
-    return say("Your current context is: %s\n", stored.empty() ? "" : stored.c_str() + 1);
-} catch (const std::bad_alloc &) {
-    return EOF;
+int session_set_context(std::string context) {
+    TRACE(qrt_SetCurrentContext, 7, "entering qrt_SetCurrentContext(%s)", context.c_str());
+    if (!context.empty() && context[0] != '.') context.insert(0, ".");
+    session_replace(CurrentContext, context.c_str());
+    return say("Your current context is: %s\n", context.empty() ? "" : context.c_str() + 1);
 }
 
-void qrt_SetUserVar(int index, const char *value) try {
+void session_set_variable(int index, const char *value) {
     if (static_cast<unsigned>(index) >= QRT_USER_VARIABLES) return;
     session_replace(uservars[index], value);
     if (value) TRACE(qrt_SetUserVar, 5, "uservars:%i,  %s", index, uservars[index]);
-} catch (const std::bad_alloc &) {
 }
 
 // One place of the rotation. Only %2 to %7 move and only %9 takes part besides: %8 stays, what was in %9 is lost, %7
 // keeps its value so that %6 and %7 read the same afterwards. Scripts depend on this narrow rotation: required.
 static void shift_once() {
+    OwnedText seventh = text_copy_or_null(uservars[7]);
     free(uservars[9]);
     uservars[9] = uservars[2];
     for (int i = 2; i < 6; i++) uservars[i] = uservars[i + 1];
-    uservars[6] = text_copy_or_null(uservars[7]).release();
+    uservars[6] = seventh.release();
 }
 
-void qrt_ShiftVars(int count) try {
+void session_shift_variables(int count) {
     if (count < 0) count += 8;
     // After six places nothing but copies of %7 is left in %2 to %6; after seven in %9 too.
     if (count > 7) count = 7;
     for (int i = 0; i < count; i++) shift_once();
-} catch (const std::bad_alloc &) {
-    uservars[6] = nullptr;
 }
 
-static char *object_in(TracedFunction function, const char *context) try {
-    if (!CurrentObject) return nullptr;
-    OwnedText name = text_copy(std::string(CurrentObject) + (context ? context : ""));
-    TRACE_FOR(function, 5, "qrt_Object: %s", name.get());
-    return name.release();
-} catch (const std::bad_alloc &) {
-    return nullptr;
+static std::optional<std::string> object_in(TracedFunction function, const char *context) {
+    if (!CurrentObject) return std::nullopt;
+    std::string name = std::string(CurrentObject) + (context ? context : "");
+    TRACE_FOR(function, 5, "qrt_Object: %s", name.c_str());
+    return name;
 }
 
-char *qrt_Object() {
+std::optional<std::string> session_object() {
     return object_in(TRACED(qrt_Object), CurrentContext);
 }
 
-char *qrt_LoggedInObject() {
+std::optional<std::string> session_logged_in_object() {
     return object_in(TRACED(qrt_LoggedInObject), InitialContext);
 }
 
-int qrt_getPauseResponse() {
+int session_pause() {
     return g_useGUI ? auxpause_script() : 0;
-}
-
-uint32_t qrt_CheckIfLoggedIn(uint32_t handle) {
-    return ZKDSCanDSAuthenticate(handle);
-}
-
-int qrt_abbrivateName(const char *in, char *out, int maxLen) {
-    if (!out) return 0;
-    out[0] = '\0';
-    if (maxLen <= 0 || !in || !*in) return 0;
-    int copied = 0;
-    int i = 0;
-    const int length = static_cast<int>(std::char_traits<char>::length(in));
-    auto at = [&](int position) { return position < length ? in[position] : '\0'; };
-    while (i < maxLen && at(i)) {
-        const char c = in[i];
-        out[copied++] = c;
-        if (c == '.' && i + 3 < maxLen) {
-            // The second look starts where the first one left off: after a one-letter type it reads three places on
-            // from the "=", so that ".O=ab=c" loses "ab=" as well. Required: names that compare equal depend on it.
-            if (at(i + 2) == '=') i += 2;
-            if (at(i + 3) == '=') i += 3;
-        }
-        i++;
-    }
-    out[copied] = '\0';
-    return copied;
 }

@@ -1,11 +1,10 @@
 #include "directory/substitution.h"
 
 #include <algorithm>
-#include <new>
-#include <string_view>
+#include <optional>
 
-#include "base/text.h"
-#include "qrtscript.h"
+#include "directory/identifiers.h"
+#include "directory/session.h"
 
 static constexpr size_t none = std::string_view::npos;
 
@@ -116,12 +115,12 @@ static Reference parse_reference(std::string_view rest) {
 }
 
 namespace {
-// Who asks: the handle, and the two objects whose attributes count, made when they are first needed. They are null
+// Who asks: the handle, and the two objects whose attributes count, made when they are first needed. They are missing
 // without a current object.
 struct Asker {
     uint32_t handle;
     bool ready = false;
-    OwnedText current, loggedIn;
+    std::optional<std::string> current, loggedIn;
     bool differ = false;
 };
 } // namespace
@@ -129,19 +128,15 @@ struct Asker {
 static void get_ready(Asker &asker) {
     if (asker.ready) return;
     asker.ready = true;
-    asker.current.reset(qrt_Object());
-    asker.loggedIn.reset(qrt_LoggedInObject());
-    asker.differ = asker.current && asker.loggedIn && !text_equal_nocase(asker.current.get(), asker.loggedIn.get());
+    asker.current = session_object();
+    asker.loggedIn = session_logged_in_object();
+    asker.differ = asker.current && asker.loggedIn && !equal_nocase(*asker.current, *asker.loggedIn);
 }
 
-using Lookup = uint32_t (*)(uint32_t handle, const char *object, const char *name, char **value);
-
-static bool ask(Lookup lookup, uint32_t handle, const OwnedText &object, const WipedString &name, WipedString &value) {
-    char *found = nullptr;
-    uint32_t code = lookup(handle, object.get(), name.c_str(), &found);
-    OwnedText owned(found);
-    if (!owned || code != 0) return false;
-    value = owned.get();
+static bool ask(uint32_t handle, const std::optional<std::string> &object, const char *name, WipedString &value) {
+    OwnedText found;
+    if (identifiers_look_up(handle, object, name, found) != 0) return false;
+    value = found.get();
     return true;
 }
 
@@ -149,15 +144,13 @@ static bool look_up(Asker &asker, const Reference &reference, WipedString &value
     const WipedString name(reference.name);
     if (name.empty()) return false;
     if (reference.isVariable) {
-        OwnedText variable(qrt_GetEnvVar(name.c_str() + 1));
-        value = variable ? variable.get() : "";
+        const char *variable = identifiers_variable(reference.name.substr(1));
+        value = variable ? variable : "";
         return true;
     }
     get_ready(asker);
-    return ask(qrt_GetIdentifierValue, asker.handle, asker.current, name, value) ||
-           ask(qrt_GetAttribute, asker.handle, asker.current, name, value) ||
-           (asker.differ && (ask(qrt_GetIdentifierValue, asker.handle, asker.loggedIn, name, value) ||
-                             ask(qrt_GetAttribute, asker.handle, asker.loggedIn, name, value)));
+    return ask(asker.handle, asker.current, name.c_str(), value) ||
+           (asker.differ && ask(asker.handle, asker.loggedIn, name.c_str(), value));
 }
 
 namespace {
@@ -242,20 +235,13 @@ static bool replace_next(Text &text, Asker &asker) {
     return false;
 }
 
-OwnedText substitution_of(uint32_t handle, const char *text) {
-    if (!text) return nullptr;
+OwnedText substitution_of(uint32_t handle, std::string_view text) {
     Text work;
     work.open = text;
     size_t limit = work.open.size() + substitution_most_growth;
-    Asker asker{handle, false, nullptr, nullptr, false};
+    Asker asker{handle, false, {}, {}, false};
     for (int i = 0; i < substitution_most_replacements && text_size(work) <= limit; i++)
         if (!replace_next(work, asker)) break;
     work.settled.append(open_part(work));
     return text_copy(work.settled);
-}
-
-char *qrt_find_replace_ids(uint32_t handle, const char *text) try {
-    return substitution_of(handle, text).release();
-} catch (const std::bad_alloc &) {
-    return nullptr;
 }

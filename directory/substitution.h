@@ -1,4 +1,4 @@
-// Replacing the identifier references in a text: qrt_find_replace_ids (qrtscript.h).
+// Replacing the identifier references in a text.
 //
 //     reference:  "%" name | "%" quote text quote | "%<" variable ">" | the same with "<" for "%" once no "%" is left
 //     name:       up to a blank, tab, line break, quote or one of # @ \ / : ( ) , . % - ; or up to and with a ">"
@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "base/text.h"
 
@@ -17,8 +18,8 @@
 inline constexpr int substitution_most_replacements = 100000;
 inline constexpr size_t substitution_most_growth = 1u << 20;
 
-// The replaced text; null for null. Throws std::bad_alloc, where qrt_find_replace_ids answers null: a statement whose
-// text cannot be made ends the script rather than run with another one.
-OwnedText substitution_of(uint32_t handle, const char *text);
+// The replaced text. Throws std::bad_alloc: a statement whose text cannot be made ends the script rather than run with
+// another one.
+OwnedText substitution_of(uint32_t handle, std::string_view text);
 
 #endif

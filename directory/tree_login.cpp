@@ -2,14 +2,14 @@
 
 #include "base/output.h"
 #include "directory/contexts.h"
-#include "directory/session.h"
 #include "platform/treelogin.h"
 #include "platform/zk.h"
+#include "qrtscript.h"
 
 // A handle that was made is neither freed nor handed out when a later step fails: required.
-uint32_t qrt_TreeLogin(const char *tree, char *user, char *password, uint32_t *handle) {
-    if (!handle) return ZKE_BAD_PARAMETER;
-    *handle = 0;
+uint32_t tree_login(const char *tree, const char *user, const char *password, uint32_t &handle) {
+    constexpr uint32_t login_option = 2;
+    handle = 0;
     TRACE(qrt_TreeLogin, 4, "TreeLogin(%s, %s)", tree ? tree : "", user ? user : "");
     if (!tree) return ZKE_TREE_NOT_FOUND;
     uint32_t code = contexts_start_client();
@@ -31,17 +31,17 @@ uint32_t qrt_TreeLogin(const char *tree, char *user, char *password, uint32_t *h
         TRACE(qrt_TreeLogin, 0, "ZKDSSetContext: ccode: 0x%X", code);
         return code;
     }
-    code = ZKDSLoginEx(made, user, 2, password);
+    code = ZKDSLoginEx(made, user, login_option, password);
     if (code != 0) {
         TRACE(qrt_TreeLogin, 0, "ZKDSLoginEx() returned 0x%x", code);
         return code;
     }
     TRACE(qrt_TreeLogin, 1, "logged into tree [%s]", tree);
-    *handle = made;
+    handle = made;
     return 0;
 }
 
-uint32_t qrt_TreeLogout(const char *tree) {
+uint32_t tree_logout(const char *tree) {
     if (!tree) return ZKE_TREE_NOT_FOUND;
     uint32_t code = contexts_start_client();
     if (code != 0) return code;
@@ -64,18 +64,16 @@ uint32_t qrt_TreeLogout(const char *tree) {
     return code;
 }
 
-uint32_t qrt_get_user_password(int gui, const char *label, const char *defaultUser, char **user, char **password) {
-    constexpr uint32_t cancelled = 1;
-    if (!user || !password) return cancelled;
+uint32_t tree_login_ask(bool in_window, const char *label, const char *default_user, char **user, char **password) {
     int answer = 0;
-    if (gui) {
+    if (in_window) {
         TRACE(qrt_get_user_password, 5, "Initalize graphical login query");
         auxinit_g();
         TRACE(qrt_get_user_password, 5, "Calling graphical login query");
-        answer = auxlogin_g(label, defaultUser, user, password);
+        answer = auxlogin_g(label, default_user, user, password);
     } else {
         TRACE(qrt_get_user_password, 5, "Calling text based login query");
-        answer = auxlogin_c(label, defaultUser, user, password);
+        answer = auxlogin_c(label, default_user, user, password);
     }
     TRACE(qrt_get_user_password, 5, "return value from login query= 0x%X", static_cast<unsigned>(answer));
     TRACE(qrt_get_user_password, 4, "qrt_get_user_password return value=0x%X", static_cast<unsigned>(answer));

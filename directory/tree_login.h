@@ -1,14 +1,15 @@
-// Logging in to a tree and out of it, and the session's move to another tree. The functions (qrt_TreeLogin,
-// qrt_TreeLogout, qrt_get_user_password, qrt_SetTree, doTreeLogin) are declared in qrtscript.h.
+// Logging in to a tree and out of it, and the question for a name and a password.
 #ifndef DIRECTORY_TREE_LOGIN_H
 #define DIRECTORY_TREE_LOGIN_H
 
-#include "base/text.h"
+#include <cstdint>
 
-// A name and a password on their way to a login; either may be null.
-struct Credentials {
-    OwnedText name;
-    SecretText password;
-};
+// What a login without a name offers.
+inline constexpr char tree_login_no_name[] = "<username>";
+
+// qrt_TreeLogin, qrt_TreeLogout and qrt_get_user_password (qrtscript.h). The strings that go in may be null.
+uint32_t tree_login(const char *tree, const char *user, const char *password, uint32_t &handle);
+uint32_t tree_logout(const char *tree);
+uint32_t tree_login_ask(bool in_window, const char *label, const char *default_user, char **user, char **password);
 
 #endif

@@ -1,14 +1,11 @@
 #include "directory/volumes.h"
 
 #include <cstring>
-#include <new>
-#include <string>
 
-#include "base/output.h"
-#include "base/text.h"
 #include "directory/attribute_values.h"
 #include "directory/attributes.h"
 #include "directory/names.h"
+#include "qrtscript.h"
 
 // The two readers below judge a client code by its low 16 bits as a signed number, and hand that number out
 // sign-extended: required, their callers compare with such codes.
@@ -19,48 +16,43 @@ static bool low_part_negative(uint32_t code) {
     return static_cast<int16_t>(code) < 0;
 }
 
-uint32_t qrt_DSGetObjConnID(uint32_t handle, const char *volumeObject, uint32_t *connection, char *server, void *) try {
-    char *value = nullptr;
-    uint32_t code = qrt_GetAttribute(handle, volumeObject, "Host Server", &value);
-    OwnedText host(value);
-    if (code != ZK_OK) return code;
-    if (connection) *connection = 0;
-    if (!server) return ZK_OK;
-    return names_copy(server, volumes_name_size, names_split(host.get()).leaf) ? ZK_OK : QRT_NOT_FOUND;
-} catch (const std::bad_alloc &) {
-    return ZKE_NO_MEMORY;
+uint32_t volumes_server(uint32_t handle, const char *volume_object, std::string &server) {
+    OwnedText host;
+    const uint32_t code = attributes_text(handle, volume_object, "Host Server", host);
+    if (code == ZK_OK) server = names_split(host.get()).leaf;
+    return code;
 }
 
 // Examines one reply, which holds the volume's name and nothing else. Returns the last call's code.
-static uint32_t take_volume_name(const AttributeRead &read, char *volume) {
+static uint32_t take_volume_name(const AttributeRead &read, std::string &volume) {
     uint32_t count = 0;
     uint32_t code = attributes_count(read, count);
     if (low_part_negative(code)) return code;
     if (count != 1) return QRT_NOT_FOUND;
     AttributeHead head;
     code = attributes_head(read, head);
-    if (low_part_negative(code) || !text_equal_nocase(head.name, hostResName)) return code;
+    if (low_part_negative(code) || !equal_nocase(head.name, hostResName)) return code;
     if (head.values != 1) return QRT_NOT_FOUND;
     AttributeValue value;
     code = attribute_values_fetch(read.function, read.handle, read.reply.get(), head.syntax, value, low_part_negative);
     if (low_part_negative(code) || !value.block) return code;
-    return names_copy(volume, volumes_name_size, value.block.get()) ? code : QRT_NOT_FOUND;
+    volume = value.block.get();
+    if (volume.size() < volumes_name_size) return code;
+    volume.clear();
+    return QRT_NOT_FOUND;
 }
 
-uint32_t qrt_DSGetPhysicalVolumeName(uint32_t handle, const char *volumeObject, char *volume) try {
-    if (!volumeObject || !volume) return QRT_NOT_FOUND;
-    *volume = '\0';
+uint32_t volumes_physical_name(uint32_t handle, const char *volume_object, std::string &volume) {
+    volume.clear();
     AttributeRead read{TRACED(qrt_DSGetPhysicalVolumeName)};
     uint32_t code = attributes_prepare(read, handle, hostResName, low_part_negative);
     if (!read.request || !read.reply) return code == ZK_OK ? QRT_NOT_FOUND : extended(code);
     if (low_part_negative(code)) return extended(code);
     do {
-        code = attributes_read(read, volumeObject);
+        code = attributes_read(read, volume_object);
         if (!low_part_negative(code)) code = take_volume_name(read, volume);
     } while (!low_part_negative(code) && read.iteration != ZK_NO_MORE_ITERATIONS);
     return extended(code);
-} catch (const std::bad_alloc &) {
-    return ZKE_NO_MEMORY;
 }
 
 // Steps through the reply's attributes up to the map's target, whose name counts with its letter case.
@@ -75,7 +67,7 @@ static uint32_t find_map_target(const AttributeRead &read, uint32_t count, Attri
     return ZKE_NO_SUCH_ATTRIBUTE;
 }
 
-static uint32_t take_map_target(const AttributeRead &read, char *volumeObject, char *rest) {
+static uint32_t take_map_target(const AttributeRead &read, std::string_view rest, std::optional<VolumePath> &target) {
     uint32_t count = 0;
     uint32_t code = attributes_count(read, count);
     if (low_part_negative(code) || count == 0) return code;
@@ -87,35 +79,25 @@ static uint32_t take_map_target(const AttributeRead &read, char *volumeObject, c
     code = attribute_values_fetch(read.function, read.handle, read.reply.get(), head.syntax, value, low_part_negative);
     if (low_part_negative(code) || !value.block) return code;
     std::string path(attribute_values_path(value));
-    if (*rest) path += std::string("\\") + rest;
-    if (path.size() >= volumes_rest_size) return QRT_NOT_FOUND;
-    if (!names_copy(volumeObject, volumes_name_size, attribute_values_volume(value))) return QRT_NOT_FOUND;
-    names_copy(rest, volumes_rest_size, path);
+    if (!rest.empty()) path.append("\\").append(rest);
+    const std::string_view volume_object = attribute_values_volume(value);
+    if (path.size() >= volumes_rest_size || volume_object.size() >= volumes_name_size) return QRT_NOT_FOUND;
+    target = VolumePath{std::string(volume_object), path};
     return code;
 }
 
-uint32_t qrt_CheckForDirectoryMap(uint32_t handle, const char *mapObject, char *volumeObject, char *rest) try {
-    if (!mapObject || !volumeObject || !rest) return QRT_NOT_FOUND;
+uint32_t volumes_map_target(uint32_t handle, const char *map_object, std::string_view rest,
+                            std::optional<VolumePath> &target) {
     AttributeRead read{TRACED(qrt_CheckForDirectoryMap)};
     uint32_t code = attributes_prepare(read, handle, pathStr, low_part_negative);
     if (!read.request || !read.reply) return code == ZK_OK ? QRT_NOT_FOUND : extended(code);
-    if (!low_part_negative(code)) code = attributes_read(read, mapObject);
-    if (!low_part_negative(code)) code = take_map_target(read, volumeObject, rest);
+    if (!low_part_negative(code)) code = attributes_read(read, map_object);
+    if (!low_part_negative(code)) code = take_map_target(read, rest, target);
     return extended(code);
-} catch (const std::bad_alloc &) {
-    return ZKE_NO_MEMORY;
 }
 
-namespace {
-// A path cut at its volume: "VOL:rest" or "VOL\rest".
-struct VolumePath {
-    std::string object;
-    std::string rest;
-};
-} // namespace
-
-// False for a path that names a server, which only the client's own parser understands. A "/" before the colon counts
-// only when there is no backslash at all: required.
+// Cuts a path at its volume, "VOL:rest" or "VOL\rest". False for a path that names a server, which only the client's
+// own parser understands. A "/" before the colon counts only when there is no backslash at all: required.
 static bool split_at_volume(std::string_view path, VolumePath &split) {
     constexpr auto none = std::string_view::npos;
     if (path.substr(0, 2) == "\\\\") return false;
@@ -131,32 +113,16 @@ static bool split_at_volume(std::string_view path, VolumePath &split) {
 
 static bool is_directory_map(const ZKDSObjectInfo &info) {
     std::string_view name(info.baseClass, strnlen(info.baseClass, sizeof info.baseClass));
-    return text_equal_nocase(name, "Directory Map");
+    return equal_nocase(name, "Directory Map");
 }
 
 // Puts the map's volume object and its path into `split`. A map that cannot be read leaves `split` as it is.
 static void follow_map(uint32_t handle, VolumePath &split) {
-    char volumeObject[volumes_name_size] = "";
-    char rest[volumes_rest_size] = "";
-    names_copy(volumeObject, sizeof volumeObject, split.object);
-    names_copy(rest, sizeof rest, split.rest);
-    if (qrt_CheckForDirectoryMap(handle, split.object.c_str(), volumeObject, rest) != ZK_OK) return;
-    split.object = volumeObject;
-    split.rest = rest;
+    std::optional<VolumePath> target;
+    if (volumes_map_target(handle, split.object.c_str(), split.rest, target) == ZK_OK && target) split = *target;
 }
 
-namespace {
-// What the caller of qrt_ZKDSParsePath gave to be filled.
-struct PathOuts {
-    char *server;
-    uint32_t *connection;
-    char *volume;
-    char *rest;
-    uint16_t *resolved;
-};
-} // namespace
-
-static uint32_t ask_client(const char *path, uint32_t pending, const PathOuts &outs) {
+static uint32_t ask_client(const char *path, uint32_t pending, VolumePlace &place) {
     char server[ZK_MAX_NAME + 1] = "";
     char volume[ZK_MAX_NAME + 1] = "";
     char rest[ZK_MAX_NAME + 1] = "";
@@ -164,48 +130,54 @@ static uint32_t ask_client(const char *path, uint32_t pending, const PathOuts &o
     uint32_t code = ZKParsePath(path, server, &connection, volume, rest);
     TRACE(qrt_ZKDSParsePath, 4, "ZKParsePath(%s) returned %x", path ? path : "", code);
     if (code != ZK_OK) return pending == ZKE_VOLUME_UNKNOWN ? pending : code;
-    if (outs.rest && !names_copy(outs.rest, volumes_rest_size, rest)) return QRT_NOT_FOUND;
-    if (outs.server) names_copy(outs.server, volumes_name_size, server);
-    if (outs.connection) *outs.connection = connection;
-    if (outs.volume) names_copy(outs.volume, volumes_name_size, volume);
+    if (strlen(rest) >= volumes_rest_size) return QRT_NOT_FOUND;
+    place.server = server;
+    place.connection = connection;
+    place.volume = volume;
+    place.rest = rest;
     return ZK_OK;
+}
+
+static uint32_t ask_for_server(uint32_t handle, const std::string &volume_object, VolumePlace &place) {
+    std::string server;
+    const uint32_t code = volumes_server(handle, volume_object.c_str(), server);
+    if (code != ZK_OK) return code;
+    const bool fits = server.size() < volumes_name_size;
+    place.connection = 0;
+    place.server = fits ? server : "";
+    return fits ? ZK_OK : QRT_NOT_FOUND;
 }
 
 // Asks the directory. True when that settles the call with `code`; otherwise `code` is the one that stays pending while
 // the client's parser is asked.
-static bool ask_directory(uint32_t handle, VolumePath &split, const PathOuts &outs, uint32_t &code) {
-    char distinguishedName[names_buffer_size] = "";
+static bool ask_directory(uint32_t handle, VolumePath &split, bool volume_wanted, VolumePlace &place, uint32_t &code) {
+    char distinguished_name[names_buffer_size] = "";
     ZKDSObjectInfo info = {};
-    code = ZKDSReadObjectInfo(handle, split.object.c_str(), distinguishedName, &info);
+    code = ZKDSReadObjectInfo(handle, split.object.c_str(), distinguished_name, &info);
     if (code != ZK_OK) return false;
     if (is_directory_map(info)) follow_map(handle, split);
     if (handle == ZKE_BAD_CONTEXT) {
         code = 1;
         return true;
     }
-    code = qrt_DSGetObjConnID(handle, split.object.c_str(), outs.connection, outs.server, nullptr);
-    if (code != ZK_OK && code != ZKE_VOLUME_UNKNOWN) return false;
-    if (!outs.volume || qrt_DSGetPhysicalVolumeName(handle, split.object.c_str(), outs.volume) != ZK_OK) return false;
-    if (outs.resolved) *outs.resolved = 1;
-    if (outs.rest) names_copy(outs.rest, volumes_rest_size, split.rest);
+    code = ask_for_server(handle, split.object, place);
+    if ((code != ZK_OK && code != ZKE_VOLUME_UNKNOWN) || !volume_wanted) return false;
+    if (volumes_physical_name(handle, split.object.c_str(), place.volume.emplace()) != ZK_OK) return false;
+    place.resolved = true;
+    place.rest = split.rest;
     code = ZK_OK;
     return true;
 }
 
-uint32_t qrt_ZKDSParsePath(uint32_t handle, const char *path, char *server, uint32_t *connection, char *volume,
-                           char *rest, uint16_t *resolved) try {
-    PathOuts outs = {server, connection, volume, rest, resolved};
-    if (resolved) *resolved = 0;
-    if (rest) *rest = '\0';
+uint32_t volumes_parse_path(uint32_t handle, const char *path, VolumePlace &place, bool volume_wanted) {
+    place.rest = "";
     std::string_view whole = path ? path : "";
     if (whole.size() >= volumes_path_size) return QRT_NOT_FOUND;
     VolumePath split;
     uint32_t pending = ZK_OK;
     if (!whole.empty() && split_at_volume(whole, split)) {
         if (split.rest.size() >= volumes_rest_size) return QRT_NOT_FOUND;
-        if (ask_directory(handle, split, outs, pending)) return pending;
+        if (ask_directory(handle, split, volume_wanted, place, pending)) return pending;
     }
-    return ask_client(path, pending, outs);
-} catch (const std::bad_alloc &) {
-    return ZKE_NO_MEMORY;
+    return ask_client(path, pending, place);
 }

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "base/text.h"
-#include "commands/compatibility.h"
 #include "commands/drive.h"
 #include "commands/environment.h"
 #include "commands/file_spec.h"
@@ -41,8 +40,7 @@ void drop(Slots &...slots) {
 // does not, on purpose:
 //  - IF, ELSE and END keep the levels, also while they are skipped;
 //  - a GOTO to a reserved word says so, skipped or not (goto_statement);
-//  - the operands are evaluated before, so that DISPLAY and INCLUDE of a file read it, or say that it is missing;
-//  - doTreeLogin asks for itself, since callers of the library use it too.
+//  - the operands are evaluated before, so that DISPLAY and INCLUDE of a file read it, or say that it is missing.
 template <typename... Operands, typename... Given>
 void execute(void (*statement)(Operands...), Given &&...operands) {
     if (condition_executing()) statement(std::forward<Given>(operands)...);

@@ -1,8 +1,8 @@
 #include "language/control_flow.h"
 
 #include "base/output.h"
-#include "directory/session.h"
 #include "language/tokenizer.h"
+#include "qrtscript.h"
 #include "script/conditions.h"
 #include "script/input_buffer.h"
 #include "script/parser.h"
@@ -18,14 +18,15 @@ void statement_completed() {
     // own line, not the next one.
     wholeline = 0;
     if (!gotostate || !condition_executing()) return;
-    // An unknown label goes on behind the GOTO, silently: required.
-    lex_goto(gotolabel);
-    session_replace(gotolabel, nullptr);
+    const OwnedText label(gotolabel);
+    gotolabel = nullptr;
     gotostate = 0;
+    // An unknown label goes on behind the GOTO, silently: required.
+    if (label) lex_jump(label.get());
 }
 
 void label_is_reserved() {
-    yyerror("Reserved words cannot be used as labels");
+    syntax_error_report("Reserved words cannot be used as labels");
     invalidGoToLabel = 1;
 }
 

@@ -34,8 +34,9 @@
 #define YYINITDEPTH 200
 #define YYMAXDEPTH 10000
 
-// The exported yylex lets no exception through; the parser has to know that memory has run out.
+// The exported names are for callers of the library; the parser has to know that memory has run out.
 #define yylex tokenizer_next
+#define yyerror syntax_error_report
 %}
 
 %define parse.error verbose

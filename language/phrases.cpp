@@ -3,9 +3,12 @@
 #include <string>
 
 #include "base/output.h"
+#include "directory/attribute_compare.h"
+#include "directory/identifiers.h"
 #include "directory/session.h"
 #include "directory/substitution.h"
 #include "platform/zk.h"
+#include "qrtscript.h"
 #include "script/parser.h"
 
 OwnedText phrase_empty() {
@@ -30,13 +33,7 @@ OwnedText phrase_quoted(OwnedText text) {
 
 // The value of an identifier, else of an attribute of the current object. `value` is set for 0 only.
 static uint32_t look_up(const char *name, OwnedText &value) {
-    OwnedText object(qrt_Object());
-    char *found = nullptr;
-    uint32_t code = qrt_GetIdentifierValue(ctx, object.get(), name, &found);
-    if (code != 0) code = qrt_GetAttribute(ctx, object.get(), name, &found);
-    // A user variable that is unset is an empty text and a failure.
-    OwnedText text(found);
-    if (code == 0) value = text ? std::move(text) : phrase_empty();
+    const uint32_t code = identifiers_look_up(ctx, session_object(), name, value);
     if (code != 0 && code != ZKE_NO_SUCH_ATTRIBUTE && code != ZKE_NO_SUCH_VALUE)
         TRACE(yyparse, 1, "Error Invalid Identifier:%s(%X)", name, code);
     return code;
@@ -68,16 +65,16 @@ OwnedText phrase_word(OwnedText word) {
 }
 
 OwnedText phrase_environment(OwnedText name) {
-    OwnedText value(qrt_GetEnvVar(name.get()));
-    return value ? std::move(value) : phrase_empty();
+    const char *value = identifiers_variable(name.get());
+    return text_copy(value ? value : "");
 }
 
 // The flag of the membership lookup: 0 member, 1 no member, anything else when the lookup did not get that far.
 static uint32_t membership(OwnedText group) {
     const OwnedText name = phrase_quoted(std::move(group));
-    OwnedText object(qrt_Object());
+    const std::optional<std::string> object = session_object();
     uint32_t flag = 2;
-    qrt_compareAttribute(ctx, object.get(), "Group_Membership", name.get(), &flag);
+    if (object) attribute_compare(ctx, object->c_str(), "Group_Membership", name.get(), flag);
     return flag;
 }
 

@@ -1,12 +1,13 @@
 #include "language/script_runner.h"
 
+#include "base/guard.h"
 #include "base/output.h"
-#include "base/text.h"
 #include "base/variables.h"
+#include "directory/contexts.h"
 #include "directory/session.h"
 #include "language/actions.h"
 #include "language/tokenizer.h"
-#include "platform/zk.h"
+#include "qrtscript.h"
 #include "script/input_buffer.h"
 
 static void reset_parser(char *objectName, uint32_t contextHandle) {
@@ -21,12 +22,19 @@ static void reset_parser(char *objectName, uint32_t contextHandle) {
     objname = objectName;
 }
 
-int parsescript_Run(const char *text, char *objectName, uint32_t contextHandle) {
-    reset_parser(objectName, contextHandle);
+static bool push_text(std::string_view text) {
+    return guarded(false, [&] {
+        lex_push(text);
+        return true;
+    });
+}
+
+int script_run(std::string_view text, char *object, uint32_t handle) {
+    reset_parser(object, handle);
     // The depth is left as it stands after each run, so that runs use up the stack: required. No slot is live between
     // two runs, so that the next run after the last slot starts at the bottom again.
     if (ibufstackindex >= lex_stack_size) ibufstackindex = 0;
-    if (lex_addBuffer(text) != 0) {
+    if (!push_text(text)) {
         say("memory exhausted");
         syntax_error = 1;
         return syntax_error;
@@ -43,14 +51,13 @@ int parsescript_Run(const char *text, char *objectName, uint32_t contextHandle) 
     return syntax_error;
 }
 
-int qrt_RunScript(const char *text) {
-    if (!CurrentTree) return 0;
-    uint32_t handle = 0;
-    qrt_Getctx(CurrentTree, &handle);
-    OwnedText object(qrt_Object());
-    parsescript_Run(text, object.get(), handle);
+void script_run_in_session(std::string_view text) {
+    if (!CurrentTree) return;
+    Context context;
+    contexts_make(CurrentTree, context.handle);
+    std::optional<std::string> object = session_object();
+    script_run(text, object ? object->data() : nullptr, context.release());
     objname = nullptr;
     // A TREE statement frees the handle and leaves its own in its place.
     ZKDSFreeContext(ctx);
-    return 0;
 }

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "base/text.h"
 #include "script/input_buffer.h"
 
 // Words are cut at this many characters.
@@ -14,34 +15,29 @@ constexpr int lex_max_word = 511;
 
 #pragma GCC visibility push(default)
 extern "C" {
-
 extern int32_t end_of_line; // the next token starts a line. Set here and by parsescript_Run.
 extern int32_t wholeline;   // the next token is the rest of the line. Set by the grammar, cleared here.
-
-// The next token's number, 0 at the end of the text. Words, quoted strings and whole lines leave new heap text in
-// yylval; delimiters and the end leave it alone.
-// Without memory it tells the end of the text.
-int yylex();
-
-// 1 for the 22 characters that end a word, else 0. The full stop is part of words.
-int isDelimeter(int ch);
-
-// Each returns new heap text, or null without memory or a buffer. The word up to the next delimiter:
-char *lex_gettoken(LexBuffer *buffer);
-// The body of a quoted string whose opening quote has been read, its escapes translated:
-char *lex_quotestring(LexBuffer *buffer);
-// The rest of the line, its line end left unread:
-char *lex_line(LexBuffer *buffer);
-// The same without reading it:
-char *lex_line_fetch(LexBuffer *buffer);
-
-// Replaces the blank of each "%home directory" and ";home directory" behind the first character of the line at the read
-// position by "_". Returns 0.
-int lex_find_replace_home(LexBuffer *buffer);
 }
 #pragma GCC visibility pop
 
-// What the parser reads from: yylex() that throws std::bad_alloc, so that the parse ends when memory runs out.
+// The next token's number, 0 at the end of the text. Words, quoted strings and whole lines leave new heap text in
+// yylval; delimiters and the end leave it alone.
 int tokenizer_next();
+
+// Whether a character ends a word; NUL does. The full stop is part of words.
+bool tokenizer_is_delimiter(int ch);
+
+// The word up to the next delimiter:
+OwnedText tokenizer_word(LexBuffer &buffer);
+// The body of a quoted string whose opening quote has been read, its escapes translated:
+OwnedText tokenizer_quoted(LexBuffer &buffer);
+// The rest of the line, its line end left unread:
+OwnedText tokenizer_line(LexBuffer &buffer);
+// The same without reading it:
+OwnedText tokenizer_look_at_line(const LexBuffer &buffer);
+
+// Replaces the blank of each "%home directory" and ";home directory" behind the first character of the line at the read
+// position by "_".
+void tokenizer_join_home(LexBuffer &buffer);
 
 #endif

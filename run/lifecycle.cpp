@@ -9,26 +9,25 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string_view>
 
 #include "base/output.h"
-#include "base/text.h"
 #include "commands/program.h"
 #include "directory/session.h"
+#include "platform/common/conf_file.h"
 #include "platform/common/places.h"
 #include "script/input_buffer.h"
 
 // Looked up beforehand: nothing but write() may be called in the handler.
 static const char *abort_message = "";
 
-int qrt_script_load_configuration() {
+void lifecycle_load_configuration() {
     char value[256];
     debug_level = 0;
-    if (qrtGetConfValue("login.conf", "", "debug_level", value, sizeof value) != 0) return 0;
-    debug_level = static_cast<int32_t>(strtol(value, nullptr, 10));
+    bLogFileOutput = 0;
+    if (conf_value("login.conf", "", "debug_level", value, sizeof value) != conf_found) return;
+    debug_level = text_number(value);
     TRACE(qrt_script_load_configuration, 0, "debug_level found in conf file:%i", debug_level);
-    return 0;
 }
 
 // The trace level goes too, so that the one from login.conf was in force for its own trace line alone: required.
@@ -41,37 +40,33 @@ static void reset_session() {
     for (int slot = 0; slot < lifecycle_cleared_slots; slot++) ibufstack[slot] = nullptr;
 }
 
-static int open_pipe() {
+static bool open_pipe() {
     // One that cannot be made leaves both ends as they are, and shows in the stream that cannot be opened on it.
     [[maybe_unused]] const int made = pipe2(fd, O_CLOEXEC);
     fdr = fdopen(fd[1], "w");
-    if (fdr) return 0;
+    if (fdr) return true;
     output_print(output_translate("Error initializing qrt %s\n"), strerror(errno));
-    return -1;
+    return false;
 }
 
-int qrt_init(void *, FILE *output) {
+bool lifecycle_start(FILE *output) {
     setlocale(LC_ALL, "");
     bindtextdomain(output_domain, place_locale);
     textdomain(output_domain);
-    qrt_script_load_configuration();
+    lifecycle_load_configuration();
     reset_session();
-    if (!output) {
-        if (open_pipe() != 0) return -1;
-    } else {
-        fdr = output;
-    }
+    fdr = output;
+    if (!output && !open_pipe()) return false;
     abort_message = output_translate("ctrl-c pressed, script aborted\n");
     signal(SIGINT, cntrlcHandler);
-    return 0;
+    return true;
 }
 
-int qrt_exit() {
+void lifecycle_end() {
     if (fdr) {
-        const PipeSignal held = output_hold_pipe_signal();
+        const PipeGuard held(fdr);
         putc('\0', fdr);
         fflush(fdr);
-        output_release_pipe_signal(held, fdr);
     }
     // With a stream of the caller's own this is descriptor 0: required. The stream itself stays open.
     close(fd[1]);
@@ -80,15 +75,12 @@ int qrt_exit() {
     session_clear();
     program_reap();
     fflush(stdout);
-    return 0;
 }
 
-int qrt_ReadResults(char **line) {
-    if (!line) return -1;
-    *line = nullptr;
+OwnedText lifecycle_read_line() {
     // Room for the longest line first: when there is none, nothing has been read yet and nothing is lost.
-    auto *text = static_cast<char *>(malloc(lifecycle_line_size + 1));
-    if (text == nullptr) return -1;
+    OwnedText text(static_cast<char *>(malloc(lifecycle_line_size + 1)));
+    if (!text) return nullptr;
     int length = 0;
     bool ended = false;
     while (length < lifecycle_line_size) {
@@ -96,19 +88,17 @@ int qrt_ReadResults(char **line) {
         const ssize_t got = TEMP_FAILURE_RETRY(read(fd[0], &c, 1));
         ended = got == 0 || (got > 0 && c == '\0');
         if (got <= 0 || c == '\0' || c == '\n') break;
-        text[length++] = c;
+        text.get()[length++] = c;
     }
-    if (length == 0 && ended) {
-        free(text);
-        return -1;
-    }
-    text[length] = '\0';
-    auto *exact = static_cast<char *>(realloc(text, static_cast<size_t>(length) + 1));
-    *line = exact != nullptr ? exact : text;
-    return 0;
+    if (length == 0 && ended) return nullptr;
+    text.get()[length] = '\0';
+    auto *exact = static_cast<char *>(realloc(text.get(), static_cast<size_t>(length) + 1));
+    if (!exact) return text;
+    static_cast<void>(text.release());
+    return OwnedText(exact);
 }
 
-void cntrlcHandler(int) {
+void lifecycle_interrupted() {
     if (!bcntrlc) return;
     text_wipe(CurrentPassword);
     // A reader that is gone does not change how the process ends.
@@ -126,7 +116,7 @@ void cntrlcHandler(int) {
     _exit(0);
 }
 
-void openLogFile() {
+void lifecycle_open_log() {
     fpLogFileOutput = fopen(place_conf_log, "a");
     if (!fpLogFileOutput) fpLogFileOutput = fopen(place_conf_log, "w");
     if (fpLogFileOutput) return;

@@ -1,41 +1,44 @@
 #include "run/run_sequence.h"
 
-#include <cstdlib>
 #include <cstring>
-#include <new>
-#include <string>
 
+#include "base/guard.h"
 #include "base/output.h"
-#include "base/text.h"
+#include "commands/current_tree.h"
+#include "directory/attributes.h"
 #include "directory/contexts.h"
 #include "directory/names.h"
+#include "directory/script_sources.h"
+#include "directory/servers.h"
 #include "directory/session.h"
+#include "language/script_runner.h"
 #include "platform/zk.h"
+#include "run/lifecycle.h"
 
 // What one run holds besides the session's globals.
 struct Run {
-    QrtRunScriptsArgs *args;
-    OwnedText tree;
+    QrtRunScriptsArgs &args;
+    std::optional<std::string> tree = std::nullopt;
     uint32_t handle = 0;
-    bool moved = false;   // the handle is of another tree, to which the last script has moved
-    std::string context;  // the context being built
-    std::string fullName; // shown as the user
-    OwnedText object;
+    bool moved = false;        // the handle is of another tree, to which the last script has moved
+    std::string context = "";  // the context being built
+    std::string fullName = ""; // shown as the user
+    std::string object = "";
 };
 
-static void trace_request(const QrtRunScriptsArgs *args) {
+static void trace_request(const QrtRunScriptsArgs &args) {
     auto shown = [](const char *text) { return text ? text : ""; };
-    TRACE(qrt_RunScripts, 4, "User Variable2 is: %s", shown(args->userVar2));
-    TRACE(qrt_RunScripts, 4, "User Variable3 is: %s", shown(args->userVar3));
-    TRACE(qrt_RunScripts, 4, "User Variable4 is: %s", shown(args->userVar4));
-    TRACE(qrt_RunScripts, 4, "User Variable5 is: %s", shown(args->userVar5));
-    TRACE(qrt_RunScripts, 4, "treename is: %s", shown(args->treename));
-    TRACE(qrt_RunScripts, 4, "server is: %s", shown(args->server));
-    TRACE(qrt_RunScripts, 4, "context is: %s", shown(args->context));
-    TRACE(qrt_RunScripts, 4, "user is: %s", shown(args->user));
-    TRACE(qrt_RunScripts, 4, "profileScript is: %s", shown(args->profileScript));
-    TRACE(qrt_RunScripts, 4, "loginScript is: %s", shown(args->loginScript));
-    TRACE(qrt_RunScripts, 4, "userGUI is: %i", args->userGUI);
+    TRACE(qrt_RunScripts, 4, "User Variable2 is: %s", shown(args.userVar2));
+    TRACE(qrt_RunScripts, 4, "User Variable3 is: %s", shown(args.userVar3));
+    TRACE(qrt_RunScripts, 4, "User Variable4 is: %s", shown(args.userVar4));
+    TRACE(qrt_RunScripts, 4, "User Variable5 is: %s", shown(args.userVar5));
+    TRACE(qrt_RunScripts, 4, "treename is: %s", shown(args.treename));
+    TRACE(qrt_RunScripts, 4, "server is: %s", shown(args.server));
+    TRACE(qrt_RunScripts, 4, "context is: %s", shown(args.context));
+    TRACE(qrt_RunScripts, 4, "user is: %s", shown(args.user));
+    TRACE(qrt_RunScripts, 4, "profileScript is: %s", shown(args.profileScript));
+    TRACE(qrt_RunScripts, 4, "loginScript is: %s", shown(args.loginScript));
+    TRACE(qrt_RunScripts, 4, "userGUI is: %i", args.userGUI);
 }
 
 // The record is the caller's, and writing "no file" into it is required: callers read it afterwards.
@@ -43,27 +46,27 @@ static void replace_default(char *&script) {
     if (script && strcmp(script, "<DEFAULT>") == 0) script = nullptr;
 }
 
-static void take_request(QrtRunScriptsArgs *args) {
+static void take_request(QrtRunScriptsArgs &args) {
     trace_request(args);
-    g_useGUI = args->userGUI;
-    if (args->password) session_set_password(args->password);
-    replace_default(args->profileScript);
-    replace_default(args->loginScript);
-    const char *values[] = {args->userVar2, args->userVar3, args->userVar4, args->userVar5};
+    g_useGUI = args.userGUI;
+    if (args.password) session_set_password(args.password);
+    replace_default(args.profileScript);
+    replace_default(args.loginScript);
+    const char *values[] = {args.userVar2, args.userVar3, args.userVar4, args.userVar5};
     for (int n = 0; n < 4; n++) {
-        if (values[n]) qrt_SetUserVar(n + 2, values[n]);
+        if (values[n]) session_set_variable(n + 2, values[n]);
     }
 }
 
 static bool find_tree(Run &run) {
-    if (run.args->treename) {
-        run.tree.reset(qrt_GetTreeName(run.args->treename));
-        TRACE(qrt_RunScripts, 4, "real treename is: %s", run.tree ? run.tree.get() : "");
+    if (run.args.treename) {
+        run.tree = contexts_tree(run.args.treename);
+        TRACE(qrt_RunScripts, 4, "real treename is: %s", run.tree ? run.tree->c_str() : "");
     }
-    if (!run.tree && run.args->server) {
-        qrt_Getctx(qrt_GetCurrentTree(), &run.handle);
-        run.tree.reset(qrt_GetTreeFromServer(run.args->server));
-        TRACE(qrt_RunScripts, 4, "TreeName from server (%s)", run.tree ? run.tree.get() : "");
+    if (!run.tree && run.args.server) {
+        contexts_make(session_tree(), run.handle);
+        run.tree = contexts_tree_of_server(run.args.server);
+        TRACE(qrt_RunScripts, 4, "TreeName from server (%s)", run.tree ? run.tree->c_str() : "");
     }
     if (run.tree) return true;
     say("No Treename defined\n");
@@ -71,9 +74,9 @@ static bool find_tree(Run &run) {
 }
 
 static void set_user(Run &run, const std::string &name) {
-    qrt_SetCurrentObject(name.c_str());
-    qrt_SetLoginName(name.c_str());
-    qrt_SetUserVar(1, name.c_str());
+    session_set_object(name.c_str());
+    session_set_login_name(name.c_str());
+    session_set_variable(1, name.c_str());
     run.fullName = name.substr(0, ZK_MAX_NAME);
 }
 
@@ -83,13 +86,12 @@ static void identify_user(Run &run) {
     ZKDSWhoAmI(run.handle, known);
     known[ZK_MAX_NAME] = '\0';
     TRACE(qrt_RunScripts, 1, "Current logged in user: %s", known);
-    char *user = run.args->user;
+    char *user = run.args.user;
     char *period = strchr(user, '.');
     if (strlen(known) > 2) {
-        char parent[ZK_MAX_NAME + 1], leaf[ZK_MAX_NAME + 1];
-        qrt_DSRemoveNameFromFullName(known, parent, leaf, nullptr);
-        run.context = std::string(".") + parent;
-        set_user(run, leaf);
+        const NameParts name = names_split(known);
+        run.context = "." + name.parent;
+        set_user(run, name.leaf);
     } else if (period) {
         // The cut in the caller's record is required; the context field is not consulted then.
         *period = '\0';
@@ -97,45 +99,43 @@ static void identify_user(Run &run) {
         set_user(run, user);
     } else {
         set_user(run, user);
-        if (run.args->context) run.context = run.args->context;
+        if (run.args.context) run.context = run.args.context;
     }
 }
 
 static void detect_alias(const Run &run) {
-    const char *period = qrt_DSFindDelimiter(run.args->user, ".");
-    const bool alias = period && !text_equal_nocase(period, run.context);
+    const std::string_view user = run.args.user;
+    const size_t period = names_find_delimiter(user, ".");
+    const bool alias = period != user.npos && !equal_nocase(user.substr(period), run.context);
     LoginAliasContext[0] = alias ? 'Y' : 'N';
-    if (alias) TRACE(qrt_RunScripts, 7, "using alias context, old (%s), new (%s)", period, run.context.c_str());
+    if (alias)
+        TRACE(qrt_RunScripts, 7, "using alias context, old (%s), new (%s)", run.args.user + period,
+              run.context.c_str());
 }
 
 static void set_context(Run &run) {
-    qrt_SetCurrentContext(run.context.data());
-    qrt_SetInitialContext(run.context.c_str());
+    session_set_context(run.context);
+    session_set_initial_context(run.context.c_str());
     say("User: %s\n", run.fullName.c_str());
 }
 
-static uint32_t set_default_server(const Run &run) {
-    const OwnedText server(qrt_GetDefaultServer());
-    return qrt_SetServer(run.handle, server.get());
+static void set_server(const Run &run, const std::optional<std::string> &server) {
+    servers_set_primary(run.handle, server ? server->c_str() : nullptr);
 }
 
 static void set_primary_server(const Run &run) {
-    char *given = run.args->server;
+    const char *given = run.args.server;
     if (!given) {
-        const OwnedText server(qrt_GetDefaultServerFromTree(run.tree.get()));
-        if (server) qrt_SetServer(run.handle, server.get());
+        const auto server = contexts_default_server_of(run.tree->c_str());
+        if (server) set_server(run, server);
         return;
     }
-    char *tree = nullptr;
-    if (qrt_CheckAuthServer(given, &tree) != 0) {
-        if (qrt_SetServer(run.handle, given) != 0) set_default_server(run);
-        return;
-    }
-    const OwnedText serverTree(tree);
-    if (serverTree && text_equal_nocase(serverTree.get(), run.tree.get()))
-        qrt_SetServer(run.handle, given);
-    else
-        set_default_server(run);
+    std::optional<std::string> tree;
+    const bool authenticated = servers_check(given, tree) == 0;
+    const bool elsewhere = authenticated && !(tree && equal_nocase(*tree, *run.tree));
+    // One that is authenticated in this tree keeps its place, even when it cannot be made the primary one.
+    if (elsewhere || (servers_set_primary(run.handle, given) != 0 && !authenticated))
+        set_server(run, contexts_default_server());
 }
 
 // The handle of the run's own tree. A TREE statement of the script before has freed it and left its own in `ctx`: then
@@ -144,15 +144,15 @@ static uint32_t own_handle(Run &run) {
     if (run.moved) {
         run.moved = false;
         ZKDSFreeContext(run.handle);
-        qrt_Getctx(run.tree.get(), &run.handle);
+        contexts_make(run.tree->c_str(), run.handle);
         ctx = run.handle;
     }
     return run.handle;
 }
 
-static int run_script(Run &run, const char *text, const char *object) {
-    const OwnedText name = text_copy_or_null(object);
-    const int result = parsescript_Run(text, name.get(), own_handle(run));
+static int run_script(Run &run, std::string_view text, const std::string &object) {
+    std::string name = object;
+    const int result = script_run(text, name.data(), own_handle(run));
     objname = nullptr;
     run.moved = session_context_taken;
     run.handle = ctx;
@@ -160,56 +160,50 @@ static int run_script(Run &run, const char *text, const char *object) {
 }
 
 static void run_container_script(Run &run) {
-    if (run.args->loginScript) return;
+    if (run.args.loginScript) return;
     TRACE(qrt_RunScripts, 4, "Now Process Container script");
-    char *text = nullptr;
-    if (qrt_get_container(own_handle(run), run.object.get(), &text) != 0) {
+    std::string text;
+    if (script_sources_container(own_handle(run), run.object.c_str(), text) == 0)
+        run_script(run, text, run.object);
+    else
         TRACE(qrt_RunScripts, 4, "Could not open/read container script");
-        return;
-    }
-    const OwnedText owned(text);
-    run_script(run, text, run.object.get());
 }
 
 static void run_profile_file(Run &run) {
-    const OwnedText text(qrt_readLoginScriptFromFile(run.args->profileScript));
-    if (!text) return;
-    const OwnedText object(qrt_Object());
-    run_script(run, text.get(), object.get());
+    const OwnedText text = script_sources_file(run.args.profileScript);
+    if (text) run_script(run, text.get(), session_object().value_or(""));
 }
 
 // The profile object that the user or the PROFILE statement's object names, and its script.
 static void run_profile_object(Run &run, const char *owner) {
     const bool overridden = owner == over_ride_profile;
-    char *found = nullptr;
-    if (qrt_GetAttribute(own_handle(run), owner, "Profile", &found) != 0) return;
-    const OwnedText profile(found);
-    if (!overridden && run.args->loginScript) return;
-    char *text = nullptr;
-    if (qrt_GetLoginScript(own_handle(run), profile.get(), &text) != 0) return;
-    const OwnedText script(text);
+    OwnedText profile;
+    if (attributes_text(own_handle(run), owner, "Profile", profile) != 0) return;
+    if (!overridden && run.args.loginScript) return;
+    std::string script;
+    if (script_sources_object(own_handle(run), profile.get(), script) != 0) return;
     // After a PROFILE statement the parser is handed the profile object's name in place of its script: required.
-    run_script(run, overridden ? profile.get() : script.get(), run.object.get());
+    run_script(run, overridden ? profile.get() : script.c_str(), run.object);
 }
 
 static void run_profile_script(Run &run) {
     TRACE(qrt_RunScripts, 4, "Now Process user's Profile script");
-    if (run.args->profileScript) {
+    if (run.args.profileScript) {
         run_profile_file(run);
     } else if (over_ride_profile) {
         run_profile_object(run, over_ride_profile);
     } else {
-        TRACE(qrt_RunScripts, 4, "object for profile: %s", run.object.get());
-        run_profile_object(run, run.object.get());
+        TRACE(qrt_RunScripts, 4, "object for profile: %s", run.object.c_str());
+        run_profile_object(run, run.object.c_str());
     }
 }
 
 static int run_user_file(Run &run) {
-    const char *path = run.args->loginScript;
+    const char *path = run.args.loginScript;
     TRACE(qrt_RunScripts, 4, "Now Process User's Login script (%s)", path);
-    const OwnedText text(qrt_readLoginScriptFromFile(path));
+    const OwnedText text = script_sources_file(path);
     if (text)
-        run_script(run, text.get(), run.object.get());
+        run_script(run, text.get(), run.object);
     else
         say("Unable to read file (%s)\n", path);
     return 0;
@@ -217,22 +211,21 @@ static int run_user_file(Run &run) {
 
 // The flag that NO_DEFAULT clears is for the calling program: the default script runs here all the same. Required.
 static int run_user_script(Run &run) {
-    if (run.args->loginScript) return run_user_file(run);
-    TRACE(qrt_RunScripts, 4, "Now Process User's Login script: %s", run.object.get());
-    char *text = nullptr;
-    if (qrt_GetLoginScript(own_handle(run), run.object.get(), &text) != 0) {
+    if (run.args.loginScript) return run_user_file(run);
+    TRACE(qrt_RunScripts, 4, "Now Process User's Login script: %s", run.object.c_str());
+    std::string text;
+    if (script_sources_object(own_handle(run), run.object.c_str(), text) != 0) {
         TRACE(qrt_RunScripts, 4, "Now Process User's \"default\" Login script");
-        __get_default_script(&text);
+        text = script_sources_default();
     }
-    const OwnedText owned(text);
-    return run_script(run, text, run.object.get());
+    return run_script(run, text, run.object);
 }
 
-static void clean_up(Run &run) {
+static uint32_t clean_up(const Run &run, uint32_t result) {
     session_set_password(nullptr);
-    run.object.reset();
     ZKDSFreeContext(run.handle);
-    qrt_exit();
+    lifecycle_end();
+    return result;
 }
 
 static uint32_t run_scripts(Run &run) {
@@ -240,33 +233,25 @@ static uint32_t run_scripts(Run &run) {
     contexts_preset_environment();
     ZKCallsInit(nullptr, nullptr);
     if (!find_tree(run)) return QRT_NO_TREE;
-    qrt_SetTree(run.tree.get());
+    current_tree_set(run.tree->c_str());
     if (run.handle) ZKDSFreeContext(run.handle);
-    qrt_Getctx(qrt_GetCurrentTree(), &run.handle);
-    if (!run.args->user) return QRT_NO_USER;
+    contexts_make(session_tree(), run.handle);
+    if (!run.args.user) return QRT_NO_USER;
     identify_user(run);
     detect_alias(run);
     set_context(run);
     set_primary_server(run);
-    run.object.reset(qrt_Object());
-    // The setters keep quiet about memory that runs out. Scripts without a user to run them for are no login.
-    if (!run.object) throw std::bad_alloc();
+    run.object = session_object().value_or("");
     run_container_script(run);
     run_profile_script(run);
-    const int result = run_user_script(run);
-    clean_up(run);
-    return static_cast<uint32_t>(result);
+    return clean_up(run, static_cast<uint32_t>(run_user_script(run)));
 }
 
-uint32_t qrt_RunScripts(QrtRunScriptsArgs *args) {
-    if (!args) return QRT_NO_USER;
-    Run run;
-    run.args = args;
-    try {
-        return run_scripts(run);
-    } catch (const std::bad_alloc &) {
+uint32_t run_sequence(QrtRunScriptsArgs &args) {
+    Run run{args};
+    const auto without_memory = [&] {
         say("memory exhausted");
-        clean_up(run);
-        return 1;
-    }
+        return clean_up(run, 1);
+    };
+    return guarded(without_memory, [&] { return run_scripts(run); });
 }

@@ -25,7 +25,7 @@ void cond_reset() {
 static void enter_level(int32_t state) {
     if (condindex == cond_levels - 1) {
         // One report for all that is nested in the block that is refused.
-        if (levels_too_deep++ == 0) yyerror("IF nested too deep");
+        if (levels_too_deep++ == 0) syntax_error_report("IF nested too deep");
         return;
     }
     condstate[++condindex] = state;

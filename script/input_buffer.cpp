@@ -1,21 +1,19 @@
 #include "script/input_buffer.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "base/guard.h"
 #include "base/output.h"
 #include "base/text.h"
+#include "include/exported.h"
 
 LexBuffer *ibufstack[lex_stack_size] = {};
 int32_t ibufstackindex = 0;
 int32_t linecounter = 0;
-char *inputBuffer = nullptr;
-int32_t inputIndex = 0;
 
 // A label's pattern, line feed and colon included, has to fit this many bytes with its NUL.
 constexpr size_t goto_pattern_size = 80;
@@ -49,60 +47,35 @@ static void buffer_free(LexBuffer *buffer) {
     free(buffer);
 }
 
-// A new entry with room for `length` characters and the NUL, or null when memory runs out.
+// A new entry with room for `length` characters and the NUL.
 static LexBuffer *buffer_new(size_t length) {
-    if (length >= INT32_MAX) return nullptr;
-    auto *buffer = static_cast<LexBuffer *>(malloc(sizeof(LexBuffer)));
-    if (!buffer) return nullptr;
-    buffer->data = static_cast<char *>(malloc(length + 1));
-    if (!buffer->data) {
-        free(buffer);
-        return nullptr;
-    }
+    if (length >= INT32_MAX) throw std::bad_alloc();
+    OwnedText data(static_cast<char *>(malloc(length + 1)));
+    auto *buffer = data ? static_cast<LexBuffer *>(malloc(sizeof(LexBuffer))) : nullptr;
+    if (!buffer) throw std::bad_alloc();
     buffers_made++;
-    buffer->data[length] = '\0';
-    buffer->readPos = 0;
-    buffer->length = static_cast<int32_t>(length);
+    data.get()[length] = '\0';
+    *buffer = {data.release(), 0, static_cast<int32_t>(length)};
     return buffer;
 }
 
-int lex_addBuffer(const char *scriptText) {
-    if (ibufstackindex >= lex_stack_size) return -1;
-    const size_t length = scriptText ? strlen(scriptText) : 0;
-    LexBuffer *buffer = buffer_new(length);
-    if (!buffer) return -1;
-    if (length) memcpy(buffer->data, scriptText, length);
+void lex_push(std::string_view text) {
+    if (ibufstackindex >= lex_stack_size) throw std::bad_alloc();
+    LexBuffer *buffer = buffer_new(text.size());
+    text.copy(buffer->data, text.size());
     ibufstack[ibufstackindex++] = buffer;
     open_includes.clear();
     included = 0;
-    return 0;
 }
 
-LexBuffer *lex_activeBuffer() {
+LexBuffer *lex_active() {
     return ibufstackindex > 0 ? ibufstack[ibufstackindex - 1] : nullptr;
-}
-
-int lex_dropBuffer() {
-    if (ibufstackindex < 2) return 0;
-    lex_free_active_buffer();
-    ibufstackindex--;
-    return 0;
 }
 
 void lex_free_active_buffer() {
     LexBuffer *&top = ibufstack[ibufstackindex - 1];
     buffer_free(top);
     top = nullptr;
-}
-
-int lex_lookaheadchar(LexBuffer *buffer) {
-    if (!buffer || buffer->readPos >= buffer->length) return 0;
-    return static_cast<unsigned char>(buffer->data[buffer->readPos]);
-}
-
-int lex_getchar(LexBuffer *buffer) {
-    if (!buffer || buffer->readPos >= buffer->length) return 0;
-    return static_cast<unsigned char>(buffer->data[buffer->readPos++]);
 }
 
 // A GOTO leaves an include at either end: a loop around an INCLUDE does not nest.
@@ -115,10 +88,9 @@ static bool include_too_deep(const LexBuffer *active) {
     return open_includes.size() >= max_include_depth;
 }
 
-static int include_failed() {
+static void include_failed() {
     say("memory exhausted");
     TRACE(lex_IncludeFile, 0, "Include failed, Out of memory");
-    return 0;
 }
 
 // More than all includes take is never needed.
@@ -127,11 +99,10 @@ static size_t with_spare(size_t length) {
 }
 
 // An entry with the active text and room for `length` characters: the active one itself if it has the room, else a new
-// one. Null when memory runs out.
+// one.
 static LexBuffer *with_room(LexBuffer *active, size_t length) {
     if (active->data == roomy_text && length <= roomy_size) return active;
     LexBuffer *wider = buffer_new(with_spare(length));
-    if (!wider) return nullptr;
     memcpy(wider->data, active->data, static_cast<size_t>(active->length) + 1);
     wider->readPos = active->readPos;
     wider->length = active->length;
@@ -145,49 +116,48 @@ static void make_active(LexBuffer *wider, size_t length) {
     roomy_size = with_spare(length);
 }
 
-static void splice(LexBuffer *buffer, const char *text, size_t length) {
+static void splice(LexBuffer *buffer, std::string_view text) {
+    const size_t length = text.size();
     char *here = buffer->data + buffer->readPos;
     memmove(here + length + 2, here, static_cast<size_t>(buffer->length - buffer->readPos) + 1);
-    memcpy(here, text, length);
+    text.copy(here, length);
     memcpy(here + length, "\r\n", 2);
     buffer->length += static_cast<int32_t>(length + 2);
 }
 
-int lex_IncludeFile(const char *includedText) try {
-    const size_t added = includedText ? strlen(includedText) : 0;
-    if (added == 0) {
-        TRACE(lex_IncludeFile, 4, "quick return, buffer length = 0");
-        return 0;
-    }
-    LexBuffer *active = lex_activeBuffer();
-    if (!active) return 0;
-    if (include_too_deep(active) || added > max_included - included) return include_failed();
-    const size_t needed = static_cast<size_t>(active->length) + added + 2;
-    if (needed >= INT32_MAX) return include_failed();
+static void include(LexBuffer *active, std::string_view text) {
+    const size_t needed = static_cast<size_t>(active->length) + text.size() + 2;
+    if (include_too_deep(active) || text.size() > max_included - included || needed >= INT32_MAX)
+        return include_failed();
     open_includes.reserve(open_includes.size() + 1);
     LexBuffer *spliced = with_room(active, needed);
-    if (!spliced) return include_failed();
 
     TRACE(lex_IncludeFile, 4, "old buffer (%i): %s", active->length, active->data);
     open_includes.push_back({active->readPos, active->length - active->readPos});
-    included += added;
+    included += text.size();
     if (spliced != active) make_active(spliced, needed);
-    splice(spliced, includedText, added);
+    splice(spliced, text);
     buffers_made++;
     TRACE(lex_IncludeFile, 4, "new buffer (%i): %s", spliced->length, spliced->data);
-    const int next = lex_lookaheadchar(spliced);
+    const int next = lex_look_ahead(*spliced);
     TRACE(lex_IncludeFile, 4, "readPos %i length %i character %i", spliced->readPos, spliced->length, next);
-    if (debug_level <= 8) return 0;
+    if (debug_level <= 8) return;
     for (int32_t i = 0; i < spliced->length; i++) TRACE(lex_IncludeFile, 8, "%i: %c", i, spliced->data[i]);
-    return 0;
-} catch (const std::bad_alloc &) {
-    return include_failed();
+}
+
+void lex_include(std::string_view text) {
+    if (text.empty()) {
+        TRACE(lex_IncludeFile, 4, "quick return, buffer length = 0");
+        return;
+    }
+    LexBuffer *active = lex_active();
+    if (active) guarded(include_failed, [&] { include(active, text); });
 }
 
 static bool move_behind(LexBuffer *buffer, const std::string &pattern) {
     const std::string_view text(buffer->data, static_cast<size_t>(buffer->length));
     for (size_t line = text.find('\n'); line != text.npos; line = text.find('\n', line + 1)) {
-        if (!text_equal_nocase(text.substr(line, pattern.size()), pattern)) continue;
+        if (!equal_nocase(text.substr(line, pattern.size()), pattern)) continue;
         buffer->readPos = static_cast<int32_t>(line + pattern.size());
         return true;
     }
@@ -196,12 +166,9 @@ static bool move_behind(LexBuffer *buffer, const std::string &pattern) {
 
 // The search is textual and from the top on purpose: the first matching line wins, a label stands at the very start of
 // a line other than the first, included text has labels too, and ":label" is met by every line that begins with it.
-int lex_goto(const char *label) try {
-    if (!label || strlen(label) + 2 >= goto_pattern_size) return 1;
-    LexBuffer *active = lex_activeBuffer();
-    if (!active) return 1;
-    const std::string word = label;
-    return move_behind(active, "\n" + word + ":") || move_behind(active, "\n:" + word) ? 0 : 1;
-} catch (const std::bad_alloc &) {
-    return 1;
+bool lex_jump(std::string_view label) {
+    LexBuffer *active = lex_active();
+    if (!active || label.size() + 2 >= goto_pattern_size) return false;
+    const std::string word(label);
+    return move_behind(active, "\n" + word + ":") || move_behind(active, "\n:" + word);
 }

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "base/output.h"
+#include "include/exported.h"
 #include "script/input_buffer.h"
 
 int32_t syntax_error = 0;
@@ -53,10 +54,10 @@ static void say_line(LexBuffer *buffer) {
     if (line) *end = kept;
 }
 
-void yyerror(const char *message) {
+void syntax_error_report(const char *message) {
     syntax_error = 1;
     output_put("\n");
     say("Script error.\n");
-    say_line(lex_activeBuffer());
-    TRACE(yyerror, 5, "parse error unexpected input: %s", message ? message : "");
+    say_line(lex_active());
+    TRACE(yyerror, 5, "parse error unexpected input: %s", message);
 }

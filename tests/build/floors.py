@@ -2,7 +2,8 @@
 """floors.py SOURCE_DIR BUILD_DIR: the folders of libqrtscript and of the client are their floors.
 
 A file includes only its own folder and those below it in floors.txt, and its object refers to no symbol that a
-higher one defines. Nowhere in the product do headers include each other in a circle.
+higher one defines. A function that libqrtscript exports is defined in its folder's exports.cpp and called by no other
+file of the library. Nowhere in the product do headers include each other in a circle.
 """
 
 import re
@@ -47,18 +48,34 @@ def symbols(kind, path):
     return {fields[0] for line in listed.splitlines() if (fields := line.split())[1] not in "wvWVu"}
 
 
-def upward_references(floors, library):
+def objects_of(floors, library):
+    """The objects of a library, with the source of each."""
     objects = BUILD / f"CMakeFiles/{library}.dir"
     files = [f"{path.relative_to(SOURCE)}.o" for folder in floors for path in sources(folder) if path.suffix == ".cpp"]
     found = {objects / name: name for name in files}
     if "language" in floors:
         found[objects / "generated/language/grammar.tab.cpp.o"] = "language/grammar.y"
+    return found
+
+
+def upward_references(floors, library):
+    found = objects_of(floors, library)
     floor = {path: floors.index(name.rpartition("/")[0]) for path, name in found.items()}
     home = {symbol: path for path in found for symbol in symbols("--extern-only", path) - symbols("--undefined-only", path)}
     for path in found:
         for symbol in symbols("--undefined-only", path):
             if symbol in home and floor[home[symbol]] > floor[path]:
                 yield f"{found[path]} refers to {symbol} of {found[home[symbol]]}"
+
+
+def exported_functions_inside():
+    """Those of libqrtscript; the parser and the interrupt handler have no core of their own."""
+    functions = (SOURCE / "libqrtscript.map").read_text().split("# functions")[1].split("# variables")[0]
+    exported = {*re.findall(r"\w+", functions)} - {"yyparse", "cntrlcHandler"}
+    for path, name in objects_of(FLOORS[""], LIBRARIES[""]).items():
+        if not name.endswith("/exports.cpp.o"):
+            for symbol in sorted(exported & symbols("--extern-only", path)):
+                yield f"{name} defines or calls {symbol}"
 
 
 def circles():
@@ -80,7 +97,7 @@ def circles():
         yield from walk(module, [])
 
 
-mistakes = [*upward_includes(), *circles()]
+mistakes = [*upward_includes(), *exported_functions_inside(), *circles()]
 for top, library in LIBRARIES.items():
     mistakes += upward_references(FLOORS[top], library)
 print("\n".join(mistakes))

@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "commands/drive.h"
+#include "include/exported.h"
 #include "language/actions.h"
 #include "language/tokenizer.h"
 #include "script/input_buffer.h"

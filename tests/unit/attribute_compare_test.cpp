@@ -100,7 +100,6 @@ TEST_F(AttributeCompareTest, NameWithATrailingDotStandsAsItIs) {
 
 TEST_F(AttributeCompareTest, EmptyNameIsTheCurrentContext) {
     EXPECT_EQ(attribute_compare_wanted(""), ".sales.acme");
-    EXPECT_EQ(attribute_compare_wanted(nullptr), ".sales.acme");
     EXPECT_EQ(attribute_compare_wanted("."), "");
     EXPECT_EQ(attribute_compare_wanted(".Admins.corp."), "Admins.corp."); // the leading dot alone is taken off
     set(CurrentContext, nullptr);

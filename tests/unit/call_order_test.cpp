@@ -1,6 +1,7 @@
 // The client's calls, whole: for each function every call that it makes, in order and with all arguments. What each
 // call is for is told by the tests of the function's own module; here nothing may be added, left out or moved.
 #include "commands/file_spec.h"
+#include "include/exported.h"
 #include "tests/unit/run_sequence_fixture.h"
 
 namespace {

@@ -1,7 +1,6 @@
-#include "commands/compatibility.h"
-
 #include <gtest/gtest.h>
 
+#include "commands/print.h"
 #include "tests/unit/script_fixture.h"
 
 namespace {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "include/exported.h"
 #include "platform/common/places.h"
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"

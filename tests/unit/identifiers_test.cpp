@@ -295,7 +295,7 @@ TEST_F(IdentifiersTest, AddressesAreThoseOfTheInterface) {
         std::ifstream("/sys/class/net/" + std::string(row->ifa_name) + "/address") >> hardware;
         for (size_t i = 2; i < told.size(); i += 3) told.insert(i, ":");
         if (hardware.size() != told.size()) continue;
-        EXPECT_TRUE(text_equal_nocase(told, hardware)) << told << hardware;
+        EXPECT_TRUE(equal_nocase(told, hardware)) << told << hardware;
     }
     freeifaddrs(all);
     place_network_interface = "nosuch0";

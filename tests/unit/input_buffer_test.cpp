@@ -2,6 +2,7 @@
 
 #include <climits>
 
+#include "include/exported.h"
 #include "tests/unit/script_fixture.h"
 
 namespace {

@@ -4,6 +4,7 @@
 #include "directory/attribute_compare.h"
 #include "directory/tree_login.h"
 #include "directory/volumes.h"
+#include "include/exported.h"
 #include "tests/unit/run_sequence_fixture.h"
 
 namespace {

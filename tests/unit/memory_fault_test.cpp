@@ -4,6 +4,7 @@
 
 #include "commands/drive.h"
 #include "commands/program.h"
+#include "include/exported.h"
 #include "language/tokenizer.h"
 #include "run/lifecycle.h"
 #include "script/input_buffer.h"

@@ -10,6 +10,7 @@
 #include "base/words.h"
 #include "commands/drive.h"
 #include "commands/program.h"
+#include "include/exported.h"
 #include "language/control_flow.h"
 #include "language/tokenizer.h"
 #include "run/lifecycle.h"

@@ -19,15 +19,6 @@ TEST_P(NameSplit, FillsAllThreeOuts) {
     EXPECT_STREQ(typedLeaf, row.typedLeaf);
 }
 
-TEST_P(NameSplit, IsTheSameThroughTheInternalTwin) {
-    const Split &row = GetParam();
-    char parent[64] = "?", leaf[64] = "?", typedLeaf[64] = "?";
-    EXPECT_EQ(DSRemoveNameFromFullName(row.name, parent, leaf, typedLeaf), leaf);
-    EXPECT_STREQ(parent, row.parent);
-    EXPECT_STREQ(leaf, row.leaf);
-    EXPECT_STREQ(typedLeaf, row.typedLeaf);
-}
-
 INSTANTIATE_TEST_SUITE_P(Names, NameSplit,
                          testing::Values(Split{".CN=jdoe.OU=sales.O=acme", "OU=sales.O=acme", "jdoe", "CN=jdoe"},
                                          Split{"jdoe.sales.acme", "sales.acme", "jdoe", "jdoe"},
@@ -67,7 +58,6 @@ TEST_P(FindDelimiter, TellsThePosition) {
     const Delimiter &row = GetParam();
     const char *expected = row.position < 0 ? nullptr : row.text + row.position;
     EXPECT_EQ(qrt_DSFindDelimiter(row.text, row.delimiter), expected);
-    EXPECT_EQ(DSFindDelimiter(row.text, row.delimiter), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, FindDelimiter,
@@ -81,7 +71,6 @@ INSTANTIATE_TEST_SUITE_P(Names, FindDelimiter,
 TEST(FindDelimiterAt, TheStartOfTheTextWhateverStandsBeforeIt) {
     const char escaped[] = "\\.x";
     EXPECT_EQ(qrt_DSFindDelimiter(escaped + 1, "."), escaped + 1);
-    EXPECT_EQ(DSFindDelimiter(escaped + 1, "."), escaped + 1);
 }
 
 TEST(NameCopy, RefusesWhatDoesNotFit) {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "commands/file_spec.h"
+#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 
 // A mount point with the volumes of SRV1, which is the default server of ACME_TREE.

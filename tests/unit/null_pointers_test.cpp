@@ -11,6 +11,7 @@
 #include "commands/drive.h"
 #include "commands/print.h"
 #include "commands/program.h"
+#include "include/exported.h"
 #include "language/tokenizer.h"
 #include "script/input_buffer.h"
 #include "tests/unit/network_file_fixture.h"

@@ -1,5 +1,6 @@
 #include "commands/print.h"
 
+#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {

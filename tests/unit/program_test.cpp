@@ -17,6 +17,7 @@
 #include <thread>
 
 #include "base/output.h"
+#include "include/exported.h"
 #include "script/syntax_error.h"
 #include "tests/unit/command_fixture.h"
 #include "tests/unit/program_folder.h"

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "include/exported.h"
 #include "language/actions.h"
 #include "language/tokenizer.h"
 #include "script/input_buffer.h"

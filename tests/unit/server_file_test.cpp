@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include "include/exported.h"
 #include "platform/common/location.h"
 #include "tests/unit/network_file_fixture.h"
 

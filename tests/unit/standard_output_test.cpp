@@ -7,6 +7,7 @@
 #include "base/words.h"
 #include "commands/drive.h"
 #include "commands/file_spec.h"
+#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 #include "tests/unit/standard_streams.h"
 

@@ -1,5 +1,6 @@
 #include "script/syntax_error.h"
 
+#include "include/exported.h"
 #include "tests/unit/script_fixture.h"
 
 namespace {

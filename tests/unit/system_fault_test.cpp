@@ -13,6 +13,7 @@
 #include "base/local_file.h"
 #include "base/output.h"
 #include "commands/program.h"
+#include "include/exported.h"
 #include "run/lifecycle.h"
 #include "tests/unit/session_fixture.h"
 

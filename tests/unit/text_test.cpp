@@ -1,4 +1,5 @@
 #include "base/text.h"
+#include "include/exported.h"
 
 #include <gtest/gtest.h>
 
@@ -41,7 +42,7 @@ TEST(TextCompare, FoldsOnlyTheAsciiLetters) {
     for (const auto &row : rows) {
         const int result = text_compare_nocase(row.a, row.b);
         EXPECT_EQ((result > 0) - (result < 0), row.sign) << row.a << " and " << row.b;
-        EXPECT_EQ(text_equal_nocase(row.a, row.b), row.sign == 0) << row.a << " and " << row.b;
+        EXPECT_EQ(equal_nocase(row.a, row.b), row.sign == 0) << row.a << " and " << row.b;
     }
 }
 

@@ -1,6 +1,7 @@
 // The edges of the tokenizer: what is just outside of its tables, and what its traces leave out.
 #include <climits>
 
+#include "include/exported.h"
 #include "language/tokenizer.h"
 #include "tests/unit/script_fixture.h"
 

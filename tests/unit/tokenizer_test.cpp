@@ -4,6 +4,7 @@
 
 #include "tests/unit/script_fixture.h"
 // Behind the fixture, which declares the parser with its linkage.
+#include "include/exported.h"
 #include "language/grammar.tab.h"
 
 namespace {

@@ -13,6 +13,7 @@
 
 #include "commands/drive.h"
 #include "commands/file_spec.h"
+#include "include/exported.h"
 #include "script/input_buffer.h"
 #include "tests/unit/memory_fault.h"
 #include "tests/unit/run_sequence_fixture.h"

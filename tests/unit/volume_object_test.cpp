@@ -1,4 +1,5 @@
 #include "commands/file_spec.h"
+#include "include/exported.h"
 #include "tests/unit/network_file_fixture.h"
 
 namespace {

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "base/words.h"
+#include "include/exported.h"
 
 namespace {
 

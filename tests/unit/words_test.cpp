@@ -1,4 +1,5 @@
 #include "base/words.h"
+#include "include/exported.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "qrtscript.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/files.h"
 

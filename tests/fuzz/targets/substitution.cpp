@@ -6,10 +6,12 @@
 // further references, and themselves.
 #include <array>
 
+#include "directory/identifiers.h"
 #include "directory/substitution.h"
 #include "qrtscript.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/process.h"
+#include "tests/fuzz/world/wrapped.h"
 
 static constexpr size_t none = std::string_view::npos;
 // What the reference below and the library may look up for one input: both stop finding anything after as many.
@@ -30,20 +32,13 @@ static bool exhausted() {
     return ++lookups > most_lookups;
 }
 
-extern "C" {
-uint32_t __wrap_qrt_GetIdentifierValue(uint32_t handle, const char *object, const char *identifier, char **value);
-uint32_t __wrap_qrt_GetAttribute(uint32_t handle, const char *object, const char *attribute, char **value);
-char *__wrap_qrt_GetEnvVar(const char *name);
-}
+decltype(identifiers_look_up) wrapped_look_up asm("__wrap_" WRAPPED_LOOK_UP);
+decltype(identifiers_variable) wrapped_variable asm("__wrap_" WRAPPED_VARIABLE);
 
-uint32_t __wrap_qrt_GetIdentifierValue(uint32_t, const char *, const char *, char **) {
-    return QRT_NOT_FOUND;
-}
-
-uint32_t __wrap_qrt_GetAttribute(uint32_t, const char *, const char *name, char **value) {
+uint32_t wrapped_look_up(uint32_t, const std::optional<std::string> &, const char *name, OwnedText &value) {
     const std::string_view *found = exhausted() ? nullptr : value_of(name);
     if (!found) return QRT_NOT_FOUND;
-    *value = strndup(found->data(), found->size());
+    value.reset(strndup(found->data(), found->size()));
     return 0;
 }
 
@@ -55,9 +50,11 @@ static const std::string_view *variable_of(std::string_view name) {
     return nullptr;
 }
 
-char *__wrap_qrt_GetEnvVar(const char *name) {
+const char *wrapped_variable(std::string_view name) {
+    static std::string kept;
     const std::string_view *found = exhausted() ? nullptr : variable_of(name);
-    return found ? strndup(found->data(), found->size()) : nullptr;
+    if (found) kept = *found;
+    return found ? kept.c_str() : nullptr;
 }
 
 // ---- the plainest way ----

@@ -10,6 +10,7 @@
 #include "base/text.h"
 #include "qrtscript.h"
 // Behind the interface's headers, which declare the parser's names with their linkage.
+#include "include/exported.h"
 #include "language/actions.h"
 #include "language/grammar.tab.h"
 #include "tests/fuzz/fuzz.h"
@@ -74,7 +75,7 @@ static void jump(std::string_view label) {
     const std::string_view read(buffer->data, static_cast<size_t>(buffer->readPos));
     const std::string before = "\n" + std::string(label) + ":", after = "\n:" + std::string(label);
     const auto ends_in = [read](const std::string &end) {
-        return read.size() >= end.size() && text_equal_nocase(read.substr(read.size() - end.size()), end);
+        return read.size() >= end.size() && equal_nocase(read.substr(read.size() - end.size()), end);
     };
     FUZZ_CHECK(ends_in(before) || ends_in(after));
 }

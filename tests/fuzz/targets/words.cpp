@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "include/exported.h"
 #include "tests/fuzz/fuzz.h"
 
 static const char placeholders[] = "_~`@?";
