@@ -260,7 +260,7 @@ uint32_t qrt_ZKDSParsePath(uint32_t handle, const char *path, char *server, uint
         guarded(ZKE_NO_MEMORY, [&] { return volumes_parse_path(handle, path, place, volume != nullptr); });
     if (place.server) put(server, *place.server);
     if (place.volume) put(volume, *place.volume);
-    if (place.rest) put(rest, *place.rest);
+    put(rest, place.rest);
     if (connection && place.connection) *connection = *place.connection;
     if (resolved) *resolved = place.resolved ? 1 : 0;
     return code;

@@ -130,7 +130,8 @@ static void get_ready(Asker &asker) {
     asker.ready = true;
     asker.current = session_object();
     asker.loggedIn = session_logged_in_object();
-    asker.differ = asker.current && asker.loggedIn && !equal_nocase(*asker.current, *asker.loggedIn);
+    // Both are there, or neither.
+    asker.differ = asker.current && !equal_nocase(*asker.current, *asker.loggedIn);
 }
 
 static bool ask(uint32_t handle, const std::optional<std::string> &object, const char *name, WipedString &value) {

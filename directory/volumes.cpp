@@ -170,7 +170,6 @@ static bool ask_directory(uint32_t handle, VolumePath &split, bool volume_wanted
 }
 
 uint32_t volumes_parse_path(uint32_t handle, const char *path, VolumePlace &place, bool volume_wanted) {
-    place.rest = "";
     std::string_view whole = path ? path : "";
     if (whole.size() >= volumes_path_size) return QRT_NOT_FOUND;
     VolumePath split;

@@ -21,7 +21,8 @@ struct VolumePath {
 
 // Where a path leads. What was found out before a failure is set as well.
 struct VolumePlace {
-    std::optional<std::string> server, volume, rest;
+    std::optional<std::string> server, volume;
+    std::string rest;
     std::optional<uint32_t> connection;
     bool resolved = false; // by the directory, not by the client
 };

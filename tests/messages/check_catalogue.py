@@ -16,7 +16,7 @@ TEMPLATE = "po/brasca-client-script.pot"
 
 # Whatever a text is handed to here reaches the catalogue, or is for developers and stays English.
 MARKING = {"say", "output_translate", "output_mark", "catalogue_text", "catalogue_mark", "catalogue_format", "catalogue_plural"}
-TRACING = {"TRACE", "TRACE_FOR", "output_trace", "yyerror", "static_assert"}
+TRACING = {"TRACE", "TRACE_FOR", "output_trace", "syntax_error_report", "static_assert"}
 # Whatever is handed to these is seen by somebody.
 SHOWING = {"printf", "fprintf", "fputs", "puts", "perror", "vfprintf", "output_put", "argp_error", "error_keep", "DataError",
            "CodedError", "LdapTrouble", "Failure", "Refusal", "askLine", "askPassword"}
@@ -24,8 +24,8 @@ SHOWING = {"printf", "fprintf", "fputs", "puts", "perror", "vfprintf", "output_p
 # Texts that go around the catalogue, and why they may.
 AROUND = {
     ("commands/drive.cpp", "Invalid environment variable(%s)\n"): "a diagnosis of map.conf on standard output",
-    ("base/words.cpp", "ERROR, called %s(NULL)\n"): "a caller's programming error",
-    ("directory/attributes.cpp", "function:%s Line:%i - API:%s code:%04X %s\n"): "a line of the trace log",
+    ("base/exports.cpp", "ERROR, called %s(NULL)\n"): "a caller's programming error",
+    ("directory/exports.cpp", "function:%s Line:%i - API:%s code:%04X %s\n"): "a line of the trace log",
     ("directory/identifier_rules.cpp", "not set"): "an identifier's value: scripts compare it",
     ("platform/common/location.cpp", "Marfs mount="): "a key of the network file system's status file",
     ("base/output.cpp", "--DEBUG--%s:%i "): "the head of a trace line",

@@ -56,6 +56,17 @@ TEST_F(VolumesBounds, AServersNameOf513CharactersFits) {
     EXPECT_EQ(server, name);
 }
 
+TEST_F(VolumesBounds, APathWhoseServersNameDoesNotFitIsLeftToTheClient) {
+    volume_object("V", std::string(514, 'S'), "SYS");
+    spy::parsed_path("V:x", "SRV2", 106, "SYS", "y");
+    EXPECT_EQ(parse("V:x"), 0u);
+    EXPECT_STREQ(server, "SRV2");
+    EXPECT_EQ(resolved, 0);
+    spy::mend();
+    EXPECT_NE(parse("V:unknown"), 0u);
+    EXPECT_STREQ(server, "");
+}
+
 TEST_F(VolumesBounds, AMapsPathAndTheRestBehindItFitIn255Characters) {
     directory_map("M", "V", std::string(255, 'p'));
     EXPECT_EQ(qrt_CheckForDirectoryMap(session_handle, "M", volume, rest), 0u);
