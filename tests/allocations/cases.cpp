@@ -15,7 +15,7 @@
 #include "qrtscript.h"
 #include "tests/allocations/failing_malloc.h"
 #include "tests/allocations/program_cases.h"
-#include "tests/golden/sample_session.h"
+#include "tests/support/sample_session.h"
 
 namespace fs = std::filesystem;
 

@@ -1,7 +1,7 @@
 #include "tools/qrtlogin/hidden_traces.h"
 
 #include "include/qrtscript.h"
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 
 TEST(HiddenTraces, WhatIsWrittenAtATraceLevelIsNotShown) {
     TerminalProcess process([] {

@@ -14,7 +14,7 @@
 
 #include "platform/prompt/terminal_prompt.h"
 #include "platform/treelogin.h"
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 #ifdef QRT_FAILING_MALLOC
 #include <sys/mman.h>
 

@@ -7,7 +7,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 #include "tools/qrtlogin/failure.h"
 
 namespace {

@@ -17,9 +17,9 @@
 #include "platform/common/places.h"
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"
+#include "tests/client_spy/wipe_watch.h"
 #include "tests/unit/command_fixture.h"
 #include "tests/unit/program_folder.h"
-#include "tests/unit/wipe_watch.h"
 
 // A trace's text and the level that the debug level has to exceed for it.
 struct TraceRow {

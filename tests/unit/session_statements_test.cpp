@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/client_spy/client_spy.h"
+#include "tests/client_spy/wipe_watch.h"
 #include "tests/unit/command_fixture.h"
-#include "tests/unit/wipe_watch.h"
 
 namespace {
 

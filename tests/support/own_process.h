@@ -1,6 +1,6 @@
 // Expectations about what a whole process has: its descriptors, signals, limits and streams.
-#ifndef TESTS_TOOLS_OWN_PROCESS_H
-#define TESTS_TOOLS_OWN_PROCESS_H
+#ifndef TESTS_SUPPORT_OWN_PROCESS_H
+#define TESTS_SUPPORT_OWN_PROCESS_H
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -12,7 +12,7 @@
 #include <iterator>
 #include <string>
 
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 
 // Runs the expectations in a process of its own; those that fail there fail here.
 inline void in_own_process(const std::function<void()> &body) {

@@ -1,4 +1,4 @@
-#include "tests/unit/wipe_watch.h"
+#include "tests/client_spy/wipe_watch.h"
 
 #include <cstddef>
 #include <cstring>

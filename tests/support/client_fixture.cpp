@@ -1,4 +1,4 @@
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,12 +1,12 @@
 // A small site for the tests of the programs: a tree in a temporary folder, a user, two servers, and the two programs
 // run against it as that user would run them.
-#ifndef TESTS_TOOLS_SITE_H
-#define TESTS_TOOLS_SITE_H
+#ifndef TESTS_SUPPORT_SITE_H
+#define TESTS_SUPPORT_SITE_H
 
 #include <gtest/gtest.h>
 #include <string>
 
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 
 class Site : public ::testing::Test {
   protected:

@@ -1,10 +1,10 @@
 // An authority and certificates of the test's own.
-#ifndef TESTS_LDAP_CERTIFICATES_H
-#define TESTS_LDAP_CERTIFICATES_H
+#ifndef TESTS_SUPPORT_CERTIFICATES_H
+#define TESTS_SUPPORT_CERTIFICATES_H
 
 #include <string>
 
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 
 class Certificates {
   public:

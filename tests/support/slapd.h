@@ -1,13 +1,13 @@
 // A real LDAP server of the test's own: on a loopback port, with its data in a temporary folder, gone with the object.
-#ifndef TESTS_LDAP_SLAPD_H
-#define TESTS_LDAP_SLAPD_H
+#ifndef TESTS_SUPPORT_SLAPD_H
+#define TESTS_SUPPORT_SLAPD_H
 
 #include <sys/types.h>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 
 // A TCP port on 127.0.0.1 that nobody uses at the moment.
 int free_port();

@@ -1,4 +1,4 @@
-#include "tests/allocations/answers.h"
+#include "tests/support/answers.h"
 
 #include <unistd.h>
 

@@ -1,7 +1,7 @@
 // Runs programs for the tests: with files for their output (a program that goes on in the background cannot hold the
 // test up), or on a terminal of their own.
-#ifndef TESTS_TOOLS_PROCESS_H
-#define TESTS_TOOLS_PROCESS_H
+#ifndef TESTS_SUPPORT_PROCESS_H
+#define TESTS_SUPPORT_PROCESS_H
 
 #include <sys/types.h>
 #include <termios.h>

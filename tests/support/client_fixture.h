@@ -1,6 +1,6 @@
 // What the client's tests share: a network of their own and verbs over the client's calls.
-#ifndef TESTS_CLIENT_CLIENT_FIXTURE_H
-#define TESTS_CLIENT_CLIENT_FIXTURE_H
+#ifndef TESTS_SUPPORT_CLIENT_FIXTURE_H
+#define TESTS_SUPPORT_CLIENT_FIXTURE_H
 
 #include <gtest/gtest.h>
 

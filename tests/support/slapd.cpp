@@ -1,4 +1,4 @@
-#include "tests/ldap/slapd.h"
+#include "tests/support/slapd.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>

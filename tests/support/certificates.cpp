@@ -1,4 +1,4 @@
-#include "tests/ldap/certificates.h"
+#include "tests/support/certificates.h"
 
 #include <stdexcept>
 

@@ -1,4 +1,4 @@
-#include "tests/golden/sample_session.h"
+#include "tests/support/sample_session.h"
 
 #include <crypt.h>
 #include <fcntl.h>

@@ -1,7 +1,7 @@
 // A session on the sample tree in this process, as tests of whole scripts need it: a home directory and the sample's
 // volumes of its own, and jdoe logged in.
-#ifndef SAMPLE_SESSION_H
-#define SAMPLE_SESSION_H
+#ifndef TESTS_SUPPORT_SAMPLE_SESSION_H
+#define TESTS_SUPPORT_SAMPLE_SESSION_H
 
 #include <cstdint>
 #include <cstdio>
