@@ -28,7 +28,7 @@
 #include <vector>
 
 #include "tests/allocations/cases.h"
-#include "tests/allocations/failing_malloc.h"
+#include "tests/failing_malloc/failing_malloc.h"
 #include "tests/support/answers.h"
 #include "tests/support/sample_session.h"
 

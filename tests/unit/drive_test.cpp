@@ -6,7 +6,7 @@
 #include "platform/common/places.h"
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"
-#include "tests/unit/memory_fault.h"
+#include "tests/failing_malloc/failing_malloc.h"
 #include "tests/unit/program_folder.h"
 #include "tests/unit/script_fixture.h"
 
@@ -395,9 +395,9 @@ TEST_F(DriveTest, NoMemoryForTheListIsTracedFromLevelFive) {
     spy::mapped_drive("G", "SRV1/SYS:");
     const auto starved = [] {
         char *server = nullptr, *rest = nullptr;
-        memory_fault::arm(1);
+        allocations_arm(1, false);
         EXPECT_EQ(util_map_existing("G", &server, &rest), 1);
-        EXPECT_TRUE(memory_fault::disarm());
+        EXPECT_EQ(allocations_disarm(), 1);
     };
     EXPECT_THAT(traces(5, starved), HasSubstr("no memory for 32 bytes of mapped drives\n"));
     EXPECT_EQ(traces(4, starved), "");

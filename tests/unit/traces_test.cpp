@@ -14,7 +14,7 @@
 #include "commands/drive.h"
 #include "commands/file_spec.h"
 #include "script/input_buffer.h"
-#include "tests/unit/memory_fault.h"
+#include "tests/failing_malloc/failing_malloc.h"
 #include "tests/unit/run_sequence_fixture.h"
 #include "tests/unit/trace_table.h"
 
@@ -321,9 +321,9 @@ class TracesTest : public RunSequenceTest {
         const auto look_up = [](bool starved) {
             char *link = nullptr, *second = nullptr, *server = nullptr, *rest = nullptr;
             util_map_location("F", nullptr, &link, &second);
-            if (starved) memory_fault::arm(1);
+            if (starved) allocations_arm(1, false);
             util_map_existing("F", &server, &rest);
-            if (starved) memory_fault::disarm();
+            if (starved) allocations_disarm();
             for (char *found : {link, second, server, rest}) free(found);
         };
         folder_.file("config/map.conf", "Map_Link_Default_Location=/links\n");

@@ -1,6 +1,6 @@
-#include "tests/allocations/failing_malloc.h"
-
 #define _GNU_SOURCE
+#include "tests/failing_malloc/failing_malloc.h"
+
 #include <dlfcn.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -12,14 +12,26 @@
 
 #pragma GCC visibility push(default)
 
+#ifdef QRT_SANITIZED
+#define OURS(function) __wrap_##function
+#define THEIRS(function) __real_##function
+#else
+#define OURS(function) function
 /* The C library's own, under the names that no interposer takes. */
-extern void *__libc_malloc(size_t size);
-extern void *__libc_calloc(size_t count, size_t size);
-extern void *__libc_realloc(void *block, size_t size);
-extern void *__libc_memalign(size_t alignment, size_t size);
+#define THEIRS(function) __libc_##function
+#endif
+extern void *THEIRS(malloc)(size_t size);
+extern void *THEIRS(calloc)(size_t count, size_t size);
+extern void *THEIRS(realloc)(void *block, size_t size);
+void *OURS(malloc)(size_t size);
+void *OURS(calloc)(size_t count, size_t size);
+void *OURS(realloc)(void *block, size_t size);
+void __cyg_profile_func_enter(void *function, void *caller);
+void __cyg_profile_func_exit(void *function, void *caller);
 
 static int armed;
 static int for_good_;
+static int in_fakes; /* calls of them under way */
 static long at_;
 static _Atomic long counted, failed; /* a program's threads count together */
 static const char *mark;             /* the file that tells another process of the first failure */
@@ -33,15 +45,15 @@ void allocations_arm(long at, int for_good) {
 
 long allocations_disarm(void) {
     armed = 0;
-    return counted;
-}
-
-long allocations_failed(void) {
     return failed;
 }
 
+long allocations_counted(void) {
+    return counted;
+}
+
 static int fails(void) {
-    if (!armed) return 0;
+    if (!armed || in_fakes > 0) return 0;
     const long number = ++counted;
     if (at_ == 0 || number < at_ || (number > at_ && !for_good_)) return 0;
     if (failed++ == 0 && mark != NULL) close(open(mark, O_WRONLY | O_CREAT, 0600));
@@ -49,18 +61,31 @@ static int fails(void) {
     return 1;
 }
 
-void *malloc(size_t size) {
-    return fails() ? NULL : __libc_malloc(size);
+void __cyg_profile_func_enter(void *function, void *caller) {
+    (void)function, (void)caller;
+    in_fakes++;
 }
 
-void *calloc(size_t count, size_t size) {
-    return fails() ? NULL : __libc_calloc(count, size);
+void __cyg_profile_func_exit(void *function, void *caller) {
+    (void)function, (void)caller;
+    in_fakes--;
+}
+
+void *OURS(malloc)(size_t size) {
+    return fails() ? NULL : THEIRS(malloc)(size);
+}
+
+void *OURS(calloc)(size_t count, size_t size) {
+    return fails() ? NULL : THEIRS(calloc)(count, size);
 }
 
 /* A size of 0 gives the block back. */
-void *realloc(void *block, size_t size) {
-    return size != 0 && fails() ? NULL : __libc_realloc(block, size);
+void *OURS(realloc)(void *block, size_t size) {
+    return size != 0 && fails() ? NULL : THEIRS(realloc)(block, size);
 }
+
+#ifndef QRT_SANITIZED
+extern void *__libc_memalign(size_t alignment, size_t size);
 
 void *reallocarray(void *block, size_t count, size_t size) {
     size_t whole = 0;
@@ -109,3 +134,4 @@ __attribute__((constructor)) static void preloaded(void) {
     unsetenv("FAILING_MALLOC_FOR_GOOD");
     allocations_arm(number, for_good);
 }
+#endif
