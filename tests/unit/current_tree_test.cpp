@@ -1,5 +1,7 @@
 #include "directory/tree_login.h"
 
+#include <set>
+
 #include "tests/unit/session_fixture.h"
 
 namespace {
@@ -157,6 +159,40 @@ TEST_F(DoTreeLoginTest, TheClientIsAskedInThisOrder) {
                     "ZKCCGetConnInfo", "ZKDSSetContext", "ZKDSCanDSAuthenticate", "ZKCallsInit", "ZKCLXInit",
                     "ZKDSCreateContextHandle", "ZKDSSetContext", "ZKDSSetContext", "ZKDSLoginEx", "ZKCCOpenConnByName",
                     "ZKCCGetConnInfo", "ZKSetPreferredDSTree", "ZKDSFreeContext", "ZKDSFreeContext"));
+}
+
+TEST_F(DoTreeLoginTest, TheStepsOfEachWayComeInThisOrder) {
+    const auto steps = [this](const std::function<void()> &prepare, const char *password = "given") {
+        start();
+        prepare();
+        tree("OTHER_TREE", "bob.org", password);
+        const std::set<std::string> parts = {"ZKCallsInit",    "ZKCLXInit",          "ZKDSCreateContextHandle",
+                                             "ZKDSSetContext", "ZKCCOpenConnByName", "ZKCCGetConnInfo"};
+        std::string names;
+        for (const std::string &call : spy::calls())
+            if (parts.count(call.substr(0, call.find('('))) == 0) names += call.substr(0, call.find(',')) + " ";
+        return names;
+    };
+    const std::string probe = "ZKDSCanDSAuthenticate(1) ", set = "ZKSetPreferredDSTree(10 ";
+    EXPECT_EQ(steps([] { spy::logged_in_to("OTHER_TREE", "bob.org"); }),
+              probe + "ZKDSWhoAmI(1) " + set + "ZKDSFreeContext(1) ");
+    EXPECT_EQ(steps([] { spy::logged_in_to("OTHER_TREE", "admin.org"); }),
+              probe + "ZKDSWhoAmI(1) ZKDSLogout(2) ZKDSLoginEx(3 " + set + "ZKDSFreeContext(77) ZKDSFreeContext(1) ");
+    const auto another_identity = [] {
+        spy::fail_nth("ZKDSLoginEx", 1, 0x8800);
+        spy::confirm_answer(4);
+        spy::prompt_answer("ann.org", "typed");
+    };
+    EXPECT_EQ(steps(another_identity), probe +
+                                           "ZKDSLoginEx(2 auxconfirm_g(\"Already logged in to OTHER_TREE as bob.org "
+                                           "ZKDSLogout(3) auxlogin_c(\"OTHER_TREE\" ZKDSLoginEx(4 " +
+                                           set + "ZKDSFreeContext(77) ZKDSFreeContext(1) ");
+    const auto refused_in_windows = [] {
+        g_useGUI = 1;
+        spy::account("bob.org", "right");
+    };
+    EXPECT_EQ(steps(refused_in_windows, "wrong"),
+              probe + "ZKDSLoginEx(2 auxinit_g() auxlogin_g(\"OTHER_TREE\" ZKDSFreeContext(1) ");
 }
 
 TEST_F(DoTreeLoginTest, AnUnknownTreeIsReported) {
