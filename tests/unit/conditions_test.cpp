@@ -1,6 +1,6 @@
 #include "script/conditions.h"
 
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 

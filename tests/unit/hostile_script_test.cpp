@@ -3,8 +3,7 @@
 #include <random>
 #include <vector>
 
-#include "tests/unit/program_folder.h"
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -166,18 +165,16 @@ TEST_F(HostileScriptTest, AHundredThousandEndsAndElses) {
 // ---- texts that include themselves ----
 
 TEST_F(HostileScriptTest, AFileThatIncludesItselfStops) {
-    ProgramFolder files;
-    files.file("self", "WRITE \"in\"\nINCLUDE " + files.path("self") + "\nWRITE \"out\"\n");
-    EXPECT_EQ(run("INCLUDE " + files.path("self") + "\nWRITE \"end\"\n"), 0);
+    folder_.file("self", "WRITE \"in\"\nINCLUDE " + folder_.path("self") + "\nWRITE \"out\"\n");
+    EXPECT_EQ(run("INCLUDE " + folder_.path("self") + "\nWRITE \"end\"\n"), 0);
     EXPECT_EQ(output(), repeat(100, "in\n") + "memory exhausted" + repeat(100, "out\n") + "end\n");
 }
 
 // Read to its end, the text would be 2^100 texts.
 TEST_F(HostileScriptTest, AFileThatIncludesItselfTwice) {
-    ProgramFolder files;
-    const std::string again = "INCLUDE " + files.path("self") + "\n";
-    files.file("self", "REM " + std::string(1 << 20, 'x') + "\n" + again + again);
-    EXPECT_EQ(run("INCLUDE " + files.path("self") + "\nWRITE \"end\"\n"), 0);
+    const std::string again = "INCLUDE " + folder_.path("self") + "\n";
+    folder_.file("self", "REM " + std::string(1 << 20, 'x') + "\n" + again + again);
+    EXPECT_EQ(run("INCLUDE " + folder_.path("self") + "\nWRITE \"end\"\n"), 0);
     const std::string shown = output();
     // Of 63 texts, each of the 126 statements but 62 has been refused.
     EXPECT_EQ(count(shown, "memory exhausted"), 64u);
@@ -185,10 +182,9 @@ TEST_F(HostileScriptTest, AFileThatIncludesItselfTwice) {
 }
 
 TEST_F(HostileScriptTest, TwoFilesThatIncludeEachOtherStop) {
-    ProgramFolder files;
-    files.file("a", "INCLUDE " + files.path("b") + "\n");
-    files.file("b", "INCLUDE " + files.path("a") + "\n");
-    EXPECT_EQ(run("INCLUDE " + files.path("a") + "\nWRITE \"end\"\n"), 0);
+    folder_.file("a", "INCLUDE " + folder_.path("b") + "\n");
+    folder_.file("b", "INCLUDE " + folder_.path("a") + "\n");
+    EXPECT_EQ(run("INCLUDE " + folder_.path("a") + "\nWRITE \"end\"\n"), 0);
     EXPECT_EQ(output(), "memory exhaustedend\n");
 }
 
@@ -199,9 +195,8 @@ TEST_F(HostileScriptTest, AScriptObjectThatIncludesItselfStops) {
 }
 
 TEST_F(HostileScriptTest, ALoopAroundAnIncludeDoesNotNest) {
-    ProgramFolder files;
-    files.file("once", "SET N = %<N> + \"1\"\n");
-    EXPECT_EQ(run("SET N = \"0\"\nLOOP:\nINCLUDE " + files.path("once") +
+    folder_.file("once", "SET N = %<N> + \"1\"\n");
+    EXPECT_EQ(run("SET N = \"0\"\nLOOP:\nINCLUDE " + folder_.path("once") +
                   "\nIF VALUE %<N> < \"20000\" THEN GOTO LOOP\n"
                   "WRITE \"end\"\n"),
               0);

@@ -10,7 +10,7 @@
 #include <set>
 
 #include "platform/common/places.h"
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -20,8 +20,7 @@ static time_t told_now;
 
 class IdentifiersTest : public DirectoryTest {
   protected:
-    void SetUp() override {
-        DirectoryTest::SetUp();
+    IdentifiersTest() {
         setenv("TZ", "UTC", 1);
         tzset();
         clock_now = [] { return told_now; };
@@ -29,11 +28,6 @@ class IdentifiersTest : public DirectoryTest {
         spy::object(user_object);
         place_module_status = "/nonexistent/Version";
         place_network_interface = "nosuch0";
-    }
-    void TearDown() override {
-        place_module_status = status_before_;
-        place_network_interface = interface_before_;
-        DirectoryTest::TearDown();
     }
     static void at(const char *local) {
         tm parts = {};
@@ -49,8 +43,6 @@ class IdentifiersTest : public DirectoryTest {
     }
 
   private:
-    const char *status_before_ = place_module_status;
-    const char *interface_before_ = place_network_interface;
 };
 
 struct Clock {
@@ -131,12 +123,10 @@ TEST_F(IdentifiersTest, ClockIsReadAnewForEachIdentifier) {
     EXPECT_EQ(value("SECOND"), "08");
 }
 
-TEST_F(IdentifiersTest, ClockIsTheSystemsUnlessToldOtherwise) {
-    TearDown();
+TEST(Clock, IsTheSystemsUnlessToldOtherwise) {
     time_t before = time(nullptr);
     EXPECT_LE(before, clock_now());
     EXPECT_LE(clock_now(), time(nullptr));
-    SetUp();
 }
 
 struct Constant {
@@ -320,19 +310,11 @@ TEST_F(IdentifiersTest, SocketsAndFilesAreClosedAgain) {
 
 class ModuleVersionTest : public IdentifiersTest {
   protected:
-    void SetUp() override {
-        IdentifiersTest::SetUp();
-        place_module_status = path_.c_str();
-    }
-    void TearDown() override {
-        remove(path_.c_str());
-        IdentifiersTest::TearDown();
-    }
+    ModuleVersionTest() { place_module_status = status_.c_str(); }
     std::string version_in(const std::string &status) {
-        std::ofstream(path_) << status;
+        folder_.file("Version", status);
         return value("SHELL_TYPE");
     }
-    std::string path_ = testing::TempDir() + "module_status_" + std::to_string(getpid());
 };
 
 TEST_F(ModuleVersionTest, IsReadFromTheStatusFile) {

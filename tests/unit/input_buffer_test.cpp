@@ -2,7 +2,7 @@
 
 #include <climits>
 
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -10,13 +10,8 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-class InputBufferTest : public CommandTest {
+class InputBufferTest : public SessionTest {
   protected:
-    InputBufferTest() { ibufstackindex = 0; }
-    ~InputBufferTest() override {
-        for (; ibufstackindex > 0; ibufstackindex--) lex_free_active_buffer();
-    }
-
     // Makes `text` the active buffer, read up to `position`.
     static void open(const std::string &text, int32_t position = 0) {
         lex_addBuffer(text.c_str());

@@ -8,8 +8,8 @@
 #include "run/lifecycle.h"
 #include "script/input_buffer.h"
 #include "tests/failing_malloc/failing_malloc.h"
-#include "tests/unit/network_file_fixture.h"
 #include "tests/unit/run_sequence_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -27,7 +27,6 @@ class OutOfMemoryTest : public NetworkFileTest {
         setvbuf(stream_, nullptr, _IONBF, 0);
         network_file("SRV1/SYS/LOGIN/X.TXT", "WRITE \"of the file\"\n");
         declare();
-        ibufstackindex = 0;
     }
 
     static void declare() {
@@ -55,12 +54,12 @@ class OutOfMemoryTest : public NetworkFileTest {
     static void start() {
         declare();
         clear();
-        CurrentObject = text_copy("jdoe").release();
-        LoginName = text_copy("jdoe").release();
-        CurrentContext = text_copy(".sales.acme").release();
-        InitialContext = text_copy(".OU=sales.O=acme").release();
-        CurrentTree = text_copy("ACME_TREE").release();
-        CurrentPassword = text_copy("kept in the session").release();
+        set(CurrentObject, "jdoe");
+        set(LoginName, "jdoe");
+        set(CurrentContext, ".sales.acme");
+        set(InitialContext, ".OU=sales.O=acme");
+        set(CurrentTree, "ACME_TREE");
+        set(CurrentPassword, "kept in the session");
         for (int i = 0; i < QRT_USER_VARIABLES; i++) uservars[i] = text_copy(std::to_string(i)).release();
         condindex = 0;
         condstate[0] = 0;
@@ -435,7 +434,6 @@ TEST_F(OutOfMemoryTest, ALabelIsThenNotFound) {
     lex_addBuffer("x\n:A-LABEL-OF-SOME-LENGTH\ny\n");
     int result = 0;
     sweep([&] { result = lex_goto("A-LABEL-OF-SOME-LENGTH"); }, [&] { return std::to_string(result); });
-    lex_free_active_buffer();
 }
 
 TEST_F(OutOfMemoryTest, TheTokenizersReadersHaveNoTextThen) {
@@ -453,7 +451,6 @@ TEST_F(OutOfMemoryTest, TheTokenizersReadersHaveNoTextThen) {
         sweep_text(again(read), is_null);
         EXPECT_THAT(taken(again(read)()), StartsWith(word));
     }
-    lex_free_active_buffer();
 }
 
 TEST_F(OutOfMemoryTest, TheTokenizerThenTellsTheEndAndTheParserItsOwnResult) {
@@ -467,7 +464,6 @@ TEST_F(OutOfMemoryTest, TheTokenizerThenTellsTheEndAndTheParserItsOwnResult) {
     EXPECT_EQ(token, 0);
     EXPECT_EQ(parsed, 2);
     EXPECT_EQ(output(), "memory exhausted\nScript error.\nThe original line was:\nWORD\n\n");
-    lex_free_active_buffer();
 }
 
 // ---- what is said ----
@@ -483,7 +479,6 @@ TEST_F(OutOfMemoryTest, WithoutMemoryNothingIsIncluded) {
         EXPECT_EQ(output(), "memory exhausted") << allocation;
         EXPECT_STREQ(lex_activeBuffer()->data, "old\n");
     }
-    lex_free_active_buffer();
 }
 
 TEST_F(OutOfMemoryTest, AScriptThatCannotBeTakenInSaysSo) {

@@ -1,6 +1,6 @@
 #include "language/phrases.h"
 
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 

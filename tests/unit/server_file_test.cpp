@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 
 #include "platform/common/location.h"
-#include "tests/unit/network_file_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 

@@ -30,7 +30,7 @@ TEST_F(StateTest, GettersLendTheGlobals) {
     qrt_SetCurrentContext(text("O=acme").get());
     qrt_SetInitialContext(".O=acme");
     qrt_SetCurrentObject("jdoe");
-    CurrentTree = text_copy("ACME_TREE").release();
+    set(CurrentTree, "ACME_TREE");
     EXPECT_EQ(qrt_GetCurrentContext(), CurrentContext);
     EXPECT_EQ(qrt_GetInitialContext(), InitialContext);
     EXPECT_EQ(qrt_GetObject(), CurrentObject);
@@ -87,8 +87,7 @@ TEST_F(StateTest, SettersAndGettersTrace) {
         free(qrt_SetInitialContext(".O=i"));
         InitialContext = nullptr;
         qrt_SetCurrentContext(text("O=c").get());
-        free(CurrentTree);
-        CurrentTree = text_copy("ACME_TREE").release();
+        set(CurrentTree, "ACME_TREE");
         qrt_GetCurrentTree();
         qrt_SetUserVar(3, "x");
         free(qrt_Object());

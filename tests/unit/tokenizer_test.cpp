@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 // Behind the fixture, which declares the parser with its linkage.
 #include "language/grammar.tab.h"
 
@@ -12,11 +12,8 @@ using testing::HasSubstr;
 using testing::Not;
 using Tokens = std::vector<std::string>;
 
-class TokenizerTest : public CommandTest {
+class TokenizerTest : public SessionTest {
   protected:
-    TokenizerTest() { ibufstackindex = 0; }
-    ~TokenizerTest() override { close(); }
-
     static void open(const std::string &text) {
         close();
         end_of_line = 1;

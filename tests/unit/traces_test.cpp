@@ -164,7 +164,6 @@ class TracesTest : public RunSequenceTest {
         folder_.script("map", "exit 3");
         setenv("HOME", folder_.path("home").c_str(), 1);
     }
-    ~TracesTest() override { spy::reset(); }
 
     // The standard output of all of it at one level.
     std::string printed_at(int level) {
@@ -218,8 +217,8 @@ class TracesTest : public RunSequenceTest {
     void call(const std::function<void()> &action, const std::function<void()> &prepare = nothing) {
         clear();
         network();
-        CurrentObject = text_copy("jdoe").release();
-        CurrentContext = text_copy(".acme").release();
+        set(CurrentObject, "jdoe");
+        set(CurrentContext, ".acme");
         prepare();
         debug_level = level_;
         action();

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
