@@ -34,6 +34,7 @@
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"
 #include "tests/client_spy/wipe_watch.h"
+#include "tests/unit/keywords.h"
 #include "tests/unit/program_folder.h"
 
 extern char **environ;
@@ -236,28 +237,6 @@ class DirectoryTest : public SessionTest {
         set(InitialContext, ".sales.acme");
     }
 };
-
-// The words of a text, which blanks separate.
-inline std::vector<std::string> words_of(const std::string &text) {
-    std::istringstream stream(text);
-    std::vector<std::string> words;
-    for (std::string word; stream >> word;) words.push_back(word);
-    return words;
-}
-
-// The reserved words that may stand in front of a label's colon, from the grammar's rule; those that start a whole line
-// come on top.
-inline std::vector<std::string> label_words(const std::string &further = "") {
-    std::ostringstream grammar;
-    grammar << std::ifstream(SOURCE_DIR "/language/grammar.y").rdbuf();
-    const std::string text = grammar.str();
-    const size_t start = text.find("\nr_words:");
-    std::string rule = text.substr(start, text.find("\n  ;", start) - start).substr(sizeof "\nr_words:" - 1);
-    for (char &c : rule) c = c == '"' || c == '|' ? ' ' : c;
-    std::vector<std::string> words = words_of(rule + " " + further);
-    EXPECT_GE(words.size(), 40u);
-    return words;
-}
 
 // A session of jdoe in .sales.acme of ACME_TREE, and verbs to run scripts in it. The object jdoe.sales.acme exists and
 // has no attribute that a test does not give it.
