@@ -13,8 +13,8 @@
 
 #include "platform/zk.h"
 #include "qrtscript.h"
-#include "tests/failing_malloc/failing_malloc.h"
 #include "tests/allocations/program_cases.h"
+#include "tests/failing_malloc/failing_malloc.h"
 #include "tests/support/sample_session.h"
 
 namespace fs = std::filesystem;

@@ -28,11 +28,6 @@ TEST_F(ControlFlowBoundsTest, AJumpThatIsStillDueGivesWayToTheNextOne) {
     EXPECT_STREQ(gotolabel, "B");
 }
 
-TEST_F(ControlFlowBoundsTest, LabelLinesAreTracedFromLevelSix) {
-    EXPECT_THAT(traces(5, [this] { run("AB:\n"); }), Not(HasSubstr("label AB\n")));
-    EXPECT_THAT(traces(6, [this] { run("AB:\n"); }), HasSubstr("label AB\n"));
-}
-
 TEST_F(ControlFlowBoundsTest, AFileNameCutShortCostsItsOwnLineOnly) {
     EXPECT_EQ(printed("DISPLAY SYS:\nWRITE \"a\"\nINCLUDE SYS:\r\nWRITE \"b\"\n"),
               report("WRITE \"a\"") + "Invalid display command format\na\n" + report("INCLUDE SYS:") +

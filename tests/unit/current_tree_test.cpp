@@ -83,7 +83,7 @@ TEST_F(CurrentTreeTest, TheCurrentTreeMayBeSetAgain) {
 }
 
 TEST_F(CurrentTreeTest, SettingTheTreeIsTraced) {
-    expect_traces({{7, "entering qrt_SetTree(acme_tree)"}, {2, "Set Preferred DS Tree(ACME_TREE) length:9"}},
+    expect_traces({"entering qrt_SetTree(acme_tree)", "Set Preferred DS Tree(ACME_TREE) length:9"},
                   [] { qrt_SetTree("acme_tree"); });
 }
 
@@ -512,10 +512,9 @@ TEST_F(DoTreeLoginTest, TheStatementIsTracedWithoutItsPassword) {
         start();
         tree("OTHER_TREE", "bob", "s3cret");
     };
-    expect_traces({{2, "TREE - tree=OTHER_TREE, user=bob, pass=<your password>"},
-                   {2, "try to append context (.sales.acme) onto user name (bob)."},
-                   {2, "Tree login return code 0x0"},
-                   {7, "====you were not logged onto tree OTHER_TREE"}},
+    expect_traces({"TREE - tree=OTHER_TREE, user=bob, pass=<your password>",
+                   "try to append context (.sales.acme) onto user name (bob).", "Tree login return code 0x0",
+                   "====you were not logged onto tree OTHER_TREE"},
                   given);
     EXPECT_THAT(traces(9, given), Not(HasSubstr("s3cret")));
     const auto bare = [this] {
@@ -523,15 +522,14 @@ TEST_F(DoTreeLoginTest, TheStatementIsTracedWithoutItsPassword) {
         spy::logged_in_to("OTHER_TREE", "bob.org");
         tree("OTHER_TREE");
     };
-    expect_traces({{2, "TREE - tree=OTHER_TREE, user=NULL, pass=NULL"},
-                   {2, "try to append context onto user name, failed."},
-                   {2, "whoami bob.org"}},
+    expect_traces({"TREE - tree=OTHER_TREE, user=NULL, pass=NULL", "try to append context onto user name, failed.",
+                   "whoami bob.org"},
                   bare);
     const auto same = [this] {
         spy::logged_in_to("OTHER_TREE", "bob.org");
         tree("OTHER_TREE", "BOB.org");
     };
-    expect_traces({{2, "whoami bob.org BOB.org"}}, same);
+    expect_traces({"whoami bob.org BOB.org"}, same);
     const auto another = [this] {
         spy::logged_in_to("OTHER_TREE", "admin.org");
         tree("OTHER_TREE", "bob.org", "given");
@@ -543,7 +541,7 @@ TEST_F(DoTreeLoginTest, TheStatementIsTracedWithoutItsPassword) {
         spy::confirm_answer(3);
         tree("OTHER_TREE", "bob.org");
     };
-    expect_traces({{4, "return code from auxconfirm_g 3"}, {2, "Tree login return code 0x8800"}}, declined);
+    expect_traces({"return code from auxconfirm_g 3", "Tree login return code 0x8800"}, declined);
     EXPECT_THAT(trace_texts(3, [this] { tree(nullptr, "bob"); }), Contains("TREE - tree=NULL, user=bob, pass=NULL"));
 }
 

@@ -278,14 +278,12 @@ TEST_F(DriveTest, AVariableMayBeEmpty) {
     EXPECT_EQ(location("G", "extra"), "/drives/G /drives/extra");
 }
 
-TEST_F(DriveTest, TheLocationIsTracedFromLevelFive) {
+TEST_F(DriveTest, TheLocationIsTraced) {
     link_directory_is("/links");
     const auto look = [] { location("G", nullptr); };
     EXPECT_THAT(traces(5, look), HasSubstr("/links"));
-    EXPECT_EQ(traces(4, look), "");
     folder_.file("config/map.conf", "");
     EXPECT_THAT(traces(5, look), HasSubstr("Map_Link_Default_Location: not read"));
-    EXPECT_EQ(traces(4, look), "");
 }
 
 // ---- what is behind a drive ----
@@ -369,7 +367,7 @@ TEST_F(DriveTest, AFailingCallIsNoMapping) {
     }
 }
 
-TEST_F(DriveTest, NoMemoryForTheListIsTracedFromLevelFive) {
+TEST_F(DriveTest, NoMemoryForTheListIsTraced) {
     spy::mapped_drive("G", "SRV1/SYS:");
     const auto starved = [] {
         char *server = nullptr, *rest = nullptr;
@@ -378,8 +376,7 @@ TEST_F(DriveTest, NoMemoryForTheListIsTracedFromLevelFive) {
         EXPECT_EQ(allocations_disarm(), 1);
     };
     EXPECT_THAT(traces(5, starved), HasSubstr("no memory for 32 bytes of mapped drives\n"));
-    EXPECT_EQ(traces(4, starved), "");
-    EXPECT_EQ(spy::calls("ZKGetMappedDrives"), (std::vector<std::string>(2, "ZKGetMappedDrives(null, 0)")));
+    EXPECT_EQ(spy::calls("ZKGetMappedDrives"), (std::vector<std::string>{"ZKGetMappedDrives(null, 0)"}));
 }
 
 TEST_F(DriveTest, AListWithoutAnEndIsGivenUp) {

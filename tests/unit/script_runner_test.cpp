@@ -150,9 +150,9 @@ TEST_F(ScriptRunnerTest, OneHundredAndOneScriptsRunInOneProcess) {
 // ---- traces ----
 
 TEST_F(ScriptRunnerTest, TheResultIsTraced) {
-    expect_traces({{0, "parsescript_Run returned 0 (syntax ok)"}}, [] { run("WRITE\n"); });
-    expect_traces({{0, "parsescript_Run returned 1 (syntax error found)"}}, [] { run("= =\n"); });
-    expect_traces({{0, "parsescript_Run returned 1 (syntax error found)"}}, [] { run("IF \"a\" = \"a\" THEN\n"); });
+    expect_traces({"parsescript_Run returned 0 (syntax ok)"}, [] { run("WRITE\n"); });
+    expect_traces({"parsescript_Run returned 1 (syntax error found)"}, [] { run("= =\n"); });
+    expect_traces({"parsescript_Run returned 1 (syntax error found)"}, [] { run("IF \"a\" = \"a\" THEN\n"); });
 }
 
 // ---- one more script in an open session ----
