@@ -1,12 +1,12 @@
 #!/bin/bash
 # The fault sweep: a whole login with every kind of statement, run again for each call of the directory client and each
-# class of code with that call failing, once and for good, under the sanitizers. tests/faults/fault_sweep.cpp tells what
+# class of code with that call failing, once and for good, under the sanitizers. tests/unit/fault_sweep_test.cpp tells what
 # has to hold. One process for each core shares the work.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh build check
 cmake --preset sanitizers >/dev/null
-cmake --build --preset sanitizers --target fault_sweep
+cmake --build --preset sanitizers --target unit
 
 # The programs that a login starts are forked from as little memory as possible: most of a login's time is that.
 export ASAN_OPTIONS=quarantine_size_mb=1:malloc_context_size=10${ASAN_OPTIONS:+:$ASAN_OPTIONS}
@@ -14,7 +14,8 @@ shards=$(nproc)
 logs=$(mktemp -d)
 trap 'rm -rf "$logs"' EXIT
 for ((shard = 0; shard < shards; shard++)); do
-    GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard build/sanitizers/tests/fault_sweep >"$logs/$shard" 2>&1 &
+    QRT_FAULTS=all GTEST_TOTAL_SHARDS=$shards GTEST_SHARD_INDEX=$shard \
+        build/sanitizers/tests/unit --gtest_filter='*/FaultSweep.*' >"$logs/$shard" 2>&1 &
     pids[shard]=$!
 done
 failed=0

@@ -27,10 +27,10 @@
 #include <string>
 #include <vector>
 
-#include "tests/allocations/answers.h"
 #include "tests/allocations/cases.h"
-#include "tests/allocations/failing_malloc.h"
-#include "tests/golden/sample_session.h"
+#include "tests/failing_malloc/failing_malloc.h"
+#include "tests/support/answers.h"
+#include "tests/support/sample_session.h"
 
 namespace {
 

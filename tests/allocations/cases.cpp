@@ -13,9 +13,9 @@
 
 #include "platform/zk.h"
 #include "qrtscript.h"
-#include "tests/allocations/failing_malloc.h"
 #include "tests/allocations/program_cases.h"
-#include "tests/golden/sample_session.h"
+#include "tests/failing_malloc/failing_malloc.h"
+#include "tests/support/sample_session.h"
 
 namespace fs = std::filesystem;
 
@@ -82,7 +82,8 @@ CaseRun run_script(const std::string &text, Failing failing) {
     char *object = qrt_Object();
     allocations_arm(failing.at, failing.for_good);
     const int result = parsescript_Run(text.c_str(), object, handle);
-    CaseRun run = {"", allocations_disarm(), allocations_failed(), ""};
+    const long refused = allocations_disarm();
+    CaseRun run = {"", allocations_counted(), refused, ""};
     free(object);
     sample_log_out(ctx);
     end_session();
@@ -121,8 +122,8 @@ CaseRun run_login(Failing failing) {
     uint32_t result = 0;
     if (started) result = qrt_RunScripts(&args);
     if (result > 1) qrt_exit();
-    run.allocations = allocations_disarm();
-    run.refused = allocations_failed();
+    run.refused = allocations_disarm();
+    run.allocations = allocations_counted();
     if (CurrentPassword != nullptr) {
         free(CurrentPassword);
         CurrentPassword = nullptr;

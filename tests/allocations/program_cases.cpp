@@ -12,7 +12,7 @@
 #include <fstream>
 #include <string>
 
-#include "tests/golden/sample_session.h"
+#include "tests/support/sample_session.h"
 
 namespace fs = std::filesystem;
 

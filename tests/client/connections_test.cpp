@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <cstring>
 
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 namespace {
 

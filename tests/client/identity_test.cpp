@@ -1,5 +1,5 @@
 #include "platform/client/session/connections.h"
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "platform/client/core/errors.h"
 #include "platform/client/ldif/reader.h"
 #include "platform/client/ldif/store.h"
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "platform/common/places.h"
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Values that could act as more than a value are not handed out.
 #include "platform/client/core/plain_values.h"
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 namespace {
 

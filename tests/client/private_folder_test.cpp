@@ -8,7 +8,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 namespace {
 

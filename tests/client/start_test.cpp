@@ -4,7 +4,7 @@
 #include <iterator>
 #include <set>
 
-#include "tests/client/client_fixture.h"
+#include "tests/support/client_fixture.h"
 
 namespace {
 

@@ -17,8 +17,8 @@
 #include "base/clock.h"
 #include "platform/zk.h"
 #include "qrtscript.h"
-#include "tests/golden/sample_session.h"
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
+#include "tests/support/sample_session.h"
 
 namespace fs = std::filesystem;
 

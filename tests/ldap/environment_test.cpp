@@ -2,9 +2,9 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include "tests/ldap/certificates.h"
 #include "tests/ldap/kerberos.h"
 #include "tests/ldap/ldap_site.h"
+#include "tests/support/certificates.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "tests/ldap/slapd.h"
+#include "tests/support/slapd.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 
 class Kerberos {
   public:

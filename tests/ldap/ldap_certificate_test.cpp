@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/ldap/certificates.h"
+#include "tests/support/certificates.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "platform/zk.h"
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 
 namespace {
 

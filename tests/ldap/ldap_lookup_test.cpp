@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/ldap/slapd.h"
+#include "tests/support/slapd.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/client/client_fixture.h"
-#include "tests/ldap/slapd.h"
-#include "tests/tools/process.h"
+#include "tests/support/client_fixture.h"
+#include "tests/support/process.h"
+#include "tests/support/slapd.h"
 
 class LdapSite : public ClientTest {
   protected:

@@ -18,7 +18,7 @@
 #include "platform/client/ldap/uri.h"
 #include "platform/zk.h"
 #include "tests/ldap/full_port.h"
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 
 namespace {
 

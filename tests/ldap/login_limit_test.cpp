@@ -3,7 +3,7 @@
 
 #include "platform/client/ldap/servers.h"
 #include "platform/zk.h"
-#include "tests/ldap/slapd.h"
+#include "tests/support/slapd.h"
 
 TEST(LoginLimit, CountsAllAnswersUntilTheNextLogin) {
     Slapd::Setup setup;

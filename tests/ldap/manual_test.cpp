@@ -4,8 +4,8 @@
 #include <unistd.h>
 #include <stdexcept>
 
-#include "tests/ldap/certificates.h"
 #include "tests/ldap/ldap_site.h"
+#include "tests/support/certificates.h"
 
 namespace {
 

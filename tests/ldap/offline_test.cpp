@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <regex>
 
-#include "tests/ldap/certificates.h"
 #include "tests/ldap/ldap_site.h"
+#include "tests/support/certificates.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 
 #include "platform/client/ldap/copy.h"
 #include "platform/zk.h"
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 
 namespace {
 

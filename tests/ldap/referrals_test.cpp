@@ -3,9 +3,9 @@
 
 #include "platform/client/ldap/referrals.h"
 #include "platform/client/ldap/servers.h"
-#include "tests/ldap/certificates.h"
 #include "tests/ldap/hostile_server.h"
 #include "tests/ldap/ldap_site.h"
+#include "tests/support/certificates.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The schema in the form for a server's configuration database, and the sample's database with it.
 #include <gtest/gtest.h>
 
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <netdb.h>
 #include <unistd.h>
 
-#include "tests/ldap/certificates.h"
 #include "tests/ldap/ldap_site.h"
+#include "tests/support/certificates.h"
 
 namespace {
 

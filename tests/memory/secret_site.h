@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "tests/memory/scan.h"
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 
 // The calling program's own copy of a password, which it has to wipe itself.
 class OwnCopy {

@@ -7,12 +7,12 @@ ROOT = Path(__file__).resolve().parents[2]
 
 # Where a mistake shows: in the tests of the module itself, in whole scripts, in the programs.
 FOLDERS = {
-    "base": ["unit", "out_of_memory", "golden", "tools"],
-    "directory": ["unit", "out_of_memory", "golden", "tools"],
-    "script": ["unit", "out_of_memory", "golden"],
-    "commands": ["unit", "out_of_memory", "golden", "tools"],
-    "language": ["unit", "out_of_memory", "golden"],
-    "run": ["unit", "out_of_memory", "golden", "tools"],
+    "base": ["unit", "golden", "tools"],
+    "directory": ["unit", "golden", "tools"],
+    "script": ["unit", "golden"],
+    "commands": ["unit", "golden", "tools"],
+    "language": ["unit", "golden"],
+    "run": ["unit", "golden", "tools"],
     "platform/common": ["unit", "client", "golden", "tools"],
     "platform/client/core": ["client", "golden", "tools"],
     "platform/client/ldif": ["client", "golden", "tools"],

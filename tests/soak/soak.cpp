@@ -31,8 +31,8 @@
 
 #include "platform/zk.h"
 #include "qrtscript.h"
-#include "tests/allocations/answers.h"
-#include "tests/golden/sample_session.h"
+#include "tests/support/answers.h"
+#include "tests/support/sample_session.h"
 
 namespace fs = std::filesystem;
 

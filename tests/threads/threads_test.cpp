@@ -9,7 +9,7 @@
 
 #include "include/qrtscript.h"
 #include "platform/zk.h"
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 
 namespace {
 

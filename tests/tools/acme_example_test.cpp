@@ -1,4 +1,4 @@
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 
 namespace {
 

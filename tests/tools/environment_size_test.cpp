@@ -5,7 +5,7 @@
 #include <unistd.h>
 #include <algorithm>
 
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 
 namespace {
 

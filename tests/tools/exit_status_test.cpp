@@ -4,7 +4,7 @@
 #include <regex>
 #include <set>
 
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 
 namespace {
 

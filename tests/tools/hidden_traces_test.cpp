@@ -3,7 +3,7 @@
 #include <sys/mman.h>
 
 #include "include/qrtscript.h"
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 
 TEST(HiddenTraces, WhatIsWrittenAtATraceLevelIsNotShown) {
     TerminalProcess process([] {

@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 #include <sstream>
 
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 
 namespace {
 

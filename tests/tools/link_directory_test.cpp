@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <functional>
 
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 #include "tools/map/link_directory.h"
 #include "tools/map/refusal.h"
 

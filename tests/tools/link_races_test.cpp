@@ -19,7 +19,7 @@
 #include <new>
 
 #include "platform/zk.h"
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 #include "tools/map/link_directory.h"
 #include "tools/map/refusal.h"
 

@@ -3,7 +3,7 @@
 #include <sys/wait.h>
 #include <cstdio>
 
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 
 namespace {
 

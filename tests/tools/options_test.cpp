@@ -1,7 +1,7 @@
 // The options that can be read; which words are refused is seen in the program.
 #include "tools/qrtlogin/options.h"
 
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 
 namespace {
 

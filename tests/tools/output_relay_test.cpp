@@ -11,7 +11,7 @@
 
 #include "include/qrtscript.h"
 #include "platform/treelogin.h"
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 #include "tools/qrtlogin/failure.h"
 
 namespace {

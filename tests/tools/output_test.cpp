@@ -5,7 +5,7 @@
 #include <unistd.h>
 #include <filesystem>
 
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <unistd.h>
 #include <filesystem>
 
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 
 namespace {
 

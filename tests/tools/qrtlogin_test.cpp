@@ -6,7 +6,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 #include "tools/qrtlogin/environment.h"
 
 namespace {

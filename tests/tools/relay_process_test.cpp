@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <set>
 
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 
 #include "include/qrtscript.h"
 #include "platform/treelogin.h"
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/output_relay.h"
 #include "tools/qrtlogin/run_guard.h"

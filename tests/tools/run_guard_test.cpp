@@ -6,7 +6,7 @@
 #include <fstream>
 #include <memory>
 
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "include/qrtscript.h"
-#include "tests/tools/own_process.h"
-#include "tests/tools/site.h"
+#include "tests/support/own_process.h"
+#include "tests/support/site.h"
 #include "tools/qrtlogin/failure.h"
 
 namespace {

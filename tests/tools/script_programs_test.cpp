@@ -5,7 +5,7 @@
 #include <sys/wait.h>
 #include <csignal>
 
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 
 namespace {
 

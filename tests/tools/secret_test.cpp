@@ -9,7 +9,7 @@
 #include <csignal>
 #include <cstring>
 
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/password.h"
 

@@ -2,7 +2,7 @@
 // everything where no terminal shows it.
 #include <sys/stat.h>
 
-#include "tests/tools/site.h"
+#include "tests/support/site.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <csignal>
 
 #include "include/qrtscript.h"
-#include "tests/tools/own_process.h"
+#include "tests/support/own_process.h"
 
 namespace {
 

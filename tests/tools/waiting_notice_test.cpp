@@ -12,7 +12,7 @@
 
 #include "include/qrtscript.h"
 #include "platform/zk.h"
-#include "tests/tools/process.h"
+#include "tests/support/process.h"
 #include "tools/qrtlogin/output_relay.h"
 
 namespace {

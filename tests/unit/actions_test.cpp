@@ -1,10 +1,10 @@
 #include "language/actions.h"
 
-#include "tests/unit/command_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
-class ActionsTest : public CommandTest {};
+class ActionsTest : public SessionTest {};
 
 TEST_F(ActionsTest, ASkippedStatementGetsNoCallAndItsOperandsAreFreed) {
     static int calls;

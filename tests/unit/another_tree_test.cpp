@@ -23,7 +23,6 @@ class AnotherTreeTest : public SessionTest {
         ctx = handle;
         setenv("TREE_LOGIN_TEST", "replaced", 1);
     }
-    ~AnotherTreeTest() override { unsetenv("TREE_LOGIN_TEST"); }
 
     static void tree(const char *user = nullptr, const char *password = nullptr) {
         std::string given = password ? password : "";

@@ -1,6 +1,6 @@
 #include "directory/attribute_compare.h"
 
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -11,8 +11,7 @@ static constexpr uint32_t untouched = 7;
 
 class AttributeCompareTest : public DirectoryTest {
   protected:
-    void SetUp() override {
-        DirectoryTest::SetUp();
+    AttributeCompareTest() {
         uint32_t flags = 0x10;
         ZKDSSetContext(session_handle, DCK_FLAGS, &flags);
         ZKDSSetContext(session_handle, DCK_TREE_NAME, "ACME_TREE");

@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -10,8 +10,7 @@ static constexpr time_t noon = 1772366400;
 
 class AttributeValuesTest : public DirectoryTest {
   protected:
-    void SetUp() override {
-        DirectoryTest::SetUp();
+    AttributeValuesTest() {
         clock_now = [] { return noon; };
     }
     // The text of one value of an attribute.

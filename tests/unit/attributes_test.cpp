@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 

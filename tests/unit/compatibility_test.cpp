@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "commands/print.h"
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
-class CompatibilityTest : public CommandTest {
+class CompatibilityTest : public SessionTest {
   protected:
     // All statements of the module, each with its message.
     struct Row {

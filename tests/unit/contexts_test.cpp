@@ -3,38 +3,24 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
+using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 class ContextsTest : public DirectoryTest {
   protected:
-    void SetUp() override {
-        DirectoryTest::SetUp();
-        unsetenv("TOLAN_USE_BRUNE");
-        spy::tree("ACME_TREE", "SRV1");
-    }
-    void TearDown() override {
-        debug_level = 0;
-        DirectoryTest::TearDown();
-    }
+    ContextsTest() { spy::tree("ACME_TREE", "SRV1"); }
     static std::string tree_of_context(uint32_t handle) {
         char name[64] = "";
         ZKDSGetContext(handle, DCK_TREE_NAME, name);
         return name;
-    }
-    template <typename Action>
-    static std::string traces(int level, Action action) {
-        testing::internal::CaptureStdout();
-        debug_level = level;
-        action();
-        debug_level = 0;
-        return testing::internal::GetCapturedStdout();
     }
     uint32_t handle = 99;
 };
@@ -231,132 +217,65 @@ TEST_F(ContextsTest, AFailedStepOfTheDefaultConnectionIsTheLastAndIsTracedAlone)
     }
 }
 
-TEST_F(ContextsTest, ADefaultServersCodesAndNumbersAreTracedInTheirForm) {
-    spy::default_server("SRV1");
+// The levels are those of trace_table.h.
+TEST_F(ContextsTest, TracesTellNamesCodesAndNumbers) {
+    const auto make = [this] { qrt_Getctx("acme_tree", &handle); };
+    EXPECT_THAT(traces(9, make),
+                AllOf(HasSubstr("tree name=(ACME_TREE)"), HasSubstr("qrt_GetTreeName(acme_tree)"),
+                      HasSubstr("ZKCCOpenConnByName returned 0x0"), HasSubstr("ZKCCGetConnInfo returned 0x0"),
+                      HasSubstr("qrt_GetTreeName found tree (acme_tree)"),
+                      HasSubstr("ZKDSSetContext(ctx, DCK_FLAGS, DCV_DEREF_ALIASES etc)  ccode: 0\n"),
+                      HasSubstr("ZKDSSetContext(ctx, DCK_TREE_NAME, ACME_TREE)  ccode: 0\n")));
+    const std::string unknown = traces(9, [this] { qrt_Getctx("NO_TREE", &handle); });
+    EXPECT_THAT(unknown, AllOf(HasSubstr("Can not find tree named: \"NO_TREE\""),
+                               HasSubstr("qrt_GetTreeName could NOT find tree."), Not(HasSubstr("found tree"))));
     spy::user_number(0xFFFFFFFE);
     spy::connection_number(0xFFFFFFFD);
-    EXPECT_THAT(traces(6, [] { qrt_UserID(); }), HasSubstr("UserID: -2\n"));
-    EXPECT_THAT(traces(6, [] { qrt_StationNumber(); }), HasSubstr("Connection Number: -3\n"));
-    auto ask = [] { qrt_GetDefaultServer(); };
-    spy::fail("ZKGetDefaultConnRef", 0xABC);
-    EXPECT_THAT(traces(5, ask), HasSubstr("Error, ZKGetDefaultConnRef() returned abc\n"));
-    set(CurrentTree, "ACME_TREE");
-    spy::fail("ZKCCOpenConnByName", 0xABD);
-    EXPECT_THAT(traces(5, ask), HasSubstr("Error, ZKCCOpenConnByName() returned abd\n"));
-}
-
-TEST_F(ContextsTest, ADefaultServerThatIsFoundIsNoError) {
     spy::default_server("SRV1");
-    EXPECT_THAT(traces(9, [] { free(qrt_GetDefaultServer()); }), testing::Not(HasSubstr("Error")));
-    set(CurrentTree, "ACME_TREE");
-    EXPECT_THAT(traces(9, [] { free(qrt_GetDefaultServer()); }), testing::Not(HasSubstr("Error")));
-}
-
-TEST_F(ContextsTest, TracesOfAContext) {
-    auto make = [this] { qrt_Getctx("acme_tree", &handle); };
-    EXPECT_EQ(traces(4, make), "");
-    EXPECT_THAT(traces(5, make), testing::Not(HasSubstr("qrt_GetTreeName(acme_tree)")));
-    EXPECT_THAT(traces(6, make), testing::Not(HasSubstr("ccode")));
-    std::string above4 = traces(5, make);
-    EXPECT_THAT(above4, HasSubstr("tree name=(ACME_TREE)"));
-    EXPECT_THAT(above4, testing::Not(HasSubstr("ccode")));
-    std::string above5 = traces(6, make);
-    EXPECT_THAT(above5, HasSubstr("qrt_GetTreeName(acme_tree)"));
-    EXPECT_THAT(above5, HasSubstr("ZKCCOpenConnByName returned 0x0"));
-    EXPECT_THAT(above5, HasSubstr("ZKCCGetConnInfo returned 0x0"));
-    EXPECT_THAT(above5, HasSubstr("qrt_GetTreeName found tree (acme_tree)"));
-    std::string above6 = traces(7, make);
-    EXPECT_THAT(above6, HasSubstr("ZKDSSetContext(ctx, DCK_FLAGS, DCV_DEREF_ALIASES etc)  ccode: 0"));
-    EXPECT_THAT(above6, HasSubstr("ZKDSSetContext(ctx, DCK_TREE_NAME, ACME_TREE)  ccode: 0"));
-}
-
-TEST_F(ContextsTest, TracesOfAFailedContext) {
-    EXPECT_EQ(traces(0, [this] { qrt_Getctx("NO_TREE", &handle); }), "");
-    EXPECT_THAT(traces(1, [this] { qrt_Getctx("NO_TREE", &handle); }),
-                HasSubstr("Can not find tree named: \"NO_TREE\""));
-    EXPECT_THAT(traces(6, [this] { qrt_Getctx("NO_TREE", &handle); }),
-                HasSubstr("qrt_GetTreeName could NOT find tree."));
-    spy::fail("ZKDSCreateContextHandle", 0xABC);
-    EXPECT_THAT(traces(5, [this] { qrt_Getctx("ACME_TREE", &handle); }),
-                HasSubstr("ZKDSCreateContextHandle ccode: abc"));
-    spy::mend();
-    spy::fail("ZKDSSetContext", 0xABC);
-    EXPECT_THAT(traces(5, [this] { qrt_Getctx("ACME_TREE", &handle); }), HasSubstr("ZKDSSetContext (1) ccode: abc"));
-    spy::mend();
-    spy::fail_nth("ZKDSSetContext", static_cast<int>(spy::calls("ZKDSSetContext").size()) + 2, 0xABC);
-    EXPECT_THAT(traces(5, [this] { qrt_Getctx("ACME_TREE", &handle); }), HasSubstr("ZKDSSetContext: ccode: abc"));
-    spy::mend();
-    spy::fail("ZKDSSetContext", 0xABC);
-    EXPECT_EQ(traces(4, [this] { qrt_Getctx("ACME_TREE", &handle); }), "");
-}
-
-TEST_F(ContextsTest, CodesAreTracedInHexadecimal) {
-    auto make = [this] { qrt_Getctx("acme_tree", &handle); };
-    auto traces_of_failure = [&](const char *call, int occurrence, int level = 7) {
-        spy::reset();
-        spy::tree("ACME_TREE", "SRV1");
-        spy::fail_nth(call, occurrence, 0xABCD);
-        return traces(level, make);
-    };
-    EXPECT_EQ(traces_of_failure("ZKDSCreateContextHandle", 1, 4), "");
-    EXPECT_EQ(traces_of_failure("ZKDSSetContext", 1, 4), "");
-    EXPECT_EQ(traces_of_failure("ZKDSSetContext", 2, 4), "");
-    EXPECT_THAT(traces_of_failure("ZKCCOpenConnByName", 1), HasSubstr("ZKCCOpenConnByName returned 0xABCD\n"));
-    EXPECT_THAT(traces_of_failure("ZKCCGetConnInfo", 1), HasSubstr("ZKCCGetConnInfo returned 0xABCD\n"));
-    EXPECT_THAT(traces_of_failure("ZKDSSetContext", 1),
-                HasSubstr("ZKDSSetContext(ctx, DCK_FLAGS, DCV_DEREF_ALIASES etc)  ccode: abcd\n"));
-    EXPECT_THAT(traces_of_failure("ZKDSSetContext", 2),
-                HasSubstr("ZKDSSetContext(ctx, DCK_TREE_NAME, ACME_TREE)  ccode: abcd\n"));
-}
-
-TEST_F(ContextsTest, ATreeIsTracedAboveFiveFoundOrNot) {
-    EXPECT_EQ(traces(5, [] { free(qrt_GetTreeName("ACME_TREE")); }), "");
-    auto ask = [] { qrt_GetTreeName("NO_TREE"); };
-    EXPECT_EQ(traces(5, ask), "");
-    EXPECT_THAT(traces(6, ask), HasSubstr("qrt_GetTreeName could NOT find tree."));
-    EXPECT_THAT(traces(6, ask), testing::Not(HasSubstr("found tree")));
-}
-
-TEST_F(ContextsTest, QueriesAreTracedAboveFourWhenTheyFailAndAboveFiveWhenTheySucceed) {
-    auto ask = [] {
+    const auto ask = [] {
         qrt_UserID();
         qrt_StationNumber();
-        free(qrt_GetDefaultServer());
-        free(qrt_GetDefaultServerFromTree("ACME_TREE"));
-        free(qrt_GetTreeFromServer("SRV1"));
+        for (char *name :
+             {qrt_GetDefaultServer(), qrt_GetDefaultServerFromTree("ACME_TREE"), qrt_GetTreeFromServer("SRV1")})
+            free(name);
     };
-    spy::default_server("SRV1");
-    EXPECT_EQ(traces(5, ask), "");
-    spy::fail("ZKCCGetConnInfo", 0xABC);
-    EXPECT_EQ(traces(4, ask), "");
-    spy::fail("ZKCCOpenConnByRef", 0xABC);
-    EXPECT_EQ(traces(4, ask), "");
-    spy::fail("ZKGetDefaultConnRef", 0xABC);
-    EXPECT_EQ(traces(4, ask), "");
-    set(CurrentTree, "NO_TREE");
-    EXPECT_EQ(traces(4, ask), "");
+    EXPECT_THAT(traces(9, ask),
+                AllOf(HasSubstr("UserID: -2\n"), HasSubstr("Connection Number: -3\n"),
+                      HasSubstr("Default server is: SRV1"), HasSubstr("Default server for tree ACME_TREE, is: SRV1"),
+                      HasSubstr("qrt_GetTreeFromServer(SRV1)"), Not(HasSubstr("Error"))));
 }
 
-TEST_F(ContextsTest, TracesOfTheQueries) {
-    EXPECT_THAT(traces(5, [] { qrt_UserID(); }), HasSubstr("ZKGetDefaultConnRef() returned 8801"));
-    EXPECT_THAT(traces(5, [] { qrt_GetDefaultServer(); }), HasSubstr("Error, ZKGetDefaultConnRef() returned 8801"));
-    spy::default_server("SRV1");
-    EXPECT_THAT(traces(6, [] { qrt_UserID(); }), HasSubstr("UserID: 42"));
-    EXPECT_THAT(traces(6, [] { qrt_StationNumber(); }), HasSubstr("Connection Number: 7"));
-    EXPECT_THAT(traces(6, [] { free(qrt_GetDefaultServer()); }), HasSubstr("Default server is: SRV1"));
-    EXPECT_THAT(traces(6, [] { free(qrt_GetDefaultServerFromTree("ACME_TREE")); }),
-                HasSubstr("Default server for tree ACME_TREE, is: SRV1"));
-    EXPECT_THAT(traces(6, [] { free(qrt_GetTreeFromServer("SRV1")); }), HasSubstr("qrt_GetTreeFromServer(SRV1)"));
-    spy::fail("ZKCCGetConnInfo", 0xABC);
-    EXPECT_THAT(traces(5, [] { qrt_StationNumber(); }), HasSubstr("ZKCCGetConnInfo() returned abc"));
-    EXPECT_THAT(traces(5, [] { qrt_GetDefaultServer(); }), HasSubstr("Error, ZKCCGetConnInfo() returned abc"));
-    EXPECT_THAT(traces(5, [] { qrt_GetDefaultServerFromTree("ACME_TREE"); }),
-                HasSubstr("ZKCCGetConnInfo() returned abc"));
-    spy::fail("ZKCCOpenConnByRef", 0xABD);
-    EXPECT_THAT(traces(5, [] { qrt_StationNumber(); }), HasSubstr("ZKCCOpenConnByRef() returned abd"));
-    EXPECT_THAT(traces(5, [] { qrt_GetDefaultServer(); }), HasSubstr("Error, ZKCCOpenConnByRef() returned abd"));
-    set(CurrentTree, "NO_TREE");
-    EXPECT_THAT(traces(5, [] { qrt_GetDefaultServer(); }), HasSubstr("Error, ZKCCOpenConnByName() returned 8847"));
+TEST_F(ContextsTest, EachFailingStepIsTracedWithItsCode) {
+    const auto make = [this] { qrt_Getctx("acme_tree", &handle); };
+    const auto ask = [] { free(qrt_GetDefaultServer()); };
+    const auto ask_tree = [] { free(qrt_GetDefaultServerFromTree("ACME_TREE")); };
+    const struct {
+        const char *call;
+        int occurrence;
+        std::function<void()> action;
+        const char *tree, *text;
+    } rows[] = {
+        {"ZKDSCreateContextHandle", 1, make, nullptr, "ZKDSCreateContextHandle ccode: abcd\n"},
+        {"ZKDSSetContext", 1, make, nullptr, "ZKDSSetContext (1) ccode: abcd\n"},
+        {"ZKDSSetContext", 1, make, nullptr, "ZKDSSetContext(ctx, DCK_FLAGS, DCV_DEREF_ALIASES etc)  ccode: abcd\n"},
+        {"ZKDSSetContext", 2, make, nullptr, "ZKDSSetContext: ccode: abcd\n"},
+        {"ZKDSSetContext", 2, make, nullptr, "ZKDSSetContext(ctx, DCK_TREE_NAME, ACME_TREE)  ccode: abcd\n"},
+        {"ZKCCOpenConnByName", 1, make, nullptr, "ZKCCOpenConnByName returned 0xABCD\n"},
+        {"ZKCCGetConnInfo", 1, make, nullptr, "ZKCCGetConnInfo returned 0xABCD\n"},
+        {"ZKCCGetConnInfo", 1, ask_tree, nullptr, "ZKCCGetConnInfo() returned abcd\n"},
+        {"ZKGetDefaultConnRef", 1, ask, nullptr, "Error, ZKGetDefaultConnRef() returned abcd\n"},
+        {"ZKCCOpenConnByRef", 1, ask, nullptr, "Error, ZKCCOpenConnByRef() returned abcd\n"},
+        {"ZKCCGetConnInfo", 1, ask, nullptr, "Error, ZKCCGetConnInfo() returned abcd\n"},
+        {"ZKCCOpenConnByName", 1, ask, "ACME_TREE", "Error, ZKCCOpenConnByName() returned abcd\n"},
+    };
+    for (const auto &row : rows) {
+        spy::reset();
+        spy::tree("ACME_TREE", "SRV1");
+        spy::default_server("SRV1");
+        set(CurrentTree, row.tree);
+        spy::fail_nth(row.call, row.occurrence, 0xABCD);
+        EXPECT_THAT(traces(9, row.action), HasSubstr(row.text));
+    }
 }
 
 } // namespace

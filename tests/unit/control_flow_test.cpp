@@ -1,6 +1,6 @@
 #include "language/control_flow.h"
 
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 

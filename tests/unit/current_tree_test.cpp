@@ -1,5 +1,7 @@
 #include "directory/tree_login.h"
 
+#include <set>
+
 #include "tests/unit/session_fixture.h"
 
 namespace {
@@ -81,7 +83,7 @@ TEST_F(CurrentTreeTest, TheCurrentTreeMayBeSetAgain) {
 }
 
 TEST_F(CurrentTreeTest, SettingTheTreeIsTraced) {
-    expect_traces({{7, "entering qrt_SetTree(acme_tree)"}, {2, "Set Preferred DS Tree(ACME_TREE) length:9"}},
+    expect_traces({"entering qrt_SetTree(acme_tree)", "Set Preferred DS Tree(ACME_TREE) length:9"},
                   [] { qrt_SetTree("acme_tree"); });
 }
 
@@ -157,6 +159,40 @@ TEST_F(DoTreeLoginTest, TheClientIsAskedInThisOrder) {
                     "ZKCCGetConnInfo", "ZKDSSetContext", "ZKDSCanDSAuthenticate", "ZKCallsInit", "ZKCLXInit",
                     "ZKDSCreateContextHandle", "ZKDSSetContext", "ZKDSSetContext", "ZKDSLoginEx", "ZKCCOpenConnByName",
                     "ZKCCGetConnInfo", "ZKSetPreferredDSTree", "ZKDSFreeContext", "ZKDSFreeContext"));
+}
+
+TEST_F(DoTreeLoginTest, TheStepsOfEachWayComeInThisOrder) {
+    const auto steps = [this](const std::function<void()> &prepare, const char *password = "given") {
+        start();
+        prepare();
+        tree("OTHER_TREE", "bob.org", password);
+        const std::set<std::string> parts = {"ZKCallsInit",    "ZKCLXInit",          "ZKDSCreateContextHandle",
+                                             "ZKDSSetContext", "ZKCCOpenConnByName", "ZKCCGetConnInfo"};
+        std::string names;
+        for (const std::string &call : spy::calls())
+            if (parts.count(call.substr(0, call.find('('))) == 0) names += call.substr(0, call.find(',')) + " ";
+        return names;
+    };
+    const std::string probe = "ZKDSCanDSAuthenticate(1) ", set = "ZKSetPreferredDSTree(10 ";
+    EXPECT_EQ(steps([] { spy::logged_in_to("OTHER_TREE", "bob.org"); }),
+              probe + "ZKDSWhoAmI(1) " + set + "ZKDSFreeContext(1) ");
+    EXPECT_EQ(steps([] { spy::logged_in_to("OTHER_TREE", "admin.org"); }),
+              probe + "ZKDSWhoAmI(1) ZKDSLogout(2) ZKDSLoginEx(3 " + set + "ZKDSFreeContext(77) ZKDSFreeContext(1) ");
+    const auto another_identity = [] {
+        spy::fail_nth("ZKDSLoginEx", 1, 0x8800);
+        spy::confirm_answer(4);
+        spy::prompt_answer("ann.org", "typed");
+    };
+    EXPECT_EQ(steps(another_identity), probe +
+                                           "ZKDSLoginEx(2 auxconfirm_g(\"Already logged in to OTHER_TREE as bob.org "
+                                           "ZKDSLogout(3) auxlogin_c(\"OTHER_TREE\" ZKDSLoginEx(4 " +
+                                           set + "ZKDSFreeContext(77) ZKDSFreeContext(1) ");
+    const auto refused_in_windows = [] {
+        g_useGUI = 1;
+        spy::account("bob.org", "right");
+    };
+    EXPECT_EQ(steps(refused_in_windows, "wrong"),
+              probe + "ZKDSLoginEx(2 auxinit_g() auxlogin_g(\"OTHER_TREE\" ZKDSFreeContext(1) ");
 }
 
 TEST_F(DoTreeLoginTest, AnUnknownTreeIsReported) {
@@ -476,10 +512,9 @@ TEST_F(DoTreeLoginTest, TheStatementIsTracedWithoutItsPassword) {
         start();
         tree("OTHER_TREE", "bob", "s3cret");
     };
-    expect_traces({{2, "TREE - tree=OTHER_TREE, user=bob, pass=<your password>"},
-                   {2, "try to append context (.sales.acme) onto user name (bob)."},
-                   {2, "Tree login return code 0x0"},
-                   {7, "====you were not logged onto tree OTHER_TREE"}},
+    expect_traces({"TREE - tree=OTHER_TREE, user=bob, pass=<your password>",
+                   "try to append context (.sales.acme) onto user name (bob).", "Tree login return code 0x0",
+                   "====you were not logged onto tree OTHER_TREE"},
                   given);
     EXPECT_THAT(traces(9, given), Not(HasSubstr("s3cret")));
     const auto bare = [this] {
@@ -487,15 +522,14 @@ TEST_F(DoTreeLoginTest, TheStatementIsTracedWithoutItsPassword) {
         spy::logged_in_to("OTHER_TREE", "bob.org");
         tree("OTHER_TREE");
     };
-    expect_traces({{2, "TREE - tree=OTHER_TREE, user=NULL, pass=NULL"},
-                   {2, "try to append context onto user name, failed."},
-                   {2, "whoami bob.org"}},
+    expect_traces({"TREE - tree=OTHER_TREE, user=NULL, pass=NULL", "try to append context onto user name, failed.",
+                   "whoami bob.org"},
                   bare);
     const auto same = [this] {
         spy::logged_in_to("OTHER_TREE", "bob.org");
         tree("OTHER_TREE", "BOB.org");
     };
-    expect_traces({{2, "whoami bob.org BOB.org"}}, same);
+    expect_traces({"whoami bob.org BOB.org"}, same);
     const auto another = [this] {
         spy::logged_in_to("OTHER_TREE", "admin.org");
         tree("OTHER_TREE", "bob.org", "given");
@@ -507,7 +541,7 @@ TEST_F(DoTreeLoginTest, TheStatementIsTracedWithoutItsPassword) {
         spy::confirm_answer(3);
         tree("OTHER_TREE", "bob.org");
     };
-    expect_traces({{4, "return code from auxconfirm_g 3"}, {2, "Tree login return code 0x8800"}}, declined);
+    expect_traces({"return code from auxconfirm_g 3", "Tree login return code 0x8800"}, declined);
     EXPECT_THAT(trace_texts(3, [this] { tree(nullptr, "bob"); }), Contains("TREE - tree=NULL, user=bob, pass=NULL"));
 }
 

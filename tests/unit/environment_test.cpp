@@ -5,27 +5,15 @@
 
 #include "commands/program.h"
 #include "tests/client_spy/client_spy.h"
-#include "tests/unit/command_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
 using testing::HasSubstr;
 
-class EnvironmentTest : public CommandTest {
+class EnvironmentTest : public SessionTest {
   protected:
-    EnvironmentTest() {
-        spy::reset();
-        unsetenv("X");
-        number_arguments();
-        use_default_script = 1;
-    }
-    ~EnvironmentTest() override {
-        for (int index = 0; index < QRT_USER_VARIABLES; ++index) qrt_SetUserVar(index, nullptr);
-        free(over_ride_profile);
-        over_ride_profile = nullptr;
-        free(CurrentContext);
-        CurrentContext = nullptr;
-    }
+    EnvironmentTest() { number_arguments(); }
 
     // Each argument is its index, so that a test sees where it went.
     static void number_arguments() {

@@ -1,6 +1,6 @@
 #include "commands/file_spec.h"
 
-#include "tests/unit/network_file_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 

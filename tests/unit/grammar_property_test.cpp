@@ -4,12 +4,9 @@
 #include <algorithm>
 #include <map>
 
-#include "tests/unit/program_folder.h"
-#include "tests/unit/script_fixture.h"
 #include "tests/unit/script_model.h"
+#include "tests/unit/session_fixture.h"
 #include "tests/unit/statement_forms.h"
-
-extern char **environ;
 
 namespace {
 
@@ -19,11 +16,7 @@ using testing::Not;
 
 class GrammarPropertyTest : public ScriptTest {
   protected:
-    GrammarPropertyTest() {
-        files_.file("inner", "WRITE \"inner\"\nREM no line end");
-        setenv("PATH", files_.path("empty").c_str(), 1);
-        for (char **entry = environ; *entry != nullptr; entry++) environment_.push_back(*entry);
-    }
+    GrammarPropertyTest() { folder_.file("inner", "WRITE \"inner\"\nREM no line end"); }
 
     // What can be seen of a run at one moment.
     struct Moment {
@@ -65,7 +58,7 @@ class GrammarPropertyTest : public ScriptTest {
         }
     }
 
-    Source source(unsigned seed) const { return Source(seed, files_.path("inner")); }
+    Source source(unsigned seed) const { return Source(seed, folder_.path("inner")); }
 
     static std::string line_end(Source &random) {
         static const char *const ends[] = {"\n", "\n", "\r\n", "\r\n", "\r\r\n", "\r\r\r\n"};
@@ -74,44 +67,21 @@ class GrammarPropertyTest : public ScriptTest {
 
     std::map<int, Moment> moments_;
     int result_ = 0; // the runner's
-    ProgramFolder files_;
 
   private:
     void begin_again() {
         shown_.clear();
         output();
-        restore_environment();
+        surroundings_.restore_environment();
+        setenv("PATH", folder_.path("empty").c_str(), 1);
         ZKDSFreeContext(context_);
         spy::reset();
-        spy::tree("ACME_TREE", "SRV1");
-        spy::object(user);
-        spy::logged_in(user);
+        clear();
+        start();
         for (const char *context : {"x.y", "word"}) spy::object(context);
-        set(CurrentObject, "jdoe");
-        for (char **context : {&CurrentContext, &InitialContext}) set(*context, ".sales.acme");
-        set(LoginName, "jdoe");
-        for (char **global : {&over_ride_profile, &driveDir, &gotolabel, &CurrentTree, &CurrentPassword})
-            set(*global, nullptr);
         for (int i = 0; i < QRT_USER_VARIABLES; i++) qrt_SetUserVar(i, std::to_string(i).c_str());
-        ZKDSCreateContextHandle(&context_);
-        ZKDSSetContext(context_, DCK_TREE_NAME, "ACME_TREE");
-        spy::forget_calls();
         condstate[0] = valuestate = gotostate = invalidGoToLabel = debug_level = 0;
-        bcntrlc = 0;
-        use_default_script = 1;
-    }
-
-    void restore_environment() const {
-        clearenv();
-        for (const std::string &entry : environment_) {
-            const size_t sign = entry.find('=');
-            setenv(entry.substr(0, sign).c_str(), entry.c_str() + sign + 1, 1);
-        }
-    }
-
-    static void set(char *&global, const char *value) {
-        free(global);
-        global = text_copy_or_null(value).release();
+        spy::forget_calls();
     }
 
     Moment now() {
@@ -129,7 +99,6 @@ class GrammarPropertyTest : public ScriptTest {
     }
 
     std::string shown_;
-    std::vector<std::string> environment_;
 };
 
 // ---- the forms ----

@@ -10,7 +10,7 @@
 #include <set>
 
 #include "platform/common/places.h"
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -20,8 +20,7 @@ static time_t told_now;
 
 class IdentifiersTest : public DirectoryTest {
   protected:
-    void SetUp() override {
-        DirectoryTest::SetUp();
+    IdentifiersTest() {
         setenv("TZ", "UTC", 1);
         tzset();
         clock_now = [] { return told_now; };
@@ -29,11 +28,6 @@ class IdentifiersTest : public DirectoryTest {
         spy::object(user_object);
         place_module_status = "/nonexistent/Version";
         place_network_interface = "nosuch0";
-    }
-    void TearDown() override {
-        place_module_status = status_before_;
-        place_network_interface = interface_before_;
-        DirectoryTest::TearDown();
     }
     static void at(const char *local) {
         tm parts = {};
@@ -49,8 +43,6 @@ class IdentifiersTest : public DirectoryTest {
     }
 
   private:
-    const char *status_before_ = place_module_status;
-    const char *interface_before_ = place_network_interface;
 };
 
 struct Clock {
@@ -131,12 +123,10 @@ TEST_F(IdentifiersTest, ClockIsReadAnewForEachIdentifier) {
     EXPECT_EQ(value("SECOND"), "08");
 }
 
-TEST_F(IdentifiersTest, ClockIsTheSystemsUnlessToldOtherwise) {
-    TearDown();
+TEST(Clock, IsTheSystemsUnlessToldOtherwise) {
     time_t before = time(nullptr);
     EXPECT_LE(before, clock_now());
     EXPECT_LE(clock_now(), time(nullptr));
-    SetUp();
 }
 
 struct Constant {
@@ -155,76 +145,21 @@ INSTANTIATE_TEST_SUITE_P(Identifiers, ConstantIdentifiers,
                                          Constant{"OFFLINE", "0"}, Constant{"COMSPEC", "Not_Available_For_Linux"},
                                          Constant{"ERROR_LEVEL", "0"}, Constant{"NEW_MAIL", "No"}));
 
-// The names in the table's order and their codes.
-static const QrtIdentifier wanted_table[] = {
-    {"DAY", 1},
-    {"DAY_OF_WEEK", 2},
-    {"MONTH", 3},
-    {"MONTH_NAME", 4},
-    {"NDAY_OF_WEEK", 5},
-    {"SHORT_YEAR", 6},
-    {"YEAR", 7},
-    {"AM_PM", 8},
-    {"GREETING_TIME", 9},
-    {"HOUR", 10},
-    {"HOURS", 10},
-    {"HOUR24", 11},
-    {"24HOUR", 11},
-    {"MINUTE", 12},
-    {"MINUTES", 12},
-    {"SECOND", 13},
-    {"SECONDS", 13},
-    {"MACHINE", 14},
-    {"FERROX_REQUESTER", 15},
-    {"REQUESTER", 15},
-    {"DOS_REQUESTER", 15},
-    {"REQUESTER_VERSION", 15},
-    {"OS", 16},
-    {"OS_VERSION", 17},
-    {"P_STATION", 18},
-    {"PHYSICAL_STATION", 18},
-    {"PLATFORM", 19},
-    {"SHELL_TYPE", 21},
-    {"SHELL_VERSION", 21},
-    {"FERROX_SHELL", 21},
-    {"SMACHINE", 22},
-    {"STATION", 23},
-    {"CONNECTION", 23},
-    {"SLOT", 23},
-    {"WINVER", 24},
-    {"LAST_NAME", 25},
-    {"ACCESS_SERVER", 26},
-    {"DIALUP", 27},
-    {"OFFLINE", 28},
-    {"FILE_SERVER", 29},
-    {"FILESERVER", 29},
-    {"NETWORK_ADDRESS", 30},
-    {"NETWORK", 30},
-    {"FULL_NAME", 31},
-    {"LOGIN_CONTEXT", 33},
-    {"LOGIN_NAME", 34},
-    {"LANGUAGE", 44},
-    {"PASSWORD_EXPIRES", 35},
-    {"REQUESTER_CONTEXT", 36},
-    {"USER_ID", 37},
-    {"USERID", 37},
-    {"LOGIN_ALIAS_CONTEXT", 38},
-    {"CN", 39},
-    {"NEW_MAIL", 42},
-    {"COMSPEC", 40},
-    {"ERROR_LEVEL", 41},
-    {"HOME_DIRECTORY", 43},
-    {"MESSAGE_SERVER", 29},
-};
-
+// The names in the table's order, each with its code.
 TEST_F(IdentifiersTest, TableKeepsItsOrder) {
-    size_t i = 0;
-    for (; itable[i].name; i++) {
-        ASSERT_LT(i, std::size(wanted_table));
-        EXPECT_STREQ(itable[i].name, wanted_table[i].name);
-        EXPECT_EQ(itable[i].code, wanted_table[i].code) << itable[i].name;
-    }
-    EXPECT_EQ(i, 58u);
+    std::string table;
+    for (const QrtIdentifier *row = itable; row->name; row++)
+        table += row->name + (" " + std::to_string(row->code)) + " ";
+    EXPECT_EQ(
+        table,
+        "DAY 1 DAY_OF_WEEK 2 MONTH 3 MONTH_NAME 4 NDAY_OF_WEEK 5 SHORT_YEAR 6 YEAR 7 AM_PM 8 GREETING_TIME 9 HOUR "
+        "10 HOURS 10 HOUR24 11 24HOUR 11 MINUTE 12 MINUTES 12 SECOND 13 SECONDS 13 MACHINE 14 FERROX_REQUESTER 15 "
+        "REQUESTER 15 DOS_REQUESTER 15 REQUESTER_VERSION 15 OS 16 OS_VERSION 17 P_STATION 18 PHYSICAL_STATION 18 "
+        "PLATFORM 19 SHELL_TYPE 21 SHELL_VERSION 21 FERROX_SHELL 21 SMACHINE 22 STATION 23 CONNECTION 23 SLOT 23 "
+        "WINVER 24 LAST_NAME 25 ACCESS_SERVER 26 DIALUP 27 OFFLINE 28 FILE_SERVER 29 FILESERVER 29 "
+        "NETWORK_ADDRESS 30 NETWORK 30 FULL_NAME 31 LOGIN_CONTEXT 33 LOGIN_NAME 34 LANGUAGE 44 PASSWORD_EXPIRES "
+        "35 REQUESTER_CONTEXT 36 USER_ID 37 USERID 37 LOGIN_ALIAS_CONTEXT 38 CN 39 NEW_MAIL 42 COMSPEC 40 "
+        "ERROR_LEVEL 41 HOME_DIRECTORY 43 MESSAGE_SERVER 29 ");
 }
 
 TEST_F(IdentifiersTest, EveryNameButTheHomeDirectoryHasAValueAtOnce) {
@@ -320,19 +255,11 @@ TEST_F(IdentifiersTest, SocketsAndFilesAreClosedAgain) {
 
 class ModuleVersionTest : public IdentifiersTest {
   protected:
-    void SetUp() override {
-        IdentifiersTest::SetUp();
-        place_module_status = path_.c_str();
-    }
-    void TearDown() override {
-        remove(path_.c_str());
-        IdentifiersTest::TearDown();
-    }
+    ModuleVersionTest() { place_module_status = status_.c_str(); }
     std::string version_in(const std::string &status) {
-        std::ofstream(path_) << status;
+        folder_.file("Version", status);
         return value("SHELL_TYPE");
     }
-    std::string path_ = testing::TempDir() + "module_status_" + std::to_string(getpid());
 };
 
 TEST_F(ModuleVersionTest, IsReadFromTheStatusFile) {

@@ -38,7 +38,7 @@ TEST_F(IncludeTest, IncludedScriptsInclude) {
 }
 
 TEST_F(IncludeTest, ARelativeNameGetsTheCurrentContext) {
-    CurrentContext = text_copy(".sales.acme").release();
+    set(CurrentContext, ".sales.acme");
     spy::stream("news.sales.acme", "WRITE \"relative\"");
     spy::stream("news", "WRITE \"complete\"");
     EXPECT_EQ(printed("INCLUDE news\nINCLUDE .news\n"), "relative\ncomplete\n");
@@ -47,14 +47,14 @@ TEST_F(IncludeTest, ARelativeNameGetsTheCurrentContext) {
 }
 
 TEST_F(IncludeTest, AnUnknownObjectIsAFileByItsNameAsWritten) {
-    CurrentContext = text_copy(".sales.acme").release();
+    set(CurrentContext, ".sales.acme");
     driveDir = text_copy(folder_.path("")).release();
     folder_.file("more", "WRITE \"from the file\"");
     EXPECT_EQ(printed("INCLUDE more\n"), "from the file\n");
 }
 
 TEST_F(IncludeTest, WhatIsNeitherIsReportedAndTheScriptGoesOn) {
-    CurrentContext = text_copy(".sales.acme").release();
+    set(CurrentContext, ".sales.acme");
     EXPECT_EQ(printed("INCLUDE news\nWRITE \"on\"\n"), "Unable to find file: news\non\n");
     EXPECT_EQ(result_, 0);
 }

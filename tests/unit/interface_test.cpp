@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "platform/common/places.h"
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -60,17 +60,13 @@ namespace {
 
 class InterfaceTest : public DirectoryTest {
   protected:
-    void SetUp() override {
-        DirectoryTest::SetUp();
+    InterfaceTest() {
         answers = {};
         answers.given = true;
         answers.hardware = "\x0A\xBC\xDE\xFF\x01\x9F";
         answers.address = std::string("\xC0\xA8\x0A\xFE", 4);
     }
-    void TearDown() override {
-        answers.given = false;
-        DirectoryTest::TearDown();
-    }
+    ~InterfaceTest() override { answers.given = false; }
     static std::string value(const char *identifier) {
         char *text = nullptr;
         EXPECT_EQ(qrt_GetIdentifierValue(session_handle, user_object, identifier, &text), 0u);

@@ -146,7 +146,6 @@ TEST_F(LifecycleBoundsTest, TheTraceLevelsTextMayHave255Characters) {
     };
     EXPECT_EQ(configured(255), 3);
     EXPECT_EQ(configured(256), 0);
-    debug_level = 0;
 }
 
 // ---- the reader ----

@@ -235,7 +235,7 @@ TEST_F(LifecycleTest, ExitFreesTheSession) {
         *global = text_copy("x").release();
     }
     for (int index = 0; index < QRT_USER_VARIABLES; index++) qrt_SetUserVar(index, "x");
-    CurrentPassword = text_copy("secret").release();
+    set(CurrentPassword, "secret");
     end();
     for (const char *global :
          {CurrentContext, CurrentObject, CurrentTree, InitialContext, LoginName, over_ride_profile}) {
@@ -464,11 +464,9 @@ class LogFileTest : public LifecycleTest {
         if (fpLogFileOutput) fclose(fpLogFileOutput);
         fpLogFileOutput = nullptr;
         bLogFileOutput = 1;
-        place_conf_log = place_;
     }
 
     const std::string log_ = folder_.path("log/parse.log");
-    const char *const place_ = place_conf_log;
 };
 
 TEST_F(LogFileTest, IsOpenedForAppending) {
@@ -495,9 +493,6 @@ TEST_F(LogFileTest, ThatCannotBeOpenedIsReportedAndSwitchedOff) {
 class CatalogueTest : public LifecycleTest {
   protected:
     ~CatalogueTest() override {
-        place_locale = place_;
-        unsetenv("LC_ALL");
-        unsetenv("LANGUAGE");
         setlocale(LC_ALL, "C");
         textdomain("messages");
     }
@@ -512,7 +507,6 @@ class CatalogueTest : public LifecycleTest {
     }
 
     const std::string locale_ = folder_.path("locale");
-    const char *const place_ = place_locale;
 };
 
 TEST_F(CatalogueTest, MessagesAreTranslated) {

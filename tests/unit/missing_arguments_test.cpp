@@ -15,7 +15,7 @@
 #include "language/tokenizer.h"
 #include "run/lifecycle.h"
 #include "script/input_buffer.h"
-#include "tests/unit/network_file_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -53,7 +53,7 @@ TEST_F(MissingArgumentsTest, ANullEmptiesWhatItIsSetTo) {
 }
 
 TEST_F(MissingArgumentsTest, ANullContextChangesNothingAndSaysNothing) {
-    CurrentContext = text_copy(".acme").release();
+    set(CurrentContext, ".acme");
     EXPECT_EQ(qrt_SetCurrentContext(nullptr), 0);
     EXPECT_STREQ(CurrentContext, ".acme");
     EXPECT_EQ(output(), "");
@@ -127,7 +127,6 @@ TEST_F(MissingArgumentsTest, ANullPathIsNoFile) {
 }
 
 TEST_F(MissingArgumentsTest, ANullTextIsNotIncludedAndNoLabel) {
-    ibufstackindex = 0;
     lex_addBuffer("x\nA:\n");
     EXPECT_EQ(lex_IncludeFile(nullptr), 0);
     EXPECT_STREQ(lex_activeBuffer()->data, "x\nA:\n");
@@ -135,7 +134,6 @@ TEST_F(MissingArgumentsTest, ANullTextIsNotIncludedAndNoLabel) {
     lex_free_active_buffer();
     lex_free_active_buffer();
     EXPECT_EQ(lex_activeBuffer(), nullptr);
-    ibufstackindex = 0;
 }
 
 TEST_F(MissingArgumentsTest, WhatIsNoCharacterIsNoDelimiter) {
@@ -172,12 +170,10 @@ TEST_F(MissingArgumentsTest, ACodeWithoutARuleIsUnknown) {
 }
 
 TEST_F(MissingArgumentsTest, AYearOfTwoDigitsHasNothingBehindThem) {
-    time_t (*const kept)() = clock_now;
     clock_now = [] { return time_t{-62135596800 + 300 * 86400}; };
     char *value = nullptr;
     EXPECT_EQ(qrt_GetIdentifierValue(handle, "jdoe.acme", "SHORT_YEAR", &value), 0U);
     EXPECT_EQ(taken(value), "");
-    clock_now = kept;
 }
 
 TEST_F(MissingArgumentsTest, AnErrorWithoutNamesIsTracedWithEmptyOnes) {
@@ -274,7 +270,7 @@ TEST_F(MissingArgumentsTest, ANullServerHasNoTree) {
 }
 
 TEST_F(MissingArgumentsTest, ANullTreeIsNone) {
-    CurrentTree = text_copy("ACME_TREE").release();
+    set(CurrentTree, "ACME_TREE");
     EXPECT_THAT(trace_texts(9, [] { qrt_SetTree(nullptr); }), testing::ElementsAre("entering qrt_SetTree()"));
     EXPECT_EQ(CurrentTree, nullptr);
     EXPECT_EQ(output(), "");
@@ -289,7 +285,7 @@ TEST_F(MissingArgumentsTest, AnEmptyNameThatIsEnteredChangesNeitherContextNorObj
     spy::tree("OTHER_TREE", "SRV2");
     spy::logged_in_to("OTHER_TREE", "");
     qrt_SetCurrentObject("jdoe");
-    CurrentContext = text_copy(".acme").release();
+    set(CurrentContext, ".acme");
     spy::prompt_answer("", "typed");
     doTreeLogin("OTHER_TREE", nullptr, nullptr);
     EXPECT_STREQ(CurrentTree, "OTHER_TREE");

@@ -1,6 +1,6 @@
 #include "directory/names.h"
 
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 

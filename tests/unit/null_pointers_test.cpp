@@ -14,7 +14,7 @@
 #include "include/exported.h"
 #include "language/tokenizer.h"
 #include "script/input_buffer.h"
-#include "tests/unit/network_file_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -72,12 +72,10 @@ class NullPointersTest : public NetworkFileTest {
         spy::mapped_drive("/home/u/F", "SRV1/SYS:x");
         folder_.file("config/map.conf", "Map_Link_Default_Location=/home/u\n");
         folder_.script("map", "exit 0");
-        CurrentObject = text_copy("jdoe").release();
-        CurrentContext = text_copy(".sales.acme").release();
-        ibufstackindex = 0;
+        set(CurrentObject, "jdoe");
+        set(CurrentContext, ".sales.acme");
         lex_addBuffer("word \"text\" rest\n");
     }
-    ~NullPointersTest() override { empty_the_stack(); }
 
     static void empty_the_stack() {
         while (ibufstackindex > 1) lex_dropBuffer();

@@ -257,10 +257,7 @@ TEST_F(PrintTest, ASkippedLastLoginTimeReadsNothing) {
 class DebugTest : public PrintTest {
   protected:
     DebugTest() { testing::internal::CaptureStdout(); }
-    ~DebugTest() override {
-        debug_level = 0;
-        testing::internal::GetCapturedStdout();
-    }
+    ~DebugTest() override { testing::internal::GetCapturedStdout(); }
 };
 
 TEST_F(DebugTest, SetsTheLevelAndTellsIt) {

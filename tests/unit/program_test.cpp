@@ -19,25 +19,24 @@
 #include "base/output.h"
 #include "include/exported.h"
 #include "script/syntax_error.h"
-#include "tests/unit/command_fixture.h"
-#include "tests/unit/program_folder.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
 using testing::HasSubstr;
 
-class ProgramTest : public CommandTest {
+class ProgramTest : public SessionTest {
   protected:
     ProgramTest() {
-        programs_.script("arguments", "for a in \"$@\"; do printf '[%s]' \"$a\"; done");
-        programs_.script("leave", "exit $1");
-        programs_.script("killed", "kill -9 $$");
-        programs_.script("hold", "read line < " + path("gate") + "; echo released");
-        programs_.script("complain", "echo trouble >&2");
-        programs_.script("listen", "read line; echo \"heard $line\"");
+        folder_.script("arguments", "for a in \"$@\"; do printf '[%s]' \"$a\"; done");
+        folder_.script("leave", "exit $1");
+        folder_.script("killed", "kill -9 $$");
+        folder_.script("hold", "read line < " + path("gate") + "; echo released");
+        folder_.script("complain", "echo trouble >&2");
+        folder_.script("listen", "read line; echo \"heard $line\"");
     }
 
-    std::string path(const std::string &name) const { return programs_.path(name); }
+    std::string path(const std::string &name) const { return folder_.path(name); }
 
     // "hold" runs until the gate is opened.
     void close_gate() { ASSERT_EQ(mkfifo(path("gate").c_str(), 0600), 0); }
@@ -55,8 +54,6 @@ class ProgramTest : public CommandTest {
         execute_command(line.c_str());
         return output();
     }
-
-    ProgramFolder programs_;
 };
 
 TEST_F(ProgramTest, AnswersTheExitStatus) {
@@ -108,7 +105,7 @@ TEST_F(ProgramTest, RunsAProgramNamedByItsPath) {
 }
 
 TEST_F(ProgramTest, TheProgramsNameIsItsFirstArgument) {
-    programs_.script("name", "echo $0");
+    folder_.script("name", "echo $0");
     EXPECT_EQ(run("  name a"), path("name") + "\n");
 }
 
@@ -159,7 +156,7 @@ TEST_F(ProgramTest, InheritsStandardInputAndError) {
 }
 
 TEST_F(ProgramTest, InheritsNoOtherDescriptor) {
-    programs_.script("look", "for n in 57 58; do [ -e /proc/$$/fd/$n ] && echo $n is open; done");
+    folder_.script("look", "for n in 57 58; do [ -e /proc/$$/fd/$n ] && echo $n is open; done");
     ASSERT_EQ(dup2(fileno(fdr), 57), 57);
     ASSERT_EQ(dup2(fileno(fdr), 58), 58);
     EXPECT_EQ(run("look"), "");
@@ -232,7 +229,7 @@ TEST_F(ProgramTest, StartsWithNoSignalIgnored) {
 }
 
 TEST_F(ProgramTest, InheritsDescriptors0To2AndNoOther) {
-    programs_.script("look", "ls /proc/$$/fd");
+    folder_.script("look", "ls /proc/$$/fd");
     for (const int number : {3, 17, 100, 900}) ASSERT_EQ(dup2(fileno(fdr), number), number);
     // The shell keeps its script open; its number and nothing else comes on top.
     EXPECT_EQ(run("look"), "0\n1\n10\n2\n");
@@ -267,7 +264,7 @@ class PipedProgramTest : public ProgramTest {
 
 TEST_F(PipedProgramTest, TenMegabytesReachASlowReaderWhole) {
     constexpr size_t size = 10 << 20;
-    programs_.script("flood", "yes 0123456 | head -c 10485760; echo done");
+    folder_.script("flood", "yes 0123456 | head -c 10485760; echo done");
     std::string got;
     std::thread reader([&] {
         while (!is_full()) sched_yield();
@@ -286,7 +283,7 @@ TEST_F(PipedProgramTest, TenMegabytesReachASlowReaderWhole) {
 }
 
 TEST_F(PipedProgramTest, AReaderThatGoesAwayEndsTheProgramAndNotTheCaller) {
-    programs_.script("count", "yes & wait $!; echo $? >" + path("status"));
+    folder_.script("count", "yes & wait $!; echo $? >" + path("status"));
     std::thread reader([&] {
         while (!is_full()) sched_yield();
         reader_goes_away();
@@ -332,7 +329,7 @@ TEST_F(ProgramTest, ASignalDoesNotEndTheWait) {
     struct sigaction action = {};
     action.sa_handler = open_gate_in_handler;
     sigaction(SIGUSR1, &action, nullptr);
-    programs_.script("interrupt", "kill -USR1 $PPID; read line < " + path("gate") + "; exit 5");
+    folder_.script("interrupt", "kill -USR1 $PPID; read line < " + path("gate") + "; exit 5");
     EXPECT_EQ(execute_command("interrupt"), 5);
     signal(SIGUSR1, SIG_DFL);
     close(gate_descriptor);

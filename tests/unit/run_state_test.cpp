@@ -99,7 +99,7 @@ TEST_F(RunStateTest, WhatTheCallerHasSetStaysWhereTheRequestIsSilent) {
     args_.userVar3 = hold("given");
     g_useGUI = 1;
     run_all([] {
-        CurrentPassword = text_copy("set before").release();
+        set(CurrentPassword, "set before");
         for (int index = 0; index < QRT_USER_VARIABLES; index++) qrt_SetUserVar(index, std::to_string(index).c_str());
     });
     EXPECT_EQ(last_.variables, "SRV1jdoe2given456789");
@@ -112,7 +112,7 @@ TEST_F(RunStateTest, BeforeTheServerIsAskedTheContextIsThatOfTheCallersTree) {
     spy::tree("OTHER_TREE", "SRV2");
     args_.treename = nullptr;
     args_.server = hold("SRV1");
-    EXPECT_EQ(run_all([] { CurrentTree = text_copy("OTHER_TREE").release(); }), 0U);
+    EXPECT_EQ(run_all([] { set(CurrentTree, "OTHER_TREE"); }), 0U);
     EXPECT_THAT(spy::calls("ZKDSSetContext"), Contains("ZKDSSetContext(1, DCK_TREE_NAME, \"OTHER_TREE\")"));
     EXPECT_THAT(spy::calls("ZKCCOpenConnByName")[0], HasSubstr("\"OTHER_TREE\""));
     EXPECT_THAT(spy::calls("ZKCCOpenConnByName")[1], HasSubstr("\"SRV1\""));

@@ -150,9 +150,9 @@ TEST_F(ScriptRunnerTest, OneHundredAndOneScriptsRunInOneProcess) {
 // ---- traces ----
 
 TEST_F(ScriptRunnerTest, TheResultIsTraced) {
-    expect_traces({{0, "parsescript_Run returned 0 (syntax ok)"}}, [] { run("WRITE\n"); });
-    expect_traces({{0, "parsescript_Run returned 1 (syntax error found)"}}, [] { run("= =\n"); });
-    expect_traces({{0, "parsescript_Run returned 1 (syntax error found)"}}, [] { run("IF \"a\" = \"a\" THEN\n"); });
+    expect_traces({"parsescript_Run returned 0 (syntax ok)"}, [] { run("WRITE\n"); });
+    expect_traces({"parsescript_Run returned 1 (syntax error found)"}, [] { run("= =\n"); });
+    expect_traces({"parsescript_Run returned 1 (syntax error found)"}, [] { run("IF \"a\" = \"a\" THEN\n"); });
 }
 
 // ---- one more script in an open session ----
@@ -161,9 +161,9 @@ class OneMoreScriptTest : public ScriptRunnerTest {
   protected:
     OneMoreScriptTest() {
         spy::tree("ACME_TREE", "SRV1");
-        CurrentTree = text_copy("ACME_TREE").release();
+        set(CurrentTree, "ACME_TREE");
         qrt_SetCurrentObject("jdoe");
-        CurrentContext = text_copy(".acme").release();
+        set(CurrentContext, ".acme");
     }
 };
 
@@ -192,7 +192,7 @@ TEST_F(OneMoreScriptTest, IgnoresTheScriptsResult) {
 
 TEST_F(OneMoreScriptTest, FreesTheContextOfATreeStatementInstead) {
     spy::tree("OTHER_TREE", "SRV2");
-    CurrentPassword = text_copy("secret").release();
+    set(CurrentPassword, "secret");
     EXPECT_EQ(qrt_RunScript("TREE OTHER_TREE/bob.x\nWRITE \"on\"\n"), 0);
     EXPECT_THAT(output(), testing::EndsWith("on\n"));
     EXPECT_EQ(spy::open_contexts(), 0);

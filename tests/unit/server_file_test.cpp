@@ -4,7 +4,7 @@
 
 #include "include/exported.h"
 #include "platform/common/location.h"
-#include "tests/unit/network_file_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 

@@ -1,41 +1,92 @@
-// What the tests of whole sessions share: a session against the recording client that is empty at the start and freed
-// at the end, the fixed places in a folder of the test's own, and checks of the traces with their levels.
+// What the unit tests share: a session against the recording client, which is as in a new process at the start and
+// freed at the end, in a folder of the test's own.
 #ifndef SESSION_FIXTURE_H
 #define SESSION_FIXTURE_H
 
 #include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <unistd.h>
 
 #include <cctype>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "base/clock.h"
 #include "base/text.h"
+#include "commands/file_spec.h"
 #include "directory/session.h"
+#include "include/exported.h"
+#include "language/actions.h"
+#include "language/control_flow.h"
+#include "language/tokenizer.h"
 #include "platform/common/places.h"
+#include "qrtscript.h"
+#include "script/conditions.h"
+#include "script/input_buffer.h"
 #include "script/syntax_error.h"
 #include "tests/client_spy/client_spy.h"
-#include "tests/unit/command_fixture.h"
+#include "tests/client_spy/wipe_watch.h"
+#include "tests/unit/keywords.h"
 #include "tests/unit/program_folder.h"
-#include "tests/unit/wipe_watch.h"
 
-// A trace's text and the level that the debug level has to exceed for it.
-struct TraceRow {
-    int threshold;
-    std::string text;
+extern char **environ;
+
+// The environment, the fixed places and the clock, put back at the end.
+class Surroundings {
+  public:
+    Surroundings() {
+        for (char **entry = environ; *entry != nullptr; entry++) environment_.push_back(*entry);
+    }
+    ~Surroundings() {
+        restore_environment();
+        for (const auto &[place, before] : places_) *place = before;
+        clock_now = clock_;
+    }
+    Surroundings(const Surroundings &) = delete;
+    Surroundings &operator=(const Surroundings &) = delete;
+
+    void restore_environment() const {
+        clearenv();
+        for (const std::string &entry : environment_) {
+            const size_t sign = entry.find('=');
+            setenv(entry.substr(0, sign).c_str(), entry.c_str() + sign + 1, 1);
+        }
+    }
+
+  private:
+    std::vector<std::string> environment_;
+    const std::vector<std::pair<const char **, const char *>> places_ = {
+        {&place_config_folder, place_config_folder},
+        {&place_slp_folder, place_slp_folder},
+        {&place_conf_log, place_conf_log},
+        {&place_mount_point, place_mount_point},
+        {&place_module_status, place_module_status},
+        {&place_network_interface, place_network_interface},
+        {&place_locale, place_locale}};
+    time_t (*const clock_)() = clock_now;
 };
 
-class SessionTest : public CommandTest {
+class SessionTest : public testing::Test {
   protected:
     // The directory context that scripts run on here.
     static constexpr uint32_t handle = 77;
 
-    SessionTest() {
+    SessionTest() : stream_(tmpfile()) {
         spy::reset();
         wipe_watch::forget();
         clear();
+        fdr = stream_;
+        debug_level = condindex = condstate[0] = valuestate = 0;
+        gotostate = gotoWasUsed = invalidGoToLabel = ibufstackindex = 0;
         std::filesystem::create_directory(folder_.path("config"));
         place_config_folder = config_.c_str();
         place_mount_point = mount_.c_str();
@@ -45,11 +96,33 @@ class SessionTest : public CommandTest {
         EXPECT_THAT(spy::mistakes(), testing::IsEmpty());
         EXPECT_EQ(spy::open_buffers(), 0);
         EXPECT_EQ(spy::open_files(), 0);
+        for (; ibufstackindex > 0; ibufstackindex--)
+            if (lex_activeBuffer() != nullptr) lex_free_active_buffer();
         clear();
         spy::reset();
-        place_config_folder = places_[0];
-        place_mount_point = places_[1];
-        place_module_status = places_[2];
+        fdr = nullptr;
+        fclose(stream_);
+    }
+
+    // What has been written since the last call, by the library and by its children.
+    std::string output() {
+        std::string text;
+        char buffer[4096];
+        for (;;) {
+            const ssize_t count = pread(fileno(stream_), buffer, sizeof buffer, read_);
+            if (count <= 0) return text;
+            text.append(buffer, static_cast<size_t>(count));
+            read_ += count;
+        }
+    }
+
+    // From here on statements are in a branch that is skipped.
+    static void skip() { condstate[0] = 1; }
+
+    static OwnedText text(const char *value) { return text_copy_or_null(value); }
+    static void set(char *&global, const char *value) {
+        free(global);
+        global = text_copy_or_null(value).release();
     }
 
     // Runs one script text and returns what the runner returns.
@@ -70,6 +143,16 @@ class SessionTest : public CommandTest {
         return row;
     }
 
+    // The traces of `action` at one debug level.
+    template <typename Action>
+    static std::string traces(int32_t level, Action action) {
+        testing::internal::CaptureStdout();
+        debug_level = level;
+        action();
+        debug_level = 0;
+        return testing::internal::GetCapturedStdout();
+    }
+
     // The texts of the traces that `action` leaves at one level, without their heads.
     static std::vector<std::string> trace_texts(int level, const std::function<void()> &action) {
         std::vector<std::string> texts;
@@ -84,24 +167,17 @@ class SessionTest : public CommandTest {
         return texts;
     }
 
-    // Checks the levels of the traces that `action`, run at each level in turn, leaves.
-    static void expect_traces(const std::vector<TraceRow> &rows, const std::function<void()> &action) {
-        std::vector<std::vector<std::string>> printed;
-        for (int level = 0; level <= 9; level++) printed.push_back(trace_texts(level, action));
-        for (const TraceRow &row : rows) {
-            SCOPED_TRACE(row.text);
-            const auto threshold = static_cast<size_t>(row.threshold);
-            EXPECT_THAT(printed[threshold], testing::Not(testing::Contains(row.text))) << "threshold too low";
-            EXPECT_THAT(printed[threshold + 1], testing::Contains(row.text));
-        }
+    // Checks that `action` leaves these traces. Their levels are checked by traces_test.
+    static void expect_traces(const std::vector<std::string> &texts, const std::function<void()> &action) {
+        EXPECT_THAT(trace_texts(9, action), testing::IsSupersetOf(texts));
     }
 
+    const Surroundings surroundings_;
     ProgramFolder folder_;
     const std::string config_ = folder_.path("config/");
     const std::string mount_ = folder_.path("mnt");
     const std::string status_ = folder_.path("Version");
 
-  protected:
     // "--DEBUG--" function ":" line " " text
     static std::string text_of_trace(const std::string &line) {
         size_t at = strlen("--DEBUG--");
@@ -118,12 +194,10 @@ class SessionTest : public CommandTest {
         return line.substr(at);
     }
 
+    // The session as in a new process.
     static void clear() {
         session_clear();
-        for (char **global : {&CurrentPassword, &driveDir}) {
-            free(*global);
-            *global = nullptr;
-        }
+        for (char **global : {&CurrentPassword, &driveDir, &gotolabel}) set(*global, nullptr);
         objname = nullptr;
         ctx = 0;
         g_useGUI = 0;
@@ -135,7 +209,115 @@ class SessionTest : public CommandTest {
         unsetenv("TOLAN_USE_BRUNE");
     }
 
-    const char *const places_[3] = {place_config_folder, place_mount_point, place_module_status};
+    FILE *const stream_;
+    off_t read_ = 0;
+};
+
+// Nobody logged in, an empty client, a user "jdoe" in ".sales.acme".
+inline constexpr char user_object[] = "jdoe.sales.acme";
+inline constexpr uint32_t session_handle = 40;
+
+class DirectoryTest : public SessionTest {
+  protected:
+    DirectoryTest() {
+        set(CurrentObject, "jdoe");
+        set(CurrentContext, ".sales.acme");
+        set(InitialContext, ".sales.acme");
+    }
+};
+
+// A session of jdoe in .sales.acme of ACME_TREE, and verbs to run scripts in it. The object jdoe.sales.acme exists and
+// has no attribute that a test does not give it.
+class ScriptTest : public SessionTest {
+  protected:
+    ScriptTest() { start(); }
+    ~ScriptTest() override {
+        ZKDSFreeContext(context_);
+        EXPECT_EQ(spy::open_contexts(), 0);
+    }
+
+    void start() {
+        spy::tree("ACME_TREE", "SRV1");
+        spy::object(user);
+        spy::logged_in(user);
+        for (char **name : {&CurrentObject, &LoginName}) set(*name, "jdoe");
+        for (char **context : {&CurrentContext, &InitialContext}) set(*context, ".sales.acme");
+        ZKDSCreateContextHandle(&context_);
+        ZKDSSetContext(context_, DCK_TREE_NAME, "ACME_TREE");
+        spy::forget_calls();
+    }
+
+    // Runs a script in the session. Returns the runner's result.
+    int run(const std::string &script) {
+        std::string object = user;
+        const int result = parsescript_Run(script.c_str(), object.data(), context_);
+        objname = nullptr;
+        context_ = ctx; // a TREE statement leaves its own handle
+        return result;
+    }
+    // Runs a script and returns what it wrote.
+    std::string printed(const std::string &script) {
+        run(script);
+        return output();
+    }
+    // Runs the parser alone, as the runner does. Returns the parser's own result.
+    int parse(const std::string &script) {
+        end_of_line = 1;
+        cond_reset();
+        ctx = context_;
+        ibufstackindex = 0;
+        lex_addBuffer(script.c_str());
+        const int result = yyparse();
+        lex_free_active_buffer();
+        return result;
+    }
+
+    // The report of a syntax error that quotes `line`.
+    static std::string report(const std::string &line) {
+        return "\nScript error.\nThe original line was:\n" + line + "\n\n";
+    }
+
+    static constexpr char user[] = "jdoe.sales.acme";
+    uint32_t context_ = 0;
+};
+
+// A mount point with the volumes of SRV1, which is the default server of ACME_TREE.
+class NetworkFileTest : public SessionTest {
+  protected:
+    NetworkFileTest() {
+        spy::tree("ACME_TREE", "SRV1");
+        spy::default_server("SRV1");
+        spy::logged_in("jdoe.sales.acme");
+        spy::authenticated("SRV1");
+    }
+
+    static std::string user() {
+        const passwd *entry = getpwuid(geteuid());
+        return entry != nullptr ? entry->pw_name : "user";
+    }
+
+    // A file below the mount point's directory of the user.
+    void network_file(const std::string &name, const std::string &content) {
+        const std::string path = mount_ + "/" + user() + "/" + name;
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        std::ofstream(path) << content;
+    }
+
+    // What a statement that names the file displays.
+    std::string display(const std::string &name) {
+        run("DISPLAY " + name + "\n");
+        return output();
+    }
+
+    // The text of qrt_GetFile, "(1)" for its failure.
+    static std::string get_file(const char *server, const char *spec) {
+        char untouched = 0;
+        char *text = &untouched;
+        const int result = qrt_GetFile(handle, server, spec, &text);
+        if (result == 0) return taken(text);
+        EXPECT_EQ(text, nullptr);
+        return "(" + std::to_string(result) + ")";
+    }
 };
 
 #endif

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/client_spy/client_spy.h"
-#include "tests/unit/command_fixture.h"
-#include "tests/unit/wipe_watch.h"
+#include "tests/client_spy/wipe_watch.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -15,24 +15,13 @@ using testing::IsEmpty;
 using testing::Not;
 
 // The tree ACME_TREE, nobody logged in, and jdoe's password at hand.
-class SessionStatementsTest : public CommandTest {
+class SessionStatementsTest : public SessionTest {
   protected:
     SessionStatementsTest() {
-        spy::reset();
-        wipe_watch::forget();
         spy::tree("ACME_TREE", "SRV1");
         spy::server("SRV1", "ACME_TREE");
-        ctx = 0;
-        free(CurrentContext);
-        CurrentContext = nullptr;
         qrt_SetCurrentObject("jdoe.sales.acme");
-        CurrentPassword = text_copy("kept").release();
-    }
-    ~SessionStatementsTest() override {
-        for (char **global : {&CurrentContext, &CurrentObject, &CurrentTree, &CurrentPassword}) {
-            free(*global);
-            *global = nullptr;
-        }
+        set(CurrentPassword, "kept");
     }
 
     static SecretText secret(const char *value) { return SecretText(text(value).release()); }

@@ -30,7 +30,7 @@ TEST_F(StateTest, GettersLendTheGlobals) {
     qrt_SetCurrentContext(text("O=acme").get());
     qrt_SetInitialContext(".O=acme");
     qrt_SetCurrentObject("jdoe");
-    CurrentTree = text_copy("ACME_TREE").release();
+    set(CurrentTree, "ACME_TREE");
     EXPECT_EQ(qrt_GetCurrentContext(), CurrentContext);
     EXPECT_EQ(qrt_GetInitialContext(), InitialContext);
     EXPECT_EQ(qrt_GetObject(), CurrentObject);
@@ -87,21 +87,16 @@ TEST_F(StateTest, SettersAndGettersTrace) {
         free(qrt_SetInitialContext(".O=i"));
         InitialContext = nullptr;
         qrt_SetCurrentContext(text("O=c").get());
-        free(CurrentTree);
-        CurrentTree = text_copy("ACME_TREE").release();
+        set(CurrentTree, "ACME_TREE");
         qrt_GetCurrentTree();
         qrt_SetUserVar(3, "x");
         free(qrt_Object());
     };
-    expect_traces({{7, "entering qrt_SetCurrentObject(jdoe)"},
-                   {7, "entering qrt_SetLoginName(joe)"},
-                   {7, "entering qrt_SetInitialContext(.O=i)"},
-                   {7, "entering qrt_SetCurrentContext(O=c)"},
-                   {7, "qrt_GetCurrentTree returned (ACME_TREE)"},
-                   {5, "uservars:3,  x"},
-                   {5, "qrt_Object: jdoe.O=c"}},
+    expect_traces({"entering qrt_SetCurrentObject(jdoe)", "entering qrt_SetLoginName(joe)",
+                   "entering qrt_SetInitialContext(.O=i)", "entering qrt_SetCurrentContext(O=c)",
+                   "qrt_GetCurrentTree returned (ACME_TREE)", "uservars:3,  x", "qrt_Object: jdoe.O=c"},
                   all);
-    expect_traces({{5, "qrt_Object: jdoe"}}, [] { free(qrt_LoggedInObject()); });
+    expect_traces({"qrt_Object: jdoe"}, [] { free(qrt_LoggedInObject()); });
     EXPECT_THAT(traces(8, [] { qrt_SetLoginName("joe"); }), HasSubstr("--DEBUG--qrt_SetLoginName:"));
 }
 

@@ -6,6 +6,8 @@
 #include <map>
 #include <sstream>
 
+#include "tests/unit/keywords.h"
+
 namespace statement_forms {
 
 // Every form of a statement. Words in capitals are keywords, <name> is a phrase below.
@@ -24,6 +26,8 @@ static const std::vector<std::string> statements = {
     "FIRE <string>",
     "FIRE <string> <word>",
     "FIRE PHASERS",
+    "FIRE PHASERS <word>",
+    "FIRE PHASERS <word> <word>",
     "FIRE PHASER <word>",
     "FIRE PHASER <word> <word>",
     "LASTLOGINTIME",
@@ -88,65 +92,7 @@ static const std::vector<std::string> statements = {
     "; <rest>",
 };
 
-static const std::vector<std::string> reserved_words = {
-    "DISPLAY",
-    "IF",
-    "ELSE",
-    "THEN",
-    "BEGIN",
-    "ENDIF",
-    "END",
-    "BREAK",
-    "DRIVE",
-    "OR",
-    "AND",
-    "ON",
-    "OFF",
-    "EQUALS",
-    "EQUAL",
-    "IS",
-    "LESS",
-    "GREATER",
-    "NOR",
-    "THAN",
-    "VALUE",
-    "WRITE",
-    "EXIT",
-    "ATTACH",
-    "CONTEXT",
-    "CLS",
-    "CHANGE_CONTEXT",
-    "CX",
-    "COMSPEC",
-    "FDISPLAY",
-    "FIRE",
-    "GOTO",
-    "INCLUDE",
-    "LASTLOGINTIME",
-    "LAST_LOGIN_TIME",
-    "NO_DEFAULT",
-    "PAUSE",
-    "WAIT",
-    "PHASERS",
-    "PHASER",
-    "PROFILE",
-    "SCRIPT_SERVER",
-    "SET",
-    "DOS",
-    "TEMP",
-    "LOCAL",
-    "SET_TIME",
-    "SHIFT",
-    "TERM",
-    "TREE",
-    "MEMBER",
-    "MEMBERS",
-    "OF",
-    "NOT",
-    "SWAP",
-    "REGREAD",
-    "NOSWAP",
-};
+static const std::vector<std::string> reserved = label_words();
 
 // What each phrase may be. Between a word and what may not be a word "-" and "*" are left out: they belong to the word.
 static const std::map<std::string, std::vector<std::string>> phrases = {
@@ -234,7 +180,7 @@ void Source::expand(const std::string &symbol, Tokens &tokens) {
     } else if (symbol == "<rest>") {
         tokens.push_back(" " + any_of(rests));
     } else if (symbol == "<reserved>") {
-        tokens.push_back(any_of(reserved_words));
+        tokens.push_back(any_of(reserved));
     } else if (symbol == "<included>") {
         tokens.push_back(included_);
     } else if (symbol == "<target>") {

@@ -2,16 +2,12 @@
 #include <cstdlib>
 
 #include "directory/substitution.h"
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
 class SubstitutionBounds : public DirectoryTest {
   protected:
-    void TearDown() override {
-        unsetenv("SELF");
-        DirectoryTest::TearDown();
-    }
     // How long a text gets that grows by so many bytes with each replacement.
     static size_t grown_by(size_t bytes) {
         const std::string reference = "%<SELF>";

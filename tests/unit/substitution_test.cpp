@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <random>
 
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -12,17 +12,11 @@ using testing::IsEmpty;
 
 class SubstitutionTest : public DirectoryTest {
   protected:
-    void SetUp() override {
-        DirectoryTest::SetUp();
+    SubstitutionTest() {
         qrt_SetLoginName("jdoe");
         spy::object(user_object);
         setenv("QRT_TEST", "found", 1);
         unsetenv("QRT_UNSET");
-    }
-    void TearDown() override {
-        unsetenv("QRT_TEST");
-        unsetenv("SELF");
-        DirectoryTest::TearDown();
     }
     static std::string replaced(const std::string &text) {
         return taken(qrt_find_replace_ids(session_handle, text.c_str()));

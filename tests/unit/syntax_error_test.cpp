@@ -1,7 +1,7 @@
 #include "script/syntax_error.h"
 
 #include "include/exported.h"
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -66,8 +66,7 @@ TEST_F(SyntaxErrorTest, AReportSetsTheFlag) {
     EXPECT_EQ(syntax_error, 1);
 }
 
-TEST_F(SyntaxErrorTest, TheMessageIsOnlyTracedFromLevelSix) {
-    EXPECT_THAT(traces(5, [this] { quoted("x", 1); }), Not(HasSubstr("parse error")));
+TEST_F(SyntaxErrorTest, TheMessageIsTraced) {
     EXPECT_THAT(traces(6, [this] { quoted("x", 1); }), HasSubstr("parse error unexpected input: message\n"));
 }
 

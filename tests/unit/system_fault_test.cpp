@@ -95,14 +95,12 @@ TEST_F(SystemFaultTest, AKernelWithoutTheCallHasEachDescriptorClosed) {
 // The second mode is tried after the first.
 TEST_F(SystemFaultTest, ALogThatCannotBeAppendedToIsWrittenAnew) {
     const std::string log = folder_.path("parse.log");
-    const char *const place = place_conf_log;
     place_conf_log = log.c_str();
     folder_.file("parse.log", "old\n");
     bLogFileOutput = 1;
     mode_that_fails = "a";
     openLogFile();
     mode_that_fails.clear();
-    place_conf_log = place;
     ASSERT_NE(fpLogFileOutput, nullptr);
     EXPECT_EQ(bLogFileOutput, 1);
     fputs("new\n", fpLogFileOutput);

@@ -3,21 +3,14 @@
 
 #include "include/exported.h"
 #include "language/tokenizer.h"
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
 using testing::HasSubstr;
 using testing::Not;
 
-class TokenizerBoundsTest : public CommandTest {
-  protected:
-    TokenizerBoundsTest() { ibufstackindex = 0; }
-    ~TokenizerBoundsTest() override {
-        if (ibufstackindex > 0) lex_free_active_buffer();
-        ibufstackindex = 0;
-    }
-};
+using TokenizerBoundsTest = SessionTest;
 
 TEST_F(TokenizerBoundsTest, WhatIsNoByteIsNoDelimiter) {
     // Cut to a byte, each of these would be one.

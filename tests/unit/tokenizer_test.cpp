@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 // Behind the fixture, which declares the parser with its linkage.
 #include "include/exported.h"
 #include "language/grammar.tab.h"
@@ -13,11 +13,8 @@ using testing::HasSubstr;
 using testing::Not;
 using Tokens = std::vector<std::string>;
 
-class TokenizerTest : public CommandTest {
+class TokenizerTest : public SessionTest {
   protected:
-    TokenizerTest() { ibufstackindex = 0; }
-    ~TokenizerTest() override { close(); }
-
     static void open(const std::string &text) {
         close();
         end_of_line = 1;
@@ -334,33 +331,23 @@ TEST_F(TokenizerTest, ALineStartsInWholeLineModeToo) {
 
 // ---- traces ----
 
-TEST_F(TokenizerTest, EnteringIsTracedFromLevelSix) {
-    open("A B");
-    EXPECT_THAT(traces(5, next), Not(HasSubstr("Entering parser")));
-    EXPECT_THAT(traces(6, next), HasSubstr("Entering parser (needs more input)\n"));
-}
-
-TEST_F(TokenizerTest, EachLineIsTracedFromLevelOne) {
+TEST_F(TokenizerTest, EachLineIsTraced) {
     open("  A B\r\nC\n");
     const std::string number = std::to_string(linecounter + 1);
     EXPECT_THAT(traces(1, next), HasSubstr("LINENO:" + number + "   A B\n"));
     EXPECT_EQ(traces(1, next), "");
     open("D %HOME DIRECTORY\n");
     EXPECT_THAT(traces(1, next), HasSubstr(" D %HOME_DIRECTORY\n")) << "as it has been rewritten";
-    open("D\n");
-    EXPECT_EQ(traces(0, next), "");
 }
 
-TEST_F(TokenizerTest, DelimitersAreTracedFromLevelSeven) {
-    open("=\r\n=\r\n");
-    for (int token = 0; token < 3; token++) EXPECT_THAT(traces(6, next), Not(HasSubstr("cc=")));
+TEST_F(TokenizerTest, DelimitersAreTraced) {
+    open("=\r\n");
     EXPECT_THAT(traces(7, next), HasSubstr("yylex end:cc=\"=\"\n"));
     EXPECT_THAT(traces(7, next), HasSubstr("yylex end:cc=<CR>\n"));
     EXPECT_THAT(traces(7, next), HasSubstr("yylex end:cc=<LF>\n"));
 }
 
-TEST_F(TokenizerTest, FindingADelimiterIsTracedFromLevelEight) {
-    EXPECT_EQ(traces(7, [] { isDelimeter('='); }), "");
+TEST_F(TokenizerTest, FindingADelimiterIsTraced) {
     EXPECT_THAT(traces(8, [] { isDelimeter('='); }), HasSubstr("delimiter found\n"));
     EXPECT_EQ(traces(8, [] { isDelimeter('x'); }), "");
 }

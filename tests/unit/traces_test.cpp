@@ -15,7 +15,7 @@
 #include "commands/file_spec.h"
 #include "include/exported.h"
 #include "script/input_buffer.h"
-#include "tests/unit/memory_fault.h"
+#include "tests/failing_malloc/failing_malloc.h"
 #include "tests/unit/run_sequence_fixture.h"
 #include "tests/unit/trace_table.h"
 
@@ -165,7 +165,6 @@ class TracesTest : public RunSequenceTest {
         folder_.script("map", "exit 3");
         setenv("HOME", folder_.path("home").c_str(), 1);
     }
-    ~TracesTest() override { spy::reset(); }
 
     // The standard output of all of it at one level.
     std::string printed_at(int level) {
@@ -219,8 +218,8 @@ class TracesTest : public RunSequenceTest {
     void call(const std::function<void()> &action, const std::function<void()> &prepare = nothing) {
         clear();
         network();
-        CurrentObject = text_copy("jdoe").release();
-        CurrentContext = text_copy(".acme").release();
+        set(CurrentObject, "jdoe");
+        set(CurrentContext, ".acme");
         prepare();
         debug_level = level_;
         action();
@@ -322,9 +321,9 @@ class TracesTest : public RunSequenceTest {
         const auto look_up = [](bool starved) {
             char *link = nullptr, *second = nullptr, *server = nullptr, *rest = nullptr;
             util_map_location("F", nullptr, &link, &second);
-            if (starved) memory_fault::arm(1);
+            if (starved) allocations_arm(1, false);
             util_map_existing("F", &server, &rest);
-            if (starved) memory_fault::disarm();
+            if (starved) allocations_disarm();
             for (char *found : {link, second, server, rest}) free(found);
         };
         folder_.file("config/map.conf", "Map_Link_Default_Location=/links\n");

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/unit/script_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 

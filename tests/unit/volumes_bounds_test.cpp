@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "directory/volumes.h"
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -20,8 +20,8 @@ class VolumesBounds : public DirectoryTest {
         spy::object(name, "Directory Map");
         spy::attribute(name, "Path", {spy::path(volumeObject, path.c_str())});
     }
-    uint32_t parse(const std::string &path, uint32_t handle = session_handle) {
-        return qrt_ZKDSParsePath(handle, path.c_str(), server, &connection, volume, rest, &resolved);
+    uint32_t parse(const std::string &path, uint32_t context = session_handle) {
+        return qrt_ZKDSParsePath(context, path.c_str(), server, &connection, volume, rest, &resolved);
     }
 
     char server[514] = "", volume[514] = "", rest[256] = "";

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "tests/unit/directory_fixture.h"
+#include "tests/unit/session_fixture.h"
 
 namespace {
 
@@ -268,6 +268,9 @@ TEST_F(VolumesTest, PathBeginningWithADirectoryMap) {
     directory_map("APPMAP", "VOL1", "apps");
     EXPECT_EQ(parse("APPMAP:bin"), 0u);
     expect_split("SRV1", "SYS", "apps\\bin", 1);
+    EXPECT_THAT(spy::calls("ZKDSPutAttrName"),
+                ElementsAre(testing::HasSubstr("\"Path\""), testing::HasSubstr("\"Host Server\""),
+                            testing::HasSubstr("\"Host Resource Name\"")));
 }
 
 TEST_F(VolumesTest, ClassOfADirectoryMapIsMetInAnyLetterCase) {

@@ -1,9 +1,9 @@
 // Logins over real LDAP servers leave no password in memory either.
 #include "include/qrtscript.h"
 #include "platform/zk.h"
-#include "tests/ldap/certificates.h"
-#include "tests/ldap/slapd.h"
 #include "tests/memory/secret_site.h"
+#include "tests/support/certificates.h"
+#include "tests/support/slapd.h"
 
 namespace {
 
