@@ -11,22 +11,22 @@
 
 // What `body` returns. When memory runs out in it, `without_memory`, which may be a function: it is called then.
 template <typename Fallback, typename Body>
-auto guarded(Fallback without_memory, Body body) -> decltype(body()) {
+auto guarded(Fallback withoutMemory, Body body) -> decltype(body()) {
     try {
         return body();
     } catch (const std::bad_alloc &) {
         if constexpr (std::is_invocable_v<Fallback>)
-            return without_memory();
+            return withoutMemory();
         else
-            return without_memory;
+            return withoutMemory;
     }
 }
 
 // The text that `body` returns, if any, as new heap text; null for none, and when memory runs out.
 template <typename Body>
 char *guarded_text(Body body) {
-    return guarded(nullptr,
-                   [&]() -> char * { return text_copy_or_null(std::optional<std::string>(body())).release(); });
+    return guarded(
+        nullptr, [&]() -> char * { return text_copy_or_null(std::optional<std::string>(body())).release(); });
 }
 
 #endif

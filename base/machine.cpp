@@ -61,9 +61,11 @@ std::string machine_network_address() {
 }
 
 namespace {
+
 struct FileClose {
     void operator()(FILE *file) const { fclose(file); }
 };
+
 } // namespace
 
 std::string machine_module_version() {

@@ -44,8 +44,8 @@ PipeGuard::PipeGuard(FILE *written) : written_(written) {
 PipeGuard::~PipeGuard() {
     if (ferror(written_) != 0 && !pending_) {
         const sigset_t taken = pipe_signal();
-        const timespec at_once = {};
-        sigtimedwait(&taken, nullptr, &at_once);
+        const timespec atOnce = {};
+        sigtimedwait(&taken, nullptr, &atOnce);
     }
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }

@@ -35,9 +35,8 @@ int text_compare_nocase(const char *a, const char *b) {
 }
 
 void text_raise(char *text) {
-    for (; *text != '\0'; ++text) {
+    for (; *text != '\0'; ++text)
         if (*text >= 'a' && *text <= 'z') *text = static_cast<char>(*text - 'a' + 'A');
-    }
 }
 
 int text_number(const char *text) {

@@ -19,11 +19,13 @@ constexpr int confirmed = 4;
 constexpr uint32_t prompt_cancelled = 1;
 
 namespace {
+
 // A name and a password on their way to a login.
 struct Credentials {
     std::optional<std::string> name;
     SecretText password;
 };
+
 } // namespace
 
 // The tree as the network spells it, if it answers. The connection stays open for the session.
@@ -72,9 +74,11 @@ static std::string session_name() {
 }
 
 namespace {
+
 struct StackWipe {
     ~StackWipe() { text_wipe_stack(); }
 };
+
 } // namespace
 
 // The password with its identifiers replaced. No working copy of it is left, whichever way this ends.

@@ -46,7 +46,8 @@ static int not_mapped() {
 }
 
 int qrt_map_command(uint32_t handle, const char *word, const char *a, const char *b, const char *c) {
-    return guarded(not_mapped, [&] { return drive_map(handle, join_command(word, a, b, c)) ? 0 : 1; });
+    return guarded(
+        not_mapped, [&] { return drive_map(handle, join_command(word, a, b, c)) ? 0 : 1; });
 }
 
 int qrt_ChangeWorkingDir(uint32_t handle, const char *name) {
@@ -88,14 +89,17 @@ int util_map_existing(const char *linkPath, char **server, char **rest) {
 // ---- programs and files ----
 
 int execute_command(const char *line) {
-    return guarded(1, [&] { return program_run(line == nullptr ? "" : line); });
+    return guarded(
+        1, [&] { return program_run(line == nullptr ? "" : line); });
 }
 
 int execute_command_nowait(const char *line) {
-    return guarded(0, [&] {
-        program_run_in_background(line == nullptr ? "" : line);
-        return 0;
-    });
+    return guarded(
+        0,
+        [&] {
+            program_run_in_background(line == nullptr ? "" : line);
+            return 0;
+        });
 }
 
 int qrt_GetFile(uint32_t handle, const char *server, const char *spec, char **text) {

@@ -35,11 +35,10 @@ static void close_descriptors(int limit) {
 
 static void join_output(int output) {
     if (output < 0) return;
-    if (output != STDOUT_FILENO) {
+    if (output != STDOUT_FILENO)
         dup2(output, STDOUT_FILENO);
-    } else {
+    else
         fcntl(STDOUT_FILENO, F_SETFD, 0);
-    }
 }
 
 static bool hangups_are_ignored() noexcept {
@@ -53,9 +52,8 @@ static const bool runs_under_nohup = hangups_are_ignored();
 static void reset_signals() {
     struct sigaction usual = {};
     usual.sa_handler = SIG_DFL;
-    for (int number = 1; number < NSIG; ++number) {
+    for (int number = 1; number < NSIG; ++number)
         if (number != SIGHUP || !runs_under_nohup) sigaction(number, &usual, nullptr);
-    }
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);

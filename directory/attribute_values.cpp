@@ -126,10 +126,12 @@ static std::string postal_text(const AttributeValue &value, std::string_view) {
 }
 
 namespace {
+
 struct Conversion {
     uint32_t syntax;
     std::string (*text)(const AttributeValue &value, std::string_view attribute);
 };
+
 } // namespace
 
 static const Conversion conversions[] = {

@@ -68,11 +68,13 @@ static uint32_t ask_schema(AttributeRead &read) {
 }
 
 namespace {
+
 // Takes what is to be handed out of one value.
 struct Reader {
     bool everyValue; // or only the first one of an attribute
     AttributeText (*take)(AttributeValue &value, const char *attribute);
 };
+
 } // namespace
 
 static AttributeText in_memory(OwnedText text) {

@@ -149,11 +149,11 @@ static uint32_t open_session_connection(uint32_t &connection) {
 }
 
 std::optional<std::string> contexts_default_server() {
-    static constexpr uint32_t answer_size = 512;
+    static constexpr uint32_t answerSize = 512;
     uint32_t connection = 0;
     if (open_session_connection(connection) != ZK_OK) return std::nullopt;
     std::string server;
-    uint32_t code = item_text(connection, ZK_INFO_SERVER_NAME, answer_size, answer_size, server);
+    uint32_t code = item_text(connection, ZK_INFO_SERVER_NAME, answerSize, answerSize, server);
     if (code != ZK_OK) {
         TRACE(qrt_GetDefaultServer, 4, "Error, ZKCCGetConnInfo() returned %x", code);
         return std::nullopt;

@@ -33,15 +33,18 @@ char *qrt_GetCurrentTree() {
     return CurrentTree;
 }
 char *qrt_GetServer() {
-    return guarded(nullptr, [] { return text_copy_or_null(uservars[0]).release(); });
+    return guarded(
+        nullptr, [] { return text_copy_or_null(uservars[0]).release(); });
 }
 
 // The stored copy, or null when there is no memory for one.
 static char *stored(void (*set)(const char *value), const char *value, char *const &global) {
-    return guarded(nullptr, [&]() -> char * {
-        set(value);
-        return global;
-    });
+    return guarded(
+        nullptr,
+        [&]() -> char * {
+            set(value);
+            return global;
+        });
 }
 
 char *qrt_SetCurrentObject(const char *name) {
@@ -55,16 +58,20 @@ char *qrt_SetInitialContext(const char *context) {
 }
 
 int qrt_SetCurrentContext(char *context) {
-    return context ? guarded(EOF, [&] { return session_set_context(context); }) : 0;
+    return context ? guarded(
+                         EOF, [&] { return session_set_context(context); })
+                   : 0;
 }
 
 static void nothing() {}
 
 void qrt_SetUserVar(int index, const char *value) {
-    guarded(nothing, [&] { session_set_variable(index, value); });
+    guarded(
+        nothing, [&] { session_set_variable(index, value); });
 }
 void qrt_ShiftVars(int count) {
-    guarded(nothing, [&] { session_shift_variables(count); });
+    guarded(
+        nothing, [&] { session_shift_variables(count); });
 }
 
 char *qrt_Object() {
@@ -85,13 +92,15 @@ uint32_t qrt_CheckIfLoggedIn(uint32_t handle) {
 
 // For 0 the text that `read` sets.
 template <typename Read>
-static uint32_t handed_out(uint32_t without_memory, char **text, Read read) {
-    return guarded(without_memory, [&] {
-        std::string found;
-        const uint32_t code = read(found);
-        if (code == ZK_OK) *text = text_copy(found).release();
-        return code;
-    });
+static uint32_t handed_out(uint32_t withoutMemory, char **text, Read read) {
+    return guarded(
+        withoutMemory,
+        [&] {
+            std::string found;
+            const uint32_t code = read(found);
+            if (code == ZK_OK) *text = text_copy(found).release();
+            return code;
+        });
 }
 
 char *qrt_readLoginScriptFromFile(const char *path) {
@@ -220,13 +229,15 @@ int qrt_abbrivateName(const char *in, char *out, int maxLen) {
 }
 
 uint32_t qrt_DSGetObjConnID(uint32_t handle, const char *volumeObject, uint32_t *connection, char *server, void *) {
-    return guarded(ZKE_NO_MEMORY, [&] {
-        std::string name;
-        const uint32_t code = volumes_server(handle, volumeObject, name);
-        if (code != ZK_OK) return code;
-        if (connection) *connection = 0;
-        return !server || names_copy(server, volumes_name_size, name) ? ZK_OK : QRT_NOT_FOUND;
-    });
+    return guarded(
+        ZKE_NO_MEMORY,
+        [&] {
+            std::string name;
+            const uint32_t code = volumes_server(handle, volumeObject, name);
+            if (code != ZK_OK) return code;
+            if (connection) *connection = 0;
+            return !server || names_copy(server, volumes_name_size, name) ? ZK_OK : QRT_NOT_FOUND;
+        });
 }
 
 uint32_t qrt_DSGetPhysicalVolumeName(uint32_t handle, const char *volumeObject, char *volume) {
@@ -315,7 +326,8 @@ uint32_t qrt_CheckAuthServer(char *server, char **tree) {
 }
 
 uint32_t qrt_SetServer(uint32_t handle, const char *server) {
-    return guarded(ZKE_NO_MEMORY, [&] { return servers_set_primary(handle, server); });
+    return guarded(
+        ZKE_NO_MEMORY, [&] { return servers_set_primary(handle, server); });
 }
 
 uint32_t qrt_Attach(char *server) {

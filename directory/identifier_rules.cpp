@@ -14,12 +14,14 @@
 #include "qrtscript.h"
 
 namespace {
+
 struct Rule {
     uint32_t code;
     bool (*produce)(const IdentifierRequest &request, const Rule &rule, std::string &value);
     const char *detail;   // a constant, a clock format or an attribute's name
     const char *fallback; // when the attribute cannot be read; null: there is no value then
 };
+
 } // namespace
 
 // ---- the clock: read anew for each identifier ----

@@ -18,14 +18,14 @@ NameParts names_split(std::string_view name) {
 
 std::string names_abbreviated(std::string_view name, size_t longest) {
     std::string kept;
-    const auto is_type_end = [&](size_t at) { return at < name.size() && name[at] == '='; };
+    const auto isTypeEnd = [&](size_t at) { return at < name.size() && name[at] == '='; };
     for (size_t i = 0; i < longest && i < name.size(); i++) {
         kept += name[i];
         if (name[i] != '.' || i + 3 >= longest) continue;
         // The second look starts where the first one left off: after a one-letter type it reads three places on from
         // the "=", so that ".O=ab=c" loses "ab=" as well. Required: names that compare equal depend on it.
-        if (is_type_end(i + 2)) i += 2;
-        if (is_type_end(i + 3)) i += 3;
+        if (isTypeEnd(i + 2)) i += 2;
+        if (isTypeEnd(i + 3)) i += 3;
     }
     return kept;
 }

@@ -39,6 +39,7 @@ static bool count_connection(uint32_t handle, uint32_t &connection) {
 }
 
 namespace {
+
 // An open stream. At its end it is closed, and the counting of its connection undone.
 struct Stream {
     uint32_t file;
@@ -51,6 +52,7 @@ struct Stream {
         if (counted) ZKCCUnlicenseConn(connection);
     }
 };
+
 } // namespace
 
 // The text up to the first failing or empty read: a read error keeps what came before it.
@@ -101,9 +103,8 @@ uint32_t script_sources_container(uint32_t handle, const char *object, std::stri
     }
     TRACE(qrt_get_container, 6, "ZKDSReadObjectInfo(%s) returned (%s)", object, name);
     // Escaped periods are not special here: required.
-    for (const char *dot = strchr(name, '.'); dot; dot = strchr(dot + 1, '.')) {
+    for (const char *dot = strchr(name, '.'); dot; dot = strchr(dot + 1, '.'))
         if (script_sources_object(handle, dot + 1, text) == 0) return 0;
-    }
     return QRT_NOT_FOUND;
 }
 

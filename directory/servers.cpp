@@ -26,10 +26,10 @@ static uint32_t open_file_server(const char *server, uint32_t &connection) {
 }
 
 uint32_t servers_check(const char *server, std::optional<std::string> &tree) {
-    constexpr uint32_t scan_by_name = 11, scan_licensed = 1;
+    constexpr uint32_t scanByName = 11, scanLicensed = 1;
     uint32_t iterator = 0, connection = 0, state = 0;
     uint32_t code =
-        ZKCCScanConnInfo(&iterator, ZK_INFO_SERVER_NAME, server, scan_by_name, scan_licensed, 0, nullptr, &connection);
+        ZKCCScanConnInfo(&iterator, ZK_INFO_SERVER_NAME, server, scanByName, scanLicensed, 0, nullptr, &connection);
     TRACE(qrt_CheckAuthServer, 5, "ZKCCScanConnInfo() returned %X", code);
     if (code != 0) code = open_file_server(server, connection);
     if (code == 0) code = read_state(TRACED(qrt_CheckAuthServer), connection, state);
@@ -101,7 +101,7 @@ static void wipe_answer(char *user, char *password) {
 }
 
 static uint32_t ask_until_attached(const char *server, uint32_t connection) {
-    constexpr uint32_t type_user = 256;
+    constexpr uint32_t typeUser = 256;
     const std::string label = std::string("(server) ") + server;
     while (true) {
         char *user = nullptr, *password = nullptr;
@@ -111,7 +111,7 @@ static uint32_t ask_until_attached(const char *server, uint32_t connection) {
         }
         // The one trace that shows a password: required.
         TRACE(qrt_Attach, 4, "qrt_attach username(%s)password(%s)", user, password);
-        const uint32_t code = ZKLoginToFileServer(connection, user, type_user, password);
+        const uint32_t code = ZKLoginToFileServer(connection, user, typeUser, password);
         wipe_answer(user, password);
         if (code == 0) return 0;
         say("Unable to authenticate to server:%1$s (%2$X)\n", server, code);

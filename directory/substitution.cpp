@@ -9,6 +9,7 @@
 static constexpr size_t none = std::string_view::npos;
 
 namespace {
+
 // The text being worked on is `settled` followed by `open` from `start` on. What is settled holds no reference that
 // could still be replaced, and the room before `start` takes the next value, so that replacing the references of a long
 // text one by one does not move the rest of it each time. Positions count from the text's beginning.
@@ -18,6 +19,7 @@ struct Text {
     size_t start = 0;
     size_t resume = 0; // where a scan from the beginning arrives at when it has passed the settled part
 };
+
 } // namespace
 
 static size_t text_size(const Text &text) {
@@ -83,6 +85,7 @@ static void replace_first(Text &text, const WipedString &old, const WipedString 
 }
 
 namespace {
+
 // A reference: its name, and the text that its value replaces.
 struct Reference {
     std::string_view name;
@@ -90,6 +93,7 @@ struct Reference {
     bool isVariable = false; // of the environment; a "<" inside the quoted form is part of an ordinary name
     bool closedByQuote = false;
 };
+
 } // namespace
 
 // `rest` begins with the marker.
@@ -115,6 +119,7 @@ static Reference parse_reference(std::string_view rest) {
 }
 
 namespace {
+
 // Who asks: the handle, and the two objects whose attributes count, made when they are first needed. They are missing
 // without a current object.
 struct Asker {
@@ -123,6 +128,7 @@ struct Asker {
     std::optional<std::string> current, loggedIn;
     bool differ = false;
 };
+
 } // namespace
 
 static void get_ready(Asker &asker) {
@@ -155,6 +161,7 @@ static bool look_up(Asker &asker, const Reference &reference, WipedString &value
 }
 
 namespace {
+
 // A scan from the text's beginning, up to its next replacement.
 struct Scan {
     size_t position;
@@ -164,6 +171,7 @@ struct Scan {
     size_t emptyPassed = none; // the last reference without a name that was met, and the one before it
     size_t emptyBefore = none;
 };
+
 } // namespace
 
 static bool next_marker(Text &text, Scan &scan) {

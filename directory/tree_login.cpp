@@ -8,7 +8,7 @@
 
 // A handle that was made is neither freed nor handed out when a later step fails: required.
 uint32_t tree_login(const char *tree, const char *user, const char *password, uint32_t &handle) {
-    constexpr uint32_t login_option = 2;
+    constexpr uint32_t loginOption = 2;
     handle = 0;
     TRACE(qrt_TreeLogin, 4, "TreeLogin(%s, %s)", tree ? tree : "", user ? user : "");
     if (!tree) return ZKE_TREE_NOT_FOUND;
@@ -31,7 +31,7 @@ uint32_t tree_login(const char *tree, const char *user, const char *password, ui
         TRACE(qrt_TreeLogin, 0, "ZKDSSetContext: ccode: 0x%X", code);
         return code;
     }
-    code = ZKDSLoginEx(made, user, login_option, password);
+    code = ZKDSLoginEx(made, user, loginOption, password);
     if (code != 0) {
         TRACE(qrt_TreeLogin, 0, "ZKDSLoginEx() returned 0x%x", code);
         return code;
@@ -64,16 +64,16 @@ uint32_t tree_logout(const char *tree) {
     return code;
 }
 
-uint32_t tree_login_ask(bool in_window, const char *label, const char *default_user, char **user, char **password) {
+uint32_t tree_login_ask(bool inWindow, const char *label, const char *defaultUser, char **user, char **password) {
     int answer = 0;
-    if (in_window) {
+    if (inWindow) {
         TRACE(qrt_get_user_password, 5, "Initalize graphical login query");
         auxinit_g();
         TRACE(qrt_get_user_password, 5, "Calling graphical login query");
-        answer = auxlogin_g(label, default_user, user, password);
+        answer = auxlogin_g(label, defaultUser, user, password);
     } else {
         TRACE(qrt_get_user_password, 5, "Calling text based login query");
-        answer = auxlogin_c(label, default_user, user, password);
+        answer = auxlogin_c(label, defaultUser, user, password);
     }
     TRACE(qrt_get_user_password, 5, "return value from login query= 0x%X", static_cast<unsigned>(answer));
     TRACE(qrt_get_user_password, 4, "qrt_get_user_password return value=0x%X", static_cast<unsigned>(answer));

@@ -10,6 +10,6 @@ inline constexpr char tree_login_no_name[] = "<username>";
 // qrt_TreeLogin, qrt_TreeLogout and qrt_get_user_password (qrtscript.h). The strings that go in may be null.
 uint32_t tree_login(const char *tree, const char *user, const char *password, uint32_t &handle);
 uint32_t tree_logout(const char *tree);
-uint32_t tree_login_ask(bool in_window, const char *label, const char *default_user, char **user, char **password);
+uint32_t tree_login_ask(bool inWindow, const char *label, const char *defaultUser, char **user, char **password);
 
 #endif

@@ -16,9 +16,9 @@ static bool low_part_negative(uint32_t code) {
     return static_cast<int16_t>(code) < 0;
 }
 
-uint32_t volumes_server(uint32_t handle, const char *volume_object, std::string &server) {
+uint32_t volumes_server(uint32_t handle, const char *volumeObject, std::string &server) {
     OwnedText host;
-    const uint32_t code = attributes_text(handle, volume_object, "Host Server", host);
+    const uint32_t code = attributes_text(handle, volumeObject, "Host Server", host);
     if (code == ZK_OK) server = names_split(host.get()).leaf;
     return code;
 }
@@ -42,14 +42,14 @@ static uint32_t take_volume_name(const AttributeRead &read, std::string &volume)
     return QRT_NOT_FOUND;
 }
 
-uint32_t volumes_physical_name(uint32_t handle, const char *volume_object, std::string &volume) {
+uint32_t volumes_physical_name(uint32_t handle, const char *volumeObject, std::string &volume) {
     volume.clear();
     AttributeRead read{TRACED(qrt_DSGetPhysicalVolumeName)};
     uint32_t code = attributes_prepare(read, handle, hostResName, low_part_negative);
     if (!read.request || !read.reply) return code == ZK_OK ? QRT_NOT_FOUND : extended(code);
     if (low_part_negative(code)) return extended(code);
     do {
-        code = attributes_read(read, volume_object);
+        code = attributes_read(read, volumeObject);
         if (!low_part_negative(code)) code = take_volume_name(read, volume);
     } while (!low_part_negative(code) && read.iteration != ZK_NO_MORE_ITERATIONS);
     return extended(code);
@@ -80,18 +80,18 @@ static uint32_t take_map_target(const AttributeRead &read, std::string_view rest
     if (low_part_negative(code) || !value.block) return code;
     std::string path(attribute_values_path(value));
     if (!rest.empty()) path.append("\\").append(rest);
-    const std::string_view volume_object = attribute_values_volume(value);
-    if (path.size() >= volumes_rest_size || volume_object.size() >= volumes_name_size) return QRT_NOT_FOUND;
-    target = VolumePath{std::string(volume_object), path};
+    const std::string_view volumeObject = attribute_values_volume(value);
+    if (path.size() >= volumes_rest_size || volumeObject.size() >= volumes_name_size) return QRT_NOT_FOUND;
+    target = VolumePath{std::string(volumeObject), path};
     return code;
 }
 
-uint32_t volumes_map_target(uint32_t handle, const char *map_object, std::string_view rest,
+uint32_t volumes_map_target(uint32_t handle, const char *mapObject, std::string_view rest,
                             std::optional<VolumePath> &target) {
     AttributeRead read{TRACED(qrt_CheckForDirectoryMap)};
     uint32_t code = attributes_prepare(read, handle, pathStr, low_part_negative);
     if (!read.request || !read.reply) return code == ZK_OK ? QRT_NOT_FOUND : extended(code);
-    if (!low_part_negative(code)) code = attributes_read(read, map_object);
+    if (!low_part_negative(code)) code = attributes_read(read, mapObject);
     if (!low_part_negative(code)) code = take_map_target(read, rest, target);
     return extended(code);
 }
@@ -138,9 +138,9 @@ static uint32_t ask_client(const char *path, uint32_t pending, VolumePlace &plac
     return ZK_OK;
 }
 
-static uint32_t ask_for_server(uint32_t handle, const std::string &volume_object, VolumePlace &place) {
+static uint32_t ask_for_server(uint32_t handle, const std::string &volumeObject, VolumePlace &place) {
     std::string server;
-    const uint32_t code = volumes_server(handle, volume_object.c_str(), server);
+    const uint32_t code = volumes_server(handle, volumeObject.c_str(), server);
     if (code != ZK_OK) return code;
     const bool fits = server.size() < volumes_name_size;
     place.connection = 0;
@@ -150,10 +150,10 @@ static uint32_t ask_for_server(uint32_t handle, const std::string &volume_object
 
 // Asks the directory. True when that settles the call with `code`; otherwise `code` is the one that stays pending while
 // the client's parser is asked.
-static bool ask_directory(uint32_t handle, VolumePath &split, bool volume_wanted, VolumePlace &place, uint32_t &code) {
-    char distinguished_name[names_buffer_size] = "";
+static bool ask_directory(uint32_t handle, VolumePath &split, bool volumeWanted, VolumePlace &place, uint32_t &code) {
+    char distinguishedName[names_buffer_size] = "";
     ZKDSObjectInfo info = {};
-    code = ZKDSReadObjectInfo(handle, split.object.c_str(), distinguished_name, &info);
+    code = ZKDSReadObjectInfo(handle, split.object.c_str(), distinguishedName, &info);
     if (code != ZK_OK) return false;
     if (is_directory_map(info)) follow_map(handle, split);
     if (handle == ZKE_BAD_CONTEXT) {
@@ -161,7 +161,7 @@ static bool ask_directory(uint32_t handle, VolumePath &split, bool volume_wanted
         return true;
     }
     code = ask_for_server(handle, split.object, place);
-    if ((code != ZK_OK && code != ZKE_VOLUME_UNKNOWN) || !volume_wanted) return false;
+    if ((code != ZK_OK && code != ZKE_VOLUME_UNKNOWN) || !volumeWanted) return false;
     if (volumes_physical_name(handle, split.object.c_str(), place.volume.emplace()) != ZK_OK) return false;
     place.resolved = true;
     place.rest = split.rest;
@@ -169,14 +169,14 @@ static bool ask_directory(uint32_t handle, VolumePath &split, bool volume_wanted
     return true;
 }
 
-uint32_t volumes_parse_path(uint32_t handle, const char *path, VolumePlace &place, bool volume_wanted) {
+uint32_t volumes_parse_path(uint32_t handle, const char *path, VolumePlace &place, bool volumeWanted) {
     std::string_view whole = path ? path : "";
     if (whole.size() >= volumes_path_size) return QRT_NOT_FOUND;
     VolumePath split;
     uint32_t pending = ZK_OK;
     if (!whole.empty() && split_at_volume(whole, split)) {
         if (split.rest.size() >= volumes_rest_size) return QRT_NOT_FOUND;
-        if (ask_directory(handle, split, volume_wanted, place, pending)) return pending;
+        if (ask_directory(handle, split, volumeWanted, place, pending)) return pending;
     }
     return ask_client(path, pending, place);
 }

@@ -29,10 +29,10 @@ struct VolumePlace {
 
 // qrt_DSGetObjConnID, qrt_DSGetPhysicalVolumeName, qrt_CheckForDirectoryMap and qrt_ZKDSParsePath (qrtscript.h). A
 // directory map may hold no target. When the volume is not wanted, the client has to answer: required.
-uint32_t volumes_server(uint32_t handle, const char *volume_object, std::string &server);
-uint32_t volumes_physical_name(uint32_t handle, const char *volume_object, std::string &volume);
-uint32_t volumes_map_target(uint32_t handle, const char *map_object, std::string_view rest,
+uint32_t volumes_server(uint32_t handle, const char *volumeObject, std::string &server);
+uint32_t volumes_physical_name(uint32_t handle, const char *volumeObject, std::string &volume);
+uint32_t volumes_map_target(uint32_t handle, const char *mapObject, std::string_view rest,
                             std::optional<VolumePath> &target);
-uint32_t volumes_parse_path(uint32_t handle, const char *path, VolumePlace &place, bool volume_wanted = true);
+uint32_t volumes_parse_path(uint32_t handle, const char *path, VolumePlace &place, bool volumeWanted = true);
 
 #endif

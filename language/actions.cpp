@@ -9,7 +9,9 @@ struct FormatError {
     const char *message;
 };
 
-constexpr FormatError format_errors[] = {
+} // namespace
+
+static constexpr FormatError format_errors[] = {
     {"ATTACH", output_mark("Invalid attach command format\n")},
     {"BREAK", output_mark("Invalid break command format\n")},
     {"CHANGE_CONTEXT", output_mark("Invalid context command format\n")},
@@ -39,11 +41,8 @@ constexpr FormatError format_errors[] = {
     {"WRITE", output_mark("Invalid write command format\n")},
 };
 
-} // namespace
-
 void format_error(OwnedText keyword) {
     if (!condition_executing()) return;
-    for (const FormatError &row : format_errors) {
+    for (const FormatError &row : format_errors)
         if (text_compare_nocase(row.keyword, keyword.get()) == 0) output_put(output_translate(row.message));
-    }
 }

@@ -16,7 +16,8 @@ int isDelimeter(int ch) {
 
 template <typename Buffer>
 static char *text_of(OwnedText (*take)(Buffer &buffer), LexBuffer *buffer) {
-    return guarded(nullptr, [&]() -> char * { return buffer ? take(*buffer).release() : nullptr; });
+    return guarded(
+        nullptr, [&]() -> char * { return buffer ? take(*buffer).release() : nullptr; });
 }
 
 char *lex_gettoken(LexBuffer *buffer) {

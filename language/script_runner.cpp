@@ -23,10 +23,12 @@ static void reset_parser(char *objectName, uint32_t contextHandle) {
 }
 
 static bool push_text(std::string_view text) {
-    return guarded(false, [&] {
-        lex_push(text);
-        return true;
-    });
+    return guarded(
+        false,
+        [&] {
+            lex_push(text);
+            return true;
+        });
 }
 
 int script_run(std::string_view text, char *object, uint32_t handle) {

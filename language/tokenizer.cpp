@@ -83,11 +83,11 @@ void tokenizer_join_home(LexBuffer &buffer) {
 // The number of the keyword that `word` spells in any letter case, or STRING.
 static int keyword_number(const char *word) {
     // Every word of a script is compared with every name: most differ in their first letter, whatever its case.
-    constexpr int case_bit = 'a' ^ 'A';
-    const int first = *word | case_bit;
+    constexpr int caseBit = 'a' ^ 'A';
+    const int first = *word | caseBit;
     for (int i = 0; i < lex_named_tokens; i++) {
         const char *quoted = lex_token_names[i];
-        if (quoted[0] != '"' || (quoted[1] | case_bit) != first) continue;
+        if (quoted[0] != '"' || (quoted[1] | caseBit) != first) continue;
         const std::string_view name(quoted + 1, strlen(quoted) - 2);
         if (equal_nocase(name, word)) return lex_token_number(i);
     }
@@ -105,13 +105,12 @@ static void start_line(LexBuffer &buffer) {
 }
 
 static void trace_delimiter(int ch) {
-    if (ch == '\n') {
+    if (ch == '\n')
         TRACE(yylex, 6, "yylex end:cc=%s", "<LF>");
-    } else if (ch == '\r') {
+    else if (ch == '\r')
         TRACE(yylex, 6, "yylex end:cc=%s", "<CR>");
-    } else {
+    else
         TRACE(yylex, 6, "yylex end:cc=\"%c\"", ch);
-    }
 }
 
 static int delimiter_token(int ch) {

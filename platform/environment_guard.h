@@ -19,9 +19,9 @@ inline char *environment_entry(const char *name) {
 // nothing has to be allocated. Not for use beside another thread that reads the environment.
 class EnvironmentGuard {
   public:
-    EnvironmentGuard(const char *name, bool (*is_refused)(const char *value)) {
+    EnvironmentGuard(const char *name, bool (*isRefused)(const char *value)) {
         char *entry = environment_entry(name);
-        if (entry == nullptr || !is_refused(strchr(entry, '=') + 1)) return;
+        if (entry == nullptr || !isRefused(strchr(entry, '=') + 1)) return;
         entry_ = entry;
         unsetenv(name);
     }

@@ -53,9 +53,8 @@ static void take_request(QrtRunScriptsArgs &args) {
     replace_default(args.profileScript);
     replace_default(args.loginScript);
     const char *values[] = {args.userVar2, args.userVar3, args.userVar4, args.userVar5};
-    for (int n = 0; n < 4; n++) {
+    for (int n = 0; n < 4; n++)
         if (values[n]) session_set_variable(n + 2, values[n]);
-    }
 }
 
 static bool find_tree(Run &run) {
@@ -249,9 +248,9 @@ static uint32_t run_scripts(Run &run) {
 
 uint32_t run_sequence(QrtRunScriptsArgs &args) {
     Run run{args};
-    const auto without_memory = [&] {
+    const auto withoutMemory = [&] {
         say("memory exhausted");
         return clean_up(run, 1);
     };
-    return guarded(without_memory, [&] { return run_scripts(run); });
+    return guarded(withoutMemory, [&] { return run_scripts(run); });
 }

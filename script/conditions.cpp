@@ -51,10 +51,10 @@ void cond_leave() {
 // counts as executing, so that a second stray ELSE turns it back.
 void else_statement() {
     if (levels_too_deep > 0) return;
-    const bool enclosing_skips = condindex > 0 && condstate[condindex - 1] != 0;
+    const bool enclosingSkips = condindex > 0 && condstate[condindex - 1] != 0;
     if (condstate[condindex] == 0)
         condstate[condindex] = 1;
-    else if (!enclosing_skips)
+    else if (!enclosingSkips)
         condstate[condindex] = 0;
 }
 

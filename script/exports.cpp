@@ -8,10 +8,12 @@ char *inputBuffer = nullptr;
 int32_t inputIndex = 0;
 
 int lex_addBuffer(const char *scriptText) {
-    return guarded(-1, [&] {
-        lex_push(scriptText ? scriptText : "");
-        return 0;
-    });
+    return guarded(
+        -1,
+        [&] {
+            lex_push(scriptText ? scriptText : "");
+            return 0;
+        });
 }
 
 LexBuffer *lex_activeBuffer() {
@@ -38,7 +40,8 @@ int lex_IncludeFile(const char *includedText) {
 }
 
 int lex_goto(const char *label) {
-    return guarded(1, [&] { return label && lex_jump(label) ? 0 : 1; });
+    return guarded(
+        1, [&] { return label && lex_jump(label) ? 0 : 1; });
 }
 
 void yyerror(const char *message) {

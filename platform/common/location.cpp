@@ -15,8 +15,10 @@ struct FileClose {
     void operator()(FILE *file) const { fclose(file); }
 };
 
+} // namespace
+
 // The whole of a file, or an empty string when it cannot be opened.
-std::string file_text(const char *path) {
+static std::string file_text(const char *path) {
     std::string text;
     const std::unique_ptr<FILE, FileClose> file(fopen(path, "re"));
     char piece[1024];
@@ -26,7 +28,7 @@ std::string file_text(const char *path) {
 }
 
 // The names between the slashes, without "." and empty ones.
-std::vector<std::string> names_of(std::string_view path) {
+static std::vector<std::string> names_of(std::string_view path) {
     std::vector<std::string> names;
     for (size_t start = 0; start < path.size();) {
         const size_t end = std::min(path.find('/', start), path.size());
@@ -37,11 +39,9 @@ std::vector<std::string> names_of(std::string_view path) {
     return names;
 }
 
-bool climbs(const std::vector<std::string> &names) {
+static bool climbs(const std::vector<std::string> &names) {
     return std::find(names.begin(), names.end(), "..") != names.end();
 }
-
-} // namespace
 
 std::string mount_point() {
     constexpr std::string_view key = "Marfs mount=";

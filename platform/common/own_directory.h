@@ -30,13 +30,13 @@ namespace own_directory_detail {
 
 // Gives a look-up of the C library more and more room until the entry fits. Returns false when there is no entry.
 template <typename Id, typename Entry>
-bool find_entry(int (*look_up)(Id, Entry *, char *, size_t, Entry **), Id id, Entry *entry, std::vector<char> *room) {
+bool find_entry(int (*lookUp)(Id, Entry *, char *, size_t, Entry **), Id id, Entry *entry, std::vector<char> *room) {
     constexpr size_t least = 1024, most = 1 << 20;
     Entry *found = nullptr;
     int problem = ERANGE;
     for (size_t size = least; problem == ERANGE && size <= most; size *= 2) {
         room->resize(size);
-        problem = look_up(id, entry, room->data(), room->size(), &found);
+        problem = lookUp(id, entry, room->data(), room->size(), &found);
     }
     return found != nullptr;
 }

@@ -11,7 +11,7 @@ Secret::Secret(size_t capacity, Forked forked) : capacity_(capacity) {
     // What the kernel or the limit does not allow is done without.
     mlock(pages, size());
     madvise(pages, size(), MADV_DONTDUMP);
-    if (forked == Forked::Nothing) madvise(pages, size(), MADV_WIPEONFORK);
+    if (forked == Forked::nothing) madvise(pages, size(), MADV_WIPEONFORK);
     text_ = static_cast<char *>(pages);
 }
 

@@ -9,12 +9,12 @@
 class Secret {
   public:
     // What a process that is forked has of it.
-    enum class Forked { Nothing, Copy };
+    enum class Forked { nothing, copy };
 
     static constexpr size_t usual_capacity = 1024;
 
     // Room for so many bytes, all zero, and for one more, by which an overlong secret shows. Throws std::bad_alloc.
-    explicit Secret(size_t capacity = usual_capacity, Forked forked = Forked::Nothing);
+    explicit Secret(size_t capacity = usual_capacity, Forked forked = Forked::nothing);
     // What it is made of has no text any more, and can only be assigned to.
     Secret(Secret &&other) noexcept;
     Secret &operator=(Secret &&other) noexcept;

@@ -18,13 +18,13 @@
 #include "platform/terminal_text.h"
 #include "platform/treelogin.h"
 
-namespace {
+static volatile sig_atomic_t interrupted_by;
 
-volatile sig_atomic_t interrupted_by;
-
-void note_signal(int signal) {
+static void note_signal(int signal) {
     interrupted_by = signal;
 }
+
+namespace {
 
 // While it lives, the signals that should break off a question end the wait for input (a program's own handler is
 // usually installed so that reads go on). They are let in only during that wait, so that none slips in just before it.

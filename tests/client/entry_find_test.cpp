@@ -18,7 +18,7 @@ class EntryFind : public ::testing::Test {
     }
 
     // The entry's name, "" for the root, or the error.
-    std::string find(const Name &name, Aliases aliases = Aliases::Follow) {
+    std::string find(const Name &name, Aliases aliases = Aliases::follow) {
         const auto at = [this](const Name &wanted) -> EntryPtr {
             for (const EntryPtr &entry : entries) {
                 if (name_equal(entry->name, wanted)) return entry;
@@ -32,7 +32,7 @@ class EntryFind : public ::testing::Test {
             return error.what();
         }
     }
-    std::string find(const char *dotted, Aliases aliases = Aliases::Follow) {
+    std::string find(const char *dotted, Aliases aliases = Aliases::follow) {
         Name name;
         EXPECT_TRUE(name_parse_dotted(dotted, {}, &name));
         return find(name, aliases);
@@ -48,8 +48,8 @@ TEST_F(EntryFind, AliasesLeadOnAtTheLeafAndOnTheWay) {
     add("CN=john.O=acme", "alias", "cn=jdoe,ou=trade,o=acme");
     EXPECT_EQ(find("jdoe.trade.acme"), "jdoe.sales.acme");
     EXPECT_EQ(find("john.acme"), "jdoe.sales.acme");
-    EXPECT_EQ(find("john.acme", Aliases::Keep), "john.acme");
-    EXPECT_EQ(find("jdoe.trade.acme", Aliases::Keep), none);
+    EXPECT_EQ(find("john.acme", Aliases::keep), "john.acme");
+    EXPECT_EQ(find("jdoe.trade.acme", Aliases::keep), none);
     EXPECT_EQ(find("x.john.acme"), none);
 }
 
@@ -64,7 +64,7 @@ TEST_F(EntryFind, OnlyAnAliasWithATargetLeadsOn) {
 
 TEST_F(EntryFind, TheRootIsThereWithoutAnEntry) {
     EXPECT_EQ(find(Name{}), "");
-    EXPECT_EQ(find(Name{}, Aliases::Keep), "");
+    EXPECT_EQ(find(Name{}, Aliases::keep), "");
     add("CN=top.O=acme", "alias", "");
     EXPECT_EQ(find("top.acme"), "") << "an alias of the root";
 }

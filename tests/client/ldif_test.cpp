@@ -31,7 +31,7 @@ class Ldif : public ::testing::Test {
         Name name;
         EntryPtr entry;
         EXPECT_TRUE(name_parse_dotted(dotted, {}, &name));
-        EXPECT_NE(nullptr, entry = store->find(name, Aliases::Follow));
+        EXPECT_NE(nullptr, entry = store->find(name, Aliases::follow));
         const std::string *text = entry == nullptr ? nullptr : entry->first("description");
         return text == nullptr ? "none" : *text;
     }
@@ -229,11 +229,11 @@ TEST_F(Ldif, AVolumeIsFoundByItsServerAndItsNameThere) {
                        volume("other", "qrtHostServer: cn=T\nqrtHostResourceName: SYS\n") +
                        volume("meant", "qrtHostServer: cn=s\nqrtHostResourceName: SYS\n")));
     EntryPtr server, found;
-    ASSERT_NE(nullptr, server = store->find_server("s"));
-    ASSERT_NE(nullptr, found = store->find_volume(*server, "sys"));
+    ASSERT_NE(nullptr, server = store->findServer("s"));
+    ASSERT_NE(nullptr, found = store->findVolume(*server, "sys"));
     EXPECT_EQ("meant", name_to_dotted(found->name, false));
-    EXPECT_EQ(nullptr, store->find_volume(*server, "data"));
-    ASSERT_NE(nullptr, server = store->find_server(""));
+    EXPECT_EQ(nullptr, store->findVolume(*server, "data"));
+    ASSERT_NE(nullptr, server = store->findServer(""));
     EXPECT_EQ("S", name_to_dotted(server->name, false)) << "the first one";
 }
 
@@ -242,10 +242,10 @@ TEST_F(Ldif, EntriesBelowAnotherAreCounted) {
                               "dn: cn=b,o=acme\nobjectClass: person\ncn: b\nmodifyTimestamp: 19700101000007Z\n\n"
                               "dn: cn=c,cn=b,o=acme\nobjectClass: person\ncn: c\n"));
     EntryPtr entry;
-    ASSERT_NE(nullptr, entry = store->find({{"o", "acme"}}, Aliases::Keep));
+    ASSERT_NE(nullptr, entry = store->find({{"o", "acme"}}, Aliases::keep));
     EXPECT_EQ(2u, entry->subordinates);
     EXPECT_EQ(0, entry->modificationTime);
-    ASSERT_NE(nullptr, entry = store->find({{"cn", "b"}, {"o", "acme"}}, Aliases::Keep));
+    ASSERT_NE(nullptr, entry = store->find({{"cn", "b"}, {"o", "acme"}}, Aliases::keep));
     EXPECT_EQ(1u, entry->subordinates);
     EXPECT_EQ(7, entry->modificationTime);
 }
@@ -269,7 +269,7 @@ TEST_F(Ldif, ATextNamesNoFileAndKeepsEveryName) {
                                              "a\x1B"
                                              "b"},
                                             {"o", "acme"}},
-                                           Aliases::Keep));
+                                           Aliases::keep));
     const std::string file = folder.path("inside.txt");
     EXPECT_EQ("copy:5: " + file + " is not below the directory of the LDIF file",
               loaded(acme + "include: file://" + file));
@@ -333,8 +333,8 @@ TEST_F(Ldif, BothKindsOfMembersCountOnce) {
                               "dn: cn=other,o=acme\nobjectClass: groupOfUniqueNames\ncn: other\n"
                               "uniqueMember: ou=j,o=acme\nuniqueMember: cn=k,o=acme\n"));
     EntryPtr entry;
-    ASSERT_NE(nullptr, entry = store->find({{"", "j"}, {"", "acme"}}, Aliases::Follow));
-    const std::vector<Name> groups = store->groups_of(*entry);
+    ASSERT_NE(nullptr, entry = store->find({{"", "j"}, {"", "acme"}}, Aliases::follow));
+    const std::vector<Name> groups = store->groupsOf(*entry);
     ASSERT_EQ(2u, groups.size());
     EXPECT_EQ("both.acme", name_to_dotted(groups[0], false));
     EXPECT_EQ("unique.acme", name_to_dotted(groups[1], false));
@@ -344,7 +344,7 @@ TEST_F(Ldif, APlaceIsSpelledAsItsOwnEntrySpellsIt) {
     EXPECT_EQ("", load("dn: DC=Acme,dc=Example\nobjectClass: domain\ndomainComponent: acme\n\n"
                        "dn: serialNumber=5,dc=ACME,DC=example\nobjectClass: device\nserialNumber: 5\n"));
     EntryPtr entry;
-    ASSERT_NE(nullptr, entry = store->find({{"serialnumber", "5"}, {"", "acme"}, {"", "example"}}, Aliases::Keep));
+    ASSERT_NE(nullptr, entry = store->find({{"serialnumber", "5"}, {"", "acme"}, {"", "example"}}, Aliases::keep));
     EXPECT_EQ("SERIALNUMBER=5.DC=Acme.DC=Example", name_to_dotted(entry->name, true));
 }
 
@@ -383,7 +383,7 @@ TEST_F(Ldif, ATimeHasAtMost32Bytes) {
 TEST(LdifCopy, MayLackTheValueInAName) {
     LdifText copy;
     copy.text = "dn: o=acme\nobjectClass: organization\n\ndn: cn=jdoe,o=acme\nsn: Doe\n";
-    EXPECT_NE(ldif_store_load(std::move(copy), "copy", {})->find({{"cn", "jdoe"}, {"o", "acme"}}, Aliases::Keep),
+    EXPECT_NE(ldif_store_load(std::move(copy), "copy", {})->find({{"cn", "jdoe"}, {"o", "acme"}}, Aliases::keep),
               nullptr);
 }
 

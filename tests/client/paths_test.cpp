@@ -121,6 +121,7 @@ class Drives : public ClientTest {
         setenv("DRIVES_TEST", folder.path("").c_str(), 1);
         links_are_in(folder.path("drives"));
     }
+    ~Drives() override { place_config_folder = kept_; }
 
     void links_are_in(const std::string &place) {
         folder.write("map.conf", "Map_Link_Default_Location=" + place + "\n");
@@ -152,6 +153,7 @@ class Drives : public ClientTest {
 
   private:
     const std::string config_ = folder.path("") + "/";
+    const char *const kept_ = place_config_folder;
 };
 
 TEST_F(Paths, ATreeWithoutAServerHasNoVolumes) {

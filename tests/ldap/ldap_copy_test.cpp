@@ -39,7 +39,7 @@ class LdapCopyTest : public ::testing::Test {
         time_t written = 0;
         std::unique_ptr<DirectoryStore> store = copy().read(&written);
         EntryPtr entry;
-        if (store == nullptr || (entry = store->find(name, Aliases::Keep)) == nullptr) return "no entry";
+        if (store == nullptr || (entry = store->find(name, Aliases::keep)) == nullptr) return "no entry";
         const std::string *text = entry->first(attribute);
         return text == nullptr ? "no value" : *text;
     }

@@ -112,7 +112,7 @@ TEST(LdapEntries, TakesWhatIsRightAndLeavesOutWhatIsNot) {
                        {"unknownToUs", {"x"}}}};
     EntryPtr entry = entries.make(read);
     ASSERT_NE(entry, nullptr);
-    EXPECT_TRUE(entry->is_class("User"));
+    EXPECT_TRUE(entry->isClass("User"));
     EXPECT_EQ(*entry->first("cn"), "jdoe");
     EXPECT_EQ(*entry->first("qrtLoginTime"), "20261121141500.0Z");
     EXPECT_EQ(*entry->first("qrtLoginGraceLimit"), "7");
@@ -217,7 +217,7 @@ TEST(LdapEntries, AsksForMembersOnlyWhereTheyAreWanted) {
 TEST(LdapEntries, TakesEveryClassOfAnAttributeThatIsGivenTwice) {
     LdapEntries entries(ConfigLdap(), {});
     EntryPtr entry = entries.make({"cn=SRV1", {{"objectClass", {"qrtServer"}}, {"cn", {}}, {"objectClass", {"top"}}}});
-    EXPECT_TRUE(entry->is_class("Server"));
+    EXPECT_TRUE(entry->isClass("Server"));
 }
 
 TEST(LdapEntries, LeavesOutAServerWithoutAName) {

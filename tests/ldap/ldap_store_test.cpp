@@ -49,8 +49,8 @@ class LdapStoreTest : public ::testing::Test {
         }
     }
     static std::string shown(Verdict verdict) {
-        return std::to_string(verdict == Verdict::Accepted        ? ZK_OK
-                              : verdict == Verdict::WrongPassword ? ZKE_WRONG_PASSWORD
+        return std::to_string(verdict == Verdict::accepted        ? ZK_OK
+                              : verdict == Verdict::wrongPassword ? ZKE_WRONG_PASSWORD
                                                                   : ZKE_ACCOUNT_LOCKED);
     }
     template <typename Found>
@@ -92,7 +92,7 @@ TEST_F(LdapStoreTest, ARefusedLoginIsToldByWhatTheServerAnswers) {
         on({{{Scripted::bound(one.result)}}, {{Scripted::done()}}, {{Scripted::unknown()}}});
         EntryPtr asked = user;
         EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }), one.told) << one.result;
-        EXPECT_EQ(outcome([&]() { return store->check_password(*user, "secret"); }), one.told) << one.result;
+        EXPECT_EQ(outcome([&]() { return store->checkPassword(*user, "secret"); }), one.told) << one.result;
         EXPECT_EQ(server->logins(), 2);
     }
     EntryPtr asked = user;
@@ -106,18 +106,18 @@ TEST_F(LdapStoreTest, ARefusedLoginIsToldByWhatTheServerAnswers) {
 TEST_F(LdapStoreTest, AnEmptyPasswordIsNotSent) {
     onSearches({Scripted::done()});
     EntryPtr asked = user;
-    EXPECT_EQ(store->login(&asked, ""), Verdict::WrongPassword);
-    EXPECT_EQ(store->check_password(*user, ""), Verdict::WrongPassword);
+    EXPECT_EQ(store->login(&asked, ""), Verdict::wrongPassword);
+    EXPECT_EQ(store->checkPassword(*user, ""), Verdict::wrongPassword);
     EXPECT_EQ(server->connections(), 0);
 }
 
 TEST_F(LdapStoreTest, ALoginReadsTheUserAsTheUserMay) {
     onSearches({object("jdoe", "inetOrgPerson", {{"title", "Manager"}}), Scripted::done()});
     EntryPtr asked = user;
-    ASSERT_EQ(store->login(&asked, "secret"), Verdict::Accepted);
+    ASSERT_EQ(store->login(&asked, "secret"), Verdict::accepted);
     ASSERT_NE(asked->first("title"), nullptr);
     EXPECT_EQ(*asked->first("title"), "Manager");
-    EXPECT_EQ(store->check_password(*user, "secret"), Verdict::Accepted);
+    EXPECT_EQ(store->checkPassword(*user, "secret"), Verdict::accepted);
 }
 
 TEST_F(LdapStoreTest, ServersAndVolumesAreFoundByTheirNames) {
@@ -128,23 +128,23 @@ TEST_F(LdapStoreTest, ServersAndVolumesAreFoundByTheirNames) {
                 object("P", "person", {{"qrtHostServer", "cn=SRV1,o=acme"}, {"qrtHostResourceName", "USERS"}}),
                 object("SRV1", "qrtServer", {}), object("SRV2", "qrtServer", {}), Scripted::done()});
     EntryPtr first, second, volume;
-    ASSERT_NE(first = store->find_server(""), nullptr);
+    ASSERT_NE(first = store->findServer(""), nullptr);
     EXPECT_EQ(entry_common_name(*first), "SRV1") << "the first one";
-    ASSERT_NE(second = store->find_server("srv2"), nullptr);
+    ASSERT_NE(second = store->findServer("srv2"), nullptr);
     EXPECT_EQ(entry_common_name(*second), "SRV2");
-    for (const char *none : {"V1", "P", "SRV", "SRV3"}) EXPECT_EQ(store->find_server(none), nullptr) << none;
-    ASSERT_NE(volume = store->find_volume(*first, "sys"), nullptr);
+    for (const char *none : {"V1", "P", "SRV", "SRV3"}) EXPECT_EQ(store->findServer(none), nullptr) << none;
+    ASSERT_NE(volume = store->findVolume(*first, "sys"), nullptr);
     EXPECT_EQ(entry_common_name(*volume), "V1");
-    for (const char *none : {"DATA", "USERS", "V1", ""}) EXPECT_EQ(store->find_volume(*first, none), nullptr) << none;
+    for (const char *none : {"DATA", "USERS", "V1", ""}) EXPECT_EQ(store->findVolume(*first, none), nullptr) << none;
     EXPECT_EQ(server->connections(), 1);
 }
 
 TEST_F(LdapStoreTest, AListThatTheServerCutsIsNoList) {
     onSearches({object("SRV1", "qrtServer", {}), Scripted::done(4)});
     EntryPtr found;
-    EXPECT_EQ(outcome([&]() { return store->find_server("SRV1"); }),
+    EXPECT_EQ(outcome([&]() { return store->findServer("SRV1"); }),
               "ACME: the list of servers and volumes is incomplete: server size limit exceeded after 1");
-    EXPECT_EQ(outcome([&]() { return store->groups_of(*user); }),
+    EXPECT_EQ(outcome([&]() { return store->groupsOf(*user); }),
               "ACME: the list of groups of CN=jdoe is incomplete: server size limit exceeded after 1");
 }
 
@@ -156,13 +156,13 @@ TEST_F(LdapStoreTest, WhatIsNotFoundMayBeWhereNobodyAnswers) {
     const std::string told = code(ZKE_DIRECTORY_UNREACHABLE) + " " + server->uri() +
                              ": cannot follow referral: " + silent + ": cannot connect: Connection refused";
     EntryPtr found, other;
-    EXPECT_NE(found = store->find_server("SRV1"), nullptr);
-    EXPECT_EQ(outcome([&]() { return store->find_server("SRV9"); }), told);
-    EXPECT_EQ(outcome([&]() { return store->find_volume(*found, "SYS"); }), told);
-    EXPECT_NE(found = store->find({{"cn", "a"}}, Aliases::Keep), nullptr);
+    EXPECT_NE(found = store->findServer("SRV1"), nullptr);
+    EXPECT_EQ(outcome([&]() { return store->findServer("SRV9"); }), told);
+    EXPECT_EQ(outcome([&]() { return store->findVolume(*found, "SYS"); }), told);
+    EXPECT_NE(found = store->find({{"cn", "a"}}, Aliases::keep), nullptr);
     for (int i = 0; i < 2; i++)
-        EXPECT_EQ(outcome([&]() { return store->find({{"cn", "none"}}, Aliases::Keep); }), told);
-    for (int i = 0; i < 2; i++) EXPECT_EQ(outcome([&]() { return store->groups_of(*user); }), told);
+        EXPECT_EQ(outcome([&]() { return store->find({{"cn", "none"}}, Aliases::keep); }), told);
+    for (int i = 0; i < 2; i++) EXPECT_EQ(outcome([&]() { return store->groupsOf(*user); }), told);
 }
 
 TEST_F(LdapStoreTest, WhoIsNotShownAfterAFirstLoginIsLoggedOut) {
@@ -171,7 +171,7 @@ TEST_F(LdapStoreTest, WhoIsNotShownAfterAFirstLoginIsLoggedOut) {
     EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }),
               code(ZKE_NO_ACCESS) +
                   " ACME: the server has accepted the login of CN=jdoe but does not show the user's own entry");
-    EXPECT_EQ(store->find_server("SRV1"), nullptr);
+    EXPECT_EQ(store->findServer("SRV1"), nullptr);
     EXPECT_EQ(server->connections(), 2) << "nobody asks over the connection of the login";
     EXPECT_EQ(server->logins(), 1);
 }
@@ -180,11 +180,11 @@ TEST_F(LdapStoreTest, ALaterLoginWhoseUserIsNotShownLogsNobodyOut) {
     const Scripted::Answer jdoe = {object("jdoe", "inetOrgPerson", {}), Scripted::done()};
     on({{{Scripted::bound()}}, {jdoe, {Scripted::done()}}, {{Scripted::unknown()}}});
     EntryPtr asked = user, found;
-    ASSERT_EQ(store->login(&asked, "secret"), Verdict::Accepted);
+    ASSERT_EQ(store->login(&asked, "secret"), Verdict::accepted);
     for (int attempt = 1; attempt <= 2; attempt++) {
         const int before = server->connections();
         EXPECT_NE(outcome([&]() { return store->login(&asked, "secret"); }), code(ZK_OK));
-        EXPECT_EQ(store->find_server("SRV1"), nullptr);
+        EXPECT_EQ(store->findServer("SRV1"), nullptr);
         EXPECT_EQ(server->connections(), before + attempt);
         store->logout(); // after which the next one is a first login again
     }
@@ -198,32 +198,32 @@ TEST_F(LdapStoreTest, NothingThatAUserHasReadOutlivesTheLogout) {
     tree.ldap.offline = true;
     onSearches({object("jdoe", "inetOrgPerson", {}), object("SRV1", "qrtServer", {}), Scripted::done()});
     EntryPtr asked = user, found;
-    ASSERT_EQ(store->login(&asked, "secret"), Verdict::Accepted);
+    ASSERT_EQ(store->login(&asked, "secret"), Verdict::accepted);
     EXPECT_EQ(copies(), 2) << "of the login and of the site";
-    store->groups_of(*asked);
-    EXPECT_NE(found = store->find({{"cn", "SRV1"}}, Aliases::Keep), nullptr);
+    store->groupsOf(*asked);
+    EXPECT_NE(found = store->find({{"cn", "SRV1"}}, Aliases::keep), nullptr);
     int searches = server->searches();
     EXPECT_EQ(searches, 2);
     store->logout();
-    EXPECT_NE(found = store->find_server("SRV1"), nullptr);
+    EXPECT_NE(found = store->findServer("SRV1"), nullptr);
     EXPECT_EQ(server->searches(), ++searches) << "not from the copy of what the user saw";
-    store->groups_of(*asked);
+    store->groupsOf(*asked);
     EXPECT_EQ(server->searches(), ++searches);
     std::filesystem::remove_all(folder);
     store->logout();
-    EXPECT_NE(found = store->find({{"cn", "jdoe"}}, Aliases::Keep), nullptr);
+    EXPECT_NE(found = store->find({{"cn", "jdoe"}}, Aliases::keep), nullptr);
     EXPECT_EQ(server->searches(), ++searches);
     EXPECT_FALSE(std::filesystem::exists(folder)) << "nobody is logged in whose login could be kept";
-    EXPECT_NE(found = store->find_server("SRV1"), nullptr);
+    EXPECT_NE(found = store->findServer("SRV1"), nullptr);
     EXPECT_EQ(copies(), 1) << "of the site";
 
     store = tree_ldap_store(tree, {{"o", "acme"}});
-    EXPECT_NE(found = store->find_server("SRV1"), nullptr);
+    EXPECT_NE(found = store->findServer("SRV1"), nullptr);
     EXPECT_EQ(server->searches(), searches + 1) << "the site is known from its copy";
-    ASSERT_EQ(store->login(&asked, "secret"), Verdict::Accepted);
+    ASSERT_EQ(store->login(&asked, "secret"), Verdict::accepted);
     store->logout();
     searches = server->searches();
-    EXPECT_NE(found = store->find_server("SRV1"), nullptr);
+    EXPECT_NE(found = store->findServer("SRV1"), nullptr);
     EXPECT_EQ(server->searches(), searches + 1) << "which is older than the login";
 }
 
@@ -232,7 +232,7 @@ TEST_F(LdapStoreTest, GroupsAreAskedForOnce) {
                 Scripted::entry("cn=b,o=acme", {}), Scripted::done()});
     for (int i = 0; i < 2; i++) {
         std::string names;
-        for (const Name &group : store->groups_of(*user)) names += name_to_dotted(group, false) + " ";
+        for (const Name &group : store->groupsOf(*user)) names += name_to_dotted(group, false) + " ";
         EXPECT_EQ(names, "a b ");
     }
     EXPECT_EQ(server->searches(), 1);

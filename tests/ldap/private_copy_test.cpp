@@ -45,7 +45,7 @@ class PrivateCopy : public ::testing::Test {
         time_t written = 0;
         std::unique_ptr<DirectoryStore> store = own().read(&written);
         EntryPtr found;
-        if (store == nullptr || (found = store->find({{"cn", "jdoe"}, {"o", "acme"}}, Aliases::Keep)) == nullptr)
+        if (store == nullptr || (found = store->find({{"cn", "jdoe"}, {"o", "acme"}}, Aliases::keep)) == nullptr)
             return "";
         return *found->first("displayName");
     }

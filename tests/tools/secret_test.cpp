@@ -138,7 +138,7 @@ TEST(SecretTest, GoesFromOneOwnerToAnother) {
 
 TEST(SecretTest, AForkedProcessHasACopyOnlyWhereThatIsWanted) {
     in_own_process([] {
-        Secret secret(8), copied(8, Secret::Forked::Copy);
+        Secret secret(8), copied(8, Secret::Forked::copy);
         strcpy(secret.text(), "secret");
         strcpy(copied.text(), "secret");
         const pid_t child = fork();

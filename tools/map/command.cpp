@@ -3,51 +3,48 @@
 #include "platform/catalogue.h"
 #include "tools/map/refusal.h"
 
-namespace {
+static constexpr char blanks[] = " \t";
 
-constexpr char blanks[] = " \t";
-
-std::string trimmed(std::string_view text) {
+static std::string trimmed(std::string_view text) {
     size_t first = text.find_first_not_of(blanks);
     if (first == std::string_view::npos) return "";
     return std::string(text.substr(first, text.find_last_not_of(blanks) - first + 1));
 }
 
 // The command line's letters are those of English in every locale.
-char upper(char c) {
+static char upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-bool is_word(std::string text, const char *word) {
+static bool is_word(std::string text, const char *word) {
     for (char &c : text) c = upper(c);
     return text == word;
 }
 
 // Cuts the first word off `text`.
-std::string take_word(std::string *text) {
+static std::string take_word(std::string *text) {
     size_t end = text->find_first_of(blanks);
     std::string word = text->substr(0, end);
     *text = end == std::string::npos ? "" : trimmed(text->substr(end));
     return word;
 }
 
-std::vector<std::string> split_items(const std::string &line) {
+static std::vector<std::string> split_items(const std::string &line) {
     std::vector<std::string> items(1);
     bool quoted = false;
-    for (char c : line) {
+    for (char c : line)
         if (c == '"')
             quoted = !quoted;
         else if (!quoted && (c == ',' || c == ';'))
             items.emplace_back();
         else
             items.back() += c;
-    }
     for (std::string &item : items) item = trimmed(item);
     return items;
 }
 
 // A number from 1 to `high` written in digits only, or 0.
-int small_number(std::string_view text, int high) {
+static int small_number(std::string_view text, int high) {
     if (text.size() > 2) return 0;
     int number = 0;
     for (char c : text) {
@@ -57,34 +54,38 @@ int small_number(std::string_view text, int high) {
     return number <= high ? number : 0;
 }
 
-Drive drive_required(const std::string &text) {
+static Drive drive_required(const std::string &text) {
     std::optional<Drive> drive = drive_of(text);
     if (!drive)
         throw Refusal(catalogue_format("\"%s:\" is not a drive: use a letter, S1 to S16 or *1 to *21", text.c_str()));
     return *drive;
 }
 
+namespace {
+
 struct Keyword {
     const char *word;
     Command::Action action;
 };
 
+} // namespace
+
 // ROOT is accepted and changes nothing: every drive is a link, and so its target is the drive's root.
-const Keyword keywords[] = {
+static const Keyword keywords[] = {
     {"ROOT", Command::Action::assign},   {"NEXT", Command::Action::next},     {"N", Command::Action::next},
     {"INS", Command::Action::insert},    {"INSERT", Command::Action::insert}, {"DEL", Command::Action::remove},
     {"DELETE", Command::Action::remove}, {"REM", Command::Action::remove},    {"DISPLAY", Command::Action::display},
     {"ERRORS", Command::Action::errors},
 };
 
-const Keyword *keyword_of(const std::string &word) {
+static const Keyword *keyword_of(const std::string &word) {
     for (const Keyword &keyword : keywords)
         if (is_word(word, keyword.word)) return &keyword;
     return nullptr;
 }
 
 // Cuts the keywords off the front of `text`; one that says what is to be done wins over ROOT.
-Command::Action take_keywords(std::string *text) {
+static Command::Action take_keywords(std::string *text) {
     Command::Action action = Command::Action::assign;
     for (;;) {
         std::string rest = *text;
@@ -95,7 +96,7 @@ Command::Action take_keywords(std::string *text) {
     }
 }
 
-Command switch_command(Command::Action action, const std::string &text) {
+static Command switch_command(Command::Action action, const std::string &text) {
     if (!is_word(text, "ON") && !is_word(text, "OFF"))
         throw Refusal(catalogue_text("DISPLAY and ERRORS take ON or OFF"));
     Command command;
@@ -104,6 +105,8 @@ Command switch_command(Command::Action action, const std::string &text) {
     return command;
 }
 
+namespace {
+
 // "drive:=target", "drive:" or a target alone; `drive` and `target` mean something only where there is one.
 struct Operand {
     bool hasDrive = false;
@@ -111,7 +114,9 @@ struct Operand {
     std::string drive, target;
 };
 
-Operand operand_of(const std::string &text) {
+} // namespace
+
+static Operand operand_of(const std::string &text) {
     Operand operand;
     size_t colon = text.find(':');
     std::string after = colon == std::string::npos ? "" : trimmed(text.substr(colon + 1));
@@ -124,7 +129,7 @@ Operand operand_of(const std::string &text) {
     return operand;
 }
 
-Command drive_command(Command::Action action, const Operand &operand) {
+static Command drive_command(Command::Action action, const Operand &operand) {
     Command command;
     command.action = action;
     command.drive = drive_required(operand.drive);
@@ -141,7 +146,7 @@ Command drive_command(Command::Action action, const Operand &operand) {
 }
 
 // A target without a drive: for NEXT, or one more place of the search path.
-Command target_command(Command::Action action, const std::string &target, const Command *before) {
+static Command target_command(Command::Action action, const std::string &target, const Command *before) {
     Command command;
     command.action = action;
     command.target = target;
@@ -155,7 +160,7 @@ Command target_command(Command::Action action, const std::string &target, const 
     return command;
 }
 
-Command item_command(std::string text, const Command *before) {
+static Command item_command(std::string text, const Command *before) {
     Command::Action action = take_keywords(&text);
     if (action == Command::Action::display || action == Command::Action::errors) return switch_command(action, text);
     if (text.empty()) throw Refusal(catalogue_text("missing drive or target next to a comma or after a keyword"));
@@ -165,8 +170,6 @@ Command item_command(std::string text, const Command *before) {
     if (action == Command::Action::assign && goesOnRemoving) action = Command::Action::remove;
     return drive_command(action, operand);
 }
-
-} // namespace
 
 std::optional<Drive> drive_of(std::string_view text) {
     Drive drive;

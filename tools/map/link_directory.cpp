@@ -14,9 +14,7 @@
 #include "platform/common/own_directory.h"
 #include "tools/map/refusal.h"
 
-namespace {
-
-std::string configured_directory() {
+static std::string configured_directory() {
     const LinkDirectoryPlace place = link_directory_place();
     if (!place.path || place.path->empty())
         throw Refusal(catalogue_text("no directory for the drive links: neither map.conf nor HOME names one"));
@@ -27,15 +25,13 @@ std::string configured_directory() {
     return path;
 }
 
-[[noreturn]] void refuse(const std::string &what) {
+[[noreturn]] static void refuse(const std::string &what) {
     throw Refusal(what + ": " + strerror(errno));
 }
 
-std::string random_name() {
+static std::string random_name() {
     return ".map-" + std::to_string(arc4random()) + "-" + std::to_string(arc4random());
 }
-
-} // namespace
 
 LinkDirectory::LinkDirectory() : path_(configured_directory()) {
     DirectoryFault fault = DirectoryFault::none;

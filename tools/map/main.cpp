@@ -14,9 +14,7 @@
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
 
-namespace {
-
-const char *const help_text = catalogue_mark(
+static const char *const help_text = catalogue_mark(
     "Usage: map [ITEM[, ITEM]...]\n"
     "List, create and remove drive mappings.\n"
     "\n"
@@ -36,7 +34,7 @@ const char *const help_text = catalogue_mark(
     "Exit status: 0 on success, 1 if any ITEM failed or the output could not be\n"
     "written.\n");
 
-int map_main(int argc, char **argv) {
+static int map_main(int argc, char **argv) {
     if (!program_may_start("map")) return 1;
     // The C library's own messages are in catalogues too, and a script may have set LANGUAGE.
     const TranslationGuard guard;
@@ -52,8 +50,6 @@ int map_main(int argc, char **argv) {
     std::vector<Command> commands = command_parse(line);
     return MapRun().run(commands);
 }
-
-} // namespace
 
 int main(int argc, char **argv) try { return map_main(argc, argv); } catch (const std::bad_alloc &) {
     fprintf(stderr, catalogue_text("map: %s\n"), catalogue_text("memory exhausted"));

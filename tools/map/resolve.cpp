@@ -12,18 +12,20 @@
 #include "tools/map/command.h"
 #include "tools/map/refusal.h"
 
-namespace {
-
 // What the directory's own names and the parts of a path may need at most.
-constexpr size_t target_limit = ZK_MAX_NAME;
-constexpr size_t part_size = 2 * ZK_MAX_NAME + 2;
+static constexpr size_t target_limit = ZK_MAX_NAME;
+static constexpr size_t part_size = 2 * ZK_MAX_NAME + 2;
+
+namespace {
 
 struct Meaning {
     uint32_t code;
     const char *text;
 };
 
-const Meaning meanings[] = {
+} // namespace
+
+static const Meaning meanings[] = {
     {ZKE_SERVER_NOT_FOUND, catalogue_mark("no such server")},
     {ZKE_VOLUME_UNKNOWN, catalogue_mark("no such volume on the server")},
     {ZKE_NO_SUCH_ENTRY, catalogue_mark("no such object or volume")},
@@ -35,7 +37,7 @@ const Meaning meanings[] = {
     {ZKE_NO_MEMORY, catalogue_mark("memory exhausted")},
 };
 
-[[noreturn]] void refuse(uint32_t code) {
+[[noreturn]] static void refuse(uint32_t code) {
     for (const Meaning &meaning : meanings)
         if (meaning.code == code) throw Refusal(catalogue_text(meaning.text));
     bool directory = code >= ZKE_DIRECTORY_UNREACHABLE && code <= ZKE_REFERRAL_BROKEN;
@@ -46,9 +48,11 @@ const Meaning meanings[] = {
                   sentence);
 }
 
-void require(uint32_t code) {
+static void require(uint32_t code) {
     if (code != ZK_OK) refuse(code);
 }
+
+namespace {
 
 // A directory context for the looks-up of one target. The login's own identity is not known here: whatever a mapping
 // needs, everybody may read.
@@ -90,8 +94,10 @@ struct ServerConnection {
     uint32_t handle = 0;
 };
 
+} // namespace
+
 // The server's own spelling of its name.
-std::string server_name(const char *server) {
+static std::string server_name(const char *server) {
     ServerConnection connection;
     require(ZKCCOpenConnByName(0, server, ZK_NAME_FILE_SERVER, ZK_OPEN_BY_NAME, ZK_TRANSPORT_ANY, &connection.handle));
     char name[ZK_SERVER_NAME_SIZE + 1] = {}; // ends even where the client fills the whole of its field
@@ -100,7 +106,7 @@ std::string server_name(const char *server) {
 }
 
 // "//SRV1/SYS/public" as "SRV1/SYS:public".
-std::string without_double_slash(std::string target) {
+static std::string without_double_slash(std::string target) {
     target.erase(0, 2);
     size_t server = target.find('/');
     if (server == std::string::npos) throw Refusal(catalogue_text("no volume after the server name"));
@@ -112,13 +118,15 @@ std::string without_double_slash(std::string target) {
 
 // An object's name without a leading period with the login's container appended; nothing for a target that names no
 // such object. (The looks-up themselves start at the root, as the names in the directory's own values do.)
-std::optional<std::string> in_login_context(const std::string &target) {
+static std::optional<std::string> in_login_context(const std::string &target) {
     const char *context = getenv("QRT_CONTEXT");
     size_t colon = std::min(target.find(':'), target.size());
     bool relative = target[0] != '.' && target.find('/') > colon;
     if (context == nullptr || *context == '\0' || !relative) return std::nullopt;
     return target.substr(0, colon) + "." + context + target.substr(colon);
 }
+
+namespace {
 
 // What a look-up finds. `byObject` is not 0 when the directory's objects gave the answer.
 struct Parts {
@@ -128,13 +136,15 @@ struct Parts {
     uint16_t byObject = 0;
 };
 
-uint32_t look_up(const LookupContext &context, const std::string &target, Parts *parts) {
+} // namespace
+
+static uint32_t look_up(const LookupContext &context, const std::string &target, Parts *parts) {
     ServerConnection connection;
     return qrt_ZKDSParsePath(context.handle(), target.c_str(), parts->server, &connection.handle, parts->volume,
                              parts->rest, &parts->byObject);
 }
 
-Location resolve_network(const std::string &target) {
+static Location resolve_network(const std::string &target) {
     LookupContext context;
     Parts parts;
     const std::optional<std::string> inContext = in_login_context(target);
@@ -144,7 +154,7 @@ Location resolve_network(const std::string &target) {
 }
 
 // A target such as "H:home" is below drive H if there is one.
-std::optional<Location> resolve_drive(const std::string &target, const LinkDirectory &links) {
+static std::optional<Location> resolve_drive(const std::string &target, const LinkDirectory &links) {
     size_t colon = target.find(':');
     if (colon == std::string::npos) return std::nullopt;
     const std::optional<Drive> drive = drive_of(target.substr(0, colon));
@@ -155,12 +165,10 @@ std::optional<Location> resolve_drive(const std::string &target, const LinkDirec
     return Location{at.server, at.volume, location_join(at.path, target.substr(colon + 1))};
 }
 
-bool is_folder(const std::string &path) {
+static bool is_folder(const std::string &path) {
     struct stat status;
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
-
-} // namespace
 
 Location resolve_target(const std::string &target, const LinkDirectory &links) {
     std::string path = target;

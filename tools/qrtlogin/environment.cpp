@@ -9,9 +9,7 @@
 
 #include "tools/own_folder.h"
 
-namespace {
-
-std::map<std::string, std::string> environment_copy() {
+static std::map<std::string, std::string> environment_copy() {
     std::map<std::string, std::string> copy;
     for (char **entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
         std::string text = *entry;
@@ -21,7 +19,7 @@ std::map<std::string, std::string> environment_copy() {
     return copy;
 }
 
-void restore(const std::map<std::string, std::string> &before, const std::string &name) {
+static void restore(const std::map<std::string, std::string> &before, const std::string &name) {
     auto old = before.find(name);
     if (old == before.end())
         unsetenv(name.c_str());
@@ -29,7 +27,7 @@ void restore(const std::map<std::string, std::string> &before, const std::string
         setenv(name.c_str(), old->second.c_str(), 1);
 }
 
-std::string path_without(const std::string &path, const std::string &element) {
+static std::string path_without(const std::string &path, const std::string &element) {
     std::string kept = ":" + path + ":";
     const std::string wanted = ":" + element + ":";
     for (size_t at = kept.find(wanted); at != std::string::npos; at = kept.find(wanted, at))
@@ -38,7 +36,7 @@ std::string path_without(const std::string &path, const std::string &element) {
 }
 
 // Where a name ends in "*", every name that begins so. The prompts are among them since bash runs the commands in them.
-const char *const code_variables[] = {
+static const char *const code_variables[] = {
     "LD_*",
     "GCONV_PATH",
     "GLIBC_TUNABLES",
@@ -71,8 +69,6 @@ const char *const code_variables[] = {
     "GIO_EXTRA_MODULES",
     "QT_PLUGIN_PATH",
 };
-
-} // namespace
 
 RunEnvironment::RunEnvironment() : before_(environment_copy()) {}
 
@@ -134,28 +130,29 @@ std::string RunEnvironment::exportLines() const {
 
 std::string shell_quote(const std::string &text) {
     std::string quoted = "'";
-    for (char c : text) {
+    for (char c : text)
         if (c == '\'')
             quoted += "'\\''";
         else
             quoted += c;
-    }
     return quoted + "'";
 }
 
 bool environment_runs_code(const std::string &name) {
-    return std::any_of(std::begin(code_variables), std::end(code_variables), [&name](std::string_view pattern) {
-        if (pattern.back() != '*') return name == pattern;
-        pattern.remove_suffix(1);
-        return name.compare(0, pattern.size(), pattern) == 0;
-    });
+    return std::any_of(
+        std::begin(code_variables), std::end(code_variables),
+        [&name](std::string_view pattern) {
+            if (pattern.back() != '*') return name == pattern;
+            pattern.remove_suffix(1);
+            return name.compare(0, pattern.size(), pattern) == 0;
+        });
 }
 
 bool shell_is_name(const std::string &name) {
     static const char letters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_";
-    static const char letters_and_digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_0123456789";
+    static const char lettersAndDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz_0123456789";
     return !name.empty() && strchr(letters, name[0]) != nullptr &&
-           name.find_first_not_of(letters_and_digits) == std::string::npos;
+           name.find_first_not_of(lettersAndDigits) == std::string::npos;
 }
 
 std::string own_folder_with(const std::string &program) {

@@ -12,28 +12,26 @@
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
 
-namespace {
-
 // The kernel's limits: 32 pages for one string with its NUL, 6 MiB or a quarter of the stack for all.
-size_t longest_string() {
+static size_t longest_string() {
     return size_t{32} * static_cast<size_t>(sysconf(_SC_PAGESIZE)) - 1;
 }
 
-size_t longest_environment() {
+static size_t longest_environment() {
     return std::min(size_t{6} << 20, static_cast<size_t>(sysconf(_SC_ARG_MAX)));
 }
 
 // A name is the script's choice.
-std::string shown_name(const char *entry) {
+static std::string shown_name(const char *entry) {
     return terminal_text({entry, std::min(strcspn(entry, "="), size_t{100})});
 }
 
-void warn(const std::string &text) {
+static void warn(const std::string &text) {
     const std::string line = "qrtlogin: " + text + "\n";
     fputs(line.c_str(), stderr);
 }
 
-void check(bool *warned) {
+static void check(bool *warned) {
     const char *longest = "";
     size_t length = 0, all = 0;
     for (char **entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
@@ -56,8 +54,6 @@ void check(bool *warned) {
                              all, longest_environment(), shown_name(longest).c_str()));
     }
 }
-
-} // namespace
 
 void environment_size_check() noexcept {
     static bool warned = false;

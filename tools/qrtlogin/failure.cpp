@@ -11,7 +11,9 @@ struct Meaning {
     const char *text;
 };
 
-const Meaning meanings[] = {
+} // namespace
+
+static const Meaning meanings[] = {
     {ZKE_WRONG_PASSWORD, exit_password, catalogue_mark("wrong password")},
     {ZKE_ACCOUNT_LOCKED, exit_password, catalogue_mark("the account is locked")},
     {ZKE_NO_ACCESS, exit_password, catalogue_mark("access denied")},
@@ -36,17 +38,15 @@ const Meaning meanings[] = {
     {ZKE_MALFORMED_NAME, exit_user, catalogue_mark("malformed user name")},
 };
 
-std::string unknown_text(uint32_t code) {
+static std::string unknown_text(uint32_t code) {
     return catalogue_format("error code 0x%X", code);
 }
 
 // The client's own sentence about its last failure, with file and line where there is one.
-std::string client_sentence() {
+static std::string client_sentence() {
     char text[1024] = {};
     return ZKGetLastErrorText(sizeof text, text) == ZK_OK ? text : "";
 }
-
-} // namespace
 
 Failure failure_of(uint32_t code, const std::string &attempt) {
     int status = exit_directory;

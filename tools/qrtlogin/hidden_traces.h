@@ -19,7 +19,7 @@ class HiddenTraces {
   private:
     FILE *shown_;
     FILE *hiding_;
-    Secret buffer_{BUFSIZ, Secret::Forked::Copy}; // what the traces tell stands here
+    Secret buffer_{BUFSIZ, Secret::Forked::copy}; // what the traces tell stands here
 };
 
 #endif

@@ -9,29 +9,25 @@
 #include "platform/zk.h"
 #include "tools/qrtlogin/failure.h"
 
-namespace {
+static constexpr uint32_t login_option = 2;
 
-constexpr uint32_t login_option = 2;
-
-void require(uint32_t code, const std::string &attempt) {
+static void require(uint32_t code, const std::string &attempt) {
     if (code != ZK_OK) throw failure_of(code, attempt);
 }
 
 // A new context has no tree of its own: it answers for the tree that the configuration makes the default.
-std::string default_tree(uint32_t context) {
+static std::string default_tree(uint32_t context) {
     char tree[ZK_MAX_NAME + 1] = {};
     require(ZKDSGetContext(context, DCK_TREE_NAME, tree), catalogue_text("cannot find the default tree"));
     return tree;
 }
 
-std::string tree_of_server(const std::string &server) {
+static std::string tree_of_server(const std::string &server) {
     std::unique_ptr<char, decltype(&free)> tree(qrt_GetTreeFromServer(server.c_str()), free);
     if (tree == nullptr)
         throw Failure(exit_tree, catalogue_format("cannot find the tree of server %s", server.c_str()));
     return tree.get();
 }
-
-} // namespace
 
 Login::Login(const Options &options) {
     require(ZKCallsInit(nullptr, nullptr), catalogue_text("cannot start the directory client"));

@@ -27,11 +27,9 @@
 #include "tools/qrtlogin/script_file.h"
 #include "tools/qrtlogin/waiting_notice.h"
 
-namespace {
-
 // Keeps the real standard output for the text that a shell will evaluate; everything else that is written to standard
 // output (the scripts' output, traces) goes to standard error from here on.
-FILE *separate_output() {
+static FILE *separate_output() {
     int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     FILE *output = kept >= 0 ? fdopen(kept, "w") : nullptr;
     if (output == nullptr || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
@@ -39,13 +37,13 @@ FILE *separate_output() {
     return output;
 }
 
-void write_text(FILE *output, const std::string &text) {
+static void write_text(FILE *output, const std::string &text) {
     size_t written = fwrite(text.data(), 1, text.size(), output);
     if (fclose(output) != 0 || written != text.size())
         throw Failure(exit_output, catalogue_format("cannot write the environment: %s", strerror(errno)));
 }
 
-std::string users_shell() {
+static std::string users_shell() {
     const char *shell = getenv("SHELL");
     if (shell != nullptr && *shell != '\0') return shell;
     const passwd *entry = getpwuid(geteuid());
@@ -53,7 +51,7 @@ std::string users_shell() {
 }
 
 // Comes back only by a Failure.
-void become(char **command) {
+static void become(char **command) {
     fflush(stdout);
     program_restore_signals();
     private_memory_end_limit();
@@ -62,21 +60,21 @@ void become(char **command) {
     throw Failure(status, catalogue_format("cannot run %1$s: %2$s", command[0], strerror(errno)));
 }
 
-void become_shell() {
+static void become_shell() {
     std::string shell = users_shell();
     char *command[] = {shell.data(), nullptr};
     become(command);
 }
 
 // A script that sets LD_PRELOAD or BASH_ENV would choose the code of every program that is started later.
-void keep_code_variables(RunEnvironment *environment) {
+static void keep_code_variables(RunEnvironment *environment) {
     for (const std::string &name : environment->keepCodeVariables())
         fprintf(stderr, "qrtlogin: %s\n",
                 catalogue_format("%s is not passed on without --all-variables", terminal_text(name).c_str()).c_str());
 }
 
-RunResult run_for(const Options &options, const Login &login, Secret *password, RunEnvironment *environment,
-                  OutputRelay *relay) {
+static RunResult run_for(const Options &options, const Login &login, Secret *password, RunEnvironment *environment,
+                         OutputRelay *relay) {
     environment->ignore("TOLAN_USE_BRUNE");
     environment->lendPathFolder(own_folder_with("map"));
     environment->lend("QRT_TREE", login.tree());
@@ -89,13 +87,13 @@ RunResult run_for(const Options &options, const Login &login, Secret *password, 
 
 // The exit status when no command follows. Output that cannot be written is told either way, but a full disk keeps
 // nobody from logging in; and a reader that has read enough and gone is no failure.
-int status_of(const RunResult &result) {
+static int status_of(const RunResult &result) {
     if (result.outputError == 0 || result.outputError == EPIPE) return result.status;
     program_report_lost_output("qrtlogin", result.outputError);
     return exit_output;
 }
 
-int login_and_hand_on(int argc, char **argv) {
+static int login_and_hand_on(int argc, char **argv) {
     if (!program_may_start("qrtlogin")) return exit_usage;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
@@ -127,8 +125,6 @@ int login_and_hand_on(int argc, char **argv) {
     if (forEval != nullptr) write_text(forEval, environment.exportLines());
     return status;
 }
-
-} // namespace
 
 int main(int argc, char **argv) try { return login_and_hand_on(argc, argv); } catch (const Failure &failure) {
     fprintf(stderr, "qrtlogin: %s\n", failure.what());

@@ -29,9 +29,11 @@ enum Key : int {
     key_all_variables
 };
 
-const char *const before_options = catalogue_mark(
+} // namespace
+
+static const char *const before_options = catalogue_mark(
     "Log USER in to a directory tree and run the login scripts of the container, the profile and the user.");
-const char *const after_options = catalogue_mark(
+static const char *const after_options = catalogue_mark(
     "The password is read from the terminal unless --password-fd is given, or the tree uses Kerberos tickets or the "
     "identity of a local socket's user instead. A user name is relative to --context; a name with a leading period "
     "is complete.\n"
@@ -64,7 +66,7 @@ const char *const after_options = catalogue_mark(
     "  126, 127  COMMAND cannot be run, or was not found\n"
     "  130  the scripts were ended by the third interrupt");
 
-const argp_option option_table[] = {
+static const argp_option option_table[] = {
     {"user", key_user, catalogue_mark("USER"), 0, catalogue_mark("Log in as USER (instead of the USER argument)"), 0},
     {"tree", key_tree, catalogue_mark("TREE"), 0,
      catalogue_mark("Log in to TREE (default: the tree of --server, or the configured default tree)"), 0},
@@ -105,7 +107,7 @@ const argp_option option_table[] = {
     {nullptr, 0, nullptr, 0, nullptr, 0}};
 
 // The whole of `text` as a number from `low` to `high`; anything else is wrong usage.
-int number_of(const char *text, int low, int high, const char *option, argp_state *state) {
+static int number_of(const char *text, int low, int high, const char *option, argp_state *state) {
     char *end = nullptr;
     errno = 0;
     long number = strtol(text, &end, 10);
@@ -115,7 +117,7 @@ int number_of(const char *text, int low, int high, const char *option, argp_stat
     return static_cast<int>(number);
 }
 
-void set_variable(const char *text, Options *options, argp_state *state) {
+static void set_variable(const char *text, Options *options, argp_state *state) {
     int index = text[0] - '0' - options_first_variable;
     if (text[0] == '\0' || text[1] != '=' || index < 0 || index >= options_variables)
         argp_error(state, catalogue_text("--var takes N=TEXT with N from 2 to 5, not \"%s\""),
@@ -124,20 +126,20 @@ void set_variable(const char *text, Options *options, argp_state *state) {
         options->variables[static_cast<size_t>(index)] = text + 2;
 }
 
-void set_user(const char *text, Options *options, argp_state *state) {
+static void set_user(const char *text, Options *options, argp_state *state) {
     if (!options->user.empty())
         argp_error(state, catalogue_text("extra user \"%s\": only one user can be given"), terminal_text(text).c_str());
     options->user = text;
 }
 
 // What belongs together can be judged only when everything has been read.
-void check(const Options &options, argp_state *state) {
+static void check(const Options &options, argp_state *state) {
     if (options.user.empty()) argp_error(state, catalogue_text("no user given"));
     if ((options.command != nullptr) + options.shell + options.printEnvironment > 1)
         argp_error(state, catalogue_text("COMMAND, --shell and --print-environment are mutually exclusive"));
 }
 
-error_t parse_one(int key, char *text, argp_state *state) {
+static error_t parse_one(int key, char *text, argp_state *state) {
     Options *options = static_cast<Options *>(state->input);
     switch (key) {
         case key_tree:
@@ -191,8 +193,6 @@ error_t parse_one(int key, char *text, argp_state *state) {
     }
     return 0;
 }
-
-} // namespace
 
 void options_parse(int argc, char **argv, Options *options) {
     // The command is cut off first: its words are not ours to judge, an option of its own least of all.

@@ -18,24 +18,22 @@
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/relay_process.h"
 
-namespace {
-
 // For the interrupt handler, and for an end that the library makes of the process.
-int relay = -1; // this side of the socket
-pid_t main_process;
-FILE *pipe_stream; // the library's own on the pipe
+static int relay = -1; // this side of the socket
+static pid_t main_process;
+static FILE *pipe_stream; // the library's own on the pipe
 
-[[noreturn]] void fail(int error) {
+[[noreturn]] static void fail(int error) {
     throw Failure(exit_system, catalogue_format("cannot show the scripts' output: %s", strerror(error)));
 }
 
 // False when the relay is gone.
-bool take_answer(int *problem) {
+static bool take_answer(int *problem) {
     return TEMP_FAILURE_RETRY(recv(relay, problem, sizeof *problem, MSG_WAITALL)) == sizeof *problem;
 }
 
 // 0, or an errno.
-int ask() {
+static int ask() {
     int problem = 0;
     const char request = 's';
     // One that has never started has left its answer.
@@ -45,7 +43,7 @@ int ask() {
 
 // The last request. There may be an answer on its way to an earlier one that an interrupt has cut short: the last
 // answer is the one before the end. Only calls that are safe in a handler.
-int ask_to_end() {
+static int ask_to_end() {
     int problem = 0;
     shutdown(relay, SHUT_WR);
     while (take_answer(&problem)) {
@@ -54,12 +52,12 @@ int ask_to_end() {
 }
 
 // The library ends the process itself when it cannot start a program.
-void show_all_at_exit() {
+static void show_all_at_exit() {
     if (relay >= 0 && getpid() == main_process) ask_to_end();
 }
 
 // The relay is nobody's child, lest the command that this process becomes finds a child it does not know.
-void start_relay(int input, int requests) {
+static void start_relay(int input, int requests) {
     const pid_t first = fork();
     if (first < 0) fail(errno);
     if (first == 0) {
@@ -74,7 +72,7 @@ void start_relay(int input, int requests) {
 
 // The library's handler ends the process at once. So a copy of the process runs it, and this one ends when the
 // handler's message has been shown. Only calls that are safe in a handler.
-void interrupted(int signal) {
+static void interrupted(int signal) {
     // A script's program that has not been started yet still has this handler.
     if (bcntrlc == 0 || getpid() != main_process) return;
     // The scripts have ended: there is nothing left to abort.
@@ -91,7 +89,7 @@ void interrupted(int signal) {
 
 // The library has closed the pipe's write end as a descriptor but never closes its stream. Closing the stream closes
 // its descriptor's number once more, so that number is given something harmless first.
-void close_stream() {
+static void close_stream() {
     const int stale = fileno(pipe_stream);
     const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (null >= 0 && null != stale) {
@@ -101,8 +99,6 @@ void close_stream() {
     fclose(pipe_stream);
     fdr = nullptr;
 }
-
-} // namespace
 
 OutputRelay::OutputRelay() {
     main_process = getpid();

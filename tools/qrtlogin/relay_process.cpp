@@ -13,28 +13,26 @@
 
 #include "platform/common/write_all.h"
 
-namespace {
-
 // Where its descriptors stand. Not its own standard error, which somebody may wait to see closed.
-constexpr int input = STDIN_FILENO, output = STDOUT_FILENO, requests = STDERR_FILENO;
+static constexpr int input = STDIN_FILENO, output = STDOUT_FILENO, requests = STDERR_FILENO;
 
-char block[size_t{64} * 1024];
-int problem = 0;           // errno of the first write that failed
-bool line_is_open = false; // what was shown last did not end its line
-bool scripts_run = true;
+static char block[size_t{64} * 1024];
+static int problem = 0;           // errno of the first write that failed
+static bool line_is_open = false; // what was shown last did not end its line
+static bool scripts_run = true;
 
 // It ends when its input does, whoever interrupts, stops or ends the login: what was written by then is still shown.
-void ignore_signals() {
+static void ignore_signals() {
     for (int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGALRM, SIGUSR1, SIGUSR2, SIGTSTP, SIGTTIN, SIGTTOU})
         std::signal(signal, SIG_IGN);
 }
 
 // The end of the scripts' output is marked with a zero byte, which is not for the person.
-size_t without_zeroes(size_t length) {
+static size_t without_zeroes(size_t length) {
     return static_cast<size_t>(std::remove(block, block + length, '\0') - block);
 }
 
-void show(size_t length) {
+static void show(size_t length) {
     if (scripts_run) length = without_zeroes(length);
     if (length == 0) return;
     line_is_open = block[length - 1] != '\n';
@@ -45,7 +43,7 @@ void show(size_t length) {
 }
 
 // Reads once, at most `limit` bytes. Returns how many, 0 at the end.
-size_t pass_on(size_t limit) {
+static size_t pass_on(size_t limit) {
     const ssize_t got = TEMP_FAILURE_RETRY(read(input, block, std::min(limit, sizeof block)));
     if (got <= 0) return 0;
     show(static_cast<size_t>(got));
@@ -53,21 +51,21 @@ size_t pass_on(size_t limit) {
 }
 
 // No more than there is now: a program in the background that never stops writing holds nobody up.
-void pass_on_what_waits() {
+static void pass_on_what_waits() {
     int waiting = 0;
     if (ioctl(input, FIONREAD, &waiting) != 0) return;
     size_t got = 1;
     for (size_t left = static_cast<size_t>(waiting); left > 0 && got > 0; left -= got) got = pass_on(left);
 }
 
-void end_line() {
+static void end_line() {
     if (!line_is_open) return;
     block[0] = '\n';
     show(1);
 }
 
 // False after the last request.
-bool serve_request() {
+static bool serve_request() {
     char request = '\0';
     const ssize_t got = TEMP_FAILURE_RETRY(recv(requests, &request, 1, 0));
     pass_on_what_waits();
@@ -78,8 +76,6 @@ bool serve_request() {
     scripts_run = false;
     return false;
 }
-
-} // namespace
 
 void relay_process(int from, int login) {
     ignore_signals();

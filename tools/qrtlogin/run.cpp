@@ -19,11 +19,9 @@
 #include "tools/qrtlogin/run_guard.h"
 #include "tools/qrtlogin/terminal_streams.h"
 
-namespace {
-
 // Its copy is made here and not by the run, so that there is only one while the scripts run. An empty one is given as
 // well: a tree that needs no password then asks for none.
-void give_library_password(Secret *password) {
+static void give_library_password(Secret *password) {
     CurrentPassword = strdup(password->text());
     if (CurrentPassword == nullptr) throw std::bad_alloc();
     // Where the limit does not allow that, it is not locked.
@@ -32,7 +30,7 @@ void give_library_password(Secret *password) {
 }
 
 // A run that did not come to its end keeps the copy of the password.
-void wipe_library_password() {
+static void wipe_library_password() {
     char *kept = CurrentPassword;
     if (kept == nullptr) return;
     explicit_bzero(kept, strlen(kept));
@@ -40,9 +38,11 @@ void wipe_library_password() {
     free(kept);
 }
 
-char *text_or_null(std::optional<std::string> *text) {
+static char *text_or_null(std::optional<std::string> *text) {
     return *text ? (*text)->data() : nullptr;
 }
+
+namespace {
 
 // What the library is asked to run, with the texts that the request points to.
 class Request {
@@ -72,14 +72,14 @@ class Request {
     QrtRunScriptsArgs args_ = {};
 };
 
-uint32_t run_guarded(Request *request, const Options &options, Secret *password) {
+} // namespace
+
+static uint32_t run_guarded(Request *request, const Options &options, Secret *password) {
     environment_size_check_forks();
     const RunGuard guard(options.timeLimit, password);
     const MemoryLimit limit;
     return request->run();
 }
-
-} // namespace
 
 RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay) {
     // Traces that are not hidden are filtered, too.

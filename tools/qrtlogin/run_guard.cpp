@@ -34,46 +34,65 @@ namespace {
 // What the thread of the scripts tells the guard, a byte each.
 enum Event : char { interrupted = 'i', question_begins = 'q', question_ends = 'a', run_ended = 'e' };
 
+} // namespace
+
 // How long an interrupt may wait for the thread of the scripts, which takes it at once unless it is stuck in a call.
-constexpr int64_t patience_with_main = 50;
-constexpr int rest_at_most = 200, tell_at_most = 3000;
+static constexpr int64_t patience_with_main = 50;
+static constexpr int rest_at_most = 200, tell_at_most = 3000;
 
-constexpr int handed_on = 0x71727467; // the value of an interrupt that the guard has counted already
+static constexpr int handed_on = 0x71727467; // the value of an interrupt that the guard has counted already
 
-pid_t process;
-pthread_t main_thread, guard_thread;
-int to_guard = -1, from_main = -1; // a pair of sockets
-int interrupts = -1;               // readable while an interrupt waits for the process
-int terminal = -1;
-termios settings;
-bool has_settings;
-std::optional<int64_t> time_limit; // milliseconds
-std::string told_interrupted, told_time_limit;
-Secret *password_in_use;
+static pid_t process;
+
+static pthread_t main_thread, guard_thread;
+
+static int to_guard = -1, from_main = -1; // a pair of sockets
+
+static int interrupts = -1; // readable while an interrupt waits for the process
+
+static int terminal = -1;
+
+static termios settings;
+
+static bool has_settings;
+
+static std::optional<int64_t> time_limit; // milliseconds
+
+static std::string told_interrupted, told_time_limit;
+
+static Secret *password_in_use;
+
+namespace {
+
 struct sigaction former_interrupt, former_rest;
-void (*former_before)(void);
-void (*former_after)(void);
-std::atomic<bool> main_rests;
+
+} // namespace
+
+static void (*former_before)(void);
+
+static void (*former_after)(void);
+
+static std::atomic<bool> main_rests;
 
 // Is sent to the thread of the scripts when the run is ended.
-int rest_signal() {
+static int rest_signal() {
     return SIGRTMAX;
 }
 
-int64_t now() {
+static int64_t now() {
     timespec time = {};
     clock_gettime(CLOCK_MONOTONIC, &time);
     return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
 }
 
-void note(Event event) {
+static void note(Event event) {
     const char byte = event;
     send(to_guard, &byte, 1, MSG_DONTWAIT | MSG_NOSIGNAL);
 }
 
 // ---- in the thread of the scripts ----
 
-void take_interrupt(int signal, siginfo_t *info, void *) {
+static void take_interrupt(int signal, siginfo_t *info, void *) {
     const int error = errno;
     const bool counted = info->si_code == SI_QUEUE && info->si_value.sival_int == handed_on;
     // A script's program that has not been started yet still has this handler.
@@ -84,18 +103,18 @@ void take_interrupt(int signal, siginfo_t *info, void *) {
 }
 
 // Nothing of the scripts goes on from here.
-void rest(int) {
+static void rest(int) {
     if (getpid() != process) return;
     main_rests = true;
     for (;;) pause();
 }
 
-void before_question() {
+static void before_question() {
     if (former_before != nullptr) former_before();
     note(question_begins);
 }
 
-void after_question() {
+static void after_question() {
     note(question_ends);
     if (former_after != nullptr) former_after();
 }
@@ -103,20 +122,20 @@ void after_question() {
 // ---- the end of a run, in the thread of the guard ----
 // The other thread rests anywhere, perhaps within malloc: only calls that are safe in a signal handler.
 
-void stop_main() {
+static void stop_main() {
     constexpr int look = 5;
     pthread_kill(main_thread, rest_signal());
     for (int passed = 0; passed < rest_at_most && !main_rests; passed += look) poll(nullptr, 0, look);
 }
 
-void wipe_passwords() {
+static void wipe_passwords() {
     password_in_use->wipe();
     if (CurrentPassword != nullptr) explicit_bzero(CurrentPassword, strlen(CurrentPassword));
 }
 
 // A program that was ended may have left it without echo, and as its own. Meanwhile the person may also have put the
 // login into the background: then the terminal is somebody else's.
-void restore_terminal() {
+static void restore_terminal() {
     if (!has_settings) return;
     const pid_t owner = tcgetpgrp(terminal);
     if (owner != getpgrp() && !script_programs_had(owner)) return;
@@ -126,7 +145,7 @@ void restore_terminal() {
 
 // What was written may not be to be shown now, on a terminal that is held or a share that hangs: so a copy of the
 // process does it, and this one waits only for a while.
-void tell(const std::string &sentence) {
+static void tell(const std::string &sentence) {
     const pid_t teller = _Fork();
     if (teller == 0) {
         OutputRelay::catchUp();
@@ -138,7 +157,7 @@ void tell(const std::string &sentence) {
     if (handle >= 0) poll(&end, 1, tell_at_most);
 }
 
-[[noreturn]] void end_run(int status, const std::string &sentence) {
+[[noreturn]] static void end_run(int status, const std::string &sentence) {
     stop_main();
     wipe_passwords();
     script_programs_end();
@@ -149,18 +168,20 @@ void tell(const std::string &sentence) {
 
 // ---- the guard ----
 
+namespace {
+
 class Guard {
   public:
     void run() {
-        while (!has_ended_) {
-            pollfd sources[] = {{from_main, POLLIN, 0}, {looked_at_ < 0 ? interrupts : -1, POLLIN, 0}};
+        while (!hasEnded_) {
+            pollfd sources[] = {{from_main, POLLIN, 0}, {lookedAt_ < 0 ? interrupts : -1, POLLIN, 0}};
             poll(sources, 2, timeout());
             takeEvents();
-            if (has_ended_) return;
-            if (looked_at_ >= 0 && now() - looked_at_ >= patience_with_main)
+            if (hasEnded_) return;
+            if (lookedAt_ >= 0 && now() - lookedAt_ >= patience_with_main)
                 takeWaitingInterrupt();
             else if (sources[1].revents != 0)
-                looked_at_ = now();
+                lookedAt_ = now();
             if (allowance_.left(now()) == 0) end_run(exit_time_limit, told_time_limit);
         }
     }
@@ -168,8 +189,8 @@ class Guard {
   private:
     int timeout() {
         std::optional<int64_t> left = allowance_.left(now());
-        if (looked_at_ >= 0) {
-            const int64_t wait = std::max<int64_t>(looked_at_ + patience_with_main - now(), 0);
+        if (lookedAt_ >= 0) {
+            const int64_t wait = std::max<int64_t>(lookedAt_ + patience_with_main - now(), 0);
             left = left ? std::min(*left, wait) : wait;
         }
         return left ? static_cast<int>(std::min<int64_t>(*left, INT_MAX)) : -1;
@@ -181,13 +202,13 @@ class Guard {
             if (event == interrupted) count();
             if (event == question_begins) allowance_.questionBegins(now());
             if (event == question_ends) allowance_.questionEnds(now());
-            if (event == run_ended) has_ended_ = true;
+            if (event == run_ended) hasEnded_ = true;
         }
     }
 
     // The thread of the scripts has not taken it: it is stuck. It finds the interrupt when it goes on.
     void takeWaitingInterrupt() {
-        looked_at_ = -1;
+        lookedAt_ = -1;
         signalfd_siginfo info = {};
         if (read(interrupts, &info, sizeof info) != sizeof info) return;
         sigval value = {};
@@ -202,22 +223,24 @@ class Guard {
 
     TimeAllowance allowance_ = TimeAllowance(time_limit, now());
     InterruptSeries series_;
-    int64_t looked_at_ = -1; // when an interrupt was seen that waits
-    bool has_ended_ = false;
+    int64_t lookedAt_ = -1; // when an interrupt was seen that waits
+    bool hasEnded_ = false;
 };
 
-void *guard(void *) {
+} // namespace
+
+static void *guard_main(void *) {
     Guard().run();
     return nullptr;
 }
 
 // ---- begin and end ----
 
-[[noreturn]] void fail(int error) {
+[[noreturn]] static void fail(int error) {
     throw Failure(exit_system, catalogue_format("cannot watch over the scripts: %s", strerror(error)));
 }
 
-void close_all() {
+static void close_all() {
     for (int *descriptor : {&to_guard, &from_main, &interrupts, &terminal}) {
         if (*descriptor >= 0) close(*descriptor);
         *descriptor = -1;
@@ -225,16 +248,16 @@ void close_all() {
 }
 
 // With all signals blocked: only it may find the interrupts that wait, and nothing else may stop it.
-int start_thread() {
+static int start_thread() {
     sigset_t all, before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    const int error = pthread_create(&guard_thread, nullptr, guard, nullptr);
+    const int error = pthread_create(&guard_thread, nullptr, guard_main, nullptr);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return error;
 }
 
-void open_all() {
+static void open_all() {
     sigset_t interrupt;
     sigemptyset(&interrupt);
     sigaddset(&interrupt, SIGINT);
@@ -249,7 +272,7 @@ void open_all() {
 }
 
 // What is said at the end is made before: there is no memory for it then.
-void prepare(std::optional<int> seconds) {
+static void prepare(std::optional<int> seconds) {
     time_limit = time_limit_of(seconds, terminal >= 0);
     const auto line = [](const std::string &text) { return "qrtlogin: " + text + "\n"; };
     told_interrupted = line(catalogue_text("the scripts were ended by the third interrupt"));
@@ -258,7 +281,7 @@ void prepare(std::optional<int> seconds) {
     script_programs_begin();
 }
 
-void install() {
+static void install() {
     struct sigaction resting = {}, interrupting = {};
     resting.sa_handler = rest;
     sigfillset(&resting.sa_mask);
@@ -272,14 +295,12 @@ void install() {
     auxafter_prompt = after_question;
 }
 
-void uninstall() {
+static void uninstall() {
     auxbefore_prompt = former_before;
     auxafter_prompt = former_after;
     sigaction(SIGINT, &former_interrupt, nullptr);
     sigaction(rest_signal(), &former_rest, nullptr);
 }
-
-} // namespace
 
 RunGuard::RunGuard(std::optional<int> seconds, Secret *password) {
     process = getpid();

@@ -27,9 +27,9 @@ class InterruptSeries {
 
 // The time limit of a run. `seconds` is what was asked for, 0 for none; otherwise a person at a terminal can interrupt
 // the scripts, and elsewhere they have five minutes.
-inline std::optional<int64_t> time_limit_of(std::optional<int> seconds, bool has_terminal) {
+inline std::optional<int64_t> time_limit_of(std::optional<int> seconds, bool hasTerminal) {
     constexpr int usual = 300;
-    if (!seconds && has_terminal) return std::nullopt;
+    if (!seconds && hasTerminal) return std::nullopt;
     const int64_t limit = seconds.value_or(usual);
     return limit > 0 ? std::optional<int64_t>(limit * 1000) : std::nullopt;
 }
@@ -38,7 +38,7 @@ inline std::optional<int64_t> time_limit_of(std::optional<int> seconds, bool has
 class TimeAllowance {
   public:
     // Without a length there is no end to it.
-    TimeAllowance(std::optional<int64_t> length, int64_t now) : left_(length), counted_to_(now) {}
+    TimeAllowance(std::optional<int64_t> length, int64_t now) : left_(length), countedTo_(now) {}
 
     void questionBegins(int64_t now) {
         count(now);
@@ -57,11 +57,11 @@ class TimeAllowance {
 
   private:
     void count(int64_t now) {
-        if (left_ && questions_ == 0) left_ = *left_ > now - counted_to_ ? *left_ - (now - counted_to_) : 0;
-        counted_to_ = now;
+        if (left_ && questions_ == 0) left_ = *left_ > now - countedTo_ ? *left_ - (now - countedTo_) : 0;
+        countedTo_ = now;
     }
     std::optional<int64_t> left_;
-    int64_t counted_to_;
+    int64_t countedTo_;
     int questions_ = 0;
 };
 

@@ -9,13 +9,9 @@
 #include "platform/catalogue.h"
 #include "tools/qrtlogin/failure.h"
 
-namespace {
-
-[[noreturn]] void refuse(const std::string &path, const char *why) {
+[[noreturn]] static void refuse(const std::string &path, const char *why) {
     throw Failure(exit_no_script, catalogue_format("cannot read the script %1$s: %2$s", path.c_str(), why));
 }
-
-} // namespace
 
 // Not opened: that would wait for the writer of a named pipe.
 void script_file_check(const std::optional<std::string> &path) {

@@ -24,8 +24,12 @@ struct Process {
     char state;
 };
 
+} // namespace
+
 // Tables of a fixed size: nothing can be allocated. Of a system with more processes than this the rest is not seen.
-constexpr size_t most = 16384;
+static constexpr size_t most = 16384;
+
+namespace {
 
 struct Table {
     Process processes[most];
@@ -35,7 +39,8 @@ struct Table {
         if (count < most) processes[count++] = one;
     }
     void sort() {
-        std::sort(processes, processes + count, [](const Process &a, const Process &b) { return a.id < b.id; });
+        std::sort(
+            processes, processes + count, [](const Process &a, const Process &b) { return a.id < b.id; });
     }
     bool has(pid_t id) const {
         const Process *found = std::lower_bound(processes, processes + count, id,
@@ -43,28 +48,31 @@ struct Table {
         return found != processes + count && found->id == id;
     }
     bool has(const Process &one) const {
-        return std::any_of(processes, processes + count,
-                           [&](const Process &other) { return other.id == one.id && other.start == one.start; });
+        return std::any_of(
+            processes, processes + count,
+            [&](const Process &other) { return other.id == one.id && other.start == one.start; });
     }
 };
 
-Table all;     // the system's
-Table theirs;  // the scripts'
-Table earlier; // the children from before the scripts
+} // namespace
+
+static Table all;     // the system's
+static Table theirs;  // the scripts'
+static Table earlier; // the children from before the scripts
 
 // The field of /proc/ID/stat with this number; those behind the name in parentheses, which may contain anything, begin
 // with 3.
-uint64_t field(const char *behind_name, int number) {
-    for (int at = 3; at < number && behind_name != nullptr; ++at) {
-        behind_name = strchr(behind_name, ' ');
-        if (behind_name != nullptr) ++behind_name;
+static uint64_t field(const char *behindName, int number) {
+    for (int at = 3; at < number && behindName != nullptr; ++at) {
+        behindName = strchr(behindName, ' ');
+        if (behindName != nullptr) ++behindName;
     }
     uint64_t value = 0;
-    if (behind_name != nullptr) std::from_chars(behind_name, behind_name + strlen(behind_name), value);
+    if (behindName != nullptr) std::from_chars(behindName, behindName + strlen(behindName), value);
     return value;
 }
 
-bool read_process(int proc, const char *number, Process *process) {
+static bool read_process(int proc, const char *number, Process *process) {
     char path[32] = {}, text[1024] = {};
     if (strlen(number) + sizeof "/stat" > sizeof path) return false;
     memcpy(path, number, strlen(number));
@@ -73,20 +81,20 @@ bool read_process(int proc, const char *number, Process *process) {
     if (file < 0) return false;
     const ssize_t got = read(file, text, sizeof text - 1);
     close(file);
-    const char *name_end = got > 0 ? strrchr(text, ')') : nullptr;
-    if (name_end == nullptr || name_end[1] != ' ') return false;
+    const char *nameEnd = got > 0 ? strrchr(text, ')') : nullptr;
+    if (nameEnd == nullptr || nameEnd[1] != ' ') return false;
     std::from_chars(number, number + strlen(number), process->id);
-    process->state = name_end[2];
-    process->parent = static_cast<pid_t>(field(name_end + 2, 4));
-    process->start = field(name_end + 2, 22);
+    process->state = nameEnd[2];
+    process->parent = static_cast<pid_t>(field(nameEnd + 2, 4));
+    process->start = field(nameEnd + 2, 22);
     return true;
 }
 
-bool has_ended(const Process &process) {
+static bool has_ended(const Process &process) {
     return process.state == 'Z' || process.state == 'X';
 }
 
-void read_all(int proc) {
+static void read_all(int proc) {
     all.count = 0;
     alignas(dirent64) char block[8192];
     lseek(proc, 0, SEEK_SET);
@@ -101,13 +109,13 @@ void read_all(int proc) {
     }
 }
 
-bool is_theirs(const Process &process) {
+static bool is_theirs(const Process &process) {
     if (process.parent == getpid()) return !earlier.has(process);
     return theirs.has(process.parent);
 }
 
 // Through a descriptor of the process, so that it cannot be another one's number by then.
-void send(int proc, const Process &process, int signal) {
+static void send(int proc, const Process &process, int signal) {
     char number[16] = {};
     std::to_chars(number, number + sizeof number - 1, process.id);
     const int handle = pidfd_open(process.id, 0);
@@ -118,7 +126,7 @@ void send(int proc, const Process &process, int signal) {
 }
 
 // Adds those that are not yet known, with their children, and tells them that they have to end.
-void find_theirs(int proc) {
+static void find_theirs(int proc) {
     for (bool found = true; found;) {
         found = false;
         for (size_t i = 0; i < all.count && theirs.count < most; ++i) {
@@ -132,7 +140,7 @@ void find_theirs(int proc) {
 }
 
 // Sends the signal (0: none) to those that are still there, and returns whether there are any.
-bool any_left(int proc, int signal) {
+static bool any_left(int proc, int signal) {
     bool left = false;
     for (size_t i = 0; i < all.count; ++i) {
         if (!theirs.has(all.processes[i])) continue;
@@ -142,11 +150,9 @@ bool any_left(int proc, int signal) {
     return left;
 }
 
-int open_proc() {
+static int open_proc() {
     return open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
-
-} // namespace
 
 void script_programs_begin() {
     const int proc = open_proc();
@@ -159,11 +165,11 @@ void script_programs_begin() {
 }
 
 void script_programs_end() {
-    constexpr int round = 20, kindly = 1000, at_most = 2000; // milliseconds
+    constexpr int round = 20, kindly = 1000, atMost = 2000; // milliseconds
     const int proc = open_proc();
     if (proc < 0) return;
     theirs.count = 0;
-    for (int passed = 0; passed < at_most; passed += round) {
+    for (int passed = 0; passed < atMost; passed += round) {
         read_all(proc);
         find_theirs(proc);
         if (!any_left(proc, passed < kindly ? 0 : SIGKILL)) break;

@@ -2,13 +2,11 @@
 
 #include <cstring>
 
-namespace {
-
-bool is_hidden(const TerminalLetter &letter) {
+static bool is_hidden(const TerminalLetter &letter) {
     return letter.code != '\t' && letter.code != '\n' && letter.code != '\a' && terminal_obeys(letter);
 }
 
-size_t put(const TerminalLetter &letter, char *to) {
+static size_t put(const TerminalLetter &letter, char *to) {
     size_t written = 0;
     for (const char byte : letter.bytes) {
         if (is_hidden(letter)) {
@@ -20,8 +18,6 @@ size_t put(const TerminalLetter &letter, char *to) {
     }
     return written;
 }
-
-} // namespace
 
 // Writes all of what is kept that is a whole letter.
 size_t TerminalFilter::settle(char *to, bool atEnd) {

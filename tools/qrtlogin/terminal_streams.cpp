@@ -9,12 +9,10 @@
 #include "tools/qrtlogin/output_relay.h"
 #include "tools/qrtlogin/terminal_filter.h"
 
-namespace {
-
-TerminalFilter filter;
+static TerminalFilter filter;
 
 // A stream knows a failure by a number that is too small.
-ssize_t write_filtered(void *, const char *text, size_t size) {
+static ssize_t write_filtered(void *, const char *text, size_t size) {
     constexpr size_t most = 1024;
     char shown[TerminalFilter::room(most)];
     for (size_t at = 0; at < size; at += most) {
@@ -27,8 +25,6 @@ ssize_t write_filtered(void *, const char *text, size_t size) {
     }
     return static_cast<ssize_t>(size);
 }
-
-} // namespace
 
 TerminalStreams::Stream TerminalStreams::open() {
     Stream stream(fopencookie(nullptr, "w", {nullptr, write_filtered, nullptr, nullptr}), fclose);

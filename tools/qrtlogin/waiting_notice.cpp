@@ -15,15 +15,13 @@
 #include "platform/zk.h"
 #include "tools/qrtlogin/output_relay.h"
 
-namespace {
+static constexpr uint32_t after_milliseconds = 2000;
 
-constexpr uint32_t after_milliseconds = 2000;
-
-int terminal = -1;
-bool is_shown = false;
+static int terminal = -1;
+static bool is_shown = false;
 
 // A line that goes over into the next one could not be taken away.
-std::string fitting(const std::string &text) {
+static std::string fitting(const std::string &text) {
     winsize window = {};
     const bool known = ioctl(terminal, TIOCGWINSZ, &window) == 0 && window.ws_col > 0;
     int left = known ? window.ws_col - 1 : 79;
@@ -40,17 +38,17 @@ std::string fitting(const std::string &text) {
     return text.substr(0, end);
 }
 
-void put(const std::string &text) {
+static void put(const std::string &text) {
     [[maybe_unused]] const ssize_t written = write(terminal, text.data(), text.size());
 }
 
-bool cursor_moves() {
+static bool cursor_moves() {
     const char *kind = getenv("TERM");
     return kind != nullptr && *kind != '\0' && strcmp(kind, "dumb") != 0;
 }
 
 // Saves the cursor's place, and later clears from there: what stood on the line before the notice stays.
-void show(const char *server) {
+static void show(const char *server) {
     std::string text;
     if (is_shown) text = cursor_moves() ? "\0338\033[K" : "\n";
     is_shown = server != nullptr;
@@ -64,15 +62,13 @@ void show(const char *server) {
 }
 
 // Called by the client, which takes no exception.
-void notice(const char *server) noexcept {
+static void notice(const char *server) noexcept {
     try {
         show(server);
     } catch (const std::exception &) {
         // Without memory there is no notice.
     }
 }
-
-} // namespace
 
 WaitingNotice::WaitingNotice() {
     if (isatty(STDERR_FILENO) == 0) return;

@@ -20,21 +20,21 @@ class SignalsBlocked {
     SignalsBlocked() {
         sigset_t all;
         sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
     }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
     SignalsBlocked(const SignalsBlocked &) = delete;
     SignalsBlocked &operator=(const SignalsBlocked &) = delete;
 
   private:
-    sigset_t before;
+    sigset_t before_;
 };
 
 } // namespace
 
-Bounded::Bounded(std::function<void()> work) : state(std::make_shared<State>()) {
+Bounded::Bounded(std::function<void()> work) : state_(std::make_shared<State>()) {
     SignalsBlocked whileStarting;
-    worker.reset(new std::thread([shared = state, task = std::move(work)]() mutable {
+    worker_.reset(new std::thread([shared = state_, task = std::move(work)]() mutable {
         try {
             task();
         } catch (const std::exception &) {
@@ -49,11 +49,11 @@ Bounded::Bounded(std::function<void()> work) : state(std::make_shared<State>()) 
 
 bool Bounded::doneBy(std::chrono::steady_clock::time_point deadline) const {
     {
-        std::unique_lock<std::mutex> held(state->lock);
-        if (!state->changed.wait_until(held, deadline, [&]() { return state->done; })) return false;
+        std::unique_lock<std::mutex> held(state_->lock);
+        if (!state_->changed.wait_until(held, deadline, [&]() { return state_->done; })) return false;
     }
     // All that is left of the thread is its end, which frees what the C library keeps for it.
-    if (worker->joinable()) worker->join();
+    if (worker_->joinable()) worker_->join();
     return true;
 }
 

@@ -22,8 +22,8 @@ class Bounded {
     struct LeaveToItself {
         void operator()(std::thread *worker) const;
     };
-    std::shared_ptr<State> state;
-    std::unique_ptr<std::thread, LeaveToItself> worker;
+    std::shared_ptr<State> state_;
+    std::unique_ptr<std::thread, LeaveToItself> worker_;
 };
 
 #endif

@@ -17,33 +17,33 @@
 #include "platform/client/core/schema.h"
 #include "platform/zk.h"
 
-namespace {
-
-constexpr const char *system_file = "/etc/opt/brasca/zk/client.toml";
+static constexpr const char *system_file = "/etc/opt/brasca/zk/client.toml";
 // The same in every locale.
-constexpr const char *ldap_name_characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-";
-constexpr size_t tree_name_limit = ZK_TREE_NAME_SIZE - 1;
-constexpr size_t server_name_limit = ZK_SERVER_NAME_SIZE - 1;
+static constexpr const char *ldap_name_characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-";
+static constexpr size_t tree_name_limit = ZK_TREE_NAME_SIZE - 1;
+static constexpr size_t server_name_limit = ZK_SERVER_NAME_SIZE - 1;
+
+namespace {
 
 // One table of the file: reads its keys by type, and refuses those that nobody asked for.
 class Table {
   public:
-    Table(const std::string &path, const toml::table &values) : file(path), table(values) {}
+    Table(const std::string &path, const toml::table &values) : file_(path), table_(values) {}
 
     [[noreturn]] void refuse(const toml::source_region &where, const std::string &why) const {
-        throw DataError(file + ":" + std::to_string(where.begin.line) + ":" + std::to_string(where.begin.column) +
+        throw DataError(file_ + ":" + std::to_string(where.begin.line) + ":" + std::to_string(where.begin.column) +
                         ": " + why);
     }
 
     [[noreturn]] void refuse(const char *key, const std::string &why) const {
-        const toml::node *node = table.get(key);
-        refuse(node == nullptr ? table.source() : node->source(), why);
+        const toml::node *node = table_.get(key);
+        refuse(node == nullptr ? table_.source() : node->source(), why);
     }
 
     std::string text(const char *key, const std::string &otherwise) {
         const toml::node *node = get(key);
         if (node == nullptr) return otherwise;
-        return text_of(*node, key);
+        return textOf(*node, key);
     }
 
     std::string required(const char *key, size_t limit) {
@@ -57,7 +57,7 @@ class Table {
         const toml::node *node = get(key);
         if (node == nullptr) return false;
         if (!node->is_array()) refuse(node->source(), catalogue_format("%s must be a list of strings", key));
-        for (const toml::node &element : *node->as_array()) values->push_back(text_of(element, key));
+        for (const toml::node &element : *node->as_array()) values->push_back(textOf(element, key));
         return true;
     }
 
@@ -94,11 +94,11 @@ class Table {
             refuse(node->source(), catalogue_format("%s must be a table of strings", key));
         if (node != nullptr)
             for (auto &&[name, value] : *node->as_table())
-                found.emplace_back(std::string(name.str()), text_of(value, key));
+                found.emplace_back(std::string(name.str()), textOf(value, key));
         return found;
     }
 
-    bool has(const char *key) const { return table.get(key) != nullptr; }
+    bool has(const char *key) const { return table_.get(key) != nullptr; }
 
     template <typename Each>
     void tables(const char *key, Each each) {
@@ -107,25 +107,25 @@ class Table {
         if (!node->is_array_of_tables())
             refuse(node->source(), catalogue_format("%1$s must be written as [[%1$s]]", key));
         for (const toml::node &element : *node->as_array()) {
-            Table one(file, *element.as_table());
+            Table one(file_, *element.as_table());
             each(one);
-            one.check_all_known();
+            one.checkAllKnown();
         }
     }
 
-    void check_all_known() const {
-        for (auto &&[key, node] : table)
-            if (known.count(std::string(key.str())) == 0)
+    void checkAllKnown() const {
+        for (auto &&[key, node] : table_)
+            if (known_.count(std::string(key.str())) == 0)
                 refuse(key.source(), catalogue_format("unknown key %s", std::string(key.str()).c_str()));
     }
 
   private:
     const toml::node *get(const char *key) {
-        known.insert(key);
-        return table.get(key);
+        known_.insert(key);
+        return table_.get(key);
     }
 
-    std::string text_of(const toml::node &node, const char *key) const {
+    std::string textOf(const toml::node &node, const char *key) const {
         if (!node.is_string()) refuse(node.source(), catalogue_format("%s must be a string", key));
         const std::string &value = node.as_string()->get();
         if (value.find('\0') != std::string::npos)
@@ -133,16 +133,18 @@ class Table {
         return value;
     }
 
-    const std::string &file;
-    const toml::table &table;
-    std::set<std::string> known;
+    const std::string &file_;
+    const toml::table &table_;
+    std::set<std::string> known_;
 };
 
-bool starts_with(const std::string &text, const char *start) {
+} // namespace
+
+static bool starts_with(const std::string &text, const char *start) {
     return text.compare(0, strlen(start), start) == 0;
 }
 
-void check_uris(const Table &table, const ConfigLdap &ldap) {
+static void check_uris(const Table &table, const ConfigLdap &ldap) {
     if (ldap.uris.empty()) table.refuse("uris", catalogue_text("uris must name at least one server"));
     if (ldap.gssapi && ldap.external)
         table.refuse("sasl_gssapi", catalogue_text("sasl_gssapi and sasl_external are mutually exclusive"));
@@ -169,7 +171,7 @@ void check_uris(const Table &table, const ConfigLdap &ldap) {
     }
 }
 
-void read_attributes(Table &table, std::map<std::string, std::string> *attributes) {
+static void read_attributes(Table &table, std::map<std::string, std::string> *attributes) {
     for (const auto &[name, site] : table.pairs("attributes")) {
         const SchemaAttribute *row = schema_find_ldap(name);
         if (row == nullptr || site.empty() || site.find_first_not_of(ldap_name_characters) != site.npos) {
@@ -186,7 +188,7 @@ void read_attributes(Table &table, std::map<std::string, std::string> *attribute
 }
 
 // Whoever may write a referral object chooses the server that is asked, and any public authority certifies one.
-void check_referrals(const Table &table, const ConfigLdap &ldap) {
+static void check_referrals(const Table &table, const ConfigLdap &ldap) {
     if (ldap.referrals && !table.has("ca_file")) {
         table.refuse("referrals",
                      catalogue_text("referrals needs ca_file: only the site's own authority can identify its servers"));
@@ -201,7 +203,7 @@ void check_referrals(const Table &table, const ConfigLdap &ldap) {
     }
 }
 
-ConfigLdap read_ldap(Table &table, const std::string &folder) {
+static ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ConfigLdap ldap;
     table.texts("uris", &ldap.uris);
     ldap.external = table.flag("sasl_external", ldap.external);
@@ -227,7 +229,7 @@ ConfigLdap read_ldap(Table &table, const std::string &folder) {
     return ldap;
 }
 
-ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<ConfigTree> &before) {
+static ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<ConfigTree> &before) {
     ConfigTree tree;
     tree.name = table.required("name", tree_name_limit);
     if (tree.name.back() == '_') table.refuse("name", catalogue_text("a tree name must not end in \"_\""));
@@ -258,7 +260,7 @@ ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<
     return tree;
 }
 
-ConfigServer read_server(Table &table) {
+static ConfigServer read_server(Table &table) {
     ConfigServer server;
     server.name = table.required("name", server_name_limit);
     server.anyVolume = !table.texts("volumes", &server.volumes);
@@ -268,27 +270,26 @@ ConfigServer read_server(Table &table) {
     return server;
 }
 
-void check_default_tree(const Table &top, const Config &config) {
+static void check_default_tree(const Table &top, const Config &config) {
     for (const ConfigTree &tree : config.trees)
         if (equal_nocase(tree.name, config.defaultTree)) return;
     if (!config.defaultTree.empty())
         top.refuse("default_tree", catalogue_format("unknown tree %s", config.defaultTree.c_str()));
 }
 
-Config read_config(const std::string &path, const toml::table &parsed) {
+static Config read_config(const std::string &path, const toml::table &parsed) {
     Config config;
     Table top(path, parsed);
     std::string folder = path.substr(0, path.rfind('/') + 1);
     config.defaultTree = top.text("default_tree", "");
     config.trace = top.flag("trace", config.trace);
-    top.tables("tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
+    top.tables(
+        "tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
     top.tables("server", [&](Table &server) { config.servers.push_back(read_server(server)); });
-    top.check_all_known();
+    top.checkAllKnown();
     check_default_tree(top, config);
     return config;
 }
-
-} // namespace
 
 std::string config_path() {
     const char *named = secure_getenv("ZKCLIENT_CONF");

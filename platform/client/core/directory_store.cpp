@@ -16,12 +16,12 @@ std::string entry_common_name(const Entry &entry) {
 }
 
 bool entry_is_server(const Entry &entry, std::string_view name) {
-    return entry.is_class("Server") && (name.empty() || equal_nocase(entry_common_name(entry), name));
+    return entry.isClass("Server") && (name.empty() || equal_nocase(entry_common_name(entry), name));
 }
 
 bool entry_is_volume(const Entry &entry, const Entry &server, std::string_view volume, const Name &base) {
     const std::string *name = entry.first("qrtHostResourceName");
     const std::string *host = entry.first("qrtHostServer");
-    return entry.is_class("Volume") && name != nullptr && host != nullptr && equal_nocase(*name, volume) &&
+    return entry.isClass("Volume") && name != nullptr && host != nullptr && equal_nocase(*name, volume) &&
            name_equal(value_parse(schema_dn, *host, base).name, server.name);
 }

@@ -26,15 +26,15 @@ struct Entry {
 
     // The first value of an attribute by its LDAP name, null when there is none.
     const std::string *first(std::string_view ldap) const;
-    bool is_class(std::string_view base) const { return base == entryClass->base; }
+    bool isClass(std::string_view base) const { return base == entryClass->base; }
 };
 
 using EntryPtr = std::shared_ptr<const Entry>;
 
-enum class Aliases { Follow, Keep };
+enum class Aliases { follow, keep };
 
 // What a directory says of a password.
-enum class Verdict { Accepted, WrongPassword, Locked };
+enum class Verdict { accepted, wrongPassword, locked };
 
 class DirectoryStore {
   public:
@@ -54,24 +54,24 @@ class DirectoryStore {
     virtual EntryPtr find(const Name &name, Aliases aliases) = 0;
 
     // The groups that have the entry as a member, each once, in the order of the data.
-    virtual std::vector<Name> groups_of(const Entry &entry) = 0;
+    virtual std::vector<Name> groupsOf(const Entry &entry) = 0;
 
     // The file server with this common name, in any letter case; the first one for an empty name.
-    virtual EntryPtr find_server(std::string_view name) = 0;
+    virtual EntryPtr findServer(std::string_view name) = 0;
 
     // The volume of a server by the volume's name on it, in any letter case.
-    virtual EntryPtr find_volume(const Entry &server, std::string_view volume) = 0;
+    virtual EntryPtr findVolume(const Entry &server, std::string_view volume) = 0;
 
     // Is it the entry's password? WrongPassword also for an entry that has none.
-    virtual Verdict check_password(const Entry &entry, const char *password) = 0;
+    virtual Verdict checkPassword(const Entry &entry, const char *password) = 0;
 
     // The object that somebody wants to log in as: as `find` does, aliases followed. What a directory shows only after
     // a login may be missing in the entry.
-    virtual EntryPtr find_user(const Name &name) { return find(name, Aliases::Follow); }
+    virtual EntryPtr findUser(const Name &name) { return find(name, Aliases::follow); }
 
     // Logs in: from now on the directory is asked as this user, and `*user` becomes the entry as the user may read it.
     // After a failed login whoever was logged in before still is.
-    virtual Verdict login(EntryPtr *user, const char *password) { return check_password(**user, password); }
+    virtual Verdict login(EntryPtr *user, const char *password) { return checkPassword(**user, password); }
     virtual void logout() {}
 };
 

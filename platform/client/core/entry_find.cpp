@@ -4,38 +4,34 @@
 #include "platform/client/core/errors.h"
 #include "platform/client/core/values.h"
 
-namespace {
-
-constexpr int alias_limit = 16;
+static constexpr int alias_limit = 16;
 
 // The root has an entry only when the tree's base is one.
-EntryPtr root_entry() {
-    static const SchemaClass root_class = {"", "Root", true};
+static EntryPtr root_entry() {
+    static const SchemaClass rootClass = {"", "Root", true};
     auto made = std::make_shared<Entry>();
-    made->entryClass = &root_class;
+    made->entryClass = &rootClass;
     return made;
 }
 
 // What an alias stands for takes the place of its name, `below` parts from the leaf.
-bool follow_alias(const Entry &entry, const Name &base, size_t below, Name *wanted) {
+static bool follow_alias(const Entry &entry, const Name &base, size_t below, Name *wanted) {
     const std::string *target = entry.first("aliasedObjectName");
-    if (target == nullptr || !entry.is_class("Alias")) return false;
+    if (target == nullptr || !entry.isClass("Alias")) return false;
     Name real = value_parse(schema_dn, *target, base).name;
     wanted->resize(below);
     wanted->insert(wanted->end(), real.begin(), real.end());
     return true;
 }
 
-} // namespace
-
 EntryPtr entry_find(const Name &name, Aliases aliases, const Name &base, const EntryAt &at, const EntryAt &above) {
     Name wanted = name;
     for (int hops = 0; hops <= alias_limit && wanted.size() <= name_depth_limit; hops++) {
         EntryPtr found = at(wanted);
-        if (found != nullptr && (aliases == Aliases::Keep || !found->is_class("Alias"))) return found;
+        if (found != nullptr && (aliases == Aliases::keep || !found->isClass("Alias"))) return found;
         if (wanted.empty()) return root_entry();
         size_t below = 0;
-        while (aliases == Aliases::Follow && found == nullptr && ++below < wanted.size())
+        while (aliases == Aliases::follow && found == nullptr && ++below < wanted.size())
             found = above(name_above(wanted, below));
         if (found == nullptr || !follow_alias(*found, base, below, &wanted)) return nullptr;
     }

@@ -16,10 +16,10 @@ static bool has_expired(const Entry &user) {
 }
 
 LoginLock login_lock(const Entry &user) {
-    return is_true(user, "qrtLocked")          ? LoginLock::Locked
-           : is_true(user, "qrtLoginDisabled") ? LoginLock::Disabled
-           : has_expired(user)                 ? LoginLock::Expired
-                                               : LoginLock::None;
+    return is_true(user, "qrtLocked")          ? LoginLock::locked
+           : is_true(user, "qrtLoginDisabled") ? LoginLock::disabled
+           : has_expired(user)                 ? LoginLock::expired
+                                               : LoginLock::none;
 }
 
 // Nobody is the root, and a server may take a login with an empty DN for an anonymous one, whatever the password.
@@ -27,15 +27,15 @@ LoginLock login_lock(const Entry &user) {
 Verdict login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password) {
     error_unless(!(*user)->name.empty(), ZKE_NO_SUCH_ENTRY);
     const Verdict verdict = store->login(user, password);
-    if (verdict == Verdict::Accepted && login_is_locked(**user)) {
+    if (verdict == Verdict::accepted && login_is_locked(**user)) {
         store->logout();
-        return Verdict::Locked;
+        return Verdict::locked;
     }
     return verdict;
 }
 
 Verdict login_check(DirectoryStore *store, const Entry &user, const char *password) {
     error_unless(!user.name.empty(), ZKE_NO_SUCH_ENTRY);
-    const Verdict verdict = store->check_password(user, password);
-    return verdict == Verdict::Accepted && login_is_locked(user) ? Verdict::Locked : verdict;
+    const Verdict verdict = store->checkPassword(user, password);
+    return verdict == Verdict::accepted && login_is_locked(user) ? Verdict::locked : verdict;
 }

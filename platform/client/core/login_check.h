@@ -8,12 +8,12 @@
 // The root of a tree is no user: CodedError, ZKE_NO_SUCH_ENTRY, for both.
 Verdict login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password);
 
-enum class LoginLock { None, Locked, Disabled, Expired };
+enum class LoginLock { none, locked, disabled, expired };
 
 // What locks the account, as far as its entry tells.
 LoginLock login_lock(const Entry &user);
 inline bool login_is_locked(const Entry &user) {
-    return login_lock(user) != LoginLock::None;
+    return login_lock(user) != LoginLock::none;
 }
 
 // Only checks, for a login elsewhere.

@@ -13,15 +13,13 @@
 #include "platform/common/skip.h"
 #include "platform/zk.h"
 
-namespace {
-
-constexpr std::string_view root_part = "[Root]";
+static constexpr std::string_view root_part = "[Root]";
 // A DN is longer than the dotted name it stands for: escapes take up to three bytes for one.
-constexpr size_t dn_length_limit = 4096;
+static constexpr size_t dn_length_limit = 4096;
 
 // The other names that servers know for the attributes of the schema, in lower case.
 using Synonyms = std::unordered_map<std::string_view, const char *>;
-const Synonyms &type_synonyms() {
+static const Synonyms &type_synonyms() {
     static const Synonyms synonyms = {
         {"commonname", "cn"},
         {"surname", "sn"},
@@ -43,23 +41,23 @@ const Synonyms &type_synonyms() {
     return synonyms;
 }
 
-char upper(char c) {
+static char upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-bool is_ascii(char c) {
+static bool is_ascii(char c) {
     return static_cast<signed char>(c) >= 0;
 }
 
-bool is_letter(char c) {
+static bool is_letter(char c) {
     return lower_case(c) >= 'a' && lower_case(c) <= 'z';
 }
 
-bool is_type_char(char c) {
+static bool is_type_char(char c) {
     return is_letter(c) || (c >= '0' && c <= '9') || c == '-';
 }
 
-bool normal_type(std::string_view written, std::string *type) {
+static bool normal_type(std::string_view written, std::string *type) {
     while (!written.empty() && written.back() == ' ') written.remove_suffix(1);
     if (written.empty() || !is_letter(written.front()) || !std::all_of(written.begin(), written.end(), is_type_char))
         return false;
@@ -67,11 +65,11 @@ bool normal_type(std::string_view written, std::string *type) {
     return true;
 }
 
-std::string_view skip_blanks(std::string_view text) {
+static std::string_view skip_blanks(std::string_view text) {
     return skip_any(text, " ");
 }
 
-bool parse_part(std::string_view text, NamePart *part) {
+static bool parse_part(std::string_view text, NamePart *part) {
     size_t equals = find_unescaped(text, '=');
     if (equals != std::string_view::npos) {
         if (!normal_type(skip_blanks(text.substr(0, equals)), &part->type)) return false;
@@ -90,7 +88,7 @@ bool parse_part(std::string_view text, NamePart *part) {
 }
 
 // Splits at unescaped dots. An empty part is malformed.
-bool parse_parts(std::string_view text, Name *name) {
+static bool parse_parts(std::string_view text, Name *name) {
     for (;;) {
         size_t dot = find_unescaped(text, '.');
         NamePart part;
@@ -101,7 +99,7 @@ bool parse_parts(std::string_view text, Name *name) {
     }
 }
 
-bool ends_in_root(std::string_view text) {
+static bool ends_in_root(std::string_view text) {
     if (text.size() < root_part.size() || !equal_nocase(text.substr(text.size() - root_part.size()), root_part))
         return false;
     text.remove_suffix(root_part.size());
@@ -109,7 +107,7 @@ bool ends_in_root(std::string_view text) {
 }
 
 // The number of dots at the end that are not escaped; they are cut off.
-size_t take_trailing_dots(std::string_view *text) {
+static size_t take_trailing_dots(std::string_view *text) {
     size_t dots = 0;
     while (!text->empty() && text->back() == '.') {
         size_t backslashes = 0;
@@ -121,7 +119,7 @@ size_t take_trailing_dots(std::string_view *text) {
     return dots;
 }
 
-bool is_among(char c, const char *special) {
+static bool is_among(char c, const char *special) {
     for (; *special != '\0'; special++)
         if (*special == c) return true;
     return false;
@@ -133,7 +131,7 @@ bool is_among(char c, const char *special) {
 
 // One escape of a DN value: a backslash and either two hex digits or a special character. Moves `*i` to its last
 // character.
-bool take_dn_escape(std::string_view text, size_t *i, char *c) {
+static bool take_dn_escape(std::string_view text, size_t *i, char *c) {
     if (*i + 1 >= text.size()) return false;
     if (hex_digit(text[*i + 1]) >= 0) {
         const std::optional<char> byte = hex_byte(text.substr(*i + 1));
@@ -145,7 +143,7 @@ bool take_dn_escape(std::string_view text, size_t *i, char *c) {
     return is_among(*c, " \"#+,;<=>\\"); // a zero byte is none of them
 }
 
-bool parse_dn_value(std::string_view text, std::string *value) {
+static bool parse_dn_value(std::string_view text, std::string *value) {
     text = skip_blanks(text);
     if (!text.empty() && text.front() == '#') return false;
     size_t keep = 0;
@@ -160,7 +158,7 @@ bool parse_dn_value(std::string_view text, std::string *value) {
     return keep > 0;
 }
 
-bool parse_whole_dn(std::string_view dn, Name *name) {
+static bool parse_whole_dn(std::string_view dn, Name *name) {
     for (;;) {
         size_t comma = find_unescaped(dn, ',');
         std::string_view rdn = skip_blanks(dn.substr(0, comma));
@@ -175,11 +173,11 @@ bool parse_whole_dn(std::string_view dn, Name *name) {
     }
 }
 
-bool same_part(const NamePart &a, const NamePart &b) {
+static bool same_part(const NamePart &a, const NamePart &b) {
     return (a.type.empty() || b.type.empty() || a.type == b.type) && name_fold(a.value) == name_fold(b.value);
 }
 
-void append_escaped(std::string *out, std::string_view value, const char *special) {
+static void append_escaped(std::string *out, std::string_view value, const char *special) {
     bool plain = !value.empty() && value.front() != ' ' && value.back() != ' ' &&
                  std::none_of(value.begin(), value.end(), [&](char c) { return is_among(c, special); });
     if (plain) { // nearly all values are, and names are made by the thousand
@@ -187,13 +185,13 @@ void append_escaped(std::string *out, std::string_view value, const char *specia
         return;
     }
     for (size_t i = 0; i < value.size(); i++) {
-        bool blank_at_edge = value[i] == ' ' && (i == 0 || i + 1 == value.size());
-        if (blank_at_edge || is_among(value[i], special)) *out += '\\';
+        bool blankAtEdge = value[i] == ' ' && (i == 0 || i + 1 == value.size());
+        if (blankAtEdge || is_among(value[i], special)) *out += '\\';
         *out += value[i];
     }
 }
 
-void append_dotted(std::string *out, const Name &name, size_t count, bool typed) {
+static void append_dotted(std::string *out, const Name &name, size_t count, bool typed) {
     for (size_t i = 0; i < count; i++) {
         if (i > 0) *out += '.';
         if (typed && !name[i].type.empty()) {
@@ -205,8 +203,6 @@ void append_dotted(std::string *out, const Name &name, size_t count, bool typed)
         append_escaped(out, name[i].value, ".=\\");
     }
 }
-
-} // namespace
 
 bool name_parse_dotted(std::string_view text, const Name &context, Name *name) {
     if (text.empty() || text.size() > ZK_MAX_NAME) return false;
@@ -325,9 +321,9 @@ std::string name_key(const Name &name) {
 }
 
 bool name_types_agree(const Name &a, const Name &b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const NamePart &x, const NamePart &y) {
-        return x.type.empty() || y.type.empty() || x.type == y.type;
-    });
+    return std::equal(
+        a.begin(), a.end(), b.begin(), b.end(),
+        [](const NamePart &x, const NamePart &y) { return x.type.empty() || y.type.empty() || x.type == y.type; });
 }
 
 bool name_equal(const Name &a, const Name &b) {

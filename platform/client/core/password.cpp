@@ -5,25 +5,21 @@
 #include "platform/common/nocase.h"
 #include "platform/common/secret.h"
 
-namespace {
-
-constexpr std::string_view crypt_scheme = "{CRYPT}";
+static constexpr std::string_view crypt_scheme = "{CRYPT}";
 
 // Empty when libcrypt refuses the setting or the password.
-std::string crypted(const char *password, const std::string &setting) {
+static std::string crypted(const char *password, const std::string &setting) {
     Secret data(sizeof(struct crypt_data));
     const char *result = crypt_rn(password, setting.c_str(), data.text(), sizeof(struct crypt_data));
     return result == nullptr ? "" : result;
 }
 
-bool equal_in_constant_time(std::string_view a, std::string_view b) {
+static bool equal_in_constant_time(std::string_view a, std::string_view b) {
     if (a.size() != b.size()) return false;
     unsigned char difference = 0;
     for (size_t i = 0; i < a.size(); i++) difference |= static_cast<unsigned char>(a[i] ^ b[i]);
     return difference == 0;
 }
-
-} // namespace
 
 bool password_is_hash(std::string_view stored) {
     return equal_nocase(stored.substr(0, crypt_scheme.size()), crypt_scheme);

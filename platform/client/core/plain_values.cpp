@@ -6,27 +6,23 @@
 #include "platform/terminal_text.h"
 #include "platform/zk.h"
 
-namespace {
-
 // What ends an item of a list of drives, or the quotes around one.
-constexpr const char *ends_item = ",;\"";
+static constexpr const char *ends_item = ",;\"";
 
 // The parts of a path that scripts see: itself, the name of its volume, and that of the volume's server.
-bool is_of_a_path(const SchemaAttribute &attribute) {
+static bool is_of_a_path(const SchemaAttribute &attribute) {
     return attribute.syntax == ZK_SYNTAX_PATH || strcmp(attribute.ldap, "qrtHostServer") == 0 ||
            strcmp(attribute.ldap, "qrtHostResourceName") == 0;
 }
 
-bool ends_an_item(const Value &value) {
+static bool ends_an_item(const Value &value) {
     auto has = [](std::string_view text) { return text.find_first_of(ends_item) != std::string_view::npos; };
     return has(value.text) || std::any_of(value.lines.begin(), value.lines.end(), has);
 }
 
-bool is_exempt(uint32_t syntax) {
+static bool is_exempt(uint32_t syntax) {
     return syntax == schema_stream || syntax == ZK_SYNTAX_POSTAL_ADDRESS || syntax == ZK_SYNTAX_NETWORK_ADDRESS;
 }
-
-} // namespace
 
 bool text_is_plain(std::string_view text, std::string_view allowed) {
     TerminalLetter letter;
@@ -41,7 +37,7 @@ bool text_is_plain(std::string_view text, std::string_view allowed) {
 bool entry_name_is_plain(const Entry &entry) {
     auto plain = [](const NamePart &part) { return text_is_plain(part.value); };
     return std::all_of(entry.name.begin(), entry.name.end(), plain) &&
-           (!entry.is_class("Server") || text_is_plain(entry_common_name(entry)));
+           (!entry.isClass("Server") || text_is_plain(entry_common_name(entry)));
 }
 
 bool value_is_handed_out(const ConfigTree &tree, const Entry &entry, const SchemaAttribute &attribute,
@@ -49,7 +45,7 @@ bool value_is_handed_out(const ConfigTree &tree, const Entry &entry, const Schem
     if (is_exempt(attribute.syntax)) return true;
     if (is_of_a_path(attribute)) {
         // Drives are mapped to a directory map by the map's name, which stands for the path as a whole.
-        bool whole = entry.is_class("Directory Map");
+        bool whole = entry.isClass("Directory Map");
         auto plain = [](const std::string &text) { return text_is_plain(text); };
         return tree.anyPath || (plain(value.text) && std::all_of(value.lines.begin(), value.lines.end(), plain) &&
                                 (whole || !ends_an_item(value)));

@@ -10,30 +10,28 @@
 #include "platform/client/core/descriptor.h"
 #include "platform/common/write_all.h"
 
-namespace {
-
-bool is_own_folder(int folder) {
+static bool is_own_folder(int folder) {
     struct stat found = {};
     return fstat(folder, &found) == 0 && S_ISDIR(found.st_mode) && found.st_uid == geteuid() &&
            (found.st_mode & 022) == 0;
 }
 
-bool is_own_file(const struct stat &found) {
+static bool is_own_file(const struct stat &found) {
     return S_ISREG(found.st_mode) && found.st_uid == geteuid() && (found.st_mode & 077) == 0;
 }
 
 // Only below a folder of the user's or the system's: root must not make folders where a user's link leads.
-bool may_make_in(int parent) {
+static bool may_make_in(int parent) {
     struct stat found = {};
     return fstat(parent, &found) == 0 && (found.st_uid == geteuid() || found.st_uid == 0);
 }
 
-int open_folder(int parent, const std::string &name, int flags) {
+static int open_folder(int parent, const std::string &name, int flags) {
     return openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags);
 }
 
 // The folder `name` of `parent`. Those above the last one may be links: where a user's files are is the site's choice.
-int enter(int parent, const std::string &name, bool last, bool make) {
+static int enter(int parent, const std::string &name, bool last, bool make) {
     int flags = last ? O_NOFOLLOW : O_PATH;
     int found = open_folder(parent, name, flags);
     if (found < 0 && errno == ENOENT && make && may_make_in(parent) &&
@@ -42,7 +40,7 @@ int enter(int parent, const std::string &name, bool last, bool make) {
     return found;
 }
 
-int open_path(const std::string &path, bool make) {
+static int open_path(const std::string &path, bool make) {
     int at = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
     for (size_t start = 1; at >= 0 && start <= path.size();) {
         size_t end = path.find('/', start);
@@ -57,25 +55,23 @@ int open_path(const std::string &path, bool make) {
     return at;
 }
 
-} // namespace
-
 PrivateFolder::PrivateFolder(const std::string &path, Missing missing) {
     if (path.empty() || path.front() != '/') return;
-    folder = open_path(path, missing == Make);
-    if (folder >= 0 && !is_own_folder(folder)) {
-        close(folder);
-        folder = -1;
+    folder_ = open_path(path, missing == Make);
+    if (folder_ >= 0 && !is_own_folder(folder_)) {
+        close(folder_);
+        folder_ = -1;
     }
 }
 
 PrivateFolder::~PrivateFolder() {
-    close(folder); // which does nothing where there is none
+    close(folder_); // which does nothing where there is none
 }
 
 bool PrivateFolder::read(const std::string &name, size_t limit, std::string *text) const {
     if (!isOpen()) return false;
     // Without O_NONBLOCK a named pipe in the place of the file would hold the program.
-    const Descriptor file(openat(folder, name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+    const Descriptor file(openat(folder_, name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
     struct stat found = {};
     if (fstat(file.number, &found) != 0 || !is_own_file(found) || static_cast<size_t>(found.st_size) > limit)
         return false;
@@ -88,17 +84,17 @@ bool PrivateFolder::replace(const std::string &name, const std::string &text) co
     char suffix[16];
     snprintf(suffix, sizeof suffix, ".%08x", static_cast<unsigned>(arc4random()));
     const std::string made = name + suffix;
-    int descriptor = openat(folder, made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+    int descriptor = openat(folder_, made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (descriptor < 0) return false;
     bool complete = write_all(descriptor, text);
     complete = close(descriptor) == 0 && complete;
-    if (!complete || renameat(folder, made.c_str(), folder, name.c_str()) != 0) {
-        unlinkat(folder, made.c_str(), 0);
+    if (!complete || renameat(folder_, made.c_str(), folder_, name.c_str()) != 0) {
+        unlinkat(folder_, made.c_str(), 0);
         return false;
     }
     return true;
 }
 
 bool PrivateFolder::remove(const std::string &name) const {
-    return isOpen() && unlinkat(folder, name.c_str(), 0) == 0;
+    return isOpen() && unlinkat(folder_, name.c_str(), 0) == 0;
 }

@@ -16,7 +16,7 @@ class PrivateFolder {
     PrivateFolder &operator=(const PrivateFolder &) = delete;
     ~PrivateFolder();
 
-    bool isOpen() const { return folder >= 0; }
+    bool isOpen() const { return folder_ >= 0; }
 
     // All are false for a folder that is not open. `name` has no "/".
 
@@ -28,7 +28,7 @@ class PrivateFolder {
     bool remove(const std::string &name) const;
 
   private:
-    int folder = -1;
+    int folder_ = -1;
 };
 
 #endif

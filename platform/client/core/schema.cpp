@@ -5,15 +5,13 @@
 #include "platform/client/core/names.h"
 #include "platform/zk.h"
 
-namespace {
-
-constexpr size_t text_limit = size_t{64} * 1024;
-constexpr size_t script_limit = size_t{16} * 1024 * 1024;
-constexpr size_t dn_limit = 4096;
+static constexpr size_t text_limit = size_t{64} * 1024;
+static constexpr size_t script_limit = size_t{16} * 1024 * 1024;
+static constexpr size_t dn_limit = 4096;
 
 // ORDER: the first row whose class an entry has gives its base class, so the special classes stand before the
 // general ones.
-const SchemaClass classes[] = {
+static const SchemaClass classes[] = {
     {"alias", "Alias", false},
     {"qrtDirectoryMap", "Directory Map", false},
     {"qrtVolume", "Volume", false},
@@ -33,29 +31,27 @@ const SchemaClass classes[] = {
     {"dcObject", "Domain", true},
     {"domain", "Domain", true},
 };
-const SchemaClass unknown_class = {"", "Unknown", false};
+static const SchemaClass unknown_class = {"", "Unknown", false};
 
 using Index = std::unordered_map<std::string, const SchemaAttribute *>;
 
-std::string directory_key(std::string_view name) {
+static std::string directory_key(std::string_view name) {
     std::string key(name);
     for (char &c : key) c = c == '_' ? ' ' : lower_case(c);
     return key;
 }
 
-Index index_by(const char *SchemaAttribute::*key) {
+static Index index_by(const char *SchemaAttribute::*key) {
     Index index;
     for (const SchemaAttribute &row : schema_attributes())
         if (row.*key != nullptr) index.emplace(directory_key(row.*key), &row);
     return index;
 }
 
-const SchemaAttribute *look_up(const Index &index, std::string_view name) {
+static const SchemaAttribute *look_up(const Index &index, std::string_view name) {
     auto found = index.find(directory_key(name));
     return found == index.end() ? nullptr : found->second;
 }
-
-} // namespace
 
 const std::vector<SchemaAttribute> &schema_attributes() {
     static const std::vector<SchemaAttribute> rows = {

@@ -19,16 +19,16 @@ struct Kept {
     }
 };
 
+} // namespace
+
 // Never freed: a look-up that did not end in time may read it to the end of the process.
-const Kept *kept = nullptr;
+static const Kept *kept = nullptr;
 
 // The first conversion of a process settles where the C library looks for further ones.
-void settle_conversions() {
+static void settle_conversions() {
     iconv_t conversion = iconv_open("UTF-8", "UTF-16");
     if (conversion != reinterpret_cast<iconv_t>(-1)) iconv_close(conversion);
 }
-
-} // namespace
 
 void start_environment_keep() {
     if (kept == nullptr) {
@@ -40,10 +40,10 @@ void start_environment_keep() {
 // The list is exchanged as a whole: nothing has to be allocated to put it back.
 StartEnvironment::StartEnvironment() {
     start_environment_keep();
-    set_since = environ;
+    setSince_ = environ;
     environ = const_cast<char **>(kept->pointers.data());
 }
 
 StartEnvironment::~StartEnvironment() {
-    environ = set_since;
+    environ = setSince_;
 }

@@ -32,7 +32,7 @@ class StartEnvironment {
     StartEnvironment &operator=(const StartEnvironment &) = delete;
 
   private:
-    char **set_since;
+    char **setSince_;
 };
 
 #endif

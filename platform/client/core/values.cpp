@@ -14,36 +14,34 @@
 #include "platform/common/skip.h"
 #include "platform/zk.h"
 
-namespace {
-
-constexpr size_t postal_lines = 6;
+static constexpr size_t postal_lines = 6;
 
 // The decimal number that is the whole of `text`, within the limits.
-std::optional<int64_t> whole_number(std::string_view text, int64_t lowest, int64_t highest) {
-    constexpr size_t most_digits = 10;
+static std::optional<int64_t> whole_number(std::string_view text, int64_t lowest, int64_t highest) {
+    constexpr size_t mostDigits = 10;
     int64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     const size_t digits = text.size() - (text.substr(0, 1) == "-" ? 1 : 0);
-    const bool whole = error == std::errc() && end == text.data() + text.size() && digits <= most_digits;
+    const bool whole = error == std::errc() && end == text.data() + text.size() && digits <= mostDigits;
     return whole && number >= lowest && number <= highest ? std::optional(number) : std::nullopt;
 }
 
-int32_t parse_number(std::string_view text) {
+static int32_t parse_number(std::string_view text) {
     const std::optional<int64_t> number = whole_number(text, INT32_MIN, INT32_MAX);
     if (!number) throw DataError(catalogue_text("not a 32-bit number"));
     return static_cast<int32_t>(*number);
 }
 
-int two_digits(std::string_view text, size_t at) {
+static int two_digits(std::string_view text, size_t at) {
     return (text[at] - '0') * 10 + (text[at + 1] - '0');
 }
 
-[[noreturn]] void refuse_time() {
+[[noreturn]] static void refuse_time() {
     throw DataError(catalogue_text("not a time of the form YYYYMMDDHHMMSSZ"));
 }
 
 // Takes the time zone from the end of a time: "Z", or the hours and minutes that the time is ahead of UTC. In seconds.
-time_t take_zone(std::string_view *text) {
+static time_t take_zone(std::string_view *text) {
     const size_t sign = text->find_last_of("Z+-");
     const std::string_view zone = sign == std::string_view::npos ? "" : text->substr(sign);
     *text = text->substr(0, sign);
@@ -57,7 +55,7 @@ time_t take_zone(std::string_view *text) {
 }
 
 // The whole seconds in a fraction of an hour, a minute or a second: "" or ".5".
-time_t part_of(time_t seconds, std::string_view fraction) {
+static time_t part_of(time_t seconds, std::string_view fraction) {
     if (fraction.empty()) return 0;
     const bool begins = fraction.front() == '.' || fraction.front() == ',';
     if (!begins || fraction.size() == 1 || fraction.find_first_not_of("0123456789", 1) != std::string_view::npos)
@@ -72,7 +70,7 @@ time_t part_of(time_t seconds, std::string_view fraction) {
 }
 
 // A moment after 2038 is the last one that 32 bits can tell, so that "never expires" may be written as a far year.
-int32_t parse_time(std::string_view text) {
+static int32_t parse_time(std::string_view text) {
     const time_t zone = take_zone(&text);
     const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
     if (digits < 10 || digits > 14 || digits % 2 != 0) refuse_time();
@@ -93,7 +91,7 @@ int32_t parse_time(std::string_view text) {
     return moment > INT32_MAX ? INT32_MAX : moment < INT32_MIN ? INT32_MIN : static_cast<int32_t>(moment);
 }
 
-Name parse_dn_value(std::string_view text, const Name &base) {
+static Name parse_dn_value(std::string_view text, const Name &base) {
     Name name;
     bool outside = false;
     if (!name_parse_dn(text, base, &name, &outside)) {
@@ -105,19 +103,19 @@ Name parse_dn_value(std::string_view text, const Name &base) {
     return name;
 }
 
-uint32_t parse_type(std::string_view text, const char *what) {
+static uint32_t parse_type(std::string_view text, const char *what) {
     const std::optional<int64_t> number = whole_number(text, 0, UINT32_MAX);
     if (!number) throw DataError(what);
     return static_cast<uint32_t>(*number);
 }
 
-size_t next_hash(std::string_view text) {
+static size_t next_hash(std::string_view text) {
     const size_t found = find_unescaped(text, '#');
     if (found == std::string_view::npos) throw DataError(catalogue_text("not a path of the form name-space#DN#path"));
     return found;
 }
 
-void parse_path(std::string_view text, const Name &base, Value *value) {
+static void parse_path(std::string_view text, const Name &base, Value *value) {
     size_t hash = next_hash(text);
     value->type = parse_type(text.substr(0, hash), catalogue_text("the name space of a path must be a number"));
     text.remove_prefix(hash + 1);
@@ -126,7 +124,7 @@ void parse_path(std::string_view text, const Name &base, Value *value) {
     value->text = text.substr(hash + 1);
 }
 
-void parse_network_address(std::string_view text, Value *value) {
+static void parse_network_address(std::string_view text, Value *value) {
     size_t hash = text.find('#');
     if (hash == std::string_view::npos || (text.size() - hash) % 2 == 0)
         throw DataError(catalogue_text("not a network address of the form type#hex-digits"));
@@ -138,7 +136,7 @@ void parse_network_address(std::string_view text, Value *value) {
     }
 }
 
-void parse_postal_address(std::string_view text, Value *value) {
+static void parse_postal_address(std::string_view text, Value *value) {
     value->lines.emplace_back();
     for (size_t i = 0; i < text.size(); i++) {
         if (text[i] == '$') {
@@ -157,20 +155,20 @@ void parse_postal_address(std::string_view text, Value *value) {
         throw DataError(catalogue_text("a postal address can have at most six lines"));
 }
 
-char *put_text(char *to, const std::string &text) {
+static char *put_text(char *to, const std::string &text) {
     memcpy(to, text.c_str(), text.size() + 1);
     return to + text.size() + 1;
 }
 
 // What the caller handed us need not be aligned for the structures: they are made here and copied.
-void write_network_address(const Value &value, char *block) {
+static void write_network_address(const Value &value, char *block) {
     char *bytes = block + sizeof(ZKNetworkAddress);
     ZKNetworkAddress head = {value.type, static_cast<uint32_t>(value.text.size()), reinterpret_cast<uint8_t *>(bytes)};
     memcpy(block, &head, sizeof head);
     value.text.copy(bytes, value.text.size()); // bytes, not text: no NUL follows
 }
 
-void write_path(const Value &value, char *block) {
+static void write_path(const Value &value, char *block) {
     char *volume = block + sizeof(ZKPath);
     char *path = put_text(volume, value.lines.at(0));
     put_text(path, value.text);
@@ -181,7 +179,7 @@ void write_path(const Value &value, char *block) {
     memcpy(block, &head, sizeof head);
 }
 
-void write_postal_address(const Value &value, char *block) {
+static void write_postal_address(const Value &value, char *block) {
     ZKPostalAddress head = {};
     char *at = block + sizeof head;
     for (size_t i = 0; i < value.lines.size(); i++) {
@@ -191,13 +189,11 @@ void write_postal_address(const Value &value, char *block) {
     memcpy(block, &head, sizeof head);
 }
 
-void write_numeric_text(const Value &value, char *block) {
+static void write_numeric_text(const Value &value, char *block) {
     ZKNumericText head = {block + sizeof(ZKNumericText)};
     memcpy(block, &head, sizeof head);
     put_text(block + sizeof head, value.text);
 }
-
-} // namespace
 
 std::string name_in_form(const Name &name, const NameForm &form) {
     return form.complete ? name_to_dotted(name, form.typed) : name_abbreviate(name, form.context, form.typed);

@@ -8,46 +8,44 @@
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 
-namespace {
-
 // What the parts of a reply take of the buffer's size.
-constexpr size_t reply_head = 4;
-constexpr size_t attribute_head = 12;
-constexpr size_t value_head = 4;
+static constexpr size_t reply_head = 4;
+static constexpr size_t attribute_head = 12;
+static constexpr size_t value_head = 4;
 
-std::set<const ZKDSBuffer *> &open_buffers() {
+static std::set<const ZKDSBuffer *> &open_buffers() {
     static std::set<const ZKDSBuffer *> buffers;
     return buffers;
 }
 
-size_t attribute_size(const SchemaAttribute &attribute) {
+static size_t attribute_size(const SchemaAttribute &attribute) {
     return attribute_head + strlen(attribute.name) + 1;
 }
 
-size_t value_size(const ReplyAttribute &attribute, size_t number) {
+static size_t value_size(const ReplyAttribute &attribute, size_t number) {
     return value_head + value_block_size(attribute.attribute->syntax, attribute.values[number]);
 }
 
-void clear_reply(ZKDSBuffer *reply) {
+static void clear_reply(ZKDSBuffer *reply) {
     reply->attributes.clear();
     reply->nextAttribute = 0;
     reply->nextValue = 0;
     reply->used = reply_head;
 }
 
-bool take_room(ZKDSBuffer *reply, size_t size) {
+static bool take_room(ZKDSBuffer *reply, size_t size) {
     if (size > reply->size || reply->used > reply->size - size) return false;
     reply->used += size;
     return true;
 }
 
 // An attribute's parts: each value is one, and an attribute without values is one too.
-size_t count_parts(const ReplyAttribute &attribute) {
+static size_t count_parts(const ReplyAttribute &attribute) {
     return std::max<size_t>(attribute.values.size(), 1);
 }
 
 // Adds the parts from `first` on as far as they fit. Returns the first that did not, or the number of all.
-size_t add_parts(ZKDSBuffer *reply, const ReplyAttribute &from, size_t first) {
+static size_t add_parts(ZKDSBuffer *reply, const ReplyAttribute &from, size_t first) {
     for (size_t number = first; number < count_parts(from); number++) {
         const size_t head = number == first ? attribute_size(*from.attribute) : 0;
         if (!take_room(reply, head + (from.values.empty() ? 0 : value_size(from, number)))) return number;
@@ -57,22 +55,20 @@ size_t add_parts(ZKDSBuffer *reply, const ReplyAttribute &from, size_t first) {
     return count_parts(from);
 }
 
-void check_buffer(const ZKDSBuffer *buffer) {
+static void check_buffer(const ZKDSBuffer *buffer) {
     error_unless(buffer != nullptr, ZKE_BAD_PARAMETER);
     error_unless(buffer_is_open(buffer), ZKE_BAD_HANDLE);
 }
 
 // The value that comes next. Throws CodedError, ZKE_BAD_PARAMETER, before the first attribute, and when the attribute
 // has no further value or is not of that syntax.
-const Value &next_value(const ZKDSBuffer *reply, uint32_t syntax) {
+static const Value &next_value(const ZKDSBuffer *reply, uint32_t syntax) {
     check_buffer(reply);
     error_unless(reply->nextAttribute > 0, ZKE_BAD_PARAMETER);
     const ReplyAttribute &current = reply->attributes[reply->nextAttribute - 1];
     error_unless(current.attribute->syntax == syntax && reply->nextValue < current.values.size(), ZKE_BAD_PARAMETER);
     return current.values[reply->nextValue];
 }
-
-} // namespace
 
 bool buffer_is_open(const ZKDSBuffer *buffer) {
     return open_buffers().count(buffer) == 1;

@@ -3,21 +3,19 @@
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 
-namespace {
-
 // Tells what opening by reference takes from a handle.
-constexpr uint32_t reference_bit = 0x80000000u;
+static constexpr uint32_t reference_bit = 0x80000000u;
 
-bool known_open_state(uint32_t state) {
+static bool known_open_state(uint32_t state) {
     return state == ZK_OPEN_BY_NAME || state == ZK_OPEN_BY_REFERENCE;
 }
 
-void put_checked_number(uint32_t number, uint32_t size, void *value) {
+static void put_checked_number(uint32_t number, uint32_t size, void *value) {
     error_unless(size >= sizeof number, ZKE_BUFFER_TOO_SMALL);
     put_number(number, value);
 }
 
-void put_info(const Connection &connection, uint32_t item, uint32_t size, void *value) {
+static void put_info(const Connection &connection, uint32_t item, uint32_t size, void *value) {
     switch (item) {
         case ZK_INFO_AUTHENTICATION_STATE:
             return put_checked_number(connection.authenticated ? 1 : 0, size, value);
@@ -42,12 +40,10 @@ void put_info(const Connection &connection, uint32_t item, uint32_t size, void *
 }
 
 // Does the connection have this value of an item that can be searched for?
-bool matches(const Connection &connection, uint32_t item, const char *value) {
+static bool matches(const Connection &connection, uint32_t item, const char *value) {
     if (item == ZK_INFO_SERVER_NAME) return equal_nocase(connection.serverName, value);
     return connection.tree != nullptr && connection.tree == tree_find(value);
 }
-
-} // namespace
 
 uint32_t ZKCCOpenConnByName(uint32_t start, const char *name, uint32_t nameFormat, uint32_t openState,
                             uint32_t transport, uint32_t *connection) {

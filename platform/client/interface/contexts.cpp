@@ -6,23 +6,21 @@
 #include "platform/client/session/login_password.h"
 #include "platform/common/context_flags.h"
 
-namespace {
+static constexpr uint32_t first_flags = DCV_DEREF_ALIASES | DCV_XLATE_STRINGS | DCV_CANONICALIZE_NAMES;
+static constexpr uint32_t known_flags = login_context_flags;
 
-constexpr uint32_t first_flags = DCV_DEREF_ALIASES | DCV_XLATE_STRINGS | DCV_CANONICALIZE_NAMES;
-constexpr uint32_t known_flags = login_context_flags;
-
-void set_flags(Context *context, uint32_t flags) {
+static void set_flags(Context *context, uint32_t flags) {
     error_unless((flags & ~known_flags) == 0, ZKE_BAD_PARAMETER);
     context->flags = flags;
 }
 
-void set_name_context(Context *context, const char *value) {
+static void set_name_context(Context *context, const char *value) {
     Name name;
     error_unless(*value == '\0' || name_parse_dotted(value, {}, &name), ZKE_MALFORMED_NAME);
     context->nameContext = name;
 }
 
-void set_tree(Context *context, const char *value) {
+static void set_tree(Context *context, const char *value) {
     Tree *tree = tree_find(value);
     error_unless(tree != nullptr, ZKE_TREE_NOT_FOUND);
     tree_load(tree);
@@ -33,11 +31,9 @@ void set_tree(Context *context, const char *value) {
     context->tree = tree;
 }
 
-std::string name_context_text(const Context &context) {
+static std::string name_context_text(const Context &context) {
     return context.nameContext.empty() ? "" : name_to_dotted(context.nameContext, context_form(context).typed);
 }
-
-} // namespace
 
 uint32_t ZKDSCreateContextHandle(uint32_t *context) {
     if (context == nullptr) return ZKE_BAD_PARAMETER;

@@ -19,10 +19,10 @@
 #include "platform/common/location.h"
 #include "platform/common/own_directory.h"
 
-namespace {
+static constexpr uint32_t list_magic = 0x5652445A;
+static constexpr uint32_t drive_is_link = 1;
 
-constexpr uint32_t list_magic = 0x5652445A;
-constexpr uint32_t drive_is_link = 1;
+namespace {
 
 struct ListHead {
     uint32_t magic;
@@ -39,9 +39,11 @@ struct CloseFolder {
 };
 using FolderPointer = std::unique_ptr<DIR, CloseFolder>;
 
+} // namespace
+
 // Null when there is no such directory. Throws CodedError for one that is not the user's alone: what others could have
 // put there leads no drive anywhere.
-FolderPointer open_folder(const std::string &path) {
+static FolderPointer open_folder(const std::string &path) {
     DirectoryFault fault = DirectoryFault::notOpened;
     const int descriptor = own_directory_open(path, &fault);
     if (descriptor < 0 && fault != DirectoryFault::notOpened)
@@ -51,7 +53,7 @@ FolderPointer open_folder(const std::string &path) {
     return folder;
 }
 
-std::vector<Drive> find_drives() {
+static std::vector<Drive> find_drives() {
     std::vector<Drive> drives;
     std::string path = link_directory_place().path.value_or("");
     const FolderPointer folder(path[0] == '/' ? open_folder(path) : nullptr);
@@ -66,11 +68,11 @@ std::vector<Drive> find_drives() {
     return drives;
 }
 
-void append_number(std::string *list, uint32_t number) {
+static void append_number(std::string *list, uint32_t number) {
     list->append(reinterpret_cast<const char *>(&number), sizeof number);
 }
 
-std::string make_list() {
+static std::string make_list() {
     std::string list(sizeof(ListHead), '\0');
     for (const Drive &drive : find_drives()) {
         append_number(&list, drive_is_link);
@@ -83,7 +85,7 @@ std::string make_list() {
 }
 
 // One text of the list; false when the list ends before it does.
-bool take_text(std::string_view list, uint32_t *at, std::string_view *text) {
+static bool take_text(std::string_view list, uint32_t *at, std::string_view *text) {
     size_t end = list.find('\0', *at);
     if (end == std::string_view::npos) return false;
     *text = list.substr(*at, end - *at);
@@ -91,15 +93,13 @@ bool take_text(std::string_view list, uint32_t *at, std::string_view *text) {
     return true;
 }
 
-bool take_drive(std::string_view list, uint32_t *at, uint32_t *attribute, std::string_view *local,
-                std::string_view *target) {
+static bool take_drive(std::string_view list, uint32_t *at, uint32_t *attribute, std::string_view *local,
+                       std::string_view *target) {
     if (list.size() - *at < sizeof *attribute) return false;
     memcpy(attribute, list.data() + *at, sizeof *attribute);
     *at += static_cast<uint32_t>(sizeof *attribute);
     return take_text(list, at, local) && take_text(list, at, target);
 }
-
-} // namespace
 
 uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size) {
     return guarded([&] {

@@ -9,9 +9,9 @@
 #include "platform/client/session/contexts.h"
 #include "platform/client/session/login_password.h"
 
-namespace {
+static constexpr uint32_t login_option = 2;
 
-constexpr uint32_t login_option = 2;
+namespace {
 
 struct LoggedIn {
     Tree *tree;
@@ -20,10 +20,12 @@ struct LoggedIn {
     }
 };
 
+} // namespace
+
 // Scripts are looked for in the containers of a name, and the base is in none: whoever sets the tree up is told so.
-void warn_of_base_script(const Tree &tree) {
+static void warn_of_base_script(const Tree &tree) {
     if (tree.config.base.empty()) return;
-    const EntryPtr base = tree.store->find({}, Aliases::Keep);
+    const EntryPtr base = tree.store->find({}, Aliases::keep);
     const std::string *script = base == nullptr ? nullptr : base->first("qrtLoginScript");
     if (script != nullptr && !script->empty()) {
         fprintf(stderr,
@@ -34,12 +36,14 @@ void warn_of_base_script(const Tree &tree) {
 }
 
 // The tree has accepted the user: so has the tree's own server.
-void take_identity(Tree *tree, Context *context, const EntryPtr &user) {
+static void take_identity(Tree *tree, Context *context, const EntryPtr &user) {
     Connection &connection = connection_open_tree(tree);
     tree->identity = user;
     context->lastConnection = connection.handle;
     if (!connection.authenticated) connection_authenticate(&connection, *user);
 }
+
+namespace {
 
 // Counts the attempt as refused unless it ends well; the next one there is then the answer of a person.
 struct Attempt {
@@ -50,28 +54,30 @@ struct Attempt {
     }
 };
 
-[[noreturn]] void refuse_unsent(const Tree &tree) {
+} // namespace
+
+[[noreturn]] static void refuse_unsent(const Tree &tree) {
     throw CodedError(ZKE_NO_ACCESS,
                      catalogue_format("%s: the password of the login was not sent: the tree has no share_password",
                                       tree.config.name.c_str()));
 }
 
 // After a login `user` is the entry as the user may read it.
-void refuse_unless_accepted(Verdict verdict, const Entry &user) {
+static void refuse_unless_accepted(Verdict verdict, const Entry &user) {
     const std::string who = name_to_dotted(user.name, true);
-    if (verdict == Verdict::WrongPassword)
+    if (verdict == Verdict::wrongPassword)
         throw CodedError(ZKE_WRONG_PASSWORD, catalogue_format("wrong password for %s", who.c_str()));
-    if (verdict == Verdict::Locked) {
+    if (verdict == Verdict::locked) {
         const LoginLock lock = login_lock(user);
         throw CodedError(ZKE_ACCOUNT_LOCKED,
-                         lock == LoginLock::Disabled  ? catalogue_format("%s is disabled", who.c_str())
-                         : lock == LoginLock::Expired ? catalogue_format("%s has expired", who.c_str())
+                         lock == LoginLock::disabled  ? catalogue_format("%s is disabled", who.c_str())
+                         : lock == LoginLock::expired ? catalogue_format("%s has expired", who.c_str())
                                                       : catalogue_format("%s is locked", who.c_str()));
     }
 }
 
 // Answers a question about the context's tree.
-uint32_t ask_tree(uint32_t context, int *answer, bool (*question)(const Tree *)) {
+static uint32_t ask_tree(uint32_t context, int *answer, bool (*question)(const Tree *)) {
     return guarded([&] {
         error_unless(answer != nullptr, ZKE_BAD_PARAMETER);
         *answer = question(&context_tree(contexts().at(context))) ? 1 : 0;
@@ -79,13 +85,11 @@ uint32_t ask_tree(uint32_t context, int *answer, bool (*question)(const Tree *))
 }
 
 // The context's tree, to which somebody is logged in.
-Tree &tree_with_identity(const Context &context) {
+static Tree &tree_with_identity(const Context &context) {
     Tree &tree = context_tree(context);
     error_unless(tree.identity != nullptr, ZKE_NOT_LOGGED_IN);
     return tree;
 }
-
-} // namespace
 
 uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
     if (name == nullptr) return ZKE_BAD_PARAMETER;
@@ -109,7 +113,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         Tree &tree = context_tree(found);
         Attempt attempt{&tree};
         // Whatever the context says of aliases: the identity is the object behind the alias.
-        EntryPtr user = tree.store->find_user(tree_meant_name(tree, context_name(found, object)));
+        EntryPtr user = tree.store->findUser(tree_meant_name(tree, context_name(found, object)));
         error_unless(user != nullptr, ZKE_NO_SUCH_ENTRY);
         error_unless(tree.identity == nullptr || name_equal(tree.identity->name, user->name), ZKE_OTHER_IDENTITY);
         if (login_password_is_held_back(&tree, password)) refuse_unsent(tree);
@@ -125,7 +129,8 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
 }
 
 uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed) {
-    return ask_tree(context, needed, [](const Tree *tree) { return tree->config.ldap.needsPassword(); });
+    return ask_tree(
+        context, needed, [](const Tree *tree) { return tree->config.ldap.needsPassword(); });
 }
 
 uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared) {

@@ -5,19 +5,18 @@
 #include "platform/client/interface/boundary.h"
 #include "platform/client/session/contexts.h"
 
-namespace {
-
-bool has_all_types(const Name &name) {
-    return std::none_of(name.begin(), name.end(), [](const NamePart &part) { return part.type.empty(); });
+static bool has_all_types(const Name &name) {
+    return std::none_of(
+        name.begin(), name.end(), [](const NamePart &part) { return part.type.empty(); });
 }
 
 // Names handed out with types need them: those of the tree, from the object's own entry or the nearest above it, or for
 // an object that does not exist those that its place suggests.
-void add_types(const Tree &tree, Name *name) {
+static void add_types(const Tree &tree, Name *name) {
     *name = tree_meant_name(tree, *name);
     for (size_t i = 0; i == 0 || i < name->size(); i++) {
         const Name above = name_above(*name, i);
-        if (const EntryPtr entry = tree.store->find(i == 0 ? above : tree_meant_name(tree, above), Aliases::Keep)) {
+        if (const EntryPtr entry = tree.store->find(i == 0 ? above : tree_meant_name(tree, above), Aliases::keep)) {
             std::copy(entry->name.begin(), entry->name.end(), name->begin() + static_cast<std::ptrdiff_t>(i));
             break;
         }
@@ -25,7 +24,7 @@ void add_types(const Tree &tree, Name *name) {
     name_type_by_place(name);
 }
 
-uint32_t put_form(uint32_t handle, const char *name, bool complete, char *result) {
+static uint32_t put_form(uint32_t handle, const char *name, bool complete, char *result) {
     return guarded([&] {
         error_unless(name != nullptr && result != nullptr, ZKE_BAD_PARAMETER);
         const Context &context = contexts().at(handle);
@@ -36,8 +35,6 @@ uint32_t put_form(uint32_t handle, const char *name, bool complete, char *result
         put_name(name_in_form(parsed, form), result);
     });
 }
-
-} // namespace
 
 uint32_t ZKDSCanonicalizeName(uint32_t context, const char *name, char *canonical) {
     return put_form(context, name, true, canonical);

@@ -14,11 +14,11 @@
 #include "platform/client/session/connections.h"
 #include "platform/common/skip.h"
 
-namespace {
+static constexpr size_t path_limit = 1024;
+static constexpr size_t volume_limit = 64;
+static constexpr size_t rest_limit = 255; // programs have 256 bytes for it
 
-constexpr size_t path_limit = 1024;
-constexpr size_t volume_limit = 64;
-constexpr size_t rest_limit = 255; // programs have 256 bytes for it
+namespace {
 
 struct NetworkPath {
     std::string_view server; // empty: the default server
@@ -26,9 +26,11 @@ struct NetworkPath {
     std::string_view rest;
 };
 
-constexpr std::string_view slashes = "/\\";
+} // namespace
 
-bool split(std::string_view path, NetworkPath *parts) {
+static constexpr std::string_view slashes = "/\\";
+
+static bool split(std::string_view path, NetworkPath *parts) {
     const std::string_view start = path.substr(0, 2);
     if (start == "//" || start == "\\\\") {
         path.remove_prefix(2);
@@ -56,7 +58,7 @@ bool split(std::string_view path, NetworkPath *parts) {
     return !path.empty() && path.find_first_of(slashes) == std::string_view::npos;
 }
 
-Connection &open_default_server() {
+static Connection &open_default_server() {
     if (Connection *open = connection_default()) {
         open->uses++;
         return *open;
@@ -67,7 +69,7 @@ Connection &open_default_server() {
 }
 
 // The volume as its server spells it.
-std::string find_volume(const Connection &connection, std::string_view volume) {
+static std::string find_volume(const Connection &connection, std::string_view volume) {
     if (connection.outside != nullptr) {
         const std::vector<std::string> &known = connection.outside->volumes;
         auto found = std::find_if(known.begin(), known.end(),
@@ -76,10 +78,12 @@ std::string find_volume(const Connection &connection, std::string_view volume) {
         return found != known.end() ? *found : std::string(volume);
     }
     error_unless(connection.server != nullptr, ZKE_SERVER_NOT_FOUND);
-    const EntryPtr entry = connection.tree->store->find_volume(*connection.server, volume);
+    const EntryPtr entry = connection.tree->store->findVolume(*connection.server, volume);
     error_unless(entry != nullptr, ZKE_VOLUME_UNKNOWN);
     return *entry->first("qrtHostResourceName");
 }
+
+namespace {
 
 // A use of a connection. What the caller is not told of he cannot close.
 struct Use {
@@ -90,11 +94,11 @@ struct Use {
     }
 };
 
-void put_wanted(std::string_view text, size_t limit, char *buffer) {
+} // namespace
+
+static void put_wanted(std::string_view text, size_t limit, char *buffer) {
     if (buffer != nullptr) put_text(text, limit + 1, buffer);
 }
-
-} // namespace
 
 uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char *volume, char *rest) {
     return guarded([&] {

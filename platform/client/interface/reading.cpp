@@ -9,13 +9,11 @@
 #include "platform/client/interface/buffers.h"
 #include "platform/client/session/contexts.h"
 
-namespace {
-
-constexpr uint32_t object_is_alias = 1;
-constexpr uint32_t object_is_container = 4;
+static constexpr uint32_t object_is_alias = 1;
+static constexpr uint32_t object_is_container = 4;
 
 // The rows of the schema that a request asks for; names that the schema does not know are left out.
-std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request, bool all) {
+static std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request, bool all) {
     std::vector<const SchemaAttribute *> rows;
     if (all) {
         for (const SchemaAttribute &row : schema_attributes())
@@ -30,8 +28,8 @@ std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request, bool a
 }
 
 // The groups that name the user as a member, besides those that the user's own entry lists.
-void add_groups(DirectoryStore *store, const Entry &entry, const NameForm &form, std::vector<Value> *values) {
-    const std::vector<Name> groups = store->groups_of(entry);
+static void add_groups(DirectoryStore *store, const Entry &entry, const NameForm &form, std::vector<Value> *values) {
+    const std::vector<Name> groups = store->groupsOf(entry);
     std::unordered_set<std::string> listed; // a user may be in thousands
     for (const Value &value : *values) listed.insert(name_fold(name_to_dotted(value.name, true)));
     bool mayRepeat = !listed.empty(); // the store names each group once
@@ -45,7 +43,7 @@ void add_groups(DirectoryStore *store, const Entry &entry, const NameForm &form,
     }
 }
 
-Value convert(const EntryValue &from, const Name &base, const NameForm &form) {
+static Value convert(const EntryValue &from, const Name &base, const NameForm &form) {
     if (strcmp(from.attribute->ldap, "objectClass") == 0) {
         Value value;
         value.text = schema_class_name(from.text);
@@ -57,7 +55,7 @@ Value convert(const EntryValue &from, const Name &base, const NameForm &form) {
 }
 
 // A value that is not handed out counts as not there, and an attribute without any other value too.
-ReplyAttribute collect(const Tree &tree, const Entry &entry, const SchemaAttribute *row, const NameForm &form) {
+static ReplyAttribute collect(const Tree &tree, const Entry &entry, const SchemaAttribute *row, const NameForm &form) {
     ReplyAttribute reply = {row, {}};
     for (const EntryValue &value : entry.values)
         if (value.attribute == row) reply.values.push_back(convert(value, tree.store->base(), form));
@@ -67,15 +65,13 @@ ReplyAttribute collect(const Tree &tree, const Entry &entry, const SchemaAttribu
     return reply;
 }
 
-void check_buffers(const ZKDSBuffer *request, uint32_t allAttributes, const int32_t *iteration, const ZKDSBuffer *reply,
-                   uint32_t infoType) {
+static void check_buffers(const ZKDSBuffer *request, uint32_t allAttributes, const int32_t *iteration,
+                          const ZKDSBuffer *reply, uint32_t infoType) {
     error_unless(iteration != nullptr && reply != nullptr && (request != nullptr || allAttributes != 0) &&
                      request != reply && (infoType == ZK_INFO_NAMES || infoType == ZK_INFO_NAMES_AND_VALUES),
                  ZKE_BAD_PARAMETER);
     error_unless(buffer_is_open(reply) && (request == nullptr || buffer_is_open(request)), ZKE_BAD_HANDLE);
 }
-
-} // namespace
 
 uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint32_t allAttributes, ZKDSBuffer *request,
                   int32_t *iteration, ZKDSBuffer *reply) {
@@ -120,7 +116,7 @@ uint32_t ZKDSReadObjectInfo(uint32_t context, const char *object, char *distingu
         if (info == nullptr) return;
         ZKDSObjectInfo told = {};
         told.flags =
-            (entry->is_class("Alias") ? object_is_alias : 0) | (entry->entryClass->container ? object_is_container : 0);
+            (entry->isClass("Alias") ? object_is_alias : 0) | (entry->entryClass->container ? object_is_container : 0);
         told.subordinateCount = entry->subordinates;
         told.modificationTime = entry->modificationTime;
         strncpy(told.baseClass, entry->entryClass->base, sizeof told.baseClass - 1);

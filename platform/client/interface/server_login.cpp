@@ -6,31 +6,29 @@
 #include "platform/client/interface/boundary.h"
 #include "platform/client/session/connections.h"
 
-namespace {
-
-constexpr uint32_t user_object_type = 256;
+static constexpr uint32_t user_object_type = 256;
 
 // A user whom the server itself knows, whatever the directory says: "name {CRYPT}hash".
-bool server_user_matches(std::string_view row, std::string_view user, const char *password) {
+static bool server_user_matches(std::string_view row, std::string_view user, const char *password) {
     size_t blank = row.rfind(' ');
     return blank != std::string_view::npos && equal_nocase(row.substr(0, blank), user) &&
            password_matches(row.substr(blank + 1), password);
 }
 
 // The directory's user, by a name from the server's container or from the root.
-EntryPtr find_user(const Connection &connection, const char *user) {
+static EntryPtr find_user(const Connection &connection, const char *user) {
     const Name &server = connection.server->name;
     const Name container(server.begin() + (server.empty() ? 0 : 1), server.end());
     for (const Name &from : {container, Name()}) {
         Name name;
         error_unless(name_parse_dotted(user, from, &name), ZKE_MALFORMED_NAME);
-        if (EntryPtr entry = connection.tree->store->find(name, Aliases::Follow)) return entry;
+        if (EntryPtr entry = connection.tree->store->find(name, Aliases::follow)) return entry;
     }
     throw CodedError(ZKE_NO_SUCH_ENTRY);
 }
 
 // A file server in a tree: its own users, then the directory's.
-void login_in_tree(Connection *connection, const char *user, const char *password) {
+static void login_in_tree(Connection *connection, const char *user, const char *password) {
     const SchemaAttribute *own = schema_find_ldap("qrtServerUser");
     uint32_t ordinal = 0;
     for (const EntryValue &value : connection->server->values) {
@@ -43,12 +41,12 @@ void login_in_tree(Connection *connection, const char *user, const char *passwor
     }
     const EntryPtr entry = find_user(*connection, user);
     const Verdict verdict = login_check(connection->tree->store.get(), *entry, password);
-    error_unless(verdict != Verdict::WrongPassword, ZKE_WRONG_PASSWORD);
-    error_unless(verdict != Verdict::Locked, ZKE_ACCOUNT_LOCKED);
+    error_unless(verdict != Verdict::wrongPassword, ZKE_WRONG_PASSWORD);
+    error_unless(verdict != Verdict::locked, ZKE_ACCOUNT_LOCKED);
     connection_authenticate(connection, *entry);
 }
 
-void login_outside(Connection *connection, const char *user, const char *password) {
+static void login_outside(Connection *connection, const char *user, const char *password) {
     const std::vector<ConfigUser> &users = connection->outside->users;
     auto found = std::find_if(users.begin(), users.end(),
                               [user](const ConfigUser &one) { return equal_nocase(one.name, user); });
@@ -56,8 +54,6 @@ void login_outside(Connection *connection, const char *user, const char *passwor
     error_unless(password_matches(found->password, password), ZKE_WRONG_PASSWORD);
     connection_authenticate_as(connection, found->name, static_cast<uint32_t>(found - users.begin() + 1));
 }
-
-} // namespace
 
 uint32_t ZKLoginToFileServer(uint32_t connection, const char *user, uint32_t objectType, const char *password) {
     return guarded([&] {

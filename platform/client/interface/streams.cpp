@@ -13,12 +13,12 @@ struct Stream {
     size_t at;
 };
 
-HandleTable<Stream> &streams() {
+} // namespace
+
+static HandleTable<Stream> &streams() {
     static HandleTable<Stream> open(ZKE_BAD_HANDLE);
     return open;
 }
-
-} // namespace
 
 uint32_t ZKDSOpenStream(uint32_t context, const char *object, const char *attribute, uint32_t flags, uint32_t *file) {
     return guarded([&] {

@@ -9,7 +9,9 @@ struct FreeText {
 };
 using Text = std::unique_ptr<char, FreeText>;
 
-std::vector<std::string> values_of(LDAP *ld, LDAPMessage *entry, const char *name) {
+} // namespace
+
+static std::vector<std::string> values_of(LDAP *ld, LDAPMessage *entry, const char *name) {
     std::vector<std::string> values;
     berval **list = ldap_get_values_len(ld, entry, name);
     for (berval **one = list; one != nullptr && *one != nullptr; one++)
@@ -18,7 +20,7 @@ std::vector<std::string> values_of(LDAP *ld, LDAPMessage *entry, const char *nam
     return values;
 }
 
-LdapEntry entry_of(LDAP *ld, LDAPMessage *message) {
+static LdapEntry entry_of(LDAP *ld, LDAPMessage *message) {
     LdapEntry entry;
     Text dn(ldap_get_dn(ld, message));
     entry.dn = dn == nullptr ? "" : dn.get();
@@ -34,14 +36,12 @@ LdapEntry entry_of(LDAP *ld, LDAPMessage *message) {
 }
 
 // Frees the list.
-std::vector<std::string> texts_of(char **list) {
+static std::vector<std::string> texts_of(char **list) {
     std::vector<std::string> texts;
     for (char **one = list; one != nullptr && *one != nullptr; one++) texts.emplace_back(*one);
     ldap_memvfree(reinterpret_cast<void **>(list));
     return texts;
 }
-
-} // namespace
 
 int ldap_answer_read(LDAP *ld, LDAPMessage *messages, LdapAnswer *answer) {
     for (LDAPMessage *one = ldap_first_entry(ld, messages); one != nullptr; one = ldap_next_entry(ld, one))

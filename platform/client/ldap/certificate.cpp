@@ -23,8 +23,10 @@ struct FreeAuthorities {
 };
 using Authorities = std::unique_ptr<std::remove_pointer_t<gnutls_x509_trust_list_t>, FreeAuthorities>;
 
+} // namespace
+
 // Null for what cannot be read.
-Certificate read_certificate(std::string_view der) {
+static Certificate read_certificate(std::string_view der) {
     gnutls_x509_crt_t made = nullptr;
     if (gnutls_x509_crt_init(&made) != GNUTLS_E_SUCCESS) return nullptr;
     Certificate certificate(made);
@@ -35,7 +37,7 @@ Certificate read_certificate(std::string_view der) {
 }
 
 // Null when the file contains no valid certificate.
-Authorities read_authorities(const std::string &caFile) {
+static Authorities read_authorities(const std::string &caFile) {
     gnutls_x509_trust_list_t made = nullptr;
     if (gnutls_x509_trust_list_init(&made, 0) != GNUTLS_E_SUCCESS) return nullptr;
     Authorities authorities(made);
@@ -44,21 +46,21 @@ Authorities read_authorities(const std::string &caFile) {
 }
 
 // What is wrong with the certificate, the name left aside: GnuTLS's bits. Without a verdict everything is.
-unsigned verify(gnutls_x509_crt_t certificate, const Authorities &authorities) {
+static unsigned verify(gnutls_x509_crt_t certificate, const Authorities &authorities) {
     unsigned verdict = 0;
     const bool verified = authorities != nullptr && gnutls_x509_trust_list_verify_crt(authorities.get(), &certificate,
                                                                                       1, 0, &verdict, nullptr) == 0;
     return verified ? verdict : unsigned{GNUTLS_CERT_INVALID};
 }
 
-std::string address_text(const std::vector<char> &bytes, size_t size) {
+static std::string address_text(const std::vector<char> &bytes, size_t size) {
     char text[INET6_ADDRSTRLEN] = "";
     int family = size == 4 ? AF_INET : size == 16 ? AF_INET6 : AF_UNSPEC;
     return family != AF_UNSPEC && inet_ntop(family, bytes.data(), text, sizeof text) != nullptr ? text : "?";
 }
 
 // The DNS names and IP addresses that the certificate is made out to, otherwise the common name of its subject.
-std::string names_in(gnutls_x509_crt_t certificate) {
+static std::string names_in(gnutls_x509_crt_t certificate) {
     std::string names;
     const auto add = [&names](const std::string &name) { names += (names.empty() ? "" : ", ") + name; };
     std::vector<char> name(4096);
@@ -78,7 +80,7 @@ std::string names_in(gnutls_x509_crt_t certificate) {
     return names.empty() ? catalogue_text("none") : names;
 }
 
-std::string issuer_of(gnutls_x509_crt_t certificate) {
+static std::string issuer_of(gnutls_x509_crt_t certificate) {
     gnutls_datum_t name = {};
     if (gnutls_x509_crt_get_issuer_dn3(certificate, &name, 0) != GNUTLS_E_SUCCESS) return catalogue_text("unreadable");
     std::string text(reinterpret_cast<char *>(name.data), name.size);
@@ -87,7 +89,7 @@ std::string issuer_of(gnutls_x509_crt_t certificate) {
 }
 
 // "2026-11-21 14:15:00 UTC"
-std::string time_text(time_t time) {
+static std::string time_text(time_t time) {
     struct tm parts = {};
     char text[64];
     gmtime_r(&time, &parts);
@@ -95,7 +97,7 @@ std::string time_text(time_t time) {
     return text;
 }
 
-const char *fault_of(gnutls_x509_crt_t certificate, const std::string &name, const std::string &caFile) {
+static const char *fault_of(gnutls_x509_crt_t certificate, const std::string &name, const std::string &caFile) {
     const Authorities authorities = read_authorities(caFile);
     const unsigned faults = verify(certificate, authorities);
     const time_t now = time(nullptr);
@@ -109,8 +111,6 @@ const char *fault_of(gnutls_x509_crt_t certificate, const std::string &name, con
     if ((faults & GNUTLS_CERT_INSECURE_ALGORITHM) != 0) return catalogue_text("its key or signature is too weak");
     return catalogue_text("it was rejected by the TLS library");
 }
-
-} // namespace
 
 bool certificate_is_good(std::string_view der, const std::string &name, const std::string &caFile) {
     Certificate certificate = read_certificate(der);

@@ -13,9 +13,7 @@
 #include "platform/client/ldap/waiting.h"
 #include "platform/zk.h"
 
-namespace {
-
-bool is_same_dn(const std::string &one, const std::string &other) {
+static bool is_same_dn(const std::string &one, const std::string &other) {
     Name first;
     Name second;
     return !other.empty() && name_parse_dn(one, {}, &first, nullptr) && name_parse_dn(other, {}, &second, nullptr) &&
@@ -23,88 +21,87 @@ bool is_same_dn(const std::string &one, const std::string &other) {
 }
 
 // As "Who am I?" was answered.
-const char *name_or_anonymous(const std::string &who) {
+static const char *name_or_anonymous(const std::string &who) {
     return who.empty() ? catalogue_text("an anonymous user") : who.c_str();
 }
 
-} // namespace
-
 LdapConnection::LdapConnection(const ConfigLdap &configuration, const std::string &uri, LdapDeadline deadline)
-    : config(configuration), address(ldap_uri_parse(uri)) {
+    : config_(configuration), address_(ldap_uri_parse(uri)) {
     open(deadline);
     secure(deadline);
 }
 
 void LdapConnection::open(LdapDeadline deadline) {
-    ldap_waiting_for(address.text);
-    int descriptor = ldap_stream_connect(address, config.localOwner, deadline, &loopback);
-    int protocol = address.local ? LDAP_PROTO_IPC : LDAP_PROTO_TCP;
-    int result = ldap_init_fd(descriptor, protocol, address.text.c_str(), &ld);
+    ldap_waiting_for(address_.text);
+    int descriptor = ldap_stream_connect(address_, config_.localOwner, deadline, &loopback_);
+    int protocol = address_.local ? LDAP_PROTO_IPC : LDAP_PROTO_TCP;
+    int result = ldap_init_fd(descriptor, protocol, address_.text.c_str(), &ld_);
     if (result != LDAP_SUCCESS) {
         close(descriptor); // libldap takes a part of what it parses as a URI for a list, and refuses it unused
-        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address.text + ": " + ldap_err2string(result));
+        throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address_.text + ": " + ldap_err2string(result));
     }
-    wire->handle.reset(ld);
+    wire_->handle.reset(ld_);
     begin(deadline);
-    watch.attach(ld);
-    ldap_options_set(ld, address, deadline);
+    watch_.attach(ld_);
+    ldap_options_set(ld_, address_, deadline);
 }
 
 void LdapConnection::startTls(LdapDeadline deadline) {
     begin(deadline);
     LdapAnswer answer = take(ask("StartTLS", [this](int *message) {
-        return ldap_extended_operation(ld, LDAP_EXOP_START_TLS, nullptr, nullptr, nullptr, message);
+        return ldap_extended_operation(ld_, LDAP_EXOP_START_TLS, nullptr, nullptr, nullptr, message);
     }));
     if (answer.result != LDAP_SUCCESS) {
         throw LdapTrouble(ZKE_TLS_REQUIRED,
-                          catalogue_format("%1$s: the server refused StartTLS: %2$s %3$s", address.text.c_str(),
+                          catalogue_format("%1$s: the server refused StartTLS: %2$s %3$s", address_.text.c_str(),
                                            ldap_err2string(answer.result), answer.text.c_str()));
     }
 }
 
 void LdapConnection::secure(LdapDeadline deadline) {
-    if (!address.tls && !config.startTls) return;
-    if (access(config.caFile.c_str(), R_OK) != 0) {
+    if (!address_.tls && !config_.startTls) return;
+    if (access(config_.caFile.c_str(), R_OK) != 0) {
         throw LdapTrouble(ZKE_CERTIFICATE_REFUSED,
-                          catalogue_format("%1$s: cannot read the CA file %2$s: %3$s", address.text.c_str(),
-                                           config.caFile.c_str(), strerror(errno)));
+                          catalogue_format("%1$s: cannot read the CA file %2$s: %3$s", address_.text.c_str(),
+                                           config_.caFile.c_str(), strerror(errno)));
     }
-    ldap_options_set_tls(ld, address, config.caFile, LDAP_OPT_X_TLS_DEMAND);
+    ldap_options_set_tls(ld_, address_, config_.caFile, LDAP_OPT_X_TLS_DEMAND);
     const bool nameIsOurs = isForLocalhost(deadline);
-    if (nameIsOurs) ldap_options_leave_out_name_check(ld, address);
-    if (!address.tls) startTls(deadline);
+    if (nameIsOurs) ldap_options_leave_out_name_check(ld_, address_);
+    if (!address_.tls) startTls(deadline);
     begin(deadline);
-    if (ldap_install_tls(ld) != LDAP_SUCCESS ||
-        (nameIsOurs && !certificate_is_good(peerCertificate(), address.host, config.caFile)))
+    if (ldap_install_tls(ld_) != LDAP_SUCCESS ||
+        (nameIsOurs && !certificate_is_good(peerCertificate(), address_.host, config_.caFile)))
         refuseTls(deadline);
-    secured = true;
+    secured_ = true;
 }
 
 // For "localhost" libldap expects the machine's full name in the certificate. A certificate that is made out to
 // "localhost" is checked here; any other one is left to libldap.
 bool LdapConnection::isForLocalhost(LdapDeadline deadline) {
-    return equal_nocase(address.host, "localhost") &&
-           certificate_is_good(inspectedCertificate(deadline), address.host, config.caFile);
+    return equal_nocase(address_.host, "localhost") &&
+           certificate_is_good(inspectedCertificate(deadline), address_.host, config_.caFile);
 }
 
 // Why did the handshake fail? A second one that takes any certificate, and sends nothing, tells the certificate's
 // faults from the server's.
 void LdapConnection::refuseTls(LdapDeadline deadline) {
-    if (watch.event() == LdapWatch::TimedOut) fail(LDAP_TIMEOUT, catalogue_text("the TLS handshake"));
+    if (watch_.event() == LdapWatch::TimedOut) fail(LDAP_TIMEOUT, catalogue_text("the TLS handshake"));
     const std::string certificate = inspectedCertificate(deadline);
     if (certificate.empty()) {
         throw LdapTrouble(
-            watch.event() == LdapWatch::Closed ? ZKE_SERVER_CLOSED : ZKE_ANSWER_MALFORMED,
-            address.text + ": " + catalogue_text("TLS handshake failed: the server does not speak TLS correctly"));
+            watch_.event() == LdapWatch::Closed ? ZKE_SERVER_CLOSED : ZKE_ANSWER_MALFORMED,
+            address_.text + ": " + catalogue_text("TLS handshake failed: the server does not speak TLS correctly"));
     }
     throw LdapTrouble(
         ZKE_CERTIFICATE_REFUSED,
-        catalogue_format("%1$s: cannot verify the server's certificate: %2$s; CA file: %3$s", address.text.c_str(),
-                         certificate_fault(certificate, address.host, config.caFile).c_str(), config.caFile.c_str()));
+        catalogue_format("%1$s: cannot verify the server's certificate: %2$s; CA file: %3$s", address_.text.c_str(),
+                         certificate_fault(certificate, address_.host, config_.caFile).c_str(),
+                         config_.caFile.c_str()));
 }
 
 LdapConnection::LdapConnection(const LdapConnection &refused, Inspect, LdapDeadline deadline)
-    : config(refused.config), address(refused.address) {
+    : config_(refused.config_), address_(refused.address_) {
     open(deadline);
 }
 
@@ -112,9 +109,9 @@ LdapConnection::LdapConnection(const LdapConnection &refused, Inspect, LdapDeadl
 std::string LdapConnection::inspectedCertificate(LdapDeadline deadline) const {
     try {
         LdapConnection inspection(*this, Inspect(), deadline);
-        ldap_options_set_tls(inspection.ld, address, config.caFile, LDAP_OPT_X_TLS_NEVER);
-        if (!address.tls) inspection.startTls(deadline);
-        return ldap_install_tls(inspection.ld) == LDAP_SUCCESS ? inspection.peerCertificate() : "";
+        ldap_options_set_tls(inspection.ld_, address_, config_.caFile, LDAP_OPT_X_TLS_NEVER);
+        if (!address_.tls) inspection.startTls(deadline);
+        return ldap_install_tls(inspection.ld_) == LDAP_SUCCESS ? inspection.peerCertificate() : "";
     } catch (const LdapTrouble &) {
         return "";
     }
@@ -123,7 +120,7 @@ std::string LdapConnection::inspectedCertificate(LdapDeadline deadline) const {
 std::string LdapConnection::peerCertificate() const {
     berval der = {0, nullptr};
     std::string certificate;
-    if (ldap_get_option(ld, LDAP_OPT_X_TLS_PEERCERT, &der) == LDAP_OPT_SUCCESS && der.bv_val != nullptr) {
+    if (ldap_get_option(ld_, LDAP_OPT_X_TLS_PEERCERT, &der) == LDAP_OPT_SUCCESS && der.bv_val != nullptr) {
         certificate.assign(der.bv_val, der.bv_len);
         ldap_memfree(der.bv_val);
     }
@@ -131,56 +128,57 @@ std::string LdapConnection::peerCertificate() const {
 }
 
 void LdapConnection::begin(LdapDeadline deadline) {
-    ldap_waiting_for(address.text);
-    watch.begin(deadline);
+    ldap_waiting_for(address_.text);
+    watch_.begin(deadline);
 }
 
 void LdapConnection::fail(int result, const char *what) const {
-    bool late = watch.event() == LdapWatch::TimedOut || (watch.event() == LdapWatch::Nothing && result == LDAP_TIMEOUT);
-    if (late && watch.inAnswer()) {
+    bool late =
+        watch_.event() == LdapWatch::TimedOut || (watch_.event() == LdapWatch::Nothing && result == LDAP_TIMEOUT);
+    if (late && watch_.inAnswer()) {
         throw LdapTrouble(ZKE_ANSWER_CUT_SHORT, catalogue_format("%1$s: timed out in the middle of the answer to %2$s",
-                                                                 address.text.c_str(), what));
+                                                                 address_.text.c_str(), what));
     }
     if (late) {
         throw LdapTrouble(ZKE_SERVER_SILENT, catalogue_format("%1$s: timed out waiting for the answer to %2$s",
-                                                              address.text.c_str(), what));
+                                                              address_.text.c_str(), what));
     }
-    switch (watch.event()) {
+    switch (watch_.event()) {
         case LdapWatch::Closed:
             throw LdapTrouble(
                 ZKE_SERVER_CLOSED,
-                watch.inAnswer()
+                watch_.inAnswer()
                     ? catalogue_format("%1$s: the server closed the connection in the middle of its answer to %2$s",
-                                       address.text.c_str(), what)
+                                       address_.text.c_str(), what)
                     : catalogue_format("%1$s: the server closed the connection instead of answering %2$s",
-                                       address.text.c_str(), what));
+                                       address_.text.c_str(), what));
         case LdapWatch::TooLarge:
             throw LdapTrouble(ZKE_ANSWER_TOO_LARGE, catalogue_format("%1$s: the server's answer to %2$s is too large",
-                                                                     address.text.c_str(), what));
+                                                                     address_.text.c_str(), what));
         default:
             throw LdapTrouble(
                 ZKE_ANSWER_MALFORMED,
-                catalogue_format("%1$s: the server's answer to %2$s is not valid LDAP", address.text.c_str(), what));
+                catalogue_format("%1$s: the server's answer to %2$s is not valid LDAP", address_.text.c_str(), what));
     }
 }
 
 int LdapConnection::waitFor(int message, LdapDeadline until, LDAPMessage **messages) {
     timeval left = ldap_time_left(until);
-    return ldap_result(ld, message, LDAP_MSG_ALL, &left, messages);
+    return ldap_result(ld_, message, LDAP_MSG_ALL, &left, messages);
 }
 
 LDAPMessage *LdapConnection::await(int message) {
     LDAPMessage *messages = nullptr;
-    const LdapDeadline next = ldap_waiting_step(watch.deadline());
+    const LdapDeadline next = ldap_waiting_step(watch_.deadline());
     int kind = waitFor(message, next, &messages);
-    if (kind == 0 && next != watch.deadline()) {
+    if (kind == 0 && next != watch_.deadline()) {
         ldap_waiting_tell();
-        kind = waitFor(message, watch.deadline(), &messages);
+        kind = waitFor(message, watch_.deadline(), &messages);
     }
     if (kind <= 0) {
         ldap_msgfree(messages);
         int result = LDAP_TIMEOUT;
-        if (kind < 0) ldap_get_option(ld, LDAP_OPT_RESULT_CODE, &result);
+        if (kind < 0) ldap_get_option(ld_, LDAP_OPT_RESULT_CODE, &result);
         fail(result, catalogue_text("a request"));
     }
     return messages;
@@ -197,9 +195,9 @@ LDAPMessage *LdapConnection::ask(const char *what, Send send) {
 LdapAnswer LdapConnection::take(LDAPMessage *messages) {
     const LdapMessage freedAtTheEnd(messages);
     LdapAnswer answer;
-    const int read = ldap_answer_read(ld, messages, &answer);
+    const int read = ldap_answer_read(ld_, messages, &answer);
     if (read != LDAP_SUCCESS) fail(read, catalogue_text("a request"));
-    answered = true;
+    answered_ = true;
     return answer;
 }
 
@@ -209,14 +207,14 @@ LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadlin
     for (const std::string &name : search.attributes) attributes.push_back(const_cast<char *>(name.c_str()));
     attributes.push_back(nullptr);
     return take(ask(catalogue_text("a search"), [&](int *message) {
-        return ldap_search_ext(ld, search.base.c_str(), search.scope, search.filter.c_str(), attributes.data(), 0,
+        return ldap_search_ext(ld_, search.base.c_str(), search.scope, search.filter.c_str(), attributes.data(), 0,
                                nullptr, nullptr, nullptr, search.sizeLimit, message);
     }));
 }
 
 LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadline) {
-    if (config.gssapi) return bindWithTicket(identity, deadline);
-    if (config.external) {
+    if (config_.gssapi) return bindWithTicket(identity, deadline);
+    if (config_.external) {
         begin(deadline);
         return bindExternal(identity);
     }
@@ -233,19 +231,19 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
     if (!isTrusted()) {
         throw LdapTrouble(
             ZKE_TLS_REQUIRED,
-            address.text + ": " +
+            address_.text + ": " +
                 catalogue_text("the password was not sent: the connection is not encrypted (use ldaps or start_tls)"));
     }
     LdapAnswer answer = take(ask(catalogue_text("the login"), [&](int *message) {
         Secret password = identity.revealed(); // no longer than it takes to send it
         berval secret = {password.capacity(), password.text()};
-        return ldap_sasl_bind(ld, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, message);
+        return ldap_sasl_bind(ld_, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, message);
     }));
     if (answer.result == LDAP_SUCCESS && isAnonymous()) {
         throw CodedError(ZKE_NO_ACCESS,
                          catalogue_format("%1$s: the server treats the login of %2$s as anonymous: it has not "
                                           "checked the password",
-                                          address.text.c_str(), identity.dn().c_str()));
+                                          address_.text.c_str(), identity.dn().c_str()));
     }
     return answer;
 }
@@ -253,7 +251,7 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
 // Whom the answer to "Who am I?" names.
 std::string LdapConnection::nameIn(LDAPMessage *answer) {
     berval *who = nullptr;
-    const int result = ldap_parse_whoami(ld, answer, &who);
+    const int result = ldap_parse_whoami(ld_, answer, &who);
     std::unique_ptr<berval, decltype(&ber_bvfree)> owner(who, ber_bvfree);
     if (result != LDAP_SUCCESS) fail(result, catalogue_text("the login"));
     return who == nullptr || who->bv_val == nullptr ? "" : std::string(who->bv_val, who->bv_len);
@@ -262,9 +260,9 @@ std::string LdapConnection::nameIn(LDAPMessage *answer) {
 // "Who am I?" (RFC 4532). A server that does not know the question leaves its answer to the login as all there is.
 bool LdapConnection::isAnonymous() {
     const LdapMessage answer(
-        ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld, nullptr, nullptr, message); }));
+        ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld_, nullptr, nullptr, message); }));
     int code = LDAP_SUCCESS;
-    const int parsed = ldap_parse_result(ld, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
+    const int parsed = ldap_parse_result(ld_, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
     if (parsed == LDAP_SUCCESS && code != LDAP_SUCCESS) return false;
     const std::string name = nameIn(answer.get());
     return name.empty() || name == "dn:";
@@ -273,7 +271,7 @@ bool LdapConnection::isAnonymous() {
 // The DN that the server takes the connection's user for.
 std::string LdapConnection::whoAmI() {
     const LdapMessage answer(
-        ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld, nullptr, nullptr, message); }));
+        ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld_, nullptr, nullptr, message); }));
     const std::string name = nameIn(answer.get());
     return name.compare(0, 3, "dn:") == 0 ? name.substr(3) : name;
 }
@@ -282,17 +280,17 @@ std::string LdapConnection::whoAmI() {
 LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
     LdapAnswer answer = take(ask(catalogue_text("the login"), [this](int *message) {
         berval none = {0, const_cast<char *>("")}; // an empty answer in place of none saves a turn
-        return ldap_sasl_bind(ld, "", "EXTERNAL", &none, nullptr, nullptr, message);
+        return ldap_sasl_bind(ld_, "", "EXTERNAL", &none, nullptr, nullptr, message);
     }));
     if (answer.result == LDAP_INVALID_CREDENTIALS || answer.result == LDAP_INAPPROPRIATE_AUTH) {
         throw CodedError(ZKE_NO_ACCESS, catalogue_format("%1$s: the server rejected the process's user: %2$s",
-                                                         address.text.c_str(), ldap_err2string(answer.result)));
+                                                         address_.text.c_str(), ldap_err2string(answer.result)));
     }
     const std::string who = answer.result == LDAP_SUCCESS ? whoAmI() : "";
     if (answer.result == LDAP_SUCCESS && !is_same_dn(identity.dn(), who)) {
         throw CodedError(ZKE_NO_ACCESS,
                          catalogue_format("%1$s: the server takes the process's user for %2$s, not for %3$s",
-                                          address.text.c_str(), name_or_anonymous(who), identity.dn().c_str()));
+                                          address_.text.c_str(), name_or_anonymous(who), identity.dn().c_str()));
     }
     return answer;
 }
@@ -300,21 +298,21 @@ LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
 LdapAnswer LdapConnection::bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline) {
     begin(deadline);
     LdapTicketResult told;
-    if (!ldap_ticket_bind(wire, secured, deadline, &told)) {
+    if (!ldap_ticket_bind(wire_, secured_, deadline, &told)) {
         throw LdapTrouble(
             ZKE_SERVER_SILENT,
-            address.text + ": " +
+            address_.text + ": " +
                 catalogue_text("Kerberos login timed out: no answer from the server or the key distribution centre"));
     }
     if (told.result == LDAP_SERVER_DOWN || told.result == LDAP_TIMEOUT || told.result == LDAP_DECODING_ERROR)
         fail(told.result, catalogue_text("the login"));
     const auto refused = [this](const std::string &why) {
-        return catalogue_format("%1$s: Kerberos login failed: %2$s", address.text.c_str(), why.c_str());
+        return catalogue_format("%1$s: Kerberos login failed: %2$s", address_.text.c_str(), why.c_str());
     };
     if (told.result == LDAP_OTHER || told.result == LDAP_UNAVAILABLE || told.result == LDAP_BUSY)
         throw LdapTrouble(ZKE_TICKET_REFUSED, refused(told.words)); // another server may have its own key
     if (told.result != LDAP_SUCCESS) throw CodedError(ZKE_TICKET_REFUSED, refused(told.words));
-    answered = true;
+    answered_ = true;
     std::string who = whoAmI();
     if (!is_same_dn(identity.dn(), who)) {
         throw CodedError(ZKE_TICKET_REFUSED, refused(catalogue_format("the ticket belongs to %1$s, not to %2$s",

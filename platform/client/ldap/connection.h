@@ -29,13 +29,13 @@ class LdapConnection {
     LdapAnswer bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline);
     LdapAnswer search(const LdapSearch &search, LdapDeadline deadline);
 
-    const std::string &uri() const { return address.text; }
-    bool isSecured() const { return secured; }
+    const std::string &uri() const { return address_.text; }
+    bool isSecured() const { return secured_; }
     // Can nobody but the server hear what is said, or is that what the configuration wants?
-    bool isTrusted() const { return secured || address.local || (config.cleartextLoopback && loopback); }
+    bool isTrusted() const { return secured_ || address_.local || (config_.cleartextLoopback && loopback_); }
     // Has it answered before? A connection that was idle may have been closed for that alone.
-    bool hasAnswered() const { return answered; }
-    bool wasClosed() const { return watch.event() == LdapWatch::Closed; }
+    bool hasAnswered() const { return answered_; }
+    bool wasClosed() const { return watch_.event() == LdapWatch::Closed; }
 
   private:
     void secure(LdapDeadline deadline);
@@ -65,14 +65,14 @@ class LdapConnection {
     LdapConnection(const LdapConnection &refused, Inspect, LdapDeadline deadline);
     void open(LdapDeadline deadline);
 
-    const ConfigLdap &config;
-    LdapUri address;
-    std::shared_ptr<LdapWire> wire = std::make_shared<LdapWire>(); // also of a login that hangs
-    LdapWatch &watch = wire->watch;
-    LDAP *ld = nullptr;
-    bool loopback = false;
-    bool secured = false;
-    bool answered = false;
+    const ConfigLdap &config_;
+    LdapUri address_;
+    std::shared_ptr<LdapWire> wire_ = std::make_shared<LdapWire>(); // also of a login that hangs
+    LdapWatch &watch_ = wire_->watch;
+    LDAP *ld_ = nullptr;
+    bool loopback_ = false;
+    bool secured_ = false;
+    bool answered_ = false;
 };
 
 #endif

@@ -13,20 +13,18 @@
 #include "platform/client/core/private_folder.h"
 #include "platform/client/ldif/store.h"
 
-namespace {
-
-constexpr const char *heading = "# zkclient copy 1 ";
-constexpr size_t file_limit = size_t{512} * 1024 * 1024;
+static constexpr const char *heading = "# zkclient copy 1 ";
+static constexpr size_t file_limit = size_t{512} * 1024 * 1024;
 
 // Empty without a home directory, and in a privileged process.
-std::string cache_folder() {
+static std::string cache_folder() {
     const char *cache = secure_getenv("XDG_CACHE_HOME");
     if (cache != nullptr && *cache == '/') return std::string(cache) + "/brasca-zk";
     const char *home = secure_getenv("HOME");
     return home != nullptr && *home == '/' ? std::string(home) + "/.cache/brasca-zk" : "";
 }
 
-std::string base64(const std::string &bytes) {
+static std::string base64(const std::string &bytes) {
     const gnutls_datum_t plain = {reinterpret_cast<unsigned char *>(const_cast<char *>(bytes.data())),
                                   static_cast<unsigned>(bytes.size())};
     gnutls_datum_t encoded = {};
@@ -35,7 +33,7 @@ std::string base64(const std::string &bytes) {
     return std::string(reinterpret_cast<char *>(encoded.data), encoded.size);
 }
 
-std::string hash_text(const std::string &text) {
+static std::string hash_text(const std::string &text) {
     uint64_t hash = 14695981039346656037u; // FNV-1a
     for (char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
     char hex[17];
@@ -44,13 +42,13 @@ std::string hash_text(const std::string &text) {
 }
 
 // One attribute of an LDIF entry.
-std::string line(const std::string &attribute, const std::string &value) {
+static std::string line(const std::string &attribute, const std::string &value) {
     return attribute + (value.empty() ? ":\n" : ":: " + base64(value) + "\n");
 }
 
 // The value in an entry's name, unless the entry has it or another type than the usual ones: what is no name by itself
 // may not be of its attribute's syntax, be a password or a class, or begin a line of LDIF that is no attribute.
-std::string naming_line(const Entry &entry) {
+static std::string naming_line(const Entry &entry) {
     const NamePart &part = entry.name.front();
     const SchemaAttribute *naming = schema_find_ldap(part.type);
     bool there = std::any_of(entry.values.begin(), entry.values.end(), [&](const EntryValue &value) {
@@ -62,21 +60,19 @@ std::string naming_line(const Entry &entry) {
 }
 
 // Servers may spell a container in the names of what is below it in another case than in its own.
-bool add_once(const Name &name, std::unordered_set<std::string> *written) {
+static bool add_once(const Name &name, std::unordered_set<std::string> *written) {
     std::string key = name_key(name);
     for (const NamePart &part : name) key += part.type + ",";
     return written->insert(key).second;
 }
 
-} // namespace
-
 LdapCopy::LdapCopy(const ConfigTree &tree, const Name &treeBase, const std::string &kind)
-    : base(treeBase), folder(cache_folder()) {
+    : base_(treeBase), folder_(cache_folder()) {
     std::string settings = tree.name + "\n" + tree.base;
     for (const std::string &uri : tree.ldap.uris) settings += "\n" + uri;
     for (const auto &[name, site] : tree.ldap.attributes) settings.append("\n").append(name).append("=").append(site);
-    belongsTo = hash_text(settings);
-    file = hash_text(settings + "\n" + kind) + ".ldif";
+    belongsTo_ = hash_text(settings);
+    file_ = hash_text(settings + "\n" + kind) + ".ldif";
 }
 
 void LdapCopy::addParents(const Name &name, std::unordered_set<std::string> *written, std::string *out) const {
@@ -84,7 +80,7 @@ void LdapCopy::addParents(const Name &name, std::unordered_set<std::string> *wri
         Entry above;
         above.name = name_above(name, i);
         if (add_once(above.name, written)) {
-            *out += "\n" + line("dn", name_to_dn(above.name, base)) + "objectClass: organizationalUnit\n" +
+            *out += "\n" + line("dn", name_to_dn(above.name, base_)) + "objectClass: organizationalUnit\n" +
                     naming_line(above);
         }
     }
@@ -98,7 +94,7 @@ void LdapCopy::addEntry(const Entry &entry, std::unordered_set<std::string> *wri
     // The tree may have given another attribute for the one in its name.
     lines += entry.name.empty() ? "" : naming_line(entry);
     if (!lines.empty() && add_once(entry.name, written))
-        *out += "\n" + line("dn", name_to_dn(entry.name, base)) + lines;
+        *out += "\n" + line("dn", name_to_dn(entry.name, base_)) + lines;
 }
 
 std::string LdapCopy::text(const std::vector<EntryPtr> &entries) const {
@@ -106,30 +102,30 @@ std::string LdapCopy::text(const std::vector<EntryPtr> &entries) const {
     std::vector<EntryPtr> sorted = entries;
     std::stable_sort(sorted.begin(), sorted.end(),
                      [](const EntryPtr &a, const EntryPtr &b) { return a->name.size() < b->name.size(); });
-    std::string out = heading + std::to_string(time(nullptr)) + " " + belongsTo + "\n";
+    std::string out = heading + std::to_string(time(nullptr)) + " " + belongsTo_ + "\n";
     std::unordered_set<std::string> written;
     for (const EntryPtr &entry : sorted) addEntry(*entry, &written, &out);
     return out;
 }
 
 void LdapCopy::write(const std::vector<EntryPtr> &entries) const {
-    PrivateFolder(folder, PrivateFolder::Make).replace(file, text(entries));
+    PrivateFolder(folder_, PrivateFolder::Make).replace(file_, text(entries));
 }
 
 void LdapCopy::remove() const {
-    PrivateFolder(folder).remove(file);
+    PrivateFolder(folder_).remove(file_);
 }
 
 std::unique_ptr<DirectoryStore> LdapCopy::read(time_t *written) const {
     LdifText ldif;
-    if (!PrivateFolder(folder).read(file, file_limit, &ldif.text)) return nullptr;
+    if (!PrivateFolder(folder_).read(file_, file_limit, &ldif.text)) return nullptr;
     const std::string first = ldif.text.substr(0, ldif.text.find('\n'));
     if (first.compare(0, strlen(heading), heading) != 0) return nullptr;
     char *end = nullptr;
     *written = strtoll(first.c_str() + strlen(heading), &end, 10);
-    if (*end != ' ' || end + 1 != belongsTo) return nullptr;
+    if (*end != ' ' || end + 1 != belongsTo_) return nullptr;
     try {
-        return ldif_store_load(std::move(ldif), file, base);
+        return ldif_store_load(std::move(ldif), file_, base_);
     } catch (const DataError &) {
         return nullptr;
     }

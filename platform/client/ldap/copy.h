@@ -33,10 +33,10 @@ class LdapCopy {
     void addEntry(const Entry &entry, std::unordered_set<std::string> *written, std::string *out) const;
     void addParents(const Name &name, std::unordered_set<std::string> *written, std::string *out) const;
 
-    Name base;
-    std::string folder; // empty: the user has no cache folder
-    std::string file;   // in the folder
-    std::string belongsTo;
+    Name base_;
+    std::string folder_; // empty: the user has no cache folder
+    std::string file_;   // in the folder
+    std::string belongsTo_;
 };
 
 // Is a copy that was made at `written` at most so many days old? One from the future is not: who can set the clock back

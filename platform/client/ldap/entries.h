@@ -30,10 +30,10 @@ class LdapEntries {
   private:
     void add(const SchemaAttribute *row, const std::string &value, Entry *entry) const;
 
-    Name base;
-    bool anyName;
-    std::unordered_multimap<std::string, const SchemaAttribute *> rows; // by name_type of the tree's name
-    std::unordered_map<const SchemaAttribute *, std::string> names;
+    Name base_;
+    bool anyName_;
+    std::unordered_multimap<std::string, const SchemaAttribute *> rows_; // by name_type of the tree's name
+    std::unordered_map<const SchemaAttribute *, std::string> names_;
 };
 
 #endif

@@ -2,9 +2,7 @@
 
 #include <cstdio>
 
-namespace {
-
-std::string escaped(std::string_view value) {
+static std::string escaped(std::string_view value) {
     std::string text;
     for (char c : value) {
         if (c == '*' || c == '(' || c == ')' || c == '\\' || c == '\0') {
@@ -18,14 +16,12 @@ std::string escaped(std::string_view value) {
     return text;
 }
 
-std::string joined(const char *kind, const std::vector<std::string> &filters) {
+static std::string joined(const char *kind, const std::vector<std::string> &filters) {
     if (filters.size() == 1) return filters.front();
     std::string text = kind;
     for (const std::string &filter : filters) text += filter;
     return text + ")";
 }
-
-} // namespace
 
 std::string filter_equal(std::string_view attribute, std::string_view value) {
     return "(" + std::string(attribute) + "=" + escaped(value) + ")";

@@ -18,8 +18,8 @@ class LdapBerLength {
     uint64_t value() const { return value_; }
 
   private:
-    bool begun = false;
-    size_t following = 0;
+    bool begun_ = false;
+    size_t following_ = 0;
     uint64_t value_ = 0;
 };
 
@@ -34,20 +34,20 @@ class LdapFraming {
 
     // Once a verdict is not Fine the stream is of no more use.
     Verdict take(const unsigned char *bytes, size_t count);
-    bool inMessage() const { return inHead || rest > 0; }
+    bool inMessage() const { return inHead_ || rest_ > 0; }
 
   private:
     Verdict takeHead(unsigned char byte);
     Verdict takeStart(unsigned char byte);
 
-    bool inHead = false;
-    LdapBerLength length;
-    uint64_t rest = 0;    // of the current message's body
-    size_t start = 0;     // bytes of the body's start that have been seen
-    size_t numberEnd = 0; // position of the answer's tag in the body, once its number's length is known
-    unsigned number = 0;  // its bytes, put together: 0 when all are
-    LdapBerLength answerLength;
-    bool started = false;
+    bool inHead_ = false;
+    LdapBerLength length_;
+    uint64_t rest_ = 0;    // of the current message's body
+    size_t start_ = 0;     // bytes of the body's start that have been seen
+    size_t numberEnd_ = 0; // position of the answer's tag in the body, once its number's length is known
+    unsigned number_ = 0;  // its bytes, put together: 0 when all are
+    LdapBerLength answerLength_;
+    bool started_ = false;
 };
 
 #endif

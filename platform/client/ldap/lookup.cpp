@@ -6,31 +6,27 @@
 #include "platform/client/core/errors.h"
 #include "platform/client/ldap/filter.h"
 
-namespace {
-
-constexpr int same_name_limit = 32;                       // objects of one name and different types side by side
-constexpr const char *leaf_types[] = {"cn", "uid", "ou"}; // the likely ones, in this order
-
-} // namespace
+static constexpr int same_name_limit = 32;                       // objects of one name and different types side by side
+static constexpr const char *leaf_types[] = {"cn", "uid", "ou"}; // the likely ones, in this order
 
 LdapLookup::LdapLookup(const ConfigTree &config, const Name &base, LdapServers *askedServers)
-    : tree(config), root(base), entries(config.ldap, base, config.anyText), servers(*askedServers) {}
+    : tree_(config), root_(base), entries_(config.ldap, base, config.anyText), servers_(*askedServers) {}
 
 LdapAnswer LdapLookup::search(const Name &below, int scope, const std::string &filter, bool withMembers,
                               int sizeLimit) {
-    LdapSearch wanted = {name_to_dn(below, root), scope, filter, entries.attributes(withMembers), sizeLimit};
-    LdapAnswer answer = servers.search(wanted);
-    anythingSeen = anythingSeen || !answer.entries.empty();
+    LdapSearch wanted = {name_to_dn(below, root_), scope, filter, entries_.attributes(withMembers), sizeLimit};
+    LdapAnswer answer = servers_.search(wanted);
+    anythingSeen_ = anythingSeen_ || !answer.entries.empty();
     if (!answer.missing.empty()) {
-        missing = answer.missing;
-        missingCode = answer.missingCode;
+        missing_ = answer.missing;
+        missingCode_ = answer.missingCode;
     }
     return answer;
 }
 
 std::vector<std::string> LdapLookup::namingContexts() {
     std::vector<std::string> contexts;
-    LdapAnswer answer = servers.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"namingContexts"}});
+    LdapAnswer answer = servers_.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"namingContexts"}});
     for (const LdapEntry &entry : answer.entries)
         for (const auto &attribute : entry.attributes)
             contexts.insert(contexts.end(), attribute.second.begin(), attribute.second.end());
@@ -38,44 +34,44 @@ std::vector<std::string> LdapLookup::namingContexts() {
 }
 
 const Name &LdapLookup::searchBase() {
-    if (!searchBases.empty()) return searchBases.front();
+    if (!searchBases_.empty()) return searchBases_.front();
     Name found;
-    if (!tree.ldap.searchBase.empty()) {
-        if (!name_parse_dn(tree.ldap.searchBase, root, &found, nullptr))
-            throw DataError(tree.name + ": " + catalogue_text("search_base must be base or below it"));
-        searchBases.push_back(found);
-    } else if (!root.empty()) {
-        searchBases.emplace_back();
+    if (!tree_.ldap.searchBase.empty()) {
+        if (!name_parse_dn(tree_.ldap.searchBase, root_, &found, nullptr))
+            throw DataError(tree_.name + ": " + catalogue_text("search_base must be base or below it"));
+        searchBases_.push_back(found);
+    } else if (!root_.empty()) {
+        searchBases_.emplace_back();
     } else {
         for (const std::string &context : namingContexts())
-            if (name_parse_dn(context, root, &found, nullptr)) searchBases.push_back(found);
-        if (searchBases.size() != 1) {
-            searchBases.clear();
+            if (name_parse_dn(context, root_, &found, nullptr)) searchBases_.push_back(found);
+        if (searchBases_.size() != 1) {
+            searchBases_.clear();
             throw DataError(
-                tree.name + ": " +
+                tree_.name + ": " +
                 catalogue_text("the server does not have exactly one naming context: set base or search_base"));
         }
     }
-    return searchBases.front();
+    return searchBases_.front();
 }
 
 EntryPtr LdapLookup::keep(const LdapEntry &readEntry) {
-    EntryPtr entry = entries.make(readEntry);
+    EntryPtr entry = entries_.make(readEntry);
     if (entry != nullptr) {
-        std::vector<EntryPtr> &same = read[name_key(entry->name)];
+        std::vector<EntryPtr> &same = read_[name_key(entry->name)];
         for (const EntryPtr &one : same)
             if (name_equal(one->name, entry->name)) return one;
         same.push_back(entry);
-        count++;
-        if (!readEntry.origin.server.empty()) origins[name_to_dotted(entry->name, true)] = readEntry.origin;
-        absent.erase(name_to_dotted(entry->name, true));
+        count_++;
+        if (!readEntry.origin.server.empty()) origins_[name_to_dotted(entry->name, true)] = readEntry.origin;
+        absent_.erase(name_to_dotted(entry->name, true));
     }
     return entry;
 }
 
 EntryPtr LdapLookup::kept(const Name &name) const {
-    auto found = read.find(name_key(name));
-    if (found != read.end()) {
+    auto found = read_.find(name_key(name));
+    if (found != read_.end()) {
         for (const EntryPtr &one : found->second)
             if (name_may_be(name, one->name)) return one;
     }
@@ -117,9 +113,9 @@ std::vector<Name> LdapLookup::guesses(const Name &name) {
 void LdapLookup::readGuesses(const Name &name) {
     std::vector<std::string> filters;
     for (const Name &guess : guesses(name))
-        if (kept(guess) == nullptr) filters.push_back(filter_equal("entryDN", name_to_dn(guess, root)));
-    if (!anythingSeen && searchBase().size() < name.size())
-        filters.push_back(filter_equal("entryDN", name_to_dn(searchBase(), root)));
+        if (kept(guess) == nullptr) filters.push_back(filter_equal("entryDN", name_to_dn(guess, root_)));
+    if (!anythingSeen_ && searchBase().size() < name.size())
+        filters.push_back(filter_equal("entryDN", name_to_dn(searchBase(), root_)));
     for (const LdapEntry &entry : search(searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), true).entries)
         keep(entry);
 }
@@ -143,7 +139,7 @@ EntryPtr LdapLookup::readByLevels(const Name &name) {
         Name part = name_above(name, i);
         EntryPtr entry = kept(part);
         if (entry == nullptr) entry = readLevel(parent, part.front());
-        if (entry == nullptr || entry->is_class("Alias")) break; // nothing lies below it
+        if (entry == nullptr || entry->isClass("Alias")) break; // nothing lies below it
         parent = entry->name;
     }
     return kept(name);
@@ -152,31 +148,31 @@ EntryPtr LdapLookup::readByLevels(const Name &name) {
 EntryPtr LdapLookup::lookup(const Name &name) {
     EntryPtr entry = kept(name);
     std::string dotted = name_to_dotted(name, true);
-    if (entry != nullptr || absent.count(dotted) != 0) return entry;
-    missing.clear();
+    if (entry != nullptr || absent_.count(dotted) != 0) return entry;
+    missing_.clear();
     if (name.size() >= searchBase().size() && fitSearchBase(name)) {
         readGuesses(name);
         entry = kept(name);
-        if (entry == nullptr && anythingSeen) entry = readByLevels(name);
+        if (entry == nullptr && anythingSeen_) entry = readByLevels(name);
     }
-    if (entry == nullptr && !missing.empty()) throw LdapTrouble(missingCode, missing); // it may be there
-    if (entry == nullptr) absent.insert(dotted);
+    if (entry == nullptr && !missing_.empty()) throw LdapTrouble(missingCode_, missing_); // it may be there
+    if (entry == nullptr) absent_.insert(dotted);
     return entry;
 }
 
 LdapOrigin LdapLookup::origin(const Name &name) const {
-    auto found = origins.find(name_to_dotted(name, true));
-    return found == origins.end() ? LdapOrigin() : found->second;
+    auto found = origins_.find(name_to_dotted(name, true));
+    return found == origins_.end() ? LdapOrigin() : found->second;
 }
 
 std::vector<EntryPtr> LdapLookup::allKept() const {
     std::vector<EntryPtr> all;
-    for (const auto &same : read) all.insert(all.end(), same.second.begin(), same.second.end());
+    for (const auto &same : read_) all.insert(all.end(), same.second.begin(), same.second.end());
     return all;
 }
 
 std::optional<Name> LdapLookup::unseen(const Name &name) {
-    if (anythingSeen || name.size() <= searchBase().size() || !fitSearchBase(name)) return std::nullopt;
+    if (anythingSeen_ || name.size() <= searchBase().size() || !fitSearchBase(name)) return std::nullopt;
     const std::vector<Name> all = guesses(name);
     const size_t leaves = name.front().type.empty() ? std::size(leaf_types) : 1;
     return all[all.size() - leaves];
@@ -184,10 +180,10 @@ std::optional<Name> LdapLookup::unseen(const Name &name) {
 
 // With referrals another server may have it.
 void LdapLookup::refuseWrongBase() {
-    const std::string key = tree.ldap.searchBase.empty() ? "base" : "search_base";
-    const std::string &wanted = tree.ldap.searchBase.empty() ? tree.base : tree.ldap.searchBase;
+    const std::string key = tree_.ldap.searchBase.empty() ? "base" : "search_base";
+    const std::string &wanted = tree_.ldap.searchBase.empty() ? tree_.base : tree_.ldap.searchBase;
     Name place;
-    if (anythingSeen || wanted.empty() || tree.ldap.referrals || !name_parse_dn(wanted, {}, &place, nullptr)) return;
+    if (anythingSeen_ || wanted.empty() || tree_.ldap.referrals || !name_parse_dn(wanted, {}, &place, nullptr)) return;
     std::string shown;
     try {
         for (const std::string &context : namingContexts()) {
@@ -202,14 +198,14 @@ void LdapLookup::refuseWrongBase() {
     }
     if (!shown.empty()) {
         throw DataError(catalogue_format("%1$s: the server does not hold %2$s %3$s: its naming contexts are %4$s",
-                                         tree.name.c_str(), key.c_str(), wanted.c_str(), shown.c_str()));
+                                         tree_.name.c_str(), key.c_str(), wanted.c_str(), shown.c_str()));
     }
 }
 
 void LdapLookup::forget() {
-    read.clear();
-    count = 0;
-    absent.clear();
-    origins.clear();
-    anythingSeen = false;
+    read_.clear();
+    count_ = 0;
+    absent_.clear();
+    origins_.clear();
+    anythingSeen_ = false;
 }

@@ -30,7 +30,7 @@ class LdapLookup {
     EntryPtr lookup(const Name &name);
     EntryPtr kept(const Name &name) const;
     std::vector<EntryPtr> allKept() const;
-    size_t countKept() const { return count; }
+    size_t countKept() const { return count_; }
 
     // Which server had the object; an empty one for the tree's own.
     LdapOrigin origin(const Name &name) const;
@@ -44,7 +44,7 @@ class LdapLookup {
     void refuseWrongBase();
 
     // The name that this tree gives to an attribute.
-    const std::string &siteName(const char *ldap) const { return entries.siteName(ldap); }
+    const std::string &siteName(const char *ldap) const { return entries_.siteName(ldap); }
 
     // Another user may read other things.
     void forget();
@@ -57,18 +57,18 @@ class LdapLookup {
     EntryPtr readLevel(const Name &parent, const NamePart &part);
     bool fitSearchBase(const Name &name);
 
-    const ConfigTree &tree;
-    Name root;
-    LdapEntries entries;
-    LdapServers &servers;
-    std::vector<Name> searchBases; // one, once it is known
-    bool anythingSeen = false;
-    std::unordered_map<std::string, LdapOrigin> origins; // names with their types
-    std::string missing;                                 // as in the last answers
-    uint32_t missingCode = 0;
-    std::unordered_map<std::string, std::vector<EntryPtr>> read; // by name_key
-    size_t count = 0;                                            // of its entries
-    std::unordered_set<std::string> absent;                      // names with their types
+    const ConfigTree &tree_;
+    Name root_;
+    LdapEntries entries_;
+    LdapServers &servers_;
+    std::vector<Name> searchBases_; // one, once it is known
+    bool anythingSeen_ = false;
+    std::unordered_map<std::string, LdapOrigin> origins_; // names with their types
+    std::string missing_;                                 // as in the last answers
+    uint32_t missingCode_ = 0;
+    std::unordered_map<std::string, std::vector<EntryPtr>> read_; // by name_key
+    size_t count_ = 0;                                            // of its entries
+    std::unordered_set<std::string> absent_;                      // names with their types
 };
 
 #endif

@@ -7,13 +7,11 @@
 #include "platform/client/core/password.h"
 #include "platform/client/ldap/copy.h"
 
-namespace {
-
-LdapCopy copy_of(const ConfigTree &config, const Name &base, const Name &user) {
+static LdapCopy copy_of(const ConfigTree &config, const Name &base, const Name &user) {
     return LdapCopy(config, base, "login\n" + name_key(user));
 }
 
-EntryPtr group_with(const Name &group, const std::string &memberDn) {
+static EntryPtr group_with(const Name &group, const std::string &memberDn) {
     auto entry = std::make_shared<Entry>();
     entry->name = group;
     entry->values.push_back({schema_find_ldap("objectClass"), "groupOfNames"});
@@ -24,7 +22,7 @@ EntryPtr group_with(const Name &group, const std::string &memberDn) {
 }
 
 // "3 minutes", "2 days"
-std::string age_text(unsigned long seconds) {
+static std::string age_text(unsigned long seconds) {
     constexpr unsigned long minute = 60, hour = 3600, day = 86400;
     char text[128];
     // TRANSLATORS: how old a copy is, as it stands in "using the copy made 3 minutes ago"
@@ -39,66 +37,64 @@ std::string age_text(unsigned long seconds) {
     return text;
 }
 
-} // namespace
-
 void OfflineLogin::keep(const EntryPtr &who, const char *password) {
-    user = who;
-    passwordHash = password_hash("$y$", 0, password);
+    user_ = who;
+    passwordHash_ = password_hash("$y$", 0, password);
 }
 
 void OfflineLogin::save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const {
-    if (user == nullptr || passwordHash.empty()) return;
+    if (user_ == nullptr || passwordHash_.empty()) return;
     // First of its name, so that it is the one that is written.
-    auto withPassword = std::make_shared<Entry>(*user);
-    withPassword->values.push_back({schema_find_ldap("userPassword"), passwordHash});
+    auto withPassword = std::make_shared<Entry>(*user_);
+    withPassword->values.push_back({schema_find_ldap("userPassword"), passwordHash_});
     std::vector<EntryPtr> all = {withPassword};
     all.insert(all.end(), entries.begin(), entries.end());
-    std::string dn = name_to_dn(user->name, root);
+    std::string dn = name_to_dn(user_->name, root_);
     for (const Name &group : groups)
         if (!group.empty()) all.push_back(group_with(group, dn));
-    copy_of(config, root, user->name).write(all);
+    copy_of(config_, root_, user_->name).write(all);
 }
 
 std::unique_ptr<DirectoryStore> OfflineLogin::read(const Name &who, time_t *when) const {
-    return copy_of(config, root, who).read(when);
+    return copy_of(config_, root_, who).read(when);
 }
 
 bool OfflineLogin::begin(const Name &who) {
-    if (copy == nullptr) {
-        copy = read(who, &written);
-        if (copy != nullptr && !ldap_copy_is_recent(written, config.ldap.offlineDays)) copy.reset();
+    if (copy_ == nullptr) {
+        copy_ = read(who, &written_);
+        if (copy_ != nullptr && !ldap_copy_is_recent(written_, config_.ldap.offlineDays)) copy_.reset();
     }
-    return copy != nullptr;
+    return copy_ != nullptr;
 }
 
 void OfflineLogin::refused(const Name &who) const {
-    copy_of(config, root, who).remove();
+    copy_of(config_, root_, who).remove();
 }
 
 void OfflineLogin::refusedPassword(const Name &who, const char *password) const {
     time_t when = 0;
     std::unique_ptr<DirectoryStore> kept = read(who, &when);
-    const EntryPtr entry = kept == nullptr ? nullptr : kept->find(who, Aliases::Keep);
+    const EntryPtr entry = kept == nullptr ? nullptr : kept->find(who, Aliases::keep);
     if (entry == nullptr) return;
     try {
-        if (kept->check_password(*entry, password) == Verdict::Accepted) refused(who);
+        if (kept->checkPassword(*entry, password) == Verdict::accepted) refused(who);
     } catch (const DataError &) {
         // Its password is no hash, and so lets nobody in.
     }
 }
 
 Verdict OfflineLogin::login(const Entry &who, const char *password) const {
-    const Verdict verdict = copy->check_password(who, password);
-    if (verdict == Verdict::Accepted) {
-        time_t age = time(nullptr) - written;
+    const Verdict verdict = copy_->checkPassword(who, password);
+    if (verdict == Verdict::accepted) {
+        time_t age = time(nullptr) - written_;
         fprintf(stderr, catalogue_text("No server of tree %1$s answers: using the copy made %2$s ago.\n"),
-                config.name.c_str(), age_text(age < 0 ? 0 : static_cast<unsigned long>(age)).c_str());
+                config_.name.c_str(), age_text(age < 0 ? 0 : static_cast<unsigned long>(age)).c_str());
     }
     return verdict;
 }
 
 void OfflineLogin::end() {
-    copy.reset();
-    user.reset();
-    passwordHash.clear();
+    copy_.reset();
+    user_.reset();
+    passwordHash_.clear();
 }

@@ -17,7 +17,7 @@
 class OfflineLogin {
   public:
     // `tree` must outlive the object.
-    OfflineLogin(const ConfigTree &tree, const Name &base) : config(tree), root(base) {}
+    OfflineLogin(const ConfigTree &tree, const Name &base) : config_(tree), root_(base) {}
 
     // A user has logged in, with this password; from now on `save` keeps what the login has read.
     void keep(const EntryPtr &user, const char *password);
@@ -31,8 +31,8 @@ class OfflineLogin {
     // No server answers: takes the user's copy instead. False when there is none that is recent enough, or none is
     // wanted.
     bool begin(const Name &user);
-    bool active() const { return copy != nullptr; }
-    DirectoryStore *store() const { return copy.get(); }
+    bool active() const { return copy_ != nullptr; }
+    DirectoryStore *store() const { return copy_.get(); }
 
     // Accepted, after a line on standard error that says how old the copy is, or WrongPassword.
     Verdict login(const Entry &user, const char *password) const;
@@ -41,12 +41,12 @@ class OfflineLogin {
     void end();
 
   private:
-    const ConfigTree &config;
-    Name root;
-    EntryPtr user;
-    std::string passwordHash;
-    std::unique_ptr<DirectoryStore> copy;
-    time_t written = 0;
+    const ConfigTree &config_;
+    Name root_;
+    EntryPtr user_;
+    std::string passwordHash_;
+    std::unique_ptr<DirectoryStore> copy_;
+    time_t written_ = 0;
 
     std::unique_ptr<DirectoryStore> read(const Name &who, time_t *when) const;
 };

@@ -4,74 +4,74 @@
 
 // Takes the copy. A server that nobody can hear is one thing, a server that is not the site's own another.
 bool OfflineStore::begin(const LdapTrouble &trouble, const Name &user) {
-    return !trouble.distrusted && !servers.haveDistrusted() && offline.begin(user);
+    return !trouble.distrusted && !servers_.haveDistrusted() && offline_.begin(user);
 }
 
 // A program that runs in this one's place leaves no later moment to keep what was read.
 EntryPtr OfflineStore::find(const Name &name, Aliases aliases) {
-    const size_t before = servers.countRead();
+    const size_t before = servers_.countRead();
     EntryPtr entry = current().find(name, aliases);
-    if (entry != nullptr && servers.countRead() > before) save();
+    if (entry != nullptr && servers_.countRead() > before) save();
     return entry;
 }
 
-EntryPtr OfflineStore::find_user(const Name &name) {
-    if (offline.active()) return offline.store()->find_user(name);
+EntryPtr OfflineStore::findUser(const Name &name) {
+    if (offline_.active()) return offline_.store()->findUser(name);
     try {
-        EntryPtr user = store->find_user(name);
-        if (user == nullptr) offline.refused(name);
+        EntryPtr user = store_->findUser(name);
+        if (user == nullptr) offline_.refused(name);
         return user;
     } catch (const LdapTrouble &trouble) {
         if (!begin(trouble, name)) throw;
-        return offline.store()->find_user(name);
+        return offline_.store()->findUser(name);
     }
 }
 
 // A password that was changed, an account that was locked: pulling the plug must not bring them back.
 void OfflineStore::noteRefusal(Verdict verdict, const Name &user, const char *password) const {
-    if (verdict == Verdict::Locked)
-        offline.refused(user);
-    else if (verdict == Verdict::WrongPassword)
-        offline.refusedPassword(user, password);
+    if (verdict == Verdict::locked)
+        offline_.refused(user);
+    else if (verdict == Verdict::wrongPassword)
+        offline_.refusedPassword(user, password);
 }
 
-Verdict OfflineStore::check_password(const Entry &entry, const char *password) {
-    const Verdict verdict = current().check_password(entry, password);
-    if (!offline.active()) noteRefusal(verdict, entry.name, password);
+Verdict OfflineStore::checkPassword(const Entry &entry, const char *password) {
+    const Verdict verdict = current().checkPassword(entry, password);
+    if (!offline_.active()) noteRefusal(verdict, entry.name, password);
     return verdict;
 }
 
 Verdict OfflineStore::login(EntryPtr *user, const char *password) {
-    if (offline.active()) return offline.login(**user, password);
+    if (offline_.active()) return offline_.login(**user, password);
     const Name asked = (*user)->name;
-    Verdict verdict = Verdict::Accepted;
+    Verdict verdict = Verdict::accepted;
     try {
-        verdict = store->login(user, password);
+        verdict = store_->login(user, password);
     } catch (const LdapTrouble &trouble) {
         if (!begin(trouble, asked)) throw;
-        return offline.login(**user, password);
+        return offline_.login(**user, password);
     } catch (...) {
-        identity.reset(); // what was read may be gone
+        identity_.reset(); // what was read may be gone
         throw;
     }
     noteRefusal(verdict, asked, password);
-    if (verdict == Verdict::Accepted && login_is_locked(**user)) {
-        identity.reset();
-        offline.refused(asked); // whoever logs in finds that out for itself
-    } else if (verdict == Verdict::Accepted) {
-        identity = *user;
-        offline.keep(identity, password);
+    if (verdict == Verdict::accepted && login_is_locked(**user)) {
+        identity_.reset();
+        offline_.refused(asked); // whoever logs in finds that out for itself
+    } else if (verdict == Verdict::accepted) {
+        identity_ = *user;
+        offline_.keep(identity_, password);
         save();
     }
     return verdict;
 }
 
 void OfflineStore::save() {
-    if (identity != nullptr) offline.save(servers.allRead(), store->groups_of(*identity));
+    if (identity_ != nullptr) offline_.save(servers_.allRead(), store_->groupsOf(*identity_));
 }
 
 void OfflineStore::logout() {
-    identity.reset();
-    store->logout();
-    offline.end();
+    identity_.reset();
+    store_->logout();
+    offline_.end();
 }

@@ -12,30 +12,30 @@ class OfflineStore : public DirectoryStore {
   public:
     // `asked` is what `inner` asks in the end; `config` must outlive the store.
     OfflineStore(std::unique_ptr<DirectoryStore> inner, const LdapStore &asked, const ConfigTree &config)
-        : store(std::move(inner)), servers(asked), offline(config, asked.base()) {}
+        : store_(std::move(inner)), servers_(asked), offline_(config, asked.base()) {}
 
-    const Name &base() const override { return store->base(); }
+    const Name &base() const override { return store_->base(); }
     EntryPtr find(const Name &name, Aliases aliases) override;
-    EntryPtr find_user(const Name &name) override;
-    std::vector<Name> groups_of(const Entry &entry) override { return current().groups_of(entry); }
-    EntryPtr find_server(std::string_view name) override { return current().find_server(name); }
-    EntryPtr find_volume(const Entry &server, std::string_view volume) override {
-        return current().find_volume(server, volume);
+    EntryPtr findUser(const Name &name) override;
+    std::vector<Name> groupsOf(const Entry &entry) override { return current().groupsOf(entry); }
+    EntryPtr findServer(std::string_view name) override { return current().findServer(name); }
+    EntryPtr findVolume(const Entry &server, std::string_view volume) override {
+        return current().findVolume(server, volume);
     }
-    Verdict check_password(const Entry &entry, const char *password) override;
+    Verdict checkPassword(const Entry &entry, const char *password) override;
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
 
   private:
-    DirectoryStore &current() { return offline.active() ? *offline.store() : *store; }
+    DirectoryStore &current() { return offline_.active() ? *offline_.store() : *store_; }
     bool begin(const LdapTrouble &trouble, const Name &user);
     void noteRefusal(Verdict verdict, const Name &user, const char *password) const;
     void save();
 
-    std::unique_ptr<DirectoryStore> store;
-    const LdapStore &servers;
-    OfflineLogin offline;
-    EntryPtr identity; // who has logged in at a server, and whose login is kept
+    std::unique_ptr<DirectoryStore> store_;
+    const LdapStore &servers_;
+    OfflineLogin offline_;
+    EntryPtr identity_; // who has logged in at a server, and whose login is kept
 };
 
 #endif

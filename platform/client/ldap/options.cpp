@@ -11,14 +11,14 @@ struct OptionRow {
     int value;
 };
 
-void must(int result, const LdapUri &address, const char *what) {
+} // namespace
+
+static void must(int result, const LdapUri &address, const char *what) {
     if (result != LDAP_OPT_SUCCESS) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
                           catalogue_format("%1$s: libldap rejected %2$s", address.text.c_str(), what));
     }
 }
-
-} // namespace
 
 timeval ldap_time_left(LdapDeadline deadline) {
     auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - LdapClock::now()).count();

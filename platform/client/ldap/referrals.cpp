@@ -6,33 +6,29 @@
 #include "platform/client/core/names.h"
 #include "platform/zk.h"
 
-namespace {
-
 // "dn?attributes?scope?filter?extensions" of a URI: is there anything in this part?
-bool has_part(const std::string &uri, int number) {
+static bool has_part(const std::string &uri, int number) {
     size_t at = uri.find("://");
     at = at == std::string::npos ? at : uri.find('/', at + 3);
     for (; number > 0 && at != std::string::npos; number--) at = uri.find('?', at + 1);
     return at != std::string::npos && at + 1 < uri.size() && uri[at + 1] != '?';
 }
 
-std::string place_key(const LdapPlace &place) {
+static std::string place_key(const LdapPlace &place) {
     return name_fold(place.server + "/" + place.search.base) + "?" + std::to_string(place.search.scope) + "?" +
            place.search.filter;
 }
 
-LdapTrouble broken(const std::string &sentence) {
+static LdapTrouble broken(const std::string &sentence) {
     return LdapTrouble(ZKE_REFERRAL_BROKEN, sentence);
 }
 
-void note_missing(LdapAnswer *answer, uint32_t code, const std::string &sentence) {
+static void note_missing(LdapAnswer *answer, uint32_t code, const std::string &sentence) {
     if (answer->missing.empty()) {
         answer->missingCode = code;
         answer->missing = sentence;
     }
 }
-
-} // namespace
 
 bool ldap_place_parse(const std::string &uri, const LdapSearch &referred, bool continues, LdapPlace *place) {
     LDAPURLDesc *parsed = nullptr;
@@ -55,58 +51,58 @@ bool ldap_place_parse(const std::string &uri, const LdapSearch &referred, bool c
     return true;
 }
 
-LdapReferrals::LdapReferrals(const ConfigLdap &configuration) : config(configuration) {}
+LdapReferrals::LdapReferrals(const ConfigLdap &configuration) : config_(configuration) {}
 
 void LdapReferrals::forget() {
-    connections.clear();
+    connections_.clear();
 }
 
 void LdapReferrals::remember(const std::string &server, const LdapTrouble &trouble) {
-    down[server] = {LdapClock::now() + ldap_seconds(config.retryAfter), trouble.code, trouble.what(),
-                    trouble.distrusted};
+    down_[server] = {LdapClock::now() + ldap_seconds(config_.retryAfter), trouble.code, trouble.what(),
+                     trouble.distrusted};
 }
 
 bool LdapReferrals::haveDistrusted() const {
-    return std::any_of(down.begin(), down.end(), [](const auto &server) {
-        return server.second.until > LdapClock::now() && server.second.distrusted;
-    });
+    return std::any_of(
+        down_.begin(), down_.end(),
+        [](const auto &server) { return server.second.until > LdapClock::now() && server.second.distrusted; });
 }
 
 void LdapReferrals::refuseIfDown(const std::string &server) const {
-    auto known = down.find(server);
-    if (known != down.end() && known->second.until > LdapClock::now())
+    auto known = down_.find(server);
+    if (known != down_.end() && known->second.until > LdapClock::now())
         throw LdapTrouble(known->second.code, known->second.sentence);
 }
 
 // By host and port: another port of a machine may be anybody's.
 bool LdapReferrals::isNamed(const std::string &server) const {
     const LdapUri asked = ldap_uri_parse(server);
-    auto is_asked = [&asked](const std::string &uri) {
+    auto isAsked = [&asked](const std::string &uri) {
         const LdapUri known = ldap_uri_parse(uri);
         return !known.local && equal_nocase(known.host, asked.host) && known.port == asked.port;
     };
-    return std::any_of(config.uris.begin(), config.uris.end(), is_asked) ||
-           std::any_of(config.referralServers.begin(), config.referralServers.end(), is_asked);
+    return std::any_of(config_.uris.begin(), config_.uris.end(), isAsked) ||
+           std::any_of(config_.referralServers.begin(), config_.referralServers.end(), isAsked);
 }
 
 // A ticket is of no use to whoever sees it on the way.
 bool LdapReferrals::isSafe(const LdapConnection &connection, bool trusted) const {
-    return isNamed(connection.uri()) && (config.gssapi || (trusted && connection.isSecured()));
+    return isNamed(connection.uri()) && (config_.gssapi || (trusted && connection.isSecured()));
 }
 
 // A connection to the server: the user's where that is safe and the server knows the user, otherwise nobody's.
 LdapConnection &LdapReferrals::open(const std::string &server, bool trusted, const LdapIdentity &identity,
                                     LdapDeadline deadline) {
-    std::unique_ptr<LdapConnection> &kept = connections[(trusted ? "+" : "-") + server];
+    std::unique_ptr<LdapConnection> &kept = connections_[(trusted ? "+" : "-") + server];
     if (kept == nullptr) {
-        auto made = std::make_unique<LdapConnection>(config, server, deadline);
+        auto made = std::make_unique<LdapConnection>(config_, server, deadline);
         if (!identity.dn().empty() && isSafe(*made, trusted)) {
             try {
                 made->bind(identity, deadline); // a server that does not know the user answers as to nobody
             } catch (const LdapTrouble &) {
                 throw;
             } catch (const CodedError &) {
-                made = std::make_unique<LdapConnection>(config, server, deadline);
+                made = std::make_unique<LdapConnection>(config_, server, deadline);
             }
         }
         kept = std::move(made);
@@ -125,7 +121,7 @@ LdapAnswer LdapReferrals::ask(const LdapPlace &place, bool trusted, const LdapId
             *secured = connection.isSecured();
             return connection.search(place.search, deadline);
         } catch (const LdapTrouble &trouble) {
-            std::unique_ptr<LdapConnection> gone = std::move(connections[(trusted ? "+" : "-") + place.server]);
+            std::unique_ptr<LdapConnection> gone = std::move(connections_[(trusted ? "+" : "-") + place.server]);
             // Servers close connections that were idle for long: that alone is no fault.
             if (!wasIdle || gone == nullptr || !gone->wasClosed()) {
                 remember(place.server, trouble);
@@ -212,7 +208,7 @@ LdapAnswer LdapReferrals::login(const LdapOrigin &origin, const LdapIdentity &id
     }
     refuseIfDown(origin.server);
     try {
-        LdapConnection made(config, origin.server, deadline);
+        LdapConnection made(config_, origin.server, deadline);
         if (!isSafe(made, origin.trusted)) {
             throw CodedError(ZKE_TLS_REQUIRED, origin.server + ": " +
                                                    catalogue_text("the password was not sent: this server was reached "

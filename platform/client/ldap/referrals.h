@@ -74,9 +74,9 @@ class LdapReferrals {
     void remember(const std::string &server, const LdapTrouble &trouble);
     void refuseIfDown(const std::string &server) const;
 
-    const ConfigLdap &config;
-    std::map<std::string, std::unique_ptr<LdapConnection>> connections; // by server and by how far it is trusted
-    std::map<std::string, Down> down;
+    const ConfigLdap &config_;
+    std::map<std::string, std::unique_ptr<LdapConnection>> connections_; // by server and by how far it is trusted
+    std::map<std::string, Down> down_;
 };
 
 #endif

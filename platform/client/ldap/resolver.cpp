@@ -29,7 +29,9 @@ struct Lookup {
     }
 };
 
-Bounded start(const std::string &what, std::function<void()> work) {
+} // namespace
+
+static Bounded start(const std::string &what, std::function<void()> work) {
     try {
         return Bounded(std::move(work));
     } catch (const std::system_error &error) {
@@ -40,7 +42,7 @@ Bounded start(const std::string &what, std::function<void()> work) {
 
 // Within libldap's start nobody else can use libldap, so that its look-up has to end soon by itself as well: where the
 // system asks name servers, each is asked once, for a second. The settings are the thread's own.
-void start_libldap() {
+static void start_libldap() {
     if (res_init() == 0) {
         _res.retrans = 1;
         _res.retry = 1;
@@ -48,8 +50,6 @@ void start_libldap() {
     int version = 0;
     ldap_get_option(nullptr, LDAP_OPT_PROTOCOL_VERSION, &version);
 }
-
-} // namespace
 
 LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline) {
     auto lookup = std::make_shared<Lookup>();

@@ -9,17 +9,15 @@
 #include "platform/client/ldap/waiting.h"
 #include "platform/zk.h"
 
-namespace {
-
 // Results by which a server says that it cannot do its work; another one may.
-bool is_servers_trouble(int result) {
+static bool is_servers_trouble(int result) {
     constexpr int results[] = {LDAP_OPERATIONS_ERROR, LDAP_PROTOCOL_ERROR, LDAP_TIMELIMIT_EXCEEDED, LDAP_BUSY,
                                LDAP_UNAVAILABLE,      LDAP_OTHER};
     return std::find(std::begin(results), std::end(results), result) != std::end(results);
 }
 
 // About what the answer takes in memory: many small values take more than their bytes.
-size_t memory_of(const LdapAnswer &answer) {
+static size_t memory_of(const LdapAnswer &answer) {
     size_t bytes = 0;
     for (const LdapEntry &entry : answer.entries) {
         bytes += sizeof entry + entry.dn.size();
@@ -31,7 +29,7 @@ size_t memory_of(const LdapAnswer &answer) {
     return bytes;
 }
 
-LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
+static LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
     if (is_servers_trouble(answer.result)) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
                           catalogue_format("%1$s: the server reports: %2$s", connection.uri().c_str(),
@@ -41,44 +39,43 @@ LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
     return answer;
 }
 
-} // namespace
-
-LdapServers::LdapServers(const ConfigLdap &configuration) : config(configuration), referrals(configuration) {
-    for (const std::string &uri : config.uris) servers.push_back({uri, LdapDeadline::min(), 0, "", false});
+LdapServers::LdapServers(const ConfigLdap &configuration) : config_(configuration), referrals_(configuration) {
+    for (const std::string &uri : config_.uris) servers_.push_back({uri, LdapDeadline::min(), 0, "", false});
 }
 
 void LdapServers::markDown(size_t number, const LdapTrouble &trouble) {
-    servers[number].downUntil = LdapClock::now() + ldap_seconds(config.retryAfter);
-    servers[number].code = trouble.code;
-    servers[number].sentence = trouble.what();
-    servers[number].distrusted = trouble.distrusted;
+    servers_[number].downUntil = LdapClock::now() + ldap_seconds(config_.retryAfter);
+    servers_[number].code = trouble.code;
+    servers_[number].sentence = trouble.what();
+    servers_[number].distrusted = trouble.distrusted;
 }
 
 // Nothing: the connection is gone, and the request may be tried again, at the same server too when it was idle.
 std::optional<LdapAnswer> LdapServers::runOnCurrent(const Request &request, LdapDeadline deadline) {
     try {
-        return usable(*connection, request(*connection, deadline));
+        return usable(*connection_, request(*connection_, deadline));
     } catch (const LdapTrouble &trouble) {
         // Servers close connections that were idle for long: that alone is no fault.
-        bool wasIdle = connection->hasAnswered() && connection->wasClosed();
-        connection.reset();
-        if (!wasIdle) markDown(current, trouble);
+        bool wasIdle = connection_->hasAnswered() && connection_->wasClosed();
+        connection_.reset();
+        if (!wasIdle) markDown(current_, trouble);
         return std::nullopt;
     }
 }
 
 std::optional<LdapAnswer> LdapServers::runOn(size_t number, const Request &request, LdapDeadline deadline) {
     try {
-        auto made = std::make_unique<LdapConnection>(config, servers[number].uri, deadline);
-        if (!identity.dn().empty() && !identityIsElsewhere && made->bind(identity, deadline).result != LDAP_SUCCESS) {
+        auto made = std::make_unique<LdapConnection>(config_, servers_[number].uri, deadline);
+        if (!identity_.dn().empty() && !identityIsElsewhere_ &&
+            made->bind(identity_, deadline).result != LDAP_SUCCESS) {
             throw LdapTrouble(
                 ZKE_DIRECTORY_UNREACHABLE,
                 made->uri() + ": " + catalogue_text("the server rejected the login that another server accepted"));
         }
         LdapAnswer answer = usable(*made, request(*made, deadline));
-        connection = std::move(made);
-        current = number;
-        servers[number].distrusted = false;
+        connection_ = std::move(made);
+        current_ = number;
+        servers_[number].distrusted = false;
         return answer;
     } catch (const LdapTrouble &trouble) {
         markDown(number, trouble);
@@ -87,20 +84,20 @@ std::optional<LdapAnswer> LdapServers::runOn(size_t number, const Request &reque
 }
 
 LdapDeadline LdapServers::deadlineFromNow() const {
-    return LdapClock::now() + ldap_seconds(config.timeLimit);
+    return LdapClock::now() + ldap_seconds(config_.timeLimit);
 }
 
 LdapAnswer LdapServers::run(const Request &request, LdapDeadline deadline) {
-    ldap_waiting_for(config.uris.front());
+    ldap_waiting_for(config_.uris.front());
     ldap_library_ready(ldap_share(deadline, 2)); // and time for the servers
     size_t usableServers = static_cast<size_t>(std::count_if(
-        servers.begin(), servers.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
-    if (connection != nullptr)
+        servers_.begin(), servers_.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
+    if (connection_ != nullptr)
         if (auto answer = runOnCurrent(request, ldap_share(deadline, usableServers))) return *std::move(answer);
-    for (size_t number = 0; number < servers.size(); number++) {
-        if (servers[number].downUntil > LdapClock::now()) continue;
+    for (size_t number = 0; number < servers_.size(); number++) {
+        if (servers_[number].downUntil > LdapClock::now()) continue;
         size_t left = static_cast<size_t>(
-            std::count_if(servers.begin() + static_cast<std::ptrdiff_t>(number), servers.end(),
+            std::count_if(servers_.begin() + static_cast<std::ptrdiff_t>(number), servers_.end(),
                           [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
         if (auto answer = runOn(number, request, ldap_share(deadline, left))) return *std::move(answer);
     }
@@ -108,9 +105,9 @@ LdapAnswer LdapServers::run(const Request &request, LdapDeadline deadline) {
 }
 
 void LdapServers::giveUp() const {
-    uint32_t code = servers.front().code;
+    uint32_t code = servers_.front().code;
     std::string sentences;
-    for (const Server &server : servers) {
+    for (const Server &server : servers_) {
         code = server.code == code ? code : ZKE_DIRECTORY_UNREACHABLE;
         sentences += (sentences.empty() ? "" : "; ") + server.sentence;
     }
@@ -118,17 +115,18 @@ void LdapServers::giveUp() const {
 }
 
 bool LdapServers::haveDistrusted() const {
-    return referrals.haveDistrusted() ||
-           std::any_of(servers.begin(), servers.end(), [](const Server &server) { return server.distrusted; });
+    return referrals_.haveDistrusted() ||
+           std::any_of(
+               servers_.begin(), servers_.end(), [](const Server &server) { return server.distrusted; });
 }
 
 void LdapServers::count(const LdapAnswer &answer) {
-    counted += memory_of(answer);
-    if (counted > config.loginLimit) {
+    counted_ += memory_of(answer);
+    if (counted_ > config_.loginLimit) {
         // A server has answered: no reason to take a copy.
         throw CodedError(
             ZKE_ANSWER_TOO_LARGE,
-            catalogue_format("%s: the answers since the login are too large in total", servers[current].uri.c_str()));
+            catalogue_format("%s: the answers since the login are too large in total", servers_[current_].uri.c_str()));
     }
 }
 
@@ -138,23 +136,23 @@ LdapAnswer LdapServers::search(const LdapSearch &search) {
     LdapDeadline deadline = deadlineFromNow();
     LdapAnswer answer =
         run([&](LdapConnection &server, LdapDeadline until) { return server.search(search, until); }, deadline);
-    if (config.referrals) referrals.follow(*connection, search, identity, deadline, &answer);
+    if (config_.referrals) referrals_.follow(*connection_, search, identity_, deadline, &answer);
     count(answer);
     return answer;
 }
 
 LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where) {
     std::unique_ptr<LdapConnection> keptConnection;
-    size_t keptCurrent = current;
-    LdapIdentity keptIdentity = std::exchange(identity, {});
+    size_t keptCurrent = current_;
+    LdapIdentity keptIdentity = std::exchange(identity_, {});
     // A connection of nobody's may become the user's.
-    if (!keptIdentity.dn().empty()) keptConnection = std::move(connection);
+    if (!keptIdentity.dn().empty()) keptConnection = std::move(connection_);
     auto putBack = [&]() {
-        *bound = std::move(connection);
-        *where = current;
-        connection = std::move(keptConnection);
-        current = keptCurrent;
-        identity = std::move(keptIdentity);
+        *bound = std::move(connection_);
+        *where = current_;
+        connection_ = std::move(keptConnection);
+        current_ = keptCurrent;
+        identity_ = std::move(keptIdentity);
     };
     try {
         LdapAnswer answer = run(bind, deadlineFromNow());
@@ -169,7 +167,7 @@ LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapCo
 LdapAnswer LdapServers::tryPassword(const LdapIdentity &asked, const LdapOrigin &origin) {
     LdapWaiting waiting;
     const StartEnvironment started;
-    if (!origin.server.empty()) return referrals.login(origin, asked, deadlineFromNow());
+    if (!origin.server.empty()) return referrals_.login(origin, asked, deadlineFromNow());
     std::unique_ptr<LdapConnection> bound;
     size_t where = 0;
     return bindAsNobody(
@@ -184,27 +182,27 @@ LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
     size_t where = 0;
     LdapAnswer answer;
     if (!origin.server.empty()) {
-        answer = referrals.login(origin, asked, deadlineFromNow());
+        answer = referrals_.login(origin, asked, deadlineFromNow());
     } else {
         answer =
             bindAsNobody([&](LdapConnection &server, LdapDeadline deadline) { return server.bind(asked, deadline); },
                          &bound, &where);
     }
     if (answer.result == LDAP_SUCCESS) {
-        connection = std::move(bound); // none for a user of another server: who was logged in before must be gone
-        current = where;
-        identity = std::move(asked);
-        identityIsElsewhere = !origin.server.empty();
-        counted = 0;
-        referrals.forget();
+        connection_ = std::move(bound); // none for a user of another server: who was logged in before must be gone
+        current_ = where;
+        identity_ = std::move(asked);
+        identityIsElsewhere_ = !origin.server.empty();
+        counted_ = 0;
+        referrals_.forget();
     }
     return answer;
 }
 
 void LdapServers::logout() {
-    connection.reset();
-    identity = LdapIdentity();
-    identityIsElsewhere = false;
-    counted = 0;
-    referrals.forget();
+    connection_.reset();
+    identity_ = LdapIdentity();
+    identityIsElsewhere_ = false;
+    counted_ = 0;
+    referrals_.forget();
 }

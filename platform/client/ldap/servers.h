@@ -54,14 +54,14 @@ class LdapServers {
     void markDown(size_t number, const LdapTrouble &trouble);
     [[noreturn]] void giveUp() const;
 
-    const ConfigLdap &config;
-    std::vector<Server> servers;
-    std::unique_ptr<LdapConnection> connection; // to `current`; null: none is open
-    size_t current = 0;
-    LdapIdentity identity;
-    bool identityIsElsewhere = false; // the tree's own servers do not know the user
-    LdapReferrals referrals;
-    size_t counted = 0; // bytes of memory of the answers since the last login or logout
+    const ConfigLdap &config_;
+    std::vector<Server> servers_;
+    std::unique_ptr<LdapConnection> connection_; // to `current`; null: none is open
+    size_t current_ = 0;
+    LdapIdentity identity_;
+    bool identityIsElsewhere_ = false; // the tree's own servers do not know the user
+    LdapReferrals referrals_;
+    size_t counted_ = 0; // bytes of memory of the answers since the last login or logout
 };
 
 #endif

@@ -2,60 +2,56 @@
 
 #include <ctime>
 
-namespace {
-
-constexpr time_t copy_seconds = 60;
+static constexpr time_t copy_seconds = 60;
 
 // With a copy for work offline the site's own serves for as long as that.
-bool is_recent(time_t written, const ConfigLdap &config) {
+static bool is_recent(time_t written, const ConfigLdap &config) {
     const time_t age = time(nullptr) - written;
     return config.offline ? ldap_copy_is_recent(written, config.offlineDays) : age >= 0 && age <= copy_seconds;
 }
 
-} // namespace
-
 SiteCopyStore::SiteCopyStore(std::unique_ptr<LdapStore> asked, const ConfigTree &config)
-    : tree(config), servers(std::move(asked)), file(config, servers->base(), "site") {
-    servers->onSiteRead = [this](const std::vector<EntryPtr> &site) {
+    : tree_(config), servers_(std::move(asked)), file_(config, servers_->base(), "site") {
+    servers_->onSiteRead = [this](const std::vector<EntryPtr> &site) {
         if (!site.empty()) // a process that is nobody may see nothing where its user saw everything
-            file.write(site);
+            file_.write(site);
     };
 }
 
 DirectoryStore *SiteCopyStore::usable() {
-    if (servers->hasReadSite()) return nullptr;
-    if (!tried) {
-        tried = true;
+    if (servers_->hasReadSite()) return nullptr;
+    if (!tried_) {
+        tried_ = true;
         time_t written = 0;
-        copy = file.read(&written);
-        if (copy != nullptr && !is_recent(written, tree.ldap)) copy.reset();
+        copy_ = file_.read(&written);
+        if (copy_ != nullptr && !is_recent(written, tree_.ldap)) copy_.reset();
     }
-    if (servers->haveDistrusted()) copy.reset();
-    return copy.get();
+    if (servers_->haveDistrusted()) copy_.reset();
+    return copy_.get();
 }
 
 EntryPtr SiteCopyStore::find(const Name &name, Aliases aliases) {
     DirectoryStore *kept = usable();
     const EntryPtr entry = kept == nullptr ? nullptr : kept->find(name, aliases);
-    return entry != nullptr && ldap_is_site_object(*entry) ? entry : servers->find(name, aliases);
+    return entry != nullptr && ldap_is_site_object(*entry) ? entry : servers_->find(name, aliases);
 }
 
-EntryPtr SiteCopyStore::find_server(std::string_view name) {
+EntryPtr SiteCopyStore::findServer(std::string_view name) {
     DirectoryStore *kept = usable();
-    const EntryPtr entry = kept == nullptr ? nullptr : kept->find_server(name);
-    return entry != nullptr ? entry : servers->find_server(name);
+    const EntryPtr entry = kept == nullptr ? nullptr : kept->findServer(name);
+    return entry != nullptr ? entry : servers_->findServer(name);
 }
 
-EntryPtr SiteCopyStore::find_volume(const Entry &server, std::string_view volume) {
+EntryPtr SiteCopyStore::findVolume(const Entry &server, std::string_view volume) {
     DirectoryStore *kept = usable();
-    const EntryPtr entry = kept == nullptr ? nullptr : kept->find_volume(server, volume);
-    return entry != nullptr ? entry : servers->find_volume(server, volume);
+    const EntryPtr entry = kept == nullptr ? nullptr : kept->findVolume(server, volume);
+    return entry != nullptr ? entry : servers_->findVolume(server, volume);
 }
 
 Verdict SiteCopyStore::login(EntryPtr *user, const char *password) {
     try {
-        const Verdict verdict = servers->login(user, password);
-        if (verdict == Verdict::Accepted) forget();
+        const Verdict verdict = servers_->login(user, password);
+        if (verdict == Verdict::accepted) forget();
         return verdict;
     } catch (const LdapTrouble &) {
         throw; // nobody has been logged in
@@ -66,12 +62,12 @@ Verdict SiteCopyStore::login(EntryPtr *user, const char *password) {
 }
 
 void SiteCopyStore::logout() {
-    servers->logout();
+    servers_->logout();
     forget();
 }
 
 // What was read before a login is another user's.
 void SiteCopyStore::forget() {
-    tried = true;
-    copy.reset();
+    tried_ = true;
+    copy_.reset();
 }

@@ -15,14 +15,14 @@ class SiteCopyStore : public DirectoryStore {
     // `config` must outlive the store.
     SiteCopyStore(std::unique_ptr<LdapStore> asked, const ConfigTree &config);
 
-    const Name &base() const override { return servers->base(); }
+    const Name &base() const override { return servers_->base(); }
     EntryPtr find(const Name &name, Aliases aliases) override;
-    EntryPtr find_user(const Name &name) override { return servers->find_user(name); }
-    std::vector<Name> groups_of(const Entry &entry) override { return servers->groups_of(entry); }
-    EntryPtr find_server(std::string_view name) override;
-    EntryPtr find_volume(const Entry &server, std::string_view volume) override;
-    Verdict check_password(const Entry &entry, const char *password) override {
-        return servers->check_password(entry, password);
+    EntryPtr findUser(const Name &name) override { return servers_->findUser(name); }
+    std::vector<Name> groupsOf(const Entry &entry) override { return servers_->groupsOf(entry); }
+    EntryPtr findServer(std::string_view name) override;
+    EntryPtr findVolume(const Entry &server, std::string_view volume) override;
+    Verdict checkPassword(const Entry &entry, const char *password) override {
+        return servers_->checkPassword(entry, password);
     }
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
@@ -31,11 +31,11 @@ class SiteCopyStore : public DirectoryStore {
     DirectoryStore *usable();
     void forget();
 
-    const ConfigTree &tree;
-    std::unique_ptr<LdapStore> servers;
-    LdapCopy file;
-    std::unique_ptr<DirectoryStore> copy; // null: none, or of no more use
-    bool tried = false;
+    const ConfigTree &tree_;
+    std::unique_ptr<LdapStore> servers_;
+    LdapCopy file_;
+    std::unique_ptr<DirectoryStore> copy_; // null: none, or of no more use
+    bool tried_ = false;
 };
 
 #endif

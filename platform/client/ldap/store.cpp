@@ -8,35 +8,33 @@
 #include "platform/client/core/values.h"
 #include "platform/client/ldap/filter.h"
 
-namespace {
+static constexpr const char *site_classes[] = {"qrtServer", "qrtVolume", "qrtDirectoryMap"};
 
-constexpr const char *site_classes[] = {"qrtServer", "qrtVolume", "qrtDirectoryMap"};
-
-std::string site_filter() {
+static std::string site_filter() {
     std::vector<std::string> filters;
     for (const char *name : site_classes) filters.push_back(filter_equal("objectClass", name));
     return filter_or(filters);
 }
 
-} // namespace
-
 bool ldap_is_site_object(const Entry &entry) {
-    return entry.is_class("Server") || entry.is_class("Volume") || entry.is_class("Directory Map");
+    return entry.isClass("Server") || entry.isClass("Volume") || entry.isClass("Directory Map");
 }
 
 EntryPtr LdapStore::find(const Name &name, Aliases aliases) {
-    auto at = [this](const Name &wanted) { return wanted.empty() && root.empty() ? nullptr : objects.lookup(wanted); };
+    auto at = [this](const Name &wanted) {
+        return wanted.empty() && root_.empty() ? nullptr : objects_.lookup(wanted);
+    };
     // Whatever was asked for a name has brought what there is above it.
-    auto above = [this](const Name &wanted) { return objects.kept(wanted); };
-    return entry_find(name, aliases, root, at, above);
+    auto above = [this](const Name &wanted) { return objects_.kept(wanted); };
+    return entry_find(name, aliases, root_, at, above);
 }
 
 // A directory that shows nothing to nobody does not say who there is: the name is taken as it is usual.
-EntryPtr LdapStore::find_user(const Name &name) {
-    if (EntryPtr user = find(name, Aliases::Follow)) return user;
-    const std::optional<Name> likely = objects.unseen(name);
+EntryPtr LdapStore::findUser(const Name &name) {
+    if (EntryPtr user = find(name, Aliases::follow)) return user;
+    const std::optional<Name> likely = objects_.unseen(name);
     if (!likely) {
-        objects.refuseWrongBase();
+        objects_.refuseWrongBase();
         return nullptr;
     }
     auto made = std::make_shared<Entry>();
@@ -47,44 +45,44 @@ EntryPtr LdapStore::find_user(const Name &name) {
 
 std::string LdapStore::groupFilter(const std::string &dn) const {
     return filter_or(
-        {filter_equal(objects.siteName("member"), dn), filter_equal(objects.siteName("uniqueMember"), dn)});
+        {filter_equal(objects_.siteName("member"), dn), filter_equal(objects_.siteName("uniqueMember"), dn)});
 }
 
-std::vector<Name> LdapStore::groups_of(const Entry &entry) {
-    std::string dn = name_to_dn(entry.name, root);
-    if (groups.count(dn) == 0) {
+std::vector<Name> LdapStore::groupsOf(const Entry &entry) {
+    std::string dn = name_to_dn(entry.name, root_);
+    if (groups_.count(dn) == 0) {
         LdapSearch wanted = {
-            name_to_dn(objects.searchBase(), root), LDAP_SCOPE_SUBTREE, groupFilter(dn), {LDAP_NO_ATTRS}};
-        LdapAnswer answer = servers.search(wanted);
+            name_to_dn(objects_.searchBase(), root_), LDAP_SCOPE_SUBTREE, groupFilter(dn), {LDAP_NO_ATTRS}};
+        LdapAnswer answer = servers_.search(wanted);
         if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
             throw DataError(catalogue_format(
                 "%1$s: the list of groups of %2$s is incomplete: server size limit exceeded after %3$zu",
-                tree.name.c_str(), name_to_dotted(entry.name, true).c_str(), answer.entries.size()));
+                tree_.name.c_str(), name_to_dotted(entry.name, true).c_str(), answer.entries.size()));
         }
         if (!answer.missing.empty())
             throw CodedError(answer.missingCode, answer.missing); // no list of groups is better than a short one
-        std::vector<Name> &names = groups[dn];
+        std::vector<Name> &names = groups_[dn];
         for (const LdapEntry &one : answer.entries) {
             Name name;
-            if (name_parse_dn(one.dn, root, &name, nullptr) &&
+            if (name_parse_dn(one.dn, root_, &name, nullptr) &&
                 (one.origin.server.empty() ||
                  std::none_of(names.begin(), names.end(), [&](const Name &known) { return name_equal(known, name); })))
                 names.push_back(std::move(name)); // two servers may have the same one
         }
     }
-    return groups[dn];
+    return groups_[dn];
 }
 
 void LdapStore::keepSite(const LdapAnswer &answer) {
-    siteRead = true;
-    siteMissing = answer.missing;
-    siteMissingCode = answer.missingCode;
-    site.clear();
+    siteRead_ = true;
+    siteMissing_ = answer.missing;
+    siteMissingCode_ = answer.missingCode;
+    site_.clear();
     for (const LdapEntry &one : answer.entries) {
-        EntryPtr entry = objects.keep(one);
-        if (entry != nullptr && ldap_is_site_object(*entry)) site.push_back(entry);
+        EntryPtr entry = objects_.keep(one);
+        if (entry != nullptr && ldap_is_site_object(*entry)) site_.push_back(entry);
     }
-    onSiteRead(site);
+    onSiteRead(site_);
 }
 
 // What every login needs: the user, the containers above, the profile, and the servers, volumes and maps of the site.
@@ -92,23 +90,23 @@ void LdapStore::keepSite(const LdapAnswer &answer) {
 void LdapStore::readSession(const Entry &user) {
     std::vector<std::string> filters = {site_filter()};
     std::vector<Name> own;
-    for (size_t i = 0; i + objects.searchBase().size() <= user.name.size(); i++)
+    for (size_t i = 0; i + objects_.searchBase().size() <= user.name.size(); i++)
         own.push_back(name_above(user.name, i));
     if (const std::string *profile = user.first("qrtProfile"))
-        own.push_back(value_parse(schema_dn, *profile, root).name);
-    for (const Name &name : own) filters.push_back(filter_equal("entryDN", name_to_dn(name, root)));
-    LdapAnswer answer = objects.search(objects.searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), false);
+        own.push_back(value_parse(schema_dn, *profile, root_).name);
+    for (const Name &name : own) filters.push_back(filter_equal("entryDN", name_to_dn(name, root_)));
+    LdapAnswer answer = objects_.search(objects_.searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), false);
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) return; // each is asked for when it is wanted
     keepSite(answer);
 }
 
 void LdapStore::readSite() {
-    if (siteRead) return;
-    LdapAnswer answer = objects.search(objects.searchBase(), LDAP_SCOPE_SUBTREE, site_filter(), false);
+    if (siteRead_) return;
+    LdapAnswer answer = objects_.search(objects_.searchBase(), LDAP_SCOPE_SUBTREE, site_filter(), false);
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
         throw DataError(catalogue_format(
             "%1$s: the list of servers and volumes is incomplete: server size limit exceeded after %2$zu",
-            tree.name.c_str(), answer.entries.size()));
+            tree_.name.c_str(), answer.entries.size()));
     }
     keepSite(answer);
 }
@@ -116,73 +114,74 @@ void LdapStore::readSite() {
 template <typename Wanted>
 EntryPtr LdapStore::findInSite(Wanted wanted) {
     readSite();
-    for (const EntryPtr &entry : site)
+    for (const EntryPtr &entry : site_)
         if (wanted(*entry)) return entry;
-    if (!siteMissing.empty()) // it may be among those that could not be read
-        throw CodedError(siteMissingCode, siteMissing);
+    if (!siteMissing_.empty()) // it may be among those that could not be read
+        throw CodedError(siteMissingCode_, siteMissing_);
     return nullptr;
 }
 
-EntryPtr LdapStore::find_server(std::string_view name) {
+EntryPtr LdapStore::findServer(std::string_view name) {
     return findInSite([name](const Entry &entry) { return entry_is_server(entry, name); });
 }
 
-EntryPtr LdapStore::find_volume(const Entry &server, std::string_view volume) {
-    return findInSite([&](const Entry &entry) { return entry_is_volume(entry, server, volume, root); });
+EntryPtr LdapStore::findVolume(const Entry &server, std::string_view volume) {
+    return findInSite([&](const Entry &entry) { return entry_is_volume(entry, server, volume, root_); });
 }
 
 // What the server says of a login. Which of name and password was wrong is not told apart by servers either.
 Verdict LdapStore::verdictOf(const LdapAnswer &answer, const Entry &user) const {
     switch (answer.result) {
         case LDAP_SUCCESS:
-            return Verdict::Accepted;
+            return Verdict::accepted;
         case LDAP_INVALID_CREDENTIALS:
         case LDAP_INAPPROPRIATE_AUTH:
         case LDAP_NO_SUCH_OBJECT:
         case LDAP_INVALID_DN_SYNTAX:
-            return Verdict::WrongPassword;
+            return Verdict::wrongPassword;
         case LDAP_UNWILLING_TO_PERFORM:
         case LDAP_CONSTRAINT_VIOLATION:
         case LDAP_INSUFFICIENT_ACCESS:
-            return Verdict::Locked;
+            return Verdict::locked;
         case LDAP_CONFIDENTIALITY_REQUIRED:
         case LDAP_STRONG_AUTH_REQUIRED:
             throw CodedError(
                 ZKE_TLS_REQUIRED,
-                tree.name + ": " + catalogue_text("the server does not accept passwords over this connection"));
+                tree_.name + ": " + catalogue_text("the server does not accept passwords over this connection"));
         case LDAP_REFERRAL:
             throw CodedError(ZKE_REFERRAL_BROKEN,
                              catalogue_format("%1$s: the server referred the login of %2$s to another server",
-                                              tree.name.c_str(), name_to_dotted(user.name, true).c_str()) +
+                                              tree_.name.c_str(), name_to_dotted(user.name, true).c_str()) +
                                  (answer.referral.empty() ? "" : ": " + answer.referral.front()));
         default:
             throw CodedError(ZKE_DIRECTORY_UNREACHABLE,
-                             catalogue_format("%1$s: login of %2$s failed: %3$s %4$s", tree.name.c_str(),
+                             catalogue_format("%1$s: login of %2$s failed: %3$s %4$s", tree_.name.c_str(),
                                               name_to_dotted(user.name, true).c_str(), ldap_err2string(answer.result),
                                               answer.text.c_str()));
     }
 }
 
-Verdict LdapStore::check_password(const Entry &entry, const char *password) {
+Verdict LdapStore::checkPassword(const Entry &entry, const char *password) {
     // A server takes an empty password for a login as nobody, and says yes.
-    if (*password == '\0') return Verdict::WrongPassword;
-    return verdictOf(servers.tryPassword({name_to_dn(entry.name, root), password}, objects.origin(entry.name)), entry);
+    if (*password == '\0') return Verdict::wrongPassword;
+    return verdictOf(servers_.tryPassword({name_to_dn(entry.name, root_), password}, objects_.origin(entry.name)),
+                     entry);
 }
 
 Verdict LdapStore::login(EntryPtr *user, const char *password) {
-    if (*password == '\0' && tree.ldap.needsPassword()) return Verdict::WrongPassword;
+    if (*password == '\0' && tree_.ldap.needsPassword()) return Verdict::wrongPassword;
     const EntryPtr asked = *user;
     const Verdict verdict =
-        verdictOf(servers.login({name_to_dn(asked->name, root), password}, objects.origin(asked->name)), *asked);
-    if (verdict == Verdict::WrongPassword) objects.refuseWrongBase(); // no user can be below it
-    if (verdict == Verdict::Accepted) {
+        verdictOf(servers_.login({name_to_dn(asked->name, root_), password}, objects_.origin(asked->name)), *asked);
+    if (verdict == Verdict::wrongPassword) objects_.refuseWrongBase(); // no user can be below it
+    if (verdict == Verdict::accepted) {
         try {
             *user = readUser(*asked);
         } catch (...) {
-            if (!loggedIn) logout();
+            if (!loggedIn_) logout();
             throw;
         }
-        loggedIn = true;
+        loggedIn_ = true;
     }
     return verdict;
 }
@@ -192,32 +191,32 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
     forget();
     try {
         readSession(asked);
-        if (EntryPtr user = find(asked.name, Aliases::Keep)) return user;
+        if (EntryPtr user = find(asked.name, Aliases::keep)) return user;
     } catch (const LdapTrouble &trouble) {
         throw CodedError(trouble.code, trouble.what()); // no copy stands in for a server that has answered
     }
     throw CodedError(ZKE_NO_ACCESS, catalogue_format("%1$s: the server has accepted the login of %2$s but does not "
                                                      "show the user's own entry",
-                                                     tree.name.c_str(), name_to_dotted(asked.name, true).c_str()));
+                                                     tree_.name.c_str(), name_to_dotted(asked.name, true).c_str()));
 }
 
 std::vector<EntryPtr> LdapStore::allRead() const {
-    std::vector<EntryPtr> all = site;
-    const std::vector<EntryPtr> kept = objects.allKept();
+    std::vector<EntryPtr> all = site_;
+    const std::vector<EntryPtr> kept = objects_.allKept();
     all.insert(all.end(), kept.begin(), kept.end());
     return all;
 }
 
 void LdapStore::logout() {
-    loggedIn = false;
-    servers.logout();
+    loggedIn_ = false;
+    servers_.logout();
     forget();
 }
 
 // Another user may read other things.
 void LdapStore::forget() {
-    objects.forget();
-    groups.clear();
-    site.clear();
-    siteRead = false;
+    objects_.forget();
+    groups_.clear();
+    site_.clear();
+    siteRead_ = false;
 }

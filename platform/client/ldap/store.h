@@ -20,28 +20,28 @@ bool ldap_is_site_object(const Entry &entry);
 class LdapStore : public DirectoryStore {
   public:
     // `config` must outlive the store. No server is asked yet.
-    LdapStore(const ConfigTree &config, const Name &base) : tree(config), root(base), servers(config.ldap) {}
+    LdapStore(const ConfigTree &config, const Name &base) : tree_(config), root_(base), servers_(config.ldap) {}
 
     // The calls throw LdapTrouble when no server answers. A login that a server has accepted throws none: whatever goes
     // wrong afterwards is a CodedError.
-    const Name &base() const override { return root; }
+    const Name &base() const override { return root_; }
     EntryPtr find(const Name &name, Aliases aliases) override;
-    EntryPtr find_user(const Name &name) override;
-    std::vector<Name> groups_of(const Entry &entry) override;
-    EntryPtr find_server(std::string_view name) override;
-    EntryPtr find_volume(const Entry &server, std::string_view volume) override;
-    Verdict check_password(const Entry &entry, const char *password) override;
+    EntryPtr findUser(const Name &name) override;
+    std::vector<Name> groupsOf(const Entry &entry) override;
+    EntryPtr findServer(std::string_view name) override;
+    EntryPtr findVolume(const Entry &server, std::string_view volume) override;
+    Verdict checkPassword(const Entry &entry, const char *password) override;
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
 
     // For those who keep copies. As in LdapServers:
-    bool haveDistrusted() const { return servers.haveDistrusted(); }
+    bool haveDistrusted() const { return servers_.haveDistrusted(); }
     // Whether the site has been read since the last login or logout, and whom to tell when it is.
-    bool hasReadSite() const { return siteRead; }
+    bool hasReadSite() const { return siteRead_; }
     std::function<void(const std::vector<EntryPtr> &site)> onSiteRead = [](const std::vector<EntryPtr> &) {};
     // All that has been read since then, the site first, and how many objects that are.
     std::vector<EntryPtr> allRead() const;
-    size_t countRead() const { return objects.countKept(); }
+    size_t countRead() const { return objects_.countKept(); }
 
   private:
     std::string groupFilter(const std::string &dn) const;
@@ -54,16 +54,16 @@ class LdapStore : public DirectoryStore {
     Verdict verdictOf(const LdapAnswer &answer, const Entry &user) const;
     void forget();
 
-    const ConfigTree &tree;
-    Name root;
-    LdapServers servers;
-    LdapLookup objects{tree, root, &servers};
-    std::unordered_map<std::string, std::vector<Name>> groups; // by the member's DN
-    bool siteRead = false;
-    std::vector<EntryPtr> site;
-    std::string siteMissing; // as in LdapAnswer
-    uint32_t siteMissingCode = 0;
-    bool loggedIn = false;
+    const ConfigTree &tree_;
+    Name root_;
+    LdapServers servers_;
+    LdapLookup objects_{tree_, root_, &servers_};
+    std::unordered_map<std::string, std::vector<Name>> groups_; // by the member's DN
+    bool siteRead_ = false;
+    std::vector<EntryPtr> site_;
+    std::string siteMissing_; // as in LdapAnswer
+    uint32_t siteMissingCode_ = 0;
+    bool loggedIn_ = false;
 };
 
 #endif

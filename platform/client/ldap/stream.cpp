@@ -20,25 +20,23 @@
 #include "platform/client/ldap/waiting.h"
 #include "platform/zk.h"
 
-namespace {
-
-constexpr size_t read_ahead_size = size_t{16} * 1024;
+static constexpr size_t read_ahead_size = size_t{16} * 1024;
 // Above the transport itself and below everything that libldap puts on it; above TLS and what a ticket's key encrypts,
 // where messages are in the clear.
-constexpr int wire_level = LBER_SBIOD_LEVEL_PROVIDER + 1;
-constexpr int message_level = LBER_SBIOD_LEVEL_APPLICATION + 1;
-constexpr long long longest_wait = 3'600'000; // what poll can be given at a time
-constexpr size_t user_entry_size = size_t{64} * 1024;
-constexpr size_t user_number_digits = 9;
-constexpr int failed = -1; // as the system's calls
+static constexpr int wire_level = LBER_SBIOD_LEVEL_PROVIDER + 1;
+static constexpr int message_level = LBER_SBIOD_LEVEL_APPLICATION + 1;
+static constexpr long long longest_wait = 3'600'000; // what poll can be given at a time
+static constexpr size_t user_entry_size = size_t{64} * 1024;
+static constexpr size_t user_number_digits = 9;
+static constexpr int failed = -1; // as the system's calls
 
-int milliseconds_until(LdapDeadline deadline) {
+static int milliseconds_until(LdapDeadline deadline) {
     auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - LdapClock::now()).count();
     return static_cast<int>(std::clamp<long long>(left, 0, longest_wait));
 }
 
 // 1 ready, 0 the deadline has passed, -1 an error.
-int poll_until(int descriptor, short events, LdapDeadline deadline) {
+static int poll_until(int descriptor, short events, LdapDeadline deadline) {
     for (;;) {
         pollfd one = {};
         one.fd = descriptor;
@@ -52,37 +50,37 @@ int poll_until(int descriptor, short events, LdapDeadline deadline) {
     }
 }
 
-LdapWatch *watch_of(Sockbuf_IO_Desc *layer) {
+static LdapWatch *watch_of(Sockbuf_IO_Desc *layer) {
     return static_cast<LdapWatch *>(layer->sbiod_pvt);
 }
 
-int layer_setup(Sockbuf_IO_Desc *layer, void *watch) {
+static int layer_setup(Sockbuf_IO_Desc *layer, void *watch) {
     layer->sbiod_pvt = watch;
     return 0;
 }
 
-int layer_ctrl(Sockbuf_IO_Desc *layer, int option, void *argument) {
+static int layer_ctrl(Sockbuf_IO_Desc *layer, int option, void *argument) {
     return LBER_SBIOD_CTRL_NEXT(layer, option, argument);
 }
 
-int descriptor_of(Sockbuf_IO_Desc *layer) {
+static int descriptor_of(Sockbuf_IO_Desc *layer) {
     ber_socket_t descriptor = failed;
     ber_sockbuf_ctrl(layer->sbiod_sb, LBER_SB_OPT_GET_FD, &descriptor);
     return descriptor;
 }
 
-int wire_ctrl(Sockbuf_IO_Desc *layer, int option, void *argument) {
+static int wire_ctrl(Sockbuf_IO_Desc *layer, int option, void *argument) {
     // Otherwise libldap would wait for the socket to say what is here already.
     if (option == LBER_SB_OPT_DATA_READY && watch_of(layer)->hasReadAhead()) return 1;
     return LBER_SBIOD_CTRL_NEXT(layer, option, argument);
 }
 
 // Straight to the socket: libldap's own layer would raise SIGPIPE in the calling program when a server is gone.
-ber_slen_t wire_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
+static ber_slen_t wire_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     return watch_of(layer)->read(descriptor_of(layer), static_cast<unsigned char *>(buffer), size);
 }
 
-ber_slen_t wire_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
+static ber_slen_t wire_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     LdapWatch *watch = watch_of(layer);
     for (;;) {
         if (!watch->waitFor(descriptor_of(layer), POLLOUT)) return failed;
@@ -91,7 +89,7 @@ ber_slen_t wire_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     }
 }
 
-ber_slen_t message_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
+static ber_slen_t message_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     ber_slen_t got = LBER_SBIOD_READ_NEXT(layer, buffer, size);
     if (got > 0 && !watch_of(layer)->takeBytes(static_cast<unsigned char *>(buffer), static_cast<size_t>(got))) {
         errno = EBADMSG;
@@ -101,17 +99,17 @@ ber_slen_t message_read(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
 }
 
 // A request may hold a password, and libldap frees it as it is: what has been sent is not read again.
-ber_slen_t message_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
+static ber_slen_t message_write(Sockbuf_IO_Desc *layer, void *buffer, ber_len_t size) {
     ber_slen_t put = LBER_SBIOD_WRITE_NEXT(layer, buffer, size);
     if (put > 0) explicit_bzero(buffer, static_cast<size_t>(put));
     return put;
 }
 
-Sockbuf_IO wire_layer = {layer_setup, nullptr, wire_ctrl, wire_read, wire_write, nullptr};
-Sockbuf_IO message_layer = {layer_setup, nullptr, layer_ctrl, message_read, message_write, nullptr};
+static Sockbuf_IO wire_layer = {layer_setup, nullptr, wire_ctrl, wire_read, wire_write, nullptr};
+static Sockbuf_IO message_layer = {layer_setup, nullptr, layer_ctrl, message_read, message_write, nullptr};
 
 // The socket stays non-blocking: every wait is the watch's own.
-int connect_one(int family, const sockaddr *address, socklen_t length, LdapDeadline deadline, std::string *why) {
+static int connect_one(int family, const sockaddr *address, socklen_t length, LdapDeadline deadline, std::string *why) {
     Descriptor made(socket(family, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (made.number == failed) {
         *why = strerror(errno);
@@ -134,7 +132,7 @@ int connect_one(int family, const sockaddr *address, socklen_t length, LdapDeadl
     return made.release();
 }
 
-bool is_loopback(const sockaddr *address) {
+static bool is_loopback(const sockaddr *address) {
     if (address->sa_family == AF_INET) {
         sockaddr_in four;
         memcpy(&four, address, sizeof four);
@@ -146,7 +144,7 @@ bool is_loopback(const sockaddr *address) {
 }
 
 // The number of a user by name or number; false when there is none.
-bool find_user(const std::string &name, uid_t *user) {
+static bool find_user(const std::string &name, uid_t *user) {
     if (!name.empty() && name.size() <= user_number_digits &&
         name.find_first_not_of("0123456789") == std::string::npos) {
         *user = static_cast<uid_t>(strtoul(name.c_str(), nullptr, 10));
@@ -162,7 +160,7 @@ bool find_user(const std::string &name, uid_t *user) {
 }
 
 // The path tells nothing: what is there may be another socket by now. The kernel knows who has called listen().
-void check_local_peer(int descriptor, const LdapUri &uri, const std::string &owner) {
+static void check_local_peer(int descriptor, const LdapUri &uri, const std::string &owner) {
     ucred peer = {};
     socklen_t size = sizeof peer;
     if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
@@ -179,7 +177,7 @@ void check_local_peer(int descriptor, const LdapUri &uri, const std::string &own
     }
 }
 
-int connect_local(const LdapUri &uri, LdapDeadline deadline, std::string *why) {
+static int connect_local(const LdapUri &uri, LdapDeadline deadline, std::string *why) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     if (uri.host.size() >= sizeof address.sun_path) {
@@ -190,7 +188,7 @@ int connect_local(const LdapUri &uri, LdapDeadline deadline, std::string *why) {
     return connect_one(AF_UNIX, reinterpret_cast<sockaddr *>(&address), sizeof address, deadline, why);
 }
 
-int connect_network(const LdapUri &uri, LdapDeadline deadline, bool *loopback, std::string *why) {
+static int connect_network(const LdapUri &uri, LdapDeadline deadline, bool *loopback, std::string *why) {
     LdapAddresses list = ldap_resolve(uri, deadline);
     for (const addrinfo *one = list.get(); one != nullptr; one = one->ai_next) {
         int connected = connect_one(one->ai_family, one->ai_addr, one->ai_addrlen, deadline, why);
@@ -202,11 +200,9 @@ int connect_network(const LdapUri &uri, LdapDeadline deadline, bool *loopback, s
     return failed;
 }
 
-} // namespace
-
 void LdapWatch::begin(LdapDeadline until) {
     until_ = until;
-    received = 0;
+    received_ = 0;
 }
 
 void LdapWatch::attach(LDAP *ld) {
@@ -221,7 +217,7 @@ void LdapWatch::attach(LDAP *ld) {
 
 // The first event is the cause, what follows is its consequence.
 void LdapWatch::note(Event event) {
-    if (happened == Nothing) happened = event;
+    if (happened_ == Nothing) happened_ = event;
 }
 
 bool LdapWatch::waitFor(int descriptor, short events) {
@@ -250,19 +246,19 @@ ber_slen_t LdapWatch::receive(int descriptor, unsigned char *buffer, size_t size
 }
 
 size_t LdapWatch::takeAhead(unsigned char *buffer, size_t size) {
-    size_t count = std::min(size, ahead.size() - aheadAt);
-    std::copy_n(ahead.begin() + static_cast<std::ptrdiff_t>(aheadAt), count, buffer);
-    aheadAt += count;
+    size_t count = std::min(size, ahead_.size() - aheadAt_);
+    std::copy_n(ahead_.begin() + static_cast<std::ptrdiff_t>(aheadAt_), count, buffer);
+    aheadAt_ += count;
     return count;
 }
 
 // libldap reads each message in two small pieces, and a list of a thousand groups is a thousand messages.
 ber_slen_t LdapWatch::read(int descriptor, unsigned char *buffer, size_t size) {
     if (!hasReadAhead() && size < read_ahead_size) {
-        ahead.resize(read_ahead_size);
-        ber_slen_t got = receive(descriptor, ahead.data(), ahead.size());
-        ahead.resize(static_cast<size_t>(std::max<ber_slen_t>(got, 0)));
-        aheadAt = 0;
+        ahead_.resize(read_ahead_size);
+        ber_slen_t got = receive(descriptor, ahead_.data(), ahead_.size());
+        ahead_.resize(static_cast<size_t>(std::max<ber_slen_t>(got, 0)));
+        aheadAt_ = 0;
         if (got <= 0) return got;
     }
     if (LdapClock::now() > until_) { // as for what is still to come
@@ -274,15 +270,15 @@ ber_slen_t LdapWatch::read(int descriptor, unsigned char *buffer, size_t size) {
 }
 
 bool LdapWatch::takeBytes(const unsigned char *bytes, size_t count) {
-    received += count;
-    LdapFraming::Verdict verdict = framing.take(bytes, count);
+    received_ += count;
+    LdapFraming::Verdict verdict = framing_.take(bytes, count);
     if (verdict == LdapFraming::Malformed)
         note(Malformed);
     else if (verdict == LdapFraming::Disconnected)
         note(Closed);
-    else if (verdict == LdapFraming::TooLarge || received > ldap_answer_limit)
+    else if (verdict == LdapFraming::TooLarge || received_ > ldap_answer_limit)
         note(TooLarge);
-    return happened == Nothing;
+    return happened_ == Nothing;
 }
 
 int ldap_stream_connect(const LdapUri &uri, const std::string &localOwner, LdapDeadline deadline, bool *loopback) {

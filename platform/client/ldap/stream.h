@@ -22,8 +22,8 @@ class LdapWatch {
     void begin(LdapDeadline until);
     void attach(LDAP *ld);
 
-    Event event() const { return happened; }
-    bool inAnswer() const { return framing.inMessage(); }
+    Event event() const { return happened_; }
+    bool inAnswer() const { return framing_.inMessage(); }
     LdapDeadline deadline() const { return until_; }
 
     // For the layers of the stream.
@@ -32,18 +32,18 @@ class LdapWatch {
     bool takeBytes(const unsigned char *bytes, size_t count);
     // Reads what there is, 0 at the end, -1 with errno; waits for the first byte.
     ber_slen_t read(int descriptor, unsigned char *buffer, size_t size);
-    bool hasReadAhead() const { return aheadAt < ahead.size(); }
+    bool hasReadAhead() const { return aheadAt_ < ahead_.size(); }
 
   private:
     ber_slen_t receive(int descriptor, unsigned char *buffer, size_t size);
     size_t takeAhead(unsigned char *buffer, size_t size);
 
     LdapDeadline until_;
-    Event happened = Nothing;
-    LdapFraming framing;
-    size_t received = 0;
-    std::vector<unsigned char> ahead; // read from the socket and not yet handed out, from aheadAt on
-    size_t aheadAt = 0;
+    Event happened_ = Nothing;
+    LdapFraming framing_;
+    size_t received_ = 0;
+    std::vector<unsigned char> ahead_; // read from the socket and not yet handed out, from aheadAt on
+    size_t aheadAt_ = 0;
 };
 
 // A handle of libldap's and the watch over it, which has to outlive it.

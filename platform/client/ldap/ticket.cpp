@@ -9,10 +9,8 @@
 #include "platform/client/ldap/waiting.h"
 #include "platform/zk.h"
 
-namespace {
-
 // Nothing is left to ask: who logs in is in the ticket.
-int answer_nothing(LDAP *, unsigned, void *, void *questions) {
+static int answer_nothing(LDAP *, unsigned, void *, void *questions) {
     for (auto *one = static_cast<sasl_interact_t *>(questions); one->id != SASL_CB_LIST_END; one++) {
         one->result = "";
         one->len = 0;
@@ -20,7 +18,7 @@ int answer_nothing(LDAP *, unsigned, void *, void *questions) {
     return LDAP_SUCCESS;
 }
 
-std::string words_of(LDAP *ld, int result) {
+static std::string words_of(LDAP *ld, int result) {
     char *text = nullptr;
     ldap_get_option(ld, LDAP_OPT_DIAGNOSTIC_MESSAGE, &text);
     std::string words = result == LDAP_LOCAL_ERROR           ? catalogue_text("no ticket for this server")
@@ -31,7 +29,7 @@ std::string words_of(LDAP *ld, int result) {
     return words;
 }
 
-void bind(LDAP *ld, bool secured, LdapTicketResult *told) {
+static void bind(LDAP *ld, bool secured, LdapTicketResult *told) {
     // The server's name is the configured one: whoever could answer for the address's name could stand in for it.
     // TLS and a second encryption on top of it do not go together everywhere.
     const char *layers = secured ? "noanonymous,maxssf=0" : "noanonymous,minssf=56";
@@ -44,8 +42,6 @@ void bind(LDAP *ld, bool secured, LdapTicketResult *told) {
         ldap_sasl_interactive_bind_s(ld, nullptr, "GSSAPI", nullptr, nullptr, LDAP_SASL_QUIET, answer_nothing, nullptr);
     told->words = words_of(ld, told->result);
 }
-
-} // namespace
 
 bool ldap_ticket_bind(const std::shared_ptr<LdapWire> &wire, bool secured, LdapDeadline deadline,
                       LdapTicketResult *told) {

@@ -11,16 +11,16 @@ struct Waiting {
     std::string what;
 };
 
-// Of the caller's thread: that of a ticket's login uses the same stream and has nobody to tell.
-thread_local Waiting waiting;
-
-LdapClock::duration notice_after;
-ZKWaitNotice notice_taker = nullptr;
-
 } // namespace
 
-LdapWaiting::LdapWaiting() : outer(!waiting.active) {
-    if (!outer) return;
+// Of the caller's thread: that of a ticket's login uses the same stream and has nobody to tell.
+static thread_local Waiting waiting;
+
+static LdapClock::duration notice_after;
+static ZKWaitNotice notice_taker = nullptr;
+
+LdapWaiting::LdapWaiting() : outer_(!waiting.active) {
+    if (!outer_) return;
     waiting.active = true;
     waiting.told = false;
     waiting.due = LdapClock::now() + notice_after;
@@ -28,7 +28,7 @@ LdapWaiting::LdapWaiting() : outer(!waiting.active) {
 }
 
 LdapWaiting::~LdapWaiting() {
-    if (!outer) return;
+    if (!outer_) return;
     waiting.active = false;
     if (waiting.told && notice_taker != nullptr) notice_taker(nullptr);
 }

@@ -25,7 +25,7 @@ class LdapWaiting {
     LdapWaiting &operator=(const LdapWaiting &) = delete;
 
   private:
-    bool outer;
+    bool outer_;
 };
 
 // Null: nobody is told.

@@ -17,15 +17,13 @@
 #include "platform/common/nocase.h"
 #include "platform/common/skip.h"
 
-namespace {
-
-constexpr size_t file_limit = size_t{1} << 30;
-constexpr size_t value_file_limit = size_t{16} * 1024 * 1024;
-constexpr size_t line_limit = size_t{24} * 1024 * 1024; // a value of the largest size in base64
-constexpr size_t include_limit = 8;
+static constexpr size_t file_limit = size_t{1} << 30;
+static constexpr size_t value_file_limit = size_t{16} * 1024 * 1024;
+static constexpr size_t line_limit = size_t{24} * 1024 * 1024; // a value of the largest size in base64
+static constexpr size_t include_limit = 8;
 
 // The whole of a regular file. Throws DataError with a sentence without a place.
-std::string read_whole(const std::string &path, size_t limit) {
+static std::string read_whole(const std::string &path, size_t limit) {
     // Without O_NONBLOCK a named pipe in the place of the file would hold the program.
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
     if (file.number < 0) throw DataError(catalogue_format("cannot open the file: %s", strerror(errno)));
@@ -39,19 +37,19 @@ std::string read_whole(const std::string &path, size_t limit) {
 }
 
 // The path without symbolic links. Throws DataError when there is no such file.
-std::string real_path(const std::string &path) {
+static std::string real_path(const std::string &path) {
     std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), &free);
     if (real == nullptr) throw DataError(catalogue_format("cannot open %1$s: %2$s", path.c_str(), strerror(errno)));
     return real.get();
 }
 
-int base64_digit(char c) {
+static int base64_digit(char c) {
     static constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     size_t found = digits.find(c);
     return found == std::string_view::npos ? -1 : static_cast<int>(found);
 }
 
-bool decode_base64(std::string_view text, std::string *bytes) {
+static bool decode_base64(std::string_view text, std::string *bytes) {
     if (text.size() % 4 != 0) return false;
     size_t padding = 0;
     while (padding < 2 && !text.empty() && text.back() == '=') {
@@ -73,18 +71,18 @@ bool decode_base64(std::string_view text, std::string *bytes) {
     return true;
 }
 
-std::string_view skip_blanks(std::string_view text) {
+static std::string_view skip_blanks(std::string_view text) {
     return skip_any(text, " \t");
 }
 
-bool is_attribute_name(std::string_view name) {
+static bool is_attribute_name(std::string_view name) {
     return !name.empty() && name.find_first_not_of(
                                 "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;."
                                 "_") == std::string_view::npos;
 }
 
 // Undoes "%" and two hex digits; false for anything else after "%", and for a zero byte.
-bool decode_percent(std::string_view text, std::string *out) {
+static bool decode_percent(std::string_view text, std::string *out) {
     for (size_t i = 0; i < text.size(); i++) {
         char c = text[i];
         if (c == '%') {
@@ -97,12 +95,10 @@ bool decode_percent(std::string_view text, std::string *out) {
     return true;
 }
 
-} // namespace
-
 LdifReader::LdifReader(const std::string &path, const std::string &shown) {
     try {
         std::string real = real_path(path);
-        folder = real.substr(0, real.rfind('/') + 1);
+        folder_ = real.substr(0, real.rfind('/') + 1);
         open(real, shown);
     } catch (const DataError &error) {
         throw DataError(shown + ": " + error.what());
@@ -113,23 +109,23 @@ LdifReader::LdifReader(LdifText text, const std::string &shown) {
     Source source;
     source.shown = shown;
     source.text = std::move(text.text);
-    sources.push_back(std::move(source));
+    sources_.push_back(std::move(source));
 }
 
 void LdifReader::open(const std::string &path, const std::string &shown) {
     Source source;
     source.shown = shown;
     source.text = read_whole(path, file_limit);
-    sources.push_back(std::move(source));
+    sources_.push_back(std::move(source));
 }
 
 void LdifReader::refuse(unsigned number, const std::string &why) const {
-    throw DataError(sources.back().shown + ":" + std::to_string(number) + ": " + why);
+    throw DataError(sources_.back().shown + ":" + std::to_string(number) + ": " + why);
 }
 
 // The next line without its line break; false at the end of the file.
-bool LdifReader::physical_line(std::string_view *line) {
-    Source &source = sources.back();
+bool LdifReader::physicalLine(std::string_view *line) {
+    Source &source = sources_.back();
     if (source.at >= source.text.size()) return false;
     size_t end = source.text.find('\n', source.at);
     size_t length = (end == std::string::npos ? source.text.size() : end) - source.at;
@@ -141,21 +137,21 @@ bool LdifReader::physical_line(std::string_view *line) {
     return true;
 }
 
-bool LdifReader::next_is_folded() const {
-    const Source &source = sources.back();
+bool LdifReader::nextIsFolded() const {
+    const Source &source = sources_.back();
     return source.at < source.text.size() && source.text[source.at] == ' ';
 }
 
 // The next line with its continuations, comments left out; false at the end of the file.
-bool LdifReader::logical_line(std::string *line, unsigned *number) {
+bool LdifReader::logicalLine(std::string *line, unsigned *number) {
     std::string_view part;
-    while (physical_line(&part)) {
+    while (physicalLine(&part)) {
         bool comment = !part.empty() && part.front() == '#';
-        *number = sources.back().line;
+        *number = sources_.back().line;
         if (!part.empty() && part.front() == ' ') refuse(*number, catalogue_text("unexpected continuation line"));
         line->assign(part);
         bool empty = part.empty();
-        while (!empty && next_is_folded() && physical_line(&part))
+        while (!empty && nextIsFolded() && physicalLine(&part))
             if (!comment) line->append(part.substr(1));
         if (line->size() > line_limit) refuse(*number, catalogue_text("the line is too long"));
         if (!comment) return true;
@@ -164,7 +160,7 @@ bool LdifReader::logical_line(std::string *line, unsigned *number) {
 }
 
 // The file that a URL names, without symbolic links, and certain to be below the folder.
-std::string LdifReader::file_of_url(std::string_view url, unsigned number) const {
+std::string LdifReader::fileOfUrl(std::string_view url, unsigned number) const {
     if (!equal_nocase(url.substr(0, 5), "file:")) refuse(number, catalogue_text("only file: URLs are supported"));
     url.remove_prefix(5);
     if (url.substr(0, 2) == "//") {
@@ -173,21 +169,21 @@ std::string LdifReader::file_of_url(std::string_view url, unsigned number) const
     }
     std::string name;
     if (!decode_percent(url, &name) || name.empty()) refuse(number, catalogue_text("malformed URL"));
-    if (folder.empty())
+    if (folder_.empty())
         refuse(number, catalogue_format("%s is not below the directory of the LDIF file", name.c_str()));
     std::string real;
     try {
-        real = real_path(name.front() == '/' ? name : folder + name);
+        real = real_path(name.front() == '/' ? name : folder_ + name);
     } catch (const DataError &error) {
         refuse(number, error.what());
     }
-    if (real.compare(0, folder.size(), folder) != 0)
+    if (real.compare(0, folder_.size(), folder_) != 0)
         refuse(number, catalogue_format("%s is outside the directory of the LDIF file", name.c_str()));
     return real;
 }
 
 // `text` is what follows the first ":" of a line.
-std::string LdifReader::parse_value(std::string_view text, unsigned number) const {
+std::string LdifReader::parseValue(std::string_view text, unsigned number) const {
     if (!text.empty() && text.front() == ':') {
         std::string bytes;
         text = skip_blanks(text.substr(1));
@@ -196,7 +192,7 @@ std::string LdifReader::parse_value(std::string_view text, unsigned number) cons
         return bytes;
     }
     if (!text.empty() && text.front() == '<') {
-        std::string path = file_of_url(skip_blanks(text.substr(1)), number);
+        std::string path = fileOfUrl(skip_blanks(text.substr(1)), number);
         try {
             return read_whole(path, value_file_limit);
         } catch (const DataError &error) {
@@ -206,33 +202,33 @@ std::string LdifReader::parse_value(std::string_view text, unsigned number) cons
     return std::string(skip_blanks(text));
 }
 
-LdifAttribute LdifReader::parse_line(const std::string &line, unsigned number) const {
+LdifAttribute LdifReader::parseLine(const std::string &line, unsigned number) const {
     size_t colon = line.find(':');
     if (colon == std::string::npos) refuse(number, catalogue_text("the line has no \":\""));
     LdifAttribute attribute = {line.substr(0, colon), "", number};
     if (!is_attribute_name(attribute.name)) refuse(number, catalogue_text("malformed attribute name"));
     std::string_view rest = std::string_view(line).substr(colon + 1);
     if (equal_nocase(attribute.name, "include"))
-        attribute.value = file_of_url(skip_blanks(rest), number);
+        attribute.value = fileOfUrl(skip_blanks(rest), number);
     else
-        attribute.value = parse_value(rest, number);
+        attribute.value = parseValue(rest, number);
     return attribute;
 }
 
-void LdifReader::read_header(LdifRecord *record, const LdifAttribute &first) {
+void LdifReader::readHeader(LdifRecord *record, const LdifAttribute &first) {
     if (!equal_nocase(first.name, "dn")) refuse(first.line, catalogue_text("a record must begin with dn:"));
-    record->file = sources.back().shown;
+    record->file = sources_.back().shown;
     record->line = first.line;
     record->dn = first.value;
     record->attributes.clear();
 }
 
 // The rest of a record, up to an empty line.
-bool LdifReader::read_record(LdifRecord *record) {
+bool LdifReader::readRecord(LdifRecord *record) {
     std::string line;
     unsigned number;
-    while (logical_line(&line, &number) && !line.empty()) {
-        LdifAttribute attribute = parse_line(line, number);
+    while (logicalLine(&line, &number) && !line.empty()) {
+        LdifAttribute attribute = parseLine(line, number);
         if (equal_nocase(attribute.name, "changetype")) {
             if (!equal_nocase(attribute.value, "add") || !record->attributes.empty())
                 refuse(number, catalogue_text("only changetype: add is supported, directly after dn:"));
@@ -250,28 +246,28 @@ bool LdifReader::read_record(LdifRecord *record) {
 bool LdifReader::next(LdifRecord *record) {
     std::string line;
     unsigned number;
-    while (!sources.empty()) {
-        if (!logical_line(&line, &number)) {
-            sources.pop_back();
+    while (!sources_.empty()) {
+        if (!logicalLine(&line, &number)) {
+            sources_.pop_back();
             continue;
         }
         if (line.empty()) continue;
-        LdifAttribute first = parse_line(line, number);
-        bool at_start = !sources.back().started;
-        sources.back().started = true;
+        LdifAttribute first = parseLine(line, number);
+        bool atStart = !sources_.back().started;
+        sources_.back().started = true;
         if (equal_nocase(first.name, "version")) {
-            if (!at_start || first.value != "1")
+            if (!atStart || first.value != "1")
                 refuse(number, catalogue_text("only version: 1 is supported, at the beginning of a file"));
         } else if (equal_nocase(first.name, "include")) {
-            if (sources.size() == include_limit) refuse(number, catalogue_text("include files are nested too deeply"));
+            if (sources_.size() == include_limit) refuse(number, catalogue_text("include files are nested too deeply"));
             try {
-                open(first.value, first.value.substr(folder.size()));
+                open(first.value, first.value.substr(folder_.size()));
             } catch (const DataError &error) {
                 refuse(number, error.what());
             }
         } else {
-            read_header(record, first);
-            return read_record(record);
+            readHeader(record, first);
+            return readRecord(record);
         }
     }
     return false;

@@ -51,18 +51,18 @@ class LdifReader {
     };
 
     void open(const std::string &path, const std::string &shown);
-    bool physical_line(std::string_view *line);
-    bool next_is_folded() const;
-    bool logical_line(std::string *line, unsigned *number);
-    LdifAttribute parse_line(const std::string &line, unsigned number) const;
-    std::string parse_value(std::string_view text, unsigned number) const;
-    std::string file_of_url(std::string_view url, unsigned number) const;
-    void read_header(LdifRecord *record, const LdifAttribute &first);
-    bool read_record(LdifRecord *record);
+    bool physicalLine(std::string_view *line);
+    bool nextIsFolded() const;
+    bool logicalLine(std::string *line, unsigned *number);
+    LdifAttribute parseLine(const std::string &line, unsigned number) const;
+    std::string parseValue(std::string_view text, unsigned number) const;
+    std::string fileOfUrl(std::string_view url, unsigned number) const;
+    void readHeader(LdifRecord *record, const LdifAttribute &first);
+    bool readRecord(LdifRecord *record);
     [[noreturn]] void refuse(unsigned number, const std::string &why) const;
 
-    std::string folder; // of the first file, without symbolic links; empty for a text
-    std::vector<Source> sources;
+    std::string folder_; // of the first file, without symbolic links; empty for a text
+    std::vector<Source> sources_;
 };
 
 #endif

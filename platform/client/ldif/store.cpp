@@ -13,9 +13,9 @@
 #include "platform/client/ldif/reader.h"
 #include "platform/zk.h"
 
-namespace {
+static constexpr uint32_t no_node = UINT32_MAX;
 
-constexpr uint32_t no_node = UINT32_MAX;
+namespace {
 
 struct Node {
     std::shared_ptr<Entry> entry;
@@ -25,57 +25,62 @@ struct Node {
 class LdifStore : public DirectoryStore {
   public:
     // A copy holds what servers have shown, which may lack what a file must have.
-    LdifStore(const Name &base, bool findsAnyName, bool isACopy) : root(base), anyName(findsAnyName), isCopy(isACopy) {}
+    LdifStore(const Name &base, bool findsAnyName, bool isACopy)
+        : root_(base), anyName_(findsAnyName), isCopy_(isACopy) {}
 
     void add(const LdifRecord &record);
-    size_t size() const { return nodes.size(); }
+    size_t size() const { return nodes_.size(); }
 
-    const Name &base() const override { return root; }
+    const Name &base() const override { return root_; }
     EntryPtr find(const Name &name, Aliases aliases) override;
-    std::vector<Name> groups_of(const Entry &entry) override;
-    EntryPtr find_server(std::string_view name) override;
-    EntryPtr find_volume(const Entry &server, std::string_view volume) override;
-    Verdict check_password(const Entry &entry, const char *password) override;
+    std::vector<Name> groupsOf(const Entry &entry) override;
+    EntryPtr findServer(std::string_view name) override;
+    EntryPtr findVolume(const Entry &server, std::string_view volume) override;
+    Verdict checkPassword(const Entry &entry, const char *password) override;
 
   private:
     const Node *lookup(const Name &name) const;
-    bool isShown(const Entry &entry) const { return anyName || entry_name_is_plain(entry); }
-    Name parse_dn(const LdifRecord &record) const;
-    void check_place(const LdifRecord &record, const Name &name) const;
-    void add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const;
-    void check_entry(const LdifRecord &record, const Entry &entry) const;
-    void note_password(const LdifRecord &record, const Entry &entry);
-    void index_entry(uint32_t number);
-    void spell_as_parent(Name *name) const;
-    void count_at_parent(const Name &name);
+    bool isShown(const Entry &entry) const { return anyName_ || entry_name_is_plain(entry); }
+    Name parseDn(const LdifRecord &record) const;
+    void checkPlace(const LdifRecord &record, const Name &name) const;
+    void addValue(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const;
+    void checkEntry(const LdifRecord &record, const Entry &entry) const;
+    void notePassword(const LdifRecord &record, const Entry &entry);
+    void indexEntry(uint32_t number);
+    void spellAsParent(Name *name) const;
+    void countAtParent(const Name &name);
 
-    Name root;
-    bool anyName;
-    bool isCopy;
-    std::vector<Node> nodes;
-    std::unordered_map<std::string, uint32_t> byKey;               // name_key -> first node
-    std::unordered_map<std::string, std::vector<uint32_t>> groups; // name_key of a member -> the groups' nodes
-    std::vector<uint32_t> servers;
-    std::vector<uint32_t> volumes;
-    std::unordered_map<const Entry *, std::string> noHash; // passwords that nothing matches, and where they stand
+    Name root_;
+    bool anyName_;
+    bool isCopy_;
+    std::vector<Node> nodes_;
+    std::unordered_map<std::string, uint32_t> byKey_;               // name_key -> first node
+    std::unordered_map<std::string, std::vector<uint32_t>> groups_; // name_key of a member -> the groups' nodes
+    std::vector<uint32_t> servers_;
+    std::vector<uint32_t> volumes_;
+    std::unordered_map<const Entry *, std::string> noHash_; // passwords that nothing matches, and where they stand
 };
 
-[[noreturn]] void refuse(const LdifRecord &record, unsigned line, const std::string &why) {
+} // namespace
+
+[[noreturn]] static void refuse(const LdifRecord &record, unsigned line, const std::string &why) {
     throw DataError(record.file + ":" + std::to_string(line) + ": " + why);
 }
 
-bool is_member(const EntryValue &value) {
+static bool is_member(const EntryValue &value) {
     static const SchemaAttribute *const member = schema_find_ldap("member");
     static const SchemaAttribute *const uniqueMember = schema_find_ldap("uniqueMember");
     return value.attribute == member || value.attribute == uniqueMember;
 }
 
+namespace {
+
 // The node of a name, or null. Of two nodes that both fit a name without types the first in the file is meant.
 const Node *LdifStore::lookup(const Name &name) const {
-    auto found = byKey.find(name_key(name));
-    uint32_t number = found == byKey.end() ? no_node : found->second;
-    while (number != no_node && !name_may_be(name, nodes[number].entry->name)) number = nodes[number].sameKey;
-    return number == no_node ? nullptr : &nodes[number];
+    auto found = byKey_.find(name_key(name));
+    uint32_t number = found == byKey_.end() ? no_node : found->second;
+    while (number != no_node && !name_may_be(name, nodes_[number].entry->name)) number = nodes_[number].sameKey;
+    return number == no_node ? nullptr : &nodes_[number];
 }
 
 EntryPtr LdifStore::find(const Name &name, Aliases aliases) {
@@ -83,18 +88,18 @@ EntryPtr LdifStore::find(const Name &name, Aliases aliases) {
         const Node *node = lookup(wanted);
         return node == nullptr || !isShown(*node->entry) ? nullptr : node->entry;
     };
-    return entry_find(name, aliases, root, at, at);
+    return entry_find(name, aliases, root_, at, at);
 }
 
-std::vector<Name> LdifStore::groups_of(const Entry &entry) {
+std::vector<Name> LdifStore::groupsOf(const Entry &entry) {
     std::vector<Name> found;
-    auto member = groups.find(name_key(entry.name));
-    if (member == groups.end()) return found;
+    auto member = groups_.find(name_key(entry.name));
+    if (member == groups_.end()) return found;
     for (uint32_t number : member->second) {
         // The key leaves types out: ask the group itself.
-        for (const EntryValue &value : nodes[number].entry->values) {
-            if (is_member(value) && name_equal(value_parse(schema_dn, value.text, root).name, entry.name)) {
-                found.push_back(nodes[number].entry->name);
+        for (const EntryValue &value : nodes_[number].entry->values) {
+            if (is_member(value) && name_equal(value_parse(schema_dn, value.text, root_).name, entry.name)) {
+                found.push_back(nodes_[number].entry->name);
                 break;
             }
         }
@@ -102,36 +107,36 @@ std::vector<Name> LdifStore::groups_of(const Entry &entry) {
     return found;
 }
 
-EntryPtr LdifStore::find_server(std::string_view name) {
-    for (uint32_t number : servers) {
-        const auto &entry = nodes[number].entry;
+EntryPtr LdifStore::findServer(std::string_view name) {
+    for (uint32_t number : servers_) {
+        const auto &entry = nodes_[number].entry;
         if (isShown(*entry) && entry_is_server(*entry, name)) return entry;
     }
     return nullptr;
 }
 
-EntryPtr LdifStore::find_volume(const Entry &server, std::string_view volume) {
-    for (uint32_t number : volumes) {
-        const auto &entry = nodes[number].entry;
-        if (entry_is_volume(*entry, server, volume, root)) return entry;
+EntryPtr LdifStore::findVolume(const Entry &server, std::string_view volume) {
+    for (uint32_t number : volumes_) {
+        const auto &entry = nodes_[number].entry;
+        if (entry_is_volume(*entry, server, volume, root_)) return entry;
     }
     return nullptr;
 }
 
 // An empty password is wrong whatever the entry has: servers take it for an anonymous login.
-Verdict LdifStore::check_password(const Entry &entry, const char *password) {
+Verdict LdifStore::checkPassword(const Entry &entry, const char *password) {
     const SchemaAttribute *kept = schema_find_ldap("userPassword");
     for (const EntryValue &value : entry.values)
         if (value.attribute == kept && *password != '\0' && password_matches(value.text, password))
-            return Verdict::Accepted;
-    if (auto unusable = noHash.find(&entry); unusable != noHash.end()) throw DataError(unusable->second);
-    return Verdict::WrongPassword;
+            return Verdict::accepted;
+    if (auto unusable = noHash_.find(&entry); unusable != noHash_.end()) throw DataError(unusable->second);
+    return Verdict::wrongPassword;
 }
 
-Name LdifStore::parse_dn(const LdifRecord &record) const {
+Name LdifStore::parseDn(const LdifRecord &record) const {
     Name name;
     bool outside = false;
-    if (!name_parse_dn(record.dn, root, &name, &outside)) {
+    if (!name_parse_dn(record.dn, root_, &name, &outside)) {
         refuse(record, record.line,
                outside ? catalogue_text("the entry is not below the tree's base") : catalogue_text("malformed DN"));
     }
@@ -140,14 +145,14 @@ Name LdifStore::parse_dn(const LdifRecord &record) const {
     return name;
 }
 
-void LdifStore::check_place(const LdifRecord &record, const Name &name) const {
+void LdifStore::checkPlace(const LdifRecord &record, const Name &name) const {
     if (lookup(name) != nullptr) refuse(record, record.line, catalogue_text("the entry already exists"));
     // The first entry may stand at a suffix of several parts, "dc=acme,dc=example", as on a server.
-    if (name.size() > 1 && !nodes.empty() && lookup(name_above(name, 1)) == nullptr)
+    if (name.size() > 1 && !nodes_.empty() && lookup(name_above(name, 1)) == nullptr)
         refuse(record, record.line, catalogue_text("the entry's parent is missing: it must come first"));
 }
 
-void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const {
+void LdifStore::addValue(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const {
     const SchemaAttribute *row = schema_find_ldap(attribute.name);
     if (row == nullptr) {
         const bool numbered = attribute.name.find_first_not_of("0123456789.") == std::string::npos;
@@ -162,24 +167,24 @@ void LdifStore::add_value(const LdifRecord &record, const LdifAttribute &attribu
     if (attribute.value.empty() && row->syntax != schema_stream)
         refuse(record, attribute.line, attribute.name + ": " + catalogue_text("the value is empty"));
     try {
-        value_parse(row->syntax, attribute.value, root);
+        value_parse(row->syntax, attribute.value, root_);
     } catch (const DataError &error) {
         refuse(record, attribute.line, attribute.name + ": " + error.what());
     }
     entry->values.push_back({row, attribute.value});
 }
 
-void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const {
-    if (!isCopy && entry.first("objectClass") == nullptr)
+void LdifStore::checkEntry(const LdifRecord &record, const Entry &entry) const {
+    if (!isCopy_ && entry.first("objectClass") == nullptr)
         refuse(record, record.line, catalogue_text("the entry has no objectClass"));
-    if (!isCopy && entry.is_class("Alias") && entry.first("aliasedObjectName") == nullptr)
+    if (!isCopy_ && entry.isClass("Alias") && entry.first("aliasedObjectName") == nullptr)
         refuse(record, record.line, catalogue_text("the alias has no aliasedObjectName"));
-    if (entry.is_class("Server")) {
+    if (entry.isClass("Server")) {
         size_t length = entry_common_name(entry).size();
         if (length == 0 || length >= ZK_SERVER_NAME_SIZE)
             refuse(record, record.line, catalogue_text("a server name must have 1 to 48 bytes"));
     }
-    if (isCopy || entry.name.empty()) return;
+    if (isCopy_ || entry.name.empty()) return;
     const NamePart &leaf = entry.name.front();
     for (const LdifAttribute &attribute : record.attributes)
         if (name_type(attribute.name) == leaf.type && name_fold(attribute.value) == name_fold(leaf.value)) return;
@@ -188,7 +193,7 @@ void LdifStore::check_entry(const LdifRecord &record, const Entry &entry) const 
 
 // Whoever wrote a password in the clear, or as servers keep it, would look for the mistake in what they type. One that
 // can be used beside it is enough: exports of servers hold others too.
-void LdifStore::note_password(const LdifRecord &record, const Entry &entry) {
+void LdifStore::notePassword(const LdifRecord &record, const Entry &entry) {
     static const SchemaAttribute *const password = schema_find_ldap("userPassword");
     bool unusable = false;
     for (const EntryValue &value : entry.values) {
@@ -197,40 +202,40 @@ void LdifStore::note_password(const LdifRecord &record, const Entry &entry) {
     }
     for (const LdifAttribute &attribute : record.attributes) {
         if (unusable && schema_find_ldap(attribute.name) == password) {
-            noHash[&entry] = record.file + ":" + std::to_string(attribute.line) + ": " + attribute.name + ": " +
-                             catalogue_text("the password is not a {CRYPT} hash");
+            noHash_[&entry] = record.file + ":" + std::to_string(attribute.line) + ": " + attribute.name + ": " +
+                              catalogue_text("the password is not a {CRYPT} hash");
             return;
         }
     }
 }
 
-void LdifStore::index_entry(uint32_t number) {
-    const Entry &entry = *nodes[number].entry;
-    const uint32_t first = byKey.emplace(name_key(entry.name), number).first->second;
+void LdifStore::indexEntry(uint32_t number) {
+    const Entry &entry = *nodes_[number].entry;
+    const uint32_t first = byKey_.emplace(name_key(entry.name), number).first->second;
     if (first != number) {
         uint32_t last = first;
-        while (nodes[last].sameKey != no_node) last = nodes[last].sameKey;
-        nodes[last].sameKey = number;
+        while (nodes_[last].sameKey != no_node) last = nodes_[last].sameKey;
+        nodes_[last].sameKey = number;
     }
-    if (entry.is_class("Server"))
-        servers.push_back(number);
-    else if (entry.is_class("Volume"))
-        volumes.push_back(number);
+    if (entry.isClass("Server"))
+        servers_.push_back(number);
+    else if (entry.isClass("Volume"))
+        volumes_.push_back(number);
     for (const EntryValue &value : entry.values) {
         if (is_member(value)) {
-            std::vector<uint32_t> &of = groups[name_key(value_parse(schema_dn, value.text, root).name)];
+            std::vector<uint32_t> &of = groups_[name_key(value_parse(schema_dn, value.text, root_).name)];
             if (of.empty() || of.back() != number) of.push_back(number);
         }
     }
 }
 
 // An object's place is spelled as its parent's own entry spells it, whatever its DN writes.
-void LdifStore::spell_as_parent(Name *name) const {
+void LdifStore::spellAsParent(Name *name) const {
     const Node *parent = name->empty() ? nullptr : lookup(name_above(*name, 1));
     if (parent != nullptr) std::copy(parent->entry->name.begin(), parent->entry->name.end(), name->begin() + 1);
 }
 
-void LdifStore::count_at_parent(const Name &name) {
+void LdifStore::countAtParent(const Name &name) {
     if (!name.empty()) {
         const Node *parent = lookup(name_above(name, 1));
         if (parent != nullptr) parent->entry->subordinates++;
@@ -239,32 +244,32 @@ void LdifStore::count_at_parent(const Name &name) {
 
 void LdifStore::add(const LdifRecord &record) {
     auto entry = std::make_shared<Entry>();
-    entry->name = parse_dn(record);
-    check_place(record, entry->name);
-    spell_as_parent(&entry->name);
+    entry->name = parseDn(record);
+    checkPlace(record, entry->name);
+    spellAsParent(&entry->name);
     entry->values.reserve(record.attributes.size());
     std::vector<std::string_view> objectClasses;
     for (const LdifAttribute &attribute : record.attributes) {
-        add_value(record, attribute, entry.get());
+        addValue(record, attribute, entry.get());
         if (equal_nocase(attribute.name, "objectClass")) objectClasses.push_back(attribute.value);
     }
     entry->entryClass = schema_class_of(objectClasses);
-    check_entry(record, *entry);
-    note_password(record, *entry);
+    checkEntry(record, *entry);
+    notePassword(record, *entry);
     if (const std::string *changed = entry->first("modifyTimestamp"))
-        entry->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, root).number;
-    count_at_parent(entry->name);
-    nodes.push_back({entry, no_node});
-    index_entry(static_cast<uint32_t>(nodes.size() - 1));
+        entry->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, root_).number;
+    countAtParent(entry->name);
+    nodes_.push_back({entry, no_node});
+    indexEntry(static_cast<uint32_t>(nodes_.size() - 1));
 }
 
-std::unique_ptr<LdifStore> load(LdifReader *reader, std::unique_ptr<LdifStore> store) {
+} // namespace
+
+static std::unique_ptr<LdifStore> load(LdifReader *reader, std::unique_ptr<LdifStore> store) {
     LdifRecord record;
     while (reader->next(&record)) store->add(record);
     return store;
 }
-
-} // namespace
 
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
                                                 size_t *objects, bool anyName) {

@@ -4,28 +4,26 @@
 
 #include "platform/client/core/values.h"
 
-namespace {
+static uint32_t primary = 0; // handle, 0 for none
 
-uint32_t primary = 0; // handle, 0 for none
-
-uint32_t free_number() {
+static uint32_t free_number() {
     uint32_t number = 1;
     auto taken = [&](const auto &item) { return item.second.number == number; };
     while (std::any_of(connections().begin(), connections().end(), taken)) number++;
     return number;
 }
 
-std::string identity_key(const Entry &user) {
+static std::string identity_key(const Entry &user) {
     return name_to_dotted(user.name, true);
 }
 
 // A directory behind a network may hand out the same server in another entry after a login.
-bool same_server(const EntryPtr &a, const EntryPtr &b) {
+static bool same_server(const EntryPtr &a, const EntryPtr &b) {
     return a == b || (a != nullptr && b != nullptr && name_equal(a->name, b->name));
 }
 
 // The connection to a server, an open one or a new one.
-Connection &open_to(Tree *tree, const EntryPtr &server, const ConfigServer *outside) {
+static Connection &open_to(Tree *tree, const EntryPtr &server, const ConfigServer *outside) {
     for (auto &item : connections()) {
         Connection &open = item.second;
         if (open.tree == tree && same_server(open.server, server) && open.outside == outside) {
@@ -51,7 +49,7 @@ Connection &open_to(Tree *tree, const EntryPtr &server, const ConfigServer *outs
 }
 
 // The trees in the order in which servers are looked for: the default tree first.
-std::vector<Tree *> search_order() {
+static std::vector<Tree *> search_order() {
     std::vector<Tree *> order;
     for (const std::unique_ptr<Tree> &tree : trees_all()) order.push_back(tree.get());
     std::stable_partition(order.begin(), order.end(),
@@ -59,12 +57,10 @@ std::vector<Tree *> search_order() {
     return order;
 }
 
-bool is_logged_in_somewhere() {
+static bool is_logged_in_somewhere() {
     const std::vector<std::unique_ptr<Tree>> &trees = trees_all();
     return std::any_of(trees.begin(), trees.end(), [](const auto &tree) { return tree->identity != nullptr; });
 }
-
-} // namespace
 
 HandleTable<Connection> &connections() {
     static HandleTable<Connection> open(ZKE_CONN_INVALID);
@@ -83,7 +79,7 @@ Connection &connection_open_server(std::string_view name) {
         EntryPtr server;
         try {
             tree_load(tree);
-            server = tree->store->find_server(name);
+            server = tree->store->findServer(name);
         } catch (const DataError &error) {
             // One tree that cannot be read does not hide the others' servers.
             error_keep(error.what());

@@ -2,9 +2,7 @@
 
 #include "platform/client/session/connections.h"
 
-namespace {
-
-void note_read(Context *context, Tree *tree) {
+static void note_read(Context *context, Tree *tree) {
     const Connection *last = connections().find(context->lastConnection);
     if (last != nullptr && last->tree == tree) return;
     try {
@@ -14,8 +12,6 @@ void note_read(Context *context, Tree *tree) {
         if (error.code != ZKE_SERVER_NO_SLOTS) throw;
     }
 }
-
-} // namespace
 
 HandleTable<Context> &contexts() {
     static HandleTable<Context> open(ZKE_BAD_HANDLE);
@@ -50,7 +46,7 @@ Name context_name(const Context &context, const char *name) {
 
 EntryPtr context_read(Context *context, const char *name) {
     Tree &tree = context_tree(*context);
-    const Aliases aliases = (context->flags & DCV_DEREF_ALIASES) != 0 ? Aliases::Follow : Aliases::Keep;
+    const Aliases aliases = (context->flags & DCV_DEREF_ALIASES) != 0 ? Aliases::follow : Aliases::keep;
     EntryPtr entry = tree.store->find(tree_meant_name(tree, context_name(*context, name)), aliases);
     error_unless(entry != nullptr, ZKE_NO_SUCH_ENTRY);
     note_read(context, &tree);

@@ -4,9 +4,9 @@
 
 #include "platform/client/core/password.h"
 
-namespace {
+static constexpr unsigned long hash_rounds = 1000;
 
-constexpr unsigned long hash_rounds = 1000;
+namespace {
 
 struct LoginPasswords {
     const Tree *tree = nullptr;      // the login's own
@@ -14,24 +14,24 @@ struct LoginPasswords {
     const Tree *refused = nullptr;   // the tree that refused the last attempt
 };
 
-LoginPasswords &login() {
-    static LoginPasswords the_login;
-    return the_login;
+} // namespace
+
+static LoginPasswords &login() {
+    static LoginPasswords theLogin;
+    return theLogin;
 }
 
 // With few rounds, since every login waits for it, and the process has the password masked at the same time. Empty when
 // libcrypt cannot make one: it takes no password of 512 bytes or more.
-std::string hash_of(const char *password) {
+static std::string hash_of(const char *password) {
     return password_hash("$5$", hash_rounds, password);
 }
 
-bool is_known(const char *password) {
+static bool is_known(const char *password) {
     const std::vector<std::string> &hashes = login().hashes;
     return std::any_of(hashes.begin(), hashes.end(),
                        [password](const std::string &hash) { return password_matches(hash, password); });
 }
-
-} // namespace
 
 // A script can log somebody else in to the login's tree: what was kept before has to stay.
 void login_password_keep(const Tree *tree, const char *password) {

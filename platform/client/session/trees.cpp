@@ -20,13 +20,15 @@ struct Network {
     Tree *preferred = nullptr;
 };
 
-Network &network() {
-    static Network the_network;
-    return the_network;
+} // namespace
+
+static Network &network() {
+    static Network theNetwork;
+    return theNetwork;
 }
 
 // Tells the administrator who asked for it how long a login has waited for the file.
-std::unique_ptr<DirectoryStore> load_file(const ConfigTree &config, const Name &base) {
+static std::unique_ptr<DirectoryStore> load_file(const ConfigTree &config, const Name &base) {
     auto start = std::chrono::steady_clock::now();
     size_t objects = 0;
     std::unique_ptr<DirectoryStore> store = ldif_store_load(config.ldif, config.shown, base, &objects, config.anyText);
@@ -37,8 +39,6 @@ std::unique_ptr<DirectoryStore> load_file(const ConfigTree &config, const Name &
     }
     return store;
 }
-
-} // namespace
 
 void trees_configure() {
     start_environment_keep();
@@ -117,7 +117,7 @@ Name tree_meant_name(const Tree &tree, const Name &name) {
 
 EntryPtr tree_default_server(const Tree &tree) {
     const std::string &name = tree.config.defaultServer;
-    EntryPtr server = tree.store->find_server(name);
+    EntryPtr server = tree.store->findServer(name);
     if (server == nullptr && !name.empty())
         throw DataError(tree.config.shown + ": " + catalogue_format("the tree has no server %s", name.c_str()));
     return server;

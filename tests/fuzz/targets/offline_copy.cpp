@@ -100,24 +100,24 @@ static auto asked(const Call &call) -> decltype(call()) {
 
 // All that the copy of a login is asked for.
 static void ask(DirectoryStore *store) {
-    for (const Aliases aliases : {Aliases::Follow, Aliases::Keep}) {
+    for (const Aliases aliases : {Aliases::follow, Aliases::keep}) {
         const EntryPtr entry = asked([&] { return store->find(user(), aliases); });
         if (entry == nullptr) continue;
         check_values(*entry);
-        for (const Name &group : store->groups_of(*entry)) FUZZ_CHECK(group.size() <= name_depth_limit);
+        for (const Name &group : store->groupsOf(*entry)) FUZZ_CHECK(group.size() <= name_depth_limit);
     }
     for (const char *name : {"", "SRV1"}) {
-        const EntryPtr server = store->find_server(name);
+        const EntryPtr server = store->findServer(name);
         if (server == nullptr) continue;
-        FUZZ_CHECK(!entry_common_name(*server).empty() && server->is_class("Server"));
-        if (const EntryPtr volume = store->find_volume(*server, "SYS")) check_values(*volume);
+        FUZZ_CHECK(!entry_common_name(*server).empty() && server->isClass("Server"));
+        if (const EntryPtr volume = store->findVolume(*server, "SYS")) check_values(*volume);
     }
 }
 
 // A password that is no hash is reported instead of refused.
 template <typename Check>
 static bool lets_in(const Check &check) {
-    return asked([&] { return std::optional<Verdict>(check()); }) == Verdict::Accepted;
+    return asked([&] { return std::optional<Verdict>(check()); }) == Verdict::accepted;
 }
 
 static void read_copy(std::string_view text) {
@@ -129,15 +129,15 @@ static void read_copy(std::string_view text) {
     OfflineLogin offline(tree(), base());
     if (!offline.begin(user())) return;
     ask(offline.store());
-    EntryPtr entry = asked([&] { return offline.store()->find(user(), Aliases::Follow); });
+    EntryPtr entry = asked([&] { return offline.store()->find(user(), Aliases::follow); });
     if (entry != nullptr) {
         // Whom the copy lets in, a server that says no to the same password shuts out.
         const bool accepted = lets_in([&] { return offline.login(*entry, password); });
-        const bool own = (entry = offline.store()->find(user(), Aliases::Keep)) != nullptr &&
-                         lets_in([&] { return offline.store()->check_password(*entry, password); });
+        const bool own = (entry = offline.store()->find(user(), Aliases::keep)) != nullptr &&
+                         lets_in([&] { return offline.store()->checkPassword(*entry, password); });
         offline.refusedPassword(user(), password);
         FUZZ_CHECK(kept.has_value() == !own);
-        FUZZ_CHECK(accepted || !own || entry->is_class("Alias"));
+        FUZZ_CHECK(accepted || !own || entry->isClass("Alias"));
     }
     offline.end();
 }
@@ -194,7 +194,7 @@ static void write_copy(std::string_view text) {
         if (std::find(seen.begin(), seen.end(), key) != seen.end()) continue; // only the first of a name is kept
         if (!has_anything(*entry)) continue;
         seen.push_back(key);
-        const EntryPtr found = store->find(entry->name, Aliases::Keep);
+        const EntryPtr found = store->find(entry->name, Aliases::keep);
         FUZZ_CHECK(found);
         FUZZ_CHECK(name_equal(found->name, entry->name) && found->values.size() >= entry->values.size());
         FUZZ_CHECK(std::equal(entry->values.begin(), entry->values.end(), found->values.begin(), same_value));
