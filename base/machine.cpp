@@ -75,7 +75,7 @@ std::string machine_module_version() {
     char read[1024 + 1] = "";
     if (file) read[fread(read, 1, sizeof read - 1, file.get())] = '\0';
     const char *found = strstr(read, key);
-    if (!found) return "0.0.0";
+    if (found == nullptr) return "0.0.0";
     found += strlen(key);
     return std::string(found, strcspn(found, "\n"));
 }

@@ -51,7 +51,7 @@ PipeGuard::~PipeGuard() {
 }
 
 int say(const char *message, ...) {
-    if (!fdr) return 0;
+    if (fdr == nullptr) return 0;
     const PipeGuard held(fdr);
     va_list arguments;
     va_start(arguments, message);
@@ -61,7 +61,7 @@ int say(const char *message, ...) {
 }
 
 void output_put(std::string_view text) {
-    if (!fdr) return;
+    if (fdr == nullptr) return;
     const PipeGuard held(fdr);
     fwrite(text.data(), 1, text.size(), fdr);
     fflush(fdr);

@@ -41,7 +41,7 @@ static std::optional<std::string> network_spelling(const char *tree) {
 void current_tree_set(const char *tree) {
     TRACE(qrt_SetTree, 7, "entering qrt_SetTree(%s)", tree ? tree : "");
     session_replace(CurrentTree, tree);
-    if (!tree) return;
+    if (tree == nullptr) return;
     const std::optional<std::string> spelled = network_spelling(CurrentTree);
     if (spelled) session_replace(CurrentTree, spelled->c_str());
     say("Your current tree is: %s\n", CurrentTree);
@@ -54,7 +54,7 @@ void current_tree_set(const char *tree) {
 // A name without a context gets the current one, which carries its own leading dot.
 static std::string with_context(const std::string &name) {
     if (name.find('.') != name.npos) return name;
-    if (!CurrentContext) {
+    if (CurrentContext == nullptr) {
         TRACE(doTreeLogin, 2, "try to append context onto user name, failed.");
         return name;
     }
@@ -70,7 +70,7 @@ static std::string given_name(const char *user) {
 
 // Two spellings on purpose: a session without a user offers "<UserName>" here, a login without a name "<username>".
 static std::string session_name() {
-    return CurrentObject ? with_context(CurrentObject) : "<UserName>";
+    return CurrentObject != nullptr ? with_context(CurrentObject) : "<UserName>";
 }
 
 namespace {
@@ -94,7 +94,7 @@ static uint32_t ask(const char *tree, Credentials &credentials) {
     if (tree_login_ask(g_useGUI != 0, tree, offered.c_str(), &user, &password) != 0) return prompt_cancelled;
     const OwnedText name(user);
     credentials.password.reset(password);
-    credentials.name = user ? std::optional<std::string>(user) : std::nullopt;
+    credentials.name = user != nullptr ? std::optional<std::string>(user) : std::nullopt;
     return 0;
 }
 
@@ -135,12 +135,12 @@ static bool login_exists(uint32_t probe, const char *tree, const char *user, con
     char who[ZK_MAX_NAME + 1] = "";
     ZKDSWhoAmI(probe, who);
     who[ZK_MAX_NAME] = '\0';
-    if (user && !equal_nocase(who, user) && !equal_nocase(who, name)) {
+    if (user != nullptr && !equal_nocase(who, user) && !equal_nocase(who, name)) {
         say("Already logged into Tree(%1$s) as %2$s\n", tree, who);
         tree_logout(tree);
         return false;
     }
-    if (user)
+    if (user != nullptr)
         TRACE(doTreeLogin, 2, "whoami %s %s", who, user);
     else
         TRACE(doTreeLogin, 2, "whoami %s", who);
@@ -161,13 +161,13 @@ static void move_session(const char *tree, Context &made, const std::string &nam
 
 static void move_to_tree(const char *tree, const char *user, const char *password, uint32_t probe) {
     Credentials credentials;
-    if (user) credentials.name = given_name(user);
+    if (user != nullptr) credentials.name = given_name(user);
     const bool exists = login_exists(probe, tree, user, credentials.name.value_or(""));
-    if (password)
+    if (password != nullptr)
         credentials.password = given_password(probe, password);
     else
         credentials.password.reset(text_copy_or_null(CurrentPassword).release());
-    if (!user) credentials.name = session_name();
+    if (user == nullptr) credentials.name = session_name();
     Context made;
     const uint32_t code = exists ? 0 : log_in(tree, credentials, made.handle);
     if (code == 0)
@@ -185,5 +185,5 @@ void current_tree_move(const char *tree, const char *user, const char *password)
     if (code == 0)
         move_to_tree(tree, user, password, probe.handle);
     else
-        say("Could not Login into tree: %1$s %2$X\n", tree ? tree : "", code);
+        say("Could not Login into tree: %1$s %2$X\n", tree != nullptr ? tree : "", code);
 }

@@ -103,17 +103,17 @@ int execute_command_nowait(const char *line) {
 }
 
 int qrt_GetFile(uint32_t handle, const char *server, const char *spec, char **text) {
-    if (text) *text = nullptr;
-    if (!spec) say("File Specificaion Empty\n");
-    if (!spec || !text) return 1;
+    if (text != nullptr) *text = nullptr;
+    if (spec == nullptr) say("File Specificaion Empty\n");
+    if (spec == nullptr || text == nullptr) return 1;
     return guarded(1, [&] {
         *text = server_file_read(handle, server, spec).release();
-        return *text ? 0 : 1;
+        return *text != nullptr ? 0 : 1;
     });
 }
 
 uint32_t orbispec(const char *name, char *serverOut, char *volumeOut, char *pathOut) {
-    if (!name || !serverOut || !volumeOut || !pathOut) return QRT_NOT_FOUND;
+    if (name == nullptr || serverOut == nullptr || volumeOut == nullptr || pathOut == nullptr) return QRT_NOT_FOUND;
     serverOut[0] = volumeOut[0] = pathOut[0] = '\0';
     return guarded(QRT_NOT_FOUND, [&] {
         VolumeLocation found;

@@ -82,7 +82,7 @@ OwnedText file_dotted(OwnedText name, OwnedText path) {
 OwnedText file_of_object(OwnedText name) {
     std::string object = name.get();
     // The context carries its own leading dot.
-    if (object.compare(0, 1, ".") != 0 && CurrentContext) object += CurrentContext;
+    if (object.compare(0, 1, ".") != 0 && CurrentContext != nullptr) object += CurrentContext;
     std::string script;
     if (script_sources_object(ctx, object.c_str(), script) == 0) return text_copy(script);
     OwnedText text = get_file(nullptr, name.get());

@@ -52,14 +52,14 @@ static std::string reach_server(uint32_t handle, const std::string &server) {
 
 // ":" is the default server. Without one the name is treated as having no server.
 static std::optional<std::string> actual_server(const char *server) {
-    if (!server) return std::nullopt;
+    if (server == nullptr) return std::nullopt;
     if (std::string_view(server) != ":") return server;
-    return uservars[0] ? uservars[0] : contexts_default_server();
+    return uservars[0] != nullptr ? uservars[0] : contexts_default_server();
 }
 
 static std::string drive_path(const std::string &name) {
     std::string path;
-    if (driveDir) path = std::string(driveDir) + (name.compare(0, 1, "/") == 0 ? "" : "/");
+    if (driveDir != nullptr) path = std::string(driveDir) + (name.compare(0, 1, "/") == 0 ? "" : "/");
     path = without_tail(path + name);
     return path.size() < server_file_path_size ? path : "";
 }

@@ -24,7 +24,7 @@ static std::string in_users_container(uint32_t handle, const std::string &name) 
 static uint32_t last_text(uint32_t handle, const std::string &object, const char *attribute, std::string &text) {
     AttributeText value;
     const uint32_t code = attributes_last_value(handle, object.c_str(), attribute, value);
-    if (code == 0 && value.text) text = value.text;
+    if (code == 0 && value.text != nullptr) text = value.text;
     return code;
 }
 

@@ -15,7 +15,7 @@ std::string attribute_compare_wanted(std::string_view name) {
         wanted.erase(0, 1);
     else if (!wanted.empty() && wanted.back() == '.')
         wanted.pop_back();
-    else if (CurrentContext)
+    else if (CurrentContext != nullptr)
         wanted += CurrentContext; // it brings its own leading "."
     return names_abbreviated(wanted, abbreviated_length);
 }

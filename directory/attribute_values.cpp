@@ -75,7 +75,7 @@ char *attribute_values_ctime(const AttributeValue &value) {
 static std::string time_text(const AttributeValue &value, std::string_view attribute) {
     if (is_password_expiration(attribute)) return days_text(int64_t{layout_of<int32_t>(value)} - clock_now());
     const char *text = attribute_values_ctime(value);
-    return text ? text : "";
+    return text != nullptr ? text : "";
 }
 
 static std::string interval_text(const AttributeValue &value, std::string_view) {
@@ -152,7 +152,7 @@ static const Conversion *conversion_of(uint32_t syntax) {
 
 std::string attribute_values_text(const AttributeValue &value, std::string_view attribute) {
     const Conversion *row = conversion_of(value.syntax);
-    return row ? row->text(value, attribute) : std::string(value.block.get());
+    return row != nullptr ? row->text(value, attribute) : std::string(value.block.get());
 }
 
 bool attribute_values_is_plain(const AttributeValue &value) {

@@ -15,7 +15,7 @@ static uint32_t allocate(TracedFunction function, ReadBuffer &buffer) {
     uint32_t code = ZKDSAllocBuf(attribute_buffer_size, &made);
     buffer.reset(made);
     if (code != ZK_OK) TRACE_FOR(function, 4, "ZKDSAllocBuf returned %x", code);
-    return code == ZK_OK && !made ? ZKE_NO_MEMORY : code;
+    return code == ZK_OK && made == nullptr ? ZKE_NO_MEMORY : code;
 }
 
 uint32_t attributes_prepare(AttributeRead &read, uint32_t handle, const char *attribute, CallFailed failed) {
@@ -115,20 +115,20 @@ static AttributeText take_value(AttributeValue &value, const char *attribute) {
 }
 
 static const char *directory_name_of(const char *identifier) {
-    for (const QrtAttributeName *row = ctable; row->identifier; row++)
+    for (const QrtAttributeName *row = ctable; row->identifier != nullptr; row++)
         if (equal_nocase(row->identifier, identifier)) return row->attribute;
     return identifier;
 }
 
 static uint32_t user_variable(const char *value, OwnedText &text) {
-    text = text_copy(value ? value : "");
-    return value ? ZK_OK : QRT_NOT_FOUND;
+    text = text_copy(value != nullptr ? value : "");
+    return value != nullptr ? ZK_OK : QRT_NOT_FOUND;
 }
 
 uint32_t attributes_text(uint32_t handle, const char *object, const char *attribute, OwnedText &text) {
     if (attribute[0] >= '0' && attribute[0] <= '9' && !attribute[1])
         return user_variable(uservars[attribute[0] - '0'], text);
-    if (!object) return ZKE_NO_SUCH_ENTRY;
+    if (object == nullptr) return ZKE_NO_SUCH_ENTRY;
     AttributeRead read{TRACED(qrt_GetAttribute)};
     uint32_t code = attributes_prepare(read, handle, directory_name_of(attribute));
     if (code != ZK_OK) return code;
@@ -141,7 +141,7 @@ uint32_t attributes_text(uint32_t handle, const char *object, const char *attrib
 }
 
 uint32_t attributes_last_value(uint32_t handle, const char *object, const char *attribute, AttributeText &value) {
-    if (!object) return ZKE_NO_SUCH_ENTRY;
+    if (object == nullptr) return ZKE_NO_SUCH_ENTRY;
     AttributeRead read{TRACED(__GetAttribute)};
     uint32_t code = attributes_prepare(read, handle, attribute);
     if (code == ZK_OK) code = read_last_reply(read, object);

@@ -61,7 +61,7 @@ static std::optional<std::string> ask_tree_name(TracedFunction function, const c
 
 std::optional<std::string> contexts_tree(const char *tree) {
     TRACE(qrt_GetTreeName, 5, "qrt_GetTreeName(%s)", tree ? tree : "");
-    if (!tree) return std::nullopt;
+    if (tree == nullptr) return std::nullopt;
     std::optional<std::string> name = ask_tree_name(TRACED(qrt_GetTreeName), tree);
     if (name)
         TRACE(qrt_GetTreeName, 5, "qrt_GetTreeName found tree (%s)", tree);
@@ -72,7 +72,7 @@ std::optional<std::string> contexts_tree(const char *tree) {
 
 std::optional<std::string> contexts_tree_of_server(const char *server) {
     TRACE(qrt_GetTreeFromServer, 5, "qrt_GetTreeFromServer(%s)", server ? server : "");
-    return server ? ask_tree_name(TRACED(qrt_GetTreeFromServer), server) : std::nullopt;
+    return server != nullptr ? ask_tree_name(TRACED(qrt_GetTreeFromServer), server) : std::nullopt;
 }
 
 static uint32_t set_flags(uint32_t handle) {
@@ -118,7 +118,7 @@ uint32_t contexts_make(const char *tree, uint32_t &handle) {
 
 std::optional<std::string> contexts_default_server_of(const char *tree) {
     uint32_t connection = 0;
-    if (!tree || contexts_open(tree, connection) != ZK_OK) return std::nullopt;
+    if (tree == nullptr || contexts_open(tree, connection) != ZK_OK) return std::nullopt;
     std::string server;
     uint32_t code = item_text(connection, ZK_INFO_SERVER_NAME, ZK_SERVER_NAME_SIZE, ZK_SERVER_NAME_SIZE, server);
     if (code != ZK_OK) {
@@ -132,7 +132,7 @@ std::optional<std::string> contexts_default_server_of(const char *tree) {
 // The connection that qrt_GetDefaultServer asks: the current tree's, or without a tree the default one.
 static uint32_t open_session_connection(uint32_t &connection) {
     uint32_t code = ZK_OK;
-    if (CurrentTree) {
+    if (CurrentTree != nullptr) {
         code = contexts_open(CurrentTree, connection);
         if (code != ZK_OK) TRACE(qrt_GetDefaultServer, 4, "Error, ZKCCOpenConnByName() returned %x", code);
         return code;

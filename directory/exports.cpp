@@ -58,9 +58,9 @@ char *qrt_SetInitialContext(const char *context) {
 }
 
 int qrt_SetCurrentContext(char *context) {
-    return context ? guarded(
-                         EOF, [&] { return session_set_context(context); })
-                   : 0;
+    return context != nullptr ? guarded(
+                                    EOF, [&] { return session_set_context(context); })
+                              : 0;
 }
 
 static void nothing() {}
@@ -109,20 +109,20 @@ char *qrt_readLoginScriptFromFile(const char *path) {
 
 uint32_t qrt_GetLoginScript(uint32_t handle, const char *objectName, char **text) {
     // What the session's object is when memory has run out for its name.
-    if (!objectName) return ZKE_NO_SUCH_ENTRY;
-    if (!text) return ZKE_BAD_PARAMETER;
+    if (objectName == nullptr) return ZKE_NO_SUCH_ENTRY;
+    if (text == nullptr) return ZKE_BAD_PARAMETER;
     return handed_out(ZKE_NO_MEMORY, text,
                       [&](auto &found) { return script_sources_object(handle, objectName, found); });
 }
 
 uint32_t qrt_get_container(uint32_t handle, const char *objectName, char **text) {
-    if (!objectName || !text) return QRT_NOT_FOUND;
+    if (objectName == nullptr || text == nullptr) return QRT_NOT_FOUND;
     return handed_out(QRT_NOT_FOUND, text,
                       [&](auto &found) { return script_sources_container(handle, objectName, found); });
 }
 
 int __get_default_script(char **text) {
-    if (text)
+    if (text != nullptr)
         *text = guarded_text(script_sources_default);
     else
         TRACE(__get_default_script, 3, "entering...");
@@ -132,25 +132,25 @@ int __get_default_script(char **text) {
 // ---- identifiers and attributes ----
 
 uint32_t qrt_GetIdentifierValue(uint32_t handle, const char *object, const char *identifier, char **value) {
-    if (!identifier || !value) return QRT_NOT_FOUND;
+    if (identifier == nullptr || value == nullptr) return QRT_NOT_FOUND;
     char *found = guarded_text([&] { return identifiers_value(handle, object, identifier); });
-    if (!found) return QRT_NOT_FOUND;
+    if (found == nullptr) return QRT_NOT_FOUND;
     *value = found;
     return 0;
 }
 
 char *qrt_find_replace_ids(uint32_t handle, const char *text) {
-    if (!text) return nullptr;
+    if (text == nullptr) return nullptr;
     return guarded(nullptr, [&] { return substitution_of(handle, text).release(); });
 }
 
 char *qrt_GetEnvVar(const char *name) {
-    if (!name) return nullptr;
+    if (name == nullptr) return nullptr;
     return guarded(nullptr, [&] { return text_copy_or_null(identifiers_variable(name)).release(); });
 }
 
 uint32_t qrt_GetAttribute(uint32_t handle, const char *object, const char *attribute, char **text) {
-    if (!attribute || !text) return ZKE_BAD_PARAMETER;
+    if (attribute == nullptr || text == nullptr) return ZKE_BAD_PARAMETER;
     return guarded(ZKE_NO_MEMORY, [&] {
         OwnedText found;
         const uint32_t code = attributes_text(handle, object, attribute, found);
@@ -160,7 +160,7 @@ uint32_t qrt_GetAttribute(uint32_t handle, const char *object, const char *attri
 }
 
 uint32_t __GetAttribute(uint32_t handle, const char *object, const char *attribute, char **value) {
-    if (!attribute || !value) return ZKE_BAD_PARAMETER;
+    if (attribute == nullptr || value == nullptr) return ZKE_BAD_PARAMETER;
     return guarded(ZKE_NO_MEMORY, [&] {
         AttributeText found;
         const uint32_t code = attributes_last_value(handle, object, attribute, found);
@@ -173,10 +173,10 @@ uint32_t __GetAttribute(uint32_t handle, const char *object, const char *attribu
 
 uint32_t qrt_compareAttribute(uint32_t handle, const char *object, const char *attribute, const char *name,
                               uint32_t *flag) {
-    if (!object) return ZKE_NO_SUCH_ENTRY;
-    if (!attribute || !flag) return ZKE_BAD_PARAMETER;
+    if (object == nullptr) return ZKE_NO_SUCH_ENTRY;
+    if (attribute == nullptr || flag == nullptr) return ZKE_BAD_PARAMETER;
     return guarded(ZKE_NO_MEMORY,
-                   [&] { return attribute_compare(handle, object, attribute, name ? name : "", *flag); });
+                   [&] { return attribute_compare(handle, object, attribute, name != nullptr ? name : "", *flag); });
 }
 
 static const struct {
@@ -193,8 +193,8 @@ char *qrt_Error(const char *api, const char *function, int line, uint32_t code) 
     for (const auto &row : error_names)
         if (row.code == code) name = row.name;
     char record[2048];
-    snprintf(record, sizeof record, "function:%s Line:%i - API:%s code:%04X %s\n", function ? function : "", line,
-             api ? api : "", code, name);
+    snprintf(record, sizeof record, "function:%s Line:%i - API:%s code:%04X %s\n", function != nullptr ? function : "",
+             line, api != nullptr ? api : "", code, name);
     TRACE(qrt_Error, 4, "%s", record);
     return guarded_text([&] { return name; });
 }
@@ -202,18 +202,18 @@ char *qrt_Error(const char *api, const char *function, int line, uint32_t code) 
 // ---- names and volumes ----
 
 char *qrt_DSFindDelimiter(const char *text, const char *delimiter) {
-    if (!text || !delimiter) return nullptr;
+    if (text == nullptr || delimiter == nullptr) return nullptr;
     const size_t at = names_find_delimiter(text, delimiter);
     return at == std::string_view::npos ? nullptr : const_cast<char *>(text + at);
 }
 
 static void put(char *out, std::string_view text) {
-    if (out) out[text.copy(out, text.size())] = '\0';
+    if (out != nullptr) out[text.copy(out, text.size())] = '\0';
 }
 
 char *qrt_DSRemoveNameFromFullName(const char *name, char *parent, char *leaf, char *typedLeaf) {
     // The parts are copies, so that an out may be the buffer of the name itself.
-    const NameParts parts = guarded(NameParts(), [&] { return names_split(name ? name : ""); });
+    const NameParts parts = guarded(NameParts(), [&] { return names_split(name != nullptr ? name : ""); });
     put(parent, parts.parent);
     put(typedLeaf, parts.typedLeaf);
     put(leaf, parts.leaf);
@@ -221,9 +221,10 @@ char *qrt_DSRemoveNameFromFullName(const char *name, char *parent, char *leaf, c
 }
 
 int qrt_abbrivateName(const char *in, char *out, int maxLen) {
-    if (!out) return 0;
+    if (out == nullptr) return 0;
     const size_t longest = maxLen > 0 ? static_cast<size_t>(maxLen) : 0;
-    const std::string kept = guarded(std::string(), [&] { return names_abbreviated(in ? in : "", longest); });
+    const std::string kept =
+        guarded(std::string(), [&] { return names_abbreviated(in != nullptr ? in : "", longest); });
     put(out, kept);
     return static_cast<int>(kept.size());
 }
@@ -235,13 +236,13 @@ uint32_t qrt_DSGetObjConnID(uint32_t handle, const char *volumeObject, uint32_t 
             std::string name;
             const uint32_t code = volumes_server(handle, volumeObject, name);
             if (code != ZK_OK) return code;
-            if (connection) *connection = 0;
-            return !server || names_copy(server, volumes_name_size, name) ? ZK_OK : QRT_NOT_FOUND;
+            if (connection != nullptr) *connection = 0;
+            return server == nullptr || names_copy(server, volumes_name_size, name) ? ZK_OK : QRT_NOT_FOUND;
         });
 }
 
 uint32_t qrt_DSGetPhysicalVolumeName(uint32_t handle, const char *volumeObject, char *volume) {
-    if (!volumeObject || !volume) return QRT_NOT_FOUND;
+    if (volumeObject == nullptr || volume == nullptr) return QRT_NOT_FOUND;
     *volume = '\0';
     return guarded(ZKE_NO_MEMORY, [&] {
         std::string name;
@@ -252,7 +253,7 @@ uint32_t qrt_DSGetPhysicalVolumeName(uint32_t handle, const char *volumeObject, 
 }
 
 uint32_t qrt_CheckForDirectoryMap(uint32_t handle, const char *mapObject, char *volumeObject, char *rest) {
-    if (!mapObject || !volumeObject || !rest) return QRT_NOT_FOUND;
+    if (mapObject == nullptr || volumeObject == nullptr || rest == nullptr) return QRT_NOT_FOUND;
     return guarded(ZKE_NO_MEMORY, [&] {
         std::optional<VolumePath> target;
         const uint32_t code = volumes_map_target(handle, mapObject, rest, target);
@@ -272,15 +273,15 @@ uint32_t qrt_ZKDSParsePath(uint32_t handle, const char *path, char *server, uint
     if (place.server) put(server, *place.server);
     if (place.volume) put(volume, *place.volume);
     put(rest, place.rest);
-    if (connection && place.connection) *connection = *place.connection;
-    if (resolved) *resolved = place.resolved ? 1 : 0;
+    if (connection != nullptr && place.connection) *connection = *place.connection;
+    if (resolved != nullptr) *resolved = place.resolved ? 1 : 0;
     return code;
 }
 
 // ---- contexts, trees, servers ----
 
 uint32_t qrt_Getctx(const char *tree, uint32_t *handle) {
-    if (!handle) return ZKE_BAD_PARAMETER;
+    if (handle == nullptr) return ZKE_BAD_PARAMETER;
     return guarded(ZKE_NO_MEMORY, [&] { return contexts_make(tree, *handle); });
 }
 
@@ -305,18 +306,19 @@ uint32_t qrt_StationNumber(void) {
 }
 
 uint32_t qrt_TreeLogin(const char *tree, char *user, char *password, uint32_t *handle) {
-    return handle ? tree_login(tree, user, password, *handle) : ZKE_BAD_PARAMETER;
+    return handle != nullptr ? tree_login(tree, user, password, *handle) : ZKE_BAD_PARAMETER;
 }
 uint32_t qrt_TreeLogout(const char *tree) {
     return tree_logout(tree);
 }
 uint32_t qrt_get_user_password(int gui, const char *label, const char *defaultUser, char **user, char **password) {
     constexpr uint32_t cancelled = 1;
-    return user && password ? tree_login_ask(gui != 0, label, defaultUser, user, password) : cancelled;
+    return user != nullptr && password != nullptr ? tree_login_ask(gui != 0, label, defaultUser, user, password)
+                                                  : cancelled;
 }
 
 uint32_t qrt_CheckAuthServer(char *server, char **tree) {
-    if (!server || !tree) return ZKE_BAD_PARAMETER;
+    if (server == nullptr || tree == nullptr) return ZKE_BAD_PARAMETER;
     return guarded(ZKE_NO_MEMORY, [&] {
         std::optional<std::string> found;
         const uint32_t code = servers_check(server, found);
@@ -331,7 +333,7 @@ uint32_t qrt_SetServer(uint32_t handle, const char *server) {
 }
 
 uint32_t qrt_Attach(char *server) {
-    if (server) return guarded(ZKE_NO_MEMORY, [&] { return servers_attach(server); });
+    if (server != nullptr) return guarded(ZKE_NO_MEMORY, [&] { return servers_attach(server); });
     say("Server not definded:%s\n", "(null)");
     return 1;
 }

@@ -96,7 +96,7 @@ static bool session_text(const IdentifierRequest &, const Rule &, std::string &v
 }
 
 static bool current_server(const IdentifierRequest &, const Rule &, std::string &value) {
-    value = uservars[0] ? uservars[0] : "";
+    value = uservars[0] != nullptr ? uservars[0] : "";
     return true;
 }
 
@@ -106,7 +106,7 @@ static bool alias_flag(const IdentifierRequest &, const Rule &, std::string &val
 }
 
 static bool login_context(const IdentifierRequest &, const Rule &, std::string &value) {
-    std::string_view context = CurrentContext ? CurrentContext : "";
+    std::string_view context = CurrentContext != nullptr ? CurrentContext : "";
     if (context.size() > 1 && context.front() == '.') context.remove_prefix(1);
     value = context;
     return true;
@@ -117,7 +117,7 @@ static bool login_context(const IdentifierRequest &, const Rule &, std::string &
 static bool attribute(const IdentifierRequest &request, const Rule &rule, std::string &value) {
     OwnedText text;
     uint32_t code = attributes_text(request.handle, request.object, rule.detail, text);
-    if (code != 0 && !rule.fallback) return false;
+    if (code != 0 && rule.fallback == nullptr) return false;
     value = code == 0 ? text.get() : rule.fallback;
     return true;
 }

@@ -73,7 +73,7 @@ QrtIdentifier itable[] = {
 // The walk does not stop at a match: a later row of the same name would win.
 std::optional<std::string> identifiers_value(uint32_t handle, const char *object, std::string_view name) {
     std::optional<std::string> found;
-    for (const QrtIdentifier *row = itable; row->name; row++) {
+    for (const QrtIdentifier *row = itable; row->name != nullptr; row++) {
         std::string value;
         if (equal_nocase(row->name, name) && identifier_rules_value({handle, object}, row->code, value))
             found = std::move(value);

@@ -14,7 +14,7 @@ constexpr size_t max_object_name = 256;
 OwnedText script_sources_file(const char *path) {
     TRACE(qrt_readLoginScriptFromFile, 3, "Entering ...");
     size_t length = 0;
-    OwnedText text = path ? local_file_read(path, length) : nullptr;
+    OwnedText text = path != nullptr ? local_file_read(path, length) : nullptr;
     TRACE(qrt_readLoginScriptFromFile, 3, "Exiting ...");
     return text;
 }
@@ -103,7 +103,7 @@ uint32_t script_sources_container(uint32_t handle, const char *object, std::stri
     }
     TRACE(qrt_get_container, 6, "ZKDSReadObjectInfo(%s) returned (%s)", object, name);
     // Escaped periods are not special here: required.
-    for (const char *dot = strchr(name, '.'); dot; dot = strchr(dot + 1, '.'))
+    for (const char *dot = strchr(name, '.'); dot != nullptr; dot = strchr(dot + 1, '.'))
         if (script_sources_object(handle, dot + 1, text) == 0) return 0;
     return QRT_NOT_FOUND;
 }

@@ -63,7 +63,7 @@ static uint32_t make_primary(uint32_t handle, const char *server) {
 uint32_t servers_set_primary(uint32_t handle, const char *server) {
     TRACE(qrt_SetServer, 6, "entering qrt_SetServer(%s)", server ? server : "");
     uint32_t code = 1;
-    if (server) {
+    if (server != nullptr) {
         // The caller may pass the text of %0 itself, which is replaced here.
         const std::string wanted = server;
         // %0 is set first, so that it names the server wanted even when that cannot be reached.
@@ -71,7 +71,7 @@ uint32_t servers_set_primary(uint32_t handle, const char *server) {
         code = make_primary(handle, wanted.c_str());
     }
     if (code == 0)
-        say("You are attached to server %s\n", uservars[0] ? uservars[0] : "");
+        say("You are attached to server %s\n", uservars[0] != nullptr ? uservars[0] : "");
     else
         say("Unable to set primary connection: %X\n", code);
     return code;

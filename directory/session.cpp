@@ -91,7 +91,7 @@ int session_set_context(std::string context) {
 void session_set_variable(int index, const char *value) {
     if (static_cast<unsigned>(index) >= QRT_USER_VARIABLES) return;
     session_replace(uservars[index], value);
-    if (value) TRACE(qrt_SetUserVar, 5, "uservars:%i,  %s", index, uservars[index]);
+    if (value != nullptr) TRACE(qrt_SetUserVar, 5, "uservars:%i,  %s", index, uservars[index]);
 }
 
 // One place of the rotation. Only %2 to %7 move and only %9 takes part besides: %8 stays, what was in %9 is lost, %7
@@ -112,8 +112,8 @@ void session_shift_variables(int count) {
 }
 
 static std::optional<std::string> object_in(TracedFunction function, const char *context) {
-    if (!CurrentObject) return std::nullopt;
-    std::string name = std::string(CurrentObject) + (context ? context : "");
+    if (CurrentObject == nullptr) return std::nullopt;
+    std::string name = std::string(CurrentObject) + (context != nullptr ? context : "");
     TRACE_FOR(function, 5, "qrt_Object: %s", name.c_str());
     return name;
 }

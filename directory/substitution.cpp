@@ -152,7 +152,7 @@ static bool look_up(Asker &asker, const Reference &reference, WipedString &value
     if (name.empty()) return false;
     if (reference.isVariable) {
         const char *variable = identifiers_variable(reference.name.substr(1));
-        value = variable ? variable : "";
+        value = variable != nullptr ? variable : "";
         return true;
     }
     get_ready(asker);

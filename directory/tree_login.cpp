@@ -11,7 +11,7 @@ uint32_t tree_login(const char *tree, const char *user, const char *password, ui
     constexpr uint32_t loginOption = 2;
     handle = 0;
     TRACE(qrt_TreeLogin, 4, "TreeLogin(%s, %s)", tree ? tree : "", user ? user : "");
-    if (!tree) return ZKE_TREE_NOT_FOUND;
+    if (tree == nullptr) return ZKE_TREE_NOT_FOUND;
     uint32_t code = contexts_start_client();
     if (code != 0) return code;
     uint32_t made = 0;
@@ -42,7 +42,7 @@ uint32_t tree_login(const char *tree, const char *user, const char *password, ui
 }
 
 uint32_t tree_logout(const char *tree) {
-    if (!tree) return ZKE_TREE_NOT_FOUND;
+    if (tree == nullptr) return ZKE_TREE_NOT_FOUND;
     uint32_t code = contexts_start_client();
     if (code != 0) return code;
     uint32_t handle = 0;

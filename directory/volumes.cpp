@@ -170,7 +170,7 @@ static bool ask_directory(uint32_t handle, VolumePath &split, bool volumeWanted,
 }
 
 uint32_t volumes_parse_path(uint32_t handle, const char *path, VolumePlace &place, bool volumeWanted) {
-    std::string_view whole = path ? path : "";
+    std::string_view whole = path != nullptr ? path : "";
     if (whole.size() >= volumes_path_size) return QRT_NOT_FOUND;
     VolumePath split;
     uint32_t pending = ZK_OK;

@@ -34,15 +34,15 @@ char *lex_line_fetch(LexBuffer *buffer) {
 }
 
 int lex_find_replace_home(LexBuffer *buffer) {
-    if (buffer) tokenizer_join_home(*buffer);
+    if (buffer != nullptr) tokenizer_join_home(*buffer);
     return 0;
 }
 
 int parsescript_Run(const char *text, char *objectName, uint32_t contextHandle) {
-    return script_run(text ? text : "", objectName, contextHandle);
+    return script_run(text != nullptr ? text : "", objectName, contextHandle);
 }
 
 int qrt_RunScript(const char *text) {
-    guarded([] { say("memory exhausted"); }, [&] { script_run_in_session(text ? text : ""); });
+    guarded([] { say("memory exhausted"); }, [&] { script_run_in_session(text != nullptr ? text : ""); });
     return 0;
 }

@@ -66,7 +66,7 @@ OwnedText phrase_word(OwnedText word) {
 
 OwnedText phrase_environment(OwnedText name) {
     const char *value = identifiers_variable(name.get());
-    return text_copy(value ? value : "");
+    return text_copy(value != nullptr ? value : "");
 }
 
 // The flag of the membership lookup: 0 member, 1 no member, anything else when the lookup did not get that far.

@@ -54,7 +54,7 @@ int script_run(std::string_view text, char *object, uint32_t handle) {
 }
 
 void script_run_in_session(std::string_view text) {
-    if (!CurrentTree) return;
+    if (CurrentTree == nullptr) return;
     Context context;
     contexts_make(CurrentTree, context.handle);
     std::optional<std::string> object = session_object();

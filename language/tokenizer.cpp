@@ -15,7 +15,7 @@ static constexpr int lex_named_tokens = yacc_EOF - lex_token_number(0) + 1;
 
 bool tokenizer_is_delimiter(int ch) {
     static const char delimiters[] = " \t\n\r:;\\/\"#@%*+-()!=<>"; // and its NUL
-    const bool found = ch >= 0 && ch < 256 && memchr(delimiters, ch, sizeof delimiters);
+    const bool found = ch >= 0 && ch < 256 && (memchr(delimiters, ch, sizeof delimiters) != nullptr);
     if (found) TRACE(isDelimeter, 7, "delimiter found");
     return found;
 }
@@ -61,7 +61,7 @@ static std::string translate_escapes(std::string_view raw, char end) {
 OwnedText tokenizer_quoted(LexBuffer &buffer) {
     const char *raw = buffer.data + buffer.readPos;
     size_t length = 0;
-    while (!strchr("\"\r\n", raw[length])) length += raw[length] == '\\' && raw[length + 1] == '"' ? 2 : 1;
+    while (strchr("\"\r\n", raw[length]) == nullptr) length += raw[length] == '\\' && raw[length + 1] == '"' ? 2 : 1;
     buffer.readPos += static_cast<int32_t>(length);
     // The closing quote belongs to the string; a line end is still the statement's.
     if (raw[length] == '"') buffer.readPos++;
@@ -122,7 +122,7 @@ static int delimiter_token(int ch) {
 int tokenizer_next() {
     TRACE(yylex, 5, "Entering parser (needs more input)");
     LexBuffer *active = lex_active();
-    if (!active) return 0;
+    if (active == nullptr) return 0;
     LexBuffer &buffer = *active;
     if (end_of_line) start_line(buffer);
     if (wholeline) {

@@ -13,9 +13,9 @@ int qrt_exit() {
 }
 
 int qrt_ReadResults(char **line) {
-    if (!line) return -1;
+    if (line == nullptr) return -1;
     *line = lifecycle_read_line().release();
-    return *line ? 0 : -1;
+    return *line != nullptr ? 0 : -1;
 }
 
 int qrt_script_load_configuration() {
@@ -32,5 +32,5 @@ void openLogFile() {
 }
 
 uint32_t qrt_RunScripts(QrtRunScriptsArgs *args) {
-    return args ? run_sequence(*args) : QRT_NO_USER;
+    return args != nullptr ? run_sequence(*args) : QRT_NO_USER;
 }

@@ -44,7 +44,7 @@ static bool open_pipe() {
     // One that cannot be made leaves both ends as they are, and shows in the stream that cannot be opened on it.
     [[maybe_unused]] const int made = pipe2(fd, O_CLOEXEC);
     fdr = fdopen(fd[1], "w");
-    if (fdr) return true;
+    if (fdr != nullptr) return true;
     output_print(output_translate("Error initializing qrt %s\n"), strerror(errno));
     return false;
 }
@@ -56,14 +56,14 @@ bool lifecycle_start(FILE *output) {
     lifecycle_load_configuration();
     reset_session();
     fdr = output;
-    if (!output && !open_pipe()) return false;
+    if (output == nullptr && !open_pipe()) return false;
     abort_message = output_translate("ctrl-c pressed, script aborted\n");
     signal(SIGINT, cntrlcHandler);
     return true;
 }
 
 void lifecycle_end() {
-    if (fdr) {
+    if (fdr != nullptr) {
         const PipeGuard held(fdr);
         putc('\0', fdr);
         fflush(fdr);
@@ -93,7 +93,7 @@ OwnedText lifecycle_read_line() {
     if (length == 0 && ended) return nullptr;
     text.get()[length] = '\0';
     auto *exact = static_cast<char *>(realloc(text.get(), static_cast<size_t>(length) + 1));
-    if (!exact) return text;
+    if (exact == nullptr) return text;
     static_cast<void>(text.release());
     return OwnedText(exact);
 }
@@ -105,7 +105,7 @@ void lifecycle_interrupted() {
     signal(SIGPIPE, SIG_IGN);
     // Every write to the stream is flushed, so that writing past it puts the bytes in the same place.
     std::string_view left = abort_message;
-    const int output = fdr ? fileno_unlocked(fdr) : -1;
+    const int output = fdr != nullptr ? fileno_unlocked(fdr) : -1;
     while (!left.empty()) {
         const ssize_t written = write(output, left.data(), left.size());
         if (written != -1)
@@ -118,8 +118,8 @@ void lifecycle_interrupted() {
 
 void lifecycle_open_log() {
     fpLogFileOutput = fopen(place_conf_log, "a");
-    if (!fpLogFileOutput) fpLogFileOutput = fopen(place_conf_log, "w");
-    if (fpLogFileOutput) return;
+    if (fpLogFileOutput == nullptr) fpLogFileOutput = fopen(place_conf_log, "w");
+    if (fpLogFileOutput != nullptr) return;
     fprintf(stderr, output_translate("Error: unable to open log file: %s\n"), place_conf_log);
     bLogFileOutput = 0;
 }

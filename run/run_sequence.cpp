@@ -27,7 +27,7 @@ struct Run {
 };
 
 static void trace_request(const QrtRunScriptsArgs &args) {
-    auto shown = [](const char *text) { return text ? text : ""; };
+    auto shown = [](const char *text) { return text != nullptr ? text : ""; };
     TRACE(qrt_RunScripts, 4, "User Variable2 is: %s", shown(args.userVar2));
     TRACE(qrt_RunScripts, 4, "User Variable3 is: %s", shown(args.userVar3));
     TRACE(qrt_RunScripts, 4, "User Variable4 is: %s", shown(args.userVar4));
@@ -43,26 +43,26 @@ static void trace_request(const QrtRunScriptsArgs &args) {
 
 // The record is the caller's, and writing "no file" into it is required: callers read it afterwards.
 static void replace_default(char *&script) {
-    if (script && strcmp(script, "<DEFAULT>") == 0) script = nullptr;
+    if (script != nullptr && strcmp(script, "<DEFAULT>") == 0) script = nullptr;
 }
 
 static void take_request(QrtRunScriptsArgs &args) {
     trace_request(args);
     g_useGUI = args.userGUI;
-    if (args.password) session_set_password(args.password);
+    if (args.password != nullptr) session_set_password(args.password);
     replace_default(args.profileScript);
     replace_default(args.loginScript);
     const char *values[] = {args.userVar2, args.userVar3, args.userVar4, args.userVar5};
     for (int n = 0; n < 4; n++)
-        if (values[n]) session_set_variable(n + 2, values[n]);
+        if (values[n] != nullptr) session_set_variable(n + 2, values[n]);
 }
 
 static bool find_tree(Run &run) {
-    if (run.args.treename) {
+    if (run.args.treename != nullptr) {
         run.tree = contexts_tree(run.args.treename);
         TRACE(qrt_RunScripts, 4, "real treename is: %s", run.tree ? run.tree->c_str() : "");
     }
-    if (!run.tree && run.args.server) {
+    if (!run.tree && run.args.server != nullptr) {
         contexts_make(session_tree(), run.handle);
         run.tree = contexts_tree_of_server(run.args.server);
         TRACE(qrt_RunScripts, 4, "TreeName from server (%s)", run.tree ? run.tree->c_str() : "");
@@ -91,14 +91,14 @@ static void identify_user(Run &run) {
         const NameParts name = names_split(known);
         run.context = "." + name.parent;
         set_user(run, name.leaf);
-    } else if (period) {
+    } else if (period != nullptr) {
         // The cut in the caller's record is required; the context field is not consulted then.
         *period = '\0';
         run.context = std::string(".") + (period + 1);
         set_user(run, user);
     } else {
         set_user(run, user);
-        if (run.args.context) run.context = run.args.context;
+        if (run.args.context != nullptr) run.context = run.args.context;
     }
 }
 
@@ -124,7 +124,7 @@ static void set_server(const Run &run, const std::optional<std::string> &server)
 
 static void set_primary_server(const Run &run) {
     const char *given = run.args.server;
-    if (!given) {
+    if (given == nullptr) {
         const auto server = contexts_default_server_of(run.tree->c_str());
         if (server) set_server(run, server);
         return;
@@ -159,7 +159,7 @@ static int run_script(Run &run, std::string_view text, const std::string &object
 }
 
 static void run_container_script(Run &run) {
-    if (run.args.loginScript) return;
+    if (run.args.loginScript != nullptr) return;
     TRACE(qrt_RunScripts, 4, "Now Process Container script");
     std::string text;
     if (script_sources_container(own_handle(run), run.object.c_str(), text) == 0)
@@ -178,7 +178,7 @@ static void run_profile_object(Run &run, const char *owner) {
     const bool overridden = owner == over_ride_profile;
     OwnedText profile;
     if (attributes_text(own_handle(run), owner, "Profile", profile) != 0) return;
-    if (!overridden && run.args.loginScript) return;
+    if (!overridden && run.args.loginScript != nullptr) return;
     std::string script;
     if (script_sources_object(own_handle(run), profile.get(), script) != 0) return;
     // After a PROFILE statement the parser is handed the profile object's name in place of its script: required.
@@ -187,9 +187,9 @@ static void run_profile_object(Run &run, const char *owner) {
 
 static void run_profile_script(Run &run) {
     TRACE(qrt_RunScripts, 4, "Now Process user's Profile script");
-    if (run.args.profileScript) {
+    if (run.args.profileScript != nullptr) {
         run_profile_file(run);
-    } else if (over_ride_profile) {
+    } else if (over_ride_profile != nullptr) {
         run_profile_object(run, over_ride_profile);
     } else {
         TRACE(qrt_RunScripts, 4, "object for profile: %s", run.object.c_str());
@@ -210,7 +210,7 @@ static int run_user_file(Run &run) {
 
 // The flag that NO_DEFAULT clears is for the calling program: the default script runs here all the same. Required.
 static int run_user_script(Run &run) {
-    if (run.args.loginScript) return run_user_file(run);
+    if (run.args.loginScript != nullptr) return run_user_file(run);
     TRACE(qrt_RunScripts, 4, "Now Process User's Login script: %s", run.object.c_str());
     std::string text;
     if (script_sources_object(own_handle(run), run.object.c_str(), text) != 0) {
@@ -235,7 +235,7 @@ static uint32_t run_scripts(Run &run) {
     current_tree_set(run.tree->c_str());
     if (run.handle) ZKDSFreeContext(run.handle);
     contexts_make(session_tree(), run.handle);
-    if (!run.args.user) return QRT_NO_USER;
+    if (run.args.user == nullptr) return QRT_NO_USER;
     identify_user(run);
     detect_alias(run);
     set_context(run);

@@ -99,7 +99,7 @@ int32_t cond_compare(Comparison comparison, OwnedText left, OwnedText right) {
     const int b = text_number(right.get());
     // The numeric "<=" tests equality alone: required, scripts are written around it.
     if (comparison == COMPARE_NOT_GREATER) comparison = COMPARE_EQUAL;
-    return traced(holds(comparison, (a > b) - (a < b)));
+    return traced(holds(comparison, a < b ? -1 : a > b ? 1 : 0));
 }
 
 int32_t cond_bare(OwnedText text) {

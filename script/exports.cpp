@@ -11,7 +11,7 @@ int lex_addBuffer(const char *scriptText) {
     return guarded(
         -1,
         [&] {
-            lex_push(scriptText ? scriptText : "");
+            lex_push(scriptText != nullptr ? scriptText : "");
             return 0;
         });
 }
@@ -28,22 +28,22 @@ int lex_dropBuffer() {
 }
 
 int lex_getchar(LexBuffer *buffer) {
-    return buffer ? lex_next(*buffer) : 0;
+    return buffer != nullptr ? lex_next(*buffer) : 0;
 }
 int lex_lookaheadchar(LexBuffer *buffer) {
-    return buffer ? lex_look_ahead(*buffer) : 0;
+    return buffer != nullptr ? lex_look_ahead(*buffer) : 0;
 }
 
 int lex_IncludeFile(const char *includedText) {
-    lex_include(includedText ? includedText : "");
+    lex_include(includedText != nullptr ? includedText : "");
     return 0;
 }
 
 int lex_goto(const char *label) {
     return guarded(
-        1, [&] { return label && lex_jump(label) ? 0 : 1; });
+        1, [&] { return label != nullptr && lex_jump(label) ? 0 : 1; });
 }
 
 void yyerror(const char *message) {
-    syntax_error_report(message ? message : "");
+    syntax_error_report(message != nullptr ? message : "");
 }

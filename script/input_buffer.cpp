@@ -41,7 +41,7 @@ uint32_t lex_buffers_made() {
 }
 
 static void buffer_free(LexBuffer *buffer) {
-    if (!buffer) return;
+    if (buffer == nullptr) return;
     if (buffer->data == roomy_text) roomy_text = nullptr;
     free(buffer->data);
     free(buffer);
@@ -52,7 +52,7 @@ static LexBuffer *buffer_new(size_t length) {
     if (length >= INT32_MAX) throw std::bad_alloc();
     OwnedText data(static_cast<char *>(malloc(length + 1)));
     auto *buffer = data ? static_cast<LexBuffer *>(malloc(sizeof(LexBuffer))) : nullptr;
-    if (!buffer) throw std::bad_alloc();
+    if (buffer == nullptr) throw std::bad_alloc();
     buffers_made++;
     data.get()[length] = '\0';
     *buffer = {data.release(), 0, static_cast<int32_t>(length)};
@@ -151,7 +151,7 @@ void lex_include(std::string_view text) {
         return;
     }
     LexBuffer *active = lex_active();
-    if (active) guarded(include_failed, [&] { include(active, text); });
+    if (active != nullptr) guarded(include_failed, [&] { include(active, text); });
 }
 
 static bool move_behind(LexBuffer *buffer, const std::string &pattern) {
@@ -168,7 +168,7 @@ static bool move_behind(LexBuffer *buffer, const std::string &pattern) {
 // a line other than the first, included text has labels too, and ":label" is met by every line that begins with it.
 bool lex_jump(std::string_view label) {
     LexBuffer *active = lex_active();
-    if (!active || label.size() + 2 >= goto_pattern_size) return false;
+    if (active == nullptr || label.size() + 2 >= goto_pattern_size) return false;
     const std::string word(label);
     return move_behind(active, "\n" + word + ":") || move_behind(active, "\n:" + word);
 }

@@ -34,7 +34,7 @@ static size_t start_of_line_ends(std::string_view text) {
 // The line of the read position, which is the one before it when the position stands on a line end. It is the text of
 // `buffer` from the result on, up to `end`; null where there is no line.
 static char *quoted_line(LexBuffer *buffer, char *&end) {
-    if (!buffer || buffer->readPos <= 0) return nullptr;
+    if (buffer == nullptr || buffer->readPos <= 0) return nullptr;
     const std::string_view text(buffer->data, static_cast<size_t>(buffer->length) + 1);
     const size_t behind = start_of_line_ends(text.substr(0, static_cast<size_t>(buffer->readPos) + 1));
     if (behind == 0) return nullptr;
@@ -48,10 +48,10 @@ static char *quoted_line(LexBuffer *buffer, char *&end) {
 static void say_line(LexBuffer *buffer) {
     char *end = nullptr;
     const char *line = quoted_line(buffer, end);
-    const char kept = line ? *end : '\0';
-    if (line) *end = '\0';
-    say("The original line was:\n%s\n\n", line ? line : "bogus");
-    if (line) *end = kept;
+    const char kept = line != nullptr ? *end : '\0';
+    if (line != nullptr) *end = '\0';
+    say("The original line was:\n%s\n\n", line != nullptr ? line : "bogus");
+    if (line != nullptr) *end = kept;
 }
 
 void syntax_error_report(const char *message) {

@@ -135,7 +135,9 @@ static void set_user(const char *text, Options *options, argp_state *state) {
 // What belongs together can be judged only when everything has been read.
 static void check(const Options &options, argp_state *state) {
     if (options.user.empty()) argp_error(state, catalogue_text("no user given"));
-    if ((options.command != nullptr) + options.shell + options.printEnvironment > 1)
+    if (static_cast<int>(options.command != nullptr) + static_cast<int>(options.shell) +
+            static_cast<int>(options.printEnvironment) >
+        1)
         argp_error(state, catalogue_text("COMMAND, --shell and --print-environment are mutually exclusive"));
 }
 
