@@ -15,7 +15,7 @@ static constexpr int lex_named_tokens = yacc_EOF - lex_token_number(0) + 1;
 
 bool tokenizer_is_delimiter(int ch) {
     static const char delimiters[] = " \t\n\r:;\\/\"#@%*+-()!=<>"; // and its NUL
-    const bool found = ch >= 0 && ch < 256 && (memchr(delimiters, ch, sizeof delimiters) != nullptr);
+    const bool found = ch >= 0 && ch < 256 && memchr(delimiters, ch, sizeof delimiters) != nullptr;
     if (found) TRACE(isDelimeter, 7, "delimiter found");
     return found;
 }
