@@ -8,7 +8,7 @@
 
 // The text of the file at `path`, NUL-terminated, and its `length`; null when it cannot be opened, or is a folder or a
 // pipe, which is not waited for. The file is opened once and sized from its descriptor; one that shrinks meanwhile is
-// read as far as it goes. A character device tells no size: its text is empty, and nothing is read.
+// read as far as it goes. A character device reports no size: its text is empty, and nothing is read.
 OwnedText local_file_read(const char *path, size_t &length);
 
 #endif

@@ -1,4 +1,4 @@
-# The file in the folder `record` that tells what this build has installed. Each DESTDIR has one of its own, so that a
+# The file in the folder `record` that lists what this build has installed. Each DESTDIR has one of its own, so that a
 # package that is put together somewhere and an installation on this machine are uninstalled apart from each other.
 set(destination "$ENV{DESTDIR}")
 if(destination)

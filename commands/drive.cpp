@@ -100,7 +100,7 @@ std::optional<std::string> drive_target(const char *link) {
     uint32_t cursor = 0;
     for (int entry = 0; entry < mapping_limit; ++entry) {
         uint32_t attribute = 0;
-        // One byte more than the client is told of: its texts end here even when it leaves out their NUL.
+        // One byte more than the size that the client gets: its strings end here even when it leaves out their NUL.
         char local[mapping_size + 1] = "";
         char target[mapping_size + 1] = "";
         if (ZKEnumMappedDrives(list.get(), &cursor, &attribute, mapping_size, local, mapping_size, target) != ZK_OK)

@@ -21,7 +21,7 @@ void context_statement(OwnedText name);
 // PROFILE: the object whose "Profile" attribute takes the place of the user's own.
 void profile_statement(OwnedText name);
 
-// NO_DEFAULT: tells the calling program that it shall run no default script.
+// NO_DEFAULT: reports to the calling program that it should run no default script.
 void no_default_statement();
 
 #endif

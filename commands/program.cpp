@@ -90,7 +90,7 @@ static pid_t start(std::vector<std::string> &words) {
     return child;
 }
 
-// Children that have ended meanwhile are reaped and ignored, whoever started them: this is required.
+// Children that have ended meanwhile are reaped and ignored, even those of the caller: this is required.
 static void reap_others() {
     for (pid_t child = waitpid(-1, nullptr, WNOHANG); child > 0; child = waitpid(-1, nullptr, WNOHANG)) forget(child);
 }

@@ -29,8 +29,8 @@ bool attribute_values_any_code(uint32_t code); // all but 0
 uint32_t attribute_values_fetch(TracedFunction function, uint32_t handle, ZKDSBuffer *reply, uint32_t syntax,
                                 AttributeValue &value, CallFailed failed = attribute_values_any_code);
 
-// The value as text, for the attribute of that name; the time until a password expires is told in days. Empty when the
-// value holds nothing.
+// The value as text, for the attribute of that name; the time until a password expires is given in days. Empty when the
+// value is.
 std::string attribute_values_text(const AttributeValue &value, std::string_view attribute);
 
 // Whether the block itself is the text: the syntaxes without a layout of their own.

@@ -26,7 +26,7 @@ struct AttributeRead {
     int32_t iteration = ZK_NO_MORE_ITERATIONS;
 };
 
-// What a reply tells of one attribute.
+// What a reply says about one attribute.
 struct AttributeHead {
     char name[ZK_MAX_ATTR_NAME + 1] = "";
     uint32_t values = 0;

@@ -83,7 +83,7 @@ static uint32_t set_flags(uint32_t handle) {
     return code;
 }
 
-// `known` tells whether the network knows the tree; the result is then that of binding the context to it.
+// `known` is set to whether the network knows the tree; the result is then that of binding the context to it.
 static uint32_t set_tree(uint32_t handle, const char *tree, bool &known) {
     const std::optional<std::string> name = contexts_tree(tree);
     known = name.has_value();
@@ -162,7 +162,7 @@ std::optional<std::string> contexts_default_server() {
     return server;
 }
 
-// A number that the default connection tells; false, and `number` unchanged, when a step fails.
+// A number of the default connection; false, and `number` unchanged, when a step fails.
 static bool ask_default_connection(TracedFunction function, uint32_t item, uint32_t &number) {
     uint32_t reference = 0, connection = 0, answer = 0;
     uint32_t code = ZKGetDefaultConnRef(&reference);

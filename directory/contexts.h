@@ -29,7 +29,7 @@ struct Context {
     uint32_t release() { return std::exchange(handle, 0); }
 };
 
-// Sets the environment variable TOLAN_USE_BRUNE to "0" unless it is set: the client looks at it when it starts.
+// Sets the environment variable TOLAN_USE_BRUNE to "0" unless it is set: the client reads it when it starts.
 void contexts_preset_environment();
 
 // Makes the client ready: the environment, then the two initialisations. Returns 0 or the code of the first one that

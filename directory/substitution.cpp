@@ -10,7 +10,7 @@ static constexpr size_t none = std::string_view::npos;
 
 namespace {
 
-// The text being worked on is `settled` followed by `open` from `start` on. What is settled holds no reference that
+// The text being worked on is `settled` followed by `open` from `start` on. The settled part contains no reference that
 // could still be replaced, and the room before `start` takes the next value, so that replacing the references of a long
 // text one by one does not move the rest of it each time. Positions count from the text's beginning.
 struct Text {
@@ -71,7 +71,7 @@ static void unsettle_before(Text &text, size_t marker) {
     if (last == '%') text.resume = text.settled.rfind('%') + 1;
 }
 
-// Replaces the first occurrence of `old`, which the open part holds.
+// Replaces the first occurrence of `old`, which is in the open part.
 static void replace_first(Text &text, const WipedString &old, const WipedString &value) {
     static constexpr size_t near = 16;
     size_t at = open_part(text).find(old);

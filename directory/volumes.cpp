@@ -23,7 +23,7 @@ uint32_t volumes_server(uint32_t handle, const char *volumeObject, std::string &
     return code;
 }
 
-// Examines one reply, which holds the volume's name and nothing else. Returns the last call's code.
+// Examines one reply, which contains the volume's name and nothing else. Returns the last call's code.
 static uint32_t take_volume_name(const AttributeRead &read, std::string &volume) {
     uint32_t count = 0;
     uint32_t code = attributes_count(read, count);

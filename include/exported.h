@@ -1,5 +1,5 @@
 // The exported names that are no part of the public interface (qrtscript.h). Each folder's exports.cpp defines its own;
-// inside the library only traces use the names. Texts that are handed out are new heap texts, null without memory.
+// inside the library only traces use the names. Strings that are returned are new heap strings, null without memory.
 #ifndef EXPORTED_H
 #define EXPORTED_H
 
@@ -30,8 +30,8 @@ void replaceChar(char *str, char ch);
 
 // ---- script: without a buffer they find the end, or nothing ----
 
-extern char *inputBuffer;  // used by nobody
-extern int32_t inputIndex; // used by nobody
+extern char *inputBuffer;  // unused
+extern int32_t inputIndex; // unused
 
 // lex_push; null is an empty text. Returns 0, or -1 when the stack is full or memory runs out.
 int lex_addBuffer(const char *scriptText);
@@ -72,7 +72,7 @@ void FirePhasers(char *count, char *second);
 
 // ---- language ----
 
-int yylex();                                  // tokenizer_next; without memory it tells the end of the text
+int yylex();                                  // tokenizer_next; without memory it returns the end of the text
 int isDelimeter(int ch);                      // tokenizer_is_delimiter
 char *lex_gettoken(LexBuffer *buffer);        // tokenizer_word
 char *lex_quotestring(LexBuffer *buffer);     // tokenizer_quoted

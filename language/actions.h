@@ -30,7 +30,7 @@ inline SecretText own_secret(char *&slot) {
     return SecretText(own(slot).release());
 }
 
-// Frees the spellings of keywords that nobody needs.
+// Frees the spellings of keywords that are not needed.
 template <typename... Slots>
 void drop(Slots &...slots) {
     (own(slots), ...);

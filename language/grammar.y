@@ -2,7 +2,8 @@
 //
 // A script runs while it is parsed: each statement acts when its rule is reduced. An action hands one function of the
 // module that does the work to execute(), which calls it unless the block is skipped, with its operands, which own()
-// takes and which are freed on every path; the spellings of keywords that nobody needs are dropped. Every statement ends at a line end, and every recovery rule too: a mistake costs its line.
+// takes and which are freed on every path; the spellings of keywords that are not needed are dropped. Every statement
+// ends at a line end, and every recovery rule too: a mistake costs its line.
 //
 // The conflicts are part of the language. All are settled the way Bison settles them by default, shift before reduce
 // and the earlier rule before the later one, and must go on falling that way. The build compares their numbers and the

@@ -164,8 +164,8 @@ uint32_t ZKCloseFile(uint32_t file);
 // `connection` the connection is closed again. `server` has ZK_SERVER_NAME_SIZE bytes, `volume` 65, `rest` 256.
 // ZKE_MALFORMED_NAME, ZKE_SERVER_NOT_FOUND, ZKE_VOLUME_UNKNOWN, ZKE_BUFFER_TOO_SMALL for a longer rest.
 uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char *volume, char *rest);
-// With a null buffer only the size of the list is told. ZKE_NO_ACCESS when the directory of the drives' links is not
-// the user's own or others can write in it: ZKGetLastErrorText tells.
+// With a null buffer only the size of the list is returned. ZKE_NO_ACCESS when the directory of the drives' links is
+// not the user's own or others can write in it: see ZKGetLastErrorText.
 uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size);
 // `*cursor` starts at 0. The end of the list is ZKE_NO_MORE_ENTRIES.
 uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attribute, uint32_t localSize,
@@ -222,7 +222,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 
 // The client's own codes: one range, low 16 bits negative like the ones above.
 #define ZKE_WRONG_PASSWORD 0xFFFFE001u
-#define ZKE_ACCOUNT_LOCKED 0xFFFFE002u // locked, disabled or expired: ZKGetLastErrorText tells which
+#define ZKE_ACCOUNT_LOCKED 0xFFFFE002u // locked, disabled or expired: see ZKGetLastErrorText
 #define ZKE_NOT_LOGGED_IN 0xFFFFE003u
 #define ZKE_NO_ACCESS 0xFFFFE004u
 // From here to ZKE_REFERRAL_BROKEN: the directory could not be read; ZKGetLastErrorText returns the reason.

@@ -7,7 +7,7 @@
 
 #include "base/text.h"
 
-// At most this many characters of a line are handed out at once.
+// At most this many characters of a line are returned at once.
 constexpr int lifecycle_line_size = 1024;
 
 // How many slots of the input buffer stack a start clears; the rest and the stack's depth are left alone on purpose.

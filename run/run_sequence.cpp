@@ -15,7 +15,7 @@
 #include "platform/zk.h"
 #include "run/lifecycle.h"
 
-// What one run holds besides the session's globals.
+// What one run has besides the session's globals.
 struct Run {
     QrtRunScriptsArgs &args;
     std::optional<std::string> tree = std::nullopt;
@@ -79,7 +79,7 @@ static void set_user(Run &run, const std::string &name) {
     run.fullName = name.substr(0, ZK_MAX_NAME);
 }
 
-// The user's name and context: as the directory tells them, else as the request does.
+// The user's name and context: from the directory, else from the request.
 static void identify_user(Run &run) {
     char known[ZK_MAX_NAME + 1] = "";
     ZKDSWhoAmI(run.handle, known);

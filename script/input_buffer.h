@@ -52,7 +52,7 @@ void lex_include(std::string_view text);
 // "label:", or else with ":label". False when there is none or the label is longer than 77 bytes.
 bool lex_jump(std::string_view label);
 
-// How many texts have been made, by pushing and by splicing: tells whether the active one is still the same.
+// How many texts have been made, by pushing and by splicing: shows whether the active one is still the same.
 uint32_t lex_buffers_made();
 
 #endif

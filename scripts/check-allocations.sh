@@ -1,6 +1,6 @@
 #!/bin/bash
 # The allocation check: the sample's scripts, whole logins and the programs, again for each allocation of each with that
-# one failing, once and for good. tests/allocations/allocations.cpp tells what has to hold. One process for each core
+# one failing, once and for good. tests/allocations/allocations.cpp says what is checked. One process for each core
 # shares the work.
 set -euo pipefail
 cd "$(dirname "$0")/.."

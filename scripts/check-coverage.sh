@@ -1,7 +1,7 @@
 #!/bin/bash
-# Tells what of the library the tests reach: builds with counters for each line and branch, runs the tests, prints the
-# figures file by file, and holds them to the floors in tests/coverage/figures.py and to the list of what is not reached
-# in tests/coverage/uncovered.txt.
+# Reports what of the library the tests reach: builds with counters for each line and branch, runs the tests, prints the
+# figures file by file, and compares them with the floors in tests/coverage/figures.py and with the list of what is not
+# reached, tests/coverage/uncovered.txt.
 #   ./check.sh --coverage [REGEX]   only the tests whose names match
 set -euo pipefail
 cd "$(dirname "$0")/.."

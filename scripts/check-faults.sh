@@ -1,7 +1,7 @@
 #!/bin/bash
 # The fault sweep: a whole login with every kind of statement, run again for each call of the directory client and each
-# class of code with that call failing, once and for good, under the sanitizers. tests/unit/fault_sweep_test.cpp tells what
-# has to hold. One process for each core shares the work.
+# class of code with that call failing, once and for good, under the sanitizers. tests/unit/fault_sweep_test.cpp says
+# what is checked. One process for each core shares the work.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh build check

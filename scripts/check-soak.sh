@@ -1,6 +1,6 @@
 #!/bin/bash
 # The soak: 100,000 script runs and 10,000 whole logins in one process, whose memory and descriptors may not grow.
-# tests/soak/soak.cpp tells what a run does and what is left out.
+# tests/soak/soak.cpp says what a run does and what is left out.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh build check

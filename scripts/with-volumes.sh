@@ -2,7 +2,7 @@
 # Runs a command in a private mount namespace in which the sample's volumes stand below the fixed mount point, as the
 # network file system would put them:
 #   scripts/with-volumes.sh FOLDER COMMAND [ARGUMENT...]
-# FOLDER holds one folder for each server with one folder for each of its volumes. Nothing outside the command's own
+# FOLDER contains one folder for each server with one folder for each of its volumes. Nothing outside the command's own
 # processes sees the mounts. The command runs as the user who called. Exit status 77: the kernel does not allow such a
 # namespace.
 set -eu

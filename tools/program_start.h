@@ -4,7 +4,7 @@
 
 // Opens /dev/null on each standard descriptor that is closed: the next file to be opened would get its number, and with
 // it what is written to standard output or what a program reads from standard input. It is opened in the other
-// direction, so that using it fails as before: output that nobody gets is not taken for written. Returns false if it
+// direction, so that using it fails as before: output that is lost does not count as written. Returns false if it
 // cannot.
 bool standard_descriptors_fill();
 

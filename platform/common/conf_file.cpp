@@ -42,7 +42,7 @@ int conf_line_value(char *line, const char *key, char *value, int valueSize) {
         memcpy(value, part, length + 1);
         return 1;
     }
-    // A length of 1 cannot be told from "copied", so that a buffer of one byte then holds the empty text.
+    // A length of 1 cannot be distinguished from "copied", so that a buffer of one byte then contains the empty string.
     if (valueSize == 1 && length == 1) value[0] = '\0';
     return static_cast<int>(length);
 }

@@ -117,7 +117,7 @@ bool Terminal::askPassword(std::string_view text, Secret *answer) {
     return got != nullptr && !answer->empty() && strlen(answer->text()) < answer->capacity();
 }
 
-// A default such as "<username>" only stands for a name that nobody knows yet: it is not offered.
+// A default such as "<username>" only stands for a name that is not known yet: it is not offered.
 static bool login_is_placeholder(std::string_view name) {
     return !name.empty() && name.front() == '<' && name.back() == '>';
 }

@@ -1,4 +1,4 @@
-// Why map does not do what it was told: one plain sentence for the person, without its final period.
+// Why map does not do what was asked: one plain sentence for the person, without its final period.
 #ifndef TOOLS_MAP_REFUSAL_H
 #define TOOLS_MAP_REFUSAL_H
 

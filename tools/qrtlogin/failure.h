@@ -34,7 +34,7 @@ class Failure : public std::runtime_error {
 };
 
 // The failure that a code of the directory client stands for. `attempt` begins the text ("cannot log in as jdoe to
-// ACME"); where the client knows more (a file and a line), that is told too.
+// ACME"); where the client knows more (a file and a line), that is added.
 Failure failure_of(uint32_t code, const std::string &attempt);
 
 #endif

@@ -10,7 +10,7 @@
 
 class Login {
   public:
-    // Finds the tree: --tree, else that of --server, else the configuration's default one. Nobody is logged in yet.
+    // Finds the tree: --tree, else that of --server, else the configuration's default one. No user is logged in yet.
     // Throws Failure.
     explicit Login(const Options &options);
     ~Login();

@@ -85,8 +85,8 @@ static RunResult run_for(const Options &options, const Login &login, Secret *pas
     return result;
 }
 
-// The exit status when no command follows. Output that cannot be written is told either way, but a full disk keeps
-// nobody from logging in; and a reader that has read enough and gone is no failure.
+// The exit status when no command follows. Output that cannot be written is reported either way, but a full disk
+// prevents no login; and a reader that has read enough and gone is no failure.
 static int status_of(const RunResult &result) {
     if (result.outputError == 0 || result.outputError == EPIPE) return result.status;
     program_report_lost_output("qrtlogin", result.outputError);

@@ -205,7 +205,7 @@ void options_parse(int argc, char **argv, Options *options) {
 
     const TranslationGuard guard; // for argp's own messages
     argp_err_exit_status = exit_usage;
-    // argp looks most of the help up in the current domain, whatever domain it is told, and what stands around the
+    // argp looks most of the help up in the current domain, whatever domain it is given, and what stands around the
     // options as one message.
     textdomain(catalogue_domain);
     const char *operands = catalogue_mark("[USER] [-- COMMAND [ARGS...]]");

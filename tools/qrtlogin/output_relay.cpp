@@ -56,7 +56,7 @@ static void show_all_at_exit() {
     if (relay >= 0 && getpid() == main_process) ask_to_end();
 }
 
-// The relay is nobody's child, lest the command that this process becomes finds a child it does not know.
+// The relay is detached, lest the command that this process becomes finds a child it does not know.
 static void start_relay(int input, int requests) {
     const pid_t first = fork();
     if (first < 0) fail(errno);

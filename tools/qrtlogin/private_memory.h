@@ -1,5 +1,5 @@
-// Keeps what this process has in its memory to itself: it holds a password, and the scripts' programs run as the same
-// user.
+// Keeps what this process has in its memory to itself: it has a password in memory, and the scripts' programs run as
+// the same user.
 #ifndef TOOLS_QRTLOGIN_PRIVATE_MEMORY_H
 #define TOOLS_QRTLOGIN_PRIVATE_MEMORY_H
 

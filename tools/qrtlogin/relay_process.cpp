@@ -21,7 +21,8 @@ static int problem = 0;           // errno of the first write that failed
 static bool line_is_open = false; // what was shown last did not end its line
 static bool scripts_run = true;
 
-// It ends when its input does, whoever interrupts, stops or ends the login: what was written by then is still shown.
+// It ends when its input does, even when the login is interrupted, stopped or killed: what was written by then is still
+// shown.
 static void ignore_signals() {
     for (int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE, SIGALRM, SIGUSR1, SIGUSR2, SIGTSTP, SIGTTIN, SIGTTOU})
         std::signal(signal, SIG_IGN);
@@ -50,7 +51,7 @@ static size_t pass_on(size_t limit) {
     return static_cast<size_t>(got);
 }
 
-// No more than there is now: a program in the background that never stops writing holds nobody up.
+// No more than there is now: a program in the background that never stops writing causes no delay.
 static void pass_on_what_waits() {
     int waiting = 0;
     if (ioctl(input, FIONREAD, &waiting) != 0) return;

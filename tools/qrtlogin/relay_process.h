@@ -1,6 +1,7 @@
-// The process that shows what the scripts write: it copies a pipe to standard output until nobody has the pipe's write
-// end any more. A process of its own, since a program that a script has started and left running goes on writing when
-// the login has long become the user's shell, and since a login that ends in an unforeseen way leaves nothing unshown.
+// The process that shows what the scripts write: it copies a pipe to standard output until no process has the pipe's
+// write end any more. A process of its own, since a program that a script has started and left running goes on writing
+// when the login has long become the user's shell, and since a login that ends in an unforeseen way leaves nothing
+// unshown.
 #ifndef TOOLS_QRTLOGIN_RELAY_PROCESS_H
 #define TOOLS_QRTLOGIN_RELAY_PROCESS_H
 

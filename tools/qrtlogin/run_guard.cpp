@@ -31,7 +31,7 @@ extern "C" {
 
 namespace {
 
-// What the thread of the scripts tells the guard, a byte each.
+// What the thread of the scripts sends to the guard, a byte each.
 enum Event : char { interrupted = 'i', question_begins = 'q', question_ends = 'a', run_ended = 'e' };
 
 } // namespace

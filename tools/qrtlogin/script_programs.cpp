@@ -20,7 +20,7 @@ namespace {
 struct Process {
     pid_t id;
     pid_t parent;
-    uint64_t start; // tells it from a later one of the same number
+    uint64_t start; // distinguishes it from a later one of the same number
     char state;
 };
 
@@ -125,7 +125,7 @@ static void send(int proc, const Process &process, int signal) {
     close(handle);
 }
 
-// Adds those that are not yet known, with their children, and tells them that they have to end.
+// Adds those that are not yet known, with their children, and orders them to end.
 static void find_theirs(int proc) {
     for (bool found = true; found;) {
         found = false;

@@ -1,4 +1,4 @@
-// Tells a person at a terminal which server the login waits for, once that takes long, and takes the line away again.
+// Shows a person at a terminal which server the login waits for, once that takes long, and takes the line away again.
 #ifndef TOOLS_QRTLOGIN_WAITING_NOTICE_H
 #define TOOLS_QRTLOGIN_WAITING_NOTICE_H
 

@@ -25,7 +25,7 @@ static constexpr size_t server_name_limit = ZK_SERVER_NAME_SIZE - 1;
 
 namespace {
 
-// One table of the file: reads its keys by type, and refuses those that nobody asked for.
+// One table of the file: reads its keys by type, and refuses unknown ones.
 class Table {
   public:
     Table(const std::string &path, const toml::table &values) : file_(path), table_(values) {}
@@ -179,7 +179,7 @@ static void read_attributes(Table &table, std::map<std::string, std::string> *at
                          catalogue_format("%1$s = \"%2$s\": unknown attribute or invalid LDAP attribute name",
                                           name.c_str(), site.c_str()));
         }
-        // Passwords are never read, and objects are told apart by the one class attribute that LDAP has.
+        // Passwords are never read, and objects are distinguished by the one class attribute that LDAP has.
         if (equal_nocase(row->ldap, "userPassword") || equal_nocase(row->ldap, "objectClass"))
             table.refuse("attributes", catalogue_format("%s cannot be renamed", row->ldap));
         if (!attributes->emplace(row->ldap, site).second)
@@ -187,7 +187,7 @@ static void read_attributes(Table &table, std::map<std::string, std::string> *at
     }
 }
 
-// Whoever may write a referral object chooses the server that is asked, and any public authority certifies one.
+// Anyone who may write a referral object chooses the server that is asked, and any public authority certifies one.
 static void check_referrals(const Table &table, const ConfigLdap &ldap) {
     if (ldap.referrals && !table.has("ca_file")) {
         table.refuse("referrals",

@@ -19,7 +19,7 @@ struct ConfigLdap {
     double timeLimit = 5;                     // seconds for the first answer to a request, all servers together
     double retryAfter = 30;                   // seconds for which a server that failed is passed over
     bool referrals = false;                   // ask the servers that those of the tree refer to
-    std::vector<std::string> referralServers; // URIs of those that may be told who asks, beside `uris`
+    std::vector<std::string> referralServers; // URIs of those that may receive the user's identity, beside `uris`
     size_t loginLimit = size_t{512} << 20;    // bytes of memory for all answers of a login together; no key of the file
     bool offline = false;
     double offlineDays = 30; // a copy that is older serves no login
@@ -35,7 +35,7 @@ struct ConfigTree {
     std::string defaultServer;
     bool sharePassword = false; // scripts may try the password of another tree's login here
     bool anyText = false;       // hand out texts with control characters
-    bool anyPath = false;       // hand out paths with control characters, or with what map takes for the end of an item
+    bool anyPath = false;       // return paths with control characters, or with what map takes for the end of an item
     ConfigLdap ldap;
 };
 
@@ -62,7 +62,7 @@ struct Config {
 // The file that ZKCLIENT_CONF names, unless the process has more rights than its user; otherwise the system's.
 std::string config_path();
 
-// Reads the file. Throws DataError that tells file, line and column. A file that is not there is an empty configuration
+// Reads the file. Throws DataError with file, line and column. A file that is not there is an empty configuration
 // and a last error text; a file without trees leaves such a text too.
 Config config_load(const std::string &path);
 

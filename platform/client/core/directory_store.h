@@ -1,4 +1,4 @@
-// What the client needs of a directory, whatever holds it. An entry is read once, with all its attributes, so that a
+// What the client needs of a directory, wherever it is kept. An entry is read once, with all its attributes, so that a
 // store behind a network needs few round trips; typeless names are the store's to resolve, level by level.
 #ifndef PLATFORM_CLIENT_CORE_DIRECTORY_STORE_H
 #define PLATFORM_CLIENT_CORE_DIRECTORY_STORE_H
@@ -70,7 +70,7 @@ class DirectoryStore {
     virtual EntryPtr findUser(const Name &name) { return find(name, Aliases::follow); }
 
     // Logs in: from now on the directory is asked as this user, and `*user` becomes the entry as the user may read it.
-    // After a failed login whoever was logged in before still is.
+    // A failed login leaves the earlier one in place.
     virtual Verdict login(EntryPtr *user, const char *password) { return checkPassword(**user, password); }
     virtual void logout() {}
 };

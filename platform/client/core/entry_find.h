@@ -1,4 +1,4 @@
-// How a name leads to an entry, along aliases, whatever holds the entries.
+// How a name leads to an entry, along aliases, in any store.
 #ifndef PLATFORM_CLIENT_CORE_ENTRY_FIND_H
 #define PLATFORM_CLIENT_CORE_ENTRY_FIND_H
 

@@ -9,7 +9,7 @@
 
 #include "platform/zk.h"
 
-// `code` is what the caller is told; the text is the whole sentence for the administrator. Without one the sentence
+// `code` is what the caller gets; the text is the whole sentence for the administrator. Without one the sentence
 // that was kept before stays.
 class CodedError : public std::runtime_error {
   public:
@@ -25,7 +25,7 @@ class DataError : public CodedError {
     explicit DataError(const std::string &sentence) : CodedError(ZKE_BAD_DIRECTORY_DATA, sentence) {}
 };
 
-// Throws CodedError, without a sentence, unless the condition holds.
+// Throws CodedError, without a sentence, unless the condition is true.
 inline void error_unless(bool condition, uint32_t code) {
     if (!condition) throw CodedError(code);
 }

@@ -22,7 +22,7 @@ LoginLock login_lock(const Entry &user) {
                                                : LoginLock::none;
 }
 
-// Nobody is the root, and a server may take a login with an empty DN for an anonymous one, whatever the password.
+// No user is the root, and a server may take a login with an empty DN for an anonymous one, whatever the password.
 // The password first: who does not know it does not learn that the account is locked.
 Verdict login_to_tree(DirectoryStore *store, EntryPtr *user, const char *password) {
     error_unless(!(*user)->name.empty(), ZKE_NO_SUCH_ENTRY);

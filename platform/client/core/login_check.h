@@ -10,7 +10,7 @@ Verdict login_to_tree(DirectoryStore *store, EntryPtr *user, const char *passwor
 
 enum class LoginLock { none, locked, disabled, expired };
 
-// What locks the account, as far as its entry tells.
+// What locks the account, as far as its entry shows.
 LoginLock login_lock(const Entry &user);
 inline bool login_is_locked(const Entry &user) {
     return login_lock(user) != LoginLock::none;

@@ -315,7 +315,7 @@ std::string name_key(const Name &name) {
     std::string key;
     for (const NamePart &part : name) {
         key += name_fold(part.value);
-        key += '\0'; // no value holds one
+        key += '\0'; // no value contains one
     }
     return key;
 }

@@ -1,4 +1,4 @@
-// Names of directory objects: dotted names as scripts write them, DNs as the directory's data holds them, and the
+// Names of directory objects: dotted names as scripts write them, DNs as they are in the directory's data, and the
 // relation between the two. Purely textual, nothing here looks into a tree.
 //
 //     dotted name ::= "." parts | parts "."* | parts ".[Root]" | "[Root]"
@@ -32,7 +32,7 @@ constexpr size_t name_depth_limit = 64;
 // length and depth limits.
 bool name_parse_dotted(std::string_view text, const Name &context, Name *name);
 // An RFC 4514 DN at or below `base`; multi-valued RDNs, "#" values and numeric types are malformed here. `outside` (may
-// be null) tells a well-formed DN that is not below `base`.
+// be null) reports a well-formed DN that is not below `base`.
 bool name_parse_dn(std::string_view dn, const Name &base, Name *name, bool *outside);
 
 std::string name_to_dn(const Name &name, const Name &base);

@@ -9,11 +9,11 @@
 #include <string_view>
 #include <vector>
 
-// The syntaxes that zk.h leaves to the client: all of them are handed out as text.
+// The syntaxes that zk.h leaves to the client: all of them are returned as strings.
 enum : uint32_t { schema_dn = 1, schema_text = 3, schema_boolean = 7, schema_telephone = 10, schema_stream = 21 };
 
 struct SchemaAttribute {
-    const char *name; // the directory's name, null: read by the client itself and never handed out
+    const char *name; // the directory's name, null: read by the client itself and never returned
     const char *ldap;
     uint32_t syntax;
     size_t limit; // bytes of a value in the data
@@ -25,7 +25,7 @@ struct SchemaClass {
     bool container; // may have entries below it
 };
 
-// All attributes, in the order in which "all attributes" are handed out. A pointer into the table is an attribute's
+// All attributes, in the order in which "all attributes" are returned. A pointer into the table is an attribute's
 // identity.
 const std::vector<SchemaAttribute> &schema_attributes();
 

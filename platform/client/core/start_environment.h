@@ -15,7 +15,7 @@
 //   GCONV_PATH                           C library          load a library; read once, so it is read at the start
 //   NLSPATH LOCPATH                      C library          not read in these calls
 //
-// All others are the start's as well: a library may read more than its manual tells.
+// All others are the start's as well: a library may read more than its manual says.
 #ifndef PLATFORM_CLIENT_CORE_START_ENVIRONMENT_H
 #define PLATFORM_CLIENT_CORE_START_ENVIRONMENT_H
 
@@ -23,7 +23,7 @@
 void start_environment_keep();
 
 // While it lives the process has the environment of the start; nothing that was set since is lost. A thread that
-// outlives it, since a look-up did not end in time, reads what there is then; what it finds is used by nobody.
+// outlives it, since a look-up did not end in time, reads what there is then; what it finds is not used.
 class StartEnvironment {
   public:
     StartEnvironment();

@@ -10,7 +10,7 @@
 
 #include "platform/client/core/names.h"
 
-// How names are handed out.
+// How names are returned.
 struct NameForm {
     bool typed = true;
     bool complete = true; // otherwise abbreviated for `context`
@@ -32,7 +32,7 @@ struct Value {
 Value value_parse(uint32_t syntax, std::string_view text, const Name &base);
 
 // The block that a program is handed. value_write fills value_block_size bytes, the pointers in it point into it.
-// Names must have been put into form by value_put_names: they are handed out as text.
+// Names must have been put into form by value_put_names: they are returned as text.
 void value_put_names(uint32_t syntax, const NameForm &form, Value *value);
 size_t value_block_size(uint32_t syntax, const Value &value);
 void value_write(uint32_t syntax, const Value &value, void *block);

@@ -3,7 +3,7 @@
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
 
-// Tells what opening by reference takes from a handle.
+// Distinguishes what opening by reference takes from a handle.
 static constexpr uint32_t reference_bit = 0x80000000u;
 
 static bool known_open_state(uint32_t state) {

@@ -105,7 +105,7 @@ uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size) {
     return guarded([&] {
         error_unless(size != nullptr, ZKE_BAD_PARAMETER);
         const std::string list = make_list();
-        // A link may have come since the size was asked for: the new size is told.
+        // A link may have come since the size was asked for: the new size is returned.
         const bool fits = buffer == nullptr || *size >= list.size();
         *size = static_cast<uint32_t>(list.size());
         error_unless(fits, ZKE_BUFFER_TOO_SMALL);

@@ -22,7 +22,7 @@ struct LoggedIn {
 
 } // namespace
 
-// Scripts are looked for in the containers of a name, and the base is in none: whoever sets the tree up is told so.
+// Scripts are looked for in the containers of a name, and the base is in none: the administrator is warned.
 static void warn_of_base_script(const Tree &tree) {
     if (tree.config.base.empty()) return;
     const EntryPtr base = tree.store->find({}, Aliases::keep);
@@ -119,7 +119,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         if (login_password_is_held_back(&tree, password)) refuse_unsent(tree);
         const Verdict verdict = login_to_tree(tree.store.get(), &user, password);
         refuse_unless_accepted(verdict, *user);
-        // A login that goes no further leaves the directory as nobody.
+        // A login that goes no further leaves the connection anonymous.
         LoggedIn loggedIn{&tree};
         login_password_keep(&tree, password);
         take_identity(&tree, &found, user);

@@ -85,7 +85,7 @@ static std::string find_volume(const Connection &connection, std::string_view vo
 
 namespace {
 
-// A use of a connection. What the caller is not told of he cannot close.
+// A use of a connection. The caller cannot close one that it does not get.
 struct Use {
     Connection &connection;
     bool told = false;

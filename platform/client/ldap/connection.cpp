@@ -83,7 +83,7 @@ bool LdapConnection::isForLocalhost(LdapDeadline deadline) {
            certificate_is_good(inspectedCertificate(deadline), address_.host, config_.caFile);
 }
 
-// Why did the handshake fail? A second one that takes any certificate, and sends nothing, tells the certificate's
+// Why did the handshake fail? A second one that takes any certificate, and sends nothing, shows the certificate's
 // faults from the server's.
 void LdapConnection::refuseTls(LdapDeadline deadline) {
     if (watch_.event() == LdapWatch::TimedOut) fail(LDAP_TIMEOUT, catalogue_text("the TLS handshake"));
@@ -276,7 +276,7 @@ std::string LdapConnection::whoAmI() {
     return name.compare(0, 3, "dn:") == 0 ? name.substr(3) : name;
 }
 
-// The kernel tells the server who asks. The login is the user's only if the server says so too.
+// The server learns from the kernel who asks. The login is the user's only if the server says so too.
 LdapAnswer LdapConnection::bindExternal(const LdapIdentity &identity) {
     LdapAnswer answer = take(ask(catalogue_text("the login"), [this](int *message) {
         berval none = {0, const_cast<char *>("")}; // an empty answer in place of none saves a turn

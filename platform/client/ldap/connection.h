@@ -31,7 +31,7 @@ class LdapConnection {
 
     const std::string &uri() const { return address_.text; }
     bool isSecured() const { return secured_; }
-    // Can nobody but the server hear what is said, or is that what the configuration wants?
+    // Can only the server read what is sent, or is that what the configuration wants?
     bool isTrusted() const { return secured_ || address_.local || (config_.cleartextLoopback && loopback_); }
     // Has it answered before? A connection that was idle may have been closed for that alone.
     bool hasAnswered() const { return answered_; }

@@ -15,8 +15,8 @@
 
 class LdapCopy {
   public:
-    // `kind` tells the copies of one tree apart. A copy belongs to the tree as it is configured: with other servers or
-    // another base it counts as not there.
+    // `kind` distinguishes the copies of one tree. A copy belongs to the tree as it is configured: with other servers
+    // or another base it counts as not there.
     LdapCopy(const ConfigTree &tree, const Name &base, const std::string &kind);
 
     // Replaces the copy. Of two entries with one name the first is written; those above the given ones are made up

@@ -8,7 +8,7 @@
 #include "platform/client/core/values.h"
 #include "platform/zk.h"
 
-// Both count what is below an entry; the second only tells whether there is anything.
+// Both count what is below an entry; the second only says whether there is anything.
 static constexpr const char *subordinate_count = "numSubordinates";
 static constexpr const char *has_subordinates = "hasSubordinates";
 

@@ -1,4 +1,4 @@
-// From what a server hands out to the client's entries: the tree's own attribute names, and values that are checked
+// From what a server returns to the client's entries: the tree's own attribute names, and values that are checked
 // one by one, since a directory that others maintain cannot be refused for one odd value.
 #ifndef PLATFORM_CLIENT_LDAP_ENTRIES_H
 #define PLATFORM_CLIENT_LDAP_ENTRIES_H
@@ -19,8 +19,8 @@ class LdapEntries {
     // The name that this tree gives to the attribute.
     const std::string &siteName(const char *ldap) const;
 
-    // What a read asks for: all attributes that the client hands out or uses, passwords never, and no more of a group's
-    // members than is handed out. These are left out of reads that only want to know which groups there are.
+    // What a read asks for: all attributes that the client returns or uses, passwords never, and no more of a group's
+    // members than is returned. These are left out of reads that only want to know which groups there are.
     std::vector<std::string> attributes(bool withMembers) const;
 
     // Null for an entry that is not below the base or whose name the client cannot take. A value that is not of its

@@ -7,7 +7,7 @@
 
 #include "platform/common/secret.h"
 
-// Who a connection is to be bound as; an empty DN is nobody. Another server may have to be told the password at any
+// Who a connection is to be bound as; an empty DN is anonymous. Another server may need the password at any
 // time of a login, so that it has to be kept; it is kept masked with random bytes, so that neither a search through the
 // memory nor a core file shows it as text.
 class LdapIdentity {

@@ -35,7 +35,7 @@ class LdapLookup {
     // Which server had the object; an empty one for the tree's own.
     LdapOrigin origin(const Name &name) const;
 
-    // The name that an object which nobody may see is likely to have. Nothing for a name that can be no object's, and
+    // The likely name of an object that is not visible anonymously. Nothing for a name that can be no object's, and
     // where the directory has shown anything at all.
     std::optional<Name> unseen(const Name &name);
 

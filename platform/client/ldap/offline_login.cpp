@@ -79,7 +79,7 @@ void OfflineLogin::refusedPassword(const Name &who, const char *password) const 
     try {
         if (kept->checkPassword(*entry, password) == Verdict::accepted) refused(who);
     } catch (const DataError &) {
-        // Its password is no hash, and so lets nobody in.
+        // Its password is no hash, so that no login succeeds.
     }
 }
 

@@ -2,7 +2,7 @@
 
 #include "platform/client/core/login_check.h"
 
-// Takes the copy. A server that nobody can hear is one thing, a server that is not the site's own another.
+// Takes the copy. A server that cannot be reached is one thing, one that is not the site's own another.
 bool OfflineStore::begin(const LdapTrouble &trouble, const Name &user) {
     return !trouble.distrusted && !servers_.haveDistrusted() && offline_.begin(user);
 }
@@ -57,7 +57,7 @@ Verdict OfflineStore::login(EntryPtr *user, const char *password) {
     noteRefusal(verdict, asked, password);
     if (verdict == Verdict::accepted && login_is_locked(**user)) {
         identity_.reset();
-        offline_.refused(asked); // whoever logs in finds that out for itself
+        offline_.refused(asked); // the login finds that out itself
     } else if (verdict == Verdict::accepted) {
         identity_ = *user;
         offline_.keep(identity_, password);

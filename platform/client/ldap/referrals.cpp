@@ -85,12 +85,12 @@ bool LdapReferrals::isNamed(const std::string &server) const {
            std::any_of(config_.referralServers.begin(), config_.referralServers.end(), isAsked);
 }
 
-// A ticket is of no use to whoever sees it on the way.
+// A ticket is of no use to anyone who sees it on the way.
 bool LdapReferrals::isSafe(const LdapConnection &connection, bool trusted) const {
     return isNamed(connection.uri()) && (config_.gssapi || (trusted && connection.isSecured()));
 }
 
-// A connection to the server: the user's where that is safe and the server knows the user, otherwise nobody's.
+// A connection to the server: the user's where that is safe and the server knows the user, otherwise an anonymous one.
 LdapConnection &LdapReferrals::open(const std::string &server, bool trusted, const LdapIdentity &identity,
                                     LdapDeadline deadline) {
     std::unique_ptr<LdapConnection> &kept = connections_[(trusted ? "+" : "-") + server];
@@ -98,7 +98,7 @@ LdapConnection &LdapReferrals::open(const std::string &server, bool trusted, con
         auto made = std::make_unique<LdapConnection>(config_, server, deadline);
         if (!identity.dn().empty() && isSafe(*made, trusted)) {
             try {
-                made->bind(identity, deadline); // a server that does not know the user answers as to nobody
+                made->bind(identity, deadline); // a server that does not know the user answers as to an anonymous one
             } catch (const LdapTrouble &) {
                 throw;
             } catch (const CodedError &) {

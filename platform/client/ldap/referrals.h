@@ -31,13 +31,13 @@ class LdapReferrals {
     // `config` must outlive the object.
     explicit LdapReferrals(const ConfigLdap &config);
 
-    // Adds to the answer what is found where its referrals lead. A place that cannot be asked is told in
+    // Adds to the answer what is found where its referrals lead. A place that cannot be asked is reported in
     // `answer->missing`; the other places' entries are there nevertheless.
     void follow(const LdapConnection &from, const LdapSearch &search, const LdapIdentity &identity,
                 LdapDeadline deadline, LdapAnswer *answer);
 
     // A login at the server that a referral has named as the one that has the user. Throws LdapTrouble when it cannot
-    // be asked, and CodedError when the user may not be told there: ZKE_REFERRAL_BROKEN for a server that the
+    // be asked, and CodedError when the user must not be sent there: ZKE_REFERRAL_BROKEN for a server that the
     // configuration does not name, ZKE_TLS_REQUIRED when the password could be read on the way.
     LdapAnswer login(const LdapOrigin &origin, const LdapIdentity &identity, LdapDeadline deadline);
 
@@ -59,7 +59,7 @@ class LdapReferrals {
         bool continues;
         LdapSearch search;
         std::vector<std::string> way; // the places before it
-        bool trusted;                 // may its server be told the password?
+        bool trusted;                 // may its server receive the password?
         LdapOrigin origin = {};       // who has answered
     };
 

@@ -55,7 +55,7 @@ LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline) {
     auto lookup = std::make_shared<Lookup>();
     lookup->host = uri.host;
     lookup->port = uri.port;
-    lookup->run(AI_NUMERICHOST); // asks nobody
+    lookup->run(AI_NUMERICHOST); // asks no server
     if (lookup->error == EAI_NONAME && !ldap_waiting_done(start(uri.text, [lookup]() { lookup->run(0); }), deadline)) {
         throw LdapTrouble(ZKE_HOST_LOOKUP_SILENT, catalogue_format("%1$s: timed out looking up the host name %2$s",
                                                                    uri.text.c_str(), uri.host.c_str()));

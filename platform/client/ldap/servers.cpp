@@ -145,7 +145,7 @@ LdapAnswer LdapServers::bindAsNobody(const Request &bind, std::unique_ptr<LdapCo
     std::unique_ptr<LdapConnection> keptConnection;
     size_t keptCurrent = current_;
     LdapIdentity keptIdentity = std::exchange(identity_, {});
-    // A connection of nobody's may become the user's.
+    // An anonymous connection may become the user's.
     if (!keptIdentity.dn().empty()) keptConnection = std::move(connection_);
     auto putBack = [&]() {
         *bound = std::move(connection_);

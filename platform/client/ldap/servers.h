@@ -18,7 +18,7 @@ class LdapServers {
     explicit LdapServers(const ConfigLdap &config);
 
     // Both throw LdapTrouble when no server gave an answer: with the code of the failure when all failed alike,
-    // otherwise ZKE_DIRECTORY_UNREACHABLE, and a sentence that tells what each server did.
+    // otherwise ZKE_DIRECTORY_UNREACHABLE, and a sentence about what each server did.
     // Where the configuration wants that, the answer holds what other servers have as well. All answers since the last
     // login or logout have a limit together, since most of them are kept: ZKE_ANSWER_TOO_LARGE.
     LdapAnswer search(const LdapSearch &search);
@@ -27,7 +27,7 @@ class LdapServers {
 
     // From now on requests are made as this user, when the answer is LDAP_SUCCESS; otherwise who is logged in stays so.
     LdapAnswer login(LdapIdentity identity, const LdapOrigin &origin);
-    // From now on requests are made as nobody.
+    // From now on requests are anonymous.
     void logout();
 
     // When no server gave an answer: was one of them, or of those referred to, not certain to be the site's own? The
@@ -46,7 +46,7 @@ class LdapServers {
 
     LdapDeadline deadlineFromNow() const;
     LdapAnswer run(const Request &request, LdapDeadline deadline);
-    // Logs in on a connection that is nobody's, and hands that out.
+    // Logs in on an anonymous connection, and returns it.
     LdapAnswer bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where);
     std::optional<LdapAnswer> runOnCurrent(const Request &request, LdapDeadline deadline);
     std::optional<LdapAnswer> runOn(size_t number, const Request &request, LdapDeadline deadline);

@@ -13,7 +13,7 @@ static bool is_recent(time_t written, const ConfigLdap &config) {
 SiteCopyStore::SiteCopyStore(std::unique_ptr<LdapStore> asked, const ConfigTree &config)
     : tree_(config), servers_(std::move(asked)), file_(config, servers_->base(), "site") {
     servers_->onSiteRead = [this](const std::vector<EntryPtr> &site) {
-        if (!site.empty()) // a process that is nobody may see nothing where its user saw everything
+        if (!site.empty()) // an anonymous process may see nothing where its user saw everything
             file_.write(site);
     };
 }
@@ -54,7 +54,7 @@ Verdict SiteCopyStore::login(EntryPtr *user, const char *password) {
         if (verdict == Verdict::accepted) forget();
         return verdict;
     } catch (const LdapTrouble &) {
-        throw; // nobody has been logged in
+        throw; // no user has been logged in
     } catch (...) {
         forget();
         throw;

@@ -29,7 +29,7 @@ EntryPtr LdapStore::find(const Name &name, Aliases aliases) {
     return entry_find(name, aliases, root_, at, above);
 }
 
-// A directory that shows nothing to nobody does not say who there is: the name is taken as it is usual.
+// A directory that shows nothing anonymously does not say who exists: the usual form of the name is assumed.
 EntryPtr LdapStore::findUser(const Name &name) {
     if (EntryPtr user = find(name, Aliases::follow)) return user;
     const std::optional<Name> likely = objects_.unseen(name);
@@ -129,7 +129,7 @@ EntryPtr LdapStore::findVolume(const Entry &server, std::string_view volume) {
     return findInSite([&](const Entry &entry) { return entry_is_volume(entry, server, volume, root_); });
 }
 
-// What the server says of a login. Which of name and password was wrong is not told apart by servers either.
+// What the server says of a login. Which of name and password was wrong is not distinguished by servers either.
 Verdict LdapStore::verdictOf(const LdapAnswer &answer, const Entry &user) const {
     switch (answer.result) {
         case LDAP_SUCCESS:
@@ -162,7 +162,7 @@ Verdict LdapStore::verdictOf(const LdapAnswer &answer, const Entry &user) const 
 }
 
 Verdict LdapStore::checkPassword(const Entry &entry, const char *password) {
-    // A server takes an empty password for a login as nobody, and says yes.
+    // A server treats a bind with an empty password as anonymous, and accepts it.
     if (*password == '\0') return Verdict::wrongPassword;
     return verdictOf(servers_.tryPassword({name_to_dn(entry.name, root_), password}, objects_.origin(entry.name)),
                      entry);

@@ -159,7 +159,7 @@ static bool find_user(const std::string &name, uid_t *user) {
     return true;
 }
 
-// The path tells nothing: what is there may be another socket by now. The kernel knows who has called listen().
+// The path proves nothing: another socket may be there by now. The kernel knows who has called listen().
 static void check_local_peer(int descriptor, const LdapUri &uri, const std::string &owner) {
     ucred peer = {};
     socklen_t size = sizeof peer;

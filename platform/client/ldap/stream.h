@@ -1,6 +1,6 @@
 // The wire below libldap: a connection made within a deadline, and a watch over every byte that is read. libldap's own
 // time-outs end with the first byte of an answer, and it takes whatever length an answer claims; here a peer that is
-// silent, drips, claims too much or sends something else is told apart and cut off in time.
+// silent, drips, claims too much or sends something else is recognised and cut off in time.
 #ifndef PLATFORM_CLIENT_LDAP_STREAM_H
 #define PLATFORM_CLIENT_LDAP_STREAM_H
 
@@ -42,7 +42,7 @@ class LdapWatch {
     Event happened_ = Nothing;
     LdapFraming framing_;
     size_t received_ = 0;
-    std::vector<unsigned char> ahead_; // read from the socket and not yet handed out, from aheadAt on
+    std::vector<unsigned char> ahead_; // read from the socket and not yet returned, from aheadAt on
     size_t aheadAt_ = 0;
 };
 
@@ -56,9 +56,9 @@ struct LdapWire {
 };
 
 // Connects to the first of the URI's addresses that takes the connection before the deadline. Returns the descriptor,
-// which the caller closes. Throws LdapTrouble. `*loopback` tells whether the peer is this machine. A local socket is
+// which the caller closes. Throws LdapTrouble. `*loopback` is true when the peer is this machine. A local socket is
 // only taken where root, the process's own user or `localOwner` (a name or a number) listens: whoever else can put one
-// into the place of the server's would be told passwords.
+// into the place of the server's would receive passwords.
 int ldap_stream_connect(const LdapUri &uri, const std::string &localOwner, LdapDeadline deadline, bool *loopback);
 
 #endif

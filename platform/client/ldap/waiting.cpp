@@ -13,7 +13,7 @@ struct Waiting {
 
 } // namespace
 
-// Of the caller's thread: that of a ticket's login uses the same stream and has nobody to tell.
+// Of the caller's thread: that of a ticket's login uses the same stream and has nothing to report to.
 static thread_local Waiting waiting;
 
 static LdapClock::duration notice_after;

@@ -1,11 +1,11 @@
-// Tells the calling program what it waits for when servers are slow to answer (ZKSetWaitNotice). A request of the store
-// is an LdapWaiting; whatever waits within it does so in two steps, up to the moment at which the notice is due and on
-// to its own deadline:
+// Reports to the calling program what it waits for when servers are slow to answer (ZKSetWaitNotice). A request of the
+// store is an LdapWaiting; whatever waits within it does so in two steps, up to the moment at which the notice is due
+// and on to its own deadline:
 //
 //     LdapDeadline next = ldap_waiting_step(deadline);
 //     ... wait until `next`; when it has come and is not `deadline`: ldap_waiting_tell(), and once more
 //
-// Work on a thread of its own tells nothing; the thread that waits for it does.
+// Work on a separate thread reports nothing; the thread that waits for it does.
 #ifndef PLATFORM_CLIENT_LDAP_WAITING_H
 #define PLATFORM_CLIENT_LDAP_WAITING_H
 
@@ -19,7 +19,7 @@
 class LdapWaiting {
   public:
     LdapWaiting();
-    // Tells that the waiting is over, if it has been told.
+    // Reports the end of the wait, if the wait was reported.
     ~LdapWaiting();
     LdapWaiting(const LdapWaiting &) = delete;
     LdapWaiting &operator=(const LdapWaiting &) = delete;
@@ -28,7 +28,7 @@ class LdapWaiting {
     bool outer_;
 };
 
-// Null: nobody is told.
+// Null: nothing is reported.
 void ldap_waiting_notice(LdapClock::duration after, ZKWaitNotice notice);
 
 // From here on it is this that is waited for.

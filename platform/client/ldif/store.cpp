@@ -24,7 +24,7 @@ struct Node {
 
 class LdifStore : public DirectoryStore {
   public:
-    // A copy holds what servers have shown, which may lack what a file must have.
+    // A copy contains what servers have shown, which may lack what a file must have.
     LdifStore(const Name &base, bool findsAnyName, bool isACopy)
         : root_(base), anyName_(findsAnyName), isCopy_(isACopy) {}
 
@@ -191,8 +191,8 @@ void LdifStore::checkEntry(const LdifRecord &record, const Entry &entry) const {
     refuse(record, record.line, catalogue_format("the entry has no %s value that matches its DN", leaf.type.c_str()));
 }
 
-// Whoever wrote a password in the clear, or as servers keep it, would look for the mistake in what they type. One that
-// can be used beside it is enough: exports of servers hold others too.
+// Someone who wrote a password in the clear, or as servers keep it, would look for the mistake in what they type. One
+// that can be used beside it is enough: exports of servers hold others too.
 void LdifStore::notePassword(const LdifRecord &record, const Entry &entry) {
     static const SchemaAttribute *const password = schema_find_ldap("userPassword");
     bool unusable = false;

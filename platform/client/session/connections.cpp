@@ -95,8 +95,8 @@ Connection &connection_open_server(std::string_view name) {
 }
 
 // A script that moves to another tree asks for a connection by the tree's name, only to learn whether there is such a
-// tree: why its directory cannot be asked is for the context that is bound to the tree next. Whoever has not logged in
-// anywhere has to learn it here.
+// tree: why its directory cannot be asked is for the context that is bound to the tree next. A caller that has not
+// logged in anywhere has to learn it here.
 Connection &connection_open_any(std::string_view name) {
     Tree *tree = tree_find(name);
     if (tree == nullptr) return connection_open_server(name);

@@ -1,7 +1,7 @@
 // Connections to file servers: the handles that programs hold, and what is known about each.
 //
 // A server is an object of a tree, or one that the configuration lists outside the trees. There is one connection to a
-// server; opening it again hands out the same handle and counts one more use, since scripts close few of what they
+// server; opening it again returns the same handle and counts one more use, since scripts close few of what they
 // open.
 #ifndef PLATFORM_CLIENT_SESSION_CONNECTIONS_H
 #define PLATFORM_CLIENT_SESSION_CONNECTIONS_H

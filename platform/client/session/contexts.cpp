@@ -8,7 +8,7 @@ static void note_read(Context *context, Tree *tree) {
     try {
         context->lastConnection = connection_open_tree(tree).handle;
     } catch (const CodedError &error) {
-        // Without a free slot the read still counts, it is only not told which connection served it.
+        // Without a free slot the read still counts, only the connection that served it is not reported.
         if (error.code != ZKE_SERVER_NO_SLOTS) throw;
     }
 }

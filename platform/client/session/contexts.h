@@ -23,7 +23,7 @@ HandleTable<Context> &contexts();
 Tree &context_meant_tree(const Context &context);
 Tree &context_tree(const Context &context);
 
-// How the context wants names to be handed out.
+// How the context wants names to be returned.
 NameForm context_form(const Context &context);
 
 // A name as the context understands it. Throws CodedError, ZKE_MALFORMED_NAME.

@@ -27,7 +27,7 @@ static Network &network() {
     return theNetwork;
 }
 
-// Tells the administrator who asked for it how long a login has waited for the file.
+// Reports, where the administrator asked for it, how long a login has waited for the file.
 static std::unique_ptr<DirectoryStore> load_file(const ConfigTree &config, const Name &base) {
     auto start = std::chrono::steady_clock::now();
     size_t objects = 0;

@@ -14,7 +14,7 @@
 struct Tree {
     ConfigTree config;
     std::unique_ptr<DirectoryStore> store; // null until tree_load
-    EntryPtr identity;                     // who is logged in, null for nobody; set by interface/identity.cpp
+    EntryPtr identity;                     // the user who is logged in, or null; set by interface/identity.cpp
     bool openedUnasked = false; // session/connections.cpp: by its name alone, since its directory could not be asked
 };
 
@@ -43,7 +43,7 @@ std::unique_ptr<DirectoryStore> tree_ldap_store(const ConfigTree &config, const 
 void tree_load(Tree *tree);
 
 // The name with all types when the user who is logged in to the tree, or a container above the user, fits it; otherwise
-// the name itself. Names are handed out without types, and one such name may fit several objects or none.
+// the name itself. Names are returned without types, and one such name may fit several objects or none.
 Name tree_meant_name(const Tree &tree, const Name &name);
 
 // The server that the configuration names for the tree, otherwise the first one; null when the tree has no file server.
