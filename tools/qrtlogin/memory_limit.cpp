@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <unistd.h>
 #include <cstdio>
+#include <cstdlib>
 
 // More than the 512 MB that a login may be answered with, and little enough that no common machine begins to swap.
 static constexpr rlim_t room = rlim_t{1} << 30;
@@ -14,10 +15,12 @@ static rlimit former = {};
 static rlim_t data_now() {
     FILE *sizes = fopen("/proc/self/statm", "re");
     if (sizes == nullptr) return 0;
-    unsigned long pages = 0;
-    // size resident shared text lib data
-    if (fscanf(sizes, "%*u %*u %*u %*u %*u %lu", &pages) != 1) pages = 0;
+    char line[256] = "";
+    char *at = fgets(line, sizeof line, sizes);
     fclose(sizes);
+    unsigned long pages = 0;
+    constexpr int fields = 6; // size resident shared text lib data
+    for (int field = 0; field < fields && at != nullptr; ++field) pages = strtoul(at, &at, 10);
     return static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
 }
 

@@ -22,8 +22,8 @@ static size_t memory_of(const LdapAnswer &answer) {
     for (const LdapEntry &entry : answer.entries) {
         bytes += sizeof entry + entry.dn.size();
         for (const auto &[name, values] : entry.attributes) {
-            bytes += sizeof name + name.size() + sizeof values;
-            for (const std::string &value : values) bytes += sizeof value + value.size();
+            bytes += sizeof(std::string) + name.size() + sizeof(std::vector<std::string>);
+            for (const std::string &value : values) bytes += sizeof(std::string) + value.size();
         }
     }
     return bytes;

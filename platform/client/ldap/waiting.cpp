@@ -5,6 +5,7 @@
 namespace {
 
 struct Waiting {
+    Waiting() noexcept {}
     bool active = false;
     bool told = false;
     LdapDeadline due;
