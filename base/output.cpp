@@ -23,11 +23,6 @@ const char *output_translate(const char *message) {
     return translation_checked(message, dcgettext(nullptr, message, LC_MESSAGES));
 }
 
-static bool pipe_signal_is_pending() {
-    sigset_t pending;
-    return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
-}
-
 static sigset_t pipe_signal() {
     sigset_t set;
     sigemptyset(&set);
@@ -35,54 +30,70 @@ static sigset_t pipe_signal() {
     return set;
 }
 
-PipeGuard::PipeGuard(FILE *written) : written_(written) {
+static bool pipe_signal_is_pending() {
+    sigset_t pending;
+    return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+}
+
+// One thread at a time writes, so that one count is enough.
+static int pipe_guards = 0;
+static bool callers_own_is_pending = false;
+
+PipeGuard::PipeGuard() {
+    if (pipe_guards++ > 0) return;
     const sigset_t hold = pipe_signal();
     pthread_sigmask(SIG_BLOCK, &hold, &before_);
-    pending_ = sigismember(&before_, SIGPIPE) == 1 && pipe_signal_is_pending();
+    callers_own_is_pending = sigismember(&before_, SIGPIPE) == 1 && pipe_signal_is_pending();
 }
 
 PipeGuard::~PipeGuard() {
-    if (ferror(written_) != 0 && !pending_) {
+    if (--pipe_guards == 0) pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
+// Flushes, and takes away the signal that a reader who is gone has raised.
+static int flush(FILE *stream) {
+    const int result = fflush(stream);
+    if (ferror(stream) != 0 && !callers_own_is_pending) {
         const sigset_t taken = pipe_signal();
         const timespec atOnce = {};
         sigtimedwait(&taken, nullptr, &atOnce);
     }
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    return result;
 }
 
 int say(const char *message, ...) {
     if (fdr == nullptr) return 0;
-    const PipeGuard held(fdr);
+    const PipeGuard held;
     va_list arguments;
     va_start(arguments, message);
     vfprintf(fdr, output_translate(message), arguments);
     va_end(arguments);
-    return fflush(fdr);
+    return flush(fdr);
 }
 
 void output_put(std::string_view text) {
     if (fdr == nullptr) return;
-    const PipeGuard held(fdr);
+    const PipeGuard held;
     fwrite(text.data(), 1, text.size(), fdr);
-    fflush(fdr);
+    flush(fdr);
 }
 
 void output_print(const char *format, ...) {
-    const PipeGuard held(stdout);
+    const PipeGuard held;
     va_list arguments;
     va_start(arguments, format);
     vprintf(format, arguments);
     va_end(arguments);
-    fflush(stdout);
+    flush(stdout);
 }
 
 void output_trace(TracedFunction function, int line, const char *format, ...) {
-    const PipeGuard held(stdout);
+    const PipeGuard held;
     va_list arguments;
     va_start(arguments, format);
     printf("--DEBUG--%s:%i ", function.name, line);
     vprintf(format, arguments);
     putchar('\n');
     va_end(arguments);
-    fflush(stdout);
+    flush(stdout);
 }

@@ -23,18 +23,17 @@ constexpr const char *output_mark(const char *message) {
 }
 
 // A reader that goes away does not end the calling program: SIGPIPE is held from this thread while one of these lives,
-// and one that writing to the stream has raised is taken away before the caller's mask stands again.
+// and one that writing to a stream has raised is taken away before the caller's mask stands again. A script that runs
+// has one for all that it writes: within it, the others cost no system call.
 class PipeGuard {
   public:
-    explicit PipeGuard(FILE *written);
+    PipeGuard();
     ~PipeGuard();
     PipeGuard(const PipeGuard &) = delete;
     PipeGuard &operator=(const PipeGuard &) = delete;
 
   private:
-    FILE *written_;
-    sigset_t before_;
-    bool pending_; // the caller's own, which stays
+    sigset_t before_; // set for the outermost one
 };
 
 // Looks `message` up in the catalogue, writes it with its arguments to fdr and flushes. Positional placeholders

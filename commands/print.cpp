@@ -1,5 +1,7 @@
 #include "commands/print.h"
 
+#include <cstring>
+
 #include "base/output.h"
 #include "commands/file_spec.h"
 #include "directory/attributes.h"
@@ -7,7 +9,10 @@
 #include "qrtscript.h"
 
 void write_statement(OwnedText text) {
-    output_put(std::string(text.get()) + '\n');
+    // The line end takes the place of the NUL: one piece, without a copy of the text.
+    const size_t length = strlen(text.get());
+    text.get()[length] = '\n';
+    output_put({text.get(), length + 1});
 }
 
 void display_text(OwnedText content) {

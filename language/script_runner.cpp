@@ -41,6 +41,7 @@ int script_run(std::string_view text, char *object, uint32_t handle) {
         syntax_error = 1;
         return syntax_error;
     }
+    const PipeGuard held; // for all that the script writes
     yyparse();
     lex_free_active_buffer();
     // A jump may have left a block without its END on purpose.

@@ -63,11 +63,7 @@ bool lifecycle_start(FILE *output) {
 }
 
 void lifecycle_end() {
-    if (fdr != nullptr) {
-        const PipeGuard held(fdr);
-        putc('\0', fdr);
-        fflush(fdr);
-    }
+    output_put({"", 1}); // the end marker
     // With a stream of the caller's own this is descriptor 0: required. The stream itself stays open.
     close(fd[1]);
     // A second call must not close whatever has got the pipe's number meanwhile.
