@@ -1,5 +1,7 @@
 #include "language/tokenizer.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <string>
 
@@ -13,18 +15,32 @@ int32_t wholeline = 0;
 
 static constexpr int lex_named_tokens = yacc_EOF - lex_token_number(0) + 1;
 
+static constexpr std::array<bool, 256> delimiters = [] {
+    std::array<bool, 256> table = {};
+    for (const char c : " \t\n\r:;\\/\"#@%*+-()!=<>") table[static_cast<unsigned char>(c)] = true; // and its NUL
+    return table;
+}();
+
+static bool is_delimiter(char c) {
+    return delimiters[static_cast<unsigned char>(c)];
+}
+
 bool tokenizer_is_delimiter(int ch) {
-    static const char delimiters[] = " \t\n\r:;\\/\"#@%*+-()!=<>"; // and its NUL
-    const bool found = ch >= 0 && ch < 256 && memchr(delimiters, ch, sizeof delimiters) != nullptr;
+    const bool found = ch >= 0 && ch < 256 && delimiters[static_cast<size_t>(ch)];
     if (found) TRACE(isDelimeter, 7, "delimiter found");
     return found;
 }
 
-OwnedText tokenizer_word(LexBuffer &buffer) {
+static std::string_view read_word(LexBuffer &buffer) {
     const char *word = buffer.data + buffer.readPos;
-    while (!tokenizer_is_delimiter(lex_look_ahead(buffer))) buffer.readPos++;
-    const size_t length = static_cast<size_t>(buffer.data + buffer.readPos - word);
-    return text_copy({word, length < lex_max_word ? length : lex_max_word});
+    const char *end = std::find_if(word, static_cast<const char *>(buffer.data) + buffer.length, is_delimiter);
+    TRACE(isDelimeter, 7, "delimiter found");
+    buffer.readPos = static_cast<int32_t>(end - buffer.data);
+    return std::string_view(word, static_cast<size_t>(end - word)).substr(0, lex_max_word);
+}
+
+OwnedText tokenizer_word(LexBuffer &buffer) {
+    return text_copy(read_word(buffer));
 }
 
 static size_t line_length(const LexBuffer &buffer) {
@@ -61,36 +77,74 @@ static std::string translate_escapes(std::string_view raw, char end) {
 OwnedText tokenizer_quoted(LexBuffer &buffer) {
     const char *raw = buffer.data + buffer.readPos;
     size_t length = 0;
-    while (strchr("\"\r\n", raw[length]) == nullptr) length += raw[length] == '\\' && raw[length + 1] == '"' ? 2 : 1;
+    bool hasEscapes = false;
+    // As many characters at once as mean nothing here.
+    while (raw[length += strcspn(raw + length, "\"\\\r\n")] == '\\') {
+        hasEscapes = true;
+        length += raw[length + 1] == '"' ? 2 : 1;
+    }
     buffer.readPos += static_cast<int32_t>(length);
     // The closing quote belongs to the string; a line end is still the statement's.
     if (raw[length] == '"') buffer.readPos++;
+    if (!hasEscapes) return text_copy({raw, length});
     return text_copy(translate_escapes({raw, length}, raw[length]));
+}
+
+static bool begins_with_nocase(const char *text, std::string_view word) {
+    const auto same = [&](char c) { return lower_case(*text++) == c; };
+    return std::all_of(word.begin(), word.end(), same);
 }
 
 void tokenizer_join_home(LexBuffer &buffer) {
     constexpr std::string_view words = "home directory";
     char *line = buffer.data + buffer.readPos;
-    char *end = line + line_length(buffer);
+    if (*line == '\0' || *line == '\n' || *line == '\r') return;
     // The first character of the line is not examined: required, the statement's own keyword stands there.
-    for (char *at = line + 1; at < end; at++) {
-        if (*at != '%' && *at != ';') continue;
-        const std::string_view rest(at + 1, static_cast<size_t>(end - at - 1));
-        if (equal_nocase(rest.substr(0, words.size()), words)) *strchr(at, ' ') = '_';
+    for (char *at = line + 1; *(at += strcspn(at, "%;\r\n")) == '%' || *at == ';'; at++)
+        if (begins_with_nocase(at + 1, words)) *strchr(at, ' ') = '_';
+}
+
+namespace {
+
+// A keyword of the parser's table: its spelling without the quotes, and its number.
+struct Keyword {
+    std::string_view name;
+    int number;
+};
+
+// The keywords by what a word's length and ends come to, so that a word of a script is compared with few of them.
+struct KeywordTable {
+    std::array<Keyword, 256> rows = {};
+    KeywordTable();
+};
+
+} // namespace
+
+static size_t keyword_place(std::string_view word) {
+    constexpr unsigned caseBit = 'a' ^ 'A';
+    const unsigned first = static_cast<unsigned char>(word.front()) | caseBit;
+    const unsigned last = static_cast<unsigned char>(word.back()) | caseBit;
+    return (first * 7U + last * 29U + word.size() * 53U) % 256;
+}
+
+KeywordTable::KeywordTable() {
+    for (int i = 0; i < lex_named_tokens; i++) {
+        const std::string_view quoted = lex_token_names[i];
+        if (quoted.front() != '"') continue;
+        const std::string_view name = quoted.substr(1, quoted.size() - 2);
+        size_t place = keyword_place(name);
+        while (!rows[place].name.empty()) place = (place + 1) % rows.size();
+        rows[place] = {name, lex_token_number(i)};
     }
 }
 
 // The number of the keyword that `word` spells in any letter case, or STRING.
-static int keyword_number(const char *word) {
-    // Every word of a script is compared with every name: most differ in their first letter, whatever its case.
-    constexpr int caseBit = 'a' ^ 'A';
-    const int first = *word | caseBit;
-    for (int i = 0; i < lex_named_tokens; i++) {
-        const char *quoted = lex_token_names[i];
-        if (quoted[0] != '"' || (quoted[1] | caseBit) != first) continue;
-        const std::string_view name(quoted + 1, strlen(quoted) - 2);
-        if (equal_nocase(name, word)) return lex_token_number(i);
-    }
+static int keyword_number(std::string_view word) {
+    static const KeywordTable table;
+    if (word.empty()) return STRING;
+    for (size_t place = keyword_place(word); !table.rows[place].name.empty(); place = (place + 1) % table.rows.size())
+        if (table.rows[place].name == word || equal_nocase(table.rows[place].name, word))
+            return table.rows[place].number;
     return STRING;
 }
 
@@ -139,6 +193,7 @@ int tokenizer_next() {
     }
     if (tokenizer_is_delimiter(ch)) return delimiter_token(ch);
     buffer.readPos--;
-    yylval.text = tokenizer_word(buffer).release();
-    return keyword_number(yylval.text);
+    const std::string_view word = read_word(buffer);
+    yylval.text = text_copy(word).release();
+    return keyword_number(word);
 }
