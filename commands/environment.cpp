@@ -12,7 +12,7 @@
 // A name that cannot be set is of no consequence to a script.
 void set_statement(OwnedText name, OwnedText value) {
     // The text was replaced when it was read; that it is replaced once more here is required.
-    value = substitution_of(ctx, value.get());
+    value = substitution_in(ctx, std::move(value));
     variables_set(name.get(), value.get());
 }
 

@@ -73,9 +73,13 @@ QrtIdentifier itable[] = {
 // The walk does not stop at a match: a later row of the same name would win.
 std::optional<std::string> identifiers_value(uint32_t handle, const char *object, std::string_view name) {
     std::optional<std::string> found;
+    if (name.empty()) return found;
+    // Every word of a text is compared with every name: most differ in their first letter.
+    const char first = lower_case(name.front());
     for (const QrtIdentifier *row = itable; row->name != nullptr; row++) {
         std::string value;
-        if (equal_nocase(row->name, name) && identifier_rules_value({handle, object}, row->code, value))
+        if (lower_case(*row->name) == first && equal_nocase(row->name, name) &&
+            identifier_rules_value({handle, object}, row->code, value))
             found = std::move(value);
     }
     return found;

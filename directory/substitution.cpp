@@ -1,6 +1,8 @@
 #include "directory/substitution.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <optional>
 
 #include "directory/identifiers.h"
@@ -96,19 +98,31 @@ struct Reference {
 
 } // namespace
 
-// `rest` begins with the marker.
+static constexpr std::array<bool, 256> name_ends = [] {
+    std::array<bool, 256> table = {};
+    for (const char c : std::string_view(" \t\r\n\"#@\\/:(),.%-;>")) table[static_cast<unsigned char>(c)] = true;
+    return table;
+}();
+
+static bool ends_name(char c) {
+    return name_ends[static_cast<unsigned char>(c)];
+}
+
+// Both: `rest` begins with the marker.
+static bool is_without_name(std::string_view rest) {
+    return rest.size() == 1 || (ends_name(rest[1]) && rest[1] != '"' && rest[1] != '>');
+}
+
 static Reference parse_reference(std::string_view rest) {
-    static constexpr std::string_view blanks = " \n\r\t#@\\";
-    static constexpr std::string_view ends = " \t\r\n\"#@\\/:(),.%-;>";
     Reference reference;
-    if (rest.size() == 1 || blanks.find(rest[1]) != none) {
+    if (is_without_name(rest)) {
         reference.replaced = rest.substr(0, 1);
     } else if (rest[1] == '"') {
         // Whatever follows the quoted name is lost when it resolves: required.
         reference.name = rest.substr(2, rest.find('"', 2) - 2);
         reference.replaced = rest;
     } else {
-        size_t end = std::min(rest.find_first_of(ends, 1), rest.size());
+        auto end = static_cast<size_t>(std::find_if(rest.begin() + 1, rest.end(), ends_name) - rest.begin());
         reference.isVariable = rest[1] == '<';
         reference.closedByQuote = end < rest.size() && rest[end] == '"';
         if (end < rest.size() && rest[end] == '>') end++;
@@ -226,7 +240,7 @@ static bool replace_next(Text &text, Asker &asker) {
     Scan scan;
     scan.position = text.resume;
     while (next_marker(text, scan)) {
-        if (parse_reference(text_from(text, scan.marker)).replaced.size() == 1) {
+        if (is_without_name(text_from(text, scan.marker))) {
             pass_empty(scan);
             continue;
         }
@@ -244,7 +258,31 @@ static bool replace_next(Text &text, Asker &asker) {
     return false;
 }
 
+OwnedText substitution_in(uint32_t handle, OwnedText text) {
+    return strpbrk(text.get(), "%<") == nullptr ? std::move(text) : substitution_of(handle, text.get());
+}
+
+// The common case at once: references to variables alone, "%<NAME>", whose values have no reference in them. None where
+// there is anything else, and nothing has been looked up then that leaves a trace.
+static std::optional<WipedString> with_plain_variables(std::string_view text) {
+    const auto isMarker = [](char c) { return c == '%' || c == '<'; };
+    WipedString result;
+    const char *done = text.begin();
+    for (const char *marker; (marker = std::find_if(done, text.end(), isMarker)) != text.end();) {
+        const char *end = std::find_if(marker + 1, text.end(), ends_name);
+        if (*marker != '%' || end == text.end() || *end != '>' || marker[1] != '<') return std::nullopt;
+        const char *value = identifiers_variable({marker + 2, static_cast<size_t>(end - marker - 2)});
+        if (value == nullptr) value = "";
+        if (strpbrk(value, "%<") != nullptr) return std::nullopt;
+        result.append(done, marker).append(value);
+        done = end + 1;
+        if (text.size() + result.size() > substitution_most_growth) return std::nullopt;
+    }
+    return result.append(done, text.end());
+}
+
 OwnedText substitution_of(uint32_t handle, std::string_view text) {
+    if (const std::optional<WipedString> plain = with_plain_variables(text)) return text_copy(*plain);
     Text work;
     work.open = text;
     size_t limit = work.open.size() + substitution_most_growth;

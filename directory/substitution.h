@@ -22,4 +22,7 @@ inline constexpr size_t substitution_most_growth = 1u << 20;
 // another one.
 OwnedText substitution_of(uint32_t handle, std::string_view text);
 
+// The same; a text without a reference is returned as it is.
+OwnedText substitution_in(uint32_t handle, OwnedText text);
+
 #endif

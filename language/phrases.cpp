@@ -28,7 +28,7 @@ OwnedText phrase_join(OwnedText a, OwnedText b, OwnedText c) {
 }
 
 OwnedText phrase_quoted(OwnedText text) {
-    return substitution_of(ctx, text.get());
+    return substitution_in(ctx, std::move(text));
 }
 
 // The value of an identifier, else of an attribute of the current object. `value` is set for 0 only.
