@@ -2,6 +2,7 @@
 #include "base/guard.h"
 #include "include/exported.h"
 #include "script/input_buffer.h"
+#include "script/labels.h"
 #include "script/syntax_error.h"
 
 char *inputBuffer = nullptr;
@@ -40,8 +41,8 @@ int lex_IncludeFile(const char *includedText) {
 }
 
 int lex_goto(const char *label) {
-    return guarded(
-        1, [&] { return label != nullptr && lex_jump(label) ? 0 : 1; });
+    labels_forget(); // the caller may have written into the text
+    return guarded(1, [&] { return label != nullptr && lex_jump(label) ? 0 : 1; });
 }
 
 void yyerror(const char *message) {

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
-#include <string>
 #include <vector>
 
 #include "base/guard.h"
 #include "base/output.h"
 #include "base/text.h"
 #include "include/exported.h"
+#include "script/labels.h"
 
 LexBuffer *ibufstack[lex_stack_size] = {};
 int32_t ibufstackindex = 0;
@@ -43,6 +43,7 @@ uint32_t lex_buffers_made() {
 static void buffer_free(LexBuffer *buffer) {
     if (buffer == nullptr) return;
     if (buffer->data == roomy_text) roomy_text = nullptr;
+    labels_forget();
     free(buffer->data);
     free(buffer);
 }
@@ -66,10 +67,6 @@ void lex_push(std::string_view text) {
     ibufstack[ibufstackindex++] = buffer;
     open_includes.clear();
     included = 0;
-}
-
-LexBuffer *lex_active() {
-    return ibufstackindex > 0 ? ibufstack[ibufstackindex - 1] : nullptr;
 }
 
 void lex_free_active_buffer() {
@@ -118,6 +115,7 @@ static void make_active(LexBuffer *wider, size_t length) {
 
 static void splice(LexBuffer *buffer, std::string_view text) {
     const size_t length = text.size();
+    labels_forget();
     char *here = buffer->data + buffer->readPos;
     memmove(here + length + 2, here, static_cast<size_t>(buffer->length - buffer->readPos) + 1);
     text.copy(here, length);
@@ -154,21 +152,10 @@ void lex_include(std::string_view text) {
     if (active != nullptr) guarded(include_failed, [&] { include(active, text); });
 }
 
-static bool move_behind(LexBuffer *buffer, const std::string &pattern) {
-    const std::string_view text(buffer->data, static_cast<size_t>(buffer->length));
-    for (size_t line = text.find('\n'); line != text.npos; line = text.find('\n', line + 1)) {
-        if (!equal_nocase(text.substr(line, pattern.size()), pattern)) continue;
-        buffer->readPos = static_cast<int32_t>(line + pattern.size());
-        return true;
-    }
-    return false;
-}
-
-// The search is textual and from the top on purpose: the first matching line wins, a label stands at the very start of
-// a line other than the first, included text has labels too, and ":label" is met by every line that begins with it.
 bool lex_jump(std::string_view label) {
     LexBuffer *active = lex_active();
     if (active == nullptr || label.size() + 2 >= goto_pattern_size) return false;
-    const std::string word(label);
-    return move_behind(active, "\n" + word + ":") || move_behind(active, "\n:" + word);
+    const std::optional<int32_t> behind = labels_find(*active, label);
+    if (behind) active->readPos = *behind;
+    return behind.has_value();
 }

@@ -30,7 +30,9 @@ extern int32_t linecounter;                  // lines started in this process. S
 void lex_push(std::string_view text);
 
 // The top entry, or null when the stack is empty.
-LexBuffer *lex_active();
+inline LexBuffer *lex_active() {
+    return ibufstackindex > 0 ? ibufstack[ibufstackindex - 1] : nullptr;
+}
 
 // Frees the top entry and leaves its slot counted.
 void lex_free_active_buffer();
