@@ -2,17 +2,28 @@
 
 #include <unistd.h>
 #include <cstring>
+#include <deque>
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
+#include <utility>
 #include <vector>
+
+static constexpr size_t no_place = static_cast<size_t>(-1);
+
+// A name: where it stands in the environment, if it does, and two blocks that its entries take in turn, so that the
+// value before stays readable, and a variable that is set again and again takes no new memory.
+struct Variable {
+    size_t place = no_place;
+    std::string *current = nullptr;
+    std::string *before = nullptr;
+};
 
 // What is kept for the rest of the process: at its end, other code may still read the environment.
 struct Variables {
-    std::vector<char *> entries;                    // what `environ` points to once a script has set a variable
-    std::unordered_map<std::string, size_t> places; // by name; of two entries of one name the first counts
-    std::unordered_set<std::string> known; // all entries made here; a value that comes back takes no new memory
+    std::vector<char *> entries;                         // what `environ` points to once a script has set a variable
+    std::unordered_map<std::string, Variable> variables; // of two entries of one name the first counts
+    std::deque<std::string> blocks;                      // all that was ever handed out
 };
 
 static Variables *kept = nullptr;
@@ -45,11 +56,13 @@ static void read_environment() {
     ++reads;
     if (kept == nullptr) kept = std::make_unique<Variables>().release();
     std::vector<char *> entries(environ, environ + count_of(environ));
-    kept->places.clear();
+    for (auto &[name, variable] : kept->variables) variable.place = no_place;
     for (size_t place = 0; place < entries.size(); ++place) {
-        const std::string entry = entries[place];
+        const std::string_view entry = entries[place];
         const size_t equals = entry.find('=');
-        if (equals != entry.npos) kept->places.emplace(entry.substr(0, equals), place);
+        if (equals == entry.npos) continue;
+        size_t &known = kept->variables[std::string(entry.substr(0, equals))].place;
+        if (known == no_place) known = place;
     }
     entries.push_back(nullptr);
     environ = entries.data();
@@ -57,9 +70,15 @@ static void read_environment() {
     places_hold = true;
 }
 
-static char *entry_of(const char *name, const char *value) {
-    const std::string &entry = *kept->known.insert(std::string(name) + '=' + value).first;
-    return const_cast<char *>(entry.c_str());
+static char *entry_of(Variable &variable, std::string_view name, std::string_view value) {
+    const size_t size = name.size() + 1 + value.size();
+    if (variable.before == nullptr || variable.before->capacity() < size) {
+        kept->blocks.emplace_back().reserve(2 * size);
+        variable.before = &kept->blocks.back();
+    }
+    variable.before->assign(name).append(1, '=').append(value);
+    std::swap(variable.before, variable.current);
+    return variable.current->data();
 }
 
 // Whatever happens, the array that `environ` points to is a whole one.
@@ -72,31 +91,29 @@ static void make_room() {
     kept->entries.swap(wider);
 }
 
-static void append(const char *name, char *entry) {
+static void append(Variable &variable, char *entry) {
     const size_t place = kept->entries.size() - 1;
     make_room();
-    kept->places.emplace(name, place);
     kept->entries.push_back(nullptr);
     kept->entries[place] = entry;
+    variable.place = place;
 }
 
-// The place of the name, or null. An entry that the caller has exchanged for one of another name is noticed here.
-static const size_t *place_of(const char *name, size_t length) {
-    const auto found = kept->places.find(name);
-    if (found == kept->places.end()) return nullptr;
-    const char *entry = kept->entries[found->second];
-    return strncmp(entry, name, length) == 0 && entry[length] == '=' ? &found->second : nullptr;
+// Whether the entry is still the variable's: the caller may have exchanged it for one of another name.
+static bool stands(const Variable &variable, std::string_view name) {
+    const char *entry = kept->entries[variable.place];
+    return strncmp(entry, name.data(), name.size()) == 0 && entry[name.size()] == '=';
 }
 
 void variables_set(const char *name, const char *value) {
-    const size_t length = strlen(name);
-    if (length == 0 || strchr(name, '=') != nullptr) return;
+    const std::string word = name;
+    if (word.empty() || word.find('=') != word.npos) return;
     if (!is_as_it_was()) read_environment();
-    if (kept->places.count(name) != 0 && place_of(name, length) == nullptr) read_environment();
-    char *entry = entry_of(name, value);
-    const size_t *place = place_of(name, length);
-    if (place != nullptr)
-        kept->entries[*place] = entry;
+    Variable *variable = &kept->variables[word];
+    if (variable->place != no_place && !stands(*variable, word)) read_environment();
+    char *entry = entry_of(*variable, word, value);
+    if (variable->place != no_place)
+        kept->entries[variable->place] = entry;
     else
-        append(name, entry);
+        append(*variable, entry);
 }
