@@ -1,6 +1,7 @@
 #include "commands/program.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,13 +25,17 @@ static void forget(pid_t child) {
     background.erase(std::remove(background.begin(), background.end(), child), background.end());
 }
 
-// From here to the end of run_child only async-signal-safe calls: the calling program may have further threads, and
-// what they held at the fork stays locked in the child.
+// From here to the end of run_child only async-signal-safe calls, and nothing that the caller would miss is written: the
+// child runs in the caller's memory until it becomes the program. A copy, which fork() makes, takes a time that grows
+// with the memory of the caller.
 
-// Closing what was open is bounded by `limit` only where the kernel has no call for it.
-static void close_descriptors(int limit) {
+// Closing what was open is bounded by the limit only where the kernel has no call for it.
+static void close_descriptors() {
     if (close_range(STDERR_FILENO + 1, UINT_MAX, 0) == 0) return;
-    for (int descriptor = STDERR_FILENO + 1; descriptor < limit; ++descriptor) close(descriptor);
+    rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    for (int descriptor = STDERR_FILENO + 1; descriptor < static_cast<int>(limit.rlim_cur); ++descriptor)
+        close(descriptor);
 }
 
 static void join_output(int output) {
@@ -59,13 +64,21 @@ static void reset_signals() {
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-[[noreturn]] static void run_child(char *const *arguments, int output, int limit) {
+[[noreturn]] static void run_child(char *const *arguments, int output) {
     join_output(output);
-    close_descriptors(limit);
+    close_descriptors();
     reset_signals();
     execvp(arguments[0], arguments);
     // A program that cannot be started is required to look like one that succeeded.
     _exit(0);
+}
+
+// Not inlined: the child may overwrite what this function has on the stack, and nothing else.
+__attribute__((noinline)) static pid_t start_child(char *const *arguments, int output) {
+    // posix_spawnp would refuse a file without "#!", and not tell a fork that failed from a program that is missing.
+    const pid_t child = vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork)
+    if (child == 0) run_child(arguments, output);
+    return child;
 }
 
 static pid_t start(std::vector<std::string> &words) {
@@ -74,14 +87,12 @@ static pid_t start(std::vector<std::string> &words) {
     for (std::string &word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     const int output = fdr == nullptr ? -1 : fileno(fdr);
-    const auto limit = static_cast<int>(sysconf(_SC_OPEN_MAX));
     // No signal may meet the caller's handlers in the child.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    const pid_t child = fork();
-    if (child == 0) run_child(arguments.data(), output, limit);
+    const pid_t child = start_child(arguments.data(), output);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     if (child < 0) {
         fputs(output_translate("Error forking child process \n"), stderr);
