@@ -13,6 +13,7 @@
 
 #include "platform/zk.h"
 #include "qrtscript.h"
+#include "script/conditions.h"
 #include "tests/allocations/program_cases.h"
 #include "tests/failing_malloc/failing_malloc.h"
 #include "tests/support/sample_session.h"
@@ -46,6 +47,7 @@ void forget_rest() {
     use_default_script = 1;
     debug_level = 0;
     bcntrlc = 0;
+    condstate[0] = 0; // a stray ELSE reaches into the next script
     free(driveDir);
     driveDir = nullptr;
 }
@@ -155,7 +157,8 @@ std::vector<Case> cases_all() {
     add("every_statement", SOURCE_DIR "/tests/allocations/every_statement.qrt");
     std::vector<fs::path> found;
     for (const auto &entry : fs::recursive_directory_iterator(scripts))
-        if (entry.path().extension() == ".qrt") found.push_back(entry.path());
+        // One prints the seconds: two runs of it differ.
+        if (entry.path().extension() == ".qrt" && entry.path().stem() != "clock") found.push_back(entry.path());
     std::sort(found.begin(), found.end());
     for (const fs::path &path : found) add(path.parent_path().filename() / path.stem(), path);
     for (const Case &one : program_cases()) all.push_back(one);
