@@ -94,6 +94,25 @@ TEST(OutputRelay, KnowsATerminalUnderItsTwoNames) {
     });
 }
 
+// A program reports why its run failed on its own standard error, at once.
+TEST(OutputRelay, ARunThatFailsGivesTheStandardDescriptorsBack) {
+    in_own_process([] {
+        Pair pipe_to_reader;
+        ASSERT_EQ(pipe2(pipe_to_reader.ends, O_CLOEXEC), 0);
+        ASSERT_EQ(dup2(pipe_to_reader.ends[1], STDOUT_FILENO), STDOUT_FILENO);
+        ASSERT_EQ(dup2(pipe_to_reader.ends[1], STDERR_FILENO), STDERR_FILENO);
+        {
+            OutputRelay relay;
+            begin(&relay);
+            dprintf(STDOUT_FILENO, "of the run, ");
+        }
+        dprintf(STDERR_FILENO, "of the program");
+        char text[100] = "";
+        EXPECT_GT(read(pipe_to_reader.ends[0], text, sizeof text - 1), 0);
+        EXPECT_STREQ(text, "of the run, \nof the program");
+    });
+}
+
 TEST(OutputRelay, LeavesEverythingAsItWas) {
     in_own_process([] {
         for (const int flags : {0, FD_CLOEXEC}) {

@@ -120,6 +120,13 @@ OutputRelay::OutputRelay() {
 }
 
 OutputRelay::~OutputRelay() {
+    // A run that had begun and failed: what the program reports about it is not the scripts' output, and reaches the
+    // user before the program ends.
+    if (pipe_ < 0 && relay >= 0) {
+        restore(output_, STDOUT_FILENO);
+        restore(errors_, STDERR_FILENO);
+        ask_to_end();
+    }
     for (int descriptor : {pipe_, relay, output_.copy, errors_.copy})
         if (descriptor >= 0) close(descriptor);
     relay = -1;
