@@ -5,11 +5,13 @@
 #   scripts/install-packages.sh build check    to run every test as well
 #   scripts/install-packages.sh build analysis       for scripts/check-analysis.sh
 #   scripts/install-packages.sh build check coverage for scripts/check-coverage.sh
+#   scripts/install-packages.sh build bench          for bench/run
 set -eu
 build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libgnutls28-dev libunistring-dev libsasl2-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev gettext util-linux mount"
 check="clang clang-format python3 locales libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck"
 analysis="git clang-tidy cppcheck abigail-tools"
 coverage="gcovr"
+bench="libbenchmark-dev python3 dash mksh mawk lua5.4 tcl perl slapd ldap-utils gnuplot-nox"
 
 wanted=
 for group in "$@"; do
@@ -18,6 +20,7 @@ for group in "$@"; do
         check) wanted="$wanted $check" ;;
         analysis) wanted="$wanted $analysis" ;;
         coverage) wanted="$wanted $coverage" ;;
+        bench) wanted="$wanted $bench" ;;
         *) echo "install-packages.sh: unknown group '$group'" >&2; exit 64 ;;
     esac
 done

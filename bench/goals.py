@@ -1,0 +1,22 @@
+"""Measures everything and prints each goal with its ratio; the last line counts those that are met."""
+import argparse
+import os
+import sys
+import tempfile
+
+import side_by_side
+from language import Language, missing
+
+parser = argparse.ArgumentParser(prog="bench/run", description=__doc__)
+parser.add_argument("build", help=argparse.SUPPRESS)
+parser.add_argument("--quick", action="store_true", help="shorter workloads and fewer rounds: two minutes")
+arguments = parser.parse_args()
+if missing():
+    sys.exit("not installed: " + ", ".join(missing()))
+with tempfile.TemporaryDirectory() as folder:
+    side_by_side.TIMES = folder
+    print("processor time in milliseconds, medians of pairs that took turns")
+    language = Language(arguments.build, folder, arguments.quick)
+    language.goals()
+met = sum(goal.met for goal in side_by_side.Goal.all)
+print(f"{met} of {len(side_by_side.Goal.all)} goals met")
