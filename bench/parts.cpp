@@ -75,8 +75,7 @@ BENCHMARK(words);
 
 static void identifier(benchmark::State &state, const char *name) {
     const std::optional<std::string> object = session_object();
-    for (auto _ : state)
-        benchmark::DoNotOptimize(identifiers_value(ctx, object ? object->c_str() : nullptr, name));
+    for (auto _ : state) benchmark::DoNotOptimize(identifiers_value(ctx, object ? object->c_str() : nullptr, name));
 }
 BENCHMARK_CAPTURE(identifier, first, "DAY");
 BENCHMARK_CAPTURE(identifier, last, "MESSAGE_SERVER");

@@ -77,10 +77,9 @@ std::optional<std::string> identifiers_value(uint32_t handle, const char *object
     // Every word of a text is compared with every name: most differ in their first letter.
     const char first = lower_case(name.front());
     for (const QrtIdentifier *row = itable; row->name != nullptr; row++) {
+        if (lower_case(*row->name) != first || !equal_nocase(row->name, name)) continue;
         std::string value;
-        if (lower_case(*row->name) == first && equal_nocase(row->name, name) &&
-            identifier_rules_value({handle, object}, row->code, value))
-            found = std::move(value);
+        if (identifier_rules_value({handle, object}, row->code, value)) found = std::move(value);
     }
     return found;
 }
@@ -96,6 +95,6 @@ uint32_t identifiers_look_up(uint32_t handle, const std::optional<std::string> &
 }
 
 const char *identifiers_variable(std::string_view name) {
-    name.remove_prefix(std::min(name.find_first_not_of("%<"), name.size()));
+    while (!name.empty() && (name.front() == '%' || name.front() == '<')) name.remove_prefix(1);
     return getenv(std::string(name.substr(0, name.find('>'))).c_str());
 }

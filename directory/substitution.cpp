@@ -258,17 +258,22 @@ static bool replace_next(Text &text, Asker &asker) {
     return false;
 }
 
+static bool is_marker(char c) {
+    return c == '%' || c == '<';
+}
+
 OwnedText substitution_in(uint32_t handle, OwnedText text) {
-    return strpbrk(text.get(), "%<") == nullptr ? std::move(text) : substitution_of(handle, text.get());
+    const char *at = text.get();
+    while (*at != '\0' && !is_marker(*at)) at++;
+    return *at == '\0' ? std::move(text) : substitution_of(handle, text.get());
 }
 
 // The common case at once: references to variables alone, "%<NAME>", whose values have no reference in them. None where
 // there is anything else, and nothing has been looked up then that leaves a trace.
 static std::optional<WipedString> with_plain_variables(std::string_view text) {
-    const auto isMarker = [](char c) { return c == '%' || c == '<'; };
     WipedString result;
     const char *done = text.begin();
-    for (const char *marker; (marker = std::find_if(done, text.end(), isMarker)) != text.end();) {
+    for (const char *marker; (marker = std::find_if(done, text.end(), is_marker)) != text.end();) {
         const char *end = std::find_if(marker + 1, text.end(), ends_name);
         if (*marker != '%' || end == text.end() || *end != '>' || marker[1] != '<') return std::nullopt;
         const char *value = identifiers_variable({marker + 2, static_cast<size_t>(end - marker - 2)});

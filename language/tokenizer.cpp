@@ -15,14 +15,24 @@ int32_t wholeline = 0;
 
 static constexpr int lex_named_tokens = yacc_EOF - lex_token_number(0) + 1;
 
-static constexpr std::array<bool, 256> delimiters = [] {
-    std::array<bool, 256> table = {};
-    for (const char c : " \t\n\r:;\\/\"#@%*+-()!=<>") table[static_cast<unsigned char>(c)] = true; // and its NUL
-    return table;
-}();
+// A set of characters, NUL among them always. Most runs of a script's characters are shorter than it takes the C
+// library to prepare a search.
+static constexpr std::array<bool, 256> characters(std::string_view members) {
+    std::array<bool, 256> set = {true};
+    for (const char c : members) set[static_cast<unsigned char>(c)] = true;
+    return set;
+}
 
-static bool is_delimiter(char c) {
-    return delimiters[static_cast<unsigned char>(c)];
+static constexpr std::array<bool, 256> delimiters = characters(" \t\n\r:;\\/\"#@%*+-()!=<>");
+static constexpr std::array<bool, 256> line_ends = characters("\r\n");
+static constexpr std::array<bool, 256> quoted_signs = characters("\"\\\r\n");
+static constexpr std::array<bool, 256> home_signs = characters("%;\r\n");
+
+// The length of the text up to the first character of the set.
+static size_t length_up_to(const std::array<bool, 256> &set, const char *text) {
+    size_t length = 0;
+    while (!set[static_cast<unsigned char>(text[length])]) length++;
+    return length;
 }
 
 bool tokenizer_is_delimiter(int ch) {
@@ -32,11 +42,10 @@ bool tokenizer_is_delimiter(int ch) {
 }
 
 static std::string_view read_word(LexBuffer &buffer) {
-    const char *word = buffer.data + buffer.readPos;
-    const char *end = std::find_if(word, static_cast<const char *>(buffer.data) + buffer.length, is_delimiter);
+    const std::string_view word(buffer.data + buffer.readPos, length_up_to(delimiters, buffer.data + buffer.readPos));
     TRACE(isDelimeter, 7, "delimiter found");
-    buffer.readPos = static_cast<int32_t>(end - buffer.data);
-    return std::string_view(word, static_cast<size_t>(end - word)).substr(0, lex_max_word);
+    buffer.readPos += static_cast<int32_t>(word.size());
+    return word.substr(0, lex_max_word);
 }
 
 OwnedText tokenizer_word(LexBuffer &buffer) {
@@ -44,7 +53,7 @@ OwnedText tokenizer_word(LexBuffer &buffer) {
 }
 
 static size_t line_length(const LexBuffer &buffer) {
-    return strcspn(buffer.data + buffer.readPos, "\r\n");
+    return length_up_to(line_ends, buffer.data + buffer.readPos);
 }
 
 OwnedText tokenizer_look_at_line(const LexBuffer &buffer) {
@@ -78,8 +87,7 @@ OwnedText tokenizer_quoted(LexBuffer &buffer) {
     const char *raw = buffer.data + buffer.readPos;
     size_t length = 0;
     bool hasEscapes = false;
-    // As many characters at once as mean nothing here.
-    while (raw[length += strcspn(raw + length, "\"\\\r\n")] == '\\') {
+    while (raw[length += length_up_to(quoted_signs, raw + length)] == '\\') {
         hasEscapes = true;
         length += raw[length + 1] == '"' ? 2 : 1;
     }
@@ -98,9 +106,9 @@ static bool begins_with_nocase(const char *text, std::string_view word) {
 void tokenizer_join_home(LexBuffer &buffer) {
     constexpr std::string_view words = "home directory";
     char *line = buffer.data + buffer.readPos;
-    if (*line == '\0' || *line == '\n' || *line == '\r') return;
+    if (line_ends[static_cast<unsigned char>(*line)]) return;
     // The first character of the line is not examined: required, the statement's own keyword stands there.
-    for (char *at = line + 1; *(at += strcspn(at, "%;\r\n")) == '%' || *at == ';'; at++)
+    for (char *at = line + 1; *(at += length_up_to(home_signs, at)) == '%' || *at == ';'; at++)
         if (begins_with_nocase(at + 1, words)) *strchr(at, ' ') = '_';
 }
 
