@@ -1,12 +1,10 @@
 #include "tests/ldap/hostile_server.h"
 
-#include <arpa/inet.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
 #include <stdexcept>
@@ -18,14 +16,6 @@ using namespace std::string_literals;
 using namespace std::string_view_literals;
 
 constexpr size_t shared_size = 5 * sizeof(int); // connections, binds, searches, extended requests, the last client
-
-sockaddr_in loopback(int port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
 
 void say(int client, std::string_view bytes) {
     if (send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL) < 0) _exit(0);
@@ -191,8 +181,8 @@ std::string Scripted::entry(const std::string &dn, const std::vector<std::pair<s
     return "\x64" + sized("\x04" + sized(dn) + "\x30" + sized(list));
 }
 
-std::string Scripted::youAre(const std::string &who) {
-    return result('\x78', 0, "", "\x8B" + sized(who));
+std::string Scripted::youAre(const std::optional<std::string> &who) {
+    return result('\x78', 0, "", who ? "\x8B" + sized(*who) : "");
 }
 
 std::string Scripted::unknown() {
@@ -200,32 +190,27 @@ std::string Scripted::unknown() {
 }
 
 HostileServer::HostileServer(Hostility hostility, int behind) {
-    start([&](int client) { serve(client, hostility, behind, port); });
+    start(listen_on_loopback(&port), [&](int client) { serve(client, hostility, behind, port); });
 }
 
 HostileServer::HostileServer(const Scripted &script) {
-    start([&](int client) { answer_by_script(client, script, taken + 1); });
+    start(listen_on_loopback(&port), [&](int client) { answer_by_script(client, script, taken + 1); });
+}
+
+HostileServer::HostileServer(const std::string &path, const Scripted &script) {
+    start(listen_at(path), [&](int client) { answer_by_script(client, script, taken + 1); });
 }
 
 HostileServer::HostileServer(const std::function<Scripted(const std::string &uri)> &script) {
-    start([&](int client) { answer_by_script(client, script(uri()), taken + 1); });
+    start(listen_on_loopback(&port), [&](int client) { answer_by_script(client, script(uri()), taken + 1); });
 }
 
-void HostileServer::start(const std::function<void(int client)> &serveClient) {
+void HostileServer::start(int listener, const std::function<void(int client)> &serveClient) {
     void *shared = mmap(nullptr, shared_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (shared == MAP_FAILED) throw std::runtime_error("no shared memory for the hostile server");
     taken = static_cast<volatile int *>(shared);
-    int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    if (bind(listener, reinterpret_cast<sockaddr *>(&address), size) != 0 || listen(listener, 16) != 0 ||
-        getsockname(listener, reinterpret_cast<sockaddr *>(&address), &size) != 0)
-        throw std::runtime_error("no port for the hostile server");
-    port = ntohs(address.sin_port);
-    process = fork();
-    if (process == 0) {
+    process.emplace([&] {
         setpgid(0, 0);
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
         signal(SIGCHLD, SIG_IGN);
         for (;;) {
             int client = accept(listener, nullptr, nullptr);
@@ -239,7 +224,7 @@ void HostileServer::start(const std::function<void(int client)> &serveClient) {
             }
             close(client);
         }
-    }
+    });
     close(listener);
 }
 
@@ -248,7 +233,6 @@ void HostileServer::closeConnection() {
 }
 
 HostileServer::~HostileServer() {
-    ::kill(process, SIGKILL); // its connections go with it
-    waitpid(process, nullptr, 0);
+    process.reset(); // its connections go with it
     munmap(const_cast<int *>(taken), shared_size);
 }

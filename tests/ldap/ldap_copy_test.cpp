@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class LdapCopyTest : public ::testing::Test {
+class LdapCopyTest : public testing::Test {
   protected:
     LdapCopyTest() {
         setenv("XDG_CACHE_HOME", cache.path("deep/cache").c_str(), 1);
@@ -71,7 +71,7 @@ class LdapCopyTest : public ::testing::Test {
 
 } // namespace
 
-TEST_F(LdapCopyTest, HoldsEntriesOfWhichAServerDoesNotShowEverything) {
+TEST_F(LdapCopyTest, KeepsEntriesOfWhichAServerDoesNotShowEverything) {
     auto bare = std::make_shared<Entry>();
     bare->name = {{"cn", "bare"}, {"o", "acme"}};
     auto alias = std::make_shared<Entry>();
@@ -86,7 +86,7 @@ TEST_F(LdapCopyTest, HoldsEntriesOfWhichAServerDoesNotShowEverything) {
 
 // "dn" and "control" begin lines of LDIF that are no attributes; a time has a form, and a class or a password a
 // meaning.
-TEST_F(LdapCopyTest, HoldsEntriesThatAreNamedByWhatIsNoName) {
+TEST_F(LdapCopyTest, KeepsEntriesThatAreNamedByWhatIsNoName) {
     auto named = std::make_shared<Entry>();
     named->name = {{"dn", "x"}, {"control", "y"}, {"o", "acme"}};
     named->values = {{schema_find_ldap("objectClass"), "person"}, {schema_find_ldap("title"), "boss"}};

@@ -67,6 +67,10 @@ TempFolder::~TempFolder() {
     std::filesystem::remove_all(path_, ignored);
 }
 
+void TempFolder::make(const std::string &name) const {
+    std::filesystem::create_directories(path(name));
+}
+
 void TempFolder::write(const std::string &name, const std::string &text) const {
     std::filesystem::path file = path(name);
     std::filesystem::create_directories(file.parent_path());
@@ -169,6 +173,12 @@ bool TerminalProcess::awaits(const std::string &text) {
 
 void TerminalProcess::type(const std::string &text) {
     if (write(terminal_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) fail("write");
+}
+
+bool TerminalProcess::answers(const std::string &question, const std::string &typed) {
+    if (!awaits(question)) return false;
+    type(typed);
+    return true;
 }
 
 void TerminalProcess::awaitRest() const {
