@@ -33,6 +33,10 @@ struct Slow {
     uint32_t code;
 };
 
+void PrintTo(const Slow &slow, std::ostream *out) {
+    *out << slow.scheme << " " << std::hex << slow.code;
+}
+
 class LdapSlowServer : public LdapWaitNotice, public testing::WithParamInterface<Slow> {};
 
 } // namespace

@@ -1,5 +1,4 @@
 // Connections, paths, drives.
-#include <algorithm>
 #include <cstring>
 
 #include "platform/zk.h"

@@ -245,7 +245,7 @@ uint32_t ZKDSOpenStream(uint32_t context, const char *object, const char *attrib
     return ZK_OK;
 }
 
-// A stream is empty unless the answers say what it holds.
+// A stream is empty unless the answers say what it contains.
 uint32_t ZKReadFile(uint32_t, uint32_t count, uint32_t *bytesRead, void *data) {
     FUZZ_CHECK(open_files > 0);
     if (const uint32_t code = answers_code()) return code;

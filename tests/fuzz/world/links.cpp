@@ -2,10 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/types.h>
-
 #include <cerrno>
-#include <cstdio>
 #include <optional>
 #include <string_view>
 

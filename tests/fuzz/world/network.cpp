@@ -6,7 +6,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <vector>
@@ -81,7 +80,7 @@ int fuzz_poll(pollfd *files, nfds_t, int) {
 }
 
 ssize_t fuzz_send(int descriptor, const void *data, size_t size, int) {
-    network_peer->told(descriptor, {static_cast<const char *>(data), size});
+    network_peer->heard(descriptor, {static_cast<const char *>(data), size});
     return static_cast<ssize_t>(size);
 }
 

@@ -1,8 +1,6 @@
 // libcrypt as the code under test sees it. A hash is what stands before the last "$" and then the password as it is:
 // the real ones take their time on purpose.
 #include <crypt.h>
-
-#include <algorithm>
 #include <string>
 
 extern "C" {

@@ -4,8 +4,6 @@
 #include <pwd.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <csignal>
 

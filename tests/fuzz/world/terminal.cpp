@@ -3,7 +3,6 @@
 #include <poll.h>
 #include <readpassphrase.h>
 #include <sys/types.h>
-
 #include <cerrno>
 #include <csignal>
 
