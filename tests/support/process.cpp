@@ -56,6 +56,14 @@ void redirect(const std::string &path, int flags, int descriptor) {
 
 } // namespace
 
+bool operator==(const Outcome &one, const Outcome &other) {
+    return one.status == other.status && one.out == other.out && one.err == other.err;
+}
+
+void PrintTo(const Outcome &outcome, std::ostream *stream) {
+    *stream << "status " << outcome.status << "\n" << outcome.out << "errors:\n" << outcome.err;
+}
+
 TempFolder::TempFolder() {
     std::string pattern = std::filesystem::temp_directory_path() / "qrt-test-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) fail("mkdtemp");

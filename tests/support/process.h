@@ -15,9 +15,10 @@ using Variables = std::map<std::string, std::string>;
 
 struct Outcome {
     int status = -1; // the exit status, or 1000 + the signal that ended the program
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
+bool operator==(const Outcome &one, const Outcome &other);
+void PrintTo(const Outcome &outcome, std::ostream *stream);
 
 // A folder that is gone with the object.
 class TempFolder {

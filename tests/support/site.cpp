@@ -116,6 +116,12 @@ void Site::program(const std::string &name, const std::string &text) const {
     std::filesystem::permissions(site.path(name), std::filesystem::perms::owner_all);
 }
 
+void Site::addOtherTree() const {
+    site.write("other.ldif", file_text(site.path("acme.ldif")));
+    site.write("client.toml",
+               file_text(site.path("client.toml")) + "[[tree]]\nname = \"OTHER\"\nldif = \"other.ldif\"\n");
+}
+
 void Site::addToTree(const std::string &ldif) {
     site.write("acme.ldif", file_text(site.path("acme.ldif")) + "\n" + ldif);
 }

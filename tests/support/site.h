@@ -21,6 +21,8 @@ class Site : public ::testing::Test {
     std::string running(const std::string &name, const std::string &words = "") const {
         return "#" + site.path(name) + " " + words + "\n";
     }
+    // A tree OTHER with the same entries.
+    void addOtherTree() const;
     // Adds entries to the tree.
     void addToTree(const std::string &ldif);
 

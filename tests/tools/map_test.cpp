@@ -12,18 +12,13 @@ namespace {
 using MapTest = Site;
 
 void expect_refused(const Outcome &outcome, const std::string &sentence) {
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "map: " + sentence + "\n");
+    EXPECT_EQ(outcome, (Outcome{1, "", "map: " + sentence + "\n"}));
 }
 
 } // namespace
 
 TEST_F(MapTest, MapsADriveAndSaysSo) {
-    Outcome outcome = map({"H:=SRV1/USERS:home/jdoe"});
-    EXPECT_EQ(outcome.err, "");
-    EXPECT_EQ(outcome.out, "Drive H: = SRV1/USERS:home/jdoe\n");
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(map({"H:=SRV1/USERS:home/jdoe"}), (Outcome{0, "Drive H: = SRV1/USERS:home/jdoe\n", ""}));
     EXPECT_EQ(link("H"), below("SRV1/USERS/home/jdoe"));
 }
 
@@ -147,9 +142,8 @@ TEST_F(MapTest, ANewMappingReplacesAnOldOne) {
 }
 
 TEST_F(MapTest, SeveralMappingsStandBehindOneAnother) {
-    Outcome outcome = map({"G:=SRV1/SYS:,", "H:=SRV2/DATA:apps;I:=SRV1/USERS:"});
-    EXPECT_EQ(outcome.out, "Drive G: = SRV1/SYS:\nDrive H: = SRV2/DATA:apps\nDrive I: = SRV1/USERS:\n");
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(map({"G:=SRV1/SYS:,", "H:=SRV2/DATA:apps;I:=SRV1/USERS:"}),
+              (Outcome{0, "Drive G: = SRV1/SYS:\nDrive H: = SRV2/DATA:apps\nDrive I: = SRV1/USERS:\n", ""}));
     EXPECT_EQ(map({"DEL G: , DEL H:;\tNEXT SRV1/SYS:"}).out,
               "Drive G: is no longer mapped.\nDrive H: is no longer mapped.\nDrive F: = SRV1/SYS:\n");
 }
@@ -279,9 +273,8 @@ TEST_F(MapTest, PlacesThatStayAreNotMadeAnew) {
 TEST_F(MapTest, DelRemovesMappings) {
     map({"G:=SRV1/SYS:,H:=SRV1/SYS:,I:=SRV1/SYS:"});
     plant("S2", below("SRV1/SYS/two"));
-    Outcome outcome = map({"DEL", "g:,H:"});
-    EXPECT_EQ(outcome.out, "Drive G: is no longer mapped.\nDrive H: is no longer mapped.\n");
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(map({"DEL", "g:,H:"}),
+              (Outcome{0, "Drive G: is no longer mapped.\nDrive H: is no longer mapped.\n", ""}));
     EXPECT_EQ(link("G") + link("H"), "");
     EXPECT_EQ(link("I"), below("SRV1/SYS"));
     EXPECT_EQ(link("S2"), below("SRV1/SYS/two")) << "the search path is left alone";
@@ -290,16 +283,15 @@ TEST_F(MapTest, DelRemovesMappings) {
 TEST_F(MapTest, AloneItListsDrivesAndSearchPath) {
     map({"H:=SRV1/USERS:home/jdoe,A:=SRV1/SYS:,Z:=SRV2/DATA:,S1:=SRV1/SYS:public,SRV2/DATA:apps"});
     plant("K", "/etc");
-    Outcome outcome = map({});
-    EXPECT_EQ(outcome.out,
-              "Drives\n"
-              "A:   SRV1/SYS:\n"
-              "H:   SRV1/USERS:home/jdoe\n"
-              "Z:   SRV2/DATA:\n"
-              "Search path\n"
-              "S1:  SRV1/SYS:public\n"
-              "S2:  SRV2/DATA:apps\n");
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(map({}), (Outcome{0,
+                                "Drives\n"
+                                "A:   SRV1/SYS:\n"
+                                "H:   SRV1/USERS:home/jdoe\n"
+                                "Z:   SRV2/DATA:\n"
+                                "Search path\n"
+                                "S1:  SRV1/SYS:public\n"
+                                "S2:  SRV2/DATA:apps\n",
+                                ""}));
 }
 
 TEST_F(MapTest, ADriveAloneIsShown) {
@@ -323,9 +315,7 @@ TEST_F(MapTest, DisplayAndErrorsApplyToTheRestOfTheLine) {
 TEST_F(MapTest, DisplayAndErrorsAreIndependent) {
     const std::string refusal = "cannot map drive I: to \"NOSRV/SYS:\": no such server";
     expect_refused(map({"DISPLAY OFF,I:=NOSRV/SYS:"}), refusal);
-    Outcome outcome = map({"ERRORS OFF,H:=SRV1/SYS:"});
-    EXPECT_EQ(outcome.out, "Drive H: = SRV1/SYS:\n");
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(map({"ERRORS OFF,H:=SRV1/SYS:"}), (Outcome{0, "Drive H: = SRV1/SYS:\n", ""}));
     expect_refused(map({"ERRORS OFF,I:=NOSRV/SYS:,ERRORS ON,I:=NOSRV/SYS:"}), refusal);
 }
 

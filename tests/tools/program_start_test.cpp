@@ -94,11 +94,10 @@ TEST_F(ProgramStart, NeitherRunsWithRightsThatItsCallerDoesNotHave) {
         EXPECT_EQ(run().status, 0) << "as a common program";
         ASSERT_EQ(chown(copy.c_str(), 0, 65534), 0);
         ASSERT_EQ(chmod(copy.c_str(), 02755), 0);
-        Outcome outcome = run();
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(outcome.err, std::string(row.name) +
-                                   ": does not run with the rights of another user or group, or with capabilities of "
-                                   "its own\n");
-        EXPECT_EQ(outcome.status, row.refused);
+        EXPECT_EQ(run(),
+                  (Outcome{row.refused, "",
+                           std::string(row.name) +
+                               ": does not run with the rights of another user or group, or with capabilities of "
+                               "its own\n"}));
     }
 }

@@ -17,9 +17,7 @@ using QrtloginTest = Site;
 const char question[] = "Password for jdoe.sales.acme: ";
 
 void expect_failure(const Outcome &outcome, int status, const std::string &sentence) {
-    EXPECT_EQ(outcome.status, status);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "qrtlogin: " + sentence + "\n");
+    EXPECT_EQ(outcome, (Outcome{status, "", "qrtlogin: " + sentence + "\n"}));
 }
 
 } // namespace
@@ -28,17 +26,13 @@ TEST_F(QrtloginTest, RunsContainerProfileAndUserScriptInOrderOrTheLoginScriptAlo
     containerScript("WRITE \"container\"\n");
     site.write("profile.qrt", "WRITE \"profile\"\n");
     userScript("WRITE \"user\"\n");
-    Outcome outcome = login({"--profile-script", site.path("profile.qrt")});
-    EXPECT_EQ(outcome.out, login_head + "container\nprofile\nuser\n");
-    EXPECT_EQ(outcome.err, "");
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(login({"--profile-script", site.path("profile.qrt")}),
+              (Outcome{0, login_head + "container\nprofile\nuser\n", ""}));
     EXPECT_EQ(login({"--login-script", site.path("profile.qrt")}).out, login_head + "profile\n");
 }
 
 TEST_F(QrtloginTest, WithoutAScriptTheDefaultOneListsTheDrives) {
-    Outcome outcome = login();
-    EXPECT_EQ(outcome.out, login_head + "No drives are mapped.\n");
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(login(), (Outcome{0, login_head + "No drives are mapped.\n", ""}));
 }
 
 TEST_F(QrtloginTest, ASyntaxErrorIsTheResultAndTheScriptGoesOn) {
@@ -81,9 +75,7 @@ TEST_F(QrtloginTest, TheUserMayBeTheArgumentAndTheContextAnOption) {
         {{"--password-fd=3", "--server", "SRV1", "jdoe.sales.acme"}},
     };
     for (const auto &row : rows) {
-        Outcome outcome = qrtlogin(row.words, "secret");
-        EXPECT_EQ(outcome.out, expected) << row.words[1] << outcome.err;
-        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(qrtlogin(row.words, "secret"), (Outcome{0, expected, ""}));
     }
 }
 
@@ -257,14 +249,12 @@ TEST_F(QrtloginTest, PrintedEnvironmentIsOnlyWhatTheScriptsChanged) {
         "SET 1ST=\"x\"\n"
         "WRITE \"said\"\n"
         "# echo program\n");
-    Outcome outcome = login({"--print-environment"});
-    EXPECT_EQ(outcome.out,
-              "export CHANGED='new'\n"
-              "export EMPTY=''\n"
-              "export NAME='a b'\n"
-              "export QUOTE='it'\\''s'\n");
-    EXPECT_EQ(outcome.err, login_head + "said\nprogram\n");
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(login({"--print-environment"}), (Outcome{0,
+                                                       "export CHANGED='new'\n"
+                                                       "export EMPTY=''\n"
+                                                       "export NAME='a b'\n"
+                                                       "export QUOTE='it'\\''s'\n",
+                                                       login_head + "said\nprogram\n"}));
 }
 
 TEST_F(QrtloginTest, PrintedEnvironmentSurvivesEval) {
@@ -416,9 +406,7 @@ TEST_F(QrtloginTest, AProgramLeftRunningDoesNotHoldTheLoginUp) {
     const std::string fifo = site.path("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     userScript("@ cat " + fifo + "\nWRITE \"done\"\n");
-    Outcome outcome = login();
-    EXPECT_EQ(outcome.out, login_head + "done\n");
-    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(login(), (Outcome{0, login_head + "done\n", ""}));
     close(open(fifo.c_str(), O_WRONLY)); // lets the program end
 }
 
@@ -595,9 +583,7 @@ TEST_F(QrtloginTest, APasswordThatIsTypedForAScriptIsShownOnlyWithDebug) {
 }
 
 TEST_F(QrtloginTest, ATreeStatementAsksOnTheTerminal) {
-    site.write("other.ldif", file_text(site.path("acme.ldif")));
-    std::string configuration = file_text(site.path("client.toml"));
-    site.write("client.toml", configuration + "[[tree]]\nname = \"OTHER\"\nldif = \"other.ldif\"\n");
+    addOtherTree();
     std::string script;
     for (int line = 0; line < 200; ++line) script += "WRITE \"" + std::string(99, 'x') + "\"\n";
     script += "WRITE \"before\"\nTREE OTHER/locked.sales.acme;wrong\nWRITE \"after\"\n";

@@ -59,11 +59,6 @@ class RunGuardTest : public Site {
         }
         EXPECT_EQ(seen, count);
     }
-    void addOtherTree() const {
-        site.write("other.ldif", file_text(site.path("acme.ldif")));
-        site.write("client.toml",
-                   file_text(site.path("client.toml")) + "[[tree]]\nname = \"OTHER\"\nldif = \"other.ldif\"\n");
-    }
 
     std::unique_ptr<TerminalProcess> process;
 };
