@@ -171,6 +171,7 @@ TEST(Names, AZeroByteIsNoPartOfADistinguishedName) {
          {std::string_view("cn=a\0b", 6), std::string_view("cn=a\\\0b", 7), std::string_view("cn=a\\00b")}) {
         EXPECT_FALSE(name_parse_dn(dn, {}, &name, nullptr)) << dn;
     }
+    EXPECT_FALSE(name_parse_dn(std::string_view("cn=a\\,", 5), {}, &name, nullptr)) << "the comma is behind its end";
 }
 
 TEST(Names, TheBaseIsNotPartOfAName) {
