@@ -59,7 +59,7 @@ TEST_F(Buffers, EveryPartComesOnceAndInOrderWhateverTheSize) {
     EXPECT_EQ(fill_all(4 + 15 + 5), Texts{too_small});
 }
 
-TEST_F(Buffers, AReplyThatHoldsNothingIsEmptied) {
+TEST_F(Buffers, AReplyWithoutRoomIsEmptied) {
     fill(1000);
     iteration = ZK_NO_MORE_ITERATIONS;
     EXPECT_EQ(fill(10), too_small);

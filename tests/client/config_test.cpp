@@ -1,7 +1,5 @@
 #include "platform/client/core/config.h"
 
-#include <gmock/gmock.h>
-
 #include "tests/support/client_fixture.h"
 
 namespace {
@@ -12,6 +10,10 @@ constexpr const char *acme_tree = "[[tree]]\nname = \"ACME\"\nldif = \"acme.ldif
 
 std::string servers(const std::string &uris, const std::string &more = "") {
     return "[[tree]]\nname = \"A\"\nuris = " + uris + "\n" + more + "\n";
+}
+
+std::string option(const std::string &lines) {
+    return servers("[\"ldap://a\"]", lines);
 }
 
 TEST_F(Configuration, NoFileMeansNoTreesAndASentence) {
@@ -48,11 +50,10 @@ TEST_F(Configuration, AFileThatComesLaterIsReadByTheNextStart) {
     EXPECT_EQ(ZK_OK, lastCode);
 }
 
-TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
+TEST_F(Configuration, ErrorsNameFileLineAndColumn) {
     std::string tree = acme_tree;
     struct {
-        std::string toml;
-        std::string refusal;
+        std::string toml, refusal;
     } cases[] = {
         {"default_tree = \n", "1:16: "},
         {"colour = \"red\"\n", "1:1: unknown key colour"},
@@ -63,8 +64,7 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {"[[tree]]\nldif = \"a\"\n", "1:1: name is required and must have 1 to 32 bytes"},
         {"[[tree]]\nname = \"A\"\n", "1:1: tree A has neither ldif nor uris"},
         {"[[tree]]\nname = \"A\"\nldif = \"\"\n", "3:8: ldif is required and must have 1 to 4096 bytes"},
-        {servers("[\"ldap://a\"]", "search_base = \"o=acme\"\nbase = \"o=b\""),
-         "4:15: search_base must be base or below it"},
+        {option("search_base = \"o=acme\"\nbase = \"o=b\""), "4:15: search_base must be base or below it"},
         {"[[tree]]\nname = \"" + std::string(33, 'A') + "\"\n", "2:8: name is required and must have 1 to 32 bytes"},
         {"[[tree]]\nname = \"A_\"\nldif = \"a\"\n", "2:8: a tree name must not end in \"_\""},
         {tree + "[[tree]]\nname = \"acme\"\nldif = \"a\"\n", "5:8: tree acme is already defined"},
@@ -83,23 +83,22 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {tree + "start_tls = true\n", "4:1: unknown key start_tls"},
         {servers("[]"), "3:8: uris must name at least one server"},
         {servers("[\"http://a\"]"), "3:8: http://a is not a URI of the form ldap://host:port, "},
-        {servers("[\"ldap://a\"]", "start_tls = 1"), "4:13: start_tls must be true or false"},
-        {servers("[\"ldap://a\"]", "time_limit = 0"), "4:14: time_limit must be a number of seconds greater than 0"},
-        {servers("[\"ldap://a\"]", "retry_after = \"1\""), "4:15: retry_after must be a number of seconds"},
-        {servers("[\"ldap://a\"]", "offline_days = 0"), "4:16: offline_days must be a number of days greater than 0"},
-        {servers("[\"ldap://a\"]", "offline_days = 3651"),
-         "4:16: offline_days must be a number of days greater than 0"},
-        {servers("[\"ldap://a\"]", "search_base = \"acme\""), "4:15: malformed DN"},
-        {servers("[\"ldap://a\"]", "attributes = 1"), "4:14: attributes must be a table of strings"},
-        {servers("[\"ldap://a\"]", "attributes = { full = \"cn\" }"), "4:14: full = \"cn\": unknown attribute"},
-        {servers("[\"ldap://a\"]", "attributes = { cn = \"a b\" }"), "4:14: cn = \"a b\": unknown attribute"},
-        {servers("[\"ldap://a\"]", "attributes = { userPassword = \"pw\" }"), "4:14: userPassword cannot be renamed"},
-        {servers("[\"ldap://a\"]", "attributes = { OBJECTCLASS = \"kind\" }"), "4:14: objectClass cannot be renamed"},
-        {servers("[\"ldap://a\"]", "attributes = { sn = \"a\", surname = \"b\" }"), "4:14: sn is given twice"},
-        {servers("[\"ldap://a\"]", "sasl_external = true"), "4:17: sasl_external requires an ldapi:// URI"},
+        {option("start_tls = 1"), "4:13: start_tls must be true or false"},
+        {option("time_limit = 0"), "4:14: time_limit must be a number of seconds greater than 0"},
+        {option("retry_after = \"1\""), "4:15: retry_after must be a number of seconds"},
+        {option("offline_days = 0"), "4:16: offline_days must be a number of days greater than 0"},
+        {option("offline_days = 3651"), "4:16: offline_days must be a number of days greater than 0"},
+        {option("search_base = \"acme\""), "4:15: malformed DN"},
+        {option("attributes = 1"), "4:14: attributes must be a table of strings"},
+        {option("attributes = { full = \"cn\" }"), "4:14: full = \"cn\": unknown attribute"},
+        {option("attributes = { cn = \"a b\" }"), "4:14: cn = \"a b\": unknown attribute"},
+        {option("attributes = { userPassword = \"pw\" }"), "4:14: userPassword cannot be renamed"},
+        {option("attributes = { OBJECTCLASS = \"kind\" }"), "4:14: objectClass cannot be renamed"},
+        {option("attributes = { sn = \"a\", surname = \"b\" }"), "4:14: sn is given twice"},
+        {option("sasl_external = true"), "4:17: sasl_external requires an ldapi:// URI"},
         {servers("[\"ldapi://a\"]", "sasl_gssapi = true"),
          "4:15: sasl_gssapi requires an ldap:// or ldaps:// URI, not"},
-        {servers("[\"ldap://a\"]", "sasl_gssapi = true\noffline = true"), "5:11: offline requires passwords"},
+        {option("sasl_gssapi = true\noffline = true"), "5:11: offline requires passwords"},
         {servers("[\"ldapi://a\"]", "sasl_external = true\noffline = true"), "5:11: offline requires passwords"},
         {servers("[\"ldapi://a\"]", "sasl_external = true\nsasl_gssapi = true"),
          "5:15: sasl_gssapi and sasl_external are mutually exclusive"},
@@ -107,16 +106,15 @@ TEST_F(Configuration, ErrorsTellFileLineAndColumn) {
         {servers("[\"ldap://a?x\"]"), "3:8: ldap://a?x is not a URI of the form ldap://host:port, "},
         {servers("[\"ldaps://a\"]", "referral_servers = [\"ldap://b?x\"]"), "4:20: ldap://b?x is not a URI"},
         {servers("[\"ldaps://a\"]", "referral_servers = \"ldap://b\""), "4:20: referral_servers must be a list of"},
-        {servers("[\"ldap://a\"]", "time_limit = 3600.1"),
-         "4:14: time_limit must be a number of seconds greater than 0"},
-        {servers("[\"ldap://a\"]", "time_limit = -1"), "4:14: time_limit must be a number of seconds greater than 0"},
-        {servers("[\"ldap://a\"]", "time_limit = nan"), "4:14: time_limit must be a number of seconds greater than 0"},
-        {servers("[\"ldap://a\"]", "offline_days = 3650.1"), "4:16: offline_days must be a number of days greater"},
-        {servers("[\"ldap://a\"]", "offline_days = nan"), "4:16: offline_days must be a number of days greater than 0"},
-        {servers("[\"ldap://a\"]", "offline_days = \"1\""), "4:16: offline_days must be a number of days greater"},
-        {servers("[\"ldap://a\"]", "attributes = { cn = \"\" }"), "4:14: cn = \"\": unknown attribute"},
-        {servers("[\"ldap://a\"]", "attributes = { cn = 5 }"), "4:21: attributes must be a string"},
-        {servers("[\"ldap://a\"]", "ca_file = \"a\\u0000b\""), "4:11: ca_file contains a NUL byte"},
+        {option("time_limit = 3600.1"), "4:14: time_limit must be a number of seconds greater than 0"},
+        {option("time_limit = -1"), "4:14: time_limit must be a number of seconds greater than 0"},
+        {option("time_limit = nan"), "4:14: time_limit must be a number of seconds greater than 0"},
+        {option("offline_days = 3650.1"), "4:16: offline_days must be a number of days greater"},
+        {option("offline_days = nan"), "4:16: offline_days must be a number of days greater than 0"},
+        {option("offline_days = \"1\""), "4:16: offline_days must be a number of days greater"},
+        {option("attributes = { cn = \"\" }"), "4:14: cn = \"\": unknown attribute"},
+        {option("attributes = { cn = 5 }"), "4:21: attributes must be a string"},
+        {option("ca_file = \"a\\u0000b\""), "4:11: ca_file contains a NUL byte"},
         {"[[tree]]\nname = \"A\"\nldif = \"" + std::string(4097, 'a') + "\"\n",
          "3:8: ldif is required and must have 1 to 4096 bytes"},
         {"[[tree]]\nname = \"\"\n", "2:8: name is required and must have 1 to 32 bytes"},
@@ -189,7 +187,7 @@ TEST_F(Configuration, EveryKeyIsTakenForItself) {
         EXPECT_EQ(i == 4 ? "o=e" : "", trees[i].ldap.searchBase);
     }
     EXPECT_EQ("/e", trees[4].ldap.caFile);
-    EXPECT_EQ(folder.path(""), trees[5].ldap.caFile);
+    EXPECT_EQ(folder.path() + "/", trees[5].ldap.caFile);
     EXPECT_EQ("F", trees[5].shown);
     EXPECT_EQ((std::vector<std::string>{"ldap://x", "ldaps://y"}), trees[6].ldap.referralServers);
     ASSERT_EQ(2u, config.servers.size());
@@ -212,9 +210,9 @@ TEST_F(Configuration, AFileThatIsThereAndCannotBeReadIsRefused) {
     setenv("ZKCLIENT_CONF", folder.path("file/client.toml").c_str(), 1);
     EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKCallsInit(nullptr, nullptr));
     EXPECT_EQ(folder.path("file/client.toml") + ": cannot open the configuration file: Not a directory", last_error());
-    setenv("ZKCLIENT_CONF", folder.path("").c_str(), 1);
+    setenv("ZKCLIENT_CONF", folder.path().c_str(), 1);
     EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKCallsInit(nullptr, nullptr));
-    EXPECT_EQ(folder.path("") + ": cannot read the configuration file", last_error());
+    EXPECT_EQ(folder.path() + ": cannot read the configuration file", last_error());
 }
 
 TEST_F(Configuration, TheDefaultsStandWhereNothingIsSaid) {
@@ -251,7 +249,7 @@ TEST_F(Configuration, ATreeOnServersHasItsDefaultsAndItsOwnValues) {
     EXPECT_EQ(own.attributes, (std::map<std::string, std::string>{{"displayName", "gecos"}}));
 }
 
-TEST_F(Configuration, ATreeThatCannotBeReadTellsWhy) {
+TEST_F(Configuration, ATreeThatCannotBeReadReportsWhy) {
     folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n\ndn: bad\no: x\n");
     configure(std::string(acme_tree) + "[[server]]\nname = \"S\"\n");
     open_server("ACME");
@@ -274,7 +272,7 @@ TEST_F(Configuration, TheDefaultServerMustBeOneOfTheTree) {
     EXPECT_EQ("acme.ldif: the tree has no server SRV7", last_error());
 }
 
-TEST_F(Configuration, ATraceTellsHowLongTheFileTook) {
+TEST_F(Configuration, ATraceShowsHowLongTheFileTook) {
     folder.write(
         "acme.ldif",
         "dn: o=acme\nobjectClass: organization\no: acme\n\ndn: ou=x,o=acme\nobjectClass: organizationalUnit\nou: x\n");
@@ -286,7 +284,7 @@ TEST_F(Configuration, ATraceTellsHowLongTheFileTook) {
                 ::testing::MatchesRegex("Tree ACME: 2 objects read from acme.ldif in [0-9]+\\.[0-9][0-9][0-9] s\\.\n"));
 }
 
-TEST_F(Configuration, WithoutATraceNothingIsTold) {
+TEST_F(Configuration, WithoutATraceNothingIsShown) {
     folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n");
     configure(acme_tree);
     ::testing::internal::CaptureStderr();
@@ -294,7 +292,7 @@ TEST_F(Configuration, WithoutATraceNothingIsTold) {
     EXPECT_EQ("", ::testing::internal::GetCapturedStderr());
 }
 
-TEST_F(Configuration, ALoginTellsThatTheScriptOfTheBaseDoesNotRun) {
+TEST_F(Configuration, ALoginReportsThatTheScriptOfTheBaseDoesNotRun) {
     const std::string user =
         "\ndn: cn=u,o=acme\nobjectClass: person\ncn: u\n"
         "userPassword: {CRYPT}$y$j7T$Qq3hM8nT5vXc2bJr9wLd1/$nOjJwkNkI7XEuk7rba2PsF7eXEvzQDcPIvCrw9sOjmB\n";
@@ -319,7 +317,7 @@ TEST_F(Configuration, ALoginTellsThatTheScriptOfTheBaseDoesNotRun) {
         ::testing::internal::GetCapturedStderr());
 }
 
-TEST_F(Configuration, TheLastErrorHoldsNothingThatATerminalWouldObey) {
+TEST_F(Configuration, TheLastErrorContainsNothingThatATerminalWouldObey) {
     setenv("ZKCLIENT_CONF", "/no\x1B[31m\n\x7Fwhere\xC2\x9B\xFF\xE2\x80\xAE/J\xC3\xB6rg \xE2\x82\xAC.toml", 1);
     ZKCallsInit(nullptr, nullptr);
     EXPECT_EQ(

@@ -51,7 +51,7 @@ TEST_F(DescriptorRead, GoesOnAfterPiecesAndSignals) {
     EXPECT_EQ(bytes(13), "A longer text");
 }
 
-TEST_F(DescriptorRead, TellsWhatFailed) {
+TEST_F(DescriptorRead, ReportsWhatFailed) {
     failures = {0, EIO};
     EXPECT_EQ(bytes(13), "errno " + std::to_string(EIO));
 }

@@ -71,9 +71,8 @@ TEST_F(EntryFind, TheRootIsThereWithoutAnEntry) {
 
 TEST_F(EntryFind, SixteenAliasesInARowAreFollowed) {
     add("CN=a0", "person");
-    for (int i = 1; i <= 17; i++) {
+    for (int i = 1; i <= 17; i++)
         add(("CN=a" + std::to_string(i)).c_str(), "alias", ("cn=a" + std::to_string(i - 1)).c_str());
-    }
     EXPECT_EQ(find("a16"), "a0");
     EXPECT_EQ(find("a17"), "too many levels of aliases: a17");
 }

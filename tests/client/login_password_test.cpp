@@ -47,7 +47,7 @@ TEST_F(LoginPassword, AfterARefusalAPersonAnswersThere) {
 }
 
 // Then nothing tells the login's password from others.
-TEST_F(LoginPassword, OneThatCannotBeHashedHoldsEveryPasswordBack) {
+TEST_F(LoginPassword, OneThatCannotBeHashedKeepsEveryPasswordBack) {
     login_password_keep(&own, std::string(512, 'x').c_str());
     EXPECT_TRUE(login_password_is_held_back(&closed, other));
     EXPECT_FALSE(login_password_is_held_back(&own, other));

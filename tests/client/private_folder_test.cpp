@@ -1,7 +1,6 @@
 // A folder that is the user's alone. What races and other owners could do is in tests/ldap/private_copy_test.cpp.
 #include "platform/client/core/private_folder.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <filesystem>
@@ -37,7 +36,7 @@ class PrivateFolderTest : public ::testing::Test {
         return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
     }
 
-    Folder root;
+    TempFolder root;
 };
 
 TEST_F(PrivateFolderTest, IsMadeWithThoseAboveItWhereThatIsAsked) {

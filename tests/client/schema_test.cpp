@@ -1,7 +1,6 @@
 #include "platform/client/core/schema.h"
 
 #include <gtest/gtest.h>
-
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -30,23 +29,21 @@ TEST(Schema, TheAttributesThatScriptsAskForHaveTheirSyntaxes) {
     struct {
         const char *name;
         uint32_t syntax;
-    } cases[] = {
-        {"LOGIN_SCRIPT", schema_stream},
-        {"Group_Membership", schema_dn},
-        {"HOME_DIRECTORY", ZK_SYNTAX_PATH},
-        {"Path", ZK_SYNTAX_PATH},
-        {"Host_Server", schema_dn},
-        {"Host_Resource_Name", schema_text},
-        {"Last_Login_Time", ZK_SYNTAX_TIME},
-        {"PASSWORD_EXPIRATION_TIME", ZK_SYNTAX_TIME},
-        {"Surname", schema_text},
-        {"LANGUAGE", schema_text},
-        {"Profile", schema_dn},
-        {"NETWORK ADDRESS", ZK_SYNTAX_NETWORK_ADDRESS},
-        {"Login Grace Limit", ZK_SYNTAX_COUNTER},
-        {"Password Expiration Interval", ZK_SYNTAX_INTERVAL},
-        {"Postal_Address", ZK_SYNTAX_POSTAL_ADDRESS},
-    };
+    } cases[] = {{"LOGIN_SCRIPT", schema_stream},
+                 {"Group_Membership", schema_dn},
+                 {"HOME_DIRECTORY", ZK_SYNTAX_PATH},
+                 {"Path", ZK_SYNTAX_PATH},
+                 {"Host_Server", schema_dn},
+                 {"Host_Resource_Name", schema_text},
+                 {"Last_Login_Time", ZK_SYNTAX_TIME},
+                 {"PASSWORD_EXPIRATION_TIME", ZK_SYNTAX_TIME},
+                 {"Surname", schema_text},
+                 {"LANGUAGE", schema_text},
+                 {"Profile", schema_dn},
+                 {"NETWORK ADDRESS", ZK_SYNTAX_NETWORK_ADDRESS},
+                 {"Login Grace Limit", ZK_SYNTAX_COUNTER},
+                 {"Password Expiration Interval", ZK_SYNTAX_INTERVAL},
+                 {"Postal_Address", ZK_SYNTAX_POSTAL_ADDRESS}};
     for (auto &c : cases) {
         ASSERT_NE(nullptr, schema_find(c.name)) << c.name;
         EXPECT_EQ(c.syntax, schema_find(c.name)->syntax) << c.name;

@@ -3,7 +3,6 @@
 
 #include <iconv.h>
 #include <cstdlib>
-#include <string>
 
 #include "tests/support/client_fixture.h"
 
@@ -50,7 +49,7 @@ INSTANTIATE_TEST_SUITE_P(Names, EachVariable,
 TEST_F(StartEnvironmentTest, ConversionsOfAScriptAreNotLoaded) {
     folder.write("gconv-modules", "alias X-SCRIPTS// ISO-10646/UTF8/\n");
     ASSERT_EQ(ZK_OK, ZKCallsInit(nullptr, nullptr));
-    setenv("GCONV_PATH", folder.path("").c_str(), 1);
+    setenv("GCONV_PATH", folder.path().c_str(), 1);
     EXPECT_EQ(iconv_open("UTF-16", "X-SCRIPTS"), reinterpret_cast<iconv_t>(-1));
 }
 

@@ -1,6 +1,5 @@
 // Calls that leave a pointer out, and calls with a handle that is none: each is refused with its code, one at a time,
 // with everything else right.
-#include <gtest/gtest.h>
 
 #include "tests/support/client_fixture.h"
 
@@ -194,7 +193,6 @@ TEST_F(WrongCalls, WithAConnectionThatIsNoneAreRefused) {
     EXPECT_EQ(0u, number);
 }
 
-// What a caller need not be told.
 TEST_F(WrongCalls, MayLeaveOutWhatTheyDoNotWant) {
     EXPECT_EQ(ZK_OK, ZKDSReadObjectInfo(handle, jdoe, text, nullptr));
     EXPECT_STREQ(jdoe, text);

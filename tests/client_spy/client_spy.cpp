@@ -1,7 +1,6 @@
 #include "tests/client_spy/client_spy.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "tests/client_spy/spy_state.h"
 

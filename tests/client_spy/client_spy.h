@@ -1,6 +1,7 @@
 // The recording client: every function of platform/zk.h and platform/treelogin.h, answering from tables that a test
 // fills with the verbs below. It keeps each call with its arguments as readable text and fails the calls that it is
-// told to fail. It knows nothing of directories: names are answered as the test spelled them.
+// set to fail. It knows nothing of directories: names are answered as the test spelled them. (The fuzz targets have a
+// client of their own, tests/fuzz/world/client.h, which records nothing and lies as the input says.)
 //
 //     spy::reset();
 //     spy::tree("ACME_TREE", "SRV1");
@@ -99,7 +100,7 @@ struct Value {
     uint32_t syntax = 3;
     std::string block;
     std::vector<std::pair<size_t, size_t>> pointers; // offset of the pointer, offset of what it points to
-    std::optional<uint32_t> claimedSize;             // what ZKDSComputeAttrValSize tells instead of the block's size
+    std::optional<uint32_t> claimedSize;             // what ZKDSComputeAttrValSize returns instead of the block's size
 };
 Value text(const std::string &value, uint32_t syntax = 3);
 Value number(uint32_t syntax, int32_t value); // syntaxes 22, 24, 27
@@ -115,17 +116,17 @@ Value sized(Value value, uint32_t claimedSize);
 struct Attribute {
     std::string name;
     std::vector<Value> values;
-    std::optional<uint32_t> claimedCount; // what ZKDSGetAttrName tells instead of the number of values
+    std::optional<uint32_t> claimedCount; // what ZKDSGetAttrName returns instead of the number of values
 };
 struct Reply {
     std::vector<Attribute> attributes;
-    std::optional<uint32_t> claimedCount; // what ZKDSGetAttrCount tells
+    std::optional<uint32_t> claimedCount; // what ZKDSGetAttrCount returns
 };
 
 // What reading `name` of an object answers. Each declares the object and, but for replies(), the schema's attribute.
 void text_attribute(const std::string &object, const std::string &name, const std::vector<std::string> &values);
 void attribute(const std::string &object, const std::string &name, const std::vector<Value> &values);
-// The values come in several replies: ZKDSRead tells an iteration other than -1 until the last one.
+// The values come in several replies: ZKDSRead returns an iteration other than -1 until the last one.
 void attribute_in_replies(const std::string &object, const std::string &name,
                           const std::vector<std::vector<Value>> &values);
 void replies(const std::string &object, const std::string &name, const std::vector<Reply> &answer);

@@ -1,5 +1,4 @@
 // Reading attributes through request and reply buffers.
-#include <algorithm>
 #include <cstring>
 
 #include "tests/client_spy/spy_state.h"

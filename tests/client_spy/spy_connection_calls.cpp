@@ -155,8 +155,8 @@ static std::string answer_to(uint32_t connection, uint32_t item) {
 uint32_t ZKCCGetConnInfo(uint32_t connection, uint32_t item, uint32_t size, void *value) {
     if (auto code = record("ZKCCGetConnInfo", {shown(connection), shown(item), shown(size)})) return *code;
     if (state().connections.count(connection) == 0) return ZKE_CONN_INVALID;
-    auto told = state().itemAnswers.find(item);
-    std::string answer = told == state().itemAnswers.end() ? answer_to(connection, item) : told->second;
+    auto given = state().itemAnswers.find(item);
+    std::string answer = given == state().itemAnswers.end() ? answer_to(connection, item) : given->second;
     memcpy(value, answer.data(), std::min<size_t>(answer.size(), size));
     return ZK_OK;
 }

@@ -14,8 +14,7 @@ std::string fold(const std::string &text) {
 }
 
 std::string object_key(const std::string &name) {
-    std::string key;
-    std::string component;
+    std::string key, component;
     for (size_t i = !name.empty() && name[0] == '.' ? 1 : 0; i <= name.size(); i++) {
         bool escaped = i > 0 && name[i - 1] == '\\';
         if (i == name.size() || (name[i] == '.' && !escaped)) {

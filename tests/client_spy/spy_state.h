@@ -12,8 +12,8 @@ struct ZKDSBuffer {
     int number = 0;
     std::string requested; // the attribute put into a request
     spy::Reply reply;
-    size_t attribute = 0; // the next one that ZKDSGetAttrName tells
-    size_t value = 0;     // the next value of the attribute told last
+    size_t attribute = 0; // the next one that ZKDSGetAttrName returns
+    size_t value = 0;     // the next value of the attribute returned last
 };
 
 namespace spy {
@@ -108,7 +108,7 @@ std::string shown(int number);
 std::string shown(const ZKDSBuffer *buffer);
 std::string flags_shown(uint32_t flags);
 
-// Keeps a call. The code that it is to fail with, if any; `numbered` (may be null) tells that the fault goes by the
+// Keeps a call. The code that it is to fail with, if any; `numbered` (may be null) reports that the fault goes by the
 // call's number.
 std::optional<uint32_t> record(const char *name, std::initializer_list<std::string> arguments,
                                bool *numbered = nullptr);

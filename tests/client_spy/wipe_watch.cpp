@@ -1,7 +1,6 @@
 #include "tests/client_spy/wipe_watch.h"
 
 #include <cstddef>
-#include <cstring>
 #include <deque>
 #include <new>
 

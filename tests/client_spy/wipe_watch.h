@@ -1,4 +1,4 @@
-// Tells a test which secrets have been wiped: in the test program explicit_bzero is one that remembers what it
+// Reports a test which secrets have been wiped: in the test program explicit_bzero is one that remembers what it
 // overwrites.
 #ifndef WIPE_WATCH_H
 #define WIPE_WATCH_H

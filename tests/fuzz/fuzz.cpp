@@ -2,8 +2,6 @@
 
 #include <unistd.h>
 
-#include <cstdio>
-
 // Not through the standard stream, which may lead elsewhere.
 void fuzz_failed(const char *file, int line, const char *condition) {
     dprintf(STDERR_FILENO, "%s:%d: does not hold: %s\n", file, line, condition);

@@ -2,29 +2,19 @@
 #ifndef TESTS_LDAP_FULL_PORT_H
 #define TESTS_LDAP_FULL_PORT_H
 
-#include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <string>
+
+#include "tests/support/servers.h"
 
 // A port whose queue is full: a connection to it is not made in any time.
 class FullPort {
   public:
-    FullPort() {
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        auto *place = reinterpret_cast<sockaddr *>(&address);
-        taker = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(bind(taker, place, length), 0);
-        EXPECT_EQ(listen(taker, 0), 0);
-        EXPECT_EQ(getsockname(taker, place, &length), 0);
-        port = ntohs(address.sin_port);
+    FullPort() : taker(listen_on_loopback(&port, 0)) {
+        const sockaddr_in address = loopback(port);
         for (int &one : waiting) {
             one = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-            connect(one, place, length);
+            connect(one, reinterpret_cast<const sockaddr *>(&address), sizeof address);
         }
     }
     ~FullPort() {
@@ -36,7 +26,7 @@ class FullPort {
     std::string uri() const { return "ldap://127.0.0.1:" + std::to_string(port); }
 
   private:
-    int taker = -1, port = 0;
+    int port = 0, taker = -1;
     int waiting[4] = {};
 };
 

@@ -1,12 +1,10 @@
 #include "tests/ldap/hostile_server.h"
 
-#include <arpa/inet.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
 #include <stdexcept>
@@ -18,14 +16,6 @@ using namespace std::string_literals;
 using namespace std::string_view_literals;
 
 constexpr size_t shared_size = 5 * sizeof(int); // connections, binds, searches, extended requests, the last client
-
-sockaddr_in loopback(int port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
 
 void say(int client, std::string_view bytes) {
     if (send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL) < 0) _exit(0);
@@ -69,6 +59,11 @@ std::string referral(const std::vector<std::string> &uris) {
     for (;;) pause();
 }
 
+// The number of a message, as its answer begins.
+std::string number_of(const unsigned char *bytes) {
+    return "\x02\x01"s + static_cast<char>(bytes[(bytes[1] & 0x80) != 0 ? 4 + (bytes[1] & 0x7Fu) : 4]);
+}
+
 // The operation of the small requests that a login sends: after the message's length and a number of one byte.
 int operation(const unsigned char *bytes, ssize_t size) {
     size_t at = size > 1 && (bytes[1] & 0x80) != 0 ? 2 + (bytes[1] & 0x7Fu) : 2;
@@ -104,12 +99,11 @@ void refer_on(int client, int port) {
     for (int place = 0;; place++) {
         ssize_t got = recv(client, bytes, sizeof bytes, 0);
         if (got <= 0) _exit(0);
-        size_t number = (bytes[1] & 0x80) != 0 ? 4 + (bytes[1] & 0x7Fu) : 4;
         if (operation(bytes, got) != 0x63) _exit(0);
         const std::string uri = "ldap://127.0.0.1:" + std::to_string(port) + "/ou=p" + std::to_string(getpid()) + "-" +
                                 std::to_string(place) + ",o=acme??sub";
         const std::string result = "\x0A\x01\x0A\x04"s + "\0\x04\0"s + "\xA3" + sized("\x04" + sized(uri));
-        const std::string message = "\x02\x01"s + static_cast<char>(bytes[number]) + "\x65" + sized(result);
+        const std::string message = number_of(bytes) + "\x65" + sized(result);
         say(client, "\x30" + sized(message));
     }
 }
@@ -124,49 +118,38 @@ void answer_by_script(int client, const Scripted &script, volatile int *counts) 
         {0x60, script.binds, counts[0]}, {0x63, script.searches, counts[1]}, {0x77, script.extended, counts[2]}};
     unsigned char bytes[65536];
     for (ssize_t got; (got = recv(client, bytes, sizeof bytes, 0)) > 0;) {
-        size_t number = (bytes[1] & 0x80) != 0 ? 4 + (bytes[1] & 0x7Fu) : 4;
         for (Kind &kind : kinds) {
             if (operation(bytes, got) != kind.operation || kind.answers.empty()) continue;
             const size_t turn = std::min(static_cast<size_t>(kind.asked), kind.answers.size() - 1);
             kind.asked = kind.asked + 1;
-            for (const std::string &part : kind.answers[turn])
-                say(client, "\x30" + sized("\x02\x01"s + static_cast<char>(bytes[number]) + part));
+            for (const std::string &part : kind.answers[turn]) say(client, "\x30" + sized(number_of(bytes) + part));
         }
     }
 }
 
+// What is said to the first request, and whether the connection stays open behind it.
+const struct {
+    Hostility hostility;
+    std::string_view bytes;
+    bool stays;
+} first_words[] = {
+    {Hostility::Garbage, "HTTP/1.1 400 Bad Request\r\n\r\n"sv, true},
+    {Hostility::ClaimsTwoGiga, "\x30\x84\x7F\xFF\xFF\xFF\x02\x01\x01\x64"sv, true},
+    {Hostility::WrongInside, "\x30\x05\x02\x01\x01\x99\x99"sv, true},
+    {Hostility::ClosesMidAnswer, "\x30\x50\x02\x01"sv, false},
+    {Hostility::ClosesAtOnce, ""sv, false},
+};
+
 void serve(int client, Hostility hostility, int behind, int port) {
-    switch (hostility) {
-        case Hostility::Silent:
-            stay_silent();
-        case Hostility::DiesAtBind:
-        case Hostility::DiesAtSearch:
-            pass_on(client, behind, hostility);
-            break;
-        case Hostility::RefersOn:
-            refer_on(client, port);
-            break;
-        default:
-            break;
-    }
+    if (hostility == Hostility::Silent) stay_silent();
+    if (hostility == Hostility::DiesAtBind || hostility == Hostility::DiesAtSearch) pass_on(client, behind, hostility);
+    if (hostility == Hostility::RefersOn) refer_on(client, port);
     await_request(client);
-    switch (hostility) {
-        case Hostility::Drips:
-            drip(client);
-            break;
-        case Hostility::Garbage:
-            say(client, "HTTP/1.1 400 Bad Request\r\n\r\n"sv);
-            stay_silent();
-        case Hostility::ClaimsTwoGiga:
-            say(client, "\x30\x84\x7F\xFF\xFF\xFF\x02\x01\x01\x64"sv);
-            stay_silent();
-        case Hostility::ClosesAtOnce:
-            break;
-        case Hostility::WrongInside:
-            say(client, "\x30\x05\x02\x01\x01\x99\x99"sv);
-            stay_silent();
-        default:
-            say(client, "\x30\x50\x02\x01"sv);
+    if (hostility == Hostility::Drips) drip(client);
+    for (const auto &[which, bytes, stays] : first_words) {
+        if (which != hostility) continue;
+        say(client, bytes);
+        if (stays) stay_silent();
     }
 }
 
@@ -191,8 +174,8 @@ std::string Scripted::entry(const std::string &dn, const std::vector<std::pair<s
     return "\x64" + sized("\x04" + sized(dn) + "\x30" + sized(list));
 }
 
-std::string Scripted::youAre(const std::string &who) {
-    return result('\x78', 0, "", "\x8B" + sized(who));
+std::string Scripted::youAre(const std::optional<std::string> &who) {
+    return result('\x78', 0, "", who ? "\x8B" + sized(*who) : "");
 }
 
 std::string Scripted::unknown() {
@@ -200,32 +183,27 @@ std::string Scripted::unknown() {
 }
 
 HostileServer::HostileServer(Hostility hostility, int behind) {
-    start([&](int client) { serve(client, hostility, behind, port); });
+    start(listen_on_loopback(&port), [&](int client) { serve(client, hostility, behind, port); });
 }
 
 HostileServer::HostileServer(const Scripted &script) {
-    start([&](int client) { answer_by_script(client, script, taken + 1); });
+    start(listen_on_loopback(&port), [&](int client) { answer_by_script(client, script, taken + 1); });
+}
+
+HostileServer::HostileServer(const std::string &path, const Scripted &script) {
+    start(listen_at(path), [&](int client) { answer_by_script(client, script, taken + 1); });
 }
 
 HostileServer::HostileServer(const std::function<Scripted(const std::string &uri)> &script) {
-    start([&](int client) { answer_by_script(client, script(uri()), taken + 1); });
+    start(listen_on_loopback(&port), [&](int client) { answer_by_script(client, script(uri()), taken + 1); });
 }
 
-void HostileServer::start(const std::function<void(int client)> &serveClient) {
+void HostileServer::start(int listener, const std::function<void(int client)> &serveClient) {
     void *shared = mmap(nullptr, shared_size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (shared == MAP_FAILED) throw std::runtime_error("no shared memory for the hostile server");
     taken = static_cast<volatile int *>(shared);
-    int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    if (bind(listener, reinterpret_cast<sockaddr *>(&address), size) != 0 || listen(listener, 16) != 0 ||
-        getsockname(listener, reinterpret_cast<sockaddr *>(&address), &size) != 0)
-        throw std::runtime_error("no port for the hostile server");
-    port = ntohs(address.sin_port);
-    process = fork();
-    if (process == 0) {
+    process.emplace([&] {
         setpgid(0, 0);
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
         signal(SIGCHLD, SIG_IGN);
         for (;;) {
             int client = accept(listener, nullptr, nullptr);
@@ -239,7 +217,7 @@ void HostileServer::start(const std::function<void(int client)> &serveClient) {
             }
             close(client);
         }
-    }
+    });
     close(listener);
 }
 
@@ -248,7 +226,6 @@ void HostileServer::closeConnection() {
 }
 
 HostileServer::~HostileServer() {
-    ::kill(process, SIGKILL); // its connections go with it
-    waitpid(process, nullptr, 0);
+    process.reset(); // its connections go with it
     munmap(const_cast<int *>(taken), shared_size);
 }

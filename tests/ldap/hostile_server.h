@@ -2,11 +2,11 @@
 #ifndef TESTS_LDAP_HOSTILE_SERVER_H
 #define TESTS_LDAP_HOSTILE_SERVER_H
 
-#include <sys/types.h>
 #include <functional>
-#include <string>
+#include <optional>
 #include <utility>
-#include <vector>
+
+#include "tests/support/servers.h"
 
 enum class Hostility {
     Silent,          // takes the connection and says nothing
@@ -36,14 +36,16 @@ struct Scripted {
     // Says, beside the entries of a search, where more of them are.
     static std::string reference(const std::vector<std::string> &uris);
     static std::string entry(const std::string &dn, const std::vector<std::pair<std::string, std::string>> &attributes);
-    static std::string youAre(const std::string &who); // the answer to "Who am I?"
-    static std::string unknown();                      // of an extended request
+    static std::string youAre(const std::optional<std::string> &who); // the answer to "Who am I?"
+    static std::string unknown();                                     // of an extended request
 };
 
 class HostileServer {
   public:
     explicit HostileServer(Hostility hostility, int behind = 0);
     explicit HostileServer(const Scripted &script);
+    // At a path instead of a port.
+    HostileServer(const std::string &path, const Scripted &script);
     // For a script that names the server itself.
     explicit HostileServer(const std::function<Scripted(const std::string &uri)> &script);
     ~HostileServer();
@@ -63,11 +65,11 @@ class HostileServer {
     int searches() const { return taken[2]; }
 
   private:
-    void start(const std::function<void(int client)> &serveClient);
+    void start(int listener, const std::function<void(int client)> &serveClient);
 
     volatile int *taken; // shared with the process
     int port = 0;
-    pid_t process = -1;
+    std::optional<ServerProcess> process;
 };
 
 #endif

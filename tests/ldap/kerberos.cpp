@@ -1,23 +1,10 @@
 #include "tests/ldap/kerberos.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 
-#include "tests/support/slapd.h"
-
-namespace {
-
-const std::string realm = "ACME.TEST";
-
-} // namespace
+static const std::string realm = "ACME.TEST";
 
 Kerberos::Kerberos(const std::vector<std::string> &users) : port(free_port()) {
     const std::string address = "127.0.0.1:" + std::to_string(port);
@@ -43,29 +30,10 @@ Kerberos::Kerberos(const std::vector<std::string> &users) : port(free_port()) {
     }
     admin("addprinc -randkey ldap/localhost");
     admin("ktadd -k " + folder.path("service.keytab") + " ldap/localhost");
-    centre = fork();
-    if (centre == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        int log = open(folder.path("log").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-        dup2(log, STDOUT_FILENO);
-        dup2(log, STDERR_FILENO);
-        execl("/usr/sbin/krb5kdc", "krb5kdc", "-n", "-r", realm.c_str(), static_cast<char *>(nullptr));
-        _exit(125);
-    }
-    while (!answers()) {
-        if (waitpid(centre, nullptr, WNOHANG) != 0) {
-            centre = -1;
-            throw std::runtime_error("krb5kdc does not start: " + file_text(folder.path("log")));
-        }
-        poll(nullptr, 0, 10);
-    }
+    centre.emplace(Words{"/usr/sbin/krb5kdc", "-n", "-r", realm}, folder.path("log"), port);
 }
 
 Kerberos::~Kerberos() {
-    if (centre > 0) {
-        ::kill(centre, SIGKILL);
-        waitpid(centre, nullptr, 0);
-    }
     for (const auto &[name, value] : settings) unsetenv(name.c_str());
 }
 
@@ -81,17 +49,6 @@ void Kerberos::admin(const std::string &query) {
     run({"/usr/sbin/kadmin.local", "-r", realm, "-p", "root/admin", "-q", query});
 }
 
-bool Kerberos::answers() const {
-    int made = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bool connected = connect(made, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
-    close(made);
-    return connected;
-}
-
 void Kerberos::getTicket(const std::string &user) {
     run({"/usr/bin/kinit", "-k", "-t", folder.path(user + ".keytab"), user});
 }
@@ -102,14 +59,10 @@ void Kerberos::getExpiredTicket(const std::string &user) {
     }
 }
 
-void Kerberos::forgetTickets() {
-    run({"/usr/bin/kdestroy"});
-}
-
 void Kerberos::changeServiceKey() {
     admin("ktadd -k " + folder.path("other.keytab") + " ldap/localhost");
 }
 
 void Kerberos::fallSilent() {
-    ::kill(centre, SIGSTOP);
+    centre->signal(SIGSTOP);
 }

@@ -3,11 +3,11 @@
 #ifndef TESTS_LDAP_KERBEROS_H
 #define TESTS_LDAP_KERBEROS_H
 
-#include <sys/types.h>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "tests/support/process.h"
+#include "tests/support/servers.h"
 
 class Kerberos {
   public:
@@ -21,7 +21,6 @@ class Kerberos {
     void getTicket(const std::string &user);
     // The same with a ticket that has run out by the time that this returns.
     void getExpiredTicket(const std::string &user);
-    void forgetTickets();
     // Makes the service's key another one than the server has.
     void changeServiceKey();
     // Stops answering; the centre's port stays taken.
@@ -33,12 +32,11 @@ class Kerberos {
   private:
     void admin(const std::string &query);
     void run(const Words &words);
-    bool answers() const;
 
     TempFolder folder;
     Variables settings;
     int port;
-    pid_t centre = -1;
+    std::optional<ServerProcess> centre;
 };
 
 #endif

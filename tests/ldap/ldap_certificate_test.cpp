@@ -1,4 +1,4 @@
-// What is told of a certificate that is refused, and which ones are good.
+// What is reported of a certificate that is refused, and which ones are good.
 #include "platform/client/ldap/certificate.h"
 
 #include <gtest/gtest.h>
@@ -7,12 +7,12 @@
 
 namespace {
 
-class LdapPeerCertificate : public ::testing::Test {
+class LdapPeerCertificate : public testing::Test {
   protected:
     // A server's certificate as it is sent.
     std::string made(const std::string &names, const std::string &start = "20200101000000Z",
                      const std::string &end = "20490102030405Z") {
-        certificates.serverLines(names, start, end);
+        certificates.serverLines(names, end, start);
         return der();
     }
     // One that is signed in another way, for the next ten days.
@@ -60,7 +60,7 @@ TEST_F(LdapPeerCertificate, WithoutNamesOfServersShowsItsSubject) {
               "it was issued for another name; expected name: dir1.example; names in the certificate: server" + rest);
 }
 
-TEST_F(LdapPeerCertificate, OutsideItsTimeIsToldSoFirst) {
+TEST_F(LdapPeerCertificate, OutsideItsTimeIsReportedFirst) {
     EXPECT_EQ(fault(made("DNS:a", "20200101000000Z", "20210102030405Z"), "b"),
               "it has expired; expected name: b; names in the certificate: a; issuer: CN=Acme Test Authority,O=Acme; "
               "expires: 2021-01-02 03:04:05 UTC");
@@ -68,7 +68,7 @@ TEST_F(LdapPeerCertificate, OutsideItsTimeIsToldSoFirst) {
               "it is not valid yet; expected name: a; names in the certificate: a" + rest);
 }
 
-TEST_F(LdapPeerCertificate, OfAnUnknownAuthorityIsToldSo) {
+TEST_F(LdapPeerCertificate, OfAnUnknownAuthorityIsReported) {
     const Certificates others;
     const std::string certificate = made("DNS:a");
     EXPECT_FALSE(certificate_is_good(certificate, "a", others.path("ca.pem")));
@@ -85,7 +85,7 @@ TEST_F(LdapPeerCertificate, IsNotGoodWithoutAnAuthority) {
                   "the CA file contains no valid certificate; expected name: a; names in the certificate: a" + rest);
 }
 
-TEST_F(LdapPeerCertificate, WithAWeakSignatureIsToldSo) {
+TEST_F(LdapPeerCertificate, WithAWeakSignatureIsReported) {
     EXPECT_EQ(fault(signedAs("sha1"), "server").substr(0, 35), "its key or signature is too weak; e");
     EXPECT_TRUE(isGood(signedAs("sha256"), "server"));
 }

@@ -11,7 +11,7 @@ namespace {
 
 using testing::ElementsAre;
 
-class LdapConnectionTest : public ::testing::Test {
+class LdapConnectionTest : public testing::Test {
   protected:
     LdapConnectionTest() { config.cleartextLoopback = true; }
     void on(const Scripted &script) {
@@ -28,7 +28,7 @@ class LdapConnectionTest : public ::testing::Test {
 
 } // namespace
 
-TEST_F(LdapConnectionTest, HandsOutEverythingThatAnAnswerHolds) {
+TEST_F(LdapConnectionTest, HandsOutEverythingThatAnAnswerContains) {
     on({{},
         {{Scripted::entry("cn=a,o=acme", {{"cn", "a"}, {"cn;lang-de", "b"}, {"title", ""}}),
           Scripted::reference({"ldap://b.example/", "ldap://c.example/"}), Scripted::entry("cn=d,o=acme", {}),

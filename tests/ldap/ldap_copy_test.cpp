@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class LdapCopyTest : public ::testing::Test {
+class LdapCopyTest : public testing::Test {
   protected:
     LdapCopyTest() {
         setenv("XDG_CACHE_HOME", cache.path("deep/cache").c_str(), 1);
@@ -23,14 +23,16 @@ class LdapCopyTest : public ::testing::Test {
     }
     ~LdapCopyTest() override { unsetenv("XDG_CACHE_HOME"); }
 
-    static EntryPtr person(const Name &name, const std::string &title) {
+    using Values = std::vector<std::pair<const char *, std::string>>;
+    static EntryPtr made(const Name &name, const Values &values = {}) {
         auto entry = std::make_shared<Entry>();
         entry->name = name;
-        entry->values = {{schema_find_ldap("objectClass"), "inetOrgPerson"},
-                         {schema_find_ldap("cn"), name.front().value},
-                         {schema_find_ldap("sn"), "x"},
-                         {schema_find_ldap("title"), title}};
+        for (const auto &[attribute, value] : values) entry->values.push_back({schema_find_ldap(attribute), value});
         return entry;
+    }
+    static EntryPtr person(const Name &name, const std::string &title) {
+        return made(name,
+                    {{"objectClass", "inetOrgPerson"}, {"cn", name.front().value}, {"sn", "x"}, {"title", title}});
     }
     LdapCopy copy(const std::string &kind = "site") const { return {tree, base, kind}; }
     void write(const std::vector<EntryPtr> &entries) const { copy().write(entries); }
@@ -71,12 +73,9 @@ class LdapCopyTest : public ::testing::Test {
 
 } // namespace
 
-TEST_F(LdapCopyTest, HoldsEntriesOfWhichAServerDoesNotShowEverything) {
-    auto bare = std::make_shared<Entry>();
-    bare->name = {{"cn", "bare"}, {"o", "acme"}};
-    auto alias = std::make_shared<Entry>();
-    alias->name = {{"cn", "alias"}, {"o", "acme"}};
-    alias->values = {{schema_find_ldap("objectClass"), "alias"}};
+TEST_F(LdapCopyTest, KeepsEntriesOfWhichAServerDoesNotShowEverything) {
+    const EntryPtr bare = made({{"cn", "bare"}, {"o", "acme"}});
+    const EntryPtr alias = made({{"cn", "alias"}, {"o", "acme"}}, {{"objectClass", "alias"}});
     write({person(jdoe, "boss"), bare, alias, std::make_shared<Entry>()});
     EXPECT_EQ(title(jdoe), "boss");
     EXPECT_EQ(value(bare->name, "cn"), "bare");
@@ -86,10 +85,9 @@ TEST_F(LdapCopyTest, HoldsEntriesOfWhichAServerDoesNotShowEverything) {
 
 // "dn" and "control" begin lines of LDIF that are no attributes; a time has a form, and a class or a password a
 // meaning.
-TEST_F(LdapCopyTest, HoldsEntriesThatAreNamedByWhatIsNoName) {
-    auto named = std::make_shared<Entry>();
-    named->name = {{"dn", "x"}, {"control", "y"}, {"o", "acme"}};
-    named->values = {{schema_find_ldap("objectClass"), "person"}, {schema_find_ldap("title"), "boss"}};
+TEST_F(LdapCopyTest, KeepsEntriesThatAreNamedByWhatIsNoName) {
+    const EntryPtr named =
+        made({{"dn", "x"}, {"control", "y"}, {"o", "acme"}}, {{"objectClass", "person"}, {"title", "boss"}});
     auto timed = std::make_shared<Entry>(*named);
     timed->name = {{"modifytimestamp", "x"}, {"objectclass", "qrtServer"}, {"userpassword", "x"}, {"o", "acme"}};
     write({person(jdoe, "boss"), named, timed});
@@ -101,9 +99,8 @@ TEST_F(LdapCopyTest, HoldsEntriesThatAreNamedByWhatIsNoName) {
 }
 
 TEST_F(LdapCopyTest, TakesAContainerThatAServerSpellsInTwoWaysForOne) {
-    auto sales = std::make_shared<Entry>();
-    sales->name = {{"ou", "Sales"}, {"o", "ACME"}};
-    sales->values = {{schema_find_ldap("objectClass"), "organizationalUnit"}, {schema_find_ldap("ou"), "Sales"}};
+    const EntryPtr sales =
+        made({{"ou", "Sales"}, {"o", "ACME"}}, {{"objectClass", "organizationalUnit"}, {"ou", "Sales"}});
     write({person(jdoe, "boss"), sales});
     EXPECT_EQ(title(jdoe), "boss");
     EXPECT_EQ(value(sales->name, "ou"), "Sales");
@@ -120,11 +117,8 @@ TEST_F(LdapCopyTest, GivesBackEveryValueAsItWas) {
 }
 
 TEST_F(LdapCopyTest, MakesUpWhatIsMissingAboveAndTakesWhatIsThere) {
-    auto unit = std::make_shared<Entry>();
-    unit->name = {{"ou", "sales"}, {"o", "acme"}};
-    unit->values = {{schema_find_ldap("objectClass"), "organizationalUnit"},
-                    {schema_find_ldap("ou"), "sales"},
-                    {schema_find_ldap("description"), "real"}};
+    const EntryPtr unit = made({{"ou", "sales"}, {"o", "acme"}},
+                               {{"objectClass", "organizationalUnit"}, {"ou", "sales"}, {"description", "real"}});
     write({person(jdoe, "first"), unit, person(jdoe, "second")});
     EXPECT_EQ(title(jdoe), "first");
     EXPECT_EQ(value(unit->name, "description"), "real");
@@ -146,9 +140,7 @@ TEST_F(LdapCopyTest, HasANameThatItsTreeAndItsUseMake) {
 }
 
 TEST_F(LdapCopyTest, WritesTheValueInANameThatTheEntryLacks) {
-    auto entry = std::make_shared<Entry>();
-    entry->name = {{"cn", "J Doe"}, {"o", "acme"}};
-    entry->values = {{schema_find_ldap("objectClass"), "person"}, {schema_find_ldap("sn"), "J Doe"}};
+    const EntryPtr entry = made({{"cn", "J Doe"}, {"o", "acme"}}, {{"objectClass", "person"}, {"sn", "J Doe"}});
     write({entry});
     EXPECT_EQ(value(entry->name, "cn"), "J Doe");
     auto spelled = std::make_shared<Entry>(*entry);

@@ -16,7 +16,7 @@ Name named(const std::string &dotted) {
     return name;
 }
 
-class LdapLookupTest : public ::testing::Test {
+class LdapLookupTest : public testing::Test {
   protected:
     LdapLookupTest() {
         Slapd::Setup setup;

@@ -43,7 +43,7 @@ TEST(LdapFraming, RefusesWhatIsNoMessage) {
         "\x30\x80",                         // no length
         std::string("\x30\x00", 2),         // nothing in it
         "\x30\x89",                         // a length of nine bytes
-        std::string("\x30\x81\x00", 3),     // nothing in it, told at length
+        std::string("\x30\x81\x00", 3),     // nothing in it, said at length
         "\x30\x05\x04",                     // begins with a text
         std::string("\x30\x05\x02\x00", 4), // an empty number
         "\x30\x05\x02\x05",                 // a number of 40 bits
@@ -53,7 +53,7 @@ TEST(LdapFraming, RefusesWhatIsNoMessage) {
     };
     for (const std::string &bytes : refused) {
         LdapFraming framing;
-        EXPECT_EQ(take(&framing, bytes), LdapFraming::Malformed) << ::testing::PrintToString(bytes);
+        EXPECT_EQ(take(&framing, bytes), LdapFraming::Malformed) << testing::PrintToString(bytes);
     }
 }
 
@@ -242,7 +242,7 @@ TEST(LdapEntries, AsksForNoPasswords) {
     EXPECT_EQ(std::count(wanted.begin(), wanted.end(), "member"), 1);
 }
 
-TEST(LdapCertificate, WhatIsNoCertificateIsToldToo) {
+TEST(LdapCertificate, WhatIsNoCertificateIsReportedToo) {
     for (const std::string &text :
          {std::string(), std::string("\x30"), std::string("\x30\x82\xFF\xFF"), std::string(64, '\x30')}) {
         EXPECT_FALSE(certificate_is_good(text, "localhost", "/etc/ssl/certs/ca-certificates.crt"));

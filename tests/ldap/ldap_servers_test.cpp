@@ -11,7 +11,7 @@ namespace {
 const LdapSearch everything = {"o=acme", LDAP_SCOPE_SUBTREE, "(objectClass=*)", {"cn"}};
 const char jdoe[] = "cn=jdoe,o=acme";
 
-class LdapServersTest : public ::testing::Test {
+class LdapServersTest : public testing::Test {
   protected:
     LdapServersTest() {
         config.cleartextLoopback = true;
@@ -52,11 +52,11 @@ TEST_F(LdapServersTest, AnyOtherAnswerIsTheAnswer) {
     }
 }
 
-TEST_F(LdapServersTest, WhenNoneAnswersEachIsTold) {
+TEST_F(LdapServersTest, WhenNoneAnswersEachIsReported) {
     HostileServer first(answering(LDAP_BUSY)), second(answering(LDAP_UNAVAILABLE)), third(Hostility::ClosesMidAnswer);
     const std::string sentence = first.uri() + ": the server reports: Server is busy; " + second.uri() +
                                  ": the server reports: Server is unavailable";
-    const auto told = [this](const std::vector<std::string> &uris, uint32_t code) -> std::string {
+    const auto reported = [this](const std::vector<std::string> &uris, uint32_t code) -> std::string {
         config.uris = uris;
         try {
             LdapServers(config).search(everything);
@@ -68,9 +68,9 @@ TEST_F(LdapServersTest, WhenNoneAnswersEachIsTold) {
     };
     const std::string closed =
         third.uri() + ": the server closed the connection in the middle of its answer to a request";
-    EXPECT_EQ(told({first.uri(), second.uri()}, ZKE_DIRECTORY_UNREACHABLE), sentence);
-    EXPECT_EQ(told({third.uri(), third.uri()}, ZKE_SERVER_CLOSED), closed + "; " + closed);
-    EXPECT_EQ(told({third.uri(), first.uri()}, ZKE_DIRECTORY_UNREACHABLE).substr(0, closed.size()), closed);
+    EXPECT_EQ(reported({first.uri(), second.uri()}, ZKE_DIRECTORY_UNREACHABLE), sentence);
+    EXPECT_EQ(reported({third.uri(), third.uri()}, ZKE_SERVER_CLOSED), closed + "; " + closed);
+    EXPECT_EQ(reported({third.uri(), first.uri()}, ZKE_DIRECTORY_UNREACHABLE).substr(0, closed.size()), closed);
 }
 
 TEST_F(LdapServersTest, AServerThatRefusesTheUserOfAnotherIsPassedOver) {
@@ -102,7 +102,7 @@ TEST_F(LdapServersTest, AConnectionThatWasIdleIsMadeAnewAtTheSameServer) {
     EXPECT_EQ(other.connections(), 0);
 }
 
-TEST_F(LdapServersTest, AnAnswerCountsWithAllThatHoldsIt) {
+TEST_F(LdapServersTest, AnAnswerCountsWithAllItsContainers) {
     HostileServer server(answering(0, jdoe));
     config.uris = {server.uri()};
     const size_t text = sizeof(std::string), values = sizeof(std::vector<std::string>);
@@ -133,7 +133,7 @@ TEST_F(LdapServersTest, AnAnswerCountsWithAllThatHoldsIt) {
     }
 }
 
-TEST_F(LdapServersTest, WhatAServerSaysToItsTroubleIsTold) {
+TEST_F(LdapServersTest, WhatAServerSaysToItsTroubleIsReported) {
     HostileServer server(Scripted{{{Scripted::bound()}}, {{Scripted::done(LDAP_BUSY, "ask later")}}, {}});
     config.uris = {server.uri()};
     try {

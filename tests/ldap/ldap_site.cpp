@@ -1,5 +1,6 @@
 #include "tests/ldap/ldap_site.h"
 
+#include <unistd.h>
 #include <cstdlib>
 
 LdapSite::LdapSite() : environment(process_environment()) {
@@ -53,5 +54,25 @@ std::string LdapSite::lastError() {
 Slapd::Setup LdapSite::sample() {
     Slapd::Setup setup;
     setup.ldif = sample_ldif();
+    return setup;
+}
+
+Slapd::Setup LdapSite::forUsersOnly() {
+    Slapd::Setup setup = sample();
+    setup.access = "access to attrs=userPassword by anonymous auth by * none\naccess to * by users read by * none\n";
+    return setup;
+}
+
+Slapd::Setup LdapSite::forThisProcess() {
+    Slapd::Setup setup = sample();
+    setup.global = "authz-regexp gidNumber=" + std::to_string(getegid()) + "[+]uidNumber=" + std::to_string(geteuid()) +
+                   ",cn=peercred,cn=external,cn=auth cn=jdoe,ou=sales,o=acme\n";
+    return setup;
+}
+
+Slapd::Setup LdapSite::secured(Certificates &certificates) {
+    Slapd::Setup setup = sample();
+    setup.schemes = "ldaps";
+    setup.global = certificates.serverLines();
     return setup;
 }

@@ -3,10 +3,7 @@
 #ifndef TESTS_LDAP_LDAP_SITE_H
 #define TESTS_LDAP_LDAP_SITE_H
 
-#include <gtest/gtest.h>
-#include <string>
-#include <vector>
-
+#include "tests/support/certificates.h"
 #include "tests/support/client_fixture.h"
 #include "tests/support/process.h"
 #include "tests/support/slapd.h"
@@ -33,6 +30,10 @@ class LdapSite : public ClientTest {
     std::string lastError();
 
     static Slapd::Setup sample();
+    // The sample where only users may read; where the process itself is jdoe on the local socket; over TLS as well.
+    static Slapd::Setup forUsersOnly();
+    static Slapd::Setup forThisProcess();
+    static Slapd::Setup secured(Certificates &certificates);
 
     TempFolder home;
     Variables environment;

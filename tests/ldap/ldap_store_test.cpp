@@ -1,7 +1,6 @@
 // What the answers of a server come to, one by one, and for how long a copy of the site serves.
 #include "platform/client/session/trees.h"
 
-#include <gmock/gmock.h>
 #include <filesystem>
 
 #include "platform/client/core/errors.h"
@@ -13,7 +12,7 @@ namespace {
 
 using Attributes = std::vector<std::pair<std::string, std::string>>;
 
-class LdapStoreTest : public ::testing::Test {
+class LdapStoreTest : public testing::Test {
   protected:
     LdapStoreTest() {
         setenv("XDG_CACHE_HOME", cache.path().c_str(), 1);
@@ -71,10 +70,10 @@ std::string code(uint32_t number) {
 
 } // namespace
 
-TEST_F(LdapStoreTest, ARefusedLoginIsToldByWhatTheServerAnswers) {
+TEST_F(LdapStoreTest, ARefusedLoginIsReportedByWhatTheServerAnswers) {
     const struct {
         int result;
-        std::string told;
+        std::string report;
     } cases[] = {
         {49, code(ZKE_WRONG_PASSWORD)},
         {48, code(ZKE_WRONG_PASSWORD)},
@@ -91,16 +90,16 @@ TEST_F(LdapStoreTest, ARefusedLoginIsToldByWhatTheServerAnswers) {
     for (const auto &one : cases) {
         on({{{Scripted::bound(one.result)}}, {{Scripted::done()}}, {{Scripted::unknown()}}});
         EntryPtr asked = user;
-        EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }), one.told) << one.result;
-        EXPECT_EQ(outcome([&]() { return store->checkPassword(*user, "secret"); }), one.told) << one.result;
+        EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }), one.report) << one.result;
+        EXPECT_EQ(outcome([&]() { return store->checkPassword(*user, "secret"); }), one.report) << one.result;
         EXPECT_EQ(server->logins(), 2);
     }
     EntryPtr asked = user;
     const std::string elsewhere = "ldap://elsewhere.example/";
     on({{{Scripted::bound(10, "", {elsewhere})}}, {{Scripted::done()}}, {{Scripted::unknown()}}});
-    EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }), cases[9].told + ": " + elsewhere);
+    EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }), cases[9].report + ": " + elsewhere);
     on({{{Scripted::bound(21, "ask later")}}, {{Scripted::done()}}, {{Scripted::unknown()}}});
-    EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }), cases[10].told + "ask later");
+    EXPECT_EQ(outcome([&]() { return store->login(&asked, "secret"); }), cases[10].report + "ask later");
 }
 
 TEST_F(LdapStoreTest, AnEmptyPasswordIsNotSent) {
@@ -153,16 +152,16 @@ TEST_F(LdapStoreTest, WhatIsNotFoundMayBeWhereNobodyAnswers) {
     const std::string silent = "ldap://127.0.0.1:" + std::to_string(free_port());
     onSearches({object("SRV1", "qrtServer", {}), object("a", "groupOfNames", {}), Scripted::reference({silent + "/"}),
                 Scripted::done()});
-    const std::string told = code(ZKE_DIRECTORY_UNREACHABLE) + " " + server->uri() +
-                             ": cannot follow referral: " + silent + ": cannot connect: Connection refused";
+    const std::string report = code(ZKE_DIRECTORY_UNREACHABLE) + " " + server->uri() +
+                               ": cannot follow referral: " + silent + ": cannot connect: Connection refused";
     EntryPtr found, other;
     EXPECT_NE(found = store->findServer("SRV1"), nullptr);
-    EXPECT_EQ(outcome([&]() { return store->findServer("SRV9"); }), told);
-    EXPECT_EQ(outcome([&]() { return store->findVolume(*found, "SYS"); }), told);
+    EXPECT_EQ(outcome([&]() { return store->findServer("SRV9"); }), report);
+    EXPECT_EQ(outcome([&]() { return store->findVolume(*found, "SYS"); }), report);
     EXPECT_NE(found = store->find({{"cn", "a"}}, Aliases::keep), nullptr);
     for (int i = 0; i < 2; i++)
-        EXPECT_EQ(outcome([&]() { return store->find({{"cn", "none"}}, Aliases::keep); }), told);
-    for (int i = 0; i < 2; i++) EXPECT_EQ(outcome([&]() { return store->groupsOf(*user); }), told);
+        EXPECT_EQ(outcome([&]() { return store->find({{"cn", "none"}}, Aliases::keep); }), report);
+    for (int i = 0; i < 2; i++) EXPECT_EQ(outcome([&]() { return store->groupsOf(*user); }), report);
 }
 
 TEST_F(LdapStoreTest, WhoIsNotShownAfterAFirstLoginIsLoggedOut) {
@@ -250,7 +249,7 @@ void PrintTo(const CopyAge &age, std::ostream *out) {
     *out << age.seconds << " s " << age.options;
 }
 
-class LdapSiteCopy : public LdapSite, public ::testing::WithParamInterface<CopyAge> {};
+class LdapSiteCopy : public LdapSite, public testing::WithParamInterface<CopyAge> {};
 
 } // namespace
 
@@ -275,6 +274,6 @@ TEST_P(LdapSiteCopy, ServesForItsTime) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Ages, LdapSiteCopy,
-                         ::testing::Values(CopyAge{"", 0, true}, CopyAge{"", 30, true}, CopyAge{"", 61, false},
-                                           CopyAge{"", -30, false}, CopyAge{"offline = true\n", 29 * 86400, true},
-                                           CopyAge{"offline = true\n", 31 * 86400, false}));
+                         testing::Values(CopyAge{"", 0, true}, CopyAge{"", 30, true}, CopyAge{"", 61, false},
+                                         CopyAge{"", -30, false}, CopyAge{"offline = true\n", 29 * 86400, true},
+                                         CopyAge{"offline = true\n", 31 * 86400, false}));

@@ -12,7 +12,6 @@
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
-#include <cstring>
 #include <utility>
 
 #include "platform/client/ldap/uri.h"
@@ -40,7 +39,7 @@ std::string message(size_t number, char answer, size_t rest) {
     return "\x30"s + ber_length(body.size()) + body;
 }
 
-class LdapStream : public ::testing::Test {
+class LdapStream : public testing::Test {
   protected:
     LdapStream() {
         EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends), 0);
@@ -72,12 +71,6 @@ int connected(const std::string &uri, bool *loopback, std::string *sentence, con
         *sentence = trouble.what();
         return -1;
     }
-}
-
-std::string as_uri(const std::string &path) {
-    std::string uri = "ldapi://";
-    for (char c : path) uri += c == '/' ? "%2F"s : std::string(1, c);
-    return uri;
 }
 
 } // namespace
@@ -123,7 +116,7 @@ TEST(LdapFraming, AnAnswerEndsWithinItsMessage) {
     for (const auto &one : cases) {
         LdapFraming framing;
         EXPECT_EQ(take(&framing, one.message), one.fine ? LdapFraming::Fine : LdapFraming::Malformed)
-            << ::testing::PrintToString(one.message);
+            << testing::PrintToString(one.message);
         EXPECT_TRUE(!one.fine || !framing.inMessage());
     }
 }
@@ -170,7 +163,7 @@ TEST(LdapFraming, TakesLengthsUpToTheLimitHoweverTheyAreWritten) {
     };
     for (const auto &one : cases) {
         LdapFraming framing;
-        EXPECT_EQ(take(&framing, one.head), one.verdict) << ::testing::PrintToString(one.head);
+        EXPECT_EQ(take(&framing, one.head), one.verdict) << testing::PrintToString(one.head);
     }
 }
 
@@ -260,15 +253,9 @@ TEST(LdapWatch, CountsEachRequestAnew) {
 }
 
 TEST(LdapConnect, MakesASocketThatDoesNotWaitAndIsNotInherited) {
-    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), length), 0);
-    ASSERT_EQ(listen(listener, 5), 0);
-    ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr *>(&address), &length), 0);
-    const std::string port = std::to_string(ntohs(address.sin_port));
+    int number = 0, on = 0;
+    const int listener = listen_on_loopback(&number);
+    const std::string port = std::to_string(number);
     bool loopback = false;
     std::string sentence;
     const int made = connected("ldap://127.0.0.1:" + port, &loopback, &sentence);
@@ -276,8 +263,7 @@ TEST(LdapConnect, MakesASocketThatDoesNotWaitAndIsNotInherited) {
     EXPECT_TRUE(loopback);
     EXPECT_NE(fcntl(made, F_GETFL) & O_NONBLOCK, 0);
     EXPECT_NE(fcntl(made, F_GETFD) & FD_CLOEXEC, 0);
-    int on = 0;
-    length = sizeof on;
+    socklen_t length = sizeof on;
     EXPECT_EQ(getsockopt(made, IPPROTO_TCP, TCP_NODELAY, &on, &length), 0);
     EXPECT_NE(on, 0);
     close(made);
@@ -319,23 +305,19 @@ TEST(LdapConnect, GoesOnWaitingWhenASignalComes) {
 TEST(LdapConnect, ReachesALocalSocketWhosePathFits) {
     TempFolder folder;
     bool loopback = true;
-    std::string sentence, path = folder.path("s");
-    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(listener, 5), 0);
-    const int made = connected(as_uri(path), &loopback, &sentence);
+    std::string sentence;
+    const std::string path = folder.path("s");
+    const int listener = listen_at(path);
+    const int made = connected(local_uri(path), &loopback, &sentence);
     EXPECT_GE(made, 0) << sentence;
     EXPECT_FALSE(loopback) << "it is no network";
     close(made);
     close(listener);
-    const std::string longest(sizeof address.sun_path - 1, 'x');
-    connected(as_uri(longest), &loopback, &sentence);
-    EXPECT_EQ(sentence, as_uri(longest) + ": cannot connect: No such file or directory");
-    connected(as_uri(longest + "x"), &loopback, &sentence);
-    EXPECT_EQ(sentence, as_uri(longest + "x") + ": cannot connect: the path is too long");
+    const std::string longest(sizeof sockaddr_un::sun_path - 1, 'x');
+    connected(local_uri(longest), &loopback, &sentence);
+    EXPECT_EQ(sentence, local_uri(longest) + ": cannot connect: No such file or directory");
+    connected(local_uri(longest + "x"), &loopback, &sentence);
+    EXPECT_EQ(sentence, local_uri(longest + "x") + ": cannot connect: the path is too long");
 }
 
 #ifndef QRT_SANITIZED // the sanitizers need descriptors of their own

@@ -9,16 +9,16 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::vector<std::string> told;
+std::vector<std::string> notices;
 
 void note(const char *what) {
-    told.push_back(what != nullptr ? what : "(over)");
+    notices.push_back(what != nullptr ? what : "(over)");
 }
 
-class LdapWaitingSteps : public ::testing::Test {
+class LdapWaitingSteps : public testing::Test {
   protected:
     LdapWaitingSteps() {
-        told.clear();
+        notices.clear();
         ldap_waiting_notice(std::chrono::hours(1), note);
     }
     ~LdapWaitingSteps() override { ldap_waiting_notice({}, nullptr); }
@@ -38,11 +38,11 @@ TEST_F(LdapWaitingSteps, TheFirstEndsWhenTheNoticeIsDue) {
     ldap_waiting_for("a");
     EXPECT_EQ(ldap_waiting_step(later), due);
     ldap_waiting_tell();
-    EXPECT_EQ(ldap_waiting_step(later), later) << "it is told once";
-    EXPECT_THAT(told, ElementsAre("a"));
+    EXPECT_EQ(ldap_waiting_step(later), later) << "it is reported once";
+    EXPECT_THAT(notices, ElementsAre("a"));
 }
 
-TEST_F(LdapWaitingSteps, OnceToldEveryChangeIsToldAndTheEnd) {
+TEST_F(LdapWaitingSteps, OnceReportedEveryChangeIsReportedAndTheEnd) {
     {
         LdapWaiting waiting;
         ldap_waiting_for("a");
@@ -54,16 +54,16 @@ TEST_F(LdapWaitingSteps, OnceToldEveryChangeIsToldAndTheEnd) {
         { LdapWaiting within; }
         ldap_waiting_for("d");
     }
-    EXPECT_THAT(told, ElementsAre("b", "c", "d", "(over)"));
+    EXPECT_THAT(notices, ElementsAre("b", "c", "d", "(over)"));
     ldap_waiting_for("e");
-    EXPECT_EQ(told.size(), 4u) << "nobody waits any more";
-    told.clear();
+    EXPECT_EQ(notices.size(), 4u) << "nobody waits any more";
+    notices.clear();
     {
         LdapWaiting next;
-        EXPECT_LT(ldap_waiting_step(later), later) << "it may be told again";
+        EXPECT_LT(ldap_waiting_step(later), later) << "it may be reported again";
         ldap_waiting_for("d");
     }
-    EXPECT_THAT(told, IsEmpty());
+    EXPECT_THAT(notices, IsEmpty());
 }
 
 TEST_F(LdapWaitingSteps, EachBeginsWithNothing) {
@@ -73,31 +73,31 @@ TEST_F(LdapWaitingSteps, EachBeginsWithNothing) {
     }
     LdapWaiting next;
     ldap_waiting_tell();
-    EXPECT_THAT(told, ElementsAre(""));
+    EXPECT_THAT(notices, ElementsAre(""));
 }
 
-TEST_F(LdapWaitingSteps, WithoutANoticeNothingIsTold) {
+TEST_F(LdapWaitingSteps, WithoutANoticeNothingIsReported) {
     LdapWaiting waiting;
     ldap_waiting_for("a");
     ldap_waiting_notice(std::chrono::hours(1), nullptr);
     EXPECT_EQ(ldap_waiting_step(later), later);
     ldap_waiting_tell();
     ldap_waiting_for("b");
-    EXPECT_THAT(told, IsEmpty());
+    EXPECT_THAT(notices, IsEmpty());
     ldap_waiting_notice(std::chrono::hours(1), note);
     ldap_waiting_tell();
     ldap_waiting_notice(std::chrono::hours(1), nullptr);
     ldap_waiting_for("c");
-    EXPECT_THAT(told, ElementsAre("b"));
+    EXPECT_THAT(notices, ElementsAre("b"));
 }
 
-TEST_F(LdapWaitingSteps, WorkThatIsDoneInTimeIsNotTold) {
+TEST_F(LdapWaitingSteps, WorkThatIsDoneInTimeIsNotReported) {
     LdapWaiting waiting;
     EXPECT_TRUE(ldap_waiting_done(Bounded([]() {}), later));
-    EXPECT_THAT(told, IsEmpty());
+    EXPECT_THAT(notices, IsEmpty());
 }
 
-TEST_F(LdapWaitingSteps, WorkThatTakesLongerIsToldAndWaitedFor) {
+TEST_F(LdapWaitingSteps, WorkThatTakesLongerIsReportedAndWaitedFor) {
     ldap_waiting_notice({}, note);
     LdapWaiting waiting;
     ldap_waiting_for("a");
@@ -105,7 +105,7 @@ TEST_F(LdapWaitingSteps, WorkThatTakesLongerIsToldAndWaitedFor) {
     std::shared_future<void> ended = end.get_future().share();
     const Bounded work([ended]() { ended.wait(); });
     EXPECT_FALSE(ldap_waiting_done(work, LdapClock::now() + std::chrono::milliseconds(20)));
-    EXPECT_THAT(told, ElementsAre("a"));
+    EXPECT_THAT(notices, ElementsAre("a"));
     EXPECT_FALSE(ldap_waiting_done(work, LdapClock::now()));
     end.set_value();
     EXPECT_TRUE(ldap_waiting_done(work, later));

@@ -1,13 +1,8 @@
 // A local socket is as good as who listens behind it.
-#include <gmock/gmock.h>
 #include <grp.h>
 #include <pwd.h>
-#include <signal.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <filesystem>
 
@@ -25,39 +20,21 @@ class ForeignSocket {
         std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
         int ready[2];
         EXPECT_EQ(pipe(ready), 0);
-        process = fork();
-        if (process == 0) serve(user, ready[1]);
+        process.emplace([&] { serve(user, ready[1]); });
         close(ready[1]);
         char byte = 0;
         EXPECT_EQ(read(ready[0], &byte, 1), 1);
         close(ready[0]);
     }
-    ~ForeignSocket() {
-        kill(process, SIGKILL);
-        waitpid(process, nullptr, 0);
-    }
-    ForeignSocket(const ForeignSocket &) = delete;
-    ForeignSocket &operator=(const ForeignSocket &) = delete;
-
-    std::string uri() const {
-        std::string host = folder.path("ldapi");
-        for (size_t at; (at = host.find('/')) != std::string::npos;) host.replace(at, 1, "%2F");
-        return "ldapi://" + host;
-    }
-    // Was it told anything?
+    std::string uri() const { return local_uri(folder.path("ldapi")); }
+    // Has it received anything?
     bool heard() const { return std::filesystem::exists(folder.path("heard")); }
 
   private:
     [[noreturn]] void serve(uid_t user, int ready) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (setgroups(0, nullptr) != 0 || setgid(user) != 0 || setuid(user) != 0) _exit(1);
         umask(0); // for whoever may connect
-        int listener = socket(AF_UNIX, SOCK_STREAM, 0);
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        folder.path("ldapi").copy(address.sun_path, sizeof address.sun_path - 1);
-        if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(listener, 64) != 0)
-            _exit(1);
+        const int listener = listen_at(folder.path("ldapi"));
         if (write(ready, "r", 1) != 1) _exit(1);
         for (;;) {
             int client = accept(listener, nullptr, nullptr);
@@ -68,7 +45,7 @@ class ForeignSocket {
     }
 
     TempFolder folder;
-    pid_t process = -1;
+    std::optional<ServerProcess> process;
 };
 
 class LocalPeer : public LdapSite {
@@ -94,7 +71,7 @@ bool is_taken(const ForeignSocket &socket, const std::string &owner) {
 
 } // namespace
 
-TEST_F(LocalPeer, ASocketOfAStrangerIsToldNothing) {
+TEST_F(LocalPeer, ASocketOfAStrangerReceivesNothing) {
     ForeignSocket socket(stranger);
     onStrictServers({socket.uri()});
     EXPECT_EQ(loginHere(), ZKE_DIRECTORY_UNREACHABLE);

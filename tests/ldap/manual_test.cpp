@@ -1,6 +1,5 @@
 // What the manuals give to type, tried as it stands against a real server: the commands for scripts in a live
 // directory, and the configuration of a client.
-#include <gmock/gmock.h>
 #include <unistd.h>
 #include <stdexcept>
 
@@ -82,9 +81,7 @@ TEST_F(LdapManual, ReadsAScriptBackAndTakesOneAway) {
 // The server has a database of its own beside the tree's, as Debian's has.
 TEST_F(LdapManual, ConfiguresAClientOverTheNetwork) {
     Certificates certificates;
-    Slapd::Setup setup = sample();
-    setup.schemes = "ldaps";
-    setup.global = certificates.serverLines("IP:127.0.0.1", "20200101000000Z", "20490101000000Z");
+    Slapd::Setup setup = secured(certificates);
     work.write("other/.keep", "");
     setup.database = "database mdb\nsuffix dc=nodomain\ndirectory " + work.path("other") + "\n";
     Slapd server(setup);
@@ -98,5 +95,5 @@ TEST_F(LdapManual, ConfiguresAClientOverTheNetwork) {
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_NE(outcome.out.find(", Jane Doe.\n"), std::string::npos);
     configure(replaced_once(toml, "search_base = \"o=acme\"\n", ""));
-    EXPECT_THAT(login().err, ::testing::HasSubstr("does not have exactly one naming context"));
+    EXPECT_THAT(login().err, testing::HasSubstr("does not have exactly one naming context"));
 }

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <thread>
 
 #include "platform/client/ldap/copy.h"
@@ -17,7 +16,7 @@ namespace {
 
 constexpr int rounds = 20000; // a look at the path alone lost one in some thousands
 
-class PrivateCopy : public ::testing::Test {
+class PrivateCopy : public testing::Test {
   protected:
     PrivateCopy() {
         setenv("XDG_CACHE_HOME", cache.path().c_str(), 1);

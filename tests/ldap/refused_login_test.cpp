@@ -1,6 +1,5 @@
 // Logins that a server lets pass although nobody has shown who they are, and servers that give way in the middle of
 // one.
-#include <gmock/gmock.h>
 #include <memory>
 
 #include "tests/ldap/hostile_server.h"
@@ -21,10 +20,10 @@ class LdapRefusal : public LdapSite {
 };
 
 // What a server says to "Who am I?" when it has taken the login and checked nothing.
-class LdapAnonymous : public LdapRefusal, public ::testing::WithParamInterface<const char *> {};
+class LdapAnonymous : public LdapRefusal, public testing::WithParamInterface<const char *> {};
 
 // The results of a bind by which servers say that the account may not log in, whatever the password.
-class LdapPolicy : public LdapRefusal, public ::testing::WithParamInterface<int> {};
+class LdapPolicy : public LdapRefusal, public testing::WithParamInterface<int> {};
 
 constexpr int constraint_violation = 19, insufficient_access_rights = 50, unwilling_to_perform = 53;
 
@@ -45,7 +44,7 @@ TEST_F(LdapRefusal, TheRootIsNoUserWhereAnonymousLoginsMayHavePasswords) {
     EXPECT_EQ(login("[Root]", "sunflower").status, 5);
     ASSERT_EQ(loginHere(), ZK_OK) << lastError();
     for (const std::string &operation : server.operations())
-        EXPECT_THAT(operation, ::testing::Not(::testing::StartsWith("BIND dn=\"\" method=128")));
+        EXPECT_THAT(operation, testing::Not(testing::StartsWith("BIND dn=\"\" method=128")));
 }
 
 TEST_F(LdapRefusal, TheBaseOfTheTreeIsNoUserEither) {
@@ -64,7 +63,7 @@ TEST_P(LdapAnonymous, IsNoLogin) {
     EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Answers, LdapAnonymous, ::testing::Values("", "dn:"));
+INSTANTIATE_TEST_SUITE_P(Answers, LdapAnonymous, testing::Values("", "dn:"));
 
 TEST_P(LdapPolicy, RefusesTheLoginAsThatOfALockedAccount) {
     HostileServer server(
@@ -93,7 +92,7 @@ TEST_P(LdapPolicy, EndsTheOfflineCopyOfTheLogin) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Results, LdapPolicy,
-                         ::testing::Values(constraint_violation, insufficient_access_rights, unwilling_to_perform));
+                         testing::Values(constraint_violation, insufficient_access_rights, unwilling_to_perform));
 
 TEST_F(LdapRefusal, AServerThatNoLongerShowsTheUserHasTakenThePassword) {
     constexpr int size_limit_exceeded = 4;
@@ -113,7 +112,7 @@ TEST_F(LdapRefusal, AServerThatFailsAfterTheLoginIsNoWrongPassword) {
         Scripted{{{Scripted::bound()}}, {janesEntry(), {Scripted::done(busy)}}, {{Scripted::unknown()}}});
     onScript(server);
     EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_DIRECTORY_UNREACHABLE);
-    EXPECT_THAT(lastError(), ::testing::HasSubstr("the server reports: Server is busy"));
+    EXPECT_THAT(lastError(), testing::HasSubstr("the server reports: Server is busy"));
     EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
 }
 
@@ -126,7 +125,7 @@ TEST_F(LdapRefusal, AServerThatHidesTheUserFromALaterLoginLeavesWhoWasLoggedIn) 
     EXPECT_EQ(who_am_i(here), "jdoe.sales");
 }
 
-// The script names the tree and the user: a server that records what it is told.
+// The script names the tree and the user: a server that records what it receives.
 TEST_F(LdapRefusal, AScriptSendsTheLoginsPasswordToNoOtherTree) {
     HostileServer attacker(Scripted{{{Scripted::bound()}}, {janesEntry()}, {{Scripted::unknown()}}});
     home.write("steal.qrt", "TREE EVIL/.jdoe.sales\nTREE EVIL/.jdoe.sales\nWRITE \"after\"\n");
@@ -135,10 +134,10 @@ TEST_F(LdapRefusal, AScriptSendsTheLoginsPasswordToNoOtherTree) {
                               attacker.uri() + "\"]\nallow_cleartext_loopback = true\n";
     environment["ZKCLIENT_CONF"] = folder.path("client.toml");
     configure(trees);
-    EXPECT_THAT(loginWithScript(home.path("steal.qrt")).out, ::testing::HasSubstr("after"));
+    EXPECT_THAT(loginWithScript(home.path("steal.qrt")).out, testing::HasSubstr("after"));
     EXPECT_EQ(attacker.logins(), 0);
     configure(trees + "share_password = true\n");
-    EXPECT_THAT(loginWithScript(home.path("steal.qrt")).out, ::testing::HasSubstr("after"));
+    EXPECT_THAT(loginWithScript(home.path("steal.qrt")).out, testing::HasSubstr("after"));
     EXPECT_EQ(attacker.logins(), 1) << "the tree that the site has chosen";
 }
 

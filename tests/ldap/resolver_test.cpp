@@ -1,5 +1,4 @@
 // Host names: a resolver that never answers costs a login no more than its time limit.
-#include <gmock/gmock.h>
 #include <unistd.h>
 #include <condition_variable>
 #include <mutex>
@@ -45,8 +44,8 @@ TEST_F(LdapResolver, ASilentOneEndsInTimeWithItsOwnWords) {
     EXPECT_LT(LdapClock::now() - start, far_below_the_resolvers_own_limit);
     EXPECT_EQ(outcome.status, 3);
     EXPECT_THAT(outcome.err,
-                ::testing::HasSubstr("cannot look up the directory server's host name: ldap://dir1.acme.example: timed "
-                                     "out looking up the host name dir1.acme.example"));
+                testing::HasSubstr("cannot look up the directory server's host name: ldap://dir1.acme.example: timed "
+                                   "out looking up the host name dir1.acme.example"));
     EXPECT_GT(questions(), 0);
 }
 
@@ -63,7 +62,7 @@ TEST_F(LdapResolver, ASilentOneIsWaitedForWithANotice) {
     if (status == no_namespace) GTEST_SKIP() << "this kernel allows no private network";
     EXPECT_EQ(status, 3);
     EXPECT_THAT(process.shown(),
-                ::testing::StartsWith("\0337Waiting for ldap://dir1.acme.example ...\0338\033[Kqrtlogin"));
+                testing::StartsWith("\0337Waiting for ldap://dir1.acme.example ...\0338\033[Kqrtlogin"));
 }
 
 TEST_F(LdapResolver, ASilentOneIsNoReasonNotToUseTheNextServer) {
@@ -87,7 +86,7 @@ TEST_F(LdapResolver, ASilentOneMayBeAskedForTheMachinesOwnName) {
     if (outcome.status == no_namespace) GTEST_SKIP() << "this kernel allows no private network";
     EXPECT_LT(LdapClock::now() - start, far_below_the_resolvers_own_limit);
     EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.err, ::testing::HasSubstr("timed out looking up this machine's own host name"));
+    EXPECT_THAT(outcome.err, testing::HasSubstr("timed out looking up this machine's own host name"));
     EXPECT_GT(questions(), 0);
 }
 
@@ -101,14 +100,13 @@ TEST_F(LdapResolver, LibldapsOwnLookUpLeavesTimeForTheServers) {
     EXPECT_GT(questions(), 0);
 }
 
-TEST_F(LdapResolver, AnUnknownNameIsToldAsSuch) {
+TEST_F(LdapResolver, AnUnknownNameIsReportedAsSuch) {
     etc.write("nsswitch.conf", "hosts: files\n");
     onServers({"ldap://dir1.acme.example"});
     Outcome outcome = loginWithoutNames();
     if (outcome.status == no_namespace) GTEST_SKIP() << "this kernel allows no private network";
     EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.err,
-                ::testing::HasSubstr("ldap://dir1.acme.example: cannot connect: Name or service not known"));
+    EXPECT_THAT(outcome.err, testing::HasSubstr("ldap://dir1.acme.example: cannot connect: Name or service not known"));
     EXPECT_EQ(questions(), 0);
 }
 

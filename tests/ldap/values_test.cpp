@@ -1,5 +1,4 @@
 // Values that were made to be more than values, on both stores alike: what a script does with them.
-#include <gmock/gmock.h>
 #include <filesystem>
 
 #include "tests/ldap/ldap_site.h"
@@ -34,13 +33,13 @@ class HostileValues : public LdapSite {
     std::vector<std::string> onBoth(const std::string &values, const std::string &script,
                                     const std::string &options = "") {
         std::string ldif = tree(values, script);
-        std::vector<std::string> told;
+        std::vector<std::string> seen;
         {
             Slapd::Setup setup;
             setup.ldif = ldif;
             Slapd server(setup);
             onServers({server.uri()}, options);
-            told.push_back(outcome());
+            seen.push_back(outcome());
         }
         const std::string examples = "//" SOURCE_DIR "/examples/acme/";
         for (size_t at; (at = ldif.find(examples)) != std::string::npos;) ldif.erase(at, examples.size());
@@ -49,14 +48,14 @@ class HostileValues : public LdapSite {
                               std::filesystem::copy_options::recursive | std::filesystem::copy_options::skip_existing);
         home.write("client.toml", "[[tree]]\nname = \"ACME\"\nldif = \"tree.ldif\"\n" + defaultServer + options);
         environment["ZKCLIENT_CONF"] = home.path("client.toml");
-        told.push_back(outcome());
-        return told;
+        seen.push_back(outcome());
+        return seen;
     }
 
   private:
     std::string outcome() {
         Outcome run = login();
-        std::string told = run.out;
+        std::string seen = run.out;
         std::vector<std::string> drives;
         for (const auto &file : std::filesystem::directory_iterator(home.path())) {
             if (!file.is_symlink()) continue;
@@ -65,35 +64,35 @@ class HostileValues : public LdapSite {
             std::filesystem::remove(file);
         }
         std::sort(drives.begin(), drives.end());
-        for (const std::string &drive : drives) told += drive + "\n";
-        return told + run.err;
+        for (const std::string &drive : drives) seen += drive + "\n";
+        return seen + run.err;
     }
 };
 
 } // namespace
 
 TEST_F(HostileValues, APathMapsNoSecondDrive) {
-    for (const std::string &told :
+    for (const std::string &seen :
          onBoth("qrtHomeDirectory: 0#cn=SRV1_USERS,o=acme#a;G:=SRV1/SYS:\n", "MAP H:=%HOME_DIRECTORY"))
-        EXPECT_THAT(told, ::testing::Not(::testing::HasSubstr("G="))) << told;
-    for (const std::string &told :
+        EXPECT_THAT(seen, testing::Not(testing::HasSubstr("G="))) << seen;
+    for (const std::string &seen :
          onBoth("qrtHomeDirectory: 0#cn=SRV1_USERS,o=acme#a;G:=SRV1/SYS:\n", "MAP H:=%HOME_DIRECTORY", with_any_path))
-        EXPECT_THAT(told, ::testing::HasSubstr("G=")) << "the attack that the option is against: " << told;
+        EXPECT_THAT(seen, testing::HasSubstr("G=")) << "the attack that the option is against: " << seen;
 }
 
 TEST_F(HostileValues, ADirectoryMapIsOneDriveWhateverItsPath) {
-    for (const std::string &told : onBoth("", "MAP H:=ODD.ACME:")) {
-        EXPECT_THAT(told, ::testing::HasSubstr("H="));
-        EXPECT_THAT(told, ::testing::Not(::testing::HasSubstr("\nG="))) << told;
+    for (const std::string &seen : onBoth("", "MAP H:=ODD.ACME:")) {
+        EXPECT_THAT(seen, testing::HasSubstr("H="));
+        EXPECT_THAT(seen, testing::Not(testing::HasSubstr("\nG="))) << seen;
     }
 }
 
 TEST_F(HostileValues, ATextMovesNoCursor) {
     const std::string value = "displayName:: SmFuZRtbMkogRG9l\n"; // Jane ESC [2J Doe
-    for (const std::string &told : onBoth(value, "WRITE \"said: %FULL_NAME.\"")) {
-        EXPECT_THAT(told, ::testing::HasSubstr("said: ")) << told;
-        EXPECT_THAT(told, ::testing::Not(::testing::HasSubstr("\x1B")));
+    for (const std::string &seen : onBoth(value, "WRITE \"said: %FULL_NAME.\"")) {
+        EXPECT_THAT(seen, testing::HasSubstr("said: ")) << seen;
+        EXPECT_THAT(seen, testing::Not(testing::HasSubstr("\x1B")));
     }
-    for (const std::string &told : onBoth(value, "WRITE \"said: %FULL_NAME.\"", with_any_text))
-        EXPECT_THAT(told, ::testing::HasSubstr("said: Jane\x1B[2J Doe."));
+    for (const std::string &seen : onBoth(value, "WRITE \"said: %FULL_NAME.\"", with_any_text))
+        EXPECT_THAT(seen, testing::HasSubstr("said: Jane\x1B[2J Doe."));
 }

@@ -1,5 +1,4 @@
-// Whoever waits for a slow server is told for which one, and that the waiting is over.
-#include <gmock/gmock.h>
+// Whoever waits for a slow server is shown for which one, and that the waiting is over.
 
 #include "tests/ldap/full_port.h"
 #include "tests/ldap/hostile_server.h"
@@ -28,28 +27,31 @@ class LdapWaitNotice : public LdapSite {
     ~LdapWaitNotice() override { ZKSetWaitNotice(0, nullptr); }
 };
 
+struct Slow {
+    Hostility hostility;
+    const char *scheme;
+    uint32_t code;
+};
+
+void PrintTo(const Slow &slow, std::ostream *out) {
+    *out << slow.scheme << " " << std::hex << slow.code;
+}
+
+class LdapSlowServer : public LdapWaitNotice, public testing::WithParamInterface<Slow> {};
+
 } // namespace
 
-TEST_F(LdapWaitNotice, NamesAServerThatGivesNoAnswer) {
-    HostileServer server(Hostility::Silent);
-    onServers({server.uri()}, "time_limit = 0.4\n");
-    EXPECT_EQ(loginHere(), ZKE_SERVER_SILENT);
-    EXPECT_THAT(notices, ElementsAre(server.uri(), over));
+TEST_P(LdapSlowServer, IsNamedWhileItIsWaitedFor) {
+    HostileServer server(GetParam().hostility);
+    onServers({server.uri(GetParam().scheme)}, "time_limit = 0.8\n");
+    EXPECT_EQ(loginHere(), GetParam().code);
+    EXPECT_THAT(notices, ElementsAre(server.uri(GetParam().scheme), over));
 }
 
-TEST_F(LdapWaitNotice, NamesAServerThatAnswersBitByBit) {
-    HostileServer server(Hostility::Drips);
-    onServers({server.uri()}, "time_limit = 0.8\n");
-    EXPECT_EQ(loginHere(), ZKE_ANSWER_CUT_SHORT);
-    EXPECT_THAT(notices, ElementsAre(server.uri(), over));
-}
-
-TEST_F(LdapWaitNotice, NamesAServerThatDoesNotBeginWithTls) {
-    HostileServer server(Hostility::Silent);
-    onServers({server.uri("ldaps")}, "time_limit = 0.4\n");
-    EXPECT_EQ(loginHere(), ZKE_SERVER_SILENT);
-    EXPECT_THAT(notices, ElementsAre(server.uri("ldaps"), over));
-}
+INSTANTIATE_TEST_SUITE_P(Kinds, LdapSlowServer,
+                         testing::Values(Slow{Hostility::Silent, "ldap", ZKE_SERVER_SILENT},
+                                         Slow{Hostility::Drips, "ldap", ZKE_ANSWER_CUT_SHORT},
+                                         Slow{Hostility::Silent, "ldaps", ZKE_SERVER_SILENT}));
 
 TEST_F(LdapWaitNotice, NamesAServerThatDoesNotTakeTheConnection) {
     FullPort server;
@@ -97,23 +99,16 @@ class LdapWaitingLogin : public LdapSite {
 
 } // namespace
 
-TEST_F(LdapWaitingLogin, ShowsTheServerAndTakesTheLineAway) {
+TEST_F(LdapWaitingLogin, ShowsTheServerAndTakesTheLineAwayOrEndsIt) {
     onServers({server.uri()}, "time_limit = 2.5\n");
-    EXPECT_THAT(shown("", "xterm"), StartsWith("\0337Waiting for " + server.uri() + " ...\0338\033[Kqrtlogin: "));
-}
-
-TEST_F(LdapWaitingLogin, EndsTheLineWhereTheCursorCannotGoBack) {
-    onServers({server.uri()}, "time_limit = 2.5\n");
-    EXPECT_THAT(shown("", "dumb"), StartsWith("Waiting for " + server.uri() + " ...\r\nqrtlogin: "));
+    const std::string line = "Waiting for " + server.uri() + " ...";
+    EXPECT_THAT(shown("", "xterm"), StartsWith("\0337" + line + "\0338\033[Kqrtlogin: "));
+    EXPECT_THAT(shown("", "dumb"), StartsWith(line + "\r\nqrtlogin: "));
+    EXPECT_EQ(shown(" 2>" + home.path("err"), "xterm"), "") << "standard error is no terminal";
+    EXPECT_THAT(file_text(home.path("err")), StartsWith("qrtlogin: "));
 }
 
 TEST_F(LdapWaitingLogin, ShowsNothingBeforeTwoSecondsHavePassed) {
     onServers({server.uri()}, "time_limit = 1\n");
     EXPECT_THAT(shown("", "xterm"), StartsWith("qrtlogin: "));
-}
-
-TEST_F(LdapWaitingLogin, ShowsNothingWhereStandardErrorIsNoTerminal) {
-    onServers({server.uri()}, "time_limit = 2.5\n");
-    EXPECT_EQ(shown(" 2>" + home.path("err"), "xterm"), "");
-    EXPECT_THAT(file_text(home.path("err")), StartsWith("qrtlogin: "));
 }

@@ -1,73 +1,9 @@
-// A login on a server's word for the process's user holds only if the server says that it is that user. The server here
-// takes every login, finds nothing, and says what the test tells it to.
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <optional>
-
+// A login on a server's word for the process's user counts only if the server says that it is that user. The server
+// here takes every login, finds nothing, and says what the test passes to it.
+#include "tests/ldap/hostile_server.h"
 #include "tests/ldap/ldap_site.h"
 
 namespace {
-
-using namespace std::string_literals;
-
-// With its length before it; for short texts.
-std::string sized(const std::string &text) {
-    return static_cast<char>(text.size()) + text;
-}
-
-class SayingServer {
-  public:
-    // Without a name the answer holds none.
-    explicit SayingServer(const std::optional<std::string> &name) {
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        folder.path("socket").copy(address.sun_path, sizeof address.sun_path - 1);
-        int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0 || listen(listener, 4) != 0)
-            throw std::runtime_error("no socket for the server");
-        process = fork();
-        if (process == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            for (;;) serve(accept(listener, nullptr, nullptr), name);
-        }
-        close(listener);
-    }
-    ~SayingServer() {
-        kill(process, SIGKILL);
-        waitpid(process, nullptr, 0);
-    }
-    std::string uri() const {
-        std::string host = folder.path("socket");
-        for (size_t at = host.find('/'); at != std::string::npos; at = host.find('/')) host.replace(at, 1, "%2F");
-        return "ldapi://" + host;
-    }
-
-  private:
-    static void serve(int client, const std::optional<std::string> &name) {
-        unsigned char bytes[65536];
-        while (recv(client, bytes, sizeof bytes, 0) > 0) {
-            const size_t number = (bytes[1] & 0x80) != 0 ? 4 + (bytes[1] & 0x7Fu) : 4;
-            std::string result = "\x0A\x01\0\x04\0\x04\0"s;
-            char kind = '\x65'; // the end of a search
-            if (bytes[number + 1] == 0x60) kind = '\x61';
-            if (bytes[number + 1] == 0x77) {
-                kind = '\x78';
-                if (name) result += "\x8B" + sized(*name);
-            }
-            const std::string body = "\x02\x01"s + static_cast<char>(bytes[number]) + kind + sized(result);
-            const std::string message = "\x30" + sized(body);
-            if (send(client, message.data(), message.size(), MSG_NOSIGNAL) < 0) break;
-        }
-        close(client);
-    }
-
-    TempFolder folder;
-    pid_t process = -1;
-};
 
 class WhoAmI : public LdapSite {
   protected:
@@ -80,10 +16,11 @@ class WhoAmI : public LdapSite {
     }
 
     Outcome loginWhereServerSays(const std::optional<std::string> &name, const std::string &user) {
-        SayingServer server(name);
         TempFolder site;
+        const std::string path = site.path("socket");
+        HostileServer server(path, {{{Scripted::bound()}}, {{Scripted::done()}}, {{Scripted::youAre(name)}}});
         setenv("HOME", site.path().c_str(), 1);
-        site.write("client.toml", "[[tree]]\nname = \"ACME\"\nuris = [\"" + server.uri() +
+        site.write("client.toml", "[[tree]]\nname = \"ACME\"\nuris = [\"" + local_uri(path) +
                                       "\"]\nsasl_external = true\nsearch_base = \"o=acme\"\n");
         environment["ZKCLIENT_CONF"] = site.path("client.toml");
         return loginWithoutPassword(user);

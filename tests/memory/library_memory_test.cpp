@@ -1,8 +1,6 @@
 // What the library and the directory client leave in the memory of a program that calls them.
 #include <unistd.h>
-
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "include/qrtscript.h"

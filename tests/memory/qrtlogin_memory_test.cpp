@@ -45,10 +45,12 @@ class QrtloginMemory : public SecretSite {
 
 } // namespace
 
-TEST_F(QrtloginMemory, ASuccess) {
+TEST_F(QrtloginMemory, ASuccessAndACommandOfThePersonsOwn) {
     login(running("WRITE \"hello %LOGIN_NAME\"\nEXIT\n"));
     expect_clean_end(0);
     EXPECT_THAT(process->shown(), HasSubstr("hello jdoe"));
+    login({"--", "true"});
+    expect_clean_end(0);
 }
 
 TEST_F(QrtloginMemory, AnEndlessNumberOfLinesLater) {
@@ -61,24 +63,20 @@ TEST_F(QrtloginMemory, APasswordFromADescriptor) {
     expect_clean_end(0);
 }
 
-TEST_F(QrtloginMemory, AWrongPassword) {
-    login({}, wrong_secret);
-    expect_clean_end(2);
-}
-
-TEST_F(QrtloginMemory, AnUnknownUser) {
-    login({}, users_secret, "nobody.sales.acme");
-    expect_clean_end(5);
-}
-
-TEST_F(QrtloginMemory, ALockedAccount) {
-    login({}, users_secret, "locked.sales.acme");
-    expect_clean_end(2);
-}
-
-TEST_F(QrtloginMemory, AnExpiredAccount) {
-    login({}, users_secret, "expired.sales.acme");
-    expect_clean_end(2);
+TEST_F(QrtloginMemory, ARefusedLogin) {
+    const struct {
+        const HiddenSecret *secret;
+        const char *user;
+        int status;
+    } rows[] = {{&wrong_secret, "jdoe.sales.acme", 2},
+                {&users_secret, "nobody.sales.acme", 5},
+                {&users_secret, "locked.sales.acme", 2},
+                {&users_secret, "expired.sales.acme", 2}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.user);
+        login({}, *row.secret, row.user);
+        expect_clean_end(row.status);
+    }
 }
 
 TEST_F(QrtloginMemory, ASyntaxError) {
@@ -86,11 +84,6 @@ TEST_F(QrtloginMemory, ASyntaxError) {
     userScript("FOO BAR\nWRITE \"after\"\n");
     login({});
     expect_clean_end(1);
-}
-
-TEST_F(QrtloginMemory, ACommandOfThePersonsOwn) {
-    login({"--", "true"});
-    expect_clean_end(0);
 }
 
 TEST_F(QrtloginMemory, AnInterruptAfterBreakOn) {

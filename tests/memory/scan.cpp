@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -23,7 +22,7 @@ constexpr uint64_t piece_bits = 0xffffffffffff;
 constexpr uint64_t piece_mask = 0x5a5a5a5a5a5a;
 static_assert(secret_mask == (piece_mask & 0xff));
 
-// All pieces of a secret, masked: nothing here holds any of it as text.
+// All pieces of a secret, masked: nothing here contains any of it as text.
 class Pieces {
   public:
     explicit Pieces(const HiddenSecret &secret) {

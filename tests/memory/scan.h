@@ -10,9 +10,9 @@
 
 #include "tests/memory/secrets.h"
 
-// One line for each run of bytes that holds six or more characters of the secret in their order, as bytes or as UTF-16,
-// in any memory that the process can write to (heap, stacks, data, anonymous maps): where, and how many characters.
-// Throws std::system_error when the process's memory cannot be read.
+// One line for each run of bytes that contains six or more characters of the secret in their order, as bytes or as
+// UTF-16, in any memory that the process can write to (heap, stacks, data, anonymous maps): where, and how many
+// characters. Throws std::system_error when the process's memory cannot be read.
 std::vector<std::string> scan_process(pid_t process, const HiddenSecret &secret);
 
 // The same for a text.

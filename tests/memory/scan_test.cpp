@@ -1,8 +1,6 @@
 // The scanner itself: it finds what it is meant to find, so that an empty answer means something.
 #include <sys/mman.h>
-
 #include <cstdlib>
-#include <cstring>
 
 #include "tests/memory/secret_site.h"
 

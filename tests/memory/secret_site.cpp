@@ -3,10 +3,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 
 #include "include/qrtscript.h"
@@ -103,8 +101,7 @@ void SecretSite::answer(const std::string &question, const HiddenSecret &secret)
 }
 
 void SecretSite::answer(const std::string &question, const std::string &text) {
-    ASSERT_TRUE(process->awaits(question)) << process->shown();
-    process->type(text + "\n");
+    ASSERT_TRUE(process->answers(question, text + "\n")) << process->shown();
 }
 
 uint32_t directory_login(const std::string &user, const HiddenSecret &secret) {

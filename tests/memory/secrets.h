@@ -1,4 +1,4 @@
-// The passwords of the memory tests. The tests' own process never holds them as text: a copy of its own would be found
+// The passwords of the memory tests. The tests' own process never has them as text: a copy of its own would be found
 // in every process that it forks.
 #ifndef TESTS_MEMORY_SECRETS_H
 #define TESTS_MEMORY_SECRETS_H

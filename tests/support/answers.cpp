@@ -1,7 +1,6 @@
 #include "tests/support/answers.h"
 
 #include <unistd.h>
-
 #include <string>
 
 namespace {

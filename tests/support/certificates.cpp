@@ -10,7 +10,7 @@ Certificates::Certificates() {
     openssl({"req", "-new", "-key", path("server.key"), "-subj", "/CN=server", "-out", path("server.csr")});
 }
 
-std::string Certificates::serverLines(const std::string &name, const std::string &start, const std::string &end) {
+std::string Certificates::serverLines(const std::string &name, const std::string &end, const std::string &start) {
     folder.write("ca.cnf", "[ca]\ndefault_ca=d\n[d]\nnew_certs_dir=" + path() + "\ndatabase=" + path("index") +
                                "\nserial=" + path("serial") +
                                "\ndefault_md=sha256\npolicy=p\nx509_extensions=e\nunique_subject=no\n"

@@ -1,38 +1,14 @@
 #include "tests/support/client_fixture.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-
-Folder::Folder() {
-    char name[] = "/tmp/client-test-XXXXXX";
-    root = mkdtemp(name);
-}
-
-Folder::~Folder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(root, ignored);
-}
-
-void Folder::write(const std::string &name, const std::string &text) const {
-    std::ofstream(path(name), std::ios::binary) << text;
-}
-
-void Folder::make(const std::string &name) const {
-    std::filesystem::create_directories(path(name));
-}
 
 ClientTest::ClientTest() {
     setenv("ZKCLIENT_CONF", SOURCE_DIR "/tests/client/data/client.toml", 1);
 }
 
 ClientTest::~ClientTest() {
-    for (uint32_t handle : contexts) {
-        ZKDSFreeContext(handle);
-    }
+    for (uint32_t handle : contexts) ZKDSFreeContext(handle);
 }
 
 void ClientTest::configure(const std::string &toml) {
@@ -95,9 +71,7 @@ static std::string show_postal(const char *block) {
     ZKPostalAddress address;
     memcpy(&address, block, sizeof address);
     std::string text;
-    for (const char *line : address.line) {
-        text += line == nullptr ? "-" : std::string("[") + line + "]";
-    }
+    for (const char *line : address.line) text += line == nullptr ? "-" : std::string("[") + line + "]";
     return text;
 }
 
@@ -129,16 +103,14 @@ static std::string show(uint32_t syntax, const char *block) {
 
 std::string ClientTest::take_values(uint32_t handle, ZKDSBuffer *reply, std::vector<std::string> *values) {
     char name[ZK_MAX_ATTR_NAME + 1];
-    uint32_t attributes = 0;
-    uint32_t count = 0;
-    uint32_t syntax = 0;
+    uint32_t attributes = 0, count = 0, syntax = 0;
     EXPECT_EQ(ZK_OK, ZKDSGetAttrCount(handle, reply, &attributes));
     for (uint32_t a = 0; a < attributes; a++) {
         EXPECT_EQ(ZK_OK, ZKDSGetAttrName(handle, reply, name, &count, &syntax));
         for (uint32_t v = 0; v < count; v++) {
             uint32_t size = 0;
             EXPECT_EQ(ZK_OK, ZKDSComputeAttrValSize(handle, reply, syntax, &size));
-            std::vector<char> block(size); // exactly as large as told, so that a write beyond is seen
+            std::vector<char> block(size); // exactly as large as returned, so that a write beyond is seen
             EXPECT_EQ(ZK_OK, ZKDSGetAttrVal(handle, reply, syntax, block.data()));
             values->push_back(show(syntax, block.data()));
         }
@@ -182,9 +154,7 @@ std::string ClientTest::stream(uint32_t handle, const char *object, const char *
     if (lastCode == ZK_OK) {
         char piece[5];
         uint32_t got = 0;
-        while (ZKReadFile(file, sizeof piece, &got, piece) == ZK_OK && got > 0) {
-            text.append(piece, got);
-        }
+        while (ZKReadFile(file, sizeof piece, &got, piece) == ZK_OK && got > 0) text.append(piece, got);
         EXPECT_EQ(ZK_OK, ZKCloseFile(file));
     }
     return text;

@@ -2,30 +2,15 @@
 #ifndef TESTS_SUPPORT_CLIENT_FIXTURE_H
 #define TESTS_SUPPORT_CLIENT_FIXTURE_H
 
-#include <gtest/gtest.h>
-
+#include <gmock/gmock.h>
 #include <string>
 #include <vector>
 
 #include "platform/client/interface/boundary.h"
+#include "tests/support/process.h"
 
 // The flags that a script session works with: aliases followed, typeless and complete names.
 constexpr uint32_t session_flags = 0x57;
-
-// A folder of the test's own, removed at the end.
-class Folder {
-  public:
-    Folder();
-    Folder(const Folder &) = delete;
-    Folder &operator=(const Folder &) = delete;
-    ~Folder();
-    std::string path(const std::string &name) const { return root + "/" + name; }
-    void write(const std::string &name, const std::string &text) const;
-    void make(const std::string &name) const;
-
-  private:
-    std::string root;
-};
 
 // A test over the sample network of data/client.toml.
 class ClientTest : public ::testing::Test {
@@ -56,7 +41,7 @@ class ClientTest : public ::testing::Test {
 
     static std::string last_error();
 
-    Folder folder;
+    TempFolder folder;
     uint32_t lastCode = ZK_OK;
 
   private:

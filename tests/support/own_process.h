@@ -2,7 +2,7 @@
 #ifndef TESTS_SUPPORT_OWN_PROCESS_H
 #define TESTS_SUPPORT_OWN_PROCESS_H
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <algorithm>

@@ -56,6 +56,14 @@ void redirect(const std::string &path, int flags, int descriptor) {
 
 } // namespace
 
+bool operator==(const Outcome &one, const Outcome &other) {
+    return one.status == other.status && one.out == other.out && one.err == other.err;
+}
+
+void PrintTo(const Outcome &outcome, std::ostream *stream) {
+    *stream << "status " << outcome.status << "\n" << outcome.out << "errors:\n" << outcome.err;
+}
+
 TempFolder::TempFolder() {
     std::string pattern = std::filesystem::temp_directory_path() / "qrt-test-XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) fail("mkdtemp");
@@ -65,6 +73,10 @@ TempFolder::TempFolder() {
 TempFolder::~TempFolder() {
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
+}
+
+void TempFolder::make(const std::string &name) const {
+    std::filesystem::create_directories(path(name));
 }
 
 void TempFolder::write(const std::string &name, const std::string &text) const {
@@ -169,6 +181,12 @@ bool TerminalProcess::awaits(const std::string &text) {
 
 void TerminalProcess::type(const std::string &text) {
     if (write(terminal_, text.data(), text.size()) != static_cast<ssize_t>(text.size())) fail("write");
+}
+
+bool TerminalProcess::answers(const std::string &question, const std::string &typed) {
+    if (!awaits(question)) return false;
+    type(typed);
+    return true;
 }
 
 void TerminalProcess::awaitRest() const {

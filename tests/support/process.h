@@ -15,9 +15,10 @@ using Variables = std::map<std::string, std::string>;
 
 struct Outcome {
     int status = -1; // the exit status, or 1000 + the signal that ended the program
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
+bool operator==(const Outcome &one, const Outcome &other);
+void PrintTo(const Outcome &outcome, std::ostream *stream);
 
 // A folder that is gone with the object.
 class TempFolder {
@@ -29,6 +30,8 @@ class TempFolder {
     std::string path(const std::string &name = "") const { return name.empty() ? path_ : path_ + "/" + name; }
     // Writes a file, making the folders above it.
     void write(const std::string &name, const std::string &text) const;
+    // Makes a folder and those above it.
+    void make(const std::string &name) const;
 
   private:
     std::string path_;
@@ -37,7 +40,7 @@ class TempFolder {
 std::string file_text(const std::string &path);
 
 // Runs a program to its end, without a terminal. `environment` is the whole of its environment; what `descriptor3`
-// holds can be read there from descriptor 3.
+// contains can be read there from descriptor 3.
 Outcome process_run(const Words &words, const Variables &environment, const std::string &descriptor3 = "");
 
 // The variables that a sanitized program needs, and a PATH.
@@ -56,6 +59,8 @@ class TerminalProcess {
     // Reads what appears until `text` has appeared once more. False when the program ends without it.
     bool awaits(const std::string &text);
     void type(const std::string &text);
+    // Types the answer to a question that it awaits. False when the question does not come.
+    bool answers(const std::string &question, const std::string &typed);
     // Presses the interrupt key once the program waits for input. (readpassphrase misses a signal that comes between
     // its question and its read.)
     void interrupt();

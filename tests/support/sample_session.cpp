@@ -6,7 +6,6 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <fstream>

@@ -84,7 +84,7 @@ std::string replaced(std::string text, const std::string &mark, const std::strin
 
 } // namespace
 
-const char login_head[] =
+const std::string login_head =
     "Your current tree is: ACME\n"
     "Your current context is: sales.acme\n"
     "User: jdoe\n"
@@ -111,6 +111,17 @@ void Site::containerScript(const std::string &text) {
     site.write("acme.ldif", replaced(ldif, "ou: sales\n", "ou: sales\nqrtLoginScript:< file:container.qrt\n"));
 }
 
+void Site::program(const std::string &name, const std::string &text) const {
+    site.write(name, "#!/bin/sh\n" + text);
+    std::filesystem::permissions(site.path(name), std::filesystem::perms::owner_all);
+}
+
+void Site::addOtherTree() const {
+    site.write("other.ldif", file_text(site.path("acme.ldif")));
+    site.write("client.toml",
+               file_text(site.path("client.toml")) + "[[tree]]\nname = \"OTHER\"\nldif = \"other.ldif\"\n");
+}
+
 void Site::addToTree(const std::string &ldif) {
     site.write("acme.ldif", file_text(site.path("acme.ldif")) + "\n" + ldif);
 }
@@ -134,6 +145,12 @@ Words Site::askingLogin(const Words &words) const {
     Words all = {QRTLOGIN_PATH, "--user", "jdoe.sales.acme"};
     all.insert(all.end(), words.begin(), words.end());
     return all;
+}
+
+std::unique_ptr<TerminalProcess> Site::loginOnTerminal(const Words &words) {
+    auto process = std::make_unique<TerminalProcess>(askingLogin(words), environment);
+    EXPECT_TRUE(process->answers("Password for jdoe.sales.acme: ", "secret\n")) << process->shown();
+    return process;
 }
 
 std::string Site::link(const std::string &name) const {

@@ -3,7 +3,8 @@
 #ifndef TESTS_SUPPORT_SITE_H
 #define TESTS_SUPPORT_SITE_H
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <memory>
 #include <string>
 
 #include "tests/support/process.h"
@@ -15,6 +16,13 @@ class Site : public ::testing::Test {
     // The user's own script; without one the default script runs.
     void userScript(const std::string &text);
     void containerScript(const std::string &text);
+    // A program for scripts in the site's folder, and the statement that runs it and waits for its end.
+    void program(const std::string &name, const std::string &text) const;
+    std::string running(const std::string &name, const std::string &words = "") const {
+        return "#" + site.path(name) + " " + words + "\n";
+    }
+    // A tree OTHER with the same entries.
+    void addOtherTree() const;
     // Adds entries to the tree.
     void addToTree(const std::string &ldif);
 
@@ -26,6 +34,9 @@ class Site : public ::testing::Test {
     Outcome map(Words words);
     // The words of a login whose password is asked for.
     Words askingLogin(const Words &words = {}) const;
+
+    // A login of jdoe on a terminal whose question for the password has been answered.
+    std::unique_ptr<TerminalProcess> loginOnTerminal(const Words &words = {});
 
     // Where the link below the home directory points; empty for none.
     std::string link(const std::string &name) const;
@@ -40,6 +51,6 @@ class Site : public ::testing::Test {
 
 // What the programs write at every login of jdoe before the first script, and the default script's output without
 // drives.
-extern const char login_head[];
+extern const std::string login_head;
 
 #endif

@@ -1,28 +1,11 @@
 #include "tests/support/slapd.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <csignal>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
 
 namespace {
-
-const std::string program = "/usr/sbin/slapd";
-
-sockaddr_in loopback(int port) {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
 
 std::string replaced(std::string text, const std::string &from, const std::string &to) {
     for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
@@ -30,23 +13,7 @@ std::string replaced(std::string text, const std::string &from, const std::strin
     return text;
 }
 
-// "/tmp/x" as the host of an ldapi URI.
-std::string as_host(const std::string &path) {
-    return replaced(path, "/", "%2F");
-}
-
 } // namespace
-
-int free_port() {
-    int made = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    if (bind(made, reinterpret_cast<sockaddr *>(&address), size) != 0 ||
-        getsockname(made, reinterpret_cast<sockaddr *>(&address), &size) != 0)
-        throw std::runtime_error("no free port");
-    close(made);
-    return ntohs(address.sin_port);
-}
 
 std::string sample_ldif() {
     const std::string sample = SOURCE_DIR "/examples/acme";
@@ -67,13 +34,10 @@ Slapd::Slapd(const Setup &setup)
     folder.write("data/.keep", "");
     folder.write("slapd.conf", configuration);
     if (!setup.ldif.empty()) load(setup.ldif);
-    std::string listeners = uri() + " " + localUri();
-    if (setup.schemes == "ldaps") listeners += " " + uri("ldaps");
-    start(listeners);
-}
-
-Slapd::~Slapd() {
-    kill();
+    // Level 256 logs connections and operations, and keeps the server in the foreground.
+    server.emplace(Words{"/usr/sbin/slapd", "-f", folder.path("slapd.conf"), "-h",
+                         uri() + " " + localUri() + (setup.schemes == "ldaps" ? " " + uri("ldaps") : ""), "-d", "256"},
+                   folder.path("log"), port_);
 }
 
 std::string Slapd::uri(const std::string &scheme) const {
@@ -81,7 +45,7 @@ std::string Slapd::uri(const std::string &scheme) const {
 }
 
 std::string Slapd::localUri() const {
-    return "ldapi://" + as_host(folder.path("socket"));
+    return local_uri(folder.path("socket"));
 }
 
 void Slapd::load(const std::string &ldif) {
@@ -92,51 +56,12 @@ void Slapd::load(const std::string &ldif) {
     if (loaded.status != 0) throw std::runtime_error("slapadd: " + loaded.err + loaded.out);
 }
 
-// Level 256 logs connections and operations, and keeps the server in the foreground.
-void Slapd::start(const std::string &listeners) {
-    const std::string configuration = folder.path("slapd.conf");
-    const std::string logFile = folder.path("log");
-    server = fork();
-    if (server == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        int log = open(logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-        dup2(log, STDOUT_FILENO);
-        dup2(log, STDERR_FILENO);
-        execl(program.c_str(), program.c_str(), "-f", configuration.c_str(), "-h", listeners.c_str(), "-d", "256",
-              static_cast<char *>(nullptr));
-        _exit(125);
-    }
-    while (!answers()) {
-        if (waitpid(server, nullptr, WNOHANG) != 0) {
-            server = -1;
-            throw std::runtime_error("slapd does not start: " + file_text(logFile));
-        }
-        poll(nullptr, 0, 10);
-    }
-}
-
-bool Slapd::answers() const {
-    int made = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(port_);
-    bool connected = connect(made, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
-    close(made);
-    return connected;
-}
-
 void Slapd::kill() {
-    if (server > 0) {
-        ::kill(server, SIGKILL);
-        waitpid(server, nullptr, 0);
-        server = -1;
-    }
+    server->end(SIGKILL);
 }
 
 std::string Slapd::log() {
-    if (server > 0) {
-        ::kill(server, SIGTERM);
-        waitpid(server, nullptr, 0);
-        server = -1;
-    }
+    server->end(SIGTERM);
     return file_text(folder.path("log"));
 }
 

@@ -2,15 +2,11 @@
 #ifndef TESTS_SUPPORT_SLAPD_H
 #define TESTS_SUPPORT_SLAPD_H
 
-#include <sys/types.h>
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "tests/support/process.h"
-
-// A TCP port on 127.0.0.1 that nobody uses at the moment.
-int free_port();
+#include "tests/support/servers.h"
 
 // The sample tree's LDIF as slapadd takes it: without the version line, files by their full path.
 std::string sample_ldif();
@@ -30,9 +26,6 @@ class Slapd {
     };
 
     explicit Slapd(const Setup &setup);
-    ~Slapd();
-    Slapd(const Slapd &) = delete;
-    Slapd &operator=(const Slapd &) = delete;
 
     std::string uri() const { return "ldap://127.0.0.1:" + std::to_string(port_); }
     std::string uri(const std::string &scheme) const;
@@ -47,13 +40,11 @@ class Slapd {
 
   private:
     void load(const std::string &ldif);
-    void start(const std::string &listeners);
-    bool answers() const;
 
     TempFolder folder;
     int port_;
     int securePort_;
-    pid_t server = -1;
+    std::optional<ServerProcess> server;
 };
 
 #endif

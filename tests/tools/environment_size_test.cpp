@@ -1,10 +1,6 @@
 // How large the environment may be, to the byte.
 #include "tools/qrtlogin/environment_size.h"
 
-#include <sys/resource.h>
-#include <unistd.h>
-#include <algorithm>
-
 #include "tests/support/own_process.h"
 
 namespace {

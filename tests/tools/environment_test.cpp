@@ -53,40 +53,24 @@ TEST_F(RunEnvironmentTest, PathIsTheSameAgainHoweverShortItWas) {
     }
 }
 
-TEST_F(RunEnvironmentTest, WhatWasLentIsTakenBackUnlessItHasBeenSet) {
+TEST_F(RunEnvironmentTest, WhatWasLentIsTakenBackAndASwitchThatIsOffIgnoredUnlessEitherHasBeenSet) {
+    const std::optional<std::string> none;
     const struct {
+        bool isSwitch;
         std::optional<std::string> before, meanwhile, after;
     } rows[] = {
-        {"old", "lent", "old"},
-        {std::nullopt, "lent", std::nullopt},
-        {"old", "new", "new"},
-        {"old", std::nullopt, std::nullopt},
+        {false, "old", "lent", "old"}, {false, none, "lent", none}, {false, "old", "new", "new"},
+        {false, "old", none, none},    {true, none, "0", none},     {true, none, "1", "1"},
+        {true, "1", "1", "1"},         {true, "1", "0", "0"},
     };
     for (const auto &row : rows) {
         set(name, row.before);
         RunEnvironment run;
-        run.lend(name, "lent");
-        EXPECT_EQ(get(name), "lent");
-        set(name, row.meanwhile);
-        run.takeBack();
-        EXPECT_EQ(get(name), row.after);
-    }
-}
-
-TEST_F(RunEnvironmentTest, ASwitchIsIgnoredWhereItIsOff) {
-    const struct {
-        std::optional<std::string> before, meanwhile, after;
-    } rows[] = {
-        {std::nullopt, "0", std::nullopt},
-        {std::nullopt, "1", "1"},
-        {"1", "1", "1"},
-        {"1", "0", "0"},
-    };
-    for (const auto &row : rows) {
-        set(name, row.before);
-        RunEnvironment run;
-        run.ignore(name);
-        EXPECT_EQ(get(name), row.before);
+        if (row.isSwitch)
+            run.ignore(name);
+        else
+            run.lend(name, "lent");
+        EXPECT_EQ(get(name), row.isSwitch ? row.before : "lent");
         set(name, row.meanwhile);
         run.takeBack();
         EXPECT_EQ(get(name), row.after);

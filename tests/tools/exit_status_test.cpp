@@ -30,7 +30,7 @@ const Row rows[] = {
     {0, "", "$q --help", ""},
     {1, "FOO BAR\n", plain, ""},
     {1, "IF \"a\"=\"a\" THEN\n", plain, ""},
-    {1, "MAP H:=NOSRV/SYS:\n", plain, "map: cannot map drive H:"},
+    {1, "MAP H:=NOSRV/SYS:\n", plain, "map: cannot map drive H: to \"NOSRV/SYS:\": no such server\n"},
     {1, "", "$q $u --login-script @/mistake", ""},
     {1, "", "$q $u --login-script @/mapping", "map: cannot map drive H:"},
     {2, "", "$q --user jdoe.sales.acme --password-fd 4 4<@/wrong", "wrong password"},
@@ -62,6 +62,7 @@ const Row rows[] = {
     {124, "WRITE \"hi\"\nAGAIN:\nGOTO AGAIN\n", "$q $u --time-limit 1", "at the time limit of 1 s"},
     {126, "", "$q $u -- @/wrong", "cannot run @/wrong"},
     {127, "", "$q $u -- @/none", "cannot run @/none"},
+    {127, "", "$q $u -- no-such-command", "qrtlogin: cannot run no-such-command: No such file or directory\n"},
     {130, "#@/insist\n", plain, "by the third interrupt"},
     {42, "FOO BAR\n", "$q $u -- sh -c 'exit 42'", ""},
     {42, "", "SHELL=@/shell $q $u --shell", ""},
@@ -83,10 +84,9 @@ class ExitStatus : public Site {
         site.write("long", long_);
         site.write("large", "SET A=\"" + std::string(9000, 'x') + "\"\n");
         site.write("broken.toml", "default_tree\n");
-        site.write("interrupt", "#!/bin/sh\nkill -INT $PPID\n");
-        site.write("insist", "#!/bin/sh\nwhile kill -INT $PPID; do sleep 0.1; done\n");
-        site.write("shell", "#!/bin/sh\nexit 42\n");
-        for (const char *name : {"insist", "interrupt", "shell"}) chmod(site.path(name).c_str(), 0700);
+        program("interrupt", "kill -INT $PPID\n");
+        program("insist", "while kill -INT $PPID; do sleep 0.1; done\n");
+        program("shell", "exit 42\n");
         mkfifo(site.path("fifo").c_str(), 0600);
         mknod(site.path("socket").c_str(), S_IFSOCK | 0600, 0);
         tree_ = file_text(site.path("acme.ldif"));

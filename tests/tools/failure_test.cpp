@@ -2,7 +2,6 @@
 #include "tools/qrtlogin/failure.h"
 
 #include <gtest/gtest.h>
-#include <cstring>
 
 #include "platform/zk.h"
 
@@ -18,7 +17,7 @@ uint32_t ZKGetLastErrorText(uint32_t size, char *text) {
     return ZK_OK;
 }
 
-TEST(FailureOf, TellsTheClientsSentenceWhereItHelps) {
+TEST(FailureOf, ContainsTheClientsSentenceWhereItHelps) {
     const struct {
         uint32_t code;
         int status;

@@ -1,5 +1,4 @@
 // What a script can take of the machine: memory, and the room that programs have for the environment.
-#include <sys/stat.h>
 #include <sstream>
 
 #include "tests/support/site.h"
@@ -11,10 +10,7 @@ using testing::StartsWith;
 
 class LimitsTest : public Site {
   protected:
-    LimitsTest() {
-        site.write("limits", "#!/bin/sh\nsed -n 's/^Max data size *//p' /proc/$PPID/limits /proc/$$/limits\n");
-        chmod(site.path("limits").c_str(), 0700);
-    }
+    LimitsTest() { program("limits", "sed -n 's/^Max data size *//p' /proc/$PPID/limits /proc/$$/limits\n"); }
     // A thousand characters, doubled so many times.
     static std::string grown(const std::string &name, int times) {
         std::string script = "SET " + name + "=\"" + std::string(1000, 'x') + "\"\n";
@@ -37,8 +33,8 @@ const char too_long[] =
 
 TEST_F(LimitsTest, MemoryIsLimitedForTheScriptsAndNotForPrograms) {
     userScript("#" + site.path("limits") + "\n");
-    const Outcome outcome = login({"--", "sh", "-c", "sed -n 's/^Max data size *//p' /proc/$$/limits"});
-    const std::string lines = outcome.out.substr(std::string(login_head).size());
+    const std::string lines =
+        login({"--", "sh", "-c", "sed -n 's/^Max data size *//p' /proc/$$/limits"}).out.substr(login_head.size());
     EXPECT_GT(soft(lines), 1L << 30);
     const std::string program = lines.substr(lines.find('\n') + 1), command = program.substr(program.find('\n') + 1);
     EXPECT_THAT(program, StartsWith("unlimited"));
@@ -49,7 +45,7 @@ TEST_F(LimitsTest, MemoryIsLimitedForTheScriptsAndNotForPrograms) {
 #ifndef QRT_SANITIZED
 TEST_F(LimitsTest, AnEarlierLowerLimitStays) {
     userScript("#" + site.path("limits") + "\n");
-    std::istringstream lines(loginWithin("200000").out.substr(std::string(login_head).size()));
+    std::istringstream lines(loginWithin("200000").out.substr(login_head.size()));
     for (const char *whose : {"the scripts'", "their programs'"}) {
         std::string line;
         std::getline(lines, line);
@@ -57,7 +53,7 @@ TEST_F(LimitsTest, AnEarlierLowerLimitStays) {
     }
 }
 
-TEST_F(LimitsTest, AScriptThatEatsMemoryIsToldSoAndEnds) {
+TEST_F(LimitsTest, AScriptThatEatsMemoryEndsWithAMessage) {
     userScript(grown("A", 10) + "AGAIN:\nSET A=\"%<A>y\"\nGOTO AGAIN\n");
     const Outcome outcome = loginWithin("300000");
     EXPECT_EQ(outcome.status, 1) << outcome.err;
@@ -65,7 +61,7 @@ TEST_F(LimitsTest, AScriptThatEatsMemoryIsToldSoAndEnds) {
 }
 #endif
 
-TEST_F(LimitsTest, AVariableThatNoProgramCanHaveIsToldOnce) {
+TEST_F(LimitsTest, AVariableThatNoProgramCanHaveIsReportedOnce) {
     userScript(grown("BIG", 8) + "#true\n#true\n@true\n");
     const Outcome outcome = login();
     EXPECT_EQ(outcome.err, too_long);
@@ -77,7 +73,7 @@ TEST_F(LimitsTest, NothingIsSaidOfAVariableThatFits) {
     EXPECT_EQ(login({"--print-environment"}).err, login_head);
 }
 
-TEST_F(LimitsTest, AVariableThatTheCommandCannotHaveIsTold) {
+TEST_F(LimitsTest, AVariableThatTheCommandCannotHaveIsReported) {
     userScript(grown("BIG", 8));
     const Outcome outcome = login({"--", "true"});
     EXPECT_EQ(outcome.err, std::string(too_long) + "qrtlogin: cannot run true: Argument list too long\n");
@@ -86,7 +82,7 @@ TEST_F(LimitsTest, AVariableThatTheCommandCannotHaveIsTold) {
     EXPECT_EQ(login().err, "");
 }
 
-TEST_F(LimitsTest, AnEnvironmentThatIsTooLargeInAllIsTold) {
+TEST_F(LimitsTest, AnEnvironmentThatIsTooLargeInAllIsReported) {
     std::string script = grown("LONGEST", 6);
     for (int number = 0; number < 200; ++number)
         script += "SET V" + std::to_string(number) + "=\"" + std::string(50000, 'x') + "\"\n";

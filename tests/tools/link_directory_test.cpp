@@ -2,7 +2,6 @@
 // call to rename passes through here.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 #include <cerrno>

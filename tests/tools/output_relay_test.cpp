@@ -2,7 +2,6 @@
 #include "tools/qrtlogin/output_relay.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <cerrno>

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <filesystem>
 
 #include "tests/support/site.h"
 
@@ -20,18 +19,13 @@ class OutputTest : public Site {
         // To both outputs, in turns.
         program("say", "echo \"out $1\"; echo \"error $1\" >&2; echo \"again $1\"\n");
     }
-    void program(const std::string &name, const std::string &text) const {
-        site.write(name, "#!/bin/sh\n" + text);
-        chmod(site.path(name).c_str(), 0700);
-    }
-    std::string running(const std::string &name) const { return "#" + site.path(name); }
 
     // One statement after the other that writes through another way.
     std::string mixedScript() const {
         std::string text;
         for (int round = 0; round < rounds; ++round) {
             const std::string number = std::to_string(round);
-            text += "WRITE \"text " + number + "\"\n" + running("say") + " " + number + "\n";
+            text += "WRITE \"text " + number + "\"\n" + running("say", number);
         }
         return text;
     }
@@ -58,33 +52,21 @@ class OutputTest : public Site {
 
 } // namespace
 
-TEST_F(OutputTest, InOneFileIsInTheOrderInWhichItHappened) {
+TEST_F(OutputTest, InOneFileOrPipeIsInTheOrderInWhichItHappened) {
     userScript(mixedScript());
-    EXPECT_EQ(shell("exec \"$@\" 2>&1").out, login_head + mixedOutput("\n"));
+    for (const char *line : {"exec \"$@\" 2>&1", "\"$@\" 2>&1 | cat"})
+        EXPECT_EQ(shell(line).out, login_head + mixedOutput("\n")) << line;
 }
 
-TEST_F(OutputTest, OnOnePipeIsInTheOrderInWhichItHappened) {
+TEST_F(OutputTest, OnATerminalUnderOneOrTwoNamesIsInTheOrderInWhichItHappened) {
     userScript(mixedScript());
-    EXPECT_EQ(shell("\"$@\" 2>&1 | cat").out, login_head + mixedOutput("\n"));
-}
-
-TEST_F(OutputTest, OnATerminalIsInTheOrderInWhichItHappened) {
-    userScript(mixedScript());
-    TerminalProcess process({"/bin/sh", "-c", "exec \"$@\" 3<" + site.path("password"), "sh", QRTLOGIN_PATH,
-                             "--password-fd", "3", "jdoe.sales.acme"},
-                            environment);
-    EXPECT_EQ(process.finish(), 0);
-    EXPECT_THAT(process.shown(), HasSubstr("attached to server SRV1\r\n" + mixedOutput("\r\n")));
-}
-
-// Two names of one terminal are one.
-TEST_F(OutputTest, OnTwoNamesOfATerminalIsInTheOrderInWhichItHappened) {
-    userScript(mixedScript());
-    TerminalProcess process({"/bin/sh", "-c", "exec \"$@\" 2>/dev/tty 3<" + site.path("password"), "sh", QRTLOGIN_PATH,
-                             "--password-fd", "3", "jdoe.sales.acme"},
-                            environment);
-    EXPECT_EQ(process.finish(), 0);
-    EXPECT_THAT(process.shown(), HasSubstr("attached to server SRV1\r\n" + mixedOutput("\r\n")));
+    for (const std::string errors : {"", "2>/dev/tty "}) {
+        TerminalProcess process({"/bin/sh", "-c", "exec \"$@\" " + errors + "3<" + site.path("password"), "sh",
+                                 QRTLOGIN_PATH, "--password-fd", "3", "jdoe.sales.acme"},
+                                environment);
+        EXPECT_EQ(process.finish(), 0);
+        EXPECT_THAT(process.shown(), HasSubstr("attached to server SRV1\r\n" + mixedOutput("\r\n")));
+    }
 }
 
 TEST_F(OutputTest, BesideThePrintedEnvironmentIsInTheOrderInWhichItHappened) {
@@ -96,8 +78,7 @@ TEST_F(OutputTest, BesideThePrintedEnvironmentIsInTheOrderInWhichItHappened) {
 
 TEST_F(OutputTest, OfTracesIsInTheOrderInWhichItHappened) {
     std::string script = "DEBUG 6\n";
-    for (int round = 0; round < rounds; ++round)
-        script += "WRITE \"text\"\n" + running("say") + " " + std::to_string(round) + "\n";
+    for (int round = 0; round < rounds; ++round) script += "WRITE \"text\"\n" + running("say", std::to_string(round));
     userScript(script + "DEBUG OFF\nWRITE \"end\"\n");
     const std::string out = login({"--debug=0"}).out;
     // The trace of a program line has the line itself, behind what was written before it and before what it writes.
@@ -115,21 +96,19 @@ TEST_F(OutputTest, OfTracesIsInTheOrderInWhichItHappened) {
 }
 
 TEST_F(OutputTest, OnTwoFilesStaysApart) {
-    userScript("WRITE \"text\"\n" + running("say") + " 1\n");
+    userScript("WRITE \"text\"\n" + running("say", "1"));
     const Outcome outcome = login();
-    EXPECT_EQ(outcome.out, std::string(login_head) + "text\nout 1\nagain 1\n");
+    EXPECT_EQ(outcome.out, login_head + "text\nout 1\nagain 1\n");
     EXPECT_EQ(outcome.err, "error 1\n");
 }
 
 // Neither output of a script's program is a terminal, lest it begins to page.
 TEST_F(OutputTest, OfProgramsIsNoTerminal) {
     program("look", "if [ -t 1 ]; then echo terminal; else echo none; fi\n");
-    userScript(running("look") + "\n");
-    TerminalProcess process(askingLogin(), environment);
-    ASSERT_TRUE(process.awaits("Password for jdoe.sales.acme: "));
-    process.type("secret\n");
-    EXPECT_TRUE(process.awaits("none\r\n"));
-    EXPECT_EQ(process.finish(), 0);
+    userScript(running("look"));
+    const auto process = loginOnTerminal();
+    EXPECT_TRUE(process->awaits("none\r\n"));
+    EXPECT_EQ(process->finish(), 0);
 }
 
 TEST_F(OutputTest, OfAProgramLeftRunningIsStillShown) {
@@ -137,13 +116,12 @@ TEST_F(OutputTest, OfAProgramLeftRunningIsStillShown) {
     program("late", "read line <" + site.path("fifo") + "\nsay=$line; echo \"out $say\"; echo \"error $say\" >&2\n" +
                         "echo >" + site.path("done") + "\n");
     userScript("@" + site.path("late") + "\nWRITE \"end\"\n");
-    const Outcome outcome = shell("\"$@\" >" + site.path("log") + " 2>&1; cat " + site.path("log"));
-    EXPECT_EQ(outcome.out, std::string(login_head) + "end\n");
+    EXPECT_EQ(shell("\"$@\" >" + site.path("log") + " 2>&1; cat " + site.path("log")).out, login_head + "end\n");
     const int fifo = open(site.path("fifo").c_str(), O_WRONLY);
     EXPECT_EQ(write(fifo, "late\n", 5), 5);
     close(fifo);
     ASSERT_TRUE(appears(site.path("done")));
-    const std::string all = std::string(login_head) + "end\nout late\nerror late\n";
+    const std::string all = login_head + "end\nout late\nerror late\n";
     for (int look = 0; look < 1000 && file_text(site.path("log")) != all; ++look) usleep(10000);
     EXPECT_EQ(file_text(site.path("log")), all);
 }
@@ -152,44 +130,39 @@ TEST_F(OutputTest, OfAProgramLeftRunningReachesTheTerminalBesideTheCommand) {
     mkfifo(site.path("fifo").c_str(), 0600);
     program("late", "read line <" + site.path("fifo") + "\necho late\n");
     userScript("@" + site.path("late") + "\n");
-    TerminalProcess process(askingLogin({"--", "sh", "-c", "echo >" + site.path("fifo") + "; read line"}), environment);
-    ASSERT_TRUE(process.awaits("Password for jdoe.sales.acme: "));
-    process.type("secret\n");
-    EXPECT_TRUE(process.awaits("late\r\n"));
-    process.type("\n");
-    EXPECT_EQ(process.finish(), 0);
+    const auto process = loginOnTerminal({"--", "sh", "-c", "echo >" + site.path("fifo") + "; read line"});
+    EXPECT_TRUE(process->awaits("late\r\n"));
+    process->type("\n");
+    EXPECT_EQ(process->finish(), 0);
 }
 
 TEST_F(OutputTest, LeavesStandardInputToTheCommand) {
     userScript("WRITE \"end\"\n");
-    const Outcome outcome = shell("printf 'one\\ntwo\\n' | \"$@\" -- cat");
-    EXPECT_EQ(outcome.out, std::string(login_head) + "end\none\ntwo\n");
+    EXPECT_EQ(shell("printf 'one\\ntwo\\n' | \"$@\" -- cat").out, login_head + "end\none\ntwo\n");
 }
 
 TEST_F(OutputTest, LeavesTheCommandNoChild) {
     userScript("WRITE \"end\"\n");
     const std::string look = "read children </proc/$$/task/$$/children; echo \"children: $children.\"";
-    EXPECT_EQ(login({"--", "sh", "-c", look}).out, std::string(login_head) + "end\nchildren: .\n");
+    EXPECT_EQ(login({"--", "sh", "-c", look}).out, login_head + "end\nchildren: .\n");
 }
 
-TEST_F(OutputTest, HasNoZeroByteAndIsNotCutShortByOne) {
+TEST_F(OutputTest, HasNoZeroByteAndEndsItsLastLine) {
     program("zero", "printf 'a\\000b\\n'; printf '\\000'; echo c\n");
-    userScript(running("zero") + "\nWRITE \"end\"\n");
-    EXPECT_EQ(login().out, std::string(login_head) + "ab\nc\nend\n");
-}
-
-TEST_F(OutputTest, EndsItsLastLine) {
     program("open", "printf open\n");
-    userScript(running("open") + "\n");
-    EXPECT_EQ(login().out, std::string(login_head) + "open\n");
+    userScript(running("zero") + "WRITE \"end\"\n" + running("open"));
+    EXPECT_EQ(login().out, login_head + "ab\nc\nend\nopen\n");
 }
 
-TEST_F(OutputTest, ThatCannotBeWrittenIsToldAndTheScriptsRunOn) {
+TEST_F(OutputTest, ThatCannotBeWrittenIsReportedAndTheScriptsRunOn) {
     userScript("WRITE \"" + std::string(200, 'x') + "\"\n#touch " + site.path("ran") + "\n");
     const Outcome outcome = shell("exec \"$@\" >/dev/full");
     EXPECT_EQ(outcome.status, 74);
     EXPECT_EQ(outcome.err, "qrtlogin: cannot write the output: No space left on device\n");
     EXPECT_EQ(access(site.path("ran").c_str(), F_OK), 0);
+    const Outcome closed = shell("exec \"$@\" >&-");
+    EXPECT_EQ(closed.status, 74);
+    EXPECT_EQ(closed.err, "qrtlogin: cannot write the output: Bad file descriptor\n");
 }
 
 // Nobody is kept from logging in by a full disk.
@@ -197,12 +170,6 @@ TEST_F(OutputTest, ThatCannotBeWrittenDoesNotStopTheCommand) {
     const Outcome outcome = shell("exec \"$@\" >/dev/full", {"--", "sh", "-c", "echo here >&2; exit 9"});
     EXPECT_EQ(outcome.status, 9);
     EXPECT_EQ(outcome.err, "qrtlogin: cannot write the output: No space left on device\nhere\n");
-}
-
-TEST_F(OutputTest, OnAClosedDescriptorIsToldToo) {
-    const Outcome outcome = shell("exec \"$@\" >&-");
-    EXPECT_EQ(outcome.status, 74);
-    EXPECT_EQ(outcome.err, "qrtlogin: cannot write the output: Bad file descriptor\n");
 }
 
 TEST_F(OutputTest, WhoseReaderIsGoneIsNoFailure) {
@@ -216,21 +183,20 @@ TEST_F(OutputTest, WhoseReaderIsGoneIsNoFailure) {
 }
 
 // It may be the one process that the system picks when memory is short.
-TEST_F(OutputTest, WhoseProcessIsKilledHoldsNothingUp) {
+TEST_F(OutputTest, WhoseProcessIsKilledDelaysNothing) {
     program("strike",
             "own=$(readlink /proc/$$/fd/1)\n"
             "for one in /proc/[0-9]*; do\n"
             "  [ \"$(readlink $one/fd/0)\" != \"$own\" ] || kill -KILL ${one#/proc/}\n"
             "done 2>/dev/null\n");
-    userScript(running("strike") + "\nWRITE \"lost\"\n#touch " + site.path("ran") + "\n");
-    const Outcome outcome = login({"--", "echo", "command"});
-    EXPECT_EQ(outcome.out, std::string(login_head) + "command\n");
+    userScript(running("strike") + "WRITE \"lost\"\n#touch " + site.path("ran") + "\n");
+    EXPECT_EQ(login({"--", "echo", "command"}).out, login_head + "command\n");
     EXPECT_EQ(access(site.path("ran").c_str(), F_OK), 0);
 }
 
 TEST_F(OutputTest, OfALoginThatIsKilledIsStillShown) {
     program("kill", "echo before; kill -KILL $PPID\n");
-    userScript(running("kill") + "\n");
+    userScript(running("kill"));
     // The shell outlives it, and so does the pipe to cat.
-    EXPECT_EQ(shell("\"$@\" 2>&1 | cat; exit 0").out, std::string(login_head) + "before\n");
+    EXPECT_EQ(shell("\"$@\" 2>&1 | cat; exit 0").out, login_head + "before\n");
 }

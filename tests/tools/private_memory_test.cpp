@@ -1,7 +1,6 @@
-// While it holds a password, qrtlogin's memory is out of reach for other programs of the user, those of its scripts
+// While it has a password, qrtlogin's memory is out of reach for other programs of the user, those of its scripts
 // first of all; for them, and for the command, everything is as usual.
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tests/support/site.h"
@@ -26,11 +25,8 @@ class PrivateMemory : public Site {
     PrivateMemory() {
         // Which would set the limit itself.
         environment["ASAN_OPTIONS"] += ":disable_coredump=0";
-    }
-    std::string program(const std::string &name, const std::string &text) const {
-        site.write(name, "#!/bin/sh\n" + text);
-        chmod(site.path(name).c_str(), 0700);
-        return site.path(name);
+        program("spy", spy);
+        program("limits", limits);
     }
     // A login without root's right to look into every process, behind a shell's commands.
     Outcome commonLogin(const std::string &before, const Words &more = {}) {
@@ -49,20 +45,20 @@ class PrivateMemory : public Site {
 } // namespace
 
 TEST_F(PrivateMemory, IsOutOfReachForTheProgramsOfScripts) {
-    userScript("#" + program("spy", spy) + "\n");
-    EXPECT_EQ(commonLogin("").out, std::string(login_head) + own_alone);
+    userScript(running("spy"));
+    EXPECT_EQ(commonLogin("").out, login_head + own_alone);
 }
 
 TEST_F(PrivateMemory, IsNotTheCommands) {
-    const Outcome outcome = commonLogin("", {"--", program("spy", spy)});
+    const Outcome outcome = commonLogin("", {"--", site.path("spy")});
     EXPECT_THAT(outcome.out, HasSubstr(own_alone)) << outcome.err;
 }
 
 TEST_F(PrivateMemory, GetsIntoNoCoreFileAndThatOfAProgramDoes) {
     if (coresAreForbidden()) GTEST_SKIP() << "the limit for core files cannot be raised here";
-    userScript("#" + program("limits", limits) + "\n");
+    userScript(running("limits"));
     EXPECT_EQ(commonLogin("ulimit -S -c 8\n", {"--", "/bin/sh", "-c", "ulimit -S -c"}).out,
-              std::string(login_head) + "login 0, own 8\n8\n");
+              login_head + "login 0, own 8\n8\n");
 }
 
 TEST_F(PrivateMemory, GetsIntoNoCoreFileFromTheQuestionOn) {

@@ -18,7 +18,7 @@ class ProgramStart : public Site {
 
 } // namespace
 
-// The configuration is the first file that they open; as a pipe it holds them up there.
+// The configuration is the first file that they open; as a pipe it delays them there.
 TEST_F(ProgramStart, ClosedStandardDescriptorsAreOpenedOnDevNull) {
     environment["CONFIGURATION"] = environment["ZKCLIENT_CONF"];
     environment["ZKCLIENT_CONF"] = site.path("pipe");
@@ -63,9 +63,9 @@ TEST_F(ProgramStart, OutputOfMapThatCannotBeWrittenIsAFailure) {
 TEST_F(ProgramStart, AfterAPasswordOnDescriptor0ItIsDevNull) {
     userScript("#/bin/readlink /proc/self/fd/0\n");
     Outcome outcome = shell("exec \"$0\" --password-fd 0 jdoe.sales.acme <&3", QRTLOGIN_PATH);
-    EXPECT_EQ(outcome.out, std::string(login_head) + "/dev/null\n");
+    EXPECT_EQ(outcome.out, login_head + "/dev/null\n");
     outcome = shell("exec \"$0\" --password-fd 0 jdoe.sales.acme -- /bin/readlink /proc/self/fd/0 <&3", QRTLOGIN_PATH);
-    EXPECT_EQ(outcome.out, std::string(login_head) + "/dev/null\n/dev/null\n");
+    EXPECT_EQ(outcome.out, login_head + "/dev/null\n/dev/null\n");
 }
 
 // Such a program finds its libraries in the loader's cache or not at all, so they are put there in a mount namespace.
@@ -94,11 +94,10 @@ TEST_F(ProgramStart, NeitherRunsWithRightsThatItsCallerDoesNotHave) {
         EXPECT_EQ(run().status, 0) << "as a common program";
         ASSERT_EQ(chown(copy.c_str(), 0, 65534), 0);
         ASSERT_EQ(chmod(copy.c_str(), 02755), 0);
-        Outcome outcome = run();
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(outcome.err, std::string(row.name) +
-                                   ": does not run with the rights of another user or group, or with capabilities of "
-                                   "its own\n");
-        EXPECT_EQ(outcome.status, row.refused);
+        EXPECT_EQ(run(),
+                  (Outcome{row.refused, "",
+                           std::string(row.name) +
+                               ": does not run with the rights of another user or group, or with capabilities of "
+                               "its own\n"}));
     }
 }

@@ -10,7 +10,6 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
-
 #include <cstdlib>
 #include <cstring>
 
@@ -39,20 +38,19 @@ TerminalProcess login(const char *label, const char *defaultUser) {
     return TerminalProcess([=] { return ask(auxlogin_c, label, defaultUser); });
 }
 
-// Answers both questions, and holds that the caller got `result`.
+// Answers both questions, and checks that the caller got `result`.
 void answer(TerminalProcess &process, const char *nameQuestion, const char *name, const char *password,
             const char *result) {
-    ASSERT_TRUE(process.awaits(nameQuestion));
-    process.type(std::string(name) + "\n");
-    ASSERT_TRUE(process.awaits(password_question));
-    process.type(std::string(password) + "\n");
+    ASSERT_TRUE(process.answers(nameQuestion, std::string(name) + "\n"));
+    ASSERT_TRUE(process.answers(password_question, std::string(password) + "\n"));
     EXPECT_TRUE(process.awaits(result));
     EXPECT_EQ(process.finish(), 0);
 }
 
-// Lets the name stand and stops at the question for the password.
-void await_password(TerminalProcess &process) {
+// Stops at the question for the name, or lets the name stand and stops at that for the password.
+void await_question(TerminalProcess &process, bool atPassword) {
     ASSERT_TRUE(process.awaits(name_question));
+    if (!atPassword) return;
     process.type("\n");
     ASSERT_TRUE(process.awaits(password_question));
 }
@@ -60,6 +58,7 @@ void await_password(TerminalProcess &process) {
 void expect_cancelled(TerminalProcess &process) {
     EXPECT_TRUE(process.awaits("<untouched|untouched>"));
     EXPECT_EQ(process.finish(), 1);
+    EXPECT_TRUE(process.echoes());
 }
 
 // A field of a process's status, such as "State"; empty once the process is gone.
@@ -93,34 +92,27 @@ int without_terminal(const std::function<int()> &body) {
 
 } // namespace
 
-TEST(TerminalPrompt, AsksForNameAndPasswordUnderTheLabel) {
-    TerminalProcess process = login("ACME", nullptr);
-    ASSERT_TRUE(process.awaits("ACME\r\n"));
-    answer(process, "User name: ", "jdoe", "sun flower", "<jdoe|sun flower>");
-}
-
-TEST(TerminalPrompt, OffersTheDefaultNameInBrackets) {
-    TerminalProcess process = login("ACME", "jdoe");
-    answer(process, "User name [jdoe]: ", "", "x", "<jdoe|x>");
-}
-
-TEST(TerminalPrompt, ATypedNameReplacesTheDefault) {
-    TerminalProcess process = login("ACME", "jdoe");
-    answer(process, name_question, "mlee", "x", "<mlee|x>");
-}
-
-TEST(TerminalPrompt, APlaceholderIsNotOfferedAndAnEmptyNameIsAskedForAgain) {
-    TerminalProcess process = login("ACME", "<username>");
-    ASSERT_TRUE(process.awaits("User name: "));
-    process.type("\n");
-    answer(process, "User name: ", "mlee", "x", "<mlee|x>");
-}
-
-TEST(TerminalPrompt, OnlyANameInAngleBracketsIsAPlaceholder) {
-    for (const std::string name : {"<jdoe", "jdoe>"}) {
-        TerminalProcess process = login("ACME", name.c_str());
-        answer(process, ("User name [" + name + "]: ").c_str(), "", "x", ("<" + name + "|x>").c_str());
+TEST(TerminalPrompt, OffersTheDefaultNameUnlessItIsAPlaceholderInAngleBrackets) {
+    const struct {
+        const char *offered, *question, *typed, *result;
+    } rows[] = {
+        {nullptr, "ACME\r\nUser name: ", "jdoe", "<jdoe|sun flower>"},
+        {"jdoe", "User name [jdoe]: ", "", "<jdoe|sun flower>"},
+        {"jdoe", "User name [jdoe]: ", "mlee", "<mlee|sun flower>"},
+        {"<username>", "User name: ", "mlee", "<mlee|sun flower>"},
+        {"<jdoe", "User name [<jdoe]: ", "", "<<jdoe|sun flower>"},
+        {"jdoe>", "User name [jdoe>]: ", "", "<jdoe>|sun flower>"},
+    };
+    for (const auto &row : rows) {
+        TerminalProcess process = login("ACME", row.offered);
+        answer(process, row.question, row.typed, "sun flower", row.result);
     }
+}
+
+TEST(TerminalPrompt, AnEmptyNameIsAskedForAgain) {
+    TerminalProcess process = login("ACME", "<username>");
+    ASSERT_TRUE(process.answers("User name: ", "\n"));
+    answer(process, "User name: ", "mlee", "x", "<mlee|x>");
 }
 
 TEST(TerminalPrompt, WithoutALabelTheQuestionComesFirst) {
@@ -137,8 +129,7 @@ TEST(TerminalPrompt, WhatTheProgramHasToShowComesBeforeEachPrompt) {
         auxpause_script();
         return ask(auxlogin_c, "ACME", "jdoe");
     });
-    ASSERT_TRUE(process.awaits("before\r\nPress Enter"));
-    process.type("\n");
+    ASSERT_TRUE(process.answers("before\r\nPress Enter", "\n"));
     ASSERT_TRUE(process.awaits("before\r\nACME\r\n"));
 }
 
@@ -151,10 +142,8 @@ TEST(TerminalPrompt, AShorterAnswerReplacesALongerOne) {
         printf("<%s>\n", answer.text());
         return 0;
     });
-    ASSERT_TRUE(process.awaits("first? "));
-    process.type("longer\n");
-    ASSERT_TRUE(process.awaits("second? "));
-    process.type("x\n");
+    ASSERT_TRUE(process.answers("first? ", "longer\n"));
+    ASSERT_TRUE(process.answers("second? ", "x\n"));
     EXPECT_TRUE(process.awaits("<x>"));
 }
 
@@ -182,36 +171,25 @@ TEST(TerminalPrompt, TheNameIsShownAndThePasswordIsNot) {
     EXPECT_TRUE(process.echoes());
 }
 
-TEST(TerminalPrompt, EndOfInputAtTheNameCancels) {
-    TerminalProcess process = login("ACME", "jdoe");
-    ASSERT_TRUE(process.awaits(name_question));
-    process.type(end_key);
-    expect_cancelled(process);
-}
-
-TEST(TerminalPrompt, EndOfInputAtThePasswordCancelsAndRestoresTheTerminal) {
-    TerminalProcess process = login("ACME", "jdoe");
-    await_password(process);
-    process.type(end_key);
-    expect_cancelled(process);
-    EXPECT_TRUE(process.echoes());
+TEST(TerminalPrompt, EndOfInputCancelsAndRestoresTheTerminal) {
+    for (const bool atPassword : {false, true}) {
+        TerminalProcess process = login("ACME", "jdoe");
+        await_question(process, atPassword);
+        process.type(end_key);
+        expect_cancelled(process);
+    }
 }
 
 // A program whose own handler lets system calls go on would otherwise wait for the answer for ever.
 TEST(TerminalPrompt, AnInterruptCancelsWhateverTheProgramsHandlerIs) {
-    for (bool atPassword : {false, true}) {
+    for (const bool atPassword : {false, true}) {
         TerminalProcess process([] {
             signal(SIGINT, [](int) {});
             return ask(auxlogin_c, "ACME", "jdoe");
         });
-        if (atPassword) {
-            await_password(process);
-        } else {
-            ASSERT_TRUE(process.awaits(name_question));
-        }
+        await_question(process, atPassword);
         process.interrupt();
         expect_cancelled(process);
-        EXPECT_TRUE(process.echoes());
     }
 }
 
@@ -225,12 +203,12 @@ TEST(TerminalPrompt, TheInterruptReachesTheProgramsOwnHandlerAfterwards) {
     EXPECT_EQ(process.finish(), 42);
 }
 
-TEST(TerminalPrompt, AnInterruptIsToldOnceAndALaterQuestionIsAsked) {
-    static volatile sig_atomic_t told = 0;
+TEST(TerminalPrompt, AnInterruptIsReportedOnceAndALaterQuestionIsAsked) {
+    static volatile sig_atomic_t reported = 0;
     TerminalProcess process([] {
-        signal(SIGINT, [](int) { told = told + 1; });
+        signal(SIGINT, [](int) { reported = reported + 1; });
         const bool cancelled = ask(auxlogin_c, "ACME", "jdoe") != 0;
-        return ask(auxlogin_c, "ACME", "jdoe") == 0 && cancelled && told == 1 ? 0 : 43;
+        return ask(auxlogin_c, "ACME", "jdoe") == 0 && cancelled && reported == 1 ? 0 : 43;
     });
     ASSERT_TRUE(process.awaits(name_question));
     process.interrupt();
@@ -274,7 +252,7 @@ TEST(TerminalPrompt, ASignalThatComesWhileTheQuestionIsWrittenEndsIt) {
     }
 }
 
-// The terminal goes while the prompt has it open, and the program ignores the signal that tells of it.
+// The terminal goes while the prompt has it open, and the program ignores the signal that reports it.
 TEST(TerminalPrompt, ATerminalThatIsGoneEndsTheQuestion) {
     static int other_end = -1;
     const auto asked_on_a_lost_one = [] {
@@ -293,9 +271,9 @@ TEST(TerminalPrompt, ControlCharactersOfAConfirmationDoNotReachTheTerminal) {
     EXPECT_TRUE(process.awaits("Log out \\x9B\\xC2\\x85\\x1B]? (y/n) "));
 }
 
-// A terminal that takes no more, as after Ctrl-S, holds the text up. A signal then ends the write, after a part of the
+// A terminal that takes no more, as after Ctrl-S, delays the text. A signal then ends the write, after a part of the
 // text or before any of it.
-TEST(TerminalPrompt, ASignalLosesNothingOfATextThatTheTerminalHoldsUp) {
+TEST(TerminalPrompt, ASignalLosesNothingOfATextThatTheTerminalDelays) {
     const std::string label(200000, 'x');
     TerminalProcess process([&] {
         struct sigaction handled = {};
@@ -315,14 +293,11 @@ TEST(TerminalPrompt, ASignalLosesNothingOfATextThatTheTerminalHoldsUp) {
 }
 
 TEST(TerminalPrompt, AnOverlongNameIsRefused) {
-    TerminalProcess process = login("ACME", nullptr);
-    ASSERT_TRUE(process.awaits(name_question));
-    process.type(std::string(Secret::usual_capacity + 1, 'x') + "\n");
-    expect_cancelled(process);
-    TerminalProcess longer = login("ACME", nullptr);
-    ASSERT_TRUE(longer.awaits(name_question));
-    longer.type(std::string(3 * Secret::usual_capacity, 'x') + "\n");
-    expect_cancelled(longer);
+    for (const size_t length : {Secret::usual_capacity + 1, 3 * Secret::usual_capacity}) {
+        TerminalProcess process = login("ACME", nullptr);
+        ASSERT_TRUE(process.answers(name_question, std::string(length, 'x') + "\n"));
+        expect_cancelled(process);
+    }
 }
 
 TEST(TerminalPrompt, TheLongestNameAndPasswordAreTaken) {
@@ -331,7 +306,7 @@ TEST(TerminalPrompt, TheLongestNameAndPasswordAreTaken) {
     answer(process, name_question, name.c_str(), password.c_str(), ("<" + name + "|" + password + ">").c_str());
     for (const size_t more : {1, 2}) {
         TerminalProcess refused = login("ACME", "jdoe");
-        await_password(refused);
+        await_question(refused, true);
         refused.type(password + std::string(more, 'p') + "\n");
         expect_cancelled(refused);
     }
@@ -365,16 +340,14 @@ TEST(WindowPrompt, ConfirmTakesAClearAnswerOnly) {
     } const rows[] = {{"y\n", 4}, {"Y\n", 4}, {"yes\n", 4}, {"n\n", 0}, {"no\n", 0}, {"\nmaybe\ny\n", 4}, {end_key, 0}};
     for (const auto &row : rows) {
         TerminalProcess process([] { return auxconfirm_g("Log out?", "question", 1, 12); });
-        ASSERT_TRUE(process.awaits("Log out? (y/n) "));
-        process.type(row.typed);
+        ASSERT_TRUE(process.answers("Log out? (y/n) ", row.typed));
         EXPECT_EQ(process.finish(), row.answer) << row.typed;
     }
 }
 
 TEST(WindowPrompt, ConfirmWithoutATextAsksAllTheSame) {
     TerminalProcess process([] { return auxconfirm_g(nullptr, "question", 1, 12); });
-    ASSERT_TRUE(process.awaits(" (y/n) "));
-    process.type("y\n");
+    ASSERT_TRUE(process.answers(" (y/n) ", "y\n"));
     EXPECT_EQ(process.finish(), 4);
 }
 
@@ -387,9 +360,7 @@ static void speak(const char *language) {
 
 TEST(WindowPrompt, ConfirmAsksInThePersonsLanguageAndTakesEnglishToo) {
     struct {
-        const char *language;
-        const char *question;
-        const char *typed;
+        const char *language, *question, *typed;
         int answer;
     } const rows[] = {
         {"de", "Log out? (j/n) ", "j\n", 4},      {"de", "Log out? (j/n) ", "Ja\n", 4},
@@ -404,8 +375,7 @@ TEST(WindowPrompt, ConfirmAsksInThePersonsLanguageAndTakesEnglishToo) {
             speak(row.language);
             return auxconfirm_g("Log out?", "question", 1, 12);
         });
-        ASSERT_TRUE(process.awaits(row.question)) << process.shown();
-        process.type(row.typed);
+        ASSERT_TRUE(process.answers(row.question, row.typed)) << process.shown();
         EXPECT_EQ(process.finish(), row.answer) << row.language << " " << row.typed;
     }
 }
@@ -415,26 +385,18 @@ TEST(TerminalPrompt, AsksInThePersonsLanguage) {
         speak("ja");
         return ask(auxlogin_c, "ACME", "jdoe");
     });
-    ASSERT_TRUE(process.awaits("ユーザー名 [jdoe]: "));
-    process.type("\n");
-    ASSERT_TRUE(process.awaits("パスワード: "));
-    process.type("x\n");
+    ASSERT_TRUE(process.answers("ユーザー名 [jdoe]: ", "\n"));
+    ASSERT_TRUE(process.answers("パスワード: ", "x\n"));
     EXPECT_TRUE(process.awaits("<jdoe|x>"));
     EXPECT_EQ(process.finish(), 0);
 }
 
-TEST(WindowPrompt, PauseWaitsForEnter) {
-    TerminalProcess process(auxpause_script);
-    ASSERT_TRUE(process.awaits("Press Enter"));
-    process.type("\n");
-    EXPECT_EQ(process.finish(), 0);
-}
-
-TEST(WindowPrompt, EndOfInputEndsThePause) {
-    TerminalProcess process(auxpause_script);
-    ASSERT_TRUE(process.awaits("Press Enter"));
-    process.type(end_key);
-    EXPECT_EQ(process.finish(), 1);
+TEST(WindowPrompt, PauseWaitsForEnterOrTheEndOfInput) {
+    for (const bool ends : {false, true}) {
+        TerminalProcess process(auxpause_script);
+        ASSERT_TRUE(process.answers("Press Enter", ends ? end_key : "\n"));
+        EXPECT_EQ(process.finish(), ends ? 1 : 0);
+    }
 }
 
 using Answers = std::vector<std::pair<std::string, std::string>>;
@@ -480,16 +442,7 @@ TEST(WindowPrompt, WithoutMemoryTheAnswerIsNo) {
 
 // ---- the calling program's hooks ----
 
-namespace {
-
-std::string calls;
-
-void answer_hooked(TerminalProcess &process, const std::string &question, const char *typed) {
-    ASSERT_TRUE(process.awaits(question));
-    process.type(typed);
-}
-
-} // namespace
+static std::string calls;
 
 // Between the two calls a person is waited for, whatever comes of it.
 TEST(PromptHooks, AreCalledBeforeAndAfterEachPrompt) {
@@ -502,10 +455,10 @@ TEST(PromptHooks, AreCalledBeforeAndAfterEachPrompt) {
         printf("calls: %s\n", calls.c_str());
         return 0;
     });
-    answer_hooked(process, "User name [jdoe]: ", "\n");
-    answer_hooked(process, password_question, "x\n");
-    answer_hooked(process, "Log out? (y/n) ", end_key);
-    answer_hooked(process, "Press Enter", "\n");
+    ASSERT_TRUE(process.answers("User name [jdoe]: ", "\n"));
+    ASSERT_TRUE(process.answers(password_question, "x\n"));
+    ASSERT_TRUE(process.answers("Log out? (y/n) ", end_key));
+    ASSERT_TRUE(process.answers("Press Enter", "\n"));
     EXPECT_TRUE(process.awaits("calls: ()()()"));
     EXPECT_EQ(process.finish(), 0);
 }

@@ -1,14 +1,11 @@
 #include "tools/qrtlogin/relay_process.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
-#include <unistd.h>
 #include <cerrno>
 #include <csignal>
-#include <filesystem>
 #include <set>
 
 #include "tests/support/own_process.h"
@@ -166,7 +163,7 @@ TEST_F(RelayProcess, LetsZeroBytesPassWhenTheScriptsHaveEnded) {
     EXPECT_EQ(shows(4), text);
 }
 
-TEST_F(RelayProcess, WhatCannotBeShownHoldsNothingUpUntilTheScriptsHaveEnded) {
+TEST_F(RelayProcess, WhatCannotBeShownDelaysNothingUntilTheScriptsHaveEnded) {
     closeOne(&output_);
     output_ = open("/dev/full", O_WRONLY | O_CLOEXEC);
     start();
@@ -202,7 +199,7 @@ TEST_F(RelayProcess, NoSignalEndsIt) {
     }
 }
 
-TEST_F(RelayProcess, HoldsNothingThatIsNotItsOwn) {
+TEST_F(RelayProcess, KeepsNothingThatIsNotItsOwn) {
     start();
     EXPECT_EQ(ask(), 0);
     const std::string proc = "/proc/" + std::to_string(relay_);

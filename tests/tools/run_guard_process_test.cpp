@@ -1,11 +1,9 @@
 // What the guard does to the process that it guards, without a login around it.
-#include <gmock/gmock.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 
 #include "include/qrtscript.h"
 #include "platform/treelogin.h"
@@ -174,15 +172,15 @@ TEST(RunGuardProcess, WithoutAFormerHandlerAnInterruptIsCountedOnly) {
     }
 }
 
-TEST(RunGuardProcess, QuestionsReachWhoWasToldOfThemBefore) {
+TEST(RunGuardProcess, QuestionsReachTheFormerHooks) {
     guarded([](Secret *password) {
-        for (const bool told : {true, false}) {
-            auxbefore_prompt = told ? former_before : nullptr;
-            auxafter_prompt = told ? former_after : nullptr;
+        for (const bool hooked : {true, false}) {
+            auxbefore_prompt = hooked ? former_before : nullptr;
+            auxafter_prompt = hooked ? former_after : nullptr;
             const RunGuard guard(std::nullopt, password);
             auxbefore_prompt();
             EXPECT_EQ(questions_begun, 1);
-            EXPECT_EQ(questions_ended, told ? 0 : 1);
+            EXPECT_EQ(questions_ended, hooked ? 0 : 1);
             auxafter_prompt();
             EXPECT_EQ(questions_ended, 1);
         }

@@ -4,7 +4,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 
 #include "tests/support/site.h"
 
@@ -14,7 +13,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 const char endless[] = "WRITE \"waiting\"\nAGAIN:\nGOTO AGAIN\n";
-const char told_interrupted[] = "qrtlogin: the scripts were ended by the third interrupt";
+const char interrupted_message[] = "qrtlogin: the scripts were ended by the third interrupt";
 constexpr int interrupted = 130, out_of_time = 124;
 
 class RunGuardTest : public Site {
@@ -29,18 +28,11 @@ class RunGuardTest : public Site {
                     "echo $$ >>" +
                     site.path("numbers") + "\nwait\n");
     }
-    void program(const std::string &name, const std::string &text) const {
-        site.write(name, "#!/bin/sh\n" + text);
-        chmod(site.path(name).c_str(), 0700);
-    }
-    std::string running(const std::string &name) const { return "#" + site.path(name) + "\n"; }
 
     // A login at a terminal, up to what its script writes or starts first.
     void start(const std::string &script, const Words &words = {}) {
         userScript(script);
-        process = std::make_unique<TerminalProcess>(askingLogin(words), environment);
-        ASSERT_TRUE(process->awaits("Password for jdoe.sales.acme: "));
-        process->type("secret\n");
+        process = loginOnTerminal(words);
         ASSERT_TRUE(process->awaits("waiting\r\n")) << process->shown();
     }
     // Presses the interrupt key until the login has ended, and returns how.
@@ -67,11 +59,6 @@ class RunGuardTest : public Site {
         }
         EXPECT_EQ(seen, count);
     }
-    void addOtherTree() const {
-        site.write("other.ldif", file_text(site.path("acme.ldif")));
-        site.write("client.toml",
-                   file_text(site.path("client.toml")) + "[[tree]]\nname = \"OTHER\"\nldif = \"other.ldif\"\n");
-    }
 
     std::unique_ptr<TerminalProcess> process;
 };
@@ -83,7 +70,7 @@ class RunGuardTest : public Site {
 TEST_F(RunGuardTest, TheThirdInterruptEndsALoopAndNoCommandIsStarted) {
     start(endless, {"--", "echo", "command"});
     EXPECT_EQ(interruptUntilTheEnd(), interrupted);
-    EXPECT_THAT(process->shown(), HasSubstr(told_interrupted));
+    EXPECT_THAT(process->shown(), HasSubstr(interrupted_message));
     EXPECT_THAT(process->shown(), Not(HasSubstr("command")));
 }
 
@@ -113,8 +100,7 @@ TEST_F(RunGuardTest, ChildrenFromBeforeTheScriptsAreLeftAlone) {
     Words words = askingLogin();
     words.insert(words.begin(), site.path("before"));
     process = std::make_unique<TerminalProcess>(words, environment);
-    ASSERT_TRUE(process->awaits("Password for jdoe.sales.acme: "));
-    process->type("secret\n");
+    ASSERT_TRUE(process->answers("Password for jdoe.sales.acme: ", "secret\n"));
     ASSERT_TRUE(process->awaits("waiting\r\n"));
     for (int times = 0; times < 100 && !process->endsWithin(100); ++times) kill(process->id(), SIGINT);
     const pid_t sleeper = std::stoi(file_text(site.path("sleeper")));
@@ -146,10 +132,8 @@ TEST_F(RunGuardTest, TheTerminalIsTakenBackFromAProgramThatHadIt) {
     Words words = askingLogin({"--time-limit", "1"});
     words.insert(words.begin(), {"/bin/sh", "-c", "\"$@\"; echo status $?; read line; echo \"read $line\"", "sh"});
     process = std::make_unique<TerminalProcess>(words, environment);
-    ASSERT_TRUE(process->awaits("Password for jdoe.sales.acme: "));
-    process->type("secret\n");
-    ASSERT_TRUE(process->awaits("(--time-limit)\r\nstatus 124\r\n")) << process->shown();
-    process->type("hello\n");
+    ASSERT_TRUE(process->answers("Password for jdoe.sales.acme: ", "secret\n"));
+    ASSERT_TRUE(process->answers("(--time-limit)\r\nstatus 124\r\n", "hello\n")) << process->shown();
     EXPECT_TRUE(process->awaits("read hello\r\n")) << process->shown();
     EXPECT_EQ(process->finish(), 0);
 }
@@ -173,7 +157,7 @@ TEST_F(RunGuardTest, AShareThatHangsPreventsNothing) {
     environment["ASAN_OPTIONS"] += ":verify_asan_link_order=0";
     start("WRITE \"waiting\"\nDISPLAY " + site.path("stuck") + "\nWRITE \"goes on\"\n", {"--", "echo", "command"});
     EXPECT_EQ(interruptUntilTheEnd(), interrupted);
-    EXPECT_THAT(process->shown(), HasSubstr(told_interrupted));
+    EXPECT_THAT(process->shown(), HasSubstr(interrupted_message));
 }
 
 // Nobody reads what the script writes: the login waits for that as well, and for the end of BREAK ON.
@@ -215,10 +199,8 @@ TEST_F(RunGuardTest, TheTimeOfAQuestionDoesNotCount) {
     start("@" + site.path("late") + "\nWRITE \"waiting\"\nTREE OTHER/locked.sales.acme;wrong\nWRITE \"after\"\n",
           {"--time-limit", "3"});
     ASSERT_TRUE(process->awaits("User name"));
-    ASSERT_TRUE(process->awaits("late")) << process->shown();
-    process->type("jdoe.sales.acme\n");
-    ASSERT_TRUE(process->awaits("Password: "));
-    process->type("secret\n");
+    ASSERT_TRUE(process->answers("late", "jdoe.sales.acme\n")) << process->shown();
+    ASSERT_TRUE(process->answers("Password: ", "secret\n"));
     EXPECT_TRUE(process->awaits("after\r\n")) << process->shown();
     EXPECT_EQ(process->finish(), 0);
 }
@@ -227,10 +209,8 @@ TEST_F(RunGuardTest, AfterAQuestionTheTimeGoesOn) {
     addOtherTree();
     start(std::string("WRITE \"waiting\"\nTREE OTHER/locked.sales.acme;wrong\nWRITE \"after\"\n") + endless,
           {"--time-limit", "2"});
-    ASSERT_TRUE(process->awaits("User name"));
-    process->type("jdoe.sales.acme\n");
-    ASSERT_TRUE(process->awaits("Password: "));
-    process->type("secret\n");
+    ASSERT_TRUE(process->answers("User name", "jdoe.sales.acme\n"));
+    ASSERT_TRUE(process->answers("Password: ", "secret\n"));
     EXPECT_TRUE(process->awaits("after\r\n")) << process->shown();
     EXPECT_EQ(process->finish(), out_of_time);
 }

@@ -13,7 +13,7 @@ namespace {
 class RunTest : public Site {
   protected:
     // Runs the scripts in a process of their own, so that neither the library's state nor the client's is shared.
-    // `body` gets the password of the request.
+    // `body` gets what the call needs.
     template <typename Body>
     Outcome inProcess(Body body) {
         Outcome outcome;
@@ -22,7 +22,10 @@ class RunTest : public Site {
             setenv("HOME", home.path().c_str(), 1);
             Secret password;
             memcpy(password.text(), "secret", sizeof "secret");
-            return body(&password);
+            OutputRelay relay;
+            Options options;
+            options.user = "jdoe.sales.acme";
+            return body(&password, &relay, options);
         });
         outcome.status = process.finish();
         outcome.out = process.shown();
@@ -33,13 +36,10 @@ class RunTest : public Site {
 } // namespace
 
 // The library leaves the session open then.
-TEST_F(RunTest, ATreeThatCannotBeFoundIsToldBehindTheOutput) {
-    Outcome outcome = inProcess([](Secret *password) {
-        OutputRelay relay;
-        Options options;
-        options.user = "jdoe.sales.acme";
+TEST_F(RunTest, ATreeThatCannotBeFoundIsReportedBehindTheOutput) {
+    Outcome outcome = inProcess([](Secret *password, OutputRelay *relay, Options options) {
         try {
-            return run_scripts(options, "NOTREE", password, &relay).status;
+            return run_scripts(options, "NOTREE", password, relay).status;
         } catch (const Failure &failure) {
             const bool wiped = *password->text() == '\0' && CurrentPassword == nullptr;
             return failure.status() == exit_tree && wiped && fd[1] == -1 ? 42 : 43;
@@ -50,11 +50,8 @@ TEST_F(RunTest, ATreeThatCannotBeFoundIsToldBehindTheOutput) {
 }
 
 TEST_F(RunTest, ThePasswordIsWipedAfterTheRun) {
-    Outcome outcome = inProcess([](Secret *password) {
-        OutputRelay relay;
-        Options options;
-        options.user = "jdoe.sales.acme";
-        const RunResult result = run_scripts(options, "ACME", password, &relay);
+    Outcome outcome = inProcess([](Secret *password, OutputRelay *relay, Options options) {
+        const RunResult result = run_scripts(options, "ACME", password, relay);
         static const char zeroes[6] = {};
         return result.status == 0 && result.outputError == 0 && memcmp(password->text(), zeroes, sizeof zeroes) == 0
                    ? 42
@@ -64,13 +61,10 @@ TEST_F(RunTest, ThePasswordIsWipedAfterTheRun) {
 }
 
 TEST_F(RunTest, WithoutAPipeNoScriptRuns) {
-    Outcome outcome = inProcess([](Secret *password) {
-        OutputRelay relay;
-        Options options;
-        options.user = "jdoe.sales.acme";
+    Outcome outcome = inProcess([](Secret *password, OutputRelay *relay, Options options) {
         allow_descriptors(0);
         try {
-            run_scripts(options, "ACME", password, &relay);
+            run_scripts(options, "ACME", password, relay);
         } catch (const Failure &failure) {
             const std::string why = failure.what();
             return failure.status() == exit_system && why == "cannot create a pipe for the scripts' output" ? 42 : 43;
@@ -83,12 +77,9 @@ TEST_F(RunTest, WithoutAPipeNoScriptRuns) {
 
 TEST_F(RunTest, TheTraceLevelIsTheOneThatWasAskedFor) {
     for (const std::optional<int> level : {std::optional<int>(), std::optional<int>(0), std::optional<int>(3)}) {
-        Outcome outcome = inProcess([level](Secret *password) {
-            OutputRelay relay;
-            Options options;
-            options.user = "jdoe.sales.acme";
+        Outcome outcome = inProcess([level](Secret *password, OutputRelay *relay, Options options) {
             options.debugLevel = level;
-            run_scripts(options, "ACME", password, &relay);
+            run_scripts(options, "ACME", password, relay);
             return debug_level;
         });
         EXPECT_EQ(outcome.status, level.value_or(0));

@@ -1,11 +1,9 @@
-// Where the password comes from, and what the system does with the pages of the block that holds it.
+// Where the password comes from, and what the system does with the pages of the block that contains it.
 #include "platform/common/secret.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
-#include <unistd.h>
 #include <csignal>
 #include <cstring>
 
@@ -17,7 +15,7 @@ namespace {
 
 using testing::HasSubstr;
 
-// A descriptor that holds the text and its end.
+// A descriptor with the text and its end.
 int holding(const std::string &text) {
     int ends[2];
     if (pipe(ends) != 0 || write(ends[1], text.data(), text.size()) != static_cast<ssize_t>(text.size())) abort();
@@ -38,7 +36,7 @@ bool is_null_device(int descriptor) {
     return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(descriptor)) == "/dev/null";
 }
 
-// What the system does with the pages that hold this address, as in /proc/self/smaps.
+// What the system does with the pages of this address, as in /proc/self/smaps.
 std::string flags_of(const void *address) {
     const std::string maps = file_text("/proc/self/smaps");
     char start[32];
@@ -52,6 +50,7 @@ std::string flags_of(const void *address) {
 TEST(SecretTest, IsTheFirstLine) {
     for (const char *text : {"secret", "secret\n", "secret\nmore\n"}) EXPECT_EQ(read_from(holding(text)), "secret");
     EXPECT_EQ(read_from(holding("x")), "x");
+    EXPECT_EQ(read_from(holding(" x ")), " x ");
     EXPECT_EQ(read_from(holding(std::string(1024, 'x') + "\n")), std::string(1024, 'x'));
     EXPECT_EQ(read_from(holding(std::string(1024, 'x'))), std::string(1024, 'x'));
     EXPECT_EQ(read_from(holding(std::string(1025, 'x'))), "2 the password is too long");

@@ -1,6 +1,5 @@
 // What scripts write does not take a terminal over; what their programs write reaches it as it is, and so does
 // everything where no terminal shows it.
-#include <sys/stat.h>
 
 #include "tests/support/site.h"
 
@@ -30,12 +29,6 @@ std::string statement() {
 
 class TerminalOutput : public Site {
   protected:
-    void program(const std::string &name, const std::string &text) const {
-        site.write(name, "#!/bin/sh\n" + text);
-        chmod(site.path(name).c_str(), 0700);
-    }
-    std::string running(const std::string &name) const { return "#" + site.path(name); }
-
     // What a terminal gets of a login with the words, whose output goes where `redirected` says.
     std::string shown(const Words &words = {}, const std::string &redirected = "") {
         site.write("password", "secret\n");
@@ -68,9 +61,9 @@ TEST_F(TerminalOutput, IsAsItWasWrittenWithRawOutput) {
 
 TEST_F(TerminalOutput, IsAsItWasWrittenWhereNoTerminalShowsIt) {
     userScript(statement());
-    EXPECT_EQ(login().out, login_head + std::string(hostile) + "\n");
+    EXPECT_EQ(login().out, login_head + hostile + "\n");
     shown({}, " >" + site.path("out"));
-    EXPECT_EQ(file_text(site.path("out")), login_head + std::string(hostile) + "\n");
+    EXPECT_EQ(file_text(site.path("out")), login_head + hostile + "\n");
 }
 
 TEST_F(TerminalOutput, OfValuesAndNamesShowsWhatATerminalWouldObey) {
@@ -103,7 +96,7 @@ TEST_F(TerminalOutput, OfProgramsIsAsItWasWritten) {
         "1m\x1B[?1049l";
     site.write("drawing", drawing);
     program("edit", "cat " + site.path("drawing") + "; cat " + site.path("drawing") + " >&2; echo\n");
-    userScript("WRITE \"\x1B[1m\"\n" + running("edit") + "\nWRITE \"\x1B[0m\"\n");
+    userScript("WRITE \"\x1B[1m\"\n" + running("edit") + "WRITE \"\x1B[0m\"\n");
     EXPECT_THAT(shown(), HasSubstr("SRV1\r\n\\x1B[1m\r\n" + drawing + drawing + "\r\n\\x1B[0m\r\n"));
 }
 

@@ -2,7 +2,6 @@
 #include "tools/qrtlogin/terminal_streams.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <cerrno>

@@ -7,6 +7,7 @@
 // All results have to be as platform/zk.h says. Afterwards nothing may be open, and a plain login is what it always is.
 #include <algorithm>
 #include <cstdio>
+#include <map>
 
 #include "platform/client/session/trees.h"
 #include "platform/zk.h"
@@ -175,58 +176,25 @@ static void who_am_i(const Session &session) {
 }
 
 static void step(const Session &session, char letter) {
-    switch (letter) {
-        case 'l':
-            result_code(ZKDSLoginEx(session.context, "jdoe", 2, "sunflower"));
-            break;
-        case 'L':
-            result_code(ZKDSLoginEx(session.context, "CN=jdoe", 2, "sunflower"));
-            break;
-        case 'o':
-            result_code(ZKDSLogout(session.context));
-            break;
-        case 'w':
-            who_am_i(session);
-            break;
-        case 'i':
-            read_info(session, "jdoe");
-            break;
-        case 'r':
-            read_info(session, "[Root]");
-            break;
-        case 'a':
-            read_values(session, "jdoe", ZK_INFO_NAMES_AND_VALUES, 65536);
-            break;
-        case 'b':
-            read_values(session, "jdoe", ZK_INFO_NAMES_AND_VALUES, 200);
-            break;
-        case 'n':
-            read_values(session, "CN=jdoe", ZK_INFO_NAMES, 256);
-            break;
-        case 'g':
-            read_values(session, "staff.", ZK_INFO_NAMES_AND_VALUES, 4096);
-            break;
-        case 'v':
-            read_values(session, "SRV1_SYS", ZK_INFO_NAMES_AND_VALUES, 4096);
-            break;
-        case 's':
-            read_stream(session, "jdoe");
-            break;
-        case 'p':
-            result_check_path("SRV1/SYS:public/bin");
-            break;
-        case 'd':
-            result_check_path("SYS:public");
-            break;
-        case 'f':
-            result_check_server("SRV1", "jdoe.sales", "sunflower");
-            break;
-        case 't':
-            result_check_server(session.tree.data(), "jdoe.sales", "sunflower");
-            break;
-        default:
-            break;
-    }
+    static const std::map<char, void (*)(const Session &)> steps = {
+        {'l', [](const Session &it) { result_code(ZKDSLoginEx(it.context, "jdoe", 2, "sunflower")); }},
+        {'L', [](const Session &it) { result_code(ZKDSLoginEx(it.context, "CN=jdoe", 2, "sunflower")); }},
+        {'o', [](const Session &it) { result_code(ZKDSLogout(it.context)); }},
+        {'w', [](const Session &it) { who_am_i(it); }},
+        {'i', [](const Session &it) { read_info(it, "jdoe"); }},
+        {'r', [](const Session &it) { read_info(it, "[Root]"); }},
+        {'a', [](const Session &it) { read_values(it, "jdoe", ZK_INFO_NAMES_AND_VALUES, 65536); }},
+        {'b', [](const Session &it) { read_values(it, "jdoe", ZK_INFO_NAMES_AND_VALUES, 200); }},
+        {'n', [](const Session &it) { read_values(it, "CN=jdoe", ZK_INFO_NAMES, 256); }},
+        {'g', [](const Session &it) { read_values(it, "staff.", ZK_INFO_NAMES_AND_VALUES, 4096); }},
+        {'v', [](const Session &it) { read_values(it, "SRV1_SYS", ZK_INFO_NAMES_AND_VALUES, 4096); }},
+        {'s', [](const Session &it) { read_stream(it, "jdoe"); }},
+        {'p', [](const Session &) { result_check_path("SRV1/SYS:public/bin"); }},
+        {'d', [](const Session &) { result_check_path("SYS:public"); }},
+        {'f', [](const Session &) { result_check_server("SRV1", "jdoe.sales", "sunflower"); }},
+        {'t', [](const Session &it) { result_check_server(it.tree.data(), "jdoe.sales", "sunflower"); }},
+    };
+    if (const auto found = steps.find(letter); found != steps.end()) found->second(session);
     result_check_error_text();
     FUZZ_CHECK(!waiting);
 }

@@ -177,7 +177,7 @@ static bool same_value(const EntryValue &a, const EntryValue &b) {
     return a.attribute == b.attribute && a.text == b.text;
 }
 
-// Whatever a server shows, the copy can be read, and holds it.
+// Whatever a server shows, the copy can be read, and contains it.
 static void write_copy(std::string_view text) {
     const std::vector<EntryPtr> entries = shown(text);
     const LdapCopy copy(tree(), base(), "site");

@@ -5,28 +5,26 @@
 #include "platform/zk.h"
 
 static constexpr int allowance = 250;
-static constexpr uint32_t world_codes[] = {
-    ZKE_VOLUME_UNKNOWN,
-    ZKE_OTHER_IDENTITY,
-    ZKE_CONN_INVALID,
-    ZKE_SERVER_NOT_FOUND,
-    ZKE_NO_SUCH_ATTRIBUTE,
-    ZKE_NO_SUCH_VALUE,
-    ZKE_NO_SUCH_ENTRY,
-    ZKE_TREE_NOT_FOUND,
-    ZKE_BAD_CONTEXT,
-    ZKE_WRONG_PASSWORD,
-    ZKE_NO_ACCESS,
-    ZKE_DIRECTORY_UNREACHABLE,
-    ZKE_BAD_DIRECTORY_DATA,
-    ZKE_MALFORMED_NAME,
-    ZKE_BUFFER_TOO_SMALL,
-    ZKE_BAD_HANDLE,
-    ZKE_NO_MORE_ENTRIES,
-    ZKE_NO_MEMORY,
-    0x10000,
-    0x7FFF,
-};
+static constexpr uint32_t world_codes[] = {ZKE_VOLUME_UNKNOWN,
+                                           ZKE_OTHER_IDENTITY,
+                                           ZKE_CONN_INVALID,
+                                           ZKE_SERVER_NOT_FOUND,
+                                           ZKE_NO_SUCH_ATTRIBUTE,
+                                           ZKE_NO_SUCH_VALUE,
+                                           ZKE_NO_SUCH_ENTRY,
+                                           ZKE_TREE_NOT_FOUND,
+                                           ZKE_BAD_CONTEXT,
+                                           ZKE_WRONG_PASSWORD,
+                                           ZKE_NO_ACCESS,
+                                           ZKE_DIRECTORY_UNREACHABLE,
+                                           ZKE_BAD_DIRECTORY_DATA,
+                                           ZKE_MALFORMED_NAME,
+                                           ZKE_BUFFER_TOO_SMALL,
+                                           ZKE_BAD_HANDLE,
+                                           ZKE_NO_MORE_ENTRIES,
+                                           ZKE_NO_MEMORY,
+                                           0x10000,
+                                           0x7FFF};
 static constexpr size_t lengths[] = {0, 1, 2, 31, 48, 255, 256, 511, 512, 1024};
 
 static std::string_view rest;

@@ -2,6 +2,9 @@
 // platform/treelogin.h, answered from answers.h. Within their contract they are as hostile as they can be: lengths up
 // to the limit, texts without their NUL where a size is given, counts and sizes that lie, pointers that lead nowhere.
 //
+// There are two clients: this one costs nothing and lies as the input says, tests/client_spy records calls and answers
+// what a test has put into its tables; they share no code, since a record and tables would slow every input down.
+//
 // What the library must not do is checked: a handle, a buffer or a file used after it was given back, one left open,
 // a password that was not wiped.
 #ifndef FUZZ_WORLD_CLIENT_H

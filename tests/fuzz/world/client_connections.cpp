@@ -1,5 +1,4 @@
 // Connections, paths, drives.
-#include <algorithm>
 #include <cstring>
 
 #include "platform/zk.h"
@@ -29,8 +28,7 @@ static uint32_t open_connection(uint32_t *connection) {
 
 uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char *volume, char *rest) {
     client_text_in(path);
-    const uint32_t code = open_connection(connection);
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = open_connection(connection)) return code;
     text_out(server, ZK_SERVER_NAME_SIZE, "SRV1");
     text_out(volume, 65, "SYS");
     text_out(rest, 256, "public");
@@ -38,16 +36,14 @@ uint32_t ZKParsePath(const char *path, char *server, uint32_t *connection, char 
 }
 
 uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size) {
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = answers_code()) return code;
     if (!buffer) *size = std::min<uint32_t>(answers_number(64), 65536);
     return ZK_OK;
 }
 
 uint32_t ZKEnumMappedDrives(const void *, uint32_t *cursor, uint32_t *attribute, uint32_t localSize, char *localPath,
                             uint32_t targetSize, char *target) {
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = answers_code()) return code;
     if (*cursor == 3) return ZKE_NO_MORE_ENTRIES;
     static constexpr std::string_view links[] = {"/home/fuzz/F", "/home/fuzz/G", "/home/fuzz/S1"};
     *attribute = 0;
@@ -73,8 +69,7 @@ uint32_t ZKCCScanConnInfo(uint32_t *, uint32_t, const void *value, uint32_t, uin
 }
 
 uint32_t ZKCCGetConnInfo(uint32_t, uint32_t item, uint32_t size, void *value) {
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = answers_code()) return code;
     auto *out = static_cast<char *>(value);
     if (item == ZK_INFO_TREE_NAME) {
         field_out(out, size, "ACME_TREE_______________________");

@@ -17,6 +17,11 @@ void client_context_used(uint32_t context) {
     FUZZ_CHECK(context > contexts_made || !context_freed[context]);
 }
 
+uint32_t client_code(uint32_t context) {
+    client_context_used(context);
+    return answers_code();
+}
+
 void client_name_out(char *out, std::string_view ordinary) {
     if (!out) return;
     const std::string_view text = answers_text(ordinary, ZK_MAX_NAME);
@@ -61,8 +66,7 @@ uint32_t ZKGetLastErrorText(uint32_t size, char *text) {
 }
 
 uint32_t ZKDSCreateContextHandle(uint32_t *context) {
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = answers_code()) return code;
     if (contexts_made + 1 == most_contexts) return ZKE_NO_MEMORY;
     context_freed[++contexts_made] = false;
     *context = contexts_made;
@@ -83,9 +87,7 @@ uint32_t ZKDSSetContext(uint32_t context, int key, const void *value) {
 }
 
 uint32_t ZKDSGetContext(uint32_t context, int key, void *value) {
-    client_context_used(context);
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = client_code(context)) return code;
     if (key == DCK_FLAGS)
         memcpy(value, &flags, sizeof flags);
     else if (key == DCK_LAST_CONNECTION)
@@ -96,8 +98,7 @@ uint32_t ZKDSGetContext(uint32_t context, int key, void *value) {
 }
 
 uint32_t ZKDSWhoAmI(uint32_t context, char *name) {
-    client_context_used(context);
-    const uint32_t code = answers_code();
+    const uint32_t code = client_code(context);
     if (code == ZK_OK) client_name_out(name, "CN=jdoe.OU=sales.O=acme");
     return code;
 }
@@ -108,34 +109,29 @@ uint32_t ZKDSCanDSAuthenticate(uint32_t context) {
 }
 
 uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t, const char *password) {
-    client_context_used(context);
     client_text_in(object);
     client_text_in(password);
-    return answers_code();
+    return client_code(context);
 }
 
 uint32_t ZKDSLogout(uint32_t context) {
-    client_context_used(context);
-    return answers_code();
+    return client_code(context);
 }
 
 uint32_t ZKDSAuthenticateConnEx(uint32_t context, uint32_t) {
-    client_context_used(context);
-    return answers_code();
+    return client_code(context);
 }
 
 uint32_t ZKDSCanonicalizeName(uint32_t context, const char *name, char *canonical) {
-    client_context_used(context);
     client_text_in(name);
-    const uint32_t code = answers_code();
+    const uint32_t code = client_code(context);
     if (code == ZK_OK) client_name_out(canonical, name);
     return code;
 }
 
 uint32_t ZKDSAbbreviateName(uint32_t context, const char *name, char *abbreviated) {
-    client_context_used(context);
     client_text_in(name);
-    const uint32_t code = answers_code();
+    const uint32_t code = client_code(context);
     if (code == ZK_OK) client_name_out(abbreviated, name);
     return code;
 }

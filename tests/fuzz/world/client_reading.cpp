@@ -39,8 +39,7 @@ static void buffer_used(const ZKDSBuffer *buffer) {
 }
 
 uint32_t ZKDSAllocBuf(uint32_t, ZKDSBuffer **buffer) {
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = answers_code()) return code;
     auto *free_one = std::find_if(buffers, buffers + most_buffers, [](const ZKDSBuffer &one) { return !one.open; });
     if (free_one == buffers + most_buffers) return ZKE_NO_MEMORY;
     free_one->open = true;
@@ -57,9 +56,8 @@ uint32_t ZKDSFreeBuf(ZKDSBuffer *buffer) {
 }
 
 uint32_t ZKDSInitBuf(uint32_t context, uint32_t, ZKDSBuffer *buffer) {
-    client_context_used(context);
     buffer_used(buffer);
-    return answers_code();
+    return client_code(context);
 }
 
 uint32_t ZKDSPutAttrName(uint32_t context, ZKDSBuffer *buffer, const char *attribute) {
@@ -72,11 +70,9 @@ uint32_t ZKDSPutAttrName(uint32_t context, ZKDSBuffer *buffer, const char *attri
 }
 
 static uint32_t read_reply(uint32_t context, const ZKDSBuffer *request, int32_t *iteration, ZKDSBuffer *reply) {
-    client_context_used(context);
     buffer_used(request);
     buffer_used(reply);
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = client_code(context)) return code;
     memcpy(reply->requested, request->requested, sizeof reply->requested);
     *iteration = answers_byte() == '+' ? 1 : ZK_NO_MORE_ITERATIONS;
     return ZK_OK;
@@ -94,9 +90,8 @@ uint32_t ZKDSReadAttrDef(uint32_t context, uint32_t, uint32_t, ZKDSBuffer *reque
 }
 
 uint32_t ZKDSGetAttrCount(uint32_t context, ZKDSBuffer *reply, uint32_t *count) {
-    client_context_used(context);
     buffer_used(reply);
-    const uint32_t code = answers_code();
+    const uint32_t code = client_code(context);
     if (code == ZK_OK) *count = answers_number(1);
     return code;
 }
@@ -110,10 +105,8 @@ static uint32_t answered_syntax() {
 }
 
 uint32_t ZKDSGetAttrName(uint32_t context, ZKDSBuffer *reply, char *attribute, uint32_t *valueCount, uint32_t *syntax) {
-    client_context_used(context);
     buffer_used(reply);
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = client_code(context)) return code;
     const std::string_view name = answers_text(reply->requested, ZK_MAX_ATTR_NAME);
     memmove(attribute, name.data(), name.size());
     attribute[name.size()] = '\0';
@@ -146,8 +139,7 @@ uint32_t ZKDSComputeAttrValSize(uint32_t context, ZKDSBuffer *reply, uint32_t sy
     client_context_used(context);
     buffer_used(reply);
     block_length = 0; // of a value without a size there is nothing to copy
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = answers_code()) return code;
     const std::string_view text = answers_text("value", ZK_MAX_NAME);
     const size_t layout = layout_size(syntax);
     memset(block, 0, layout);
@@ -224,10 +216,8 @@ static void put_layout(uint32_t syntax, char *value) {
 }
 
 uint32_t ZKDSGetAttrVal(uint32_t context, ZKDSBuffer *reply, uint32_t syntax, void *value) {
-    client_context_used(context);
     buffer_used(reply);
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = client_code(context)) return code;
     memcpy(value, block, block_length);
     const size_t layout = layout_size(syntax);
     if (layout > 0 && layout <= block_length) put_layout(syntax, static_cast<char *>(value));
@@ -235,10 +225,8 @@ uint32_t ZKDSGetAttrVal(uint32_t context, ZKDSBuffer *reply, uint32_t syntax, vo
 }
 
 uint32_t ZKDSReadObjectInfo(uint32_t context, const char *object, char *distinguishedName, ZKDSObjectInfo *info) {
-    client_context_used(context);
     client_text_in(object);
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = client_code(context)) return code;
     client_name_out(distinguishedName, object);
     if (info) {
         *info = {};
@@ -249,21 +237,18 @@ uint32_t ZKDSReadObjectInfo(uint32_t context, const char *object, char *distingu
 }
 
 uint32_t ZKDSOpenStream(uint32_t context, const char *object, const char *attribute, uint32_t, uint32_t *file) {
-    client_context_used(context);
     client_text_in(object);
     client_text_in(attribute);
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = client_code(context)) return code;
     *file = 301;
     open_files++;
     return ZK_OK;
 }
 
-// A stream is empty unless the answers say what it holds.
+// A stream is empty unless the answers say what it contains.
 uint32_t ZKReadFile(uint32_t, uint32_t count, uint32_t *bytesRead, void *data) {
     FUZZ_CHECK(open_files > 0);
-    const uint32_t code = answers_code();
-    if (code != ZK_OK) return code;
+    if (const uint32_t code = answers_code()) return code;
     const std::string_view text = answers_text("", count);
     memcpy(data, text.data(), text.size());
     *bytesRead = static_cast<uint32_t>(text.size());

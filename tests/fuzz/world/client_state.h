@@ -8,6 +8,8 @@
 
 // Fails when the handle has been given back. A handle that never was one is the client's to refuse.
 void client_context_used(uint32_t context);
+// The same, and the code of the call.
+uint32_t client_code(uint32_t context);
 // Writes an answered name of at most ZK_MAX_NAME bytes and its NUL; `out` may be null.
 void client_name_out(char *out, std::string_view ordinary);
 // Reads the text to its end, so that one without its NUL is noticed.

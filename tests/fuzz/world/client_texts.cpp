@@ -38,8 +38,7 @@ char *client_lend(std::string_view text, bool secret) {
 }
 
 // free() as the library calls it.
-extern "C" void fuzz_free(void *block);
-void fuzz_free(void *block) {
+extern "C" void fuzz_free(void *block) {
     const auto at = reinterpret_cast<uintptr_t>(block);
     const auto first = reinterpret_cast<uintptr_t>(lent);
     if (at < first || at >= first + sizeof lent) {

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -47,21 +46,6 @@ void files_check_closed() {
 // ---- the calls of the C library that the code under test makes ----
 
 extern "C" {
-int fuzz_open(const char *path, int flags, ...);
-int fuzz_openat(int folder, const char *name, int flags, ...);
-int fuzz_openat_2(int folder, const char *name, int flags);
-int fuzz_close(int descriptor);
-int fuzz_fstat(int descriptor, struct stat *status);
-ssize_t fuzz_read(int descriptor, void *data, size_t size);
-ssize_t fuzz_write(int descriptor, const void *data, size_t size);
-ssize_t fuzz_readlinkat(int descriptor, const char *name, char *target, size_t size);
-int fuzz_renameat(int fromFolder, const char *from, int toFolder, const char *to);
-int fuzz_unlinkat(int folder, const char *name, int flags);
-int fuzz_mkdirat(int folder, const char *name, mode_t mode);
-FILE *fuzz_fopen(const char *path, const char *mode);
-char *fuzz_realpath(const char *path, char *resolved);
-}
-
 static int open_as(mode_t mode, std::string_view content, const std::string &path) {
     auto *file = std::find_if(files, files + most_files, [](const OpenFile &one) { return !one.open; });
     FUZZ_CHECK(file != files + most_files);
@@ -175,6 +159,8 @@ char *fuzz_realpath(const char *path, char *) {
     }
     return strdup(path);
 }
+
+} // extern "C"
 
 // ---- the sink ----
 

@@ -258,7 +258,7 @@ int take_connection(int descriptor) {
 }
 
 // A request begins with its number and its kind, each message in one piece: 30 length 02 size number kind ...
-void told(int descriptor, std::string_view bytes) {
+void heard(int descriptor, std::string_view bytes) {
     FUZZ_CHECK(bytes.size() > 6);
     if (bytes[0] != 0x30) return; // TLS
     const auto first = static_cast<unsigned char>(bytes[1]);
@@ -287,7 +287,7 @@ ssize_t say(int descriptor, char *to, size_t size) {
     return static_cast<ssize_t>(count);
 }
 
-const NetworkPeer server = {take_connection, told, say};
+const NetworkPeer server = {take_connection, heard, say};
 
 } // namespace
 

@@ -2,10 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/types.h>
-
 #include <cerrno>
-#include <cstdio>
 #include <optional>
 #include <string_view>
 
@@ -42,12 +39,6 @@ void links_start(const char *directory) {
 // ---- the calls of the C library that the code under test makes ----
 
 extern "C" {
-int fuzz_stat(const char *path, struct stat *status);
-int fuzz_fstatat(int folder, const char *name, struct stat *status, int flags);
-int fuzz_symlinkat(const char *target, int folder, const char *name);
-int fuzz_renameat2(int fromFolder, const char *from, int toFolder, const char *to, unsigned flags);
-}
-
 static int failed(int error) {
     errno = error;
     return -1;
@@ -82,3 +73,5 @@ int fuzz_renameat2(int, const char *from, int, const char *to, unsigned flags) {
     links.erase(from);
     return 0;
 }
+
+} // extern "C"

@@ -1,10 +1,5 @@
 // The catalogue as the code under test sees it: there are no translations.
 extern "C" {
-char *fuzz_dcgettext(const char *domain, const char *message, int category);
-char *fuzz_dgettext(const char *domain, const char *message);
-char *fuzz_dngettext(const char *domain, const char *one, const char *many, unsigned long count);
-}
-
 char *fuzz_dcgettext(const char *, const char *message, int) {
     return const_cast<char *>(message);
 }
@@ -16,3 +11,5 @@ char *fuzz_dgettext(const char *, const char *message) {
 char *fuzz_dngettext(const char *, const char *one, const char *many, unsigned long count) {
     return const_cast<char *>(count == 1 ? one : many);
 }
+
+} // extern "C"

@@ -6,7 +6,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <vector>
@@ -37,17 +36,6 @@ void network_check_closed() {
 // ---- the calls of the C library that the code under test makes ----
 
 extern "C" {
-int fuzz_socket(int domain, int type, int protocol);
-int fuzz_ioctl(int descriptor, unsigned long request, ...);
-int fuzz_connect(int descriptor, const sockaddr *address, socklen_t length);
-int fuzz_getsockopt(int descriptor, int level, int option, void *value, socklen_t *size);
-int fuzz_setsockopt(int descriptor, int level, int option, const void *value, socklen_t size);
-int fuzz_poll(pollfd *files, nfds_t count, int timeout);
-ssize_t fuzz_send(int descriptor, const void *data, size_t size, int flags);
-ssize_t fuzz_recv(int descriptor, void *data, size_t size, int flags);
-int fuzz_getaddrinfo(const char *host, const char *port, const addrinfo *hints, addrinfo **found);
-void fuzz_freeaddrinfo(addrinfo *list);
-}
 
 // libldap waits for the descriptor itself: the null device is ready at once, for reading and for writing.
 int fuzz_socket(int, int, int) {
@@ -92,7 +80,7 @@ int fuzz_poll(pollfd *files, nfds_t, int) {
 }
 
 ssize_t fuzz_send(int descriptor, const void *data, size_t size, int) {
-    network_peer->told(descriptor, {static_cast<const char *>(data), size});
+    network_peer->heard(descriptor, {static_cast<const char *>(data), size});
     return static_cast<ssize_t>(size);
 }
 
@@ -127,3 +115,5 @@ int fuzz_getaddrinfo(const char *host, const char *, const addrinfo *, addrinfo 
 void fuzz_freeaddrinfo(addrinfo *list) {
     free(list);
 }
+
+} // extern "C"

@@ -10,8 +10,8 @@
 struct NetworkPeer {
     // Takes a connection: 0, or what connect() fails with.
     int (*take)(int descriptor);
-    // Has been told these bytes.
-    void (*told)(int descriptor, std::string_view bytes);
+    // Has been heard these bytes.
+    void (*heard)(int descriptor, std::string_view bytes);
     // What it says next: bytes, 0 when it closes, or the negative of an error; -EAGAIN: it is silent for longer than
     // anybody waits.
     ssize_t (*say)(int descriptor, char *to, size_t size);

@@ -1,16 +1,9 @@
 // libcrypt as the code under test sees it. A hash is what stands before the last "$" and then the password as it is:
 // the real ones take their time on purpose.
 #include <crypt.h>
-
-#include <algorithm>
 #include <string>
 
 extern "C" {
-char *fuzz_crypt_rn(const char *password, const char *setting, void *data, int size);
-char *fuzz_crypt_gensalt_rn(const char *prefix, unsigned long rounds, const char *random, int size, char *out,
-                            int outSize);
-}
-
 char *fuzz_crypt_rn(const char *password, const char *setting, void *data, int) {
     std::string hash = setting;
     if (hash.empty() || hash[0] != '$') return nullptr;
@@ -26,3 +19,5 @@ char *fuzz_crypt_gensalt_rn(const char *, unsigned long, const char *, int, char
     out[salt.copy(out, static_cast<size_t>(outSize) - 1)] = '\0';
     return out;
 }
+
+} // extern "C"

@@ -4,8 +4,6 @@
 #include <pwd.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <csignal>
 
@@ -25,19 +23,6 @@ static int variables_used;
 // ---- the calls of the C library that the code under test makes ----
 
 extern "C" {
-char *fuzz_getenv(const char *name);
-char *fuzz_secure_getenv(const char *name);
-int fuzz_setenv(const char *name, const char *value, int overwrite);
-pid_t fuzz_fork(void);
-pid_t fuzz_waitpid(pid_t child, int *status, int options);
-int fuzz_pthread_sigmask(int how, const sigset_t *set, sigset_t *before);
-int fuzz_sigaction(int number, const struct sigaction *action, struct sigaction *before);
-long fuzz_sysconf(int name);
-time_t fuzz_time(time_t *out);
-struct passwd *fuzz_getpwuid(uid_t user);
-int fuzz_uname(struct utsname *names);
-}
-
 static Variable *find(std::string_view name) {
     for (int i = 0; i < variables_used; i++)
         if (std::string_view(variables[i].text, variables[i].nameLength) == name) return &variables[i];
@@ -73,15 +58,6 @@ int fuzz_setenv(const char *name, const char *value, int overwrite) {
     variable->text[length] = '=';
     memcpy(variable->text + length + 1, value, valueLength + 1);
     return 0;
-}
-
-void process_start() {
-    variables_used = 0;
-    fuzz_setenv("HOME", "/home/fuzz", 1);
-}
-
-void process_set(const char *name, const char *value) {
-    FUZZ_CHECK(fuzz_setenv(name, value, 1) == 0);
 }
 
 // Every program starts, in the eyes of its parent.
@@ -132,4 +108,15 @@ int fuzz_uname(struct utsname *names) {
     memcpy(names->machine, "x86_64", sizeof "x86_64");
     memcpy(names->release, "6.1.0", sizeof "6.1.0");
     return 0;
+}
+
+} // extern "C"
+
+void process_start() {
+    variables_used = 0;
+    fuzz_setenv("HOME", "/home/fuzz", 1);
+}
+
+void process_set(const char *name, const char *value) {
+    FUZZ_CHECK(fuzz_setenv(name, value, 1) == 0);
 }

@@ -8,20 +8,18 @@
 #include "platform/zk.h"
 #include "tests/fuzz/fuzz.h"
 
-static constexpr uint32_t codes[] = {
-    ZK_OK,
-    ZKE_VOLUME_UNKNOWN,
-    ZKE_OTHER_IDENTITY,
-    ZKE_CONN_INVALID,
-    ZKE_SERVER_NO_SLOTS,
-    ZKE_SERVER_NOT_FOUND,
-    ZKE_DIFF_OBJECT_ALREADY_AUTHEN,
-    ZKE_NO_SUCH_ATTRIBUTE,
-    ZKE_NO_SUCH_VALUE,
-    ZKE_NO_SUCH_ENTRY,
-    ZKE_TREE_NOT_FOUND,
-    ZKE_BAD_CONTEXT,
-};
+static constexpr uint32_t codes[] = {ZK_OK,
+                                     ZKE_VOLUME_UNKNOWN,
+                                     ZKE_OTHER_IDENTITY,
+                                     ZKE_CONN_INVALID,
+                                     ZKE_SERVER_NO_SLOTS,
+                                     ZKE_SERVER_NOT_FOUND,
+                                     ZKE_DIFF_OBJECT_ALREADY_AUTHEN,
+                                     ZKE_NO_SUCH_ATTRIBUTE,
+                                     ZKE_NO_SUCH_VALUE,
+                                     ZKE_NO_SUCH_ENTRY,
+                                     ZKE_TREE_NOT_FOUND,
+                                     ZKE_BAD_CONTEXT};
 
 uint32_t result_code(uint32_t code) {
     const bool own = (code >= ZKE_WRONG_PASSWORD && code <= ZKE_NO_ACCESS) ||

@@ -3,7 +3,6 @@
 #include <poll.h>
 #include <readpassphrase.h>
 #include <sys/types.h>
-
 #include <cerrno>
 #include <csignal>
 
@@ -50,18 +49,6 @@ static char take_event() {
 // ---- the calls of the C library that the prompts make ----
 
 extern "C" {
-int fuzz_open(const char *path, int flags, ...);
-int fuzz_close(int file);
-ssize_t fuzz_read(int file, void *data, size_t size);
-ssize_t fuzz_write(int file, const void *data, size_t size);
-int fuzz_ppoll(struct pollfd *files, nfds_t count, const struct timespec *timeout, const sigset_t *mask);
-int fuzz_sigaction(int number, const struct sigaction *action, struct sigaction *before);
-int fuzz_pthread_sigmask(int how, const sigset_t *set, sigset_t *before);
-int fuzz_raise(int number);
-char *fuzz_readpassphrase(const char *prompt, char *answer, size_t size, int flags);
-void fuzz_free(void *block);
-}
-
 void fuzz_free(void *block) {
     free(block);
 }
@@ -148,3 +135,5 @@ char *fuzz_readpassphrase(const char *prompt, char *answer, size_t size, int) {
     answer[length] = '\0';
     return answer;
 }
+
+} // extern "C"
