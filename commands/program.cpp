@@ -18,6 +18,9 @@
 #include "qrtscript.h"
 #include "script/parser.h"
 
+void (*qrt_before_program)() = nullptr;
+void (*qrt_in_program)() = nullptr;
+
 // The programs started without waiting that have not been reaped.
 static std::vector<pid_t> background;
 
@@ -25,9 +28,9 @@ static void forget(pid_t child) {
     background.erase(std::remove(background.begin(), background.end(), child), background.end());
 }
 
-// From here to the end of run_child only async-signal-safe calls, and nothing that the caller would miss is written: the
-// child runs in the caller's memory until it becomes the program. A copy, which fork() makes, takes a time that grows
-// with the memory of the caller.
+// From here to the end of run_child only async-signal-safe calls, and nothing that the caller would miss is written:
+// the child runs in the caller's memory until it becomes the program. A copy, which fork() makes, takes a time that
+// grows with the memory of the caller.
 
 // Closing what was open is bounded by the limit only where the kernel has no call for it.
 static void close_descriptors() {
@@ -67,6 +70,7 @@ static void reset_signals() {
 [[noreturn]] static void run_child(char *const *arguments, int output) {
     join_output(output);
     close_descriptors();
+    if (qrt_in_program != nullptr) qrt_in_program();
     reset_signals();
     execvp(arguments[0], arguments);
     // A program that cannot be started is required to look like one that succeeded.
@@ -82,6 +86,7 @@ __attribute__((noinline)) static pid_t start_child(char *const *arguments, int o
 }
 
 static pid_t start(std::vector<std::string> &words) {
+    if (qrt_before_program != nullptr) qrt_before_program();
     std::vector<char *> arguments;
     arguments.reserve(words.size() + 1);
     for (std::string &word : words) arguments.push_back(word.data());

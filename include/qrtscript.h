@@ -114,6 +114,13 @@ extern char *over_ride_profile;            /* Set by PROFILE. */
 extern int32_t use_default_script;    /* Initially 0. A caller can set it and see whether NO_DEFAULT has cleared it. The
                                        * library never reads it. */
 extern uint8_t bcntrlc;               /* Set by BREAK, read by cntrlcHandler. */
+
+/* Null, or called when a script starts a program: the first before that, the second in the new process, before it
+ * becomes the program. There it may only make calls that are safe in a signal handler, and the memory is still the
+ * caller's: pthread_atfork's functions are not called. Set by the caller. */
+extern void (*qrt_before_program)(void);
+extern void (*qrt_in_program)(void);
+
 extern uint8_t attachedCount;         /* not used by the library; for the calling program */
 extern char libtreeloginLocation[40]; /* not used by the library; for the calling program */
 extern char hostResName[19];          /* the attribute with a volume's name on its server */

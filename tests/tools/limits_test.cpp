@@ -54,7 +54,7 @@ TEST_F(LimitsTest, AnEarlierLowerLimitStays) {
 }
 
 TEST_F(LimitsTest, AScriptThatEatsMemoryEndsWithAMessage) {
-    userScript(grown("A", 10) + "AGAIN:\nSET A=\"%<A>y\"\nGOTO AGAIN\n");
+    userScript(grown("A", 10) + "AGAIN:\nSET A=\"%<A>%<A>\"\nGOTO AGAIN\n");
     const Outcome outcome = loginWithin("300000");
     EXPECT_EQ(outcome.status, 1) << outcome.err;
     EXPECT_THAT(outcome.out, HasSubstr("memory exhausted"));

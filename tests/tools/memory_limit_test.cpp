@@ -57,15 +57,30 @@ TEST(MemoryLimit, IsAGibibyteMoreThanTheProcessHasForAsLongAsItLives) {
     });
 }
 
-TEST(MemoryLimit, IsNotThatOfAChild) {
+TEST(MemoryLimit, IsPutBackInAProcessThatBecomesAProgram) {
+    in_own_process([] {
+        const rlim_t former = gibibyte << 20;
+        set_limit(former);
+        const MemoryLimit limit;
+        const pid_t child = fork();
+        if (child == 0) {
+            memory_limit_put_back();
+            _exit(limit_now() == former ? 42 : 43);
+        }
+        int status = 0;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(WEXITSTATUS(status), 42);
+        EXPECT_LT(limit_now(), former);
+    });
+}
+
+TEST(MemoryLimit, IsNotPutBackTwice) {
     in_own_process([] {
         set_limit(RLIM_INFINITY);
         { const MemoryLimit limit; }
         set_limit(gibibyte << 20);
-        EXPECT_TRUE(child_has(gibibyte << 20)) << "made after the limit's end";
-        const MemoryLimit limit;
-        EXPECT_TRUE(child_has(gibibyte << 20));
-        EXPECT_LT(limit_now(), gibibyte << 20);
+        memory_limit_put_back();
+        EXPECT_EQ(limit_now(), gibibyte << 20);
     });
 }
 

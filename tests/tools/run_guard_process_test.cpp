@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 
+#include "include/exported.h"
 #include "include/qrtscript.h"
 #include "platform/treelogin.h"
 #include "tests/support/own_process.h"
@@ -277,6 +278,19 @@ TEST(RunGuardProcess, TheTimeLimitEndsItBehindTheOutput) {
     EXPECT_EQ(outcome.status, exit_time_limit);
     EXPECT_THAT(outcome.out,
                 EndsWith("before\r\nqrtlogin: the scripts were ended at the time limit of 1 s (--time-limit)\r\n"));
+}
+
+// Such as one below a folder of PATH that does not answer: its start holds the thread of the scripts up.
+TEST(RunGuardProcess, AProgramThatDoesNotStartPreventsNothing) {
+    const Outcome outcome = ended([](Secret *password) {
+        const RunGuard guard(1, password);
+        qrt_in_program = [] {
+            for (;;) pause();
+        };
+        execute_command("true");
+    });
+    EXPECT_EQ(outcome.status, exit_time_limit);
+    EXPECT_THAT(outcome.out, EndsWith("(--time-limit)\r\n"));
 }
 
 // One that has not become its program yet has the handler and the guard's socket.

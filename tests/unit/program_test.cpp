@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -55,6 +56,32 @@ class ProgramTest : public SessionTest {
         return output();
     }
 };
+
+// A copy would take a time that grows with the caller's memory.
+TEST_F(ProgramTest, MakesNoCopyOfTheCaller) {
+    static bool isCopied = false;
+    ASSERT_EQ(pthread_atfork([] { isCopied = true; }, nullptr, nullptr), 0);
+    EXPECT_EQ(run("arguments a"), "[a]");
+    EXPECT_FALSE(isCopied);
+}
+
+TEST_F(ProgramTest, TheCallerIsAskedBeforeAndInTheNewProcess) {
+    static int before = 0;
+    qrt_before_program = [] { ++before; };
+    qrt_in_program = [] {
+        const rlimit none = {0, 0};
+        setrlimit(RLIMIT_CORE, &none);
+    };
+    folder_.script("limit", "ulimit -c");
+    EXPECT_EQ(run("limit"), "0\n");
+    execute_command_nowait("limit");
+    EXPECT_EQ(before, 2);
+    execute_command(" ");
+    EXPECT_EQ(before, 2) << "no program";
+    rlimit own = {};
+    EXPECT_EQ(getrlimit(RLIMIT_CORE, &own), 0);
+    EXPECT_NE(own.rlim_max, 0u) << "the caller keeps its limit";
+}
 
 TEST_F(ProgramTest, AnswersTheExitStatus) {
     EXPECT_EQ(execute_command("leave 0"), 0);

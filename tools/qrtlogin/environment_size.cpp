@@ -1,12 +1,10 @@
 #include "tools/qrtlogin/environment_size.h"
 
-#include <pthread.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <new>
 #include <string>
 
 #include "platform/catalogue.h"
@@ -63,9 +61,4 @@ void environment_size_check() noexcept {
     } catch (const std::exception &) {
         // Without memory there is no warning.
     }
-}
-
-void environment_size_check_forks() {
-    static const int problem = pthread_atfork(environment_size_check, nullptr, nullptr);
-    if (problem != 0) throw std::bad_alloc();
 }

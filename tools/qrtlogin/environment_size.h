@@ -7,7 +7,4 @@
 // system passes on, or all of them together are too long. The warning names the variable, or the longest of them.
 void environment_size_check() noexcept;
 
-// From here on each fork checks first.
-void environment_size_check_forks();
-
 #endif

@@ -1,6 +1,5 @@
 #include "tools/qrtlogin/memory_limit.h"
 
-#include <pthread.h>
 #include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
@@ -24,16 +23,14 @@ static rlim_t data_now() {
     return static_cast<rlim_t>(pages) * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
 }
 
-// In a child too, where only calls that are safe in a signal handler may be made.
-static void put_back() {
+void memory_limit_put_back() {
     if (is_lowered) setrlimit(RLIMIT_DATA, &former);
 }
 
 // Of the data and not of the addresses: threads reserve addresses, and libraries map files, without taking memory.
 MemoryLimit::MemoryLimit() {
-    static const bool childrenToo = pthread_atfork(nullptr, nullptr, put_back) == 0;
     const rlim_t data = data_now();
-    if (!childrenToo || data == 0 || getrlimit(RLIMIT_DATA, &former) != 0) return;
+    if (data == 0 || getrlimit(RLIMIT_DATA, &former) != 0) return;
     rlimit lowered = former;
     lowered.rlim_cur = data + room;
     if (former.rlim_cur != RLIM_INFINITY && former.rlim_cur <= lowered.rlim_cur) return;
@@ -41,6 +38,6 @@ MemoryLimit::MemoryLimit() {
 }
 
 MemoryLimit::~MemoryLimit() {
-    put_back();
+    memory_limit_put_back();
     is_lowered = false;
 }

@@ -4,8 +4,7 @@
 #define TOOLS_QRTLOGIN_PRIVATE_MEMORY_H
 
 // From here on other processes of the user can neither read the memory of this one nor trace it, and it leaves no core
-// file; the kernel treats its files in /proc as root's. A process that is forked has the old limit for core files
-// again, and all is as usual for a program that it becomes. Once in a process. Throws std::bad_alloc.
+// file; the kernel treats its files in /proc as root's. Once in a process.
 void private_memory_begin();
 
 // Puts the limit for core files back, for the program that this process becomes now. The rest lasts until then.

@@ -16,6 +16,7 @@
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/hidden_traces.h"
 #include "tools/qrtlogin/memory_limit.h"
+#include "tools/qrtlogin/private_memory.h"
 #include "tools/qrtlogin/run_guard.h"
 #include "tools/qrtlogin/terminal_streams.h"
 
@@ -74,10 +75,17 @@ class Request {
 
 } // namespace
 
+// In a script's program.
+static void give_program_its_limits() {
+    memory_limit_put_back();
+    private_memory_end_limit();
+}
+
 static uint32_t run_guarded(Request *request, const Options &options, Secret *password) {
-    environment_size_check_forks();
     const RunGuard guard(options.timeLimit, password);
     const MemoryLimit limit;
+    qrt_before_program = environment_size_check;
+    qrt_in_program = give_program_its_limits;
     return request->run();
 }
 
