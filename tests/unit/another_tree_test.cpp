@@ -5,11 +5,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::StartsWith;
-
 // jdoe of .sales.acme has a session with ACME_TREE on context 77 and the password "kept".
 class AnotherTreeTest : public SessionTest {
   protected:
@@ -23,7 +18,6 @@ class AnotherTreeTest : public SessionTest {
         ctx = handle;
         setenv("TREE_LOGIN_TEST", "replaced", 1);
     }
-
     static void tree(const char *user = nullptr, const char *password = nullptr) {
         std::string given = password ? password : "";
         doTreeLogin("OTHER_TREE", user, password ? given.data() : nullptr);
@@ -126,8 +120,7 @@ TEST_F(AnotherTreeTest, TheNameIsSplitAtItsFirstPeriodBehindTheFirstCharacter) {
 
 TEST_F(AnotherTreeTest, TheCodeOfALoginIsTracedInHexadecimal) {
     spy::account("bob.org", "right");
-    EXPECT_THAT(trace_texts(3, [] { tree("bob.org", "wrong"); }),
-                testing::Contains("Tree login return code 0xFFFFE001"));
+    EXPECT_THAT(trace_texts(3, [] { tree("bob.org", "wrong"); }), Contains("Tree login return code 0xFFFFE001"));
 }
 
 } // namespace

@@ -4,9 +4,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 static constexpr uint32_t untouched = 7;
 
 class AttributeCompareTest : public DirectoryTest {
@@ -220,8 +217,7 @@ TEST_F(AttributeCompareTest, TracesNameTheFailingCallAndItsCode) {
         debug_level = 5;
         compare("Admins");
         debug_level = 0;
-        EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                    testing::AllOf(testing::HasSubstr(call), testing::HasSubstr("abc")));
+        EXPECT_THAT(testing::internal::GetCapturedStdout(), AllOf(HasSubstr(call), HasSubstr("abc")));
     }
 }
 

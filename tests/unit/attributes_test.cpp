@@ -6,9 +6,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class AttributesTest : public DirectoryTest {
   public:
     // Reads into `text`; `code` is the result.
@@ -282,13 +279,13 @@ TEST_F(AttributesTest, TracesNameTheFailingCallAndItsCode) {
     for (const char *call : {"ZKDSAllocBuf", "ZKDSInitBuf", "ZKDSPutAttrName", "ZKDSRead", "ZKDSGetAttrCount",
                              "ZKDSGetAttrName", "ZKDSComputeAttrValSize", "ZKDSGetAttrVal"}) {
         std::string traced = traces(5, call, 0xABC);
-        EXPECT_THAT(traced, testing::HasSubstr(call));
-        EXPECT_THAT(traced, testing::HasSubstr("abc")) << call;
+        EXPECT_THAT(traced, HasSubstr(call));
+        EXPECT_THAT(traced, HasSubstr("abc")) << call;
         EXPECT_EQ(traces(0, call, 0xABC), "") << call;
     }
     spy::reset();
     spy::object(user_object);
-    EXPECT_THAT(traces(5, "ZKDSReadAttrDef", 0xABC), testing::HasSubstr("ZKDSReadAttrDef returned abc"));
+    EXPECT_THAT(traces(5, "ZKDSReadAttrDef", 0xABC), HasSubstr("ZKDSReadAttrDef returned abc"));
 }
 
 TEST_F(AttributesTest, EveryFailingCallReturnsItsCodeAndFreesTheBuffers) {
@@ -357,8 +354,7 @@ TEST(ErrorRecord, IsTracedAndCutAtItsBuffer) {
     free(qrt_Error(std::string(5000, 'x').c_str(), nullptr, 0, 1));
     debug_level = 0;
     std::string traced = testing::internal::GetCapturedStdout();
-    EXPECT_THAT(traced,
-                testing::HasSubstr("function:qrt_GetAttribute Line:12 - API:ZKDSRead code:8801 ZKE_CONN_INVALID\n"));
+    EXPECT_THAT(traced, HasSubstr("function:qrt_GetAttribute Line:12 - API:ZKDSRead code:8801 ZKE_CONN_INVALID\n"));
     EXPECT_LT(traced.size(), 2600u);
 }
 

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "commands/print.h"
 #include "tests/unit/session_fixture.h"
 
@@ -43,7 +41,7 @@ TEST_F(CompatibilityScriptTest, ComspecWritesOnlyThatItsFileIsMissing) {
 TEST_F(CompatibilityScriptTest, ScriptServerOnlyWritesItsMessage) {
     EXPECT_EQ(printed("SCRIPT_SERVER SRV1\nWRITE \"server:%FILE_SERVER.\"\n"),
               "script_server (out of date) Ferrox 2 and Ferrox 3 users only\nserver:.\n");
-    EXPECT_THAT(spy::calls("ZKCCOpenConnByName"), testing::IsEmpty());
+    EXPECT_THAT(spy::calls("ZKCCOpenConnByName"), IsEmpty());
 }
 
 TEST_F(CompatibilityScriptTest, BothFormsOfSetTimeWriteTheSameMessage) {
@@ -54,7 +52,7 @@ TEST_F(CompatibilityScriptTest, BothFormsOfSetTimeWriteTheSameMessage) {
 TEST_F(CompatibilityScriptTest, TermSwapAndVerifyHaveNoEffect) {
     EXPECT_EQ(run("TERM 3\nSWAP\nNOSWAP\nDOS VERIFY ON\nDOS VERIFY OFF\n"), 0);
     EXPECT_EQ(output(), "");
-    EXPECT_THAT(spy::calls(), testing::IsEmpty());
+    EXPECT_THAT(spy::calls(), IsEmpty());
 }
 
 } // namespace

@@ -22,7 +22,6 @@ struct Guarded {
         return true;
     }
     char *data() { return bytes_; }
-
     const int size;
 
   private:
@@ -70,7 +69,6 @@ class ConfReaderBoundsFiles : public testing::Test {
   protected:
     ConfReaderBoundsFiles() { place_config_folder = config_.c_str(); }
     ~ConfReaderBoundsFiles() override { place_config_folder = before_; }
-
     const char *const before_ = place_config_folder;
     ProgramFolder files_;
     const std::string config_ = files_.path("");

@@ -35,22 +35,17 @@ class ConfReader : public testing::Test {
         place_config_folder = places_[0];
         place_slp_folder = places_[1];
     }
-
     void file(const std::string &name, const std::string &text) { std::ofstream(root_ + "/" + name) << text; }
-
     void holds(const std::string &text) { file("qrt/login.conf", text); }
-
     uint32_t look_up(const char *key = "debug_level", size_t size = 256, const char *name = "login.conf") {
         // A new block of exactly this size: the sanitizer sees one byte too many.
         value_ = std::vector<char>(size, untouched);
         return qrtGetConfValue(name, "", key, value_.data(), static_cast<int>(size));
     }
-
     std::string value() const {
         const auto end = std::find(value_.begin(), value_.end(), '\0');
         return std::string(value_.begin(), end);
     }
-
     bool value_untouched() const {
         return std::all_of(value_.begin(), value_.end(), [](char c) { return c == untouched; });
     }
@@ -61,7 +56,6 @@ class ConfReader : public testing::Test {
         close(descriptor);
         return descriptor;
     }
-
     std::string root_;
     std::string config_;
     std::string slp_;

@@ -1,18 +1,10 @@
 #include "directory/contexts.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 class ContextsTest : public DirectoryTest {
   protected:

@@ -6,15 +6,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::Each;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
-using testing::StartsWith;
-
 class CurrentTreeTest : public SessionTest {
   protected:
     CurrentTreeTest() {
@@ -22,8 +13,6 @@ class CurrentTreeTest : public SessionTest {
         spy::tree("OTHER_TREE", "SRV2");
     }
 };
-
-// ---- qrt_SetTree ----
 
 TEST_F(CurrentTreeTest, TheTreeIsSetAsTheNetworkSpellsIt) {
     qrt_SetTree("acme_tree");
@@ -87,13 +76,10 @@ TEST_F(CurrentTreeTest, SettingTheTreeIsTraced) {
                   [] { qrt_SetTree("acme_tree"); });
 }
 
-// ---- the TREE statement's worker ----
-
 // jdoe of .sales.acme has a session with ACME_TREE on context 77 and the password "kept".
 class DoTreeLoginTest : public CurrentTreeTest {
   protected:
     DoTreeLoginTest() { start(); }
-
     static void start() {
         EXPECT_THAT(spy::mistakes(), IsEmpty());
         spy::reset();
@@ -105,7 +91,6 @@ class DoTreeLoginTest : public CurrentTreeTest {
         session_replace(CurrentPassword, "kept");
         ctx = handle;
     }
-
     void tree(const char *name, const char *user = nullptr, const char *password = nullptr) {
         password_ = password ? password : "";
         doTreeLogin(name, user, password ? password_.data() : nullptr);
@@ -117,7 +102,6 @@ class DoTreeLoginTest : public CurrentTreeTest {
         for (const std::string &call : spy::calls("ZKDSLoginEx")) found.push_back(call.substr(call.find('"')));
         return found;
     }
-
     void expect_the_session_unchanged() {
         EXPECT_EQ(ctx, handle);
         EXPECT_STREQ(CurrentTree, "ACME_TREE");
@@ -125,7 +109,6 @@ class DoTreeLoginTest : public CurrentTreeTest {
         EXPECT_STREQ(CurrentObject, "jdoe");
         EXPECT_STREQ(CurrentPassword, "kept");
     }
-
     std::string password_; // the caller's
 };
 
@@ -210,8 +193,6 @@ TEST_F(DoTreeLoginTest, AFailedClientIsReported) {
     EXPECT_THAT(spy::calls("ZKDSFreeContext"), IsEmpty());
 }
 
-// ---- its name ----
-
 TEST_F(DoTreeLoginTest, TheNameIsPrepared) {
     setenv("TREE_LOGIN_TEST", "carl.org", 1);
     const struct {
@@ -273,8 +254,6 @@ TEST_F(DoTreeLoginTest, WithoutAnyNameThereIsAPlaceholder) {
     EXPECT_EQ(CurrentObject, nullptr);
 }
 
-// ---- its password ----
-
 TEST_F(DoTreeLoginTest, WithoutAPasswordTheSessionsIsUsed) {
     tree("OTHER_TREE", "bob.org");
     EXPECT_THAT(logins(), ElementsAre("\"bob.org\", 2, \"kept\")"));
@@ -325,8 +304,6 @@ TEST_F(DoTreeLoginTest, TheCallersPasswordIsWipedWhateverTheOutcome) {
         EXPECT_THAT(wipe_watch::wiped(), Contains("given"));
     }
 }
-
-// ---- a login that exists ----
 
 TEST_F(DoTreeLoginTest, TheSameUsersLoginServes) {
     for (const char *user : {"bob.org", "BOB.Org", ".bob.org"}) {
@@ -388,8 +365,6 @@ TEST_F(DoTreeLoginTest, AFailedLoginLeavesTheSessionButNotTheOtherUsersLogin) {
     EXPECT_THAT(spy::calls("ZKDSLogout"), SizeIs(1));
     expect_the_session_unchanged();
 }
-
-// ---- its prompts ----
 
 TEST_F(DoTreeLoginTest, WithoutAPasswordTheUserIsAsked) {
     session_replace(CurrentPassword, nullptr);
@@ -458,8 +433,6 @@ TEST_F(DoTreeLoginTest, ThereIsNoLimitToTheAttempts) {
     EXPECT_STREQ(CurrentTree, "OTHER_TREE");
 }
 
-// ---- another identity holds the tree ----
-
 TEST_F(DoTreeLoginTest, AnotherIdentityIsLoggedOutWhenTheUserAgrees) {
     spy::fail_nth("ZKDSLoginEx", 1, 0x8800);
     spy::confirm_answer(4);
@@ -504,8 +477,6 @@ TEST_F(DoTreeLoginTest, ALongNameOfTheClientIsBounded) {
     tree("OTHER_TREE", "bob.org", "given");
     EXPECT_THAT(output(), StartsWith("Already logged into Tree(OTHER_TREE) as " + std::string(512, 'w') + "\n"));
 }
-
-// ---- traces ----
 
 TEST_F(DoTreeLoginTest, TheStatementIsTracedWithoutItsPassword) {
     const auto given = [this] {

@@ -1,19 +1,9 @@
 #include "commands/drive.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "include/exported.h"
-#include "platform/common/places.h"
-#include "script/syntax_error.h"
-#include "tests/client_spy/client_spy.h"
 #include "tests/failing_malloc/failing_malloc.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::HasSubstr;
-using testing::Not;
 
 // A "map" program that shows its arguments, and a configuration of the test's own.
 class DriveTest : public SessionTest {
@@ -22,16 +12,13 @@ class DriveTest : public SessionTest {
         folder_.script("map", "printf map; for a in \"$@\"; do printf '[%s]' \"$a\"; done");
         setenv("HOME", "/home/u", 1);
     }
-
     void link_directory_is(const std::string &value) {
         folder_.file("config/map.conf", "Map_Link_Default_Location=" + value + "\n");
     }
-
     std::string map(const char *line) {
         map_statement(text(line));
         return output();
     }
-
     std::string drive(const char *name) {
         drive_statement(text(name));
         return driveDir == nullptr ? "(none)" : driveDir;
@@ -58,8 +45,6 @@ class DriveTest : public SessionTest {
         return server == nullptr ? "untouched" : std::string(server) + " " + rest;
     }
 };
-
-// ---- MAP and PATH ----
 
 TEST_F(DriveTest, MapRunsTheMappingProgramWithItsArguments) {
     EXPECT_EQ(map(" ROOT H:=SRV/VOL:HOME"), "map[ROOT][H:=SRV/VOL:HOME]");
@@ -134,7 +119,7 @@ class DriveScriptTest : public ScriptTest {
 TEST_F(DriveScriptTest, PathIsRunExactlyAsTheSameLineAfterMap) {
     for (const std::string line : {" S2:=X:", " INS S1:=SRV\\SYS:A;SRV\\SYS:B", "  ROOT  H:=%LOGIN_NAME \"a b\"", ""}) {
         const std::string mapped = printed("MAP" + line + "\n");
-        EXPECT_THAT(mapped, testing::StartsWith("map"));
+        EXPECT_THAT(mapped, StartsWith("map"));
         EXPECT_EQ(printed("PATH" + line + "\n"), mapped);
     }
     EXPECT_EQ(printed("PATH S2:=X:\n"), "map[S2:=X:]\n");
@@ -154,8 +139,6 @@ TEST_F(DriveScriptTest, DriveTakesTheNameBeforeItsColonOrBehindItsAsterisk) {
     EXPECT_EQ(run("DRIVE h\n\n"), 1);
     EXPECT_STREQ(driveDir, "/home/u/links");
 }
-
-// ---- DRIVE ----
 
 TEST_F(DriveTest, DrivePointsAtTheLinkBelowHome) {
     EXPECT_EQ(drive("g"), "/home/u/G");
@@ -202,8 +185,6 @@ TEST_F(DriveTest, DriveTracesTheNameFromLevelThreeAndTheDirectoryFromLevelEight)
     EXPECT_THAT(traces(8, run), HasSubstr("/home/u/Q"));
     EXPECT_THAT(traces(7, run), Not(HasSubstr("/home/u/Q")));
 }
-
-// ---- where a drive's link is ----
 
 TEST_F(DriveTest, TheLocationComesFromTheConfiguration) {
     const struct {
@@ -287,8 +268,6 @@ TEST_F(DriveTest, TheLocationIsTraced) {
     EXPECT_THAT(traces(5, look), HasSubstr("Map_Link_Default_Location: not read"));
 }
 
-// ---- what is behind a drive ----
-
 TEST_F(DriveTest, AMappingIsCutAtItsFirstSlash) {
     spy::mapped_drive("/home/u/F", "OTHER/VOL:x");
     spy::mapped_drive("/home/u/G", "SRV1/SYS:a\\b/c");
@@ -351,9 +330,9 @@ TEST_F(DriveTest, TheClientIsAskedForTheSizeFirst) {
     spy::mapped_drive("F", "SRV1/SYS:");
     spy::mapped_drive("G", "SRV1/SYS:");
     mapping("G");
-    EXPECT_THAT(spy::calls(), testing::ElementsAre("ZKGetMappedDrives(null, 0)", "ZKGetMappedDrives(buffer, 48)",
-                                                   "ZKEnumMappedDrives(buffer, 0, 256, 256)",
-                                                   "ZKEnumMappedDrives(buffer, 1, 256, 256)"));
+    EXPECT_THAT(spy::calls(),
+                ElementsAre("ZKGetMappedDrives(null, 0)", "ZKGetMappedDrives(buffer, 48)",
+                            "ZKEnumMappedDrives(buffer, 0, 256, 256)", "ZKEnumMappedDrives(buffer, 1, 256, 256)"));
 }
 
 TEST_F(DriveTest, AFailingCallIsNoMapping) {

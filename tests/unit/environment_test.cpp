@@ -1,15 +1,9 @@
 #include "commands/environment.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "commands/program.h"
-#include "tests/client_spy/client_spy.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::HasSubstr;
 
 class EnvironmentTest : public SessionTest {
   protected:
@@ -21,7 +15,6 @@ class EnvironmentTest : public SessionTest {
             qrt_SetUserVar(index, std::to_string(index).c_str());
         }
     }
-
     static std::string variable(const char *name) {
         const char *value = getenv(name);
         return value == nullptr ? "(unset)" : value;
@@ -33,11 +26,8 @@ class EnvironmentTest : public SessionTest {
         for (const char *value : uservars) row += value == nullptr ? "-" : value;
         return row;
     }
-
     static std::string shown(const char *value) { return value == nullptr ? "(none)" : value; }
 };
-
-// ---- SET ----
 
 TEST_F(EnvironmentTest, SetOverwritesTheVariable) {
     set_statement(text("X"), text("a"));
@@ -90,8 +80,6 @@ TEST_F(EnvironmentTest, ANameThatCannotBeSetIsNotReported) {
     EXPECT_EQ(output(), "");
 }
 
-// ---- SHIFT ----
-
 TEST_F(EnvironmentTest, ShiftTakesItsCount) {
     const struct {
         void (*shift)(OwnedText);
@@ -117,8 +105,6 @@ TEST_F(EnvironmentTest, ShiftAloneGoesByOne) {
     shift_once();
     EXPECT_EQ(arguments(), "0134567782");
 }
-
-// ---- CONTEXT, PROFILE, NO_DEFAULT ----
 
 TEST_F(EnvironmentTest, ContextBecomesTheCurrentOne) {
     context_statement(text("OU=sales.O=acme"));

@@ -7,7 +7,6 @@
 #include <sanitizer/common_interface_defs.h>
 #include <sanitizer/lsan_interface.h>
 #endif
-#include <unistd.h>
 
 #include <map>
 
@@ -85,13 +84,11 @@ class FaultSweep : public WholeLoginTest, public testing::WithParamInterface<Cas
         printf("sweep %d %d %zu %d\n", logins, calls, std::size(classes),
                testing::UnitTest::GetInstance()->failed_test_count());
     }
-
     static void look_for_leaks() {
 #ifdef QRT_SANITIZED
         EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
 #endif
     }
-
     void one(int call, const std::string &name) {
         const auto [failure, for_good] = GetParam();
         snprintf(now, sizeof now, "call %d (%s)%s: %s\n", call, name.c_str(), for_good ? " and all later ones" : "",
@@ -106,7 +103,6 @@ class FaultSweep : public WholeLoginTest, public testing::WithParamInterface<Cas
         log_in_plainly();
         logins += 2;
     }
-
     static const bool thorough;
 };
 

@@ -4,12 +4,7 @@
 
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 using FileSpecTest = NetworkFileTest;
-
-// ---- messages of the forms ----
 
 TEST_F(FileSpecTest, EachFormReportsAMissingFileInItsWay) {
     const struct {
@@ -41,7 +36,7 @@ TEST_F(FileSpecTest, ServersAndVolumesMayBeReferencesAndJoinedWords) {
         {"\\\\srv1 \\%<FILE_SPEC_TEST>", "Invalid display command format\n"},
         {"SYS:MY FILE", "Unable to find file:(SYS/MY FILE)\n"},
     };
-    for (const auto &row : rows) EXPECT_THAT(display(row.name), testing::EndsWith(row.message)) << row.name;
+    for (const auto &row : rows) EXPECT_THAT(display(row.name), EndsWith(row.message)) << row.name;
     setenv("FILE_SPEC_TEST", "srv1", 1);
     EXPECT_EQ(display("%<FILE_SPEC_TEST>/sys:/x"), "Unable to find file:SRV1/SYS//x\n");
     EXPECT_EQ(display("\\\\%<FILE_SPEC_TEST>\\sys/x"), "Unable to Find : srv1/sys//x\n");
@@ -74,8 +69,6 @@ TEST_F(FileSpecTest, AFileInASkippedBranchIsLookedUpAllTheSame) {
     EXPECT_EQ(output(), "Unable to find file:(SYS//X)\n");
 }
 
-// ---- the values of the grammar's symbols ----
-
 TEST_F(FileSpecTest, NamesAreUpperCasedInPlace) {
     OwnedText name = text("srv-1.Acme_x");
     char *const block = name.get();
@@ -97,8 +90,6 @@ TEST_F(FileSpecTest, ADottedNameReadsNothing) {
     EXPECT_EQ(output(), "");
     EXPECT_THAT(spy::calls(), IsEmpty());
 }
-
-// ---- drive letters ----
 
 class DriveLetterTest : public FileSpecTest {
   protected:

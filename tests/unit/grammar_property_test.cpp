@@ -11,8 +11,6 @@
 namespace {
 
 using statement_forms::Source;
-using testing::HasSubstr;
-using testing::Not;
 
 class GrammarPropertyTest : public ScriptTest {
   protected:
@@ -57,14 +55,11 @@ class GrammarPropertyTest : public ScriptTest {
             body(first + i);
         }
     }
-
     Source source(unsigned seed) const { return Source(seed, folder_.path("inner")); }
-
     static std::string line_end(Source &random) {
         static const char *const ends[] = {"\n", "\n", "\r\n", "\r\n", "\r\r\n", "\r\r\r\n"};
         return random.any_of(ends);
     }
-
     std::map<int, Moment> moments_;
     int result_ = 0; // the runner's
 
@@ -83,7 +78,6 @@ class GrammarPropertyTest : public ScriptTest {
         condstate[0] = valuestate = gotostate = invalidGoToLabel = debug_level = 0;
         spy::forget_calls();
     }
-
     Moment now() {
         shown_ += output();
         std::ostringstream state;
@@ -97,11 +91,8 @@ class GrammarPropertyTest : public ScriptTest {
         for (char **entry = environ; *entry != nullptr; entry++) state << '|' << *entry;
         return {shown_, state.str(), spy::calls()};
     }
-
     std::string shown_;
 };
-
-// ---- the forms ----
 
 TEST_F(GrammarPropertyTest, EveryFormIsAccepted) {
     for_seeds(8, [this](unsigned seed) {
@@ -117,8 +108,6 @@ TEST_F(GrammarPropertyTest, EveryFormIsAccepted) {
     });
 }
 
-// ---- whole scripts ----
-
 TEST_F(GrammarPropertyTest, AScriptWritesWhatItsLinesSay) {
     for_seeds(250, [this](unsigned seed) {
         Source random = source(seed);
@@ -127,8 +116,6 @@ TEST_F(GrammarPropertyTest, AScriptWritesWhatItsLinesSay) {
         EXPECT_EQ(result_, model.result());
     });
 }
-
-// ---- later lines ----
 
 static std::string without_warning(std::string shown) {
     const std::string warning = "Warning, unmatched IF...THEN statment (no END or ENDIF)\n";
@@ -198,8 +185,6 @@ TEST_F(GrammarPropertyTest, OnlyTheQuoteOfAMissingTokenIsTheNextLines) {
     });
 }
 
-// ---- mistakes ----
-
 // What an error in `line` may quote: the line, or the part of it between two carriage returns; the line before when
 // nothing stands in front of its line ends; the line behind for a mistake that its line feed is.
 static std::vector<std::string> quotable(const std::string &line, const std::string &end, const std::string &before,
@@ -233,7 +218,7 @@ TEST_F(GrammarPropertyTest, AMistakeCostsItsOwnLineAndIsQuoted) {
             const std::string &before = moments_[i - 1].output, &after = moments_[i].output;
             const auto quotes = quotes_in(after.substr(before.size()));
             const auto allowed = quotable(texts[at], ends[at], probe(i - 1), probe(i));
-            for (const std::string &quote : quotes) EXPECT_THAT(allowed, testing::Contains(quote)) << texts[at];
+            for (const std::string &quote : quotes) EXPECT_THAT(allowed, Contains(quote)) << texts[at];
             reports += quotes.size();
         }
         EXPECT_EQ(quotes_in(whole).size(), reports) << script;

@@ -2,14 +2,10 @@
 // their output is said.
 #include <algorithm>
 #include <random>
-#include <vector>
 
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::EndsWith;
-using testing::HasSubstr;
 
 class HostileScriptTest : public ScriptTest {
   protected:
@@ -54,8 +50,6 @@ static std::vector<std::string> vocabulary(const std::string &without, const std
         if (std::count(left_out.begin(), left_out.end(), keyword) == 0) words.push_back(keyword);
     return words;
 }
-
-// ---- length ----
 
 TEST_F(HostileScriptTest, NothingAtAll) {
     EXPECT_EQ(run(""), 0);
@@ -103,7 +97,7 @@ TEST_F(HostileScriptTest, OneMegabyteOfASingleCharacter) {
 TEST_F(HostileScriptTest, AHundredThousandCarriageReturns) {
     EXPECT_EQ(run(std::string(100000, '\r') + "\nWRITE \"end\"\n"), 1);
     const std::string text = output();
-    EXPECT_THAT(text, testing::StartsWith(report("bogus") + report("bogus")));
+    EXPECT_THAT(text, StartsWith(report("bogus") + report("bogus")));
     EXPECT_THAT(text, EndsWith("end\n"));
 }
 
@@ -126,8 +120,6 @@ TEST_F(HostileScriptTest, AMistakeInEachOfManyLinesOfLineEnds) {
     EXPECT_EQ(run("REM first\n" + repeat(100000, "\r\r\r\r\n")), 1);
     EXPECT_EQ(count(output(), report("REM first")), 100000U);
 }
-
-// ---- depth ----
 
 TEST_F(HostileScriptTest, FiveThousandNestedBlocks) {
     EXPECT_EQ(run(repeat(5000, "IF \"0\" THEN\n") + "WRITE \"inner\"\n" + repeat(5000, "END\n") + "WRITE \"end\"\n"),
@@ -166,8 +158,6 @@ TEST_F(HostileScriptTest, AHundredThousandEndsAndElses) {
     EXPECT_EQ(run(repeat(100000, "END\n") + repeat(100000, "ELSE\n") + "WRITE \"end\"\n"), 0);
     EXPECT_EQ(output(), "end\n");
 }
-
-// ---- texts that include themselves ----
 
 TEST_F(HostileScriptTest, AFileThatIncludesItselfStops) {
     folder_.file("self", "WRITE \"in\"\nINCLUDE " + folder_.path("self") + "\nWRITE \"out\"\n");
@@ -213,8 +203,6 @@ TEST_F(HostileScriptTest, AValueThatNamesItselfStops) {
     EXPECT_EQ(run("WRITE \"%<SELF>\"\n"), 0);
     EXPECT_EQ(output(), "%<SELF>\n");
 }
-
-// ---- noise ----
 
 TEST_F(HostileScriptTest, OneMegabyteOfNoise) {
     // Without the signs that start programs.

@@ -2,19 +2,12 @@
 #include <ifaddrs.h>
 #include <netinet/in.h>
 #include <sys/utsname.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <set>
 
-#include "platform/common/places.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::ElementsAre;
 
 static time_t told_now;
 

@@ -4,18 +4,12 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
 class IncludeTest : public SessionTest {
   protected:
     std::string printed(const std::string &script) {
         result_ = run(script);
         return output();
     }
-
     int result_ = 0;
 };
 
@@ -83,15 +77,15 @@ TEST_F(IncludeTest, AFileInASkippedBranchIsReadButNotIncluded) {
 }
 
 TEST_F(IncludeTest, AnInvalidFormHasItsMessage) {
-    EXPECT_THAT(printed("INCLUDE\nWRITE \"on\"\n"), testing::EndsWith("Invalid include command format\non\n"));
+    EXPECT_THAT(printed("INCLUDE\nWRITE \"on\"\n"), EndsWith("Invalid include command format\non\n"));
     EXPECT_THAT(printed("IF \"a\" = \"b\" THEN\nINCLUDE\nEND\n"), Not(HasSubstr("Invalid include command format")));
 }
 
 TEST_F(IncludeTest, AScriptThatIncludesItselfEnds) {
     spy::stream("self", "WRITE \"x\"\nINCLUDE .self");
     const std::string all = printed("INCLUDE .self\nWRITE \"on\"\n");
-    EXPECT_THAT(all, testing::StartsWith("x\nx\n"));
-    EXPECT_THAT(all, testing::EndsWith("on\n"));
+    EXPECT_THAT(all, StartsWith("x\nx\n"));
+    EXPECT_THAT(all, EndsWith("on\n"));
 }
 
 } // namespace

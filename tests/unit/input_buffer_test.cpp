@@ -2,14 +2,9 @@
 
 #include <climits>
 
-#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
 
 class InputBufferTest : public SessionTest {
   protected:
@@ -27,8 +22,6 @@ class InputBufferTest : public SessionTest {
     static std::string unread() { return content().substr(static_cast<size_t>(lex_activeBuffer()->readPos)); }
     static int32_t position() { return lex_activeBuffer()->readPos; }
 };
-
-// ---- the stack ----
 
 TEST_F(InputBufferTest, ANewEntryHoldsACopyOfTheTextAtItsBeginning) {
     std::string text = "WRITE\n";
@@ -84,8 +77,6 @@ TEST_F(InputBufferTest, DroppingFreesTheTopEntry) {
     EXPECT_EQ(content(), "bottom");
 }
 
-// ---- reading ----
-
 TEST_F(InputBufferTest, ReadingAdvancesAndLookingAheadDoesNot) {
     open("ab");
     EXPECT_EQ(lex_lookaheadchar(lex_activeBuffer()), 'a');
@@ -111,8 +102,6 @@ TEST_F(InputBufferTest, CharactersAreUnsigned) {
     EXPECT_EQ(lex_getchar(lex_activeBuffer()), 255);
     EXPECT_EQ(lex_getchar(lex_activeBuffer()), 128);
 }
-
-// ---- INCLUDE ----
 
 TEST_F(InputBufferTest, IncludingAtPositionZeroPutsTheTextInFront) {
     open("old\n");
@@ -267,8 +256,6 @@ TEST_F(InputBufferTest, IncludingIsTraced) {
     EXPECT_THAT(shown, HasSubstr("readPos 0 length 14 character 109\n"));
     EXPECT_THAT(shown, AllOf(HasSubstr(" 0: m\n"), HasSubstr(" 2: r\n")));
 }
-
-// ---- labels ----
 
 // Where reading goes on after a jump to `label` in `text`, or "not found".
 class GotoTest : public InputBufferTest {

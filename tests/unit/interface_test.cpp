@@ -7,9 +7,7 @@
 #include <sys/socket.h>
 
 #include <cstdarg>
-#include <cstring>
 
-#include "platform/common/places.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
@@ -83,7 +81,7 @@ TEST_F(InterfaceTest, TheKernelIsAskedThroughAnInternetDatagramSocket) {
     value("P_STATION");
     value("NETWORK_ADDRESS");
     const std::string rest = " eth0 " + std::to_string(AF_INET) + " " + std::to_string(SOCK_DGRAM);
-    EXPECT_THAT(answers.asked, testing::ElementsAre("SIOCGIFHWADDR" + rest, "SIOCGIFADDR" + rest));
+    EXPECT_THAT(answers.asked, ElementsAre("SIOCGIFHWADDR" + rest, "SIOCGIFADDR" + rest));
 }
 
 TEST_F(InterfaceTest, AFailedQuestionLeavesTheZeros) {

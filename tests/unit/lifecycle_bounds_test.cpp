@@ -1,20 +1,15 @@
 // The edges of the start, the end and the reader: what they leave alone, and how far they go.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 
 #include "base/output.h"
 #include "run/lifecycle.h"
-#include "script/input_buffer.h"
 #include "tests/unit/session_fixture.h"
 #include "tests/unit/standard_streams.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::ExitedWithCode;
 
 class LifecycleBoundsTest : public SessionTest {
   protected:
@@ -46,11 +41,8 @@ class LifecycleBoundsTest : public SessionTest {
         EXPECT_EQ(result, line ? 0 : -1);
         return line ? taken(line) : "(end)";
     }
-
     int pipe_[2] = {-1, -1};
 };
-
-// ---- the start and the end ----
 
 // What a session may have left, or a caller has set, before the next one starts.
 void fill_session() {
@@ -147,8 +139,6 @@ TEST_F(LifecycleBoundsTest, TheTraceLevelsTextMayHave255Characters) {
     EXPECT_EQ(configured(255), 3);
     EXPECT_EQ(configured(256), 0);
 }
-
-// ---- the reader ----
 
 TEST_F(LifecycleBoundsTest, TheReaderTakesNoByteBehindItsLine) {
     written("four\ntwo");

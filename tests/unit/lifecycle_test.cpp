@@ -3,22 +3,16 @@
 #include <fcntl.h>
 #include <libintl.h>
 #include <stdio_ext.h>
-#include <unistd.h>
 
 #include <clocale>
 #include <csignal>
 
 #include "base/output.h"
-#include "script/input_buffer.h"
 #include "tests/unit/message_catalogue.h"
 #include "tests/unit/session_fixture.h"
 #include "tests/unit/standard_streams.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::ExitedWithCode;
-using testing::HasSubstr;
 
 // Taken before any test points the places elsewhere.
 const std::string default_places[] = {place_config_folder, place_slp_folder,        place_conf_log, place_mount_point,
@@ -70,7 +64,6 @@ class LifecycleTest : public SessionTest {
         fclose(file);
         return buffer;
     }
-
     void login_conf(const std::string &content) { folder_.file("config/login.conf", content); }
 
     // What the reader gets until the end.
@@ -82,8 +75,6 @@ class LifecycleTest : public SessionTest {
         return lines;
     }
 };
-
-// ---- start ----
 
 TEST_F(LifecycleTest, InitTakesTheCallersStream) {
     fd[0] = fd[1] = 9;
@@ -166,8 +157,6 @@ TEST_F(LifecycleTest, InitFailsWithoutAStreamForThePipe) {
     EXPECT_EXIT(start_without_descriptors(), ExitedWithCode(33), "^Error initializing qrt Invalid argument\n$");
 }
 
-// ---- the trace level ----
-
 TEST_F(LifecycleTest, TheTraceLevelOfTheConfigurationIsToldOnce) {
     login_conf("debug_level=6\n");
     const auto start_and_go_on = [this] {
@@ -218,8 +207,6 @@ TEST_F(LifecycleTest, WithoutAConfigurationThereAreNoTraces) {
     EXPECT_EQ(qrt_script_load_configuration(), 0);
     EXPECT_EQ(debug_level, 0);
 }
-
-// ---- end ----
 
 TEST_F(LifecycleTest, ExitMarksTheEndOfTheOutputWithAZeroByte) {
     start();
@@ -281,7 +268,7 @@ TEST_F(LifecycleTest, TracesAreFlushedAtOnce) {
                     qrt_SetCurrentObject("jdoe");
                     debug_level = 0;
                 }),
-                testing::EndsWith("entering qrt_SetCurrentObject(jdoe)\n"));
+                EndsWith("entering qrt_SetCurrentObject(jdoe)\n"));
 }
 
 TEST_F(LifecycleTest, WhatIsWrittenAfterTheEndIsLost) {
@@ -312,8 +299,6 @@ TEST_F(LifecycleTest, ASecondExitClosesNothingElse) {
     EXPECT_NE(fcntl(other, F_GETFD), -1);
     close(other);
 }
-
-// ---- reading the results ----
 
 TEST_F(LifecycleTest, TheReaderGetsEachLineAndThenTheEnd) {
     start_with_pipe();
@@ -370,8 +355,6 @@ TEST_F(LifecycleTest, AFailedReadEndsTheLine) {
     EXPECT_EQ(taken(line), "") << "a failed read with nothing stored is an empty line";
     qrt_exit();
 }
-
-// ---- the interrupt ----
 
 // Interrupts the process when the script asks for the object "now".
 void interrupt_now() {
@@ -451,8 +434,6 @@ TEST_F(LifecycleTest, TheHandlerDoesNothingWithoutTheFlag) {
     EXPECT_EQ(output(), "");
 }
 
-// ---- the configuration reader's log ----
-
 class LogFileTest : public LifecycleTest {
   protected:
     LogFileTest() {
@@ -465,7 +446,6 @@ class LogFileTest : public LifecycleTest {
         fpLogFileOutput = nullptr;
         bLogFileOutput = 1;
     }
-
     const std::string log_ = folder_.path("log/parse.log");
 };
 
@@ -488,8 +468,6 @@ TEST_F(LogFileTest, ThatCannotBeOpenedIsReportedAndSwitchedOff) {
     EXPECT_EQ(bLogFileOutput, 0);
 }
 
-// ---- messages ----
-
 class CatalogueTest : public LifecycleTest {
   protected:
     ~CatalogueTest() override {
@@ -505,7 +483,6 @@ class CatalogueTest : public LifecycleTest {
         setenv("LANGUAGE", "zz", 1);
         start();
     }
-
     const std::string locale_ = folder_.path("locale");
 };
 

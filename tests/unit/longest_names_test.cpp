@@ -4,14 +4,9 @@
 #include "directory/attribute_compare.h"
 #include "directory/tree_login.h"
 #include "directory/volumes.h"
-#include "include/exported.h"
 #include "tests/unit/run_sequence_fixture.h"
 
 namespace {
-
-using testing::Contains;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 // A name with this leaf.
 std::string longest(const std::string &leaf) {

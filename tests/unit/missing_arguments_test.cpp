@@ -1,27 +1,17 @@
 // What the exported functions make of arguments that a caller should not leave out, and of answers that hold nothing:
 // they come back with the code, or the text, of nothing found.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <csignal>
 
-#include "base/clock.h"
 #include "base/output.h"
 #include "base/words.h"
 #include "commands/drive.h"
 #include "commands/program.h"
-#include "include/exported.h"
-#include "language/control_flow.h"
-#include "language/tokenizer.h"
 #include "run/lifecycle.h"
-#include "script/input_buffer.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 class MissingArgumentsTest : public NetworkFileTest {
   protected:
@@ -31,8 +21,6 @@ class MissingArgumentsTest : public NetworkFileTest {
         return std::to_string(code) + " " + taken(value);
     }
 };
-
-// ---- the session ----
 
 TEST_F(MissingArgumentsTest, ANullEmptiesWhatItIsSetTo) {
     qrt_SetCurrentObject("jdoe");
@@ -48,8 +36,8 @@ TEST_F(MissingArgumentsTest, ANullEmptiesWhatItIsSetTo) {
         qrt_SetInitialContext(nullptr);
         qrt_GetCurrentTree();
     });
-    EXPECT_THAT(texts, testing::ElementsAre("entering qrt_SetCurrentObject()", "entering qrt_SetLoginName()",
-                                            "entering qrt_SetInitialContext()", "qrt_GetCurrentTree returned ()"));
+    EXPECT_THAT(texts, ElementsAre("entering qrt_SetCurrentObject()", "entering qrt_SetLoginName()",
+                                   "entering qrt_SetInitialContext()", "qrt_GetCurrentTree returned ()"));
 }
 
 TEST_F(MissingArgumentsTest, ANullContextChangesNothingAndSaysNothing) {
@@ -65,8 +53,6 @@ TEST_F(MissingArgumentsTest, ANullNameIsAbbreviatedToNothing) {
     EXPECT_STREQ(out, "");
     EXPECT_EQ(qrt_abbrivateName("a.b", nullptr, 3), 0);
 }
-
-// ---- the output ----
 
 TEST_F(MissingArgumentsTest, WithoutAStreamNothingIsWritten) {
     fdr = nullptr;
@@ -91,7 +77,7 @@ TEST_F(MissingArgumentsTest, WithoutAStreamTheAbortStillEndsTheProcess) {
     qrt_init(nullptr, stream_);
     fdr = nullptr;
     bcntrlc = 1;
-    EXPECT_EXIT(raise(SIGINT), testing::ExitedWithCode(0), "^$");
+    EXPECT_EXIT(raise(SIGINT), ExitedWithCode(0), "^$");
     signal(SIGINT, SIG_DFL);
     EXPECT_EQ(output(), "");
 }
@@ -111,7 +97,7 @@ TEST_F(MissingArgumentsTest, AStandardOutputWithoutAReaderDoesNotEndTheCaller) {
         orbispec("none.acme", server, volume, path);
         _exit(ferror(stdout) != 0 ? 0 : 8);
     };
-    EXPECT_EXIT(write_messages(), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(write_messages(), ExitedWithCode(0), "");
 }
 
 TEST_F(MissingArgumentsTest, WithoutAStreamAProgramKeepsTheCallersOutput) {
@@ -119,8 +105,6 @@ TEST_F(MissingArgumentsTest, WithoutAStreamAProgramKeepsTheCallersOutput) {
     fdr = nullptr;
     EXPECT_EQ(execute_command("leave"), 3);
 }
-
-// ---- scripts ----
 
 TEST_F(MissingArgumentsTest, ANullPathIsNoFile) {
     EXPECT_EQ(qrt_readLoginScriptFromFile(nullptr), nullptr);
@@ -141,8 +125,6 @@ TEST_F(MissingArgumentsTest, WhatIsNoCharacterIsNoDelimiter) {
     EXPECT_EQ(isDelimeter(256), 0);
     EXPECT_EQ(isDelimeter(256 + ' '), 0);
 }
-
-// ---- names and identifiers ----
 
 TEST_F(MissingArgumentsTest, ANullNameHasNoPartsAndNoDelimiter) {
     char parent[514] = "x", leaf[514] = "x";
@@ -189,8 +171,6 @@ TEST_F(MissingArgumentsTest, APathThatIsNullIsTracedAsEmpty) {
     EXPECT_THAT(traces(9, parse), HasSubstr("ZKParsePath() returned 8847\n"));
     EXPECT_THAT(spy::calls("ZKParsePath"), Contains("ZKParsePath(null)")) << "as it was passed in";
 }
-
-// ---- answers that hold nothing ----
 
 TEST_F(MissingArgumentsTest, ABufferThatIsNotMadeIsNoMemory) {
     spy::text_attribute("jdoe.acme", "Surname", {"Doe"});
@@ -261,8 +241,6 @@ TEST_F(MissingArgumentsTest, FDisplayTakesAUncName) {
     EXPECT_EQ(output(), "the file");
 }
 
-// ---- the network ----
-
 TEST_F(MissingArgumentsTest, ANullServerHasNoTree) {
     EXPECT_THAT(trace_texts(9, [] { EXPECT_EQ(qrt_GetTreeFromServer(nullptr), nullptr); }),
                 Contains("qrt_GetTreeFromServer()"));
@@ -271,7 +249,7 @@ TEST_F(MissingArgumentsTest, ANullServerHasNoTree) {
 
 TEST_F(MissingArgumentsTest, ANullTreeIsNone) {
     set(CurrentTree, "ACME_TREE");
-    EXPECT_THAT(trace_texts(9, [] { qrt_SetTree(nullptr); }), testing::ElementsAre("entering qrt_SetTree()"));
+    EXPECT_THAT(trace_texts(9, [] { qrt_SetTree(nullptr); }), ElementsAre("entering qrt_SetTree()"));
     EXPECT_EQ(CurrentTree, nullptr);
     EXPECT_EQ(output(), "");
     EXPECT_THAT(spy::calls(), IsEmpty());
@@ -310,8 +288,6 @@ TEST_F(MissingArgumentsTest, AnUnknownTreeOfARunIsTracedAsEmpty) {
 }
 
 } // namespace
-
-// ---- before anything has been called ----
 
 TEST(StateGlobals, StartAsDeclared) {
     for (const char *text : {CurrentContext, InitialContext, CurrentObject, LoginName, CurrentTree, CurrentPassword,

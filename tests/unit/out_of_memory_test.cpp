@@ -1,23 +1,13 @@
 // Memory that runs out at any allocation of a call: the call comes back, nothing is lost or freed twice (which the
 // sanitizers see), and the same call works again when there is memory.
-#include <gmock/gmock.h>
 
 #include "commands/drive.h"
 #include "commands/program.h"
-#include "include/exported.h"
-#include "language/tokenizer.h"
 #include "run/lifecycle.h"
-#include "script/input_buffer.h"
 #include "tests/failing_malloc/failing_malloc.h"
 #include "tests/unit/run_sequence_fixture.h"
-#include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::AnyOf;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
 
 class OutOfMemoryTest : public NetworkFileTest {
   protected:
@@ -29,7 +19,6 @@ class OutOfMemoryTest : public NetworkFileTest {
         network_file("SRV1/SYS/LOGIN/X.TXT", "WRITE \"of the file\"\n");
         declare();
     }
-
     static void declare() {
         spy::reset();
         spy::tree("ACME_TREE", "SRV1");
@@ -75,7 +64,6 @@ class OutOfMemoryTest : public NetworkFileTest {
         call();
         return look();
     }
-
     using Look = std::function<std::string()>;
     using Check = std::function<void(const std::string &outcome)>;
 
@@ -101,7 +89,7 @@ class OutOfMemoryTest : public NetworkFileTest {
             debug_level = 0;
             const std::string starved = look();
             if (met) check(starved);
-            EXPECT_THAT(spy::mistakes(), testing::IsEmpty());
+            EXPECT_THAT(spy::mistakes(), IsEmpty());
             EXPECT_EQ(spy::open_buffers(), 0);
             EXPECT_EQ(spy::open_files(), 0);
             EXPECT_EQ(outcome(call, look), usual);
@@ -150,7 +138,6 @@ class OutOfMemoryTest : public NetworkFileTest {
         };
         sweep([&] { result = parsescript_Run(script.c_str(), object.data(), ctx); }, look, check);
     }
-
     std::string session() {
         std::string told = variables();
         for (const char *global : {CurrentObject, LoginName, CurrentContext, InitialContext, CurrentTree, driveDir,
@@ -159,8 +146,6 @@ class OutOfMemoryTest : public NetworkFileTest {
         return told;
     }
 };
-
-// ---- the session ----
 
 TEST_F(OutOfMemoryTest, TheSessionsSettersKeepWhatTheyCannotReplace) {
     std::string context = "OU=a context of some length.O=acme";
@@ -213,8 +198,6 @@ TEST_F(OutOfMemoryTest, WithoutRoomForALineTheReaderLosesNothing) {
     close(ends[0]);
     close(ends[1]);
 }
-
-// ---- names, attributes, identifiers ----
 
 TEST_F(OutOfMemoryTest, DirectoryReadsComeBack) {
     const char *object = "jdoe.sales.acme";
@@ -272,8 +255,6 @@ TEST_F(OutOfMemoryTest, VolumesAndNamesComeBack) {
     });
 }
 
-// ---- the network ----
-
 TEST_F(OutOfMemoryTest, ConnectionsComeBack) {
     uint32_t made = 0;
     sweep_out([&](char **) {
@@ -308,8 +289,6 @@ TEST_F(OutOfMemoryTest, ConnectionsComeBack) {
                 return look();
             });
 }
-
-// ---- files, drives and programs ----
 
 TEST_F(OutOfMemoryTest, FilesAndDrivesComeBack) {
     for (const char *server : {":", "srv1", static_cast<const char *>(nullptr)})
@@ -353,8 +332,6 @@ TEST_F(OutOfMemoryTest, FilesAndDrivesComeBack) {
         },
         is_null);
 }
-
-// ---- scripts ----
 
 TEST_F(OutOfMemoryTest, ADriveThatCannotBeFoundKeepsTheOneBefore) {
     start();
@@ -467,8 +444,6 @@ TEST_F(OutOfMemoryTest, TheTokenizerThenTellsTheEndAndTheParserItsOwnResult) {
     EXPECT_EQ(output(), "memory exhausted\nScript error.\nThe original line was:\nWORD\n\n");
 }
 
-// ---- what is said ----
-
 // The list of what is being included takes memory of its own, before the text does.
 TEST_F(OutOfMemoryTest, WithoutMemoryNothingIsIncluded) {
     start();
@@ -508,14 +483,14 @@ TEST_F(RunSequenceTest, ALoginRunsNoScriptForAUserThatCouldNotBeKept) {
             });
         });
         allocations_disarm();
-        EXPECT_THAT(spy::calls("ZKDSOpenStream"), testing::Each(Not(HasSubstr("null"))));
+        EXPECT_THAT(spy::calls("ZKDSOpenStream"), Each(Not(HasSubstr("null"))));
         if (printed_.find("memory exhausted") == std::string::npos) continue;
         EXPECT_EQ(result, 1U);
         // Without the name no script is looked for; with it the user's is, whatever ran out of memory meanwhile.
         if (spy::calls("ZKDSOpenStream").empty())
             told++;
         else
-            EXPECT_THAT(spy::calls("ZKDSOpenStream"), testing::Contains(HasSubstr("\"jdoe.OU=sales.O=acme\"")));
+            EXPECT_THAT(spy::calls("ZKDSOpenStream"), Contains(HasSubstr("\"jdoe.OU=sales.O=acme\"")));
     }
     EXPECT_GT(told, 0);
 }

@@ -4,10 +4,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
-
 class PhrasesTest : public ScriptTest {
   protected:
     // The value of a text operand, as WRITE prints it.
@@ -36,8 +32,6 @@ struct Row {
     const char *phrase;
     const char *value;
 };
-
-// ---- words ----
 
 TEST_F(PhrasesTest, WordsAreTakenAsWritten) {
     expect_word("Abc.d", "Abc.d");
@@ -69,8 +63,6 @@ TEST_F(PhrasesTest, DirectoryNamesAreJoinedWithoutBlanks) {
     setenv("DEPT", "worth", 1);
     for (const Row &row : rows) EXPECT_EQ(name(row.phrase), row.value) << row.phrase;
 }
-
-// ---- text ----
 
 TEST_F(PhrasesTest, TextsAreJoinedAndCalculated) {
     static const Row rows[] = {
@@ -149,8 +141,6 @@ TEST_F(PhrasesTest, SetTakesTheResultOfArithmetic) {
     EXPECT_STREQ(getenv("Y"), "3");
 }
 
-// ---- identifiers ----
-
 TEST_F(PhrasesTest, AngleBracketsNameEnvironmentVariables) {
     setenv("SOME_VAR", "some value", 1);
     unsetenv("UNSET_VAR");
@@ -208,7 +198,7 @@ TEST_F(PhrasesTest, LookupsAreOfTheObjectInTheCurrentContext) {
     for (const char *text : {"FAX", "%FAX", "MEMBER OF \"Staff\"", "NOT MEMBER OF \"Staff\""}) {
         spy::forget_calls();
         value(text);
-        ASSERT_THAT(spy::calls("ZKDSRead"), Not(testing::IsEmpty())) << text;
+        ASSERT_THAT(spy::calls("ZKDSRead"), Not(IsEmpty())) << text;
         EXPECT_THAT(spy::calls("ZKDSRead")[0], HasSubstr("\"jdoe.east.acme\"")) << text;
     }
 }
@@ -287,8 +277,6 @@ TEST_F(PhrasesTest, WhatStandsInForAMissingValueIsTracedToo) {
     }
 }
 
-// ---- MEMBER OF ----
-
 TEST_F(PhrasesTest, MembershipIsZeroForTrueAndPrintsSo) {
     spy::text_attribute(user, "Group_Membership", {"Staff.sales.acme", "Admins.corp"});
     static const Row rows[] = {
@@ -330,20 +318,18 @@ TEST_F(PhrasesTest, AUserWithoutAnyGroupIsNoMember) {
     EXPECT_EQ(value("NOT MEMBER OF \"Staff\""), "0");
 }
 
-// ---- when ----
-
 TEST_F(PhrasesTest, ReferencesAreReplacedInSkippedBlocksToo) {
     for (const char *operand : {"FAX", "%FAX", "\"%FAX\"", "MEMBER OF \"Staff\""}) {
         spy::forget_calls();
         EXPECT_EQ(printed(std::string("IF \"1\" THEN\nWRITE ") + operand + "\nEND\n"), "");
-        EXPECT_THAT(spy::call_names(), testing::Contains("ZKDSRead")) << operand;
+        EXPECT_THAT(spy::call_names(), Contains("ZKDSRead")) << operand;
     }
 }
 
 TEST_F(PhrasesTest, ReferencesInWholeLinesAreNotLookedUpWhenSkipped) {
     spy::forget_calls();
     EXPECT_EQ(printed("IF \"1\" THEN\n#%FAX\n@%FAX\nMAP %FAX\nPATH %FAX\nREM %FAX\nEND\n"), "");
-    EXPECT_THAT(spy::calls(), testing::IsEmpty());
+    EXPECT_THAT(spy::calls(), IsEmpty());
 }
 
 TEST_F(PhrasesTest, ReferencesAreReplacedInTheOrderOfTheText) {

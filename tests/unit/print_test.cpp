@@ -1,15 +1,8 @@
 #include "commands/print.h"
 
-#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 class PrintTest : public SessionTest {
   protected:
@@ -21,14 +14,11 @@ class PrintTest : public SessionTest {
 
     // The same in a branch whose condition was false.
     std::string skipped(const std::string &script) { return printed("IF \"a\" = \"b\" THEN\n" + script + "END\n"); }
-
     void user(const std::string &object, const char *context) {
         qrt_SetCurrentObject(object.c_str());
         CurrentContext = text_copy_or_null(context).release();
     }
 };
-
-// ---- WRITE ----
 
 TEST_F(PrintTest, WriteWritesItsTextAndANewline) {
     EXPECT_EQ(printed("WRITE \"a b\"\n"), "a b\n");
@@ -49,8 +39,6 @@ TEST_F(PrintTest, WriteWritesALongTextWhole) {
 TEST_F(PrintTest, ASkippedWriteWritesNothing) {
     EXPECT_EQ(skipped("WRITE \"a\"\n"), "");
 }
-
-// ---- DISPLAY and FDISPLAY ----
 
 // For both of them.
 class DisplayTest : public PrintTest, public testing::WithParamInterface<const char *> {
@@ -125,8 +113,6 @@ TEST_P(DisplayTest, InASkippedBranchAFileIsReadButNotShown) {
     EXPECT_EQ(skipped(std::string(GetParam()) + " /nowhere/x\n"), "Unable to find file:/nowhere/x\n");
 }
 
-// ---- CLS ----
-
 TEST_F(PrintTest, ClsWritesFortyNewlines) {
     EXPECT_EQ(printed("CLS\n"), std::string(40, '\n'));
     EXPECT_EQ(skipped("CLS\n"), "");
@@ -173,8 +159,6 @@ TEST_F(PrintTest, AFullOutputIsIgnored) {
     unsetenv("PRINT_TEST");
 }
 
-// ---- PAUSE ----
-
 TEST_F(PrintTest, PauseInTextModeWritesItsMessageAndGoesOn) {
     for (const char *keyword : {"PAUSE", "WAIT", "pause"}) {
         EXPECT_EQ(printed(std::string(keyword) + "\nWRITE \"on\"\n"), "Press Enter key to continue...\non\n");
@@ -198,8 +182,6 @@ TEST_F(PrintTest, ASkippedPauseDoesNotPause) {
     EXPECT_THAT(spy::calls("auxpause_script"), IsEmpty());
 }
 
-// ---- FIRE ----
-
 TEST_F(PrintTest, FireIsSilentInAllItsForms) {
     for (const char *form : {"FIRE 3", "FIRE 3 TIMES", "FIRE PHASERS", "FIRE PHASERS 3", "FIRE PHASERS 3 TIMES",
                              "FIRE PHASER 3", "FIRE PHASER 3 TIMES", "FIRE many"}) {
@@ -218,8 +200,6 @@ TEST_F(PrintTest, FirePhasersFreesWhatIsNotNull) {
     EXPECT_EQ(output(), "");
 }
 
-// ---- LASTLOGINTIME ----
-
 TEST_F(PrintTest, LastLoginTimeShowsTheAttributeOfTheLoggedInObject) {
     user("jdoe", ".sales.acme");
     spy::text_attribute("jdoe.sales.acme", "Last_Login_Time", {"yesterday"});
@@ -232,7 +212,7 @@ TEST_F(PrintTest, LastLoginTimeShowsTheAttributeOfTheLoggedInObject) {
 TEST_F(PrintTest, LastLoginTimeIsReadableDateText) {
     user("jdoe", ".acme");
     spy::attribute("jdoe.acme", "Last_Login_Time", {spy::number(ZK_SYNTAX_TIME, 1000000000)});
-    EXPECT_THAT(printed("LASTLOGINTIME\n"), testing::StartsWith("Last Login occurred at: "));
+    EXPECT_THAT(printed("LASTLOGINTIME\n"), StartsWith("Last Login occurred at: "));
     EXPECT_THAT(printed("LASTLOGINTIME\n"), HasSubstr("2001"));
 }
 
@@ -250,8 +230,6 @@ TEST_F(PrintTest, ASkippedLastLoginTimeReadsNothing) {
     EXPECT_EQ(skipped("LASTLOGINTIME\nLAST_LOGIN_TIME\n"), "");
     EXPECT_THAT(spy::calls("ZKDSPutAttrName"), Not(Contains(HasSubstr("Last_Login_Time"))));
 }
-
-// ---- DEBUG ----
 
 // Traces go to standard output, which these tests are not about.
 class DebugTest : public PrintTest {

@@ -1,8 +1,6 @@
 #include "commands/program.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
@@ -11,19 +9,13 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <thread>
 
 #include "base/output.h"
-#include "include/exported.h"
-#include "script/syntax_error.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::HasSubstr;
 
 class ProgramTest : public SessionTest {
   protected:
@@ -35,7 +27,6 @@ class ProgramTest : public SessionTest {
         folder_.script("complain", "echo trouble >&2");
         folder_.script("listen", "read line; echo \"heard $line\"");
     }
-
     std::string path(const std::string &name) const { return folder_.path(name); }
 
     // "hold" runs until the gate is opened.
@@ -47,9 +38,7 @@ class ProgramTest : public SessionTest {
         siginfo_t info;
         ASSERT_EQ(waitid(P_ALL, 0, &info, WEXITED | WNOWAIT), 0);
     }
-
     static bool has_children() { return waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD; }
-
     std::string run(const std::string &line) {
         execute_command(line.c_str());
         return output();
@@ -257,7 +246,6 @@ class PipedProgramTest : public ProgramTest {
         int waiting = 0;
         return ioctl(ends_[0], FIONREAD, &waiting) == 0 && waiting >= fcntl(ends_[0], F_GETPIPE_SZ) - 4096;
     }
-
     int ends_[2] = {-1, -1};
     FILE *before_ = nullptr;
 };
@@ -417,7 +405,7 @@ TEST_F(ProgramTest, AFailedForkEndsTheProcess) {
                 run_line("leave 0");
                 _exit(97);
             },
-            testing::ExitedWithCode(1), "^Error forking child process \n$");
+            ExitedWithCode(1), "^Error forking child process \n$");
     }
 }
 
@@ -453,7 +441,7 @@ TEST_F(ProgramTest, TracesTheRawLineFromLevelSix) {
         program_nowait_statement(text(" %<PROGRAM_TEST_UNSET> "));
     };
     EXPECT_THAT(traces(6, both), AllOf(HasSubstr(" %<PROGRAM_TEST_NONE> "), HasSubstr(" %<PROGRAM_TEST_UNSET> ")));
-    EXPECT_THAT(traces(5, both), testing::Not(HasSubstr("%<PROGRAM_TEST")));
+    EXPECT_THAT(traces(5, both), Not(HasSubstr("%<PROGRAM_TEST")));
 }
 
 } // namespace

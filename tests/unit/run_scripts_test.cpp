@@ -2,17 +2,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
-using testing::StartsWith;
-
-// ---- the container's script ----
-
 TEST_F(RunSequenceTest, TheContainersScriptIsTheNearestOne) {
     spy::stream("O=acme", "WRITE \"acme\"");
     run_all();
@@ -36,12 +25,9 @@ TEST_F(RunSequenceTest, ASyntaxErrorInTheContainersScriptIsNotTheResult) {
     EXPECT_THAT(scripts(), EndsWith("map ran\n"));
 }
 
-// ---- the profile's script ----
-
 class ProfileTest : public RunSequenceTest {
   protected:
     ProfileTest() { declare_profile(); }
-
     static void declare_profile() {
         spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"staff.acme"});
         spy::stream("staff.acme", "WRITE \"staff\"");
@@ -160,8 +146,6 @@ TEST_F(ProfileTest, WithALoginFileAProfileNamedByTheCallerRunsItsName) {
     EXPECT_EQ(scripts(), "\nmine\n");
 }
 
-// ---- the user's script ----
-
 TEST_F(RunSequenceTest, TheUsersScriptGivesTheResult) {
     spy::stream("jdoe.OU=sales.O=acme", "WRITE \"user\"\n= =");
     EXPECT_EQ(run_all(), 1U);
@@ -219,8 +203,6 @@ TEST_F(RunSequenceTest, AnEmptyLoginFileIsNoFailure) {
     }
 }
 
-// ---- a TREE statement within the run ----
-
 TEST_F(RunSequenceTest, ATreeStatementInOneScriptLeavesTheOthersTheirContext) {
     spy::tree("OTHER_TREE", "SRV2");
     spy::stream("OU=sales.O=acme", "TREE OTHER_TREE/bob.org");
@@ -259,7 +241,7 @@ TEST_F(RunSequenceTest, ANumberThatIsHandedOutAgainDoesNotHideATreeStatement) {
     args_.password = hold("secret");
     EXPECT_EQ(run_all(), 0U);
     const std::vector<std::string> logins = spy::calls("ZKDSLoginEx");
-    EXPECT_THAT(logins, testing::SizeIs(2));
+    EXPECT_THAT(logins, SizeIs(2));
     EXPECT_THAT(logins.back(), StartsWith("ZKDSLoginEx(1,"));
     EXPECT_THAT(spy::calls("ZKDSSetContext").back(), EndsWith("DCK_TREE_NAME, \"ACME_TREE\")"));
     EXPECT_THAT(scripts(), EndsWith("user\n"));

@@ -7,19 +7,8 @@
 
 namespace {
 
-using testing::AnyOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
-using testing::StartsWith;
-
 constexpr uint32_t no_tree = 0xF001;
 constexpr uint32_t no_user = 0xF003;
-
-// ---- the whole ----
 
 TEST_F(RunSequenceTest, AllScriptsRunInTheirOrder) {
     spy::stream("OU=sales.O=acme", "WRITE \"container\"");
@@ -171,8 +160,6 @@ TEST_F(RunSequenceTest, ASecondSessionRunsLikeTheFirst) {
     EXPECT_EQ(printed_, first);
 }
 
-// ---- the request ----
-
 TEST_F(RunSequenceTest, DefaultScriptsAreReplacedByNullInTheRecord) {
     args_.profileScript = hold("<DEFAULT>");
     args_.loginScript = hold("<DEFAULT>");
@@ -255,8 +242,6 @@ TEST_F(RunSequenceTest, TheStepsAreTraced) {
                   step([this] { args_.user = hold("jdoe.sales"); }));
 }
 
-// ---- the tree ----
-
 TEST_F(RunSequenceTest, WithoutATreeAndAServerNothingRuns) {
     args_.treename = nullptr;
     args_.password = hold("secret");
@@ -298,8 +283,6 @@ TEST_F(RunSequenceTest, AKnownTreeComesBeforeTheServers) {
     run_all();
     EXPECT_THAT(printed_, StartsWith("Your current tree is: ACME_TREE\n"));
 }
-
-// ---- the user ----
 
 TEST_F(RunSequenceTest, WithoutAUserNothingRuns) {
     args_.user = nullptr;
@@ -411,8 +394,6 @@ TEST_F(RunSequenceTest, AnotherContextThanTheDirectorysIsAnAlias) {
     }
 }
 
-// ---- the primary server ----
-
 TEST_F(RunSequenceTest, WithoutAServerTheTreesDefaultOneIsUsed) {
     run_all();
     EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), SizeIs(1));
@@ -490,8 +471,6 @@ TEST_F(RunSequenceTest, AFailingDefaultServerIsNotTriedAgain) {
                                     "Unable to set primary connection: 8808\n"));
     EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), SizeIs(1));
 }
-
-// ---- a client that fails ----
 
 TEST_F(RunSequenceTest, WhateverCallFailsTheRunEnds) {
     const auto prepare = [this] {

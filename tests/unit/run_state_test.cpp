@@ -4,13 +4,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
-
 class RunStateTest : public RunSequenceTest {
   protected:
     // The session's globals that a run fills, in the order in which it fills them.
@@ -42,8 +35,6 @@ class RunStateTest : public RunSequenceTest {
   private:
     std::string written_;
 };
-
-// ---- the order of the steps ----
 
 TEST_F(RunStateTest, EachStepFindsWhatTheStepsBeforeItHaveFilled) {
     args_.userGUI = 1;
@@ -119,8 +110,6 @@ TEST_F(RunStateTest, BeforeTheServerIsAskedTheContextIsThatOfTheCallersTree) {
     EXPECT_THAT(printed_, StartsWith("Your current tree is: ACME_TREE\n"));
 }
 
-// ---- the user ----
-
 TEST_F(RunStateTest, TheUsersNameIsObjectLoginNameAndVariable1) {
     const struct {
         const char *known, *user, *name;
@@ -165,8 +154,6 @@ TEST_F(RunStateTest, AUserWhoIsNotLoggedInIsCutAtTheVeryFirstPeriod) {
     }
 }
 
-// ---- the primary server ----
-
 TEST_F(RunStateTest, WithoutADefaultServerAnotherTreesServerLeavesNone) {
     spy::server("SRV2", "OTHER_TREE");
     spy::authenticated("SRV2");
@@ -177,8 +164,6 @@ TEST_F(RunStateTest, WithoutADefaultServerAnotherTreesServerLeavesNone) {
     EXPECT_THAT(printed_, HasSubstr("User: jdoe\nUnable to set primary connection: 1\nmap ran\n"));
     EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), IsEmpty());
 }
-
-// ---- for whom the scripts run ----
 
 TEST_F(RunStateTest, EachScriptOfTheDirectoryRunsAsTheUserOfTheStart) {
     spy::stream("OU=sales.O=acme", "DISPLAY .probe\nCONTEXT .east.acme");

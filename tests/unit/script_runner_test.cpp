@@ -1,14 +1,8 @@
 #include "language/script_runner.h"
 
-#include "language/control_flow.h"
-#include "language/tokenizer.h"
-#include "script/input_buffer.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr char unmatched_if[] = "Warning, unmatched IF...THEN statment (no END or ENDIF)\n";
 
@@ -39,7 +33,7 @@ TEST_F(ScriptRunnerTest, ASyntaxErrorReturns1AndTheScriptGoesOn) {
     EXPECT_EQ(run("WRITE \"a\"\n= =\nWRITE \"b\"\n"), 1);
     const std::string printed = output();
     EXPECT_EQ(printed.substr(0, 2), "a\n");
-    EXPECT_THAT(printed, testing::EndsWith("b\n"));
+    EXPECT_THAT(printed, EndsWith("b\n"));
     EXPECT_EQ(run("WRITE \"c\"\n"), 0) << "the next script starts without it";
 }
 
@@ -86,8 +80,6 @@ TEST_F(ScriptRunnerTest, TheObjectIsBorrowedAndTheContextSet) {
     EXPECT_EQ(context, handle);
 }
 
-// ---- IF without END ----
-
 TEST_F(ScriptRunnerTest, AnOpenIfIsReported) {
     EXPECT_EQ(run("IF \"a\" = \"b\" THEN\nWRITE \"x\"\n"), 1);
     EXPECT_EQ(output(), unmatched_if);
@@ -118,15 +110,13 @@ TEST_F(ScriptRunnerTest, AnyGotoThatWasExecutedKeepsTheReportAway) {
 
 TEST_F(ScriptRunnerTest, AMistakeStaysTheResultAfterAGoto) {
     EXPECT_EQ(run("GOTO nowhere\n= =\nIF \"a\" = \"a\" THEN\n"), 1);
-    EXPECT_THAT(output(), testing::Not(testing::HasSubstr(unmatched_if)));
+    EXPECT_THAT(output(), Not(HasSubstr(unmatched_if)));
 }
 
 TEST_F(ScriptRunnerTest, AClosedIfIsNotReported) {
     EXPECT_EQ(run("IF \"a\" = \"b\" THEN\nEND\nIF \"a\" = \"b\" THEN\nENDIF\n"), 0);
     EXPECT_EQ(output(), "");
 }
-
-// ---- the buffer stack ----
 
 TEST_F(ScriptRunnerTest, EachRunUsesUpASlotAndFreesItsText) {
     if (ibufstackindex > 97) ibufstackindex = 0;
@@ -147,15 +137,11 @@ TEST_F(ScriptRunnerTest, OneHundredAndOneScriptsRunInOneProcess) {
     EXPECT_EQ(ibufstackindex, 1) << "in the first slot again";
 }
 
-// ---- traces ----
-
 TEST_F(ScriptRunnerTest, TheResultIsTraced) {
     expect_traces({"parsescript_Run returned 0 (syntax ok)"}, [] { run("WRITE\n"); });
     expect_traces({"parsescript_Run returned 1 (syntax error found)"}, [] { run("= =\n"); });
     expect_traces({"parsescript_Run returned 1 (syntax error found)"}, [] { run("IF \"a\" = \"a\" THEN\n"); });
 }
-
-// ---- one more script in an open session ----
 
 class OneMoreScriptTest : public ScriptRunnerTest {
   protected:
@@ -194,7 +180,7 @@ TEST_F(OneMoreScriptTest, FreesTheContextOfATreeStatementInstead) {
     spy::tree("OTHER_TREE", "SRV2");
     set(CurrentPassword, "secret");
     EXPECT_EQ(qrt_RunScript("TREE OTHER_TREE/bob.x\nWRITE \"on\"\n"), 0);
-    EXPECT_THAT(output(), testing::EndsWith("on\n"));
+    EXPECT_THAT(output(), EndsWith("on\n"));
     EXPECT_EQ(spy::open_contexts(), 0);
 }
 

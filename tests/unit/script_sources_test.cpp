@@ -1,18 +1,10 @@
 #include "directory/script_sources.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
 
 constexpr uint32_t no_such_value = 0xFFFFFDA6;
 
@@ -31,7 +23,6 @@ class ScriptSourcesTest : public SessionTest {
         if (text != &untouched) text_ = taken(text);
         return code;
     }
-
     uint32_t read_container(const char *object) {
         text_ = "(untouched)";
         char untouched = 0;
@@ -40,11 +31,8 @@ class ScriptSourcesTest : public SessionTest {
         if (text != &untouched) text_ = taken(text);
         return code;
     }
-
     std::string text_;
 };
-
-// ---- local files ----
 
 TEST_F(ScriptSourcesTest, ALocalFileIsTakenAsItIs) {
     folder_.file("script", "WRITE \"a\"\r\nlast line");
@@ -87,7 +75,7 @@ TEST_F(ScriptSourcesTest, AFileWithoutPermissionYieldsNull) {
         if (geteuid() == 0 && setuid(65534) != 0) _exit(1);
         _exit(qrt_readLoginScriptFromFile(folder_.path("secret").c_str()) == nullptr ? 33 : 0);
     };
-    EXPECT_EXIT(read_as_nobody(), testing::ExitedWithCode(33), "");
+    EXPECT_EXIT(read_as_nobody(), ExitedWithCode(33), "");
 }
 
 TEST_F(ScriptSourcesTest, LocalFilesAreTraced) {
@@ -98,8 +86,6 @@ TEST_F(ScriptSourcesTest, LocalFilesAreTraced) {
         expect_traces({"Entering ...", "Exiting ..."}, read_it);
     }
 }
-
-// ---- an object's script ----
 
 TEST_F(ScriptSourcesTest, AnObjectsScriptIsReadFromItsStream) {
     spy::stream("jdoe.sales.acme", "WRITE \"hi\"");
@@ -212,8 +198,6 @@ TEST_F(ScriptSourcesTest, AScriptWithAZeroByteEndsThereWithALineBreak) {
     EXPECT_EQ(text_, "WRITE\r\n");
 }
 
-// ---- the connection of the read is counted for file access ----
-
 class CountedReadTest : public ScriptSourcesTest {
   protected:
     // A script served by SRV1 over the connection 101.
@@ -235,7 +219,6 @@ class CountedReadTest : public ScriptSourcesTest {
         }
         return found;
     }
-
     uint32_t connection_ = 0;
 };
 
@@ -298,8 +281,6 @@ TEST_F(CountedReadTest, TheCodesOfFailingCallsAreTraced) {
     EXPECT_THAT(trace_texts(5, read_it), Contains(StartsWith("ZKCCGetConnInfo: 0x8801 ")));
     EXPECT_THAT(trace_texts(4, read_it), IsEmpty());
 }
-
-// ---- the container's script ----
 
 TEST_F(ScriptSourcesTest, TheNearestContainersScriptIsFound) {
     spy::object("jdoe", "User", "CN=jdoe.OU=sales.O=acme");
@@ -382,8 +363,6 @@ TEST_F(ScriptSourcesTest, WithoutAnObjectThereIsNoScript) {
     EXPECT_EQ(text_, "(untouched)");
     EXPECT_THAT(spy::calls(), IsEmpty());
 }
-
-// ---- the default script ----
 
 TEST_F(ScriptSourcesTest, TheDefaultScriptListsTheDrives) {
     char *first = nullptr;

@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include "include/exported.h"
 #include "platform/common/location.h"
 #include "tests/unit/session_fixture.h"
 
@@ -24,18 +23,10 @@ extern "C" struct passwd *getpwuid(uid_t user) {
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
-
 class ServerFileTest : public NetworkFileTest {
   protected:
     ~ServerFileTest() override { user_is_unknown = false; }
 };
-
-// ---- where files lie ----
 
 TEST_F(ServerFileTest, AVolumesFileLiesBelowTheMountPointOnTheDefaultServer) {
     network_file("SRV1/SYS/LOGIN/X.TXT", "the file");
@@ -141,8 +132,6 @@ TEST_F(ServerFileTest, TheEffectiveUserCounts) {
     EXPECT_NE(path, server_file_path("SRV1", "SYS/x"));
 }
 
-// ---- names without a server ----
-
 TEST_F(ServerFileTest, APlainNameLiesInTheDrivesDirectory) {
     folder_.file("x.txt", "the file");
     EXPECT_EQ(get_file(nullptr, folder_.path("x.txt").c_str()), "the file") << "no drive: the name alone";
@@ -174,8 +163,6 @@ TEST_F(ServerFileTest, AMissingSpecificationIsReported) {
     EXPECT_EQ(output(), "File Specificaion Empty\nFile Specificaion Empty\n");
     EXPECT_THAT(spy::calls(), IsEmpty());
 }
-
-// ---- reaching the server ----
 
 TEST_F(ServerFileTest, TheServerIsReachedAndAsked) {
     network_file("SRV1/SYS/x", "the file");
@@ -225,8 +212,6 @@ TEST_F(ServerFileTest, AnUnreachableServerIsSaidAndTheNameIsWithoutAServer) {
     EXPECT_EQ(output(), "Unable to connect to server: NOWHERE (8847)\n");
     EXPECT_THAT(spy::call_names(), ElementsAre("ZKCCOpenConnByName"));
 }
-
-// ---- bad input ----
 
 class HostileNameTest : public NetworkFileTest {
   protected:
@@ -336,7 +321,7 @@ TEST_F(HostileNameTest, AFileWithoutPermissionIsNotFound) {
         char *text = nullptr;
         _exit(qrt_GetFile(handle, nullptr, path.c_str(), &text) == 1 && !text ? 33 : 0);
     };
-    EXPECT_EXIT(read_as_nobody(), testing::ExitedWithCode(33), "");
+    EXPECT_EXIT(read_as_nobody(), ExitedWithCode(33), "");
 }
 
 TEST_F(HostileNameTest, AFileWithZeroBytesIsShownUpToTheFirst) {

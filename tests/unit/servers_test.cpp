@@ -4,25 +4,18 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class ServersTest : public SessionTest {
   protected:
     ServersTest() {
         spy::tree("ACME_TREE", "SRV1");
         spy::server("SRV2", "ACME_TREE");
     }
-
     static void connect(const char *server) {
         uint32_t connection = 0;
         ASSERT_EQ(ZKCCOpenConnByName(0, server, 2, 1, 0x8000, &connection), 0U);
         spy::forget_calls();
     }
 };
-
-// ---- which tree a server's connection belongs to ----
 
 class CheckAuthServerTest : public ServersTest {
   protected:
@@ -33,7 +26,6 @@ class CheckAuthServerTest : public ServersTest {
         tree_ = tree == &untouched ? "(untouched)" : taken(tree);
         return code;
     }
-
     std::string tree_;
 };
 
@@ -97,8 +89,6 @@ TEST_F(CheckAuthServerTest, TheScanIsTraced) {
     spy::fail("ZKCCScanConnInfo", 0xAB12);
     EXPECT_THAT(trace_texts(6, [this] { check("SRV1"); }), Contains("ZKCCScanConnInfo() returned AB12"));
 }
-
-// ---- the primary server ----
 
 TEST_F(ServersTest, TheServerBecomesThePrimaryOne) {
     EXPECT_EQ(qrt_SetServer(handle, "srv1"), 0U);
@@ -180,8 +170,6 @@ TEST_F(ServersTest, SettingTheServerIsTraced) {
                   [] { qrt_SetServer(0, "srv1"); });
 }
 
-// ---- ATTACH ----
-
 class AttachTest : public ServersTest {
   protected:
     AttachTest() { spy::keep_prompt_texts(); }
@@ -191,7 +179,6 @@ class AttachTest : public ServersTest {
             free(password);
         }
     }
-
     static uint32_t attach(const char *server) { return qrt_Attach(text(server).get()); }
 };
 

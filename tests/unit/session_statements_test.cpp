@@ -1,18 +1,8 @@
 #include "commands/session_statements.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "tests/client_spy/client_spy.h"
-#include "tests/client_spy/wipe_watch.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 // The tree ACME_TREE, nobody logged in, and jdoe's password at hand.
 class SessionStatementsTest : public SessionTest {
@@ -23,7 +13,6 @@ class SessionStatementsTest : public SessionTest {
         qrt_SetCurrentObject("jdoe.sales.acme");
         set(CurrentPassword, "kept");
     }
-
     static SecretText secret(const char *value) { return SecretText(text(value).release()); }
 
     // Which name and password the client was asked to log in with.
@@ -80,7 +69,7 @@ TEST_F(SessionStatementsTest, AttachReportsTheServer) {
 
 TEST_F(SessionStatementsTest, AttachReportsAFailureWithItsCode) {
     attach_statement(text("NOWHERE"));
-    EXPECT_THAT(output(), testing::EndsWith("Unable to attach to server(NOWHERE) 8847\n"));
+    EXPECT_THAT(output(), EndsWith("Unable to attach to server(NOWHERE) 8847\n"));
     spy::fail("ZKCCGetConnInfo", 0xFFFFE00F);
     attach_statement(text("SRV1"));
     EXPECT_EQ(output(), "Unable to attach to server(SRV1) FFFFE00F\n");

@@ -6,13 +6,7 @@
 
 namespace {
 
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 using StateTest = SessionTest;
-
-// ---- the globals ----
 
 TEST_F(StateTest, ConstantsHaveTheirValues) {
     EXPECT_STREQ(libtreeloginLocation, "/opt/brasca/lib64/libtreelogin.so");
@@ -60,7 +54,6 @@ TEST_F(StateTest, SettersReplaceAndReturnTheStoredCopy) {
     EXPECT_STREQ(stored, "jdoe");
     EXPECT_STREQ(qrt_SetCurrentObject("bob"), "bob");
     EXPECT_STREQ(CurrentObject, "bob");
-
     stored = qrt_SetLoginName(name);
     EXPECT_EQ(stored, LoginName);
     EXPECT_STREQ(stored, "jdoe");
@@ -100,8 +93,6 @@ TEST_F(StateTest, SettersAndGettersTrace) {
     EXPECT_THAT(traces(8, [] { qrt_SetLoginName("joe"); }), HasSubstr("--DEBUG--qrt_SetLoginName:"));
 }
 
-// ---- the current context ----
-
 TEST_F(StateTest, TheCurrentContextIsStoredWithItsPeriodAndShownWithout) {
     const struct {
         const char *given, *stored, *printed;
@@ -137,8 +128,6 @@ TEST_F(StateTest, TheCurrentContextTakesItself) {
     qrt_SetCurrentContext(CurrentContext);
     EXPECT_STREQ(CurrentContext, ".O=acme");
 }
-
-// ---- user variables ----
 
 TEST_F(StateTest, UserVariablesAreSetAndEmptied) {
     for (int index = 0; index < QRT_USER_VARIABLES; index++) qrt_SetUserVar(index, std::to_string(index).c_str());
@@ -192,8 +181,6 @@ TEST_F(StateTest, AVariableCanBeSetAfterAShiftWithoutItsTwin) {
     EXPECT_EQ(variables(), "------xf--");
 }
 
-// ---- object names ----
-
 TEST_F(StateTest, ObjectsAreNamedInTheirContexts) {
     EXPECT_EQ(qrt_Object(), nullptr);
     EXPECT_EQ(qrt_LoggedInObject(), nullptr);
@@ -212,8 +199,6 @@ TEST_F(StateTest, ContextsAloneAreNoObject) {
     EXPECT_EQ(qrt_Object(), nullptr);
     EXPECT_EQ(qrt_LoggedInObject(), nullptr);
 }
-
-// ---- questions ----
 
 TEST_F(StateTest, APauseInTextModeReturnsAtOnce) {
     spy::pause_answer(5);
@@ -236,8 +221,6 @@ TEST_F(StateTest, TheLoginQuestionIsAnsweredByTheClientUnchanged) {
     EXPECT_EQ(qrt_CheckIfLoggedIn(12), 0xFFFFFEB8U);
     EXPECT_EQ(spy::calls()[0], "ZKDSCanDSAuthenticate(12)");
 }
-
-// ---- abbreviated names ----
 
 // Both buffers are on the heap and exactly as large as needed, so that the sanitizer sees a step beyond.
 class AbbreviateTest : public SessionTest {

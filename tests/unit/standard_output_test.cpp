@@ -2,12 +2,9 @@
 // come behind the output of children, or be lost when the process ends without a flush.
 #include <fcntl.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "base/words.h"
 #include "commands/drive.h"
-#include "commands/file_spec.h"
-#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 #include "tests/unit/standard_streams.h"
 
@@ -64,7 +61,7 @@ TEST_F(StandardOutputTest, ATraceIsWrittenAtOnce) {
                     qrt_GetTreeName("ACME_TREE");
                     debug_level = 0;
                 }),
-                testing::HasSubstr("qrt_GetTreeName(ACME_TREE)\n"));
+                HasSubstr("qrt_GetTreeName(ACME_TREE)\n"));
 }
 
 TEST_F(StandardOutputTest, AStartThatFailsIsReportedAtOnce) {

@@ -1,14 +1,10 @@
 #include "directory/substitution.h"
 
-#include <cstdlib>
 #include <random>
 
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 class SubstitutionTest : public DirectoryTest {
   protected:

@@ -5,7 +5,6 @@
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/utsname.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -13,7 +12,6 @@
 #include "base/local_file.h"
 #include "base/output.h"
 #include "commands/program.h"
-#include "include/exported.h"
 #include "run/lifecycle.h"
 #include "tests/unit/session_fixture.h"
 
@@ -54,7 +52,6 @@ class SystemFaultTest : public SessionTest {
         uname_fails = close_range_fails = false;
         mode_that_fails.clear();
     }
-
     static std::string value(const char *name) {
         char *text = nullptr;
         const uint32_t code = qrt_GetIdentifierValue(handle, "jdoe.acme", name, &text);

@@ -1,14 +1,9 @@
 // The edges of the tokenizer: what is just outside of its tables, and what its traces leave out.
 #include <climits>
 
-#include "include/exported.h"
-#include "language/tokenizer.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::HasSubstr;
-using testing::Not;
 
 using TokenizerBoundsTest = SessionTest;
 

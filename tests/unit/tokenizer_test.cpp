@@ -1,16 +1,11 @@
 #include "language/tokenizer.h"
 
-#include <vector>
-
 #include "tests/unit/session_fixture.h"
 // Behind the fixture, which declares the parser with its linkage.
-#include "include/exported.h"
 #include "language/grammar.tab.h"
 
 namespace {
 
-using testing::HasSubstr;
-using testing::Not;
 using Tokens = std::vector<std::string>;
 
 class TokenizerTest : public SessionTest {
@@ -51,8 +46,6 @@ class TokenizerTest : public SessionTest {
     static std::string unread() { return lex_activeBuffer()->data + lex_activeBuffer()->readPos; }
     static std::string owned(char *text) { return OwnedText(text).get(); }
 };
-
-// ---- keywords and words ----
 
 TEST_F(TokenizerTest, EveryKeywordHasItsNumberInAnyLetterCase) {
     // The gap between the two is the number of words that are none of them.
@@ -139,8 +132,6 @@ TEST_F(TokenizerTest, ALongWordIsCutAndReadWhole) {
     }
 }
 
-// ---- lines ----
-
 TEST_F(TokenizerTest, AnEmptyLineIsJustItsLineFeed) {
     EXPECT_EQ(tokens("\n\n"), (Tokens{"LF", "LF"}));
 }
@@ -182,8 +173,6 @@ TEST_F(TokenizerTest, FetchingALineReadsNothing) {
     EXPECT_EQ(owned(lex_line_fetch(lex_activeBuffer())), "  rest of it");
     EXPECT_EQ(unread(), "  rest of it\r\nnext");
 }
-
-// ---- whole lines ----
 
 struct LineRow {
     const char *text;
@@ -229,8 +218,6 @@ TEST_F(TokenizerTest, WholeLineModeAtTheEndIsAnEmptyLine) {
     EXPECT_EQ(next(), "325 ");
     EXPECT_EQ(next(), "end");
 }
-
-// ---- quoted strings ----
 
 struct QuotedRow {
     const char *text;
@@ -283,8 +270,6 @@ TEST_F(TokenizerTest, ABackslashCutOffTakesTheCharacterThatEndedTheString) {
     }
 }
 
-// ---- the two-word attribute spelling ----
-
 struct HomeRow {
     const char *text;
     const char *rewritten;
@@ -328,8 +313,6 @@ TEST_F(TokenizerTest, ALineStartsInWholeLineModeToo) {
     EXPECT_EQ(linecounter, before + 1);
     EXPECT_EQ(end_of_line, 0);
 }
-
-// ---- traces ----
 
 TEST_F(TokenizerTest, EachLineIsTraced) {
     open("  A B\r\nC\n");

@@ -4,10 +4,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
-
 class TreeTest : public SessionTest {
   protected:
     TreeTest() {
@@ -16,15 +12,12 @@ class TreeTest : public SessionTest {
     }
 };
 
-// ---- qrt_TreeLogin ----
-
 class LoginTest : public TreeTest {
   protected:
     uint32_t login(const char *user = "jdoe.acme", const char *password = "secret") {
         made_ = 999;
         return qrt_TreeLogin("ACME_TREE", text(user).get(), text(password).get(), &made_);
     }
-
     uint32_t made_ = 0;
 };
 
@@ -90,8 +83,6 @@ TEST_F(LoginTest, ALoginIsTracedWithoutItsPassword) {
     EXPECT_THAT(traces(9, [this] { login(); }), Not(HasSubstr("secret")));
 }
 
-// ---- qrt_TreeLogout ----
-
 TEST_F(TreeTest, ALogOutSetsNoFlagsAndKeepsItsHandle) {
     EXPECT_EQ(qrt_TreeLogout("ACME_TREE"), 0U);
     EXPECT_THAT(spy::calls(),
@@ -121,8 +112,6 @@ TEST_F(TreeTest, EachFailureOfALogOutIsTheClientsCode) {
         EXPECT_EQ(spy::call_names().back(), row.call);
     }
 }
-
-// ---- qrt_get_user_password ----
 
 class PromptTest : public SessionTest {
   protected:

@@ -1,14 +1,7 @@
 #include "commands/file_spec.h"
-#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
 
 class VolumeObjectTest : public NetworkFileTest {
   protected:
@@ -54,7 +47,6 @@ TEST_F(VolumeObjectTest, AnAttributeOfTheTimeSyntaxIsAText) {
     spy::attribute("apps.sales.acme", "Path", {january});
     resolve("apps.sales.acme");
     EXPECT_THAT(spy::calls("ZKDSRead").back(), HasSubstr(" Jan 1")) << "up to its first colon it names the volume";
-
     spy::attribute("vol1.sales.acme", "Host_Resource_Name", {january});
     spy::attribute("vol1.sales.acme", "Host_Server", {january});
     EXPECT_THAT(resolve("vol1.sales.acme"), HasSubstr(" Jan 1"));
@@ -143,8 +135,7 @@ TEST_F(VolumeObjectTest, EachFailureIsTheClientsCode) {
         EXPECT_EQ(resolve("vol1.acme"), std::to_string(0x1234) + "   ");
         EXPECT_EQ(spy::call_names()[spy::calls("ZKDSFreeContext").empty() ? spy::calls().size() - 1 : 0],
                   spy::calls("ZKDSFreeContext").empty() ? row.call : "ZKCLXInit");
-        EXPECT_THAT(spy::calls("ZKDSFreeContext"),
-                    testing::Each(testing::AnyOf("ZKDSFreeContext(1)", "ZKDSFreeContext(2)")));
+        EXPECT_THAT(spy::calls("ZKDSFreeContext"), Each(AnyOf("ZKDSFreeContext(1)", "ZKDSFreeContext(2)")));
         EXPECT_EQ(spy::open_contexts(), 0);
     }
 }
@@ -162,8 +153,7 @@ TEST_F(VolumeObjectTest, TheTreeOfANewContextIsTheOneThatIsSearched) {
     });
     volume("vol1.acme", "SRV1.acme", "DATA");
     EXPECT_EQ(resolve("vol1.acme"), "0 SRV1 DATA ");
-    EXPECT_THAT(spy::calls("ZKDSSetContext"), testing::Contains("ZKDSSetContext(2, DCK_TREE_NAME, \"ACME_TREE\")"));
-
+    EXPECT_THAT(spy::calls("ZKDSSetContext"), Contains("ZKDSSetContext(2, DCK_TREE_NAME, \"ACME_TREE\")"));
     spy::reset();
     spy::on_call([](const std::string &call) {
         if (call == "ZKDSGetContext(1, DCK_TREE_NAME)") ZKDSSetContext(1, DCK_TREE_NAME, "ACME_TREE");
@@ -173,7 +163,6 @@ TEST_F(VolumeObjectTest, TheTreeOfANewContextIsTheOneThatIsSearched) {
     EXPECT_EQ(resolve("jdoe.acme"), std::to_string(ZKE_NO_SUCH_ATTRIBUTE) + "   ");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Unable to find volume object jdoe.acme in tree: ACME_TREE\n");
     EXPECT_EQ(output(), "");
-
     spy::fail("ZKDSSetContext", 0x1234);
     EXPECT_THAT(resolve("jdoe.acme"), StartsWith("4660 "));
 }

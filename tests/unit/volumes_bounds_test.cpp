@@ -7,8 +7,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 class VolumesBounds : public DirectoryTest {
   protected:
     static void volume_object(const std::string &name, const std::string &server, const std::string &volume) {
@@ -23,13 +21,10 @@ class VolumesBounds : public DirectoryTest {
     uint32_t parse(const std::string &path, uint32_t context = session_handle) {
         return qrt_ZKDSParsePath(context, path.c_str(), server, &connection, volume, rest, &resolved);
     }
-
     char server[514] = "", volume[514] = "", rest[256] = "";
     uint32_t connection = 99;
     uint16_t resolved = 7;
 };
-
-// ---- buffers ----
 
 TEST_F(VolumesBounds, ARestOf255CharactersFits) {
     volume_object("V", "SRV1.acme", "SYS");
@@ -77,8 +72,6 @@ TEST_F(VolumesBounds, AMapsPathAndTheRestBehindItFitIn255Characters) {
     EXPECT_EQ(rest, std::string(251, 'p') + "\\bin");
 }
 
-// ---- codes ----
-
 TEST_F(VolumesBounds, TheSignOfTheLowHalfIsItsHighestBit) {
     volume_object("V", "SRV1.acme", "SYS");
     directory_map("M", "V", "apps");
@@ -110,8 +103,6 @@ TEST_F(VolumesBounds, TheLastCallsCodeIsReturned) {
     spy::fail("ZKDSGetAttrCount", 0xFFFF0006);
     EXPECT_EQ(qrt_CheckForDirectoryMap(session_handle, "M", volume, rest), 6u);
 }
-
-// ---- paths of the client ----
 
 TEST_F(VolumesBounds, AMapsPathIsTheClientsAsItWasPassedIn) {
     directory_map("APPMAP", "GONE", "apps");

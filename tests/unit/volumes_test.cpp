@@ -1,12 +1,8 @@
 #include "directory/volumes.h"
 
-#include <cstring>
-
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::ElementsAre;
 
 class VolumesTest : public DirectoryTest {
   public:
@@ -30,7 +26,6 @@ class VolumesTest : public DirectoryTest {
         EXPECT_STREQ(rest, wantedRest);
         EXPECT_EQ(resolved, wantedResolved);
     }
-
     char server[514] = "", volume[514] = "", rest[256] = "";
     uint32_t connection = 99;
     uint16_t resolved = 7;
@@ -42,7 +37,7 @@ TEST_F(VolumesTest, ServerOfAVolumeIsTheLeafOfItsHostServer) {
     EXPECT_STREQ(server, "SRV1");
     EXPECT_EQ(connection, 0u);
     EXPECT_THAT(spy::calls("ZKDSPutAttrName"), ElementsAre("ZKDSPutAttrName(40, buf1, \"Host Server\")"));
-    EXPECT_THAT(spy::calls("ZKCCOpenConnByName"), testing::IsEmpty());
+    EXPECT_THAT(spy::calls("ZKCCOpenConnByName"), IsEmpty());
 }
 
 TEST_F(VolumesTest, ServerOfAVolumeFailsWithTheAttributesCode) {
@@ -235,7 +230,7 @@ TEST_F(VolumesTest, PathBeginningWithAVolumeObject) {
     expect_split("SRV1", "USERS", "home/jdoe", 1);
     EXPECT_EQ(connection, 0u);
     EXPECT_THAT(spy::calls("ZKDSReadObjectInfo"), ElementsAre("ZKDSReadObjectInfo(40, \"USERVOL\")"));
-    EXPECT_THAT(spy::calls("ZKParsePath"), testing::IsEmpty());
+    EXPECT_THAT(spy::calls("ZKParsePath"), IsEmpty());
 }
 
 TEST_F(VolumesTest, PathMayBeCutAtABackslash) {
@@ -269,8 +264,7 @@ TEST_F(VolumesTest, PathBeginningWithADirectoryMap) {
     EXPECT_EQ(parse("APPMAP:bin"), 0u);
     expect_split("SRV1", "SYS", "apps\\bin", 1);
     EXPECT_THAT(spy::calls("ZKDSPutAttrName"),
-                ElementsAre(testing::HasSubstr("\"Path\""), testing::HasSubstr("\"Host Server\""),
-                            testing::HasSubstr("\"Host Resource Name\"")));
+                ElementsAre(HasSubstr("\"Path\""), HasSubstr("\"Host Server\""), HasSubstr("\"Host Resource Name\"")));
 }
 
 TEST_F(VolumesTest, ClassOfADirectoryMapIsMetInAnyLetterCase) {
@@ -368,7 +362,7 @@ TEST_F(VolumesTest, OutsMayBeNullBesideAVolumeOut) {
 TEST_F(VolumesTest, BadContextReturnsOne) {
     volume_object("USERVOL", "SRV1.acme", "USERS");
     EXPECT_EQ(qrt_ZKDSParsePath(0xFFFFFEB8, "USERVOL:x", server, &connection, volume, rest, &resolved), 1u);
-    EXPECT_THAT(spy::calls("ZKParsePath"), testing::IsEmpty());
+    EXPECT_THAT(spy::calls("ZKParsePath"), IsEmpty());
 }
 
 TEST_F(VolumesTest, PathsOverTheirLimitsAreNotFound) {

@@ -148,7 +148,7 @@ void WholeLoginTest::log_in(const std::function<void()> &fail, Failing failing) 
     const uint32_t result = run_all();
     watch_frees(false);
     if (!failing.hollow) {
-        EXPECT_THAT(spy::mistakes(), testing::IsEmpty());
+        EXPECT_THAT(spy::mistakes(), IsEmpty());
     }
     if (!failing.gives_back) {
         EXPECT_EQ(spy::open_buffers(), 0);
