@@ -1,4 +1,4 @@
-// What holds for every script, tried on random ones: of the table of forms in statement_forms, and with mistakes in
+// What is true of every script, tried on random ones: of the table of forms in statement_forms, and with mistakes in
 // them. QRT_PROPERTY_SCRIPTS sets how many scripts each property is tried on, QRT_PROPERTY_SEED where to begin: a
 // failure names the seed of its script, and that seed with one script repeats it.
 #include <algorithm>
@@ -97,7 +97,7 @@ class GrammarPropertyTest : public ScriptTest {
 TEST_F(GrammarPropertyTest, EveryFormIsAccepted) {
     for_seeds(8, [this](unsigned seed) {
         Source random = source(seed);
-        for (size_t form = 0; form < Source::forms(); form++) {
+        for (const std::string &form : Source::forms()) {
             const std::string line = random.written(random.statement_of(form));
             // An IF whose line ends with its condition has the next line for its statement.
             const std::string shown = observed(line + line_end(random) + line_end(random) + probe(1) + "\n");
@@ -171,9 +171,9 @@ TEST_F(GrammarPropertyTest, OnlyTheQuoteOfAMissingTokenIsTheNextLines) {
         const std::string whole = observed(first + next + "\n");
         const std::vector<std::string> quotes = quotes_in(whole);
         const std::string traced = traces(6, [&] { run(first + next + "\n"); });
-        const size_t told = traced.rfind(message);
-        ASSERT_EQ(quotes.empty(), told == traced.npos) << first;
-        const bool missing = told != traced.npos && traced.find("unexpected '\\n'", told) != traced.npos;
+        const size_t reported = traced.rfind(message);
+        ASSERT_EQ(quotes.empty(), reported == traced.npos) << first;
+        const bool missing = reported != traced.npos && traced.find("unexpected '\\n'", reported) != traced.npos;
         EXPECT_EQ(missing, !quotes.empty() && quotes.back() == next) << first;
         if (!missing) {
             EXPECT_EQ(whole.substr(0, cut.size()), cut) << first;
