@@ -73,7 +73,8 @@ TEST_F(ControlFlowTest, AnUnknownLabelGoesOnBehindTheGotoSilently) {
 }
 
 TEST_F(ControlFlowTest, LabelLinesAreTraced) {
-    for (const auto &[line, label] : {std::pair{":A-B\n", "A-B\n"}, std::pair{"AB:\n", "AB\n"}, std::pair{"IF:\n", "IF\n"}})
+    for (const auto &[line, label] :
+         {std::pair{":A-B\n", "A-B\n"}, std::pair{"AB:\n", "AB\n"}, std::pair{"IF:\n", "IF\n"}})
         EXPECT_THAT(traces(9, [this, script = line] { run(script); }), HasSubstr(std::string("label ") + label));
 }
 

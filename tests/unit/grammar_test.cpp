@@ -19,10 +19,6 @@ TEST_F(GrammarTest, ScriptsWriteTheirOutput) {
         {"statements act as they are read", "WRITE \"before\"\nFOO BAR\nWRITE \"after\"\n",
          "before\n" + report("FOO BAR") + "after\n", 1},
         {"keywords ignore case", "write \"a\"\nWrite \"b\"\n", "a\nb\n"},
-        {"every form may be the single statement of an IF",
-         "IF \"0\" THEN SET A = \"x\"\nIF \"0\" THEN CX a.b\nIF \"0\" THEN ; x\nIF \"0\" THEN :label\n"
-         "IF \"0\" THEN FIRE 3\nIF \"1\" THEN CLS\nWRITE \"z\"\n",
-         "Your current context is: a.b\nz\n"},
         {"an empty rest of the line", "#\n@\n*\n;\nREM\nREMARK\nWRITE \"next\"\n", "next\n"},
         {"silent forms",
          "FIRE 3\nFIRE PHASERS\nFIRE PHASERS 3 TIMES\nFIRE PHASER 3 TIMES\nSWAP\nNOSWAP\nDEBUG OFF\nTERM x\n"
@@ -31,6 +27,10 @@ TEST_F(GrammarTest, ScriptsWriteTheirOutput) {
         {"both spellings", "LASTLOGINTIME\nLAST_LOGIN_TIME\n",
          "Last Login occurred at: yesterday\nLast Login occurred at: yesterday\n"},
         {"the words of a server are joined", "ATTACH SRV - 1\n", "Attached to server(SRV-1)\n"},
+        {"every form may be the single statement of an IF",
+         "IF \"0\" THEN SET A = \"x\"\nIF \"0\" THEN CX a.b\nIF \"0\" THEN ; x\nIF \"0\" THEN :label\n"
+         "IF \"0\" THEN FIRE 3\nIF \"1\" THEN CLS\nWRITE \"z\"\n",
+         "Your current context is: a.b\nz\n"},
     });
 }
 

@@ -143,6 +143,12 @@ class SessionTest : public testing::Test {
 
     static std::string shown(const char *text) { return text == nullptr ? "(null)" : text; }
 
+    static std::string hexadecimal(uint32_t code) {
+        char digits[9];
+        snprintf(digits, sizeof digits, "%X", code);
+        return digits;
+    }
+
     // New heap text of the library as a string.
     static std::string taken(char *text) {
         const OwnedText owned(text);

@@ -6,7 +6,7 @@ namespace {
 
 class SyntaxErrorTest : public ScriptTest {
   protected:
-    // What an error quotes when the active buffer holds `text` and reading stands at `position`.
+    // What an error quotes when the active buffer contains `text` and reading stands at `position`.
     std::string quoted(const std::string &text, int32_t position) {
         lex_addBuffer(text.c_str());
         const std::string line = quoted_at(position);
@@ -230,7 +230,7 @@ TEST_F(SyntaxErrorTest, AFileNameCutShortCostsItsLineAlone) {
         }
 }
 
-TEST_F(SyntaxErrorTest, AMistakeFarBehindTheLastTextQuotesItAllTheSame) {
+TEST_F(SyntaxErrorTest, LinesFarBehindAreQuoted) {
     EXPECT_EQ(run("WRITE \"a\"\n" + std::string(5000, '\n') + "ATTACH\n" + std::string(5000, '\n')), 1);
     EXPECT_EQ(output(), "a\n" + report("ATTACH") + "Invalid attach command format\n");
     for (const int count : {4095, 4096, 4097, 4098, 5000}) {
@@ -239,10 +239,7 @@ TEST_F(SyntaxErrorTest, AMistakeFarBehindTheLastTextQuotesItAllTheSame) {
         EXPECT_EQ(quoted("two\n" + blank, count), "two") << "the same place in another text";
         EXPECT_EQ(quoted("\n\n\n\n" + blank, count), "bogus");
     }
-}
-
-// The mistakes stand behind ever longer runs of line ends.
-TEST_F(SyntaxErrorTest, MistakesOfLineEndsAloneQuoteTheLineBeforeThem) {
+    // The mistakes stand behind ever longer runs of line ends.
     std::string ends, reports;
     for (int i = 0; i < 3000; i++) {
         ends += "\r\r\r\r\n";
