@@ -84,17 +84,4 @@ TEST_F(ConfReaderBoundsFiles, ALengthMayTakeTheWholeBufferAndNoByteMore) {
     }
 }
 
-TEST_F(ConfReaderBoundsFiles, AFolderIsClosedAgain) {
-    const auto next_descriptor = [] {
-        const int descriptor = open("/dev/null", O_RDONLY);
-        close(descriptor);
-        return descriptor;
-    };
-    std::filesystem::create_directory(files_.path("login.conf"));
-    const int before = next_descriptor();
-    Guarded value(8);
-    EXPECT_EQ(qrtGetConfValue("login.conf", "", "key", value.data(), value.size), QRT_CONF_NO_FILE);
-    EXPECT_EQ(next_descriptor(), before);
-}
-
 } // namespace

@@ -29,13 +29,10 @@ std::string resolve(const std::string &name) {
 
 } // namespace
 
-TEST_F(LongestNames, OfAVolumesObject) {
+TEST_F(LongestNames, OfAVolumesObjectAndItsContainer) {
     spy::abbreviated("vol1.acme", longest("vol1"));
     volume_object(longest("vol1"));
     EXPECT_EQ(resolve("vol1.acme"), "0 SRV1 DATA");
-}
-
-TEST_F(LongestNames, OfTheContainerOfAVolumesObject) {
     const std::string user = longest("u");
     spy::logged_in(user);
     volume_object("vol1" + user.substr(1));

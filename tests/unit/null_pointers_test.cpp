@@ -14,30 +14,28 @@
 namespace {
 
 // The functions that take no pointer.
-const std::set<std::string> without_pointers = {
-    "cntrlcHandler",
-    "isDelimeter",
-    "lex_activeBuffer",
-    "lex_dropBuffer",
-    "openLogFile",
-    "qrt_CheckIfLoggedIn",
-    "qrt_exit",
-    "qrt_GetCurrentContext",
-    "qrt_GetCurrentTree",
-    "qrt_GetDefaultServer",
-    "qrt_GetInitialContext",
-    "qrt_GetObject",
-    "qrt_getPauseResponse",
-    "qrt_GetServer",
-    "qrt_LoggedInObject",
-    "qrt_Object",
-    "qrt_script_load_configuration",
-    "qrt_ShiftVars",
-    "qrt_StationNumber",
-    "qrt_UserID",
-    "yylex",
-    "yyparse",
-};
+const std::set<std::string> without_pointers = {"cntrlcHandler",
+                                                "isDelimeter",
+                                                "lex_activeBuffer",
+                                                "lex_dropBuffer",
+                                                "openLogFile",
+                                                "qrt_CheckIfLoggedIn",
+                                                "qrt_exit",
+                                                "qrt_GetCurrentContext",
+                                                "qrt_GetCurrentTree",
+                                                "qrt_GetDefaultServer",
+                                                "qrt_GetInitialContext",
+                                                "qrt_GetObject",
+                                                "qrt_getPauseResponse",
+                                                "qrt_GetServer",
+                                                "qrt_LoggedInObject",
+                                                "qrt_Object",
+                                                "qrt_script_load_configuration",
+                                                "qrt_ShiftVars",
+                                                "qrt_StationNumber",
+                                                "qrt_UserID",
+                                                "yylex",
+                                                "yyparse"};
 
 // The functions of the library's version script.
 std::set<std::string> exported_functions() {

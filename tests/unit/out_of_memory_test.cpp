@@ -57,7 +57,7 @@ class OutOfMemoryTest : public NetworkFileTest {
         unsetenv("MEMORY_FAULT_TEST");
     }
 
-    // The outcome of `call`, which `look` tells with all its words, and how many allocations it makes.
+    // The outcome of `call`, which `look` returns as a string, and how many allocations it makes.
     std::string outcome(const std::function<void()> &call, const std::function<std::string()> &look) {
         start();
         output();
@@ -97,23 +97,20 @@ class OutOfMemoryTest : public NetworkFileTest {
         const std::string printed = testing::internal::GetCapturedStdout();
         if (HasFailure()) printf("%s", printed.c_str());
     }
-    void sweep(
-        const std::function<void()> &call, const Look &look, const Check &check = [](const std::string &) {}) {
+    void sweep(const std::function<void()> &call, const Look &look, const Check &check = unchecked) {
         sweep(call, look, check, 0, false);
         sweep(call, look, check, 0, true);
-        sweep(
-            call, look, [](const std::string &) {}, 9, false);
+        sweep(call, look, unchecked, 9, false);
     }
     static void is_null(const std::string &text) { EXPECT_EQ(text, "(null)"); }
+    static void unchecked(const std::string &) {}
 
     // The same for a function that hands out new text, and for a script.
-    void sweep_text(
-        const std::function<char *()> &call, const Check &check = [](const std::string &) {}) {
+    void sweep_text(const std::function<char *()> &call, const Check &check = unchecked) {
         char *text = nullptr;
         sweep([&] { text = call(); }, [&] { return taken(text); }, check);
     }
-    void sweep_out(
-        const std::function<uint32_t(char **)> &call, const Check &check = [](const std::string &) {}) {
+    void sweep_out(const std::function<uint32_t(char **)> &call, const Check &check = unchecked) {
         char *text = nullptr;
         uint32_t code = 0;
         sweep(
@@ -124,8 +121,7 @@ class OutOfMemoryTest : public NetworkFileTest {
             [&] { return std::to_string(code) + " " + taken(text); }, check);
     }
     // A script that does not succeed says why, in the place that it had reached.
-    void sweep_script(
-        const std::string &script, const Check &check = [](const std::string &) {}) {
+    void sweep_script(const std::string &script, const Check &check = unchecked) {
         SCOPED_TRACE(script);
         int result = 0;
         std::string object = "jdoe.sales.acme";
@@ -139,11 +135,11 @@ class OutOfMemoryTest : public NetworkFileTest {
         sweep([&] { result = parsescript_Run(script.c_str(), object.data(), ctx); }, look, check);
     }
     std::string session() {
-        std::string told = variables();
+        std::string row = variables();
         for (const char *global : {CurrentObject, LoginName, CurrentContext, InitialContext, CurrentTree, driveDir,
                                    over_ride_profile, static_cast<char *>(getenv("MEMORY_FAULT_TEST"))})
-            told += " " + shown(global);
-        return told;
+            row += " " + shown(global);
+        return row;
     }
 };
 
@@ -431,7 +427,7 @@ TEST_F(OutOfMemoryTest, TheTokenizersReadersHaveNoTextThen) {
     }
 }
 
-TEST_F(OutOfMemoryTest, TheTokenizerThenTellsTheEndAndTheParserItsOwnResult) {
+TEST_F(OutOfMemoryTest, TheTokenizerThenReturnsTheEndAndTheParserItsOwnResult) {
     start();
     ASSERT_EQ(lex_addBuffer("WORD\n"), 0);
     allocations_arm(1, true);
@@ -472,7 +468,7 @@ TEST_F(OutOfMemoryTest, AScriptThatCannotBeTakenInSaysSo) {
 TEST_F(RunSequenceTest, ALoginRunsNoScriptForAUserThatCouldNotBeKept) {
     setvbuf(stream_, nullptr, _IONBF, 0);
     keeps_snapshots_ = false;
-    int told = 0;
+    int reported = 0;
     for (long at = 1; at <= 12; at++) {
         SCOPED_TRACE(at);
         declare_network();
@@ -488,11 +484,11 @@ TEST_F(RunSequenceTest, ALoginRunsNoScriptForAUserThatCouldNotBeKept) {
         EXPECT_EQ(result, 1U);
         // Without the name no script is looked for; with it the user's is, whatever ran out of memory meanwhile.
         if (spy::calls("ZKDSOpenStream").empty())
-            told++;
+            reported++;
         else
             EXPECT_THAT(spy::calls("ZKDSOpenStream"), Contains(HasSubstr("\"jdoe.OU=sales.O=acme\"")));
     }
-    EXPECT_GT(told, 0);
+    EXPECT_GT(reported, 0);
 }
 
 } // namespace

@@ -45,68 +45,36 @@ class ProgramTest : public SessionTest {
     }
 };
 
-TEST_F(ProgramTest, AnswersTheExitStatus) {
-    EXPECT_EQ(execute_command("leave 0"), 0);
-    EXPECT_EQ(execute_command("leave 3"), 3);
-    EXPECT_EQ(execute_command("leave 255"), 255);
-}
-
-TEST_F(ProgramTest, AProgramEndedByASignalCountsAsZero) {
-    EXPECT_EQ(execute_command("killed"), 0);
-}
-
-TEST_F(ProgramTest, AMissingProgramCountsAsZeroAndPrintsNothing) {
+TEST_F(ProgramTest, ReturnsTheExitStatusAndZeroForWhatHasNone) {
+    const std::pair<const char *, int> rows[] = {
+        {"leave 0", 0}, {"leave 3", 3}, {"leave 255", 255}, {"killed", 0}, {"no_such_program_here a b", 0},
+        {"", 0},        {"   ", 0}};
     testing::internal::CaptureStderr();
-    EXPECT_EQ(execute_command("no_such_program_here a b"), 0);
+    for (const auto &[line, status] : rows) EXPECT_EQ(execute_command(line), status) << line;
+    chmod(path("leave").c_str(), 0644);
+    EXPECT_EQ(execute_command("leave 3"), 0) << "it cannot be executed";
+    EXPECT_EQ(execute_command_nowait("   "), 0);
+    EXPECT_FALSE(has_children());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(output(), "");
 }
 
-TEST_F(ProgramTest, AFileThatCannotBeExecutedCountsAsZero) {
-    chmod(path("leave").c_str(), 0644);
-    EXPECT_EQ(execute_command("leave 3"), 0);
-}
-
-TEST_F(ProgramTest, ALineOfBlanksRunsNothing) {
-    EXPECT_EQ(execute_command(""), 0);
-    EXPECT_EQ(execute_command("   "), 0);
-    EXPECT_EQ(execute_command_nowait("   "), 0);
-    EXPECT_FALSE(has_children());
-}
-
-TEST_F(ProgramTest, JoinsTheProgramsOutputToTheStream) {
+TEST_F(ProgramTest, PassesItsWordsAsArgumentsWithoutAShell) {
     fputs("before ", fdr);
     fflush(fdr);
     EXPECT_EQ(run("arguments a b"), "before [a][b]");
-}
-
-TEST_F(ProgramTest, PassesAQuotedSectionAsOneArgumentWithItsQuotes) {
+    EXPECT_EQ(run("arguments $HOME * ; | 'x"), "[$HOME][*][;][|]['x]");
     EXPECT_EQ(run("arguments \"two words\" last"), "[\"two words\"][last]");
     EXPECT_EQ(run("arguments \"two words\" a_b"), "[\"two words\"][a_b]");
     EXPECT_EQ(run("arguments \"two words\" a_~b"), "[\"two words\"][a_~b]");
-    EXPECT_EQ(run("arguments \\\"two words\\\""), "[\"two][words\"]");
-}
-
-TEST_F(ProgramTest, RunsAProgramNamedByItsPath) {
-    const std::string program = path("arguments");
-    setenv("PATH", "/nowhere", 1);
-    EXPECT_EQ(run(program + " a"), "[a]");
-}
-
-TEST_F(ProgramTest, TheProgramsNameIsItsFirstArgument) {
-    folder_.script("name", "echo $0");
-    EXPECT_EQ(run("  name a"), path("name") + "\n");
-}
-
-TEST_F(ProgramTest, DoesNotUseAShell) {
-    EXPECT_EQ(run("arguments $HOME * ; | 'x"), "[$HOME][*][;][|]['x]");
-}
-
-TEST_F(ProgramTest, LeavesTheCallersLineAlone) {
-    const char line[] = "arguments \"a b\" \\\"c";
+    const char line[] = "arguments \\\"two words\\\"";
     const std::string before = line;
-    execute_command(line);
+    EXPECT_EQ(run(line), "[\"two][words\"]");
     EXPECT_EQ(line, before);
+    folder_.script("name", "echo $0");
+    EXPECT_EQ(run("  name a"), path("name") + "\n") << "its name is its first argument";
+    setenv("PATH", "/nowhere", 1);
+    EXPECT_EQ(run(path("arguments") + " a"), "[a]") << "it is named by its path";
 }
 
 TEST_F(ProgramTest, RunsNinetyNineWordsAndRefusesOneMore) {
@@ -144,16 +112,6 @@ TEST_F(ProgramTest, InheritsStandardInputAndError) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
 }
 
-TEST_F(ProgramTest, InheritsNoOtherDescriptor) {
-    folder_.script("look", "for n in 57 58; do [ -e /proc/$$/fd/$n ] && echo $n is open; done");
-    ASSERT_EQ(dup2(fileno(fdr), 57), 57);
-    ASSERT_EQ(dup2(fileno(fdr), 58), 58);
-    EXPECT_EQ(run("look"), "");
-    EXPECT_EQ(fcntl(57, F_GETFD), 0) << "the caller keeps its own";
-    close(57);
-    close(58);
-}
-
 TEST_F(ProgramTest, WritesToAStreamThatIsDescriptorOne) {
     const int saved = dup(STDOUT_FILENO);
     fflush(stdout);
@@ -169,26 +127,6 @@ TEST_F(ProgramTest, WritesToAStreamThatIsDescriptorOne) {
 unsigned long signals_in(const std::string &field) {
     const size_t colon = field.find(':');
     return colon == std::string::npos ? ~0UL : strtoul(field.c_str() + colon + 1, nullptr, 16);
-}
-
-TEST_F(ProgramTest, StartsWithUsualSignalsAndRestoresTheCallers) {
-    sigset_t blocked;
-    sigset_t before;
-    sigset_t after;
-    sigemptyset(&blocked);
-    sigaddset(&blocked, SIGUSR2);
-    pthread_sigmask(SIG_BLOCK, &blocked, &before);
-    signal(SIGPIPE, SIG_IGN);
-    signal(SIGINT, SIG_IGN);
-    EXPECT_EQ(signals_in(run("grep SigBlk /proc/self/status")), 0UL);
-    const unsigned long ignored = signals_in(run("grep SigIgn /proc/self/status"));
-    EXPECT_EQ(ignored & (1UL << (SIGPIPE - 1)), 0UL);
-    EXPECT_EQ(ignored & (1UL << (SIGINT - 1)), 0UL);
-    pthread_sigmask(SIG_SETMASK, &before, &after);
-    EXPECT_EQ(sigismember(&after, SIGUSR2), 1);
-    EXPECT_EQ(sigismember(&after, SIGTERM), 0);
-    EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_IGN);
-    EXPECT_EQ(signal(SIGINT, SIG_DFL), SIG_IGN);
 }
 
 // Under nohup from the start, hangups stay ignored.
@@ -222,6 +160,7 @@ TEST_F(ProgramTest, InheritsDescriptors0To2AndNoOther) {
     for (const int number : {3, 17, 100, 900}) ASSERT_EQ(dup2(fileno(fdr), number), number);
     // The shell keeps its script open; its number and nothing else comes on top.
     EXPECT_EQ(run("look"), "0\n1\n10\n2\n");
+    EXPECT_EQ(fcntl(17, F_GETFD), 0) << "the caller keeps its own";
     for (const int number : {3, 17, 100, 900}) close(number);
 }
 
@@ -349,25 +288,19 @@ TEST_F(ProgramTest, DoesNotWaitAndReapsWithoutWaiting) {
     EXPECT_FALSE(has_children());
 }
 
-TEST_F(ProgramTest, AnswersZeroWithoutWaitingWhateverTheStatus) {
-    EXPECT_EQ(execute_command_nowait("leave 3"), 0);
-    await_an_end();
-    program_reap();
-    EXPECT_FALSE(has_children());
-}
-
-TEST_F(ProgramTest, AWaitReapsTheOthersThatHaveEnded) {
+TEST_F(ProgramTest, AWaitReapsTheOthersThatHaveEndedAndIgnoresThem) {
     execute_command_nowait("leave 7");
     await_an_end();
     EXPECT_EQ(execute_command("leave 3"), 3);
     EXPECT_FALSE(has_children());
     program_reap();
-}
-
-TEST_F(ProgramTest, AWaitReapsTheCallersOwnChildrenTooAndIgnoresThem) {
     if (fork() == 0) _exit(4);
     await_an_end();
     EXPECT_EQ(execute_command("leave 3"), 3);
+    EXPECT_FALSE(has_children());
+    EXPECT_EQ(execute_command_nowait("leave 3"), 0);
+    await_an_end();
+    program_reap();
     EXPECT_FALSE(has_children());
 }
 
@@ -409,7 +342,7 @@ TEST_F(ProgramTest, AFailedForkEndsTheProcess) {
     }
 }
 
-TEST_F(ProgramTest, StatementsReplaceIdentifiersAndRun) {
+TEST_F(ProgramTest, StatementsReplaceIdentifiersAndIgnoreTheExitStatus) {
     setenv("PROGRAM_TEST", "value", 1);
     program_statement(text(" arguments a %<PROGRAM_TEST>"));
     EXPECT_EQ(output(), "[a][value]");
@@ -417,9 +350,6 @@ TEST_F(ProgramTest, StatementsReplaceIdentifiersAndRun) {
     await_an_end();
     program_reap();
     EXPECT_EQ(output(), "[b][value]");
-}
-
-TEST_F(ProgramTest, StatementsIgnoreTheExitStatus) {
     syntax_error = 0;
     program_statement(text("leave 3"));
     EXPECT_EQ(syntax_error, 0);

@@ -23,20 +23,20 @@ class SessionStatementsTest : public SessionTest {
     }
 };
 
-TEST_F(SessionStatementsTest, TreeAloneLogsInWithWhatTheSessionHas) {
+TEST_F(SessionStatementsTest, TreeLogsInWithWhatItHasAndOtherwiseTheSessions) {
     tree_statement(text("ACME_TREE"), nullptr, nullptr);
     EXPECT_EQ(login(), "\"jdoe.sales.acme\", 2, \"kept\")");
     EXPECT_THAT(output(), HasSubstr("Your current tree is: ACME_TREE\n"));
-}
-
-TEST_F(SessionStatementsTest, TreeWithAUserLogsThatUserIn) {
-    tree_statement(text("ACME_TREE"), text("bob.sales.acme"), nullptr);
-    EXPECT_EQ(login(), "\"bob.sales.acme\", 2, \"kept\")");
-}
-
-TEST_F(SessionStatementsTest, TreeWithAUserAndAPasswordUsesBoth) {
-    tree_statement(text("ACME_TREE"), text("bob.sales.acme"), secret("given"));
-    EXPECT_EQ(login(), "\"bob.sales.acme\", 2, \"given\")");
+    for (const char *password : {static_cast<const char *>(nullptr), "given"}) {
+        spy::logged_in_to("ACME_TREE", "");
+        spy::forget_calls();
+        tree_statement(text("ACME_TREE"), text("bob.sales.acme"), secret(password));
+        EXPECT_EQ(login(), std::string("\"bob.sales.acme\", 2, \"") + (password ? password : "kept") + "\")");
+    }
+    EXPECT_THAT(wipe_watch::wiped(), Contains("given"));
+    skip();
+    execute(tree_statement, text("ACME_TREE"), text("bob.sales.acme"), secret("skipped"));
+    EXPECT_THAT(wipe_watch::wiped(), Contains("skipped"));
 }
 
 TEST_F(SessionStatementsTest, TreeReportsAnUnknownTree) {
@@ -48,17 +48,6 @@ TEST_F(SessionStatementsTest, TreeNeverTracesThePassword) {
     const auto run = [] { tree_statement(text("NOWHERE"), text("bob.sales.acme"), secret("s3cret")); };
     EXPECT_THAT(traces(6, run), HasSubstr("<a password>"));
     EXPECT_THAT(traces(9, run), Not(HasSubstr("s3cret")));
-}
-
-TEST_F(SessionStatementsTest, TreeWipesThePassword) {
-    tree_statement(text("ACME_TREE"), text("bob.sales.acme"), secret("given"));
-    EXPECT_THAT(wipe_watch::wiped(), Contains("given"));
-}
-
-TEST_F(SessionStatementsTest, ASkippedTreeWipesThePasswordToo) {
-    skip();
-    execute(tree_statement, text("ACME_TREE"), text("bob.sales.acme"), secret("given"));
-    EXPECT_THAT(wipe_watch::wiped(), Contains("given"));
 }
 
 TEST_F(SessionStatementsTest, AttachReportsTheServer) {

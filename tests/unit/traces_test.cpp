@@ -1,5 +1,6 @@
 // All traces of the library, each at every level: a run of everything, in which each of the client's calls fails once,
-// leaves every trace of the table below its level and no other line. What the table holds is also what the source does.
+// leaves every trace of the table below its level and no other line. What the table contains is also what the source
+// does.
 #include <fnmatch.h>
 
 #include <algorithm>
@@ -19,11 +20,6 @@ namespace {
 constexpr int top_level = 9; // one above the highest threshold
 // As the readers of volumes look at a code, too, this one is a failure.
 constexpr uint32_t failure = ZKE_CONN_INVALID;
-
-std::vector<std::string> words(const std::string &text) {
-    std::istringstream in(text);
-    return {std::istream_iterator<std::string>(in), {}};
-}
 
 // One function's trace.
 struct Trace {
@@ -46,7 +42,7 @@ using Traces = std::multimap<std::string, Trace>; // by function
 Traces whole_table() {
     Traces traces;
     for (const TraceInTable &row : trace_table)
-        for (const std::string &function : words(row.functions)) traces.emplace(function, trace_of(row));
+        for (const std::string &function : words_of(row.functions)) traces.emplace(function, trace_of(row));
     return traces;
 }
 
@@ -72,7 +68,7 @@ std::set<std::string> traces_below(const Traces &traces, int level) {
 }
 
 struct TraceInSource {
-    std::string function; // empty in a helper that is told it
+    std::string function; // empty in a helper that is passed it
     int threshold;
     std::string format;
     int first_line, last_line;
@@ -115,12 +111,12 @@ std::vector<TraceInSource> read_sources() {
     return traces;
 }
 
-TEST(TraceTable, HoldsEveryTraceOfTheSource) {
+TEST(TraceTable, ContainsEveryTraceOfTheSource) {
     const std::vector<TraceInSource> traces = read_sources();
     EXPECT_GE(traces.size(), std::size(trace_table));
     for (const TraceInSource &trace : traces) {
         const auto is_its_row = [&](const TraceInTable &row) {
-            const std::vector<std::string> functions = words(row.functions);
+            const std::vector<std::string> functions = words_of(row.functions);
             return row.threshold == trace.threshold && row.format == trace.format &&
                    (trace.function.empty() || std::count(functions.begin(), functions.end(), trace.function) == 1);
         };
@@ -133,9 +129,9 @@ TEST(TraceTable, NamesExportedFunctionsOnly) {
     std::ifstream in(SOURCE_DIR "/libqrtscript.map");
     std::string map((std::istreambuf_iterator<char>(in)), {});
     std::replace(map.begin(), map.end(), ';', ' ');
-    const std::vector<std::string> exported = words(map);
+    const std::vector<std::string> exported = words_of(map);
     for (const TraceInTable &row : trace_table)
-        for (const std::string &function : words(row.functions)) EXPECT_THAT(exported, Contains(function));
+        for (const std::string &function : words_of(row.functions)) EXPECT_THAT(exported, Contains(function));
 }
 
 const char script[] =
@@ -442,11 +438,11 @@ void expect_line_of_source(const Line &line, const Trace &trace, const std::vect
 }
 
 void expect_equal(const std::set<std::string> &emitted, const std::set<std::string> &wanted) {
-    const auto tell = [](const char *what, const std::set<std::string> &some, const std::set<std::string> &others) {
+    const auto compare = [](const char *what, const std::set<std::string> &some, const std::set<std::string> &others) {
         for (const std::string &name : some) EXPECT_EQ(others.count(name), 1U) << what << ": " << name;
     };
-    tell("missing", wanted, emitted);
-    tell("too many", emitted, wanted);
+    compare("missing", wanted, emitted);
+    compare("too many", emitted, wanted);
 }
 
 TEST_F(TracesTest, EachCarriesItsFunctionFromItsLevelOn) {

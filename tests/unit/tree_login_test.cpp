@@ -60,14 +60,7 @@ TEST_F(LoginTest, EachFailureIsTheClientsCode) {
     }
 }
 
-TEST_F(LoginTest, TheEnvironmentIsNotOverwritten) {
-    setenv("TOLAN_USE_BRUNE", "1", 1);
-    login();
-    qrt_TreeLogout("ACME_TREE");
-    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
-}
-
-TEST_F(LoginTest, TheEnvironmentIsSetBeforeTheClientStarts) {
+TEST_F(LoginTest, TheEnvironmentIsSetBeforeTheClientStartsAndNotOverwritten) {
     std::string seen;
     spy::on_call([&seen](const std::string &call) {
         if (call == "ZKCallsInit(null, null)") seen += shown(getenv("TOLAN_USE_BRUNE"));
@@ -76,6 +69,10 @@ TEST_F(LoginTest, TheEnvironmentIsSetBeforeTheClientStarts) {
     unsetenv("TOLAN_USE_BRUNE");
     qrt_TreeLogout("ACME_TREE");
     EXPECT_EQ(seen, "00");
+    setenv("TOLAN_USE_BRUNE", "1", 1);
+    login();
+    qrt_TreeLogout("ACME_TREE");
+    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
 }
 
 TEST_F(LoginTest, ALoginIsTracedWithoutItsPassword) {

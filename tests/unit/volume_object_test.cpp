@@ -10,7 +10,7 @@ class VolumeObjectTest : public NetworkFileTest {
         spy::text_attribute(name, "Host_Server", {server});
     }
 
-    // What orbispec answers: code, server, volume, path. Each buffer is on the heap and as large as is told.
+    // What orbispec answers: code, server, volume, path. Each buffer is on the heap and as large as promised.
     static std::string resolve(const std::string &name) {
         std::vector<char> server(49, '#'), place(514, '#'), path(514, '#');
         const uint32_t code = orbispec(name.c_str(), server.data(), place.data(), path.data());
@@ -18,27 +18,17 @@ class VolumeObjectTest : public NetworkFileTest {
     }
 };
 
-TEST_F(VolumeObjectTest, AVolumeObjectLeadsToItsServer) {
-    volume("vol1.sales.acme", "SRV1.acme", "DATA");
-    EXPECT_EQ(resolve(".vol1.sales.acme"), "0 SRV1 DATA ");
-}
-
-TEST_F(VolumeObjectTest, ADirectoryMapLeadsToItsVolumeAndPath) {
-    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:public\\apps"});
-    volume("vol1.sales.acme", "SRV1.acme", "DATA");
-    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public\\apps");
-}
-
-TEST_F(VolumeObjectTest, TheFirstSeparatorOfAnAnswerCounts) {
-    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:a:b"});
+TEST_F(VolumeObjectTest, AVolumeObjectOrADirectoryMapLeadsToItsServer) {
     volume("vol1.sales.acme", "SRV1.sales.acme", "DATA");
-    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA a:b");
-}
-
-TEST_F(VolumeObjectTest, ADirectoryMapsPathIsOfThePathSyntax) {
+    EXPECT_EQ(resolve(".vol1.sales.acme"), "0 SRV1 DATA ");
+    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:public\\apps"});
+    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public\\apps");
+    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:a:b"});
+    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA a:b") << "the first separator counts";
     spy::attribute("apps.sales.acme", "Path", {spy::path("vol1.sales.acme", "public/apps")});
-    volume("vol1.sales.acme", "SRV1.acme", "DATA");
-    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public/apps");
+    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public/apps") << "of the path syntax";
+    spy::attribute("vol1.sales.acme", "Host_Resource_Name", {});
+    EXPECT_EQ(resolve("vol1.sales.acme"), "0 SRV1  ") << "an attribute without values is an empty text";
 }
 
 // The text of a time is not on the heap.
@@ -50,12 +40,6 @@ TEST_F(VolumeObjectTest, AnAttributeOfTheTimeSyntaxIsAText) {
     spy::attribute("vol1.sales.acme", "Host_Resource_Name", {january});
     spy::attribute("vol1.sales.acme", "Host_Server", {january});
     EXPECT_THAT(resolve("vol1.sales.acme"), HasSubstr(" Jan 1"));
-}
-
-TEST_F(VolumeObjectTest, AnAttributeWithoutValuesIsAnEmptyText) {
-    spy::attribute("vol1.sales.acme", "Host_Resource_Name", {});
-    spy::text_attribute("vol1.sales.acme", "Host_Server", {"SRV1.acme"});
-    EXPECT_EQ(resolve("vol1.sales.acme"), "0 SRV1  ");
 }
 
 TEST_F(VolumeObjectTest, TheClientIsAskedInThisOrder) {
@@ -188,15 +172,12 @@ TEST_F(VolumeObjectTest, AVolumeWithoutAServerIsThatReadsCode) {
     EXPECT_EQ(resolve("vol1.acme"), std::to_string(0xFFFFFDA5U) + "  DATA ");
 }
 
-TEST_F(VolumeObjectTest, OverlongAnswersAreCut) {
+TEST_F(VolumeObjectTest, OverlongAnswersAreCutAndThoseThatFitAreWhole) {
     const std::string large(3000, 'x');
     spy::text_attribute("map.acme", "Path", {"vol1.acme:" + large});
     volume("vol1.acme", large, large);
     EXPECT_EQ(resolve("map.acme"),
               "0 " + large.substr(0, 48) + " " + large.substr(0, 513) + " " + large.substr(0, 513));
-}
-
-TEST_F(VolumeObjectTest, AnswersThatJustFitAreWhole) {
     for (const size_t missing : {2U, 1U, 0U}) {
         const std::string server(48 - missing, 's'), name(513 - missing, 'v'), path(513 - missing, 'p');
         spy::text_attribute("map.acme", "Path", {"vol1.acme:" + path});
@@ -214,37 +195,23 @@ TEST_F(VolumeObjectTest, AFileOnAVolumeObjectIsRead) {
     network_file("SRV1/DATA/X.TXT", "on the volume");
     EXPECT_STREQ(file_on_volume(text(".VOL1.SALES.ACME"), text("X.TXT")).get(), "on the volume");
     EXPECT_EQ(display(".vol1.sales.acme:X.TXT"), "on the volume");
-}
-
-TEST_F(VolumeObjectTest, AFileOfADirectoryMapIsRead) {
+    EXPECT_EQ(display(".vol1.sales.acme:/Y.TXT"), "Unable to find file:(DATA///Y.TXT)\n");
     spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:public\\apps"});
-    volume("vol1.sales.acme", "SRV1.acme", "DATA");
     network_file("SRV1/DATA/public/apps/X.TXT", "of the map");
     EXPECT_EQ(display(".apps.sales.acme:X.TXT"), "of the map");
-}
-
-TEST_F(VolumeObjectTest, AMissingFileOfAVolumeObjectIsReportedByItsPlace) {
-    volume("vol1.sales.acme", "SRV1.acme", "DATA");
-    EXPECT_EQ(display(".vol1.sales.acme:/X.TXT"), "Unable to find file:(DATA///X.TXT)\n");
 }
 
 TEST_F(VolumeObjectTest, AnUnknownVolumeObjectIsReportedByItsName) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(display(".vol1.acme:/X.TXT"), "Unable to find file:(.VOL1.ACME//X.TXT)\n");
     testing::internal::GetCapturedStdout();
-}
-
-TEST_F(VolumeObjectTest, ADirectoryMapThatPointsToItselfIsNoVolume) {
+    spy::text_attribute("vol1.sales.acme", "Host_Resource_Name", {"DATA"});
+    EXPECT_EQ(display(".vol1.sales.acme:X.TXT"), "Unable to find file:(.VOL1.SALES.ACME/X.TXT/)\n");
     spy::text_attribute("apps.sales.acme", "Path", {"apps.sales.acme:apps"});
     testing::internal::CaptureStdout();
     EXPECT_EQ(display(".apps.sales.acme:X.TXT"), "Unable to find file:(.APPS.SALES.ACME/X.TXT/)\n");
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
                 HasSubstr("Unable to find volume object apps.sales.acme in tree:"));
-}
-
-TEST_F(VolumeObjectTest, AVolumeWithoutAHostIsNotReached) {
-    spy::text_attribute("vol1.sales.acme", "Host_Resource_Name", {"DATA"});
-    EXPECT_EQ(display(".vol1.sales.acme:X.TXT"), "Unable to find file:(.VOL1.SALES.ACME/X.TXT/)\n");
 }
 
 } // namespace
