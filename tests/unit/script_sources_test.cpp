@@ -40,7 +40,8 @@ TEST_F(ScriptSourcesTest, ALocalFileIsReadWholeAndAsItIs) {
 
 TEST_F(ScriptSourcesTest, WhatIsNoReadableFileYieldsNull) {
     ASSERT_EQ(mkfifo(folder_.path("fifo").c_str(), 0600), 0);
-    for (const std::string name : {"missing", "missing/folder", "config", "fifo", std::string(5000, 'x').c_str()})
+    for (const std::string &name : {std::string("missing"), std::string("missing/folder"), std::string("config"),
+                                    std::string("fifo"), std::string(5000, 'x')})
         EXPECT_EQ(local(name), "(null)") << name;
     EXPECT_EQ(qrt_readLoginScriptFromFile(""), nullptr);
 }
