@@ -16,7 +16,7 @@ class PrintTest : public SessionTest {
     std::string skipped(const std::string &script) { return printed("IF \"a\" = \"b\" THEN\n" + script + "END\n"); }
     void user(const std::string &object, const char *context) {
         qrt_SetCurrentObject(object.c_str());
-        CurrentContext = text_copy_or_null(context).release();
+        set(CurrentContext, context);
     }
 };
 
