@@ -34,28 +34,16 @@ TEST_F(AttributeValuesTest, TimeIsTheCtimeTextWithItsLineFeed) {
     EXPECT_EQ(text_of(spy::number(ZK_SYNTAX_TIME, 0)).back(), '\n');
 }
 
-TEST_F(AttributeValuesTest, PasswordThatExpiresIn36HoursGivesOneDay) {
-    EXPECT_EQ(expiring_in(36), "1");
-}
-TEST_F(AttributeValuesTest, PasswordThatExpired10HoursAgoGivesZeroDays) {
-    EXPECT_EQ(expiring_in(-10), "0");
-}
-TEST_F(AttributeValuesTest, PasswordThatExpired30HoursAgoGivesMinusOne) {
-    EXPECT_EQ(expiring_in(-30), "-1");
-}
-TEST_F(AttributeValuesTest, PasswordThatExpiresInOneDayGivesOne) {
-    EXPECT_EQ(expiring_in(24), "1");
-}
-
-TEST_F(AttributeValuesTest, PasswordExpirationIsMetInAnySpelling) {
-    EXPECT_EQ(expiring_in(48, "PASSWORD EXPIRATION TIME"), "2");
-    EXPECT_EQ(expiring_in(48, "password_expiration_time"), "2");
+TEST_F(AttributeValuesTest, PasswordExpirationIsInDays) {
+    for (const auto &[hours, days] :
+         {std::pair{36, "1"}, std::pair{24, "1"}, std::pair{-10, "0"}, std::pair{-30, "-1"}})
+        EXPECT_EQ(expiring_in(hours), days) << hours;
+    for (const char *spelling : {"PASSWORD EXPIRATION TIME", "password_expiration_time"})
+        EXPECT_EQ(expiring_in(48, spelling), "2");
     EXPECT_NE(expiring_in(48, "Password Expiration Times"), "2");
-}
-
-TEST_F(AttributeValuesTest, PasswordExpirationOfTheEarliestTimeDoesNotOverflow) {
-    std::string days = std::to_string((int64_t{INT32_MIN} - noon) / 86400);
-    EXPECT_EQ(text_of(spy::number(ZK_SYNTAX_TIME, INT32_MIN), "Password Expiration Time"), days);
+    EXPECT_EQ(text_of(spy::number(ZK_SYNTAX_TIME, INT32_MIN), "Password Expiration Time"),
+              std::to_string((int64_t{INT32_MIN} - noon) / 86400))
+        << "without an overflow";
 }
 
 struct Row {
@@ -95,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"internet_address_without_bytes", spy::address(8, "", 6, false), ""},
         Row{"internet_address_of_five_bytes", spy::address(9, bytes({0, 0, 10, 1, 2})), ""},
         Row{"internet_address_claiming_six_of_two_bytes", spy::address(8, bytes({1, 2}), 6), ""},
-        Row{"internet_address_told_as_two_of_six_bytes", spy::address(8, bytes({0, 0, 10, 1, 2, 3}), 2), ""},
+        Row{"internet_address_reported_as_two_of_six_bytes", spy::address(8, bytes({0, 0, 10, 1, 2, 3}), 2), ""},
         Row{"other_address_claiming_four_gigabytes", spy::address(1, "S-R-", UINT32_MAX), "SR"},
         Row{"other_address_without_bytes", spy::address(1, "", 40, false), ""},
         Row{"path_without_volume", spy::path(nullptr, "home"), ":home"},
@@ -125,17 +113,15 @@ TEST_F(AttributeValuesTest, PointerBehindTheValueCountsAsNull) {
     EXPECT_EQ(text_of(value), "");
 }
 
-TEST_F(AttributeValuesTest, SizeBeyondAllReasonIsRefused) {
+TEST_F(AttributeValuesTest, SizeBeyondAllReasonIsRefusedAndALargeValueWhole) {
+    std::string large(5u << 20, 'x');
+    EXPECT_EQ(text_of(spy::text(large)), large);
+    spy::forget_calls();
     spy::attribute(user_object, "Thing", {spy::sized(spy::text("x"), UINT32_MAX)});
     char *text = nullptr;
     EXPECT_EQ(qrt_GetAttribute(session_handle, user_object, "Thing", &text), ZKE_NO_MEMORY);
     EXPECT_EQ(text, nullptr);
     EXPECT_TRUE(spy::calls("ZKDSGetAttrVal").empty());
-}
-
-TEST_F(AttributeValuesTest, LargeValueIsHandedOverWhole) {
-    std::string large(5u << 20, 'x');
-    EXPECT_EQ(text_of(spy::text(large)), large);
 }
 
 } // namespace

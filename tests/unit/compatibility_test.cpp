@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "commands/print.h"
 #include "tests/unit/session_fixture.h"
 
@@ -33,28 +31,18 @@ TEST_F(CompatibilityTest, SkippedStatementsWriteNothing) {
     EXPECT_EQ(output(), "");
 }
 
-class CompatibilityScriptTest : public ScriptTest {};
+using CompatibilityScriptTest = ScriptTest;
 
-TEST_F(CompatibilityScriptTest, ComspecWritesOnlyThatItsFileIsMissing) {
-    EXPECT_EQ(run("COMSPEC=SYS:NOFILE\n"), 0);
-    EXPECT_EQ(output(), "Unable to find file:(SYS/NOFILE/)\n");
-}
-
-TEST_F(CompatibilityScriptTest, ScriptServerOnlyWritesItsMessage) {
-    EXPECT_EQ(printed("SCRIPT_SERVER SRV1\nWRITE \"server:%FILE_SERVER.\"\n"),
-              "script_server (out of date) Ferrox 2 and Ferrox 3 users only\nserver:.\n");
-    EXPECT_THAT(spy::calls("ZKCCOpenConnByName"), testing::IsEmpty());
-}
-
-TEST_F(CompatibilityScriptTest, BothFormsOfSetTimeWriteTheSameMessage) {
-    for (const char *script : {"SET_TIME ON\n", "SET_TIME OFF\n"})
-        EXPECT_EQ(printed(script), "set_time command not implemented for Linux\n");
-}
-
-TEST_F(CompatibilityScriptTest, TermSwapAndVerifyHaveNoEffect) {
-    EXPECT_EQ(run("TERM 3\nSWAP\nNOSWAP\nDOS VERIFY ON\nDOS VERIFY OFF\n"), 0);
-    EXPECT_EQ(output(), "");
-    EXPECT_THAT(spy::calls(), testing::IsEmpty());
+TEST_F(CompatibilityScriptTest, StatementsOnlyWriteTheirMessages) {
+    const std::string set_time = "set_time command not implemented for Linux\n";
+    expect_scripts({
+        {"COMSPEC writes only that its file is missing", "COMSPEC=SYS:NOFILE\n", "Unable to find file:(SYS/NOFILE/)\n"},
+        {"SCRIPT_SERVER", "SCRIPT_SERVER SRV1\nWRITE \"server:%FILE_SERVER.\"\n",
+         "script_server (out of date) Ferrox 2 and Ferrox 3 users only\nserver:.\n"},
+        {"both forms of SET_TIME", "SET_TIME ON\nSET_TIME OFF\n", set_time + set_time},
+        {"the rest has no effect", "TERM 3\nSWAP\nNOSWAP\nDOS VERIFY ON\nDOS VERIFY OFF\n", ""},
+    });
+    EXPECT_THAT(spy::calls("ZKCCOpenConnByName"), IsEmpty());
 }
 
 } // namespace

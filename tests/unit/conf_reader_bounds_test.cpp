@@ -22,7 +22,6 @@ struct Guarded {
         return true;
     }
     char *data() { return bytes_; }
-
     const int size;
 
   private:
@@ -70,7 +69,6 @@ class ConfReaderBoundsFiles : public testing::Test {
   protected:
     ConfReaderBoundsFiles() { place_config_folder = config_.c_str(); }
     ~ConfReaderBoundsFiles() override { place_config_folder = before_; }
-
     const char *const before_ = place_config_folder;
     ProgramFolder files_;
     const std::string config_ = files_.path("");
@@ -84,19 +82,6 @@ TEST_F(ConfReaderBoundsFiles, ALengthMayTakeTheWholeBufferAndNoByteMore) {
         EXPECT_EQ(value.text(), text) << size;
         EXPECT_TRUE(value.rest_untouched()) << size;
     }
-}
-
-TEST_F(ConfReaderBoundsFiles, AFolderIsClosedAgain) {
-    const auto next_descriptor = [] {
-        const int descriptor = open("/dev/null", O_RDONLY);
-        close(descriptor);
-        return descriptor;
-    };
-    std::filesystem::create_directory(files_.path("login.conf"));
-    const int before = next_descriptor();
-    Guarded value(8);
-    EXPECT_EQ(qrtGetConfValue("login.conf", "", "key", value.data(), value.size), QRT_CONF_NO_FILE);
-    EXPECT_EQ(next_descriptor(), before);
 }
 
 } // namespace

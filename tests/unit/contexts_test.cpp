@@ -1,18 +1,10 @@
 #include "directory/contexts.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 class ContextsTest : public DirectoryTest {
   protected:
@@ -28,16 +20,12 @@ class ContextsTest : public DirectoryTest {
 TEST_F(ContextsTest, ContextIsBoundToItsTree) {
     EXPECT_EQ(qrt_Getctx("acme_tree", &handle), 0u);
     EXPECT_EQ(handle, 1u);
-    EXPECT_EQ(tree_of_context(handle), "ACME_TREE");
-}
-
-TEST_F(ContextsTest, ContextTakesTheseCalls) {
-    EXPECT_EQ(qrt_Getctx("acme_tree", &handle), 0u);
     EXPECT_THAT(
         spy::calls(),
         ElementsAre("ZKCallsInit(null, null)", "ZKCLXInit(null, null)", "ZKDSCreateContextHandle()",
                     "ZKDSSetContext(1, DCK_FLAGS, 0x57)", "ZKCCOpenConnByName(0, \"acme_tree\", 32768, 1, 32768)",
                     "ZKCCGetConnInfo(101, 4, 33)", "ZKDSSetContext(1, DCK_TREE_NAME, \"ACME_TREE\")"));
+    EXPECT_EQ(tree_of_context(handle), "ACME_TREE");
 }
 
 TEST_F(ContextsTest, EnvironmentIsSetBeforeTheClientStarts) {
@@ -47,12 +35,9 @@ TEST_F(ContextsTest, EnvironmentIsSetBeforeTheClientStarts) {
     });
     qrt_Getctx("ACME_TREE", &handle);
     EXPECT_EQ(seen, "0");
-}
-
-TEST_F(ContextsTest, EnvironmentThatIsSetStays) {
     setenv("TOLAN_USE_BRUNE", "1", 1);
     qrt_Getctx("ACME_TREE", &handle);
-    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
+    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1") << "one that is set stays";
 }
 
 TEST_F(ContextsTest, ContextOfAnUnknownTreeIsHandedOutWithoutATree) {
@@ -63,29 +48,21 @@ TEST_F(ContextsTest, ContextOfAnUnknownTreeIsHandedOutWithoutATree) {
     EXPECT_EQ(handle, 2u);
 }
 
-struct Step {
-    const char *call;
-    int occurrence;
-};
-
-class ContextSteps : public ContextsTest, public testing::WithParamInterface<Step> {};
-
-TEST_P(ContextSteps, FailWithTheirCodeAndHandOutNothing) {
-    spy::fail_nth(GetParam().call, GetParam().occurrence, 0xFFFFFD42);
-    EXPECT_EQ(qrt_Getctx("ACME_TREE", &handle), 0xFFFFFD42);
-    EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(spy::open_contexts(), 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(Contexts, ContextSteps,
-                         testing::Values(Step{"ZKCallsInit", 1}, Step{"ZKCLXInit", 1},
-                                         Step{"ZKDSCreateContextHandle", 1}, Step{"ZKDSSetContext", 1},
-                                         Step{"ZKDSSetContext", 2}));
-
-TEST_F(ContextsTest, SecondInitialisationIsNotMadeAfterAFailedFirst) {
-    spy::fail("ZKCallsInit", 5);
-    EXPECT_EQ(qrt_Getctx("ACME_TREE", &handle), 5u);
-    EXPECT_THAT(spy::calls(), ElementsAre("ZKCallsInit(null, null)"));
+TEST_F(ContextsTest, AFailedStepIsTheLastAndHandsOutNothing) {
+    for (const auto &[call, occurrence] :
+         {std::pair{"ZKCallsInit", 1}, std::pair{"ZKCLXInit", 1}, std::pair{"ZKDSCreateContextHandle", 1},
+          std::pair{"ZKDSSetContext", 1}, std::pair{"ZKDSSetContext", 2}}) {
+        SCOPED_TRACE(call + std::to_string(occurrence));
+        spy::reset();
+        spy::tree("ACME_TREE", "SRV1");
+        spy::fail_nth(call, occurrence, 0xFFFFFD42);
+        EXPECT_EQ(qrt_Getctx("ACME_TREE", &handle), 0xFFFFFD42);
+        EXPECT_EQ(handle, 0u);
+        EXPECT_EQ(spy::open_contexts(), 0);
+        if (call == std::string("ZKCallsInit")) {
+            EXPECT_THAT(spy::call_names(), ElementsAre("ZKCallsInit"));
+        }
+    }
 }
 
 TEST_F(ContextsTest, TreeNameIsSpelledAsTheNetworkDoes) {
@@ -109,27 +86,21 @@ TEST_F(ContextsTest, TreeNameIsNullForNothingAndForTheUnknown) {
     EXPECT_EQ(qrt_GetTreeFromServer("SRV1"), nullptr);
 }
 
-struct Padded {
-    std::string answer, name;
-};
-
-class TreeNames : public ContextsTest, public testing::WithParamInterface<Padded> {};
-
-TEST_P(TreeNames, LoseTheirPadding) {
-    spy::connection_answer(ZK_INFO_TREE_NAME, GetParam().answer);
-    EXPECT_EQ(taken(qrt_GetTreeName("ACME_TREE")), GetParam().name);
+TEST_F(ContextsTest, TreeNamesLoseTheirPadding) {
+    const std::pair<std::string, std::string> rows[] = {
+        {"ACME_TREE" + std::string(23, '_') + '\0', "ACME_TREE"},
+        {"ACME_" + std::string(27, '_') + '\0', "ACME"}, // its own "_" goes as well
+        {std::string(32, 'X') + '\0', std::string(32, 'X')},
+        {"_" + std::string(31, 'X') + '\0', "_" + std::string(31, 'X')},
+        {std::string("SHORT_\0", 7), "SHORT_"}, // unpadded: kept
+        {std::string(32, '_') + '\0', ""},
+        {std::string(33, 'X'), std::string(32, 'X')}, // without its NUL
+        {std::string(33, '_'), ""}};
+    for (const auto &[answer, name] : rows) {
+        spy::connection_answer(ZK_INFO_TREE_NAME, answer);
+        EXPECT_EQ(taken(qrt_GetTreeName("ACME_TREE")), name);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Contexts, TreeNames,
-                         testing::Values(Padded{"ACME_TREE" + std::string(23, '_') + '\0', "ACME_TREE"},
-                                         Padded{"ACME_" + std::string(27, '_') + '\0',
-                                                "ACME"}, // its own "_" goes as well
-                                         Padded{std::string(32, 'X') + '\0', std::string(32, 'X')},
-                                         Padded{"_" + std::string(31, 'X') + '\0', "_" + std::string(31, 'X')},
-                                         Padded{std::string("SHORT_\0", 7), "SHORT_"}, // unpadded: kept
-                                         Padded{std::string(32, '_') + '\0', ""},
-                                         Padded{std::string(33, 'X'), std::string(32, 'X')}, // without its NUL
-                                         Padded{std::string(33, '_'), ""}));
 
 TEST_F(ContextsTest, DefaultServerOfATree) {
     EXPECT_EQ(taken(qrt_GetDefaultServerFromTree("acme_tree")), "SRV1");
@@ -186,14 +157,9 @@ TEST_F(ContextsTest, NumbersOfTheDefaultConnection) {
                             "ZKGetDefaultConnRef()", "ZKCCOpenConnByRef(502, 9, 0)", "ZKCCGetConnInfo(102, 6, 4)"));
 }
 
-TEST_F(ContextsTest, NumbersWithoutAnyConnection) {
-    EXPECT_EQ(qrt_StationNumber(), 0xFFFFFFFF);
-    EXPECT_EQ(qrt_UserID(), 0u);
-}
-
 TEST_F(ContextsTest, NumbersWhenAStepFails) {
     spy::default_server("SRV1");
-    for (const char *call : {"ZKCCOpenConnByRef", "ZKCCGetConnInfo"}) {
+    for (const char *call : {"ZKGetDefaultConnRef", "ZKCCOpenConnByRef", "ZKCCGetConnInfo"}) {
         spy::mend();
         spy::fail(call, ZKE_CONN_INVALID);
         EXPECT_EQ(qrt_StationNumber(), 0xFFFFFFFF) << call;
@@ -218,7 +184,7 @@ TEST_F(ContextsTest, AFailedStepOfTheDefaultConnectionIsTheLastAndIsTracedAlone)
 }
 
 // The levels are those of trace_table.h.
-TEST_F(ContextsTest, TracesTellNamesCodesAndNumbers) {
+TEST_F(ContextsTest, TracesShowNamesCodesAndNumbers) {
     const auto make = [this] { qrt_Getctx("acme_tree", &handle); };
     EXPECT_THAT(traces(9, make),
                 AllOf(HasSubstr("tree name=(ACME_TREE)"), HasSubstr("qrt_GetTreeName(acme_tree)"),

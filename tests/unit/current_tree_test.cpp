@@ -6,15 +6,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::Each;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
-using testing::StartsWith;
-
 class CurrentTreeTest : public SessionTest {
   protected:
     CurrentTreeTest() {
@@ -22,8 +13,6 @@ class CurrentTreeTest : public SessionTest {
         spy::tree("OTHER_TREE", "SRV2");
     }
 };
-
-// ---- qrt_SetTree ----
 
 TEST_F(CurrentTreeTest, TheTreeIsSetAsTheNetworkSpellsIt) {
     qrt_SetTree("acme_tree");
@@ -33,6 +22,9 @@ TEST_F(CurrentTreeTest, TheTreeIsSetAsTheNetworkSpellsIt) {
                                           "ZKCCGetConnInfo(101, 4, 33)", "ZKSetPreferredDSTree(9, \"ACME_TREE\")"));
     qrt_SetTree("OTHER_TREE");
     EXPECT_STREQ(CurrentTree, "OTHER_TREE");
+    qrt_SetTree("acme_tree");
+    qrt_SetTree(CurrentTree);
+    EXPECT_STREQ(CurrentTree, "ACME_TREE");
 }
 
 TEST_F(CurrentTreeTest, ATreeThatIsNotFoundKeepsItsSpelling) {
@@ -76,24 +68,15 @@ TEST_F(CurrentTreeTest, ATreeThatCannotBePreferredIsReported) {
     EXPECT_EQ(output(), "Your current tree is: ACME_TREE\nError:(AB12) setting Tree:(ACME_TREE)\n");
 }
 
-TEST_F(CurrentTreeTest, TheCurrentTreeMayBeSetAgain) {
-    qrt_SetTree("acme_tree");
-    qrt_SetTree(CurrentTree);
-    EXPECT_STREQ(CurrentTree, "ACME_TREE");
-}
-
 TEST_F(CurrentTreeTest, SettingTheTreeIsTraced) {
     expect_traces({"entering qrt_SetTree(acme_tree)", "Set Preferred DS Tree(ACME_TREE) length:9"},
                   [] { qrt_SetTree("acme_tree"); });
 }
 
-// ---- the TREE statement's worker ----
-
 // jdoe of .sales.acme has a session with ACME_TREE on context 77 and the password "kept".
 class DoTreeLoginTest : public CurrentTreeTest {
   protected:
     DoTreeLoginTest() { start(); }
-
     static void start() {
         EXPECT_THAT(spy::mistakes(), IsEmpty());
         spy::reset();
@@ -105,7 +88,6 @@ class DoTreeLoginTest : public CurrentTreeTest {
         session_replace(CurrentPassword, "kept");
         ctx = handle;
     }
-
     void tree(const char *name, const char *user = nullptr, const char *password = nullptr) {
         password_ = password ? password : "";
         doTreeLogin(name, user, password ? password_.data() : nullptr);
@@ -114,10 +96,9 @@ class DoTreeLoginTest : public CurrentTreeTest {
     // Who logged in with which password, one after the other.
     static std::vector<std::string> logins() {
         std::vector<std::string> found;
-        for (const std::string &call : spy::calls("ZKDSLoginEx")) found.push_back(call.substr(call.find('"')));
+        for (const std::string &call : spy::calls("ZKDSLoginEx")) found.push_back(call.substr(call.find(' ') + 1));
         return found;
     }
-
     void expect_the_session_unchanged() {
         EXPECT_EQ(ctx, handle);
         EXPECT_STREQ(CurrentTree, "ACME_TREE");
@@ -125,7 +106,6 @@ class DoTreeLoginTest : public CurrentTreeTest {
         EXPECT_STREQ(CurrentObject, "jdoe");
         EXPECT_STREQ(CurrentPassword, "kept");
     }
-
     std::string password_; // the caller's
 };
 
@@ -195,22 +175,18 @@ TEST_F(DoTreeLoginTest, TheStepsOfEachWayComeInThisOrder) {
               probe + "ZKDSLoginEx(2 auxinit_g() auxlogin_g(\"OTHER_TREE\" ZKDSFreeContext(1) ");
 }
 
-TEST_F(DoTreeLoginTest, AnUnknownTreeIsReported) {
+TEST_F(DoTreeLoginTest, AnUnknownTreeOrAFailedClientIsReported) {
     tree("NOWHERE", "bob.org", "given");
     EXPECT_EQ(output(), "Could not Login into tree: NOWHERE FFFFFD42\n");
     EXPECT_THAT(logins(), IsEmpty());
     expect_the_session_unchanged();
     EXPECT_EQ(spy::open_contexts(), 0) << "the probe is freed";
-}
-
-TEST_F(DoTreeLoginTest, AFailedClientIsReported) {
+    start();
     spy::fail("ZKCLXInit", 0xAB12);
     tree("OTHER_TREE", "bob.org", "given");
     EXPECT_EQ(output(), "Could not Login into tree: OTHER_TREE AB12\n");
     EXPECT_THAT(spy::calls("ZKDSFreeContext"), IsEmpty());
 }
-
-// ---- its name ----
 
 TEST_F(DoTreeLoginTest, TheNameIsPrepared) {
     setenv("TREE_LOGIN_TEST", "carl.org", 1);
@@ -236,44 +212,45 @@ TEST_F(DoTreeLoginTest, TheNameIsPrepared) {
     unsetenv("TREE_LOGIN_TEST");
 }
 
-TEST_F(DoTreeLoginTest, WithoutAContextTheNameStandsAlone) {
-    session_replace(CurrentContext, nullptr);
-    tree("OTHER_TREE", "bob", "given");
-    EXPECT_THAT(logins(), ElementsAre("\"bob\", 2, \"given\")"));
-    EXPECT_EQ(CurrentContext, nullptr) << "a name without a period changes neither";
-    EXPECT_STREQ(CurrentObject, "jdoe");
-}
-
 TEST_F(DoTreeLoginTest, OnlyAPeriodBehindTheFirstCharacterSplitsTheName) {
-    tree("OTHER_TREE", "..bob", "given");
-    EXPECT_STREQ(CurrentObject, "jdoe");
-    EXPECT_STREQ(CurrentContext, ".sales.acme");
-    tree("OTHER_TREE", "..carl.org", "given");
-    EXPECT_STREQ(CurrentObject, ".carl");
-    EXPECT_STREQ(CurrentContext, ".org");
+    const struct {
+        const char *name, *object, *context;
+    } rows[] = {{"..bob", "jdoe", ".sales.acme"},
+                {"..carl.org", ".carl", ".org"},
+                {"b.org.world", "b", ".org.world"},
+                {"bob..org", "bob", ".org"},
+                {"bob.", "bob", ""}};
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.name);
+        start();
+        tree("OTHER_TREE", row.name, "given");
+        EXPECT_STREQ(CurrentObject, row.object);
+        EXPECT_STREQ(CurrentContext, row.context);
+    }
 }
 
 TEST_F(DoTreeLoginTest, WithoutANameTheSessionsIsUsed) {
-    tree("OTHER_TREE");
-    EXPECT_THAT(logins(), ElementsAre("\"jdoe.sales.acme\", 2, \"kept\")"));
-    EXPECT_STREQ(CurrentObject, "jdoe");
-    EXPECT_STREQ(CurrentContext, ".sales.acme");
+    const struct {
+        const char *object, *context, *name, *used;
+    } rows[] = {{"jdoe", ".sales.acme", nullptr, "jdoe.sales.acme"},
+                {"jdoe.east.acme", ".sales.acme", nullptr, "jdoe.east.acme"},
+                {".jdoe.east", ".sales.acme", nullptr, ".jdoe.east"},
+                {"%<TREE_LOGIN_TEST>", ".sales.acme", nullptr, "%<TREE_LOGIN_TEST>.sales.acme"}, // as it stands
+                {nullptr, ".sales.acme", nullptr, "<UserName>"},
+                {"jdoe", nullptr, "bob", "bob"}}; // without a context the name stands alone
+    setenv("TREE_LOGIN_TEST", "replaced", 1);
+    for (const auto &row : rows) {
+        start();
+        session_replace(CurrentObject, row.object);
+        session_replace(CurrentContext, row.context);
+        tree("OTHER_TREE", row.name);
+        EXPECT_THAT(logins(), ElementsAre("\"" + std::string(row.used) + "\", 2, \"kept\")"));
+        if (row.object == nullptr || strchr(row.object, '.') == nullptr) {
+            EXPECT_EQ(shown(CurrentObject), shown(row.object)) << "a name without a period changes neither";
+            EXPECT_EQ(shown(CurrentContext), shown(row.context));
+        }
+    }
 }
-
-TEST_F(DoTreeLoginTest, ASessionsNameWithAPeriodGetsNoContext) {
-    qrt_SetCurrentObject("jdoe.east.acme");
-    tree("OTHER_TREE");
-    EXPECT_THAT(logins(), ElementsAre("\"jdoe.east.acme\", 2, \"kept\")"));
-}
-
-TEST_F(DoTreeLoginTest, WithoutAnyNameThereIsAPlaceholder) {
-    session_replace(CurrentObject, nullptr);
-    tree("OTHER_TREE");
-    EXPECT_THAT(logins(), ElementsAre("\"<UserName>\", 2, \"kept\")"));
-    EXPECT_EQ(CurrentObject, nullptr);
-}
-
-// ---- its password ----
 
 TEST_F(DoTreeLoginTest, WithoutAPasswordTheSessionsIsUsed) {
     tree("OTHER_TREE", "bob.org");
@@ -282,15 +259,13 @@ TEST_F(DoTreeLoginTest, WithoutAPasswordTheSessionsIsUsed) {
     EXPECT_THAT(wipe_watch::wiped(), Contains("kept")) << "the copy of it";
 }
 
-TEST_F(DoTreeLoginTest, IdentifiersInThePasswordAreReplaced) {
+TEST_F(DoTreeLoginTest, IdentifiersInThePasswordAreReplacedByTheProbesTree) {
     setenv("TREE_LOGIN_TEST", "s3cret", 1);
     tree("OTHER_TREE", "bob.org", "%<TREE_LOGIN_TEST>!");
     EXPECT_THAT(logins(), ElementsAre("\"bob.org\", 2, \"s3cret!\")"));
     EXPECT_THAT(wipe_watch::wiped(), Contains("s3cret!"));
     unsetenv("TREE_LOGIN_TEST");
-}
-
-TEST_F(DoTreeLoginTest, ThePasswordIsAnsweredByTheProbesTree) {
+    start();
     tree("OTHER_TREE", "bob.org", "a%b");
     EXPECT_THAT(spy::calls("ZKDSRead"), Each(StartsWith("ZKDSRead(1, ")));
     EXPECT_THAT(spy::calls("ZKDSRead"), Not(IsEmpty()));
@@ -326,8 +301,6 @@ TEST_F(DoTreeLoginTest, TheCallersPasswordIsWipedWhateverTheOutcome) {
     }
 }
 
-// ---- a login that exists ----
-
 TEST_F(DoTreeLoginTest, TheSameUsersLoginServes) {
     for (const char *user : {"bob.org", "BOB.Org", ".bob.org"}) {
         SCOPED_TRACE(user);
@@ -347,20 +320,6 @@ TEST_F(DoTreeLoginTest, TheSameUsersLoginServes) {
     }
 }
 
-TEST_F(DoTreeLoginTest, TheSameUserMayBeTheNameAsGivenWithoutAContext) {
-    spy::logged_in_to("OTHER_TREE", "bob");
-    tree("OTHER_TREE", "BOB", "given");
-    EXPECT_THAT(spy::calls("ZKDSLogout"), IsEmpty());
-    EXPECT_THAT(logins(), IsEmpty());
-    EXPECT_STREQ(CurrentTree, "OTHER_TREE");
-}
-
-TEST_F(DoTreeLoginTest, ALoginThatExistsIsToldWithTheTreeAsGivenAndThenAsTheNetworkSpellsIt) {
-    spy::logged_in_to("OTHER_TREE", "admin.org");
-    tree("other_tree");
-    EXPECT_THAT(output(), StartsWith("Your current tree is: other_tree\nYour current tree is: OTHER_TREE\n"));
-}
-
 TEST_F(DoTreeLoginTest, AnyLoginServesWhenNoUserIsGiven) {
     spy::logged_in_to("OTHER_TREE", "admin.org");
     tree("OTHER_TREE");
@@ -368,34 +327,43 @@ TEST_F(DoTreeLoginTest, AnyLoginServesWhenNoUserIsGiven) {
     EXPECT_THAT(logins(), IsEmpty());
     EXPECT_EQ(ctx, handle);
     EXPECT_STREQ(CurrentTree, "OTHER_TREE");
-}
-
-TEST_F(DoTreeLoginTest, AnotherUsersLoginIsEnded) {
+    start();
     spy::logged_in_to("OTHER_TREE", "admin.org");
-    tree("OTHER_TREE", "bob.org", "given");
-    EXPECT_THAT(output(), StartsWith("Already logged into Tree(OTHER_TREE) as admin.org\n"));
-    EXPECT_THAT(spy::calls("ZKDSLogout"), SizeIs(1));
-    EXPECT_THAT(logins(), ElementsAre("\"bob.org\", 2, \"given\")"));
-    EXPECT_STREQ(CurrentObject, "bob");
-    EXPECT_THAT(spy::calls("auxconfirm_g"), IsEmpty()) << "it is not asked";
+    output();
+    tree("other_tree");
+    EXPECT_THAT(output(), StartsWith("Your current tree is: other_tree\nYour current tree is: OTHER_TREE\n"))
+        << "as given and then as the network spells it";
+    start();
+    spy::logged_in_to("OTHER_TREE", "bob");
+    tree("OTHER_TREE", "BOB", "given");
+    EXPECT_THAT(spy::calls("ZKDSLogout"), IsEmpty()) << "the same user without a context";
+    EXPECT_THAT(logins(), IsEmpty());
+    EXPECT_STREQ(CurrentTree, "OTHER_TREE");
 }
 
-TEST_F(DoTreeLoginTest, AFailedLoginLeavesTheSessionButNotTheOtherUsersLogin) {
-    spy::logged_in_to("OTHER_TREE", "admin.org");
-    spy::account("bob.org", "right");
-    tree("OTHER_TREE", "bob.org", "wrong");
-    EXPECT_EQ(output(), "Already logged into Tree(OTHER_TREE) as admin.org\nCould not Login into tree: OTHER_TREE 1\n");
-    EXPECT_THAT(spy::calls("ZKDSLogout"), SizeIs(1));
-    expect_the_session_unchanged();
+TEST_F(DoTreeLoginTest, AnotherUsersLoginIsEndedWhateverFollows) {
+    for (const bool succeeds : {true, false}) {
+        start();
+        output();
+        spy::logged_in_to("OTHER_TREE", "admin.org");
+        if (!succeeds) spy::account("bob.org", "right");
+        tree("OTHER_TREE", "bob.org", "given");
+        EXPECT_THAT(spy::calls("ZKDSLogout"), SizeIs(1));
+        EXPECT_THAT(logins(), ElementsAre("\"bob.org\", 2, \"given\")"));
+        EXPECT_THAT(spy::calls("auxconfirm_g"), IsEmpty()) << "it is not asked";
+        const std::string ended = "Already logged into Tree(OTHER_TREE) as admin.org\n", written = output();
+        EXPECT_EQ(written, ended + (succeeds ? "Your current tree is: OTHER_TREE\nYour current context is: org\n"
+                                             : "Could not Login into tree: OTHER_TREE 1\n"));
+        if (!succeeds) expect_the_session_unchanged();
+    }
 }
-
-// ---- its prompts ----
 
 TEST_F(DoTreeLoginTest, WithoutAPasswordTheUserIsAsked) {
     session_replace(CurrentPassword, nullptr);
     spy::prompt_answer("carl.org", "typed");
     tree("OTHER_TREE", "bob.org");
     EXPECT_THAT(spy::calls("auxlogin_c"), ElementsAre("auxlogin_c(\"OTHER_TREE\", \"bob.org\")"));
+    EXPECT_THAT(spy::calls("auxlogin_g"), IsEmpty());
     EXPECT_THAT(logins(), ElementsAre("\"carl.org\", 2, \"typed\")"));
     EXPECT_STREQ(CurrentObject, "carl") << "the name that was entered";
     EXPECT_THAT(wipe_watch::wiped(), Contains("typed"));
@@ -417,15 +385,6 @@ TEST_F(DoTreeLoginTest, ACancelledPromptIsCode1) {
     EXPECT_THAT(logins(), IsEmpty());
     EXPECT_EQ(ctx, handle);
     EXPECT_EQ(spy::open_contexts(), 0);
-}
-
-TEST_F(DoTreeLoginTest, InWindowsTheUserIsAskedThere) {
-    g_useGUI = 1;
-    session_replace(CurrentPassword, nullptr);
-    spy::prompt_answer("carl.org", "typed");
-    tree("OTHER_TREE", "bob.org");
-    EXPECT_THAT(spy::calls("auxlogin_g"), ElementsAre("auxlogin_g(\"OTHER_TREE\", \"bob.org\")"));
-    EXPECT_THAT(spy::calls("auxlogin_c"), IsEmpty());
 }
 
 TEST_F(DoTreeLoginTest, WrongPasswordsRepeatThePrompt) {
@@ -457,8 +416,6 @@ TEST_F(DoTreeLoginTest, ThereIsNoLimitToTheAttempts) {
     tree("OTHER_TREE", "bob.org", "given");
     EXPECT_STREQ(CurrentTree, "OTHER_TREE");
 }
-
-// ---- another identity holds the tree ----
 
 TEST_F(DoTreeLoginTest, AnotherIdentityIsLoggedOutWhenTheUserAgrees) {
     spy::fail_nth("ZKDSLoginEx", 1, 0x8800);
@@ -505,8 +462,6 @@ TEST_F(DoTreeLoginTest, ALongNameOfTheClientIsBounded) {
     EXPECT_THAT(output(), StartsWith("Already logged into Tree(OTHER_TREE) as " + std::string(512, 'w') + "\n"));
 }
 
-// ---- traces ----
-
 TEST_F(DoTreeLoginTest, TheStatementIsTracedWithoutItsPassword) {
     const auto given = [this] {
         start();
@@ -543,6 +498,80 @@ TEST_F(DoTreeLoginTest, TheStatementIsTracedWithoutItsPassword) {
     };
     expect_traces({"return code from auxconfirm_g 3", "Tree login return code 0x8800"}, declined);
     EXPECT_THAT(trace_texts(3, [this] { tree(nullptr, "bob"); }), Contains("TREE - tree=NULL, user=bob, pass=NULL"));
+}
+
+TEST_F(DoTreeLoginTest, TheSessionsPasswordIsUsedAsItStands) {
+    setenv("TREE_LOGIN_TEST", "replaced", 1);
+    session_replace(CurrentPassword, "a%<TREE_LOGIN_TEST>b");
+    tree("OTHER_TREE", "bob.org");
+    EXPECT_THAT(logins(), ElementsAre("\"bob.org\", 2, \"a%<TREE_LOGIN_TEST>b\")"));
+    EXPECT_STREQ(CurrentPassword, "a%<TREE_LOGIN_TEST>b");
+}
+
+TEST_F(DoTreeLoginTest, ALogOutThatFailsDoesNotKeepTheLoginBack) {
+    spy::logged_in_to("OTHER_TREE", "admin.org");
+    spy::fail("ZKDSLogout", 0xAB12);
+    tree("OTHER_TREE", "bob.org", "given");
+    EXPECT_THAT(logins(), ElementsAre("\"bob.org\", 2, \"given\")"));
+    EXPECT_EQ(output(),
+              "Already logged into Tree(OTHER_TREE) as admin.org\nYour current tree is: OTHER_TREE\n"
+              "Your current context is: org\n");
+    EXPECT_STREQ(CurrentTree, "OTHER_TREE");
+}
+
+TEST_F(DoTreeLoginTest, AnIdentityThatCannotBeLoggedOutIsAskedAboutAgain) {
+    spy::fail("ZKDSLogout", 0xAB12);
+    spy::fail_nth("ZKDSLoginEx", 1, 0x8800);
+    spy::fail_nth("ZKDSLoginEx", 2, 0x8800);
+    spy::confirm_answer(4);
+    spy::confirm_answer(4);
+    spy::prompt_answer("ann.org", "first");
+    spy::prompt_answer("carl.org", "second");
+    tree("OTHER_TREE", "bob.org", "given");
+    EXPECT_THAT(
+        spy::calls("auxconfirm_g"),
+        ElementsAre("auxconfirm_g(\"Already logged in to OTHER_TREE as bob.org, log out?\", \"question\", 1, 12)",
+                    "auxconfirm_g(\"Already logged in to OTHER_TREE as ann.org, log out?\", \"question\", 1, 12)"));
+    EXPECT_THAT(logins(), ElementsAre("\"bob.org\", 2, \"given\")", "\"ann.org\", 2, \"first\")",
+                                      "\"carl.org\", 2, \"second\")"));
+    EXPECT_STREQ(CurrentObject, "carl");
+}
+
+TEST_F(DoTreeLoginTest, APromptThatIsCancelledAfterTheLogOutIsCode1) {
+    spy::fail_nth("ZKDSLoginEx", 1, 0x8800);
+    spy::confirm_answer(4);
+    spy::prompt_cancel();
+    tree("OTHER_TREE", "bob.org", "given");
+    EXPECT_EQ(output(), "Could not Login into tree: OTHER_TREE 1\n");
+    EXPECT_THAT(spy::calls("ZKDSLogout"), SizeIs(1));
+    EXPECT_EQ(ctx, handle);
+    EXPECT_STREQ(CurrentTree, "ACME_TREE");
+}
+
+TEST_F(DoTreeLoginTest, AnAnswerOfThePromptThatIsNoRefusalIsCode1Too) {
+    spy::account("bob.org", "right");
+    spy::fail("auxlogin_c", 0x8800);
+    tree("OTHER_TREE", "bob.org", "wrong");
+    EXPECT_EQ(output(), "Could not Login into tree: OTHER_TREE 1\n");
+    EXPECT_THAT(spy::calls("auxconfirm_g"), IsEmpty());
+}
+
+// A prompt that was answered and handed nothing over leaves no name to offer.
+TEST_F(DoTreeLoginTest, AMissingNameIsOfferedAsAPlaceholder) {
+    spy::account("bob.org", "right");
+    spy::fail_nth("auxlogin_c", 1, 0);
+    spy::prompt_answer("bob.org", "right");
+    tree("OTHER_TREE", "carl.org", "given");
+    EXPECT_THAT(spy::calls("auxlogin_c"),
+                ElementsAre("auxlogin_c(\"OTHER_TREE\", \"carl.org\")", "auxlogin_c(\"OTHER_TREE\", \"<username>\")"));
+    EXPECT_THAT(logins(), ElementsAre("\"carl.org\", 2, \"given\")", "null, 2, null)", "\"bob.org\", 2, \"right\")"));
+    EXPECT_STREQ(CurrentObject, "bob");
+}
+
+TEST_F(DoTreeLoginTest, TheCodeOfALoginIsTracedInHexadecimal) {
+    spy::account("bob.org", "right");
+    EXPECT_THAT(trace_texts(3, [this] { tree("OTHER_TREE", "bob.org", "wrong"); }),
+                Contains("Tree login return code 0xFFFFE001"));
 }
 
 } // namespace

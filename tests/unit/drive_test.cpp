@@ -1,19 +1,9 @@
 #include "commands/drive.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "include/exported.h"
-#include "platform/common/places.h"
-#include "script/syntax_error.h"
-#include "tests/client_spy/client_spy.h"
 #include "tests/failing_malloc/failing_malloc.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::HasSubstr;
-using testing::Not;
 
 // A "map" program that shows its arguments, and a configuration of the test's own.
 class DriveTest : public SessionTest {
@@ -22,16 +12,13 @@ class DriveTest : public SessionTest {
         folder_.script("map", "printf map; for a in \"$@\"; do printf '[%s]' \"$a\"; done");
         setenv("HOME", "/home/u", 1);
     }
-
     void link_directory_is(const std::string &value) {
         folder_.file("config/map.conf", "Map_Link_Default_Location=" + value + "\n");
     }
-
     std::string map(const char *line) {
         map_statement(text(line));
         return output();
     }
-
     std::string drive(const char *name) {
         drive_statement(text(name));
         return driveDir == nullptr ? "(none)" : driveDir;
@@ -59,23 +46,12 @@ class DriveTest : public SessionTest {
     }
 };
 
-// ---- MAP and PATH ----
-
-TEST_F(DriveTest, MapRunsTheMappingProgramWithItsArguments) {
+TEST_F(DriveTest, MapRunsTheMappingProgramWithItsLine) {
     EXPECT_EQ(map(" ROOT H:=SRV/VOL:HOME"), "map[ROOT][H:=SRV/VOL:HOME]");
     EXPECT_EQ(syntax_error, 0);
-}
-
-TEST_F(DriveTest, MapReplacesIdentifiers) {
     setenv("DRIVE_TEST", "jdoe", 1);
     EXPECT_EQ(map(" ROOT H:=SRV/VOL:HOME/%<DRIVE_TEST>"), "map[ROOT][H:=SRV/VOL:HOME/jdoe]");
-}
-
-TEST_F(DriveTest, MapTurnsSemicolonsIntoCommasAndBackslashesIntoSlashes) {
     EXPECT_EQ(map(" INS S1:=SRV\\SYS:PUBLIC;SRV\\SYS:APPS"), "map[INS][S1:=SRV/SYS:PUBLIC,SRV/SYS:APPS]");
-}
-
-TEST_F(DriveTest, MapTurnsThemInReplacedTextToo) {
     setenv("DRIVE_TEST", "a\\b;c", 1);
     EXPECT_EQ(map(" %<DRIVE_TEST>"), "map[a/b,c]");
 }
@@ -92,22 +68,23 @@ TEST_F(DriveTest, AMissingMappingProgramCountsAsSuccess) {
     EXPECT_EQ(syntax_error, 0);
 }
 
-TEST_F(DriveTest, ASkippedMapRunsNothing) {
+TEST_F(DriveTest, ASkippedMapOrDriveDoesNothing) {
     skip();
     execute(map_statement, text(" x"));
     EXPECT_EQ(output(), "");
+    skip();
+    execute(drive_statement, text("g"));
+    EXPECT_EQ(driveDir, nullptr);
+    EXPECT_EQ(output(), "");
 }
 
-TEST_F(DriveTest, MapCommandPassesItsThirdTextTwice) {
+TEST_F(DriveTest, MapCommandPassesItsThirdTextTwiceAndReturnsOneForAnyFailure) {
     EXPECT_EQ(qrt_map_command(ctx, "map", "a", "b", "c"), 0);
     EXPECT_EQ(output(), "map[a][b][b][c]");
     EXPECT_EQ(qrt_map_command(ctx, "map", "a", nullptr, "c"), 0);
     EXPECT_EQ(output(), "map[a][c]");
     EXPECT_EQ(qrt_map_command(ctx, "map", nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(output(), "map");
-}
-
-TEST_F(DriveTest, MapCommandAnswersOneForAnyFailure) {
     folder_.script("map", "exit 3");
     EXPECT_EQ(qrt_map_command(ctx, "map", "a", nullptr, nullptr), 1);
     EXPECT_EQ(syntax_error, 1);
@@ -134,7 +111,7 @@ class DriveScriptTest : public ScriptTest {
 TEST_F(DriveScriptTest, PathIsRunExactlyAsTheSameLineAfterMap) {
     for (const std::string line : {" S2:=X:", " INS S1:=SRV\\SYS:A;SRV\\SYS:B", "  ROOT  H:=%LOGIN_NAME \"a b\"", ""}) {
         const std::string mapped = printed("MAP" + line + "\n");
-        EXPECT_THAT(mapped, testing::StartsWith("map"));
+        EXPECT_THAT(mapped, StartsWith("map"));
         EXPECT_EQ(printed("PATH" + line + "\n"), mapped);
     }
     EXPECT_EQ(printed("PATH S2:=X:\n"), "map[S2:=X:]\n");
@@ -155,44 +132,18 @@ TEST_F(DriveScriptTest, DriveTakesTheNameBeforeItsColonOrBehindItsAsterisk) {
     EXPECT_STREQ(driveDir, "/home/u/links");
 }
 
-// ---- DRIVE ----
-
-TEST_F(DriveTest, DrivePointsAtTheLinkBelowHome) {
+TEST_F(DriveTest, DrivePointsAtTheLinkBelowHomeAndRaisesOnlyASingleLetter) {
     EXPECT_EQ(drive("g"), "/home/u/G");
-}
-
-TEST_F(DriveTest, DriveRaisesOnlyASingleLetter) {
     EXPECT_EQ(drive("a"), "/home/u/A");
     EXPECT_EQ(drive("z"), "/home/u/Z");
     EXPECT_EQ(drive("gh"), "/home/u/gh");
     EXPECT_EQ(drive("1"), "/home/u/1");
     setenv("DRIVE_TEST", "x", 1);
     EXPECT_EQ(drive("%<DRIVE_TEST>"), "/home/u/X");
-}
-
-TEST_F(DriveTest, DriveFollowsTheConfiguredDirectory) {
+    EXPECT_EQ(drive("/mnt/x"), "/mnt/x");
     link_directory_is("%HOME/drives");
     EXPECT_EQ(drive("H"), "/home/u/drives/H");
-}
-
-TEST_F(DriveTest, DriveTakesAnAbsoluteNameAsItIs) {
-    EXPECT_EQ(drive("/mnt/x"), "/mnt/x");
-}
-
-TEST_F(DriveTest, DriveReplacesTheFormerDrive) {
-    drive("g");
-    EXPECT_EQ(drive("h"), "/home/u/H");
-}
-
-TEST_F(DriveTest, ChangeWorkingDirAnswersOne) {
     EXPECT_EQ(qrt_ChangeWorkingDir(ctx, "g"), 1);
-}
-
-TEST_F(DriveTest, ASkippedDriveChangesNothing) {
-    skip();
-    execute(drive_statement, text("g"));
-    EXPECT_EQ(driveDir, nullptr);
-    EXPECT_EQ(output(), "");
 }
 
 TEST_F(DriveTest, DriveTracesTheNameFromLevelThreeAndTheDirectoryFromLevelEight) {
@@ -202,8 +153,6 @@ TEST_F(DriveTest, DriveTracesTheNameFromLevelThreeAndTheDirectoryFromLevelEight)
     EXPECT_THAT(traces(8, run), HasSubstr("/home/u/Q"));
     EXPECT_THAT(traces(7, run), Not(HasSubstr("/home/u/Q")));
 }
-
-// ---- where a drive's link is ----
 
 TEST_F(DriveTest, TheLocationComesFromTheConfiguration) {
     const struct {
@@ -229,17 +178,11 @@ TEST_F(DriveTest, TheLocationComesFromTheConfiguration) {
 TEST_F(DriveTest, TheSecondLocationIsTheDirectoryAloneWithoutAnExtra) {
     link_directory_is("/links");
     EXPECT_EQ(location("G", nullptr), "/links/G /links/");
-}
-
-TEST_F(DriveTest, AnAbsoluteNameIsItsOwnLocation) {
-    link_directory_is("/links");
-    EXPECT_EQ(location("/mnt/x", "extra"), "/mnt/x extra");
+    EXPECT_EQ(location("/mnt/x", "extra"), "/mnt/x extra") << "an absolute name is its own";
     EXPECT_EQ(location("/mnt/x", nullptr), "/mnt/x ");
-}
-
-TEST_F(DriveTest, WithoutAnyDirectoryTheNameIsItsOwnLocation) {
+    std::filesystem::remove(folder_.path("config/map.conf"));
     unsetenv("HOME");
-    EXPECT_EQ(location("G", "extra"), "G extra");
+    EXPECT_EQ(location("G", "extra"), "G extra") << "so is any name without a directory";
     EXPECT_EQ(location("G", nullptr), "G ");
 }
 
@@ -262,9 +205,6 @@ TEST_F(DriveTest, AnUnsetVariableIsReportedOnStandardOutput) {
                   "Invalid environment variable(" + std::string(row.shown) + ")\n");
         EXPECT_EQ(output(), "");
     }
-}
-
-TEST_F(DriveTest, AnUnsetVariableIsReportedForAnAbsoluteNameToo) {
     link_directory_is("%DRIVE_TEST");
     testing::internal::CaptureStdout();
     EXPECT_EQ(location("/mnt/x", nullptr), "/mnt/x ");
@@ -287,22 +227,20 @@ TEST_F(DriveTest, TheLocationIsTraced) {
     EXPECT_THAT(traces(5, look), HasSubstr("Map_Link_Default_Location: not read"));
 }
 
-// ---- what is behind a drive ----
-
-TEST_F(DriveTest, AMappingIsCutAtItsFirstSlash) {
-    spy::mapped_drive("/home/u/F", "OTHER/VOL:x");
-    spy::mapped_drive("/home/u/G", "SRV1/SYS:a\\b/c");
-    EXPECT_EQ(mapping("/home/u/G"), "SRV1 SYS:a\\b/c");
-}
-
-TEST_F(DriveTest, AMappingWithoutASlashIsCutAtItsFirstBackslash) {
-    spy::mapped_drive("/home/u/G", "SRV1\\SYS:a\\b");
-    EXPECT_EQ(mapping("/home/u/G"), "SRV1 SYS:a\\b");
-}
-
-TEST_F(DriveTest, ASlashIsPreferredToAnEarlierBackslash) {
-    spy::mapped_drive("/home/u/G", "A\\B/C");
-    EXPECT_EQ(mapping("/home/u/G"), "A\\B C");
+TEST_F(DriveTest, AMappingIsCutAtItsFirstSlashOrElseBackslash) {
+    EXPECT_EQ(mapping("/home/u/G"), "no mapping") << "the list is empty";
+    const struct {
+        const char *link, *target, *mapping;
+    } rows[] = {{"/home/u/A", "SRV1/SYS:a\\b/c", "SRV1 SYS:a\\b/c"},
+                {"/home/u/B", "SRV1\\SYS:a\\b", "SRV1 SYS:a\\b"},
+                {"/home/u/C", "A\\B/C", "A\\B C"},
+                {"/home/u/D", "/", " "}};
+    for (const auto &row : rows) spy::mapped_drive(row.link, row.target);
+    for (const auto &row : rows) EXPECT_EQ(mapping(row.link), row.mapping);
+    spy::mapped_drive("/HOME/u/a", "B/2");
+    EXPECT_EQ(mapping("/home/U/a"), "SRV1 SYS:a\\b/c") << "in any letter case, and the first one counts";
+    EXPECT_EQ(mapping("/home/u/G"), "no mapping") << "it is not in the list";
+    EXPECT_EQ(output(), "");
 }
 
 TEST_F(DriveTest, AMappingWithoutASeparatorLeavesTheOutputsAlone) {
@@ -318,42 +256,19 @@ TEST_F(DriveTest, AMappingWithoutASeparatorLeavesTheOutputsAlone) {
     EXPECT_EQ(rest, &before);
 }
 
-TEST_F(DriveTest, AMappingMayBeAsLongAsTheClientIsToldOf) {
+TEST_F(DriveTest, AMappingMayBeAsLongAsTheBufferPassedToTheClient) {
     const std::string link(255, 'l'), rest(250, 'r');
     spy::mapped_drive(link, "SRV1/" + rest);
     EXPECT_EQ(mapping(link.c_str()), "SRV1 " + rest);
-}
-
-TEST_F(DriveTest, AMappingMayBeEmptyOnEitherSide) {
-    spy::mapped_drive("G", "/");
-    EXPECT_EQ(mapping("G"), " ");
-}
-
-TEST_F(DriveTest, LinkPathsCompareWithoutRegardToCase) {
-    spy::mapped_drive("/HOME/u/g", "SRV1/SYS:");
-    EXPECT_EQ(mapping("/home/U/G"), "SRV1 SYS:");
-}
-
-TEST_F(DriveTest, TheFirstOfTwoEqualMappingsCounts) {
-    spy::mapped_drive("G", "A/1");
-    spy::mapped_drive("g", "B/2");
-    EXPECT_EQ(mapping("G"), "A 1");
-}
-
-TEST_F(DriveTest, TheEndOfTheListIsNoMapping) {
-    EXPECT_EQ(mapping("G"), "no mapping");
-    spy::mapped_drive("F", "SRV1/SYS:");
-    EXPECT_EQ(mapping("G"), "no mapping");
-    EXPECT_EQ(output(), "");
 }
 
 TEST_F(DriveTest, TheClientIsAskedForTheSizeFirst) {
     spy::mapped_drive("F", "SRV1/SYS:");
     spy::mapped_drive("G", "SRV1/SYS:");
     mapping("G");
-    EXPECT_THAT(spy::calls(), testing::ElementsAre("ZKGetMappedDrives(null, 0)", "ZKGetMappedDrives(buffer, 48)",
-                                                   "ZKEnumMappedDrives(buffer, 0, 256, 256)",
-                                                   "ZKEnumMappedDrives(buffer, 1, 256, 256)"));
+    EXPECT_THAT(spy::calls(),
+                ElementsAre("ZKGetMappedDrives(null, 0)", "ZKGetMappedDrives(buffer, 48)",
+                            "ZKEnumMappedDrives(buffer, 0, 256, 256)", "ZKEnumMappedDrives(buffer, 1, 256, 256)"));
 }
 
 TEST_F(DriveTest, AFailingCallIsNoMapping) {

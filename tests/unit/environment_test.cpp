@@ -1,43 +1,25 @@
 #include "commands/environment.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include "commands/program.h"
-#include "tests/client_spy/client_spy.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
 
-using testing::HasSubstr;
-
 class EnvironmentTest : public SessionTest {
   protected:
-    EnvironmentTest() { number_arguments(); }
+    EnvironmentTest() { number_variables(); }
 
     // Each argument is its index, so that a test sees where it went.
-    static void number_arguments() {
+    static void number_variables() {
         for (int index = 0; index < QRT_USER_VARIABLES; ++index) {
             qrt_SetUserVar(index, std::to_string(index).c_str());
         }
     }
-
     static std::string variable(const char *name) {
         const char *value = getenv(name);
         return value == nullptr ? "(unset)" : value;
     }
-
-    // The script's arguments %0 to %9 in a row.
-    static std::string arguments() {
-        std::string row;
-        for (const char *value : uservars) row += value == nullptr ? "-" : value;
-        return row;
-    }
-
-    static std::string shown(const char *value) { return value == nullptr ? "(none)" : value; }
 };
-
-// ---- SET ----
 
 TEST_F(EnvironmentTest, SetOverwritesTheVariable) {
     set_statement(text("X"), text("a"));
@@ -45,21 +27,26 @@ TEST_F(EnvironmentTest, SetOverwritesTheVariable) {
     set_statement(text("X"), text("b c"));
     EXPECT_EQ(variable("X"), "b c");
     EXPECT_EQ(output(), "");
-}
-
-TEST_F(EnvironmentTest, ProgramsStartedLaterInheritTheVariable) {
     set_statement(text("X"), text("a"));
     program_statement(text(" printenv X"));
     EXPECT_EQ(output(), "a\n");
+    set_statement(text("X"), text(""));
+    EXPECT_EQ(variable("X"), "");
+    set_statement(text("X"), text("a"));
+    set_empty_statement(text("X"));
+    EXPECT_EQ(variable("X"), "");
+    unsetenv("X");
+    set_empty_statement(text("X"));
+    EXPECT_EQ(variable("X"), "");
+    set_statement(text(""), text("a"));
+    set_empty_statement(text(""));
+    EXPECT_EQ(output(), "");
 }
 
-TEST_F(EnvironmentTest, SetReplacesIdentifiersOnceMore) {
+TEST_F(EnvironmentTest, SetReplacesIdentifiersOnceMoreAndAsksTheSessionsTree) {
     setenv("ENVIRONMENT_TEST", "inner", 1);
     set_statement(text("X"), text("an %<ENVIRONMENT_TEST> one"));
     EXPECT_EQ(variable("X"), "an inner one");
-}
-
-TEST_F(EnvironmentTest, SetAsksTheSessionsTreeAboutTheCurrentObject) {
     ctx = 12;
     qrt_SetCurrentObject("jdoe.acme");
     spy::text_attribute("jdoe.acme", "Title", {"buyer"});
@@ -70,29 +57,9 @@ TEST_F(EnvironmentTest, SetAsksTheSessionsTreeAboutTheCurrentObject) {
     ctx = 0;
 }
 
-TEST_F(EnvironmentTest, SetToAnEmptyTextKeepsTheVariable) {
-    set_statement(text("X"), text(""));
-    EXPECT_EQ(variable("X"), "");
-}
-
-TEST_F(EnvironmentTest, SetWithoutAValueEmptiesTheVariableAndKeepsIt) {
-    set_statement(text("X"), text("a"));
-    set_empty_statement(text("X"));
-    EXPECT_EQ(variable("X"), "");
-    unsetenv("X");
-    set_empty_statement(text("X"));
-    EXPECT_EQ(variable("X"), "");
-}
-
-TEST_F(EnvironmentTest, ANameThatCannotBeSetIsNotReported) {
-    set_statement(text(""), text("a"));
-    set_empty_statement(text(""));
-    EXPECT_EQ(output(), "");
-}
-
-// ---- SHIFT ----
-
-TEST_F(EnvironmentTest, ShiftTakesItsCount) {
+TEST_F(EnvironmentTest, ShiftTakesItsCountOrGoesByOne) {
+    shift_once();
+    EXPECT_EQ(variables(), "0134567782");
     const struct {
         void (*shift)(OwnedText);
         const char *count;
@@ -107,18 +74,11 @@ TEST_F(EnvironmentTest, ShiftTakesItsCount) {
         {shift_back, "100", "0123456789"}, {shift_back, "2147483648", "0123456789"},
     };
     for (const auto &row : rows) {
-        number_arguments();
+        number_variables();
         row.shift(text(row.count));
-        EXPECT_EQ(arguments(), row.arguments) << (row.shift == shift_by ? "" : "-") << row.count;
+        EXPECT_EQ(variables(), row.arguments) << (row.shift == shift_by ? "" : "-") << row.count;
     }
 }
-
-TEST_F(EnvironmentTest, ShiftAloneGoesByOne) {
-    shift_once();
-    EXPECT_EQ(arguments(), "0134567782");
-}
-
-// ---- CONTEXT, PROFILE, NO_DEFAULT ----
 
 TEST_F(EnvironmentTest, ContextBecomesTheCurrentOne) {
     context_statement(text("OU=sales.O=acme"));
@@ -153,11 +113,11 @@ TEST_F(EnvironmentTest, SkippedStatementsChangeNothing) {
     execute(shift_by, text("1"));
     execute(shift_back, text("7"));
     execute(shift_once);
-    EXPECT_EQ(arguments(), "0123456789");
+    EXPECT_EQ(variables(), "0123456789");
     execute(context_statement, text("O=acme"));
-    EXPECT_EQ(shown(CurrentContext), "(none)");
+    EXPECT_EQ(shown(CurrentContext), "(null)");
     execute(profile_statement, text("p"));
-    EXPECT_EQ(shown(over_ride_profile), "(none)");
+    EXPECT_EQ(shown(over_ride_profile), "(null)");
     execute(no_default_statement);
     EXPECT_EQ(use_default_script, 1);
     EXPECT_EQ(output(), "");

@@ -1,13 +1,12 @@
 // The whole login again for each of the client's calls with that call failing, and for each function of the client with
 // that function failing from one of its calls on. Two codes stand for all. With QRT_FAULTS set, for ./check.sh
 // --faults, it is each class of code, with that call failing once, and with it and every later call failing. A class is
-// a code that the library tells apart somewhere, or one that stands for all that it does not; among them is the success
-// that fills in nothing. After such a login a plain one has to print what the first one printed.
+// a code that the library distinguishes somewhere, or one that stands for all that it does not; among them is the
+// success that fills in nothing. After such a login a plain one has to print what the first one printed.
 #ifdef QRT_SANITIZED
 #include <sanitizer/common_interface_defs.h>
 #include <sanitizer/lsan_interface.h>
 #endif
-#include <unistd.h>
 
 #include <map>
 
@@ -54,12 +53,12 @@ int logins = 0;
 int calls = 0;
 char now[160]; // what runs, for a report at the program's death
 
-void tell_what_ran() {
+void report_what_ran() {
     if (write(STDERR_FILENO, now, strlen(now)) < 0) return;
 }
 
 void hang(int) {
-    tell_what_ran();
+    report_what_ran();
     abort();
 }
 
@@ -73,7 +72,7 @@ class FaultSweep : public WholeLoginTest, public testing::WithParamInterface<Cas
     FaultSweep() {
         signal(SIGALRM, hang);
 #ifdef QRT_SANITIZED
-        __sanitizer_set_death_callback(tell_what_ran);
+        __sanitizer_set_death_callback(report_what_ran);
 #endif
     }
     ~FaultSweep() override {
@@ -85,13 +84,11 @@ class FaultSweep : public WholeLoginTest, public testing::WithParamInterface<Cas
         printf("sweep %d %d %zu %d\n", logins, calls, std::size(classes),
                testing::UnitTest::GetInstance()->failed_test_count());
     }
-
     static void look_for_leaks() {
 #ifdef QRT_SANITIZED
         EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
 #endif
     }
-
     void one(int call, const std::string &name) {
         const auto [failure, for_good] = GetParam();
         snprintf(now, sizeof now, "call %d (%s)%s: %s\n", call, name.c_str(), for_good ? " and all later ones" : "",
@@ -106,7 +103,6 @@ class FaultSweep : public WholeLoginTest, public testing::WithParamInterface<Cas
         log_in_plainly();
         logins += 2;
     }
-
     static const bool thorough;
 };
 

@@ -4,17 +4,10 @@
 
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 using FileSpecTest = NetworkFileTest;
 
-// ---- messages of the forms ----
-
 TEST_F(FileSpecTest, EachFormReportsAMissingFileInItsWay) {
-    const struct {
-        const char *name, *message;
-    } rows[] = {
+    const std::pair<const char *, const char *> rows[] = {
         {"SYS:LOGIN/X.TXT", "Unable to find file:(SYS/LOGIN//X.TXT)\n"},
         {"SYS:/LOGIN/X.TXT", "Unable to find file:(SYS//LOGIN/X.TXT)\n"},
         {"SRV1/SYS:/X.TXT", "Unable to find file:SRV1/SYS//X.TXT\n"},
@@ -22,17 +15,12 @@ TEST_F(FileSpecTest, EachFormReportsAMissingFileInItsWay) {
         {"/X.TXT", "Unable to find file:/X.TXT\n"},
         {"\\\\SRV1\\SYS\\X.TXT", "Unable to Find : SRV1/SYS/\\X.TXT\n"},
     };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(display(row.name), row.message);
-    }
+    for (const auto &[name, message] : rows) EXPECT_EQ(display(name), message) << name;
 }
 
 TEST_F(FileSpecTest, ServersAndVolumesMayBeReferencesAndJoinedWords) {
     setenv("FILE_SPEC_TEST", "a_b", 1);
-    const struct {
-        const char *name, *message;
-    } rows[] = {
+    const std::pair<const char *, const char *> rows[] = {
         {"%<FILE_SPEC_TEST>:/x", "Unable to find file:(A_B//x)\n"},
         {"<FILE_SPEC_TEST>c:/x", "Unable to find file:(A_BC//x)\n"},
         {"my-vol * 1:/x", "Unable to find file:(MY-VOL*1//x)\n"},
@@ -41,7 +29,7 @@ TEST_F(FileSpecTest, ServersAndVolumesMayBeReferencesAndJoinedWords) {
         {"\\\\srv1 \\%<FILE_SPEC_TEST>", "Invalid display command format\n"},
         {"SYS:MY FILE", "Unable to find file:(SYS/MY FILE)\n"},
     };
-    for (const auto &row : rows) EXPECT_THAT(display(row.name), testing::EndsWith(row.message)) << row.name;
+    for (const auto &[name, message] : rows) EXPECT_THAT(display(name), EndsWith(message)) << name;
     setenv("FILE_SPEC_TEST", "srv1", 1);
     EXPECT_EQ(display("%<FILE_SPEC_TEST>/sys:/x"), "Unable to find file:SRV1/SYS//x\n");
     EXPECT_EQ(display("\\\\%<FILE_SPEC_TEST>\\sys/x"), "Unable to Find : srv1/sys//x\n");
@@ -74,31 +62,21 @@ TEST_F(FileSpecTest, AFileInASkippedBranchIsLookedUpAllTheSame) {
     EXPECT_EQ(output(), "Unable to find file:(SYS//X)\n");
 }
 
-// ---- the values of the grammar's symbols ----
-
-TEST_F(FileSpecTest, NamesAreUpperCasedInPlace) {
+TEST_F(FileSpecTest, NamesAreUpperCasedInPlaceAndPathsJoined) {
     OwnedText name = text("srv-1.Acme_x");
     char *const block = name.get();
     name = file_upper_case(std::move(name));
     EXPECT_EQ(name.get(), block);
     EXPECT_STREQ(name.get(), "SRV-1.ACME_X");
-}
-
-TEST_F(FileSpecTest, PathsAreJoinedFromTheirParts) {
     EXPECT_STREQ(path_after_word(text("LOGIN"), text("/X.TXT")).get(), "LOGIN//X.TXT");
     EXPECT_STREQ(path_after_word(text("X.TXT"), text("")).get(), "X.TXT/");
     EXPECT_STREQ(path_after_word(text("MY"), text(" FILE")).get(), "MY FILE");
     EXPECT_STREQ(path_after_separator(text("LOGIN/X")).get(), "/LOGIN/X");
     EXPECT_STREQ(path_after_separator(text("")).get(), "/");
-}
-
-TEST_F(FileSpecTest, ADottedNameReadsNothing) {
     EXPECT_STREQ(file_dotted(text("name"), text("path")).get(), "");
     EXPECT_EQ(output(), "");
     EXPECT_THAT(spy::calls(), IsEmpty());
 }
-
-// ---- drive letters ----
 
 class DriveLetterTest : public FileSpecTest {
   protected:
@@ -153,14 +131,12 @@ TEST_F(DriveLetterTest, TheMessageShowsTheLastNameTried) {
     EXPECT_EQ(display("F:/X.TXT"), "Unable to find file:(DATA/users//X.TXT)\n");
 }
 
-TEST_F(DriveLetterTest, AMappingWithoutASeparatorIsNoLocation) {
+TEST_F(DriveLetterTest, WhatIsNoDriveIsNotFollowed) {
     spy::mapped_drive("/home/u/F", "nothing");
-    EXPECT_EQ(display("F:/X.TXT"), "Unable to find file:(F//X.TXT)\n");
-}
-
-TEST_F(DriveLetterTest, ALongerVolumeIsNoDrive) {
+    EXPECT_EQ(display("F:/X.TXT"), "Unable to find file:(F//X.TXT)\n") << "a mapping without a separator";
+    spy::forget_calls();
     spy::mapped_drive("/home/u/SYS", "SRV2/DATA:users");
-    EXPECT_EQ(display("SYS:/X.TXT"), "Unable to find file:(SYS//X.TXT)\n");
+    EXPECT_EQ(display("SYS:/X.TXT"), "Unable to find file:(SYS//X.TXT)\n") << "a longer volume";
     EXPECT_THAT(spy::calls("ZKGetMappedDrives"), IsEmpty());
 }
 

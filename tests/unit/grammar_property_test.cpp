@@ -1,4 +1,4 @@
-// What holds for every script, tried on random ones: of the table of forms in statement_forms, and with mistakes in
+// What is true of every script, tried on random ones: of the table of forms in statement_forms, and with mistakes in
 // them. QRT_PROPERTY_SCRIPTS sets how many scripts each property is tried on, QRT_PROPERTY_SEED where to begin: a
 // failure names the seed of its script, and that seed with one script repeats it.
 #include <algorithm>
@@ -11,8 +11,6 @@
 namespace {
 
 using statement_forms::Source;
-using testing::HasSubstr;
-using testing::Not;
 
 class GrammarPropertyTest : public ScriptTest {
   protected:
@@ -57,14 +55,11 @@ class GrammarPropertyTest : public ScriptTest {
             body(first + i);
         }
     }
-
     Source source(unsigned seed) const { return Source(seed, folder_.path("inner")); }
-
     static std::string line_end(Source &random) {
         static const char *const ends[] = {"\n", "\n", "\r\n", "\r\n", "\r\r\n", "\r\r\r\n"};
         return random.any_of(ends);
     }
-
     std::map<int, Moment> moments_;
     int result_ = 0; // the runner's
 
@@ -83,7 +78,6 @@ class GrammarPropertyTest : public ScriptTest {
         condstate[0] = valuestate = gotostate = invalidGoToLabel = debug_level = 0;
         spy::forget_calls();
     }
-
     Moment now() {
         shown_ += output();
         std::ostringstream state;
@@ -97,16 +91,13 @@ class GrammarPropertyTest : public ScriptTest {
         for (char **entry = environ; *entry != nullptr; entry++) state << '|' << *entry;
         return {shown_, state.str(), spy::calls()};
     }
-
     std::string shown_;
 };
-
-// ---- the forms ----
 
 TEST_F(GrammarPropertyTest, EveryFormIsAccepted) {
     for_seeds(8, [this](unsigned seed) {
         Source random = source(seed);
-        for (size_t form = 0; form < Source::forms(); form++) {
+        for (const std::string &form : Source::forms()) {
             const std::string line = random.written(random.statement_of(form));
             // An IF whose line ends with its condition has the next line for its statement.
             const std::string shown = observed(line + line_end(random) + line_end(random) + probe(1) + "\n");
@@ -117,8 +108,6 @@ TEST_F(GrammarPropertyTest, EveryFormIsAccepted) {
     });
 }
 
-// ---- whole scripts ----
-
 TEST_F(GrammarPropertyTest, AScriptWritesWhatItsLinesSay) {
     for_seeds(250, [this](unsigned seed) {
         Source random = source(seed);
@@ -127,8 +116,6 @@ TEST_F(GrammarPropertyTest, AScriptWritesWhatItsLinesSay) {
         EXPECT_EQ(result_, model.result());
     });
 }
-
-// ---- later lines ----
 
 static std::string without_warning(std::string shown) {
     const std::string warning = "Warning, unmatched IF...THEN statment (no END or ENDIF)\n";
@@ -184,9 +171,9 @@ TEST_F(GrammarPropertyTest, OnlyTheQuoteOfAMissingTokenIsTheNextLines) {
         const std::string whole = observed(first + next + "\n");
         const std::vector<std::string> quotes = quotes_in(whole);
         const std::string traced = traces(6, [&] { run(first + next + "\n"); });
-        const size_t told = traced.rfind(message);
-        ASSERT_EQ(quotes.empty(), told == traced.npos) << first;
-        const bool missing = told != traced.npos && traced.find("unexpected '\\n'", told) != traced.npos;
+        const size_t reported = traced.rfind(message);
+        ASSERT_EQ(quotes.empty(), reported == traced.npos) << first;
+        const bool missing = reported != traced.npos && traced.find("unexpected '\\n'", reported) != traced.npos;
         EXPECT_EQ(missing, !quotes.empty() && quotes.back() == next) << first;
         if (!missing) {
             EXPECT_EQ(whole.substr(0, cut.size()), cut) << first;
@@ -197,8 +184,6 @@ TEST_F(GrammarPropertyTest, OnlyTheQuoteOfAMissingTokenIsTheNextLines) {
         EXPECT_EQ(whole.substr(0, expected.size()), expected) << first;
     });
 }
-
-// ---- mistakes ----
 
 // What an error in `line` may quote: the line, or the part of it between two carriage returns; the line before when
 // nothing stands in front of its line ends; the line behind for a mistake that its line feed is.
@@ -233,7 +218,7 @@ TEST_F(GrammarPropertyTest, AMistakeCostsItsOwnLineAndIsQuoted) {
             const std::string &before = moments_[i - 1].output, &after = moments_[i].output;
             const auto quotes = quotes_in(after.substr(before.size()));
             const auto allowed = quotable(texts[at], ends[at], probe(i - 1), probe(i));
-            for (const std::string &quote : quotes) EXPECT_THAT(allowed, testing::Contains(quote)) << texts[at];
+            for (const std::string &quote : quotes) EXPECT_THAT(allowed, Contains(quote)) << texts[at];
             reports += quotes.size();
         }
         EXPECT_EQ(quotes_in(whole).size(), reports) << script;

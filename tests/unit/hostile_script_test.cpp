@@ -2,23 +2,13 @@
 // their output is said.
 #include <algorithm>
 #include <random>
-#include <vector>
 
 #include "tests/unit/session_fixture.h"
 
 namespace {
 
-using testing::EndsWith;
-using testing::HasSubstr;
-
 class HostileScriptTest : public ScriptTest {
   protected:
-    static std::string repeat(size_t count, const std::string &text) {
-        std::string all;
-        all.reserve(count * text.size());
-        while (count-- > 0) all += text;
-        return all;
-    }
     static size_t count(const std::string &text, const std::string &part) {
         size_t found = 0;
         for (size_t at = text.find(part); at != text.npos; at = text.find(part, at + part.size())) found++;
@@ -55,40 +45,18 @@ static std::vector<std::string> vocabulary(const std::string &without, const std
     return words;
 }
 
-// ---- length ----
-
-TEST_F(HostileScriptTest, NothingAtAll) {
-    EXPECT_EQ(run(""), 0);
-    EXPECT_EQ(output(), "");
-}
-
-TEST_F(HostileScriptTest, TenMegabytesOfRemarks) {
-    const std::string line = "REM " + std::string(95, 'x') + "\n";
-    EXPECT_EQ(run(repeat(100000, line) + "WRITE \"end\"\n"), 0);
-    EXPECT_EQ(output(), "end\n");
-}
-
-TEST_F(HostileScriptTest, TenMegabytesOfOneLine) {
-    EXPECT_EQ(run("REM " + std::string(10000000, 'x') + "\nWRITE \"end\"\n"), 0);
-    EXPECT_EQ(output(), "end\n");
-}
-
-TEST_F(HostileScriptTest, AQuotedStringOfOneMegabyte) {
-    const std::string text(1000000, 'x');
-    EXPECT_EQ(run("WRITE \"" + text + "\"\n"), 0);
-    EXPECT_EQ(output(), text + "\n");
-}
-
-TEST_F(HostileScriptTest, AnErrorInALineOfOneMegabyteQuotesItWhole) {
-    const std::string line = "FOO" + repeat(250000, " BAR");
-    EXPECT_EQ(run(line + "\nWRITE \"end\"\n"), 1);
-    EXPECT_EQ(output(), report(line) + "end\n");
-}
-
-TEST_F(HostileScriptTest, AnOpenQuoteOfOneMegabyteAtTheEnd) {
-    const std::string line = "WRITE \"" + std::string(1000000, 'x');
-    EXPECT_EQ(run(line), 1);
-    EXPECT_EQ(output(), report(line));
+TEST_F(HostileScriptTest, LongScriptsRunToTheirEnd) {
+    const std::string megabyte(1000000, 'x'), words = "FOO" + repeat(250000, " BAR");
+    setenv("SELF", "%<SELF>", 1);
+    expect_scripts({
+        {"ten megabytes of remarks", repeat(100000, "REM " + std::string(95, 'x') + "\n") + "WRITE \"end\"\n", "end\n"},
+        {"ten megabytes of one line", "REM " + std::string(10000000, 'x') + "\nWRITE \"end\"\n", "end\n"},
+        {"a quoted string of one megabyte", "WRITE \"" + megabyte + "\"\n", megabyte + "\n"},
+        {"an error quotes its long line whole", words + "\nWRITE \"end\"\n", report(words) + "end\n", 1},
+        {"an open quote at the end", "WRITE \"" + megabyte, report("WRITE \"" + megabyte), 1},
+        {"ends and elses", repeat(100000, "END\n") + repeat(100000, "ELSE\n") + "WRITE \"end\"\n", "end\n"},
+        {"a value that names itself", "WRITE \"%<SELF>\"\n", "%<SELF>\n"},
+    });
 }
 
 TEST_F(HostileScriptTest, OneMegabyteOfASingleCharacter) {
@@ -103,7 +71,7 @@ TEST_F(HostileScriptTest, OneMegabyteOfASingleCharacter) {
 TEST_F(HostileScriptTest, AHundredThousandCarriageReturns) {
     EXPECT_EQ(run(std::string(100000, '\r') + "\nWRITE \"end\"\n"), 1);
     const std::string text = output();
-    EXPECT_THAT(text, testing::StartsWith(report("bogus") + report("bogus")));
+    EXPECT_THAT(text, StartsWith(report("bogus") + report("bogus")));
     EXPECT_THAT(text, EndsWith("end\n"));
 }
 
@@ -127,8 +95,6 @@ TEST_F(HostileScriptTest, AMistakeInEachOfManyLinesOfLineEnds) {
     EXPECT_EQ(count(output(), report("REM first")), 100000U);
 }
 
-// ---- depth ----
-
 TEST_F(HostileScriptTest, FiveThousandNestedBlocks) {
     EXPECT_EQ(run(repeat(5000, "IF \"0\" THEN\n") + "WRITE \"inner\"\n" + repeat(5000, "END\n") + "WRITE \"end\"\n"),
               1);
@@ -138,18 +104,12 @@ TEST_F(HostileScriptTest, FiveThousandNestedBlocks) {
     EXPECT_THAT(text, EndsWith("\n\nend\n"));
 }
 
-TEST_F(HostileScriptTest, FiveThousandNestedBlocksWithoutEnd) {
+TEST_F(HostileScriptTest, ThousandsOfNestedBlocksEnd) {
     EXPECT_EQ(run(repeat(5000, "IF \"0\" THEN\n")), 1);
     EXPECT_THAT(output(), EndsWith("Warning, unmatched IF...THEN statment (no END or ENDIF)\n"));
     EXPECT_EQ(printed("WRITE \"next script\"\n"), "next script\n");
-}
-
-TEST_F(HostileScriptTest, FiveThousandNestedUnreadableConditions) {
     EXPECT_EQ(run(repeat(5000, "IF ) \n") + repeat(5000, "END\n") + "WRITE \"end\"\n"), 1);
     EXPECT_THAT(output(), EndsWith("end\n"));
-}
-
-TEST_F(HostileScriptTest, FiveThousandIfsOnOneLine) {
     EXPECT_EQ(run(repeat(5000, "IF \"0\" THEN ") + "WRITE \"inner\"\nWRITE \"end\"\n"), 1);
     EXPECT_EQ(count(output(), "\ninner\n"), 0U);
     EXPECT_EQ(printed("WRITE \"next script\"\n"), "next script\n");
@@ -161,13 +121,6 @@ TEST_F(HostileScriptTest, ThousandIfsOnOneLineLeaveTheirLevels) {
     EXPECT_EQ(count(text, "Script error.\n"), 1U);
     EXPECT_THAT(text, EndsWith("\n\nend\n"));
 }
-
-TEST_F(HostileScriptTest, AHundredThousandEndsAndElses) {
-    EXPECT_EQ(run(repeat(100000, "END\n") + repeat(100000, "ELSE\n") + "WRITE \"end\"\n"), 0);
-    EXPECT_EQ(output(), "end\n");
-}
-
-// ---- texts that include themselves ----
 
 TEST_F(HostileScriptTest, AFileThatIncludesItselfStops) {
     folder_.file("self", "WRITE \"in\"\nINCLUDE " + folder_.path("self") + "\nWRITE \"out\"\n");
@@ -186,14 +139,11 @@ TEST_F(HostileScriptTest, AFileThatIncludesItselfTwice) {
     EXPECT_THAT(shown, EndsWith("memory exhaustedend\n"));
 }
 
-TEST_F(HostileScriptTest, TwoFilesThatIncludeEachOtherStop) {
+TEST_F(HostileScriptTest, TextsThatIncludeEachOtherStop) {
     folder_.file("a", "INCLUDE " + folder_.path("b") + "\n");
     folder_.file("b", "INCLUDE " + folder_.path("a") + "\n");
     EXPECT_EQ(run("INCLUDE " + folder_.path("a") + "\nWRITE \"end\"\n"), 0);
     EXPECT_EQ(output(), "memory exhaustedend\n");
-}
-
-TEST_F(HostileScriptTest, AScriptObjectThatIncludesItselfStops) {
     spy::stream(user, "INCLUDE .jdoe.sales.acme\r\n");
     EXPECT_EQ(run("INCLUDE .jdoe.sales.acme\nWRITE \"end\"\n"), 0);
     EXPECT_EQ(output(), "memory exhaustedend\n");
@@ -208,26 +158,12 @@ TEST_F(HostileScriptTest, ALoopAroundAnIncludeDoesNotNest) {
     EXPECT_EQ(output(), "end\n");
 }
 
-TEST_F(HostileScriptTest, AValueThatNamesItselfStops) {
-    setenv("SELF", "%<SELF>", 1);
-    EXPECT_EQ(run("WRITE \"%<SELF>\"\n"), 0);
-    EXPECT_EQ(output(), "%<SELF>\n");
-}
-
-// ---- noise ----
-
-TEST_F(HostileScriptTest, OneMegabyteOfNoise) {
+TEST_F(HostileScriptTest, NoiseIsReadToItsEnd) {
     // Without the signs that start programs.
     run(noise(1, 1000000, "#@") + "\n\nWRITE \"end\"\n");
     EXPECT_THAT(output(), HasSubstr("Script error.\n"));
-}
-
-TEST_F(HostileScriptTest, SkippedNoiseDoesNothing) {
     run("IF \"1\" THEN\n" + noise(2, 1000000, "") + "\n\nEND\nWRITE \"end\"\n");
     EXPECT_THAT(output(), EndsWith("\nend\n"));
-}
-
-TEST_F(HostileScriptTest, NoiseOfLineEndsAndQuotes) {
     std::mt19937 random(3);
     std::string text;
     while (text.size() < 200000) text += "\"\\\r\n;: %<>"[random() % 10];

@@ -4,34 +4,22 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
 class IncludeTest : public SessionTest {
   protected:
     std::string printed(const std::string &script) {
         result_ = run(script);
         return output();
     }
-
     int result_ = 0;
 };
 
-TEST_F(IncludeTest, AFilesLinesRunBeforeTheRestOfTheScript) {
+TEST_F(IncludeTest, AFilesOrObjectsLinesRunInPlace) {
     folder_.file("more", "WRITE \"2\"\nWRITE \"3\"");
     EXPECT_EQ(printed("WRITE \"1\"\nINCLUDE " + folder_.path("more") + "\nWRITE \"4\"\n"), "1\n2\n3\n4\n");
     EXPECT_EQ(result_, 0);
-}
-
-TEST_F(IncludeTest, AnObjectsLoginScriptRunsInPlace) {
     spy::stream("sales.acme", "WRITE \"2\"");
     EXPECT_EQ(printed("WRITE \"1\"\nINCLUDE .sales.acme\nWRITE \"3\"\n"), "1\n2\n3\n");
     EXPECT_EQ(result_, 0);
-}
-
-TEST_F(IncludeTest, IncludedScriptsInclude) {
     spy::stream("a", "WRITE \"a1\"\nINCLUDE .b\nWRITE \"a2\"");
     spy::stream("b", "WRITE \"b\"");
     EXPECT_EQ(printed("INCLUDE .a\n"), "a1\nb\na2\n");
@@ -53,45 +41,24 @@ TEST_F(IncludeTest, AnUnknownObjectIsAFileByItsNameAsWritten) {
     EXPECT_EQ(printed("INCLUDE more\n"), "from the file\n");
 }
 
-TEST_F(IncludeTest, WhatIsNeitherIsReportedAndTheScriptGoesOn) {
+TEST_F(IncludeTest, WhatIsMissingOrEmptyIsReportedAndTheScriptGoesOn) {
     set(CurrentContext, ".sales.acme");
     EXPECT_EQ(printed("INCLUDE news\nWRITE \"on\"\n"), "Unable to find file: news\non\n");
     EXPECT_EQ(result_, 0);
-}
-
-TEST_F(IncludeTest, AMissingFileIsReportedAndTheScriptGoesOn) {
     EXPECT_EQ(printed("INCLUDE /nowhere/x\nWRITE \"on\"\n"), "Unable to find file:/nowhere/x\non\n");
     EXPECT_EQ(result_, 0);
-}
-
-TEST_F(IncludeTest, AnEmptyTextIncludesNothing) {
     folder_.file("empty", "");
     EXPECT_EQ(printed("INCLUDE " + folder_.path("empty") + "\nWRITE \"on\"\n"),
               "Unable to find file:" + folder_.path("empty") + "\non\n");
 }
 
-TEST_F(IncludeTest, AnObjectInASkippedBranchIsNotLookedUp) {
+TEST_F(IncludeTest, InASkippedBranchNothingIsIncluded) {
     spy::stream("a", "WRITE \"a\"");
     EXPECT_EQ(printed("IF \"a\" = \"b\" THEN\nINCLUDE .a\nEND\n"), "");
     EXPECT_THAT(spy::calls("ZKDSOpenStream"), IsEmpty());
-}
-
-TEST_F(IncludeTest, AFileInASkippedBranchIsReadButNotIncluded) {
     folder_.file("more", "WRITE \"more\"");
     EXPECT_EQ(printed("IF \"a\" = \"b\" THEN\nINCLUDE " + folder_.path("more") + "\nINCLUDE /nowhere/x\nEND\n"),
               "Unable to find file:/nowhere/x\n");
-}
-
-TEST_F(IncludeTest, AnInvalidFormHasItsMessage) {
-    EXPECT_THAT(printed("INCLUDE\nWRITE \"on\"\n"), testing::EndsWith("Invalid include command format\non\n"));
-    EXPECT_THAT(printed("IF \"a\" = \"b\" THEN\nINCLUDE\nEND\n"), Not(HasSubstr("Invalid include command format")));
-}
-
-TEST_F(IncludeTest, AScriptThatIncludesItselfEnds) {
-    spy::stream("self", "WRITE \"x\"\nINCLUDE .self");
-    const std::string all = printed("INCLUDE .self\nWRITE \"on\"\n");
-    EXPECT_THAT(all, testing::StartsWith("x\nx\n"));
-    EXPECT_THAT(all, testing::EndsWith("on\n"));
 }
 
 } // namespace

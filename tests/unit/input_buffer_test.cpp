@@ -2,14 +2,9 @@
 
 #include <climits>
 
-#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
 
 class InputBufferTest : public SessionTest {
   protected:
@@ -28,9 +23,7 @@ class InputBufferTest : public SessionTest {
     static int32_t position() { return lex_activeBuffer()->readPos; }
 };
 
-// ---- the stack ----
-
-TEST_F(InputBufferTest, ANewEntryHoldsACopyOfTheTextAtItsBeginning) {
+TEST_F(InputBufferTest, TheActiveBufferIsACopyAtTheTopOfTheStack) {
     std::string text = "WRITE\n";
     EXPECT_EQ(lex_addBuffer(text.c_str()), 0);
     text[0] = 'X';
@@ -38,21 +31,22 @@ TEST_F(InputBufferTest, ANewEntryHoldsACopyOfTheTextAtItsBeginning) {
     EXPECT_EQ(position(), 0);
     EXPECT_EQ(lex_activeBuffer()->length, 6);
     EXPECT_EQ(ibufstackindex, 1);
-}
-
-TEST_F(InputBufferTest, ANullTextIsAnEmptyOne) {
-    EXPECT_EQ(lex_addBuffer(nullptr), 0);
-    ASSERT_NE(lex_activeBuffer()->data, nullptr);
-    EXPECT_EQ(lex_activeBuffer()->data[0], '\0');
-    EXPECT_EQ(lex_activeBuffer()->length, 0);
-}
-
-TEST_F(InputBufferTest, TheActiveBufferIsTheTopEntry) {
-    open("one");
     EXPECT_EQ(lex_activeBuffer(), ibufstack[0]);
-    open("two");
+    EXPECT_EQ(lex_addBuffer(nullptr), 0);
     EXPECT_EQ(lex_activeBuffer(), ibufstack[1]);
-    EXPECT_EQ(content(), "two");
+    EXPECT_EQ(content(), "") << "a null text is an empty one";
+}
+
+TEST_F(InputBufferTest, DroppingFreesTheTopEntryButNotTheLast) {
+    EXPECT_EQ(lex_dropBuffer(), 0);
+    EXPECT_EQ(ibufstackindex, 0);
+    open("bottom");
+    open("top");
+    for (int i = 0; i < 2; i++) {
+        EXPECT_EQ(lex_dropBuffer(), 0);
+        EXPECT_EQ(ibufstackindex, 1);
+        EXPECT_EQ(content(), "bottom");
+    }
 }
 
 TEST_F(InputBufferTest, AFullStackRefusesTheHundredAndFirstEntry) {
@@ -64,76 +58,35 @@ TEST_F(InputBufferTest, AFullStackRefusesTheHundredAndFirstEntry) {
     EXPECT_EQ(output(), "");
 }
 
-TEST_F(InputBufferTest, DroppingWithOneEntryOnTheStackDoesNothing) {
-    open("only");
-    EXPECT_EQ(lex_dropBuffer(), 0);
-    EXPECT_EQ(ibufstackindex, 1);
-    EXPECT_EQ(content(), "only");
-}
-
-TEST_F(InputBufferTest, DroppingAnEmptyStackDoesNothing) {
-    EXPECT_EQ(lex_dropBuffer(), 0);
-    EXPECT_EQ(ibufstackindex, 0);
-}
-
-TEST_F(InputBufferTest, DroppingFreesTheTopEntry) {
-    open("bottom");
-    open("top");
-    EXPECT_EQ(lex_dropBuffer(), 0);
-    EXPECT_EQ(ibufstackindex, 1);
-    EXPECT_EQ(content(), "bottom");
-}
-
-// ---- reading ----
-
-TEST_F(InputBufferTest, ReadingAdvancesAndLookingAheadDoesNot) {
-    open("ab");
-    EXPECT_EQ(lex_lookaheadchar(lex_activeBuffer()), 'a');
-    EXPECT_EQ(lex_lookaheadchar(lex_activeBuffer()), 'a');
-    EXPECT_EQ(lex_getchar(lex_activeBuffer()), 'a');
-    EXPECT_EQ(position(), 1);
-    EXPECT_EQ(lex_getchar(lex_activeBuffer()), 'b');
-}
-
-TEST_F(InputBufferTest, ReadingPastTheEndReturnsZeroRepeatedlyAndStays) {
-    open("a");
-    lex_getchar(lex_activeBuffer());
+TEST_F(InputBufferTest, ReadingAdvancesToTheEndAndLookingAheadDoesNot) {
+    open("a\xff\x80");
+    for (const int c : {int{'a'}, 255, 128}) {
+        const int32_t before = position();
+        for (int i = 0; i < 2; i++) EXPECT_EQ(lex_lookaheadchar(lex_activeBuffer()), c);
+        EXPECT_EQ(position(), before);
+        EXPECT_EQ(lex_getchar(lex_activeBuffer()), c);
+    }
     for (int i = 0; i < 3; i++) {
         EXPECT_EQ(lex_getchar(lex_activeBuffer()), 0);
         EXPECT_EQ(lex_lookaheadchar(lex_activeBuffer()), 0);
-        EXPECT_EQ(position(), 1);
+        EXPECT_EQ(position(), 3);
     }
 }
 
-TEST_F(InputBufferTest, CharactersAreUnsigned) {
-    open("\xff\x80");
-    EXPECT_EQ(lex_lookaheadchar(lex_activeBuffer()), 255);
-    EXPECT_EQ(lex_getchar(lex_activeBuffer()), 255);
-    EXPECT_EQ(lex_getchar(lex_activeBuffer()), 128);
-}
-
-// ---- INCLUDE ----
-
-TEST_F(InputBufferTest, IncludingAtPositionZeroPutsTheTextInFront) {
-    open("old\n");
-    EXPECT_EQ(lex_IncludeFile("new"), 0);
-    EXPECT_EQ(content(), "new\r\nold\n");
-    EXPECT_EQ(position(), 0);
-}
-
 TEST_F(InputBufferTest, IncludingSplicesAtTheReadPosition) {
-    open("first\nsecond\n", 6);
-    lex_IncludeFile("between\n");
-    EXPECT_EQ(content(), "first\nbetween\n\r\nsecond\n");
-    EXPECT_EQ(position(), 6);
-    EXPECT_EQ(unread(), "between\n\r\nsecond\n");
-}
-
-TEST_F(InputBufferTest, IncludingAtTheEndAppends) {
-    open("abc", 3);
-    lex_IncludeFile("d");
-    EXPECT_EQ(content(), "abcd\r\n");
-    EXPECT_EQ(position(), 3);
+    const struct {
+        const char *text;
+        int32_t position;
+        const char *included, *content;
+    } rows[] = {{"old\n", 0, "new", "new\r\nold\n"},
+                {"first\nsecond\n", 6, "between\n", "first\nbetween\n\r\nsecond\n"},
+                {"abc", 3, "d", "abcd\r\n"}};
+    for (const auto &row : rows) {
+        open(row.text, row.position);
+        EXPECT_EQ(lex_IncludeFile(row.included), 0);
+        EXPECT_EQ(content(), row.content);
+        EXPECT_EQ(position(), row.position);
+    }
 }
 
 TEST_F(InputBufferTest, IncludingAnEmptyTextChangesNothing) {
@@ -154,15 +107,12 @@ TEST_F(InputBufferTest, IncludingReplacesTheEntryInItsSlot) {
     EXPECT_STREQ(ibufstack[0]->data, "bottom");
 }
 
-TEST_F(InputBufferTest, ASecondIncludeFromInsideTheFirstIsReadBeforeItsRest) {
+TEST_F(InputBufferTest, ASecondIncludeSplicesInsideOrBehindTheFirst) {
     open("rest\n");
     lex_IncludeFile("a1\na2\n");
     read_to(3);
     lex_IncludeFile("b\n");
     EXPECT_EQ(unread(), "b\n\r\na2\n\r\nrest\n");
-}
-
-TEST_F(InputBufferTest, ASecondIncludeBehindTheFirstSplicesThere) {
     open("one\ntwo\n", 4);
     lex_IncludeFile("a\n");
     read_to(8);
@@ -183,7 +133,7 @@ TEST_F(InputBufferTest, ATextTooLongForAPositionIsNotIncluded) {
     EXPECT_EQ(position(), 1);
 }
 
-TEST_F(InputBufferTest, IncludesNestAHundredDeepAndNoDeeper) {
+TEST_F(InputBufferTest, IncludesNestAHundredDeepInOneScriptAndNoDeeper) {
     open("end\n");
     for (int i = 0; i < 100; i++) {
         lex_IncludeFile("x\n");
@@ -194,26 +144,24 @@ TEST_F(InputBufferTest, IncludesNestAHundredDeepAndNoDeeper) {
     EXPECT_EQ(lex_IncludeFile("x\n"), 0);
     EXPECT_EQ(output(), "memory exhausted");
     EXPECT_EQ(content(), before);
-}
-
-TEST_F(InputBufferTest, TheIncludesOfAScriptThatEndedWithinThemDoNotCount) {
-    open("end\n");
-    for (int i = 0; i < 100; i++) {
-        lex_IncludeFile("x\n");
-        read_to(position() + 2);
-    }
     open(std::string(2000, 'y'), 1000);
     EXPECT_EQ(lex_IncludeFile("x\n"), 0);
-    EXPECT_EQ(output(), "");
+    EXPECT_EQ(output(), "") << "those of a script that ended within them do not count";
     EXPECT_EQ(lex_activeBuffer()->length, 2004);
 }
 
-TEST_F(InputBufferTest, AnyNumberOfIncludesMayFollowOneAnother) {
+// Each of many small includes must not copy the whole text.
+TEST_F(InputBufferTest, AnyNumberOfIncludesMayFollowOneAnotherAndSeldomCopiesTheText) {
     open("end\n");
-    for (int i = 0; i < 1000; i++) {
+    int copies = 0;
+    for (int i = 0; i < 10000; i++) {
+        const LexBuffer *before = lex_activeBuffer();
         lex_IncludeFile("x\n");
         read_to(position() + 4);
+        if (lex_activeBuffer() != before) copies++;
     }
+    EXPECT_LT(copies, 30);
+    EXPECT_EQ(content().size(), 40004u);
     EXPECT_EQ(output(), "");
     EXPECT_EQ(unread(), "end\n");
 }
@@ -244,20 +192,6 @@ TEST_F(InputBufferTest, TheIncludesOfAScriptAreSixtyFourMebibytesTogetherAndNoMo
     EXPECT_EQ(content(), "y\r\nnext\n");
 }
 
-// Or many small includes would copy the text as often.
-TEST_F(InputBufferTest, ManyIncludesSeldomCopyTheText) {
-    open("end\n");
-    int copies = 0;
-    for (int i = 0; i < 10000; i++) {
-        const LexBuffer *before = lex_activeBuffer();
-        lex_IncludeFile("x\n");
-        read_to(position() + 4);
-        if (lex_activeBuffer() != before) copies++;
-    }
-    EXPECT_LT(copies, 30);
-    EXPECT_EQ(content().size(), 40004u);
-}
-
 TEST_F(InputBufferTest, IncludingIsTraced) {
     open("old");
     lex_IncludeFile("new");
@@ -267,8 +201,6 @@ TEST_F(InputBufferTest, IncludingIsTraced) {
     EXPECT_THAT(shown, HasSubstr("readPos 0 length 14 character 109\n"));
     EXPECT_THAT(shown, AllOf(HasSubstr(" 0: m\n"), HasSubstr(" 2: r\n")));
 }
-
-// ---- labels ----
 
 // Where reading goes on after a jump to `label` in `text`, or "not found".
 class GotoTest : public InputBufferTest {
@@ -284,65 +216,37 @@ class GotoTest : public InputBufferTest {
 };
 
 TEST_F(GotoTest, ReadingGoesOnRightBehindTheColon) {
-    EXPECT_EQ(jump("LOOP", "first\nLOOP: rest\nlast\n"), " rest\nlast\n");
-}
-
-TEST_F(GotoTest, ALabelMayStandBehindEmptyLines) {
-    EXPECT_EQ(jump("LOOP", "x\n\nLOOP:y\n"), "y\n");
-    EXPECT_EQ(jump("LOOP", "\nLOOP:y\n"), "y\n");
-    EXPECT_EQ(jump("LOOP", "\n\n\n:LOOP\n"), "\n");
-}
-
-TEST_F(GotoTest, LetterCaseDoesNotCount) {
-    EXPECT_EQ(jump("LOOP", "x\nloop:\ny\n"), "\ny\n");
-    EXPECT_EQ(jump("loop", "x\nLoOp:\ny\n"), "\ny\n");
-    EXPECT_EQ(jump("loop", "x\n:LOOP\ny\n"), "\ny\n");
-}
-
-TEST_F(GotoTest, ALabelBehindBlanksIsNone) {
-    EXPECT_EQ(jump("LOOP", "x\n  LOOP:\ny\n"), "not found");
-    EXPECT_EQ(jump("LOOP", "x\n :LOOP\ny\n"), "not found");
-}
-
-TEST_F(GotoTest, ALabelBehindACarriageReturnAloneIsNone) {
-    EXPECT_EQ(jump("LOOP", "x\rLOOP:\n:LOO\n"), "not found");
-    EXPECT_EQ(jump("LOOP", "x\r:LOOP\n"), "not found");
-}
-
-TEST_F(GotoTest, ALabelOnTheFirstLineIsNeverFound) {
-    EXPECT_EQ(jump("LOOP", "LOOP:\ny\n"), "not found");
-    EXPECT_EQ(jump("LOOP", ":LOOP\ny\n"), "not found");
-}
-
-TEST_F(GotoTest, TheColonFollowsTheLabelDirectly) {
-    EXPECT_EQ(jump("LOOP", "x\nLOOP :\ny\n"), "not found");
-    EXPECT_EQ(jump("LOOP", "x\nLOOP2:\ny\n"), "not found");
-}
-
-TEST_F(GotoTest, TheFormWithTheColonInFrontMatchesAPrefix) {
-    EXPECT_EQ(jump("LABEL", "x\n:LABEL2\ny\n"), "2\ny\n");
-    EXPECT_EQ(jump("LABEL", "x\n:LABEL2\n:LABEL\n", 10), "2\n:LABEL\n") << "the first of them";
-}
-
-TEST_F(GotoTest, ALongerLabelMatchesOnlyWhenNoLineIsTheLabelItself) {
-    EXPECT_EQ(jump("LOOP", "x\n:LOOPING\nLOOP:\ny\n"), "\ny\n");
-    EXPECT_EQ(jump("LOOP", "x\n:LOOPING\ny\n"), "ING\ny\n");
-}
-
-TEST_F(GotoTest, TheFirstMatchingLineWinsWhereverReadingStands) {
-    const std::string text = "x\nA:1\ny\nA:2\n";
-    EXPECT_EQ(jump("A", text, 6), "1\ny\nA:2\n");
-    EXPECT_EQ(jump("A", text, static_cast<int32_t>(text.size())), "1\ny\nA:2\n");
-}
-
-TEST_F(GotoTest, AnUnknownLabelLeavesThePosition) {
-    EXPECT_EQ(jump("NONE", "x\nA:\ny\n", 3), "not found");
-}
-
-TEST_F(GotoTest, ALabelCutOffByTheEndIsNone) {
-    EXPECT_EQ(jump("LOOP", "x\nLOO"), "not found");
-    EXPECT_EQ(jump("LOOP", "x\nLOOP"), "not found");
-    EXPECT_EQ(jump("LOOP", "x\n:LOOP"), "");
+    const struct {
+        const char *behaviour, *label, *text, *found;
+        int32_t from = 0;
+    } rows[] = {
+        {"between two lines", "LOOP", "first\nLOOP: rest\nlast\n", " rest\nlast\n"},
+        {"behind an empty line", "LOOP", "x\n\nLOOP:y\n", "y\n"},
+        {"behind an empty first line", "LOOP", "\nLOOP:y\n", "y\n"},
+        {"the colon in front", "LOOP", "\n\n\n:LOOP\n", "\n"},
+        {"letter case does not count", "LOOP", "x\nloop:\ny\n", "\ny\n"},
+        {"nor the label's", "loop", "x\nLoOp:\ny\n", "\ny\n"},
+        {"nor with the colon in front", "loop", "x\n:LOOP\ny\n", "\ny\n"},
+        {"behind blanks", "LOOP", "x\n  LOOP:\ny\n", "not found"},
+        {"the colon behind a blank", "LOOP", "x\n :LOOP\ny\n", "not found"},
+        {"behind a carriage return alone", "LOOP", "x\rLOOP:\n:LOO\n", "not found"},
+        {"its colon there", "LOOP", "x\r:LOOP\n", "not found"},
+        {"on the first line", "LOOP", "LOOP:\ny\n", "not found"},
+        {"its colon in front", "LOOP", ":LOOP\ny\n", "not found"},
+        {"a blank before the colon", "LOOP", "x\nLOOP :\ny\n", "not found"},
+        {"a longer label", "LOOP", "x\nLOOP2:\ny\n", "not found"},
+        {"the form with the colon in front matches a prefix", "LABEL", "x\n:LABEL2\ny\n", "2\ny\n"},
+        {"the first of them", "LABEL", "x\n:LABEL2\n:LABEL\n", "2\n:LABEL\n", 10},
+        {"a line that is the label itself comes first", "LOOP", "x\n:LOOPING\nLOOP:\ny\n", "\ny\n"},
+        {"without one the longer label matches", "LOOP", "x\n:LOOPING\ny\n", "ING\ny\n"},
+        {"the first matching line, before the position", "A", "x\nA:1\ny\nA:2\n", "1\ny\nA:2\n", 6},
+        {"and from the end", "A", "x\nA:1\ny\nA:2\n", "1\ny\nA:2\n", 12},
+        {"an unknown label leaves the position", "NONE", "x\nA:\ny\n", "not found", 3},
+        {"cut off by the end", "LOOP", "x\nLOO", "not found"},
+        {"without its colon", "LOOP", "x\nLOOP", "not found"},
+        {"whole with the colon in front", "LOOP", "x\n:LOOP", ""},
+    };
+    for (const auto &row : rows) EXPECT_EQ(jump(row.label, row.text, row.from), row.found) << row.behaviour;
 }
 
 TEST_F(GotoTest, IncludedLabelsAreFound) {

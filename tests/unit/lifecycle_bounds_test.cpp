@@ -1,20 +1,15 @@
 // The edges of the start, the end and the reader: what they leave alone, and how far they go.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 
 #include "base/output.h"
 #include "run/lifecycle.h"
-#include "script/input_buffer.h"
 #include "tests/unit/session_fixture.h"
 #include "tests/unit/standard_streams.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::ExitedWithCode;
 
 class LifecycleBoundsTest : public SessionTest {
   protected:
@@ -46,11 +41,8 @@ class LifecycleBoundsTest : public SessionTest {
         EXPECT_EQ(result, line ? 0 : -1);
         return line ? taken(line) : "(end)";
     }
-
     int pipe_[2] = {-1, -1};
 };
-
-// ---- the start and the end ----
 
 // What a session may have left, or a caller has set, before the next one starts.
 void fill_session() {
@@ -79,20 +71,13 @@ void expect_flags_kept() {
     EXPECT_EQ(attachedCount, 9);
 }
 
-TEST_F(LifecycleBoundsTest, TheStartLeavesTheOtherGlobals) {
+TEST_F(LifecycleBoundsTest, TheStartAndTheEndLeaveTheOtherGlobals) {
     fill_session();
     EXPECT_EQ(qrt_init(nullptr, stream_), 0);
     expect_flags_kept();
     for (const char *text : {CurrentContext, InitialContext, CurrentObject, LoginName, CurrentTree})
         EXPECT_STREQ(text, "kept");
     EXPECT_EQ(objname, hostResName);
-    attachedCount = 0;
-}
-
-TEST_F(LifecycleBoundsTest, TheEndLeavesTheOtherGlobals) {
-    EXPECT_EQ(qrt_init(nullptr, stream_), 0);
-    fill_session();
-    debug_level = 0;
     EXPECT_EQ(qrt_exit(), 0);
     keep_standard_input();
     expect_flags_kept();
@@ -122,33 +107,16 @@ TEST_F(LifecycleBoundsTest, AStartThatFailsInstallsNoHandler) {
     EXPECT_EXIT(start_without_descriptors(), ExitedWithCode(33), "");
 }
 
-TEST_F(LifecycleBoundsTest, AnyNumberOfInterruptsIsIgnored) {
+TEST_F(LifecycleBoundsTest, AnyNumberOfInterruptsIsIgnoredAndCallsGoOnAfterThem) {
+    qrt_init(nullptr, stream_);
+    struct sigaction installed;
+    ASSERT_EQ(sigaction(SIGINT, nullptr, &installed), 0);
+    EXPECT_NE(installed.sa_flags & SA_RESTART, 0);
     qrt_init(nullptr, stream_);
     for (int i = 0; i < 3; i++) raise(SIGINT);
     EXPECT_EQ(signal(SIGINT, SIG_DFL), &cntrlcHandler);
     EXPECT_EQ(output(), "");
 }
-
-TEST_F(LifecycleBoundsTest, ACallIsGoneOnWithAfterAnInterrupt) {
-    qrt_init(nullptr, stream_);
-    struct sigaction installed;
-    ASSERT_EQ(sigaction(SIGINT, nullptr, &installed), 0);
-    EXPECT_NE(installed.sa_flags & SA_RESTART, 0);
-}
-
-TEST_F(LifecycleBoundsTest, TheTraceLevelsTextMayHave255Characters) {
-    const auto configured = [this](size_t length) {
-        folder_.file("config/login.conf", "debug_level=" + std::string(length - 1, '0') + "3\n");
-        testing::internal::CaptureStdout();
-        qrt_script_load_configuration();
-        testing::internal::GetCapturedStdout();
-        return debug_level;
-    };
-    EXPECT_EQ(configured(255), 3);
-    EXPECT_EQ(configured(256), 0);
-}
-
-// ---- the reader ----
 
 TEST_F(LifecycleBoundsTest, TheReaderTakesNoByteBehindItsLine) {
     written("four\ntwo");

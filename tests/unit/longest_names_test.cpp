@@ -4,14 +4,9 @@
 #include "directory/attribute_compare.h"
 #include "directory/tree_login.h"
 #include "directory/volumes.h"
-#include "include/exported.h"
 #include "tests/unit/run_sequence_fixture.h"
 
 namespace {
-
-using testing::Contains;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 // A name with this leaf.
 std::string longest(const std::string &leaf) {
@@ -34,13 +29,10 @@ std::string resolve(const std::string &name) {
 
 } // namespace
 
-TEST_F(LongestNames, OfAVolumesObject) {
+TEST_F(LongestNames, OfAVolumesObjectAndItsContainer) {
     spy::abbreviated("vol1.acme", longest("vol1"));
     volume_object(longest("vol1"));
     EXPECT_EQ(resolve("vol1.acme"), "0 SRV1 DATA");
-}
-
-TEST_F(LongestNames, OfTheContainerOfAVolumesObject) {
     const std::string user = longest("u");
     spy::logged_in(user);
     volume_object("vol1" + user.substr(1));

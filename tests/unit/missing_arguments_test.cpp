@@ -1,27 +1,17 @@
-// What the exported functions make of arguments that a caller should not leave out, and of answers that hold nothing:
-// they come back with the code, or the text, of nothing found.
+// What the exported functions make of arguments that a caller should not leave out, and of answers that contain
+// nothing: they come back with the code, or the text, of nothing found.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <csignal>
 
-#include "base/clock.h"
 #include "base/output.h"
 #include "base/words.h"
 #include "commands/drive.h"
 #include "commands/program.h"
-#include "include/exported.h"
-#include "language/control_flow.h"
-#include "language/tokenizer.h"
 #include "run/lifecycle.h"
-#include "script/input_buffer.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 class MissingArgumentsTest : public NetworkFileTest {
   protected:
@@ -32,9 +22,7 @@ class MissingArgumentsTest : public NetworkFileTest {
     }
 };
 
-// ---- the session ----
-
-TEST_F(MissingArgumentsTest, ANullEmptiesWhatItIsSetTo) {
+TEST_F(MissingArgumentsTest, ANullEmptiesWhatItIsSetToButTheContext) {
     qrt_SetCurrentObject("jdoe");
     qrt_SetLoginName("jdoe");
     EXPECT_EQ(qrt_SetCurrentObject(nullptr), nullptr);
@@ -48,25 +36,26 @@ TEST_F(MissingArgumentsTest, ANullEmptiesWhatItIsSetTo) {
         qrt_SetInitialContext(nullptr);
         qrt_GetCurrentTree();
     });
-    EXPECT_THAT(texts, testing::ElementsAre("entering qrt_SetCurrentObject()", "entering qrt_SetLoginName()",
-                                            "entering qrt_SetInitialContext()", "qrt_GetCurrentTree returned ()"));
-}
-
-TEST_F(MissingArgumentsTest, ANullContextChangesNothingAndSaysNothing) {
+    EXPECT_THAT(texts, ElementsAre("entering qrt_SetCurrentObject()", "entering qrt_SetLoginName()",
+                                   "entering qrt_SetInitialContext()", "qrt_GetCurrentTree returned ()"));
     set(CurrentContext, ".acme");
     EXPECT_EQ(qrt_SetCurrentContext(nullptr), 0);
     EXPECT_STREQ(CurrentContext, ".acme");
     EXPECT_EQ(output(), "");
 }
 
-TEST_F(MissingArgumentsTest, ANullNameIsAbbreviatedToNothing) {
+TEST_F(MissingArgumentsTest, ANullNameHasNoPartsAndNoDelimiter) {
     char out[4] = "old";
     EXPECT_EQ(qrt_abbrivateName(nullptr, out, 3), 0);
     EXPECT_STREQ(out, "");
     EXPECT_EQ(qrt_abbrivateName("a.b", nullptr, 3), 0);
+    char parent[514] = "x", leaf[514] = "x";
+    EXPECT_EQ(qrt_DSRemoveNameFromFullName(nullptr, parent, leaf, nullptr), leaf);
+    EXPECT_STREQ(parent, "[Root]");
+    EXPECT_STREQ(leaf, "");
+    EXPECT_EQ(qrt_DSFindDelimiter(nullptr, "."), nullptr);
+    EXPECT_EQ(qrt_DSFindDelimiter("a.b", nullptr), nullptr);
 }
-
-// ---- the output ----
 
 TEST_F(MissingArgumentsTest, WithoutAStreamNothingIsWritten) {
     fdr = nullptr;
@@ -81,9 +70,6 @@ TEST_F(MissingArgumentsTest, WithoutAStreamNothingIsWritten) {
     }
     fdr = stream_;
     EXPECT_EQ(output(), "");
-}
-
-TEST_F(MissingArgumentsTest, AnEmptyMessageIsNotTheCataloguesHeader) {
     EXPECT_STREQ(output_translate(""), "");
 }
 
@@ -91,7 +77,7 @@ TEST_F(MissingArgumentsTest, WithoutAStreamTheAbortStillEndsTheProcess) {
     qrt_init(nullptr, stream_);
     fdr = nullptr;
     bcntrlc = 1;
-    EXPECT_EXIT(raise(SIGINT), testing::ExitedWithCode(0), "^$");
+    EXPECT_EXIT(raise(SIGINT), ExitedWithCode(0), "^$");
     signal(SIGINT, SIG_DFL);
     EXPECT_EQ(output(), "");
 }
@@ -111,7 +97,7 @@ TEST_F(MissingArgumentsTest, AStandardOutputWithoutAReaderDoesNotEndTheCaller) {
         orbispec("none.acme", server, volume, path);
         _exit(ferror(stdout) != 0 ? 0 : 8);
     };
-    EXPECT_EXIT(write_messages(), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(write_messages(), ExitedWithCode(0), "");
 }
 
 TEST_F(MissingArgumentsTest, WithoutAStreamAProgramKeepsTheCallersOutput) {
@@ -120,13 +106,8 @@ TEST_F(MissingArgumentsTest, WithoutAStreamAProgramKeepsTheCallersOutput) {
     EXPECT_EQ(execute_command("leave"), 3);
 }
 
-// ---- scripts ----
-
-TEST_F(MissingArgumentsTest, ANullPathIsNoFile) {
+TEST_F(MissingArgumentsTest, ANullTextIsNotReadIncludedOrALabel) {
     EXPECT_EQ(qrt_readLoginScriptFromFile(nullptr), nullptr);
-}
-
-TEST_F(MissingArgumentsTest, ANullTextIsNotIncludedAndNoLabel) {
     lex_addBuffer("x\nA:\n");
     EXPECT_EQ(lex_IncludeFile(nullptr), 0);
     EXPECT_STREQ(lex_activeBuffer()->data, "x\nA:\n");
@@ -134,23 +115,6 @@ TEST_F(MissingArgumentsTest, ANullTextIsNotIncludedAndNoLabel) {
     lex_free_active_buffer();
     lex_free_active_buffer();
     EXPECT_EQ(lex_activeBuffer(), nullptr);
-}
-
-TEST_F(MissingArgumentsTest, WhatIsNoCharacterIsNoDelimiter) {
-    EXPECT_EQ(isDelimeter(-1), 0);
-    EXPECT_EQ(isDelimeter(256), 0);
-    EXPECT_EQ(isDelimeter(256 + ' '), 0);
-}
-
-// ---- names and identifiers ----
-
-TEST_F(MissingArgumentsTest, ANullNameHasNoPartsAndNoDelimiter) {
-    char parent[514] = "x", leaf[514] = "x";
-    EXPECT_EQ(qrt_DSRemoveNameFromFullName(nullptr, parent, leaf, nullptr), leaf);
-    EXPECT_STREQ(parent, "[Root]");
-    EXPECT_STREQ(leaf, "");
-    EXPECT_EQ(qrt_DSFindDelimiter(nullptr, "."), nullptr);
-    EXPECT_EQ(qrt_DSFindDelimiter("a.b", nullptr), nullptr);
 }
 
 TEST_F(MissingArgumentsTest, ANullIdentifierIsUnknown) {
@@ -190,8 +154,6 @@ TEST_F(MissingArgumentsTest, APathThatIsNullIsTracedAsEmpty) {
     EXPECT_THAT(spy::calls("ZKParsePath"), Contains("ZKParsePath(null)")) << "as it was passed in";
 }
 
-// ---- answers that hold nothing ----
-
 TEST_F(MissingArgumentsTest, ABufferThatIsNotMadeIsNoMemory) {
     spy::text_attribute("jdoe.acme", "Surname", {"Doe"});
     for (const int occurrence : {1, 2}) {
@@ -220,13 +182,16 @@ TEST_F(MissingArgumentsTest, AMapWhosePathHasNoColonLeadsToTheVolumeItself) {
     EXPECT_STREQ(path, "");
 }
 
-TEST_F(MissingArgumentsTest, AMappingWithoutAColonIsFollowedAsItIs) {
+TEST_F(MissingArgumentsTest, AMappingWithoutAColonIsFollowedAndFDisplayTakesAUncName) {
     folder_.file("config/map.conf", "Map_Link_Default_Location=/home/u\n");
     spy::server("SRV2");
     spy::authenticated("SRV2");
     spy::mapped_drive("/home/u/F", "SRV2/DATA");
     network_file("SRV2/DATA/X.TXT", "on drive F");
     EXPECT_EQ(display("F:X.TXT"), "on drive F");
+    network_file("SRV1/SYS/LOGIN/X.TXT", "the file");
+    run("FDISPLAY \\\\SRV1\\SYS\\LOGIN\\X.TXT\n");
+    EXPECT_EQ(output(), "the file");
 }
 
 TEST_F(MissingArgumentsTest, OnlyLettersAreRaised) {
@@ -238,47 +203,24 @@ TEST_F(MissingArgumentsTest, OnlyLettersAreRaised) {
     EXPECT_STREQ(file_upper_case(text("az{`")).get(), "AZ{`");
 }
 
-TEST_F(MissingArgumentsTest, AnEmptyVolumeIsNeitherADriveNorAnObject) {
+TEST_F(MissingArgumentsTest, AnEmptyVolumeOrADottedNameIsNoFile) {
     EXPECT_STREQ(file_on_volume(text(""), text("X.TXT")).get(), "");
     EXPECT_EQ(output(), "Unable to find file:(/X.TXT)\n");
-}
-
-TEST_F(MissingArgumentsTest, ADottedNameIsTraced) {
     EXPECT_THAT(trace_texts(5, [] { file_dotted(text("name"), text("path")); }), Contains("filespec .name path"));
     EXPECT_THAT(trace_texts(4, [] { file_dotted(text("name"), text("path")); }), IsEmpty());
 }
-
-TEST_F(MissingArgumentsTest, AValueBufferWithoutRoomGetsTheLength) {
-    std::string line = "key=v\n";
-    char value = 'x';
-    EXPECT_EQ(parseLineForKeyValue(line.data(), "key", &value, 0), 1);
-    EXPECT_EQ(value, 'x');
-}
-
-TEST_F(MissingArgumentsTest, FDisplayTakesAUncName) {
-    network_file("SRV1/SYS/LOGIN/X.TXT", "the file");
-    run("FDISPLAY \\\\SRV1\\SYS\\LOGIN\\X.TXT\n");
-    EXPECT_EQ(output(), "the file");
-}
-
-// ---- the network ----
 
 TEST_F(MissingArgumentsTest, ANullServerHasNoTree) {
     EXPECT_THAT(trace_texts(9, [] { EXPECT_EQ(qrt_GetTreeFromServer(nullptr), nullptr); }),
                 Contains("qrt_GetTreeFromServer()"));
     EXPECT_THAT(trace_texts(9, [] { EXPECT_EQ(qrt_GetTreeName(nullptr), nullptr); }), Contains("qrt_GetTreeName()"));
-}
-
-TEST_F(MissingArgumentsTest, ANullTreeIsNone) {
+    EXPECT_THAT(trace_texts(9, [] { qrt_SetServer(handle, nullptr); }), Contains("entering qrt_SetServer()"));
+    output();
     set(CurrentTree, "ACME_TREE");
-    EXPECT_THAT(trace_texts(9, [] { qrt_SetTree(nullptr); }), testing::ElementsAre("entering qrt_SetTree()"));
+    EXPECT_THAT(trace_texts(9, [] { qrt_SetTree(nullptr); }), ElementsAre("entering qrt_SetTree()"));
     EXPECT_EQ(CurrentTree, nullptr);
     EXPECT_EQ(output(), "");
     EXPECT_THAT(spy::calls(), IsEmpty());
-}
-
-TEST_F(MissingArgumentsTest, ANullServerIsTracedAsEmpty) {
-    EXPECT_THAT(trace_texts(9, [] { qrt_SetServer(handle, nullptr); }), Contains("entering qrt_SetServer()"));
 }
 
 TEST_F(MissingArgumentsTest, AnEmptyNameThatIsEnteredChangesNeitherContextNorObject) {
@@ -310,8 +252,6 @@ TEST_F(MissingArgumentsTest, AnUnknownTreeOfARunIsTracedAsEmpty) {
 }
 
 } // namespace
-
-// ---- before anything has been called ----
 
 TEST(StateGlobals, StartAsDeclared) {
     for (const char *text : {CurrentContext, InitialContext, CurrentObject, LoginName, CurrentTree, CurrentPassword,

@@ -54,7 +54,7 @@ struct Delimiter {
 
 class FindDelimiter : public testing::TestWithParam<Delimiter> {};
 
-TEST_P(FindDelimiter, TellsThePosition) {
+TEST_P(FindDelimiter, ReturnsThePosition) {
     const Delimiter &row = GetParam();
     const char *expected = row.position < 0 ? nullptr : row.text + row.position;
     EXPECT_EQ(qrt_DSFindDelimiter(row.text, row.delimiter), expected);

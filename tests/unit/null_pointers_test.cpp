@@ -2,47 +2,40 @@
 // exception, and nothing that it was to hand out is lost.
 #include <fcntl.h>
 
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <tuple>
 
 #include "base/words.h"
 #include "commands/drive.h"
 #include "commands/print.h"
 #include "commands/program.h"
-#include "include/exported.h"
-#include "language/tokenizer.h"
-#include "script/input_buffer.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
 
 // The functions that take no pointer.
-const std::set<std::string> without_pointers = {
-    "cntrlcHandler",
-    "isDelimeter",
-    "lex_activeBuffer",
-    "lex_dropBuffer",
-    "openLogFile",
-    "qrt_CheckIfLoggedIn",
-    "qrt_exit",
-    "qrt_GetCurrentContext",
-    "qrt_GetCurrentTree",
-    "qrt_GetDefaultServer",
-    "qrt_GetInitialContext",
-    "qrt_GetObject",
-    "qrt_getPauseResponse",
-    "qrt_GetServer",
-    "qrt_LoggedInObject",
-    "qrt_Object",
-    "qrt_script_load_configuration",
-    "qrt_ShiftVars",
-    "qrt_StationNumber",
-    "qrt_UserID",
-    "yylex",
-    "yyparse",
-};
+const std::set<std::string> without_pointers = {"cntrlcHandler",
+                                                "isDelimeter",
+                                                "lex_activeBuffer",
+                                                "lex_dropBuffer",
+                                                "openLogFile",
+                                                "qrt_CheckIfLoggedIn",
+                                                "qrt_exit",
+                                                "qrt_GetCurrentContext",
+                                                "qrt_GetCurrentTree",
+                                                "qrt_GetDefaultServer",
+                                                "qrt_GetInitialContext",
+                                                "qrt_GetObject",
+                                                "qrt_getPauseResponse",
+                                                "qrt_GetServer",
+                                                "qrt_LoggedInObject",
+                                                "qrt_Object",
+                                                "qrt_script_load_configuration",
+                                                "qrt_ShiftVars",
+                                                "qrt_StationNumber",
+                                                "qrt_UserID",
+                                                "yylex",
+                                                "yyparse"};
 
 // The functions of the library's version script.
 std::set<std::string> exported_functions() {
@@ -76,7 +69,6 @@ class NullPointersTest : public NetworkFileTest {
         set(CurrentContext, ".sales.acme");
         lex_addBuffer("word \"text\" rest\n");
     }
-
     static void empty_the_stack() {
         while (ibufstackindex > 1) lex_dropBuffer();
         if (ibufstackindex > 0) lex_free_active_buffer();
@@ -89,7 +81,6 @@ class NullPointersTest : public NetworkFileTest {
     uint16_t flag_ = 0;
     char buffers_[4][1024] = {};
     std::set<std::string> tried_;
-
     enum class Result { borrowed, heap };
 
     // `arguments` makes good arguments anew for each call; a string that the function may write to or free is made
@@ -110,19 +101,16 @@ class NullPointersTest : public NetworkFileTest {
         (make_null(std::get<places>(all)), ...);
         call(name, function, all, result);
     }
-
     template <size_t place, typename Function, typename Arguments>
     void try_one(const char *name, Function function, Arguments arguments, Result result) {
         auto some = arguments();
         if (make_null(std::get<place>(some))) call(name, function, some, result);
     }
-
     template <typename Argument>
     static bool make_null(Argument &argument) {
         if constexpr (std::is_pointer_v<Argument>) argument = nullptr;
         return std::is_pointer_v<Argument>;
     }
-
     template <typename Function, typename Arguments>
     void call(const char *name, Function function, Arguments &arguments, Result result) {
         try {
@@ -254,7 +242,6 @@ TEST_F(NullPointersTest, AreTakenEverywhere) {
         if (end > 0) close(end);
     }
     fdr = stream_;
-
     std::set<std::string> covered = without_pointers;
     covered.insert(tried_.begin(), tried_.end());
     EXPECT_EQ(covered, exported_functions()) << "every exported function is tried here, or takes no pointer";

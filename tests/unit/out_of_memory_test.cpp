@@ -1,23 +1,13 @@
 // Memory that runs out at any allocation of a call: the call comes back, nothing is lost or freed twice (which the
 // sanitizers see), and the same call works again when there is memory.
-#include <gmock/gmock.h>
 
 #include "commands/drive.h"
 #include "commands/program.h"
-#include "include/exported.h"
-#include "language/tokenizer.h"
 #include "run/lifecycle.h"
-#include "script/input_buffer.h"
 #include "tests/failing_malloc/failing_malloc.h"
 #include "tests/unit/run_sequence_fixture.h"
-#include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::AnyOf;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
 
 class OutOfMemoryTest : public NetworkFileTest {
   protected:
@@ -29,7 +19,6 @@ class OutOfMemoryTest : public NetworkFileTest {
         network_file("SRV1/SYS/LOGIN/X.TXT", "WRITE \"of the file\"\n");
         declare();
     }
-
     static void declare() {
         spy::reset();
         spy::tree("ACME_TREE", "SRV1");
@@ -68,14 +57,13 @@ class OutOfMemoryTest : public NetworkFileTest {
         unsetenv("MEMORY_FAULT_TEST");
     }
 
-    // The outcome of `call`, which `look` tells with all its words, and how many allocations it makes.
+    // The outcome of `call`, which `look` returns as a string, and how many allocations it makes.
     std::string outcome(const std::function<void()> &call, const std::function<std::string()> &look) {
         start();
         output();
         call();
         return look();
     }
-
     using Look = std::function<std::string()>;
     using Check = std::function<void(const std::string &outcome)>;
 
@@ -101,7 +89,7 @@ class OutOfMemoryTest : public NetworkFileTest {
             debug_level = 0;
             const std::string starved = look();
             if (met) check(starved);
-            EXPECT_THAT(spy::mistakes(), testing::IsEmpty());
+            EXPECT_THAT(spy::mistakes(), IsEmpty());
             EXPECT_EQ(spy::open_buffers(), 0);
             EXPECT_EQ(spy::open_files(), 0);
             EXPECT_EQ(outcome(call, look), usual);
@@ -109,23 +97,20 @@ class OutOfMemoryTest : public NetworkFileTest {
         const std::string printed = testing::internal::GetCapturedStdout();
         if (HasFailure()) printf("%s", printed.c_str());
     }
-    void sweep(
-        const std::function<void()> &call, const Look &look, const Check &check = [](const std::string &) {}) {
+    void sweep(const std::function<void()> &call, const Look &look, const Check &check = unchecked) {
         sweep(call, look, check, 0, false);
         sweep(call, look, check, 0, true);
-        sweep(
-            call, look, [](const std::string &) {}, 9, false);
+        sweep(call, look, unchecked, 9, false);
     }
     static void is_null(const std::string &text) { EXPECT_EQ(text, "(null)"); }
+    static void unchecked(const std::string &) {}
 
     // The same for a function that hands out new text, and for a script.
-    void sweep_text(
-        const std::function<char *()> &call, const Check &check = [](const std::string &) {}) {
+    void sweep_text(const std::function<char *()> &call, const Check &check = unchecked) {
         char *text = nullptr;
         sweep([&] { text = call(); }, [&] { return taken(text); }, check);
     }
-    void sweep_out(
-        const std::function<uint32_t(char **)> &call, const Check &check = [](const std::string &) {}) {
+    void sweep_out(const std::function<uint32_t(char **)> &call, const Check &check = unchecked) {
         char *text = nullptr;
         uint32_t code = 0;
         sweep(
@@ -136,8 +121,7 @@ class OutOfMemoryTest : public NetworkFileTest {
             [&] { return std::to_string(code) + " " + taken(text); }, check);
     }
     // A script that does not succeed says why, in the place that it had reached.
-    void sweep_script(
-        const std::string &script, const Check &check = [](const std::string &) {}) {
+    void sweep_script(const std::string &script, const Check &check = unchecked) {
         SCOPED_TRACE(script);
         int result = 0;
         std::string object = "jdoe.sales.acme";
@@ -150,17 +134,14 @@ class OutOfMemoryTest : public NetworkFileTest {
         };
         sweep([&] { result = parsescript_Run(script.c_str(), object.data(), ctx); }, look, check);
     }
-
     std::string session() {
-        std::string told = variables();
+        std::string row = variables();
         for (const char *global : {CurrentObject, LoginName, CurrentContext, InitialContext, CurrentTree, driveDir,
                                    over_ride_profile, static_cast<char *>(getenv("MEMORY_FAULT_TEST"))})
-            told += " " + shown(global);
-        return told;
+            row += " " + shown(global);
+        return row;
     }
 };
-
-// ---- the session ----
 
 TEST_F(OutOfMemoryTest, TheSessionsSettersKeepWhatTheyCannotReplace) {
     std::string context = "OU=a context of some length.O=acme";
@@ -213,8 +194,6 @@ TEST_F(OutOfMemoryTest, WithoutRoomForALineTheReaderLosesNothing) {
     close(ends[0]);
     close(ends[1]);
 }
-
-// ---- names, attributes, identifiers ----
 
 TEST_F(OutOfMemoryTest, DirectoryReadsComeBack) {
     const char *object = "jdoe.sales.acme";
@@ -272,8 +251,6 @@ TEST_F(OutOfMemoryTest, VolumesAndNamesComeBack) {
     });
 }
 
-// ---- the network ----
-
 TEST_F(OutOfMemoryTest, ConnectionsComeBack) {
     uint32_t made = 0;
     sweep_out([&](char **) {
@@ -308,8 +285,6 @@ TEST_F(OutOfMemoryTest, ConnectionsComeBack) {
                 return look();
             });
 }
-
-// ---- files, drives and programs ----
 
 TEST_F(OutOfMemoryTest, FilesAndDrivesComeBack) {
     for (const char *server : {":", "srv1", static_cast<const char *>(nullptr)})
@@ -353,8 +328,6 @@ TEST_F(OutOfMemoryTest, FilesAndDrivesComeBack) {
         },
         is_null);
 }
-
-// ---- scripts ----
 
 TEST_F(OutOfMemoryTest, ADriveThatCannotBeFoundKeepsTheOneBefore) {
     start();
@@ -454,7 +427,7 @@ TEST_F(OutOfMemoryTest, TheTokenizersReadersHaveNoTextThen) {
     }
 }
 
-TEST_F(OutOfMemoryTest, TheTokenizerThenTellsTheEndAndTheParserItsOwnResult) {
+TEST_F(OutOfMemoryTest, TheTokenizerThenReturnsTheEndAndTheParserItsOwnResult) {
     start();
     ASSERT_EQ(lex_addBuffer("WORD\n"), 0);
     allocations_arm(1, true);
@@ -466,8 +439,6 @@ TEST_F(OutOfMemoryTest, TheTokenizerThenTellsTheEndAndTheParserItsOwnResult) {
     EXPECT_EQ(parsed, 2);
     EXPECT_EQ(output(), "memory exhausted\nScript error.\nThe original line was:\nWORD\n\n");
 }
-
-// ---- what is said ----
 
 // The list of what is being included takes memory of its own, before the text does.
 TEST_F(OutOfMemoryTest, WithoutMemoryNothingIsIncluded) {
@@ -497,7 +468,7 @@ TEST_F(OutOfMemoryTest, AScriptThatCannotBeTakenInSaysSo) {
 TEST_F(RunSequenceTest, ALoginRunsNoScriptForAUserThatCouldNotBeKept) {
     setvbuf(stream_, nullptr, _IONBF, 0);
     keeps_snapshots_ = false;
-    int told = 0;
+    int reported = 0;
     for (long at = 1; at <= 12; at++) {
         SCOPED_TRACE(at);
         declare_network();
@@ -508,16 +479,16 @@ TEST_F(RunSequenceTest, ALoginRunsNoScriptForAUserThatCouldNotBeKept) {
             });
         });
         allocations_disarm();
-        EXPECT_THAT(spy::calls("ZKDSOpenStream"), testing::Each(Not(HasSubstr("null"))));
+        EXPECT_THAT(spy::calls("ZKDSOpenStream"), Each(Not(HasSubstr("null"))));
         if (printed_.find("memory exhausted") == std::string::npos) continue;
         EXPECT_EQ(result, 1U);
         // Without the name no script is looked for; with it the user's is, whatever ran out of memory meanwhile.
         if (spy::calls("ZKDSOpenStream").empty())
-            told++;
+            reported++;
         else
-            EXPECT_THAT(spy::calls("ZKDSOpenStream"), testing::Contains(HasSubstr("\"jdoe.OU=sales.O=acme\"")));
+            EXPECT_THAT(spy::calls("ZKDSOpenStream"), Contains(HasSubstr("\"jdoe.OU=sales.O=acme\"")));
     }
-    EXPECT_GT(told, 0);
+    EXPECT_GT(reported, 0);
 }
 
 } // namespace

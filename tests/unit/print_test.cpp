@@ -1,15 +1,8 @@
 #include "commands/print.h"
 
-#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 class PrintTest : public SessionTest {
   protected:
@@ -21,36 +14,20 @@ class PrintTest : public SessionTest {
 
     // The same in a branch whose condition was false.
     std::string skipped(const std::string &script) { return printed("IF \"a\" = \"b\" THEN\n" + script + "END\n"); }
-
     void user(const std::string &object, const char *context) {
         qrt_SetCurrentObject(object.c_str());
-        CurrentContext = text_copy_or_null(context).release();
+        set(CurrentContext, context);
     }
 };
 
-// ---- WRITE ----
-
-TEST_F(PrintTest, WriteWritesItsTextAndANewline) {
-    EXPECT_EQ(printed("WRITE \"a b\"\n"), "a b\n");
-    EXPECT_EQ(printed("WRITE \"100%% %s %n\"\n"), "100%% %s %n\n");
-    EXPECT_EQ(printed("WRITE \"\"\n"), "\n");
-}
-
-TEST_F(PrintTest, WriteWithoutAnOperandWritesExactlyOneNewline) {
+TEST_F(PrintTest, WriteWritesItsTextAndOneNewline) {
+    const std::string large(100000, 'x');
+    for (const std::string &text : {std::string("a b"), std::string("100%% %s %n"), std::string(), large})
+        EXPECT_EQ(printed("WRITE \"" + text + "\"\n"), text + "\n");
     EXPECT_EQ(printed("WRITE\n"), "\n");
     EXPECT_EQ(printed("WRITE\r\n"), "\n");
-}
-
-TEST_F(PrintTest, WriteWritesALongTextWhole) {
-    const std::string large(100000, 'x');
-    EXPECT_EQ(printed("WRITE \"" + large + "\"\n"), large + "\n");
-}
-
-TEST_F(PrintTest, ASkippedWriteWritesNothing) {
     EXPECT_EQ(skipped("WRITE \"a\"\n"), "");
 }
-
-// ---- DISPLAY and FDISPLAY ----
 
 // For both of them.
 class DisplayTest : public PrintTest, public testing::WithParamInterface<const char *> {
@@ -60,23 +37,17 @@ class DisplayTest : public PrintTest, public testing::WithParamInterface<const c
 INSTANTIATE_TEST_SUITE_P(Both, DisplayTest, testing::Values("DISPLAY", "FDISPLAY"),
                          [](const auto &row) { return std::string(row.param); });
 
-TEST_P(DisplayTest, WritesAFileAsItIs) {
+TEST_P(DisplayTest, WritesAFileOrAnObjectsLoginScriptAsItIs) {
     folder_.file("news", "no newline at the end\tand %s");
     EXPECT_EQ(display(folder_.path("news")), "no newline at the end\tand %s");
-}
-
-TEST_P(DisplayTest, EveryByteOfAFileIsWritten) {
     std::string all;
     for (int byte = 1; byte < 256; byte++) all += static_cast<char>(byte);
     folder_.file("bytes", all + all);
     spy::stream("bytes", all);
     EXPECT_EQ(display(folder_.path("bytes")), all + all);
     EXPECT_EQ(display(".bytes"), all + "\r\n");
-}
-
-TEST_P(DisplayTest, WritesAnObjectsLoginScript) {
-    spy::stream("news.acme", "the news");
-    EXPECT_EQ(display(".news.acme"), "the news\r\n");
+    spy::stream("news", "the news");
+    EXPECT_EQ(display("news"), "the news\r\n");
 }
 
 TEST_P(DisplayTest, AppendsTheCurrentContextUnlessThereIsALeadingPeriod) {
@@ -87,11 +58,6 @@ TEST_P(DisplayTest, AppendsTheCurrentContextUnlessThereIsALeadingPeriod) {
     EXPECT_EQ(display(".news"), "complete\r\n");
     EXPECT_THAT(spy::calls("ZKDSAbbreviateName"),
                 ElementsAre("ZKDSAbbreviateName(77, \"news.sales.acme\")", "ZKDSAbbreviateName(77, \".news\")"));
-}
-
-TEST_P(DisplayTest, WithoutAContextTheNameStandsAlone) {
-    spy::stream("news", "the news");
-    EXPECT_EQ(display("news"), "the news\r\n");
 }
 
 TEST_P(DisplayTest, AnUnknownObjectIsAFileByItsNameAsWritten) {
@@ -107,25 +73,17 @@ TEST_P(DisplayTest, WhatIsNeitherIsReportedAsWritten) {
     user("jdoe", ".sales.acme");
     EXPECT_EQ(display("news"), "Unable to find file: news\n");
     EXPECT_EQ(display(".news"), "Unable to find file: .news\n");
-}
-
-TEST_P(DisplayTest, AMissingFileIsReportedAndDisplaysNothing) {
     EXPECT_EQ(display("/nowhere/x"), "Unable to find file:/nowhere/x\n");
 }
 
-TEST_P(DisplayTest, InASkippedBranchNoObjectIsLookedUp) {
+TEST_P(DisplayTest, InASkippedBranchNothingIsShown) {
     spy::stream("news", "the news");
     EXPECT_EQ(skipped(std::string(GetParam()) + " .news\n"), "");
     EXPECT_THAT(spy::calls("ZKDSOpenStream"), IsEmpty());
-}
-
-TEST_P(DisplayTest, InASkippedBranchAFileIsReadButNotShown) {
     folder_.file("news", "the news");
     EXPECT_EQ(skipped(std::string(GetParam()) + " " + folder_.path("news") + "\n"), "");
     EXPECT_EQ(skipped(std::string(GetParam()) + " /nowhere/x\n"), "Unable to find file:/nowhere/x\n");
 }
-
-// ---- CLS ----
 
 TEST_F(PrintTest, ClsWritesFortyNewlines) {
     EXPECT_EQ(printed("CLS\n"), std::string(40, '\n'));
@@ -173,16 +131,11 @@ TEST_F(PrintTest, AFullOutputIsIgnored) {
     unsetenv("PRINT_TEST");
 }
 
-// ---- PAUSE ----
-
-TEST_F(PrintTest, PauseInTextModeWritesItsMessageAndGoesOn) {
+TEST_F(PrintTest, PauseWritesItsMessageAndAsksInWindows) {
     for (const char *keyword : {"PAUSE", "WAIT", "pause"}) {
         EXPECT_EQ(printed(std::string(keyword) + "\nWRITE \"on\"\n"), "Press Enter key to continue...\non\n");
     }
     EXPECT_THAT(spy::calls("auxpause_script"), IsEmpty());
-}
-
-TEST_F(PrintTest, PauseInWindowsHandsThePauseToThePrompt) {
     g_useGUI = 1;
     spy::pause_answer(9);
     std::string before;
@@ -198,8 +151,6 @@ TEST_F(PrintTest, ASkippedPauseDoesNotPause) {
     EXPECT_THAT(spy::calls("auxpause_script"), IsEmpty());
 }
 
-// ---- FIRE ----
-
 TEST_F(PrintTest, FireIsSilentInAllItsForms) {
     for (const char *form : {"FIRE 3", "FIRE 3 TIMES", "FIRE PHASERS", "FIRE PHASERS 3", "FIRE PHASERS 3 TIMES",
                              "FIRE PHASER 3", "FIRE PHASER 3 TIMES", "FIRE many"}) {
@@ -208,17 +159,12 @@ TEST_F(PrintTest, FireIsSilentInAllItsForms) {
         EXPECT_EQ(output(), "");
         EXPECT_EQ(skipped(std::string(form) + "\n"), "");
     }
-}
-
-TEST_F(PrintTest, FirePhasersFreesWhatIsNotNull) {
     FirePhasers(text_copy("3").release(), text_copy("TIMES").release());
     FirePhasers(text_copy("3").release(), nullptr);
     FirePhasers(nullptr, text_copy("TIMES").release());
     FirePhasers(nullptr, nullptr);
     EXPECT_EQ(output(), "");
 }
-
-// ---- LASTLOGINTIME ----
 
 TEST_F(PrintTest, LastLoginTimeShowsTheAttributeOfTheLoggedInObject) {
     user("jdoe", ".sales.acme");
@@ -227,12 +173,9 @@ TEST_F(PrintTest, LastLoginTimeShowsTheAttributeOfTheLoggedInObject) {
     EXPECT_EQ(printed("LAST_LOGIN_TIME\n"), "Last Login occurred at: yesterday\n");
     EXPECT_THAT(spy::calls("ZKDSRead")[0], HasSubstr("ZKDSRead(77, \"jdoe.sales.acme\", 1, 0"));
     EXPECT_THAT(spy::calls("ZKDSPutAttrName")[0], HasSubstr("\"Last_Login_Time\""));
-}
-
-TEST_F(PrintTest, LastLoginTimeIsReadableDateText) {
     user("jdoe", ".acme");
     spy::attribute("jdoe.acme", "Last_Login_Time", {spy::number(ZK_SYNTAX_TIME, 1000000000)});
-    EXPECT_THAT(printed("LASTLOGINTIME\n"), testing::StartsWith("Last Login occurred at: "));
+    EXPECT_THAT(printed("LASTLOGINTIME\n"), StartsWith("Last Login occurred at: "));
     EXPECT_THAT(printed("LASTLOGINTIME\n"), HasSubstr("2001"));
 }
 
@@ -251,8 +194,6 @@ TEST_F(PrintTest, ASkippedLastLoginTimeReadsNothing) {
     EXPECT_THAT(spy::calls("ZKDSPutAttrName"), Not(Contains(HasSubstr("Last_Login_Time"))));
 }
 
-// ---- DEBUG ----
-
 // Traces go to standard output, which these tests are not about.
 class DebugTest : public PrintTest {
   protected:
@@ -260,7 +201,7 @@ class DebugTest : public PrintTest {
     ~DebugTest() override { testing::internal::GetCapturedStdout(); }
 };
 
-TEST_F(DebugTest, SetsTheLevelAndTellsIt) {
+TEST_F(DebugTest, SetsAndReportsTheLevel) {
     const struct {
         const char *operand;
         int32_t level;
@@ -272,15 +213,9 @@ TEST_F(DebugTest, SetsTheLevelAndTellsIt) {
                   "DEBUG turned on level=" + std::to_string(row.level) + "\n");
         EXPECT_EQ(debug_level, row.level);
     }
-}
-
-TEST_F(DebugTest, ALeadingMinusGivesANegativeLevel) {
     debug_statement(text("-2"));
     EXPECT_EQ(debug_level, -2);
     EXPECT_EQ(output(), "DEBUG turned on level=-2\n");
-}
-
-TEST_F(DebugTest, OffIsSilent) {
     debug_level = 7;
     EXPECT_EQ(printed("DEBUG OFF\n"), "");
     EXPECT_EQ(debug_level, 0);

@@ -1,8 +1,6 @@
 #include "commands/program.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -12,19 +10,13 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <ctime>
-#include <fstream>
 #include <thread>
 
 #include "base/output.h"
-#include "include/exported.h"
-#include "script/syntax_error.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::HasSubstr;
 
 class ProgramTest : public SessionTest {
   protected:
@@ -36,7 +28,6 @@ class ProgramTest : public SessionTest {
         folder_.script("complain", "echo trouble >&2");
         folder_.script("listen", "read line; echo \"heard $line\"");
     }
-
     std::string path(const std::string &name) const { return folder_.path(name); }
 
     // "hold" runs until the gate is opened.
@@ -48,9 +39,7 @@ class ProgramTest : public SessionTest {
         siginfo_t info;
         ASSERT_EQ(waitid(P_ALL, 0, &info, WEXITED | WNOWAIT), 0);
     }
-
     static bool has_children() { return waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD; }
-
     std::string run(const std::string &line) {
         execute_command(line.c_str());
         return output();
@@ -83,68 +72,36 @@ TEST_F(ProgramTest, TheCallerIsAskedBeforeAndInTheNewProcess) {
     EXPECT_NE(own.rlim_max, 0u) << "the caller keeps its limit";
 }
 
-TEST_F(ProgramTest, AnswersTheExitStatus) {
-    EXPECT_EQ(execute_command("leave 0"), 0);
-    EXPECT_EQ(execute_command("leave 3"), 3);
-    EXPECT_EQ(execute_command("leave 255"), 255);
-}
-
-TEST_F(ProgramTest, AProgramEndedByASignalCountsAsZero) {
-    EXPECT_EQ(execute_command("killed"), 0);
-}
-
-TEST_F(ProgramTest, AMissingProgramCountsAsZeroAndPrintsNothing) {
+TEST_F(ProgramTest, ReturnsTheExitStatusAndZeroForWhatHasNone) {
+    const std::pair<const char *, int> rows[] = {
+        {"leave 0", 0}, {"leave 3", 3}, {"leave 255", 255}, {"killed", 0}, {"no_such_program_here a b", 0},
+        {"", 0},        {"   ", 0}};
     testing::internal::CaptureStderr();
-    EXPECT_EQ(execute_command("no_such_program_here a b"), 0);
+    for (const auto &[line, status] : rows) EXPECT_EQ(execute_command(line), status) << line;
+    chmod(path("leave").c_str(), 0644);
+    EXPECT_EQ(execute_command("leave 3"), 0) << "it cannot be executed";
+    EXPECT_EQ(execute_command_nowait("   "), 0);
+    EXPECT_FALSE(has_children());
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(output(), "");
 }
 
-TEST_F(ProgramTest, AFileThatCannotBeExecutedCountsAsZero) {
-    chmod(path("leave").c_str(), 0644);
-    EXPECT_EQ(execute_command("leave 3"), 0);
-}
-
-TEST_F(ProgramTest, ALineOfBlanksRunsNothing) {
-    EXPECT_EQ(execute_command(""), 0);
-    EXPECT_EQ(execute_command("   "), 0);
-    EXPECT_EQ(execute_command_nowait("   "), 0);
-    EXPECT_FALSE(has_children());
-}
-
-TEST_F(ProgramTest, JoinsTheProgramsOutputToTheStream) {
+TEST_F(ProgramTest, PassesItsWordsAsArgumentsWithoutAShell) {
     fputs("before ", fdr);
     fflush(fdr);
     EXPECT_EQ(run("arguments a b"), "before [a][b]");
-}
-
-TEST_F(ProgramTest, PassesAQuotedSectionAsOneArgumentWithItsQuotes) {
+    EXPECT_EQ(run("arguments $HOME * ; | 'x"), "[$HOME][*][;][|]['x]");
     EXPECT_EQ(run("arguments \"two words\" last"), "[\"two words\"][last]");
     EXPECT_EQ(run("arguments \"two words\" a_b"), "[\"two words\"][a_b]");
     EXPECT_EQ(run("arguments \"two words\" a_~b"), "[\"two words\"][a_~b]");
-    EXPECT_EQ(run("arguments \\\"two words\\\""), "[\"two][words\"]");
-}
-
-TEST_F(ProgramTest, RunsAProgramNamedByItsPath) {
-    const std::string program = path("arguments");
-    setenv("PATH", "/nowhere", 1);
-    EXPECT_EQ(run(program + " a"), "[a]");
-}
-
-TEST_F(ProgramTest, TheProgramsNameIsItsFirstArgument) {
-    folder_.script("name", "echo $0");
-    EXPECT_EQ(run("  name a"), path("name") + "\n");
-}
-
-TEST_F(ProgramTest, DoesNotUseAShell) {
-    EXPECT_EQ(run("arguments $HOME * ; | 'x"), "[$HOME][*][;][|]['x]");
-}
-
-TEST_F(ProgramTest, LeavesTheCallersLineAlone) {
-    const char line[] = "arguments \"a b\" \\\"c";
+    const char line[] = "arguments \\\"two words\\\"";
     const std::string before = line;
-    execute_command(line);
+    EXPECT_EQ(run(line), "[\"two][words\"]");
     EXPECT_EQ(line, before);
+    folder_.script("name", "echo $0");
+    EXPECT_EQ(run("  name a"), path("name") + "\n") << "its name is its first argument";
+    setenv("PATH", "/nowhere", 1);
+    EXPECT_EQ(run(path("arguments") + " a"), "[a]") << "it is named by its path";
 }
 
 TEST_F(ProgramTest, RunsNinetyNineWordsAndRefusesOneMore) {
@@ -182,16 +139,6 @@ TEST_F(ProgramTest, InheritsStandardInputAndError) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "trouble\n");
 }
 
-TEST_F(ProgramTest, InheritsNoOtherDescriptor) {
-    folder_.script("look", "for n in 57 58; do [ -e /proc/$$/fd/$n ] && echo $n is open; done");
-    ASSERT_EQ(dup2(fileno(fdr), 57), 57);
-    ASSERT_EQ(dup2(fileno(fdr), 58), 58);
-    EXPECT_EQ(run("look"), "");
-    EXPECT_EQ(fcntl(57, F_GETFD), 0) << "the caller keeps its own";
-    close(57);
-    close(58);
-}
-
 TEST_F(ProgramTest, WritesToAStreamThatIsDescriptorOne) {
     const int saved = dup(STDOUT_FILENO);
     fflush(stdout);
@@ -209,31 +156,22 @@ unsigned long signals_in(const std::string &field) {
     return colon == std::string::npos ? ~0UL : strtoul(field.c_str() + colon + 1, nullptr, 16);
 }
 
-TEST_F(ProgramTest, StartsWithUsualSignalsAndRestoresTheCallers) {
-    sigset_t blocked;
-    sigset_t before;
-    sigset_t after;
-    sigemptyset(&blocked);
-    sigaddset(&blocked, SIGUSR2);
-    pthread_sigmask(SIG_BLOCK, &blocked, &before);
-    signal(SIGPIPE, SIG_IGN);
-    signal(SIGINT, SIG_IGN);
-    EXPECT_EQ(signals_in(run("grep SigBlk /proc/self/status")), 0UL);
-    const unsigned long ignored = signals_in(run("grep SigIgn /proc/self/status"));
-    EXPECT_EQ(ignored & (1UL << (SIGPIPE - 1)), 0UL);
-    EXPECT_EQ(ignored & (1UL << (SIGINT - 1)), 0UL);
-    pthread_sigmask(SIG_SETMASK, &before, &after);
-    EXPECT_EQ(sigismember(&after, SIGUSR2), 1);
-    EXPECT_EQ(sigismember(&after, SIGTERM), 0);
-    EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_IGN);
-    EXPECT_EQ(signal(SIGINT, SIG_DFL), SIG_IGN);
-}
-
 // Under nohup from the start, hangups stay ignored.
 const bool under_nohup = [] {
     struct sigaction now = {};
     return sigaction(SIGHUP, nullptr, &now) == 0 && now.sa_handler == SIG_IGN;
 }();
+
+TEST_F(ProgramTest, LeavesTheCallersSignalMaskAlone) {
+    sigset_t blocked, before, after;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGUSR2);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    EXPECT_EQ(signals_in(run("grep SigBlk /proc/self/status")), 0UL);
+    pthread_sigmask(SIG_SETMASK, &before, &after);
+    EXPECT_EQ(sigismember(&after, SIGUSR2), 1);
+    EXPECT_EQ(sigismember(&after, SIGTERM), 0);
+}
 
 TEST_F(ProgramTest, StartsWithNoSignalIgnored) {
     struct sigaction hangup = {};
@@ -260,6 +198,7 @@ TEST_F(ProgramTest, InheritsDescriptors0To2AndNoOther) {
     for (const int number : {3, 17, 100, 900}) ASSERT_EQ(dup2(fileno(fdr), number), number);
     // The shell keeps its script open; its number and nothing else comes on top.
     EXPECT_EQ(run("look"), "0\n1\n10\n2\n");
+    EXPECT_EQ(fcntl(17, F_GETFD), 0) << "the caller keeps its own";
     for (const int number : {3, 17, 100, 900}) close(number);
 }
 
@@ -284,7 +223,6 @@ class PipedProgramTest : public ProgramTest {
         int waiting = 0;
         return ioctl(ends_[0], FIONREAD, &waiting) == 0 && waiting >= fcntl(ends_[0], F_GETPIPE_SZ) - 4096;
     }
-
     int ends_[2] = {-1, -1};
     FILE *before_ = nullptr;
 };
@@ -388,25 +326,19 @@ TEST_F(ProgramTest, DoesNotWaitAndReapsWithoutWaiting) {
     EXPECT_FALSE(has_children());
 }
 
-TEST_F(ProgramTest, AnswersZeroWithoutWaitingWhateverTheStatus) {
-    EXPECT_EQ(execute_command_nowait("leave 3"), 0);
-    await_an_end();
-    program_reap();
-    EXPECT_FALSE(has_children());
-}
-
-TEST_F(ProgramTest, AWaitReapsTheOthersThatHaveEnded) {
+TEST_F(ProgramTest, AWaitReapsTheOthersThatHaveEndedAndIgnoresThem) {
     execute_command_nowait("leave 7");
     await_an_end();
     EXPECT_EQ(execute_command("leave 3"), 3);
     EXPECT_FALSE(has_children());
     program_reap();
-}
-
-TEST_F(ProgramTest, AWaitReapsTheCallersOwnChildrenTooAndIgnoresThem) {
     if (fork() == 0) _exit(4);
     await_an_end();
     EXPECT_EQ(execute_command("leave 3"), 3);
+    EXPECT_FALSE(has_children());
+    EXPECT_EQ(execute_command_nowait("leave 3"), 0);
+    await_an_end();
+    program_reap();
     EXPECT_FALSE(has_children());
 }
 
@@ -444,11 +376,11 @@ TEST_F(ProgramTest, AFailedForkEndsTheProcess) {
                 run_line("leave 0");
                 _exit(97);
             },
-            testing::ExitedWithCode(1), "^Error forking child process \n$");
+            ExitedWithCode(1), "^Error forking child process \n$");
     }
 }
 
-TEST_F(ProgramTest, StatementsReplaceIdentifiersAndRun) {
+TEST_F(ProgramTest, StatementsReplaceIdentifiersAndIgnoreTheExitStatus) {
     setenv("PROGRAM_TEST", "value", 1);
     program_statement(text(" arguments a %<PROGRAM_TEST>"));
     EXPECT_EQ(output(), "[a][value]");
@@ -456,9 +388,6 @@ TEST_F(ProgramTest, StatementsReplaceIdentifiersAndRun) {
     await_an_end();
     program_reap();
     EXPECT_EQ(output(), "[b][value]");
-}
-
-TEST_F(ProgramTest, StatementsIgnoreTheExitStatus) {
     syntax_error = 0;
     program_statement(text("leave 3"));
     EXPECT_EQ(syntax_error, 0);
@@ -480,7 +409,7 @@ TEST_F(ProgramTest, TracesTheRawLineFromLevelSix) {
         program_nowait_statement(text(" %<PROGRAM_TEST_UNSET> "));
     };
     EXPECT_THAT(traces(6, both), AllOf(HasSubstr(" %<PROGRAM_TEST_NONE> "), HasSubstr(" %<PROGRAM_TEST_UNSET> ")));
-    EXPECT_THAT(traces(5, both), testing::Not(HasSubstr("%<PROGRAM_TEST")));
+    EXPECT_THAT(traces(5, both), Not(HasSubstr("%<PROGRAM_TEST")));
 }
 
 } // namespace

@@ -2,17 +2,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
-using testing::StartsWith;
-
-// ---- the container's script ----
-
 TEST_F(RunSequenceTest, TheContainersScriptIsTheNearestOne) {
     spy::stream("O=acme", "WRITE \"acme\"");
     run_all();
@@ -36,12 +25,9 @@ TEST_F(RunSequenceTest, ASyntaxErrorInTheContainersScriptIsNotTheResult) {
     EXPECT_THAT(scripts(), EndsWith("map ran\n"));
 }
 
-// ---- the profile's script ----
-
 class ProfileTest : public RunSequenceTest {
   protected:
     ProfileTest() { declare_profile(); }
-
     static void declare_profile() {
         spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"staff.acme"});
         spy::stream("staff.acme", "WRITE \"staff\"");
@@ -55,32 +41,75 @@ TEST_F(ProfileTest, TheUsersProfileRuns) {
     EXPECT_THAT(asked(), ElementsAre("OU=sales.O=acme", "O=acme", "staff.acme", "jdoe.OU=sales.O=acme"));
 }
 
-TEST_F(ProfileTest, AProfileWithoutAScriptIsPassed) {
-    spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"bare.acme"});
-    spy::object("bare.acme");
-    EXPECT_EQ(run_all(), 0U);
-    EXPECT_EQ(scripts(), "user\n");
+TEST_F(ProfileTest, WhatRunsInTheProfilesPlace) {
+    const auto statement = [](const char *object) { spy::stream("OU=sales.O=acme", std::string("PROFILE ") + object); };
+    const auto profile = [this] { args_.profileScript = file("profile", "WRITE \"from the file\"\n"); };
+    const auto bare = [](const char *user) {
+        spy::text_attribute(user, "Profile", {"bare.acme"});
+        spy::object("bare.acme");
+    };
+    const struct {
+        const char *behaviour;
+        std::function<void()> prepare;
+        std::string scripts;
+        bool staff; // whether the profile's object is asked for its script
+    } rows[] = {
+        {"a profile without a script is passed", [&] { bare("jdoe.OU=sales.O=acme"); }, "user\n", false},
+        {"an unreadable attribute is silent", [] { spy::fail("ZKDSRead", 0x1234); }, "user\n", false},
+        {"a file comes in its place", profile, "from the file\nuser\n", false},
+        {"one that cannot be read is silent", [this] { args_.profileScript = hold("/nowhere/profile"); }, "user\n",
+         false},
+        {"after a PROFILE statement an ordinary name is a script error",
+         [&] {
+             statement("other.acme");
+             spy::text_attribute("other.acme", "Profile", {"staff.acme"});
+         },
+         "\nScript error.\nThe original line was:\nstaff.acme\n\nuser\n", true},
+        {"a profile without a script is passed then, too",
+         [&] {
+             statement("other.acme");
+             bare("other.acme");
+         },
+         "user\n", false},
+        {"and an object without the attribute", [&] { statement("staff.acme"); }, "user\n", false},
+        {"a file comes before a PROFILE statement",
+         [&] {
+             statement("other.acme");
+             profile();
+         },
+         "from the file\nuser\n", false},
+        {"with a login file a profile file still runs",
+         [&] {
+             profile();
+             args_.loginScript = file("login", "WRITE \"mine\"\n");
+         },
+         "from the file\nmine\n", false},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.behaviour);
+        declare_network();
+        declare_profile();
+        args_.profileScript = args_.loginScript = nullptr;
+        row.prepare();
+        EXPECT_EQ(run_all(), 0U);
+        EXPECT_EQ(scripts(), row.scripts);
+        const auto asks_staff = Contains("staff.acme");
+        if (row.staff)
+            EXPECT_THAT(asked(), asks_staff);
+        else
+            EXPECT_THAT(asked(), Not(asks_staff));
+        if (args_.profileScript != nullptr) {
+            EXPECT_THAT(spy::calls("ZKDSRead"), IsEmpty());
+        }
+    }
 }
 
-TEST_F(ProfileTest, AnUnreadableProfileAttributeIsSilent) {
-    spy::fail("ZKDSRead", 0x1234);
-    EXPECT_EQ(run_all(), 0U);
-    EXPECT_EQ(scripts(), "user\n");
-    EXPECT_THAT(asked(), Not(Contains("staff.acme")));
-}
-
-TEST_F(ProfileTest, AProfileFileComesInItsPlace) {
-    args_.profileScript = file("profile", "WRITE \"from the file\"\n");
-    run_all();
-    EXPECT_EQ(scripts(), "from the file\nuser\n");
-    EXPECT_THAT(spy::calls("ZKDSRead"), IsEmpty());
-}
-
-TEST_F(ProfileTest, AProfileFileThatCannotBeReadIsSilent) {
-    args_.profileScript = hold("/nowhere/profile");
-    EXPECT_EQ(run_all(), 0U);
-    EXPECT_EQ(scripts(), "user\n");
-    EXPECT_THAT(asked(), Not(Contains("staff.acme")));
+TEST_F(ProfileTest, WithALoginFileAProfileNamedByTheCallerRunsItsName) {
+    spy::text_attribute("other.acme", "Profile", {"WRITE\n"});
+    spy::stream("WRITE\n", "WRITE \"its script\"");
+    args_.loginScript = file("login", "WRITE \"mine\"\n");
+    run_all([] { over_ride_profile = text_copy("other.acme").release(); });
+    EXPECT_EQ(scripts(), "\nmine\n");
 }
 
 TEST_F(ProfileTest, AProfileFileRunsAsTheUserWhereverTheContainersScriptWent) {
@@ -104,37 +133,6 @@ TEST_F(ProfileTest, AfterAProfileStatementItsNameRunsInPlaceOfItsScript) {
     EXPECT_THAT(spy::calls("ZKDSRead"), ElementsAre(StartsWith("ZKDSRead(1, \"other.acme\", 1, 0")));
 }
 
-TEST_F(ProfileTest, AnOrdinaryNameIsThenAScriptError) {
-    spy::stream("OU=sales.O=acme", "PROFILE other.acme");
-    spy::text_attribute("other.acme", "Profile", {"staff.acme"});
-    EXPECT_EQ(run_all(), 0U);
-    EXPECT_THAT(scripts(), HasSubstr("Script error.\nThe original line was:\nstaff.acme\n"));
-    EXPECT_THAT(scripts(), EndsWith("user\n"));
-    EXPECT_THAT(asked(), Contains("staff.acme"));
-}
-
-TEST_F(ProfileTest, AfterAProfileStatementAProfileWithoutAScriptIsPassed) {
-    spy::stream("OU=sales.O=acme", "PROFILE other.acme");
-    spy::text_attribute("other.acme", "Profile", {"bare.acme"});
-    spy::object("bare.acme");
-    run_all();
-    EXPECT_EQ(scripts(), "user\n");
-}
-
-TEST_F(ProfileTest, AfterAProfileStatementAnObjectWithoutTheAttributeIsPassed) {
-    spy::stream("OU=sales.O=acme", "PROFILE staff.acme");
-    run_all();
-    EXPECT_EQ(scripts(), "user\n");
-    EXPECT_THAT(asked(), Not(Contains("staff.acme")));
-}
-
-TEST_F(ProfileTest, AProfileFileComesBeforeAProfileStatement) {
-    spy::stream("OU=sales.O=acme", "PROFILE other.acme");
-    args_.profileScript = file("profile", "WRITE \"from the file\"\n");
-    run_all();
-    EXPECT_EQ(scripts(), "from the file\nuser\n");
-}
-
 TEST_F(ProfileTest, WithALoginFileNoDirectoryScriptRuns) {
     spy::stream("OU=sales.O=acme", "WRITE \"container\"");
     args_.loginScript = file("login", "WRITE \"mine\"\n");
@@ -145,23 +143,6 @@ TEST_F(ProfileTest, WithALoginFileNoDirectoryScriptRuns) {
     EXPECT_THAT(spy::calls("ZKDSRead"), SizeIs(1)) << "the profile's name is read and not used";
 }
 
-TEST_F(ProfileTest, WithALoginFileAProfileFileStillRuns) {
-    args_.profileScript = file("profile", "WRITE \"from the file\"\n");
-    args_.loginScript = file("login", "WRITE \"mine\"\n");
-    run_all();
-    EXPECT_EQ(scripts(), "from the file\nmine\n");
-}
-
-TEST_F(ProfileTest, WithALoginFileAProfileNamedByTheCallerRunsItsName) {
-    spy::text_attribute("other.acme", "Profile", {"WRITE\n"});
-    spy::stream("WRITE\n", "WRITE \"its script\"");
-    args_.loginScript = file("login", "WRITE \"mine\"\n");
-    run_all([] { over_ride_profile = text_copy("other.acme").release(); });
-    EXPECT_EQ(scripts(), "\nmine\n");
-}
-
-// ---- the user's script ----
-
 TEST_F(RunSequenceTest, TheUsersScriptGivesTheResult) {
     spy::stream("jdoe.OU=sales.O=acme", "WRITE \"user\"\n= =");
     EXPECT_EQ(run_all(), 1U);
@@ -171,27 +152,19 @@ TEST_F(RunSequenceTest, TheUsersScriptGivesTheResult) {
 TEST_F(RunSequenceTest, AUserWithoutAScriptRunsTheDefaultOne) {
     EXPECT_EQ(run_all(), 0U);
     EXPECT_EQ(scripts(), "map ran\n");
-}
-
-TEST_F(RunSequenceTest, TheDefaultScriptGivesTheResult) {
-    folder_.script("map", "exit 1");
-    EXPECT_EQ(run_all(), 1U);
-}
-
-TEST_F(RunSequenceTest, TheDefaultScriptRunsAfterNoDefaultToo) {
     spy::stream("OU=sales.O=acme", "NO_DEFAULT");
     EXPECT_EQ(run_all(), 0U);
     EXPECT_EQ(use_default_script, 0);
     EXPECT_EQ(scripts(), "map ran\n");
+    folder_.script("map", "exit 1");
+    EXPECT_EQ(run_all(), 1U);
 }
 
-TEST_F(RunSequenceTest, AnEmptyScriptKeepsTheDefaultOneAway) {
+TEST_F(RunSequenceTest, AnEmptyScriptKeepsTheDefaultOneAwayAndAnUnreadableOneDoesNot) {
     spy::stream("jdoe.OU=sales.O=acme", "");
     EXPECT_EQ(run_all(), 0U);
     EXPECT_EQ(scripts(), "");
-}
-
-TEST_F(RunSequenceTest, AScriptThatCannotBeOpenedLetsTheDefaultOneRun) {
+    declare_network();
     spy::stream("jdoe.OU=sales.O=acme", "WRITE \"user\"");
     spy::fail_nth("ZKDSOpenStream", 3, 0xFFFFE010);
     EXPECT_EQ(run_all(), 0U);
@@ -203,23 +176,15 @@ TEST_F(RunSequenceTest, ALoginFileResultsIn0WhateverItDid) {
     EXPECT_EQ(run_all(), 0U);
     EXPECT_THAT(scripts(), StartsWith("mine\n"));
     EXPECT_THAT(scripts(), HasSubstr("= ="));
-}
-
-TEST_F(RunSequenceTest, ALoginFileThatCannotBeReadIsReported) {
     args_.loginScript = hold("/nowhere/login");
     EXPECT_EQ(run_all(), 0U);
     EXPECT_EQ(scripts(), "Unable to read file (/nowhere/login)\n");
-}
-
-TEST_F(RunSequenceTest, AnEmptyLoginFileIsNoFailure) {
     for (char *path : {file("login", ""), hold("/dev/null")}) {
         args_.loginScript = path;
         EXPECT_EQ(run_all(), 0U);
         EXPECT_EQ(scripts(), "");
     }
 }
-
-// ---- a TREE statement within the run ----
 
 TEST_F(RunSequenceTest, ATreeStatementInOneScriptLeavesTheOthersTheirContext) {
     spy::tree("OTHER_TREE", "SRV2");
@@ -259,7 +224,7 @@ TEST_F(RunSequenceTest, ANumberThatIsHandedOutAgainDoesNotHideATreeStatement) {
     args_.password = hold("secret");
     EXPECT_EQ(run_all(), 0U);
     const std::vector<std::string> logins = spy::calls("ZKDSLoginEx");
-    EXPECT_THAT(logins, testing::SizeIs(2));
+    EXPECT_THAT(logins, SizeIs(2));
     EXPECT_THAT(logins.back(), StartsWith("ZKDSLoginEx(1,"));
     EXPECT_THAT(spy::calls("ZKDSSetContext").back(), EndsWith("DCK_TREE_NAME, \"ACME_TREE\")"));
     EXPECT_THAT(scripts(), EndsWith("user\n"));

@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <memory>
+#include <tuple>
 
 #include "run/run_sequence.h"
 #include "tests/unit/session_fixture.h"

@@ -7,19 +7,8 @@
 
 namespace {
 
-using testing::AnyOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::SizeIs;
-using testing::StartsWith;
-
 constexpr uint32_t no_tree = 0xF001;
 constexpr uint32_t no_user = 0xF003;
-
-// ---- the whole ----
 
 TEST_F(RunSequenceTest, AllScriptsRunInTheirOrder) {
     spy::stream("OU=sales.O=acme", "WRITE \"container\"");
@@ -36,7 +25,7 @@ TEST_F(RunSequenceTest, AllScriptsRunInTheirOrder) {
     EXPECT_EQ(spy::open_contexts(), 0);
 }
 
-// The steps of a run with a server and a profile; what each asks the client for is told by the tests of its module.
+// The steps of a run with a server and a profile; what each asks the client for is checked by the tests of its module.
 TEST_F(RunSequenceTest, TheStepsComeInThisOrder) {
     spy::server("SRV3", "ACME_TREE");
     spy::authenticated("SRV3");
@@ -67,63 +56,31 @@ TEST_F(RunSequenceTest, TheStepsComeInThisOrder) {
 }
 
 TEST_F(RunSequenceTest, TheSessionIsFilled) {
-    args_.userVar2 = hold("two");
-    args_.userVar3 = hold("three");
-    args_.userVar5 = hold("five");
     args_.password = hold("secret");
     args_.userGUI = 7;
+    char *QrtRunScriptsArgs::*const fields[] = {&QrtRunScriptsArgs::userVar2, &QrtRunScriptsArgs::userVar3,
+                                                &QrtRunScriptsArgs::userVar4, &QrtRunScriptsArgs::userVar5};
+    for (int i = 0; i < 4; i++) args_.*fields[i] = hold(std::to_string(i));
     run_all();
     const Snapshot &session = before_.back();
-    EXPECT_EQ(session.object, "jdoe");
-    EXPECT_EQ(session.login, "jdoe");
-    EXPECT_EQ(session.context, ".OU=sales.O=acme");
-    EXPECT_EQ(session.initial, ".OU=sales.O=acme");
-    EXPECT_EQ(session.tree, "ACME_TREE");
-    EXPECT_EQ(session.password, "secret");
-    EXPECT_EQ(session.variables, "SRV1jdoetwothree-five----");
-    EXPECT_EQ(session.alias, "N");
-    EXPECT_EQ(session.gui, 7);
+    EXPECT_EQ(std::tie(session.object, session.login, session.context, session.initial, session.tree, session.password,
+                       session.variables, session.alias, session.gui),
+              std::make_tuple("jdoe", "jdoe", ".OU=sales.O=acme", ".OU=sales.O=acme", "ACME_TREE", "secret",
+                              "SRV1jdoe0123----", "N", 7));
     EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "0");
 }
 
-TEST_F(RunSequenceTest, EachUserVariableHasItsField) {
-    const struct {
-        char *QrtRunScriptsArgs::*field;
-        const char *variables;
-    } rows[] = {
-        {&QrtRunScriptsArgs::userVar2, "SRV1jdoex-------"},
-        {&QrtRunScriptsArgs::userVar3, "SRV1jdoe-x------"},
-        {&QrtRunScriptsArgs::userVar4, "SRV1jdoe--x-----"},
-        {&QrtRunScriptsArgs::userVar5, "SRV1jdoe---x----"},
-    };
-    for (const auto &row : rows) {
-        declare_network();
-        args_ = {};
-        args_.treename = hold("acme_tree");
-        args_.user = hold("jdoe");
-        args_.*row.field = hold("x");
-        run_all();
-        EXPECT_EQ(before_.back().variables, row.variables);
-    }
-}
-
-TEST_F(RunSequenceTest, TheSessionIsEnded) {
+TEST_F(RunSequenceTest, TheSessionIsEndedButTheEnvironmentStays) {
+    setenv("TOLAN_USE_BRUNE", "1", 1);
     args_.password = hold("secret");
     run_all();
-    for (const char *global :
-         {CurrentContext, CurrentObject, CurrentTree, InitialContext, LoginName, CurrentPassword}) {
+    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
+    for (const char *global : {CurrentContext, CurrentObject, CurrentTree, InitialContext, LoginName, CurrentPassword})
         EXPECT_EQ(global, nullptr);
-    }
     EXPECT_EQ(variables(), "----------");
     EXPECT_EQ(last_.password, "(null)") << "wiped before the context is freed";
     EXPECT_THAT(wipe_watch::wiped(), Contains("secret"));
     EXPECT_STREQ(args_.password, "secret") << "the caller's own stays";
-}
-
-TEST_F(RunSequenceTest, TheEnvironmentIsNotOverwritten) {
-    setenv("TOLAN_USE_BRUNE", "1", 1);
-    run_all();
-    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
 }
 
 TEST_F(RunSequenceTest, TheEnvironmentIsSetBeforeTheClientStarts) {
@@ -142,7 +99,7 @@ TEST_F(RunSequenceTest, TheClientsStartIsNotChecked) {
     EXPECT_EQ(scripts(), "map ran\n");
 }
 
-// Far more than a pipe holds.
+// Far more than fits into a pipe.
 TEST_F(RunSequenceTest, TheReaderDrainsThePipeWhileTheScriptsRun) {
     const std::string line(1000, 'x');
     std::string script;
@@ -170,8 +127,6 @@ TEST_F(RunSequenceTest, ASecondSessionRunsLikeTheFirst) {
     run_all();
     EXPECT_EQ(printed_, first);
 }
-
-// ---- the request ----
 
 TEST_F(RunSequenceTest, DefaultScriptsAreReplacedByNullInTheRecord) {
     args_.profileScript = hold("<DEFAULT>");
@@ -255,8 +210,6 @@ TEST_F(RunSequenceTest, TheStepsAreTraced) {
                   step([this] { args_.user = hold("jdoe.sales"); }));
 }
 
-// ---- the tree ----
-
 TEST_F(RunSequenceTest, WithoutATreeAndAServerNothingRuns) {
     args_.treename = nullptr;
     args_.password = hold("secret");
@@ -264,9 +217,6 @@ TEST_F(RunSequenceTest, WithoutATreeAndAServerNothingRuns) {
     EXPECT_EQ(printed_, "No Treename defined\n") << "and no end marker";
     EXPECT_STREQ(CurrentPassword, "secret") << "the session is left as it stands";
     EXPECT_THAT(spy::call_names(), ElementsAre("ZKCallsInit"));
-}
-
-TEST_F(RunSequenceTest, AnUnknownTreeWithoutAServerIsNoTree) {
     args_.treename = hold("NOWHERE");
     EXPECT_EQ(run_all(), no_tree);
     EXPECT_EQ(printed_, "No Treename defined\n");
@@ -299,8 +249,6 @@ TEST_F(RunSequenceTest, AKnownTreeComesBeforeTheServers) {
     EXPECT_THAT(printed_, StartsWith("Your current tree is: ACME_TREE\n"));
 }
 
-// ---- the user ----
-
 TEST_F(RunSequenceTest, WithoutAUserNothingRuns) {
     args_.user = nullptr;
     args_.password = hold("secret");
@@ -311,64 +259,70 @@ TEST_F(RunSequenceTest, WithoutAUserNothingRuns) {
     EXPECT_THAT(spy::calls("ZKDSWhoAmI"), IsEmpty());
 }
 
-TEST_F(RunSequenceTest, APlainUserWhoIsNotLoggedInIsOfTheContextGiven) {
-    spy::logged_out();
-    args_.context = hold("OU=east.O=acme");
-    run_all();
-    EXPECT_THAT(printed_, HasSubstr("Your current context is: OU=east.O=acme\nUser: jdoe\n"));
-    EXPECT_EQ(last_.object, "jdoe");
-    EXPECT_EQ(last_.context, ".OU=east.O=acme");
-    EXPECT_EQ(last_.initial, "OU=east.O=acme") << "as given";
-    EXPECT_EQ(last_.alias, "N");
+TEST_F(RunSequenceTest, TheUserIsTheDirectorysOrElseTheRequests) {
+    const std::string given = "OU=east.O=acme", of_directory = ".OU=sales.O=acme", longer = "jdoe.sales.acme";
+    const struct {
+        const char *behaviour, *known;
+        std::string user, context, object, current, initial, left;
+        uint32_t failure = 0;
+    } rows[] = {
+        {"a plain user who is not logged in is of the context given", "", "jdoe", given, "jdoe", "." + given, given,
+         "jdoe"},
+        {"without any context it is empty", "", "jdoe", "", "jdoe", "", "", "jdoe"},
+        {"one with a context is cut in the record", "", longer, "not consulted", "jdoe", ".sales.acme", ".sales.acme",
+         "jdoe"},
+        {"the directory's name comes before the request's", "CN=jdoe.OU=sales.O=acme", "somebody.else", "O=other",
+         "jdoe", of_directory, of_directory, "somebody.else"},
+        {"a name of two characters is no login", "ab", "jdoe", "", "jdoe", "", "", "jdoe"},
+        {"one of three is", "abc", "jdoe", "", "abc", ".[Root]", ".[Root]", "jdoe"},
+        {"a failed question is no login", "CN=x.O=y", "jdoe", "", "jdoe", "", "", "jdoe", 0x1234},
+        {"it is cut at the very first period", "", "j\\.doe.acme", "", "j\\", ".doe.acme", ".doe.acme", "j\\"},
+        {"which may be the last", "", "jdoe.", "", "jdoe", ".", ".", "jdoe"},
+        {"or the first", "", ".jdoe", "", "", ".jdoe", ".jdoe", ""},
+        {"its type stays", "", "CN=jdoe.O=acme", "", "CN=jdoe", ".O=acme", ".O=acme", "CN=jdoe"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.behaviour);
+        declare_network();
+        spy::logged_in(row.known);
+        if (row.failure != 0) spy::fail("ZKDSWhoAmI", row.failure);
+        LoginAliasContext[0] = 'N';
+        args_.user = hold(row.user);
+        args_.context = row.context.empty() ? nullptr : hold(row.context);
+        EXPECT_EQ(run_all(), 0U);
+        EXPECT_EQ(args_.user, row.left);
+        EXPECT_EQ(last_.object, row.object);
+        EXPECT_EQ(last_.login, row.object);
+        EXPECT_EQ(last_.variables, "SRV1" + row.object + "--------");
+        EXPECT_EQ(last_.context, row.current);
+        EXPECT_EQ(last_.initial, row.initial);
+        const std::string shown = row.current.empty() ? "" : row.current.substr(1);
+        EXPECT_THAT(printed_, HasSubstr("Your current context is: " + shown + "\nUser: " + row.object + "\n"));
+        const bool known = row.failure == 0 && strlen(row.known) > 2;
+        if (!known) {
+            EXPECT_EQ(last_.alias, "N") << "no alias can be seen then";
+        }
+    }
 }
 
-TEST_F(RunSequenceTest, WithoutAnyContextItIsEmpty) {
-    spy::logged_out();
-    run_all();
-    EXPECT_THAT(printed_, HasSubstr("Your current context is: \nUser: jdoe\n"));
-    EXPECT_EQ(last_.context, "");
-}
-
-TEST_F(RunSequenceTest, AUserWithAContextWhoIsNotLoggedInIsCutInTheRecord) {
-    spy::logged_out();
-    args_.user = hold("jdoe.sales.acme");
-    args_.context = hold("not consulted");
-    run_all();
-    EXPECT_STREQ(args_.user, "jdoe");
-    EXPECT_EQ(last_.object, "jdoe");
-    EXPECT_EQ(last_.login, "jdoe");
-    EXPECT_EQ(last_.context, ".sales.acme");
-    EXPECT_EQ(last_.initial, ".sales.acme");
-    EXPECT_EQ(last_.variables, "SRV1jdoe--------");
-    EXPECT_EQ(last_.alias, "N") << "no alias can be seen then";
-    EXPECT_THAT(printed_, HasSubstr("Your current context is: sales.acme\nUser: jdoe\n"));
-}
-
-TEST_F(RunSequenceTest, TheDirectorysNameComesBeforeTheRequests) {
-    args_.user = hold("somebody.else");
-    args_.context = hold("O=other");
-    run_all();
-    EXPECT_STREQ(args_.user, "somebody.else");
-    EXPECT_EQ(last_.object, "jdoe");
-    EXPECT_EQ(last_.context, ".OU=sales.O=acme");
-    EXPECT_THAT(printed_, HasSubstr("User: jdoe\n"));
-}
-
-TEST_F(RunSequenceTest, ANameOfTwoCharactersIsNoLogin) {
-    spy::logged_in("ab");
-    run_all();
-    EXPECT_EQ(last_.object, "jdoe");
-    spy::logged_in("abc");
-    run_all();
-    EXPECT_EQ(last_.object, "abc");
-    EXPECT_EQ(last_.context, ".[Root]");
-}
-
-TEST_F(RunSequenceTest, AFailedQuestionIsNoLogin) {
-    spy::fail("ZKDSWhoAmI", 0x1234);
-    EXPECT_EQ(run_all(), 0U);
-    EXPECT_EQ(last_.object, "jdoe");
-    EXPECT_EQ(last_.context, "");
+TEST_F(RunSequenceTest, AnotherContextThanTheDirectorysIsAnAlias) {
+    const std::pair<const char *, const char *> rows[] = {{"jdoe.sales.acme", "Y"},
+                                                          {"jdoe.OU=sales.O=acme", "N"},
+                                                          {"jdoe.ou=SALES.o=ACME", "N"},
+                                                          {"CN=jdoe.OU=sales.O=acme", "N"},
+                                                          {"jdoe", "N"},
+                                                          {"j\\.doe", "N"},
+                                                          {"j\\.doe.OU=sales.O=acme", "N"},
+                                                          {"jdoe.", "Y"}};
+    for (const auto &[user, alias] : rows) {
+        SCOPED_TRACE(user);
+        declare_network();
+        LoginAliasContext[0] = 'N';
+        args_.user = hold(user);
+        run_all();
+        EXPECT_STREQ(LoginAliasContext, alias);
+        EXPECT_EQ(last_.context, ".OU=sales.O=acme");
+    }
 }
 
 TEST_F(RunSequenceTest, LongNamesAreBounded) {
@@ -387,36 +341,35 @@ TEST_F(RunSequenceTest, LongNamesAreBounded) {
     EXPECT_THAT(printed_, HasSubstr("User: " + std::string(512, 'u') + "\n")) << "what is shown is cut";
 }
 
-TEST_F(RunSequenceTest, AnotherContextThanTheDirectorysIsAnAlias) {
+TEST_F(RunSequenceTest, TheServerIsTheRequestsOrElseTheTreesDefaultOne) {
     const struct {
-        const char *user, *alias;
+        const char *behaviour, *tree;
+        bool authenticated;
+        int failing;
+        const char *used;
     } rows[] = {
-        {"jdoe.sales.acme", "Y"},
-        {"jdoe.OU=sales.O=acme", "N"},
-        {"jdoe.ou=SALES.o=ACME", "N"},
-        {"CN=jdoe.OU=sales.O=acme", "N"},
-        {"jdoe", "N"},
-        {"j\\.doe", "N"},
-        {"j\\.doe.OU=sales.O=acme", "N"},
-        {"jdoe.", "Y"},
+        {"none is given", nullptr, false, 0, "SRV1"},
+        {"one that is not authenticated", "ACME_TREE", false, 0, "SRV2"},
+        {"an authenticated one of the tree", "acme_TREE", true, 0, "SRV2"},
+        {"an authenticated one of another tree gives way", "OTHER_TREE", true, 0, "SRV1"},
+        // Two questions for the tree, one for the context and one for the server's state come first.
+        {"so does one whose tree cannot be read", "ACME_TREE", true, 5, "SRV1"},
     };
     for (const auto &row : rows) {
-        SCOPED_TRACE(row.user);
+        SCOPED_TRACE(row.behaviour);
         declare_network();
-        LoginAliasContext[0] = 'N';
-        args_.user = hold(row.user);
-        run_all();
-        EXPECT_STREQ(LoginAliasContext, row.alias);
-        EXPECT_EQ(last_.context, ".OU=sales.O=acme");
+        if (row.tree != nullptr) {
+            spy::server("SRV2", row.tree);
+            spy::authenticated("SRV2", row.authenticated);
+            args_.server = hold("srv2");
+        }
+        if (row.failing != 0) spy::fail_nth("ZKCCGetConnInfo", row.failing, 0x8801);
+        EXPECT_EQ(run_all(), 0U);
+        EXPECT_THAT(printed_, HasSubstr(std::string("You are attached to server ") + row.used + "\n"));
+        EXPECT_THAT(printed_, Not(HasSubstr(row.used == std::string("SRV1") ? "SRV2" : "SRV1")));
+        EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), SizeIs(1));
+        EXPECT_THAT(spy::calls("ZKCCScanConnInfo"), SizeIs(row.tree == nullptr ? 0 : 1));
     }
-}
-
-// ---- the primary server ----
-
-TEST_F(RunSequenceTest, WithoutAServerTheTreesDefaultOneIsUsed) {
-    run_all();
-    EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), SizeIs(1));
-    EXPECT_THAT(printed_, HasSubstr("You are attached to server SRV1\n"));
 }
 
 TEST_F(RunSequenceTest, WithoutAnyServerNoneIsSet) {
@@ -427,71 +380,27 @@ TEST_F(RunSequenceTest, WithoutAnyServerNoneIsSet) {
     EXPECT_EQ(last_.variables[0], '-');
 }
 
-TEST_F(RunSequenceTest, AServerThatIsNotAuthenticatedIsUsed) {
-    spy::server("SRV2", "ACME_TREE");
-    args_.server = hold("srv2");
-    run_all();
-    EXPECT_THAT(spy::calls("ZKCCScanConnInfo"), ElementsAre(HasSubstr("\"srv2\"")));
-    EXPECT_THAT(printed_, HasSubstr("You are attached to server SRV2\n"));
-    EXPECT_THAT(printed_, Not(HasSubstr("SRV1")));
-}
-
-TEST_F(RunSequenceTest, AnAuthenticatedServerOfTheTreeIsUsed) {
-    spy::server("SRV2", "acme_TREE");
-    spy::authenticated("SRV2");
-    args_.server = hold("srv2");
-    run_all();
-    EXPECT_THAT(printed_, HasSubstr("You are attached to server SRV2\n"));
-}
-
-TEST_F(RunSequenceTest, AnAuthenticatedServerOfAnotherTreeGivesWayToTheDefaultOne) {
-    spy::server("SRV2", "OTHER_TREE");
-    spy::authenticated("SRV2");
-    args_.server = hold("srv2");
-    run_all();
-    EXPECT_THAT(printed_, HasSubstr("You are attached to server SRV1\n"));
-    EXPECT_THAT(printed_, Not(HasSubstr("SRV2")));
-}
-
-TEST_F(RunSequenceTest, AnAuthenticatedServerWithoutATreeGivesWayToTheDefaultOne) {
-    spy::server("SRV2", "ACME_TREE");
-    spy::authenticated("SRV2");
-    // The fifth question is the one for the server's tree: two for the tree, one for the context, the server's state.
-    spy::fail_nth("ZKCCGetConnInfo", 5, 0x8801);
-    args_.server = hold("srv2");
-    run_all();
-    EXPECT_THAT(printed_, HasSubstr("You are attached to server SRV1\n"));
-}
-
 TEST_F(RunSequenceTest, AnUnknownServerGivesWayToTheDefaultOne) {
-    args_.server = hold("NOWHERE");
-    EXPECT_EQ(run_all(), 0U);
-    EXPECT_THAT(printed_, HasSubstr("Server not Found:NOWHERE\n"
-                                    "Unable to set primary connection: 8847\n"
-                                    "You are attached to server SRV1\n"));
-}
-
-TEST_F(RunSequenceTest, AnUnknownServerWithoutADefaultOneIsReportedAsNone) {
-    args_.server = hold("NOWHERE");
+    const std::string unknown = "Unable to set primary connection: 8847\n", none = "Unable to set primary connection: ";
+    const auto with = [this](const std::function<void()> &fail) {
+        declare_network();
+        fail();
+        args_.server = hold("NOWHERE");
+        EXPECT_EQ(run_all(), 0U);
+        return spy::calls("ZKCCSetPrimConn").size();
+    };
+    EXPECT_EQ(with([] {}), 1U);
+    EXPECT_THAT(printed_, HasSubstr("Server not Found:NOWHERE\n" + unknown + "You are attached to server SRV1\n"));
     // The fourth question is for the default server's name: two for the tree and one for the context come first.
-    spy::fail_nth("ZKCCGetConnInfo", 4, 0x8801);
-    EXPECT_EQ(run_all(), 0U);
-    EXPECT_THAT(printed_, HasSubstr("Unable to set primary connection: 8847\n"
-                                    "Unable to set primary connection: 1\n"));
-    EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), IsEmpty());
+    EXPECT_EQ(with([] { spy::fail_nth("ZKCCGetConnInfo", 4, 0x8801); }), 0U);
+    EXPECT_THAT(printed_, HasSubstr(unknown + none + "1\n"));
+    const auto failing_default = [] {
+        spy::fail("ZKCCSetPrimConn", 0x8808);
+        spy::fail_from("ZKDSSetContext", 3, 0x8808);
+    };
+    EXPECT_EQ(with(failing_default), 1U) << "it is not tried again";
+    EXPECT_THAT(printed_, HasSubstr(unknown + none + "8808\n"));
 }
-
-TEST_F(RunSequenceTest, AFailingDefaultServerIsNotTriedAgain) {
-    args_.server = hold("NOWHERE");
-    spy::fail("ZKCCSetPrimConn", 0x8808);
-    spy::fail_from("ZKDSSetContext", 3, 0x8808);
-    EXPECT_EQ(run_all(), 0U);
-    EXPECT_THAT(printed_, HasSubstr("Unable to set primary connection: 8847\n"
-                                    "Unable to set primary connection: 8808\n"));
-    EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), SizeIs(1));
-}
-
-// ---- a client that fails ----
 
 TEST_F(RunSequenceTest, WhateverCallFailsTheRunEnds) {
     const auto prepare = [this] {

@@ -4,13 +4,6 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::StartsWith;
-
 class RunStateTest : public RunSequenceTest {
   protected:
     // The session's globals that a run fills, in the order in which it fills them.
@@ -42,8 +35,6 @@ class RunStateTest : public RunSequenceTest {
   private:
     std::string written_;
 };
-
-// ---- the order of the steps ----
 
 TEST_F(RunStateTest, EachStepFindsWhatTheStepsBeforeItHaveFilled) {
     args_.userGUI = 1;
@@ -119,54 +110,6 @@ TEST_F(RunStateTest, BeforeTheServerIsAskedTheContextIsThatOfTheCallersTree) {
     EXPECT_THAT(printed_, StartsWith("Your current tree is: ACME_TREE\n"));
 }
 
-// ---- the user ----
-
-TEST_F(RunStateTest, TheUsersNameIsObjectLoginNameAndVariable1) {
-    const struct {
-        const char *known, *user, *name;
-    } rows[] = {
-        {"CN=jdoe.OU=sales.O=acme", "somebody.else", "jdoe"},
-        {"", "bob", "bob"},
-        {"", "bob.east.acme", "bob"},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.user);
-        declare_network();
-        spy::logged_in(row.known);
-        args_.user = hold(row.user);
-        run_all();
-        EXPECT_EQ(last_.object, row.name);
-        EXPECT_EQ(last_.login, row.name);
-        EXPECT_EQ(last_.variables, std::string("SRV1") + row.name + "--------");
-        EXPECT_THAT(printed_, HasSubstr(std::string("\nUser: ") + row.name + "\n"));
-    }
-}
-
-TEST_F(RunStateTest, AUserWhoIsNotLoggedInIsCutAtTheVeryFirstPeriod) {
-    const struct {
-        const char *user, *name, *context;
-    } rows[] = {
-        {"j\\.doe.acme", "j\\", ".doe.acme"},
-        {"jdoe.", "jdoe", "."},
-        {".jdoe", "", ".jdoe"},
-        {"CN=jdoe.O=acme", "CN=jdoe", ".O=acme"},
-    };
-    for (const auto &row : rows) {
-        SCOPED_TRACE(row.user);
-        declare_network();
-        spy::logged_out();
-        args_.user = hold(row.user);
-        run_all();
-        EXPECT_STREQ(args_.user, row.name);
-        EXPECT_EQ(last_.object, row.name);
-        EXPECT_EQ(last_.context, row.context);
-        EXPECT_EQ(last_.initial, row.context);
-        EXPECT_EQ(last_.alias, "N");
-    }
-}
-
-// ---- the primary server ----
-
 TEST_F(RunStateTest, WithoutADefaultServerAnotherTreesServerLeavesNone) {
     spy::server("SRV2", "OTHER_TREE");
     spy::authenticated("SRV2");
@@ -178,35 +121,32 @@ TEST_F(RunStateTest, WithoutADefaultServerAnotherTreesServerLeavesNone) {
     EXPECT_THAT(spy::calls("ZKCCSetPrimConn"), IsEmpty());
 }
 
-// ---- for whom the scripts run ----
-
-TEST_F(RunStateTest, EachScriptOfTheDirectoryRunsAsTheUserOfTheStart) {
-    spy::stream("OU=sales.O=acme", "DISPLAY .probe\nCONTEXT .east.acme");
-    spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"staff.acme"});
-    spy::stream("staff.acme", "DISPLAY .probe");
-    spy::stream("jdoe.OU=sales.O=acme", "DISPLAY .probe");
-    spy::stream("probe", "");
-    run_all();
+TEST_F(RunStateTest, EachScriptRunsAsTheUserOfTheStart) {
     const std::string user = "jdoe.OU=sales.O=acme on 1";
-    EXPECT_THAT(probed(), ElementsAre(user, user, user));
-}
-
-TEST_F(RunStateTest, ALoginFileRunsAsTheUserOfTheStart) {
-    spy::stream("probe", "");
-    args_.profileScript = file("profile", "DISPLAY .probe\nCONTEXT .east.acme\n");
-    args_.loginScript = file("login", "DISPLAY .probe\n");
-    run_all();
-    const std::string user = "jdoe.OU=sales.O=acme on 1";
-    EXPECT_THAT(probed(), ElementsAre(user, user));
-}
-
-TEST_F(RunStateTest, TheNameOfAProfileRunsAsTheUserOfTheStart) {
-    spy::stream("OU=sales.O=acme", "CONTEXT .east.acme\nPROFILE other.acme");
-    spy::text_attribute("other.acme", "Profile", {"DISPLAY .probe\n"});
-    spy::stream("DISPLAY .probe\n", "");
-    spy::stream("probe", "");
-    run_all();
-    EXPECT_THAT(probed(), ElementsAre("jdoe.OU=sales.O=acme on 1"));
+    const auto runs = [this](const char *container, const std::function<void()> &prepare) {
+        declare_network();
+        before_.clear();
+        spy::stream("OU=sales.O=acme", container);
+        spy::stream("probe", "");
+        prepare();
+        run_all();
+        return probed();
+    };
+    const auto directory = [] {
+        spy::text_attribute("jdoe.OU=sales.O=acme", "Profile", {"staff.acme"});
+        for (const char *object : {"staff.acme", "jdoe.OU=sales.O=acme"}) spy::stream(object, "DISPLAY .probe");
+    };
+    const auto name_of_profile = [] {
+        spy::text_attribute("other.acme", "Profile", {"DISPLAY .probe\n"});
+        spy::stream("DISPLAY .probe\n", "");
+    };
+    const auto files = [this] {
+        args_.profileScript = file("profile", "DISPLAY .probe\nCONTEXT .east.acme\n");
+        args_.loginScript = file("login", "DISPLAY .probe\n");
+    };
+    EXPECT_THAT(runs("DISPLAY .probe\nCONTEXT .east.acme", directory), ElementsAre(user, user, user));
+    EXPECT_THAT(runs("CONTEXT .east.acme\nPROFILE other.acme", name_of_profile), ElementsAre(user));
+    EXPECT_THAT(runs("", files), ElementsAre(user, user));
 }
 
 TEST_F(RunStateTest, WhatIsNotThereIsNotRun) {

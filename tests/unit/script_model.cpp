@@ -4,7 +4,7 @@
 
 struct Condition {
     const char *words;
-    bool holds;
+    bool is_true;
 };
 
 // Texts compare as texts unless VALUE precedes them; AND, OR and NOR group to the right.
@@ -130,10 +130,10 @@ void ScriptModel::mistake(bool executing) {
 
 void ScriptModel::if_block(bool executing, int depth) {
     const Condition &condition = random_.any_of(conditions);
-    bool holds = condition.holds;
+    bool runs = condition.is_true;
     const std::string head = std::string("IF ") + condition.words;
     if (random_.one_in(6)) {
-        holds = false;
+        runs = false;
         reported(line("IF ) x"));
         wrote(executing, "Invalid if statement \n");
         write(false);
@@ -144,10 +144,10 @@ void ScriptModel::if_block(bool executing, int depth) {
     } else {
         line(head + " " + random_.any_of(thens));
     }
-    block(executing && holds, depth);
+    block(executing && runs, depth);
     if (random_.one_in(2)) {
         line("ELSE");
-        block(executing && !holds, depth);
+        block(executing && !runs, depth);
     }
     line(random_.one_in(2) ? "END" : "ENDIF");
 }
@@ -165,7 +165,7 @@ void ScriptModel::single_statement(bool executing) {
     } else {
         line(head + " " + random_.any_of(thens) + " " + statement);
     }
-    wrote(executing && condition.holds && (!nested || inner.holds), text + "\n");
+    wrote(executing && condition.is_true && (!nested || inner.is_true), text + "\n");
 }
 
 // What a jump passes over may be anything; without a jump it is read and has to be something known.
@@ -174,7 +174,7 @@ void ScriptModel::jump(bool executing) {
     const bool conditional = random_.one_in(3);
     const Condition &condition = random_.any_of(conditions);
     line((conditional ? std::string("IF ") + condition.words + " THEN " : "") + "GOTO " + label);
-    const bool jumps = executing && (!conditional || condition.holds);
+    const bool jumps = executing && (!conditional || condition.is_true);
     for (size_t count = random_.below(3); count > 0; count--) {
         if (jumps)
             plain_line(random_.mistaken(random_.statement()));

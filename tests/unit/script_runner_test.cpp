@@ -1,14 +1,8 @@
 #include "language/script_runner.h"
 
-#include "language/control_flow.h"
-#include "language/tokenizer.h"
-#include "script/input_buffer.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr char unmatched_if[] = "Warning, unmatched IF...THEN statment (no END or ENDIF)\n";
 
@@ -23,24 +17,28 @@ class ScriptRunnerTest : public SessionTest {
     }
 };
 
-TEST_F(ScriptRunnerTest, RunsTheStatementsAndReturns0) {
-    EXPECT_EQ(run("WRITE \"a\"\r\nWRITE \"b\"\n"), 0);
-    EXPECT_EQ(output(), "a\nb\n");
-    EXPECT_EQ(syntax_error, 0);
+TEST_F(ScriptRunnerTest, RunsTheStatementsAndReturnsWhetherThereIsAMistake) {
+    const std::tuple<const char *, std::string, int> rows[] = {
+        {"WRITE \"a\"\r\nWRITE \"b\"\n", "a\nb\n", 0},
+        {"", "", 0},
+        {"\r\n", "", 0},
+        {"IF \"a\" = \"b\" THEN\nWRITE \"x\"\n", unmatched_if, 1},
+        {"IF \"a\" = \"b\" THEN\nEND\nIF \"a\" = \"b\" THEN\nENDIF\n", "", 0}};
+    for (const auto &[script, written, result] : rows) {
+        EXPECT_EQ(run(script), result) << script;
+        EXPECT_EQ(output(), written) << script;
+        EXPECT_EQ(syntax_error, result) << script;
+    }
 }
 
-TEST_F(ScriptRunnerTest, AnEmptyScriptReturns0) {
-    EXPECT_EQ(run(""), 0);
-    EXPECT_EQ(run("\r\n"), 0);
-    EXPECT_EQ(output(), "");
-}
-
-TEST_F(ScriptRunnerTest, ASyntaxErrorReturns1AndTheScriptGoesOn) {
+TEST_F(ScriptRunnerTest, AMistakeIsTheResultAndTheScriptGoesOn) {
     EXPECT_EQ(run("WRITE \"a\"\n= =\nWRITE \"b\"\n"), 1);
     const std::string printed = output();
     EXPECT_EQ(printed.substr(0, 2), "a\n");
-    EXPECT_THAT(printed, testing::EndsWith("b\n"));
+    EXPECT_THAT(printed, EndsWith("b\n"));
     EXPECT_EQ(run("WRITE \"c\"\n"), 0) << "the next script starts without it";
+    EXPECT_EQ(run("GOTO nowhere\n= =\nIF \"a\" = \"a\" THEN\n"), 1);
+    EXPECT_THAT(output(), Not(HasSubstr(unmatched_if)));
 }
 
 TEST_F(ScriptRunnerTest, TheTextIsCopied) {
@@ -86,24 +84,12 @@ TEST_F(ScriptRunnerTest, TheObjectIsBorrowedAndTheContextSet) {
     EXPECT_EQ(context, handle);
 }
 
-// ---- IF without END ----
-
-TEST_F(ScriptRunnerTest, AnOpenIfIsReported) {
-    EXPECT_EQ(run("IF \"a\" = \"b\" THEN\nWRITE \"x\"\n"), 1);
-    EXPECT_EQ(output(), unmatched_if);
-    EXPECT_EQ(syntax_error, 1);
-}
-
-TEST_F(ScriptRunnerTest, AnOpenIfIsNotReportedAfterAGoto) {
-    EXPECT_EQ(run("GOTO next\nWRITE \"jumped over\"\nnext:\nIF \"a\" = \"b\" THEN\nWRITE \"x\"\n"), 0);
-    EXPECT_EQ(output(), "");
-}
-
 TEST_F(ScriptRunnerTest, AnyGotoThatWasExecutedKeepsTheReportAway) {
     const struct {
         const char *script;
         int result;
     } rows[] = {
+        {"GOTO next\nWRITE \"jumped over\"\nnext:\nIF \"a\" = \"b\" THEN\nWRITE \"x\"\n", 0},
         {"IF \"a\" = \"a\" THEN\nGOTO nowhere\n", 0},
         {"IF \"a\" = \"a\" THEN\nIF \"a\" = \"a\" THEN GOTO nowhere\n", 0},
         {"IF \"a\" = \"a\" THEN GOTO nowhere\nIF \"a\" = \"b\" THEN\n", 0},
@@ -116,19 +102,7 @@ TEST_F(ScriptRunnerTest, AnyGotoThatWasExecutedKeepsTheReportAway) {
     }
 }
 
-TEST_F(ScriptRunnerTest, AMistakeStaysTheResultAfterAGoto) {
-    EXPECT_EQ(run("GOTO nowhere\n= =\nIF \"a\" = \"a\" THEN\n"), 1);
-    EXPECT_THAT(output(), testing::Not(testing::HasSubstr(unmatched_if)));
-}
-
-TEST_F(ScriptRunnerTest, AClosedIfIsNotReported) {
-    EXPECT_EQ(run("IF \"a\" = \"b\" THEN\nEND\nIF \"a\" = \"b\" THEN\nENDIF\n"), 0);
-    EXPECT_EQ(output(), "");
-}
-
-// ---- the buffer stack ----
-
-TEST_F(ScriptRunnerTest, EachRunUsesUpASlotAndFreesItsText) {
+TEST_F(ScriptRunnerTest, EachRunUsesUpASlotAndTheFirstFollowsTheHundredth) {
     if (ibufstackindex > 97) ibufstackindex = 0;
     const int32_t depth = ibufstackindex;
     run("WRITE\n");
@@ -136,26 +110,20 @@ TEST_F(ScriptRunnerTest, EachRunUsesUpASlotAndFreesItsText) {
     EXPECT_EQ(ibufstack[depth], nullptr);
     run("WRITE\n");
     EXPECT_EQ(ibufstackindex, depth + 2);
-}
-
-TEST_F(ScriptRunnerTest, OneHundredAndOneScriptsRunInOneProcess) {
     ibufstackindex = 0;
     for (int script = 1; script <= 100; script++) run("");
     EXPECT_EQ(ibufstackindex, 100);
+    output();
     EXPECT_EQ(run("WRITE \"script 101\"\n"), 0);
     EXPECT_EQ(output(), "script 101\n");
     EXPECT_EQ(ibufstackindex, 1) << "in the first slot again";
 }
-
-// ---- traces ----
 
 TEST_F(ScriptRunnerTest, TheResultIsTraced) {
     expect_traces({"parsescript_Run returned 0 (syntax ok)"}, [] { run("WRITE\n"); });
     expect_traces({"parsescript_Run returned 1 (syntax error found)"}, [] { run("= =\n"); });
     expect_traces({"parsescript_Run returned 1 (syntax error found)"}, [] { run("IF \"a\" = \"a\" THEN\n"); });
 }
-
-// ---- one more script in an open session ----
 
 class OneMoreScriptTest : public ScriptRunnerTest {
   protected:
@@ -194,22 +162,19 @@ TEST_F(OneMoreScriptTest, FreesTheContextOfATreeStatementInstead) {
     spy::tree("OTHER_TREE", "SRV2");
     set(CurrentPassword, "secret");
     EXPECT_EQ(qrt_RunScript("TREE OTHER_TREE/bob.x\nWRITE \"on\"\n"), 0);
-    EXPECT_THAT(output(), testing::EndsWith("on\n"));
+    EXPECT_THAT(output(), EndsWith("on\n"));
     EXPECT_EQ(spy::open_contexts(), 0);
 }
 
-TEST_F(OneMoreScriptTest, WithoutATreeNothingRuns) {
-    free(CurrentTree);
-    CurrentTree = nullptr;
-    EXPECT_EQ(qrt_RunScript("WRITE \"x\"\n"), 0);
-    EXPECT_EQ(output(), "");
-    EXPECT_THAT(spy::calls(), IsEmpty());
-}
-
-TEST_F(OneMoreScriptTest, WithoutAnObjectTheScriptRuns) {
+TEST_F(OneMoreScriptTest, WithoutAnObjectTheScriptRunsAndWithoutATreeNothing) {
     session_replace(CurrentObject, nullptr);
     EXPECT_EQ(qrt_RunScript("WRITE \"x\"\n"), 0);
     EXPECT_EQ(output(), "x\n");
+    session_replace(CurrentTree, nullptr);
+    spy::forget_calls();
+    EXPECT_EQ(qrt_RunScript("WRITE \"x\"\n"), 0);
+    EXPECT_EQ(output(), "");
+    EXPECT_THAT(spy::calls(), IsEmpty());
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include "include/exported.h"
 #include "platform/common/location.h"
 #include "tests/unit/session_fixture.h"
 
@@ -24,18 +23,10 @@ extern "C" struct passwd *getpwuid(uid_t user) {
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
-
 class ServerFileTest : public NetworkFileTest {
   protected:
     ~ServerFileTest() override { user_is_unknown = false; }
 };
-
-// ---- where files lie ----
 
 TEST_F(ServerFileTest, AVolumesFileLiesBelowTheMountPointOnTheDefaultServer) {
     network_file("SRV1/SYS/LOGIN/X.TXT", "the file");
@@ -43,14 +34,13 @@ TEST_F(ServerFileTest, AVolumesFileLiesBelowTheMountPointOnTheDefaultServer) {
     EXPECT_EQ(display("sys:LOGIN\\X.TXT"), "the file");
     EXPECT_EQ(display("SYS:/LOGIN/X.TXT"), "the file");
     EXPECT_EQ(display("SYS:\\LOGIN\\X.TXT"), "the file");
-}
-
-TEST_F(ServerFileTest, AFileAtAVolumesRootIsFound) {
     network_file("SRV1/SYS/X.TXT", "the file");
     EXPECT_EQ(display("SYS:X.TXT"), "the file");
     EXPECT_EQ(display("SRV1/SYS:X.TXT"), "the file");
     EXPECT_EQ(display("SYS:X.TXT  "), "the file") << "blanks at the end do not count";
     EXPECT_EQ(display("SYS:/X.TXT/ "), "the file");
+    network_file("SRV1/SYS/LOGIN/X.TXT", "the file");
+    EXPECT_EQ(display("\\\\SRV1\\SYS\\LOGIN\\X.TXT"), "the file");
 }
 
 TEST_F(ServerFileTest, IncludeReadsTheSameFile) {
@@ -81,20 +71,12 @@ TEST_F(ServerFileTest, WithoutADefaultServerTheNameHasNoServer) {
     EXPECT_THAT(spy::calls("ZKCCOpenConnByName"), IsEmpty());
 }
 
-TEST_F(ServerFileTest, AServersFileIsNamedWithItsServer) {
+TEST_F(ServerFileTest, AServersFileIsNamedWithItsServerInItsOwnSpelling) {
     spy::server("SRV2");
     spy::authenticated("SRV2");
     network_file("SRV2/VOL1/dir/x.txt", "on SRV2");
     EXPECT_EQ(display("SRV2/VOL1:dir/x.txt"), "on SRV2");
     EXPECT_EQ(display("srv2\\vol1:dir\\x.txt"), "on SRV2");
-}
-
-TEST_F(ServerFileTest, AUncNameNamesServerVolumeAndPath) {
-    network_file("SRV1/SYS/LOGIN/X.TXT", "the file");
-    EXPECT_EQ(display("\\\\SRV1\\SYS\\LOGIN\\X.TXT"), "the file");
-}
-
-TEST_F(ServerFileTest, AServersOwnSpellingCounts) {
     network_file("SRV1/SYS/A/X.TXT", "the file");
     EXPECT_EQ(get_file("srv1", "SYS/A/X.TXT"), "the file");
     spy::fail("ZKCCGetConnInfo", 0x1234);
@@ -102,16 +84,7 @@ TEST_F(ServerFileTest, AServersOwnSpellingCounts) {
     EXPECT_EQ(get_file("SRV1", "SYS/A/X.TXT"), "the file");
 }
 
-TEST_F(ServerFileTest, TheStatusFileTellsTheMountPoint) {
-    const std::string other = folder_.path("other");
-    std::filesystem::create_directories(other + "/" + user() + "/SRV1/SYS");
-    folder_.file("other/" + user() + "/SRV1/SYS/x", "elsewhere");
-    folder_.file("Version", "Marfsd Version=1.2\nMarfs mount=" + other + "\nmore\n");
-    EXPECT_EQ(mount_point(), other);
-    EXPECT_EQ(get_file("SRV1", "SYS/x"), "elsewhere");
-}
-
-TEST_F(ServerFileTest, TheMountPointIsTheUsualOneUnlessItIsTold) {
+TEST_F(ServerFileTest, TheMountPointIsTheUsualOneUnlessTheStatusFileNamesAnother) {
     EXPECT_EQ(mount_point(), mount_);
     folder_.file("Version", "Marfs mount=\nMarfs mount=/second\n");
     EXPECT_EQ(mount_point(), mount_) << "a line without a path";
@@ -123,6 +96,12 @@ TEST_F(ServerFileTest, TheMountPointIsTheUsualOneUnlessItIsTold) {
     EXPECT_EQ(mount_point(), std::string(256, 'x'));
     folder_.file("Version", "Marfs mount=/at/the/end");
     EXPECT_EQ(mount_point(), "/at/the/end");
+    const std::string other = folder_.path("other");
+    std::filesystem::create_directories(other + "/" + user() + "/SRV1/SYS");
+    folder_.file("other/" + user() + "/SRV1/SYS/x", "elsewhere");
+    folder_.file("Version", "Marfsd Version=1.2\nMarfs mount=" + other + "\nmore\n");
+    EXPECT_EQ(mount_point(), other);
+    EXPECT_EQ(get_file("SRV1", "SYS/x"), "elsewhere");
 }
 
 TEST_F(ServerFileTest, AUserWithoutAnEntryIsCalledUser) {
@@ -141,8 +120,6 @@ TEST_F(ServerFileTest, TheEffectiveUserCounts) {
     EXPECT_NE(path, server_file_path("SRV1", "SYS/x"));
 }
 
-// ---- names without a server ----
-
 TEST_F(ServerFileTest, APlainNameLiesInTheDrivesDirectory) {
     folder_.file("x.txt", "the file");
     EXPECT_EQ(get_file(nullptr, folder_.path("x.txt").c_str()), "the file") << "no drive: the name alone";
@@ -153,14 +130,11 @@ TEST_F(ServerFileTest, APlainNameLiesInTheDrivesDirectory) {
     EXPECT_EQ(get_file(nullptr, folder_.path("x.txt").c_str()), "(1)") << "an absolute name too is the drive's";
 }
 
-TEST_F(ServerFileTest, IdentifiersInNamesAreReplaced) {
+TEST_F(ServerFileTest, IdentifiersInNamesAreReplacedAndTheirBackslashesTurn) {
     setenv("FILE_SPEC_TEST", "x", 1);
     folder_.file("x.txt", "the file");
     EXPECT_EQ(get_file(nullptr, folder_.path("%<FILE_SPEC_TEST>.txt").c_str()), "the file");
     unsetenv("FILE_SPEC_TEST");
-}
-
-TEST_F(ServerFileTest, BackslashesOfAReplacedNameTurnToo) {
     setenv("FILE_SPEC_TEST", "\\LOGIN\\X", 1);
     network_file("SRV1/SYS/LOGIN/X.TXT", "the file");
     EXPECT_EQ(get_file("SRV1", "SYS%<FILE_SPEC_TEST>.TXT"), "the file");
@@ -175,58 +149,50 @@ TEST_F(ServerFileTest, AMissingSpecificationIsReported) {
     EXPECT_THAT(spy::calls(), IsEmpty());
 }
 
-// ---- reaching the server ----
-
-TEST_F(ServerFileTest, TheServerIsReachedAndAsked) {
+TEST_F(ServerFileTest, TheServerIsReachedAskedAndAuthenticated) {
+    const std::string asked = "ZKCCOpenConnByName ZKCCGetConnInfo ZKCCGetConnInfo ",
+                      probed = asked + "ZKDSCanDSAuthenticate ";
+    const struct {
+        const char *behaviour, *server;
+        bool authenticated;
+        std::function<void()> prepare;
+        std::string calls;
+        const char *message;
+    } rows[] = {
+        {"authenticated", "SRV1", true, [] {}, asked, ""},
+        {"not authenticated", "SRV1", false, [] {}, probed + "ZKDSAuthenticateConnEx ", ""},
+        {"without a login", "SRV1", false, [] { spy::logged_out(); }, probed, "Not logged into tree\n"},
+        {"any other answer than 1", "SRV1", false, [] { spy::fail("ZKDSCanDSAuthenticate", 2); }, probed,
+         "Not logged into tree\n"},
+        {"a failed authentication", "srv1", false, [] { spy::fail("ZKDSAuthenticateConnEx", 0x8890); },
+         probed + "ZKDSAuthenticateConnEx ", "Unable to Authenticate to server: SRV1 (8890)\n"},
+        {"an unreachable server", "NOWHERE", true, [] {}, "ZKCCOpenConnByName ",
+         "Unable to connect to server: NOWHERE (8847)\n"},
+    };
     network_file("SRV1/SYS/x", "the file");
-    EXPECT_EQ(get_file("SRV1", "SYS/x"), "the file");
-    EXPECT_THAT(spy::calls(), ElementsAre("ZKCCOpenConnByName(0, \"SRV1\", 2, 1, 32768)", "ZKCCGetConnInfo(101, 7, 49)",
-                                          "ZKCCGetConnInfo(101, 1, 4)"));
-    EXPECT_EQ(output(), "");
+    network_file("SYS/x", "the file"); // the name without a server
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.behaviour);
+        spy::mend();
+        spy::logged_in("jdoe.sales.acme");
+        spy::authenticated("SRV1", row.authenticated);
+        row.prepare();
+        spy::forget_calls();
+        EXPECT_EQ(get_file(row.server, "SYS/x"), "the file");
+        EXPECT_EQ(output(), row.message);
+        std::string calls;
+        for (const std::string &name : spy::call_names()) calls += name + " ";
+        EXPECT_EQ(calls, row.calls);
+    }
 }
 
-TEST_F(ServerFileTest, AnUnauthenticatedConnectionIsAuthenticated) {
+TEST_F(ServerFileTest, TheClientIsAskedWithTheseArguments) {
     spy::authenticated("SRV1", false);
-    network_file("SRV1/SYS/x", "the file");
-    EXPECT_EQ(get_file("SRV1", "SYS/x"), "the file");
+    get_file("SRV1", "SYS/x");
     EXPECT_THAT(spy::calls(), ElementsAre("ZKCCOpenConnByName(0, \"SRV1\", 2, 1, 32768)", "ZKCCGetConnInfo(101, 7, 49)",
                                           "ZKCCGetConnInfo(101, 1, 4)", "ZKDSCanDSAuthenticate(77)",
                                           "ZKDSAuthenticateConnEx(77, 101)"));
-    EXPECT_EQ(output(), "");
 }
-
-TEST_F(ServerFileTest, WithoutALoginItIsSaidAndTheLookUpGoesOn) {
-    spy::authenticated("SRV1", false);
-    spy::logged_out();
-    network_file("SRV1/SYS/x", "the file");
-    EXPECT_EQ(get_file("SRV1", "SYS/x"), "the file");
-    EXPECT_EQ(output(), "Not logged into tree\n");
-    EXPECT_THAT(spy::calls("ZKDSAuthenticateConnEx"), IsEmpty());
-}
-
-TEST_F(ServerFileTest, AnyOtherAnswerThan1IsNoLogin) {
-    spy::authenticated("SRV1", false);
-    spy::fail("ZKDSCanDSAuthenticate", 2);
-    get_file("SRV1", "SYS/x");
-    EXPECT_EQ(output(), "Not logged into tree\n");
-}
-
-TEST_F(ServerFileTest, AFailedAuthenticationIsSaidAndTheLookUpGoesOn) {
-    spy::authenticated("SRV1", false);
-    spy::fail("ZKDSAuthenticateConnEx", 0x8890);
-    network_file("SRV1/SYS/x", "the file");
-    EXPECT_EQ(get_file("srv1", "SYS/x"), "the file");
-    EXPECT_EQ(output(), "Unable to Authenticate to server: SRV1 (8890)\n");
-}
-
-TEST_F(ServerFileTest, AnUnreachableServerIsSaidAndTheNameIsWithoutAServer) {
-    network_file("SYS/x", "below no server");
-    EXPECT_EQ(get_file("NOWHERE", "SYS/x"), "below no server");
-    EXPECT_EQ(output(), "Unable to connect to server: NOWHERE (8847)\n");
-    EXPECT_THAT(spy::call_names(), ElementsAre("ZKCCOpenConnByName"));
-}
-
-// ---- bad input ----
 
 class HostileNameTest : public NetworkFileTest {
   protected:
@@ -258,7 +224,7 @@ TEST_F(HostileNameTest, StatementsDoNotLeaveItEither) {
     }
 }
 
-TEST_F(HostileNameTest, AServersOwnNameDoesNotLeadOut) {
+TEST_F(HostileNameTest, NoServersNameLeadsOut) {
     folder_.file("mnt/secret", "of no user");
     for (const char *name : {"..", "../..", ".", "SRV1/../..", "/"}) {
         SCOPED_TRACE(name);
@@ -266,9 +232,6 @@ TEST_F(HostileNameTest, AServersOwnNameDoesNotLeadOut) {
         EXPECT_EQ(get_file("SRV1", "secret"), "(1)");
         EXPECT_EQ(get_file("SRV1", "other/SYS/x"), "(1)");
     }
-}
-
-TEST_F(HostileNameTest, AServersNameWithoutAnEndIsBounded) {
     spy::connection_answer(ZK_INFO_SERVER_NAME, std::string(200, 'S'));
     network_file(std::string(48, 'S') + "/x", "cut");
     EXPECT_EQ(get_file("SRV1", "x"), "cut");
@@ -291,7 +254,7 @@ TEST_F(HostileNameTest, OverlongPathsAreNotFound) {
     EXPECT_THAT(display("SYS:/" + std::string(5000, 'x')), StartsWith("Unable to find file:(SYS//xxx"));
 }
 
-// The length tells that one slash is put between, and none when the name brings it.
+// The length shows that one slash is put between, and none when the name brings it.
 TEST_F(HostileNameTest, APathOfADriveHasUpTo511Characters) {
     const std::string above = folder_.path(std::string(250, 'd'));
     for (const size_t length : {509U, 510U}) {
@@ -306,22 +269,16 @@ TEST_F(HostileNameTest, APathOfADriveHasUpTo511Characters) {
     }
 }
 
-TEST_F(HostileNameTest, PipesAndDevicesAreNotWaitedFor) {
+TEST_F(HostileNameTest, WhatIsNoPlainFileIsNotFound) {
     ASSERT_EQ(mkfifo((mount_ + "/" + user() + "/SRV1/SYS/fifo").c_str(), 0600), 0);
     EXPECT_EQ(get_file("SRV1", "SYS/fifo"), "(1)");
     for (const char *name : {"/dev/zero", "/dev/tty", "/dev/stdin", "/proc/self/mem", "/"}) {
         SCOPED_TRACE(name);
         EXPECT_EQ(get_file(nullptr, name), "(1)");
     }
-}
-
-TEST_F(HostileNameTest, FoldersAreNoFiles) {
     EXPECT_EQ(get_file("SRV1", "SYS"), "(1)");
     EXPECT_EQ(get_file("SRV1", ""), "(1)");
     EXPECT_EQ(get_file(nullptr, ""), "(1)");
-}
-
-TEST_F(HostileNameTest, AVanishedFileIsNotFound) {
     const std::string path = mount_ + "/" + user() + "/SRV1/SYS/x";
     spy::on_call([&](const std::string &) { std::filesystem::remove(path); });
     EXPECT_EQ(get_file("SRV1", "SYS/x"), "(1)");
@@ -336,7 +293,7 @@ TEST_F(HostileNameTest, AFileWithoutPermissionIsNotFound) {
         char *text = nullptr;
         _exit(qrt_GetFile(handle, nullptr, path.c_str(), &text) == 1 && !text ? 33 : 0);
     };
-    EXPECT_EXIT(read_as_nobody(), testing::ExitedWithCode(33), "");
+    EXPECT_EXIT(read_as_nobody(), ExitedWithCode(33), "");
 }
 
 TEST_F(HostileNameTest, AFileWithZeroBytesIsShownUpToTheFirst) {

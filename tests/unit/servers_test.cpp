@@ -4,25 +4,13 @@
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 class ServersTest : public SessionTest {
   protected:
     ServersTest() {
         spy::tree("ACME_TREE", "SRV1");
         spy::server("SRV2", "ACME_TREE");
     }
-
-    static void connect(const char *server) {
-        uint32_t connection = 0;
-        ASSERT_EQ(ZKCCOpenConnByName(0, server, 2, 1, 0x8000, &connection), 0U);
-        spy::forget_calls();
-    }
 };
-
-// ---- which tree a server's connection belongs to ----
 
 class CheckAuthServerTest : public ServersTest {
   protected:
@@ -33,31 +21,20 @@ class CheckAuthServerTest : public ServersTest {
         tree_ = tree == &untouched ? "(untouched)" : taken(tree);
         return code;
     }
-
     std::string tree_;
 };
 
-TEST_F(CheckAuthServerTest, AnOpenConnectionIsFound) {
-    spy::authenticated("SRV1");
-    connect("SRV1");
-    EXPECT_EQ(check("SRV1"), 0U);
-    EXPECT_EQ(tree_, "ACME_TREE");
-    EXPECT_THAT(spy::calls(), ElementsAre("ZKCCScanConnInfo(iter 0, 7, \"SRV1\", 11, 1, 0, null)",
-                                          "ZKCCGetConnInfo(101, 1, 4)", "ZKCCGetConnInfo(101, 4, 33)"));
-}
-
-TEST_F(CheckAuthServerTest, WithoutOneAConnectionIsOpened) {
+TEST_F(CheckAuthServerTest, AnOpenConnectionIsFoundAndOtherwiseOneIsOpened) {
     spy::authenticated("SRV1");
     EXPECT_EQ(check("SRV1"), 0U);
     EXPECT_EQ(tree_, "ACME_TREE");
-    EXPECT_THAT(spy::calls(), ElementsAre("ZKCCScanConnInfo(iter 0, 7, \"SRV1\", 11, 1, 0, null)",
-                                          "ZKCCOpenConnByName(0, \"SRV1\", 2, 1, 32768)", "ZKCCGetConnInfo(101, 1, 4)",
-                                          "ZKCCGetConnInfo(101, 4, 33)"));
-}
-
-TEST_F(CheckAuthServerTest, AnUnknownServerIsReported) {
-    EXPECT_EQ(check("NOWHERE"), 0x8847U);
-    EXPECT_EQ(output(), "Server not Found:NOWHERE\n");
+    const std::string scan = "ZKCCScanConnInfo(iter 0, 7, \"SRV1\", 11, 1, 0, null)",
+                      state = "ZKCCGetConnInfo(101, 1, 4)", tree = "ZKCCGetConnInfo(101, 4, 33)";
+    EXPECT_THAT(spy::calls(), ElementsAre(scan, "ZKCCOpenConnByName(0, \"SRV1\", 2, 1, 32768)", state, tree));
+    spy::forget_calls();
+    EXPECT_EQ(check("SRV1"), 0U);
+    EXPECT_EQ(tree_, "ACME_TREE");
+    EXPECT_THAT(spy::calls(), ElementsAre(scan, state, tree));
 }
 
 TEST_F(CheckAuthServerTest, AnUnreadableStateClosesTheConnection) {
@@ -68,10 +45,12 @@ TEST_F(CheckAuthServerTest, AnUnreadableStateClosesTheConnection) {
     expect_traces({"ZKCCGetConnInfo: 8801"}, [this] { check("SRV1"); });
 }
 
-TEST_F(CheckAuthServerTest, AnUnauthenticatedConnectionIs1) {
+TEST_F(CheckAuthServerTest, AnUnauthenticatedConnectionIs1AndAnUnknownServerReported) {
     EXPECT_EQ(check("SRV1"), 1U);
     EXPECT_EQ(spy::calls().back(), "ZKCCGetConnInfo(101, 1, 4)");
     EXPECT_EQ(output(), "");
+    EXPECT_EQ(check("NOWHERE"), 0x8847U);
+    EXPECT_EQ(output(), "Server not Found:NOWHERE\n");
 }
 
 TEST_F(CheckAuthServerTest, AnUnreadableTreeIsNull) {
@@ -98,32 +77,27 @@ TEST_F(CheckAuthServerTest, TheScanIsTraced) {
     EXPECT_THAT(trace_texts(6, [this] { check("SRV1"); }), Contains("ZKCCScanConnInfo() returned AB12"));
 }
 
-// ---- the primary server ----
-
-TEST_F(ServersTest, TheServerBecomesThePrimaryOne) {
+TEST_F(ServersTest, TheServerBecomesThePrimaryOneAsItSpellsItself) {
     EXPECT_EQ(qrt_SetServer(handle, "srv1"), 0U);
     EXPECT_EQ(output(), "You are attached to server SRV1\n");
     EXPECT_STREQ(uservars[0], "SRV1") << "as the server spells itself";
     EXPECT_THAT(spy::calls(),
                 ElementsAre("ZKCCOpenConnByName(0, \"srv1\", 32768, 1, 32768)", "ZKCCGetConnInfo(101, 7, 49)",
                             "ZKCCSetPrimConn(101)", "ZKDSSetContext(77, DCK_LAST_CONNECTION, 101)"));
+    qrt_SetUserVar(0, "srv1");
+    EXPECT_EQ(qrt_SetServer(handle, uservars[0]), 0U);
+    EXPECT_STREQ(uservars[0], "SRV1");
+    spy::connection_answer(ZK_INFO_SERVER_NAME, std::string(200, 'S'));
+    EXPECT_EQ(qrt_SetServer(handle, "SRV1"), 0U);
+    EXPECT_EQ(std::string(uservars[0]), std::string(48, 'S'));
 }
 
-TEST_F(ServersTest, WithoutAHandleTheServerStillBecomesThePrimaryOne) {
-    EXPECT_EQ(qrt_SetServer(0, "SRV1"), 0U);
-    EXPECT_EQ(output(), "You are attached to server SRV1\n");
-    EXPECT_EQ(spy::calls().back(), "ZKCCSetPrimConn(101)");
-}
-
-TEST_F(ServersTest, ANullServerIs1) {
+TEST_F(ServersTest, AServerThatCannotBeSetIsReported) {
     qrt_SetUserVar(0, "OLD");
     EXPECT_EQ(qrt_SetServer(handle, nullptr), 1U);
     EXPECT_EQ(output(), "Unable to set primary connection: 1\n");
     EXPECT_STREQ(uservars[0], "OLD");
     EXPECT_THAT(spy::calls(), IsEmpty());
-}
-
-TEST_F(ServersTest, AnUnknownServerIsReportedAndStaysWanted) {
     qrt_SetUserVar(0, "OLD");
     EXPECT_EQ(qrt_SetServer(handle, "NOWHERE"), 0x8847U);
     EXPECT_EQ(output(), "Unable to set primary connection: 8847\n");
@@ -152,18 +126,6 @@ TEST_F(ServersTest, TheContextsResultReplacesTheConnections) {
     EXPECT_THAT(spy::calls("ZKCCCloseConn"), IsEmpty()) << "successful connections stay open";
 }
 
-TEST_F(ServersTest, AServersNameWithoutAnEndIsBounded) {
-    spy::connection_answer(ZK_INFO_SERVER_NAME, std::string(200, 'S'));
-    EXPECT_EQ(qrt_SetServer(handle, "SRV1"), 0U);
-    EXPECT_EQ(std::string(uservars[0]), std::string(48, 'S'));
-}
-
-TEST_F(ServersTest, Variable0MayBeTheServerItself) {
-    qrt_SetUserVar(0, "srv1");
-    EXPECT_EQ(qrt_SetServer(handle, uservars[0]), 0U);
-    EXPECT_STREQ(uservars[0], "SRV1");
-}
-
 TEST_F(ServersTest, SettingTheServerIsTraced) {
     expect_traces({"entering qrt_SetServer(srv1)", "ZKCCSetPrimConn on SRV1 0",
                    "ZKDSSetContext(DCK_LAST_CONNECTION, to server (SRV1) = 0"},
@@ -180,8 +142,6 @@ TEST_F(ServersTest, SettingTheServerIsTraced) {
                   [] { qrt_SetServer(0, "srv1"); });
 }
 
-// ---- ATTACH ----
-
 class AttachTest : public ServersTest {
   protected:
     AttachTest() { spy::keep_prompt_texts(); }
@@ -191,17 +151,13 @@ class AttachTest : public ServersTest {
             free(password);
         }
     }
-
     static uint32_t attach(const char *server) { return qrt_Attach(text(server).get()); }
 };
 
-TEST_F(AttachTest, ANullServerIs1) {
+TEST_F(AttachTest, AnUnknownOrMissingServerIsReported) {
     EXPECT_EQ(qrt_Attach(nullptr), 1U);
     EXPECT_EQ(output(), "Server not definded:(null)\n");
     EXPECT_THAT(spy::calls(), IsEmpty());
-}
-
-TEST_F(AttachTest, AnUnknownServerIsReported) {
     EXPECT_EQ(attach("NOWHERE"), 0x8847U);
     EXPECT_EQ(output(), "Server not Found:NOWHERE\n");
 }
@@ -232,55 +188,42 @@ TEST_F(AttachTest, TheDirectoryLoginAuthenticatesWithoutAPrompt) {
     EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "0");
 }
 
-TEST_F(AttachTest, TheEnvironmentIsNotOverwritten) {
-    setenv("TOLAN_USE_BRUNE", "1", 1);
-    attach("SRV1");
-    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
+TEST_F(AttachTest, OtherwiseTheUserIsAskedOnTheTerminalOrInWindows) {
+    for (const std::string call : {"auxlogin_c", "auxlogin_g"}) {
+        g_useGUI = call == "auxlogin_g" ? 1 : 0;
+        spy::authenticated("SRV1", false);
+        spy::forget_calls();
+        spy::account("jdoe", "right");
+        spy::prompt_answer("jdoe", "right");
+        EXPECT_EQ(attach("SRV1"), 0U);
+        EXPECT_EQ(output(), "Server not authenticated - login to server:SRV1\n");
+        EXPECT_THAT(spy::calls(call), ElementsAre(call + "(\"(server) SRV1\", \"<username>\")"));
+        EXPECT_THAT(spy::calls(g_useGUI ? "auxlogin_c" : "auxlogin_g"), IsEmpty());
+        EXPECT_THAT(spy::calls().back(), EndsWith(", \"jdoe\", 256, \"right\")"));
+        EXPECT_THAT(spy::calls("ZKCCCloseConn"), IsEmpty());
+    }
 }
 
-TEST_F(AttachTest, OtherwiseTheUserIsAsked) {
-    spy::account("jdoe", "right");
-    spy::prompt_answer("jdoe", "right");
-    EXPECT_EQ(attach("SRV1"), 0U);
-    EXPECT_EQ(output(), "Server not authenticated - login to server:SRV1\n");
-    EXPECT_THAT(spy::calls("auxlogin_c"), ElementsAre("auxlogin_c(\"(server) SRV1\", \"<username>\")"));
-    EXPECT_EQ(spy::calls().back(), "ZKLoginToFileServer(101, \"jdoe\", 256, \"right\")");
-    EXPECT_THAT(spy::calls("ZKCCCloseConn"), IsEmpty());
-}
-
-TEST_F(AttachTest, InWindowsTheUserIsAskedThere) {
-    g_useGUI = 1;
-    spy::prompt_answer("jdoe", "right");
-    EXPECT_EQ(attach("SRV1"), 0U);
-    EXPECT_THAT(spy::calls("auxlogin_g"), ElementsAre("auxlogin_g(\"(server) SRV1\", \"<username>\")"));
-    EXPECT_THAT(spy::calls("auxlogin_c"), IsEmpty());
-}
-
-TEST_F(AttachTest, WrongPasswordsRepeatThePrompt) {
+TEST_F(AttachTest, ThereIsNoLimitToWrongPasswords) {
     spy::account("jdoe", "right");
     for (const char *password : {"wrong", "Right", "", "right"}) spy::prompt_answer("jdoe", password);
     EXPECT_EQ(attach("SRV1"), 0U);
     const std::string refused = "Unable to authenticate to server:SRV1 (FFFFE001)\n";
     EXPECT_EQ(output(), "Server not authenticated - login to server:SRV1\n" + refused + refused + refused);
     EXPECT_EQ(spy::calls("auxlogin_c").size(), 4U);
-}
-
-TEST_F(AttachTest, ThereIsNoLimitToThePrompts) {
     spy::account("jdoe", "right");
     for (int attempt = 0; attempt < 500; attempt++) spy::prompt_answer("jdoe", "wrong");
     spy::prompt_answer("jdoe", "right");
     EXPECT_EQ(attach("SRV1"), 0U);
 }
 
-TEST_F(AttachTest, ACancelledPromptClosesTheConnection) {
+TEST_F(AttachTest, ACancelledPromptClosesTheConnectionWhateverItsCode) {
     spy::account("jdoe", "right");
     spy::prompt_answer("jdoe", "wrong");
     spy::prompt_cancel();
     EXPECT_EQ(attach("SRV1"), 1U);
     EXPECT_EQ(spy::calls().back(), "ZKCCCloseConn(101)");
-}
-
-TEST_F(AttachTest, AnyAnswerOfThePromptButZeroIsACancellation) {
+    output();
     for (const uint32_t answer : {2U, 55U, 0xFFFFFFFFU}) {
         spy::fail("auxlogin_c", answer);
         EXPECT_EQ(attach("SRV1"), 1U) << answer;
@@ -302,35 +245,32 @@ TEST_F(AttachTest, NameAndPasswordAreWipedButNotFreed) {
     }
 }
 
-TEST_F(AttachTest, TheEnvironmentIsSetBeforeTheClientStarts) {
+TEST_F(AttachTest, TheEnvironmentIsSetBeforeTheClientStartsAndNotOverwritten) {
     std::string seen;
     spy::on_call([&seen](const std::string &call) {
         if (call == "ZKCLXInit(null, null)") seen = shown(getenv("TOLAN_USE_BRUNE"));
     });
     attach("SRV1");
     EXPECT_EQ(seen, "0");
+    setenv("TOLAN_USE_BRUNE", "1", 1);
+    attach("SRV1");
+    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
 }
 
 TEST_F(AttachTest, AnAuthenticationWithoutEffectAsksTheUser) {
-    spy::logged_in("jdoe.acme");
-    spy::connection_answer(ZK_INFO_AUTHENTICATION_STATE, std::string(4, '\0'));
-    EXPECT_EQ(attach("SRV1"), 1U) << "nobody answers the prompt";
-    EXPECT_EQ(spy::calls("ZKDSAuthenticateConnEx").size(), 1U);
-    EXPECT_EQ(output(), "Server not authenticated - login to server:SRV1\n");
-}
-
-TEST_F(AttachTest, AFailedSecondLookAtTheStateAsksTheUser) {
-    spy::logged_in("jdoe.acme");
-    spy::fail_nth("ZKCCGetConnInfo", 2, 0x8801);
-    EXPECT_EQ(attach("SRV1"), 1U) << "nobody answers the prompt";
-    EXPECT_EQ(output(), "Server not authenticated - login to server:SRV1\n");
-}
-
-TEST_F(AttachTest, WithoutAContextTheUserIsAsked) {
-    spy::fail("ZKDSCreateContextHandle", 0xFFFFFEB8);
-    EXPECT_EQ(attach("SRV1"), 1U);
-    EXPECT_THAT(spy::calls("ZKDSAuthenticateConnEx"), IsEmpty());
-    EXPECT_EQ(spy::calls("auxlogin_c").size(), 1U);
+    const std::function<void()> rows[] = {
+        [] { spy::connection_answer(ZK_INFO_AUTHENTICATION_STATE, std::string(4, '\0')); },
+        [] { spy::fail_nth("ZKCCGetConnInfo", 2, 0x8801); }, [] { spy::fail("ZKDSCreateContextHandle", 0xFFFFFEB8); }};
+    for (const auto &prepare : rows) {
+        spy::reset();
+        spy::tree("ACME_TREE", "SRV1");
+        spy::logged_in("jdoe.acme");
+        prepare();
+        EXPECT_EQ(attach("SRV1"), 1U) << "nobody answers the prompt";
+        EXPECT_THAT(spy::calls("ZKDSAuthenticateConnEx"), SizeIs(&prepare == &rows[2] ? 0 : 1));
+        EXPECT_EQ(spy::calls("auxlogin_c").size(), 1U);
+        EXPECT_EQ(output(), "Server not authenticated - login to server:SRV1\n");
+    }
 }
 
 TEST_F(AttachTest, AttachingIsTraced) {

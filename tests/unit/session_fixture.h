@@ -40,6 +40,19 @@
 
 extern char **environ;
 
+using testing::AllOf;
+using testing::AnyOf;
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::ExitedWithCode;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using testing::StartsWith;
+
 // The environment, the fixed places and the clock, put back at the end.
 class Surroundings {
   public:
@@ -129,6 +142,12 @@ class SessionTest : public testing::Test {
     static int run(const std::string &script) { return parsescript_Run(script.c_str(), objname, handle); }
 
     static std::string shown(const char *text) { return text == nullptr ? "(null)" : text; }
+
+    static std::string hexadecimal(uint32_t code) {
+        char digits[9];
+        snprintf(digits, sizeof digits, "%X", code);
+        return digits;
+    }
 
     // New heap text of the library as a string.
     static std::string taken(char *text) {
@@ -226,6 +245,13 @@ class DirectoryTest : public SessionTest {
     }
 };
 
+// A script of a table: what it shows, what it writes and what the runner returns.
+struct ScriptRow {
+    const char *behaviour;
+    std::string script, output;
+    int result = 0;
+};
+
 // A session of jdoe in .sales.acme of ACME_TREE, and verbs to run scripts in it. The object jdoe.sales.acme exists and
 // has no attribute that a test does not give it.
 class ScriptTest : public SessionTest {
@@ -260,6 +286,15 @@ class ScriptTest : public SessionTest {
         run(script);
         return output();
     }
+    // Runs each script, all of them in a level 0 that executes.
+    void expect_scripts(const std::vector<ScriptRow> &rows) {
+        for (const auto &[behaviour, script, written, result] : rows) {
+            SCOPED_TRACE(behaviour);
+            condstate[0] = 0;
+            EXPECT_EQ(run(script), result);
+            EXPECT_EQ(output(), written);
+        }
+    }
     // Runs the parser alone, as the runner does. Returns the parser's own result.
     int parse(const std::string &script) {
         end_of_line = 1;
@@ -275,6 +310,13 @@ class ScriptTest : public SessionTest {
     // The report of a syntax error that quotes `line`.
     static std::string report(const std::string &line) {
         return "\nScript error.\nThe original line was:\n" + line + "\n\n";
+    }
+
+    static std::string repeat(size_t count, const std::string &text) {
+        std::string all;
+        all.reserve(count * text.size());
+        while (count-- > 0) all += text;
+        return all;
     }
 
     static constexpr char user[] = "jdoe.sales.acme";

@@ -1,18 +1,8 @@
 #include "commands/session_statements.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "tests/client_spy/client_spy.h"
-#include "tests/client_spy/wipe_watch.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 // The tree ACME_TREE, nobody logged in, and jdoe's password at hand.
 class SessionStatementsTest : public SessionTest {
@@ -23,7 +13,6 @@ class SessionStatementsTest : public SessionTest {
         qrt_SetCurrentObject("jdoe.sales.acme");
         set(CurrentPassword, "kept");
     }
-
     static SecretText secret(const char *value) { return SecretText(text(value).release()); }
 
     // Which name and password the client was asked to log in with.
@@ -34,20 +23,20 @@ class SessionStatementsTest : public SessionTest {
     }
 };
 
-TEST_F(SessionStatementsTest, TreeAloneLogsInWithWhatTheSessionHas) {
+TEST_F(SessionStatementsTest, TreeLogsInWithWhatItHasAndOtherwiseTheSessions) {
     tree_statement(text("ACME_TREE"), nullptr, nullptr);
     EXPECT_EQ(login(), "\"jdoe.sales.acme\", 2, \"kept\")");
     EXPECT_THAT(output(), HasSubstr("Your current tree is: ACME_TREE\n"));
-}
-
-TEST_F(SessionStatementsTest, TreeWithAUserLogsThatUserIn) {
-    tree_statement(text("ACME_TREE"), text("bob.sales.acme"), nullptr);
-    EXPECT_EQ(login(), "\"bob.sales.acme\", 2, \"kept\")");
-}
-
-TEST_F(SessionStatementsTest, TreeWithAUserAndAPasswordUsesBoth) {
-    tree_statement(text("ACME_TREE"), text("bob.sales.acme"), secret("given"));
-    EXPECT_EQ(login(), "\"bob.sales.acme\", 2, \"given\")");
+    for (const char *password : {static_cast<const char *>(nullptr), "given"}) {
+        spy::logged_in_to("ACME_TREE", "");
+        spy::forget_calls();
+        tree_statement(text("ACME_TREE"), text("bob.sales.acme"), secret(password));
+        EXPECT_EQ(login(), std::string("\"bob.sales.acme\", 2, \"") + (password ? password : "kept") + "\")");
+    }
+    EXPECT_THAT(wipe_watch::wiped(), Contains("given"));
+    skip();
+    execute(tree_statement, text("ACME_TREE"), text("bob.sales.acme"), secret("skipped"));
+    EXPECT_THAT(wipe_watch::wiped(), Contains("skipped"));
 }
 
 TEST_F(SessionStatementsTest, TreeReportsAnUnknownTree) {
@@ -61,17 +50,6 @@ TEST_F(SessionStatementsTest, TreeNeverTracesThePassword) {
     EXPECT_THAT(traces(9, run), Not(HasSubstr("s3cret")));
 }
 
-TEST_F(SessionStatementsTest, TreeWipesThePassword) {
-    tree_statement(text("ACME_TREE"), text("bob.sales.acme"), secret("given"));
-    EXPECT_THAT(wipe_watch::wiped(), Contains("given"));
-}
-
-TEST_F(SessionStatementsTest, ASkippedTreeWipesThePasswordToo) {
-    skip();
-    execute(tree_statement, text("ACME_TREE"), text("bob.sales.acme"), secret("given"));
-    EXPECT_THAT(wipe_watch::wiped(), Contains("given"));
-}
-
 TEST_F(SessionStatementsTest, AttachReportsTheServer) {
     spy::authenticated("SRV1");
     attach_statement(text("SRV1"));
@@ -80,7 +58,7 @@ TEST_F(SessionStatementsTest, AttachReportsTheServer) {
 
 TEST_F(SessionStatementsTest, AttachReportsAFailureWithItsCode) {
     attach_statement(text("NOWHERE"));
-    EXPECT_THAT(output(), testing::EndsWith("Unable to attach to server(NOWHERE) 8847\n"));
+    EXPECT_THAT(output(), EndsWith("Unable to attach to server(NOWHERE) 8847\n"));
     spy::fail("ZKCCGetConnInfo", 0xFFFFE00F);
     attach_statement(text("SRV1"));
     EXPECT_EQ(output(), "Unable to attach to server(SRV1) FFFFE00F\n");

@@ -6,13 +6,7 @@
 
 namespace {
 
-using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
-
 using StateTest = SessionTest;
-
-// ---- the globals ----
 
 TEST_F(StateTest, ConstantsHaveTheirValues) {
     EXPECT_STREQ(libtreeloginLocation, "/opt/brasca/lib64/libtreelogin.so");
@@ -27,6 +21,11 @@ TEST_F(StateTest, ConstantsHaveTheirValues) {
 }
 
 TEST_F(StateTest, GettersLendTheGlobals) {
+    EXPECT_EQ(qrt_GetCurrentContext(), nullptr);
+    EXPECT_EQ(qrt_GetInitialContext(), nullptr);
+    EXPECT_EQ(qrt_GetObject(), nullptr);
+    EXPECT_EQ(qrt_GetCurrentTree(), nullptr);
+    EXPECT_EQ(qrt_GetServer(), nullptr);
     qrt_SetCurrentContext(text("O=acme").get());
     qrt_SetInitialContext(".O=acme");
     qrt_SetCurrentObject("jdoe");
@@ -35,17 +34,6 @@ TEST_F(StateTest, GettersLendTheGlobals) {
     EXPECT_EQ(qrt_GetInitialContext(), InitialContext);
     EXPECT_EQ(qrt_GetObject(), CurrentObject);
     EXPECT_EQ(qrt_GetCurrentTree(), CurrentTree);
-}
-
-TEST_F(StateTest, GettersOfAnEmptySessionAreNull) {
-    EXPECT_EQ(qrt_GetCurrentContext(), nullptr);
-    EXPECT_EQ(qrt_GetInitialContext(), nullptr);
-    EXPECT_EQ(qrt_GetObject(), nullptr);
-    EXPECT_EQ(qrt_GetCurrentTree(), nullptr);
-    EXPECT_EQ(qrt_GetServer(), nullptr);
-}
-
-TEST_F(StateTest, TheServerIsACopyOfVariable0) {
     qrt_SetUserVar(0, "SRV1");
     const OwnedText server(qrt_GetServer());
     EXPECT_STREQ(server.get(), "SRV1");
@@ -60,15 +48,11 @@ TEST_F(StateTest, SettersReplaceAndReturnTheStoredCopy) {
     EXPECT_STREQ(stored, "jdoe");
     EXPECT_STREQ(qrt_SetCurrentObject("bob"), "bob");
     EXPECT_STREQ(CurrentObject, "bob");
-
     stored = qrt_SetLoginName(name);
     EXPECT_EQ(stored, LoginName);
     EXPECT_STREQ(stored, "jdoe");
     EXPECT_STREQ(qrt_SetLoginName("bob"), "bob");
     EXPECT_STREQ(LoginName, "bob");
-}
-
-TEST_F(StateTest, ASetterTakesItsOwnGlobal) {
     qrt_SetCurrentObject("jdoe");
     EXPECT_STREQ(qrt_SetCurrentObject(CurrentObject), "jdoe");
 }
@@ -100,8 +84,6 @@ TEST_F(StateTest, SettersAndGettersTrace) {
     EXPECT_THAT(traces(8, [] { qrt_SetLoginName("joe"); }), HasSubstr("--DEBUG--qrt_SetLoginName:"));
 }
 
-// ---- the current context ----
-
 TEST_F(StateTest, TheCurrentContextIsStoredWithItsPeriodAndShownWithout) {
     const struct {
         const char *given, *stored, *printed;
@@ -122,7 +104,10 @@ TEST_F(StateTest, TheCurrentContextIsStoredWithItsPeriodAndShownWithout) {
     }
 }
 
-TEST_F(StateTest, TheCurrentContextReturnsTheResultOfFlushing) {
+TEST_F(StateTest, TheCurrentContextTakesItselfAndReturnsTheResultOfFlushing) {
+    qrt_SetCurrentContext(text("O=acme").get());
+    qrt_SetCurrentContext(CurrentContext);
+    EXPECT_STREQ(CurrentContext, ".O=acme");
     FILE *full = fopen("/dev/full", "w");
     ASSERT_NE(full, nullptr);
     fdr = full;
@@ -132,14 +117,6 @@ TEST_F(StateTest, TheCurrentContextReturnsTheResultOfFlushing) {
     fclose(full);
 }
 
-TEST_F(StateTest, TheCurrentContextTakesItself) {
-    qrt_SetCurrentContext(text("O=acme").get());
-    qrt_SetCurrentContext(CurrentContext);
-    EXPECT_STREQ(CurrentContext, ".O=acme");
-}
-
-// ---- user variables ----
-
 TEST_F(StateTest, UserVariablesAreSetAndEmptied) {
     for (int index = 0; index < QRT_USER_VARIABLES; index++) qrt_SetUserVar(index, std::to_string(index).c_str());
     EXPECT_EQ(variables(), "0123456789");
@@ -147,12 +124,8 @@ TEST_F(StateTest, UserVariablesAreSetAndEmptied) {
     EXPECT_EQ(variables(), "012x456789");
     EXPECT_EQ(trace_texts(9, [] { qrt_SetUserVar(3, nullptr); }), std::vector<std::string>());
     EXPECT_EQ(uservars[3], nullptr);
-}
-
-TEST_F(StateTest, IndexesOutside0To9AreIgnored) {
-    qrt_SetUserVar(9, "z");
     for (const int index : {10, -1, INT_MAX, INT_MIN}) qrt_SetUserVar(index, "x");
-    EXPECT_EQ(variables(), "---------z");
+    EXPECT_EQ(variables(), "012-456789");
 }
 
 // %0 to %9 are 0 1 a b c d e f 8 z before each.
@@ -183,45 +156,28 @@ TEST_F(StateTest, ShiftKeepsEmptyVariablesEmpty) {
     EXPECT_EQ(variables(), "--b-------");
     qrt_ShiftVars(1);
     EXPECT_EQ(variables(), "---------b");
-}
-
-TEST_F(StateTest, AVariableCanBeSetAfterAShiftWithoutItsTwin) {
     qrt_SetUserVar(7, "f");
     qrt_ShiftVars(1);
     qrt_SetUserVar(6, "x");
     EXPECT_EQ(variables(), "------xf--");
 }
 
-// ---- object names ----
-
 TEST_F(StateTest, ObjectsAreNamedInTheirContexts) {
-    EXPECT_EQ(qrt_Object(), nullptr);
-    EXPECT_EQ(qrt_LoggedInObject(), nullptr);
+    const auto names = [] { return taken(qrt_Object()) + " " + taken(qrt_LoggedInObject()); };
+    EXPECT_EQ(names(), "(null) (null)");
     qrt_SetCurrentObject("jdoe");
-    EXPECT_EQ(taken(qrt_Object()), "jdoe");
-    EXPECT_EQ(taken(qrt_LoggedInObject()), "jdoe");
+    EXPECT_EQ(names(), "jdoe jdoe");
     qrt_SetCurrentContext(text(".O=acme").get());
     qrt_SetInitialContext(".OU=sales.O=acme");
-    EXPECT_EQ(taken(qrt_Object()), "jdoe.O=acme");
-    EXPECT_EQ(taken(qrt_LoggedInObject()), "jdoe.OU=sales.O=acme");
+    EXPECT_EQ(names(), "jdoe.O=acme jdoe.OU=sales.O=acme");
+    qrt_SetCurrentObject(nullptr);
+    EXPECT_EQ(names(), "(null) (null)") << "contexts alone are none";
 }
 
-TEST_F(StateTest, ContextsAloneAreNoObject) {
-    qrt_SetCurrentContext(text(".O=acme").get());
-    qrt_SetInitialContext(".O=acme");
-    EXPECT_EQ(qrt_Object(), nullptr);
-    EXPECT_EQ(qrt_LoggedInObject(), nullptr);
-}
-
-// ---- questions ----
-
-TEST_F(StateTest, APauseInTextModeReturnsAtOnce) {
+TEST_F(StateTest, APauseAsksOnlyInWindows) {
     spy::pause_answer(5);
     EXPECT_EQ(qrt_getPauseResponse(), 0);
     EXPECT_THAT(spy::calls(), IsEmpty());
-}
-
-TEST_F(StateTest, APauseInWindowsReturnsThePromptsAnswer) {
     g_useGUI = -1;
     spy::pause_answer(5);
     EXPECT_EQ(qrt_getPauseResponse(), 5);
@@ -236,8 +192,6 @@ TEST_F(StateTest, TheLoginQuestionIsAnsweredByTheClientUnchanged) {
     EXPECT_EQ(qrt_CheckIfLoggedIn(12), 0xFFFFFEB8U);
     EXPECT_EQ(spy::calls()[0], "ZKDSCanDSAuthenticate(12)");
 }
-
-// ---- abbreviated names ----
 
 // Both buffers are on the heap and exactly as large as needed, so that the sanitizer sees a step beyond.
 class AbbreviateTest : public SessionTest {
@@ -275,9 +229,6 @@ TEST_F(AbbreviateTest, ShortTypesAfterAPeriodAreDropped) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(abbreviated(row.name, 256), row.shortened);
     }
-}
-
-TEST_F(AbbreviateTest, TheSecondLookStartsWhereTheFirstOneEnded) {
     EXPECT_EQ(abbreviated(".O=ab=c", 256), ".c");
     EXPECT_EQ(abbreviated(".O=a=b", 256), ".a=b");
     EXPECT_EQ(abbreviated(".O=ab", 256), ".ab");

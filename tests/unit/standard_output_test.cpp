@@ -2,12 +2,9 @@
 // come behind the output of children, or be lost when the process ends without a flush.
 #include <fcntl.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "base/words.h"
 #include "commands/drive.h"
-#include "commands/file_spec.h"
-#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 #include "tests/unit/standard_streams.h"
 
@@ -16,7 +13,7 @@ namespace {
 class StandardOutputTest : public SessionTest {
   protected:
     // What has come out of the pipe when `action` is over.
-    static std::string told_at_once(const std::function<void()> &action) {
+    static std::string written_at_once(const std::function<void()> &action) {
         int ends[2];
         if (pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0) return "no pipe";
         fflush(stdout);
@@ -36,13 +33,14 @@ class StandardOutputTest : public SessionTest {
 } // namespace
 
 TEST_F(StandardOutputTest, ANullIsReportedAtOnce) {
-    EXPECT_EQ(told_at_once([] { getQuote(nullptr); }), "ERROR, called getQuote(NULL)\n");
-    EXPECT_EQ(told_at_once([] { prescanForQuotedStrings(nullptr); }), "ERROR, called prescanForQuotedStrings(NULL)\n");
+    EXPECT_EQ(written_at_once([] { getQuote(nullptr); }), "ERROR, called getQuote(NULL)\n");
+    EXPECT_EQ(written_at_once([] { prescanForQuotedStrings(nullptr); }),
+              "ERROR, called prescanForQuotedStrings(NULL)\n");
 }
 
 TEST_F(StandardOutputTest, AnUnsetVariableIsReportedAtOnce) {
     folder_.file("config/map.conf", "Map_Link_Default_Location=%STANDARD_OUTPUT_TEST\n");
-    EXPECT_EQ(told_at_once([] {
+    EXPECT_EQ(written_at_once([] {
                   char *link = nullptr, *second = nullptr;
                   util_map_location("G", nullptr, &link, &second);
                   const OwnedText ownedLink(link), ownedSecond(second);
@@ -51,7 +49,7 @@ TEST_F(StandardOutputTest, AnUnsetVariableIsReportedAtOnce) {
 }
 
 TEST_F(StandardOutputTest, AMissingVolumeIsReportedAtOnce) {
-    EXPECT_EQ(told_at_once([] {
+    EXPECT_EQ(written_at_once([] {
                   char server[49], volume[514], path[514];
                   orbispec("vol1.acme", server, volume, path);
               }),
@@ -59,16 +57,16 @@ TEST_F(StandardOutputTest, AMissingVolumeIsReportedAtOnce) {
 }
 
 TEST_F(StandardOutputTest, ATraceIsWrittenAtOnce) {
-    EXPECT_THAT(told_at_once([] {
+    EXPECT_THAT(written_at_once([] {
                     debug_level = 9;
                     qrt_GetTreeName("ACME_TREE");
                     debug_level = 0;
                 }),
-                testing::HasSubstr("qrt_GetTreeName(ACME_TREE)\n"));
+                HasSubstr("qrt_GetTreeName(ACME_TREE)\n"));
 }
 
 TEST_F(StandardOutputTest, AStartThatFailsIsReportedAtOnce) {
-    EXPECT_EQ(told_at_once([] {
+    EXPECT_EQ(written_at_once([] {
                   const pid_t child = fork();
                   if (child == 0) {
                       allow_standard_descriptors_only();
@@ -81,7 +79,7 @@ TEST_F(StandardOutputTest, AStartThatFailsIsReportedAtOnce) {
 }
 
 TEST_F(StandardOutputTest, TheEndWritesWhatTheCallerHasLeft) {
-    EXPECT_EQ(told_at_once([] {
+    EXPECT_EQ(written_at_once([] {
                   fputs("the caller's", stdout);
                   qrt_exit();
                   keep_standard_input();

@@ -29,9 +29,9 @@ class Source {
     Tokens statement();
     // One whose tokens do not include `without`.
     Tokens statement_without(const std::string &without);
-    // How many forms there are, and a statement of one of them.
-    static size_t forms();
-    Tokens statement_of(size_t form);
+    // All forms, and a statement of one of them.
+    static const std::vector<std::string> &forms();
+    Tokens statement_of(const std::string &form) { return expanded(form); }
 
     // The line: blanks and tabs at random, or where words would grow together; keywords in any letter case.
     std::string written(const Tokens &tokens);

@@ -1,14 +1,10 @@
 #include "directory/substitution.h"
 
-#include <cstdlib>
 #include <random>
 
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 class SubstitutionTest : public DirectoryTest {
   protected:
@@ -81,8 +77,8 @@ INSTANTIATE_TEST_SUITE_P(Environment, Substitution,
                          testing::Values(Case{"%<QRT_TEST>", "found"}, Case{"%<QRT_TEST>tail", "foundtail"},
                                          Case{"%<QRT_UNSET>", ""}, Case{"a%<QRT_UNSET>b", "ab"},
                                          Case{"<QRT_TEST>", "<QRT_TEST>"}, Case{"%<QRT_TEST", "found"},
-                                         Case{"<<QRT_TEST>", "found"}, Case{"%<QRT_TEST>%1", "foundone"},
-                                         Case{"5 %< 6", "5  6"}));
+                                         Case{"<<QRT_TEST>", "found"}, Case{"a%<", "a"}, Case{"a%<>b", "ab"},
+                                         Case{"%<", ""}, Case{"%<QRT_TEST>%1", "foundone"}, Case{"5 %< 6", "5  6"}));
 
 INSTANTIATE_TEST_SUITE_P(AngleBrackets, Substitution,
                          testing::Values(Case{"<1", "one"}, Case{"a <1 b", "a one b"},
@@ -90,33 +86,18 @@ INSTANTIATE_TEST_SUITE_P(AngleBrackets, Substitution,
                                          Case{"<1 50% <1", "one 50% one"}, Case{"<1 50% <2", "<1 50% one"},
                                          Case{"50% <1", "50% one"}, Case{"a < b", "a < b"}, Case{"<2 <1", "one one"}));
 
-TEST_F(SubstitutionTest, ReferenceInsideAValueIsExpanded) {
+TEST_F(SubstitutionTest, ValuesAreExpandedAgain) {
     setenv("QRT_TEST", "%LOGIN_NAME, again", 1);
     EXPECT_EQ(replaced("hi %<QRT_TEST>"), "hi jdoe, again");
-}
-
-// Each value ends up behind a marker that had no name before.
-TEST_F(SubstitutionTest, ValueMakesANameForTheMarkersBeforeIt) {
+    // Each value ends up behind a marker that had no name before.
     qrt_SetUserVar(1, "2");
     qrt_SetUserVar(2, "3");
     qrt_SetUserVar(3, "4");
     qrt_SetUserVar(4, "end");
     EXPECT_EQ(replaced("a %, %%%%1"), "a %, end");
-}
-
-TEST_F(SubstitutionTest, NullTextGivesNull) {
-    EXPECT_EQ(qrt_find_replace_ids(session_handle, nullptr), nullptr);
-}
-
-TEST_F(SubstitutionTest, InputIsNotChanged) {
-    char text[] = "%LOGIN_NAME";
-    EXPECT_EQ(taken(qrt_find_replace_ids(session_handle, text)), "jdoe");
-    EXPECT_STREQ(text, "%LOGIN_NAME");
-}
-
-TEST_F(SubstitutionTest, EmptyNameIsNotLookedUp) {
-    EXPECT_EQ(replaced("50% off, %; %\"\""), "50% off, %; %\"\"");
-    EXPECT_THAT(spy::calls(), IsEmpty());
+    // The unknown longer name in front contains the known one: its text is the first occurrence and is replaced there.
+    qrt_SetUserVar(1, "%_");
+    EXPECT_EQ(replaced("%1X and %1"), "%_X and %_");
 }
 
 TEST_F(SubstitutionTest, IdentifierIsAskedBeforeTheAttribute) {
@@ -183,34 +164,28 @@ TEST_F(SubstitutionTest, ScanBeginsAgainAfterEachReplacement) {
     EXPECT_EQ(objects_read().size(), 3u);
 }
 
+// The limit is looked at before each replacement.
 TEST_F(SubstitutionTest, ValueThatNamesItselfStopsAtTheLimit) {
     setenv("SELF", "%<SELF>", 1);
     EXPECT_EQ(replaced("a %<SELF> b"), "a %<SELF> b");
+    const std::string reference = "%<SELF>";
+    constexpr size_t bytes = 61681;
+    static_assert(substitution_most_growth % 1024 == 0 && (substitution_most_growth + 1) % bytes == 0);
+    for (const auto &[step, growth] :
+         {std::pair{size_t{1024}, substitution_most_growth + 1024}, std::pair{bytes, substitution_most_growth + 1}}) {
+        const std::string grown(step, 'x');
+        for (const std::string &value : {grown + reference, reference + grown}) {
+            setenv("SELF", value.c_str(), 1);
+            EXPECT_EQ(replaced(reference).size() - reference.size(), growth) << step;
+        }
+    }
 }
 
-TEST_F(SubstitutionTest, ValueThatGrowsWithEachReplacementStopsAtTheLimit) {
-    std::string grown(1000, 'x');
-    setenv("SELF", (grown + "%<SELF>").c_str(), 1);
-    std::string result = replaced("%<SELF>");
-    EXPECT_GT(result.size(), substitution_most_growth);
-    EXPECT_LE(result.size(), substitution_most_growth + 7 + 1000);
-    setenv("SELF", ("%<SELF>" + grown).c_str(), 1);
-    EXPECT_EQ(replaced("%<SELF>").size(), result.size());
-}
-
-TEST_F(SubstitutionTest, ReplacementsAreLimitedInNumber) {
-    setenv("SELF", "x%<SELF>", 1);
-    EXPECT_EQ(replaced("%<SELF>"), std::string(substitution_most_replacements, 'x') + "%<SELF>");
-}
-
-TEST_F(SubstitutionTest, LargeTextsOfMarkersComeThrough) {
+TEST_F(SubstitutionTest, LargeTextsComeThrough) {
     EXPECT_EQ(replaced(std::string(4u << 20, '%')), std::string(4u << 20, '%'));
     EXPECT_EQ(replaced(std::string(4u << 20, '<') + " "), " ");
     std::string plain(4u << 20, 'x');
     EXPECT_EQ(replaced(plain + "%"), plain + "%");
-}
-
-TEST_F(SubstitutionTest, LargeTextsOfReferencesAreReplaced) {
     qrt_SetUserVar(1, "one");
     std::string text, result;
     for (int i = 0; i < 90000; i++) {
@@ -218,6 +193,8 @@ TEST_F(SubstitutionTest, LargeTextsOfReferencesAreReplaced) {
         result += "% 100% one,";
     }
     EXPECT_EQ(replaced(text), result);
+    setenv("SELF", "x%<SELF>", 1);
+    EXPECT_EQ(replaced("%<SELF>"), std::string(substitution_most_replacements, 'x') + "%<SELF>");
 }
 
 // The rules once more, step by step and without any care for speed.
@@ -283,10 +260,18 @@ TEST_F(SubstitutionTest, GivesWhatTheRulesGiveStepByStep) {
 }
 
 TEST_F(SubstitutionTest, QuotedFormIsNeverAVariableOfTheEnvironment) {
-    EXPECT_EQ(replaced("%\"<QRT_TEST>\""), "%\"<QRT_TEST>\"");
     EXPECT_EQ(replaced("%\"<QRT_UNSET>\""), "%\"<QRT_UNSET>\"");
     spy::text_attribute(user_object, "<QRT_TEST>", {"attribute"});
     EXPECT_EQ(replaced("%\"<QRT_TEST>\""), "attribute");
+}
+
+TEST_F(SubstitutionTest, NullTextGivesNullAndTheInputIsNotChanged) {
+    EXPECT_EQ(qrt_find_replace_ids(session_handle, nullptr), nullptr);
+    EXPECT_EQ(replaced("50% off, %; %\"\""), "50% off, %; %\"\"");
+    EXPECT_THAT(spy::calls(), IsEmpty());
+    char text[] = "%LOGIN_NAME";
+    EXPECT_EQ(taken(qrt_find_replace_ids(session_handle, text)), "jdoe");
+    EXPECT_STREQ(text, "%LOGIN_NAME");
 }
 
 // It belongs to the name, which the directory may know, and goes with it.
@@ -305,25 +290,6 @@ TEST_F(SubstitutionTest, EachDigitNamesItsVariable) {
         qrt_SetUserVar(digit, (std::string("value ") + std::to_string(digit)).c_str());
         EXPECT_EQ(replaced("%" + std::to_string(digit)), "value " + std::to_string(digit));
     }
-}
-
-TEST_F(SubstitutionTest, UnknownReferenceStaysAndTheNextOneIsReplaced) {
-    EXPECT_EQ(replaced("Hello %FOO, %LOGIN_NAME"), "Hello %FOO, jdoe");
-}
-
-TEST_F(SubstitutionTest, KnownNameIsReplacedInsideAnUnknownLongerOne) {
-    EXPECT_EQ(replaced("%LOGIN_NAME_X and %LOGIN_NAME"), "jdoe_X and jdoe");
-}
-
-TEST_F(SubstitutionTest, UnsetVariableBecomesAnEmptyText) {
-    EXPECT_EQ(replaced("[%<QRT_UNSET>]"), "[]");
-    EXPECT_EQ(replaced("[%<QRT_TEST>]"), "[found]");
-}
-
-// The unknown longer name in front holds the known one: its text is the first occurrence and is replaced there.
-TEST_F(SubstitutionTest, FirstOccurrenceOfTheTextIsReplaced) {
-    qrt_SetUserVar(1, "%_");
-    EXPECT_EQ(replaced("%1X and %1"), "%_X and %_");
 }
 
 } // namespace

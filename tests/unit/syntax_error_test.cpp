@@ -1,16 +1,12 @@
 #include "script/syntax_error.h"
 
-#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
 
-using testing::HasSubstr;
-using testing::Not;
-
 class SyntaxErrorTest : public ScriptTest {
   protected:
-    // What an error quotes when the active buffer holds `text` and reading stands at `position`.
+    // What an error quotes when the active buffer contains `text` and reading stands at `position`.
     std::string quoted(const std::string &text, int32_t position) {
         lex_addBuffer(text.c_str());
         const std::string line = quoted_at(position);
@@ -27,122 +23,90 @@ class SyntaxErrorTest : public ScriptTest {
     }
 };
 
-// ---- the report ----
-
 TEST_F(SyntaxErrorTest, TheLineOfTheReadPositionIsQuoted) {
-    const std::string text = "one\ntwo\r\nthree";
-    EXPECT_EQ(quoted(text, 1), "one");
-    EXPECT_EQ(quoted(text, 2), "one");
-    EXPECT_EQ(quoted(text, 3), "one"); // on its line feed
-    EXPECT_EQ(quoted(text, 4), "two"); // on the first character
-    EXPECT_EQ(quoted(text, 8), "two"); // on the line feed of its line end
-    EXPECT_EQ(quoted(text, 9), "three");
-    EXPECT_EQ(quoted(text, 14), "three"); // at the end
+    const std::string text = "one\ntwo\r\nthree", letters = "x\ny\nz";
+    const struct {
+        std::string text;
+        std::vector<int32_t> positions;
+        const char *line;
+    } rows[] = {
+        {text, {1, 2, 3}, "one"}, // up to its line feed
+        {text, {4, 8}, "two"},    // from its first character to the line feed of its line end
+        {text, {9, 14}, "three"}, // up to the end
+        {letters, {1}, "x"},
+        {letters, {2, 3}, "y"},
+        {letters, {4, 5}, "z"},
+        {"x", {1}, "x"},
+        // Line ends before the position are skipped.
+        {"one\n\r\n\n\ntwo\n", {7}, "one"},
+        {"one\n\n\n", {6}, "one"},
+        {"  one two \n", {11}, "  one two "},
+        // There is no line.
+        {"", {0}, "bogus"},
+        {"one\n", {0}, "bogus"},
+        {"\r\n\n", {2, 3}, "bogus"},
+    };
+    for (const auto &row : rows)
+        for (const int32_t position : row.positions) EXPECT_EQ(quoted(row.text, position), row.line) << position;
 }
 
-TEST_F(SyntaxErrorTest, ALineMayBeASingleCharacter) {
-    const std::string text = "x\ny\nz";
-    for (const int position : {1, 2, 3, 4, 5})
-        EXPECT_EQ(quoted(text, position), position == 1 ? "x" : position < 4 ? "y" : "z") << position;
-    EXPECT_EQ(quoted("x", 1), "x");
-}
-
-TEST_F(SyntaxErrorTest, LineEndsBeforeTheReadPositionAreSkipped) {
-    EXPECT_EQ(quoted("one\n\r\n\n\ntwo\n", 7), "one");
-    EXPECT_EQ(quoted("one\n\n\n", 6), "one");
-    EXPECT_EQ(quoted("  one two \n", 11), "  one two ");
-}
-
-TEST_F(SyntaxErrorTest, WithoutALineTheQuoteIsBogus) {
-    EXPECT_EQ(quoted("", 0), "bogus");
-    EXPECT_EQ(quoted("one\n", 0), "bogus");
-    EXPECT_EQ(quoted("\r\n\n", 2), "bogus");
-    EXPECT_EQ(quoted("\r\n\n", 3), "bogus");
-}
-
-TEST_F(SyntaxErrorTest, AReportSetsTheFlag) {
+TEST_F(SyntaxErrorTest, AReportIsTracedAndSetsTheFlagWhichTheNextScriptClears) {
     syntax_error = 0;
-    quoted("x", 1);
-    EXPECT_EQ(syntax_error, 1);
-}
-
-TEST_F(SyntaxErrorTest, TheMessageIsTraced) {
     EXPECT_THAT(traces(6, [this] { quoted("x", 1); }), HasSubstr("parse error unexpected input: message\n"));
-}
-
-TEST_F(SyntaxErrorTest, EachScriptStartsWithoutAnError) {
+    EXPECT_EQ(syntax_error, 1);
     EXPECT_EQ(run("FOO BAR\n"), 1);
     EXPECT_EQ(run("WRITE\n"), 0);
 }
 
-// ---- what is unexpected ----
-
-struct Unexpected {
-    const char *script;
-    const char *message;
-};
-
 TEST_F(SyntaxErrorTest, TheMessageNamesTheTokensWithoutQuotes) {
-    static const Unexpected rows[] = {
-        {"SET_TIME x\n", "syntax error, unexpected STRING, expecting ON or OFF or ':'\n"},
-        {"CLS MAP\n", "syntax error, unexpected MAP, expecting ':' or '\\n' or '\\r'\n"},
-        {"ATTACH A B\n", "syntax error, unexpected STRING, expecting '*' or '-' or '\\n' or '\\r'\n"},
-        {"REGREAD x\n", "syntax error, unexpected STRING, expecting ':'\n"},
-        {"COMSPEC \"x\"\n", "syntax error, unexpected QUOTEDSTRING, expecting '=' or ':'\n"},
-        {"WRITE (\n", "syntax error, unexpected '('\n"},
-        {"GOTO =\n", "syntax error, unexpected '='\n"},
+    const std::pair<const char *, const char *> rows[] = {
+        {"SET_TIME x\n", "STRING, expecting ON or OFF or ':'\n"},
+        {"CLS MAP\n", "MAP, expecting ':' or '\\n' or '\\r'\n"},
+        {"ATTACH A B\n", "STRING, expecting '*' or '-' or '\\n' or '\\r'\n"},
+        {"REGREAD x\n", "STRING, expecting ':'\n"},
+        {"COMSPEC \"x\"\n", "QUOTEDSTRING, expecting '=' or ':'\n"},
+        {"WRITE (\n", "'('\n"},
+        {"GOTO =\n", "'='\n"},
     };
-    for (const Unexpected &row : rows)
-        EXPECT_THAT(traces(6, [&] { run(row.script); }),
-                    HasSubstr(std::string("parse error unexpected input: ") + row.message));
+    for (const auto &[script, message] : rows)
+        EXPECT_THAT(traces(6, [this, line = script] { run(line); }),
+                    HasSubstr(std::string("parse error unexpected input: syntax error, unexpected ") + message));
 }
 
-// ---- where reading goes on ----
-
-TEST_F(SyntaxErrorTest, TwoPlainWordsAreAnErrorAndTheNextLineRuns) {
-    EXPECT_EQ(run("FOO BAR\nWRITE \"next\"\n"), 1);
-    EXPECT_EQ(output(), report("FOO BAR") + "next\n");
+TEST_F(SyntaxErrorTest, ReadingGoesOnWithTheNextLine) {
+    const std::string foo = report("FOO BAR"), format = "Invalid set command format\n";
+    expect_scripts({
+        {"two plain words", "FOO BAR\nWRITE \"next\"\n", foo + "next\n", 1},
+        {"the rest of the line is skipped", "FOO BAR ) = WRITE \"x\" EXIT \"open\r\nWRITE \"next\"\n",
+         report("FOO BAR ) = WRITE \"x\" EXIT \"open") + "next\n", 1},
+        {"each further error is reported", "FOO BAR\nWRITE \"a\"\nFOO BAR\nSET A B\nWRITE \"next\"\n",
+         foo + "a\n" + foo + report("SET A B") + format + "next\n", 1},
+        // Three tokens have to be taken after an error, its line end included, before the next one is reported. The
+        // format message comes all the same.
+        {"too soon after another", "FOO BAR\n)\nWRITE \"next\"\n", foo + "next\n", 1},
+        {"the same mistake", "FOO BAR\nFOO BAR\nWRITE \"next\"\n", foo + "next\n", 1},
+        {"a statement's", "FOO BAR\nCLS x\nWRITE \"next\"\n", foo + "Invalid clear screen command format\nnext\n", 1},
+        {"the second token", "FOO BAR\nSET ) \nWRITE \"next\"\n", foo + format + "next\n", 1},
+        {"the third token", "FOO BAR\nSET A B\nWRITE \"next\"\n", foo + report("SET A B") + format + "next\n", 1},
+        {"a missing token quotes the line that reading has reached", "FOO\nWRITE \"next\"\n",
+         report("WRITE \"next\"") + "next\n", 1},
+        {"at the end", "WRITE \"a\"\nFOO\n", "a\n" + report("FOO"), 1},
+        {"before an empty line", "FOO\n\nWRITE \"next\"\n", report("FOO") + "next\n", 1},
+        {"a malformed ELSE or END has no effect", "IF \"0\" THEN\nELSE )\nWRITE \"a\"\nEND )\nELSE\nWRITE \"b\"\nEND\n",
+         report("ELSE )") + "a\n" + report("END )"), 1},
+        {"a file's name cut short costs its own line", "DISPLAY SYS:\nWRITE \"a\"\nINCLUDE SYS:\r\nWRITE \"b\"\n",
+         report("WRITE \"a\"") + "Invalid display command format\na\n" + report("INCLUDE SYS:") +
+             "Invalid include command format\nb\n",
+         1},
+        // The word in front of the line end has switched the whole-line mode on when the mistake is noticed, and while
+        // the parser recovers nothing is reported.
+        {"so does one during recovery", "FOO BAR\nDISPLAY\nWRITE \"next\"\n",
+         foo + "Invalid display command format\nnext\n", 1},
+    });
 }
 
-TEST_F(SyntaxErrorTest, TheRestOfTheLineIsSkipped) {
-    EXPECT_EQ(printed("FOO BAR ) = WRITE \"x\" EXIT \"open\r\nWRITE \"next\"\n"),
-              report("FOO BAR ) = WRITE \"x\" EXIT \"open") + "next\n");
-}
-
-TEST_F(SyntaxErrorTest, EachFurtherErrorIsReported) {
-    EXPECT_EQ(printed("FOO BAR\nWRITE \"a\"\nFOO BAR\nSET A B\nWRITE \"next\"\n"),
-              report("FOO BAR") + "a\n" + report("FOO BAR") + report("SET A B") + "Invalid set command format\nnext\n");
-}
-
-// Three tokens have to be taken after an error, its line end included, before the next one is reported. The format
-// message comes all the same.
-TEST_F(SyntaxErrorTest, AnErrorTooSoonAfterAnotherIsNotReported) {
-    EXPECT_EQ(printed("FOO BAR\n)\nWRITE \"next\"\n"), report("FOO BAR") + "next\n");
-    EXPECT_EQ(printed("FOO BAR\nFOO BAR\nWRITE \"next\"\n"), report("FOO BAR") + "next\n");
-    EXPECT_EQ(printed("FOO BAR\nCLS x\nWRITE \"next\"\n"),
-              report("FOO BAR") + "Invalid clear screen command format\nnext\n");
-    EXPECT_EQ(printed("FOO BAR\nSET ) \nWRITE \"next\"\n"), report("FOO BAR") + "Invalid set command format\nnext\n");
-}
-
-TEST_F(SyntaxErrorTest, TheThirdTokenAfterAnErrorMakesTheNextOneReported) {
-    EXPECT_EQ(printed("FOO BAR\nSET A B\nWRITE \"next\"\n"),
-              report("FOO BAR") + report("SET A B") + "Invalid set command format\nnext\n");
-}
-
-TEST_F(SyntaxErrorTest, AMissingTokenQuotesTheLineThatReadingHasReached) {
-    EXPECT_EQ(printed("FOO\nWRITE \"next\"\n"), report("WRITE \"next\"") + "next\n");
-    EXPECT_EQ(printed("WRITE \"a\"\nFOO\n"), "a\n" + report("FOO"));
-    EXPECT_EQ(printed("FOO\n\nWRITE \"next\"\n"), report("FOO") + "next\n");
-}
-
-// ---- the statements' own recovery ----
-
-struct Recovery {
-    const char *line;
-    const char *message;
-};
-
-static const Recovery recoveries[] = {
+// The statements' own recovery: lines that are no statement, and the message that follows the report.
+static const std::pair<const char *, const char *> recoveries[] = {
     {"WRITE )", "Invalid write command format\n"},
     {"DISPLAY )", "Invalid display command format\n"},
     {"FDISPLAY )", "Invalid fdisplay command format\n"},
@@ -227,38 +191,20 @@ static const Recovery recoveries[] = {
     {"= x", ""},
 };
 
-TEST_F(SyntaxErrorTest, EachStatementSaysItsFormatErrorAndTheNextLineRuns) {
-    for (const Recovery &row : recoveries) {
-        // The blank keeps the reading position of an error at the line's end out of the next line.
-        const std::string line = row.line;
-        EXPECT_EQ(run(line + "\n\nWRITE \"next\"\n"), 1) << line;
-        EXPECT_EQ(output(), report(line) + row.message + "next\n") << line;
-        EXPECT_EQ(run(line + "\r\n\r\nWRITE \"next\"\r\n"), 1) << line;
-        EXPECT_EQ(output(), report(line) + row.message + "next\n") << line;
+TEST_F(SyntaxErrorTest, EachStatementWritesItsFormatErrorAndTheNextLineRuns) {
+    for (const auto &[words, message] : recoveries) {
+        const std::string line = words;
+        SCOPED_TRACE(line);
+        // The blank line keeps the reading position of an error at the line's end out of the next line.
+        expect_scripts({
+            {"", line + "\n\nWRITE \"next\"\n", report(line) + message + "next\n", 1},
+            {"", line + "\r\n\r\nWRITE \"next\"\r\n", report(line) + message + "next\n", 1},
+            {"skipped", "IF \"1\" THEN\n" + line + "\n\nEND\nWRITE \"next\"\n", report(line) + "next\n", 1},
+        });
+        const std::string single = "IF \"0\" THEN " + line;
+        run(single + "\n\nWRITE \"next\"\n");
+        EXPECT_THAT(output(), AllOf(StartsWith(report(single) + message), EndsWith("next\n")));
     }
-}
-
-TEST_F(SyntaxErrorTest, SkippedFormatErrorsAreOnlyReported) {
-    for (const Recovery &row : recoveries) {
-        const std::string line = row.line;
-        EXPECT_EQ(run("IF \"1\" THEN\n" + line + "\n\nEND\nWRITE \"next\"\n"), 1) << line;
-        EXPECT_EQ(output(), report(line) + "next\n") << line;
-    }
-}
-
-TEST_F(SyntaxErrorTest, TheFormatErrorOfASingleStatementCostsItsLine) {
-    for (const Recovery &row : recoveries) {
-        const std::string line = std::string("IF \"0\" THEN ") + row.line;
-        run(line + "\n\nWRITE \"next\"\n");
-        EXPECT_THAT(output(),
-                    testing::AllOf(testing::StartsWith(report(line) + row.message), testing::EndsWith("next\n")))
-            << line;
-    }
-}
-
-TEST_F(SyntaxErrorTest, AMalformedElseOrEndHasNoEffect) {
-    EXPECT_EQ(printed("IF \"0\" THEN\nELSE )\nWRITE \"a\"\nEND )\nELSE\nWRITE \"b\"\nEND\n"),
-              report("ELSE )") + "a\n" + report("END )"));
 }
 
 TEST_F(SyntaxErrorTest, WhatAMalformedStatementNamesIsNotDone) {
@@ -279,19 +225,12 @@ TEST_F(SyntaxErrorTest, AFileNameCutShortCostsItsLineAlone) {
             const std::string line = std::string(statement) + name;
             EXPECT_EQ(run(line + "\nWRITE \"next\"\n"), 1) << line;
             const std::string text = output();
-            EXPECT_THAT(text, testing::EndsWith("command format\nnext\n")) << line;
+            EXPECT_THAT(text, EndsWith("command format\nnext\n")) << line;
             EXPECT_EQ(text.find("Script error."), text.rfind("Script error.")) << line;
         }
 }
 
-// The word in front of the line end has switched the whole-line mode on when the mistake is noticed, and while the
-// parser recovers nothing is reported.
-TEST_F(SyntaxErrorTest, AFileNameCutShortDuringRecoveryCostsItsOwnLine) {
-    EXPECT_EQ(run("FOO BAR\nDISPLAY\nWRITE \"next\"\n"), 1);
-    EXPECT_EQ(output(), report("FOO BAR") + "Invalid display command format\nnext\n");
-}
-
-TEST_F(SyntaxErrorTest, AMistakeFarBehindTheLastTextQuotesItAllTheSame) {
+TEST_F(SyntaxErrorTest, LinesFarBehindAreQuoted) {
     EXPECT_EQ(run("WRITE \"a\"\n" + std::string(5000, '\n') + "ATTACH\n" + std::string(5000, '\n')), 1);
     EXPECT_EQ(output(), "a\n" + report("ATTACH") + "Invalid attach command format\n");
     for (const int count : {4095, 4096, 4097, 4098, 5000}) {
@@ -300,10 +239,7 @@ TEST_F(SyntaxErrorTest, AMistakeFarBehindTheLastTextQuotesItAllTheSame) {
         EXPECT_EQ(quoted("two\n" + blank, count), "two") << "the same place in another text";
         EXPECT_EQ(quoted("\n\n\n\n" + blank, count), "bogus");
     }
-}
-
-// The mistakes stand behind ever longer runs of line ends.
-TEST_F(SyntaxErrorTest, MistakesOfLineEndsAloneQuoteTheLineBeforeThem) {
+    // The mistakes stand behind ever longer runs of line ends.
     std::string ends, reports;
     for (int i = 0; i < 3000; i++) {
         ends += "\r\r\r\r\n";

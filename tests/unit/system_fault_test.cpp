@@ -1,11 +1,10 @@
 // Calls of the system that fail or are interrupted. The test program's own definitions stand in for the system's and
-// pass on what no test has told them to fail.
+// pass on what no test makes fail.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/utsname.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -13,7 +12,6 @@
 #include "base/local_file.h"
 #include "base/output.h"
 #include "commands/program.h"
-#include "include/exported.h"
 #include "run/lifecycle.h"
 #include "tests/unit/session_fixture.h"
 
@@ -54,7 +52,6 @@ class SystemFaultTest : public SessionTest {
         uname_fails = close_range_fails = false;
         mode_that_fails.clear();
     }
-
     static std::string value(const char *name) {
         char *text = nullptr;
         const uint32_t code = qrt_GetIdentifierValue(handle, "jdoe.acme", name, &text);
@@ -133,7 +130,7 @@ TEST_F(SystemFaultTest, AnInterruptedReadGoesOn) {
 }
 
 // What a caller has blocked and not yet looked at is not taken away by a write of the library that fails.
-TEST_F(SystemFaultTest, ASignalThatTheCallerHoldsStaysPending) {
+TEST_F(SystemFaultTest, ASignalThatTheCallerBlocksStaysPending) {
     sigset_t pipe, before, pending;
     sigemptyset(&pipe);
     sigaddset(&pipe, SIGPIPE);
@@ -161,8 +158,8 @@ TEST_F(SystemFaultTest, AFileOfTwoGigabytesIsNotRead) {
     EXPECT_EQ(length, 0U);
 }
 
-// The kernel tells one page for such a file and has fewer bytes in it.
-TEST_F(SystemFaultTest, AFileThatIsShorterThanToldIsReadUpToItsEnd) {
+// The kernel reports one page for such a file and has fewer bytes in it.
+TEST_F(SystemFaultTest, AFileThatIsShorterThanReportedIsReadUpToItsEnd) {
     size_t length = 0;
     const OwnedText mtu = local_file_read("/sys/class/net/lo/mtu", length);
     if (!mtu) GTEST_SKIP() << "no such file here";

@@ -1,16 +1,13 @@
 #include "language/tokenizer.h"
 
-#include <vector>
+#include <climits>
 
 #include "tests/unit/session_fixture.h"
 // Behind the fixture, which declares the parser with its linkage.
-#include "include/exported.h"
 #include "language/grammar.tab.h"
 
 namespace {
 
-using testing::HasSubstr;
-using testing::Not;
 using Tokens = std::vector<std::string>;
 
 class TokenizerTest : public SessionTest {
@@ -52,55 +49,45 @@ class TokenizerTest : public SessionTest {
     static std::string owned(char *text) { return OwnedText(text).get(); }
 };
 
-// ---- keywords and words ----
-
 TEST_F(TokenizerTest, EveryKeywordHasItsNumberInAnyLetterCase) {
-    // The gap between the two is the number of words that are none of them.
-    static const char from_260[] =
-        "WRITE EXIT IF ATTACH BREAK CONTEXT CHANGE_CONTEXT CX CLS DISPLAY DRIVE DEBUG FDISPLAY FIRE GOTO "
-        "THEN BEGIN DO ELSE END ENDIF INCLUDE MAP PATH LASTLOGINTIME LAST_LOGIN_TIME NO_DEFAULT PAUSE WAIT "
-        "PROFILE REMARK REM SCRIPT_SERVER SET DOS PHASER PHASERS TEMP LOCAL SET_TIME SHIFT TERM TREE SWAP "
-        "NOSWAP COMSPEC MEMBER MEMBERS OF NOT ON OFF";
-    static const char from_313[] = "AND OR NOR EQUALS EQUAL IS LESS GREATER THAN VALUE VERIFY REGREAD";
-    const auto expect_numbers = [](int number, const std::string &keywords, int end) {
-        for (const std::string &keyword : words_of(keywords)) {
-            std::string lower = keyword;
-            for (char &c : lower) c = static_cast<char>(tolower(c));
-            EXPECT_EQ(tokens(keyword), Tokens{std::to_string(number) + " " + keyword});
-            EXPECT_EQ(tokens(lower), Tokens{std::to_string(number) + " " + lower});
-            number++;
-        }
-        EXPECT_EQ(number, end);
+    const std::vector<std::string> words = keywords(),
+                                   numbers = words_of_grammar("%token", "%%", "KW_\\w+ (\\d+) \"\\w+\"");
+    ASSERT_EQ(numbers.size(), words.size());
+    ASSERT_EQ(numbers.front(), "260");
+    for (size_t i = 0; i < words.size(); i++) {
+        std::string lower = words[i];
+        for (char &c : lower) c = static_cast<char>(tolower(c));
+        EXPECT_EQ(tokens(words[i]), Tokens{numbers[i] + " " + words[i]});
+        EXPECT_EQ(tokens(lower), Tokens{numbers[i] + " " + lower});
+    }
+}
+
+TEST_F(TokenizerTest, TextsAreCutIntoTokens) {
+    const struct {
+        const char *behaviour, *text;
+        Tokens tokens;
+    } rows[] = {
+        {"a keyword keeps its spelling", "write Write WRITE", {"260 write", "260 Write", "260 WRITE"}},
+        {"only a whole word is one",
+         "WRITEX WRIT XWRITE end_of file",
+         {"312 WRITEX", "312 WRIT", "312 XWRITE", "312 end_of", "312 file"}},
+        {"names of the parser's table that are no keywords",
+         "NUM STR STRING WHOLELINE QUOTEDSTRING yacc_EOF error",
+         {"312 NUM", "312 STR", "312 STRING", "312 WHOLELINE", "312 QUOTEDSTRING", "312 yacc_EOF", "312 error"}},
+        {"the full stop is part of a word", "PATH.TXT .a.b .", {"312 PATH.TXT", "312 .a.b", "312 ."}},
+        {"a word ends at a delimiter", "A-B", {"312 A", "-", "312 B"}},
+        {"every other character is part of words",
+         "a,[b]$&_'c|{}?^~`\x80\xff\x01",
+         {"312 a,[b]$&_'c|{}?^~`\x80\xff\x01"}},
+        {"delimiters are their own tokens",
+         ":;\\/#@%*+-()!=<>",
+         {":", ";", "\\", "/", "#", "@", "%", "*", "+", "-", "(", ")", "!", "=", "<", ">"}},
+        {"blanks and tabs are skipped", " \t A \t  B\t ", {"312 A", "312 B"}},
+        {"an empty line is just its line feed", "\n\n", {"LF", "LF"}},
+        {"carriage returns are tokens", "A\r\n\r\r\n", {"312 A", "CR", "LF", "CR", "CR", "LF"}},
+        {"the line end of an open quoted string is the next token", "\"abc\n", {"326 abc", "LF"}},
     };
-    expect_numbers(260, from_260, 312);
-    expect_numbers(313, from_313, 325);
-}
-
-TEST_F(TokenizerTest, AKeywordKeepsItsSpelling) {
-    EXPECT_EQ(tokens("write Write WRITE"), (Tokens{"260 write", "260 Write", "260 WRITE"}));
-}
-
-TEST_F(TokenizerTest, OnlyAWholeWordIsAKeyword) {
-    EXPECT_EQ(tokens("WRITEX WRIT XWRITE"), (Tokens{"312 WRITEX", "312 WRIT", "312 XWRITE"}));
-}
-
-TEST_F(TokenizerTest, NamesOfTheTableThatAreNoKeywordsAreWords) {
-    EXPECT_EQ(
-        tokens("NUM STR STRING WHOLELINE QUOTEDSTRING yacc_EOF error"),
-        (Tokens{"312 NUM", "312 STR", "312 STRING", "312 WHOLELINE", "312 QUOTEDSTRING", "312 yacc_EOF", "312 error"}));
-    EXPECT_EQ(tokens("end_of file"), (Tokens{"312 end_of", "312 file"}));
-}
-
-TEST_F(TokenizerTest, TheFullStopIsPartOfAWord) {
-    EXPECT_EQ(tokens("PATH.TXT .a.b ."), (Tokens{"312 PATH.TXT", "312 .a.b", "312 ."}));
-}
-
-TEST_F(TokenizerTest, AWordEndsAtADelimiter) {
-    EXPECT_EQ(tokens("A-B"), (Tokens{"312 A", "-", "312 B"}));
-}
-
-TEST_F(TokenizerTest, EveryOtherCharacterIsPartOfWords) {
-    EXPECT_EQ(tokens("a,[b]$&_'c|{}?^~`\x80\xff\x01"), (Tokens{"312 a,[b]$&_'c|{}?^~`\x80\xff\x01"}));
+    for (const auto &row : rows) EXPECT_EQ(tokens(row.text), row.tokens) << row.behaviour;
 }
 
 TEST_F(TokenizerTest, ExactlyTheDelimitersAreDelimiters) {
@@ -109,24 +96,15 @@ TEST_F(TokenizerTest, ExactlyTheDelimitersAreDelimiters) {
         const bool expected = delimiters.find(static_cast<char>(ch)) != std::string::npos;
         EXPECT_EQ(isDelimeter(ch), expected ? 1 : 0) << ch;
     }
-}
-
-TEST_F(TokenizerTest, DelimitersAreTheirOwnTokens) {
-    EXPECT_EQ(tokens(":;\\/#@%*+-()!=<>"),
-              (Tokens{":", ";", "\\", "/", "#", "@", "%", "*", "+", "-", "(", ")", "!", "=", "<", ">"}));
-}
-
-TEST_F(TokenizerTest, BlanksAndTabsAreSkipped) {
-    EXPECT_EQ(tokens(" \t A \t  B\t "), (Tokens{"312 A", "312 B"}));
+    // Cut to a byte, each of these would be one.
+    for (const int ch : {-1, 256, 256 + ' ', 256 + '\n', ' ' - 256, '\n' - 256, INT_MIN, INT_MIN + ' '})
+        EXPECT_EQ(isDelimeter(ch), 0) << ch;
 }
 
 TEST_F(TokenizerTest, ATokenOfAWordLeavesTheDelimiterUnread) {
     open("word=rest");
     EXPECT_EQ(owned(lex_gettoken(lex_activeBuffer())), "word");
     EXPECT_EQ(unread(), "=rest");
-}
-
-TEST_F(TokenizerTest, AWordAtADelimiterIsEmpty) {
     open("=");
     EXPECT_EQ(owned(lex_gettoken(lex_activeBuffer())), "");
     EXPECT_EQ(unread(), "=");
@@ -137,16 +115,6 @@ TEST_F(TokenizerTest, ALongWordIsCutAndReadWhole) {
         const std::string word(length, 'w');
         EXPECT_EQ(tokens(word + "=x"), (Tokens{"312 " + word.substr(0, 511), "=", "312 x"}));
     }
-}
-
-// ---- lines ----
-
-TEST_F(TokenizerTest, AnEmptyLineIsJustItsLineFeed) {
-    EXPECT_EQ(tokens("\n\n"), (Tokens{"LF", "LF"}));
-}
-
-TEST_F(TokenizerTest, CarriageReturnsAreTokens) {
-    EXPECT_EQ(tokens("A\r\n\r\r\n"), (Tokens{"312 A", "CR", "LF", "CR", "CR", "LF"}));
 }
 
 TEST_F(TokenizerTest, TheEndIsZeroAgainAndAgain) {
@@ -183,12 +151,8 @@ TEST_F(TokenizerTest, FetchingALineReadsNothing) {
     EXPECT_EQ(unread(), "  rest of it\r\nnext");
 }
 
-// ---- whole lines ----
-
 struct LineRow {
-    const char *text;
-    const char *line;
-    const char *unread;
+    const char *text, *value, *unread;
 };
 
 TEST_F(TokenizerTest, ALineEndsBeforeItsLineEnd) {
@@ -199,7 +163,7 @@ TEST_F(TokenizerTest, ALineEndsBeforeItsLineEnd) {
                                    {"", "", ""}};
     for (const LineRow &row : rows) {
         open(row.text);
-        EXPECT_EQ(owned(lex_line(lex_activeBuffer())), row.line);
+        EXPECT_EQ(owned(lex_line(lex_activeBuffer())), row.value);
         EXPECT_EQ(unread(), row.unread);
     }
 }
@@ -221,77 +185,45 @@ TEST_F(TokenizerTest, WholeLineModeWithNothingLeftIsAnEmptyLine) {
     wholeline = 1;
     EXPECT_EQ(next(), "325 ");
     EXPECT_EQ(next(), "LF");
-}
-
-TEST_F(TokenizerTest, WholeLineModeAtTheEndIsAnEmptyLine) {
     open("");
     wholeline = 1;
     EXPECT_EQ(next(), "325 ");
     EXPECT_EQ(next(), "end");
 }
 
-// ---- quoted strings ----
-
-struct QuotedRow {
-    const char *text;
-    const char *value;
-    const char *unread;
-};
-
 TEST_F(TokenizerTest, QuotedStringsAreTranslated) {
-    static const QuotedRow rows[] = {
-        {"\"abc\" x", "abc", " x"},           {"\"\"x", "", "x"},
-        {"\"a\\\"b\"x", "a\"b", "x"},         {"\"a\\r\\n\\7b\"x", "a\r\n\ab", "x"},
-        {"\"a\\\\b\"x", "a\\b", "x"},         {"\"\\t\\x\\R\\N\"x", "\\t\\x\\R\\N", "x"},
-        {"\"\\\\n\"x", "\\n", "x"},           {"\" ;%LOGIN_NAME \"x", " ;%LOGIN_NAME ", "x"},
-        {"\"a\xff\x01\"x", "a\xff\x01", "x"},
-    };
-    for (const QuotedRow &row : rows) {
+    static const LineRow rows[] = {{"\"abc\" x", "abc", " x"},
+                                   {"\"\"x", "", "x"},
+                                   {"\"a\\\"b\"x", "a\"b", "x"},
+                                   {"\"a\\r\\n\\7b\"x", "a\r\n\ab", "x"},
+                                   {"\"a\\\\b\"x", "a\\b", "x"},
+                                   {"\"\\t\\x\\R\\N\"x", "\\t\\x\\R\\N", "x"},
+                                   {"\"\\\\n\"x", "\\n", "x"},
+                                   {"\" ;%LOGIN_NAME \"x", " ;%LOGIN_NAME ", "x"},
+                                   {"\"a\xff\x01\"x", "a\xff\x01", "x"},
+                                   // An open one ends with its line or the text.
+                                   {"\"abc\nx", "abc", "\nx"},
+                                   {"\"abc\r\nx", "abc", "\r\nx"},
+                                   {"\"abc", "abc", ""},
+                                   {"\"", "", ""},
+                                   {"\"\n", "", "\n"},
+                                   {"\"abc\\\"\n", "abc\"", "\n"},
+                                   // The second backslash and the quote count as an escaped quote, so that the string
+                                   // goes on; what is translated then is an escaped backslash and a plain quote.
+                                   {"\"a\\\\\"b\nx", "a\\\"b", "\nx"},
+                                   // A backslash cut off takes the character that ended the string.
+                                   {"\"abc\\\nx", "abc\n", "\nx"},
+                                   {"\"abc\\\r\nx", "abc\r", "\r\nx"},
+                                   {"\"abc\\", "abc", ""},
+                                   {"\"\\", "", ""}};
+    for (const LineRow &row : rows) {
         EXPECT_EQ(quoted(row.text), row.value) << row.text;
         EXPECT_EQ(unread(), row.unread) << row.text;
     }
 }
-
-TEST_F(TokenizerTest, AnOpenQuotedStringEndsWithItsLineOrTheText) {
-    static const QuotedRow rows[] = {
-        {"\"abc\nx", "abc", "\nx"}, {"\"abc\r\nx", "abc", "\r\nx"}, {"\"abc", "abc", ""}, {"\"", "", ""},
-        {"\"\n", "", "\n"},         {"\"abc\\\"\n", "abc\"", "\n"},
-    };
-    for (const QuotedRow &row : rows) {
-        EXPECT_EQ(quoted(row.text), row.value) << row.text;
-        EXPECT_EQ(unread(), row.unread) << row.text;
-    }
-}
-
-TEST_F(TokenizerTest, TheLineEndOfAnOpenQuotedStringIsTheNextToken) {
-    EXPECT_EQ(tokens("\"abc\n"), (Tokens{"326 abc", "LF"}));
-}
-
-// The second backslash and the quote count as an escaped quote, so that the string goes on; what is translated then is
-// an escaped backslash and a plain quote.
-TEST_F(TokenizerTest, ABackslashPairDoesNotFreeTheQuoteBehindIt) {
-    EXPECT_EQ(quoted("\"a\\\\\"b\nx"), "a\\\"b");
-    EXPECT_EQ(unread(), "\nx");
-}
-
-TEST_F(TokenizerTest, ABackslashCutOffTakesTheCharacterThatEndedTheString) {
-    static const QuotedRow rows[] = {
-        {"\"abc\\\nx", "abc\n", "\nx"}, {"\"abc\\\r\nx", "abc\r", "\r\nx"}, {"\"abc\\", "abc", ""}, {"\"\\", "", ""}};
-    for (const QuotedRow &row : rows) {
-        EXPECT_EQ(quoted(row.text), row.value) << row.text;
-        EXPECT_EQ(unread(), row.unread) << row.text;
-    }
-}
-
-// ---- the two-word attribute spelling ----
-
-struct HomeRow {
-    const char *text;
-    const char *rewritten;
-};
 
 TEST_F(TokenizerTest, HomeDirectoryBecomesOneWord) {
-    static const HomeRow rows[] = {
+    const std::pair<const char *, const char *> rows[] = {
         {"WRITE %HOME DIRECTORY\n", "WRITE %HOME_DIRECTORY\n"},
         {"WRITE \"x\";home directory\n", "WRITE \"x\";home_directory\n"},
         {"x%Home Directory%hOME dIRECTORYx\n", "x%Home_Directory%hOME_dIRECTORYx\n"},
@@ -307,10 +239,10 @@ TEST_F(TokenizerTest, HomeDirectoryBecomesOneWord) {
         {"", ""},
         {"%", "%"},
     };
-    for (const HomeRow &row : rows) {
-        open(row.text);
-        lex_find_replace_home(lex_activeBuffer());
-        EXPECT_EQ(unread(), row.rewritten);
+    for (const auto &[text, rewritten] : rows) {
+        open(text);
+        EXPECT_EQ(lex_find_replace_home(lex_activeBuffer()), 0);
+        EXPECT_EQ(unread(), rewritten);
     }
 }
 
@@ -329,8 +261,6 @@ TEST_F(TokenizerTest, ALineStartsInWholeLineModeToo) {
     EXPECT_EQ(end_of_line, 0);
 }
 
-// ---- traces ----
-
 TEST_F(TokenizerTest, EachLineIsTraced) {
     open("  A B\r\nC\n");
     const std::string number = std::to_string(linecounter + 1);
@@ -345,6 +275,7 @@ TEST_F(TokenizerTest, DelimitersAreTraced) {
     EXPECT_THAT(traces(7, next), HasSubstr("yylex end:cc=\"=\"\n"));
     EXPECT_THAT(traces(7, next), HasSubstr("yylex end:cc=<CR>\n"));
     EXPECT_THAT(traces(7, next), HasSubstr("yylex end:cc=<LF>\n"));
+    EXPECT_THAT(traces(7, next), Not(HasSubstr("cc="))) << "the end is none";
 }
 
 TEST_F(TokenizerTest, FindingADelimiterIsTraced) {

@@ -15,7 +15,7 @@ struct TraceInTable {
     "qrt_GetAttribute __GetAttribute qrt_compareAttribute qrt_DSGetPhysicalVolumeName qrt_CheckForDirectoryMap"
 
 inline constexpr TraceInTable trace_table[] = {
-    // ---- the session ----
+
     {"qrt_script_load_configuration", 0, "debug_level found in conf file:%i"},
     {"qrt_GetCurrentTree", 7, "qrt_GetCurrentTree returned (%s)"},
     {"qrt_SetCurrentObject", 7, "entering qrt_SetCurrentObject(%s)"},
@@ -25,7 +25,6 @@ inline constexpr TraceInTable trace_table[] = {
     {"qrt_SetUserVar", 5, "uservars:%i,  %s"},
     {"qrt_Object qrt_LoggedInObject", 5, "qrt_Object: %s"},
 
-    // ---- the run sequence ----
     {"qrt_RunScripts", 4, "User Variable2 is: %s"},
     {"qrt_RunScripts", 4, "User Variable3 is: %s"},
     {"qrt_RunScripts", 4, "User Variable4 is: %s"},
@@ -50,7 +49,6 @@ inline constexpr TraceInTable trace_table[] = {
     {"qrt_RunScripts", 4, "Now Process User's \"default\" Login script"},
     {"parsescript_Run", 0, "parsescript_Run returned %d (syntax %s)"},
 
-    // ---- the sources of scripts ----
     {"qrt_readLoginScriptFromFile", 3, "Entering ..."},
     {"qrt_readLoginScriptFromFile", 3, "Exiting ..."},
     {"qrt_GetLoginScript", 4, "KDB object is %s"},
@@ -69,7 +67,6 @@ inline constexpr TraceInTable trace_table[] = {
     {"__get_default_script", 3, "entering..."},
     {"__get_default_script", 3, "return (PAM_SUCCESS)"},
 
-    // ---- the language ----
     {"lex_IncludeFile", 4, "quick return, buffer length = 0"},
     {"lex_IncludeFile", 0, "Include failed, Out of memory"},
     {"lex_IncludeFile", 4, "old buffer (%i): %s"},
@@ -92,7 +89,6 @@ inline constexpr TraceInTable trace_table[] = {
     {"yyparse", 5, "no default script"},
     {"yyparse", 5, "TREE %s/%s;%s"},
 
-    // ---- drives ----
     {"qrt_map_command", 4, "map command: %s"},
     {"qrt_map_command", 0, "map command status: 0x%X"},
     {"qrt_ChangeWorkingDir", 7, "drive directory: %s"},
@@ -100,7 +96,6 @@ inline constexpr TraceInTable trace_table[] = {
     {"util_map_location", 4, "Map_Link_Default_Location: %s"},
     {"util_map_existing", 4, "no memory for %u bytes of mapped drives"},
 
-    // ---- the directory ----
     {ATTRIBUTE_READERS, 4, "ZKDSAllocBuf returned %x"},
     {ATTRIBUTE_READERS, 4, "ZKDSInitBuf returned %x"},
     {ATTRIBUTE_READERS, 4, "ZKDSPutAttrName(%s) returned %x"},
@@ -115,7 +110,6 @@ inline constexpr TraceInTable trace_table[] = {
     {"qrt_Error", 4, "%s"},
     {"qrt_ZKDSParsePath", 4, "ZKParsePath(%s) returned %x"},
 
-    // ---- contexts and connections ----
     {"qrt_Getctx", 4, "ZKDSCreateContextHandle ccode: %x"},
     {"qrt_Getctx", 6, "ZKDSSetContext(ctx, DCK_FLAGS, DCV_DEREF_ALIASES etc)  ccode: %x"},
     {"qrt_Getctx", 4, "ZKDSSetContext (1) ccode: %x"},
@@ -142,7 +136,6 @@ inline constexpr TraceInTable trace_table[] = {
     {"qrt_UserID", 5, "UserID: %i"},
     {"qrt_StationNumber", 5, "Connection Number: %i"},
 
-    // ---- trees ----
     {"qrt_TreeLogin", 4, "TreeLogin(%s, %s)"},
     {"qrt_TreeLogin", 0, "ZKDSCreateContextHandle ccode: 0x%X"},
     {"qrt_TreeLogin", 0, "ZKDSSetContext (1) ccode: 0x%X"},
@@ -169,7 +162,6 @@ inline constexpr TraceInTable trace_table[] = {
     {"doTreeLogin", 2, "Tree login return code 0x%X"},
     {"doTreeLogin", 4, "return code from auxconfirm_g %i"},
 
-    // ---- servers ----
     {"qrt_CheckAuthServer", 5, "ZKCCScanConnInfo() returned %X"},
     {"qrt_CheckAuthServer qrt_Attach", 4, "ZKCCGetConnInfo: %x"},
     {"qrt_SetServer", 6, "entering qrt_SetServer(%s)"},

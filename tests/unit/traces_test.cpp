@@ -1,20 +1,16 @@
 // All traces of the library, each at every level: a run of everything, in which each of the client's calls fails once,
-// leaves every trace of the table below its level and no other line. What the table holds is also what the source does.
+// leaves every trace of the table below its level and no other line. What the table contains is also what the source
+// does.
 #include <fnmatch.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <tuple>
 
 #include "commands/drive.h"
-#include "commands/file_spec.h"
-#include "include/exported.h"
-#include "script/input_buffer.h"
 #include "tests/failing_malloc/failing_malloc.h"
 #include "tests/unit/run_sequence_fixture.h"
 #include "tests/unit/trace_table.h"
@@ -24,13 +20,6 @@ namespace {
 constexpr int top_level = 9; // one above the highest threshold
 // As the readers of volumes look at a code, too, this one is a failure.
 constexpr uint32_t failure = ZKE_CONN_INVALID;
-
-// ---- the table ----
-
-std::vector<std::string> words(const std::string &text) {
-    std::istringstream in(text);
-    return {std::istream_iterator<std::string>(in), {}};
-}
 
 // One function's trace.
 struct Trace {
@@ -53,7 +42,7 @@ using Traces = std::multimap<std::string, Trace>; // by function
 Traces whole_table() {
     Traces traces;
     for (const TraceInTable &row : trace_table)
-        for (const std::string &function : words(row.functions)) traces.emplace(function, trace_of(row));
+        for (const std::string &function : words_of(row.functions)) traces.emplace(function, trace_of(row));
     return traces;
 }
 
@@ -78,10 +67,8 @@ std::set<std::string> traces_below(const Traces &traces, int level) {
     return names;
 }
 
-// ---- the source ----
-
 struct TraceInSource {
-    std::string function; // empty in a helper that is told it
+    std::string function; // empty in a helper that is passed it
     int threshold;
     std::string format;
     int first_line, last_line;
@@ -124,12 +111,12 @@ std::vector<TraceInSource> read_sources() {
     return traces;
 }
 
-TEST(TraceTable, HoldsEveryTraceOfTheSource) {
+TEST(TraceTable, ContainsEveryTraceOfTheSource) {
     const std::vector<TraceInSource> traces = read_sources();
     EXPECT_GE(traces.size(), std::size(trace_table));
     for (const TraceInSource &trace : traces) {
         const auto is_its_row = [&](const TraceInTable &row) {
-            const std::vector<std::string> functions = words(row.functions);
+            const std::vector<std::string> functions = words_of(row.functions);
             return row.threshold == trace.threshold && row.format == trace.format &&
                    (trace.function.empty() || std::count(functions.begin(), functions.end(), trace.function) == 1);
         };
@@ -142,12 +129,10 @@ TEST(TraceTable, NamesExportedFunctionsOnly) {
     std::ifstream in(SOURCE_DIR "/libqrtscript.map");
     std::string map((std::istreambuf_iterator<char>(in)), {});
     std::replace(map.begin(), map.end(), ';', ' ');
-    const std::vector<std::string> exported = words(map);
+    const std::vector<std::string> exported = words_of(map);
     for (const TraceInTable &row : trace_table)
-        for (const std::string &function : words(row.functions)) EXPECT_THAT(exported, testing::Contains(function));
+        for (const std::string &function : words_of(row.functions)) EXPECT_THAT(exported, Contains(function));
 }
-
-// ---- a run of everything ----
 
 const char script[] =
     "WRITE LOGIN_NAME; FAX; \"%NO_SUCH\"\n"
@@ -211,7 +196,6 @@ class TracesTest : public RunSequenceTest {
         static auto *kept = new std::vector<std::pair<char *, char *>>;
         for (const auto &texts : spy::prompt_texts()) kept->push_back(texts);
     }
-
     static void nothing() {}
 
     // Calls `action` in a network that `prepare` has added to.
@@ -239,13 +223,11 @@ class TracesTest : public RunSequenceTest {
             });
         }
     }
-
     void configuration() {
         folder_.file("config/login.conf", "debug_level=" + std::to_string(level_) + "\n");
         qrt_script_load_configuration();
         std::filesystem::remove(folder_.path("config/login.conf"));
     }
-
     void whole_run(const std::function<void()> &request) {
         network();
         args_ = {};
@@ -254,7 +236,6 @@ class TracesTest : public RunSequenceTest {
         trace_level_ = level_;
         run_all();
     }
-
     void whole_runs() {
         const auto plain = [this] { args_.treename = hold("acme_tree"); };
         whole_run(plain);
@@ -269,7 +250,6 @@ class TracesTest : public RunSequenceTest {
             args_.loginScript = file("script", "WRITE\n");
         });
     }
-
     void sessions() {
         call([] {
             qrt_GetCurrentTree();
@@ -291,7 +271,6 @@ class TracesTest : public RunSequenceTest {
             free(text);
         });
     }
-
     void scripts() {
         // Once with everything and once with what a read that fails adds: starting programs takes long.
         call([] { qrt_RunScript(script); }, [] { qrt_SetTree("ACME_TREE"); });
@@ -303,7 +282,6 @@ class TracesTest : public RunSequenceTest {
         // No script reaches this action: the tokenizer makes a full stop part of words.
         call([] { file_dotted(text("a"), text("b")); });
     }
-
     void includes() {
         lex_addBuffer("abc");
         const auto too_long = [] {
@@ -316,7 +294,6 @@ class TracesTest : public RunSequenceTest {
         lex_free_active_buffer();
         ibufstackindex--;
     }
-
     void drives() {
         const auto look_up = [](bool starved) {
             char *link = nullptr, *second = nullptr, *server = nullptr, *rest = nullptr;
@@ -331,7 +308,6 @@ class TracesTest : public RunSequenceTest {
         std::filesystem::remove(folder_.path("config/map.conf"));
         call([&] { look_up(false); });
     }
-
     void attributes() {
         for (auto *read : {qrt_GetAttribute, __GetAttribute}) {
             for (const char *attribute : {"FAX", "no such one"}) {
@@ -347,7 +323,6 @@ class TracesTest : public RunSequenceTest {
             qrt_compareAttribute(1, "jdoe.acme", "Group_Membership", "staff", &flag);
         });
     }
-
     void volumes() {
         sweep([] {
             char server[514], volume[514], rest[514];
@@ -357,7 +332,6 @@ class TracesTest : public RunSequenceTest {
             orbispec("apps.acme", server, volume, rest);
         });
     }
-
     void contexts() {
         for (const char *tree : {"acme_tree", "nowhere"}) {
             sweep([=] {
@@ -373,7 +347,6 @@ class TracesTest : public RunSequenceTest {
             });
         }
     }
-
     void tree_logins() {
         sweep([] {
             uint32_t made = 0;
@@ -388,7 +361,6 @@ class TracesTest : public RunSequenceTest {
             call(ask);
         }
     }
-
     void moves_to_another_tree() {
         const auto as_bob = [] { doTreeLogin("OTHER", "bob", text("pass").get()); };
         const auto as_anybody = [] { doTreeLogin("OTHER", nullptr, nullptr); };
@@ -409,7 +381,6 @@ class TracesTest : public RunSequenceTest {
         call(as_bob, [] { session_replace(CurrentContext, nullptr); });
         call(as_bob, [] { spy::logged_in_to("OTHER", "BOB"); });
     }
-
     void servers() {
         const auto directory_does = [] { spy::authenticated("SRV1"); };
         const auto prompt_does = [] {
@@ -427,11 +398,8 @@ class TracesTest : public RunSequenceTest {
         sweep(use, prompt_does);
         for (const uint32_t context : {0U, 1U}) sweep([=] { qrt_SetServer(context, "srv1"); });
     }
-
     int level_ = 0;
 };
-
-// ---- what the run has left ----
 
 struct Line {
     std::string function;
@@ -470,11 +438,11 @@ void expect_line_of_source(const Line &line, const Trace &trace, const std::vect
 }
 
 void expect_equal(const std::set<std::string> &emitted, const std::set<std::string> &wanted) {
-    const auto tell = [](const char *what, const std::set<std::string> &some, const std::set<std::string> &others) {
+    const auto compare = [](const char *what, const std::set<std::string> &some, const std::set<std::string> &others) {
         for (const std::string &name : some) EXPECT_EQ(others.count(name), 1U) << what << ": " << name;
     };
-    tell("missing", wanted, emitted);
-    tell("too many", emitted, wanted);
+    compare("missing", wanted, emitted);
+    compare("too many", emitted, wanted);
 }
 
 TEST_F(TracesTest, EachCarriesItsFunctionFromItsLevelOn) {

@@ -4,10 +4,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
-
 class TreeTest : public SessionTest {
   protected:
     TreeTest() {
@@ -16,15 +12,12 @@ class TreeTest : public SessionTest {
     }
 };
 
-// ---- qrt_TreeLogin ----
-
 class LoginTest : public TreeTest {
   protected:
     uint32_t login(const char *user = "jdoe.acme", const char *password = "secret") {
         made_ = 999;
         return qrt_TreeLogin("ACME_TREE", text(user).get(), text(password).get(), &made_);
     }
-
     uint32_t made_ = 0;
 };
 
@@ -67,14 +60,7 @@ TEST_F(LoginTest, EachFailureIsTheClientsCode) {
     }
 }
 
-TEST_F(LoginTest, TheEnvironmentIsNotOverwritten) {
-    setenv("TOLAN_USE_BRUNE", "1", 1);
-    login();
-    qrt_TreeLogout("ACME_TREE");
-    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
-}
-
-TEST_F(LoginTest, TheEnvironmentIsSetBeforeTheClientStarts) {
+TEST_F(LoginTest, TheEnvironmentIsSetBeforeTheClientStartsAndNotOverwritten) {
     std::string seen;
     spy::on_call([&seen](const std::string &call) {
         if (call == "ZKCallsInit(null, null)") seen += shown(getenv("TOLAN_USE_BRUNE"));
@@ -83,14 +69,16 @@ TEST_F(LoginTest, TheEnvironmentIsSetBeforeTheClientStarts) {
     unsetenv("TOLAN_USE_BRUNE");
     qrt_TreeLogout("ACME_TREE");
     EXPECT_EQ(seen, "00");
+    setenv("TOLAN_USE_BRUNE", "1", 1);
+    login();
+    qrt_TreeLogout("ACME_TREE");
+    EXPECT_STREQ(getenv("TOLAN_USE_BRUNE"), "1");
 }
 
 TEST_F(LoginTest, ALoginIsTracedWithoutItsPassword) {
     expect_traces({"TreeLogin(ACME_TREE, jdoe.acme)", "logged into tree [ACME_TREE]"}, [this] { login(); });
     EXPECT_THAT(traces(9, [this] { login(); }), Not(HasSubstr("secret")));
 }
-
-// ---- qrt_TreeLogout ----
 
 TEST_F(TreeTest, ALogOutSetsNoFlagsAndKeepsItsHandle) {
     EXPECT_EQ(qrt_TreeLogout("ACME_TREE"), 0U);
@@ -121,8 +109,6 @@ TEST_F(TreeTest, EachFailureOfALogOutIsTheClientsCode) {
         EXPECT_EQ(spy::call_names().back(), row.call);
     }
 }
-
-// ---- qrt_get_user_password ----
 
 class PromptTest : public SessionTest {
   protected:

@@ -1,11 +1,5 @@
 #include "base/variables.h"
 
-#include <unistd.h>
-#include <cstdlib>
-#include <cstring>
-#include <string>
-#include <vector>
-
 #include "tests/unit/session_fixture.h"
 
 namespace {
@@ -27,7 +21,6 @@ class VariablesTest : public testing::Test {
         variables_forget();
     }
     ~VariablesTest() override { environ = before_; }
-
     static std::vector<std::string> all() {
         std::vector<std::string> entries;
         for (char **entry = environ; entry != nullptr && *entry != nullptr; ++entry) entries.emplace_back(*entry);

@@ -1,14 +1,7 @@
 #include "commands/file_spec.h"
-#include "include/exported.h"
 #include "tests/unit/session_fixture.h"
 
 namespace {
-
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
 
 class VolumeObjectTest : public NetworkFileTest {
   protected:
@@ -17,7 +10,7 @@ class VolumeObjectTest : public NetworkFileTest {
         spy::text_attribute(name, "Host_Server", {server});
     }
 
-    // What orbispec answers: code, server, volume, path. Each buffer is on the heap and as large as is told.
+    // What orbispec answers: code, server, volume, path. Each buffer is on the heap and as large as promised.
     static std::string resolve(const std::string &name) {
         std::vector<char> server(49, '#'), place(514, '#'), path(514, '#');
         const uint32_t code = orbispec(name.c_str(), server.data(), place.data(), path.data());
@@ -25,27 +18,17 @@ class VolumeObjectTest : public NetworkFileTest {
     }
 };
 
-TEST_F(VolumeObjectTest, AVolumeObjectLeadsToItsServer) {
-    volume("vol1.sales.acme", "SRV1.acme", "DATA");
-    EXPECT_EQ(resolve(".vol1.sales.acme"), "0 SRV1 DATA ");
-}
-
-TEST_F(VolumeObjectTest, ADirectoryMapLeadsToItsVolumeAndPath) {
-    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:public\\apps"});
-    volume("vol1.sales.acme", "SRV1.acme", "DATA");
-    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public\\apps");
-}
-
-TEST_F(VolumeObjectTest, TheFirstSeparatorOfAnAnswerCounts) {
-    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:a:b"});
+TEST_F(VolumeObjectTest, AVolumeObjectOrADirectoryMapLeadsToItsServer) {
     volume("vol1.sales.acme", "SRV1.sales.acme", "DATA");
-    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA a:b");
-}
-
-TEST_F(VolumeObjectTest, ADirectoryMapsPathIsOfThePathSyntax) {
+    EXPECT_EQ(resolve(".vol1.sales.acme"), "0 SRV1 DATA ");
+    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:public\\apps"});
+    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public\\apps");
+    spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:a:b"});
+    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA a:b") << "the first separator counts";
     spy::attribute("apps.sales.acme", "Path", {spy::path("vol1.sales.acme", "public/apps")});
-    volume("vol1.sales.acme", "SRV1.acme", "DATA");
-    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public/apps");
+    EXPECT_EQ(resolve("apps.sales.acme"), "0 SRV1 DATA public/apps") << "of the path syntax";
+    spy::attribute("vol1.sales.acme", "Host_Resource_Name", {});
+    EXPECT_EQ(resolve("vol1.sales.acme"), "0 SRV1  ") << "an attribute without values is an empty text";
 }
 
 // The text of a time is not on the heap.
@@ -54,16 +37,9 @@ TEST_F(VolumeObjectTest, AnAttributeOfTheTimeSyntaxIsAText) {
     spy::attribute("apps.sales.acme", "Path", {january});
     resolve("apps.sales.acme");
     EXPECT_THAT(spy::calls("ZKDSRead").back(), HasSubstr(" Jan 1")) << "up to its first colon it names the volume";
-
     spy::attribute("vol1.sales.acme", "Host_Resource_Name", {january});
     spy::attribute("vol1.sales.acme", "Host_Server", {january});
     EXPECT_THAT(resolve("vol1.sales.acme"), HasSubstr(" Jan 1"));
-}
-
-TEST_F(VolumeObjectTest, AnAttributeWithoutValuesIsAnEmptyText) {
-    spy::attribute("vol1.sales.acme", "Host_Resource_Name", {});
-    spy::text_attribute("vol1.sales.acme", "Host_Server", {"SRV1.acme"});
-    EXPECT_EQ(resolve("vol1.sales.acme"), "0 SRV1  ");
 }
 
 TEST_F(VolumeObjectTest, TheClientIsAskedInThisOrder) {
@@ -143,8 +119,7 @@ TEST_F(VolumeObjectTest, EachFailureIsTheClientsCode) {
         EXPECT_EQ(resolve("vol1.acme"), std::to_string(0x1234) + "   ");
         EXPECT_EQ(spy::call_names()[spy::calls("ZKDSFreeContext").empty() ? spy::calls().size() - 1 : 0],
                   spy::calls("ZKDSFreeContext").empty() ? row.call : "ZKCLXInit");
-        EXPECT_THAT(spy::calls("ZKDSFreeContext"),
-                    testing::Each(testing::AnyOf("ZKDSFreeContext(1)", "ZKDSFreeContext(2)")));
+        EXPECT_THAT(spy::calls("ZKDSFreeContext"), Each(AnyOf("ZKDSFreeContext(1)", "ZKDSFreeContext(2)")));
         EXPECT_EQ(spy::open_contexts(), 0);
     }
 }
@@ -162,8 +137,7 @@ TEST_F(VolumeObjectTest, TheTreeOfANewContextIsTheOneThatIsSearched) {
     });
     volume("vol1.acme", "SRV1.acme", "DATA");
     EXPECT_EQ(resolve("vol1.acme"), "0 SRV1 DATA ");
-    EXPECT_THAT(spy::calls("ZKDSSetContext"), testing::Contains("ZKDSSetContext(2, DCK_TREE_NAME, \"ACME_TREE\")"));
-
+    EXPECT_THAT(spy::calls("ZKDSSetContext"), Contains("ZKDSSetContext(2, DCK_TREE_NAME, \"ACME_TREE\")"));
     spy::reset();
     spy::on_call([](const std::string &call) {
         if (call == "ZKDSGetContext(1, DCK_TREE_NAME)") ZKDSSetContext(1, DCK_TREE_NAME, "ACME_TREE");
@@ -173,7 +147,6 @@ TEST_F(VolumeObjectTest, TheTreeOfANewContextIsTheOneThatIsSearched) {
     EXPECT_EQ(resolve("jdoe.acme"), std::to_string(ZKE_NO_SUCH_ATTRIBUTE) + "   ");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Unable to find volume object jdoe.acme in tree: ACME_TREE\n");
     EXPECT_EQ(output(), "");
-
     spy::fail("ZKDSSetContext", 0x1234);
     EXPECT_THAT(resolve("jdoe.acme"), StartsWith("4660 "));
 }
@@ -199,15 +172,12 @@ TEST_F(VolumeObjectTest, AVolumeWithoutAServerIsThatReadsCode) {
     EXPECT_EQ(resolve("vol1.acme"), std::to_string(0xFFFFFDA5U) + "  DATA ");
 }
 
-TEST_F(VolumeObjectTest, OverlongAnswersAreCut) {
+TEST_F(VolumeObjectTest, OverlongAnswersAreCutAndThoseThatFitAreWhole) {
     const std::string large(3000, 'x');
     spy::text_attribute("map.acme", "Path", {"vol1.acme:" + large});
     volume("vol1.acme", large, large);
     EXPECT_EQ(resolve("map.acme"),
               "0 " + large.substr(0, 48) + " " + large.substr(0, 513) + " " + large.substr(0, 513));
-}
-
-TEST_F(VolumeObjectTest, AnswersThatJustFitAreWhole) {
     for (const size_t missing : {2U, 1U, 0U}) {
         const std::string server(48 - missing, 's'), name(513 - missing, 'v'), path(513 - missing, 'p');
         spy::text_attribute("map.acme", "Path", {"vol1.acme:" + path});
@@ -225,37 +195,23 @@ TEST_F(VolumeObjectTest, AFileOnAVolumeObjectIsRead) {
     network_file("SRV1/DATA/X.TXT", "on the volume");
     EXPECT_STREQ(file_on_volume(text(".VOL1.SALES.ACME"), text("X.TXT")).get(), "on the volume");
     EXPECT_EQ(display(".vol1.sales.acme:X.TXT"), "on the volume");
-}
-
-TEST_F(VolumeObjectTest, AFileOfADirectoryMapIsRead) {
+    EXPECT_EQ(display(".vol1.sales.acme:/Y.TXT"), "Unable to find file:(DATA///Y.TXT)\n");
     spy::text_attribute("apps.sales.acme", "Path", {"vol1.sales.acme:public\\apps"});
-    volume("vol1.sales.acme", "SRV1.acme", "DATA");
     network_file("SRV1/DATA/public/apps/X.TXT", "of the map");
     EXPECT_EQ(display(".apps.sales.acme:X.TXT"), "of the map");
-}
-
-TEST_F(VolumeObjectTest, AMissingFileOfAVolumeObjectIsReportedByItsPlace) {
-    volume("vol1.sales.acme", "SRV1.acme", "DATA");
-    EXPECT_EQ(display(".vol1.sales.acme:/X.TXT"), "Unable to find file:(DATA///X.TXT)\n");
 }
 
 TEST_F(VolumeObjectTest, AnUnknownVolumeObjectIsReportedByItsName) {
     testing::internal::CaptureStdout();
     EXPECT_EQ(display(".vol1.acme:/X.TXT"), "Unable to find file:(.VOL1.ACME//X.TXT)\n");
     testing::internal::GetCapturedStdout();
-}
-
-TEST_F(VolumeObjectTest, ADirectoryMapThatPointsToItselfIsNoVolume) {
+    spy::text_attribute("vol1.sales.acme", "Host_Resource_Name", {"DATA"});
+    EXPECT_EQ(display(".vol1.sales.acme:X.TXT"), "Unable to find file:(.VOL1.SALES.ACME/X.TXT/)\n");
     spy::text_attribute("apps.sales.acme", "Path", {"apps.sales.acme:apps"});
     testing::internal::CaptureStdout();
     EXPECT_EQ(display(".apps.sales.acme:X.TXT"), "Unable to find file:(.APPS.SALES.ACME/X.TXT/)\n");
     EXPECT_THAT(testing::internal::GetCapturedStdout(),
                 HasSubstr("Unable to find volume object apps.sales.acme in tree:"));
-}
-
-TEST_F(VolumeObjectTest, AVolumeWithoutAHostIsNotReached) {
-    spy::text_attribute("vol1.sales.acme", "Host_Resource_Name", {"DATA"});
-    EXPECT_EQ(display(".vol1.sales.acme:X.TXT"), "Unable to find file:(.VOL1.SALES.ACME/X.TXT/)\n");
 }
 
 } // namespace

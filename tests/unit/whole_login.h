@@ -1,6 +1,7 @@
-// One whole login whose scripts hold every kind of statement, over the recording client. A test runs it again and again
-// with something failing; whatever fails, the session comes to its end: nothing crashes, hangs or leaks, no buffer,
-// file or descriptor stays open, and the session keeps no password, neither in its globals nor in what it frees.
+// One whole login whose scripts contain every kind of statement, over the recording client. A test runs it again and
+// again with something failing; whatever fails, the session comes to its end: nothing crashes, hangs or leaks, no
+// buffer, file or descriptor stays open, and the session keeps no password, neither in its globals nor in what it
+// frees.
 #ifndef WHOLE_LOGIN_H
 #define WHOLE_LOGIN_H
 
@@ -14,13 +15,13 @@ class WholeLoginTest : public RunSequenceTest {
     WholeLoginTest();
     ~WholeLoginTest() override;
 
-    // What a login's failing calls may take away from what holds afterwards.
+    // What a login's failing calls may take away from what is checked afterwards.
     struct Failing {
         bool gives_back = false; // a call that gives a buffer or a file back may be among them
         bool hollow = false;     // they succeed without filling anything in: handles may be used that nobody made
     };
 
-    // One login with what `fail` arranges, and what holds whatever happened.
+    // One login with what `fail` arranges, and the checks that pass whatever happened.
     void log_in(const std::function<void()> &fail, Failing failing);
     // One login with nothing failing: it has to print what the first one printed.
     void log_in_plainly();
