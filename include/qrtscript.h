@@ -111,9 +111,9 @@ extern uint32_t ctx;                       /* the running script's directory con
 extern char LoginAliasContext[2];          /* "Y" after a login through an alias context. Set by qrt_RunScripts. */
 extern int32_t g_useGUI;                   /* Set by qrt_RunScripts. */
 extern char *over_ride_profile;            /* Set by PROFILE. */
-extern int32_t use_default_script;    /* Initially 0. A caller can set it and see whether NO_DEFAULT has cleared it. The
-                                       * library never reads it. */
-extern uint8_t bcntrlc;               /* Set by BREAK, read by cntrlcHandler. */
+extern int32_t use_default_script; /* Initially 0. A caller can set it and see whether NO_DEFAULT has cleared it. The
+                                    * library never reads it. */
+extern uint8_t bcntrlc;            /* Set by BREAK, read by cntrlcHandler. */
 
 /* Null, or called when a script starts a program: the first before that, the second in the new process, before it
  * becomes the program. There it may only make calls that are safe in a signal handler, and the memory is still the

@@ -155,7 +155,7 @@ void lex_include(std::string_view text) {
 bool lex_jump(std::string_view label) {
     LexBuffer *active = lex_active();
     if (active == nullptr || label.size() + 2 >= goto_pattern_size) return false;
-    const std::optional<int32_t> behind = labels_find(*active, label);
+    const std::optional<int32_t> behind = labels_find({active->data, static_cast<size_t>(active->length)}, label);
     if (behind) active->readPos = *behind;
     return behind.has_value();
 }

@@ -40,10 +40,6 @@ static bool is_part_of_label(char c) {
     return others.find(c) == others.npos;
 }
 
-static std::string_view text_of(const LexBuffer &buffer) {
-    return {buffer.data, static_cast<size_t>(buffer.length)};
-}
-
 static void index_line(std::string_view text, size_t start) {
     if (start < text.size() && text[start] == ':') {
         colon_lines.push_back(start + 1);
@@ -81,10 +77,9 @@ static std::optional<int32_t> find_odd_label(std::string_view text, const std::s
     return std::nullopt;
 }
 
-std::optional<int32_t> labels_find(const LexBuffer &buffer, std::string_view label) {
-    const std::string_view text = text_of(buffer);
+std::optional<int32_t> labels_find(std::string_view text, std::string_view label) {
     if (!std::all_of(label.begin(), label.end(), is_part_of_label)) return find_odd_label(text, std::string(label));
-    if (indexed_text != buffer.data) index_text(text);
+    if (indexed_text != text.data()) index_text(text);
     const auto found = known.find(label);
     return found != known.end() ? found->second : find_behind_colon(text, label);
 }
