@@ -5,18 +5,23 @@ import sys
 import tempfile
 
 import side_by_side
+from directory import Directory
 from language import Language, missing
 
 parser = argparse.ArgumentParser(prog="bench/run", description=__doc__)
 parser.add_argument("build", help=argparse.SUPPRESS)
+parser.add_argument("--only", choices=["language", "directory"], help="half of it")
 parser.add_argument("--quick", action="store_true", help="shorter workloads and fewer rounds: two minutes")
 arguments = parser.parse_args()
 if missing():
     sys.exit("not installed: " + ", ".join(missing()))
+side_by_side.become_subreaper()
 with tempfile.TemporaryDirectory() as folder:
     side_by_side.TIMES = folder
     print("processor time in milliseconds, medians of pairs that took turns")
-    language = Language(arguments.build, folder, arguments.quick)
-    language.goals()
+    if arguments.only != "directory":
+        Language(arguments.build, folder, arguments.quick).goals()
+    if arguments.only != "language":
+        Directory(os.getcwd(), arguments.build, folder, arguments.quick).goals()
 met = sum(goal.met for goal in side_by_side.Goal.all)
 print(f"{met} of {len(side_by_side.Goal.all)} goals met")

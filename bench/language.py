@@ -34,9 +34,7 @@ class Language:
 
     def measure(self, title, texts, mode, count=0, pipe=False):
         commands = self.commands(title.split()[0], texts, mode, count)
-        medians = compare(commands, ENVIRONMENT, 0 if pipe else self.rounds) if not pipe else None
-        if pipe:
-            medians = compare_to_pipe(commands, ENVIRONMENT, self.rounds)
+        medians = (compare_to_pipe if pipe else compare)(commands, ENVIRONMENT, self.rounds)
         row(title, medians)
         self.table[title] = medians
         return medians
