@@ -6,7 +6,7 @@ import subprocess
 import sys
 import time
 
-from side_by_side import KNOWN_CHILDREN, Goal, compare, compare_lines, row
+from side_by_side import KNOWN_CHILDREN, Command, Goal, compare, compare_lines, row
 
 HASH = "$y$j9T$mN4bV7cX1zL9kJ6hG3fD8.$W31TyM9CQLbszQnS0puYkBsouOIKUqpq2vZLlZHofJA"  # of "gardenia"
 
@@ -143,8 +143,8 @@ class Directory:
 
     def login(self, configuration, script):
         """A login; its home stays from one to the next, as a user's does."""
-        return ["env", f"ZKCLIENT_CONF={configuration}", "sh", "-c", 'exec "$@" <"$0"', self.folder + "/password",
-                self.build + "/qrtlogin", "--password-fd", "0", f"--login-script={script}", "anna.staff.site"]
+        words = [self.build + "/qrtlogin", "--password-fd", "0", f"--login-script={script}", "anna.staff.site"]
+        return Command(words, {"ZKCLIENT_CONF": configuration}, self.folder + "/password")
 
     def configuration(self, name, source):
         return self.write(name + ".toml", f'[[tree]]\nname = "SITE"\n{source}\ndefault_server = "SRV"\n')

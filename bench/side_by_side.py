@@ -24,13 +24,23 @@ def become_subreaper():
     ctypes.CDLL(None).prctl(36, 1, 0, 0, 0)  # PR_SET_CHILD_SUBREAPER
 
 
+class Command(list):
+    """A command with variables of its own and a file as its input."""
+
+    def __init__(self, words, variables, typed):
+        super().__init__(words)
+        self.variables, self.typed = variables, typed
+
+
 def run(command, environment, output):
     """Processor milliseconds and elapsed ones of a command, whose standard output becomes a file."""
-    descriptor = os.open(output, os.O_WRONLY | os.O_CREAT | os.O_TRUNC)
+    written = os.open(output, os.O_WRONLY | os.O_CREAT | os.O_TRUNC)
+    typed = os.open(getattr(command, "typed", "/dev/null"), os.O_RDONLY)
     start = time.monotonic()
-    child = os.posix_spawnp(command[0], command, environment,
-                            file_actions=[(os.POSIX_SPAWN_DUP2, descriptor, 1), (os.POSIX_SPAWN_CLOSE, descriptor)])
-    os.close(descriptor)
+    child = os.posix_spawnp(command[0], command, environment | getattr(command, "variables", {}), file_actions=[
+        (os.POSIX_SPAWN_DUP2, typed, 0), (os.POSIX_SPAWN_DUP2, written, 1), (os.POSIX_SPAWN_CLOSE, written)])
+    os.close(written)
+    os.close(typed)
     _, status, used = os.wait4(child, 0)
     elapsed = time.monotonic() - start
     if status != 0:

@@ -1,3 +1,4 @@
+#include "platform/client/core/schema.h"
 #include "tests/support/client_fixture.h"
 
 namespace {
@@ -185,6 +186,32 @@ TEST_F(Reading, ValuesThatDoNotFitComeInFurtherReplies) {
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSRead(handle, "all.acme", 1, 0, request, &iteration, reply));
     iteration = -2;
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSRead(handle, "all.acme", 1, 0, request, &iteration, reply));
+}
+
+// What further replies are taken from is kept, but for that one read.
+TEST_F(Reading, AReadThatGoesOnAsAnotherIsAnsweredAsThatOne) {
+    configure_group(1000);
+    const uint32_t typeless = context(), typed = context(DCV_CANONICALIZE_NAMES);
+    const auto goesOn = [this](uint32_t handle, const char *object, uint32_t infoType) {
+        int32_t from = iteration;
+        lastCode = ZKDSRead(handle, object, infoType, 0, request, &from, reply);
+        return lastCode == ZK_OK ? next_attribute() : std::to_string(lastCode);
+    };
+    const auto firstValue = [this](uint32_t handle) {
+        char value[ZK_MAX_NAME + 1] = "";
+        EXPECT_EQ(ZK_OK, ZKDSGetAttrVal(handle, reply, schema_dn, value));
+        return std::string(value);
+    };
+    ASSERT_EQ(ZK_OK, ask(typeless, "all.acme", {"Member"}));
+    goesOn(typeless, "all.acme", 1);
+    const std::string next = firstValue(typeless);
+    goesOn(typed, "all.acme", 1);
+    EXPECT_EQ(firstValue(typed), "CN=" + next.substr(0, next.find('.')) + ".O=acme");
+    EXPECT_EQ(goesOn(typeless, "acme", 1), std::to_string(ZKE_NO_SUCH_ATTRIBUTE));
+    EXPECT_EQ(goesOn(typeless, "all.acme", ZK_INFO_NAMES), std::to_string(ZKE_BAD_PARAMETER)) << "one part, not many";
+    EXPECT_EQ(ZK_OK, ZKDSInitBuf(typeless, ZK_OPERATION_READ, request));
+    EXPECT_EQ(ZK_OK, ZKDSPutAttrName(typeless, request, "CN"));
+    EXPECT_EQ(goesOn(typeless, "all.acme", 1), std::to_string(ZKE_BAD_PARAMETER)) << "one value, not many";
 }
 
 TEST_F(Reading, AValueThatFitsIntoNoReplyIsReported) {

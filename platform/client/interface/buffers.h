@@ -3,6 +3,7 @@
 #define PLATFORM_CLIENT_INTERFACE_BUFFERS_H
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,8 @@ struct ReplyAttribute {
     std::vector<Value> values; // names put into form
 };
 
+struct ReadAnswer; // all that one read is answered with
+
 struct ZKDSBuffer {
     size_t size; // as allocated: what a request or one reply may take
     bool initialised = false;
@@ -21,7 +24,8 @@ struct ZKDSBuffer {
     std::vector<std::string> names; // of a request
     std::vector<ReplyAttribute> attributes;
     size_t nextAttribute = 0;
-    size_t nextValue = 0; // of the attribute before nextAttribute
+    size_t nextValue = 0;                     // of the attribute before nextAttribute
+    std::shared_ptr<const ReadAnswer> answer; // of a read that goes on: what further replies are taken from
 };
 
 // Is it a buffer that has been allocated and not yet freed?

@@ -65,6 +65,38 @@ static ReplyAttribute collect(const Tree &tree, const Entry &entry, const Schema
     return reply;
 }
 
+// A user may be in thousands of groups, which take many replies: they are put together once. The rest says which read
+// it is the answer to.
+struct ReadAnswer {
+    EntryPtr entry;
+    NameForm form;
+    std::vector<const SchemaAttribute *> rows;
+    uint32_t infoType;
+    std::vector<ReplyAttribute> attributes;
+};
+
+static bool is_same_form(const NameForm &a, const NameForm &b) {
+    const auto same = [](const NamePart &one, const NamePart &other) {
+        return one.type == other.type && one.value == other.value;
+    };
+    return a.typed == b.typed && a.complete == b.complete &&
+           std::equal(a.context.begin(), a.context.end(), b.context.begin(), b.context.end(), same);
+}
+
+static bool is_answer_to(const ReadAnswer &answer, const ReadAnswer &read) {
+    return answer.entry == read.entry && is_same_form(answer.form, read.form) && answer.rows == read.rows &&
+           answer.infoType == read.infoType;
+}
+
+static void put_together(const Tree &tree, ReadAnswer *answer) {
+    for (const SchemaAttribute *row : answer->rows) {
+        ReplyAttribute attribute = collect(tree, *answer->entry, row, answer->form);
+        if (attribute.values.empty()) continue;
+        if (answer->infoType == ZK_INFO_NAMES) attribute.values.clear();
+        answer->attributes.push_back(std::move(attribute));
+    }
+}
+
 static void check_buffers(const ZKDSBuffer *request, uint32_t allAttributes, const int32_t *iteration,
                           const ZKDSBuffer *reply, uint32_t infoType) {
     error_unless(iteration != nullptr && reply != nullptr && (request != nullptr || allAttributes != 0) &&
@@ -79,19 +111,19 @@ uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint3
         check_buffers(request, allAttributes, iteration, reply, infoType);
         error_unless(object != nullptr, ZKE_BAD_PARAMETER);
         Context &found = contexts().at(context);
-        const EntryPtr entry = context_read(&found, object);
-        const Tree &tree = context_tree(found);
-        const NameForm form = context_form(found);
-        std::vector<ReplyAttribute> attributes;
-        for (const SchemaAttribute *row : requested(request, allAttributes != 0)) {
-            ReplyAttribute attribute = collect(tree, *entry, row, form);
-            if (!attribute.values.empty()) {
-                if (infoType == ZK_INFO_NAMES) attribute.values.clear();
-                attributes.push_back(std::move(attribute));
-            }
+        auto answer = std::make_shared<ReadAnswer>();
+        answer->entry = context_read(&found, object);
+        answer->form = context_form(found);
+        answer->rows = requested(request, allAttributes != 0);
+        answer->infoType = infoType;
+        if (*iteration <= 0 || reply->answer == nullptr || !is_answer_to(*reply->answer, *answer)) {
+            put_together(context_tree(found), answer.get());
+            reply->answer = std::move(answer);
         }
+        const std::vector<ReplyAttribute> &attributes = reply->answer->attributes;
         error_unless(!attributes.empty() || allAttributes != 0, ZKE_NO_SUCH_ATTRIBUTE);
         buffer_fill(reply, attributes, iteration);
+        if (*iteration == ZK_NO_MORE_ITERATIONS) reply->answer.reset();
     });
 }
 
