@@ -7,10 +7,12 @@ import tempfile
 import side_by_side
 from directory import Directory
 from language import Language, missing
+from plot import plot
 
 parser = argparse.ArgumentParser(prog="bench/run", description=__doc__)
 parser.add_argument("build", help=argparse.SUPPRESS)
 parser.add_argument("--only", choices=["language", "directory"], help="half of it")
+parser.add_argument("--plot", metavar="FILE", help="draw the language's workloads into an SVG file")
 parser.add_argument("--quick", action="store_true", help="shorter workloads and fewer rounds: two minutes")
 arguments = parser.parse_args()
 if missing():
@@ -20,7 +22,10 @@ with tempfile.TemporaryDirectory() as folder:
     side_by_side.TIMES = folder
     print("processor time in milliseconds, medians of pairs that took turns")
     if arguments.only != "directory":
-        Language(arguments.build, folder, arguments.quick).goals()
+        language = Language(arguments.build, folder, arguments.quick)
+        language.goals()
+        if arguments.plot:
+            plot(language.table, arguments.plot)
     if arguments.only != "language":
         Directory(os.getcwd(), arguments.build, folder, arguments.quick).goals()
 met = sum(goal.met for goal in side_by_side.Goal.all)

@@ -11,7 +11,7 @@ build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev li
 check="clang clang-format python3 locales libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck"
 analysis="git clang-tidy cppcheck abigail-tools"
 coverage="gcovr"
-bench="libbenchmark-dev python3 dash mksh mawk lua5.4 tcl perl libnet-ldap-perl python3-ldap slapd ldap-utils"
+bench="libbenchmark-dev python3 dash mksh mawk lua5.4 tcl perl libnet-ldap-perl python3-ldap slapd ldap-utils gnuplot-nox"
 
 wanted=
 for group in "$@"; do
