@@ -2,12 +2,14 @@
 
 #include <chrono>
 #include <cstdio>
+#include <utility>
 
 #include "platform/catalogue.h"
+#include "platform/client/copies/offline_store.h"
+#include "platform/client/copies/site_copy_store.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/start_environment.h"
-#include "platform/client/ldap/offline_store.h"
-#include "platform/client/ldap/site_copy_store.h"
+#include "platform/client/ldap/store.h"
 #include "platform/client/ldif/store.h"
 #include "platform/zk.h"
 
@@ -84,12 +86,14 @@ void tree_prefer(Tree *tree) {
     network().preferred = tree;
 }
 
+static std::unique_ptr<ServersStore> servers_store(const ConfigTree &config, const Name &base, SiteRead onSiteRead) {
+    return std::make_unique<LdapStore>(config, base, std::move(onSiteRead));
+}
+
 std::unique_ptr<DirectoryStore> tree_ldap_store(const ConfigTree &config, const Name &base) {
-    auto servers = std::make_unique<LdapStore>(config, base);
-    const LdapStore &asked = *servers;
-    auto store = std::make_unique<SiteCopyStore>(std::move(servers), config);
+    auto store = std::make_unique<SiteCopyStore>(config, base, servers_store);
     if (!config.ldap.offline) return store;
-    return std::make_unique<OfflineStore>(std::move(store), asked, config);
+    return std::make_unique<OfflineStore>(std::move(store), config);
 }
 
 void tree_load(Tree *tree) {
