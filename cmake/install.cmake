@@ -9,8 +9,8 @@ endforeach()
 # ---- first: which folders are missing ----
 # `install_dirs` has to name every folder that something below is installed to, for uninstalling.
 set(record ${CMAKE_BINARY_DIR}/installed)
-set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir}
-                 ${pkgconfig_dir} ${catalogue_dirs})
+set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
+                 ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs})
 install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")")
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake)
 
@@ -29,10 +29,11 @@ endforeach()
 install(TARGETS ${installed_programs})
 
 # ---- the libraries, and what a program needs to call them ----
-# They stand side by side in both places. Only this one needs the others.
-set_target_properties(qrtscript zkclient treelogin PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+# They stand side by side in both places. Only this one needs the others; who loads the module has loaded what it needs.
+set_target_properties(qrtscript zkclient zkclient_ldap treelogin PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
 set_target_properties(qrtscript PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS qrtscript zkclient treelogin EXPORT qrtscript INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS zkclient_ldap DESTINATION ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir})
 install(FILES include/qrtscript.h platform/zk.h platform/treelogin.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 include(CMakePackageConfigHelpers)
@@ -61,4 +62,4 @@ add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -D record=${record} -P ${CM
                   VERBATIM)
 
 # All that is installed, and the programs as they run from the build: what quickstart.sh builds.
-add_custom_target(product DEPENDS qrtlogin map ${installed_programs} translations)
+add_custom_target(product DEPENDS qrtlogin map zkclient_ldap ${installed_programs} translations)

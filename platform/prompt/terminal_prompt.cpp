@@ -1,5 +1,6 @@
 #include "platform/prompt/terminal_prompt.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <readpassphrase.h>
@@ -110,9 +111,21 @@ bool Terminal::askLine(std::string_view text, Secret *answer) {
     return true;
 }
 
+// libbsd's function. A program that always asks is linked with it. Most runs ask nothing and do not wait for it to be
+// loaded: in them it is null, and the library is loaded for the first question.
+#pragma weak readpassphrase
+
+static decltype(&readpassphrase) password_reader() {
+    if (readpassphrase != nullptr) return &readpassphrase;
+    void *library = dlopen("libbsd.so.0", RTLD_NOW | RTLD_LOCAL);
+    return library == nullptr ? nullptr : reinterpret_cast<decltype(&readpassphrase)>(dlsym(library, "readpassphrase"));
+}
+
 bool Terminal::askPassword(std::string_view text, Secret *answer) {
+    static const auto reader = password_reader();
+    if (reader == nullptr) return false;
     std::string prompt = terminal_safe_text(text);
-    const char *got = readpassphrase(prompt.c_str(), answer->text(), answer->capacity() + 1, RPP_REQUIRE_TTY);
+    const char *got = reader(prompt.c_str(), answer->text(), answer->capacity() + 1, RPP_REQUIRE_TTY);
     // The end of input reads like an empty line here, and a full buffer may have been cut: neither is a password.
     return got != nullptr && !answer->empty() && strlen(answer->text()) < answer->capacity();
 }

@@ -14,6 +14,7 @@ from pathlib import Path
 SOURCE, BUILD = map(Path, sys.argv[1:])
 # Of each library: where its folders stand, and the object files that they become. Bottom up in its floors.txt.
 LIBRARIES = {"": "qrtscript_objects", "platform/client/": "zkclient_objects"}
+MODULES = {"platform/client/ldap": "zkclient_ldap_objects"}
 FLOORS = {
     top: [top + name for name in (SOURCE / (top or "cmake/") / "floors.txt").read_text().split()] for top in LIBRARIES
 }
@@ -50,11 +51,13 @@ def symbols(kind, path):
 
 def objects_of(floors, library):
     """The objects of a library, with the source of each."""
-    objects = BUILD / f"CMakeFiles/{library}.dir"
-    files = [f"{path.relative_to(SOURCE)}.o" for folder in floors for path in sources(folder) if path.suffix == ".cpp"]
-    found = {objects / name: name for name in files}
+    found = {}
+    for folder in floors:
+        objects = BUILD / f"CMakeFiles/{MODULES.get(folder, library)}.dir"
+        names = [f"{path.relative_to(SOURCE)}.o" for path in sources(folder) if path.suffix == ".cpp"]
+        found.update({objects / name: name for name in names})
     if "language" in floors:
-        found[objects / "generated/language/grammar.tab.cpp.o"] = "language/grammar.y"
+        found[BUILD / f"CMakeFiles/{library}.dir/generated/language/grammar.tab.cpp.o"] = "language/grammar.y"
     return found
 
 

@@ -64,6 +64,16 @@ class Installation:
                     os.path.dirname(path), self.root + "/lib"):
                 self.complaints.append(f"{program} loads {path}")
 
+    def check_module(self):
+        """A server is asked: what talks to it is found beside the libraries."""
+        configuration = self.folder + "/servers.toml"
+        with open(configuration, "w", encoding="utf-8") as file:
+            file.write('[[tree]]\nname = "ACME"\nuris = ["ldap://127.0.0.1:1"]\nallow_cleartext_loopback = true\n')
+        program = self.root + "/bin/qrtlogin"
+        outcome = Sample(self.source, self.root + "/bin").qrtlogin(program, ZKCLIENT_CONF=configuration)
+        if outcome[0] != 3 or "ldap://127.0.0.1:1: " not in outcome[2]:
+            self.complaints.append(f"a login on servers: {outcome}")
+
     def check_callers(self):
         """The example in C, compiled as its first lines say, and by CMake."""
         sample, program = Sample(self.source, self.root + "/bin"), self.root + "/bin/qrtlogin"
@@ -109,6 +119,7 @@ class Installation:
             self.command("cmake", "--install", self.build, "--prefix", self.prefix)
         self.check_search_paths()
         self.check_programs()
+        self.check_module()
         self.check_callers()
         self.command("cmake", "--build", self.build, "--target", "uninstall")
         if self.standing() != before:

@@ -1,5 +1,5 @@
 // The copy of what a directory said, as a file below the user's cache folder.
-#include "platform/client/ldap/copy.h"
+#include "platform/client/copies/copy.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -1,5 +1,5 @@
 // The steps in which somebody waits, without any server.
-#include "platform/client/ldap/waiting.h"
+#include "platform/client/core/waiting.h"
 
 #include <gmock/gmock.h>
 #include <future>

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "platform/client/ldap/copy.h"
+#include "platform/client/copies/copy.h"
 #include "platform/zk.h"
 #include "tests/support/process.h"
 

@@ -25,3 +25,7 @@ bool entry_is_volume(const Entry &entry, const Entry &server, std::string_view v
     return entry.isClass("Volume") && name != nullptr && host != nullptr && equal_nocase(*name, volume) &&
            name_equal(value_parse(schema_dn, *host, base).name, server.name);
 }
+
+bool entry_is_of_site(const Entry &entry) {
+    return entry.isClass("Server") || entry.isClass("Volume") || entry.isClass("Directory Map");
+}

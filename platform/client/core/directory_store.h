@@ -82,4 +82,7 @@ std::string entry_common_name(const Entry &entry);
 bool entry_is_server(const Entry &entry, std::string_view name);
 bool entry_is_volume(const Entry &entry, const Entry &server, std::string_view volume, const Name &base);
 
+// A server, a volume or a directory map: what the tree's "site" consists of.
+bool entry_is_of_site(const Entry &entry);
+
 #endif

@@ -24,9 +24,9 @@ struct Kept {
 // Never freed: a look-up that did not end in time may read it to the end of the process.
 static const Kept *kept = nullptr;
 
-// The first conversion of a process settles where the C library looks for further ones.
+// The first conversion of a process settles where the C library looks for further ones. This one needs no file.
 static void settle_conversions() {
-    iconv_t conversion = iconv_open("UTF-8", "UTF-16");
+    iconv_t conversion = iconv_open("UTF-8", "WCHAR_T");
     if (conversion != reinterpret_cast<iconv_t>(-1)) iconv_close(conversion);
 }
 

@@ -121,6 +121,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         refuse_unless_accepted(verdict, *user);
         // A login that goes no further leaves the connection anonymous.
         LoggedIn loggedIn{&tree};
+        trees_settle();
         login_password_keep(&tree, password);
         take_identity(&tree, &found, user);
         attempt.accepted = true;

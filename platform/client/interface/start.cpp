@@ -1,8 +1,8 @@
 #include "platform/client/interface/start.h"
 
+#include "platform/client/core/waiting.h"
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
-#include "platform/client/ldap/waiting.h"
 #include "platform/client/session/trees.h"
 
 static uint32_t make_ready() {

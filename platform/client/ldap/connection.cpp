@@ -7,10 +7,10 @@
 
 #include "platform/catalogue.h"
 #include "platform/client/core/names.h"
+#include "platform/client/core/waiting.h"
 #include "platform/client/ldap/certificate.h"
 #include "platform/client/ldap/options.h"
 #include "platform/client/ldap/ticket.h"
-#include "platform/client/ldap/waiting.h"
 #include "platform/zk.h"
 
 static bool is_same_dn(const std::string &one, const std::string &other) {

@@ -6,7 +6,7 @@
 #include <sys/time.h>
 #include <string>
 
-#include "platform/client/ldap/trouble.h"
+#include "platform/client/core/trouble.h"
 #include "platform/client/ldap/uri.h"
 
 // Never nothing, which libldap would take for no limit.

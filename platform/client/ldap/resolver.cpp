@@ -8,7 +8,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/client/core/bounded.h"
-#include "platform/client/ldap/waiting.h"
+#include "platform/client/core/waiting.h"
 #include "platform/zk.h"
 
 namespace {

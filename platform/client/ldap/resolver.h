@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/client/ldap/trouble.h"
+#include "platform/client/core/trouble.h"
 #include "platform/client/ldap/uri.h"
 
 struct FreeAddresses {

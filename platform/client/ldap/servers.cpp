@@ -5,8 +5,8 @@
 
 #include "platform/catalogue.h"
 #include "platform/client/core/start_environment.h"
+#include "platform/client/core/waiting.h"
 #include "platform/client/ldap/resolver.h"
-#include "platform/client/ldap/waiting.h"
 #include "platform/zk.h"
 
 // Results by which a server says that it cannot do its work; another one may.

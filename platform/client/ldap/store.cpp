@@ -16,10 +16,6 @@ static std::string site_filter() {
     return filter_or(filters);
 }
 
-bool ldap_is_site_object(const Entry &entry) {
-    return entry.isClass("Server") || entry.isClass("Volume") || entry.isClass("Directory Map");
-}
-
 EntryPtr LdapStore::find(const Name &name, Aliases aliases) {
     auto at = [this](const Name &wanted) {
         return wanted.empty() && root_.empty() ? nullptr : objects_.lookup(wanted);
@@ -80,9 +76,9 @@ void LdapStore::keepSite(const LdapAnswer &answer) {
     site_.clear();
     for (const LdapEntry &one : answer.entries) {
         EntryPtr entry = objects_.keep(one);
-        if (entry != nullptr && ldap_is_site_object(*entry)) site_.push_back(entry);
+        if (entry != nullptr && entry_is_of_site(*entry)) site_.push_back(entry);
     }
-    onSiteRead(site_);
+    onSiteRead_(site_);
 }
 
 // What every login needs: the user, the containers above, the profile, and the servers, volumes and maps of the site.

@@ -1,26 +1,24 @@
 // The directory on LDAP servers. Servers are asked when something is wanted, and an object is asked for once: it is
 // read with all that a login may want of it and kept for the login. Copies of what was read are kept by the stores
-// around it (site_copy_store.h, offline_store.h).
+// around it (copies/).
 #ifndef PLATFORM_CLIENT_LDAP_STORE_H
 #define PLATFORM_CLIENT_LDAP_STORE_H
 
-#include <functional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "platform/client/core/config.h"
-#include "platform/client/core/directory_store.h"
+#include "platform/client/core/servers_store.h"
 #include "platform/client/ldap/lookup.h"
 #include "platform/client/ldap/servers.h"
 
-// A server, a volume or a directory map: what the tree's "site" consists of.
-bool ldap_is_site_object(const Entry &entry);
-
-class LdapStore : public DirectoryStore {
+class LdapStore : public ServersStore {
   public:
     // `config` must outlive the store. No server is asked yet.
-    LdapStore(const ConfigTree &config, const Name &base) : tree_(config), root_(base), servers_(config.ldap) {}
+    LdapStore(const ConfigTree &config, const Name &base, SiteRead onSiteRead)
+        : tree_(config), root_(base), servers_(config.ldap), onSiteRead_(std::move(onSiteRead)) {}
 
     // The calls throw LdapTrouble when no server answers. A login that a server has accepted throws none: whatever goes
     // wrong afterwards is a CodedError.
@@ -34,14 +32,10 @@ class LdapStore : public DirectoryStore {
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
 
-    // For those who keep copies. As in LdapServers:
-    bool haveDistrusted() const { return servers_.haveDistrusted(); }
-    // Whether the site has been read since the last login or logout, and whom to tell when it is.
-    bool hasReadSite() const { return siteRead_; }
-    std::function<void(const std::vector<EntryPtr> &site)> onSiteRead = [](const std::vector<EntryPtr> &) {};
-    // All that has been read since then, the site first, and how many objects that are.
-    std::vector<EntryPtr> allRead() const;
-    size_t countRead() const { return objects_.countKept(); }
+    bool haveDistrusted() const override { return servers_.haveDistrusted(); }
+    bool hasReadSite() const override { return siteRead_; }
+    std::vector<EntryPtr> allRead() const override;
+    size_t countRead() const override { return objects_.countKept(); }
 
   private:
     std::string groupFilter(const std::string &dn) const;
@@ -59,6 +53,7 @@ class LdapStore : public DirectoryStore {
     LdapServers servers_;
     LdapLookup objects_{tree_, root_, &servers_};
     std::unordered_map<std::string, std::vector<Name>> groups_; // by the member's DN
+    SiteRead onSiteRead_;
     bool siteRead_ = false;
     std::vector<EntryPtr> site_;
     std::string siteMissing_; // as in LdapAnswer

@@ -16,8 +16,8 @@
 
 #include "platform/catalogue.h"
 #include "platform/client/core/descriptor.h"
+#include "platform/client/core/waiting.h"
 #include "platform/client/ldap/resolver.h"
-#include "platform/client/ldap/waiting.h"
 #include "platform/zk.h"
 
 static constexpr size_t read_ahead_size = size_t{16} * 1024;

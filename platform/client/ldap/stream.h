@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/client/core/trouble.h"
 #include "platform/client/ldap/framing.h"
-#include "platform/client/ldap/trouble.h"
 #include "platform/client/ldap/uri.h"
 
 // Watches one LDAP handle. Must outlive it.

@@ -6,7 +6,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/client/core/bounded.h"
-#include "platform/client/ldap/waiting.h"
+#include "platform/client/core/waiting.h"
 #include "platform/zk.h"
 
 // Nothing is left to ask: who logs in is in the ticket.

@@ -1,14 +1,16 @@
 #include "platform/client/session/trees.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
 #include "platform/catalogue.h"
+#include "platform/client/copies/offline_store.h"
+#include "platform/client/copies/site_copy_store.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/start_environment.h"
-#include "platform/client/ldap/offline_store.h"
-#include "platform/client/ldap/site_copy_store.h"
 #include "platform/client/ldif/store.h"
+#include "platform/client/session/ldap_module.h"
 #include "platform/zk.h"
 
 namespace {
@@ -85,11 +87,9 @@ void tree_prefer(Tree *tree) {
 }
 
 std::unique_ptr<DirectoryStore> tree_ldap_store(const ConfigTree &config, const Name &base) {
-    auto servers = std::make_unique<LdapStore>(config, base);
-    const LdapStore &asked = *servers;
-    auto store = std::make_unique<SiteCopyStore>(std::move(servers), config);
+    auto store = std::make_unique<SiteCopyStore>(config, base, ldap_module_store);
     if (!config.ldap.offline) return store;
-    return std::make_unique<OfflineStore>(std::move(store), asked, config);
+    return std::make_unique<OfflineStore>(std::move(store), config);
 }
 
 void tree_load(Tree *tree) {
@@ -107,6 +107,12 @@ void tree_load(Tree *tree) {
         tree->store.reset();
         throw;
     }
+}
+
+void trees_settle() {
+    const std::vector<std::unique_ptr<Tree>> &trees = trees_all();
+    if (std::any_of(trees.begin(), trees.end(), [](const auto &tree) { return !tree->config.ldap.uris.empty(); }))
+        ldap_module_load();
 }
 
 Name tree_meant_name(const Tree &tree, const Name &name) {

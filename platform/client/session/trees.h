@@ -42,6 +42,9 @@ std::unique_ptr<DirectoryStore> tree_ldap_store(const ConfigTree &config, const 
 // DataError.
 void tree_load(Tree *tree);
 
+// Scripts follow, which may turn to any tree: what the trees need of the environment is read now.
+void trees_settle();
+
 // The name with all types when the user who is logged in to the tree, or a container above the user, fits it; otherwise
 // the name itself. Names are returned without types, and one such name may fit several objects or none.
 Name tree_meant_name(const Tree &tree, const Name &name);

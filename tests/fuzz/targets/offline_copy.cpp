@@ -2,14 +2,14 @@
 //
 //     input ::= "r" heading LF records         heading: a number, the moment of a copy of this tree; else as it stands
 //             | "w" records                    LDIF of what a server shows, kept and read again
-#include "platform/client/ldap/copy.h"
+#include "platform/client/copies/copy.h"
 
 #include <algorithm>
 
+#include "platform/client/copies/offline_login.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/values.h"
 #include "platform/client/ldap/entries.h"
-#include "platform/client/ldap/offline_login.h"
 #include "platform/client/ldif/reader.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/files.h"

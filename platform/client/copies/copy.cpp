@@ -1,12 +1,9 @@
-#include "platform/client/ldap/copy.h"
+#include "platform/client/copies/copy.h"
 
-#include <gnutls/gnutls.h>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <new>
 #include <utility>
 
 #include "platform/client/core/errors.h"
@@ -25,12 +22,15 @@ static std::string cache_folder() {
 }
 
 static std::string base64(const std::string &bytes) {
-    const gnutls_datum_t plain = {reinterpret_cast<unsigned char *>(const_cast<char *>(bytes.data())),
-                                  static_cast<unsigned>(bytes.size())};
-    gnutls_datum_t encoded = {};
-    if (gnutls_base64_encode2(&plain, &encoded) != GNUTLS_E_SUCCESS) throw std::bad_alloc();
-    const std::unique_ptr<unsigned char, gnutls_free_function> owner(encoded.data, gnutls_free);
-    return std::string(reinterpret_cast<char *>(encoded.data), encoded.size);
+    constexpr char digits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string encoded;
+    for (size_t i = 0; i < bytes.size(); i += 3) {
+        uint32_t bits = 0;
+        for (size_t k = i; k < i + 3; k++)
+            bits = bits << 8 | (k < bytes.size() ? static_cast<unsigned char>(bytes[k]) : 0);
+        for (size_t k = 0; k < 4; k++) encoded += i + k <= bytes.size() ? digits[bits >> (18 - 6 * k) & 63] : '=';
+    }
+    return encoded;
 }
 
 static std::string hash_text(const std::string &text) {

@@ -1,6 +1,6 @@
 // How long a request to LDAP servers may take, and how it fails.
-#ifndef PLATFORM_CLIENT_LDAP_TROUBLE_H
-#define PLATFORM_CLIENT_LDAP_TROUBLE_H
+#ifndef PLATFORM_CLIENT_CORE_TROUBLE_H
+#define PLATFORM_CLIENT_CORE_TROUBLE_H
 
 #include <algorithm>
 #include <chrono>

@@ -1,11 +1,11 @@
-#include "platform/client/ldap/offline_login.h"
+#include "platform/client/copies/offline_login.h"
 
 #include <cstdio>
 
 #include "platform/catalogue.h"
+#include "platform/client/copies/copy.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/password.h"
-#include "platform/client/ldap/copy.h"
 
 static LdapCopy copy_of(const ConfigTree &config, const Name &base, const Name &user) {
     return LdapCopy(config, base, "login\n" + name_key(user));

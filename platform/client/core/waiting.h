@@ -6,13 +6,13 @@
 //     ... wait until `next`; when it has come and is not `deadline`: ldap_waiting_tell(), and once more
 //
 // Work on a separate thread reports nothing; the thread that waits for it does.
-#ifndef PLATFORM_CLIENT_LDAP_WAITING_H
-#define PLATFORM_CLIENT_LDAP_WAITING_H
+#ifndef PLATFORM_CLIENT_CORE_WAITING_H
+#define PLATFORM_CLIENT_CORE_WAITING_H
 
 #include <string>
 
 #include "platform/client/core/bounded.h"
-#include "platform/client/ldap/trouble.h"
+#include "platform/client/core/trouble.h"
 #include "platform/zk.h"
 
 // The time counts from here on, for all servers together. One within another changes nothing.

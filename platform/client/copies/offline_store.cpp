@@ -1,17 +1,17 @@
-#include "platform/client/ldap/offline_store.h"
+#include "platform/client/copies/offline_store.h"
 
 #include "platform/client/core/login_check.h"
 
 // Takes the copy. A server that cannot be reached is one thing, one that is not the site's own another.
 bool OfflineStore::begin(const LdapTrouble &trouble, const Name &user) {
-    return !trouble.distrusted && !servers_.haveDistrusted() && offline_.begin(user);
+    return !trouble.distrusted && !store_->haveDistrusted() && offline_.begin(user);
 }
 
 // A program that runs in this one's place leaves no later moment to keep what was read.
 EntryPtr OfflineStore::find(const Name &name, Aliases aliases) {
-    const size_t before = servers_.countRead();
+    const size_t before = store_->countRead();
     EntryPtr entry = current().find(name, aliases);
-    if (entry != nullptr && servers_.countRead() > before) save();
+    if (entry != nullptr && store_->countRead() > before) save();
     return entry;
 }
 
@@ -67,7 +67,7 @@ Verdict OfflineStore::login(EntryPtr *user, const char *password) {
 }
 
 void OfflineStore::save() {
-    if (identity_ != nullptr) offline_.save(servers_.allRead(), store_->groupsOf(*identity_));
+    if (identity_ != nullptr) offline_.save(store_->allRead(), store_->groupsOf(*identity_));
 }
 
 void OfflineStore::logout() {

@@ -1,8 +1,8 @@
 // Copies of what was read from servers, as LDIF files of the user's own (mode 0600, below the user's cache folder). The
 // embedded directory serves them. What is not certain to be the user's own work counts as not there: whoever could put
 // a copy into the place of another would choose the password of a login.
-#ifndef PLATFORM_CLIENT_LDAP_COPY_H
-#define PLATFORM_CLIENT_LDAP_COPY_H
+#ifndef PLATFORM_CLIENT_COPIES_COPY_H
+#define PLATFORM_CLIENT_COPIES_COPY_H
 
 #include <ctime>
 #include <memory>

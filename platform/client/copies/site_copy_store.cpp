@@ -1,6 +1,8 @@
-#include "platform/client/ldap/site_copy_store.h"
+#include "platform/client/copies/site_copy_store.h"
 
 #include <ctime>
+
+#include "platform/client/core/trouble.h"
 
 static constexpr time_t copy_seconds = 60;
 
@@ -10,47 +12,58 @@ static bool is_recent(time_t written, const ConfigLdap &config) {
     return config.offline ? ldap_copy_is_recent(written, config.offlineDays) : age >= 0 && age <= copy_seconds;
 }
 
-SiteCopyStore::SiteCopyStore(std::unique_ptr<LdapStore> asked, const ConfigTree &config)
-    : tree_(config), servers_(std::move(asked)), file_(config, servers_->base(), "site") {
-    servers_->onSiteRead = [this](const std::vector<EntryPtr> &site) {
-        if (!site.empty()) // an anonymous process may see nothing where its user saw everything
-            file_.write(site);
-    };
+SiteCopyStore::SiteCopyStore(const ConfigTree &config, const Name &treeBase, ServersStoreMaker *make)
+    : tree_(config), root_(treeBase), make_(make), file_(config, treeBase, "site") {}
+
+ServersStore &SiteCopyStore::servers() {
+    if (servers_ == nullptr) {
+        servers_ = make_(
+            tree_, root_,
+            [this](const std::vector<EntryPtr> &site) {
+                if (!site.empty()) // an anonymous process may see nothing where its user saw everything
+                    file_.write(site);
+            });
+    }
+    return *servers_;
+}
+
+std::vector<EntryPtr> SiteCopyStore::allRead() const {
+    return servers_ == nullptr ? std::vector<EntryPtr>() : servers_->allRead();
 }
 
 DirectoryStore *SiteCopyStore::usable() {
-    if (servers_->hasReadSite()) return nullptr;
+    if (hasReadSite()) return nullptr;
     if (!tried_) {
         tried_ = true;
         time_t written = 0;
         copy_ = file_.read(&written);
         if (copy_ != nullptr && !is_recent(written, tree_.ldap)) copy_.reset();
     }
-    if (servers_->haveDistrusted()) copy_.reset();
+    if (haveDistrusted()) copy_.reset();
     return copy_.get();
 }
 
 EntryPtr SiteCopyStore::find(const Name &name, Aliases aliases) {
     DirectoryStore *kept = usable();
     const EntryPtr entry = kept == nullptr ? nullptr : kept->find(name, aliases);
-    return entry != nullptr && ldap_is_site_object(*entry) ? entry : servers_->find(name, aliases);
+    return entry != nullptr && entry_is_of_site(*entry) ? entry : servers().find(name, aliases);
 }
 
 EntryPtr SiteCopyStore::findServer(std::string_view name) {
     DirectoryStore *kept = usable();
     const EntryPtr entry = kept == nullptr ? nullptr : kept->findServer(name);
-    return entry != nullptr ? entry : servers_->findServer(name);
+    return entry != nullptr ? entry : servers().findServer(name);
 }
 
 EntryPtr SiteCopyStore::findVolume(const Entry &server, std::string_view volume) {
     DirectoryStore *kept = usable();
     const EntryPtr entry = kept == nullptr ? nullptr : kept->findVolume(server, volume);
-    return entry != nullptr ? entry : servers_->findVolume(server, volume);
+    return entry != nullptr ? entry : servers().findVolume(server, volume);
 }
 
 Verdict SiteCopyStore::login(EntryPtr *user, const char *password) {
     try {
-        const Verdict verdict = servers_->login(user, password);
+        const Verdict verdict = servers().login(user, password);
         if (verdict == Verdict::accepted) forget();
         return verdict;
     } catch (const LdapTrouble &) {
@@ -62,7 +75,7 @@ Verdict SiteCopyStore::login(EntryPtr *user, const char *password) {
 }
 
 void SiteCopyStore::logout() {
-    servers_->logout();
+    if (servers_ != nullptr) servers_->logout();
     forget();
 }
 

@@ -1,4 +1,4 @@
-#include "platform/client/ldap/waiting.h"
+#include "platform/client/core/waiting.h"
 
 #include <algorithm>
 

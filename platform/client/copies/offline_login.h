@@ -4,8 +4,8 @@
 //
 // The copy is no way around what a server says: it goes when a server refuses the login that it would accept, and it is
 // not taken in place of a server that could not prove who it is.
-#ifndef PLATFORM_CLIENT_LDAP_OFFLINE_LOGIN_H
-#define PLATFORM_CLIENT_LDAP_OFFLINE_LOGIN_H
+#ifndef PLATFORM_CLIENT_COPIES_OFFLINE_LOGIN_H
+#define PLATFORM_CLIENT_COPIES_OFFLINE_LOGIN_H
 
 #include <memory>
 #include <string>

@@ -1,18 +1,19 @@
 // The store of a tree's servers with the copy of the user's login behind: when no server answers a login, the copy
 // does, and serves all that is asked until the logout (offline_login.h).
-#ifndef PLATFORM_CLIENT_LDAP_OFFLINE_STORE_H
-#define PLATFORM_CLIENT_LDAP_OFFLINE_STORE_H
+#ifndef PLATFORM_CLIENT_COPIES_OFFLINE_STORE_H
+#define PLATFORM_CLIENT_COPIES_OFFLINE_STORE_H
 
 #include <memory>
 
-#include "platform/client/ldap/offline_login.h"
-#include "platform/client/ldap/store.h"
+#include "platform/client/copies/offline_login.h"
+#include "platform/client/core/servers_store.h"
+#include "platform/client/core/trouble.h"
 
 class OfflineStore : public DirectoryStore {
   public:
-    // `asked` is what `inner` asks in the end; `config` must outlive the store.
-    OfflineStore(std::unique_ptr<DirectoryStore> inner, const LdapStore &asked, const ConfigTree &config)
-        : store_(std::move(inner)), servers_(asked), offline_(config, asked.base()) {}
+    // `config` must outlive the store.
+    OfflineStore(std::unique_ptr<ServersStore> inner, const ConfigTree &config)
+        : store_(std::move(inner)), offline_(config, store_->base()) {}
 
     const Name &base() const override { return store_->base(); }
     EntryPtr find(const Name &name, Aliases aliases) override;
@@ -27,13 +28,15 @@ class OfflineStore : public DirectoryStore {
     void logout() override;
 
   private:
-    DirectoryStore &current() { return offline_.active() ? *offline_.store() : *store_; }
+    DirectoryStore &current() {
+        if (offline_.active()) return *offline_.store();
+        return *store_;
+    }
     bool begin(const LdapTrouble &trouble, const Name &user);
     void noteRefusal(Verdict verdict, const Name &user, const char *password) const;
     void save();
 
-    std::unique_ptr<DirectoryStore> store_;
-    const LdapStore &servers_;
+    std::unique_ptr<ServersStore> store_;
     OfflineLogin offline_;
     EntryPtr identity_; // who has logged in at a server, and whose login is kept
 };

@@ -1,0 +1,49 @@
+// The store of a tree's servers with the copy of its site in front: the servers, volumes and directory maps that one
+// process has read serve the next one, since the programs that a script runs are many, and short.
+#ifndef PLATFORM_CLIENT_COPIES_SITE_COPY_STORE_H
+#define PLATFORM_CLIENT_COPIES_SITE_COPY_STORE_H
+
+#include <memory>
+
+#include "platform/client/copies/copy.h"
+#include "platform/client/core/servers_store.h"
+
+// The copy is used until the site is read from the servers, somebody logs in or out, or a server could not prove to be
+// the site's own.
+class SiteCopyStore : public ServersStore {
+  public:
+    // The store of the servers is made when they are first asked. `config` must outlive this one.
+    SiteCopyStore(const ConfigTree &config, const Name &base, ServersStoreMaker *make);
+
+    const Name &base() const override { return root_; }
+    EntryPtr find(const Name &name, Aliases aliases) override;
+    EntryPtr findUser(const Name &name) override { return servers().findUser(name); }
+    std::vector<Name> groupsOf(const Entry &entry) override { return servers().groupsOf(entry); }
+    EntryPtr findServer(std::string_view name) override;
+    EntryPtr findVolume(const Entry &server, std::string_view volume) override;
+    Verdict checkPassword(const Entry &entry, const char *password) override {
+        return servers().checkPassword(entry, password);
+    }
+    Verdict login(EntryPtr *user, const char *password) override;
+    void logout() override;
+
+    bool haveDistrusted() const override { return servers_ != nullptr && servers_->haveDistrusted(); }
+    bool hasReadSite() const override { return servers_ != nullptr && servers_->hasReadSite(); }
+    std::vector<EntryPtr> allRead() const override;
+    size_t countRead() const override { return servers_ == nullptr ? 0 : servers_->countRead(); }
+
+  private:
+    ServersStore &servers();
+    DirectoryStore *usable();
+    void forget();
+
+    const ConfigTree &tree_;
+    Name root_;
+    ServersStoreMaker *make_;
+    std::unique_ptr<ServersStore> servers_; // null until they are asked
+    LdapCopy file_;
+    std::unique_ptr<DirectoryStore> copy_; // null: none, or of no more use
+    bool tried_ = false;
+};
+
+#endif

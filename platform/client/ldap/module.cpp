@@ -1,0 +1,9 @@
+#include "platform/client/ldap/module.h"
+
+#include <utility>
+
+#include "platform/client/ldap/store.h"
+
+ServersStore *zkclient_ldap_store(const ConfigTree &config, const Name &base, SiteRead onSiteRead) {
+    return std::make_unique<LdapStore>(config, base, std::move(onSiteRead)).release();
+}
