@@ -108,16 +108,15 @@ static bool ends_name(char c) {
     return name_ends[static_cast<unsigned char>(c)];
 }
 
-// Both: `rest` begins with the marker.
+// Here and below, `rest` begins with the marker.
 static bool is_without_name(std::string_view rest) {
     return rest.size() == 1 || (ends_name(rest[1]) && rest[1] != '"' && rest[1] != '>');
 }
 
+// Of a marker with a name.
 static Reference parse_reference(std::string_view rest) {
     Reference reference;
-    if (is_without_name(rest)) {
-        reference.replaced = rest.substr(0, 1);
-    } else if (rest[1] == '"') {
+    if (rest[1] == '"') {
         // Whatever follows the quoted name is lost when it resolves: required.
         reference.name = rest.substr(2, rest.find('"', 2) - 2);
         reference.replaced = rest;

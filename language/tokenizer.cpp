@@ -146,13 +146,13 @@ KeywordTable::KeywordTable() {
     }
 }
 
+static const KeywordTable keywords;
+
 // The number of the keyword that `word` spells in any letter case, or STRING.
 static int keyword_number(std::string_view word) {
-    static const KeywordTable table;
-    if (word.empty()) return STRING;
-    for (size_t place = keyword_place(word); !table.rows[place].name.empty(); place = (place + 1) % table.rows.size())
-        if (table.rows[place].name == word || equal_nocase(table.rows[place].name, word))
-            return table.rows[place].number;
+    size_t place = keyword_place(word);
+    for (; !keywords.rows[place].name.empty(); place = (place + 1) % keywords.rows.size())
+        if (equal_nocase(keywords.rows[place].name, word)) return keywords.rows[place].number;
     return STRING;
 }
 

@@ -249,6 +249,33 @@ TEST_F(GotoTest, ReadingGoesOnRightBehindTheColon) {
     for (const auto &row : rows) EXPECT_EQ(jump(row.label, row.text, row.from), row.found) << row.behaviour;
 }
 
+TEST_F(GotoTest, ACallerMayAskForLabelsThatNoScriptCanName) {
+    EXPECT_EQ(jump("A B", "x\na b: y\n"), " y\n");
+    EXPECT_EQ(jump("A B", "x\n:a b c\nA B:y\n"), "y\n");
+    EXPECT_EQ(jump("A B", "x\n:a b c\n"), " c\n");
+    EXPECT_EQ(jump("A B", "A B:\nx\nA C:\n"), "not found");
+    EXPECT_EQ(jump("A B", "x"), "not found");
+}
+
+// The labels are looked for once, and again when the text has changed.
+TEST_F(GotoTest, JumpsFindTheTextAsItStands) {
+    open("x\nLATER: 1\n:OTHER 2\n", 0);
+    const auto jumped = [](const char *label) { return lex_jump(label) ? unread() : "not found"; };
+    for (int time = 0; time < 2; time++) {
+        EXPECT_EQ(jumped("later"), " 1\n:OTHER 2\n");
+        EXPECT_EQ(jumped("oth"), "ER 2\n");
+        EXPECT_EQ(jumped("none"), "not found");
+    }
+    lex_active()->readPos = 0;
+    lex_IncludeFile("\nLATER: 0\n:OTHER 0\nnone:");
+    EXPECT_EQ(jumped("later").substr(0, 3), " 0\n");
+    EXPECT_EQ(jumped("oth").substr(0, 5), "ER 0\n");
+    EXPECT_EQ(jumped("none"), "\r\nx\nLATER: 1\n:OTHER 2\n");
+    open("x\nNEW: 3\n", 0);
+    EXPECT_EQ(jumped("later"), "not found");
+    EXPECT_EQ(jumped("new"), " 3\n");
+}
+
 TEST_F(GotoTest, IncludedLabelsAreFound) {
     open("x\n", 2);
     lex_IncludeFile("a\nINNER:here\n");

@@ -9,7 +9,7 @@ class VariablesTest : public testing::Test {
   protected:
     VariablesTest() {
         // In an array of its own: what the C library has made of it, a test may free.
-        static std::vector<char *> usual;
+        static std::vector<char *> &usual = *new std::vector<char *>; // until the very end of the process
         if (usual.empty()) {
             for (char **entry = environ; *entry != nullptr; ++entry) usual.push_back(*entry);
             usual.push_back(nullptr);
