@@ -54,12 +54,13 @@ class Server:
         self.process = subprocess.Popen(["/usr/sbin/slapd", "-f", self.folder + "/slapd.conf", "-h", self.uri, "-d",
                                          "256"], stderr=self.log)
         KNOWN_CHILDREN.add(self.process.pid)
-        for _ in range(200):
+        for _ in range(600):
             if subprocess.run(["ldapsearch", "-x", "-H", self.uri, "-b", "", "-s", "base"], stdout=subprocess.DEVNULL,
                               stderr=subprocess.DEVNULL, check=False).returncode == 0:
                 return
             time.sleep(0.05)
-        sys.exit("slapd does not start")
+        with open(self.folder + "/log", errors="replace") as log:
+            sys.exit("slapd does not start: " + "".join(log.readlines()[-3:]))
 
     def operations(self):
         time.sleep(0.3)  # the server writes its log when it likes
