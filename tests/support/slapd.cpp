@@ -1,9 +1,11 @@
 #include "tests/support/slapd.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace {
 
@@ -60,7 +62,20 @@ void Slapd::kill() {
     server->end(SIGKILL);
 }
 
+// A server that is stopped does not look at what it has been sent: first it has to have closed all connections, unless
+// a client has left one open.
+static bool has_closed_all(const std::string &log) {
+    const auto count = [&log](const char *word) {
+        int found = 0;
+        for (size_t at = log.find(word); at != log.npos; at = log.find(word, at + 1)) found++;
+        return found;
+    };
+    return count(" ACCEPT from ") == count(" closed") || count("slapd stopped") > 0;
+}
+
 std::string Slapd::log() {
+    for (int tries = 0; tries < 100 && !has_closed_all(file_text(folder.path("log"))); tries++)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     server->end(SIGTERM);
     return file_text(folder.path("log"));
 }
