@@ -67,6 +67,7 @@ void lex_push(std::string_view text) {
     ibufstack[ibufstackindex++] = buffer;
     open_includes.clear();
     included = 0;
+    labels_forget(); // a text that the caller has freed may have stood here
 }
 
 void lex_free_active_buffer() {
