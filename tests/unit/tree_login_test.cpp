@@ -78,6 +78,8 @@ TEST_F(LoginTest, TheEnvironmentIsSetBeforeTheClientStartsAndNotOverwritten) {
 TEST_F(LoginTest, ALoginIsTracedWithoutItsPassword) {
     expect_traces({"TreeLogin(ACME_TREE, jdoe.acme)", "logged into tree [ACME_TREE]"}, [this] { login(); });
     EXPECT_THAT(traces(9, [this] { login(); }), Not(HasSubstr("secret")));
+    const auto nobody = [this] { EXPECT_EQ(qrt_TreeLogin(nullptr, nullptr, nullptr, &made_), ZKE_TREE_NOT_FOUND); };
+    expect_traces({"TreeLogin(, )"}, nobody);
 }
 
 TEST_F(TreeTest, ALogOutSetsNoFlagsAndKeepsItsHandle) {

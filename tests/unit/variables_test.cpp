@@ -92,6 +92,10 @@ TEST_F(VariablesTest, AnEntryThatTheCallerHasExchangedIsNoticed) {
     environ[0] = other;
     variables_set("A", "one");
     EXPECT_EQ(all(), (Entries{"OTHER=x", "B=2", "without", "B=3", "C=", "D=4", "A=one"}));
+    char longer[] = "AA=x";
+    environ[6] = longer;
+    variables_set("A", "one");
+    EXPECT_EQ(all(), (Entries{"OTHER=x", "B=2", "without", "B=3", "C=", "D=4", "AA=x", "A=one"}));
 }
 
 // Between two scripts a caller may do with the array what it likes.
