@@ -4,8 +4,10 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/types.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <cstdint>
@@ -154,12 +156,18 @@ static int open_proc() {
     return open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
 }
 
+static bool has_children() {
+    siginfo_t any;
+    return waitid(P_ALL, 0, &any, WEXITED | WSTOPPED | WNOHANG | WNOWAIT | __WALL) == 0 || errno != ECHILD;
+}
+
 void script_programs_begin() {
+    earlier.count = 0;
+    if (!has_children()) return; // as a rule: reading about every process of the system takes a while
     const int proc = open_proc();
     if (proc < 0) return;
     read_all(proc);
     close(proc);
-    earlier.count = 0;
     for (size_t i = 0; i < all.count; ++i)
         if (all.processes[i].parent == getpid()) earlier.add(all.processes[i]);
 }
