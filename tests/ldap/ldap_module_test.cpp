@@ -118,6 +118,23 @@ TEST_F(LdapModule, IsLoadedBeforeTheScriptsOfALoginToAnotherTree) {
     EXPECT_THAT(outcome.out, ::testing::EndsWith("Pat Ashby\n")) << outcome.err;
 }
 
+// SASL would load each mechanism that is installed, and Kerberos with them. A caller that uses SASL itself has them.
+TEST_F(LdapModule, LoadsNoMechanismsOfSaslForPasswords) {
+    Slapd server(sample());
+    addModule();
+    environment["LD_DEBUG"] = "files";
+    const auto loaded = [this, &server](const std::string &further) {
+        onServers({server.uri()}, further);
+        return loginThere().err;
+    };
+    EXPECT_THAT(loaded(""), ::testing::AllOf(::testing::HasSubstr("/libsasl2.so.2"),
+                                             ::testing::Not(::testing::HasSubstr("/sasl2/"))));
+    const std::string tickets = "[[tree]]\nname = \"OTHER\"\nuris = [\"ldap://127.0.0.1:1\"]\nsasl_gssapi = true\n";
+    EXPECT_THAT(loaded(tickets), ::testing::HasSubstr("/sasl2/"));
+    environment["LD_PRELOAD"] = "libsasl2.so.2";
+    EXPECT_THAT(loaded(""), ::testing::HasSubstr("/sasl2/"));
+}
+
 // Which the login has just written; each drive of its script is a run of map.
 TEST_F(LdapModule, MapNeedsNoneWhileTheCopyOfTheSiteIsFresh) {
     Slapd server(sample());

@@ -288,6 +288,9 @@ static Config read_config(const std::string &path, const toml::table &parsed) {
     top.tables("server", [&](Table &server) { config.servers.push_back(read_server(server)); });
     top.checkAllKnown();
     check_default_tree(top, config);
+    const bool tickets =
+        std::any_of(config.trees.begin(), config.trees.end(), [](const ConfigTree &tree) { return tree.ldap.gssapi; });
+    for (ConfigTree &tree : config.trees) tree.ldap.saslMechanisms = tickets;
     return config;
 }
 

@@ -13,12 +13,13 @@ struct ConfigLdap {
     std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
     std::string localOwner = "openldap"; // who may be behind an ldapi socket, beside root and the process's own user
     bool startTls = false;
-    bool cleartextLoopback = false;           // passwords may cross a loopback connection in the clear
-    bool external = false;                    // ldapi: the user is whom the server takes the process's user for
-    bool gssapi = false;                      // the user is whom the ticket in the credential cache is for
-    double timeLimit = 5;                     // seconds for the first answer to a request, all servers together
-    double retryAfter = 30;                   // seconds for which a server that failed is passed over
-    bool referrals = false;                   // ask the servers that those of the tree refer to
+    bool cleartextLoopback = false; // passwords may cross a loopback connection in the clear
+    bool external = false;          // ldapi: the user is whom the server takes the process's user for
+    bool gssapi = false;            // the user is whom the ticket in the credential cache is for
+    bool saslMechanisms = false;    // some tree has gssapi: libldap loads SASL's mechanisms; no key of the file
+    double timeLimit = 5;           // seconds for the first answer to a request, all servers together
+    double retryAfter = 30;         // seconds for which a server that failed is passed over
+    bool referrals = false;         // ask the servers that those of the tree refer to
     std::vector<std::string> referralServers; // URIs of those that may receive the user's identity, beside `uris`
     size_t loginLimit = size_t{512} << 20;    // bytes of memory for all answers of a login together; no key of the file
     bool offline = false;

@@ -2,8 +2,10 @@
 
 #include <utility>
 
+#include "platform/client/ldap/resolver.h"
 #include "platform/client/ldap/store.h"
 
-ServersStore *zkclient_ldap_store(const ConfigTree &config, const Name &base, SiteRead onSiteRead) {
+ServersStore *zkclient_ldap_store(const ConfigTree &config, const Name &base, SiteRead onSiteRead, bool callerHasSasl) {
+    if (callerHasSasl) ldap_library_keep_mechanisms();
     return std::make_unique<LdapStore>(config, base, std::move(onSiteRead)).release();
 }

@@ -4,7 +4,9 @@
 
 #include "platform/client/core/servers_store.h"
 
-// Makes a store, as a ServersStoreMaker does; the caller owns it.
-extern "C" ServersStore *zkclient_ldap_store(const ConfigTree &config, const Name &base, SiteRead onSiteRead);
+// Makes a store, as a ServersStoreMaker does; the caller owns it. `callerHasSasl`: all of SASL's mechanisms are loaded,
+// and not only where the configuration has a tree with tickets.
+extern "C" ServersStore *zkclient_ldap_store(const ConfigTree &config, const Name &base, SiteRead onSiteRead,
+                                             bool callerHasSasl);
 
 #endif

@@ -3,6 +3,7 @@
 #include <ldap.h>
 #include <netinet/in.h>
 #include <resolv.h>
+#include <sasl/sasl.h>
 #include <sys/socket.h>
 #include <system_error>
 
@@ -42,7 +43,10 @@ static Bounded start(const std::string &what, std::function<void()> work) {
 
 // Within libldap's start nobody else can use libldap, so that its look-up has to end soon by itself as well: where the
 // system asks name servers, each is asked once, for a second. The settings are the thread's own.
-static void start_libldap() {
+// It also starts SASL, which loads every mechanism that is installed, and with them some twenty libraries.
+static void start_libldap(bool saslMechanisms) {
+    static char none[] = "/dev/null"; // no directory
+    if (!saslMechanisms) sasl_set_path(SASL_PATH_TYPE_PLUGIN, none);
     if (res_init() == 0) {
         _res.retrans = 1;
         _res.retry = 1;
@@ -67,8 +71,15 @@ LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline) {
     return std::move(lookup->found);
 }
 
-void ldap_library_ready(LdapDeadline deadline) {
-    static const Bounded started = start("libldap", start_libldap);
+static bool mechanisms_are_kept;
+
+void ldap_library_keep_mechanisms() {
+    mechanisms_are_kept = true;
+}
+
+void ldap_library_ready(bool saslMechanisms, LdapDeadline deadline) {
+    const bool load = saslMechanisms || mechanisms_are_kept;
+    static const Bounded started = start("libldap", [load]() { start_libldap(load); });
     if (!ldap_waiting_done(started, deadline)) {
         throw LdapTrouble(ZKE_HOST_LOOKUP_SILENT,
                           catalogue_text("timed out looking up this machine's own host name: add it to /etc/hosts"));

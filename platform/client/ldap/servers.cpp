@@ -89,7 +89,7 @@ LdapDeadline LdapServers::deadlineFromNow() const {
 
 LdapAnswer LdapServers::run(const Request &request, LdapDeadline deadline) {
     ldap_waiting_for(config_.uris.front());
-    ldap_library_ready(ldap_share(deadline, 2)); // and time for the servers
+    ldap_library_ready(config_.saslMechanisms, ldap_share(deadline, 2)); // and time for the servers
     size_t usableServers = static_cast<size_t>(std::count_if(
         servers_.begin(), servers_.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
     if (connection_ != nullptr)

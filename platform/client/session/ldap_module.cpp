@@ -16,6 +16,9 @@ using Maker = decltype(&zkclient_ldap_store);
 
 static std::string fault; // why there is none
 
+// A caller that has it loaded may log in with one of its mechanisms, but libldap settles for all which there are.
+static bool caller_has_sasl;
+
 // The path is that by which the dynamic linker has found this library.
 static std::string module_path() {
     Dl_info own = {};
@@ -31,8 +34,9 @@ static Maker load() {
         fault = path + ": " + catalogue_text("not an absolute path");
         return nullptr;
     }
+    caller_has_sasl = dlopen("libsasl2.so.2", RTLD_LAZY | RTLD_NOLOAD) != nullptr;
     const StartEnvironment started;
-    void *library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void *library = dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL);
     void *maker = library == nullptr ? nullptr : dlsym(library, "zkclient_ldap_store");
     if (maker == nullptr) fault = dlerror();
     return reinterpret_cast<Maker>(maker);
@@ -54,5 +58,5 @@ std::unique_ptr<ServersStore> ldap_module_store(const ConfigTree &config, const 
         throw CodedError(ZKE_DIRECTORY_UNREACHABLE,
                          catalogue_format("cannot load the LDAP module: install libzkclient-ldap (%s)", fault.c_str()));
     }
-    return std::unique_ptr<ServersStore>(maker(config, base, std::move(onSiteRead)));
+    return std::unique_ptr<ServersStore>(maker(config, base, std::move(onSiteRead), caller_has_sasl));
 }
