@@ -56,6 +56,9 @@ TEST_F(Configuration, ErrorsNameFileLineAndColumn) {
         std::string toml, refusal;
     } cases[] = {
         {"default_tree = \n", "1:16: "},
+        // Which the parser takes for impossible, each in its way.
+        {"[[= \"A\"\n", "1:3: "},
+        {"[[tree]]\nn.\uFCFFf\n", "2:3: "},
         {"colour = \"red\"\n", "1:1: unknown key colour"},
         {tree + "colour = 1\n", "4:1: unknown key colour"},
         {"default_tree = 5\n" + tree, "1:16: default_tree must be a string"},

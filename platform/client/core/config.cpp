@@ -1,6 +1,6 @@
 #include "platform/client/core/config.h"
 
-#include <toml++/toml.h>
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -15,6 +15,7 @@
 #include "platform/client/core/errors.h"
 #include "platform/client/core/names.h"
 #include "platform/client/core/schema.h"
+#include "platform/client/core/toml.h"
 #include "platform/zk.h"
 
 static constexpr const char *system_file = "/etc/opt/brasca/zk/client.toml";
