@@ -122,7 +122,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         // A login that goes no further leaves the connection anonymous.
         LoggedIn loggedIn{&tree};
         trees_settle();
-        login_password_keep(&tree, password);
+        if (trees_all().size() > 1) login_password_keep(&tree, password);
         take_identity(&tree, &found, user);
         attempt.accepted = true;
         warn_of_base_script(tree);
