@@ -4,28 +4,33 @@
 #ifndef PLATFORM_TERMINAL_TEXT_H
 #define PLATFORM_TERMINAL_TEXT_H
 
-#include <unistr.h>
+#include <algorithm>
+#include <locale>
 #include <string>
 #include <string_view>
 
 // What a text begins with: one character, or one byte that does not belong to any.
 struct TerminalLetter {
     std::string_view bytes;
-    ucs4_t code = 0; // the character, if valid
+    char32_t code = 0; // the character, if valid
     bool valid = false;
 };
-
-constexpr int terminal_cut_short = -2; // as u8_mbtoucr says it
 
 // Takes the first letter of `text`, which is not empty. False when the text ends in the middle of a character, which
 // might go on; `letter` is then its first byte.
 inline bool terminal_letter(std::string_view text, TerminalLetter *letter) {
-    ucs4_t code = 0;
-    const int size = u8_mbtoucr(&code, reinterpret_cast<const uint8_t *>(text.data()), text.size());
-    letter->valid = size > 0;
-    letter->code = code;
-    letter->bytes = text.substr(0, size > 0 ? static_cast<size_t>(size) : 1);
-    return size != terminal_cut_short;
+    using Utf8 = std::codecvt<char32_t, char, std::mbstate_t>;
+    static const auto &utf8 = std::use_facet<Utf8>(std::locale::classic());
+    std::mbstate_t state = {};
+    const char *const end = text.data() + std::min<size_t>(text.size(), 4);
+    const char *next = text.data();
+    char32_t *behind = nullptr;
+    letter->code = 0;
+    const auto result = utf8.in(state, text.data(), end, next, &letter->code, &letter->code + 1, behind);
+    const bool isSurrogate = letter->code >= 0xD800 && letter->code < 0xE000;
+    letter->valid = behind != &letter->code && !isSurrogate;
+    letter->bytes = text.substr(0, letter->valid ? static_cast<size_t>(next - text.data()) : 1);
+    return letter->valid || isSurrogate || result != Utf8::partial;
 }
 
 // C0, DEL and C1 as characters; of the bytes without a character those that C1 would have as single bytes.

@@ -1,9 +1,8 @@
 #include "platform/prompt/terminal_prompt.h"
 
-#include <dlfcn.h>
+#include <bsd/readpassphrase.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <readpassphrase.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
@@ -15,6 +14,7 @@
 #include <utility>
 
 #include "platform/catalogue.h"
+#include "platform/common/late_library.h"
 #include "platform/common/write_all.h"
 #include "platform/terminal_text.h"
 #include "platform/treelogin.h"
@@ -111,18 +111,8 @@ bool Terminal::askLine(std::string_view text, Secret *answer) {
     return true;
 }
 
-// libbsd's function. A program that always asks is linked with it. Most runs ask nothing and do not wait for it to be
-// loaded: in them it is null, and the library is loaded for the first question.
-#pragma weak readpassphrase
-
-static decltype(&readpassphrase) password_reader() {
-    if (readpassphrase != nullptr) return &readpassphrase;
-    void *library = dlopen("libbsd.so.0", RTLD_NOW | RTLD_LOCAL);
-    return library == nullptr ? nullptr : reinterpret_cast<decltype(&readpassphrase)>(dlsym(library, "readpassphrase"));
-}
-
 bool Terminal::askPassword(std::string_view text, Secret *answer) {
-    static const auto reader = password_reader();
+    const auto reader = late_function<decltype(readpassphrase)>(LIBBSD_SONAME, "readpassphrase");
     if (reader == nullptr) return false;
     std::string prompt = terminal_safe_text(text);
     const char *got = reader(prompt.c_str(), answer->text(), answer->capacity() + 1, RPP_REQUIRE_TTY);

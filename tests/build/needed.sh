@@ -9,7 +9,7 @@ allowed='libzkclient\.so\.1|libtreelogin\.so\.1|libstdc\+\+\.so\.6|libgcc_s\.so\
 others=$(needed "$1" | grep -vxE "$allowed" || true)
 [ -z "$others" ] || { echo "also needs: $others"; exit 1; }
 for part in "${@:2}"; do
-    late=$(needed "$part" | grep -E '^lib(ldap|lber|sasl|gnutls|bsd|md|tomlplusplus)' || true)
+    late=$(needed "$part" | grep -E '^lib(ldap|lber|sasl|gnutls|bsd|md|crypt|unistring|tomlplusplus)' || true)
     [ -z "$late" ] || { echo "$part needs $late"; exit 1; }
 done
 readelf -d "$1" | grep -q 'SONAME.*libqrtscript\.so\.1' || { echo "no SONAME libqrtscript.so.1"; exit 1; }

@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <libintl.h>
 #include <pty.h>
@@ -431,6 +432,8 @@ TEST(TerminalPrompt, WithoutMemoryNothingIsAnswered) {
         if (result == 0) return strcmp(user, "mlee") == 0 && strcmp(password, "secret") == 0 ? 4 : 99;
         return user == untouched && password == untouched ? result : 98;
     };
+    // The dynamic linker does without some of its own, so that the library is loaded by now.
+    ASSERT_NE(dlopen(LIBBSD_SONAME, RTLD_NOW), nullptr);
     expect_failures(login, {{name_question, "mlee\n"}, {password_question, "secret\n"}}, 1);
 }
 

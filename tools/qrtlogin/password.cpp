@@ -1,12 +1,13 @@
 #include "tools/qrtlogin/password.h"
 
+#include <bsd/readpassphrase.h>
 #include <fcntl.h>
-#include <readpassphrase.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstring>
 
 #include "platform/catalogue.h"
+#include "platform/common/late_library.h"
 #include "platform/terminal_text.h"
 #include "tools/qrtlogin/failure.h"
 
@@ -18,7 +19,11 @@ static Failure unreadable(int descriptor, int problem) {
 Secret password_ask(const std::string &question) {
     Secret answer;
     const size_t size = answer.capacity() + 2;
-    if (readpassphrase(terminal_text(question).c_str(), answer.text(), size, RPP_REQUIRE_TTY) == nullptr) {
+    // A login whose password comes through a descriptor does without libbsd.
+    const auto read = late_function<decltype(readpassphrase)>(LIBBSD_SONAME, "readpassphrase");
+    if (read == nullptr)
+        throw Failure(exit_system, catalogue_format("cannot open %1$s: %2$s", LIBBSD_SONAME, dlerror()));
+    if (read(terminal_text(question).c_str(), answer.text(), size, RPP_REQUIRE_TTY) == nullptr) {
         if (errno == ENOTTY) throw Failure(exit_password, catalogue_text("cannot read the password: no terminal"));
         throw Failure(exit_password, catalogue_text("cannot read the password: cancelled"));
     }

@@ -8,7 +8,7 @@
 #include <optional>
 #include <unordered_map>
 
-#include "platform/client/core/fold.h"
+#include "platform/client/core/letters.h"
 #include "platform/common/hex.h"
 #include "platform/common/skip.h"
 #include "platform/zk.h"
@@ -301,7 +301,7 @@ bool name_may_be(const Name &wanted, const Name &object) {
 std::string name_fold(std::string_view value) {
     // Nearly all names are in ASCII, and they are compared by the thousand.
     const bool ascii = std::all_of(value.begin(), value.end(), is_ascii);
-    const std::string letters = ascii ? "" : fold_letters(value);
+    const std::string letters = ascii ? "" : letters_fold(value);
     value = ascii ? value : letters;
     std::string folded;
     folded.reserve(value.size());

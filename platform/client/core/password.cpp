@@ -2,15 +2,27 @@
 
 #include <crypt.h>
 
+#include "platform/catalogue.h"
+#include "platform/client/core/errors.h"
+#include "platform/common/late_library.h"
 #include "platform/common/nocase.h"
 #include "platform/common/secret.h"
 
 static constexpr std::string_view crypt_scheme = "{CRYPT}";
 
+// Logins to servers, which check passwords themselves, do without libcrypt.
+template <typename Function>
+static Function &required(const char *name) {
+    Function *function = late_function<Function>(LIBCRYPT_SONAME, name);
+    if (function == nullptr) throw DataError(catalogue_format("cannot open %1$s: %2$s", LIBCRYPT_SONAME, dlerror()));
+    return *function;
+}
+
 // Empty when libcrypt refuses the setting or the password.
 static std::string crypted(const char *password, const std::string &setting) {
     Secret data(sizeof(struct crypt_data));
-    const char *result = crypt_rn(password, setting.c_str(), data.text(), sizeof(struct crypt_data));
+    const char *result =
+        required<decltype(crypt_rn)>("crypt_rn")(password, setting.c_str(), data.text(), sizeof(struct crypt_data));
     return result == nullptr ? "" : result;
 }
 
@@ -33,7 +45,7 @@ bool password_matches(std::string_view stored, const char *password) {
 
 std::string password_hash(const char *method, unsigned long rounds, const char *password) {
     char salt[CRYPT_GENSALT_OUTPUT_SIZE] = "";
-    crypt_gensalt_rn(method, rounds, nullptr, 0, salt, sizeof salt);
+    required<decltype(crypt_gensalt_rn)>("crypt_gensalt_rn")(method, rounds, nullptr, 0, salt, sizeof salt);
     const std::string hash = crypted(password, salt);
     return hash.empty() ? "" : std::string(crypt_scheme) + hash;
 }

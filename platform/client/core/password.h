@@ -1,4 +1,5 @@
-// Checks passwords against what the directory keeps of them.
+// Checks passwords against what the directory keeps of them. What needs a hash throws DataError when libcrypt cannot be
+// loaded.
 #ifndef PLATFORM_CLIENT_CORE_PASSWORD_H
 #define PLATFORM_CLIENT_CORE_PASSWORD_H
 

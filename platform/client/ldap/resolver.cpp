@@ -45,8 +45,10 @@ static Bounded start(const std::string &what, std::function<void()> work) {
 // system asks name servers, each is asked once, for a second. The settings are the thread's own.
 // It also starts SASL, which loads every mechanism that is installed, and with them some twenty libraries.
 static void start_libldap(bool saslMechanisms) {
-    static char none[] = "/dev/null"; // no directory
-    if (!saslMechanisms) sasl_set_path(SASL_PATH_TYPE_PLUGIN, none);
+    if (!saslMechanisms) {
+        static char none[] = "/dev/null"; // no directory
+        sasl_set_path(SASL_PATH_TYPE_PLUGIN, none);
+    }
     if (res_init() == 0) {
         _res.retrans = 1;
         _res.retry = 1;

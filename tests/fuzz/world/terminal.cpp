@@ -1,7 +1,7 @@
 #include "tests/fuzz/world/terminal.h"
 
+#include <bsd/readpassphrase.h>
 #include <poll.h>
-#include <readpassphrase.h>
 #include <sys/types.h>
 #include <cerrno>
 #include <csignal>
