@@ -1,17 +1,18 @@
 #include "platform/client/core/config.h"
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
 
 #include "platform/catalogue.h"
+#include "platform/client/core/descriptor.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/names.h"
 #include "platform/client/core/schema.h"
@@ -300,25 +301,30 @@ std::string config_path() {
     return named != nullptr && *named != '\0' ? named : system_file;
 }
 
+// A pipe will do, too.
+static std::string read_text(const std::string &path, const Descriptor &file) {
+    std::string text;
+    char part[4096];
+    ssize_t got = 0;
+    while ((got = TEMP_FAILURE_RETRY(read(file.number, part, sizeof part))) > 0) text.append(part, got);
+    if (got < 0) throw DataError(path + ": " + catalogue_text("cannot read the configuration file"));
+    return text;
+}
+
 Config config_load(const std::string &path) {
-    std::ifstream file(path);
-    if (!file) {
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    const bool isThere = file.number >= 0;
+    if (!isThere) {
         const int problem = errno;
         error_keep(catalogue_format("%1$s: cannot open the configuration file: %2$s", path.c_str(), strerror(problem))
                        .c_str());
         if (problem != ENOENT) throw DataError(error_kept());
     } // one that is not there is read like an empty one
-    std::string text;
-    try {
-        text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    } catch (const std::ios_base::failure &) { // a directory, for one
-        throw DataError(path + ": " + catalogue_text("cannot read the configuration file"));
-    }
+    const std::string text = isThere ? read_text(path, file) : "";
     try {
         // Without the path: the parser copies it where it must not throw, and would end the process without memory.
         Config config = read_config(path, toml::parse(std::string_view(text)));
-        if (config.trees.empty() && file.is_open())
-            error_keep(catalogue_format("%s has no [[tree]]", path.c_str()).c_str());
+        if (config.trees.empty() && isThere) error_keep(catalogue_format("%s has no [[tree]]", path.c_str()).c_str());
         return config;
     } catch (const toml::parse_error &error) {
         throw DataError(path + ":" + std::to_string(error.source().begin.line) + ":" +

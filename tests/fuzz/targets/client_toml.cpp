@@ -6,21 +6,23 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "platform/client/core/errors.h"
 #include "platform/client/session/trees.h"
 #include "platform/zk.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/world/files.h"
-#include "tests/fuzz/world/memory_file.h"
 #include "tests/fuzz/world/network.h"
 #include "tests/fuzz/world/process.h"
 #include "tests/fuzz/world/results.h"
 
 static constexpr size_t most_used = 4; // trees, and servers
-static std::string_view data_file;
+static constexpr const char *file_path = "/fuzz/client.toml";
+static std::string_view file, data_file;
 
-static std::optional<std::string_view> the_data(const char *path) {
+static std::optional<std::string_view> the_files(const char *path) {
+    if (strcmp(path, file_path) == 0) return file;
     return strstr(path, "none") ? std::nullopt : std::optional(data_file);
 }
 
@@ -30,16 +32,15 @@ static int refuse(int) {
 static const NetworkPeer nobody = {refuse, nullptr, nullptr};
 
 // A configuration that has been read stays for the process: there is one to begin with.
-static const MemoryFile &prepare() {
-    static const MemoryFile file;
-    file.replace("[[server]]\nname = \"S\"\n");
+static bool prepare() {
+    file = "[[server]]\nname = \"S\"\n";
     process_start();
-    process_set("ZKCLIENT_CONF", file.path().c_str());
-    files_content = the_data;
+    process_set("ZKCLIENT_CONF", file_path);
+    files_content = the_files;
     network_peer = &nobody;
     stderr = files_sink();
     FUZZ_CHECK(ZKCallsInit(nullptr, nullptr) == ZK_OK);
-    return file;
+    return true;
 }
 
 static bool is_text(const std::string &text, size_t limit) {
@@ -154,17 +155,18 @@ static void use(const Config &config) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    static const MemoryFile &file = prepare();
+    static const bool prepared = prepare();
+    FUZZ_CHECK(prepared);
     data_file = fuzz_view(data, size);
-    file.replace(fuzz_take(data_file, '\0'));
+    file = fuzz_take(data_file, '\0');
     try {
-        const Config config = config_load(file.path());
+        const Config config = config_load(file_path);
         check_config(config);
         install(config);
         use(config);
         install({});
     } catch (const DataError &error) {
-        check_refusal(file.path(), error.what());
+        check_refusal(file_path, error.what());
     }
     files_check_closed();
     network_check_closed();
