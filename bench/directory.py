@@ -1,6 +1,7 @@
-"""Whole logins: the goals W6 and W7, on a directory server of its own and in an LDIF file."""
+"""Whole logins: the goals W6 and W7, on a directory server of its own and in an LDIF file, and one in a large file."""
 import os
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -128,6 +129,12 @@ subprocess.run(["/bin/true"]); subprocess.run(["/bin/true"])
 print("> done", flush=True)
 '''
 
+# Of a program's memory the peak, in kB. Linux counts what the starting process had as well: this one may have much.
+PEAK = r'''
+import os, sys
+print(os.wait4(os.posix_spawn(sys.argv[1], sys.argv[1:], os.environ), 0)[2].ru_maxrss)
+'''
+
 
 class Directory:
     def __init__(self, root, build, folder, quick):
@@ -162,6 +169,7 @@ class Directory:
     def goals(self):
         self.whole_logins()
         self.many_groups()
+        self.large_file()
 
     def whole_logins(self):
         server = Server(self.root, self.folder, "server", 38911, site(5, "gardenia"))
@@ -216,3 +224,22 @@ class Directory:
             Goal("W7: each value of each test", (times["101 tests"] - times["1 tests"]) / 100 / 5000 * 1000, 1, "us")
         finally:
             server.stop()
+
+    def large_file(self):
+        shutil.copytree(self.root + "/examples/acme/scripts", self.folder + "/scripts")
+        with open(self.folder + "/large.ldif", "w") as file:
+            subprocess.run(["sed", "/^version:/d", self.root + "/examples/acme/acme.ldif"], stdout=file, check=True)
+            subprocess.run(["/usr/bin/python3", self.root + "/bench/large_tree.py"], stdout=file, check=True)
+        self.write("large.toml", '[[tree]]\nname = "ACME"\nldif = "large.ldif"\ndefault_server = "SRV1"\n')
+        words = [self.build + "/qrtlogin", "--password-fd", "0", "--login-script=" + self.write("empty.qrt", ""),
+                 "jdoe.sales.acme"]
+        login = Command(words, {"ZKCLIENT_CONF": self.folder + "/large.toml"}, self.write("sunflower", "sunflower\n"))
+        os.makedirs(self.home, exist_ok=True)
+        environment = {"PATH": os.environ["PATH"], "LC_ALL": "C", "HOME": self.home}
+        times = compare({"this": login}, environment, self.rounds // 3, same=False)
+        row("a login in a large LDIF file", times)
+        Goal("an LDIF file of 100,000 users: processor time", times["this"] / 1000, 0.3, "s")
+        with open(login.typed) as typed:
+            done = subprocess.run(["/usr/bin/python3", "-c", PEAK, *login], stdin=typed, env=environment | login.variables,
+                                  stdout=subprocess.PIPE, check=True)
+        Goal("an LDIF file of 100,000 users: memory", int(done.stdout.split()[-1]) / 1024, 60, "MB")

@@ -187,6 +187,80 @@ TEST_F(Ldif, FilesMayBeIncludedEightDeep) {
     EXPECT_EQ("t.ldif:1: not a regular file", load("include: file:8.ldif-dir\n"));
 }
 
+// What is read without a record in it is not kept.
+TEST_F(Ldif, FilesWithoutRecordsMayStandBetweenOthers) {
+    folder.write("comment.ldif", "# only this\n");
+    folder.write("more.ldif", "dn: ou=a,o=acme\nobjectClass: organizationalUnit\nou: a\ndescription: more\n");
+    folder.write("nested.ldif", "include: file:comment.ldif\ninclude: file:more.ldif\ninclude: file:comment.ldif\n");
+    EXPECT_EQ("", load("include: file:comment.ldif\n\n" + acme + "include: file:nested.ldif\n\n" +
+                       "dn: ou=b,ou=a,o=acme\nobjectClass: organizationalUnit\nou: b\ndescription: last\n"));
+    EXPECT_EQ("none", description("acme"));
+    EXPECT_EQ("more", description("a.acme"));
+    EXPECT_EQ("last", description("b.a.acme"));
+}
+
+TEST_F(Ldif, ATreeStaysAsItWasRead) {
+    const std::string changed = "dn: o=other\n\n";
+    folder.write("value.txt", "value");
+    folder.write("dn.txt", "cn=file,o=acme");
+    folder.write("more.ldif", "dn: cn=more,o=acme\nobjectClass: person\ncn: more\ndescription: included\n");
+    ASSERT_EQ("", load("version: 1\n" + acme +
+                       "dn: cn=u,o=acme\nobjectClass: person\ncn: u\ndescription:< file:value.txt\n\n"
+                       "dn:< file:dn.txt\nobjectClass: groupOfNames\ncn: file\nuserPassword: clear\n"
+                       "member: cn=u,o=acme\nmember:< file:dn.txt\n\n"
+                       "dn: cn=g,o=acme\nobjectClass: groupOfNames\ncn: g\nmember: cn=u,o=acme\n\n"
+                       "include: file:more.ldif\n\n"
+                       "dn: cn=below,cn=file,o=acme\nobjectClass: person\ncn: below\n"));
+    for (const char *file : {"t.ldif", "value.txt", "dn.txt", "more.ldif"}) folder.write(file, changed);
+    EXPECT_EQ("value", description("u.acme"));
+    EXPECT_EQ("included", description("more.acme"));
+    EXPECT_EQ("none", description("below.file.acme"));
+    const EntryPtr user = store->find({{"cn", "u"}, {"o", "acme"}}, Aliases::keep);
+    const EntryPtr file = store->find({{"cn", "file"}, {"o", "acme"}}, Aliases::keep);
+    ASSERT_TRUE(user != nullptr && file != nullptr);
+    EXPECT_EQ(user, store->find({{"", "U"}, {"", "ACME"}}, Aliases::keep)) << "there is one of each";
+    EXPECT_EQ(1u, file->subordinates);
+    EXPECT_EQ(2u, store->groupsOf(*user).size());
+    EXPECT_EQ(1u, store->groupsOf(*file).size());
+    try {
+        store->checkPassword(*file, "clear");
+        FAIL();
+    } catch (const DataError &error) {
+        EXPECT_STREQ("t.ldif:14: userPassword: the password is not a {CRYPT} hash", error.what());
+    }
+}
+
+TEST_F(Ldif, NamesAreFoundHoweverTheyAreWritten) {
+    const std::string person = "\nobjectClass: person\ncn:: ";
+    ASSERT_EQ("", load(acme + "dn:: Y249YjY0LG89YWNtZQ==" + person + "YjY0\ndescription: 1\n\n" +
+                       "dn: cn=fol\n ded,o=ac\n me" + person + "Zm9sZGVk\ndescription: 2\n\n" +
+                       "dn: CN = a\\2Cb\\20 ,o=acme" + person + "YSxiIA==\ndescription: 3\n\n" +
+                       "dn: cn=J\xC3\xB6RG,o=acme" + person + "asO2cmc=\ndescription: 4\n\n" + "dn: cn=x   Y,o=acme" +
+                       person + "eCBZ\ndescription: 5\n\n" + "dn: cn=\\ ,o=acme" + person + "IA==\ndescription: 6\n"));
+    EXPECT_EQ("1", description("B64.acme"));
+    EXPECT_EQ("2", description("folded.acme"));
+    EXPECT_EQ("3", description("a,b\\ .acme"));
+    EXPECT_EQ("4", description("j\xC3\x96rg.acme"));
+    EXPECT_EQ("5", description("X y.acme"));
+    EXPECT_EQ("6", description("\\ .acme"));
+}
+
+// Where the first entry is that of a suffix, what is above it has no entry.
+TEST_F(Ldif, AParentThatComesLaterIsNoParent) {
+    ASSERT_EQ("", load("dn: dc=Acme,dc=example\nobjectClass: domain\ndc: acme\n\n"
+                       "dn: dc=EXAMPLE\nobjectClass: domain\ndc: example\n\n"
+                       "dn: dc=b,dc=example\nobjectClass: domain\ndc: b\n"));
+    EntryPtr entry;
+    ASSERT_NE(nullptr, entry = store->find({{"dc", "acme"}, {"dc", "example"}}, Aliases::keep));
+    EXPECT_EQ("DC=Acme.DC=example", name_to_dotted(entry->name, true));
+    ASSERT_NE(nullptr, entry = store->find({{"dc", "example"}}, Aliases::keep));
+    EXPECT_EQ(1u, entry->subordinates);
+    ASSERT_NE(nullptr, entry = store->find({{"", "b"}, {"dc", "example"}}, Aliases::keep));
+    EXPECT_EQ("DC=b.DC=EXAMPLE", name_to_dotted(entry->name, true));
+    EXPECT_EQ(nullptr, store->find({{"dc", "c"}, {"dc", "acme"}, {"dc", "example"}}, Aliases::keep));
+    EXPECT_EQ(nullptr, store->find({{"dc", "acme"}}, Aliases::keep));
+}
+
 TEST_F(Ldif, EveryLimitMayBeReached) {
     const std::string name(510, 's'), server(48, 'S'), volume(64, 'v');
     EXPECT_EQ("", load("dn: o=" + name + "\nobjectClass: organization\no: " + name + "\n"));
@@ -201,6 +275,8 @@ TEST_F(Ldif, ThreeObjectsMayDifferInTheirTypesOnly) {
     ASSERT_EQ("", load(text));
     EXPECT_EQ("cn", description("x.acme"));
     for (const std::string type : {"cn", "ou", "uid"}) EXPECT_EQ(type, description((type + "=x.acme").c_str()));
+    EXPECT_EQ(nullptr, store->find({{"sn", "x"}, {"", "acme"}}, Aliases::keep));
+    EXPECT_EQ("t.ldif:20: the entry already exists", load(text + "dn: uid=X,o=acme\nobjectClass: person\nuid: x\n"));
 }
 
 TEST_F(Ldif, AVolumeIsFoundByItsServerAndItsNameThere) {
@@ -338,7 +414,8 @@ TEST_F(Ldif, AHundredThousandUsersLoad) {
         text += "dn: cn=" + user + ",o=acme\nobjectClass: inetOrgPerson\ncn: " + user + "\nsn: x\n\n";
     }
     EXPECT_EQ("", load(text));
-    EXPECT_EQ("none", description("u99999.acme"));
+    for (int i = 0; i < 100000; i += 37) EXPECT_EQ("none", description(("u" + std::to_string(i) + ".acme").c_str()));
+    EXPECT_EQ(nullptr, store->find({{"cn", "u100000"}, {"o", "acme"}}, Aliases::keep));
 }
 
 TEST_F(Ldif, EveryCutOfAFileLoadsOrIsRefusedWithAPlace) {

@@ -152,6 +152,32 @@ TEST(Names, ADistinguishedNameHasItsLimits) {
     EXPECT_EQ("malformed", from_dn((dn + ",cn=a," + base).c_str(), base_name));
 }
 
+TEST(Names, TheLengthOfANameIsThatOfItsDottedForm) {
+    for (const std::string part : {"a", ".", "=", "\\", ".a", "[Root]", "\xC3\xB6"}) {
+        std::string value;
+        for (size_t i = 0; i < 520; i++, value += part) {
+            const Name name = {{"cn", value + "x"}, {"givenname", "[Root]"}, {"o", " "}};
+            EXPECT_EQ(name_to_dotted(name, true).size() > 512, name_is_too_long(name_view(name))) << value;
+        }
+    }
+    EXPECT_FALSE(name_is_too_long({}));
+}
+
+TEST(Names, AViewOfADistinguishedNameHasTheSameParts) {
+    DnView view;
+    const Name base = {{"o", "Acme"}};
+    for (const char *dn : {"cn=a,o=acme", "CN=\\20A\\,\\c3\\b6 , OU = x  y,o=acme", "o=acme", "commonName= b\\ ,o=ACME",
+                           "gn=\xC3\x96,uid=\\+,o=acme"}) {
+        Name name;
+        ASSERT_TRUE(name_parse_dn(dn, base, &name, nullptr));
+        ASSERT_TRUE(name_view_dn(dn, base, &view, nullptr)) << "a view is used again: " << dn;
+        EXPECT_EQ(name_to_dn(name, {}), name_to_dn(name_of_view(view.parts), {}));
+        std::string key = "what was there";
+        name_view_key(view.parts, &key);
+        EXPECT_EQ(name_key(name), key);
+    }
+}
+
 TEST(Names, EveryValueSurvivesBothForms) {
     for (const char *value :
          {" a",  "a ",    " ",     "a b",    "#a",     "a#",      "\\",          "a.b",  "a=b", "a,b", "a+b",

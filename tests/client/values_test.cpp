@@ -9,10 +9,23 @@
 
 namespace {
 
+std::string refusal(uint32_t syntax, const std::string &text, DnView *dn) {
+    try {
+        value_check(syntax, text, {}, dn);
+        return "";
+    } catch (const DataError &error) {
+        return error.what();
+    }
+}
+
 // A value in one line: its number or type, its name, its text and its lines; or why it was refused.
 std::string parsed(uint32_t syntax, const std::string &text) {
+    DnView dn;
+    const std::string refused = refusal(syntax, text, &dn);
     try {
         Value value = value_parse(syntax, text, {});
+        EXPECT_EQ("", refused) << "what is checked alone is what is taken: " << text;
+        EXPECT_TRUE(name_equal(value.name, name_of_view(dn.parts))) << text;
         if (syntax == ZK_SYNTAX_COUNTER || syntax == ZK_SYNTAX_TIME || syntax == ZK_SYNTAX_INTERVAL) {
             return std::to_string(value.number);
         }
@@ -22,6 +35,7 @@ std::string parsed(uint32_t syntax, const std::string &text) {
         for (const std::string &line : value.lines) shown += "[" + line + "]";
         return shown + value.text;
     } catch (const DataError &error) {
+        EXPECT_EQ(error.what(), refused) << text;
         return std::string("refused: ") + error.what();
     }
 }

@@ -6,7 +6,6 @@
 #include <memory>
 #include <new>
 #include <optional>
-#include <unordered_map>
 
 #include "platform/client/core/letters.h"
 #include "platform/common/hex.h"
@@ -18,35 +17,37 @@ static constexpr std::string_view root_part = "[Root]";
 static constexpr size_t dn_length_limit = 4096;
 
 // The other names that servers know for the attributes of the schema, in lower case.
-using Synonyms = std::unordered_map<std::string_view, const char *>;
-static const Synonyms &type_synonyms() {
-    static const Synonyms synonyms = {
-        {"commonname", "cn"},
-        {"surname", "sn"},
-        {"organizationalunitname", "ou"},
-        {"organizationname", "o"},
-        {"countryname", "c"},
-        {"localityname", "l"},
-        {"stateorprovincename", "st"},
-        {"streetaddress", "street"},
-        {"domaincomponent", "dc"},
-        {"userid", "uid"},
-        {"gn", "givenname"},
-        {"fax", "facsimiletelephonenumber"},
-        {"rfc822mailbox", "mail"},
-        {"hometelephonenumber", "homephone"},
-        {"mobiletelephonenumber", "mobile"},
-        {"aliasedentryname", "aliasedobjectname"},
-    };
-    return synonyms;
+static constexpr struct {
+    std::string_view other;
+    std::string_view usual;
+} type_synonyms[] = {
+    {"commonname", "cn"},
+    {"surname", "sn"},
+    {"organizationalunitname", "ou"},
+    {"organizationname", "o"},
+    {"countryname", "c"},
+    {"localityname", "l"},
+    {"stateorprovincename", "st"},
+    {"streetaddress", "street"},
+    {"domaincomponent", "dc"},
+    {"userid", "uid"},
+    {"gn", "givenname"},
+    {"fax", "facsimiletelephonenumber"},
+    {"rfc822mailbox", "mail"},
+    {"hometelephonenumber", "homephone"},
+    {"mobiletelephonenumber", "mobile"},
+    {"aliasedentryname", "aliasedobjectname"},
+};
+
+// `type` itself when it is the usual name.
+static std::string_view usual_type(std::string_view type) {
+    for (const auto &synonym : type_synonyms)
+        if (synonym.other == type) return synonym.usual;
+    return type;
 }
 
 static char upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-
-static bool is_ascii(char c) {
-    return static_cast<signed char>(c) >= 0;
 }
 
 static bool is_letter(char c) {
@@ -143,38 +144,69 @@ static bool take_dn_escape(std::string_view text, size_t *i, char *c) {
     return is_among(*c, " \"#+,;<=>\\"); // a zero byte is none of them
 }
 
-static bool parse_dn_value(std::string_view text, std::string *value) {
-    text = skip_blanks(text);
-    if (!text.empty() && text.front() == '#') return false;
-    size_t keep = 0;
-    for (size_t i = 0; i < text.size(); i++) {
-        char c = text[i];
-        bool escaped = c == '\\';
-        if (escaped ? !take_dn_escape(text, &i, &c) : c == '\0' || strchr("\"+;<>", c) != nullptr) return false;
-        *value += c;
-        if (escaped || c != ' ') keep = value->size();
+// A type and the "=" after it. `made` has room for all of the DN, so that views of it stay valid.
+static bool take_dn_type(std::string_view *dn, std::string *made, std::string_view *type) {
+    size_t length = 0;
+    while (length < dn->size() && is_type_char((*dn)[length])) length++;
+    *type = dn->substr(0, length);
+    *dn = skip_blanks(dn->substr(type->size()));
+    if (type->empty() || !is_letter(type->front()) || dn->empty() || dn->front() != '=') return false;
+    dn->remove_prefix(1);
+    if (std::any_of(type->begin(), type->end(), [](char c) { return c != lower_case(c); })) {
+        const size_t start = made->size();
+        for (char c : *type) *made += lower_case(c);
+        *type = std::string_view(*made).substr(start);
     }
-    value->resize(keep);
+    *type = usual_type(*type);
+    return true;
+}
+
+static bool must_be_escaped(char c) {
+    return c == '"' || c == '+' || c == ';' || c == '<' || c == '>' || c == '\0';
+}
+
+// A value up to the next ",".
+static bool take_dn_value(std::string_view *dn, std::string *made, std::string_view *value) {
+    const std::string_view text = skip_blanks(*dn);
+    if (!text.empty() && text.front() == '#') return false;
+    const size_t start = made->size();
+    bool copied = false; // since the first escape
+    size_t keep = 0;     // blanks after this length are trailing ones
+    size_t i = 0;
+    for (; i < text.size() && text[i] != ','; i++) {
+        char c = text[i];
+        const bool escaped = c == '\\';
+        if (escaped && !copied) made->append(text.substr(0, i));
+        copied = copied || escaped;
+        if (escaped ? !take_dn_escape(text, &i, &c) : must_be_escaped(c)) return false;
+        if (copied) *made += c;
+        if (escaped || c != ' ') keep = copied ? made->size() - start : i + 1;
+    }
+    *value = (copied ? std::string_view(*made).substr(start) : text).substr(0, keep);
+    *dn = text.substr(i);
     return keep > 0;
 }
 
-static bool parse_whole_dn(std::string_view dn, Name *name) {
+static bool view_whole_dn(std::string_view dn, DnView *view) {
+    view->made.reserve(dn.size());
     for (;;) {
-        size_t comma = find_unescaped(dn, ',');
-        std::string_view rdn = skip_blanks(dn.substr(0, comma));
-        size_t equals = rdn.find('=');
-        NamePart part;
-        if (name->size() == 2 * name_depth_limit || equals == std::string_view::npos ||
-            !normal_type(rdn.substr(0, equals), &part.type) || !parse_dn_value(rdn.substr(equals + 1), &part.value))
+        dn = skip_blanks(dn);
+        NamePartView part;
+        if (view->parts.size() == 2 * name_depth_limit || !take_dn_type(&dn, &view->made, &part.type) ||
+            !take_dn_value(&dn, &view->made, &part.value))
             return false;
-        name->push_back(std::move(part));
-        if (comma == std::string_view::npos) return true;
-        dn.remove_prefix(comma + 1);
+        view->parts.push_back(part);
+        if (dn.empty()) return true;
+        dn.remove_prefix(1);
     }
 }
 
+static bool same_value(std::string_view a, std::string_view b) {
+    return a == b || name_fold(a) == name_fold(b);
+}
+
 static bool same_part(const NamePart &a, const NamePart &b) {
-    return (a.type.empty() || b.type.empty() || a.type == b.type) && name_fold(a.value) == name_fold(b.value);
+    return (a.type.empty() || b.type.empty() || a.type == b.type) && same_value(a.value, b.value);
 }
 
 static void append_escaped(std::string *out, std::string_view value, const char *special) {
@@ -226,18 +258,42 @@ bool name_parse_dotted(std::string_view text, const Name &context, Name *name) {
     return true;
 }
 
-bool name_parse_dn(std::string_view dn, const Name &base, Name *name, bool *outside) {
+bool name_view_dn(std::string_view dn, const Name &base, DnView *view, bool *outside) {
     if (outside != nullptr) *outside = false;
-    Name parsed;
-    if (dn.size() > dn_length_limit || (!dn.empty() && !parse_whole_dn(dn, &parsed))) return false;
-    if (parsed.size() < base.size() || !std::equal(base.rbegin(), base.rend(), parsed.rbegin(), same_part)) {
+    NameView &parts = view->parts;
+    parts.clear();
+    view->made.clear();
+    if (dn.size() > dn_length_limit || (!dn.empty() && !view_whole_dn(dn, view))) return false;
+    const auto same = [](const NamePart &a, const NamePartView &b) {
+        return (a.type.empty() || a.type == b.type) && same_value(a.value, b.value);
+    };
+    if (parts.size() < base.size() || !std::equal(base.rbegin(), base.rend(), parts.rbegin(), same)) {
         if (outside != nullptr) *outside = true;
         return false;
     }
-    parsed.resize(parsed.size() - base.size());
-    if (parsed.size() > name_depth_limit) return false;
-    *name = std::move(parsed);
+    parts.resize(parts.size() - base.size());
+    return parts.size() <= name_depth_limit;
+}
+
+bool name_parse_dn(std::string_view dn, const Name &base, Name *name, bool *outside) {
+    DnView view;
+    if (!name_view_dn(dn, base, &view, outside)) return false;
+    *name = name_of_view(view.parts);
     return true;
+}
+
+NameView name_view(const Name &name) {
+    NameView view;
+    view.reserve(name.size());
+    for (const NamePart &part : name) view.push_back({part.type, part.value});
+    return view;
+}
+
+Name name_of_view(const NameView &view) {
+    Name name;
+    name.reserve(view.size());
+    for (const NamePartView &part : view) name.push_back({std::string(part.type), std::string(part.value)});
+    return name;
 }
 
 std::string name_to_dn(const Name &name, const Name &base) {
@@ -273,6 +329,12 @@ std::string name_abbreviate(const Name &name, const Name &context, bool typed) {
     return complete.size() < relative.size() ? complete : relative;
 }
 
+bool name_is_too_long(const NameView &name) {
+    size_t most = 0; // when each byte has to be escaped
+    for (const NamePartView &part : name) most += part.type.size() + 2 * part.value.size() + strlen("\\=.");
+    return most > ZK_MAX_NAME && name_to_dotted(name_of_view(name), true).size() > ZK_MAX_NAME;
+}
+
 Name name_above(const Name &name, size_t levels) {
     return Name(name.begin() + static_cast<std::ptrdiff_t>(levels), name.end());
 }
@@ -285,39 +347,59 @@ void name_type_by_place(Name *name) {
 std::string name_type(std::string_view written) {
     std::string type(written);
     std::transform(type.begin(), type.end(), type.begin(), lower_case);
-    auto synonym = type_synonyms().find(type);
-    return synonym == type_synonyms().end() ? type : synonym->second;
+    return std::string(usual_type(type));
+}
+
+bool name_type_may_be(std::string_view wanted, std::string_view object) {
+    return wanted.empty() ? std::find(std::begin(name_usual_types), std::end(name_usual_types), object) !=
+                                std::end(name_usual_types)
+                          : wanted == object;
 }
 
 bool name_may_be(const Name &wanted, const Name &object) {
-    const auto fits = [](const NamePart &want, const NamePart &have) {
-        return want.type.empty() ? std::find(std::begin(name_usual_types), std::end(name_usual_types), have.type) !=
-                                       std::end(name_usual_types)
-                                 : want.type == have.type;
-    };
-    return std::equal(wanted.begin(), wanted.end(), object.begin(), object.end(), fits);
+    return std::equal(
+        wanted.begin(), wanted.end(), object.begin(), object.end(),
+        [](const NamePart &want, const NamePart &have) { return name_type_may_be(want.type, have.type); });
+}
+
+static void append_folded(std::string_view value, std::string *to) {
+    // Nearly all names are in ASCII, and they are compared by the thousand.
+    const bool ascii = std::all_of(value.begin(), value.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
+    const std::string letters = ascii ? "" : letters_fold(value);
+    value = ascii ? value : letters;
+    const size_t start = to->size();
+    to->resize(start + value.size());
+    char *const begin = to->data() + start;
+    char *end = begin;
+    for (char c : value)
+        if (c != ' ' || (end > begin && end[-1] != ' ')) *end++ = lower_case(c);
+    if (end > begin && end[-1] == ' ') end--;
+    to->resize(static_cast<size_t>(end - to->data()));
 }
 
 std::string name_fold(std::string_view value) {
-    // Nearly all names are in ASCII, and they are compared by the thousand.
-    const bool ascii = std::all_of(value.begin(), value.end(), is_ascii);
-    const std::string letters = ascii ? "" : letters_fold(value);
-    value = ascii ? value : letters;
     std::string folded;
-    folded.reserve(value.size());
-    for (char c : value)
-        if (c != ' ' || (!folded.empty() && folded.back() != ' ')) folded += lower_case(c);
-    if (!folded.empty() && folded.back() == ' ') folded.pop_back();
+    append_folded(value, &folded);
     return folded;
+}
+
+template <typename AnyName>
+static void append_key(const AnyName &name, std::string *key) {
+    for (const auto &part : name) {
+        append_folded(part.value, key);
+        *key += '\0'; // no value contains one
+    }
 }
 
 std::string name_key(const Name &name) {
     std::string key;
-    for (const NamePart &part : name) {
-        key += name_fold(part.value);
-        key += '\0'; // no value contains one
-    }
+    append_key(name, &key);
     return key;
+}
+
+void name_view_key(const NameView &name, std::string *key) {
+    key->clear();
+    append_key(name, key);
 }
 
 bool name_types_agree(const Name &a, const Name &b) {

@@ -25,6 +25,24 @@ struct NamePart {
 // Leaf first, relative to the tree's base; empty means the root.
 using Name = std::vector<NamePart>;
 
+// A name in the text that it was read from: the parts are views of it.
+struct NamePartView {
+    std::string_view type;
+    std::string_view value;
+};
+using NameView = std::vector<NamePartView>;
+
+// A DN that is taken apart where it stands. The views live as long as its text and this object; an object that is used
+// again needs no further memory.
+struct DnView {
+    DnView() = default;
+    DnView(const DnView &) = delete;
+    DnView &operator=(const DnView &) = delete;
+
+    NameView parts;
+    std::string made; // the parts that are not in the text as they are: escapes undone, types in lower case
+};
+
 // Deeper names are malformed.
 constexpr size_t name_depth_limit = 64;
 
@@ -34,6 +52,11 @@ bool name_parse_dotted(std::string_view text, const Name &context, Name *name);
 // An RFC 4514 DN at or below `base`; multi-valued RDNs, "#" values and numeric types are malformed here. `outside` (may
 // be null) reports a well-formed DN that is not below `base`.
 bool name_parse_dn(std::string_view dn, const Name &base, Name *name, bool *outside);
+// The same without a copy of its parts. For a malformed text the view's parts are undefined.
+bool name_view_dn(std::string_view dn, const Name &base, DnView *view, bool *outside);
+
+NameView name_view(const Name &name);
+Name name_of_view(const NameView &view);
 
 std::string name_to_dn(const Name &name, const Name &base);
 
@@ -43,6 +66,9 @@ std::string name_to_dotted(const Name &name, bool typed);
 // The shortest dotted form from which name_parse_dotted makes the name again in this context; of two equally long ones
 // the relative one.
 std::string name_abbreviate(const Name &name, const Name &context, bool typed);
+
+// Is its typed dotted form longer than ZK_MAX_NAME?
+bool name_is_too_long(const NameView &name);
 
 // The object's name `levels` above; `levels` is at most the name's depth.
 Name name_above(const Name &name, size_t levels);
@@ -57,9 +83,11 @@ inline constexpr const char *name_usual_types[] = {"cn", "uid", "ou", "o", "c", 
 // An attribute type in lower case, by its usual name where servers know several: "cn" for "commonName".
 std::string name_type(std::string_view written);
 
-// Comparison forms: letters without regard to case, runs of blanks as one. The key of a name leaves its types out.
+// Comparison forms: letters without regard to case, runs of blanks as one. The key of a name leaves its types out: the
+// values, leaf first, each with a NUL after it.
 std::string name_fold(std::string_view value);
 std::string name_key(const Name &name);
+void name_view_key(const NameView &name, std::string *key);
 
 // Equal keys taken for granted: do the types agree wherever both names have them?
 bool name_types_agree(const Name &a, const Name &b);
@@ -67,5 +95,6 @@ bool name_equal(const Name &a, const Name &b);
 
 // Equal keys taken for granted: may `wanted`, whose parts may lack their types, mean the object?
 bool name_may_be(const Name &wanted, const Name &object);
+bool name_type_may_be(std::string_view wanted, std::string_view object);
 
 #endif

@@ -91,21 +91,19 @@ static int32_t parse_time(std::string_view text) {
     return moment > INT32_MAX ? INT32_MAX : moment < INT32_MIN ? INT32_MIN : static_cast<int32_t>(moment);
 }
 
-static Name parse_dn_value(std::string_view text, const Name &base) {
-    Name name;
+static void view_dn(std::string_view text, const Name &base, DnView *dn) {
     bool outside = false;
-    if (!name_parse_dn(text, base, &name, &outside)) {
+    if (!name_view_dn(text, base, dn, &outside)) {
         throw DataError(outside ? catalogue_text("the DN is not below the tree's base")
                                 : catalogue_text("malformed DN"));
     }
-    if (name_to_dotted(name, true).size() > ZK_MAX_NAME)
-        throw DataError(catalogue_text("the name is longer than 512 bytes"));
-    return name;
+    if (name_is_too_long(dn->parts)) throw DataError(catalogue_text("the name is longer than 512 bytes"));
 }
 
+// `what` is the message for a text that is not a number.
 static uint32_t parse_type(std::string_view text, const char *what) {
     const std::optional<int64_t> number = whole_number(text, 0, UINT32_MAX);
-    if (!number) throw DataError(what);
+    if (!number) throw DataError(catalogue_text(what));
     return static_cast<uint32_t>(*number);
 }
 
@@ -115,20 +113,36 @@ static size_t next_hash(std::string_view text) {
     return found;
 }
 
+// Takes the name space and the volume from a path, whose name on the volume is left.
+static uint32_t take_volume(std::string_view *path, const Name &base, DnView *volume) {
+    size_t hash = next_hash(*path);
+    const uint32_t nameSpace =
+        parse_type(path->substr(0, hash), catalogue_mark("the name space of a path must be a number"));
+    path->remove_prefix(hash + 1);
+    hash = next_hash(*path);
+    view_dn(path->substr(0, hash), base, volume);
+    path->remove_prefix(hash + 1);
+    return nameSpace;
+}
+
 static void parse_path(std::string_view text, const Name &base, Value *value) {
-    size_t hash = next_hash(text);
-    value->type = parse_type(text.substr(0, hash), catalogue_text("the name space of a path must be a number"));
-    text.remove_prefix(hash + 1);
-    hash = next_hash(text);
-    value->name = parse_dn_value(text.substr(0, hash), base);
-    value->text = text.substr(hash + 1);
+    DnView volume;
+    value->type = take_volume(&text, base, &volume);
+    value->name = name_of_view(volume.parts);
+    value->text = text;
+}
+
+static Name parse_dn(std::string_view text, const Name &base) {
+    DnView dn;
+    view_dn(text, base, &dn);
+    return name_of_view(dn.parts);
 }
 
 static void parse_network_address(std::string_view text, Value *value) {
     size_t hash = text.find('#');
     if (hash == std::string_view::npos || (text.size() - hash) % 2 == 0)
         throw DataError(catalogue_text("not a network address of the form type#hex-digits"));
-    value->type = parse_type(text.substr(0, hash), catalogue_text("the type of a network address must be a number"));
+    value->type = parse_type(text.substr(0, hash), catalogue_mark("the type of a network address must be a number"));
     for (size_t i = hash + 1; i < text.size(); i += 2) {
         const std::optional<char> byte = hex_byte(text.substr(i));
         if (!byte) throw DataError(catalogue_text("not a network address of the form type#hex-digits"));
@@ -199,12 +213,16 @@ std::string name_in_form(const Name &name, const NameForm &form) {
     return form.complete ? name_to_dotted(name, form.typed) : name_abbreviate(name, form.context, form.typed);
 }
 
-Value value_parse(uint32_t syntax, std::string_view text, const Name &base) {
+static void refuse_nul(std::string_view text) {
     if (text.find('\0') != std::string_view::npos) throw DataError(catalogue_text("the value contains a NUL byte"));
+}
+
+Value value_parse(uint32_t syntax, std::string_view text, const Name &base) {
+    refuse_nul(text);
     Value value;
     switch (syntax) {
         case schema_dn:
-            value.name = parse_dn_value(text, base);
+            value.name = parse_dn(text, base);
             break;
         case schema_boolean:
             if (text != "TRUE" && text != "FALSE") throw DataError(catalogue_text("must be TRUE or FALSE"));
@@ -230,6 +248,27 @@ Value value_parse(uint32_t syntax, std::string_view text, const Name &base) {
             value.text = text;
     }
     return value;
+}
+
+void value_check(uint32_t syntax, std::string_view text, const Name &base, DnView *dn) {
+    switch (syntax) {
+        case schema_dn:
+            refuse_nul(text);
+            view_dn(text, base, dn);
+            break;
+        case ZK_SYNTAX_PATH:
+            refuse_nul(text);
+            take_volume(&text, base, dn);
+            break;
+        case schema_text: // whose syntax takes any text
+        case schema_telephone:
+        case schema_stream:
+        case ZK_SYNTAX_NUMERIC_TEXT:
+            refuse_nul(text);
+            break;
+        default:
+            value_parse(syntax, text, base);
+    }
 }
 
 void value_put_names(uint32_t syntax, const NameForm &form, Value *value) {

@@ -30,6 +30,8 @@ struct Value {
 // Takes one value of `syntax` from its text in the data. Throws DataError with a sentence that lacks file and line.
 // `base` is the DN below which the tree lives.
 Value value_parse(uint32_t syntax, std::string_view text, const Name &base);
+// Throws as value_parse does, without making a value. A DN, also that of a path, is left in `dn`.
+void value_check(uint32_t syntax, std::string_view text, const Name &base, DnView *dn);
 
 // The block that a program is handed. value_write fills value_block_size bytes, the pointers in it point into it.
 // Names must have been put into form by value_put_names: they are returned as text.

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -17,7 +18,7 @@
 #include "platform/common/nocase.h"
 #include "platform/common/skip.h"
 
-static constexpr size_t file_limit = size_t{1} << 30;
+static constexpr size_t file_limit = size_t{1} << 30; // places are 32 bits
 static constexpr size_t value_file_limit = size_t{16} * 1024 * 1024;
 static constexpr size_t line_limit = size_t{24} * 1024 * 1024; // a value of the largest size in base64
 static constexpr size_t include_limit = 8;
@@ -75,10 +76,14 @@ static std::string_view skip_blanks(std::string_view text) {
     return skip_any(text, " \t");
 }
 
+static bool is_attribute_character(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == ';' ||
+           c == '.' || c == '_';
+}
+
 static bool is_attribute_name(std::string_view name) {
-    return !name.empty() && name.find_first_not_of(
-                                "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-;."
-                                "_") == std::string_view::npos;
+    return !name.empty() && std::all_of(
+                                name.begin(), name.end(), [](char c) { return is_attribute_character(c); });
 }
 
 // Undoes "%" and two hex digits; false for anything else after "%", and for a zero byte.
@@ -99,62 +104,77 @@ LdifReader::LdifReader(const std::string &path, const std::string &shown) {
     try {
         std::string real = real_path(path);
         folder_ = real.substr(0, real.rfind('/') + 1);
-        open(real, shown);
+        open(read_whole(real, file_limit), shown);
     } catch (const DataError &error) {
         throw DataError(shown + ": " + error.what());
     }
 }
 
 LdifReader::LdifReader(LdifText text, const std::string &shown) {
-    Source source;
-    source.shown = shown;
-    source.text = std::move(text.text);
-    sources_.push_back(std::move(source));
+    open(std::move(text.text), shown);
 }
 
-void LdifReader::open(const std::string &path, const std::string &shown) {
+void LdifReader::open(std::string text, const std::string &shown) {
     Source source;
     source.shown = shown;
-    source.text = read_whole(path, file_limit);
+    source.text = std::move(text);
+    source.nul = source.text.find('\0');
     sources_.push_back(std::move(source));
+    open_.push_back({static_cast<uint32_t>(sources_.size() - 1)});
+}
+
+// A file that is included a thousand times without a record must not be in memory as often.
+void LdifReader::close() {
+    Source &source = sources_[open_.back().source];
+    if (!source.hasRecords) source.text = std::string();
+    if (!source.hasRecords && &source == &sources_.back()) sources_.pop_back();
+    open_.pop_back();
 }
 
 void LdifReader::refuse(unsigned number, const std::string &why) const {
-    throw DataError(sources_.back().shown + ":" + std::to_string(number) + ": " + why);
+    throw DataError(current().shown + ":" + std::to_string(number) + ": " + why);
 }
 
 // The next line without its line break; false at the end of the file.
 bool LdifReader::physicalLine(std::string_view *line) {
-    Source &source = sources_.back();
-    if (source.at >= source.text.size()) return false;
-    size_t end = source.text.find('\n', source.at);
-    size_t length = (end == std::string::npos ? source.text.size() : end) - source.at;
-    *line = std::string_view(source.text).substr(source.at, length);
-    source.at += length + 1;
-    source.line++;
+    Position &position = open_.back();
+    const std::string_view rest = std::string_view(current().text).substr(position.at);
+    if (rest.empty()) return false;
+    *line = rest.substr(0, rest.find('\n'));
+    position.line++;
+    if (current().nul < position.at + line->size()) // it is the first
+        refuse(position.line, catalogue_text("the line contains a NUL byte"));
+    position.at = std::min(position.at + line->size() + 1, current().text.size());
     if (!line->empty() && line->back() == '\r') line->remove_suffix(1);
-    if (line->find('\0') != std::string_view::npos) refuse(source.line, catalogue_text("the line contains a NUL byte"));
     return true;
 }
 
 bool LdifReader::nextIsFolded() const {
-    const Source &source = sources_.back();
-    return source.at < source.text.size() && source.text[source.at] == ' ';
+    const size_t at = open_.back().at;
+    return at < current().text.size() && current().text[at] == ' ';
+}
+
+// Adds its continuations to a line; those of a comment are passed over.
+void LdifReader::unfold(bool comment, LdifRecord *record, std::string_view *line) {
+    std::string whole(*line);
+    std::string_view part;
+    while (nextIsFolded() && physicalLine(&part))
+        if (!comment) whole.append(part.substr(1));
+    if (!comment) *line = record->made.emplace_back(std::move(whole));
 }
 
 // The next line with its continuations, comments left out; false at the end of the file.
-bool LdifReader::logicalLine(std::string *line, unsigned *number) {
-    std::string_view part;
-    while (physicalLine(&part)) {
-        bool comment = !part.empty() && part.front() == '#';
-        *number = sources_.back().line;
-        if (!part.empty() && part.front() == ' ') refuse(*number, catalogue_text("unexpected continuation line"));
-        line->assign(part);
-        bool empty = part.empty();
-        while (!empty && nextIsFolded() && physicalLine(&part))
-            if (!comment) line->append(part.substr(1));
-        if (line->size() > line_limit) refuse(*number, catalogue_text("the line is too long"));
+bool LdifReader::logicalLine(LdifRecord *record, Line *line) {
+    line->at = open_.back().at;
+    while (physicalLine(&line->text)) {
+        const bool comment = !line->text.empty() && line->text.front() == '#';
+        line->number = open_.back().line;
+        if (!line->text.empty() && line->text.front() == ' ')
+            refuse(line->number, catalogue_text("unexpected continuation line"));
+        if (!line->text.empty() && nextIsFolded()) unfold(comment, record, &line->text);
+        if (line->text.size() > line_limit) refuse(line->number, catalogue_text("the line is too long"));
         if (!comment) return true;
+        line->at = open_.back().at;
     }
     return false;
 }
@@ -183,92 +203,108 @@ std::string LdifReader::fileOfUrl(std::string_view url, unsigned number) const {
 }
 
 // `text` is what follows the first ":" of a line.
-std::string LdifReader::parseValue(std::string_view text, unsigned number) const {
+std::string_view LdifReader::parseValue(std::string_view text, unsigned number, LdifRecord *record) const {
     if (!text.empty() && text.front() == ':') {
         std::string bytes;
         text = skip_blanks(text.substr(1));
         while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
         if (!decode_base64(text, &bytes)) refuse(number, catalogue_text("malformed base64"));
-        return bytes;
+        return record->made.emplace_back(std::move(bytes));
     }
     if (!text.empty() && text.front() == '<') {
         std::string path = fileOfUrl(skip_blanks(text.substr(1)), number);
+        record->ofOtherFiles = true;
         try {
-            return read_whole(path, value_file_limit);
+            return record->made.emplace_back(read_whole(path, value_file_limit));
         } catch (const DataError &error) {
             refuse(number, path + ": " + error.what());
         }
     }
-    return std::string(skip_blanks(text));
+    return skip_blanks(text);
 }
 
-LdifAttribute LdifReader::parseLine(const std::string &line, unsigned number) const {
-    size_t colon = line.find(':');
-    if (colon == std::string::npos) refuse(number, catalogue_text("the line has no \":\""));
-    LdifAttribute attribute = {line.substr(0, colon), "", number};
-    if (!is_attribute_name(attribute.name)) refuse(number, catalogue_text("malformed attribute name"));
-    std::string_view rest = std::string_view(line).substr(colon + 1);
+LdifAttribute LdifReader::parseLine(const Line &line, LdifRecord *record) const {
+    const size_t colon = line.text.find(':');
+    if (colon == std::string_view::npos) refuse(line.number, catalogue_text("the line has no \":\""));
+    LdifAttribute attribute = {line.text.substr(0, colon), "", line.number};
+    if (!is_attribute_name(attribute.name)) refuse(line.number, catalogue_text("malformed attribute name"));
+    const std::string_view rest = line.text.substr(colon + 1);
     if (equal_nocase(attribute.name, "include"))
-        attribute.value = fileOfUrl(skip_blanks(rest), number);
+        attribute.value = record->made.emplace_back(fileOfUrl(skip_blanks(rest), line.number));
     else
-        attribute.value = parseValue(rest, number);
+        attribute.value = parseValue(rest, line.number, record);
     return attribute;
 }
 
-void LdifReader::readHeader(LdifRecord *record, const LdifAttribute &first) {
+void LdifReader::readRecord(const LdifAttribute &first, size_t at, LdifRecord *record) {
     if (!equal_nocase(first.name, "dn")) refuse(first.line, catalogue_text("a record must begin with dn:"));
-    record->file = sources_.back().shown;
+    sources_[open_.back().source].hasRecords = true;
+    record->place = {open_.back().source, static_cast<uint32_t>(at), first.line};
+    record->file = current().shown;
     record->line = first.line;
     record->dn = first.value;
     record->attributes.clear();
+    readAttributes(record);
 }
 
 // The rest of a record, up to an empty line.
-bool LdifReader::readRecord(LdifRecord *record) {
-    std::string line;
-    unsigned number;
-    while (logicalLine(&line, &number) && !line.empty()) {
-        LdifAttribute attribute = parseLine(line, number);
+void LdifReader::readAttributes(LdifRecord *record) {
+    Line line;
+    while (logicalLine(record, &line) && !line.text.empty()) {
+        LdifAttribute attribute = parseLine(line, record);
         if (equal_nocase(attribute.name, "changetype")) {
             if (!equal_nocase(attribute.value, "add") || !record->attributes.empty())
-                refuse(number, catalogue_text("only changetype: add is supported, directly after dn:"));
+                refuse(line.number, catalogue_text("only changetype: add is supported, directly after dn:"));
         } else if (equal_nocase(attribute.name, "control") || equal_nocase(attribute.name, "dn") ||
                    equal_nocase(attribute.name, "include")) {
-            refuse(number, catalogue_format("%s: not allowed inside a record", attribute.name.c_str()));
+            refuse(line.number,
+                   catalogue_format("%s: not allowed inside a record", std::string(attribute.name).c_str()));
         } else {
-            record->attributes.push_back(std::move(attribute));
+            record->attributes.push_back(attribute);
         }
     }
     if (record->attributes.empty()) refuse(record->line, catalogue_text("the record has no attributes"));
-    return true;
 }
 
 bool LdifReader::next(LdifRecord *record) {
-    std::string line;
-    unsigned number;
-    while (!sources_.empty()) {
-        if (!logicalLine(&line, &number)) {
-            sources_.pop_back();
+    Line line;
+    while (!open_.empty()) {
+        record->made.clear();
+        record->ofOtherFiles = false;
+        if (!logicalLine(record, &line)) {
+            close();
             continue;
         }
-        if (line.empty()) continue;
-        LdifAttribute first = parseLine(line, number);
-        bool atStart = !sources_.back().started;
-        sources_.back().started = true;
+        if (line.text.empty()) continue;
+        const LdifAttribute first = parseLine(line, record);
+        const bool atStart = !open_.back().started;
+        open_.back().started = true;
         if (equal_nocase(first.name, "version")) {
             if (!atStart || first.value != "1")
-                refuse(number, catalogue_text("only version: 1 is supported, at the beginning of a file"));
+                refuse(line.number, catalogue_text("only version: 1 is supported, at the beginning of a file"));
         } else if (equal_nocase(first.name, "include")) {
-            if (sources_.size() == include_limit) refuse(number, catalogue_text("include files are nested too deeply"));
-            try {
-                open(first.value, first.value.substr(folder_.size()));
-            } catch (const DataError &error) {
-                refuse(number, error.what());
-            }
+            include(first);
         } else {
-            readHeader(record, first);
-            return readRecord(record);
+            readRecord(first, line.at, record);
+            return true;
         }
     }
     return false;
+}
+
+void LdifReader::include(const LdifAttribute &line) {
+    if (open_.size() == include_limit) refuse(line.line, catalogue_text("include files are nested too deeply"));
+    const std::string path(line.value);
+    try {
+        open(read_whole(path, file_limit), path.substr(folder_.size()));
+    } catch (const DataError &error) {
+        refuse(line.line, error.what());
+    }
+}
+
+void LdifReader::again(LdifPlace place, LdifRecord *record) {
+    std::vector<Position> there = {{place.source, place.at, place.line - 1, true}};
+    there.swap(open_);
+    next(record);
+    there.swap(open_);
 }

@@ -9,21 +9,38 @@
 #ifndef PLATFORM_CLIENT_LDIF_READER_H
 #define PLATFORM_CLIENT_LDIF_READER_H
 
+#include <cstdint>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
 
 struct LdifAttribute {
-    std::string name;
-    std::string value;
+    std::string_view name;
+    std::string_view value;
     unsigned line;
 };
 
-struct LdifRecord {
-    std::string file; // as messages show it
+// Where a record begins.
+struct LdifPlace {
+    uint32_t source;
+    uint32_t at; // bytes
     unsigned line;
-    std::string dn;
+};
+
+// Views of the text that the reader keeps, and of `made`. A record that is read into again needs no further memory.
+struct LdifRecord {
+    LdifRecord() = default;
+    LdifRecord(const LdifRecord &) = delete;
+    LdifRecord &operator=(const LdifRecord &) = delete;
+
+    LdifPlace place = {};
+    std::string_view file; // as messages show it
+    unsigned line = 0;
+    std::string_view dn;
     std::vector<LdifAttribute> attributes;
+    bool ofOtherFiles = false;    // a value has been read from another file
+    std::deque<std::string> made; // what is not in the text as it is: folded, in base64 or of another file
 };
 
 // LDIF that has been read from somewhere already.
@@ -40,29 +57,47 @@ class LdifReader {
 
     // The next record, false after the last. Throws DataError, with file and line, for what is refused.
     bool next(LdifRecord *record);
+    // A record that `next` has read, from the text of then. Only a record of other files may be another one now.
+    void again(LdifPlace place, LdifRecord *record);
 
   private:
+    // Kept as long as the reader where a record is in it.
     struct Source {
         std::string shown;
         std::string text;
+        size_t nul; // the first NUL byte
+        bool hasRecords = false;
+    };
+    struct Position {
+        uint32_t source;
         size_t at = 0;
         unsigned line = 0;    // of the physical line read last
         bool started = false; // a record or the version has been read
     };
+    struct Line {
+        std::string_view text;
+        unsigned number;
+        size_t at;
+    };
 
-    void open(const std::string &path, const std::string &shown);
+    void open(std::string text, const std::string &shown);
+    void close();
+    const Source &current() const { return sources_[open_.back().source]; }
     bool physicalLine(std::string_view *line);
     bool nextIsFolded() const;
-    bool logicalLine(std::string *line, unsigned *number);
-    LdifAttribute parseLine(const std::string &line, unsigned number) const;
-    std::string parseValue(std::string_view text, unsigned number) const;
+    void unfold(bool comment, LdifRecord *record, std::string_view *line);
+    bool logicalLine(LdifRecord *record, Line *line);
+    LdifAttribute parseLine(const Line &line, LdifRecord *record) const;
+    std::string_view parseValue(std::string_view text, unsigned number, LdifRecord *record) const;
     std::string fileOfUrl(std::string_view url, unsigned number) const;
-    void readHeader(LdifRecord *record, const LdifAttribute &first);
-    bool readRecord(LdifRecord *record);
+    void readAttributes(LdifRecord *record);
+    void readRecord(const LdifAttribute &first, size_t at, LdifRecord *record);
+    void include(const LdifAttribute &line);
     [[noreturn]] void refuse(unsigned number, const std::string &why) const;
 
     std::string folder_; // of the first file, without symbolic links; empty for a text
-    std::vector<Source> sources_;
+    std::deque<Source> sources_;
+    std::vector<Position> open_; // each included by the one before it
 };
 
 #endif

@@ -1,6 +1,7 @@
 #include "platform/client/ldif/store.h"
 
 #include <algorithm>
+#include <array>
 #include <unordered_map>
 #include <utility>
 
@@ -10,25 +11,41 @@
 #include "platform/client/core/password.h"
 #include "platform/client/core/plain_values.h"
 #include "platform/client/core/values.h"
+#include "platform/client/ldif/keyed_hash.h"
+#include "platform/client/ldif/name_index.h"
 #include "platform/client/ldif/reader.h"
 #include "platform/zk.h"
 
-static constexpr uint32_t no_node = UINT32_MAX;
-
 namespace {
 
+// What is kept of each record: the entry is made from the text when it is asked for.
 struct Node {
+    LdifPlace place;
+    uint32_t subordinates;
+};
+
+struct Member {
+    uint32_t hash; // of its name's key
+    uint32_t group;
+};
+
+struct Kept {
     std::shared_ptr<Entry> entry;
-    uint32_t sameKey; // the next node whose name differs only in its types, no_node at the end
+    std::string noHash; // of a password that nothing matches: where it stands
+};
+
+struct KnownAttribute {
+    std::string name;
+    const SchemaAttribute *row = nullptr;
 };
 
 class LdifStore : public DirectoryStore {
   public:
     // A copy contains what servers have shown, which may lack what a file must have.
-    LdifStore(const Name &base, bool findsAnyName, bool isACopy)
-        : root_(base), anyName_(findsAnyName), isCopy_(isACopy) {}
+    LdifStore(LdifReader reader, const Name &base, bool findsAnyName, bool isACopy)
+        : reader_(std::move(reader)), root_(base), anyName_(findsAnyName), isCopy_(isACopy) {}
 
-    void add(const LdifRecord &record);
+    void load();
     size_t size() const { return nodes_.size(); }
 
     const Name &base() const override { return root_; }
@@ -39,247 +56,325 @@ class LdifStore : public DirectoryStore {
     Verdict checkPassword(const Entry &entry, const char *password) override;
 
   private:
-    const Node *lookup(const Name &name) const;
     bool isShown(const Entry &entry) const { return anyName_ || entry_name_is_plain(entry); }
-    Name parseDn(const LdifRecord &record) const;
-    void checkPlace(const LdifRecord &record, const Name &name) const;
-    void addValue(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const;
-    void checkEntry(const LdifRecord &record, const Entry &entry) const;
-    void notePassword(const LdifRecord &record, const Entry &entry);
-    void indexEntry(uint32_t number);
-    void spellAsParent(Name *name) const;
-    void countAtParent(const Name &name);
 
+    void add(const LdifRecord &record);
+    void viewDn(const LdifRecord &record);
+    void takePlace(const LdifRecord &record);
+    const SchemaAttribute *rowOf(std::string_view name);
+    void readRows(const LdifRecord &record);
+    bool has(const SchemaAttribute *row) const;
+    void checkValue(const LdifRecord &record, size_t i);
+    const SchemaClass *classOf(const LdifRecord &record);
+    void checkEntry(const LdifRecord &record, const SchemaClass &entryClass);
+
+    uint32_t numberOf(const Name &name) const;
+    EntryPtr entry(uint32_t number);
+    std::shared_ptr<Entry> made(uint32_t number);
+    std::shared_ptr<Entry> entryOf(const LdifRecord &record, uint32_t number);
+    Name nameOf(const LdifRecord &record, uint32_t number);
+    void keep(const LdifRecord &record, uint32_t number);
+    std::string unusablePassword(const LdifRecord &record, const Entry &entry);
+
+    LdifReader reader_;
     Name root_;
     bool anyName_;
     bool isCopy_;
-    std::vector<Node> nodes_;
-    std::unordered_map<std::string, uint32_t> byKey_;               // name_key -> first node
-    std::unordered_map<std::string, std::vector<uint32_t>> groups_; // name_key of a member -> the groups' nodes
+    NameIndex names_;
+    std::vector<Node> nodes_;     // by the numbers of their names
+    std::vector<Member> members_; // of all groups
+    bool membersSorted_ = false;  // when they are first asked for
     std::vector<uint32_t> servers_;
     std::vector<uint32_t> volumes_;
-    std::unordered_map<const Entry *, std::string> noHash_; // passwords that nothing matches, and where they stand
+    std::unordered_map<uint32_t, Kept> kept_; // the entries that have been made
+
+    // Used again for each record: its DN and its key, one of its values, what its attributes are.
+    DnView dn_;
+    DnView valueDn_;
+    std::string key_;
+    std::vector<const SchemaAttribute *> rows_;
+    std::vector<std::string_view> objectClasses_;
+    std::array<KnownAttribute, 128> known_;
 };
 
 } // namespace
 
 [[noreturn]] static void refuse(const LdifRecord &record, unsigned line, const std::string &why) {
-    throw DataError(record.file + ":" + std::to_string(line) + ": " + why);
+    throw DataError(std::string(record.file) + ":" + std::to_string(line) + ": " + why);
 }
 
-static bool is_member(const EntryValue &value) {
+static bool is_member(const SchemaAttribute *row) {
     static const SchemaAttribute *const member = schema_find_ldap("member");
     static const SchemaAttribute *const uniqueMember = schema_find_ldap("uniqueMember");
-    return value.attribute == member || value.attribute == uniqueMember;
+    return row == member || row == uniqueMember;
+}
+
+static const SchemaAttribute *object_class() {
+    static const SchemaAttribute *const row = schema_find_ldap("objectClass");
+    return row;
 }
 
 namespace {
 
-// The node of a name, or null. Of two nodes that both fit a name without types the first in the file is meant.
-const Node *LdifStore::lookup(const Name &name) const {
-    auto found = byKey_.find(name_key(name));
-    uint32_t number = found == byKey_.end() ? no_node : found->second;
-    while (number != no_node && !name_may_be(name, nodes_[number].entry->name)) number = nodes_[number].sameKey;
-    return number == no_node ? nullptr : &nodes_[number];
+// Of two that both fit a name without types the first in the file is meant.
+uint32_t LdifStore::numberOf(const Name &name) const {
+    const NameView parts = name_view(name);
+    return names_.find({name_key(name), parts.data()});
 }
 
 EntryPtr LdifStore::find(const Name &name, Aliases aliases) {
     auto at = [this](const Name &wanted) -> EntryPtr {
-        const Node *node = lookup(wanted);
-        return node == nullptr || !isShown(*node->entry) ? nullptr : node->entry;
+        const uint32_t number = numberOf(wanted);
+        const EntryPtr found = number == no_name ? nullptr : entry(number);
+        return found == nullptr || !isShown(*found) ? nullptr : found;
     };
     return entry_find(name, aliases, root_, at, at);
 }
 
 std::vector<Name> LdifStore::groupsOf(const Entry &entry) {
+    const auto before = [](const Member &a, const Member &b) {
+        return a.hash != b.hash ? a.hash < b.hash : a.group < b.group;
+    };
+    if (!membersSorted_) std::sort(members_.begin(), members_.end(), before);
+    membersSorted_ = true;
+    const uint32_t hash = keyed_hash(name_key(entry.name));
     std::vector<Name> found;
-    auto member = groups_.find(name_key(entry.name));
-    if (member == groups_.end()) return found;
-    for (uint32_t number : member->second) {
-        // The key leaves types out: ask the group itself.
-        for (const EntryValue &value : nodes_[number].entry->values) {
-            if (is_member(value) && name_equal(value_parse(schema_dn, value.text, root_).name, entry.name)) {
-                found.push_back(nodes_[number].entry->name);
-                break;
-            }
-        }
+    auto member = std::lower_bound(members_.begin(), members_.end(), Member{hash, 0}, before);
+    for (uint32_t last = no_name; member != members_.end() && member->hash == hash; last = member++->group) {
+        if (member->group == last) continue;
+        // The hash is not all of the name: ask the group itself.
+        const std::shared_ptr<Entry> group = made(member->group);
+        const auto isIt = [&](const EntryValue &value) {
+            return is_member(value.attribute) && name_equal(value_parse(schema_dn, value.text, root_).name, entry.name);
+        };
+        if (std::any_of(group->values.begin(), group->values.end(), isIt)) found.push_back(group->name);
     }
     return found;
 }
 
 EntryPtr LdifStore::findServer(std::string_view name) {
     for (uint32_t number : servers_) {
-        const auto &entry = nodes_[number].entry;
-        if (isShown(*entry) && entry_is_server(*entry, name)) return entry;
+        EntryPtr server = entry(number);
+        if (isShown(*server) && entry_is_server(*server, name)) return server;
     }
     return nullptr;
 }
 
 EntryPtr LdifStore::findVolume(const Entry &server, std::string_view volume) {
     for (uint32_t number : volumes_) {
-        const auto &entry = nodes_[number].entry;
-        if (entry_is_volume(*entry, server, volume, root_)) return entry;
+        EntryPtr found = entry(number);
+        if (entry_is_volume(*found, server, volume, root_)) return found;
     }
     return nullptr;
 }
 
 // An empty password is wrong whatever the entry has: servers take it for an anonymous login.
 Verdict LdifStore::checkPassword(const Entry &entry, const char *password) {
-    const SchemaAttribute *kept = schema_find_ldap("userPassword");
+    const SchemaAttribute *row = schema_find_ldap("userPassword");
     for (const EntryValue &value : entry.values)
-        if (value.attribute == kept && *password != '\0' && password_matches(value.text, password))
+        if (value.attribute == row && *password != '\0' && password_matches(value.text, password))
             return Verdict::accepted;
-    if (auto unusable = noHash_.find(&entry); unusable != noHash_.end()) throw DataError(unusable->second);
+    const auto kept = kept_.find(numberOf(entry.name));
+    if (kept != kept_.end() && !kept->second.noHash.empty()) throw DataError(kept->second.noHash);
     return Verdict::wrongPassword;
 }
 
-Name LdifStore::parseDn(const LdifRecord &record) const {
-    Name name;
+void LdifStore::viewDn(const LdifRecord &record) {
     bool outside = false;
-    if (!name_parse_dn(record.dn, root_, &name, &outside)) {
+    if (!name_view_dn(record.dn, root_, &dn_, &outside)) {
         refuse(record, record.line,
                outside ? catalogue_text("the entry is not below the tree's base") : catalogue_text("malformed DN"));
     }
-    if (name_to_dotted(name, true).size() > ZK_MAX_NAME)
+    if (name_is_too_long(dn_.parts))
         refuse(record, record.line, catalogue_text("the entry's name is longer than 512 bytes"));
-    return name;
+    name_view_key(dn_.parts, &key_);
 }
 
-void LdifStore::checkPlace(const LdifRecord &record, const Name &name) const {
-    if (lookup(name) != nullptr) refuse(record, record.line, catalogue_text("the entry already exists"));
+void LdifStore::takePlace(const LdifRecord &record) {
+    const NameKey key = {key_, dn_.parts.data()};
+    if (names_.find(key) != no_name) refuse(record, record.line, catalogue_text("the entry already exists"));
+    const uint32_t parent = dn_.parts.empty() ? no_name : names_.find(key.above());
     // The first entry may stand at a suffix of several parts, "dc=acme,dc=example", as on a server.
-    if (name.size() > 1 && !nodes_.empty() && lookup(name_above(name, 1)) == nullptr)
+    if (dn_.parts.size() > 1 && !nodes_.empty() && parent == no_name)
         refuse(record, record.line, catalogue_text("the entry's parent is missing: it must come first"));
+    names_.add(key, parent);
+    nodes_.push_back({record.place, 0});
+    if (parent != no_name) nodes_[parent].subordinates++;
 }
 
-void LdifStore::addValue(const LdifRecord &record, const LdifAttribute &attribute, Entry *entry) const {
-    const SchemaAttribute *row = schema_find_ldap(attribute.name);
+// A tree has few names of attributes, and each of them many times.
+const SchemaAttribute *LdifStore::rowOf(std::string_view name) {
+    constexpr size_t longest = 32; // of what is worth its memory
+    if (name.size() > longest) return schema_find_ldap(name);
+    const auto letter = [name](size_t i) { return static_cast<unsigned char>(name[i]); };
+    const size_t mixed = name.size() * 31 + letter(0) * 7u + letter(name.size() / 2) * 13u + letter(name.size() - 1);
+    KnownAttribute &known = known_[mixed % known_.size()];
+    if (known.name != name) known = {std::string(name), schema_find_ldap(name)};
+    return known.row;
+}
+
+void LdifStore::readRows(const LdifRecord &record) {
+    rows_.clear();
+    for (const LdifAttribute &attribute : record.attributes) rows_.push_back(rowOf(attribute.name));
+}
+
+bool LdifStore::has(const SchemaAttribute *row) const {
+    return std::find(rows_.begin(), rows_.end(), row) != rows_.end();
+}
+
+void LdifStore::checkValue(const LdifRecord &record, size_t i) {
+    const LdifAttribute &attribute = record.attributes[i];
+    const SchemaAttribute *const row = rows_[i];
+    const auto refuseIt = [&](const std::string &why) {
+        refuse(record, attribute.line, std::string(attribute.name) + ": " + why);
+    };
     if (row == nullptr) {
-        const bool numbered = attribute.name.find_first_not_of("0123456789.") == std::string::npos;
-        if (numbered) {
-            refuse(record, attribute.line,
-                   attribute.name + ": " + catalogue_text("an attribute must be given by its name, not by its number"));
-        }
+        const bool numbered = attribute.name.find_first_not_of("0123456789.") == std::string_view::npos;
+        if (numbered) refuseIt(catalogue_text("an attribute must be given by its name, not by its number"));
         return;
     }
-    if (attribute.value.size() > row->limit)
-        refuse(record, attribute.line, attribute.name + ": " + catalogue_text("the value is too long"));
-    if (attribute.value.empty() && row->syntax != schema_stream)
-        refuse(record, attribute.line, attribute.name + ": " + catalogue_text("the value is empty"));
+    if (attribute.value.size() > row->limit) refuseIt(catalogue_text("the value is too long"));
+    if (attribute.value.empty() && row->syntax != schema_stream) refuseIt(catalogue_text("the value is empty"));
     try {
-        value_parse(row->syntax, attribute.value, root_);
+        value_check(row->syntax, attribute.value, root_, &valueDn_);
     } catch (const DataError &error) {
-        refuse(record, attribute.line, attribute.name + ": " + error.what());
+        refuseIt(error.what());
     }
-    entry->values.push_back({row, attribute.value});
+    if (!is_member(row)) return;
+    name_view_key(valueDn_.parts, &key_);
+    members_.push_back({keyed_hash(key_), names_.size() - 1});
 }
 
-void LdifStore::checkEntry(const LdifRecord &record, const Entry &entry) const {
-    if (!isCopy_ && entry.first("objectClass") == nullptr)
-        refuse(record, record.line, catalogue_text("the entry has no objectClass"));
-    if (!isCopy_ && entry.isClass("Alias") && entry.first("aliasedObjectName") == nullptr)
+const SchemaClass *LdifStore::classOf(const LdifRecord &record) {
+    objectClasses_.clear();
+    for (size_t i = 0; i < rows_.size(); i++)
+        if (rows_[i] == object_class()) objectClasses_.push_back(record.attributes[i].value);
+    return schema_class_of(objectClasses_);
+}
+
+void LdifStore::checkEntry(const LdifRecord &record, const SchemaClass &entryClass) {
+    static const SchemaAttribute *const aliased = schema_find_ldap("aliasedObjectName");
+    const std::string_view base = entryClass.base;
+    if (!isCopy_ && !has(object_class())) refuse(record, record.line, catalogue_text("the entry has no objectClass"));
+    if (!isCopy_ && base == "Alias" && !has(aliased))
         refuse(record, record.line, catalogue_text("the alias has no aliasedObjectName"));
-    if (entry.isClass("Server")) {
-        size_t length = entry_common_name(entry).size();
+    if (base == "Server") {
+        size_t length = entry_common_name(*entryOf(record, names_.size() - 1)).size();
         if (length == 0 || length >= ZK_SERVER_NAME_SIZE)
             refuse(record, record.line, catalogue_text("a server name must have 1 to 48 bytes"));
     }
-    if (isCopy_ || entry.name.empty()) return;
-    const NamePart &leaf = entry.name.front();
+    if (isCopy_ || dn_.parts.empty()) return;
+    const NamePartView &leaf = dn_.parts.front();
     for (const LdifAttribute &attribute : record.attributes)
-        if (name_type(attribute.name) == leaf.type && name_fold(attribute.value) == name_fold(leaf.value)) return;
-    refuse(record, record.line, catalogue_format("the entry has no %s value that matches its DN", leaf.type.c_str()));
+        if (name_type(attribute.name) == leaf.type &&
+            (attribute.value == leaf.value || name_fold(attribute.value) == name_fold(leaf.value)))
+            return;
+    refuse(record, record.line,
+           catalogue_format("the entry has no %s value that matches its DN", std::string(leaf.type).c_str()));
+}
+
+void LdifStore::add(const LdifRecord &record) {
+    viewDn(record);
+    takePlace(record);
+    const uint32_t number = names_.size() - 1;
+    readRows(record);
+    for (size_t i = 0; i < record.attributes.size(); i++) checkValue(record, i);
+    const SchemaClass *entryClass = classOf(record);
+    checkEntry(record, *entryClass);
+    const std::string_view base = entryClass->base;
+    if (base == "Server")
+        servers_.push_back(number);
+    else if (base == "Volume")
+        volumes_.push_back(number);
+    if (record.ofOtherFiles) keep(record, number); // which may have changed by the time that it is asked for
+}
+
+void LdifStore::load() {
+    LdifRecord record;
+    while (reader_.next(&record)) add(record);
+}
+
+EntryPtr LdifStore::entry(uint32_t number) {
+    if (kept_.find(number) == kept_.end()) {
+        LdifRecord record;
+        reader_.again(nodes_[number].place, &record);
+        keep(record, number);
+    }
+    const std::shared_ptr<Entry> &kept = kept_.at(number).entry;
+    kept->subordinates = nodes_[number].subordinates; // some may have come after it
+    return kept;
+}
+
+// The entry, which is not kept when this is the first that is asked of it.
+std::shared_ptr<Entry> LdifStore::made(uint32_t number) {
+    if (auto kept = kept_.find(number); kept != kept_.end()) return kept->second.entry;
+    LdifRecord record;
+    reader_.again(nodes_[number].place, &record);
+    return entryOf(record, number);
+}
+
+void LdifStore::keep(const LdifRecord &record, uint32_t number) {
+    Kept kept = {entryOf(record, number), ""};
+    kept.noHash = unusablePassword(record, *kept.entry);
+    kept_.emplace(number, std::move(kept));
+}
+
+std::shared_ptr<Entry> LdifStore::entryOf(const LdifRecord &record, uint32_t number) {
+    auto entry = std::make_shared<Entry>();
+    entry->name = nameOf(record, number);
+    readRows(record);
+    entry->entryClass = classOf(record);
+    entry->values.reserve(rows_.size());
+    for (size_t i = 0; i < rows_.size(); i++)
+        if (rows_[i] != nullptr) entry->values.push_back({rows_[i], std::string(record.attributes[i].value)});
+    if (const std::string *changed = entry->first("modifyTimestamp"))
+        entry->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, root_).number;
+    return entry;
+}
+
+// An object's place is spelled as its parent's own entry spells it, whatever its DN writes.
+Name LdifStore::nameOf(const LdifRecord &record, uint32_t number) {
+    Name name;
+    name_parse_dn(record.dn, root_, &name, nullptr);
+    if (names_.above(number) != no_name) {
+        const Name &place = entry(names_.above(number))->name;
+        std::copy(place.begin(), place.end(), name.begin() + 1);
+    }
+    return name;
 }
 
 // Someone who wrote a password in the clear, or as servers keep it, would look for the mistake in what they type. One
 // that can be used beside it is enough: exports of servers hold others too.
-void LdifStore::notePassword(const LdifRecord &record, const Entry &entry) {
+std::string LdifStore::unusablePassword(const LdifRecord &record, const Entry &entry) {
     static const SchemaAttribute *const password = schema_find_ldap("userPassword");
-    bool unusable = false;
-    for (const EntryValue &value : entry.values) {
-        if (value.attribute == password && password_is_hash(value.text)) return;
-        unusable = unusable || value.attribute == password;
-    }
+    const auto usable = [](const EntryValue &value) {
+        return value.attribute == password && password_is_hash(value.text);
+    };
+    if (std::any_of(entry.values.begin(), entry.values.end(), usable)) return "";
     for (const LdifAttribute &attribute : record.attributes) {
-        if (unusable && schema_find_ldap(attribute.name) == password) {
-            noHash_[&entry] = record.file + ":" + std::to_string(attribute.line) + ": " + attribute.name + ": " +
-                              catalogue_text("the password is not a {CRYPT} hash");
-            return;
+        if (rowOf(attribute.name) == password) {
+            return std::string(record.file) + ":" + std::to_string(attribute.line) + ": " +
+                   std::string(attribute.name) + ": " + catalogue_text("the password is not a {CRYPT} hash");
         }
     }
-}
-
-void LdifStore::indexEntry(uint32_t number) {
-    const Entry &entry = *nodes_[number].entry;
-    const uint32_t first = byKey_.emplace(name_key(entry.name), number).first->second;
-    if (first != number) {
-        uint32_t last = first;
-        while (nodes_[last].sameKey != no_node) last = nodes_[last].sameKey;
-        nodes_[last].sameKey = number;
-    }
-    if (entry.isClass("Server"))
-        servers_.push_back(number);
-    else if (entry.isClass("Volume"))
-        volumes_.push_back(number);
-    for (const EntryValue &value : entry.values) {
-        if (is_member(value)) {
-            std::vector<uint32_t> &of = groups_[name_key(value_parse(schema_dn, value.text, root_).name)];
-            if (of.empty() || of.back() != number) of.push_back(number);
-        }
-    }
-}
-
-// An object's place is spelled as its parent's own entry spells it, whatever its DN writes.
-void LdifStore::spellAsParent(Name *name) const {
-    const Node *parent = name->empty() ? nullptr : lookup(name_above(*name, 1));
-    if (parent != nullptr) std::copy(parent->entry->name.begin(), parent->entry->name.end(), name->begin() + 1);
-}
-
-void LdifStore::countAtParent(const Name &name) {
-    if (!name.empty()) {
-        const Node *parent = lookup(name_above(name, 1));
-        if (parent != nullptr) parent->entry->subordinates++;
-    }
-}
-
-void LdifStore::add(const LdifRecord &record) {
-    auto entry = std::make_shared<Entry>();
-    entry->name = parseDn(record);
-    checkPlace(record, entry->name);
-    spellAsParent(&entry->name);
-    entry->values.reserve(record.attributes.size());
-    std::vector<std::string_view> objectClasses;
-    for (const LdifAttribute &attribute : record.attributes) {
-        addValue(record, attribute, entry.get());
-        if (equal_nocase(attribute.name, "objectClass")) objectClasses.push_back(attribute.value);
-    }
-    entry->entryClass = schema_class_of(objectClasses);
-    checkEntry(record, *entry);
-    notePassword(record, *entry);
-    if (const std::string *changed = entry->first("modifyTimestamp"))
-        entry->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, root_).number;
-    countAtParent(entry->name);
-    nodes_.push_back({entry, no_node});
-    indexEntry(static_cast<uint32_t>(nodes_.size() - 1));
+    return "";
 }
 
 } // namespace
 
-static std::unique_ptr<LdifStore> load(LdifReader *reader, std::unique_ptr<LdifStore> store) {
-    LdifRecord record;
-    while (reader->next(&record)) store->add(record);
+static std::unique_ptr<LdifStore> load(LdifReader reader, const Name &base, bool anyName, bool isACopy) {
+    auto store = std::make_unique<LdifStore>(std::move(reader), base, anyName, isACopy);
+    store->load();
     return store;
 }
 
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
                                                 size_t *objects, bool anyName) {
-    LdifReader reader(path, shown);
-    std::unique_ptr<LdifStore> store = load(&reader, std::make_unique<LdifStore>(base, anyName, false));
+    std::unique_ptr<LdifStore> store = load(LdifReader(path, shown), base, anyName, false);
     if (objects != nullptr) *objects = store->size();
     return store;
 }
 
 std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base) {
-    LdifReader reader(std::move(text), shown);
-    return load(&reader, std::make_unique<LdifStore>(base, true, true));
+    return load(LdifReader(std::move(text), shown), base, true, true);
 }

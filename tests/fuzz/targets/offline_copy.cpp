@@ -154,8 +154,8 @@ static std::vector<EntryPtr> shown(std::string_view text) {
             one.dn = record.dn;
             for (const LdifAttribute &attribute : record.attributes) {
                 if (one.attributes.empty() || one.attributes.back().first != attribute.name)
-                    one.attributes.push_back({attribute.name, {}});
-                one.attributes.back().second.push_back(attribute.value);
+                    one.attributes.push_back({std::string(attribute.name), {}});
+                one.attributes.back().second.emplace_back(attribute.value);
             }
             if (const EntryPtr entry = entries.make(one)) made.push_back(entry);
         }
