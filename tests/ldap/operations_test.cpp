@@ -197,6 +197,19 @@ TEST_F(LdapOperations, AUserWhoIsGoneIsNobody) {
     EXPECT_EQ(annsLogin().status, 3);
 }
 
+TEST_F(LdapOperations, TheOfflineCopyServesWhereTheNameNeedsNoServer) {
+    Outcome first;
+    {
+        Slapd server(withDesk());
+        onServer(server, "offline = true\n");
+        first = annsLogin();
+    }
+    const Outcome offline = annsLogin();
+    EXPECT_EQ(offline.out, first.out);
+    EXPECT_THAT(offline.err, HasSubstr("using the copy made"));
+    EXPECT_EQ(login("ann.desk.acme", "daisy").status, 2);
+}
+
 TEST_F(LdapOperations, AServerThatIsGoneIsReportedAsSuch) {
     {
         Slapd server(withDesk());
