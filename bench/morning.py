@@ -40,7 +40,7 @@ class User:
     def expected(self):
         lines = [f"> {self.full_name} of {self.unit}.site", "> everybody"] + ["> manager"] * self.manages
         lines += [f"> team {team}" for team in (0, 1) if team != self.team_left_out]
-        return "\n".join(lines + ["> profile"]) + "\n"
+        return lines + ["> profile"]
 
 
 def site(users):
@@ -101,12 +101,37 @@ def base_build(root):
     return build
 
 
+class Qrtlogin:
+    def __init__(self, name, build):
+        self.name, self.build = name, build
+
+    def words(self, user, _server):
+        return [self.build + "/qrtlogin", "--password-fd", "0", user.name]
+
+    @staticmethod
+    def is_right(lines, user):
+        return [line for line in lines if line.startswith("> ")] == user.expected()
+
+
+class Limit(Qrtlogin):
+    """The C program: a bind, the user and the groups."""
+
+    def words(self, user, server):
+        return [self.build + "/bench/limit_login", server.uri, user.dn, "gardenia", "o=site"]
+
+    @staticmethod
+    def is_right(lines, user):
+        return lines == [f"> {user.full_name}, User", "> done"]
+
+
 class Morning:
+    """Each case of `goals` is a program and the age of the copies of the site that it finds: none at all for None."""
+
     def __init__(self, root, build, folder, quick):
         self.root, self.folder = root, folder + "/morning"
         self.users = [User(number) for number in range(100 if quick else 500)]
         self.at_a_time = 20 if quick else 50
-        self.builds = {"this": build}
+        self.build = build
         os.mkdir(self.folder)
         with open(self.folder + "/password", "w") as file:
             file.write("gardenia\n")
@@ -140,92 +165,93 @@ class Morning:
             sys.exit("the servers do not count their operations")
         return sum(counts)
 
-    def home(self, name, number):
-        return f"{self.folder}/{name}/{number}"
+    def home(self, build, number):
+        return f"{self.folder}/{build.name}/{number}"
 
-    def start_login(self, name, number):
-        home = self.home(name, number)
+    def start_login(self, build, number):
+        home = self.home(build, number)
         os.makedirs(home, exist_ok=True)
         files = [os.open(self.folder + "/password", os.O_RDONLY),
                  os.open(home + "/output", os.O_WRONLY | os.O_CREAT | os.O_TRUNC)]
         environment = {"PATH": os.environ["PATH"], "LC_ALL": "C", "HOME": home,
                        "ZKCLIENT_CONF": f"{self.folder}/{number % 2}.toml"}
-        words = [self.builds[name] + "/qrtlogin", "--password-fd", "0", self.users[number].name]
+        words = build.words(self.users[number], self.servers[number % 2])
         child = os.posix_spawn(words[0], words, environment, file_actions=[
-            (os.POSIX_SPAWN_DUP2, file, descriptor) for descriptor, file in ((0, files[0]), (1, files[1]), (2, files[1]))])
+            (os.POSIX_SPAWN_DUP2, files[min(descriptor, 1)], descriptor) for descriptor in range(3)])
         for file in files:
             os.close(file)
         return child
 
-    def logins(self, name):
-        """All users log in, so many at a time; returns the seconds that each took, sorted."""
+    def logins(self, build):
+        """All users log in, so many at a time; returns the seconds that each took."""
         running, took, waiting = {}, [], list(range(len(self.users)))
         while waiting or running:
             while waiting and len(running) < self.at_a_time:
                 number = waiting.pop(0)
-                running[self.start_login(name, number)] = number, time.monotonic()
+                running[self.start_login(build, number)] = number, time.monotonic()
             child, status = os.wait()
             if child not in running:
                 continue  # what has shown the output of a login that had ended
             number, start = running.pop(child)
             took.append(time.monotonic() - start)
-            written = "".join(line + "\n" for line in read(f"{self.home(name, number)}/output").decode().splitlines()
-                              if line.startswith("> "))
-            if status != 0 or written != self.users[number].expected():
-                sys.exit(f"{self.users[number].name}: status {status}, {written}")
+            lines = read(f"{self.home(build, number)}/output").decode().splitlines()
+            if status != 0 or not build.is_right(lines, self.users[number]):
+                sys.exit(f"{self.users[number].name}, {build.name}: status {status}, {lines}")
         time_of_left_children()
-        return sorted(took)
+        return took
 
-    def set_copies(self, name, age):
-        """Makes all copies of the site so many seconds old."""
-        for path in glob.glob(self.home(name, "*") + "/.cache/brasca-zk/*.ldif"):
+    def set_copies(self, build, age):
+        """Makes all copies of the site so many seconds old, or removes them."""
+        for path in glob.glob(self.home(build, "*") + "/.cache/brasca-zk/*.ldif"):
+            if age is None:
+                os.unlink(path)
+                continue
             text = read(path)
             with open(path, "wb") as file:
                 file.write(re.sub(rb"^(# zkclient copy 1 )\d+", rb"\g<1>%d" % (time.time() - age), text))
 
-    def measured(self, name, age):
+    def measure(self, build, age):
         """Milliseconds of the servers and operations for a login, and the seconds that each login took."""
-        self.set_copies(name, age)
+        self.set_copies(build, age)
         asked, used = self.operations(), processor_seconds(self.servers)
-        took = self.logins(name)
+        took = self.logins(build)
         used = processor_seconds(self.servers) - used
         asked = self.operations() - asked - 2 * len(self.servers)
         return used * 1000 / len(self.users), asked / len(self.users), took
 
     def goals(self):
         base = base_build(self.root)
-        if base is not None:
-            self.builds = {"base": base} | self.builds
+        this = Qrtlogin("this", self.build)
+        cases = {"base": (Qrtlogin("base", base), 0)} if base is not None else {}
+        cases |= {"this": (this, 0), "old copy": (this, 3600), "no copy": (this, None),
+                  "C": (Limit("C", self.build), 0)}
         self.start()
         try:
-            for name in self.builds:
-                self.logins(name)  # for the copies, and what the servers keep in memory
-            self.report({name: [] for name in self.builds}, {"base": [], "this": []})
+            for name in ("base", "this"):
+                if name in cases:
+                    self.logins(cases[name][0])  # for the copies, and for what the servers keep in memory
+            rounds = [{name: self.measure(*case) for name, case in cases.items()} for _ in range(3)]
         finally:
             for server in self.servers[::-1]:
                 server.stop()
+        self.report({name: [one[name] for one in rounds] for name in cases})
 
-    def report(self, fresh, old):
-        """Medians of the server's time; of the operations and of the login's own time those of the last round."""
-        for _ in range(3):
-            for name in self.builds:
-                fresh[name].append(self.measured(name, 0))
-                old[name].append(self.measured(name, 3600))
-        times = {name: statistics.median(one[0] for one in rounds) for name, rounds in fresh.items()}
-        row("W11 server, ms a login", times)
-        row("W11 the same, old copy of the site", {name: statistics.median(one[0] for one in old[name]) for name in times})
+    @staticmethod
+    def report(measured):
+        times = {name: statistics.median(one[0] for one in rounds) for name, rounds in measured.items()}
+        took = {name: [seconds for one in rounds for seconds in one[2]] for name, rounds in measured.items()}
+        operations = {name: max(one[1] for one in rounds) for name, rounds in measured.items()}
+        row("W11 us of the servers a login", {name: one * 1000 for name, one in times.items()})
         row("W11 logins a second and core", {name: 1000 / one for name, one in times.items()})
-        for name, rounds in fresh.items():
-            took = [seconds for one in rounds for seconds in one[2]]
-            row(f"W11 a login's time, {name}", {f"{part} %": statistics.quantiles(took, n=100)[part - 1] * 1000
-                                               for part in (50, 95, 99)})
-        operations = {name: max(one[1] for one in rounds) for name, rounds in fresh.items()}
+        for part in (50, 95, 99):
+            row(f"W11 {part} % of the logins, ms", {name: statistics.quantiles(one, n=100)[part - 1] * 1000
+                                                   for name, one in took.items()})
         row("W11 operations a login", operations)
         if "base" in times:
             Goal("W11: server processor time a login, the base commit = 1", times["this"] / times["base"], 1 / 3)
         else:
             Goal.not_measured += 1
-            print(f"W11: the history of Git is not here: no goal for the processor time of the commit {BASE} beside this")
+            print(f"W11: the history of Git is not here: no goal for the servers' time beside that of {BASE}")
         Goal("W11: operations a login", operations["this"], 4, "operations")
-        late = sum(seconds > TIME_LIMIT for one in fresh["this"] for seconds in one[2])
+        late = sum(one > TIME_LIMIT for one in took["this"])
         Goal("W11: logins that waited longer than time_limit", late, 0, "logins")
