@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 #include <string>
-#include <utility>
 
 #include "platform/catalogue.h"
 #include "platform/client/core/errors.h"
