@@ -4,6 +4,7 @@ import glob
 import hashlib
 import os
 import re
+import shutil
 import statistics
 import subprocess
 import sys
@@ -89,11 +90,12 @@ def base_build(root):
     """The program of the base commit, built when it is not there yet; None where the history is missing."""
     source, build = root + "/build/base/source", root + "/build/base/build"
     if not os.path.exists(build + "/qrtlogin"):
-        os.makedirs(source, exist_ok=True)
-        archive = subprocess.run(["git", "-C", root, "archive", BASE], capture_output=True, check=False)
-        if archive.returncode != 0:
+        git = shutil.which("git")
+        archive = git and subprocess.run([git, "-C", root, "archive", BASE], capture_output=True, check=False)
+        if not archive or archive.returncode != 0:
             return None
         print(f"building {BASE}", flush=True)
+        os.makedirs(source, exist_ok=True)
         subprocess.run(["tar", "-x", "-C", source], input=archive.stdout, check=True)
         for command in (["cmake", "-S", source, "-B", build, "-G", "Ninja", "-DCMAKE_BUILD_TYPE=RelWithDebInfo",
                          "-DQRT_TESTS=OFF"], ["cmake", "--build", build, "--target", "qrtlogin"]):
