@@ -204,6 +204,65 @@ TEST_F(LdapCopyTest, IsReadOnlyWithItsOwnHead) {
     }
 }
 
+TEST_F(LdapCopyTest, SaysWhoHasReadItWithWhichProfile) {
+    const auto reader = [this]() -> std::string {
+        time_t written = 0;
+        EntryPtr who;
+        EXPECT_NE(copy().read(&written, &who), nullptr);
+        if (who == nullptr) return "nobody";
+        const std::string *profile = who->first("qrtProfile");
+        return name_to_dotted(who->name, true) + (profile == nullptr ? "" : " " + *profile);
+    };
+    const std::vector<EntryPtr> entries = {person(jdoe, "boss")};
+    write(entries);
+    EXPECT_EQ(reader(), "nobody");
+    copy().write(entries, made(jdoe, {{"title", "boss"}}));
+    EXPECT_EQ(reader(), "CN=jdoe.OU=sales.O=acme");
+    copy().write(entries, made(jdoe, {{"qrtProfile", "cn=p,dc=example"}}));
+    EXPECT_EQ(reader(), "CN=jdoe.OU=sales.O=acme cn=p,dc=example");
+    copy().write(entries, made({{"cn", "j\ndn: x"}, {"o", "acme"}}, {{"qrtProfile", "cn=p,dc=example"}}));
+    EXPECT_EQ(reader(), "nobody") << "whose name would be further lines";
+    copy().write(entries, made(jdoe, {{"qrtProfile", "cn=p\ndn: x,dc=example"}}));
+    EXPECT_EQ(reader(), "CN=jdoe.OU=sales.O=acme");
+    copy().write(entries, made({}, {}));
+    EXPECT_EQ(reader(), "nobody") << "the root is no user";
+}
+
+TEST_F(LdapCopyTest, AReaderWhomNobodyCanBeIsNone) {
+    write({person(jdoe, "x")});
+    const std::string text = file_text(files().at(0));
+    const std::string head = text.substr(0, text.find('\n'));
+    const struct {
+        const char *lines, *reader;
+    } cases[] = {
+        {"# reader cn=a,dc=example", "CN=a"},
+        {"# reader cn=a,dc=example\n# profile cn=p,dc=example", "CN=a with a profile"},
+        {"# reader cn=a,dc=example\n# profile cn=p,dc=other", "CN=a"},
+        {"# reader cn=a,dc=example\n# profile ", "CN=a"},
+        {"# reader cn=a,dc=other", "nobody"},
+        {"# reader a", "nobody"},
+        {"# reader ", "nobody"},
+        {"# reader dc=example", "nobody"},
+        {"# profile cn=p,dc=example\n# reader cn=a,dc=example", "nobody"},
+    };
+    for (const auto &one : cases) {
+        changeHead(head + "\n" + one.lines);
+        time_t written = 0;
+        EntryPtr who;
+        EXPECT_NE(copy().read(&written, &who), nullptr);
+        const std::string name = who == nullptr ? "nobody" : name_to_dotted(who->name, true);
+        EXPECT_EQ(name + (who != nullptr && who->first("qrtProfile") != nullptr ? " with a profile" : ""), one.reader)
+            << one.lines;
+    }
+    for (const char *cut : {"", "\n", "\n# reader", "\n# reader cn=a,dc=example"}) {
+        cache.write("deep/cache/brasca-zk/" + files().at(0).filename().string(), head + cut);
+        time_t written = 0;
+        EntryPtr who;
+        copy().read(&written, &who);
+        EXPECT_EQ(who, nullptr) << cut;
+    }
+}
+
 TEST_F(LdapCopyTest, ADamagedOneIsNotTaken) {
     write({person(jdoe, "x")});
     const fs::path file = files().at(0);

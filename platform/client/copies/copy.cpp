@@ -4,13 +4,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "platform/client/core/errors.h"
+#include "platform/client/core/plain_values.h"
 #include "platform/client/core/private_folder.h"
 #include "platform/client/ldif/store.h"
 
 static constexpr const char *heading = "# zkclient copy 1 ";
+static constexpr const char *reader_mark = "# reader ";
+static constexpr const char *profile_mark = "# profile ";
 static constexpr size_t file_limit = size_t{512} * 1024 * 1024;
 
 // Empty without a home directory, and in a privileged process.
@@ -97,26 +101,54 @@ void LdapCopy::addEntry(const Entry &entry, std::unordered_set<std::string> *wri
         *out += "\n" + line("dn", name_to_dn(entry.name, base_)) + lines;
 }
 
-std::string LdapCopy::text(const std::vector<EntryPtr> &entries) const {
+// A comment on a line of its own; none for a text that would be more.
+static std::string comment(const char *mark, const std::string &text) {
+    return text_is_plain(text) ? mark + text + "\n" : "";
+}
+
+// What stands behind the mark, when the text begins with a line of it; the line is taken off the text.
+static std::optional<std::string> take_comment(const char *mark, std::string_view *text) {
+    const size_t end = text->find('\n');
+    if (end == text->npos || text->substr(0, strlen(mark)) != mark) return std::nullopt;
+    std::string found(text->substr(strlen(mark), end - strlen(mark)));
+    text->remove_prefix(end + 1);
+    return found;
+}
+
+std::string LdapCopy::text(const std::vector<EntryPtr> &entries, const EntryPtr &reader) const {
     // Those above first: an entry comes after its parent, and a made-up one only where there is no real one.
     std::vector<EntryPtr> sorted = entries;
     std::stable_sort(sorted.begin(), sorted.end(),
                      [](const EntryPtr &a, const EntryPtr &b) { return a->name.size() < b->name.size(); });
     std::string out = heading + std::to_string(time(nullptr)) + " " + belongsTo_ + "\n";
+    if (reader != nullptr) out += comment(reader_mark, name_to_dn(reader->name, base_));
+    const std::string *profile = reader == nullptr ? nullptr : reader->first("qrtProfile");
+    if (profile != nullptr) out += comment(profile_mark, *profile);
     std::unordered_set<std::string> written;
     for (const EntryPtr &entry : sorted) addEntry(*entry, &written, &out);
     return out;
 }
 
-void LdapCopy::write(const std::vector<EntryPtr> &entries) const {
-    PrivateFolder(folder_, PrivateFolder::Make).replace(file_, text(entries));
+void LdapCopy::write(const std::vector<EntryPtr> &entries, const EntryPtr &reader) const {
+    PrivateFolder(folder_, PrivateFolder::Make).replace(file_, text(entries, reader));
 }
 
 void LdapCopy::remove() const {
     PrivateFolder(folder_).remove(file_);
 }
 
-std::unique_ptr<DirectoryStore> LdapCopy::read(time_t *written) const {
+EntryPtr LdapCopy::readerIn(std::string_view text) const {
+    auto reader = std::make_shared<Entry>();
+    const std::optional<std::string> dn = take_comment(reader_mark, &text);
+    if (!dn || !name_parse_dn(*dn, base_, &reader->name, nullptr) || reader->name.empty()) return nullptr;
+    reader->entryClass = schema_class_of({"person"});
+    const std::optional<std::string> profile = take_comment(profile_mark, &text);
+    if (Name parsed; profile && name_parse_dn(*profile, base_, &parsed, nullptr))
+        reader->values.push_back({schema_find_ldap("qrtProfile"), *profile});
+    return reader;
+}
+
+std::unique_ptr<DirectoryStore> LdapCopy::read(time_t *written, EntryPtr *reader) const {
     LdifText ldif;
     if (!PrivateFolder(folder_).read(file_, file_limit, &ldif.text)) return nullptr;
     const std::string first = ldif.text.substr(0, ldif.text.find('\n'));
@@ -124,6 +156,8 @@ std::unique_ptr<DirectoryStore> LdapCopy::read(time_t *written) const {
     char *end = nullptr;
     *written = strtoll(first.c_str() + strlen(heading), &end, 10);
     if (*end != ' ' || end + 1 != belongsTo_) return nullptr;
+    if (reader != nullptr)
+        *reader = readerIn(std::string_view(ldif.text).substr(std::min(first.size() + 1, ldif.text.size())));
     try {
         return ldif_store_load(std::move(ldif), file_, base_);
     } catch (const DataError &) {

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_set>
 #include <vector>
 
@@ -20,16 +21,19 @@ class LdapCopy {
     LdapCopy(const ConfigTree &tree, const Name &base, const std::string &kind);
 
     // Replaces the copy. Of two entries with one name the first is written; those above the given ones are made up
-    // where they are missing. A copy that cannot be written is left alone: it is a convenience.
-    void write(const std::vector<EntryPtr> &entries) const;
+    // where they are missing. A copy that cannot be written is left alone: it is a convenience. `reader`, when there is
+    // one: who has read the entries.
+    void write(const std::vector<EntryPtr> &entries, const EntryPtr &reader = nullptr) const;
 
-    // The copy as a directory, null when there is none that can be used. `*written` is when it was made.
-    std::unique_ptr<DirectoryStore> read(time_t *written) const;
+    // The copy as a directory, null when there is none that can be used. `*written` is when it was made, `*reader` who
+    // has read it, with no other value than the profile; null when that is not known.
+    std::unique_ptr<DirectoryStore> read(time_t *written, EntryPtr *reader = nullptr) const;
 
     void remove() const;
 
   private:
-    std::string text(const std::vector<EntryPtr> &entries) const;
+    std::string text(const std::vector<EntryPtr> &entries, const EntryPtr &reader) const;
+    EntryPtr readerIn(std::string_view text) const;
     void addEntry(const Entry &entry, std::unordered_set<std::string> *written, std::string *out) const;
     void addParents(const Name &name, std::unordered_set<std::string> *written, std::string *out) const;
 

@@ -1,6 +1,7 @@
 #include "platform/client/copies/offline_store.h"
 
 #include "platform/client/core/login_check.h"
+#include "platform/zk.h"
 
 // Takes the copy. A server that cannot be reached is one thing, one that is not the site's own another.
 bool OfflineStore::begin(const LdapTrouble &trouble, const Name &user) {
@@ -49,9 +50,14 @@ Verdict OfflineStore::login(EntryPtr *user, const char *password) {
         verdict = store_->login(user, password);
     } catch (const LdapTrouble &trouble) {
         if (!begin(trouble, asked)) throw;
+        if (EntryPtr kept = offline_.store()->findUser(asked)) *user = kept;
         return offline_.login(**user, password);
-    } catch (...) {
+    } catch (const CodedError &error) {
         identity_.reset(); // what was read may be gone
+        if (error.code == ZKE_NO_SUCH_ENTRY) offline_.refused(asked);
+        throw;
+    } catch (...) {
+        identity_.reset();
         throw;
     }
     noteRefusal(verdict, asked, password);

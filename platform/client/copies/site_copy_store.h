@@ -3,14 +3,15 @@
 #ifndef PLATFORM_CLIENT_COPIES_SITE_COPY_STORE_H
 #define PLATFORM_CLIENT_COPIES_SITE_COPY_STORE_H
 
+#include <ctime>
 #include <memory>
 
 #include "platform/client/copies/copy.h"
 #include "platform/client/core/servers_store.h"
 
 // The copy is used until the site is read from the servers, somebody logs in or out, or a server could not prove to be
-// the site's own.
-class SiteCopyStore : public ServersStore {
+// the site's own. It stays after a login of the user who has read it just before.
+class SiteCopyStore : public ServersStore, private SiteKeeper {
   public:
     // The store of the servers is made when they are first asked. `config` must outlive this one.
     SiteCopyStore(const ConfigTree &config, const Name &base, ServersStoreMaker *make);
@@ -33,7 +34,12 @@ class SiteCopyStore : public ServersStore {
     size_t countRead() const override { return servers_ == nullptr ? 0 : servers_->countRead(); }
 
   private:
+    void keepSite(const std::vector<EntryPtr> &site, const EntryPtr &reader) override;
+    bool servesLogin(const Entry &user) override;
+    EntryPtr lastReader() override;
+
     ServersStore &servers();
+    void read();
     DirectoryStore *usable();
     void forget();
 
@@ -44,6 +50,9 @@ class SiteCopyStore : public ServersStore {
     LdapCopy file_;
     std::unique_ptr<DirectoryStore> copy_; // null: none, or of no more use
     bool tried_ = false;
+    time_t written_ = 0; // when the copy was made, and by whom
+    EntryPtr reader_;
+    bool servesLogin_ = false; // the copy stays after the login that is being made
 };
 
 #endif

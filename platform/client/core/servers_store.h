@@ -3,7 +3,6 @@
 #define PLATFORM_CLIENT_CORE_SERVERS_STORE_H
 
 #include <cstddef>
-#include <functional>
 #include <memory>
 #include <vector>
 
@@ -21,11 +20,19 @@ class ServersStore : public DirectoryStore {
     virtual size_t countRead() const = 0;
 };
 
-// Is told when the site has been read.
-using SiteRead = std::function<void(const std::vector<EntryPtr> &site)>;
+// Who keeps a copy of the site.
+class SiteKeeper {
+  public:
+    virtual ~SiteKeeper() = default;
+    // The site has been read, by a user as the user's entry shows it, or by nobody (null).
+    virtual void keepSite(const std::vector<EntryPtr> &site, const EntryPtr &reader) = 0;
+    // Does the copy serve this user, who is logging in? The site need not be read then.
+    virtual bool servesLogin(const Entry &user) = 0;
+    // Whose login has read the site last: the name and the profile that the user's entry had then. Null: not known.
+    virtual EntryPtr lastReader() = 0;
+};
 
-// Makes the store; `config` must outlive it. No server is asked yet.
-using ServersStoreMaker = std::unique_ptr<ServersStore>(const ConfigTree &config, const Name &base,
-                                                        SiteRead onSiteRead);
+// Makes the store; `config` and `keeper` must outlive it. No server is asked yet.
+using ServersStoreMaker = std::unique_ptr<ServersStore>(const ConfigTree &config, const Name &base, SiteKeeper *keeper);
 
 #endif

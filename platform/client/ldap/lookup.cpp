@@ -171,8 +171,12 @@ std::vector<EntryPtr> LdapLookup::allKept() const {
     return all;
 }
 
+bool LdapLookup::covers(const Name &name) {
+    return name.size() > searchBase().size() && fitSearchBase(name);
+}
+
 std::optional<Name> LdapLookup::unseen(const Name &name) {
-    if (anythingSeen_ || name.size() <= searchBase().size() || !fitSearchBase(name)) return std::nullopt;
+    if (anythingSeen_ || !covers(name)) return std::nullopt;
     const std::vector<Name> all = guesses(name);
     const size_t leaves = name.front().type.empty() ? std::size(leaf_types) : 1;
     return all[all.size() - leaves];

@@ -6,7 +6,7 @@
 
 // Makes a store, as a ServersStoreMaker does; the caller owns it. `callerHasSasl`: all of SASL's mechanisms are loaded,
 // and not only where the configuration has a tree with tickets.
-extern "C" ServersStore *zkclient_ldap_store(const ConfigTree &config, const Name &base, SiteRead onSiteRead,
+extern "C" ServersStore *zkclient_ldap_store(const ConfigTree &config, const Name &base, SiteKeeper *keeper,
                                              bool callerHasSasl);
 
 #endif

@@ -25,8 +25,23 @@ EntryPtr LdapStore::find(const Name &name, Aliases aliases) {
     return entry_find(name, aliases, root_, at, above);
 }
 
-// A directory that shows nothing anonymously does not say who exists: the usual form of the name is assumed.
+// Who has logged in from here before is most likely the same object under the same name: whether it is turns out at the
+// login. A login without a password says what is wrong with it in other ways than by the user's name, and with
+// referrals the object's server has to be found.
 EntryPtr LdapStore::findUser(const Name &name) {
+    const bool mayAssume = !loggedIn_ && tree_.ldap.needsPassword() && !tree_.ldap.referrals;
+    assumed_ = mayAssume ? keeper_.lastReader() : nullptr;
+    if (assumed_ != nullptr && name_key(assumed_->name) == name_key(name) && name_may_be(name, assumed_->name) &&
+        objects_.covers(name)) {
+        assumedName_ = name;
+        return assumed_;
+    }
+    assumed_.reset();
+    return userSeen(name);
+}
+
+// A directory that shows nothing anonymously does not say who exists: the usual form of the name is assumed.
+EntryPtr LdapStore::userSeen(const Name &name) {
     if (EntryPtr user = find(name, Aliases::follow)) return user;
     const std::optional<Name> likely = objects_.unseen(name);
     if (!likely) {
@@ -69,7 +84,7 @@ std::vector<Name> LdapStore::groupsOf(const Entry &entry) {
     return groups_[dn];
 }
 
-void LdapStore::keepSite(const LdapAnswer &answer) {
+void LdapStore::keepSite(const LdapAnswer &answer, const Name &reader) {
     siteRead_ = true;
     siteMissing_ = answer.missing;
     siteMissingCode_ = answer.missingCode;
@@ -78,13 +93,16 @@ void LdapStore::keepSite(const LdapAnswer &answer) {
         EntryPtr entry = objects_.keep(one);
         if (entry != nullptr && entry_is_of_site(*entry)) site_.push_back(entry);
     }
-    onSiteRead_(site_);
+    keeper_.keepSite(site_, reader.empty() ? nullptr : objects_.kept(reader));
 }
 
-// What every login needs: the user, the containers above, the profile, and the servers, volumes and maps of the site.
-// Not the groups: who is in a thousand of them would wait for their attributes, while the names alone are enough.
+// What every login needs: the user, the containers above, the profile, and the servers, volumes and maps of the site,
+// unless their copy serves. Not the groups: who is in a thousand of them would wait for their attributes, while the
+// names alone are enough.
 void LdapStore::readSession(const Entry &user) {
-    std::vector<std::string> filters = {site_filter()};
+    const bool copyServes = keeper_.servesLogin(user);
+    std::vector<std::string> filters;
+    if (!copyServes) filters.push_back(site_filter());
     std::vector<Name> own;
     for (size_t i = 0; i + objects_.searchBase().size() <= user.name.size(); i++)
         own.push_back(name_above(user.name, i));
@@ -93,7 +111,8 @@ void LdapStore::readSession(const Entry &user) {
     for (const Name &name : own) filters.push_back(filter_equal("entryDN", name_to_dn(name, root_)));
     LdapAnswer answer = objects_.search(objects_.searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), false);
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) return; // each is asked for when it is wanted
-    keepSite(answer);
+    if (!copyServes) return keepSite(answer, user.name);
+    for (const LdapEntry &one : answer.entries) objects_.keep(one);
 }
 
 void LdapStore::readSite() {
@@ -104,7 +123,7 @@ void LdapStore::readSite() {
             "%1$s: the list of servers and volumes is incomplete: server size limit exceeded after %2$zu",
             tree_.name.c_str(), answer.entries.size()));
     }
-    keepSite(answer);
+    keepSite(answer, user_);
 }
 
 template <typename Wanted>
@@ -164,11 +183,34 @@ Verdict LdapStore::checkPassword(const Entry &entry, const char *password) {
                      entry);
 }
 
+LdapAnswer LdapStore::bind(const Entry &user, const char *password) {
+    return servers_.login({name_to_dn(user.name, root_), password}, objects_.origin(user.name));
+}
+
+// A user who was assumed has not been let in: perhaps the name means another one by now, or nobody. Where no server
+// says so any more, what one has said of the password counts.
+void LdapStore::bindAsSeen(EntryPtr *user, const char *password, LdapAnswer *answer) {
+    EntryPtr seen;
+    try {
+        seen = userSeen(assumedName_);
+    } catch (const LdapTrouble &) {
+        if (*password == '\0') throw;
+        return;
+    }
+    error_unless(seen != nullptr, ZKE_NO_SUCH_ENTRY);
+    const bool isAnother = !name_equal(seen->name, (*user)->name);
+    *user = seen;
+    if (isAnother && *password != '\0') *answer = bind(*seen, password);
+}
+
 Verdict LdapStore::login(EntryPtr *user, const char *password) {
+    LdapAnswer answer;
+    answer.result = LDAP_INVALID_CREDENTIALS;
+    if (*password != '\0' || !tree_.ldap.needsPassword()) answer = bind(**user, password);
+    if (answer.result != LDAP_SUCCESS && *user == assumed_) bindAsSeen(user, password, &answer);
     if (*password == '\0' && tree_.ldap.needsPassword()) return Verdict::wrongPassword;
     const EntryPtr asked = *user;
-    const Verdict verdict =
-        verdictOf(servers_.login({name_to_dn(asked->name, root_), password}, objects_.origin(asked->name)), *asked);
+    const Verdict verdict = verdictOf(answer, *asked);
     if (verdict == Verdict::wrongPassword) objects_.refuseWrongBase(); // no user can be below it
     if (verdict == Verdict::accepted) {
         try {
@@ -185,6 +227,7 @@ Verdict LdapStore::login(EntryPtr *user, const char *password) {
 // The server has taken the password: whatever goes wrong now is not the password's fault.
 EntryPtr LdapStore::readUser(const Entry &asked) {
     forget();
+    user_ = asked.name;
     try {
         readSession(asked);
         if (EntryPtr user = find(asked.name, Aliases::keep)) return user;
@@ -205,6 +248,7 @@ std::vector<EntryPtr> LdapStore::allRead() const {
 
 void LdapStore::logout() {
     loggedIn_ = false;
+    user_.clear();
     servers_.logout();
     forget();
 }

@@ -16,9 +16,9 @@
 
 class LdapStore : public ServersStore {
   public:
-    // `config` must outlive the store. No server is asked yet.
-    LdapStore(const ConfigTree &config, const Name &base, SiteRead onSiteRead)
-        : tree_(config), root_(base), servers_(config.ldap), onSiteRead_(std::move(onSiteRead)) {}
+    // `config` and `siteKeeper` must outlive the store. No server is asked yet.
+    LdapStore(const ConfigTree &config, const Name &base, SiteKeeper *siteKeeper)
+        : tree_(config), root_(base), servers_(config.ldap), keeper_(*siteKeeper) {}
 
     // The calls throw LdapTrouble when no server answers. A login that a server has accepted throws none: whatever goes
     // wrong afterwards is a CodedError.
@@ -38,11 +38,14 @@ class LdapStore : public ServersStore {
     size_t countRead() const override { return objects_.countKept(); }
 
   private:
+    EntryPtr userSeen(const Name &name);
+    LdapAnswer bind(const Entry &user, const char *password);
+    void bindAsSeen(EntryPtr *user, const char *password, LdapAnswer *answer);
     std::string groupFilter(const std::string &dn) const;
     EntryPtr readUser(const Entry &asked);
     void readSession(const Entry &user);
     void readSite();
-    void keepSite(const LdapAnswer &answer);
+    void keepSite(const LdapAnswer &answer, const Name &reader);
     template <typename Wanted>
     EntryPtr findInSite(Wanted wanted);
     Verdict verdictOf(const LdapAnswer &answer, const Entry &user) const;
@@ -53,11 +56,14 @@ class LdapStore : public ServersStore {
     LdapServers servers_;
     LdapLookup objects_{tree_, root_, &servers_};
     std::unordered_map<std::string, std::vector<Name>> groups_; // by the member's DN
-    SiteRead onSiteRead_;
+    SiteKeeper &keeper_;
+    Name assumedName_; // what stands for `assumed_`, the user whom nobody has looked up
+    EntryPtr assumed_;
     bool siteRead_ = false;
     std::vector<EntryPtr> site_;
     std::string siteMissing_; // as in LdapAnswer
     uint32_t siteMissingCode_ = 0;
+    Name user_; // who is logged in
     bool loggedIn_ = false;
 };
 

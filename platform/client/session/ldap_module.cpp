@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 #include <string>
-#include <utility>
 
 #include "platform/catalogue.h"
 #include "platform/client/core/errors.h"
@@ -52,11 +51,11 @@ void ldap_module_load() {
     loaded();
 }
 
-std::unique_ptr<ServersStore> ldap_module_store(const ConfigTree &config, const Name &base, SiteRead onSiteRead) {
+std::unique_ptr<ServersStore> ldap_module_store(const ConfigTree &config, const Name &base, SiteKeeper *keeper) {
     const Maker maker = loaded();
     if (maker == nullptr) {
         throw CodedError(ZKE_DIRECTORY_UNREACHABLE,
                          catalogue_format("cannot load the LDAP module: install libzkclient-ldap (%s)", fault.c_str()));
     }
-    return std::unique_ptr<ServersStore>(maker(config, base, std::move(onSiteRead), caller_has_sasl));
+    return std::unique_ptr<ServersStore>(maker(config, base, keeper, caller_has_sasl));
 }

@@ -182,11 +182,14 @@ static void write_copy(std::string_view text) {
     const std::vector<EntryPtr> entries = shown(text);
     const LdapCopy copy(tree(), base(), "site");
     kept.reset();
-    copy.write(entries);
+    const EntryPtr reader = entries.empty() ? nullptr : entries.front();
+    copy.write(entries, reader);
     FUZZ_CHECK(kept);
     time_t written = 0;
-    const std::unique_ptr<DirectoryStore> store = copy.read(&written);
+    EntryPtr who;
+    const std::unique_ptr<DirectoryStore> store = copy.read(&written, &who);
     FUZZ_CHECK(store && written == process_time);
+    FUZZ_CHECK(!who || (reader && name_equal(who->name, reader->name)));
     std::vector<std::string> seen;
     for (const EntryPtr &entry : entries) {
         check_values(*entry);
