@@ -1,16 +1,14 @@
 """The morning: goal W11, hundreds of users who log in at the same time, on a server and its replica."""
 import base64
-import glob
 import hashlib
 import os
-import re
 import shutil
 import statistics
 import subprocess
 import sys
 import time
 
-from directory import Server, entry
+from directory import Server, entry, set_copies
 from side_by_side import Goal, read, row, time_of_left_children
 
 BASE = "f94eccf"  # before the work on speed
@@ -204,13 +202,7 @@ class Morning:
 
     def set_copies(self, build, age):
         """Makes all copies of the site so many seconds old, or removes them."""
-        for path in glob.glob(self.home(build, "*") + "/.cache/brasca-zk/*.ldif"):
-            if age is None:
-                os.unlink(path)
-                continue
-            text = read(path)
-            with open(path, "wb") as file:
-                file.write(re.sub(rb"^(# zkclient copy 1 )\d+", rb"\g<1>%d" % (time.time() - age), text))
+        set_copies(self.home(build, "*"), age)
 
     def measure(self, build, age):
         """Milliseconds of the servers and operations for a login, and the seconds that each login took."""

@@ -81,13 +81,15 @@ def compare_lines(commands, environment, beginning):
             sys.exit(f"{name} writes {lines}, not {first}")
 
 
-def compare(commands, environment, rounds, output="/dev/null", same=True, elapsed=False):
-    """Medians of processor time by name, after all have written the same; with `elapsed` those of both times."""
+def compare(commands, environment, rounds, output="/dev/null", same=True, elapsed=False, before=lambda: None):
+    """Medians of processor time by name, after all have written the same; with `elapsed` those of both times. `before`
+    is called before each run."""
     if same:
         compare_lines(commands, environment, b"")
     times = {name: [] for name in commands}
     for _ in range(rounds):
         for name, command in commands.items():
+            before()
             times[name].append(run(command, environment, output))
     processor, whole = ({name: statistics.median(one[which] for one in all_times) for name, all_times in times.items()}
                         for which in (0, 1))
