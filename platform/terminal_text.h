@@ -5,7 +5,6 @@
 #define PLATFORM_TERMINAL_TEXT_H
 
 #include <algorithm>
-#include <locale>
 #include <string>
 #include <string_view>
 
@@ -17,20 +16,26 @@ struct TerminalLetter {
 };
 
 // Takes the first letter of `text`, which is not empty. False when the text ends in the middle of a character, which
-// might go on; `letter` is then its first byte.
+// might go on; `letter` is then its first byte. By the table of well-formed UTF-8 (the Unicode Standard, table 3-7):
+// every start would wait for a library that does no more here.
 inline bool terminal_letter(std::string_view text, TerminalLetter *letter) {
-    using Utf8 = std::codecvt<char32_t, char, std::mbstate_t>;
-    static const auto &utf8 = std::use_facet<Utf8>(std::locale::classic());
-    std::mbstate_t state = {};
-    const char *const end = text.data() + std::min<size_t>(text.size(), 4);
-    const char *next = text.data();
-    char32_t *behind = nullptr;
-    letter->code = 0;
-    const auto result = utf8.in(state, text.data(), end, next, &letter->code, &letter->code + 1, behind);
-    const bool isSurrogate = letter->code >= 0xD800 && letter->code < 0xE000;
-    letter->valid = behind != &letter->code && !isSurrogate;
-    letter->bytes = text.substr(0, letter->valid ? static_cast<size_t>(next - text.data()) : 1);
-    return letter->valid || isSurrogate || result != Utf8::partial;
+    const auto byte = [text](size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(0);
+    const size_t size = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 0;
+    // Of the second byte; the others are from 0x80 to 0xBF.
+    unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    char32_t code = size < 2 ? lead : lead & (0x7Fu >> size);
+    size_t fitting = 1;
+    while (fitting < std::min(size, text.size()) && byte(fitting) >= low && byte(fitting) <= high) {
+        code = code << 6 | (byte(fitting++) & 0x3Fu);
+        low = 0x80;
+        high = 0xBF;
+    }
+    letter->valid = fitting == size;
+    letter->code = letter->valid ? code : 0;
+    letter->bytes = text.substr(0, letter->valid ? size : 1);
+    return letter->valid || size == 0 || fitting < text.size();
 }
 
 // C0, DEL and C1 as characters; of the bytes without a character those that C1 would have as single bytes.

@@ -65,7 +65,7 @@ for target in $targets; do
     status=0
     "$build/tests/fuzz/fuzz_$target" "${options[@]}" "$corpus" "${seeds[@]}" >"$log" 2>&1 || status=$?
     runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
-    coverage=$(grep -ao 'cov: [0-9]*' "$log" | tail -1)
+    coverage=$(grep -ao 'cov: [0-9]*' "$log" | tail -1) || true # none where a seed fails
     echo "$target: ${runs:-0} executions, ${coverage:-cov: 0}"
     executions=$((executions + ${runs:-0})) count=$((count + 1))
     if [ $status -ne 0 ]; then

@@ -81,6 +81,7 @@ TEST(TerminalFilter, ShowsOfWhatIsNotValidTheBytesThatATerminalMayObey) {
         {"M\xFCller", "M\xFCller"},
         {"\xF0\x9F\x98", "\xF0\\x9F\\x98"},
         {"\xC2", "\xC2"},
+        {"\xF0\r\n\xE0\x80\r\n", "\xF0\r\n\xE0\\x80\r\n"},
     };
     for (const auto &row : rows) expect_shown(row.text, row.expected);
 }
