@@ -26,16 +26,16 @@ inline bool terminal_letter(std::string_view text, TerminalLetter *letter) {
     unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     char32_t code = size < 2 ? lead : lead & (0x7Fu >> size);
-    size_t fitting = 1;
-    while (fitting < std::min(size, text.size()) && byte(fitting) >= low && byte(fitting) <= high) {
-        code = code << 6 | (byte(fitting++) & 0x3Fu);
+    size_t taken = 1;
+    while (taken < std::min(size, text.size()) && byte(taken) >= low && byte(taken) <= high) {
+        code = code << 6 | (byte(taken++) & 0x3Fu);
         low = 0x80;
         high = 0xBF;
     }
-    letter->valid = fitting == size;
+    letter->valid = taken == size;
     letter->code = letter->valid ? code : 0;
     letter->bytes = text.substr(0, letter->valid ? size : 1);
-    return letter->valid || size == 0 || fitting < text.size();
+    return letter->valid || size == 0 || taken < text.size();
 }
 
 // C0, DEL and C1 as characters; of the bytes without a character those that C1 would have as single bytes.
