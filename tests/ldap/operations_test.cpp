@@ -10,6 +10,7 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -106,7 +107,7 @@ TEST_F(LdapOperations, TheFirstLoginLooksTheNameUpAndReadsTheSite) {
     onServer(server);
     EXPECT_THAT(annsLogin().out, HasSubstr("Hello, Ann Lark\nin the crew\n"));
     EXPECT_THAT(server.operations(),
-                ElementsAre(forName, bind, whoAmI, testing::AllOf(session, site, profile), groups, "UNBIND"));
+                ElementsAre(forName, bind, whoAmI, AllOf(session, site, profile), groups, "UNBIND"));
 }
 
 TEST_F(LdapOperations, ALoginIsABindAndAtMostThreeSearchesWithAFreshCopy) {
@@ -116,7 +117,7 @@ TEST_F(LdapOperations, ALoginIsABindAndAtMostThreeSearchesWithAFreshCopy) {
     EXPECT_EQ(annsLogin(), first);
     const Operations asked = later(server);
     EXPECT_LE(asked.size(), 4u);
-    EXPECT_THAT(asked, ElementsAre(bind, whoAmI, testing::AllOf(session, Not(site), profile), groups));
+    EXPECT_THAT(asked, ElementsAre(bind, whoAmI, AllOf(session, Not(site), profile), groups));
 }
 
 TEST_P(LdapOperationsOfOld, TheSiteIsReadWithTheUser) {
@@ -126,7 +127,7 @@ TEST_P(LdapOperationsOfOld, TheSiteIsReadWithTheUser) {
     const Outcome first = annsLogin();
     setAge(GetParam().seconds);
     EXPECT_EQ(annsLogin(), first);
-    EXPECT_THAT(later(server), testing::Contains(testing::AllOf(session, site, profile)));
+    EXPECT_THAT(later(server), testing::Contains(AllOf(session, site, profile)));
 }
 
 INSTANTIATE_TEST_SUITE_P(Copies, LdapOperationsOfOld,
@@ -138,7 +139,7 @@ TEST_F(LdapOperations, AnothersCopyIsNotTaken) {
     onServer(server);
     ASSERT_EQ(login("bob.desk.acme", "tulip").status, 0);
     ASSERT_EQ(annsLogin().status, 0);
-    EXPECT_THAT(later(server), ElementsAre(forName, bind, whoAmI, testing::AllOf(session, site), groups));
+    EXPECT_THAT(later(server), ElementsAre(forName, bind, whoAmI, AllOf(session, site), groups));
 }
 
 TEST_F(LdapOperations, WithReferralsTheNameIsLookedUp) {
@@ -167,14 +168,52 @@ TEST_F(LdapOperations, AWrongPasswordIsSentOnce) {
     EXPECT_THAT(later(server), ElementsAre(bind, forName, forName));
 }
 
+// The same tree, in which ann is named by uid.
+static Slapd::Setup with_ann_by_uid(Slapd::Setup setup) {
+    setup.ldif = std::regex_replace(setup.ldif, std::regex("cn=ann,"), "uid=ann,");
+    setup.ldif = std::regex_replace(setup.ldif, std::regex("\ncn: ann\n"), "\ncn: ann\nuid: ann\n");
+    return setup;
+}
+
 TEST_F(LdapOperations, AUserWhoIsAnotherObjectByNowIsFound) {
-    Slapd server(withDesk());
-    onServer(server);
-    const Outcome first = annsLogin();
-    change("\n# reader .*\n", "\n# reader uid=ann,ou=desk,o=acme\n");
+    Outcome first;
+    Slapd::Setup setup = with_ann_by_uid(withDesk());
+    {
+        Slapd server(withDesk());
+        setup.port = server.port();
+        onServer(server);
+        first = annsLogin();
+    }
+    Slapd server(setup);
     EXPECT_EQ(annsLogin(), first);
-    EXPECT_THAT(later(server), ElementsAre(StartsWith("BIND dn=\"uid=ann,ou=desk,o=acme\""), forName, bind, whoAmI,
-                                           testing::AllOf(session, site), groups));
+    const auto asUid = [](const char *start) { return AllOf(StartsWith(start), HasSubstr("uid=ann,ou=desk,o=acme")); };
+    Operations asked = server.operations();
+    asked.erase(std::remove(asked.begin(), asked.end(), "UNBIND"), asked.end());
+    EXPECT_THAT(asked, ElementsAre(bind, forName, asUid("BIND"), whoAmI, AllOf(asUid("SRCH"), site), asUid("SRCH")));
+}
+
+// Whoever has logged in before.
+TEST_F(LdapOperations, ANameMeansTheSameOfTwoObjectsEachTime) {
+    Slapd::Setup setup = withDesk();
+    setup.ldif +=
+        "\ndn: uid=ann,ou=desk,o=acme\nobjectClass: inetOrgPerson\nobjectClass: qrtUser\ncn: Ann\nsn: Wren\n"
+        "uid: ann\nuserPassword: lilac\n";
+    Slapd server(setup);
+    onServer(server);
+    ASSERT_EQ(login("uid=ann.desk.acme", "lilac").status, 0);
+    EXPECT_EQ(login("ann.desk.acme", "lilac").status, 2);
+    EXPECT_EQ(annsLogin().status, 0);
+    for (const std::string &asked : later(server))
+        EXPECT_THAT(asked, Not(StartsWith("BIND dn=\"uid=ann"))) << "whose password nobody has typed";
+}
+
+// Whose copy goes when the server refuses a user is decided by whom the server means.
+TEST_F(LdapOperations, TheNameIsLookedUpWhereThereIsACopyForWorkOffline) {
+    Slapd server(withDesk());
+    onServer(server, "offline = true\n");
+    ASSERT_EQ(annsLogin().status, 0);
+    ASSERT_EQ(annsLogin().status, 0);
+    EXPECT_THAT(later(server).at(0), forName);
 }
 
 TEST_F(LdapOperations, AUserWhoIsGoneIsNobody) {
@@ -249,11 +288,11 @@ TEST_F(LdapOperations, ARefusalCountsWhereNobodyAnswersAnyMore) {
     HostileServer server(Scripted{{{Scripted::bound()}, {Scripted::bound(invalid_credentials)}},
                                   {jane, jane, jane, jane, {Scripted::done(busy)}},
                                   {{Scripted::unknown()}}});
-    onServers({server.uri()}, "base = \"o=acme\"\noffline = true\n");
+    onServers({server.uri()}, "base = \"o=acme\"\n");
     ASSERT_EQ(loginHere("jdoe.sales", "sunflower"), ZK_OK) << lastError();
     ASSERT_EQ(ZKDSLogout(here), ZK_OK);
     const int before = server.searches();
-    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_WRONG_PASSWORD) << "the offline copy would let the user in";
+    EXPECT_EQ(loginHere("jdoe.sales", "sunflower"), ZKE_WRONG_PASSWORD);
     EXPECT_EQ(server.logins(), 2);
     EXPECT_EQ(server.searches(), before + 1);
 }

@@ -1,7 +1,6 @@
 #include "platform/client/copies/offline_store.h"
 
 #include "platform/client/core/login_check.h"
-#include "platform/zk.h"
 
 // Takes the copy. A server that cannot be reached is one thing, one that is not the site's own another.
 bool OfflineStore::begin(const LdapTrouble &trouble, const Name &user) {
@@ -52,12 +51,8 @@ Verdict OfflineStore::login(EntryPtr *user, const char *password) {
         if (!begin(trouble, asked)) throw;
         if (EntryPtr kept = offline_.store()->findUser(asked)) *user = kept;
         return offline_.login(**user, password);
-    } catch (const CodedError &error) {
-        identity_.reset(); // what was read may be gone
-        if (error.code == ZKE_NO_SUCH_ENTRY) offline_.refused(asked);
-        throw;
     } catch (...) {
-        identity_.reset();
+        identity_.reset(); // what was read may be gone
         throw;
     }
     noteRefusal(verdict, asked, password);

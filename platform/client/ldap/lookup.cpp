@@ -171,15 +171,15 @@ std::vector<EntryPtr> LdapLookup::allKept() const {
     return all;
 }
 
-bool LdapLookup::covers(const Name &name) {
-    return name.size() > searchBase().size() && fitSearchBase(name);
-}
-
-std::optional<Name> LdapLookup::unseen(const Name &name) {
-    if (anythingSeen_ || !covers(name)) return std::nullopt;
+std::optional<Name> LdapLookup::likely(const Name &name) {
+    if (name.size() <= searchBase().size() || !fitSearchBase(name)) return std::nullopt;
     const std::vector<Name> all = guesses(name);
     const size_t leaves = name.front().type.empty() ? std::size(leaf_types) : 1;
     return all[all.size() - leaves];
+}
+
+std::optional<Name> LdapLookup::unseen(const Name &name) {
+    return anythingSeen_ ? std::nullopt : likely(name);
 }
 
 // With referrals another server may have it.

@@ -35,8 +35,9 @@ class LdapLookup {
     // Which server had the object; an empty one for the tree's own.
     LdapOrigin origin(const Name &name) const;
 
-    // Can an object of this name be where objects are looked for?
-    bool covers(const Name &name);
+    // What a name means before all others that it can mean: `cn` below `ou`, where it has no types. Nothing for a name
+    // that can be no object's.
+    std::optional<Name> likely(const Name &name);
 
     // The likely name of an object that is not visible anonymously. Nothing for a name that can be no object's, and
     // where the directory has shown anything at all.

@@ -25,16 +25,19 @@ EntryPtr LdapStore::find(const Name &name, Aliases aliases) {
     return entry_find(name, aliases, root_, at, above);
 }
 
-// Who has logged in from here before is most likely the same object under the same name: whether it is turns out at the
-// login. A login without a password says what is wrong with it in other ways than by the user's name, and with
-// referrals the object's server has to be found.
+// Who has logged in from here before is most likely there still: whether that is so turns out at the login. Only where
+// the name would mean that object if there were others of the same name, too. A login without a password says what is
+// wrong with it in other ways than by the user's name, with referrals the object's server has to be found, and the copy
+// of a login for work offline is that of whom the server means.
 EntryPtr LdapStore::findUser(const Name &name) {
-    const bool mayAssume = !loggedIn_ && tree_.ldap.needsPassword() && !tree_.ldap.referrals;
+    const bool mayAssume = !loggedIn_ && tree_.ldap.needsPassword() && !tree_.ldap.referrals && !tree_.ldap.offline;
     assumed_ = mayAssume ? keeper_.lastReader() : nullptr;
-    if (assumed_ != nullptr && name_key(assumed_->name) == name_key(name) && name_may_be(name, assumed_->name) &&
-        objects_.covers(name)) {
-        assumedName_ = name;
-        return assumed_;
+    if (assumed_ != nullptr && name_key(assumed_->name) == name_key(name)) {
+        const std::optional<Name> likely = objects_.likely(name);
+        if (likely && name_equal(*likely, assumed_->name)) {
+            assumedName_ = name;
+            return assumed_;
+        }
     }
     assumed_.reset();
     return userSeen(name);
