@@ -169,6 +169,11 @@ TEST_F(Ldif, IncludedFilesBelongToTheTree) {
     EXPECT_EQ("none", description("b.a.acme"));
     EXPECT_EQ("wrong.ldif:2: malformed DN", load(acme + "include: file:wrong.ldif\n"));
     EXPECT_EQ("self.ldif:1: include files are nested too deeply", load("include: file:self.ldif\n"));
+    folder.write("empty.ldif", "");
+    std::string many = acme;
+    for (int i = 0; i < 1000; i++) many += "include: file:empty.ldif\n";
+    EXPECT_EQ("", load(many));
+    EXPECT_EQ("t.ldif:1005: too many include files", load(many + "include: file:empty.ldif\n"));
     EXPECT_EQ("t.ldif:1: /etc/passwd is outside the directory of the LDIF file", load("include: file:///etc/passwd\n"));
     EXPECT_EQ("t.ldif:2: include: not allowed inside a record", load("dn: o=acme\ninclude: file:more.ldif\n"));
 }

@@ -25,7 +25,7 @@ class NameIndex {
   public:
     NameIndex() : slots_(first_slots, no_name) {}
 
-    // The first that the name, whose parts may lack their types, may mean, or no_name.
+    // The first record that the name can mean, or no_name; the name's parts may lack their types.
     uint32_t find(const NameKey &wanted) const;
     // A name that is not there. `above` is the number of the name above it, or no_name.
     void add(const NameKey &name, uint32_t above);

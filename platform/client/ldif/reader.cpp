@@ -21,7 +21,8 @@
 static constexpr size_t file_limit = size_t{1} << 30; // places are 32 bits
 static constexpr size_t value_file_limit = size_t{16} * 1024 * 1024;
 static constexpr size_t line_limit = size_t{24} * 1024 * 1024; // a value of the largest size in base64
-static constexpr size_t include_limit = 8;
+static constexpr size_t include_depth_limit = 8;
+static constexpr size_t include_limit = 1000; // files that include several grow as a power
 
 // The whole of a regular file. Throws DataError with a sentence without a place.
 static std::string read_whole(const std::string &path, size_t limit) {
@@ -293,7 +294,8 @@ bool LdifReader::next(LdifRecord *record) {
 }
 
 void LdifReader::include(const LdifAttribute &line) {
-    if (open_.size() == include_limit) refuse(line.line, catalogue_text("include files are nested too deeply"));
+    if (open_.size() == include_depth_limit) refuse(line.line, catalogue_text("include files are nested too deeply"));
+    if (++included_ > include_limit) refuse(line.line, catalogue_text("too many include files"));
     const std::string path(line.value);
     try {
         open(read_whole(path, file_limit), path.substr(folder_.size()));

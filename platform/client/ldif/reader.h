@@ -57,7 +57,8 @@ class LdifReader {
 
     // The next record, false after the last. Throws DataError, with file and line, for what is refused.
     bool next(LdifRecord *record);
-    // A record that `next` has read, from the text of then. Only a record of other files may be another one now.
+    // A record that `next` has read, from the text as it was then. Only one whose values are in other files may read
+    // differently now.
     void again(LdifPlace place, LdifRecord *record);
 
   private:
@@ -98,6 +99,7 @@ class LdifReader {
     std::string folder_; // of the first file, without symbolic links; empty for a text
     std::deque<Source> sources_;
     std::vector<Position> open_; // each included by the one before it
+    size_t included_ = 0;        // in all
 };
 
 #endif
