@@ -215,7 +215,10 @@ TEST_F(Configuration, AFileThatIsThereAndCannotBeReadIsRefused) {
     EXPECT_EQ(folder.path("file/client.toml") + ": cannot open the configuration file: Not a directory", last_error());
     setenv("ZKCLIENT_CONF", folder.path().c_str(), 1);
     EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKCallsInit(nullptr, nullptr));
-    EXPECT_EQ(folder.path() + ": cannot read the configuration file", last_error());
+    EXPECT_EQ(folder.path() + ": cannot read the configuration file: Is a directory", last_error());
+    setenv("ZKCLIENT_CONF", "/dev/zero", 1);
+    EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKCallsInit(nullptr, nullptr));
+    EXPECT_EQ("/dev/zero: the file is too large", last_error());
 }
 
 TEST_F(Configuration, TheDefaultsStandWhereNothingIsSaid) {

@@ -22,6 +22,7 @@
 static constexpr const char *system_file = "/etc/opt/brasca/zk/client.toml";
 // The same in every locale.
 static constexpr const char *ldap_name_characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-";
+static constexpr size_t file_limit = size_t{16} * 1024 * 1024;
 static constexpr size_t tree_name_limit = ZK_TREE_NAME_SIZE - 1;
 static constexpr size_t server_name_limit = ZK_SERVER_NAME_SIZE - 1;
 
@@ -306,8 +307,11 @@ static std::string read_text(const std::string &path, const Descriptor &file) {
     std::string text;
     char part[4096];
     ssize_t got = 0;
-    while ((got = TEMP_FAILURE_RETRY(read(file.number, part, sizeof part))) > 0) text.append(part, got);
-    if (got < 0) throw DataError(path + ": " + catalogue_text("cannot read the configuration file"));
+    while ((got = TEMP_FAILURE_RETRY(read(file.number, part, sizeof part))) > 0 && text.size() <= file_limit)
+        text.append(part, static_cast<size_t>(got));
+    if (got < 0)
+        throw DataError(path + ": " + catalogue_format("cannot read the configuration file: %s", strerror(errno)));
+    if (text.size() > file_limit) throw DataError(path + ": " + catalogue_text("the file is too large"));
     return text;
 }
 
