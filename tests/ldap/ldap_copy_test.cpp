@@ -220,6 +220,8 @@ TEST_F(LdapCopyTest, SaysWhoHasReadItWithWhichProfile) {
     EXPECT_EQ(reader(), "CN=jdoe.OU=sales.O=acme");
     copy().write(entries, made(jdoe, {{"qrtProfile", "cn=p,dc=example"}}));
     EXPECT_EQ(reader(), "CN=jdoe.OU=sales.O=acme cn=p,dc=example");
+    copy().write(entries, made(jdoe, {{"qrtProfile", "cn=" + std::string(600, 'p') + ",dc=example"}}));
+    EXPECT_EQ(reader(), "CN=jdoe.OU=sales.O=acme") << "no object has such a name";
     copy().write(entries, made({{"cn", "j\ndn: x"}, {"o", "acme"}}, {{"qrtProfile", "cn=p,dc=example"}}));
     EXPECT_EQ(reader(), "nobody") << "whose name would be further lines";
     copy().write(entries, made(jdoe, {{"qrtProfile", "cn=p\ndn: x,dc=example"}}));

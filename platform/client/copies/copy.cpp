@@ -10,6 +10,7 @@
 #include "platform/client/core/errors.h"
 #include "platform/client/core/plain_values.h"
 #include "platform/client/core/private_folder.h"
+#include "platform/client/core/values.h"
 #include "platform/client/ldif/store.h"
 
 static constexpr const char *heading = "# zkclient copy 1 ";
@@ -143,8 +144,14 @@ EntryPtr LdapCopy::readerIn(std::string_view text) const {
     if (!dn || !name_parse_dn(*dn, base_, &reader->name, nullptr) || reader->name.empty()) return nullptr;
     reader->entryClass = schema_class_of({"person"});
     const std::optional<std::string> profile = take_comment(profile_mark, &text);
-    if (Name parsed; profile && name_parse_dn(*profile, base_, &parsed, nullptr))
-        reader->values.push_back({schema_find_ldap("qrtProfile"), *profile});
+    if (!profile) return reader;
+    const SchemaAttribute *row = schema_find_ldap("qrtProfile");
+    try {
+        value_parse(row->syntax, *profile, base_);
+        reader->values.push_back({row, *profile});
+    } catch (const DataError &) {
+        // No login has written it.
+    }
     return reader;
 }
 
