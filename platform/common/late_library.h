@@ -1,5 +1,6 @@
 // Libraries that most runs do without are not loaded with the program, which would wait for them, but for their first
-// use. Scripts cannot influence where they are found: the dynamic linker keeps LD_LIBRARY_PATH as the process started.
+// use. Variables that scripts set do not influence where they are found: the dynamic linker keeps LD_LIBRARY_PATH as
+// the process started. A relative element of it counts from the working folder of that moment, which no script changes.
 #ifndef PLATFORM_COMMON_LATE_LIBRARY_H
 #define PLATFORM_COMMON_LATE_LIBRARY_H
 

@@ -113,7 +113,10 @@ bool Terminal::askLine(std::string_view text, Secret *answer) {
 
 bool Terminal::askPassword(std::string_view text, Secret *answer) {
     const auto reader = late_function<decltype(readpassphrase)>(LIBBSD_SONAME, "readpassphrase");
-    if (reader == nullptr) return false;
+    if (reader == nullptr) {
+        show(catalogue_format("cannot load a library: %s", dlerror()) + "\n");
+        return false;
+    }
     std::string prompt = terminal_safe_text(text);
     const char *got = reader(prompt.c_str(), answer->text(), answer->capacity() + 1, RPP_REQUIRE_TTY);
     // The end of input reads like an empty line here, and a full buffer may have been cut: neither is a password.

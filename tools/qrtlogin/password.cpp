@@ -21,8 +21,7 @@ Secret password_ask(const std::string &question) {
     const size_t size = answer.capacity() + 2;
     // A login whose password comes through a descriptor does without libbsd.
     const auto read = late_function<decltype(readpassphrase)>(LIBBSD_SONAME, "readpassphrase");
-    if (read == nullptr)
-        throw Failure(exit_system, catalogue_format("cannot open %1$s: %2$s", LIBBSD_SONAME, dlerror()));
+    if (read == nullptr) throw Failure(exit_system, catalogue_format("cannot load a library: %s", dlerror()));
     if (read(terminal_text(question).c_str(), answer.text(), size, RPP_REQUIRE_TTY) == nullptr) {
         if (errno == ENOTTY) throw Failure(exit_password, catalogue_text("cannot read the password: no terminal"));
         throw Failure(exit_password, catalogue_text("cannot read the password: cancelled"));

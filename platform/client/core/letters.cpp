@@ -20,8 +20,7 @@ static Symbol *function_of(const char *name) {
 template <typename Symbol>
 static Symbol &required(const char *name) {
     Symbol *symbol = function_of<Symbol>(name);
-    if (symbol == nullptr)
-        throw std::runtime_error(catalogue_format("cannot open %1$s: %2$s", LIBUNISTRING_SONAME, dlerror()));
+    if (symbol == nullptr) throw std::runtime_error(catalogue_format("cannot load a library: %s", dlerror()));
     return *symbol;
 }
 

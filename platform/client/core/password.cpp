@@ -14,7 +14,7 @@ static constexpr std::string_view crypt_scheme = "{CRYPT}";
 template <typename Function>
 static Function &required(const char *name) {
     Function *function = late_function<Function>(LIBCRYPT_SONAME, name);
-    if (function == nullptr) throw DataError(catalogue_format("cannot open %1$s: %2$s", LIBCRYPT_SONAME, dlerror()));
+    if (function == nullptr) throw DataError(catalogue_format("cannot load a library: %s", dlerror()));
     return *function;
 }
 

@@ -28,7 +28,8 @@ class SiteKeeper {
     virtual void keepSite(const std::vector<EntryPtr> &site, const EntryPtr &reader) = 0;
     // Does the copy serve this user, who is logging in? The site need not be read then.
     virtual bool servesLogin(const Entry &user) = 0;
-    // Whose login has read the site last: the name and the profile that the user's entry had then. Null: not known.
+    // Whose login has read the site last: an entry of which the name and the profile of then are there. Null: not
+    // known.
     virtual EntryPtr lastReader() = 0;
 };
 

@@ -19,8 +19,8 @@ using LdapAddresses = std::unique_ptr<addrinfo, FreeAddresses>;
 // time, ZKE_DIRECTORY_UNREACHABLE when it knows no such host.
 LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline);
 
-// Has to be called before anything else of libldap that makes or sets a handle; what the first call says of SASL's
-// mechanisms counts. Throws LdapTrouble, ZKE_HOST_LOOKUP_SILENT, until libldap is ready.
+// Has to be called before anything else of libldap that makes or sets a handle; the first call decides whether SASL's
+// mechanisms are loaded. Throws LdapTrouble, ZKE_HOST_LOOKUP_SILENT, until libldap is ready.
 void ldap_library_ready(bool saslMechanisms, LdapDeadline deadline);
 
 // From here on they are loaded in any case.
