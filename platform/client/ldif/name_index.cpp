@@ -1,5 +1,6 @@
 #include "platform/client/ldif/name_index.h"
 
+#include <algorithm>
 #include <new>
 
 #include "platform/client/ldif/keyed_hash.h"
@@ -45,14 +46,24 @@ static uint32_t hash_of_types(const NameKey &name) {
     return keyed_hash(types);
 }
 
+static uint64_t both(uint32_t hash, uint32_t types) {
+    return uint64_t{hash} << 32 | types;
+}
+
+// A file may have many names that differ only in their types: those with types are not sought one after the other.
 uint32_t NameIndex::find(const NameKey &wanted) const {
-    uint32_t number = slots_[slotOf(keyed_hash(wanted.values), wanted.values)];
+    const uint32_t hash = keyed_hash(wanted.values);
+    uint32_t number = slots_[slotOf(hash, wanted.values)];
     if (number == no_name || isNamed(number, wanted.values, wanted.parts)) return number;
-    const uint32_t types = hash_of_types(wanted); // a file may have many names that differ only in their types
+    if (const uint32_t types = hash_of_types(wanted); types != 0) {
+        const auto [first, end] = typed_.equal_range(both(hash, types));
+        const auto found =
+            std::find_if(first, end, [&](const auto &one) { return isNamed(one.second, wanted.values, wanted.parts); });
+        return found == end ? no_name : found->second;
+    }
     do {
         number = nodes_[number].sameKey;
-    } while (number != no_name &&
-             ((types != 0 && nodes_[number].types != types) || !isNamed(number, wanted.values, wanted.parts)));
+    } while (number != no_name && !isNamed(number, wanted.values, wanted.parts));
     return number;
 }
 
@@ -81,10 +92,14 @@ void NameIndex::add(const NameKey &name, uint32_t above) {
         if (above != no_name) break;
     }
     const uint32_t number = size();
-    uint32_t *last = &slots_[slot];
-    const bool first = *last == no_name;
-    nodes_.push_back({hash, static_cast<uint32_t>(own), above, no_name, first ? 0 : hash_of_types(name)});
-    keys_ += first ? 1 : 0;
-    while (*last != no_name) last = &nodes_[*last].sameKey;
-    *last = number;
+    nodes_.push_back({hash, static_cast<uint32_t>(own), above, no_name});
+    if (slots_[slot] == no_name) {
+        slots_[slot] = number;
+        keys_++;
+        return;
+    }
+    typed_.emplace(both(hash, hash_of_types(name)), number);
+    uint32_t &last = last_.emplace(slots_[slot], slots_[slot]).first->second;
+    nodes_[last].sameKey = number;
+    last = number;
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/client/core/names.h"
@@ -41,7 +42,6 @@ class NameIndex {
         uint32_t own;  // where its own parts begin in own_
         uint32_t above;
         uint32_t sameKey; // the next that differs only in its types
-        uint32_t types;   // their hash, of all with the same key but the first
     };
 
     bool isNamed(uint32_t number, std::string_view values, const NamePartView *parts) const;
@@ -52,6 +52,9 @@ class NameIndex {
     std::string own_;             // ( value NUL type NUL )*, one part but where there is no name above
     std::vector<uint32_t> slots_; // the first node of each key, where its hash points or after it
     size_t keys_ = 0;
+    // Of the keys with several nodes: those but the first by the hashes of key and types, and the last by the first.
+    std::unordered_multimap<uint64_t, uint32_t> typed_;
+    std::unordered_map<uint32_t, uint32_t> last_;
 };
 
 #endif
