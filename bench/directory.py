@@ -179,6 +179,9 @@ class Directory:
         words = [self.build + "/qrtlogin", "--password-fd", "0", f"--login-script={script}", "anna.staff.site"]
         return Command(words, {"ZKCLIENT_CONF": configuration}, self.folder + "/password")
 
+    def drive(self, configuration):
+        return Command([self.build + "/map", "G:=SRV/DATA:G"], {"ZKCLIENT_CONF": configuration})
+
     def configuration(self, name, source):
         return self.write(name + ".toml", f'[[tree]]\nname = "SITE"\n{source}\ndefault_server = "SRV"\n')
 
@@ -226,7 +229,14 @@ class Directory:
         row("W6 with MAP", times)
         Goal("W6: a MAP line", (times["with 10 MAP"] - times["without"]) / 10, 1.5, "ms")
         self.write("site.ldif", site(5, "{CRYPT}" + HASH))
-        times, _ = compare({"this": self.login(self.configuration("embedded", 'ldif = "site.ldif"'), script),
+        embedded = self.configuration("embedded", 'ldif = "site.ldif"')
+        times = compare({"empty": [self.build + "/bench/empty"], "slapd": self.drive(over_ldap),
+                         "LDIF": self.drive(embedded)}, environment, self.rounds, same=False,
+                        before=lambda: set_copies(self.home, 0))
+        row("map, with a fresh copy", times)
+        for tree in ("slapd", "LDIF"):
+            Goal(f"map, {tree}: processor time, an empty C++ program = 1", times[tree] / times["empty"], 1.5)
+        times, _ = compare({"this": self.login(embedded, script),
                             "hash": [self.build + "/bench/limit_hash", "gardenia", HASH]},
                            environment, self.rounds, same=False, elapsed=True)
         row("W6 a login in an LDIF file", times)

@@ -28,7 +28,7 @@ def become_subreaper():
 class Command(list):
     """A command with variables of its own and a file as its input."""
 
-    def __init__(self, words, variables, typed):
+    def __init__(self, words, variables, typed="/dev/null"):
         super().__init__(words)
         self.variables, self.typed = variables, typed
 

@@ -1,0 +1,2 @@
+// What each program in C++ costs before its main().
+int main() {}
