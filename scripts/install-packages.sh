@@ -5,12 +5,14 @@
 #   scripts/install-packages.sh build check    to run every test as well
 #   scripts/install-packages.sh build analysis       for scripts/check-analysis.sh
 #   scripts/install-packages.sh build check coverage for scripts/check-coverage.sh
+#   scripts/install-packages.sh build check directories for scripts/check-directories.sh
 #   scripts/install-packages.sh build bench          for bench/run
 set -eu
 build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libgnutls28-dev libunistring-dev libsasl2-dev libcrypt-dev libbsd-dev libgtest-dev libgmock-dev gettext util-linux mount"
 check="clang clang-format python3 locales libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck"
 analysis="git clang-tidy cppcheck abigail-tools"
 coverage="gcovr"
+directories="samba samba-dsdb-modules samba-ad-provision samba-vfs-modules ldb-tools 389-ds-base"
 bench="libbenchmark-dev python3 dash mksh mawk lua5.4 tcl perl libnet-ldap-perl python3-ldap slapd ldap-utils gnuplot-nox"
 
 wanted=
@@ -20,6 +22,7 @@ for group in "$@"; do
         check) wanted="$wanted $check" ;;
         analysis) wanted="$wanted $analysis" ;;
         coverage) wanted="$wanted $coverage" ;;
+        directories) wanted="$wanted $directories" ;;
         bench) wanted="$wanted $bench" ;;
         *) echo "install-packages.sh: unknown group '$group'" >&2; exit 64 ;;
     esac

@@ -73,6 +73,7 @@ ServerProcess::ServerProcess(const Words &words, const std::string &log, int por
           for (const std::string &word : words) list.push_back(const_cast<char *>(word.c_str()));
           list.push_back(nullptr);
           const int file = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+          dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO); // some end with a pipe that is their input
           dup2(file, STDOUT_FILENO);
           dup2(file, STDERR_FILENO);
           execv(list[0], list.data());

@@ -27,8 +27,7 @@ Slapd::Slapd(const Setup &setup)
     : port_(setup.port != 0 ? setup.port : free_port()),
       securePort_(setup.securePort != 0 ? setup.securePort : free_port()) {
     std::string configuration = "modulepath /usr/lib/ldap\nmoduleload back_mdb\nmoduleload syncprov\n";
-    for (const char *name : {"core", "cosine", "inetorgperson"})
-        configuration += std::string("include /etc/ldap/schema/") + name + ".schema\n";
+    for (const std::string &name : setup.schemas) configuration += "include /etc/ldap/schema/" + name + ".schema\n";
     if (setup.ownSchema) configuration += "include \"" SOURCE_DIR "/platform/client/schema/qrt.schema\"\n";
     configuration += setup.global + "database mdb\nsuffix " + setup.suffix +
                      "\nmaxsize 67108864\ndbnosync\ndirectory " + folder.path("data") +

@@ -19,6 +19,7 @@ class Slapd {
         std::string global;   // lines of slapd.conf before the database
         std::string database; // lines of slapd.conf after the database's own
         std::string access = "access to attrs=userPassword by anonymous auth by * none\naccess to * by * read\n";
+        std::vector<std::string> schemas = {"core", "cosine", "inetorgperson"}; // the server's own
         bool ownSchema = true; // false: a server that has never heard of this client
         std::string schemes = "ldap";
         int port = 0; // 0: a free one

@@ -1,0 +1,34 @@
+// Logins on a 389 Directory Server.
+
+#include "tests/directories/real_directory.h"
+
+namespace {
+
+class DirectoryServer389 : public RealDirectory {
+  protected:
+    DirectoryServer389() { onDirectory(server); }
+    DirectoryServer server;
+};
+
+} // namespace
+
+TEST_F(DirectoryServer389, TakesTheRightPasswordOfAFullName) {
+    const Outcome outcome = login("uid=anna.staff", "Us3r-Passw0rd");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, testing::HasSubstr("User: anna\n"));
+}
+
+TEST_F(DirectoryServer389, RefusesAWrongPassword) {
+    const Outcome outcome = login("uid=anna.staff", "wrong");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, testing::EndsWith(": wrong password\n"));
+}
+
+TEST_F(DirectoryServer389, FillsInNestedGroups) {
+    const Outcome outcome =
+        process_run({"/usr/bin/ldapsearch", "-x", "-LLL", "-o", "ldif_wrap=no", "-H", "ldap://127.0.0.1", "-D",
+                     "cn=Directory Manager", "-w", "Manag3r-Passw0rd", "-b", server.base(), "(uid=anna)", "memberOf"},
+                    process_environment());
+    EXPECT_THAT(outcome.out, testing::AllOf(testing::HasSubstr("memberOf: cn=staff,ou=staff"),
+                                            testing::HasSubstr("memberOf: cn=everyone,ou=staff")));
+}
