@@ -15,6 +15,7 @@
 #include "platform/zk.h"
 
 static constexpr size_t postal_lines = 6;
+static constexpr size_t share_limit = 64; // as of a volume's name on its server
 
 // The decimal number that is the whole of `text`, within the limits.
 static std::optional<int64_t> whole_number(std::string_view text, int64_t lowest, int64_t highest) {
@@ -125,7 +126,36 @@ static uint32_t take_volume(std::string_view *path, const Name &base, DnView *vo
     return nameSpace;
 }
 
+// A name on a file server, "\\\\fs1\\home\\anna" with either kind of slash.
+static bool is_unc(std::string_view text) {
+    return text.substr(0, 2) == "\\\\" || text.substr(0, 2) == "//";
+}
+
+// Takes the next part of such a name.
+static std::string_view take_unc_part(std::string_view *text) {
+    constexpr std::string_view slashes = "/\\";
+    text->remove_prefix(std::min(text->find_first_not_of(slashes), text->size()));
+    const std::string_view part = text->substr(0, text->find_first_of(slashes));
+    text->remove_prefix(part.size());
+    return part;
+}
+
+// The server and the share stand for server and volume, without an object of the directory for either.
+static void parse_unc(std::string_view text, Value *value) {
+    const std::string_view server = take_unc_part(&text);
+    const std::string_view share = take_unc_part(&text);
+    if (server.empty() || server.size() >= ZK_SERVER_NAME_SIZE || share.empty() || share.size() > share_limit ||
+        server.find(':') != std::string_view::npos || share.find(':') != std::string_view::npos)
+        throw DataError(catalogue_text("not a path of the form \\\\server\\share\\path"));
+    std::string volume = std::string(server) + "/" + std::string(share);
+    for (char &c : volume) c = upper_case(c);
+    value->lines = {volume};
+    for (std::string_view part = take_unc_part(&text); !part.empty(); part = take_unc_part(&text))
+        value->text += (value->text.empty() ? "" : "/") + std::string(part);
+}
+
 static void parse_path(std::string_view text, const Name &base, Value *value) {
+    if (is_unc(text)) return parse_unc(text, value);
     DnView volume;
     value->type = take_volume(&text, base, &volume);
     value->name = name_of_view(volume.parts);
@@ -258,7 +288,10 @@ void value_check(uint32_t syntax, std::string_view text, const Name &base, DnVie
             break;
         case ZK_SYNTAX_PATH:
             refuse_nul(text);
-            take_volume(&text, base, dn);
+            if (is_unc(text))
+                value_parse(syntax, text, base);
+            else
+                take_volume(&text, base, dn);
             break;
         case schema_text: // whose syntax takes any text
         case schema_telephone:
@@ -274,7 +307,7 @@ void value_check(uint32_t syntax, std::string_view text, const Name &base, DnVie
 void value_put_names(uint32_t syntax, const NameForm &form, Value *value) {
     if (syntax == schema_dn)
         value->text = name_in_form(value->name, form);
-    else if (syntax == ZK_SYNTAX_PATH)
+    else if (syntax == ZK_SYNTAX_PATH && value->lines.empty())
         value->lines = {name_in_form(value->name, form)};
 }
 

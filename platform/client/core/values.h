@@ -22,9 +22,9 @@ std::string name_in_form(const Name &name, const NameForm &form);
 struct Value {
     int32_t number = 0;             // counter, time, interval
     uint32_t type = 0;              // of a network address; the name space of a path
-    Name name;                      // a DN; the volume of a path
+    Name name;                      // a DN; the object of a path's volume
     std::string text;               // every text; the path of a path; the bytes of a network address
-    std::vector<std::string> lines; // of a postal address, at most six
+    std::vector<std::string> lines; // of a postal address, at most six; a path's volume, where no object stands for it
 };
 
 // Takes one value of `syntax` from its text in the data. Throws DataError with a sentence that lacks file and line.
