@@ -225,6 +225,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_ACCOUNT_LOCKED 0xFFFFE002u // locked, disabled or expired: see ZKGetLastErrorText
 #define ZKE_NOT_LOGGED_IN 0xFFFFE003u
 #define ZKE_NO_ACCESS 0xFFFFE004u
+#define ZKE_AMBIGUOUS_NAME 0xFFFFE00Au // the name is several users': ZKGetLastErrorText names their contexts
 // From here to ZKE_REFERRAL_BROKEN: the directory could not be read; ZKGetLastErrorText returns the reason.
 #define ZKE_DIRECTORY_UNREACHABLE 0xFFFFE010u
 #define ZKE_BAD_DIRECTORY_DATA 0xFFFFE011u // the tree's file or the configuration could not be read

@@ -37,3 +37,45 @@ TEST_F(ActiveDirectory, RefusesAWrongPassword) {
 TEST_F(ActiveDirectory, RefusesAnUnknownUserAsAWrongPassword) {
     EXPECT_EQ(check("CN=nobody,CN=Users", "Ann4-Passw0rd"), Verdict::wrongPassword);
 }
+
+static const char *const who = "WRITE \"%LOGIN_NAME %CN %LOGIN_CONTEXT %LOGIN_ALIAS_CONTEXT %FULL_NAME\"\n";
+
+TEST_F(ActiveDirectory, UsersLogInWithWhatTheyType) {
+    for (const char *schema : {"ad", "auto"}) {
+        onDirectory(domain, std::string("schema = \"") + schema + "\"\n");
+        for (const char *typed : {"anna", "Anna", "anna@ad.example.test", "ADTEST\\anna", "anna.Users",
+                                  "CN=Anna Meier,CN=Users,DC=ad,DC=example,DC=test"})
+            EXPECT_THAT(scriptOf(typed, "Ann4-Passw0rd", who).out,
+                        testing::HasSubstr("\nanna anna Users N Anna Meier\n"))
+                << schema << " " << typed;
+    }
+}
+
+TEST_F(ActiveDirectory, TheDirectorysOwnContextIsFound) {
+    onStrictServers({domain.uri()}, "schema = \"ad\"\nca_file = \"" + std::string(domain.caFile()) + "\"\n");
+    EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd", who).out,
+                testing::HasSubstr("\nanna anna Users.ad.example.test N Anna Meier\n"));
+}
+
+TEST_F(ActiveDirectory, AnUnknownUserIsAWrongPassword) {
+    onDirectory(domain, "schema = \"ad\"\n");
+    for (const char *typed : {"nobody", "anna.Elsewhere", "nobody@ad.example.test"})
+        EXPECT_NE(scriptOf(typed, "Ann4-Passw0rd", who).status, 0) << typed;
+}
+
+TEST_F(ActiveDirectory, GroupsOfGroupsAndThePrimaryGroupCount) {
+    const std::string script =
+        "IF MEMBER OF \".staff.Users\" THEN WRITE \"staff\"\nIF MEMBER OF \".everyone.Users\" THEN WRITE \"everyone\"\n"
+        "IF MEMBER OF \".Domain Users.Users\" THEN WRITE \"primary\"\n"
+        "IF MEMBER OF \".Domain Admins.Users\" THEN WRITE \"admin\"\n";
+    onDirectory(domain, "schema = \"ad\"\n");
+    EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd", script).out, testing::EndsWith("\nstaff\neveryone\nprimary\n"));
+    onDirectory(domain, "schema = \"ad\"\nnested_groups = false\n");
+    EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd", script).out, testing::EndsWith("\nstaff\nprimary\n"));
+}
+
+TEST_F(ActiveDirectory, TheHomeDirectoryIsAPathOnAServer) {
+    onDirectory(domain, "schema = \"ad\"\n");
+    EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd", "WRITE \"%HOME_DIRECTORY\"\n").out,
+                testing::HasSubstr("\nFS1/HOME:anna\n"));
+}

@@ -32,3 +32,22 @@ TEST_F(DirectoryServer389, FillsInNestedGroups) {
     EXPECT_THAT(outcome.out, testing::AllOf(testing::HasSubstr("memberOf: cn=staff,ou=staff"),
                                             testing::HasSubstr("memberOf: cn=everyone,ou=staff")));
 }
+
+static const char *const who = "WRITE \"%LOGIN_NAME %CN %LOGIN_CONTEXT %LOGIN_ALIAS_CONTEXT %FULL_NAME\"\n";
+
+TEST_F(DirectoryServer389, UsersLogInWithWhatTheyType) {
+    for (const char *schema : {"rfc2307", "auto"}) {
+        onDirectory(server, std::string("schema = \"") + schema + "\"\n");
+        for (const char *typed : {"anna", "anna.staff", "uid=anna,ou=staff,dc=example,dc=test"})
+            EXPECT_THAT(scriptOf(typed, "Us3r-Passw0rd", who).out, testing::HasSubstr("\nanna anna staff N "))
+                << schema << " " << typed;
+    }
+}
+
+TEST_F(DirectoryServer389, GroupsOfGroupsCount) {
+    const std::string script =
+        "IF MEMBER OF \".staff.staff\" THEN WRITE \"staff\"\nIF MEMBER OF \".everyone.staff\" THEN WRITE "
+        "\"everyone\"\n";
+    onDirectory(server, "schema = \"rfc2307\"\n");
+    EXPECT_THAT(scriptOf("anna", "Us3r-Passw0rd", script).out, testing::EndsWith("\nstaff\neveryone\n"));
+}

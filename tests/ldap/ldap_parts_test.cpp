@@ -148,7 +148,7 @@ TEST(LdapEntries, EveryAttributeThatMayHaveAnotherNameIsReadByIt) {
         ConfigLdap config;
         config.attributes[name] = "siteOwnName";
         LdapEntries entries(config, {});
-        EXPECT_EQ(entries.siteName(row.ldap), "siteOwnName");
+        EXPECT_EQ(entries.schema().attributeOf(row.ldap), "siteOwnName");
         std::vector<std::string> wanted = entries.attributes(true);
         EXPECT_EQ(std::count(wanted.begin(), wanted.end(), "siteOwnName"), name == "uniqueMember" ? 0 : 1) << name;
         EXPECT_EQ(std::count(wanted.begin(), wanted.end(), name), 0) << name;

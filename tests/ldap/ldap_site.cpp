@@ -15,7 +15,7 @@ void LdapSite::onServers(const std::vector<std::string> &uris, const std::string
 void LdapSite::onStrictServers(const std::vector<std::string> &uris, const std::string &more) {
     std::string list;
     for (const std::string &uri : uris) list += (list.empty() ? "\"" : ", \"") + uri + "\"";
-    configure("[[tree]]\nname = \"ACME\"\nuris = [" + list + "]\n" + defaultServer + more);
+    configure(moreKeys + "[[tree]]\nname = \"ACME\"\nuris = [" + list + "]\n" + defaultServer + more);
     environment["ZKCLIENT_CONF"] = folder.path("client.toml");
 }
 
@@ -29,6 +29,11 @@ Outcome LdapSite::login(const std::string &user, const std::string &password) {
 
 Outcome LdapSite::loginWithScript(const std::string &script) {
     return loginWith({"--password-fd", "3", "--login-script", script, "jdoe.sales.acme"}, "sunflower\n");
+}
+
+Outcome LdapSite::scriptOf(const std::string &user, const std::string &password, const std::string &script) {
+    home.write("script.qrt", script);
+    return loginWith({"--password-fd", "3", "--login-script", home.path("script.qrt"), user}, password + "\n");
 }
 
 Outcome LdapSite::loginWithoutPassword(const std::string &user) {

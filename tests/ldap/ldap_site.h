@@ -23,6 +23,8 @@ class LdapSite : public ClientTest {
     Outcome login(const std::string &user = "jdoe.sales.acme", const std::string &password = "sunflower");
     // The same with a script of the test's own in place of the user's.
     Outcome loginWithScript(const std::string &script);
+    // The login of a user with this text as the script.
+    Outcome scriptOf(const std::string &user, const std::string &password, const std::string &script);
     // The same with nobody and nothing to give a password.
     Outcome loginWithoutPassword(const std::string &user = "jdoe.sales.acme");
     // A login in this process.
@@ -38,6 +40,7 @@ class LdapSite : public ClientTest {
     TempFolder home;
     Variables environment;
     std::string defaultServer = "default_server = \"SRV1\"\n";
+    std::string moreKeys; // before the trees
     std::string keptHome; // not empty: logins share this home
     uint32_t here = 0;    // the context of loginHere
 

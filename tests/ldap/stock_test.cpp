@@ -2,6 +2,13 @@
 
 #include "tests/ldap/stock_site.h"
 
+using testing::AllOf;
+using testing::Contains;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
 TEST_F(StockSite, TakesTheRightPasswordOfAFullName) {
     Slapd server(stock());
     onStock(server);
@@ -15,4 +22,128 @@ TEST_F(StockSite, RefusesAWrongPassword) {
     onStock(server);
     EXPECT_EQ(login("uid=anna.staff", "wrong"),
               (Outcome{2, "", "qrtlogin: cannot log in as uid=anna.staff to tree ACME: wrong password\n"}));
+}
+
+// Who the user is for the scripts.
+static const char *const who = "WRITE \"%LOGIN_NAME %CN %LOGIN_CONTEXT %LOGIN_ALIAS_CONTEXT %FULL_NAME\"\n";
+
+TEST_F(StockSite, UsersLogInWithWhatTheyType) {
+    Slapd server(stock());
+    for (const char *schema : {"rfc2307", "auto"}) {
+        onStock(server, std::string("schema = \"") + schema + "\"\n");
+        for (const char *typed : {"anna", "ANNA", "anna@school.example", "uid=anna,ou=staff,dc=school,dc=example",
+                                  "anna.staff", ".anna.staff", "uid=anna.staff"})
+            EXPECT_THAT(scriptOf(typed, "sunflower", who).out, HasSubstr("\nanna anna staff N Anna Meier\n"))
+                << schema << " " << typed;
+    }
+}
+
+TEST_F(StockSite, ADottedNameMayBeALoginAttribute) {
+    Slapd server(stock(person("anna.meier", "tulip")));
+    onStock(server, "schema = \"rfc2307\"\n");
+    EXPECT_THAT(scriptOf("anna.meier", "tulip", who).out, HasSubstr("\nanna\\.meier anna\\.meier staff N "));
+}
+
+TEST_F(StockSite, AShortNameIsOneSearchAndOneBind) {
+    Slapd server(stock());
+    onStock(server, "schema = \"rfc2307\"\n");
+    ASSERT_EQ(login("anna", "sunflower").status, 0);
+    const std::vector<std::string> asked = server.operations();
+    EXPECT_THAT(asked.at(0), AllOf(StartsWith("SRCH base=\"dc=school,dc=example\" scope=2"), HasSubstr("(uid=anna)")));
+    EXPECT_THAT(asked.at(1), StartsWith("BIND dn=\"uid=anna,ou=staff,dc=school,dc=example\""));
+}
+
+TEST_F(StockSite, ANameOfSeveralUsersIsRefusedWithTheirContexts) {
+    const std::string other =
+        "dn: ou=pupils,dc=school,dc=example\nobjectClass: organizationalUnit\nou: pupils\n\n"
+        "dn: uid=anna,ou=pupils,dc=school,dc=example\nobjectClass: inetOrgPerson\nuid: anna\n"
+        "cn: Anna Wren\nsn: Wren\nuserPassword: lilac\n\n";
+    Slapd server(stock(other));
+    onStock(server, "schema = \"rfc2307\"\n");
+    EXPECT_EQ(login("anna", "lilac"),
+              (Outcome{5, "",
+                       "qrtlogin: cannot log in as anna to tree ACME: anna is the name of several users; add one "
+                       "of the contexts: staff, pupils\n"}));
+    EXPECT_THAT(scriptOf("anna.pupils", "lilac", who).out, HasSubstr("\nanna anna pupils N Anna Wren\n"));
+    onStock(server, "schema = \"rfc2307\"\ndefault_context = \"pupils\"\n");
+    EXPECT_THAT(scriptOf("anna", "lilac", who).out, HasSubstr("\nanna anna pupils N Anna Wren\n"));
+    EXPECT_THAT(scriptOf("anna.staff", "sunflower", who).out, HasSubstr("\nanna anna staff N Anna Meier\n"));
+}
+
+TEST_F(StockSite, WhereNobodyMayReadBeforeTheBindTheDnIsMade) {
+    Slapd::Setup setup = stock();
+    setup.access = "access to attrs=userPassword by anonymous auth by * none\naccess to * by users read\n";
+    Slapd server(setup);
+    onStock(server, "schema = \"rfc2307\"\ndefault_context = \"staff\"\n");
+    EXPECT_THAT(scriptOf("anna", "sunflower", who).out, HasSubstr("\nanna anna staff N Anna Meier\n"));
+    EXPECT_THAT(login("anna", "wrong").err, EndsWith(": wrong password\n"));
+    onStock(server, "schema = \"rfc2307\"\n");
+    EXPECT_THAT(scriptOf("anna.staff", "sunflower", who).out, HasSubstr("\nanna anna staff N Anna Meier\n"));
+    EXPECT_THAT(login("anna@school.example", "sunflower").err,
+                HasSubstr("the server shows no users before a login: add the context of anna@school.example"));
+    onStrictServers({server.uri("ldaps")},
+                    "schema = \"rfc2307\"\nsearch_base = \"ou=staff,dc=school,dc=example\"\n"
+                    "ca_file = \"" +
+                        certificates.path("ca.pem") + "\"\n");
+    EXPECT_THAT(scriptOf("anna", "sunflower", who).out, HasSubstr("\nanna anna staff.school.example N Anna Meier\n"));
+    onStock(server, "schema = \"rfc2307\"\nlogin_attributes = [\"cn\", \"uid\"]\ndefault_context = \"staff\"\n");
+    EXPECT_EQ(login("anna", "sunflower").status, 2) << "cn=anna is nobody";
+}
+
+TEST_F(StockSite, LoginAttributesAreTheSitesOwn) {
+    Slapd server(stock(person("kb17", "tulip", "employeeNumber: 4711\n")));
+    onStock(server, "schema = \"rfc2307\"\nlogin_attributes = [\"employeeNumber\"]\n");
+    EXPECT_THAT(scriptOf("4711", "tulip", who).out, HasSubstr("\nkb17 kb17 staff N "));
+    EXPECT_EQ(login("kb17", "tulip").status, 5);
+}
+
+TEST_F(StockSite, AttributesHaveTheNamesOfThePosixSchemas) {
+    Slapd server(stock(person("carl", "tulip",
+                              "objectClass: posixAccount\nobjectClass: shadowAccount\ngecos: Carl Reed,Room 1\n"
+                              "uidNumber: 4\ngidNumber: 10000\nhomeDirectory: /home/carl/x\nshadowExpire: 40000\n")));
+    onStock(server, "schema = \"rfc2307\"\nhome_volume = \"srv1/Homes\"\n");
+    EXPECT_THAT(scriptOf("carl", "tulip", "WRITE \"%FULL_NAME, %HOME_DIRECTORY %LOGIN_EXPIRATION_TIME\"\n").out,
+                HasSubstr("\nCarl Reed, SRV1/HOMES:carl/x "));
+    onStock(server, "schema = \"rfc2307\"\nhome_volume = \"srv1/Homes\"\nhome_prefix = \"/home/carl\"\n");
+    EXPECT_THAT(scriptOf("carl", "tulip", "WRITE \"%HOME_DIRECTORY\"\n").out, HasSubstr("\nSRV1/HOMES:x\n"));
+    EXPECT_THAT(scriptOf("anna", "sunflower", "WRITE \"%HOME_DIRECTORY\"\n").out, HasSubstr("\n%HOME_DIRECTORY\n"))
+        << "which is not below the prefix";
+    onStock(server, "schema = \"rfc2307\"\nattributes = { displayName = \"gecos\" }\n");
+    EXPECT_THAT(scriptOf("carl", "tulip", "WRITE \"%FULL_NAME %HOME_DIRECTORY\"\n").out,
+                HasSubstr("\nCarl Reed,Room 1 %HOME_DIRECTORY\n"));
+}
+
+static const char *const member_of =
+    "IF MEMBER OF \".staff.groups\" THEN WRITE \"staff\"\nIF MEMBER OF \".posix.groups\" THEN WRITE \"posix\"\n"
+    "IF MEMBER OF \".everyone.groups\" THEN WRITE \"everyone\"\nIF MEMBER OF \".top.groups\" THEN WRITE \"top\"\n";
+
+TEST_F(StockSite, GroupsOfGroupsAndGroupsOfAccountsCount) {
+    const std::string loop =
+        "dn: cn=top,ou=groups,dc=school,dc=example\nobjectClass: groupOfNames\ncn: top\n"
+        "member: cn=everyone,ou=groups,dc=school,dc=example\n"
+        "member: cn=top,ou=groups,dc=school,dc=example\n\n";
+    Slapd server(stock(loop));
+    onStock(server, "schema = \"rfc2307\"\n");
+    EXPECT_THAT(scriptOf("anna", "sunflower", member_of).out, HasSubstr("\nstaff\nposix\neveryone\ntop\n"));
+    onStock(server, "schema = \"rfc2307\"\nnested_groups = false\n");
+    EXPECT_THAT(scriptOf("anna", "sunflower", member_of).out, EndsWith("\nstaff\nposix\n"));
+    onStock(server);
+    EXPECT_THAT(scriptOf("anna.staff", "sunflower", member_of).out, EndsWith("\nstaff\neveryone\ntop\n"));
+}
+
+TEST_F(StockSite, ClassesHaveTheNamesThatTheSiteGivesThem) {
+    Slapd server(
+        stock("dn: uid=device,ou=staff,dc=school,dc=example\nobjectClass: device\n"
+              "objectClass: uidObject\ncn: device\nuid: device\n\n"));
+    onStock(server, "schema = \"rfc2307\"\n");
+    EXPECT_EQ(login("device", "x").status, 5) << "no user";
+    onStock(server, "schema = \"rfc2307\"\nclasses = { inetOrgPerson = \"device\" }\n");
+    EXPECT_EQ(login("device", "x").status, 2);
+}
+
+TEST_F(StockSite, TheChosenSchemaIsTraced) {
+    Slapd server(stock());
+    moreKeys = "trace = true\n";
+    onStock(server, "schema = \"auto\"\n");
+    EXPECT_THAT(login("anna", "sunflower").err, HasSubstr("Tree ACME: schema rfc2307.\n"));
 }

@@ -77,7 +77,7 @@ TEST_F(LdapTls, StaysWithinTheOperationsOverStartTls) {
     onStrictServers({server.uri("ldap")}, caFile() + "start_tls = true\n");
     login();
     std::vector<std::string> operations = server.operations();
-    EXPECT_LE(operations.size(), 9u) << testing::PrintToString(operations); // one more for StartTLS
+    EXPECT_LE(operations.size(), 10u) << testing::PrintToString(operations); // one more for StartTLS
     EXPECT_GE(operations.size(), 4u);
 }
 

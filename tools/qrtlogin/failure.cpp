@@ -17,6 +17,7 @@ static const Meaning meanings[] = {
     {ZKE_WRONG_PASSWORD, exit_password, catalogue_mark("wrong password")},
     {ZKE_ACCOUNT_LOCKED, exit_password, catalogue_mark("the account is locked")},
     {ZKE_NO_ACCESS, exit_password, catalogue_mark("access denied")},
+    {ZKE_AMBIGUOUS_NAME, exit_user, catalogue_mark("the name of several users")},
     {ZKE_DIRECTORY_UNREACHABLE, exit_directory, catalogue_mark("cannot reach the directory server")},
     {ZKE_BAD_DIRECTORY_DATA, exit_directory, catalogue_mark("cannot read the directory data or configuration")},
     {ZKE_SERVER_SILENT, exit_directory, catalogue_mark("the directory server does not answer")},
@@ -60,8 +61,10 @@ Failure failure_of(uint32_t code, const std::string &attempt) {
         status == exit_directory || status == exit_tree || code == ZKE_TICKET_REFUSED || code == ZKE_NO_ACCESS;
     std::string detail = told ? client_sentence() : "";
     if (!detail.empty()) text += ": " + detail;
-    // Locked, disabled or expired: one code, and the client's sentence says which.
-    const std::string lock = code == ZKE_ACCOUNT_LOCKED ? client_sentence() : "";
-    if (!lock.empty()) text = lock;
+    // Locked, disabled or expired: one code, and the client's sentence says which. Of several users it names the
+    // places.
+    const bool isWhole = code == ZKE_ACCOUNT_LOCKED || code == ZKE_AMBIGUOUS_NAME;
+    const std::string whole = isWhole ? client_sentence() : "";
+    if (!whole.empty()) text = whole;
     return Failure(status, attempt + ": " + text);
 }

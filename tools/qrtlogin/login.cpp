@@ -6,6 +6,7 @@
 #include "include/qrtscript.h"
 #include "platform/catalogue.h"
 #include "platform/common/context_flags.h"
+#include "platform/common/skip.h"
 #include "platform/zk.h"
 #include "tools/qrtlogin/failure.h"
 
@@ -74,6 +75,23 @@ bool Login::sharesPassword() const {
     int shared = 0;
     require(ZKDSLoginPasswordIsShared(context_, &shared), catalogue_format("cannot use tree %s", tree_.c_str()));
     return shared != 0;
+}
+
+// Is it the object's name in a context, as scripts write it?
+static bool is_context_name(uint32_t context, const std::string &typed) {
+    char found[ZK_MAX_NAME + 1] = {};
+    const bool mayBe = typed.find_first_of("@,") == std::string::npos;
+    return mayBe && ZKDSReadObjectInfo(context, typed.c_str(), found, nullptr) == ZK_OK;
+}
+
+std::string Login::nameForScripts(const std::string &typed) const {
+    // The first period would be the end of the name; one in front only says that the name is complete.
+    const std::string name = typed.substr(typed[0] == '.' ? 1 : 0);
+    const bool isPlain = name.find_first_of("@,\\.=") == std::string::npos;
+    char own[ZK_MAX_NAME + 1] = {};
+    if (isPlain || is_context_name(context_, typed) || ZKDSWhoAmI(context_, own) != ZK_OK) return name;
+    const std::string_view whole = own;
+    return std::string(whole.substr(0, find_unescaped(whole, '.')));
 }
 
 std::string Login::container() const {

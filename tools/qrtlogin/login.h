@@ -26,6 +26,11 @@ class Login {
     // Whether scripts can use the password once more, in another tree. Throws Failure.
     bool sharesPassword() const;
 
+    // The name to run the scripts for, of the user who typed this one. The library takes what follows the first period
+    // for the context that the user logged in by, and another than that of the user's object for an alias: only the
+    // name of an object in a context has one.
+    std::string nameForScripts(const std::string &typed) const;
+
     const std::string &tree() const { return tree_; }
     // The container of the user that logged in, typeless and without a leading period; empty for the root.
     std::string container() const;

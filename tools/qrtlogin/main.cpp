@@ -79,7 +79,9 @@ static RunResult run_for(const Options &options, const Login &login, Secret *pas
     environment->lendPathFolder(own_folder_with("map"));
     environment->lend("QRT_TREE", login.tree());
     environment->lend("QRT_CONTEXT", login.container());
-    const RunResult result = run_scripts(options, login.tree(), password, relay);
+    Options forScripts = options;
+    forScripts.user = login.nameForScripts(options.user);
+    const RunResult result = run_scripts(forScripts, login.tree(), password, relay);
     environment->takeBack();
     if (options.handsOn() && !options.allVariables) keep_code_variables(environment);
     return result;

@@ -1,5 +1,6 @@
 #include "platform/client/copies/offline_login.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "platform/catalogue.h"
@@ -37,7 +38,24 @@ static std::string age_text(unsigned long seconds) {
     return text;
 }
 
-void OfflineLogin::keep(const EntryPtr &who, const char *password) {
+// Names by an attribute lead to the user's own name.
+static LdapCopy typed_copy_of(const ConfigTree &config, const Name &base, const LoginName &typed) {
+    return LdapCopy(config, base, "typed\n" + typed.key());
+}
+
+std::vector<Name> OfflineLogin::meant(const LoginName &typed) const {
+    std::vector<Name> names = typed.objects;
+    time_t written = 0;
+    EntryPtr user;
+    if (!typed.attribute.empty()) typed_copy_of(config_, root_, typed).read(&written, &user);
+    if (user != nullptr) names.insert(names.begin(), user->name);
+    return names;
+}
+
+void OfflineLogin::keep(const EntryPtr &who, const LoginName &typed, const char *password) {
+    const auto isWho = [&](const Name &name) { return name_key(name) == name_key(who->name); };
+    if (!typed.attribute.empty() && std::none_of(typed.objects.begin(), typed.objects.end(), isWho))
+        typed_copy_of(config_, root_, typed).write({who}, who);
     user_ = who;
     passwordHash_ = password_hash("$y$", 0, password);
 }

@@ -20,13 +20,16 @@ class OfflineLogin {
     OfflineLogin(const ConfigTree &tree, const Name &base) : config_(tree), root_(base) {}
 
     // A user has logged in, with this password; from now on `save` keeps what the login has read.
-    void keep(const EntryPtr &user, const char *password);
+    void keep(const EntryPtr &user, const LoginName &typed, const char *password);
     void save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const;
 
     // A server answered and did not let the user in: the account is gone, locked, or the password is another one. The
     // user's copy goes where it would let in whom the server did not.
     void refused(const Name &user) const;
     void refusedPassword(const Name &user, const char *password) const;
+
+    // Whom a typed name may mean: the objects of that name, and the user who has logged in by it before.
+    std::vector<Name> meant(const LoginName &typed) const;
 
     // No server answers: takes the user's copy instead. False when there is none that is recent enough, or none is
     // wanted.

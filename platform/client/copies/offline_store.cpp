@@ -1,10 +1,12 @@
 #include "platform/client/copies/offline_store.h"
 
+#include <algorithm>
+
 #include "platform/client/core/login_check.h"
 
 // Takes the copy. A server that cannot be reached is one thing, one that is not the site's own another.
 bool OfflineStore::begin(const LdapTrouble &trouble, const Name &user) {
-    return !trouble.distrusted && !store_->haveDistrusted() && offline_.begin(user);
+    return mayBegin(trouble) && offline_.begin(user);
 }
 
 // A program that runs in this one's place leaves no later moment to keep what was read.
@@ -15,15 +17,18 @@ EntryPtr OfflineStore::find(const Name &name, Aliases aliases) {
     return entry;
 }
 
-EntryPtr OfflineStore::findUser(const Name &name) {
+EntryPtr OfflineStore::findUser(const LoginName &name) {
     if (offline_.active()) return offline_.store()->findUser(name);
+    typed_ = name;
     try {
         EntryPtr user = store_->findUser(name);
-        if (user == nullptr) offline_.refused(name);
+        if (user == nullptr)
+            for (const Name &meant : offline_.meant(name)) offline_.refused(meant);
         return user;
     } catch (const LdapTrouble &trouble) {
-        if (!begin(trouble, name)) throw;
-        return offline_.store()->findUser(name);
+        for (const Name &meant : offline_.meant(name))
+            if (begin(trouble, meant)) return offline_.store()->find(meant, Aliases::follow);
+        throw;
     }
 }
 
@@ -43,25 +48,28 @@ Verdict OfflineStore::checkPassword(const Entry &entry, const char *password) {
 
 Verdict OfflineStore::login(EntryPtr *user, const char *password) {
     if (offline_.active()) return offline_.login(**user, password);
-    const Name asked = (*user)->name;
+    std::vector<Name> asked = {(*user)->name};
+    for (Name &meant : offline_.meant(typed_)) asked.push_back(std::move(meant));
     Verdict verdict = Verdict::accepted;
     try {
         verdict = store_->login(user, password);
     } catch (const LdapTrouble &trouble) {
-        if (!begin(trouble, asked)) throw;
-        if (EntryPtr kept = offline_.store()->findUser(asked)) *user = kept;
+        const auto kept =
+            std::find_if(asked.begin(), asked.end(), [&](const Name &one) { return begin(trouble, one); });
+        if (kept == asked.end()) throw;
+        if (EntryPtr entry = offline_.store()->find(*kept, Aliases::follow)) *user = entry;
         return offline_.login(**user, password);
     } catch (...) {
         identity_.reset(); // what was read may be gone
         throw;
     }
-    noteRefusal(verdict, asked, password);
+    for (const Name &one : asked) noteRefusal(verdict, one, password);
     if (verdict == Verdict::accepted && login_is_locked(**user)) {
         identity_.reset();
-        offline_.refused(asked); // the login finds that out itself
+        for (const Name &one : asked) offline_.refused(one); // the login finds that out itself
     } else if (verdict == Verdict::accepted) {
         identity_ = *user;
-        offline_.keep(identity_, password);
+        offline_.keep(identity_, typed_, password);
         save();
     }
     return verdict;

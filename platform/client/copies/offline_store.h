@@ -17,7 +17,8 @@ class OfflineStore : public DirectoryStore {
 
     const Name &base() const override { return store_->base(); }
     EntryPtr find(const Name &name, Aliases aliases) override;
-    EntryPtr findUser(const Name &name) override;
+    EntryPtr findUser(const LoginName &name) override;
+    std::vector<EntryPtr> usersNamed(const std::string &value) override { return current().usersNamed(value); }
     std::vector<Name> groupsOf(const Entry &entry) override { return current().groupsOf(entry); }
     EntryPtr findServer(std::string_view name) override { return current().findServer(name); }
     EntryPtr findVolume(const Entry &server, std::string_view volume) override {
@@ -32,12 +33,14 @@ class OfflineStore : public DirectoryStore {
         if (offline_.active()) return *offline_.store();
         return *store_;
     }
+    bool mayBegin(const LdapTrouble &trouble) const { return !trouble.distrusted && !store_->haveDistrusted(); }
     bool begin(const LdapTrouble &trouble, const Name &user);
     void noteRefusal(Verdict verdict, const Name &user, const char *password) const;
     void save();
 
     std::unique_ptr<ServersStore> store_;
     OfflineLogin offline_;
+    LoginName typed_;   // by which the user was looked for
     EntryPtr identity_; // who has logged in at a server, and whose login is kept
 };
 

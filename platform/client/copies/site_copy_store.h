@@ -18,7 +18,8 @@ class SiteCopyStore : public ServersStore, private SiteKeeper {
 
     const Name &base() const override { return root_; }
     EntryPtr find(const Name &name, Aliases aliases) override;
-    EntryPtr findUser(const Name &name) override { return servers().findUser(name); }
+    EntryPtr findUser(const LoginName &name) override { return servers().findUser(name); }
+    std::vector<EntryPtr> usersNamed(const std::string &value) override { return servers().usersNamed(value); }
     std::vector<Name> groupsOf(const Entry &entry) override { return servers().groupsOf(entry); }
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;

@@ -16,7 +16,9 @@
 #include "platform/client/core/errors.h"
 #include "platform/client/core/names.h"
 #include "platform/client/core/schema.h"
+#include "platform/client/core/site_schema.h"
 #include "platform/client/core/toml.h"
+#include "platform/client/core/values.h"
 #include "platform/zk.h"
 
 static constexpr const char *system_file = "/etc/opt/brasca/zk/client.toml";
@@ -174,10 +176,14 @@ static void check_uris(const Table &table, const ConfigLdap &ldap) {
     }
 }
 
-static void read_attributes(Table &table, std::map<std::string, std::string> *attributes) {
+static bool is_ldap_name(const std::string &name) {
+    return !name.empty() && name.find_first_not_of(ldap_name_characters) == std::string::npos;
+}
+
+static void read_attributes(Table &table, SitePreset preset, std::map<std::string, std::string> *attributes) {
     for (const auto &[name, site] : table.pairs("attributes")) {
         const SchemaAttribute *row = schema_find_ldap(name);
-        if (row == nullptr || site.empty() || site.find_first_not_of(ldap_name_characters) != site.npos) {
+        if (row == nullptr || !is_ldap_name(site)) {
             table.refuse("attributes",
                          catalogue_format("%1$s = \"%2$s\": unknown attribute or invalid LDAP attribute name",
                                           name.c_str(), site.c_str()));
@@ -185,9 +191,54 @@ static void read_attributes(Table &table, std::map<std::string, std::string> *at
         // Passwords are never read, and objects are distinguished by the one class attribute that LDAP has.
         if (equal_nocase(row->ldap, "userPassword") || equal_nocase(row->ldap, "objectClass"))
             table.refuse("attributes", catalogue_format("%s cannot be renamed", row->ldap));
+        if (preset != SitePreset::automatic && site_schema_has(preset, *row, site)) {
+            table.refuse("attributes", catalogue_format("%1$s = \"%2$s\" changes nothing: the schema has that name",
+                                                        name.c_str(), site.c_str()));
+        }
         if (!attributes->emplace(row->ldap, site).second)
             table.refuse("attributes", catalogue_format("%s is given twice", row->ldap));
     }
+}
+
+static void read_classes(Table &table, std::map<std::string, std::string> *classes) {
+    for (const auto &[name, site] : table.pairs("classes")) {
+        if (schema_class_name(name) == name || !is_ldap_name(site)) {
+            table.refuse("classes", catalogue_format("%1$s = \"%2$s\": unknown class or invalid LDAP class name",
+                                                     name.c_str(), site.c_str()));
+        }
+        if (schema_class_name(site) == schema_class_name(name)) {
+            table.refuse("classes", catalogue_format("%1$s = \"%2$s\" changes nothing: the schema has that class",
+                                                     name.c_str(), site.c_str()));
+        }
+        classes->emplace(name, site);
+    }
+}
+
+static void read_homes(Table &table, ConfigLdap *ldap) {
+    ldap->homeVolume = table.text("home_volume", "");
+    ldap->homePrefix = table.text("home_prefix", ldap->homeVolume.empty() ? "" : "/home");
+    try {
+        if (!ldap->homeVolume.empty()) value_parse(ZK_SYNTAX_PATH, "//" + ldap->homeVolume, {});
+    } catch (const DataError &) {
+        table.refuse("home_volume", catalogue_text("home_volume must be a server and a volume, \"SRV1/HOME\""));
+    }
+    if (ldap->homeVolume.empty() && !ldap->homePrefix.empty())
+        table.refuse("home_prefix", catalogue_text("home_prefix needs home_volume"));
+    if (!ldap->homePrefix.empty() && ldap->homePrefix.front() != '/')
+        table.refuse("home_prefix", catalogue_text("home_prefix must begin with \"/\""));
+}
+
+static void read_schema(Table &table, ConfigLdap *ldap) {
+    const std::string name = table.text("schema", site_preset_name(ldap->schema));
+    const std::optional<SitePreset> preset = site_preset(name);
+    if (!preset) {
+        table.refuse("schema", catalogue_format("unknown schema %s: brasca, rfc2307, rfc2307bis, ad and auto are known",
+                                                name.c_str()));
+    }
+    ldap->schema = *preset;
+    read_attributes(table, *preset, &ldap->attributes);
+    read_classes(table, &ldap->classes);
+    read_homes(table, ldap);
 }
 
 // Anyone who may write a referral object chooses the server that is asked, and any public authority certifies one.
@@ -228,8 +279,24 @@ static ConfigLdap read_ldap(Table &table, const std::string &folder) {
     table.texts("referral_servers", &ldap.referralServers);
     check_referrals(table, ldap);
     ldap.retryAfter = table.seconds("retry_after", ldap.retryAfter);
-    read_attributes(table, &ldap.attributes);
+    read_schema(table, &ldap);
     return ldap;
+}
+
+// What users type to log in.
+static void read_login_names(Table &table, ConfigTree *tree) {
+    tree->defaultContext = table.text("default_context", "");
+    Name context;
+    if (!tree->defaultContext.empty() && !name_parse_dotted(tree->defaultContext, {}, &context))
+        table.refuse("default_context", catalogue_text("malformed name"));
+    table.texts("login_attributes", &tree->loginAttributes);
+    for (const std::string &name : tree->loginAttributes) {
+        const SchemaAttribute *row = schema_find_ldap(name);
+        const bool isSecret = row != nullptr && equal_nocase(row->ldap, "userPassword");
+        if (!is_ldap_name(name) || isSecret || (!tree->ldif.empty() && row == nullptr))
+            table.refuse("login_attributes", catalogue_format("%s cannot name users", name.c_str()));
+    }
+    tree->ldap.loginAttributes = tree->loginAttributes;
 }
 
 static ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<ConfigTree> &before) {
@@ -257,6 +324,8 @@ static ConfigTree read_tree(Table &table, const std::string &folder, const std::
     if (!tree.ldap.searchBase.empty() && !name_parse_dn(tree.ldap.searchBase, base, &searched, nullptr))
         table.refuse("search_base", catalogue_text("search_base must be base or below it"));
     tree.defaultServer = table.text("default_server", "");
+    read_login_names(table, &tree);
+    tree.nestedGroups = table.flag("nested_groups", tree.nestedGroups);
     tree.sharePassword = table.flag("share_password", tree.sharePassword);
     tree.anyText = table.flag("any_text", tree.anyText);
     tree.anyPath = table.flag("any_path", tree.anyPath);
@@ -293,7 +362,10 @@ static Config read_config(const std::string &path, const toml::table &parsed) {
     check_default_tree(top, config);
     const bool tickets =
         std::any_of(config.trees.begin(), config.trees.end(), [](const ConfigTree &tree) { return tree.ldap.gssapi; });
-    for (ConfigTree &tree : config.trees) tree.ldap.saslMechanisms = tickets;
+    for (ConfigTree &tree : config.trees) {
+        tree.ldap.saslMechanisms = tickets;
+        tree.ldap.trace = config.trace;
+    }
     return config;
 }
 

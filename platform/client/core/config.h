@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+// Whose names the entries of a tree on servers have (core/site_schema.h).
+enum class SitePreset { brasca, rfc2307, rfc2307bis, activeDirectory, automatic };
+
 // A tree on LDAP servers.
 struct ConfigLdap {
     std::vector<std::string> uris; // tried in this order; empty for a tree in an LDIF file
@@ -25,7 +28,13 @@ struct ConfigLdap {
     bool offline = false;
     double offlineDays = 30; // a copy that is older serves no login
     bool needsPassword() const { return !gssapi && !external; }
+    SitePreset schema = SitePreset::brasca;
     std::map<std::string, std::string> attributes; // the README's LDAP attribute -> its name in this tree
+    std::map<std::string, std::string> classes;    // the README's LDAP class -> its name in this tree
+    std::vector<std::string> loginAttributes;      // ConfigTree::loginAttributes; no key of its own
+    std::string homeVolume; // "SRV1/HOME": the volume of the home directories that name no server
+    std::string homePrefix; // what is left out of these before the volume's part begins
+    bool trace = false;     // Config::trace; no key of the tree
 };
 
 struct ConfigTree {
@@ -37,6 +46,9 @@ struct ConfigTree {
     bool sharePassword = false; // scripts may try the password of another tree's login here
     bool anyText = false;       // hand out texts with control characters
     bool anyPath = false;       // return paths with control characters, or with what map takes for the end of an item
+    std::string defaultContext; // dotted: where the user of a name without containers is looked for first
+    std::vector<std::string> loginAttributes; // a user may be named by any of them; empty: those of the schema
+    bool nestedGroups = true;                 // who is in a group is in the groups that this one is in
     ConfigLdap ldap;
 };
 

@@ -1,5 +1,7 @@
 #include "platform/client/core/directory_store.h"
 
+#include "platform/catalogue.h"
+#include "platform/client/core/errors.h"
 #include "platform/client/core/values.h"
 
 const std::string *Entry::first(std::string_view ldap) const {
@@ -7,6 +9,27 @@ const std::string *Entry::first(std::string_view ldap) const {
     for (const EntryValue &value : values)
         if (value.attribute == attribute) return &value.text;
     return nullptr;
+}
+
+EntryPtr entry_only_user(const std::string &typed, const std::vector<EntryPtr> &found) {
+    if (found.size() < 2) return found.empty() ? nullptr : found.front();
+    constexpr size_t most = 5; // to name: whoever asks has not logged in yet
+    std::string places;
+    for (size_t i = 0; i < found.size() && i < most; i++)
+        places += (i == 0 ? "" : ", ") + name_to_dotted(name_above(found[i]->name, 1), false);
+    if (found.size() > most) places += ", ...";
+    throw CodedError(ZKE_AMBIGUOUS_NAME, catalogue_format("%1$s is the name of several users; add one of the contexts: "
+                                                          "%2$s",
+                                                          typed.c_str(), places.c_str()));
+}
+
+EntryPtr DirectoryStore::findUser(const LoginName &name) {
+    const auto named = [&] {
+        return name.attribute.empty() ? nullptr : entry_only_user(name.attribute, usersNamed(name.attribute));
+    };
+    EntryPtr found = name.attributeFirst ? named() : nullptr;
+    for (size_t i = 0; i < name.objects.size() && found == nullptr; i++) found = find(name.objects[i], Aliases::follow);
+    return found == nullptr && !name.attributeFirst ? named() : found;
 }
 
 std::string entry_common_name(const Entry &entry) {

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/client/core/login_name.h"
 #include "platform/client/core/names.h"
 #include "platform/client/core/schema.h"
 
@@ -18,7 +19,8 @@ struct EntryValue {
 };
 
 struct Entry {
-    Name name; // with all types, spelled as in the data
+    Name name;      // with all types, spelled as in the data
+    std::string dn; // not empty: the entry's DN, where the directory knows the entry by another name than the tree
     const SchemaClass *entryClass = nullptr;
     std::vector<EntryValue> values; // in the order of the data
     uint32_t subordinates = 0;
@@ -53,7 +55,8 @@ class DirectoryStore {
     // to the entry it stands for. DataError for aliases that go round.
     virtual EntryPtr find(const Name &name, Aliases aliases) = 0;
 
-    // The groups that have the entry as a member, each once, in the order of the data.
+    // The groups that have the entry as a member, each once, in the order of the data; after them, where the tree takes
+    // groups into groups, those that have these as members.
     virtual std::vector<Name> groupsOf(const Entry &entry) = 0;
 
     // The file server with this common name, in any letter case; the first one for an empty name.
@@ -65,15 +68,21 @@ class DirectoryStore {
     // Is it the entry's password? WrongPassword also for an entry that has none.
     virtual Verdict checkPassword(const Entry &entry, const char *password) = 0;
 
-    // The object that somebody wants to log in as: as `find` does, aliases followed. What a directory shows only after
-    // a login may be missing in the entry.
-    virtual EntryPtr findUser(const Name &name) { return find(name, Aliases::follow); }
+    // The users that one of the attributes which name users gives this value, in the order of the data.
+    virtual std::vector<EntryPtr> usersNamed(const std::string &) { return {}; }
+
+    // The object that somebody wants to log in as, aliases followed. What a directory shows only after a login may be
+    // missing in the entry. CodedError, ZKE_AMBIGUOUS_NAME, with the contexts of all when the name is several users'.
+    virtual EntryPtr findUser(const LoginName &name);
 
     // Logs in: from now on the directory is asked as this user, and `*user` becomes the entry as the user may read it.
     // A failed login leaves the earlier one in place.
     virtual Verdict login(EntryPtr *user, const char *password) { return checkPassword(**user, password); }
     virtual void logout() {}
 };
+
+// The user when there is only one; null without any. `typed` is the name that means them, for the error of findUser.
+EntryPtr entry_only_user(const std::string &typed, const std::vector<EntryPtr> &found);
 
 // A file server's or volume's own name: its common name, its name on the server.
 std::string entry_common_name(const Entry &entry);

@@ -106,6 +106,15 @@ uint32_t ZKDSCanDSAuthenticate(uint32_t context) {
     return guarded([&] { tree_with_identity(contexts().at(context)); }) == ZK_OK ? 1 : 0;
 }
 
+// The name as the person typed it who logs in.
+static LoginName login_name(const Tree &tree, const Context &context, const char *typed) {
+    Name fallback;
+    name_parse_dotted(tree.config.defaultContext, {}, &fallback); // the configuration was refused if it is malformed
+    LoginName name = login_name_parse(typed, context.nameContext, fallback, tree.store->base());
+    for (Name &object : name.objects) object = tree_meant_name(tree, object);
+    return name;
+}
+
 uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, const char *password) {
     return guarded([&] {
         error_unless(object != nullptr && password != nullptr && option == login_option, ZKE_BAD_PARAMETER);
@@ -113,7 +122,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         Tree &tree = context_tree(found);
         Attempt attempt{&tree};
         // Whatever the context says of aliases: the identity is the object behind the alias.
-        EntryPtr user = tree.store->findUser(tree_meant_name(tree, context_name(found, object)));
+        EntryPtr user = tree.store->findUser(login_name(tree, found, object));
         error_unless(user != nullptr, ZKE_NO_SUCH_ENTRY);
         error_unless(tree.identity == nullptr || name_equal(tree.identity->name, user->name), ZKE_OTHER_IDENTITY);
         if (login_password_is_held_back(&tree, password)) refuse_unsent(tree);

@@ -1,6 +1,10 @@
 #include "platform/client/ldap/answer.h"
 
-#include <cstring>
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+
+#include "platform/common/nocase.h"
 
 namespace {
 
@@ -20,16 +24,37 @@ static std::vector<std::string> values_of(LDAP *ld, LDAPMessage *entry, const ch
     return values;
 }
 
-static LdapEntry entry_of(LDAP *ld, LDAPMessage *message) {
+// "member;range=0-1499": the number after the range's end; 0 for the last range, "1500-*", and where there is none.
+static size_t next_of_range(std::string_view options) {
+    constexpr std::string_view mark = ";range=";
+    size_t next = 0;
+    if (!equal_nocase(options.substr(0, mark.size()), mark)) return 0;
+    const size_t dash = std::min(options.find('-', mark.size()), options.size() - 1);
+    const char *const end = options.data() + options.size();
+    const auto [stop, error] = std::from_chars(options.data() + dash + 1, end, next);
+    return error == std::errc() && stop == end && next < SIZE_MAX ? next + 1 : 0;
+}
+
+static bool is_range(std::string_view options) {
+    return equal_nocase(options.substr(0, 7), ";range=");
+}
+
+// `number`: of the entry in the answer.
+static LdapEntry entry_of(LDAP *ld, LDAPMessage *message, size_t number, std::vector<LdapRange> *ranges) {
     LdapEntry entry;
     Text dn(ldap_get_dn(ld, message));
     entry.dn = dn == nullptr ? "" : dn.get();
     BerElement *cursor = nullptr;
     for (Text name(ldap_first_attribute(ld, message, &cursor)); name != nullptr;
          name.reset(ldap_next_attribute(ld, message, cursor))) {
+        const std::string_view whole = name.get();
+        const std::string_view options = whole.substr(std::min(whole.find(';'), whole.size()));
         // A value in one language only is not the value.
-        if (strchr(name.get(), ';') == nullptr)
-            entry.attributes.emplace_back(name.get(), values_of(ld, message, name.get()));
+        if (!options.empty() && !is_range(options)) continue;
+        const std::string attribute(whole.substr(0, whole.size() - options.size()));
+        std::vector<std::string> values = values_of(ld, message, name.get());
+        if (next_of_range(options) != 0) ranges->push_back({number, attribute, next_of_range(options)});
+        if (options.empty() || !values.empty()) entry.attributes.emplace_back(attribute, std::move(values));
     }
     ber_free(cursor, 0);
     return entry;
@@ -43,9 +68,31 @@ static std::vector<std::string> texts_of(char **list) {
     return texts;
 }
 
+static std::string cookie_of(LDAP *ld, LDAPControl **controls) {
+    LDAPControl *page = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, controls, nullptr);
+    ber_int_t estimate = 0;
+    berval cookie = {0, nullptr};
+    if (page == nullptr || ldap_parse_pageresponse_control(ld, page, &estimate, &cookie) != LDAP_SUCCESS) return "";
+    std::string found(cookie.bv_val == nullptr ? "" : cookie.bv_val, cookie.bv_val == nullptr ? 0 : cookie.bv_len);
+    ber_memfree(cookie.bv_val);
+    return found;
+}
+
+size_t ldap_answer_memory(const LdapAnswer &answer) {
+    size_t bytes = 0;
+    for (const LdapEntry &entry : answer.entries) {
+        bytes += sizeof entry + entry.dn.size();
+        for (const auto &[name, values] : entry.attributes) {
+            bytes += sizeof(std::string) + name.size() + sizeof(std::vector<std::string>);
+            for (const std::string &value : values) bytes += sizeof(std::string) + value.size();
+        }
+    }
+    return bytes;
+}
+
 int ldap_answer_read(LDAP *ld, LDAPMessage *messages, LdapAnswer *answer) {
     for (LDAPMessage *one = ldap_first_entry(ld, messages); one != nullptr; one = ldap_next_entry(ld, one))
-        answer->entries.push_back(entry_of(ld, one));
+        answer->entries.push_back(entry_of(ld, one, answer->entries.size(), &answer->ranges));
     for (LDAPMessage *one = ldap_first_reference(ld, messages); one != nullptr; one = ldap_next_reference(ld, one)) {
         char **uris = nullptr;
         if (ldap_parse_reference(ld, one, &uris, nullptr, 0) == LDAP_SUCCESS)
@@ -54,8 +101,11 @@ int ldap_answer_read(LDAP *ld, LDAPMessage *messages, LdapAnswer *answer) {
     char *text = nullptr;
     char **elsewhere = nullptr;
     // The result is the last message of the chain, and this call looks for it there.
-    const int parsed = ldap_parse_result(ld, messages, &answer->result, nullptr, &text, &elsewhere, nullptr, 0);
+    LDAPControl **controls = nullptr;
+    const int parsed = ldap_parse_result(ld, messages, &answer->result, nullptr, &text, &elsewhere, &controls, 0);
     const Text owner(text);
+    answer->cookie = cookie_of(ld, controls);
+    ldap_controls_free(controls);
     answer->referral = texts_of(elsewhere);
     answer->text = text == nullptr ? "" : text;
     return parsed;

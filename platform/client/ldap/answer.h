@@ -26,7 +26,15 @@ struct LdapSearch {
     int scope;
     std::string filter;
     std::vector<std::string> attributes;
-    int sizeLimit = 0; // 0: the server's own
+    int sizeLimit = 0;  // 0: the server's own
+    bool paged = false; // in pages, where the server knows them (RFC 2696): its limit is for each of them
+};
+
+// A part of an attribute's values: the server gives no more at once.
+struct LdapRange {
+    size_t entry;          // its number in the answer
+    std::string attribute; // without the range
+    size_t next;           // the number of the first value that is missing
 };
 
 struct LdapAnswer {
@@ -40,7 +48,14 @@ struct LdapAnswer {
     // Not empty: something of the rest could not be had, and why.
     std::string missing;
     uint32_t missingCode = 0;
+
+    // What the server has more of, for whoever reads the answer of one request.
+    std::string cookie; // of the next page (RFC 2696); empty: there is none
+    std::vector<LdapRange> ranges;
 };
+
+// About what the answer takes in memory: many small values take more than their bytes.
+size_t ldap_answer_memory(const LdapAnswer &answer);
 
 struct LdapFreeMessage {
     void operator()(LDAPMessage *message) const { ldap_msgfree(message); }

@@ -201,15 +201,75 @@ LdapAnswer LdapConnection::take(LDAPMessage *messages) {
     return answer;
 }
 
-LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadline) {
+namespace {
+
+struct FreeControl {
+    void operator()(LDAPControl *control) const { ldap_control_free(control); }
+};
+using Control = std::unique_ptr<LDAPControl, FreeControl>;
+
+} // namespace
+
+// A server that does not know pages leaves the control out of account.
+static Control page_control(LDAP *ld, const std::string &cookie) {
+    constexpr ber_int_t pageSize = 1000; // as many as servers give at most
+    berval from = {cookie.size(), const_cast<char *>(cookie.data())};
+    LDAPControl *control = nullptr;
+    ldap_create_page_control(ld, pageSize, &from, 0, &control);
+    return Control(control);
+}
+
+LdapAnswer LdapConnection::searchOnce(const LdapSearch &search, const std::string &cookie, LdapDeadline deadline) {
     begin(deadline);
     std::vector<char *> attributes;
     for (const std::string &name : search.attributes) attributes.push_back(const_cast<char *>(name.c_str()));
     attributes.push_back(nullptr);
+    const Control page = search.paged ? page_control(ld_, cookie) : nullptr;
+    LDAPControl *controls[] = {page.get(), nullptr};
     return take(ask(catalogue_text("a search"), [&](int *message) {
         return ldap_search_ext(ld_, search.base.c_str(), search.scope, search.filter.c_str(), attributes.data(), 0,
-                               nullptr, nullptr, nullptr, search.sizeLimit, message);
+                               controls, nullptr, nullptr, search.sizeLimit, message);
     }));
+}
+
+void LdapConnection::refuseTooMuch(const LdapAnswer &answer) const {
+    if (ldap_answer_memory(answer) > config_.loginLimit)
+        throw LdapTrouble(ZKE_ANSWER_TOO_LARGE, catalogue_format("%1$s: the server's answer to %2$s is too large",
+                                                                 address_.text.c_str(), catalogue_text("a search")));
+}
+
+// The values that a server leaves out of an answer because they are many: "member;range=1500-*" asks for the next ones.
+void LdapConnection::readRanges(LdapAnswer *answer, LdapDeadline deadline) {
+    std::vector<LdapRange> ranges = std::move(answer->ranges);
+    answer->ranges.clear();
+    while (!ranges.empty()) {
+        const LdapRange range = ranges.back();
+        ranges.pop_back();
+        LdapEntry &entry = answer->entries[range.entry];
+        const std::string wanted = range.attribute + ";range=" + std::to_string(range.next) + "-*";
+        LdapAnswer more = searchOnce({entry.dn, LDAP_SCOPE_BASE, "(objectClass=*)", {wanted}, 0, false}, "", deadline);
+        if (more.entries.size() != 1) continue;
+        for (auto &attribute : more.entries.front().attributes) entry.attributes.push_back(std::move(attribute));
+        if (!more.ranges.empty() && more.ranges.front().next > range.next)
+            ranges.push_back({range.entry, range.attribute, more.ranges.front().next});
+        refuseTooMuch(*answer);
+    }
+}
+
+LdapAnswer LdapConnection::search(const LdapSearch &search, LdapDeadline deadline) {
+    LdapAnswer answer = searchOnce(search, "", deadline);
+    readRanges(&answer, deadline);
+    while (!answer.cookie.empty() && search.paged && answer.result == LDAP_SUCCESS) {
+        LdapAnswer page = searchOnce(search, answer.cookie, deadline);
+        readRanges(&page, deadline);
+        answer.result = page.result;
+        answer.text = page.text;
+        answer.cookie = page.cookie;
+        std::move(page.entries.begin(), page.entries.end(), std::back_inserter(answer.entries));
+        std::move(page.references.begin(), page.references.end(), std::back_inserter(answer.references));
+        refuseTooMuch(answer);
+    }
+    return answer;
 }
 
 LdapAnswer LdapConnection::bind(const LdapIdentity &identity, LdapDeadline deadline) {

@@ -53,6 +53,9 @@ class LdapConnection {
     template <typename Send>
     LDAPMessage *ask(const char *what, Send send);
     LdapAnswer take(LDAPMessage *messages);
+    LdapAnswer searchOnce(const LdapSearch &search, const std::string &cookie, LdapDeadline deadline);
+    void readRanges(LdapAnswer *answer, LdapDeadline deadline);
+    void refuseTooMuch(const LdapAnswer &answer) const;
     LdapAnswer bindExternal(const LdapIdentity &identity);
     LdapAnswer bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline);
     std::string nameIn(LDAPMessage *answer);

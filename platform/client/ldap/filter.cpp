@@ -2,17 +2,25 @@
 
 #include <cstdio>
 
-static std::string escaped(std::string_view value) {
+static std::string escaped_byte(char c) {
+    char hex[4];
+    snprintf(hex, sizeof hex, "\\%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    return hex;
+}
+
+std::string filter_escaped(std::string_view value) {
     std::string text;
-    for (char c : value) {
-        if (c == '*' || c == '(' || c == ')' || c == '\\' || c == '\0') {
-            char hex[4];
-            snprintf(hex, sizeof hex, "\\%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
-            text += hex;
-        } else {
+    for (char c : value)
+        if (c == '*' || c == '(' || c == ')' || c == '\\' || c == '\0')
+            text += escaped_byte(c);
+        else
             text += c;
-        }
-    }
+    return text;
+}
+
+std::string filter_escaped_binary(std::string_view value) {
+    std::string text;
+    for (char c : value) text += escaped_byte(c);
     return text;
 }
 
@@ -24,7 +32,7 @@ static std::string joined(const char *kind, const std::vector<std::string> &filt
 }
 
 std::string filter_equal(std::string_view attribute, std::string_view value) {
-    return "(" + std::string(attribute) + "=" + escaped(value) + ")";
+    return "(" + std::string(attribute) + "=" + filter_escaped(value) + ")";
 }
 
 std::string filter_or(const std::vector<std::string> &filters) {

@@ -6,6 +6,11 @@
 #include <string_view>
 #include <vector>
 
+// A value as it stands in a filter. Bytes that are not text are taken as they are by no server: those of a binary
+// value have to be escaped one by one.
+std::string filter_escaped(std::string_view value);
+std::string filter_escaped_binary(std::string_view value);
+
 // "(attribute=value)", the value escaped.
 std::string filter_equal(std::string_view attribute, std::string_view value);
 

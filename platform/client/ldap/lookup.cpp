@@ -1,20 +1,55 @@
 #include "platform/client/ldap/lookup.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "platform/catalogue.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/ldap/filter.h"
+#include "platform/client/ldap/recognise.h"
 
 static constexpr int same_name_limit = 32;                       // objects of one name and different types side by side
 static constexpr const char *leaf_types[] = {"cn", "uid", "ou"}; // the likely ones, in this order
 
 LdapLookup::LdapLookup(const ConfigTree &config, const Name &base, LdapServers *askedServers)
-    : tree_(config), root_(base), entries_(config.ldap, base, config.anyText), servers_(*askedServers) {}
+    : tree_(config), root_(base), servers_(*askedServers) {}
+
+// A directory of accounts says that it is one; the others differ in their classes.
+SitePreset LdapLookup::recognise() {
+    constexpr const char *activeDirectory = "1.2.840.113556.1.4.800";
+    const RootDse root = readRootDse();
+    if (std::find(root.capabilities.begin(), root.capabilities.end(), activeDirectory) != root.capabilities.end())
+        return SitePreset::activeDirectory;
+    const LdapAnswer answer =
+        servers_.search({root.subschema, LDAP_SCOPE_BASE, "(objectClass=subschema)", {"objectClasses"}});
+    if (root.subschema.empty() || answer.entries.empty()) {
+        throw DataError(tree_.name + ": " +
+                        catalogue_text("the server does not show its schema: set schema to the one it has"));
+    }
+    return ldap_recognised_schema(answer.entries.front());
+}
+
+const LdapEntries &LdapLookup::entries() {
+    if (entries_ == nullptr) {
+        ConfigLdap config = tree_.ldap;
+        if (config.schema == SitePreset::automatic) {
+            config.schema = recognise();
+            if (config.trace)
+                fprintf(stderr, "Tree %s: schema %s.\n", tree_.name.c_str(), site_preset_name(config.schema));
+        }
+        entries_ = std::make_unique<LdapEntries>(config, root_, tree_.anyText);
+    }
+    return *entries_;
+}
+
+std::string LdapLookup::dnOf(const Name &name) const {
+    const EntryPtr entry = kept(name);
+    return entry == nullptr ? name_to_dn(name, root_) : dnOf(*entry);
+}
 
 LdapAnswer LdapLookup::search(const Name &below, int scope, const std::string &filter, bool withMembers,
                               int sizeLimit) {
-    LdapSearch wanted = {name_to_dn(below, root_), scope, filter, entries_.attributes(withMembers), sizeLimit};
+    LdapSearch wanted = {name_to_dn(below, root_), scope, filter, entries().attributes(withMembers), sizeLimit};
     LdapAnswer answer = servers_.search(wanted);
     anythingSeen_ = anythingSeen_ || !answer.entries.empty();
     if (!answer.missing.empty()) {
@@ -24,13 +59,22 @@ LdapAnswer LdapLookup::search(const Name &below, int scope, const std::string &f
     return answer;
 }
 
-std::vector<std::string> LdapLookup::namingContexts() {
-    std::vector<std::string> contexts;
-    LdapAnswer answer = servers_.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"namingContexts"}});
-    for (const LdapEntry &entry : answer.entries)
-        for (const auto &attribute : entry.attributes)
-            contexts.insert(contexts.end(), attribute.second.begin(), attribute.second.end());
-    return contexts;
+LdapLookup::RootDse LdapLookup::readRootDse() {
+    RootDse root;
+    const LdapAnswer answer =
+        servers_.search({"",
+                         LDAP_SCOPE_BASE,
+                         "(objectClass=*)",
+                         {"namingContexts", "defaultNamingContext", "supportedCapabilities", "subschemaSubentry"}});
+    for (const LdapEntry &entry : answer.entries) {
+        for (const auto &[name, values] : entry.attributes) {
+            if (equal_nocase(name, "namingContexts")) root.contexts = values;
+            if (equal_nocase(name, "supportedCapabilities")) root.capabilities = values;
+            if (equal_nocase(name, "defaultNamingContext") && !values.empty()) root.defaultContext = values.front();
+            if (equal_nocase(name, "subschemaSubentry") && !values.empty()) root.subschema = values.front();
+        }
+    }
+    return root;
 }
 
 const Name &LdapLookup::searchBase() {
@@ -43,8 +87,11 @@ const Name &LdapLookup::searchBase() {
     } else if (!root_.empty()) {
         searchBases_.emplace_back();
     } else {
-        for (const std::string &context : namingContexts())
+        const RootDse root = readRootDse();
+        for (const std::string &context : root.contexts)
             if (name_parse_dn(context, root_, &found, nullptr)) searchBases_.push_back(found);
+        if (searchBases_.size() != 1 && name_parse_dn(root.defaultContext, root_, &found, nullptr) && !found.empty())
+            searchBases_ = {found};
         if (searchBases_.size() != 1) {
             searchBases_.clear();
             throw DataError(
@@ -56,7 +103,7 @@ const Name &LdapLookup::searchBase() {
 }
 
 EntryPtr LdapLookup::keep(const LdapEntry &readEntry) {
-    EntryPtr entry = entries_.make(readEntry);
+    EntryPtr entry = entries().make(readEntry);
     if (entry != nullptr) {
         std::vector<EntryPtr> &same = read_[name_key(entry->name)];
         for (const EntryPtr &one : same)
@@ -87,6 +134,10 @@ bool LdapLookup::fitSearchBase(const Name &name) {
     return name_key(top) == name_key(startTop) && name_types_agree(top, startTop);
 }
 
+static bool may_be_account(const Name &name) {
+    return !name.empty() && (name.front().type.empty() || name.front().type == "cn");
+}
+
 // Names with types that the name may mean, the likely ones first: those of its containers before its own.
 std::vector<Name> LdapLookup::guesses(const Name &name) {
     const Name &start = searchBase();
@@ -101,7 +152,12 @@ std::vector<Name> LdapLookup::guesses(const Name &name) {
         found.push_back(full);
         return found;
     }
+    // The likely type of a user first.
+    const std::string &user = schema().userType;
+    full.front().type = user;
+    found.push_back(full);
     for (const char *type : leaf_types) {
+        if (type == user) continue;
         full.front().type = type;
         found.push_back(full);
     }
@@ -113,9 +169,10 @@ std::vector<Name> LdapLookup::guesses(const Name &name) {
 void LdapLookup::readGuesses(const Name &name) {
     std::vector<std::string> filters;
     for (const Name &guess : guesses(name))
-        if (kept(guess) == nullptr) filters.push_back(filter_equal("entryDN", name_to_dn(guess, root_)));
+        if (kept(guess) == nullptr) filters.push_back(filter_equal(schema().dnAttribute, name_to_dn(guess, root_)));
     if (!anythingSeen_ && searchBase().size() < name.size())
-        filters.push_back(filter_equal("entryDN", name_to_dn(searchBase(), root_)));
+        filters.push_back(filter_equal(schema().dnAttribute, name_to_dn(searchBase(), root_)));
+    if (isOfAccounts() && may_be_account(name)) filters.push_back(filter_equal(schema().userName, name.front().value));
     for (const LdapEntry &entry : search(searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), true).entries)
         keep(entry);
 }
@@ -125,6 +182,7 @@ EntryPtr LdapLookup::readLevel(const Name &parent, const NamePart &part) {
     if (!part.type.empty()) filters.push_back(filter_equal(part.type, part.value));
     for (const char *type : name_usual_types)
         if (part.type.empty()) filters.push_back(filter_equal(type, part.value));
+    if (isOfAccounts() && may_be_account({part})) filters.push_back(filter_equal(schema().userName, part.value));
     // A full list says that the name is common; those that came are as good as any.
     LdapAnswer answer = search(parent, LDAP_SCOPE_ONELEVEL, filter_or(filters), true, same_name_limit);
     for (const LdapEntry &entry : answer.entries) keep(entry);
@@ -190,7 +248,7 @@ void LdapLookup::refuseWrongBase() {
     if (anythingSeen_ || wanted.empty() || tree_.ldap.referrals || !name_parse_dn(wanted, {}, &place, nullptr)) return;
     std::string shown;
     try {
-        for (const std::string &context : namingContexts()) {
+        for (const std::string &context : readRootDse().contexts) {
             Name held;
             if (!name_parse_dn(context, {}, &held, nullptr) ||
                 (held.size() <= place.size() && name_equal(held, name_above(place, place.size() - held.size()))))

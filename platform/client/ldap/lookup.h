@@ -3,6 +3,7 @@
 #ifndef PLATFORM_CLIENT_LDAP_LOOKUP_H
 #define PLATFORM_CLIENT_LDAP_LOOKUP_H
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -43,18 +44,34 @@ class LdapLookup {
     // where the directory has shown anything at all.
     std::optional<Name> unseen(const Name &name);
 
+    bool showsNothing() const { return !anythingSeen_; }
+
     // Asks the server for its naming contexts when the directory has shown nothing: DataError when the base or
     // search_base of the configuration is in none of them. Nothing happens where the server does not say.
     void refuseWrongBase();
 
-    // The name that this tree gives to an attribute.
-    const std::string &siteName(const char *ldap) const { return entries_.siteName(ldap); }
+    // What the tree's servers call things; a server may be asked for that.
+    const SiteSchema &schema() { return entries().schema(); }
+    // Users are known by an account's name, and nobody is shown anything before a login.
+    bool isOfAccounts() { return !schema().userName.empty(); }
+
+    // The DN of an entry, and of a name that may be one of an entry that has been read.
+    std::string dnOf(const Entry &entry) const { return entry.dn.empty() ? name_to_dn(entry.name, root_) : entry.dn; }
+    std::string dnOf(const Name &name) const;
 
     // Another user may read other things.
     void forget();
 
   private:
-    std::vector<std::string> namingContexts();
+    // What the server says of itself.
+    struct RootDse {
+        std::vector<std::string> contexts, capabilities;
+        std::string defaultContext, subschema;
+    };
+
+    const LdapEntries &entries();
+    RootDse readRootDse();
+    SitePreset recognise();
     std::vector<Name> guesses(const Name &name);
     void readGuesses(const Name &name);
     EntryPtr readByLevels(const Name &name);
@@ -63,7 +80,7 @@ class LdapLookup {
 
     const ConfigTree &tree_;
     Name root_;
-    LdapEntries entries_;
+    std::unique_ptr<LdapEntries> entries_; // null until it is known what the servers call things
     LdapServers &servers_;
     std::vector<Name> searchBases_; // one, once it is known
     bool anythingSeen_ = false;

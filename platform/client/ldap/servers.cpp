@@ -1,6 +1,7 @@
 #include "platform/client/ldap/servers.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "platform/catalogue.h"
@@ -16,20 +17,19 @@ static bool is_servers_trouble(int result) {
     return std::find(std::begin(results), std::end(results), result) != std::end(results);
 }
 
-// About what the answer takes in memory: many small values take more than their bytes.
-static size_t memory_of(const LdapAnswer &answer) {
-    size_t bytes = 0;
-    for (const LdapEntry &entry : answer.entries) {
-        bytes += sizeof entry + entry.dn.size();
-        for (const auto &[name, values] : entry.attributes) {
-            bytes += sizeof(std::string) + name.size() + sizeof(std::vector<std::string>);
-            for (const std::string &value : values) bytes += sizeof(std::string) + value.size();
-        }
-    }
-    return bytes;
+// A directory of accounts shows a connection without a login nothing, and says so in the text alone.
+static bool wants_login(const LdapAnswer &answer) {
+    constexpr const char *notAuthenticated[] = {"000004DC", "00002020"};
+    return answer.result == LDAP_OPERATIONS_ERROR &&
+           std::any_of(std::begin(notAuthenticated), std::end(notAuthenticated),
+                       [&](const char *code) { return answer.text.compare(0, strlen(code), code) == 0; });
 }
 
 static LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
+    if (wants_login(answer)) {
+        throw CodedError(ZKE_NO_ACCESS,
+                         catalogue_format("%s: the server shows nothing without a login", connection.uri().c_str()));
+    }
     if (is_servers_trouble(answer.result)) {
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE,
                           catalogue_format("%1$s: the server reports: %2$s", connection.uri().c_str(),
@@ -121,7 +121,7 @@ bool LdapServers::haveDistrusted() const {
 }
 
 void LdapServers::count(const LdapAnswer &answer) {
-    counted_ += memory_of(answer);
+    counted_ += ldap_answer_memory(answer);
     if (counted_ > config_.loginLimit) {
         // A server has answered: no reason to take a copy.
         throw CodedError(

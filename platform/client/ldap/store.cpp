@@ -1,10 +1,13 @@
 #include "platform/client/ldap/store.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <unordered_set>
 
 #include "platform/catalogue.h"
 #include "platform/client/core/entry_find.h"
 #include "platform/client/core/errors.h"
+#include "platform/client/core/nested_groups.h"
 #include "platform/client/core/values.h"
 #include "platform/client/ldap/filter.h"
 
@@ -25,64 +28,240 @@ EntryPtr LdapStore::find(const Name &name, Aliases aliases) {
     return entry_find(name, aliases, root_, at, above);
 }
 
+static std::string user_filter(const SiteSchema &schema, const std::string &value) {
+    std::vector<std::string> filters;
+    for (const std::string &attribute : schema.loginAttributes) filters.push_back(filter_equal(attribute, value));
+    return filter_or(filters);
+}
+
+std::vector<EntryPtr> LdapStore::usersNamed(const std::string &value) {
+    constexpr int limit = 100; // what has the value and is no user may be among them
+    const LdapAnswer answer =
+        objects_.search(objects_.searchBase(), LDAP_SCOPE_SUBTREE, user_filter(objects_.schema(), value), false, limit);
+    std::vector<EntryPtr> users;
+    for (const LdapEntry &one : answer.entries) {
+        const EntryPtr entry = objects_.keep(one);
+        if (entry != nullptr && entry->isClass("User")) users.push_back(entry);
+    }
+    if (users.empty() && !answer.missing.empty()) throw LdapTrouble(answer.missingCode, answer.missing);
+    return users;
+}
+
 // Who has logged in from here before is most likely there still: whether that is so turns out at the login. Only where
 // the name would mean that object if there were others of the same name, too. A login without a password says what is
 // wrong with it in other ways than by the user's name, with referrals the object's server has to be found, and the copy
 // of a login for work offline is that of whom the server means.
-EntryPtr LdapStore::findUser(const Name &name) {
-    const bool mayAssume = !loggedIn_ && tree_.ldap.needsPassword() && !tree_.ldap.referrals && !tree_.ldap.offline;
+EntryPtr LdapStore::findUser(const LoginName &name) {
+    const bool mayAssume = !loggedIn_ && tree_.ldap.needsPassword() && !tree_.ldap.referrals && !tree_.ldap.offline &&
+                           tree_.ldap.schema != SitePreset::automatic && name.objects.size() == 1 &&
+                           !name.attributeFirst;
+    account_ = {};
     assumed_ = mayAssume ? keeper_.lastReader() : nullptr;
-    if (assumed_ != nullptr && name_key(assumed_->name) == name_key(name)) {
-        const std::optional<Name> likely = objects_.likely(name);
+    if (assumed_ != nullptr && !objects_.isOfAccounts() && name_key(assumed_->name) == name_key(name.objects.front())) {
+        const std::optional<Name> likely = objects_.likely(name.objects.front());
         if (likely && name_equal(*likely, assumed_->name)) {
             assumedName_ = name;
             return assumed_;
         }
     }
     assumed_.reset();
-    return userSeen(name);
+    return objects_.isOfAccounts() && !loggedIn_ ? accountOf(name) : userSeen(name);
 }
 
-// A directory that shows nothing anonymously does not say who exists: the usual form of the name is assumed.
-EntryPtr LdapStore::userSeen(const Name &name) {
-    if (EntryPtr user = find(name, Aliases::follow)) return user;
-    const std::optional<Name> likely = objects_.unseen(name);
-    if (!likely) {
-        objects_.refuseWrongBase();
-        return nullptr;
-    }
+static EntryPtr unseen_user(const Name &name) {
     auto made = std::make_shared<Entry>();
-    made->name = *likely;
+    made->name = name;
     made->entryClass = schema_class_of({"person"});
     return made;
 }
 
-std::string LdapStore::groupFilter(const std::string &dn) const {
+// A directory that shows nothing anonymously does not say who exists: the usual form of the name is assumed.
+EntryPtr LdapStore::userSeen(const LoginName &name) {
+    if (EntryPtr user = DirectoryStore::findUser(name)) return user;
+    const bool isMailName = name.attribute.find('@') != std::string::npos;
+    for (const Name &object : name.objects) {
+        const std::optional<Name> likely = isMailName ? std::nullopt : objects_.unseen(object);
+        if (likely) return unseen_user(*likely);
+    }
+    if (objects_.showsNothing() && name.attributeFirst) {
+        if (!isMailName) { // one without a container is right below the place where users are searched
+            Name user = objects_.searchBase();
+            user.insert(user.begin(), {objects_.schema().userType, name.attribute});
+            return unseen_user(user);
+        }
+        throw CodedError(ZKE_NO_ACCESS,
+                         catalogue_format("%1$s: the server shows no users before a login: add the context of %2$s, or "
+                                          "set default_context",
+                                          tree_.name.c_str(), name.attribute.c_str()));
+    }
+    objects_.refuseWrongBase();
+    return nullptr;
+}
+
+// The DNS name of a directory of accounts is that of its entries.
+std::string LdapStore::accountDomain() {
+    Name place = objects_.searchBase();
+    Name above;
+    name_parse_dn(tree_.base, {}, &above, nullptr);
+    place.insert(place.end(), above.begin(), above.end());
+    std::string domain;
+    for (const NamePart &part : place)
+        if (part.type == "dc") domain += (domain.empty() ? "" : ".") + part.value;
+    return domain;
+}
+
+// Such a directory takes accounts by their own names: which entry is theirs it shows after the login.
+EntryPtr LdapStore::accountOf(const LoginName &name) {
+    Account account;
+    std::string leaf = name.attribute;
+    if (!name.account.empty()) {
+        account.bindName = name.domain + "\\" + name.account;
+        leaf = name.account;
+    } else if (name.attribute.empty() && !name.objects.empty() && !name.objects.front().front().type.empty()) {
+        account.bindName = name_to_dn(name.objects.front(), root_);
+        account.filter = filter_equal(objects_.schema().dnAttribute, account.bindName);
+    } else if (name.attribute.find('@') != std::string::npos) {
+        account.bindName = name.attribute;
+        const size_t at = name.attribute.rfind('@');
+        leaf = equal_nocase(name.attribute.substr(at + 1), accountDomain()) ? name.attribute.substr(0, at) : "";
+    } else {
+        for (const Name &object : name.objects) {
+            if (name.attributeFirst || !objects_.likely(object)) continue;
+            account.wanted = object;
+            leaf = object.front().value;
+            break;
+        }
+        account.bindName = leaf + "@" + accountDomain();
+    }
+    if (account.filter.empty()) {
+        account.exact = account.bindName;
+        std::vector<std::string> filters = {filter_equal("userPrincipalName", account.bindName)};
+        if (!leaf.empty()) filters.push_back(filter_equal(objects_.schema().userName, leaf));
+        account.filter = filter_or(filters);
+    }
+    account.entry = unseen_user({{"cn", leaf.empty() ? account.bindName : leaf}});
+    account_ = account;
+    return account.entry;
+}
+
+// The directory takes a principal's name before an account's.
+EntryPtr LdapStore::readAccount(const Account &account) {
+    const LdapAnswer answer = objects_.search(objects_.searchBase(), LDAP_SCOPE_SUBTREE, account.filter, false, 10);
+    std::vector<EntryPtr> found;
+    for (const LdapEntry &one : answer.entries) {
+        const EntryPtr entry = objects_.keep(one);
+        if (entry == nullptr || !entry->isClass("User")) continue;
+        for (const auto &[name, values] : one.attributes)
+            if (equal_nocase(name, "userPrincipalName") && !values.empty() &&
+                equal_nocase(values.front(), account.exact))
+                return entry;
+        found.push_back(entry);
+    }
+    if (found.size() != 1) return nullptr;
+    const bool isWanted = account.wanted.empty() || (name_key(account.wanted) == name_key(found.front()->name) &&
+                                                     name_may_be(account.wanted, found.front()->name));
+    error_unless(isWanted, ZKE_NO_SUCH_ENTRY);
+    return found.front();
+}
+
+std::string LdapStore::memberFilter(const std::string &dn) {
+    const SiteSchema &schema = objects_.schema();
     return filter_or(
-        {filter_equal(objects_.siteName("member"), dn), filter_equal(objects_.siteName("uniqueMember"), dn)});
+        {filter_equal(schema.attributeOf("member"), dn), filter_equal(schema.attributeOf("uniqueMember"), dn)});
+}
+
+// Groups of accounts have their members' names, the others their DNs.
+std::string LdapStore::groupFilter(const Entry &entry) {
+    const SiteSchema &schema = objects_.schema();
+    std::vector<std::string> filters = {memberFilter(objects_.dnOf(entry))};
+    const std::string *account = schema.listsAccounts ? entry.first("uid") : nullptr;
+    if (account != nullptr) filters.push_back(filter_equal("memberUid", *account));
+    return filter_or(filters);
+}
+
+// `member`: for messages.
+std::vector<Name> LdapStore::readGroups(const std::string &filter, const Name &member) {
+    LdapSearch wanted = {objects_.dnOf(objects_.searchBase()), LDAP_SCOPE_SUBTREE, filter, {LDAP_NO_ATTRS}};
+    wanted.paged = true;
+    LdapAnswer answer = servers_.search(wanted);
+    if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
+        throw DataError(
+            catalogue_format("%1$s: the list of groups of %2$s is incomplete: server size limit exceeded after %3$zu",
+                             tree_.name.c_str(), name_to_dotted(member, true).c_str(), answer.entries.size()));
+    }
+    if (!answer.missing.empty())
+        throw CodedError(answer.missingCode, answer.missing); // no list of groups is better than a short one
+    std::vector<Name> names;
+    for (const LdapEntry &one : answer.entries) {
+        Name name;
+        if (name_parse_dn(one.dn, root_, &name, nullptr) &&
+            (one.origin.server.empty() ||
+             std::none_of(names.begin(), names.end(), [&](const Name &known) { return name_equal(known, name); })))
+            names.push_back(std::move(name)); // two servers may have the same one
+    }
+    return names;
+}
+
+static void add_new(const std::vector<Name> &found, std::vector<Name> *groups) {
+    std::unordered_set<std::string> known;
+    for (const Name &group : *groups) known.insert(name_fold(name_to_dotted(group, true)));
+    for (const Name &group : found)
+        if (known.insert(name_fold(name_to_dotted(group, true))).second) groups->push_back(group);
+}
+
+// The group that an account has without being its member: the domain's part of the account's own identifier, with the
+// group's number at its end (MS-DTYP 2.4.2).
+std::vector<Name> LdapStore::readPrimaryGroup(const Entry &entry) {
+    constexpr size_t numberSize = 4, shortest = 8 + numberSize;
+    const LdapAnswer answer =
+        servers_.search({objects_.dnOf(entry), LDAP_SCOPE_BASE, "(objectClass=*)", {"objectSid", "primaryGroupID"}});
+    std::string identifier;
+    uint32_t number = 0;
+    for (const LdapEntry &one : answer.entries) {
+        for (const auto &[name, values] : one.attributes) {
+            if (equal_nocase(name, "objectSid") && !values.empty()) identifier = values.front();
+            if (equal_nocase(name, "primaryGroupID") && !values.empty())
+                number = static_cast<uint32_t>(strtoul(values.front().c_str(), nullptr, 10));
+        }
+    }
+    if (identifier.size() < shortest || number == 0) return {};
+    for (size_t i = 0; i < numberSize; i++)
+        identifier[identifier.size() - numberSize + i] = static_cast<char>(number >> (8 * i));
+    return readGroups("(objectSid=" + filter_escaped_binary(identifier) + ")", entry.name);
+}
+
+// A directory of accounts finds the groups of groups itself.
+void LdapStore::addChain(const Entry &entry, std::vector<Name> *groups) {
+    const std::vector<Name> primary = readPrimaryGroup(entry);
+    add_new(primary, groups);
+    if (!tree_.nestedGroups) return;
+    std::vector<std::string> members = {objects_.dnOf(entry)};
+    for (const Name &group : primary) members.push_back(objects_.dnOf(group));
+    std::vector<std::string> filters;
+    for (const std::string &dn : members)
+        filters.push_back("(" + objects_.schema().attributeOf("member") +
+                          ":1.2.840.113556.1.4.1941:=" + filter_escaped(dn) + ")");
+    add_new(readGroups(filter_or(filters), entry.name), groups);
+}
+
+void LdapStore::addNested(const Entry &entry, std::vector<Name> *groups) {
+    const auto level = [&](const std::vector<Name> &members) {
+        std::vector<std::string> filters;
+        for (const Name &member : members) filters.push_back(memberFilter(name_to_dn(member, root_)));
+        return readGroups(filter_or(filters), entry.name);
+    };
+    nested_groups_add(tree_.name, entry.name, level, groups);
 }
 
 std::vector<Name> LdapStore::groupsOf(const Entry &entry) {
-    std::string dn = name_to_dn(entry.name, root_);
+    const std::string dn = objects_.dnOf(entry);
     if (groups_.count(dn) == 0) {
-        LdapSearch wanted = {
-            name_to_dn(objects_.searchBase(), root_), LDAP_SCOPE_SUBTREE, groupFilter(dn), {LDAP_NO_ATTRS}};
-        LdapAnswer answer = servers_.search(wanted);
-        if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
-            throw DataError(catalogue_format(
-                "%1$s: the list of groups of %2$s is incomplete: server size limit exceeded after %3$zu",
-                tree_.name.c_str(), name_to_dotted(entry.name, true).c_str(), answer.entries.size()));
-        }
-        if (!answer.missing.empty())
-            throw CodedError(answer.missingCode, answer.missing); // no list of groups is better than a short one
-        std::vector<Name> &names = groups_[dn];
-        for (const LdapEntry &one : answer.entries) {
-            Name name;
-            if (name_parse_dn(one.dn, root_, &name, nullptr) &&
-                (one.origin.server.empty() ||
-                 std::none_of(names.begin(), names.end(), [&](const Name &known) { return name_equal(known, name); })))
-                names.push_back(std::move(name)); // two servers may have the same one
-        }
+        std::vector<Name> groups = readGroups(groupFilter(entry), entry.name);
+        if (objects_.isOfAccounts())
+            addChain(entry, &groups);
+        else if (tree_.nestedGroups)
+            addNested(entry, &groups);
+        groups_[dn] = std::move(groups);
     }
     return groups_[dn];
 }
@@ -111,7 +290,7 @@ void LdapStore::readSession(const Entry &user) {
         own.push_back(name_above(user.name, i));
     if (const std::string *profile = user.first("qrtProfile"))
         own.push_back(value_parse(schema_dn, *profile, root_).name);
-    for (const Name &name : own) filters.push_back(filter_equal("entryDN", name_to_dn(name, root_)));
+    for (const Name &name : own) filters.push_back(filter_equal(objects_.schema().dnAttribute, objects_.dnOf(name)));
     LdapAnswer answer = objects_.search(objects_.searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), false);
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) return; // each is asked for when it is wanted
     if (!copyServes) return keepSite(answer, user.name);
@@ -182,12 +361,12 @@ Verdict LdapStore::verdictOf(const LdapAnswer &answer, const Entry &user) const 
 Verdict LdapStore::checkPassword(const Entry &entry, const char *password) {
     // A server treats a bind with an empty password as anonymous, and accepts it.
     if (*password == '\0') return Verdict::wrongPassword;
-    return verdictOf(servers_.tryPassword({name_to_dn(entry.name, root_), password}, objects_.origin(entry.name)),
-                     entry);
+    return verdictOf(servers_.tryPassword({objects_.dnOf(entry), password}, objects_.origin(entry.name)), entry);
 }
 
 LdapAnswer LdapStore::bind(const Entry &user, const char *password) {
-    return servers_.login({name_to_dn(user.name, root_), password}, objects_.origin(user.name));
+    const std::string who = &user == account_.entry.get() ? account_.bindName : objects_.dnOf(user);
+    return servers_.login({who, password}, objects_.origin(user.name));
 }
 
 // A user who was assumed has not been let in: perhaps the name means another one by now, or nobody. Where no server
@@ -232,8 +411,12 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
     forget();
     user_ = asked.name;
     try {
-        readSession(asked);
-        if (EntryPtr user = find(asked.name, Aliases::keep)) return user;
+        const bool isAccount = &asked == account_.entry.get();
+        const EntryPtr own = isAccount ? readAccount(account_) : nullptr;
+        if (own != nullptr) user_ = own->name;
+        if (own != nullptr || !isAccount) readSession(own == nullptr ? asked : *own);
+        if (own != nullptr) return own;
+        if (EntryPtr user = isAccount ? nullptr : find(asked.name, Aliases::keep)) return user;
     } catch (const LdapTrouble &trouble) {
         throw CodedError(trouble.code, trouble.what()); // no copy stands in for a server that has answered
     }

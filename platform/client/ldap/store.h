@@ -24,7 +24,8 @@ class LdapStore : public ServersStore {
     // wrong afterwards is a CodedError.
     const Name &base() const override { return root_; }
     EntryPtr find(const Name &name, Aliases aliases) override;
-    EntryPtr findUser(const Name &name) override;
+    std::vector<EntryPtr> usersNamed(const std::string &value) override;
+    EntryPtr findUser(const LoginName &name) override;
     std::vector<Name> groupsOf(const Entry &entry) override;
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
@@ -38,10 +39,27 @@ class LdapStore : public ServersStore {
     size_t countRead() const override { return objects_.countKept(); }
 
   private:
-    EntryPtr userSeen(const Name &name);
+    // A user of accounts, who is not looked up before the login.
+    struct Account {
+        EntryPtr entry;
+        std::string bindName;
+        std::string filter; // finds the user's entry
+        std::string exact;  // the value of userPrincipalName that comes before all others
+        Name wanted;        // not empty: the name that the entry must have
+    };
+
+    EntryPtr userSeen(const LoginName &name);
+    EntryPtr accountOf(const LoginName &name);
+    EntryPtr readAccount(const Account &account);
+    std::string accountDomain();
     LdapAnswer bind(const Entry &user, const char *password);
     void bindAsSeen(EntryPtr *user, const char *password, LdapAnswer *answer);
-    std::string groupFilter(const std::string &dn) const;
+    std::string memberFilter(const std::string &dn);
+    std::string groupFilter(const Entry &entry);
+    std::vector<Name> readGroups(const std::string &filter, const Name &member);
+    void addNested(const Entry &entry, std::vector<Name> *groups);
+    void addChain(const Entry &entry, std::vector<Name> *groups);
+    std::vector<Name> readPrimaryGroup(const Entry &entry);
     EntryPtr readUser(const Entry &asked);
     void readSession(const Entry &user);
     void readSite();
@@ -57,8 +75,9 @@ class LdapStore : public ServersStore {
     LdapLookup objects_{tree_, root_, &servers_};
     std::unordered_map<std::string, std::vector<Name>> groups_; // by the member's DN
     SiteKeeper &keeper_;
-    Name assumedName_; // what stands for `assumed_`, the user whom nobody has looked up
+    LoginName assumedName_; // what stands for `assumed_`, the user whom nobody has looked up
     EntryPtr assumed_;
+    Account account_; // of the last name that was to log in; no entry: the name was looked up
     bool siteRead_ = false;
     std::vector<EntryPtr> site_;
     std::string siteMissing_; // as in LdapAnswer

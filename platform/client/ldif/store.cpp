@@ -8,6 +8,7 @@
 #include "platform/catalogue.h"
 #include "platform/client/core/entry_find.h"
 #include "platform/client/core/errors.h"
+#include "platform/client/core/nested_groups.h"
 #include "platform/client/core/password.h"
 #include "platform/client/core/plain_values.h"
 #include "platform/client/core/values.h"
@@ -42,8 +43,8 @@ struct KnownAttribute {
 class LdifStore : public DirectoryStore {
   public:
     // A copy contains what servers have shown, which may lack what a file must have.
-    LdifStore(LdifReader reader, const Name &base, bool findsAnyName, bool isACopy)
-        : reader_(std::move(reader)), root_(base), anyName_(findsAnyName), isCopy_(isACopy) {}
+    LdifStore(LdifReader reader, std::string treeName, const Name &base, const LdifOptions &options, bool isACopy)
+        : reader_(std::move(reader)), shown_(std::move(treeName)), root_(base), options_(options), isCopy_(isACopy) {}
 
     void load();
     size_t size() const { return nodes_.size(); }
@@ -51,12 +52,13 @@ class LdifStore : public DirectoryStore {
     const Name &base() const override { return root_; }
     EntryPtr find(const Name &name, Aliases aliases) override;
     std::vector<Name> groupsOf(const Entry &entry) override;
+    std::vector<EntryPtr> usersNamed(const std::string &value) override;
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
     Verdict checkPassword(const Entry &entry, const char *password) override;
 
   private:
-    bool isShown(const Entry &entry) const { return anyName_ || entry_name_is_plain(entry); }
+    bool isShown(const Entry &entry) const { return options_.anyName || entry_name_is_plain(entry); }
 
     void add(const LdifRecord &record);
     void viewDn(const LdifRecord &record);
@@ -68,6 +70,7 @@ class LdifStore : public DirectoryStore {
     const SchemaClass *classOf(const LdifRecord &record);
     void checkEntry(const LdifRecord &record, const SchemaClass &entryClass);
 
+    std::vector<Name> directGroupsOf(const Name &member);
     uint32_t numberOf(const Name &name) const;
     EntryPtr entry(uint32_t number);
     std::shared_ptr<Entry> made(uint32_t number);
@@ -77,8 +80,9 @@ class LdifStore : public DirectoryStore {
     std::string unusablePassword(const LdifRecord &record, const Entry &entry);
 
     LdifReader reader_;
+    std::string shown_; // the file, for messages
     Name root_;
-    bool anyName_;
+    LdifOptions options_;
     bool isCopy_;
     NameIndex names_;
     std::vector<Node> nodes_;     // by the numbers of their names
@@ -131,13 +135,44 @@ EntryPtr LdifStore::find(const Name &name, Aliases aliases) {
     return entry_find(name, aliases, root_, at, at);
 }
 
+std::vector<EntryPtr> LdifStore::usersNamed(const std::string &value) {
+    const std::string wanted = name_fold(value);
+    std::vector<const SchemaAttribute *> naming;
+    for (const std::string &attribute : options_.loginAttributes) naming.push_back(schema_find_ldap(attribute));
+    std::vector<EntryPtr> found;
+    for (uint32_t number = 0; number < names_.size(); number++) {
+        const std::shared_ptr<Entry> user = made(number);
+        const auto isIt = [&](const EntryValue &one) {
+            return std::find(naming.begin(), naming.end(), one.attribute) != naming.end() &&
+                   name_fold(one.text) == wanted;
+        };
+        if (user->isClass("User") && isShown(*user) && std::any_of(user->values.begin(), user->values.end(), isIt))
+            found.push_back(entry(number));
+    }
+    return found;
+}
+
 std::vector<Name> LdifStore::groupsOf(const Entry &entry) {
+    std::vector<Name> groups = directGroupsOf(entry.name);
+    if (options_.nestedGroups) {
+        const auto level = [this](const std::vector<Name> &members) {
+            std::vector<Name> found;
+            for (const Name &member : members)
+                for (Name &group : directGroupsOf(member)) found.push_back(std::move(group));
+            return found;
+        };
+        nested_groups_add(shown_, entry.name, level, &groups);
+    }
+    return groups;
+}
+
+std::vector<Name> LdifStore::directGroupsOf(const Name &memberName) {
     const auto before = [](const Member &a, const Member &b) {
         return a.hash != b.hash ? a.hash < b.hash : a.group < b.group;
     };
     if (!membersSorted_) std::sort(members_.begin(), members_.end(), before);
     membersSorted_ = true;
-    const uint32_t hash = keyed_hash(name_key(entry.name));
+    const uint32_t hash = keyed_hash(name_key(memberName));
     std::vector<Name> found;
     auto member = std::lower_bound(members_.begin(), members_.end(), Member{hash, 0}, before);
     for (uint32_t last = no_name; member != members_.end() && member->hash == hash; last = member++->group) {
@@ -145,7 +180,7 @@ std::vector<Name> LdifStore::groupsOf(const Entry &entry) {
         // The hash is not all of the name: ask the group itself.
         const std::shared_ptr<Entry> group = made(member->group);
         const auto isIt = [&](const EntryValue &value) {
-            return is_member(value.attribute) && name_equal(value_parse(schema_dn, value.text, root_).name, entry.name);
+            return is_member(value.attribute) && name_equal(value_parse(schema_dn, value.text, root_).name, memberName);
         };
         if (std::any_of(group->values.begin(), group->values.end(), isIt)) found.push_back(group->name);
     }
@@ -362,19 +397,22 @@ std::string LdifStore::unusablePassword(const LdifRecord &record, const Entry &e
 
 } // namespace
 
-static std::unique_ptr<LdifStore> load(LdifReader reader, const Name &base, bool anyName, bool isACopy) {
-    auto store = std::make_unique<LdifStore>(std::move(reader), base, anyName, isACopy);
+static std::unique_ptr<LdifStore> load(LdifReader reader, const std::string &shown, const Name &base,
+                                       const LdifOptions &options, bool isACopy) {
+    auto store = std::make_unique<LdifStore>(std::move(reader), shown, base, options, isACopy);
     store->load();
     return store;
 }
 
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
-                                                size_t *objects, bool anyName) {
-    std::unique_ptr<LdifStore> store = load(LdifReader(path, shown), base, anyName, false);
+                                                size_t *objects, const LdifOptions &options) {
+    std::unique_ptr<LdifStore> store = load(LdifReader(path, shown), shown, base, options, false);
     if (objects != nullptr) *objects = store->size();
     return store;
 }
 
 std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base) {
-    return load(LdifReader(std::move(text), shown), base, true, true);
+    LdifOptions options;
+    options.anyName = true;
+    return load(LdifReader(std::move(text), shown), shown, base, options, true);
 }

@@ -8,12 +8,17 @@
 #include "platform/client/core/directory_store.h"
 #include "platform/client/ldif/reader.h"
 
+struct LdifOptions {
+    bool anyName = false;      // entries with control characters in their names are found, too
+    bool nestedGroups = false; // groups of groups count as their members'
+    std::vector<std::string> loginAttributes = {"cn", "uid", "mail"}; // name users; all of them in the schema
+};
+
 // Reads the whole file. Throws DataError, with file and line, for anything that a directory could not take: an entry
 // twice, without its parent or outside `base`, a value that is not of its attribute's syntax. Messages call the file
-// `shown`. `*objects`, where it is wanted, becomes their number. Entries with control characters in their names are
-// found with `anyName` only.
+// `shown`. `*objects`, where it is wanted, becomes their number.
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
-                                                size_t *objects = nullptr, bool anyName = false);
+                                                size_t *objects = nullptr, const LdifOptions &options = {});
 // The same from the text of a copy, of which every entry is found. It may lack what servers need not show: an entry its
 // class and the value in its name, an alias what it stands for.
 std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base);

@@ -33,7 +33,11 @@ static Network &network() {
 static std::unique_ptr<DirectoryStore> load_file(const ConfigTree &config, const Name &base) {
     auto start = std::chrono::steady_clock::now();
     size_t objects = 0;
-    std::unique_ptr<DirectoryStore> store = ldif_store_load(config.ldif, config.shown, base, &objects, config.anyText);
+    LdifOptions options;
+    options.anyName = config.anyText;
+    options.nestedGroups = config.nestedGroups;
+    if (!config.loginAttributes.empty()) options.loginAttributes = config.loginAttributes;
+    std::unique_ptr<DirectoryStore> store = ldif_store_load(config.ldif, config.shown, base, &objects, options);
     std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     if (network().config.trace) {
         fprintf(stderr, "Tree %s: %zu objects read from %s in %.3f s.\n", config.name.c_str(), objects,

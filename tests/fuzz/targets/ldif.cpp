@@ -115,8 +115,9 @@ static void check_entry(DirectoryStore &store, const LdifRecord &record) {
 static void check_store(size_t records) {
     size_t objects = 0;
     std::unique_ptr<DirectoryStore> store;
-    const std::string why =
-        refusal([&] { store = ldif_store_load("/tree/acme.ldif", "acme.ldif", {}, &objects, true); });
+    const std::string why = refusal([&] {
+        store = ldif_store_load("/tree/acme.ldif", "acme.ldif", {}, &objects, {true, true});
+    });
     if (store == nullptr) return check_refusal(why);
     FUZZ_CHECK(objects == records);
     LdifReader reader("/tree/acme.ldif", "acme.ldif");
