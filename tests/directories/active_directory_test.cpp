@@ -74,6 +74,15 @@ TEST_F(ActiveDirectory, GroupsOfGroupsAndThePrimaryGroupCount) {
     EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd", script).out, testing::EndsWith("\nstaff\nprimary\n"));
 }
 
+TEST_F(ActiveDirectory, AUsersAttributesCanBeReadByTheirOwnNames) {
+    onDirectory(domain, "schema = \"ad\"\n");
+    EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd",
+                         "WRITE \"%sAMAccountName %HOME_DRIVE %SCRIPT_PATH\"\n"
+                         "WRITE \"%objectSid\"\nWRITE \"%unicodePwd\"\n")
+                    .out,
+                testing::EndsWith("\nanna H: logon\\anna.cmd\n%objectSid\n%unicodePwd\n"));
+}
+
 TEST_F(ActiveDirectory, TheHomeDirectoryIsAPathOnAServer) {
     onDirectory(domain, "schema = \"ad\"\n");
     EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd", "WRITE \"%HOME_DIRECTORY\"\n").out,

@@ -141,6 +141,35 @@ TEST_F(StockSite, ClassesHaveTheNamesThatTheSiteGivesThem) {
     EXPECT_EQ(login("device", "x").status, 2);
 }
 
+TEST_F(StockSite, AUsersAttributesCanBeReadByTheirOwnNames) {
+    Slapd server(stock(person("carl", "tulip",
+                              "objectClass: posixAccount\nuidNumber: 4\ngidNumber: 10\nhomeDirectory: /home/carl\n"
+                              "loginShell: /bin/sh\nuserCertificate;binary: x\ncarLicense: B-XY 1\n"
+                              "manager: uid=anna,ou=staff,dc=school,dc=example\nsecretary: uid=anna,ou=staff,"
+                              "dc=school,dc=example\nx121Address: 17\n")));
+    const std::string script =
+        "WRITE \"%LOGIN_SHELL %loginshell %CAR_LICENSE %SECRETARY %X121ADDRESS\"\n"
+        "WRITE \"%userPassword\"\nWRITE \"%userCertificate\"\n";
+    onStock(server, "schema = \"rfc2307\"\n");
+    EXPECT_THAT(scriptOf("carl", "tulip", script).out,
+                EndsWith("\n/bin/sh /bin/sh B-XY 1 anna.staff 17\n%userPassword\n%userCertificate\n"));
+    onStock(server);
+    EXPECT_THAT(scriptOf("carl.staff", "tulip", "WRITE \"%LOGIN_SHELL\"\n").out, EndsWith("\n%LOGIN_SHELL\n"));
+    onStock(server, "all_attributes = true\n");
+    EXPECT_THAT(scriptOf("carl.staff", "tulip", "WRITE \"%LOGIN_SHELL\"\n").out, EndsWith("\n/bin/sh\n"));
+}
+
+TEST_F(StockSite, GroupsMayBeHandedOutAsOfTheUsersContainer) {
+    const std::string script =
+        "IF MEMBER OF \"staff\" THEN WRITE \"staff\"\nIF MEMBER OF \"posix\" THEN WRITE "
+        "\"posix\"\nIF MEMBER OF \"everyone\" THEN WRITE \"everyone\"\n";
+    Slapd server(stock("dn: cn=posix,ou=staff,dc=school,dc=example\nobjectClass: organizationalRole\ncn: posix\n\n"));
+    onStock(server, "schema = \"rfc2307\"\n");
+    EXPECT_THAT(scriptOf("anna", "sunflower", script).out, EndsWith("User: anna\n"));
+    onStock(server, "schema = \"rfc2307\"\nflat_groups = true\n");
+    EXPECT_THAT(scriptOf("anna", "sunflower", script).out, EndsWith("User: anna\nstaff\neveryone\n"));
+}
+
 TEST_F(StockSite, TheChosenSchemaIsTraced) {
     Slapd server(stock());
     moreKeys = "trace = true\n";

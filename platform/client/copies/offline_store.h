@@ -20,6 +20,12 @@ class OfflineStore : public DirectoryStore {
     EntryPtr findUser(const LoginName &name) override;
     std::vector<EntryPtr> usersNamed(const std::string &value) override { return current().usersNamed(value); }
     std::vector<Name> groupsOf(const Entry &entry) override { return current().groupsOf(entry); }
+    std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override {
+        return current().missing(container, names);
+    }
+    const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override {
+        return current().otherAttribute(user, name);
+    }
     EntryPtr findServer(std::string_view name) override { return current().findServer(name); }
     EntryPtr findVolume(const Entry &server, std::string_view volume) override {
         return current().findVolume(server, volume);

@@ -21,6 +21,12 @@ class SiteCopyStore : public ServersStore, private SiteKeeper {
     EntryPtr findUser(const LoginName &name) override { return servers().findUser(name); }
     std::vector<EntryPtr> usersNamed(const std::string &value) override { return servers().usersNamed(value); }
     std::vector<Name> groupsOf(const Entry &entry) override { return servers().groupsOf(entry); }
+    std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override {
+        return servers().missing(container, names);
+    }
+    const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override {
+        return servers().otherAttribute(user, name);
+    }
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
     Verdict checkPassword(const Entry &entry, const char *password) override {

@@ -326,6 +326,8 @@ static ConfigTree read_tree(Table &table, const std::string &folder, const std::
     tree.defaultServer = table.text("default_server", "");
     read_login_names(table, &tree);
     tree.nestedGroups = table.flag("nested_groups", tree.nestedGroups);
+    tree.flatGroups = table.flag("flat_groups", tree.flatGroups);
+    tree.allAttributes = table.flag("all_attributes", tree.ldap.schema != SitePreset::brasca);
     tree.sharePassword = table.flag("share_password", tree.sharePassword);
     tree.anyText = table.flag("any_text", tree.anyText);
     tree.anyPath = table.flag("any_path", tree.anyPath);

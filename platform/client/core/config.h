@@ -49,6 +49,8 @@ struct ConfigTree {
     std::string defaultContext; // dotted: where the user of a name without containers is looked for first
     std::vector<std::string> loginAttributes; // a user may be named by any of them; empty: those of the schema
     bool nestedGroups = true;                 // who is in a group is in the groups that this one is in
+    bool flatGroups = false;                  // groups are handed out as the user's container's, too
+    bool allAttributes = false;               // the user's attributes can be read by their own names
     ConfigLdap ldap;
 };
 

@@ -23,6 +23,13 @@ EntryPtr entry_only_user(const std::string &typed, const std::vector<EntryPtr> &
                                                           typed.c_str(), places.c_str()));
 }
 
+std::vector<Name> DirectoryStore::missing(const Name &, const std::vector<Name> &names) {
+    std::vector<Name> absent;
+    for (const Name &name : names)
+        if (find(name, Aliases::keep) == nullptr) absent.push_back(name);
+    return absent;
+}
+
 EntryPtr DirectoryStore::findUser(const LoginName &name) {
     const auto named = [&] {
         return name.attribute.empty() ? nullptr : entry_only_user(name.attribute, usersNamed(name.attribute));

@@ -33,6 +33,12 @@ struct Entry {
 
 using EntryPtr = std::shared_ptr<const Entry>;
 
+// An attribute that the client's own schema does not have.
+struct OtherAttribute {
+    const SchemaAttribute *row;
+    std::vector<std::string> values; // their form checked
+};
+
 enum class Aliases { follow, keep };
 
 // What a directory says of a password.
@@ -58,6 +64,13 @@ class DirectoryStore {
     // The groups that have the entry as a member, each once, in the order of the data; after them, where the tree takes
     // groups into groups, those that have these as members.
     virtual std::vector<Name> groupsOf(const Entry &entry) = 0;
+
+    // Of these names below one container those that no object has.
+    virtual std::vector<Name> missing(const Name &container, const std::vector<Name> &names);
+
+    // An attribute of the user who is logged in, by its own name. Null without one. Its row lives as long as the store,
+    // the rest until the next login.
+    virtual const OtherAttribute *otherAttribute(const Entry &, std::string_view) { return nullptr; }
 
     // The file server with this common name, in any letter case; the first one for an empty name.
     virtual EntryPtr findServer(std::string_view name) = 0;

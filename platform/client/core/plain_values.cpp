@@ -40,6 +40,15 @@ bool entry_name_is_plain(const Entry &entry) {
            (!entry.isClass("Server") || text_is_plain(entry_common_name(entry)));
 }
 
+bool attribute_is_secret(std::string_view name) {
+    constexpr const char *words[] = {"password", "passwd", "pwd", "secret", "key", "hash", "credential"};
+    std::string folded;
+    for (char c : name) folded += lower_case(c);
+    return folded != "secretary" && std::any_of(std::begin(words), std::end(words), [&](const char *word) {
+               return folded.find(word) != std::string::npos;
+           });
+}
+
 bool value_is_handed_out(const ConfigTree &tree, const Entry &entry, const SchemaAttribute &attribute,
                          const Value &value) {
     if (is_exempt(attribute.syntax)) return true;

@@ -15,6 +15,9 @@ bool text_is_plain(std::string_view text, std::string_view allowed = "");
 // No control characters in any part of the entry's name, nor in a server's own name.
 bool entry_name_is_plain(const Entry &entry);
 
+// Does an attribute's name say that its values are nobody's to read: a password, a key, a hash?
+bool attribute_is_secret(std::string_view name);
+
 // May the value of the entry be returned, as far as the tree's any_text and any_path say so? Its names have been put
 // into form (value_put_names).
 bool value_is_handed_out(const ConfigTree &tree, const Entry &entry, const SchemaAttribute &attribute,

@@ -12,8 +12,16 @@
 static constexpr uint32_t object_is_alias = 1;
 static constexpr uint32_t object_is_container = 4;
 
-// The rows of the schema that a request asks for; names that the schema does not know are left out.
-static std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request, bool all) {
+// An attribute of the user by the directory's own name for it.
+static const OtherAttribute *other_attribute(const Tree &tree, const Entry &entry, std::string_view name) {
+    const bool isUser = tree.identity != nullptr && name_equal(tree.identity->name, entry.name);
+    return isUser && tree.config.allAttributes ? tree.store->otherAttribute(entry, name) : nullptr;
+}
+
+// The rows of the schema that a request asks for; names that the schema does not know are left out, but for those of
+// other attributes of `entry`, where one is given.
+static std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request, bool all, const Tree *tree = nullptr,
+                                                      const Entry *entry = nullptr) {
     std::vector<const SchemaAttribute *> rows;
     if (all) {
         for (const SchemaAttribute &row : schema_attributes())
@@ -22,17 +30,41 @@ static std::vector<const SchemaAttribute *> requested(const ZKDSBuffer *request,
     }
     for (const std::string &name : request->names) {
         const SchemaAttribute *row = schema_find(name);
+        const OtherAttribute *other =
+            row == nullptr && tree != nullptr ? other_attribute(*tree, *entry, name) : nullptr;
+        if (other != nullptr) row = other->row;
         if (row != nullptr) rows.push_back(row);
     }
     return rows;
 }
 
+// Each group as one of the user's own container, unless an object there has its name: scripts that name a group without
+// a context mean one there, while the groups of many directories are all in one place.
+static std::vector<Name> flat_groups(DirectoryStore *store, const Entry &user, const std::vector<Name> &groups) {
+    if (user.name.empty()) return {};
+    const Name container = name_above(user.name, 1);
+    std::vector<Name> flat;
+    for (const Name &group : groups) {
+        if (group.empty() || name_equal(name_above(group, 1), container)) continue;
+        Name name = container;
+        name.insert(name.begin(), group.front());
+        flat.push_back(std::move(name));
+    }
+    return store->missing(container, flat);
+}
+
 // The groups that name the user as a member, besides those that the user's own entry lists.
-static void add_groups(DirectoryStore *store, const Entry &entry, const NameForm &form, std::vector<Value> *values) {
-    const std::vector<Name> groups = store->groupsOf(entry);
+static void add_groups(const Tree &tree, const Entry &entry, const NameForm &form, std::vector<Value> *values) {
+    std::vector<Name> groups = tree.store->groupsOf(entry);
+    if (tree.config.flatGroups) {
+        std::vector<Name> all = groups;
+        for (const Value &value : *values) all.push_back(value.name);
+        for (Name &flat : flat_groups(tree.store.get(), entry, all)) groups.push_back(std::move(flat));
+    }
     std::unordered_set<std::string> listed; // a user may be in thousands
     for (const Value &value : *values) listed.insert(name_fold(name_to_dotted(value.name, true)));
-    bool mayRepeat = !listed.empty(); // the store names each group once
+    // The store names each group once.
+    bool mayRepeat = !listed.empty() || tree.config.flatGroups;
     values->reserve(values->size() + groups.size());
     for (const Name &group : groups) {
         if (!mayRepeat || listed.insert(name_fold(name_to_dotted(group, true))).second) {
@@ -41,6 +73,11 @@ static void add_groups(DirectoryStore *store, const Entry &entry, const NameForm
             values->push_back(std::move(value));
         }
     }
+}
+
+// Is it of the client's own schema?
+static bool is_own(const SchemaAttribute &row) {
+    return schema_find_ldap(row.ldap) == &row;
 }
 
 static Value convert(const EntryValue &from, const Name &base, const NameForm &form) {
@@ -59,7 +96,10 @@ static ReplyAttribute collect(const Tree &tree, const Entry &entry, const Schema
     ReplyAttribute reply = {row, {}};
     for (const EntryValue &value : entry.values)
         if (value.attribute == row) reply.values.push_back(convert(value, tree.store->base(), form));
-    if (strcmp(row->ldap, "memberOf") == 0) add_groups(tree.store.get(), entry, form, &reply.values);
+    if (const OtherAttribute *other = is_own(*row) ? nullptr : other_attribute(tree, entry, row->ldap))
+        for (const std::string &value : other->values)
+            reply.values.push_back(convert({row, value}, tree.store->base(), form));
+    if (strcmp(row->ldap, "memberOf") == 0) add_groups(tree, entry, form, &reply.values);
     auto isHeldBack = [&](const Value &value) { return !value_is_handed_out(tree.config, entry, *row, value); };
     reply.values.erase(std::remove_if(reply.values.begin(), reply.values.end(), isHeldBack), reply.values.end());
     return reply;
@@ -114,7 +154,7 @@ uint32_t ZKDSRead(uint32_t context, const char *object, uint32_t infoType, uint3
         auto answer = std::make_shared<ReadAnswer>();
         answer->entry = context_read(&found, object);
         answer->form = context_form(found);
-        answer->rows = requested(request, allAttributes != 0);
+        answer->rows = requested(request, allAttributes != 0, &context_tree(found), answer->entry.get());
         answer->infoType = infoType;
         if (*iteration <= 0 || reply->answer == nullptr || !is_answer_to(*reply->answer, *answer)) {
             put_together(context_tree(found), answer.get());

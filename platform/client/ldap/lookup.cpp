@@ -191,6 +191,17 @@ EntryPtr LdapLookup::readLevel(const Name &parent, const NamePart &part) {
     return kept(wanted);
 }
 
+void LdapLookup::readTogether(const Name &container, const std::vector<Name> &names) {
+    std::vector<std::string> filters;
+    for (const Name &name : names)
+        for (const char *type : leaf_types) filters.push_back(filter_equal(type, name.front().value));
+    if (filters.empty()) return;
+    for (const LdapEntry &entry : search(container, LDAP_SCOPE_ONELEVEL, filter_or(filters), false).entries)
+        keep(entry);
+    for (const Name &name : names)
+        if (kept(name) == nullptr) absent_.insert(name_to_dotted(name, true));
+}
+
 EntryPtr LdapLookup::readByLevels(const Name &name) {
     Name parent = searchBase();
     for (size_t i = name.size() - parent.size(); i-- > 0;) {

@@ -30,6 +30,8 @@ class LdapLookup {
     // The object of a name, aliases not followed; null when there is none. `kept` asks no server.
     EntryPtr lookup(const Name &name);
     EntryPtr kept(const Name &name) const;
+    // Looks names below one container up, all in one search.
+    void readTogether(const Name &container, const std::vector<Name> &names);
     std::vector<EntryPtr> allKept() const;
     size_t countKept() const { return count_; }
 

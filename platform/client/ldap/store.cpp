@@ -266,6 +266,16 @@ std::vector<Name> LdapStore::groupsOf(const Entry &entry) {
     return groups_[dn];
 }
 
+std::vector<Name> LdapStore::missing(const Name &container, const std::vector<Name> &names) {
+    objects_.readTogether(container, names);
+    return DirectoryStore::missing(container, names);
+}
+
+const OtherAttribute *LdapStore::otherAttribute(const Entry &user, std::string_view name) {
+    if (!others_.hasRead()) others_.read(&servers_, objects_.dnOf(user), root_);
+    return others_.find(name);
+}
+
 void LdapStore::keepSite(const LdapAnswer &answer, const Name &reader) {
     siteRead_ = true;
     siteMissing_ = answer.missing;
@@ -443,6 +453,7 @@ void LdapStore::logout() {
 void LdapStore::forget() {
     objects_.forget();
     groups_.clear();
+    others_.forget();
     site_.clear();
     siteRead_ = false;
 }

@@ -12,6 +12,7 @@
 #include "platform/client/core/config.h"
 #include "platform/client/core/servers_store.h"
 #include "platform/client/ldap/lookup.h"
+#include "platform/client/ldap/other_attributes.h"
 #include "platform/client/ldap/servers.h"
 
 class LdapStore : public ServersStore {
@@ -27,6 +28,8 @@ class LdapStore : public ServersStore {
     std::vector<EntryPtr> usersNamed(const std::string &value) override;
     EntryPtr findUser(const LoginName &name) override;
     std::vector<Name> groupsOf(const Entry &entry) override;
+    std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override;
+    const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override;
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
     Verdict checkPassword(const Entry &entry, const char *password) override;
@@ -74,6 +77,7 @@ class LdapStore : public ServersStore {
     LdapServers servers_;
     LdapLookup objects_{tree_, root_, &servers_};
     std::unordered_map<std::string, std::vector<Name>> groups_; // by the member's DN
+    LdapOtherAttributes others_;                                // of who is logged in
     SiteKeeper &keeper_;
     LoginName assumedName_; // what stands for `assumed_`, the user whom nobody has looked up
     EntryPtr assumed_;

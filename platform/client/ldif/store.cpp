@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <deque>
 #include <unordered_map>
 #include <utility>
 
@@ -40,6 +41,13 @@ struct KnownAttribute {
     const SchemaAttribute *row = nullptr;
 };
 
+struct Other {
+    uint32_t user;
+    std::string name;
+    SchemaAttribute row;
+    OtherAttribute found;
+};
+
 class LdifStore : public DirectoryStore {
   public:
     // A copy contains what servers have shown, which may lack what a file must have.
@@ -53,6 +61,7 @@ class LdifStore : public DirectoryStore {
     EntryPtr find(const Name &name, Aliases aliases) override;
     std::vector<Name> groupsOf(const Entry &entry) override;
     std::vector<EntryPtr> usersNamed(const std::string &value) override;
+    const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override;
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
     Verdict checkPassword(const Entry &entry, const char *password) override;
@@ -90,6 +99,7 @@ class LdifStore : public DirectoryStore {
     bool membersSorted_ = false;  // when they are first asked for
     std::vector<uint32_t> servers_;
     std::vector<uint32_t> volumes_;
+    std::deque<Other> others_;                // those that were asked for
     std::unordered_map<uint32_t, Kept> kept_; // the entries that have been made
 
     // Used again for each record: its DN and its key, one of its values, what its attributes are.
@@ -150,6 +160,33 @@ std::vector<EntryPtr> LdifStore::usersNamed(const std::string &value) {
             found.push_back(entry(number));
     }
     return found;
+}
+
+// A file has no schema for what the client's own does not have: each value is a text.
+const OtherAttribute *LdifStore::otherAttribute(const Entry &user, std::string_view name) {
+    std::string wanted(name);
+    wanted.erase(std::remove(wanted.begin(), wanted.end(), '_'), wanted.end());
+    const uint32_t number = numberOf(user.name);
+    if (number == no_name || attribute_is_secret(wanted) || wanted.size() > ZK_MAX_ATTR_NAME) return nullptr;
+    for (const Other &known : others_)
+        if (known.user == number && equal_nocase(known.name, wanted)) return &known.found;
+    LdifRecord record;
+    reader_.again(nodes_[number].place, &record);
+    std::vector<std::string> values;
+    std::string spelled;
+    for (const LdifAttribute &one : record.attributes) {
+        const bool isIt = rowOf(one.name) == nullptr && equal_nocase(one.name, wanted);
+        if (!isIt || one.value.empty() || one.value.find('\0') != std::string_view::npos) continue;
+        spelled = one.name;
+        values.emplace_back(one.value);
+    }
+    if (values.empty()) return nullptr;
+    Other &other = others_.emplace_back();
+    other.user = number;
+    other.name = spelled;
+    other.row = {other.name.c_str(), other.name.c_str(), schema_text, size_t{64} * 1024};
+    other.found = {&other.row, std::move(values)};
+    return &other.found;
 }
 
 std::vector<Name> LdifStore::groupsOf(const Entry &entry) {
