@@ -5,6 +5,7 @@
 #include "platform/client/ldap/certificate.h"
 #include "platform/client/ldap/entries.h"
 #include "platform/client/ldap/filter.h"
+#include "platform/client/ldap/recognise.h"
 #include "platform/client/ldap/stream.h"
 #include "platform/zk.h"
 
@@ -157,6 +158,112 @@ TEST(LdapEntries, EveryAttributeThatMayHaveAnotherNameIsReadByIt) {
         EXPECT_EQ(*entry->first(name), value_for(row));
         EXPECT_EQ(entry->values.size(), 1u) << name;
     }
+}
+
+namespace {
+
+// An attribute of a directory, a value of it there, and what the client makes of that.
+struct Mapping {
+    SitePreset preset;
+    const char *theirs, *value;
+    const char *ours, *expected; // null: nothing
+};
+
+const SitePreset posix = SitePreset::rfc2307, bis = SitePreset::rfc2307bis, active = SitePreset::activeDirectory;
+const Mapping mappings[] = {
+    {posix, "displayName", "Anna", "displayName", "Anna"},
+    {posix, "gecos", "Anna Meier,Room 1,,", "displayName", "Anna Meier"},
+    {posix, "cn", "Anna", "displayName", "Anna"},
+    {bis, "gecos", "Anna", "displayName", "Anna"},
+    {posix, "shadowExpire", "20000", "qrtLoginExpirationTime", "20241004000000Z"},
+    {posix, "shadowExpire", "-1", "qrtLoginExpirationTime", nullptr},
+    {posix, "shadowExpire", "soon", "qrtLoginExpirationTime", nullptr},
+    {posix, "passwordExpirationTime", "20260101000000Z", "qrtPasswordExpirationTime", "20260101000000Z"},
+    {posix, "nsAccountLock", "true", "qrtLoginDisabled", "TRUE"},
+    {posix, "nsAccountLock", "False", "qrtLoginDisabled", "FALSE"},
+    {posix, "nsAccountLock", "maybe", "qrtLoginDisabled", nullptr},
+    {active, "sAMAccountName", "anna", "uid", "anna"},
+    {active, "cn", "Anna Meier", "displayName", "Anna Meier"},
+    {active, "streetAddress", "High Street 1", "street", "High Street 1"},
+    {active, "department", "Sales", "departmentNumber", "Sales"},
+    {active, "employeeID", "7", "employeeNumber", "7"},
+    {active, "homeDirectory", "\\\\fs1\\home", "qrtHomeDirectory", "\\\\fs1\\home"},
+    {active, "homeDirectory", "D:\\home", "qrtHomeDirectory", nullptr},
+    {active, "accountExpires", "133000000000000000", "qrtLoginExpirationTime", "20220618042640Z"},
+    {active, "accountExpires", "0", "qrtLoginExpirationTime", nullptr},
+    {active, "accountExpires", "9223372036854775807", "qrtLoginExpirationTime", nullptr},
+    {active, "accountExpires", "9223372036854775806", "qrtLoginExpirationTime", nullptr},
+    {active, "accountExpires", "-1", "qrtLoginExpirationTime", nullptr},
+    {active, "lastLogonTimestamp", "133000000000000000", "qrtLastLoginTime", "20220618042640Z"},
+    {active, "msDS-UserPasswordExpiryTimeComputed", "133000000000000000", "qrtPasswordExpirationTime",
+     "20220618042640Z"},
+    {active, "userAccountControl", "514", "qrtLoginDisabled", "TRUE"},
+    {active, "userAccountControl", "512", "qrtLoginDisabled", "FALSE"},
+    {active, "userAccountControl", "x", "qrtLoginDisabled", nullptr},
+    {active, "msDS-User-Account-Control-Computed", "16", "qrtLocked", "TRUE"},
+    {active, "msDS-User-Account-Control-Computed", "8388608", "qrtLocked", "FALSE"},
+};
+
+} // namespace
+
+TEST(LdapEntries, EachPresetReadsItsOwnAttributes) {
+    for (const Mapping &one : mappings) {
+        ConfigLdap config;
+        config.schema = one.preset;
+        const LdapEntries entries(config, {});
+        EXPECT_THAT(entries.attributes(true), testing::Contains(one.theirs));
+        const EntryPtr entry = entries.make({"cn=x,o=acme", {{one.theirs, {one.value}}}});
+        const std::string *value = entry->first(one.ours);
+        EXPECT_EQ(value == nullptr ? "nothing" : *value, one.expected == nullptr ? "nothing" : one.expected)
+            << one.theirs << " " << one.value;
+    }
+}
+
+TEST(LdapEntries, OfSeveralSourcesTheFirstThatHasAValueCounts) {
+    ConfigLdap config;
+    config.schema = SitePreset::rfc2307;
+    const LdapEntries entries(config, {});
+    const EntryPtr entry =
+        entries.make({"cn=x,o=acme", {{"cn", {"x"}}, {"gecos", {"G"}}, {"displayName", {"one", "two"}}}});
+    EXPECT_EQ(std::count_if(entry->values.begin(), entry->values.end(),
+                            [](const EntryValue &value) { return value.attribute == schema_find_ldap("displayName"); }),
+              2);
+    EXPECT_EQ(*entry->first("displayName"), "one");
+    EXPECT_EQ(*entry->first("cn"), "x");
+}
+
+TEST(LdapEntries, AUserOfAccountsHasTheAccountsName) {
+    ConfigLdap config;
+    config.schema = SitePreset::activeDirectory;
+    const LdapEntries entries(config, {});
+    const LdapEntry read = {"CN=Anna Meier,OU=Staff,O=acme", {{"objectClass", {"user"}}, {"sAMAccountName", {"anna"}}}};
+    const EntryPtr user = entries.make(read);
+    EXPECT_EQ(name_to_dotted(user->name, true), "CN=anna.OU=Staff.O=acme");
+    EXPECT_EQ(user->dn, read.dn);
+    const EntryPtr group = entries.make({"CN=Staff,O=acme", {{"objectClass", {"group"}}, {"sAMAccountName", {"st"}}}});
+    EXPECT_EQ(name_to_dotted(group->name, false), "Staff.acme");
+    EXPECT_EQ(group->dn, "");
+}
+
+TEST(LdapEntries, ClassesMayHaveOtherNames) {
+    ConfigLdap config;
+    config.classes = {{"inetOrgPerson", "acmePerson"}};
+    const EntryPtr entry = LdapEntries(config, {}).make({"cn=x,o=acme", {{"objectClass", {"top", "ACMEPERSON"}}}});
+    EXPECT_TRUE(entry->isClass("User"));
+    EXPECT_EQ(entry->values.back().text, "inetOrgPerson");
+}
+
+TEST(LdapSchema, IsRecognisedByItsClasses) {
+    const std::string qrt = "( 1.1 NAME 'qrtUser' SUP top AUXILIARY )";
+    const std::string group = "( 1.3.6.1.1.1.2.2 NAME 'posixGroup' SUP top STRUCTURAL MUST ( cn $ gidNumber ) )";
+    const std::string addedGroup = "( 1.3.6.1.1.1.2.2 NAME 'posixGroup' SUP top AUXILIARY MUST gidNumber )";
+    const auto recognised = [](const std::vector<std::string> &classes) {
+        return site_preset_name(ldap_recognised_schema({"cn=Subschema", {{"objectClasses", classes}}}));
+    };
+    EXPECT_STREQ(recognised({group, qrt}), "brasca");
+    EXPECT_STREQ(recognised({"nonsense", group}), "rfc2307");
+    EXPECT_STREQ(recognised({addedGroup}), "rfc2307bis");
+    EXPECT_STREQ(recognised({}), "rfc2307");
 }
 
 TEST(LdapEntries, OneAttributeOfTheTreeMayBeSeveral) {

@@ -238,6 +238,33 @@ TEST_F(LdapStoreTest, GroupsAreAskedForOnce) {
     EXPECT_EQ(server->searches(), 2) << "for the groups and, once, for those that they are in";
 }
 
+// A server gives 1,500 values or so at once, and says which.
+TEST_F(LdapStoreTest, ValuesThatComeInRangesAreAllThere) {
+    const auto member = [](const std::string &range, const std::string &who) {
+        return Scripted::Answer{object("a", "groupOfNames", {{"member" + range, "cn=" + who + ",o=acme"}}),
+                                Scripted::done()};
+    };
+    on({{{Scripted::bound()}},
+        {member(";range=0-0", "x"), member(";range=1-1", "y"), member(";Range=2-*", "z")},
+        {{Scripted::unknown()}}});
+    const EntryPtr group = store->find({{"cn", "a"}}, Aliases::keep);
+    ASSERT_NE(group, nullptr);
+    std::string members;
+    for (const EntryValue &value : group->values)
+        if (value.attribute == schema_find_ldap("member")) members += value.text + " ";
+    EXPECT_EQ(members, "cn=x,o=acme cn=y,o=acme cn=z,o=acme ");
+    EXPECT_EQ(server->searches(), 3);
+}
+
+TEST_F(LdapStoreTest, ARangeThatDoesNotGoOnEnds) {
+    for (const char *range : {"member;range=0-0", "member;range=0-18446744073709551615", "member;range=0-",
+                              "member;range=", "member;range=-", "member;range=0-x"}) {
+        onSearches({object("a", "groupOfNames", {{range, "cn=x,o=acme"}}), Scripted::done()});
+        EXPECT_NE(store->find({{"cn", "a"}}, Aliases::keep), nullptr);
+        EXPECT_LE(server->searches(), 2) << range;
+    }
+}
+
 namespace {
 
 struct CopyAge {

@@ -170,6 +170,21 @@ TEST_F(StockSite, GroupsMayBeHandedOutAsOfTheUsersContainer) {
     EXPECT_THAT(scriptOf("anna", "sunflower", script).out, EndsWith("User: anna\nstaff\neveryone\n"));
 }
 
+TEST_F(StockSite, AListOfGroupsComesInPages) {
+    std::string many;
+    for (int i = 0; i < 1300; i++) {
+        const std::string name = "g" + std::to_string(i);
+        many += "dn: cn=" + name + ",ou=groups,dc=school,dc=example\nobjectClass: groupOfNames\ncn: " + name +
+                "\nmember: uid=anna,ou=staff,dc=school,dc=example\n\n";
+    }
+    Slapd::Setup setup = stock(many);
+    setup.database += "limits * size.soft=1000 size.hard=1000 size.pr=1000 size.prtotal=unlimited\n";
+    Slapd server(setup);
+    onStock(server, "nested_groups = false\n");
+    EXPECT_THAT(scriptOf("anna.staff", "sunflower", "IF MEMBER OF \".g1299.groups\" THEN WRITE \"the last\"\n").out,
+                EndsWith("\nthe last\n"));
+}
+
 TEST_F(StockSite, TheChosenSchemaIsTraced) {
     Slapd server(stock());
     moreKeys = "trace = true\n";
