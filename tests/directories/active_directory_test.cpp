@@ -88,3 +88,11 @@ TEST_F(ActiveDirectory, TheHomeDirectoryIsAPathOnAServer) {
     EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd", "WRITE \"%HOME_DIRECTORY\"\n").out,
                 testing::HasSubstr("\nFS1/HOME:anna\n"));
 }
+
+TEST_F(ActiveDirectory, TheManualsPageLeadsToALogin) {
+    const Outcome outcome =
+        loginOfManual("Active Directory", {{"/etc/ssl/ad-ca.pem", domain.caFile()}}, "Ann4-Passw0rd");
+    EXPECT_THAT(outcome.out, testing::HasSubstr(", Anna Meier.\nYou are anna of Users.\nYou are on the staff.\n"
+                                                "So you are one of everyone.\n"))
+        << outcome.err;
+}

@@ -51,3 +51,11 @@ TEST_F(DirectoryServer389, GroupsOfGroupsCount) {
     onDirectory(server, "schema = \"rfc2307\"\n");
     EXPECT_THAT(scriptOf("anna", "Us3r-Passw0rd", script).out, testing::EndsWith("\nstaff\neveryone\n"));
 }
+
+TEST_F(DirectoryServer389, TheManualsPageLeadsToALogin) {
+    const Outcome outcome =
+        loginOfManual("389 Directory Server", {{"/etc/ssl/ds1-ca.crt", server.caFile()}}, "Us3r-Passw0rd");
+    EXPECT_THAT(outcome.out, testing::HasSubstr("\nYou are anna of staff.\nYou are on the staff.\n"
+                                                "So you are one of everyone.\n"))
+        << outcome.err;
+}

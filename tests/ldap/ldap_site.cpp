@@ -3,6 +3,8 @@
 #include <unistd.h>
 #include <cstdlib>
 
+#include "tests/support/manual.h"
+
 LdapSite::LdapSite() : environment(process_environment()) {
     setenv("HOME", home.path().c_str(), 1);
     unsetenv("XDG_CACHE_HOME");
@@ -34,6 +36,17 @@ Outcome LdapSite::loginWithScript(const std::string &script) {
 Outcome LdapSite::scriptOf(const std::string &user, const std::string &password, const std::string &script) {
     home.write("script.qrt", script);
     return loginWith({"--password-fd", "3", "--login-script", home.path("script.qrt"), user}, password + "\n");
+}
+
+Outcome LdapSite::loginOfManual(const std::string &page,
+                                const std::vector<std::pair<std::string, std::string>> &changes,
+                                const std::string &password) {
+    constexpr const char *document = "existing-directories.md";
+    std::string toml = manual_block(document, page, "toml");
+    for (const auto &[from, to] : changes) toml = replaced_once(toml, from, to);
+    configure(toml);
+    environment["ZKCLIENT_CONF"] = folder.path("client.toml");
+    return scriptOf("anna", password, manual_block(document, "hello", ""));
 }
 
 Outcome LdapSite::loginWithoutPassword(const std::string &user) {

@@ -1,30 +1,15 @@
 // What the manuals give to type, tried as it stands against a real server: the commands for scripts in a live
 // directory, and the configuration of a client.
 #include <unistd.h>
-#include <stdexcept>
 
 #include "tests/ldap/ldap_site.h"
 #include "tests/support/certificates.h"
+#include "tests/support/manual.h"
 
 namespace {
 
-// The block behind a document's line "<!-- tried: NAME -->".
-std::string block(const std::string &document, const std::string &name, const std::string &language) {
-    const std::string manual = file_text(SOURCE_DIR "/docs/" + document), start = "```" + language + "\n";
-    const size_t mark = manual.find("<!-- tried: " + name + " -->");
-    const size_t from = manual.find(start, mark), to = manual.find("```\n", from + start.size());
-    if (mark == std::string::npos || to == std::string::npos) throw std::runtime_error("no block: " + name);
-    return manual.substr(from + start.size(), to - from - start.size());
-}
-
 std::string commands(const std::string &name) {
-    return block("language.md", name, "sh");
-}
-
-std::string replaced_once(std::string text, const std::string &from, const std::string &to) {
-    const size_t at = text.find(from);
-    if (at == std::string::npos) throw std::runtime_error("not there: " + from);
-    return text.replace(at, from.size(), to);
+    return manual_block("language.md", name, "sh");
 }
 
 class LdapManual : public LdapSite {
@@ -85,7 +70,7 @@ TEST_F(LdapManual, ConfiguresAClientOverTheNetwork) {
     work.write("other/.keep", "");
     setup.database = "database mdb\nsuffix dc=nodomain\ndirectory " + work.path("other") + "\n";
     Slapd server(setup);
-    std::string toml = block("directory.md", "over the network", "toml");
+    std::string toml = manual_block("directory.md", "over the network", "toml");
     toml = replaced_once(toml, "ldaps://dir1.acme.example", server.uri("ldaps"));
     toml = replaced_once(toml, "ldaps://dir2.acme.example", server.uri("ldaps"));
     toml = replaced_once(toml, "/etc/ssl/acme-ca.pem", certificates.path("ca.pem"));

@@ -191,3 +191,15 @@ TEST_F(StockSite, TheChosenSchemaIsTraced) {
     onStock(server, "schema = \"auto\"\n");
     EXPECT_THAT(login("anna", "sunflower").err, HasSubstr("Tree ACME: schema rfc2307.\n"));
 }
+
+// What all three pages show.
+TEST_F(StockSite, TheManualsPageLeadsToALogin) {
+    Slapd server(stock());
+    const Outcome outcome = loginOfManual(
+        "OpenLDAP",
+        {{"ldaps://dir1.school.example", server.uri("ldaps")}, {"/etc/ssl/school-ca.pem", certificates.path("ca.pem")}},
+        "sunflower");
+    EXPECT_THAT(outcome.out, HasSubstr(", Anna Meier.\nYou are anna of staff.\nYou are on the staff.\n"
+                                       "So you are one of everyone.\n"))
+        << outcome.err;
+}
