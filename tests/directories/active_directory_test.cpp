@@ -89,6 +89,15 @@ TEST_F(ActiveDirectory, TheHomeDirectoryIsAPathOnAServer) {
                 testing::HasSubstr("\nFS1/HOME:anna\n"));
 }
 
+TEST_F(ActiveDirectory, AUserInAValueHasTheAccountsName) {
+    domain.tool({"user", "create", "carl", "Us3r-Passw0rd", "--given-name=Carl", "--surname=Reed"});
+    domain.modify(
+        "dn: CN=Carl Reed,CN=Users,DC=ad,DC=example,DC=test\nchangetype: modify\nadd: manager\n"
+        "manager: CN=Anna Meier,CN=Users,DC=ad,DC=example,DC=test\n");
+    onDirectory(domain, "schema = \"ad\"\n");
+    EXPECT_THAT(scriptOf("carl", "Us3r-Passw0rd", "WRITE \"%MANAGER\"\n").out, testing::EndsWith("\nanna.Users\n"));
+}
+
 TEST_F(ActiveDirectory, TheManualsPageLeadsToALogin) {
     const Outcome outcome =
         loginOfManual("Active Directory", {{"/etc/ssl/ad-ca.pem", domain.caFile()}}, "Ann4-Passw0rd");

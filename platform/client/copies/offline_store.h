@@ -23,6 +23,7 @@ class OfflineStore : public DirectoryStore {
     std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override {
         return current().missing(container, names);
     }
+    std::vector<Name> ownNames(std::vector<Name> names) override { return current().ownNames(std::move(names)); }
     const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override {
         return current().otherAttribute(user, name);
     }

@@ -24,6 +24,7 @@ class SiteCopyStore : public ServersStore, private SiteKeeper {
     std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override {
         return servers().missing(container, names);
     }
+    std::vector<Name> ownNames(std::vector<Name> names) override { return servers().ownNames(std::move(names)); }
     const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override {
         return servers().otherAttribute(user, name);
     }

@@ -68,6 +68,9 @@ class DirectoryStore {
     // Of these names below one container those that no object has.
     virtual std::vector<Name> missing(const Name &container, const std::vector<Name> &names);
 
+    // Names that stand in values, as the tree calls these objects.
+    virtual std::vector<Name> ownNames(std::vector<Name> names) { return names; }
+
     // An attribute of the user who is logged in, by its own name. Null without one. Its row lives as long as the store,
     // the rest until the next login.
     virtual const OtherAttribute *otherAttribute(const Entry &, std::string_view) { return nullptr; }

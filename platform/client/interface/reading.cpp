@@ -80,26 +80,35 @@ static bool is_own(const SchemaAttribute &row) {
     return schema_find_ldap(row.ldap) == &row;
 }
 
-static Value convert(const EntryValue &from, const Name &base, const NameForm &form) {
+static Value convert(const EntryValue &from, const Name &base) {
     if (strcmp(from.attribute->ldap, "objectClass") == 0) {
         Value value;
         value.text = schema_class_name(from.text);
         return value;
     }
-    Value value = value_parse(from.attribute->syntax, from.text, base);
-    value_put_names(from.attribute->syntax, form, &value);
-    return value;
+    return value_parse(from.attribute->syntax, from.text, base);
+}
+
+// The tree may call an object otherwise than its DN does.
+static void take_own_names(DirectoryStore *store, std::vector<Value> *values) {
+    std::vector<Name> names;
+    for (const Value &value : *values) names.push_back(value.name);
+    names = store->ownNames(std::move(names));
+    for (size_t i = 0; i < names.size(); i++) (*values)[i].name = std::move(names[i]);
 }
 
 // A value that is not handed out counts as not there, and an attribute without any other value too.
 static ReplyAttribute collect(const Tree &tree, const Entry &entry, const SchemaAttribute *row, const NameForm &form) {
     ReplyAttribute reply = {row, {}};
     for (const EntryValue &value : entry.values)
-        if (value.attribute == row) reply.values.push_back(convert(value, tree.store->base(), form));
+        if (value.attribute == row) reply.values.push_back(convert(value, tree.store->base()));
     if (const OtherAttribute *other = is_own(*row) ? nullptr : other_attribute(tree, entry, row->ldap))
         for (const std::string &value : other->values)
-            reply.values.push_back(convert({row, value}, tree.store->base(), form));
-    if (strcmp(row->ldap, "memberOf") == 0) add_groups(tree, entry, form, &reply.values);
+            reply.values.push_back(convert({row, value}, tree.store->base()));
+    const bool areGroups = strcmp(row->ldap, "memberOf") == 0;
+    if (row->syntax == schema_dn && !areGroups) take_own_names(tree.store.get(), &reply.values);
+    for (Value &value : reply.values) value_put_names(row->syntax, form, &value);
+    if (areGroups) add_groups(tree, entry, form, &reply.values);
     auto isHeldBack = [&](const Value &value) { return !value_is_handed_out(tree.config, entry, *row, value); };
     reply.values.erase(std::remove_if(reply.values.begin(), reply.values.end(), isHeldBack), reply.values.end());
     return reply;

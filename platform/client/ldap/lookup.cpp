@@ -110,10 +110,36 @@ EntryPtr LdapLookup::keep(const LdapEntry &readEntry) {
             if (name_equal(one->name, entry->name)) return one;
         same.push_back(entry);
         count_++;
+        noteAccount(*entry);
         if (!readEntry.origin.server.empty()) origins_[name_to_dotted(entry->name, true)] = readEntry.origin;
         absent_.erase(name_to_dotted(entry->name, true));
     }
     return entry;
+}
+
+static std::string account_key(const Name &name) {
+    return name_fold(name_to_dotted(name, true));
+}
+
+void LdapLookup::noteAccount(const Entry &entry) {
+    Name name;
+    if (!entry.dn.empty() && name_parse_dn(entry.dn, root_, &name, nullptr)) accounts_[account_key(name)] = entry.name;
+}
+
+std::vector<Name> LdapLookup::ownNames(std::vector<Name> names) {
+    constexpr size_t most = 500; // in one search
+    if (!isOfAccounts()) return names;
+    std::vector<std::string> filters;
+    for (size_t i = 0; i < names.size(); i++) {
+        if (accounts_.emplace(account_key(names[i]), names[i]).second && kept(names[i]) == nullptr)
+            filters.push_back(filter_equal(schema().dnAttribute, name_to_dn(names[i], root_)));
+        if (filters.empty() || (filters.size() < most && i + 1 < names.size())) continue;
+        for (const LdapEntry &entry : search(searchBase(), LDAP_SCOPE_SUBTREE, filter_or(filters), false).entries)
+            keep(entry);
+        filters.clear();
+    }
+    for (Name &name : names) name = accounts_.at(account_key(name));
+    return names;
 }
 
 EntryPtr LdapLookup::kept(const Name &name) const {
@@ -279,6 +305,7 @@ void LdapLookup::forget() {
     read_.clear();
     count_ = 0;
     absent_.clear();
+    accounts_.clear();
     origins_.clear();
     anythingSeen_ = false;
 }

@@ -35,6 +35,9 @@ class LdapLookup {
     std::vector<EntryPtr> allKept() const;
     size_t countKept() const { return count_; }
 
+    // Entries' names in place of those that their DNs would give them; they are read where that is not known yet.
+    std::vector<Name> ownNames(std::vector<Name> names);
+
     // Which server had the object; an empty one for the tree's own.
     LdapOrigin origin(const Name &name) const;
 
@@ -74,6 +77,7 @@ class LdapLookup {
     const LdapEntries &entries();
     RootDse readRootDse();
     SitePreset recognise();
+    void noteAccount(const Entry &entry);
     std::vector<Name> guesses(const Name &name);
     void readGuesses(const Name &name);
     EntryPtr readByLevels(const Name &name);
@@ -91,6 +95,7 @@ class LdapLookup {
     uint32_t missingCode_ = 0;
     std::unordered_map<std::string, std::vector<EntryPtr>> read_; // by name_key
     size_t count_ = 0;                                            // of its entries
+    std::unordered_map<std::string, Name> accounts_;              // by the typed dotted form of their DNs, folded
     std::unordered_set<std::string> absent_;                      // names with their types
 };
 

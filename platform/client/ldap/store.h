@@ -29,6 +29,7 @@ class LdapStore : public ServersStore {
     EntryPtr findUser(const LoginName &name) override;
     std::vector<Name> groupsOf(const Entry &entry) override;
     std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override;
+    std::vector<Name> ownNames(std::vector<Name> names) override { return objects_.ownNames(std::move(names)); }
     const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override;
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
