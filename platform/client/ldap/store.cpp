@@ -245,10 +245,17 @@ void LdapStore::addChain(const Entry &entry, std::vector<Name> *groups) {
 }
 
 void LdapStore::addNested(const Entry &entry, std::vector<Name> *groups) {
+    constexpr size_t most = 2000; // in one search: servers limit the size of a request
     const auto level = [&](const std::vector<Name> &members) {
+        std::vector<Name> found;
         std::vector<std::string> filters;
-        for (const Name &member : members) filters.push_back(memberFilter(name_to_dn(member, root_)));
-        return readGroups(filter_or(filters), entry.name);
+        for (size_t i = 0; i < members.size(); i++) {
+            filters.push_back(memberFilter(name_to_dn(members[i], root_)));
+            if (filters.size() < most && i + 1 < members.size()) continue;
+            for (Name &group : readGroups(filter_or(filters), entry.name)) found.push_back(std::move(group));
+            filters.clear();
+        }
+        return found;
     };
     nested_groups_add(tree_.name, entry.name, level, groups);
 }
