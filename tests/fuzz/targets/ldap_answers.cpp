@@ -1,7 +1,7 @@
 // A tree on LDAP servers: what the client makes of whatever a server answers.
 //
 //     input ::= tree steps LF answers          answers: world/ldap_server.h
-//     tree  ::= "P" | "R" | "A" | "L" | "S" | "T"        the trees of `configuration`
+//     tree  ::= "P" | "R" | "A" | "L" | "S" | "T" | "D" | "U"        the trees of `configuration`
 //     steps ::= { letter }                     one call of the client after the other, see `step`
 //
 // All results have to be as platform/zk.h says. Afterwards nothing may be open, and a plain login is what it always is.
@@ -64,6 +64,25 @@ base = "o=acme"
 retry_after = 1e-9
 share_password = true
 
+[[tree]] # a directory of accounts
+name = "D"
+uris = ["ldap://127.0.0.1"]
+schema = "ad"
+flat_groups = true
+allow_cleartext_loopback = true
+retry_after = 1e-9
+share_password = true
+
+[[tree]] # whatever the server says it is
+name = "U"
+uris = ["ldap://127.0.0.1"]
+base = "o=acme"
+schema = "auto"
+home_volume = "SRV1/SYS"
+allow_cleartext_loopback = true
+retry_after = 1e-9
+share_password = true
+
 [[tree]] # secured
 name = "T"
 uris = ["ldap://secured.example"]
@@ -86,8 +105,9 @@ KQM4r5AmAiEA/quwKSW5+3e+vQ23qjiAJ9IURl0HbZitoqhIgDu7L1k=
 -----END CERTIFICATE-----
 )";
 
-static constexpr std::string_view trees = "PRALST";
-static constexpr const char *contexts[] = {"sales", "sales.acme", "sales.acme.example", "sales", "sales", "sales"};
+static constexpr std::string_view trees = "PRALSDUT";
+static constexpr const char *contexts[] = {"sales", "sales.acme", "sales.acme.example", "sales", "sales", "",
+                                           "sales", "sales"};
 static constexpr size_t most_steps = 8;
 
 // A login of the tree "P", by which the next input finds everything as the first one did.
@@ -151,6 +171,20 @@ static void read_values(const Session &session, const char *object, uint32_t inf
     ZKDSFreeBuf(reply);
 }
 
+// One attribute, which may be none of the client's own.
+static void read_attribute(const Session &session, const char *object, const char *attribute) {
+    ZKDSBuffer *request = nullptr, *reply = nullptr;
+    FUZZ_CHECK(ZKDSAllocBuf(512, &request) == ZK_OK && ZKDSAllocBuf(4096, &reply) == ZK_OK);
+    FUZZ_CHECK(ZKDSInitBuf(session.context, ZK_OPERATION_READ, request) == ZK_OK);
+    FUZZ_CHECK(ZKDSPutAttrName(session.context, request, attribute) == ZK_OK);
+    int32_t iteration = ZK_NO_MORE_ITERATIONS;
+    if (result_code(ZKDSRead(session.context, object, ZK_INFO_NAMES_AND_VALUES, 0, request, &iteration, reply)) ==
+        ZK_OK)
+        result_check_reply(session.context, reply, session.plain);
+    ZKDSFreeBuf(request);
+    ZKDSFreeBuf(reply);
+}
+
 static void read_info(const Session &session, const char *object) {
     char name[ZK_MAX_NAME + 1];
     ZKDSObjectInfo info;
@@ -181,6 +215,10 @@ static void step(const Session &session, char letter) {
     static const std::map<char, void (*)(const Session &)> steps = {
         {'l', [](const Session &it) { result_code(ZKDSLoginEx(it.context, "jdoe", 2, "sunflower")); }},
         {'L', [](const Session &it) { result_code(ZKDSLoginEx(it.context, "CN=jdoe", 2, "sunflower")); }},
+        {'m', [](const Session &it) { result_code(ZKDSLoginEx(it.context, "jdoe@acme.example", 2, "sunflower")); }},
+        {'M', [](const Session &it) { result_code(ZKDSLoginEx(it.context, "ACME\\jdoe", 2, "sunflower")); }},
+        {'x', [](const Session &it) { read_attribute(it, "jdoe", "EMPLOYEE_ID"); }},
+        {'y', [](const Session &it) { read_attribute(it, "jdoe", "Manager"); }},
         {'o', [](const Session &it) { result_code(ZKDSLogout(it.context)); }},
         {'w', [](const Session &it) { who_am_i(it); }},
         {'i', [](const Session &it) { read_info(it, "jdoe"); }},
