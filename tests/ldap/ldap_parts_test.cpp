@@ -258,7 +258,7 @@ TEST(LdapSchema, IsRecognisedByItsClasses) {
     const std::string group = "( 1.3.6.1.1.1.2.2 NAME 'posixGroup' SUP top STRUCTURAL MUST ( cn $ gidNumber ) )";
     const std::string addedGroup = "( 1.3.6.1.1.1.2.2 NAME 'posixGroup' SUP top AUXILIARY MUST gidNumber )";
     const auto recognised = [](const std::vector<std::string> &classes) {
-        return site_preset_name(ldap_recognised_schema({"cn=Subschema", {{"objectClasses", classes}}}));
+        return preset_name(ldap_recognised_schema({"cn=Subschema", {{"objectClasses", classes}}}));
     };
     EXPECT_STREQ(recognised({group, qrt}), "brasca");
     EXPECT_STREQ(recognised({"nonsense", group}), "rfc2307");

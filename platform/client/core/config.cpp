@@ -15,8 +15,8 @@
 #include "platform/client/core/descriptor.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/names.h"
+#include "platform/client/core/presets.h"
 #include "platform/client/core/schema.h"
-#include "platform/client/core/site_schema.h"
 #include "platform/client/core/toml.h"
 #include "platform/client/core/values.h"
 #include "platform/zk.h"
@@ -191,7 +191,7 @@ static void read_attributes(Table &table, SitePreset preset, std::map<std::strin
         // Passwords are never read, and objects are distinguished by the one class attribute that LDAP has.
         if (equal_nocase(row->ldap, "userPassword") || equal_nocase(row->ldap, "objectClass"))
             table.refuse("attributes", catalogue_format("%s cannot be renamed", row->ldap));
-        if (preset != SitePreset::automatic && site_schema_has(preset, *row, site)) {
+        if (preset != SitePreset::automatic && preset_has(preset, *row, site)) {
             table.refuse("attributes", catalogue_format("%1$s = \"%2$s\" changes nothing: the schema has that name",
                                                         name.c_str(), site.c_str()));
         }
@@ -229,8 +229,8 @@ static void read_homes(Table &table, ConfigLdap *ldap) {
 }
 
 static void read_schema(Table &table, ConfigLdap *ldap) {
-    const std::string name = table.text("schema", site_preset_name(ldap->schema));
-    const std::optional<SitePreset> preset = site_preset(name);
+    const std::string name = table.text("schema", preset_name(ldap->schema));
+    const std::optional<SitePreset> preset = preset_of(name);
     if (!preset) {
         table.refuse("schema", catalogue_format("unknown schema %s: brasca, rfc2307, rfc2307bis, ad and auto are known",
                                                 name.c_str()));

@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-// Whose names the entries of a tree on servers have (core/site_schema.h).
-enum class SitePreset { brasca, rfc2307, rfc2307bis, activeDirectory, automatic };
+#include "platform/client/core/presets.h"
 
 // A tree on LDAP servers.
 struct ConfigLdap {

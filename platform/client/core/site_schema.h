@@ -1,32 +1,21 @@
-// What a directory that was not made for this client calls the things that the client hands out: the presets, and what
-// the configuration changes in them.
+// What the servers of a tree call the things that the client hands out: a preset, and what the configuration changes in
+// it.
 #ifndef PLATFORM_CLIENT_CORE_SITE_SCHEMA_H
 #define PLATFORM_CLIENT_CORE_SITE_SCHEMA_H
 
-#include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "platform/client/core/config.h"
+#include "platform/client/core/presets.h"
 #include "platform/client/core/schema.h"
-
-// From a value as the directory has it to the client's own form (README.md has the forms); nothing for a value that
-// says nothing, as a date that means "never".
-using SiteConversion = std::function<std::optional<std::string>(const std::string &)>;
-
-// An attribute of the directory that a row of the client's schema is read from.
-struct SiteSource {
-    std::string attribute;
-    SiteConversion convert; // null: as it is
-};
 
 struct SiteSchema {
     // Where the values of a row come from: the first source that has any. Rows without a source cannot be had.
-    std::unordered_map<const SchemaAttribute *, std::vector<SiteSource>> sources;
+    std::unordered_map<const SchemaAttribute *, std::vector<PresetSource>> sources;
     std::map<std::string, std::string> classes; // the directory's class in lower case -> the client's
     std::vector<std::string> loginAttributes;   // a user can be named by any of them
     std::string userType;                       // the type of a user's name that nobody can look up
@@ -42,12 +31,5 @@ struct SiteSchema {
 
 // `config.schema` must not be automatic.
 SiteSchema site_schema(const ConfigLdap &config);
-
-// The preset by its name in the configuration; nothing for an unknown one.
-std::optional<SitePreset> site_preset(std::string_view name);
-const char *site_preset_name(SitePreset preset);
-
-// Whether the schema of the preset has this row under the same name: a change to it would do nothing.
-bool site_schema_has(SitePreset preset, const SchemaAttribute &row, const std::string &attribute);
 
 #endif

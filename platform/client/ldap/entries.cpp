@@ -25,7 +25,7 @@ std::vector<std::string> LdapEntries::attributes(bool withMembers) const {
         const bool member = strcmp(row.ldap, "member") == 0;
         const bool asked = strcmp(row.ldap, "userPassword") != 0 && strcmp(row.ldap, "uniqueMember") != 0;
         if (!asked || (member && !withMembers)) continue;
-        for (const SiteSource &source : schema_.sources.at(&row))
+        for (const PresetSource &source : schema_.sources.at(&row))
             if (std::find(wanted.begin(), wanted.end(), source.attribute) == wanted.end())
                 wanted.push_back(source.attribute);
     }

@@ -34,7 +34,7 @@ class LdapEntries {
     // A place from which a row is read: of several the one with the lowest rank that has a value.
     struct Use {
         const SchemaAttribute *row;
-        const SiteSource *source;
+        const PresetSource *source;
         size_t rank;
     };
 

@@ -34,8 +34,7 @@ const LdapEntries &LdapLookup::entries() {
         ConfigLdap config = tree_.ldap;
         if (config.schema == SitePreset::automatic) {
             config.schema = recognise();
-            if (config.trace)
-                fprintf(stderr, "Tree %s: schema %s.\n", tree_.name.c_str(), site_preset_name(config.schema));
+            if (config.trace) fprintf(stderr, "Tree %s: schema %s.\n", tree_.name.c_str(), preset_name(config.schema));
         }
         entries_ = std::make_unique<LdapEntries>(config, root_, tree_.anyText);
     }
@@ -285,7 +284,8 @@ void LdapLookup::refuseWrongBase() {
     if (anythingSeen_ || wanted.empty() || tree_.ldap.referrals || !name_parse_dn(wanted, {}, &place, nullptr)) return;
     std::string shown;
     try {
-        for (const std::string &context : readRootDse().contexts) {
+        const RootDse root = readRootDse();
+        for (const std::string &context : root.contexts) {
             Name held;
             if (!name_parse_dn(context, {}, &held, nullptr) ||
                 (held.size() <= place.size() && name_equal(held, name_above(place, place.size() - held.size()))))
