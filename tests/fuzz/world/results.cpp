@@ -22,7 +22,7 @@ static constexpr uint32_t codes[] = {ZK_OK,
                                      ZKE_BAD_CONTEXT};
 
 uint32_t result_code(uint32_t code) {
-    const bool own = (code >= ZKE_WRONG_PASSWORD && code <= ZKE_NO_ACCESS) ||
+    const bool own = (code >= ZKE_WRONG_PASSWORD && code <= ZKE_AMBIGUOUS_NAME) ||
                      (code >= ZKE_DIRECTORY_UNREACHABLE && code <= ZKE_REFERRAL_BROKEN) ||
                      (code >= ZKE_MALFORMED_NAME && code <= ZKE_NO_MEMORY);
     FUZZ_CHECK(own || std::find(std::begin(codes), std::end(codes), code) != std::end(codes));
