@@ -98,6 +98,23 @@ TEST_F(ActiveDirectory, AUserInAValueHasTheAccountsName) {
     EXPECT_THAT(scriptOf("carl", "Us3r-Passw0rd", "WRITE \"%MANAGER\"\n").out, testing::EndsWith("\nanna.Users\n"));
 }
 
+TEST_F(ActiveDirectory, ATicketIsTheLoginOfItsOwner) {
+    for (const auto &[name, value] : domain.realm()) environment[name] = value;
+    const Outcome ticket =
+        process_run({"/bin/sh", "-c", "echo Ann4-Passw0rd | /usr/bin/kinit anna >/dev/null"}, environment);
+    ASSERT_EQ(ticket.status, 0) << ticket.err;
+    onStrictServers({"ldap://dc1.ad.example.test"},
+                    "base = \"" + domain.base() + "\"\nschema = \"ad\"\nsasl_gssapi = true\n");
+    home.write("who.qrt", who);
+    for (const char *typed : {"anna", "ADTEST\\anna", "anna@ad.example.test"})
+        EXPECT_THAT(loginWith({"--login-script", home.path("who.qrt"), typed}).out,
+                    testing::HasSubstr("\nanna anna Users N Anna Meier\n"))
+            << typed;
+    const Outcome other = loginWith({"--login-script", home.path("who.qrt"), "locked"});
+    EXPECT_EQ(other.status, 2);
+    EXPECT_THAT(other.err, testing::HasSubstr("the ticket belongs to"));
+}
+
 TEST_F(ActiveDirectory, TheManualsPageLeadsToALogin) {
     const Outcome outcome =
         loginOfManual("Active Directory", {{"/etc/ssl/ad-ca.pem", domain.caFile()}}, "Ann4-Passw0rd");

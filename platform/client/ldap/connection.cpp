@@ -328,10 +328,13 @@ bool LdapConnection::isAnonymous() {
     return name.empty() || name == "dn:";
 }
 
-// The DN that the server takes the connection's user for.
+// The DN that the server takes the connection's user for; empty from a server that does not know the question.
 std::string LdapConnection::whoAmI() {
     const LdapMessage answer(
         ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld_, nullptr, nullptr, message); }));
+    int code = LDAP_SUCCESS;
+    const int parsed = ldap_parse_result(ld_, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
+    if (parsed == LDAP_SUCCESS && code == LDAP_PROTOCOL_ERROR) return "";
     const std::string name = nameIn(answer.get());
     return name.compare(0, 3, "dn:") == 0 ? name.substr(3) : name;
 }
@@ -374,7 +377,8 @@ LdapAnswer LdapConnection::bindWithTicket(const LdapIdentity &identity, LdapDead
     if (told.result != LDAP_SUCCESS) throw CodedError(ZKE_TICKET_REFUSED, refused(told.words));
     answered_ = true;
     std::string who = whoAmI();
-    if (!is_same_dn(identity.dn(), who)) {
+    // A directory of accounts takes a principal for the account of that name, and its own answers have no DN.
+    if (!is_same_dn(identity.dn(), who) && !equal_nocase(identity.dn(), told.user)) {
         throw CodedError(ZKE_TICKET_REFUSED, refused(catalogue_format("the ticket belongs to %1$s, not to %2$s",
                                                                       name_or_anonymous(who), identity.dn().c_str())));
     }

@@ -115,7 +115,8 @@ EntryPtr LdapStore::accountOf(const LoginName &name) {
     Account account;
     std::string leaf = name.attribute;
     if (!name.account.empty()) {
-        account.bindName = name.domain + "\\" + name.account;
+        const std::string principal = name.account + "@" + accountDomain(); // whom a ticket is for
+        account.bindName = tree_.ldap.gssapi ? principal : name.domain + "\\" + name.account;
         leaf = name.account;
     } else if (name.attribute.empty() && !name.objects.empty() && !name.objects.front().front().type.empty()) {
         account.bindName = name_to_dn(name.objects.front(), root_);

@@ -35,12 +35,16 @@ static void bind(LDAP *ld, bool secured, LdapTicketResult *told) {
     const char *layers = secured ? "noanonymous,maxssf=0" : "noanonymous,minssf=56";
     if (ldap_set_option(ld, LDAP_OPT_X_SASL_NOCANON, LDAP_OPT_ON) != LDAP_OPT_SUCCESS ||
         ldap_set_option(ld, LDAP_OPT_X_SASL_SECPROPS, layers) != LDAP_OPT_SUCCESS) {
-        *told = {LDAP_AUTH_METHOD_NOT_SUPPORTED, catalogue_text("libldap was built without SASL")};
+        *told = {LDAP_AUTH_METHOD_NOT_SUPPORTED, catalogue_text("libldap was built without SASL"), ""};
         return;
     }
     told->result =
         ldap_sasl_interactive_bind_s(ld, nullptr, "GSSAPI", nullptr, nullptr, LDAP_SASL_QUIET, answer_nothing, nullptr);
     told->words = words_of(ld, told->result);
+    char *user = nullptr;
+    if (told->result == LDAP_SUCCESS && ldap_get_option(ld, LDAP_OPT_X_SASL_USERNAME, &user) == LDAP_OPT_SUCCESS)
+        told->user = user == nullptr ? "" : user;
+    ldap_memfree(user);
 }
 
 bool ldap_ticket_bind(const std::shared_ptr<LdapWire> &wire, bool secured, LdapDeadline deadline,

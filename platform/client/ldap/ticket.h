@@ -11,6 +11,7 @@
 struct LdapTicketResult {
     int result = 0;    // LDAP's, or libldap's own
     std::string words; // what the libraries or the server say of it
+    std::string user;  // whose ticket it is, "jdoe@ACME.EXAMPLE"; empty when the libraries do not say
 };
 
 // Binds the handle, which stays the work's own when the time is over: then false, and the handle is of no more use.
