@@ -180,7 +180,10 @@ def listed_survivors():
         fields = dict(line.strip().split(": ", 1) for line in lines if ": " in line)
         if set(fields) not in ({"line", "mutation", "reason"}, {"line", "mutation", "unseen"}):
             sys.exit(f"{SURVIVORS.name}: paragraph {number + 1} is not an entry:\n{paragraph}")
-        entries[file, fields["line"], fields["mutation"]] = "reason" in fields
+        key = file, fields["line"], fields["mutation"]
+        if key in entries:
+            sys.exit(f"{SURVIVORS.name}: paragraph {number + 1} is there twice:\n{paragraph}")
+        entries[key] = "reason" in fields
     return entries
 
 
@@ -200,6 +203,7 @@ def arguments():
     parser.add_argument("--verbose", action="store_true", help="tell of each mutant which suite notices it")
     parser.add_argument("--fresh", action="store_true", help="forget what came out before")
     parser.add_argument("--list", action="store_true", help="only list the mutants")
+    parser.add_argument("--check-lists", action="store_true", help="only check survivors.txt and the list of folders")
     options = parser.parse_args()
     known = suites.files()
     chosen = []
@@ -212,11 +216,22 @@ def arguments():
     return options
 
 
-def stale_entries(listed, found):
-    """Entries that no mutant answers to any more."""
+def stale_entries(listed, found, files):
+    """Entries of these files, or of files that are gone, that no mutant answers to any more."""
     keys = {mutant.key() for mutant in found}
-    files = {mutant.file for mutant in found}
-    return [key for key in listed if key not in keys and key[0] in files]
+    return [key for key in listed if key not in keys and (key[0] in files or not (ROOT / key[0]).exists())]
+
+
+def check_lists(stale):
+    for key in stale:
+        print("This entry of survivors.txt belongs to no mutant:", *key, sep="\n  ")
+    unlisted = suites.unlisted_folders()
+    for folder in unlisted:
+        print(f"suites.py does not tell which suites see {folder}")
+    gone = [file for file in suites.EXCEPTIONS if not (ROOT / file).exists()]
+    for file in gone:
+        print(f"suites.py lists {file}, which does not exist")
+    return not stale and not unlisted and not gone
 
 
 def chosen_of(found, options):
@@ -252,9 +267,9 @@ def main():
     for file in options.files:
         found += mutants.mutants_of(file, (ROOT / file).read_text())
     listed = listed_survivors()
-    stale = stale_entries(listed, found)
-    for key in stale:
-        print("This entry of survivors.txt belongs to no mutant:", *key, sep="\n  ")
+    lists_are_right = check_lists(stale_entries(listed, found, options.files))
+    if options.check_lists:
+        return 0 if lists_are_right else 1
     chosen = chosen_of(found, options)
     if options.list:
         for mutant in chosen:
@@ -289,7 +304,7 @@ def main():
     print(f"in {minutes:.0f} minutes, {len(chosen)} of {len(found)} mutants, seed {options.seed}")
     print(f"mutants: {whole}")
     unlisted = [key for key in alive if key not in listed]
-    return 0 if not unlisted and not stale and whole.rate() >= 90 else 1
+    return 0 if not unlisted and lists_are_right and whole.rate() >= 90 else 1
 
 
 sys.exit(main())

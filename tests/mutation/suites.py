@@ -17,9 +17,11 @@ FOLDERS = {
     "platform/client/core": ["client", "golden", "tools"],
     "platform/client/ldif": ["client", "golden", "tools"],
     "platform/client/ldap": ["ldap"],
+    "platform/client/copies": ["ldap"],
     "platform/client/session": ["client", "golden", "tools"],
     "platform/client/interface": ["client", "golden", "tools"],
     "platform/prompt": ["tools", "golden", "memory"],
+    "tools": ["tools", "allocations"],
     "tools/qrtlogin": ["tools", "interrupts", "allocations", "memory"],
     "tools/map": ["tools", "golden", "allocations"],
 }
@@ -64,6 +66,13 @@ def files():
         str(path.relative_to(ROOT)) for folder in FOLDERS for end in ("cpp", "y")
         for path in sorted((ROOT / folder).glob(f"*.{end}"))
     ]  # fmt: skip
+
+
+def unlisted_folders():
+    """Folders of the product that FOLDERS lacks, so that no mistake would be made in them."""
+    tops = {Path(folder).parts[0] for folder in FOLDERS}
+    sources = [path for top in tops for end in ("cpp", "y") for path in (ROOT / top).rglob(f"*.{end}")]
+    return sorted({str(path.parent.relative_to(ROOT)) for path in sources} - FOLDERS.keys())
 
 
 def kin(file, suite):
