@@ -33,9 +33,9 @@ std::string machine_release() {
 static ifreq ask_interface(unsigned long question) {
     ifreq request = {};
     strncpy(request.ifr_name, place_network_interface, sizeof request.ifr_name - 1);
-    int asked = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    bool answered = asked >= 0 && ioctl(asked, question, &request) == 0;
-    if (asked >= 0) close(asked);
+    const int asked = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool answered = ioctl(asked, question, &request) == 0; // without a socket it fails too
+    close(asked);
     return answered ? request : ifreq{};
 }
 
