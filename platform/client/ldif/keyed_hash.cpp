@@ -52,9 +52,8 @@ struct Key {
 
 } // namespace
 
-uint32_t keyed_hash(std::string_view text) {
-    static const Key key;
-    SipHash hash(key.words[0], key.words[1]);
+uint64_t keyed_hash_with(uint64_t key0, uint64_t key1, std::string_view text) {
+    SipHash hash(key0, key1);
     uint64_t word = 0;
     size_t at = 0;
     for (; text.size() - at >= sizeof word; at += sizeof word) {
@@ -64,5 +63,10 @@ uint32_t keyed_hash(std::string_view text) {
     word = uint64_t{text.size()} << 56;
     memcpy(&word, text.data() + at, text.size() - at);
     hash.add(word);
-    return static_cast<uint32_t>(hash.end());
+    return hash.end();
+}
+
+uint32_t keyed_hash(std::string_view text) {
+    static const Key key;
+    return static_cast<uint32_t>(keyed_hash_with(key.words[0], key.words[1], text));
 }

@@ -7,4 +7,7 @@
 
 uint32_t keyed_hash(std::string_view text);
 
+// The whole of the hash (SipHash-1-3) with a key that is known.
+uint64_t keyed_hash_with(uint64_t key0, uint64_t key1, std::string_view text);
+
 #endif
