@@ -1,3 +1,4 @@
+#include "platform/client/session/connections.h"
 #include "tests/support/client_fixture.h"
 
 namespace {
@@ -112,6 +113,18 @@ TEST_F(Contexts, AReadKeepsWhichConnectionServedIt) {
     EXPECT_EQ("User", base_class(handle, "jdoe.sales.acme"));
     ASSERT_EQ(ZK_OK, ZKDSGetContext(handle, DCK_LAST_CONNECTION, &connection));
     EXPECT_EQ("SRV1", text_info(connection, ZK_INFO_SERVER_NAME));
+}
+
+TEST_F(Contexts, AReadNeedsNoFreeSlotForAConnection) {
+    std::string toml = "[[tree]]\nname = \"ACME\"\nldif = \"" SOURCE_DIR "/tests/client/data/acme.ldif\"\n";
+    for (size_t i = 0; i < connection_limit; i++) toml += "[[server]]\nname = \"S" + std::to_string(i) + "\"\n";
+    configure(toml);
+    for (size_t i = 0; i < connection_limit; i++) open_server(("S" + std::to_string(i)).c_str());
+    ASSERT_EQ(ZK_OK, lastCode);
+    uint32_t handle = context();
+    EXPECT_EQ("User", base_class(handle, "jdoe.sales.acme"));
+    uint32_t connection = 0;
+    EXPECT_EQ(ZKE_CONN_INVALID, ZKDSGetContext(handle, DCK_LAST_CONNECTION, &connection));
 }
 
 } // namespace

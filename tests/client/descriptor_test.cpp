@@ -46,6 +46,11 @@ TEST_F(DescriptorRead, FillsTheTextOrTakesAllThatThereIs) {
     EXPECT_EQ(bytes(0), "");
 }
 
+TEST_F(DescriptorRead, TakesASingleByte) {
+    EXPECT_EQ(bytes(1), "A");
+    EXPECT_EQ(bytes(8), " longer ");
+}
+
 TEST_F(DescriptorRead, GoesOnAfterPiecesAndSignals) {
     failures = {EINTR, 0, EINTR, EINTR, 0};
     EXPECT_EQ(bytes(13), "A longer text");

@@ -1,4 +1,5 @@
 #include "platform/client/session/connections.h"
+#include "platform/client/session/login_password.h"
 #include "tests/support/client_fixture.h"
 
 namespace {
@@ -245,6 +246,13 @@ TEST_F(Identity, ALogoutLeavesWhoeverElseIsLoggedInAtAServer) {
     ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
     ASSERT_EQ(ZK_OK, ZKDSLogout(context()));
     EXPECT_EQ(0u, number_info(second, ZK_INFO_AUTHENTICATION_STATE)) << "the same user's";
+}
+
+TEST_F(Identity, WithOneTreeAloneNothingOfThePasswordIsKept) {
+    configure("[[tree]]\nname = \"ACME\"\nldif = \"" SOURCE_DIR "/tests/client/data/acme.ldif\"\n");
+    ASSERT_EQ(ZK_OK, login(context(), "jdoe.sales.acme", "secret"));
+    const Tree other;
+    EXPECT_FALSE(login_password_is_held_back(&other, "secret"));
 }
 
 TEST_F(Identity, ALoginNeedsAConnectionToTheTreesServer) {

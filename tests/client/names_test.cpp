@@ -163,6 +163,14 @@ TEST(Names, TheLengthOfANameIsThatOfItsDottedForm) {
     EXPECT_FALSE(name_is_too_long({}));
 }
 
+TEST(Names, TheLengthOfANameIncludesItsTypes) {
+    Name name;
+    for (size_t i = 0; i < 40; i++) {
+        name.push_back({"telephonenumberofthesite", "a"});
+        EXPECT_EQ(name_to_dotted(name, true).size() > 512, name_is_too_long(name_view(name))) << i;
+    }
+}
+
 TEST(Names, AViewOfADistinguishedNameHasTheSameParts) {
     DnView view;
     const Name base = {{"o", "Acme"}};

@@ -188,6 +188,7 @@ TEST_F(MapTest, NextTakesTheLastLetterAndIsRefusedWithoutAFreeOne) {
     for (char letter = 'F'; letter <= 'Y'; ++letter) home.write(std::string(1, letter), "");
     EXPECT_EQ(map({"NEXT", "SRV1/SYS:"}).out, "Drive Z: = SRV1/SYS:\n");
     expect_refused(map({"NEXT", "SRV1/USERS:"}), "no free drive letter");
+    expect_refused(map({"NEXT", "NOSRV/SYS:"}), "no such server");
     EXPECT_EQ(map({"NEXT", "SRV1/SYS:"}).out, "Drive Z: = SRV1/SYS:\n") << "leads there already";
 }
 

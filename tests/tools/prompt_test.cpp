@@ -1,4 +1,5 @@
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <libintl.h>
 #include <pty.h>
@@ -192,6 +193,18 @@ TEST(TerminalPrompt, AnInterruptCancelsWhateverTheProgramsHandlerIs) {
         process.interrupt();
         expect_cancelled(process);
     }
+}
+
+TEST(TerminalPrompt, AnInterruptCancelsWhateverTheStandardInputIs) {
+    TerminalProcess process([] {
+        alarm(30); // or a lost interrupt would be waited for
+        dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+        signal(SIGINT, [](int) {});
+        return ask(auxlogin_c, "ACME", "jdoe");
+    });
+    ASSERT_TRUE(process.awaits(name_question));
+    process.interrupt();
+    expect_cancelled(process);
 }
 
 TEST(TerminalPrompt, TheInterruptReachesTheProgramsOwnHandlerAfterwards) {

@@ -1,6 +1,7 @@
 #include "script/input_buffer.h"
 
 #include <climits>
+#include <utility>
 
 #include "tests/unit/session_fixture.h"
 
@@ -131,6 +132,24 @@ TEST_F(InputBufferTest, ATextTooLongForAPositionIsNotIncluded) {
     before->length = 3;
     EXPECT_EQ(content(), "abc");
     EXPECT_EQ(position(), 1);
+}
+
+TEST_F(InputBufferTest, ATextTooLongForAPositionIsNotPushed) {
+    EXPECT_THROW(lex_push(std::string_view("x", INT32_MAX)), std::bad_alloc);
+    EXPECT_EQ(ibufstackindex, 0);
+}
+
+TEST_F(InputBufferTest, EachTextThatIsMadeIsCounted) {
+    uint32_t before = lex_buffers_made();
+    const auto oneMore = [&] { return lex_buffers_made() > std::exchange(before, lex_buffers_made()); };
+    open("abc");
+    EXPECT_TRUE(oneMore());
+    lex_IncludeFile("a text that needs another buffer");
+    EXPECT_TRUE(oneMore());
+    lex_IncludeFile("x");
+    EXPECT_TRUE(oneMore()) << "spliced into the same buffer";
+    open("def");
+    EXPECT_TRUE(oneMore());
 }
 
 TEST_F(InputBufferTest, IncludesNestAHundredDeepInOneScriptAndNoDeeper) {

@@ -116,6 +116,20 @@ TEST_F(VariablesTest, AValueStaysReadableWhenItIsReplaced) {
     EXPECT_STREQ(getenv("A"), "second");
 }
 
+// The one after the next takes the block of the first again, or leaves it alone when it is too small for it.
+TEST_F(VariablesTest, AValueStaysReadableWhenALongerOneNeedsAnotherBlock) {
+    const std::string first(18, 'x');
+    char name[] = "a";
+    for (size_t length = 30; length < 45; ++length, ++name[0]) {
+        variables_set(name, first.c_str());
+        const char *kept = getenv(name);
+        variables_set(name, "second");
+        const std::string third(length, 'y');
+        variables_set(name, third.c_str());
+        EXPECT_TRUE(kept == first || kept == third) << length << ": " << kept;
+    }
+}
+
 TEST_F(VariablesTest, AValueThatComesBackTakesNoNewMemory) {
     variables_set("A", "first");
     const char *first = getenv("A");
