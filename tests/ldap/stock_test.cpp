@@ -53,6 +53,21 @@ TEST_F(StockSite, AShortNameIsOneSearchAndOneBind) {
     EXPECT_THAT(asked.at(1), StartsWith("BIND dn=\"uid=anna,ou=staff,dc=school,dc=example\""));
 }
 
+TEST_F(StockSite, TheCopyOfALoginServesWhoTypesTheSameAttributeAgain) {
+    keptHome = home.path();
+    Slapd server(stock());
+    onStock(server, "schema = \"rfc2307\"\noffline = true\n");
+    const Outcome before = login("anna@school.example", "sunflower");
+    ASSERT_EQ(before.status, 0) << before.err;
+    server.kill();
+    const Outcome after = login("anna@school.example", "sunflower");
+    EXPECT_EQ(after.out, before.out);
+    EXPECT_THAT(after.err, StartsWith("No server of tree ACME answers: using the copy made "));
+    EXPECT_EQ(after.status, 0);
+    EXPECT_EQ(login("anna@school.example", "wrong").status, 2);
+    EXPECT_EQ(login("anna", "sunflower").status, 3) << "never typed here";
+}
+
 TEST_F(StockSite, ANameOfSeveralUsersIsRefusedWithTheirContexts) {
     const std::string other =
         "dn: ou=pupils,dc=school,dc=example\nobjectClass: organizationalUnit\nou: pupils\n\n"
