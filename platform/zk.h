@@ -171,6 +171,16 @@ uint32_t ZKGetMappedDrives(void *buffer, uint32_t *size);
 uint32_t ZKEnumMappedDrives(const void *buffer, uint32_t *cursor, uint32_t *attribute, uint32_t localSize,
                             char *localPath, uint32_t targetSize, char *target);
 
+// What a volume of the context's tree is mounted from (docs/drives.md). The strings are those of the directory,
+// unchecked, and live as long as the call that hands them out; `options` may be empty.
+typedef struct {
+    const char *server, *volume, *source, *options;
+} ZKVolumeSource;
+typedef void (*ZKVolumeSourceNotice)(void *caller, const ZKVolumeSource *volume);
+// Calls `notice` with each volume of the context's tree that has a source and whose server is in the tree. It must not
+// call the client and must not throw.
+uint32_t ZKDSScanVolumeSources(uint32_t context, ZKVolumeSourceNotice notice, void *caller);
+
 // ---- connections ----
 
 // Name formats, ways of opening a connection, and transports.

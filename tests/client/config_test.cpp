@@ -12,6 +12,10 @@ std::string servers(const std::string &uris, const std::string &more = "") {
     return "[[tree]]\nname = \"A\"\nuris = " + uris + "\n" + more + "\n";
 }
 
+std::string volume(const std::string &lines) {
+    return "[[volume]]\nserver = \"FS1\"\nname = \"HOME\"\n" + lines + "\n";
+}
+
 std::string option(const std::string &lines) {
     return servers("[\"ldap://a\"]", lines);
 }
@@ -142,6 +146,27 @@ TEST_F(Configuration, ErrorsNameFileLineAndColumn) {
          "4:8: name is required and must have 1 to 512 bytes"},
         {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"u\"\npassword = \"" + std::string(1025, 'p') + "\"\n",
          "5:12: password is required and must have 1 to 1024 bytes"},
+        {"mount = \"gio\"\n", "1:9: mount must be \"autofs\" or \"link\", not \"gio\""},
+        {volume("source = \"smb://fs1\""), "4:10: the source names no share"},
+        {volume("source = \"\""), "4:10: source is required and must have 1 to 1024 bytes"},
+        {volume(""), "1:1: source is required and must have 1 to 1024 bytes"},
+        {volume("source = \"/srv\"\noptions = \"sec=krb5\""),
+         "5:11: unknown, repeated or wrong mount option \"sec=krb5\""},
+        {volume("source = \"/srv\"\ncolour = 1"), "5:1: unknown key colour"},
+        {volume("source = \"/srv\"\n[[volume]]\nserver = \"fs1\"\nname = \"home\"\nsource = \"/x\""),
+         "7:8: volume fs1/home is already defined"},
+        {"[[volume]]\nserver = \"FS1\"\nname = \"a/b\"\nsource = \"/x\"\n", "3:8: invalid server or volume name"},
+        {"[[volume]]\nserver = \"..\"\nname = \"a\"\nsource = \"/x\"\n", "3:8: invalid server or volume name"},
+        {"[[volume]]\nserver = \"" + std::string(49, 'S') + "\"\n", "2:10: server is required and must have 1 to 48"},
+        {"[volume]\n", "1:1: volume must be written as [[volume]]"},
+        {"[[automount]]\n", "1:1: automount must be written as [automount]"},
+        {"[automount]\nhosts = [\"*\"]\n", "2:9: * is not a host or .DOMAIN"},
+        {"[automount]\nfolders = [\"srv\"]\n", "2:11: srv is not an absolute path"},
+        {"[automount]\nfolders = [\"/\"]\n", "2:11: / is not an absolute path"},
+        {"[automount]\nsmb_options = \"suid\"\n", "2:15: unknown, repeated or wrong mount option \"suid\""},
+        {"[automount]\ntime_limit = 0\n", "2:14: time_limit must be a number of seconds greater than 0"},
+        {"[automount]\ncredentials = 1\n", "2:15: credentials must be true or false"},
+        {"[automount]\ncolour = 1\n", "2:1: unknown key colour"},
         {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"u\"\npassword = \"p\"\nx = 1\n", "6:1: unknown key x"},
         {"[[server]]\nname = \"S\"\n[[server.user]]\nname = \"u\"\n",
          "3:1: password is required and must have 1 to 1024 bytes"},

@@ -69,6 +69,55 @@ TEST_F(Paths, TheConnectionIsOpen) {
         << "what is not asked for does not stay open";
 }
 
+TEST_F(Paths, ConfiguredVolumesAreThereWithoutAnObject) {
+    configure(
+        "[[server]]\nname = \"FS2\"\nvolumes = [\"SYS\"]\n"
+        "[[volume]]\nserver = \"FS1\"\nname = \"HOME\"\nsource = \"smb://fs1/home\"\n"
+        "[[volume]]\nserver = \"fs1\"\nname = \"Docs\"\nsource = \"smb://fs1/docs\"\n"
+        "[[volume]]\nserver = \"fs2\"\nname = \"DATA\"\nsource = \"smb://fs2/data\"\n");
+    EXPECT_EQ("FS1|HOME|x", parse("fs1/home:x"));
+    EXPECT_EQ("FS1|Docs|x", parse("//Fs1/docs/x"));
+    EXPECT_EQ("FS2|SYS|", parse("fs2/sys:"));
+    EXPECT_EQ("FS2|DATA|", parse("FS2/data:"));
+    EXPECT_EQ("failed", parse("FS1/OTHER:"));
+    EXPECT_EQ(ZKE_VOLUME_UNKNOWN, lastCode);
+    EXPECT_EQ("failed", parse("FS3/HOME:"));
+    EXPECT_EQ(ZKE_SERVER_NOT_FOUND, lastCode);
+}
+
+TEST_F(Paths, AConfiguredVolumeJoinsThoseOfATreesServer) {
+    folder.write("acme.ldif",
+                 "dn: o=acme\nobjectClass: organization\no: acme\n\n"
+                 "dn: cn=SRV1,o=acme\nobjectClass: qrtServer\ncn: SRV1\n");
+    configure(
+        "[[tree]]\nname = \"ACME\"\nldif = \"acme.ldif\"\n"
+        "[[volume]]\nserver = \"SRV1\"\nname = \"HOME\"\nsource = \"/srv/home\"\n");
+    EXPECT_EQ("SRV1|HOME|x", parse("srv1/home:x"));
+    EXPECT_EQ("SRV1|HOME|x", parse("home:x")) << "on the default server";
+    EXPECT_EQ("failed", parse("SRV1/OTHER:x"));
+    EXPECT_EQ(ZKE_VOLUME_UNKNOWN, lastCode);
+}
+
+TEST_F(Paths, ListedHostsAreServersWithAnyVolume) {
+    configure(
+        "[[server]]\nname = \"old.school.example\"\nvolumes = [\"Sys\"]\n"
+        "[automount]\nhosts = [\"fs1\", \".school.example\"]\n");
+    EXPECT_EQ("FS1|SHARE|dir\\x", parse("\\\\fs1\\share\\dir\\x"));
+    EXPECT_EQ("FS1|SHARE|", parse("//FS1/Share"));
+    EXPECT_EQ("FS1|HOME$|", parse("fs1/home$:"));
+    EXPECT_EQ("DFS.SCHOOL.EXAMPLE|ROOT|x", parse("//dfs.school.example/root/x"));
+    EXPECT_EQ("old.school.example|Sys|x", parse("//OLD.school.example/sys/x")) << "a configured server comes first";
+    for (const char *path : {"//fs2/share", "//evil.example/share", "//school.example/x",
+                             "//a23456789012345678901234567890123456.school.example/x"}) {
+        EXPECT_EQ("failed", parse(path)) << path;
+        EXPECT_EQ(ZKE_SERVER_NOT_FOUND, lastCode) << path;
+    }
+    uint32_t first = 0, again = 0;
+    EXPECT_EQ(ZK_OK, ZKParsePath("//fs1/a", nullptr, &first, nullptr, nullptr));
+    EXPECT_EQ(ZK_OK, ZKParsePath("//FS1/b", nullptr, &again, nullptr, nullptr));
+    EXPECT_EQ(first, again) << "one server, one connection";
+}
+
 TEST_F(Paths, RefusedPaths) {
     const struct {
         uint32_t code;

@@ -31,6 +31,7 @@ class OfflineStore : public DirectoryStore {
     EntryPtr findVolume(const Entry &server, std::string_view volume) override {
         return current().findVolume(server, volume);
     }
+    std::vector<EntryPtr> volumes() override { return current().volumes(); }
     Verdict checkPassword(const Entry &entry, const char *password) override;
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;

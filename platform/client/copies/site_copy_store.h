@@ -30,6 +30,7 @@ class SiteCopyStore : public ServersStore, private SiteKeeper {
     }
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
+    std::vector<EntryPtr> volumes() override { return servers().volumes(); }
     Verdict checkPassword(const Entry &entry, const char *password) override {
         return servers().checkPassword(entry, password);
     }

@@ -19,6 +19,8 @@
 #include "platform/client/core/schema.h"
 #include "platform/client/core/toml.h"
 #include "platform/client/core/values.h"
+#include "platform/common/location.h"
+#include "platform/common/volume_source.h"
 #include "platform/zk.h"
 
 static constexpr const char *system_file = "/etc/opt/brasca/zk/client.toml";
@@ -27,6 +29,7 @@ static constexpr const char *ldap_name_characters = "ABCDEFGHIJKLMNOPQRSTUVWXYZa
 static constexpr size_t file_limit = size_t{16} * 1024 * 1024;
 static constexpr size_t tree_name_limit = ZK_TREE_NAME_SIZE - 1;
 static constexpr size_t server_name_limit = ZK_SERVER_NAME_SIZE - 1;
+static constexpr size_t volume_name_limit = 64;
 
 namespace {
 
@@ -116,6 +119,16 @@ class Table {
             each(one);
             one.checkAllKnown();
         }
+    }
+
+    template <typename Each>
+    void section(const char *key, Each each) {
+        const toml::node *node = get(key);
+        if (node == nullptr) return;
+        if (!node->is_table()) refuse(node->source(), catalogue_format("%1$s must be written as [%1$s]", key));
+        Table one(file_, *node->as_table());
+        each(one);
+        one.checkAllKnown();
     }
 
     void checkAllKnown() const {
@@ -344,6 +357,69 @@ static ConfigServer read_server(Table &table) {
     return server;
 }
 
+static ConfigVolume read_volume(Table &table, const std::vector<ConfigVolume> &before) {
+    ConfigVolume volume;
+    volume.server = table.required("server", server_name_limit);
+    volume.name = table.required("name", volume_name_limit);
+    if (!is_folder_name(volume.server) || !is_folder_name(volume.name))
+        table.refuse("name", catalogue_text("invalid server or volume name"));
+    for (const ConfigVolume &other : before)
+        if (equal_nocase(other.server, volume.server) && equal_nocase(other.name, volume.name))
+            table.refuse("name", catalogue_format("volume %1$s/%2$s is already defined", volume.server.c_str(),
+                                                  volume.name.c_str()));
+    std::string why;
+    volume.source = table.required("source", volume_source_limit);
+    const std::optional<VolumeSource> source = volume_source_parse(volume.source, &why);
+    if (!source) table.refuse("source", why);
+    volume.options = table.text("options", "");
+    if (!volume_options_parse(source->kind, volume.options, &why)) table.refuse("options", why);
+    return volume;
+}
+
+static ConfigAutomount read_automount(Table &table) {
+    ConfigAutomount automount;
+    std::string why;
+    table.texts("hosts", &automount.hosts);
+    for (const std::string &host : automount.hosts)
+        if (!volume_host_is_valid(host))
+            table.refuse("hosts", catalogue_format("%s is not a host or .DOMAIN", host.c_str()));
+    table.texts("folders", &automount.folders);
+    for (std::string &folder : automount.folders) {
+        const std::optional<VolumeSource> source = volume_source_parse(folder, &why);
+        if (!source || source->kind != VolumeSource::Kind::local)
+            table.refuse("folders", catalogue_format("%s is not an absolute path", folder.c_str()));
+        folder = source->path;
+    }
+    automount.smbOptions = table.text("smb_options", automount.smbOptions);
+    if (!volume_options_parse(VolumeSource::Kind::smb, automount.smbOptions, &why)) table.refuse("smb_options", why);
+    automount.timeLimit = table.seconds("time_limit", automount.timeLimit);
+    automount.refresh = table.seconds("refresh", automount.refresh);
+    automount.credentials = table.flag("credentials", automount.credentials);
+    return automount;
+}
+
+// A volume that is configured is there for scripts even if no tree and no [[server]] has its server.
+static void add_servers_of_volumes(Config *config) {
+    for (const ConfigVolume &volume : config->volumes) {
+        auto known = std::find_if(config->servers.begin(), config->servers.end(),
+                                  [&](const ConfigServer &server) { return equal_nocase(server.name, volume.server); });
+        if (known == config->servers.end()) {
+            config->servers.push_back({volume.server, false, false, {}, {}});
+            known = config->servers.end() - 1;
+        }
+        const bool listed = std::any_of(known->volumes.begin(), known->volumes.end(),
+                                        [&](const std::string &one) { return equal_nocase(one, volume.name); });
+        if (!listed) known->volumes.push_back(volume.name);
+    }
+}
+
+static bool read_mount(Table &top) {
+    const std::string way = top.text("mount", "autofs");
+    if (way != "autofs" && way != "link")
+        top.refuse("mount", catalogue_format("mount must be \"autofs\" or \"link\", not \"%s\"", way.c_str()));
+    return way == "link";
+}
+
 static void check_default_tree(const Table &top, const Config &config) {
     for (const ConfigTree &tree : config.trees)
         if (equal_nocase(tree.name, config.defaultTree)) return;
@@ -359,7 +435,12 @@ static Config read_config(const std::string &path, const toml::table &parsed) {
     config.trace = top.flag("trace", config.trace);
     top.tables(
         "tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
-    top.tables("server", [&](Table &server) { config.servers.push_back(read_server(server)); });
+    top.tables(
+        "server", [&](Table &server) { config.servers.push_back(read_server(server)); });
+    top.tables("volume", [&](Table &volume) { config.volumes.push_back(read_volume(volume, config.volumes)); });
+    add_servers_of_volumes(&config);
+    config.mountByLink = read_mount(top);
+    top.section("automount", [&](Table &table) { config.automount = read_automount(table); });
     top.checkAllKnown();
     check_default_tree(top, config);
     const bool tickets =

@@ -61,16 +61,36 @@ struct ConfigUser {
 // A file server outside every tree.
 struct ConfigServer {
     std::string name;
-    bool anyVolume = true; // no list of volumes was given
+    bool anyVolume = true;   // no list of volumes was given
+    bool listedHost = false; // a host of the automounter's list: names are in capitals, as its users see them
     std::vector<std::string> volumes;
     std::vector<ConfigUser> users;
+};
+
+// What a volume is mounted from, whether an object of a tree stands for it or not.
+struct ConfigVolume {
+    std::string server, name;
+    std::string source, options; // checked: platform/common/volume_source.h
+};
+
+// For the automounter (tools/automount).
+struct ConfigAutomount {
+    std::vector<std::string> hosts;      // that volume objects and UNC paths may name
+    std::vector<std::string> folders;    // below which volume objects may name a folder of the machine
+    std::string smbOptions = "sec=krb5"; // of UNC paths
+    double timeLimit = 15;               // seconds for one mount
+    double refresh = 300;                // seconds after which the directories are asked again
+    bool credentials = false;            // the login's password is kept for SMB until the logout
 };
 
 struct Config {
     std::string defaultTree;
     bool trace = false; // tell on standard error what a login waits for
     std::vector<ConfigTree> trees;
-    std::vector<ConfigServer> servers;
+    std::vector<ConfigServer> servers; // those that only a volume names included
+    std::vector<ConfigVolume> volumes;
+    bool mountByLink = false; // drives of local folders lead there themselves, and nothing is mounted
+    ConfigAutomount automount;
 };
 
 // The file that ZKCLIENT_CONF names, unless the process has more rights than its user; otherwise the system's.

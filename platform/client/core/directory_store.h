@@ -81,6 +81,9 @@ class DirectoryStore {
     // The volume of a server by the volume's name on it, in any letter case.
     virtual EntryPtr findVolume(const Entry &server, std::string_view volume) = 0;
 
+    // All volumes, in the order of the data.
+    virtual std::vector<EntryPtr> volumes() = 0;
+
     // Is it the entry's password? WrongPassword also for an entry that has none.
     virtual Verdict checkPassword(const Entry &entry, const char *password) = 0;
 

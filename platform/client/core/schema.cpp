@@ -123,6 +123,8 @@ const std::vector<SchemaAttribute> &schema_attributes() {
         {nullptr, "userPassword", schema_text, 1024},
         {nullptr, "uniqueMember", schema_dn, dn_limit},
         {nullptr, "qrtServerUser", schema_text, 1024},
+        {nullptr, "qrtVolumeSource", schema_text, 1024},
+        {nullptr, "qrtVolumeOptions", schema_text, 256},
         {nullptr, "uidNumber", ZK_SYNTAX_COUNTER, 32},
         {nullptr, "modifyTimestamp", ZK_SYNTAX_TIME, 32},
     };

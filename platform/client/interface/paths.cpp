@@ -75,10 +75,17 @@ static std::string find_volume(const Connection &connection, std::string_view vo
         auto found = std::find_if(known.begin(), known.end(),
                                   [volume](const std::string &one) { return equal_nocase(one, volume); });
         error_unless(found != known.end() || connection.outside->anyVolume, ZKE_VOLUME_UNKNOWN);
-        return found != known.end() ? *found : std::string(volume);
+        if (found != known.end()) return *found;
+        std::string spelled(volume);
+        if (connection.outside->listedHost) std::transform(spelled.begin(), spelled.end(), spelled.begin(), upper_case);
+        return spelled;
     }
     error_unless(connection.server != nullptr, ZKE_SERVER_NOT_FOUND);
     const EntryPtr entry = connection.tree->store->findVolume(*connection.server, volume);
+    if (entry == nullptr)
+        for (const ConfigVolume &configured : trees_config().volumes)
+            if (equal_nocase(configured.server, connection.serverName) && equal_nocase(configured.name, volume))
+                return configured.name;
     error_unless(entry != nullptr, ZKE_VOLUME_UNKNOWN);
     return *entry->first("qrtHostResourceName");
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <unordered_set>
 
 #include "platform/catalogue.h"
@@ -342,6 +343,15 @@ EntryPtr LdapStore::findServer(std::string_view name) {
 
 EntryPtr LdapStore::findVolume(const Entry &server, std::string_view volume) {
     return findInSite([&](const Entry &entry) { return entry_is_volume(entry, server, volume, root_); });
+}
+
+std::vector<EntryPtr> LdapStore::volumes() {
+    readSite();
+    if (!siteMissing_.empty()) throw CodedError(siteMissingCode_, siteMissing_);
+    std::vector<EntryPtr> found;
+    std::copy_if(site_.begin(), site_.end(), std::back_inserter(found),
+                 [](const EntryPtr &entry) { return entry->isClass("Volume"); });
+    return found;
 }
 
 // What the server says of a login. Which of name and password was wrong is not distinguished by servers either.

@@ -33,6 +33,7 @@ class LdapStore : public ServersStore {
     const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override;
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
+    std::vector<EntryPtr> volumes() override;
     Verdict checkPassword(const Entry &entry, const char *password) override;
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;

@@ -64,6 +64,7 @@ class LdifStore : public DirectoryStore {
     const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override;
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
+    std::vector<EntryPtr> volumes() override;
     Verdict checkPassword(const Entry &entry, const char *password) override;
 
   private:
@@ -238,6 +239,12 @@ EntryPtr LdifStore::findVolume(const Entry &server, std::string_view volume) {
         if (entry_is_volume(*found, server, volume, root_)) return found;
     }
     return nullptr;
+}
+
+std::vector<EntryPtr> LdifStore::volumes() {
+    std::vector<EntryPtr> found;
+    for (uint32_t number : volumes_) found.push_back(entry(number));
+    return found;
 }
 
 // An empty password is wrong whatever the entry has: servers take it for an anonymous login.

@@ -1,8 +1,11 @@
 #include "platform/client/session/connections.h"
 
 #include <algorithm>
+#include <list>
 
 #include "platform/client/core/values.h"
+#include "platform/common/volume_source.h"
+#include "platform/zk.h"
 
 static uint32_t primary = 0; // handle, 0 for none
 
@@ -62,6 +65,21 @@ static bool is_logged_in_somewhere() {
     return std::any_of(trees.begin(), trees.end(), [](const auto &tree) { return tree->identity != nullptr; });
 }
 
+// A host of the automounter's list is a server without an object: \\fs1\share is the volume SHARE of FS1. They are as
+// many as connections at most.
+static const ConfigServer *listed_host(std::string_view name) {
+    static std::list<ConfigServer> made;
+    if (name.size() >= ZK_SERVER_NAME_SIZE || !volume_host_is_listed(trees_config().automount.hosts, name))
+        return nullptr;
+    for (const ConfigServer &server : made)
+        if (equal_nocase(server.name, name)) return &server;
+    if (made.size() >= connection_limit) return nullptr;
+    ConfigServer server;
+    for (char c : name) server.name += upper_case(c);
+    server.listedHost = true;
+    return &made.emplace_back(server);
+}
+
 HandleTable<Connection> &connections() {
     static HandleTable<Connection> open(ZKE_CONN_INVALID);
     return open;
@@ -91,6 +109,7 @@ Connection &connection_open_server(std::string_view name) {
     }
     for (const ConfigServer &server : trees_config().servers)
         if (equal_nocase(server.name, name)) return open_to(nullptr, nullptr, &server);
+    if (const ConfigServer *host = listed_host(name)) return open_to(nullptr, nullptr, host);
     throw CodedError(code);
 }
 
