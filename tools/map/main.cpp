@@ -19,6 +19,7 @@ static const char *const help_text = catalogue_mark(
     "List, create and remove drive mappings.\n"
     "\n"
     "  map                        list the drives and the search path\n"
+    "  map --status               show for each drive whether it is mounted, or why not\n"
     "  map H:                     show one drive\n"
     "  map H:=SRV1/USERS:home     map a drive; also map ROOT H:=...\n"
     "  map NEXT SRV1/SYS:         map the next free drive, starting at F:\n"
@@ -47,6 +48,7 @@ static int map_main(int argc, char **argv) {
         fputs(catalogue_text(help_text), stdout);
         return 0;
     }
+    if (line == "--status") return MapRun().status();
     std::vector<Command> commands = command_parse(line);
     return MapRun().run(commands);
 }

@@ -9,10 +9,17 @@
 #include "platform/terminal_text.h"
 #include "tools/map/refusal.h"
 #include "tools/map/resolve.h"
+#include "tools/map/status.h"
 
 static Drive search_drive(size_t index) {
     Drive drive;
     drive.place = static_cast<int>(index) + 1;
+    return drive;
+}
+
+static Drive letter_drive(char letter) {
+    Drive drive;
+    drive.letter = letter;
     return drive;
 }
 
@@ -77,11 +84,26 @@ void MapRun::confirm(const Drive &drive, const Location &location) const {
     if (display_) print_mapping(drive, location);
 }
 
+int MapRun::status() {
+    const MountedVolumes mounted;
+    bool any = false;
+    const auto print = [&](const Drive &drive) {
+        const std::optional<Location> location = links_.read(drive.name());
+        if (!location) return;
+        any = true;
+        printf("%-4s %s  %s\n", (drive.name() + ":").c_str(), terminal_text(location->text()).c_str(),
+               drive_status(*location, mounted).c_str());
+    };
+    for (char letter = 'A'; letter <= 'Z'; ++letter) print(letter_drive(letter));
+    for (size_t i = 0; i < Drive::search_drives; ++i) print(search_drive(i));
+    if (!any) fputs(catalogue_text("No drives are mapped.\n"), stdout);
+    return 0;
+}
+
 void MapRun::list() {
     bool any = false;
     for (char letter = 'A'; letter <= 'Z'; ++letter) {
-        Drive drive;
-        drive.letter = letter;
+        const Drive drive = letter_drive(letter);
         std::optional<Location> location = links_.read(drive.name());
         if (!location) continue;
         if (!any) fputs(catalogue_text("Drives\n"), stdout);

@@ -16,6 +16,9 @@ class MapRun {
     // status, 0 or 1.
     int run(const std::vector<Command> &commands);
 
+    // Prints for each drive whether it is mounted, and otherwise why not. Returns the exit status.
+    int status();
+
   private:
     void carryOut(const Command &command);
     void list();

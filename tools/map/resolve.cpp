@@ -1,6 +1,8 @@
 #include "tools/map/resolve.h"
 
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -170,6 +172,12 @@ static bool is_folder(const std::string &path) {
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// Volumes that are mounted when they are used are not waited for here.
+static bool has_all_mounts(const std::string &mountPoint) {
+    struct statfs status = {};
+    return is_folder(mountPoint) && (statfs(mountPoint.c_str(), &status) != 0 || status.f_type != AUTOFS_SUPER_MAGIC);
+}
+
 Location resolve_target(const std::string &target, const LinkDirectory &links) {
     std::string path = target;
     std::replace(path.begin(), path.end(), '\\', '/');
@@ -178,7 +186,7 @@ Location resolve_target(const std::string &target, const LinkDirectory &links) {
     std::optional<Location> location = resolve_drive(path, links);
     if (!location) location = resolve_network(path);
     location_check(*location);
-    if (is_folder(mount_point()) && !is_folder(location_local_path(*location)))
+    if (has_all_mounts(mount_point()) && !is_folder(location_local_path(*location)))
         throw Refusal(catalogue_format("no such directory: %s", location->text().c_str()));
     return *location;
 }
