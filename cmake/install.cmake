@@ -9,7 +9,7 @@ endforeach()
 # ---- first: which folders are missing ----
 # `install_dirs` has to name every folder that something below is installed to, for uninstalling.
 set(record ${CMAKE_BINARY_DIR}/installed)
-set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
+set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_SBINDIR} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
                  ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs})
 install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")")
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake)
@@ -27,6 +27,17 @@ foreach(tool IN ITEMS qrtlogin map)
   list(APPEND installed_programs ${tool}_installed)
 endforeach()
 install(TARGETS ${installed_programs})
+# The automounter is root's. mount(8) looks for its helper in /sbin.
+file(RELATIVE_PATH libraries_from_root_programs ${CMAKE_INSTALL_FULL_SBINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+add_executable(automount_installed $<TARGET_OBJECTS:automount>)
+target_link_libraries(automount_installed PRIVATE $<TARGET_PROPERTY:automount,LINK_LIBRARIES>)
+set_target_properties(automount_installed PROPERTIES
+  OUTPUT_NAME qrt-automount RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/to-install LINKER_LANGUAGE CXX
+  BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/${libraries_from_root_programs}")
+add_custom_command(TARGET automount_installed POST_BUILD VERBATIM
+  COMMAND ${CMAKE_COMMAND} -E create_symlink qrt-automount ${CMAKE_BINARY_DIR}/to-install/mount.qrt)
+install(TARGETS automount_installed RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+install(FILES ${CMAKE_BINARY_DIR}/to-install/mount.qrt DESTINATION ${CMAKE_INSTALL_SBINDIR})
 
 # ---- the libraries, and what a program needs to call them ----
 # They stand side by side in both places. Only this one needs the others; who loads the module has loaded what it needs.
@@ -62,4 +73,5 @@ add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -D record=${record} -P ${CM
                   VERBATIM)
 
 # All that is installed, and the programs as they run from the build: what quickstart.sh builds.
-add_custom_target(product DEPENDS qrtlogin map zkclient_ldap ${installed_programs} translations)
+add_custom_target(product DEPENDS qrtlogin map automount zkclient_ldap ${installed_programs} automount_installed
+                  translations)

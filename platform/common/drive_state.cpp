@@ -1,0 +1,148 @@
+#include "platform/common/drive_state.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "platform/catalogue.h"
+#include "platform/common/location.h"
+#include "platform/common/opened.h"
+#include "platform/common/places.h"
+#include "platform/common/write_all.h"
+
+// Whoever asks the automounter for names that he makes up fills no file system by it.
+static constexpr size_t most_names = 128;
+
+namespace {
+
+struct Meaning {
+    DriveFailure failure;
+    const char *code;
+    const char *text;
+};
+
+struct CloseFolder {
+    void operator()(DIR *folder) const { closedir(folder); }
+};
+
+} // namespace
+
+static const Meaning meanings[] = {
+    {DriveFailure::none, "mounted", ""},
+    {DriveFailure::wrongPassword, "wrong-password", catalogue_mark("wrong password")},
+    {DriveFailure::passwordExpired, "password-expired", catalogue_mark("the password has expired")},
+    {DriveFailure::accountLocked, "account-locked", catalogue_mark("the account is locked or disabled")},
+    {DriveFailure::notAllowed, "not-allowed", catalogue_mark("access denied")},
+    {DriveFailure::noTicket, "no-ticket", catalogue_mark("no Kerberos ticket")},
+    {DriveFailure::noSuchShare, "no-such-share", catalogue_mark("no such share")},
+    {DriveFailure::unknownHost, "unknown-host", catalogue_mark("unknown host")},
+    {DriveFailure::refused, "refused", catalogue_mark("the server refused the connection")},
+    {DriveFailure::noAnswer, "no-answer", catalogue_mark("no answer from the server")},
+    {DriveFailure::noSource, "no-source", catalogue_mark("no source is configured for the volume")},
+    {DriveFailure::badSource, "bad-source", catalogue_mark("the source of the volume is not valid")},
+    {DriveFailure::noHelper, "no-helper", catalogue_mark("the mount program is not installed")},
+    {DriveFailure::failed, "failed", catalogue_mark("cannot be mounted")},
+};
+
+static const Meaning &meaning_of(DriveFailure failure) {
+    for (const Meaning &meaning : meanings)
+        if (meaning.failure == failure) return meaning;
+    return meanings[0];
+}
+
+std::string drive_failure_text(DriveFailure failure) {
+    const char *text = meaning_of(failure).text;
+    return *text == '\0' ? "" : catalogue_text(text);
+}
+
+// Root's folder below another one of root's; made when it is missing.
+static int open_folder(int above, const char *name) {
+    constexpr mode_t not_listed = S_IRWXU | S_IXGRP | S_IXOTH;
+    if (mkdirat(above, name, not_listed) == 0 && fchmodat(above, name, not_listed, 0) != 0) return -1;
+    const int folder = openat(above, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    struct stat status = {};
+    if (folder < 0 || (fstat(folder, &status) == 0 && status.st_uid == geteuid())) return folder;
+    close(folder);
+    errno = EPERM;
+    return -1;
+}
+
+// With the folder full the name whose state is oldest makes room.
+static void make_room(int folder) {
+    const std::unique_ptr<DIR, CloseFolder> names(fdopendir(dup(folder)));
+    size_t count = 0;
+    time_t oldest = 0;
+    std::string victim;
+    if (names == nullptr) return;
+    rewinddir(names.get());
+    while (const dirent *item = readdir(names.get())) {
+        struct stat status = {};
+        if (item->d_name[0] == '.' || fstatat(folder, item->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
+        ++count;
+        if (!victim.empty() && status.st_mtime >= oldest) continue;
+        victim = item->d_name;
+        oldest = status.st_mtime;
+    }
+    if (count >= most_names && unlinkat(folder, victim.c_str(), 0) != 0) unlinkat(folder, victim.c_str(), AT_REMOVEDIR);
+}
+
+static bool exists(int folder, const std::string &name) {
+    struct stat status = {};
+    return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+static bool write_file(int folder, const std::string &name, uid_t user, const std::string &text) {
+    const std::string temporary = ".new-" + std::to_string(getpid());
+    unlinkat(folder, temporary.c_str(), 0);
+    const Opened file(openat(folder, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR));
+    if (!file.isOpen()) return false;
+    const bool written = write_all(file.number(), text) &&
+                         (user == geteuid() || fchown(file.number(), user, -1) == 0) &&
+                         renameat(folder, temporary.c_str(), folder, name.c_str()) == 0;
+    const int problem = errno;
+    if (!written) unlinkat(folder, temporary.c_str(), 0);
+    errno = problem;
+    return written;
+}
+
+bool drive_state_write(uid_t user, const std::string &server, const std::string &volume, const DriveState &state) {
+    errno = EINVAL;
+    if (!is_folder_name(server) || !is_folder_name(volume) || server[0] == '.' || volume[0] == '.') return false;
+    mkdir(place_drive_states, S_IRWXU | S_IXGRP | S_IXOTH);
+    const Opened top(open(place_drive_states, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!top.isOpen()) return false;
+    const Opened own(open_folder(top.number(), std::to_string(user).c_str()));
+    if (!own.isOpen()) return false;
+    if (!exists(own.number(), server)) make_room(own.number());
+    const Opened folder(open_folder(own.number(), server.c_str()));
+    if (!folder.isOpen()) return false;
+    if (!exists(folder.number(), volume)) make_room(folder.number());
+    return write_file(
+        folder.number(), volume, user,
+        std::string("brasca-drive 1 ") + meaning_of(state.failure).code + " " + std::to_string(state.when) + "\n");
+}
+
+static std::optional<DriveState> state_in(const char *text) {
+    char code[32] = "";
+    long long when = 0;
+    char end = '\0';
+    if (sscanf(text, "brasca-drive 1 %31[a-z-] %lld%c", code, &when, &end) != 3 || end != '\n') return std::nullopt;
+    for (const Meaning &meaning : meanings)
+        if (strcmp(meaning.code, code) == 0) return DriveState{meaning.failure, static_cast<time_t>(when)};
+    return std::nullopt;
+}
+
+std::optional<DriveState> drive_state_read(const std::string &server, const std::string &volume) {
+    if (!is_folder_name(server) || !is_folder_name(volume)) return std::nullopt;
+    const std::string path =
+        std::string(place_drive_states) + "/" + std::to_string(geteuid()) + "/" + server + "/" + volume;
+    const Opened file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    char text[128] = "";
+    if (!file.isOpen() || TEMP_FAILURE_RETRY(read(file.number(), text, sizeof text - 1)) <= 0) return std::nullopt;
+    return state_in(text);
+}

@@ -1,0 +1,46 @@
+// What became of the last attempt to mount a volume for a user: the automounter writes it, map --status reads it.
+//
+//     /run/brasca/UID/SERVER/VOLUME ::= "brasca-drive 1 " state " " seconds-since-1970 LF
+//     state                         ::= "mounted" | a failure's code
+//
+// The folders are root's and let nobody list them; each file is its user's own, mode 0400.
+#ifndef PLATFORM_COMMON_DRIVE_STATE_H
+#define PLATFORM_COMMON_DRIVE_STATE_H
+
+#include <sys/types.h>
+#include <ctime>
+#include <optional>
+#include <string>
+
+enum class DriveFailure {
+    none, // mounted
+    wrongPassword,
+    passwordExpired,
+    accountLocked,
+    notAllowed,
+    noTicket,
+    noSuchShare,
+    unknownHost,
+    refused,
+    noAnswer,
+    noSource,
+    badSource,
+    noHelper,
+    failed
+};
+
+struct DriveState {
+    DriveFailure failure = DriveFailure::none;
+    time_t when = 0;
+};
+
+// The reason in words, translated; empty for `none`.
+std::string drive_failure_text(DriveFailure failure);
+
+// Records the state, as root. False with errno; nothing is recorded under a name that cannot be a folder's.
+bool drive_state_write(uid_t user, const std::string &server, const std::string &volume, const DriveState &state);
+
+// The state that was recorded for the effective user; nothing when there is none, or none that root wrote.
+std::optional<DriveState> drive_state_read(const std::string &server, const std::string &volume);
+
+#endif

@@ -1,0 +1,87 @@
+#include "tools/automount/mount_failure.h"
+
+#include <cerrno>
+#include <charconv>
+
+namespace {
+
+struct Phrase {
+    std::string_view text;
+    DriveFailure failure;
+};
+
+struct Number {
+    int error;
+    DriveFailure failure;
+};
+
+} // namespace
+
+static constexpr Phrase kernel_phrases[] = {
+    {"STATUS_LOGON_FAILURE", DriveFailure::wrongPassword},
+    {"STATUS_WRONG_PASSWORD", DriveFailure::wrongPassword},
+    {"STATUS_PASSWORD_EXPIRED", DriveFailure::passwordExpired},
+    {"STATUS_PASSWORD_MUST_CHANGE", DriveFailure::passwordExpired},
+    {"STATUS_ACCOUNT_LOCKED_OUT", DriveFailure::accountLocked},
+    {"STATUS_ACCOUNT_DISABLED", DriveFailure::accountLocked},
+    {"STATUS_ACCOUNT_EXPIRED", DriveFailure::accountLocked},
+    {"STATUS_BAD_NETWORK_NAME", DriveFailure::noSuchShare},
+    {"STATUS_ACCESS_DENIED", DriveFailure::notAllowed},
+};
+
+// ORDER: the first phrase counts, so the general ones come last.
+static constexpr Phrase output_phrases[] = {
+    {"could not resolve address", DriveFailure::unknownHost},
+    {"Failed to resolve server", DriveFailure::unknownHost},
+    {"Name or service not known", DriveFailure::unknownHost},
+    {"access denied by server", DriveFailure::notAllowed},
+    {"Operation not permitted", DriveFailure::notAllowed},
+    {"Permission denied", DriveFailure::notAllowed},
+    {"No such file or directory", DriveFailure::noSuchShare},
+    {"Connection refused", DriveFailure::refused},
+    {"Connection timed out", DriveFailure::noAnswer},
+    {"timed out", DriveFailure::noAnswer},
+    {"No route to host", DriveFailure::noAnswer},
+    {"Network is unreachable", DriveFailure::noAnswer},
+    {"Host is down", DriveFailure::noAnswer},
+};
+
+static constexpr Number numbers[] = {
+    {EKEYREJECTED, DriveFailure::noTicket}, {ENOKEY, DriveFailure::noTicket},
+    {EKEYREVOKED, DriveFailure::noTicket},  {EKEYEXPIRED, DriveFailure::passwordExpired},
+    {ENOENT, DriveFailure::noSuchShare},    {ENXIO, DriveFailure::noSuchShare},
+    {ENODEV, DriveFailure::noHelper},       {ECONNREFUSED, DriveFailure::refused},
+    {EHOSTDOWN, DriveFailure::noAnswer},    {ETIMEDOUT, DriveFailure::noAnswer},
+    {EHOSTUNREACH, DriveFailure::noAnswer}, {ENETUNREACH, DriveFailure::noAnswer},
+    {EINPROGRESS, DriveFailure::noAnswer},  {ECONNABORTED, DriveFailure::noAnswer},
+    {ECONNRESET, DriveFailure::noAnswer},
+};
+
+template <size_t count>
+static DriveFailure first_of(const Phrase (&phrases)[count], std::string_view text) {
+    for (const Phrase &phrase : phrases)
+        if (text.find(phrase.text) != std::string_view::npos) return phrase.failure;
+    return DriveFailure::failed;
+}
+
+// "mount error(13): Permission denied"; 0 without one.
+static int error_number(std::string_view output) {
+    constexpr std::string_view mark = "mount error(";
+    const size_t at = output.find(mark);
+    int number = 0;
+    if (at == std::string_view::npos) return 0;
+    output.remove_prefix(at + mark.size());
+    std::from_chars(output.data(), output.data() + output.size(), number);
+    return number;
+}
+
+DriveFailure mount_failure_of(std::string_view output, std::string_view kernelLog, bool withPassword) {
+    const DriveFailure told = first_of(kernel_phrases, kernelLog);
+    if (told != DriveFailure::failed) return told;
+    const int number = error_number(output);
+    for (const Number &known : numbers)
+        if (known.error == number) return known.failure;
+    if (number == EACCES && withPassword && kernelLog.find("SessSetup = -13") != std::string_view::npos)
+        return DriveFailure::wrongPassword;
+    return first_of(output_phrases, output);
+}

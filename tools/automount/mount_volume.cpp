@@ -1,0 +1,116 @@
+#include "tools/automount/mount_volume.h"
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "platform/catalogue.h"
+#include "platform/common/opened.h"
+#include "platform/common/places.h"
+#include "platform/common/smb_credentials.h"
+#include "platform/terminal_text.h"
+#include "tools/automount/bind_mount.h"
+#include "tools/automount/limited_program.h"
+#include "tools/automount/mount_command.h"
+#include "tools/automount/mount_failure.h"
+#include "tools/automount/refresh.h"
+#include "tools/automount/root_file.h"
+
+static void complain(const std::string &folder, const std::string &what) {
+    fprintf(stderr, "mount.qrt: %s\n", terminal_text(folder + ": " + what).c_str());
+}
+
+namespace {
+
+// What the kernel's log says from here on.
+class KernelLog {
+  public:
+    KernelLog() : file_(open(place_kernel_log, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY)) {
+        lseek(file_.number(), 0, SEEK_END);
+    }
+    std::string rest() const {
+        constexpr size_t most = size_t{64} << 10;
+        std::string text;
+        char record[8192];
+        ssize_t got = 0;
+        // One record at a time; EPIPE: some were lost.
+        while (file_.isOpen() && text.size() < most &&
+               ((got = read(file_.number(), record, sizeof record)) > 0 || (got < 0 && errno == EPIPE)))
+            if (got > 0) text.append(record, static_cast<size_t>(got));
+        return text;
+    }
+
+  private:
+    Opened file_;
+};
+
+} // namespace
+
+static DriveFailure mount_local(const MountOrder &order) {
+    if (bind_mount(order.mount.source.path, order.folder, order.mount.options)) return DriveFailure::none;
+    const int problem = errno;
+    complain(order.folder,
+             catalogue_format("cannot mount %1$s: %2$s", order.mount.source.path.c_str(), strerror(problem)));
+    if (problem == ENOENT) return DriveFailure::noSuchShare;
+    return problem == ELOOP || problem == ENOTDIR ? DriveFailure::badSource : DriveFailure::failed;
+}
+
+static DriveFailure mount_remote(const MountOrder &order, const Secret *password, long timeLimit) {
+    const KernelLog log;
+    const ProgramEnd end = limited_program_run(mount_command(order), password, timeLimit);
+    if (!end.output.empty()) complain(order.folder, end.output);
+    switch (end.how) {
+        case ProgramEnd::How::silent:
+            umount2(order.folder.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW); // it may have come this far
+            complain(order.folder, catalogue_format("no answer within %ld seconds", timeLimit));
+            return DriveFailure::noAnswer;
+        case ProgramEnd::How::notFound:
+            complain(order.folder, catalogue_format("%s is not installed", mount_command(order)[0].c_str()));
+            return DriveFailure::noHelper;
+        case ProgramEnd::How::ended:
+            return DriveFailure::failed;
+        default:
+            if (end.status == 0) return DriveFailure::none;
+            return mount_failure_of(end.output, log.rest(), password != nullptr);
+    }
+}
+
+static DriveFailure mount_as(const DriveUser &user, const std::string &folder, const std::string &server,
+                             const std::string &volume) {
+    const MountSite site = site_current();
+    std::string why;
+    const std::optional<SiteMount> mount = site_find(site, server, volume, &why);
+    if (!mount) {
+        complain(folder, why.empty() ? drive_failure_text(DriveFailure::noSource) : why);
+        return why.empty() ? DriveFailure::noSource : DriveFailure::badSource;
+    }
+    MountOrder order = {*mount, user, folder, "", ""};
+    if (mount->source.kind == VolumeSource::Kind::local) return mount_local(order);
+    std::optional<SmbCredentials> credentials;
+    if (site.credentials && mount_needs_password(*mount, true)) credentials = smb_credentials_read(user.id);
+    if (!credentials) return mount_remote(order, nullptr, site.timeLimit);
+    order.smbUser = credentials->user;
+    order.smbDomain = credentials->domain;
+    return mount_remote(order, &credentials->password, site.timeLimit);
+}
+
+DriveFailure mount_volume(const std::string &folder) {
+    const auto names = drive_path_names(folder);
+    const std::optional<DriveUser> user = names && names->size() == 3 ? drive_user(names->front()) : std::nullopt;
+    if (!user) throw AutomountError(catalogue_format("%s is not the folder of a user's volume", folder.c_str()));
+    const std::string &server = (*names)[1];
+    const std::string &volume = (*names)[2];
+    DriveFailure failure = DriveFailure::failed;
+    try {
+        failure = mount_as(*user, folder, server, volume);
+    } catch (const AutomountError &error) {
+        complain(folder, error.what());
+    }
+    if (!drive_state_write(user->id, server, volume, {failure, time(nullptr)}))
+        complain(folder, catalogue_format("cannot record the state: %s", strerror(errno)));
+    return failure;
+}
