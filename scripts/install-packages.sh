@@ -12,7 +12,7 @@ build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev li
 check="clang clang-format python3 locales libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck autofs"
 analysis="git clang-tidy cppcheck abigail-tools"
 coverage="gcovr"
-directories="samba samba-dsdb-modules samba-ad-provision samba-vfs-modules ldb-tools 389-ds-base"
+directories="samba samba-dsdb-modules samba-ad-provision samba-vfs-modules ldb-tools 389-ds-base smbnetfs"
 bench="libbenchmark-dev python3 dash mksh mawk lua5.4 tcl perl libnet-ldap-perl python3-ldap slapd ldap-utils gnuplot-nox"
 
 wanted=

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Runs a case of cases/ with the kernel's autofs: in mount, network and process namespaces of its own, whose end ends
 # whatever the case has started.
-#   run.sh BINARIES CASE
+#   run.sh BINARIES CASE        with "smb/" before it a case of smb/, which have an SMB server too
 # Exit status 77: the kernel, or the user, may not do this here.
 set -u
 here=$(cd "$(dirname "$0")" && pwd)
@@ -27,5 +27,11 @@ fi
 binaries=$2
 name=$3
 . "$here/rig.sh"
-. "$here/cases/$name.sh"
+case $name in
+    smb/*)
+        . "$here/smb_rig.sh"
+        . "$here/$name.sh"
+        ;;
+    *) . "$here/cases/$name.sh" ;;
+esac
 finish

@@ -13,6 +13,7 @@
 #include "platform/client/interface/boundary.h"
 #include "platform/client/session/connections.h"
 #include "platform/common/skip.h"
+#include "platform/common/volume_source.h"
 
 static constexpr size_t path_limit = 1024;
 static constexpr size_t volume_limit = 64;
@@ -68,26 +69,35 @@ static Connection &open_default_server() {
     return connection_open_tree(tree);
 }
 
+static std::string in_capitals(std::string_view name) {
+    std::string capitals(name);
+    std::transform(capitals.begin(), capitals.end(), capitals.begin(), upper_case);
+    return capitals;
+}
+
+// A volume that has no object in the server's tree: one of the configuration, or any share of a host that the
+// automounter may mount from.
+static std::string find_configured_volume(const std::string &server, std::string_view volume) {
+    for (const ConfigVolume &configured : trees_config().volumes)
+        if (equal_nocase(configured.server, server) && equal_nocase(configured.name, volume)) return configured.name;
+    error_unless(volume_host_is_listed(trees_config().automount.hosts, server), ZKE_VOLUME_UNKNOWN);
+    return in_capitals(volume);
+}
+
 // The volume as its server spells it.
 static std::string find_volume(const Connection &connection, std::string_view volume) {
     if (connection.outside != nullptr) {
         const std::vector<std::string> &known = connection.outside->volumes;
         auto found = std::find_if(known.begin(), known.end(),
                                   [volume](const std::string &one) { return equal_nocase(one, volume); });
-        error_unless(found != known.end() || connection.outside->anyVolume, ZKE_VOLUME_UNKNOWN);
         if (found != known.end()) return *found;
-        std::string spelled(volume);
-        if (connection.outside->listedHost) std::transform(spelled.begin(), spelled.end(), spelled.begin(), upper_case);
-        return spelled;
+        const bool any = connection.outside->anyVolume && !connection.outside->listedHost;
+        return any ? std::string(volume) : find_configured_volume(connection.serverName, volume);
     }
     error_unless(connection.server != nullptr, ZKE_SERVER_NOT_FOUND);
     const EntryPtr entry = connection.tree->store->findVolume(*connection.server, volume);
-    if (entry == nullptr)
-        for (const ConfigVolume &configured : trees_config().volumes)
-            if (equal_nocase(configured.server, connection.serverName) && equal_nocase(configured.name, volume))
-                return configured.name;
-    error_unless(entry != nullptr, ZKE_VOLUME_UNKNOWN);
-    return *entry->first("qrtHostResourceName");
+    return entry != nullptr ? *entry->first("qrtHostResourceName")
+                            : find_configured_volume(connection.serverName, volume);
 }
 
 namespace {
