@@ -1,4 +1,5 @@
 # What the cases have in common: a machine with two users and an automounter, below the temporary folder $T.
+set +m
 failures=0
 
 fail() {

@@ -19,6 +19,7 @@
 #include "tools/qrtlogin/environment_size.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
+#include "tools/qrtlogin/logout.h"
 #include "tools/qrtlogin/options.h"
 #include "tools/qrtlogin/output_relay.h"
 #include "tools/qrtlogin/password.h"
@@ -102,6 +103,7 @@ static int login_and_hand_on(int argc, char **argv) {
     program_check_output_at_exit("qrtlogin", exit_output);
     Options options;
     options_parse(argc, argv, &options);
+    if (options.logout) return logout_run();
     script_file_check(options.profileScript);
     script_file_check(options.loginScript);
     if (options.passwordDescriptor >= 0) password_require_open(options.passwordDescriptor);

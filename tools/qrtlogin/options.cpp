@@ -26,7 +26,8 @@ enum Key : int {
     key_raw_output,
     key_shell,
     key_print_environment,
-    key_all_variables
+    key_all_variables,
+    key_logout
 };
 
 } // namespace
@@ -104,6 +105,10 @@ static const argp_option option_table[] = {
          "Pass on or print also variables that make other programs run code, such as LD_PRELOAD or BASH_ENV; "
          "without this option these keep the values that they had before the scripts ran"),
      2},
+    {"logout", key_logout, nullptr, 0,
+     catalogue_mark("Instead of a login, remove the drives of the last one, except those that a program is using, and "
+                    "the password that was kept for mounting them"),
+     3},
     {nullptr, 0, nullptr, 0, nullptr, 0}};
 
 // The whole of `text` as a number from `low` to `high`; anything else is wrong usage.
@@ -134,6 +139,7 @@ static void set_user(const char *text, Options *options, argp_state *state) {
 
 // What belongs together can be judged only when everything has been read.
 static void check(const Options &options, argp_state *state) {
+    if (options.logout) return;
     if (options.user.empty()) argp_error(state, catalogue_text("no user given"));
     if (static_cast<int>(options.command != nullptr) + static_cast<int>(options.shell) +
             static_cast<int>(options.printEnvironment) >
@@ -183,6 +189,9 @@ static error_t parse_one(int key, char *text, argp_state *state) {
         case key_print_environment:
             options->printEnvironment = true;
             break;
+        case key_logout:
+            options->logout = true;
+            break;
         case key_user:
         case ARGP_KEY_ARG:
             set_user(text, options, state);
@@ -213,5 +222,7 @@ void options_parse(int argc, char **argv, Options *options) {
     argp parser = {option_table, parse_one, operands, texts.c_str(), nullptr, nullptr, catalogue_domain};
     // It says itself what is wrong with the words and ends the program; what comes back is that memory has run out.
     if (argp_parse(&parser, own, argv, 0, nullptr, options) != 0) throw std::bad_alloc();
+    if (options->logout && argc > 2)
+        throw Failure(exit_usage, catalogue_text("--logout takes no other option or argument"));
     if (empty) throw Failure(exit_usage, catalogue_text("no command after --"));
 }

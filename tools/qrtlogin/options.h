@@ -11,7 +11,7 @@ inline constexpr int options_first_variable = 2;
 inline constexpr int options_variables = 4;
 
 struct Options {
-    std::string user; // as typed; never empty after options_parse
+    std::string user; // as typed; never empty after options_parse, except for a logout
     std::optional<std::string> tree;
     std::optional<std::string> context;
     std::optional<std::string> server;
@@ -25,6 +25,7 @@ struct Options {
     bool shell = false;
     bool printEnvironment = false;
     bool allVariables = false; // hand on also the variables that run code
+    bool logout = false;       // instead of a login; nothing else is set then
     char **command = nullptr;  // what follows "--", ended by a null pointer; null without one
 
     // Whether something gets the environment after the scripts.

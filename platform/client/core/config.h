@@ -75,12 +75,12 @@ struct ConfigVolume {
 
 // For the automounter (tools/automount).
 struct ConfigAutomount {
-    std::vector<std::string> hosts;      // that volume objects and UNC paths may name
-    std::vector<std::string> folders;    // below which volume objects may name a folder of the machine
-    std::string smbOptions = "sec=krb5"; // of UNC paths
-    double timeLimit = 15;               // seconds for one mount
-    double refresh = 300;                // seconds after which the directories are asked again
-    bool credentials = false;            // the login's password is kept for SMB until the logout
+    std::vector<std::string> hosts;   // that volume objects and UNC paths may name
+    std::vector<std::string> folders; // below which volume objects may name a folder of the machine
+    std::string smbOptions;           // of UNC paths
+    double timeLimit = 15;            // seconds for one mount
+    double refresh = 300;             // seconds after which the directories are asked again
+    bool credentials = false;         // the login's password is kept for SMB until the logout
 };
 
 struct Config {

@@ -8,6 +8,7 @@
 #include "platform/client/session/connections.h"
 #include "platform/client/session/contexts.h"
 #include "platform/client/session/login_password.h"
+#include "platform/common/smb_credentials.h"
 
 static constexpr uint32_t login_option = 2;
 
@@ -41,6 +42,16 @@ static void take_identity(Tree *tree, Context *context, const EntryPtr &user) {
     tree->identity = user;
     context->lastConnection = connection.handle;
     if (!connection.authenticated) connection_authenticate(&connection, *user);
+}
+
+// Where the administrator wants it so, the password of the process's first login is kept for mounting SMB shares. The
+// user's name there is the one in the user's object.
+static void keep_for_drives(const Entry &user, const char *password) {
+    static bool isFirst = true;
+    const bool wanted = isFirst && trees_config().automount.credentials && *password != '\0';
+    isFirst = false;
+    if (wanted && !smb_credentials_write(user.name.empty() ? "" : user.name.front().value, "", password))
+        fprintf(stderr, "%s\n", catalogue_text("The password could not be kept for mounting drives."));
 }
 
 namespace {
@@ -134,6 +145,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         if (trees_all().size() > 1) login_password_keep(&tree, password);
         take_identity(&tree, &found, user);
         attempt.accepted = true;
+        if (tree.config.ldap.needsPassword()) keep_for_drives(*user, password);
         warn_of_base_script(tree);
     });
 }
