@@ -181,6 +181,10 @@ typedef void (*ZKVolumeSourceNotice)(void *caller, const ZKVolumeSource *volume)
 // call the client and must not throw.
 uint32_t ZKDSScanVolumeSources(uint32_t context, ZKVolumeSourceNotice notice, void *caller);
 
+// Calls `notice` with each configured volume whose drives lead to a folder of this machine itself instead of below the
+// mount point (mount = "link"): `source` is the folder. There are none unless the configuration wants it so.
+uint32_t ZKScanLinkedVolumes(ZKVolumeSourceNotice notice, void *caller);
+
 // ---- connections ----
 
 // Name formats, ways of opening a connection, and transports.

@@ -78,6 +78,39 @@ std::optional<Location> location_of_link(std::string_view target) {
     return location;
 }
 
+std::string location_link_target(const Location &location, const std::vector<LinkedVolume> &linked) {
+    for (const LinkedVolume &one : linked)
+        if (one.server == location.server && one.volume == location.volume)
+            return location.path.empty() ? one.folder : one.folder + "/" + location.path;
+    return location_local_path(location);
+}
+
+// The location of a path in the folder of a linked volume.
+static std::optional<Location> location_below(const LinkedVolume &volume, std::string_view path) {
+    const std::string &folder = volume.folder;
+    if (path == folder) return Location{volume.server, volume.volume, ""};
+    if (path.substr(0, folder.size()) != folder || path[folder.size()] != '/') return std::nullopt;
+    Location location{volume.server, volume.volume, ""};
+    for (const std::string &name : names_of(path.substr(folder.size()))) {
+        if (!is_folder_name(name)) return std::nullopt;
+        location.path += (location.path.empty() ? "" : "/") + name;
+    }
+    return location;
+}
+
+std::optional<Location> location_of_link(std::string_view target, const std::vector<LinkedVolume> &linked) {
+    std::optional<Location> found = location_of_link(target);
+    size_t deepest = 0;
+    for (const LinkedVolume &one : linked) {
+        if (one.folder.size() <= deepest) continue;
+        const std::optional<Location> location = location_below(one, target);
+        if (!location) continue;
+        deepest = one.folder.size();
+        found = location;
+    }
+    return found;
+}
+
 std::optional<std::vector<std::string>> path_folders(std::string_view path) {
     std::vector<std::string> folders;
     for (std::string &name : names_of(path)) {

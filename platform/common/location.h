@@ -34,6 +34,20 @@ std::string location_local_path(const Location &location);
 // in one. Nothing for a path elsewhere, one with a "..", and one with a name that cannot be a folder's on a server.
 std::optional<Location> location_of_link(std::string_view target);
 
+// A volume that is a folder of this machine and is not mounted: its drives lead to the folder itself.
+struct LinkedVolume {
+    std::string server;
+    std::string volume;
+    std::string folder; // an absolute path without "..", "." or a slash at its end
+};
+
+// Where the link of a drive leads: below the mount point, or below the folder of a linked volume.
+std::string location_link_target(const Location &location, const std::vector<LinkedVolume> &linked);
+
+// As location_of_link above, and for links to a linked volume as well; of several volumes that contain the target, the
+// one whose folder is deepest.
+std::optional<Location> location_of_link(std::string_view target, const std::vector<LinkedVolume> &linked);
+
 // The folders of a path, "." and empty names left out and each ".." taken together with the folder before it. Nothing
 // for a path that leads above the folder in which it begins.
 std::optional<std::vector<std::string>> path_folders(std::string_view path);

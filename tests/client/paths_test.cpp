@@ -85,6 +85,24 @@ TEST_F(Paths, ConfiguredVolumesAreThereWithoutAnObject) {
     EXPECT_EQ(ZKE_SERVER_NOT_FOUND, lastCode);
 }
 
+TEST_F(Paths, VolumesAreLinkedOnlyWhereTheConfigurationSaysSo) {
+    const auto linked = [] {
+        std::vector<std::string> found;
+        const auto take = [](void *caller, const ZKVolumeSource *one) {
+            static_cast<std::vector<std::string> *>(caller)->push_back(std::string(one->server) + "|" + one->volume +
+                                                                       "|" + one->source);
+        };
+        EXPECT_EQ(ZK_OK, ZKScanLinkedVolumes(take, &found));
+        return found;
+    };
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKScanLinkedVolumes(nullptr, nullptr));
+    configure(
+        "mount = \"link\"\n"
+        "[[volume]]\nserver = \"FS1\"\nname = \"HOME\"\nsource = \"smb://fs1/home\"\n"
+        "[[volume]]\nserver = \"FS1\"\nname = \"DATA\"\nsource = \"/srv/data/\"\n");
+    EXPECT_THAT(linked(), testing::ElementsAre("FS1|DATA|/srv/data"));
+}
+
 TEST_F(Paths, AConfiguredVolumeJoinsThoseOfATreesServer) {
     folder.write("acme.ldif",
                  "dn: o=acme\nobjectClass: organization\no: acme\n\n"

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "platform/common/drive_state.h"
+#include "platform/common/location.h"
 #include "platform/common/places.h"
 #include "platform/common/smb_credentials.h"
 #include "tests/support/process.h"
@@ -164,6 +165,24 @@ TEST(DrivePath, IsAUsersServersVolume) {
     EXPECT_FALSE(drive_path_names(point + "/" + std::string(129, 'a')));
     EXPECT_FALSE(drive_path_names("/etc"));
     EXPECT_FALSE(drive_path_names(""));
+}
+
+TEST(LinkedVolumes, AreFoundByTheirFolders) {
+    const std::vector<LinkedVolume> linked = {{"S", "OUTER", "/srv/v"}, {"S", "INNER", "/srv/v/in"}};
+    const auto text = [&](const char *target) {
+        const std::optional<Location> location = location_of_link(target, linked);
+        return location ? location->text() : "none";
+    };
+    EXPECT_EQ("S/OUTER:", text("/srv/v"));
+    EXPECT_EQ("S/OUTER:a/b c", text("/srv/v/a/b c"));
+    EXPECT_EQ("S/INNER:x", text("/srv/v/in/x"));
+    EXPECT_EQ("S/OUTER:inx", text("/srv/v/inx"));
+    EXPECT_EQ("T/V:p", text((std::string(place_mount_point) + "/anna/T/V/p").c_str()));
+    for (const char *target : {"", "/", "/srv", "/srv/vx", "srv/v", "/srv/v/../x", "/srv/v/a\nb", "/srv/v/a\\b"})
+        EXPECT_EQ("none", text(target)) << target;
+    EXPECT_EQ("/srv/v/in/a", location_link_target({"S", "INNER", "a"}, linked));
+    EXPECT_EQ("/srv/v", location_link_target({"S", "OUTER", ""}, linked));
+    EXPECT_EQ(location_local_path({"S", "OTHER", "a"}), location_link_target({"S", "OTHER", "a"}, linked));
 }
 
 TEST(RootFile, IsReadOnlyWhereNobodyElseCanHaveWrittenIt) {

@@ -12,6 +12,7 @@
 #include "platform/catalogue.h"
 #include "platform/common/link_directory.h"
 #include "platform/common/own_directory.h"
+#include "tools/linked_volumes.h"
 #include "tools/map/refusal.h"
 
 static std::string configured_directory() {
@@ -50,7 +51,9 @@ LinkDirectory::~LinkDirectory() {
 std::optional<Location> LinkDirectory::read(const std::string &name) const {
     const std::optional<OwnLink> link = own_link_read(descriptor_, name.c_str());
     if (!link || link->foreign) return std::nullopt;
-    return location_of_link(link->target);
+    // What leads below the mount point is a drive whatever the configuration says.
+    if (std::optional<Location> location = location_of_link(link->target)) return location;
+    return location_of_link(link->target, linked_volumes_of_client());
 }
 
 bool LinkDirectory::isFree(const std::string &name) const {
@@ -70,7 +73,7 @@ void LinkDirectory::refuseForeign(const std::string &name) const {
 
 void LinkDirectory::write(const std::string &name, const Location &location) {
     refuseForeign(name);
-    const std::string target = location_local_path(location);
+    const std::string target = location_link_target(location, linked_volumes_of_client());
     const std::string what = catalogue_format("cannot create link %1$s/%2$s", path_.c_str(), name.c_str());
     // A new link is made under its own name, where the call itself refuses what has come there in between; only a
     // drive's own link is replaced, by renaming.

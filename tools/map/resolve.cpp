@@ -11,6 +11,7 @@
 #include "platform/catalogue.h"
 #include "platform/common/context_flags.h"
 #include "platform/zk.h"
+#include "tools/linked_volumes.h"
 #include "tools/map/command.h"
 #include "tools/map/refusal.h"
 
@@ -186,7 +187,9 @@ Location resolve_target(const std::string &target, const LinkDirectory &links) {
     std::optional<Location> location = resolve_drive(path, links);
     if (!location) location = resolve_network(path);
     location_check(*location);
-    if (has_all_mounts(mount_point()) && !is_folder(location_local_path(*location)))
+    const std::string folder = location_link_target(*location, linked_volumes_of_client());
+    const bool isMounted = folder == location_local_path(*location);
+    if ((!isMounted || has_all_mounts(mount_point())) && !is_folder(folder))
         throw Refusal(catalogue_format("no such directory: %s", location->text().c_str()));
     return *location;
 }

@@ -9,6 +9,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/common/drive_state.h"
+#include "tools/linked_volumes.h"
 
 namespace {
 
@@ -39,6 +40,8 @@ bool MountedVolumes::have(const std::string &folder) const {
 }
 
 std::string drive_status(const Location &location, const MountedVolumes &mounted) {
+    const std::string folder = location_link_target(location, linked_volumes_of_client());
+    if (folder != location_local_path(location)) return catalogue_text("a folder of this machine");
     if (mounted.have(location_local_path({location.server, location.volume, ""}))) return catalogue_text("mounted");
     const std::optional<DriveState> state = drive_state_read(location.server, location.volume);
     if (!state || state->failure == DriveFailure::none) return catalogue_text("not in use");

@@ -19,7 +19,7 @@ class MountedVolumes {
     std::vector<std::string> folders_;
 };
 
-// "mounted", "not mounted: no such share" or "not in use", translated.
+// "mounted", "not mounted: no such share", "not in use" or "a folder of this machine", translated.
 std::string drive_status(const Location &location, const MountedVolumes &mounted);
 
 #endif

@@ -19,6 +19,7 @@
 #include "platform/common/own_directory.h"
 #include "platform/common/smb_credentials.h"
 #include "platform/terminal_text.h"
+#include "tools/linked_volumes.h"
 
 static constexpr int last_search_drive = 16;
 
@@ -57,15 +58,17 @@ static std::vector<std::string> files_in_use() {
     return found;
 }
 
-// A path below the mount point as the kernel names it.
+// A drive's folder as the kernel names it, which knows no symbolic links: the mount point may have been named by one.
+// The folder itself is not looked at.
 static std::string kernel_path(const std::string &path) {
     const std::string point = mount_point();
     char real[PATH_MAX];
-    return realpath(point.c_str(), real) == nullptr ? path : real + path.substr(point.size());
+    const bool isBelow = path.compare(0, point.size(), point) == 0;
+    return !isBelow || realpath(point.c_str(), real) == nullptr ? path : real + path.substr(point.size());
 }
 
-static bool is_in_use(const Location &drive, const std::vector<std::string> &files) {
-    const std::string folder = kernel_path(location_local_path(drive));
+static bool is_in_use(const std::string &target, const std::vector<std::string> &files) {
+    const std::string folder = kernel_path(target);
     return std::any_of(files.begin(), files.end(), [&](const std::string &file) {
         return file.compare(0, folder.size(), folder) == 0 &&
                (file.size() == folder.size() || file[folder.size()] == '/');
@@ -81,9 +84,10 @@ static std::vector<std::string> drive_names() {
 
 static bool remove_drive(int directory, const std::string &name, const std::vector<std::string> &files) {
     const std::optional<OwnLink> link = own_link_read(directory, name.c_str());
-    const std::optional<Location> drive = link && !link->foreign ? location_of_link(link->target) : std::nullopt;
+    const std::optional<Location> drive =
+        link && !link->foreign ? location_of_link(link->target, linked_volumes_of_client()) : std::nullopt;
     if (!drive) return true;
-    if (is_in_use(*drive, files)) {
+    if (is_in_use(link->target, files)) {
         printf(catalogue_text("Drive %1$s: is in use and stays: %2$s\n"), name.c_str(),
                terminal_text(drive->text()).c_str());
         return true;

@@ -15,6 +15,7 @@
 
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
+#include "platform/client/session/linked_volumes.h"
 #include "platform/common/link_directory.h"
 #include "platform/common/location.h"
 #include "platform/common/own_directory.h"
@@ -53,15 +54,25 @@ static FolderPointer open_folder(const std::string &path) {
     return folder;
 }
 
+// Drives are listed whatever is wrong with the configuration.
+static std::vector<LinkedVolume> linked_volumes_if_any() {
+    try {
+        return linked_volumes();
+    } catch (const DataError &) {
+        return {};
+    }
+}
+
 static std::vector<Drive> find_drives() {
     std::vector<Drive> drives;
     std::string path = link_directory_place().path.value_or("");
     const FolderPointer folder(path[0] == '/' ? open_folder(path) : nullptr);
     if (folder == nullptr) return drives;
     if (path.back() != '/') path += '/';
+    const std::vector<LinkedVolume> linked = linked_volumes_if_any();
     while (const dirent *item = readdir(folder.get())) {
         const std::optional<OwnLink> link = own_link_read(dirfd(folder.get()), item->d_name);
-        const std::optional<Location> location = link ? location_of_link(link->target) : std::nullopt;
+        const std::optional<Location> location = link ? location_of_link(link->target, linked) : std::nullopt;
         if (location) drives.push_back({path + item->d_name, location->text()});
     }
     std::sort(drives.begin(), drives.end(), [](const Drive &a, const Drive &b) { return a.local < b.local; });

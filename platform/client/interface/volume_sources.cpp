@@ -2,6 +2,7 @@
 #include "platform/client/core/values.h"
 #include "platform/client/interface/boundary.h"
 #include "platform/client/session/contexts.h"
+#include "platform/client/session/linked_volumes.h"
 
 // The name of the volume's server, as the server's own object spells it; empty when the tree has no such object.
 static std::string server_of(Tree *tree, const Entry &volume) {
@@ -24,6 +25,16 @@ uint32_t ZKDSScanVolumeSources(uint32_t context, ZKVolumeSourceNotice notice, vo
             const ZKVolumeSource found = {server.c_str(), name->c_str(), source->c_str(),
                                           options == nullptr ? "" : options->c_str()};
             if (!server.empty()) notice(caller, &found);
+        }
+    });
+}
+
+uint32_t ZKScanLinkedVolumes(ZKVolumeSourceNotice notice, void *caller) {
+    return guarded([&] {
+        error_unless(notice != nullptr, ZKE_BAD_PARAMETER);
+        for (const LinkedVolume &volume : linked_volumes()) {
+            const ZKVolumeSource found = {volume.server.c_str(), volume.volume.c_str(), volume.folder.c_str(), ""};
+            notice(caller, &found);
         }
     });
 }

@@ -18,6 +18,7 @@
 #include "tests/fuzz/world/files.h"
 #include "tests/fuzz/world/links.h"
 #include "tests/fuzz/world/process.h"
+#include "tools/linked_volumes.h"
 #include "tools/map/command.h"
 #include "tools/map/location.h"
 #include "tools/map/map_run.h"
@@ -62,6 +63,12 @@ static void start(unsigned mode, std::string_view given, std::string_view answer
     answers_start(answers);
     client_start();
     files_sink_clear();
+}
+
+// In the place of the program's own, which asks once for all inputs.
+const std::vector<LinkedVolume> &linked_volumes_of_client() {
+    static const std::vector<LinkedVolume> none;
+    return none;
 }
 
 // ---- what command_parse promises ----
