@@ -91,7 +91,8 @@ static std::optional<Location> location_below(const LinkedVolume &volume, std::s
     if (path == folder) return Location{volume.server, volume.volume, ""};
     if (path.substr(0, folder.size()) != folder || path[folder.size()] != '/') return std::nullopt;
     Location location{volume.server, volume.volume, ""};
-    for (const std::string &name : names_of(path.substr(folder.size()))) {
+    const std::vector<std::string> names = names_of(path.substr(folder.size()));
+    for (const std::string &name : names) {
         if (!is_folder_name(name)) return std::nullopt;
         location.path += (location.path.empty() ? "" : "/") + name;
     }

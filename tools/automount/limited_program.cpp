@@ -118,7 +118,8 @@ static void end_all() {
     constexpr int patience = 20;
     for (int i = 0; i < patience && kill_children(); ++i) {
         nanosleep(&pause, nullptr);
-        while (waitpid(-1, nullptr, WNOHANG) > 0) continue;
+        while (waitpid(-1, nullptr, WNOHANG) > 0) {
+        }
     }
 }
 
@@ -128,7 +129,7 @@ static ProgramEnd end_of(pid_t child, bool inTime, std::string output) {
         end_all();
         return {ProgramEnd::How::silent, 0, std::move(output)};
     }
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
+    TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
     if (!WIFEXITED(status)) return {ProgramEnd::How::ended, 0, std::move(output)};
     return {ProgramEnd::How::exited, WEXITSTATUS(status), std::move(output)};
 }

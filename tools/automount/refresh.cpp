@@ -166,7 +166,7 @@ static void refresh_within_limit() {
         _exit(status);
     }
     int status = 0;
-    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
+    if (child > 0) TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
     if (child > 0 && !WIFSIGNALED(status)) return;
     complain(catalogue_text("the directories did not answer in time"));
     std::optional<MountSite> before = site_before();
