@@ -36,6 +36,10 @@ AROUND = {
     ("tools/program_start.cpp", "%s: cannot open /dev/null: %s\n"): "before the environment is read, the language too",
     ("tools/program_start.cpp", "%s: does not run with the rights of another user or group, or with capabilities of its own\n"):
         "before the environment is read, the language too",
+    ("tools/automount/map_entry.cpp", "-fstype=autofs program:"): "an entry of a map",
+    ("tools/automount/mount_volume.cpp", "mount.qrt: %s\n"): "the program's name before a translated text",
+    ("tools/automount/refresh.cpp", "qrt-automount: %s\n"): "the program's name before a translated text",
+    ("tools/qrtlogin/logout.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
     ("tools/qrtlogin/main.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
 }
 

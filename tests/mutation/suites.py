@@ -24,6 +24,7 @@ FOLDERS = {
     "tools": ["tools", "allocations"],
     "tools/qrtlogin": ["tools", "interrupts", "allocations", "memory"],
     "tools/map": ["tools", "golden", "allocations"],
+    "tools/automount": ["tools"],
 }
 # Files whose work shows elsewhere. Real servers take long to start and are asked only where nothing else would tell.
 EXCEPTIONS = {

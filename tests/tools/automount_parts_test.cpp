@@ -93,6 +93,7 @@ TEST(MountFailure, IsToldByTheProgramAndByTheKernelsLog) {
         {"mount.nfs: Connection refused", "", false, DriveFailure::refused},
         {"mount.nfs: Connection timed out", "", false, DriveFailure::noAnswer},
         {"mount error(", "", false, DriveFailure::failed},
+        {"mount.nfs: No route to host", "", false, DriveFailure::noAnswer},
         {"mount error(99999999999999999999)", "", false, DriveFailure::failed},
         {"", "", false, DriveFailure::failed},
     };

@@ -12,6 +12,8 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
@@ -40,11 +42,16 @@ static const char *const help_text = catalogue_mark(
     "Exit status: 0 on success, 1 if there is no entry or a directory could not be\n"
     "read, 32 if the volume could not be mounted, 64 for wrong usage.\n");
 
-// automount hands down the first user's HOME, and whatever it was started with.
+// automount hands down the first user's HOME, and whatever it was started with. Only the language of messages stays:
+// what a translation may be is checked (platform/translation.h).
 static void clear_environment() {
+    constexpr const char *kept[] = {"LANG", "LANGUAGE", "LC_ALL", "LC_MESSAGES"};
+    std::vector<std::pair<const char *, std::string>> values;
+    for (const char *name : kept)
+        if (const char *value = getenv(name)) values.emplace_back(name, value);
     clearenv();
     setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1);
-    setenv("LC_ALL", "C.UTF-8", 1);
+    for (const auto &[name, value] : values) setenv(name, value.c_str(), 1);
 }
 
 static int print_entry(const char *key) {
@@ -75,7 +82,9 @@ static bool is_mount_helper(const char *name) {
 static int automount_main(int argc, char **argv) {
     if (!program_may_start("qrt-automount")) return 1;
     clear_environment();
+    const TranslationGuard guard; // for the C library's own messages
     setlocale(LC_ALL, "");
+    own_catalogues_bind();
     program_check_output_at_exit("qrt-automount", 1);
     if (is_mount_helper(argv[0])) return mount_helper(argc, argv);
     if (argc != 2) return usage();

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <charconv>
+#include <cstring>
 
 namespace {
 
@@ -29,32 +30,21 @@ static constexpr Phrase kernel_phrases[] = {
     {"STATUS_ACCESS_DENIED", DriveFailure::notAllowed},
 };
 
-// ORDER: the first phrase counts, so the general ones come last.
 static constexpr Phrase output_phrases[] = {
-    {"could not resolve address", DriveFailure::unknownHost},
-    {"Failed to resolve server", DriveFailure::unknownHost},
-    {"Name or service not known", DriveFailure::unknownHost},
-    {"access denied by server", DriveFailure::notAllowed},
-    {"Operation not permitted", DriveFailure::notAllowed},
-    {"Permission denied", DriveFailure::notAllowed},
-    {"No such file or directory", DriveFailure::noSuchShare},
-    {"Connection refused", DriveFailure::refused},
-    {"Connection timed out", DriveFailure::noAnswer},
-    {"timed out", DriveFailure::noAnswer},
-    {"No route to host", DriveFailure::noAnswer},
-    {"Network is unreachable", DriveFailure::noAnswer},
-    {"Host is down", DriveFailure::noAnswer},
+    {"resolve", DriveFailure::unknownHost}, // "could not resolve address", "Failed to resolve server"
+    {"denied", DriveFailure::notAllowed},   // "access denied by server", "Permission denied"
 };
 
+// SMB's error numbers; of NFS the sentences that stand for them.
 static constexpr Number numbers[] = {
     {EKEYREJECTED, DriveFailure::noTicket}, {ENOKEY, DriveFailure::noTicket},
     {EKEYREVOKED, DriveFailure::noTicket},  {EKEYEXPIRED, DriveFailure::passwordExpired},
-    {ENOENT, DriveFailure::noSuchShare},    {ENXIO, DriveFailure::noSuchShare},
-    {ENODEV, DriveFailure::noHelper},       {ECONNREFUSED, DriveFailure::refused},
-    {EHOSTDOWN, DriveFailure::noAnswer},    {ETIMEDOUT, DriveFailure::noAnswer},
-    {EHOSTUNREACH, DriveFailure::noAnswer}, {ENETUNREACH, DriveFailure::noAnswer},
-    {EINPROGRESS, DriveFailure::noAnswer},  {ECONNABORTED, DriveFailure::noAnswer},
-    {ECONNRESET, DriveFailure::noAnswer},
+    {EPERM, DriveFailure::notAllowed},      {ENOENT, DriveFailure::noSuchShare},
+    {ENXIO, DriveFailure::noSuchShare},     {ENODEV, DriveFailure::noHelper},
+    {ECONNREFUSED, DriveFailure::refused},  {EHOSTDOWN, DriveFailure::noAnswer},
+    {ETIMEDOUT, DriveFailure::noAnswer},    {EHOSTUNREACH, DriveFailure::noAnswer},
+    {ENETUNREACH, DriveFailure::noAnswer},  {EINPROGRESS, DriveFailure::noAnswer},
+    {ECONNABORTED, DriveFailure::noAnswer}, {ECONNRESET, DriveFailure::noAnswer},
 };
 
 template <size_t count>
@@ -66,7 +56,7 @@ static DriveFailure first_of(const Phrase (&phrases)[count], std::string_view te
 
 // "mount error(13): Permission denied"; 0 without one.
 static int error_number(std::string_view output) {
-    constexpr std::string_view mark = "mount error(";
+    constexpr std::string_view mark = "error(";
     const size_t at = output.find(mark);
     int number = 0;
     if (at == std::string_view::npos) return 0;
@@ -83,5 +73,7 @@ DriveFailure mount_failure_of(std::string_view output, std::string_view kernelLo
         if (known.error == number) return known.failure;
     if (number == EACCES && withPassword && kernelLog.find("SessSetup = -13") != std::string_view::npos)
         return DriveFailure::wrongPassword;
+    for (const Number &known : numbers)
+        if (number == 0 && output.find(strerrordesc_np(known.error)) != std::string_view::npos) return known.failure;
     return first_of(output_phrases, output);
 }
