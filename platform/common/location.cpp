@@ -92,10 +92,8 @@ static std::optional<Location> location_below(const LinkedVolume &volume, std::s
     if (path.substr(0, folder.size()) != folder || path[folder.size()] != '/') return std::nullopt;
     Location location{volume.server, volume.volume, ""};
     const std::vector<std::string> names = names_of(path.substr(folder.size()));
-    for (const std::string &name : names) {
-        if (!is_folder_name(name)) return std::nullopt;
-        location.path += (location.path.empty() ? "" : "/") + name;
-    }
+    if (!std::all_of(names.begin(), names.end(), is_folder_name)) return std::nullopt;
+    for (size_t i = 0; i < names.size(); ++i) location.path += (i > 0 ? "/" : "") + names[i];
     return location;
 }
 
