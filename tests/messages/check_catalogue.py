@@ -32,6 +32,7 @@ AROUND = {
     ("platform/client/copies/copy.cpp", "# zkclient copy 1 "): "the heading of a file that the client reads again",
     ("platform/client/copies/copy.cpp", "objectClass: organizationalUnit\n"): "a line of that file",
     ("platform/client/session/trees.cpp", "Tree %s: %zu objects read from %s in %.3f s.\n"): "a trace that the configuration asks for",
+    ("platform/client/ldap/lookup.cpp", "Tree %s: schema %s.\n"): "a trace that the configuration asks for",
     ("language/tokenizer.cpp", "home directory"): "a name of the language",
     ("tools/program_start.cpp", "%s: cannot open /dev/null: %s\n"): "before the environment is read, the language too",
     ("tools/program_start.cpp", "%s: does not run with the rights of another user or group, or with capabilities of its own\n"):
