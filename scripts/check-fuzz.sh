@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-all="tokenizer parse substitution words conf ldif names prompt terminal ldap_answers client_toml offline_copy map_arguments"
+all="tokenizer parse substitution words conf ldif names object_path prompt terminal ldap_answers client_toml offline_copy map_arguments"
 limit=-max_total_time=60
 targets=
 for word in "$@"; do
@@ -46,7 +46,7 @@ dictionary_of() {
 }
 longest_of() {
     case $1 in
-        tokenizer | substitution | names | prompt | terminal) echo 256 ;;
+        tokenizer | substitution | names | object_path | prompt | terminal) echo 256 ;;
         ldap_answers) echo 2048 ;;
         *) echo 512 ;;
     esac
