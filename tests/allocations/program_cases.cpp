@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -91,6 +92,34 @@ Words login_with(const Words &options) {
     return words;
 }
 
+// The sample tree with a site's folder beside it.
+fs::path site_configuration() {
+    const fs::path place = beside_home(".site"), sample = SOURCE_DIR "/examples/acme";
+    const auto write = [&](const char *name, const std::string &text) {
+        fs::create_directories((place / name).parent_path());
+        std::ofstream(place / name) << text;
+    };
+    umask(022);
+    write("client.toml",
+          "[[tree]]\nname = \"ACME\"\nldif = \"" + (sample / "acme.ldif").string() + "\"\nscripts = \"scripts\"\n");
+    write("scripts/site.toml", "version = 1\n");
+    write("scripts/acme/sales/_container.qrt", "WRITE \"sales: %FULL_NAME\"\nMAP I:=FS1/HOME:x\n");
+    write("scripts/acme/sales/jdoe.qrt", "WRITE \"jdoe\"\n");
+    write("scripts/site.ldif",
+          "dn: cn=jdoe,ou=sales,o=acme\ndisplayName: Jane\n\ndn: cn=FS1,o=acme\n"
+          "objectClass: qrtServer\n\ndn: cn=FS1_HOME,o=acme\nobjectClass: qrtVolume\n"
+          "qrtHostServer: cn=FS1,o=acme\nqrtHostResourceName: HOME\n");
+    return place / "client.toml";
+}
+
+CaseRun run_at_site(const Words &words, const std::string &configuration, Failing failing) {
+    const std::string before = getenv("ZKCLIENT_CONF");
+    setenv("ZKCLIENT_CONF", configuration.c_str(), 1);
+    CaseRun run = run_program(words, failing);
+    setenv("ZKCLIENT_CONF", before.c_str(), 1);
+    return run;
+}
+
 } // namespace
 
 std::vector<Case> program_cases() {
@@ -99,7 +128,14 @@ std::vector<Case> program_cases() {
     const auto of = [](const char *name, const Words &words) {
         return Case{name, false, [words](Failing failing) { return run_program(words, failing); }, true};
     };
-    return {of("qrtlogin", login_with({})), of("qrtlogin_flood", login_with({"--login-script", flooding_script()})),
+    const Case site{"qrtlogin_site", false,
+                    [configuration = site_configuration()](Failing failing) {
+                        return run_at_site(login_with({}), configuration, failing);
+                    },
+                    true};
+    return {site,
+            of("qrtlogin", login_with({})),
+            of("qrtlogin_flood", login_with({"--login-script", flooding_script()})),
             of("qrtlogin_environment", login_with({"--print-environment"})),
             of("map", {MAP_PATH, "H:=SRV1/USERS:home/jdoe, INS S1:=.APPS.acme:bin, DEL H:"}),
             of("map_list", {MAP_PATH})};

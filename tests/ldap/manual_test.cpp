@@ -1,6 +1,7 @@
 // What the manuals give to type, tried as it stands against a real server: the commands for scripts in a live
 // directory, and the configuration of a client.
 #include <unistd.h>
+#include <regex>
 
 #include "tests/ldap/ldap_site.h"
 #include "tests/support/certificates.h"
@@ -81,4 +82,47 @@ TEST_F(LdapManual, ConfiguresAClientOverTheNetwork) {
     EXPECT_NE(outcome.out.find(", Jane Doe.\n"), std::string::npos);
     configure(replaced_once(toml, "search_base = \"o=acme\"\n", ""));
     EXPECT_THAT(login().err, testing::HasSubstr("does not have exactly one naming context"));
+}
+
+// The folder of the documents, in another place.
+TEST_F(LdapManual, SetsUpAFolderOfScriptsBesideADirectoryWithoutASchema) {
+    const auto sh = [](const char *name) { return manual_block("existing-directories.md", name, "sh"); };
+    const std::string text = sh("a folder of scripts") + sh("a profile in the folder");
+    const std::string place = work.path("scripts");
+    const Outcome done = process_run(
+        {"/bin/sh", "-ec", std::regex_replace(text, std::regex("/etc/brasca/scripts"), place)}, process_environment());
+    ASSERT_EQ(done.status, 0) << done.err;
+    Slapd::Setup setup;
+    setup.suffix = "dc=school,dc=example";
+    setup.ownSchema = false;
+    setup.ldif = R"(dn: dc=school,dc=example
+objectClass: domain
+dc: school
+
+dn: ou=staff,dc=school,dc=example
+objectClass: organizationalUnit
+ou: staff
+
+dn: ou=teachers,ou=staff,dc=school,dc=example
+objectClass: organizationalUnit
+ou: teachers
+
+dn: uid=anna,ou=teachers,ou=staff,dc=school,dc=example
+objectClass: inetOrgPerson
+uid: anna
+cn: Anna Lark
+sn: Lark
+displayName: Anna Lark
+userPassword: poppy
+)";
+    Slapd server(setup);
+    std::string toml = manual_block("existing-directories.md", "a tree with a folder of scripts", "toml");
+    toml = replaced_once(toml, "ldaps://dir1.school.example", server.uri());
+    toml = replaced_once(toml, "/etc/brasca/scripts", place);
+    configure(toml + "allow_cleartext_loopback = true\n");
+    environment["ZKCLIENT_CONF"] = folder.path("client.toml");
+    const Outcome outcome = login("anna.teachers.staff", "poppy");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, testing::HasSubstr(", Anna Lark.\nThe night shift begins at ten.\n"));
+    EXPECT_THAT(outcome.out, testing::HasSubstr("Drive H: = FS1/HOME:anna\n"));
 }

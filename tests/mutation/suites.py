@@ -18,6 +18,9 @@ FOLDERS = {
     "platform/client/ldif": ["client", "golden", "tools"],
     "platform/client/ldap": ["ldap"],
     "platform/client/copies": ["ldap"],
+}
+
+    "platform/client/overlay": ["client", "ldap", "allocations"],
     "platform/client/session": ["client", "golden", "tools"],
     "platform/client/interface": ["client", "golden", "tools"],
     "platform/prompt": ["tools", "golden", "memory"],
@@ -46,7 +49,7 @@ EXCEPTIONS = {
     "tools/qrtlogin/login.cpp": ["tools", "allocations", "memory", "ldap"],
 }
 # What is no test program of GoogleTest's.
-ARGUMENTS = {"allocations": ["--stride", "97", "qrtlogin", "qrtlogin_flood", "map"]}
+ARGUMENTS = {"allocations": ["--stride", "97", "qrtlogin", "qrtlogin_flood", "qrtlogin_site", "map"]}
 # Those that are run once more under the sanitizers: what they would find is in the product's own process.
 SANITIZED = {"unit", "client"}
 # Under them the tests beside the file are all that is run, unless any script may be what shows the mistake.

@@ -1,6 +1,7 @@
 #include "platform/client/core/config.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
@@ -193,24 +194,30 @@ static bool is_ldap_name(const std::string &name) {
     return !name.empty() && name.find_first_not_of(ldap_name_characters) == std::string::npos;
 }
 
-static void read_attributes(Table &table, SitePreset preset, std::map<std::string, std::string> *attributes) {
-    for (const auto &[name, site] : table.pairs("attributes")) {
-        const SchemaAttribute *row = schema_find_ldap(name);
-        if (row == nullptr || !is_ldap_name(site)) {
-            table.refuse("attributes",
-                         catalogue_format("%1$s = \"%2$s\": unknown attribute or invalid LDAP attribute name",
-                                          name.c_str(), site.c_str()));
-        }
-        // Passwords are never read, and objects are distinguished by the one class attribute that LDAP has.
-        if (equal_nocase(row->ldap, "userPassword") || equal_nocase(row->ldap, "objectClass"))
-            table.refuse("attributes", catalogue_format("%s cannot be renamed", row->ldap));
-        if (preset != SitePreset::automatic && preset_has(preset, *row, site)) {
-            table.refuse("attributes", catalogue_format("%1$s = \"%2$s\" changes nothing: the schema has that name",
-                                                        name.c_str(), site.c_str()));
-        }
-        if (!attributes->emplace(row->ldap, site).second)
-            table.refuse("attributes", catalogue_format("%s is given twice", row->ldap));
+// `key`: which of the file's keys says so.
+static void rename_attribute(const Table &table, const char *key, const std::string &name, const std::string &site,
+                             ConfigLdap *ldap) {
+    const SchemaAttribute *row = schema_find_ldap(name);
+    if (row == nullptr || !is_ldap_name(site)) {
+        table.refuse(key, catalogue_format("%1$s = \"%2$s\": unknown attribute or invalid LDAP attribute name",
+                                           name.c_str(), site.c_str()));
     }
+    // Passwords are never read, and objects are distinguished by the one class attribute that LDAP has.
+    if (equal_nocase(row->ldap, "userPassword") || equal_nocase(row->ldap, "objectClass"))
+        table.refuse(key, catalogue_format("%s cannot be renamed", row->ldap));
+    if (ldap->schema != SitePreset::automatic && preset_has(ldap->schema, *row, site)) {
+        table.refuse(key, catalogue_format("%1$s = \"%2$s\" changes nothing: the schema has that name", name.c_str(),
+                                           site.c_str()));
+    }
+    if (!ldap->attributes.emplace(row->ldap, site).second)
+        table.refuse(key, catalogue_format("%s is given twice", row->ldap));
+}
+
+static void read_attributes(Table &table, ConfigLdap *ldap) {
+    for (const auto &[name, site] : table.pairs("attributes")) rename_attribute(table, "attributes", name, site, ldap);
+    constexpr const char *script = "login_script_attribute";
+    const std::string site = table.text(script, "");
+    if (table.has(script)) rename_attribute(table, script, "qrtLoginScript", site, ldap);
 }
 
 static void read_classes(Table &table, std::map<std::string, std::string> *classes) {
@@ -249,7 +256,7 @@ static void read_schema(Table &table, ConfigLdap *ldap) {
                                                 name.c_str()));
     }
     ldap->schema = *preset;
-    read_attributes(table, *preset, &ldap->attributes);
+    read_attributes(table, ldap);
     read_classes(table, &ldap->classes);
     read_homes(table, ldap);
 }
@@ -341,6 +348,8 @@ static ConfigTree read_tree(Table &table, const std::string &folder, const std::
     tree.nestedGroups = table.flag("nested_groups", tree.nestedGroups);
     tree.flatGroups = table.flag("flat_groups", tree.flatGroups);
     tree.allAttributes = table.flag("all_attributes", tree.ldap.schema != SitePreset::brasca);
+    if (table.has("scripts")) tree.scripts = table.required("scripts", 4096);
+    if (!tree.scripts.empty() && tree.scripts.front() != '/') tree.scripts.insert(0, folder);
     tree.sharePassword = table.flag("share_password", tree.sharePassword);
     tree.anyText = table.flag("any_text", tree.anyText);
     tree.anyPath = table.flag("any_path", tree.anyPath);
@@ -480,9 +489,12 @@ Config config_load(const std::string &path) {
         if (problem != ENOENT) throw DataError(error_kept());
     } // one that is not there is read like an empty one
     const std::string text = isThere ? read_text(path, file) : "";
+    struct stat status = {};
+    const bool hasOwner = fstat(file.number, &status) == 0;
     try {
         // Without the path: the parser copies it where it must not throw, and would end the process without memory.
         Config config = read_config(path, toml::parse(std::string_view(text)));
+        for (ConfigTree &tree : config.trees) tree.configurationOwner = hasOwner ? status.st_uid : 0;
         if (config.trees.empty() && isThere) error_keep(catalogue_format("%s has no [[tree]]", path.c_str()).c_str());
         return config;
     } catch (const toml::parse_error &error) {

@@ -2,6 +2,7 @@
 #ifndef PLATFORM_CLIENT_CORE_CONFIG_H
 #define PLATFORM_CLIENT_CORE_CONFIG_H
 
+#include <sys/types.h>
 #include <map>
 #include <string>
 #include <vector>
@@ -42,10 +43,12 @@ struct ConfigTree {
     std::string shown; // the same as the file spells it, for messages
     std::string base;  // DN, empty for none
     std::string defaultServer;
-    bool sharePassword = false; // scripts may try the password of another tree's login here
-    bool anyText = false;       // hand out texts with control characters
-    bool anyPath = false;       // return paths with control characters, or with what map takes for the end of an item
-    std::string defaultContext; // dotted: where the user of a name without containers is looked for first
+    std::string scripts;          // path of the folder with what the site adds to the directory, empty for none
+    uid_t configurationOwner = 0; // whose the configuration file is; no key of the file
+    bool sharePassword = false;   // scripts may try the password of another tree's login here
+    bool anyText = false;         // hand out texts with control characters
+    bool anyPath = false;         // return paths with control characters, or with what map takes for the end of an item
+    std::string defaultContext;   // dotted: where the user of a name without containers is looked for first
     std::vector<std::string> loginAttributes; // a user may be named by any of them; empty: those of the schema
     bool nestedGroups = true;                 // who is in a group is in the groups that this one is in
     bool flatGroups = false;                  // groups are handed out as the user's container's, too

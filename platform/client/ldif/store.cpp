@@ -48,11 +48,13 @@ struct Other {
     OtherAttribute found;
 };
 
+// A copy contains what servers have shown, which may lack what a tree must have, and so may what adds to a directory.
+enum class LdifForm { tree, copy, addition };
+
 class LdifStore : public DirectoryStore {
   public:
-    // A copy contains what servers have shown, which may lack what a file must have.
-    LdifStore(LdifReader reader, std::string treeName, const Name &base, const LdifOptions &options, bool isACopy)
-        : reader_(std::move(reader)), shown_(std::move(treeName)), root_(base), options_(options), isCopy_(isACopy) {}
+    LdifStore(LdifReader reader, std::string treeName, const Name &base, const LdifOptions &options, LdifForm form)
+        : reader_(std::move(reader)), shown_(std::move(treeName)), root_(base), options_(options), form_(form) {}
 
     void load();
     size_t size() const { return nodes_.size(); }
@@ -93,7 +95,7 @@ class LdifStore : public DirectoryStore {
     std::string shown_; // the file, for messages
     Name root_;
     LdifOptions options_;
-    bool isCopy_;
+    LdifForm form_;
     NameIndex names_;
     std::vector<Node> nodes_;     // by the numbers of their names
     std::vector<Member> members_; // of all groups
@@ -274,7 +276,7 @@ void LdifStore::takePlace(const LdifRecord &record) {
     if (names_.find(key) != no_name) refuse(record, record.line, catalogue_text("the entry already exists"));
     const uint32_t parent = dn_.parts.empty() ? no_name : names_.find(key.above());
     // The first entry may stand at a suffix of several parts, "dc=acme,dc=example", as on a server.
-    if (dn_.parts.size() > 1 && !nodes_.empty() && parent == no_name)
+    if (dn_.parts.size() > 1 && !nodes_.empty() && parent == no_name && form_ != LdifForm::addition)
         refuse(record, record.line, catalogue_text("the entry's parent is missing: it must come first"));
     names_.add(key, parent);
     nodes_.push_back({record.place, 0});
@@ -312,6 +314,9 @@ void LdifStore::checkValue(const LdifRecord &record, size_t i) {
         if (numbered) refuseIt(catalogue_text("an attribute must be given by its name, not by its number"));
         return;
     }
+    static const SchemaAttribute *const password = schema_find_ldap("userPassword");
+    if (row == password && form_ == LdifForm::addition)
+        refuseIt(catalogue_text("passwords belong in the directory itself"));
     if (attribute.value.size() > row->limit) refuseIt(catalogue_text("the value is too long"));
     if (attribute.value.empty() && row->syntax != schema_stream) refuseIt(catalogue_text("the value is empty"));
     try {
@@ -334,15 +339,18 @@ const SchemaClass *LdifStore::classOf(const LdifRecord &record) {
 void LdifStore::checkEntry(const LdifRecord &record, const SchemaClass &entryClass) {
     static const SchemaAttribute *const aliased = schema_find_ldap("aliasedObjectName");
     const std::string_view base = entryClass.base;
-    if (!isCopy_ && !has(object_class())) refuse(record, record.line, catalogue_text("the entry has no objectClass"));
-    if (!isCopy_ && base == "Alias" && !has(aliased))
+    const bool isTree = form_ == LdifForm::tree;
+    if (isTree && !has(object_class())) refuse(record, record.line, catalogue_text("the entry has no objectClass"));
+    if (form_ == LdifForm::addition && base == "Alias")
+        refuse(record, record.line, catalogue_text("aliases belong in the directory itself"));
+    if (isTree && base == "Alias" && !has(aliased))
         refuse(record, record.line, catalogue_text("the alias has no aliasedObjectName"));
     if (base == "Server") {
         size_t length = entry_common_name(*entryOf(record, names_.size() - 1)).size();
         if (length == 0 || length >= ZK_SERVER_NAME_SIZE)
             refuse(record, record.line, catalogue_text("a server name must have 1 to 48 bytes"));
     }
-    if (isCopy_ || dn_.parts.empty()) return;
+    if (!isTree || dn_.parts.empty()) return;
     const NamePartView &leaf = dn_.parts.front();
     for (const LdifAttribute &attribute : record.attributes)
         if (name_type(attribute.name) == leaf.type &&
@@ -442,15 +450,15 @@ std::string LdifStore::unusablePassword(const LdifRecord &record, const Entry &e
 } // namespace
 
 static std::unique_ptr<LdifStore> load(LdifReader reader, const std::string &shown, const Name &base,
-                                       const LdifOptions &options, bool isACopy) {
-    auto store = std::make_unique<LdifStore>(std::move(reader), shown, base, options, isACopy);
+                                       const LdifOptions &options, LdifForm form) {
+    auto store = std::make_unique<LdifStore>(std::move(reader), shown, base, options, form);
     store->load();
     return store;
 }
 
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
                                                 size_t *objects, const LdifOptions &options) {
-    std::unique_ptr<LdifStore> store = load(LdifReader(path, shown), shown, base, options, false);
+    std::unique_ptr<LdifStore> store = load(LdifReader(path, shown), shown, base, options, LdifForm::tree);
     if (objects != nullptr) *objects = store->size();
     return store;
 }
@@ -458,5 +466,10 @@ std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const s
 std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base) {
     LdifOptions options;
     options.anyName = true;
-    return load(LdifReader(std::move(text), shown), shown, base, options, true);
+    return load(LdifReader(std::move(text), shown), shown, base, options, LdifForm::copy);
+}
+
+std::unique_ptr<DirectoryStore> ldif_store_load_addition(LdifText text, const std::string &shown, const Name &base,
+                                                         const LdifOptions &options) {
+    return load(LdifReader(std::move(text), shown), shown, base, options, LdifForm::addition);
 }

@@ -22,5 +22,9 @@ std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const s
 // The same from the text of a copy, of which every entry is found. It may lack what servers need not show: an entry its
 // class and the value in its name, an alias what it stands for.
 std::unique_ptr<DirectoryStore> ldif_store_load(LdifText text, const std::string &shown, const Name &base);
+// The same from a text that adds to another directory: the entries' parents may be there, so may the entries themselves
+// and with them their classes (overlay/). It can have no passwords and no aliases.
+std::unique_ptr<DirectoryStore> ldif_store_load_addition(LdifText text, const std::string &shown, const Name &base,
+                                                         const LdifOptions &options);
 
 #endif

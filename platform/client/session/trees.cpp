@@ -10,6 +10,7 @@
 #include "platform/client/core/errors.h"
 #include "platform/client/core/start_environment.h"
 #include "platform/client/ldif/store.h"
+#include "platform/client/overlay/overlay_store.h"
 #include "platform/client/session/ldap_module.h"
 #include "platform/zk.h"
 
@@ -100,11 +101,12 @@ void tree_load(Tree *tree) {
     if (tree->store != nullptr) return;
     Name base;
     name_parse_dn(tree->config.base, {}, &base, nullptr); // the configuration was refused if it is malformed
-    if (!tree->config.ldap.uris.empty()) {
-        tree->store = tree_ldap_store(tree->config, base);
-        return;
-    }
-    tree->store = load_file(tree->config, base);
+    const bool isOnServers = !tree->config.ldap.uris.empty();
+    std::unique_ptr<DirectoryStore> store =
+        isOnServers ? tree_ldap_store(tree->config, base) : load_file(tree->config, base);
+    if (!tree->config.scripts.empty()) store = std::make_unique<OverlayStore>(std::move(store), tree->config);
+    tree->store = std::move(store);
+    if (isOnServers) return;
     try {
         tree_default_server(*tree);
     } catch (const DataError &) {

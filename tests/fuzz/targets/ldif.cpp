@@ -125,6 +125,22 @@ static void check_store(size_t records) {
     while (reader.next(&record)) check_entry(*store, record);
 }
 
+// What adds to a directory may lack parents and classes, and has no password.
+static void check_addition() {
+    std::unique_ptr<DirectoryStore> store;
+    const std::string why =
+        refusal([&] { store = ldif_store_load_addition(LdifText{std::string(tree)}, "acme.ldif", {}, {}); });
+    if (store == nullptr) return check_refusal(why);
+    LdifReader reader(LdifText{std::string(tree)}, "acme.ldif");
+    LdifRecord record;
+    while (reader.next(&record)) {
+        Name name;
+        FUZZ_CHECK(name_parse_dn(record.dn, {}, &name, nullptr));
+        const EntryPtr entry = store->find(name, Aliases::keep);
+        FUZZ_CHECK(entry == nullptr || entry->first("userPassword") == nullptr);
+    }
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::string_view rest = fuzz_view(data, size);
     tree = fuzz_take(rest, '\0');
@@ -141,6 +157,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     } catch (const DataError &error) {
         check_refusal(error.what());
     }
+    check_addition();
     files_check_closed();
     return 0;
 }

@@ -1,0 +1,195 @@
+#include "platform/client/overlay/overlay_store.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/catalogue.h"
+#include "platform/client/core/errors.h"
+#include "platform/client/core/toml.h"
+#include "platform/client/core/values.h"
+#include "platform/client/ldif/store.h"
+#include "platform/client/overlay/entry_merge.h"
+
+static constexpr const char *form_file = "site.toml";
+static constexpr const char *entries_file = "site.ldif";
+static constexpr size_t form_limit = 64 * 1024;
+static constexpr size_t entries_limit = size_t{256} << 20;
+static constexpr int known_version = 1;
+
+static const SchemaAttribute *login_script() {
+    static const SchemaAttribute *const row = schema_find_ldap("qrtLoginScript");
+    return row;
+}
+
+static bool is_whole(const Entry &entry) {
+    return entry_is_of_site(entry) || entry.isClass("Profile");
+}
+
+// A folder without the file is another one than was meant, or one where nothing has been mounted yet.
+static void check_form(const SiteFolder &folder) {
+    const std::string text = folder.read(form_file, form_limit);
+    const auto refuse = [&folder](const toml::source_region &where, const std::string &why) {
+        throw DataError(folder.shown(form_file) + ":" + std::to_string(where.begin.line) + ":" +
+                        std::to_string(where.begin.column) + ": " + why);
+    };
+    try {
+        const toml::table table = toml::parse(std::string_view(text));
+        for (auto &&[key, node] : table)
+            if (key.str() != "version")
+                refuse(key.source(), catalogue_format("unknown key %s", std::string(key.str()).c_str()));
+        const toml::node *version = table.get("version");
+        if (version == nullptr || version->value<int64_t>() != known_version)
+            refuse(version == nullptr ? table.source() : version->source(),
+                   catalogue_format("version must be %d", known_version));
+    } catch (const toml::parse_error &error) {
+        refuse(error.source(), std::string(error.description()));
+    }
+}
+
+OverlayStore::Site::Site(const ConfigTree &config, const Name &base)
+    : folder(config.scripts, config.configurationOwner) {
+    check_form(folder);
+    LdifText text{folder.readIfThere(entries_file, entries_limit).value_or("")};
+    LdifOptions options;
+    options.anyName = config.anyText;
+    options.nestedGroups = config.nestedGroups;
+    entries = ldif_store_load_addition(std::move(text), folder.shown(entries_file), base, options);
+}
+
+OverlayStore::OverlayStore(std::unique_ptr<DirectoryStore> directory, const ConfigTree &config)
+    : directory_(std::move(directory)), config_(config), site_(std::make_unique<Site>(config, directory_->base())) {}
+
+// What site.ldif says of the object; null for nothing.
+EntryPtr OverlayStore::ownEntry(const Name &name) const {
+    EntryPtr own = site_->entries->find(name, Aliases::keep);
+    return own == nullptr || own->values.empty() ? nullptr : own;
+}
+
+// The same; null where it only adds to an object of the directory.
+EntryPtr OverlayStore::ownObject(const Name &name) const {
+    EntryPtr own = ownEntry(name);
+    return own == nullptr || own->first("objectClass") == nullptr ? nullptr : own;
+}
+
+// The name in the entry's DN, which may be another one than the tree has for it.
+Name OverlayStore::dnName(const Entry &entry) const {
+    Name name;
+    return !entry.dn.empty() && name_parse_dn(entry.dn, base(), &name, nullptr) ? name : entry.name;
+}
+
+// What site.ldif says of an object of the directory, under either name.
+EntryPtr OverlayStore::ownEntryOf(const Entry &entry) const {
+    const EntryPtr own = ownEntry(entry.name);
+    return own != nullptr || entry.dn.empty() ? own : ownEntry(dnName(entry));
+}
+
+// Two scripts for one object: nobody could say which one runs.
+const ScriptFile *OverlayStore::scriptOf(const Entry &entry, const Entry *own) {
+    const ScriptFile *file = site_->scripts.script(entry.name, entry.entryClass->container);
+    if (file != nullptr && own != nullptr && own->first(login_script()->ldap) != nullptr) {
+        throw DataError(catalogue_format("%1$s and %2$s both have a login script for %3$s", file->shown.c_str(),
+                                         site_->folder.shown(entries_file).c_str(),
+                                         name_to_dotted(entry.name, true).c_str()));
+    }
+    return file;
+}
+
+EntryPtr OverlayStore::merged(const EntryPtr &found, const EntryPtr &own) {
+    if (const auto known = merged_.find(found); known != merged_.end()) return known->second;
+    const ScriptFile *script = scriptOf(*found, own.get());
+    EntryPtr result = found;
+    if (script != nullptr || (own != nullptr && own != found)) {
+        auto made = std::make_shared<Entry>(*found);
+        if (own != nullptr && own != found) entry_merge(*own, made.get());
+        if (script != nullptr) entry_replace(login_script(), script->text, made.get());
+        result = std::move(made);
+    }
+    // The root's entry is made anew whenever it is asked for.
+    if (!found->name.empty()) merged_.emplace(found, result);
+    return result;
+}
+
+EntryPtr OverlayStore::merged(const EntryPtr &found) {
+    return found == nullptr ? nullptr : merged(found, ownEntryOf(*found));
+}
+
+EntryPtr OverlayStore::find(const Name &name, Aliases aliases) {
+    const EntryPtr own = ownEntry(name);
+    if (own != nullptr && is_whole(*own)) return merged(own, own);
+    const EntryPtr found = directory_->find(name, aliases);
+    if (found != nullptr) return merged(found);
+    const EntryPtr object = ownObject(name);
+    return object == nullptr ? nullptr : merged(object, object);
+}
+
+std::vector<Name> OverlayStore::missing(const Name &container, const std::vector<Name> &names) {
+    std::vector<Name> none = directory_->missing(container, names);
+    const auto isThere = [this](const Name &name) { return ownObject(name) != nullptr; };
+    none.erase(std::remove_if(none.begin(), none.end(), isThere), none.end());
+    return none;
+}
+
+// Groups of the folder may have the object itself as a member, and groups of the directory.
+std::vector<Name> OverlayStore::groupsOf(const Entry &entry) {
+    std::vector<Name> groups = directory_->groupsOf(entry);
+    std::vector<Name> members = {entry.name};
+    if (!entry.dn.empty()) members.push_back(dnName(entry));
+    if (config_.nestedGroups) members.insert(members.end(), groups.begin(), groups.end());
+    for (Name &member : members) {
+        Entry asked;
+        asked.name = std::move(member);
+        for (Name &group : site_->entries->groupsOf(asked)) {
+            const bool isKnown =
+                std::any_of(groups.begin(), groups.end(), [&](const Name &known) { return name_equal(known, group); });
+            if (!isKnown) groups.push_back(std::move(group));
+        }
+    }
+    return groups;
+}
+
+EntryPtr OverlayStore::findServer(std::string_view name) {
+    const EntryPtr own = site_->entries->findServer(name);
+    return own != nullptr ? merged(own, own) : merged(directory_->findServer(name));
+}
+
+EntryPtr OverlayStore::findVolume(const Entry &server, std::string_view volume) {
+    const EntryPtr own = site_->entries->findVolume(server, volume);
+    return own != nullptr ? merged(own, own) : merged(directory_->findVolume(server, volume));
+}
+
+// What a login is going to run: a script that cannot be used must not be left out in silence.
+void OverlayStore::checkScripts(const Entry &user) {
+    const ScriptFile *top = site_->scripts.script({}, true);
+    if (top != nullptr && base().empty())
+        throw DataError(top->shown + ": " + catalogue_text("the root of a tree has no login script"));
+    site_->scripts.script(user.name, false);
+    for (size_t i = 1; i < user.name.size(); i++) site_->scripts.script(name_above(user.name, i), true);
+    const EntryPtr own = ownEntryOf(user);
+    const std::string *profile = own == nullptr ? nullptr : own->first("qrtProfile");
+    if (profile == nullptr) profile = user.first("qrtProfile");
+    if (profile != nullptr) site_->scripts.script(value_parse(schema_dn, *profile, base()).name, false);
+}
+
+Verdict OverlayStore::login(EntryPtr *user, const char *password) {
+    auto now = std::make_unique<Site>(config_, base());
+    site_.swap(now);
+    merged_.clear();
+    checkScripts(**user);
+    const Verdict verdict = directory_->login(user, password);
+    if (verdict != Verdict::accepted) return verdict;
+    try {
+        *user = merged(*user);
+        checkScripts(**user);
+    } catch (...) {
+        if (!loggedIn_) directory_->logout();
+        throw;
+    }
+    loggedIn_ = true;
+    return verdict;
+}
+
+void OverlayStore::logout() {
+    loggedIn_ = false;
+    directory_->logout();
+    merged_.clear();
+}
