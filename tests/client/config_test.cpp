@@ -20,6 +20,35 @@ std::string option(const std::string &lines) {
     return servers("[\"ldap://a\"]", lines);
 }
 
+std::string domain(const std::string &name, const std::string &more = "") {
+    return "[[tree]]\nname = \"A\"\nservers = \"" + name + "\"\n" + more + "\n";
+}
+
+TEST_F(Configuration, ADomainHasTheFormOfOne) {
+    std::string longest =
+        std::string(63, 'a') + "." + std::string(63, 'b') + "." + std::string(63, 'c') + "." + std::string(40, 'd');
+    const std::vector<std::string> good = {"school.example", "lan",
+                                           "a-1.B2",         "dc._msdcs.school.example",
+                                           longest,          "Berlin._sites.dc._msdcs.school.example"};
+    for (const std::string &name : good) {
+        configure(domain("srv:" + name));
+        const Config config = config_load(config_path());
+        EXPECT_EQ(name, config.trees.front().ldap.srvName);
+        EXPECT_TRUE(config.trees.front().ldap.startTls);
+        EXPECT_TRUE(config.trees.front().ldap.hasServers());
+    }
+    const std::vector<std::string> bad = {
+        "school.example", "srv:",      "SRV:a",     "srv:.a",     "srv:a.",          "srv:a..b",
+        "srv:a b",        "srv:a/b",   "srv:a:389", "srv:_a",     "srv:a._tcp",      "srv:a._",
+        "srv:_.a",        "srv:a_b.c", "srv://a",   "srv:\u00E4", "srv:e" + longest, "srv:" + std::string(64, 'a')};
+    for (const std::string &text : bad) {
+        configure(domain(text));
+        EXPECT_EQ(ZKE_BAD_DIRECTORY_DATA, ZKCallsInit(nullptr, nullptr)) << text;
+        EXPECT_EQ(folder.path("client.toml") + ":3:11: servers must be \"srv:\" and the name of a domain", last_error())
+            << text;
+    }
+}
+
 TEST_F(Configuration, NoFileMeansNoTreesAndASentence) {
     std::string file = folder.path("none.toml");
     setenv("ZKCLIENT_CONF", file.c_str(), 1);
@@ -80,6 +109,14 @@ TEST_F(Configuration, ErrorsNameFileLineAndColumn) {
          "4:13: referrals needs ca_file: only the site's own authority can identify its servers"},
         {servers("[\"ldaps://a\"]", "referral_servers = [\"ldapi://%2Frun\"]"),
          "4:20: ldapi://%2Frun is not a URI of the form ldap://host:port or ldaps://host:port"},
+        {tree + "servers = \"srv:a.example\"\n", "4:11: a tree cannot have both servers and ldif or uris"},
+        {servers("[\"ldaps://a\"]", "servers = \"srv:a.example\""),
+         "4:11: a tree cannot have both servers and ldif or uris"},
+        {domain("srv:a.example", "start_tls = false"), "4:13: servers found by DNS are asked over TLS only"},
+        {domain("srv:a.example", "sasl_external = true"),
+         "4:17: sasl_external requires an ldapi:// URI, not srv:a.example"},
+        {domain("srv:a.example", "sasl_gssapi = true\noffline = true"),
+         "5:11: offline requires passwords and cannot be combined with sasl_gssapi or sasl_external"},
         {tree + "any_text = 1\n", "4:12: any_text must be true or false"},
         {tree + "any_path = 1\n", "4:12: any_path must be true or false"},
         {"trace = 1\n", "1:9: trace must be true or false"},

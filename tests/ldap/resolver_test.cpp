@@ -23,7 +23,7 @@ class LdapResolver : public LdapSite {
     Outcome loginWithoutNames() {
         TempFolder fresh;
         environment["HOME"] = fresh.path();
-        return process_run({SOURCE_DIR "/tests/ldap/silent_resolver.sh", etc.path(), QRTLOGIN_PATH, "--password-fd",
+        return process_run({SOURCE_DIR "/tests/ldap/private_resolver.sh", etc.path(), QRTLOGIN_PATH, "--password-fd",
                             "3", "jdoe.sales.acme"},
                            environment, "sunflower\n");
     }
@@ -55,7 +55,7 @@ TEST_F(LdapResolver, ASilentOneIsWaitedForWithANotice) {
     environment["HOME"] = home.path();
     environment["TERM"] = "xterm";
     TerminalProcess process(
-        {"/bin/sh", "-c", "exec \"$@\" 3<" + home.path("password"), "sh", SOURCE_DIR "/tests/ldap/silent_resolver.sh",
+        {"/bin/sh", "-c", "exec \"$@\" 3<" + home.path("password"), "sh", SOURCE_DIR "/tests/ldap/private_resolver.sh",
          etc.path(), QRTLOGIN_PATH, "--password-fd", "3", "jdoe.sales.acme"},
         environment);
     const int status = process.finish();

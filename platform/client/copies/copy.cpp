@@ -75,6 +75,7 @@ LdapCopy::LdapCopy(const ConfigTree &tree, const Name &treeBase, const std::stri
     : base_(treeBase), folder_(cache_folder()) {
     std::string settings = tree.name + "\n" + tree.base;
     for (const std::string &uri : tree.ldap.uris) settings += "\n" + uri;
+    if (!tree.ldap.srvName.empty()) settings += "\nsrv:" + tree.ldap.srvName;
     for (const auto &[name, site] : tree.ldap.attributes) settings.append("\n").append(name).append("=").append(site);
     belongsTo_ = hash_text(settings);
     file_ = hash_text(settings + "\n" + kind) + ".ldif";

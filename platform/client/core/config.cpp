@@ -163,8 +163,40 @@ static bool starts_with(const std::string &text, const char *start) {
     return text.compare(0, strlen(start), start) == 0;
 }
 
+// Labels of at most 63 letters, digits and hyphens; those of a service begin with "_", and others follow. Names of DNS
+// have at most 253 bytes, of which some are for the services that are asked for.
+static bool is_domain(const std::string &name) {
+    constexpr size_t longest = 253 - std::string_view("_ldap._tcp.dc._msdcs.").size(), longest_label = 63;
+    size_t start = 0;
+    bool isService = true;
+    for (size_t end = 0; end != name.npos; start = end + 1) {
+        end = name.find('.', start);
+        const std::string label = name.substr(start, end == name.npos ? end : end - start);
+        isService = starts_with(label, "_");
+        const std::string letters = label.substr(isService ? 1 : 0);
+        if (letters.empty() || label.size() > longest_label ||
+            letters.find_first_not_of(ldap_name_characters) != letters.npos)
+            return false;
+    }
+    return name.size() <= longest && !isService;
+}
+
+// No connection without TLS becomes possible by an answer of DNS.
+static void read_srv(Table &table, ConfigLdap *ldap) {
+    constexpr const char *start = "srv:";
+    const std::string text = table.text("servers", "");
+    if (!starts_with(text, start) || !is_domain(text.substr(strlen(start))))
+        table.refuse("servers", catalogue_text("servers must be \"srv:\" and the name of a domain"));
+    if (table.has("start_tls") && !ldap->startTls)
+        table.refuse("start_tls", catalogue_text("servers found by DNS are asked over TLS only"));
+    if (ldap->external)
+        table.refuse("sasl_external", catalogue_format("sasl_external requires an ldapi:// URI, not %s", text.c_str()));
+    ldap->srvName = text.substr(strlen(start));
+    ldap->startTls = true;
+}
+
 static void check_uris(const Table &table, const ConfigLdap &ldap) {
-    if (ldap.uris.empty()) table.refuse("uris", catalogue_text("uris must name at least one server"));
+    if (!ldap.hasServers()) table.refuse("uris", catalogue_text("uris must name at least one server"));
     if (ldap.gssapi && ldap.external)
         table.refuse("sasl_gssapi", catalogue_text("sasl_gssapi and sasl_external are mutually exclusive"));
     for (const std::string &uri : ldap.uris) {
@@ -284,15 +316,17 @@ static ConfigLdap read_ldap(Table &table, const std::string &folder) {
     ldap.gssapi = table.flag("sasl_gssapi", ldap.gssapi);
     ldap.offline = table.flag("offline", ldap.offline);
     ldap.offlineDays = table.days("offline_days", ldap.offlineDays);
+    ldap.startTls = table.flag("start_tls", ldap.startTls);
+    if (table.has("servers")) read_srv(table, &ldap);
     check_uris(table, ldap);
     ldap.searchBase = table.text("search_base", "");
     Name searched;
     if (!name_parse_dn(ldap.searchBase, {}, &searched, nullptr))
         table.refuse("search_base", catalogue_text("malformed DN"));
     ldap.caFile = table.text("ca_file", ldap.caFile);
+    ldap.ownAuthority = table.has("ca_file");
     if (ldap.caFile.empty() || ldap.caFile.front() != '/') ldap.caFile = folder + ldap.caFile;
     ldap.localOwner = table.text("ldapi_owner", ldap.localOwner);
-    ldap.startTls = table.flag("start_tls", ldap.startTls);
     ldap.cleartextLoopback = table.flag("allow_cleartext_loopback", ldap.cleartextLoopback);
     ldap.timeLimit = table.seconds("time_limit", ldap.timeLimit);
     ldap.referrals = table.flag("referrals", ldap.referrals);
@@ -328,7 +362,9 @@ static ConfigTree read_tree(Table &table, const std::string &folder, const std::
             table.refuse("name", catalogue_format("tree %s is already defined", tree.name.c_str()));
     if (table.has("uris") && table.has("ldif")) {
         table.refuse("uris", catalogue_text("a tree cannot have both ldif and uris"));
-    } else if (table.has("uris")) {
+    } else if (table.has("servers") && (table.has("uris") || table.has("ldif"))) {
+        table.refuse("servers", catalogue_text("a tree cannot have both servers and ldif or uris"));
+    } else if (table.has("uris") || table.has("servers")) {
         tree.ldap = read_ldap(table, folder);
         tree.shown = tree.name;
     } else if (!table.has("ldif")) {

@@ -11,9 +11,11 @@
 
 // A tree on LDAP servers.
 struct ConfigLdap {
-    std::vector<std::string> uris; // tried in this order; empty for a tree in an LDIF file
+    std::vector<std::string> uris; // tried in this order; empty for a tree in an LDIF file, and with srvName
+    std::string srvName;           // below which DNS lists the servers; empty for none
     std::string searchBase;        // DN below which searches are made; empty: the base, or what the server names
     std::string caFile = "/etc/ssl/certs/ca-certificates.crt";
+    bool ownAuthority = false;           // the configuration names the CA file
     std::string localOwner = "openldap"; // who may be behind an ldapi socket, beside root and the process's own user
     bool startTls = false;
     bool cleartextLoopback = false; // passwords may cross a loopback connection in the clear
@@ -28,6 +30,7 @@ struct ConfigLdap {
     bool offline = false;
     double offlineDays = 30; // a copy that is older serves no login
     bool needsPassword() const { return !gssapi && !external; }
+    bool hasServers() const { return !uris.empty() || !srvName.empty(); } // otherwise the tree is in an LDIF file
     SitePreset schema = SitePreset::brasca;
     std::map<std::string, std::string> attributes; // the README's LDAP attribute -> its name in this tree
     std::map<std::string, std::string> classes;    // the README's LDAP class -> its name in this tree

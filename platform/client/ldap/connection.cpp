@@ -25,8 +25,16 @@ static const char *name_or_anonymous(const std::string &who) {
     return who.empty() ? catalogue_text("an anonymous user") : who.c_str();
 }
 
-LdapConnection::LdapConnection(const ConfigLdap &configuration, const std::string &uri, LdapDeadline deadline)
+// libldap compares the name in its URI with the certificate, and asks for the ticket for it.
+static std::string uri_for_libldap(const LdapUri &address) {
+    if (address.certified == address.host) return address.text;
+    return (address.tls ? "ldaps://" : "ldap://") + address.certified + ":" + address.port;
+}
+
+LdapConnection::LdapConnection(const ConfigLdap &configuration, const std::string &uri, LdapDeadline deadline,
+                               const std::string &certified)
     : config_(configuration), address_(ldap_uri_parse(uri)) {
+    if (!certified.empty()) address_.certified = certified;
     open(deadline);
     secure(deadline);
 }
@@ -35,7 +43,7 @@ void LdapConnection::open(LdapDeadline deadline) {
     ldap_waiting_for(address_.text);
     int descriptor = ldap_stream_connect(address_, config_.localOwner, deadline, &loopback_);
     int protocol = address_.local ? LDAP_PROTO_IPC : LDAP_PROTO_TCP;
-    int result = ldap_init_fd(descriptor, protocol, address_.text.c_str(), &ld_);
+    int result = ldap_init_fd(descriptor, protocol, uri_for_libldap(address_).c_str(), &ld_);
     if (result != LDAP_SUCCESS) {
         close(descriptor); // libldap takes a part of what it parses as a URI for a list, and refuses it unused
         throw LdapTrouble(ZKE_DIRECTORY_UNREACHABLE, address_.text + ": " + ldap_err2string(result));
@@ -71,7 +79,7 @@ void LdapConnection::secure(LdapDeadline deadline) {
     if (!address_.tls) startTls(deadline);
     begin(deadline);
     if (ldap_install_tls(ld_) != LDAP_SUCCESS ||
-        (nameIsOurs && !certificate_is_good(peerCertificate(), address_.host, config_.caFile)))
+        (nameIsOurs && !certificate_is_good(peerCertificate(), address_.certified, config_.caFile)))
         refuseTls(deadline);
     secured_ = true;
 }
@@ -79,8 +87,8 @@ void LdapConnection::secure(LdapDeadline deadline) {
 // For "localhost" libldap expects the machine's full name in the certificate. A certificate that is made out to
 // "localhost" is checked here; any other one is left to libldap.
 bool LdapConnection::isForLocalhost(LdapDeadline deadline) {
-    return equal_nocase(address_.host, "localhost") &&
-           certificate_is_good(inspectedCertificate(deadline), address_.host, config_.caFile);
+    return equal_nocase(address_.certified, "localhost") &&
+           certificate_is_good(inspectedCertificate(deadline), address_.certified, config_.caFile);
 }
 
 // Why did the handshake fail? A second one that takes any certificate, and sends nothing, shows the certificate's
@@ -96,7 +104,7 @@ void LdapConnection::refuseTls(LdapDeadline deadline) {
     throw LdapTrouble(
         ZKE_CERTIFICATE_REFUSED,
         catalogue_format("%1$s: cannot verify the server's certificate: %2$s; CA file: %3$s", address_.text.c_str(),
-                         certificate_fault(certificate, address_.host, config_.caFile).c_str(),
+                         certificate_fault(certificate, address_.certified, config_.caFile).c_str(),
                          config_.caFile.c_str()));
 }
 

@@ -14,8 +14,10 @@
 
 class LdapConnection {
   public:
-    // Connects, and secures the connection when the configuration says so. Throws LdapTrouble.
-    LdapConnection(const ConfigLdap &config, const std::string &uri, LdapDeadline deadline);
+    // Connects, and secures the connection when the configuration says so: the certificate has to name `certified`, or
+    // the URI's host where that is empty. Throws LdapTrouble.
+    LdapConnection(const ConfigLdap &config, const std::string &uri, LdapDeadline deadline,
+                   const std::string &certified = "");
     LdapConnection(const LdapConnection &) = delete;
     LdapConnection &operator=(const LdapConnection &) = delete;
 

@@ -8,7 +8,6 @@
 #include <system_error>
 
 #include "platform/catalogue.h"
-#include "platform/client/core/bounded.h"
 #include "platform/client/core/waiting.h"
 #include "platform/zk.h"
 
@@ -32,7 +31,7 @@ struct Lookup {
 
 } // namespace
 
-static Bounded start(const std::string &what, std::function<void()> work) {
+Bounded ldap_lookup_start(const std::string &what, std::function<void()> work) {
     try {
         return Bounded(std::move(work));
     } catch (const std::system_error &error) {
@@ -62,7 +61,8 @@ LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline) {
     lookup->host = uri.host;
     lookup->port = uri.port;
     lookup->run(AI_NUMERICHOST); // asks no server
-    if (lookup->error == EAI_NONAME && !ldap_waiting_done(start(uri.text, [lookup]() { lookup->run(0); }), deadline)) {
+    if (lookup->error == EAI_NONAME &&
+        !ldap_waiting_done(ldap_lookup_start(uri.text, [lookup]() { lookup->run(0); }), deadline)) {
         throw LdapTrouble(ZKE_HOST_LOOKUP_SILENT, catalogue_format("%1$s: timed out looking up the host name %2$s",
                                                                    uri.text.c_str(), uri.host.c_str()));
     }
@@ -81,7 +81,7 @@ void ldap_library_keep_mechanisms() {
 
 void ldap_library_ready(bool saslMechanisms, LdapDeadline deadline) {
     const bool load = saslMechanisms || mechanisms_are_kept;
-    static const Bounded started = start("libldap", [load]() { start_libldap(load); });
+    static const Bounded started = ldap_lookup_start("libldap", [load]() { start_libldap(load); });
     if (!ldap_waiting_done(started, deadline)) {
         throw LdapTrouble(ZKE_HOST_LOOKUP_SILENT,
                           catalogue_text("timed out looking up this machine's own host name: add it to /etc/hosts"));

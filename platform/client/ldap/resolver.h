@@ -4,9 +4,11 @@
 #define PLATFORM_CLIENT_LDAP_RESOLVER_H
 
 #include <netdb.h>
+#include <functional>
 #include <memory>
 #include <string>
 
+#include "platform/client/core/bounded.h"
 #include "platform/client/core/trouble.h"
 #include "platform/client/ldap/uri.h"
 
@@ -18,6 +20,9 @@ using LdapAddresses = std::unique_ptr<addrinfo, FreeAddresses>;
 // The addresses of the URI's host. Throws LdapTrouble: ZKE_HOST_LOOKUP_SILENT when the resolver does not answer in
 // time, ZKE_DIRECTORY_UNREACHABLE when it knows no such host.
 LdapAddresses ldap_resolve(const LdapUri &uri, LdapDeadline deadline);
+
+// Starts a look-up on a thread of its own; LdapTrouble, for `what`, when there can be none.
+Bounded ldap_lookup_start(const std::string &what, std::function<void()> work);
 
 // Has to be called before anything else of libldap that makes or sets a handle; the first call decides whether SASL's
 // mechanisms are loaded. Throws LdapTrouble, ZKE_HOST_LOOKUP_SILENT, until libldap is ready.

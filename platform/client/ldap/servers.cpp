@@ -8,6 +8,7 @@
 #include "platform/client/core/start_environment.h"
 #include "platform/client/core/waiting.h"
 #include "platform/client/ldap/resolver.h"
+#include "platform/client/ldap/srv.h"
 #include "platform/zk.h"
 
 // Results by which a server says that it cannot do its work; another one may.
@@ -40,14 +41,31 @@ static LdapAnswer usable(const LdapConnection &connection, LdapAnswer answer) {
 }
 
 LdapServers::LdapServers(const ConfigLdap &configuration) : config_(configuration), referrals_(configuration) {
-    for (const std::string &uri : config_.uris) servers_.push_back({uri, LdapDeadline::min(), 0, "", false});
+    const auto add = [this](const std::string &uri) { servers_.emplace_back().uri = uri; };
+    std::for_each(config_.uris.begin(), config_.uris.end(), add);
 }
 
-void LdapServers::markDown(size_t number, const LdapTrouble &trouble) {
-    servers_[number].downUntil = LdapClock::now() + ldap_seconds(config_.retryAfter);
-    servers_[number].code = trouble.code;
-    servers_[number].sentence = trouble.what();
-    servers_[number].distrusted = trouble.distrusted;
+void LdapServers::markDown(Server *server, const LdapTrouble &trouble) const {
+    server->downUntil = LdapClock::now() + ldap_seconds(config_.retryAfter);
+    server->code = trouble.code;
+    server->sentence = trouble.what();
+    server->distrusted = trouble.distrusted;
+}
+
+// What DNS has listed stays for the life of the process.
+void LdapServers::findServers(LdapDeadline deadline) {
+    if (!servers_.empty()) return;
+    if (lookup_.downUntil > LdapClock::now()) throw LdapTrouble(lookup_.code, lookup_.sentence);
+    try {
+        for (const LdapSrvServer &found : ldap_srv_find(config_, deadline)) {
+            Server &server = servers_.emplace_back();
+            server.uri = found.uri;
+            server.certified = found.certified;
+        }
+    } catch (const LdapTrouble &trouble) {
+        markDown(&lookup_, trouble);
+        throw;
+    }
 }
 
 // Nothing: the connection is gone, and the request may be tried again, at the same server too when it was idle.
@@ -58,14 +76,15 @@ std::optional<LdapAnswer> LdapServers::runOnCurrent(const Request &request, Ldap
         // Servers close connections that were idle for long: that alone is no fault.
         bool wasIdle = connection_->hasAnswered() && connection_->wasClosed();
         connection_.reset();
-        if (!wasIdle) markDown(current_, trouble);
+        if (!wasIdle) markDown(&servers_[current_], trouble);
         return std::nullopt;
     }
 }
 
 std::optional<LdapAnswer> LdapServers::runOn(size_t number, const Request &request, LdapDeadline deadline) {
     try {
-        auto made = std::make_unique<LdapConnection>(config_, servers_[number].uri, deadline);
+        auto made =
+            std::make_unique<LdapConnection>(config_, servers_[number].uri, deadline, servers_[number].certified);
         if (!identity_.dn().empty() && !identityIsElsewhere_ &&
             made->bind(identity_, deadline).result != LDAP_SUCCESS) {
             throw LdapTrouble(
@@ -78,7 +97,7 @@ std::optional<LdapAnswer> LdapServers::runOn(size_t number, const Request &reque
         servers_[number].distrusted = false;
         return answer;
     } catch (const LdapTrouble &trouble) {
-        markDown(number, trouble);
+        markDown(&servers_[number], trouble);
         return std::nullopt;
     }
 }
@@ -88,8 +107,9 @@ LdapDeadline LdapServers::deadlineFromNow() const {
 }
 
 LdapAnswer LdapServers::run(const Request &request, LdapDeadline deadline) {
-    ldap_waiting_for(config_.uris.front());
+    ldap_waiting_for(config_.uris.empty() ? ldap_srv_shown(config_) : config_.uris.front());
     ldap_library_ready(config_.saslMechanisms, ldap_share(deadline, 2)); // and time for the servers
+    findServers(ldap_share(deadline, 2));
     size_t usableServers = static_cast<size_t>(std::count_if(
         servers_.begin(), servers_.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
     if (connection_ != nullptr)

@@ -37,25 +37,28 @@ class LdapServers {
   private:
     struct Server {
         std::string uri;
-        LdapDeadline downUntil;
+        LdapDeadline downUntil = LdapDeadline::min();
         uint32_t code = 0;       // of its last failure
         std::string sentence;    // of its last failure
         bool distrusted = false; // as in LdapTrouble, of its last failure
+        std::string certified;   // as for LdapConnection
     };
     using Request = std::function<LdapAnswer(LdapConnection &, LdapDeadline)>;
 
     LdapDeadline deadlineFromNow() const;
+    void findServers(LdapDeadline deadline);
     LdapAnswer run(const Request &request, LdapDeadline deadline);
     // Logs in on an anonymous connection, and returns it.
     LdapAnswer bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where);
     std::optional<LdapAnswer> runOnCurrent(const Request &request, LdapDeadline deadline);
     std::optional<LdapAnswer> runOn(size_t number, const Request &request, LdapDeadline deadline);
     void count(const LdapAnswer &answer);
-    void markDown(size_t number, const LdapTrouble &trouble);
+    void markDown(Server *server, const LdapTrouble &trouble) const;
     [[noreturn]] void giveUp() const;
 
     const ConfigLdap &config_;
-    std::vector<Server> servers_;
+    std::vector<Server> servers_;                // where DNS lists them, none before they are asked
+    Server lookup_;                              // the name servers, which may fail like a server
     std::unique_ptr<LdapConnection> connection_; // to `current`; null: none is open
     size_t current_ = 0;
     LdapIdentity identity_;

@@ -18,6 +18,7 @@ LdapUri ldap_uri_parse(const std::string &text) {
     uri.local = equal_nocase(parsed->lud_scheme, "ldapi");
     uri.host = parsed->lud_host == nullptr ? "" : parsed->lud_host;
     if (uri.host.empty()) uri.host = uri.local ? "/var/run/slapd/ldapi" : "localhost";
+    uri.certified = uri.host;
     uri.port = std::to_string(parsed->lud_port != 0 ? parsed->lud_port : uri.tls ? LDAPS_PORT : LDAP_PORT);
     return uri;
 }

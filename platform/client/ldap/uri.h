@@ -10,6 +10,7 @@ struct LdapUri {
     bool local = false; // ldapi
     std::string host;   // the path for ldapi
     std::string port;
+    std::string certified; // whom the server's certificate has to name: the host, unless somebody else knows better
 };
 
 // Throws DataError for a text that is no such URI.

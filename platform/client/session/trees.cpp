@@ -101,7 +101,7 @@ void tree_load(Tree *tree) {
     if (tree->store != nullptr) return;
     Name base;
     name_parse_dn(tree->config.base, {}, &base, nullptr); // the configuration was refused if it is malformed
-    const bool isOnServers = !tree->config.ldap.uris.empty();
+    const bool isOnServers = tree->config.ldap.hasServers();
     std::unique_ptr<DirectoryStore> store =
         isOnServers ? tree_ldap_store(tree->config, base) : load_file(tree->config, base);
     if (!tree->config.scripts.empty()) store = std::make_unique<OverlayStore>(std::move(store), tree->config);
@@ -117,7 +117,7 @@ void tree_load(Tree *tree) {
 
 void trees_settle() {
     const std::vector<std::unique_ptr<Tree>> &trees = trees_all();
-    if (std::any_of(trees.begin(), trees.end(), [](const auto &tree) { return !tree->config.ldap.uris.empty(); }))
+    if (std::any_of(trees.begin(), trees.end(), [](const auto &tree) { return tree->config.ldap.hasServers(); }))
         ldap_module_load();
 }
 

@@ -62,6 +62,8 @@ static void check_ldap(const ConfigLdap &ldap) {
         FUZZ_CHECK(!ldap.external || begins(uri, "ldapi://"));
         FUZZ_CHECK(!ldap.gssapi || !begins(uri, "ldapi://"));
     }
+    FUZZ_CHECK(ldap.srvName.empty() || (ldap.uris.empty() && ldap.startTls && !ldap.external));
+    FUZZ_CHECK(ldap.srvName.find_first_of(std::string_view(" /?:\0", 5)) == ldap.srvName.npos);
     for (const std::string &uri : ldap.referralServers) FUZZ_CHECK(begins(uri, "ldap://") || begins(uri, "ldaps://"));
     FUZZ_CHECK(ldap.timeLimit > 0 && ldap.timeLimit <= 3600);
     FUZZ_CHECK(ldap.retryAfter > 0 && ldap.retryAfter <= 3600);
@@ -82,7 +84,7 @@ static void check_config(const Config &config) {
         FUZZ_CHECK(is_name(tree.name, ZK_TREE_NAME_SIZE - 1) && tree.name.back() != '_');
         FUZZ_CHECK(std::count_if(config.trees.begin(), config.trees.end(),
                                  [&](const ConfigTree &other) { return equal_nocase(other.name, tree.name); }) == 1);
-        FUZZ_CHECK(tree.ldif.empty() != tree.ldap.uris.empty());
+        FUZZ_CHECK(tree.ldif.empty() == tree.ldap.hasServers());
         FUZZ_CHECK(tree.ldif.empty() || begins(tree.ldif, "/"));
         Name base;
         FUZZ_CHECK(name_parse_dn(tree.base, {}, &base, nullptr));
