@@ -83,6 +83,19 @@ uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed);
 // program need not keep it.
 uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared);
 uint32_t ZKDSLogout(uint32_t context);
+// What the directory has said of the password with which the context's tree was logged in to. ZKE_NOT_LOGGED_IN.
+typedef struct {
+    // Seconds until it expires, 0 when it has expired; -1: not known, or not within the time of which the configuration
+    // wants to be warned.
+    int32_t expiresIn;
+    int32_t graceLogins; // how many logins are left with one that has expired; -1: not known, or it has not expired
+    int32_t changeable;  // 1: ZKDSChangePassword may succeed
+} ZKDSPasswordInfo;
+uint32_t ZKDSGetPasswordInfo(uint32_t context, ZKDSPasswordInfo *info);
+// Replaces the password of an object, whose old password is needed. Who is logged in stays so. ZKE_WRONG_PASSWORD for
+// the old one, ZKE_PASSWORD_REFUSED for the new one; ZKE_NO_ACCESS where users cannot change passwords, as in a tree
+// that is a file.
+uint32_t ZKDSChangePassword(uint32_t context, const char *object, const char *oldPassword, const char *newPassword);
 // Authenticates a file server's connection with the identity logged in to its tree.
 uint32_t ZKDSAuthenticateConnEx(uint32_t context, uint32_t connection);
 
@@ -236,10 +249,13 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 
 // The client's own codes: one range, low 16 bits negative like the ones above.
 #define ZKE_WRONG_PASSWORD 0xFFFFE001u
-#define ZKE_ACCOUNT_LOCKED 0xFFFFE002u // locked, disabled or expired: see ZKGetLastErrorText
+#define ZKE_ACCOUNT_LOCKED 0xFFFFE002u // locked, disabled, expired or not now: see ZKGetLastErrorText
 #define ZKE_NOT_LOGGED_IN 0xFFFFE003u
 #define ZKE_NO_ACCESS 0xFFFFE004u
 #define ZKE_AMBIGUOUS_NAME 0xFFFFE00Au // the name is several users': ZKGetLastErrorText names their contexts
+#define ZKE_PASSWORD_EXPIRED 0xFFFFE005u     // it may be the right one, but no longer lets anyone in
+#define ZKE_PASSWORD_MUST_CHANGE 0xFFFFE006u // it has to be changed before it lets anyone in
+#define ZKE_PASSWORD_REFUSED 0xFFFFE007u     // the directory does not take the new one: see ZKGetLastErrorText
 // From here to ZKE_REFERRAL_BROKEN: the directory could not be read; ZKGetLastErrorText returns the reason.
 #define ZKE_DIRECTORY_UNREACHABLE 0xFFFFE010u
 #define ZKE_BAD_DIRECTORY_DATA 0xFFFFE011u // the tree's file or the configuration could not be read

@@ -182,6 +182,12 @@ std::string Scripted::unknown() {
     return result('\x78', 2);
 }
 
+std::string Scripted::controls(const std::vector<std::pair<std::string, std::string>> &list) {
+    std::string all;
+    for (const auto &[number, value] : list) all += "\x30" + sized("\x04" + sized(number) + "\x04" + sized(value));
+    return "\xA0" + sized(all);
+}
+
 HostileServer::HostileServer(Hostility hostility, int behind) {
     start(listen_on_loopback(&port), [&](int client) { serve(client, hostility, behind, port); });
 }

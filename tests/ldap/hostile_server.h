@@ -38,6 +38,8 @@ struct Scripted {
     static std::string entry(const std::string &dn, const std::vector<std::pair<std::string, std::string>> &attributes);
     static std::string youAre(const std::optional<std::string> &who); // the answer to "Who am I?"
     static std::string unknown();                                     // of an extended request
+    // Comes behind an operation: controls, by number and value.
+    static std::string controls(const std::vector<std::pair<std::string, std::string>> &list);
 };
 
 class HostileServer {

@@ -75,8 +75,7 @@ TEST_F(LdapServersTest, WhenNoneAnswersEachIsReported) {
 
 TEST_F(LdapServersTest, AServerThatRefusesTheUserOfAnotherIsPassedOver) {
     HostileServer first(answering(0, jdoe));
-    HostileServer second(
-        {{{Scripted::bound(LDAP_INVALID_CREDENTIALS)}}, {{Scripted::done()}}, {{Scripted::unknown()}}});
+    HostileServer second({{{Scripted::bound(LDAP_NO_SUCH_OBJECT)}}, {{Scripted::done()}}, {{Scripted::unknown()}}});
     HostileServer third(answering(0, jdoe));
     config.uris = {first.uri(), second.uri(), third.uri()};
     auto dying = std::make_unique<HostileServer>(answering(0, jdoe));
@@ -87,6 +86,25 @@ TEST_F(LdapServersTest, AServerThatRefusesTheUserOfAnotherIsPassedOver) {
     EXPECT_EQ(servers.search(everything).entries.size(), 1u);
     EXPECT_EQ(second.logins(), 1);
     EXPECT_EQ(third.logins(), 1);
+}
+
+// Each would count it, and a few wrong ones lock an account.
+TEST_F(LdapServersTest, APasswordThatAServerRejectsIsNotSentToTheNext) {
+    HostileServer second(
+        {{{Scripted::bound(LDAP_INVALID_CREDENTIALS)}}, {{Scripted::done()}}, {{Scripted::unknown()}}});
+    HostileServer third(answering(0, jdoe));
+    auto dying = std::make_unique<HostileServer>(answering(0, jdoe));
+    config.uris = {dying->uri(), second.uri(), third.uri()};
+    config.retryAfter = 1e-9;
+    LdapServers servers(config);
+    ASSERT_EQ(servers.login({jdoe, "secret"}, {}).result, LDAP_SUCCESS);
+    dying.reset();
+    for (int tries = 0; tries < 2; tries++) EXPECT_THROW(servers.search(everything), LdapTrouble);
+    EXPECT_EQ(second.logins(), 1);
+    EXPECT_EQ(third.logins(), 0);
+    EXPECT_EQ(servers.login({jdoe, "another"}, {}).result, LDAP_INVALID_CREDENTIALS)
+        << "a person's own attempt is sent";
+    EXPECT_EQ(second.logins(), 2);
 }
 
 // Of a server that is still there, whose connections a restart has closed.

@@ -47,7 +47,7 @@ class LdapStoreTest : public testing::Test {
             return std::to_string(error.code) + " " + error.what();
         }
     }
-    static std::string shown(Verdict verdict) {
+    static std::string shown(const Verdict &verdict) {
         return std::to_string(verdict == Verdict::accepted        ? ZK_OK
                               : verdict == Verdict::wrongPassword ? ZKE_WRONG_PASSWORD
                                                                   : ZKE_ACCOUNT_LOCKED);

@@ -16,6 +16,9 @@ struct Meaning {
 static const Meaning meanings[] = {
     {ZKE_WRONG_PASSWORD, exit_password, catalogue_mark("wrong password")},
     {ZKE_ACCOUNT_LOCKED, exit_password, catalogue_mark("the account is locked")},
+    {ZKE_PASSWORD_EXPIRED, exit_password, catalogue_mark("the password has expired")},
+    {ZKE_PASSWORD_MUST_CHANGE, exit_password, catalogue_mark("the password must be changed")},
+    {ZKE_PASSWORD_REFUSED, exit_password, catalogue_mark("the new password was rejected")},
     {ZKE_NO_ACCESS, exit_password, catalogue_mark("access denied")},
     {ZKE_AMBIGUOUS_NAME, exit_user, catalogue_mark("the name of several users")},
     {ZKE_DIRECTORY_UNREACHABLE, exit_directory, catalogue_mark("cannot reach the directory server")},
@@ -61,9 +64,10 @@ Failure failure_of(uint32_t code, const std::string &attempt) {
         status == exit_directory || status == exit_tree || code == ZKE_TICKET_REFUSED || code == ZKE_NO_ACCESS;
     std::string detail = told ? client_sentence() : "";
     if (!detail.empty()) text += ": " + detail;
-    // Locked, disabled or expired: one code, and the client's sentence says which. Of several users it names the
-    // places.
-    const bool isWhole = code == ZKE_ACCOUNT_LOCKED || code == ZKE_AMBIGUOUS_NAME;
+    // The client's sentence says whose account, and in which of several states, what is wrong with a password, or where
+    // several users are.
+    const bool isWhole = code == ZKE_ACCOUNT_LOCKED || code == ZKE_PASSWORD_EXPIRED ||
+                         code == ZKE_PASSWORD_MUST_CHANGE || code == ZKE_PASSWORD_REFUSED || code == ZKE_AMBIGUOUS_NAME;
     const std::string whole = isWhole ? client_sentence() : "";
     if (!whole.empty()) text = whole;
     return Failure(status, attempt + ": " + text);

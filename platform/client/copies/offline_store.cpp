@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/catalogue.h"
 #include "platform/client/core/login_check.h"
 
 // Takes the copy. A server that cannot be reached is one thing, one that is not the site's own another.
@@ -33,8 +34,8 @@ EntryPtr OfflineStore::findUser(const LoginName &name) {
 }
 
 // A password that was changed, an account that was locked: pulling the plug must not bring them back.
-void OfflineStore::noteRefusal(Verdict verdict, const Name &user, const char *password) const {
-    if (verdict == Verdict::locked)
+void OfflineStore::noteRefusal(const Verdict &verdict, const Name &user, const char *password) const {
+    if (verdict.isOfAccount())
         offline_.refused(user);
     else if (verdict == Verdict::wrongPassword)
         offline_.refusedPassword(user, password);
@@ -73,6 +74,18 @@ Verdict OfflineStore::login(EntryPtr *user, const char *password) {
         save();
     }
     return verdict;
+}
+
+// The copy takes the new password from now on, or none.
+void OfflineStore::changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) {
+    if (offline_.active()) {
+        throw CodedError(ZKE_DIRECTORY_UNREACHABLE,
+                         catalogue_text("the password can only be changed at a server, and none answers"));
+    }
+    store_->changePassword(entry, oldPassword, newPassword);
+    if (identity_ == nullptr || !name_equal(identity_->name, entry.name)) return offline_.refused(entry.name);
+    offline_.keep(identity_, typed_, newPassword);
+    save();
 }
 
 void OfflineStore::save() {

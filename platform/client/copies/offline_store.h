@@ -35,6 +35,8 @@ class OfflineStore : public DirectoryStore {
     Verdict checkPassword(const Entry &entry, const char *password) override;
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
+    void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override;
+    bool changesPasswords() const override { return !offline_.active() && store_->changesPasswords(); }
 
   private:
     DirectoryStore &current() {
@@ -43,7 +45,7 @@ class OfflineStore : public DirectoryStore {
     }
     bool mayBegin(const LdapTrouble &trouble) const { return !trouble.distrusted && !store_->haveDistrusted(); }
     bool begin(const LdapTrouble &trouble, const Name &user);
-    void noteRefusal(Verdict verdict, const Name &user, const char *password) const;
+    void noteRefusal(const Verdict &verdict, const Name &user, const char *password) const;
     void save();
 
     std::unique_ptr<ServersStore> store_;

@@ -36,6 +36,10 @@ class SiteCopyStore : public ServersStore, private SiteKeeper {
     }
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
+    void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override {
+        servers().changePassword(entry, oldPassword, newPassword);
+    }
+    bool changesPasswords() const override { return tree_.ldap.needsPassword(); }
 
     bool haveDistrusted() const override { return servers_ != nullptr && servers_->haveDistrusted(); }
     bool hasReadSite() const override { return servers_ != nullptr && servers_->hasReadSite(); }

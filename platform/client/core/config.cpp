@@ -86,7 +86,16 @@ class Table {
         return *value;
     }
 
-    // Days, with or without a fraction.
+    // Days, with or without a fraction; 0 for none.
+    double daysOrNone(const char *key, double otherwise) {
+        const toml::node *node = get(key);
+        std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
+        if (!value || !(*value >= 0 && *value <= 3650))
+            refuse(key, catalogue_format("%s must be a number of days from 0 to 3650", key));
+        return *value;
+    }
+
+    // The same, and more than none.
     double days(const char *key, double otherwise) {
         const toml::node *node = get(key);
         std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
@@ -386,6 +395,7 @@ static ConfigTree read_tree(Table &table, const std::string &folder, const std::
     tree.allAttributes = table.flag("all_attributes", tree.ldap.schema != SitePreset::brasca);
     if (table.has("scripts")) tree.scripts = table.required("scripts", 4096);
     if (!tree.scripts.empty() && tree.scripts.front() != '/') tree.scripts.insert(0, folder);
+    tree.warnDays = table.daysOrNone("warn_days", tree.warnDays);
     tree.sharePassword = table.flag("share_password", tree.sharePassword);
     tree.anyText = table.flag("any_text", tree.anyText);
     tree.anyPath = table.flag("any_path", tree.anyPath);

@@ -48,6 +48,7 @@ struct ConfigTree {
     std::string defaultServer;
     std::string scripts;          // path of the folder with what the site adds to the directory, empty for none
     uid_t configurationOwner = 0; // whose the configuration file is; no key of the file
+    double warnDays = 14;         // a password is said to expire from so many days before that on
     bool sharePassword = false;   // scripts may try the password of another tree's login here
     bool anyText = false;         // hand out texts with control characters
     bool anyPath = false;         // return paths with control characters, or with what map takes for the end of an item

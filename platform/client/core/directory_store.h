@@ -12,6 +12,7 @@
 #include "platform/client/core/login_name.h"
 #include "platform/client/core/names.h"
 #include "platform/client/core/schema.h"
+#include "platform/client/core/verdict.h"
 
 struct EntryValue {
     const SchemaAttribute *attribute;
@@ -40,9 +41,6 @@ struct OtherAttribute {
 };
 
 enum class Aliases { follow, keep };
-
-// What a directory says of a password.
-enum class Verdict { accepted, wrongPassword, locked };
 
 class DirectoryStore {
   public:
@@ -98,6 +96,13 @@ class DirectoryStore {
     // A failed login leaves the earlier one in place.
     virtual Verdict login(EntryPtr *user, const char *password) { return checkPassword(**user, password); }
     virtual void logout() {}
+
+    // Gives the entry another password, on the word of the one that it has; an entry that is logged in stays so. Throws
+    // CodedError: ZKE_WRONG_PASSWORD for the old one, ZKE_PASSWORD_REFUSED for the new one, with what the directory
+    // says of it, ZKE_NO_ACCESS where users cannot change passwords.
+    virtual void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) = 0;
+    // Whether `changePassword` may succeed.
+    virtual bool changesPasswords() const { return false; }
 };
 
 // The user when there is only one; null without any. `typed` is the name that means them, for the error of findUser.

@@ -1,4 +1,5 @@
 // Who the process is: one identity for each tree, which lives as long as the process or until it logs out.
+#include <algorithm>
 #include <cstdio>
 
 #include "platform/catalogue.h"
@@ -11,6 +12,7 @@
 #include "platform/common/smb_credentials.h"
 
 static constexpr uint32_t login_option = 2;
+static constexpr double seconds_per_day = 86400;
 
 namespace {
 
@@ -73,20 +75,6 @@ struct Attempt {
                                       tree.config.name.c_str()));
 }
 
-// After a login `user` is the entry as the user may read it.
-static void refuse_unless_accepted(Verdict verdict, const Entry &user) {
-    const std::string who = name_to_dotted(user.name, true);
-    if (verdict == Verdict::wrongPassword)
-        throw CodedError(ZKE_WRONG_PASSWORD, catalogue_format("wrong password for %s", who.c_str()));
-    if (verdict == Verdict::locked) {
-        const LoginLock lock = login_lock(user);
-        throw CodedError(ZKE_ACCOUNT_LOCKED,
-                         lock == LoginLock::disabled  ? catalogue_format("%s is disabled", who.c_str())
-                         : lock == LoginLock::expired ? catalogue_format("%s has expired", who.c_str())
-                                                      : catalogue_format("%s is locked", who.c_str()));
-    }
-}
-
 // Answers a question about the context's tree.
 static uint32_t ask_tree(uint32_t context, int *answer, bool (*question)(const Tree *)) {
     return guarded([&] {
@@ -138,12 +126,13 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         error_unless(tree.identity == nullptr || name_equal(tree.identity->name, user->name), ZKE_OTHER_IDENTITY);
         if (login_password_is_held_back(&tree, password)) refuse_unsent(tree);
         const Verdict verdict = login_to_tree(tree.store.get(), &user, password);
-        refuse_unless_accepted(verdict, *user);
+        login_require_accepted(verdict, *user);
         // A login that goes no further leaves the connection anonymous.
         LoggedIn loggedIn{&tree};
         trees_settle();
         if (trees_all().size() > 1) login_password_keep(&tree, password);
         take_identity(&tree, &found, user);
+        tree.verdict = verdict;
         attempt.accepted = true;
         if (tree.config.ldap.needsPassword()) keep_for_drives(*user, password);
         warn_of_base_script(tree);
@@ -165,6 +154,37 @@ uint32_t ZKDSLogout(uint32_t context) {
         connection_forget_identity(&tree, *tree.identity);
         tree.identity = nullptr;
         tree.store->logout();
+    });
+}
+
+// Seconds of a count that may be longer than the number holds.
+static int32_t seconds_of(int64_t seconds) {
+    return static_cast<int32_t>(std::min<int64_t>(seconds, INT32_MAX));
+}
+
+uint32_t ZKDSGetPasswordInfo(uint32_t context, ZKDSPasswordInfo *info) {
+    return guarded([&] {
+        error_unless(info != nullptr, ZKE_BAD_PARAMETER);
+        const Tree &tree = tree_with_identity(contexts().at(context));
+        const Verdict &verdict = tree.verdict;
+        const bool isFarOff = static_cast<double>(verdict.expiresIn) > tree.config.warnDays * seconds_per_day;
+        info->expiresIn = isFarOff ? -1 : seconds_of(verdict.expiresIn);
+        info->graceLogins = seconds_of(verdict.graceLogins);
+        info->changeable = tree.store->changesPasswords() ? 1 : 0;
+    });
+}
+
+uint32_t ZKDSChangePassword(uint32_t context, const char *object, const char *oldPassword, const char *newPassword) {
+    return guarded([&] {
+        error_unless(object != nullptr && oldPassword != nullptr && newPassword != nullptr, ZKE_BAD_PARAMETER);
+        const Context &found = contexts().at(context);
+        Tree &tree = context_tree(found);
+        const EntryPtr user = tree.store->findUser(tree_meant_name(tree, context_name(found, object)));
+        error_unless(user != nullptr && !user->name.empty(), ZKE_NO_SUCH_ENTRY);
+        tree.store->changePassword(*user, oldPassword, newPassword);
+        if (tree.identity == nullptr || !name_equal(tree.identity->name, user->name)) return;
+        tree.verdict = Verdict::accepted;
+        if (trees_all().size() > 1) login_password_keep(&tree, newPassword);
     });
 }
 

@@ -40,9 +40,7 @@ static void login_in_tree(Connection *connection, const char *user, const char *
         }
     }
     const EntryPtr entry = find_user(*connection, user);
-    const Verdict verdict = login_check(connection->tree->store.get(), *entry, password);
-    error_unless(verdict != Verdict::wrongPassword, ZKE_WRONG_PASSWORD);
-    error_unless(verdict != Verdict::locked, ZKE_ACCOUNT_LOCKED);
+    login_require_accepted(login_check(connection->tree->store.get(), *entry, password), *entry);
     connection_authenticate(connection, *entry);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <string_view>
 
 #include "platform/common/nocase.h"
@@ -90,6 +91,40 @@ size_t ldap_answer_memory(const LdapAnswer &answer) {
     return bytes;
 }
 
+static void read_policy(LDAP *ld, LDAPControl *control, LdapPasswordControls *password) {
+    ber_int_t expires = -1, grace = -1;
+    LDAPPasswordPolicyError error = PP_noError;
+    // What is not as it should be has said nothing.
+    if (ldap_parse_passwordpolicy_control(ld, control, &expires, &grace, &error) != LDAP_SUCCESS) return;
+    password->hasPolicy = true;
+    password->error = error;
+    password->expiresIn = std::max<int64_t>(expires, -1);
+    password->graceLogins = std::max<int64_t>(grace, -1);
+}
+
+// Seconds, as text.
+static void read_expiring(const LDAPControl &control, LdapPasswordControls *password) {
+    const std::string_view text = control.ldctl_value.bv_val == nullptr
+                                      ? ""
+                                      : std::string_view(control.ldctl_value.bv_val, control.ldctl_value.bv_len);
+    int64_t seconds = -1;
+    const auto [end, problem] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    if (problem == std::errc() && end == text.data() + text.size() && seconds >= 0 && password->expiresIn < 0)
+        password->expiresIn = seconds;
+}
+
+static void read_controls(LDAP *ld, LDAPControl **controls, LdapPasswordControls *password) {
+    for (LDAPControl **one = controls; one != nullptr && *one != nullptr; one++) {
+        const std::string_view kind = (*one)->ldctl_oid;
+        if (kind == LDAP_CONTROL_PASSWORDPOLICYRESPONSE)
+            read_policy(ld, *one, password);
+        else if (kind == LDAP_CONTROL_X_PASSWORD_EXPIRED)
+            password->hasExpired = true;
+        else if (kind == LDAP_CONTROL_X_PASSWORD_EXPIRING)
+            read_expiring(**one, password);
+    }
+}
+
 int ldap_answer_read(LDAP *ld, LDAPMessage *messages, LdapAnswer *answer) {
     for (LDAPMessage *one = ldap_first_entry(ld, messages); one != nullptr; one = ldap_next_entry(ld, one))
         answer->entries.push_back(entry_of(ld, one, answer->entries.size(), &answer->ranges));
@@ -100,9 +135,10 @@ int ldap_answer_read(LDAP *ld, LDAPMessage *messages, LdapAnswer *answer) {
     }
     char *text = nullptr;
     char **elsewhere = nullptr;
-    // The result is the last message of the chain, and this call looks for it there.
     LDAPControl **controls = nullptr;
+    // The result is the last message of the chain, and this call looks for it there.
     const int parsed = ldap_parse_result(ld, messages, &answer->result, nullptr, &text, &elsewhere, &controls, 0);
+    read_controls(ld, controls, &answer->password);
     const Text owner(text);
     answer->cookie = cookie_of(ld, controls);
     ldap_controls_free(controls);

@@ -37,9 +37,19 @@ struct LdapRange {
     size_t next;           // the number of the first value that is missing
 };
 
+// What the controls of an answer say of a password.
+struct LdapPasswordControls {
+    int error = 65535;        // as LDAPPasswordPolicyError
+    int64_t expiresIn = -1;   // seconds; -1: not said
+    int64_t graceLogins = -1; // -1: not said
+    bool hasPolicy = false;   // there was one of draft-behera-ldap-password-policy
+    bool hasExpired = false;  // the older control that says so, also of one that has been reset
+};
+
 struct LdapAnswer {
     int result = 0; // LDAP's result code
     std::string text;
+    LdapPasswordControls password;
     std::vector<LdapEntry> entries; // also those before a limit was hit
 
     // Where the rest is: URIs of which any will do, instead of the answer (LDAP_REFERRAL) and beside the entries.

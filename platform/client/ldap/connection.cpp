@@ -25,6 +25,21 @@ static const char *name_or_anonymous(const std::string &who) {
     return who.empty() ? catalogue_text("an anonymous user") : who.c_str();
 }
 
+namespace {
+
+// Asks the server for what it has to say of the password. One that does not know the control ignores it.
+class PolicyRequest {
+  public:
+    LDAPControl **list() { return list_; }
+
+  private:
+    std::string kind_ = LDAP_CONTROL_PASSWORDPOLICYREQUEST;
+    LDAPControl wanted_ = {kind_.data(), {0, nullptr}, 0};
+    LDAPControl *list_[2] = {&wanted_, nullptr};
+};
+
+} // namespace
+
 // libldap compares the name in its URI with the certificate, and asks for the ticket for it.
 static std::string uri_for_libldap(const LdapUri &address) {
     if (address.certified == address.host) return address.text;
@@ -302,10 +317,11 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
             address_.text + ": " +
                 catalogue_text("the password was not sent: the connection is not encrypted (use ldaps or start_tls)"));
     }
+    PolicyRequest policy;
     LdapAnswer answer = take(ask(catalogue_text("the login"), [&](int *message) {
         Secret password = identity.revealed(); // no longer than it takes to send it
         berval secret = {password.capacity(), password.text()};
-        return ldap_sasl_bind(ld_, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, nullptr, nullptr, message);
+        return ldap_sasl_bind(ld_, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, policy.list(), nullptr, message);
     }));
     if (answer.result == LDAP_SUCCESS && isAnonymous()) {
         throw CodedError(ZKE_NO_ACCESS,
@@ -314,6 +330,30 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
                                           address_.text.c_str(), identity.dn().c_str()));
     }
     return answer;
+}
+
+LdapAnswer LdapConnection::extended(const char *kind, Secret *value, LdapDeadline deadline) {
+    begin(deadline);
+    PolicyRequest policy;
+    return take(ask(catalogue_text("the change of the password"), [&](int *message) {
+        berval text = {value->capacity(), value->text()};
+        return ldap_extended_operation(ld_, kind, &text, policy.list(), nullptr, message);
+    }));
+}
+
+LdapAnswer LdapConnection::exchange(const std::string &dn, const char *attribute, Secret *oldValue, Secret *newValue,
+                                    LdapDeadline deadline) {
+    begin(deadline);
+    return take(ask(catalogue_text("the change of the password"), [&](int *message) {
+        berval texts[] = {{oldValue->capacity(), oldValue->text()}, {newValue->capacity(), newValue->text()}};
+        berval *lists[][2] = {{&texts[0], nullptr}, {&texts[1], nullptr}};
+        LDAPMod taken = {LDAP_MOD_DELETE | LDAP_MOD_BVALUES, const_cast<char *>(attribute), {}};
+        LDAPMod given = {LDAP_MOD_ADD | LDAP_MOD_BVALUES, const_cast<char *>(attribute), {}};
+        taken.mod_bvalues = lists[0];
+        given.mod_bvalues = lists[1];
+        LDAPMod *changes[] = {&taken, &given, nullptr};
+        return ldap_modify_ext(ld_, dn.c_str(), changes, nullptr, nullptr, message);
+    }));
 }
 
 // Whom the answer to "Who am I?" names.

@@ -30,6 +30,11 @@ class LdapConnection {
     LdapAnswer bind(const LdapIdentity &identity, LdapDeadline deadline);
     LdapAnswer bindWithPassword(const LdapIdentity &identity, LdapDeadline deadline);
     LdapAnswer search(const LdapSearch &search, LdapDeadline deadline);
+    // An extended operation about a password, and the replacement of a value that only who knows it can take away. What
+    // is sent is the whole capacity of the secrets; the answer has the server's policy controls.
+    LdapAnswer extended(const char *kind, Secret *value, LdapDeadline deadline);
+    LdapAnswer exchange(const std::string &dn, const char *attribute, Secret *oldValue, Secret *newValue,
+                        LdapDeadline deadline);
 
     const std::string &uri() const { return address_.text; }
     bool isSecured() const { return secured_; }

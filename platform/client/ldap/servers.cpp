@@ -7,8 +7,10 @@
 #include "platform/catalogue.h"
 #include "platform/client/core/start_environment.h"
 #include "platform/client/core/waiting.h"
+#include "platform/client/ldap/password_change.h"
 #include "platform/client/ldap/resolver.h"
 #include "platform/client/ldap/srv.h"
+#include "platform/client/ldap/verdict.h"
 #include "platform/zk.h"
 
 // Results by which a server says that it cannot do its work; another one may.
@@ -85,12 +87,7 @@ std::optional<LdapAnswer> LdapServers::runOn(size_t number, const Request &reque
     try {
         auto made =
             std::make_unique<LdapConnection>(config_, servers_[number].uri, deadline, servers_[number].certified);
-        if (!identity_.dn().empty() && !identityIsElsewhere_ &&
-            made->bind(identity_, deadline).result != LDAP_SUCCESS) {
-            throw LdapTrouble(
-                ZKE_DIRECTORY_UNREACHABLE,
-                made->uri() + ": " + catalogue_text("the server rejected the login that another server accepted"));
-        }
+        if (!identity_.dn().empty() && !identityIsElsewhere_) bindAgain(made.get(), deadline);
         LdapAnswer answer = usable(*made, request(*made, deadline));
         connection_ = std::move(made);
         current_ = number;
@@ -99,6 +96,17 @@ std::optional<LdapAnswer> LdapServers::runOn(size_t number, const Request &reque
     } catch (const LdapTrouble &trouble) {
         markDown(&servers_[number], trouble);
         return std::nullopt;
+    }
+}
+
+// Servers of one directory count wrong passwords together: one that a server has rejected is not sent to the next.
+void LdapServers::bindAgain(LdapConnection *made, LdapDeadline deadline) {
+    const int result = identityIsRejected_ ? LDAP_INVALID_CREDENTIALS : made->bind(identity_, deadline).result;
+    identityIsRejected_ = result == LDAP_INVALID_CREDENTIALS || result == LDAP_CONSTRAINT_VIOLATION;
+    if (result != LDAP_SUCCESS) {
+        throw LdapTrouble(
+            ZKE_DIRECTORY_UNREACHABLE,
+            made->uri() + ": " + catalogue_text("the server rejected the login that another server accepted"));
     }
 }
 
@@ -208,13 +216,44 @@ LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
             bindAsNobody([&](LdapConnection &server, LdapDeadline deadline) { return server.bind(asked, deadline); },
                          &bound, &where);
     }
-    if (answer.result == LDAP_SUCCESS) {
+    if (answer.result == LDAP_SUCCESS && ldap_verdict(answer) == Verdict::accepted) {
         connection_ = std::move(bound); // none for a user of another server: who was logged in before must be gone
         current_ = where;
         identity_ = std::move(asked);
         identityIsElsewhere_ = !origin.server.empty();
+        identityIsRejected_ = false;
         counted_ = 0;
         referrals_.forget();
+    }
+    return answer;
+}
+
+LdapAnswer LdapServers::changePassword(const LdapIdentity &before, LdapIdentity after, const LdapOrigin &origin) {
+    LdapWaiting waiting;
+    const StartEnvironment started;
+    if (!origin.server.empty()) {
+        throw CodedError(ZKE_NO_ACCESS,
+                         catalogue_format("the password can only be changed at %s", origin.server.c_str()));
+    }
+    const bool isLoggedIn = !identity_.dn().empty() && identity_.dn() == before.dn();
+    LdapAnswer answer;
+    if (isLoggedIn && !identityIsElsewhere_) { // a login of its own might be one more than there are left
+        answer = run([&](LdapConnection &server,
+                         LdapDeadline until) { return ldap_password_change(&server, before, after, until); },
+                     deadlineFromNow());
+    } else {
+        std::unique_ptr<LdapConnection> bound;
+        size_t where = 0;
+        answer = bindAsNobody(
+            [&](LdapConnection &server, LdapDeadline until) {
+                LdapAnswer login = server.bindWithPassword(before, until);
+                return login.result == LDAP_SUCCESS ? ldap_password_change(&server, before, after, until) : login;
+            },
+            &bound, &where);
+    }
+    if (isLoggedIn && answer.result == LDAP_SUCCESS) {
+        identity_ = std::move(after);
+        identityIsRejected_ = false;
     }
     return answer;
 }
@@ -223,6 +262,7 @@ void LdapServers::logout() {
     connection_.reset();
     identity_ = LdapIdentity();
     identityIsElsewhere_ = false;
+    identityIsRejected_ = false;
     counted_ = 0;
     referrals_.forget();
 }

@@ -27,6 +27,10 @@ class LdapServers {
 
     // From now on requests are made as this user, when the answer is LDAP_SUCCESS; otherwise who is logged in stays so.
     LdapAnswer login(LdapIdentity identity, const LdapOrigin &origin);
+    // Replaces the password `before` with `after`, both of one user; where that is who is logged in, requests are made
+    // with the new one from now on. The answer is that to a login with the old one if that was refused. Once the new
+    // password has been sent, no other server is tried: what goes wrong then is a CodedError.
+    LdapAnswer changePassword(const LdapIdentity &before, LdapIdentity after, const LdapOrigin &origin);
     // From now on requests are anonymous.
     void logout();
 
@@ -45,6 +49,7 @@ class LdapServers {
     };
     using Request = std::function<LdapAnswer(LdapConnection &, LdapDeadline)>;
 
+    void bindAgain(LdapConnection *made, LdapDeadline deadline);
     LdapDeadline deadlineFromNow() const;
     void findServers(LdapDeadline deadline);
     LdapAnswer run(const Request &request, LdapDeadline deadline);
@@ -63,6 +68,7 @@ class LdapServers {
     size_t current_ = 0;
     LdapIdentity identity_;
     bool identityIsElsewhere_ = false; // the tree's own servers do not know the user
+    bool identityIsRejected_ = false;  // by a server, after another one had accepted it
     LdapReferrals referrals_;
     size_t counted_ = 0; // bytes of memory of the answers since the last login or logout
 };

@@ -11,6 +11,8 @@
 #include "platform/client/core/nested_groups.h"
 #include "platform/client/core/values.h"
 #include "platform/client/ldap/filter.h"
+#include "platform/client/ldap/password_change.h"
+#include "platform/client/ldap/verdict.h"
 
 static constexpr const char *site_classes[] = {"qrtServer", "qrtVolume", "qrtDirectoryMap"};
 
@@ -358,16 +360,14 @@ std::vector<EntryPtr> LdapStore::volumes() {
 Verdict LdapStore::verdictOf(const LdapAnswer &answer, const Entry &user) const {
     switch (answer.result) {
         case LDAP_SUCCESS:
-            return Verdict::accepted;
         case LDAP_INVALID_CREDENTIALS:
         case LDAP_INAPPROPRIATE_AUTH:
         case LDAP_NO_SUCH_OBJECT:
         case LDAP_INVALID_DN_SYNTAX:
-            return Verdict::wrongPassword;
         case LDAP_UNWILLING_TO_PERFORM:
         case LDAP_CONSTRAINT_VIOLATION:
         case LDAP_INSUFFICIENT_ACCESS:
-            return Verdict::locked;
+            return ldap_verdict(answer);
         case LDAP_CONFIDENTIALITY_REQUIRED:
         case LDAP_STRONG_AUTH_REQUIRED:
             throw CodedError(
@@ -384,6 +384,20 @@ Verdict LdapStore::verdictOf(const LdapAnswer &answer, const Entry &user) const 
                                               name_to_dotted(user.name, true).c_str(), ldap_err2string(answer.result),
                                               answer.text.c_str()));
     }
+}
+
+// Some servers write into the entry when the lock ends; they need not show it.
+time_t LdapStore::lockEnd(const Entry &user) {
+    try {
+        const LdapAnswer answer =
+            servers_.search({name_to_dn(user.name, root_), LDAP_SCOPE_BASE, "(objectClass=*)", {"accountUnlockTime"}});
+        for (const LdapEntry &entry : answer.entries)
+            for (const auto &[name, values] : entry.attributes)
+                if (!values.empty()) return value_parse(ZK_SYNTAX_TIME, values.front(), root_).number;
+    } catch (const CodedError &) {
+        // It stays unknown.
+    }
+    return 0;
 }
 
 Verdict LdapStore::checkPassword(const Entry &entry, const char *password) {
@@ -420,7 +434,8 @@ Verdict LdapStore::login(EntryPtr *user, const char *password) {
     if (answer.result != LDAP_SUCCESS && *user == assumed_) bindAsSeen(user, password, &answer);
     if (*password == '\0' && tree_.ldap.needsPassword()) return Verdict::wrongPassword;
     const EntryPtr asked = *user;
-    const Verdict verdict = verdictOf(answer, *asked);
+    Verdict verdict = verdictOf(answer, *asked);
+    if (verdict == Verdict::locked && answer.password.error == PP_accountLocked) verdict.until = lockEnd(*asked);
     if (verdict == Verdict::wrongPassword) objects_.refuseWrongBase(); // no user can be below it
     if (verdict == Verdict::accepted) {
         try {
@@ -451,6 +466,19 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
     throw CodedError(ZKE_NO_ACCESS, catalogue_format("%1$s: the server has accepted the login of %2$s but does not "
                                                      "show the user's own entry",
                                                      tree_.name.c_str(), name_to_dotted(asked.name, true).c_str()));
+}
+
+void LdapStore::changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) {
+    const std::string dn = name_to_dn(entry.name, root_);
+    // An empty one would make the login anonymous, or the server choose a password.
+    error_unless(*oldPassword != '\0', ZKE_WRONG_PASSWORD);
+    error_unless(*newPassword != '\0', ZKE_PASSWORD_REFUSED);
+    try {
+        ldap_password_require_changed(
+            servers_.changePassword({dn, oldPassword}, {dn, newPassword}, objects_.origin(entry.name)));
+    } catch (const LdapTrouble &trouble) {
+        throw CodedError(trouble.code, trouble.what()); // no copy stands in
+    }
 }
 
 std::vector<EntryPtr> LdapStore::allRead() const {

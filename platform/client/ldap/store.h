@@ -37,6 +37,8 @@ class LdapStore : public ServersStore {
     Verdict checkPassword(const Entry &entry, const char *password) override;
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
+    void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override;
+    bool changesPasswords() const override { return tree_.ldap.needsPassword(); }
 
     bool haveDistrusted() const override { return servers_.haveDistrusted(); }
     bool hasReadSite() const override { return siteRead_; }
@@ -71,6 +73,7 @@ class LdapStore : public ServersStore {
     void keepSite(const LdapAnswer &answer, const Name &reader);
     template <typename Wanted>
     EntryPtr findInSite(Wanted wanted);
+    time_t lockEnd(const Entry &user);
     Verdict verdictOf(const LdapAnswer &answer, const Entry &user) const;
     void forget();
 

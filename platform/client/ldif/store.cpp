@@ -68,6 +68,7 @@ class LdifStore : public DirectoryStore {
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
     std::vector<EntryPtr> volumes() override;
     Verdict checkPassword(const Entry &entry, const char *password) override;
+    void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override;
 
   private:
     bool isShown(const Entry &entry) const { return options_.anyName || entry_name_is_plain(entry); }
@@ -258,6 +259,12 @@ Verdict LdifStore::checkPassword(const Entry &entry, const char *password) {
     const auto kept = kept_.find(numberOf(entry.name));
     if (kept != kept_.end() && !kept->second.noHash.empty()) throw DataError(kept->second.noHash);
     return Verdict::wrongPassword;
+}
+
+// Whoever could write the file could write any user's password.
+void LdifStore::changePassword(const Entry &, const char *, const char *) {
+    throw CodedError(ZKE_NO_ACCESS,
+                     catalogue_text("the passwords of this tree are in a file, which only its administrator changes"));
 }
 
 void LdifStore::viewDn(const LdifRecord &record) {

@@ -15,6 +15,7 @@ struct Tree {
     ConfigTree config;
     std::unique_ptr<DirectoryStore> store; // null until tree_load
     EntryPtr identity;                     // the user who is logged in, or null; set by interface/identity.cpp
+    Verdict verdict;                       // of that login
     bool openedUnasked = false; // session/connections.cpp: by its name alone, since its directory could not be asked
 };
 

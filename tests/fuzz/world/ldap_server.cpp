@@ -103,7 +103,7 @@ std::string uris(std::string_view list) {
 void send_message(Client *to, unsigned tag, std::string_view content) {
     std::string body = number(0x02, changes.hasId ? changes.id : to->request);
     body += ber(changes.hasTag ? changes.tag : tag, content);
-    if (!changes.control.empty()) body += ber(0xA0, ber(0x30, ber(0x04, changes.control)));
+    if (!changes.control.empty()) body += ber(0xA0, ber(0x30, changes.control));
     std::string message = ber(0x30, body);
     for (size_t i = 0; i < changes.bytes.size() && changes.place + i < message.size(); i++)
         message[changes.place + i] = changes.bytes[i];
@@ -160,7 +160,8 @@ bool take_change(std::string_view name, std::string_view value) {
         changes.hasTag = true;
         changes.tag = number_of(&value) & 0xFF;
     } else if (name == "control") {
-        changes.control = unescaped(value);
+        const std::string_view number = fuzz_take(value, ' ');
+        changes.control = ber(0x04, unescaped(number)) + (value.empty() ? "" : ber(0x04, unescaped(value)));
     } else if (name == "cut") {
         changes.cut = number_of(&value);
     } else if (name == "put") {

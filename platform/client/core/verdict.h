@@ -1,0 +1,36 @@
+// What a directory says of a password and of the account that it is for.
+#ifndef PLATFORM_CLIENT_CORE_VERDICT_H
+#define PLATFORM_CLIENT_CORE_VERDICT_H
+
+#include <cstdint>
+#include <ctime>
+
+struct Verdict {
+    enum State {
+        accepted,
+        wrongPassword,
+        // The account's own states: the password may be right.
+        locked, // also for a reason that the directory does not name
+        disabled,
+        accountExpired,
+        passwordExpired,
+        mustChange, // nothing else is allowed before the password has been changed
+        notNow,     // outside the hours that the account may log in
+        notHere,    // not from this computer
+    };
+    static constexpr int64_t not_said = -1;
+
+    State state = accepted;
+    time_t until = 0;               // of `locked`: when that ends; 0 is not known
+    int64_t expiresIn = not_said;   // of `accepted`: seconds until the password expires; 0 for one that has expired
+    int64_t graceLogins = not_said; // of `accepted`, with a password that has expired: how many further logins it takes
+
+    Verdict() = default;
+    Verdict(State reached) : state(reached) {} // what most verdicts are
+    operator State() const { return state; }
+
+    // The directory has refused the login, and for another reason than the password.
+    bool isOfAccount() const { return state != accepted && state != wrongPassword; }
+};
+
+#endif
