@@ -55,6 +55,10 @@ TEST_F(WrongCalls, OfContextsAndNamesWithoutAPointerAreRefused) {
                                    {"LoginEx option", ZKDSLoginEx(handle, jdoe, 1, "secret")},
                                    {"LoginNeedsPassword", ZKDSLoginNeedsPassword(handle, nullptr)},
                                    {"LoginPasswordIsShared", ZKDSLoginPasswordIsShared(handle, nullptr)},
+                                   {"GetPasswordInfo", ZKDSGetPasswordInfo(handle, nullptr)},
+                                   {"ChangePassword object", ZKDSChangePassword(handle, nullptr, "secret", "new")},
+                                   {"ChangePassword old", ZKDSChangePassword(handle, jdoe, nullptr, "new")},
+                                   {"ChangePassword new", ZKDSChangePassword(handle, jdoe, "secret", nullptr)},
                                    {"CanonicalizeName name", ZKDSCanonicalizeName(handle, nullptr, text)},
                                    {"CanonicalizeName result", ZKDSCanonicalizeName(handle, jdoe, nullptr)},
                                    {"AbbreviateName name", ZKDSAbbreviateName(handle, nullptr, text)},
@@ -155,6 +159,7 @@ TEST_F(WrongCalls, OfConnectionsAndFilesWithoutAPointerAreRefused) {
 
 TEST_F(WrongCalls, WithAHandleThatIsNoneAreRefused) {
     int needed = 0;
+    ZKDSPasswordInfo password = {};
     expect_all(ZKE_BAD_HANDLE, {{"FreeContext", ZKDSFreeContext(nothing)},
                                 {"SetContext", ZKDSSetContext(nothing, DCK_NAME_CONTEXT, "acme")},
                                 {"SetContext alone", ZKDSSetContext(nothing, DCK_NAME_CONTEXT, nullptr)},
@@ -164,6 +169,8 @@ TEST_F(WrongCalls, WithAHandleThatIsNoneAreRefused) {
                                 {"LoginEx", ZKDSLoginEx(nothing, jdoe, 2, "secret")},
                                 {"LoginNeedsPassword", ZKDSLoginNeedsPassword(nothing, &needed)},
                                 {"LoginPasswordIsShared", ZKDSLoginPasswordIsShared(nothing, &needed)},
+                                {"GetPasswordInfo", ZKDSGetPasswordInfo(nothing, &password)},
+                                {"ChangePassword", ZKDSChangePassword(nothing, jdoe, "secret", "new")},
                                 {"Logout", ZKDSLogout(nothing)},
                                 {"AuthenticateConnEx", ZKDSAuthenticateConnEx(nothing, connection)},
                                 {"CanonicalizeName", ZKDSCanonicalizeName(nothing, jdoe, text)},

@@ -74,9 +74,16 @@ TEST_F(QrtloginMemory, ARefusedLogin) {
                 {&users_secret, "expired.sales.acme", 2}};
     for (const auto &row : rows) {
         SCOPED_TRACE(row.user);
-        login({}, *row.secret, row.user);
+        login({"--tries", "1"}, *row.secret, row.user);
         expect_clean_end(row.status);
     }
+}
+
+TEST_F(QrtloginMemory, AMistypedPassword) {
+    start({QRTLOGIN_PATH, "--user", "jdoe.sales.acme"});
+    answer(password_question, wrong_secret);
+    answer(password_question, users_secret);
+    expect_clean_end(0);
 }
 
 TEST_F(QrtloginMemory, ASyntaxError) {

@@ -26,8 +26,10 @@ std::string set_by(Words words) {
     for (size_t i = 0; i < options.variables.size(); ++i) add(std::to_string(i + 2), options.variables[i]);
     if (options.debugLevel) add("debug", std::to_string(*options.debugLevel));
     if (options.passwordDescriptor != -1) add("password", std::to_string(options.passwordDescriptor));
+    if (options.tries != 3) add("tries", std::to_string(options.tries));
     if (options.timeLimit) add("limit", std::to_string(*options.timeLimit));
     for (const auto &[name, on] : {std::pair{" raw", options.rawOutput},
+                                   {" change", options.changePassword},
                                    {" shell", options.shell},
                                    {" print", options.printEnvironment},
                                    {" all", options.allVariables},
@@ -63,6 +65,9 @@ TEST(OptionsTest, EachSetsWhatItNamesAndNothingElse) {
         {{"jdoe", "--debug=2147483647"}, "user=jdoe debug=2147483647"},
         {{"jdoe", "--password-fd=0"}, "user=jdoe password=0"},
         {{"jdoe", "--password-fd=2147483647"}, "user=jdoe password=2147483647"},
+        {{"jdoe", "--tries=1"}, "user=jdoe tries=1"},
+        {{"jdoe", "--tries=2147483647"}, "user=jdoe tries=2147483647"},
+        {{"jdoe", "--change-password"}, "user=jdoe change"},
         {{"jdoe", "--time-limit=0"}, "user=jdoe limit=0"},
         {{"jdoe", "--time-limit=2147483647"}, "user=jdoe limit=2147483647"},
         {{"jdoe", "--raw-output"}, "user=jdoe raw"},

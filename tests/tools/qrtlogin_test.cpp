@@ -122,6 +122,11 @@ TEST_F(QrtloginTest, WrongUsageIsRefusedBeforeAnythingIsAsked) {
           {"--debug", "99999999999999999999", "jdoe"}}},
         {"--debug takes a number from 0 to 2147483647, not \"\"", {{"--debug", "", "jdoe"}}},
         {"--password-fd takes a number", {{"--password-fd", "-1", "jdoe"}}},
+        {"--tries takes a number from 1", {{"--tries", "0", "jdoe"}, {"--tries", "many", "jdoe"}}},
+        {"--change-password runs nothing",
+         {{"--change-password", "--shell", "jdoe"},
+          {"--change-password", "--print-environment", "jdoe"},
+          {"--change-password", "jdoe", "--", "true"}}},
         {"mutually exclusive",
          {{"--shell", "--print-environment", "jdoe"},
           {"--shell", "jdoe", "--", "true"},
@@ -539,11 +544,46 @@ TEST_F(QrtloginTest, EndOfInputCancelsAndTheTerminalIsRestored) {
 
 TEST_F(QrtloginTest, ATypedPasswordHasTheSameLongestLength) {
     for (const size_t length : {1024, 1025}) {
-        TerminalProcess process(askingLogin(), environment);
+        TerminalProcess process(askingLogin({"--tries", "1"}), environment);
         ASSERT_TRUE(process.answers(question, std::string(length, 'x') + "\n"));
         EXPECT_TRUE(process.awaits(length > 1024 ? "the password is too long" : "wrong password"));
         EXPECT_EQ(process.finish(), 2);
     }
+}
+
+TEST_F(QrtloginTest, AMistypedPasswordIsAskedForThreeTimes) {
+    TerminalProcess process(askingLogin(), environment);
+    for (const char *typed : {"secre", "secrte", "scret"}) {
+        ASSERT_TRUE(process.answers(question, std::string(typed) + "\n")) << process.shown();
+        EXPECT_TRUE(process.awaits("cannot log in as jdoe.sales.acme to tree ACME: wrong password\r\n"));
+    }
+    EXPECT_EQ(process.finish(), 2);
+}
+
+TEST_F(QrtloginTest, AMistypedPasswordCanBeTypedAgain) {
+    TerminalProcess process(askingLogin({"--tries", "2"}), environment);
+    ASSERT_TRUE(process.answers(question, "secre\n"));
+    ASSERT_TRUE(process.answers(question, "secret\n")) << process.shown();
+    EXPECT_EQ(process.finish(), 0) << process.shown();
+}
+
+TEST_F(QrtloginTest, AnUnknownUserIsAskedForOnePasswordOnly) {
+    Words words = askingLogin();
+    words.back() = "nobody.sales.acme";
+    TerminalProcess process(words, environment);
+    ASSERT_TRUE(process.answers("Password for nobody.sales.acme: ", "secret\n"));
+    EXPECT_TRUE(process.awaits("no such user"));
+    EXPECT_EQ(process.finish(), 5);
+}
+
+TEST_F(QrtloginTest, ThePasswordsOfAFileAreNotChangedHere) {
+    TerminalProcess process(askingLogin({"--change-password"}), environment);
+    ASSERT_TRUE(process.answers(question, "secret\n"));
+    EXPECT_TRUE(process.awaits(
+        "qrtlogin: cannot change the password of jdoe.sales.acme: access denied: the passwords of this tree are in a "
+        "file, which only its administrator changes\r\n"))
+        << process.shown();
+    EXPECT_EQ(process.finish(), 2);
 }
 
 TEST_F(QrtloginTest, AnInterruptEndsItAndTheTerminalIsRestored) {

@@ -9,7 +9,8 @@
 #include "platform/terminal_text.h"
 
 enum ExitStatus : int {
-    exit_password = 2,  // wrong, none, or the account is locked
+    exit_done = 0,
+    exit_password = 2,  // wrong, none, not changed, or the account is locked
     exit_directory = 3, // not reachable, or its data unreadable
     exit_tree = 4,      // none, or unknown
     exit_user = 5,      // unknown

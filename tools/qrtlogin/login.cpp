@@ -7,8 +7,6 @@
 #include "platform/catalogue.h"
 #include "platform/common/context_flags.h"
 #include "platform/common/skip.h"
-#include "platform/zk.h"
-#include "tools/qrtlogin/failure.h"
 
 static constexpr uint32_t login_option = 2;
 
@@ -66,9 +64,22 @@ bool Login::needsPassword() const {
     return needed != 0;
 }
 
-void Login::authenticate(const std::string &user, const Secret &password) {
-    require(ZKDSLoginEx(context_, user.c_str(), login_option, password.text()),
-            catalogue_format("cannot log in as %1$s to tree %2$s", user.c_str(), tree_.c_str()));
+uint32_t Login::authenticate(const std::string &user, const Secret &password) {
+    return ZKDSLoginEx(context_, user.c_str(), login_option, password.text());
+}
+
+Failure Login::failure(uint32_t code, const std::string &user) const {
+    return failure_of(code, catalogue_format("cannot log in as %1$s to tree %2$s", user.c_str(), tree_.c_str()));
+}
+
+ZKDSPasswordInfo Login::passwordInfo() const {
+    ZKDSPasswordInfo info = {};
+    require(ZKDSGetPasswordInfo(context_, &info), catalogue_format("cannot use tree %s", tree_.c_str()));
+    return info;
+}
+
+uint32_t Login::changePassword(const std::string &user, const Secret &before, const Secret &after) {
+    return ZKDSChangePassword(context_, user.c_str(), before.text(), after.text());
 }
 
 bool Login::sharesPassword() const {

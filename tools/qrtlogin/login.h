@@ -6,6 +6,8 @@
 #include <string>
 
 #include "platform/common/secret.h"
+#include "platform/zk.h"
+#include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/options.h"
 
 class Login {
@@ -20,8 +22,14 @@ class Login {
     // False where the login goes by who the process is: a Kerberos ticket, a local socket. Throws Failure.
     bool needsPassword() const;
 
-    // Logs the user in, for as long as this process lives. Throws Failure.
-    void authenticate(const std::string &user, const Secret &password);
+    // Logs the user in, for as long as this process lives. Returns ZK_OK or the client's code, which `failure` words.
+    uint32_t authenticate(const std::string &user, const Secret &password);
+    Failure failure(uint32_t code, const std::string &user) const;
+
+    // What the directory has said of the password that let the user in. Throws Failure.
+    ZKDSPasswordInfo passwordInfo() const;
+    // Replaces the password; the user need not be logged in. Returns ZK_OK or the client's code.
+    uint32_t changePassword(const std::string &user, const Secret &before, const Secret &after);
 
     // Whether scripts can use the password once more, in another tree. Throws Failure.
     bool sharesPassword() const;

@@ -23,6 +23,7 @@
 #include "tools/qrtlogin/options.h"
 #include "tools/qrtlogin/output_relay.h"
 #include "tools/qrtlogin/password.h"
+#include "tools/qrtlogin/password_dialog.h"
 #include "tools/qrtlogin/private_memory.h"
 #include "tools/qrtlogin/run.h"
 #include "tools/qrtlogin/script_file.h"
@@ -114,12 +115,8 @@ static int login_and_hand_on(int argc, char **argv) {
     RunEnvironment environment;
     Login login(options);
     private_memory_begin();
-    Secret password;
-    if (options.passwordDescriptor >= 0)
-        password = password_read(options.passwordDescriptor);
-    else if (login.needsPassword())
-        password = password_ask(catalogue_format("Password for %s: ", options.user.c_str()));
-    login.authenticate(options.user, password);
+    Secret password = password_dialog_log_in(options, &login);
+    if (options.changePassword) return exit_done;
     if (!login.sharesPassword()) password.wipe();
 
     const int status = status_of(run_for(options, login, &password, &environment, &relay));

@@ -23,6 +23,8 @@ enum Key : int {
     key_variable,
     key_time_limit,
     key_password_descriptor,
+    key_tries,
+    key_change_password,
     key_raw_output,
     key_shell,
     key_print_environment,
@@ -54,8 +56,8 @@ static const char *const after_options = catalogue_mark(
     "      container's and the profile's script are only reported\n"
     "  1   a syntax error or a failed MAP in the user's script or in that of\n"
     "      --login-script, or out of memory or processes while the scripts ran\n"
-    "  2   wrong password, no password, account locked, or no accepted Kerberos\n"
-    "      ticket\n"
+    "  2   wrong password, no password, account locked, password expired or not\n"
+    "      changed, or no accepted Kerberos ticket\n"
     "  3   the directory cannot be reached or read\n"
     "  4   no tree, or no such tree\n"
     "  5   no such user\n"
@@ -76,6 +78,11 @@ static const argp_option option_table[] = {
     {"server", key_server, catalogue_mark("SERVER"), 0, catalogue_mark("Use SERVER as the primary file server"), 0},
     {"password-fd", key_password_descriptor, catalogue_mark("N"), 0,
      catalogue_mark("Read the password from file descriptor N (first line only)"), 0},
+    {"tries", key_tries, catalogue_mark("N"), 0,
+     catalogue_mark("Ask up to N times for a password that was mistyped on the terminal (default: 3)"), 0},
+    {"change-password", key_change_password, nullptr, 0,
+     catalogue_mark("Change the password, and run no scripts; with --password-fd, the second line of N is the new one"),
+     0},
     {"profile-script", key_profile_script, catalogue_mark("FILE"), 0,
      catalogue_mark("Run the local FILE instead of the profile script"), 1},
     {"login-script", key_login_script, catalogue_mark("FILE"), 0,
@@ -145,6 +152,8 @@ static void check(const Options &options, argp_state *state) {
             static_cast<int>(options.printEnvironment) >
         1)
         argp_error(state, catalogue_text("COMMAND, --shell and --print-environment are mutually exclusive"));
+    if (options.changePassword && options.handsOn())
+        argp_error(state, catalogue_text("--change-password runs nothing: no COMMAND, --shell or --print-environment"));
 }
 
 static error_t parse_one(int key, char *text, argp_state *state) {
@@ -176,6 +185,12 @@ static error_t parse_one(int key, char *text, argp_state *state) {
             break;
         case key_password_descriptor:
             options->passwordDescriptor = number_of(text, 0, INT_MAX, "password-fd", state);
+            break;
+        case key_tries:
+            options->tries = number_of(text, 1, INT_MAX, "tries", state);
+            break;
+        case key_change_password:
+            options->changePassword = true;
             break;
         case key_raw_output:
             options->rawOutput = true;

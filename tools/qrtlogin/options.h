@@ -20,6 +20,8 @@ struct Options {
     std::array<std::optional<std::string>, options_variables> variables;
     std::optional<int> debugLevel; // without one no trace is shown, whatever the scripts say
     int passwordDescriptor = -1;   // -1: ask on the terminal
+    int tries = 3;                 // how often a person may type a password
+    bool changePassword = false;   // instead of running the scripts
     bool rawOutput = false;
     std::optional<int> timeLimit; // of the scripts, in seconds; 0: none
     bool shell = false;

@@ -37,7 +37,8 @@ void password_require_open(int descriptor) {
     if (fcntl(descriptor, F_GETFD) < 0) throw unreadable(descriptor, errno);
 }
 
-Secret password_read(int descriptor) {
+// Up to the line end, or to the end.
+static Secret read_line(int descriptor) {
     Secret password;
     char *text = password.text();
     size_t length = 0;
@@ -49,12 +50,27 @@ Secret password_read(int descriptor) {
     }
     text[length] = '\0';
     if (got < 0) throw unreadable(descriptor, errno);
-    close(descriptor);
-    // The scripts' programs have a standard input, and no file that is opened later gets its number.
-    if (descriptor <= STDERR_FILENO && open("/dev/null", O_RDWR) != descriptor)
-        throw Failure(exit_usage, catalogue_format("cannot open /dev/null: %s", strerror(errno)));
     if (length > password.capacity()) throw Failure(exit_password, catalogue_text("the password is too long"));
     if (length == 0) throw Failure(exit_password, catalogue_format("no password on file descriptor %d", descriptor));
     if (strlen(text) != length) throw Failure(exit_password, catalogue_text("the password contains a NUL byte"));
     return password;
+}
+
+// The scripts' programs have a standard input, and no file that is opened later gets its number.
+static void put_away(int descriptor) {
+    close(descriptor);
+    if (descriptor <= STDERR_FILENO && open("/dev/null", O_RDWR) != descriptor)
+        throw Failure(exit_usage, catalogue_format("cannot open /dev/null: %s", strerror(errno)));
+}
+
+Secret password_read(int descriptor) {
+    Secret password = read_line(descriptor);
+    put_away(descriptor);
+    return password;
+}
+
+void password_read_both(int descriptor, Secret *before, Secret *after) {
+    *before = read_line(descriptor);
+    *after = read_line(descriptor);
+    put_away(descriptor);
 }

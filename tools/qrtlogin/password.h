@@ -16,4 +16,7 @@ void password_require_open(int descriptor);
 // from then on. Throws Failure: the descriptor cannot be read, no or an overlong password, a zero byte in it.
 Secret password_read(int descriptor);
 
+// Reads two of them in the same way, each on a line of its own.
+void password_read_both(int descriptor, Secret *before, Secret *after);
+
 #endif

@@ -128,7 +128,9 @@ static bool starts_with(const std::string &text, const char *start) {
 void ldap_password_require_changed(const LdapAnswer &answer) {
     if (answer.result == LDAP_SUCCESS) return;
     const bool isQuality = starts_with(answer.text, "0000052D"); // of Active Directory, as 00000056 is
-    if (answer.result == LDAP_INVALID_CREDENTIALS || starts_with(answer.text, "00000056"))
+    // OpenLDAP says so of an old password that is not the right one.
+    const bool isUnverified = answer.text == "unwilling to verify old password";
+    if (answer.result == LDAP_INVALID_CREDENTIALS || starts_with(answer.text, "00000056") || isUnverified)
         throw CodedError(ZKE_WRONG_PASSWORD, catalogue_text("the old password is wrong"));
     if (answer.result == LDAP_CONFIDENTIALITY_REQUIRED || answer.result == LDAP_STRONG_AUTH_REQUIRED)
         throw CodedError(ZKE_TLS_REQUIRED, catalogue_text("the server does not accept passwords over this connection"));

@@ -470,6 +470,8 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
 
 void LdapStore::changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) {
     const std::string dn = name_to_dn(entry.name, root_);
+    if (!tree_.ldap.needsPassword())
+        throw CodedError(ZKE_NO_ACCESS, catalogue_text("the users of this tree log in without a password"));
     // An empty one would make the login anonymous, or the server choose a password.
     error_unless(*oldPassword != '\0', ZKE_WRONG_PASSWORD);
     error_unless(*newPassword != '\0', ZKE_PASSWORD_REFUSED);

@@ -24,7 +24,7 @@ class LdapMemory : public SecretSite {
                                       "\"]\ndefault_server = \"SRV1\"\n" + more);
     }
     void login(const HiddenSecret &secret, const std::string &user, int status) {
-        start({QRTLOGIN_PATH, "--login-script", script("WRITE \"hello %FULL_NAME\"\n"), user});
+        start({QRTLOGIN_PATH, "--tries=1", "--login-script", script("WRITE \"hello %FULL_NAME\"\n"), user});
         answer(password_question, secret);
         await_rest();
         EXPECT_THAT(left(), IsEmpty());
@@ -89,6 +89,27 @@ TEST_F(LdapMemory, OverTls) {
     on_server(server.uri("ldaps"), "ca_file = \"" + certificates.path("ca.pem") + "\"\n");
     login_in_every_way();
     call_in_every_way();
+}
+
+TEST_F(LdapMemory, AChangeOfThePassword) {
+    Certificates certificates;
+    Slapd::Setup setup = sample();
+    setup.schemes = "ldaps";
+    setup.global = certificates.serverLines();
+    setup.access = "access to attrs=userPassword by anonymous auth by self =xw by * none\naccess to * by * read\n";
+    Slapd server(setup);
+    on_server(server.uri("ldaps"), "ca_file = \"" + certificates.path("ca.pem") + "\"\n");
+    start({QRTLOGIN_PATH, "--change-password", "jdoe.sales.acme"});
+    answer(password_question, users_secret);
+    answer("New password for", other_trees_secret);
+    answer("New password again", wrong_secret);
+    answer("New password for", other_trees_secret);
+    answer("New password again", other_trees_secret);
+    await_rest();
+    EXPECT_THAT(left(), IsEmpty());
+    EXPECT_EQ(finish(), 0) << process->shown();
+    EXPECT_THAT(process->shown(), HasSubstr("has been changed"));
+    login(other_trees_secret, "jdoe.sales.acme", 0);
 }
 
 TEST_F(LdapMemory, ServerDown) {
