@@ -13,6 +13,12 @@ class ActiveDirectory : public RealDirectory {
         name_parse_dn(dn + "," + domain.base(), baseName(domain), &user.name, nullptr);
         return store(domain)->checkPassword(user, password);
     }
+    // What the domain says of a new password: nothing, or the last digits of the code and the sentence.
+    std::string change(const std::string &dn, const char *before, const char *after) {
+        Entry user;
+        name_parse_dn(dn + "," + domain.base(), baseName(domain), &user.name, nullptr);
+        return outcomeOf([&] { store(domain)->changePassword(user, before, after); });
+    }
     DomainController domain;
 };
 
@@ -121,4 +127,35 @@ TEST_F(ActiveDirectory, TheManualsPageLeadsToALogin) {
     EXPECT_THAT(outcome.out, testing::HasSubstr(", Anna Meier.\nYou are anna of Users.\nYou are on the staff.\n"
                                                 "So you are one of everyone.\n"))
         << outcome.err;
+}
+
+TEST_F(ActiveDirectory, SaysWhatIsWrongWithAnAccount) {
+    const struct {
+        const char *user, *password;
+        Verdict::State state;
+    } cases[] = {
+        {"expired", "Us3r-Passw0rd", Verdict::passwordExpired},
+        {"must", "Us3r-Passw0rd", Verdict::mustChange},
+        {"disabled", "Us3r-Passw0rd", Verdict::disabled},
+        {"gone", "Us3r-Passw0rd", Verdict::accountExpired},
+        {"gone", "wrong", Verdict::wrongPassword},
+        {"locked", "wrong", Verdict::wrongPassword},
+        {"locked", "wrong", Verdict::wrongPassword},
+        {"locked", "wrong", Verdict::wrongPassword},
+        {"locked", "Us3r-Passw0rd", Verdict::locked},
+    };
+    for (const auto &one : cases)
+        EXPECT_EQ(check(std::string("CN=") + one.user + ",CN=Users", one.password), one.state) << one.user;
+}
+
+TEST_F(ActiveDirectory, TakesANewPassword) {
+    const std::string anna = "CN=Anna Meier,CN=Users";
+    EXPECT_EQ(change(anna, "wrong", "N3w-Passw0rd"), "E001 the old password is wrong");
+    EXPECT_THAT(change(anna, "Ann4-Passw0rd", "short"),
+                testing::StartsWith("E007 the server does not accept the new password (the password is too short"));
+    EXPECT_THAT(change(anna, "Ann4-Passw0rd", "withoutcapitals"), testing::HasSubstr("complexity criteria"));
+    EXPECT_THAT(change(anna, "Ann4-Passw0rd", "Ann4-Passw0rd"), testing::HasSubstr("already used"));
+    EXPECT_EQ(change(anna, "Ann4-Passw0rd", "N\xC3\xA9w-Passw0rd"), "");
+    EXPECT_EQ(check(anna, "N\xC3\xA9w-Passw0rd"), Verdict::accepted);
+    EXPECT_EQ(change(anna, "N\xC3\xA9w-Passw0rd", "\xFF-Passw0rd"), "E007 the password is not valid UTF-8");
 }

@@ -59,3 +59,48 @@ TEST_F(DirectoryServer389, TheManualsPageLeadsToALogin) {
                                                 "So you are one of everyone.\n"))
         << outcome.err;
 }
+
+TEST_F(DirectoryServer389, SaysWhatIsWrongWithAnAccount) {
+    const struct {
+        std::string user, password, why;
+    } cases[] = {
+        {"expired", "Us3r-Passw0rd", "the password of UID=expired.OU=staff has expired"},
+        {"must", "Us3r-Passw0rd", "the password of UID=must.OU=staff must be changed"},
+        {"inactive", "Us3r-Passw0rd", "UID=inactive.OU=staff is disabled"},
+        {"locked", "wrong", "wrong password"},
+        {"locked", "wrong", "wrong password"},
+    };
+    for (const auto &one : cases) {
+        const Outcome outcome = login("uid=" + one.user + ".staff", one.password);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.err, "qrtlogin: cannot log in as uid=" + one.user + ".staff to tree ACME: " + one.why + "\n");
+    }
+}
+
+TEST_F(DirectoryServer389, SaysUntilWhenAnAccountIsLocked) {
+    for (int tries = 0; tries < 3; tries++) login("uid=locked.staff", "wrong");
+    const Outcome outcome = login("uid=locked.staff", "Us3r-Passw0rd");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, testing::ContainsRegex(": UID=locked.OU=staff is locked until 20[0-9-]* [0-9]*:[0-9]*\n"));
+}
+
+TEST_F(DirectoryServer389, SaysHowLongAPasswordLasts) {
+    EXPECT_EQ(login("uid=expiring.staff", "Us3r-Passw0rd").err, "Your password expires in 7 days.\n")
+        << "from the first warning on the server counts these anew";
+    server.configure("passwordGraceLimit", "2");
+    EXPECT_EQ(login("uid=expired.staff", "Us3r-Passw0rd").err,
+              "Your password has expired: it can be used for 1 more login.\n");
+    EXPECT_EQ(login("uid=expired.staff", "Us3r-Passw0rd").err,
+              "Your password has expired: this was the last login with it.\n");
+}
+
+TEST_F(DirectoryServer389, TakesANewPassword) {
+    const Words change = {"--change-password", "--password-fd", "3", "uid=must.staff"};
+    EXPECT_EQ(loginWith(change, "Us3r-Passw0rd\nN3w-Passw0rd\n"),
+              (Outcome{0, "", "Your password has been changed.\n"}));
+    EXPECT_EQ(login("uid=must.staff", "N3w-Passw0rd").status, 0);
+    EXPECT_THAT(loginWith(change, "N3w-Passw0rd\nx\n").err,
+                testing::HasSubstr("uid=must.staff: the new password is too simple"));
+    EXPECT_THAT(loginWith(change, "N3w-Passw0rd\nUs3r-Passw0rd\n").err,
+                testing::HasSubstr("the new password was used before"));
+}

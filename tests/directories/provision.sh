@@ -178,6 +178,7 @@ END
         ds_state expiring passwordExpirationTime "$(date -u -d '5 days' +%Y%m%d%H%M%SZ)"
         ds_state must passwordExpirationTime 19700101000000Z
         ds_state inactive nsAccountLock true
+        printf 'dn: cn=config\nchangetype: modify\nreplace: passwordMustChange\npasswordMustChange: on\n\n'
     } >"$work/tmp/entries"
     quietly ldapmodify -x -H ldap://127.0.0.1 -D "cn=Directory Manager" -w Manag3r-Passw0rd -f "$work/tmp/entries"
     stop_directory_server

@@ -2,6 +2,7 @@
 #ifndef TESTS_DIRECTORIES_REAL_DIRECTORY_H
 #define TESTS_DIRECTORIES_REAL_DIRECTORY_H
 
+#include "platform/client/core/errors.h"
 #include "platform/client/session/trees.h"
 #include "tests/directories/directory_servers.h"
 #include "tests/directories/private_network.h"
@@ -32,6 +33,19 @@ class RealDirectory : public LdapSite {
         Name base;
         name_parse_dn(server.base(), {}, &base, nullptr);
         return base;
+    }
+
+    // How a call fails: nothing, or the last digits of the code and the sentence.
+    template <typename Call>
+    static std::string outcomeOf(Call call) {
+        try {
+            call();
+            return "";
+        } catch (const CodedError &error) {
+            char code[16];
+            snprintf(code, sizeof code, "%04X ", error.code & 0xFFFF);
+            return code + std::string(error.what());
+        }
     }
 
     PrivateNetwork network;

@@ -114,11 +114,11 @@ static const char *policy_words(int error) {
 }
 
 // What the server itself says, without what only programs understand: "0000052D: Constraint violation - check_...: ".
-static std::string readable(const std::string &text) {
+static std::string readable(std::string text) {
+    text.erase(text.find_last_not_of(" \n") + 1);
     const size_t last = text.rfind(": ");
-    const std::string tail =
-        last == std::string::npos || text.compare(0, 4, "0000") != 0 ? text : text.substr(last + 2);
-    return tail.find("problem ") == 0 ? "" : tail;
+    if (last != std::string::npos && text.compare(0, 4, "0000") == 0) text.erase(0, last + 2);
+    return text.compare(0, 8, "problem ") == 0 ? "" : text;
 }
 
 static bool starts_with(const std::string &text, const char *start) {
@@ -136,10 +136,10 @@ void ldap_password_require_changed(const LdapAnswer &answer) {
         throw CodedError(ZKE_TLS_REQUIRED, catalogue_text("the server does not accept passwords over this connection"));
     const char *words = policy_words(answer.password.error);
     const std::string told = readable(answer.text);
-    if (words == nullptr && isQuality)
+    if (words == nullptr && isQuality && told.empty())
         words =
             catalogue_text("the new password does not meet the rules of the domain (length, characters, history, age)");
-    if (words != nullptr || answer.result == LDAP_CONSTRAINT_VIOLATION) {
+    if (words != nullptr || isQuality || answer.result == LDAP_CONSTRAINT_VIOLATION) {
         std::string sentence = words != nullptr ? words : catalogue_text("the server does not accept the new password");
         if (!told.empty()) sentence += " (" + told + ")";
         throw CodedError(ZKE_PASSWORD_REFUSED, sentence);
