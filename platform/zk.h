@@ -92,9 +92,9 @@ typedef struct {
     int32_t changeable;  // 1: ZKDSChangePassword may succeed
 } ZKDSPasswordInfo;
 uint32_t ZKDSGetPasswordInfo(uint32_t context, ZKDSPasswordInfo *info);
-// Replaces the password of an object, whose old password is needed. Who is logged in stays so. ZKE_WRONG_PASSWORD for
-// the old one, ZKE_PASSWORD_REFUSED for the new one; ZKE_NO_ACCESS where users cannot change passwords, as in a tree
-// that is a file.
+// Replaces the password of an object, named as to ZKDSLoginEx; null means who is logged in, and stays so. The old
+// password is needed. ZKE_WRONG_PASSWORD for the old one, ZKE_PASSWORD_REFUSED for the new one; ZKE_NO_ACCESS where
+// users cannot change passwords, as in a tree that is a file.
 uint32_t ZKDSChangePassword(uint32_t context, const char *object, const char *oldPassword, const char *newPassword);
 // Authenticates a file server's connection with the identity logged in to its tree.
 uint32_t ZKDSAuthenticateConnEx(uint32_t context, uint32_t connection);
@@ -252,7 +252,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_ACCOUNT_LOCKED 0xFFFFE002u // locked, disabled, expired or not now: see ZKGetLastErrorText
 #define ZKE_NOT_LOGGED_IN 0xFFFFE003u
 #define ZKE_NO_ACCESS 0xFFFFE004u
-#define ZKE_AMBIGUOUS_NAME 0xFFFFE00Au // the name is several users': ZKGetLastErrorText names their contexts
+#define ZKE_AMBIGUOUS_NAME 0xFFFFE00Au       // the name is several users': ZKGetLastErrorText names their contexts
 #define ZKE_PASSWORD_EXPIRED 0xFFFFE005u     // it may be the right one, but no longer lets anyone in
 #define ZKE_PASSWORD_MUST_CHANGE 0xFFFFE006u // it has to be changed before it lets anyone in
 #define ZKE_PASSWORD_REFUSED 0xFFFFE007u     // the directory does not take the new one: see ZKGetLastErrorText

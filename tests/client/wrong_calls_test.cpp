@@ -56,7 +56,6 @@ TEST_F(WrongCalls, OfContextsAndNamesWithoutAPointerAreRefused) {
                                    {"LoginNeedsPassword", ZKDSLoginNeedsPassword(handle, nullptr)},
                                    {"LoginPasswordIsShared", ZKDSLoginPasswordIsShared(handle, nullptr)},
                                    {"GetPasswordInfo", ZKDSGetPasswordInfo(handle, nullptr)},
-                                   {"ChangePassword object", ZKDSChangePassword(handle, nullptr, "secret", "new")},
                                    {"ChangePassword old", ZKDSChangePassword(handle, jdoe, nullptr, "new")},
                                    {"ChangePassword new", ZKDSChangePassword(handle, jdoe, "secret", nullptr)},
                                    {"CanonicalizeName name", ZKDSCanonicalizeName(handle, nullptr, text)},

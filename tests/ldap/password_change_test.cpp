@@ -194,8 +194,9 @@ TEST_F(LdapPasswordChange, LeavesWhoIsLoggedInLoggedIn) {
     EXPECT_EQ(ZKDSChangePassword(here, "uid=fine.staff", "wrong", "starfish-7"), ZKE_WRONG_PASSWORD) << lastError();
     EXPECT_EQ(ZKDSChangePassword(here, "uid=fine.staff", "", "starfish-7"), ZKE_WRONG_PASSWORD);
     EXPECT_EQ(ZKDSChangePassword(here, "uid=fine.staff", "sunflower", ""), ZKE_PASSWORD_REFUSED);
-    ASSERT_EQ(ZKDSChangePassword(here, "uid=fine.staff", "sunflower", "starfish-7"), ZK_OK) << lastError();
+    ASSERT_EQ(ZKDSChangePassword(here, nullptr, "sunflower", "starfish-7"), ZK_OK) << lastError();
     EXPECT_EQ(who_am_i(here), "fine.staff") << lastError();
     ASSERT_EQ(ZKDSLogout(here), ZK_OK);
+    EXPECT_EQ(ZKDSChangePassword(here, nullptr, "starfish-7", "starfish-8"), ZKE_NOT_LOGGED_IN);
     EXPECT_EQ(loginHere("uid=fine.staff", "starfish-7"), ZK_OK);
 }

@@ -79,7 +79,8 @@ ZKDSPasswordInfo Login::passwordInfo() const {
 }
 
 uint32_t Login::changePassword(const std::string &user, const Secret &before, const Secret &after) {
-    return ZKDSChangePassword(context_, user.c_str(), before.text(), after.text());
+    const bool isLoggedIn = ZKDSCanDSAuthenticate(context_) != 0;
+    return ZKDSChangePassword(context_, isLoggedIn ? nullptr : user.c_str(), before.text(), after.text());
 }
 
 bool Login::sharesPassword() const {

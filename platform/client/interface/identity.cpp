@@ -176,10 +176,10 @@ uint32_t ZKDSGetPasswordInfo(uint32_t context, ZKDSPasswordInfo *info) {
 
 uint32_t ZKDSChangePassword(uint32_t context, const char *object, const char *oldPassword, const char *newPassword) {
     return guarded([&] {
-        error_unless(object != nullptr && oldPassword != nullptr && newPassword != nullptr, ZKE_BAD_PARAMETER);
+        error_unless(oldPassword != nullptr && newPassword != nullptr, ZKE_BAD_PARAMETER);
         const Context &found = contexts().at(context);
-        Tree &tree = context_tree(found);
-        const EntryPtr user = tree.store->findUser(tree_meant_name(tree, context_name(found, object)));
+        Tree &tree = object == nullptr ? tree_with_identity(found) : context_tree(found);
+        const EntryPtr user = object == nullptr ? tree.identity : tree.store->findUser(login_name(tree, found, object));
         error_unless(user != nullptr && !user->name.empty(), ZKE_NO_SUCH_ENTRY);
         tree.store->changePassword(*user, oldPassword, newPassword);
         if (tree.identity == nullptr || !name_equal(tree.identity->name, user->name)) return;

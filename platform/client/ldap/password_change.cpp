@@ -69,8 +69,8 @@ static Secret quoted(const Secret &password) {
     return value;
 }
 
-LdapAnswer ldap_password_change(LdapConnection *connection, const LdapIdentity &before, const LdapIdentity &after,
-                                LdapDeadline deadline) {
+LdapAnswer ldap_password_change(LdapConnection *connection, const std::string &dn, const LdapIdentity &before,
+                                const LdapIdentity &after, LdapDeadline deadline) {
     if (!connection->isTrusted()) {
         throw LdapTrouble(
             ZKE_TLS_REQUIRED,
@@ -84,7 +84,7 @@ LdapAnswer ldap_password_change(LdapConnection *connection, const LdapIdentity &
     try {
         if (isActiveDirectory) {
             Secret oldValue = quoted(oldPassword), newValue = quoted(newPassword);
-            return connection->exchange(before.dn(), "unicodePwd", &oldValue, &newValue, deadline);
+            return connection->exchange(dn, "unicodePwd", &oldValue, &newValue, deadline);
         }
         Secret request = modify_request(oldPassword, newPassword);
         return connection->extended(LDAP_EXOP_MODIFY_PASSWD, &request, deadline);

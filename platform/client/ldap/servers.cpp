@@ -228,7 +228,8 @@ LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
     return answer;
 }
 
-LdapAnswer LdapServers::changePassword(const LdapIdentity &before, LdapIdentity after, const LdapOrigin &origin) {
+LdapAnswer LdapServers::changePassword(const std::string &dn, const LdapIdentity &before, LdapIdentity after,
+                                       const LdapOrigin &origin) {
     LdapWaiting waiting;
     const StartEnvironment started;
     if (!origin.server.empty()) {
@@ -239,7 +240,7 @@ LdapAnswer LdapServers::changePassword(const LdapIdentity &before, LdapIdentity 
     LdapAnswer answer;
     if (isLoggedIn && !identityIsElsewhere_) { // a login of its own might be one more than there are left
         answer = run([&](LdapConnection &server,
-                         LdapDeadline until) { return ldap_password_change(&server, before, after, until); },
+                         LdapDeadline until) { return ldap_password_change(&server, dn, before, after, until); },
                      deadlineFromNow());
     } else {
         std::unique_ptr<LdapConnection> bound;
@@ -247,7 +248,7 @@ LdapAnswer LdapServers::changePassword(const LdapIdentity &before, LdapIdentity 
         answer = bindAsNobody(
             [&](LdapConnection &server, LdapDeadline until) {
                 LdapAnswer login = server.bindWithPassword(before, until);
-                return login.result == LDAP_SUCCESS ? ldap_password_change(&server, before, after, until) : login;
+                return login.result == LDAP_SUCCESS ? ldap_password_change(&server, dn, before, after, until) : login;
             },
             &bound, &where);
     }

@@ -27,10 +27,11 @@ class LdapServers {
 
     // From now on requests are made as this user, when the answer is LDAP_SUCCESS; otherwise who is logged in stays so.
     LdapAnswer login(LdapIdentity identity, const LdapOrigin &origin);
-    // Replaces the password `before` with `after`, both of one user; where that is who is logged in, requests are made
-    // with the new one from now on. The answer is that to a login with the old one if that was refused. Once the new
-    // password has been sent, no other server is tried: what goes wrong then is a CodedError.
-    LdapAnswer changePassword(const LdapIdentity &before, LdapIdentity after, const LdapOrigin &origin);
+    // Replaces the password `before` of the entry with `after`, both for one login; where that is who is logged in,
+    // requests are made with the new one from now on. The answer is that to a login with the old one if that was
+    // refused. Once the new password has been sent, no other server is tried: what goes wrong then is a CodedError.
+    LdapAnswer changePassword(const std::string &dn, const LdapIdentity &before, LdapIdentity after,
+                              const LdapOrigin &origin);
     // From now on requests are anonymous.
     void logout();
 

@@ -390,7 +390,7 @@ Verdict LdapStore::verdictOf(const LdapAnswer &answer, const Entry &user) const 
 time_t LdapStore::lockEnd(const Entry &user) {
     try {
         const LdapAnswer answer =
-            servers_.search({name_to_dn(user.name, root_), LDAP_SCOPE_BASE, "(objectClass=*)", {"accountUnlockTime"}});
+            servers_.search({objects_.dnOf(user), LDAP_SCOPE_BASE, "(objectClass=*)", {"accountUnlockTime"}});
         for (const LdapEntry &entry : answer.entries)
             for (const auto &[name, values] : entry.attributes)
                 if (!values.empty()) return value_parse(ZK_SYNTAX_TIME, values.front(), root_).number;
@@ -406,9 +406,13 @@ Verdict LdapStore::checkPassword(const Entry &entry, const char *password) {
     return verdictOf(servers_.tryPassword({objects_.dnOf(entry), password}, objects_.origin(entry.name)), entry);
 }
 
+std::string LdapStore::bindName(const Entry &user) const {
+    if (loggedIn_ && name_equal(user_, user.name)) return boundAs_;
+    return &user == account_.entry.get() ? account_.bindName : objects_.dnOf(user);
+}
+
 LdapAnswer LdapStore::bind(const Entry &user, const char *password) {
-    const std::string who = &user == account_.entry.get() ? account_.bindName : objects_.dnOf(user);
-    return servers_.login({who, password}, objects_.origin(user.name));
+    return servers_.login({bindName(user), password}, objects_.origin(user.name));
 }
 
 // A user who was assumed has not been let in: perhaps the name means another one by now, or nobody. Where no server
@@ -434,6 +438,7 @@ Verdict LdapStore::login(EntryPtr *user, const char *password) {
     if (answer.result != LDAP_SUCCESS && *user == assumed_) bindAsSeen(user, password, &answer);
     if (*password == '\0' && tree_.ldap.needsPassword()) return Verdict::wrongPassword;
     const EntryPtr asked = *user;
+    const std::string who = bindName(*asked);
     Verdict verdict = verdictOf(answer, *asked);
     if (verdict == Verdict::locked && answer.password.error == PP_accountLocked) verdict.until = lockEnd(*asked);
     if (verdict == Verdict::wrongPassword) objects_.refuseWrongBase(); // no user can be below it
@@ -445,6 +450,7 @@ Verdict LdapStore::login(EntryPtr *user, const char *password) {
             throw;
         }
         loggedIn_ = true;
+        boundAs_ = who;
     }
     return verdict;
 }
@@ -469,15 +475,15 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
 }
 
 void LdapStore::changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) {
-    const std::string dn = name_to_dn(entry.name, root_);
+    const std::string who = bindName(entry);
     if (!tree_.ldap.needsPassword())
         throw CodedError(ZKE_NO_ACCESS, catalogue_text("the users of this tree log in without a password"));
     // An empty one would make the login anonymous, or the server choose a password.
     error_unless(*oldPassword != '\0', ZKE_WRONG_PASSWORD);
     error_unless(*newPassword != '\0', ZKE_PASSWORD_REFUSED);
     try {
-        ldap_password_require_changed(
-            servers_.changePassword({dn, oldPassword}, {dn, newPassword}, objects_.origin(entry.name)));
+        ldap_password_require_changed(servers_.changePassword(objects_.dnOf(entry), {who, oldPassword},
+                                                              {who, newPassword}, objects_.origin(entry.name)));
     } catch (const LdapTrouble &trouble) {
         throw CodedError(trouble.code, trouble.what()); // no copy stands in
     }

@@ -59,6 +59,8 @@ class LdapStore : public ServersStore {
     EntryPtr accountOf(const LoginName &name);
     EntryPtr readAccount(const Account &account);
     std::string accountDomain();
+    // As whom servers take the user: by the entry's DN, or by the name of an account.
+    std::string bindName(const Entry &user) const;
     LdapAnswer bind(const Entry &user, const char *password);
     void bindAsSeen(EntryPtr *user, const char *password, LdapAnswer *answer);
     std::string memberFilter(const std::string &dn);
@@ -91,7 +93,8 @@ class LdapStore : public ServersStore {
     std::vector<EntryPtr> site_;
     std::string siteMissing_; // as in LdapAnswer
     uint32_t siteMissingCode_ = 0;
-    Name user_; // who is logged in
+    Name user_;           // who is logged in
+    std::string boundAs_; // the bindName of that login
     bool loggedIn_ = false;
 };
 
