@@ -159,3 +159,68 @@ TEST_F(ActiveDirectory, TakesANewPassword) {
     EXPECT_EQ(check(anna, "N\xC3\xA9w-Passw0rd"), Verdict::accepted);
     EXPECT_EQ(change(anna, "N\xC3\xA9w-Passw0rd", "\xFF-Passw0rd"), "E007 the password is not valid UTF-8");
 }
+
+namespace {
+
+class ActiveDirectoryPassword : public ActiveDirectory {
+  protected:
+    ActiveDirectoryPassword() {
+        onDirectory(domain, "schema = \"ad\"\n");
+        for (const auto &[name, value] : domain.realm()) environment[name] = value;
+    }
+    Outcome changed(const std::string &user, const std::string &before, const std::string &after) {
+        return loginWith({"--change-password", "--password-fd", "3", user}, before + "\n" + after + "\n");
+    }
+    static std::string refusal(const std::string &user, const std::string &why) {
+        return "qrtlogin: cannot log in as " + user + " to tree ACME: " + why + "\n";
+    }
+    const Outcome done{0, "", "Your password has been changed.\n"};
+};
+
+} // namespace
+
+TEST_F(ActiveDirectoryPassword, WhatIsWrongWithAnAccountIsSaid) {
+    EXPECT_EQ(login("disabled", "Us3r-Passw0rd").err, refusal("disabled", "CN=disabled is disabled"));
+    EXPECT_EQ(login("gone", "Us3r-Passw0rd").err, refusal("gone", "CN=gone has expired"));
+    EXPECT_EQ(login("must", "Us3r-Passw0rd").err, refusal("must", "the password of CN=must must be changed"));
+    EXPECT_EQ(login("expired", "Us3r-Passw0rd").err,
+              refusal("expired", "the password of CN=expired has expired and must be changed"));
+    EXPECT_EQ(login("anna", "wrong").err, refusal("anna", "wrong password"));
+    EXPECT_EQ(login("nobody", "Us3r-Passw0rd").err, refusal("nobody", "wrong password"));
+}
+
+TEST_F(ActiveDirectoryPassword, ItsUserChangesIt) {
+    EXPECT_EQ(changed("anna", "Ann4-Passw0rd", "N3w-Passw0rd"), done);
+    EXPECT_EQ(login("anna@ad.example.test", "N3w-Passw0rd").status, 0);
+    EXPECT_EQ(changed("ADTEST\\anna", "N3w-Passw0rd", "N3wer-Passw0rd"), done);
+    EXPECT_THAT(changed("anna", "N3wer-Passw0rd", "short").err,
+                testing::StartsWith("qrtlogin: cannot change the password of anna: the server does not accept the new "
+                                    "password (the password is too short"));
+}
+
+// They cannot log in with the old one: the domain's key distribution centre takes the new one.
+TEST_F(ActiveDirectoryPassword, WhoMustChangeItDoesThatBeforeTheLogin) {
+    for (const char *user : {"must", "expired@ad.example.test"}) {
+        EXPECT_THAT(changed(user, "Us3r-Passw0rd", "short").err,
+                    testing::HasSubstr(": the server does not accept the new password ("));
+        EXPECT_EQ(changed(user, "Us3r-Passw0rd", "N3w-Passw0rd"), done);
+        EXPECT_EQ(login(user, "N3w-Passw0rd").status, 0);
+    }
+}
+
+TEST_F(ActiveDirectoryPassword, APersonAtATerminalIsAsked) {
+    environment["HOME"] = home.path();
+    TerminalProcess process({QRTLOGIN_PATH, "must"}, environment);
+    ASSERT_TRUE(process.answers("Password for must: ", "Us3r-Passw0rd\n"));
+    ASSERT_TRUE(process.answers("New password for must: ", "N3w-Passw0rd\n")) << process.shown();
+    ASSERT_TRUE(process.answers("New password again: ", "N3w-Passw0rd\n")) << process.shown();
+    EXPECT_EQ(process.finish(), 0) << process.shown();
+    EXPECT_THAT(process.shown(), testing::HasSubstr("User: must\r\n"));
+}
+
+TEST_F(ActiveDirectoryPassword, WithoutACentreItsUserLearnsWhy) {
+    home.write("krb5.conf", "[libdefaults]\ndns_lookup_kdc = false\n");
+    environment["KRB5_CONFIG"] = home.path("krb5.conf");
+    EXPECT_THAT(changed("must", "Us3r-Passw0rd", "N3w-Passw0rd").err,
+                testing::StartsWith("qrtlogin: cannot change the password of must: access denied: Kerberos: "));
+}

@@ -92,6 +92,9 @@ static CodedError refusal_of(const Verdict &verdict, const char *who) {
         case Verdict::passwordExpired:
             return CodedError(ZKE_PASSWORD_EXPIRED, catalogue_format("the password of %s has expired", who));
         case Verdict::mustChange:
+            if (verdict.expiresIn == 0)
+                return CodedError(ZKE_PASSWORD_MUST_CHANGE,
+                                  catalogue_format("the password of %s has expired and must be changed", who));
             return CodedError(ZKE_PASSWORD_MUST_CHANGE, catalogue_format("the password of %s must be changed", who));
         default:
             return CodedError(ZKE_WRONG_PASSWORD, catalogue_format("wrong password for %s", who));

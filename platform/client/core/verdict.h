@@ -21,8 +21,9 @@ struct Verdict {
     static constexpr int64_t not_said = -1;
 
     State state = accepted;
-    time_t until = 0;               // of `locked`: when that ends; 0 is not known
-    int64_t expiresIn = not_said;   // of `accepted`: seconds until the password expires; 0 for one that has expired
+    time_t until = 0; // of `locked`: when that ends; 0 is not known
+    // Of `accepted` and `mustChange`: seconds until the password expires; 0 for one that has expired.
+    int64_t expiresIn = not_said;
     int64_t graceLogins = not_said; // of `accepted`, with a password that has expired: how many further logins it takes
 
     Verdict() = default;

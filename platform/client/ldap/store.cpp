@@ -9,7 +9,9 @@
 #include "platform/client/core/entry_find.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/nested_groups.h"
+#include "platform/client/core/start_environment.h"
 #include "platform/client/core/values.h"
+#include "platform/client/core/waiting.h"
 #include "platform/client/ldap/filter.h"
 #include "platform/client/ldap/password_change.h"
 #include "platform/client/ldap/verdict.h"
@@ -142,6 +144,7 @@ EntryPtr LdapStore::accountOf(const LoginName &name) {
         std::vector<std::string> filters = {filter_equal("userPrincipalName", account.bindName)};
         if (!leaf.empty()) filters.push_back(filter_equal(objects_.schema().userName, leaf));
         account.filter = filter_or(filters);
+        account.principal = kerberos_principal(leaf.empty() ? account.bindName : leaf, accountDomain(), leaf.empty());
     }
     account.entry = unseen_user({{"cn", leaf.empty() ? account.bindName : leaf}});
     account_ = account;
@@ -440,6 +443,10 @@ Verdict LdapStore::login(EntryPtr *user, const char *password) {
     const EntryPtr asked = *user;
     const std::string who = bindName(*asked);
     Verdict verdict = verdictOf(answer, *asked);
+    if (verdict == Verdict::passwordExpired && asked == account_.entry && !account_.principal.name.empty()) {
+        verdict = Verdict::mustChange; // its user still may
+        verdict.expiresIn = 0;
+    }
     if (verdict == Verdict::locked && answer.password.error == PP_accountLocked) verdict.until = lockEnd(*asked);
     if (verdict == Verdict::wrongPassword) objects_.refuseWrongBase(); // no user can be below it
     if (verdict == Verdict::accepted) {
@@ -474,6 +481,12 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
                                                      tree_.name.c_str(), name_to_dotted(asked.name, true).c_str()));
 }
 
+// An account whose password the directory does not take any more, and its domain another one in its place.
+static bool mustChange(const LdapAnswer &answer) {
+    const Verdict verdict = ldap_verdict(answer);
+    return verdict == Verdict::mustChange || verdict == Verdict::passwordExpired;
+}
+
 void LdapStore::changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) {
     const std::string who = bindName(entry);
     if (!tree_.ldap.needsPassword())
@@ -481,12 +494,24 @@ void LdapStore::changePassword(const Entry &entry, const char *oldPassword, cons
     // An empty one would make the login anonymous, or the server choose a password.
     error_unless(*oldPassword != '\0', ZKE_WRONG_PASSWORD);
     error_unless(*newPassword != '\0', ZKE_PASSWORD_REFUSED);
+    const LdapIdentity before(who, oldPassword);
     try {
-        ldap_password_require_changed(servers_.changePassword(objects_.dnOf(entry), {who, oldPassword},
-                                                              {who, newPassword}, objects_.origin(entry.name)));
+        const LdapAnswer answer =
+            servers_.changePassword(objects_.dnOf(entry), before, {who, newPassword}, objects_.origin(entry.name));
+        const bool mayTakeAnother = &entry == account_.entry.get() && !account_.principal.name.empty();
+        if (answer.result != LDAP_SUCCESS && mayTakeAnother && mustChange(answer))
+            changeAtCentre(before, {who, newPassword});
+        else
+            ldap_password_require_changed(answer);
     } catch (const LdapTrouble &trouble) {
         throw CodedError(trouble.code, trouble.what()); // no copy stands in
     }
+}
+
+void LdapStore::changeAtCentre(const LdapIdentity &before, const LdapIdentity &after) const {
+    LdapWaiting waiting;
+    const StartEnvironment started;
+    kerberos_change_password(account_.principal, before, after, LdapClock::now() + ldap_seconds(tree_.ldap.timeLimit));
 }
 
 std::vector<EntryPtr> LdapStore::allRead() const {

@@ -11,6 +11,7 @@
 
 #include "platform/client/core/config.h"
 #include "platform/client/core/servers_store.h"
+#include "platform/client/ldap/kerberos_change.h"
 #include "platform/client/ldap/lookup.h"
 #include "platform/client/ldap/other_attributes.h"
 #include "platform/client/ldap/servers.h"
@@ -50,9 +51,10 @@ class LdapStore : public ServersStore {
     struct Account {
         EntryPtr entry;
         std::string bindName;
-        std::string filter; // finds the user's entry
-        std::string exact;  // the value of userPrincipalName that comes before all others
-        Name wanted;        // not empty: the name that the entry must have
+        std::string filter;          // finds the user's entry
+        std::string exact;           // the value of userPrincipalName that comes before all others
+        KerberosPrincipal principal; // its name is empty where that is not known
+        Name wanted;                 // not empty: the name that the entry must have
     };
 
     EntryPtr userSeen(const LoginName &name);
@@ -61,6 +63,7 @@ class LdapStore : public ServersStore {
     std::string accountDomain();
     // As whom servers take the user: by the entry's DN, or by the name of an account.
     std::string bindName(const Entry &user) const;
+    void changeAtCentre(const LdapIdentity &before, const LdapIdentity &after) const;
     LdapAnswer bind(const Entry &user, const char *password);
     void bindAsSeen(EntryPtr *user, const char *password, LdapAnswer *answer);
     std::string memberFilter(const std::string &dn);
