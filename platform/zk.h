@@ -82,6 +82,9 @@ uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed);
 // Whether a further tree may be tried with the password of the login to the context's tree; if `*shared` is 0, a
 // program need not keep it.
 uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared);
+// The login to the context's tree is over as far as its user notices: "Last Login Time" becomes the present, where the
+// user's entry has one and the directory lets the user write it. No answer is waited for, and nothing is reported.
+uint32_t ZKDSNoteLogin(uint32_t context);
 uint32_t ZKDSLogout(uint32_t context);
 // What the directory has said of the password with which the context's tree was logged in to. ZKE_NOT_LOGGED_IN.
 typedef struct {

@@ -170,6 +170,7 @@ TEST_F(WrongCalls, WithAHandleThatIsNoneAreRefused) {
                                 {"LoginPasswordIsShared", ZKDSLoginPasswordIsShared(nothing, &needed)},
                                 {"GetPasswordInfo", ZKDSGetPasswordInfo(nothing, &password)},
                                 {"ChangePassword", ZKDSChangePassword(nothing, jdoe, "secret", "new")},
+                                {"NoteLogin", ZKDSNoteLogin(nothing)},
                                 {"Logout", ZKDSLogout(nothing)},
                                 {"AuthenticateConnEx", ZKDSAuthenticateConnEx(nothing, connection)},
                                 {"CanonicalizeName", ZKDSCanonicalizeName(nothing, jdoe, text)},

@@ -83,6 +83,10 @@ uint32_t Login::changePassword(const std::string &user, const Secret &before, co
     return ZKDSChangePassword(context_, isLoggedIn ? nullptr : user.c_str(), before.text(), after.text());
 }
 
+void Login::note() {
+    ZKDSNoteLogin(context_);
+}
+
 bool Login::sharesPassword() const {
     int shared = 0;
     require(ZKDSLoginPasswordIsShared(context_, &shared), catalogue_format("cannot use tree %s", tree_.c_str()));

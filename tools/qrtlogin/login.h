@@ -39,6 +39,9 @@ class Login {
     // name of an object in a context has one.
     std::string nameForScripts(const std::string &typed) const;
 
+    // The scripts have run: the time of the login is kept for the next one, where the directory does that.
+    void note();
+
     const std::string &tree() const { return tree_; }
     // The container of the user that logged in, typeless and without a leading period; empty for the root.
     std::string container() const;

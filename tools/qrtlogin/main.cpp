@@ -120,6 +120,7 @@ static int login_and_hand_on(int argc, char **argv) {
     if (!login.sharesPassword()) password.wipe();
 
     const int status = status_of(run_for(options, login, &password, &environment, &relay));
+    login.note();
     if (options.handsOn()) environment_size_check();
     if (options.command != nullptr) become(options.command);
     if (options.shell) become_shell();

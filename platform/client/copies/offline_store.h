@@ -35,6 +35,7 @@ class OfflineStore : public DirectoryStore {
     Verdict checkPassword(const Entry &entry, const char *password) override;
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
+    void noteLogin() override { current().noteLogin(); }
     void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override;
     bool changesPasswords() const override { return !offline_.active() && store_->changesPasswords(); }
 

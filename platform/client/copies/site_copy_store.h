@@ -36,6 +36,7 @@ class SiteCopyStore : public ServersStore, private SiteKeeper {
     }
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
+    void noteLogin() override { servers().noteLogin(); }
     void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override {
         servers().changePassword(entry, oldPassword, newPassword);
     }

@@ -97,6 +97,9 @@ class DirectoryStore {
     virtual Verdict login(EntryPtr *user, const char *password) { return checkPassword(**user, password); }
     virtual void logout() {}
 
+    // The login is over: its time may be kept for the next one. Nothing is waited for.
+    virtual void noteLogin() {}
+
     // Gives the entry another password, on the word of the one that it has; an entry that is logged in stays so. Throws
     // CodedError: ZKE_WRONG_PASSWORD for the old one, ZKE_PASSWORD_REFUSED for the new one, with what the directory
     // says of it, ZKE_NO_ACCESS where users cannot change passwords.

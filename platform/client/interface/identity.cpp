@@ -148,6 +148,10 @@ uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared) {
     return ask_tree(context, shared, login_password_is_shared);
 }
 
+uint32_t ZKDSNoteLogin(uint32_t context) {
+    return guarded([&] { tree_with_identity(contexts().at(context)).store->noteLogin(); });
+}
+
 uint32_t ZKDSLogout(uint32_t context) {
     return guarded([&] {
         Tree &tree = tree_with_identity(contexts().at(context));

@@ -356,6 +356,19 @@ LdapAnswer LdapConnection::exchange(const std::string &dn, const char *attribute
     }));
 }
 
+void LdapConnection::tell(const std::string &dn, const std::string &attribute, std::string value) {
+    constexpr auto writing_time = std::chrono::milliseconds(100); // of a socket that takes no more
+    watch_.begin(LdapClock::now() + writing_time);
+    berval text = {value.size(), value.data()};
+    berval *list[] = {&text, nullptr};
+    LDAPMod change = {LDAP_MOD_REPLACE | LDAP_MOD_BVALUES, const_cast<char *>(attribute.c_str()), {}};
+    change.mod_bvalues = list;
+    LDAPMod *changes[] = {&change, nullptr};
+    int message = 0;
+    const int result = ldap_modify_ext(ld_, dn.c_str(), changes, nullptr, nullptr, &message);
+    if (result != LDAP_SUCCESS) fail(result, catalogue_text("a request"));
+}
+
 // Whom the answer to "Who am I?" names.
 std::string LdapConnection::nameIn(LDAPMessage *answer) {
     berval *who = nullptr;

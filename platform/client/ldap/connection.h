@@ -36,6 +36,9 @@ class LdapConnection {
     LdapAnswer exchange(const std::string &dn, const char *attribute, Secret *oldValue, Secret *newValue,
                         LdapDeadline deadline);
 
+    // Replaces a value without waiting for the answer.
+    void tell(const std::string &dn, const std::string &attribute, std::string value);
+
     const std::string &uri() const { return address_.text; }
     bool isSecured() const { return secured_; }
     // Can only the server read what is sent, or is that what the configuration wants?

@@ -259,6 +259,15 @@ LdapAnswer LdapServers::changePassword(const std::string &dn, const LdapIdentity
     return answer;
 }
 
+void LdapServers::tell(const std::string &dn, const std::string &attribute, const std::string &value) {
+    if (connection_ == nullptr || identity_.dn().empty() || identityIsElsewhere_) return;
+    try {
+        connection_->tell(dn, attribute, value);
+    } catch (const LdapTrouble &) {
+        connection_.reset(); // the next request makes another one
+    }
+}
+
 void LdapServers::logout() {
     connection_.reset();
     identity_ = LdapIdentity();

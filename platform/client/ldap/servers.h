@@ -32,6 +32,9 @@ class LdapServers {
     // refused. Once the new password has been sent, no other server is tried: what goes wrong then is a CodedError.
     LdapAnswer changePassword(const std::string &dn, const LdapIdentity &before, LdapIdentity after,
                               const LdapOrigin &origin);
+    // Replaces a value as the user who is logged in, if there is a connection, and lets the server do with that what it
+    // will.
+    void tell(const std::string &dn, const std::string &attribute, const std::string &value);
     // From now on requests are anonymous.
     void logout();
 

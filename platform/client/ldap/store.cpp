@@ -481,6 +481,17 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
                                                      tree_.name.c_str(), name_to_dotted(asked.name, true).c_str()));
 }
 
+// An entry without a time has none to keep: who wants it writes the first one.
+void LdapStore::noteLogin() {
+    const EntryPtr user = loggedIn_ ? objects_.kept(user_) : nullptr;
+    if (user == nullptr || user->first("qrtLastLoginTime") == nullptr) return;
+    const time_t now = time(nullptr);
+    tm parts = {};
+    char text[32] = "";
+    strftime(text, sizeof text, "%Y%m%d%H%M%SZ", gmtime_r(&now, &parts));
+    servers_.tell(objects_.dnOf(*user), objects_.schema().attributeOf("qrtLastLoginTime"), text);
+}
+
 // An account whose password the directory does not take any more, and its domain another one in its place.
 static bool mustChange(const LdapAnswer &answer) {
     const Verdict verdict = ldap_verdict(answer);

@@ -38,6 +38,7 @@ class LdapStore : public ServersStore {
     Verdict checkPassword(const Entry &entry, const char *password) override;
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
+    void noteLogin() override;
     void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override;
     bool changesPasswords() const override { return tree_.ldap.needsPassword(); }
 

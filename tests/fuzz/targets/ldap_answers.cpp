@@ -203,6 +203,17 @@ static void read_stream(const Session &session, const char *object) {
     FUZZ_CHECK(ZKCloseFile(file) == ZK_OK);
 }
 
+static void read_password_info(const Session &session) {
+    ZKDSPasswordInfo info = {-7, -7, -7};
+    const bool known = result_code(ZKDSGetPasswordInfo(session.context, &info)) == ZK_OK;
+    FUZZ_CHECK(known == (info.expiresIn >= -1));
+    FUZZ_CHECK(!known || (info.graceLogins >= -1 && (info.changeable & ~1) == 0));
+}
+
+static void change_password(const Session &session, const char *object) {
+    result_code(ZKDSChangePassword(session.context, object, "sunflower", "starfish"));
+}
+
 static void who_am_i(const Session &session) {
     char name[ZK_MAX_NAME + 1];
     const bool known = result_code(ZKDSWhoAmI(session.context, name)) == ZK_OK;
@@ -221,6 +232,9 @@ static void step(const Session &session, char letter) {
         {'y', [](const Session &it) { read_attribute(it, "jdoe", "Manager"); }},
         {'o', [](const Session &it) { result_code(ZKDSLogout(it.context)); }},
         {'w', [](const Session &it) { who_am_i(it); }},
+        {'e', [](const Session &it) { read_password_info(it); }},
+        {'c', [](const Session &it) { change_password(it, nullptr); }},
+        {'C', [](const Session &it) { change_password(it, "jdoe"); }},
         {'i', [](const Session &it) { read_info(it, "jdoe"); }},
         {'r', [](const Session &it) { read_info(it, "[Root]"); }},
         {'a', [](const Session &it) { read_values(it, "jdoe", ZK_INFO_NAMES_AND_VALUES, 65536); }},

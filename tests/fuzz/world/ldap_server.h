@@ -13,7 +13,7 @@
 //                 | "silent:" | "close:" | "reset:" | "interrupted:"
 //     further   ::= "notice: " code | "partial: " name
 //     change    ::= "id: " number | "tag: " number       of the next message; its own are the request's
-//                 | "control: " name                     with the next message
+//                 | "control: " name [ " " value ]       with the next message
 //                 | "cut: " count                        the next message lacks so many bytes at its end
 //                 | "put: " place " " bytes              and has these at that place
 //     way       ::= "piece: " count                      from now on so many bytes at a time
