@@ -224,3 +224,10 @@ TEST_F(ActiveDirectoryPassword, WithoutACentreItsUserLearnsWhy) {
     EXPECT_THAT(changed("must", "Us3r-Passw0rd", "N3w-Passw0rd").err,
                 testing::StartsWith("qrtlogin: cannot change the password of must: access denied: Kerberos: "));
 }
+
+TEST_F(ActiveDirectoryPassword, ThatItExpiresSoonIsSaid) {
+    domain.tool({"domain", "passwordsettings", "set", "--max-pwd-age=10"});
+    const Outcome outcome = scriptOf("anna", "Ann4-Passw0rd", "WRITE \"%PASSWORD_EXPIRES\"\n");
+    EXPECT_EQ(outcome.err, "Your password expires in 9 days.\n");
+    EXPECT_THAT(outcome.out, testing::EndsWith("\n9\n"));
+}

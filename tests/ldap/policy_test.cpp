@@ -67,6 +67,15 @@ TEST_F(LdapPasswordPolicy, TellsAProgramHowLongThePasswordLasts) {
     EXPECT_EQ(info.graceLogins, -1);
 }
 
+TEST_F(LdapPasswordPolicy, ScriptsReadWhenThePasswordExpires) {
+    ASSERT_EQ(loginHere("uid=expiring.staff"), ZK_OK) << lastError();
+    const std::vector<std::string> found = read(here, "uid=expiring.staff", "Password Expiration Time");
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_GT(std::stol(found[0]), time(nullptr));
+    EXPECT_LE(std::stol(found[0]), time(nullptr) + 43200);
+    EXPECT_TRUE(read(here, "uid=fine.staff", "Password Expiration Time").empty());
+}
+
 TEST_F(LdapPasswordPolicy, WarnsFromTheConfiguredDayOn) {
     onStock(server, "warn_days = 0.25\n");
     ASSERT_EQ(loginHere("uid=expiring.staff"), ZK_OK) << lastError();

@@ -104,6 +104,15 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{49, "", {{policy, "\x30\x0B\x81\x09\x01\x01\x01\x01\x01\x01\x01\x01\x01"}}, Verdict::wrongPassword},
         Refusal{49, "", {{"1.2.3", "\x30\x03\x81\x01\x01"}}, Verdict::wrongPassword}));
 
+TEST(LdapPasswordLasts, UntilTheMomentThatTheDirectoryHasComputed) {
+    constexpr time_t now = 1'800'000'000;
+    EXPECT_EQ(ldap_password_lasts("134444736000000000", now), 0 + 134444736000000000 / 10000000 - 11644473600 - now);
+    EXPECT_EQ(ldap_password_lasts("130000000000000000", now), 0);
+    for (const char *none :
+         {"", "0", "-1", "9223372036854775807", "9223372036854775808", "soon", "134444736000000000 "})
+        EXPECT_EQ(ldap_password_lasts(none, now), Verdict::not_said) << none;
+}
+
 TEST_P(LdapNews, OfALogin) {
     const Acceptance &one = GetParam();
     const Verdict verdict = ldap_verdict(answered(0, "", one.controls));

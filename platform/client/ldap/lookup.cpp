@@ -116,6 +116,11 @@ EntryPtr LdapLookup::keep(const LdapEntry &readEntry) {
     return entry;
 }
 
+void LdapLookup::replace(const EntryPtr &entry) {
+    for (EntryPtr &one : read_[name_key(entry->name)])
+        if (name_equal(one->name, entry->name)) one = entry;
+}
+
 static std::string account_key(const Name &name) {
     return name_fold(name_to_dotted(name, true));
 }

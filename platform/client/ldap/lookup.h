@@ -26,6 +26,8 @@ class LdapLookup {
     // Entries with all attributes that a login may want.
     LdapAnswer search(const Name &below, int scope, const std::string &filter, bool withMembers, int sizeLimit = 0);
     EntryPtr keep(const LdapEntry &read);
+    // Takes the place of the entry of its name that is kept.
+    void replace(const EntryPtr &entry);
 
     // The object of a name, aliases not followed; null when there is none. `kept` asks no server.
     EntryPtr lookup(const Name &name);

@@ -389,18 +389,45 @@ Verdict LdapStore::verdictOf(const LdapAnswer &answer, const Entry &user) const 
     }
 }
 
-// Some servers write into the entry when the lock ends; they need not show it.
-time_t LdapStore::lockEnd(const Entry &user) {
+std::string LdapStore::computed(const Entry &user, const char *attribute) {
     try {
         const LdapAnswer answer =
-            servers_.search({objects_.dnOf(user), LDAP_SCOPE_BASE, "(objectClass=*)", {"accountUnlockTime"}});
+            servers_.search({objects_.dnOf(user), LDAP_SCOPE_BASE, "(objectClass=*)", {attribute}});
         for (const LdapEntry &entry : answer.entries)
             for (const auto &[name, values] : entry.attributes)
-                if (!values.empty()) return value_parse(ZK_SYNTAX_TIME, values.front(), root_).number;
+                if (!values.empty()) return values.front();
     } catch (const CodedError &) {
         // It stays unknown.
     }
-    return 0;
+    return "";
+}
+
+// Some servers write into the entry when the lock ends; they need not show it.
+time_t LdapStore::lockEnd(const Entry &user) {
+    const std::string text = computed(user, "accountUnlockTime");
+    try {
+        return text.empty() ? 0 : value_parse(ZK_SYNTAX_TIME, text, root_).number;
+    } catch (const DataError &) {
+        return 0;
+    }
+}
+
+static std::string time_value(time_t when) {
+    tm parts = {};
+    char text[32] = "";
+    strftime(text, sizeof text, "%Y%m%d%H%M%SZ", gmtime_r(&when, &parts));
+    return text;
+}
+
+// What the server has said of the password's end is what scripts read of it, unless the entry says that itself.
+EntryPtr LdapStore::withExpiration(const EntryPtr &user, int64_t seconds) {
+    constexpr int64_t most = INT32_MAX; // the largest time that can be handed out
+    const int64_t end = time(nullptr) + seconds;
+    if (user->first("qrtPasswordExpirationTime") != nullptr || end > most) return user;
+    auto more = std::make_shared<Entry>(*user);
+    more->values.push_back({schema_find_ldap("qrtPasswordExpirationTime"), time_value(end)});
+    objects_.replace(more);
+    return more;
 }
 
 Verdict LdapStore::checkPassword(const Entry &entry, const char *password) {
@@ -458,6 +485,10 @@ Verdict LdapStore::login(EntryPtr *user, const char *password) {
         }
         loggedIn_ = true;
         boundAs_ = who;
+        if (objects_.isOfAccounts() && tree_.ldap.needsPassword()) // it says nothing of that with the login
+            verdict.expiresIn =
+                ldap_password_lasts(computed(**user, "msDS-UserPasswordExpiryTimeComputed"), time(nullptr));
+        if (verdict.expiresIn != Verdict::not_said) *user = withExpiration(*user, verdict.expiresIn);
     }
     return verdict;
 }
@@ -485,11 +516,7 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
 void LdapStore::noteLogin() {
     const EntryPtr user = loggedIn_ ? objects_.kept(user_) : nullptr;
     if (user == nullptr || user->first("qrtLastLoginTime") == nullptr) return;
-    const time_t now = time(nullptr);
-    tm parts = {};
-    char text[32] = "";
-    strftime(text, sizeof text, "%Y%m%d%H%M%SZ", gmtime_r(&now, &parts));
-    servers_.tell(objects_.dnOf(*user), objects_.schema().attributeOf("qrtLastLoginTime"), text);
+    servers_.tell(objects_.dnOf(*user), objects_.schema().attributeOf("qrtLastLoginTime"), time_value(time(nullptr)));
 }
 
 // An account whose password the directory does not take any more, and its domain another one in its place.

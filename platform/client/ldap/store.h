@@ -80,6 +80,9 @@ class LdapStore : public ServersStore {
     template <typename Wanted>
     EntryPtr findInSite(Wanted wanted);
     time_t lockEnd(const Entry &user);
+    // A value that the directory has computed of an entry, empty when there is none.
+    std::string computed(const Entry &user, const char *attribute);
+    EntryPtr withExpiration(const EntryPtr &user, int64_t seconds);
     Verdict verdictOf(const LdapAnswer &answer, const Entry &user) const;
     void forget();
 

@@ -1,5 +1,6 @@
 #include "platform/client/ldap/verdict.h"
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
 #include <string_view>
@@ -68,6 +69,16 @@ static Verdict::State refused(const LdapAnswer &answer) {
         default:
             return Verdict::wrongPassword;
     }
+}
+
+int64_t ldap_password_lasts(const std::string &computed, time_t now) {
+    constexpr int64_t ticks = 10'000'000;          // in a second
+    constexpr int64_t until_1970 = 11'644'473'600; // seconds, from the beginning of 1601
+    int64_t number = 0;
+    const char *end = computed.data() + computed.size();
+    const auto [stop, problem] = std::from_chars(computed.data(), end, number);
+    if (problem != std::errc() || stop != end || number <= 0 || number == INT64_MAX) return Verdict::not_said;
+    return std::max<int64_t>(number / ticks - until_1970 - now, 0);
 }
 
 Verdict ldap_verdict(const LdapAnswer &answer) {

@@ -6,6 +6,10 @@
 #include "platform/client/core/verdict.h"
 #include "platform/client/ldap/answer.h"
 
+// Seconds from `now` to the moment that Active Directory has computed for the end of a password, 0 when that has
+// passed; Verdict::not_said for one that never ends, and for what is no such number.
+int64_t ldap_password_lasts(const std::string &computed, time_t now);
+
 // Of an answer that is no trouble of the server's: success, or a refusal.
 Verdict ldap_verdict(const LdapAnswer &answer);
 
