@@ -18,8 +18,6 @@ FOLDERS = {
     "platform/client/ldif": ["client", "golden", "tools"],
     "platform/client/ldap": ["ldap"],
     "platform/client/copies": ["ldap"],
-}
-
     "platform/client/overlay": ["client", "ldap", "allocations"],
     "platform/client/session": ["client", "golden", "tools"],
     "platform/client/interface": ["client", "golden", "tools"],
