@@ -426,6 +426,11 @@ class Accounts : public DirectoryStore {
         return Verdict::accepted;
     }
     void logout() override { calls_->push_back("logout"); }
+    void noteLogin() override { calls_->push_back("note"); }
+    void changePassword(const Entry &, const char *old, const char *fresh) override {
+        calls_->push_back(std::string("change ") + old + " to " + fresh);
+    }
+    bool changesPasswords() const override { return true; }
 
   private:
     Name base_ = {{"dc", "school"}};
@@ -476,8 +481,12 @@ TEST_F(OverlayOfAccounts, ALoginIsTheDirectorysOwn) {
     EXPECT_EQ(Verdict::accepted, own->login(&user, "secret"));
     EXPECT_EQ("Anna", *user->first("displayName"));
     EXPECT_THAT(calls, ElementsAre("find anna.staff", "login as found"));
+    own->noteLogin();
+    own->changePassword(*user, "secret", "other");
+    EXPECT_TRUE(own->changesPasswords());
     own->logout();
-    EXPECT_EQ("logout", calls.back());
+    EXPECT_THAT(std::vector<std::string>(calls.begin() + 2, calls.end()),
+                ElementsAre("note", "change secret to other", "logout"));
 }
 
 TEST_F(OverlayOfAccounts, NobodyIsAskedForWhatIsInTheFolderAlone) {
@@ -568,7 +577,7 @@ TEST(EntryMerge, KnowsWhatTheSchemaGivesOneValue) {
             schema.substr(at, schema.find("\nattributetype", at) - at).find("SINGLE-VALUE") != schema.npos;
         EXPECT_EQ(isSingle, entry_attribute_is_single(row)) << row.ldap;
     }
-    EXPECT_EQ(18, found);
+    EXPECT_EQ(20, found);
     EXPECT_TRUE(entry_attribute_is_single(*schema_find_ldap("displayName")));
     EXPECT_FALSE(entry_attribute_is_single(*schema_find_ldap("description")));
 }

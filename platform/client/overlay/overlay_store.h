@@ -37,6 +37,11 @@ class OverlayStore : public DirectoryStore {
     // Reads the folder once more.
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
+    void noteLogin() override { directory_->noteLogin(); }
+    void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override {
+        directory_->changePassword(entry, oldPassword, newPassword);
+    }
+    bool changesPasswords() const override { return directory_->changesPasswords(); }
 
   private:
     // The folder as it was when it was read.
