@@ -431,6 +431,7 @@ class Accounts : public DirectoryStore {
         calls_->push_back(std::string("change ") + old + " to " + fresh);
     }
     bool changesPasswords() const override { return true; }
+    std::vector<EntryPtr> volumes() override { return {}; }
 
   private:
     Name base_ = {{"dc", "school"}};

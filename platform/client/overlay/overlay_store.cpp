@@ -157,6 +157,16 @@ EntryPtr OverlayStore::findVolume(const Entry &server, std::string_view volume) 
     return own != nullptr ? merged(own, own) : merged(directory_->findVolume(server, volume));
 }
 
+// The folder's come first, as for a single one.
+std::vector<EntryPtr> OverlayStore::volumes() {
+    std::vector<EntryPtr> all;
+    for (const EntryPtr &own : site_->entries->volumes()) all.push_back(merged(own, own));
+    const auto isOwn = [this](const EntryPtr &volume) { return ownObject(volume->name) != nullptr; };
+    for (const EntryPtr &volume : directory_->volumes())
+        if (!isOwn(volume)) all.push_back(merged(volume));
+    return all;
+}
+
 // What a login is going to run: a script that cannot be used must not be left out in silence.
 void OverlayStore::checkScripts(const Entry &user) {
     const ScriptFile *top = site_->scripts.script({}, true);

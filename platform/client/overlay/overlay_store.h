@@ -31,6 +31,8 @@ class OverlayStore : public DirectoryStore {
     }
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
+    std::vector<EntryPtr> volumes() override;
+    std::vector<Name> ownNames(std::vector<Name> names) override { return directory_->ownNames(std::move(names)); }
     Verdict checkPassword(const Entry &entry, const char *password) override {
         return directory_->checkPassword(entry, password);
     }
