@@ -97,7 +97,8 @@ static void read_policy(LDAP *ld, LDAPControl *control, LdapPasswordControls *pa
     // What is not as it should be has said nothing.
     if (ldap_parse_passwordpolicy_control(ld, control, &expires, &grace, &error) != LDAP_SUCCESS) return;
     password->hasPolicy = true;
-    password->error = error;
+    memcpy(&password->error, &error, sizeof password->error); // it may be none of the type's values
+    static_assert(sizeof password->error == sizeof error);
     password->expiresIn = std::max<int64_t>(expires, -1);
     password->graceLogins = std::max<int64_t>(grace, -1);
 }
