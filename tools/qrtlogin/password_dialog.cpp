@@ -90,8 +90,8 @@ class Dialog {
         if (auxconfirm_g(catalogue_text("Do you want to change it now?"), nullptr, 0, 0) != confirm_yes) return;
         try {
             change();
-        } catch (const Failure &failure) {
-            report(failure); // the old one is as good as before
+        } catch (const Failure &problem) {
+            report(problem); // the old one is as good as before
         }
     }
 
@@ -110,9 +110,9 @@ class Dialog {
             const Secret &fresh = given_.empty() ? typed : given_;
             const uint32_t code = login_.changePassword(options_.user, password_, fresh);
             if (code == ZK_OK) return accept(given_.empty() ? std::move(typed) : std::move(given_));
-            const Failure failure = failureOfChange(code);
-            if (code != ZKE_PASSWORD_REFUSED || left <= 1 || !given_.empty()) throw failure;
-            report(failure);
+            const Failure problem = failureOfChange(code);
+            if (code != ZKE_PASSWORD_REFUSED || left <= 1 || !given_.empty()) throw problem;
+            report(problem);
         }
     }
 

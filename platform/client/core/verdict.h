@@ -27,7 +27,8 @@ struct Verdict {
     int64_t graceLogins = not_said; // of `accepted`, with a password that has expired: how many further logins it takes
 
     Verdict() = default;
-    Verdict(State reached) : state(reached) {} // what most verdicts are
+    // cppcheck-suppress noExplicitConstructor ; most verdicts are only a state
+    Verdict(State reached) : state(reached) {}
     operator State() const { return state; }
 
     // The directory has refused the login, and for another reason than the password.

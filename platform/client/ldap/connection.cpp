@@ -356,10 +356,10 @@ LdapAnswer LdapConnection::exchange(const std::string &dn, const char *attribute
     }));
 }
 
-void LdapConnection::tell(const std::string &dn, const std::string &attribute, std::string value) {
+void LdapConnection::tell(const std::string &dn, const std::string &attribute, const std::string &value) {
     constexpr auto writing_time = std::chrono::milliseconds(100); // of a socket that takes no more
     watch_.begin(LdapClock::now() + writing_time);
-    berval text = {value.size(), value.data()};
+    berval text = {value.size(), const_cast<char *>(value.data())};
     berval *list[] = {&text, nullptr};
     LDAPMod change = {LDAP_MOD_REPLACE | LDAP_MOD_BVALUES, const_cast<char *>(attribute.c_str()), {}};
     change.mod_bvalues = list;

@@ -37,7 +37,7 @@ class LdapConnection {
                         LdapDeadline deadline);
 
     // Replaces a value without waiting for the answer.
-    void tell(const std::string &dn, const std::string &attribute, std::string value);
+    void tell(const std::string &dn, const std::string &attribute, const std::string &value);
 
     const std::string &uri() const { return address_.text; }
     bool isSecured() const { return secured_; }
