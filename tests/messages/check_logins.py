@@ -155,7 +155,7 @@ class Programs:
         """What stands on a terminal after the question for the password has been answered."""
         child, terminal = pty.fork()
         if child == 0:
-            os.execve(self.build + "/qrtlogin", ["qrtlogin", USER], self.environment(language, self.sample))
+            os.execve(self.build + "/qrtlogin", ["qrtlogin", "--tries=1", USER], self.environment(language, self.sample))
         shown, answered = b"", False
         while True:
             if shown.endswith(b": ") and not answered:
