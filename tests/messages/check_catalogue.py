@@ -33,6 +33,10 @@ AROUND = {
     ("platform/client/copies/copy.cpp", "objectClass: organizationalUnit\n"): "a line of that file",
     ("platform/client/session/trees.cpp", "Tree %s: %zu objects read from %s in %.3f s.\n"): "a trace that the configuration asks for",
     ("platform/client/ldap/lookup.cpp", "Tree %s: schema %s.\n"): "a trace that the configuration asks for",
+    ("platform/client/ldap/password_change.cpp", "unwilling to verify old password"): "what a server writes",
+    ("platform/client/ldap/verdict.cpp", "AcceptSecurityContext error, data "): "what a server writes",
+    ("platform/client/ldap/verdict.cpp", "Account inactivated"): "what a server writes",
+    ("platform/client/ldap/verdict.cpp", "password expired!"): "what a server writes",
     ("language/tokenizer.cpp", "home directory"): "a name of the language",
     ("tools/program_start.cpp", "%s: cannot open /dev/null: %s\n"): "before the environment is read, the language too",
     ("tools/program_start.cpp", "%s: does not run with the rights of another user or group, or with capabilities of its own\n"):
@@ -41,6 +45,7 @@ AROUND = {
     ("tools/automount/mount_volume.cpp", "mount.qrt: %s\n"): "the program's name before a translated text",
     ("tools/automount/refresh.cpp", "qrt-automount: %s\n"): "the program's name before a translated text",
     ("tools/qrtlogin/logout.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
+    ("tools/qrtlogin/password_dialog.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
     ("tools/qrtlogin/main.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
 }
 
