@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 #include <cerrno>
+#include <cstring>
 #include <system_error>
 
 static void require(bool done, const char *what) {
@@ -15,7 +16,8 @@ static void require(bool done, const char *what) {
 
 static void start_loopback() {
     const int any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ifreq request = {"lo", {}};
+    ifreq request = {};
+    strcpy(request.ifr_name, "lo");
     request.ifr_flags = IFF_UP | IFF_RUNNING;
     const bool up = ioctl(any, SIOCSIFFLAGS, &request) == 0;
     close(any);
