@@ -237,21 +237,26 @@ LdapAnswer LdapServers::changePassword(const std::string &dn, const LdapIdentity
                          catalogue_format("the password can only be changed at %s", origin.server.c_str()));
     }
     const bool isLoggedIn = !identity_.dn().empty() && identity_.dn() == before.dn();
+    // What the server says of the change is no trouble of the server's, whatever it is: no other one is asked.
+    std::optional<LdapAnswer> changed;
+    const auto change = [&](LdapConnection &server, LdapDeadline until) {
+        changed = ldap_password_change(&server, dn, before, after, until);
+        return LdapAnswer();
+    };
     LdapAnswer answer;
     if (isLoggedIn && !identityIsElsewhere_) { // a login of its own might be one more than there are left
-        answer = run([&](LdapConnection &server,
-                         LdapDeadline until) { return ldap_password_change(&server, dn, before, after, until); },
-                     deadlineFromNow());
+        answer = run(change, deadlineFromNow());
     } else {
         std::unique_ptr<LdapConnection> bound;
         size_t where = 0;
         answer = bindAsNobody(
             [&](LdapConnection &server, LdapDeadline until) {
                 LdapAnswer login = server.bindWithPassword(before, until);
-                return login.result == LDAP_SUCCESS ? ldap_password_change(&server, dn, before, after, until) : login;
+                return login.result == LDAP_SUCCESS ? change(server, until) : login;
             },
             &bound, &where);
     }
+    if (changed) answer = *std::move(changed);
     if (isLoggedIn && answer.result == LDAP_SUCCESS) {
         identity_ = std::move(after);
         identityIsRejected_ = false;
