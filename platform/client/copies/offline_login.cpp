@@ -39,23 +39,37 @@ static std::string age_text(unsigned long seconds) {
 }
 
 // Names by an attribute lead to the user's own name.
-static LdapCopy typed_copy_of(const ConfigTree &config, const Name &base, const LoginName &typed) {
-    return LdapCopy(config, base, "typed\n" + typed.key());
+static LdapCopy typed_copy_of(const ConfigTree &config, const Name &base, const std::string &key) {
+    return LdapCopy(config, base, "typed\n" + key);
+}
+
+// As which a name may have been kept, the likely one last: an account has several forms, and what a server says of one
+// of them is true of all.
+static std::vector<std::string> keys_of(const LoginName &typed) {
+    if (!typed.account.empty()) return {name_fold(typed.account)};
+    std::vector<std::string> keys;
+    const size_t at = typed.attribute.rfind('@');
+    if (at != std::string::npos) keys.push_back(name_fold(typed.attribute.substr(0, at)));
+    if (!typed.attribute.empty()) keys.push_back(name_fold(typed.attribute));
+    return keys;
 }
 
 std::vector<Name> OfflineLogin::meant(const LoginName &typed) const {
     std::vector<Name> names = typed.objects;
     time_t written = 0;
-    EntryPtr user;
-    if (!typed.attribute.empty()) typed_copy_of(config_, root_, typed).read(&written, &user);
-    if (user != nullptr) names.insert(names.begin(), user->name);
+    for (const std::string &key : keys_of(typed)) {
+        EntryPtr user;
+        typed_copy_of(config_, root_, key).read(&written, &user);
+        if (user != nullptr) names.insert(names.begin(), user->name);
+    }
     return names;
 }
 
 void OfflineLogin::keep(const EntryPtr &who, const LoginName &typed, const char *password) {
     const auto isWho = [&](const Name &name) { return name_key(name) == name_key(who->name); };
     if (!typed.attribute.empty() && std::none_of(typed.objects.begin(), typed.objects.end(), isWho))
-        typed_copy_of(config_, root_, typed).write({who}, who);
+        typed_copy_of(config_, root_, name_fold(typed.attribute)).write({who}, who);
+    if (!who->dn.empty()) typed_copy_of(config_, root_, name_fold(who->name.front().value)).write({who}, who);
     user_ = who;
     passwordHash_ = password_hash("$y$", 0, password);
 }

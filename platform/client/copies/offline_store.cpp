@@ -64,6 +64,7 @@ Verdict OfflineStore::login(EntryPtr *user, const char *password) {
         identity_.reset(); // what was read may be gone
         throw;
     }
+    asked.push_back((*user)->name); // which may be known since the login only
     for (const Name &one : asked) noteRefusal(verdict, one, password);
     if (verdict == Verdict::accepted && login_is_locked(**user)) {
         identity_.reset();
@@ -83,7 +84,10 @@ void OfflineStore::changePassword(const Entry &entry, const char *oldPassword, c
                          catalogue_text("the password can only be changed at a server, and none answers"));
     }
     store_->changePassword(entry, oldPassword, newPassword);
-    if (identity_ == nullptr || !name_equal(identity_->name, entry.name)) return offline_.refused(entry.name);
+    if (identity_ == nullptr || !name_equal(identity_->name, entry.name)) {
+        for (const Name &meant : offline_.meant(typed_)) offline_.refused(meant);
+        return offline_.refused(entry.name);
+    }
     offline_.keep(identity_, typed_, newPassword);
     save();
 }

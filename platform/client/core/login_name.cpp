@@ -80,7 +80,3 @@ LoginName login_name_of(const Name &object) {
     name.objects.push_back(object);
     return name;
 }
-
-std::string LoginName::key() const {
-    return attribute.empty() && !objects.empty() ? name_key(objects.front()) : name_fold(attribute);
-}

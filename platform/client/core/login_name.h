@@ -14,9 +14,6 @@ struct LoginName {
     std::string domain;        // of an account in a domain, "ADTEST\anna", whose name is in `account`
     std::string account;
     bool attributeFirst = false; // no container was named: an object at the root is the less likely meaning
-
-    // All of it names the same user: for the name under which a copy is kept.
-    std::string key() const;
 };
 
 // `context` is the context of the login, `fallback` where a name is looked for that is not complete in it; `base` that
