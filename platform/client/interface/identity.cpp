@@ -48,12 +48,18 @@ static void take_identity(Tree *tree, Context *context, const EntryPtr &user) {
 
 // Where the administrator wants it so, the password of the process's first login is kept for mounting SMB shares. The
 // user's name there is the one in the user's object.
-static void keep_for_drives(const Entry &user, const char *password) {
-    static bool isFirst = true;
-    const bool wanted = isFirst && trees_config().automount.credentials && *password != '\0';
-    isFirst = false;
+static void write_for_drives(const Entry &user, const char *password) {
+    const bool wanted = trees_config().automount.credentials && *password != '\0';
     if (wanted && !smb_credentials_write(user.name.empty() ? "" : user.name.front().value, "", password))
         fprintf(stderr, "%s\n", catalogue_text("The password could not be kept for mounting drives."));
+}
+
+static const Tree *tree_of_drives; // whose password that is
+
+static void keep_for_drives(const Tree &tree, const Entry &user, const char *password) {
+    if (tree_of_drives != nullptr) return;
+    tree_of_drives = &tree;
+    write_for_drives(user, password);
 }
 
 namespace {
@@ -134,7 +140,7 @@ uint32_t ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, cons
         take_identity(&tree, &found, user);
         tree.verdict = verdict;
         attempt.accepted = true;
-        if (tree.config.ldap.needsPassword()) keep_for_drives(*user, password);
+        if (tree.config.ldap.needsPassword()) keep_for_drives(tree, *user, password);
         warn_of_base_script(tree);
     });
 }
@@ -186,8 +192,11 @@ uint32_t ZKDSChangePassword(uint32_t context, const char *object, const char *ol
         const EntryPtr user = object == nullptr ? tree.identity : tree.store->findUser(login_name(tree, found, object));
         error_unless(user != nullptr && !user->name.empty(), ZKE_NO_SUCH_ENTRY);
         tree.store->changePassword(*user, oldPassword, newPassword);
+        // What mounts drives would try the old one, again and again.
+        if (trees_config().automount.credentials) smb_credentials_remove();
         if (tree.identity == nullptr || !name_equal(tree.identity->name, user->name)) return;
         tree.verdict = Verdict::accepted;
+        if (tree_of_drives == &tree) write_for_drives(*user, newPassword);
         if (trees_all().size() > 1) login_password_keep(&tree, newPassword);
     });
 }
