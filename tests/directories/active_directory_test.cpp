@@ -49,7 +49,7 @@ static const char *const who = "WRITE \"%LOGIN_NAME %CN %LOGIN_CONTEXT %LOGIN_AL
 TEST_F(ActiveDirectory, UsersLogInWithWhatTheyType) {
     for (const char *schema : {"ad", "auto"}) {
         onDirectory(domain, std::string("schema = \"") + schema + "\"\n");
-        for (const char *typed : {"anna", "Anna", "anna@ad.example.test", "ADTEST\\anna", "anna.Users",
+        for (const char *typed : {"anna", "Anna", "anna@ad.example.test", "ADTEST\\anna", ".anna.Users",
                                   "CN=Anna Meier,CN=Users,DC=ad,DC=example,DC=test"})
             EXPECT_THAT(scriptOf(typed, "Ann4-Passw0rd", who).out,
                         testing::HasSubstr("\nanna anna Users N Anna Meier\n"))
@@ -119,6 +119,33 @@ TEST_F(ActiveDirectory, ATicketIsTheLoginOfItsOwner) {
     const Outcome other = loginWith({"--login-script", home.path("who.qrt"), "locked"});
     EXPECT_EQ(other.status, 2);
     EXPECT_THAT(other.err, testing::HasSubstr("the ticket belongs to"));
+}
+
+TEST_F(ActiveDirectory, TheRootIsNoUser) {
+    onDirectory(domain, "schema = \"ad\"\n");
+    for (const char *typed : {"[Root]", ".[Root]", "dc=ad,dc=example,dc=test"})
+        EXPECT_EQ(login(typed, "Ann4-Passw0rd").status, 5) << typed;
+}
+
+TEST_F(ActiveDirectory, AnAccountMayHaveADotInItsName) {
+    domain.tool({"user", "create", "anna.meier", "Us3r-Passw0rd"});
+    onDirectory(domain, "schema = \"ad\"\n");
+    EXPECT_THAT(scriptOf("anna.meier", "Us3r-Passw0rd", who).out, testing::HasSubstr("\nanna\\.meier "));
+}
+
+// What the domain says of one form of an account's name is true of all.
+TEST_F(ActiveDirectory, ARefusalEndsTheCopyOfEveryFormOfTheName) {
+    keptHome = home.path();
+    for (const char *refused : {"anna", "ADTEST\\anna", "anna@ad.example.test"}) {
+        onDirectory(domain, "schema = \"ad\"\noffline = true\n");
+        ASSERT_EQ(login("anna@ad.example.test", "Ann4-Passw0rd").status, 0);
+        domain.tool({"user", "disable", "anna"});
+        EXPECT_EQ(login(refused, "Ann4-Passw0rd").status, 2) << refused;
+        domain.tool({"user", "enable", "anna"});
+        onStrictServers({"ldaps://127.0.0.2"}, "base = \"" + domain.base() + "\"\nca_file = \"" + domain.caFile() +
+                                                   "\"\nschema = \"ad\"\noffline = true\ntime_limit = 1\n");
+        EXPECT_NE(login("anna@ad.example.test", "Ann4-Passw0rd").status, 0) << refused;
+    }
 }
 
 TEST_F(ActiveDirectory, TheManualsPageLeadsToALogin) {

@@ -227,6 +227,13 @@ TEST_F(LdapStoreTest, NothingThatAUserHasReadOutlivesTheLogout) {
     EXPECT_EQ(server->searches(), searches + 1) << "which is older than the login";
 }
 
+TEST_F(LdapStoreTest, AListOfGroupsThatTheServerCutOffIsAnError) {
+    for (const int limit : {4, 11}) { // of entries, of what may be looked at
+        onSearches({Scripted::entry("cn=a,o=acme", {}), Scripted::done(limit)});
+        EXPECT_THROW(store->groupsOf(*user), DataError) << limit;
+    }
+}
+
 TEST_F(LdapStoreTest, GroupsAreAskedForOnce) {
     onSearches({Scripted::entry("cn=a,o=acme", {}), Scripted::entry("cn=other,o=elsewhere", {}),
                 Scripted::entry("cn=b,o=acme", {}), Scripted::done()});

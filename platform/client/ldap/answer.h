@@ -60,6 +60,7 @@ struct LdapAnswer {
     uint32_t missingCode = 0;
 
     // What the server has more of, for whoever reads the answer of one request.
+    std::string who;    // of a bind: whom the server takes the connection for, as far as it says so
     std::string cookie; // of the next page (RFC 2696); empty: there is none
     std::vector<LdapRange> ranges;
 };

@@ -323,7 +323,7 @@ LdapAnswer LdapConnection::bindWithPassword(const LdapIdentity &identity, LdapDe
         berval secret = {password.capacity(), password.text()};
         return ldap_sasl_bind(ld_, identity.dn().c_str(), LDAP_SASL_SIMPLE, &secret, policy.list(), nullptr, message);
     }));
-    if (answer.result == LDAP_SUCCESS && isAnonymous()) {
+    if (answer.result == LDAP_SUCCESS && isAnonymous(&answer.who)) {
         throw CodedError(ZKE_NO_ACCESS,
                          catalogue_format("%1$s: the server treats the login of %2$s as anonymous: it has not "
                                           "checked the password",
@@ -379,14 +379,14 @@ std::string LdapConnection::nameIn(LDAPMessage *answer) {
 }
 
 // "Who am I?" (RFC 4532). A server that does not know the question leaves its answer to the login as all there is.
-bool LdapConnection::isAnonymous() {
+bool LdapConnection::isAnonymous(std::string *who) {
     const LdapMessage answer(
         ask(catalogue_text("the login"), [this](int *message) { return ldap_whoami(ld_, nullptr, nullptr, message); }));
     int code = LDAP_SUCCESS;
     const int parsed = ldap_parse_result(ld_, answer.get(), &code, nullptr, nullptr, nullptr, nullptr, 0);
     if (parsed == LDAP_SUCCESS && code != LDAP_SUCCESS) return false;
-    const std::string name = nameIn(answer.get());
-    return name.empty() || name == "dn:";
+    *who = nameIn(answer.get());
+    return who->empty() || *who == "dn:";
 }
 
 // The DN that the server takes the connection's user for; empty from a server that does not know the question.

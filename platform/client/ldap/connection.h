@@ -70,7 +70,7 @@ class LdapConnection {
     LdapAnswer bindWithTicket(const LdapIdentity &identity, LdapDeadline deadline);
     std::string nameIn(LDAPMessage *answer);
     std::string whoAmI();
-    bool isAnonymous();
+    bool isAnonymous(std::string *who);
     [[noreturn]] void fail(int result, const char *what) const;
 
     // A connection that looks at the certificate and is never used for anything else.

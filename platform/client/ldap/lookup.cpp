@@ -226,8 +226,9 @@ void LdapLookup::readTogether(const Name &container, const std::vector<Name> &na
     for (const Name &name : names)
         for (const char *type : leaf_types) filters.push_back(filter_equal(type, name.front().value));
     if (filters.empty()) return;
-    for (const LdapEntry &entry : search(container, LDAP_SCOPE_ONELEVEL, filter_or(filters), false).entries)
-        keep(entry);
+    const LdapAnswer answer = search(container, LDAP_SCOPE_ONELEVEL, filter_or(filters), false);
+    for (const LdapEntry &entry : answer.entries) keep(entry);
+    if (answer.result != LDAP_SUCCESS || !answer.missing.empty()) return; // each is asked for when it is wanted
     for (const Name &name : names)
         if (kept(name) == nullptr) absent_.insert(name_to_dotted(name, true));
 }

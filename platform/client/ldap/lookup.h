@@ -29,6 +29,9 @@ class LdapLookup {
     // Takes the place of the entry of its name that is kept.
     void replace(const EntryPtr &entry);
 
+    // What `search` asks for.
+    std::vector<std::string> attributes() { return entries().attributes(false); }
+
     // The object of a name, aliases not followed; null when there is none. `kept` asks no server.
     EntryPtr lookup(const Name &name);
     EntryPtr kept(const Name &name) const;

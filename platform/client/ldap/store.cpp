@@ -117,25 +117,31 @@ std::string LdapStore::accountDomain() {
 
 // Such a directory takes accounts by their own names: which entry is theirs it shows after the login.
 EntryPtr LdapStore::accountOf(const LoginName &name) {
+    error_unless(name.objects.empty() || !name.objects.front().empty(), ZKE_NO_SUCH_ENTRY);
     Account account;
     std::string leaf = name.attribute;
+    const bool isMailName = name.attribute.find('@') != std::string::npos;
+    // A name with a container that has no types may be an account's, "anna.meier": only the tree's own end of it, or a
+    // period in front, tells an object's.
+    const bool isObject = name.attribute.empty() || (name.attribute.find('.') != std::string::npos && !isMailName &&
+                                                     !objects_.searchBase().empty() && !name.objects.empty() &&
+                                                     objects_.likely(name.objects.front()));
     if (!name.account.empty()) {
         const std::string principal = name.account + "@" + accountDomain(); // whom a ticket is for
         account.bindName = tree_.ldap.gssapi ? principal : name.domain + "\\" + name.account;
+        account.domain = name.domain;
         leaf = name.account;
-    } else if (name.attribute.empty() && !name.objects.empty() && !name.objects.front().front().type.empty()) {
+    } else if (isObject && !name.objects.front().front().type.empty()) {
         account.bindName = name_to_dn(name.objects.front(), root_);
         account.filter = filter_equal(objects_.schema().dnAttribute, account.bindName);
-    } else if (name.attribute.find('@') != std::string::npos) {
+    } else if (isMailName) {
         account.bindName = name.attribute;
         const size_t at = name.attribute.rfind('@');
         leaf = equal_nocase(name.attribute.substr(at + 1), accountDomain()) ? name.attribute.substr(0, at) : "";
     } else {
-        for (const Name &object : name.objects) {
-            if (name.attributeFirst || !objects_.likely(object)) continue;
-            account.wanted = object;
-            leaf = object.front().value;
-            break;
+        if (isObject) {
+            account.wanted = name.objects.front();
+            leaf = account.wanted.front().value;
         }
         account.bindName = leaf + "@" + accountDomain();
     }
@@ -144,31 +150,69 @@ EntryPtr LdapStore::accountOf(const LoginName &name) {
         std::vector<std::string> filters = {filter_equal("userPrincipalName", account.bindName)};
         if (!leaf.empty()) filters.push_back(filter_equal(objects_.schema().userName, leaf));
         account.filter = filter_or(filters);
-        account.principal = kerberos_principal(leaf.empty() ? account.bindName : leaf, accountDomain(), leaf.empty());
+        if (name.domain.empty()) // whose realm nobody knows
+            account.principal =
+                kerberos_principal(leaf.empty() ? account.bindName : leaf, accountDomain(), leaf.empty());
     }
     account.entry = unseen_user({{"cn", leaf.empty() ? account.bindName : leaf}});
     account_ = account;
     return account.entry;
 }
 
+static std::string first_of(const LdapEntry &entry, const char *attribute) {
+    for (const auto &[name, values] : entry.attributes)
+        if (equal_nocase(name, attribute) && !values.empty()) return values.front();
+    return "";
+}
+
+// A domain may take accounts of other domains, too, whose names this one has as well: is it this one's own name? It may
+// be typed as DNS has it.
+bool LdapStore::isOwnDomain(const std::string &typed) {
+    if (equal_nocase(typed, accountDomain())) return true;
+    const LdapAnswer root = servers_.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"configurationNamingContext"}});
+    const std::string where = root.entries.empty() ? "" : first_of(root.entries.front(), "configurationNamingContext");
+    Name place = objects_.searchBase(), above;
+    name_parse_dn(tree_.base, {}, &above, nullptr);
+    place.insert(place.end(), above.begin(), above.end());
+    place.erase(place.begin(),
+                std::find_if(place.begin(), place.end(), [](const NamePart &one) { return one.type == "dc"; }));
+    const std::string filter =
+        filter_and({filter_equal("objectClass", "crossRef"), filter_equal("nCName", name_to_dn(place, {}))});
+    const LdapAnswer names = servers_.search({where, LDAP_SCOPE_SUBTREE, filter, {"nETBIOSName"}});
+    return !where.empty() && std::any_of(names.entries.begin(), names.entries.end(), [&](const LdapEntry &one) {
+        return equal_nocase(first_of(one, "nETBIOSName"), typed);
+    });
+}
+
+// Is it the entry of the account that the server takes the connection for, as far as it says so: "u:ADTEST\anna"?
+static bool is_bound(const Entry &entry, const std::string &who) {
+    const size_t slash = who.find('\\');
+    return who.compare(0, 2, "u:") != 0 || slash == std::string::npos ||
+           equal_nocase(who.substr(slash + 1), entry.name.front().value);
+}
+
 // The directory takes a principal's name before an account's.
 EntryPtr LdapStore::readAccount(const Account &account) {
-    const LdapAnswer answer = objects_.search(objects_.searchBase(), LDAP_SCOPE_SUBTREE, account.filter, false, 10);
-    std::vector<EntryPtr> found;
+    constexpr int limit = 10;
+    LdapSearch wanted = {objects_.dnOf(objects_.searchBase()), LDAP_SCOPE_SUBTREE, account.filter,
+                         objects_.attributes(), limit};
+    wanted.attributes.push_back("userPrincipalName");
+    if (!account.domain.empty() && !isOwnDomain(account.domain)) return nullptr;
+    const LdapAnswer answer = servers_.search(wanted);
+    EntryPtr found;
     for (const LdapEntry &one : answer.entries) {
         const EntryPtr entry = objects_.keep(one);
         if (entry == nullptr || !entry->isClass("User")) continue;
-        for (const auto &[name, values] : one.attributes)
-            if (equal_nocase(name, "userPrincipalName") && !values.empty() &&
-                equal_nocase(values.front(), account.exact))
-                return entry;
-        found.push_back(entry);
+        const bool isExact = equal_nocase(first_of(one, "userPrincipalName"), account.exact);
+        if (found != nullptr && !isExact) continue;
+        found = is_bound(*entry, account.who) ? entry : nullptr;
+        if (isExact) break;
     }
-    if (found.size() != 1) return nullptr;
-    const bool isWanted = account.wanted.empty() || (name_key(account.wanted) == name_key(found.front()->name) &&
-                                                     name_may_be(account.wanted, found.front()->name));
+    const bool isWanted =
+        found == nullptr || account.wanted.empty() ||
+        (name_key(account.wanted) == name_key(found->name) && name_may_be(account.wanted, found->name));
     error_unless(isWanted, ZKE_NO_SUCH_ENTRY);
-    return found.front();
+    return found;
 }
 
 std::string LdapStore::memberFilter(const std::string &dn) {
@@ -191,7 +235,7 @@ std::vector<Name> LdapStore::readGroups(const std::string &filter, const Name &m
     LdapSearch wanted = {objects_.dnOf(objects_.searchBase()), LDAP_SCOPE_SUBTREE, filter, {LDAP_NO_ATTRS}};
     wanted.paged = true;
     LdapAnswer answer = servers_.search(wanted);
-    if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
+    if (answer.result == LDAP_SIZELIMIT_EXCEEDED || answer.result == LDAP_ADMINLIMIT_EXCEEDED) {
         throw DataError(
             catalogue_format("%1$s: the list of groups of %2$s is incomplete: server size limit exceeded after %3$zu",
                              tree_.name.c_str(), name_to_dotted(member, true).c_str(), answer.entries.size()));
@@ -469,6 +513,7 @@ Verdict LdapStore::login(EntryPtr *user, const char *password) {
     if (*password == '\0' && tree_.ldap.needsPassword()) return Verdict::wrongPassword;
     const EntryPtr asked = *user;
     const std::string who = bindName(*asked);
+    account_.who = answer.who;
     Verdict verdict = verdictOf(answer, *asked);
     if (verdict == Verdict::passwordExpired && asked == account_.entry && !account_.principal.name.empty()) {
         verdict = Verdict::mustChange; // its user still may
@@ -516,6 +561,7 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
 void LdapStore::noteLogin() {
     const EntryPtr user = loggedIn_ ? objects_.kept(user_) : nullptr;
     if (user == nullptr || user->first("qrtLastLoginTime") == nullptr) return;
+    if (objects_.isOfAccounts()) return; // where it is the domain's own business
     servers_.tell(objects_.dnOf(*user), objects_.schema().attributeOf("qrtLastLoginTime"), time_value(time(nullptr)));
 }
 

@@ -56,12 +56,15 @@ class LdapStore : public ServersStore {
         std::string exact;           // the value of userPrincipalName that comes before all others
         KerberosPrincipal principal; // its name is empty where that is not known
         Name wanted;                 // not empty: the name that the entry must have
+        std::string domain;          // not empty: the domain that was typed
+        std::string who;             // whom the server takes the connection for, after the bind; as in LdapAnswer
     };
 
     EntryPtr userSeen(const LoginName &name);
     EntryPtr accountOf(const LoginName &name);
     EntryPtr readAccount(const Account &account);
     std::string accountDomain();
+    bool isOwnDomain(const std::string &typed);
     // As whom servers take the user: by the entry's DN, or by the name of an account.
     std::string bindName(const Entry &user) const;
     void changeAtCentre(const LdapIdentity &before, const LdapIdentity &after) const;
