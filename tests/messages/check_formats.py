@@ -19,6 +19,7 @@ TYPES = {
     "u": lambda number: (ctypes.c_uint(4000000000 + number), str(4000000000 + number)),
     "d": lambda number: (ctypes.c_int(-70 - number), str(-70 - number)),
     "i": lambda number: (ctypes.c_int(-80 - number), str(-80 - number)),
+    "ld": lambda number: (ctypes.c_long(-9500000000 - number), str(-9500000000 - number)),
     "lu": lambda number: (ctypes.c_ulong(9000000000 + number), str(9000000000 + number)),
     "zu": lambda number: (ctypes.c_size_t(8000000000 + number), str(8000000000 + number)),
 }
