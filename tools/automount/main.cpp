@@ -3,6 +3,7 @@
 // no environment, no file that root has not written, and names only as something to compare.
 
 #include <unistd.h>
+#include <charconv>
 #include <climits>
 #include <clocale>
 #include <cstdio>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <exception>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -54,12 +56,22 @@ static void clear_environment() {
     for (const auto &[name, value] : values) setenv(name, value.c_str(), 1);
 }
 
-static int print_entry(const char *key) {
+// Whom automount says that it asks for; it does not know users without an account.
+static std::optional<uid_t> requester() {
+    const char *text = getenv("AUTOFS_UID");
+    if (text == nullptr) return std::nullopt;
+    uid_t user = 0;
+    const char *end = text + strlen(text);
+    const auto [stop, problem] = std::from_chars(text, end, user);
+    return problem == std::errc() && stop == end ? std::optional<uid_t>(user) : std::nullopt;
+}
+
+static int print_entry(const char *key, const std::optional<uid_t> &requester) {
     char folder[PATH_MAX];
     char program[PATH_MAX] = {};
     if (getcwd(folder, sizeof folder) == nullptr || readlink("/proc/self/exe", program, sizeof program - 1) <= 0)
         throw AutomountError(catalogue_text("the current directory or the program's own path is unknown"));
-    const std::string entry = map_entry(folder, key, program);
+    const std::string entry = map_entry(folder, key, program, requester);
     if (!entry.empty()) puts(entry.c_str());
     return entry.empty() ? 1 : 0;
 }
@@ -71,7 +83,7 @@ static int usage() {
 
 static int mount_helper(int argc, char **argv) {
     if (argc < 3) return usage();
-    return mount_volume(argv[2]) == DriveFailure::none ? 0 : mount_failed;
+    return mount_volume(argv[2], strcmp(argv[1], own_source) == 0) == DriveFailure::none ? 0 : mount_failed;
 }
 
 static bool is_mount_helper(const char *name) {
@@ -81,6 +93,7 @@ static bool is_mount_helper(const char *name) {
 
 static int automount_main(int argc, char **argv) {
     if (!program_may_start("qrt-automount")) return 1;
+    const std::optional<uid_t> asking = requester();
     clear_environment();
     const TranslationGuard guard; // for the C library's own messages
     setlocale(LC_ALL, "");
@@ -91,7 +104,7 @@ static int automount_main(int argc, char **argv) {
     const std::string_view word = argv[1];
     if (word == "--help") return fputs(catalogue_text(help_text), stdout) < 0 ? 1 : 0;
     if (word == "--refresh") return site_refresh() ? 0 : 1;
-    return print_entry(argv[1]);
+    return print_entry(argv[1], asking);
 }
 
 int main(int argc, char **argv) try { return automount_main(argc, argv); } catch (const std::bad_alloc &) {

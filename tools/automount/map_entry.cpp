@@ -4,6 +4,7 @@
 
 #include "platform/common/drive_state.h"
 #include "tools/automount/drive_path.h"
+#include "tools/automount/mount_volume.h"
 #include "tools/automount/refresh.h"
 
 // A path in a map's line.
@@ -34,7 +35,8 @@ static bool volume_is_there(const Names &names, uid_t user) {
     return false;
 }
 
-std::string map_entry(const std::string &folder, const std::string &key, const std::string &program) {
+std::string map_entry(const std::string &folder, const std::string &key, const std::string &program,
+                      const std::optional<uid_t> &requester) {
     if (key.empty() || key.find('/') != std::string::npos) return "";
     const std::optional<Names> names = drive_path_names(folder + "/" + key);
     if (!names || names->empty()) return "";
@@ -43,5 +45,7 @@ std::string map_entry(const std::string &folder, const std::string &key, const s
     const std::string next_map = "-fstype=autofs program:" + escaped(program);
     if (names->size() == 1) return next_map;
     if (names->size() == 2) return has_server(site_current_for(has_server, &*names), &*names) ? next_map : "";
-    return volume_is_there(*names, user->id) ? "-fstype=qrt,nosuid,nodev :qrt" : "";
+    if (!volume_is_there(*names, user->id)) return "";
+    const bool own = requester && (*requester == user->id || *requester == 0);
+    return std::string("-fstype=qrt,nosuid,nodev :") + (own ? own_source : "qrt");
 }

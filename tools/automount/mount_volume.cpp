@@ -79,8 +79,13 @@ static DriveFailure mount_remote(const MountOrder &order, const Secret *password
     }
 }
 
+static DriveFailure refuse(const std::string &folder, DriveFailure failure) {
+    complain(folder, drive_failure_text(failure));
+    return failure;
+}
+
 static DriveFailure mount_as(const DriveUser &user, const std::string &folder, const std::string &server,
-                             const std::string &volume) {
+                             const std::string &volume, bool own) {
     const MountSite site = site_current();
     std::string why;
     const std::optional<SiteMount> mount = site_find(site, server, volume, &why);
@@ -93,12 +98,13 @@ static DriveFailure mount_as(const DriveUser &user, const std::string &folder, c
     std::optional<SmbCredentials> credentials;
     if (site.credentials && mount_needs_password(*mount, true)) credentials = smb_credentials_read(user.id);
     if (!credentials) return mount_remote(order, nullptr, site.timeLimit);
+    if (!own) return refuse(folder, DriveFailure::notAllowed);
     order.smbUser = credentials->user;
     order.smbDomain = credentials->domain;
     return mount_remote(order, &credentials->password, site.timeLimit);
 }
 
-DriveFailure mount_volume(const std::string &folder) {
+DriveFailure mount_volume(const std::string &folder, bool own) {
     const auto names = drive_path_names(folder);
     const std::optional<DriveUser> user = names && names->size() == 3 ? drive_user(names->front()) : std::nullopt;
     if (!user) throw AutomountError(catalogue_format("%s is not the folder of a user's volume", folder.c_str()));
@@ -106,10 +112,11 @@ DriveFailure mount_volume(const std::string &folder) {
     const std::string &volume = (*names)[2];
     DriveFailure failure = DriveFailure::failed;
     try {
-        failure = mount_as(*user, folder, server, volume);
+        failure = mount_as(*user, folder, server, volume, own);
     } catch (const AutomountError &error) {
         complain(folder, error.what());
     }
+    if (!own && failure != DriveFailure::none) return failure;
     if (!drive_state_write(user->id, server, volume, {failure, time(nullptr)}))
         complain(folder, catalogue_format("cannot record the state: %s", strerror(errno)));
     return failure;

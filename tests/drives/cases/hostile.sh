@@ -38,6 +38,14 @@ done
 expect_part "Usage: qrt-automount" "$binaries/mount.qrt" qrt
 expect_part "Usage: qrt-automount" automounter
 
+# Whether the user, or root, has asked, as far as automount says it.
+for asking in 2001 0; do
+    expect "-fstype=qrt,nosuid,nodev :qrt-own" in_folder /mnt/brasca/anna/SRV1 env AUTOFS_UID=$asking "$binaries/qrt-automount" USERS
+done
+for asking in 2002 '' ' 0' +0 -1 2001x 4294967296; do
+    expect "-fstype=qrt,nosuid,nodev :qrt" in_folder /mnt/brasca/anna/SRV1 env "AUTOFS_UID=$asking" "$binaries/qrt-automount" USERS
+done
+
 # refused REASON: no volume is mounted, and the log has the reason.
 refused() {
     expect_part "$1" in_folder /mnt/brasca/anna/SRV1 automounter USERS
@@ -106,10 +114,10 @@ expect "" ls "$T/home/anna/.cache/brasca-zk"
 
 # What is recorded for a user is bounded, and somebody else's folder is not written to.
 rm -rf /run/brasca
-for i in $(seq 140); do "$binaries/mount.qrt" qrt "/mnt/brasca/anna/SRV1/made up $i" 2>/dev/null; done
+for i in $(seq 140); do "$binaries/mount.qrt" qrt-own "/mnt/brasca/anna/SRV1/made up $i" 2>/dev/null; done
 [ "$(ls /run/brasca/2001/SRV1 | wc -l)" -le 128 ] || fail "too many states are kept"
 rm -rf /run/brasca
 mkdir -p /run/brasca "$T/home/anna/states"
 ln -s "$T/home/anna/states" /run/brasca/2001
-"$binaries/mount.qrt" qrt /mnt/brasca/anna/SRV1/none 2>/dev/null
+"$binaries/mount.qrt" qrt-own /mnt/brasca/anna/SRV1/none 2>/dev/null
 expect "" ls "$T/home/anna/states"
