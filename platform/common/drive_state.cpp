@@ -110,21 +110,26 @@ static bool write_file(int folder, const std::string &name, uid_t user, const st
     return written;
 }
 
+static std::string text_of(const DriveState &state) {
+    return std::string("brasca-drive 1 ") + meaning_of(state.failure).code + " " + std::to_string(state.when) + "\n";
+}
+
+static Opened open_user_folder(uid_t user) {
+    mkdir(place_drive_states, S_IRWXU | S_IXGRP | S_IXOTH);
+    const Opened top(open(place_drive_states, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    return Opened(top.isOpen() ? open_folder(top.number(), std::to_string(user).c_str()) : -1);
+}
+
 bool drive_state_write(uid_t user, const std::string &server, const std::string &volume, const DriveState &state) {
     errno = EINVAL;
     if (!is_folder_name(server) || !is_folder_name(volume) || server[0] == '.' || volume[0] == '.') return false;
-    mkdir(place_drive_states, S_IRWXU | S_IXGRP | S_IXOTH);
-    const Opened top(open(place_drive_states, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!top.isOpen()) return false;
-    const Opened own(open_folder(top.number(), std::to_string(user).c_str()));
+    const Opened own = open_user_folder(user);
     if (!own.isOpen()) return false;
     if (!exists(own.number(), server)) make_room(own.number());
     const Opened folder(open_folder(own.number(), server.c_str()));
     if (!folder.isOpen()) return false;
     if (!exists(folder.number(), volume)) make_room(folder.number());
-    return write_file(
-        folder.number(), volume, user,
-        std::string("brasca-drive 1 ") + meaning_of(state.failure).code + " " + std::to_string(state.when) + "\n");
+    return write_file(folder.number(), volume, user, text_of(state));
 }
 
 static std::optional<DriveState> state_in(const char *text) {
@@ -137,12 +142,34 @@ static std::optional<DriveState> state_in(const char *text) {
     return std::nullopt;
 }
 
+static std::string text_in(const Opened &file) {
+    char text[256] = "";
+    if (!file.isOpen() || TEMP_FAILURE_RETRY(read(file.number(), text, sizeof text - 1)) <= 0) return "";
+    return text;
+}
+
 std::optional<DriveState> drive_state_read(const std::string &server, const std::string &volume) {
     if (!is_folder_name(server) || !is_folder_name(volume)) return std::nullopt;
     const std::string path =
         std::string(place_drive_states) + "/" + std::to_string(geteuid()) + "/" + server + "/" + volume;
     const Opened file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    char text[128] = "";
-    if (!file.isOpen() || TEMP_FAILURE_RETRY(read(file.number(), text, sizeof text - 1)) <= 0) return std::nullopt;
-    return state_in(text);
+    return state_in(text_in(file).c_str());
+}
+
+// No server's folder: those begin with no dot.
+static constexpr const char *refusal_name = ".refused";
+
+bool password_refusal_write(uid_t user, const std::string &version, const DriveState &state) {
+    const Opened own = open_user_folder(user);
+    return own.isOpen() && write_file(own.number(), refusal_name, geteuid(), version + " " + text_of(state));
+}
+
+std::optional<DriveState> password_refusal_read(uid_t user, const std::string &version) {
+    const Opened own = open_user_folder(user);
+    if (!own.isOpen()) return std::nullopt;
+    const std::string text =
+        text_in(Opened(openat(own.number(), refusal_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)));
+    const std::string start = version + " ";
+    if (text.compare(0, start.size(), start) != 0) return std::nullopt;
+    return state_in(text.c_str() + start.size());
 }

@@ -3,6 +3,8 @@
 //     /run/brasca/UID/SERVER/VOLUME ::= "brasca-drive 1 " state " " seconds-since-1970 LF
 //     state                         ::= "mounted" | a failure's code
 //
+//     /run/brasca/UID/.refused      ::= credentials-version " brasca-drive 1 " state " " seconds-since-1970 LF
+//
 // The folders are root's and let nobody list them; each file is its user's own, mode 0400.
 #ifndef PLATFORM_COMMON_DRIVE_STATE_H
 #define PLATFORM_COMMON_DRIVE_STATE_H
@@ -42,5 +44,12 @@ bool drive_state_write(uid_t user, const std::string &server, const std::string 
 
 // The state that was recorded for the effective user; nothing when there is none, or none that root wrote.
 std::optional<DriveState> drive_state_read(const std::string &server, const std::string &volume);
+
+// Records, as root, that a server did not take the user's kept password; `version` is that of the file with it
+// (smb_credentials.h). False with errno.
+bool password_refusal_write(uid_t user, const std::string &version, const DriveState &state);
+
+// Why that password was not taken: the state recorded last, if it was for the same version. As root.
+std::optional<DriveState> password_refusal_read(uid_t user, const std::string &version);
 
 #endif

@@ -24,6 +24,13 @@ static bool is_name(std::string_view name) {
                [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 0x7F || c == ',' || c == '"'; });
 }
 
+static std::string version_of(int descriptor) {
+    struct stat status = {};
+    if (fstat(descriptor, &status) != 0) return "";
+    return std::to_string(status.st_ino) + "-" + std::to_string(status.st_mtim.tv_sec) + "." +
+           std::to_string(status.st_mtim.tv_nsec);
+}
+
 static bool is_private(int descriptor, uid_t user, mode_t kind) {
     constexpr mode_t others = S_IRWXG | S_IRWXO;
     struct stat status = {};
@@ -77,7 +84,7 @@ static std::optional<SmbCredentials> credentials_in(std::string_view text) {
     if (!password || !text.empty() || user->empty() || !is_name(*user) || !is_name(*domain) || password->empty() ||
         password->size() > Secret::usual_capacity || password->find('\0') != password->npos)
         return std::nullopt;
-    SmbCredentials found{std::string(*user), std::string(*domain), Secret()};
+    SmbCredentials found{std::string(*user), std::string(*domain), Secret(), ""};
     memcpy(found.password.text(), password->data(), password->size());
     return found;
 }
@@ -93,5 +100,7 @@ std::optional<SmbCredentials> smb_credentials_read(uid_t user) {
            (got = TEMP_FAILURE_RETRY(read(file.number(), text.text() + length, file_limit + 1 - length))) > 0)
         length += static_cast<size_t>(got);
     if (got < 0 || length > file_limit) return std::nullopt;
-    return credentials_in(std::string_view(text.text(), length));
+    std::optional<SmbCredentials> found = credentials_in(std::string_view(text.text(), length));
+    if (found) found->version = version_of(file.number());
+    return found;
 }

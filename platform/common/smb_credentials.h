@@ -16,6 +16,7 @@
 struct SmbCredentials {
     std::string user, domain; // the domain may be empty
     Secret password;
+    std::string version; // of the file: another one after each login; set by smb_credentials_read
 };
 
 // Writes the effective user's file. False, with nothing written, when the user has no folder in /run/user that is

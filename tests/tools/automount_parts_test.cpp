@@ -315,6 +315,23 @@ TEST_F(UsersFiles, CredentialsThatCouldBeSomethingElseAreNotTaken) {
     EXPECT_FALSE(isRead()) << "a link";
 }
 
+TEST_F(UsersFiles, ARefusedPasswordIsKnownUntilThereIsAnotherOne) {
+    const auto version = [&] { return smb_credentials_read(geteuid())->version; };
+    ASSERT_TRUE(smb_credentials_write("anna", "", "wrong"));
+    const std::string first = version();
+    EXPECT_EQ(first, version());
+    EXPECT_FALSE(password_refusal_read(geteuid(), first));
+    ASSERT_TRUE(password_refusal_write(geteuid(), first, {DriveFailure::wrongPassword, 1700000000}));
+    EXPECT_EQ(DriveFailure::wrongPassword, password_refusal_read(geteuid(), first)->failure);
+    ASSERT_EQ(0, link(folder.path(id + "/brasca-credentials").c_str(), folder.path("keeps the inode").c_str()));
+    ASSERT_TRUE(smb_credentials_write("anna", "", "right"));
+    EXPECT_NE(first, version());
+    EXPECT_FALSE(password_refusal_read(geteuid(), version()));
+    EXPECT_FALSE(password_refusal_read(geteuid(), first.substr(1)));
+    folder.write("states/" + id + "/.refused", first + " brasca-drive 1 colour 1\n");
+    EXPECT_FALSE(password_refusal_read(geteuid(), first));
+}
+
 TEST_F(UsersFiles, StatesAreReadAsTheyWereRecorded) {
     EXPECT_FALSE(drive_state_read("S 1", "V'"));
     ASSERT_TRUE(drive_state_write(geteuid(), "S 1", "V'", {DriveFailure::noAnswer, 1700000000}));

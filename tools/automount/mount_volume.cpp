@@ -84,6 +84,24 @@ static DriveFailure refuse(const std::string &folder, DriveFailure failure) {
     return failure;
 }
 
+static bool is_of_password(DriveFailure failure) {
+    return failure == DriveFailure::wrongPassword || failure == DriveFailure::passwordExpired ||
+           failure == DriveFailure::accountLocked;
+}
+
+// A password that a server has refused is not tried again: each attempt counts for the account's lock.
+static DriveFailure mount_with(const SmbCredentials &credentials, MountOrder *order, long timeLimit) {
+    const uid_t user = order->user.id;
+    if (const std::optional<DriveState> refused = password_refusal_read(user, credentials.version))
+        return refuse(order->folder, refused->failure);
+    order->smbUser = credentials.user;
+    order->smbDomain = credentials.domain;
+    const DriveFailure failure = mount_remote(*order, &credentials.password, timeLimit);
+    if (is_of_password(failure) && !password_refusal_write(user, credentials.version, {failure, time(nullptr)}))
+        complain(order->folder, catalogue_format("cannot record the state: %s", strerror(errno)));
+    return failure;
+}
+
 static DriveFailure mount_as(const DriveUser &user, const std::string &folder, const std::string &server,
                              const std::string &volume, bool own) {
     const MountSite site = site_current();
@@ -99,9 +117,7 @@ static DriveFailure mount_as(const DriveUser &user, const std::string &folder, c
     if (site.credentials && mount_needs_password(*mount, true)) credentials = smb_credentials_read(user.id);
     if (!credentials) return mount_remote(order, nullptr, site.timeLimit);
     if (!own) return refuse(folder, DriveFailure::notAllowed);
-    order.smbUser = credentials->user;
-    order.smbDomain = credentials->domain;
-    return mount_remote(order, &credentials->password, site.timeLimit);
+    return mount_with(*credentials, &order, site.timeLimit);
 }
 
 DriveFailure mount_volume(const std::string &folder, bool own) {

@@ -7,6 +7,11 @@ credentials = true
 server = "FS1"
 name = "HOME"
 source = "smb://fs1/home"
+
+[[volume]]
+server = "FS1"
+name = "OTHER"
+source = "smb://fs1/other"
 END
 double mount.cifs <<END
 #!/bin/sh
@@ -33,3 +38,20 @@ expect "H:   FS1/HOME:  not in use" map --status
 awaits 20 as anna ls "$T/home/anna/H/"
 expect "//fs1/home 3" cat "$T/attempts"
 expect "H:   FS1/HOME:  mounted" map --status
+
+# A password that a server has refused is tried no more, until there is another one.
+umount /mnt/brasca/anna/FS1/HOME
+rm "$T/attempts"
+echo "mount error(127): Key has expired" >"$T/says"
+succeeds map 'G:=FS1/OTHER:'
+fails as anna ls "$T/home/anna/H/"
+rm "$T/says"
+fails as anna ls "$T/home/anna/G/"
+for volume in HOME OTHER; do "$binaries/mount.qrt" qrt-own /mnt/brasca/anna/FS1/$volume 2>/dev/null; done
+expect "//fs1/home 3" cat "$T/attempts"
+expect "G:   FS1/OTHER:  not mounted: the password has expired
+H:   FS1/HOME:  not mounted: the password has expired" map --status
+expect "root 400" stat -c '%U %a' /run/brasca/2001/.refused
+keep moonflower
+awaits 20 as anna ls "$T/home/anna/G/"
+awaits 20 as anna ls "$T/home/anna/H/"
