@@ -115,6 +115,7 @@ static DriveFailure mount_as(const DriveUser &user, const std::string &folder, c
     if (mount->source.kind == VolumeSource::Kind::local) return mount_local(order);
     std::optional<SmbCredentials> credentials;
     if (site.credentials && mount_needs_password(*mount, true)) credentials = smb_credentials_read(user.id);
+    if (!credentials && mount_needs_password(*mount, false)) return refuse(folder, DriveFailure::notAllowed);
     if (!credentials) return mount_remote(order, nullptr, site.timeLimit);
     if (!own) return refuse(folder, DriveFailure::notAllowed);
     return mount_with(*credentials, &order, site.timeLimit);

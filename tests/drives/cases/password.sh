@@ -12,6 +12,12 @@ source = "smb://fs1/home"
 server = "FS1"
 name = "OTHER"
 source = "smb://fs1/other"
+
+[[volume]]
+server = "FS1"
+name = "NTLM"
+source = "smb://fs1/ntlm"
+options = "sec=ntlmssp"
 END
 double mount.cifs <<END
 #!/bin/sh
@@ -55,3 +61,13 @@ expect "root 400" stat -c '%U %a' /run/brasca/2001/.refused
 keep moonflower
 awaits 20 as anna ls "$T/home/anna/G/"
 awaits 20 as anna ls "$T/home/anna/H/"
+
+# Where only a password will do, and there is none, root does not log in as itself.
+rm /run/user/2001/brasca-credentials "$T/attempts"
+succeeds map 'N:=FS1/NTLM:'
+fails as anna ls "$T/home/anna/N/"
+fails test -e "$T/attempts"
+expect_part "N:   FS1/NTLM:  not mounted: access denied" map --status
+keep
+awaits 20 as anna ls "$T/home/anna/N/"
+expect "//fs1/ntlm 3" cat "$T/attempts"
