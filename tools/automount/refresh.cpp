@@ -108,11 +108,12 @@ static bool read_tree(const ConfigTree &tree, const ConfigAutomount &allowed, st
     return reading.refusals.empty();
 }
 
+// As far as the configuration still allows them.
 static void keep_volumes_of(const std::string &tree, const std::optional<MountSite> &before,
-                            std::vector<SiteVolume> *volumes) {
+                            const ConfigAutomount &allowed, std::vector<SiteVolume> *volumes) {
     if (!before) return;
     for (const SiteVolume &volume : before->volumes)
-        if (volume.tree == tree) volumes->push_back(volume);
+        if (volume.tree == tree && refusal_of(allowed, volume).empty()) volumes->push_back(volume);
 }
 
 static std::optional<MountSite> site_before() {
@@ -143,7 +144,7 @@ bool site_refresh() {
             well = read_tree(tree, config.automount, &site.volumes) && well;
         } catch (const AutomountError &error) {
             complain(error.what());
-            keep_volumes_of(tree.name, before, &site.volumes);
+            keep_volumes_of(tree.name, before, config.automount, &site.volumes);
             well = false;
         }
     }

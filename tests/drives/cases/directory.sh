@@ -79,6 +79,10 @@ done
 chown anna "$T/site/acme.ldif"
 expect_part "$T/site/acme.ldif does not belong to root" automounter --refresh
 expect_part "	SRV1	PROJECTS	$T/volumes/shared" cat /var/cache/brasca/site/volumes
+sed -i "s,^folders = .*,folders = [\"$T/volumes/private\"]," /etc/opt/brasca/zk/client.toml
+expect_part "$T/site/acme.ldif does not belong to root" automounter --refresh
+fails grep PROJECTS /var/cache/brasca/site/volumes # as far as the configuration allows it
+sed -i "s,^folders = .*,folders = [\"$T/volumes/shared\"]," /etc/opt/brasca/zk/client.toml
 chown root "$T/site/acme.ldif"
 
 # A change of the directory is seen when the copy has aged, and at once where something is not there yet.
