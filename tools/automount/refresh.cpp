@@ -124,21 +124,43 @@ static std::optional<MountSite> site_before() {
     }
 }
 
-bool site_refresh() {
-    const std::string path = config_path();
-    root_file_check(path);
-    const Config config = config_load(path);
-    const std::optional<MountSite> before = site_before();
+// The configuration's own part.
+static MountSite site_of(const Config &config) {
     MountSite site;
-    site.written = time(nullptr);
     site.hosts = config.automount.hosts;
     site.smbOptions = config.automount.smbOptions;
     site.timeLimit = std::lround(std::ceil(config.automount.timeLimit));
     site.refresh = std::lround(std::ceil(config.automount.refresh));
     site.credentials = config.automount.credentials;
-    bool well = true;
     for (const ConfigVolume &volume : config.volumes)
         site.volumes.push_back({"", volume.server, volume.name, volume.source, volume.options});
+    return site;
+}
+
+static bool is_current(const MountSite &site) {
+    struct stat configuration = {};
+    if (stat(config_path().c_str(), &configuration) == 0 && configuration.st_ctim.tv_sec >= site.written) return false;
+    const time_t age = time(nullptr) - site.written;
+    return age >= 0 && age <= site.refresh;
+}
+
+// What holds even if no directory ever answers, in the place of a file that is not current. It counts as old: whoever
+// needs more still asks them.
+static void write_without_directories(const Config &config, const std::optional<MountSite> &before) {
+    MountSite site = site_of(config);
+    for (const ConfigTree &tree : config.trees) keep_volumes_of(tree.name, before, config.automount, &site.volumes);
+    root_file_write(place_site_copy, site_text(site));
+}
+
+bool site_refresh() {
+    const std::string path = config_path();
+    root_file_check(path);
+    const Config config = config_load(path);
+    const std::optional<MountSite> before = site_before();
+    MountSite site = site_of(config);
+    site.written = time(nullptr);
+    if (!config.trees.empty() && !(before && is_current(*before))) write_without_directories(config, before);
+    bool well = true;
     for (const ConfigTree &tree : config.trees) {
         try {
             well = read_tree(tree, config.automount, &site.volumes) && well;
@@ -174,13 +196,6 @@ static void refresh_within_limit() {
     if (!before) return;
     before->written = time(nullptr); // whoever uses a drive now is not to wait for them again
     root_file_write(place_site_copy, site_text(*before));
-}
-
-static bool is_current(const MountSite &site) {
-    struct stat configuration = {};
-    if (stat(config_path().c_str(), &configuration) == 0 && configuration.st_ctim.tv_sec >= site.written) return false;
-    const time_t age = time(nullptr) - site.written;
-    return age >= 0 && age <= site.refresh;
 }
 
 static MountSite read_or_throw() {

@@ -11,7 +11,8 @@
 bool site_refresh();
 
 // The site's file as it is, written anew before when it is older than the configuration or than its own `refresh`.
-// A directory that does not answer costs as much as `site_refresh_limit` seconds and leaves the file as it is.
+// A directory that does not answer costs as much as `site_refresh_limit` seconds; the file then has the configuration's
+// own part, and of the trees what it had.
 MountSite site_current();
 
 // The same, also when the file is current but some seconds old: what is wanted is not in it.

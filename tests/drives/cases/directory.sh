@@ -91,3 +91,20 @@ echo "qrtVolumeSource: $T/volumes/shared" >>"$T/site/acme.ldif"
 sed -i '1s/.*/brasca-site 1 1/' /var/cache/brasca/site/volumes
 succeeds map 'N:=SRV1/NEWER:'
 expect plan as anna cat "$T/home/anna/N/projects/plan"
+
+# A directory that never answers delays what the configuration itself says for no longer than its limit.
+python3 -c 'import socket, sys, time
+silent = socket.socket(socket.AF_UNIX)
+silent.bind(sys.argv[1])
+silent.listen()
+time.sleep(1000)' "$T/silent" &
+awaits 20 test -S "$T/silent"
+sed -i "s,^ldif = .*,uris = [\"ldapi://$(echo "$T/silent" | sed 's,/,%2F,g')\"]\nsearch_base = \"o=acme\"," /etc/opt/brasca/zk/client.toml
+printf '[[volume]]\nserver = "SRV2"\nname = "OWN"\nsource = "%s"\n' "$T/volumes/private" >>/etc/opt/brasca/zk/client.toml
+automounter --refresh 2>/dev/null &
+asking=$!
+awaits 20 grep "SRV2	OWN" /var/cache/brasca/site/volumes
+kill $asking || fail "the directory has answered"
+expect_part "	SRV1	NEWER	$T/volumes/shared" cat /var/cache/brasca/site/volumes
+succeeds map 'O:=SRV2/OWN:'
+succeeds as anna ls "$T/home/anna/O/"
