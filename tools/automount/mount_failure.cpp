@@ -65,10 +65,17 @@ static int error_number(std::string_view output) {
     return number;
 }
 
+// What the log has to explain. It has lines of other users' mounts too, so nothing else is taken from it.
+static bool is_ambiguous(int number) {
+    return number == EACCES || number == EPERM || number == EIO;
+}
+
 DriveFailure mount_failure_of(std::string_view output, std::string_view kernelLog, bool withPassword) {
-    const DriveFailure told = first_of(kernel_phrases, kernelLog);
-    if (told != DriveFailure::failed) return told;
     const int number = error_number(output);
+    if (is_ambiguous(number)) {
+        const DriveFailure told = first_of(kernel_phrases, kernelLog);
+        if (told != DriveFailure::failed) return told;
+    }
     for (const Number &known : numbers)
         if (known.error == number) return known.failure;
     if (number == EACCES && withPassword && kernelLog.find("SessSetup = -13") != std::string_view::npos)
