@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -11,6 +12,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/common/location.h"
+#include "platform/common/nocase.h"
 #include "platform/common/opened.h"
 #include "platform/common/places.h"
 #include "platform/common/write_all.h"
@@ -72,13 +74,23 @@ static int open_folder(int above, const char *name) {
     return -1;
 }
 
-// With the folder full the name whose state is oldest makes room.
-static void make_room(int folder) {
+// Removes a state, or a server's folder with its states, in which there are no folders.
+static bool remove_name(int folder, const std::string &name) {
+    if (unlinkat(folder, name.c_str(), 0) == 0) return true;
+    const std::unique_ptr<DIR, CloseFolder> states(
+        fdopendir(openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
+    if (states == nullptr) return false;
+    while (const dirent *item = readdir(states.get())) unlinkat(dirfd(states.get()), item->d_name, 0);
+    return unlinkat(folder, name.c_str(), AT_REMOVEDIR) == 0;
+}
+
+// With the folder full the name whose state is oldest makes room. False with errno when there is none.
+static bool make_room(int folder) {
     const std::unique_ptr<DIR, CloseFolder> names(fdopendir(dup(folder)));
     size_t count = 0;
     time_t oldest = 0;
     std::string victim;
-    if (names == nullptr) return;
+    if (names == nullptr) return false;
     rewinddir(names.get());
     while (const dirent *item = readdir(names.get())) {
         struct stat status = {};
@@ -88,7 +100,7 @@ static void make_room(int folder) {
         victim = item->d_name;
         oldest = status.st_mtime;
     }
-    if (count >= most_names && unlinkat(folder, victim.c_str(), 0) != 0) unlinkat(folder, victim.c_str(), AT_REMOVEDIR);
+    return count < most_names || remove_name(folder, victim);
 }
 
 static bool exists(int folder, const std::string &name) {
@@ -120,15 +132,22 @@ static Opened open_user_folder(uid_t user) {
     return Opened(top.isOpen() ? open_folder(top.number(), std::to_string(user).c_str()) : -1);
 }
 
-bool drive_state_write(uid_t user, const std::string &server, const std::string &volume, const DriveState &state) {
+// Names that differ in case only are one entry.
+static std::string folded(std::string name) {
+    std::transform(name.begin(), name.end(), name.begin(), upper_case);
+    return name;
+}
+
+bool drive_state_write(uid_t user, const std::string &asServer, const std::string &asVolume, const DriveState &state) {
+    const std::string server = folded(asServer), volume = folded(asVolume);
     errno = EINVAL;
     if (!is_folder_name(server) || !is_folder_name(volume) || server[0] == '.' || volume[0] == '.') return false;
     const Opened own = open_user_folder(user);
     if (!own.isOpen()) return false;
-    if (!exists(own.number(), server)) make_room(own.number());
+    if (!exists(own.number(), server) && !make_room(own.number())) return false;
     const Opened folder(open_folder(own.number(), server.c_str()));
     if (!folder.isOpen()) return false;
-    if (!exists(folder.number(), volume)) make_room(folder.number());
+    if (!exists(folder.number(), volume) && !make_room(folder.number())) return false;
     return write_file(folder.number(), volume, user, text_of(state));
 }
 
@@ -151,7 +170,7 @@ static std::string text_in(const Opened &file) {
 std::optional<DriveState> drive_state_read(const std::string &server, const std::string &volume) {
     if (!is_folder_name(server) || !is_folder_name(volume)) return std::nullopt;
     const std::string path =
-        std::string(place_drive_states) + "/" + std::to_string(geteuid()) + "/" + server + "/" + volume;
+        std::string(place_drive_states) + "/" + std::to_string(geteuid()) + "/" + folded(server) + "/" + folded(volume);
     const Opened file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     return state_in(text_in(file).c_str());
 }

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 
 #include "platform/common/drive_state.h"
 #include "platform/common/location.h"
@@ -320,6 +321,22 @@ TEST_F(UsersFiles, CredentialsThatCouldBeSomethingElseAreNotTaken) {
     EXPECT_FALSE(isRead()) << "a link";
 }
 
+TEST_F(UsersFiles, StatesOfNoMoreThan128ServersAreKept) {
+    for (int i = 0; i < 140; ++i)
+        ASSERT_TRUE(drive_state_write(geteuid(), "S" + std::to_string(i), "V", {DriveFailure::noAnswer, 1}));
+    const auto count = [&] {
+        const std::filesystem::directory_iterator servers(states + "/" + id);
+        return std::distance(begin(servers), end(servers));
+    };
+    EXPECT_EQ(128, count());
+    EXPECT_TRUE(drive_state_read("S139", "V").has_value());
+    // What cannot be removed makes no room.
+    for (const auto &server : std::filesystem::directory_iterator(states + "/" + id))
+        std::filesystem::create_directory(server.path() / "folder");
+    EXPECT_FALSE(drive_state_write(geteuid(), "NEW", "V", {DriveFailure::noAnswer, 1}));
+    EXPECT_EQ(128, count());
+}
+
 TEST_F(UsersFiles, ARefusedPasswordIsKnownUntilThereIsAnotherOne) {
     const auto version = [&] { return smb_credentials_read(geteuid())->version; };
     ASSERT_TRUE(smb_credentials_write("anna", "", "wrong"));
@@ -345,6 +362,8 @@ TEST_F(UsersFiles, StatesAreReadAsTheyWereRecorded) {
     EXPECT_EQ(1700000000, state.when);
     ASSERT_TRUE(drive_state_write(geteuid(), "S 1", "V'", {DriveFailure::none, 1}));
     EXPECT_EQ(DriveFailure::none, drive_state_read("S 1", "V'")->failure);
+    ASSERT_TRUE(drive_state_write(geteuid(), "s 1", "v'", {DriveFailure::refused, 1}));
+    EXPECT_EQ(DriveFailure::refused, drive_state_read("S 1", "V'")->failure);
     for (const char *name : {"", ".", "..", "a/b", ".hidden"}) {
         EXPECT_FALSE(drive_state_write(geteuid(), name, "V", {})) << name;
         EXPECT_FALSE(drive_state_write(geteuid(), "S", name, {})) << name;
