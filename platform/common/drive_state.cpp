@@ -2,7 +2,11 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/posix_acl.h>
+#include <linux/posix_acl_xattr.h>
+#include <linux/xattr.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
@@ -108,13 +112,29 @@ static bool exists(int folder, const std::string &name) {
     return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+// Lets the user read root's file, and nobody else. It does not become the user's, who could fill the file system of
+// root's by it; only where that has no access lists it does.
+static bool let_read(int file, uid_t user) {
+    constexpr auto nobody = static_cast<uint32_t>(ACL_UNDEFINED_ID);
+    const struct {
+        posix_acl_xattr_header header;
+        posix_acl_xattr_entry entries[5];
+    } list = {{htole32(POSIX_ACL_XATTR_VERSION)},
+              {{htole16(ACL_USER_OBJ), htole16(ACL_READ), htole32(nobody)},
+               {htole16(ACL_USER), htole16(ACL_READ), htole32(user)},
+               {htole16(ACL_GROUP_OBJ), 0, htole32(nobody)},
+               {htole16(ACL_MASK), htole16(ACL_READ), htole32(nobody)},
+               {htole16(ACL_OTHER), 0, htole32(nobody)}}};
+    if (user == geteuid() || fsetxattr(file, XATTR_NAME_POSIX_ACL_ACCESS, &list, sizeof list, 0) == 0) return true;
+    return errno == ENOTSUP && fchown(file, user, -1) == 0;
+}
+
 static bool write_file(int folder, const std::string &name, uid_t user, const std::string &text) {
     const std::string temporary = ".new-" + std::to_string(getpid());
     unlinkat(folder, temporary.c_str(), 0);
     const Opened file(openat(folder, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR));
     if (!file.isOpen()) return false;
-    const bool written = write_all(file.number(), text) &&
-                         (user == geteuid() || fchown(file.number(), user, -1) == 0) &&
+    const bool written = write_all(file.number(), text) && let_read(file.number(), user) &&
                          renameat(folder, temporary.c_str(), folder, name.c_str()) == 0;
     const int problem = errno;
     if (!written) unlinkat(folder, temporary.c_str(), 0);

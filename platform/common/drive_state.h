@@ -5,8 +5,8 @@
 //
 //     /run/brasca/UID/.refused      ::= credentials-version " brasca-drive 1 " state " " seconds-since-1970 LF
 //
-// SERVER and VOLUME are in capital letters, so that one name in several cases is one. The folders are root's and let
-// nobody list them; each file is its user's own, mode 0400.
+// SERVER and VOLUME are in capital letters: a name in several cases is one. Folders and files are root's. Nobody lists
+// the folders; a file's access list lets its user read it (without access lists it is the user's own, mode 0400).
 #ifndef PLATFORM_COMMON_DRIVE_STATE_H
 #define PLATFORM_COMMON_DRIVE_STATE_H
 

@@ -50,3 +50,5 @@ expect_part "ro,nosuid,nodev,noexec" options_of /mnt/brasca/bert/SRV1/USERS
 fails as bert cat /run/brasca/2001/SRV1/USERS
 fails as bert ls /run/brasca/2001
 expect_part "brasca-drive 1 mounted" as anna cat /run/brasca/2001/SRV1/USERS
+expect "root root" stat -c '%U %G' /run/brasca/2001/SRV1/USERS
+fails as anna chmod 600 /run/brasca/2001/SRV1/USERS
