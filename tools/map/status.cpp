@@ -3,7 +3,9 @@
 #include <mntent.h>
 #include <sys/stat.h>
 #include <algorithm>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -26,12 +28,14 @@ static bool is_at_or_below(const std::string &path, const std::string &folder) {
 MountedVolumes::MountedVolumes() {
     const std::unique_ptr<FILE, EndMounts> mounts(setmntent("/proc/self/mounts", "re"));
     const std::string point = mount_point();
+    char real[PATH_MAX]; // the kernel names mounts without the symbolic links that lead there
+    if (realpath(point.c_str(), real) == nullptr) return;
     constexpr size_t longest_line = size_t{16} << 10;
     std::vector<char> line(longest_line);
     mntent one = {};
     while (mounts && getmntent_r(mounts.get(), &one, line.data(), static_cast<int>(line.size())) != nullptr)
-        if (strcmp(one.mnt_type, "autofs") != 0 && is_at_or_below(one.mnt_dir, point))
-            folders_.emplace_back(one.mnt_dir);
+        if (strcmp(one.mnt_type, "autofs") != 0 && is_at_or_below(one.mnt_dir, real))
+            folders_.push_back(point + (one.mnt_dir + strlen(real)));
 }
 
 bool MountedVolumes::have(const std::string &folder) const {
