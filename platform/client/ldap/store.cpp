@@ -70,14 +70,9 @@ EntryPtr LdapStore::findUser(const LoginName &name) {
         }
     }
     assumed_.reset();
-    return objects_.isOfAccounts() && !loggedIn_ ? accountOf(name) : userSeen(name);
-}
-
-static EntryPtr unseen_user(const Name &name) {
-    auto made = std::make_shared<Entry>();
-    made->name = name;
-    made->entryClass = schema_class_of({"person"});
-    return made;
+    if (!objects_.isOfAccounts() || loggedIn_) return userSeen(name);
+    account_ = accounts_.meant(name);
+    return account_.entry;
 }
 
 // A directory that shows nothing anonymously does not say who exists: the usual form of the name is assumed.
@@ -86,13 +81,13 @@ EntryPtr LdapStore::userSeen(const LoginName &name) {
     const bool isMailName = name.attribute.find('@') != std::string::npos;
     for (const Name &object : name.objects) {
         const std::optional<Name> likely = isMailName ? std::nullopt : objects_.unseen(object);
-        if (likely) return unseen_user(*likely);
+        if (likely) return entry_unseen_user(*likely);
     }
     if (objects_.showsNothing() && name.attributeFirst) {
         if (!isMailName) { // one without a container is right below the place where users are searched
             Name user = objects_.searchBase();
             user.insert(user.begin(), {objects_.schema().userType, name.attribute});
-            return unseen_user(user);
+            return entry_unseen_user(user);
         }
         throw CodedError(ZKE_NO_ACCESS,
                          catalogue_format("%1$s: the server shows no users before a login: add the context of %2$s, or "
@@ -101,227 +96,6 @@ EntryPtr LdapStore::userSeen(const LoginName &name) {
     }
     objects_.refuseWrongBase();
     return nullptr;
-}
-
-// The DNS name of a directory of accounts is that of its entries.
-std::string LdapStore::accountDomain() {
-    Name place = objects_.searchBase();
-    Name above;
-    name_parse_dn(tree_.base, {}, &above, nullptr);
-    place.insert(place.end(), above.begin(), above.end());
-    std::string domain;
-    for (const NamePart &part : place)
-        if (part.type == "dc") domain += (domain.empty() ? "" : ".") + part.value;
-    return domain;
-}
-
-// Such a directory takes accounts by their own names: which entry is theirs it shows after the login.
-EntryPtr LdapStore::accountOf(const LoginName &name) {
-    error_unless(name.objects.empty() || !name.objects.front().empty(), ZKE_NO_SUCH_ENTRY);
-    Account account;
-    std::string leaf = name.attribute;
-    const bool isMailName = name.attribute.find('@') != std::string::npos;
-    // A name with a container that has no types may be an account's, "anna.meier": only the tree's own end of it, or a
-    // period in front, tells an object's.
-    const bool isObject = name.attribute.empty() || (name.attribute.find('.') != std::string::npos && !isMailName &&
-                                                     !objects_.searchBase().empty() && !name.objects.empty() &&
-                                                     objects_.likely(name.objects.front()));
-    if (!name.account.empty()) {
-        const std::string principal = name.account + "@" + accountDomain(); // whom a ticket is for
-        account.bindName = tree_.ldap.gssapi ? principal : name.domain + "\\" + name.account;
-        account.domain = name.domain;
-        leaf = name.account;
-    } else if (isObject && !name.objects.front().front().type.empty()) {
-        account.bindName = name_to_dn(name.objects.front(), root_);
-        account.filter = filter_equal(objects_.schema().dnAttribute, account.bindName);
-    } else if (isMailName) {
-        account.bindName = name.attribute;
-        const size_t at = name.attribute.rfind('@');
-        leaf = equal_nocase(name.attribute.substr(at + 1), accountDomain()) ? name.attribute.substr(0, at) : "";
-    } else {
-        if (isObject) {
-            account.wanted = name.objects.front();
-            leaf = account.wanted.front().value;
-        }
-        account.bindName = leaf + "@" + accountDomain();
-    }
-    if (account.filter.empty()) {
-        account.exact = account.bindName;
-        std::vector<std::string> filters = {filter_equal("userPrincipalName", account.bindName)};
-        if (!leaf.empty()) filters.push_back(filter_equal(objects_.schema().userName, leaf));
-        account.filter = filter_or(filters);
-        if (name.domain.empty()) // whose realm nobody knows
-            account.principal =
-                kerberos_principal(leaf.empty() ? account.bindName : leaf, accountDomain(), leaf.empty());
-    }
-    account.entry = unseen_user({{"cn", leaf.empty() ? account.bindName : leaf}});
-    account_ = account;
-    return account.entry;
-}
-
-static std::string first_of(const LdapEntry &entry, const char *attribute) {
-    for (const auto &[name, values] : entry.attributes)
-        if (equal_nocase(name, attribute) && !values.empty()) return values.front();
-    return "";
-}
-
-// A domain may take accounts of other domains, too, whose names this one has as well: is it this one's own name? It may
-// be typed as DNS has it.
-bool LdapStore::isOwnDomain(const std::string &typed) {
-    if (equal_nocase(typed, accountDomain())) return true;
-    const LdapAnswer root = servers_.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"configurationNamingContext"}});
-    const std::string where = root.entries.empty() ? "" : first_of(root.entries.front(), "configurationNamingContext");
-    Name place = objects_.searchBase(), above;
-    name_parse_dn(tree_.base, {}, &above, nullptr);
-    place.insert(place.end(), above.begin(), above.end());
-    place.erase(place.begin(),
-                std::find_if(place.begin(), place.end(), [](const NamePart &one) { return one.type == "dc"; }));
-    const std::string filter =
-        filter_and({filter_equal("objectClass", "crossRef"), filter_equal("nCName", name_to_dn(place, {}))});
-    const LdapAnswer names = servers_.search({where, LDAP_SCOPE_SUBTREE, filter, {"nETBIOSName"}});
-    return !where.empty() && std::any_of(names.entries.begin(), names.entries.end(), [&](const LdapEntry &one) {
-        return equal_nocase(first_of(one, "nETBIOSName"), typed);
-    });
-}
-
-// Is it the entry of the account that the server takes the connection for, as far as it says so: "u:ADTEST\anna"?
-static bool is_bound(const Entry &entry, const std::string &who) {
-    const size_t slash = who.find('\\');
-    return who.compare(0, 2, "u:") != 0 || slash == std::string::npos ||
-           equal_nocase(who.substr(slash + 1), entry.name.front().value);
-}
-
-// The directory takes a principal's name before an account's.
-EntryPtr LdapStore::readAccount(const Account &account) {
-    constexpr int limit = 10;
-    LdapSearch wanted = {objects_.dnOf(objects_.searchBase()), LDAP_SCOPE_SUBTREE, account.filter,
-                         objects_.attributes(), limit};
-    wanted.attributes.push_back("userPrincipalName");
-    if (!account.domain.empty() && !isOwnDomain(account.domain)) return nullptr;
-    const LdapAnswer answer = servers_.search(wanted);
-    EntryPtr found;
-    for (const LdapEntry &one : answer.entries) {
-        const EntryPtr entry = objects_.keep(one);
-        if (entry == nullptr || !entry->isClass("User")) continue;
-        const bool isExact = equal_nocase(first_of(one, "userPrincipalName"), account.exact);
-        if (found != nullptr && !isExact) continue;
-        found = is_bound(*entry, account.who) ? entry : nullptr;
-        if (isExact) break;
-    }
-    const bool isWanted =
-        found == nullptr || account.wanted.empty() ||
-        (name_key(account.wanted) == name_key(found->name) && name_may_be(account.wanted, found->name));
-    error_unless(isWanted, ZKE_NO_SUCH_ENTRY);
-    return found;
-}
-
-std::string LdapStore::memberFilter(const std::string &dn) {
-    const SiteSchema &schema = objects_.schema();
-    return filter_or(
-        {filter_equal(schema.attributeOf("member"), dn), filter_equal(schema.attributeOf("uniqueMember"), dn)});
-}
-
-// Groups of accounts have their members' names, the others their DNs.
-std::string LdapStore::groupFilter(const Entry &entry) {
-    const SiteSchema &schema = objects_.schema();
-    std::vector<std::string> filters = {memberFilter(objects_.dnOf(entry))};
-    const std::string *account = schema.listsAccounts ? entry.first("uid") : nullptr;
-    if (account != nullptr) filters.push_back(filter_equal("memberUid", *account));
-    return filter_or(filters);
-}
-
-// `member`: for messages.
-std::vector<Name> LdapStore::readGroups(const std::string &filter, const Name &member) {
-    LdapSearch wanted = {objects_.dnOf(objects_.searchBase()), LDAP_SCOPE_SUBTREE, filter, {LDAP_NO_ATTRS}};
-    wanted.paged = true;
-    LdapAnswer answer = servers_.search(wanted);
-    if (answer.result == LDAP_SIZELIMIT_EXCEEDED || answer.result == LDAP_ADMINLIMIT_EXCEEDED) {
-        throw DataError(
-            catalogue_format("%1$s: the list of groups of %2$s is incomplete: server size limit exceeded after %3$zu",
-                             tree_.name.c_str(), name_to_dotted(member, true).c_str(), answer.entries.size()));
-    }
-    if (!answer.missing.empty())
-        throw CodedError(answer.missingCode, answer.missing); // no list of groups is better than a short one
-    std::vector<Name> names;
-    for (const LdapEntry &one : answer.entries) {
-        Name name;
-        if (name_parse_dn(one.dn, root_, &name, nullptr) &&
-            (one.origin.server.empty() ||
-             std::none_of(names.begin(), names.end(), [&](const Name &known) { return name_equal(known, name); })))
-            names.push_back(std::move(name)); // two servers may have the same one
-    }
-    return names;
-}
-
-static void add_new(const std::vector<Name> &found, std::vector<Name> *groups) {
-    std::unordered_set<std::string> known;
-    for (const Name &group : *groups) known.insert(name_fold(name_to_dotted(group, true)));
-    for (const Name &group : found)
-        if (known.insert(name_fold(name_to_dotted(group, true))).second) groups->push_back(group);
-}
-
-// The group that an account has without being its member: the domain's part of the account's own identifier, with the
-// group's number at its end (MS-DTYP 2.4.2).
-std::vector<Name> LdapStore::readPrimaryGroup(const Entry &entry) {
-    constexpr size_t numberSize = 4, shortest = 8 + numberSize;
-    const LdapAnswer answer =
-        servers_.search({objects_.dnOf(entry), LDAP_SCOPE_BASE, "(objectClass=*)", {"objectSid", "primaryGroupID"}});
-    std::string identifier;
-    uint32_t number = 0;
-    for (const LdapEntry &one : answer.entries) {
-        for (const auto &[name, values] : one.attributes) {
-            if (equal_nocase(name, "objectSid") && !values.empty()) identifier = values.front();
-            if (equal_nocase(name, "primaryGroupID") && !values.empty())
-                number = static_cast<uint32_t>(strtoul(values.front().c_str(), nullptr, 10));
-        }
-    }
-    if (identifier.size() < shortest || number == 0) return {};
-    for (size_t i = 0; i < numberSize; i++)
-        identifier[identifier.size() - numberSize + i] = static_cast<char>(number >> (8 * i));
-    return readGroups("(objectSid=" + filter_escaped_binary(identifier) + ")", entry.name);
-}
-
-// A directory of accounts finds the groups of groups itself.
-void LdapStore::addChain(const Entry &entry, std::vector<Name> *groups) {
-    const std::vector<Name> primary = readPrimaryGroup(entry);
-    add_new(primary, groups);
-    if (!tree_.nestedGroups) return;
-    std::vector<std::string> members = {objects_.dnOf(entry)};
-    for (const Name &group : primary) members.push_back(objects_.dnOf(group));
-    std::vector<std::string> filters;
-    for (const std::string &dn : members)
-        filters.push_back("(" + objects_.schema().attributeOf("member") +
-                          ":1.2.840.113556.1.4.1941:=" + filter_escaped(dn) + ")");
-    add_new(readGroups(filter_or(filters), entry.name), groups);
-}
-
-void LdapStore::addNested(const Entry &entry, std::vector<Name> *groups) {
-    constexpr size_t most = 2000; // in one search: servers limit the size of a request
-    const auto level = [&](const std::vector<Name> &members) {
-        std::vector<Name> found;
-        std::vector<std::string> filters;
-        for (size_t i = 0; i < members.size(); i++) {
-            filters.push_back(memberFilter(name_to_dn(members[i], root_)));
-            if (filters.size() < most && i + 1 < members.size()) continue;
-            for (Name &group : readGroups(filter_or(filters), entry.name)) found.push_back(std::move(group));
-            filters.clear();
-        }
-        return found;
-    };
-    nested_groups_add(tree_.name, entry.name, level, groups);
-}
-
-std::vector<Name> LdapStore::groupsOf(const Entry &entry) {
-    const std::string dn = objects_.dnOf(entry);
-    if (groups_.count(dn) == 0) {
-        std::vector<Name> groups = readGroups(groupFilter(entry), entry.name);
-        if (objects_.isOfAccounts())
-            addChain(entry, &groups);
-        else if (tree_.nestedGroups)
-            addNested(entry, &groups);
-        groups_[dn] = std::move(groups);
-    }
-    return groups_[dn];
 }
 
 std::vector<Name> LdapStore::missing(const Name &container, const std::vector<Name> &names) {
@@ -544,7 +318,7 @@ EntryPtr LdapStore::readUser(const Entry &asked) {
     user_ = asked.name;
     try {
         const bool isAccount = &asked == account_.entry.get();
-        const EntryPtr own = isAccount ? readAccount(account_) : nullptr;
+        const EntryPtr own = isAccount ? accounts_.read(account_) : nullptr;
         if (own != nullptr) user_ = own->name;
         if (own != nullptr || !isAccount) readSession(own == nullptr ? asked : *own);
         if (own != nullptr) return own;
@@ -615,7 +389,7 @@ void LdapStore::logout() {
 // Another user may read other things.
 void LdapStore::forget() {
     objects_.forget();
-    groups_.clear();
+    groups_.forget();
     others_.forget();
     site_.clear();
     siteRead_ = false;

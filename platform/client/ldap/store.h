@@ -11,6 +11,8 @@
 
 #include "platform/client/core/config.h"
 #include "platform/client/core/servers_store.h"
+#include "platform/client/ldap/accounts.h"
+#include "platform/client/ldap/groups.h"
 #include "platform/client/ldap/kerberos_change.h"
 #include "platform/client/ldap/lookup.h"
 #include "platform/client/ldap/other_attributes.h"
@@ -28,7 +30,7 @@ class LdapStore : public ServersStore {
     EntryPtr find(const Name &name, Aliases aliases) override;
     std::vector<EntryPtr> usersNamed(const std::string &value) override;
     EntryPtr findUser(const LoginName &name) override;
-    std::vector<Name> groupsOf(const Entry &entry) override;
+    std::vector<Name> groupsOf(const Entry &entry) override { return groups_.of(entry); }
     std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override;
     std::vector<Name> ownNames(std::vector<Name> names) override { return objects_.ownNames(std::move(names)); }
     const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override;
@@ -48,34 +50,12 @@ class LdapStore : public ServersStore {
     size_t countRead() const override { return objects_.countKept(); }
 
   private:
-    // A user of accounts, who is not looked up before the login.
-    struct Account {
-        EntryPtr entry;
-        std::string bindName;
-        std::string filter;          // finds the user's entry
-        std::string exact;           // the value of userPrincipalName that comes before all others
-        KerberosPrincipal principal; // its name is empty where that is not known
-        Name wanted;                 // not empty: the name that the entry must have
-        std::string domain;          // not empty: the domain that was typed
-        std::string who;             // whom the server takes the connection for, after the bind; as in LdapAnswer
-    };
-
     EntryPtr userSeen(const LoginName &name);
-    EntryPtr accountOf(const LoginName &name);
-    EntryPtr readAccount(const Account &account);
-    std::string accountDomain();
-    bool isOwnDomain(const std::string &typed);
     // As whom servers take the user: by the entry's DN, or by the name of an account.
     std::string bindName(const Entry &user) const;
     void changeAtCentre(const LdapIdentity &before, const LdapIdentity &after) const;
     LdapAnswer bind(const Entry &user, const char *password);
     void bindAsSeen(EntryPtr *user, const char *password, LdapAnswer *answer);
-    std::string memberFilter(const std::string &dn);
-    std::string groupFilter(const Entry &entry);
-    std::vector<Name> readGroups(const std::string &filter, const Name &member);
-    void addNested(const Entry &entry, std::vector<Name> *groups);
-    void addChain(const Entry &entry, std::vector<Name> *groups);
-    std::vector<Name> readPrimaryGroup(const Entry &entry);
     EntryPtr readUser(const Entry &asked);
     void readSession(const Entry &user);
     void readSite();
@@ -93,12 +73,13 @@ class LdapStore : public ServersStore {
     Name root_;
     LdapServers servers_;
     LdapLookup objects_{tree_, root_, &servers_};
-    std::unordered_map<std::string, std::vector<Name>> groups_; // by the member's DN
-    LdapOtherAttributes others_;                                // of who is logged in
+    LdapGroups groups_{tree_, root_, &servers_, &objects_};
+    LdapAccounts accounts_{tree_, root_, &servers_, &objects_};
+    LdapOtherAttributes others_; // of who is logged in
     SiteKeeper &keeper_;
     LoginName assumedName_; // what stands for `assumed_`, the user whom nobody has looked up
     EntryPtr assumed_;
-    Account account_; // of the last name that was to log in; no entry: the name was looked up
+    LdapAccount account_; // of the last name that was to log in; no entry: the name was looked up
     bool siteRead_ = false;
     std::vector<EntryPtr> site_;
     std::string siteMissing_; // as in LdapAnswer
