@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "platform/catalogue.h"
+#include "platform/client/core/config_table.h"
 #include "platform/client/core/descriptor.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/names.h"
@@ -31,142 +32,6 @@ static constexpr size_t file_limit = size_t{16} * 1024 * 1024;
 static constexpr size_t tree_name_limit = ZK_TREE_NAME_SIZE - 1;
 static constexpr size_t server_name_limit = ZK_SERVER_NAME_SIZE - 1;
 static constexpr size_t volume_name_limit = 64;
-
-namespace {
-
-// One table of the file: reads its keys by type, and refuses unknown ones.
-class Table {
-  public:
-    Table(const std::string &path, const toml::table &values) : file_(path), table_(values) {}
-
-    [[noreturn]] void refuse(const toml::source_region &where, const std::string &why) const {
-        throw DataError(file_ + ":" + std::to_string(where.begin.line) + ":" + std::to_string(where.begin.column) +
-                        ": " + why);
-    }
-
-    [[noreturn]] void refuse(const char *key, const std::string &why) const {
-        const toml::node *node = table_.get(key);
-        refuse(node == nullptr ? table_.source() : node->source(), why);
-    }
-
-    std::string text(const char *key, const std::string &otherwise) {
-        const toml::node *node = get(key);
-        if (node == nullptr) return otherwise;
-        return textOf(*node, key);
-    }
-
-    std::string required(const char *key, size_t limit) {
-        std::string value = text(key, "");
-        if (value.empty() || value.size() > limit)
-            refuse(key, catalogue_format("%1$s is required and must have 1 to %2$zu bytes", key, limit));
-        return value;
-    }
-
-    bool texts(const char *key, std::vector<std::string> *values) {
-        const toml::node *node = get(key);
-        if (node == nullptr) return false;
-        if (!node->is_array()) refuse(node->source(), catalogue_format("%s must be a list of strings", key));
-        for (const toml::node &element : *node->as_array()) values->push_back(textOf(element, key));
-        return true;
-    }
-
-    bool flag(const char *key, bool otherwise) {
-        const toml::node *node = get(key);
-        if (node != nullptr && !node->is_boolean())
-            refuse(node->source(), catalogue_format("%s must be true or false", key));
-        return node == nullptr ? otherwise : node->as_boolean()->get();
-    }
-
-    // Seconds, with or without a fraction.
-    double seconds(const char *key, double otherwise) {
-        const toml::node *node = get(key);
-        std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
-        if (!value || !(*value > 0 && *value <= 3600))
-            refuse(key, catalogue_format("%s must be a number of seconds greater than 0 and at most 3600", key));
-        return *value;
-    }
-
-    // Days, with or without a fraction; 0 for none.
-    double daysOrNone(const char *key, double otherwise) {
-        const toml::node *node = get(key);
-        std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
-        if (!value || !(*value >= 0 && *value <= 3650))
-            refuse(key, catalogue_format("%s must be a number of days from 0 to 3650", key));
-        return *value;
-    }
-
-    // The same, and more than none.
-    double days(const char *key, double otherwise) {
-        const toml::node *node = get(key);
-        std::optional<double> value = node == nullptr ? otherwise : node->value<double>();
-        if (!value || !(*value > 0 && *value <= 3650))
-            refuse(key, catalogue_format("%s must be a number of days greater than 0 and at most 3650", key));
-        return *value;
-    }
-
-    // A table of texts.
-    std::vector<std::pair<std::string, std::string>> pairs(const char *key) {
-        std::vector<std::pair<std::string, std::string>> found;
-        const toml::node *node = get(key);
-        if (node != nullptr && !node->is_table())
-            refuse(node->source(), catalogue_format("%s must be a table of strings", key));
-        if (node != nullptr)
-            for (auto &&[name, value] : *node->as_table())
-                found.emplace_back(std::string(name.str()), textOf(value, key));
-        return found;
-    }
-
-    bool has(const char *key) const { return table_.get(key) != nullptr; }
-
-    template <typename Each>
-    void tables(const char *key, Each each) {
-        const toml::node *node = get(key);
-        if (node == nullptr) return;
-        if (!node->is_array_of_tables())
-            refuse(node->source(), catalogue_format("%1$s must be written as [[%1$s]]", key));
-        for (const toml::node &element : *node->as_array()) {
-            Table one(file_, *element.as_table());
-            each(one);
-            one.checkAllKnown();
-        }
-    }
-
-    template <typename Each>
-    void section(const char *key, Each each) {
-        const toml::node *node = get(key);
-        if (node == nullptr) return;
-        if (!node->is_table()) refuse(node->source(), catalogue_format("%1$s must be written as [%1$s]", key));
-        Table one(file_, *node->as_table());
-        each(one);
-        one.checkAllKnown();
-    }
-
-    void checkAllKnown() const {
-        for (auto &&[key, node] : table_)
-            if (known_.count(std::string(key.str())) == 0)
-                refuse(key.source(), catalogue_format("unknown key %s", std::string(key.str()).c_str()));
-    }
-
-  private:
-    const toml::node *get(const char *key) {
-        known_.insert(key);
-        return table_.get(key);
-    }
-
-    std::string textOf(const toml::node &node, const char *key) const {
-        if (!node.is_string()) refuse(node.source(), catalogue_format("%s must be a string", key));
-        const std::string &value = node.as_string()->get();
-        if (value.find('\0') != std::string::npos)
-            refuse(node.source(), catalogue_format("%s contains a NUL byte", key));
-        return value;
-    }
-
-    const std::string &file_;
-    const toml::table &table_;
-    std::set<std::string> known_;
-};
-
-} // namespace
 
 static bool starts_with(const std::string &text, const char *start) {
     return text.compare(0, strlen(start), start) == 0;
@@ -191,7 +56,7 @@ static bool is_domain(const std::string &name) {
 }
 
 // No connection without TLS becomes possible by an answer of DNS.
-static void read_srv(Table &table, ConfigLdap *ldap) {
+static void read_srv(ConfigTable &table, ConfigLdap *ldap) {
     constexpr const char *start = "srv:";
     const std::string text = table.text("servers", "");
     if (!starts_with(text, start) || !is_domain(text.substr(strlen(start))))
@@ -204,7 +69,7 @@ static void read_srv(Table &table, ConfigLdap *ldap) {
     ldap->startTls = true;
 }
 
-static void check_uris(const Table &table, const ConfigLdap &ldap) {
+static void check_uris(const ConfigTable &table, const ConfigLdap &ldap) {
     if (!ldap.hasServers()) table.refuse("uris", catalogue_text("uris must name at least one server"));
     if (ldap.gssapi && ldap.external)
         table.refuse("sasl_gssapi", catalogue_text("sasl_gssapi and sasl_external are mutually exclusive"));
@@ -236,8 +101,8 @@ static bool is_ldap_name(const std::string &name) {
 }
 
 // `key`: which of the file's keys says so.
-static void rename_attribute(const Table &table, const char *key, const std::string &name, const std::string &site,
-                             ConfigLdap *ldap) {
+static void rename_attribute(const ConfigTable &table, const char *key, const std::string &name,
+                             const std::string &site, ConfigLdap *ldap) {
     const SchemaAttribute *row = schema_find_ldap(name);
     if (row == nullptr || !is_ldap_name(site)) {
         table.refuse(key, catalogue_format("%1$s = \"%2$s\": unknown attribute or invalid LDAP attribute name",
@@ -254,14 +119,14 @@ static void rename_attribute(const Table &table, const char *key, const std::str
         table.refuse(key, catalogue_format("%s is given twice", row->ldap));
 }
 
-static void read_attributes(Table &table, ConfigLdap *ldap) {
+static void read_attributes(ConfigTable &table, ConfigLdap *ldap) {
     for (const auto &[name, site] : table.pairs("attributes")) rename_attribute(table, "attributes", name, site, ldap);
     constexpr const char *script = "login_script_attribute";
     const std::string site = table.text(script, "");
     if (table.has(script)) rename_attribute(table, script, "qrtLoginScript", site, ldap);
 }
 
-static void read_classes(Table &table, std::map<std::string, std::string> *classes) {
+static void read_classes(ConfigTable &table, std::map<std::string, std::string> *classes) {
     for (const auto &[name, site] : table.pairs("classes")) {
         if (schema_class_name(name) == name || !is_ldap_name(site)) {
             table.refuse("classes", catalogue_format("%1$s = \"%2$s\": unknown class or invalid LDAP class name",
@@ -275,7 +140,7 @@ static void read_classes(Table &table, std::map<std::string, std::string> *class
     }
 }
 
-static void read_homes(Table &table, ConfigLdap *ldap) {
+static void read_homes(ConfigTable &table, ConfigLdap *ldap) {
     ldap->homeVolume = table.text("home_volume", "");
     ldap->homePrefix = table.text("home_prefix", ldap->homeVolume.empty() ? "" : "/home");
     try {
@@ -289,7 +154,7 @@ static void read_homes(Table &table, ConfigLdap *ldap) {
         table.refuse("home_prefix", catalogue_text("home_prefix must begin with \"/\""));
 }
 
-static void read_schema(Table &table, ConfigLdap *ldap) {
+static void read_schema(ConfigTable &table, ConfigLdap *ldap) {
     const std::string name = table.text("schema", preset_name(ldap->schema));
     const std::optional<SitePreset> preset = preset_of(name);
     if (!preset) {
@@ -303,7 +168,7 @@ static void read_schema(Table &table, ConfigLdap *ldap) {
 }
 
 // Anyone who may write a referral object chooses the server that is asked, and any public authority certifies one.
-static void check_referrals(const Table &table, const ConfigLdap &ldap) {
+static void check_referrals(const ConfigTable &table, const ConfigLdap &ldap) {
     if (ldap.referrals && !table.has("ca_file")) {
         table.refuse("referrals",
                      catalogue_text("referrals needs ca_file: only the site's own authority can identify its servers"));
@@ -318,7 +183,7 @@ static void check_referrals(const Table &table, const ConfigLdap &ldap) {
     }
 }
 
-static ConfigLdap read_ldap(Table &table, const std::string &folder) {
+static ConfigLdap read_ldap(ConfigTable &table, const std::string &folder) {
     ConfigLdap ldap;
     table.texts("uris", &ldap.uris);
     ldap.external = table.flag("sasl_external", ldap.external);
@@ -347,7 +212,7 @@ static ConfigLdap read_ldap(Table &table, const std::string &folder) {
 }
 
 // What users type to log in.
-static void read_login_names(Table &table, ConfigTree *tree) {
+static void read_login_names(ConfigTable &table, ConfigTree *tree) {
     tree->defaultContext = table.text("default_context", "");
     Name context;
     if (!tree->defaultContext.empty() && !name_parse_dotted(tree->defaultContext, {}, &context))
@@ -362,7 +227,7 @@ static void read_login_names(Table &table, ConfigTree *tree) {
     tree->ldap.loginAttributes = tree->loginAttributes;
 }
 
-static ConfigTree read_tree(Table &table, const std::string &folder, const std::vector<ConfigTree> &before) {
+static ConfigTree read_tree(ConfigTable &table, const std::string &folder, const std::vector<ConfigTree> &before) {
     ConfigTree tree;
     tree.name = table.required("name", tree_name_limit);
     if (tree.name.back() == '_') table.refuse("name", catalogue_text("a tree name must not end in \"_\""));
@@ -402,17 +267,17 @@ static ConfigTree read_tree(Table &table, const std::string &folder, const std::
     return tree;
 }
 
-static ConfigServer read_server(Table &table) {
+static ConfigServer read_server(ConfigTable &table) {
     ConfigServer server;
     server.name = table.required("name", server_name_limit);
     server.anyVolume = !table.texts("volumes", &server.volumes);
-    table.tables("user", [&](Table &user) {
+    table.tables("user", [&](ConfigTable &user) {
         server.users.push_back({user.required("name", ZK_MAX_NAME), user.required("password", 1024)});
     });
     return server;
 }
 
-static ConfigVolume read_volume(Table &table, const std::vector<ConfigVolume> &before) {
+static ConfigVolume read_volume(ConfigTable &table, const std::vector<ConfigVolume> &before) {
     ConfigVolume volume;
     volume.server = table.required("server", server_name_limit);
     volume.name = table.required("name", volume_name_limit);
@@ -431,7 +296,7 @@ static ConfigVolume read_volume(Table &table, const std::vector<ConfigVolume> &b
     return volume;
 }
 
-static ConfigAutomount read_automount(Table &table) {
+static ConfigAutomount read_automount(ConfigTable &table) {
     ConfigAutomount automount;
     std::string why;
     table.texts("hosts", &automount.hosts);
@@ -468,14 +333,14 @@ static void add_servers_of_volumes(Config *config) {
     }
 }
 
-static bool read_mount(Table &top) {
+static bool read_mount(ConfigTable &top) {
     const std::string way = top.text("mount", "autofs");
     if (way != "autofs" && way != "link")
         top.refuse("mount", catalogue_format("mount must be \"autofs\" or \"link\", not \"%s\"", way.c_str()));
     return way == "link";
 }
 
-static void check_default_tree(const Table &top, const Config &config) {
+static void check_default_tree(const ConfigTable &top, const Config &config) {
     for (const ConfigTree &tree : config.trees)
         if (equal_nocase(tree.name, config.defaultTree)) return;
     if (!config.defaultTree.empty())
@@ -484,18 +349,18 @@ static void check_default_tree(const Table &top, const Config &config) {
 
 static Config read_config(const std::string &path, const toml::table &parsed) {
     Config config;
-    Table top(path, parsed);
+    ConfigTable top(path, parsed);
     std::string folder = path.substr(0, path.rfind('/') + 1);
     config.defaultTree = top.text("default_tree", "");
     config.trace = top.flag("trace", config.trace);
     top.tables(
-        "tree", [&](Table &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
+        "tree", [&](ConfigTable &tree) { config.trees.push_back(read_tree(tree, folder, config.trees)); });
     top.tables(
-        "server", [&](Table &server) { config.servers.push_back(read_server(server)); });
-    top.tables("volume", [&](Table &volume) { config.volumes.push_back(read_volume(volume, config.volumes)); });
+        "server", [&](ConfigTable &server) { config.servers.push_back(read_server(server)); });
+    top.tables("volume", [&](ConfigTable &volume) { config.volumes.push_back(read_volume(volume, config.volumes)); });
     add_servers_of_volumes(&config);
     config.mountByLink = read_mount(top);
-    top.section("automount", [&](Table &table) { config.automount = read_automount(table); });
+    top.section("automount", [&](ConfigTable &table) { config.automount = read_automount(table); });
     top.checkAllKnown();
     check_default_tree(top, config);
     const bool tickets =
