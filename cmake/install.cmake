@@ -9,7 +9,7 @@ endforeach()
 # ---- first: which folders are missing ----
 # `install_dirs` has to name every folder that something below is installed to, for uninstalling.
 set(record ${CMAKE_BINARY_DIR}/installed)
-set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_SBINDIR} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
+set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_SBINDIR} ${command_programs_dir} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
                  ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs})
 install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")")
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake)
@@ -18,25 +18,28 @@ install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake)
 # Linked once more: an installed program finds its libraries in another folder than one that was just built, and a
 # search path that is changed while installing has to be padded with an empty element, which means the current folder.
 set(installed_programs)
-foreach(tool IN ITEMS qrtlogin map)
-  add_executable(${tool}_installed $<TARGET_OBJECTS:${tool}>)
-  target_link_libraries(${tool}_installed PRIVATE $<TARGET_PROPERTY:${tool},LINK_LIBRARIES>)
-  set_target_properties(${tool}_installed PROPERTIES
-    OUTPUT_NAME ${tool} RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/to-install LINKER_LANGUAGE CXX
-    BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/${libraries_from_programs}")
-  list(APPEND installed_programs ${tool}_installed)
+function(qrt_install_program target name folder)
+  cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE full_folder)
+  file(RELATIVE_PATH libraries ${full_folder} ${CMAKE_INSTALL_FULL_LIBDIR})
+  add_executable(${target}_installed $<TARGET_OBJECTS:${target}>)
+  target_link_libraries(${target}_installed PRIVATE $<TARGET_PROPERTY:${target},LINK_LIBRARIES>)
+  set_target_properties(${target}_installed PROPERTIES
+    OUTPUT_NAME ${name} RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/to-install LINKER_LANGUAGE CXX
+    BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/${libraries}")
+  install(TARGETS ${target}_installed RUNTIME DESTINATION ${folder})
+  set(installed_programs ${installed_programs} ${target}_installed PARENT_SCOPE)
+endfunction()
+foreach(tool IN ITEMS qrtlogin map qrtscript_command)
+  string(REPLACE _command "" name ${tool})
+  qrt_install_program(${tool} ${name} ${CMAKE_INSTALL_BINDIR})
 endforeach()
-install(TARGETS ${installed_programs})
+foreach(program IN LISTS command_programs)
+  qrt_install_program(qrtscript_${program} qrtscript-${program} ${command_programs_dir})
+endforeach()
 # The automounter is root's. mount(8) looks for its helper in /sbin.
-file(RELATIVE_PATH libraries_from_root_programs ${CMAKE_INSTALL_FULL_SBINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-add_executable(automount_installed $<TARGET_OBJECTS:automount>)
-target_link_libraries(automount_installed PRIVATE $<TARGET_PROPERTY:automount,LINK_LIBRARIES>)
-set_target_properties(automount_installed PROPERTIES
-  OUTPUT_NAME qrt-automount RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/to-install LINKER_LANGUAGE CXX
-  BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/${libraries_from_root_programs}")
+qrt_install_program(automount qrt-automount ${CMAKE_INSTALL_SBINDIR})
 add_custom_command(TARGET automount_installed POST_BUILD VERBATIM
   COMMAND ${CMAKE_COMMAND} -E create_symlink qrt-automount ${CMAKE_BINARY_DIR}/to-install/mount.qrt)
-install(TARGETS automount_installed RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(FILES ${CMAKE_BINARY_DIR}/to-install/mount.qrt DESTINATION ${CMAKE_INSTALL_SBINDIR})
 
 # ---- the libraries, and what a program needs to call them ----
@@ -73,5 +76,5 @@ add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -D record=${record} -P ${CM
                   VERBATIM)
 
 # All that is installed, and the programs as they run from the build: what quickstart.sh builds.
-add_custom_target(product DEPENDS qrtlogin map automount zkclient_ldap ${installed_programs} automount_installed
+add_custom_target(product DEPENDS qrtlogin map automount qrtscript_command zkclient_ldap ${installed_programs}
                   translations)

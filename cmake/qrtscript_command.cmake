@@ -1,0 +1,49 @@
+# The command `qrtscript` and the programs behind it: tools/qrtscript/NAME is the program qrtscript-NAME, in the target
+# qrtscript_NAME, and what it is linked from without its main() in NAME_objects, for the tests.
+file(RELATIVE_PATH programs_from_programs ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBEXECDIR}/qrtscript)
+file(RELATIVE_PATH locale_from_command_programs ${CMAKE_INSTALL_FULL_LIBEXECDIR}/qrtscript
+     ${CMAKE_INSTALL_FULL_LOCALEDIR})
+
+set(program_parts tools/own_folder.cpp tools/program_start.cpp)
+
+add_executable(qrtscript_command tools/qrtscript/main.cpp ${program_parts})
+set_target_properties(qrtscript_command PROPERTIES OUTPUT_NAME qrtscript)
+target_compile_definitions(qrtscript_command PRIVATE PROGRAMS_FROM_PROGRAMS="${programs_from_programs}"
+                                                     LOCALE_FROM_PROGRAMS="${locale_from_programs}")
+target_include_directories(qrtscript_command PRIVATE ${CMAKE_SOURCE_DIR})
+target_link_libraries(qrtscript_command PRIVATE ${resolved_first})
+
+# What the programs behind the command have in common; their catalogues are found from where they stand.
+add_library(command_objects OBJECT ${program_parts})
+target_include_directories(command_objects PRIVATE ${CMAKE_SOURCE_DIR})
+target_compile_definitions(command_objects PRIVATE LOCALE_FROM_PROGRAMS="${locale_from_command_programs}")
+
+# qrt_command_program(NAME libraries...)
+set(command_programs)
+function(qrt_command_program name)
+  sources_of(sources tools/qrtscript/${name})
+  list(REMOVE_ITEM sources ${CMAKE_SOURCE_DIR}/tools/qrtscript/${name}/main.cpp)
+  add_library(${name}_objects STATIC ${sources})
+  target_include_directories(${name}_objects PRIVATE ${CMAKE_SOURCE_DIR})
+  target_link_libraries(${name}_objects PRIVATE ${ARGN})
+  add_executable(qrtscript_${name} tools/qrtscript/${name}/main.cpp)
+  target_include_directories(qrtscript_${name} PRIVATE ${CMAKE_SOURCE_DIR})
+  set_target_properties(qrtscript_${name} PROPERTIES OUTPUT_NAME qrtscript-${name})
+  target_link_libraries(qrtscript_${name} PRIVATE ${resolved_first} ${name}_objects command_objects ${ARGN})
+  add_dependencies(qrtscript_command qrtscript_${name})
+  set(command_programs ${command_programs} ${name} PARENT_SCOPE)
+endfunction()
+
+# ---- check: the library's own grammar and tokenizer over actions that record ----
+# The objects themselves, not the sources once more: what is checked cannot differ from what a login reads.
+set(language_parts generated/language/grammar.tab language/tokenizer language/actions script/input_buffer script/labels
+                   script/syntax_error base/text)
+list(JOIN language_parts "|" language_pattern)
+set(language_objects "$<FILTER:$<TARGET_OBJECTS:qrtscript_objects>,INCLUDE,/(${language_pattern})\\.cpp\\.o$>")
+add_library(language_objects INTERFACE)
+target_sources(language_objects INTERFACE ${language_objects})
+# What the recording actions have to see of the library's: its tokens and its mistakes.
+target_link_options(language_objects INTERFACE -Wl,--wrap=_Z14tokenizer_nextv,--wrap=_Z19syntax_error_reportPKc
+                                               -Wl,--wrap=_Z12format_errorSt10unique_ptrIc8TextFreeE)
+target_include_directories(language_objects INTERFACE ${CMAKE_SOURCE_DIR}/include ${CMAKE_BINARY_DIR}/generated)
+qrt_command_program(check common language_objects)

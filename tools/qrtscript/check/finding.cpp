@@ -1,0 +1,60 @@
+#include "tools/qrtscript/check/finding.h"
+
+#include <cassert>
+#include <iterator>
+
+#include "platform/catalogue.h"
+#include "platform/common/nocase.h"
+
+static const char *const severity_names[] = {"style", "warning", "error"};
+
+const char *severity_name(Severity severity) {
+    return severity_names[static_cast<size_t>(severity)];
+}
+
+std::optional<Severity> severity_named(std::string_view name) {
+    for (size_t place = 0; place < std::size(severity_names); ++place)
+        if (name == severity_names[place]) return static_cast<Severity>(place);
+    return {};
+}
+
+const Code codes[] = {
+    {"QS1001", Severity::error, catalogue_mark("a statement that cannot be read")},
+    {"QS1002", Severity::error, catalogue_mark("a reserved word as the label of GOTO")},
+    {"QS1003", Severity::error, catalogue_mark("IF without END")},
+    {"QS1004", Severity::error, catalogue_mark("IF nested too deep")},
+    {"QS1005", Severity::warning, catalogue_mark("END without IF")},
+    {"QS1006", Severity::warning, catalogue_mark("ELSE without IF")},
+    {"QS1007", Severity::error, catalogue_mark("ELSE IF on one line")},
+    {"QS1008", Severity::warning, catalogue_mark("GOTO to a label that is not there")},
+    {"QS1009", Severity::warning, catalogue_mark("a label on the first line")},
+    {"QS1010", Severity::warning, catalogue_mark("a label that does not begin its line")},
+    {"QS1011", Severity::warning, catalogue_mark("GOTO to the beginning of another label")},
+    {"QS1012", Severity::warning, catalogue_mark("a label twice")},
+    {"QS1013", Severity::warning, catalogue_mark("a reserved word as a label")},
+    {"QS1014", Severity::warning, catalogue_mark("lines that are never reached")},
+    {"QS1015", Severity::warning, catalogue_mark("a loop without a way out")},
+    {"QS1016", Severity::error, catalogue_mark("a last line without a line end")},
+    {"QS1017", Severity::error, catalogue_mark("lines that end with a carriage return alone")},
+    {"QS1018", Severity::warning, catalogue_mark("text behind a NUL")},
+    {"QS1019", Severity::warning, catalogue_mark("ELSE twice in one IF")},
+    {"QS1020", Severity::warning, catalogue_mark("IF without THEN in front of one statement")},
+    {"QS1021", Severity::error, catalogue_mark("a statement with too many parts")},
+};
+const size_t code_count = std::size(codes);
+
+const Code *code_named(std::string_view name) {
+    for (const Code &code : codes)
+        if (equal_nocase(code.name, name)) return &code;
+    return nullptr;
+}
+
+Finding finding_at(const char *code, size_t place, size_t length, std::string message) {
+    const Code *found = code_named(code);
+    assert(found != nullptr);
+    return {found, found->severity, place, length, std::move(message), "", {}};
+}
+
+Finding finding_at(const Syntax &syntax, const char *code, TokenRange tokens, std::string message) {
+    return finding_at(code, syntax.begin(tokens), syntax.end(tokens) - syntax.begin(tokens), std::move(message));
+}

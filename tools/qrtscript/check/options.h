@@ -1,0 +1,22 @@
+// The command line of `qrtscript check`.
+#ifndef TOOLS_QRTSCRIPT_CHECK_OPTIONS_H
+#define TOOLS_QRTSCRIPT_CHECK_OPTIONS_H
+
+#include <string>
+#include <vector>
+
+#include "tools/qrtscript/check/finding.h"
+
+struct CheckOptions {
+    std::vector<std::string> inputs; // files, folders, "-"
+    Severity severity = Severity::style;
+};
+
+// Exit statuses.
+constexpr int check_clean = 0, check_found = 1, check_impossible = 2;
+
+// Reads the arguments behind the subcommand's name. Ends the program after --help, and with check_impossible when it
+// cannot read them.
+CheckOptions check_options(int argc, char **argv);
+
+#endif

@@ -1,0 +1,43 @@
+#include "tools/qrtscript/check/syntax.h"
+
+#include <algorithm>
+
+std::string_view Syntax::spelling(TokenRange range) const {
+    if (range.empty()) return {};
+    return std::string_view(text).substr(begin(range), end(range) - begin(range));
+}
+
+size_t Syntax::begin(TokenRange range) const {
+    return range.first < tokens.size() ? tokens[range.first].begin : text.size();
+}
+
+size_t Syntax::end(TokenRange range) const {
+    return range.empty() ? begin(range) : tokens[range.end - 1].end;
+}
+
+TokenRange Syntax::body(const Statement &statement) const {
+    TokenRange range = statement.tokens;
+    while (!range.empty() && (tokens[range.end - 1].kind == '\n' || tokens[range.end - 1].kind == '\r')) --range.end;
+    return range;
+}
+
+int Syntax::keyword(const Statement &statement) const {
+    const TokenRange range = body(statement);
+    return range.empty() ? 0 : tokens[range.first].kind;
+}
+
+Lines::Lines(std::string_view text) : text_(text), starts_{0} {
+    for (size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1))
+        if (at + 1 < text.size()) starts_.push_back(at + 1);
+}
+
+size_t Lines::line(size_t place) const {
+    return static_cast<size_t>(std::upper_bound(starts_.begin(), starts_.end(), place) - starts_.begin());
+}
+
+std::string_view Lines::text(size_t line) const {
+    const size_t from = start(line);
+    std::string_view found = text_.substr(from, text_.find('\n', from) - from);
+    while (!found.empty() && found.back() == '\r') found.remove_suffix(1);
+    return found;
+}

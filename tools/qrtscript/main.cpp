@@ -1,0 +1,74 @@
+// qrtscript: the administrator's tool for login scripts. Each subcommand is done by a program of its own, because some
+// link the language with other actions than the library's, which one program cannot.
+
+#include <unistd.h>
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "platform/translation.h"
+#include "tools/own_folder.h"
+#include "tools/program_start.h"
+#include "tools/qrtscript/subcommands.h"
+
+// Exit status when nothing could be done; 1 belongs to what the subcommands find.
+constexpr int could_not_run = 2;
+
+static void say_usage(FILE *to) {
+    fputs(catalogue_text("Usage: qrtscript SUBCOMMAND [ARGUMENT...]\n"
+                         "Check login scripts, see what they would do, and keep them in the directory.\n"
+                         "\n"),
+          to);
+    for (const Subcommand &one : subcommands) fprintf(to, "  %-14s %s\n", one.name, catalogue_text(one.summary));
+    fputs(catalogue_text("\n"
+                         "\"qrtscript SUBCOMMAND --help\" tells what a subcommand takes.\n"),
+          to);
+}
+
+static const Subcommand *subcommand_of(const char *name) {
+    for (const Subcommand &one : subcommands)
+        if (strcmp(one.name, name) == 0) return &one;
+    return nullptr;
+}
+
+// Becomes the program, which stands beside this one where it was built, and in a folder of its own where it was
+// installed. Returns the reason when it cannot.
+static int become(const Subcommand &subcommand, char **argv) {
+    for (const std::string &folder : {own_folder(), own_folder() + "/" PROGRAMS_FROM_PROGRAMS}) {
+        execv((folder + "/" + subcommand.program).c_str(), argv);
+        if (errno != ENOENT) break;
+    }
+    return errno;
+}
+
+static int qrtscript_main(int argc, char **argv) {
+    if (!program_may_start("qrtscript")) return could_not_run;
+    setlocale(LC_ALL, "");
+    own_catalogues_bind();
+    program_check_output_at_exit("qrtscript", could_not_run);
+    const std::string name = argc > 1 ? argv[1] : "";
+    if (name == "--help" || name == "help") {
+        say_usage(stdout);
+        return 0;
+    }
+    const Subcommand *subcommand = subcommand_of(name.c_str());
+    if (subcommand == nullptr) {
+        if (!name.empty())
+            fprintf(stderr, "qrtscript: %s\n", catalogue_format("no such subcommand: %s", name.c_str()).c_str());
+        say_usage(stderr);
+        return could_not_run;
+    }
+    program_restore_signals();
+    const int error = become(*subcommand, argv);
+    fprintf(stderr, "qrtscript: %s\n",
+            catalogue_format("cannot run %1$s: %2$s", subcommand->program, strerror(error)).c_str());
+    return could_not_run;
+}
+
+int main(int argc, char **argv) try { return qrtscript_main(argc, argv); } catch (const std::exception &problem) {
+    fprintf(stderr, "qrtscript: %s\n", problem.what());
+    return could_not_run;
+}

@@ -1,0 +1,19 @@
+// What `qrtscript` can do, and which program does it.
+#ifndef TOOLS_QRTSCRIPT_SUBCOMMANDS_H
+#define TOOLS_QRTSCRIPT_SUBCOMMANDS_H
+
+#include "platform/catalogue.h"
+
+struct Subcommand {
+    const char *name;
+    const char *program; // its file name
+    const char *summary; // marked for the catalogue
+};
+
+// Each program is given the subcommand's name as its first argument.
+inline constexpr Subcommand subcommands[] = {
+    {"check", "qrtscript-check", catalogue_mark("report every mistake and trap in scripts")},
+    {"explain-code", "qrtscript-check", catalogue_mark("explain a finding of check by its code")},
+};
+
+#endif
