@@ -23,11 +23,6 @@ void text_wipe(char *text) {
     if (text != nullptr) explicit_bzero(text, strlen(text));
 }
 
-__attribute__((noinline)) void text_wipe_stack() {
-    char below[16384];
-    explicit_bzero(below, sizeof below);
-}
-
 int text_compare_nocase(const char *a, const char *b) {
     const auto fold = [](char c) { return static_cast<unsigned char>(lower_case(c)); };
     for (; *a != '\0' && fold(*a) == fold(*b); ++a) ++b;

@@ -38,9 +38,6 @@ OwnedText text_copy(std::string_view text);
 OwnedText text_copy_or_null(const char *text);
 OwnedText text_copy_or_null(const std::optional<std::string> &text);
 
-// Overwrites the stack below its caller: what calls that have returned left there of a secret in short strings.
-void text_wipe_stack();
-
 // An allocator that overwrites memory before it frees it.
 template <typename T>
 struct WipingAllocator {
@@ -57,7 +54,7 @@ struct WipingAllocator {
     bool operator!=(const WipingAllocator &) const { return false; }
 };
 
-// A string that leaves nothing of itself on the heap. One of at most 15 bytes stands on the stack: text_wipe_stack.
+// A string that leaves nothing of itself on the heap. One of at most 15 bytes stands on the stack: secret_wipe_traces.
 using WipedString = std::basic_string<char, std::char_traits<char>, WipingAllocator<char>>;
 
 // Compares two texts, folding bytes to lower case in the C locale: below, equal to or above 0.

@@ -11,6 +11,7 @@
 #include "directory/session.h"
 #include "directory/substitution.h"
 #include "directory/tree_login.h"
+#include "platform/common/secret.h"
 #include "platform/treelogin.h"
 #include "platform/zk.h"
 #include "qrtscript.h"
@@ -75,15 +76,15 @@ static std::string session_name() {
 
 namespace {
 
-struct StackWipe {
-    ~StackWipe() { text_wipe_stack(); }
+struct TraceWipe {
+    ~TraceWipe() { secret_wipe_traces(); }
 };
 
 } // namespace
 
 // The password with its identifiers replaced. No working copy of it is left, whichever way this ends.
 static SecretText given_password(uint32_t probe, const char *password) {
-    const StackWipe afterwards;
+    const TraceWipe afterwards;
     return SecretText(substitution_of(probe, password).release());
 }
 
@@ -160,6 +161,7 @@ static void move_session(const char *tree, Context &made, const std::string &nam
 }
 
 static void move_to_tree(const char *tree, const char *user, const char *password, uint32_t probe) {
+    const TraceWipe afterwards;
     Credentials credentials;
     if (user != nullptr) credentials.name = given_name(user);
     const bool exists = login_exists(probe, tree, user, credentials.name.value_or(""));

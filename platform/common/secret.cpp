@@ -5,6 +5,15 @@
 #include <new>
 #include <utility>
 
+#if defined(__has_attribute) && __has_attribute(zero_call_used_regs)
+[[gnu::zero_call_used_regs("all")]]
+#endif
+[[gnu::noinline]] void
+secret_wipe_traces() {
+    char below[16384];
+    explicit_bzero(below, sizeof below);
+}
+
 Secret::Secret(size_t capacity, Forked forked) : capacity_(capacity) {
     void *pages = mmap(nullptr, size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (pages == MAP_FAILED) throw std::bad_alloc();
@@ -27,6 +36,7 @@ Secret::~Secret() {
     if (text_ == nullptr) return;
     wipe();
     munmap(text_, size());
+    secret_wipe_traces();
 }
 
 void Secret::wipe() {

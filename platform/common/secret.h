@@ -6,6 +6,10 @@
 
 #include <cstddef>
 
+// Overwrites what calls that have returned may have left of a secret: the stack below the caller, and the registers
+// that copying and comparing text goes through, which the next call would otherwise be free to save on the stack.
+void secret_wipe_traces();
+
 class Secret {
   public:
     // What a process that is forked has of it.
@@ -18,7 +22,7 @@ class Secret {
     // What it is made of has no text any more, and can only be assigned to.
     Secret(Secret &&other) noexcept;
     Secret &operator=(Secret &&other) noexcept;
-    ~Secret();
+    ~Secret(); // wipes the traces, too
 
     char *text() { return text_; } // empty after wipe()
     const char *text() const { return text_; }

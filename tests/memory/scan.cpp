@@ -55,6 +55,36 @@ class Pieces {
     std::array<bool, 256> starts_{};
 };
 
+// The words of eight bytes before and behind a find: what has left it there often shows in them.
+std::string neighbours(const std::vector<unsigned char> &bytes, size_t from, size_t to) {
+    constexpr size_t words = 4, width = sizeof(uint64_t);
+    std::string text;
+    const auto add = [&](size_t at) {
+        uint64_t word = 0;
+        memcpy(&word, &bytes[at], width);
+        char shown[20];
+        snprintf(shown, sizeof shown, " %llx", static_cast<unsigned long long>(word));
+        text += shown;
+    };
+    from -= from % width;
+    to += (width - to % width) % width;
+    for (size_t at = from - std::min(from, words * width); at < from; at += width) add(at);
+    text += " ...";
+    for (size_t at = to; at + width <= std::min(bytes.size(), to + words * width); at += width) add(at);
+    return text;
+}
+
+// The stack pointer of a process that stands still, 0 when it is not told.
+uint64_t stack_pointer(const std::string &folder) {
+    std::ifstream call(folder + "/syscall");
+    std::string number, word;
+    uint64_t pointer = 0;
+    call >> number;
+    for (int arguments = 0; arguments < 6; ++arguments) call >> word;
+    call >> std::hex >> pointer;
+    return call ? pointer : 0;
+}
+
 // Pieces that overlap are one find.
 void find(const std::vector<unsigned char> &bytes, const Pieces &pieces, size_t stride, uint64_t base,
           const std::string &where, std::vector<std::string> *found) {
@@ -66,7 +96,7 @@ void find(const std::vector<unsigned char> &bytes, const Pieces &pieces, size_t 
         char line[96];
         snprintf(line, sizeof line, "%llx: %zu characters%s in ", static_cast<unsigned long long>(base + at),
                  (end - at) / stride + piece - 1, stride == 1 ? "" : " of UTF-16");
-        found->push_back(line + where);
+        found->push_back(line + where + ", between" + neighbours(bytes, at, end + width - stride));
         at = end + width - stride - 1;
     }
 }
@@ -95,6 +125,8 @@ std::vector<std::string> scan_process(pid_t process, const HiddenSecret &secret)
     if (memory < 0) throw std::system_error(errno, std::generic_category(), folder + "/mem");
     std::ifstream maps(folder + "/maps");
     const Pieces pieces(secret);
+    char stackPointer[20];
+    snprintf(stackPointer, sizeof stackPointer, "%llx", static_cast<unsigned long long>(stack_pointer(folder)));
     std::vector<std::string> found;
     size_t ranges = 0;
     for (std::string line; std::getline(maps, line);) {
@@ -103,7 +135,8 @@ std::vector<std::string> scan_process(pid_t process, const HiddenSecret &secret)
         int name = 0;
         if (sscanf(line.c_str(), "%llx-%llx %4s %*s %*s %*s %n", &begin, &end, rights, &name) < 3) continue;
         if (rights[0] != 'r' || rights[1] != 'w') continue;
-        const std::string where = line.substr(std::min(line.size(), static_cast<size_t>(name)));
+        std::string where = line.substr(std::min(line.size(), static_cast<size_t>(name)));
+        if (where == "[stack]") where += std::string(", whose pointer is ") + stackPointer;
         find_all(read_range(memory, begin, end), pieces, begin, where.empty() ? "an anonymous map" : where, &found);
         ++ranges;
     }

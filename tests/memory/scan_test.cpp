@@ -7,7 +7,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -35,7 +34,7 @@ TEST_F(Scan, FindsNothingInAProcessWithoutTheSecret) {
 
 TEST_F(Scan, FindsTheSecretOnTheHeap) {
     EXPECT_THAT(found_after([] { users_secret.put(static_cast<char *>(malloc(100))); }),
-                ElementsAre(EndsWith("32 characters in [heap]")));
+                ElementsAre(HasSubstr("32 characters in [heap]")));
 }
 
 TEST_F(Scan, FindsTheSecretInData) {
@@ -47,7 +46,7 @@ TEST_F(Scan, FindsTheSecretBelowTheStacksEnd) {
         volatile char deep[4096];
         users_secret.put(const_cast<char *>(deep) + 64);
     };
-    EXPECT_THAT(found_after(leave_it), ElementsAre(EndsWith("32 characters in [stack]")));
+    EXPECT_THAT(found_after(leave_it), ElementsAre(HasSubstr("32 characters in [stack]")));
 }
 
 TEST_F(Scan, FindsTheSecretInAnAnonymousMap) {
@@ -64,7 +63,7 @@ TEST_F(Scan, FindsWhatFreeLeaves) {
         users_secret.put(text);
         free(text);
     };
-    EXPECT_THAT(found_after(free_it), ElementsAre(EndsWith("16 characters in [heap]")));
+    EXPECT_THAT(found_after(free_it), ElementsAre(HasSubstr("16 characters in [heap]")));
 }
 
 TEST_F(Scan, FindsSixCharactersAndNotFive) {
@@ -72,8 +71,8 @@ TEST_F(Scan, FindsSixCharactersAndNotFive) {
         auto *place = static_cast<char *>(calloc(1, 100));
         for (size_t i = 0; i < count; ++i) place[10 + i] = users_secret.at(from + i);
     };
-    EXPECT_THAT(found_after([&] { keep(0, 6); }), ElementsAre(EndsWith(" 6 characters in [heap]")));
-    EXPECT_THAT(found_after([&] { keep(26, 6); }), ElementsAre(EndsWith(" 6 characters in [heap]")));
+    EXPECT_THAT(found_after([&] { keep(0, 6); }), ElementsAre(HasSubstr(" 6 characters in [heap]")));
+    EXPECT_THAT(found_after([&] { keep(26, 6); }), ElementsAre(HasSubstr(" 6 characters in [heap]")));
     EXPECT_THAT(found_after([&] { keep(3, 5); }), IsEmpty());
 }
 
@@ -82,7 +81,7 @@ TEST_F(Scan, FindsUtf16) {
         auto *place = static_cast<char *>(calloc(1, 100));
         for (size_t i = 0; i < HiddenSecret::length; ++i) place[2 * i] = users_secret.at(i);
     };
-    EXPECT_THAT(found_after(widen), ElementsAre(EndsWith("32 characters of UTF-16 in [heap]")));
+    EXPECT_THAT(found_after(widen), ElementsAre(HasSubstr("32 characters of UTF-16 in [heap]")));
 }
 
 TEST_F(Scan, TheHookStopsAProgramWithItsMemory) {

@@ -45,6 +45,24 @@ std::string flags_of(const void *address) {
     return maps.substr(flags, maps.find('\n', flags) - flags);
 }
 
+constexpr size_t left_size = 8192;
+
+// Leaves that many bytes of the value on the stack below the caller.
+[[gnu::noinline]] void leave_on_stack(char value) {
+    volatile char left[left_size];
+    for (volatile char &byte : left) byte = value;
+}
+
+// Whether many bytes of the value stand below the frame; the kernel reads them, since no variable is there any more.
+bool stands_below(const void *frame, char value) {
+    std::string stack(left_size, '\0');
+    const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
+    const auto got = pread(memory, stack.data(), stack.size(), reinterpret_cast<off_t>(frame) - off_t{left_size});
+    EXPECT_EQ(got, ssize_t{left_size});
+    close(memory);
+    return stack.find(std::string(64, value)) != std::string::npos;
+}
+
 } // namespace
 
 TEST(SecretTest, IsTheFirstLine) {
@@ -170,3 +188,22 @@ TEST(SecretTest, ItsPagesGoBackToTheSystem) {
         EXPECT_NE(mincore(const_cast<char *>(text), 1, &resident), 0);
     });
 }
+
+TEST(SecretTest, ItsEndOverwritesWhatCallsHaveLeftOnTheStack) {
+    const void *frame = __builtin_frame_address(0);
+    leave_on_stack('s');
+    ASSERT_TRUE(stands_below(frame, 's'));
+    { Secret secret; }
+    EXPECT_FALSE(stands_below(frame, 's'));
+}
+
+#if defined(__x86_64__) && defined(__has_attribute) && __has_attribute(zero_call_used_regs)
+TEST(SecretTest, ItsEndClearsTheRegistersThatTextGoesThrough) {
+    const char text[16] = "0123456789abcde";
+    char left[16] = "";
+    asm volatile("movdqu %0, %%xmm9" : : "m"(text) : "xmm9");
+    secret_wipe_traces();
+    asm volatile("movdqu %%xmm9, %0" : "=m"(left));
+    EXPECT_EQ(std::string(left, sizeof left), std::string(sizeof left, '\0'));
+}
+#endif

@@ -1,9 +1,7 @@
 #include "base/text.h"
 #include "include/exported.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <climits>
 #include <cstring>
@@ -26,32 +24,6 @@ TEST(TextWipe, OverwritesTheWholeText) {
     text_wipe(secret);
     EXPECT_EQ(memcmp(secret, "\0\0\0\0\0", sizeof secret), 0);
     text_wipe(nullptr);
-}
-
-constexpr size_t left_size = 8192;
-
-// Leaves that many bytes of the value on the stack below the caller.
-[[gnu::noinline]] void leave_on_stack(char value) {
-    volatile char left[left_size];
-    for (volatile char &byte : left) byte = value;
-}
-
-// Whether many bytes of the value stand below the frame; the kernel reads them, since no variable is there any more.
-bool stands_below(const void *frame, char value) {
-    std::string stack(left_size, '\0');
-    const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
-    const auto got = pread(memory, stack.data(), stack.size(), reinterpret_cast<off_t>(frame) - off_t{left_size});
-    EXPECT_EQ(got, ssize_t{left_size});
-    close(memory);
-    return stack.find(std::string(64, value)) != std::string::npos;
-}
-
-TEST(TextWipe, OverwritesWhatCallsHaveLeftOnTheStack) {
-    const void *frame = __builtin_frame_address(0);
-    leave_on_stack('s');
-    ASSERT_TRUE(stands_below(frame, 's'));
-    text_wipe_stack();
-    EXPECT_FALSE(stands_below(frame, 's'));
 }
 
 TEST(TextCompare, FoldsOnlyTheAsciiLetters) {
