@@ -42,7 +42,8 @@ class Installation:
     def check_search_paths(self):
         for path, elements in search_paths(self.root):
             program = os.path.dirname(path) in (self.root + "/bin", self.root + "/sbin")
-            wanted = ["$ORIGIN/../lib"] if program else ["$ORIGIN"] if "qrtscript" in path else []
+            behind = os.path.dirname(path) == self.root + "/libexec/qrtscript"
+            wanted = ["$ORIGIN/../lib"] if program else ["$ORIGIN/../../lib"] if behind else ["$ORIGIN"] if "qrtscript" in path else []
             if elements != wanted:
                 self.complaints.append(f"{path} looks for its libraries in {elements}")
 

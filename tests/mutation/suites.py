@@ -26,6 +26,8 @@ FOLDERS = {
     "tools/qrtlogin": ["tools", "interrupts", "allocations", "memory"],
     "tools/map": ["tools", "golden", "allocations"],
     "tools/automount": ["tools"],
+    "tools/qrtscript": ["qrtscript_tools"],
+    "tools/qrtscript/check": ["qrtscript_tools"],
 }
 # Files whose work shows elsewhere. Real servers take long to start and are asked only where nothing else would tell.
 EXCEPTIONS = {

@@ -25,16 +25,23 @@ static CheckedScript checked(const std::string &name, Severity least) {
     return script;
 }
 
+// False when something could not be read, which is reported.
+static bool check_input(const std::string &input, Severity least, std::vector<CheckedScript> *scripts) {
+    try {
+        for (const std::string &name : script_files(input)) scripts->push_back(checked(name, least));
+        return true;
+    } catch (const std::system_error &problem) {
+        fprintf(stderr, "qrtscript check: %s\n", terminal_text(problem.what()).c_str());
+        return false;
+    }
+}
+
 static int check(int argc, char **argv) {
     const CheckOptions options = check_options(argc, argv);
     std::vector<CheckedScript> scripts;
     bool complete = true;
-    for (const std::string &input : options.inputs) try {
-            for (const std::string &name : script_files(input)) scripts.push_back(checked(name, options.severity));
-        } catch (const std::system_error &problem) {
-            fprintf(stderr, "qrtscript check: %s\n", terminal_text(problem.what()).c_str());
-            complete = false;
-        }
+    for (const std::string &input : options.inputs)
+        if (!check_input(input, options.severity, &scripts)) complete = false;
     const bool colour = isatty(STDOUT_FILENO) != 0 && getenv("NO_COLOR") == nullptr;
     fputs(report_text(scripts, colour).c_str(), stdout);
     if (!complete) return check_impossible;

@@ -106,9 +106,8 @@ TokenRange range_of(const std::vector<size_t> &parts) {
 
 template <typename... Texts>
 OwnedText compose(Phrase::Kind kind, const Texts &...texts) {
-    Phrase phrase = {kind, {}, {number_of(texts)...}};
-    phrase.tokens = range_of(phrase.parts);
-    return text_of(add_phrase(std::move(phrase)));
+    const std::vector<size_t> parts = {number_of(texts)...};
+    return text_of(add_phrase({kind, range_of(parts), parts}));
 }
 
 // The range is widened to the signs around the parts.
@@ -160,7 +159,7 @@ void record(Statement::Kind kind, const Texts &...operands) {
 
 // A statement that called nothing.
 void record_pending() {
-    Recording &now = *recording;
+    const Recording &now = *recording;
     if (now.start >= taken()) return;
     Statement::Kind kind = Statement::Kind::blank;
     for (size_t token = now.start; token < taken(); ++token) {
@@ -501,7 +500,8 @@ namespace {
 // The buffer of one reading, which is gone with it on every path.
 class ReadText {
   public:
-    explicit ReadText(std::string_view text) {
+    ReadText(std::string_view text, Recording *now) {
+        recording = now;
         ibufstackindex = 0;
         lex_push(text);
     }
@@ -526,8 +526,7 @@ static void note_joined_homes(Syntax *syntax) {
 Syntax syntax_read(std::string_view text) {
     Recording now;
     now.syntax.text = text;
-    recording = &now;
-    const ReadText held(text);
+    const ReadText held(text, &now);
     const LexBuffer &buffer = *lex_active();
     end_of_line = 1;
     wholeline = 0;

@@ -13,8 +13,8 @@ struct Painter {
         return colour ? std::string("\x1b[") + code + "m" + text + "\x1b[0m" : text;
     }
     std::string severity(Severity severity) const {
-        static constexpr const char *codes[] = {"36", "35", "1;31"};
-        return paint(codes[static_cast<size_t>(severity)], severity_name(severity));
+        static constexpr const char *colours[] = {"36", "35", "1;31"};
+        return paint(colours[static_cast<size_t>(severity)], severity_name(severity));
     }
 };
 

@@ -12,7 +12,7 @@
 namespace {
 
 struct Label {
-    size_t statement; // in Syntax::statements
+    const Statement *statement; // cppcheck-suppress unusedStructMember
     std::string name;
     TokenRange tokens;
 };
@@ -64,11 +64,10 @@ static void mark_conditional(const Syntax &syntax, std::vector<bool> *conditiona
 Jumps::Jumps(const Syntax &syntax, Findings *findings) : syntax_(syntax), findings_(findings) {
     labels_forget();
     mark_conditional(syntax, &conditional_);
-    for (size_t place = 0; place < syntax.statements.size(); ++place) {
-        const Statement &statement = syntax.statements[place];
+    for (const Statement &statement : syntax.statements) {
         if (statement.kind != Statement::Kind::label) continue;
         const TokenRange tokens = operand_tokens(syntax, statement);
-        labels_.push_back({place, name_of(syntax, tokens), tokens});
+        labels_.push_back({&statement, name_of(syntax, tokens), tokens});
     }
 }
 
@@ -82,7 +81,7 @@ static std::optional<size_t> place_behind(const Syntax &syntax, const std::strin
 }
 
 void Jumps::checkPlace(const Label &label) {
-    const Statement &statement = syntax_.statements[label.statement];
+    const Statement &statement = *label.statement;
     const size_t start = syntax_.begin(syntax_.body(statement));
     const size_t end = syntax_.end(statement.tokens);
     const std::optional<size_t> found = place_behind(syntax_, label.name);

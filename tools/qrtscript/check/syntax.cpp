@@ -26,7 +26,7 @@ int Syntax::keyword(const Statement &statement) const {
     return range.empty() ? 0 : tokens[range.first].kind;
 }
 
-Lines::Lines(std::string_view text) : text_(text), starts_{0} {
+Lines::Lines(std::string_view text) : text_(text), starts_(1, 0) {
     for (size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1))
         if (at + 1 < text.size()) starts_.push_back(at + 1);
 }
