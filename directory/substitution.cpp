@@ -1,11 +1,11 @@
 #include "directory/substitution.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <optional>
 
 #include "directory/identifiers.h"
+#include "directory/reference.h"
 #include "directory/session.h"
 
 static constexpr size_t none = std::string_view::npos;
@@ -84,51 +84,6 @@ static void replace_first(Text &text, const WipedString &old, const WipedString 
     WipedString front(open_part(text).substr(0, at));
     text.start += at + old.size();
     put_in_front(text, front + value);
-}
-
-namespace {
-
-// A reference: its name, and the text that its value replaces.
-struct Reference {
-    std::string_view name;
-    std::string_view replaced;
-    bool isVariable = false; // of the environment; a "<" inside the quoted form is part of an ordinary name
-    bool closedByQuote = false;
-};
-
-} // namespace
-
-static constexpr std::array<bool, 256> name_ends = [] {
-    std::array<bool, 256> table = {};
-    for (const char c : std::string_view(" \t\r\n\"#@\\/:(),.%-;>")) table[static_cast<unsigned char>(c)] = true;
-    return table;
-}();
-
-static bool ends_name(char c) {
-    return name_ends[static_cast<unsigned char>(c)];
-}
-
-// Here and below, `rest` begins with the marker.
-static bool is_without_name(std::string_view rest) {
-    return rest.size() == 1 || (ends_name(rest[1]) && rest[1] != '"' && rest[1] != '>');
-}
-
-// Of a marker with a name.
-static Reference parse_reference(std::string_view rest) {
-    Reference reference;
-    if (rest[1] == '"') {
-        // Whatever follows the quoted name is lost when it resolves: required.
-        reference.name = rest.substr(2, rest.find('"', 2) - 2);
-        reference.replaced = rest;
-    } else {
-        auto end = static_cast<size_t>(std::find_if(rest.begin() + 1, rest.end(), ends_name) - rest.begin());
-        reference.isVariable = rest[1] == '<';
-        reference.closedByQuote = end < rest.size() && rest[end] == '"';
-        if (end < rest.size() && rest[end] == '>') end++;
-        reference.name = rest.substr(1, end - 1);
-        reference.replaced = rest.substr(0, end);
-    }
-    return reference;
 }
 
 namespace {
@@ -239,12 +194,12 @@ static bool replace_next(Text &text, Asker &asker) {
     Scan scan;
     scan.position = text.resume;
     while (next_marker(text, scan)) {
-        if (is_without_name(text_from(text, scan.marker))) {
+        if (reference_is_without_name(text_from(text, scan.marker))) {
             pass_empty(scan);
             continue;
         }
         settle_before_name(text, scan);
-        Reference reference = parse_reference(text_from(text, scan.marker));
+        Reference reference = reference_parse(text_from(text, scan.marker));
         std::string_view replaced = replaced_text(text, scan, reference);
         WipedString value;
         if (look_up(asker, reference, value)) {
@@ -273,7 +228,7 @@ static std::optional<WipedString> with_plain_variables(std::string_view text) {
     WipedString result;
     const char *done = text.begin();
     for (const char *marker; (marker = std::find_if(done, text.end(), is_marker)) != text.end();) {
-        const char *end = std::find_if(marker + 1, text.end(), ends_name);
+        const char *end = std::find_if(marker + 1, text.end(), reference_ends_name);
         if (*marker != '%' || end == text.end() || *end != '>' || marker[1] != '<') return std::nullopt;
         const char *value = identifiers_variable({marker + 2, static_cast<size_t>(end - marker - 2)});
         if (value == nullptr) value = "";

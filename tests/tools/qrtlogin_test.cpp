@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "tests/support/site.h"
+#include "tools/code_variables.h"
 #include "tools/qrtlogin/environment.h"
 
 namespace {

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "tools/code_variables.h"
 #include "tools/own_folder.h"
 
 static std::map<std::string, std::string> environment_copy() {
@@ -34,41 +35,6 @@ static std::string path_without(const std::string &path, const std::string &elem
         kept.erase(at, wanted.size() - 1);
     return kept.size() > 2 ? kept.substr(1, kept.size() - 2) : "";
 }
-
-// Where a name ends in "*", every name that begins so. The prompts are among them since bash runs the commands in them.
-static const char *const code_variables[] = {
-    "LD_*",
-    "GCONV_PATH",
-    "GLIBC_TUNABLES",
-    "BASH_ENV",
-    "BASH_FUNC_*",
-    "ENV",
-    "IFS",
-    "SHELLOPTS",
-    "BASHOPTS",
-    "PROMPT_COMMAND",
-    "PS0",
-    "PS1",
-    "PS2",
-    "PS4",
-    "ZDOTDIR",
-    "FPATH",
-    "PERL5*",
-    "PERLLIB",
-    "PYTHON*",
-    "RUBYOPT",
-    "RUBYLIB",
-    "NODE_OPTIONS",
-    "NODE_PATH",
-    "LUA_*",
-    "CLASSPATH",
-    "JDK_JAVA_OPTIONS",
-    "JAVA_TOOL_OPTIONS",
-    "GTK_MODULES",
-    "GTK_PATH",
-    "GIO_EXTRA_MODULES",
-    "QT_PLUGIN_PATH",
-};
 
 RunEnvironment::RunEnvironment() : before_(environment_copy()) {}
 
@@ -136,16 +102,6 @@ std::string shell_quote(const std::string &text) {
         else
             quoted += c;
     return quoted + "'";
-}
-
-bool environment_runs_code(const std::string &name) {
-    return std::any_of(
-        std::begin(code_variables), std::end(code_variables),
-        [&name](std::string_view pattern) {
-            if (pattern.back() != '*') return name == pattern;
-            pattern.remove_suffix(1);
-            return name.compare(0, pattern.size(), pattern) == 0;
-        });
 }
 
 bool shell_is_name(const std::string &name) {

@@ -39,9 +39,6 @@ class RunEnvironment {
 // `text` as one word of a shell: in single quotes.
 std::string shell_quote(const std::string &text);
 
-// True for a variable whose value a shell, an interpreter or the loader executes, or loads code from.
-bool environment_runs_code(const std::string &name);
-
 // True for a name that a shell can assign to.
 bool shell_is_name(const std::string &name);
 

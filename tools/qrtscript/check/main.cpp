@@ -19,8 +19,9 @@
 
 static CheckedScript checked(const std::string &name, Severity least) {
     const Syntax syntax = syntax_read(script_text(name));
-    CheckedScript script = {name, syntax.text, {}};
-    for (Finding &finding : check_script(syntax))
+    Findings findings = check_script(syntax);
+    CheckedScript script = {name, syntax.text, without_secrets(syntax.text, findings), {}};
+    for (Finding &finding : findings)
         if (finding.severity >= least) script.findings.push_back(std::move(finding));
     return script;
 }

@@ -86,7 +86,11 @@ size_t taken() {
     return yychar == no_look_ahead || yychar == 0 ? count : count - 1;
 }
 
-size_t add_phrase(Phrase phrase) {
+size_t add_phrase(Phrase::Kind kind, TokenRange tokens, std::vector<size_t> parts = {}) {
+    Phrase phrase;
+    phrase.kind = kind;
+    phrase.tokens = tokens;
+    phrase.parts = std::move(parts);
     recording->syntax.phrases.push_back(std::move(phrase));
     return recording->syntax.phrases.size() - 1;
 }
@@ -107,7 +111,7 @@ TokenRange range_of(const std::vector<size_t> &parts) {
 template <typename... Texts>
 OwnedText compose(Phrase::Kind kind, const Texts &...texts) {
     const std::vector<size_t> parts = {number_of(texts)...};
-    return text_of(add_phrase({kind, range_of(parts), parts}));
+    return text_of(add_phrase(kind, range_of(parts), parts));
 }
 
 // The range is widened to the signs around the parts.
@@ -220,9 +224,11 @@ int record_token() {
         while (buffer.data[begin] == ' ' || buffer.data[begin] == '\t') ++begin;
     now.syntax.tokens.push_back({kind, begin, end});
     if (kind < KW_WRITE) return kind; // a sign has no text
-    free(std::exchange(yylval.text, nullptr));
+    const OwnedText text(std::exchange(yylval.text, nullptr));
     const size_t place = now.syntax.tokens.size() - 1;
-    yylval.text = text_of(add_phrase({Phrase::Kind::token, {place, place + 1}, {}})).release();
+    const size_t phrase = add_phrase(Phrase::Kind::token, {place, place + 1});
+    now.syntax.phrases[phrase].text = text.get();
+    yylval.text = text_of(phrase).release();
     return kind;
 }
 
@@ -267,7 +273,7 @@ OwnedText phrase_empty() {
 }
 OwnedText phrase_sign(const char *) {
     const size_t last = recording->syntax.tokens.size();
-    return text_of(add_phrase({Phrase::Kind::sign, {last - 1, last}, {}}));
+    return text_of(add_phrase(Phrase::Kind::sign, {last - 1, last}));
 }
 OwnedText phrase_join(OwnedText a, OwnedText b) {
     return compose(Phrase::Kind::join, a, b);

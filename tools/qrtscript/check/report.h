@@ -11,6 +11,7 @@
 struct CheckedScript {
     std::string name;
     std::string text;
+    std::string shown; // the text without its passwords: what a report may quote
     Findings findings;
 };
 

@@ -91,7 +91,7 @@ std::string report_text(const std::vector<CheckedScript> &scripts, bool colour) 
     const Painter painter = {colour};
     std::string text;
     for (const CheckedScript &script : scripts) {
-        const Lines lines(script.text);
+        const Lines lines(script.shown);
         for (const Finding &finding : script.findings) text += report_finding(script, lines, finding, painter);
     }
     return text + report_summary(scripts);

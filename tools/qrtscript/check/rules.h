@@ -11,8 +11,20 @@ void check_mistakes(const Syntax &syntax, Findings *findings);
 void check_blocks(const Syntax &syntax, Findings *findings);
 // Labels and jumps.
 void check_labels(const Syntax &syntax, Findings *findings);
+// Quoted texts, words and references.
+void check_text(const Syntax &syntax, Findings *findings);
+// Conditions and arithmetic.
+void check_conditions(const Syntax &syntax, Findings *findings);
+// Program lines, and what is unsafe: passwords, variables, commands made of values.
+void check_programs(const Syntax &syntax, Findings *findings);
+// MAP, PATH, DRIVE, and the drives in the names of files.
+void check_drives(const Syntax &syntax, Findings *findings);
 
-// All of them, sorted by place.
+// All of them, sorted by place. No finding tells a password.
 Findings check_script(const Syntax &syntax);
+
+// The text with the passwords in it overwritten by "*", for what shows lines of it: `findings` are the text's own, and
+// the places stay.
+std::string without_secrets(std::string text, const Findings &findings);
 
 #endif

@@ -30,12 +30,12 @@ class Jumps {
     void checkPlace(const Label &label);
     void checkLoop(size_t jump, size_t from);
     bool leaves(size_t statement, size_t from, size_t jump) const;
-    bool isConditional(size_t statement) const { return conditional_[statement]; }
+    bool isConditional(size_t statement) const { return branches_[statement] != 0; }
 
     const Syntax &syntax_;
     Findings *findings_;
     std::vector<Label> labels_;
-    std::vector<bool> conditional_; // statements inside an IF
+    std::vector<size_t> branches_;
 };
 
 } // namespace
@@ -51,19 +51,9 @@ static TokenRange operand_tokens(const Syntax &syntax, const Statement &statemen
     return syntax.phrases[statement.operands.front()].tokens;
 }
 
-static void mark_conditional(const Syntax &syntax, std::vector<bool> *conditional) {
-    size_t depth = 0;
-    for (const Statement &statement : syntax.statements) {
-        const bool isEnd = statement.kind == Statement::Kind::end;
-        if (isEnd && depth > 0) --depth;
-        conditional->push_back(depth > 0 || statement.single);
-        if (statement.kind == Statement::Kind::if_block || statement.kind == Statement::Kind::if_broken) ++depth;
-    }
-}
-
-Jumps::Jumps(const Syntax &syntax, Findings *findings) : syntax_(syntax), findings_(findings) {
+Jumps::Jumps(const Syntax &syntax, Findings *findings)
+    : syntax_(syntax), findings_(findings), branches_(syntax_branches(syntax)) {
     labels_forget();
-    mark_conditional(syntax, &conditional_);
     for (const Statement &statement : syntax.statements) {
         if (statement.kind != Statement::Kind::label) continue;
         const TokenRange tokens = operand_tokens(syntax, statement);
@@ -100,7 +90,10 @@ void Jumps::checkPlace(const Label &label) {
         findings_->push_back(std::move(finding));
         return;
     }
-    if (found)
+    if (!found)
+        findings_->push_back(finding_at(syntax_, "QS1010", syntax_.body(statement),
+                                        catalogue_text("a label has no blank before or behind its colon")));
+    else
         findings_->push_back(
             finding_at(syntax_, "QS1012", label.tokens,
                        catalogue_format("GOTO %s goes to an earlier line, never to this one", label.name.c_str())));

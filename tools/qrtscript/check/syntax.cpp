@@ -26,6 +26,33 @@ int Syntax::keyword(const Statement &statement) const {
     return range.empty() ? 0 : tokens[range.first].kind;
 }
 
+std::vector<size_t> syntax_branches(const Syntax &syntax) {
+    std::vector<size_t> branches, around = {0};
+    size_t made = 0, singles = 0;
+    for (const Statement &statement : syntax.statements) {
+        const bool isElse = statement.kind == Statement::Kind::otherwise,
+                   isEnd = statement.kind == Statement::Kind::end;
+        if ((isElse || isEnd) && around.size() > 1) around.pop_back();
+        branches.push_back(around.back());
+        switch (statement.kind) {
+            case Statement::Kind::if_one:
+                ++singles;
+                around.push_back(++made);
+                continue;
+            case Statement::Kind::if_block:
+            case Statement::Kind::if_broken:
+            case Statement::Kind::otherwise:
+                around.push_back(++made);
+                break;
+            default:
+                break;
+        }
+        for (; singles > 0; --singles)
+            if (around.size() > 1) around.pop_back();
+    }
+    return branches;
+}
+
 Lines::Lines(std::string_view text) : text_(text), starts_(1, 0) {
     for (size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1))
         if (at + 1 < text.size()) starts_.push_back(at + 1);

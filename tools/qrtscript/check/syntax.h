@@ -41,6 +41,7 @@ struct Phrase {
     TokenRange tokens;
     std::vector<size_t> parts; // in Syntax::phrases
     char operation = '\0';     // of arithmetic
+    std::string text;          // what a token that is a word, a quoted text or a whole line says
 };
 
 struct Condition {
@@ -122,6 +123,10 @@ struct Syntax {
     // The keyword or sign that a statement begins with, 0 for an empty one.
     int keyword(const Statement &statement) const;
 };
+
+// The branch of an IF that each statement stands in: 0 outside of all, otherwise a number of its own for each branch.
+// An IF itself stands where it is written, and so do ELSE and END.
+std::vector<size_t> syntax_branches(const Syntax &syntax);
 
 // Reads the whole of a text; the text of the result has a line end of its own only if `text` has one. Not to be called
 // by two threads at once: the parser is one for the process. Throws std::bad_alloc.
