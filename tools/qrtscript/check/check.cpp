@@ -37,7 +37,7 @@ Findings check_script(const Syntax &syntax) {
          {check_mistakes, check_blocks, check_labels, check_text, check_conditions, check_programs, check_drives})
         rule(syntax, &findings);
     const auto before = [](const Finding &a, const Finding &b) {
-        return a.place != b.place ? a.place < b.place : a.code->name < b.code->name;
+        return a.place != b.place ? a.place < b.place : a.code < b.code;
     };
     std::stable_sort(findings.begin(), findings.end(), before);
     hide_secrets(syntax.text, &findings);

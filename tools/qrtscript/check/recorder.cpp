@@ -544,6 +544,7 @@ Syntax syntax_read(std::string_view text) {
         record_pending();
         now.singleIfs.clear();
     } while (result == 0 && !now.exhausted);
+    now.syntax.endsEarly = result == 1;
     if (buffer.readPos < buffer.length) now.syntax.unreadFrom = static_cast<size_t>(buffer.readPos);
     note_joined_homes(&now.syntax);
     return std::move(now.syntax);

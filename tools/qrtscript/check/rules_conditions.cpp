@@ -118,13 +118,22 @@ static void check_arithmetic(const Syntax &syntax, const Phrase &phrase, Finding
                                       "put the calculation last")));
 }
 
+static void check_condition(const Syntax &syntax, size_t number, Findings *findings) {
+    const Condition &condition = syntax.conditions[number];
+    if (condition.isCompound()) {
+        check_grouping(syntax, condition, findings);
+        for (const size_t part : condition.parts) check_condition(syntax, part, findings);
+    } else if (condition.kind == Condition::Kind::bare) {
+        check_bare(syntax, condition, findings);
+    } else {
+        check_comparison(syntax, condition, findings);
+    }
+}
+
 void check_conditions(const Syntax &syntax, Findings *findings) {
-    for (const Condition &condition : syntax.conditions)
-        if (condition.isCompound())
-            check_grouping(syntax, condition, findings);
-        else if (condition.kind == Condition::Kind::bare)
-            check_bare(syntax, condition, findings);
-        else
-            check_comparison(syntax, condition, findings);
-    for (const Phrase &phrase : syntax.phrases) check_arithmetic(syntax, phrase, findings);
+    for (const Statement &statement : syntax.statements) {
+        visit_statement(syntax, statement, [&](const Phrase &phrase) { check_arithmetic(syntax, phrase, findings); });
+        if (statement.kind == Statement::Kind::if_block || statement.kind == Statement::Kind::if_one)
+            check_condition(syntax, statement.condition, findings);
+    }
 }

@@ -47,6 +47,13 @@ static Finding unreadable(const Syntax &syntax, const Mistake &mistake, const St
         catalogue_format("no statement begins with %1$s; did you mean %2$s?", keyword.c_str(), nearest.c_str()));
 }
 
+static Finding cut_off(const Syntax &syntax, const Statement &statement) {
+    Finding finding = finding_at(syntax, "QS1016", syntax.body(statement),
+                                 catalogue_text("the last line has no line end, so that it is not read"));
+    finding.fix = {syntax.text.size(), syntax.text.size(), "\n"};
+    return finding;
+}
+
 static Finding finding_of(const Syntax &syntax, const Mistake &mistake) {
     const Statement *statement = statement_at(syntax, mistake.place);
     if (mistake.reason == "Reserved words cannot be used as labels")
@@ -59,12 +66,7 @@ static Finding finding_of(const Syntax &syntax, const Mistake &mistake) {
         return finding_at("QS1021", mistake.place, mistake.length,
                           catalogue_text("too many parts in one statement: the script ends here"));
     if (statement == nullptr) return finding_at("QS1001", mistake.place, mistake.length, mistake.reason);
-    if (mistake.place == syntax.text.size()) {
-        Finding finding = finding_at(syntax, "QS1016", syntax.body(*statement),
-                                     catalogue_text("the last line has no line end, so that it is not read"));
-        finding.fix = {syntax.text.size(), syntax.text.size(), "\n"};
-        return finding;
-    }
+    if (mistake.place == syntax.text.size()) return cut_off(syntax, *statement);
     if (has_lone_return(syntax, *statement))
         return finding_at(
             "QS1017", mistake.place, mistake.length,
@@ -83,6 +85,10 @@ void check_mistakes(const Syntax &syntax, Findings *findings) {
         findings->push_back(finding_of(syntax, mistake));
         findings->back().quotedLine = mistake.quotedLine;
     }
+    // Within a statement that has a mistake already the end is not reported again.
+    const bool isTold = !syntax.mistakes.empty() && syntax.mistakes.back().place == syntax.text.size();
+    if (syntax.endsEarly && !isTold && !syntax.statements.empty())
+        findings->push_back(cut_off(syntax, syntax.statements.back()));
     if (syntax.unreadFrom && syntax.mistakes.empty())
         findings->push_back(finding_at("QS1018", *syntax.unreadFrom, 1,
                                        catalogue_text("there is a NUL before this: nothing from here on is read")));

@@ -108,6 +108,7 @@ struct Syntax {
     std::vector<Statement> statements;
     std::vector<Mistake> mistakes;
     int openLevels = 0;               // IFs without an END
+    bool endsEarly = false;           // the text ends within a statement
     std::optional<size_t> unreadFrom; // the parser stops here: a NUL, or no memory
     std::vector<size_t> joinedHomes;  // where "%home directory" was read as one word
 

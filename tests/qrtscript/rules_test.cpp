@@ -1,0 +1,192 @@
+// Each code of the check, with a script that gives it and one that does not.
+#include <gmock/gmock.h>
+
+#include "tools/qrtscript/check/rules.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+// "LINE:COLUMN CODE" for each finding.
+std::vector<std::string> found_in(const std::string &text) {
+    const Lines lines(text);
+    std::vector<std::string> found;
+    for (const Finding &finding : check_script(syntax_read(text)))
+        found.push_back(std::to_string(lines.line(finding.place)) + ":" + std::to_string(lines.column(finding.place)) +
+                        " " + finding.code->name);
+    return found;
+}
+
+struct Row {
+    const char *text;
+    std::vector<std::string> found;
+};
+
+void expect_rows(const std::vector<Row> &rows) {
+    for (const Row &row : rows) EXPECT_EQ(found_in(row.text), row.found) << row.text;
+}
+
+std::string repeated(int count, const std::string &text) {
+    std::string all;
+    for (int i = 0; i < count; ++i) all += text;
+    return all;
+}
+
+} // namespace
+
+TEST(CheckMistakes, AreFoundEachAtItsOwnLine) {
+    // A login reports the first and the last.
+    expect_rows(
+        {{"FOO 1\nFOO 2\nFOO 3\nWRITE \"x\"\nFOO 4\n", {"1:1 QS1001", "2:1 QS1001", "3:1 QS1001", "5:1 QS1001"}},
+         {"WRITE \"a\" \"b\"\n", {"1:11 QS1001"}},
+         {"SET X \"a\"\n", {"1:7 QS1001"}},
+         {"EXIT\nFOO 1\n", {"2:1 QS1001", "2:1 QS1014"}},
+         {"IF \"a\" = \"b\" THEN FOO 1\nWRITE \"\"\n", {"1:19 QS1001"}},
+         {"GOTO IF\nIF:\n", {"1:6 QS1002", "2:1 QS1013"}},
+         {"", {}},
+         {"\n\n  \n", {}},
+         {"REM anything \" goes %\n* and % here\n; and here\n", {}}});
+}
+
+TEST(CheckMistakes, TellWhatWasExpected) {
+    const auto message = [](const char *text) { return check_script(syntax_read(text)).at(0).message; };
+    EXPECT_EQ(message("SET X \"a\"\n"), "unexpected \"a\"; expected: SET NAME = [TEXT]");
+    EXPECT_EQ(message("DRIVE\n"), "the line ends too early; expected: DRIVE X: | DRIVE *X");
+    EXPECT_EQ(message("WRIET \"a\"\n"), "no statement begins with WRIET; did you mean WRITE?");
+    EXPECT_EQ(message("\"a\"\n"), "no statement begins with \"a\"");
+}
+
+TEST(CheckMistakes, TellTheLineThatALoginQuotes) {
+    const auto quoted = [](const char *text) { return check_script(syntax_read(text)).at(0).quotedLine; };
+    EXPECT_EQ(quoted("WRITE \"a\" x\n"), "WRITE \"a\" x");
+    // The look-ahead has been read.
+    EXPECT_EQ(quoted("WRITE \"a\"\nFOO\nWRITE \"b\"\n"), "WRITE \"b\"");
+    EXPECT_EQ(quoted("REM\nGOTO NOWHERE\n"), "");
+}
+
+TEST(CheckMistakes, KnowTheEndsOfLinesAndOfTheText) {
+    expect_rows({{"WRITE \"a\"\nWRITE \"b\"", {"2:1 QS1016"}},
+                 {"WRITE \"a\"\rWRITE \"b\"\r", {"1:1 QS1016", "1:11 QS1017"}},
+                 {"WRITE \"a\"\r\nWRITE \"b\"\r\r\n", {}},
+                 {"IF \"a\" = \"b\" THEN", {"1:1 QS1003", "1:1 QS1016"}}});
+    EXPECT_EQ(found_in(std::string("WRITE \"a\"\n\0FOO\n", 15)), std::vector<std::string>{"2:2 QS1018"});
+}
+
+TEST(CheckMistakes, KnowTheLimitsOfTheParser) {
+    const auto nested = [](int depth) { return repeated(depth, "IF \"a\" = \"a\" THEN\n") + repeated(depth, "END\n"); };
+    EXPECT_THAT(found_in(nested(199)), IsEmpty());
+    EXPECT_THAT(found_in(nested(201)), ElementsAre("200:18 QS1004"));
+    EXPECT_THAT(found_in("WRITE \"\"" + repeated(6000, " ; \"\"") + "\nFOO\n"),
+                testing::Contains(testing::EndsWith("QS1021")));
+}
+
+TEST(CheckBlocks, BelongTogether) {
+    const std::string open = "IF \"a\" = \"b\" THEN\n";
+    expect_rows({{"IF \"a\" = \"b\" THEN\nWRITE \"\"\n", {"1:1 QS1003"}},
+                 {"IF \"a\" = \"b\" THEN\nELSE\nEND\nIF \"a\" = \"b\" THEN BEGIN\nENDIF\n", {}},
+                 {"IF \"a\" = \"b\" THEN WRITE \"\"\nWRITE \"\"\n", {}},
+                 {"IF \"a\" = \"b\" THEN IF \"a\" = \"b\" THEN WRITE \"\"\nWRITE \"\"\n", {}},
+                 {"END\n", {"1:1 QS1005"}},
+                 {"ELSE\nWRITE \"\"\n", {"1:1 QS1006"}},
+                 {"IF \"a\" = \"b\" THEN\nELSE IF \"a\" = \"c\" THEN\nEND\n", {"2:1 QS1007"}},
+                 {"IF \"a\" = \"b\" THEN\nELSE\nELSE\nEND\n", {"3:1 QS1019"}},
+                 {"IF \"a\" = \"b\"\nWRITE \"\"\n", {"1:1 QS1020"}},
+                 {"IF \"a\" = \"b\"\n\nWRITE \"\"\nEND\n", {}},
+                 {"IF NOT \"a\"\nEND\n", {"1:8 QS1001"}}});
+    // A login does not report it when the script has jumped.
+    const auto severity = [](const std::string &text) { return check_script(syntax_read(text)).back().severity; };
+    EXPECT_EQ(severity(open), Severity::error);
+    EXPECT_EQ(severity("\nA:\nIF \"a\" = \"b\" THEN GOTO A\n" + open), Severity::warning);
+}
+
+TEST(CheckLabels, AreFoundWhereALoginFindsThem) {
+    expect_rows({{"REM\nIF \"a\" = \"b\" THEN GOTO A\nA:\n", {}},
+                 {"REM\nIF \"a\" = \"b\" THEN GOTO A-B\n:a-b\n", {}},
+                 {"GOTO NOWHERE\n", {"1:6 QS1008"}},
+                 {"A:\nWRITE \"\"\n", {"1:1 QS1009"}},
+                 {"REM\n  A:\n", {"2:3 QS1010"}},
+                 {"REM\nA :\n", {"2:1 QS1010"}},
+                 {"REM\nIF \"a\" = \"b\" THEN GOTO LOOP\n:LOOPING\n", {"2:24 QS1011"}},
+                 {"REM\nA:\nWRITE \"\"\na:\n", {"4:1 QS1012"}},
+                 {"REM\nWRITE:\n", {"2:1 QS1013"}},
+                 {"REM\nIF \"a\" = \"b\" THEN GOTO A\n  A:\n", {"2:24 QS1008", "3:3 QS1010"}}});
+    const auto message = [](const char *text) { return check_script(syntax_read(text)).at(0).message; };
+    EXPECT_EQ(message("REM\nGOTO LOP\nLOOP:\n"), "there is no label LOP: this GOTO does nothing; did you mean LOOP?");
+}
+
+TEST(CheckLabels, FollowTheJumps) {
+    expect_rows({{"EXIT\n\nREM\nWRITE \"\"\nWRITE \"\"\n", {"4:1 QS1014"}},
+                 {"IF \"a\" = \"b\" THEN EXIT\nWRITE \"\"\n", {}},
+                 {"IF \"a\" = \"b\" THEN\nEXIT\nELSE\nWRITE \"\"\nEND\nWRITE \"\"\n", {}},
+                 {"GOTO A\nWRITE \"\"\nA:\nWRITE \"\"\n", {"2:1 QS1014"}},
+                 {"GOTO NOWHERE\nWRITE \"\"\n", {"1:6 QS1008"}},
+                 {"REM\nA:\nWRITE \"\"\nGOTO A\n", {"4:1 QS1015"}},
+                 {"REM\nA:\nIF \"a\" = \"b\" THEN EXIT\nGOTO A\n", {}},
+                 {"REM\nA:\nIF \"a\" = \"b\" THEN GOTO B\nGOTO A\nB:\n", {}},
+                 {"REM\nA:\nIF \"a\" = \"b\" THEN GOTO A\nWRITE \"\"\n", {}}});
+}
+
+TEST(CheckText, KnowsTheTrapsOfTheLanguage) {
+    expect_rows({{"WRITE \"%SURNAME!\"\n", {"1:8 QS2001"}},
+                 {"WRITE \"%SURNAME, %FULL_NAME.\"\nWRITE \"100%!\"\n", {}},
+                 {"WRITE \"a \\\\ \\\"b\\\" %SURNAME?\"\n", {"1:19 QS2001"}},
+                 {"WRITE \"\\\"%CN\\\" x\"\n", {"1:9 QS2002"}},
+                 {"# echo \"%CN\" x\n", {"1:8 QS2002"}},
+                 {"# echo \"x\" y\n", {"1:8 QS2003"}},
+                 {"# echo 'x y'\n", {"1:8 QS2003"}},
+                 {"# echo \"x y\"\n", {"1:8 QS2004"}},
+                 {"@ echo %FULL_NAME %LOGIN_NAME\n", {"1:8 QS2004"}},
+                 {"WRITE foo ; CN ; 2\n", {"1:7 QS2010"}},
+                 {"IF CN = jdoe THEN WRITE \"\"\n", {"1:9 QS2010"}},
+                 {"WRITE \"a\nWRITE \"b\\\"\n", {"1:7 QS2011", "2:7 QS2011"}},
+                 {"SET A = \"50%\" ; \"CN\"\nSET A = \"50%\"\n", {"1:9 QS2012"}},
+                 {"WRITE \"%HOME DIRECTORY\"\n", {"1:13 QS2015"}}});
+}
+
+TEST(CheckConditions, KnowTheTrapsOfTheLanguage) {
+    expect_rows({{"IF \"YES\" THEN WRITE \"\"\n", {"1:4 QS2005"}},
+                 {"IF MEMBER OF \"G\" THEN WRITE \"\"\nIF NOT MEMBER OF \"G\" THEN WRITE \"\"\n", {}},
+                 {"IF VALUE \"3\" <= \"5\" THEN WRITE \"\"\n", {"1:10 QS2006"}},
+                 {"IF \"3\" <= \"5\" THEN WRITE \"\"\n", {}},
+                 {"IF \"a\"=\"b\" OR \"a\"=\"c\" AND \"a\"=\"d\" THEN WRITE \"\"\n", {"1:4 QS2007"}},
+                 {"IF (\"a\"=\"b\" OR \"a\"=\"c\") AND \"a\"=\"d\" THEN WRITE \"\"\n", {}},
+                 {"IF \"a\"=\"b\" OR (\"a\"=\"c\" AND \"a\"=\"d\") THEN WRITE \"\"\n", {}},
+                 {"IF \"a\"=\"b\" OR \"a\"=\"c\" OR \"a\"=\"d\" THEN WRITE \"\"\n", {}},
+                 {"WRITE \"9\" - \"3\" - \"2\"\n", {"1:7 QS2007"}},
+                 {"WRITE \"9\" + \"3\" + \"2\"\nWRITE \"A\" ; \"1\" + \"2\"\n", {}},
+                 {"WRITE \"1\" + \"2\" ; \"B\"\n", {"1:7 QS2007"}},
+                 {"IF \"%TITLE\" = \"\" THEN WRITE \"\"\n", {"1:4 QS2008"}},
+                 {"IF %TITLE = \"\" THEN WRITE \"\"\nIF \"%CN\" = \"\" THEN WRITE \"\"\n", {}},
+                 {"IF \"%DAY_OF_WEEK\" = \"Monday\" THEN WRITE \"\"\n", {"1:4 QS2009"}},
+                 {"IF %NDAY_OF_WEEK = \"2\" THEN WRITE \"\"\n", {}}});
+}
+
+TEST(CheckDrives, KnowsWhatTheMappingProgramRefuses) {
+    expect_rows({{"MAP 1:=SRV1/SYS:\n", {"1:4 QS3001"}},
+                 {"MAP H:=%HOME_DIRECTORY; K:=SRV1\\SYS:x\nMAP\nPATH INS S1:=SRV1/SYS:\n", {}},
+                 {"MAP H:=SRV1/A:\nMAP H:=SRV1/B:\n", {"2:4 QS3002"}},
+                 {"MAP H:=SRV1/A:\nMAP DEL H:\nMAP H:=SRV1/B:\n", {}},
+                 {"IF \"a\" = \"b\" THEN\nMAP H:=SRV1/A:\nELSE\nMAP H:=SRV1/B:\nEND\n", {}},
+                 {"DRIVE H:\nMAP H:=SRV1/A:\n", {"1:7 QS3003"}},
+                 {"DISPLAY H:x.txt\nMAP H:=SRV1/A:\n", {"1:9 QS3003"}},
+                 {"MAP H:=SRV1/A:\nDRIVE H:\nDISPLAY K:x.txt\n", {}}});
+}
+
+TEST(CheckSafety, FindsPasswordsAndCommandsMadeOfValues) {
+    expect_rows({{"TREE ACME/joe;hush\nTREE ACME/joe\n", {"1:15 QS5001"}},
+                 {"ATTACH SRV1/joe;hush\n", {"1:12 QS1001", "1:17 QS5002"}},
+                 {"# sh -c echo%CN\n# sh script.sh %CN\n", {"1:13 QS5003"}},
+                 {"SET LD_PRELOAD = \"x\"\nSET LANGUAGE = \"de\"\nSET EDITOR = \"vi\"\n", {"1:5 QS5004", "2:5 QS5004"}},
+                 {"# bin/x\n# /bin/x\n# x\n", {"1:3 QS5005"}}});
+}
+
+TEST(CheckSafety, TellsNoPassword) {
+    const std::string text = "TREE ACME/joe;hush\nATTACH SRV1/joe;hush\n";
+    const Findings findings = check_script(syntax_read(text));
+    ASSERT_THAT(findings, SizeIs(3));
+    for (const Finding &finding : findings)
+        EXPECT_THAT(finding.message + finding.quotedLine, testing::Not(testing::HasSubstr("hush")));
+    EXPECT_EQ(without_secrets(text, findings), "TREE ACME/joe;****\nATTACH SRV1/joe;****\n");
+}
