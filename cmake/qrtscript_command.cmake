@@ -30,7 +30,7 @@ function(qrt_command_program name)
   target_include_directories(qrtscript_${name} PRIVATE ${CMAKE_SOURCE_DIR})
   set_target_properties(qrtscript_${name} PROPERTIES OUTPUT_NAME qrtscript-${name})
   target_link_libraries(qrtscript_${name} PRIVATE ${resolved_first} ${name}_objects command_objects ${ARGN})
-  add_dependencies(qrtscript_command qrtscript_${name})
+  add_dependencies(qrtscript_command qrtscript_${name} map)
   set(command_programs ${command_programs} ${name} PARENT_SCOPE)
 endfunction()
 

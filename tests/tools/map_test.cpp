@@ -129,6 +129,20 @@ TEST_F(MapTest, ADriveCanLeadBelowAnotherDrive) {
                    "cannot map drive J: to \"H\": not SERVER/VOLUME:path, VOLUME:path or the name of an object");
 }
 
+TEST_F(MapTest, ChecksWithoutMapping) {
+    EXPECT_EQ(map({"--check", "H:=SRV1/SYS:public,", "NEXT", "SRV2/DATA:apps,N:=H:nowhere"}).status, 0);
+    const Outcome outcome = map({"--check", "H:=SRV1/NOVOL:,K:=SRV9/SYS:"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err,
+              "map: cannot map drive H: to \"SRV1/NOVOL:\": no such volume on the server\n"
+              "map: cannot map drive K: to \"SRV9/SYS:\": no such server\n");
+    EXPECT_EQ(map({"--check", "X9:=SRV1/SYS:"}).status, 1);
+    EXPECT_EQ(link("H"), "");
+    // It needs no place for links.
+    environment.erase("HOME");
+    EXPECT_EQ(map({"--check", "H:=SRV1/SYS:public"}).status, 0);
+}
+
 TEST_F(MapTest, ANewMappingReplacesAnOldOne) {
     map({"H:=SRV1/USERS:home"});
     EXPECT_EQ(map({"H:=SRV2/DATA:apps"}).status, 0);

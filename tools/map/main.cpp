@@ -6,6 +6,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/catalogue.h"
@@ -20,6 +21,7 @@ static const char *const help_text = catalogue_mark(
     "\n"
     "  map                        list the drives and the search path\n"
     "  map --status               show for each drive whether it is mounted, or why not\n"
+    "  map --check ITEM[, ITEM]...  say what would be refused, and map nothing\n"
     "  map H:                     show one drive\n"
     "  map H:=SRV1/USERS:home     map a drive; also map ROOT H:=...\n"
     "  map NEXT SRV1/SYS:         map the next free drive, starting at F:\n"
@@ -49,6 +51,8 @@ static int map_main(int argc, char **argv) {
         return 0;
     }
     if (line == "--status") return MapRun().status();
+    constexpr std::string_view check = "--check ";
+    if (line.compare(0, check.size(), check) == 0) return map_check(command_parse(line.substr(check.size())));
     std::vector<Command> commands = command_parse(line);
     return MapRun().run(commands);
 }

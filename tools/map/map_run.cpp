@@ -123,13 +123,44 @@ void MapRun::show(const Drive &drive) {
 }
 
 // The location of `target`; a refusal names the drive and the target.
-Location MapRun::resolved(const Drive &drive, const std::string &target) const {
+static Location location_for(const Drive &drive, const std::string &target, const LinkDirectory *links) {
     try {
-        return resolve_target(target, links_);
+        return resolve_target(target, links);
     } catch (const Refusal &refusal) {
         throw Refusal(catalogue_format("cannot map drive %1$s: to \"%2$s\": %3$s", drive.name().c_str(), target.c_str(),
                                        refusal.what()));
     }
+}
+
+static bool is_on_drive(const std::string &target) {
+    return drive_of(std::string_view(target).substr(0, target.find(':'))).has_value();
+}
+
+static void check_target(const Command &command) {
+    if (command.action == Command::Action::next)
+        resolve_target(command.target, nullptr);
+    else
+        location_for(command.drive, command.target, nullptr);
+}
+
+int map_check(const std::vector<Command> &commands) {
+    int status = 0;
+    for (const Command &command : commands) {
+        const bool hasTarget = command.action == Command::Action::assign || command.action == Command::Action::insert ||
+                               command.action == Command::Action::next;
+        if (!hasTarget || is_on_drive(command.target)) continue;
+        try {
+            check_target(command);
+        } catch (const Refusal &refusal) {
+            status = 1;
+            fprintf(stderr, catalogue_text("map: %s\n"), refusal.what());
+        }
+    }
+    return status;
+}
+
+Location MapRun::resolved(const Drive &drive, const std::string &target) const {
+    return location_for(drive, target, &links_);
 }
 
 void MapRun::mapTo(const Drive &drive, const std::string &target) {
@@ -141,7 +172,7 @@ void MapRun::mapTo(const Drive &drive, const std::string &target) {
 // A letter that leads there already is the next one: a script asks again at each login.
 void MapRun::mapToNext(const std::string &target) {
     std::optional<Drive> drive = nextFree();
-    Location location = drive ? resolved(*drive, target) : resolve_target(target, links_);
+    Location location = drive ? resolved(*drive, target) : resolve_target(target, &links_);
     Drive known;
     for (known.letter = Drive::first_local; known.letter <= 'Z'; ++known.letter) {
         std::optional<Location> now = links_.read(known.name());

@@ -10,6 +10,10 @@
 #include "tools/map/link_directory.h"
 #include "tools/map/location.h"
 
+// Says of every item what would be refused, and changes nothing; the user needs no place for links. A target on another
+// drive is not looked at: which drives there are by then, only the login tells. Returns the exit status, 0 or 1.
+int map_check(const std::vector<Command> &commands);
+
 class MapRun {
   public:
     // Carries out every item, also after one that could not be: its reason goes to standard error. Returns the exit

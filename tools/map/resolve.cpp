@@ -157,12 +157,12 @@ static Location resolve_network(const std::string &target) {
 }
 
 // A target such as "H:home" is below drive H if there is one.
-static std::optional<Location> resolve_drive(const std::string &target, const LinkDirectory &links) {
+static std::optional<Location> resolve_drive(const std::string &target, const LinkDirectory *links) {
     size_t colon = target.find(':');
     if (colon == std::string::npos) return std::nullopt;
     const std::optional<Drive> drive = drive_of(target.substr(0, colon));
     if (!drive) return std::nullopt;
-    const std::optional<Location> root = links.read(drive.value().name());
+    const std::optional<Location> root = links->read(drive.value().name());
     if (!root) return std::nullopt;
     const Location &at = root.value();
     return Location{at.server, at.volume, location_join(at.path, target.substr(colon + 1))};
@@ -179,12 +179,12 @@ static bool has_all_mounts(const std::string &mountPoint) {
     return is_folder(mountPoint) && (statfs(mountPoint.c_str(), &status) != 0 || status.f_type != AUTOFS_SUPER_MAGIC);
 }
 
-Location resolve_target(const std::string &target, const LinkDirectory &links) {
+Location resolve_target(const std::string &target, const LinkDirectory *links) {
     std::string path = target;
     std::replace(path.begin(), path.end(), '\\', '/');
     if (path.size() > target_limit) throw Refusal(catalogue_text("the name is too long"));
     if (path.compare(0, 2, "//") == 0) path = without_double_slash(path);
-    std::optional<Location> location = resolve_drive(path, links);
+    std::optional<Location> location = links != nullptr ? resolve_drive(path, links) : std::nullopt;
     if (!location) location = resolve_network(path);
     location_check(*location);
     const std::string folder = location_link_target(*location, linked_volumes_of_client());

@@ -9,7 +9,8 @@
 
 // The location of a target (location.h shows the forms). Server and volume exist, and so does the folder when the
 // network file system is mounted. Objects are looked up in the tree and the context that QRT_TREE and QRT_CONTEXT name,
-// without them from the root of the configuration's default tree. Throws Refusal with the reason.
-Location resolve_target(const std::string &target, const LinkDirectory &links);
+// without them from the root of the configuration's default tree. `links` is null where other drives are no target.
+// Throws Refusal with the reason.
+Location resolve_target(const std::string &target, const LinkDirectory *links);
 
 #endif

@@ -38,12 +38,13 @@ std::vector<std::string_view> known_names() {
         for (const SchemaAttribute &one : schema_attributes()) {
             if (one.name == nullptr) continue;
             names.emplace_back(one.name);
-            std::replace(names.back().begin(), names.back().end(), ' ', '_');
+            for (char &c : names.back()) c = c == ' ' ? '_' : upper_case(c);
         }
         return names;
     }();
-    std::vector<std::string_view> names(attributes.begin(), attributes.end());
+    std::vector<std::string_view> names;
     for (const QrtIdentifier *row = itable; row->name != nullptr; ++row) names.emplace_back(row->name);
+    names.insert(names.end(), attributes.begin(), attributes.end());
     return names;
 }
 

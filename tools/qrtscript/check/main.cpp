@@ -6,7 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <system_error>
+#include <optional>
+#include <stdexcept>
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
@@ -17,21 +18,34 @@
 #include "tools/qrtscript/check/rules.h"
 #include "tools/qrtscript/check/scripts.h"
 
-static CheckedScript checked(const std::string &name, Severity least) {
-    const Syntax syntax = syntax_read(script_text(name));
-    Findings findings = check_script(syntax);
+static CheckedScript checked(const std::string &name, const std::string &text, Severity least,
+                             const CheckDirectory *directory) {
+    const Syntax syntax = syntax_read(text);
+    Findings findings = check_script(syntax, directory);
     CheckedScript script = {name, syntax.text, without_secrets(syntax.text, findings), {}};
     for (Finding &finding : findings)
         if (finding.severity >= least) script.findings.push_back(std::move(finding));
     return script;
 }
 
+// What is no file may be an object, whose script the directory has.
+static std::optional<std::string> script_of_object(const std::string &input, const CheckDirectory *directory) {
+    if (directory == nullptr || input == "-" || access(input.c_str(), F_OK) == 0) return {};
+    return directory->scriptOf(input);
+}
+
 // False when something could not be read, which is reported.
-static bool check_input(const std::string &input, Severity least, std::vector<CheckedScript> *scripts) {
+static bool check_input(const std::string &input, Severity least, const CheckDirectory *directory,
+                        std::vector<CheckedScript> *scripts) {
     try {
-        for (const std::string &name : script_files(input)) scripts->push_back(checked(name, least));
+        if (const std::optional<std::string> text = script_of_object(input, directory)) {
+            scripts->push_back(checked(input, *text, least, directory));
+            return true;
+        }
+        for (const std::string &name : script_files(input))
+            scripts->push_back(checked(name, script_text(name), least, directory));
         return true;
-    } catch (const std::system_error &problem) {
+    } catch (const std::runtime_error &problem) {
         fprintf(stderr, "qrtscript check: %s\n", terminal_text(problem.what()).c_str());
         return false;
     }
@@ -39,10 +53,12 @@ static bool check_input(const std::string &input, Severity least, std::vector<Ch
 
 static int check(int argc, char **argv) {
     const CheckOptions options = check_options(argc, argv);
+    std::optional<CheckDirectory> directory;
+    if (options.hasDirectory) directory.emplace(options.directory);
     std::vector<CheckedScript> scripts;
     bool complete = true;
     for (const std::string &input : options.inputs)
-        if (!check_input(input, options.severity, &scripts)) complete = false;
+        if (!check_input(input, options.severity, directory ? &*directory : nullptr, &scripts)) complete = false;
     const bool colour = isatty(STDOUT_FILENO) != 0 && getenv("NO_COLOR") == nullptr;
     fputs(report_text(scripts, colour).c_str(), stdout);
     if (!complete) return check_impossible;

@@ -8,12 +8,19 @@
 static const argp_option option_table[] = {
     {"severity", 's', catalogue_mark("LEVEL"), 0,
      catalogue_mark("Report findings of this severity and above: style (the default), warning, error"), 0},
+    {"directory", 'd', nullptr, 0, catalogue_mark("Look up the names of objects, groups, servers and attributes"), 0},
+    {"tree", 't', catalogue_mark("TREE"), 0,
+     catalogue_mark("Look them up in TREE (default: the configured default tree)"), 0},
+    {"context", 'c', catalogue_mark("CONTEXT"), 0,
+     catalogue_mark("Names without a leading period are in CONTEXT, for example sales.acme"), 0},
+    {"user", 'u', catalogue_mark("USER"), 0, catalogue_mark("They are in the container of USER"), 0},
     {nullptr, 0, nullptr, 0, nullptr, 0},
 };
 
 static const char *const description = catalogue_mark(
     "Report every mistake and trap in login scripts.\v"
-    "FILE is a script, a folder whose *.qrt files are checked, or - for standard input.\n"
+    "FILE is a script, a folder whose *.qrt files are checked, - for standard input, or, with --directory or another "
+    "of its options, the name of an object that has a script.\n"
     "\n"
     "A finding of severity \"error\" is what a login reports when it reads the script from its first line to its "
     "last.\n"
@@ -32,6 +39,21 @@ static error_t take_option(int key, char *argument, argp_state *state) {
             options->severity = *severity;
             return 0;
         }
+        case 'd':
+            options->hasDirectory = true;
+            return 0;
+        case 't':
+            options->hasDirectory = true;
+            options->directory.tree = argument;
+            return 0;
+        case 'c':
+            options->hasDirectory = true;
+            options->directory.context = argument;
+            return 0;
+        case 'u':
+            options->hasDirectory = true;
+            options->directory.user = argument;
+            return 0;
         case ARGP_KEY_ARG:
             options->inputs.emplace_back(argument);
             return 0;

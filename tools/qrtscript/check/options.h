@@ -5,11 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "tools/qrtscript/check/directory.h"
 #include "tools/qrtscript/check/finding.h"
 
 struct CheckOptions {
     std::vector<std::string> inputs; // files, folders, "-"
     Severity severity = Severity::style;
+    bool hasDirectory = false; // names are looked up
+    DirectoryOptions directory;
 };
 
 // Exit statuses.

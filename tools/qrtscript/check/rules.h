@@ -2,6 +2,7 @@
 #ifndef TOOLS_QRTSCRIPT_CHECK_RULES_H
 #define TOOLS_QRTSCRIPT_CHECK_RULES_H
 
+#include "tools/qrtscript/check/directory.h"
 #include "tools/qrtscript/check/finding.h"
 #include "tools/qrtscript/check/syntax.h"
 
@@ -20,8 +21,12 @@ void check_programs(const Syntax &syntax, Findings *findings);
 // MAP, PATH, DRIVE, and the drives in the names of files.
 void check_drives(const Syntax &syntax, Findings *findings);
 
-// All of them, sorted by place. No finding tells a password.
-Findings check_script(const Syntax &syntax);
+// Names that the directory has not. It also takes back what others have found of a word that the directory knows.
+// Throws std::runtime_error when the directory does not answer.
+void check_with_directory(const Syntax &syntax, const CheckDirectory &directory, Findings *findings);
+
+// All of them, sorted by place; `directory` may be null. No finding tells a password.
+Findings check_script(const Syntax &syntax, const CheckDirectory *directory = nullptr);
 
 // The text with the passwords in it overwritten by "*", for what shows lines of it: `findings` are the text's own, and
 // the places stay.

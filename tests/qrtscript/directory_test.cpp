@@ -1,0 +1,75 @@
+// What `qrtscript check` finds with a directory: names that are not there.
+#include <algorithm>
+
+#include "tests/qrtscript/check_fixture.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class CheckWithDirectory : public CheckFixture {
+  protected:
+    CheckWithDirectory() { environment["ZKCLIENT_CONF"] = SOURCE_DIR "/examples/acme/client.toml"; }
+    // The codes that are found in a script of jdoe's.
+    std::vector<std::string> found_in(const std::string &text) const {
+        folder.write("script.qrt", text);
+        const Outcome outcome = check({"--user=.jdoe.sales.acme", "script.qrt"});
+        EXPECT_THAT(outcome.err, IsEmpty());
+        std::vector<std::string> codes;
+        for (size_t at = outcome.out.find("[QS"); at != outcome.out.npos; at = outcome.out.find("[QS", at + 1))
+            codes.push_back(outcome.out.substr(at + 1, 6));
+        return codes;
+    }
+};
+
+} // namespace
+
+TEST_F(CheckWithDirectory, FindsWhatIsNotThere) {
+    const struct {
+        const char *text;
+        std::vector<std::string> codes;
+    } rows[] = {
+        {"IF MEMBER OF \"salesteam\" THEN WRITE \"\"\nIF MEMBER OF \".managers.acme\" THEN WRITE \"\"\n", {}},
+        {"IF NOT MEMBER OF \"nobodys\" THEN WRITE \"\"\n", {"QS2013"}},
+        {"IF MEMBER OF \"jdoe\" THEN WRITE \"\"\n", {"QS2013"}},
+        {"IF MEMBER OF \"%TITLE\" THEN WRITE \"\"\n", {}},
+        {"PROFILE none\nPROFILE .managers.acme\n", {}},
+        {"PROFILE .jdoe.sales.acme\n", {"QS2014"}},
+        {"CONTEXT .sales.acme\nCONTEXT .nowhere.acme\n", {"QS4002"}},
+        {"INCLUDE .news.acme\nINCLUDE .nonews.acme\nDISPLAY .jdoe\n", {"QS4002", "QS4002"}},
+        {"ATTACH SRV1\nATTACH SRV9\n", {"QS4003"}},
+        {"TREE ACME\nTREE NOWHERE\n", {"QS4004"}},
+        {"MAP H:=SRV1/SYS:public; K:=.APPS.acme\nMAP N:=H:x\nMAP L:=%HOME_DIRECTORY\n", {}},
+        {"MAP H:=SRV1/NOVOL:\n", {"QS3004"}},
+        {"MAP NEXT .NOAPPS.acme\n", {"QS3004"}},
+        {"WRITE \"%TITLE %SHOE_SIZE\"\nWRITE %SHOE_SIZE\n", {"QS4001", "QS4001"}},
+        {"WRITE \"%<SHOE_SIZE> %2 100% of\"\n", {}},
+    };
+    for (const auto &row : rows) EXPECT_EQ(found_in(row.text), row.codes) << row.text;
+}
+
+TEST_F(CheckWithDirectory, ChecksTheScriptOfAnObject) {
+    EXPECT_EQ(check({"--directory", ".jdoe.sales.acme"}).status, 0);
+    const Outcome outcome = check({"--tree=ACME", "--context=acme", "admin"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr("admin:6:1: warning: "));
+}
+
+TEST_F(CheckWithDirectory, SaysWhatCannotBeAsked) {
+    folder.write("script.qrt", "WRITE \"\"\n");
+    const struct {
+        Words words;
+        const char *message;
+    } rows[] = {
+        {{"--tree=NOWHERE", "script.qrt"}, "cannot use tree NOWHERE"},
+        {{"--user=.nobody.acme", "script.qrt"}, "cannot find user .nobody.acme"},
+        {{"--directory", ".nobody.acme"}, ".nobody.acme"},
+    };
+    for (const auto &row : rows) {
+        const Outcome outcome = check(row.words);
+        EXPECT_EQ(outcome.status, 2) << row.message;
+        EXPECT_THAT(outcome.err, HasSubstr(row.message));
+    }
+}
