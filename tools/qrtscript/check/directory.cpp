@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -189,7 +190,7 @@ std::string CheckDirectory::mapRefusal(const std::string &line) const {
     if (TEMP_FAILURE_RETRY(waitpid(child, &status, 0)) != child || !WIFEXITED(status) || WEXITSTATUS(status) == 127)
         throw std::runtime_error(catalogue_format("cannot run %1$s: %2$s", "map", strerror(errno)));
     if (WEXITSTATUS(status) == 0) return "";
-    said = said.substr(0, said.find('\n'));
+    said.resize(std::min(said.find('\n'), said.size()));
     const size_t name = said.find("map: ");
     return name == 0 ? said.substr(5) : said;
 }

@@ -29,8 +29,8 @@ class CheckDirectory {
     bool knowsAttribute(const std::string &name) const;
     // Whether an object has a value of the attribute.
     bool hasValue(const std::string &object, const std::string &attribute) const;
-    // The login script of an object as a login reads it, with the line end that is put behind it; none where there is no
-    // such object, or no script of it.
+    // The login script of an object as a login reads it, with the line end that is put behind it; none where there is
+    // no such object, or no script of it.
     std::optional<std::string> scriptOf(const std::string &name) const;
     // The mapping program's reason for refusing a MAP line; empty when it would map all of it.
     std::string mapRefusal(const std::string &line) const;
