@@ -73,3 +73,20 @@ TEST_F(CheckWithDirectory, SaysWhatCannotBeAsked) {
         EXPECT_THAT(outcome.err, HasSubstr(row.message));
     }
 }
+
+TEST_F(CheckWithDirectory, FollowsIncludes) {
+    environment["ZKCLIENT_CONF"] = folder.path("client.toml");
+    folder.write("client.toml", "[[tree]]\nname = \"ACME\"\nldif = \"acme.ldif\"\n");
+    const auto person = [](const std::string &name, const std::string &script) {
+        return "dn: cn=" + name + ",o=acme\nobjectClass: inetOrgPerson\nobjectClass: qrtUser\ncn: " + name +
+               "\nsn: " + name + "\nqrtLoginScript: " + script + "\n\n";
+    };
+    folder.write("acme.ldif", "dn: o=acme\nobjectClass: organization\no: acme\n\n" +
+                                  person("one", "INCLUDE .two.acme") + person("two", "INCLUDE .one.acme") +
+                                  person("three", "INCLUDE .four.acme") + person("four", "WRITE \"x\""));
+    folder.write("self.qrt", "INCLUDE " + folder.path("self.qrt") + "\n");
+    EXPECT_THAT(check({"--directory", ".one.acme"}).out,
+                HasSubstr(".one.acme:1:9: warning: .two.acme includes itself"));
+    EXPECT_THAT(check({"--directory", ".three.acme"}).out, IsEmpty());
+    EXPECT_THAT(check({folder.path("self.qrt")}).out, HasSubstr("[QS1022]"));
+}

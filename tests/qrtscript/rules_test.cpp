@@ -170,6 +170,7 @@ TEST(CheckDrives, KnowsWhatTheMappingProgramRefuses) {
                  {"MAP H:=SRV1/A:\nMAP DEL H:\nMAP H:=SRV1/B:\n", {}},
                  {"IF \"a\" = \"b\" THEN\nMAP H:=SRV1/A:\nELSE\nMAP H:=SRV1/B:\nEND\n", {}},
                  {"DRIVE H:\nMAP H:=SRV1/A:\n", {"1:7 QS3003"}},
+                 {"DRIVE HH:\nDRIVE S1:\n", {"1:7 QS3001"}},
                  {"DISPLAY H:x.txt\nMAP H:=SRV1/A:\n", {"1:9 QS3003"}},
                  {"MAP H:=SRV1/A:\nDRIVE H:\nDISPLAY K:x.txt\n", {}}});
 }

@@ -31,11 +31,12 @@ std::string without_secrets(std::string text, const Findings &findings) {
     return text;
 }
 
-Findings check_script(const Syntax &syntax, const CheckDirectory *directory) {
+Findings check_script(const Syntax &syntax, const CheckDirectory *directory, const std::string &name) {
     Findings findings;
     for (const auto rule :
          {check_mistakes, check_blocks, check_labels, check_text, check_conditions, check_programs, check_drives})
         rule(syntax, &findings);
+    check_includes(syntax, name, directory, &findings);
     if (directory != nullptr) check_with_directory(syntax, *directory, &findings);
     const auto before = [](const Finding &a, const Finding &b) {
         return a.place != b.place ? a.place < b.place : a.code < b.code;

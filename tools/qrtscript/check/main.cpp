@@ -21,7 +21,7 @@
 static CheckedScript checked(const std::string &name, const std::string &text, Severity least,
                              const CheckDirectory *directory) {
     const Syntax syntax = syntax_read(text);
-    Findings findings = check_script(syntax, directory);
+    Findings findings = check_script(syntax, directory, name);
     CheckedScript script = {name, syntax.text, without_secrets(syntax.text, findings), {}};
     for (Finding &finding : findings)
         if (finding.severity >= least) script.findings.push_back(std::move(finding));

@@ -327,7 +327,7 @@ OwnedText path_after_word(OwnedText word, OwnedText rest) {
     return compose(Phrase::Kind::join, word, rest);
 }
 OwnedText path_after_separator(OwnedText rest) {
-    return rest;
+    return widened(compose(Phrase::Kind::join, rest), "/\\", "");
 }
 
 // ---- conditions ----

@@ -21,12 +21,16 @@ void check_programs(const Syntax &syntax, Findings *findings);
 // MAP, PATH, DRIVE, and the drives in the names of files.
 void check_drives(const Syntax &syntax, Findings *findings);
 
+// INCLUDE of objects and local files that lead back to one another, or to `name`, the script itself.
+void check_includes(const Syntax &syntax, const std::string &name, const CheckDirectory *directory, Findings *findings);
+
 // Names that the directory has not. It also takes back what others have found of a word that the directory knows.
 // Throws std::runtime_error when the directory does not answer.
 void check_with_directory(const Syntax &syntax, const CheckDirectory &directory, Findings *findings);
 
-// All of them, sorted by place; `directory` may be null. No finding tells a password.
-Findings check_script(const Syntax &syntax, const CheckDirectory *directory = nullptr);
+// All of them, sorted by place. `directory` may be null; `name` is the object or the file that the script stands in, if
+// it is known. No finding tells a password.
+Findings check_script(const Syntax &syntax, const CheckDirectory *directory = nullptr, const std::string &name = "");
 
 // The text with the passwords in it overwritten by "*", for what shows lines of it: `findings` are the text's own, and
 // the places stay.

@@ -30,6 +30,8 @@ class Drives {
   public:
     Drives(const Syntax &syntax, Findings *findings) : syntax_(syntax), findings_(findings) {}
     void map(const Statement &statement, size_t branch);
+    // A drive that DRIVE names.
+    void change(const std::string &drive, TokenRange tokens);
     void use(const std::string &drive, TokenRange tokens);
     // Those used before they were mapped; one that the script never maps may be another script's.
     void reportEarly();
@@ -85,6 +87,13 @@ void Drives::use(const std::string &drive, TokenRange tokens) {
     if (known && !anyNext_ && mappings_.count(known->name()) == 0) early_.push_back({known->name(), tokens});
 }
 
+void Drives::change(const std::string &drive, TokenRange tokens) {
+    if (drive_of(drive)) return use(drive, tokens);
+    findings_->push_back(
+        finding_at(syntax_, "QS3001", tokens,
+                   catalogue_format("\"%s:\" is not a drive: use a letter, S1 to S16 or *1 to *21", drive.c_str())));
+}
+
 void Drives::reportEarly() {
     for (const EarlyUse &one : early_)
         if (mappings_.count(one.drive) != 0)
@@ -109,7 +118,7 @@ void check_drives(const Syntax &syntax, Findings *findings) {
                 break;
             case Statement::Kind::drive: {
                 const Phrase &name = syntax.phrases[statement.operands.front()];
-                drives.use(std::string(syntax.spelling(name.tokens)), name.tokens);
+                drives.change(std::string(syntax.spelling(name.tokens)), name.tokens);
                 break;
             }
             case Statement::Kind::display_file:
