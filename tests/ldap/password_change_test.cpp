@@ -189,6 +189,14 @@ TEST_F(LdapPasswordChange, NeedsAConnectionThatNobodyReads) {
     EXPECT_EQ(ZKDSChangePassword(at, "uid=fine.staff", "sunflower", "starfish-7"), ZKE_TLS_REQUIRED);
 }
 
+TEST_F(LdapPasswordChange, SaysWhatIsWrongWithTheAccount) {
+    const uint32_t at = context();
+    EXPECT_EQ(ZKDSChangePassword(at, "uid=locked.staff", "sunflower", "starfish-7"), ZKE_ACCOUNT_LOCKED);
+    EXPECT_EQ(lastError(), "UID=locked.OU=staff is locked");
+    EXPECT_EQ(ZKDSChangePassword(at, "uid=expired.staff", "sunflower", "starfish-7"), ZKE_PASSWORD_EXPIRED);
+    EXPECT_EQ(ZKDSChangePassword(at, "uid=fine.staff", "wrong", "starfish-7"), ZKE_WRONG_PASSWORD);
+}
+
 TEST_F(LdapPasswordChange, LeavesWhoIsLoggedInLoggedIn) {
     ASSERT_EQ(loginHere("uid=fine.staff"), ZK_OK) << lastError();
     EXPECT_EQ(ZKDSChangePassword(here, "uid=fine.staff", "wrong", "starfish-7"), ZKE_WRONG_PASSWORD) << lastError();

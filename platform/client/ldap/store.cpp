@@ -8,6 +8,7 @@
 #include "platform/catalogue.h"
 #include "platform/client/core/entry_find.h"
 #include "platform/client/core/errors.h"
+#include "platform/client/core/login_check.h"
 #include "platform/client/core/nested_groups.h"
 #include "platform/client/core/start_environment.h"
 #include "platform/client/core/values.h"
@@ -345,6 +346,13 @@ static bool mustChange(const LdapAnswer &answer) {
     return verdict == Verdict::mustChange || verdict == Verdict::passwordExpired;
 }
 
+// The login that the change begins with, refused for the account's own sake.
+static void require_usable_account(const LdapAnswer &answer, const Entry &user) {
+    const bool isOfLogin = answer.result == LDAP_INVALID_CREDENTIALS || answer.password.error == PP_accountLocked;
+    const Verdict verdict = ldap_verdict(answer);
+    if (isOfLogin && verdict.isOfAccount()) login_require_accepted(verdict, user);
+}
+
 void LdapStore::changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) {
     const std::string who = bindName(entry);
     if (!tree_.ldap.needsPassword())
@@ -358,9 +366,9 @@ void LdapStore::changePassword(const Entry &entry, const char *oldPassword, cons
             servers_.changePassword(objects_.dnOf(entry), before, {who, newPassword}, objects_.origin(entry.name));
         const bool mayTakeAnother = &entry == account_.entry.get() && !account_.principal.name.empty();
         if (answer.result != LDAP_SUCCESS && mayTakeAnother && mustChange(answer))
-            changeAtCentre(before, {who, newPassword});
-        else
-            ldap_password_require_changed(answer);
+            return changeAtCentre(before, {who, newPassword});
+        require_usable_account(answer, entry);
+        ldap_password_require_changed(answer);
     } catch (const LdapTrouble &trouble) {
         throw CodedError(trouble.code, trouble.what()); // no copy stands in
     }
