@@ -1,10 +1,10 @@
 // Several servers for one tree: whatever one of them does, the login goes on with the next.
-#include <poll.h>
 #include <unistd.h>
 
 #include "platform/client/ldap/connection.h"
 #include "tests/ldap/hostile_server.h"
 #include "tests/ldap/ldap_site.h"
+#include "tests/ldap/replicas.h"
 
 namespace {
 
@@ -18,31 +18,6 @@ class LdapFailover : public LdapSite {
 
 std::string refusing_uri() {
     return "ldap://127.0.0.1:" + std::to_string(free_port());
-}
-
-// Waits until the server has what the other one has been loaded with.
-void await_copy_of_the_sample(const Slapd &server) {
-    ConfigLdap config;
-    for (bool there = false; !there; poll(nullptr, 0, 20)) {
-        LdapDeadline deadline = LdapClock::now() + std::chrono::seconds(5);
-        LdapConnection connection(config, server.uri(), deadline);
-        there =
-            connection.search({"o=acme", LDAP_SCOPE_SUBTREE, "(cn=managers)", {"cn"}}, deadline).entries.size() == 1;
-    }
-}
-
-Slapd::Setup provider(int number, int ownPort, int otherPort, const std::string &ldif) {
-    Slapd::Setup setup;
-    setup.ldif = ldif;
-    setup.port = ownPort;
-    setup.global = "serverID " + std::to_string(number) + "\n";
-    setup.database =
-        "rootdn cn=replica,o=acme\nrootpw replica\n"
-        "syncrepl rid=00" +
-        std::to_string(number) + " provider=ldap://127.0.0.1:" + std::to_string(otherPort) +
-        " type=refreshAndPersist retry=\"1 +\" searchbase=o=acme bindmethod=simple"
-        " binddn=cn=replica,o=acme credentials=replica\nmultiprovider on\noverlay syncprov\n";
-    return setup;
 }
 
 int lowest_free_descriptor() {
@@ -193,8 +168,8 @@ TEST_F(LdapFailover, UnreachableServersAreNoWrongPassword) {
 TEST_F(LdapFailover, OneOfTwoReplicatedProvidersMayDieAtAnyMoment) {
     std::string expected = expectedOutput();
     const int ports[] = {free_port(), free_port()};
-    Slapd one(provider(1, ports[0], ports[1], sample_ldif()));
-    Slapd two(provider(2, ports[1], ports[0], ""));
+    Slapd one(mutual_provider(1, ports[0], ports[1], sample_ldif()));
+    Slapd two(mutual_provider(2, ports[1], ports[0], ""));
     await_copy_of_the_sample(two);
     HostileServer dying(Hostility::DiesAtBind, one.port());
     onServers({dying.uri(), two.uri()});

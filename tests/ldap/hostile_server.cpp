@@ -15,7 +15,8 @@ namespace {
 using namespace std::string_literals;
 using namespace std::string_view_literals;
 
-constexpr size_t shared_size = 5 * sizeof(int); // connections, binds, searches, extended requests, the last client
+// Connections, binds, searches, extended requests, the last client, changes.
+constexpr size_t shared_size = 6 * sizeof(int);
 
 void say(int client, std::string_view bytes) {
     if (send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL) < 0) _exit(0);
@@ -114,8 +115,10 @@ void answer_by_script(int client, const Scripted &script, volatile int *counts) 
         int operation;
         const std::vector<Scripted::Answer> &answers;
         volatile int &asked;
-    } kinds[] = {
-        {0x60, script.binds, counts[0]}, {0x63, script.searches, counts[1]}, {0x77, script.extended, counts[2]}};
+    } kinds[] = {{0x60, script.binds, counts[0]},
+                 {0x63, script.searches, counts[1]},
+                 {0x77, script.extended, counts[2]},
+                 {0x66, script.modifies, counts[4]}};
     unsigned char bytes[65536];
     for (ssize_t got; (got = recv(client, bytes, sizeof bytes, 0)) > 0;) {
         for (Kind &kind : kinds) {
@@ -161,6 +164,10 @@ std::string Scripted::bound(int code, const std::string &text, const std::vector
 
 std::string Scripted::done(int code, const std::string &text, const std::vector<std::string> &uris) {
     return result('\x65', code, text, referral(uris));
+}
+
+std::string Scripted::modified(int code, const std::string &text, const std::vector<std::string> &uris) {
+    return result('\x67', code, text, referral(uris));
 }
 
 std::string Scripted::reference(const std::vector<std::string> &uris) {

@@ -28,11 +28,13 @@ struct Scripted {
     std::vector<Answer> binds;
     std::vector<Answer> searches;
     std::vector<Answer> extended;
+    std::vector<Answer> modifies = {};
 
     // With what the server says to the code, and with the URIs of a referral.
     static std::string bound(int code = 0, const std::string &text = "", const std::vector<std::string> &uris = {});
     // The end of a search, in the same way.
     static std::string done(int code = 0, const std::string &text = "", const std::vector<std::string> &uris = {});
+    static std::string modified(int code = 0, const std::string &text = "", const std::vector<std::string> &uris = {});
     // Says, beside the entries of a search, where more of them are.
     static std::string reference(const std::vector<std::string> &uris);
     static std::string entry(const std::string &dn, const std::vector<std::pair<std::string, std::string>> &attributes);
@@ -65,6 +67,7 @@ class HostileServer {
     // How many logins it has answered by its script.
     int logins() const { return taken[1]; }
     int searches() const { return taken[2]; }
+    int modifies() const { return taken[5]; }
 
   private:
     void start(int listener, const std::function<void(int client)> &serveClient);

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "tests/ldap/ldap_site.h"
+#include "tests/ldap/replicas.h"
 
 namespace {
 
@@ -170,18 +171,22 @@ class LdapSrv : public LdapSite {
         etc.write("ca-certificates.crt", file_text(certificates.path("ca.pem")));
         return setup;
     }
-    void forwardTo(const Slapd &server, const std::string &port = "389", const std::string &more = "") {
+    static std::string forwarding(const Slapd &server, const std::string &port = "389", const std::string &more = "") {
         std::string path = server.localUri().substr(strlen("ldapi://"));
         for (size_t at = path.find("%2F"); at != path.npos; at = path.find("%2F")) path.replace(at, 3, "/");
-        etc.write("forward", port + " " + path + more + "\n");
+        return port + " " + path + more + "\n";
+    }
+    void forwardTo(const Slapd &server, const std::string &port = "389", const std::string &more = "") {
+        etc.write("forward", forwarding(server, port, more));
     }
     std::string ownAuthority() { return "ca_file = \"" + certificates.path("ca.pem") + "\"\n"; }
-    Outcome privateLogin() {
+    Outcome privateLogin(const Words &more = {}, const std::string &passwords = "sunflower\n") {
         TempFolder fresh;
         environment["HOME"] = fresh.path();
-        return process_run({SOURCE_DIR "/tests/ldap/private_resolver.sh", etc.path(), QRTLOGIN_PATH, "--password-fd",
-                            "3", "jdoe.sales.acme"},
-                           environment, "sunflower\n");
+        Words words = {SOURCE_DIR "/tests/ldap/private_resolver.sh", etc.path(), QRTLOGIN_PATH, "--password-fd", "3"};
+        words.insert(words.end(), more.begin(), more.end());
+        words.push_back("jdoe.sales.acme");
+        return process_run(words, environment, passwords);
     }
     int questions() { return std::stoi("0" + file_text(etc.path("questions"))); }
 
@@ -243,6 +248,23 @@ TEST_F(LdapSrv, TheNextServerIsUsedWhereOneDoesNotAnswer) {
     const Outcome outcome = privateLogin();
     SKIP_WITHOUT_NAMESPACE(outcome);
     EXPECT_EQ(outcome.status, 0) << outcome.err;
+}
+
+TEST_F(LdapSrv, AReplicaMayReferChangesToAnotherOfTheServersThatDnsLists) {
+    Slapd::Setup taking = change_provider(certificates);
+    Slapd::Setup referring = stale_copy(certificates, "ldap://dir1.school.example:390");
+    taking.global = referring.global = certified("dir1.school.example").global;
+    Slapd provider(taking), copy(referring);
+    etc.write("forward", forwarding(copy, "389") + forwarding(provider, "390"));
+    onDomain("");
+    zone("answer 0 0 389 dir1.school.example");
+    const Outcome refused = privateLogin({"--change-password"}, "sunflower\nstarfish-7\n");
+    SKIP_WITHOUT_NAMESPACE(refused);
+    EXPECT_THAT(refused.err, HasSubstr("the password can only be changed at ldap://dir1.school.example:390"));
+    zone("answer 0 0 389 dir1.school.example 1 0 390 dir1.school.example");
+    EXPECT_EQ(privateLogin({"--change-password"}, "sunflower\nstarfish-7\n"),
+              (Outcome{0, "", "Your password has been changed.\n"}));
+    EXPECT_TRUE(takes_password(provider, "cn=jdoe,ou=sales,o=acme", "starfish-7"));
 }
 
 // Active Directory's own names.

@@ -51,6 +51,28 @@ bool ldap_place_parse(const std::string &uri, const LdapSearch &referred, bool c
     return true;
 }
 
+static bool is_same_server(const LdapUri &one, const LdapUri &other) {
+    return !one.local && equal_nocase(one.host, other.host) && one.port == other.port;
+}
+
+static bool has_usual_port(const LdapUri &uri) {
+    return uri.port == std::to_string(uri.tls ? LDAPS_PORT : LDAP_PORT);
+}
+
+std::optional<size_t> ldap_server_meant(const std::vector<std::string> &own, const std::string &referral) {
+    LdapPlace place;
+    if (!ldap_place_parse(referral, {}, false, &place)) return std::nullopt;
+    const LdapUri wanted = ldap_uri_parse(place.server);
+    std::optional<size_t> byHost;
+    for (size_t i = 0; i < own.size(); i++) {
+        const LdapUri one = ldap_uri_parse(own[i]);
+        if (is_same_server(one, wanted)) return i;
+        const bool isUsual = !one.local && has_usual_port(one) && has_usual_port(wanted);
+        if (isUsual && equal_nocase(one.host, wanted.host) && !byHost) byHost = i;
+    }
+    return byHost;
+}
+
 LdapReferrals::LdapReferrals(const ConfigLdap &configuration) : config_(configuration) {}
 
 void LdapReferrals::forget() {
@@ -77,10 +99,7 @@ void LdapReferrals::refuseIfDown(const std::string &server) const {
 // By host and port: another port of a machine may be anybody's.
 bool LdapReferrals::isNamed(const std::string &server) const {
     const LdapUri asked = ldap_uri_parse(server);
-    auto isAsked = [&asked](const std::string &uri) {
-        const LdapUri known = ldap_uri_parse(uri);
-        return !known.local && equal_nocase(known.host, asked.host) && known.port == asked.port;
-    };
+    auto isAsked = [&asked](const std::string &uri) { return is_same_server(ldap_uri_parse(uri), asked); };
     return std::any_of(config_.uris.begin(), config_.uris.end(), isAsked) ||
            std::any_of(config_.referralServers.begin(), config_.referralServers.end(), isAsked);
 }

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,11 @@ struct LdapPlace {
 // False for a text that is no URI of an LDAP server on the network. `continues`: the reference came among the entries
 // of an answer; the place is then one of the search's own levels.
 bool ldap_place_parse(const std::string &uri, const LdapSearch &referred, bool continues, LdapPlace *place);
+
+// The number of the server among these URIs that a referral means, however it would have the server asked: by host and
+// port, since another port of a machine may be anybody's, or by host where both ports are the usual ones of their
+// schemes. Nothing where it means none of them, and for a text that is no URI of an LDAP server on the network.
+std::optional<size_t> ldap_server_meant(const std::vector<std::string> &own, const std::string &referral);
 
 class LdapReferrals {
   public:

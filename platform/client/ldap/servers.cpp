@@ -118,28 +118,42 @@ LdapAnswer LdapServers::run(const Request &request, LdapDeadline deadline) {
     ldap_waiting_for(config_.uris.empty() ? ldap_srv_shown(config_) : config_.uris.front());
     ldap_library_ready(config_.saslMechanisms, ldap_share(deadline, 2)); // and time for the servers
     findServers(ldap_share(deadline, 2));
-    size_t usableServers = static_cast<size_t>(std::count_if(
-        servers_.begin(), servers_.end(), [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
     if (connection_ != nullptr)
-        if (auto answer = runOnCurrent(request, ldap_share(deadline, usableServers))) return *std::move(answer);
-    for (size_t number = 0; number < servers_.size(); number++) {
-        if (servers_[number].downUntil > LdapClock::now()) continue;
-        size_t left = static_cast<size_t>(
-            std::count_if(servers_.begin() + static_cast<std::ptrdiff_t>(number), servers_.end(),
-                          [](const Server &server) { return server.downUntil <= LdapClock::now(); }));
-        if (auto answer = runOn(number, request, ldap_share(deadline, left))) return *std::move(answer);
-    }
+        if (auto answer = runOnCurrent(request, ldap_share(deadline, usableServers().size())))
+            return *std::move(answer);
+    const std::vector<size_t> left = usableServers();
+    for (size_t i = 0; i < left.size(); i++)
+        if (auto answer = runOn(left[i], request, ldap_share(deadline, left.size() - i))) return *std::move(answer);
     giveUp();
 }
 
-void LdapServers::giveUp() const {
-    uint32_t code = servers_.front().code;
+std::vector<size_t> LdapServers::usableServers() const {
+    std::vector<size_t> found;
+    for (size_t number = 0; number < servers_.size(); number++)
+        if (servers_[number].downUntil <= LdapClock::now()) found.push_back(number);
+    std::stable_partition(found.begin(), found.end(), [this](size_t number) { return number == first_; });
+    return found;
+}
+
+namespace {
+
+// Why servers that were tried in turn were of no use.
+struct Troubles {
+    uint32_t code = 0; // that of all of them, if they are alike
     std::string sentences;
-    for (const Server &server : servers_) {
-        code = server.code == code ? code : ZKE_DIRECTORY_UNREACHABLE;
-        sentences += (sentences.empty() ? "" : "; ") + server.sentence;
+
+    void add(uint32_t one, const std::string &sentence) {
+        code = code == 0 || code == one ? one : ZKE_DIRECTORY_UNREACHABLE;
+        sentences += (sentences.empty() ? "" : "; ") + sentence;
     }
-    throw LdapTrouble(code, sentences);
+};
+
+} // namespace
+
+void LdapServers::giveUp() const {
+    Troubles troubles;
+    for (const Server &server : servers_) troubles.add(server.code, server.sentence);
+    throw LdapTrouble(troubles.code, troubles.sentences);
 }
 
 bool LdapServers::haveDistrusted() const {
@@ -228,6 +242,73 @@ LdapAnswer LdapServers::login(LdapIdentity asked, const LdapOrigin &origin) {
     return answer;
 }
 
+// Over a connection as for any login: nothing that the referral says of it counts.
+LdapAnswer LdapServers::changeAt(size_t number, const Change &change, LdapDeadline deadline) {
+    auto made = std::make_unique<LdapConnection>(config_, servers_[number].uri, deadline, servers_[number].certified);
+    LdapAnswer answer = usable(*made, made->bindWithPassword(change.before, deadline));
+    if (answer.result != LDAP_SUCCESS) return answer;
+    answer = ldap_password_change(made.get(), change.dn, change.before, change.after, deadline);
+    if (answer.result != LDAP_SUCCESS) return answer;
+    first_ = number;
+    if (change.isOfSession) {
+        connection_ = std::move(made);
+        current_ = number;
+    }
+    return answer;
+}
+
+[[noreturn]] static void refuse_elsewhere(const std::vector<std::string> &referral) {
+    if (referral.empty()) throw CodedError(ZKE_REFERRAL_BROKEN, catalogue_text("the referral names no server"));
+    throw CodedError(ZKE_NO_ACCESS,
+                     catalogue_format("the password can only be changed at %s", referral.front().c_str()));
+}
+
+// The tree's own servers among those of a referral, each once. No directory has so many servers as a hostile one may
+// name.
+std::vector<size_t> LdapServers::ownServers(const std::vector<std::string> &referral) const {
+    std::vector<std::string> uris;
+    std::transform(servers_.begin(), servers_.end(), std::back_inserter(uris),
+                   [](const Server &server) { return server.uri; });
+    std::vector<size_t> found;
+    for (size_t i = 0; i < std::min(referral.size(), LdapReferrals::place_limit); i++) {
+        const std::optional<size_t> number = ldap_server_meant(uris, referral[i]);
+        if (number && std::find(found.begin(), found.end(), *number) == found.end()) found.push_back(*number);
+    }
+    return found;
+}
+
+// Asks the first of the referral's servers that is the tree's own and answers; none is asked twice.
+LdapAnswer LdapServers::followChange(const LdapAnswer &referring, const Change &change, LdapDeadline deadline,
+                                     std::vector<size_t> *way) {
+    Troubles troubles;
+    const std::vector<size_t> own = ownServers(referring.referral);
+    if (own.empty()) refuse_elsewhere(referring.referral);
+    for (const size_t number : own) {
+        const Server &server = servers_[number];
+        if (std::find(way->begin(), way->end(), number) != way->end()) {
+            troubles.add(ZKE_REFERRAL_BROKEN, catalogue_format("referral loop at %s", server.uri.c_str()));
+            continue;
+        }
+        way->push_back(number);
+        try {
+            if (server.downUntil > LdapClock::now()) throw LdapTrouble(server.code, server.sentence);
+            return changeAt(number, change, ldap_share(deadline, own.size()));
+        } catch (const LdapTrouble &trouble) {
+            if (server.downUntil <= LdapClock::now()) markDown(&servers_[number], trouble);
+            troubles.add(trouble.code, trouble.what());
+        }
+    }
+    throw CodedError(troubles.code,
+                     catalogue_format("the change was referred to another server: %s", troubles.sentences.c_str()));
+}
+
+// A server that has a copy refers changes to the one that takes them, which may be another copy's.
+LdapAnswer LdapServers::changeElsewhere(LdapAnswer answer, size_t asked, const Change &change, LdapDeadline deadline) {
+    std::vector<size_t> way = {asked};
+    while (answer.result == LDAP_REFERRAL) answer = followChange(answer, change, deadline, &way);
+    return answer;
+}
+
 LdapAnswer LdapServers::changePassword(const std::string &dn, const LdapIdentity &before, LdapIdentity after,
                                        const LdapOrigin &origin) {
     LdapWaiting waiting;
@@ -237,6 +318,8 @@ LdapAnswer LdapServers::changePassword(const std::string &dn, const LdapIdentity
                          catalogue_format("the password can only be changed at %s", origin.server.c_str()));
     }
     const bool isLoggedIn = !identity_.dn().empty() && identity_.dn() == before.dn();
+    const bool isOfSession = isLoggedIn && !identityIsElsewhere_;
+    const LdapDeadline deadline = deadlineFromNow();
     // What the server says of the change is no trouble of the server's, whatever it is: no other one is asked.
     std::optional<LdapAnswer> changed;
     const auto change = [&](LdapConnection &server, LdapDeadline until) {
@@ -244,11 +327,12 @@ LdapAnswer LdapServers::changePassword(const std::string &dn, const LdapIdentity
         return LdapAnswer();
     };
     LdapAnswer answer;
-    if (isLoggedIn && !identityIsElsewhere_) { // a login of its own might be one more than there are left
-        answer = run(change, deadlineFromNow());
+    size_t where = 0;
+    if (isOfSession) { // a login of its own might be one more than there are left
+        answer = run(change, deadline);
+        where = current_;
     } else {
         std::unique_ptr<LdapConnection> bound;
-        size_t where = 0;
         answer = bindAsNobody(
             [&](LdapConnection &server, LdapDeadline until) {
                 LdapAnswer login = server.bindWithPassword(before, until);
@@ -256,7 +340,7 @@ LdapAnswer LdapServers::changePassword(const std::string &dn, const LdapIdentity
             },
             &bound, &where);
     }
-    if (changed) answer = *std::move(changed);
+    if (changed) answer = changeElsewhere(*std::move(changed), where, {dn, before, after, isOfSession}, deadline);
     if (isLoggedIn && answer.result == LDAP_SUCCESS) {
         identity_ = std::move(after);
         identityIsRejected_ = false;

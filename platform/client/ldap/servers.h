@@ -30,6 +30,9 @@ class LdapServers {
     // Replaces the password `before` of the entry with `after`, both for one login; where that is who is logged in,
     // requests are made with the new one from now on. The answer is that to a login with the old one if that was
     // refused. Once the new password has been sent, no other server is tried: what goes wrong then is a CodedError.
+    // A server that has only a copy of the directory refers the change to another one: it is made there if that is one
+    // of the tree's own, which is asked first from then on, since the copy gets the new password later. Otherwise a
+    // CodedError says where it has to be made.
     LdapAnswer changePassword(const std::string &dn, const LdapIdentity &before, LdapIdentity after,
                               const LdapOrigin &origin);
     // Replaces a value as the user who is logged in, if there is a connection, and lets the server do with that what it
@@ -53,12 +56,27 @@ class LdapServers {
     };
     using Request = std::function<LdapAnswer(LdapConnection &, LdapDeadline)>;
 
+    // What a change of a password needs.
+    struct Change {
+        const std::string &dn;
+        const LdapIdentity &before;
+        const LdapIdentity &after;
+        bool isOfSession; // of who is logged in at the tree's own servers
+    };
+
     void bindAgain(LdapConnection *made, LdapDeadline deadline);
     LdapDeadline deadlineFromNow() const;
     void findServers(LdapDeadline deadline);
     LdapAnswer run(const Request &request, LdapDeadline deadline);
     // Logs in on an anonymous connection, and returns it.
     LdapAnswer bindAsNobody(const Request &bind, std::unique_ptr<LdapConnection> *bound, size_t *where);
+    LdapAnswer changeElsewhere(LdapAnswer answer, size_t asked, const Change &change, LdapDeadline deadline);
+    LdapAnswer followChange(const LdapAnswer &referring, const Change &change, LdapDeadline deadline,
+                            std::vector<size_t> *way);
+    std::vector<size_t> ownServers(const std::vector<std::string> &referral) const;
+    LdapAnswer changeAt(size_t number, const Change &change, LdapDeadline deadline);
+    // The servers that are not left alone for now, in the order in which they are asked.
+    std::vector<size_t> usableServers() const;
     std::optional<LdapAnswer> runOnCurrent(const Request &request, LdapDeadline deadline);
     std::optional<LdapAnswer> runOn(size_t number, const Request &request, LdapDeadline deadline);
     void count(const LdapAnswer &answer);
@@ -70,6 +88,7 @@ class LdapServers {
     Server lookup_;                              // the name servers, which may fail like a server
     std::unique_ptr<LdapConnection> connection_; // to `current`; null: none is open
     size_t current_ = 0;
+    size_t first_ = 0; // is asked before all others
     LdapIdentity identity_;
     bool identityIsElsewhere_ = false; // the tree's own servers do not know the user
     bool identityIsRejected_ = false;  // by a server, after another one had accepted it
