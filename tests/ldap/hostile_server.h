@@ -60,6 +60,7 @@ class HostileServer {
         return scheme + "://127.0.0.1:" + std::to_string(port);
     }
 
+    int portNumber() const { return port; }
     // How many connections it has taken.
     int connections() const { return *taken; }
     // Closes the last connection, and takes further ones.

@@ -63,6 +63,14 @@ void Kerberos::changeServiceKey() {
     admin("ktadd -k " + folder.path("other.keytab") + " ldap/localhost");
 }
 
+void Kerberos::addPassword(const std::string &user, const std::string &password, int changePort) {
+    admin("addprinc -pw " + password + " +needchange " + user);
+    const std::string mark = "kdc = 127"; // not: dns_lookup_kdc = false
+    std::string configuration = file_text(folder.path("krb5.conf"));
+    configuration.insert(configuration.find(mark), "kpasswd_server = 127.0.0.1:" + std::to_string(changePort) + "\n");
+    folder.write("krb5.conf", configuration);
+}
+
 void Kerberos::fallSilent() {
     centre->signal(SIGSTOP);
 }

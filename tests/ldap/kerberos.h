@@ -23,6 +23,8 @@ class Kerberos {
     void getExpiredTicket(const std::string &user);
     // Makes the service's key another one than the server has.
     void changeServiceKey();
+    // A user with a password, who has to change it at the server on this port.
+    void addPassword(const std::string &user, const std::string &password, int changePort);
     // Stops answering; the centre's port stays taken.
     void fallSilent();
 

@@ -1,6 +1,7 @@
 #include "platform/client/ldap/kerberos_change.h"
 
 #include <krb5/krb5.h>
+#include <atomic>
 #include <cctype>
 #include <memory>
 #include <system_error>
@@ -23,6 +24,9 @@ Function *function(const char *name) {
 
 #define KRB5(name) function<decltype(name)>(#name)
 
+// How far the work has come: once its caller has given up, a change that has not begun is none any more.
+enum class Progress { loggingIn, changing, givenUp };
+
 struct Work {
     Work(KerberosPrincipal principal, const LdapIdentity &old, const LdapIdentity &fresh)
         : who(std::move(principal)), before(old.revealed()), after(fresh.revealed()) {}
@@ -30,6 +34,13 @@ struct Work {
     Secret before, after;
     uint32_t code = ZKE_NO_MEMORY;
     std::string sentence;
+    std::atomic<Progress> progress = Progress::loggingIn;
+
+    // Whether the progress was still that of the login.
+    bool advance(Progress next) {
+        Progress expected = Progress::loggingIn;
+        return progress.compare_exchange_strong(expected, next);
+    }
 };
 
 // What the library has made, freed with the object.
@@ -104,6 +115,7 @@ static void change(Work *work) {
     try {
         Session session;
         session.logIn(work->who, work->before);
+        if (!work->advance(Progress::changing)) return;
         session.change(work->after);
         work->code = ZK_OK;
     } catch (const CodedError &error) {
@@ -133,6 +145,11 @@ void kerberos_change_password(const KerberosPrincipal &who, const LdapIdentity &
     try {
         Bounded running([work] { change(work.get()); });
         if (!ldap_waiting_done(running, deadline)) {
+            if (work->advance(Progress::givenUp)) {
+                throw CodedError(
+                    ZKE_SERVER_SILENT,
+                    catalogue_text("no answer from the key distribution centre: the password has not been changed"));
+            }
             throw CodedError(ZKE_SERVER_SILENT,
                              catalogue_text("no answer from the key distribution centre; whether the password has been "
                                             "changed is not known"));
