@@ -199,7 +199,7 @@ TEST_F(LdapStoreTest, NothingThatAUserHasReadOutlivesTheLogout) {
     onSearches({object("jdoe", "inetOrgPerson", {}), object("SRV1", "qrtServer", {}), Scripted::done()});
     EntryPtr asked = user, found;
     ASSERT_EQ(store->login(&asked, "secret"), Verdict::accepted);
-    EXPECT_EQ(copies(), 2) << "of the login and of the site";
+    EXPECT_EQ(copies(), 3) << "of the login, of whom its name means, and of the site";
     store->groupsOf(*asked);
     EXPECT_NE(found = store->find({{"cn", "SRV1"}}, Aliases::keep), nullptr);
     int searches = server->searches();

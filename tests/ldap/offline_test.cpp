@@ -48,6 +48,28 @@ class OfflineLdap : public LdapSite {
         setup.ldif.replace(at, from.size(), to);
         return setup;
     }
+    // The sample with two users whose names differ in their types alone.
+    static Slapd::Setup withTwoOfOneName() {
+        Slapd::Setup setup = sample();
+        const auto add = [&setup](const std::string &type, const std::string &password) {
+            setup.ldif += "\ndn: " + type + "=max,ou=sales,o=acme\nobjectClass: inetOrgPerson\nobjectClass: qrtUser\n" +
+                          "cn: max\nuid: max\nsn: Max\ndisplayName: Max of " + type + "\nuserPassword: " + password +
+                          "\n";
+        };
+        add("cn", "tulip");
+        add("uid", "daisy");
+        return setup;
+    }
+    // Who a login as one of them reads the script as; the exit status where it fails.
+    std::string nameOf(const std::string &user, const std::string &password) {
+        removeDrives();
+        home.write("who.qrt", "WRITE \"I am %FULL_NAME\"\n");
+        const Outcome outcome =
+            loginWith({"--password-fd", "3", "--login-script", home.path("who.qrt"), user}, password + "\n");
+        const size_t at = outcome.out.find("I am ");
+        return at == std::string::npos ? std::to_string(outcome.status)
+                                       : outcome.out.substr(at + 5, outcome.out.find('\n', at) - at - 5);
+    }
     // A login that is kept; its server is gone, whose URI is returned.
     std::string keepLogin() {
         Slapd server(sample());
@@ -128,7 +150,7 @@ TEST_F(OfflineLdap, KeepsNoPasswordAndShowsItsCopyToNobodyElse) {
     Slapd server(sample());
     onServers({server.uri()}, "offline = true\n");
     ASSERT_EQ(login().status, 0);
-    EXPECT_EQ(copies().size(), 2u); // of the login and of the site
+    EXPECT_EQ(copies().size(), 3u); // of the login, of whom its name means, and of the site
     for (const std::string &file : copies()) {
         struct stat found = {};
         ASSERT_EQ(stat(file.c_str(), &found), 0);
@@ -185,6 +207,51 @@ TEST_F(OfflineLdap, AnAccountThatWasSeenGoneIsNotRevived) {
         EXPECT_NE(login("mlee.emea.sales.acme", "moonlight").status, 0);
     }
     EXPECT_EQ(login("mlee.emea.sales.acme", "moonlight").status, 3);
+}
+
+TEST_F(OfflineLdap, UsersOfOneNameHaveACopyEach) {
+    Slapd server(withTwoOfOneName());
+    onServers({server.uri()}, "offline = true\n");
+    ASSERT_EQ(nameOf("cn=max.sales.acme", "tulip"), "Max of cn");
+    ASSERT_EQ(nameOf("uid=max.sales.acme", "daisy"), "Max of uid");
+    server.kill();
+    EXPECT_EQ(nameOf("cn=max.sales.acme", "tulip"), "Max of cn");
+    EXPECT_EQ(nameOf("uid=max.sales.acme", "daisy"), "Max of uid");
+    EXPECT_EQ(nameOf("cn=max.sales.acme", "daisy"), "2");
+    EXPECT_EQ(nameOf("uid=max.sales.acme", "tulip"), "2");
+}
+
+TEST_F(OfflineLdap, ANameWithoutTypesMeansWhomItMeantAtTheServer) {
+    Slapd server(withTwoOfOneName());
+    onServers({server.uri()}, "offline = true\n");
+    ASSERT_EQ(nameOf("max.sales.acme", "tulip"), "Max of cn");
+    ASSERT_EQ(nameOf("uid=max.sales.acme", "daisy"), "Max of uid");
+    server.kill();
+    EXPECT_EQ(nameOf("max.sales.acme", "tulip"), "Max of cn");
+    EXPECT_EQ(nameOf("max.sales.acme", "daisy"), "2");
+}
+
+TEST_F(OfflineLdap, ANameThatWasTypedWithTypesServesWithoutThem) {
+    Slapd server(withTwoOfOneName());
+    onServers({server.uri()}, "offline = true\n");
+    ASSERT_EQ(nameOf("uid=max.sales.acme", "daisy"), "Max of uid");
+    server.kill();
+    EXPECT_EQ(nameOf("max.sales.acme", "daisy"), "Max of uid");
+}
+
+TEST_F(OfflineLdap, ARefusalTakesAwayNoCopyOfAnotherUserOfTheName) {
+    Slapd server(withTwoOfOneName());
+    onServers({server.uri()}, "offline = true\n");
+    ASSERT_EQ(nameOf("cn=max.sales.acme", "tulip"), "Max of cn");
+    server.kill();
+    {
+        Slapd::Setup setup = withTwoOfOneName();
+        setup.port = server.port();
+        setup.ldif += "qrtLocked: TRUE\n"; // of the last one
+        Slapd later(setup);
+        ASSERT_EQ(nameOf("uid=max.sales.acme", "daisy"), "2");
+    }
+    EXPECT_EQ(nameOf("cn=max.sales.acme", "tulip"), "Max of cn");
 }
 
 TEST_F(OfflineLdap, AWrongPasswordTakesNoCopyAway) {

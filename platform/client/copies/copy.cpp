@@ -66,9 +66,7 @@ static std::string naming_line(const Entry &entry) {
 
 // Servers may spell a container in the names of what is below it in another case than in its own.
 static bool add_once(const Name &name, std::unordered_set<std::string> *written) {
-    std::string key = name_key(name);
-    for (const NamePart &part : name) key += part.type + ",";
-    return written->insert(key).second;
+    return written->insert(name_typed_key(name)).second;
 }
 
 LdapCopy::LdapCopy(const ConfigTree &tree, const Name &treeBase, const std::string &kind)

@@ -9,7 +9,7 @@
 #include "platform/client/core/password.h"
 
 static LdapCopy copy_of(const ConfigTree &config, const Name &base, const Name &user) {
-    return LdapCopy(config, base, "login\n" + name_key(user));
+    return LdapCopy(config, base, "login\n" + name_typed_key(user));
 }
 
 static EntryPtr group_with(const Name &group, const std::string &memberDn) {
@@ -38,7 +38,7 @@ static std::string age_text(unsigned long seconds) {
     return text;
 }
 
-// Names by an attribute lead to the user's own name.
+// Names by an attribute, and those without types, lead to the user's own name.
 static LdapCopy typed_copy_of(const ConfigTree &config, const Name &base, const std::string &key) {
     return LdapCopy(config, base, "typed\n" + key);
 }
@@ -54,22 +54,52 @@ static std::vector<std::string> keys_of(const LoginName &typed) {
     return keys;
 }
 
-std::vector<Name> OfflineLogin::meant(const LoginName &typed) const {
-    std::vector<Name> names = typed.objects;
+static bool has_types(const Name &name) {
+    return std::none_of(
+        name.begin(), name.end(), [](const NamePart &part) { return part.type.empty(); });
+}
+
+static Name without_types(Name name) {
+    for (NamePart &part : name) part.type.clear();
+    return name;
+}
+
+EntryPtr OfflineLogin::typedBefore(const std::string &key) const {
     time_t written = 0;
-    for (const std::string &key : keys_of(typed)) {
-        EntryPtr user;
-        typed_copy_of(config_, root_, key).read(&written, &user);
-        if (user != nullptr) names.insert(names.begin(), user->name);
+    EntryPtr user;
+    typed_copy_of(config_, root_, key).read(&written, &user);
+    return user;
+}
+
+// Users whose names differ in their types alone are not the same: without some of them a name means whom it meant
+// before, as it was typed or without any.
+EntryPtr OfflineLogin::objectBefore(const Name &typed) const {
+    if (EntryPtr user = typedBefore(name_typed_key(typed))) return user;
+    EntryPtr user = typedBefore(name_typed_key(without_types(typed)));
+    return user != nullptr && name_may_be(typed, user->name) ? user : nullptr;
+}
+
+std::vector<Name> OfflineLogin::meant(const LoginName &typed) const {
+    std::vector<Name> names;
+    for (const std::string &key : keys_of(typed))
+        if (const EntryPtr user = typedBefore(key)) names.insert(names.begin(), user->name);
+    for (const Name &object : typed.objects) {
+        const EntryPtr user = has_types(object) ? nullptr : objectBefore(object);
+        if (user != nullptr || has_types(object)) names.push_back(user == nullptr ? object : user->name);
     }
     return names;
 }
 
 void OfflineLogin::keep(const EntryPtr &who, const LoginName &typed, const char *password) {
+    const auto point = [&](const std::string &name) { typed_copy_of(config_, root_, name).write({}, who); };
     const auto isWho = [&](const Name &name) { return name_key(name) == name_key(who->name); };
-    if (!typed.attribute.empty() && std::none_of(typed.objects.begin(), typed.objects.end(), isWho))
-        typed_copy_of(config_, root_, name_fold(typed.attribute)).write({who}, who);
-    if (!who->dn.empty()) typed_copy_of(config_, root_, name_fold(who->name.front().value)).write({who}, who);
+    const auto object = std::find_if(typed.objects.begin(), typed.objects.end(), isWho);
+    const bool isObject = object != typed.objects.end();
+    if (isObject && !has_types(*object)) point(name_typed_key(*object));
+    if (!isObject && !typed.attribute.empty()) point(name_fold(typed.attribute));
+    if (!who->dn.empty()) point(name_fold(who->name.front().value));
+    const std::string bare = name_typed_key(without_types(who->name));
+    if (typedBefore(bare) == nullptr) point(bare);
     user_ = who;
     passwordHash_ = password_hash("$y$", 0, password);
 }

@@ -28,7 +28,8 @@ class OfflineLogin {
     void refused(const Name &user) const;
     void refusedPassword(const Name &user, const char *password) const;
 
-    // Whom a typed name may mean: the objects of that name, and the user who has logged in by it before.
+    // Whom a typed name may mean, with all types: the object of that name, and the users who have logged in by it
+    // before.
     std::vector<Name> meant(const LoginName &typed) const;
 
     // No server answers: takes the user's copy instead. False when there is none that is recent enough, or none is
@@ -52,6 +53,8 @@ class OfflineLogin {
     time_t written_ = 0;
 
     std::unique_ptr<DirectoryStore> read(const Name &who, time_t *when) const;
+    EntryPtr typedBefore(const std::string &key) const;
+    EntryPtr objectBefore(const Name &typed) const;
 };
 
 #endif

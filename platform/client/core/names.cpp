@@ -397,6 +397,12 @@ std::string name_key(const Name &name) {
     return key;
 }
 
+std::string name_typed_key(const Name &name) {
+    std::string key = name_key(name);
+    for (const NamePart &part : name) key += part.type + ",";
+    return key;
+}
+
 void name_view_key(const NameView &name, std::string *key) {
     key->clear();
     append_key(name, key);

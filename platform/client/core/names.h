@@ -87,6 +87,8 @@ std::string name_type(std::string_view written);
 // values, leaf first, each with a NUL after it.
 std::string name_fold(std::string_view value);
 std::string name_key(const Name &name);
+// The same with the types, each with a "," after it, behind the values.
+std::string name_typed_key(const Name &name);
 void name_view_key(const NameView &name, std::string *key);
 
 // Equal keys taken for granted: do the types agree wherever both names have them?
