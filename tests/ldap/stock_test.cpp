@@ -174,6 +174,38 @@ TEST_F(StockSite, AUsersAttributesCanBeReadByTheirOwnNames) {
     EXPECT_THAT(scriptOf("carl.staff", "tulip", "WRITE \"%LOGIN_SHELL\"\n").out, EndsWith("\n/bin/sh\n"));
 }
 
+TEST_F(StockSite, WhatALoginHasReadByItsOwnNameIsThereOffline) {
+    const std::string dn = "uid=anna,ou=staff,dc=school,dc=example";
+    Slapd server(stock(person("carl", "tulip",
+                              "objectClass: posixAccount\nuidNumber: 4\ngidNumber: 10\nhomeDirectory: /home/carl\n"
+                              "loginShell: /bin/sh\ncarLicense: B-XY 1\ncarLicense: B-XY 2\nsecretary: " +
+                                  dn + "\nuserPKCS12: x\nuserCertificate;binary: x\nlabeledURI: x\n")));
+    onStock(server, "schema = \"rfc2307\"\noffline = true\n");
+    keptHome = home.path();
+    const std::string asked = "WRITE \"%LOGIN_SHELL %CAR_LICENSE %SECRETARY %userPassword %userCertificate\"\n";
+    const Outcome before = scriptOf("carl", "tulip", asked);
+    EXPECT_THAT(before.out, EndsWith("\n/bin/sh B-XY 1 anna.staff %userPassword %userCertificate\n"));
+    server.kill();
+    EXPECT_THAT(scriptOf("carl", "tulip", asked).out,
+                EndsWith("\n/bin/sh B-XY 1 anna.staff %userPassword %userCertificate\n"));
+    EXPECT_THAT(scriptOf("carl", "tulip", "WRITE \"%LABELED_URI %X_OTHER\"\n").out,
+                EndsWith("\n%LABELED_URI %X_OTHER\n"))
+        << "which no script of the last login at the server has read";
+}
+
+TEST_F(StockSite, AllValuesOfSuchAnAttributeAreThereOffline) {
+    Slapd server(stock(person("carl", "tulip", "carLicense: B-XY 1\ncarLicense: B-XY 2\n")));
+    onStock(server, "schema = \"rfc2307\"\noffline = true\n");
+    ASSERT_EQ(loginHere("carl", "tulip"), ZK_OK) << lastError();
+    const std::vector<std::string> both = {"B-XY 1", "B-XY 2"};
+    EXPECT_EQ(read(here, "carl.staff", "CAR_LICENSE"), both) << lastError();
+    ASSERT_EQ(ZKDSLogout(here), ZK_OK);
+    server.kill();
+    ASSERT_EQ(loginHere("carl", "tulip"), ZK_OK) << lastError();
+    EXPECT_EQ(read(here, "carl.staff", "carlicense"), both) << lastError();
+    ASSERT_EQ(ZKDSLogout(here), ZK_OK);
+}
+
 TEST_F(StockSite, GroupsMayBeHandedOutAsOfTheUsersContainer) {
     const std::string script =
         "IF MEMBER OF \"staff\" THEN WRITE \"staff\"\nIF MEMBER OF \"posix\" THEN WRITE "

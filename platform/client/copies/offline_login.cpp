@@ -1,6 +1,7 @@
 #include "platform/client/copies/offline_login.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 
 #include "platform/catalogue.h"
@@ -11,6 +12,11 @@
 static LdapCopy copy_of(const ConfigTree &config, const Name &base, const Name &user) {
     return LdapCopy(config, base, "login\n" + name_typed_key(user));
 }
+
+// Attributes outside of the schema have one of the copy's own, so that none can be taken for what it is not:
+//
+//     value ::= syntax " " name " " value              syntax: the number of the client's
+static const SchemaAttribute kept_other = {nullptr, "x-other", schema_text, size_t{128} * 1024};
 
 static EntryPtr group_with(const Name &group, const std::string &memberDn) {
     auto entry = std::make_shared<Entry>();
@@ -100,8 +106,61 @@ void OfflineLogin::keep(const EntryPtr &who, const LoginName &typed, const char 
     if (!who->dn.empty()) point(name_fold(who->name.front().value));
     const std::string bare = name_typed_key(without_types(who->name));
     if (typedBefore(bare) == nullptr) point(bare);
+    if (user_ != who) asked_.clear(); // a login; a change of the password leaves what was asked for
     user_ = who;
     passwordHash_ = password_hash("$y$", 0, password);
+}
+
+bool OfflineLogin::keepOther(const OtherAttribute &asked) {
+    constexpr size_t most = size_t{256} * 1024; // bytes of all of them
+    const std::string name = asked.row->ldap;
+    const std::string start = std::to_string(asked.row->syntax) + " " + name + " ";
+    size_t size = 0;
+    for (const EntryValue &value : asked_) {
+        if (value.text.compare(0, start.size(), start) == 0) return false;
+        size += value.text.size();
+    }
+    for (const std::string &value : asked.values) size += start.size() + value.size();
+    if (size > most || name.find(' ') != std::string::npos) return false;
+    for (const std::string &value : asked.values) asked_.push_back({&kept_other, start + value});
+    return true;
+}
+
+namespace {
+
+struct KeptOther {
+    uint32_t syntax = 0;
+    std::string name;
+    std::vector<std::string> values;
+};
+
+} // namespace
+
+// The values of one attribute stand together.
+static std::vector<KeptOther> others_in(const std::vector<std::string> &lines) {
+    std::vector<KeptOther> found;
+    for (const std::string &line : lines) {
+        const size_t first = line.find(' ');
+        const size_t second = first == std::string::npos ? first : line.find(' ', first + 1);
+        if (second == std::string::npos) continue;
+        KeptOther one;
+        const char *const end = line.data() + first;
+        if (std::from_chars(line.data(), end, one.syntax).ptr != end) continue;
+        one.name = line.substr(first + 1, second - first - 1);
+        if (found.empty() || found.back().name != one.name) found.push_back(std::move(one));
+        found.back().values.push_back(line.substr(second + 1));
+    }
+    return found;
+}
+
+const OtherAttribute *OfflineLogin::otherAttribute(const Entry &user, std::string_view name) {
+    if (!othersRead_) {
+        const OtherAttribute *kept = copy_->otherAttribute(user, kept_other.ldap);
+        for (const KeptOther &one : others_in(kept == nullptr ? std::vector<std::string>() : kept->values))
+            others_.add(one.name, one.values, one.syntax, root_);
+    }
+    othersRead_ = true;
+    return others_.find(name);
 }
 
 void OfflineLogin::save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const {
@@ -109,6 +168,7 @@ void OfflineLogin::save(const std::vector<EntryPtr> &entries, const std::vector<
     // First of its name, so that it is the one that is written.
     auto withPassword = std::make_shared<Entry>(*user_);
     withPassword->values.push_back({schema_find_ldap("userPassword"), passwordHash_});
+    withPassword->values.insert(withPassword->values.end(), asked_.begin(), asked_.end());
     std::vector<EntryPtr> all = {withPassword};
     all.insert(all.end(), entries.begin(), entries.end());
     std::string dn = name_to_dn(user_->name, root_);
@@ -157,6 +217,9 @@ Verdict OfflineLogin::login(const Entry &who, const char *password) const {
 
 void OfflineLogin::end() {
     copy_.reset();
+    others_.forget();
+    othersRead_ = false;
+    asked_.clear();
     user_.reset();
     passwordHash_.clear();
 }

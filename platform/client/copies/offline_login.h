@@ -13,6 +13,7 @@
 
 #include "platform/client/core/config.h"
 #include "platform/client/core/directory_store.h"
+#include "platform/client/core/other_attributes.h"
 
 class OfflineLogin {
   public:
@@ -22,6 +23,10 @@ class OfflineLogin {
     // A user has logged in, with this password; from now on `save` keeps what the login has read.
     void keep(const EntryPtr &user, const LoginName &typed, const char *password);
     void save(const std::vector<EntryPtr> &entries, const std::vector<Name> &groups) const;
+
+    // The user has asked for an attribute outside of the schema: `save` keeps it, too. True when it was not kept
+    // before. So many of them, or so large ones, that no script means them are not.
+    bool keepOther(const OtherAttribute &asked);
 
     // A server answered and did not let the user in: the account is gone, locked, or the password is another one. The
     // user's copy goes where it would let in whom the server did not.
@@ -37,6 +42,8 @@ class OfflineLogin {
     bool begin(const Name &user);
     bool active() const { return copy_ != nullptr; }
     DirectoryStore *store() const { return copy_.get(); }
+    // Of the copy, as DirectoryStore::otherAttribute.
+    const OtherAttribute *otherAttribute(const Entry &user, std::string_view name);
 
     // Accepted, after a line on standard error that says how old the copy is, or WrongPassword.
     Verdict login(const Entry &user, const char *password) const;
@@ -49,6 +56,9 @@ class OfflineLogin {
     Name root_;
     EntryPtr user_;
     std::string passwordHash_;
+    std::vector<EntryValue> asked_; // attributes outside of the schema, as the copy has them
+    OtherAttributes others_;        // of the copy
+    bool othersRead_ = false;
     std::unique_ptr<DirectoryStore> copy_;
     time_t written_ = 0;
 

@@ -18,6 +18,14 @@ EntryPtr OfflineStore::find(const Name &name, Aliases aliases) {
     return entry;
 }
 
+const OtherAttribute *OfflineStore::otherAttribute(const Entry &user, std::string_view name) {
+    if (offline_.active()) return offline_.otherAttribute(user, name);
+    const OtherAttribute *asked = store_->otherAttribute(user, name);
+    const bool isOwn = identity_ != nullptr && name_equal(identity_->name, user.name);
+    if (asked != nullptr && isOwn && offline_.keepOther(*asked)) save();
+    return asked;
+}
+
 EntryPtr OfflineStore::findUser(const LoginName &name) {
     if (offline_.active()) return offline_.store()->findUser(name);
     typed_ = name;

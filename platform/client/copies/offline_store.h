@@ -24,9 +24,7 @@ class OfflineStore : public DirectoryStore {
         return current().missing(container, names);
     }
     std::vector<Name> ownNames(std::vector<Name> names) override { return current().ownNames(std::move(names)); }
-    const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override {
-        return current().otherAttribute(user, name);
-    }
+    const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override;
     EntryPtr findServer(std::string_view name) override { return current().findServer(name); }
     EntryPtr findVolume(const Entry &server, std::string_view volume) override {
         return current().findVolume(server, volume);

@@ -1,15 +1,9 @@
 #include "platform/client/ldap/other_attributes.h"
 
 #include <ldap_schema.h>
-#include <algorithm>
 #include <cstring>
 #include <optional>
-
-#include "platform/client/core/errors.h"
-#include "platform/client/core/plain_values.h"
-#include "platform/client/core/values.h"
-
-static constexpr size_t value_limit = size_t{64} * 1024;
+#include <unordered_map>
 
 namespace {
 
@@ -85,29 +79,6 @@ static Syntaxes syntaxes_of(const LdapEntry &subschema) {
     return syntaxes;
 }
 
-const SchemaAttribute *LdapOtherAttributes::rowOf(const std::string &name, uint32_t syntax) {
-    for (const Row &one : rows_)
-        if (one.name == name && one.row.syntax == syntax) return &one.row;
-    Row &made = rows_.emplace_back();
-    made.name = name;
-    made.row = {made.name.c_str(), made.name.c_str(), syntax, value_limit};
-    return &made.row;
-}
-
-void LdapOtherAttributes::add(const std::string &name, const std::vector<std::string> &values, uint32_t syntax,
-                              const Name &base) {
-    OtherAttribute found = {rowOf(name, syntax), {}};
-    for (const std::string &value : values) {
-        try {
-            value_parse(syntax, value, base);
-            if (!value.empty() && value.size() <= value_limit) found.values.push_back(value);
-        } catch (const DataError &) {
-            // Such a value counts as not there, as those of the client's own schema do.
-        }
-    }
-    if (!found.values.empty()) found_.emplace(lower(name), std::move(found));
-}
-
 void LdapOtherAttributes::read(LdapServers *servers, const std::string &dn, const Name &base) {
     read_ = true;
     const LdapAnswer own = servers->search({dn, LDAP_SCOPE_BASE, "(objectClass=*)", {"*", "subschemaSubentry"}});
@@ -121,19 +92,11 @@ void LdapOtherAttributes::read(LdapServers *servers, const std::string &dn, cons
     const Syntaxes syntaxes = syntaxes_of(schema.entries.front());
     for (const auto &[name, values] : own.entries.front().attributes) {
         auto syntax = syntaxes.find(lower(name));
-        const bool isShort = name.size() <= ZK_MAX_ATTR_NAME;
-        if (syntax != syntaxes.end() && isShort && !attribute_is_secret(name)) add(name, values, syntax->second, base);
+        if (syntax != syntaxes.end()) found_.add(name, values, syntax->second, base);
     }
-}
-
-const OtherAttribute *LdapOtherAttributes::find(std::string_view name) const {
-    std::string wanted = lower(name);
-    wanted.erase(std::remove(wanted.begin(), wanted.end(), '_'), wanted.end());
-    auto found = found_.find(wanted);
-    return found == found_.end() ? nullptr : &found->second;
 }
 
 void LdapOtherAttributes::forget() {
     read_ = false;
-    found_.clear();
+    found_.forget();
 }

@@ -131,6 +131,12 @@ static void read_copy(std::string_view text) {
     ask(offline.store());
     EntryPtr entry = asked([&] { return offline.store()->find(user(), Aliases::follow); });
     if (entry != nullptr) {
+        for (const char *name : {"EMPLOYEE_ID", "loginShell", "userPassword"}) {
+            const OtherAttribute *other = asked([&] { return offline.otherAttribute(*entry, name); });
+            if (other == nullptr) continue;
+            FUZZ_CHECK(strcmp(name, "userPassword") != 0 && !other->values.empty());
+            for (const std::string &value : other->values) value_parse(other->row->syntax, value, base());
+        }
         // Whom the copy lets in, a server that says no to the same password shuts out.
         const bool accepted = lets_in([&] { return offline.login(*entry, password); });
         const bool own = (entry = offline.store()->find(user(), Aliases::keep)) != nullptr &&
