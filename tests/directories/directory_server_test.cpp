@@ -1,6 +1,8 @@
 // Logins on a 389 Directory Server.
 
 #include "tests/directories/real_directory.h"
+#include "tests/support/certificates.h"
+#include "tests/support/slapd.h"
 
 namespace {
 
@@ -103,4 +105,37 @@ TEST_F(DirectoryServer389, TakesANewPassword) {
                 testing::HasSubstr("uid=must.staff: the new password is too simple"));
     EXPECT_THAT(loginWith(change, "N3w-Passw0rd\nUs3r-Passw0rd\n").err,
                 testing::HasSubstr("the new password was used before"));
+}
+
+// A consumer, whose supplier is a server of the tree as well.
+TEST_F(DirectoryServer389, AChangeThatItRefersIsMadeAtTheSupplier) {
+    Certificates certificates;
+    Slapd::Setup setup;
+    setup.suffix = DirectoryServer::base();
+    setup.schemes = "ldaps";
+    setup.global = certificates.serverLines();
+    setup.access = "access to attrs=userPassword by anonymous auth by self =xw by * none\naccess to * by * read\n";
+    setup.ldif =
+        "dn: dc=example,dc=test\nobjectClass: organization\nobjectClass: dcObject\no: Example\ndc: example\n\n"
+        "dn: ou=staff,dc=example,dc=test\nobjectClass: organizationalUnit\nou: staff\n\n"
+        "dn: uid=anna,ou=staff,dc=example,dc=test\nobjectClass: inetOrgPerson\nuid: anna\ncn: Anna\nsn: Meier\n"
+        "userPassword: Us3r-Passw0rd\n";
+    Slapd supplier(setup);
+    server.modify(
+        "dn: cn=replica,cn=dc\\3Dexample\\2Cdc\\3Dtest,cn=mapping tree,cn=config\nchangetype: add\n"
+        "objectClass: nsDS5Replica\ncn: replica\nnsDS5ReplicaRoot: dc=example,dc=test\nnsDS5ReplicaId: 65535\n"
+        "nsDS5ReplicaType: 2\nnsDS5Flags: 0\nnsDS5ReplicaBindDN: cn=supplier,cn=config\nnsDS5ReplicaReferral: " +
+        supplier.uri("ldaps") + "/dc=example,dc=test\n");
+    const Words change = {"--change-password", "--password-fd", "3", "uid=anna.staff"};
+    const std::string passwords = "Us3r-Passw0rd\nN3w-Passw0rd\n";
+    EXPECT_THAT(loginWith(change, passwords).err,
+                testing::HasSubstr("the password can only be changed at " + supplier.uri("ldaps")));
+    folder.write("authorities.pem", file_text(server.caFile()) + file_text(certificates.path("ca.pem")));
+    onStrictServers(
+        {DirectoryServer::uri(), supplier.uri("ldaps")},
+        "base = \"" + DirectoryServer::base() + "\"\nca_file = \"" + folder.path("authorities.pem") + "\"\n");
+    EXPECT_EQ(loginWith(change, passwords), (Outcome{0, "", "Your password has been changed.\n"}));
+    onStrictServers({supplier.uri("ldaps")},
+                    "base = \"" + DirectoryServer::base() + "\"\nca_file = \"" + certificates.path("ca.pem") + "\"\n");
+    EXPECT_EQ(login("uid=anna.staff", "N3w-Passw0rd").status, 0);
 }
