@@ -75,6 +75,32 @@ TEST_F(Identity, RefusedLogins) {
     EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSLoginEx(handle, "jdoe.sales.acme", 0, "secret"));
 }
 
+TEST_F(Identity, ActingAsSomebodyAnswersAsAfterALogin) {
+    uint32_t handle = context();
+    EXPECT_EQ(ZK_OK, ZKDSActAs(handle, "jdoe.trade.acme"));
+    EXPECT_EQ(ZK_OK, ZKDSLoginState(handle));
+    EXPECT_EQ("jdoe.sales.acme", who_am_i(context()));
+    EXPECT_EQ(1u, ZKDSCanDSAuthenticate(context()));
+    EXPECT_EQ(1u, number_info(open_server("SRV1"), ZK_INFO_AUTHENTICATION_STATE));
+    EXPECT_EQ(ZK_OK, ZKDSActAs(handle, "empty.sales.acme")) << "another one needs no logout";
+    EXPECT_EQ("empty.sales.acme", who_am_i(handle));
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, ZKDSActAs(handle, "nobody.sales.acme"));
+    EXPECT_EQ("empty.sales.acme", who_am_i(handle)) << "as before";
+    EXPECT_EQ(ZK_OK, ZKDSActAs(handle, nullptr));
+    EXPECT_EQ("", who_am_i(handle));
+    EXPECT_EQ(0u, number_info(open_server("SRV1"), ZK_INFO_AUTHENTICATION_STATE));
+    EXPECT_EQ(ZKE_NOT_LOGGED_IN, ZKDSLoginState(handle));
+}
+
+TEST_F(Identity, ActingAsSomebodyTellsWhyALoginWouldBeRefused) {
+    uint32_t handle = context();
+    EXPECT_EQ(ZK_OK, ZKDSActAs(handle, "locked.sales.acme"));
+    EXPECT_EQ(ZKE_ACCOUNT_LOCKED, ZKDSLoginState(handle));
+    EXPECT_EQ("CN=locked.OU=sales.O=acme is locked", last_error());
+    EXPECT_EQ(ZK_OK, ZKDSActAs(handle, "nopassword.sales.acme")) << "no password is looked at";
+    EXPECT_EQ(ZK_OK, ZKDSLoginState(handle));
+}
+
 TEST_F(Identity, OtherHashesOfTheCryptLibraryAreTaken) {
     EXPECT_EQ(ZK_OK, login(context(), "empty.sales.acme", "secret"));
 }

@@ -43,6 +43,8 @@ class Login {
     void note();
 
     const std::string &tree() const { return tree_; }
+    // A context of the tree, for as long as the object lives.
+    uint32_t context() const { return context_; }
     // The container of the user that logged in, typeless and without a leading period; empty for the root.
     std::string container() const;
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/client/core/errors.h"
+#include "platform/client/core/keeping.h"
 #include "platform/client/core/plain_values.h"
 #include "platform/client/core/private_folder.h"
 #include "platform/client/core/values.h"
@@ -18,8 +19,9 @@ static constexpr const char *reader_mark = "# reader ";
 static constexpr const char *profile_mark = "# profile ";
 static constexpr size_t file_limit = size_t{512} * 1024 * 1024;
 
-// Empty without a home directory, and in a privileged process.
+// Empty without a home directory, in a privileged process, and in one that keeps nothing.
 static std::string cache_folder() {
+    if (keeping_is_off) return "";
     const char *cache = secure_getenv("XDG_CACHE_HOME");
     if (cache != nullptr && *cache == '/') return std::string(cache) + "/brasca-zk";
     const char *home = secure_getenv("HOME");

@@ -97,6 +97,10 @@ class DirectoryStore {
     virtual Verdict login(EntryPtr *user, const char *password) { return checkPassword(**user, password); }
     virtual void logout() {}
 
+    // Throws DataError where a script of the user's own, of a container above or of the profile cannot be used. A login
+    // does this by itself.
+    virtual void requireScripts(const Entry &) {}
+
     // The login is over: its time may be kept for the next one. Nothing is waited for.
     virtual void noteLogin() {}
 

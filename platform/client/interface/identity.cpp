@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "platform/catalogue.h"
+#include "platform/client/core/keeping.h"
 #include "platform/client/core/login_check.h"
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
@@ -49,7 +50,7 @@ static void take_identity(Tree *tree, Context *context, const EntryPtr &user) {
 // Where the administrator wants it so, the password of the process's first login is kept for mounting SMB shares. The
 // user's name there is the one in the user's object.
 static void write_for_drives(const Entry &user, const char *password) {
-    const bool wanted = trees_config().automount.credentials && *password != '\0';
+    const bool wanted = trees_config().automount.credentials && *password != '\0' && !keeping_is_off;
     if (wanted && !smb_credentials_write(user.name.empty() ? "" : user.name.front().value, "", password))
         fprintf(stderr, "%s\n", catalogue_text("The password could not be kept for mounting drives."));
 }
@@ -152,6 +153,41 @@ uint32_t ZKDSLoginNeedsPassword(uint32_t context, int *needed) {
 
 uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared) {
     return ask_tree(context, shared, login_password_is_shared);
+}
+
+// Whoever has logged in before remains whom the directory is asked as.
+static void end_identity(Tree *tree) {
+    if (tree->identity != nullptr) connection_forget_identity(tree, *tree->identity);
+    tree->identity = nullptr;
+}
+
+static void act_as(Tree *tree, Context *context, const char *object) {
+    EntryPtr user = tree->store->findUser(login_name(*tree, *context, object));
+    // A name that a directory which shows nothing could have is no user to act for.
+    error_unless(user != nullptr && !user->name.empty(), ZKE_NO_SUCH_ENTRY);
+    user = tree->store->find(user->name, Aliases::keep);
+    error_unless(user != nullptr, ZKE_NO_SUCH_ENTRY);
+    tree->store->requireScripts(*user);
+    trees_settle();
+    end_identity(tree);
+    take_identity(tree, context, user);
+    tree->verdict = login_state(*user);
+}
+
+uint32_t ZKDSActAs(uint32_t context, const char *object) {
+    return guarded([&] {
+        Context &found = contexts().at(context);
+        Tree &tree = context_tree(found);
+        if (object == nullptr) return end_identity(&tree);
+        act_as(&tree, &found, object);
+    });
+}
+
+uint32_t ZKDSLoginState(uint32_t context) {
+    return guarded([&] {
+        const Tree &tree = tree_with_identity(contexts().at(context));
+        login_require_accepted(tree.verdict, *tree.identity);
+    });
 }
 
 uint32_t ZKDSNoteLogin(uint32_t context) {

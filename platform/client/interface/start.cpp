@@ -1,5 +1,6 @@
 #include "platform/client/interface/start.h"
 
+#include "platform/client/core/keeping.h"
 #include "platform/client/core/waiting.h"
 #include "platform/client/interface/answers.h"
 #include "platform/client/interface/boundary.h"
@@ -15,6 +16,11 @@ uint32_t ZKCallsInit(void *, void *) {
 
 uint32_t ZKCLXInit(void *, void *) {
     return make_ready();
+}
+
+uint32_t ZKKeepNothing(void) {
+    keeping_is_off = true;
+    return ZK_OK;
 }
 
 uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, uint8_t *patch) {

@@ -39,6 +39,7 @@ class OverlayStore : public DirectoryStore {
     // Reads the folder once more.
     Verdict login(EntryPtr *user, const char *password) override;
     void logout() override;
+    void requireScripts(const Entry &user) override { checkScripts(user); }
     void noteLogin() override { directory_->noteLogin(); }
     void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override {
         directory_->changePassword(entry, oldPassword, newPassword);

@@ -1,0 +1,3 @@
+#include "platform/client/core/keeping.h"
+
+bool keeping_is_off = false;
