@@ -49,3 +49,20 @@ target_include_directories(language_objects INTERFACE ${CMAKE_SOURCE_DIR}/includ
 # What MAP would refuse, the mapping program's own parser tells.
 target_sources(language_objects INTERFACE "$<FILTER:$<TARGET_OBJECTS:map_objects>,INCLUDE,/command\\.cpp\\.o$>")
 qrt_command_program(check common language_objects zkclient)
+
+# ---- plan: the library's own objects over functions that record effects ----
+# Every row of seams.h is a call between two objects that the planner stands between. The mapping program's objects work
+# on a table of drives in the place of the user's link directory.
+file(STRINGS tools/qrtscript/plan/seams.h seams REGEX "^SEAM")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS tools/qrtscript/plan/seams.h)
+list(TRANSFORM seams REPLACE ".*\"(.*)\".*" "-Wl,--wrap=\\1")
+add_library(planned_objects INTERFACE)
+target_sources(planned_objects INTERFACE $<TARGET_OBJECTS:qrtscript_objects>)
+target_link_options(planned_objects INTERFACE ${seams})
+target_include_directories(planned_objects INTERFACE ${CMAKE_SOURCE_DIR}/include ${CMAKE_BINARY_DIR}/generated)
+add_library(planned_parts STATIC tools/linked_volumes.cpp $<TARGET_OBJECTS:qrtlogin_objects>
+                                 "$<FILTER:$<TARGET_OBJECTS:map_objects>,EXCLUDE,/link_directory.cpp.o$>")
+target_include_directories(planned_parts PRIVATE ${CMAKE_SOURCE_DIR})
+qrt_command_program(plan planned_parts common planned_objects zkclient treelogin Threads::Threads)
+target_include_directories(plan_objects PRIVATE ${CMAKE_SOURCE_DIR}/include ${CMAKE_BINARY_DIR}/generated)
+add_dependencies(qrtscript_plan zkclient_ldap)

@@ -13,6 +13,7 @@ struct Subcommand {
 // Each program is given the subcommand's name as its first argument.
 inline constexpr Subcommand subcommands[] = {
     {"check", "qrtscript-check", catalogue_mark("report every mistake and trap in scripts")},
+    {"plan", "qrtscript-plan", catalogue_mark("show what scripts would do for a user, without doing it")},
     {"explain-code", "qrtscript-check", catalogue_mark("explain a finding of check by its code")},
 };
 

@@ -1,0 +1,115 @@
+#include "tools/qrtscript/plan/input.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "platform/catalogue.h"
+#include "tools/qrtlogin/failure.h"
+#include "tools/qrtlogin/script_file.h"
+
+// ---- times ----
+
+static std::optional<time_t> seconds_since_1970(const std::string &text) {
+    if (text.size() < 2 || text[0] != '@') return std::nullopt;
+    char *end = nullptr;
+    errno = 0;
+    const long long number = strtoll(text.c_str() + 1, &end, 10);
+    const bool isWhole = *end == '\0' && errno == 0 && number >= 0 && number <= INT32_MAX;
+    return isWhole ? std::optional<time_t>(static_cast<time_t>(number)) : std::nullopt;
+}
+
+// The whole of the text by a format of strptime; fields that the format does not have stay as they are in `parts`.
+static bool is_read(const std::string &text, const char *format, tm *parts) {
+    tm read = *parts;
+    const char *end = strptime(text.c_str(), format, &read);
+    if (end == nullptr || *end != '\0') return false;
+    *parts = read;
+    return true;
+}
+
+static tm local_parts(time_t when) {
+    tm parts = {};
+    localtime_r(&when, &parts);
+    return parts;
+}
+
+// mktime makes the 3rd of March of the 31st of February.
+static bool is_that_day(const tm &wanted, time_t made, bool isUtc) {
+    tm parts = {};
+    if (isUtc)
+        gmtime_r(&made, &parts);
+    else
+        localtime_r(&made, &parts);
+    return parts.tm_year == wanted.tm_year && parts.tm_mon == wanted.tm_mon && parts.tm_mday == wanted.tm_mday;
+}
+
+static std::optional<time_t> calendar_time(const std::string &text) {
+    const bool isUtc = !text.empty() && text.back() == 'Z';
+    const std::string local = text.substr(0, text.size() - (isUtc ? 1 : 0));
+    tm parts = local_parts(time(nullptr));
+    parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
+    parts.tm_isdst = -1;
+    bool read = false;
+    for (const char *format : {"%Y-%m-%d %H:%M:%S", "%Y-%m-%d %H:%M", "%Y-%m-%dT%H:%M:%S", "%Y-%m-%dT%H:%M", "%Y-%m-%d"})
+        read = read || is_read(local, format, &parts);
+    for (const char *format : {"%H:%M:%S", "%H:%M"}) read = read || (!isUtc && is_read(local, format, &parts));
+    if (!read) return std::nullopt;
+    tm copy = parts;
+    const time_t made = isUtc ? timegm(&copy) : mktime(&copy);
+    if (made < 0 || !is_that_day(parts, made, isUtc)) return std::nullopt;
+    return made;
+}
+
+time_t input_time(const std::string &text) {
+    std::optional<time_t> when = seconds_since_1970(text);
+    if (!when) when = calendar_time(text);
+    if (!when)
+        throw Failure(exit_usage,
+                      catalogue_format("--as-of takes a time such as \"2026-03-05 09:05\", not \"%s\"", text.c_str()));
+    return *when;
+}
+
+std::string input_time_text(time_t when) {
+    const tm parts = local_parts(when);
+    char text[64] = "";
+    strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %z", &parts);
+    return text;
+}
+
+// ---- environments ----
+
+std::vector<std::pair<std::string, std::string>> input_environment_lines(const std::string &text,
+                                                                         const std::string &shown) {
+    std::vector<std::pair<std::string, std::string>> variables;
+    std::istringstream lines(text);
+    int number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        ++number;
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (line.empty() || line[0] == '#') continue;
+        const size_t equals = line.find('=');
+        if (equals == line.npos || equals == 0 || line.find('\0') != line.npos)
+            throw Failure(exit_usage, catalogue_format("%1$s:%2$d: not NAME=value", shown.c_str(), number));
+        variables.emplace_back(line.substr(0, equals), line.substr(equals + 1));
+    }
+    return variables;
+}
+
+std::vector<std::pair<std::string, std::string>> input_environment(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    std::stringstream text;
+    if (file) text << file.rdbuf();
+    if (!file || (text.fail() && file.peek() != std::ifstream::traits_type::eof()))
+        throw Failure(exit_no_script, catalogue_format("cannot open %1$s: %2$s", path.c_str(), strerror(errno)));
+    return input_environment_lines(text.str(), path);
+}
+
+// ---- scripts ----
+
+void input_require_script(const std::optional<std::string> &path) {
+    script_file_check(path);
+}

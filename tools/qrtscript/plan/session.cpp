@@ -1,0 +1,215 @@
+#include "tools/qrtscript/plan/session.h"
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#include "base/clock.h"
+#include "base/output.h"
+#include "platform/catalogue.h"
+#include "platform/common/write_all.h"
+#include "qrtscript.h"
+#include "script/syntax_error.h"
+#include "tools/qrtlogin/failure.h"
+#include "tools/qrtlogin/login.h"
+#include "tools/qrtscript/plan/running.h"
+
+static constexpr rlim_t cpu_seconds = 120;
+static constexpr size_t longest_record = size_t{512} << 20;
+
+// ---- in the session's process ----
+
+static int result_pipe = -1;
+static Json answer = Json::object();
+
+[[noreturn]] static void leave() {
+    const bool isWritten = write_all(result_pipe, answer.dump(-1, ' ', false, Json::error_handler_t::replace));
+    _exit(isWritten ? 0 : 1);
+}
+
+// The scripts have ended, or they would not.
+[[noreturn]] static void leave_with_record() {
+    Json record = recorder_result();
+    recorder_turn_off();
+    answer.update(record);
+    leave();
+}
+
+static void leave_early() {
+    leave_with_record();
+}
+
+static void limit_process() {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const rlimit cpu = {cpu_seconds, cpu_seconds}, none = {0, 0};
+    setrlimit(RLIMIT_CPU, &cpu);
+    setrlimit(RLIMIT_CORE, &none);
+    signal(SIGPIPE, SIG_IGN);
+}
+
+static void log_reader_in(const SessionRequest &request, const Reader &reader) {
+    if (!reader.name) return;
+    Options options;
+    options.user = *reader.name;
+    options.tree = request.tree;
+    Login login(options);
+    const uint32_t code = login.authenticate(options.user, reader.password);
+    if (code != ZK_OK) throw login.failure(code, options.user);
+}
+
+static Options options_of(const SessionRequest &request) {
+    Options options;
+    options.user = request.user;
+    options.tree = request.tree;
+    options.context = request.context;
+    options.server = request.server;
+    options.loginScript = request.script;
+    options.profileScript = request.profileScript;
+    options.variables = request.variables;
+    return options;
+}
+
+// Who logs in; and what a login would say.
+static void act_as_user(const Login &login, const SessionRequest &request) {
+    const uint32_t code = ZKDSActAs(login.context(), request.user.c_str());
+    if (code != ZK_OK)
+        throw failure_of(code, catalogue_format("cannot plan a login of %1$s to tree %2$s", request.user.c_str(),
+                                                request.tree.c_str()));
+    char name[ZK_MAX_NAME + 1] = "";
+    ZKDSWhoAmI(login.context(), name);
+    answer["user"] = recorder_text(name);
+    answer["tree"] = recorder_text(request.tree);
+    if (ZKDSLoginState(login.context()) == ZK_OK) return;
+    char reason[1024] = "";
+    ZKGetLastErrorText(sizeof reason, reason);
+    answer["refused"] = recorder_text(reason);
+}
+
+static std::vector<std::pair<std::string, std::string>> bare_environment(const std::string &login) {
+    return {{"HOME", "/home/" + login},
+            {"LANG", "C.UTF-8"},
+            {"LOGNAME", login},
+            {"PATH", "/usr/local/bin:/usr/bin:/bin"},
+            {"USER", login}};
+}
+
+static void set_environment(const SessionRequest &request, const Login &login, const std::string &leaf) {
+    auto variables = request.environment ? *request.environment : bare_environment(leaf);
+    clearenv();
+    Json shown = Json::object();
+    // What a login program lends the scripts.
+    variables.emplace_back("QRT_TREE", request.tree);
+    variables.emplace_back("QRT_CONTEXT", login.container());
+    for (const auto &[name, value] : variables) {
+        setenv(name.c_str(), value.c_str(), 1);
+        shown[recorder_text(name)] = recorder_name_is_secret(name) ? recorder_hidden : recorder_text(value);
+    }
+    answer["environment"] = std::move(shown);
+}
+
+static time_t planned_now = 0;
+
+static char *text_or_null(std::optional<std::string> *text) {
+    return *text ? (*text)->data() : nullptr;
+}
+
+static void run_sequence_of(Options options, std::string user) {
+    std::string tree = *options.tree;
+    QrtRunScriptsArgs args = {};
+    args.userVar2 = text_or_null(&options.variables[0]);
+    args.userVar3 = text_or_null(&options.variables[1]);
+    args.userVar4 = text_or_null(&options.variables[2]);
+    args.userVar5 = text_or_null(&options.variables[3]);
+    args.treename = tree.data();
+    args.context = text_or_null(&options.context);
+    args.user = user.data();
+    args.profileScript = text_or_null(&options.profileScript);
+    args.loginScript = text_or_null(&options.loginScript);
+    args.server = text_or_null(&options.server);
+    running().profileFile = options.profileScript.value_or("");
+    CurrentPassword = strdup("");
+    const uint32_t code = qrt_RunScripts(&args);
+    answer["failed"] = code != 0 || syntax_error != 0;
+}
+
+static void run_session(const SessionRequest &request, const Reader &reader) {
+    ZKKeepNothing();
+    log_reader_in(request, reader);
+    const Options options = options_of(request);
+    const Login login(options);
+    act_as_user(login, request);
+    const std::string user = login.nameForScripts(request.user);
+    set_environment(request, login, user.substr(0, user.find('.')));
+    planned_now = request.now;
+    clock_now = [] { return planned_now; };
+    FILE *nowhere = fopen("/dev/null", "we");
+    if (nowhere == nullptr || qrt_init(nullptr, nowhere) != 0)
+        throw Failure(exit_system, catalogue_text("cannot start a session"));
+    debug_level = 0;
+    recorder_start(Recording::plan, leave_early);
+    run_sequence_of(options, user);
+    leave_with_record();
+}
+
+[[noreturn]] static void session_main(const SessionRequest &request, const Reader &reader) {
+    limit_process();
+    try {
+        run_session(request, reader);
+    } catch (const Failure &failure) {
+        answer = {{"error", recorder_text(failure.what())}, {"status", failure.status()}};
+    } catch (const std::exception &problem) {
+        answer = {{"error", recorder_text(problem.what())}, {"status", exit_system}};
+    }
+    leave();
+}
+
+// ---- in the calling process ----
+
+static std::string read_all(int pipe) {
+    std::string text;
+    char piece[65536];
+    while (text.size() < longest_record) {
+        const ssize_t got = TEMP_FAILURE_RETRY(read(pipe, piece, sizeof piece));
+        if (got <= 0) break;
+        text.append(piece, static_cast<size_t>(got));
+    }
+    return text;
+}
+
+static std::string end_of(int status) {
+    if (WIFSIGNALED(status) && (WTERMSIG(status) == SIGXCPU || WTERMSIG(status) == SIGKILL))
+        return catalogue_text("the scripts have used more than two minutes of processor time");
+    if (WIFSIGNALED(status)) return catalogue_format("its process was ended by signal %d", WTERMSIG(status));
+    return catalogue_text("its process ended before its time");
+}
+
+Json session_plan(const SessionRequest &request, const Reader &reader) {
+    int ends[2];
+    fflush(stdout);
+    fflush(stderr);
+    if (pipe2(ends, O_CLOEXEC) != 0) throw Failure(exit_system, strerror(errno));
+    const pid_t child = fork();
+    if (child < 0) throw Failure(exit_system, strerror(errno));
+    if (child == 0) {
+        close(ends[0]);
+        result_pipe = ends[1];
+        session_main(request, reader);
+    }
+    close(ends[1]);
+    const std::string text = read_all(ends[0]);
+    close(ends[0]);
+    int status = 0;
+    TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
+    Json plan = Json::parse(text, nullptr, false);
+    if (plan.is_discarded() || !plan.is_object())
+        throw Failure(exit_system, catalogue_format("cannot plan a login of %1$s: %2$s", request.user.c_str(),
+                                                    end_of(status).c_str()));
+    if (plan.contains("error")) throw Failure(plan.value("status", exit_system), plan.value("error", ""));
+    return plan;
+}

@@ -1,0 +1,38 @@
+// One planned login: the run sequence for a user, in a process of its own, so that nothing of it reaches the next one or
+// the calling program.
+#ifndef TOOLS_QRTSCRIPT_PLAN_SESSION_H
+#define TOOLS_QRTSCRIPT_PLAN_SESSION_H
+
+#include <array>
+#include <ctime>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/common/secret.h"
+#include "tools/qrtscript/plan/recorder.h"
+
+// By whom the directory is read: nobody, or who logs in.
+struct Reader {
+    std::optional<std::string> name;
+    Secret password; // empty where the tree needs none
+};
+
+struct SessionRequest {
+    std::string user; // as typed at a login
+    std::string tree;
+    std::optional<std::string> context;
+    std::optional<std::string> server;
+    std::optional<std::string> script; // a file in the place of the container's and the user's script
+    std::optional<std::string> profileScript;
+    std::array<std::optional<std::string>, 4> variables; // %2 to %5
+    time_t now = 0;
+    std::optional<std::vector<std::pair<std::string, std::string>>> environment; // else a bare one
+};
+
+// The plan of the user's login (docs/plan-format.md). Throws Failure: the user or the directory cannot be read, the
+// process ended before its time.
+Json session_plan(const SessionRequest &request, const Reader &reader);
+
+#endif

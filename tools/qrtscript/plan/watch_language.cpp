@@ -1,0 +1,253 @@
+// What the parser does, seen from its calls: lines, conditions, operands, jumps, mistakes. Nothing is changed.
+#include <ctime>
+
+#include "qrtscript.h"
+#include "script/conditions.h"
+#include "tools/qrtscript/plan/origins.h"
+#include "tools/qrtscript/plan/running.h"
+#include "tools/qrtscript/plan/seams.h"
+
+// What a script may do before it counts as endless.
+static constexpr int most_lines = 100000;
+static constexpr int most_jumps = 1000;
+static constexpr int longest_run = 60; // in seconds
+
+namespace {
+
+struct Steps {
+    int lines = 0, jumps = 0;
+    time_t began = 0;
+    Json tests = Json::array(); // of the condition that is being read
+};
+
+} // namespace
+
+static Steps &steps() {
+    static Steps theSteps;
+    return theSteps;
+}
+
+static time_t seconds_now() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
+
+static void count_line() {
+    if (steps().lines == 0) steps().began = seconds_now();
+    if (++steps().lines == most_lines) recorder_stop("more than 100000 lines have been run: the scripts may be endless");
+    if (steps().lines % 256 == 0 && seconds_now() - steps().began > longest_run)
+        recorder_stop("the scripts have run for more than 60 seconds");
+}
+
+static void start_line() {
+    const LexBuffer *active = lex_active();
+    if (active != nullptr) sources_line(static_cast<size_t>(active->readPos));
+    running_line();
+    steps().tests = Json::array();
+    count_line();
+}
+
+int wrap_tokenizer_next() {
+    if (recorder_is_on() && end_of_line != 0) start_line();
+    return real_tokenizer_next();
+}
+
+void wrap_lex_push(std::string_view text) {
+    real_lex_push(text);
+    if (recorder_is_on()) sources_begin(running().next, text);
+}
+
+int wrap_script_run(std::string_view text, char *object, uint32_t handle) {
+    if (!recorder_is_on()) return real_script_run(text, object, handle);
+    running().inScript = true;
+    recorder_add("script", {{"role", running().next.role}, {"name", recorder_text(running().next.name)}});
+    const int result = real_script_run(text, object, handle);
+    running().inScript = false;
+    sources_end();
+    return result;
+}
+
+// ---- conditions ----
+
+// The line that is running, from its first letter on.
+static std::string line_text() {
+    const LexBuffer *active = lex_active();
+    if (active == nullptr) return "";
+    const std::string_view text(active->data, static_cast<size_t>(active->length));
+    size_t end = static_cast<size_t>(active->readPos);
+    // Its line end has been read, or it has not.
+    while (end > 0 && (text[end - 1] == '\n' || text[end - 1] == '\r')) end--;
+    const size_t before = end == 0 ? text.npos : text.find_last_of("\r\n", end - 1);
+    size_t start = before == text.npos ? 0 : before + 1;
+    end = std::min(text.find_first_of("\r\n", end), text.size());
+    while (start < end && (text[start] == ' ' || text[start] == '\t')) start++;
+    return recorder_line(text.substr(start, end - start));
+}
+
+void wrap_cond_enter(int32_t condition) {
+    const bool counts = recorder_is_on() && condition_executing();
+    real_cond_enter(condition);
+    if (counts) recorder_add("if", {{"text", line_text()}, {"result", condition == 0}, {"tests", steps().tests}});
+    steps().tests = Json::array();
+}
+
+void wrap_cond_leave() {
+    // A jump into a block meets its END only.
+    if (recorder_is_on() && condindex == 0 && gotoWasUsed == 0) recorder_mistake("END without IF", false);
+    real_cond_leave();
+}
+
+void wrap_else_statement() {
+    const bool isStray = condindex == 0, before = condition_executing();
+    real_else_statement();
+    if (!recorder_is_on()) return;
+    const bool after = condition_executing();
+    if (isStray)
+        recorder_mistake(after ? "ELSE without IF: the script goes on here"
+                               : "ELSE without IF: the rest of the script is skipped",
+                         false);
+    else if (before || after)
+        recorder_add("else", {{"executed", after}});
+}
+
+static const char *sign_of(Comparison comparison) {
+    static const char *const signs[] = {"=", "<>", ">", ">=", "<", "<="};
+    return signs[comparison];
+}
+
+int32_t wrap_cond_compare(Comparison comparison, OwnedText left, OwnedText right) {
+    if (!recorder_is_on()) return real_cond_compare(comparison, std::move(left), std::move(right));
+    Json test = {{"left", recorder_text(left.get())},
+                 {"operator", sign_of(comparison)},
+                 {"right", recorder_text(right.get())},
+                 {"numeric", valuestate != 0}};
+    Json values = origins_of(left.get());
+    for (Json &one : origins_of(right.get())) values.push_back(std::move(one));
+    const int32_t result = real_cond_compare(comparison, std::move(left), std::move(right));
+    test["result"] = result == 0;
+    test["values"] = std::move(values);
+    steps().tests.push_back(std::move(test));
+    return result;
+}
+
+int32_t wrap_cond_bare(OwnedText text) {
+    if (!recorder_is_on()) return real_cond_bare(std::move(text));
+    Json test = {{"text", recorder_text(text.get())}};
+    Json values = origins_of(text.get());
+    const int32_t result = real_cond_bare(std::move(text));
+    test["result"] = result == 0;
+    test["values"] = std::move(values);
+    steps().tests.push_back(std::move(test));
+    return result;
+}
+
+// ---- operands ----
+
+template <typename Make>
+static OwnedText looked_up(Make make) {
+    if (!recorder_is_on()) return make();
+    const size_t since = origins_count();
+    OwnedText text = make();
+    origins_give(text.get(), since);
+    return text;
+}
+
+OwnedText wrap_phrase_empty() {
+    return looked_up([] { return real_phrase_empty(); });
+}
+OwnedText wrap_phrase_quoted(OwnedText text) {
+    return looked_up([&] { return real_phrase_quoted(std::move(text)); });
+}
+OwnedText wrap_phrase_identifier(OwnedText name) {
+    return looked_up([&] { return real_phrase_identifier(std::move(name)); });
+}
+OwnedText wrap_phrase_environment(OwnedText name) {
+    return looked_up([&] { return real_phrase_environment(std::move(name)); });
+}
+OwnedText wrap_phrase_member(OwnedText group) {
+    return looked_up([&] { return real_phrase_member(std::move(group)); });
+}
+OwnedText wrap_phrase_not_member(OwnedText group) {
+    return looked_up([&] { return real_phrase_not_member(std::move(group)); });
+}
+OwnedText wrap_phrase_word(OwnedText word) {
+    return looked_up([&] {
+        running().inWord = true;
+        OwnedText text = real_phrase_word(std::move(word));
+        running().inWord = false;
+        return text;
+    });
+}
+
+OwnedText wrap_join_two(OwnedText a, OwnedText b) {
+    const char *parts[] = {a.get(), b.get()};
+    OwnedText text = real_join_two(std::move(a), std::move(b));
+    if (recorder_is_on()) origins_join(text.get(), {parts[0], parts[1]});
+    return text;
+}
+OwnedText wrap_join_three(OwnedText a, OwnedText b, OwnedText c) {
+    const char *parts[] = {a.get(), b.get(), c.get()};
+    OwnedText text = real_join_three(std::move(a), std::move(b), std::move(c));
+    if (recorder_is_on()) origins_join(text.get(), {parts[0], parts[1], parts[2]});
+    return text;
+}
+OwnedText wrap_phrase_calculate(char operation, OwnedText left, OwnedText right) {
+    const char *parts[] = {left.get(), right.get()};
+    OwnedText text = real_phrase_calculate(operation, std::move(left), std::move(right));
+    if (recorder_is_on()) origins_join(text.get(), {parts[0], parts[1]});
+    return text;
+}
+
+// ---- mistakes ----
+
+// What it prints names the line, which may have a password.
+void wrap_syntax_error_report(const char *message) {
+    if (!recorder_is_on()) return real_syntax_error_report(message);
+    running().inMistake = true;
+    running().reported.clear();
+    real_syntax_error_report(message);
+    running().inMistake = false;
+    std::string shown;
+    for (size_t start = 0; start < running().reported.size();) {
+        const size_t end = std::min(running().reported.find('\n', start), running().reported.size());
+        shown += recorder_line(running().reported.substr(start, end - start));
+        if (end < running().reported.size()) shown += '\n';
+        start = end + 1;
+    }
+    recorder_add("mistake", {{"text", message}, {"reported", true}, {"printed", shown}});
+}
+
+void wrap_format_error(OwnedText keyword) {
+    running().inFormatError = true;
+    real_format_error(std::move(keyword));
+    running().inFormatError = false;
+}
+
+// ---- jumps and texts that are spliced in ----
+
+bool wrap_lex_jump(std::string_view label) {
+    const std::string name = recorder_text(label);
+    const bool found = real_lex_jump(label);
+    if (!recorder_is_on()) return found;
+    if (!found) {
+        recorder_mistake("there is no label " + name + ": the script goes on behind the GOTO", false);
+        return found;
+    }
+    const SourcePlace to = sources_at(static_cast<size_t>(lex_active()->readPos));
+    recorder_add("goto", {{"label", name}, {"to", {{"source", to.source}, {"line", to.line}}}});
+    if (++steps().jumps == most_jumps) recorder_stop("more than 1000 jumps have been made: the scripts may be endless");
+    return found;
+}
+
+void wrap_lex_include(std::string_view text) {
+    const LexBuffer *active = lex_active();
+    const int32_t length = active != nullptr ? active->length : 0;
+    const std::string whole(text);
+    real_lex_include(text);
+    active = lex_active();
+    if (!recorder_is_on() || active == nullptr || active->length == length) return;
+    const SourceTitle &title = running().next;
+    const int source = sources_splice(title, whole, static_cast<size_t>(active->readPos));
+    recorder_add("include", {{"name", recorder_text(title.name)}, {"text", source}});
+}
