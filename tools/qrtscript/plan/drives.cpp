@@ -97,7 +97,8 @@ class Capture {
         std::string all;
         char piece[4096];
         lseek(file_, 0, SEEK_SET);
-        for (ssize_t got = 0; (got = read(file_, piece, sizeof piece)) > 0;) all.append(piece, static_cast<size_t>(got));
+        for (ssize_t got = 0; (got = read(file_, piece, sizeof piece)) > 0;)
+            all.append(piece, static_cast<size_t>(got));
         return all;
     }
 

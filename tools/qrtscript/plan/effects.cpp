@@ -78,7 +78,7 @@ int wrap_say(const char *message, ...) {
 
 static void add_text(std::string_view text) {
     const bool isEndMarker = text.size() == 1 && text.front() == '\0';
-    if (isEndMarker || running().clearsScreen) return;
+    if (isEndMarker || text.empty() || running().clearsScreen) return;
     std::string shown = recorder_text(text);
     if (running().inMistake) {
         running().reported += text;
@@ -220,7 +220,10 @@ OwnedText wrap_local_file_read(const char *path, size_t &length) {
 }
 
 // A file has been looked for; its text is what follows.
-static OwnedText noted_file(const std::string &name, OwnedText text) {
+static OwnedText noted_file(std::string name, OwnedText text) {
+    // The notation of a path doubles its slash.
+    const size_t slashes = name.find("//");
+    if (slashes != name.npos && slashes > 0) name.erase(slashes, 1);
     const bool found = text != nullptr && *text != '\0';
     running().next = {"include", name, running().hasRunProgram};
     if (!recorder_is_on() || !condition_executing()) return text;
@@ -339,8 +342,7 @@ uint32_t wrap_ZKLoginToFileServer(uint32_t connection, const char *user, uint32_
     if (!recorder_is_on()) return real_ZKLoginToFileServer(connection, user, objectType, password);
     char server[ZK_SERVER_NAME_SIZE + 1] = "";
     ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, ZK_SERVER_NAME_SIZE, server);
-    const uint32_t code =
-        recorder_plans() ? ZK_OK : real_ZKLoginToFileServer(connection, user, objectType, password);
+    const uint32_t code = recorder_plans() ? ZK_OK : real_ZKLoginToFileServer(connection, user, objectType, password);
     recorder_add("login", {{"server", recorder_text(server)}, {"user", text_or_none(user)}, {"code", code}});
     return code;
 }

@@ -54,7 +54,8 @@ static std::optional<time_t> calendar_time(const std::string &text) {
     parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
     parts.tm_isdst = -1;
     bool read = false;
-    for (const char *format : {"%Y-%m-%d %H:%M:%S", "%Y-%m-%d %H:%M", "%Y-%m-%dT%H:%M:%S", "%Y-%m-%dT%H:%M", "%Y-%m-%d"})
+    for (const char *format :
+         {"%Y-%m-%d %H:%M:%S", "%Y-%m-%d %H:%M", "%Y-%m-%dT%H:%M:%S", "%Y-%m-%dT%H:%M", "%Y-%m-%d"})
         read = read || is_read(local, format, &parts);
     for (const char *format : {"%H:%M:%S", "%H:%M"}) read = read || (!isUtc && is_read(local, format, &parts));
     if (!read) return std::nullopt;

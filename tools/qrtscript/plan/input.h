@@ -10,8 +10,8 @@
 
 // All throw Failure for what they cannot use.
 
-// "2026-03-05 09:05[:07]", "2026-03-05T09:05[:07]", "2026-03-05", "09:05[:07]" (today) in local time, the first two with
-// a "Z" in UTC, or "@" and seconds since 1970.
+// "2026-03-05 09:05[:07]", "2026-03-05T09:05[:07]", "2026-03-05", "09:05[:07]" (today) in local time, the first two
+// with a "Z" in UTC, or "@" and seconds since 1970.
 time_t input_time(const std::string &text);
 // "2026-03-05 09:05:07 +0100"
 std::string input_time_text(time_t when);

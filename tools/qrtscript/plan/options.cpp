@@ -31,11 +31,12 @@ enum Key : int {
 
 } // namespace
 
-static const char *const before_options =
-    catalogue_mark("Show what the login scripts would do for a user, without doing it: the container's, the profile's "
-                   "and the user's, or SCRIPT in the place of the container's and the user's (\"-\": standard input).");
+static const char *const before_options = catalogue_mark(
+    "Show what the login scripts would do for a user, without doing it: the container's, the profile's "
+    "and the user's, or SCRIPT in the place of the container's and the user's (\"-\": standard input).");
 static const char *const after_options = catalogue_mark(
-    "No program is run, no drive is mapped, no variable is left set, and neither the directory nor a server is changed; "
+    "No program is run, no drive is mapped, no variable is left set, and neither the directory nor a server is "
+    "changed; "
     "nobody logs in as the user, who need not ever have logged in. Values are read with the rights of --as, or of "
     "nobody: the user may not see all of them.\n"
     "\n"
@@ -57,7 +58,8 @@ static const argp_option option_table[] = {
     {"as-of", key_as_of, catalogue_mark("TIME"), 0,
      catalogue_mark("Plan a login at TIME, \"2026-03-05 09:05\" or \"09:05\" in local time (default: now)"), 1},
     {"env", key_environment, catalogue_mark("FILE"), 0,
-     catalogue_mark("Begin with the environment of FILE, lines of NAME=value (default: a bare one, which is shown)"), 1},
+     catalogue_mark("Begin with the environment of FILE, lines of NAME=value (default: a bare one, which is shown)"),
+     1},
     {"var", key_variable, catalogue_mark("N=TEXT"), 0,
      catalogue_mark("Set script variable %N to TEXT, with N from 2 to 5; may be repeated"), 1},
     {"profile-script", key_profile_script, catalogue_mark("FILE"), 0,

@@ -6,7 +6,6 @@
 
 #include "platform/common/nocase.h"
 #include "platform/terminal_text.h"
-#include "script/conditions.h"
 #include "tools/qrtscript/plan/sources.h"
 
 static constexpr size_t most_effects = 200000;
@@ -47,7 +46,8 @@ void recorder_turn_off() {
 }
 
 std::string recorder_text(std::string_view bytes) {
-    return terminal_text(bytes, [](const TerminalLetter &letter) { return !letter.valid; });
+    return terminal_text(
+        bytes, [](const TerminalLetter &letter) { return !letter.valid; });
 }
 
 static void replace_all(std::string *text, const std::string &from, const char *to) {

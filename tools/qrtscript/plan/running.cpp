@@ -23,8 +23,10 @@ void running_line() {
     running().objectScript.reset();
 }
 
-// Operands are looked up in skipped blocks as well: what is missing there is of no consequence.
+// Operands are looked up in skipped blocks as well: what is missing there is of no consequence. A word that stands for
+// itself is looked up once more, with the "%" that it gets.
 void running_missing(const std::string &name, const std::string &what, const std::string &reason) {
-    if (!condition_executing() || !missing_in_line().insert(name).second) return;
+    const std::string bare = name.substr(!name.empty() && name.front() == '%' ? 1 : 0);
+    if (!condition_executing() || !missing_in_line().insert(bare).second) return;
     recorder_add("not_found", {{"name", recorder_text(name)}, {"what", what}, {"reason", reason}});
 }

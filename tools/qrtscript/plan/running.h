@@ -9,19 +9,19 @@
 
 struct Running {
     bool inScript = false;
-    bool inWord = false;         // a bare word is looked up
-    bool inMistake = false;      // the parser reports a mistake
-    std::string reported;        // what it has printed
-    bool inFormatError = false;  // a statement's own report
-    bool clearsScreen = false;   // its line ends are no text
-    bool hasRunProgram = false;  // in this session
-    bool isUncertain = false;    // the line has read a file that a program may have changed
-    int prompts = 0, questions = 0; // of this line
-    std::string lastStream;      // the object whose stream was opened last
+    bool inWord = false;                     // a bare word is looked up
+    bool inMistake = false;                  // the parser reports a mistake
+    std::string reported;                    // what it has printed
+    bool inFormatError = false;              // a statement's own report
+    bool clearsScreen = false;               // its line ends are no text
+    bool hasRunProgram = false;              // in this session
+    bool isUncertain = false;                // the line has read a file that a program may have changed
+    int prompts = 0, questions = 0;          // of this line
+    std::string lastStream;                  // the object whose stream was opened last
     std::optional<std::string> objectScript; // whose login script was read in this line
-    SourceTitle next;            // what the next text is
-    std::string profileFile;     // that was asked for on the command line
-    bool profileIsNext = false;  // the next script that is read from an object is the profile's
+    SourceTitle next;                        // what the next text is
+    std::string profileFile;                 // that was asked for on the command line
+    bool profileIsNext = false;              // the next script that is read from an object is the profile's
 };
 
 Running &running();

@@ -18,6 +18,7 @@
 #include "script/syntax_error.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
+#include "tools/qrtscript/plan/confine.h"
 #include "tools/qrtscript/plan/running.h"
 
 static constexpr rlim_t cpu_seconds = 120;
@@ -152,6 +153,8 @@ static void run_session(const SessionRequest &request, const Reader &reader) {
     if (nowhere == nullptr || qrt_init(nullptr, nowhere) != 0)
         throw Failure(exit_system, catalogue_text("cannot start a session"));
     debug_level = 0;
+    if (!confine_process())
+        throw Failure(exit_system, catalogue_text("cannot confine the process that makes the plan"));
     recorder_start(Recording::plan, leave_early);
     run_sequence_of(options, user);
     leave_with_record();

@@ -1,5 +1,5 @@
-// One planned login: the run sequence for a user, in a process of its own, so that nothing of it reaches the next one or
-// the calling program.
+// One planned login: the run sequence for a user, in a process of its own, so that nothing of it reaches the next one
+// or the calling program.
 #ifndef TOOLS_QRTSCRIPT_PLAN_SESSION_H
 #define TOOLS_QRTSCRIPT_PLAN_SESSION_H
 
@@ -16,7 +16,8 @@
 // By whom the directory is read: nobody, or who logs in.
 struct Reader {
     std::optional<std::string> name;
-    Secret password; // empty where the tree needs none
+    // Empty where the tree needs none. The session's process has a copy.
+    Secret password{Secret::usual_capacity, Secret::Forked::copy};
 };
 
 struct SessionRequest {

@@ -48,12 +48,8 @@ static std::string origin_text(const Json &origin) {
 static std::string value_line(const Json &origin) {
     std::string line = text_of(origin, "reference");
     const bool isMembership = line.compare(0, 9, "MEMBER OF") == 0;
-    if (isMembership)
-        line += ": " + text_of(origin, "value");
-    else if (origin.contains("value"))
-        line += " is " + quoted(text_of(origin, "value"));
-    else
-        line += " is not there";
+    if (!origin.contains("value")) return line + ": " + text_of(origin, "missing");
+    line += isMembership ? ": " + text_of(origin, "value") : " is " + quoted(text_of(origin, "value"));
     line += " (" + origin_text(origin);
     if (origin.contains("missing")) line += ": " + text_of(origin, "missing");
     return line + ")";
@@ -187,7 +183,8 @@ static ShownEffect show_mistake(const Json &effect) {
 
 static ShownEffect show_not_found(const Json &effect) {
     const std::string what = text_of(effect, "what");
-    return {"no value", {(what == "group" ? "group " : "") + text_of(effect, "name") + ": " + text_of(effect, "reason")}};
+    return {"no value",
+            {(what == "group" ? "group " : "") + text_of(effect, "name") + ": " + text_of(effect, "reason")}};
 }
 
 static ShownEffect show_print(const Json &effect) {

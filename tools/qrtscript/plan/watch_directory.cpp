@@ -40,9 +40,23 @@ static std::string reason_of(uint32_t code) {
 // What an identifier without an attribute is made of, by its code (directory/identifier_rules.cpp).
 static const char *kind_of_rule(uint32_t code) {
     switch (code) {
-        case 14: case 17: case 18: case 19: case 21: case 22: case 30: // clang-format off
+        case 14:
+        case 17:
+        case 18:
+        case 19:
+        case 21:
+        case 22:
+        case 30: // clang-format off
             return "machine"; // clang-format on
-        case 15: case 23: case 29: case 33: case 34: case 36: case 37: case 38: case 39: // clang-format off
+        case 15:
+        case 23:
+        case 29:
+        case 33:
+        case 34:
+        case 36:
+        case 37:
+        case 38:
+        case 39: // clang-format off
             return "session"; // clang-format on
         default:
             return code <= 13 ? "clock" : "constant";
@@ -117,7 +131,8 @@ const char *wrap_identifiers_variable(std::string_view name) {
     return value;
 }
 
-// Whether it is there, of a group that a user is no member of: the language takes a name that is mistyped for any other.
+// Whether it is there, of a group that a user is no member of: the language takes a name that is mistyped for any
+// other.
 static bool is_object(uint32_t handle, const std::string &name) {
     char found[ZK_MAX_NAME + 1] = "";
     return ZKDSReadObjectInfo(handle, name.c_str(), found, nullptr) != ZKE_NO_SUCH_ENTRY;
@@ -132,7 +147,9 @@ uint32_t wrap_attribute_compare(uint32_t handle, const char *object, const char 
                    {"from", "attribute"},
                    {"attribute", attribute},
                    {"object", recorder_text(object)},
-                   {"value", flag == 0 ? "a member" : flag == 1 ? "not a member" : "not known"}};
+                   {"value", flag == 0   ? "a member"
+                             : flag == 1 ? "not a member"
+                                         : "not known"}};
     if (flag == 1 && !is_object(handle, group)) {
         origin["missing"] = "there is no such object";
         running_missing("." + group, "group", "there is no such object");

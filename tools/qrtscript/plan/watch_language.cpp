@@ -35,7 +35,8 @@ static time_t seconds_now() {
 
 static void count_line() {
     if (steps().lines == 0) steps().began = seconds_now();
-    if (++steps().lines == most_lines) recorder_stop("more than 100000 lines have been run: the scripts may be endless");
+    if (++steps().lines == most_lines)
+        recorder_stop("more than 100000 lines have been run: the scripts may be endless");
     if (steps().lines % 256 == 0 && seconds_now() - steps().began > longest_run)
         recorder_stop("the scripts have run for more than 60 seconds");
 }
@@ -104,9 +105,9 @@ void wrap_else_statement() {
     if (!recorder_is_on()) return;
     const bool after = condition_executing();
     if (isStray)
-        recorder_mistake(after ? "ELSE without IF: the script goes on here"
-                               : "ELSE without IF: the rest of the script is skipped",
-                         false);
+        recorder_mistake(
+            after ? "ELSE without IF: the script goes on here" : "ELSE without IF: the rest of the script is skipped",
+            false);
     else if (before || after)
         recorder_add("else", {{"executed", after}});
 }
