@@ -63,6 +63,7 @@ target_include_directories(planned_objects INTERFACE ${CMAKE_SOURCE_DIR}/include
 add_library(planned_parts STATIC tools/linked_volumes.cpp $<TARGET_OBJECTS:qrtlogin_objects>
                                  "$<FILTER:$<TARGET_OBJECTS:map_objects>,EXCLUDE,/link_directory.cpp.o$>")
 target_include_directories(planned_parts PRIVATE ${CMAKE_SOURCE_DIR})
-qrt_command_program(plan planned_parts common planned_objects zkclient treelogin PkgConfig::SECCOMP Threads::Threads)
+qrt_command_program(plan planned_parts common zkclient treelogin PkgConfig::SECCOMP Threads::Threads)
+target_link_libraries(qrtscript_plan PRIVATE planned_objects)
 target_include_directories(plan_objects PRIVATE ${CMAKE_SOURCE_DIR}/include ${CMAKE_BINARY_DIR}/generated)
 add_dependencies(qrtscript_plan zkclient_ldap)

@@ -34,7 +34,8 @@
     extern type real_##name __asm__("__real_" symbol); \
     extern type wrap_##name __asm__("__wrap_" symbol)
 
-// clang-format off: a row a line, which the build reads
+// A row is a line, which the build reads.
+// clang-format off
 using JoinTwo = OwnedText(OwnedText a, OwnedText b);
 using JoinThree = OwnedText(OwnedText a, OwnedText b, OwnedText c);
 
@@ -77,11 +78,8 @@ SEAM(file_unc, "_Z8file_uncSt10unique_ptrIc8TextFreeES1_");
 SEAM(file_of_object, "_Z14file_of_objectSt10unique_ptrIc8TextFreeE");
 
 // ---- the directory: only looked at, but that no attribute with a password is read ----
-SEAM(identifiers_look_up,
-     "_Z19identifiers_look_upjRKSt8optionalINSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEEPKcRSt10unique_"
-     "ptrIc8TextFreeE");
-SEAM(identifier_rules_value,
-     "_Z22identifier_rules_valueRK17IdentifierRequestjRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
+SEAM(identifiers_look_up, "_Z19identifiers_look_upjRKSt8optionalINSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEEPKcRSt10unique_ptrIc8TextFreeE");
+SEAM(identifier_rules_value, "_Z22identifier_rules_valueRK17IdentifierRequestjRNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE");
 SEAM(identifiers_variable, "_Z20identifiers_variableSt17basic_string_viewIcSt11char_traitsIcEE");
 SEAM(attributes_text, "_Z15attributes_textjPKcS0_RSt10unique_ptrIc8TextFreeE");
 SEAM(attribute_compare, "_Z17attribute_comparejPKcS0_St17basic_string_viewIcSt11char_traitsIcEERj");
@@ -97,8 +95,7 @@ SEAM(output_print, "_Z12output_printPKcz");
 SEAM(output_trace, "_Z12output_trace14TracedFunctioniPKcz");
 SEAM(variables_set, "_Z13variables_setPKcS0_");
 SEAM(child_run, "_Z9child_runSt6vectorINSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEESaIS5_EE");
-SEAM(child_run_in_background,
-     "_Z23child_run_in_backgroundSt6vectorINSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEESaIS5_EE");
+SEAM(child_run_in_background, "_Z23child_run_in_backgroundSt6vectorINSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEESaIS5_EE");
 SEAM(local_file_read, "_Z15local_file_readPKcRm");
 SEAM(drive_target, "_Z12drive_targetB5cxx11PKc");
 SEAM(auxinit_g, "auxinit_g");

@@ -1,5 +1,9 @@
 // What is read from the directory and the environment, seen from the library's calls. Values come from the client as
 // they are, but for attributes with passwords: those are not asked for.
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 #include "qrtscript.h"
 #include "tools/qrtscript/plan/origins.h"
 #include "tools/qrtscript/plan/running.h"
@@ -39,28 +43,13 @@ static std::string reason_of(uint32_t code) {
 
 // What an identifier without an attribute is made of, by its code (directory/identifier_rules.cpp).
 static const char *kind_of_rule(uint32_t code) {
-    switch (code) {
-        case 14:
-        case 17:
-        case 18:
-        case 19:
-        case 21:
-        case 22:
-        case 30: // clang-format off
-            return "machine"; // clang-format on
-        case 15:
-        case 23:
-        case 29:
-        case 33:
-        case 34:
-        case 36:
-        case 37:
-        case 38:
-        case 39: // clang-format off
-            return "session"; // clang-format on
-        default:
-            return code <= 13 ? "clock" : "constant";
-    }
+    static constexpr uint32_t last_of_clock = 13;
+    static constexpr uint32_t machine[] = {14, 17, 18, 19, 21, 22, 30};
+    static constexpr uint32_t session[] = {15, 23, 29, 33, 34, 36, 37, 38, 39};
+    const auto isOneOf = [code](const auto &codes) {
+        return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
+    };
+    return code <= last_of_clock ? "clock" : isOneOf(machine) ? "machine" : isOneOf(session) ? "session" : "constant";
 }
 
 static Json origin_of(const char *name, uint32_t code, const OwnedText &value) {
