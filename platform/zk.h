@@ -107,6 +107,10 @@ typedef struct {
     int32_t changeable;  // 1: ZKDSChangePassword may succeed
 } ZKDSPasswordInfo;
 uint32_t ZKDSGetPasswordInfo(uint32_t context, ZKDSPasswordInfo *info);
+// Calls `notice` with the name of each user in the container and below, or in the whole tree for none, as the context
+// wants names. It must not call the client and must not throw. An error where the list would not be complete.
+typedef void (*ZKUserNotice)(void *caller, const char *name);
+uint32_t ZKDSScanUsers(uint32_t context, const char *container, ZKUserNotice notice, void *caller);
 // Replaces the password of an object, named as to ZKDSLoginEx; null means who is logged in, and stays so. The old
 // password is needed. ZKE_WRONG_PASSWORD for the old one, ZKE_PASSWORD_REFUSED for the new one; ZKE_NO_ACCESS where
 // users cannot change passwords, as in a tree that is a file.

@@ -101,6 +101,28 @@ TEST_F(Identity, ActingAsSomebodyTellsWhyALoginWouldBeRefused) {
     EXPECT_EQ(ZK_OK, ZKDSLoginState(handle));
 }
 
+TEST_F(Identity, TheUsersOfAContainerAreListed) {
+    const auto usersBelow = [this](const char *container) {
+        std::vector<std::string> users;
+        const auto add = [](void *list, const char *name) {
+            static_cast<std::vector<std::string> *>(list)->push_back(name);
+        };
+        lastCode = ZKDSScanUsers(context(), container, add, &users);
+        return users;
+    };
+    const std::vector<std::string> sales = usersBelow("sales.acme");
+    EXPECT_EQ(ZK_OK, lastCode);
+    EXPECT_THAT(sales, testing::Contains("jdoe.sales.acme"));
+    EXPECT_THAT(sales, testing::Not(testing::Contains("admin")));
+    EXPECT_EQ(usersBelow(".trade.acme"), sales) << "an alias";
+    EXPECT_THAT(usersBelow(nullptr), testing::IsSupersetOf(sales));
+    EXPECT_THAT(usersBelow(""), testing::Contains("admin"));
+    EXPECT_EQ(usersBelow("jdoe.sales.acme").size(), 0u) << "nothing is below a user";
+    usersBelow("nowhere.acme");
+    EXPECT_EQ(ZKE_NO_SUCH_ENTRY, lastCode);
+    EXPECT_EQ(ZKE_BAD_PARAMETER, ZKDSScanUsers(context(), "", nullptr, nullptr));
+}
+
 TEST_F(Identity, OtherHashesOfTheCryptLibraryAreTaken) {
     EXPECT_EQ(ZK_OK, login(context(), "empty.sales.acme", "secret"));
 }

@@ -19,6 +19,7 @@ class OfflineStore : public DirectoryStore {
     EntryPtr find(const Name &name, Aliases aliases) override;
     EntryPtr findUser(const LoginName &name) override;
     std::vector<EntryPtr> usersNamed(const std::string &value) override { return current().usersNamed(value); }
+    std::vector<Name> usersBelow(const Name &container) override { return current().usersBelow(container); }
     std::vector<Name> groupsOf(const Entry &entry) override { return current().groupsOf(entry); }
     std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override {
         return current().missing(container, names);

@@ -20,6 +20,7 @@ class SiteCopyStore : public ServersStore, private SiteKeeper {
     EntryPtr find(const Name &name, Aliases aliases) override;
     EntryPtr findUser(const LoginName &name) override { return servers().findUser(name); }
     std::vector<EntryPtr> usersNamed(const std::string &value) override { return servers().usersNamed(value); }
+    std::vector<Name> usersBelow(const Name &container) override { return servers().usersBelow(container); }
     std::vector<Name> groupsOf(const Entry &entry) override { return servers().groupsOf(entry); }
     std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override {
         return servers().missing(container, names);

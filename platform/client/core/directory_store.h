@@ -88,6 +88,9 @@ class DirectoryStore {
     // The users that one of the attributes which name users gives this value, in the order of the data.
     virtual std::vector<EntryPtr> usersNamed(const std::string &) { return {}; }
 
+    // The users in a container and below, each once. CodedError and DataError where the list would not be complete.
+    virtual std::vector<Name> usersBelow(const Name &) { return {}; }
+
     // The object that somebody wants to log in as, aliases followed. What a directory shows only after a login may be
     // missing in the entry. CodedError, ZKE_AMBIGUOUS_NAME, with the contexts of all when the name is several users'.
     virtual EntryPtr findUser(const LoginName &name);

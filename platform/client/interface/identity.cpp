@@ -183,6 +183,22 @@ uint32_t ZKDSActAs(uint32_t context, const char *object) {
     });
 }
 
+uint32_t ZKDSScanUsers(uint32_t context, const char *container, ZKUserNotice notice, void *caller) {
+    return guarded([&] {
+        error_unless(notice != nullptr, ZKE_BAD_PARAMETER);
+        const Context &found = contexts().at(context);
+        Tree &tree = context_tree(found);
+        Name place;
+        if (container != nullptr && *container != '\0') {
+            const EntryPtr entry = tree.store->find(context_name(found, container), Aliases::follow);
+            error_unless(entry != nullptr, ZKE_NO_SUCH_ENTRY);
+            place = entry->name;
+        }
+        const NameForm form = context_form(found);
+        for (const Name &user : tree.store->usersBelow(place)) notice(caller, name_in_form(user, form).c_str());
+    });
+}
+
 uint32_t ZKDSLoginState(uint32_t context) {
     return guarded([&] {
         const Tree &tree = tree_with_identity(contexts().at(context));

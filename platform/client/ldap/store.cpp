@@ -53,6 +53,36 @@ std::vector<EntryPtr> LdapStore::usersNamed(const std::string &value) {
     return users;
 }
 
+// Whatever class of the directory's own means a user.
+static std::string all_users_filter(const SiteSchema &schema) {
+    const auto isUser = [](std::string_view name) { return schema_class_of({name})->base == std::string_view("User"); };
+    std::vector<std::string> filters;
+    for (const char *name : {"inetOrgPerson", "organizationalPerson", "person", "account", "posixAccount", "user"})
+        filters.push_back(filter_equal("objectClass", name));
+    for (const auto &[theirs, own] : schema.classes)
+        if (isUser(own)) filters.push_back(filter_equal("objectClass", theirs));
+    return filter_or(filters);
+}
+
+std::vector<Name> LdapStore::usersBelow(const Name &container) {
+    const Name &below = container.size() < objects_.searchBase().size() ? objects_.searchBase() : container;
+    LdapSearch wanted = {objects_.dnOf(below), LDAP_SCOPE_SUBTREE, all_users_filter(objects_.schema()),
+                         objects_.attributes()};
+    wanted.paged = true;
+    const LdapAnswer answer = servers_.search(wanted);
+    if (answer.result == LDAP_SIZELIMIT_EXCEEDED || answer.result == LDAP_ADMINLIMIT_EXCEEDED)
+        throw DataError(
+            catalogue_format("%1$s: the list of users is incomplete: server size limit exceeded after %2$zu",
+                             tree_.name.c_str(), answer.entries.size()));
+    if (!answer.missing.empty()) throw CodedError(answer.missingCode, answer.missing);
+    std::vector<Name> users;
+    for (const LdapEntry &one : answer.entries) {
+        const EntryPtr entry = objects_.keep(one);
+        if (entry != nullptr && entry->isClass("User")) users.push_back(entry->name);
+    }
+    return users;
+}
+
 // Who has logged in from here before is most likely there still: whether that is so turns out at the login. Only where
 // the name would mean that object if there were others of the same name, too. A login without a password says what is
 // wrong with it in other ways than by the user's name, with referrals the object's server has to be found, and the copy

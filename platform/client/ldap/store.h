@@ -29,6 +29,7 @@ class LdapStore : public ServersStore {
     const Name &base() const override { return root_; }
     EntryPtr find(const Name &name, Aliases aliases) override;
     std::vector<EntryPtr> usersNamed(const std::string &value) override;
+    std::vector<Name> usersBelow(const Name &container) override;
     EntryPtr findUser(const LoginName &name) override;
     std::vector<Name> groupsOf(const Entry &entry) override { return groups_.of(entry); }
     std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override;

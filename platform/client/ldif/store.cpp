@@ -63,6 +63,7 @@ class LdifStore : public DirectoryStore {
     EntryPtr find(const Name &name, Aliases aliases) override;
     std::vector<Name> groupsOf(const Entry &entry) override;
     std::vector<EntryPtr> usersNamed(const std::string &value) override;
+    std::vector<Name> usersBelow(const Name &container) override;
     const OtherAttribute *otherAttribute(const Entry &user, std::string_view name) override;
     EntryPtr findServer(std::string_view name) override;
     EntryPtr findVolume(const Entry &server, std::string_view volume) override;
@@ -162,6 +163,18 @@ std::vector<EntryPtr> LdifStore::usersNamed(const std::string &value) {
         };
         if (user->isClass("User") && isShown(*user) && std::any_of(user->values.begin(), user->values.end(), isIt))
             found.push_back(entry(number));
+    }
+    return found;
+}
+
+std::vector<Name> LdifStore::usersBelow(const Name &container) {
+    std::vector<Name> found;
+    for (uint32_t number = 0; number < names_.size(); number++) {
+        const std::shared_ptr<Entry> user = made(number);
+        const Name &name = user->name;
+        if (user->isClass("User") && isShown(*user) && name.size() > container.size() &&
+            name_equal(name_above(name, name.size() - container.size()), container))
+            found.push_back(name);
     }
     return found;
 }

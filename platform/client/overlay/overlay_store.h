@@ -24,6 +24,8 @@ class OverlayStore : public DirectoryStore {
     // As the directory has the user: a login that fails for the folder's sake fails before the password is sent.
     EntryPtr findUser(const LoginName &name) override { return directory_->findUser(name); }
     std::vector<EntryPtr> usersNamed(const std::string &value) override { return directory_->usersNamed(value); }
+    // Users are the directory's alone.
+    std::vector<Name> usersBelow(const Name &container) override { return directory_->usersBelow(container); }
     std::vector<Name> groupsOf(const Entry &entry) override;
     std::vector<Name> missing(const Name &container, const std::vector<Name> &names) override;
     const OtherAttribute *otherAttribute(const Entry &entry, std::string_view name) override {
