@@ -45,7 +45,8 @@ TEST_F(LdapPlan, ReadsAsWhoTheAdministratorSaysWhereNobodyElseMay) {
     onServers({server.uri()});
     const Outcome anonymous = plan({"--user", "jdoe.sales.acme"});
     EXPECT_EQ(anonymous.status, 2);
-    EXPECT_THAT(anonymous.err, testing::HasSubstr("qrtscript plan: cannot plan a login of jdoe.sales.acme to tree ACME: "));
+    EXPECT_THAT(anonymous.err,
+                testing::HasSubstr("qrtscript plan: cannot plan a login of jdoe.sales.acme to tree ACME: "));
     const Outcome read = plan(asAdmin("mlee.emea.sales.acme"), "starfish\n");
     EXPECT_EQ(read.status, 0) << read.err;
     EXPECT_THAT(read.out, testing::HasSubstr("Good morning, Mina Lee."));
@@ -63,7 +64,8 @@ TEST_F(LdapPlan, AsksTheServerForNothingButToRead) {
     std::string binds;
     for (const std::string &operation : server.operations()) {
         if (operation.find("BIND") != operation.npos) binds += operation + "\n";
-        for (const char *change : {"MOD", "ADD", "DEL", "PASSMOD"}) EXPECT_EQ(operation.find(change), operation.npos) << operation;
+        for (const char *change : {"MOD", "ADD", "DEL", "PASSMOD"})
+            EXPECT_EQ(operation.find(change), operation.npos) << operation;
     }
     EXPECT_EQ(binds.find("jdoe"), binds.npos) << binds;
 }

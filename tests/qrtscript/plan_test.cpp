@@ -1,6 +1,9 @@
 // "qrtscript plan" as an administrator runs it. The cases in plans/ are a script each (or none, for the directory's
 // own), the plan as text and some of them as JSON.
+#include <unistd.h>
+
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tests/support/site.h"
 
@@ -136,6 +139,9 @@ TEST_F(Plan, WhatCannotBePlannedIsStatus2) {
         {{"--user", "a", "--container", "b"}, "--container needs --all-users"},
         {{"--user", "a", "--var", "7=x"}, "--var takes N=TEXT"},
         {{"--user", "a", "--password-fd", "3"}, "--password-fd needs --as"},
+        {{"--user", "jdoe.sales.acme", "--diff", "/no/such/script"}, "cannot read the script /no/such/script: "},
+        {{"--all-users", "--summary", "--diff", "x"}, "--diff needs --user"},
+        {{"--all-users", "--summary", "--container", "nowhere.acme"}, "cannot list the users of nowhere.acme: "},
     };
     for (const auto &row : rows) {
         const Outcome outcome = plan(row.words);
@@ -295,4 +301,177 @@ TEST_F(Plan, TheKernelRefusesWhatTheSeamsWouldLeaveOpen) {
                             environment)
                     .err,
                 testing::HasSubstr("SECCOMP_"));
+}
+
+// ---- the difference ----
+
+TEST_F(Plan, TheDifferenceOfTwoScriptsIsThatOfTheirEffects) {
+    userScript("WRITE \"one\"\nSET A=\"1\"\nMAP H:=SRV1/SYS:\nWRITE \"last\"\n");
+    site.write("other.qrt",
+               "\n\nWRITE \"one\"\nIF \"a\" = \"a\" THEN SET A=\"2\"\nMAP H:=SRV1/SYS:\n#true\nWRITE \"last\"\n");
+    Outcome outcome = plan({"--user", "jdoe.sales.acme", "--diff", site.path("other.qrt")});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out.substr(outcome.out.find("\n\n") + 1),
+              "\nuser script jdoe.sales.acme\n"
+              "-    2  sets      A = \"1\"\n"
+              "\n" +
+                  site.path("other.qrt") +
+                  "\n"
+                  "+    4  sets      A = \"2\"\n"
+                  "+    6  runs      true\n");
+    // Line numbers and the way that the script takes are no effects.
+    site.write("same.qrt", "WRITE \"one\"\nGOTO NEXT\nNEXT:\nSET A=\"1\"\nMAP H:=SRV1/SYS:\nWRITE \"last\"\n");
+    outcome = plan({"--user", "jdoe.sales.acme", "--diff", site.path("same.qrt")});
+    EXPECT_THAT(outcome.out, testing::EndsWith("\nNo change in the effects.\n"));
+    // The status is that of the script that is to come.
+    site.write("bad.qrt", "FOO 1\n");
+    EXPECT_EQ(plan({"--user", "jdoe.sales.acme", "--diff", site.path("bad.qrt")}).status, 1);
+    EXPECT_EQ(plan({"--user", "jdoe.sales.acme", "--diff", site.path("same.qrt"), site.path("bad.qrt")}).status, 0);
+    const Json changes = json({"--user", "jdoe.sales.acme", "--diff", site.path("other.qrt")});
+    EXPECT_EQ(changes["format"], "qrtscript-plan-difference");
+    EXPECT_EQ(changes["changes"].size(), 3u);
+    EXPECT_EQ(changes["changes"][0]["change"], "removed");
+    EXPECT_EQ(changes["changes"][0]["effect"]["name"], "A");
+}
+
+// ---- many users ----
+
+class PlanOfAll : public Plan {
+  protected:
+    void SetUp() override {
+        containerScript(
+            "WRITE \"Hello\"\nMAP F:=SRV1/SYS:public\nSET ME=\"%LOGIN_NAME\"\n"
+            "IF MEMBER OF \"team\" THEN MAP P:=SRV2/DATA:apps\n");
+        userScript("SET LEAK=\"from jdoe\"\nFOO 1\n");
+        addToTree(
+            "\ndn: cn=mary,ou=sales,o=acme\nobjectClass: inetOrgPerson\nobjectClass: qrtUser\ncn: mary\nsn: x\n"
+            "qrtLoginScript: WRITE \"leaked %<LEAK>\"\n"
+            "\ndn: cn=team,ou=sales,o=acme\nobjectClass: groupOfNames\ncn: team\n"
+            "member: cn=jdoe,ou=sales,o=acme\nmember: cn=mary,ou=sales,o=acme\n");
+    }
+};
+
+TEST_F(PlanOfAll, TellsWhoSeesMistakesAndWhatEachGroupGets) {
+    const Outcome outcome =
+        plan({"--all-users", "--summary", "--container", "sales.acme", "--as-of", "2026-03-05 09:05"});
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out.substr(outcome.out.find("\n\n") + 2),
+              "3 users, 2 with mistakes or refused\n"
+              "  jdoe.sales.acme: user script jdoe.sales.acme line 2: syntax error, unexpected STRING, expecting ':'\n"
+              "  locked.sales.acme: a login would be refused: CN=locked.OU=sales.O=acme is locked\n"
+              "\n"
+              "Everybody gets\n"
+              "  maps F: = SRV1/SYS:public\n"
+              "  prints Hello\n"
+              "  sets ME (each another)\n"
+              "\n"
+              "Group team.sales.acme (2 users) also gets\n"
+              "  maps P: = SRV2/DATA:apps\n");
+    EXPECT_THAT(outcome.out,
+                testing::StartsWith("Plans of the logins of all users in sales.acme and below to tree ACME at 2026-"));
+    EXPECT_THAT(outcome.out, testing::HasSubstr("Values were read with the administrator's rights"));
+}
+
+TEST_F(PlanOfAll, NothingOfOneUsersRunReachesTheNext) {
+    const Json summary = json({"--all-users", "--summary"});
+    EXPECT_EQ(summary["format"], "qrtscript-plan-summary");
+    ASSERT_EQ(summary["users"].size(), 3u);
+    EXPECT_EQ(summary["users"][2]["user"], "mary.sales.acme");
+    EXPECT_EQ(summary.dump().find("leaked from jdoe"), std::string::npos);
+    EXPECT_EQ(summary["groups"][0]["users"], Json::array({"jdoe.sales.acme", "mary.sales.acme"}));
+}
+
+TEST_F(PlanOfAll, AUserWhoCannotBePlannedHidesNoOther) {
+    environment["ZKCLIENT_CONF"] = site.path("client.toml");
+    site.write("scripts/site.toml", "version = 1\n");
+    site.write("scripts/acme/sales/mary.qrt", std::string("WRITE \"a\0\"\n", 11));
+    const std::string configuration = file_text(site.path("client.toml"));
+    site.write("client.toml", configuration + "scripts = \"scripts\"\n");
+    const Outcome outcome = plan({"--all-users", "--summary"});
+    EXPECT_EQ(outcome.status, 2) << outcome.out << outcome.err;
+    EXPECT_THAT(outcome.out, testing::HasSubstr("  mary.sales.acme: could not be planned: "));
+    EXPECT_THAT(outcome.out, testing::HasSubstr("  jdoe.sales.acme: user script"));
+}
+
+TEST_F(PlanOfAll, ShowsItsProgressOnATerminal) {
+    TerminalProcess terminal({QRTSCRIPT_PATH, "plan", "--all-users", "--summary"}, environment);
+    EXPECT_TRUE(terminal.awaits("Planned 3 of 3 logins")) << terminal.shown();
+    EXPECT_EQ(terminal.finish(), 1);
+}
+
+// ---- a run ----
+
+class Run : public Plan {
+  protected:
+    Outcome run(const Words &words, const std::string &script, const std::string &password = "secret\n") {
+        site.write("script.qrt", script);
+        Words all = {QRTSCRIPT_PATH, "run", "--password-fd", "3", "--user", "jdoe.sales.acme"};
+        all.insert(all.end(), words.begin(), words.end());
+        all.push_back(site.path("script.qrt"));
+        return process_run(all, environment, password);
+    }
+};
+
+TEST_F(Run, DoesWhatTheScriptSays) {
+    const Outcome outcome = run({"--var", "2=x"}, "WRITE \"Hello %FULL_NAME %2\"\n#touch " + home.path("made") +
+                                                      "\nMAP H:=SRV1/SYS:public\nSET A=\"b\"\n#printenv A\n");
+    EXPECT_EQ(outcome.out, login_head + "Hello Jane Doe x\nDrive H: = SRV1/SYS:public\nb\n");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_NE(link("H"), "");
+    EXPECT_EQ(file_text(home.path("made")), "");
+}
+
+TEST_F(Run, TheTraceStandsBesideTheLines) {
+    const Outcome outcome = run({"--trace"},
+                                "WRITE \"one\"\n"
+                                "IF \"%FULL_NAME\" = \"Jane Doe\" THEN\n"
+                                "SET A=\"b\"\n"
+                                "#echo two\n"
+                                "END\n"
+                                "IF MEMBER OF \"nobodies\" THEN WRITE \"no\"\n"
+                                "TREE OTHER/jdoe;swordfish; x\n");
+    EXPECT_EQ(outcome.out,
+              login_head +
+                  "one\n"
+                  "|    2  if        IF \"%FULL_NAME\" = \"Jane Doe\" THEN\n"
+                  "|                 -> true: executed\n"
+                  "|                    \"Jane Doe\" = \"Jane Doe\": true\n"
+                  "|                    %FULL_NAME is \"Jane Doe\" (attribute FULL_NAME of jdoe.sales.acme)\n"
+                  "|    3  sets      A = \"b\"\n"
+                  "|    4  runs      echo two\n"
+                  "two\n"
+                  "|    6  no value  group .nobodies.sales.acme: there is no such object\n"
+                  "|    6  if        IF MEMBER OF \"nobodies\" THEN WRITE \"no\"\n"
+                  "|                 -> false: skipped\n"
+                  "|                    MEMBER OF \"nobodies\": not a member (attribute Group_Membership of "
+                  "jdoe.sales.acme: there is no such object)\n"
+                  "\nScript error.\nThe original line was:\nTREE OTHER/jdoe;swordfish; x\n\n"
+                  "|    7  MISTAKE   syntax error, unexpected ';', expecting '*' or '-' or '\\n' or '\\r'\n"
+                  "|                    Script error.\n"
+                  "|                    The original line was:\n"
+                  "|                    TREE OTHER/jdoe;********\n"
+                  "Invalid tree command format\n"
+                  "|    7  MISTAKE   Invalid tree command format\n");
+    EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(Run, ALoginThatFailsRunsNothing) {
+    const Outcome outcome = run({}, "#touch " + home.path("made") + "\n", "wrong\n");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, testing::StartsWith("qrtscript run: cannot log in as jdoe.sales.acme to tree ACME: "));
+    EXPECT_NE(access(home.path("made").c_str(), F_OK), 0);
+    EXPECT_EQ(process_run({QRTSCRIPT_PATH, "run", "--user", "jdoe.sales.acme"}, environment).status, 2);
+    EXPECT_EQ(process_run({QRTSCRIPT_PATH, "run", site.path("script.qrt")}, environment).status, 2);
+}
+
+TEST_F(Run, AsksForThePasswordOnATerminal) {
+    site.write("script.qrt", "WRITE \"Hello\"\n");
+    TerminalProcess terminal({QRTSCRIPT_PATH, "run", "--user", "jdoe.sales.acme", site.path("script.qrt")},
+                             environment);
+    ASSERT_TRUE(terminal.answers("assword", "secret\n")) << terminal.shown();
+    EXPECT_TRUE(terminal.awaits("Hello")) << terminal.shown();
+    EXPECT_EQ(terminal.finish(), 0);
 }

@@ -14,6 +14,7 @@ struct Subcommand {
 inline constexpr Subcommand subcommands[] = {
     {"check", "qrtscript-check", catalogue_mark("report every mistake and trap in scripts")},
     {"plan", "qrtscript-plan", catalogue_mark("show what scripts would do for a user, without doing it")},
+    {"run", "qrtscript-plan", catalogue_mark("run one script as a user, with a readable trace")},
     {"explain-code", "qrtscript-check", catalogue_mark("explain a finding of check by its code")},
 };
 

@@ -71,8 +71,8 @@ int wrap_say(const char *message, ...) {
     va_start(arguments, message);
     const std::string text = formatted(output_translate(message), arguments);
     va_end(arguments);
-    if (recorder_is_on()) add_message(message, text);
     if (!recorder_plans()) real_output_put(text);
+    if (recorder_is_on()) add_message(message, text);
     return 0;
 }
 
@@ -93,8 +93,8 @@ static void add_text(std::string_view text) {
 
 void wrap_output_put(std::string_view text) {
     if (fdr == nullptr) return;
-    if (recorder_is_on()) add_text(text);
     if (!recorder_plans()) real_output_put(text);
+    if (recorder_is_on()) add_text(text);
 }
 
 void wrap_output_print(const char *format, ...) {

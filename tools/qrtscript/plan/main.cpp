@@ -3,30 +3,36 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <string>
 
 #include "platform/catalogue.h"
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
 #include "tools/qrtscript/plan/options.h"
 #include "tools/qrtscript/plan/plan.h"
+#include "tools/qrtscript/plan/run.h"
 
 static int plan_main(int argc, char **argv) {
     if (!program_may_start("qrtscript")) return plan_failed;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
     program_check_output_at_exit("qrtscript", plan_failed);
-    if (argc < 2 || strcmp(argv[1], "plan") != 0) {
+    const std::string subcommand = argc > 1 ? argv[1] : "";
+    if (subcommand != "plan" && subcommand != "run") {
         fprintf(stderr, "%s\n", catalogue_text("qrtscript-plan: it is called by qrtscript"));
         return plan_failed;
     }
-    char name[] = "qrtscript plan";
-    argv[1] = name;
+    static std::string name; // in what argp and the error of main say
+    name = "qrtscript " + subcommand;
+    argv[1] = name.data();
+    if (subcommand == "run") return run_main(argc - 1, argv + 1);
     PlanOptions options;
     plan_options_parse(argc - 1, argv + 1, &options);
     return plan_run(options);
 }
 
+// argv[1] has become the name that messages begin with.
 int main(int argc, char **argv) try { return plan_main(argc, argv); } catch (const std::exception &problem) {
-    fprintf(stderr, "qrtscript plan: %s\n", problem.what());
+    fprintf(stderr, "%s: %s\n", argc > 1 ? argv[1] : "qrtscript", problem.what());
     return plan_failed;
 }

@@ -1,5 +1,7 @@
 #include "tools/qrtscript/plan/plan.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -9,9 +11,11 @@
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtlogin/password.h"
+#include "tools/qrtscript/plan/difference.h"
 #include "tools/qrtscript/plan/input.h"
 #include "tools/qrtscript/plan/session.h"
 #include "tools/qrtscript/plan/show_text.h"
+#include "tools/qrtscript/plan/summary.h"
 
 static constexpr int format_version = 1;
 
@@ -80,17 +84,101 @@ static std::string json_text(const Json &value) {
     return value.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
+static int status_of(size_t mistakes) {
+    return mistakes == 0 ? plan_clean : plan_mistakes;
+}
+
+static int show_plan(const PlanOptions &options, const SessionRequest &request, const Reader &reader) {
+    const Json plan = whole_plan(request, reader);
+    write_out(options.json ? json_text(plan) : show_text(plan));
+    return status_of(plan_count_mistakes(plan));
+}
+
+// ---- the difference of two ----
+
+// The exit status is that of the script that is to come.
+static int show_difference(const PlanOptions &options, const SessionRequest &request, const Reader &reader) {
+    SessionRequest other = request;
+    other.script = options.otherScript;
+    const Json before = whole_plan(request, reader), after = whole_plan(other, reader);
+    const Json changes = difference_of(before, after);
+    if (options.json) {
+        Json result = heading_of("qrtscript-plan-difference", request, reader);
+        result["user"] = after["user"];
+        result["tree"] = after["tree"];
+        result["changes"] = changes;
+        result["mistakes"] = {{"before", before["mistakes"]}, {"after", after["mistakes"]}};
+        write_out(json_text(result));
+    } else {
+        Json heading = after;
+        heading["read_as"] = reader.name ? Json(recorder_text(*reader.name)) : Json();
+        write_out(show_heading(heading) + difference_text(changes));
+    }
+    return status_of(plan_count_mistakes(after));
+}
+
+// ---- many users ----
+
+namespace {
+
+// On a terminal, how far it has come.
+class Progress {
+  public:
+    explicit Progress(size_t all) : all_(all), isShown_(isatty(STDERR_FILENO) != 0) {}
+    ~Progress() {
+        if (isShown_) fputs("\r\x1B[K", stderr);
+    }
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+    void step() {
+        done_++;
+        if (isShown_) fprintf(stderr, "\r%s", catalogue_format("Planned %1$zu of %2$zu logins", done_, all_).c_str());
+    }
+
+  private:
+    size_t all_, done_ = 0;
+    bool isShown_;
+};
+
+} // namespace
+
+static Summary summary_of(const std::vector<std::string> &users, SessionRequest request, const Reader &reader) {
+    Summary summary;
+    Progress progress(users.size());
+    for (const std::string &user : users) {
+        request.user = user;
+        try {
+            summary.add(session_plan(request, reader));
+        } catch (const Failure &failure) {
+            summary.addFailure(user.substr(1), failure.what());
+        }
+        progress.step();
+    }
+    return summary;
+}
+
+static int show_summary(const PlanOptions &options, const SessionRequest &request, const Reader &reader) {
+    const std::string container = options.container.value_or("");
+    const Summary summary = summary_of(session_users(request, reader, container), request, reader);
+    Json result = heading_of("qrtscript-plan-summary", request, reader);
+    result["tree"] = recorder_text(request.tree);
+    result["container"] = recorder_text(container);
+    result.update(summary.result());
+    write_out(options.json ? json_text(result) : show_heading(result) + summary_text(result));
+    return summary.failures() > 0 ? plan_failed : status_of(summary.mistakes());
+}
+
 int plan_run(const PlanOptions &options) {
     ZKKeepNothing();
     Options forTree;
     forTree.tree = options.tree;
     forTree.server = options.tree ? std::nullopt : options.server;
     const Login login(forTree);
-    input_require_script(options.script);
-    input_require_script(options.profileScript);
+    for (const auto *script : {&options.script, &options.otherScript, &options.profileScript})
+        input_require_script(*script);
     const SessionRequest request = request_of(options, login.tree());
     const Reader reader = reader_of(options, login);
-    const Json plan = whole_plan(request, reader);
-    write_out(options.json ? json_text(plan) : show_text(plan));
-    return plan_count_mistakes(plan) == 0 ? plan_clean : plan_mistakes;
+    if (options.allUsers) return show_summary(options, request, reader);
+    if (options.otherScript) return show_difference(options, request, reader);
+    return show_plan(options, request, reader);
 }

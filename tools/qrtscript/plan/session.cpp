@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <functional>
 
 #include "base/clock.h"
 #include "base/output.h"
@@ -76,6 +77,51 @@ static Options options_of(const SessionRequest &request) {
     return options;
 }
 
+namespace {
+
+// The values of an attribute, reply after reply.
+class AttributeValues {
+  public:
+    AttributeValues(uint32_t context, const char *object, const char *attribute) : context_(context) {
+        if (ZKDSAllocBuf(buffer_size, &request_) != ZK_OK || ZKDSAllocBuf(buffer_size, &reply_) != ZK_OK) return;
+        ZKDSInitBuf(context, ZK_OPERATION_READ, request_);
+        if (ZKDSPutAttrName(context, request_, attribute) != ZK_OK) return;
+        int32_t iteration = ZK_NO_MORE_ITERATIONS;
+        do {
+            if (ZKDSRead(context, object, ZK_INFO_NAMES_AND_VALUES, 0, request_, &iteration, reply_) != ZK_OK) return;
+            takeReply();
+        } while (iteration != ZK_NO_MORE_ITERATIONS);
+    }
+    ~AttributeValues() {
+        if (request_ != nullptr) ZKDSFreeBuf(request_);
+        if (reply_ != nullptr) ZKDSFreeBuf(reply_);
+    }
+    AttributeValues(const AttributeValues &) = delete;
+    AttributeValues &operator=(const AttributeValues &) = delete;
+    Json list = Json::array();
+
+  private:
+    static constexpr uint32_t buffer_size = 4096;
+
+    void takeReply() {
+        uint32_t attributes = 0, values = 0, syntax = 0, size = 0;
+        char name[ZK_MAX_ATTR_NAME + 1] = "";
+        if (ZKDSGetAttrCount(context_, reply_, &attributes) != ZK_OK || attributes == 0 ||
+            ZKDSGetAttrName(context_, reply_, name, &values, &syntax) != ZK_OK)
+            return;
+        for (uint32_t i = 0; i < values && ZKDSComputeAttrValSize(context_, reply_, syntax, &size) == ZK_OK; i++) {
+            std::string value(size + 1, '\0');
+            if (ZKDSGetAttrVal(context_, reply_, syntax, value.data()) != ZK_OK) return;
+            list.push_back(recorder_text(value.c_str()));
+        }
+    }
+
+    uint32_t context_;
+    ZKDSBuffer *request_ = nullptr, *reply_ = nullptr;
+};
+
+} // namespace
+
 // Who logs in; and what a login would say.
 static void act_as_user(const Login &login, const SessionRequest &request) {
     const uint32_t code = ZKDSActAs(login.context(), request.user.c_str());
@@ -86,6 +132,8 @@ static void act_as_user(const Login &login, const SessionRequest &request) {
     ZKDSWhoAmI(login.context(), name);
     answer["user"] = recorder_text(name);
     answer["tree"] = recorder_text(request.tree);
+    const std::string complete = "." + std::string(name);
+    answer["groups"] = AttributeValues(login.context(), complete.c_str(), "Group Membership").list;
     if (ZKDSLoginState(login.context()) == ZK_OK) return;
     char reason[1024] = "";
     ZKGetLastErrorText(sizeof reason, reason);
@@ -139,8 +187,20 @@ static void run_sequence_of(Options options, std::string user) {
     answer["failed"] = code != 0 || syntax_error != 0;
 }
 
+static void list_users(const SessionRequest &request, const Reader &reader, const std::string &container) {
+    log_reader_in(request, reader);
+    const Login login(options_of(request));
+    static const auto add = [](void *, const char *name) { answer["users"].push_back("." + recorder_text(name)); };
+    answer["users"] = Json::array();
+    const uint32_t code = ZKDSScanUsers(
+        login.context(), container.c_str(), [](void *caller, const char *name) { add(caller, name); }, nullptr);
+    if (code != ZK_OK)
+        throw failure_of(code, catalogue_format("cannot list the users of %s",
+                                                container.empty() ? request.tree.c_str() : container.c_str()));
+    leave();
+}
+
 static void run_session(const SessionRequest &request, const Reader &reader) {
-    ZKKeepNothing();
     log_reader_in(request, reader);
     const Options options = options_of(request);
     const Login login(options);
@@ -160,10 +220,12 @@ static void run_session(const SessionRequest &request, const Reader &reader) {
     leave_with_record();
 }
 
-[[noreturn]] static void session_main(const SessionRequest &request, const Reader &reader) {
+// Runs `body`, which leaves by itself unless it throws.
+[[noreturn]] static void session_main(const std::function<void()> &body) {
     limit_process();
+    ZKKeepNothing();
     try {
-        run_session(request, reader);
+        body();
     } catch (const Failure &failure) {
         answer = {{"error", recorder_text(failure.what())}, {"status", failure.status()}};
     } catch (const std::exception &problem) {
@@ -192,7 +254,8 @@ static std::string end_of(int status) {
     return catalogue_text("its process ended before its time");
 }
 
-Json session_plan(const SessionRequest &request, const Reader &reader) {
+// The answer of a process of its own. `attempt`: for the error when there is none.
+static Json in_own_process(const std::function<void()> &body, const std::string &attempt) {
     int ends[2];
     fflush(stdout);
     fflush(stderr);
@@ -202,17 +265,28 @@ Json session_plan(const SessionRequest &request, const Reader &reader) {
     if (child == 0) {
         close(ends[0]);
         result_pipe = ends[1];
-        session_main(request, reader);
+        session_main(body);
     }
     close(ends[1]);
     const std::string text = read_all(ends[0]);
     close(ends[0]);
     int status = 0;
     TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
-    Json plan = Json::parse(text, nullptr, false);
-    if (plan.is_discarded() || !plan.is_object())
-        throw Failure(exit_system, catalogue_format("cannot plan a login of %1$s: %2$s", request.user.c_str(),
-                                                    end_of(status).c_str()));
-    if (plan.contains("error")) throw Failure(plan.value("status", exit_system), plan.value("error", ""));
-    return plan;
+    Json result = Json::parse(text, nullptr, false);
+    if (result.is_discarded() || !result.is_object()) throw Failure(exit_system, attempt + ": " + end_of(status));
+    if (result.contains("error")) throw Failure(result.value("status", exit_system), result.value("error", ""));
+    return result;
+}
+
+Json session_plan(const SessionRequest &request, const Reader &reader) {
+    return in_own_process(
+        [&] { run_session(request, reader); },
+        catalogue_format("cannot plan a login of %1$s to tree %2$s", request.user.c_str(), request.tree.c_str()));
+}
+
+std::vector<std::string> session_users(const SessionRequest &request, const Reader &reader,
+                                       const std::string &container) {
+    const Json result = in_own_process([&] { list_users(request, reader, container); },
+                                       catalogue_format("cannot list the users of %s", request.tree.c_str()));
+    return result["users"].get<std::vector<std::string>>();
 }

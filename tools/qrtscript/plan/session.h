@@ -36,4 +36,9 @@ struct SessionRequest {
 // process ended before its time.
 Json session_plan(const SessionRequest &request, const Reader &reader);
 
+// The names of the users in a container and below, or of all without one, as `SessionRequest::user` takes them. Throws
+// the same.
+std::vector<std::string> session_users(const SessionRequest &request, const Reader &reader,
+                                       const std::string &container);
+
 #endif

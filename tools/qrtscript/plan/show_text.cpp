@@ -255,26 +255,33 @@ size_t plan_count_mistakes(const Json &plan) {
     return count;
 }
 
-static std::string beside(int line, const ShownEffect &effect) {
-    constexpr size_t verb_width = 9;
+std::string show_beside(int line, const ShownEffect &effect, const std::string &sign) {
+    constexpr size_t verb_width = 9, number_width = 5;
     std::string text;
     for (size_t i = 0; i < effect.lines.size(); i++) {
         std::string number = i == 0 && line > 0 ? std::to_string(line) : "";
-        number.insert(0, number.size() < 6 ? 6 - number.size() : 0, ' ');
+        number.insert(0, number.size() < number_width ? number_width - number.size() : 0, ' ');
         std::string verb = i == 0 ? effect.verb : "";
         verb.resize(std::max(verb_width, verb.size()), ' ');
-        std::string row = number + "  " + verb + " " + effect.lines[i];
+        std::string row = sign + number + "  " + verb + " " + effect.lines[i];
         row.erase(row.find_last_not_of(' ') + 1);
         text += row + "\n";
     }
     return text;
 }
 
+std::string show_heading(const Json &plan) {
+    const std::string container = text_of(plan, "container");
+    std::string text = "Plan of the login of " + text_of(plan, "user");
+    if (!plan.contains("user"))
+        text = "Plans of the logins of all users" + (container.empty() ? "" : " in " + container + " and below");
+    text += " to tree " + text_of(plan, "tree") + " at " + text_of(plan, "time") + "\n";
+    return text + "Values were read with the administrator's rights, as " +
+           (plan["read_as"].is_null() ? "nobody (without a login)" : text_of(plan, "read_as")) + ".\n";
+}
+
 static std::string preface(const Json &plan) {
-    std::string text = "Plan of the login of " + text_of(plan, "user") + " to tree " + text_of(plan, "tree") + " at " +
-                       text_of(plan, "time") + "\n";
-    text += "Values were read with the administrator's rights, as " +
-            (plan["read_as"].is_null() ? "nobody (without a login)" : text_of(plan, "read_as")) + ".\n";
+    std::string text = show_heading(plan);
     if (plan.contains("refused"))
         text += "A login would be refused: " + text_of(plan, "refused") + ". If it were not:\n";
     text += "Environment:";
@@ -299,7 +306,7 @@ std::string show_text(const Json &plan) {
         const int now = effect.value("source", -1);
         if (now != source) text += "\n" + heading(plan["sources"], now) + "\n";
         source = now;
-        text += beside(effect.value("line", 0), show_effect(effect));
+        text += show_beside(effect.value("line", 0), show_effect(effect));
     }
     return text + "\n" + count_line(plan);
 }
