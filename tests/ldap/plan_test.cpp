@@ -77,3 +77,30 @@ TEST_F(LdapPlan, ASilentDirectoryIsStatus2) {
     EXPECT_THAT(outcome.err, testing::HasSubstr("qrtscript plan: "));
     EXPECT_EQ(outcome.out, "");
 }
+
+TEST_F(LdapPlan, ListsTheUsersInPages) {
+    Slapd::Setup setup = sample();
+    for (int i = 0; i < 25; i++) {
+        const std::string name = "user" + std::to_string(i);
+        setup.ldif += "\ndn: cn=" + name + ",ou=it,o=acme\nobjectClass: inetOrgPerson\ncn: " + name + "\nsn: x\n";
+    }
+    setup.database += "sizelimit size.soft=10 size.hard=10 size.prtotal=unlimited\n";
+    Slapd server(setup);
+    onServers({server.uri()});
+    const Outcome outcome = plan({"--all-users", "--summary", "--container", "it.acme"});
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, testing::HasSubstr("\n26 users, 1 with mistakes or refused\n"));
+    EXPECT_THAT(outcome.out, testing::HasSubstr("\nEverybody gets\n  maps F: = SRV1/SYS:public\n"));
+}
+
+TEST_F(LdapPlan, AnIncompleteListOfUsersIsAnError) {
+    Slapd::Setup setup = sample();
+    setup.database += "sizelimit size.soft=2 size.hard=2 size.prtotal=2\n";
+    Slapd server(setup);
+    onServers({server.uri()});
+    const Outcome outcome = plan({"--all-users", "--summary"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_THAT(outcome.err, testing::HasSubstr("the list of users is incomplete: server size limit exceeded"));
+}

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "tests/support/manual.h"
 #include "tests/support/site.h"
 
 using Json = nlohmann::ordered_json;
@@ -474,4 +475,50 @@ TEST_F(Run, AsksForThePasswordOnATerminal) {
     ASSERT_TRUE(terminal.answers("assword", "secret\n")) << terminal.shown();
     EXPECT_TRUE(terminal.awaits("Hello")) << terminal.shown();
     EXPECT_EQ(terminal.finish(), 0);
+}
+
+// ---- the manual ----
+
+class PlanManual : public Plan {
+  protected:
+    // The blocks of docs/administrator.md with these names, one after the other in one shell.
+    Outcome type(const Words &names) {
+        useSample();
+        std::string text = "set -e\ncd '" + site.path() + "'\n";
+        for (const std::string &name : names) text += manual_block("administrator.md", name, "sh");
+        environment["PATH"] = std::string(BINARY_DIR) + ":/usr/bin:/bin";
+        environment["SCRIPTS"] = acme + "/scripts";
+        site.write("password", "sunflower\n");
+        return process_run({"/bin/sh", "-c", text}, environment);
+    }
+};
+
+TEST_F(PlanManual, ShowsThePlanOfALogin) {
+    const Outcome outcome = type({"the plan of a login"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, testing::HasSubstr("     4  if        IF \"%2\" = \"quiet\" THEN GOTO DRIVES\n"
+                                                "                  -> false: skipped\n"
+                                                "                     \"%2\" = \"quiet\": false\n"
+                                                "                     %2: the script variable is not set\n"));
+    EXPECT_THAT(outcome.out, testing::HasSubstr("    16  maps      H: = SRV1/USERS:home/jdoe\n"));
+}
+
+TEST_F(PlanManual, ShowsThePlanOfAChange) {
+    const Outcome outcome = type({"the plan of a change"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, testing::HasSubstr("\nnew.qrt\n+   20  maps      P: = "));
+}
+
+TEST_F(PlanManual, ShowsThePlanOfAnotherDayAndOfAContainer) {
+    const Outcome outcome = type({"the plan of another day", "the plans of a container"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, testing::HasSubstr(" at 2026-12-24 17:30:00 "));
+    EXPECT_THAT(outcome.out, testing::HasSubstr("\n2 users, none with mistakes or refused\n"));
+}
+
+TEST_F(PlanManual, ShowsARun) {
+    environment["HOME"] = home.path();
+    const Outcome outcome = type({"the plan of a change", "a run"});
+    EXPECT_THAT(outcome.out, testing::HasSubstr("Drive H: = SRV1/USERS:home/jdoe\n"));
+    EXPECT_THAT(outcome.out, testing::HasSubstr("|   16  runs      map H:=SRV1/USERS:home/jdoe\n"));
 }
