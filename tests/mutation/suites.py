@@ -28,6 +28,7 @@ FOLDERS = {
     "tools/automount": ["tools"],
     "tools/qrtscript": ["qrtscript_tools"],
     "tools/qrtscript/check": ["qrtscript_tools"],
+    "tools/qrtscript/plan": ["qrtscript_tools"],
 }
 # Files whose work shows elsewhere. Real servers take long to start and are asked only where nothing else would tell.
 EXCEPTIONS = {
