@@ -1,6 +1,7 @@
 // Runs every tests/scripts/<topic>/<behaviour>.qrt as a script of the sample tree's jdoe and compares its output with
-// <behaviour>.expected. Each case is a test of its own, and a second one in which the lines end in CR LF. Those of the
-// topic "errors" have no second one: a mistake is reported again only after three good tokens, and a CR is a token.
+// <behaviour>.expected. Each case is a test of its own, a second one in which the lines end in CR LF, and two more with
+// each as `qrtscript fmt` writes it. Those of the topic "errors" have none with CR LF: a mistake is reported again only
+// after three good tokens, and a CR is a token.
 // Where <behaviour>.typed stands beside them, the script runs on a terminal: each of its lines is "question=>answer".
 // Where <behaviour>.settings does, each of its lines is "name=value": a script variable if the name is a digit, and an
 // environment variable otherwise. The scripts of the topic "logins" are a container's, in a whole login. It is always
@@ -35,7 +36,8 @@ static std::string with_crlf(const std::string &text) {
 
 class Golden : public testing::Test {
   public:
-    Golden(fs::path script, bool crlf) : script_(std::move(script)), crlf_(crlf) {}
+    Golden(fs::path script, bool crlf, bool formatted)
+        : script_(std::move(script)), crlf_(crlf), formatted_(formatted) {}
 
     void SetUp() override {
         std::string pattern = (fs::temp_directory_path() / "golden-XXXXXX").string();
@@ -44,6 +46,7 @@ class Golden : public testing::Test {
         // Without the fixed place the links that map makes lead nowhere.
         const bool fixed_place = sample_prepare(folder_);
         if (!fixed_place && topic() == "links") GTEST_SKIP() << "no private mounts here";
+        read_text();
         setenv("TZ", "UTC", 1);
         clock_now = [] { return time_t{1772701507}; };
         read_settings();
@@ -82,9 +85,15 @@ class Golden : public testing::Test {
   private:
     std::string topic() const { return script_.parent_path().filename(); }
 
-    std::string text() const {
-        const std::string text = sample_read_file(script_);
-        return crlf_ ? with_crlf(text) : text;
+    void read_text() {
+        text_ = sample_read_file(script_);
+        if (crlf_) text_ = with_crlf(text_);
+        if (!formatted_) return;
+        const std::string name = (folder_ / "script.qrt").string();
+        std::ofstream(name, std::ios::binary) << text_;
+        const Outcome outcome = process_run({QRTSCRIPT_PATH, "fmt", "--stdout", name}, process_environment());
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        text_ = outcome.out;
     }
 
     // A locale of Debian's is compiled into the test's folder: few machines have more than their own.
@@ -114,9 +123,8 @@ class Golden : public testing::Test {
     int run() {
         for (int n = 0; n < 10; n++)
             if (!variables_[n].empty()) qrt_SetUserVar(n, variables_[n].c_str());
-        const std::string text = this->text();
         char *object = qrt_Object();
-        const int result = parsescript_Run(text.c_str(), object, handle_);
+        const int result = parsescript_Run(text_.c_str(), object, handle_);
         free(object);
         handle_ = ctx;
         fflush(output_);
@@ -136,7 +144,7 @@ class Golden : public testing::Test {
     // The profile's script and the user's own are one line each, so that the case is about the container's.
     void write_scripts() const {
         sample_use_quick_passwords(folder_ / "tree");
-        std::ofstream(folder_ / "tree/scripts/sales.qrt", std::ios::binary) << text();
+        std::ofstream(folder_ / "tree/scripts/sales.qrt", std::ios::binary) << text_;
         std::ofstream(folder_ / "tree/scripts/fieldstaff.qrt") << "WRITE \"the profile's script\"\n";
         std::ofstream(folder_ / "tree/scripts/jdoe.qrt") << "WRITE \"the user's script\"\n";
     }
@@ -164,7 +172,8 @@ class Golden : public testing::Test {
     }
 
     fs::path script_;
-    bool crlf_;
+    bool crlf_, formatted_;
+    std::string text_;
     fs::path folder_;
     std::string variables_[10];
     FILE *output_ = nullptr;
@@ -172,17 +181,20 @@ class Golden : public testing::Test {
     long start_ = 0;
 };
 
-static void register_case(const fs::path &script, bool crlf) {
-    const std::string topic = script.parent_path().filename().string() + (crlf ? "_crlf" : "");
+static void register_case(const fs::path &script, bool crlf, bool formatted) {
+    const std::string topic =
+        script.parent_path().filename().string() + (crlf ? "_crlf" : "") + (formatted ? "_formatted" : "");
     testing::RegisterTest(topic.c_str(), script.stem().c_str(), nullptr, nullptr, script.c_str(), 1,
-                          [=]() -> Golden * { return new Golden(script, crlf); });
+                          [=]() -> Golden * { return new Golden(script, crlf, formatted); });
 }
 
 int main(int argc, char **argv) {
     for (const auto &entry : fs::recursive_directory_iterator(scripts)) {
         if (entry.path().extension() != ".qrt") continue;
-        register_case(entry.path(), false);
-        if (entry.path().parent_path().filename() != "errors") register_case(entry.path(), true);
+        for (const bool formatted : {false, true}) {
+            register_case(entry.path(), false, formatted);
+            if (entry.path().parent_path().filename() != "errors") register_case(entry.path(), true, formatted);
+        }
     }
     testing::InitGoogleTest(&argc, argv);
     return RUN_ALL_TESTS();

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 
+#include "tests/support/process.h"
 #include "tests/unit/script_model.h"
 #include "tests/unit/session_fixture.h"
 #include "tests/unit/statement_forms.h"
@@ -115,6 +116,30 @@ TEST_F(GrammarPropertyTest, AScriptWritesWhatItsLinesSay) {
         EXPECT_EQ(observed(model.script()), model.output()) << model.script();
         EXPECT_EQ(result_, model.result());
     });
+}
+
+// One process formats all of them.
+TEST_F(GrammarPropertyTest, AFormattedScriptWritesTheSame) {
+    const auto script_of = [this](unsigned seed) {
+        Source random = source(seed);
+        return ScriptModel(random).script();
+    };
+    const auto name_of = [](unsigned seed) { return "scripts/" + std::to_string(seed) + ".qrt"; };
+    const TempFolder scripts;
+    for_seeds(250, [&](unsigned seed) { scripts.write(name_of(seed), script_of(seed)); });
+    const Outcome formatted = process_run({QRTSCRIPT_PATH, "fmt", scripts.path("scripts")}, process_environment());
+    ASSERT_EQ(formatted, (Outcome{0, "", ""}));
+    unsigned changed = 0, count = 0;
+    for_seeds(250, [&](unsigned seed) {
+        const std::string before = script_of(seed), after = file_text(scripts.path(name_of(seed)));
+        ++count;
+        if (before != after) ++changed;
+        const std::string shown = observed(before);
+        const int result = result_;
+        EXPECT_EQ(observed(after), shown) << before << "became\n" << after;
+        EXPECT_EQ(result_, result);
+    });
+    EXPECT_GT(changed, count / 2);
 }
 
 static std::string without_warning(std::string shown) {

@@ -16,6 +16,7 @@ inline constexpr Subcommand subcommands[] = {
     {"plan", "qrtscript-plan", catalogue_mark("show what scripts would do for a user, without doing it")},
     {"run", "qrtscript-plan", catalogue_mark("run one script as a user, with a readable trace")},
     {"explain-code", "qrtscript-check", catalogue_mark("explain a finding of check by its code")},
+    {"fmt", "qrtscript-check", catalogue_mark("indent scripts, and write their keywords in capitals")},
 };
 
 #endif

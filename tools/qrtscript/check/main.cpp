@@ -13,6 +13,7 @@
 #include "platform/terminal_text.h"
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
+#include "tools/qrtscript/check/fmt.h"
 #include "tools/qrtscript/check/options.h"
 #include "tools/qrtscript/check/report.h"
 #include "tools/qrtscript/check/rules.h"
@@ -67,21 +68,37 @@ static int check(int argc, char **argv) {
     return check_clean;
 }
 
+namespace {
+
+// A subcommand, and what it is called in messages.
+struct Part {
+    const char *name;
+    char title[24];
+    int (*run)(int argc, char **argv);
+};
+
+} // namespace
+
+static Part parts[] = {
+    {"check", "qrtscript check", check},
+    {"fmt", "qrtscript fmt", fmt_run},
+};
+
 static int check_main(int argc, char **argv) {
     if (!program_may_start("qrtscript")) return check_impossible;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
-    program_check_output_at_exit("qrtscript check", check_impossible);
-    if (argc > 1 && strcmp(argv[1], "check") == 0) {
-        char name[] = "qrtscript check";
-        argv[1] = name;
-        return check(argc - 1, argv + 1);
+    for (Part &part : parts) {
+        if (argc < 2 || strcmp(argv[1], part.name) != 0) continue;
+        program_check_output_at_exit(part.title, check_impossible);
+        argv[1] = part.title;
+        return part.run(argc - 1, argv + 1);
     }
     fputs(catalogue_text("qrtscript-check: call it as \"qrtscript check\"\n"), stderr);
     return check_impossible;
 }
 
 int main(int argc, char **argv) try { return check_main(argc, argv); } catch (const std::exception &problem) {
-    fprintf(stderr, "qrtscript check: %s\n", terminal_text(problem.what()).c_str());
+    fprintf(stderr, "%s: %s\n", argc > 1 ? argv[1] : "qrtscript", terminal_text(problem.what()).c_str());
     return check_impossible;
 }
