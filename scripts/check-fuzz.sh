@@ -40,14 +40,14 @@ done
 # Of the targets, the dictionary and the longest input; further seeds.
 dictionary_of() {
     case $1 in
-        tokenizer | parse | substitution) echo "$build/script.dict" ;;
+        tokenizer | parse | substitution | format) echo "$build/script.dict" ;;
         *) echo "tests/fuzz/$1.dict" ;;
     esac
 }
 longest_of() {
     case $1 in
         tokenizer | substitution | names | object_path | prompt | terminal) echo 256 ;;
-        ldap_answers) echo 2048 ;;
+        ldap_answers | lsp) echo 2048 ;;
         *) echo 512 ;;
     esac
 }
@@ -57,7 +57,7 @@ for target in $targets; do
     corpus=$build/corpus/$target failed=$build/failed/$target log=$build/fuzz_$target.log
     mkdir -p "$corpus" "$failed"
     seeds=("tests/fuzz/seeds/$target")
-    case $target in tokenizer | parse) seeds+=("$scripts_folder") ;; esac
+    case $target in tokenizer | parse | format) seeds+=("$scripts_folder") ;; esac
     dictionary=$(dictionary_of "$target")
     options=("$limit" -max_len="$(longest_of "$target")" -timeout=10 -rss_limit_mb=1024 -entropic=0 -reload=0
         -print_final_stats=1 -artifact_prefix="$failed/")

@@ -17,6 +17,7 @@ inline constexpr Subcommand subcommands[] = {
     {"run", "qrtscript-plan", catalogue_mark("run one script as a user, with a readable trace")},
     {"explain-code", "qrtscript-check", catalogue_mark("explain a finding of check by its code")},
     {"fmt", "qrtscript-check", catalogue_mark("indent scripts, and write their keywords in capitals")},
+    {"lsp", "qrtscript-check", catalogue_mark("serve editors that speak the language server protocol")},
 };
 
 #endif

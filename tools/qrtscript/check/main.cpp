@@ -14,6 +14,7 @@
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
 #include "tools/qrtscript/check/fmt.h"
+#include "tools/qrtscript/check/lsp.h"
 #include "tools/qrtscript/check/options.h"
 #include "tools/qrtscript/check/report.h"
 #include "tools/qrtscript/check/rules.h"
@@ -82,6 +83,7 @@ struct Part {
 static Part parts[] = {
     {"check", "qrtscript check", check},
     {"fmt", "qrtscript fmt", fmt_run},
+    {"lsp", "qrtscript lsp", lsp_run},
 };
 
 static int check_main(int argc, char **argv) {
