@@ -19,6 +19,9 @@ std::optional<Severity> severity_named(std::string_view name) {
 }
 
 const Code codes[] = {
+    {"QS0001", Severity::warning, catalogue_mark("a directive with an unknown code")},
+    {"QS0002", Severity::warning, catalogue_mark("a directive that cannot be read")},
+    {"QS0003", Severity::warning, catalogue_mark("a directive for the file below a statement")},
     {"QS1001", Severity::error, catalogue_mark("a statement that cannot be read")},
     {"QS1002", Severity::error, catalogue_mark("a reserved word as the label of GOTO")},
     {"QS1003", Severity::error, catalogue_mark("IF without END")},

@@ -15,7 +15,8 @@ enum class Severity { style, warning, error };
 const char *severity_name(Severity severity);
 std::optional<Severity> severity_named(std::string_view name);
 
-// A kind of finding. Codes are never renumbered or used again. QS1...: structure; QS2...: traps of the language;
+// A kind of finding. Codes are never renumbered or used again. QS0...: the check's own
+// directives; QS1...: structure; QS2...: traps of the language;
 // QS3...: drives; QS4...: the directory; QS5...: safety.
 struct Code {
     const char *name;

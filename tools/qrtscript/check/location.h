@@ -1,0 +1,23 @@
+// Where a finding is, in the ways in which the formats of reports count.
+#ifndef TOOLS_QRTSCRIPT_CHECK_LOCATION_H
+#define TOOLS_QRTSCRIPT_CHECK_LOCATION_H
+
+#include "tools/qrtscript/check/finding.h"
+
+// All are counted from 1; the end is the place behind the last byte or character, never behind a line's end. A byte
+// that is not valid UTF-8 counts as one character.
+struct Location {
+    size_t line = 1, byteColumn = 1, column = 1;
+    size_t endLine = 1, endByteColumn = 1, endColumn = 1;
+};
+
+// `lines` are those of the finding's script.
+Location location_of(const Lines &lines, const Finding &finding);
+
+// How many characters a text has.
+size_t character_count(std::string_view text);
+
+// A text as valid UTF-8: U+FFFD takes the place of each byte that belongs to no character.
+std::string utf8_text(std::string_view text);
+
+#endif
