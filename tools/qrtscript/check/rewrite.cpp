@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 #include <cerrno>
 #include <cstdio>
@@ -13,57 +14,95 @@
 #include "platform/common/write_all.h"
 #include "tools/qrtscript/check/scripts.h"
 
+namespace fs = std::filesystem;
+
 namespace {
 
-// A file beside the one that it will replace, gone with the object unless it has replaced it.
-class Replacement {
-  public:
-    explicit Replacement(const std::string &target)
-        : target_(target),
-          name_(target.substr(0, target.rfind('/') + 1) + ".qrtscript-XXXXXX"),
-          file_(mkostemp(name_.data(), O_CLOEXEC)) {
-        if (!file_.isOpen()) fail(errno);
-    }
-    ~Replacement() {
-        if (!name_.empty()) unlink(name_.c_str());
-    }
-    Replacement(const Replacement &) = delete;
-    Replacement &operator=(const Replacement &) = delete;
+[[noreturn]] void fail(const std::string &name, int error) {
+    throw std::system_error(error, std::generic_category(), name);
+}
 
-    void fill(std::string_view text) const {
-        if (!write_all(file_.number(), text)) fail(errno);
+// A new file beside the one that it is to replace; gone with the object unless it has.
+class NewFile {
+  public:
+    explicit NewFile(const std::string &target)
+        : target_(target),
+          name_((fs::path(target).parent_path() / ".qrtscript.XXXXXX").string()),
+          file_(mkostemp(name_.data(), O_CLOEXEC)) {
+        if (!file_.isOpen()) fail(target_, errno);
     }
-    // The mode last: a change of the owner takes bits of it away.
-    void takeRights(const struct stat &old) const {
-        struct stat own = {};
-        if (fstat(file_.number(), &own) != 0) fail(errno);
-        const bool same = own.st_uid == old.st_uid && own.st_gid == old.st_gid;
-        if (!same && fchown(file_.number(), old.st_uid, old.st_gid) != 0) fail(errno);
-        if (fchmod(file_.number(), old.st_mode & 07777) != 0) fail(errno);
+    ~NewFile() {
+        if (!replaced_) unlink(name_.c_str());
+    }
+    NewFile(const NewFile &) = delete;
+    NewFile &operator=(const NewFile &) = delete;
+
+    int number() const { return file_.number(); }
+    void check(bool done) const {
+        if (!done) fail(target_, errno);
     }
     void replace() {
-        if (fsync(file_.number()) != 0 || rename(name_.c_str(), target_.c_str()) != 0) fail(errno);
-        name_.clear();
+        check(fsync(file_.number()) == 0);
+        check(rename(name_.c_str(), target_.c_str()) == 0);
+        replaced_ = true;
     }
 
   private:
-    [[noreturn]] void fail(int error) const { throw std::system_error(error, std::generic_category(), target_); }
-
     std::string target_, name_;
     Opened file_;
+    bool replaced_ = false;
 };
 
 } // namespace
 
-void file_rewrite(const std::string &name, std::string_view before, std::string_view text) {
-    const std::string target = std::filesystem::canonical(name);
-    struct stat old = {};
-    if (stat(target.c_str(), &old) != 0) throw std::system_error(errno, std::generic_category(), name);
-    // Renaming would pass a file that its owner has protected.
-    if (access(target.c_str(), W_OK) != 0) throw std::system_error(errno, std::generic_category(), name);
-    Replacement file(target);
-    file.fill(text);
-    file.takeRights(old);
-    if (script_text(target) != before) throw std::system_error(EBUSY, std::generic_category(), name);
+static std::string real_name(const std::string &name) {
+    char *found = realpath(name.c_str(), nullptr);
+    if (found == nullptr) fail(name, errno);
+    std::string real(found);
+    free(found);
+    return real;
+}
+
+// Access lists and the like. What the file system does not have or the user may not see is not there to be kept.
+static void copy_attributes(int from, const NewFile &to) {
+    std::string names(65536, '\0'); // the kernel's limit
+    const ssize_t size = flistxattr(from, names.data(), names.size());
+    for (ssize_t at = 0; at < size;) {
+        const std::string name(&names[static_cast<size_t>(at)]);
+        at += static_cast<ssize_t>(name.size()) + 1;
+        char value[65536];
+        const ssize_t length = fgetxattr(from, name.c_str(), value, sizeof value);
+        if (length < 0) continue;
+        // The system's own labels are given anew.
+        const bool isSet = fsetxattr(to.number(), name.c_str(), value, static_cast<size_t>(length), 0) == 0;
+        to.check(isSet || name.rfind("security.", 0) == 0);
+    }
+}
+
+void file_rewrite(const std::string &name, const std::string &before, const std::string &after) {
+    const std::string real = real_name(name);
+    // A file that its owner has protected is not replaced either.
+    const Opened old(open(real.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    struct stat status = {};
+    if (!old.isOpen() || fstat(old.number(), &status) != 0) fail(name, errno);
+    if (!S_ISREG(status.st_mode)) fail(name, EINVAL);
+    NewFile file(real);
+    file.check(write_all(file.number(), after));
+    if (status.st_uid != geteuid() || status.st_gid != getegid())
+        file.check(fchown(file.number(), status.st_uid, status.st_gid) == 0);
+    file.check(fchmod(file.number(), status.st_mode & 07777) == 0);
+    copy_attributes(old.number(), file);
+    if (script_text(real) != before) fail(name, EBUSY);
+    file.replace();
+}
+
+void file_write(const std::string &name, const std::string &text) {
+    std::error_code error;
+    if (fs::exists(name, error)) return file_rewrite(name, script_text(name), text);
+    NewFile file(name);
+    file.check(write_all(file.number(), text));
+    const mode_t mask = umask(0);
+    umask(mask);
+    file.check(fchmod(file.number(), 0666 & ~mask) == 0);
     file.replace();
 }

@@ -1,0 +1,96 @@
+#include "tools/qrtscript/check/baseline.h"
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "platform/catalogue.h"
+#include "tools/qrtscript/check/location.h"
+#include "tools/qrtscript/check/secrets.h"
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+constexpr int baseline_version = 1;
+
+// A file's name without what depends on the current folder; the name itself when its folder is not there.
+static fs::path real_path(const std::string &name) {
+    const fs::path path(name);
+    std::error_code error;
+    const fs::path folder = fs::canonical(path.has_parent_path() ? path.parent_path() : ".", error);
+    return error ? path : folder / path.filename();
+}
+
+Baseline::Baseline(const std::string &path) : folder_(real_path(path).parent_path().string()) {}
+
+std::string Baseline::scriptName(const std::string &name) const {
+    return utf8_text(name == "-" ? name : real_path(name).lexically_relative(folder_).string());
+}
+
+Baseline::Key Baseline::key(const std::string &script, const Lines &lines, const Finding &finding) {
+    std::string_view line = lines.text(lines.line(finding.place));
+    line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+    line = line.substr(0, line.find_last_not_of(" \t") + 1);
+    return {script, finding.code->name, utf8_text(secrets_masked(line))};
+}
+
+static std::string member_text(const Json &entry, const char *name) {
+    const auto found = entry.find(name);
+    if (found == entry.end() || !found->is_string())
+        throw BaselineError(catalogue_format("\"%s\" is missing or not a string", name));
+    return found->get<std::string>();
+}
+
+void Baseline::read(std::string_view json) {
+    const Json all = Json::parse(json, nullptr, false);
+    if (all.is_discarded()) throw BaselineError(catalogue_text("not valid JSON"));
+    const bool hasVersion = all.is_object() && all.contains("version") && all["version"].is_number_integer();
+    if (!hasVersion || !all.contains("findings") || !all["findings"].is_array())
+        throw BaselineError(catalogue_text("not a baseline"));
+    if (all["version"] != baseline_version)
+        throw BaselineError(catalogue_format("unknown version: %s", all["version"].dump().c_str()));
+    for (const Json &entry : all["findings"]) {
+        if (!entry.is_object()) throw BaselineError(catalogue_text("not a baseline"));
+        const auto count = entry.find("count");
+        if (count == entry.end() || !count->is_number_unsigned())
+            throw BaselineError(catalogue_text("\"count\" is missing or not a number"));
+        counts_[{member_text(entry, "script"), member_text(entry, "code"), member_text(entry, "line")}] +=
+            count->get<size_t>();
+    }
+}
+
+std::string Baseline::json() const {
+    Json all = {{"version", baseline_version}, {"findings", Json::array()}};
+    for (const auto &[key, count] : counts_)
+        all["findings"].push_back(
+            {{"script", std::get<0>(key)}, {"code", std::get<1>(key)}, {"line", std::get<2>(key)}, {"count", count}});
+    return all.dump(2, ' ', true, Json::error_handler_t::replace) + "\n";
+}
+
+void Baseline::add(const CheckedScript &script) {
+    const Lines lines(script.text);
+    const std::string name = scriptName(script.name);
+    for (const Finding &finding : script.findings) ++counts_[key(name, lines, finding)];
+}
+
+void Baseline::hide(CheckedScript *script) const {
+    const Lines lines(script->text);
+    const std::string name = scriptName(script->name);
+    std::map<Key, size_t> left; // of what is known
+    Findings unknown;
+    for (Finding &finding : script->findings) {
+        const Key known = key(name, lines, finding);
+        const auto found = counts_.find(known);
+        size_t &more = left.emplace(known, found == counts_.end() ? 0 : found->second).first->second;
+        if (more > 0)
+            --more;
+        else
+            unknown.push_back(std::move(finding));
+    }
+    script->findings = std::move(unknown);
+}
+
+size_t Baseline::count() const {
+    size_t sum = 0;
+    for (const auto &[key, count] : counts_) sum += count;
+    return sum;
+}

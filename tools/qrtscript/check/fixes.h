@@ -1,0 +1,22 @@
+// Puts right what findings have a fix for.
+#ifndef TOOLS_QRTSCRIPT_CHECK_FIXES_H
+#define TOOLS_QRTSCRIPT_CHECK_FIXES_H
+
+#include <functional>
+
+#include "tools/qrtscript/check/finding.h"
+
+// One round: of fixes that overlap the first one is made. `count` becomes how many were.
+std::string fixes_made(const std::string &text, const Findings &findings, size_t *count);
+
+struct FixedText {
+    std::string text;
+    Findings findings; // which are left
+    size_t count = 0;  // of the fixes
+};
+
+// Makes fixes, each round by the findings of the text that the last one left, until there is nothing more to do, ten
+// times at most. A round after which there are more findings of severity error than before is not made.
+FixedText text_fixed(const std::string &text, const std::function<Findings(const std::string &)> &check);
+
+#endif
