@@ -56,7 +56,7 @@ TEST(DirectivesTest, CanBeWrittenInManyWays) {
 TEST(DirectivesTest, AnUnknownCodeIsAFindingAndTheOthersCount) {
     const std::string script = "REM qrtscript disable=QS1999,QS1001\nFOO 1\n";
     EXPECT_EQ(shown_of(script), "1:QS0001");
-    const Findings findings = findings_selected(syntax_read(script), {}, {});
+    const Findings findings = checked_script("a", script).findings;
     EXPECT_EQ(findings.at(0).message, "there is no code QS1999; did you mean QS1009?");
     EXPECT_EQ(script.substr(findings.at(0).place, findings.at(0).length), "QS1999");
 }
@@ -87,5 +87,5 @@ TEST(DirectivesTest, NoIgnoreOverridesThem) {
 TEST(DirectivesTest, ManyOfThemDoNotMultiply) {
     std::string script;
     for (int i = 0; i < 20000; ++i) script += "REM qrtscript disable-block=QS1008\nFOO 1\n";
-    EXPECT_EQ(findings_selected(syntax_read(script), {}, {}).size(), 20000U);
+    EXPECT_EQ(checked_script("a", script).findings.size(), 20000U);
 }

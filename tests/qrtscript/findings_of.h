@@ -13,13 +13,13 @@ inline std::string shown_of(const std::string &text, const Settings &settings = 
     const Syntax syntax = syntax_read(text);
     const Lines lines(syntax.text);
     std::string all;
-    for (const Finding &finding : findings_selected(syntax, settings, selection))
+    for (const Finding &finding : script_checked("a", syntax, settings, selection).findings)
         all += (all.empty() ? "" : " ") + std::to_string(lines.line(finding.place)) + ":" + finding.code->name;
     return all;
 }
 
 inline CheckedScript checked_script(const std::string &name, const std::string &text) {
-    return {name, text, findings_selected(syntax_read(text), {}, {})};
+    return script_checked(name, syntax_read(text), {}, {});
 }
 
 #endif

@@ -5,7 +5,6 @@
 
 #include "platform/catalogue.h"
 #include "tools/qrtscript/check/location.h"
-#include "tools/qrtscript/check/secrets.h"
 
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
@@ -23,14 +22,17 @@ static fs::path real_path(const std::string &name) {
 Baseline::Baseline(const std::string &path) : folder_(real_path(path).parent_path().string()) {}
 
 std::string Baseline::scriptName(const std::string &name) const {
-    return utf8_text(name == "-" ? name : real_path(name).lexically_relative(folder_).string());
+    // Standard input and objects have names of their own.
+    std::error_code error;
+    const bool isFile = name != "-" && fs::exists(name, error);
+    return utf8_text(isFile ? real_path(name).lexically_relative(folder_).string() : name);
 }
 
 Baseline::Key Baseline::key(const std::string &script, const Lines &lines, const Finding &finding) {
     std::string_view line = lines.text(lines.line(finding.place));
     line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
     line = line.substr(0, line.find_last_not_of(" \t") + 1);
-    return {script, finding.code->name, utf8_text(secrets_masked(line))};
+    return {script, finding.code->name, utf8_text(line)};
 }
 
 static std::string member_text(const Json &entry, const char *name) {
@@ -67,13 +69,13 @@ std::string Baseline::json() const {
 }
 
 void Baseline::add(const CheckedScript &script) {
-    const Lines lines(script.text);
+    const Lines lines(script.shown);
     const std::string name = scriptName(script.name);
     for (const Finding &finding : script.findings) ++counts_[key(name, lines, finding)];
 }
 
 void Baseline::hide(CheckedScript *script) const {
-    const Lines lines(script->text);
+    const Lines lines(script->shown);
     const std::string name = scriptName(script->name);
     std::map<Key, size_t> left; // of what is known
     Findings unknown;

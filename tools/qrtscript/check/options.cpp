@@ -1,13 +1,28 @@
 #include "tools/qrtscript/check/options.h"
 
 #include <argp.h>
+#include <algorithm>
 #include <new>
 
 #include "platform/catalogue.h"
+#include "platform/terminal_text.h"
+
+enum : int { baseline_key = 0x100, write_baseline_key, colour_key, diff_key, fix_key, no_ignore_key };
 
 static const argp_option option_table[] = {
     {"severity", 's', catalogue_mark("LEVEL"), 0,
      catalogue_mark("Report findings of this severity and above: style (the default), warning, error"), 0},
+    {"format", 'f', catalogue_mark("FORMAT"), 0,
+     catalogue_mark("Write the report as text (the default), gcc, json, sarif, github"), 0},
+    {"color", colour_key, catalogue_mark("WHEN"), OPTION_ARG_OPTIONAL,
+     catalogue_mark("Write text in colour: auto (the default), always, never"), 0},
+    {"no-ignore", no_ignore_key, nullptr, 0,
+     catalogue_mark("Pay no heed to directives and .qrtscriptrc: for scripts that are not trusted"), 0},
+    {"baseline", baseline_key, catalogue_mark("FILE"), 0, catalogue_mark("Report no finding that FILE lists"), 0},
+    {"write-baseline", write_baseline_key, catalogue_mark("FILE"), 0,
+     catalogue_mark("Write the findings to FILE, for --baseline, and report none"), 0},
+    {"fix", fix_key, nullptr, 0, catalogue_mark("Put right in the files what can be, and report the rest"), 0},
+    {"diff", diff_key, nullptr, 0, catalogue_mark("Show what --fix would change, instead of the findings"), 0},
     {"directory", 'd', nullptr, 0, catalogue_mark("Look up the names of objects, groups, servers and attributes"), 0},
     {"tree", 't', catalogue_mark("TREE"), 0,
      catalogue_mark("Look them up in TREE (default: the configured default tree)"), 0},
@@ -30,15 +45,52 @@ static const char *const description = catalogue_mark(
     "  1  something of the severity of --severity or above was found\n"
     "  2  something could not be checked");
 
+// The value that an argument names.
+template <typename Value>
+static Value named(std::optional<Value> found, const std::string &problem, argp_state *state) {
+    if (!found) argp_error(state, "%s", terminal_text(problem).c_str());
+    return *found;
+}
+
+static void check_together(const CheckOptions &options, argp_state *state) {
+    const bool isStandardInput = std::count(options.inputs.begin(), options.inputs.end(), "-") > 0;
+    if (options.fix && !options.diff && isStandardInput)
+        argp_error(state, "%s", catalogue_text("standard input cannot be fixed"));
+    if (!options.writeBaseline.empty() && (options.fix || options.diff || !options.baseline.empty()))
+        argp_error(state, "%s", catalogue_text("--write-baseline goes with neither --baseline, --fix nor --diff"));
+}
+
 static error_t take_option(int key, char *argument, argp_state *state) {
     auto *options = static_cast<CheckOptions *>(state->input);
     switch (key) {
-        case 's': {
-            const std::optional<Severity> severity = severity_named(argument);
-            if (!severity) argp_error(state, catalogue_text("no such severity: %s"), argument);
-            options->severity = *severity;
+        case 's':
+            options->severity =
+                named(severity_named(argument), catalogue_format("no such severity: %s", argument), state);
             return 0;
-        }
+        case 'f':
+            options->format =
+                named(report_format_named(argument), catalogue_format("no such format: %s", argument), state);
+            return 0;
+        case colour_key:
+            if (argument == nullptr) argument = const_cast<char *>("always");
+            options->colour =
+                named(colour_when_named(argument), catalogue_format("no such colour: %s", argument), state);
+            return 0;
+        case no_ignore_key:
+            options->noIgnore = true;
+            return 0;
+        case baseline_key:
+            options->baseline = argument;
+            return 0;
+        case write_baseline_key:
+            options->writeBaseline = argument;
+            return 0;
+        case fix_key:
+            options->fix = true;
+            return 0;
+        case diff_key:
+            options->diff = true;
+            return 0;
         case 'd':
             options->hasDirectory = true;
             return 0;
@@ -58,7 +110,10 @@ static error_t take_option(int key, char *argument, argp_state *state) {
             options->inputs.emplace_back(argument);
             return 0;
         case ARGP_KEY_NO_ARGS:
-            argp_error(state, catalogue_text("no script given"));
+            argp_error(state, "%s", catalogue_text("no script given"));
+            return 0;
+        case ARGP_KEY_SUCCESS:
+            check_together(*options, state);
             return 0;
         default:
             return ARGP_ERR_UNKNOWN;

@@ -2,15 +2,23 @@
 #ifndef TOOLS_QRTSCRIPT_CHECK_OPTIONS_H
 #define TOOLS_QRTSCRIPT_CHECK_OPTIONS_H
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/qrtscript/check/colour.h"
 #include "tools/qrtscript/check/directory.h"
 #include "tools/qrtscript/check/finding.h"
+#include "tools/qrtscript/check/report.h"
 
 struct CheckOptions {
-    std::vector<std::string> inputs; // files, folders, "-"
-    Severity severity = Severity::style;
+    std::vector<std::string> inputs; // files, folders, "-", with a directory objects
+    std::optional<Severity> severity;
+    ReportFormat format = ReportFormat::text;
+    ColourWhen colour = ColourWhen::automatic;
+    bool noIgnore = false;
+    std::string baseline, writeBaseline; // files
+    bool fix = false, diff = false;
     bool hasDirectory = false; // names are looked up
     DirectoryOptions directory;
 };

@@ -3,6 +3,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
+#include "tools/qrtscript/check/location.h"
 #include "tools/qrtscript/check/report.h"
 
 namespace {
@@ -24,12 +25,8 @@ struct Painter {
 struct ShownLine {
     std::string text;
     size_t from, width; // in characters
+    size_t column;      // in the line itself
 };
-
-static size_t character_count(std::string_view text) {
-    const auto begins = [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; };
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(), begins));
-}
 
 static ShownLine shown_line(std::string_view line, size_t from, size_t to) {
     const auto shown = [&](size_t begin, size_t end) {
@@ -37,11 +34,14 @@ static ShownLine shown_line(std::string_view line, size_t from, size_t to) {
         std::replace(part.begin(), part.end(), '\t', ' ');
         return terminal_text(part);
     };
+    // Of a line that no person has written only what is around the piece.
+    constexpr size_t around = 200;
     from = std::min(from, line.size());
-    to = std::clamp(to, from, line.size());
-    const std::string before = shown(0, from), piece = shown(from, to);
-    return {before + piece + shown(to, line.size()), character_count(before),
-            std::max<size_t>(1, character_count(piece))};
+    to = std::clamp(to, from, std::min(line.size(), from + around));
+    const size_t begin = from > around ? from - around : 0, end = std::min(line.size(), to + around);
+    const std::string before = (begin > 0 ? "..." : "") + shown(begin, from), piece = shown(from, to);
+    return {before + piece + shown(to, end) + (end < line.size() ? "..." : ""), character_count(before),
+            std::max<size_t>(1, character_count(piece)), character_count(line.substr(0, from)) + 1};
 }
 
 static std::string report_finding(const CheckedScript &script, const Lines &lines, const Finding &finding,
@@ -51,7 +51,7 @@ static std::string report_finding(const CheckedScript &script, const Lines &line
     const ShownLine line =
         shown_line(lines.text(number), finding.place - start, finding.place + finding.length - start);
     const std::string head =
-        terminal_text(script.name) + ":" + std::to_string(number) + ":" + std::to_string(line.from + 1) + ":";
+        terminal_text(script.name) + ":" + std::to_string(number) + ":" + std::to_string(line.column) + ":";
     const std::string margin = std::to_string(number);
     std::string text = painter.paint("1", head) + " " + painter.severity(finding.severity) + ": " +
                        terminal_text(finding.message) + " [" + finding.code->name + "]\n";
@@ -87,12 +87,12 @@ static std::string report_summary(const std::vector<CheckedScript> &scripts) {
     return summary + "\n";
 }
 
-std::string report_text(const std::vector<CheckedScript> &scripts, bool colour) {
+std::string report_text(const CheckResult &result, bool colour) {
     const Painter painter = {colour};
     std::string text;
-    for (const CheckedScript &script : scripts) {
+    for (const CheckedScript &script : result.scripts) {
         const Lines lines(script.shown);
         for (const Finding &finding : script.findings) text += report_finding(script, lines, finding, painter);
     }
-    return text + report_summary(scripts);
+    return text + report_summary(result.scripts);
 }

@@ -12,13 +12,43 @@
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> script_files(const std::string &input) {
-    if (input == "-" || !fs::is_directory(input)) return {input};
-    std::vector<std::string> names;
-    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(input))
-        if (entry.is_regular_file() && entry.path().extension() == ".qrt") names.push_back(entry.path());
-    std::sort(names.begin(), names.end());
-    return names;
+namespace {
+
+// One walk through a folder.
+struct Walk {
+    const std::function<bool(const std::string &)> &excluded;
+    Problems *problems;
+    std::vector<std::string> names = {};
+
+    void visit(const std::string &folder) {
+        std::error_code error;
+        fs::directory_iterator entries(folder, error);
+        for (const fs::directory_iterator end; !error && entries != end; entries.increment(error)) take(*entries);
+        if (error) problems->push_back(folder + ": " + error.message());
+    }
+
+    void take(const fs::directory_entry &entry) {
+        std::error_code error; // of an entry that has gone again, or leads nowhere: there is nothing to check
+        const bool isFolder = entry.is_directory(error) && !entry.is_symlink(error);
+        const bool isScript = entry.path().extension() == ".qrt" && entry.is_regular_file(error);
+        if ((!isFolder && !isScript) || excluded(entry.path().string())) return;
+        if (isFolder)
+            visit(entry.path().string());
+        else
+            names.push_back(entry.path().string());
+    }
+};
+
+} // namespace
+
+std::vector<std::string> script_files(const std::string &input,
+                                      const std::function<bool(const std::string &)> &excluded, Problems *problems) {
+    std::error_code error; // which reading it will report
+    if (input == "-" || !fs::is_directory(input, error)) return {input};
+    Walk walk = {excluded, problems};
+    walk.visit(input);
+    std::sort(walk.names.begin(), walk.names.end());
+    return walk.names;
 }
 
 std::string script_text(const std::string &name) {

@@ -29,16 +29,17 @@ static void mask_secrets(const Syntax &syntax, const std::string &masked, Findin
     if (piece != shown) finding->message = masked_message(std::move(finding->message), piece, shown);
 }
 
-Findings findings_selected(const Syntax &syntax, const Settings &settings, const Selection &selection) {
+CheckedScript script_checked(const std::string &name, const Syntax &syntax, const Settings &settings,
+                             const Selection &selection, const CheckDirectory *directory) {
     const Directives directives(syntax);
-    Findings all = check_script(syntax);
+    Findings all = check_script(syntax, directory, name);
+    const std::string masked = secrets_masked(syntax.text);
+    CheckedScript script = {name, syntax.text, without_secrets(masked, all), {}};
     all.insert(all.end(), directives.findings().begin(), directives.findings().end());
     std::stable_sort(all.begin(), all.end(), [](const Finding &a, const Finding &b) { return a.place < b.place; });
-    const std::string masked = secrets_masked(syntax.text);
     Severity least = selection.least.value_or(Severity::style);
     if (!selection.least && !selection.noIgnore) least = settings.severity.value_or(least);
 
-    Findings shown;
     for (Finding &finding : all) {
         if (!selection.noIgnore) {
             if (settings.disabled.count(finding.code) != 0 || directives.hide(finding)) continue;
@@ -47,7 +48,7 @@ Findings findings_selected(const Syntax &syntax, const Settings &settings, const
         }
         if (finding.severity < least) continue;
         mask_secrets(syntax, masked, &finding);
-        shown.push_back(std::move(finding));
+        script.findings.push_back(std::move(finding));
     }
-    return shown;
+    return script;
 }

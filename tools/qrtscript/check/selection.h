@@ -2,6 +2,8 @@
 #ifndef TOOLS_QRTSCRIPT_CHECK_SELECTION_H
 #define TOOLS_QRTSCRIPT_CHECK_SELECTION_H
 
+#include "tools/qrtscript/check/directory.h"
+#include "tools/qrtscript/check/report.h"
 #include "tools/qrtscript/check/settings.h"
 
 struct Selection {
@@ -9,8 +11,10 @@ struct Selection {
     bool noIgnore = false;         // neither directives nor settings count
 };
 
-// The script's findings and those about its directives, sorted by place, with the severities that the settings give
-// them and without those that are switched off or below the least severity. No message shows a password.
-Findings findings_selected(const Syntax &syntax, const Settings &settings, const Selection &selection);
+// A script with those of its findings that are shown, sorted by place: not those that are switched off or below the
+// least severity. They have the severities that the settings give them, and tell no password. `directory` may be null.
+// Throws std::runtime_error when the directory does not answer.
+CheckedScript script_checked(const std::string &name, const Syntax &syntax, const Settings &settings,
+                             const Selection &selection, const CheckDirectory *directory = nullptr);
 
 #endif

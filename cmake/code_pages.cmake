@@ -1,0 +1,12 @@
+# Writes the pages about the codes of `qrtscript check` as a source file: FOLDER has a file for each, OUTPUT is written.
+file(GLOB pages ${FOLDER}/QS*.md)
+list(SORT pages)
+set(source "#include \"tools/qrtscript/check/code_page_table.h\"\n\nconst CodePage code_page_table[] = {\n")
+foreach(page IN LISTS pages)
+  get_filename_component(code ${page} NAME_WE)
+  file(READ ${page} text)
+  string(APPEND source "    {\"${code}\", R\"PAGE(${text})PAGE\"},\n")
+endforeach()
+list(LENGTH pages count)
+string(APPEND source "};\nconst size_t code_page_count = ${count};\n")
+file(WRITE ${OUTPUT} "${source}")

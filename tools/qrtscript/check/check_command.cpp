@@ -1,0 +1,187 @@
+#include "tools/qrtscript/check/check_command.h"
+
+#include <unistd.h>
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <stdexcept>
+#include <system_error>
+
+#include "platform/catalogue.h"
+#include "platform/terminal_text.h"
+#include "tools/qrtscript/check/baseline.h"
+#include "tools/qrtscript/check/fixes.h"
+#include "tools/qrtscript/check/options.h"
+#include "tools/qrtscript/check/rewrite.h"
+#include "tools/qrtscript/check/selection.h"
+#include "tools/qrtscript/check/unified_diff.h"
+
+namespace {
+
+class Checker {
+  public:
+    explicit Checker(CheckOptions options) : options_(std::move(options)) {}
+    int run();
+
+  private:
+    bool readBaseline();
+    void checkInput(const std::string &input);
+    bool checkObject(const std::string &input);
+    void checkScript(const std::string &name, const std::function<std::string()> &read);
+    CheckedScript checked(const std::string &name, const std::string &text);
+    bool isExcluded(const std::string &name);
+    void fix(CheckedScript *script);
+    void report() const;
+    int writeBaseline() const;
+    void fail(const std::string &problem);
+
+    const CheckOptions options_;
+    std::optional<CheckDirectory> directory_;
+    SettingsFiles settings_;
+    std::optional<Baseline> baseline_;
+    CheckResult result_;
+    std::string differences_;
+};
+
+} // namespace
+
+static void complain(const std::string &problem) {
+    fprintf(stderr, "qrtscript check: %s\n", terminal_text(problem).c_str());
+}
+
+void Checker::fail(const std::string &problem) {
+    // One settings file is read for many scripts.
+    if (std::count(result_.problems.begin(), result_.problems.end(), problem) > 0) return;
+    complain(problem);
+    result_.problems.push_back(problem);
+}
+
+bool Checker::readBaseline() {
+    if (options_.baseline.empty()) return true;
+    try {
+        baseline_.emplace(options_.baseline);
+        baseline_->read(script_text(options_.baseline));
+        return true;
+    } catch (const BaselineError &error) {
+        complain(options_.baseline + ": " + error.what());
+    } catch (const std::system_error &error) {
+        complain(error.what());
+    }
+    return false;
+}
+
+CheckedScript Checker::checked(const std::string &name, const std::string &text) {
+    const Settings settings = options_.noIgnore ? Settings() : settings_.ofScript(name);
+    CheckedScript script = script_checked(name, syntax_read(text), settings, {options_.severity, options_.noIgnore},
+                                          directory_ ? &*directory_ : nullptr);
+    if (baseline_) baseline_->hide(&script);
+    return script;
+}
+
+// Found in a folder: by the settings of the folder that it stands in.
+bool Checker::isExcluded(const std::string &name) {
+    if (options_.noIgnore) return false;
+    const Settings &settings = settings_.ofScript(name);
+    return !settings.excluded.empty() && settings_exclude(settings, settings_path(settings, name));
+}
+
+void Checker::fix(CheckedScript *script) {
+    const auto check = [&](const std::string &text) { return checked(script->name, text).findings; };
+    FixedText fixed = text_fixed(script->text, check);
+    if (fixed.count == 0) return;
+    if (options_.diff) {
+        differences_ += unified_diff(script->name, script->text, fixed.text);
+        return;
+    }
+    file_rewrite(script->name, script->text, fixed.text);
+    fprintf(stderr, "qrtscript check: %s\n",
+            catalogue_format(
+                catalogue_plural("%1$s: %2$zu finding put right", "%1$s: %2$zu findings put right", fixed.count),
+                terminal_text(script->name).c_str(), fixed.count)
+                .c_str());
+    *script = checked(script->name, fixed.text);
+}
+
+void Checker::checkScript(const std::string &name, const std::function<std::string()> &read) {
+    try {
+        CheckedScript script = checked(name, read());
+        if (options_.fix || options_.diff) fix(&script);
+        result_.scripts.push_back(std::move(script));
+    } catch (const std::runtime_error &error) { // of the file, the settings or the directory
+        fail(error.what());
+    }
+}
+
+// What is no file may be an object, whose script the directory has.
+bool Checker::checkObject(const std::string &input) {
+    if (!directory_ || input == "-" || access(input.c_str(), F_OK) == 0) return false;
+    std::optional<std::string> text;
+    try {
+        text = directory_->scriptOf(input);
+    } catch (const std::runtime_error &error) {
+        fail(error.what());
+        return true;
+    }
+    if (!text) return false;
+    checkScript(input, [&] { return *text; });
+    return true;
+}
+
+void Checker::checkInput(const std::string &input) {
+    if (checkObject(input)) return;
+    Problems problems;
+    const auto excluded = [&](const std::string &name) {
+        try {
+            return isExcluded(name);
+        } catch (const SettingsError &error) {
+            problems.emplace_back(error.what());
+            return true;
+        }
+    };
+    const std::vector<std::string> names = script_files(input, excluded, &problems);
+    for (const std::string &problem : problems) fail(problem);
+    for (const std::string &name : names) checkScript(name, [&] { return script_text(name); });
+}
+
+int Checker::writeBaseline() const {
+    if (!result_.problems.empty()) return check_impossible; // it would lack something
+    Baseline baseline(options_.writeBaseline);
+    for (const CheckedScript &script : result_.scripts) baseline.add(script);
+    file_write(options_.writeBaseline, baseline.json());
+    const size_t count = baseline.count();
+    fprintf(stderr, "qrtscript check: %s\n",
+            catalogue_format(catalogue_plural("%1$s: %2$zu finding written", "%1$s: %2$zu findings written", count),
+                             terminal_text(options_.writeBaseline).c_str(), count)
+                .c_str());
+    return check_clean;
+}
+
+// A patch keeps its bytes, but not on a terminal.
+static std::string for_output(const std::string &text) {
+    if (isatty(STDOUT_FILENO) == 0) return text;
+    return terminal_text(text, [](const TerminalLetter &letter) {
+        return terminal_obeys(letter) && letter.code != '\n' && letter.code != '\t';
+    });
+}
+
+void Checker::report() const {
+    const std::string text =
+        options_.diff ? for_output(differences_) : ::report(result_, options_.format, colour_wanted(options_.colour));
+    fwrite(text.data(), 1, text.size(), stdout);
+}
+
+int Checker::run() {
+    if (!readBaseline()) return check_impossible;
+    if (options_.hasDirectory) directory_.emplace(options_.directory);
+    for (const std::string &input : options_.inputs) checkInput(input);
+    if (!options_.writeBaseline.empty()) return writeBaseline();
+    report();
+    if (!result_.problems.empty()) return check_impossible;
+    for (const CheckedScript &script : result_.scripts)
+        if (!script.findings.empty()) return check_found;
+    return check_clean;
+}
+
+int check_command(int argc, char **argv) {
+    return Checker(check_options(argc, argv)).run();
+}
