@@ -41,6 +41,7 @@ done
 dictionary_of() {
     case $1 in
         tokenizer | parse | substitution | format) echo "$build/script.dict" ;;
+        tokenizer | parse | substitution | qrtscript_check) echo "$build/script.dict" ;;
         *) echo "tests/fuzz/$1.dict" ;;
     esac
 }

@@ -63,7 +63,7 @@ TEST(FixesTest, OfThoseThatOverlapTheFirstIsMade) {
 
 TEST(FixesTest, GoOnUntilNothingChanges) {
     const auto check = [](const std::string &text) {
-        return text.size() > 3 ? Findings{with_fix(0, 1, "")} : Findings{};
+        return Findings(text.size() > 3 ? text.size() - 3 : 0, with_fix(0, 1, ""));
     };
     const FixedText fixed = text_fixed("abcdefg", check);
     EXPECT_EQ(fixed.text, "efg");
@@ -72,19 +72,40 @@ TEST(FixesTest, GoOnUntilNothingChanges) {
 }
 
 TEST(FixesTest, EndAfterTenRounds) {
-    const auto check = [](const std::string &) { return Findings{with_fix(0, 0, "x")}; };
+    const auto check = [](const std::string &text) { return Findings(20 - text.size(), with_fix(0, 0, "x")); };
     EXPECT_EQ(text_fixed("", check).text, "xxxxxxxxxx");
 }
 
-TEST(FixesTest, ARoundThatMakesANewMistakeIsNotMade) {
+TEST(FixesTest, OneThatLeavesItsFindingIsNotMade) {
+    const auto check = [](const std::string &) { return Findings{with_fix(0, 0, "x")}; };
+    EXPECT_EQ(text_fixed("", check).text, "");
+}
+
+TEST(FixesTest, OneThatMakesANewMistakeIsNotMadeAndTheOthersAre) {
     const auto check = [](const std::string &text) {
-        return text == "a" ? Findings{with_fix(0, 1, "b")}
-                           : Findings{with_fix(0, 1, "a", Severity::error), with_fix(0, 1, "a", Severity::error)};
+        Findings findings;
+        for (size_t at = 0; at < text.size(); ++at)
+            if (text[at] == 'a')
+                findings.push_back(with_fix(at, at + 1, ""));
+            else if (text[at] == 'b')
+                findings.push_back(with_fix(at, at + 1, "e"));
+            else if (text[at] == 'e')
+                findings.push_back(finding_at("QS1001", at, 1, ""));
+        return findings;
     };
-    const FixedText fixed = text_fixed("a", check);
-    EXPECT_EQ(fixed.text, "a");
-    EXPECT_EQ(fixed.count, 0U);
+    const FixedText fixed = text_fixed("xaybza", check);
+    EXPECT_EQ(fixed.text, "xybz");
+    EXPECT_EQ(fixed.count, 2U);
     EXPECT_EQ(fixed.findings.size(), 1U);
+}
+
+// A line that is not complete stays so, whatever stands behind it.
+TEST_F(CheckFix, WhatNoFixMakesBetterIsLeftAlone) {
+    for (const char *text : {"REM\nIF", "WRITE \"x\"\nIF \"a\" ="}) {
+        folder.write("a.qrt", text);
+        check({"--fix", "a.qrt"});
+        EXPECT_EQ(file_text(folder.path("a.qrt")).find("\n\n"), std::string::npos) << text;
+    }
 }
 
 TEST_F(CheckFix, RewritesTheFileAndReportsTheRest) {

@@ -20,7 +20,8 @@ bool has_control(const std::string &text) {
     for (size_t at = 0; at < text.size(); ++at) {
         const auto byte = static_cast<unsigned char>(text[at]);
         if ((byte < 0x20 && byte != '\n') || byte == 0x7F) return true;
-        if (byte == 0xC2 && at + 1 < text.size() && static_cast<unsigned char>(text[at + 1]) < 0xA0) return true;
+        if (byte == 0xC2 && at + 1 < text.size() && (static_cast<unsigned char>(text[at + 1]) & 0xE0) == 0x80)
+            return true;
     }
     return false;
 }

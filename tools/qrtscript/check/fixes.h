@@ -15,8 +15,10 @@ struct FixedText {
     size_t count = 0;  // of the fixes
 };
 
+using TextCheck = std::function<Findings(const std::string &)>;
+
 // Makes fixes, each round by the findings of the text that the last one left, until there is nothing more to do, ten
-// times at most. A round after which there are more findings of severity error than before is not made.
-FixedText text_fixed(const std::string &text, const std::function<Findings(const std::string &)> &check);
+// times at most. A fix that makes more findings of severity error than there were, or leaves its own, is not made.
+FixedText text_fixed(const std::string &text, const TextCheck &check);
 
 #endif

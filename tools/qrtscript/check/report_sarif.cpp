@@ -1,3 +1,4 @@
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "tools/qrtscript/check/code_pages.h"
@@ -59,10 +60,13 @@ static Json fix_of(const CheckedScript &script, const Fix &fix) {
     return {{"artifactChanges", Json::array({change})}};
 }
 
-static Json result_of(const CheckedScript &script, const Lines &lines, const Finding &finding) {
+// The codes that are found, by their places in the list of rules.
+using Rules = std::map<const Code *, size_t>;
+
+static Json result_of(const CheckedScript &script, const Lines &lines, const Finding &finding, const Rules &rules) {
     const Json place = {{"artifactLocation", {{"uri", uri_of(script.name)}}}, {"region", region_of(lines, finding)}};
     Json result = {{"ruleId", finding.code->name},
-                   {"ruleIndex", finding.code - codes},
+                   {"ruleIndex", rules.at(finding.code)},
                    {"level", sarif_level(finding.severity)},
                    {"message", {{"text", utf8_text(finding.message)}}},
                    {"locations", Json::array({{{"physicalLocation", place}}})},
@@ -71,18 +75,26 @@ static Json result_of(const CheckedScript &script, const Lines &lines, const Fin
     return result;
 }
 
-static Json rules() {
-    Json rules = Json::array();
-    for (size_t place = 0; place < code_count; ++place) {
-        const Code &code = codes[place];
-        Json rule = {{"id", code.name},
-                     {"shortDescription", {{"text", code.title}}},
-                     {"defaultConfiguration", {{"level", sarif_level(code.severity)}}}};
-        const std::string page(code_page(code.name));
-        if (!page.empty()) rule["help"] = {{"text", page}, {"markdown", page}};
-        rules.push_back(std::move(rule));
-    }
+static Rules rules_of(const CheckResult &result) {
+    Rules rules;
+    for (const CheckedScript &script : result.scripts)
+        for (const Finding &finding : script.findings) rules[finding.code] = 0;
+    size_t place = 0;
+    for (auto &[code, index] : rules) index = place++;
     return rules;
+}
+
+static Json rules_json(const Rules &rules) {
+    Json all = Json::array();
+    for (const auto &[code, index] : rules) {
+        Json rule = {{"id", code->name},
+                     {"shortDescription", {{"text", code->title}}},
+                     {"defaultConfiguration", {{"level", sarif_level(code->severity)}}}};
+        const std::string page(code_page(code->name));
+        if (!page.empty()) rule["help"] = {{"text", page}, {"markdown", page}};
+        all.push_back(std::move(rule));
+    }
+    return all;
 }
 
 static Json invocation(const CheckResult &result) {
@@ -93,12 +105,14 @@ static Json invocation(const CheckResult &result) {
 }
 
 std::string report_sarif(const CheckResult &result) {
+    const Rules rules = rules_of(result);
     Json results = Json::array();
     for (const CheckedScript &script : result.scripts) {
         const Lines lines(script.shown);
-        for (const Finding &finding : script.findings) results.push_back(result_of(script, lines, finding));
+        for (const Finding &finding : script.findings) results.push_back(result_of(script, lines, finding, rules));
     }
-    const Json driver = {{"name", "qrtscript check"}, {"semanticVersion", QRTSCRIPT_VERSION}, {"rules", rules()}};
+    const Json driver = {
+        {"name", "qrtscript check"}, {"semanticVersion", QRTSCRIPT_VERSION}, {"rules", rules_json(rules)}};
     const Json run = {{"tool", {{"driver", driver}}},
                       {"columnKind", "unicodeCodePoints"},
                       {"invocations", Json::array({invocation(result)})},
