@@ -34,3 +34,67 @@ TEST_F(CheckExitStatus, TellsWhatWasFound) {
     };
     for (const auto &row : rows) EXPECT_EQ(check(row.words).status, row.status) << testing::PrintToString(row.words);
 }
+
+TEST_F(CheckExitStatus, IsThatOfWhatCouldNotBeDoneBeforeAll) {
+    folder.write("error.qrt", "FOO 1\n");
+    for (const char *option : {"--fix", "--diff", "--format=json", "--no-ignore", "--severity=error"})
+        EXPECT_EQ(check({option, "error.qrt", "none.qrt"}).status, 2) << option;
+    EXPECT_EQ(shell("\"$0\" check error.qrt >/dev/full").status, 2);
+}
+
+TEST_F(CheckExitStatus, OfABaselineThatIsWrittenIsZero) {
+    folder.write("error.qrt", "FOO 1\n");
+    EXPECT_EQ(check({"--write-baseline=known.json", "error.qrt"}).status, 0);
+    for (const char *option : {"--fix", "--diff", "--baseline=known.json"})
+        EXPECT_EQ(check({"--write-baseline=new.json", option, "error.qrt"}).status, 2) << option;
+    EXPECT_NE(access(folder.path("new.json").c_str(), F_OK), 0);
+}
+
+TEST_F(CheckExitStatus, StandardInputIsAScript) {
+    EXPECT_EQ(check({"-"}, "WRITE \"x\"\n"), (Outcome{0, "", ""}));
+    const Outcome outcome = check({"--format=gcc", "-"}, "FOO 1\n");
+    EXPECT_EQ(outcome, (Outcome{1, "-:1:1: error: no statement begins with FOO [QS1001]\n", ""}));
+    EXPECT_EQ(shell("\"$0\" check - <&-").status, 2);
+    EXPECT_EQ(shell("\"$0\" check - <.").status, 2);
+    folder.write("-", "FOO 1\n");
+    EXPECT_EQ(check({"./-"}).status, 1);
+}
+
+TEST_F(CheckExitStatus, NamesMayBeginWithASignOrHaveControlCharacters) {
+    for (const std::string name : {"-x.qrt", "--fix", "a\n\x1b[2J\xff.qrt", "\xC2\x9B.qrt"}) {
+        folder.write(name, "FOO 1\n");
+        const Outcome outcome = check({"--", name});
+        EXPECT_EQ(outcome.status, 1) << name;
+        EXPECT_THAT(outcome.out, testing::Not(HasSubstr("\x1b")));
+        EXPECT_THAT(outcome.out, testing::Not(HasSubstr("\xC2\x9B")));
+    }
+    EXPECT_EQ(check({"--", "no\x1bne"}).err, "qrtscript check: no\\x1Bne: No such file or directory\n");
+    EXPECT_EQ(check({"."}).status, 1);
+}
+
+TEST_F(CheckExitStatus, WhatCannotBeReadDoesNotHideTheRest) {
+    folder.write("a/1.qrt", "FOO 1\n");
+    folder.write("b/2.qrt", "FOO 1\n");
+    folder.write("c.qrt", "FOO 1\n");
+    ASSERT_EQ(symlink("nowhere", folder.path("b/dangling.qrt").c_str()), 0);
+    ASSERT_EQ(symlink("loop.qrt", folder.path("b/loop.qrt").c_str()), 0);
+    ASSERT_EQ(symlink("..", folder.path("b/above").c_str()), 0);
+    ASSERT_EQ(mkfifo(folder.path("b/fifo.qrt").c_str(), 0644), 0);
+    EXPECT_EQ(check({"--format=gcc", "."}), (Outcome{1,
+                                                     "./a/1.qrt:1:1: error: no statement begins with FOO [QS1001]\n"
+                                                     "./b/2.qrt:1:1: error: no statement begins with FOO [QS1001]\n"
+                                                     "./c.qrt:1:1: error: no statement begins with FOO [QS1001]\n",
+                                                     ""}));
+    if (geteuid() != 0) GTEST_SKIP() << "the shell could not become somebody else";
+    ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
+    ASSERT_EQ(chmod(folder.path("a").c_str(), 0), 0);
+    ASSERT_EQ(chmod(folder.path("c.qrt").c_str(), 0), 0);
+    const Outcome outcome = shell(
+        "setpriv --reuid=65534 --regid=65534 --clear-groups \"$0\" check --format=gcc . c.qrt b/fifo.qrt none.qrt");
+    EXPECT_EQ(outcome, (Outcome{2, "./b/2.qrt:1:1: error: no statement begins with FOO [QS1001]\n",
+                                "qrtscript check: ./a: Permission denied\n"
+                                "qrtscript check: ./c.qrt: Permission denied\n"
+                                "qrtscript check: c.qrt: Permission denied\n"
+                                "qrtscript check: b/fifo.qrt: Invalid argument\n"
+                                "qrtscript check: none.qrt: No such file or directory\n"}));
+}

@@ -35,7 +35,7 @@ std::string report_text(const CheckResult &result, bool colour);
 std::string report_gcc(const CheckResult &result);
 // Commands of GitHub's workflows, which show findings beside the lines.
 std::string report_github(const CheckResult &result);
-// The project's own JSON (docs/check-formats.md), and SARIF 2.1.0. Both are ASCII: other characters are escaped, and a
+// The project's own JSON (docs/check.md), and SARIF 2.1.0. Both are ASCII: other characters are escaped, and a
 // byte that is not valid UTF-8 becomes U+FFFD.
 std::string report_json(const CheckResult &result);
 std::string report_sarif(const CheckResult &result);
