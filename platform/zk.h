@@ -275,6 +275,7 @@ uint32_t ZKSetPreferredDSTree(uint16_t length, const char *tree);
 #define ZKE_PASSWORD_EXPIRED 0xFFFFE005u     // it may be the right one, but no longer lets anyone in
 #define ZKE_PASSWORD_MUST_CHANGE 0xFFFFE006u // it has to be changed before it lets anyone in
 #define ZKE_PASSWORD_REFUSED 0xFFFFE007u     // the directory does not take the new one: see ZKGetLastErrorText
+#define ZKE_SCRIPT_CHANGED 0xFFFFE030u       // a login script is no longer what it was when it was read
 // From here to ZKE_REFERRAL_BROKEN: the directory could not be read; ZKGetLastErrorText returns the reason.
 #define ZKE_DIRECTORY_UNREACHABLE 0xFFFFE010u
 #define ZKE_BAD_DIRECTORY_DATA 0xFFFFE011u // the tree's file or the configuration could not be read

@@ -37,6 +37,13 @@ class OfflineStore : public DirectoryStore {
     void noteLogin() override { current().noteLogin(); }
     void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override;
     bool changesPasswords() const override { return !offline_.active() && store_->changesPasswords(); }
+    // Scripts are the servers' own, never those of a copy.
+    StoredScript readScript(const Entry &entry) override { return store_->readScript(entry); }
+    void writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) override {
+        store_->writeScript(entry, before, after);
+    }
+    std::vector<EntryPtr> scripts() override { return store_->scripts(); }
+    Verdict loginAs(const std::string &dn, const char *password) override { return store_->loginAs(dn, password); }
 
   private:
     DirectoryStore &current() {

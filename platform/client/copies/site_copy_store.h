@@ -42,6 +42,12 @@ class SiteCopyStore : public ServersStore, private SiteKeeper {
         servers().changePassword(entry, oldPassword, newPassword);
     }
     bool changesPasswords() const override { return tree_.ldap.needsPassword(); }
+    StoredScript readScript(const Entry &entry) override { return servers().readScript(entry); }
+    void writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) override {
+        servers().writeScript(entry, before, after);
+    }
+    std::vector<EntryPtr> scripts() override { return servers().scripts(); }
+    Verdict loginAs(const std::string &dn, const char *password) override { return servers().loginAs(dn, password); }
 
     bool haveDistrusted() const override { return servers_ != nullptr && servers_->haveDistrusted(); }
     bool hasReadSite() const override { return servers_ != nullptr && servers_->hasReadSite(); }

@@ -5,10 +5,12 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/client/core/errors.h"
 #include "platform/client/core/login_name.h"
 #include "platform/client/core/names.h"
 #include "platform/client/core/schema.h"
@@ -41,6 +43,16 @@ struct OtherAttribute {
 };
 
 enum class Aliases { follow, keep };
+
+using ScriptText = std::optional<std::string>; // nothing: an object without a login script
+
+// An object's login script as the directory has it at this moment.
+struct StoredScript {
+    ScriptText text;
+    std::string place; // where it is kept or would be, for people: "acme.ldif:17", "qrtLoginScript of ou=sales,o=acme"
+    std::string changed;   // when its entry was changed, as in the directory ("20261123033200Z"); empty: not known
+    std::string changedBy; // and by whom, a DN
+};
 
 class DirectoryStore {
   public:
@@ -113,6 +125,21 @@ class DirectoryStore {
     virtual void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) = 0;
     // Whether `changePassword` may succeed.
     virtual bool changesPasswords() const { return false; }
+
+    // For who administers login scripts (interface/scripts.h). A store that keeps none throws CodedError,
+    // ZKE_NO_ACCESS.
+
+    // The entry's own script, whatever has been read of it before.
+    virtual StoredScript readScript(const Entry &) { throw CodedError(ZKE_NO_ACCESS); }
+    // Gives the entry the script `after` in place of `before`, all of it or nothing. Throws CodedError:
+    // ZKE_SCRIPT_CHANGED when the entry's script is another one than `before`, ZKE_NOT_LOGGED_IN and ZKE_NO_ACCESS
+    // where that may not be done. What has been read of the entry stays as it is.
+    virtual void writeScript(const Entry &, const ScriptText &, const ScriptText &) { throw CodedError(ZKE_NO_ACCESS); }
+    // All entries that have a script, with it as a value, in the order of the data. What else they have may be missing.
+    virtual std::vector<EntryPtr> scripts() { throw CodedError(ZKE_NO_ACCESS); }
+    // Logs in by a DN of which there need not be an entry: servers' managers have none. For reading and writing
+    // scripts.
+    virtual Verdict loginAs(const std::string &, const char *) { throw CodedError(ZKE_NO_ACCESS); }
 };
 
 // The user when there is only one; null without any. `typed` is the name that means them, for the error of findUser.

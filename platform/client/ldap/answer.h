@@ -30,6 +30,13 @@ struct LdapSearch {
     bool paged = false; // in pages, where the server knows them (RFC 2696): its limit is for each of them
 };
 
+// A change of one attribute of an entry.
+struct LdapModification {
+    int operation; // LDAP_MOD_ADD, LDAP_MOD_REPLACE, ...
+    std::string attribute;
+    std::vector<std::string> values;
+};
+
 // A part of an attribute's values: the server gives no more at once.
 struct LdapRange {
     size_t entry;          // its number in the answer

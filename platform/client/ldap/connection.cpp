@@ -3,6 +3,7 @@
 #include <openldap.h>
 #include <unistd.h>
 #include <cstring>
+#include <deque>
 #include <memory>
 
 #include "platform/catalogue.h"
@@ -353,6 +354,52 @@ LdapAnswer LdapConnection::exchange(const std::string &dn, const char *attribute
         given.mod_bvalues = lists[1];
         LDAPMod *changes[] = {&taken, &given, nullptr};
         return ldap_modify_ext(ld_, dn.c_str(), changes, nullptr, nullptr, message);
+    }));
+}
+
+namespace {
+
+// A modification as libldap takes it; the one that it was made of must outlive it.
+struct Modification {
+    explicit Modification(const LdapModification &from) {
+        for (const std::string &value : from.values) values.push_back({value.size(), const_cast<char *>(value.data())});
+        for (berval &value : values) list.push_back(&value);
+        list.push_back(nullptr);
+        change.mod_op = from.operation | LDAP_MOD_BVALUES;
+        change.mod_type = const_cast<char *>(from.attribute.c_str());
+        change.mod_bvalues = list.data();
+    }
+    Modification(const Modification &) = delete;
+    Modification &operator=(const Modification &) = delete;
+
+    std::vector<berval> values;
+    std::vector<berval *> list;
+    LDAPMod change = {};
+};
+
+} // namespace
+
+static Control assertion_control(LDAP *ld, const std::string &filter) {
+    constexpr int critical = 1;
+    LDAPControl *control = nullptr;
+    std::string text = filter;
+    ldap_create_assertion_control(ld, text.data(), critical, &control);
+    return Control(control);
+}
+
+LdapAnswer LdapConnection::modify(const std::string &dn, const std::vector<LdapModification> &wanted,
+                                  const std::string &condition, LdapDeadline deadline) {
+    begin(deadline);
+    std::deque<Modification> made;
+    std::vector<LDAPMod *> changes;
+    for (const LdapModification &one : wanted) changes.push_back(&made.emplace_back(one).change);
+    changes.push_back(nullptr);
+    const Control assertion = condition.empty() ? nullptr : assertion_control(ld_, condition);
+    // A condition that cannot be sent must not be left out.
+    if (!condition.empty() && assertion == nullptr) fail(LDAP_ENCODING_ERROR, catalogue_text("a change"));
+    LDAPControl *controls[] = {assertion.get(), nullptr};
+    return take(ask(catalogue_text("a change"), [&](int *message) {
+        return ldap_modify_ext(ld_, dn.c_str(), changes.data(), controls, nullptr, message);
     }));
 }
 

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/client/core/config.h"
 #include "platform/client/ldap/answer.h"
@@ -35,6 +36,11 @@ class LdapConnection {
     LdapAnswer extended(const char *kind, Secret *value, LdapDeadline deadline);
     LdapAnswer exchange(const std::string &dn, const char *attribute, Secret *oldValue, Secret *newValue,
                         LdapDeadline deadline);
+
+    // Changes an entry, all or nothing. `condition`: a filter that it has to fit (RFC 4528), LDAP_ASSERTION_FAILED
+    // otherwise; empty for none.
+    LdapAnswer modify(const std::string &dn, const std::vector<LdapModification> &changes, const std::string &condition,
+                      LdapDeadline deadline);
 
     // Replaces a value without waiting for the answer.
     void tell(const std::string &dn, const std::string &attribute, const std::string &value);

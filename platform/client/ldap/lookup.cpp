@@ -265,6 +265,29 @@ LdapOrigin LdapLookup::origin(const Name &name) const {
     return found == origins_.end() ? LdapOrigin() : found->second;
 }
 
+std::vector<EntryPtr> LdapLookup::having(const SchemaAttribute &row) {
+    std::vector<std::string> wanted = {"objectClass"}, filters;
+    if (!schema().userName.empty()) wanted.push_back(schema().userName);
+    for (const PresetSource &source : schema().sources.at(&row)) {
+        wanted.push_back(source.attribute);
+        filters.push_back("(" + source.attribute + "=*)");
+    }
+    LdapSearch asked = {name_to_dn(searchBase(), root_), LDAP_SCOPE_SUBTREE, filter_or(filters), wanted};
+    asked.paged = true;
+    const LdapAnswer answer = servers_.search(asked);
+    if (!answer.missing.empty()) throw LdapTrouble(answer.missingCode, answer.missing);
+    if (answer.result != LDAP_SUCCESS) {
+        throw DataError(catalogue_format("%1$s: the server does not list the entries with %2$s: %3$s",
+                                         tree_.name.c_str(), wanted.back().c_str(), ldap_err2string(answer.result)));
+    }
+    std::vector<EntryPtr> found;
+    for (const LdapEntry &one : answer.entries) {
+        EntryPtr entry = entries().make(one);
+        if (entry != nullptr && entry->first(row.ldap) != nullptr) found.push_back(std::move(entry));
+    }
+    return found;
+}
+
 std::vector<EntryPtr> LdapLookup::allKept() const {
     std::vector<EntryPtr> all;
     for (const auto &same : read_) all.insert(all.end(), same.second.begin(), same.second.end());

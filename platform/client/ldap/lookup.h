@@ -37,6 +37,8 @@ class LdapLookup {
     EntryPtr kept(const Name &name) const;
     // Looks names below one container up, all in one search.
     void readTogether(const Name &container, const std::vector<Name> &names);
+    // All entries that have a value of the row, with what names them and that value. Nothing of them is kept.
+    std::vector<EntryPtr> having(const SchemaAttribute &row);
     std::vector<EntryPtr> allKept() const;
     size_t countKept() const { return count_; }
 

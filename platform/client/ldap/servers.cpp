@@ -348,6 +348,22 @@ LdapAnswer LdapServers::changePassword(const std::string &dn, const LdapIdentity
     return answer;
 }
 
+void LdapServers::changeScript(const LdapScriptChange &change) {
+    LdapWaiting waiting;
+    const StartEnvironment started;
+    if (identity_.dn().empty() || identityIsElsewhere_) {
+        throw CodedError(
+            ZKE_NOT_LOGGED_IN,
+            catalogue_text("only somebody who has logged in to the tree's own servers can change a script"));
+    }
+    run(
+        [&](LdapConnection &server, LdapDeadline until) {
+            ldap_script_change(&server, change, until);
+            return LdapAnswer();
+        },
+        deadlineFromNow());
+}
+
 void LdapServers::tell(const std::string &dn, const std::string &attribute, const std::string &value) {
     if (connection_ == nullptr || identity_.dn().empty() || identityIsElsewhere_) return;
     try {

@@ -11,6 +11,7 @@
 
 #include "platform/client/ldap/connection.h"
 #include "platform/client/ldap/referrals.h"
+#include "platform/client/ldap/script_change.h"
 
 class LdapServers {
   public:
@@ -35,6 +36,8 @@ class LdapServers {
     // CodedError says where it has to be made.
     LdapAnswer changePassword(const std::string &dn, const LdapIdentity &before, LdapIdentity after,
                               const LdapOrigin &origin);
+    // Changes a script as the user who is logged in. Throws LdapTrouble and CodedError as ldap_script_change.
+    void changeScript(const LdapScriptChange &change);
     // Replaces a value as the user who is logged in, if there is a connection, and lets the server do with that what it
     // will.
     void tell(const std::string &dn, const std::string &attribute, const std::string &value);

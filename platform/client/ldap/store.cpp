@@ -410,6 +410,51 @@ void LdapStore::changeAtCentre(const LdapIdentity &before, const LdapIdentity &a
     kerberos_change_password(account_.principal, before, after, LdapClock::now() + ldap_seconds(tree_.ldap.timeLimit));
 }
 
+const std::string &LdapStore::scriptAttribute() {
+    return objects_.schema().attributeOf("qrtLoginScript");
+}
+
+StoredScript LdapStore::readScript(const Entry &entry) {
+    const std::string dn = objects_.dnOf(entry), &attribute = scriptAttribute();
+    StoredScript script = ldap_script_read(servers_.search(ldap_script_search(dn, attribute)), dn, attribute);
+    script.place = catalogue_format("%1$s of %2$s", attribute.c_str(), dn.c_str());
+    return script;
+}
+
+// Servers of the client's own schema let an entry have a script that is of one of these classes.
+static std::string class_for_scripts(const Entry &entry) {
+    if (entry.isClass("User")) return "qrtUser";
+    return entry.entryClass->container ? "qrtContainer" : "";
+}
+
+void LdapStore::writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) {
+    const LdapOrigin origin = objects_.origin(entry.name);
+    if (!origin.server.empty())
+        throw CodedError(ZKE_NO_ACCESS,
+                         catalogue_format("the script can only be changed at %s", origin.server.c_str()));
+    const std::string &attribute = scriptAttribute();
+    const bool isOwn = schema_find_ldap(attribute) == schema_find_ldap("qrtLoginScript");
+    servers_.changeScript(
+        {objects_.dnOf(entry), attribute, isOwn ? class_for_scripts(entry) : std::string(), before, after});
+}
+
+std::vector<EntryPtr> LdapStore::scripts() {
+    return objects_.having(*schema_find_ldap("qrtLoginScript"));
+}
+
+Verdict LdapStore::loginAs(const std::string &dn, const char *password) {
+    if (dn.empty() || (*password == '\0' && tree_.ldap.needsPassword())) return Verdict::wrongPassword;
+    Entry named; // for messages
+    name_parse_dn(dn, {}, &named.name, nullptr);
+    const Verdict verdict = verdictOf(servers_.login({dn, password}, {}), named);
+    if (verdict != Verdict::accepted) return verdict;
+    forget();
+    user_.clear();
+    boundAs_ = dn;
+    loggedIn_ = true;
+    return verdict;
+}
+
 std::vector<EntryPtr> LdapStore::allRead() const {
     std::vector<EntryPtr> all = site_;
     const std::vector<EntryPtr> kept = objects_.allKept();

@@ -44,6 +44,10 @@ class LdapStore : public ServersStore {
     void noteLogin() override;
     void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override;
     bool changesPasswords() const override { return tree_.ldap.needsPassword(); }
+    StoredScript readScript(const Entry &entry) override;
+    void writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) override;
+    std::vector<EntryPtr> scripts() override;
+    Verdict loginAs(const std::string &dn, const char *password) override;
 
     bool haveDistrusted() const override { return servers_.haveDistrusted(); }
     bool hasReadSite() const override { return siteRead_; }
@@ -68,6 +72,7 @@ class LdapStore : public ServersStore {
     std::string computed(const Entry &user, const char *attribute);
     EntryPtr withExpiration(const EntryPtr &user, int64_t seconds);
     Verdict verdictOf(const LdapAnswer &answer, const Entry &user) const;
+    const std::string &scriptAttribute();
     void forget();
 
     const ConfigTree &tree_;

@@ -105,7 +105,7 @@ LdifReader::LdifReader(const std::string &path, const std::string &shown) {
     try {
         std::string real = real_path(path);
         folder_ = real.substr(0, real.rfind('/') + 1);
-        open(read_whole(real, file_limit), shown);
+        open(read_whole(real, file_limit), shown, real);
     } catch (const DataError &error) {
         throw DataError(shown + ": " + error.what());
     }
@@ -115,9 +115,10 @@ LdifReader::LdifReader(LdifText text, const std::string &shown) {
     open(std::move(text.text), shown);
 }
 
-void LdifReader::open(std::string text, const std::string &shown) {
+void LdifReader::open(std::string text, const std::string &shown, const std::string &path) {
     Source source;
     source.shown = shown;
+    source.path = path;
     source.text = std::move(text);
     source.nul = source.text.find('\0');
     sources_.push_back(std::move(source));
@@ -204,24 +205,26 @@ std::string LdifReader::fileOfUrl(std::string_view url, unsigned number) const {
 }
 
 // `text` is what follows the first ":" of a line.
-std::string_view LdifReader::parseValue(std::string_view text, unsigned number, LdifRecord *record) const {
+void LdifReader::parseValue(std::string_view text, LdifRecord *record, LdifAttribute *attribute) const {
+    const unsigned number = attribute->line;
     if (!text.empty() && text.front() == ':') {
         std::string bytes;
         text = skip_blanks(text.substr(1));
         while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
         if (!decode_base64(text, &bytes)) refuse(number, catalogue_text("malformed base64"));
-        return record->made.emplace_back(std::move(bytes));
-    }
-    if (!text.empty() && text.front() == '<') {
-        std::string path = fileOfUrl(skip_blanks(text.substr(1)), number);
+        attribute->value = record->made.emplace_back(std::move(bytes));
+    } else if (!text.empty() && text.front() == '<') {
+        const std::string path = fileOfUrl(skip_blanks(text.substr(1)), number);
+        attribute->file = record->made.emplace_back(path);
         record->ofOtherFiles = true;
         try {
-            return record->made.emplace_back(read_whole(path, value_file_limit));
+            attribute->value = record->made.emplace_back(read_whole(path, value_file_limit));
         } catch (const DataError &error) {
             refuse(number, path + ": " + error.what());
         }
+    } else {
+        attribute->value = skip_blanks(text);
     }
-    return skip_blanks(text);
 }
 
 LdifAttribute LdifReader::parseLine(const Line &line, LdifRecord *record) const {
@@ -233,7 +236,7 @@ LdifAttribute LdifReader::parseLine(const Line &line, LdifRecord *record) const 
     if (equal_nocase(attribute.name, "include"))
         attribute.value = record->made.emplace_back(fileOfUrl(skip_blanks(rest), line.number));
     else
-        attribute.value = parseValue(rest, line.number, record);
+        parseValue(rest, record, &attribute);
     return attribute;
 }
 
@@ -298,7 +301,7 @@ void LdifReader::include(const LdifAttribute &line) {
     if (++included_ > include_limit) refuse(line.line, catalogue_text("too many include files"));
     const std::string path(line.value);
     try {
-        open(read_whole(path, file_limit), path.substr(folder_.size()));
+        open(read_whole(path, file_limit), path.substr(folder_.size()), path);
     } catch (const DataError &error) {
         refuse(line.line, error.what());
     }

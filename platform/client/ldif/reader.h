@@ -19,6 +19,7 @@ struct LdifAttribute {
     std::string_view name;
     std::string_view value;
     unsigned line;
+    std::string_view file = {}; // that has the value (":<"), without symbolic links; empty: the value is in the line
 };
 
 // Where a record begins.
@@ -61,10 +62,15 @@ class LdifReader {
     // differently now.
     void again(LdifPlace place, LdifRecord *record);
 
+    // The file that a record is in, without symbolic links, and its text when it was read; empty for a text.
+    const std::string &path(LdifPlace place) const { return sources_[place.source].path; }
+    const std::string &text(LdifPlace place) const { return sources_[place.source].text; }
+
   private:
     // Kept as long as the reader where a record is in it.
     struct Source {
         std::string shown;
+        std::string path;
         std::string text;
         size_t nul; // the first NUL byte
         bool hasRecords = false;
@@ -81,7 +87,7 @@ class LdifReader {
         size_t at;
     };
 
-    void open(std::string text, const std::string &shown);
+    void open(std::string text, const std::string &shown, const std::string &path = "");
     void close();
     const Source &current() const { return sources_[open_.back().source]; }
     bool physicalLine(std::string_view *line);
@@ -89,7 +95,7 @@ class LdifReader {
     void unfold(bool comment, LdifRecord *record, std::string_view *line);
     bool logicalLine(LdifRecord *record, Line *line);
     LdifAttribute parseLine(const Line &line, LdifRecord *record) const;
-    std::string_view parseValue(std::string_view text, unsigned number, LdifRecord *record) const;
+    void parseValue(std::string_view text, LdifRecord *record, LdifAttribute *attribute) const;
     std::string fileOfUrl(std::string_view url, unsigned number) const;
     void readAttributes(LdifRecord *record);
     void readRecord(const LdifAttribute &first, size_t at, LdifRecord *record);

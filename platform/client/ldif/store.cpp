@@ -16,6 +16,7 @@
 #include "platform/client/ldif/keyed_hash.h"
 #include "platform/client/ldif/name_index.h"
 #include "platform/client/ldif/reader.h"
+#include "platform/client/ldif/script_change.h"
 #include "platform/zk.h"
 
 namespace {
@@ -70,6 +71,11 @@ class LdifStore : public DirectoryStore {
     std::vector<EntryPtr> volumes() override;
     Verdict checkPassword(const Entry &entry, const char *password) override;
     void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override;
+    StoredScript readScript(const Entry &entry) override;
+    void writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) override;
+    std::vector<EntryPtr> scripts() override;
+
+    void setFile(const std::string &path) { path_ = path; }
 
   private:
     bool isShown(const Entry &entry) const { return options_.anyName || entry_name_is_plain(entry); }
@@ -93,7 +99,10 @@ class LdifStore : public DirectoryStore {
     void keep(const LdifRecord &record, uint32_t number);
     std::string unusablePassword(const LdifRecord &record, const Entry &entry);
 
+    LdifFile file() const;
+
     LdifReader reader_;
+    std::string path_;  // empty: of a text
     std::string shown_; // the file, for messages
     Name root_;
     LdifOptions options_;
@@ -278,6 +287,28 @@ Verdict LdifStore::checkPassword(const Entry &entry, const char *password) {
 void LdifStore::changePassword(const Entry &, const char *, const char *) {
     throw CodedError(ZKE_NO_ACCESS,
                      catalogue_text("the passwords of this tree are in a file, which only its administrator changes"));
+}
+
+LdifFile LdifStore::file() const {
+    error_unless(!path_.empty(), ZKE_NO_ACCESS);
+    return {path_, shown_, root_};
+}
+
+StoredScript LdifStore::readScript(const Entry &entry) {
+    return ldif_script_read(file(), entry.name);
+}
+
+void LdifStore::writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) {
+    ldif_script_write(file(), entry.name, before, after);
+}
+
+std::vector<EntryPtr> LdifStore::scripts() {
+    std::vector<EntryPtr> found;
+    for (uint32_t number = 0; number < names_.size(); number++) {
+        EntryPtr one = made(number);
+        if (one->first("qrtLoginScript") != nullptr && isShown(*one)) found.push_back(std::move(one));
+    }
+    return found;
 }
 
 void LdifStore::viewDn(const LdifRecord &record) {
@@ -479,6 +510,7 @@ static std::unique_ptr<LdifStore> load(LdifReader reader, const std::string &sho
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
                                                 size_t *objects, const LdifOptions &options) {
     std::unique_ptr<LdifStore> store = load(LdifReader(path, shown), shown, base, options, LdifForm::tree);
+    store->setFile(path);
     if (objects != nullptr) *objects = store->size();
     return store;
 }

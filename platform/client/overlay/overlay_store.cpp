@@ -1,10 +1,12 @@
 #include "platform/client/overlay/overlay_store.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/catalogue.h"
 #include "platform/client/core/errors.h"
+#include "platform/client/core/file_change.h"
 #include "platform/client/core/toml.h"
 #include "platform/client/core/values.h"
 #include "platform/client/ldif/store.h"
@@ -178,6 +180,117 @@ void OverlayStore::checkScripts(const Entry &user) {
     const std::string *profile = own == nullptr ? nullptr : own->first("qrtProfile");
     if (profile == nullptr) profile = user.first("qrtProfile");
     if (profile != nullptr) site_->scripts.script(value_parse(schema_dn, *profile, base()).name, false);
+}
+
+// What the directory itself has of the object, and nothing for one that only the folder has.
+ScriptText OverlayStore::directoryScript(const Entry &entry, StoredScript *stored) const {
+    if (ownObject(entry.name) != nullptr && is_whole(entry)) return std::nullopt;
+    try {
+        *stored = directory_->readScript(entry);
+    } catch (const CodedError &error) {
+        if (error.code != ZKE_NO_SUCH_ENTRY || ownObject(entry.name) == nullptr) throw;
+    }
+    return stored->text;
+}
+
+StoredScript OverlayStore::readScript(const Entry &entry) {
+    StoredScript stored;
+    const EntryPtr own = ownEntryOf(entry);
+    ScriptFiles files(site_->folder);
+    const ScriptFile *file = files.script(entry.name, entry.entryClass->container);
+    const std::string *listed = own == nullptr ? nullptr : own->first(login_script()->ldap);
+    if (file != nullptr) {
+        stored.text = file->text;
+        stored.place = file->shown;
+    } else if (listed != nullptr) {
+        stored.text = *listed;
+        stored.place = site_->folder.shown(entries_file);
+    } else if (!directoryScript(entry, &stored)) {
+        const std::optional<std::string> path = files.newPath(entry.name, entry.entryClass->container);
+        if (path) stored.place = site_->folder.shown(*path);
+    }
+    return stored;
+}
+
+void OverlayStore::changeFile(const Entry &entry, const std::string &file, const ScriptText &before,
+                              const ScriptText &after) {
+    std::string name;
+    const Descriptor folder = site_->folder.folderOf(file, false, &name);
+    FileChange change(folder, name, site_->folder.shown(file), login_script()->limit);
+    if (before != change.text()) {
+        throw CodedError(ZKE_SCRIPT_CHANGED,
+                         catalogue_format("%s has been changed by somebody else", site_->folder.shown(file).c_str()));
+    }
+    if (after) return change.replace(*after);
+    StoredScript stored;
+    if (directoryScript(entry, &stored)) {
+        throw CodedError(ZKE_NO_ACCESS,
+                         catalogue_format("%1$s cannot be removed: the directory has a script of the object, too, "
+                                          "which would be run then (%2$s)",
+                                          site_->folder.shown(file).c_str(), stored.place.c_str()));
+    }
+    change.remove();
+}
+
+void OverlayStore::writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) {
+    const bool isContainer = entry.entryClass->container;
+    const EntryPtr own = ownEntryOf(entry);
+    ScriptFiles files(site_->folder);
+    if (const ScriptFile *file = files.script(entry.name, isContainer))
+        return changeFile(entry, file->inside, before, after);
+    if (own != nullptr && own->first(login_script()->ldap) != nullptr) {
+        throw CodedError(ZKE_NO_ACCESS, catalogue_format("the script is in %s: move it to a file of its own",
+                                                         site_->folder.shown(entries_file).c_str()));
+    }
+    StoredScript stored;
+    if (directoryScript(entry, &stored)) return directory_->writeScript(entry, before, after);
+    if (before) {
+        throw CodedError(ZKE_SCRIPT_CHANGED,
+                         catalogue_format("the login script of %s has been removed by somebody else",
+                                          name_to_dotted(entry.name, true).c_str()));
+    }
+    if (!after) return;
+    const std::optional<std::string> path = files.newPath(entry.name, isContainer);
+    if (!path)
+        throw DataError(catalogue_format("no file can have the name of %s", name_to_dotted(entry.name, true).c_str()));
+    std::string name;
+    const Descriptor folder = site_->folder.folderOf(*path, true, &name);
+    file_create(folder, name, site_->folder.shown(*path), *after);
+}
+
+// A folder whose container is not there has nothing that counts.
+void OverlayStore::addScriptsBelow(const Name &container, std::vector<EntryPtr> *all) {
+    const auto child = [&](const std::string &value, bool isContainer) {
+        Name name = container;
+        name.insert(name.begin(), {"", value});
+        const EntryPtr found = find(name, Aliases::keep);
+        return found != nullptr && found->entryClass->container == isContainer ? found : nullptr;
+    };
+    const ScriptFiles::Values values = site_->scripts.values(container);
+    for (const std::string &value : values.scripts)
+        if (EntryPtr entry = child(value, false)) all->push_back(std::move(entry));
+    if (container.size() == name_depth_limit) return;
+    for (const std::string &value : values.folders) {
+        const EntryPtr below = child(value, true);
+        if (below == nullptr) continue;
+        if (site_->scripts.script(below->name, true) != nullptr) all->push_back(below);
+        addScriptsBelow(below->name, all);
+    }
+}
+
+std::vector<EntryPtr> OverlayStore::scripts() {
+    std::vector<EntryPtr> all;
+    addScriptsBelow({}, &all);
+    for (const EntryPtr &own : site_->entries->scripts())
+        if (EntryPtr entry = find(own->name, Aliases::keep)) all.push_back(std::move(entry));
+    std::unordered_set<std::string> known;
+    for (const EntryPtr &entry : all) known.insert(name_fold(name_to_dotted(entry->name, true)));
+    for (EntryPtr &entry : directory_->scripts()) {
+        const bool isReplaced = ownObject(entry->name) != nullptr && is_whole(*entry);
+        if (!isReplaced && known.insert(name_fold(name_to_dotted(entry->name, true))).second)
+            all.push_back(std::move(entry));
+    }
+    return all;
 }
 
 Verdict OverlayStore::login(EntryPtr *user, const char *password) {

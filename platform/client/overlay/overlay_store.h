@@ -47,6 +47,12 @@ class OverlayStore : public DirectoryStore {
         directory_->changePassword(entry, oldPassword, newPassword);
     }
     bool changesPasswords() const override { return directory_->changesPasswords(); }
+    // A script that the folder has is changed there, one that only the directory has in the directory, and a first one
+    // becomes a file of the folder. One of site.ldif is the site's to change.
+    StoredScript readScript(const Entry &entry) override;
+    void writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) override;
+    std::vector<EntryPtr> scripts() override;
+    Verdict loginAs(const std::string &dn, const char *password) override { return directory_->loginAs(dn, password); }
 
   private:
     // The folder as it was when it was read.
@@ -65,6 +71,9 @@ class OverlayStore : public DirectoryStore {
     EntryPtr merged(const EntryPtr &found, const EntryPtr &own);
     EntryPtr merged(const EntryPtr &found);
     void checkScripts(const Entry &user);
+    ScriptText directoryScript(const Entry &entry, StoredScript *stored) const;
+    void changeFile(const Entry &entry, const std::string &file, const ScriptText &before, const ScriptText &after);
+    void addScriptsBelow(const Name &container, std::vector<EntryPtr> *all);
 
     std::unique_ptr<DirectoryStore> directory_;
     const ConfigTree &config_;

@@ -59,6 +59,38 @@ std::optional<std::string> ScriptFiles::path(const Name &name, bool isContainer)
     return file == nullptr ? std::nullopt : std::optional(folder + *file);
 }
 
+std::optional<std::string> ScriptFiles::newPath(const Name &name, bool isContainer) {
+    std::optional<std::string> path = object_path(name, isContainer);
+    if (!path) return std::nullopt;
+    std::string folder;
+    for (size_t i = name.size(); i-- > (isContainer ? 0 : 1);) {
+        const std::string *below = item(folder, listed(folder).folders, name[i].value);
+        if (below == nullptr) break;
+        folder += *below + "/";
+        path->erase(0, path->find('/') + 1);
+    }
+    return folder + *path;
+}
+
+ScriptFiles::Values ScriptFiles::values(const Name &container) {
+    std::string folder;
+    for (size_t i = container.size(); i-- > 0;) {
+        const std::string *below = item(folder, listed(folder).folders, container[i].value);
+        if (below == nullptr) return {};
+        folder += *below + "/";
+    }
+    Values found;
+    std::string value;
+    for (const auto &[key, items] : listed(folder).folders)
+        if (object_path_component(items.front(), &value)) found.folders.push_back(value);
+    for (const auto &[key, items] : listed(folder).scripts) {
+        const std::string_view file = items.front();
+        if (object_path_component(file.substr(0, file.size() - object_path_end.size()), &value))
+            found.scripts.push_back(value);
+    }
+    return found;
+}
+
 const ScriptFile *ScriptFiles::script(const Name &name, bool isContainer) {
     if (name.empty() && !isContainer) return nullptr;
     auto &known = scripts_[isContainer ? 1 : 0];
@@ -68,7 +100,7 @@ const ScriptFile *ScriptFiles::script(const Name &name, bool isContainer) {
         static const size_t limit = schema_find_ldap("qrtLoginScript")->limit;
         std::optional<ScriptFile> made;
         if (const std::optional<std::string> file = path(name, isContainer)) {
-            made = {folder_.shown(*file), folder_.read(*file, limit)};
+            made = {*file, folder_.shown(*file), folder_.read(*file, limit)};
             if (made->text.find('\0') != std::string::npos)
                 throw DataError(made->shown + ": " + catalogue_text("the file contains a NUL byte"));
         }

@@ -13,7 +13,8 @@
 #include "platform/client/overlay/site_folder.h"
 
 struct ScriptFile {
-    std::string shown; // its path, for messages
+    std::string inside; // its path in the folder
+    std::string shown;  // its path, for messages
     std::string text;
 };
 
@@ -25,6 +26,16 @@ class ScriptFiles {
     // The object's script, null when it has none. Throws DataError for one that cannot be used, two of the same object,
     // and a file on the way whose name is malformed.
     const ScriptFile *script(const Name &name, bool isContainer);
+
+    // Where the script of an object without one is to be put, as the folders on the way are spelled. Nothing when no
+    // file can have that name.
+    std::optional<std::string> newPath(const Name &name, bool isContainer);
+
+    // The values that may name objects below a container: those with folders, and those with scripts.
+    struct Values {
+        std::vector<std::string> folders, scripts;
+    };
+    Values values(const Name &container);
 
   private:
     // What a folder has for each object_path_key: one, or several of which none can be meant.

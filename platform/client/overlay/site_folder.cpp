@@ -102,6 +102,33 @@ Descriptor SiteFolder::open(const std::string &inside, Kind kind) const {
     return Descriptor(at.release());
 }
 
+// Whoever logs in has to be able to read what is in them, whatever the umask.
+void SiteFolder::makeFolders(const std::string &inside) const {
+    constexpr mode_t forEverybody = 0755;
+    for (size_t end = inside.find('/'); end != inside.npos; end = inside.find('/', end + 1)) {
+        const std::string path = inside.substr(0, end);
+        const size_t slash = path.rfind('/');
+        const Descriptor above = open(slash == path.npos ? "" : path.substr(0, slash), Kind::folder);
+        const std::string name = path.substr(slash == path.npos ? 0 : slash + 1);
+        if (mkdirat(above.number, name.c_str(), forEverybody) == 0 &&
+            fchmodat(above.number, name.c_str(), forEverybody, 0) == 0)
+            continue;
+        if (errno == EEXIST) continue;
+        const bool isForbidden = errno == EACCES || errno == EPERM || errno == EROFS;
+        const std::string why = catalogue_format("cannot make %1$s: %2$s", shown(path).c_str(), strerror(errno));
+        if (isForbidden) throw CodedError(ZKE_NO_ACCESS, why);
+        throw DataError(why);
+    }
+}
+
+Descriptor SiteFolder::folderOf(const std::string &file, bool make, std::string *name) const {
+    if (make) makeFolders(file);
+    const std::string path = make ? file : real(file);
+    const size_t slash = path.rfind('/');
+    *name = path.substr(slash == path.npos ? 0 : slash + 1);
+    return open(slash == path.npos ? "" : path.substr(0, slash), Kind::folder);
+}
+
 static SiteItem item_of(const dirent &found) {
     const bool maybe = found.d_type == DT_LNK || found.d_type == DT_UNKNOWN;
     return {found.d_name, maybe || found.d_type == DT_DIR, found.d_type != DT_DIR};

@@ -33,6 +33,10 @@ class SiteFolder {
     // The same; nothing when there is no such file.
     std::optional<std::string> readIfThere(const std::string &file, size_t limit) const;
 
+    // The folder that a file is in, symbolic links followed, and the file's name there. With `make` the folders that
+    // are missing are made, for everybody to read.
+    Descriptor folderOf(const std::string &file, bool make, std::string *name) const;
+
     // As messages show it.
     std::string shown(const std::string &inside) const { return path_ + "/" + inside; }
 
@@ -42,6 +46,7 @@ class SiteFolder {
     void check(const Descriptor &opened, Kind kind, const std::string &what) const;
     std::string real(const std::string &inside) const;
     Descriptor open(const std::string &inside, Kind kind) const;
+    void makeFolders(const std::string &inside) const;
 
     std::string path_; // without a "/" at its end
     std::string real_; // without symbolic links
