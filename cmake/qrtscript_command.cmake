@@ -81,3 +81,9 @@ add_custom_command(
   DEPENDS ${code_pages} ${CMAKE_SOURCE_DIR}/cmake/code_pages.cmake
   VERBATIM)
 target_sources(check_objects PRIVATE ${code_pages_source})
+# ---- object: login scripts in the directory ----
+# What it shares with a login: its failures, and where a password comes from.
+add_library(login_parts STATIC tools/qrtlogin/failure.cpp tools/qrtlogin/password.cpp)
+target_include_directories(login_parts PRIVATE ${CMAKE_SOURCE_DIR})
+qrt_command_program(object login_parts common zkclient treelogin)
+add_dependencies(qrtscript_object zkclient_ldap)

@@ -29,6 +29,7 @@ FOLDERS = {
     "tools/qrtscript": ["qrtscript_tools"],
     "tools/qrtscript/check": ["qrtscript_tools"],
     "tools/qrtscript/plan": ["qrtscript_tools"],
+    "tools/qrtscript/object": ["qrtscript_tools", "ldap"],
 }
 # Files whose work shows elsewhere. Real servers take long to start and are asked only where nothing else would tell.
 EXCEPTIONS = {

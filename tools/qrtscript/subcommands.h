@@ -18,6 +18,9 @@ inline constexpr Subcommand subcommands[] = {
     {"explain-code", "qrtscript-check", catalogue_mark("explain a finding of check by its code")},
     {"fmt", "qrtscript-check", catalogue_mark("indent scripts, and write their keywords in capitals")},
     {"lsp", "qrtscript-check", catalogue_mark("serve editors that speak the language server protocol")},
+    {"get", "qrtscript-object", catalogue_mark("print an object's login script")},
+    {"put", "qrtscript-object", catalogue_mark("replace an object's login script")},
+    {"diff", "qrtscript-object", catalogue_mark("compare an object's login script with a file")},
 };
 
 #endif

@@ -1,0 +1,28 @@
+#include "tools/qrtscript/object/check.h"
+
+#include "platform/catalogue.h"
+#include "tools/own_folder.h"
+#include "tools/qrtscript/object/private_folder.h"
+#include "tools/qrtscript/object/program.h"
+
+static constexpr int check_clean = 0;
+static constexpr int check_found = 1;
+static constexpr size_t files_at_a_time = 200;
+
+std::string check_refusal(const std::vector<std::string> &files) {
+    bool hasErrors = false;
+    for (size_t start = 0; start < files.size(); start += files_at_a_time) {
+        std::vector<std::string> words = {own_folder() + "/qrtscript-check", "check", "--severity", "error", "--"};
+        for (size_t i = start; i < files.size() && i < start + files_at_a_time; i++) words.push_back(files[i]);
+        const int status = program_run(words, ProgramOutput::shown).status;
+        if (status != check_clean && status != check_found)
+            return catalogue_text("the script could not be checked; --force writes it all the same");
+        hasErrors = hasErrors || status == check_found;
+    }
+    return hasErrors ? catalogue_text("the script has errors; --force writes it all the same") : "";
+}
+
+std::string check_refusal_of(const std::string &object, const std::string &text) {
+    const PrivateFolder folder;
+    return check_refusal({folder.write(file_name_of(object), text)});
+}

@@ -1,0 +1,15 @@
+// What `qrtscript check` says of a script before it is written.
+#ifndef TOOLS_QRTSCRIPT_OBJECT_CHECK_H
+#define TOOLS_QRTSCRIPT_OBJECT_CHECK_H
+
+#include <string>
+#include <vector>
+
+// Runs the check over files; it reports to standard error. Empty when it finds no error, otherwise why the scripts are
+// not to be written.
+std::string check_refusal(const std::vector<std::string> &files);
+
+// The same of one script, under an object's name.
+std::string check_refusal_of(const std::string &object, const std::string &text);
+
+#endif

@@ -1,0 +1,97 @@
+#include "tools/qrtscript/object/program.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+
+#include "platform/catalogue.h"
+#include "platform/common/opened.h"
+#include "tools/program_start.h"
+#include "tools/qrtlogin/failure.h"
+
+static constexpr int not_found = 127;
+static constexpr int by_signal = 128;
+
+namespace {
+
+// What the terminal sends is meant for the program alone, as for one that system(3) runs.
+class TerminalLent {
+  public:
+    TerminalLent() : interrupt_(signal(SIGINT, SIG_IGN)), quit_(signal(SIGQUIT, SIG_IGN)) {}
+    TerminalLent(const TerminalLent &) = delete;
+    TerminalLent &operator=(const TerminalLent &) = delete;
+    ~TerminalLent() { takeBack(); }
+    void takeBack() const {
+        signal(SIGINT, interrupt_);
+        signal(SIGQUIT, quit_);
+    }
+
+  private:
+    sighandler_t interrupt_, quit_;
+};
+
+} // namespace
+
+[[noreturn]] static void become(const std::vector<std::string> &words, int output, ProgramOutput kind) {
+    if (kind != ProgramOutput::unchanged) {
+        const int nothing = open("/dev/null", O_RDWR);
+        dup2(nothing, STDIN_FILENO);
+        dup2(kind == ProgramOutput::taken   ? output
+             : kind == ProgramOutput::shown ? STDERR_FILENO
+                                            : nothing,
+             STDOUT_FILENO);
+        if (kind == ProgramOutput::dropped) dup2(nothing, STDERR_FILENO);
+    }
+    std::vector<char *> list;
+    for (const std::string &word : words) list.push_back(const_cast<char *>(word.c_str()));
+    list.push_back(nullptr);
+    program_restore_signals();
+    execvp(list[0], list.data());
+    _exit(not_found);
+}
+
+static std::string all_of(int descriptor) {
+    std::string text;
+    char part[4096];
+    for (;;) {
+        const ssize_t got = TEMP_FAILURE_RETRY(read(descriptor, part, sizeof part));
+        if (got <= 0) return text;
+        text.append(part, static_cast<size_t>(got));
+    }
+}
+
+static int status_of(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : by_signal + WTERMSIG(status);
+}
+
+ProgramRun program_run(const std::vector<std::string> &words, ProgramOutput output) {
+    const auto refuse = [&] {
+        return Failure(exit_system, catalogue_format("cannot run %1$s: %2$s", words.front().c_str(), strerror(errno)));
+    };
+    fflush(stdout);
+    int ends[2] = {-1, -1};
+    if (output == ProgramOutput::taken && pipe2(ends, O_CLOEXEC) != 0) throw refuse();
+    const Opened readEnd(ends[0]);
+    Opened writeEnd(ends[1]);
+    std::optional<TerminalLent> lent;
+    if (output == ProgramOutput::unchanged) lent.emplace();
+    const pid_t child = fork();
+    if (child < 0) throw refuse();
+    if (child == 0) {
+        if (lent) lent->takeBack();
+        become(words, writeEnd.number(), output);
+    }
+    writeEnd = Opened(-1);
+    ProgramRun run;
+    if (output == ProgramOutput::taken) run.output = all_of(readEnd.number());
+    run.status = status_of(child);
+    return run;
+}

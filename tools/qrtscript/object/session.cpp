@@ -1,0 +1,112 @@
+#include "tools/qrtscript/object/session.h"
+
+#include "platform/catalogue.h"
+#include "platform/common/context_flags.h"
+#include "platform/zk.h"
+#include "tools/qrtlogin/password.h"
+
+static constexpr uint32_t login_option = 2;
+
+static void require(uint32_t code, const std::string &attempt) {
+    if (code != ZK_OK) throw failure_of(code, attempt);
+}
+
+static Failure failure_of(const CodedError &error, const std::string &attempt) {
+    const Failure general = ::failure_of(error.code, attempt);
+    const int status = error.code == ZKE_SCRIPT_CHANGED  ? exit_changed
+                       : error.code == ZKE_NOT_LOGGED_IN ? static_cast<int>(exit_password)
+                                                         : general.status();
+    std::string why = error.what();
+    if (error.code == ZKE_NO_SUCH_ENTRY) why = catalogue_text("no such object");
+    if (error.code == ZKE_MALFORMED_NAME) why = catalogue_text("malformed name");
+    if (error.code == ZKE_NOT_LOGGED_IN) why += std::string(": ") + catalogue_text("log in with --as");
+    return why.empty() ? Failure(status, general.what()) : Failure(status, attempt + ": " + why);
+}
+
+// Does something with the client, and words what it throws.
+template <typename Work>
+static auto attempting(const std::string &attempt, Work work) {
+    try {
+        return work();
+    } catch (const CodedError &error) {
+        throw failure_of(error, attempt);
+    }
+}
+
+TreeSession::TreeSession(const ObjectOptions &options) {
+    require(ZKCallsInit(nullptr, nullptr), catalogue_text("cannot start the directory client"));
+    require(ZKDSCreateContextHandle(&context_), catalogue_text("cannot start the directory client"));
+    try {
+        useTree(options);
+        if (options.as) logIn(*options.as, options.passwordDescriptor);
+    } catch (const Failure &) {
+        ZKDSFreeContext(context_);
+        throw;
+    }
+}
+
+TreeSession::~TreeSession() {
+    ZKDSFreeContext(context_);
+}
+
+void TreeSession::useTree(const ObjectOptions &options) {
+    char name[ZK_MAX_NAME + 1] = {};
+    if (!options.tree)
+        require(ZKDSGetContext(context_, DCK_TREE_NAME, name), catalogue_text("cannot find the default tree"));
+    tree_ = options.tree ? *options.tree : name;
+    const std::string attempt = catalogue_format("cannot use tree %s", tree_.c_str());
+    require(ZKDSSetContext(context_, DCK_FLAGS, &login_context_flags), attempt);
+    require(ZKDSSetContext(context_, DCK_TREE_NAME, tree_.c_str()), attempt);
+    // A context is always complete from the root, with or without the period that says so.
+    const char *context = options.context.c_str();
+    require(ZKDSSetContext(context_, DCK_NAME_CONTEXT, *context == '.' ? context + 1 : context),
+            catalogue_format("cannot use context %s", context));
+}
+
+void TreeSession::logIn(const std::string &user, int passwordDescriptor) {
+    int needed = 1;
+    require(ZKDSLoginNeedsPassword(context_, &needed), catalogue_format("cannot use tree %s", tree_.c_str()));
+    Secret password;
+    if (passwordDescriptor >= 0)
+        password = password_read(passwordDescriptor);
+    else if (needed != 0)
+        password = password_ask(catalogue_format("Password for %s: ", user.c_str()));
+    const std::string attempt = catalogue_format("cannot log in as %1$s to tree %2$s", user.c_str(), tree_.c_str());
+    if (!script_name_is_dn(user))
+        return require(ZKDSLoginEx(context_, user.c_str(), login_option, password.text()), attempt);
+    try {
+        script_login_as(context_, user, password.text());
+    } catch (const CodedError &error) {
+        const Failure general = ::failure_of(error.code, attempt);
+        if (*error.what() == '\0') throw general;
+        throw Failure(general.status(), attempt + ": " + error.what());
+    }
+}
+
+ScriptObject TreeSession::object(const std::string &name) const {
+    return attempting(
+        name, [&] { return script_object(context_, name); });
+}
+
+std::optional<ScriptObject> TreeSession::objectOfFile(const std::string &file) const {
+    return attempting(
+        file, [&] { return script_object_of_file(context_, file); });
+}
+
+StoredScript TreeSession::read(const ScriptObject &object) const {
+    return attempting(
+        catalogue_format("cannot read the login script of %s", object.name.c_str()),
+        [&] { return script_read(context_, object); });
+}
+
+std::vector<ScriptOfObject> TreeSession::list() const {
+    return attempting(
+        catalogue_format("cannot list the login scripts of tree %s", tree_.c_str()),
+        [&] { return script_list(context_); });
+}
+
+void TreeSession::write(const ScriptObject &object, const ScriptText &before, const ScriptText &after) const {
+    attempting(
+        catalogue_format("cannot write the login script of %s", object.name.c_str()),
+        [&] { script_write(context_, object, before, after); });
+}

@@ -1,0 +1,39 @@
+// The directory as the administrator sees it: the tree, the login, objects and their scripts.
+#ifndef TOOLS_QRTSCRIPT_OBJECT_SESSION_H
+#define TOOLS_QRTSCRIPT_OBJECT_SESSION_H
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/client/interface/scripts.h"
+#include "tools/qrtlogin/failure.h"
+#include "tools/qrtscript/object/options.h"
+
+class TreeSession {
+  public:
+    // Finds the tree, and logs in where --as says as whom. `options` must outlive the object. All throw Failure.
+    explicit TreeSession(const ObjectOptions &options);
+    ~TreeSession();
+    TreeSession(const TreeSession &) = delete;
+    TreeSession &operator=(const TreeSession &) = delete;
+
+    ScriptObject object(const std::string &name) const;
+    std::optional<ScriptObject> objectOfFile(const std::string &file) const;
+    StoredScript read(const ScriptObject &object) const;
+    std::vector<ScriptOfObject> list() const;
+    // A Failure with exit_changed when the script is no longer `before`.
+    void write(const ScriptObject &object, const ScriptText &before, const ScriptText &after) const;
+
+    const std::string &tree() const { return tree_; }
+
+  private:
+    void useTree(const ObjectOptions &options);
+    void logIn(const std::string &user, int passwordDescriptor);
+
+    uint32_t context_ = 0;
+    std::string tree_;
+};
+
+#endif
