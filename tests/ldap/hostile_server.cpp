@@ -15,8 +15,8 @@ namespace {
 using namespace std::string_literals;
 using namespace std::string_view_literals;
 
-// Connections, binds, searches, extended requests, the last client, changes.
-constexpr size_t shared_size = 6 * sizeof(int);
+// Connections, binds, searches, extended requests, the last client, changes, changes with a condition.
+constexpr size_t shared_size = 7 * sizeof(int);
 
 void say(int client, std::string_view bytes) {
     if (send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL) < 0) _exit(0);
@@ -121,6 +121,11 @@ void answer_by_script(int client, const Scripted &script, volatile int *counts) 
                  {0x66, script.modifies, counts[4]}};
     unsigned char bytes[65536];
     for (ssize_t got; (got = recv(client, bytes, sizeof bytes, 0)) > 0;) {
+        if (operation(bytes, got) == 0x66) {
+            const std::string_view request(reinterpret_cast<const char *>(bytes), static_cast<size_t>(got));
+            if (request.find("1.3.6.1.1.12") != request.npos) counts[5] = counts[5] + 1;
+            if (script.modifies.empty()) return; // without an answer
+        }
         for (Kind &kind : kinds) {
             if (operation(bytes, got) != kind.operation || kind.answers.empty()) continue;
             const size_t turn = std::min(static_cast<size_t>(kind.asked), kind.answers.size() - 1);

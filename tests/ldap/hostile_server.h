@@ -69,6 +69,8 @@ class HostileServer {
     int logins() const { return taken[1]; }
     int searches() const { return taken[2]; }
     int modifies() const { return taken[5]; }
+    // How many changes with a condition (RFC 4528) have come.
+    int conditions() const { return taken[6]; }
 
   private:
     void start(int listener, const std::function<void(int client)> &serveClient);

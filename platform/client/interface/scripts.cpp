@@ -1,9 +1,13 @@
 #include "platform/client/interface/scripts.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include "platform/catalogue.h"
 #include "platform/client/core/login_check.h"
 #include "platform/client/overlay/object_path.h"
 #include "platform/client/session/contexts.h"
+#include "platform/common/skip.h"
 
 static ScriptObject object_of(EntryPtr entry) {
     ScriptObject object;
@@ -68,9 +72,24 @@ std::vector<ScriptOfObject> script_list(uint32_t context) {
     return all;
 }
 
+static bool is_type_character(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-';
+}
+
 bool script_name_is_dn(const std::string &name) {
-    Name parsed;
-    return name.find(',') != std::string::npos && name_parse_dn(name, {}, &parsed, nullptr);
+    const auto hasType = [](std::string_view part) {
+        const size_t equals = part.find('=');
+        return equals != 0 && equals != part.npos &&
+               std::all_of(part.begin(), part.begin() + static_cast<std::ptrdiff_t>(equals), is_type_character);
+    };
+    std::string_view rest = name;
+    size_t comma = find_unescaped(rest, ',');
+    if (comma == rest.npos) return false;
+    for (; comma != rest.npos; comma = find_unescaped(rest, ',')) {
+        if (!hasType(rest.substr(0, comma))) return false;
+        rest = skip_any(rest.substr(comma + 1), " ");
+    }
+    return hasType(rest);
 }
 
 void script_login_as(uint32_t context, const std::string &dn, const char *password) {

@@ -17,6 +17,7 @@
 static bool is_same_dn(const std::string &one, const std::string &other) {
     Name first;
     Name second;
+    if (!one.empty() && equal_nocase(one, other)) return true; // also of a form that no entry of the tree has
     return !other.empty() && name_parse_dn(one, {}, &first, nullptr) && name_parse_dn(other, {}, &second, nullptr) &&
            name_equal(first, second);
 }

@@ -78,7 +78,7 @@ void TreeSession::logIn(const std::string &user, int passwordDescriptor) {
         script_login_as(context_, user, password.text());
     } catch (const CodedError &error) {
         const Failure general = ::failure_of(error.code, attempt);
-        if (*error.what() == '\0') throw general;
+        if (*error.what() == '\0' || error.code == ZKE_WRONG_PASSWORD) throw general;
         throw Failure(general.status(), attempt + ": " + error.what());
     }
 }
