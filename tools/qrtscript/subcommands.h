@@ -20,7 +20,9 @@ inline constexpr Subcommand subcommands[] = {
     {"lsp", "qrtscript-check", catalogue_mark("serve editors that speak the language server protocol")},
     {"get", "qrtscript-object", catalogue_mark("print an object's login script")},
     {"put", "qrtscript-object", catalogue_mark("replace an object's login script")},
+    {"edit", "qrtscript-object", catalogue_mark("edit an object's login script")},
     {"diff", "qrtscript-object", catalogue_mark("compare an object's login script with a file")},
+    {"log", "qrtscript-object", catalogue_mark("show when an object's login script was changed")},
 };
 
 #endif

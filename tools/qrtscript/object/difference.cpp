@@ -16,6 +16,8 @@ std::string difference(const NamedText &before, const NamedText &after, const Pr
     const ProgramRun run = program_run({"diff", "-a", "-u", "--label", terminal_text(before.label), "--label",
                                         terminal_text(after.label), first, second},
                                        ProgramOutput::taken);
+    folder.remove("before");
+    folder.remove("after");
     if (run.status > 1) throw Failure(exit_system, catalogue_text("cannot run diff (package diffutils)"));
     return run.output;
 }
@@ -60,7 +62,8 @@ std::optional<Merged> merge(const NamedText &mine, const NamedText &base, const 
         run = program_run(
             {"diff3", "-a", "-m", "-L", mine.label, "-L", base.label, "-L", theirs.label, first, second, third},
             ProgramOutput::taken);
-        if (run.status > 1) return std::nullopt;
     }
+    for (const char *name : {"mine", "base", "theirs"}) folder.remove(name);
+    if (!byGit && run.status > 1) return std::nullopt;
     return Merged{run.output, run.status != 0};
 }

@@ -22,6 +22,7 @@ int command_diff(const ObjectOptions &options) {
     const StoredScript stored = session.read(object);
     store_tell(options, object, stored);
     if (stored.text == text) return exit_done;
-    store_show(object, stored.text, {file, text});
+    const PrivateFolder folder;
+    store_show(object, stored.text, {file, text}, folder);
     return exit_differs;
 }

@@ -26,9 +26,7 @@ struct Command {
 } // namespace
 
 static constexpr Command commands[] = {
-    {"get", command_get},
-    {"put", command_put},
-    {"diff", command_diff},
+    {"get", command_get}, {"put", command_put}, {"edit", command_edit}, {"diff", command_diff}, {"log", command_log},
 };
 
 static int object_main(int argc, char **argv) {

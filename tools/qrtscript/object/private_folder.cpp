@@ -84,6 +84,10 @@ std::string PrivateFolder::write(const std::string &name, std::string_view text)
     return file;
 }
 
+void PrivateFolder::remove(const std::string &name) const {
+    unlink(path(name).c_str());
+}
+
 void PrivateFolder::keep(const std::string &file) {
     kept_ = !file.empty();
     if (kept_) {

@@ -14,11 +14,13 @@ class PrivateFolder {
     PrivateFolder(const PrivateFolder &) = delete;
     PrivateFolder &operator=(const PrivateFolder &) = delete;
 
-    // Writes a file, and returns its path.
+    // Writes a file, and returns its path. It stays until the end, or until it is removed.
     std::string write(const std::string &name, std::string_view text) const;
+    void remove(const std::string &name) const;
     std::string path(const std::string &name) const { return path_ + "/" + name; }
     // From now on everything stays, and an interrupt says where `file` is. An empty one takes that back.
     void keep(const std::string &file);
+    bool isKept() const { return kept_; }
 
   private:
     std::string path_;

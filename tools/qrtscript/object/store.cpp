@@ -10,8 +10,8 @@ NamedText store_named(const ScriptObject &object, const ScriptText &text) {
     return {name, text.value_or("")};
 }
 
-void store_show(const ScriptObject &object, const ScriptText &before, const NamedText &after) {
-    const PrivateFolder folder;
+void store_show(const ScriptObject &object, const ScriptText &before, const NamedText &after,
+                const PrivateFolder &folder) {
     difference_show(difference(store_named(object, before), after, folder));
 }
 
