@@ -23,6 +23,8 @@ inline constexpr Subcommand subcommands[] = {
     {"edit", "qrtscript-object", catalogue_mark("edit an object's login script")},
     {"diff", "qrtscript-object", catalogue_mark("compare an object's login script with a file")},
     {"log", "qrtscript-object", catalogue_mark("show when an object's login script was changed")},
+    {"export", "qrtscript-object", catalogue_mark("write all login scripts of a tree to files")},
+    {"import", "qrtscript-object", catalogue_mark("make files the login scripts of a tree")},
 };
 
 #endif

@@ -51,6 +51,12 @@ std::optional<ScriptObject> script_object_of_file(uint32_t context, const std::s
     return entry == nullptr ? std::nullopt : std::optional(object_of(std::move(entry)));
 }
 
+std::optional<std::string> script_file_path(const std::string &file) {
+    Name name;
+    bool isContainer = false;
+    return object_path_parse(file, &name, &isContainer) ? object_path(name, isContainer) : std::nullopt;
+}
+
 StoredScript script_read(uint32_t context, const ScriptObject &object) {
     return tree_of(context).store->readScript(*object.entry);
 }

@@ -26,6 +26,9 @@ ScriptObject script_object(uint32_t context, const std::string &name);
 // The one that a file of a folder of scripts means; nothing when the tree has no such object.
 std::optional<ScriptObject> script_object_of_file(uint32_t context, const std::string &file);
 
+// The path by which the object of such a file is written; nothing for one that can be no object's.
+std::optional<std::string> script_file_path(const std::string &file);
+
 // As DirectoryStore::readScript and writeScript. A text with a NUL byte or of more than 16 MiB is DataError.
 StoredScript script_read(uint32_t context, const ScriptObject &object);
 void script_write(uint32_t context, const ScriptObject &object, const ScriptText &before, const ScriptText &after);

@@ -26,7 +26,8 @@ struct Command {
 } // namespace
 
 static constexpr Command commands[] = {
-    {"get", command_get}, {"put", command_put}, {"edit", command_edit}, {"diff", command_diff}, {"log", command_log},
+    {"get", command_get}, {"put", command_put},       {"edit", command_edit},     {"diff", command_diff},
+    {"log", command_log}, {"export", command_export}, {"import", command_import},
 };
 
 static int object_main(int argc, char **argv) {

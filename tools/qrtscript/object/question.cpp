@@ -32,6 +32,10 @@ void Progress::step() {
     if (isShown_) fprintf(stderr, "\r%s: %zu/%zu\033[K", what_.c_str(), done_, all_);
 }
 
-Progress::~Progress() {
+void Progress::clear() {
     if (isShown_ && done_ > 0) fputs("\r\033[K", stderr);
+}
+
+Progress::~Progress() {
+    clear();
 }

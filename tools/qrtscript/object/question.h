@@ -19,6 +19,7 @@ class Progress {
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
     void step();
+    void clear(); // before something else is written
 
   private:
     std::string what_;

@@ -1,0 +1,95 @@
+#include <cstdio>
+#include <map>
+
+#include "platform/catalogue.h"
+#include "tools/qrtscript/object/commands.h"
+#include "tools/qrtscript/object/question.h"
+#include "tools/qrtscript/object/script_folder.h"
+#include "tools/qrtscript/object/store.h"
+
+namespace {
+
+class Export {
+  public:
+    explicit Export(const ObjectOptions &options)
+        : options_(options), session_(options), folder_(options.operands[0], ScriptFolder::Missing::made) {
+        for (const std::string &file : folder_.files())
+            if (const std::optional<std::string> path = script_file_path(file)) there_.emplace(*path, file);
+    }
+
+    int run() {
+        takeScripts();
+        if (!options_.dryRun && !folder_.has("site.toml")) folder_.write("site.toml", "version = 1\n");
+        writeScripts();
+        prune();
+        return isWhole_ ? exit_done : exit_not_created;
+    }
+
+  private:
+    // Of two objects whose names differ only in their types nobody could say whose the file is.
+    void takeScripts() {
+        for (const ScriptOfObject &one : session_.list()) {
+            if (!one.object.file) {
+                store_say(options_, catalogue_format("no file can have the name of %s", one.object.typed.c_str()));
+                isWhole_ = false;
+                continue;
+            }
+            const auto [other, isFirst] = scripts_.emplace(*one.object.file, one);
+            if (!isFirst) {
+                throw Failure(exit_not_created, catalogue_format("%1$s and %2$s would have the same file, %3$s",
+                                                                 other->second.object.typed.c_str(),
+                                                                 one.object.typed.c_str(), other->first.c_str()));
+            }
+        }
+    }
+
+    void writeScripts() {
+        size_t written = 0;
+        Progress progress(catalogue_text("Export"), scripts_.size());
+        for (const auto &[path, one] : scripts_) {
+            const auto there = there_.find(path);
+            const bool isNew = there == there_.end();
+            const std::string &file = isNew ? path : there->second;
+            progress.step();
+            if (!isNew && folder_.read(file) == one.text) continue;
+            if (!options_.dryRun) folder_.write(file, one.text);
+            progress.clear();
+            printf("%-7s %s\n", isNew ? catalogue_text("add") : catalogue_text("change"), terminal_text(file).c_str());
+            written++;
+        }
+        progress.clear();
+        store_say(options_, options_.dryRun
+                                ? catalogue_format("%1$zu login scripts, %2$zu to be written", scripts_.size(), written)
+                                : catalogue_format("%1$zu login scripts, %2$zu written", scripts_.size(), written));
+    }
+
+    void prune() {
+        std::vector<std::string> stale;
+        for (const auto &[path, file] : there_)
+            if (scripts_.count(path) == 0) stale.push_back(file);
+        if (stale.empty()) return;
+        for (const std::string &file : stale)
+            printf("%-7s %s\n", options_.prune ? catalogue_text("remove") : catalogue_text("stale"),
+                   terminal_text(file).c_str());
+        if (!options_.prune) {
+            store_say(options_, catalogue_text("the tree has no script for the stale files; --prune removes them"));
+            return;
+        }
+        if (options_.dryRun) return;
+        if (!options_.yes && !question_ask(catalogue_format("Remove %zu files?", stale.size()))) return;
+        for (const std::string &file : stale) folder_.remove(file);
+    }
+
+    const ObjectOptions &options_;
+    const TreeSession session_;
+    const ScriptFolder folder_;
+    std::map<std::string, std::string> there_; // the files by the paths that would be written
+    std::map<std::string, ScriptOfObject> scripts_;
+    bool isWhole_ = true;
+};
+
+} // namespace
+
+int command_export(const ObjectOptions &options) {
+    return Export(options).run();
+}

@@ -1,0 +1,157 @@
+#include <csignal>
+#include <cstdio>
+#include <map>
+#include <set>
+
+#include "platform/catalogue.h"
+#include "tools/qrtscript/object/check.h"
+#include "tools/qrtscript/object/commands.h"
+#include "tools/qrtscript/object/question.h"
+#include "tools/qrtscript/object/script_folder.h"
+#include "tools/qrtscript/object/store.h"
+
+namespace {
+
+struct Change {
+    ScriptObject object;
+    std::string file; // empty: the object has none
+    ScriptText before, after;
+};
+
+// An interrupt comes when the script that is being written is there, and it has been said which ones are.
+class InterruptsHeld {
+  public:
+    InterruptsHeld() {
+        sigemptyset(&held_);
+        for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&held_, number);
+        sigprocmask(SIG_BLOCK, &held_, &before_);
+    }
+    InterruptsHeld(const InterruptsHeld &) = delete;
+    InterruptsHeld &operator=(const InterruptsHeld &) = delete;
+    ~InterruptsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+    bool hasCome() const {
+        sigset_t waiting;
+        sigpending(&waiting);
+        for (const int number : {SIGINT, SIGTERM, SIGHUP})
+            if (sigismember(&waiting, number) == 1) return true;
+        return false;
+    }
+
+  private:
+    sigset_t held_ = {}, before_ = {};
+};
+
+class Import {
+  public:
+    explicit Import(const ObjectOptions &options)
+        : options_(options), folder_(options.operands[0], ScriptFolder::Missing::refused), session_(options) {}
+
+    int run() {
+        for (ScriptOfObject &one : session_.list()) scripts_.emplace(one.object.typed, std::move(one));
+        for (const std::string &file : folder_.files()) take(file);
+        if (!isUsable_)
+            throw Failure(exit_user, catalogue_text("nothing was written: not every file is the script of an object"));
+        if (options_.prune) addRemovals();
+        show();
+        check();
+        if (changes_.empty() || options_.dryRun) return exit_done;
+        const std::string question = catalogue_format("Change %zu login scripts?", changes_.size());
+        if (!options_.yes && !question_ask(question)) return exit_differs;
+        write();
+        return exit_done;
+    }
+
+  private:
+    void complain(const std::string &what) {
+        store_say(options_, what);
+        isUsable_ = false;
+    }
+
+    void take(const std::string &file) {
+        const std::optional<std::string> path = script_file_path(file);
+        const std::optional<ScriptObject> object = path ? session_.objectOfFile(*path) : std::nullopt;
+        if (!object) return complain(catalogue_format("%s: no such object", folder_.shown(file).c_str()));
+        const auto [other, isFirst] = files_.emplace(object->typed, file);
+        if (!isFirst) {
+            return complain(catalogue_format("%1$s and %2$s stand for the same object",
+                                             folder_.shown(other->second).c_str(), folder_.shown(file).c_str()));
+        }
+        const auto known = scripts_.find(object->typed);
+        Change change = {*object, file, std::nullopt, folder_.read(file)};
+        if (known != scripts_.end()) change.before = known->second.text;
+        if (change.before != change.after) changes_.push_back(std::move(change));
+    }
+
+    void addRemovals() {
+        for (const auto &[typed, one] : scripts_)
+            if (files_.count(typed) == 0) changes_.push_back({one.object, "", one.text, std::nullopt});
+    }
+
+    void show() const {
+        const PrivateFolder folder;
+        for (const Change &change : changes_) {
+            const char *what = !change.after    ? catalogue_text("remove")
+                               : !change.before ? catalogue_text("add")
+                                                : catalogue_text("change");
+            printf("%-7s %s\n", what, terminal_text(change.object.name).c_str());
+            if (options_.verbose && change.after)
+                store_show(change.object, change.before, {change.file, *change.after}, folder);
+        }
+        store_say(options_,
+                  catalogue_format("%1$zu files, %2$zu login scripts to be changed", files_.size(), changes_.size()));
+    }
+
+    // The files themselves: the check says where a mistake is. What is written is what was read before.
+    void check() const {
+        std::vector<std::string> paths;
+        for (const Change &change : changes_)
+            if (change.after) paths.push_back(folder_.shown(change.file));
+        const std::string refusal = paths.empty() ? "" : check_refusal(paths);
+        if (!refusal.empty() && !options_.force) throw Failure(exit_findings, refusal);
+        for (const Change &change : changes_) {
+            if (change.after && folder_.read(change.file) != *change.after)
+                throw Failure(exit_changed, catalogue_format("%s has been changed by somebody else",
+                                                             folder_.shown(change.file).c_str()));
+        }
+    }
+
+    void write() const {
+        const InterruptsHeld interrupts;
+        size_t written = 0;
+        try {
+            Progress progress(catalogue_text("Import"), changes_.size());
+            for (const Change &change : changes_) {
+                if (interrupts.hasCome()) throw Failure(exit_differs, catalogue_text("interrupted"));
+                progress.step();
+                store_write(session_, options_, change.object, change.before, change.after);
+                written++;
+            }
+        } catch (const Failure &) {
+            sayRest(written);
+            throw;
+        }
+        store_say(options_, catalogue_format("%zu login scripts changed", written));
+    }
+
+    void sayRest(size_t written) const {
+        store_say(options_,
+                  catalogue_format("%1$zu of %2$zu login scripts changed; not changed:", written, changes_.size()));
+        for (size_t i = written; i < changes_.size(); i++)
+            fprintf(stderr, "  %s\n", terminal_text(changes_[i].object.name).c_str());
+    }
+
+    const ObjectOptions &options_;
+    const ScriptFolder folder_;
+    const TreeSession session_;
+    std::map<std::string, ScriptOfObject> scripts_; // of the tree, by the objects' typed names
+    std::map<std::string, std::string> files_;      // by the same
+    std::vector<Change> changes_;
+    bool isUsable_ = true;
+};
+
+} // namespace
+
+int command_import(const ObjectOptions &options) {
+    return Import(options).run();
+}
