@@ -62,7 +62,8 @@ std::string ldif_rewritten(std::string_view text, const LdifChange &change) {
     const bool isEnded = end > 0 && text[end - 1] == '\n';
 
     std::string result(text.substr(0, start));
-    if (change.isFurther && !isEnded) result += lineEnd;
+    // A file may end in the middle of a line end.
+    if (change.isFurther && !isEnded) result += end > 0 && text[end - 1] == '\r' ? "\n" : lineEnd;
     if (change.value) {
         result += line_of(change.attribute, *change.value, lineEnd);
         if (isEnded) result += lineEnd;
