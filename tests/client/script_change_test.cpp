@@ -333,6 +333,32 @@ TEST_F(ScriptChange, ManyAtATimeLoseNothing) {
     EXPECT_EQ(strays(), 0u);
 }
 
+// The writer is killed, too, wherever it is then.
+TEST_F(ScriptChange, WhoeverReadsSeesTheOldFileOrTheNewOne) {
+    const std::string one(3000, 'a'), other(5000, 'b');
+    ASSERT_EQ(put("sales.acme", "WRITE \"sales\"", one), "");
+    const std::string first = file();
+    ASSERT_EQ(put("sales.acme", one, other), "");
+    const std::string second = file();
+    for (int round = 0; round < 20; round++) {
+        TerminalProcess writer([&] {
+            for (bool isOne = script("sales.acme") == one;; isOne = !isOne)
+                put("sales.acme", isOne ? one : other, isOne ? other : one);
+            return 0;
+        });
+        for (int i = 0; i < 50; i++) {
+            const std::string now = file();
+            ASSERT_TRUE(now == first || now == second) << now;
+        }
+        kill(writer.id(), SIGKILL);
+        EXPECT_EQ(writer.finish(), 1000 + SIGKILL);
+        const std::string left = file();
+        ASSERT_TRUE(left == first || left == second) << left;
+    }
+    const ScriptText now = script("sales.acme");
+    EXPECT_EQ(put("sales.acme", now, "EXIT"), "") << "no lock is left";
+}
+
 TEST_F(ScriptChange, ListsAllScripts) {
     std::vector<std::string> found;
     for (const ScriptOfObject &one : script_list(at))

@@ -312,3 +312,31 @@ TEST_F(LdapScripts, ByTheTool) {
     EXPECT_EQ(anonymous.status, 2);
     EXPECT_THAT(anonymous.err, EndsWith("own servers can change a script: log in with --as\n"));
 }
+
+TEST_F(LdapScripts, TheToolTellsWhoHasChangedTheObject) {
+    Slapd server(withManager());
+    onServers({server.uri()});
+    changeElsewhere(server, "EXIT");
+    const Outcome outcome = process_run({BINARY_DIR "/qrtscript", "log", "sales.acme"}, environment);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out,
+                testing::MatchesRegex("20[0-9-]{8}T[0-9:]{8}Z  the object was changed by cn=manager,o=acme\n"));
+}
+
+TEST_F(LdapScripts, TheToolExportsAndImports) {
+    Slapd server(withManager());
+    onServers({server.uri()});
+    ASSERT_EQ(tool({"export", folder.path("all")}).status, 0);
+    EXPECT_EQ(file_text(folder.path("all/acme/sales/_container.qrt")), sales());
+    folder.write("all/acme/sales/_container.qrt", "WRITE \"imported\"\n");
+    folder.write("all/acme/sales/emea/_container.qrt", "WRITE \"Europe\"\n");
+    remove(folder.path("all/acme/_container.qrt").c_str());
+    const Outcome outcome = tool({"import", folder.path("all"), "--yes", "--prune"});
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "change  sales.acme\nadd     emea.sales.acme\nremove  acme\n");
+    begin(server);
+    EXPECT_EQ(script("sales.acme"), "WRITE \"imported\"\n");
+    EXPECT_EQ(script("emea.sales.acme"), "WRITE \"Europe\"\n");
+    EXPECT_EQ(script("acme"), std::nullopt);
+    EXPECT_EQ(tool({"import", folder.path("all"), "--yes", "--prune"}).out, "");
+}

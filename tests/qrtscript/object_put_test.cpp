@@ -183,6 +183,15 @@ TEST_F(ObjectPut, SaysWhichFileCannotBeReadOrTaken) {
                 EndsWith("cannot write the login script of jdoe.sales.acme: the script contains a NUL byte\n"));
 }
 
+TEST_F(ObjectPut, SaysWhenItHasNoPlaceForItsOwnFiles) {
+    userScript("EXIT\n");
+    environment["TMPDIR"] = "/proc";
+    const Outcome outcome = qrtscript({"put", "jdoe.sales.acme", "--yes"}, "BREAK ON\n");
+    EXPECT_EQ(outcome.status, 73);
+    EXPECT_THAT(outcome.err, StartsWith("qrtscript put: cannot write /proc/qrtscript-"));
+    EXPECT_EQ(script("jdoe.sales.acme"), "EXIT\n");
+}
+
 TEST_F(ObjectPut, DiffTellsByItsStatus) {
     userScript("EXIT\n");
     EXPECT_EQ(qrtscript({"diff", "jdoe.sales.acme", "-"}, "EXIT\n"), (Outcome{0, "", ""}));
