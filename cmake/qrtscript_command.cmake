@@ -49,6 +49,18 @@ target_include_directories(language_objects INTERFACE ${CMAKE_SOURCE_DIR}/includ
 # What MAP would refuse, the mapping program's own parser tells.
 target_sources(language_objects INTERFACE "$<FILTER:$<TARGET_OBJECTS:map_objects>,INCLUDE,/command\\.cpp\\.o$>")
 qrt_command_program(check common language_objects zkclient)
+target_compile_definitions(check_objects PRIVATE QRTSCRIPT_VERSION="${PROJECT_VERSION}")
+
+# The pages about the codes are part of the program.
+file(GLOB code_pages CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/codes/QS*.md)
+set(code_pages_source ${CMAKE_BINARY_DIR}/generated/code_page_table.cpp)
+add_custom_command(
+  OUTPUT ${code_pages_source}
+  COMMAND ${CMAKE_COMMAND} -DFOLDER=${CMAKE_SOURCE_DIR}/docs/codes -DOUTPUT=${code_pages_source}
+          -P ${CMAKE_SOURCE_DIR}/cmake/code_pages.cmake
+  DEPENDS ${code_pages} ${CMAKE_SOURCE_DIR}/cmake/code_pages.cmake
+  VERBATIM)
+target_sources(check_objects PRIVATE ${code_pages_source})
 
 # ---- plan: the library's own objects over functions that record effects ----
 # Every row of seams.h is a call between two objects that the planner stands between. The mapping program's objects work
@@ -69,18 +81,7 @@ target_include_directories(plan_objects PRIVATE ${CMAKE_SOURCE_DIR}/include ${CM
 file(RELATIVE_PATH commands_from_programs ${CMAKE_INSTALL_FULL_LIBEXECDIR}/qrtscript ${CMAKE_INSTALL_FULL_BINDIR})
 target_compile_definitions(plan_objects PRIVATE COMMANDS_FROM_PROGRAMS="${commands_from_programs}")
 add_dependencies(qrtscript_plan zkclient_ldap)
-target_compile_definitions(check_objects PRIVATE QRTSCRIPT_VERSION="${PROJECT_VERSION}")
 
-# The pages about the codes are part of the program.
-file(GLOB code_pages CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/codes/QS*.md)
-set(code_pages_source ${CMAKE_BINARY_DIR}/generated/code_page_table.cpp)
-add_custom_command(
-  OUTPUT ${code_pages_source}
-  COMMAND ${CMAKE_COMMAND} -DFOLDER=${CMAKE_SOURCE_DIR}/docs/codes -DOUTPUT=${code_pages_source}
-          -P ${CMAKE_SOURCE_DIR}/cmake/code_pages.cmake
-  DEPENDS ${code_pages} ${CMAKE_SOURCE_DIR}/cmake/code_pages.cmake
-  VERBATIM)
-target_sources(check_objects PRIVATE ${code_pages_source})
 # ---- object: login scripts in the directory ----
 # What it shares with a login: its failures, and where a password comes from.
 add_library(login_parts STATIC tools/qrtlogin/failure.cpp tools/qrtlogin/password.cpp)
