@@ -244,6 +244,20 @@ TEST(LimitedProgram, EndsAtItsLimitWithAllThatItHasStarted) {
     EXPECT_LE(limited_program_run({"/bin/sh", "-c", "yes | head -c 100000"}, nullptr, 20).output.size(), 4096u);
 }
 
+TEST(LimitedProgram, AFunctionHasItsLimitToo) {
+    const auto work = [] {
+        fputs("one\n", stderr);
+        return getchar() == EOF ? 200 : 1;
+    };
+    ProgramEnd end = limited_work_run(work, 20);
+    EXPECT_EQ(ProgramEnd::How::exited, end.how);
+    EXPECT_EQ(200, end.status);
+    EXPECT_EQ("one\n", end.output);
+    EXPECT_EQ(ProgramEnd::How::silent, limited_work_run([] { return pause(); }, 1).how);
+    const auto failing = []() -> int { throw std::runtime_error("x"); };
+    EXPECT_EQ(ProgramEnd::How::ended, limited_work_run(failing, 20).how);
+}
+
 TEST(LimitedProgram, ReadsThePasswordFromItsDescriptor) {
     Secret password;
     strcpy(password.text(), "sun,flower");

@@ -49,17 +49,21 @@ static int64_t milliseconds_now() {
     return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
+// In the child. Whoever reads this process's own output waits for all that have it open.
+static void redirect_streams(const Pipe &output) {
+    const int nothing = open("/dev/null", O_RDONLY);
+    dup2(nothing, STDIN_FILENO);
+    dup2(output.write.number(), STDOUT_FILENO);
+    dup2(output.write.number(), STDERR_FILENO);
+}
+
 // In the child: never returns.
-[[noreturn]] static void become(const std::vector<std::string> &words, const Pipe &output, const Pipe &secret) {
+[[noreturn]] static void become(const std::vector<std::string> &words, const Pipe &secret) {
     const char *const environment[] = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin", "LC_ALL=C", "PASSWD_FD=3", nullptr};
     const char *const without_password[] = {environment[0], environment[1], nullptr};
     std::vector<char *> arguments;
     for (const std::string &word : words) arguments.push_back(const_cast<char *>(word.c_str()));
     arguments.push_back(nullptr);
-    const int nothing = open("/dev/null", O_RDONLY);
-    dup2(nothing, STDIN_FILENO);
-    dup2(output.write.number(), STDOUT_FILENO);
-    dup2(output.write.number(), STDERR_FILENO);
     const bool has_password = secret.read.isOpen();
     // The number may be one of those that are in use, and closed with the program's start.
     const int kept = has_password ? fcntl(secret.read.number(), F_DUPFD, 10) : -1;
@@ -134,21 +138,35 @@ static ProgramEnd end_of(pid_t child, bool inTime, std::string output) {
     return {ProgramEnd::How::exited, WEXITSTATUS(status), std::move(output)};
 }
 
-ProgramEnd limited_program_run(const std::vector<std::string> &words, const Secret *password, long seconds) {
-    ProgramEnd failed;
-    failed.how = access(words[0].c_str(), X_OK) == 0 ? ProgramEnd::How::ended : ProgramEnd::How::notFound;
-    if (failed.how == ProgramEnd::How::notFound) return failed;
+// `child` ends the process.
+static ProgramEnd run_child(const std::function<void()> &child, long seconds) {
+    const ProgramEnd failed = {ProgramEnd::How::ended, 0, ""};
     const int64_t until = milliseconds_now() + seconds * 1000;
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
-    Pipe output, secret;
-    if (!output.make() || !hand_over(&secret, password)) return failed;
-    const pid_t child = fork();
-    if (child == 0) become(words, output, secret);
-    if (child < 0) return failed;
+    Pipe output;
+    if (!output.make()) return failed;
+    const pid_t started = fork();
+    if (started == 0) {
+        redirect_streams(output);
+        child();
+    }
+    if (started < 0) return failed;
     output.write = Opened(-1);
     fcntl(output.read.number(), F_SETFL, O_NONBLOCK);
-    const Opened process(pidfd_open(child, 0));
+    const Opened process(pidfd_open(started, 0));
     std::string text;
     const bool in_time = await(process.number(), output.read.number(), until, &text);
-    return end_of(child, in_time, std::move(text));
+    return end_of(started, in_time, std::move(text));
+}
+
+ProgramEnd limited_program_run(const std::vector<std::string> &words, const Secret *password, long seconds) {
+    if (access(words[0].c_str(), X_OK) != 0) return {ProgramEnd::How::notFound, 0, ""};
+    Pipe secret;
+    if (!hand_over(&secret, password)) return {ProgramEnd::How::ended, 0, ""};
+    return run_child([&] { become(words, secret); }, seconds);
+}
+
+// No exception passes the frames of the parent.
+ProgramEnd limited_work_run(const std::function<int()> &work, long seconds) {
+    return run_child([&]() noexcept { _exit(work()); }, seconds);
 }

@@ -1,7 +1,8 @@
-// Runs a program for no longer than a limit.
+// Runs a program, or a function of this one, for no longer than a limit.
 #ifndef TOOLS_AUTOMOUNT_LIMITED_PROGRAM_H
 #define TOOLS_AUTOMOUNT_LIMITED_PROGRAM_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,5 +21,9 @@ struct ProgramEnd {
 // started, and left to the kernel: even a program that no signal ends is not waited for. The caller has no other
 // children.
 ProgramEnd limited_program_run(const std::vector<std::string> &words, const Secret *password, long seconds);
+
+// The same for what may hang in the kernel, such as a folder on a mount whose server is dead: a process of its own
+// calls `work` and exits with the status (0 to 255) that it returns. An exception ends the process.
+ProgramEnd limited_work_run(const std::function<int()> &work, long seconds);
 
 #endif

@@ -50,11 +50,23 @@ class KernelLog {
 
 } // namespace
 
-static DriveFailure mount_local(const MountOrder &order) {
-    if (bind_mount(order.mount.source.path, order.folder, order.mount.options)) return DriveFailure::none;
-    const int problem = errno;
-    complain(order.folder,
-             catalogue_format("cannot mount %1$s: %2$s", order.mount.source.path.c_str(), strerror(problem)));
+// What was killed at the limit may have come as far as the mount.
+static DriveFailure give_up(const std::string &folder, long timeLimit) {
+    umount2(folder.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW);
+    complain(folder, catalogue_format("no answer within %ld seconds", timeLimit));
+    return DriveFailure::noAnswer;
+}
+
+// The folder may be on a mount of its own whose server does not answer any more.
+static DriveFailure mount_local(const MountOrder &order, long timeLimit) {
+    const std::string &source = order.mount.source.path;
+    const auto mount = [&] { return bind_mount(source, order.folder, order.mount.options) ? 0 : errno; };
+    const ProgramEnd end = limited_work_run(mount, timeLimit);
+    if (end.how == ProgramEnd::How::silent) return give_up(order.folder, timeLimit);
+    if (end.how != ProgramEnd::How::exited) return DriveFailure::failed;
+    const int problem = end.status;
+    if (problem == 0) return DriveFailure::none;
+    complain(order.folder, catalogue_format("cannot mount %1$s: %2$s", source.c_str(), strerror(problem)));
     if (problem == ENOENT) return DriveFailure::noSuchShare;
     return problem == ELOOP || problem == ENOTDIR ? DriveFailure::badSource : DriveFailure::failed;
 }
@@ -65,9 +77,7 @@ static DriveFailure mount_remote(const MountOrder &order, const Secret *password
     if (!end.output.empty()) complain(order.folder, end.output);
     switch (end.how) {
         case ProgramEnd::How::silent:
-            umount2(order.folder.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW); // it may have come this far
-            complain(order.folder, catalogue_format("no answer within %ld seconds", timeLimit));
-            return DriveFailure::noAnswer;
+            return give_up(order.folder, timeLimit);
         case ProgramEnd::How::notFound:
             complain(order.folder, catalogue_format("%s is not installed", mount_command(order)[0].c_str()));
             return DriveFailure::noHelper;
@@ -112,7 +122,7 @@ static DriveFailure mount_as(const DriveUser &user, const std::string &folder, c
         return why.empty() ? DriveFailure::noSource : DriveFailure::badSource;
     }
     MountOrder order = {*mount, user, folder, "", ""};
-    if (mount->source.kind == VolumeSource::Kind::local) return mount_local(order);
+    if (mount->source.kind == VolumeSource::Kind::local) return mount_local(order, site.timeLimit);
     std::optional<SmbCredentials> credentials;
     if (site.credentials && mount_needs_password(*mount, true)) credentials = smb_credentials_read(user.id);
     if (!credentials && mount_needs_password(*mount, false)) return refuse(folder, DriveFailure::notAllowed);

@@ -1,8 +1,6 @@
 #include "tools/automount/refresh.h"
 
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -14,6 +12,7 @@
 #include "platform/common/places.h"
 #include "platform/terminal_text.h"
 #include "platform/zk.h"
+#include "tools/automount/limited_program.h"
 #include "tools/automount/root_file.h"
 
 static constexpr size_t file_limit = size_t{16} << 20;
@@ -174,23 +173,21 @@ bool site_refresh() {
     return well;
 }
 
-// In a process of its own, which is ended at the limit.
-static void refresh_within_limit() {
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(site_refresh_limit);
-        int status = 0;
-        try {
-            site_refresh();
-        } catch (const std::exception &error) {
-            complain(error.what());
-            status = 1;
-        }
-        _exit(status);
+static int refresh_status() {
+    try {
+        site_refresh();
+        return 0;
+    } catch (const std::exception &error) {
+        complain(error.what());
+        return 1;
     }
-    int status = 0;
-    if (child > 0) TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
-    if (child > 0 && !WIFSIGNALED(status)) return;
+}
+
+// A tree's file or its folder of scripts may be on a mount whose server is dead.
+static void refresh_within_limit() {
+    const ProgramEnd end = limited_work_run(refresh_status, site_refresh_limit);
+    fputs(end.output.c_str(), stderr);
+    if (end.how == ProgramEnd::How::exited) return;
     complain(catalogue_text("the directories did not answer in time"));
     std::optional<MountSite> before = site_before();
     if (!before) return;

@@ -18,6 +18,6 @@ MountSite site_current();
 // The same, also when the file is current but some seconds old: what is wanted is not in it.
 MountSite site_current_for(bool (*has)(const MountSite &site, const void *wanted), const void *wanted);
 
-inline constexpr unsigned site_refresh_limit = 10;
+inline constexpr long site_refresh_limit = 10;
 
 #endif
