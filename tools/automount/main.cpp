@@ -38,8 +38,9 @@ static const char *const help_text = catalogue_mark(
     "As a program map of automount, print the entry for KEY in the current\n"
     "directory. With --refresh, read client.toml and the directories and write\n"
     "/var/cache/brasca/site/volumes, as the map does by itself from time to time.\n"
-    "As mount.qrt, mount the volume that DIRECTORY stands for; SOURCE and OPTIONS\n"
-    "do not count.\n"
+    "As mount.qrt, mount the volume that DIRECTORY stands for. The SOURCE \"qrt-own\"\n"
+    "means that its user or root wants it: only then is the kept password used, and\n"
+    "a failure recorded. Other sources, and OPTIONS, do not count.\n"
     "\n"
     "Exit status: 0 on success, 1 if there is no entry or a directory could not be\n"
     "read, 32 if the volume could not be mounted, 64 for wrong usage.\n");
