@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """A file system whose server is dead: it is mounted on FOLDER, and whoever looks for something in it waits in the
-kernel, where no signal ends that.
-  dead_folder.py FOLDER
+kernel, where no signal ends that; with "deaf", SIGKILL does, as it does on NFS.
+  dead_folder.py FOLDER [deaf]
 """
 
 import ctypes
 import os
+import signal
 import struct
 import sys
 
@@ -22,3 +23,5 @@ while True:
     if operation == INIT:
         answer = struct.pack("<IIIIHHIIHHI28x", 7, 31, 0, 0, 0, 0, 4096, 1, 0, 0, 0)
         os.write(device, struct.pack("<IiQ", 16 + len(answer), 0, request) + answer)
+        if sys.argv[2:] == ["deaf"]:
+            signal.pause()
