@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "platform/common/drive_state.h"
 #include "platform/common/location.h"
@@ -163,7 +164,7 @@ TEST(DrivePath, IsAUsersServersVolume) {
     folder.make("mount");
     ASSERT_EQ(0, symlink(folder.path("mount").c_str(), folder.path("link").c_str()));
     const std::string point = folder.path("link");
-    place_mount_point = point.c_str();
+    const char *const usual = std::exchange(place_mount_point, point.c_str());
     EXPECT_THAT(*drive_path_names(point), testing::IsEmpty());
     EXPECT_THAT(*drive_path_names(point + "/anna/S 1/V'"), ElementsAre("anna", "S 1", "V'"));
     EXPECT_THAT(*drive_path_names(folder.path("mount") + "/anna"), ElementsAre("anna"));
@@ -172,6 +173,7 @@ TEST(DrivePath, IsAUsersServersVolume) {
     EXPECT_FALSE(drive_path_names(point + "/" + std::string(129, 'a')));
     EXPECT_FALSE(drive_path_names("/etc"));
     EXPECT_FALSE(drive_path_names(""));
+    place_mount_point = usual;
 }
 
 TEST(LinkedVolumes, AreFoundByTheirFolders) {
