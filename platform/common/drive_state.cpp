@@ -5,6 +5,7 @@
 #include <linux/posix_acl.h>
 #include <linux/posix_acl_xattr.h>
 #include <linux/xattr.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -17,7 +18,6 @@
 #include "platform/catalogue.h"
 #include "platform/common/location.h"
 #include "platform/common/nocase.h"
-#include "platform/common/opened.h"
 #include "platform/common/places.h"
 #include "platform/common/write_all.h"
 
@@ -195,8 +195,22 @@ std::optional<DriveState> drive_state_read(const std::string &server, const std:
     return state_in(text_in(file).c_str());
 }
 
-// No server's folder: those begin with no dot.
+// No servers' folders: those begin with no dot.
 static constexpr const char *refusal_name = ".refused";
+static constexpr const char *turn_name = ".turn";
+
+Opened password_turn_take(uid_t user, long seconds) {
+    constexpr long looks = 20; // in a second
+    constexpr timespec pause = {0, 1000 * 1000 * 1000 / looks};
+    const Opened own = open_user_folder(user);
+    if (!own.isOpen()) return Opened(-1);
+    Opened turn(openat(own.number(), turn_name, O_RDONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR));
+    for (long left = seconds * looks; turn.isOpen() && flock(turn.number(), LOCK_EX | LOCK_NB) != 0; --left) {
+        if (errno != EWOULDBLOCK || left <= 0) return Opened(-1);
+        nanosleep(&pause, nullptr);
+    }
+    return turn;
+}
 
 bool password_refusal_write(uid_t user, const std::string &version, const DriveState &state) {
     const Opened own = open_user_folder(user);

@@ -370,6 +370,20 @@ TEST_F(UsersFiles, ARefusedPasswordIsKnownUntilThereIsAnotherOne) {
     EXPECT_FALSE(password_refusal_read(geteuid(), first));
 }
 
+TEST_F(UsersFiles, TheKeptPasswordIsTriedByOneAtATime) {
+    {
+        const Opened turn = password_turn_take(geteuid(), 0);
+        ASSERT_TRUE(turn.isOpen());
+        EXPECT_FALSE(password_turn_take(geteuid(), 1).isOpen());
+        EXPECT_EQ(EWOULDBLOCK, errno);
+    }
+    EXPECT_TRUE(password_turn_take(geteuid(), 0).isOpen());
+    folder.write("states/" + id + "/S/V", "no folder");
+    const std::string file = folder.path("states/" + id + "/S/V");
+    place_drive_states = file.c_str();
+    EXPECT_FALSE(password_turn_take(geteuid(), 0).isOpen());
+}
+
 TEST_F(UsersFiles, StatesAreReadAsTheyWereRecorded) {
     EXPECT_FALSE(drive_state_read("S 1", "V'"));
     ASSERT_TRUE(drive_state_write(geteuid(), "S 1", "V'", {DriveFailure::noAnswer, 1700000000}));

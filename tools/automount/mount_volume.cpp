@@ -20,6 +20,9 @@
 #include "tools/automount/refresh.h"
 #include "tools/automount/root_file.h"
 
+// Several servers may be silent at one time.
+static constexpr long turns_waited_for = 2;
+
 static void complain(const std::string &folder, const std::string &what) {
     fprintf(stderr, "mount.qrt: %s\n", terminal_text(folder + ": " + what).c_str());
 }
@@ -99,15 +102,23 @@ static bool is_of_password(DriveFailure failure) {
            failure == DriveFailure::accountLocked;
 }
 
-// A password that a server has refused is not tried again: each attempt counts for the account's lock.
-static DriveFailure mount_with(const SmbCredentials &credentials, MountOrder *order, long timeLimit) {
+// A password that a server has refused is not tried again: each attempt counts for the account's lock. So there is one
+// attempt at a time, with the password that there is then.
+static DriveFailure mount_with_password(MountOrder *order, long timeLimit) {
     const uid_t user = order->user.id;
-    if (const std::optional<DriveState> refused = password_refusal_read(user, credentials.version))
+    const Opened turn = password_turn_take(user, turns_waited_for * timeLimit);
+    if (!turn.isOpen()) {
+        complain(order->folder, catalogue_format("the kept password cannot be used now: %s", strerror(errno)));
+        return DriveFailure::failed;
+    }
+    const std::optional<SmbCredentials> credentials = smb_credentials_read(user);
+    if (!credentials) return refuse(order->folder, DriveFailure::notAllowed);
+    if (const std::optional<DriveState> refused = password_refusal_read(user, credentials->version))
         return refuse(order->folder, refused->failure);
-    order->smbUser = credentials.user;
-    order->smbDomain = credentials.domain;
-    const DriveFailure failure = mount_remote(*order, &credentials.password, timeLimit);
-    if (is_of_password(failure) && !password_refusal_write(user, credentials.version, {failure, time(nullptr)}))
+    order->smbUser = credentials->user;
+    order->smbDomain = credentials->domain;
+    const DriveFailure failure = mount_remote(*order, &credentials->password, timeLimit);
+    if (is_of_password(failure) && !password_refusal_write(user, credentials->version, {failure, time(nullptr)}))
         complain(order->folder, catalogue_format("cannot record the state: %s", strerror(errno)));
     return failure;
 }
@@ -123,12 +134,11 @@ static DriveFailure mount_as(const DriveUser &user, const std::string &folder, c
     }
     MountOrder order = {*mount, user, folder, "", ""};
     if (mount->source.kind == VolumeSource::Kind::local) return mount_local(order, site.timeLimit);
-    std::optional<SmbCredentials> credentials;
-    if (site.credentials && mount_needs_password(*mount, true)) credentials = smb_credentials_read(user.id);
-    if (!credentials && mount_needs_password(*mount, false)) return refuse(folder, DriveFailure::notAllowed);
-    if (!credentials) return mount_remote(order, nullptr, site.timeLimit);
-    if (!own) return refuse(folder, DriveFailure::notAllowed);
-    return mount_with(*credentials, &order, site.timeLimit);
+    const bool with_password =
+        site.credentials && mount_needs_password(*mount, true) && smb_credentials_read(user.id).has_value();
+    if (!with_password && mount_needs_password(*mount, false)) return refuse(folder, DriveFailure::notAllowed);
+    if (!with_password) return mount_remote(order, nullptr, site.timeLimit);
+    return own ? mount_with_password(&order, site.timeLimit) : refuse(folder, DriveFailure::notAllowed);
 }
 
 DriveFailure mount_volume(const std::string &folder, bool own) {

@@ -23,6 +23,8 @@ double mount.cifs <<END
 #!/bin/sh
 echo "\$1 \${PASSWD_FD-none}" >>$T/attempts
 echo "\$4" >$T/options
+# With two, it fails when another mount has begun too.
+[ ! -e $T/two ] || until [ "\$(grep -lx mount.qrt /proc/[0-9]*/comm | wc -l)" -ge 2 ]; do sleep 0.05; done
 [ ! -e $T/says ] || { cat $T/says >&2; exit 32; }
 mount -t tmpfs -o "uid=2001,mode=700" tmpfs "\$2"
 END
@@ -61,6 +63,22 @@ expect "root 400" stat -c '%U %a' /run/brasca/2001/.refused
 keep moonflower
 awaits 20 as anna ls "$T/home/anna/G/"
 awaits 20 as anna ls "$T/home/anna/H/"
+
+# Two drives at one moment: the second one does not try what the first one is trying.
+keep wrong
+umount /mnt/brasca/anna/FS1/HOME /mnt/brasca/anna/FS1/OTHER
+rm "$T/attempts"
+touch "$T/two"
+echo "mount error(127): Key has expired" >"$T/says"
+as anna ls "$T/home/anna/G/" >/dev/null 2>&1 &
+first=$!
+fails as anna ls "$T/home/anna/H/"
+wait $first
+expect 1 grep -c . "$T/attempts"
+expect_part "G:   FS1/OTHER:  not mounted: the password has expired
+H:   FS1/HOME:  not mounted: the password has expired" map --status
+rm "$T/two" "$T/says"
+keep
 
 # Where only a password will do, and there is none, root does not log in as itself.
 rm /run/user/2001/brasca-credentials "$T/attempts"
