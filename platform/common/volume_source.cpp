@@ -1,5 +1,6 @@
 #include "platform/common/volume_source.h"
 
+#include <arpa/inet.h>
 #include <algorithm>
 #include <cstring>
 
@@ -71,6 +72,25 @@ static bool is_host(std::string_view host) {
            std::all_of(host.begin(), host.end(), fits);
 }
 
+// The address in its only form; nothing for other text.
+static std::optional<std::string> address_in_brackets(std::string_view text) {
+    if (text.size() < 2 || text.front() != '[' || text.back() != ']') return std::nullopt;
+    in6_addr address = {};
+    char shortest[INET6_ADDRSTRLEN];
+    const std::string inside(text.substr(1, text.size() - 2));
+    if (inside.find('\0') != std::string::npos || inet_pton(AF_INET6, inside.c_str(), &address) != 1)
+        return std::nullopt;
+    return std::string("[") + inet_ntop(AF_INET6, &address, shortest, sizeof shortest) + "]";
+}
+
+// The host as a source has it.
+static std::optional<std::string> host_of(std::string_view text) {
+    if (!is_host(text)) return address_in_brackets(text);
+    std::string host;
+    for (char c : text) host += lower_case(c);
+    return host;
+}
+
 static int hex_value(char c) {
     if (c >= '0' && c <= '9') return c - '0';
     c = lower_case(c);
@@ -116,9 +136,9 @@ static std::optional<VolumeSource> remote_source(Kind kind, std::string_view tex
     VolumeSource source;
     source.kind = kind;
     const size_t slash = std::min(text.find('/'), text.size());
-    const std::string_view host = text.substr(0, slash);
-    if (!is_host(host)) return refused(why, catalogue_text("the source names no valid host"));
-    for (char c : host) source.host += lower_case(c);
+    const std::optional<std::string> host = host_of(text.substr(0, slash));
+    if (!host) return refused(why, catalogue_text("the source names no valid host"));
+    source.host = *host;
     const std::optional<std::string> path = checked_folders(text.substr(slash), true);
     if (!path) return refused(why, catalogue_text("the path of the source is not valid"));
     source.path = *path;
@@ -213,13 +233,14 @@ std::optional<std::vector<std::string>> volume_options_parse(Kind kind, std::str
 }
 
 bool volume_host_is_valid(std::string_view host) {
-    return is_host(host.substr(0, 1) == "." ? host.substr(1) : host);
+    return host.substr(0, 1) == "." ? is_host(host.substr(1)) : host_of(host).has_value();
 }
 
 bool volume_host_is_listed(const std::vector<std::string> &hosts, std::string_view host) {
-    const auto covers = [host](const std::string &listed) {
-        if (listed.empty() || listed[0] != '.') return equal_nocase(listed, host);
-        return host.size() > listed.size() && equal_nocase(host.substr(host.size() - listed.size()), listed);
+    const std::optional<std::string> wanted = host_of(host);
+    const auto covers = [&wanted](const std::string &listed) {
+        if (listed.empty() || listed[0] != '.') return host_of(listed) == wanted;
+        return wanted->size() > listed.size() && equal_nocase(wanted->substr(wanted->size() - listed.size()), listed);
     };
-    return is_host(host) && std::any_of(hosts.begin(), hosts.end(), covers);
+    return wanted && std::any_of(hosts.begin(), hosts.end(), covers);
 }

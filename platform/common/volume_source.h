@@ -4,6 +4,7 @@
 //               | "nfs://" host { "/" folder }
 //               | { "/" folder }                              a folder of this machine, "%" is a character like others
 //     host    ::= letters, digits, ".", "-", "_"; the first one is a letter or a digit
+//               | "[" IPv6-address "]"                        without a zone
 //     options ::= [ option { "," option } ]                   in the spelling of mount.cifs and mount.nfs
 //
 // Whoever writes a volume's object is not root, and root mounts it: names and options are taken from fixed lists, and
@@ -22,7 +23,7 @@ inline constexpr size_t volume_options_limit = 256;
 struct VolumeSource {
     enum class Kind { smb, nfs, local };
     Kind kind = Kind::local;
-    std::string host; // in lower case; empty for a local folder
+    std::string host; // in lower case, an IPv6 address in its shortest form and in brackets; empty for a local folder
     std::string path; // smb: "share/folder"; nfs and local: "/folder/folder"
 };
 
@@ -38,7 +39,7 @@ std::optional<std::vector<std::string>> volume_options_parse(VolumeSource::Kind 
 bool volume_options_have(const std::vector<std::string> &options, std::string_view name);
 
 // Whether `host` is one of the hosts: "fs1", "fs1.school.example", or ".school.example" for all below a domain. Without
-// regard to case. `host` is a host's name as above.
+// regard to case and to the form of an address. `host` is as above.
 bool volume_host_is_listed(const std::vector<std::string> &hosts, std::string_view host);
 
 // Whether the text can stand in such a list.

@@ -28,6 +28,9 @@ TEST(VolumeSourceTest, EveryKind) {
     EXPECT_EQ("s|fs1.school.example|home/a b", parsed("smb://FS1.School.Example/home/a b/"));
     EXPECT_EQ("s|10.0.0.1|Größe/100%", parsed("smb://10.0.0.1/Gr%C3%b6%C3%9fe/100%25"));
     EXPECT_EQ("s|fs1|home$", parsed("smb://fs1/home$"));
+    EXPECT_EQ("s|[fd00::1]|home", parsed("smb://[FD00:0::0001]/home"));
+    EXPECT_EQ("n|[::1]|/export", parsed("nfs://[::1]/export"));
+    EXPECT_EQ("the source names no valid host", parsed(std::string("nfs://[::1\0]/x", 14)));
     EXPECT_EQ("n|fs1|/export/home", parsed("nfs://fs1/export/home"));
     EXPECT_EQ("n|fs1|/", parsed("nfs://fs1"));
     EXPECT_EQ("n|fs1|/", parsed("nfs://fs1/"));
@@ -42,9 +45,28 @@ TEST(VolumeSourceTest, WhatIsNoSource) {
                              "\\\\fs1\\home", " smb://fs1/home", "-o x"})
         EXPECT_EQ(std::string(text) == "//fs1/home" ? "the path of the source is not valid" : unknown, parsed(text))
             << text;
-    for (const char *text : {"smb://", "smb:///home", "smb://-o/home", "smb://.fs1/home", "smb://fs 1/home",
-                             "smb://fs1,x/home", "smb://user@fs1/home", "smb://fs1:445/home", "smb://[::1]/home",
-                             "smb://f%73/home", "nfs://", "nfs://\xC3\xA4/x", "nfs://fs1\\x/y"})
+    for (const char *text : {"smb://",
+                             "smb:///home",
+                             "smb://-o/home",
+                             "smb://.fs1/home",
+                             "smb://fs 1/home",
+                             "smb://fs1,x/home",
+                             "smb://user@fs1/home",
+                             "smb://fs1:445/home",
+                             "smb://[]/home",
+                             "smb://[fd00::1/home",
+                             "smb://fd00::1/home",
+                             "smb://[fd00::1]:445/home",
+                             "smb://[fd00::1],x/home",
+                             "smb://[fe80::1%25eth0]/home",
+                             "smb://[fe80::1%eth0]/home",
+                             "smb://[10.0.0.1]/home",
+                             "smb://[fs1]/home",
+                             "nfs://[[::1]]/x",
+                             "smb://f%73/home",
+                             "nfs://",
+                             "nfs://\xC3\xA4/x",
+                             "nfs://fs1\\x/y"})
         EXPECT_EQ("the source names no valid host", parsed(text)) << text;
     EXPECT_EQ("the source names no valid host", parsed("smb://" + std::string(254, 'a') + "/home"));
     EXPECT_EQ("s|" + std::string(253, 'a') + "|home", parsed("smb://" + std::string(253, 'a') + "/home"));
@@ -141,10 +163,16 @@ TEST(VolumeSourceTest, HostsAreListedByNameOrByDomain) {
     for (const char *host : {"", "fs11", "fs1.school.example", "fs2", "staff.example", ".staff.example",
                              "evilstaff.example", "-a.staff.example", "a/b.staff.example", "a\n.staff.example"})
         EXPECT_FALSE(volume_host_is_listed(hosts, host)) << host;
+    for (const char *host : {"[fd00::1]", "[FD00:0::1]"}) {
+        EXPECT_TRUE(volume_host_is_listed({"[fd00::0:1]"}, host)) << host;
+        EXPECT_FALSE(volume_host_is_listed({"fs1", ".1]", "[fd00::2]", "fd00::1"}, host)) << host;
+    }
+    EXPECT_FALSE(volume_host_is_listed({"x"}, "[x]"));
     EXPECT_FALSE(volume_host_is_listed({}, "fs1"));
     EXPECT_FALSE(volume_host_is_listed({""}, ""));
-    for (const char *host : {"fs1", ".school.example", "10.1.2.3"}) EXPECT_TRUE(volume_host_is_valid(host)) << host;
-    for (const char *host : {"", ".", "..a", "*", "a b", "fs1/x", "smb://fs1"})
+    for (const char *host : {"fs1", ".school.example", "10.1.2.3", "[fd00::1]"})
+        EXPECT_TRUE(volume_host_is_valid(host)) << host;
+    for (const char *host : {"", ".", "..a", "*", "a b", "fs1/x", "smb://fs1", "fd00::1", ".[fd00::1]", "[", "[]"})
         EXPECT_FALSE(volume_host_is_valid(host)) << host;
 }
 

@@ -50,6 +50,15 @@ TEST(MountCommand, AShareIsMountedWithTheUsersTicketAndForTheUserAlone) {
         << "there the server decides who may do what";
 }
 
+TEST(MountCommand, AnAddressIsWrittenAsEachProgramTakesIt) {
+    const auto source = [](const char *text) {
+        return mount_command({mount_of(text, ""), {"anna", 2001, 2000}, "/mnt/x", "", ""})[1];
+    };
+    EXPECT_EQ("//fd00::1/home/a b", source("smb://[fd00::1]/home/a%20b"));
+    EXPECT_EQ("[fd00::1]:/export", source("nfs://[fd00::1]/export"));
+    EXPECT_EQ("//10.0.0.1/home", source("smb://10.0.0.1/home"));
+}
+
 TEST(MountCommand, APasswordTakesTheTicketsPlaceUnlessTheTicketIsWanted) {
     EXPECT_EQ(std::string("username=anna,domain=SCHOOL,") + own_mount,
               options_of("smb://fs1/home", "", "anna", "SCHOOL"));

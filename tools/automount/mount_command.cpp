@@ -39,6 +39,11 @@ static void add_smb_options(const MountOrder &order, std::string *list) {
     for (const char *own : {"forceuid", "forcegid", "file_mode=0600", "dir_mode=0700"}) add(list, own);
 }
 
+// mount.cifs knows no brackets around an address, mount.nfs none without them.
+static std::string smb_host(const std::string &host) {
+    return host[0] == '[' ? host.substr(1, host.size() - 2) : host;
+}
+
 std::vector<std::string> mount_command(const MountOrder &order) {
     const VolumeSource &source = order.mount.source;
     std::string list;
@@ -48,7 +53,7 @@ std::vector<std::string> mount_command(const MountOrder &order) {
     if (source.kind == Kind::smb) {
         add_smb_options(order, &list);
         add(&list, "nosuid,nodev");
-        return {helpers + "/mount.cifs", "//" + source.host + "/" + source.path, order.folder, "-o", list};
+        return {helpers + "/mount.cifs", "//" + smb_host(source.host) + "/" + source.path, order.folder, "-o", list};
     }
     add(&list, "retry=0"); // one attempt: who waits is told
     add(&list, "nosuid,nodev");

@@ -12,6 +12,8 @@ static void check_source(const VolumeSource &source, std::string_view text) {
     FUZZ_CHECK(text.size() <= volume_source_limit && !source.path.empty());
     FUZZ_CHECK(local == source.host.empty());
     FUZZ_CHECK(local || volume_host_is_valid(source.host));
+    FUZZ_CHECK(source.host.find_first_of(",/ %\\\"") == std::string::npos);
+    FUZZ_CHECK(local || volume_host_is_listed({source.host}, source.host));
     FUZZ_CHECK((source.path[0] == '/') == (source.kind != VolumeSource::Kind::smb));
     if (source.kind == VolumeSource::Kind::smb) FUZZ_CHECK(source.path.find(',') == std::string::npos);
     const std::optional<std::vector<std::string>> folders = path_folders(source.path);
