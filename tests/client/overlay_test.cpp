@@ -245,6 +245,27 @@ TEST_F(Overlay, EntriesCountAsIfTheDirectoryHadThem) {
     EXPECT_EQ(ZKE_NO_SUCH_ENTRY, lastCode);
 }
 
+TEST_F(Overlay, AProfileNeedsNoMoreThanItsFileAndAnAssignment) {
+    site("acme/late.qrt", "late profile");
+    site("acme/jane.qrt", "of a user who has gone");
+    EXPECT_EQ("", refusal());
+    EXPECT_EQ("none", script("late.acme"));
+    site("site.ldif", "dn: cn=jdoe,ou=Sales,o=acme\nqrtProfile: cn=Late,o=acme\n");
+    EXPECT_EQ("", refusal());
+    EXPECT_EQ("none", script("late.acme")) << "no object has named it yet";
+    EXPECT_THAT(values("jdoe.sales.acme", "Profile"), ElementsAre("Late.acme"));
+    EXPECT_EQ("late profile", script("late.acme"));
+    EXPECT_EQ("late profile", script("CN=LATE.O=Acme"));
+    EXPECT_EQ("none", script("OU=late.acme"));
+    EXPECT_EQ("Profile", base_class(context(), "late.acme"));
+    EXPECT_EQ("none", script("jane.acme"));
+    fs::remove(inside("acme/late.qrt"));
+    EXPECT_EQ("late profile", script("late.acme")) << "until the next login";
+    EXPECT_EQ("", refusal());
+    EXPECT_THAT(values("jdoe.sales.acme", "Profile"), ElementsAre("Late.acme"));
+    EXPECT_EQ("none", script("late.acme"));
+}
+
 TEST_F(Overlay, ServersAndVolumesAreFoundByTheirOwnNames) {
     site("site.ldif", additions);
     const auto parse = [](const char *path) {
@@ -496,6 +517,19 @@ TEST_F(OverlayOfAccounts, NobodyIsAskedForWhatIsInTheFolderAlone) {
     EXPECT_THAT(calls, IsEmpty());
     EXPECT_TRUE(own->find({{"", "readers"}}, Aliases::follow)->isClass("Group"));
     EXPECT_THAT(calls, ElementsAre("find readers"));
+}
+
+TEST_F(OverlayOfAccounts, AProfileThatIsAFileStaysTheSameForALogin) {
+    site("site.ldif", "dn: cn=Anna Lark,ou=staff,dc=school\nqrtProfile: cn=night,dc=school\n");
+    site("night.qrt", "profile");
+    const auto own = store();
+    own->find(anna, Aliases::follow);
+    const EntryPtr night = own->find({{"", "night"}}, Aliases::follow);
+    EXPECT_EQ("profile", *night->first("qrtLoginScript"));
+    EXPECT_EQ("CN=night", name_to_dotted(night->name, true));
+    EXPECT_EQ(night, own->find({{"cn", "NIGHT"}}, Aliases::keep));
+    own->logout();
+    EXPECT_EQ(nullptr, own->find({{"", "night"}}, Aliases::follow)) << "nothing has named it for this login";
 }
 
 TEST_F(OverlayOfAccounts, AnObjectOfTheFolderIsNotMissing) {

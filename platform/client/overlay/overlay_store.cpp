@@ -127,9 +127,39 @@ EntryPtr OverlayStore::merged(const EntryPtr &found, const EntryPtr &own) {
         if (script != nullptr) entry_replace(login_script(), script->text, made.get());
         result = std::move(made);
     }
+    noteProfile(*result);
     // The root's entry is made anew whenever it is asked for.
     if (!found->name.empty()) merged_.emplace(found, result);
     return result;
+}
+
+std::pair<Name, EntryPtr> *OverlayStore::namedProfile(const Name &name) {
+    const auto isIt = [&name](const auto &known) { return name_equal(known.first, name); };
+    const auto found = std::find_if(profiles_.begin(), profiles_.end(), isIt);
+    return found == profiles_.end() ? nullptr : &*found;
+}
+
+void OverlayStore::noteProfile(const Entry &entry) {
+    const std::string *profile = entry.first("qrtProfile");
+    if (profile == nullptr) return;
+    Name name = value_parse(schema_dn, *profile, base()).name;
+    if (namedProfile(name) == nullptr) profiles_.emplace_back(std::move(name), nullptr);
+}
+
+// A file alone does not make an object: that of a user who has gone must not bring the name back.
+EntryPtr OverlayStore::profileOfScript(const Name &name) {
+    std::pair<Name, EntryPtr> *known = namedProfile(name);
+    if (known == nullptr) return nullptr;
+    if (known->second == nullptr && site_->scripts.script(known->first, false) != nullptr) {
+        constexpr const char *className = "qrtProfileObject";
+        auto made = std::make_shared<Entry>();
+        made->name = known->first;
+        made->entryClass = schema_class_of({className});
+        made->values = {{schema_find_ldap("objectClass"), className}};
+        known->second = std::move(made);
+    }
+    const EntryPtr profile = known->second;
+    return profile == nullptr ? nullptr : merged(profile, nullptr);
 }
 
 EntryPtr OverlayStore::merged(const EntryPtr &found) {
@@ -142,7 +172,7 @@ EntryPtr OverlayStore::find(const Name &name, Aliases aliases) {
     const EntryPtr found = directory_->find(name, aliases);
     if (found != nullptr) return merged(found);
     const EntryPtr object = ownObject(name);
-    return object == nullptr ? nullptr : merged(object, object);
+    return object == nullptr ? profileOfScript(name) : merged(object, object);
 }
 
 std::vector<Name> OverlayStore::missing(const Name &container, const std::vector<Name> &names) {
@@ -318,6 +348,7 @@ Verdict OverlayStore::login(EntryPtr *user, const char *password) {
     auto now = std::make_unique<Site>(config_, base());
     site_.swap(now);
     merged_.clear();
+    profiles_.clear();
     checkScripts(**user);
     const Verdict verdict = directory_->login(user, password);
     if (verdict != Verdict::accepted) return verdict;
@@ -336,4 +367,5 @@ void OverlayStore::logout() {
     loggedIn_ = false;
     directory_->logout();
     merged_.clear();
+    profiles_.clear();
 }

@@ -3,12 +3,16 @@
 // what is kept of a directory (copies/) holds only what the directory said.
 //
 // An object of the folder that is a server, a volume, a directory map or a profile is all that there is of it: the
-// directory is not asked. Every other object is the directory's, with the folder's values added.
+// directory is not asked. Every other object is the directory's, with the folder's values added. A profile that an
+// object names is there also when all that there is of it is its script.
 #ifndef PLATFORM_CLIENT_OVERLAY_OVERLAY_STORE_H
 #define PLATFORM_CLIENT_OVERLAY_OVERLAY_STORE_H
 
 #include <map>
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/client/core/config.h"
 #include "platform/client/core/directory_store.h"
@@ -68,6 +72,9 @@ class OverlayStore : public DirectoryStore {
     EntryPtr ownEntryOf(const Entry &entry) const;
     Name dnName(const Entry &entry) const;
     const ScriptFile *scriptOf(const Entry &entry, const Entry *own);
+    std::pair<Name, EntryPtr> *namedProfile(const Name &name);
+    void noteProfile(const Entry &entry);
+    EntryPtr profileOfScript(const Name &name);
     EntryPtr merged(const EntryPtr &found, const EntryPtr &own);
     EntryPtr merged(const EntryPtr &found);
     void checkScripts(const Entry &user);
@@ -79,6 +86,8 @@ class OverlayStore : public DirectoryStore {
     const ConfigTree &config_;
     std::unique_ptr<Site> site_;
     std::map<EntryPtr, EntryPtr> merged_; // an entry stays the same until the next login
+    // Those that entries have named since then, with the entry where the script is all that there is.
+    std::vector<std::pair<Name, EntryPtr>> profiles_;
     bool loggedIn_ = false;
 };
 
