@@ -1,4 +1,5 @@
 // What a site adds to its directory from a folder, here around a tree in a file.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
@@ -551,6 +552,16 @@ TEST_F(OverlayOfAccounts, ALoginThatEndsInTheFolderIsUndone) {
     EXPECT_EQ("logout", calls.back());
 }
 
+TEST_F(OverlayOfAccounts, ALoginThatEndsInTheFolderLeavesTheEarlierOne) {
+    const auto own = store();
+    EntryPtr user = own->findUser(login_name_of(anna));
+    EXPECT_EQ(Verdict::accepted, own->login(&user, "secret"));
+    user = own->findUser(login_name_of(anna));
+    site("site.ldif", "dn: cn=anna,ou=staff,dc=school\nqrtLoginScript: 3\n");
+    EXPECT_THROW(own->login(&user, "secret"), DataError);
+    EXPECT_THAT(calls, testing::Not(testing::Contains("logout")));
+}
+
 // With the rights of root only root's files count, with those of a user the user's own as well where the configuration
 // is the user's.
 TEST_F(Overlay, SomebodyElsesFilesAreRefused) {
@@ -595,6 +606,20 @@ TEST_F(Overlay, NoDescriptorStaysOpen) {
     fs::permissions(inside("acme"), fs::perms::others_write, fs::perm_options::add);
     for (int i = 0; i < 3; i++) EXPECT_NE("", refusal());
     EXPECT_EQ(before, descriptors());
+}
+
+TEST_F(Overlay, WithoutDescriptorsTheReasonIsKnown) {
+    const SiteFolder own(folder.path("scripts"), geteuid());
+    std::vector<int> all;
+    while (all.empty() || all.back() >= 0) all.push_back(::open("/dev/null", O_RDONLY));
+    std::string why;
+    try {
+        own.items("");
+    } catch (const DataError &error) {
+        why = error.what();
+    }
+    for (const int descriptor : all) close(descriptor);
+    EXPECT_EQ("cannot open " + folder.path("scripts") + "/: Too many open files", why);
 }
 
 // An attribute of which a server allows one value has one here.

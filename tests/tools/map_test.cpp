@@ -95,6 +95,18 @@ TEST_F(MapTest, TheTreeOfTheLoginIsUsed) {
     EXPECT_EQ(map({"G:=.APPS.sales.acme:bin"}).out, "Drive G: = SRV2/DATA:apps/bin\n");
 }
 
+TEST_F(MapTest, AVolumeOfThisMachineIsLinkedWhereTheConfigurationSaysSo) {
+    site.make("users");
+    const std::string volume =
+        "[[volume]]\nserver = \"FS1\"\nname = \"USERS\"\nsource = \"" + site.path("users") + "\"\n";
+    site.write("client.toml", "mount = \"link\"\n" + volume);
+    EXPECT_EQ(map({"H:=FS1/USERS:"}).out, "Drive H: = FS1/USERS:\n");
+    EXPECT_EQ(link("H"), site.path("users"));
+    site.write("client.toml", volume);
+    EXPECT_EQ(map({"G:=FS1/USERS:"}).out, "Drive G: = FS1/USERS:\n");
+    EXPECT_EQ(link("G"), below("FS1/USERS"));
+}
+
 TEST_F(MapTest, ServersOutsideEveryTreeNeedNone) {
     std::string servers, items, said;
     // More of them than the client keeps connections for at a time.

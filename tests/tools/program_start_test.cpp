@@ -68,6 +68,24 @@ TEST_F(ProgramStart, AfterAPasswordOnDescriptor0ItIsDevNull) {
     EXPECT_EQ(outcome.out, login_head + "/dev/null\n/dev/null\n");
 }
 
+TEST_F(ProgramStart, NeitherRunsWithADescriptorThatStaysClosed) {
+    const std::string without = "mount -t tmpfs dev /dev && exec ";
+    environment["PATH"] += ":/usr/sbin:/sbin";
+    if (process_run({"/usr/bin/unshare", "-m", "/bin/sh", "-c", without + "true"}, environment).status != 0)
+        GTEST_SKIP() << "no private mount namespace here";
+    const struct {
+        const char *name;
+        std::string path;
+        int refused;
+    } rows[] = {{"map", MAP_PATH, 1}, {"qrtlogin", QRTLOGIN_PATH, 64}};
+    for (const auto &row : rows) {
+        const Outcome outcome = process_run(
+            {"/usr/bin/unshare", "-m", "/bin/sh", "-c", without + "\"$0\" --help 0<&-", row.path}, environment);
+        EXPECT_EQ(outcome, (Outcome{row.refused, "",
+                                    std::string(row.name) + ": cannot open /dev/null: No such file or directory\n"}));
+    }
+}
+
 // Such a program finds its libraries in the loader's cache or not at all, so they are put there in a mount namespace.
 TEST_F(ProgramStart, NeitherRunsWithRightsThatItsCallerDoesNotHave) {
     if (geteuid() != 0) GTEST_SKIP() << "only root can make a program of another group's";
