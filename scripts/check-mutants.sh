@@ -15,6 +15,6 @@ scripts/install-packages.sh build check
 for preset in release sanitizers; do
     cmake --preset "$preset" >/dev/null
 done
-cmake --build --preset release --target unit golden tools client ldap memory interrupts allocations
+cmake --build --preset release --target unit golden tools client ldap memory interrupts allocations tests/drives
 cmake --build --preset sanitizers --target unit client
 exec python3 -B tests/mutation/check.py "$@"

@@ -66,8 +66,9 @@ class Build:
 
     def state(self):
         found = hashlib.sha256()
-        names = [*(f"tests/{suite}" for suite in sorted(suites.all_suites())), "qrtlogin", "map", "lib*.so.?"]
-        for path in [path for name in names for path in sorted((ROOT / self.directory).glob(name))]:
+        names = [*(f"tests/{suite}" for suite in sorted(suites.all_suites())), *suites.RUN]
+        built = [path for name in names for path in sorted((ROOT / self.directory).glob(name))]
+        for path in built + [path for name in suites.CASES for path in sorted(ROOT.glob(name))]:
             found.update(path.read_bytes())
         return found.hexdigest()[:32]
 

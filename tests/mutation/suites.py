@@ -25,7 +25,7 @@ FOLDERS = {
     "tools": ["tools", "allocations"],
     "tools/qrtlogin": ["tools", "interrupts", "allocations", "memory"],
     "tools/map": ["tools", "golden", "allocations"],
-    "tools/automount": ["tools"],
+    "tools/automount": ["tools", "drives"],
     "tools/qrtscript": ["qrtscript_tools"],
     "tools/qrtscript/check": ["qrtscript_tools"],
     "tools/qrtscript/plan": ["qrtscript_tools"],
@@ -50,8 +50,14 @@ EXCEPTIONS = {
     "platform/client/interface/server_login.cpp": ["client", "tools", "ldap"],
     "tools/qrtlogin/login.cpp": ["tools", "allocations", "memory", "ldap"],
 }
+# Beside the test programs: what they run, and cases that are no part of one.
+RUN = ["qrtlogin", "map", "qrt-automount", "lib*.so.?"]
+CASES = ["tests/drives/*.*", "tests/drives/cases/*"]
 # What is no test program of GoogleTest's.
-ARGUMENTS = {"allocations": ["--stride", "97", "qrtlogin", "qrtlogin_flood", "qrtlogin_site", "map"]}
+ARGUMENTS = {
+    "allocations": ["--stride", "97", "qrtlogin", "qrtlogin_flood", "qrtlogin_site", "map"],
+    "drives": ["build/release"],
+}
 # Those that are run once more under the sanitizers: what they would find is in the product's own process.
 SANITIZED = {"unit", "client"}
 # Under them the tests beside the file are all that is run, unless any script may be what shows the mistake.
