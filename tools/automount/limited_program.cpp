@@ -89,7 +89,6 @@ static bool await(int process, int output, int64_t until, std::string *text) {
         if (left <= 0) return false;
         const int ready = poll(wanted, 2, static_cast<int>(left));
         if (ready < 0 && errno != EINTR) return false;
-        if (ready <= 0) continue;
         read_output(output, text);
         if (wanted[0].revents != 0) return true;
         if ((wanted[1].revents & POLLHUP) != 0) wanted[1].fd = -1;

@@ -77,6 +77,12 @@ static int print_entry(const char *key, const std::optional<uid_t> &requester) {
     return entry.empty() ? 1 : 0;
 }
 
+// What cannot be written is an error at the exit.
+static int print_help() {
+    fputs(catalogue_text(help_text), stdout);
+    return 0;
+}
+
 static int usage() {
     fputs(catalogue_text(help_text), stderr);
     return usage_error;
@@ -103,7 +109,7 @@ static int automount_main(int argc, char **argv) {
     if (is_mount_helper(argv[0])) return mount_helper(argc, argv);
     if (argc != 2) return usage();
     const std::string_view word = argv[1];
-    if (word == "--help") return fputs(catalogue_text(help_text), stdout) < 0 ? 1 : 0;
+    if (word == "--help") return print_help();
     if (word == "--refresh") return site_refresh() ? 0 : 1;
     return print_entry(argv[1], asking);
 }

@@ -26,6 +26,8 @@ expect "G:   SRV1/DEAD:  not mounted: no answer from the server
 H:   SRV1/USERS:  not in use" map --status
 succeeds as anna ls "$T/home/anna/H/"
 fails "$binaries/mount.qrt" qrt-own /mnt/brasca/anna/SRV1/DEAD
+expect "mount.qrt: /mnt/brasca/anna/SRV1/DEAD: no answer within 1 seconds" \
+    "$binaries/mount.qrt" qrt-own /mnt/brasca/anna/SRV1/DEAD
 succeeds sh -c "grep -l '^State:.D' \$(grep -lx 'Name:.mount.qrt' /proc/[0-9]*/status)"
 
 # A tree's file there delays the volumes of the configuration, and no more.

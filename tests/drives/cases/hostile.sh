@@ -112,6 +112,11 @@ fails in_folder /mnt/brasca/anna/SRV1 env ZKCLIENT_CONF="$T/home/anna/mine.toml"
     XDG_CACHE_HOME="$T/home/anna/.cache" LD_LIBRARY_PATH="$T/home/anna" "$binaries/qrt-automount" EVIL
 expect "" ls "$T/home/anna/.cache/brasca-zk"
 
+# Output that cannot be written.
+succeeds automounter --help
+fails sh -c "'$binaries/qrt-automount' --help >/dev/full"
+expect_part "cannot write the output: No space left on device" sh -c "'$binaries/qrt-automount' --help >/dev/full"
+
 # What is recorded for a user is bounded, and somebody else's folder is not written to.
 rm -rf /run/brasca
 for i in $(seq 140); do "$binaries/mount.qrt" qrt-own "/mnt/brasca/anna/SRV1/made up $i" 2>/dev/null; done
