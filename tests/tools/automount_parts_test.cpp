@@ -267,6 +267,9 @@ TEST(LimitedProgram, AFunctionHasItsLimitToo) {
     EXPECT_EQ(ProgramEnd::How::silent, limited_work_run([] { return pause(); }, 1).how);
     const auto failing = []() -> int { throw std::runtime_error("x"); };
     EXPECT_EQ(ProgramEnd::How::ended, limited_work_run(failing, 20).how);
+    const sighandler_t before = signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(ProgramEnd::How::ended, limited_work_run([] { return 0; }, 20).how);
+    signal(SIGCHLD, before);
 }
 
 TEST(LimitedProgram, ReadsThePasswordFromItsDescriptor) {

@@ -132,8 +132,9 @@ static ProgramEnd end_of(pid_t child, bool inTime, std::string output) {
         end_all();
         return {ProgramEnd::How::silent, 0, std::move(output)};
     }
-    TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
-    if (!WIFEXITED(status)) return {ProgramEnd::How::ended, 0, std::move(output)};
+    // Without a status, where the caller's parent had SIGCHLD ignored, nobody knows that it went well.
+    const bool known = TEMP_FAILURE_RETRY(waitpid(child, &status, 0)) == child;
+    if (!known || !WIFEXITED(status)) return {ProgramEnd::How::ended, 0, std::move(output)};
     return {ProgramEnd::How::exited, WEXITSTATUS(status), std::move(output)};
 }
 
