@@ -7,7 +7,7 @@ here=$(dirname "$(readlink -f "$0")")
 for case in "$here"/cases/*.sh; do
     name=$(basename "$case" .sh)
     echo "[ RUN      ] $name"
-    "$here/run.sh" "$binaries" "$name"
+    timeout --kill-after=5 120 "$here/run.sh" "$binaries" "$name"
     status=$?
     [ $status -eq 0 ] || [ $status -eq 77 ] || exit 1
 done

@@ -154,6 +154,10 @@ static ProgramEnd run_child(const std::function<void()> &child, long seconds) {
     output.write = Opened(-1);
     fcntl(output.read.number(), F_SETFL, O_NONBLOCK);
     const Opened process(pidfd_open(started, 0));
+    if (!process.isOpen()) { // it is gone, with its status, or cannot be waited for
+        end_all();
+        return failed;
+    }
     std::string text;
     const bool in_time = await(process.number(), output.read.number(), until, &text);
     return end_of(started, in_time, std::move(text));
