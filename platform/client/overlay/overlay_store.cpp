@@ -2,10 +2,10 @@
 
 #include <sys/statfs.h>
 #include <algorithm>
-#include <unordered_set>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/catalogue.h"

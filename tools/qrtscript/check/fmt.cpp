@@ -139,11 +139,13 @@ static Outcome format_input(const std::string &input, const FmtOptions &options)
             worst = impossible;
         }
     };
-    std::vector<std::string> names;
-    attempt([&] {
-        names = script_files(input);
-        return formatted_already;
-    });
+    Problems problems;
+    const std::vector<std::string> names = script_files(
+        input, [](const std::string &) { return false; }, &problems);
+    for (const std::string &problem : problems) {
+        fprintf(stderr, "qrtscript fmt: %s\n", terminal_text(problem).c_str());
+        worst = impossible;
+    }
     for (const std::string &name : names) attempt([&] { return format_one(name, options); });
     return worst;
 }
