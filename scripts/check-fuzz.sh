@@ -40,8 +40,7 @@ done
 # Of the targets, the dictionary and the longest input; further seeds.
 dictionary_of() {
     case $1 in
-        tokenizer | parse | substitution | format) echo "$build/script.dict" ;;
-        tokenizer | parse | substitution | qrtscript_check) echo "$build/script.dict" ;;
+        tokenizer | parse | substitution | format | qrtscript_check) echo "$build/script.dict" ;;
         *) echo "tests/fuzz/$1.dict" ;;
     esac
 }
