@@ -52,19 +52,21 @@ void Baseline::read(std::string_view json) {
         throw BaselineError(catalogue_format("unknown version: %s", all["version"].dump().c_str()));
     for (const Json &entry : all["findings"]) {
         if (!entry.is_object()) throw BaselineError(catalogue_text("not a baseline"));
-        const auto count = entry.find("count");
-        if (count == entry.end() || !count->is_number_unsigned())
+        const auto number = entry.find("count");
+        if (number == entry.end() || !number->is_number_unsigned())
             throw BaselineError(catalogue_text("\"count\" is missing or not a number"));
         counts_[{member_text(entry, "script"), member_text(entry, "code"), member_text(entry, "line")}] +=
-            count->get<size_t>();
+            number->get<size_t>();
     }
 }
 
 std::string Baseline::json() const {
     Json all = {{"version", baseline_version}, {"findings", Json::array()}};
-    for (const auto &[key, count] : counts_)
-        all["findings"].push_back(
-            {{"script", std::get<0>(key)}, {"code", std::get<1>(key)}, {"line", std::get<2>(key)}, {"count", count}});
+    for (const auto &[known, number] : counts_)
+        all["findings"].push_back({{"script", std::get<0>(known)},
+                                   {"code", std::get<1>(known)},
+                                   {"line", std::get<2>(known)},
+                                   {"count", number}});
     return all.dump(2, ' ', true, Json::error_handler_t::replace) + "\n";
 }
 
@@ -93,6 +95,6 @@ void Baseline::hide(CheckedScript *script) const {
 
 size_t Baseline::count() const {
     size_t sum = 0;
-    for (const auto &[key, count] : counts_) sum += count;
+    for (const auto &[known, number] : counts_) sum += number;
     return sum;
 }

@@ -48,10 +48,9 @@ std::string Reader::text(const toml::node &node) const {
 }
 
 std::vector<const toml::node *> Reader::list(const toml::node &node) const {
-    const toml::array *array = node.as_array();
-    if (array == nullptr) fail(node, catalogue_text("expected a list of strings"));
+    if (!node.is_array()) fail(node, catalogue_text("expected a list of strings"));
     std::vector<const toml::node *> all;
-    for (const toml::node &one : *array) all.push_back(&one);
+    for (const toml::node &one : *node.as_array()) all.push_back(&one);
     return all;
 }
 
@@ -69,9 +68,8 @@ Severity Reader::severity(const toml::node &node) const {
 }
 
 void Reader::readCodes(const toml::node &node) {
-    const toml::table *table = node.as_table();
-    if (table == nullptr) fail(node, catalogue_text("expected a table"));
-    for (const auto &[name, value] : *table) settings_->severities[code(value, name.str())] = severity(value);
+    if (!node.is_table()) fail(node, catalogue_text("expected a table"));
+    for (const auto &[name, value] : *node.as_table()) settings_->severities[code(value, name.str())] = severity(value);
 }
 
 void Reader::readTable(const toml::table &table) {
