@@ -47,6 +47,14 @@ AROUND = {
     ("tools/qrtlogin/logout.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
     ("tools/qrtlogin/password_dialog.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
     ("tools/qrtlogin/main.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
+    ("tools/qrtscript/check/check_command.cpp", "qrtscript check: %s\n"): "the program's name before a translated text",
+    ("tools/qrtscript/check/explain_command.cpp", "qrtscript explain-code: %s\n"):
+        "the program's name before a translated text",
+    ("tools/qrtscript/check/main.cpp", "qrtscript check"): "the program's name",
+    ("tools/qrtscript/check/main.cpp", "qrtscript explain-code"): "the program's name",
+    ("tools/qrtscript/check/report_json.cpp", "qrtscript check"): "the program's name in JSON",
+    ("tools/qrtscript/check/report_sarif.cpp", "qrtscript check"): "the program's name in JSON",
+    ("tools/qrtscript/check/report_lines.cpp", "::error title=qrtscript check::"): "a command of a workflow",
 }
 
 
