@@ -29,7 +29,7 @@ std::string Baseline::scriptName(const std::string &name) const {
 }
 
 Baseline::Key Baseline::key(const std::string &script, const Lines &lines, const Finding &finding) {
-    std::string_view line = lines.text(lines.line(finding.place));
+    std::string_view line = line_for_report(lines, lines.line(finding.place));
     line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
     line = line.substr(0, line.find_last_not_of(" \t") + 1);
     return {script, finding.code->name, utf8_text(line)};

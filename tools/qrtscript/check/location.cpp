@@ -4,14 +4,6 @@
 
 #include "platform/terminal_text.h"
 
-namespace {
-
-struct Place {
-    size_t line, byteColumn, column;
-};
-
-} // namespace
-
 size_t character_count(std::string_view text) {
     size_t count = 0;
     TerminalLetter letter;
@@ -29,23 +21,35 @@ std::string utf8_text(std::string_view text) {
     return valid;
 }
 
-static Place place_of(const Lines &lines, size_t at) {
-    const size_t line = lines.line(at);
-    const std::string_view text = lines.text(line);
-    const size_t bytes = std::min(at - lines.start(line), text.size());
-    return {line, bytes + 1, character_count(text.substr(0, bytes)) + 1};
+std::string_view line_for_report(const Lines &lines, size_t line) {
+    constexpr size_t most = 1000;
+    return lines.text(line).substr(0, most);
 }
 
-Location location_of(const Lines &lines, const Finding &finding) {
-    const Place begin = place_of(lines, finding.place);
-    // The last byte's line: the piece may include a line end.
-    const size_t last = finding.place + std::max<size_t>(finding.length, 1) - 1;
+Locations::Place Locations::place(size_t line, size_t bytes) {
+    const std::string_view text = lines_.text(line);
+    bytes = std::min(bytes, text.size());
+    if (counted_.line != line || counted_.byteColumn > bytes + 1) counted_ = {line, 1, 1};
+    TerminalLetter letter;
+    while (counted_.byteColumn <= bytes) {
+        terminal_letter(text.substr(counted_.byteColumn - 1), &letter);
+        // What ends within a character counts its bytes.
+        if (counted_.byteColumn - 1 + letter.bytes.size() > bytes)
+            return {line, bytes + 1, counted_.column + bytes + 1 - counted_.byteColumn};
+        counted_.byteColumn += letter.bytes.size();
+        ++counted_.column;
+    }
+    return counted_;
+}
+
+Location Locations::of(const Finding &finding) {
+    const size_t line = lines_.line(finding.place);
+    const Place begin = place(line, finding.place - lines_.start(line));
     Place end = begin;
     if (finding.length > 0) {
-        const size_t line = lines.line(last);
-        const std::string_view text = lines.text(line);
-        const size_t bytes = std::min(last + 1 - lines.start(line), text.size());
-        end = {line, bytes + 1, character_count(text.substr(0, bytes)) + 1};
+        // The last byte's line: the piece may include a line end.
+        const size_t last = finding.place + finding.length - 1, lastLine = lines_.line(last);
+        end = place(lastLine, last + 1 - lines_.start(lastLine));
     }
     return {begin.line, begin.byteColumn, begin.column, end.line, end.byteColumn, end.column};
 }

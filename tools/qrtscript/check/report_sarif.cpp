@@ -28,13 +28,13 @@ static std::string uri_of(const std::string &name) {
     return uri;
 }
 
-static Json region_of(const Lines &lines, const Finding &finding) {
-    const Location at = location_of(lines, finding);
+static Json region_of(const Lines &lines, Locations *locations, const Finding &finding) {
+    const Location at = locations->of(finding);
     return {{"startLine", at.line},
             {"startColumn", at.column},
             {"endLine", at.endLine},
             {"endColumn", at.endColumn},
-            {"snippet", {{"text", utf8_text(lines.text(at.line))}}}};
+            {"snippet", {{"text", utf8_text(line_for_report(lines, at.line))}}}};
 }
 
 // What stays the same when lines are inserted above (FNV-1a of the code and the line).
@@ -44,7 +44,7 @@ static std::string fingerprint(const Lines &lines, const Finding &finding) {
         for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
     };
     add(finding.code->name);
-    add(lines.text(lines.line(finding.place)));
+    add(line_for_report(lines, lines.line(finding.place)));
     char digits[17];
     snprintf(digits, sizeof digits, "%016llx", static_cast<unsigned long long>(hash));
     return digits;
@@ -63,8 +63,10 @@ static Json fix_of(const CheckedScript &script, const Fix &fix) {
 // The codes that are found, by their places in the list of rules.
 using Rules = std::map<const Code *, size_t>;
 
-static Json result_of(const CheckedScript &script, const Lines &lines, const Finding &finding, const Rules &rules) {
-    const Json place = {{"artifactLocation", {{"uri", uri_of(script.name)}}}, {"region", region_of(lines, finding)}};
+static Json result_of(const CheckedScript &script, const Lines &lines, Locations *locations, const Finding &finding,
+                      const Rules &rules) {
+    const Json place = {{"artifactLocation", {{"uri", uri_of(script.name)}}},
+                        {"region", region_of(lines, locations, finding)}};
     Json result = {{"ruleId", finding.code->name},
                    {"ruleIndex", rules.at(finding.code)},
                    {"level", sarif_level(finding.severity)},
@@ -109,7 +111,9 @@ std::string report_sarif(const CheckResult &result) {
     Json results = Json::array();
     for (const CheckedScript &script : result.scripts) {
         const Lines lines(script.shown);
-        for (const Finding &finding : script.findings) results.push_back(result_of(script, lines, finding, rules));
+        Locations locations(lines);
+        for (const Finding &finding : script.findings)
+            results.push_back(result_of(script, lines, &locations, finding, rules));
     }
     const Json driver = {
         {"name", "qrtscript check"}, {"semanticVersion", QRTSCRIPT_VERSION}, {"rules", rules_json(rules)}};

@@ -25,7 +25,6 @@ struct Painter {
 struct ShownLine {
     std::string text;
     size_t from, width; // in characters
-    size_t column;      // in the line itself
 };
 
 static ShownLine shown_line(std::string_view line, size_t from, size_t to) {
@@ -41,17 +40,17 @@ static ShownLine shown_line(std::string_view line, size_t from, size_t to) {
     const size_t begin = from > around ? from - around : 0, end = std::min(line.size(), to + around);
     const std::string before = (begin > 0 ? "..." : "") + shown(begin, from), piece = shown(from, to);
     return {before + piece + shown(to, end) + (end < line.size() ? "..." : ""), character_count(before),
-            std::max<size_t>(1, character_count(piece)), character_count(line.substr(0, from)) + 1};
+            std::max<size_t>(1, character_count(piece))};
 }
 
-static std::string report_finding(const CheckedScript &script, const Lines &lines, const Finding &finding,
-                                  const Painter &painter) {
+static std::string report_finding(const CheckedScript &script, const Lines &lines, Locations *locations,
+                                  const Finding &finding, const Painter &painter) {
     const size_t number = lines.line(finding.place);
     const size_t start = lines.start(number);
     const ShownLine line =
         shown_line(lines.text(number), finding.place - start, finding.place + finding.length - start);
-    const std::string head =
-        terminal_text(script.name) + ":" + std::to_string(number) + ":" + std::to_string(line.column) + ":";
+    const std::string head = terminal_text(script.name) + ":" + std::to_string(number) + ":" +
+                             std::to_string(locations->of(finding).column) + ":";
     const std::string margin = std::to_string(number);
     std::string text = painter.paint("1", head) + " " + painter.severity(finding.severity) + ": " +
                        terminal_text(finding.message) + " [" + finding.code->name + "]\n";
@@ -92,7 +91,9 @@ std::string report_text(const CheckResult &result, bool colour) {
     std::string text;
     for (const CheckedScript &script : result.scripts) {
         const Lines lines(script.shown);
-        for (const Finding &finding : script.findings) text += report_finding(script, lines, finding, painter);
+        Locations locations(lines);
+        for (const Finding &finding : script.findings)
+            text += report_finding(script, lines, &locations, finding, painter);
     }
     return text + report_summary(result.scripts);
 }
