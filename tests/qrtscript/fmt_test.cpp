@@ -2,9 +2,13 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 #include "tests/qrtscript/check_fixture.h"
+#include "tests/support/own_process.h"
+#include "tools/qrtscript/check/rewrite.h"
 
 namespace {
 
@@ -93,6 +97,40 @@ TEST_F(Fmt, KeepsModeAndLink) {
         EXPECT_EQ(status.st_uid, 1234U);
         EXPECT_EQ(status.st_gid, 2345U);
     }
+}
+
+// The errno of file_rewrite, 0 for success.
+static int rewrite_error(const std::string &name, const std::string &before) {
+    try {
+        file_rewrite(name, before, "new\n");
+    } catch (const std::system_error &problem) {
+        return problem.code().value();
+    }
+    return 0;
+}
+
+TEST_F(Fmt, LeavesWhatHasChangedMeanwhile) {
+    folder.write("a.qrt", rough);
+    EXPECT_EQ(rewrite_error(folder.path("a.qrt"), "old\n"), EBUSY);
+    EXPECT_EQ(text("a.qrt"), rough);
+    EXPECT_EQ(rewrite_error(folder.path("a.qrt"), rough), 0);
+    EXPECT_EQ(text("a.qrt"), "new\n");
+    // Nothing else is left.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
+TEST_F(Fmt, LeavesWhatItsOwnerHasProtected) {
+    folder.write("a.qrt", rough);
+    ASSERT_EQ(chmod(folder.path("a.qrt").c_str(), 0444), 0);
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(folder.path().c_str(), 1234, 1234), 0);
+        ASSERT_EQ(chown(folder.path("a.qrt").c_str(), 1234, 1234), 0);
+    }
+    in_own_process([&] {
+        if (geteuid() == 0 && setresuid(1234, 1234, 1234) != 0) FAIL() << "setresuid";
+        EXPECT_EQ(rewrite_error(folder.path("a.qrt"), rough), EACCES);
+    });
+    EXPECT_EQ(text("a.qrt"), rough);
 }
 
 TEST_F(Fmt, LeavesFormattedFilesAlone) {

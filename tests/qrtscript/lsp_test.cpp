@@ -107,9 +107,12 @@ TEST_F(Lsp, TellsFindingsAsOneTypes) {
     EXPECT_EQ(list[0].at("severity"), 1);
     EXPECT_EQ(list[0].at("source"), "qrtscript");
     EXPECT_THAT(list[0].at("message").get<std::string>(), HasSubstr("FOO"));
-    EXPECT_THAT(list[0].at("data").at("explanation").get<std::string>(), Not(IsEmpty()));
     EXPECT_EQ(shown(list[0].at("range")), "0:0-3");
-    EXPECT_EQ(client.change(0, 0, 5, "GOTO X")[0].at("severity"), 2);
+    EXPECT_THAT(list[0].at("data").at("explanation").get<std::string>(), testing::StartsWith("# QS1001"));
+    EXPECT_THAT(client.change(0, 0, 0, "REM qrtscript disable=QS1001\n"), IsEmpty());
+    EXPECT_EQ(client.change(0, 0, 1000, "").size(), 1U);
+    client.change(1, 0, 1000, "");
+    EXPECT_EQ(client.change(0, 0, 0, "GOTO X")[0].at("severity"), 2);
     EXPECT_THAT(client.change(0, 0, 6, "CLS"), IsEmpty());
     client.notify("textDocument/didClose", {{"textDocument", {{"uri", "file:///tmp/script.qrt"}}}});
     const Json closed = client.receive();
@@ -209,6 +212,11 @@ TEST_F(Lsp, FindsLabels) {
     EXPECT_THAT(references(7, 5, false), ElementsAre("7:5-8"));
     EXPECT_THAT(references(2, 3, false), ElementsAre("3:5-8"));
     EXPECT_THAT(references(6, 3, false), IsEmpty());
+    // Longer ones are not found.
+    const std::string longest(77, 'x');
+    client.open("GOTO " + longest + "\nGOTO x" + longest + "\n" + longest + ":\nx" + longest + ":\n");
+    EXPECT_EQ(definition(0, 6), uri + "2:0-77");
+    EXPECT_EQ(definition(1, 6), "");
 }
 
 TEST_F(Lsp, RenamesLabels) {
@@ -253,6 +261,14 @@ TEST_F(Lsp, GoesToIncludedFilesOfTheWorkspaceAlone) {
     EXPECT_EQ(definition(4, 10), uri + "/top.qrt 0:0-0");
     EXPECT_EQ(definition(8, 10), uri + "/a%20b.qrt 0:0-0");
     for (const size_t line : {2, 3, 5, 6, 7, 9, 10}) EXPECT_EQ(definition(line, 10), "") << line;
+}
+
+TEST_F(Lsp, KnowsWhichFileATextIs) {
+    client.initialize();
+    const Json list = client.open("INCLUDE /tmp/a b.qrt\nINCLUDE /tmp/b.qrt\n", "file:///tmp/a%20b.qrt");
+    ASSERT_EQ(list.size(), 1U);
+    EXPECT_EQ(list[0].at("code"), "QS1022");
+    EXPECT_EQ(list[0].at("range").at("start").at("line"), 0);
 }
 
 TEST_F(Lsp, ExplainsWhatStandsThere) {

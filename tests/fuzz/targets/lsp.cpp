@@ -4,15 +4,20 @@
 //     stream ::= a client's bytes, in which each line is also taken as a message
 #include "tools/qrtscript/check/lsp_server.h"
 
+#include <algorithm>
+
 #include "tests/fuzz/fuzz.h"
 #include "tools/qrtscript/check/lsp_frames.h"
 
 static void read_frames(std::string_view stream) {
+    constexpr size_t piece = 61;
     LspFrames frames;
+    std::string_view rest = stream;
     size_t messages = 0;
     try {
-        for (const char byte : stream) {
-            frames.add({&byte, 1});
+        while (!rest.empty()) {
+            frames.add(rest.substr(0, piece));
+            rest.remove_prefix(std::min(rest.size(), piece));
             while (const auto message = frames.next()) {
                 FUZZ_CHECK(message->size() < stream.size());
                 ++messages;

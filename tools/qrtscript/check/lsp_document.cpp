@@ -1,6 +1,7 @@
 #include "tools/qrtscript/check/lsp_document.h"
 
-#include "tools/qrtscript/check/rules.h"
+#include "tools/qrtscript/check/lsp_uri.h"
+#include "tools/qrtscript/check/selection.h"
 
 const Syntax &LspDocument::syntax() {
     if (!syntax_) syntax_ = syntax_read(text_.text());
@@ -8,7 +9,8 @@ const Syntax &LspDocument::syntax() {
 }
 
 const Findings &LspDocument::findings() {
-    if (!findings_) findings_ = check_script(syntax());
+    // With the directives of the text, and without the settings of a folder: no other file is read.
+    if (!findings_) findings_ = script_checked(uri_path(uri_), syntax(), Settings(), Selection()).findings;
     return *findings_;
 }
 
@@ -22,15 +24,14 @@ size_t LspDocument::offset(const Json &position) const {
 }
 
 void LspDocument::change(const Json &change) {
-    const auto &text = change.at("text").get_ref<const std::string &>();
+    const auto &added = change.at("text").get_ref<const std::string &>();
+    size_t begin = 0, end = text_.text().size();
     if (change.contains("range")) {
-        const Json &range = change.at("range");
-        const size_t begin = offset(range.at("start")), end = offset(range.at("end"));
+        begin = offset(change.at("range").at("start"));
+        end = offset(change.at("range").at("end"));
         if (begin > end) throw LspError(lsp_invalid_params, "a range ends before it begins");
-        text_.replace(begin, end, text);
-    } else {
-        text_.replace(0, text_.text().size(), text);
     }
+    text_.replace(begin, end, added);
     syntax_.reset();
     findings_.reset();
     isUntold = true;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/catalogue.h"
+#include "tools/qrtscript/check/code_pages.h"
 #include "tools/qrtscript/check/format.h"
 #include "tools/qrtscript/check/lsp_document.h"
 
@@ -27,7 +28,7 @@ static Json diagnostic(const LspDocument &document, const Finding &finding) {
             {"code", finding.code->name},
             {"source", "qrtscript"},
             {"message", finding.message},
-            {"data", {{"explanation", catalogue_text(finding.code->title)}}}};
+            {"data", {{"explanation", code_page(finding.code->name)}}}};
 }
 
 Json lsp_diagnostics(LspDocument &document) {

@@ -32,12 +32,13 @@ static size_t units_of(std::string_view text, TerminalLetter *letter) {
 size_t LspText::offset(LspPosition position) const {
     if (position.line >= lines_.size()) return text_.size();
     const Line &line = lines_[position.line];
-    const std::string_view text = content(position.line);
-    if (encoding_ == LspEncoding::utf8 || line.isAscii) return line.start + std::min(position.character, text.size());
+    const std::string_view written = content(position.line);
+    if (encoding_ == LspEncoding::utf8 || line.isAscii)
+        return line.start + std::min(position.character, written.size());
     size_t units = 0, at = 0;
     TerminalLetter letter;
-    while (at < text.size()) {
-        units += units_of(text.substr(at), &letter);
+    while (at < written.size()) {
+        units += units_of(written.substr(at), &letter);
         if (units > position.character) break;
         at += letter.bytes.size();
     }
