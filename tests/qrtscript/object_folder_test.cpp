@@ -67,6 +67,27 @@ TEST_F(ObjectFolder, ExportFindsFilesInAnySpelling) {
     EXPECT_FALSE(fs::exists(folder("acme/sales/jdoe.qrt")));
 }
 
+TEST_F(ObjectFolder, ExportRefusesTwoFilesOfOneObject) {
+    write("acme/Sales/jdoe.qrt", "EXIT\n");
+    write("acme/sales/jdoe.qrt", "EXIT\n");
+    EXPECT_EQ(put("export"), (Outcome{66, "",
+                                      "qrtscript export: " + folder("acme/Sales/jdoe.qrt") + " and " +
+                                          folder("acme/sales/jdoe.qrt") + " stand for the same object\n"}));
+}
+
+TEST_F(ObjectFolder, ImportTellsTwoObjectsOfOneNameApart) {
+    addToTree(
+        "\ndn: cn=x,ou=sales,o=acme\nobjectClass: person\ncn: x\nsn: x\nqrtLoginScript: EXIT\n"
+        "\ndn: ou=x,ou=sales,o=acme\nobjectClass: organizationalUnit\nou: x\nqrtLoginScript: REM\n");
+    ASSERT_EQ(put("export").status, 0);
+    EXPECT_EQ(text("acme/sales/x.qrt"), "EXIT");
+    EXPECT_EQ(text("acme/sales/x/_container.qrt"), "REM");
+    write("acme/sales/x/_container.qrt", "BREAK ON\n");
+    EXPECT_EQ(put("import", {"--yes"}).out, "change  x.sales.acme\n");
+    EXPECT_EQ(script("ou=x.sales.acme"), "BREAK ON\n");
+    EXPECT_EQ(script("cn=x.sales.acme"), "EXIT");
+}
+
 TEST_F(ObjectFolder, ExportSaysWhichFilesHaveNoScript) {
     write("acme/gone.qrt", "EXIT\n");
     write("notes.txt", "kept\n");

@@ -14,7 +14,7 @@ class Export {
     explicit Export(const ObjectOptions &options)
         : options_(options), session_(options), folder_(options.operands[0], ScriptFolder::Missing::made) {
         for (const std::string &file : folder_.files())
-            if (const std::optional<std::string> path = script_file_path(file)) there_.emplace(*path, file);
+            if (const std::optional<std::string> path = script_file_path(file)) take(*path, file);
     }
 
     int run() {
@@ -26,6 +26,15 @@ class Export {
     }
 
   private:
+    void take(const std::string &path, const std::string &file) {
+        const auto [other, isFirst] = there_.emplace(path, file);
+        if (!isFirst) {
+            throw Failure(exit_no_script,
+                          catalogue_format("%1$s and %2$s stand for the same object",
+                                           folder_.shown(other->second).c_str(), folder_.shown(file).c_str()));
+        }
+    }
+
     // Of two objects whose names differ only in their types nobody could say whose the file is.
     void takeScripts() {
         for (const ScriptOfObject &one : session_.list()) {

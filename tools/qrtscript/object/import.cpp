@@ -48,7 +48,7 @@ class Import {
         : options_(options), folder_(options.operands[0], ScriptFolder::Missing::refused), session_(options) {}
 
     int run() {
-        for (ScriptOfObject &one : session_.list()) scripts_.emplace(one.object.typed, std::move(one));
+        takeScripts();
         for (const std::string &file : folder_.files()) take(file);
         if (!isUsable_)
             throw Failure(exit_user, catalogue_text("nothing was written: not every file is the script of an object"));
@@ -68,9 +68,27 @@ class Import {
         isUsable_ = false;
     }
 
+    // Of two objects of one file the directory says which one is meant.
+    void takeScripts() {
+        for (ScriptOfObject &one : session_.list()) {
+            const std::string typed = one.object.typed;
+            scripts_.emplace(typed, std::move(one));
+        }
+        for (const auto &[typed, one] : scripts_) {
+            if (!one.object.file) continue;
+            const auto [other, isFirst] = byFile_.emplace(*one.object.file, &one.object);
+            if (!isFirst) other->second = nullptr;
+        }
+    }
+
+    std::optional<ScriptObject> objectOf(const std::string &path) const {
+        const auto known = byFile_.find(path);
+        return known != byFile_.end() && known->second != nullptr ? *known->second : session_.objectOfFile(path);
+    }
+
     void take(const std::string &file) {
         const std::optional<std::string> path = script_file_path(file);
-        const std::optional<ScriptObject> object = path ? session_.objectOfFile(*path) : std::nullopt;
+        const std::optional<ScriptObject> object = path ? objectOf(*path) : std::nullopt;
         if (!object) return complain(catalogue_format("%s: no such object", folder_.shown(file).c_str()));
         const auto [other, isFirst] = files_.emplace(object->typed, file);
         if (!isFirst) {
@@ -144,8 +162,9 @@ class Import {
     const ObjectOptions &options_;
     const ScriptFolder folder_;
     const TreeSession session_;
-    std::map<std::string, ScriptOfObject> scripts_; // of the tree, by the objects' typed names
-    std::map<std::string, std::string> files_;      // by the same
+    std::map<std::string, ScriptOfObject> scripts_;      // of the tree, by the objects' typed names
+    std::map<std::string, const ScriptObject *> byFile_; // those in scripts_; null: several
+    std::map<std::string, std::string> files_;           // by the objects' typed names
     std::vector<Change> changes_;
     bool isUsable_ = true;
 };
