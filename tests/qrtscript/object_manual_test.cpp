@@ -56,6 +56,7 @@ TEST_F(ObjectManual, KeepsAllScriptsInARepository) {
     const std::string path = work.path("scripts/acme/sales/_container.qrt");
     work.write("scripts/acme/sales/_container.qrt", file_text(path) + "WRITE \"proposed\"\n");
     EXPECT_THAT(run({"a proposal is checked"}).out, HasSubstr("\n+WRITE \"proposed\"\n"));
+    EXPECT_THAT(run({"a proposal is planned"}).out, HasSubstr("  prints    proposed\n"));
     EXPECT_THAT(script("sales.acme"), testing::Not(HasSubstr("proposed")));
     work.make("former");
     run({"what was accepted is imported"});

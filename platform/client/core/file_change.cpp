@@ -120,12 +120,18 @@ FileChange::FileChange(const Descriptor &folder, std::string name, std::string s
         lock(opened, shown_);
         if (fstat(opened.number, &status_) != 0) refuse_write(shown_, errno);
         std::swap(file_.number, opened.number);
-    } while (!isUnchanged());
+    } while (!isInPlace());
     if (static_cast<size_t>(status_.st_size) > limit)
         throw DataError(shown_ + ": " + catalogue_text("the file is too large"));
     text_.resize(static_cast<size_t>(status_.st_size));
     if (!descriptor_read(file_, &text_))
         throw DataError(shown_ + ": " + catalogue_format("cannot read the file: %s", strerror(errno)));
+}
+
+bool FileChange::isInPlace() const {
+    struct stat now = {};
+    return fstatat(folder_.number, name_.c_str(), &now, AT_SYMLINK_NOFOLLOW) != 0 ||
+           (now.st_dev == status_.st_dev && now.st_ino == status_.st_ino);
 }
 
 bool FileChange::isUnchanged() const {

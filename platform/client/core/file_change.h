@@ -25,6 +25,7 @@ class FileChange {
     void remove();
 
   private:
+    bool isInPlace() const;
     bool isUnchanged() const;
     void requireUnchanged() const;
     void copyRights(const Descriptor &made) const;

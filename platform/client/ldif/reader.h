@@ -63,8 +63,8 @@ class LdifReader {
     void again(LdifPlace place, LdifRecord *record);
 
     // The file that a record is in, without symbolic links, and its text when it was read; empty for a text.
-    const std::string &path(LdifPlace place) const { return sources_[place.source].path; }
-    const std::string &text(LdifPlace place) const { return sources_[place.source].text; }
+    const std::string &pathOf(LdifPlace place) const { return sources_[place.source].path; }
+    const std::string &textOf(LdifPlace place) const { return sources_[place.source].text; }
 
   private:
     // Kept as long as the reader where a record is in it.

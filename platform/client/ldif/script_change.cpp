@@ -68,7 +68,7 @@ class Locator {
 
     // What has entries of its own is no script, whatever names it as one.
     void noteFiles(const LdifRecord &record) {
-        noteFile(reader_.path(record.place), record);
+        noteFile(reader_.pathOf(record.place), record);
         for (const LdifAttribute &attribute : record.attributes)
             if (!attribute.file.empty()) noteFile(std::string(attribute.file), record);
     }
@@ -78,8 +78,8 @@ class Locator {
         dn_ = record.dn;
         found_.attribute = script->ldap;
         found_.shown = record.file;
-        found_.path = reader_.path(record.place);
-        found_.source = reader_.text(record.place);
+        found_.path = reader_.pathOf(record.place);
+        found_.source = reader_.textOf(record.place);
         found_.record = record.place;
         for (const LdifAttribute &attribute : record.attributes) {
             const bool isScript = schema_find_ldap(attribute.name) == script;

@@ -60,16 +60,16 @@ std::optional<std::string> ScriptFiles::path(const Name &name, bool isContainer)
 }
 
 std::optional<std::string> ScriptFiles::newPath(const Name &name, bool isContainer) {
-    std::optional<std::string> path = object_path(name, isContainer);
-    if (!path) return std::nullopt;
+    std::optional<std::string> left = object_path(name, isContainer);
+    if (!left) return std::nullopt;
     std::string folder;
     for (size_t i = name.size(); i-- > (isContainer ? 0 : 1);) {
         const std::string *below = item(folder, listed(folder).folders, name[i].value);
         if (below == nullptr) break;
         folder += *below + "/";
-        path->erase(0, path->find('/') + 1);
+        left->erase(0, left->find('/') + 1);
     }
-    return folder + *path;
+    return folder + *left;
 }
 
 ScriptFiles::Values ScriptFiles::values(const Name &container) {

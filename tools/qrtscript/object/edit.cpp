@@ -49,10 +49,10 @@ class Edit {
 
   private:
     void edit() {
-        const ProgramRun run =
+        const ProgramRun ended =
             program_run({"/bin/sh", "-c", editor() + " \"$1\"", "sh", file_}, ProgramOutput::unchanged);
         folder_.keep(file_);
-        if (run.status != 0) throw Failure(exit_system, catalogue_format("the editor failed: %s", editor().c_str()));
+        if (ended.status != 0) throw Failure(exit_system, catalogue_format("the editor failed: %s", editor().c_str()));
         text_ = text_of_file(file_);
         if (text_ == base_.value_or("")) folder_.keep("");
     }
