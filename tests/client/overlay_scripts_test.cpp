@@ -154,6 +154,16 @@ TEST_F(OverlayScripts, RemovesAFileUnlessAnotherScriptWouldShow) {
     EXPECT_EQ(file("ACME/sales/_container.qrt"), "WRITE \"sales\"\n");
 }
 
+TEST_F(OverlayScripts, ChangesAProfileThatIsItsFileAlone) {
+    site("site.ldif", std::string(additions) + "\ndn: cn=jdoe,ou=Sales,o=acme\nqrtProfile: cn=only,ou=Sales,o=acme\n");
+    site("ACME/sales/only.qrt", "EXIT\n");
+    script_object(at, "jdoe.sales.acme"); // who names it
+    EXPECT_EQ(put("only.sales.acme", "EXIT\n", "REM\n"), "");
+    EXPECT_EQ(file("ACME/sales/only.qrt"), "REM\n");
+    EXPECT_EQ(put("only.sales.acme", "REM\n", std::nullopt), "");
+    EXPECT_FALSE(fs::exists(inside("ACME/sales/only.qrt")));
+}
+
 TEST_F(OverlayScripts, LeavesTheEntriesOfTheSiteAlone) {
     EXPECT_EQ(put("listed.sales.acme", "WRITE \"listed\"", "mine"),
               "the script is in " + inside("site.ldif") + ": move it to a file of its own");

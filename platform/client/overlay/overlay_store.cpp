@@ -239,7 +239,8 @@ ScriptText OverlayStore::directoryScript(const Entry &entry, StoredScript *store
     try {
         *stored = directory_->readScript(entry);
     } catch (const CodedError &error) {
-        if (error.code != ZKE_NO_SUCH_ENTRY || ownObject(entry.name) == nullptr) throw;
+        const bool isOnlyHere = ownObject(entry.name) != nullptr || entry.isClass("Profile");
+        if (error.code != ZKE_NO_SUCH_ENTRY || !isOnlyHere) throw;
     }
     return stored->text;
 }
