@@ -140,6 +140,7 @@ TEST_F(Plan, WhatCannotBePlannedIsStatus2) {
         {{"--user", "a", "--container", "b"}, "--container needs --all-users"},
         {{"--user", "a", "--var", "7=x"}, "--var takes N=TEXT"},
         {{"--user", "a", "--password-fd", "3"}, "--password-fd needs --as"},
+        {{"--user", "jdoe.sales.acme", "."}, "cannot read the script .: Is a directory"},
         {{"--user", "jdoe.sales.acme", "--diff", "/no/such/script"}, "cannot read the script /no/such/script: "},
         {{"--all-users", "--summary", "--diff", "x"}, "--diff needs --user"},
         {{"--all-users", "--summary", "--container", "nowhere.acme"}, "cannot list the users of nowhere.acme: "},
@@ -184,8 +185,16 @@ TEST_F(Plan, TheEnvironmentIsABareOneOrThatOfTheFile) {
     EXPECT_EQ(plan["environment"]["PATH"], "/usr/local/bin:/usr/bin:/bin");
     site.write("environment", "# of a user\n\nEDITOR=vi\nSECRET_THING=hush-hush\r\n");
     plan = json({"--env", site.path("environment"), "--user", "jdoe.sales.acme"});
-    EXPECT_EQ(of(plan, "print")[0]["text"], " vi hush-hush\n");
+    EXPECT_EQ(of(plan, "print")[0]["text"], " vi ********\n");
     EXPECT_EQ(plan["environment"]["SECRET_THING"], "********");
+}
+
+TEST_F(Plan, ReadsAScriptFromStandardInput) {
+    const Outcome outcome = process_run({"/bin/sh", "-c", "echo 'WRITE \"given\"' | exec \"$@\"", "sh", QRTSCRIPT_PATH,
+                                         "plan", "--user", "jdoe.sales.acme", "-"},
+                                        environment);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_THAT(outcome.out, testing::HasSubstr("\nstandard input\n     1  prints    given\n"));
 }
 
 TEST_F(Plan, EndlessScriptsAreStopped) {

@@ -54,6 +54,12 @@ static void add_message(const char *message, const std::string &text) {
     }
 }
 
+// As the library's own are.
+int wrap_say(const char *message, ...) __attribute__((format(printf, 1, 2)));
+void wrap_output_print(const char *format, ...) __attribute__((format(printf, 1, 2)));
+void wrap_output_trace(TracedFunction function, int line, const char *format, ...)
+    __attribute__((format(printf, 3, 4)));
+
 static std::string formatted(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
 static std::string formatted(const char *format, va_list arguments) {
     va_list again;
@@ -133,6 +139,7 @@ void wrap_variables_set(const char *name, const char *value) {
     if (!recorder_is_on()) return real_variables_set(name, value);
     const char *before = getenv(name);
     const bool isSecret = recorder_name_is_secret(name);
+    if (isSecret) recorder_hide_value(value);
     Json effect = {{"name", recorder_text(name)}};
     effect["old"] = before == nullptr ? Json() : Json(isSecret ? recorder_hidden : recorder_text(before));
     effect["new"] = isSecret ? recorder_hidden : recorder_text(value);

@@ -1,5 +1,8 @@
 #include "tools/qrtscript/plan/input.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -8,6 +11,7 @@
 #include <sstream>
 
 #include "platform/catalogue.h"
+#include "platform/common/write_all.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/script_file.h"
 
@@ -111,6 +115,20 @@ std::vector<std::pair<std::string, std::string>> input_environment(const std::st
 
 // ---- scripts ----
 
-void input_require_script(const std::optional<std::string> &path) {
+// Standard input in a file of the memory's, which the sessions' processes have as well.
+static std::string standard_input() {
+    const int file = memfd_create("script", 0);
+    char piece[65536];
+    ssize_t got = 0;
+    while (file >= 0 && (got = TEMP_FAILURE_RETRY(read(STDIN_FILENO, piece, sizeof piece))) > 0)
+        if (!write_all(file, {piece, static_cast<size_t>(got)})) got = -1;
+    if (file < 0 || got < 0)
+        throw Failure(exit_no_script, catalogue_format("cannot read standard input: %s", strerror(errno)));
+    return "/proc/self/fd/" + std::to_string(file);
+}
+
+std::optional<std::string> input_script(const std::optional<std::string> &path) {
+    if (path == "-") return standard_input();
     script_file_check(path);
+    return path;
 }

@@ -54,8 +54,8 @@ static SessionRequest request_of(const PlanOptions &options, const std::string &
     request.tree = tree;
     request.context = options.context;
     request.server = options.server;
-    request.script = options.script;
-    request.profileScript = options.profileScript;
+    request.script = input_script(options.script);
+    request.profileScript = input_script(options.profileScript);
     request.variables = options.variables;
     request.now = options.asOf ? input_time(*options.asOf) : time(nullptr);
     if (options.environmentFile) request.environment = input_environment(*options.environmentFile);
@@ -97,9 +97,10 @@ static int show_plan(const PlanOptions &options, const SessionRequest &request, 
 // ---- the difference of two ----
 
 // The exit status is that of the script that is to come.
-static int show_difference(const PlanOptions &options, const SessionRequest &request, const Reader &reader) {
+static int show_difference(const PlanOptions &options, const std::string &script, const SessionRequest &request,
+                           const Reader &reader) {
     SessionRequest other = request;
-    other.script = options.otherScript;
+    other.script = script;
     const Json before = whole_plan(request, reader), after = whole_plan(other, reader);
     const Json changes = difference_of(before, after);
     if (options.json) {
@@ -174,11 +175,10 @@ int plan_run(const PlanOptions &options) {
     forTree.tree = options.tree;
     forTree.server = options.tree ? std::nullopt : options.server;
     const Login login(forTree);
-    for (const auto *script : {&options.script, &options.otherScript, &options.profileScript})
-        input_require_script(*script);
+    const std::optional<std::string> other = input_script(options.otherScript);
     const SessionRequest request = request_of(options, login.tree());
     const Reader reader = reader_of(options, login);
     if (options.allUsers) return show_summary(options, request, reader);
-    if (options.otherScript) return show_difference(options, request, reader);
+    if (other) return show_difference(options, *other, request, reader);
     return show_plan(options, request, reader);
 }

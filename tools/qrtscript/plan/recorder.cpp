@@ -95,6 +95,11 @@ void recorder_hide(std::string_view secret) {
                      [](const std::string &a, const std::string &b) { return a.size() > b.size(); });
 }
 
+void recorder_hide_value(std::string_view value) {
+    constexpr size_t shortest_value = 6;
+    if (value.size() >= shortest_value) recorder_hide(value);
+}
+
 void recorder_stop(const std::string &reason) {
     if (!recorder_plans()) return;
     record().effects.push_back({{"kind", "stopped"}, {"reason", reason}});

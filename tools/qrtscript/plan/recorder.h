@@ -39,6 +39,9 @@ void recorder_mistake(const std::string &text, bool isReported);
 
 // A text that must not be shown: wherever it stands in the record. One of less than three characters is left alone.
 void recorder_hide(std::string_view secret);
+// The same for the value of a variable whose name suggests a secret: a short one is a switch rather, and would be
+// hidden in words that mean something else.
+void recorder_hide_value(std::string_view value);
 
 // Ends the session here: it would go on for too long.
 void recorder_stop(const std::string &reason);

@@ -17,6 +17,7 @@
 #include "platform/common/write_all.h"
 #include "qrtscript.h"
 #include "script/syntax_error.h"
+#include "tools/own_folder.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtscript/plan/confine.h"
@@ -140,7 +141,7 @@ static void act_as_user(const Login &login, const SessionRequest &request) {
     answer["refused"] = recorder_text(reason);
 }
 
-static std::vector<std::pair<std::string, std::string>> bare_environment(const std::string &login) {
+static Variables bare_environment(const std::string &login) {
     return {{"HOME", "/home/" + login},
             {"LANG", "C.UTF-8"},
             {"LOGNAME", login},
@@ -212,10 +213,13 @@ static void run_session(const SessionRequest &request, const Reader &reader) {
     FILE *nowhere = fopen("/dev/null", "we");
     if (nowhere == nullptr || qrt_init(nullptr, nowhere) != 0)
         throw Failure(exit_system, catalogue_text("cannot start a session"));
+    own_catalogues_bind();
     debug_level = 0;
     if (!confine_process())
         throw Failure(exit_system, catalogue_text("cannot confine the process that makes the plan"));
     recorder_start(Recording::plan, leave_early);
+    for (const auto &[name, value] : request.environment.value_or(Variables()))
+        if (recorder_name_is_secret(name)) recorder_hide_value(value);
     run_sequence_of(options, user);
     leave_with_record();
 }

@@ -13,6 +13,8 @@
 #include "platform/common/secret.h"
 #include "tools/qrtscript/plan/recorder.h"
 
+using Variables = std::vector<std::pair<std::string, std::string>>;
+
 // By whom the directory is read: nobody, or who logs in.
 struct Reader {
     std::optional<std::string> name;
@@ -29,7 +31,7 @@ struct SessionRequest {
     std::optional<std::string> profileScript;
     std::array<std::optional<std::string>, 4> variables; // %2 to %5
     time_t now = 0;
-    std::optional<std::vector<std::pair<std::string, std::string>>> environment; // else a bare one
+    std::optional<Variables> environment; // else a bare one
 };
 
 // The plan of the user's login (docs/plan-format.md). Throws Failure: the user or the directory cannot be read, the

@@ -1,6 +1,7 @@
 // What is read from the directory and the environment, seen from the library's calls. Values come from the client as
 // they are, but for attributes with passwords: those are not asked for.
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <utility>
 
@@ -178,7 +179,9 @@ uint32_t wrap_script_sources_object(uint32_t handle, const char *object, std::st
 
 OwnedText wrap_script_sources_file(const char *path) {
     OwnedText text = real_script_sources_file(path);
-    if (path != nullptr) running().next = {path == running().profileFile ? "profile" : "file", path};
+    if (path == nullptr) return text;
+    const bool isInput = strncmp(path, "/proc/self/fd/", strlen("/proc/self/fd/")) == 0;
+    running().next = {path == running().profileFile ? "profile" : "file", isInput ? "standard input" : path};
     return text;
 }
 
