@@ -5,12 +5,18 @@ set(catalogue_dirs)
 foreach(language IN LISTS languages)
   list(APPEND catalogue_dirs ${CMAKE_INSTALL_LOCALEDIR}/${language}/LC_MESSAGES)
 endforeach()
+set(manual_dirs)
+foreach(page IN LISTS manual_pages)
+  string(REGEX MATCH "[1-8]$" section ${page})
+  list(APPEND manual_dirs ${CMAKE_INSTALL_MANDIR}/man${section})
+endforeach()
 
 # ---- first: which folders are missing ----
 # `install_dirs` has to name every folder that something below is installed to, for uninstalling.
 set(record ${CMAKE_BINARY_DIR}/installed)
 set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_SBINDIR} ${command_programs_dir} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
-                 ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs})
+                 ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs}
+                 ${manual_dirs})
 install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")")
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake)
 
@@ -70,6 +76,11 @@ foreach(language IN LISTS languages)
           DESTINATION ${CMAKE_INSTALL_LOCALEDIR}/${language}/LC_MESSAGES)
 endforeach()
 
+# ---- the manual pages ----
+foreach(page folder IN ZIP_LISTS manual_pages manual_dirs)
+  install(FILES ${page} DESTINATION ${folder})
+endforeach()
+
 # ---- last: what has been installed ----
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_files.cmake)
 add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -D record=${record} -P ${CMAKE_SOURCE_DIR}/cmake/uninstall.cmake
@@ -77,4 +88,4 @@ add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -D record=${record} -P ${CM
 
 # All that is installed, and the programs as they run from the build: what quickstart.sh builds.
 add_custom_target(product DEPENDS qrtlogin map automount qrtscript_command zkclient_ldap ${installed_programs}
-                  translations)
+                  translations manuals)

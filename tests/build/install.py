@@ -2,6 +2,7 @@
 of it away. Everything is installed below a temporary folder (DESTDIR), so that the machine stays as it is.
 
 In a private mount namespace, where the kernel allows one, the system's own catalogues are out of sight."""
+import glob
 import os
 import subprocess
 import sys
@@ -75,6 +76,15 @@ class Installation:
         if outcome[0] != 3 or "ldap://127.0.0.1:1: " not in outcome[2]:
             self.complaints.append(f"a login on servers: {outcome}")
 
+    def check_manuals(self):
+        """Each page is found by its name, those with a further name included."""
+        for page in glob.glob(self.source + "/man/*.[1-8]*"):
+            name, section = os.path.basename(page).removesuffix(".scd").rsplit(".", 1)
+            words = ["man", "-M", self.root + "/share/man", section, name]
+            shown = subprocess.run(words, env={**self.environment, "MANPAGER": "cat"}, capture_output=True, text=True)
+            if shown.returncode != 0 or name not in shown.stdout:
+                self.complaints.append(f"{words}: {shown.stdout}{shown.stderr}")
+
     def check_callers(self):
         """The example in C, compiled as its first lines say, and by CMake."""
         sample, program = Sample(self.source, self.root + "/bin"), self.root + "/bin/qrtlogin"
@@ -121,6 +131,7 @@ class Installation:
         self.check_search_paths()
         self.check_programs()
         self.check_module()
+        self.check_manuals()
         self.check_callers()
         self.command("cmake", "--build", self.build, "--target", "uninstall")
         if self.standing() != before:
