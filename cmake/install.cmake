@@ -16,7 +16,7 @@ endforeach()
 set(record ${CMAKE_BINARY_DIR}/installed)
 set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_SBINDIR} ${command_programs_dir} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
                  ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs}
-                 ${manual_dirs})
+                 ${manual_dirs} ${completion_dirs})
 install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")")
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake)
 
@@ -81,6 +81,11 @@ foreach(page folder IN ZIP_LISTS manual_pages manual_dirs)
   install(FILES ${page} DESTINATION ${folder})
 endforeach()
 
+# ---- the completions ----
+foreach(shell folder IN ZIP_LISTS completion_shells completion_dirs)
+  install(FILES ${${shell}_completions} DESTINATION ${folder})
+endforeach()
+
 # ---- last: what has been installed ----
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_files.cmake)
 add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -D record=${record} -P ${CMAKE_SOURCE_DIR}/cmake/uninstall.cmake
@@ -88,4 +93,4 @@ add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -D record=${record} -P ${CM
 
 # All that is installed, and the programs as they run from the build: what quickstart.sh builds.
 add_custom_target(product DEPENDS qrtlogin map automount qrtscript_command zkclient_ldap ${installed_programs}
-                  translations manuals)
+                  translations manuals completions)

@@ -85,6 +85,19 @@ class Installation:
             if shown.returncode != 0 or name not in shown.stdout:
                 self.complaints.append(f"{words}: {shown.stdout}{shown.stderr}")
 
+    def check_completions(self):
+        """The shells of Debian find them below /usr/local and, fish, anywhere that XDG_DATA_DIRS names."""
+        variables = {**self.environment, "HOME": self.folder,
+                     "PATH": f"{self.root}/bin:/usr/bin:/bin", "XDG_DATA_DIRS": self.root + "/share"}
+        for program in ("qrtlogin", "map", "qrtscript"):
+            lines = {"bash": f'source {self.root}/share/bash-completion/completions/{program} && complete -p {program}',
+                     "zsh": f'fpath=({self.root}/share/zsh/site-functions); autoload -Uz +X _{program}',
+                     "fish": f'complete -C "{program} --he" | string match -q -- "--help*"'}
+            for shell, line in lines.items():
+                done = subprocess.run([shell, "-c", line], env=variables, capture_output=True, text=True)
+                if done.returncode != 0 or done.stderr:
+                    self.complaints.append(f"{shell} -c {line}: {done.stdout}{done.stderr}")
+
     def check_callers(self):
         """The example in C, compiled as its first lines say, and by CMake."""
         sample, program = Sample(self.source, self.root + "/bin"), self.root + "/bin/qrtlogin"
@@ -132,6 +145,7 @@ class Installation:
         self.check_programs()
         self.check_module()
         self.check_manuals()
+        self.check_completions()
         self.check_callers()
         self.command("cmake", "--build", self.build, "--target", "uninstall")
         if self.standing() != before:

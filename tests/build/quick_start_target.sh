@@ -4,7 +4,7 @@ set -euo pipefail
 cd "$2"
 target=$(sed -nE 's/.*--target ([a-z]+).*/\1/p' "$1/quickstart.sh")
 wanted=$(grep -oE "\"$PWD/[^\"]+\"" cmake_install.cmake | tr -d '"' |
-    sed "s#^$PWD/##" | grep -E '\.mo$|^man/|\.so[.0-9]*$|^to-install/' | sort -u)
+    sed "s#^$PWD/##" | grep -E '\.mo$|^man/|^completions/|\.so[.0-9]*$|^to-install/' | sort -u)
 [ "$(wc -l <<<"$wanted")" -ge 10 ] || { echo "cmake_install.cmake is not as expected:"; echo "$wanted"; exit 1; }
 commands=$(ninja -t commands "$target")
 missing=$(for file in $wanted; do grep -qF -- "$file" <<<"$commands" || echo "$file"; done)

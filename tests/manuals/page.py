@@ -61,7 +61,7 @@ def help_of(program, *words):
 def options_of(text):
     """The options in a list that argp has made."""
     found = set()
-    for line in text.splitlines():
+    for line in text.split("\nMandatory or optional arguments")[0].splitlines():
         names = re.match(r"  (?:(-.)(?:, |$)|    )(--[a-z-]+)?", line)
         if names:
             found.update(name for name in names.groups() if name)
