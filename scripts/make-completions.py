@@ -11,30 +11,36 @@ import sys
 from dataclasses import dataclass, field
 
 # What an argument of this name is; any other is not completed.
-KINDS = {"FILE": "file", "SCRIPT": "file", "OTHERSCRIPT": "file", "DIRECTORY": "directory", "FOLDER": "directory",
-         "USER": "user", "COMMAND": "command"}
+KINDS = {"FILE": "file", "SCRIPT": "file", "OTHERSCRIPT": "file", "DIRECTORY": "directory", "DIR": "directory",
+         "FOLDER": "directory", "USER": "user", "ADMIN": "user", "COMMAND": "command"}
 
 
 @dataclass
 class Option:
     names: list
     argument: str  # what --help calls it; empty for none
+    optional: bool  # the argument may be left out, and is given after "=" only
     text: str
 
     @property
     def kind(self):
         return KINDS.get(re.split(r"\W", self.argument)[0], "")
 
+    def listed(self):
+        """Where the values are that the end of the text lists: "... as text (the default), gcc, json"."""
+        one = r"[a-z][a-z0-9-]*(?: \([^()]*\))?"
+        return self.argument and re.search(rf"(?:^|: | as )({one}(?:(?:,| or|, or) {one})+)$", self.text)
+
     @property
     def values(self):
-        """Those that the end of the text lists: "...: style (the default), warning, error"."""
-        one = r"[a-z][a-z0-9-]*(?: \([^()]*\))?"
-        listed = self.argument and re.search(rf": ({one}(?:(?:,| or|, or) {one})+)$", self.text)
-        return re.findall(r"(?:^|, |or )([a-z][a-z0-9-]*)", re.sub(r" \([^()]*\)", "", listed[1])) if listed else []
+        found = self.listed()
+        return re.findall(r"(?:^|, |or )([a-z][a-z0-9-]*)", re.sub(r" \([^()]*\)", "", found[1])) if found else []
 
     @property
     def summary(self):
-        return re.split(r"[;.:](?: |$)| \(default", self.text)[0]
+        found = self.listed()
+        text = self.text[:found.start()] or self.argument if found else self.text
+        return re.split(r"[;.](?: |$)| \(default", text)[0]
 
 
 @dataclass
@@ -66,14 +72,15 @@ def described_by_argp(name, text, summary=""):
             break
         usage = re.match(r"(?:Usage:|  or:)\s+(.*)", line)
         if usage:
-            for word in re.findall(r"[A-Z]{2,}", usage[1].replace("[OPTION...]", "")):
+            for word in re.findall(r"[A-Z]{2,}", re.sub(r"\[OPTION\.\.\.\]|--[a-z-]+[ =][A-Z]+", "", usage[1])):
                 if KINDS.get(word) and KINDS[word] not in command.operands:
                     command.operands.append(KINDS[word])
         option = re.match(r" {2,6}(-\S.*?)(?: {2,}(.*))?$", line)
         if option:
             heads = [re.fullmatch(r"(--?[^\s=\[]+)(?:\[?[= ](.+?)\]?)?", head) for head in option[1].split(", ")]
             argument = next((head[2] for head in heads if head[2]), "")
-            command.options.append(Option([head[1] for head in heads if head[1] != "-?"], argument, option[2] or ""))
+            command.options.append(Option([head[1] for head in heads if head[1] != "-?"], argument,
+                                          "[=" in option[1], option[2] or ""))
     return command
 
 
@@ -81,14 +88,14 @@ def described_map(text):
     """It has no table of options: what it takes stands in the lines that show how it is called."""
     command = Command("map")
     for word, line in re.findall(r"^  map (--[a-z]+)(.*)$", text, re.M):
-        command.options.append(Option([word], "", re.split(r" {2,}", line)[-1]))
-    command.options.append(Option(["--help"], "", "Give this help list"))
+        command.options.append(Option([word], "", False, re.split(r" {2,}", line)[-1]))
+    command.options.append(Option(["--help"], "", False, "Give this help list"))
     command.words = sorted(set(re.findall(r"\bmap ([A-Z]{3,})\b", text) + re.findall(r"\b([A-Z]{3,}) OFF\b", text)))
     return command
 
 
 def described_qrtscript(program):
-    command = Command("qrtscript", options=[Option(["--help"], "", "Give this help list")])
+    command = Command("qrtscript", options=[Option(["--help"], "", False, "Give this help list")])
     for name, summary in re.findall(r"^  (\S+) {2,}(.*)$", shown([program, "help"]), re.M):
         text = shown([program, name, "--help"], needed=False)
         command.subcommands.append(described_by_argp(name, text, summary))
@@ -112,12 +119,18 @@ def bash_way(option):
     return way and way + "; "
 
 
+def bash_names(option):
+    """As the function has them in `option`: with the "=" that stands behind."""
+    return [name for name in option.names if not option.optional] + [
+        name + "=" for name in option.names if name.startswith("--")]
+
+
 def bash_command(command, indent):
     lines = []
     if any(option.argument for option in command.options):
-        lines += ["case $option in"] + [f"    {' | '.join(option.names)}) {bash_way(option)}return ;;"
+        lines += ["case $option in"] + [f"    {' | '.join(bash_names(option))}) {bash_way(option)}return ;;"
                                         for option in command.options if option.argument] + ["esac"]
-    names = [name + ("=" if option.argument else "") for option in command.options for name in option.names
+    names = [name + ("=" if option.argument and not option.optional else "") for option in command.options for name in option.names
              if name.startswith("--")]
     lines += ["if [[ $current == -* && -z $dashes ]]; then", "    " + bash_words(names),
               "    [[ ${COMPREPLY[0]} != *= ]] || compopt -o nospace 2>/dev/null", "    return", "fi"]
@@ -142,9 +155,9 @@ _{command.name}()
     done
     # "=" is a word of its own.
     if [[ -z $dashes && $current == = ]]; then
-        option=${{COMP_WORDS[COMP_CWORD - 1]}} current=
+        option=${{COMP_WORDS[COMP_CWORD - 1]}}= current=
     elif [[ -z $dashes && ${{COMP_WORDS[COMP_CWORD - 1]}} == = ]]; then
-        option=${{COMP_WORDS[COMP_CWORD - 2]}}
+        option=${{COMP_WORDS[COMP_CWORD - 2]}}=
     elif [[ -z $dashes ]]; then
         option=${{COMP_WORDS[COMP_CWORD - 1]}}
     fi
@@ -172,9 +185,9 @@ def zsh_escaped(text):
 
 def zsh_option(option):
     way = f"({' '.join(option.values)})" if option.values else ZSH_WAYS.get(option.kind, " ")
-    argument = f":{zsh_escaped(option.argument)}:{way}" if option.argument else ""
+    argument = f"{':' if option.optional else ''}:{zsh_escaped(option.argument)}:{way}" if option.argument else ""
     alone = f"({' '.join(option.names)})"
-    forms = {"-": "+", "--": "="}
+    forms = {"-": "+", "--": "=-" if option.optional else "="}
     specifications = []
     for name in option.names:
         form = forms["--" if name.startswith("--") else "-"] if option.argument else ""
@@ -234,7 +247,7 @@ def fish_command(command, start):
     text = ""
     for option in command.options:
         words = [("-l " + name[2:]) if name.startswith("--") else ("-s " + name[1:]) for name in option.names]
-        if option.argument:
+        if option.argument and not option.optional:
             words.append("-r -F" if option.kind == "file" and not option.values else "-x")
         if option.values:
             words.append("-a " + fish_quoted(" ".join(option.values)))

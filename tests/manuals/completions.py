@@ -25,6 +25,13 @@ CASES = [
     ("qrtscript check --severity=", {"style", "warning", "error"}),
     ("qrtscript check --severity w", {"warning"}),
     ("qrtscript check -s e", {"error"}),
+    ("qrtscript check --format=g", {"gcc", "github"}),
+    ("qrtscript check --color=n", {"never"}),
+    ("qrtscript check --color sal", {"sales.qrt"}),
+    ("qrtscript plan --format ", {"text", "json"}),
+    ("qrtscript plan sal", {"sales.qrt"}),
+    ("qrtscript put --backup-dir=sa", {"samples"}),
+    ("qrtscript export sa", {"samples"}),
     ("qrtscript check sal", {"sales.qrt"}),
     ("qrtscript check check --us", {"--user", "--usage"}),
 ]
