@@ -30,8 +30,8 @@ extern "C" {
 // Make the client ready; both may be called any number of times. The arguments are reserved and null.
 uint32_t ZKCallsInit(void *reserved1, void *reserved2);
 uint32_t ZKCLXInit(void *reserved1, void *reserved2);
-// From now on nothing of what is read, and of who logs in, is kept on this machine, and nothing that was kept is used: no
-// copies of directories, no password for mounting drives. To be called before a tree is used.
+// From now on nothing of what is read, and of who logs in, is kept on this machine, and nothing that was kept is used:
+// no copies of directories, no password for mounting drives. To be called before a tree is used.
 uint32_t ZKKeepNothing(void);
 uint32_t ZKGetZKNetVersion(uint8_t *major, uint8_t *minor, uint8_t *revision, uint8_t *patch);
 // The error message of the last failure in reading the configuration, loading a tree or logging in, for an
@@ -89,11 +89,11 @@ uint32_t ZKDSLoginPasswordIsShared(uint32_t context, int *shared);
 // user's entry has one and the directory lets the user write it. No answer is waited for, and nothing is reported.
 uint32_t ZKDSNoteLogin(uint32_t context);
 uint32_t ZKDSLogout(uint32_t context);
-// For a program that finds out what a login would do: makes the client answer as if the object, named as to ZKDSLoginEx,
-// were logged in to the context's tree. Nobody logs in, and nothing is written: the directory is still asked as whoever
-// has logged in before, or as nobody. A null object ends that; what has been logged in stays logged in, too.
-// ZKE_NO_SUCH_ENTRY also where the directory does not show the object. Nothing of it may be offered to others than those
-// who may read the directory anyway.
+// For a program that finds out what a login would do: makes the client answer as if the object, named as to
+// ZKDSLoginEx, were logged in to the context's tree. Nobody logs in, and nothing is written: the directory is still
+// asked as whoever has logged in before, or as nobody. A null object ends that; what has been logged in stays logged
+// in, too. ZKE_NO_SUCH_ENTRY also where the directory does not show the object. Nothing of it may be offered to others
+// than those who may read the directory anyway.
 uint32_t ZKDSActAs(uint32_t context, const char *object);
 // ZK_OK, or why whom ZKDSActAs has named could not log in whatever the password: ZKE_ACCOUNT_LOCKED,
 // ZKE_PASSWORD_EXPIRED; ZKGetLastErrorText says it. Only what the object's entry shows is known. ZKE_NOT_LOGGED_IN.

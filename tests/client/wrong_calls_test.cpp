@@ -173,7 +173,8 @@ TEST_F(WrongCalls, WithAHandleThatIsNoneAreRefused) {
                                 {"ActAs", ZKDSActAs(nothing, jdoe)},
                                 {"ActAs nobody", ZKDSActAs(nothing, nullptr)},
                                 {"LoginState", ZKDSLoginState(nothing)},
-                                {"ScanUsers", ZKDSScanUsers(nothing, "", [](void *, const char *) {}, nullptr)},
+                                {"ScanUsers", ZKDSScanUsers(
+                                                  nothing, "", [](void *, const char *) {}, nullptr)},
                                 {"NoteLogin", ZKDSNoteLogin(nothing)},
                                 {"Logout", ZKDSLogout(nothing)},
                                 {"AuthenticateConnEx", ZKDSAuthenticateConnEx(nothing, connection)},
