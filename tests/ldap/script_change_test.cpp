@@ -2,6 +2,7 @@
 #include "platform/client/ldap/script_change.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "platform/client/interface/scripts.h"
 #include "platform/client/ldap/filter.h"
@@ -339,4 +340,15 @@ TEST_F(LdapScripts, TheToolExportsAndImports) {
     EXPECT_EQ(script("emea.sales.acme"), "WRITE \"Europe\"\n");
     EXPECT_EQ(script("acme"), std::nullopt);
     EXPECT_EQ(tool({"import", folder.path("all"), "--yes", "--prune"}).out, "");
+}
+
+TEST_F(LdapScripts, TheToolLeavesNoCopyOfALogin) {
+    Slapd server(withManager());
+    onServers({server.uri()}, "offline = true\n");
+    environment["HOME"] = home.path();
+    const Outcome outcome =
+        process_run({BINARY_DIR "/qrtscript", "get", "sales.acme", "--as", "jdoe.sales.acme", "--password-fd", "3"},
+                    environment, "sunflower\n");
+    EXPECT_EQ(outcome, (Outcome{0, sales(), ""}));
+    EXPECT_TRUE(std::filesystem::is_empty(home.path()));
 }

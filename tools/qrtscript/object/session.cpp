@@ -35,6 +35,8 @@ static auto attempting(const std::string &attempt, Work work) {
 
 TreeSession::TreeSession(const ObjectOptions &options) {
     require(ZKCallsInit(nullptr, nullptr), catalogue_text("cannot start the directory client"));
+    // The administrator is a guest here: no copy of what they may read, and no password of theirs, stays.
+    require(ZKKeepNothing(), catalogue_text("cannot start the directory client"));
     require(ZKDSCreateContextHandle(&context_), catalogue_text("cannot start the directory client"));
     try {
         useTree(options);
