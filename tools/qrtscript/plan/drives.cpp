@@ -51,13 +51,13 @@ bool LinkDirectory::isFree(const std::string &name) const {
 
 static void note_change(const std::string &name, const std::optional<Location> &before, const Json &now) {
     Json change = {{"drive", name + ":"}};
-    change["old"] = before ? Json(recorder_text(before->text())) : Json();
+    change["old"] = before ? Json(record_text(before->text())) : Json();
     change["new"] = now;
     drives().changes.push_back(std::move(change));
 }
 
 void LinkDirectory::write(const std::string &name, const Location &location) {
-    note_change(name, read(name), recorder_text(location.text()));
+    note_change(name, read(name), record_text(location.text()));
     drives().links[name] = location;
 }
 
@@ -164,9 +164,9 @@ int drives_map(const std::vector<std::string> &words) {
         printed = capture.text();
         drives().primary = primary;
     }
-    recorder_add("map", {{"command", recorder_text(line)},
+    recorder_add("map", {{"command", record_text(line)},
                          {"drives", drives().changes},
-                         {"printed", recorder_text(printed)},
+                         {"printed", record_text(printed)},
                          {"status", status}});
     return status;
 }

@@ -47,9 +47,9 @@ static void add_message(const char *message, const std::string &text) {
     if (running().inMistake) {
         running().reported += text;
     } else if (is_information(message)) {
-        recorder_add("message", {{"text", recorder_text(text)}, {"message", without_line_ends(message)}});
+        recorder_add("message", {{"text", record_text(text)}, {"message", without_line_ends(message)}});
     } else {
-        const std::string shown = recorder_text(text);
+        const std::string shown = record_text(text);
         recorder_add("mistake", {{"text", without_line_ends(shown)}, {"reported", true}, {"printed", shown}});
     }
 }
@@ -85,7 +85,7 @@ int wrap_say(const char *message, ...) {
 static void add_text(std::string_view text) {
     const bool isEndMarker = text.size() == 1 && text.front() == '\0';
     if (isEndMarker || text.empty() || running().clearsScreen) return;
-    std::string shown = recorder_text(text);
+    std::string shown = record_text(text);
     if (running().inMistake) {
         running().reported += text;
     } else if (running().inFormatError) {
@@ -109,7 +109,7 @@ void wrap_output_print(const char *format, ...) {
     const std::string text = formatted(format, arguments);
     va_end(arguments);
     if (recorder_is_on()) {
-        const std::string shown = recorder_text(text);
+        const std::string shown = record_text(text);
         recorder_add("mistake", {{"text", without_line_ends(shown)}, {"reported", true}, {"printed", shown}});
     }
     if (!recorder_plans()) real_output_print("%s", text.c_str());
@@ -138,11 +138,11 @@ void wrap_cls_statement() {
 void wrap_variables_set(const char *name, const char *value) {
     if (!recorder_is_on()) return real_variables_set(name, value);
     const char *before = getenv(name);
-    const bool isSecret = recorder_name_is_secret(name);
+    const bool isSecret = record_name_is_secret(name);
     if (isSecret) recorder_hide_value(value);
-    Json effect = {{"name", recorder_text(name)}};
-    effect["old"] = before == nullptr ? Json() : Json(isSecret ? recorder_hidden : recorder_text(before));
-    effect["new"] = isSecret ? recorder_hidden : recorder_text(value);
+    Json effect = {{"name", record_text(name)}};
+    effect["old"] = before == nullptr ? Json() : Json(isSecret ? record_hidden : record_text(before));
+    effect["new"] = isSecret ? record_hidden : record_text(value);
     real_variables_set(name, value);
     if (*name != '\0' && strchr(name, '=') == nullptr) recorder_add("set", std::move(effect));
 }
@@ -152,12 +152,12 @@ void wrap_session_shift_variables(int count) {
     if (!recorder_is_on()) return;
     Json variables = Json::object();
     for (int i = 0; i < QRT_USER_VARIABLES; i++)
-        if (uservars[i] != nullptr) variables["%" + std::to_string(i)] = recorder_text(uservars[i]);
+        if (uservars[i] != nullptr) variables["%" + std::to_string(i)] = record_text(uservars[i]);
     recorder_add("shift", {{"by", count}, {"variables", std::move(variables)}});
 }
 
 void wrap_profile_statement(OwnedText name) {
-    if (recorder_is_on()) recorder_add("profile", {{"name", recorder_text(name.get())}});
+    if (recorder_is_on()) recorder_add("profile", {{"name", record_text(name.get())}});
     real_profile_statement(std::move(name));
 }
 
@@ -195,7 +195,7 @@ static bool is_found(const std::string &name) {
 static int recorded_run(const std::vector<std::string> &words, bool waits) {
     if (recorder_plans() && drives_is_map(words)) return drives_map(words);
     Json shown = Json::array();
-    for (const std::string &word : words) shown.push_back(recorder_text(word));
+    for (const std::string &word : words) shown.push_back(record_text(word));
     Json effect = {{"words", std::move(shown)}, {"waits", waits}};
     if (recorder_plans()) effect["found"] = is_found(words.front());
     recorder_add("run", std::move(effect));
@@ -235,7 +235,7 @@ static OwnedText noted_file(std::string name, OwnedText text) {
     running().next = {"include", name, running().hasRunProgram};
     if (!recorder_is_on() || !condition_executing()) return text;
     running().isUncertain = found && running().hasRunProgram;
-    Json effect = {{"name", recorder_text(name)}, {"found", found}};
+    Json effect = {{"name", record_text(name)}, {"found", found}};
     if (running().isUncertain) effect["uncertain"] = true;
     recorder_add("read", std::move(effect));
     return text;
@@ -268,7 +268,7 @@ OwnedText wrap_file_of_object(OwnedText name) {
     OwnedText text = real_file_of_object(std::move(name));
     if (!running().objectScript) return noted_file(written, std::move(text));
     running().next = {"include", written};
-    if (recorder_is_on()) recorder_add("read", {{"object", recorder_text(*running().objectScript)}, {"found", true}});
+    if (recorder_is_on()) recorder_add("read", {{"object", record_text(*running().objectScript)}, {"found", true}});
     return text;
 }
 
@@ -276,9 +276,9 @@ OwnedText wrap_file_of_object(OwnedText name) {
 
 void wrap_drive_statement(OwnedText name) {
     if (!recorder_is_on()) return real_drive_statement(std::move(name));
-    const std::string written = recorder_text(name.get());
+    const std::string written = record_text(name.get());
     real_drive_statement(std::move(name));
-    recorder_add("drive", {{"name", written}, {"folder", recorder_text(driveDir != nullptr ? driveDir : "")}});
+    recorder_add("drive", {{"name", written}, {"folder", record_text(driveDir != nullptr ? driveDir : "")}});
 }
 
 std::optional<std::string> wrap_drive_target(const char *link) {
@@ -294,7 +294,7 @@ uint32_t wrap_ZKCCSetPrimConn(uint32_t connection) {
 // ---- logins ----
 
 static Json text_or_none(const char *text) {
-    return text == nullptr ? Json() : Json(recorder_text(text));
+    return text == nullptr ? Json() : Json(record_text(text));
 }
 
 void wrap_tree_statement(OwnedText tree, OwnedText user, SecretText password) {
@@ -333,7 +333,7 @@ uint32_t wrap_ZKDSLoginEx(uint32_t context, const char *object, uint32_t option,
     const uint32_t code = !recorder_plans()   ? real_ZKDSLoginEx(context, object, option, password)
                           : object == nullptr ? static_cast<uint32_t>(ZKE_BAD_PARAMETER)
                                               : assumed_login(context, object);
-    recorder_add("login", {{"tree", recorder_text(tree)}, {"user", text_or_none(object)}, {"code", code}});
+    recorder_add("login", {{"tree", record_text(tree)}, {"user", text_or_none(object)}, {"code", code}});
     return code;
 }
 
@@ -341,7 +341,7 @@ uint32_t wrap_ZKDSLogout(uint32_t context) {
     if (!recorder_is_on()) return real_ZKDSLogout(context);
     char tree[ZK_MAX_NAME + 1] = "";
     ZKDSGetContext(context, DCK_TREE_NAME, tree);
-    recorder_add("logout", {{"tree", recorder_text(tree)}, {"user", recorder_text(who_am_i(context))}});
+    recorder_add("logout", {{"tree", record_text(tree)}, {"user", record_text(who_am_i(context))}});
     return recorder_plans() ? ZKDSActAs(context, nullptr) : real_ZKDSLogout(context);
 }
 
@@ -350,7 +350,7 @@ uint32_t wrap_ZKLoginToFileServer(uint32_t connection, const char *user, uint32_
     char server[ZK_SERVER_NAME_SIZE + 1] = "";
     ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, ZK_SERVER_NAME_SIZE, server);
     const uint32_t code = recorder_plans() ? ZK_OK : real_ZKLoginToFileServer(connection, user, objectType, password);
-    recorder_add("login", {{"server", recorder_text(server)}, {"user", text_or_none(user)}, {"code", code}});
+    recorder_add("login", {{"server", record_text(server)}, {"user", text_or_none(user)}, {"code", code}});
     return code;
 }
 
@@ -362,9 +362,9 @@ static int assumed_answer(const char *label, const char *offered, char **user, c
     const bool isAnswered = running().prompts++ == 0;
     const bool hasName = offered != nullptr && *offered != '<';
     const std::string name = hasName ? offered : LoginName != nullptr ? LoginName : "";
-    recorder_add("question", {{"text", recorder_text(label != nullptr ? label : "")},
+    recorder_add("question", {{"text", record_text(label != nullptr ? label : "")},
                               {"asks_for", "name and password"},
-                              {"assumed", isAnswered ? recorder_text(name) : "cancelled"}});
+                              {"assumed", isAnswered ? record_text(name) : "cancelled"}});
     if (!isAnswered) return 1;
     *user = strdup(name.c_str());
     *password = strdup("");
@@ -390,7 +390,7 @@ int wrap_auxconfirm_g(const char *text, const char *icon, int buttons, int defau
     if (!recorder_plans()) return real_auxconfirm_g(text, icon, buttons, defaultButton);
     const bool isYes = running().questions++ == 0;
     recorder_add("question",
-                 {{"text", recorder_text(text)}, {"asks_for", "yes or no"}, {"assumed", isYes ? "yes" : "no"}});
+                 {{"text", record_text(text)}, {"asks_for", "yes or no"}, {"assumed", isYes ? "yes" : "no"}});
     return isYes ? yes : 0;
 }
 

@@ -64,7 +64,7 @@ static SessionRequest request_of(const PlanOptions &options, const std::string &
 
 static Json heading_of(const char *format, const SessionRequest &request, const Reader &reader) {
     Json heading = {{"format", format}, {"version", format_version}, {"time", input_time_text(request.now)}};
-    heading["read_as"] = reader.name ? Json(recorder_text(*reader.name)) : Json();
+    heading["read_as"] = reader.name ? Json(record_text(*reader.name)) : Json();
     heading["rights"] = "values were read with the administrator's rights";
     return heading;
 }
@@ -112,7 +112,7 @@ static int show_difference(const PlanOptions &options, const std::string &script
         write_out(json_text(result));
     } else {
         Json heading = after;
-        heading["read_as"] = reader.name ? Json(recorder_text(*reader.name)) : Json();
+        heading["read_as"] = reader.name ? Json(record_text(*reader.name)) : Json();
         write_out(show_heading(heading) + difference_text(changes));
     }
     return status_of(plan_count_mistakes(after));
@@ -162,8 +162,8 @@ static int show_summary(const PlanOptions &options, const SessionRequest &reques
     const std::string container = options.container.value_or("");
     const Summary summary = summary_of(session_users(request, reader, container), request, reader);
     Json result = heading_of("qrtscript-plan-summary", request, reader);
-    result["tree"] = recorder_text(request.tree);
-    result["container"] = recorder_text(container);
+    result["tree"] = record_text(request.tree);
+    result["container"] = record_text(container);
     result.update(summary.result());
     write_out(options.json ? json_text(result) : show_heading(result) + summary_text(result));
     return summary.failures() > 0 ? plan_failed : status_of(summary.mistakes());

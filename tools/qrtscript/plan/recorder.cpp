@@ -1,17 +1,13 @@
 #include "tools/qrtscript/plan/recorder.h"
 
 #include <algorithm>
-#include <cctype>
+#include <cstring>
 #include <vector>
 
-#include "platform/common/nocase.h"
-#include "platform/terminal_text.h"
 #include "tools/qrtscript/plan/sources.h"
 
 static constexpr size_t most_effects = 200000;
 static constexpr size_t shortest_secret = 3;
-
-const char *const recorder_hidden = "********";
 
 void (*recorder_notice)(const Json &effect) = nullptr;
 
@@ -45,11 +41,6 @@ void recorder_turn_off() {
     record().mode = Recording::off;
 }
 
-std::string recorder_text(std::string_view bytes) {
-    return terminal_text(
-        bytes, [](const TerminalLetter &letter) { return !letter.valid; });
-}
-
 static void replace_all(std::string *text, const std::string &from, const char *to) {
     for (size_t at = text->find(from); at != text->npos; at = text->find(from, at + strlen(to)))
         text->replace(at, from.size(), to);
@@ -58,7 +49,7 @@ static void replace_all(std::string *text, const std::string &from, const char *
 static void scrub(Json *value) {
     if (value->is_string())
         for (const std::string &secret : record().secrets)
-            replace_all(value->get_ptr<std::string *>(), secret, recorder_hidden);
+            replace_all(value->get_ptr<std::string *>(), secret, record_hidden);
     else if (value->is_structured())
         for (Json &inner : *value) scrub(&inner);
 }
@@ -88,7 +79,7 @@ void recorder_mistake(const std::string &text, bool isReported) {
 void recorder_hide(std::string_view secret) {
     if (secret.size() < shortest_secret) return;
     std::vector<std::string> &secrets = record().secrets;
-    std::string text = recorder_text(secret);
+    std::string text = record_text(secret);
     if (std::find(secrets.begin(), secrets.end(), text) != secrets.end()) return;
     secrets.push_back(std::move(text));
     std::stable_sort(secrets.begin(), secrets.end(),
@@ -115,44 +106,4 @@ Json recorder_result() {
     Json result = {{"sources", sources_list()}, {"effects", record().effects}};
     scrub(&result);
     return result;
-}
-
-static bool is_word_letter(char c) {
-    return isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
-}
-
-// Where a keyword ends in the line, or npos.
-static size_t end_of_word(std::string_view line, std::string_view word) {
-    for (size_t at = 0; at + word.size() <= line.size(); at++) {
-        const bool starts = at == 0 || !is_word_letter(line[at - 1]);
-        const size_t end = at + word.size();
-        const bool ends = end == line.size() || !is_word_letter(line[end]);
-        if (starts && ends && equal_nocase(line.substr(at, word.size()), word)) return end;
-    }
-    return line.npos;
-}
-
-std::string recorder_line(std::string_view line) {
-    std::string text = recorder_text(line);
-    for (const std::string_view word : {"TREE", "ATTACH"}) {
-        const size_t end = end_of_word(text, word);
-        const size_t semicolon = end == text.npos ? end : text.find(';', end);
-        if (semicolon != text.npos) text.replace(semicolon + 1, text.npos, recorder_hidden);
-    }
-    return text;
-}
-
-static bool contains_nocase(std::string_view text, std::string_view part) {
-    for (size_t at = 0; at + part.size() <= text.size(); at++)
-        if (equal_nocase(text.substr(at, part.size()), part)) return true;
-    return false;
-}
-
-// When a password expires is no secret, and scripts show it.
-bool recorder_name_is_secret(std::string_view name) {
-    if (contains_nocase(name, "password_expir") || contains_nocase(name, "password expir")) return false;
-    for (const char *part : {"password", "passwd", "passphrase", "unicodepwd", "secret", "token", "credential",
-                             "privatekey", "private_key", "ntpwdhistory", "lmpwdhistory", "dbcspwd"})
-        if (contains_nocase(name, part)) return true;
-    return false;
 }

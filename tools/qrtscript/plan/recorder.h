@@ -5,11 +5,10 @@
 #ifndef TOOLS_QRTSCRIPT_PLAN_RECORDER_H
 #define TOOLS_QRTSCRIPT_PLAN_RECORDER_H
 
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
-using Json = nlohmann::ordered_json;
+#include "tools/qrtscript/plan/record_text.h"
 
 enum class Recording {
     off,  // nothing is recorded, and everything is done
@@ -48,16 +47,5 @@ void recorder_stop(const std::string &reason);
 
 // The whole record: {"sources": [...], "effects": [...]}, with what is hidden replaced.
 Json recorder_result();
-
-// Bytes of a script or a directory as text for JSON: what is not UTF-8 is shown as "\xE4".
-std::string recorder_text(std::string_view bytes);
-
-// A line of a script without what stands behind the ";" of TREE and ATTACH.
-std::string recorder_line(std::string_view line);
-
-// Does the name of a variable or an attribute suggest a secret?
-bool recorder_name_is_secret(std::string_view name);
-
-extern const char *const recorder_hidden; // in the place of a secret
 
 #endif

@@ -20,6 +20,7 @@
 #include "tools/qrtlogin/script_file.h"
 #include "tools/qrtlogin/waiting_notice.h"
 #include "tools/qrtscript/plan/options.h"
+#include "tools/qrtscript/plan/recorder.h"
 #include "tools/qrtscript/plan/seams.h"
 #include "tools/qrtscript/plan/show_text.h"
 #include "tools/qrtscript/plan/sources.h"

@@ -28,5 +28,5 @@ void running_line() {
 void running_missing(const std::string &name, const std::string &what, const std::string &reason) {
     const std::string bare = name.substr(!name.empty() && name.front() == '%' ? 1 : 0);
     if (!condition_executing() || !missing_in_line().insert(bare).second) return;
-    recorder_add("not_found", {{"name", recorder_text(name)}, {"what", what}, {"reason", reason}});
+    recorder_add("not_found", {{"name", record_text(name)}, {"what", what}, {"reason", reason}});
 }

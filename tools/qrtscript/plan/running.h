@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "tools/qrtscript/plan/recorder.h"
 #include "tools/qrtscript/plan/sources.h"
 
 struct Running {

@@ -113,7 +113,7 @@ class AttributeValues {
         for (uint32_t i = 0; i < values && ZKDSComputeAttrValSize(context_, reply_, syntax, &size) == ZK_OK; i++) {
             std::string value(size + 1, '\0');
             if (ZKDSGetAttrVal(context_, reply_, syntax, value.data()) != ZK_OK) return;
-            list.push_back(recorder_text(value.c_str()));
+            list.push_back(record_text(value.c_str()));
         }
     }
 
@@ -131,14 +131,14 @@ static void act_as_user(const Login &login, const SessionRequest &request) {
                                                 request.tree.c_str()));
     char name[ZK_MAX_NAME + 1] = "";
     ZKDSWhoAmI(login.context(), name);
-    answer["user"] = recorder_text(name);
-    answer["tree"] = recorder_text(request.tree);
+    answer["user"] = record_text(name);
+    answer["tree"] = record_text(request.tree);
     const std::string complete = "." + std::string(name);
     answer["groups"] = AttributeValues(login.context(), complete.c_str(), "Group Membership").list;
     if (ZKDSLoginState(login.context()) == ZK_OK) return;
     char reason[1024] = "";
     ZKGetLastErrorText(sizeof reason, reason);
-    answer["refused"] = recorder_text(reason);
+    answer["refused"] = record_text(reason);
 }
 
 static Variables bare_environment(const std::string &login) {
@@ -158,7 +158,7 @@ static void set_environment(const SessionRequest &request, const Login &login, c
     variables.emplace_back("QRT_CONTEXT", login.container());
     for (const auto &[name, value] : variables) {
         setenv(name.c_str(), value.c_str(), 1);
-        shown[recorder_text(name)] = recorder_name_is_secret(name) ? recorder_hidden : recorder_text(value);
+        shown[record_text(name)] = record_name_is_secret(name) ? record_hidden : record_text(value);
     }
     answer["environment"] = std::move(shown);
 }
@@ -169,7 +169,8 @@ static char *text_or_null(std::optional<std::string> *text) {
     return *text ? (*text)->data() : nullptr;
 }
 
-static void run_sequence_of(Options options, std::string user) {
+static void run_sequence_of(Options options, const std::string &name) {
+    std::string user = name; // the library cuts it
     std::string tree = *options.tree;
     QrtRunScriptsArgs args = {};
     args.userVar2 = text_or_null(&options.variables[0]);
@@ -191,7 +192,7 @@ static void run_sequence_of(Options options, std::string user) {
 static void list_users(const SessionRequest &request, const Reader &reader, const std::string &container) {
     log_reader_in(request, reader);
     const Login login(options_of(request));
-    static const auto add = [](void *, const char *name) { answer["users"].push_back("." + recorder_text(name)); };
+    static const auto add = [](void *, const char *name) { answer["users"].push_back("." + record_text(name)); };
     answer["users"] = Json::array();
     const uint32_t code = ZKDSScanUsers(
         login.context(), container.c_str(), [](void *caller, const char *name) { add(caller, name); }, nullptr);
@@ -219,7 +220,7 @@ static void run_session(const SessionRequest &request, const Reader &reader) {
         throw Failure(exit_system, catalogue_text("cannot confine the process that makes the plan"));
     recorder_start(Recording::plan, leave_early);
     for (const auto &[name, value] : request.environment.value_or(Variables()))
-        if (recorder_name_is_secret(name)) recorder_hide_value(value);
+        if (record_name_is_secret(name)) recorder_hide_value(value);
     run_sequence_of(options, user);
     leave_with_record();
 }
@@ -231,9 +232,9 @@ static void run_session(const SessionRequest &request, const Reader &reader) {
     try {
         body();
     } catch (const Failure &failure) {
-        answer = {{"error", recorder_text(failure.what())}, {"status", failure.status()}};
+        answer = {{"error", record_text(failure.what())}, {"status", failure.status()}};
     } catch (const std::exception &problem) {
-        answer = {{"error", recorder_text(problem.what())}, {"status", exit_system}};
+        answer = {{"error", record_text(problem.what())}, {"status", exit_system}};
     }
     leave();
 }

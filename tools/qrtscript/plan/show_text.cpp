@@ -2,13 +2,13 @@
 
 #include "platform/terminal_text.h"
 
-static std::string shown(const std::string &text) {
+static std::string harmless(const std::string &text) {
     return terminal_text(text);
 }
 
 static std::string text_of(const Json &object, const char *key) {
     const auto found = object.find(key);
-    return found != object.end() && found->is_string() ? shown(found->get<std::string>()) : "";
+    return found != object.end() && found->is_string() ? harmless(found->get<std::string>()) : "";
 }
 
 // The lines of a text; a last line end ends a line.
@@ -20,7 +20,7 @@ static std::vector<std::string> lines_of(const Json &object, const char *key) {
         const size_t end = std::min(text.find('\n', start), text.size());
         std::string line = text.substr(start, end - start);
         if (!line.empty() && line.back() == '\r') line.pop_back();
-        lines.push_back(shown(line));
+        lines.push_back(harmless(line));
         start = end + 1;
     }
     return lines;
@@ -114,7 +114,7 @@ static ShownEffect show_run(const Json &effect) {
     std::string line;
     for (const Json &one : effect.value("words", Json::array())) {
         if (!line.empty()) line += " ";
-        line += word(shown(one.get<std::string>()));
+        line += word(harmless(one.get<std::string>()));
     }
     if (!effect.value("waits", true)) line += " (without waiting for its end)";
     if (!effect.value("found", true)) line += " (this machine has no such program)";
@@ -154,7 +154,7 @@ static ShownEffect show_question(const Json &effect) {
 static ShownEffect show_tree(const Json &effect) {
     std::string line = text_of(effect, "tree");
     if (!effect["user"].is_null()) line += "/" + text_of(effect, "user");
-    if (effect.value("password", "") == "given") line += std::string(";") + recorder_hidden;
+    if (effect.value("password", "") == "given") line += std::string(";") + record_hidden;
     return {"moves", {"to tree " + line}};
 }
 
@@ -167,7 +167,7 @@ static ShownEffect show_shift(const Json &effect) {
     const Json none = Json::object();
     const Json &variables = effect.contains("variables") ? effect["variables"] : none;
     for (const auto &[name, value] : variables.items())
-        line += "; " + name + " is " + quoted(shown(value.get<std::string>()));
+        line += "; " + name + " is " + quoted(harmless(value.get<std::string>()));
     return {"shifts", {line}};
 }
 
@@ -288,7 +288,7 @@ static std::string preface(const Json &plan) {
     const Json none = Json::object();
     const Json &environment = plan.contains("environment") ? plan["environment"] : none;
     for (const auto &[name, value] : environment.items())
-        text += " " + word(shown(name) + "=" + shown(value.get<std::string>()));
+        text += " " + word(harmless(name) + "=" + harmless(value.get<std::string>()));
     return text + "\n";
 }
 

@@ -90,7 +90,7 @@ SourcePlace sources_here() {
 Json sources_list() {
     Json list = Json::array();
     for (const Source &source : sources().all) {
-        Json one = {{"role", source.title.role}, {"name", recorder_text(source.title.name)}};
+        Json one = {{"role", source.title.role}, {"name", record_text(source.title.name)}};
         if (source.from.source >= 0) one["included_by"] = {{"source", source.from.source}, {"line", source.from.line}};
         if (source.title.uncertain) one["uncertain"] = true;
         list.push_back(std::move(one));

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/qrtscript/plan/recorder.h"
+#include "tools/qrtscript/plan/record_text.h"
 
 struct SourcePlace {
     int source = -1; // the index in sources_list; -1 outside the scripts

@@ -5,7 +5,7 @@
 #include "platform/terminal_text.h"
 #include "tools/qrtscript/plan/show_text.h"
 
-static std::string shown(const Json &object, const char *key) {
+static std::string harmless(const Json &object, const char *key) {
     const auto found = object.find(key);
     return found != object.end() && found->is_string() ? terminal_text(found->get<std::string>()) : "";
 }
@@ -54,20 +54,20 @@ Summary::Gets Summary::getsOf(const Json &plan) {
 }
 
 void Summary::add(const Json &plan) {
-    const Json mistakes = mistakes_of(plan);
+    const Json found = mistakes_of(plan);
     size_t missing = 0;
     for (const Json &effect : plan["effects"]) missing += effect.value("kind", "") == "not_found" ? 1 : 0;
     const Json groups = plan.value("groups", Json::array());
     for (const Json &group : groups) groups_[group.get<std::string>()].push_back(gets_.size());
-    Json user = {{"user", plan.value("user", "")}, {"mistakes", mistakes}, {"not_found", missing}, {"groups", groups}};
+    Json user = {{"user", plan.value("user", "")}, {"mistakes", found}, {"not_found", missing}, {"groups", groups}};
     if (plan.contains("refused")) user["refused"] = plan["refused"];
     users_.push_back(std::move(user));
     gets_.push_back(getsOf(plan));
-    mistakes_ += mistakes.size();
+    mistakes_ += found.size();
 }
 
 void Summary::addFailure(const std::string &user, const std::string &reason) {
-    users_.push_back({{"user", recorder_text(user)}, {"error", recorder_text(reason)}});
+    users_.push_back({{"user", record_text(user)}, {"error", record_text(reason)}});
     failures_++;
 }
 
@@ -109,12 +109,12 @@ Json Summary::result() const {
 
 static std::string user_lines(const Json &user) {
     std::string text;
-    const std::string name = "  " + shown(user, "user");
-    if (user.contains("error")) return name + ": could not be planned: " + shown(user, "error") + "\n";
-    if (user.contains("refused")) text += name + ": a login would be refused: " + shown(user, "refused") + "\n";
+    const std::string name = "  " + harmless(user, "user");
+    if (user.contains("error")) return name + ": could not be planned: " + harmless(user, "error") + "\n";
+    if (user.contains("refused")) text += name + ": a login would be refused: " + harmless(user, "refused") + "\n";
     for (const Json &mistake : user.value("mistakes", Json::array())) {
         const int line = mistake.value("line", 0);
-        text += name + ": " + shown(mistake, "script") + (line > 0 ? " line " + std::to_string(line) : "") + ": " +
+        text += name + ": " + harmless(mistake, "script") + (line > 0 ? " line " + std::to_string(line) : "") + ": " +
                 mistake.value("text", "") + "\n";
     }
     return text;
@@ -123,9 +123,9 @@ static std::string user_lines(const Json &user) {
 static std::string gets_lines(const Json &gets) {
     std::string text;
     for (const Json &item : gets) {
-        const std::string value = item["value"].is_null() ? " (each another)" : shown(item, "value");
+        const std::string value = item["value"].is_null() ? " (each another)" : harmless(item, "value");
         const bool isPlain = item["value"].is_null() || value.empty();
-        text += "  " + shown(item, "what") + (isPlain ? "" : " = ") + value + "\n";
+        text += "  " + harmless(item, "what") + (isPlain ? "" : " = ") + value + "\n";
     }
     return text.empty() ? "  nothing\n" : text;
 }
@@ -144,7 +144,7 @@ std::string summary_text(const Json &summary) {
                        problems;
     text += "\nEverybody gets\n" + gets_lines(summary["everybody"]);
     for (const Json &group : summary["groups"])
-        text += "\nGroup " + shown(group, "group") + " (" + std::to_string(group["users"].size()) +
+        text += "\nGroup " + harmless(group, "group") + " (" + std::to_string(group["users"].size()) +
                 (group["users"].size() == 1 ? " user" : " users") + ") also gets\n" + gets_lines(group["gets"]);
     return text;
 }

@@ -54,16 +54,16 @@ static const char *kind_of_rule(uint32_t code) {
 }
 
 static Json origin_of(const char *name, uint32_t code, const OwnedText &value) {
-    Json origin = {{"reference", "%" + recorder_text(name)}};
+    Json origin = {{"reference", "%" + record_text(name)}};
     const bool isVariable = name[0] >= '0' && name[0] <= '9' && name[1] == '\0';
     if (!look_up.attribute.empty() && !isVariable) {
         origin["from"] = "attribute";
-        origin["attribute"] = recorder_text(look_up.attribute);
-        origin["object"] = recorder_text(look_up.object);
+        origin["attribute"] = record_text(look_up.attribute);
+        origin["object"] = record_text(look_up.object);
     } else {
         origin["from"] = isVariable ? "variable" : look_up.rule ? kind_of_rule(*look_up.rule) : "attribute";
     }
-    if (code == 0) origin["value"] = recorder_text(value.get());
+    if (code == 0) origin["value"] = record_text(value.get());
     if (code != 0 || look_up.attributeCode != 0)
         origin["missing"] = reason_of(code != 0 ? code : look_up.attributeCode);
     return origin;
@@ -94,7 +94,7 @@ bool wrap_identifier_rules_value(const IdentifierRequest &request, uint32_t code
 
 uint32_t wrap_attributes_text(uint32_t handle, const char *object, const char *attribute, OwnedText &text) {
     if (!recorder_is_on()) return real_attributes_text(handle, object, attribute, text);
-    const bool isSecret = recorder_name_is_secret(attribute);
+    const bool isSecret = record_name_is_secret(attribute);
     const uint32_t code = isSecret && recorder_plans() ? static_cast<uint32_t>(ZKE_NO_SUCH_VALUE)
                                                        : real_attributes_text(handle, object, attribute, text);
     if (look_up.active) {
@@ -112,9 +112,9 @@ const char *wrap_identifiers_variable(std::string_view name) {
     if (!recorder_is_on()) return value;
     while (!name.empty() && (name.front() == '%' || name.front() == '<')) name.remove_prefix(1);
     name = name.substr(0, name.find('>'));
-    Json origin = {{"reference", "%<" + recorder_text(name) + ">"}, {"from", "environment"}};
+    Json origin = {{"reference", "%<" + record_text(name) + ">"}, {"from", "environment"}};
     if (value != nullptr)
-        origin["value"] = recorder_name_is_secret(name) ? recorder_hidden : recorder_text(value);
+        origin["value"] = record_name_is_secret(name) ? record_hidden : record_text(value);
     else
         origin["missing"] = "the variable is not set";
     origins_note(std::move(origin));
@@ -133,10 +133,10 @@ uint32_t wrap_attribute_compare(uint32_t handle, const char *object, const char 
     const uint32_t code = real_attribute_compare(handle, object, attribute, name, flag);
     if (!recorder_is_on()) return code;
     const std::string group = attribute_compare_wanted(name);
-    Json origin = {{"reference", "MEMBER OF \"" + recorder_text(name) + "\""},
+    Json origin = {{"reference", "MEMBER OF \"" + record_text(name) + "\""},
                    {"from", "attribute"},
                    {"attribute", attribute},
-                   {"object", recorder_text(object)},
+                   {"object", record_text(object)},
                    {"value", flag == 0   ? "a member"
                              : flag == 1 ? "not a member"
                                          : "not known"}};

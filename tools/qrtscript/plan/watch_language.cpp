@@ -62,7 +62,7 @@ void wrap_lex_push(std::string_view text) {
 int wrap_script_run(std::string_view text, char *object, uint32_t handle) {
     if (!recorder_is_on()) return real_script_run(text, object, handle);
     running().inScript = true;
-    recorder_add("script", {{"role", running().next.role}, {"name", recorder_text(running().next.name)}});
+    recorder_add("script", {{"role", running().next.role}, {"name", record_text(running().next.name)}});
     const int result = real_script_run(text, object, handle);
     running().inScript = false;
     sources_end();
@@ -83,7 +83,7 @@ static std::string line_text() {
     size_t start = before == text.npos ? 0 : before + 1;
     end = std::min(text.find_first_of("\r\n", end), text.size());
     while (start < end && (text[start] == ' ' || text[start] == '\t')) start++;
-    return recorder_line(text.substr(start, end - start));
+    return record_line(text.substr(start, end - start));
 }
 
 void wrap_cond_enter(int32_t condition) {
@@ -119,9 +119,9 @@ static const char *sign_of(Comparison comparison) {
 
 int32_t wrap_cond_compare(Comparison comparison, OwnedText left, OwnedText right) {
     if (!recorder_is_on()) return real_cond_compare(comparison, std::move(left), std::move(right));
-    Json test = {{"left", recorder_text(left.get())},
+    Json test = {{"left", record_text(left.get())},
                  {"operator", sign_of(comparison)},
-                 {"right", recorder_text(right.get())},
+                 {"right", record_text(right.get())},
                  {"numeric", valuestate != 0}};
     Json values = origins_of(left.get());
     for (Json &one : origins_of(right.get())) values.push_back(std::move(one));
@@ -134,7 +134,7 @@ int32_t wrap_cond_compare(Comparison comparison, OwnedText left, OwnedText right
 
 int32_t wrap_cond_bare(OwnedText text) {
     if (!recorder_is_on()) return real_cond_bare(std::move(text));
-    Json test = {{"text", recorder_text(text.get())}};
+    Json test = {{"text", record_text(text.get())}};
     Json values = origins_of(text.get());
     const int32_t result = real_cond_bare(std::move(text));
     test["result"] = result == 0;
@@ -182,21 +182,24 @@ OwnedText wrap_phrase_word(OwnedText word) {
 }
 
 OwnedText wrap_join_two(OwnedText a, OwnedText b) {
+    if (!recorder_is_on()) return real_join_two(std::move(a), std::move(b));
     const char *parts[] = {a.get(), b.get()};
     OwnedText text = real_join_two(std::move(a), std::move(b));
-    if (recorder_is_on()) origins_join(text.get(), {parts[0], parts[1]});
+    origins_join(text.get(), {parts[0], parts[1]});
     return text;
 }
 OwnedText wrap_join_three(OwnedText a, OwnedText b, OwnedText c) {
+    if (!recorder_is_on()) return real_join_three(std::move(a), std::move(b), std::move(c));
     const char *parts[] = {a.get(), b.get(), c.get()};
     OwnedText text = real_join_three(std::move(a), std::move(b), std::move(c));
-    if (recorder_is_on()) origins_join(text.get(), {parts[0], parts[1], parts[2]});
+    origins_join(text.get(), {parts[0], parts[1], parts[2]});
     return text;
 }
 OwnedText wrap_phrase_calculate(char operation, OwnedText left, OwnedText right) {
+    if (!recorder_is_on()) return real_phrase_calculate(operation, std::move(left), std::move(right));
     const char *parts[] = {left.get(), right.get()};
     OwnedText text = real_phrase_calculate(operation, std::move(left), std::move(right));
-    if (recorder_is_on()) origins_join(text.get(), {parts[0], parts[1]});
+    origins_join(text.get(), {parts[0], parts[1]});
     return text;
 }
 
@@ -212,7 +215,7 @@ void wrap_syntax_error_report(const char *message) {
     std::string shown;
     for (size_t start = 0; start < running().reported.size();) {
         const size_t end = std::min(running().reported.find('\n', start), running().reported.size());
-        shown += recorder_line(running().reported.substr(start, end - start));
+        shown += record_line(running().reported.substr(start, end - start));
         if (end < running().reported.size()) shown += '\n';
         start = end + 1;
     }
@@ -228,7 +231,7 @@ void wrap_format_error(OwnedText keyword) {
 // ---- jumps and texts that are spliced in ----
 
 bool wrap_lex_jump(std::string_view label) {
-    const std::string name = recorder_text(label);
+    const std::string name = record_text(label);
     const bool found = real_lex_jump(label);
     if (!recorder_is_on()) return found;
     if (!found) {
@@ -250,5 +253,5 @@ void wrap_lex_include(std::string_view text) {
     if (!recorder_is_on() || active == nullptr || active->length == length) return;
     const SourceTitle &title = running().next;
     const int source = sources_splice(title, whole, static_cast<size_t>(active->readPos));
-    recorder_add("include", {{"name", recorder_text(title.name)}, {"text", source}});
+    recorder_add("include", {{"name", record_text(title.name)}, {"text", source}});
 }
