@@ -10,13 +10,18 @@ foreach(page IN LISTS manual_pages)
   string(REGEX MATCH "[1-8]$" section ${page})
   list(APPEND manual_dirs ${CMAKE_INSTALL_MANDIR}/man${section})
 endforeach()
+# The same files for Vim and for Neovim, which look for them in different places.
+set(vim_dirs)
+foreach(part IN ITEMS syntax indent ftplugin ftdetect lua)
+  list(APPEND vim_dirs ${CMAKE_INSTALL_DATADIR}/vim/vimfiles/${part} ${CMAKE_INSTALL_DATADIR}/nvim/site/${part})
+endforeach()
 
 # ---- first: which folders are missing ----
 # `install_dirs` has to name every folder that something below is installed to, for uninstalling.
 set(record ${CMAKE_BINARY_DIR}/installed)
 set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_SBINDIR} ${command_programs_dir} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
                  ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs}
-                 ${manual_dirs} ${completion_dirs})
+                 ${manual_dirs} ${completion_dirs} ${vim_dirs})
 install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")")
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake)
 
@@ -84,6 +89,12 @@ endforeach()
 # ---- the completions ----
 foreach(shell folder IN ZIP_LISTS completion_shells completion_dirs)
   install(FILES ${${shell}_completions} DESTINATION ${folder})
+endforeach()
+
+# ---- the editors' files ----
+foreach(folder IN LISTS vim_dirs)
+  cmake_path(GET folder FILENAME part)
+  install(DIRECTORY editors/vim/${part}/ DESTINATION ${folder})
 endforeach()
 
 # ---- last: what has been installed ----
