@@ -21,7 +21,8 @@ endforeach()
 set(record ${CMAKE_BINARY_DIR}/installed)
 set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_SBINDIR} ${command_programs_dir} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
                  ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs}
-                 ${manual_dirs} ${completion_dirs} ${vim_dirs})
+                 ${manual_dirs} ${completion_dirs} ${vim_dirs}
+                 ${CMAKE_INSTALL_DATADIR}/nano)
 install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")")
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake)
 
@@ -96,6 +97,7 @@ foreach(folder IN LISTS vim_dirs)
   cmake_path(GET folder FILENAME part)
   install(DIRECTORY editors/vim/${part}/ DESTINATION ${folder})
 endforeach()
+install(FILES editors/nano/qrtscript.nanorc DESTINATION ${CMAKE_INSTALL_DATADIR}/nano)
 
 # ---- last: what has been installed ----
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_files.cmake)

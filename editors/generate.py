@@ -18,6 +18,7 @@ FILES = {
     "syntax.vim.in": ("vim/syntax/qrtscript.vim", "vim"),
     "indent.vim.in": ("vim/indent/qrtscript.vim", "vim"),
     "ftplugin.vim.in": ("vim/ftplugin/qrtscript.vim", "vim"),
+    "qrtscript.nanorc.in": ("nano/qrtscript.nanorc", "posix"),
 }
 
 
