@@ -15,6 +15,7 @@ set(vim_dirs)
 foreach(part IN ITEMS syntax indent ftplugin ftdetect lua)
   list(APPEND vim_dirs ${CMAKE_INSTALL_DATADIR}/vim/vimfiles/${part} ${CMAKE_INSTALL_DATADIR}/nvim/site/${part})
 endforeach()
+set(vscode_dir ${CMAKE_INSTALL_DATADIR}/qrtscript/vscode)
 
 # ---- first: which folders are missing ----
 # `install_dirs` has to name every folder that something below is installed to, for uninstalling.
@@ -22,7 +23,7 @@ set(record ${CMAKE_BINARY_DIR}/installed)
 set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_SBINDIR} ${command_programs_dir} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
                  ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs}
                  ${manual_dirs} ${completion_dirs} ${vim_dirs}
-                 ${CMAKE_INSTALL_DATADIR}/nano)
+                 ${CMAKE_INSTALL_DATADIR}/nano ${vscode_dir}/syntaxes)
 install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")")
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake)
 
@@ -98,6 +99,7 @@ foreach(folder IN LISTS vim_dirs)
   install(DIRECTORY editors/vim/${part}/ DESTINATION ${folder})
 endforeach()
 install(FILES editors/nano/qrtscript.nanorc DESTINATION ${CMAKE_INSTALL_DATADIR}/nano)
+install(DIRECTORY editors/vscode/ DESTINATION ${vscode_dir} PATTERN node_modules EXCLUDE)
 
 # ---- last: what has been installed ----
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_files.cmake)

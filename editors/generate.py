@@ -19,6 +19,8 @@ FILES = {
     "indent.vim.in": ("vim/indent/qrtscript.vim", "vim"),
     "ftplugin.vim.in": ("vim/ftplugin/qrtscript.vim", "vim"),
     "qrtscript.nanorc.in": ("nano/qrtscript.nanorc", "posix"),
+    "qrtscript.tmLanguage.json.in": ("vscode/syntaxes/qrtscript.tmLanguage.json", "json"),
+    "language-configuration.json.in": ("vscode/language-configuration.json", "json"),
 }
 
 
@@ -145,9 +147,6 @@ def language():
     found["end"] = {(word(one[0]),) for one in rules["end_stmt"]}
     found["no_label"] = {(word(one[0]),) for one in rules["reserved_words"] if is_word(one[0])}
     found["not_if"] = set(sequences) - found["condition"]
-    found["words"] = {(one,) for head in sequences for one in head}
-    for place in ("compare", "logic", "value", "then", "member"):
-        found["words"] |= {(one,) for head in found[place] for one in head}
     names = re.findall(r'\{"(\w+)", \d+\}', read("directory/identifier_names.cpp"))
     found["identifiers"] = {(name,) for name in names}
     if not all(found[place] for place in found) or not names:
@@ -169,7 +168,7 @@ class Dialect:
 
     @property
     def end(self):
-        return {"\\%(": "\\)"}.get(self.group, ")")
+        return "\\)" if self.group.startswith("\\") else ")"
 
     def members(self, signs):
         """As they stand between brackets."""
@@ -195,7 +194,6 @@ def replacements(dialect):
     values["home"] = c_string("language/tokenizer.cpp", r'words = ("home.*");')
     values["label_ends"] = dialect.members(c_string("script/labels.cpp", r'others\((".*"),').rstrip("\0"))
     values["name_ends"] = dialect.members(c_string("directory/reference.h", r'std::string_view\((".*")\)'))
-    values["list"] = " ".join(sorted(one for (one,) in found["words"]))
     word_of = f"[^{values['delimiters']}]"
     more, zero = ("\\+", "*") if dialect is DIALECTS["vim"] else ("+", "*")
     blanks = dialect.blanks.removesuffix(more) + zero
