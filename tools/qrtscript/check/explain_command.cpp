@@ -31,9 +31,10 @@ static const argp_option option_table[] = {
     {nullptr, 0, nullptr, 0, nullptr, 0},
 };
 
-static const char *const description = catalogue_mark(
+static const char *const before_options = catalogue_mark(
     "Explain what \"qrtscript check\" finds: what a code means, why it matters, and how to put it right. Without CODE, "
-    "list all codes.\v"
+    "list all codes.");
+static const char *const after_options = catalogue_mark(
     "Exit status:\n"
     "  0  the pages were written\n"
     "  2  there is no such code");
@@ -106,7 +107,8 @@ static bool explain(const std::string &name, bool colour) {
 
 int explain_command(int argc, char **argv) {
     ExplainOptions options;
-    const argp parser = {option_table, take_option,     catalogue_mark("[CODE...]"), description, nullptr,
+    const std::string texts = std::string(catalogue_text(before_options)) + '\v' + catalogue_text(after_options);
+    const argp parser = {option_table, take_option,     catalogue_mark("[CODE...]"), texts.c_str(), nullptr,
                          nullptr,      catalogue_domain};
     argp_err_exit_status = check_impossible;
     if (argp_parse(&parser, argc, argv, 0, nullptr, &options) != 0) throw std::bad_alloc();

@@ -38,9 +38,10 @@ static const argp_option option_table[] = {
     {nullptr, 0, nullptr, 0, nullptr, 0},
 };
 
-static const char *const description = catalogue_mark(
+static const char *const before_options = catalogue_mark(
     "Indent login scripts, write their keywords in capitals, end their lines in a line feed, and remove blanks that "
-    "mean nothing. What a script does stays the same.\v"
+    "mean nothing. What a script does stays the same.");
+static const char *const after_options = catalogue_mark(
     "FILE is a script, a folder whose *.qrt files are formatted, or - for standard input, which is written to standard "
     "output.\n"
     "\n"
@@ -92,7 +93,8 @@ static error_t take_option(int key, char *argument, argp_state *state) {
 
 static FmtOptions fmt_options(int argc, char **argv) {
     FmtOptions options;
-    const argp parser = {option_table, take_option, catalogue_mark("FILE..."), description,
+    const std::string texts = std::string(catalogue_text(before_options)) + '\v' + catalogue_text(after_options);
+    const argp parser = {option_table, take_option, catalogue_mark("FILE..."), texts.c_str(),
                          nullptr,      nullptr,     catalogue_domain};
     argp_err_exit_status = impossible;
     if (argp_parse(&parser, argc, argv, 0, nullptr, &options) != 0) throw std::bad_alloc();

@@ -30,8 +30,9 @@ static const argp_option option_table[] = {
     {nullptr, 0, nullptr, 0, nullptr, 0},
 };
 
-static const char *const description = catalogue_mark(
-    "Serve an editor that speaks the language server protocol, over standard input and output.\v"
+static const char *const before_options =
+    catalogue_mark("Serve an editor that speaks the language server protocol, over standard input and output.");
+static const char *const after_options = catalogue_mark(
     "Exit status:\n"
     "  0  the client has ended the server as it should\n"
     "  1  the client has gone\n"
@@ -78,7 +79,8 @@ static Ending serve() {
 }
 
 int lsp_run(int argc, char **argv) {
-    const argp parser = {option_table, take_option, "", description, nullptr, nullptr, catalogue_domain};
+    const std::string texts = std::string(catalogue_text(before_options)) + '\v' + catalogue_text(after_options);
+    const argp parser = {option_table, take_option, "", texts.c_str(), nullptr, nullptr, catalogue_domain};
     argp_err_exit_status = failed;
     if (argp_parse(&parser, argc, argv, 0, nullptr, nullptr) != 0) throw std::bad_alloc();
     signal(SIGPIPE, SIG_IGN);

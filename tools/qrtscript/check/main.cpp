@@ -37,6 +37,7 @@ static int check_main(int argc, char **argv) {
     if (!program_may_start("qrtscript")) return check_impossible;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
+    textdomain(catalogue_domain); // where argp looks most of the help up
     for (Part &part : parts) {
         if (argc < 2 || strcmp(argv[1], part.name) != 0) continue;
         program_check_output_at_exit(part.title, check_impossible);

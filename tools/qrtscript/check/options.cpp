@@ -32,8 +32,8 @@ static const argp_option option_table[] = {
     {nullptr, 0, nullptr, 0, nullptr, 0},
 };
 
-static const char *const description = catalogue_mark(
-    "Report every mistake and trap in login scripts.\v"
+static const char *const before_options = catalogue_mark("Report every mistake and trap in login scripts.");
+static const char *const after_options = catalogue_mark(
     "FILE is a script, a folder whose *.qrt files are checked, - for standard input, or, with --directory or another "
     "of its options, the name of an object that has a script.\n"
     "\n"
@@ -122,7 +122,8 @@ static error_t take_option(int key, char *argument, argp_state *state) {
 
 CheckOptions check_options(int argc, char **argv) {
     CheckOptions options;
-    const argp parser = {option_table, take_option, catalogue_mark("FILE..."), description,
+    const std::string texts = std::string(catalogue_text(before_options)) + '\v' + catalogue_text(after_options);
+    const argp parser = {option_table, take_option, catalogue_mark("FILE..."), texts.c_str(),
                          nullptr,      nullptr,     catalogue_domain};
     argp_err_exit_status = check_impossible;
     if (argp_parse(&parser, argc, argv, 0, nullptr, &options) != 0) throw std::bad_alloc();
