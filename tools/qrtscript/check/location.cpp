@@ -42,7 +42,7 @@ Locations::Place Locations::place(size_t line, size_t bytes) {
     return counted_;
 }
 
-Location Locations::of(const Finding &finding) {
+LinePlace Locations::of(const Finding &finding) {
     const size_t line = lines_.line(finding.place);
     const Place begin = place(line, finding.place - lines_.start(line));
     Place end = begin;

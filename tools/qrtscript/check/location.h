@@ -6,7 +6,7 @@
 
 // All are counted from 1; the end is the place behind the last byte or character, never behind a line's end. A byte
 // that is not valid UTF-8 counts as one character.
-struct Location {
+struct LinePlace {
     size_t line = 1, byteColumn = 1, column = 1;
     size_t endLine = 1, endByteColumn = 1, endColumn = 1;
 };
@@ -15,7 +15,7 @@ struct Location {
 class Locations {
   public:
     explicit Locations(const Lines &lines) : lines_(lines) {}
-    Location of(const Finding &finding);
+    LinePlace of(const Finding &finding);
 
   private:
     struct Place {

@@ -14,7 +14,7 @@ static Json fix_json(const Fix &fix) {
 
 static Json finding_json(const CheckedScript &script, const Lines &lines, Locations *locations,
                          const Finding &finding) {
-    const Location at = locations->of(finding);
+    const LinePlace at = locations->of(finding);
     Json json = {{"script", utf8_text(script.name)},
                  {"code", finding.code->name},
                  {"severity", severity_name(finding.severity)},

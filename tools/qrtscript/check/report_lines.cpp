@@ -14,7 +14,7 @@ std::string report_gcc(const CheckResult &result) {
         const Lines lines(script.shown);
         Locations locations(lines);
         for (const Finding &finding : script.findings) {
-            const Location at = locations.of(finding);
+            const LinePlace at = locations.of(finding);
             text += terminal_text(script.name) + ":" + std::to_string(at.line) + ":" + std::to_string(at.byteColumn) +
                     ": " + gcc_severity(finding.severity) + ": " + terminal_text(finding.message) + " [" +
                     finding.code->name + "]\n";
@@ -61,7 +61,7 @@ std::string report_github(const CheckResult &result) {
         const Lines lines(script.shown);
         Locations locations(lines);
         for (const Finding &finding : script.findings) {
-            const Location at = locations.of(finding);
+            const LinePlace at = locations.of(finding);
             text += std::string("::") + github_command(finding.severity) + " file=" + github_property(script.name) +
                     ",line=" + std::to_string(at.line) + ",endLine=" + std::to_string(at.endLine);
             // Columns are for pieces of one line.

@@ -29,7 +29,7 @@ static std::string uri_of(const std::string &name) {
 }
 
 static Json region_of(const Lines &lines, Locations *locations, const Finding &finding) {
-    const Location at = locations->of(finding);
+    const LinePlace at = locations->of(finding);
     return {{"startLine", at.line},
             {"startColumn", at.column},
             {"endLine", at.endLine},
