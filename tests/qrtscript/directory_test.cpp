@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "tests/qrtscript/check_fixture.h"
+#include "tests/support/manual.h"
 
 namespace {
 
@@ -89,4 +90,20 @@ TEST_F(CheckWithDirectory, FollowsIncludes) {
                 HasSubstr(".one.acme:1:9: warning: .two.acme includes itself"));
     EXPECT_THAT(check({"--directory", ".three.acme"}).out, IsEmpty());
     EXPECT_THAT(check({folder.path("self.qrt")}).out, HasSubstr("[QS1022]"));
+}
+
+TEST_F(CheckWithDirectory, FindsWhatTheManualShows) {
+    environment["PATH"] = BINARY_DIR ":" + environment["PATH"];
+    const Outcome outcome = shell(manual_block("administrator.md", "check", "sh"));
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    std::string shown = manual_block("administrator.md", "check", "text");
+    // Its lines stand in the output in their order, with others where it has dots.
+    size_t at = 0;
+    for (size_t line = 0; line < shown.size(); line = shown.find('\n', line) + 1) {
+        const std::string text = shown.substr(line, shown.find('\n', line) - line);
+        if (text == "...") continue;
+        const size_t found = outcome.out.find(text, at);
+        ASSERT_NE(found, std::string::npos) << text << outcome.out;
+        at = found + text.size();
+    }
 }
