@@ -32,7 +32,6 @@ printf '+dir:/etc/auto.master.d\n' >/etc/auto.master
 rm -f /etc/auto.master.d/*
 for folder in /usr/local/bin /etc/opt /srv; do mount -t tmpfs -o mode=755 tmpfs $folder || exit 77; done
 ln -s "$binaries/map" "$binaries/qrtlogin" /usr/local/bin/
-mkdir -p /etc/opt/brasca/zk
 rmdir /mnt/brasca
 printf '#!/bin/sh\nexit 0\n' >"$T/bin/apt-get"
 cat >"$T/bin/service" <<END

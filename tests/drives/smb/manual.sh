@@ -1,7 +1,7 @@
 # docs/drives.md: from nothing to a share of a Samba server, which is configured on the same machine.
 . "$here/manual_rig.sh"
 cp "$T/sbin/mount.cifs" /usr/sbin/mount.cifs
-mkdir -p "$T/site"
+mkdir -p "$T/site" /etc/opt/brasca/zk
 cat >"$T/site/acme.ldif" <<END
 dn: o=acme
 objectClass: organization
