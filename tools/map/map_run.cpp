@@ -85,18 +85,21 @@ void MapRun::confirm(const Drive &drive, const Location &location) const {
 }
 
 int MapRun::status() {
-    const MountedVolumes mounted;
-    bool any = false;
-    const auto print = [&](const Drive &drive) {
+    std::vector<Drive> drives;
+    std::vector<Location> locations;
+    const auto add = [&](const Drive &drive) {
         const std::optional<Location> location = links_.read(drive.name());
         if (!location) return;
-        any = true;
-        printf("%-4s %s  %s\n", (drive.name() + ":").c_str(), terminal_text(location->text()).c_str(),
-               drive_status(*location, mounted).c_str());
+        drives.push_back(drive);
+        locations.push_back(*location);
     };
-    for (char letter = 'A'; letter <= 'Z'; ++letter) print(letter_drive(letter));
-    for (size_t i = 0; i < Drive::search_drives; ++i) print(search_drive(i));
-    if (!any) fputs(catalogue_text("No drives are mapped.\n"), stdout);
+    for (char letter = 'A'; letter <= 'Z'; ++letter) add(letter_drive(letter));
+    for (size_t i = 0; i < Drive::search_drives; ++i) add(search_drive(i));
+    const std::vector<std::string> statuses = drive_statuses(locations);
+    for (size_t i = 0; i < drives.size(); ++i)
+        printf("%-4s %s  %s\n", (drives[i].name() + ":").c_str(), terminal_text(locations[i].text()).c_str(),
+               statuses[i].c_str());
+    if (drives.empty()) fputs(catalogue_text("No drives are mapped.\n"), stdout);
     return 0;
 }
 

@@ -12,11 +12,23 @@
 #include "platform/catalogue.h"
 #include "platform/common/drive_state.h"
 #include "tools/linked_volumes.h"
+#include "tools/map/missing_folders.h"
 
 namespace {
 
 struct EndMounts {
     void operator()(FILE *mounts) const { endmntent(mounts); }
+};
+
+// The mounts below the mount point, as they are when it is made.
+class MountedVolumes {
+  public:
+    MountedVolumes();
+    // Whether the folder, or one above it, is mounted; what only waits to be mounted does not count.
+    bool have(const std::string &folder) const;
+
+  private:
+    std::vector<std::string> folders_;
 };
 
 } // namespace
@@ -43,11 +55,35 @@ bool MountedVolumes::have(const std::string &folder) const {
         folders_.begin(), folders_.end(), [&](const std::string &mounted) { return is_at_or_below(folder, mounted); });
 }
 
-std::string drive_status(const Location &location, const MountedVolumes &mounted) {
-    const std::string folder = location_link_target(location, linked_volumes_of_client());
-    if (folder != location_local_path(location)) return catalogue_text("a folder of this machine");
-    if (mounted.have(location_local_path({location.server, location.volume, ""}))) return catalogue_text("mounted");
+static bool is_linked(const Location &location) {
+    return location_link_target(location, linked_volumes_of_client()) != location_local_path(location);
+}
+
+static bool is_mounted(const Location &location, const MountedVolumes &mounted) {
+    return !is_linked(location) && mounted.have(location_local_path({location.server, location.volume, ""}));
+}
+
+static std::string status_unless_mounted(const Location &location) {
+    if (is_linked(location)) return catalogue_text("a folder of this machine");
     const std::optional<DriveState> state = drive_state_read(location.server, location.volume);
     if (!state || state->failure == DriveFailure::none) return catalogue_text("not in use");
     return catalogue_format("not mounted: %s", drive_failure_text(state->failure).c_str());
+}
+
+std::vector<std::string> drive_statuses(const std::vector<Location> &locations) {
+    const MountedVolumes mounted;
+    std::vector<std::string> statuses, folders;
+    std::vector<size_t> indexes; // of the folders' drives
+    for (const Location &location : locations) {
+        const bool isMounted = is_mounted(location, mounted);
+        if (isMounted && !location.path.empty()) {
+            folders.push_back(location_local_path(location));
+            indexes.push_back(statuses.size());
+        }
+        statuses.push_back(isMounted ? catalogue_text("mounted") : status_unless_mounted(location));
+    }
+    const std::vector<bool> missing = missing_folders(folders);
+    for (size_t i = 0; i < folders.size(); ++i)
+        if (missing[i]) statuses[indexes[i]] = catalogue_text("no such folder");
+    return statuses;
 }

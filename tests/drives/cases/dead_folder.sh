@@ -45,3 +45,17 @@ awaits 20 as anna ls "$T/home/anna/H/"
 kill $server
 awaits 20 sh -c "! grep -qx mount.qrt /proc/[0-9]*/comm"
 is_not_mounted /mnt/brasca/anna/SRV1/DEAD || fail "mounted after all"
+
+# A drive whose folder is asked for in vain, beside one whose folder is missing; whoever reads the output waits for
+# neither.
+configure <<<"$volumes"
+mkdir "$T/volumes/users/dead"
+"$here/dead_folder.py" /mnt/brasca/anna/SRV1/USERS/dead &
+server=$!
+awaits 20 is_mounted /mnt/brasca/anna/SRV1/USERS/dead
+succeeds map 'I:=SRV1/USERS:dead/folder'
+succeeds map 'J:=SRV1/USERS:gone'
+expect_part "H:   SRV1/USERS:  mounted
+I:   SRV1/USERS:dead/folder  mounted
+J:   SRV1/USERS:gone  no such folder" map --status
+kill $server

@@ -98,6 +98,18 @@ H:   FS1/BAD:  mounted" map --status
 
 # Folders that are not there, or that a link on the way leads to.
 succeeds map 'G:=FS1/GONE:'
+# A volume that is there, without the folder that the drive leads to; a file is no folder either.
+echo text >"$T/volumes/file"
+succeeds map 'I:=FS1/GOOD:plans/new'
+succeeds map 'J:=FS1/GOOD:file'
+succeeds map 'K:=FS1/GOOD:link'
+expect_part "I:   FS1/GOOD:plans/new  no such folder
+J:   FS1/GOOD:file  no such folder
+K:   FS1/GOOD:link  mounted" map --status
+mkdir -p "$T/volumes/plans/new"
+expect_part "I:   FS1/GOOD:plans/new  mounted" map --status
+for drive in I J K; do succeeds map DEL $drive:; done
+
 succeeds map 'H:=FS1/LINK:'
 fails as anna ls "$T/home/anna/G/"
 fails as anna ls "$T/home/anna/H/"
