@@ -52,6 +52,7 @@ static const Meaning meanings[] = {
     {DriveFailure::noSource, "no-source", catalogue_mark("no source is configured for the volume")},
     {DriveFailure::badSource, "bad-source", catalogue_mark("the source of the volume is not valid")},
     {DriveFailure::noHelper, "no-helper", catalogue_mark("the mount program is not installed")},
+    {DriveFailure::noFileSystem, "no-file-system", catalogue_mark("the kernel does not support the file system")},
     {DriveFailure::failed, "failed", catalogue_mark("cannot be mounted")},
 };
 

@@ -31,7 +31,8 @@ enum class DriveFailure {
     noAnswer,
     noSource,
     badSource,
-    noHelper,
+    noHelper, // no mount program
+    noFileSystem, // in the kernel
     failed
 };
 

@@ -40,7 +40,7 @@ static constexpr Number numbers[] = {
     {EKEYREJECTED, DriveFailure::noTicket}, {ENOKEY, DriveFailure::noTicket},
     {EKEYREVOKED, DriveFailure::noTicket},  {EKEYEXPIRED, DriveFailure::passwordExpired},
     {EPERM, DriveFailure::notAllowed},      {ENOENT, DriveFailure::noSuchShare},
-    {ENXIO, DriveFailure::noSuchShare},     {ENODEV, DriveFailure::noHelper},
+    {ENXIO, DriveFailure::noSuchShare},     {ENODEV, DriveFailure::noFileSystem},
     {ECONNREFUSED, DriveFailure::refused},  {EHOSTDOWN, DriveFailure::noAnswer},
     {ETIMEDOUT, DriveFailure::noAnswer},    {EHOSTUNREACH, DriveFailure::noAnswer},
     {ENETUNREACH, DriveFailure::noAnswer},  {EINPROGRESS, DriveFailure::noAnswer},
