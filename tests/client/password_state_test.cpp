@@ -86,7 +86,7 @@ TEST_F(PasswordState, OneThatHasExpiredLetsNobodyInWhenNoLoginIsLeft) {
     on(long_ago + "qrtLoginGraceRemaining: 0\n");
     EXPECT_EQ(logIn("wrong"), ZKE_WRONG_PASSWORD) << "only who knows the password learns that";
     EXPECT_EQ(logIn(), ZKE_PASSWORD_EXPIRED);
-    EXPECT_EQ(last_error(), "the password of CN=jdoe.O=acme has expired");
+    EXPECT_EQ(last_error(), "the password of jdoe.acme has expired: ask the administrator for a new one");
     EXPECT_EQ(ZKDSCanDSAuthenticate(here), 0u);
 }
 

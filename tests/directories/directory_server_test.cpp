@@ -66,7 +66,7 @@ TEST_F(DirectoryServer389, SaysWhatIsWrongWithAnAccount) {
     const struct {
         std::string user, password, why;
     } cases[] = {
-        {"expired", "Us3r-Passw0rd", "the password of UID=expired.OU=staff has expired"},
+        {"expired", "Us3r-Passw0rd", "the password of expired.staff has expired: ask the administrator for a new one"},
         {"must", "Us3r-Passw0rd", "the password of UID=must.OU=staff must be changed"},
         {"inactive", "Us3r-Passw0rd", "UID=inactive.OU=staff is disabled"},
         {"locked", "wrong", "wrong password"},

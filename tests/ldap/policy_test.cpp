@@ -21,7 +21,7 @@ TEST_F(LdapPasswordPolicy, SaysWhyThereIsNoLogin) {
         std::string user, password, why;
     } cases[] = {
         {"fine", "wrong", "wrong password"},
-        {"expired", "sunflower", "the password of UID=expired.OU=staff has expired"},
+        {"expired", "sunflower", "the password of expired.staff has expired: ask the administrator for a new one"},
         {"expired", "wrong", "wrong password"},
         {"locked", "sunflower", "UID=locked.OU=staff is locked"},
         {"locked", "wrong", "UID=locked.OU=staff is locked"},

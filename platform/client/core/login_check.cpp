@@ -77,7 +77,8 @@ static std::string lock_sentence(time_t until, const char *who) {
     return catalogue_format("%1$s is locked until %2$s", who, minute_text(until).c_str());
 }
 
-static CodedError refusal_of(const Verdict &verdict, const char *who) {
+// `who` has the types of the name; `shown` is what its user types.
+static CodedError refusal_of(const Verdict &verdict, const char *who, const char *shown) {
     switch (verdict.state) {
         case Verdict::locked:
             return CodedError(ZKE_ACCOUNT_LOCKED, lock_sentence(verdict.until, who));
@@ -90,7 +91,9 @@ static CodedError refusal_of(const Verdict &verdict, const char *who) {
         case Verdict::notHere:
             return CodedError(ZKE_ACCOUNT_LOCKED, catalogue_format("%s may not log in from this computer", who));
         case Verdict::passwordExpired:
-            return CodedError(ZKE_PASSWORD_EXPIRED, catalogue_format("the password of %s has expired", who));
+            return CodedError(
+                ZKE_PASSWORD_EXPIRED,
+                catalogue_format("the password of %s has expired: ask the administrator for a new one", shown));
         case Verdict::mustChange:
             if (verdict.expiresIn == 0)
                 return CodedError(ZKE_PASSWORD_MUST_CHANGE,
@@ -102,5 +105,6 @@ static CodedError refusal_of(const Verdict &verdict, const char *who) {
 }
 
 void login_require_accepted(const Verdict &verdict, const Entry &user) {
-    if (verdict != Verdict::accepted) throw refusal_of(verdict, name_to_dotted(user.name, true).c_str());
+    if (verdict == Verdict::accepted) return;
+    throw refusal_of(verdict, name_to_dotted(user.name, true).c_str(), name_to_dotted(user.name, false).c_str());
 }
