@@ -179,6 +179,9 @@ TEST_F(LdapTls, ACaFileThatIsNotThereIsReportedByName) {
     EXPECT_EQ(loginHere(), ZKE_CERTIFICATE_REFUSED);
     EXPECT_EQ(lastError(),
               server.uri("ldaps") + ": cannot read the CA file /nowhere/ca.pem: No such file or directory");
+    EXPECT_THAT(login().err, testing::HasSubstr(": " + server.uri("ldaps") + ": cannot read the CA file /nowhere"))
+        << "nothing was verified";
+    EXPECT_THAT(login().err, testing::Not(testing::HasSubstr("verification failed")));
 }
 
 TEST_F(LdapTls, ACaFileWithoutACertificateIsReported) {

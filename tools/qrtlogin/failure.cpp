@@ -64,10 +64,11 @@ Failure failure_of(uint32_t code, const std::string &attempt) {
         status == exit_directory || status == exit_tree || code == ZKE_TICKET_REFUSED || code == ZKE_NO_ACCESS;
     std::string detail = told ? client_sentence() : "";
     if (!detail.empty()) text += ": " + detail;
-    // The client's sentence says whose account, and in which of several states, what is wrong with a password, or where
-    // several users are.
+    // The client's sentence says whose account, and in which of several states, what is wrong with a password, where
+    // several users are, or what is wrong with a certificate or with the file to verify it by.
     const bool isWhole = code == ZKE_ACCOUNT_LOCKED || code == ZKE_PASSWORD_EXPIRED ||
-                         code == ZKE_PASSWORD_MUST_CHANGE || code == ZKE_PASSWORD_REFUSED || code == ZKE_AMBIGUOUS_NAME;
+                         code == ZKE_PASSWORD_MUST_CHANGE || code == ZKE_PASSWORD_REFUSED ||
+                         code == ZKE_AMBIGUOUS_NAME || code == ZKE_CERTIFICATE_REFUSED;
     const std::string whole = isWhole ? client_sentence() : "";
     if (!whole.empty()) text = whole;
     return Failure(status, attempt + ": " + text);
