@@ -107,10 +107,20 @@ TEST_F(LoginNamesInAFile, AnyOfTheLoginAttributesNamesAUser) {
     for (const char *typed : {"anna", "AM", "anna@school.example", "cn=anna,ou=staff,o=school", "anna.staff.school"})
         EXPECT_EQ(as(typed), "anna.staff.school") << typed;
     EXPECT_EQ(as("boss"), std::to_string(ZKE_AMBIGUOUS_NAME));
-    EXPECT_EQ(last_error(), "boss is the name of several users; add one of the contexts: staff.school, pupils.school");
+    EXPECT_EQ(last_error(),
+              "boss is the name of several users; add one of the contexts, for example boss.staff.school: "
+              "staff.school, pupils.school");
     EXPECT_EQ(as("boss.pupils.school"), "boss.pupils.school");
     EXPECT_EQ(as("staff"), std::to_string(ZKE_NO_SUCH_ENTRY)) << "no user";
     EXPECT_EQ(as("cn=anna,o=elsewhere"), std::to_string(ZKE_NO_SUCH_ENTRY));
+}
+
+TEST_F(LoginNamesInAFile, AnAttributeOfSeveralUsersGivesNoneOfTheirNamesAway) {
+    on("", person("cn=kim,ou=staff", "cn: kim\nmail: team@school.example\n") +
+               person("cn=lee,ou=pupils", "cn: lee\nmail: team@school.example\n"));
+    EXPECT_EQ(as("team@school.example"), std::to_string(ZKE_AMBIGUOUS_NAME));
+    EXPECT_EQ(last_error(),
+              "team@school.example is the name of several users; add one of the contexts: staff.school, pupils.school");
 }
 
 TEST_F(LoginNamesInAFile, TheTreesOwnSettingsCount) {

@@ -78,7 +78,7 @@ TEST_F(StockSite, ANameOfSeveralUsersIsRefusedWithTheirContexts) {
     EXPECT_EQ(login("anna", "lilac"),
               (Outcome{5, "",
                        "qrtlogin: cannot log in as anna to tree ACME: anna is the name of several users; add one "
-                       "of the contexts: staff, pupils\n"}));
+                       "of the contexts, for example anna.staff: staff, pupils\n"}));
     EXPECT_THAT(scriptOf("anna.pupils", "lilac", who).out, HasSubstr("\nanna anna pupils N Anna Wren\n"));
     onStock(server, "schema = \"rfc2307\"\ndefault_context = \"pupils\"\n");
     EXPECT_THAT(scriptOf("anna", "lilac", who).out, HasSubstr("\nanna anna pupils N Anna Wren\n"));

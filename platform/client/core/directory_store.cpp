@@ -11,6 +11,18 @@ const std::string *Entry::first(std::string_view ldap) const {
     return nullptr;
 }
 
+// What was typed need not be the user's name: a context is no help then, and who has not logged in learns no names.
+static CodedError ambiguous(const std::string &typed, const std::string &places, const Name &first) {
+    if (first.empty() || !equal_nocase(first.front().value, typed))
+        return CodedError(ZKE_AMBIGUOUS_NAME,
+                          catalogue_format("%1$s is the name of several users; add one of the contexts: %2$s",
+                                           typed.c_str(), places.c_str()));
+    return CodedError(
+        ZKE_AMBIGUOUS_NAME,
+        catalogue_format("%1$s is the name of several users; add one of the contexts, for example %2$s: %3$s",
+                         typed.c_str(), name_to_dotted(first, false).c_str(), places.c_str()));
+}
+
 EntryPtr entry_only_user(const std::string &typed, const std::vector<EntryPtr> &found) {
     if (found.size() < 2) return found.empty() ? nullptr : found.front();
     constexpr size_t most = 5; // to name: whoever asks has not logged in yet
@@ -18,9 +30,7 @@ EntryPtr entry_only_user(const std::string &typed, const std::vector<EntryPtr> &
     for (size_t i = 0; i < found.size() && i < most; i++)
         places += (i == 0 ? "" : ", ") + name_to_dotted(name_above(found[i]->name, 1), false);
     if (found.size() > most) places += ", ...";
-    throw CodedError(ZKE_AMBIGUOUS_NAME, catalogue_format("%1$s is the name of several users; add one of the contexts: "
-                                                          "%2$s",
-                                                          typed.c_str(), places.c_str()));
+    throw ambiguous(typed, places, found.front()->name);
 }
 
 std::vector<Name> DirectoryStore::missing(const Name &, const std::vector<Name> &names) {
