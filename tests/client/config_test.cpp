@@ -94,6 +94,8 @@ TEST_F(Configuration, ErrorsNameFileLineAndColumn) {
         {"[[tree]]\nn.\uFCFFf\n", "2:3: "},
         {"colour = \"red\"\n", "1:1: unknown key colour"},
         {tree + "colour = 1\n", "4:1: unknown key colour"},
+        {tree + "flat_group = true\n", "4:1: unknown key flat_group; did you mean flat_groups?"},
+        {tree + "\n[automuont]\n", "5:2: unknown key automuont; did you mean automount?"},
         {"default_tree = 5\n" + tree, "1:16: default_tree must be a string"},
         {"default_tree = \"X\"\n" + tree, "1:16: unknown tree X"},
         {"[tree]\nname = \"A\"\n", "1:1: tree must be written as [[tree]]"},

@@ -11,6 +11,7 @@
 #include "platform/catalogue.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/toml.h"
+#include "platform/common/nearest_name.h"
 
 // One table of the file: reads its keys by type, and refuses unknown ones.
 class ConfigTable {
@@ -121,11 +122,16 @@ class ConfigTable {
 
     void checkAllKnown() const {
         for (auto &&[key, node] : table_)
-            if (known_.count(std::string(key.str())) == 0)
-                refuse(key.source(), catalogue_format("unknown key %s", std::string(key.str()).c_str()));
+            if (known_.count(std::string(key.str())) == 0) refuse(key.source(), unknown(std::string(key.str())));
     }
 
   private:
+    std::string unknown(const std::string &key) const {
+        const std::string near(nearest_name(key, {known_.begin(), known_.end()}));
+        if (near.empty()) return catalogue_format("unknown key %s", key.c_str());
+        return catalogue_format("unknown key %1$s; did you mean %2$s?", key.c_str(), near.c_str());
+    }
+
     const toml::node *get(const char *key) {
         known_.insert(key);
         return table_.get(key);

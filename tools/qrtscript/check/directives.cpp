@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "platform/catalogue.h"
+#include "platform/common/nearest_name.h"
 #include "platform/common/nocase.h"
-#include "tools/qrtscript/check/forms.h"
 
 static constexpr std::string_view blanks = " \t\r\n";
 

@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "platform/catalogue.h"
+#include "platform/common/nearest_name.h"
 #include "platform/terminal_text.h"
 #include "tools/qrtscript/check/code_pages.h"
 #include "tools/qrtscript/check/colour.h"
 #include "tools/qrtscript/check/finding.h"
-#include "tools/qrtscript/check/forms.h"
 #include "tools/qrtscript/check/options.h"
 
 namespace {

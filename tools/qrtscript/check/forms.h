@@ -13,7 +13,4 @@ std::string_view statement_form(std::string_view keyword);
 // The keywords and signs that begin statements.
 std::vector<std::string_view> statement_keywords();
 
-// The one of `names` that `word` was probably meant to be, in any letter case; empty when none is near.
-std::string_view nearest_name(std::string_view word, const std::vector<std::string_view> &names);
-
 #endif

@@ -8,6 +8,7 @@
 
 #include "language/grammar.tab.h"
 #include "platform/catalogue.h"
+#include "platform/common/nearest_name.h"
 #include "platform/common/nocase.h"
 #include "tools/qrtscript/check/directory.h"
 #include "tools/qrtscript/check/forms.h"

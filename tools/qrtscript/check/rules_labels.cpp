@@ -4,9 +4,9 @@
 
 #include "language/grammar.tab.h"
 #include "platform/catalogue.h"
+#include "platform/common/nearest_name.h"
 #include "platform/common/nocase.h"
 #include "script/labels.h"
-#include "tools/qrtscript/check/forms.h"
 #include "tools/qrtscript/check/rules.h"
 
 namespace {

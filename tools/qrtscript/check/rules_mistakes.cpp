@@ -3,6 +3,7 @@
 
 #include "language/grammar.tab.h"
 #include "platform/catalogue.h"
+#include "platform/common/nearest_name.h"
 #include "tools/qrtscript/check/forms.h"
 #include "tools/qrtscript/check/rules.h"
 
