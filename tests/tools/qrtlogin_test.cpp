@@ -88,7 +88,8 @@ TEST_F(QrtloginTest, SaysWhyThereIsNoLogin) {
                    "cannot log in as nobody.sales.acme to tree ACME: no such user");
     expect_failure(login({"--tree", "NOTREE"}), 4, "cannot use tree NOTREE: no such tree");
     expect_failure(login({"--server", "NOSRV"}), 4, "cannot find the tree of server NOSRV");
-    expect_failure(qrtlogin({"jdoe.sales.acme"}), 2, "cannot read the password: no terminal");
+    expect_failure(qrtlogin({"jdoe.sales.acme"}), 2,
+                   "cannot read the password: no terminal; --password-fd 0 reads it from the standard input");
     environment["ZKCLIENT_CONF"] = site.path("missing.toml");
     expect_failure(login(), 4,
                    "cannot find the default tree: no such tree: " + site.path("missing.toml") +

@@ -23,7 +23,11 @@ Secret password_ask(const std::string &question) {
     const auto read = late_function<decltype(readpassphrase)>(LIBBSD_SONAME, "readpassphrase");
     if (read == nullptr) throw Failure(exit_system, catalogue_format("cannot load a library: %s", dlerror()));
     if (read(terminal_text(question).c_str(), answer.text(), size, RPP_REQUIRE_TTY) == nullptr) {
-        if (errno == ENOTTY) throw Failure(exit_password, catalogue_text("cannot read the password: no terminal"));
+        if (errno == ENOTTY)
+            throw Failure(
+                exit_password,
+                catalogue_text(
+                    "cannot read the password: no terminal; --password-fd 0 reads it from the standard input"));
         throw Failure(exit_password, catalogue_text("cannot read the password: cancelled"));
     }
     // An empty line and the end of input look alike.

@@ -31,5 +31,6 @@ expect_part "smbd restart" cat "$T/services"
 cp /etc/samba/smb.conf "$T/smb/smb.conf"
 smb_server_starts
 echo text >/srv/home/anna/letter
+terminal=("$here/at_terminal.py" sunflower)
 expect_part "letter" try machine smb
 expect_part "FS1/HOME:anna  mounted" su - anna -c 'map --status'
