@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 #include <cstdlib>
+#include <regex>
 
 #include "tests/support/manual.h"
 
@@ -42,11 +43,17 @@ Outcome LdapSite::loginOfManual(const std::string &page,
                                 const std::vector<std::pair<std::string, std::string>> &changes,
                                 const std::string &password) {
     constexpr const char *document = "existing-directories.md";
-    std::string toml = manual_block(document, page, "toml");
-    for (const auto &[from, to] : changes) toml = replaced_once(toml, from, to);
-    configure(toml);
-    environment["ZKCLIENT_CONF"] = folder.path("client.toml");
-    return scriptOf("anna", password, manual_block(document, "hello", ""));
+    std::string commands = manual_block(document, page, "sh");
+    for (const auto &[from, to] : changes) commands = replaced_once(commands, from, to);
+    commands = manual_block(document, "hello", "sh") + commands;
+    // The folders of the documents, in another place.
+    TempFolder machine;
+    commands = std::regex_replace(commands, std::regex("/etc/(opt/)?brasca"), machine.path("$&"));
+    const Outcome done = process_run({"/bin/sh", "-ec", commands}, process_environment());
+    if (done.status != 0) return done;
+    environment["ZKCLIENT_CONF"] = machine.path("etc/opt/brasca/zk/client.toml");
+    return loginWith({"--password-fd", "3", "--login-script", machine.path("etc/brasca/hello.qrt"), "anna"},
+                     password + "\n");
 }
 
 Outcome LdapSite::loginWithoutPassword(const std::string &user) {

@@ -25,8 +25,8 @@ class LdapSite : public ClientTest {
     Outcome loginWithScript(const std::string &script);
     // The login of a user with this text as the script.
     Outcome scriptOf(const std::string &user, const std::string &password, const std::string &script);
-    // The first login of a page of docs/existing-directories.md, by its client.toml and its script. `changes`: what
-    // stands there, and what takes its place here.
+    // The first login of a page of docs/existing-directories.md, by the commands that make its client.toml and its
+    // script. `changes`: what stands there, and what takes its place here.
     Outcome loginOfManual(const std::string &page, const std::vector<std::pair<std::string, std::string>> &changes,
                           const std::string &password);
     // The same with nobody and nothing to give a password.
