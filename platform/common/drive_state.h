@@ -31,7 +31,7 @@ enum class DriveFailure {
     noAnswer,
     noSource,
     badSource,
-    noHelper, // no mount program
+    noHelper,     // no mount program
     noFileSystem, // in the kernel
     failed
 };
