@@ -118,14 +118,31 @@ TEST(CheckLabels, AreFoundWhereALoginFindsThem) {
 
 TEST(CheckLabels, FollowTheJumps) {
     expect_rows({{"EXIT\n\nREM\nWRITE \"\"\nWRITE \"\"\n", {"4:1 QS1014"}},
-                 {"IF \"a\" = \"b\" THEN EXIT\nWRITE \"\"\n", {}},
-                 {"IF \"a\" = \"b\" THEN\nEXIT\nELSE\nWRITE \"\"\nEND\nWRITE \"\"\n", {}},
+                 {"IF \"a\" = \"b\" THEN EXIT\nWRITE \"\"\n", {"1:19 QS1023"}},
+                 {"IF \"a\" = \"b\" THEN\nEXIT\nELSE\nWRITE \"\"\nEND\nWRITE \"\"\n", {"2:1 QS1023"}},
                  {"GOTO A\nWRITE \"\"\nA:\nWRITE \"\"\n", {"2:1 QS1014"}},
                  {"GOTO NOWHERE\nWRITE \"\"\n", {"1:6 QS1008"}},
                  {"REM\nA:\nWRITE \"\"\nGOTO A\n", {"4:1 QS1015"}},
-                 {"REM\nA:\nIF \"a\" = \"b\" THEN EXIT\nGOTO A\n", {}},
+                 {"REM\nA:\nIF \"a\" = \"b\" THEN EXIT\nGOTO A\n", {"3:19 QS1023"}},
                  {"REM\nA:\nIF \"a\" = \"b\" THEN GOTO B\nGOTO A\nB:\n", {}},
                  {"REM\nA:\nIF \"a\" = \"b\" THEN GOTO A\nWRITE \"\"\n", {}}});
+}
+
+TEST(CheckLabels, KnowWhatLeavesAnIfOpen) {
+    expect_rows({{"IF \"a\" = \"b\" THEN EXIT\n", {"1:19 QS1023"}},
+                 {"REM\nA:\nIF \"a\" = \"b\" THEN\nGOTO A\nEND\n", {"4:1 QS1024"}},
+                 {"REM\nA:\nIF \"a\" = \"b\" THEN\nGOTO B\nEND\nB:\n", {}},
+                 {"REM\nIF \"a\" = \"b\" THEN\nA:\nIF \"a\" = \"b\" THEN GOTO A\nEND\n", {}}});
+}
+
+TEST(CheckLabels, OfferNoFixThatChangesAnotherJump) {
+    const auto fix = [](const char *text) {
+        for (const Finding &finding : check_script(syntax_read(text)))
+            if (std::string(finding.code->name) == "QS1010") return finding.fix.has_value();
+        return false;
+    };
+    EXPECT_TRUE(fix("REM\n  DONE:\n"));
+    EXPECT_FALSE(fix("REM\n  DONE:\nGOTO DONE\nDONE:\n"));
 }
 
 TEST(CheckText, KnowsTheTrapsOfTheLanguage) {
@@ -135,6 +152,9 @@ TEST(CheckText, KnowsTheTrapsOfTheLanguage) {
                  {"WRITE \"\\\"%CN\\\" x\"\n", {"1:9 QS2002"}},
                  {"# echo \"%CN\" x\n", {"1:8 QS2002"}},
                  {"# echo \"x\" y\n", {"1:8 QS2003"}},
+                 {"# sh -c echo${IFS}\"$WHO\"\n", {}},
+                 {"# printf [%s]\\n %CN!\n", {"1:17 QS2001"}},
+                 {"WRITE %LOGIN_NAME.txt\n", {"1:7 QS2001"}},
                  {"# echo 'x y'\n", {"1:8 QS2003"}},
                  {"# echo \"x y\"\n", {"1:8 QS2004"}},
                  {"@ echo %FULL_NAME %LOGIN_NAME\n", {"1:8 QS2004"}},
@@ -158,9 +178,16 @@ TEST(CheckConditions, KnowTheTrapsOfTheLanguage) {
                  {"WRITE \"9\" + \"3\" + \"2\"\nWRITE \"A\" ; \"1\" + \"2\"\n", {}},
                  {"WRITE \"1\" + \"2\" ; \"B\"\n", {"1:7 QS2007"}},
                  {"IF \"%TITLE\" = \"\" THEN WRITE \"\"\n", {"1:4 QS2008"}},
+                 {"IF \"%HOME_DIRECTORY\" <> \"\" THEN WRITE \"\"\n", {"1:4 QS2008"}},
                  {"IF %TITLE = \"\" THEN WRITE \"\"\nIF \"%CN\" = \"\" THEN WRITE \"\"\n", {}},
                  {"IF \"%DAY_OF_WEEK\" = \"Monday\" THEN WRITE \"\"\n", {"1:4 QS2009"}},
                  {"IF %NDAY_OF_WEEK = \"2\" THEN WRITE \"\"\n", {}}});
+}
+
+TEST(CheckConditions, FixesStayApartFromWhatFollows) {
+    const Findings findings = check_script(syntax_read("IF \"%TITLE\"NOT EQUALS \"\" THEN WRITE \"\"\n"));
+    ASSERT_THAT(findings, SizeIs(1));
+    EXPECT_EQ(findings[0].fix.value().text, "%TITLE ");
 }
 
 TEST(CheckDrives, KnowsWhatTheMappingProgramRefuses) {
@@ -179,6 +206,7 @@ TEST(CheckSafety, FindsPasswordsAndCommandsMadeOfValues) {
     expect_rows({{"TREE ACME/joe;hush\nTREE ACME/joe\n", {"1:15 QS5001"}},
                  {"ATTACH SRV1/joe;hush\n", {"1:12 QS1001", "1:17 QS5002"}},
                  {"# sh -c echo%CN\n# sh script.sh %CN\n", {"1:13 QS5003"}},
+                 {"# timeout 5 /bin/sh -xc echo%CN\n@ python3.11 -c print(%CN)\n", {"1:29 QS5003", "2:23 QS5003"}},
                  {"SET LD_PRELOAD = \"x\"\nSET LANGUAGE = \"de\"\nSET EDITOR = \"vi\"\n", {"1:5 QS5004", "2:5 QS5004"}},
                  {"# bin/x\n# /bin/x\n# x\n", {"1:3 QS5005"}}});
 }

@@ -21,7 +21,7 @@ static const char *const help_text = catalogue_mark(
     "\n"
     "  map                        list the drives and the search path\n"
     "  map --status               show for each drive whether it is mounted, or why not\n"
-    "  map --check ITEM[, ITEM]...  say what would be refused, and map nothing\n"
+    "  map --check ITEM...        say what would be refused, and map nothing\n"
     "  map H:                     show one drive\n"
     "  map H:=SRV1/USERS:home     map a drive; also map ROOT H:=...\n"
     "  map NEXT SRV1/SYS:         map the next free drive, starting at F:\n"

@@ -9,6 +9,7 @@
 #include <exception>
 #include <string>
 
+#include "platform/terminal_text.h"
 #include "platform/translation.h"
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
@@ -57,7 +58,8 @@ static int qrtscript_main(int argc, char **argv) {
     const Subcommand *subcommand = subcommand_of(name.c_str());
     if (subcommand == nullptr) {
         if (!name.empty())
-            fprintf(stderr, "qrtscript: %s\n", catalogue_format("no such subcommand: %s", name.c_str()).c_str());
+            fprintf(stderr, "qrtscript: %s\n",
+                    terminal_text(catalogue_format("no such subcommand: %s", name.c_str())).c_str());
         say_usage(stderr);
         return could_not_run;
     }

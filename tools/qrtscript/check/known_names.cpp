@@ -56,5 +56,5 @@ bool name_may_have_blanks(std::string_view name) {
 }
 
 bool name_may_be_missing(std::string_view name) {
-    return !is_identifier(name) && name != "0" && name != "1";
+    return equal_nocase(name, "HOME_DIRECTORY") || (!is_identifier(name) && name != "0" && name != "1");
 }

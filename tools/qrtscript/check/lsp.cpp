@@ -80,7 +80,7 @@ static Ending serve() {
 
 int lsp_run(int argc, char **argv) {
     const std::string texts = std::string(catalogue_text(before_options)) + '\v' + catalogue_text(after_options);
-    const argp parser = {option_table, take_option, "", texts.c_str(), nullptr, nullptr, catalogue_domain};
+    const argp parser = {option_table, take_option, nullptr, texts.c_str(), nullptr, nullptr, catalogue_domain};
     argp_err_exit_status = failed;
     if (argp_parse(&parser, argc, argv, 0, nullptr, nullptr) != 0) throw std::bad_alloc();
     signal(SIGPIPE, SIG_IGN);

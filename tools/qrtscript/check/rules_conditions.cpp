@@ -5,6 +5,7 @@
 #include <string>
 
 #include "language/grammar.tab.h"
+#include "language/tokenizer.h"
 #include "platform/catalogue.h"
 #include "platform/common/nocase.h"
 #include "tools/qrtscript/check/known_names.h"
@@ -61,7 +62,11 @@ static void check_missing(const Syntax &syntax, const Phrase &asked, const Phras
         syntax, "QS2008", asked.tokens,
         catalogue_format("in quotes a value that is missing stays %1$s and is never empty: write %1$s without quotes",
                          ("%" + name).c_str()));
-    finding.fix = {syntax.begin(asked.tokens), syntax.end(asked.tokens), "%" + name};
+    // What follows without a blank would become part of the name.
+    const size_t end = syntax.end(asked.tokens);
+    const bool goesOn =
+        end < syntax.text.size() && !tokenizer_is_delimiter(static_cast<unsigned char>(syntax.text[end]));
+    finding.fix = {syntax.begin(asked.tokens), end, "%" + name + (goesOn ? " " : "")};
     findings->push_back(std::move(finding));
 }
 

@@ -24,6 +24,8 @@ class Jumps {
     void checkLabels();
     void checkGotos();
     void checkUnreachable();
+    // EXIT and GOTO leave the levels of the IFs around them as they are.
+    void checkOpenLevels();
 
   private:
     std::optional<size_t> target(const Statement &jump) const;
@@ -86,7 +88,8 @@ void Jumps::checkPlace(const Label &label) {
     if (start > lineStart) {
         Finding finding = finding_at(syntax_, "QS1010", label.tokens,
                                      catalogue_text("a label is found only at the very start of its line"));
-        finding.fix = {lineStart, start, ""};
+        // Where another line answers to the name, GOTO would go elsewhere afterwards.
+        if (!found) finding.fix = {lineStart, start, ""};
         findings_->push_back(std::move(finding));
         return;
     }
@@ -200,10 +203,29 @@ void Jumps::checkUnreachable() {
     }
 }
 
+void Jumps::checkOpenLevels() {
+    for (size_t place = 0; place < syntax_.statements.size(); ++place) {
+        const Statement &statement = syntax_.statements[place];
+        if (branches_[place] == 0) continue;
+        if (statement.kind == Statement::Kind::exit)
+            findings_->push_back(
+                finding_at(syntax_, "QS1023", syntax_.body(statement),
+                           catalogue_text("EXIT within an IF leaves it open: a login reports the missing END")));
+        // The one statement of an IF is outside again when the jump is made.
+        if (statement.kind != Statement::Kind::go_to || statement.single) continue;
+        const std::optional<size_t> to = target(statement);
+        if (to && *to < place && branches_[*to] != branches_[place])
+            findings_->push_back(finding_at(
+                syntax_, "QS1024", syntax_.body(statement),
+                catalogue_text("a jump back out of a block leaves its IF open: after 199 times nothing is executed")));
+    }
+}
+
 void check_labels(const Syntax &syntax, Findings *findings) {
     Jumps jumps(syntax, findings);
     jumps.checkLabels();
     jumps.checkGotos();
     jumps.checkUnreachable();
+    jumps.checkOpenLevels();
     labels_forget();
 }

@@ -1,6 +1,7 @@
 // Traps of program lines, and what is unsafe.
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -53,7 +54,10 @@ static void check_quotes(const Syntax &syntax, const Phrase &line, Findings *fin
 
 static void check_blanks_of_values(const Syntax &syntax, const Phrase &line, Findings *findings) {
     for (const ScriptReference &reference : text_references(syntax, line)) {
-        if (reference.isVariable || reference.behindQuote || !name_may_have_blanks(reference.name)) continue;
+        // "%s" is a printf's rather than an attribute's.
+        const bool isLetter = reference.name.size() == 1 && isalpha(static_cast<unsigned char>(reference.name[0])) != 0;
+        if (reference.isVariable || reference.behindQuote || isLetter || !name_may_have_blanks(reference.name))
+            continue;
         findings->push_back(finding_at(
             "QS2004", reference.place, reference.length,
             catalogue_format("each blank in the value of %s begins a new argument: set a variable and let the program "
@@ -70,20 +74,30 @@ static std::string base_name(const std::string &path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-// Whether a program runs its arguments, or one of its options, as commands.
+// Whether a program runs its arguments, or one of its options, as commands; also with a version at the end of its name.
 static bool takes_commands(const std::string &program) {
-    static constexpr std::string_view names[] = {"sh",   "bash",    "dash",   "zsh",  "ksh", "fish", "eval", "su",
-                                                 "perl", "python3", "python", "ruby", "awk", "env",  "xargs"};
-    return std::find(std::begin(names), std::end(names), base_name(program)) != std::end(names);
+    static constexpr std::string_view names[] = {"sh",   "bash", "dash",   "zsh",  "ksh",
+                                                 "fish", "eval", "python", "perl", "ruby"};
+    std::string name = base_name(program);
+    while (!name.empty() && ((name.back() >= '0' && name.back() <= '9') || name.back() == '.')) name.pop_back();
+    return std::find(std::begin(names), std::end(names), name) != std::end(names);
+}
+
+// "-c", "-xc", "-e": what follows is a command.
+static bool gives_command(const std::string &word) {
+    const bool isShort = word.size() > 1 && word[0] == '-' && word[1] != '-';
+    return word == "--command" || (isShort && (word.back() == 'c' || word.back() == 'e'));
+}
+
+// Also behind a program that starts another one, as "timeout 5 sh -c ...".
+static bool runs_commands(const std::vector<std::string> &words) {
+    const auto program = std::find_if(words.begin(), words.end(), takes_commands);
+    return std::find_if(program, words.end(), gives_command) != words.end();
 }
 
 static void check_commands(const Syntax &syntax, const Phrase &line, const std::vector<std::string> &words,
                            Findings *findings) {
-    static constexpr std::string_view options[] = {"-c", "-e", "-lc", "-ic", "--command"};
-    const auto runs = [](const std::string &word) {
-        return std::find(std::begin(options), std::end(options), word) != std::end(options);
-    };
-    if (!takes_commands(program_of(words)) || std::none_of(words.begin(), words.end(), runs)) return;
+    if (!runs_commands(words)) return;
     for (const ScriptReference &reference : text_references(syntax, line))
         findings->push_back(finding_at(
             "QS5003", reference.place, reference.length,
@@ -143,7 +157,8 @@ void check_programs(const Syntax &syntax, Findings *findings) {
         if (!is_program(statement)) continue;
         const Phrase &line = line_of(syntax, statement);
         const std::vector<std::string> words = words_split(line.text);
-        check_quotes(syntax, line, findings);
+        // A shell's own quotes mean something to it.
+        if (!runs_commands(words)) check_quotes(syntax, line, findings);
         check_blanks_of_values(syntax, line, findings);
         check_commands(syntax, line, words, findings);
         check_path(line, syntax, words, findings);

@@ -14,12 +14,20 @@ static bool is_name_sign(char c) {
 }
 
 // "%SURNAME!": the sign becomes part of the name, which nobody knows.
-static void check_name_end(const ScriptReference &reference, Findings *findings) {
+static void check_name_end(const ScriptReference &reference, bool isQuoted, Findings *findings) {
     if (reference.isVariable || reference.behindQuote) return;
     const auto end = std::find_if_not(reference.name.begin(), reference.name.end(), is_name_sign);
     const std::string name(reference.name.begin(), end);
     if (end == reference.name.end() || name_is_known(reference.name) || !name_is_known(name)) return;
+    if (name.size() == 1) return; // "%s\n" is a printf's
     const std::string sign = reference.name.substr(name.size(), 1);
+    if (!isQuoted) {
+        findings->push_back(finding_at(
+            "QS2001", reference.place, reference.length,
+            catalogue_format("the sign behind %s does not end the name here, so that it stays as it is: a blank does",
+                             name.c_str())));
+        return;
+    }
     const bool isCharacter = static_cast<unsigned char>(sign[0]) < 0x80;
     findings->push_back(finding_at(
         "QS2001", reference.place, reference.length,
@@ -85,8 +93,17 @@ static void check_set_twice(const Syntax &syntax, const Statement &statement, Fi
         if (text.empty() || text.back() != '%' || syntax.end(phrase.tokens) >= syntax.end(value.tokens)) return;
         findings->push_back(finding_at(
             syntax, "QS2012", phrase.tokens,
-            catalogue_text("SET replaces identifiers in the whole value once more: this % joins with what follows")));
+            catalogue_text(
+                "SET replaces identifiers in the whole value once more: this percent sign joins with what follows")));
     });
+}
+
+// MAP, PATH, programs, and the names of files.
+static bool has_whole_line(const Syntax &syntax, const Statement &statement) {
+    const auto isLine = [&](size_t token) { return syntax.tokens[token].kind == WHOLELINE; };
+    for (size_t token = statement.tokens.first; token < statement.tokens.end; ++token)
+        if (isLine(token)) return true;
+    return false;
 }
 
 void check_text(const Syntax &syntax, Findings *findings) {
@@ -95,8 +112,9 @@ void check_text(const Syntax &syntax, Findings *findings) {
     for (const Statement &statement : syntax.statements) {
         visit_statement(syntax, statement, [&](const Phrase &phrase) { check_bare_word(syntax, phrase, findings); });
         check_set_twice(syntax, statement, findings);
+        const bool isLine = has_whole_line(syntax, statement);
         for (const ScriptReference &reference : statement_references(syntax, statement)) {
-            check_name_end(reference, findings);
+            check_name_end(reference, reference.inText && !isLine, findings);
             check_quote_before(reference, findings);
         }
     }
