@@ -405,11 +405,25 @@ TEST_F(Lsp, AnswersWrongMessages) {
         client.sendBytes(lsp_frame(message));
     EXPECT_EQ(client.ask("hover", {{"position", {{"line", 4294967296}, {"character", 18446744073709551615U}}}}),
               Json());
-    std::string nested(100000, '[');
-    client.sendBytes(lsp_frame(nested));
-    EXPECT_EQ(client.receive().at("error").at("code"), -32700);
-    client.sendBytes(lsp_frame(nested + std::string(100000, ']')));
-    EXPECT_EQ(client.receive().at("error").at("code"), -32600);
+}
+
+TEST_F(Lsp, RefusesMessagesOfVeryManyLevels) {
+    client.initialize();
+    const auto code = [&](const std::string &message) {
+        client.sendBytes(lsp_frame(message));
+        return client.receive().at("error").at("code").get<int>();
+    };
+    const auto nested = [](size_t levels) { return std::string(levels, '[') + std::string(levels, ']'); };
+    const auto request = [](const std::string &params) {
+        return R"({"id":1,"method":"textDocument/hover","params":)" + params + "}";
+    };
+    EXPECT_EQ(code(std::string(100000, '[')), -32700);
+    EXPECT_EQ(code(nested(100000)), -32700);
+    EXPECT_EQ(code(nested(100)), -32600);
+    EXPECT_EQ(code(nested(101)), -32700);
+    EXPECT_EQ(code(request(nested(100000))), -32700);
+    EXPECT_EQ(code(request(nested(20))), -32602);
+    EXPECT_EQ(client.ask("nothing").at("code"), -32601);
 }
 
 TEST(LspFrames, EndsOnWhatIsNotTheProtocol) {

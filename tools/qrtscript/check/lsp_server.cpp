@@ -20,8 +20,21 @@ void LspServer::sendError(const Json &id, int code, const std::string &message) 
     send({{"id", id}, {"error", {{"code", code}, {"message", message}}}});
 }
 
+// Discarded when it is not JSON, or has more levels than any message of the protocol: whoever goes through them calls
+// itself for each.
+static Json parsed(const std::string &message) {
+    constexpr int most_levels = 100;
+    bool isTooDeep = false;
+    const auto isShallow = [&](int depth, Json::parse_event_t, const Json &) {
+        isTooDeep = isTooDeep || depth >= most_levels;
+        return !isTooDeep;
+    };
+    Json json = Json::parse(message, isShallow, false);
+    return isTooDeep ? Json(Json::value_t::discarded) : json;
+}
+
 void LspServer::take(const std::string &message) {
-    const Json json = Json::parse(message, nullptr, false);
+    const Json json = parsed(message);
     if (json.is_discarded()) return sendError(nullptr, lsp_parse_error, "not JSON");
     if (!json.is_object()) return sendError(nullptr, lsp_invalid_request, "not a message");
     const Json id = json.value("id", Json());
