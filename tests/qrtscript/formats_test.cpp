@@ -166,7 +166,10 @@ TEST(ReportTest, NoBytesBreakAFormatOrReachATerminal) {
 TEST(ReportTest, NoFormatShowsAPassword) {
     for (const char *text :
          {"TREE T/u;sekret x\n", "FOO\nattach S/u;sekret\n", "IF \"a\" = \"b\" THEN TREE T/u;\"sekret\" y\n",
-          "TREE T/u;sekret", "REM qrtscript disable=QS9\nTREE \"T/u;sekret\" z ;\r\n", "TREE T/u;x sekret\n"}) {
+          "TREE T/u;sekret", "REM qrtscript disable=QS9\nTREE \"T/u;sekret\" z ;\r\n", "TREE T/u;x sekret\n",
+          "TRE LAB/.u.lab;sekret\n", "ATACH S/u;sekret\nCLS\n", "CONNECT LAB/.u.lab;sekret\n", "LAB/.u;sekret\n",
+          "IF \"a\" = \"b\" THEN TRE LAB/.u;sekret\n", "IF \"a\" = \"b\" THEN CLS\nIF TRE LAB/.u;sekret\n",
+          "TRE LAB/.u;sekret", "WRITE \"x\"\nFOO\nTRE LAB/.u;sekret\n", "TREE T/u;sekret x\rFOO\n"}) {
         const CheckResult result = result_of("a", text);
         EXPECT_FALSE(result.scripts[0].findings.empty()) << text;
         for (const ReportFormat format : all_formats)

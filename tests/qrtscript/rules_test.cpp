@@ -219,3 +219,24 @@ TEST(CheckSafety, TellsNoPassword) {
         EXPECT_THAT(finding.message + finding.quotedLine, testing::Not(testing::HasSubstr("hush")));
     EXPECT_EQ(without_secrets(text, findings), "TREE ACME/joe;****\nATTACH SRV1/joe;****\n");
 }
+
+TEST(CheckSafety, APasswordIsHiddenWhereItStandsAlone) {
+    const auto messages = [](const std::string &text) {
+        std::vector<std::string> all;
+        for (const Finding &finding : check_script(syntax_read(text)))
+            all.push_back(finding.message + (finding.quotedLine.empty() ? "" : " | " + finding.quotedLine));
+        return all;
+    };
+    EXPECT_THAT(messages("TREE LAB/.j;e\nFOO BAR\n"),
+                ElementsAre("a password in a script is readable by every user: leave it out, and the login asks for it",
+                            "no statement begins with FOO | FOO BAR"));
+    EXPECT_THAT(messages("TREE LAB/.j;a\nWRITE \"a\"\n"),
+                ElementsAre("a password in a script is readable by every user: leave it out, and the login asks for "
+                            "it"));
+    EXPECT_THAT(messages("TREE LAB/.j;e x\n"),
+                testing::Contains("unexpected *; expected: TREE TREE[/USER[;PASSWORD]] | TREE LAB/.j;***"));
+    EXPECT_THAT(messages("TRE LAB/.j;e\n"),
+                ElementsAre("no statement begins with TRE; did you mean TREE? | TRE LAB/.j;*"));
+    EXPECT_THAT(messages("WRIET \"a\"; b\n"),
+                ElementsAre("no statement begins with WRIET; did you mean WRITE? | WRIET \"a\"; b"));
+}

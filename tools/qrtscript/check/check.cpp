@@ -1,33 +1,12 @@
 #include <algorithm>
 #include <string>
-#include <string_view>
 
 #include "tools/qrtscript/check/rules.h"
-
-static bool is_about_secret(const Finding &finding) {
-    const std::string_view name = finding.code->name;
-    return name == "QS5001" || name == "QS5002";
-}
-
-static void replace_all(std::string *text, const std::string &old) {
-    for (size_t at = text->find(old); !old.empty() && at != text->npos; at = text->find(old, at + old.size()))
-        text->replace(at, old.size(), old.size(), '*');
-}
-
-static void hide_secrets(const std::string &text, Findings *findings) {
-    std::vector<std::string> secrets;
-    for (const Finding &finding : *findings)
-        if (is_about_secret(finding)) secrets.push_back(text.substr(finding.place, finding.length));
-    for (Finding &finding : *findings)
-        for (const std::string &secret : secrets) {
-            replace_all(&finding.message, secret);
-            replace_all(&finding.quotedLine, secret);
-        }
-}
+#include "tools/qrtscript/check/secrets.h"
 
 std::string without_secrets(std::string text, const Findings &findings) {
     for (const Finding &finding : findings)
-        if (is_about_secret(finding)) text.replace(finding.place, finding.length, finding.length, '*');
+        if (finding_is_about_secret(finding)) text.replace(finding.place, finding.length, finding.length, '*');
     return text;
 }
 
@@ -42,6 +21,6 @@ Findings check_script(const Syntax &syntax, const CheckDirectory *directory, con
         return a.place != b.place ? a.place < b.place : a.code < b.code;
     };
     std::stable_sort(findings.begin(), findings.end(), before);
-    hide_secrets(syntax.text, &findings);
+    secrets_hide(syntax, without_secrets(secrets_masked(syntax), findings), &findings);
     return findings;
 }

@@ -92,3 +92,8 @@ Finding finding_at(const char *code, size_t place, size_t length, std::string me
 Finding finding_at(const Syntax &syntax, const char *code, TokenRange tokens, std::string message) {
     return finding_at(code, syntax.begin(tokens), syntax.end(tokens) - syntax.begin(tokens), std::move(message));
 }
+
+bool finding_is_about_secret(const Finding &finding) {
+    const std::string_view name = finding.code->name;
+    return name == "QS5001" || name == "QS5002";
+}

@@ -51,4 +51,7 @@ using Findings = std::vector<Finding>;
 Finding finding_at(const Syntax &syntax, const char *code, TokenRange tokens, std::string message);
 Finding finding_at(const char *code, size_t place, size_t length, std::string message);
 
+// Whether it is about a password, which no message of that kind quotes.
+bool finding_is_about_secret(const Finding &finding);
+
 #endif

@@ -1,18 +1,32 @@
 #include "tools/qrtscript/check/secrets.h"
 
 #include <algorithm>
+#include <map>
+#include <set>
+#include <string_view>
 
+#include "platform/common/nearest_name.h"
 #include "platform/common/nocase.h"
 
+static bool is_letter(char c) {
+    return (c >= '0' && c <= '9') || (lower_case(c) >= 'a' && lower_case(c) <= 'z');
+}
+
 static bool is_word_letter(char c) {
-    return (c >= '0' && c <= '9') || (lower_case(c) >= 'a' && lower_case(c) <= 'z') || c == '_';
+    return is_letter(c) || c == '_';
+}
+
+// ---- lines ----
+
+static size_t word_end(std::string_view line, size_t at) {
+    while (at < line.size() && is_word_letter(line[at])) ++at;
+    return at;
 }
 
 // Where a word that a password may follow ends; npos without one.
 static size_t behind_keyword(std::string_view line) {
     for (size_t at = 0; at < line.size();) {
-        size_t end = at;
-        while (end < line.size() && is_word_letter(line[end])) ++end;
+        const size_t end = word_end(line, at);
         const std::string_view word = line.substr(at, end - at);
         if (equal_nocase(word, "TREE") || equal_nocase(word, "ATTACH")) return end;
         at = std::max(end, at + 1);
@@ -20,12 +34,62 @@ static size_t behind_keyword(std::string_view line) {
     return line.npos;
 }
 
-std::string secrets_masked(std::string_view text) {
+// The first word of the statement that begins there is nearly TREE or ATTACH, or names of a tree and a user follow.
+static bool may_be_mistyped(std::string_view statement) {
+    const size_t start = statement.find_first_not_of(" \t");
+    if (start == statement.npos) return false;
+    const size_t end = word_end(statement, start);
+    if (!nearest_name(statement.substr(start, end - start), {"TREE", "ATTACH"}).empty()) return true;
+    const size_t slash = statement.find('/'), sign = statement.find(';');
+    return end > start && slash < sign && slash > 0 && is_word_letter(statement[slash - 1]);
+}
+
+// The same for a line that cannot be read; 0 for one that may be wholly of that kind.
+static size_t behind_mistyped(std::string_view line) {
+    if (may_be_mistyped(line)) return 0;
+    for (size_t at = 0; at < line.size();) {
+        const size_t end = word_end(line, at);
+        if (equal_nocase(line.substr(at, end - at), "THEN") && may_be_mistyped(line.substr(end))) return end;
+        at = std::max(end, at + 1);
+    }
+    return line.npos;
+}
+
+// ---- texts ----
+
+// Where the lines that a login does not read begin. A line ends with CR too.
+class UnreadLines {
+  public:
+    explicit UnreadLines(const Syntax &syntax);
+    bool has(size_t start) const { return start >= from_ || starts_.count(start) != 0; }
+
+  private:
+    void add(const std::string &text, size_t place) {
+        const size_t before = place == 0 ? text.npos : text.find_last_of("\r\n", place - 1);
+        starts_.insert(before == text.npos ? 0 : before + 1);
+    }
+    std::set<size_t> starts_;
+    size_t from_;
+};
+
+UnreadLines::UnreadLines(const Syntax &syntax) : from_(syntax.unreadFrom.value_or(syntax.text.size())) {
+    for (const Mistake &mistake : syntax.mistakes) add(syntax.text, mistake.place);
+    for (const Statement &statement : syntax.statements)
+        if (statement.kind == Statement::Kind::broken || statement.kind == Statement::Kind::if_broken)
+            add(syntax.text, syntax.begin(statement.tokens));
+    if (syntax.unreadFrom) add(syntax.text, *syntax.unreadFrom);
+    if (syntax.endsEarly) add(syntax.text, syntax.text.size());
+}
+
+std::string secrets_masked(const Syntax &syntax) {
+    const std::string_view text = syntax.text;
+    const UnreadLines unread(syntax);
     std::string masked(text);
     for (size_t start = 0; start < text.size();) {
         const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
         const std::string_view line = text.substr(start, end - start);
-        const size_t keyword = behind_keyword(line);
+        size_t keyword = behind_keyword(line);
+        if (unread.has(start)) keyword = std::min(keyword, behind_mistyped(line));
         const size_t sign = keyword == line.npos ? line.npos : line.find(';', keyword);
         if (sign != line.npos)
             std::fill(masked.begin() + static_cast<long>(start + sign + 1), masked.begin() + static_cast<long>(end),
@@ -33,4 +97,57 @@ std::string secrets_masked(std::string_view text) {
         start = end + 1;
     }
     return masked;
+}
+
+// ---- findings ----
+
+namespace {
+
+// The lines with passwords, as they are and as they are shown.
+using MaskedLines = std::map<std::string_view, std::string_view>;
+
+} // namespace
+
+static MaskedLines masked_lines(std::string_view text, std::string_view masked) {
+    MaskedLines lines;
+    for (const std::string_view ends : {"\n", "\r\n"})
+        for (size_t start = 0; start < text.size();) {
+            const size_t end = std::min(text.find_first_of(ends, start), text.size());
+            const std::string_view line = text.substr(start, end - start), shown = masked.substr(start, end - start);
+            if (line != shown) lines.emplace(line, shown);
+            start = end + 1;
+        }
+    return lines;
+}
+
+// A quoted line is one of the script, or its beginning: not always the one with the mistake.
+static std::string shown_line(const MaskedLines &lines, const std::string &line) {
+    const auto found = lines.lower_bound(line);
+    if (found == lines.end() || found->first.compare(0, line.size(), line) != 0) return line;
+    return std::string(found->second.substr(0, line.size()));
+}
+
+// A message quotes the piece that it is about: each time that stands there for itself, not as a part of a word.
+static std::string shown_message(std::string message, std::string_view piece, std::string_view shown) {
+    for (size_t at = message.find(piece); at != std::string::npos; at = message.find(piece, at + piece.size())) {
+        const size_t end = at + piece.size();
+        const bool isPart = (at > 0 && is_letter(message[at - 1]) && is_letter(piece.front())) ||
+                            (end < message.size() && is_letter(message[end]) && is_letter(piece.back()));
+        if (!isPart) message.replace(at, piece.size(), shown);
+    }
+    return message;
+}
+
+void secrets_hide(const Syntax &syntax, const std::string &masked, Findings *findings) {
+    const std::string_view text = syntax.text;
+    const MaskedLines lines = masked_lines(text, masked);
+    if (lines.empty()) return;
+    for (Finding &finding : *findings) {
+        if (!finding.quotedLine.empty()) finding.quotedLine = shown_line(lines, finding.quotedLine);
+        const size_t place = std::min(finding.place, text.size());
+        const std::string_view piece = text.substr(place, finding.length);
+        const std::string_view shown = std::string_view(masked).substr(place, finding.length);
+        if (piece != shown && !finding_is_about_secret(finding))
+            finding.message = shown_message(std::move(finding.message), piece, shown);
+    }
 }

@@ -3,10 +3,16 @@
 #define TOOLS_QRTSCRIPT_CHECK_SECRETS_H
 
 #include <string>
-#include <string_view>
 
-// A text of as many bytes with "*" in the place of what stands behind the ";" of TREE and ATTACH, up to the line's end.
-// It does not matter whether the line can be read.
-std::string secrets_masked(std::string_view text);
+#include "tools/qrtscript/check/finding.h"
+#include "tools/qrtscript/check/syntax.h"
+
+// The script's text, with as many bytes, and "*" in the place of what stands behind the ";" of TREE and ATTACH, up to
+// the line's end. It does not matter whether the line can be read: in one that cannot, what may be a mistyped TREE or
+// ATTACH counts too.
+std::string secrets_masked(const Syntax &syntax);
+
+// Takes passwords out of what findings say. `masked` is the script's text with "*" in the place of each password.
+void secrets_hide(const Syntax &syntax, const std::string &masked, Findings *findings);
 
 #endif
