@@ -116,6 +116,24 @@ TEST(CheckLabels, AreFoundWhereALoginFindsThem) {
     EXPECT_EQ(message("REM\nGOTO LOP\nLOOP:\n"), "there is no label LOP: this GOTO does nothing; did you mean LOOP?");
 }
 
+// All labels are compared for so many names only.
+TEST(CheckLabels, TheFirstMissingNamesHaveSuggestions) {
+    std::string text = "REM\n";
+    for (int number = 100; number < 200; ++number) text += "LABEL" + std::to_string(number) + ":\n";
+    for (int number = 100; number < 160; ++number)
+        text += repeated(2, "IF \"a\" = \"b\" THEN GOTO LABLE" + std::to_string(number) + "\n");
+    size_t suggestions = 0, missing = 0;
+    for (const Finding &finding : check_script(syntax_read(text))) {
+        if (std::string(finding.code->name) != "QS1008") continue;
+        ++missing;
+        suggestions += finding.message.find("did you mean LABEL1") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_EQ(missing, 120U);
+    EXPECT_EQ(suggestions, 100U);
+    const Findings once = check_script(syntax_read("REM\n A:\nGOTO a\n"));
+    EXPECT_EQ(once.back().message, "the label a is never found where it stands: this GOTO does nothing");
+}
+
 TEST(CheckLabels, FollowTheJumps) {
     expect_rows({{"EXIT\n\nREM\nWRITE \"\"\nWRITE \"\"\n", {"4:1 QS1014"}},
                  {"IF \"a\" = \"b\" THEN EXIT\nWRITE \"\"\n", {"1:19 QS1023"}},

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -32,15 +34,25 @@ class Jumps {
     void checkPlace(const Label &label);
     void checkLoop(size_t jump, size_t from);
     bool leaves(size_t statement, size_t from, size_t jump) const;
+    const std::string &nearestLabel(const std::string &name);
     bool isConditional(size_t statement) const { return branches_[statement] != 0; }
 
     const Syntax &syntax_;
     Findings *findings_;
     std::vector<Label> labels_;
     std::vector<size_t> branches_;
+    // A script of very many loops inside one another is not read again for each to the end.
+    size_t leftToRead_ = 1000000;
+    std::set<std::string> labelNames_;           // in lower case
+    std::map<std::string, std::string> nearest_; // of the names that no jump finds
 };
 
 } // namespace
+
+static std::string lowered(std::string name) {
+    std::transform(name.begin(), name.end(), name.begin(), lower_case);
+    return name;
+}
 
 // The name that the words of a label or a GOTO make.
 static std::string name_of(const Syntax &syntax, TokenRange tokens) {
@@ -60,6 +72,7 @@ Jumps::Jumps(const Syntax &syntax, Findings *findings)
         if (statement.kind != Statement::Kind::label) continue;
         const TokenRange tokens = operand_tokens(syntax, statement);
         labels_.push_back({&statement, name_of(syntax, tokens), tokens});
+        labelNames_.insert(lowered(labels_.back().name));
     }
 }
 
@@ -139,11 +152,29 @@ bool Jumps::leaves(size_t statement, size_t from, size_t jump) const {
 // An unconditional jump back.
 void Jumps::checkLoop(size_t jump, size_t from) {
     if (from > jump || isConditional(jump)) return;
-    for (size_t statement = from; statement < jump; ++statement)
-        if (leaves(statement, from, jump)) return;
+    for (size_t statement = from; statement < jump; ++statement) {
+        if (leftToRead_ == 0 || leaves(statement, from, jump)) return;
+        --leftToRead_;
+    }
     findings_->push_back(
         finding_at(syntax_, "QS1015", syntax_.body(syntax_.statements[jump]),
                    catalogue_text("this loop has no EXIT and no GOTO that leaves it: the login never ends")));
+}
+
+// The label that a name which is not found was probably meant to be, or that name itself where it stands in vain; empty
+// when none is near. All labels are compared for the first names only.
+const std::string &Jumps::nearestLabel(const std::string &name) {
+    constexpr size_t most_compared = 50;
+    const auto [found, isNew] = nearest_.emplace(name, "");
+    if (!isNew) return found->second;
+    if (labelNames_.count(lowered(name)) != 0) {
+        found->second = name;
+    } else if (nearest_.size() <= most_compared) {
+        std::vector<std::string_view> names;
+        for (const Label &label : labels_) names.push_back(label.name);
+        found->second = nearest_name(name, names);
+    }
+    return found->second;
 }
 
 void Jumps::checkGotos() {
@@ -158,8 +189,7 @@ void Jumps::checkGotos() {
             const size_t behind = *place_behind(syntax_, name);
             const bool isBeginning = behind < syntax_.text.size() && behind > name.size() &&
                                      syntax_.text[behind - name.size() - 1] == ':' &&
-                                     std::none_of(labels_.begin(), labels_.end(),
-                                                  [&](const Label &label) { return equal_nocase(label.name, name); });
+                                     labelNames_.count(lowered(name)) == 0;
             if (isBeginning)
                 findings_->push_back(finding_at(
                     syntax_, "QS1011", tokens,
@@ -168,9 +198,7 @@ void Jumps::checkGotos() {
             checkLoop(place, *to);
             continue;
         }
-        std::vector<std::string_view> names;
-        for (const Label &label : labels_) names.push_back(label.name);
-        const std::string nearest(nearest_name(name, names));
+        const std::string &nearest = nearestLabel(name);
         const bool isThere = equal_nocase(nearest, name);
         findings_->push_back(finding_at(
             syntax_, "QS1008", tokens,

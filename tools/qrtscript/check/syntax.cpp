@@ -54,8 +54,13 @@ std::vector<size_t> syntax_branches(const Syntax &syntax) {
 }
 
 Lines::Lines(std::string_view text) : text_(text), starts_(1, 0) {
-    for (size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1))
+    for (size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1)) {
+        ends_.push_back(at);
         if (at + 1 < text.size()) starts_.push_back(at + 1);
+    }
+    if (ends_.size() < starts_.size()) ends_.push_back(text.size());
+    for (size_t line = 0; line < ends_.size(); ++line)
+        while (ends_[line] > starts_[line] && text[ends_[line] - 1] == '\r') --ends_[line];
 }
 
 size_t Lines::line(size_t place) const {
@@ -63,8 +68,5 @@ size_t Lines::line(size_t place) const {
 }
 
 std::string_view Lines::text(size_t line) const {
-    const size_t from = start(line);
-    std::string_view found = text_.substr(from, text_.find('\n', from) - from);
-    while (!found.empty() && found.back() == '\r') found.remove_suffix(1);
-    return found;
+    return text_.substr(start(line), ends_[line - 1] - start(line));
 }

@@ -146,7 +146,7 @@ class Lines {
 
   private:
     std::string_view text_;
-    std::vector<size_t> starts_;
+    std::vector<size_t> starts_, ends_; // as many of both
 };
 
 #endif
