@@ -46,8 +46,8 @@ class CheckFix : public CheckFixture {
     }
 };
 
-const char broken[] = "WRITE \"x\"\n A:\nGOTO A";
-const char mended[] = "WRITE \"x\"\nA:\nGOTO A\n";
+const char broken[] = "WRITE \"x\"\n A:\nIF \"a\" = \"b\" THEN GOTO A";
+const char mended[] = "WRITE \"x\"\nA:\nIF \"a\" = \"b\" THEN GOTO A\n";
 
 } // namespace
 
@@ -97,6 +97,34 @@ TEST(FixesTest, OneThatMakesANewMistakeIsNotMadeAndTheOthersAre) {
     EXPECT_EQ(fixed.text, "xybz");
     EXPECT_EQ(fixed.count, 2U);
     EXPECT_EQ(fixed.findings.size(), 1U);
+}
+
+TEST(FixesTest, OneThatMakesANewWarningIsNotMade) {
+    const auto check = [](const std::string &text) {
+        Findings findings;
+        for (size_t at = 0; at < text.size(); ++at)
+            if (text[at] == 'a')
+                findings.push_back(with_fix(at, at + 1, "", Severity::style));
+            else if (text[at] == 'b')
+                findings.push_back(with_fix(at, at + 1, "w", Severity::style));
+            else if (text[at] == 'w')
+                findings.push_back(finding_at("QS1015", at, 1, ""));
+        return findings;
+    };
+    EXPECT_EQ(text_fixed("xaybza", check).text, "xybz");
+}
+
+TEST(FixesTest, TriesAreBounded) {
+    size_t checks = 0;
+    const auto check = [&](const std::string &text) {
+        ++checks;
+        Findings findings;
+        for (size_t at = 0; at < text.size(); ++at)
+            findings.push_back(text[at] == 'b' ? with_fix(at, at + 1, "e") : finding_at("QS1001", at, 1, ""));
+        return findings;
+    };
+    EXPECT_EQ(text_fixed(std::string(1000, 'b'), check).text, std::string(1000, 'b'));
+    EXPECT_LE(checks, 120U);
 }
 
 // A line that is not complete stays so, whatever stands behind it.
@@ -194,10 +222,11 @@ TEST_F(CheckFix, StandardInputIsNotFixed) {
 TEST_F(CheckFix, DiffShowsWhatFixWouldDo) {
     folder.write("a.qrt", broken);
     const Outcome outcome = check({"--diff", "a.qrt"});
-    EXPECT_EQ(outcome, (Outcome{1,
-                                "--- a.qrt\n+++ a.qrt\n@@ -1,3 +1,3 @@\n WRITE \"x\"\n- A:\n-GOTO A\n"
-                                "\\ No newline at end of file\n+A:\n+GOTO A\n",
-                                ""}));
+    EXPECT_EQ(outcome,
+              (Outcome{1,
+                       "--- a.qrt\n+++ a.qrt\n@@ -1,3 +1,3 @@\n WRITE \"x\"\n- A:\n-IF \"a\" = \"b\" THEN GOTO A\n"
+                       "\\ No newline at end of file\n+A:\n+IF \"a\" = \"b\" THEN GOTO A\n",
+                       ""}));
     EXPECT_EQ(file_text(folder.path("a.qrt")), broken);
     EXPECT_EQ(shell("\"$0\" check --diff a.qrt | patch -s").status, 0);
     EXPECT_EQ(file_text(folder.path("a.qrt")), mended);

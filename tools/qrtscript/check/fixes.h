@@ -18,7 +18,8 @@ struct FixedText {
 using TextCheck = std::function<Findings(const std::string &)>;
 
 // Makes fixes, each round by the findings of the text that the last one left, until there is nothing more to do, ten
-// times at most. A fix that makes more findings of severity error than there were, or leaves its own, is not made.
+// times at most. A fix that makes more findings of a code than there were, of severity warning or above, or leaves its
+// own, is not made; of those that do not go together the ones of a large text may be left.
 FixedText text_fixed(const std::string &text, const TextCheck &check);
 
 #endif
