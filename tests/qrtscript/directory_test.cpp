@@ -98,6 +98,18 @@ TEST_F(CheckWithDirectory, FollowsIncludes) {
     EXPECT_THAT(check({folder.path("self.qrt")}).out, HasSubstr("[QS1022]"));
 }
 
+TEST_F(CheckWithDirectory, EachLineThatIncludesALoopIsFound) {
+    const std::string loop = folder.path("Loop.qrt"), plain = folder.path("loop.qrt");
+    folder.write("Loop.qrt", "INCLUDE " + loop + "\n");
+    folder.write("loop.qrt", "CLS\n");
+    folder.write("all.qrt",
+                 "INCLUDE " + plain + "\nINCLUDE " + loop + "\nINCLUDE " + plain + "\nINCLUDE " + loop + "\n");
+    const std::string all = check({"--format=gcc", folder.path("all.qrt")}).out;
+    EXPECT_EQ(std::count(all.begin(), all.end(), '\n'), 2);
+    EXPECT_THAT(all, HasSubstr("all.qrt:2:9: "));
+    EXPECT_THAT(all, HasSubstr("all.qrt:4:9: "));
+}
+
 TEST_F(CheckWithDirectory, FindsWhatTheManualShows) {
     environment["PATH"] = BINARY_DIR ":" + environment["PATH"];
     const Outcome outcome = shell(manual_block("administrator.md", "check", "sh"));

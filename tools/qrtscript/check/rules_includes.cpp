@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -20,13 +21,19 @@ namespace {
 class Chain {
   public:
     explicit Chain(const CheckDirectory *directory) : directory_(directory) {}
-    // Whether the text that `name` stands for leads back to itself, or to `origin`.
+    // Whether the text that `name` stands for leads back to itself, or to `origin`, which is always the same.
     bool repeats(const std::string &name, const std::string &origin);
 
   private:
+    bool leadsBack(const std::string &name, const std::string &origin);
     std::optional<std::string> text_of(const std::string &name) const;
+    const std::vector<std::string> &namesIn(const std::string &name, const std::string &key);
+
     const CheckDirectory *directory_;
-    std::vector<std::string> open_; // in lower case
+    // By keys: each text is read once, however many lines include it.
+    std::map<std::string, std::vector<std::string>> names_;
+    std::map<std::string, bool> answers_;
+    std::vector<std::string> open_; // keys
     std::set<std::string> done_;
 };
 
@@ -35,6 +42,11 @@ class Chain {
 static std::string lowered(std::string name) {
     std::transform(name.begin(), name.end(), name.begin(), lower_case);
     return name;
+}
+
+// The same for all spellings of a name: those of local files are told apart by the case of their letters.
+static std::string key_of(const std::string &name) {
+    return name[0] == '/' ? name : lowered(name);
 }
 
 static bool is_include(const Statement &statement) {
@@ -58,30 +70,47 @@ std::optional<std::string> Chain::text_of(const std::string &name) const {
     }
 }
 
-bool Chain::repeats(const std::string &name, const std::string &origin) {
-    const std::string key = lowered(name);
-    if (key == lowered(origin) || std::find(open_.begin(), open_.end(), key) != open_.end()) return true;
-    if (!done_.insert(key).second) return false;
+// What the text that `name` stands for includes.
+const std::vector<std::string> &Chain::namesIn(const std::string &name, const std::string &key) {
+    const auto [known, isNew] = names_.emplace(key, std::vector<std::string>());
+    if (!isNew) return known->second;
     const std::optional<std::string> text = text_of(name);
-    if (!text) return false;
-    open_.push_back(key);
+    if (!text) return known->second;
     const Syntax syntax = syntax_read(*text);
-    bool found = false;
     for (const Statement &statement : syntax.statements) {
-        if (found || !is_include(statement)) continue;
-        const std::optional<std::string> next = included_name(syntax, statement);
-        found = next && repeats(*next, origin);
+        if (!is_include(statement)) continue;
+        if (std::optional<std::string> next = included_name(syntax, statement))
+            known->second.push_back(std::move(*next));
     }
+    return known->second;
+}
+
+bool Chain::leadsBack(const std::string &name, const std::string &origin) {
+    const std::string key = key_of(name);
+    if (key == key_of(origin) || std::find(open_.begin(), open_.end(), key) != open_.end()) return true;
+    if (!done_.insert(key).second) return false;
+    const std::vector<std::string> &names = namesIn(name, key);
+    open_.push_back(key);
+    const bool found =
+        std::any_of(names.begin(), names.end(), [&](const std::string &next) { return leadsBack(next, origin); });
     open_.pop_back();
     return found;
 }
 
+bool Chain::repeats(const std::string &name, const std::string &origin) {
+    const auto [known, isNew] = answers_.emplace(key_of(name), false);
+    if (!isNew) return known->second;
+    done_.clear();
+    return known->second = leadsBack(name, origin);
+}
+
 void check_includes(const Syntax &syntax, const std::string &name, const CheckDirectory *directory,
                     Findings *findings) {
+    Chain chain(directory);
     for (const Statement &statement : syntax.statements) {
         if (!is_include(statement)) continue;
         const std::optional<std::string> next = included_name(syntax, statement);
-        if (!next || !Chain(directory).repeats(*next, name)) continue;
+        if (!next || !chain.repeats(*next, name)) continue;
         findings->push_back(finding_at(
             syntax, "QS1022", syntax.phrases[statement.operands.front()].tokens,
             catalogue_format("%s includes itself in the end: a login stops that after 100 levels", next->c_str())));
