@@ -253,3 +253,10 @@ TEST_F(ObjectFolder, AnInterruptedImportSaysWhatWasWritten) {
     EXPECT_EQ(script("u2.acme"), "EXIT\n");
     EXPECT_EQ(script("u3.acme"), "REM");
 }
+
+TEST_F(ObjectFolder, AnEmptyFolderPrunesNothing) {
+    site.make("empty");
+    const Outcome outcome = qrtscript({"import", "--yes", "--prune", site.path("empty")});
+    EXPECT_EQ(outcome.status, 66);
+    EXPECT_THAT(outcome.err, HasSubstr("--prune would remove all of them"));
+}

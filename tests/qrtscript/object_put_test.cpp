@@ -222,10 +222,10 @@ TEST_F(ObjectPut, LogsInWhereThatIsWanted) {
 }
 
 TEST_F(ObjectPutWithCheck, AsksTheCheckForErrorsOnly) {
-    check("echo \"$@\" >'" + site.path("words") + "'; cat \"$5\" >'" + site.path("checked") + "'\n");
+    check("echo \"$@\" >'" + site.path("words") + "'; cat \"$6\" >'" + site.path("checked") + "'\n");
     ASSERT_EQ(put("EXIT\n").status, 0);
     EXPECT_THAT(file_text(site.path("words")),
-                testing::MatchesRegex("check --severity error -- .*/jdoe\\.sales\\.acme\\.qrt\n"));
+                testing::MatchesRegex("check --severity error --no-ignore -- .*/jdoe\\.sales\\.acme\\.qrt\n"));
     EXPECT_EQ(file_text(site.path("checked")), "EXIT\n");
 }
 
@@ -238,4 +238,20 @@ TEST_F(ObjectPutWithCheck, ACheckThatFailsIsNoPermission) {
     std::filesystem::remove(site.path("bin/qrtscript-check"));
     EXPECT_EQ(put("EXIT\n"), (Outcome{6, "", refusal}));
     EXPECT_EQ(put("EXIT\n", {"--force"}).status, 0);
+}
+
+TEST_F(ObjectPut, NeitherTheScriptNorSettingsSwitchTheCheckOff) {
+    userScript("WRITE \"before\"\n");
+    EXPECT_EQ(qrtscript({"put", "jdoe.sales.acme", "--yes"}, "REM qrtscript disable-file=QS1001\nFOO 2\n").status, 6);
+    site.write("temporary/.qrtscriptrc", "disable = [\"QS1001\"]\n");
+    environment["TMPDIR"] = site.path("temporary");
+    EXPECT_EQ(qrtscript({"put", "jdoe.sales.acme", "--yes"}, "FOO 2\n").status, 6);
+    EXPECT_EQ(qrtscript({"get", "jdoe.sales.acme"}).out, "WRITE \"before\"\n");
+}
+
+TEST_F(ObjectPut, ThePasswordIsNotTakenForTheScript) {
+    const Outcome outcome =
+        qrtscript({"put", "jdoe.sales.acme", "--yes", "--as", "jdoe.sales.acme", "--password-fd", "0"}, "secret\n");
+    EXPECT_EQ(outcome.status, 64);
+    EXPECT_THAT(outcome.out + outcome.err, testing::Not(HasSubstr("secret")));
 }

@@ -59,8 +59,8 @@ Lines::Lines(std::string_view text) : text_(text), starts_(1, 0) {
         if (at + 1 < text.size()) starts_.push_back(at + 1);
     }
     if (ends_.size() < starts_.size()) ends_.push_back(text.size());
-    for (size_t line = 0; line < ends_.size(); ++line)
-        while (ends_[line] > starts_[line] && text[ends_[line] - 1] == '\r') --ends_[line];
+    for (size_t number = 0; number < ends_.size(); ++number)
+        while (ends_[number] > starts_[number] && text[ends_[number] - 1] == '\r') --ends_[number];
 }
 
 size_t Lines::line(size_t place) const {

@@ -12,7 +12,9 @@ static constexpr size_t files_at_a_time = 200;
 std::string check_refusal(const std::vector<std::string> &files) {
     bool hasErrors = false;
     for (size_t start = 0; start < files.size(); start += files_at_a_time) {
-        std::vector<std::string> words = {own_folder() + "/qrtscript-check", "check", "--severity", "error", "--"};
+        // Neither the script nor settings beside it decide whether it may be written.
+        std::vector<std::string> words = {
+            own_folder() + "/qrtscript-check", "check", "--severity", "error", "--no-ignore", "--"};
         for (size_t i = start; i < files.size() && i < start + files_at_a_time; i++) words.push_back(files[i]);
         const int status = program_run(words, ProgramOutput::shown).status;
         if (status != check_clean && status != check_found)

@@ -49,9 +49,11 @@ class Edit {
 
   private:
     void edit() {
+        // From here on the editor may have saved something: a signal that ends this program leaves the text where it
+        // is.
+        folder_.keep(file_);
         const ProgramRun ended =
             program_run({"/bin/sh", "-c", editor() + " \"$1\"", "sh", file_}, ProgramOutput::unchanged);
-        folder_.keep(file_);
         if (ended.status != 0) throw Failure(exit_system, catalogue_format("the editor failed: %s", editor().c_str()));
         text_ = text_of_file(file_);
         if (text_ == base_.value_or("")) folder_.keep("");

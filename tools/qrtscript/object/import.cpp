@@ -101,7 +101,11 @@ class Import {
         if (change.before != change.after) changes_.push_back(std::move(change));
     }
 
+    // A folder without a script is a wrong one, or a checkout that has failed.
     void addRemovals() {
+        if (files_.empty() && !options_.force)
+            throw Failure(exit_no_script,
+                          catalogue_text("the folder has no login script: --prune would remove all of them"));
         for (const auto &[typed, one] : scripts_)
             if (files_.count(typed) == 0) changes_.push_back({one.object, "", one.text, std::nullopt});
     }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 
@@ -50,6 +51,13 @@ class TerminalLent {
     std::vector<char *> list;
     for (const std::string &word : words) list.push_back(const_cast<char *>(word.c_str()));
     list.push_back(nullptr);
+    // In a hook Git names the hook's own repository by these.
+    for (const char *name : {"GIT_DIR", "GIT_WORK_TREE", "GIT_INDEX_FILE", "GIT_PREFIX", "GIT_OBJECT_DIRECTORY",
+                             "GIT_COMMON_DIR", "GIT_NAMESPACE"})
+        unsetenv(name);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr); // what a change of many scripts holds back may end a program
     program_restore_signals();
     execvp(list[0], list.data());
     _exit(not_found);

@@ -53,6 +53,11 @@ static void limit_process() {
     const rlimit cpu = {cpu_seconds, cpu_seconds}, none = {0, 0};
     setrlimit(RLIMIT_CPU, &cpu);
     setrlimit(RLIMIT_CORE, &none);
+#ifndef QRT_SANITIZED // whose own tables take terabytes of addresses
+    // A script that doubles a variable in a loop ends the plan, not the machine.
+    const rlimit memory = {rlim_t{2} << 30, rlim_t{2} << 30};
+    setrlimit(RLIMIT_AS, &memory);
+#endif
     signal(SIGPIPE, SIG_IGN);
 }
 
