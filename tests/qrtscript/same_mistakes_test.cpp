@@ -8,8 +8,6 @@
 
 namespace {
 
-using testing::Contains;
-
 // Neither GOTO, EXIT nor INCLUDE, and nothing that acts outside of the process.
 const char *const pieces[] = {
     "WRITE",
@@ -150,6 +148,14 @@ std::vector<std::string> outputs_of(const TempFolder &folder, const std::vector<
     return outputs;
 }
 
+// What may be a password is hidden by the check.
+bool quotes(const std::vector<std::string> &quoted, const std::string &line) {
+    const auto same = [](char shown, char written) { return shown == written || shown == '*'; };
+    return std::any_of(quoted.begin(), quoted.end(), [&](const std::string &one) {
+        return std::equal(one.begin(), one.end(), line.begin(), line.end(), same);
+    });
+}
+
 void expect_same(const std::string &script, const std::string &output) {
     const Reports reports = reports_of(output);
     std::vector<std::string> quoted;
@@ -166,7 +172,7 @@ void expect_same(const std::string &script, const std::string &output) {
     // An IF whose own statement is cut off has nothing else wrong with it.
     EXPECT_EQ(openIf || endsEarly, reports.openIf || endsEarly) << script << output;
     EXPECT_EQ(quoted.empty(), reports.quoted.empty()) << script << output;
-    for (const std::string &line : reports.quoted) EXPECT_THAT(quoted, Contains(line)) << script << output;
+    for (const std::string &line : reports.quoted) EXPECT_TRUE(quotes(quoted, line)) << line << script << output;
 }
 
 } // namespace
