@@ -13,7 +13,7 @@
 #include "language/actions.h"
 #include "language/grammar.tab.h"
 #include "language/tokenizer.h"
-#include "tools/qrtscript/check/syntax.h"
+#include "tools/qrtscript/check/recorder.h"
 
 // What the library has in its output module. Nothing is written: what it would say is caught for the findings.
 extern "C" {
@@ -76,10 +76,6 @@ OwnedText text_of(size_t phrase) {
     return text_copy(std::to_string(phrase));
 }
 
-size_t number_of(const OwnedText &text) {
-    return strtoul(text.get(), nullptr, 10);
-}
-
 // The tokens that the parser has taken: all that were read but the look-ahead.
 size_t taken() {
     const size_t count = recording->syntax.tokens.size();
@@ -110,13 +106,13 @@ TokenRange range_of(const std::vector<size_t> &parts) {
 
 template <typename... Texts>
 OwnedText compose(Phrase::Kind kind, const Texts &...texts) {
-    const std::vector<size_t> parts = {number_of(texts)...};
+    const std::vector<size_t> parts = {recorder_phrase(texts)...};
     return text_of(add_phrase(kind, range_of(parts), parts));
 }
 
 // The range is widened to the signs around the parts.
 OwnedText widened(OwnedText text, const char *before, const char *after) {
-    TokenRange &range = recording->syntax.phrases[number_of(text)].tokens;
+    TokenRange &range = recording->syntax.phrases[recorder_phrase(text)].tokens;
     const auto kind = [](size_t token) { return recording->syntax.tokens[token].kind; };
     for (const char *sign = before; *sign != '\0' && range.first > recording->start; ++sign)
         if (kind(range.first - 1) == *sign) --range.first;
@@ -142,25 +138,6 @@ bool has_mistake() {
     return recording->syntax.mistakes.size() > recording->mistakesBefore;
 }
 
-Statement &add_statement(Statement::Kind kind) {
-    Recording &now = *recording;
-    Statement statement;
-    statement.kind = kind;
-    statement.tokens = {now.start, taken()};
-    statement.single = !now.singleIfs.empty();
-    statement.complaint = std::exchange(now.complaint, "");
-    now.syntax.statements.push_back(std::move(statement));
-    now.start = taken();
-    now.mistakesBefore = now.syntax.mistakes.size();
-    return now.syntax.statements.back();
-}
-
-template <typename... Texts>
-void record(Statement::Kind kind, const Texts &...operands) {
-    // A mistake inside the operands has been reported; the statement is executed all the same.
-    add_statement(kind).operands = {number_of(operands)...};
-}
-
 // A statement that called nothing.
 void record_pending() {
     const Recording &now = *recording;
@@ -178,7 +155,7 @@ void record_pending() {
             kind = Statement::Kind::remark;
     }
     if (has_mistake()) kind = Statement::Kind::broken;
-    add_statement(kind);
+    recorder_statement(kind);
 }
 
 void enter_level() {
@@ -206,6 +183,23 @@ bool begins_with_end() {
 }
 
 } // namespace
+
+size_t recorder_phrase(const OwnedText &text) {
+    return strtoul(text.get(), nullptr, 10);
+}
+
+Statement &recorder_statement(Statement::Kind kind) {
+    Recording &now = *recording;
+    Statement statement;
+    statement.kind = kind;
+    statement.tokens = {now.start, taken()};
+    statement.single = !now.singleIfs.empty();
+    statement.complaint = std::exchange(now.complaint, "");
+    now.syntax.statements.push_back(std::move(statement));
+    now.start = taken();
+    now.mistakesBefore = now.syntax.mistakes.size();
+    return now.syntax.statements.back();
+}
 
 // ---- what the parser reads, and reports ----
 
@@ -249,7 +243,7 @@ void record_mistake(const char *reason) {
 void record_format_error(OwnedText keyword) {
     const Syntax &syntax = recording->syntax;
     said.clear();
-    library_format_error(text_copy(syntax.spelling(syntax.phrases[number_of(keyword)].tokens)));
+    library_format_error(text_copy(syntax.spelling(syntax.phrases[recorder_phrase(keyword)].tokens)));
     recording->complaint = said;
 }
 
@@ -301,7 +295,7 @@ OwnedText phrase_not_member(OwnedText group) {
 }
 OwnedText phrase_calculate(char operation, OwnedText left, OwnedText right) {
     OwnedText text = compose(Phrase::Kind::arithmetic, left, right);
-    recording->syntax.phrases[number_of(text)].operation = operation;
+    recording->syntax.phrases[recorder_phrase(text)].operation = operation;
     return text;
 }
 
@@ -346,11 +340,11 @@ int32_t cond_compare(Comparison comparison, OwnedText left, OwnedText right) {
     static constexpr Condition::Kind kinds[] = {Condition::Kind::equal,   Condition::Kind::not_equal,
                                                 Condition::Kind::greater, Condition::Kind::not_less,
                                                 Condition::Kind::less,    Condition::Kind::not_greater};
-    const std::vector<size_t> parts = {number_of(left), number_of(right)};
+    const std::vector<size_t> parts = {recorder_phrase(left), recorder_phrase(right)};
     return add_condition({kinds[comparison], std::exchange(numeric_operand, false), parts, range_of(parts)});
 }
 int32_t cond_bare(OwnedText text) {
-    const std::vector<size_t> parts = {number_of(text)};
+    const std::vector<size_t> parts = {recorder_phrase(text)};
     return add_condition({Condition::Kind::bare, std::exchange(numeric_operand, false), parts, range_of(parts)});
 }
 int32_t cond_or(int32_t left, int32_t right) {
@@ -367,136 +361,32 @@ void cond_enter(int32_t condition) {
     enter_level();
     // A block's line end has been taken; the first token of a single statement has been looked at.
     const bool block = yychar == no_look_ahead;
-    add_statement(block ? Statement::Kind::if_block : Statement::Kind::if_one).condition =
+    recorder_statement(block ? Statement::Kind::if_block : Statement::Kind::if_one).condition =
         static_cast<size_t>(condition);
     if (!block) recording->singleIfs.push_back(recording->syntax.statements.size() - 1);
 }
 void cond_enter_unreadable() {
     enter_level();
-    add_statement(Statement::Kind::if_broken).complaint = "Invalid if statement \n";
+    recorder_statement(Statement::Kind::if_broken).complaint = "Invalid if statement \n";
 }
 void cond_leave() {
     leave_level();
     if (begins_with_end()) {
-        add_statement(Statement::Kind::end);
+        recorder_statement(Statement::Kind::end);
         return;
     }
     record_pending();
     if (!recording->singleIfs.empty()) recording->singleIfs.pop_back();
 }
 void else_statement() {
-    record(Statement::Kind::otherwise);
+    recorder_statement(Statement::Kind::otherwise);
 }
 
-// ---- statements ----
-
-void exit_statement() {
-    record(Statement::Kind::exit);
-}
 void label_is_reserved() {
     syntax_error_report("Reserved words cannot be used as labels");
     const Token &label = recording->syntax.tokens[taken() - 1];
     recording->syntax.mistakes.back().place = label.begin;
     recording->syntax.mistakes.back().length = label.end - label.begin;
-}
-void goto_statement(OwnedText label) {
-    record(Statement::Kind::go_to, label);
-}
-void label_statement(OwnedText label) {
-    record(Statement::Kind::label, label);
-}
-void break_statement(bool) {
-    record(Statement::Kind::other);
-}
-void write_statement(OwnedText text) {
-    record(Statement::Kind::write, text);
-}
-void display_text(OwnedText content) {
-    record(Statement::Kind::display_file, content);
-}
-void display_object(OwnedText name) {
-    record(Statement::Kind::display_object, name);
-}
-void include_text(OwnedText text) {
-    record(Statement::Kind::include_file, text);
-}
-void include_object(OwnedText name) {
-    record(Statement::Kind::include_object, name);
-}
-void cls_statement() {
-    record(Statement::Kind::other);
-}
-void pause_statement() {
-    record(Statement::Kind::other);
-}
-void fire_statement(OwnedText count, OwnedText second) {
-    if (second)
-        record(Statement::Kind::other, count, second);
-    else
-        record(Statement::Kind::other, count);
-}
-void last_login_time_statement() {
-    record(Statement::Kind::other);
-}
-void debug_statement(OwnedText level) {
-    record(Statement::Kind::other, level);
-}
-void debug_off() {
-    record(Statement::Kind::other);
-}
-void set_time_statement() {
-    record(Statement::Kind::other);
-}
-void regread_statement(OwnedText key) {
-    record(Statement::Kind::other, key);
-}
-void script_server_statement(OwnedText server) {
-    record(Statement::Kind::other, server);
-}
-void map_statement(OwnedText line) {
-    record(Statement::Kind::map, line);
-}
-void drive_statement(OwnedText name) {
-    record(Statement::Kind::drive, name);
-}
-void program_statement(OwnedText line) {
-    record(Statement::Kind::program, line);
-}
-void program_nowait_statement(OwnedText line) {
-    record(Statement::Kind::program_nowait, line);
-}
-void set_statement(OwnedText name, OwnedText value) {
-    record(Statement::Kind::set, name, value);
-}
-void set_empty_statement(OwnedText name) {
-    record(Statement::Kind::set_empty, name);
-}
-void shift_by(OwnedText count) {
-    record(Statement::Kind::other, count);
-}
-void shift_back(OwnedText count) {
-    record(Statement::Kind::other, count);
-}
-void shift_once() {
-    record(Statement::Kind::other);
-}
-void context_statement(OwnedText name) {
-    record(Statement::Kind::context, name);
-}
-void profile_statement(OwnedText name) {
-    record(Statement::Kind::profile, name);
-}
-void no_default_statement() {
-    record(Statement::Kind::other);
-}
-void tree_statement(OwnedText tree, OwnedText user, SecretText password) {
-    Statement &statement = add_statement(Statement::Kind::tree);
-    statement.operands = {number_of(tree)};
-    if (user) statement.operands.push_back(number_of(user));
-    if (password) statement.operands.push_back(strtoul(password.get(), nullptr, 10));
-}
-void attach_statement(OwnedText server) {
-    record(Statement::Kind::attach, server);
 }
 
 // ---- a whole text ----
