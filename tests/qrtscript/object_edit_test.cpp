@@ -228,3 +228,21 @@ TEST_F(ObjectEdit, LogSaysWhenNothingIsKnown) {
               (Outcome{0, "", "qrtscript log: nothing is known about the login script of sales.acme\n"}));
     EXPECT_EQ(qrtscript({"log", "nobody.acme"}).status, 5);
 }
+
+TEST_F(ObjectEdit, AHooksRepositoryIsNotTheBackups) {
+    for (const char *name : {"former", "hook"}) {
+        site.make(name);
+        ASSERT_EQ(process_run({"/usr/bin/git", "init", "-q", site.path(name)}, environment).status, 0);
+    }
+    git("config user.name Admin");
+    git("config user.email admin@acme.example");
+    environment["GIT_DIR"] = site.path("hook/.git");
+    editor(changed);
+    ASSERT_EQ(qrtscript(backupWords({"edit", "sales.acme", "--yes"})).status, 0);
+    environment.erase("GIT_DIR");
+    const auto commits = [&](const std::string &name) {
+        return process_run({"/usr/bin/git", "-C", site.path(name), "rev-list", "--all", "--count"}, environment).out;
+    };
+    EXPECT_EQ(commits("former"), "1\n");
+    EXPECT_EQ(commits("hook"), "0\n");
+}

@@ -54,7 +54,7 @@ class TerminalLent {
     // In a hook Git names the hook's own repository by these.
     for (const char *name : {"GIT_DIR", "GIT_WORK_TREE", "GIT_INDEX_FILE", "GIT_PREFIX", "GIT_OBJECT_DIRECTORY",
                              "GIT_COMMON_DIR", "GIT_NAMESPACE"})
-        unsetenv(name);
+        if (words.front() == "git") unsetenv(name);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr); // what a change of many scripts holds back may end a program
