@@ -28,6 +28,6 @@ cat >build/check/CTestTestfile.cmake <<END
 subdirs("../release" "../sanitizers")
 END
 echo "== tests"
-# Only what is no success is shown in full. Some tests wait for most of their time: three for two cores.
-ctest --test-dir build/check --output-on-failure --no-tests=error -j "$(($(nproc) * 3 / 2))" |
+# Only what is no success is shown in full. Many tests wait for most of their time: two for each core.
+ctest --test-dir build/check --output-on-failure --no-tests=error -j "$(($(nproc) * 2))" |
     grep -vE --line-buffered '^ *(Start|[0-9]+/[0-9]+ Test .* Passed)'
