@@ -6,7 +6,7 @@ namespace {
 
 const Name sales = {{"ou", "sales"}, {"o", "acme"}};
 
-std::string parsed(const std::string &text, const Name &context = {}) {
+std::string parsed_name(const std::string &text, const Name &context = {}) {
     Name name;
     return name_parse_dotted(text, context, &name) ? name_to_dotted(name, true) : "malformed";
 }
@@ -51,19 +51,19 @@ TEST(Names, DottedNamesFromTheRoot) {
                           {"a-Z09z = x", "A-Z09Z=x"},
                           {"  ou = x", "OU=x"},
                           {"\\#x", "#x"}};
-    for (const Case &c : cases) EXPECT_EQ(c.expected, parsed(c.text)) << c.text;
+    for (const Case &c : cases) EXPECT_EQ(c.expected, parsed_name(c.text)) << c.text;
 }
 
 TEST(Names, RelativeNamesContinueWithTheNameContext) {
-    EXPECT_EQ("jdoe.OU=sales.O=acme", parsed("jdoe", sales));
-    EXPECT_EQ("jdoe.O=acme", parsed("jdoe.", sales));
-    EXPECT_EQ("jdoe", parsed("jdoe..", sales));
-    EXPECT_EQ("jdoe.acme", parsed(".jdoe.acme", sales));
-    EXPECT_EQ("admin", parsed("admin.[Root]", sales));
-    EXPECT_EQ("jdoe\\..OU=sales.O=acme", parsed("jdoe\\.", sales));
-    EXPECT_EQ("jdoe\\\\.O=acme", parsed("jdoe\\\\.", sales));
-    EXPECT_EQ("jdoe\\\\\\..OU=sales.O=acme", parsed("jdoe\\\\\\.", sales));
-    EXPECT_EQ("jdoe\\..O=acme", parsed("jdoe\\..", sales));
+    EXPECT_EQ("jdoe.OU=sales.O=acme", parsed_name("jdoe", sales));
+    EXPECT_EQ("jdoe.O=acme", parsed_name("jdoe.", sales));
+    EXPECT_EQ("jdoe", parsed_name("jdoe..", sales));
+    EXPECT_EQ("jdoe.acme", parsed_name(".jdoe.acme", sales));
+    EXPECT_EQ("admin", parsed_name("admin.[Root]", sales));
+    EXPECT_EQ("jdoe\\..OU=sales.O=acme", parsed_name("jdoe\\.", sales));
+    EXPECT_EQ("jdoe\\\\.O=acme", parsed_name("jdoe\\\\.", sales));
+    EXPECT_EQ("jdoe\\\\\\..OU=sales.O=acme", parsed_name("jdoe\\\\\\.", sales));
+    EXPECT_EQ("jdoe\\..O=acme", parsed_name("jdoe\\..", sales));
 }
 
 TEST(Names, MalformedDottedNames) {
@@ -71,20 +71,20 @@ TEST(Names, MalformedDottedNames) {
         "",     ".",    "..",   "a..b",   "..a",   "a\\",          "=a",        "CN=",  "1=a",   "a b=c",
         "9a=c", "-a=c", "@a=c", "[a=c",   "`a=c",  "{a=c",         "a@=c",      "a[=c", "a`=c",  "a{=c",
         "a/=c", "a:=c", "a_=c", ".jdoe.", "jdoe.", "[Root].acme.", "a.[Root].", ". .",  "a. .b", std::string(513, 'a')};
-    for (const std::string &text : cases) EXPECT_EQ("malformed", parsed(text)) << text;
-    EXPECT_EQ("malformed", parsed("jdoe...", sales)) << "climbs above the root";
+    for (const std::string &text : cases) EXPECT_EQ("malformed", parsed_name(text)) << text;
+    EXPECT_EQ("malformed", parsed_name("jdoe...", sales)) << "climbs above the root";
 }
 
 TEST(Names, TheLengthAndTheDepthAreBounded) {
-    EXPECT_EQ(std::string(512, 'a'), parsed(std::string(512, 'a')));
+    EXPECT_EQ(std::string(512, 'a'), parsed_name(std::string(512, 'a')));
     std::string deep = "a";
     for (size_t i = 1; i < name_depth_limit; i++) deep += ".a";
-    EXPECT_EQ(deep, parsed(deep));
-    EXPECT_EQ("malformed", parsed(deep + ".a"));
-    EXPECT_EQ("malformed", parsed(deep, sales)) << "the context counts";
+    EXPECT_EQ(deep, parsed_name(deep));
+    EXPECT_EQ("malformed", parsed_name(deep + ".a"));
+    EXPECT_EQ("malformed", parsed_name(deep, sales)) << "the context counts";
     const std::string shorter = deep.substr(4);
-    EXPECT_EQ(shorter + ".OU=sales.O=acme", parsed(shorter, sales));
-    EXPECT_EQ("malformed", parsed(shorter + ".a", sales));
+    EXPECT_EQ(shorter + ".OU=sales.O=acme", parsed_name(shorter, sales));
+    EXPECT_EQ("malformed", parsed_name(shorter + ".a", sales));
 }
 
 TEST(Names, DistinguishedNames) {
@@ -135,7 +135,7 @@ TEST(Names, ATypeHasOneNameHoweverItIsWritten) {
                           {"serialNumber", "SERIALNUMBER"}};
     for (const Case &c : cases) {
         EXPECT_EQ(std::string(c.expected) + "=x", from_dn((c.text + std::string("=x")).c_str()));
-        EXPECT_EQ(std::string(c.expected) + "=x", parsed(c.text + std::string("=x")));
+        EXPECT_EQ(std::string(c.expected) + "=x", parsed_name(c.text + std::string("=x")));
     }
 }
 

@@ -17,7 +17,7 @@ std::string path(const Name &name, bool isContainer = false) {
 }
 
 // "jdoe.sales.acme", with "/" at its end for a container.
-std::string parsed(std::string_view text) {
+std::string parsed_path(std::string_view text) {
     Name name;
     bool isContainer = false;
     if (!object_path_parse(text, &name, &isContainer)) return "malformed";
@@ -62,25 +62,25 @@ TEST(ObjectPath, IsNoneWhereNoFileCanHaveTheName) {
 }
 
 TEST(ObjectPath, IsReadInAnySpellingOfTheName) {
-    EXPECT_EQ("jdoe.sales.acme", parsed("acme/sales/jdoe.qrt"));
-    EXPECT_EQ("sales.acme/", parsed("acme/sales/_container.qrt"));
-    EXPECT_EQ("[Root]/", parsed("_container.qrt"));
-    EXPECT_EQ("JDoe.Acme", parsed("Acme/JDoe.qrt"));
-    EXPECT_EQ("jdoe.acme", parsed("%61cme/%6a%64oe.qrt"));
-    EXPECT_EQ("a/b.acme", parsed("acme/a%2Fb.qrt"));
-    EXPECT_EQ("x\\.qrt.acme", parsed("acme/x.qrt.qrt"));
+    EXPECT_EQ("jdoe.sales.acme", parsed_path("acme/sales/jdoe.qrt"));
+    EXPECT_EQ("sales.acme/", parsed_path("acme/sales/_container.qrt"));
+    EXPECT_EQ("[Root]/", parsed_path("_container.qrt"));
+    EXPECT_EQ("JDoe.Acme", parsed_path("Acme/JDoe.qrt"));
+    EXPECT_EQ("jdoe.acme", parsed_path("%61cme/%6a%64oe.qrt"));
+    EXPECT_EQ("a/b.acme", parsed_path("acme/a%2Fb.qrt"));
+    EXPECT_EQ("x\\.qrt.acme", parsed_path("acme/x.qrt.qrt"));
 }
 
 TEST(ObjectPath, RefusesWhatIsNoPathOfAnObject) {
     for (const char *text :
          {"", "jdoe", "jdoe.txt", ".qrt", "/jdoe.qrt", "acme//jdoe.qrt", "acme/", "acme/.jdoe.qrt", "acme/_jdoe.qrt",
           "../jdoe.qrt", "./jdoe.qrt", "_acme/jdoe.qrt", "a%.qrt", "a%2.qrt", "a%zz.qrt", "a%00b.qrt", "a%zz/b.qrt"})
-        EXPECT_EQ("malformed", parsed(text)) << text;
+        EXPECT_EQ("malformed", parsed_path(text)) << text;
     std::string deep;
     for (size_t i = 0; i < name_depth_limit; i++) deep += "a/";
-    EXPECT_NE("malformed", parsed(deep + "_container.qrt"));
-    EXPECT_EQ("malformed", parsed(deep + "a.qrt"));
-    EXPECT_EQ("malformed", parsed(deep + "a/_container.qrt"));
+    EXPECT_NE("malformed", parsed_path(deep + "_container.qrt"));
+    EXPECT_EQ("malformed", parsed_path(deep + "a.qrt"));
+    EXPECT_EQ("malformed", parsed_path(deep + "a/_container.qrt"));
 }
 
 // A value of letters that folding treats in all its ways.

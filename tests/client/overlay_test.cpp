@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char *directory = R"(dn: o=acme
+constexpr const char *own_directory = R"(dn: o=acme
 objectClass: organization
 o: acme
 
@@ -61,7 +61,7 @@ class Overlay : public ClientTest {
   protected:
     Overlay() {
         umask(022);
-        write("acme.ldif", directory);
+        write("acme.ldif", own_directory);
         site("site.toml", "version = 1\n");
         configure("[[tree]]\nname = \"ACME\"\nldif = \"acme.ldif\"\nscripts = \"scripts\"\n");
     }
@@ -111,7 +111,7 @@ TEST_F(Overlay, AContainersScriptIsInItsFolderAndAnyOtherBesideIt) {
 
 TEST_F(Overlay, NamesAreComparedAsTheDirectoryComparesThem) {
     write("acme.ldif",
-          std::string(directory) + "\ndn: cn=Zo\u00EB  /X,o=acme\nobjectClass: person\nsn: x\ncn: Zo\u00EB /x\n");
+          std::string(own_directory) + "\ndn: cn=Zo\u00EB  /X,o=acme\nobjectClass: person\nsn: x\ncn: Zo\u00EB /x\n");
     site("Acme/ZOE\u0308 %2Fx.QRT", "zoe");
     site("Acme/SALES/%6Adoe.qrt", "jdoe");
     EXPECT_EQ("zoe", script("zo\u00EB /x.acme"));
@@ -119,7 +119,7 @@ TEST_F(Overlay, NamesAreComparedAsTheDirectoryComparesThem) {
 }
 
 TEST_F(Overlay, AFileStandsInPlaceOfTheDirectorysScript) {
-    write("acme.ldif", std::string(directory) +
+    write("acme.ldif", std::string(own_directory) +
                            "\ndn: cn=p,o=acme\nobjectClass: qrtProfileObject\ncn: p\n"
                            "qrtLoginScript: the directory's\n");
     EXPECT_EQ("the directory's", script("p.acme"));
@@ -183,7 +183,7 @@ TEST_F(Overlay, ChangesArePickedUpAtTheNextLogin) {
     EXPECT_EQ("none", script("jdoe.sales.acme"));
 }
 
-constexpr const char *additions = R"(dn: cn=jdoe,ou=sales,o=acme
+constexpr const char *own_additions = R"(dn: cn=jdoe,ou=sales,o=acme
 displayName: Jane Doe
 description: SELLS
 description: leads
@@ -228,7 +228,7 @@ displayName: of no object
 )";
 
 TEST_F(Overlay, EntriesCountAsIfTheDirectoryHadThem) {
-    site("site.ldif", additions);
+    site("site.ldif", own_additions);
     site("acme/sales/night.qrt", "profile");
     EXPECT_EQ("", refusal());
     EXPECT_THAT(values("jdoe.sales.acme", "Full Name"), ElementsAre("Jane Doe"));
@@ -268,7 +268,7 @@ TEST_F(Overlay, AProfileNeedsNoMoreThanItsFileAndAnAssignment) {
 }
 
 TEST_F(Overlay, ServersAndVolumesAreFoundByTheirOwnNames) {
-    site("site.ldif", additions);
+    site("site.ldif", own_additions);
     const auto parse = [](const char *path) {
         char server[ZK_SERVER_NAME_SIZE] = "?", volume[65] = "?", rest[256] = "?";
         uint32_t connection = 0;
@@ -286,7 +286,7 @@ TEST_F(Overlay, ServersAndVolumesAreFoundByTheirOwnNames) {
 TEST_F(Overlay, AServerOfTheFolderCanBeTheDefaultOne) {
     configure("[[tree]]\nname = \"ACME\"\nldif = \"acme.ldif\"\nscripts = \"" + inside("") +
               "\"\ndefault_server = \"FS1\"\n");
-    site("site.ldif", additions);
+    site("site.ldif", own_additions);
     EXPECT_EQ("", refusal());
 }
 
@@ -352,7 +352,7 @@ TEST_F(Overlay, ALoginIsRefusedBeforeItsPasswordIsSent) {
 
 // What the login runs: the user's script, its containers' and its profile's.
 TEST_F(Overlay, NoScriptOfTheLoginIsLeftOutInSilence) {
-    site("site.ldif", additions);
+    site("site.ldif", own_additions);
     for (const char *file : {"acme/sales/jdoe.qrt", "acme/sales/_container.qrt", "acme/_container.qrt",
                              "acme/sales/night.qrt", "site.ldif", "site.toml"}) {
         if (!fs::exists(inside(file))) site(file, "x");

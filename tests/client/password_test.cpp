@@ -4,19 +4,20 @@
 
 namespace {
 
-const std::string hash = "$1$salt$ez2vlPGdaLYkJam5pWs/Y1", secret = "{CRYPT}" + hash;
+const std::string hash = "$1$salt$ez2vlPGdaLYkJam5pWs/Y1", stored_secret = "{CRYPT}" + hash;
 
 TEST(Password, MatchesItsHashAlone) {
-    EXPECT_TRUE(password_matches(secret, "secret"));
+    EXPECT_TRUE(password_matches(stored_secret, "secret"));
     EXPECT_TRUE(password_matches("{crypt}" + hash, "secret"));
-    for (const char *wrong : {"", "Secret", "secre", "secrets"}) EXPECT_FALSE(password_matches(secret, wrong)) << wrong;
+    for (const char *wrong : {"", "Secret", "secre", "secrets"})
+        EXPECT_FALSE(password_matches(stored_secret, wrong)) << wrong;
 }
 
 TEST(Password, MatchesNoOtherFormAndNoPartOfAHash) {
     for (const std::string &stored :
          {std::string(), std::string("secret"), std::string("{CRYPT}"), std::string("{CRYPT}secret"),
-          std::string("{CRYPT}*0"), std::string("{CRYPT}*1"), "{SSHA}" + hash, hash, "{CRYPT} " + hash, secret + ".",
-          secret.substr(0, secret.size() - 1)}) {
+          std::string("{CRYPT}*0"), std::string("{CRYPT}*1"), "{SSHA}" + hash, hash, "{CRYPT} " + hash,
+          stored_secret + ".", stored_secret.substr(0, stored_secret.size() - 1)}) {
         EXPECT_FALSE(password_matches(stored, "secret")) << stored;
     }
 }

@@ -44,14 +44,12 @@ TEST_F(ActiveDirectory, RefusesAnUnknownUserAsAWrongPassword) {
     EXPECT_EQ(check("CN=nobody,CN=Users", "Ann4-Passw0rd"), Verdict::wrongPassword);
 }
 
-static const char *const who = "WRITE \"%LOGIN_NAME %CN %LOGIN_CONTEXT %LOGIN_ALIAS_CONTEXT %FULL_NAME\"\n";
-
 TEST_F(ActiveDirectory, UsersLogInWithWhatTheyType) {
     for (const char *schema : {"ad", "auto"}) {
         onDirectory(domain, std::string("schema = \"") + schema + "\"\n");
         for (const char *typed : {"anna", "Anna", "anna@ad.example.test", "ADTEST\\anna", ".anna.Users",
                                   "CN=Anna Meier,CN=Users,DC=ad,DC=example,DC=test"})
-            EXPECT_THAT(scriptOf(typed, "Ann4-Passw0rd", who).out,
+            EXPECT_THAT(scriptOf(typed, "Ann4-Passw0rd", who_logs_in).out,
                         testing::HasSubstr("\nanna anna Users N Anna Meier\n"))
                 << schema << " " << typed;
     }
@@ -59,14 +57,14 @@ TEST_F(ActiveDirectory, UsersLogInWithWhatTheyType) {
 
 TEST_F(ActiveDirectory, TheDirectorysOwnContextIsFound) {
     onStrictServers({domain.uri()}, "schema = \"ad\"\nca_file = \"" + std::string(domain.caFile()) + "\"\n");
-    EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd", who).out,
+    EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd", who_logs_in).out,
                 testing::HasSubstr("\nanna anna Users.ad.example.test N Anna Meier\n"));
 }
 
 TEST_F(ActiveDirectory, AnUnknownUserIsAWrongPassword) {
     onDirectory(domain, "schema = \"ad\"\n");
     for (const char *typed : {"nobody", "anna.Elsewhere", "nobody@ad.example.test"})
-        EXPECT_NE(scriptOf(typed, "Ann4-Passw0rd", who).status, 0) << typed;
+        EXPECT_NE(scriptOf(typed, "Ann4-Passw0rd", who_logs_in).status, 0) << typed;
 }
 
 TEST_F(ActiveDirectory, GroupsOfGroupsAndThePrimaryGroupCount) {
@@ -111,7 +109,7 @@ TEST_F(ActiveDirectory, ATicketIsTheLoginOfItsOwner) {
     ASSERT_EQ(ticket.status, 0) << ticket.err;
     onStrictServers({"ldap://dc1.ad.example.test"},
                     "base = \"" + domain.base() + "\"\nschema = \"ad\"\nsasl_gssapi = true\n");
-    home.write("who.qrt", who);
+    home.write("who.qrt", who_logs_in);
     for (const char *typed : {"anna", "ADTEST\\anna", "anna@ad.example.test"})
         EXPECT_THAT(loginWith({"--login-script", home.path("who.qrt"), typed}).out,
                     testing::HasSubstr("\nanna anna Users N Anna Meier\n"))
@@ -130,7 +128,7 @@ TEST_F(ActiveDirectory, TheRootIsNoUser) {
 TEST_F(ActiveDirectory, AnAccountMayHaveADotInItsName) {
     domain.tool({"user", "create", "anna.meier", "Us3r-Passw0rd"});
     onDirectory(domain, "schema = \"ad\"\n");
-    EXPECT_THAT(scriptOf("anna.meier", "Us3r-Passw0rd", who).out, testing::HasSubstr("\nanna\\.meier "));
+    EXPECT_THAT(scriptOf("anna.meier", "Us3r-Passw0rd", who_logs_in).out, testing::HasSubstr("\nanna\\.meier "));
 }
 
 // What the domain says of one form of an account's name is true of all.

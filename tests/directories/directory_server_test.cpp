@@ -35,13 +35,11 @@ TEST_F(DirectoryServer389, FillsInNestedGroups) {
                                             testing::HasSubstr("memberOf: cn=everyone,ou=staff")));
 }
 
-static const char *const who = "WRITE \"%LOGIN_NAME %CN %LOGIN_CONTEXT %LOGIN_ALIAS_CONTEXT %FULL_NAME\"\n";
-
 TEST_F(DirectoryServer389, UsersLogInWithWhatTheyType) {
     for (const char *schema : {"rfc2307", "auto"}) {
         onDirectory(server, std::string("schema = \"") + schema + "\"\n");
         for (const char *typed : {"anna", "anna.staff", "uid=anna,ou=staff,dc=example,dc=test"})
-            EXPECT_THAT(scriptOf(typed, "Us3r-Passw0rd", who).out, testing::HasSubstr("\nanna anna staff N "))
+            EXPECT_THAT(scriptOf(typed, "Us3r-Passw0rd", who_logs_in).out, testing::HasSubstr("\nanna anna staff N "))
                 << schema << " " << typed;
     }
 }

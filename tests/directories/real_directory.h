@@ -8,6 +8,8 @@
 #include "tests/directories/private_network.h"
 #include "tests/ldap/ldap_site.h"
 
+constexpr char who_logs_in[] = "WRITE \"%LOGIN_NAME %CN %LOGIN_CONTEXT %LOGIN_ALIAS_CONTEXT %FULL_NAME\"\n";
+
 class RealDirectory : public LdapSite {
   protected:
     RealDirectory() { defaultServer.clear(); }

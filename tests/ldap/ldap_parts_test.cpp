@@ -8,14 +8,7 @@
 #include "platform/client/ldap/recognise.h"
 #include "platform/client/ldap/stream.h"
 #include "platform/zk.h"
-
-namespace {
-
-LdapFraming::Verdict take(LdapFraming *framing, const std::string &bytes) {
-    return framing->take(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
-}
-
-} // namespace
+#include "tests/ldap/framing.h"
 
 TEST(LdapFilter, EscapesWhatHasAMeaning) {
     EXPECT_EQ(filter_equal("cn", "jdoe"), "(cn=jdoe)");

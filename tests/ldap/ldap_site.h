@@ -8,6 +8,9 @@
 #include "tests/support/process.h"
 #include "tests/support/slapd.h"
 
+// The exit status of private_resolver.sh where the kernel allows no network of its own.
+constexpr int no_namespace = 77;
+
 class LdapSite : public ClientTest {
   protected:
     LdapSite();

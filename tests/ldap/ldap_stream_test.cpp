@@ -16,16 +16,13 @@
 
 #include "platform/client/ldap/uri.h"
 #include "platform/zk.h"
+#include "tests/ldap/framing.h"
 #include "tests/ldap/full_port.h"
 #include "tests/support/process.h"
 
 namespace {
 
 using namespace std::string_literals;
-
-LdapFraming::Verdict take(LdapFraming *framing, const std::string &bytes) {
-    return framing->take(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
-}
 
 std::string ber_length(size_t length) {
     return length < 0x80 ? std::string(1, static_cast<char>(length))

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr int no_namespace = 77;
-
 class LdapResolver : public LdapSite {
   protected:
     LdapResolver() {

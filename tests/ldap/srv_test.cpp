@@ -17,8 +17,6 @@ using testing::Not;
 
 using Bytes = std::vector<unsigned char>;
 
-constexpr int no_namespace = 77;
-
 std::string shown(const LdapSrvRecord &record) {
     return record.host + ":" + std::to_string(record.port) + " " + std::to_string(record.priority) + " " +
            std::to_string(record.weight);

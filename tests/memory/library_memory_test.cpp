@@ -54,7 +54,6 @@ class LibraryMemory : public SecretSite {
 };
 
 const char name_question[] = "User name";
-const char password_question[] = "Password";
 
 } // namespace
 

@@ -10,7 +10,6 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const char password_question[] = "Password";
 // A program of a script that stops the login while it runs.
 const char hold[] = "printf '(at rest)' >/dev/tty; kill -STOP $PPID";
 

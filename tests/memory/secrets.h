@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+constexpr char password_question[] = "Password"; // where one is typed
+
 constexpr unsigned char secret_mask = 0x5a;
 
 struct HiddenSecret {

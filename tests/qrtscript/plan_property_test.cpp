@@ -8,7 +8,7 @@
 #include "tests/support/site.h"
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
 namespace {
 
@@ -55,11 +55,11 @@ TEST_F(PlanProperty, EveryTextHasAPlanWithPlacesInIt) {
             {QRTSCRIPT_PATH, "plan", "--format", "json", "--user", "jdoe.sales.acme", site.path("script.qrt")},
             environment);
         ASSERT_TRUE(outcome.status == 0 || outcome.status == 1) << outcome.status << outcome.err << "\n" << text;
-        const Json plan = Json::parse(outcome.out, nullptr, false);
+        const OrderedJson plan = OrderedJson::parse(outcome.out, nullptr, false);
         ASSERT_TRUE(plan.is_object()) << text;
         EXPECT_EQ(outcome.status == 0, plan["mistakes"] == 0);
         const auto lines = std::count(text.begin(), text.end(), '\n') + 1;
-        for (const Json &effect : plan["effects"]) {
+        for (const OrderedJson &effect : plan["effects"]) {
             if (!effect.contains("source")) continue;
             ASSERT_LT(effect["source"].get<size_t>(), plan["sources"].size());
             ASSERT_GE(effect["line"], 1) << effect << "\n" << text;

@@ -12,7 +12,7 @@
 #include "tests/support/site.h"
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
 namespace {
 
@@ -65,7 +65,7 @@ class Replay : public testing::TestWithParam<fs::path> {
         folder_.write("tree/scripts/jdoe.qrt", "WRITE \"the user's script\"\n");
     }
 
-    Json plan() {
+    OrderedJson plan() {
         const bool isLogin = GetParam().parent_path().filename() == "logins";
         if (isLogin) writeScripts();
         Words words = {QRTSCRIPT_PATH, "plan",           "--format", "json",
@@ -76,7 +76,7 @@ class Replay : public testing::TestWithParam<fs::path> {
         const Outcome outcome = process_run(words, environment_);
         EXPECT_EQ(outcome.err, "");
         EXPECT_TRUE(fs::is_empty(folder_.path("home"))) << "the plan has changed something";
-        return Json::parse(outcome.out, nullptr, false);
+        return OrderedJson::parse(outcome.out, nullptr, false);
     }
 
     // Found on the search path; one that is missing looks like one that has nothing to say.
@@ -87,7 +87,7 @@ class Replay : public testing::TestWithParam<fs::path> {
     }
 
     // What the effect writes when it is done.
-    std::string done(const Json &effect) {
+    std::string done(const OrderedJson &effect) {
         const std::string kind = effect["kind"];
         if (kind == "print" || kind == "message") return effect["text"];
         if (kind == "mistake") return effect.value("printed", "");
@@ -109,7 +109,7 @@ class Replay : public testing::TestWithParam<fs::path> {
     Words variables_;
 };
 
-std::vector<fs::path> cases() {
+std::vector<fs::path> replayed_scripts() {
     std::vector<fs::path> found;
     for (const auto &entry : fs::recursive_directory_iterator(scripts)) {
         fs::path typed = entry.path();
@@ -125,14 +125,14 @@ std::vector<fs::path> cases() {
 TEST_P(Replay, OfAPlanPrintsWhatTheScriptPrints) {
     const bool isLogin = GetParam().parent_path().filename() == "logins";
     readSettings();
-    const Json plan = this->plan();
+    const OrderedJson plan = this->plan();
     ASSERT_TRUE(plan.is_object());
     planned_["ZKCLIENT_CONF"] = environment_["ZKCLIENT_CONF"]; // for the mapping program
     // A login program lends the scripts these two.
     planned_["QRT_TREE"] = "ACME";
     planned_["QRT_CONTEXT"] = "sales.acme";
     std::string printed;
-    for (const Json &effect : plan["effects"])
+    for (const OrderedJson &effect : plan["effects"])
         if (isLogin || effect.contains("source")) printed += done(effect);
     if (!isLogin && plan["failed"]) printed += "[result 1]\n";
     fs::path expected = GetParam();
@@ -140,7 +140,7 @@ TEST_P(Replay, OfAPlanPrintsWhatTheScriptPrints) {
     EXPECT_EQ(printed, sample_read_file(expected));
 }
 
-INSTANTIATE_TEST_SUITE_P(Scripts, Replay, testing::ValuesIn(cases()), [](const auto &one) {
+INSTANTIATE_TEST_SUITE_P(Scripts, Replay, testing::ValuesIn(replayed_scripts()), [](const auto &one) {
     return one.param.parent_path().filename().string() + "_" + one.param.stem().string();
 });
 
@@ -165,14 +165,14 @@ TEST_P(RealLogin, HasTheOutputAndTheVariablesOfItsPlan) {
     site.write("environment", "HOME=" + home.path() + "\nPATH=/usr/bin:/bin\n");
     const Outcome planned = process_run(
         {QRTSCRIPT_PATH, "plan", "--format", "json", "--env", site.path("environment"), "--user", user}, environment);
-    const Json plan = Json::parse(planned.out, nullptr, false);
+    const OrderedJson plan = OrderedJson::parse(planned.out, nullptr, false);
     ASSERT_TRUE(plan.is_object()) << planned.err;
     const Outcome real = login({"--", "/bin/sh", "-c", "exec env -0 > '" + site.path("variables") + "'"},
                                std::string(password) + "\n", user);
     EXPECT_EQ(real.status, 0);
     std::map<std::string, std::string> variables = variablesOf(file_text(site.path("variables")));
     std::string printed;
-    for (const Json &effect : plan["effects"]) {
+    for (const OrderedJson &effect : plan["effects"]) {
         const std::string kind = effect["kind"];
         if (kind == "print" || kind == "message") printed += effect["text"];
         if (kind == "map") printed += effect["printed"];

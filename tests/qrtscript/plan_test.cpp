@@ -8,7 +8,7 @@
 #include "tests/support/manual.h"
 #include "tests/support/site.h"
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
 namespace {
 
@@ -25,41 +25,41 @@ class Plan : public Site {
         all.insert(all.end(), words.begin(), words.end());
         return process_run(all, environment, descriptor3);
     }
-    Json json(Words words) const {
+    OrderedJson json(Words words) const {
         words.insert(words.begin(), {"--format", "json"});
         const Outcome outcome = plan(words);
         EXPECT_EQ(outcome.err, "");
-        Json result = Json::parse(outcome.out, nullptr, false);
+        OrderedJson result = OrderedJson::parse(outcome.out, nullptr, false);
         EXPECT_TRUE(result.is_object()) << outcome.out;
         return result;
     }
-    Json planOf(const std::string &script) {
+    OrderedJson planOf(const std::string &script) {
         userScript(script);
         return json({"--user", "jdoe.sales.acme"});
     }
     // The effects of one kind.
-    static std::vector<Json> of(const Json &plan, const std::string &kind) {
-        std::vector<Json> found;
-        for (const Json &effect : plan["effects"])
+    static std::vector<OrderedJson> of(const OrderedJson &plan, const std::string &kind) {
+        std::vector<OrderedJson> found;
+        for (const OrderedJson &effect : plan["effects"])
             if (effect["kind"] == kind) found.push_back(effect);
         return found;
     }
 };
 
-struct Case {
+struct PlanCase {
     const char *name;
     const char *user;
     bool hasScript;
     int status;
 };
 
-const Case cases[] = {
+const PlanCase plan_cases[] = {
     {"login", "jdoe.sales.acme", false, 0},  {"default", "mlee.emea.sales.acme", false, 0},
     {"locked", "rfox.it.acme", false, 0},    {"conditions", "jdoe.sales.acme", true, 0},
     {"effects", "jdoe.sales.acme", true, 1}, {"mistakes", "jdoe.sales.acme", true, 1},
 };
 
-class GoldenPlan : public Plan, public testing::WithParamInterface<Case> {
+class GoldenPlan : public Plan, public testing::WithParamInterface<PlanCase> {
   protected:
     Words words() const {
         Words all = {"--as-of", "2026-03-05 09:05:07Z", "--env", "environment", "--var", "2=quiet",
@@ -90,7 +90,7 @@ TEST_P(GoldenPlan, IsTheSameAsJson) {
     EXPECT_EQ(outcome.status, GetParam().status);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, GoldenPlan, testing::ValuesIn(cases),
+INSTANTIATE_TEST_SUITE_P(Cases, GoldenPlan, testing::ValuesIn(plan_cases),
                          [](const auto &one) { return std::string(one.param.name); });
 
 TEST_F(Plan, SaysByWhomTheValuesWereRead) {
@@ -180,7 +180,7 @@ TEST_F(Plan, TheClockIsThatOfAsOf) {
 TEST_F(Plan, TheEnvironmentIsABareOneOrThatOfTheFile) {
     userScript("WRITE \"%<HOME> %<EDITOR> %<SECRET_THING>\"\n");
     environment["EDITOR"] = "administrator";
-    Json plan = json({"--user", "jdoe.sales.acme"});
+    OrderedJson plan = json({"--user", "jdoe.sales.acme"});
     EXPECT_EQ(of(plan, "print")[0]["text"], "/home/jdoe  \n");
     EXPECT_EQ(plan["environment"]["PATH"], "/usr/local/bin:/usr/bin:/bin");
     site.write("environment", "# of a user\n\nEDITOR=vi\nSECRET_THING=hush-hush\r\n");
@@ -206,7 +206,7 @@ TEST_F(Plan, EndlessScriptsAreStopped) {
     // Includes end as they do in a login.
     site.write("user.qrt", "");
     userScript("INCLUDE .jdoe.sales.acme\n");
-    const Json plan = json({"--user", "jdoe.sales.acme"});
+    const OrderedJson plan = json({"--user", "jdoe.sales.acme"});
     EXPECT_EQ(of(plan, "include").size(), 100u);
     EXPECT_EQ(of(plan, "mistake")[0]["text"], "memory exhausted");
 }
@@ -222,7 +222,7 @@ TEST_F(Plan, ControlCharactersAreShownHarmlessly) {
 }
 
 TEST_F(Plan, SecretsAreMaskedWhereverTheyStand) {
-    const Json plan = planOf(
+    const OrderedJson plan = planOf(
         "SET WORD=\"swordfish\"\n"
         "TREE OTHER/jdoe;swordfish\n"
         "WRITE \"swordfish\"\n"
@@ -239,7 +239,7 @@ TEST_F(Plan, SecretsAreMaskedWhereverTheyStand) {
 }
 
 TEST_F(Plan, AttributesWithPasswordsAreNotRead) {
-    const Json plan = planOf("WRITE \"%USERPASSWORD %PASSWORD_EXPIRES\"\n");
+    const OrderedJson plan = planOf("WRITE \"%USERPASSWORD %PASSWORD_EXPIRES\"\n");
     EXPECT_EQ(of(plan, "print")[0]["text"], "%USERPASSWORD 32767\n");
     EXPECT_EQ(of(plan, "not_found")[0]["reason"], "the object has no such value");
 }
@@ -250,9 +250,9 @@ TEST_F(Plan, TextOfAFileIsUncertainOnceAProgramHasRun) {
     site.write("client.toml", "mount = \"link\"\n" + configuration +
                                   "[[volume]]\nserver = \"SRV2\"\nname = \"DATA\"\nsource = \"" + site.path("volume") +
                                   "\"\n");
-    const Json plan =
+    const OrderedJson plan =
         planOf("MAP H:=SRV2/DATA:\nDRIVE H:\nDISPLAY notice.txt\n#true\nDISPLAY notice.txt\nINCLUDE notice.txt\n");
-    const std::vector<Json> reads = of(plan, "read"), prints = of(plan, "print");
+    const std::vector<OrderedJson> reads = of(plan, "read"), prints = of(plan, "print");
     ASSERT_EQ(reads.size(), 3u);
     EXPECT_TRUE(reads[0]["found"]);
     EXPECT_FALSE(reads[0].contains("uncertain"));
@@ -305,7 +305,7 @@ TEST_F(Plan, NothingIsDone) {
 
 TEST_F(Plan, TheKernelRefusesWhatTheSeamsWouldLeaveOpen) {
     // Of the process that runs the scripts: a program and a file that must not be.
-    const Json plan = planOf("WRITE \"x\"\n");
+    const OrderedJson plan = planOf("WRITE \"x\"\n");
     EXPECT_EQ(of(plan, "print").size(), 1u);
     EXPECT_THAT(process_run({"/usr/bin/strace", "-f", "-qq", "-e", "trace=seccomp,prctl", QRTSCRIPT_PLAN_PATH, "plan",
                              "--user", "jdoe.sales.acme"},
@@ -338,7 +338,7 @@ TEST_F(Plan, TheDifferenceOfTwoScriptsIsThatOfTheirEffects) {
     site.write("bad.qrt", "FOO 1\n");
     EXPECT_EQ(plan({"--user", "jdoe.sales.acme", "--diff", site.path("bad.qrt")}).status, 1);
     EXPECT_EQ(plan({"--user", "jdoe.sales.acme", "--diff", site.path("same.qrt"), site.path("bad.qrt")}).status, 0);
-    const Json changes = json({"--user", "jdoe.sales.acme", "--diff", site.path("other.qrt")});
+    const OrderedJson changes = json({"--user", "jdoe.sales.acme", "--diff", site.path("other.qrt")});
     EXPECT_EQ(changes["format"], "qrtscript-plan-difference");
     EXPECT_EQ(changes["changes"].size(), 3u);
     EXPECT_EQ(changes["changes"][0]["change"], "removed");
@@ -385,12 +385,12 @@ TEST_F(PlanOfAll, TellsWhoSeesMistakesAndWhatEachGroupGets) {
 }
 
 TEST_F(PlanOfAll, NothingOfOneUsersRunReachesTheNext) {
-    const Json summary = json({"--all-users", "--summary"});
+    const OrderedJson summary = json({"--all-users", "--summary"});
     EXPECT_EQ(summary["format"], "qrtscript-plan-summary");
     ASSERT_EQ(summary["users"].size(), 3u);
     EXPECT_EQ(summary["users"][2]["user"], "mary.sales.acme");
     EXPECT_EQ(summary.dump().find("leaked from jdoe"), std::string::npos);
-    EXPECT_EQ(summary["groups"][0]["users"], Json::array({"jdoe.sales.acme", "mary.sales.acme"}));
+    EXPECT_EQ(summary["groups"][0]["users"], OrderedJson::array({"jdoe.sales.acme", "mary.sales.acme"}));
 }
 
 TEST_F(PlanOfAll, AUserWhoCannotBePlannedHidesNoOther) {

@@ -40,7 +40,7 @@ size_t longest() {
     return size_t{32} * static_cast<size_t>(sysconf(_SC_PAGESIZE)) - 1;
 }
 
-std::string too_long(const std::string &name, size_t length) {
+std::string said_of_too_long(const std::string &name, size_t length) {
     return "qrtlogin: warning: no program can be started: the variable " + name + " is too long (" +
            std::to_string(length) + " bytes with its name, the limit is " + std::to_string(longest()) + ")\r\n";
 }
@@ -55,15 +55,15 @@ std::string too_large(const std::string &name, size_t size, size_t limit) {
 TEST(EnvironmentSize, OneStringMayBeAsLongAsTheSystemTakes) {
     EXPECT_EQ(said_of_texts({}), "");
     EXPECT_EQ(said_of_texts({entry("A", longest())}), "");
-    EXPECT_EQ(said_of_texts({entry("A", longest() + 1)}), too_long("A", longest() + 1));
+    EXPECT_EQ(said_of_texts({entry("A", longest() + 1)}), said_of_too_long("A", longest() + 1));
 }
 
 TEST(EnvironmentSize, TheLongestIsNamedWithAtMostAHundredCharacters) {
     const size_t length = longest() + 9;
     EXPECT_EQ(said_of_texts({entry("A", length - 1), entry("B", length), entry("C", length), entry("D", 5)}),
-              too_long("B", length));
-    EXPECT_EQ(said_of_texts({entry(std::string(150, 'N'), length)}), too_long(std::string(100, 'N'), length));
-    EXPECT_EQ(said_of_texts({std::string(length, 'N')}), too_long(std::string(100, 'N'), length));
+              said_of_too_long("B", length));
+    EXPECT_EQ(said_of_texts({entry(std::string(150, 'N'), length)}), said_of_too_long(std::string(100, 'N'), length));
+    EXPECT_EQ(said_of_texts({std::string(length, 'N')}), said_of_too_long(std::string(100, 'N'), length));
 }
 
 // Each takes its characters, its NUL and its pointer: a quarter of the stack in all, and 6 MiB at most.

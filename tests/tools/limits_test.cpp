@@ -25,7 +25,7 @@ class LimitsTest : public Site {
     static long soft(const std::string &line) { return std::stol(line); }
 };
 
-const char too_long[] =
+const char big_is_too_long[] =
     "qrtlogin: warning: no program can be started: the variable BIG is too long (256004 bytes with its name, the limit "
     "is 131071)\n";
 
@@ -64,7 +64,7 @@ TEST_F(LimitsTest, AScriptThatEatsMemoryEndsWithAMessage) {
 TEST_F(LimitsTest, AVariableThatNoProgramCanHaveIsReportedOnce) {
     userScript(grown("BIG", 8) + "#true\n#true\n@true\n");
     const Outcome outcome = login();
-    EXPECT_EQ(outcome.err, too_long);
+    EXPECT_EQ(outcome.err, big_is_too_long);
     EXPECT_EQ(outcome.status, 0);
 }
 
@@ -76,9 +76,9 @@ TEST_F(LimitsTest, NothingIsSaidOfAVariableThatFits) {
 TEST_F(LimitsTest, AVariableThatTheCommandCannotHaveIsReported) {
     userScript(grown("BIG", 8));
     const Outcome outcome = login({"--", "true"});
-    EXPECT_EQ(outcome.err, std::string(too_long) + "qrtlogin: cannot run true: Argument list too long\n");
+    EXPECT_EQ(outcome.err, std::string(big_is_too_long) + "qrtlogin: cannot run true: Argument list too long\n");
     EXPECT_EQ(outcome.status, 126);
-    EXPECT_EQ(login({"--print-environment"}).err, login_head + std::string(too_long));
+    EXPECT_EQ(login({"--print-environment"}).err, login_head + std::string(big_is_too_long));
     EXPECT_EQ(login().err, "");
 }
 

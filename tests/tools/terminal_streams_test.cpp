@@ -53,7 +53,7 @@ void with_pipe(const std::function<void(Pipe *)> &body, bool errorsToo = true) {
     });
 }
 
-const char hostile[] = "a\x1B[2J\n", harmless[] = "a\\x1B[2J\n";
+const char clearing[] = "a\x1B[2J\n", made_visible[] = "a\\x1B[2J\n";
 
 } // namespace
 
@@ -62,11 +62,11 @@ TEST(TerminalStreams, OfBothOutputsAreFilteredWhereTheyAreOne) {
         FILE *const output = stdout, *const errors = stderr;
         {
             TerminalStreams streams;
-            fputs(hostile, stdout);
+            fputs(clearing, stdout);
             fflush(stdout);
-            EXPECT_EQ(pipe->text(), harmless);
-            fputs(hostile, stderr); // at once
-            EXPECT_EQ(pipe->text(), harmless);
+            EXPECT_EQ(pipe->text(), made_visible);
+            fputs(clearing, stderr); // at once
+            EXPECT_EQ(pipe->text(), made_visible);
         }
         EXPECT_EQ(stdout, output);
         EXPECT_EQ(stderr, errors);
@@ -98,11 +98,11 @@ TEST(TerminalStreams, TheLibrarysOutputIsFilteredOnceItIsTaken) {
         TerminalStreams streams;
         EXPECT_EQ(fdr, nullptr);
         streams.takeLibrarysOutput();
-        fputs(hostile, fdr);
+        fputs(clearing, fdr);
         fflush(fdr);
         EXPECT_EQ(fileno(fdr), -1);
         fdr = nullptr;
-        EXPECT_EQ(pipe->text(), harmless);
+        EXPECT_EQ(pipe->text(), made_visible);
     });
 }
 

@@ -35,7 +35,7 @@ namespace {
 using Servers = std::vector<const char *>;
 
 // What a terminal of that kind shows; a null server is the end of the wait.
-std::string shown(const Servers &servers, const char *kind = "xterm", unsigned short columns = 80) {
+std::string notice_shown(const Servers &servers, const char *kind = "xterm", unsigned short columns = 80) {
     TerminalProcess process([&] {
         setlocale(LC_ALL, "C.UTF-8");
         if (kind != nullptr)
@@ -55,7 +55,7 @@ std::string shown(const Servers &servers, const char *kind = "xterm", unsigned s
 
 // The line for a server on a terminal of so many columns, without what saves the cursor.
 std::string line(const std::string &server, unsigned short columns) {
-    const std::string text = shown({server.c_str()}, "xterm", columns);
+    const std::string text = notice_shown({server.c_str()}, "xterm", columns);
     EXPECT_EQ(text.substr(0, 2), "\0337");
     return text.substr(2);
 }
@@ -73,15 +73,15 @@ void use_no_terminal() {
 } // namespace
 
 TEST(WaitingNotice, IsTakenAwayWhereTheCursorCanGoBack) {
-    EXPECT_EQ(shown({"a", nullptr}), "\0337Waiting for a ...\0338\033[K");
-    EXPECT_EQ(shown({"a", "b", nullptr, nullptr}),
+    EXPECT_EQ(notice_shown({"a", nullptr}), "\0337Waiting for a ...\0338\033[K");
+    EXPECT_EQ(notice_shown({"a", "b", nullptr, nullptr}),
               "\0337Waiting for a ...\0338\033[K\0337Waiting for b ...\0338\033[K");
-    EXPECT_EQ(shown({nullptr}), "");
+    EXPECT_EQ(notice_shown({nullptr}), "");
 }
 
 TEST(WaitingNotice, EndsItsLineOnAnotherTerminal) {
     for (const char *kind : {"dumb", "", static_cast<const char *>(nullptr)})
-        EXPECT_EQ(shown({"a", nullptr}, kind), "Waiting for a ...\r\n");
+        EXPECT_EQ(notice_shown({"a", nullptr}, kind), "Waiting for a ...\r\n");
 }
 
 TEST(WaitingNotice, LeavesTheLastColumnFree) {

@@ -4,7 +4,7 @@
 
 namespace {
 
-static constexpr uint32_t untouched = 7;
+static constexpr uint32_t untouched_flag = 7;
 
 class AttributeCompareTest : public DirectoryTest {
   protected:
@@ -19,7 +19,7 @@ class AttributeCompareTest : public DirectoryTest {
         spy::text_attribute(user_object, "Group Membership", groups);
     }
     uint32_t compare(const char *name) {
-        flag = untouched;
+        flag = untouched_flag;
         return qrt_compareAttribute(session_handle, user_object, "Group_Membership", name, &flag);
     }
     // The flag's three answers: 0 a member, 1 not a member, neither.
@@ -32,7 +32,7 @@ class AttributeCompareTest : public DirectoryTest {
         ZKDSGetContext(session_handle, DCK_FLAGS, &flags);
         return flags;
     }
-    uint32_t flag = untouched;
+    uint32_t flag = untouched_flag;
 };
 
 TEST_F(AttributeCompareTest, MakesTheseCalls) {
@@ -161,7 +161,7 @@ TEST_F(AttributeCompareTest, FailureBeforeTheReadLeavesTheFlagAlone) {
         member_of({"Admins.sales.acme"});
         spy::fail_nth(step.call, step.occurrence, ZKE_NO_ACCESS);
         EXPECT_EQ(compare("Admins"), ZKE_NO_ACCESS) << step.call << step.occurrence;
-        EXPECT_EQ(flag, untouched) << step.call << step.occurrence;
+        EXPECT_EQ(flag, untouched_flag) << step.call << step.occurrence;
         EXPECT_EQ(spy::open_buffers(), 0);
         EXPECT_EQ(spy::open_contexts(), 0);
         EXPECT_THAT(spy::calls("ZKDSRead"), IsEmpty());
@@ -196,7 +196,7 @@ TEST_F(AttributeCompareTest, HostileValuesDoNotMatch) {
 
 TEST_F(AttributeCompareTest, WithoutAnObjectNothingIsCompared) {
     EXPECT_EQ(qrt_compareAttribute(session_handle, nullptr, "Group_Membership", "Admins", &flag), ZKE_NO_SUCH_ENTRY);
-    EXPECT_EQ(flag, untouched);
+    EXPECT_EQ(flag, untouched_flag);
 }
 
 } // namespace

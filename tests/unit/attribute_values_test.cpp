@@ -46,13 +46,13 @@ TEST_F(AttributeValuesTest, PasswordExpirationIsInDays) {
         << "without an overflow";
 }
 
-struct Row {
+struct ValueRow {
     const char *name;
     spy::Value value;
     std::string text;
 };
 
-class ValueText : public AttributeValuesTest, public testing::WithParamInterface<Row> {};
+class ValueText : public AttributeValuesTest, public testing::WithParamInterface<ValueRow> {};
 
 TEST_P(ValueText, FollowsTheSyntax) {
     EXPECT_EQ(text_of(GetParam().value), GetParam().text);
@@ -65,37 +65,37 @@ static std::string bytes(std::initializer_list<int> list) {
 INSTANTIATE_TEST_SUITE_P(
     AttributeValues, ValueText,
     testing::Values(
-        Row{"interval_in_whole_days", spy::number(ZK_SYNTAX_INTERVAL, 3 * 86400 + 80000), "3"},
-        Row{"negative_interval", spy::number(ZK_SYNTAX_INTERVAL, -90000), "-1"},
-        Row{"counter", spy::number(ZK_SYNTAX_COUNTER, -7), "-7"},
-        Row{"numeric_text", spy::numeric_text("555 0100"), "555 0100"},
-        Row{"numeric_text_null", spy::numeric_text(nullptr), ""},
-        Row{"internet_address_8", spy::address(8, bytes({0, 0x50, 0x0A, 1, 2, 3})), "10.1.2.3"},
-        Row{"internet_address_9", spy::address(9, bytes({9, 9, 255, 254, 128, 0, 77})), "255.254.128.0"},
-        Row{"other_address_even_bytes", spy::address(1, bytes({'S', 0, 'R', 0, 'V', 0, '1', 0})), "SRV1"},
-        Row{"other_address_odd_length", spy::address(1, "a-b-c"), "abc"},
-        Row{"path", spy::path("SRV1_USERS", "home/jdoe"), "SRV1_USERS:home/jdoe"},
-        Row{"postal_skips_empty_and_null_lines", spy::postal({"1 Main St", "", nullptr, "Springfield", "", "USA"}),
-            "1 Main St\nSpringfield\nUSA\n"},
-        Row{"postal_all_empty", spy::postal({}), ""}, Row{"text", spy::text("John Doe"), "John Doe"},
-        Row{"text_of_an_unlisted_syntax", spy::text("x", 99), "x"},
+        ValueRow{"interval_in_whole_days", spy::number(ZK_SYNTAX_INTERVAL, 3 * 86400 + 80000), "3"},
+        ValueRow{"negative_interval", spy::number(ZK_SYNTAX_INTERVAL, -90000), "-1"},
+        ValueRow{"counter", spy::number(ZK_SYNTAX_COUNTER, -7), "-7"},
+        ValueRow{"numeric_text", spy::numeric_text("555 0100"), "555 0100"},
+        ValueRow{"numeric_text_null", spy::numeric_text(nullptr), ""},
+        ValueRow{"internet_address_8", spy::address(8, bytes({0, 0x50, 0x0A, 1, 2, 3})), "10.1.2.3"},
+        ValueRow{"internet_address_9", spy::address(9, bytes({9, 9, 255, 254, 128, 0, 77})), "255.254.128.0"},
+        ValueRow{"other_address_even_bytes", spy::address(1, bytes({'S', 0, 'R', 0, 'V', 0, '1', 0})), "SRV1"},
+        ValueRow{"other_address_odd_length", spy::address(1, "a-b-c"), "abc"},
+        ValueRow{"path", spy::path("SRV1_USERS", "home/jdoe"), "SRV1_USERS:home/jdoe"},
+        ValueRow{"postal_skips_empty_and_null_lines", spy::postal({"1 Main St", "", nullptr, "Springfield", "", "USA"}),
+                 "1 Main St\nSpringfield\nUSA\n"},
+        ValueRow{"postal_all_empty", spy::postal({}), ""}, ValueRow{"text", spy::text("John Doe"), "John Doe"},
+        ValueRow{"text_of_an_unlisted_syntax", spy::text("x", 99), "x"},
         // What a damaged or malicious directory may send.
-        Row{"internet_address_without_bytes", spy::address(8, "", 6, false), ""},
-        Row{"internet_address_of_five_bytes", spy::address(9, bytes({0, 0, 10, 1, 2})), ""},
-        Row{"internet_address_claiming_six_of_two_bytes", spy::address(8, bytes({1, 2}), 6), ""},
-        Row{"internet_address_reported_as_two_of_six_bytes", spy::address(8, bytes({0, 0, 10, 1, 2, 3}), 2), ""},
-        Row{"other_address_claiming_four_gigabytes", spy::address(1, "S-R-", UINT32_MAX), "SR"},
-        Row{"other_address_without_bytes", spy::address(1, "", 40, false), ""},
-        Row{"path_without_volume", spy::path(nullptr, "home"), ":home"},
-        Row{"path_without_path", spy::path("VOL", nullptr), "VOL:"},
-        Row{"path_without_either", spy::path(nullptr, nullptr), ":"},
-        Row{"path_of_two_bytes", spy::raw(ZK_SYNTAX_PATH, "ab"), ":"},
-        Row{"path_of_text_bytes", spy::raw(ZK_SYNTAX_PATH, std::string(sizeof(ZKPath), 'A')), ":"},
-        Row{"postal_of_text_bytes", spy::raw(ZK_SYNTAX_POSTAL_ADDRESS, std::string(48, 'A')), ""},
-        Row{"numeric_of_text_bytes", spy::raw(ZK_SYNTAX_NUMERIC_TEXT, "AAAAAAAA"), ""},
-        Row{"number_of_no_bytes", spy::raw(ZK_SYNTAX_COUNTER, ""), "0"},
-        Row{"number_of_one_byte", spy::raw(ZK_SYNTAX_COUNTER, "\x05"), "5"},
-        Row{"text_without_its_end", spy::raw(3, "abc"), "abc"}, Row{"text_of_no_bytes", spy::raw(3, ""), ""}),
+        ValueRow{"internet_address_without_bytes", spy::address(8, "", 6, false), ""},
+        ValueRow{"internet_address_of_five_bytes", spy::address(9, bytes({0, 0, 10, 1, 2})), ""},
+        ValueRow{"internet_address_claiming_six_of_two_bytes", spy::address(8, bytes({1, 2}), 6), ""},
+        ValueRow{"internet_address_reported_as_two_of_six_bytes", spy::address(8, bytes({0, 0, 10, 1, 2, 3}), 2), ""},
+        ValueRow{"other_address_claiming_four_gigabytes", spy::address(1, "S-R-", UINT32_MAX), "SR"},
+        ValueRow{"other_address_without_bytes", spy::address(1, "", 40, false), ""},
+        ValueRow{"path_without_volume", spy::path(nullptr, "home"), ":home"},
+        ValueRow{"path_without_path", spy::path("VOL", nullptr), "VOL:"},
+        ValueRow{"path_without_either", spy::path(nullptr, nullptr), ":"},
+        ValueRow{"path_of_two_bytes", spy::raw(ZK_SYNTAX_PATH, "ab"), ":"},
+        ValueRow{"path_of_text_bytes", spy::raw(ZK_SYNTAX_PATH, std::string(sizeof(ZKPath), 'A')), ":"},
+        ValueRow{"postal_of_text_bytes", spy::raw(ZK_SYNTAX_POSTAL_ADDRESS, std::string(48, 'A')), ""},
+        ValueRow{"numeric_of_text_bytes", spy::raw(ZK_SYNTAX_NUMERIC_TEXT, "AAAAAAAA"), ""},
+        ValueRow{"number_of_no_bytes", spy::raw(ZK_SYNTAX_COUNTER, ""), "0"},
+        ValueRow{"number_of_one_byte", spy::raw(ZK_SYNTAX_COUNTER, "\x05"), "5"},
+        ValueRow{"text_without_its_end", spy::raw(3, "abc"), "abc"}, ValueRow{"text_of_no_bytes", spy::raw(3, ""), ""}),
     [](const auto &test) { return std::string(test.param.name); });
 
 // The pointer leads to the block's last byte, and no NUL follows inside the value.

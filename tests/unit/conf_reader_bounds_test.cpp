@@ -28,7 +28,7 @@ struct Guarded {
     char bytes_[600];
 };
 
-struct Row {
+struct BoundsRow {
     const char *line;
     int size;
     int result;
@@ -36,13 +36,13 @@ struct Row {
 };
 
 TEST(ConfReaderBounds, ALineIsDecidedWithoutTouchingWhatLiesBehindTheBuffer) {
-    static const Row rows[] = {
+    static const BoundsRow rows[] = {
         {"key=abc\n", 4, 1, "abc"},  {"key=abc\n", 3, 3, "###"}, {"key=ab\n", 1, 2, "#"},
         {"key=a\n", 1, 1, ""},       {"key=a\n", 2, 1, "a"},     {"key= \n", 1, 1, ""},
         {"key=abc\n", 0, 3, ""},     {"key=a\n", 0, 1, ""},      {"key==4\n", 8, 0, "########"},
         {"key=ab\nkey", 8, 1, "ab"}, {"a=1\nkey", 8, 1, "1"},    {"a=1\nke", 8, 0, "########"},
     };
-    for (const Row &row : rows) {
+    for (const BoundsRow &row : rows) {
         Guarded value(row.size);
         std::string line = row.line;
         EXPECT_EQ(parseLineForKeyValue(line.data(), "key", value.data(), row.size), row.result) << row.line << row.size;

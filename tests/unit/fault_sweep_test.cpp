@@ -51,10 +51,10 @@ const Class classes[] = {
 
 int logins = 0;
 int calls = 0;
-char now[160]; // what runs, for a report at the program's death
+char running_now[160]; // what runs, for a report at the program's death
 
 void report_what_ran() {
-    if (write(STDERR_FILENO, now, strlen(now)) < 0) return;
+    if (write(STDERR_FILENO, running_now, strlen(running_now)) < 0) return;
 }
 
 void hang(int) {
@@ -91,9 +91,9 @@ class FaultSweep : public WholeLoginTest, public testing::WithParamInterface<Cas
     }
     void one(int call, const std::string &name) {
         const auto [failure, for_good] = GetParam();
-        snprintf(now, sizeof now, "call %d (%s)%s: %s\n", call, name.c_str(), for_good ? " and all later ones" : "",
-                 failure.name);
-        SCOPED_TRACE(now);
+        snprintf(running_now, sizeof running_now, "call %d (%s)%s: %s\n", call, name.c_str(),
+                 for_good ? " and all later ones" : "", failure.name);
+        SCOPED_TRACE(running_now);
         alarm(hang_after);
         const auto fail = [&, code = failure.code, all = for_good] {
             all ? spy::fail_calls_from(call, code) : spy::fail_call(call, code);

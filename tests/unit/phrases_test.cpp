@@ -28,7 +28,7 @@ class PhrasesTest : public ScriptTest {
     }
 };
 
-struct Row {
+struct PhraseRow {
     const char *phrase;
     const char *value;
 };
@@ -43,7 +43,7 @@ TEST_F(PhrasesTest, WordsAreTakenAsWrittenAndJoinedWithoutBlanks) {
 }
 
 TEST_F(PhrasesTest, DirectoryNamesAreJoinedWithoutBlanks) {
-    static const Row rows[] = {
+    static const PhraseRow rows[] = {
         {"OU=Sales Dept", ".OU=SalesDept"},
         {".sales.acme", ".sales.acme"},
         {"OU = Sales . O = acme", ".OU=Sales.O=acme"},
@@ -58,11 +58,11 @@ TEST_F(PhrasesTest, DirectoryNamesAreJoinedWithoutBlanks) {
         {"LOGIN_NAME", ".LOGIN_NAME"},
     };
     setenv("DEPT", "worth", 1);
-    for (const Row &row : rows) EXPECT_EQ(name(row.phrase), row.value) << row.phrase;
+    for (const PhraseRow &row : rows) EXPECT_EQ(name(row.phrase), row.value) << row.phrase;
 }
 
 TEST_F(PhrasesTest, TextsAreJoinedAndCalculated) {
-    static const Row rows[] = {
+    static const PhraseRow rows[] = {
         {"", ""},
         {"\"\"", ""},
         {"\"A\" ; \"B\"", "AB"},
@@ -93,7 +93,7 @@ TEST_F(PhrasesTest, TextsAreJoinedAndCalculated) {
         {"\"8\" / \"4\" / \"2\"", "4"},
         {"\"1\" ; \"2\" ; \"3\" * \"2\"", "126"},
     };
-    for (const Row &row : rows) EXPECT_EQ(value(row.phrase), row.value) << row.phrase;
+    for (const PhraseRow &row : rows) EXPECT_EQ(value(row.phrase), row.value) << row.phrase;
 }
 
 TEST_F(PhrasesTest, BetweenPlainWordsMinusAndTimesJoin) {
@@ -223,13 +223,13 @@ TEST_F(PhrasesTest, AnIdentifierWithoutAValueIsReadAsAnAttribute) {
 
 TEST_F(PhrasesTest, MembershipIsZeroForTrueAndPrintsSo) {
     spy::text_attribute(user, "Group_Membership", {"Staff.sales.acme", "Admins.corp"});
-    static const Row rows[] = {
+    static const PhraseRow rows[] = {
         {"MEMBER OF \"Staff\"", "0"},      {"MEMBERS OF \"staff\"", "0"},      {"MEMBER OF \"Bosses\"", "1"},
         {"MEMBERS OF \"Bosses\"", "1"},    {"NOT MEMBER OF \"Staff\"", "1"},   {"NOT MEMBERS OF \"Staff\"", "1"},
         {"NOT MEMBER OF \"Bosses\"", "0"}, {"NOT MEMBERS OF \"Bosses\"", "0"}, {"MEMBER OF \".Admins.corp\"", "0"},
         {"MEMBER OF \"Admins\"", "1"},
     };
-    for (const Row &row : rows) EXPECT_EQ(value(row.phrase), row.value) << row.phrase;
+    for (const PhraseRow &row : rows) EXPECT_EQ(value(row.phrase), row.value) << row.phrase;
     spy::text_attribute(user, "Group_Membership", {"jdoe-friends.sales.acme"});
     EXPECT_EQ(value("MEMBER OF \"%LOGIN_NAME-friends\""), "0");
 }

@@ -2,13 +2,13 @@
 
 #include <sstream>
 
-struct Condition {
+struct WrittenCondition {
     const char *words;
     bool is_true;
 };
 
 // Texts compare as texts unless VALUE precedes them; AND, OR and NOR group to the right.
-static const Condition conditions[] = {
+static const WrittenCondition conditions[] = {
     {"\"0\"", true},
     {"\"1\"", false},
     {"\"yes\"", false},
@@ -32,12 +32,12 @@ static const Condition conditions[] = {
     {"\"a\" = \"b\" OR \"c\" = \"C\" AND \"0\"", true},
 };
 
-struct Mistake {
+struct WrittenMistake {
     const char *words;
     const char *message;
 };
 
-static const Mistake mistakes[] = {
+static const WrittenMistake mistakes[] = {
     {"FOO BAR", ""},
     {")", ""},
     {"ELSE x", ""},
@@ -122,14 +122,14 @@ void ScriptModel::variable(bool executing) {
 
 // The report comes in skipped places too. The line behind lets the next mistake be reported again.
 void ScriptModel::mistake(bool executing) {
-    const Mistake &made = random_.any_of(mistakes);
+    const WrittenMistake &made = random_.any_of(mistakes);
     reported(line(made.words));
     wrote(executing, made.message);
     write(executing);
 }
 
 void ScriptModel::if_block(bool executing, int depth) {
-    const Condition &condition = random_.any_of(conditions);
+    const WrittenCondition &condition = random_.any_of(conditions);
     bool runs = condition.is_true;
     const std::string head = std::string("IF ") + condition.words;
     if (random_.one_in(6)) {
@@ -153,7 +153,7 @@ void ScriptModel::if_block(bool executing, int depth) {
 }
 
 void ScriptModel::single_statement(bool executing) {
-    const Condition &condition = random_.any_of(conditions), &inner = random_.any_of(conditions);
+    const WrittenCondition &condition = random_.any_of(conditions), &inner = random_.any_of(conditions);
     const bool nested = random_.one_in(3);
     std::string head = std::string("IF ") + condition.words;
     if (nested) head += " THEN IF " + std::string(inner.words);
@@ -172,7 +172,7 @@ void ScriptModel::single_statement(bool executing) {
 void ScriptModel::jump(bool executing) {
     const std::string label = next_name("L");
     const bool conditional = random_.one_in(3);
-    const Condition &condition = random_.any_of(conditions);
+    const WrittenCondition &condition = random_.any_of(conditions);
     line((conditional ? std::string("IF ") + condition.words + " THEN " : "") + "GOTO " + label);
     const bool jumps = executing && (!conditional || condition.is_true);
     for (size_t count = random_.below(3); count > 0; count--) {

@@ -134,7 +134,7 @@ TEST(TraceTable, NamesExportedFunctionsOnly) {
         for (const std::string &function : words_of(row.functions)) EXPECT_THAT(exported, Contains(function));
 }
 
-const char script[] =
+const char traced_script[] =
     "WRITE LOGIN_NAME; FAX; \"%NO_SUCH\"\n"
     "IF \"a\" = \"a\" THEN\nEND\n"
     "LABEL:\n"
@@ -273,7 +273,7 @@ class TracesTest : public RunSequenceTest {
     }
     void scripts() {
         // Once with everything and once with what a read that fails adds: starting programs takes long.
-        call([] { qrt_RunScript(script); }, [] { qrt_SetTree("ACME_TREE"); });
+        call([] { qrt_RunScript(traced_script); }, [] { qrt_SetTree("ACME_TREE"); });
         call([] { qrt_RunScript("WRITE FAX\n"); },
              [] {
                  qrt_SetTree("ACME_TREE");

@@ -10,8 +10,6 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-const char password_question[] = "Password";
-
 class LdapMemory : public SecretSite {
   protected:
     static Slapd::Setup sample() {
