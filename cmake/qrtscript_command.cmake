@@ -14,7 +14,7 @@ target_include_directories(qrtscript_command PRIVATE ${CMAKE_SOURCE_DIR})
 target_link_libraries(qrtscript_command PRIVATE ${resolved_first})
 
 # What the programs behind the command have in common; their catalogues are found from where they stand.
-add_library(command_objects OBJECT ${program_parts} tools/code_variables.cpp)
+add_library(command_objects OBJECT ${program_parts} tools/code_variables.cpp tools/qrtscript/password_input.cpp)
 target_include_directories(command_objects PRIVATE ${CMAKE_SOURCE_DIR})
 target_compile_definitions(command_objects PRIVATE LOCALE_FROM_PROGRAMS="${locale_from_command_programs}")
 

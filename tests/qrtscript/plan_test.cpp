@@ -197,6 +197,35 @@ TEST_F(Plan, ReadsAScriptFromStandardInput) {
     EXPECT_THAT(outcome.out, testing::HasSubstr("\nstandard input\n     1  prints    given\n"));
 }
 
+TEST_F(Plan, ThePasswordAndAnInputAreNotReadFromOneFile) {
+    site.write("both", "secret\nWRITE \"given\"\n");
+    const std::string user = " --user jdoe.sales.acme ", as = " --as jdoe.sales.acme --password-fd ";
+    const struct {
+        std::string command, reason;
+    } rows[] = {
+        {"plan" + user + as + "0 -", "the password and the script cannot both come from standard input"},
+        {"plan" + user + as + "3 - 3<&0", "the password and the script cannot both come from standard input"},
+        {"plan" + user + as + "0 /dev/stdin", "cannot read /dev/stdin: file descriptor 0 reads the password from it"},
+        {"plan" + user + as + "0 --profile-script /dev/stdin", "file descriptor 0 reads the password from it"},
+        {"plan" + user + as + "0 --diff /dev/fd/0", "cannot read /dev/fd/0: file descriptor 0 reads the password"},
+        {"plan" + user + as + "0 --env /proc/self/fd/0", "file descriptor 0 reads the password from it"},
+        {"plan" + user + as + "3 3<both both", "cannot read both: file descriptor 3 reads the password from it"},
+        {"run" + user + " --password-fd 0 /dev/stdin <both", "file descriptor 0 reads the password from it"},
+        {"run" + user + " --password-fd 3 3<both both",
+         "cannot read both: file descriptor 3 reads the password from it"},
+    };
+    for (const auto &row : rows) {
+        const std::string command = "cd '" + site.path() + "'; cat both | \"$0\" " + row.command;
+        const Outcome outcome = process_run({"/bin/sh", "-c", command, QRTSCRIPT_PATH}, environment);
+        EXPECT_EQ(outcome.status, 2) << row.command;
+        EXPECT_EQ(outcome.out, "") << row.command;
+        EXPECT_THAT(outcome.err, testing::HasSubstr(row.reason)) << row.command;
+    }
+    const std::string apart = "cd '" + site.path() + "'; sed 1d both | \"$0\" plan" + user + as + "3 - 3<script.qrt";
+    site.write("script.qrt", "secret\n");
+    EXPECT_EQ(process_run({"/bin/sh", "-c", apart, QRTSCRIPT_PATH}, environment).status, 0);
+}
+
 TEST_F(Plan, EndlessScriptsAreStopped) {
     Outcome outcome = plan({"--user", "jdoe.sales.acme", "endless.qrt"});
     EXPECT_THAT(

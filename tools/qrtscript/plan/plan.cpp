@@ -11,6 +11,7 @@
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtlogin/password.h"
+#include "tools/qrtscript/password_input.h"
 #include "tools/qrtscript/plan/difference.h"
 #include "tools/qrtscript/plan/input.h"
 #include "tools/qrtscript/plan/session.h"
@@ -44,6 +45,12 @@ static Reader reader_of(const PlanOptions &options, const Login &login) {
         ask_reader(login.tree(), &reader);
     }
     return reader;
+}
+
+// Nothing has been read yet.
+static void check_inputs(const PlanOptions &options) {
+    for (const auto &file : {options.script, options.profileScript, options.otherScript, options.environmentFile})
+        if (file) password_input_check(options.passwordDescriptor, *file);
 }
 
 // ---- one plan ----
@@ -170,6 +177,7 @@ static int show_summary(const PlanOptions &options, const SessionRequest &reques
 }
 
 int plan_run(const PlanOptions &options) {
+    check_inputs(options);
     ZKKeepNothing();
     Options forTree;
     forTree.tree = options.tree;

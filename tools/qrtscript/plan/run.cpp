@@ -19,6 +19,7 @@
 #include "tools/qrtlogin/run.h"
 #include "tools/qrtlogin/script_file.h"
 #include "tools/qrtlogin/waiting_notice.h"
+#include "tools/qrtscript/password_input.h"
 #include "tools/qrtscript/plan/options.h"
 #include "tools/qrtscript/plan/recorder.h"
 #include "tools/qrtscript/plan/seams.h"
@@ -188,6 +189,7 @@ int run_main(int argc, char **argv) {
     RunOptions options;
     parse(argc, argv, &options);
     script_file_check(options.login.loginScript);
+    password_input_check(options.login.passwordDescriptor, *options.login.loginScript);
     if (options.login.passwordDescriptor >= 0) password_require_open(options.login.passwordDescriptor);
     OutputRelay relay;
     const WaitingNotice waiting;
