@@ -169,7 +169,8 @@ TEST(ReportTest, NoFormatShowsAPassword) {
           "TREE T/u;sekret", "REM qrtscript disable=QS9\nTREE \"T/u;sekret\" z ;\r\n", "TREE T/u;x sekret\n",
           "TRE LAB/.u.lab;sekret\n", "ATACH S/u;sekret\nCLS\n", "CONNECT LAB/.u.lab;sekret\n", "LAB/.u;sekret\n",
           "IF \"a\" = \"b\" THEN TRE LAB/.u;sekret\n", "IF \"a\" = \"b\" THEN CLS\nIF TRE LAB/.u;sekret\n",
-          "TRE LAB/.u;sekret", "WRITE \"x\"\nFOO\nTRE LAB/.u;sekret\n", "TREE T/u;sekret x\rFOO\n"}) {
+          "TRE LAB/.u;sekret", "WRITE \"x\"\nFOO\nTRE LAB/.u;sekret\n", "TREE T/u;sekret x\rFOO\n",
+          "SET DB_PASSWORD \"sekret\"\n", "SETT API_KEY=\"sekret\"\n", "PWD=\"sekret\"\n"}) {
         const CheckResult result = result_of("a", text);
         EXPECT_FALSE(result.scripts[0].findings.empty()) << text;
         for (const ReportFormat format : all_formats)

@@ -1,5 +1,5 @@
 // What a check has found, as people and programs read it. Names, messages and lines are in the scripts' bytes; each
-// format makes them harmless in its own way. No format shows a password of TREE or ATTACH.
+// format makes them harmless in its own way. No format shows a secret of the script.
 #ifndef TOOLS_QRTSCRIPT_CHECK_REPORT_H
 #define TOOLS_QRTSCRIPT_CHECK_REPORT_H
 

@@ -5,54 +5,11 @@
 #include <set>
 #include <string_view>
 
-#include "platform/common/nearest_name.h"
 #include "platform/common/nocase.h"
+#include "tools/qrtscript/secret_lines.h"
 
 static bool is_letter(char c) {
     return (c >= '0' && c <= '9') || (lower_case(c) >= 'a' && lower_case(c) <= 'z');
-}
-
-static bool is_word_letter(char c) {
-    return is_letter(c) || c == '_';
-}
-
-// ---- lines ----
-
-static size_t word_end(std::string_view line, size_t at) {
-    while (at < line.size() && is_word_letter(line[at])) ++at;
-    return at;
-}
-
-// Where a word that a password may follow ends; npos without one.
-static size_t behind_keyword(std::string_view line) {
-    for (size_t at = 0; at < line.size();) {
-        const size_t end = word_end(line, at);
-        const std::string_view word = line.substr(at, end - at);
-        if (equal_nocase(word, "TREE") || equal_nocase(word, "ATTACH")) return end;
-        at = std::max(end, at + 1);
-    }
-    return line.npos;
-}
-
-// The first word of the statement that begins there is nearly TREE or ATTACH, or names of a tree and a user follow.
-static bool may_be_mistyped(std::string_view statement) {
-    const size_t start = statement.find_first_not_of(" \t");
-    if (start == statement.npos) return false;
-    const size_t end = word_end(statement, start);
-    if (!nearest_name(statement.substr(start, end - start), {"TREE", "ATTACH"}).empty()) return true;
-    const size_t slash = statement.find('/'), sign = statement.find(';');
-    return end > start && slash < sign && slash > 0 && is_word_letter(statement[slash - 1]);
-}
-
-// The same for a line that cannot be read; 0 for one that may be wholly of that kind.
-static size_t behind_mistyped(std::string_view line) {
-    if (may_be_mistyped(line)) return 0;
-    for (size_t at = 0; at < line.size();) {
-        const size_t end = word_end(line, at);
-        if (equal_nocase(line.substr(at, end - at), "THEN") && may_be_mistyped(line.substr(end))) return end;
-        at = std::max(end, at + 1);
-    }
-    return line.npos;
 }
 
 // ---- texts ----
@@ -88,12 +45,9 @@ std::string secrets_masked(const Syntax &syntax) {
     for (size_t start = 0; start < text.size();) {
         const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
         const std::string_view line = text.substr(start, end - start);
-        size_t keyword = behind_keyword(line);
-        if (unread.has(start)) keyword = std::min(keyword, behind_mistyped(line));
-        const size_t sign = keyword == line.npos ? line.npos : line.find(';', keyword);
-        if (sign != line.npos)
-            std::fill(masked.begin() + static_cast<long>(start + sign + 1), masked.begin() + static_cast<long>(end),
-                      '*');
+        for (const SecretPart &part : secret_parts(line, unread.has(start)))
+            std::fill(masked.begin() + static_cast<long>(start + part.begin),
+                      masked.begin() + static_cast<long>(start + part.end), '*');
         start = end + 1;
     }
     return masked;

@@ -7,9 +7,7 @@
 #include "tools/qrtscript/check/finding.h"
 #include "tools/qrtscript/check/syntax.h"
 
-// The script's text, with as many bytes, and "*" in the place of what stands behind the ";" of TREE and ATTACH, up to
-// the line's end. It does not matter whether the line can be read: in one that cannot, what may be a mistyped TREE or
-// ATTACH counts too.
+// The script's text, with as many bytes, and "*" in the place of each secret (tools/qrtscript/secret_lines.h).
 std::string secrets_masked(const Syntax &syntax);
 
 // Takes passwords out of what findings say. `masked` is the script's text with "*" in the place of each password.
