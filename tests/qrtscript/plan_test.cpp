@@ -267,6 +267,83 @@ TEST_F(Plan, SecretsAreMaskedWhereverTheyStand) {
     EXPECT_EQ(of(plan, "set")[1]["new"], "********");
 }
 
+TEST_F(Plan, SecretsAreMaskedInLinesThatAreNotExecuted) {
+    const OrderedJson plan = planOf(
+        "IF \"a\" = \"b\" THEN SET DB_PASSWORD=\"swordfish\"\n"
+        "IF \"a\" = \"b\" THEN\nSET API_KEY=\"moonfish\"\nEND\n"
+        "IF \"a\" = \"b\" THEN TRE LAB/jdoe;cod\n"
+        "IF \"a\" = \"b\" THEN #sync --token=eel\n"
+        "WRITE \"swordfish and moonfish\"\n"
+        "SET DB_PWD \"starfish\"\n"
+        "SETT PASSWORD=\"dogfish\"\n"
+        "TRE LAB/jdoe;clownfish\n"
+        "SET PASSWORD=sunfish\n"
+        "#sync --secret=lungfish\n");
+    const std::string text = plan.dump();
+    for (const char *secret :
+         {"swordfish", "moonfish", "cod", "eel", "starfish", "dogfish", "clownfish", "sunfish", "lungfish"})
+        EXPECT_EQ(text.find(secret), std::string::npos) << secret << "\n" << plan.dump(2);
+    EXPECT_EQ(of(plan, "print")[0]["text"], "******** and ********\n");
+    EXPECT_EQ(of(plan, "if")[0]["text"], "IF \"a\" = \"b\" THEN SET DB_PASSWORD=********");
+    EXPECT_EQ(of(plan, "run")[0]["words"][1], "--secret=********");
+}
+
+TEST_F(Plan, AShortSecretIsMaskedWhereItStands) {
+    site.write("environment", "PIN=on\nPWD=/home/jdoe\nTOKEN=\n");
+    userScript(
+        "SET PASSWORD=\"no\"\n"
+        "WRITE \"no is not one\"\n"
+        "WRITE \"%<PASSWORD>\"\n"
+        "SET COPY=\"<%<PIN>>\"\n"
+        "WRITE \"on %<COPY>\"\n"
+        "IF \"%<PIN>\" = \"on\" THEN WRITE \"on\"\n"
+        "IF \"%<TOKEN>\" = \"off\" AND \"%OS\" = \"off\" THEN WRITE \"off\"\n"
+        "SET SECRET=abc\n"
+        "#echo on %<PIN>\n"
+        "TREE LAB/jdoe;let\n"
+        "WRITE \"let %<PWD>\"\n");
+    const OrderedJson plan = json({"--env", site.path("environment"), "--user", "jdoe.sales.acme"});
+    const std::vector<OrderedJson> prints = of(plan, "print"), sets = of(plan, "set"), ifs = of(plan, "if");
+    ASSERT_EQ(prints.size(), 5u) << plan.dump(2);
+    EXPECT_EQ(prints[0]["text"], "no is not one\n");
+    EXPECT_EQ(prints[1]["text"], "********");
+    EXPECT_EQ(prints[2]["text"], "on ********\n");
+    EXPECT_EQ(prints[3]["text"], "********"); // of the line that has it
+    EXPECT_EQ(prints[4]["text"], "let /home/jdoe\n");
+    EXPECT_EQ(sets[0]["new"], "********");
+    EXPECT_EQ(sets[1]["name"], "COPY");
+    EXPECT_EQ(sets[1]["new"], "********");
+    EXPECT_EQ(ifs[0]["text"], "IF \"%<PIN>\" = \"********\" THEN WRITE \"on\"");
+    EXPECT_EQ(ifs[0]["tests"][0]["left"], "********");
+    EXPECT_EQ(ifs[0]["tests"][0]["right"], "********");
+    EXPECT_EQ(ifs[0]["tests"][0]["values"][0]["value"], "********");
+    EXPECT_EQ(ifs[0]["tests"][0]["values"][0]["secret"], true);
+    EXPECT_EQ(ifs[1]["tests"][0]["left"], "");
+    EXPECT_EQ(ifs[1]["tests"][0]["right"], "********");
+    EXPECT_EQ(ifs[1]["tests"][1]["right"], "off");
+    EXPECT_EQ(of(plan, "not_found")[0]["name"], "********");
+    EXPECT_EQ(of(plan, "run")[0]["words"][0], "echo");
+    EXPECT_EQ(plan["environment"]["PIN"], "********");
+    EXPECT_EQ(plan["environment"]["PWD"], "/home/jdoe");
+    EXPECT_FALSE(plan.contains("secrets"));
+}
+
+TEST_F(Plan, ASecretCannotHideAMistake) {
+    userScript("SET PASSWORD=\"mistake\"\nFOO 1\n");
+    const Outcome outcome = plan({"--user", "jdoe.sales.acme"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, testing::HasSubstr("     2  MISTAKE   syntax error, unexpected STRING"));
+}
+
+TEST_F(Plan, BothSidesOfADifferenceHideTheSecretsOfEither) {
+    site.write("before.qrt", "WRITE \"swordfish\"\nSET OLD_PASSWORD=\"moonfish\"\n");
+    site.write("after.qrt", "WRITE \"moonfish\"\nSET NEW_PASSWORD=\"swordfish\"\n");
+    const Words words = {"--user", "jdoe.sales.acme", "--diff", site.path("after.qrt"), site.path("before.qrt")};
+    EXPECT_THAT(plan(words).out, testing::EndsWith("after.qrt\n+    2  sets      NEW_PASSWORD = \"********\"\n"));
+    const std::string changes = json(words)["changes"].dump();
+    EXPECT_EQ(changes.find("fish"), std::string::npos) << changes;
+}
+
 TEST_F(Plan, AttributesWithPasswordsAreNotRead) {
     const OrderedJson plan = planOf("WRITE \"%USERPASSWORD %PASSWORD_EXPIRES\"\n");
     EXPECT_EQ(of(plan, "print")[0]["text"], "%USERPASSWORD 32767\n");
@@ -487,7 +564,7 @@ TEST_F(Run, TheTraceStandsBesideTheLines) {
                   "|                 -> false: skipped\n"
                   "|                    MEMBER OF \"nobodies\": not a member (attribute Group_Membership of "
                   "jdoe.sales.acme: there is no such object)\n"
-                  "\nScript error.\nThe original line was:\nTREE OTHER/jdoe;swordfish; x\n\n"
+                  "\nScript error.\nThe original line was:\nTREE OTHER/jdoe;********\n\n"
                   "|    7  MISTAKE   syntax error, unexpected ';', expecting '*' or '-' or '\\n' or '\\r'\n"
                   "|                    Script error.\n"
                   "|                    The original line was:\n"
@@ -495,6 +572,25 @@ TEST_F(Run, TheTraceStandsBesideTheLines) {
                   "Invalid tree command format\n"
                   "|    7  MISTAKE   Invalid tree command format\n");
     EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(Run, ShowsNoSecretOfTheScript) {
+    const std::string script =
+        "TRE OTHER/jdoe;eel\n"
+        "IF \"a\" = \"b\" THEN SET DB_PASSWORD=\"cod\"\n"
+        "SET API_KEY=carp\n"
+        "IF \"%<API_KEY>\" = \"%carp\" THEN #true --token=pike\n"
+        "l\xF6wenfisch\n";
+    for (const Words &words : {Words{}, Words{"--trace"}}) {
+        const Outcome outcome = run(words, script);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.out,
+                    testing::HasSubstr("\nScript error.\nThe original line was:\nTRE OTHER/jdoe;********\n\n"));
+        EXPECT_THAT(outcome.out, testing::HasSubstr("\nl\xF6wenfisch\n\n")) << "the report's own bytes";
+        for (const char *secret : {"eel", "cod", "carp", "pike"})
+            EXPECT_EQ(outcome.out.find(secret), std::string::npos) << outcome.out;
+        EXPECT_EQ(outcome.err, "");
+    }
 }
 
 TEST_F(Run, ALoginThatFailsRunsNothing) {

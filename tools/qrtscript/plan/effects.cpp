@@ -44,9 +44,7 @@ static std::string without_line_ends(std::string text) {
 }
 
 static void add_message(const char *message, const std::string &text) {
-    if (running().inMistake) {
-        running().reported += text;
-    } else if (is_information(message)) {
+    if (is_information(message)) {
         recorder_add("message", {{"text", record_text(text)}, {"message", without_line_ends(message)}});
     } else {
         const std::string shown = record_text(text);
@@ -60,6 +58,7 @@ void wrap_output_print(const char *format, ...) __attribute__((format(printf, 1,
 void wrap_output_trace(TracedFunction function, int line, const char *format, ...)
     __attribute__((format(printf, 3, 4)));
 
+static void keep_report_of(const char *format, va_list arguments) noexcept __attribute__((format(printf, 1, 0)));
 static std::string formatted(const char *format, va_list arguments) __attribute__((format(printf, 1, 0)));
 static std::string formatted(const char *format, va_list arguments) {
     va_list again;
@@ -71,10 +70,32 @@ static std::string formatted(const char *format, va_list arguments) {
     return text;
 }
 
+// The report of a mistake, which wrap_syntax_error_report shows: it is also made when memory has run out, by a function
+// that has to come to its end.
+static void keep_report(std::string_view text) noexcept {
+    try {
+        running().reported += text;
+    } catch (const std::bad_alloc &) {
+        running().reported.clear();
+    }
+}
+
+static void keep_report_of(const char *format, va_list arguments) noexcept {
+    char *text = nullptr;
+    if (vasprintf(&text, format, arguments) < 0) return;
+    keep_report(text);
+    free(text);
+}
+
 int wrap_say(const char *message, ...) {
     if (fdr == nullptr) return 0;
     va_list arguments;
     va_start(arguments, message);
+    if (running().inMistake) {
+        keep_report_of(output_translate(message), arguments);
+        va_end(arguments);
+        return 0;
+    }
     const std::string text = formatted(output_translate(message), arguments);
     va_end(arguments);
     if (!recorder_plans()) real_output_put(text);
@@ -86,9 +107,7 @@ static void add_text(std::string_view text) {
     const bool isEndMarker = text.size() == 1 && text.front() == '\0';
     if (isEndMarker || text.empty() || running().clearsScreen) return;
     std::string shown = record_text(text);
-    if (running().inMistake) {
-        running().reported += text;
-    } else if (running().inFormatError) {
+    if (running().inFormatError) {
         recorder_add("mistake", {{"text", without_line_ends(shown)}, {"reported", true}, {"printed", shown}});
     } else {
         Json effect = {{"text", std::move(shown)}};
@@ -99,6 +118,7 @@ static void add_text(std::string_view text) {
 
 void wrap_output_put(std::string_view text) {
     if (fdr == nullptr) return;
+    if (running().inMistake) return keep_report(text);
     if (!recorder_plans()) real_output_put(text);
     if (recorder_is_on()) add_text(text);
 }
@@ -138,10 +158,14 @@ void wrap_cls_statement() {
 void wrap_variables_set(const char *name, const char *value) {
     if (!recorder_is_on()) return real_variables_set(name, value);
     const char *before = getenv(name);
-    const bool isSecret = record_name_is_secret(name);
-    if (isSecret) recorder_hide_value(value);
+    const bool wasSecret = before != nullptr && running_is_secret(name, before);
+    const bool isSecret = running_is_secret(name, value) || recorder_hides_here(value);
+    if (isSecret) {
+        recorder_hide(value);
+        running().secretVariables.insert(name);
+    }
     Json effect = {{"name", record_text(name)}};
-    effect["old"] = before == nullptr ? Json() : Json(isSecret ? record_hidden : record_text(before));
+    effect["old"] = before == nullptr ? Json() : Json(wasSecret ? record_hidden : record_text(before));
     effect["new"] = isSecret ? record_hidden : record_text(value);
     real_variables_set(name, value);
     if (*name != '\0' && strchr(name, '=') == nullptr) recorder_add("set", std::move(effect));
@@ -195,7 +219,7 @@ static bool is_found(const std::string &name) {
 static int recorded_run(const std::vector<std::string> &words, bool waits) {
     if (recorder_plans() && drives_is_map(words)) return drives_map(words);
     Json shown = Json::array();
-    for (const std::string &word : words) shown.push_back(record_text(word));
+    for (const std::string &word : words) shown.push_back(record_text(record_word(word)));
     Json effect = {{"words", std::move(shown)}, {"waits", waits}};
     if (recorder_plans()) effect["found"] = is_found(words.front());
     recorder_add("run", std::move(effect));

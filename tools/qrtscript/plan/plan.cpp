@@ -76,9 +76,9 @@ static Json heading_of(const char *format, const SessionRequest &request, const 
     return heading;
 }
 
-static Json whole_plan(const SessionRequest &request, const Reader &reader) {
+static Json whole_plan(const SessionRequest &request, const Reader &reader, Secrets *secrets) {
     Json plan = heading_of("qrtscript-plan", request, reader);
-    plan.update(session_plan(request, reader));
+    plan.update(session_plan(request, reader, secrets));
     plan["mistakes"] = plan_count_mistakes(plan);
     return plan;
 }
@@ -96,7 +96,8 @@ static int status_of(size_t mistakes) {
 }
 
 static int show_plan(const PlanOptions &options, const SessionRequest &request, const Reader &reader) {
-    const Json plan = whole_plan(request, reader);
+    Secrets secrets;
+    const Json plan = whole_plan(request, reader, &secrets);
     write_out(options.json ? json_text(plan) : show_text(plan));
     return status_of(plan_count_mistakes(plan));
 }
@@ -108,7 +109,10 @@ static int show_difference(const PlanOptions &options, const std::string &script
                            const Reader &reader) {
     SessionRequest other = request;
     other.script = script;
-    const Json before = whole_plan(request, reader), after = whole_plan(other, reader);
+    Secrets secrets; // of either may stand in the other
+    Json before = whole_plan(request, reader, &secrets), after = whole_plan(other, reader, &secrets);
+    for (Json *plan : {&before, &after})
+        for (const char *member : {"sources", "effects"}) recorder_scrub(secrets, &(*plan)[member]);
     const Json changes = difference_of(before, after);
     if (options.json) {
         Json result = heading_of("qrtscript-plan-difference", request, reader);
@@ -150,13 +154,14 @@ class Progress {
 
 } // namespace
 
-static Summary summary_of(const std::vector<std::string> &users, SessionRequest request, const Reader &reader) {
+static Summary summary_of(const std::vector<std::string> &users, SessionRequest request, const Reader &reader,
+                          Secrets *secrets) {
     Summary summary;
     Progress progress(users.size());
     for (const std::string &user : users) {
         request.user = user;
         try {
-            summary.add(session_plan(request, reader));
+            summary.add(session_plan(request, reader, secrets));
         } catch (const Failure &failure) {
             summary.addFailure(user.substr(1), failure.what());
         }
@@ -167,11 +172,16 @@ static Summary summary_of(const std::vector<std::string> &users, SessionRequest 
 
 static int show_summary(const PlanOptions &options, const SessionRequest &request, const Reader &reader) {
     const std::string container = options.container.value_or("");
-    const Summary summary = summary_of(session_users(request, reader, container), request, reader);
+    Secrets secrets;
+    const Summary summary = summary_of(session_users(request, reader, container), request, reader, &secrets);
     Json result = heading_of("qrtscript-plan-summary", request, reader);
     result["tree"] = record_text(request.tree);
     result["container"] = record_text(container);
-    result.update(summary.result());
+    Json found = summary.result();
+    for (const char *member : {"everybody", "groups"}) recorder_scrub(secrets, &found[member]);
+    for (Json &user : found["users"])
+        if (user.contains("mistakes")) recorder_scrub(secrets, &user["mistakes"]);
+    result.update(found);
     write_out(options.json ? json_text(result) : show_heading(result) + summary_text(result));
     return summary.failures() > 0 ? plan_failed : status_of(summary.mistakes());
 }

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
 #include "tools/qrtscript/plan/sources.h"
 
 static constexpr size_t most_effects = 200000;
-static constexpr size_t shortest_secret = 3;
+static constexpr size_t shortest_secret = 6;
 
 void (*recorder_notice)(const Json &effect) = nullptr;
 
@@ -17,7 +16,7 @@ struct Record {
     Recording mode = Recording::off;
     void (*ended)() = nullptr;
     Json effects = Json::array();
-    std::vector<std::string> secrets; // as in the record, the longest first
+    Secrets secrets, secretsHere; // as in the record
 };
 
 } // namespace
@@ -46,12 +45,46 @@ static void replace_all(std::string *text, const std::string &from, const char *
         text->replace(at, from.size(), to);
 }
 
-static void scrub(Json *value) {
-    if (value->is_string())
-        for (const std::string &secret : record().secrets)
-            replace_all(value->get_ptr<std::string *>(), secret, record_hidden);
-    else if (value->is_structured())
-        for (Json &inner : *value) scrub(&inner);
+// Members whose texts are the recorder's own words.
+static bool is_own_word(const std::string &member) {
+    static const std::set<std::string_view> members = {"asks_for", "change",   "from", "kind",
+                                                       "message",  "operator", "role", "what"};
+    return members.count(member) != 0;
+}
+
+template <typename Replace>
+static void replace_texts(Json *value, const Replace &replace) {
+    if (value->is_string()) {
+        replace(value->get_ptr<std::string *>());
+    } else if (value->is_array()) {
+        for (Json &inner : *value) replace_texts(&inner, replace);
+    } else if (value->is_object()) {
+        for (const auto &[member, inner] : value->items())
+            if (!is_own_word(member)) replace_texts(&inner, replace);
+    }
+}
+
+void recorder_scrub(const Secrets &secrets, Json *record) {
+    if (secrets.empty()) return;
+    replace_texts(record, [&](std::string *text) {
+        for (const std::string &secret : secrets) replace_all(text, secret, record_hidden);
+    });
+}
+
+// In the place of one or two letters there would be more stars than words.
+static void scrub_here(Json *effect) {
+    constexpr size_t shortest = 3;
+    // What a condition reads is hidden where it is read.
+    if (record().secretsHere.empty() || effect->value("kind", "") == "if") return;
+    const Json name = effect->value("name", Json());
+    replace_texts(effect, [](std::string *text) {
+        for (const std::string &secret : record().secretsHere)
+            if (secret.size() >= shortest)
+                replace_all(text, secret, record_hidden);
+            else if (text->find(secret) != text->npos)
+                *text = record_hidden;
+    });
+    if (effect->value("kind", "") == "set") (*effect)["name"] = name;
 }
 
 void recorder_add(const char *kind, Json effect) {
@@ -63,8 +96,9 @@ void recorder_add(const char *kind, Json effect) {
         whole["line"] = place.line;
     }
     whole.update(effect);
+    scrub_here(&whole);
     if (recorder_mode() == Recording::act) {
-        scrub(&whole);
+        recorder_scrub(record().secrets, &whole);
         if (recorder_notice != nullptr) recorder_notice(whole);
         return;
     }
@@ -77,18 +111,26 @@ void recorder_mistake(const std::string &text, bool isReported) {
 }
 
 void recorder_hide(std::string_view secret) {
-    if (secret.size() < shortest_secret) return;
-    std::vector<std::string> &secrets = record().secrets;
-    std::string text = record_text(secret);
-    if (std::find(secrets.begin(), secrets.end(), text) != secrets.end()) return;
-    secrets.push_back(std::move(text));
-    std::stable_sort(secrets.begin(), secrets.end(),
-                     [](const std::string &a, const std::string &b) { return a.size() > b.size(); });
+    if (secret.size() >= shortest_secret) record().secrets.insert(record_text(secret));
 }
 
-void recorder_hide_value(std::string_view value) {
-    constexpr size_t shortest_value = 6;
-    if (value.size() >= shortest_value) recorder_hide(value);
+void recorder_hide_here(std::string_view value) {
+    if (!value.empty()) record().secretsHere.insert(record_text(value));
+}
+
+bool recorder_hides_here(std::string_view text) {
+    const Secrets &secrets = record().secretsHere;
+    const std::string shown = record_text(text);
+    return std::any_of(secrets.begin(), secrets.end(),
+                       [&](const std::string &secret) { return shown.find(secret) != shown.npos; });
+}
+
+void recorder_line() {
+    record().secretsHere.clear();
+}
+
+const Secrets &recorder_secrets() {
+    return record().secrets;
 }
 
 void recorder_stop(const std::string &reason) {
@@ -104,6 +146,6 @@ void recorder_stop(const std::string &reason) {
 
 Json recorder_result() {
     Json result = {{"sources", sources_list()}, {"effects", record().effects}};
-    scrub(&result);
+    recorder_scrub(record().secrets, &result);
     return result;
 }

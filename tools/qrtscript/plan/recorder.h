@@ -5,10 +5,18 @@
 #ifndef TOOLS_QRTSCRIPT_PLAN_RECORDER_H
 #define TOOLS_QRTSCRIPT_PLAN_RECORDER_H
 
+#include <set>
 #include <string>
 #include <string_view>
 
 #include "tools/qrtscript/plan/record_text.h"
+
+struct LongerFirst {
+    bool operator()(const std::string &a, const std::string &b) const {
+        return a.size() != b.size() ? a.size() > b.size() : a < b;
+    }
+};
+using Secrets = std::set<std::string, LongerFirst>;
 
 enum class Recording {
     off,  // nothing is recorded, and everything is done
@@ -36,11 +44,19 @@ void recorder_add(const char *kind, Json effect);
 // A mistake that the login reports, or that it passes over in silence.
 void recorder_mistake(const std::string &text, bool isReported);
 
-// A text that must not be shown: wherever it stands in the record. One of less than three characters is left alone.
+// A text that must not be shown: wherever it stands in the record. One of less than six bytes is left alone: it would
+// be hidden in words that mean something else, and is hidden where it comes from only.
 void recorder_hide(std::string_view secret);
-// The same for the value of a variable whose name suggests a secret: a short one is a switch rather, and would be
-// hidden in words that mean something else.
-void recorder_hide_value(std::string_view value);
+// A value of any length that must not be shown by the effects of the statement that is running.
+void recorder_hide_here(std::string_view value);
+// Whether the text has such a value in it.
+bool recorder_hides_here(std::string_view text);
+// The next statement begins.
+void recorder_line();
+
+// What recorder_hide has been given, as it is written in a record; replaced in another record.
+const Secrets &recorder_secrets();
+void recorder_scrub(const Secrets &secrets, Json *record);
 
 // Ends the session here: it would go on for too long.
 void recorder_stop(const std::string &reason);

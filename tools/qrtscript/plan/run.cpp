@@ -22,6 +22,7 @@
 #include "tools/qrtscript/password_input.h"
 #include "tools/qrtscript/plan/options.h"
 #include "tools/qrtscript/plan/recorder.h"
+#include "tools/qrtscript/plan/running.h"
 #include "tools/qrtscript/plan/seams.h"
 #include "tools/qrtscript/plan/show_text.h"
 #include "tools/qrtscript/plan/sources.h"
@@ -179,6 +180,7 @@ static RunResult run_with(const RunOptions &options, const Login &login, Secret 
         recorder_notice = show_in_output;
         recorder_start(Recording::act, nullptr);
     }
+    running().hidesReports = true;
     const RunResult result = run_scripts(forScripts, login.tree(), password, relay);
     recorder_turn_off();
     environment.takeBack();

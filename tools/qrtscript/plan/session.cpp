@@ -22,6 +22,7 @@
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtscript/plan/confine.h"
 #include "tools/qrtscript/plan/running.h"
+#include "tools/qrtscript/secret_names.h"
 
 static constexpr rlim_t cpu_seconds = 120;
 static constexpr size_t longest_record = size_t{512} << 20;
@@ -40,7 +41,9 @@ static Json answer = Json::object();
 [[noreturn]] static void leave_with_record() {
     Json record = recorder_result();
     recorder_turn_off();
+    recorder_scrub(recorder_secrets(), &answer["environment"]);
     answer.update(record);
+    answer["secrets"] = recorder_secrets();
     leave();
 }
 
@@ -163,7 +166,7 @@ static void set_environment(const SessionRequest &request, const Login &login, c
     variables.emplace_back("QRT_CONTEXT", login.container());
     for (const auto &[name, value] : variables) {
         setenv(name.c_str(), value.c_str(), 1);
-        shown[record_text(name)] = record_name_is_secret(name) ? record_hidden : record_text(value);
+        shown[record_text(name)] = secret_variable(name, value) ? record_hidden : record_text(value);
     }
     answer["environment"] = std::move(shown);
 }
@@ -225,7 +228,7 @@ static void run_session(const SessionRequest &request, const Reader &reader) {
         throw Failure(exit_system, catalogue_text("cannot confine the process that makes the plan"));
     recorder_start(Recording::plan, leave_early);
     for (const auto &[name, value] : request.environment.value_or(Variables()))
-        if (record_name_is_secret(name)) recorder_hide_value(value);
+        if (secret_variable(name, value)) recorder_hide(value);
     run_sequence_of(options, user);
     leave_with_record();
 }
@@ -288,10 +291,13 @@ static Json in_own_process(const std::function<void()> &body, const std::string 
     return result;
 }
 
-Json session_plan(const SessionRequest &request, const Reader &reader) {
-    return in_own_process(
+Json session_plan(const SessionRequest &request, const Reader &reader, Secrets *secrets) {
+    Json plan = in_own_process(
         [&] { run_session(request, reader); },
         catalogue_format("cannot plan a login of %1$s to tree %2$s", request.user.c_str(), request.tree.c_str()));
+    for (const Json &secret : plan["secrets"]) secrets->insert(secret.get<std::string>());
+    plan.erase("secrets");
+    return plan;
 }
 
 std::vector<std::string> session_users(const SessionRequest &request, const Reader &reader,

@@ -34,9 +34,9 @@ struct SessionRequest {
     std::optional<Variables> environment; // else a bare one
 };
 
-// The plan of the user's login (docs/plan-format.md). Throws Failure: the user or the directory cannot be read, the
-// process ended before its time.
-Json session_plan(const SessionRequest &request, const Reader &reader);
+// The plan of the user's login (docs/plan-format.md). What it hides is added to `secrets`, for what is shown beside it.
+// Throws Failure: the user or the directory cannot be read, the process ended before its time.
+Json session_plan(const SessionRequest &request, const Reader &reader, Secrets *secrets);
 
 // The names of the users in a container and below, or of all without one, as `SessionRequest::user` takes them. Throws
 // the same.

@@ -9,6 +9,7 @@
 #include "tools/qrtscript/plan/origins.h"
 #include "tools/qrtscript/plan/running.h"
 #include "tools/qrtscript/plan/seams.h"
+#include "tools/qrtscript/secret_names.h"
 
 namespace {
 
@@ -53,6 +54,15 @@ static const char *kind_of_rule(uint32_t code) {
     return code <= last_of_clock ? "clock" : isOneOf(machine) ? "machine" : isOneOf(session) ? "session" : "constant";
 }
 
+// What the reference of a secret's name stands for, also where it has no value.
+static void hide_value(const char *value, Json *origin) {
+    (*origin)["secret"] = true;
+    if (!origin->contains("value")) return;
+    (*origin)["value"] = record_hidden;
+    recorder_hide(value);
+    recorder_hide_here(value);
+}
+
 static Json origin_of(const char *name, uint32_t code, const OwnedText &value) {
     Json origin = {{"reference", "%" + record_text(name)}};
     const bool isVariable = name[0] >= '0' && name[0] <= '9' && name[1] == '\0';
@@ -64,6 +74,7 @@ static Json origin_of(const char *name, uint32_t code, const OwnedText &value) {
         origin["from"] = isVariable ? "variable" : look_up.rule ? kind_of_rule(*look_up.rule) : "attribute";
     }
     if (code == 0) origin["value"] = record_text(value.get());
+    if (secret_name(look_up.attribute) || secret_name(name)) hide_value(value.get(), &origin);
     if (code != 0 || look_up.attributeCode != 0)
         origin["missing"] = reason_of(code != 0 ? code : look_up.attributeCode);
     return origin;
@@ -94,7 +105,7 @@ bool wrap_identifier_rules_value(const IdentifierRequest &request, uint32_t code
 
 uint32_t wrap_attributes_text(uint32_t handle, const char *object, const char *attribute, OwnedText &text) {
     if (!recorder_is_on()) return real_attributes_text(handle, object, attribute, text);
-    const bool isSecret = record_name_is_secret(attribute);
+    const bool isSecret = secret_name(attribute);
     const uint32_t code = isSecret && recorder_plans() ? static_cast<uint32_t>(ZKE_NO_SUCH_VALUE)
                                                        : real_attributes_text(handle, object, attribute, text);
     if (look_up.active) {
@@ -114,9 +125,10 @@ const char *wrap_identifiers_variable(std::string_view name) {
     name = name.substr(0, name.find('>'));
     Json origin = {{"reference", "%<" + record_text(name) + ">"}, {"from", "environment"}};
     if (value != nullptr)
-        origin["value"] = record_name_is_secret(name) ? record_hidden : record_text(value);
+        origin["value"] = record_text(value);
     else
         origin["missing"] = "the variable is not set";
+    if (running_is_secret(std::string(name), value != nullptr ? value : "")) hide_value(value, &origin);
     origins_note(std::move(origin));
     return value;
 }

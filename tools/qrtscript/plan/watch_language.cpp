@@ -1,4 +1,5 @@
 // What the parser does, seen from its calls: lines, conditions, operands, jumps, mistakes. Nothing is changed.
+#include <algorithm>
 #include <ctime>
 
 #include "qrtscript.h"
@@ -43,8 +44,9 @@ static void count_line() {
 
 static void start_line() {
     const LexBuffer *active = lex_active();
-    if (active != nullptr) sources_line(static_cast<size_t>(active->readPos));
-    running_line();
+    const size_t start = active != nullptr ? static_cast<size_t>(active->readPos) : 0;
+    if (active != nullptr) sources_line(start);
+    running_line(start);
     steps().tests = Json::array();
     count_line();
 }
@@ -54,7 +56,17 @@ int wrap_tokenizer_next() {
     return real_tokenizer_next();
 }
 
+// Whether a login comes to them or not.
+static void hide_secrets_of(std::string_view text) {
+    for (size_t start = 0; start < text.size();) {
+        const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
+        for (const std::string &secret : record_secrets(text.substr(start, end - start))) recorder_hide(secret);
+        start = end + 1;
+    }
+}
+
 void wrap_lex_push(std::string_view text) {
+    if (recorder_is_on()) hide_secrets_of(text);
     real_lex_push(text);
     if (recorder_is_on()) sources_begin(running().next, text);
 }
@@ -71,25 +83,13 @@ int wrap_script_run(std::string_view text, char *object, uint32_t handle) {
 
 // ---- conditions ----
 
-// The line that is running, from its first letter on.
-static std::string line_text() {
-    const LexBuffer *active = lex_active();
-    if (active == nullptr) return "";
-    const std::string_view text(active->data, static_cast<size_t>(active->length));
-    size_t end = static_cast<size_t>(active->readPos);
-    // Its line end has been read, or it has not.
-    while (end > 0 && (text[end - 1] == '\n' || text[end - 1] == '\r')) end--;
-    const size_t before = end == 0 ? text.npos : text.find_last_of("\r\n", end - 1);
-    size_t start = before == text.npos ? 0 : before + 1;
-    end = std::min(text.find_first_of("\r\n", end), text.size());
-    while (start < end && (text[start] == ' ' || text[start] == '\t')) start++;
-    return record_line(text.substr(start, end - start));
-}
-
 void wrap_cond_enter(int32_t condition) {
     const bool counts = recorder_is_on() && condition_executing();
     real_cond_enter(condition);
-    if (counts) recorder_add("if", {{"text", line_text()}, {"result", condition == 0}, {"tests", steps().tests}});
+    if (counts)
+        recorder_add("if", {{"text", record_text(record_line(running_line_text()))},
+                            {"result", condition == 0},
+                            {"tests", steps().tests}});
     steps().tests = Json::array();
 }
 
@@ -117,6 +117,17 @@ static const char *sign_of(Comparison comparison) {
     return signs[comparison];
 }
 
+// What is compared with a secret may be one, and so is what a name in it stands for.
+static void hide_operands(std::initializer_list<const char *> members, Json *test) {
+    Json &values = (*test)["values"];
+    const auto isSecret = [](const Json &value) { return value.contains("secret"); };
+    if (std::none_of(values.begin(), values.end(), isSecret)) return;
+    for (const char *member : members)
+        if ((*test)[member] != "") (*test)[member] = record_hidden;
+    for (Json &value : values)
+        if (!isSecret(value) && value.contains("missing")) value["reference"] = record_hidden;
+}
+
 int32_t wrap_cond_compare(Comparison comparison, OwnedText left, OwnedText right) {
     if (!recorder_is_on()) return real_cond_compare(comparison, std::move(left), std::move(right));
     Json test = {{"left", record_text(left.get())},
@@ -128,6 +139,7 @@ int32_t wrap_cond_compare(Comparison comparison, OwnedText left, OwnedText right
     const int32_t result = real_cond_compare(comparison, std::move(left), std::move(right));
     test["result"] = result == 0;
     test["values"] = std::move(values);
+    hide_operands({"left", "right"}, &test);
     steps().tests.push_back(std::move(test));
     return result;
 }
@@ -139,6 +151,7 @@ int32_t wrap_cond_bare(OwnedText text) {
     const int32_t result = real_cond_bare(std::move(text));
     test["result"] = result == 0;
     test["values"] = std::move(values);
+    hide_operands({"text"}, &test);
     steps().tests.push_back(std::move(test));
     return result;
 }
@@ -205,21 +218,28 @@ OwnedText wrap_phrase_calculate(char operation, OwnedText left, OwnedText right)
 
 // ---- mistakes ----
 
+// As bytes.
+static std::string without_secrets(std::string_view report) {
+    std::string shown;
+    for (size_t start = 0; start < report.size();) {
+        const size_t end = std::min(report.find('\n', start), report.size());
+        shown += record_line(report.substr(start, end - start), true);
+        if (end < report.size()) shown += '\n';
+        start = end + 1;
+    }
+    return shown;
+}
+
 // What it prints names the line, which may have a password.
 void wrap_syntax_error_report(const char *message) {
-    if (!recorder_is_on()) return real_syntax_error_report(message);
+    if (!recorder_is_on() && !running().hidesReports) return real_syntax_error_report(message);
     running().inMistake = true;
     running().reported.clear();
     real_syntax_error_report(message);
     running().inMistake = false;
-    std::string shown;
-    for (size_t start = 0; start < running().reported.size();) {
-        const size_t end = std::min(running().reported.find('\n', start), running().reported.size());
-        shown += record_line(running().reported.substr(start, end - start));
-        if (end < running().reported.size()) shown += '\n';
-        start = end + 1;
-    }
-    recorder_add("mistake", {{"text", message}, {"reported", true}, {"printed", shown}});
+    const std::string shown = without_secrets(running().reported);
+    if (!recorder_plans()) real_output_put(shown);
+    recorder_add("mistake", {{"text", message}, {"reported", true}, {"printed", record_text(shown)}});
 }
 
 void wrap_format_error(OwnedText keyword) {
@@ -248,6 +268,7 @@ void wrap_lex_include(std::string_view text) {
     const LexBuffer *active = lex_active();
     const int32_t length = active != nullptr ? active->length : 0;
     const std::string whole(text);
+    if (recorder_is_on()) hide_secrets_of(text);
     real_lex_include(text);
     active = lex_active();
     if (!recorder_is_on() || active == nullptr || active->length == length) return;
