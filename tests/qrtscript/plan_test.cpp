@@ -1,5 +1,7 @@
 // "qrtscript plan" as an administrator runs it. The cases in plans/ are a script each (or none, for the directory's
 // own), the plan as text and some of them as JSON.
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
@@ -120,10 +122,27 @@ TEST_F(Plan, TheReaderIsAskedOnTheTerminal) {
     EXPECT_THAT(terminal.shown(), testing::Not(testing::HasSubstr("secret")));
 }
 
+TEST_F(Plan, ItsMemoryGetsIntoNoCoreFile) {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_CORE, &limit) != 0 || limit.rlim_max < 8 * 512)
+        GTEST_SKIP() << "the limit for core files cannot be raised here";
+    environment["ASAN_OPTIONS"] += ":disable_coredump=0"; // which would set the limit itself
+    TerminalProcess terminal({"/bin/sh", "-c", "ulimit -S -c 8\nexec \"$@\"", "sh", QRTSCRIPT_PATH, "plan", "--as",
+                              "jdoe.sales.acme", "--user", "locked.sales.acme"},
+                             environment);
+    ASSERT_TRUE(terminal.awaits("ser")) << terminal.shown();
+    EXPECT_THAT(file_text("/proc/" + std::to_string(terminal.id()) + "/limits"),
+                testing::ContainsRegex("Max core file size +0 "));
+}
+
 TEST_F(Plan, WhatCannotBePlannedIsStatus2) {
+    const std::string pipe = site.path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    site.write("large", "");
+    ASSERT_EQ(truncate(site.path("large").c_str(), 17 << 20), 0);
     const struct {
         Words words;
-        const char *reason;
+        std::string reason;
     } rows[] = {
         {{"--user", "nobody.sales.acme"}, "cannot plan a login of nobody.sales.acme to tree ACME: "},
         {{"--user", "jdoe.sales.acme", "--tree", "NONE"}, "cannot use tree NONE: "},
@@ -143,7 +162,16 @@ TEST_F(Plan, WhatCannotBePlannedIsStatus2) {
         {{"--user", "jdoe.sales.acme", "."}, "cannot read the script .: Is a directory"},
         {{"--user", "jdoe.sales.acme", "--diff", "/no/such/script"}, "cannot read the script /no/such/script: "},
         {{"--all-users", "--summary", "--diff", "x"}, "--diff needs --user"},
-        {{"--all-users", "--summary", "--container", "nowhere.acme"}, "cannot list the users of nowhere.acme: "},
+        {{"--all-users", "--summary", "--container", "nowhere.acme"},
+         "cannot list the users of nowhere.acme: no such container\n"},
+        {{"--user", "a", "-", "--diff", "-"}, "only one of the scripts can come from standard input"},
+        {{"--user", "jdoe.sales.acme", "--env", "."}, "cannot open .: Is a directory"},
+        {{"--user", "jdoe.sales.acme", "--env", pipe}, "cannot open " + pipe + ": not a regular file"},
+        {{"--user", "jdoe.sales.acme", "--env", "/dev/zero"}, "cannot open /dev/zero: not a regular file"},
+        {{"--user", "jdoe.sales.acme", "--env", site.path("large")}, "/large: File too large"},
+        {{"--user", "jdoe.sales.acme", pipe}, "cannot read the script " + pipe + ": not a regular file"},
+        {{"--user", "jdoe.sales.acme", "/dev/zero"}, "cannot read the script /dev/zero: not a regular file"},
+        {{"--user", "jdoe.sales.acme", "--profile-script", "/dev/tty"}, "the script /dev/tty: "},
     };
     for (const auto &row : rows) {
         const Outcome outcome = plan(row.words);
@@ -601,6 +629,17 @@ TEST_F(Run, ALoginThatFailsRunsNothing) {
     EXPECT_NE(access(home.path("made").c_str(), F_OK), 0);
     EXPECT_EQ(process_run({QRTSCRIPT_PATH, "run", "--user", "jdoe.sales.acme"}, environment).status, 2);
     EXPECT_EQ(process_run({QRTSCRIPT_PATH, "run", site.path("script.qrt")}, environment).status, 2);
+}
+
+TEST_F(Run, TheScriptIsARegularFile) {
+    ASSERT_EQ(mkfifo(site.path("pipe").c_str(), 0600), 0);
+    for (const std::string &file : {site.path("pipe"), std::string("/dev/zero"), site.path()}) {
+        const Outcome outcome = process_run(
+            {QRTSCRIPT_PATH, "run", "--password-fd", "3", "--user", "jdoe.sales.acme", file}, environment, "secret\n");
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_THAT(outcome.err, testing::StartsWith("qrtscript run: cannot read the script " + file + ": "));
+    }
 }
 
 TEST_F(Run, AsksForThePasswordOnATerminal) {

@@ -1,16 +1,18 @@
 #include "tools/qrtscript/plan/input.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 
 #include "platform/catalogue.h"
+#include "platform/common/opened.h"
 #include "platform/common/write_all.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/script_file.h"
@@ -104,31 +106,70 @@ std::vector<std::pair<std::string, std::string>> input_environment_lines(const s
     return variables;
 }
 
+// Whoever opens a named pipe waits for its writer.
+static Opened open_regular(const std::string &path, off_t longest) {
+    Opened file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    struct stat status = {};
+    const char *problem = nullptr;
+    if (!file.isOpen() || fstat(file.number(), &status) != 0)
+        problem = strerror(errno);
+    else if (S_ISDIR(status.st_mode))
+        problem = strerror(EISDIR);
+    else if (!S_ISREG(status.st_mode))
+        problem = catalogue_text("not a regular file");
+    else if (status.st_size > longest)
+        problem = strerror(EFBIG);
+    if (problem != nullptr)
+        throw Failure(exit_no_script, catalogue_format("cannot open %1$s: %2$s", path.c_str(), problem));
+    return file;
+}
+
 std::vector<std::pair<std::string, std::string>> input_environment(const std::string &path) {
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream text;
-    if (file) text << file.rdbuf();
-    if (!file || (text.fail() && file.peek() != std::ifstream::traits_type::eof()))
+    constexpr off_t longest = 16 << 20; // far more than a process can be given
+    const Opened file = open_regular(path, longest);
+    std::string text;
+    char piece[65536];
+    ssize_t got = 0;
+    while ((got = TEMP_FAILURE_RETRY(read(file.number(), piece, sizeof piece))) > 0)
+        text.append(piece, static_cast<size_t>(got));
+    if (got < 0)
         throw Failure(exit_no_script, catalogue_format("cannot open %1$s: %2$s", path.c_str(), strerror(errno)));
-    return input_environment_lines(text.str(), path);
+    return input_environment_lines(text, path);
 }
 
 // ---- scripts ----
 
 // Standard input in a file of the memory's, which the sessions' processes have as well.
 static std::string standard_input() {
+    constexpr size_t longest = 64 << 20; // as the texts that a script includes
     const int file = memfd_create("script", 0);
     char piece[65536];
     ssize_t got = 0;
-    while (file >= 0 && (got = TEMP_FAILURE_RETRY(read(STDIN_FILENO, piece, sizeof piece))) > 0)
-        if (!write_all(file, {piece, static_cast<size_t>(got)})) got = -1;
+    size_t length = 0;
+    while (file >= 0 && (got = TEMP_FAILURE_RETRY(read(STDIN_FILENO, piece, sizeof piece))) > 0) {
+        length += static_cast<size_t>(got);
+        if (length > longest) errno = EFBIG;
+        if (length > longest || !write_all(file, {piece, static_cast<size_t>(got)})) {
+            got = -1;
+            break;
+        }
+    }
     if (file < 0 || got < 0)
         throw Failure(exit_no_script, catalogue_format("cannot read standard input: %s", strerror(errno)));
     return "/proc/self/fd/" + std::to_string(file);
 }
 
+void input_script_check(const std::optional<std::string> &path) {
+    script_file_check(path);
+    struct stat status = {};
+    const bool isFound = path && stat(path->c_str(), &status) == 0;
+    if (isFound && !S_ISREG(status.st_mode))
+        throw Failure(exit_no_script, catalogue_format("cannot read the script %1$s: %2$s", path->c_str(),
+                                                       catalogue_text("not a regular file")));
+}
+
 std::optional<std::string> input_script(const std::optional<std::string> &path) {
     if (path == "-") return standard_input();
-    script_file_check(path);
+    input_script_check(path);
     return path;
 }

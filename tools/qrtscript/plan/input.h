@@ -16,11 +16,13 @@ time_t input_time(const std::string &text);
 // "2026-03-05 09:05:07 +0100"
 std::string input_time_text(time_t when);
 
-// Lines of NAME=value. Empty lines, and lines that begin with "#", are left out.
+// The lines of a regular file, NAME=value each. Empty lines, and lines that begin with "#", are left out.
 std::vector<std::pair<std::string, std::string>> input_environment(const std::string &path);
 std::vector<std::pair<std::string, std::string>> input_environment_lines(const std::string &text,
                                                                          const std::string &shown);
 
+// A script's file has to be a regular one: of a device the library reads nothing.
+void input_script_check(const std::optional<std::string> &path);
 // The path of a script's file, which can be read; that of what standard input gives for "-". None for none.
 std::optional<std::string> input_script(const std::optional<std::string> &path);
 

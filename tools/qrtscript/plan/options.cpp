@@ -114,6 +114,9 @@ static void check(const PlanOptions &options, argp_state *state) {
         argp_error(state, catalogue_text("--all-users and --summary belong together"));
     if (options.container && !options.allUsers) argp_error(state, catalogue_text("--container needs --all-users"));
     if (options.otherScript && options.allUsers) argp_error(state, catalogue_text("--diff needs --user"));
+    int inputs = 0;
+    for (const auto &script : {options.script, options.profileScript, options.otherScript}) inputs += script == "-";
+    if (inputs > 1) argp_error(state, catalogue_text("only one of the scripts can come from standard input"));
     if (options.passwordDescriptor >= 0 && !options.as) argp_error(state, catalogue_text("--password-fd needs --as"));
 }
 

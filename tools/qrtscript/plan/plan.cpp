@@ -11,6 +11,7 @@
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtlogin/password.h"
+#include "tools/qrtlogin/private_memory.h"
 #include "tools/qrtscript/password_input.h"
 #include "tools/qrtscript/plan/difference.h"
 #include "tools/qrtscript/plan/input.h"
@@ -187,6 +188,7 @@ static int show_summary(const PlanOptions &options, const SessionRequest &reques
 }
 
 int plan_run(const PlanOptions &options) {
+    private_memory_begin(); // the sessions' processes inherit it
     check_inputs(options);
     ZKKeepNothing();
     Options forTree;

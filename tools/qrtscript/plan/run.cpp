@@ -17,9 +17,9 @@
 #include "tools/qrtlogin/password_dialog.h"
 #include "tools/qrtlogin/private_memory.h"
 #include "tools/qrtlogin/run.h"
-#include "tools/qrtlogin/script_file.h"
 #include "tools/qrtlogin/waiting_notice.h"
 #include "tools/qrtscript/password_input.h"
+#include "tools/qrtscript/plan/input.h"
 #include "tools/qrtscript/plan/options.h"
 #include "tools/qrtscript/plan/recorder.h"
 #include "tools/qrtscript/plan/running.h"
@@ -190,7 +190,7 @@ static RunResult run_with(const RunOptions &options, const Login &login, Secret 
 int run_main(int argc, char **argv) {
     RunOptions options;
     parse(argc, argv, &options);
-    script_file_check(options.login.loginScript);
+    input_script_check(options.login.loginScript);
     password_input_check(options.login.passwordDescriptor, *options.login.loginScript);
     if (options.login.passwordDescriptor >= 0) password_require_open(options.login.passwordDescriptor);
     OutputRelay relay;

@@ -204,9 +204,10 @@ static void list_users(const SessionRequest &request, const Reader &reader, cons
     answer["users"] = Json::array();
     const uint32_t code = ZKDSScanUsers(
         login.context(), container.c_str(), [](void *caller, const char *name) { add(caller, name); }, nullptr);
-    if (code != ZK_OK)
-        throw failure_of(code, catalogue_format("cannot list the users of %s",
-                                                container.empty() ? request.tree.c_str() : container.c_str()));
+    const std::string attempt =
+        catalogue_format("cannot list the users of %s", container.empty() ? request.tree.c_str() : container.c_str());
+    if (code == ZKE_NO_SUCH_ENTRY) throw Failure(exit_user, attempt + ": " + catalogue_text("no such container"));
+    if (code != ZK_OK) throw failure_of(code, attempt);
     leave();
 }
 
