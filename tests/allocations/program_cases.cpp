@@ -138,5 +138,6 @@ std::vector<Case> program_cases() {
             of("qrtlogin_flood", login_with({"--login-script", flooding_script()})),
             of("qrtlogin_environment", login_with({"--print-environment"})),
             of("map", {MAP_PATH, "H:=SRV1/USERS:home/jdoe, INS S1:=.APPS.acme:bin, DEL H:"}),
-            of("map_list", {MAP_PATH})};
+            of("map_list", {MAP_PATH}),
+            of("plan", {QRTSCRIPT_PLAN_PATH, "plan", "--user", "jdoe.sales.acme"})};
 }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -267,6 +268,82 @@ TEST_F(Plan, EndlessScriptsAreStopped) {
     EXPECT_EQ(of(plan, "include").size(), 100u);
     EXPECT_EQ(of(plan, "mistake")[0]["text"], "memory exhausted");
 }
+
+TEST_F(Plan, WhatIsRecordedHasALimit) {
+    const std::string line = "WRITE \"" + std::string(60000, 'x') + "\"\n";
+    const OrderedJson plan = planOf("WRITE \"begin\"\nA:\n" + line + "GOTO A\n");
+    const std::vector<OrderedJson> stopped = of(plan, "stopped");
+    ASSERT_EQ(stopped.size(), 1u);
+    EXPECT_EQ(stopped[0]["reason"],
+              "the record is larger than 32 MiB: what follows is cut off; if the scripts are not endless, plan shorter "
+              "ones with SCRIPT");
+    EXPECT_EQ(stopped[0]["line"], 3);
+    EXPECT_EQ(plan["mistakes"], 1);
+    EXPECT_GT(of(plan, "print").size(), 400u);
+    EXPECT_LT(of(plan, "print").size(), 600u);
+}
+
+// In a world where the clock runs away, or a file does not answer (hook/slow_world.c).
+class SlowPlan : public Plan {
+  protected:
+    SlowPlan() {
+        std::filesystem::create_symlink(SLOW_WORLD_PATH, site.path("slow_world.so"));
+        environment["ASAN_OPTIONS"] += ":verify_asan_link_order=0";
+    }
+    Outcome planOf(const std::string &script, const char *slow) {
+        userScript(script);
+        const std::string command = "LD_PRELOAD=" + site.path("slow_world.so") + " exec \"$@\"";
+        environment["SLOW_WORLD"] = slow;
+        return process_run({"/bin/sh", "-c", command, "sh", QRTSCRIPT_PATH, "plan", "--user", "jdoe.sales.acme"},
+                           environment);
+    }
+};
+
+TEST_F(SlowPlan, TheClockIsLookedAtInEachLineAndAtEachName) {
+    for (const char *script :
+         {"WRITE \"1\"\nWRITE \"2\"\nWRITE \"3\"\nWRITE \"4\"\nWRITE \"5\"\n", "WRITE \"%OS %OS %OS %OS %OS %OS\"\n"}) {
+        const Outcome outcome = planOf(script, "clock");
+        EXPECT_THAT(outcome.out, testing::HasSubstr("STOPPED   the scripts have run for more than 60 seconds\n"));
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.err, "");
+    }
+}
+
+TEST_F(SlowPlan, AFileThatDoesNotAnswerIsGivenUp) {
+    const Outcome outcome = planOf("DISPLAY " + site.path("stuck") + "\n", "file");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(
+        outcome.err,
+        "qrtscript plan: cannot plan a login of jdoe.sales.acme to tree ACME: a file or a server has not answered "
+        "for three minutes\n");
+}
+
+#ifndef QRT_SANITIZED // whose own tables take terabytes of addresses
+TEST_F(Plan, MemoryThatRunsOutIsToldInASentence) {
+    site.write("many-lines.qrt", std::string(4000000, '\n'));
+    site.write("one-line.qrt", "WRITE \"x\"\n");
+    const auto limited = [&](const std::string &script) {
+        return process_run({"/bin/sh", "-c", "ulimit -v 40000; exec \"$@\"", "sh", QRTSCRIPT_PATH, "plan", "--user",
+                            "jdoe.sales.acme", site.path(script)},
+                           environment);
+    };
+    EXPECT_EQ(limited("one-line.qrt").status, 0);
+    const Outcome outcome = limited("many-lines.qrt");
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err,
+              "qrtscript plan: cannot plan a login of jdoe.sales.acme to tree ACME: memory exhausted: the scripts of a "
+              "plan can have 2 GiB at most\n");
+}
+
+TEST_F(Plan, TheProcessOfTheScriptsHasALimitOfMemory) {
+    EXPECT_THAT(process_run({"/usr/bin/strace", "-f", "-qq", "-e", "trace=setrlimit,prlimit64", QRTSCRIPT_PLAN_PATH,
+                             "plan", "--user", "jdoe.sales.acme"},
+                            environment)
+                    .err,
+                testing::HasSubstr("RLIMIT_AS, {rlim_cur=2097152*1024, rlim_max=2097152*1024}"));
+}
+#endif
 
 TEST_F(Plan, ControlCharactersAreShownHarmlessly) {
     addToTree(

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <seccomp.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <initializer_list>
@@ -48,7 +49,16 @@ static bool refuse_writing(const Filter &filter) {
     return true;
 }
 
+// The library goes on for ever when it finds no memory for the program that the kernel runs.
+static bool load(const Filter &filter) {
+    constexpr unsigned long_enough = 10; // in seconds
+    alarm(long_enough);
+    const bool isLoaded = seccomp_load(filter.get()) == 0;
+    alarm(0);
+    return isLoaded;
+}
+
 bool confine_process() {
     const Filter filter(seccomp_init(SCMP_ACT_ALLOW));
-    return filter != nullptr && refuse_always(filter) && refuse_writing(filter) && seccomp_load(filter.get()) == 0;
+    return filter != nullptr && refuse_always(filter) && refuse_writing(filter) && load(filter);
 }

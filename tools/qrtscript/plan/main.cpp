@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <string>
 
 #include "platform/catalogue.h"
@@ -32,7 +33,13 @@ static int plan_main(int argc, char **argv) {
 }
 
 // argv[1] has become the name that messages begin with.
-int main(int argc, char **argv) try { return plan_main(argc, argv); } catch (const std::exception &problem) {
-    fprintf(stderr, "%s: %s\n", argc > 1 ? argv[1] : "qrtscript", problem.what());
+static int report(int argc, char **argv, const char *problem) {
+    fprintf(stderr, "%s: %s\n", argc > 1 ? argv[1] : "qrtscript", problem);
     return plan_failed;
+}
+
+int main(int argc, char **argv) try { return plan_main(argc, argv); } catch (const std::bad_alloc &) {
+    return report(argc, argv, catalogue_text("memory exhausted"));
+} catch (const std::exception &problem) {
+    return report(argc, argv, problem.what());
 }

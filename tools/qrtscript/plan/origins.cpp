@@ -3,6 +3,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tools/qrtscript/plan/recorder.h"
+
 namespace {
 
 struct Origins {
@@ -23,6 +25,7 @@ void origins_clear() {
 }
 
 void origins_note(Json origin) {
+    recorder_check_time(); // a line may have any number of names
     origins().noted.push_back(std::move(origin));
 }
 

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ctime>
 
 #include "tools/qrtscript/plan/sources.h"
 
 static constexpr size_t most_effects = 200000;
+static constexpr size_t largest_record = size_t{32} << 20; // as JSON, nearly
+static constexpr time_t longest_run = 60;                  // in seconds
 static constexpr size_t shortest_secret = 6;
 
 void (*recorder_notice)(const Json &effect) = nullptr;
@@ -15,6 +18,8 @@ namespace {
 struct Record {
     Recording mode = Recording::off;
     void (*ended)() = nullptr;
+    time_t began = 0;
+    size_t size = 0;
     Json effects = Json::array();
     Secrets secrets, secretsHere; // as in the record
 };
@@ -26,6 +31,12 @@ static Record &record() {
     return theRecord;
 }
 
+static time_t seconds_now() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
+
 Recording recorder_mode() {
     return record().mode;
 }
@@ -34,6 +45,7 @@ void recorder_start(Recording mode, void (*ended)()) {
     record() = {};
     record().mode = mode;
     record().ended = ended;
+    record().began = seconds_now();
 }
 
 void recorder_turn_off() {
@@ -87,6 +99,16 @@ static void scrub_here(Json *effect) {
     if (effect->value("kind", "") == "set") (*effect)["name"] = name;
 }
 
+static size_t size_of(const Json &value) {
+    constexpr size_t other = 8; // numbers, signs
+    size_t size = value.is_string() ? value.get_ref<const std::string &>().size() + other : other;
+    if (value.is_array())
+        for (const Json &inner : value) size += size_of(inner);
+    if (value.is_object())
+        for (const auto &[member, inner] : value.items()) size += member.size() + size_of(inner);
+    return size;
+}
+
 void recorder_add(const char *kind, Json effect) {
     if (!recorder_is_on()) return;
     Json whole = {{"kind", kind}};
@@ -102,8 +124,16 @@ void recorder_add(const char *kind, Json effect) {
         if (recorder_notice != nullptr) recorder_notice(whole);
         return;
     }
+    record().size += size_of(whole);
+    if (record().size > largest_record)
+        recorder_stop(
+            "the record is larger than 32 MiB: what follows is cut off; if the scripts are not endless, plan shorter "
+            "ones with SCRIPT");
     record().effects.push_back(std::move(whole));
-    if (record().effects.size() == most_effects) recorder_stop("more than 200000 effects");
+    if (record().effects.size() == most_effects)
+        recorder_stop(
+            "more than 200000 effects: what follows is cut off; if the scripts are not endless, plan shorter ones with "
+            "SCRIPT");
 }
 
 void recorder_mistake(const std::string &text, bool isReported) {
@@ -142,6 +172,11 @@ void recorder_stop(const std::string &reason) {
         record().effects.back()["line"] = place.line;
     }
     record().ended();
+}
+
+void recorder_check_time() {
+    if (recorder_plans() && seconds_now() - record().began > longest_run)
+        recorder_stop("the scripts have run for more than 60 seconds");
 }
 
 Json recorder_result() {

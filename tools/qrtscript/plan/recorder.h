@@ -60,6 +60,8 @@ void recorder_scrub(const Secrets &secrets, Json *record);
 
 // Ends the session here: it would go on for too long.
 void recorder_stop(const std::string &reason);
+// Does that when it has. For whatever may take its time.
+void recorder_check_time();
 
 // The whole record: {"sources": [...], "effects": [...]}, with what is hidden replaced.
 Json recorder_result();

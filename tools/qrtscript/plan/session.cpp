@@ -1,19 +1,23 @@
 #include "tools/qrtscript/plan/session.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <functional>
+#include <new>
 
 #include "base/clock.h"
 #include "base/output.h"
 #include "platform/catalogue.h"
+#include "platform/common/opened.h"
 #include "platform/common/write_all.h"
 #include "qrtscript.h"
 #include "script/syntax_error.h"
@@ -26,11 +30,13 @@
 
 static constexpr rlim_t cpu_seconds = 120;
 static constexpr size_t longest_record = size_t{512} << 20;
+// The scripts are stopped earlier, unless a file or a server does not answer.
+static constexpr time_t longest_wait = 180; // in seconds
 
 // ---- in the session's process ----
 
 static int result_pipe = -1;
-static Json answer = Json::object();
+static Json answer; // an object; nothing that needs memory before main()
 
 [[noreturn]] static void leave() {
     const bool isWritten = write_all(result_pipe, answer.dump(-1, ' ', false, Json::error_handler_t::replace));
@@ -51,16 +57,28 @@ static void leave_early() {
     leave_with_record();
 }
 
+static void limit(__rlimit_resource resource, rlim_t most) {
+    rlimit now = {};
+    if (getrlimit(resource, &now) == 0) most = std::min(most, now.rlim_max);
+    const rlimit both = {most, most};
+    setrlimit(resource, &both);
+}
+
+// Nothing that a plan needs is left to be told with.
+[[noreturn]] static void leave_without_memory() {
+    _exit(exit_system);
+}
+
 static void limit_process() {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const rlimit cpu = {cpu_seconds, cpu_seconds}, none = {0, 0};
-    setrlimit(RLIMIT_CPU, &cpu);
-    setrlimit(RLIMIT_CORE, &none);
+    limit(RLIMIT_CPU, cpu_seconds);
+    limit(RLIMIT_CORE, 0);
 #ifndef QRT_SANITIZED // whose own tables take terabytes of addresses
     // A script that doubles a variable in a loop ends the plan, not the machine.
-    const rlimit memory = {rlim_t{2} << 30, rlim_t{2} << 30};
-    setrlimit(RLIMIT_AS, &memory);
+    constexpr rlim_t two_gigabytes = rlim_t{2} << 30;
+    limit(RLIMIT_AS, two_gigabytes);
 #endif
+    std::set_new_handler([] { leave_without_memory(); });
     signal(SIGPIPE, SIG_IGN);
 }
 
@@ -240,6 +258,8 @@ static void run_session(const SessionRequest &request, const Reader &reader) {
     ZKKeepNothing();
     try {
         body();
+    } catch (const std::bad_alloc &) {
+        leave_without_memory();
     } catch (const Failure &failure) {
         answer = {{"error", record_text(failure.what())}, {"status", failure.status()}};
     } catch (const std::exception &problem) {
@@ -250,10 +270,26 @@ static void run_session(const SessionRequest &request, const Reader &reader) {
 
 // ---- in the calling process ----
 
-static std::string read_all(int pipe) {
+static time_t seconds_now() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
+
+// False when there is nothing to read for so many seconds; -1: waits as long as it takes.
+static bool awaits(int pipe, time_t seconds) {
+    pollfd file = {pipe, POLLIN, 0};
+    const int wait = seconds < 0 ? -1 : static_cast<int>(seconds * 1000);
+    return TEMP_FAILURE_RETRY(poll(&file, 1, wait)) != 0;
+}
+
+// None when it does not come to its end in time.
+static std::optional<std::string> read_all(int pipe, time_t longest) {
+    const time_t end = seconds_now() + longest;
     std::string text;
     char piece[65536];
     while (text.size() < longest_record) {
+        if (!awaits(pipe, longest < 0 ? -1 : std::max(end - seconds_now(), time_t{0}))) return std::nullopt;
         const ssize_t got = TEMP_FAILURE_RETRY(read(pipe, piece, sizeof piece));
         if (got <= 0) break;
         text.append(piece, static_cast<size_t>(got));
@@ -262,31 +298,46 @@ static std::string read_all(int pipe) {
 }
 
 static std::string end_of(int status) {
+    // The alarm is that of confine_process.
     if (WIFSIGNALED(status) && (WTERMSIG(status) == SIGXCPU || WTERMSIG(status) == SIGKILL))
         return catalogue_text("the scripts have used more than two minutes of processor time");
+    const bool isWithoutMemory = WIFSIGNALED(status) ? WTERMSIG(status) == SIGALRM : WEXITSTATUS(status) == exit_system;
+    if (isWithoutMemory) return catalogue_text("memory exhausted: the scripts of a plan can have 2 GiB at most");
     if (WIFSIGNALED(status)) return catalogue_format("its process was ended by signal %d", WTERMSIG(status));
     return catalogue_text("its process ended before its time");
 }
 
-// The answer of a process of its own. `attempt`: for the error when there is none.
-static Json in_own_process(const std::function<void()> &body, const std::string &attempt) {
-    int ends[2];
+// Ends a process that may not even be ended, in a call to a share that does not answer.
+[[noreturn]] static void give_up(pid_t child, const std::string &attempt) {
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, WNOHANG);
+    throw Failure(exit_system,
+                  attempt + ": " + catalogue_text("a file or a server has not answered for three minutes"));
+}
+
+static pid_t started(const std::function<void()> &body, int (&ends)[2]) {
     fflush(stdout);
     fflush(stderr);
     if (pipe2(ends, O_CLOEXEC) != 0) throw Failure(exit_system, strerror(errno));
     const pid_t child = fork();
     if (child < 0) throw Failure(exit_system, strerror(errno));
-    if (child == 0) {
-        close(ends[0]);
-        result_pipe = ends[1];
-        session_main(body);
-    }
-    close(ends[1]);
-    const std::string text = read_all(ends[0]);
+    if (child != 0) return child;
     close(ends[0]);
+    result_pipe = ends[1];
+    session_main(body);
+}
+
+// The answer of a process of its own. `attempt`: for the error when there is none in `longest` seconds, or at all.
+static Json in_own_process(const std::function<void()> &body, const std::string &attempt, time_t longest) {
+    int ends[2];
+    const pid_t child = started(body, ends);
+    close(ends[1]);
+    const Opened answers(ends[0]);
+    const std::optional<std::string> text = read_all(answers.number(), longest);
+    if (!text) give_up(child, attempt);
     int status = 0;
     TEMP_FAILURE_RETRY(waitpid(child, &status, 0));
-    Json result = Json::parse(text, nullptr, false);
+    Json result = Json::parse(*text, nullptr, false);
     if (result.is_discarded() || !result.is_object()) throw Failure(exit_system, attempt + ": " + end_of(status));
     if (result.contains("error")) throw Failure(result.value("status", exit_system), result.value("error", ""));
     return result;
@@ -295,7 +346,8 @@ static Json in_own_process(const std::function<void()> &body, const std::string 
 Json session_plan(const SessionRequest &request, const Reader &reader, Secrets *secrets) {
     Json plan = in_own_process(
         [&] { run_session(request, reader); },
-        catalogue_format("cannot plan a login of %1$s to tree %2$s", request.user.c_str(), request.tree.c_str()));
+        catalogue_format("cannot plan a login of %1$s to tree %2$s", request.user.c_str(), request.tree.c_str()),
+        longest_wait);
     for (const Json &secret : plan["secrets"]) secrets->insert(secret.get<std::string>());
     plan.erase("secrets");
     return plan;
@@ -304,6 +356,6 @@ Json session_plan(const SessionRequest &request, const Reader &reader, Secrets *
 std::vector<std::string> session_users(const SessionRequest &request, const Reader &reader,
                                        const std::string &container) {
     const Json result = in_own_process([&] { list_users(request, reader, container); },
-                                       catalogue_format("cannot list the users of %s", request.tree.c_str()));
+                                       catalogue_format("cannot list the users of %s", request.tree.c_str()), -1);
     return result["users"].get<std::vector<std::string>>();
 }

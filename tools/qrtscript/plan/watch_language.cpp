@@ -1,6 +1,5 @@
 // What the parser does, seen from its calls: lines, conditions, operands, jumps, mistakes. Nothing is changed.
 #include <algorithm>
-#include <ctime>
 
 #include "qrtscript.h"
 #include "script/conditions.h"
@@ -11,13 +10,11 @@
 // What a script may do before it counts as endless.
 static constexpr int most_lines = 100000;
 static constexpr int most_jumps = 1000;
-static constexpr int longest_run = 60; // in seconds
 
 namespace {
 
 struct Steps {
     int lines = 0, jumps = 0;
-    time_t began = 0;
     Json tests = Json::array(); // of the condition that is being read
 };
 
@@ -28,18 +25,10 @@ static Steps &steps() {
     return theSteps;
 }
 
-static time_t seconds_now() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec;
-}
-
 static void count_line() {
-    if (steps().lines == 0) steps().began = seconds_now();
     if (++steps().lines == most_lines)
         recorder_stop("more than 100000 lines have been run: the scripts may be endless");
-    if (steps().lines % 256 == 0 && seconds_now() - steps().began > longest_run)
-        recorder_stop("the scripts have run for more than 60 seconds");
+    recorder_check_time();
 }
 
 static void start_line() {
@@ -60,7 +49,8 @@ int wrap_tokenizer_next() {
 static void hide_secrets_of(std::string_view text) {
     for (size_t start = 0; start < text.size();) {
         const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
-        for (const std::string &secret : record_secrets(text.substr(start, end - start))) recorder_hide(secret);
+        if (end > start)
+            for (const std::string &secret : record_secrets(text.substr(start, end - start))) recorder_hide(secret);
         start = end + 1;
     }
 }
