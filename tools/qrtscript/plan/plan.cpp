@@ -5,8 +5,10 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <new>
 
 #include "platform/catalogue.h"
+#include "platform/common/write_all.h"
 #include "platform/treelogin.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
@@ -187,6 +189,15 @@ static int show_summary(const PlanOptions &options, const SessionRequest &reques
     return summary.failures() > 0 ? plan_failed : status_of(summary.mistakes());
 }
 
+// The destructor of a JSON value needs memory, too: without any it would end the program with a signal.
+static void end_without_memory() {
+    static const std::string text = "qrtscript plan: " + std::string(catalogue_text("memory exhausted")) + "\n";
+    std::set_new_handler([] {
+        write_all(STDERR_FILENO, text);
+        _exit(plan_failed);
+    });
+}
+
 int plan_run(const PlanOptions &options) {
     private_memory_begin(); // the sessions' processes inherit it
     check_inputs(options);
@@ -198,6 +209,7 @@ int plan_run(const PlanOptions &options) {
     const std::optional<std::string> other = input_script(options.otherScript);
     const SessionRequest request = request_of(options, login.tree());
     const Reader reader = reader_of(options, login);
+    end_without_memory();
     if (options.allUsers) return show_summary(options, request, reader);
     if (other) return show_difference(options, *other, request, reader);
     return show_plan(options, request, reader);
