@@ -1,26 +1,21 @@
 #include "tools/qrtscript/plan/options.h"
 
 #include <argp.h>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
+#include "tools/qrtscript/plan/login_options.h"
 
 namespace {
 
 enum Key : int {
     key_user = 'u',
-    key_tree = 't',
-    key_context = 'c',
-    key_server = 's',
     key_as = 0x100,
     key_password_descriptor,
     key_as_of,
     key_environment,
-    key_variable,
     key_profile_script,
     key_difference,
     key_all_users,
@@ -47,10 +42,6 @@ static const char *const after_options = catalogue_mark(
 
 static const argp_option option_table[] = {
     {"user", key_user, catalogue_mark("USER"), 0, catalogue_mark("Plan the login of USER, named as to qrtlogin"), 0},
-    {"tree", key_tree, catalogue_mark("TREE"), 0,
-     catalogue_mark("The directory tree (default: the configured default tree)"), 0},
-    {"context", key_context, catalogue_mark("CONTEXT"), 0, catalogue_mark("Look up the user name in CONTEXT"), 0},
-    {"server", key_server, catalogue_mark("SERVER"), 0, catalogue_mark("Use SERVER as the primary file server"), 0},
     {"as", key_as, catalogue_mark("ADMIN"), 0, catalogue_mark("Read the directory as ADMIN (default: without a login)"),
      0},
     {"password-fd", key_password_descriptor, catalogue_mark("N"), 0,
@@ -60,8 +51,6 @@ static const argp_option option_table[] = {
     {"env", key_environment, catalogue_mark("FILE"), 0,
      catalogue_mark("Begin with the environment of FILE, lines of NAME=value (default: a bare one, which is shown)"),
      1},
-    {"var", key_variable, catalogue_mark("N=TEXT"), 0,
-     catalogue_mark("Set script variable %N to TEXT, with N from 2 to 5; may be repeated"), 1},
     {"profile-script", key_profile_script, catalogue_mark("FILE"), 0,
      catalogue_mark("Plan the local FILE instead of the profile script"), 1},
     {"diff", key_difference, catalogue_mark("OTHERSCRIPT"), 0,
@@ -73,25 +62,6 @@ static const argp_option option_table[] = {
      catalogue_mark("With --all-users: only the users in CONTAINER and below"), 2},
     {"format", key_format, catalogue_mark("FORMAT"), 0, catalogue_mark("text (default) or json"), 2},
     {nullptr, 0, nullptr, 0, nullptr, 0}};
-
-static void set_variable(const char *text, PlanOptions *options, argp_state *state) {
-    const int index = text[0] - '0' - options_first_variable;
-    if (text[0] == '\0' || text[1] != '=' || index < 0 || index >= options_variables)
-        argp_error(state, catalogue_text("--var takes N=TEXT with N from 2 to 5, not \"%s\""),
-                   terminal_text(text).c_str());
-    else
-        options->variables[static_cast<size_t>(index)] = text + 2;
-}
-
-static void set_descriptor(const char *text, PlanOptions *options, argp_state *state) {
-    char *end = nullptr;
-    errno = 0;
-    const long number = strtol(text, &end, 10);
-    if (*text == '\0' || *end != '\0' || errno != 0 || number < 0 || number > INT_MAX)
-        argp_error(state, catalogue_text("--%1$s takes a number from %2$d to %3$d, not \"%4$s\""), "password-fd", 0,
-                   INT_MAX, terminal_text(text).c_str());
-    options->passwordDescriptor = static_cast<int>(number);
-}
 
 static void set_format(const char *text, PlanOptions *options, argp_state *state) {
     options->json = strcmp(text, "json") == 0;
@@ -105,6 +75,15 @@ static void set_script(const char *text, PlanOptions *options, argp_state *state
                    terminal_text(text).c_str());
     options->script = text;
 }
+
+namespace {
+
+struct Parsing {
+    PlanOptions *options;
+    LoginTarget target;
+};
+
+} // namespace
 
 static void check(const PlanOptions &options, argp_state *state) {
     if (options.allUsers && options.user) argp_error(state, catalogue_text("--all-users takes no --user"));
@@ -121,34 +100,26 @@ static void check(const PlanOptions &options, argp_state *state) {
 }
 
 static error_t parse_one(int key, char *text, argp_state *state) {
-    PlanOptions *options = static_cast<PlanOptions *>(state->input);
+    auto *parsing = static_cast<Parsing *>(state->input);
+    PlanOptions *options = parsing->options;
     switch (key) {
+        case ARGP_KEY_INIT:
+            state->child_inputs[0] = &parsing->target;
+            break;
         case key_user:
             options->user = text;
-            break;
-        case key_tree:
-            options->tree = text;
-            break;
-        case key_context:
-            options->context = text;
-            break;
-        case key_server:
-            options->server = text;
             break;
         case key_as:
             options->as = text;
             break;
         case key_password_descriptor:
-            set_descriptor(text, options, state);
+            options->passwordDescriptor = login_options_number(text, "password-fd", state);
             break;
         case key_as_of:
             options->asOf = text;
             break;
         case key_environment:
             options->environmentFile = text;
-            break;
-        case key_variable:
-            set_variable(text, options, state);
             break;
         case key_profile_script:
             options->profileScript = text;
@@ -186,6 +157,7 @@ void plan_options_parse(int argc, char **argv, PlanOptions *options) {
     textdomain(catalogue_domain);
     const char *operands = catalogue_mark("--user USER [SCRIPT]\n--all-users --summary [SCRIPT]");
     const std::string texts = std::string(catalogue_text(before_options)) + '\v' + catalogue_text(after_options);
-    argp parser = {option_table, parse_one, operands, texts.c_str(), nullptr, nullptr, catalogue_domain};
-    if (argp_parse(&parser, argc, argv, 0, nullptr, options) != 0) throw std::bad_alloc();
+    const argp parser = {option_table, parse_one, operands, texts.c_str(), login_options, nullptr, catalogue_domain};
+    Parsing parsing = {options, {&options->tree, &options->context, &options->server, &options->variables}};
+    if (argp_parse(&parser, argc, argv, 0, nullptr, &parsing) != 0) throw std::bad_alloc();
 }

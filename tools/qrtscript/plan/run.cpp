@@ -3,7 +3,6 @@
 #include <argp.h>
 #include <unistd.h>
 
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -20,6 +19,7 @@
 #include "tools/qrtlogin/waiting_notice.h"
 #include "tools/qrtscript/password_input.h"
 #include "tools/qrtscript/plan/input.h"
+#include "tools/qrtscript/plan/login_options.h"
 #include "tools/qrtscript/plan/options.h"
 #include "tools/qrtscript/plan/recorder.h"
 #include "tools/qrtscript/plan/running.h"
@@ -31,19 +31,11 @@ namespace {
 
 struct RunOptions {
     Options login;
+    LoginTarget target = {&login.tree, &login.context, &login.server, &login.variables};
     bool trace = false;
 };
 
-enum Key : int {
-    key_user = 'u',
-    key_tree = 't',
-    key_context = 'c',
-    key_server = 's',
-    key_password_descriptor = 0x100,
-    key_variable,
-    key_time_limit,
-    key_trace
-};
+enum Key : int { key_user = 'u', key_password_descriptor = 0x100, key_time_limit, key_trace };
 
 } // namespace
 
@@ -63,61 +55,27 @@ static const char *const after_options = catalogue_mark(
 
 static const argp_option option_table[] = {
     {"user", key_user, catalogue_mark("USER"), 0, catalogue_mark("Log in as USER"), 0},
-    {"tree", key_tree, catalogue_mark("TREE"), 0,
-     catalogue_mark("The directory tree (default: the configured default tree)"), 0},
-    {"context", key_context, catalogue_mark("CONTEXT"), 0, catalogue_mark("Look up the user name in CONTEXT"), 0},
-    {"server", key_server, catalogue_mark("SERVER"), 0, catalogue_mark("Use SERVER as the primary file server"), 0},
     {"password-fd", key_password_descriptor, catalogue_mark("N"), 0,
      catalogue_mark("Read the password from file descriptor N (first line only)"), 0},
-    {"var", key_variable, catalogue_mark("N=TEXT"), 0,
-     catalogue_mark("Set script variable %N to TEXT, with N from 2 to 5; may be repeated"), 1},
     {"time-limit", key_time_limit, catalogue_mark("SECONDS"), 0,
      catalogue_mark("End the script and its programs after SECONDS (default: no limit on a terminal, else 300)"), 1},
     {"trace", key_trace, nullptr, 0, catalogue_mark("Show each statement's effect beside its line"), 1},
     {nullptr, 0, nullptr, 0, nullptr, 0}};
 
-static int number_of(const char *text, const char *option, argp_state *state) {
-    char *end = nullptr;
-    errno = 0;
-    const long number = strtol(text, &end, 10);
-    if (*text == '\0' || *end != '\0' || errno != 0 || number < 0 || number > INT_MAX)
-        argp_error(state, catalogue_text("--%1$s takes a number from %2$d to %3$d, not \"%4$s\""), option, 0, INT_MAX,
-                   terminal_text(text).c_str());
-    return static_cast<int>(number);
-}
-
-static void set_variable(const char *text, Options *options, argp_state *state) {
-    const int index = text[0] - '0' - options_first_variable;
-    if (text[0] == '\0' || text[1] != '=' || index < 0 || index >= options_variables)
-        argp_error(state, catalogue_text("--var takes N=TEXT with N from 2 to 5, not \"%s\""),
-                   terminal_text(text).c_str());
-    else
-        options->variables[static_cast<size_t>(index)] = text + 2;
-}
-
 static error_t parse_one(int key, char *text, argp_state *state) {
     auto *options = static_cast<RunOptions *>(state->input);
     switch (key) {
+        case ARGP_KEY_INIT:
+            state->child_inputs[0] = &options->target;
+            break;
         case key_user:
             options->login.user = text;
             break;
-        case key_tree:
-            options->login.tree = text;
-            break;
-        case key_context:
-            options->login.context = text;
-            break;
-        case key_server:
-            options->login.server = text;
-            break;
         case key_password_descriptor:
-            options->login.passwordDescriptor = number_of(text, "password-fd", state);
-            break;
-        case key_variable:
-            set_variable(text, &options->login, state);
+            options->login.passwordDescriptor = login_options_number(text, "password-fd", state);
             break;
         case key_time_limit:
-            options->login.timeLimit = number_of(text, "time-limit", state);
+            options->login.timeLimit = login_options_number(text, "time-limit", state);
             break;
         case key_trace:
             options->trace = true;
@@ -143,8 +101,9 @@ static void parse(int argc, char **argv, RunOptions *options) {
     argp_err_exit_status = plan_failed;
     textdomain(catalogue_domain);
     const std::string texts = std::string(catalogue_text(before_options)) + '\v' + catalogue_text(after_options);
-    argp parser = {option_table, parse_one,       catalogue_mark("--user USER FILE"), texts.c_str(), nullptr,
-                   nullptr,      catalogue_domain};
+    const argp parser = {option_table,    parse_one,     catalogue_mark("--user USER FILE"),
+                         texts.c_str(),   login_options, nullptr,
+                         catalogue_domain};
     if (argp_parse(&parser, argc, argv, 0, nullptr, options) != 0) throw std::bad_alloc();
 }
 
