@@ -39,17 +39,33 @@ std::string mutated(const std::vector<std::string> &texts, std::mt19937 *random)
     return text;
 }
 
+// A line with a secret at one of its lines' starts.
+std::string with_secret(std::string text, std::mt19937 *random) {
+    static const char *const lines[] = {"SET DB_PASSWORD=\"swordfish\"\n",
+                                        "TREE LAB/jdoe;swordfish\n",
+                                        "IF \"a\" = \"b\" THEN SET PIN=swordfish\n",
+                                        "IF \"a\" = \"b\" THEN TRE LAB/j;swordfish\n",
+                                        "ATACH SRV1/jdoe;swordfish\n",
+                                        "#sync --token=swordfish\n"};
+    std::vector<size_t> starts = {0};
+    for (size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1)) starts.push_back(at + 1);
+    const std::string line = lines[(*random)() % std::size(lines)];
+    return text.insert(starts[(*random)() % starts.size()], line);
+}
+
 class PlanProperty : public Site {};
 
 } // namespace
 
-TEST_F(PlanProperty, EveryTextHasAPlanWithPlacesInIt) {
+TEST_F(PlanProperty, EveryTextHasAPlanWithPlacesInItAndNoSecret) {
     environment["ZKCLIENT_CONF"] = SOURCE_DIR "/examples/acme/client.toml";
     const std::vector<std::string> texts = samples();
     ASSERT_GT(texts.size(), 100u);
     std::mt19937 random(20260305); // the same scripts in each run
-    for (int i = 0; i < 150; i++) {
-        const std::string text = mutated(texts, &random);
+    const char *wanted = getenv("QRT_PROPERTY_SCRIPTS");
+    const int count = wanted != nullptr ? atoi(wanted) : 150;
+    for (int i = 0; i < count; i++) {
+        const std::string text = with_secret(mutated(texts, &random), &random);
         site.write("script.qrt", text);
         const Outcome outcome = process_run(
             {QRTSCRIPT_PATH, "plan", "--format", "json", "--user", "jdoe.sales.acme", site.path("script.qrt")},
@@ -58,6 +74,7 @@ TEST_F(PlanProperty, EveryTextHasAPlanWithPlacesInIt) {
         const OrderedJson plan = OrderedJson::parse(outcome.out, nullptr, false);
         ASSERT_TRUE(plan.is_object()) << text;
         EXPECT_EQ(outcome.status == 0, plan["mistakes"] == 0);
+        EXPECT_EQ(outcome.out.find("swordfish"), std::string::npos) << text << "\n" << outcome.out;
         const auto lines = std::count(text.begin(), text.end(), '\n') + 1;
         for (const OrderedJson &effect : plan["effects"]) {
             if (!effect.contains("source")) continue;
