@@ -2,6 +2,8 @@
 #ifndef PLATFORM_CLIENT_CORE_DESCRIPTOR_H
 #define PLATFORM_CLIENT_CORE_DESCRIPTOR_H
 
+#include <atomic>
+#include <cstddef>
 #include <string>
 
 struct Descriptor {
@@ -15,7 +17,8 @@ struct Descriptor {
     int release(); // the caller closes it
 };
 
-// Fills `text` from the file's position and cuts it where the file ends. False with errno when a read fails.
-bool descriptor_read(const Descriptor &file, std::string *text);
+// Fills `text` from the file's position and cuts it where the file ends. False with errno when a read fails. `parts`,
+// where it is wanted, counts what has been read.
+bool descriptor_read(const Descriptor &file, std::string *text, std::atomic<size_t> *parts = nullptr);
 
 #endif

@@ -1,13 +1,11 @@
 #include "platform/client/ldif/reader.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -24,24 +22,18 @@ static constexpr size_t line_limit = size_t{24} * 1024 * 1024; // a value of the
 static constexpr size_t include_depth_limit = 8;
 static constexpr size_t include_limit = 1000; // files that include several grow as a power
 
-// The whole of a regular file. Throws DataError with a sentence without a place.
-static std::string read_whole(const std::string &path, size_t limit) {
+// The whole of a regular file. Throws FileTrouble without a path.
+static std::string read_whole(const std::string &path, size_t limit, FileSteps *steps) {
     // Without O_NONBLOCK a named pipe in the place of the file would hold the program.
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
-    if (file.number < 0) throw DataError(catalogue_format("cannot open the file: %s", strerror(errno)));
-    struct stat status;
-    if (fstat(file.number, &status) != 0 || !S_ISREG(status.st_mode))
-        throw DataError(catalogue_text("not a regular file"));
-    if (static_cast<size_t>(status.st_size) > limit) throw DataError(catalogue_text("the file is too large"));
-    std::string text(static_cast<size_t>(status.st_size), '\0');
-    if (!descriptor_read(file, &text)) throw DataError(catalogue_format("cannot read the file: %s", strerror(errno)));
-    return text;
+    if (file.number < 0) throw FileTrouble{FileTrouble::Kind::unopened, "", errno};
+    return file_read(file, limit, "", steps);
 }
 
-// The path without symbolic links. Throws DataError when there is no such file.
+// The path without symbolic links. Throws FileTrouble when there is no such file.
 static std::string real_path(const std::string &path) {
-    std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), &free);
-    if (real == nullptr) throw DataError(catalogue_format("cannot open %1$s: %2$s", path.c_str(), strerror(errno)));
+    const std::unique_ptr<char, decltype(&free)> real(realpath(path.c_str(), nullptr), &free);
+    if (real == nullptr) throw FileTrouble{FileTrouble::Kind::unopened, path, errno};
     return real.get();
 }
 
@@ -101,17 +93,21 @@ static bool decode_percent(std::string_view text, std::string *out) {
     return true;
 }
 
-LdifReader::LdifReader(const std::string &path, const std::string &shown) {
+LdifReader::LdifReader(const std::string &path, const std::string &shown, double timeLimit) : access_(timeLimit) {
+    using File = std::pair<std::string, std::string>; // its path without symbolic links, its text
     try {
-        std::string real = real_path(path);
-        folder_ = real.substr(0, real.rfind('/') + 1);
-        open(read_whole(real, file_limit), shown, real);
-    } catch (const DataError &error) {
-        throw DataError(shown + ": " + error.what());
+        File file = access_.run<File>("", [path](FileSteps *steps) {
+            const std::string real = real_path(path);
+            return File(real, read_whole(real, file_limit, steps));
+        });
+        folder_ = file.first.substr(0, file.first.rfind('/') + 1);
+        open(std::move(file.second), shown, file.first);
+    } catch (const FileTrouble &trouble) {
+        throw DataError(shown + ": " + file_trouble_text(trouble));
     }
 }
 
-LdifReader::LdifReader(LdifText text, const std::string &shown) {
+LdifReader::LdifReader(LdifText text, const std::string &shown) : access_(0) {
     open(std::move(text.text), shown);
 }
 
@@ -181,8 +177,19 @@ bool LdifReader::logicalLine(LdifRecord *record, Line *line) {
     return false;
 }
 
+// The two within the time limit.
+std::string LdifReader::realPath(const std::string &path) {
+    return access_.run<std::string>(
+        path, [path](FileSteps *) { return real_path(path); });
+}
+
+std::string LdifReader::readWhole(const std::string &path, size_t limit) {
+    return access_.run<std::string>(
+        "", [path, limit](FileSteps *steps) { return read_whole(path, limit, steps); });
+}
+
 // The file that a URL names, without symbolic links, and certain to be below the folder.
-std::string LdifReader::fileOfUrl(std::string_view url, unsigned number) const {
+std::string LdifReader::fileOfUrl(std::string_view url, unsigned number) {
     if (!equal_nocase(url.substr(0, 5), "file:")) refuse(number, catalogue_text("only file: URLs are supported"));
     url.remove_prefix(5);
     if (url.substr(0, 2) == "//") {
@@ -195,9 +202,9 @@ std::string LdifReader::fileOfUrl(std::string_view url, unsigned number) const {
         refuse(number, catalogue_format("%s is not below the directory of the LDIF file", name.c_str()));
     std::string real;
     try {
-        real = real_path(name.front() == '/' ? name : folder_ + name);
-    } catch (const DataError &error) {
-        refuse(number, error.what());
+        real = realPath(name.front() == '/' ? name : folder_ + name);
+    } catch (const FileTrouble &trouble) {
+        refuse(number, file_trouble_text(trouble));
     }
     if (real.compare(0, folder_.size(), folder_) != 0)
         refuse(number, catalogue_format("%s is outside the directory of the LDIF file", name.c_str()));
@@ -205,7 +212,7 @@ std::string LdifReader::fileOfUrl(std::string_view url, unsigned number) const {
 }
 
 // `text` is what follows the first ":" of a line.
-void LdifReader::parseValue(std::string_view text, LdifRecord *record, LdifAttribute *attribute) const {
+void LdifReader::parseValue(std::string_view text, LdifRecord *record, LdifAttribute *attribute) {
     const unsigned number = attribute->line;
     if (!text.empty() && text.front() == ':') {
         std::string bytes;
@@ -218,16 +225,16 @@ void LdifReader::parseValue(std::string_view text, LdifRecord *record, LdifAttri
         attribute->file = record->made.emplace_back(path);
         record->ofOtherFiles = true;
         try {
-            attribute->value = record->made.emplace_back(read_whole(path, value_file_limit));
-        } catch (const DataError &error) {
-            refuse(number, path + ": " + error.what());
+            attribute->value = record->made.emplace_back(readWhole(path, value_file_limit));
+        } catch (const FileTrouble &trouble) {
+            refuse(number, path + ": " + file_trouble_text(trouble));
         }
     } else {
         attribute->value = skip_blanks(text);
     }
 }
 
-LdifAttribute LdifReader::parseLine(const Line &line, LdifRecord *record) const {
+LdifAttribute LdifReader::parseLine(const Line &line, LdifRecord *record) {
     const size_t colon = line.text.find(':');
     if (colon == std::string_view::npos) refuse(line.number, catalogue_text("the line has no \":\""));
     LdifAttribute attribute = {line.text.substr(0, colon), "", line.number};
@@ -301,9 +308,9 @@ void LdifReader::include(const LdifAttribute &line) {
     if (++included_ > include_limit) refuse(line.line, catalogue_text("too many include files"));
     const std::string path(line.value);
     try {
-        open(read_whole(path, file_limit), path.substr(folder_.size()), path);
-    } catch (const DataError &error) {
-        refuse(line.line, error.what());
+        open(readWhole(path, file_limit), path.substr(folder_.size()), path);
+    } catch (const FileTrouble &trouble) {
+        refuse(line.line, file_trouble_text(trouble));
     }
 }
 

@@ -15,6 +15,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/client/core/file_access.h"
+
 struct LdifAttribute {
     std::string_view name;
     std::string_view value;
@@ -51,8 +53,9 @@ struct LdifText {
 
 class LdifReader {
   public:
-    // Opens the file; messages call it `shown`. Throws DataError when it cannot be read.
-    LdifReader(const std::string &path, const std::string &shown);
+    // Opens the file; messages call it `shown`. This one and those that it names are given up after `timeLimit`, in
+    // seconds as FileAccess has it. Throws DataError when it cannot be read.
+    LdifReader(const std::string &path, const std::string &shown, double timeLimit = 0);
     // Reads the text, which cannot name files.
     LdifReader(LdifText text, const std::string &shown);
 
@@ -94,14 +97,17 @@ class LdifReader {
     bool nextIsFolded() const;
     void unfold(bool comment, LdifRecord *record, std::string_view *line);
     bool logicalLine(LdifRecord *record, Line *line);
-    LdifAttribute parseLine(const Line &line, LdifRecord *record) const;
-    void parseValue(std::string_view text, LdifRecord *record, LdifAttribute *attribute) const;
-    std::string fileOfUrl(std::string_view url, unsigned number) const;
+    LdifAttribute parseLine(const Line &line, LdifRecord *record);
+    void parseValue(std::string_view text, LdifRecord *record, LdifAttribute *attribute);
+    std::string fileOfUrl(std::string_view url, unsigned number);
+    std::string realPath(const std::string &path);
+    std::string readWhole(const std::string &path, size_t limit);
     void readAttributes(LdifRecord *record);
     void readRecord(const LdifAttribute &first, size_t at, LdifRecord *record);
     void include(const LdifAttribute &line);
     [[noreturn]] void refuse(unsigned number, const std::string &why) const;
 
+    FileAccess access_;
     std::string folder_; // of the first file, without symbolic links; empty for a text
     std::deque<Source> sources_;
     std::vector<Position> open_; // each included by the one before it

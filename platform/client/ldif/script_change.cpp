@@ -39,7 +39,7 @@ struct FileUse {
 class Locator {
   public:
     Locator(const LdifFile &file, const Name &name)
-        : reader_(file.path, file.shown), base_(file.base), key_(name_key(name)), name_(name) {}
+        : reader_(file.path, file.shown, file.timeLimit), base_(file.base), key_(name_key(name)), name_(name) {}
 
     Located locate() {
         LdifRecord record;

@@ -11,6 +11,7 @@ struct LdifFile {
     std::string path;
     std::string shown; // for messages
     Name base;
+    double timeLimit; // in seconds for reading it, as FileAccess has it
 };
 
 // As DirectoryStore::readScript and writeScript; CodedError, ZKE_NO_SUCH_ENTRY, when the entry is no longer in the

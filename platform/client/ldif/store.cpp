@@ -186,7 +186,7 @@ void LdifStore::changePassword(const Entry &, const char *, const char *) {
 
 LdifFile LdifStore::file() const {
     error_unless(!path_.empty(), ZKE_NO_ACCESS);
-    return {path_, shown_, base()};
+    return {path_, shown_, base(), options_.timeLimit};
 }
 
 StoredScript LdifStore::readScript(const Entry &entry) {
@@ -210,7 +210,8 @@ std::vector<EntryPtr> LdifStore::scripts() {
 
 std::unique_ptr<DirectoryStore> ldif_store_load(const std::string &path, const std::string &shown, const Name &base,
                                                 size_t *objects, const LdifOptions &options) {
-    auto store = std::make_unique<LdifStore>(LdifReader(path, shown), shown, base, options, LdifForm::tree);
+    auto store =
+        std::make_unique<LdifStore>(LdifReader(path, shown, options.timeLimit), shown, base, options, LdifForm::tree);
     store->setFile(path);
     if (objects != nullptr) *objects = store->size();
     return store;

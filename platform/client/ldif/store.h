@@ -11,6 +11,7 @@
 struct LdifOptions {
     bool anyName = false;      // entries with control characters in their names are found, too
     bool nestedGroups = false; // groups of groups count as their members'
+    double timeLimit = 0;      // in seconds, for each file, as FileAccess has it
     std::vector<std::string> loginAttributes = {"cn", "uid", "mail"}; // name users; all of them in the schema
 };
 

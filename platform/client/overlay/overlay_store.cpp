@@ -1,10 +1,6 @@
 #include "platform/client/overlay/overlay_store.h"
 
-#include <sys/statfs.h>
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <system_error>
 #include <unordered_set>
 #include <utility>
 
@@ -13,7 +9,6 @@
 #include "platform/client/core/file_change.h"
 #include "platform/client/core/toml.h"
 #include "platform/client/core/values.h"
-#include "platform/client/core/waiting.h"
 #include "platform/client/ldif/store.h"
 #include "platform/client/overlay/entry_merge.h"
 
@@ -53,24 +48,8 @@ static void check_form(const SiteFolder &folder) {
     }
 }
 
-// A mount whose server is dead would hold the login for ever: it has to answer first, on a thread. What statfs says is
-// never the machine's own memory of it. Without a thread the folder is opened without a limit.
-static const std::string &answering(const ConfigTree &config) {
-    const LdapDeadline deadline = LdapClock::now() + ldap_seconds(config.ldap.timeLimit);
-    try {
-        const Bounded asked([path = config.scripts] {
-            struct statfs unused = {};
-            statfs(path.c_str(), &unused);
-        });
-        if (!ldap_waiting_done(asked, deadline))
-            throw DataError(catalogue_format("cannot open %1$s: %2$s", config.scripts.c_str(), strerror(ETIMEDOUT)));
-    } catch (const std::system_error &) {
-    }
-    return config.scripts;
-}
-
 OverlayStore::Site::Site(const ConfigTree &config, const Name &base)
-    : folder(answering(config), config.configurationOwner) {
+    : folder(config.scripts, config.configurationOwner, config.ldap.timeLimit) {
     check_form(folder);
     LdifText text{folder.readIfThere(entries_file, entries_limit).value_or("")};
     LdifOptions options;

@@ -23,12 +23,12 @@ using FolderPointer = std::unique_ptr<DIR, CloseFolder>;
 
 } // namespace
 
-[[noreturn]] static void refuse(const std::string &path, const std::string &why) {
-    throw DataError(path + ": " + why);
+[[noreturn]] static void refuse(const std::string &path, const char *why) {
+    throw FileTrouble{FileTrouble::Kind::refused, path, 0, why};
 }
 
 [[noreturn]] static void refuse_unopened(const std::string &path, int problem) {
-    throw DataError(catalogue_format("cannot open %1$s: %2$s", path.c_str(), strerror(problem)));
+    throw FileTrouble{FileTrouble::Kind::unopened, path, problem};
 }
 
 static std::string real_path(const std::string &path, const std::string &shown) {
@@ -37,34 +37,56 @@ static std::string real_path(const std::string &path, const std::string &shown) 
     return real.get();
 }
 
-SiteFolder::SiteFolder(const std::string &path, uid_t configurationOwner)
-    : path_(path), ownToo_(configurationOwner == geteuid()) {
-    while (path_.size() > 1 && path_.back() == '/') path_.pop_back();
-    real_ = real_path(path_, path_);
+// The folder without a time limit. What asks it runs on a thread of its own: it fails with a FileTrouble.
+class SiteFolder::Opened {
+  public:
+    Opened(const std::string &path, uid_t configurationOwner);
+
+    std::vector<SiteItem> items(const std::string &folder, FileSteps *steps) const;
+    std::string read(const std::string &file, size_t limit, FileSteps *steps) const;
+    bool isThere(const std::string &file) const;
+    std::string real(const std::string &inside) const;
+    void makeFolders(const std::string &inside) const;
+
+    enum class Kind { folder, file };
+    Descriptor open(const std::string &inside, Kind kind) const;
+
+  private:
+    void check(const Descriptor &opened, Kind kind, const std::string &what) const;
+    std::string shown(const std::string &inside) const { return path_ + "/" + inside; }
+
+    std::string path_;
+    std::string real_; // without symbolic links
+    bool ownToo_;
+    Descriptor folder_{-1};
+};
+
+SiteFolder::Opened::Opened(const std::string &path, uid_t configurationOwner)
+    : path_(path), real_(real_path(path, path)), ownToo_(configurationOwner == geteuid()) {
     folder_.number = ::open(real_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW);
     if (folder_.number < 0) refuse_unopened(path_, errno);
     check(folder_, Kind::folder, path_);
 }
 
-void SiteFolder::check(const Descriptor &opened, Kind kind, const std::string &what) const {
+void SiteFolder::Opened::check(const Descriptor &opened, Kind kind, const std::string &what) const {
     struct stat found = {};
     if (fstat(opened.number, &found) != 0) refuse_unopened(what, errno);
-    if (kind == Kind::file && !S_ISREG(found.st_mode)) refuse(what, catalogue_text("not a regular file"));
+    if (kind == Kind::file && !S_ISREG(found.st_mode)) refuse(what, catalogue_mark("not a regular file"));
     if (found.st_uid != 0 && !(ownToo_ && found.st_uid == geteuid())) {
         refuse(what,
-               ownToo_ ? catalogue_text("it must belong to root or to you") : catalogue_text("it must belong to root"));
+               ownToo_ ? catalogue_mark("it must belong to root or to you") : catalogue_mark("it must belong to root"));
     }
     if ((found.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        refuse(what, catalogue_text("a group or others may write to it: run chmod go-w on it"));
+        refuse(what, catalogue_mark("a group or others may write to it: run chmod go-w on it"));
 }
 
 // The path without symbolic links, relative to the folder.
-std::string SiteFolder::real(const std::string &inside) const {
+std::string SiteFolder::Opened::real(const std::string &inside) const {
     const std::string found = real_path(real_ + "/" + inside, shown(inside));
     const std::string top = real_ == "/" ? real_ : real_ + "/";
     if (found == real_) return "";
     if (found.compare(0, top.size(), top) != 0)
-        refuse(shown(inside), catalogue_text("the symbolic link leads out of the folder"));
+        refuse(shown(inside), catalogue_mark("the symbolic link leads out of the folder"));
     return found.substr(top.size());
 }
 
@@ -83,7 +105,7 @@ static int open_at(int folder, const std::string &name, bool isFolder) {
 }
 
 // Whoever may write to a folder on the way chooses what is found there: each is checked.
-Descriptor SiteFolder::open(const std::string &inside, Kind kind) const {
+Descriptor SiteFolder::Opened::open(const std::string &inside, Kind kind) const {
     const std::string path = real(inside);
     Descriptor at(openat(folder_.number, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)); // with a position of its own
     for (size_t start = 0; start < path.size();) {
@@ -92,7 +114,7 @@ Descriptor SiteFolder::open(const std::string &inside, Kind kind) const {
         const Kind wanted = isLast ? kind : Kind::folder;
         Descriptor next(open_at(at.number, path.substr(start, end - start), wanted == Kind::folder));
         const std::string what = isLast ? shown(inside) : shown(path.substr(0, end));
-        if (next.number < 0 && errno == 0) refuse(what, catalogue_text("not a regular file"));
+        if (next.number < 0 && errno == 0) refuse(what, catalogue_mark("not a regular file"));
         if (next.number < 0) refuse_unopened(what, errno);
         check(next, wanted, what);
         std::swap(at.number, next.number);
@@ -103,7 +125,7 @@ Descriptor SiteFolder::open(const std::string &inside, Kind kind) const {
 }
 
 // Whoever logs in has to be able to read what is in them, whatever the umask.
-void SiteFolder::makeFolders(const std::string &inside) const {
+void SiteFolder::Opened::makeFolders(const std::string &inside) const {
     constexpr mode_t forEverybody = 0755;
     for (size_t end = inside.find('/'); end != inside.npos; end = inside.find('/', end + 1)) {
         const std::string path = inside.substr(0, end);
@@ -114,19 +136,8 @@ void SiteFolder::makeFolders(const std::string &inside) const {
             fchmodat(above.number, name.c_str(), forEverybody, 0) == 0)
             continue;
         if (errno == EEXIST) continue;
-        const bool isForbidden = errno == EACCES || errno == EPERM || errno == EROFS;
-        const std::string why = catalogue_format("cannot make %1$s: %2$s", shown(path).c_str(), strerror(errno));
-        if (isForbidden) throw CodedError(ZKE_NO_ACCESS, why);
-        throw DataError(why);
+        throw FileTrouble{FileTrouble::Kind::unmade, shown(path), errno};
     }
-}
-
-Descriptor SiteFolder::folderOf(const std::string &file, bool make, std::string *name) const {
-    if (make) makeFolders(file);
-    const std::string path = make ? file : real(file);
-    const size_t slash = path.rfind('/');
-    *name = path.substr(slash == path.npos ? 0 : slash + 1);
-    return open(slash == path.npos ? "" : path.substr(0, slash), Kind::folder);
 }
 
 static SiteItem item_of(const dirent &found) {
@@ -134,7 +145,7 @@ static SiteItem item_of(const dirent &found) {
     return {found.d_name, maybe || found.d_type == DT_DIR, found.d_type != DT_DIR};
 }
 
-std::vector<SiteItem> SiteFolder::items(const std::string &folder) const {
+std::vector<SiteItem> SiteFolder::Opened::items(const std::string &folder, FileSteps *steps) const {
     Descriptor opened = open(folder, Kind::folder);
     const FolderPointer list(fdopendir(opened.number));
     if (list == nullptr) refuse_unopened(shown(folder), errno);
@@ -143,26 +154,90 @@ std::vector<SiteItem> SiteFolder::items(const std::string &folder) const {
     errno = 0;
     while (const dirent *item = readdir(list.get())) {
         if (item->d_name[0] == '.') continue;
-        if (found.size() == items_limit) refuse(shown(folder), catalogue_text("the folder has too many files"));
+        if (found.size() == items_limit) refuse(shown(folder), catalogue_mark("the folder has too many files"));
         found.push_back(item_of(*item));
+        ++*steps;
     }
     if (errno != 0) refuse_unopened(shown(folder), errno);
     return found;
 }
 
+std::string SiteFolder::Opened::read(const std::string &file, size_t limit, FileSteps *steps) const {
+    return file_read(open(file, Kind::file), limit, shown(file), steps);
+}
+
+bool SiteFolder::Opened::isThere(const std::string &file) const {
+    const Descriptor there(openat(folder_.number, file.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW));
+    return there.number >= 0 || errno != ENOENT;
+}
+
+static std::string without_slashes(std::string path) {
+    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    return path;
+}
+
+[[noreturn]] static void report(const FileTrouble &trouble) {
+    const bool isForbidden = trouble.error == EACCES || trouble.error == EPERM || trouble.error == EROFS;
+    if (trouble.kind == FileTrouble::Kind::unmade && isForbidden)
+        throw CodedError(ZKE_NO_ACCESS, file_trouble_text(trouble));
+    throw DataError(file_trouble_text(trouble));
+}
+
+SiteFolder::SiteFolder(const std::string &path, uid_t configurationOwner, double timeLimit)
+    : path_(without_slashes(path)), access_(timeLimit) {
+    using Made = std::shared_ptr<const Opened>;
+    const auto open = [shown = path_, configurationOwner](FileSteps *) -> Made {
+        return std::make_shared<const Opened>(shown, configurationOwner);
+    };
+    try {
+        opened_ = access_.run<Made>(path_, open);
+    } catch (const FileTrouble &trouble) {
+        report(trouble);
+    }
+}
+
+template <typename Result>
+Result SiteFolder::ask(const std::string &what, std::function<Result(const Opened &, FileSteps *)> question) const {
+    try {
+        return access_.run<Result>(
+            what,
+            [opened = opened_, question = std::move(question)](FileSteps *steps) { return question(*opened, steps); });
+    } catch (const FileTrouble &trouble) {
+        report(trouble);
+    }
+}
+
+std::vector<SiteItem> SiteFolder::items(const std::string &folder) const {
+    return ask<std::vector<SiteItem>>(
+        shown(folder), [folder](const Opened &opened, FileSteps *steps) { return opened.items(folder, steps); });
+}
+
 std::string SiteFolder::read(const std::string &file, size_t limit) const {
-    const Descriptor opened = open(file, Kind::file);
-    struct stat found = {};
-    if (fstat(opened.number, &found) != 0) refuse_unopened(shown(file), errno);
-    if (static_cast<size_t>(found.st_size) > limit) refuse(shown(file), catalogue_text("the file is too large"));
-    std::string text(static_cast<size_t>(found.st_size), '\0');
-    if (!descriptor_read(opened, &text))
-        refuse(shown(file), catalogue_format("cannot read the file: %s", strerror(errno)));
-    return text;
+    return ask<std::string>(
+        shown(file), [file, limit](const Opened &opened, FileSteps *steps) { return opened.read(file, limit, steps); });
 }
 
 std::optional<std::string> SiteFolder::readIfThere(const std::string &file, size_t limit) const {
-    const Descriptor there(openat(folder_.number, file.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW));
-    if (there.number < 0 && errno == ENOENT) return std::nullopt;
-    return read(file, limit);
+    using Text = std::optional<std::string>;
+    return ask<Text>(shown(file), [file, limit](const Opened &opened, FileSteps *steps) -> Text {
+        if (!opened.isThere(file)) return std::nullopt;
+        return opened.read(file, limit, steps);
+    });
+}
+
+Descriptor SiteFolder::folderOf(const std::string &file, bool make, std::string *name) const {
+    struct Found {
+        std::string name;
+        std::shared_ptr<Descriptor> folder;
+    };
+    const Found found = ask<Found>(shown(file), [file, make](const Opened &opened, FileSteps *) -> Found {
+        if (make) opened.makeFolders(file);
+        const std::string path = make ? file : opened.real(file);
+        const size_t slash = path.rfind('/');
+        const std::string above = slash == path.npos ? "" : path.substr(0, slash);
+        return {path.substr(slash == path.npos ? 0 : slash + 1),
+                std::make_shared<Descriptor>(opened.open(above, Opened::Kind::folder).release())};
+    });
+    *name = found.name;
+    return Descriptor(found.folder->release());
 }

@@ -3,16 +3,20 @@
 // others may write to it. Where the configuration file is the user's own, and the process has no more rights than that
 // user, so may the folder be.
 //
-// What is checked is what has been opened. Symbolic links may lead from one place of the folder to another.
+// What is checked is what has been opened. Symbolic links may lead from one place of the folder to another. On a mount
+// whose server is dead the folder is given up at a time limit.
 #ifndef PLATFORM_CLIENT_OVERLAY_SITE_FOLDER_H
 #define PLATFORM_CLIENT_OVERLAY_SITE_FOLDER_H
 
 #include <sys/types.h>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/client/core/descriptor.h"
+#include "platform/client/core/file_access.h"
 
 struct SiteItem {
     std::string name;
@@ -22,9 +26,9 @@ struct SiteItem {
 
 class SiteFolder {
   public:
-    // `configurationOwner`: whose the configuration file is. All throw DataError, with the path, for what cannot be
-    // opened or is refused; paths are relative to the folder.
-    SiteFolder(const std::string &path, uid_t configurationOwner);
+    // `configurationOwner`: whose the configuration file is; `timeLimit`: in seconds, as FileAccess has it. All throw
+    // DataError, with the path, for what cannot be opened or is refused; paths are relative to the folder.
+    SiteFolder(const std::string &path, uid_t configurationOwner, double timeLimit = 0);
 
     // What is in a folder of it, "" for itself, but those whose names begin with ".".
     std::vector<SiteItem> items(const std::string &folder) const;
@@ -41,17 +45,13 @@ class SiteFolder {
     std::string shown(const std::string &inside) const { return path_ + "/" + inside; }
 
   private:
-    enum class Kind { folder, file };
-
-    void check(const Descriptor &opened, Kind kind, const std::string &what) const;
-    std::string real(const std::string &inside) const;
-    Descriptor open(const std::string &inside, Kind kind) const;
-    void makeFolders(const std::string &inside) const;
+    class Opened;
+    template <typename Result>
+    Result ask(const std::string &what, std::function<Result(const Opened &, FileSteps *)> question) const;
 
     std::string path_; // without a "/" at its end
-    std::string real_; // without symbolic links
-    bool ownToo_;
-    Descriptor folder_{-1};
+    mutable FileAccess access_;
+    std::shared_ptr<const Opened> opened_;
 };
 
 #endif

@@ -37,6 +37,7 @@ static std::unique_ptr<DirectoryStore> load_file(const ConfigTree &config, const
     LdifOptions options;
     options.anyName = config.anyText;
     options.nestedGroups = config.nestedGroups;
+    options.timeLimit = config.ldap.timeLimit;
     if (!config.loginAttributes.empty()) options.loginAttributes = config.loginAttributes;
     std::unique_ptr<DirectoryStore> store = ldif_store_load(config.ldif, config.shown, base, &objects, options);
     std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
