@@ -27,17 +27,19 @@ static std::string days_ago(double days) {
 Slapd::Setup PolicySite::withPolicy() {
     const std::string lasting = "pwdMaxAge: 864000\npwdExpireWarning: 432000\n";
     const std::string changed = "pwdChangedTime: ";
-    Slapd::Setup setup =
-        stock("dn: ou=policies,dc=school,dc=example\nobjectClass: organizationalUnit\nou: policies\n\n" +
-              policy("default", lasting) + policy("graceful", lasting + "pwdGraceAuthNLimit: 2\n") +
-              policy("strict", "pwdMinLength: 12\npwdCheckQuality: 2\n") + policy("lone", "", 1) +
-              person("fine", "sunflower", changed + days_ago(0) + "\n") +
-              person("expired", "sunflower", changed + days_ago(20) + "\n") +
-              person("expiring", "sunflower", changed + days_ago(9.5) + "\n") +
-              person("grace", "sunflower", changed + days_ago(20) + "\n" + under("graceful")) +
-              person("locked", "sunflower", "pwdAccountLockedTime: 000001010000Z\n") +
-              person("reset", "sunflower", "pwdReset: TRUE\n" + changed + days_ago(0) + "\n") +
-              person("strict", "sunflower", under("strict")) + person("lone", "sunflower", under("lone")));
+    Slapd::Setup setup = stock(
+        "dn: ou=policies,dc=school,dc=example\nobjectClass: organizationalUnit\nou: policies\n\n" +
+        policy("default", lasting + "pwdLockoutDuration: 3600\n") +
+        policy("graceful", lasting + "pwdGraceAuthNLimit: 2\n") +
+        policy("strict", "pwdMinLength: 12\npwdCheckQuality: 2\n") + policy("lone", "", 1) +
+        policy("hour", "pwdLockoutDuration: 3600\n", 1) + person("fine", "sunflower", changed + days_ago(0) + "\n") +
+        person("expired", "sunflower", changed + days_ago(20) + "\n") +
+        person("expiring", "sunflower", changed + days_ago(9.5) + "\n") +
+        person("grace", "sunflower", changed + days_ago(20) + "\n" + under("graceful")) +
+        person("locked", "sunflower", "pwdAccountLockedTime: 000001010000Z\n") +
+        person("reset", "sunflower", "pwdReset: TRUE\n" + changed + days_ago(0) + "\n") +
+        person("strict", "sunflower", under("strict")) + person("lone", "sunflower", under("lone")) +
+        person("hour", "sunflower", under("hour")));
     setup.global += "moduleload ppolicy\n";
     // The overlay counts as the database's own root.
     setup.database =

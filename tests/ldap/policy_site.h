@@ -8,7 +8,7 @@
 class PolicySite : public StockSite {
   protected:
     // expired, locked, reset (must change), expiring (within a day), grace (two logins left), fine, strict (the new
-    // password has to be longer), lone (one failed login locks).
+    // password has to be longer), lone (one failed login locks), hour (likewise, for that long).
     Slapd::Setup withPolicy();
     // How many failed logins of the user the server counts.
     static size_t failures(const Slapd &server, const std::string &user);

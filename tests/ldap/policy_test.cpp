@@ -11,6 +11,10 @@ class LdapPasswordPolicy : public PolicySite {
     static std::string refusal(const std::string &user, const std::string &why) {
         return "qrtlogin: cannot log in as uid=" + user + ".staff to tree ACME: " + why + "\n";
     }
+    void lockFine() {
+        for (int i = 0; i < 3; i++) EXPECT_EQ(loginHere("uid=fine.staff", "wrong"), ZKE_WRONG_PASSWORD);
+        EXPECT_EQ(loginHere("uid=fine.staff"), ZKE_ACCOUNT_LOCKED);
+    }
     Slapd server;
 };
 
@@ -44,6 +48,45 @@ TEST_F(LdapPasswordPolicy, LocksWhoMistypesTooOftenAndSaysSo) {
     EXPECT_EQ(loginHere("uid=lone.staff", "wrong"), ZKE_WRONG_PASSWORD);
     EXPECT_EQ(loginHere("uid=lone.staff"), ZKE_ACCOUNT_LOCKED);
     EXPECT_EQ(lastError(), "UID=lone.OU=staff is locked");
+}
+
+namespace {
+
+// An hour after the last failed login; the minute may end meanwhile.
+testing::Matcher<std::string> in_an_hour(const std::string &who, time_t before) {
+    const auto sentence = [&who](time_t from) {
+        const time_t end = from + 3600;
+        tm parts = {};
+        char text[64] = "";
+        strftime(text, sizeof text, "%Y-%m-%d %H:%M", localtime_r(&end, &parts));
+        return "UID=" + who + ".OU=staff is locked until " + text;
+    };
+    return testing::AnyOf(sentence(before), sentence(time(nullptr)));
+}
+
+} // namespace
+
+TEST_F(LdapPasswordPolicy, SaysUntilWhenTheUsersOwnPolicyLocks) {
+    const time_t before = time(nullptr);
+    EXPECT_EQ(loginHere("uid=hour.staff", "wrong"), ZKE_WRONG_PASSWORD);
+    EXPECT_EQ(loginHere("uid=hour.staff"), ZKE_ACCOUNT_LOCKED);
+    EXPECT_THAT(lastError(), in_an_hour("hour", before));
+}
+
+TEST_F(LdapPasswordPolicy, SaysUntilWhenTheOnlyPolicyOfTheTreeLocks) {
+    Slapd::Setup setup = withPolicy();
+    setup.access = "access to dn.regex=cn=(graceful|strict|lone|hour),ou=policies by * none\n" + setup.access;
+    const Slapd withOne(setup);
+    onStock(withOne);
+    const time_t before = time(nullptr);
+    lockFine();
+    EXPECT_THAT(lastError(), in_an_hour("fine", before));
+}
+
+// Which policy is the default one only the server's configuration says.
+TEST_F(LdapPasswordPolicy, OfSeveralPoliciesItMayBeAny) {
+    lockFine();
+    EXPECT_EQ(lastError(), "UID=fine.OU=staff is locked");
 }
 
 TEST_F(LdapPasswordPolicy, TellsAProgramHowLongThePasswordLasts) {

@@ -66,18 +66,13 @@ LdapAccount LdapAccounts::meant(const LoginName &name) {
     return account;
 }
 
-static std::string first_of(const LdapEntry &entry, const char *attribute) {
-    for (const auto &[name, values] : entry.attributes)
-        if (equal_nocase(name, attribute) && !values.empty()) return values.front();
-    return "";
-}
-
 // A domain may take accounts of other domains, too, whose names this one has as well: is it this one's own name? It may
 // be typed as DNS has it.
 bool LdapAccounts::isOwnDomain(const std::string &typed) {
     if (equal_nocase(typed, domain())) return true;
     const LdapAnswer root = servers_.search({"", LDAP_SCOPE_BASE, "(objectClass=*)", {"configurationNamingContext"}});
-    const std::string where = root.entries.empty() ? "" : first_of(root.entries.front(), "configurationNamingContext");
+    const std::string where =
+        root.entries.empty() ? "" : ldap_first_value(root.entries.front(), "configurationNamingContext");
     Name place = objects_.searchBase(), above;
     name_parse_dn(tree_.base, {}, &above, nullptr);
     place.insert(place.end(), above.begin(), above.end());
@@ -87,7 +82,7 @@ bool LdapAccounts::isOwnDomain(const std::string &typed) {
         filter_and({filter_equal("objectClass", "crossRef"), filter_equal("nCName", name_to_dn(place, {}))});
     const LdapAnswer names = servers_.search({where, LDAP_SCOPE_SUBTREE, filter, {"nETBIOSName"}});
     return !where.empty() && std::any_of(names.entries.begin(), names.entries.end(), [&](const LdapEntry &one) {
-        return equal_nocase(first_of(one, "nETBIOSName"), typed);
+        return equal_nocase(ldap_first_value(one, "nETBIOSName"), typed);
     });
 }
 
@@ -110,7 +105,7 @@ EntryPtr LdapAccounts::read(const LdapAccount &account) {
     for (const LdapEntry &one : answer.entries) {
         const EntryPtr entry = objects_.keep(one);
         if (entry == nullptr || !entry->isClass("User")) continue;
-        const bool isExact = equal_nocase(first_of(one, "userPrincipalName"), account.exact);
+        const bool isExact = equal_nocase(ldap_first_value(one, "userPrincipalName"), account.exact);
         if (found != nullptr && !isExact) continue;
         found = is_bound(*entry, account.who) ? entry : nullptr;
         if (isExact) break;

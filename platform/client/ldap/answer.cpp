@@ -16,6 +16,12 @@ using Text = std::unique_ptr<char, FreeText>;
 
 } // namespace
 
+std::string ldap_first_value(const LdapEntry &entry, const char *attribute) {
+    for (const auto &[name, values] : entry.attributes)
+        if (equal_nocase(name, attribute) && !values.empty()) return values.front();
+    return "";
+}
+
 static std::vector<std::string> values_of(LDAP *ld, LDAPMessage *entry, const char *name) {
     std::vector<std::string> values;
     berval **list = ldap_get_values_len(ld, entry, name);

@@ -21,6 +21,9 @@ struct LdapEntry {
     LdapOrigin origin = {};
 };
 
+// The first value of an attribute, in any letter case; empty when there is none.
+std::string ldap_first_value(const LdapEntry &entry, const char *attribute);
+
 struct LdapSearch {
     std::string base;
     int scope;

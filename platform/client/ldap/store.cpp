@@ -14,6 +14,7 @@
 #include "platform/client/core/values.h"
 #include "platform/client/core/waiting.h"
 #include "platform/client/ldap/filter.h"
+#include "platform/client/ldap/lock_end.h"
 #include "platform/client/ldap/password_change.h"
 #include "platform/client/ldap/verdict.h"
 
@@ -251,12 +252,12 @@ std::string LdapStore::computed(const Entry &user, const char *attribute) {
     return "";
 }
 
-// Some servers write into the entry when the lock ends; they need not show it.
+// The login is refused for what is known.
 time_t LdapStore::lockEnd(const Entry &user) {
-    const std::string text = computed(user, "accountUnlockTime");
     try {
-        return text.empty() ? 0 : value_parse(ZK_SYNTAX_TIME, text, root_).number;
-    } catch (const DataError &) {
+        const std::string base = tree_.base.empty() ? name_to_dn(objects_.searchBase(), root_) : tree_.base;
+        return ldap_lock_end(&servers_, objects_.dnOf(user), base);
+    } catch (const CodedError &) {
         return 0;
     }
 }
