@@ -145,6 +145,7 @@ TEST_F(Configuration, ErrorsNameFileLineAndColumn) {
          "4:14: displayName = \"DISPLAYNAME\" changes nothing"},
         {option("schema = \"ad\"\nattributes = { uid = \"sAMAccountName\" }"),
          "5:14: uid = \"sAMAccountName\" changes"},
+        {option("login_script_attribute = \"qrtLoginScript\""), "4:26: qrtLoginScript = \"qrtLoginScript\" changes"},
         {option("schema = \"novel\""),
          "4:10: unknown schema novel: brasca, rfc2307, rfc2307bis, ad and auto are known"},
         {option("classes = { person = \"user\" }"), "4:11: person = \"user\" changes nothing"},

@@ -146,6 +146,24 @@ TEST_F(StockSite, GroupsOfGroupsAndGroupsOfAccountsCount) {
     EXPECT_THAT(scriptOf("anna.staff", "sunflower", member_of).out, EndsWith("\nstaff\neveryone\ntop\n"));
 }
 
+// The server adds it to the user's memberOf (overlay dynlist).
+TEST_F(StockSite, AGroupThatTheServerMakesOfASearchCounts) {
+    Slapd::Setup setup = stock(
+        "dn: cn=mailers,ou=groups,dc=school,dc=example\nobjectClass: groupOfURLs\ncn: mailers\n"
+        "memberURL: ldap:///ou=staff,dc=school,dc=example??sub?(mail=*)\n\n"
+        "dn: cn=writers,ou=groups,dc=school,dc=example\nobjectClass: groupOfNames\ncn: writers\n"
+        "member: cn=mailers,ou=groups,dc=school,dc=example\n\n");
+    setup.schemas.emplace_back("dyngroup");
+    setup.global += "moduleload dynlist\n";
+    setup.database += "overlay dynlist\ndynlist-attrset groupOfURLs memberURL member+memberOf@groupOfNames*\n";
+    const Slapd server(setup);
+    onStock(server, "schema = \"rfc2307\"\nflat_groups = true\n");
+    const std::string script =
+        "IF MEMBER OF \"staff\" THEN WRITE \"staff\"\nIF MEMBER OF \"mailers\" THEN WRITE \"mailers\"\n"
+        "IF MEMBER OF \"writers\" THEN WRITE \"writers\"\n";
+    EXPECT_THAT(scriptOf("anna", "sunflower", script).out, EndsWith("\nstaff\nmailers\nwriters\n"));
+}
+
 TEST_F(StockSite, ClassesHaveTheNamesThatTheSiteGivesThem) {
     Slapd server(
         stock("dn: uid=device,ou=staff,dc=school,dc=example\nobjectClass: device\n"
@@ -154,6 +172,22 @@ TEST_F(StockSite, ClassesHaveTheNamesThatTheSiteGivesThem) {
     EXPECT_EQ(login("device", "x").status, 5) << "no user";
     onStock(server, "schema = \"rfc2307\"\nclasses = { inetOrgPerson = \"device\" }\n");
     EXPECT_EQ(login("device", "x").status, 2);
+}
+
+TEST_F(StockSite, ServersAndVolumesHaveTheClassesThatTheSiteGivesThem) {
+    const std::string server = "cn=FS1,ou=staff,dc=school,dc=example";
+    const Slapd directory(
+        stock("dn: " + server + "\nobjectClass: device\ncn: FS1\n\n" +
+              "dn: cn=FS1_HOME,ou=staff,dc=school,dc=example\nobjectClass: organizationalRole\ncn: FS1_HOME\n"
+              "roleOccupant: " +
+              server + "\nstreet: HOME\n\n"));
+    const std::string names = "attributes = { qrtHostServer = \"roleOccupant\", qrtHostResourceName = \"street\" }\n";
+    const std::string script = "MAP H:=FS1/HOME:anna\n";
+    onStock(directory, "schema = \"rfc2307\"\n" + names);
+    EXPECT_THAT(scriptOf("anna", "sunflower", script).out, Not(HasSubstr("Drive H: = FS1/HOME:anna\n")));
+    onStock(directory, "schema = \"rfc2307\"\n" + names +
+                           "classes = { qrtServer = \"device\", qrtVolume = \"organizationalRole\" }\n");
+    EXPECT_THAT(scriptOf("anna", "sunflower", script).out, HasSubstr("Drive H: = FS1/HOME:anna\n"));
 }
 
 TEST_F(StockSite, AUsersAttributesCanBeReadByTheirOwnNames) {

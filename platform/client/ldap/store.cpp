@@ -18,11 +18,14 @@
 #include "platform/client/ldap/password_change.h"
 #include "platform/client/ldap/verdict.h"
 
-static constexpr const char *site_classes[] = {"qrtServer", "qrtVolume", "qrtDirectoryMap"};
-
-static std::string site_filter() {
+// Servers, volumes and directory maps, by the classes that the tree has for them.
+static std::string site_filter(const SiteSchema &schema) {
+    constexpr std::string_view classes[] = {"qrtServer", "qrtVolume", "qrtDirectoryMap"};
     std::vector<std::string> filters;
-    for (const char *name : site_classes) filters.push_back(filter_equal("objectClass", name));
+    for (const std::string_view name : classes) filters.push_back(filter_equal("objectClass", std::string(name)));
+    for (const auto &[theirs, own] : schema.classes)
+        if (std::find(std::begin(classes), std::end(classes), own) != std::end(classes))
+            filters.push_back(filter_equal("objectClass", theirs));
     return filter_or(filters);
 }
 
@@ -158,7 +161,7 @@ void LdapStore::keepSite(const LdapAnswer &answer, const Name &reader) {
 void LdapStore::readSession(const Entry &user) {
     const bool copyServes = keeper_.servesLogin(user);
     std::vector<std::string> filters;
-    if (!copyServes) filters.push_back(site_filter());
+    if (!copyServes) filters.push_back(site_filter(objects_.schema()));
     std::vector<Name> own;
     for (size_t i = 0; i + objects_.searchBase().size() <= user.name.size(); i++)
         own.push_back(name_above(user.name, i));
@@ -173,7 +176,8 @@ void LdapStore::readSession(const Entry &user) {
 
 void LdapStore::readSite() {
     if (siteRead_) return;
-    LdapAnswer answer = objects_.search(objects_.searchBase(), LDAP_SCOPE_SUBTREE, site_filter(), false);
+    LdapAnswer answer =
+        objects_.search(objects_.searchBase(), LDAP_SCOPE_SUBTREE, site_filter(objects_.schema()), false);
     if (answer.result == LDAP_SIZELIMIT_EXCEEDED) {
         throw DataError(catalogue_format(
             "%1$s: the list of servers and volumes is incomplete: server size limit exceeded after %2$zu",
