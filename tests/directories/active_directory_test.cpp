@@ -102,6 +102,20 @@ TEST_F(ActiveDirectory, AUserInAValueHasTheAccountsName) {
     EXPECT_THAT(scriptOf("carl", "Us3r-Passw0rd", "WRITE \"%MANAGER\"\n").out, testing::EndsWith("\nanna.Users\n"));
 }
 
+// The domain writes it itself: one of a few days ago stays.
+TEST_F(ActiveDirectory, TheLastLoginIsTheDomainsOwn) {
+    onDirectory(domain, "schema = \"ad\"\n");
+    const time_t then = time(nullptr) - time_t{3} * 86400;
+    domain.modify(
+        "dn: CN=Anna Meier,CN=Users,DC=ad,DC=example,DC=test\nchangetype: modify\nreplace: lastLogonTimestamp\n"
+        "lastLogonTimestamp: " +
+        std::to_string((then + 11'644'473'600) * 10'000'000) + "\n");
+    tm parts = {};
+    char text[32] = "";
+    strftime(text, sizeof text, "%H:%M:%S %Y", localtime_r(&then, &parts));
+    EXPECT_THAT(scriptOf("anna", "Ann4-Passw0rd", "LASTLOGINTIME\n").out, testing::HasSubstr(text));
+}
+
 TEST_F(ActiveDirectory, ATicketIsTheLoginOfItsOwner) {
     for (const auto &[name, value] : domain.realm()) environment[name] = value;
     const Outcome ticket =

@@ -94,6 +94,12 @@ TEST_F(DirectoryServer389, SaysHowLongAPasswordLasts) {
               "Your password has expired: this was the last login with it.\n");
 }
 
+TEST_F(DirectoryServer389, ScriptsReadWhenThePasswordExpires) {
+    onDirectory(server, "schema = \"rfc2307\"\n");
+    const std::string script = "WRITE \"%PASSWORD_EXPIRES\"\nLASTLOGINTIME\n";
+    EXPECT_THAT(scriptOf("expiring", "Us3r-Passw0rd", script).out, testing::HasSubstr("\n7\n"));
+}
+
 TEST_F(DirectoryServer389, TakesANewPassword) {
     const Words change = {"--change-password", "--password-fd", "3", "uid=must.staff"};
     EXPECT_EQ(loginWith(change, "Us3r-Passw0rd\nN3w-Passw0rd\n"),
