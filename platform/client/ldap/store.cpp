@@ -259,8 +259,8 @@ std::string LdapStore::computed(const Entry &user, const char *attribute) {
 // The login is refused for what is known.
 time_t LdapStore::lockEnd(const Entry &user) {
     try {
-        const std::string base = tree_.base.empty() ? name_to_dn(objects_.searchBase(), root_) : tree_.base;
-        return ldap_lock_end(&servers_, objects_.dnOf(user), base);
+        const std::string below = tree_.base.empty() ? name_to_dn(objects_.searchBase(), root_) : tree_.base;
+        return ldap_lock_end(&servers_, objects_.dnOf(user), below);
     } catch (const CodedError &) {
         return 0;
     }

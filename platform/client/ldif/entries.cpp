@@ -178,16 +178,16 @@ void LdifEntries::keep(const LdifRecord &record, uint32_t number) {
 }
 
 std::shared_ptr<Entry> LdifEntries::entryOf(const LdifRecord &record, uint32_t number) {
-    auto entry = std::make_shared<Entry>();
-    entry->name = nameOf(record, number);
+    auto result = std::make_shared<Entry>();
+    result->name = nameOf(record, number);
     readRows(record);
-    entry->entryClass = classOf(record);
-    entry->values.reserve(rows_.size());
+    result->entryClass = classOf(record);
+    result->values.reserve(rows_.size());
     for (size_t i = 0; i < rows_.size(); i++)
-        if (rows_[i] != nullptr) entry->values.push_back({rows_[i], std::string(record.attributes[i].value)});
-    if (const std::string *changed = entry->first("modifyTimestamp"))
-        entry->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, base_).number;
-    return entry;
+        if (rows_[i] != nullptr) result->values.push_back({rows_[i], std::string(record.attributes[i].value)});
+    if (const std::string *changed = result->first("modifyTimestamp"))
+        result->modificationTime = value_parse(ZK_SYNTAX_TIME, *changed, base_).number;
+    return result;
 }
 
 // An object's place is spelled as its parent's own entry spells it, whatever its DN writes.

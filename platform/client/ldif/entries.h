@@ -26,7 +26,7 @@ class LdifEntries {
     // Reads all records. Throws DataError, with file and line, for one that the form does not allow.
     LdifEntries(LdifReader reader, const Name &base, LdifForm form);
 
-    const Name &base() const { return base_; }
+    const Name &treeBase() const { return base_; }
     uint32_t size() const { return names_.size(); }
 
     // The first entry that the name can mean; no_name when there is none.

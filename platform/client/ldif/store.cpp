@@ -31,7 +31,7 @@ class LdifStore : public DirectoryStore {
 
     size_t size() const { return entries_.size(); }
 
-    const Name &base() const override { return entries_.base(); }
+    const Name &base() const override { return entries_.treeBase(); }
     EntryPtr find(const Name &name, Aliases aliases) override;
     std::vector<Name> groupsOf(const Entry &entry) override;
     std::vector<EntryPtr> usersNamed(const std::string &value) override;
