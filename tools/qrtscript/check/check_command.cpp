@@ -14,7 +14,7 @@
 #include "tools/qrtscript/check/options.h"
 #include "tools/qrtscript/check/rewrite.h"
 #include "tools/qrtscript/check/selection.h"
-#include "tools/qrtscript/check/unified_diff.h"
+#include "tools/qrtscript/unified_diff.h"
 
 namespace {
 
@@ -90,7 +90,7 @@ void Checker::fix(CheckedScript *script) {
     FixedText fixed = text_fixed(script->text, check);
     if (fixed.count == 0) return;
     if (options_.diff) {
-        differences_ += unified_diff(script->name, script->text, fixed.text);
+        differences_ += unified_diff({script->name, script->text}, {script->name, fixed.text});
         return;
     }
     file_rewrite(script->name, script->text, fixed.text);

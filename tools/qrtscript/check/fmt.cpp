@@ -14,9 +14,9 @@
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
 #include "tools/qrtscript/check/format.h"
-#include "tools/qrtscript/check/line_diff.h"
 #include "tools/qrtscript/check/rewrite.h"
 #include "tools/qrtscript/check/scripts.h"
+#include "tools/qrtscript/unified_diff.h"
 
 namespace {
 
@@ -120,7 +120,7 @@ static Outcome format_one(const std::string &name, const FmtOptions &options) {
     const std::string after = script_formatted(syntax_read(before), options.style);
     const bool changes = before != after;
     if (options.check || options.diff) {
-        if (options.diff) show_diff(line_diff(name, before, after));
+        if (options.diff) show_diff(unified_diff({name, before}, {name, after}));
         if (options.check && !options.diff && changes) printf("%s\n", terminal_text(name).c_str());
         return options.check && changes ? would_change : formatted_already;
     }

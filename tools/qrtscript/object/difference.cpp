@@ -5,21 +5,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
+#include <system_error>
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtscript/object/program.h"
 
-std::string difference(const NamedText &before, const NamedText &after, const PrivateFolder &folder) {
-    const std::string first = folder.write("before", before.text), second = folder.write("after", after.text);
-    const ProgramRun run = program_run({"diff", "-a", "-u", "--label", terminal_text(before.label), "--label",
-                                        terminal_text(after.label), first, second},
-                                       ProgramOutput::taken);
-    folder.remove("before");
-    folder.remove("after");
-    if (run.status > 1) throw Failure(exit_system, catalogue_text("cannot run diff (package diffutils)"));
-    return run.output;
+std::string difference(const NamedText &before, const NamedText &after) try {
+    return unified_diff(before, after);
+} catch (const std::system_error &) {
+    throw Failure(exit_system, catalogue_text("cannot run diff (package diffutils)"));
 }
 
 // A carriage return shows as well: it may be all that has changed.

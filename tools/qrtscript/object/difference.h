@@ -6,15 +6,10 @@
 #include <string>
 
 #include "tools/qrtscript/object/private_folder.h"
-
-// A text and what it is called in the difference.
-struct NamedText {
-    std::string label;
-    std::string text;
-};
+#include "tools/qrtscript/unified_diff.h"
 
 // The unified difference, as it is; empty for the same text. All throw Failure.
-std::string difference(const NamedText &before, const NamedText &after, const PrivateFolder &folder);
+std::string difference(const NamedText &before, const NamedText &after);
 
 // Writes it to standard output: on a terminal in colours, unless NO_COLOR is set, and with nothing that the terminal
 // would obey.

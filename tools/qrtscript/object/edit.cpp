@@ -69,7 +69,7 @@ class Edit {
 
     int write() {
         for (;;) {
-            store_show(object_, base_, {name_, text_}, folder_);
+            store_show(object_, base_, {name_, text_});
             const std::string question = catalogue_format("Make this the login script of %s?", object_.name.c_str());
             if (!options_.yes && !question_ask(question)) return exit_differs;
             try {

@@ -22,7 +22,6 @@ int command_diff(const ObjectOptions &options) {
     const StoredScript stored = session.read(object);
     store_tell(options, object, stored);
     if (stored.text == text) return exit_done;
-    const PrivateFolder folder;
-    store_show(object, stored.text, {file, text}, folder);
+    store_show(object, stored.text, {file, text});
     return exit_differs;
 }

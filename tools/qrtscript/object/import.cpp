@@ -111,14 +111,13 @@ class Import {
     }
 
     void show() const {
-        const PrivateFolder folder;
         for (const Change &change : changes_) {
             const char *what = !change.after    ? catalogue_text("remove")
                                : !change.before ? catalogue_text("add")
                                                 : catalogue_text("change");
             printf("%-7s %s\n", what, terminal_text(change.object.name).c_str());
             if (options_.verbose && change.after)
-                store_show(change.object, change.before, {change.file, *change.after}, folder);
+                store_show(change.object, change.before, {change.file, *change.after});
         }
         store_say(options_,
                   catalogue_format("%1$zu files, %2$zu login scripts to be changed", files_.size(), changes_.size()));

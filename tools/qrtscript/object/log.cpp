@@ -64,7 +64,6 @@ int command_log(const ObjectOptions &options) {
         store_say(options, catalogue_format("nothing is known about the login script of %s", object.name.c_str()));
     std::map<std::string, std::string> known;
     if (!kept.empty() && backup_has_git(*options.backup)) known = commits(*options.backup);
-    const PrivateFolder folder;
     NamedText newer = store_named(object, stored.text);
     for (const std::string &path : kept) {
         const auto commit = known.find(path);
@@ -72,7 +71,7 @@ int command_log(const ObjectOptions &options) {
             (commit == known.end() ? "" : " (" + commit->second + ")"));
         if (!options.verbose) continue;
         NamedText older = {path, text_of_file(*options.backup + "/" + path)};
-        difference_show(difference(older, newer, folder));
+        difference_show(difference(older, newer));
         newer = std::move(older);
     }
     return exit_done;

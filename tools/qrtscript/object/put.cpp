@@ -27,8 +27,7 @@ int command_put(const ObjectOptions &options) {
         store_say(options, catalogue_format("the login script of %s is the same already", object.name.c_str()));
         return exit_done;
     }
-    const PrivateFolder folder;
-    store_show(object, stored.text, after ? NamedText{file, *after} : store_named(object, after), folder);
+    store_show(object, stored.text, after ? NamedText{file, *after} : store_named(object, after));
     if (!options.yes && !question_ask(question_of(object, after))) return exit_differs;
     store_write(session, options, object, stored.text, after);
     return exit_done;

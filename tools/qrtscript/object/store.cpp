@@ -10,9 +10,8 @@ NamedText store_named(const ScriptObject &object, const ScriptText &text) {
     return {name, text.value_or("")};
 }
 
-void store_show(const ScriptObject &object, const ScriptText &before, const NamedText &after,
-                const PrivateFolder &folder) {
-    difference_show(difference(store_named(object, before), after, folder));
+void store_show(const ScriptObject &object, const ScriptText &before, const NamedText &after) {
+    difference_show(difference(store_named(object, before), after));
 }
 
 void store_write(const TreeSession &session, const ObjectOptions &options, const ScriptObject &object,

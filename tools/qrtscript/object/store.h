@@ -9,8 +9,7 @@
 NamedText store_named(const ScriptObject &object, const ScriptText &text);
 
 // Shows what would change.
-void store_show(const ScriptObject &object, const ScriptText &before, const NamedText &after,
-                const PrivateFolder &folder);
+void store_show(const ScriptObject &object, const ScriptText &before, const NamedText &after);
 
 // Keeps the former script where the options say so, and writes the new one. Throws Failure.
 void store_write(const TreeSession &session, const ObjectOptions &options, const ScriptObject &object,

@@ -1,4 +1,4 @@
-#include "tools/qrtscript/check/unified_diff.h"
+#include "tools/qrtscript/unified_diff.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -51,12 +51,16 @@ class Streams {
     posix_spawn_file_actions_t actions_ = {};
 };
 
-std::string unified_diff(const std::string &name, const std::string &before, const std::string &after) {
-    if (before == after) return "";
-    const Opened old = memory_file(before), changed = memory_file(after), output = memory_file("");
-    // A name with a line end would be taken for a part of the difference.
-    const std::string label = "--label=" + terminal_text(name);
-    std::vector<std::string> words = {program, "-u", "-a", label, label, "--", "/dev/stdin", "/dev/fd/3"};
+// A name with a line end would be taken for a part of the difference.
+static std::string label_of(const NamedText &one) {
+    return "--label=" + terminal_text(one.label);
+}
+
+std::string unified_diff(const NamedText &before, const NamedText &after) {
+    if (before.text == after.text) return "";
+    const Opened old = memory_file(before.text), changed = memory_file(after.text), output = memory_file("");
+    std::vector<std::string> words = {program,         "-u", "-a",         label_of(before),
+                                      label_of(after), "--", "/dev/stdin", "/dev/fd/3"};
     std::vector<char *> list;
     for (std::string &word : words) list.push_back(word.data());
     list.push_back(nullptr);
