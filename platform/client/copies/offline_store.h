@@ -42,6 +42,7 @@ class OfflineStore : public DirectoryStore {
     void writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) override {
         store_->writeScript(entry, before, after);
     }
+    bool scriptIsPrivate(const Entry &entry) override { return store_->scriptIsPrivate(entry); }
     std::vector<EntryPtr> scripts() override { return store_->scripts(); }
     Verdict loginAs(const std::string &dn, const char *password) override { return store_->loginAs(dn, password); }
 

@@ -1,5 +1,6 @@
 #include "platform/client/core/descriptor.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
@@ -27,4 +28,10 @@ bool descriptor_read(const Descriptor &file, std::string *text, std::atomic<size
     }
     text->resize(length);
     return got >= 0;
+}
+
+bool descriptor_is_for_all(const Descriptor &file) {
+    constexpr mode_t forAll = S_IRGRP | S_IROTH;
+    struct stat found = {};
+    return fstat(file.number, &found) == 0 && (found.st_mode & forAll) == forAll;
 }

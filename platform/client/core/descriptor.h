@@ -21,4 +21,7 @@ struct Descriptor {
 // where it is wanted, counts what has been read.
 bool descriptor_read(const Descriptor &file, std::string *text, std::atomic<size_t> *parts = nullptr);
 
+// May everybody read the file? False when that cannot be found out.
+bool descriptor_is_for_all(const Descriptor &file);
+
 #endif

@@ -135,6 +135,8 @@ class DirectoryStore {
     // ZKE_SCRIPT_CHANGED when the entry's script is another one than `before`, ZKE_NOT_LOGGED_IN and ZKE_NO_ACCESS
     // where that may not be done. What has been read of the entry stays as it is.
     virtual void writeScript(const Entry &, const ScriptText &, const ScriptText &) { throw CodedError(ZKE_NO_ACCESS); }
+    // Is the entry's script in a file that not everybody may read? A copy of it must not be for more people.
+    virtual bool scriptIsPrivate(const Entry &) { return false; }
     // All entries that have a script, with it as a value, in the order of the data. What else they have may be missing.
     virtual std::vector<EntryPtr> scripts() { throw CodedError(ZKE_NO_ACCESS); }
     // Logs in by a DN of which there need not be an entry: servers' managers have none. For reading and writing

@@ -69,6 +69,10 @@ void script_write(uint32_t context, const ScriptObject &object, const ScriptText
     tree_of(context).store->writeScript(*object.entry, before, after);
 }
 
+bool script_is_private(uint32_t context, const ScriptObject &object) {
+    return tree_of(context).store->scriptIsPrivate(*object.entry);
+}
+
 std::vector<ScriptOfObject> script_list(uint32_t context) {
     std::vector<ScriptOfObject> all;
     for (EntryPtr &entry : tree_of(context).store->scripts()) {

@@ -33,6 +33,9 @@ std::optional<std::string> script_file_path(const std::string &file);
 StoredScript script_read(uint32_t context, const ScriptObject &object);
 void script_write(uint32_t context, const ScriptObject &object, const ScriptText &before, const ScriptText &after);
 
+// Is the script in a file that not everybody may read? A copy of it must not be for more people.
+bool script_is_private(uint32_t context, const ScriptObject &object);
+
 // All objects that have a script, and these.
 struct ScriptOfObject {
     ScriptObject object;

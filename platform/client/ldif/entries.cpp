@@ -249,3 +249,11 @@ std::vector<std::string> LdifEntries::otherValues(uint32_t number, std::string_v
     }
     return values;
 }
+
+std::string LdifEntries::fileOf(uint32_t number, const SchemaAttribute *attribute) {
+    LdifRecord record;
+    reader_.again(nodes_[number].place, &record);
+    for (const LdifAttribute &one : record.attributes)
+        if (rowOf(one.name) == attribute && !one.file.empty()) return std::string(one.file);
+    return reader_.pathOf(record.place);
+}

@@ -50,6 +50,9 @@ class LdifEntries {
     // The values of an attribute that the schema does not have, and how the record spells its name.
     std::vector<std::string> otherValues(uint32_t number, std::string_view attribute, std::string *spelled);
 
+    // The path of the file that has the entry's value of the attribute, or would have it.
+    std::string fileOf(uint32_t number, const SchemaAttribute *attribute);
+
   private:
     struct Node {
         LdifPlace place;

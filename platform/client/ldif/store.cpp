@@ -1,10 +1,12 @@
 #include "platform/client/ldif/store.h"
 
+#include <fcntl.h>
 #include <algorithm>
 #include <deque>
 #include <utility>
 
 #include "platform/catalogue.h"
+#include "platform/client/core/descriptor.h"
 #include "platform/client/core/entry_find.h"
 #include "platform/client/core/errors.h"
 #include "platform/client/core/nested_groups.h"
@@ -44,6 +46,7 @@ class LdifStore : public DirectoryStore {
     void changePassword(const Entry &entry, const char *oldPassword, const char *newPassword) override;
     StoredScript readScript(const Entry &entry) override;
     void writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) override;
+    bool scriptIsPrivate(const Entry &entry) override;
     std::vector<EntryPtr> scripts() override;
 
     void setFile(const std::string &path) { path_ = path; }
@@ -195,6 +198,13 @@ StoredScript LdifStore::readScript(const Entry &entry) {
 
 void LdifStore::writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) {
     ldif_script_write(file(), entry.name, before, after);
+}
+
+bool LdifStore::scriptIsPrivate(const Entry &entry) {
+    const uint32_t number = entries_.numberOf(entry.name);
+    if (path_.empty() || number == no_name) return false;
+    const std::string path = entries_.fileOf(number, schema_find_ldap("qrtLoginScript"));
+    return !descriptor_is_for_all(Descriptor(open(path.c_str(), O_PATH | O_CLOEXEC)));
 }
 
 std::vector<EntryPtr> LdifStore::scripts() {

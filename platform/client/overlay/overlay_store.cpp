@@ -309,6 +309,14 @@ void OverlayStore::addScriptsBelow(const Name &container, std::vector<EntryPtr> 
     }
 }
 
+bool OverlayStore::scriptIsPrivate(const Entry &entry) {
+    const ScriptFile *file = site_->scripts.script(entry.name, entry.entryClass->container);
+    if (file != nullptr) return !site_->folder.isForAll(file->inside);
+    const EntryPtr own = ownEntryOf(entry);
+    const bool isListed = own != nullptr && own->first(login_script()->ldap) != nullptr;
+    return isListed ? !site_->folder.isForAll(entries_file) : directory_->scriptIsPrivate(entry);
+}
+
 std::vector<EntryPtr> OverlayStore::scripts() {
     std::vector<EntryPtr> all;
     addScriptsBelow({}, &all);

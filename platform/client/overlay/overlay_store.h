@@ -55,6 +55,7 @@ class OverlayStore : public DirectoryStore {
     // becomes a file of the folder. One of site.ldif is the site's to change.
     StoredScript readScript(const Entry &entry) override;
     void writeScript(const Entry &entry, const ScriptText &before, const ScriptText &after) override;
+    bool scriptIsPrivate(const Entry &entry) override;
     std::vector<EntryPtr> scripts() override;
     Verdict loginAs(const std::string &dn, const char *password) override { return directory_->loginAs(dn, password); }
 

@@ -225,6 +225,12 @@ std::optional<std::string> SiteFolder::readIfThere(const std::string &file, size
     });
 }
 
+bool SiteFolder::isForAll(const std::string &file) const {
+    return ask<bool>(
+        shown(file), [file](const Opened &opened,
+                            FileSteps *) { return descriptor_is_for_all(opened.open(file, Opened::Kind::file)); });
+}
+
 Descriptor SiteFolder::folderOf(const std::string &file, bool make, std::string *name) const {
     struct Found {
         std::string name;

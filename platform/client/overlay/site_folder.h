@@ -37,6 +37,9 @@ class SiteFolder {
     // The same; nothing when there is no such file.
     std::optional<std::string> readIfThere(const std::string &file, size_t limit) const;
 
+    // May everybody read the file?
+    bool isForAll(const std::string &file) const;
+
     // The folder that a file is in, symbolic links followed, and the file's name there. With `make` the folders that
     // are missing are made, for everybody to read.
     Descriptor folderOf(const std::string &file, bool make, std::string *name) const;

@@ -19,7 +19,7 @@ class Export {
 
     int run() {
         takeScripts();
-        if (!options_.dryRun && !folder_.has("site.toml")) folder_.write("site.toml", "version = 1\n");
+        if (!options_.dryRun && !folder_.has("site.toml")) folder_.write("site.toml", "version = 1\n", false);
         writeScripts();
         prune();
         return isWhole_ ? exit_done : exit_not_created;
@@ -61,7 +61,7 @@ class Export {
             const std::string &file = isNew ? path : there->second;
             progress.step();
             if (!isNew && folder_.read(file) == one.text) continue;
-            if (!options_.dryRun) folder_.write(file, one.text);
+            if (!options_.dryRun) folder_.write(file, one.text, session_.isPrivate(one.object));
             progress.clear();
             printf("%-7s %s\n", isNew ? catalogue_text("add") : catalogue_text("change"), terminal_text(file).c_str());
             written++;

@@ -2,8 +2,10 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/limits.h>
 #include <strings.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 #include <algorithm>
 #include <cerrno>
@@ -16,7 +18,9 @@
 #include "platform/common/nocase.h"
 #include "platform/common/write_all.h"
 #include "tools/qrtlogin/failure.h"
+#include "tools/qrtscript/object/file_place.h"
 #include "tools/qrtscript/object/options.h"
+#include "tools/qrtscript/object/signals_held.h"
 
 static constexpr size_t text_limit = size_t{16} << 20; // of a script
 static constexpr size_t depth_limit = 64;              // of names
@@ -29,30 +33,11 @@ static Failure cannot_write(const std::string &path) {
     return Failure(exit_not_created, catalogue_format("cannot write %1$s: %2$s", path.c_str(), strerror(errno)));
 }
 
-static std::string name_of(const std::string &file) {
-    return file.substr(file.rfind('/') + 1); // the whole without any
-}
-
 ScriptFolder::ScriptFolder(std::string path, Missing missing) : path_(std::move(path)) {
     while (path_.size() > 1 && path_.back() == '/') path_.pop_back();
     if (missing == Missing::made && mkdir(path_.c_str(), 0777) != 0 && errno != EEXIST) throw cannot_write(path_);
     folder_ = Opened(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folder_.isOpen()) throw cannot_read(path_, strerror(errno));
-}
-
-// The folder that the file is in, each above it opened from the one before.
-Opened ScriptFolder::folderOf(const std::string &file, bool make) const {
-    Opened at(openat(folder_.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    size_t start = 0;
-    for (size_t end = file.find('/'); at.isOpen() && end != file.npos; end = file.find('/', start)) {
-        const std::string name = file.substr(start, end - start);
-        if (make && mkdirat(at.number(), name.c_str(), 0777) != 0 && errno != EEXIST)
-            throw cannot_write(shown(file.substr(0, end)));
-        at = Opened(openat(at.number(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        start = end + 1;
-    }
-    if (!at.isOpen() && make) throw cannot_write(shown(file));
-    return at;
 }
 
 namespace {
@@ -69,7 +54,7 @@ static bool is_script(std::string_view name) {
 }
 
 void ScriptFolder::addFiles(const std::string &inside, std::vector<std::string> *all) const {
-    Opened opened = folderOf(inside, false);
+    Opened opened = folder_of_file(folder_, inside);
     const std::unique_ptr<DIR, CloseFolder> list(opened.isOpen() ? fdopendir(opened.number()) : nullptr);
     if (list == nullptr) throw cannot_read(shown(inside), strerror(errno));
     opened.release();
@@ -100,9 +85,9 @@ std::vector<std::string> ScriptFolder::files() const {
 }
 
 std::string ScriptFolder::read(const std::string &file) const {
-    const Opened folder = folderOf(file, false);
+    const Opened folder = folder_of_file(folder_, file);
     const Opened opened(
-        openat(folder.number(), name_of(file).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+        openat(folder.number(), name_of_file(file).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
     struct stat found = {};
     if (!opened.isOpen() || fstat(opened.number(), &found) != 0) throw cannot_read(shown(file), strerror(errno));
     if (!S_ISREG(found.st_mode)) throw cannot_read(shown(file), catalogue_text("not a regular file"));
@@ -122,14 +107,34 @@ bool ScriptFolder::has(const std::string &file) const {
     return faccessat(folder_.number(), file.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
-void ScriptFolder::write(const std::string &file, std::string_view text) const {
-    const Opened folder = folderOf(file, true);
-    const std::string name = name_of(file), made = ".qrtscript-" + std::to_string(getpid()) + "~";
+// The mode of the file that is replaced, with its access list: without that the mode would let a whole group in.
+static bool keep_rights(const Opened &before, const Opened &made) {
+    constexpr const char *access_list = "system.posix_acl_access";
+    struct stat found = {}, own = {};
+    if (fstat(before.number(), &found) != 0 || fstat(made.number(), &own) != 0) return false;
+    mode_t rights = found.st_mode & 0777;
+    const bool isOthers = own.st_uid != found.st_uid || own.st_gid != found.st_gid;
+    const bool isGroups = !isOthers || fchown(made.number(), found.st_uid, found.st_gid) == 0 ||
+                          fchown(made.number(), static_cast<uid_t>(-1), found.st_gid) == 0;
+    std::vector<char> list(XATTR_SIZE_MAX);
+    const ssize_t size = fgetxattr(before.number(), access_list, list.data(), list.size());
+    if (!isGroups || (size < 0 && errno != ENODATA && errno != ENOTSUP)) rights &= ~mode_t{S_IRWXG};
+    if (fchmod(made.number(), rights) != 0) return false;
+    return size < 0 || !isGroups ||
+           fsetxattr(made.number(), access_list, list.data(), static_cast<size_t>(size), 0) == 0;
+}
+
+void ScriptFolder::write(const std::string &file, std::string_view text, bool isPrivate) const {
+    const SignalsHeld held;
+    const Opened folder = folder_of_file(folder_, file, 0777);
+    if (!folder.isOpen()) throw cannot_write(shown(file));
+    const std::string name = name_of_file(file), made = ".qrtscript-" + std::to_string(getpid()) + "~";
+    const Opened before(openat(folder.number(), name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     unlinkat(folder.number(), made.c_str(), 0);
-    const Opened opened(
-        openat(folder.number(), made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666));
-    if (opened.isOpen() && write_all(opened.number(), text) && fsync(opened.number()) == 0 &&
-        renameat(folder.number(), made.c_str(), folder.number(), name.c_str()) == 0)
+    const Opened opened(openat(folder.number(), made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW,
+                               isPrivate || before.isOpen() ? 0600 : 0666));
+    if (opened.isOpen() && (!before.isOpen() || keep_rights(before, opened)) && write_all(opened.number(), text) &&
+        fsync(opened.number()) == 0 && renameat(folder.number(), made.c_str(), folder.number(), name.c_str()) == 0)
         return;
     const Failure failure = cannot_write(shown(file));
     unlinkat(folder.number(), made.c_str(), 0);
@@ -137,6 +142,6 @@ void ScriptFolder::write(const std::string &file, std::string_view text) const {
 }
 
 void ScriptFolder::remove(const std::string &file) const {
-    const Opened folder = folderOf(file, false);
-    if (unlinkat(folder.number(), name_of(file).c_str(), 0) != 0) throw cannot_write(shown(file));
+    const Opened folder = folder_of_file(folder_, file);
+    if (unlinkat(folder.number(), name_of_file(file).c_str(), 0) != 0) throw cannot_write(shown(file));
 }

@@ -21,15 +21,15 @@ class ScriptFolder {
     std::vector<std::string> files() const;
     std::string read(const std::string &file) const;
     bool has(const std::string &file) const;
-    // Makes or replaces the file as a whole, and makes the folders above it.
-    void write(const std::string &file, std::string_view text) const;
+    // Makes or replaces the file as a whole, and makes the folders above it. A file that is there keeps its rights; a
+    // new one is for everybody whom the umask lets in, or for its owner alone.
+    void write(const std::string &file, std::string_view text, bool isPrivate) const;
     void remove(const std::string &file) const;
 
     std::string shown(const std::string &file) const { return path_ + "/" + file; }
 
   private:
     void addFiles(const std::string &folder, std::vector<std::string> *all) const;
-    Opened folderOf(const std::string &file, bool make) const;
 
     std::string path_;
     Opened folder_{-1};

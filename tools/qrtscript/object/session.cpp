@@ -52,13 +52,15 @@ TreeSession::~TreeSession() {
 }
 
 void TreeSession::useTree(const ObjectOptions &options) {
-    char name[ZK_MAX_NAME + 1] = {};
-    if (!options.tree)
-        require(ZKDSGetContext(context_, DCK_TREE_NAME, name), catalogue_text("cannot find the default tree"));
-    tree_ = options.tree ? *options.tree : name;
-    const std::string attempt = catalogue_format("cannot use tree %s", tree_.c_str());
+    const std::string attempt = options.tree ? catalogue_format("cannot use tree %s", options.tree->c_str())
+                                             : catalogue_text("cannot find the default tree");
     require(ZKDSSetContext(context_, DCK_FLAGS, &login_context_flags), attempt);
-    require(ZKDSSetContext(context_, DCK_TREE_NAME, tree_.c_str()), attempt);
+    if (options.tree) require(ZKDSSetContext(context_, DCK_TREE_NAME, options.tree->c_str()), attempt);
+    // As the configuration spells it, which former scripts are found by.
+    char name[ZK_MAX_NAME + 1] = {};
+    require(ZKDSGetContext(context_, DCK_TREE_NAME, name), attempt);
+    tree_ = name;
+    require(ZKDSSetContext(context_, DCK_TREE_NAME, name), attempt);
     // A context is always complete from the root, with or without the period that says so.
     const char *context = options.context.c_str();
     require(ZKDSSetContext(context_, DCK_NAME_CONTEXT, *context == '.' ? context + 1 : context),
@@ -99,6 +101,12 @@ StoredScript TreeSession::read(const ScriptObject &object) const {
     return attempting(
         catalogue_format("cannot read the login script of %s", object.name.c_str()),
         [&] { return script_read(context_, object); });
+}
+
+bool TreeSession::isPrivate(const ScriptObject &object) const {
+    return attempting(
+        catalogue_format("cannot read the login script of %s", object.name.c_str()),
+        [&] { return script_is_private(context_, object); });
 }
 
 std::vector<ScriptOfObject> TreeSession::list() const {

@@ -22,6 +22,7 @@ class TreeSession {
     ScriptObject object(const std::string &name) const;
     std::optional<ScriptObject> objectOfFile(const std::string &file) const;
     StoredScript read(const ScriptObject &object) const;
+    bool isPrivate(const ScriptObject &object) const; // in a file that not everybody may read
     std::vector<ScriptOfObject> list() const;
     // A Failure with exit_changed when the script is no longer `before`.
     void write(const ScriptObject &object, const ScriptText &before, const ScriptText &after) const;
