@@ -89,6 +89,9 @@ add_dependencies(qrtscript_plan zkclient_ldap)
 add_library(login_parts STATIC tools/qrtlogin/failure.cpp tools/qrtlogin/password.cpp)
 target_include_directories(login_parts PRIVATE ${CMAKE_SOURCE_DIR})
 qrt_command_program(object login_parts common zkclient treelogin)
+soname_of(gnutls libgnutls)
+set_source_files_properties(tools/qrtscript/object/former_name.cpp PROPERTIES COMPILE_DEFINITIONS
+                                                                             LIBGNUTLS_SONAME="${libgnutls}")
 add_dependencies(qrtscript_object zkclient_ldap)
 
 # What most of their files include is compiled once: JSON alone takes more than a second of each file.

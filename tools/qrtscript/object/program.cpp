@@ -1,6 +1,7 @@
 #include "tools/qrtscript/object/program.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <cerrno>
@@ -80,7 +81,7 @@ static int status_of(pid_t child) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : by_signal + WTERMSIG(status);
 }
 
-ProgramRun program_run(const std::vector<std::string> &words, ProgramOutput output) {
+ProgramRun program_run(const std::vector<std::string> &words, ProgramOutput output, mode_t withheld) {
     const auto refuse = [&] {
         return Failure(exit_system, catalogue_format("cannot run %1$s: %2$s", words.front().c_str(), strerror(errno)));
     };
@@ -95,6 +96,7 @@ ProgramRun program_run(const std::vector<std::string> &words, ProgramOutput outp
     if (child < 0) throw refuse();
     if (child == 0) {
         if (lent) lent->takeBack();
+        umask(umask(0) | withheld);
         become(words, writeEnd.number(), output);
     }
     writeEnd = Opened(-1);

@@ -2,6 +2,7 @@
 #ifndef TOOLS_QRTSCRIPT_OBJECT_PROGRAM_H
 #define TOOLS_QRTSCRIPT_OBJECT_PROGRAM_H
 
+#include <sys/types.h>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,8 @@ struct ProgramRun {
 };
 
 // Runs the program to its end; one without a "/" is looked for in PATH. Without ProgramOutput::unchanged it has no
-// input. Throws Failure when no process can be started.
-ProgramRun program_run(const std::vector<std::string> &words, ProgramOutput output);
+// input. What it makes does not get the rights in `withheld`, beside those of the umask. Throws Failure when no process
+// can be started.
+ProgramRun program_run(const std::vector<std::string> &words, ProgramOutput output, mode_t withheld = 0);
 
 #endif

@@ -16,7 +16,8 @@ void store_show(const ScriptObject &object, const ScriptText &before, const Name
 
 void store_write(const TreeSession &session, const ObjectOptions &options, const ScriptObject &object,
                  const ScriptText &before, const ScriptText &after) {
-    if (options.backup && before) backup_keep(*options.backup, session.tree(), object, *before);
+    if (options.backup && before)
+        backup_keep(*options.backup, session.tree(), {object, *before, session.isPrivate(object)});
     session.write(object, before, after);
 }
 
