@@ -100,6 +100,40 @@ TEST_F(ObjectEdit, KeepsTheTextWhenTheEditorFails) {
     EXPECT_THAT(former(), HasSubstr("two"));
 }
 
+TEST_F(ObjectEdit, KeepsNothingOfAFailedEditorThatHasChangedNothing) {
+    for (const char *end : {"exit 3\n", "kill -9 $$\n", "rm \"$1\"; exit 1\n"}) {
+        editor(end);
+        const Outcome outcome = qrtscript({"edit", "sales.acme", "--yes"});
+        EXPECT_EQ(outcome.status, 71);
+        EXPECT_THAT(outcome.err, EndsWith("qrtscript edit: the editor failed: " + site.path("editor") + "\n"));
+        EXPECT_THAT(outcome.err, Not(HasSubstr("is kept")));
+        EXPECT_EQ(temporaries(), 0) << end;
+    }
+}
+
+TEST_F(ObjectEdit, KeepsWhatAFailedEditorHasLeftForARecovery) {
+    editor("echo swapped >\"$(dirname \"$1\")/.swap\"; kill -9 $$\n");
+    const Outcome outcome = qrtscript({"edit", "sales.acme", "--yes"});
+    EXPECT_EQ(outcome.status, 71);
+    EXPECT_THAT(outcome.err, HasSubstr("the text is kept in "));
+    EXPECT_EQ(temporaries(), 1);
+}
+
+// The editor has saved and is still open.
+TEST_F(ObjectEdit, KeepsWhatTheEditorHasSavedOnASignal) {
+    editor(changed + std::string("echo saved; read -r line\n"));
+    for (const int number : {SIGTERM, SIGHUP}) {
+        auto process = onTerminal({"edit", "sales.acme"});
+        ASSERT_TRUE(process->awaits("saved")) << process->shown();
+        kill(process->id(), number);
+        EXPECT_EQ(process->finish(), 1000 + number);
+        EXPECT_THAT(process->shown(), HasSubstr("The text is kept in " + temporary.path()));
+        EXPECT_EQ(kept(), result);
+        for (const auto &item : fs::directory_iterator(temporary.path())) fs::remove_all(item.path());
+    }
+    EXPECT_THAT(former(), HasSubstr("two"));
+}
+
 TEST_F(ObjectEdit, KeepsTheTextOnAnInterruptAndSaysWhere) {
     editor(changed);
     auto process = onTerminal({"edit", "sales.acme"});

@@ -54,9 +54,21 @@ class Edit {
         folder_.keep(file_);
         const ProgramRun ended =
             program_run({"/bin/sh", "-c", editor() + " \"$1\"", "sh", file_}, ProgramOutput::unchanged);
-        if (ended.status != 0) throw Failure(exit_system, catalogue_format("the editor failed: %s", editor().c_str()));
+        if (ended.status != 0) {
+            if (!hasWork()) folder_.keep("");
+            throw Failure(exit_system, catalogue_format("the editor failed: %s", editor().c_str()));
+        }
         text_ = text_of_file(file_);
         if (text_ == base_.value_or("")) folder_.keep("");
+    }
+
+    // Is there anything that is nowhere else: another text, or what the editor itself keeps to recover one?
+    bool hasWork() const {
+        try {
+            return text_of_file(file_) != base_.value_or("") || folder_.hasOthers(name_);
+        } catch (const Failure &) {
+            return folder_.hasOthers(name_);
+        }
     }
 
     bool isAccepted() const {

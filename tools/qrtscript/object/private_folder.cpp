@@ -88,6 +88,13 @@ void PrivateFolder::remove(const std::string &name) const {
     unlink(path(name).c_str());
 }
 
+bool PrivateFolder::hasOthers(const std::string &name) const {
+    std::error_code problem;
+    for (const auto &item : std::filesystem::directory_iterator(path_, problem))
+        if (item.path().filename() != name) return true;
+    return bool(problem);
+}
+
 void PrivateFolder::keep(const std::string &file) {
     kept_ = !file.empty();
     if (kept_) {

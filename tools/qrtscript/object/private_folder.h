@@ -17,6 +17,8 @@ class PrivateFolder {
     // Writes a file, and returns its path. It stays until the end, or until it is removed.
     std::string write(const std::string &name, std::string_view text) const;
     void remove(const std::string &name) const;
+    // Is there anything beside this file?
+    bool hasOthers(const std::string &name) const;
     std::string path(const std::string &name) const { return path_ + "/" + name; }
     // From now on everything stays, and an interrupt says where `file` is. An empty one takes that back.
     void keep(const std::string &file);
