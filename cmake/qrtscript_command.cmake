@@ -85,8 +85,9 @@ target_compile_definitions(plan_objects PRIVATE COMMANDS_FROM_PROGRAMS="${comman
 add_dependencies(qrtscript_plan zkclient_ldap)
 
 # ---- object: login scripts in the directory ----
-# What it shares with a login: its failures, and where a password comes from.
-add_library(login_parts STATIC tools/qrtlogin/failure.cpp tools/qrtlogin/password.cpp)
+# What it shares with a login: its failures, where a password comes from, and that nobody else reads it.
+add_library(login_parts STATIC tools/qrtlogin/failure.cpp tools/qrtlogin/password.cpp
+                               tools/qrtlogin/private_memory.cpp)
 target_include_directories(login_parts PRIVATE ${CMAKE_SOURCE_DIR})
 qrt_command_program(object login_parts common zkclient treelogin)
 soname_of(gnutls libgnutls)

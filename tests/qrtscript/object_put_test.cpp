@@ -1,4 +1,5 @@
 // qrtscript get, put and diff over a tree in a file.
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "tests/qrtscript/object_site.h"
@@ -254,4 +255,23 @@ TEST_F(ObjectPut, ThePasswordIsNotTakenForTheScript) {
         qrtscript({"put", "jdoe.sales.acme", "--yes", "--as", "jdoe.sales.acme", "--password-fd", "0"}, "secret\n");
     EXPECT_EQ(outcome.status, 64);
     EXPECT_THAT(outcome.out + outcome.err, testing::Not(HasSubstr("secret")));
+}
+
+// The check looks at the process that has started it, as any program of the user could.
+TEST_F(ObjectPutWithCheck, NobodyElseReadsTheMemoryWithThePassword) {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_CORE, &limit) == 0 && limit.rlim_max < 8 * 512)
+        GTEST_SKIP() << "the limit for core files cannot be raised here";
+    environment["ASAN_OPTIONS"] += ":disable_coredump=0"; // which would set the limit itself
+    check(
+        "for file in mem maps environ; do ( : <\"/proc/$PPID/$file\" ) 2>/dev/null && echo \"$file\"; done\n"
+        "set -- $(grep '^Max core file size' /proc/$PPID/limits)\n"
+        "echo \"its limit is $5, mine $(ulimit -S -c)\"\n");
+    site.write("new.qrt", "EXIT\n");
+    Words words = {"/bin/sh", "-c", "ulimit -S -c 8; exec \"$@\"", "sh"};
+    if (geteuid() == 0) words.insert(words.end(), {"/usr/bin/setpriv", "--inh-caps=-all", "--bounding-set=-all"});
+    words.insert(words.end(),
+                 {site.path("bin/qrtscript-object"), "put", "jdoe.sales.acme", site.path("new.qrt"), "-y"});
+    EXPECT_EQ(process_run(words, environment).err, "its limit is 0, mine 8\n");
+    EXPECT_EQ(script("jdoe.sales.acme"), "EXIT\n");
 }

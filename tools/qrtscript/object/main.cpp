@@ -12,6 +12,7 @@
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
 #include "tools/qrtlogin/failure.h"
+#include "tools/qrtlogin/private_memory.h"
 #include "tools/qrtscript/object/commands.h"
 
 static std::string program = "qrtscript";
@@ -35,6 +36,7 @@ static int object_main(int argc, char **argv) {
     setlocale(LC_ALL, "");
     own_catalogues_bind();
     program_check_output_at_exit("qrtscript", exit_output);
+    private_memory_begin();
     for (const Command &command : commands) {
         if (argc < 2 || strcmp(argv[1], command.name) != 0) continue;
         program += std::string(" ") + command.name;

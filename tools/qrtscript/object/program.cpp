@@ -15,6 +15,7 @@
 #include "platform/common/opened.h"
 #include "tools/program_start.h"
 #include "tools/qrtlogin/failure.h"
+#include "tools/qrtlogin/private_memory.h"
 
 static constexpr int not_found = 127;
 static constexpr int by_signal = 128;
@@ -60,6 +61,7 @@ class TerminalLent {
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr); // what a change of many scripts holds back may end a program
     program_restore_signals();
+    private_memory_end_limit();
     execvp(list[0], list.data());
     _exit(not_found);
 }
