@@ -2,6 +2,7 @@
 #include <map>
 
 #include "platform/catalogue.h"
+#include "tools/qrtscript/object/action.h"
 #include "tools/qrtscript/object/commands.h"
 #include "tools/qrtscript/object/question.h"
 #include "tools/qrtscript/object/script_folder.h"
@@ -63,7 +64,7 @@ class Export {
             if (!isNew && folder_.read(file) == one.text) continue;
             if (!options_.dryRun) folder_.write(file, one.text, session_.isPrivate(one.object));
             progress.clear();
-            printf("%-7s %s\n", isNew ? catalogue_text("add") : catalogue_text("change"), terminal_text(file).c_str());
+            action_show(isNew ? Action::add : Action::change, file);
             written++;
         }
         progress.clear();
@@ -77,9 +78,7 @@ class Export {
         for (const auto &[path, file] : there_)
             if (scripts_.count(path) == 0) stale.push_back(file);
         if (stale.empty()) return;
-        for (const std::string &file : stale)
-            printf("%-7s %s\n", options_.prune ? catalogue_text("remove") : catalogue_text("stale"),
-                   terminal_text(file).c_str());
+        for (const std::string &file : stale) action_show(options_.prune ? Action::remove : Action::stale, file);
         if (!options_.prune) {
             store_say(options_, catalogue_text("the tree has no script for the stale files; --prune removes them"));
             return;

@@ -4,6 +4,7 @@
 #include <set>
 
 #include "platform/catalogue.h"
+#include "tools/qrtscript/object/action.h"
 #include "tools/qrtscript/object/check.h"
 #include "tools/qrtscript/object/commands.h"
 #include "tools/qrtscript/object/question.h"
@@ -112,10 +113,10 @@ class Import {
 
     void show() const {
         for (const Change &change : changes_) {
-            const char *what = !change.after    ? catalogue_text("remove")
-                               : !change.before ? catalogue_text("add")
-                                                : catalogue_text("change");
-            printf("%-7s %s\n", what, terminal_text(change.object.name).c_str());
+            action_show(!change.after    ? Action::remove
+                        : !change.before ? Action::add
+                                         : Action::change,
+                        change.object.name);
             if (options_.verbose && change.after)
                 store_show(change.object, change.before, {change.file, *change.after});
         }
