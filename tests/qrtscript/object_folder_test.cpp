@@ -67,6 +67,36 @@ TEST_F(ObjectFolder, ExportFindsFilesInAnySpelling) {
     EXPECT_FALSE(fs::exists(folder("acme/sales/jdoe.qrt")));
 }
 
+TEST_F(ObjectFolder, ExportPutsNewFilesIntoTheFoldersThatAreThere) {
+    site.make("scripts/Acme");
+    write("Acme/SALES/JDOE.QRT", "WRITE \"old\"\n");
+    EXPECT_EQ(put("export"), (Outcome{0, "add     Acme/SALES/_container.qrt\nchange  Acme/SALES/JDOE.QRT\n",
+                                      "qrtscript export: 2 login scripts, 2 written\n"}));
+    EXPECT_THAT(files(), testing::ElementsAre("Acme/SALES/JDOE.QRT", "Acme/SALES/_container.qrt", "site.toml"));
+    fs::remove(folder("Acme/SALES/JDOE.QRT"));
+    fs::rename(folder("Acme/SALES/_container.qrt"), folder("Acme/SALES/_CONTAINER.Qrt"));
+    EXPECT_EQ(put("export").out, "add     Acme/SALES/jdoe.qrt\n");
+    EXPECT_EQ(put("import").err, "qrtscript import: 2 files, 0 login scripts to be changed\n");
+    site.make("scripts/acme");
+    EXPECT_EQ(put("export"), (Outcome{66, "",
+                                      "qrtscript export: " + folder("Acme/") + " and " + folder("acme/") +
+                                          " stand for the same object\n"}));
+}
+
+TEST_F(ObjectFolder, CountsHaveTheirSingulars) {
+    EXPECT_EQ(qrtscript({"put", "--remove", "sales.acme", "--yes"}).status, 0);
+    EXPECT_EQ(put("export", {"-n"}).err, "qrtscript export: 1 login script, 1 to be written\n");
+    EXPECT_EQ(put("export").err, "qrtscript export: 1 login script, 1 written\n");
+    write("acme/sales/jdoe.qrt", "BREAK ON\n");
+    EXPECT_EQ(put("import", {"--yes"}).err,
+              "qrtscript import: 1 file, 1 login script to be changed\n"
+              "qrtscript import: 1 login script changed\n");
+    write("acme/gone.qrt", "EXIT\n");
+    auto process = onTerminal({"export", folder(), "--prune"});
+    ASSERT_TRUE(process->answers("Remove 1 file? (y/n) ", "n\n")) << process->shown();
+    EXPECT_EQ(process->finish(), 0);
+}
+
 TEST_F(ObjectFolder, ExportRefusesTwoFilesOfOneObject) {
     write("acme/Sales/jdoe.qrt", "EXIT\n");
     write("acme/sales/jdoe.qrt", "EXIT\n");

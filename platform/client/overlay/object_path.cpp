@@ -4,6 +4,7 @@
 
 #include "platform/client/core/letters.h"
 #include "platform/common/hex.h"
+#include "platform/common/nocase.h"
 #include "platform/terminal_text.h"
 
 // Files that are no scripts have the top folder to themselves.
@@ -86,11 +87,11 @@ static bool take_folders(std::string_view *path, Name *name) {
 bool object_path_parse(std::string_view path, Name *name, bool *isContainer) {
     Name parsed;
     if (!take_folders(&path, &parsed)) return false;
-    *isContainer = path == object_path_container;
+    *isContainer = equal_nocase(path, object_path_container);
     if (!*isContainer) {
         NamePart leaf;
         if (path.size() <= object_path_end.size() || parsed.size() == name_depth_limit ||
-            path.substr(path.size() - object_path_end.size()) != object_path_end ||
+            !equal_nocase(path.substr(path.size() - object_path_end.size()), object_path_end) ||
             !object_path_component(path.substr(0, path.size() - object_path_end.size()), &leaf.value))
             return false;
         parsed.insert(parsed.begin(), std::move(leaf));

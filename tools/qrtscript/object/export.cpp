@@ -14,8 +14,14 @@ class Export {
   public:
     explicit Export(const ObjectOptions &options)
         : options_(options), session_(options), folder_(options.operands[0], ScriptFolder::Missing::made) {
-        for (const std::string &file : folder_.files())
+        const ScriptFolder::Contents contents = folder_.contents();
+        for (const std::string &file : contents.files)
             if (const std::optional<std::string> path = script_file_path(file)) take(*path, file);
+        const std::string own = "_container.qrt";
+        for (const std::string &folder : contents.folders) {
+            const std::optional<std::string> path = script_file_path(folder + own);
+            if (path) folders_[path->substr(0, path->size() - own.size())].push_back(folder);
+        }
     }
 
     int run() {
@@ -29,11 +35,27 @@ class Export {
   private:
     void take(const std::string &path, const std::string &file) {
         const auto [other, isFirst] = there_.emplace(path, file);
-        if (!isFirst) {
-            throw Failure(exit_no_script,
-                          catalogue_format("%1$s and %2$s stand for the same object",
-                                           folder_.shown(other->second).c_str(), folder_.shown(file).c_str()));
+        if (!isFirst) throw ambiguous(other->second, file);
+    }
+
+    Failure ambiguous(const std::string &one, const std::string &other) const {
+        return Failure(exit_no_script, catalogue_format("%1$s and %2$s stand for the same object",
+                                                        folder_.shown(one).c_str(), folder_.shown(other).c_str()));
+    }
+
+    // The path as the folders on the way are spelled. Of two that stand for one object a login could not say which one
+    // counts.
+    std::string place(const std::string &path) const {
+        std::string there;
+        size_t taken = 0;
+        for (size_t end = path.find('/'); end != path.npos; end = path.find('/', end + 1)) {
+            const auto found = folders_.find(path.substr(0, end + 1));
+            if (found == folders_.end()) break;
+            if (found->second.size() > 1) throw ambiguous(found->second[0], found->second[1]);
+            there = found->second.front();
+            taken = end + 1;
         }
+        return there + path.substr(taken);
     }
 
     // Of two objects whose names differ only in their types nobody could say whose the file is.
@@ -59,7 +81,7 @@ class Export {
         for (const auto &[path, one] : scripts_) {
             const auto there = there_.find(path);
             const bool isNew = there == there_.end();
-            const std::string &file = isNew ? path : there->second;
+            const std::string placed = place(path), &file = isNew ? placed : there->second;
             progress.step();
             if (!isNew && folder_.read(file) == one.text) continue;
             if (!options_.dryRun) folder_.write(file, one.text, session_.isPrivate(one.object));
@@ -91,7 +113,8 @@ class Export {
     const ObjectOptions &options_;
     const TreeSession session_;
     const ScriptFolder folder_;
-    std::map<std::string, std::string> there_; // the files by the paths that would be written
+    std::map<std::string, std::string> there_;                // the files by the paths that would be written
+    std::map<std::string, std::vector<std::string>> folders_; // likewise
     std::map<std::string, ScriptOfObject> scripts_;
     bool isWhole_ = true;
 };

@@ -50,7 +50,7 @@ class Import {
 
     int run() {
         takeScripts();
-        for (const std::string &file : folder_.files()) take(file);
+        for (const std::string &file : folder_.contents().files) take(file);
         if (!isUsable_)
             throw Failure(exit_user, catalogue_text("nothing was written: not every file is the script of an object"));
         if (options_.prune) addRemovals();

@@ -53,7 +53,7 @@ static bool is_script(std::string_view name) {
            equal_nocase(name.substr(name.size() - object_path_end.size()), object_path_end);
 }
 
-void ScriptFolder::addFiles(const std::string &inside, std::vector<std::string> *all) const {
+void ScriptFolder::addContents(const std::string &inside, Contents *all) const {
     Opened opened = folder_of_file(folder_, inside);
     const std::unique_ptr<DIR, CloseFolder> list(opened.isOpen() ? fdopendir(opened.number()) : nullptr);
     if (list == nullptr) throw cannot_read(shown(inside), strerror(errno));
@@ -66,21 +66,23 @@ void ScriptFolder::addFiles(const std::string &inside, std::vector<std::string> 
         if (fstatat(dirfd(list.get()), name.c_str(), &found, AT_SYMLINK_NOFOLLOW) != 0)
             throw cannot_read(shown(inside + name), strerror(errno));
         if (S_ISDIR(found.st_mode)) {
-            if (std::count(inside.begin(), inside.end(), '/') < static_cast<std::ptrdiff_t>(depth_limit))
-                addFiles(inside + name + "/", all);
+            if (std::count(inside.begin(), inside.end(), '/') >= static_cast<std::ptrdiff_t>(depth_limit)) continue;
+            all->folders.push_back(inside + name + "/");
+            addContents(inside + name + "/", all);
         } else if (is_script(name) || S_ISLNK(found.st_mode)) {
             if (!S_ISREG(found.st_mode))
                 throw cannot_read(shown(inside + name), S_ISLNK(found.st_mode) ? catalogue_text("it is a symbolic link")
                                                                                : catalogue_text("not a regular file"));
-            all->push_back(inside + name);
+            all->files.push_back(inside + name);
         }
     }
 }
 
-std::vector<std::string> ScriptFolder::files() const {
-    std::vector<std::string> all;
-    addFiles("", &all);
-    std::sort(all.begin(), all.end());
+ScriptFolder::Contents ScriptFolder::contents() const {
+    Contents all;
+    addContents("", &all);
+    std::sort(all.files.begin(), all.files.end());
+    std::sort(all.folders.begin(), all.folders.end());
     return all;
 }
 

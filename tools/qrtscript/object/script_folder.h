@@ -16,9 +16,12 @@ class ScriptFolder {
     enum class Missing { refused, made };
     ScriptFolder(std::string path, Missing missing);
 
-    // The files with scripts, in the order of their names; those whose names begin with "." or "_" are left to the
-    // site, but for _container.qrt.
-    std::vector<std::string> files() const;
+    // The files with scripts, and all folders, with a "/" at their ends, in the order of their names; those whose names
+    // begin with "." or "_" are left to the site, but for _container.qrt.
+    struct Contents {
+        std::vector<std::string> files, folders;
+    };
+    Contents contents() const;
     std::string read(const std::string &file) const;
     bool has(const std::string &file) const;
     // Makes or replaces the file as a whole, and makes the folders above it. A file that is there keeps its rights; a
@@ -29,7 +32,7 @@ class ScriptFolder {
     std::string shown(const std::string &file) const { return path_ + "/" + file; }
 
   private:
-    void addFiles(const std::string &folder, std::vector<std::string> *all) const;
+    void addContents(const std::string &inside, Contents *all) const;
 
     std::string path_;
     Opened folder_{-1};
