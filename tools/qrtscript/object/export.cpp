@@ -90,9 +90,13 @@ class Export {
             written++;
         }
         progress.clear();
-        store_say(options_, options_.dryRun
-                                ? catalogue_format("%1$zu login scripts, %2$zu to be written", scripts_.size(), written)
-                                : catalogue_format("%1$zu login scripts, %2$zu written", scripts_.size(), written));
+        const size_t all = scripts_.size();
+        store_say(options_,
+                  catalogue_format(options_.dryRun ? catalogue_plural("%1$zu login script, %2$zu to be written",
+                                                                      "%1$zu login scripts, %2$zu to be written", all)
+                                                   : catalogue_plural("%1$zu login script, %2$zu written",
+                                                                      "%1$zu login scripts, %2$zu written", all),
+                                   all, written));
     }
 
     void prune() {
@@ -106,7 +110,9 @@ class Export {
             return;
         }
         if (options_.dryRun) return;
-        if (!options_.yes && !question_ask(catalogue_format("Remove %zu files?", stale.size()))) return;
+        const std::string question =
+            catalogue_format(catalogue_plural("Remove %zu file?", "Remove %zu files?", stale.size()), stale.size());
+        if (!options_.yes && !question_ask(question)) return;
         for (const std::string &file : stale) folder_.remove(file);
     }
 

@@ -120,8 +120,11 @@ class Import {
             if (options_.verbose && change.after)
                 store_show(change.object, change.before, {change.file, *change.after});
         }
-        store_say(options_,
-                  catalogue_format("%1$zu files, %2$zu login scripts to be changed", files_.size(), changes_.size()));
+        const size_t files = files_.size(), changes = changes_.size();
+        store_say(options_, catalogue_format(catalogue_plural("%zu file", "%zu files", files), files) + ", " +
+                                catalogue_format(catalogue_plural("%zu login script to be changed",
+                                                                  "%zu login scripts to be changed", changes),
+                                                 changes));
     }
 
     // The files themselves: the check says where a mistake is. What is written is what was read before.
@@ -153,12 +156,17 @@ class Import {
             sayRest(written);
             throw;
         }
-        store_say(options_, catalogue_format("%zu login scripts changed", written));
+        store_say(options_,
+                  catalogue_format(catalogue_plural("%zu login script changed", "%zu login scripts changed", written),
+                                   written));
     }
 
     void sayRest(size_t written) const {
+        const size_t all = changes_.size();
         store_say(options_,
-                  catalogue_format("%1$zu of %2$zu login scripts changed; not changed:", written, changes_.size()));
+                  catalogue_format(catalogue_plural("%1$zu of %2$zu login script changed; not changed:",
+                                                    "%1$zu of %2$zu login scripts changed; not changed:", all),
+                                   written, all));
         for (size_t i = written; i < changes_.size(); i++)
             fprintf(stderr, "  %s\n", terminal_text(changes_[i].object.name).c_str());
     }

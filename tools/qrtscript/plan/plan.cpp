@@ -147,7 +147,10 @@ class Progress {
     Progress &operator=(const Progress &) = delete;
     void step() {
         done_++;
-        if (isShown_) fprintf(stderr, "\r%s", catalogue_format("Planned %1$zu of %2$zu logins", done_, all_).c_str());
+        if (!isShown_) return;
+        const std::string text = catalogue_format(
+            catalogue_plural("Planned %1$zu of %2$zu login", "Planned %1$zu of %2$zu logins", all_), done_, all_);
+        fprintf(stderr, "\r%s", text.c_str());
     }
 
   private:
