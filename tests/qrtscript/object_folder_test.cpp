@@ -188,11 +188,11 @@ TEST_F(ObjectFolder, ImportShowsTheDifferencesWithVerbose) {
 TEST_F(ObjectFolder, ImportAsksAndShowsItsProgress) {
     write("acme/sales/jdoe.qrt", "EXIT\n");
     auto process = onTerminal({"import", folder()});
-    ASSERT_TRUE(process->answers("Change 1 login scripts? (y/n) ", "n\n")) << process->shown();
+    ASSERT_TRUE(process->answers("Change 1 login script? (y/n) ", "n\n")) << process->shown();
     EXPECT_EQ(process->finish(), 1);
     EXPECT_EQ(script("jdoe.sales.acme"), "WRITE \"user\"\n");
     process = onTerminal({"import", folder()});
-    ASSERT_TRUE(process->answers("Change 1 login scripts? (y/n) ", "y\n")) << process->shown();
+    ASSERT_TRUE(process->answers("Change 1 login script? (y/n) ", "y\n")) << process->shown();
     EXPECT_EQ(process->finish(), 0);
     EXPECT_THAT(process->shown(), HasSubstr("\rImport: 1/1\033[K"));
     EXPECT_EQ(script("jdoe.sales.acme"), "EXIT\n");
@@ -261,6 +261,7 @@ TEST_F(ObjectFolder, ImportPrunesOnlyWhenTold) {
     EXPECT_EQ(script("sales.acme"), "WRITE \"sales\"\n");
     EXPECT_EQ(put("import", {"--prune", "--dry-run"}).out, "remove  sales.acme\n");
     EXPECT_EQ(put("import", {"--prune"}).status, 64) << "it asks";
+    write("site.toml", "version = 1\n");
     EXPECT_EQ(put("import", {"--prune", "--yes", "--backup-dir", site.path("former")}).status, 0);
     EXPECT_EQ(qrtscript({"get", "sales.acme"}).status, 5);
     EXPECT_TRUE(fs::exists(site.path("former/ACME/acme/sales")));
@@ -289,4 +290,35 @@ TEST_F(ObjectFolder, AnEmptyFolderPrunesNothing) {
     const Outcome outcome = qrtscript({"import", "--yes", "--prune", site.path("empty")});
     EXPECT_EQ(outcome.status, 66);
     EXPECT_THAT(outcome.err, HasSubstr("--prune would remove all of them"));
+}
+
+TEST_F(ObjectFolder, OnlyAWholeTreePrunesWithoutAQuestion) {
+    write("acme/sales/jdoe.qrt", "WRITE \"user\"\n");
+    const std::string refusal = "qrtscript import: " + folder() +
+                                " has no site.toml, which marks a whole tree: --prune would remove 1 login script\n";
+    EXPECT_EQ(put("import", {"--prune", "--yes"}), (Outcome{66, "", refusal}));
+    EXPECT_EQ(put("import", {"--prune", "--yes", "--force"}).status, 66);
+    const auto answer = [this](const std::string &typed) {
+        auto process = onTerminal({"import", folder(), "--prune"});
+        EXPECT_TRUE(
+            process->answers(" has no site.toml, which marks a whole tree. "
+                             "Remove 1 login script that has no file there? (y/n) ",
+                             typed));
+        EXPECT_TRUE(typed == "n\n" || process->answers("Change 1 login script? (y/n) ", typed)) << process->shown();
+        return process->finish();
+    };
+    EXPECT_EQ(answer("n\n"), 1);
+    EXPECT_EQ(script("sales.acme"), "WRITE \"sales\"\n");
+    EXPECT_EQ(answer("y\n"), 0);
+    EXPECT_EQ(qrtscript({"get", "sales.acme"}).status, 5);
+    EXPECT_EQ(put("import", {"--prune", "--yes"}).status, 0) << "there is nothing to remove";
+}
+
+TEST_F(ObjectFolder, AMarkedFolderIsNotAskedAbout) {
+    write("acme/sales/jdoe.qrt", "WRITE \"user\"\n");
+    write("site.toml", "version = 1\n");
+    auto process = onTerminal({"import", folder(), "--prune"});
+    ASSERT_TRUE(process->answers("Change 1 login script? (y/n) ", "y\n")) << process->shown();
+    EXPECT_EQ(process->finish(), 0);
+    EXPECT_THAT(process->shown(), Not(HasSubstr("whole tree")));
 }

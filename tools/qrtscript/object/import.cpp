@@ -57,8 +57,7 @@ class Import {
         show();
         check();
         if (changes_.empty() || options_.dryRun) return exit_done;
-        const std::string question = catalogue_format("Change %zu login scripts?", changes_.size());
-        if (!options_.yes && !question_ask(question)) return exit_differs;
+        if (!isAgreedTo()) return exit_differs;
         write();
         return exit_done;
     }
@@ -102,13 +101,43 @@ class Import {
         if (change.before != change.after) changes_.push_back(std::move(change));
     }
 
-    // A folder without a script is a wrong one, or a checkout that has failed.
+    // A folder without a script is a wrong one, or a checkout that has failed; one without site.toml may be a part of
+    // what the tree has: somebody has to say that it is not.
     void addRemovals() {
         if (files_.empty() && !options_.force)
             throw Failure(exit_no_script,
                           catalogue_text("the folder has no login script: --prune would remove all of them"));
-        for (const auto &[typed, one] : scripts_)
-            if (files_.count(typed) == 0) changes_.push_back({one.object, "", one.text, std::nullopt});
+        for (const auto &[typed, one] : scripts_) {
+            if (files_.count(typed) != 0) continue;
+            changes_.push_back({one.object, "", one.text, std::nullopt});
+            removals_++;
+        }
+        if (removals_ == 0 || folder_.has("site.toml") || !options_.yes) return;
+        throw Failure(
+            exit_no_script,
+            catalogue_format(
+                catalogue_plural(
+                    "%1$s has no site.toml, which marks a whole tree: --prune would remove %2$zu login script",
+                    "%1$s has no site.toml, which marks a whole tree: --prune would remove %2$zu login scripts",
+                    removals_),
+                options_.operands[0].c_str(), removals_));
+    }
+
+    bool isAgreedTo() const {
+        if (options_.yes) return true;
+        if (removals_ > 0 && !folder_.has("site.toml")) {
+            const std::string question =
+                catalogue_format(catalogue_plural("%1$s has no site.toml, which marks a whole tree. Remove %2$zu login "
+                                                  "script that has no file there?",
+                                                  "%1$s has no site.toml, which marks a whole tree. Remove %2$zu login "
+                                                  "scripts that have no file there?",
+                                                  removals_),
+                                 options_.operands[0].c_str(), removals_);
+            if (!question_ask(question)) return false;
+        }
+        const size_t all = changes_.size();
+        return question_ask(
+            catalogue_format(catalogue_plural("Change %zu login script?", "Change %zu login scripts?", all), all));
     }
 
     void show() const {
@@ -178,6 +207,7 @@ class Import {
     std::map<std::string, const ScriptObject *> byFile_; // those in scripts_; null: several
     std::map<std::string, std::string> files_;           // by the objects' typed names
     std::vector<Change> changes_;
+    size_t removals_ = 0; // of them
     bool isUsable_ = true;
 };
 
