@@ -255,6 +255,16 @@ TEST_F(ObjectPut, ThePasswordIsNotTakenForTheScript) {
         qrtscript({"put", "jdoe.sales.acme", "--yes", "--as", "jdoe.sales.acme", "--password-fd", "0"}, "secret\n");
     EXPECT_EQ(outcome.status, 64);
     EXPECT_THAT(outcome.out + outcome.err, testing::Not(HasSubstr("secret")));
+    userScript("EXIT\n");
+    for (const char *name : {"/dev/stdin", "/dev/fd/0", "/proc/self/fd/0", "-"}) {
+        for (const char *subcommand : {"put", "diff"}) {
+            const Outcome other =
+                qrtscript({subcommand, "jdoe.sales.acme", name, "--as", "jdoe.sales.acme", "--password-fd", "0"},
+                          "secret\nEXIT\n");
+            EXPECT_EQ(other.status, 64) << subcommand << " " << name;
+            EXPECT_THAT(other.out + other.err, testing::Not(HasSubstr("secret")));
+        }
+    }
 }
 
 // The check looks at the process that has started it, as any program of the user could.

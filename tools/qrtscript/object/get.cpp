@@ -3,6 +3,7 @@
 #include "platform/catalogue.h"
 #include "tools/qrtscript/object/commands.h"
 #include "tools/qrtscript/object/store.h"
+#include "tools/qrtscript/password_input.h"
 
 int command_get(const ObjectOptions &options) {
     const TreeSession session(options);
@@ -16,6 +17,7 @@ int command_get(const ObjectOptions &options) {
 
 int command_diff(const ObjectOptions &options) {
     const std::string &file = options.operands[1];
+    password_input_check(options.passwordDescriptor, file);
     const std::string text = text_of_file(file);
     const TreeSession session(options);
     const ScriptObject object = session.object(options.operands[0]);

@@ -1,11 +1,10 @@
-#include <unistd.h>
-
 #include "platform/catalogue.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtscript/object/check.h"
 #include "tools/qrtscript/object/commands.h"
 #include "tools/qrtscript/object/question.h"
 #include "tools/qrtscript/object/store.h"
+#include "tools/qrtscript/password_input.h"
 
 static std::string question_of(const ScriptObject &object, const ScriptText &after) {
     return after ? catalogue_format("Make this the login script of %s?", object.name.c_str())
@@ -14,8 +13,7 @@ static std::string question_of(const ScriptObject &object, const ScriptText &aft
 
 int command_put(const ObjectOptions &options) {
     const std::string file = options.operands.size() > 1 ? options.operands[1] : "-";
-    if (!options.remove && file == "-" && options.passwordDescriptor == STDIN_FILENO)
-        throw Failure(exit_usage, catalogue_text("the password and the script cannot both come from standard input"));
+    if (!options.remove) password_input_check(options.passwordDescriptor, file);
     const ScriptText after = options.remove ? ScriptText() : ScriptText(text_of_file(file));
     const std::string refusal = after ? check_refusal_of(options.operands[0], *after) : "";
     if (!refusal.empty() && !options.force) throw Failure(exit_findings, refusal);
