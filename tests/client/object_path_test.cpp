@@ -66,6 +66,8 @@ TEST(ObjectPath, IsReadInAnySpellingOfTheName) {
     EXPECT_EQ("sales.acme/", parsed_path("acme/sales/_container.qrt"));
     EXPECT_EQ("[Root]/", parsed_path("_container.qrt"));
     EXPECT_EQ("JDoe.Acme", parsed_path("Acme/JDoe.qrt"));
+    EXPECT_EQ("jdoe.acme", parsed_path("acme/jdoe.QRT"));
+    EXPECT_EQ("sales.acme/", parsed_path("acme/sales/_Container.Qrt"));
     EXPECT_EQ("jdoe.acme", parsed_path("%61cme/%6a%64oe.qrt"));
     EXPECT_EQ("a/b.acme", parsed_path("acme/a%2Fb.qrt"));
     EXPECT_EQ("x\\.qrt.acme", parsed_path("acme/x.qrt.qrt"));

@@ -95,6 +95,16 @@ TEST_F(OverlayScripts, TellsWhereEachScriptIs) {
     EXPECT_EQ(stored("jdoe.sales.acme").place, inside("ACME/sales/jdoe.qrt"));
 }
 
+TEST_F(OverlayScripts, TellsWhoseFileNotEverybodyMayRead) {
+    const auto isPrivate = [this](const char *object) { return script_is_private(at, script_object(at, object)); };
+    const char *const objects[] = {"sales.acme", "listed.sales.acme", "acme"};
+    for (const char *object : objects) EXPECT_FALSE(isPrivate(object)) << object;
+    for (const auto &path : {inside("ACME/sales/_container.qrt"), inside("site.ldif"), folder.path("acme.ldif")})
+        fs::permissions(path, fs::perms(0600));
+    for (const char *object : objects) EXPECT_TRUE(isPrivate(object)) << object;
+    EXPECT_FALSE(isPrivate("night.sales.acme"));
+}
+
 TEST_F(OverlayScripts, ChangesTheFileOfTheObject) {
     EXPECT_EQ(put("sales.acme", "WRITE \"sales\"\n", "EXIT\n"), "");
     EXPECT_EQ(file("ACME/sales/_container.qrt"), "EXIT\n");

@@ -109,6 +109,22 @@ TEST_F(ScriptChange, ReadsTheScriptAndTellsWhereItIs) {
     EXPECT_EQ(stored("more.acme").place, "more.ldif:4");
 }
 
+TEST_F(ScriptChange, TellsWhoseFileNotEverybodyMayRead) {
+    const auto isPrivate = [this](const char *object) { return script_is_private(at, script_object(at, object)); };
+    const auto setRights = [this](const char *name, unsigned rights) {
+        fs::permissions(folder.path(name), static_cast<fs::perms>(rights));
+    };
+    for (const char *object : {"acme", "sales.acme", "more.acme"}) EXPECT_FALSE(isPrivate(object)) << object;
+    setRights("scripts/acme.qrt", 0640);
+    EXPECT_TRUE(isPrivate("acme"));
+    EXPECT_FALSE(isPrivate("sales.acme"));
+    setRights("acme.ldif", 0604);
+    EXPECT_TRUE(isPrivate("sales.acme"));
+    EXPECT_FALSE(isPrivate("more.acme"));
+    fs::remove(folder.path("more.ldif"));
+    EXPECT_TRUE(isPrivate("more.acme")) << "nobody knows";
+}
+
 TEST_F(ScriptChange, ReplacesOneValueAndNoOtherByte) {
     EXPECT_EQ(put("sales.acme", "WRITE \"sales\"", "WRITE \"new\""), "");
     EXPECT_EQ(file(), with(tree_text, "qrtLoginScript: WRITE \"sa\n les\"\n", "qrtLoginScript: WRITE \"new\"\n"));
