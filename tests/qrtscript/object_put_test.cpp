@@ -215,6 +215,8 @@ TEST_F(ObjectPut, LogsInWhereThatIsWanted) {
     EXPECT_EQ(get("cn=jdoe,ou=sales,o=acme", "wrong\n").status, 2);
     EXPECT_EQ(get("cn=nobody,o=acme", "secret\n").status, 5);
     EXPECT_EQ(get("jdoe.sales.acme", "").status, 2) << "no password";
+    EXPECT_EQ(qrtscript({"get", "jdoe.sales.acme", "--as", "jdoe.sales.acme", "--password-fd", "0"}, "secret\n"),
+              (Outcome{0, "EXIT\n", ""}));
     EXPECT_EQ(qrtscript({"get", "--password-fd", "3", "jdoe.sales.acme"}).status, 64);
     auto process = onTerminal({"get", "jdoe.sales.acme", "--as", "jdoe.sales.acme"});
     ASSERT_TRUE(process->answers("Password for jdoe.sales.acme: ", "secret\n")) << process->shown();

@@ -218,6 +218,13 @@ TEST_F(ObjectRights, NoObjectHasFormerScriptsOfAnotherOne) {
     EXPECT_EQ(log(blank + "-.sales.acme"), "");
 }
 
+TEST_F(ObjectRights, LogTellsTheTimeOfTheFile) {
+    site.write("backups/former/ACME/acme/sales/jdoe.qrt.20261123T033405.123456Z", "REM\n");
+    EXPECT_EQ(qrtscript({"log", "jdoe.sales.acme", "--backup-dir", site.path("backups/former")}).out,
+              "2026-11-23T03:34:05Z  replaced; the former script is in "
+              "ACME/acme/sales/jdoe.qrt.20261123T033405.123456Z\n");
+}
+
 TEST_F(ObjectRights, ATreeIsFoundInAnySpelling) {
     ASSERT_EQ(put("jdoe.sales.acme").status, 0);
     const Outcome log =
