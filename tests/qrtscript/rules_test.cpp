@@ -70,7 +70,14 @@ TEST(CheckMistakes, KnowTheEndsOfLinesAndOfTheText) {
     expect_rows({{"WRITE \"a\"\nWRITE \"b\"", {"2:1 QS1016"}},
                  {"WRITE \"a\"\rWRITE \"b\"\r", {"1:1 QS1016", "1:11 QS1017"}},
                  {"WRITE \"a\"\r\nWRITE \"b\"\r\r\n", {}},
-                 {"IF \"a\" = \"b\" THEN", {"1:1 QS1003", "1:1 QS1016"}}});
+                 {"IF \"a\" = \"b\" THEN", {"1:1 QS1003", "1:1 QS1016"}},
+                 {"IF\n", {"1:1 QS1001", "1:1 QS1003", "1:1 QS1020", "1:3 QS2005"}},
+                 {"IF \"a\" = \"b\"\n", {"1:1 QS1001", "1:1 QS1003", "1:1 QS1020"}}});
+    // There is a line end, so that none is put behind it.
+    const Finding early = check_script(syntax_read("IF \"a\" = \"b\"\n")).at(0);
+    EXPECT_THAT(early.message, testing::StartsWith("the script ends too early; expected: IF "));
+    EXPECT_EQ(early.quotedLine, "IF \"a\" = \"b\"");
+    EXPECT_FALSE(early.fix);
     EXPECT_EQ(found_in(std::string("WRITE \"a\"\n\0FOO\n", 15)), std::vector<std::string>{"2:2 QS1018"});
 }
 

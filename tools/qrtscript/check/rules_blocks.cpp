@@ -46,8 +46,10 @@ static void report_open_levels(const Syntax &syntax, const std::vector<Level> &l
     bool jumps = false;
     for (const Statement &statement : syntax.statements) jumps |= statement.kind == Statement::Kind::go_to;
     for (const Level &level : levels) {
+        const bool isForOne = level.statement->kind == Statement::Kind::if_one;
         Finding finding = finding_at(syntax, "QS1003", first_token(syntax, *level.statement),
-                                     catalogue_text("there is no END for this IF"));
+                                     isForOne ? catalogue_text("there is no statement for this IF")
+                                              : catalogue_text("there is no END for this IF"));
         // A login does not report it in a script that has executed a GOTO.
         if (jumps) finding.severity = Severity::warning;
         findings->push_back(std::move(finding));

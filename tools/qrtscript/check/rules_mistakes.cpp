@@ -48,7 +48,16 @@ static Finding unreadable(const Syntax &syntax, const Mistake &mistake, const St
         catalogue_format("no statement begins with %1$s; did you mean %2$s?", keyword.c_str(), nearest.c_str()));
 }
 
+// An IF that is for the next line, and no line comes.
+static Finding without_rest(const Syntax &syntax, const Statement &statement) {
+    const TokenRange body = syntax.body(statement);
+    const std::string form(statement_form(syntax.spelling(syntax.tokens[body.first])));
+    return finding_at(syntax, "QS1001", body,
+                      catalogue_format("the script ends too early; expected: %s", form.c_str()));
+}
+
 static Finding cut_off(const Syntax &syntax, const Statement &statement) {
+    if (syntax.text.back() == '\n') return without_rest(syntax, statement);
     Finding finding = finding_at(syntax, "QS1016", syntax.body(statement),
                                  catalogue_text("the last line has no line end, so that it is not read"));
     finding.fix = {syntax.text.size(), syntax.text.size(), "\n"};
