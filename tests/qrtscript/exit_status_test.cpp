@@ -95,6 +95,18 @@ TEST_F(CheckExitStatus, WhatCannotBeReadDoesNotHideTheRest) {
                                 "qrtscript check: ./a: Permission denied\n"
                                 "qrtscript check: ./c.qrt: Permission denied\n"
                                 "qrtscript check: c.qrt: Permission denied\n"
-                                "qrtscript check: b/fifo.qrt: Invalid argument\n"
+                                "qrtscript check: b/fifo.qrt: not a regular file\n"
                                 "qrtscript check: none.qrt: No such file or directory\n"}));
+}
+
+TEST_F(CheckExitStatus, WhatIsNoRegularFileIsCalledThat) {
+    ASSERT_EQ(mkfifo(folder.path("fifo").c_str(), 0644), 0);
+    ASSERT_EQ(shell("python3 -c 'import socket; socket.socket(socket.AF_UNIX).bind(\"socket\")'").status, 0);
+    folder.write("clean.qrt", "WRITE \"x\"\n");
+    for (const std::string name : {"fifo", "socket", "/dev/null"}) {
+        const std::string reason = name + ": not a regular file\n";
+        EXPECT_EQ(check({name}), (Outcome{2, "", "qrtscript check: " + reason}));
+        EXPECT_EQ(check({"--baseline=" + name, "clean.qrt"}), (Outcome{2, "", "qrtscript check: " + reason}));
+        EXPECT_EQ(qrtscript({"fmt", name}), (Outcome{2, "", "qrtscript fmt: " + reason}));
+    }
 }

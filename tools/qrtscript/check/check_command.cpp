@@ -64,7 +64,7 @@ bool Checker::readBaseline() {
         return true;
     } catch (const BaselineError &error) {
         complain(options_.baseline + ": " + error.what());
-    } catch (const std::system_error &error) {
+    } catch (const std::runtime_error &error) {
         complain(error.what());
     }
     return false;

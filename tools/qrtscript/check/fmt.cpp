@@ -136,7 +136,7 @@ static Outcome format_input(const std::string &input, const FmtOptions &options)
     const auto attempt = [&](const auto &part) {
         try {
             worst = std::max(worst, part());
-        } catch (const std::system_error &problem) {
+        } catch (const std::runtime_error &problem) {
             fprintf(stderr, "qrtscript fmt: %s\n", terminal_text(problem.what()).c_str());
             worst = impossible;
         }

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 
+#include "platform/catalogue.h"
 #include "platform/common/opened.h"
 
 namespace fs = std::filesystem;
@@ -51,15 +53,30 @@ std::vector<std::string> script_files(const std::string &input,
     return walk.names;
 }
 
+static std::runtime_error not_regular(const std::string &name) {
+    return std::runtime_error(name + ": " + catalogue_text("not a regular file"));
+}
+
+// A socket and a device without a driver have no error of their own that says what they are.
+static bool is_special(const std::string &name) {
+    struct stat status = {};
+    return stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
 std::string script_text(const std::string &name) {
     constexpr size_t limit = 64 << 20; // more than a login reads
     const auto fail = [&](int error) -> std::system_error { return {error, std::generic_category(), name}; };
     // A pipe without a writer is not waited for.
     const Opened file(name == "-" ? dup(STDIN_FILENO) : open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!file.isOpen()) throw fail(errno);
+    if (!file.isOpen()) {
+        const int error = errno;
+        if (error == ENXIO && is_special(name)) throw not_regular(name);
+        throw fail(error);
+    }
     struct stat status = {};
     if (fstat(file.number(), &status) != 0) throw fail(errno);
-    if (name != "-" && !S_ISREG(status.st_mode)) throw fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    if (name != "-" && S_ISDIR(status.st_mode)) throw fail(EISDIR);
+    if (name != "-" && !S_ISREG(status.st_mode)) throw not_regular(name);
     std::string text;
     char part[65536];
     for (;;) {
