@@ -20,6 +20,12 @@ add_library(command_objects OBJECT ${program_parts} tools/code_variables.cpp too
 target_include_directories(command_objects PRIVATE ${CMAKE_SOURCE_DIR})
 target_compile_definitions(command_objects PRIVATE LOCALE_FROM_PROGRAMS="${locale_from_command_programs}")
 
+# What those that log in share with a login: its failures, and where a password comes from.
+add_library(login_parts STATIC tools/qrtlogin/failure.cpp tools/qrtlogin/password.cpp
+                               tools/qrtlogin/private_memory.cpp tools/qrtscript/login_as.cpp)
+target_include_directories(login_parts PRIVATE ${CMAKE_SOURCE_DIR})
+target_link_libraries(login_parts PUBLIC common zkclient)
+
 # qrt_command_program(NAME libraries...)
 set(command_programs)
 function(qrt_command_program name)
@@ -50,7 +56,8 @@ target_link_options(language_objects INTERFACE -Wl,--wrap=_Z14tokenizer_nextv,--
 target_include_directories(language_objects INTERFACE ${CMAKE_SOURCE_DIR}/include ${CMAKE_BINARY_DIR}/generated)
 # What MAP would refuse, the mapping program's own parser tells.
 target_sources(language_objects INTERFACE "$<FILTER:$<TARGET_OBJECTS:map_objects>,INCLUDE,/command\\.cpp\\.o$>")
-qrt_command_program(check common language_objects zkclient)
+qrt_command_program(check login_parts common language_objects zkclient)
+add_dependencies(qrtscript_check zkclient_ldap)
 target_compile_definitions(check_objects PRIVATE QRTSCRIPT_VERSION="${PROJECT_VERSION}")
 
 # The pages about the codes are part of the program.
@@ -75,6 +82,7 @@ target_sources(planned_objects INTERFACE $<TARGET_OBJECTS:qrtscript_objects>)
 target_link_options(planned_objects INTERFACE ${seams})
 target_include_directories(planned_objects INTERFACE ${CMAKE_SOURCE_DIR}/include ${CMAKE_BINARY_DIR}/generated)
 add_library(planned_parts STATIC tools/linked_volumes.cpp $<TARGET_OBJECTS:qrtlogin_objects>
+                                 tools/qrtscript/login_as.cpp
                                  "$<FILTER:$<TARGET_OBJECTS:map_objects>,EXCLUDE,/link_directory.cpp.o$>")
 target_include_directories(planned_parts PRIVATE ${CMAKE_SOURCE_DIR})
 qrt_command_program(plan planned_parts common zkclient treelogin PkgConfig::SECCOMP Threads::Threads)
@@ -85,10 +93,6 @@ target_compile_definitions(plan_objects PRIVATE COMMANDS_FROM_PROGRAMS="${comman
 add_dependencies(qrtscript_plan zkclient_ldap)
 
 # ---- object: login scripts in the directory ----
-# What it shares with a login: its failures, where a password comes from, and that nobody else reads it.
-add_library(login_parts STATIC tools/qrtlogin/failure.cpp tools/qrtlogin/password.cpp
-                               tools/qrtlogin/private_memory.cpp)
-target_include_directories(login_parts PRIVATE ${CMAKE_SOURCE_DIR})
 qrt_command_program(object login_parts common zkclient treelogin)
 soname_of(gnutls libgnutls)
 set_source_files_properties(tools/qrtscript/object/former_name.cpp PROPERTIES COMPILE_DEFINITIONS

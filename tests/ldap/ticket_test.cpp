@@ -129,3 +129,33 @@ TEST_F(LdapTicket, AnotherUsersPasswordIsStillAPassword) {
     EXPECT_EQ(ZKLoginToFileServer(other, "admin", 256, "wrong"), ZKE_WRONG_PASSWORD);
     EXPECT_EQ(ZKLoginToFileServer(other, "admin", 256, "starfish"), ZK_OK) << lastError();
 }
+
+// What the tools of administrators do with --as, as jdoe, who alone may read and change.
+TEST_F(LdapTicket, IsTheLoginOfAnAdministratorToo) {
+    Slapd::Setup setup = withTickets();
+    setup.access = "access to * by dn.exact=\"cn=jdoe,ou=sales,o=acme\" write by anonymous auth by * none\n";
+    Slapd server(setup);
+    onTickets({named(server)});
+    folder.write("new.qrt", "IF NOT MEMBER OF \".managers.acme\" THEN WRITE \"Hello, %FULL_NAME.\"\n");
+    const std::string file = folder.path("new.qrt");
+    const auto tool = [&](Words words, const char *as = "jdoe.sales.acme") {
+        words.insert(words.begin(), QRTSCRIPT_PATH);
+        words.insert(words.end(), {"--as", as});
+        return process_run(words, environment);
+    };
+    for (const Words &words : {Words{"put", "mlee.emea.sales.acme", file, "--yes"}, Words{"check", file},
+                               Words{"plan", "--user", "mlee.emea.sales.acme", file}})
+        EXPECT_THAT(tool(words).err, testing::HasSubstr("the Kerberos ticket is missing or was rejected")) << words[0];
+    realm.getTicket("jdoe");
+    const Outcome put = tool({"put", "mlee.emea.sales.acme", file, "--yes"});
+    EXPECT_EQ(put.status, 0) << put.err;
+    EXPECT_EQ(tool({"get", "mlee.emea.sales.acme"}), (Outcome{0, file_text(file), ""}));
+    EXPECT_EQ(tool({"check", "--user", ".mlee.emea.sales.acme", ".mlee.emea.sales.acme"}), (Outcome{0, "", ""}));
+    const Outcome plan = tool({"plan", "--user", "mlee.emea.sales.acme"});
+    EXPECT_THAT(plan.out, testing::HasSubstr("as jdoe.sales.acme.\n")) << plan.err;
+    EXPECT_THAT(plan.out, testing::HasSubstr("Hello, Mina Lee.")) << plan.err;
+    // A ticket is for its own user.
+    EXPECT_THAT(tool({"get", "mlee.emea.sales.acme"}, "admin.acme").err,
+                testing::HasSubstr("cannot log in as admin.acme to tree ACME: "));
+    EXPECT_THAT(server.log(), testing::Not(testing::HasSubstr("mech=SIMPLE")));
+}

@@ -73,6 +73,10 @@ TEST_F(CheckWithDirectory, SaysWhatCannotBeAsked) {
         {{"--tree=NOWHERE", "script.qrt"}, "cannot use tree NOWHERE"},
         {{"--user=.nobody.acme", "script.qrt"}, "cannot find user .nobody.acme"},
         {{"--directory", ".nobody.acme"}, ".nobody.acme"},
+        {{"--as=nobody.acme", "--password-fd=3", "script.qrt"}, "no password on file descriptor 3"},
+        {{"--password-fd=3", "script.qrt"}, "--password-fd needs --as"},
+        {{"--as=admin.acme", "--password-fd=x", "script.qrt"}, "--password-fd takes a number, not \"x\""},
+        {{"--as=admin.acme", "--password-fd=0", "-"}, "cannot both come from standard input"},
     };
     for (const auto &row : rows) {
         const Outcome outcome = check(row.words);

@@ -19,6 +19,7 @@
 #include "platform/terminal_text.h"
 #include "platform/zk.h"
 #include "tools/own_folder.h"
+#include "tools/qrtscript/login_as.h"
 
 [[noreturn]] static void fail(const std::string &attempt) {
     char reason[1024] = "";
@@ -44,6 +45,8 @@ static bool is_there(uint32_t code) {
 CheckDirectory::CheckDirectory(const DirectoryOptions &options) {
     require(ZKCallsInit(nullptr, nullptr), catalogue_text("cannot start the directory client"));
     require(ZKCLXInit(nullptr, nullptr), catalogue_text("cannot start the directory client"));
+    // An administrator is a guest here: no copy of what they may read, and no password of theirs, stays.
+    if (options.as) require(ZKKeepNothing(), catalogue_text("cannot start the directory client"));
     require(ZKDSCreateContextHandle(&handle_), catalogue_text("cannot start the directory client"));
     try {
         use(options);
@@ -71,6 +74,7 @@ void CheckDirectory::use(const DirectoryOptions &options) {
     require(ZKDSSetContext(handle_, DCK_TREE_NAME, tree_.c_str()), attempt);
     context_ = without_period(options.context.value_or(""));
     require(ZKDSSetContext(handle_, DCK_NAME_CONTEXT, context_.c_str()), attempt);
+    if (options.as) login_as(handle_, tree_, *options.as, options.passwordDescriptor);
     if (!options.user) return;
     char name[ZK_MAX_NAME + 1] = "";
     const uint32_t code = ZKDSReadObjectInfo(handle_, options.user->c_str(), name, nullptr);

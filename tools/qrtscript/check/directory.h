@@ -1,4 +1,4 @@
-// What the directory says of the names in a script. Nothing is changed there, and nobody logs in.
+// What the directory says of the names in a script. Nothing is changed there.
 #ifndef TOOLS_QRTSCRIPT_CHECK_DIRECTORY_H
 #define TOOLS_QRTSCRIPT_CHECK_DIRECTORY_H
 
@@ -10,11 +10,13 @@ struct DirectoryOptions {
     std::optional<std::string> tree;    // none: the configuration's default one
     std::optional<std::string> context; // of names without a leading period; none: the root
     std::optional<std::string> user;    // whose container is the context
+    std::optional<std::string> as;      // who logs in to read; none: nobody
+    int passwordDescriptor = -1;        // where the password of `as` is; negative: with the person
 };
 
 class CheckDirectory {
   public:
-    // Throws std::runtime_error with a sentence when the tree cannot be used or the user is not found.
+    // Throws std::runtime_error with a sentence when the tree cannot be used, the login fails or the user is not found.
     explicit CheckDirectory(const DirectoryOptions &options);
     ~CheckDirectory();
     CheckDirectory(const CheckDirectory &) = delete;

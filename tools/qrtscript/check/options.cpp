@@ -1,13 +1,24 @@
 #include "tools/qrtscript/check/options.h"
 
 #include <argp.h>
+#include <unistd.h>
 #include <algorithm>
 #include <new>
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
+#include "tools/qrtscript/login_as.h"
 
-enum : int { baseline_key = 0x100, write_baseline_key, colour_key, diff_key, fix_key, no_ignore_key };
+enum : int {
+    baseline_key = 0x100,
+    write_baseline_key,
+    colour_key,
+    diff_key,
+    fix_key,
+    no_ignore_key,
+    as_key,
+    password_key
+};
 
 static const argp_option option_table[] = {
     {"severity", 's', catalogue_mark("LEVEL"), 0,
@@ -29,6 +40,10 @@ static const argp_option option_table[] = {
     {"context", 'c', catalogue_mark("CONTEXT"), 0,
      catalogue_mark("Names without a leading period are in CONTEXT, for example sales.acme"), 0},
     {"user", 'u', catalogue_mark("USER"), 0, catalogue_mark("They are in the container of USER"), 0},
+    {"as", as_key, catalogue_mark("ADMIN"), 0, catalogue_mark("Read the directory as ADMIN (default: without a login)"),
+     0},
+    {"password-fd", password_key, catalogue_mark("N"), 0,
+     catalogue_mark("Read the password of ADMIN from file descriptor N (first line only) instead of asking"), 0},
     {nullptr, 0, nullptr, 0, nullptr, 0},
 };
 
@@ -56,8 +71,19 @@ static void check_together(const CheckOptions &options, argp_state *state) {
     const bool isStandardInput = std::count(options.inputs.begin(), options.inputs.end(), "-") > 0;
     if (options.fix && !options.diff && isStandardInput)
         argp_error(state, "%s", catalogue_text("standard input cannot be fixed"));
+    if (options.directory.passwordDescriptor >= 0 && !options.directory.as)
+        argp_error(state, catalogue_text("--password-fd needs --as"));
+    if (options.directory.passwordDescriptor == STDIN_FILENO && isStandardInput)
+        argp_error(state, catalogue_text("the password and the script cannot both come from standard input"));
     if (!options.writeBaseline.empty() && (options.fix || options.diff || !options.baseline.empty()))
         argp_error(state, "%s", catalogue_text("--write-baseline goes with neither --baseline, --fix nor --diff"));
+}
+
+static int descriptor_of(const char *text, argp_state *state) {
+    const int number = login_descriptor(text);
+    if (number < 0)
+        argp_error(state, catalogue_text("--password-fd takes a number, not \"%s\""), terminal_text(text).c_str());
+    return number;
 }
 
 static error_t take_option(int key, char *argument, argp_state *state) {
@@ -105,6 +131,13 @@ static error_t take_option(int key, char *argument, argp_state *state) {
         case 'u':
             options->hasDirectory = true;
             options->directory.user = argument;
+            return 0;
+        case as_key:
+            options->hasDirectory = true;
+            options->directory.as = argument;
+            return 0;
+        case password_key:
+            options->directory.passwordDescriptor = descriptor_of(argument, state);
             return 0;
         case ARGP_KEY_ARG:
             options->inputs.emplace_back(argument);

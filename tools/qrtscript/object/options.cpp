@@ -1,14 +1,13 @@
 #include "tools/qrtscript/object/options.h"
 
 #include <argp.h>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
 #include "tools/qrtlogin/failure.h"
+#include "tools/qrtscript/login_as.h"
 
 namespace {
 
@@ -119,13 +118,11 @@ static const Row rows[] = {
      'v'},
 };
 
-static int number_of(const char *text, argp_state *state) {
-    char *end = nullptr;
-    errno = 0;
-    const long number = strtol(text, &end, 10);
-    if (*text == '\0' || *end != '\0' || errno != 0 || number < 0 || number > INT_MAX)
+static int descriptor_of(const char *text, argp_state *state) {
+    const int number = login_descriptor(text);
+    if (number < 0)
         argp_error(state, catalogue_text("--password-fd takes a number, not \"%s\""), terminal_text(text).c_str());
-    return static_cast<int>(number);
+    return number;
 }
 
 static const Form &form_of(const char *name) {
@@ -168,7 +165,7 @@ static error_t parse_one(int key, char *text, argp_state *state) {
             options.as = text;
             break;
         case key_password_descriptor:
-            options.passwordDescriptor = number_of(text, state);
+            options.passwordDescriptor = descriptor_of(text, state);
             break;
         case key_backup:
             options.backup = text;

@@ -3,9 +3,7 @@
 #include "platform/catalogue.h"
 #include "platform/common/context_flags.h"
 #include "platform/zk.h"
-#include "tools/qrtlogin/password.h"
-
-static constexpr uint32_t login_option = 2;
+#include "tools/qrtscript/login_as.h"
 
 static void require(uint32_t code, const std::string &attempt) {
     if (code != ZK_OK) throw failure_of(code, attempt);
@@ -40,7 +38,7 @@ TreeSession::TreeSession(const ObjectOptions &options) {
     require(ZKDSCreateContextHandle(&context_), catalogue_text("cannot start the directory client"));
     try {
         useTree(options);
-        if (options.as) logIn(*options.as, options.passwordDescriptor);
+        if (options.as) login_as(context_, tree_, *options.as, options.passwordDescriptor);
     } catch (const Failure &) {
         ZKDSFreeContext(context_);
         throw;
@@ -65,26 +63,6 @@ void TreeSession::useTree(const ObjectOptions &options) {
     const char *context = options.context.c_str();
     require(ZKDSSetContext(context_, DCK_NAME_CONTEXT, *context == '.' ? context + 1 : context),
             catalogue_format("cannot use context %s", context));
-}
-
-void TreeSession::logIn(const std::string &user, int passwordDescriptor) {
-    int needed = 1;
-    require(ZKDSLoginNeedsPassword(context_, &needed), catalogue_format("cannot use tree %s", tree_.c_str()));
-    Secret password;
-    if (passwordDescriptor >= 0)
-        password = password_read(passwordDescriptor);
-    else if (needed != 0)
-        password = password_ask(catalogue_format("Password for %s: ", user.c_str()));
-    const std::string attempt = catalogue_format("cannot log in as %1$s to tree %2$s", user.c_str(), tree_.c_str());
-    if (!script_name_is_dn(user))
-        return require(ZKDSLoginEx(context_, user.c_str(), login_option, password.text()), attempt);
-    try {
-        script_login_as(context_, user, password.text());
-    } catch (const CodedError &error) {
-        const Failure general = ::failure_of(error.code, attempt);
-        if (*error.what() == '\0' || error.code == ZKE_WRONG_PASSWORD) throw general;
-        throw Failure(general.status(), attempt + ": " + error.what());
-    }
 }
 
 ScriptObject TreeSession::object(const std::string &name) const {

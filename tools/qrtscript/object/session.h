@@ -31,7 +31,6 @@ class TreeSession {
 
   private:
     void useTree(const ObjectOptions &options);
-    void logIn(const std::string &user, int passwordDescriptor);
 
     uint32_t context_ = 0;
     std::string tree_;
