@@ -17,11 +17,15 @@ function languageClient() {
 
 async function activate() {
   // The setting is one of the machine: a folder cannot choose what runs.
-  const command = vscode.workspace.getConfiguration('qrtscript').get('command');
+  const settings = vscode.workspace.getConfiguration('qrtscript');
+  const command = settings.get('command');
   const LanguageClient = command ? languageClient() : undefined;
   if (!LanguageClient) return;
   client = new LanguageClient('qrtscript', 'Login scripts', {command, args: ['lsp']}, {
     documentSelector: [{language: 'qrtscript', scheme: 'file'}, {language: 'qrtscript', scheme: 'untitled'}],
+    // Whose values are shown; later changes as well.
+    initializationOptions: {user: settings.get('user'), tree: settings.get('tree'), context: settings.get('context')},
+    synchronize: {configurationSection: 'qrtscript'},
   });
   await client.start();
 }

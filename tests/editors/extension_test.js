@@ -20,7 +20,8 @@ class LanguageClient {
 
 Module._load = function(request, ...rest) {
   if (request === 'vscode')
-    return {workspace: {getConfiguration: section => ({get: name => ({'qrtscript.command': command})[section + '.' + name]})}};
+    return {workspace: {getConfiguration: section =>
+      ({get: name => ({'qrtscript.command': command, 'qrtscript.user': '.jdoe.acme'})[section + '.' + name]})}};
   if (request !== 'vscode-languageclient/node') return load.call(this, request, ...rest);
   if (installed) return {LanguageClient};
   throw Object.assign(new Error('none'), {code: 'MODULE_NOT_FOUND'});
@@ -40,14 +41,16 @@ async function main() {
   assert.strictEqual(started.length, 1);
   assert.deepStrictEqual(started[0][2], {command: 'qrtscript', args: ['lsp']});
   assert.ok(started[0][3].documentSelector.every(one => one.language === manifest.contributes.languages[0].id));
+  assert.strictEqual(started[0][3].initializationOptions.user, '.jdoe.acme');
+  assert.strictEqual(started[0][3].synchronize.configurationSection, 'qrtscript');
   assert.strictEqual(stopped, 1);
   console.warn = () => {};
   await run(setting.default, false);
   assert.strictEqual(started.length, 0);
   await run('', true);
   assert.strictEqual(started.length, 0);
-  // A folder's own settings must not choose a program.
-  assert.strictEqual(setting.scope, 'machine');
+  // A folder's own settings must not choose a program, nor whom the directory is asked about.
+  for (const one of Object.values(manifest.contributes.configuration.properties)) assert.strictEqual(one.scope, 'machine');
   const {languages: [language], grammars: [grammar]} = manifest.contributes;
   for (const one of [language.configuration, grammar.path, manifest.main]) fs.accessSync(path.join(folder, one));
   assert.strictEqual(JSON.parse(fs.readFileSync(path.join(folder, grammar.path), 'utf8')).scopeName, grammar.scopeName);

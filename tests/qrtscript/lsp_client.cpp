@@ -5,26 +5,38 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <csignal>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "platform/common/write_all.h"
 
 using Json = LspClient::Json;
 
-LspClient::LspClient() {
+LspClient::LspClient(std::vector<std::string> options, const std::map<std::string, std::string> &variables,
+                     const std::string &descriptor3) {
     signal(SIGPIPE, SIG_IGN);
     int to[2], from[2];
     errors_ = memfd_create("errors", MFD_CLOEXEC);
     if (pipe2(to, O_CLOEXEC) != 0 || pipe2(from, O_CLOEXEC) != 0 || errors_ < 0) throw std::runtime_error("pipe");
+    const int given = memfd_create("given", MFD_CLOEXEC);
+    write_all(given, descriptor3);
+    lseek(given, 0, SEEK_SET);
     child_ = fork();
     if (child_ == 0) {
         dup2(to[0], STDIN_FILENO);
         dup2(from[1], STDOUT_FILENO);
         dup2(errors_, STDERR_FILENO);
-        execl(QRTSCRIPT_PATH, "qrtscript", "lsp", nullptr);
+        dup2(given, 3);
+        for (const auto &[name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
+        options.insert(options.begin(), {"qrtscript", "lsp"});
+        std::vector<char *> words;
+        for (std::string &word : options) words.push_back(word.data());
+        words.push_back(nullptr);
+        execv(QRTSCRIPT_PATH, words.data());
         _exit(127);
     }
     if (child_ < 0) throw std::runtime_error("fork");
+    close(given);
     close(to[0]);
     close(from[1]);
     to_ = to[1];
@@ -90,10 +102,18 @@ Json LspClient::request(const std::string &method, const Json &params) {
     return answer.contains("error") ? answer.at("error") : answer.at("result");
 }
 
-Json LspClient::initialize(const Json &capabilities, const std::string &folder) {
+int LspClient::askLater(const std::string &method, size_t line, size_t character) {
+    const Json params = {{"textDocument", {{"uri", uri_}}}, {"position", {{"line", line}, {"character", character}}}};
+    const Json message = {{"jsonrpc", "2.0"}, {"id", ++id_}, {"method", "textDocument/" + method}, {"params", params}};
+    sendBytes(lsp_frame(message.dump()));
+    return id_;
+}
+
+Json LspClient::initialize(const Json &capabilities, const std::string &folder, const Json &options) {
     const Json folders = Json::array({{{"uri", "file://" + folder}, {"name", "x"}}});
     const Json result = request("initialize", {{"processId", nullptr},
                                                {"rootUri", nullptr},
+                                               {"initializationOptions", options},
                                                {"capabilities", capabilities},
                                                {"workspaceFolders", folder.empty() ? Json() : folders}});
     notify("initialized", Json::object());

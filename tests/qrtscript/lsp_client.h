@@ -3,8 +3,10 @@
 #define TESTS_QRTSCRIPT_LSP_CLIENT_H
 
 #include <sys/types.h>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "tools/qrtscript/check/lsp_frames.h"
 
@@ -12,13 +14,16 @@ class LspClient {
   public:
     using Json = nlohmann::json;
 
-    LspClient();
+    // The server's options, variables of its environment, and what it can read from descriptor 3.
+    explicit LspClient(std::vector<std::string> options = {}, const std::map<std::string, std::string> &variables = {},
+                       const std::string &descriptor3 = "");
     ~LspClient();
     LspClient(const LspClient &) = delete;
     LspClient &operator=(const LspClient &) = delete;
 
     // The handshake, with the client's capabilities and the workspace's folder.
-    Json initialize(const Json &capabilities = Json::object(), const std::string &folder = "");
+    Json initialize(const Json &capabilities = Json::object(), const std::string &folder = "",
+                    const Json &options = nullptr);
     // Opens the text as this client's one document, and returns the diagnostics.
     Json open(const std::string &text, const std::string &uri = "file:///tmp/script.qrt");
     // Replaces a range of it, and returns the diagnostics.
@@ -28,6 +33,8 @@ class LspClient {
     Json askAt(const std::string &method, size_t line, size_t character, Json params = Json::object());
 
     Json request(const std::string &method, const Json &params);
+    // Asks, and does not wait for the answer; returns the number that it will have.
+    int askLater(const std::string &method, size_t line, size_t character);
     void notify(const std::string &method, const Json &params);
     void sendBytes(const std::string &bytes);
     // The next message; null when the server has ended.

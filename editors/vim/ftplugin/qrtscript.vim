@@ -3,6 +3,7 @@
 " Made by editors/generate.py from templates/ftplugin.vim.in: change that.
 "
 " let g:qrtscript_lsp = 0 keeps Neovim from starting the language server.
+" let g:qrtscript_lsp_options = #{user: '.jdoe.sales.acme'} shows that user's values; tree and context may be there too.
 
 if exists('b:did_ftplugin')
   finish

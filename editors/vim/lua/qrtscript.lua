@@ -6,7 +6,8 @@ function M.start()
   local buffer = vim.api.nvim_get_current_buf()
   local file = vim.api.nvim_buf_get_name(buffer)
   local root = vim.fn.fnamemodify(file == '' and vim.fn.getcwd() or file, file == '' and ':p' or ':p:h')
-  local config = { name = 'qrtscript', cmd = { 'qrtscript', 'lsp' }, root_dir = root }
+  local config = { name = 'qrtscript', cmd = { 'qrtscript', 'lsp' }, root_dir = root,
+                   init_options = vim.g.qrtscript_lsp_options }
   if vim.lsp.start then -- since Neovim 0.8
     vim.lsp.start(config)
     return

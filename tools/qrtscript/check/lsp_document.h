@@ -20,7 +20,7 @@ struct LspError : std::runtime_error {
 };
 constexpr int lsp_parse_error = -32700, lsp_invalid_request = -32600, lsp_unknown_method = -32601,
               lsp_invalid_params = -32602, lsp_internal_error = -32603, lsp_not_initialized = -32002,
-              lsp_request_failed = -32803;
+              lsp_request_failed = -32803, lsp_cancelled = -32800;
 
 class LspDocument {
   public:
@@ -62,7 +62,8 @@ Json lsp_label_definition(LspDocument &document, size_t place);
 std::string lsp_included_name(LspDocument &document, size_t place);
 Json lsp_rename_range(LspDocument &document, size_t place);
 Json lsp_rename(LspDocument &document, size_t place, const std::string &name);
-Json lsp_hover(LspDocument &document, size_t place);
+// `identifier`: the name of the identifier or attribute there, if it is one.
+Json lsp_hover(LspDocument &document, size_t place, std::string *identifier);
 Json lsp_completion(LspDocument &document, size_t place);
 
 #endif

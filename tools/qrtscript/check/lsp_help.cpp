@@ -13,6 +13,7 @@
 #include "tools/qrtscript/check/label_map.h"
 #include "tools/qrtscript/check/language_help.h"
 #include "tools/qrtscript/check/lsp_document.h"
+#include "tools/qrtscript/check/lsp_values.h"
 #include "tools/qrtscript/check/references.h"
 
 static Json markdown(const std::string &text) {
@@ -36,27 +37,23 @@ static Json hover(const LspDocument &document, size_t begin, size_t end, const s
     return {{"contents", markdown(text)}, {"range", document.range(begin, end)}};
 }
 
-// A name of a script cannot leave the code span that it is shown in.
-static std::string as_code(std::string name) {
-    std::replace(name.begin(), name.end(), '`', '\'');
-    return "`" + name + "`";
-}
-
 static Json hover_reference(const LspDocument &document, const ScriptReference &one) {
     const std::string text = one.isVariable
-                                 ? as_code("%<" + one.name + ">") + ": the environment variable"
-                                 : as_code("%" + upper(one.name)) + ": " + std::string(identifier_sentence(one.name));
+                                 ? lsp_code("%<" + one.name + ">") + ": the environment variable"
+                                 : lsp_code("%" + upper(one.name)) + ": " + std::string(identifier_sentence(one.name));
     return hover(document, one.place, one.place + one.length, text);
 }
 
-static Json hover_word(const LspDocument &document, const Syntax &syntax, const Statement &statement, size_t place) {
+static Json hover_word(const LspDocument &document, const Syntax &syntax, const Statement &statement, size_t place,
+                       std::string *identifier) {
     Json found;
     visit_statement(syntax, statement, [&](const Phrase &phrase) {
         const size_t begin = syntax.begin(phrase.tokens), end = syntax.end(phrase.tokens);
         if (phrase.kind != Phrase::Kind::word || place < begin || place >= end) return;
         const std::string name(syntax.spelling(phrase.tokens));
         if (!name_is_known(name)) return;
-        found = hover(document, begin, end, as_code(upper(name)) + ": " + std::string(identifier_sentence(name)));
+        *identifier = name;
+        found = hover(document, begin, end, lsp_code(upper(name)) + ": " + std::string(identifier_sentence(name)));
     });
     return found;
 }
@@ -84,17 +81,20 @@ static Json hover_label(LspDocument &document, size_t place) {
     const std::string where =
         jump->line ? "the label in line " + std::to_string(document.text().position(*jump->line).line + 1)
                    : "there is no such label: the script goes on in the next line";
-    return hover(document, jump->begin, jump->end, as_code(jump->name) + ": " + where);
+    return hover(document, jump->begin, jump->end, lsp_code(jump->name) + ": " + where);
 }
 
-Json lsp_hover(LspDocument &document, size_t place) {
+Json lsp_hover(LspDocument &document, size_t place, std::string *identifier) {
     const Syntax &syntax = document.syntax();
     for (const Statement &statement : syntax.statements) {
         if (statement.tokens.empty() || syntax.end(statement.tokens) <= place) continue;
         if (syntax.begin(statement.tokens) > place) return nullptr;
-        for (const ScriptReference &one : statement_references(syntax, statement))
-            if (one.place <= place && place < one.place + one.length) return hover_reference(document, one);
-        Json found = hover_word(document, syntax, statement, place);
+        for (const ScriptReference &one : statement_references(syntax, statement)) {
+            if (one.place > place || place >= one.place + one.length) continue;
+            if (!one.isVariable) *identifier = one.name;
+            return hover_reference(document, one);
+        }
+        Json found = hover_word(document, syntax, statement, place, identifier);
         if (found.is_null()) found = hover_keyword(document, syntax, statement, place);
         if (found.is_null() && statement.kind == Statement::Kind::go_to) found = hover_label(document, place);
         return found;

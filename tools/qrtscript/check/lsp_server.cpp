@@ -52,6 +52,7 @@ void LspServer::take(const std::string &message) {
 
 void LspServer::takeRequest(const Json &id, const std::string &method, const Json &params) {
     try {
+        if (method == "textDocument/hover") return hover(id, params);
         send({{"id", id}, {"result", answer(method, params)}});
     } catch (const LspError &error) {
         sendError(id, error.code, error.what());
@@ -70,16 +71,23 @@ void LspServer::takeNotification(const std::string &method, const Json &params) 
         if (method == "textDocument/didOpen") open(params);
         if (method == "textDocument/didChange") change(params);
         if (method == "textDocument/didClose") close(params);
+        if (method == "$/cancelRequest") cancel(params);
+        if (method == "workspace/didChangeConfiguration") chooseUser(params.at("settings").at("qrtscript"));
     } catch (const LspError &) {
     } catch (const Json::exception &) {
     }
 }
 
-Json LspServer::answer(const std::string &method, const Json &params) {
-    if (method == "initialize") return initialize(params);
+void LspServer::requireOpen() const {
     if (state_ == State::started) throw LspError(lsp_not_initialized, "initialize comes first");
     if (state_ != State::initialized) throw LspError(lsp_invalid_request, "the server has been shut down");
+}
+
+Json LspServer::answer(const std::string &method, const Json &params) {
+    if (method == "initialize") return initialize(params);
+    requireOpen();
     if (method == "shutdown") {
+        if (values_ != nullptr) values_->cancelAll();
         state_ = State::shut_down;
         return nullptr;
     }
@@ -104,6 +112,8 @@ static void add_folder(const Json &uri, std::vector<std::string> *folders) {
 
 Json LspServer::initialize(const Json &params) {
     if (state_ != State::started) throw LspError(lsp_invalid_request, "initialized already");
+    const auto options = params.find("initializationOptions");
+    if (options != params.end() && options->is_object()) chooseUser(*options);
     if (offers_utf8(params)) encoding_ = LspEncoding::utf8;
     const auto folders = params.find("workspaceFolders");
     if (folders != params.end() && folders->is_array())
@@ -125,6 +135,45 @@ Json LspServer::initialize(const Json &params) {
               {"referencesProvider", true},
               {"renameProvider", {{"prepareProvider", true}}}}},
             {"serverInfo", {{"name", "qrtscript"}}}};
+}
+
+// ---- the user whose values are shown ----
+
+// What is not there stays as it is.
+void LspServer::chooseUser(const Json &settings) {
+    if (values_ == nullptr) return;
+    LspUser user = values_->chosen();
+    for (const auto &[name, place] :
+         {std::pair("user", &user.user), std::pair("tree", &user.tree), std::pair("context", &user.context)}) {
+        const auto found = settings.find(name);
+        if (found == settings.end() || found->is_null()) continue;
+        if (!found->is_string() || found->get_ref<const std::string &>().find('\0') != std::string::npos)
+            throw LspError(lsp_invalid_params, std::string(name) + " is not a name");
+        *place = *found;
+    }
+    values_->choose(std::move(user));
+}
+
+// Its answer may have to wait for a value, which goes behind what is known without a directory.
+void LspServer::hover(const Json &id, const Json &params) {
+    requireOpen();
+    LspDocument &document = documentOf(params);
+    std::string identifier;
+    const Json found = lsp_hover(document, document.offset(params.at("position")), &identifier);
+    const std::string asked = values_ != nullptr ? values_->askable(identifier) : "";
+    const auto reply = [this, id, found](const std::string &sentence) {
+        Json result = found;
+        if (!sentence.empty()) result["contents"]["value"].get_ref<std::string &>() += "\n\n" + sentence;
+        send({{"id", id}, {"result", std::move(result)}});
+    };
+    if (asked.empty()) return reply("");
+    values_->ask(id.dump(-1, ' ', false, Json::error_handler_t::replace), asked, reply);
+}
+
+void LspServer::cancel(const Json &params) {
+    const Json &id = params.at("id");
+    const std::string key = id.dump(-1, ' ', false, Json::error_handler_t::replace);
+    if (values_ != nullptr && values_->cancel(key)) sendError(id, lsp_cancelled, "cancelled");
 }
 
 // ---- texts ----
@@ -215,7 +264,6 @@ Json LspServer::answerForDocument(const std::string &method, const Json &params)
         {"documentSymbol", false, [](LspDocument &text, size_t, const Json &) { return lsp_symbols(text); }},
         {"foldingRange", false, [](LspDocument &text, size_t, const Json &) { return lsp_folding_ranges(text); }},
         {"formatting", false, [](LspDocument &text, size_t, const Json &) { return lsp_formatting(text); }},
-        {"hover", true, [](LspDocument &text, size_t place, const Json &) { return lsp_hover(text, place); }},
         {"prepareRename", true,
          [](LspDocument &text, size_t place, const Json &) { return lsp_rename_range(text, place); }},
         {"references", true,

@@ -8,11 +8,14 @@
 #include <vector>
 
 #include "tools/qrtscript/check/lsp_document.h"
+#include "tools/qrtscript/check/lsp_values.h"
 
 class LspServer {
   public:
-    // `send` takes each message for the client.
-    explicit LspServer(std::function<void(const std::string &)> send) : send_(std::move(send)) {}
+    // `send` takes each message for the client. `values` tells what identifiers stand for, and answers some requests
+    // later; null: nobody does.
+    explicit LspServer(std::function<void(const std::string &)> send, LspValues *values = nullptr)
+        : send_(std::move(send)), values_(values) {}
 
     // Takes a message, whatever it is, and answers it.
     void take(const std::string &message);
@@ -30,6 +33,10 @@ class LspServer {
     void takeNotification(const std::string &method, const Json &params);
     Json answer(const std::string &method, const Json &params);
     Json answerForDocument(const std::string &method, const Json &params);
+    void hover(const Json &id, const Json &params);
+    void cancel(const Json &params);
+    void chooseUser(const Json &settings);
+    void requireOpen() const;
     Json initialize(const Json &params);
     Json definition(LspDocument &document, const Json &params);
     std::string includedFile(const LspDocument &document, const std::string &name) const;
@@ -41,6 +48,7 @@ class LspServer {
     LspDocument &documentOf(const Json &params);
 
     std::function<void(const std::string &)> send_;
+    LspValues *values_;
     State state_ = State::started;
     LspEncoding encoding_ = LspEncoding::utf16;
     std::vector<std::string> folders_; // of the workspace, without symbolic links

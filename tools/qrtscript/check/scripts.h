@@ -15,8 +15,8 @@ using Problems = std::vector<std::string>;
 std::vector<std::string> script_files(const std::string &input,
                                       const std::function<bool(const std::string &)> &excluded, Problems *problems);
 
-// The text of a file, or of standard input for "-". Throws std::runtime_error with name and reason, also for a name that
-// is no regular file's, and for more than 64 MiB.
+// The text of a file, or of standard input for "-". Throws std::runtime_error with name and reason, also for a name
+// that is no regular file's, and for more than 64 MiB.
 std::string script_text(const std::string &name);
 
 #endif
