@@ -1,6 +1,7 @@
 #!/bin/bash
 # What the ordinary tests leave out of the editors' files because it needs more packages: Neovim with the language server,
-# nano itself, and the extension for Visual Studio Code with the engine of that editor, which npm fetches.
+# nano itself, the extension for Visual Studio Code with the engine of that editor, and the library with which editors speak
+# to language servers; npm fetches the last two.
 #   ./check.sh --editors
 set -euo pipefail
 cd "$(dirname "$0")/.."
