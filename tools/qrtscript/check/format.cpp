@@ -107,10 +107,13 @@ void Formatter::findLevels() {
 }
 
 // A login may quote the line behind the mistake, or, when there is nothing in its own but its end, the last line before
-// it that is not empty.
+// it that is not empty. Behind a NUL there is nothing.
 void Formatter::freezeQuotable(size_t line) {
-    constexpr std::string_view nothing("\r\n\0", 3);
-    const auto isEmpty = [&](size_t one) { return lineText(one).find_first_not_of(nothing) == nothing.npos; };
+    const auto isEmpty = [&](size_t one) {
+        const std::string_view text = lineText(one);
+        const size_t first = text.find_first_not_of("\r\n");
+        return first == text.npos || text[first] == '\0';
+    };
     if (starts_.empty()) return;
     size_t first = line;
     while (first > 0 && isEmpty(first) && !frozen_[first - 1]) freeze(--first);
