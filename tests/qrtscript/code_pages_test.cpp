@@ -2,6 +2,7 @@
 #include "tools/qrtscript/check/code_pages.h"
 
 #include <algorithm>
+#include <cstring>
 #include <nlohmann/json.hpp>
 #include <set>
 
@@ -84,6 +85,9 @@ TEST_F(CodePages, AllCodesAreListed) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), static_cast<long>(code_count));
     EXPECT_THAT(outcome.out, HasSubstr("QS1007  error    ELSE IF on one line\n"));
+    // They are looked up by that order.
+    const auto before = [](const Code &one, const Code &other) { return strcmp(one.name, other.name) < 0; };
+    EXPECT_TRUE(std::is_sorted(codes, codes + code_count, before));
 }
 
 TEST_F(CodePages, OfAnUnknownCodeThereIsNone) {

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <string>
 
 #include "tools/qrtscript/check/rules.h"
@@ -20,7 +19,7 @@ Findings check_script(const Syntax &syntax, const CheckDirectory *directory, con
     const auto before = [](const Finding &a, const Finding &b) {
         return a.place != b.place ? a.place < b.place : a.code < b.code;
     };
-    std::stable_sort(findings.begin(), findings.end(), before);
+    findings_sort(&findings, before);
     secrets_hide(syntax, without_secrets(secrets_masked(syntax), findings), &findings);
     return findings;
 }

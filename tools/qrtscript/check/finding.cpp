@@ -1,6 +1,8 @@
 #include "tools/qrtscript/check/finding.h"
 
+#include <algorithm>
 #include <cassert>
+#include <cstring>
 #include <iterator>
 
 #include "platform/catalogue.h"
@@ -84,13 +86,26 @@ const Code *code_named(std::string_view name) {
 }
 
 Finding finding_at(const char *code, size_t place, size_t length, std::string message) {
-    const Code *found = code_named(code);
-    assert(found != nullptr);
+    const auto before = [](const Code &one, const char *name) { return strcmp(one.name, name) < 0; };
+    const Code *found = std::lower_bound(std::begin(codes), std::end(codes), code, before);
+    assert(found != std::end(codes) && strcmp(found->name, code) == 0);
     return {found, found->severity, place, length, std::move(message), "", {}};
 }
 
 Finding finding_at(const Syntax &syntax, const char *code, TokenRange tokens, std::string message) {
     return finding_at(code, syntax.begin(tokens), syntax.end(tokens) - syntax.begin(tokens), std::move(message));
+}
+
+void findings_sort(Findings *findings, bool (*before)(const Finding &a, const Finding &b)) {
+    if (std::is_sorted(findings->begin(), findings->end(), before)) return;
+    std::vector<Finding *> places;
+    places.reserve(findings->size());
+    for (Finding &finding : *findings) places.push_back(&finding);
+    std::stable_sort(places.begin(), places.end(), [&](const Finding *a, const Finding *b) { return before(*a, *b); });
+    Findings sorted;
+    sorted.reserve(findings->size());
+    for (Finding *finding : places) sorted.push_back(std::move(*finding));
+    *findings = std::move(sorted);
 }
 
 bool finding_is_about_secret(const Finding &finding) {

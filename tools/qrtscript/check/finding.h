@@ -51,6 +51,9 @@ using Findings = std::vector<Finding>;
 Finding finding_at(const Syntax &syntax, const char *code, TokenRange tokens, std::string message);
 Finding finding_at(const char *code, size_t place, size_t length, std::string message);
 
+// Sorts them; those of which neither comes before the other stay as they are. Each is moved once: it is large.
+void findings_sort(Findings *findings, bool (*before)(const Finding &a, const Finding &b));
+
 // Whether it is about a password, which no message of that kind quotes.
 bool finding_is_about_secret(const Finding &finding);
 

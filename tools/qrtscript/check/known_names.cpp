@@ -2,30 +2,50 @@
 
 #include <algorithm>
 #include <string>
+#include <unordered_set>
 
 #include "include/qrtscript.h"
 #include "platform/client/core/schema.h"
 #include "platform/common/nocase.h"
 
+using Names = std::unordered_set<std::string>;
+
+static std::string upper(std::string_view name) {
+    std::string text(name);
+    std::transform(text.begin(), text.end(), text.begin(), upper_case);
+    return text;
+}
+
 static bool is_identifier(std::string_view name) {
-    for (const QrtIdentifier *row = itable; row->name != nullptr; ++row)
-        if (equal_nocase(row->name, name)) return true;
-    return false;
+    static const Names identifiers = [] {
+        Names names;
+        for (const QrtIdentifier *row = itable; row->name != nullptr; ++row) names.insert(upper(row->name));
+        return names;
+    }();
+    return identifiers.count(upper(name)) != 0;
 }
 
 static bool is_script_variable(std::string_view name) {
     return name.size() == 1 && name[0] >= '0' && name[0] <= '9';
 }
 
-// As scripts write it: "_" for each blank.
+// As scripts write them: "_" for each blank.
+static const Names &attributes() {
+    static const Names attributes = [] {
+        Names names;
+        for (const SchemaAttribute &one : schema_attributes()) {
+            if (one.name == nullptr) continue;
+            std::string written = upper(one.name);
+            std::replace(written.begin(), written.end(), ' ', '_');
+            names.insert(std::move(written));
+        }
+        return names;
+    }();
+    return attributes;
+}
+
 static bool is_attribute(std::string_view name) {
-    const auto &all = schema_attributes();
-    return std::any_of(all.begin(), all.end(), [&](const SchemaAttribute &one) {
-        if (one.name == nullptr) return false;
-        std::string written = one.name;
-        std::replace(written.begin(), written.end(), ' ', '_');
-        return equal_nocase(written, name);
-    });
+    return attributes().count(upper(name)) != 0;
 }
 
 bool name_is_known(std::string_view name) {
@@ -33,18 +53,9 @@ bool name_is_known(std::string_view name) {
 }
 
 std::vector<std::string_view> known_names() {
-    static const std::vector<std::string> attributes = [] {
-        std::vector<std::string> names;
-        for (const SchemaAttribute &one : schema_attributes()) {
-            if (one.name == nullptr) continue;
-            names.emplace_back(one.name);
-            for (char &c : names.back()) c = c == ' ' ? '_' : upper_case(c);
-        }
-        return names;
-    }();
     std::vector<std::string_view> names;
     for (const QrtIdentifier *row = itable; row->name != nullptr; ++row) names.emplace_back(row->name);
-    names.insert(names.end(), attributes.begin(), attributes.end());
+    names.insert(names.end(), attributes().begin(), attributes().end());
     return names;
 }
 

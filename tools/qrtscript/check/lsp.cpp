@@ -1,6 +1,7 @@
 #include "tools/qrtscript/check/lsp.h"
 
 #include <argp.h>
+#include <malloc.h>
 #include <poll.h>
 #include <unistd.h>
 #include <cerrno>
@@ -24,6 +25,8 @@
 namespace {
 
 enum Ending : int { ended_well = 0, ended_early = 1, failed = 2 };
+
+constexpr int kept_memory = 64 << 20;
 
 // The client does not read any more.
 struct OutputLost {
@@ -156,6 +159,9 @@ int lsp_run(int argc, char **argv) {
     LspOptions options;
     if (argp_parse(&parser, argc, argv, 0, nullptr, &options) != 0) throw std::bad_alloc();
     signal(SIGPIPE, SIG_IGN);
+    // A text is read again at each key: its memory stays with the process.
+    mallopt(M_TRIM_THRESHOLD, kept_memory);
+    mallopt(M_MMAP_THRESHOLD, kept_memory);
     LspValues values;
     if (options.passwordDescriptor >= 0)
         values.readAs(options.as, password_read(options.passwordDescriptor));

@@ -422,6 +422,9 @@ static void note_joined_homes(Syntax *syntax) {
 Syntax syntax_read(std::string_view text) {
     Recording now;
     now.syntax.text = text;
+    // About as many as most scripts have, so that few are moved while they grow.
+    now.syntax.tokens.reserve(text.size() / 5);
+    now.syntax.phrases.reserve(text.size() / 12);
     const ReadText held(text, &now);
     const LexBuffer &buffer = *lex_active();
     end_of_line = 1;

@@ -1,7 +1,5 @@
 #include "tools/qrtscript/check/selection.h"
 
-#include <algorithm>
-
 #include "tools/qrtscript/check/directives.h"
 #include "tools/qrtscript/check/rules.h"
 #include "tools/qrtscript/check/secrets.h"
@@ -13,11 +11,12 @@ CheckedScript script_checked(const std::string &name, const Syntax &syntax, cons
     CheckedScript script = {name, syntax.text, without_secrets(secrets_masked(syntax), all), {}};
     Findings others = directives.findings();
     secrets_hide(syntax, script.shown, &others);
-    all.insert(all.end(), others.begin(), others.end());
-    std::stable_sort(all.begin(), all.end(), [](const Finding &a, const Finding &b) { return a.place < b.place; });
+    for (Finding &other : others) all.push_back(std::move(other));
+    findings_sort(&all, [](const Finding &a, const Finding &b) { return a.place < b.place; });
     Severity least = selection.least.value_or(Severity::style);
     if (!selection.least && !selection.noIgnore) least = settings.severity.value_or(least);
 
+    script.findings.reserve(all.size());
     for (Finding &finding : all) {
         if (!selection.noIgnore) {
             if (settings.disabled.count(finding.code) != 0 || directives.hide(finding)) continue;
