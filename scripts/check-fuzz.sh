@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-all="tokenizer parse substitution words conf ldif names object_path prompt terminal ldap_answers client_toml offline_copy srv_answer map_arguments volume_source automount_site qrtscript_check format lsp ldif_rewrite"
+all="tokenizer parse substitution words conf ldif names object_path prompt terminal ldap_answers client_toml offline_copy srv_answer map_arguments volume_source automount_site qrtscript_check format lsp tool_files ldif_rewrite"
 limit=-max_total_time=60
 targets=
 for word in "$@"; do
