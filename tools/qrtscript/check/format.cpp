@@ -37,6 +37,7 @@ class Formatter {
     const Syntax &syntax_;
     const FormatOptions &options_;
     const std::vector<bool> keywords_;
+    const size_t end_;                // the first NUL; npos without one
     std::vector<size_t> starts_;      // of the lines; counted from 0
     std::vector<size_t> firstTokens_; // of each line, and behind the last one
     std::vector<size_t> levels_;
@@ -54,7 +55,7 @@ static bool is_line_end(int kind) {
 }
 
 Formatter::Formatter(const Syntax &syntax, const FormatOptions &options)
-    : syntax_(syntax), options_(options), keywords_(keyword_places(syntax)) {
+    : syntax_(syntax), options_(options), keywords_(keyword_places(syntax)), end_(syntax.text.find('\0')) {
     findLines();
     findLevels();
     freezeMistakes();
@@ -110,9 +111,8 @@ void Formatter::findLevels() {
 // it that is not empty. Behind a NUL there is nothing.
 void Formatter::freezeQuotable(size_t line) {
     const auto isEmpty = [&](size_t one) {
-        const std::string_view text = lineText(one);
-        const size_t first = text.find_first_not_of("\r\n");
-        return first == text.npos || text[first] == '\0';
+        const size_t first = syntax_.text.find_first_not_of("\r\n", starts_[one]);
+        return first >= std::min(end_, starts_[one] + lineText(one).size());
     };
     if (starts_.empty()) return;
     size_t first = line;
