@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -159,11 +160,16 @@ static std::string standard_input() {
     return "/proc/self/fd/" + std::to_string(file);
 }
 
+// An empty script, as in a login.
+static bool is_null_device(const struct stat &status) {
+    return S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 3);
+}
+
 void input_script_check(const std::optional<std::string> &path) {
     script_file_check(path);
     struct stat status = {};
     const bool isFound = path && stat(path->c_str(), &status) == 0;
-    if (isFound && !S_ISREG(status.st_mode))
+    if (isFound && !S_ISREG(status.st_mode) && !is_null_device(status))
         throw Failure(exit_no_script, catalogue_format("cannot read the script %1$s: %2$s", path->c_str(),
                                                        catalogue_text("not a regular file")));
 }

@@ -21,7 +21,7 @@ std::vector<std::pair<std::string, std::string>> input_environment(const std::st
 std::vector<std::pair<std::string, std::string>> input_environment_lines(const std::string &text,
                                                                          const std::string &shown);
 
-// A script's file has to be a regular one: of a device the library reads nothing.
+// A script's file has to be a regular one, or /dev/null for none: of a device the library reads nothing.
 void input_script_check(const std::optional<std::string> &path);
 // The path of a script's file, which can be read; that of what standard input gives for "-". None for none.
 std::optional<std::string> input_script(const std::optional<std::string> &path);
