@@ -15,7 +15,8 @@ target_link_libraries(qrtscript_command PRIVATE ${resolved_first})
 
 # What the programs behind the command have in common; their catalogues are found from where they stand.
 sources_of(command_sources tools/qrtscript)
-list(REMOVE_ITEM command_sources ${CMAKE_SOURCE_DIR}/tools/qrtscript/main.cpp)
+list(REMOVE_ITEM command_sources ${CMAKE_SOURCE_DIR}/tools/qrtscript/main.cpp
+                                 ${CMAKE_SOURCE_DIR}/tools/qrtscript/login_as.cpp)
 add_library(command_objects OBJECT ${program_parts} tools/code_variables.cpp tools/columns.cpp ${command_sources})
 target_include_directories(command_objects PRIVATE ${CMAKE_SOURCE_DIR})
 target_compile_definitions(command_objects PRIVATE LOCALE_FROM_PROGRAMS="${locale_from_command_programs}")
