@@ -1,6 +1,7 @@
 #include "tools/qrtscript/check/baseline.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 #include <nlohmann/json.hpp>
 
 #include "tests/qrtscript/check_fixture.h"
@@ -98,13 +99,14 @@ TEST_F(CheckBaseline, OneThatCannotBeReadIsAnError) {
 }
 
 TEST_F(CheckBaseline, IsNotWrittenWhenSomethingCouldNotBeChecked) {
-    folder.write("known.json", "old");
+    const std::string old = "{\"version\": 1, \"findings\": []}";
+    folder.write("known.json", old);
     EXPECT_EQ(check({"--write-baseline=known.json", "none.qrt"}).status, 2);
-    EXPECT_EQ(file_text(folder.path("known.json")), "old");
+    EXPECT_EQ(file_text(folder.path("known.json")), old);
 }
 
 TEST_F(CheckBaseline, IsWrittenOverTheOldOneAndKeepsItsMode) {
-    folder.write("known.json", "old");
+    folder.write("known.json", "{\"version\": 1, \"findings\": []}");
     ASSERT_EQ(chmod(folder.path("known.json").c_str(), 0640), 0);
     folder.write("a.qrt", "FOO 1\n");
     EXPECT_EQ(check({"--write-baseline=known.json", "a.qrt"}).status, 0);
@@ -113,4 +115,38 @@ TEST_F(CheckBaseline, IsWrittenOverTheOldOneAndKeepsItsMode) {
     EXPECT_EQ(status.st_mode & 07777, 0640U);
     EXPECT_EQ(check({"--baseline=known.json", "a.qrt"}).status, 0);
     EXPECT_EQ(check({"--write-baseline=none/known.json", "a.qrt"}).status, 2);
+}
+
+TEST_F(CheckBaseline, ReplacesNoFileThatIsNone) {
+    for (const std::string text : {"FOO 1\n", "{}", "{\"version\": 2, \"findings\": []}"}) {
+        folder.write("a.qrt", text);
+        folder.write("b.qrt", "FOO 1\n");
+        const Outcome outcome = check({"--write-baseline", "a.qrt", "b.qrt"});
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.err, HasSubstr("qrtscript check: a.qrt is not replaced: "));
+        EXPECT_EQ(file_text(folder.path("a.qrt")), text);
+    }
+    ASSERT_EQ(symlink("b.qrt", folder.path("known.json").c_str()), 0);
+    EXPECT_EQ(check({"--write-baseline=known.json", "a.qrt"}),
+              (Outcome{2, "", "qrtscript check: known.json is not replaced: not valid JSON\n"}));
+    EXPECT_EQ(file_text(folder.path("b.qrt")), "FOO 1\n");
+}
+
+TEST_F(CheckBaseline, ReplacesNoFileThatIsChecked) {
+    const std::string baseline = "{\"version\": 1, \"findings\": []}\n";
+    folder.write("scripts/a.qrt", baseline);
+    ASSERT_EQ(symlink("scripts/a.qrt", folder.path("link").c_str()), 0);
+    for (const char *name : {"scripts/a.qrt", "./scripts/../scripts/a.qrt", "link"}) {
+        EXPECT_EQ(
+            check({"--write-baseline", name, "scripts"}),
+            (Outcome{2, "", "qrtscript check: " + std::string(name) + " is not replaced: it is one of the scripts\n"}));
+        EXPECT_EQ(file_text(folder.path("scripts/a.qrt")), baseline);
+    }
+}
+
+TEST_F(CheckBaseline, IsWrittenToAnEmptyFile) {
+    folder.write("known.json", "");
+    folder.write("a.qrt", "FOO 1\n");
+    EXPECT_EQ(check({"--write-baseline=known.json", "a.qrt"}).status, 0);
+    EXPECT_EQ(check({"--baseline=known.json", "a.qrt"}).status, 0);
 }

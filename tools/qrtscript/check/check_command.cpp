@@ -3,6 +3,7 @@
 #include <unistd.h>
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <system_error>
@@ -16,6 +17,8 @@
 #include "tools/qrtscript/check/selection.h"
 #include "tools/qrtscript/unified_diff.h"
 
+namespace fs = std::filesystem;
+
 namespace {
 
 class Checker {
@@ -25,6 +28,7 @@ class Checker {
 
   private:
     bool readBaseline();
+    bool mayWriteBaseline();
     void checkInput(const std::string &input);
     bool checkObject(const std::string &input);
     void checkScript(const std::string &name, const std::function<std::string()> &read);
@@ -39,6 +43,7 @@ class Checker {
     std::optional<CheckDirectory> directory_;
     SettingsFiles settings_;
     std::optional<Baseline> baseline_;
+    std::string oldBaseline_; // the text that --write-baseline replaces
     CheckResult result_;
     std::string differences_;
 };
@@ -66,6 +71,23 @@ bool Checker::readBaseline() {
         complain(options_.baseline + ": " + error.what());
     } catch (const std::runtime_error &error) {
         complain(error.what());
+    }
+    return false;
+}
+
+// A file name is easily forgotten, and the first script would then be taken for the baseline.
+bool Checker::mayWriteBaseline() {
+    const std::string &path = options_.writeBaseline;
+    std::error_code error;
+    if (path.empty() || !fs::exists(path, error)) return true;
+    try {
+        oldBaseline_ = script_text(path);
+        if (!oldBaseline_.empty()) Baseline(path).read(oldBaseline_);
+        return true;
+    } catch (const BaselineError &problem) {
+        complain(catalogue_format("%1$s is not replaced: %2$s", path.c_str(), problem.what()));
+    } catch (const std::system_error &problem) {
+        complain(problem.what());
     }
     return false;
 }
@@ -145,13 +167,21 @@ void Checker::checkInput(const std::string &input) {
 
 int Checker::writeBaseline() const {
     if (!result_.problems.empty()) return check_impossible; // it would lack something
-    Baseline baseline(options_.writeBaseline);
-    for (const CheckedScript &script : result_.scripts) baseline.add(script);
-    file_write(options_.writeBaseline, baseline.json());
+    const std::string &path = options_.writeBaseline;
+    Baseline baseline(path);
+    for (const CheckedScript &script : result_.scripts) {
+        std::error_code error;
+        if (fs::equivalent(script.name, path, error) && !error) {
+            complain(catalogue_format("%s is not replaced: it is one of the scripts", path.c_str()));
+            return check_impossible;
+        }
+        baseline.add(script);
+    }
+    file_write(path, oldBaseline_, baseline.json());
     const size_t count = baseline.count();
     fprintf(stderr, "qrtscript check: %s\n",
             catalogue_format(catalogue_plural("%1$s: %2$zu finding written", "%1$s: %2$zu findings written", count),
-                             terminal_text(options_.writeBaseline).c_str(), count)
+                             terminal_text(path).c_str(), count)
                 .c_str());
     return check_clean;
 }
@@ -171,7 +201,7 @@ void Checker::report() const {
 }
 
 int Checker::run() {
-    if (!readBaseline()) return check_impossible;
+    if (!readBaseline() || !mayWriteBaseline()) return check_impossible;
     if (options_.hasDirectory) directory_.emplace(options_.directory);
     for (const std::string &input : options_.inputs) checkInput(input);
     if (!options_.writeBaseline.empty()) return writeBaseline();

@@ -96,9 +96,9 @@ void file_rewrite(const std::string &name, const std::string &before, const std:
     file.replace();
 }
 
-void file_write(const std::string &name, const std::string &text) {
+void file_write(const std::string &name, const std::string &before, const std::string &text) {
     std::error_code error;
-    if (fs::exists(name, error)) return file_rewrite(name, script_text(name), text);
+    if (fs::exists(name, error)) return file_rewrite(name, before, text);
     NewFile file(name);
     file.check(write_all(file.number(), text));
     const mode_t mask = umask(0);

@@ -9,7 +9,8 @@
 // now.
 void file_rewrite(const std::string &name, const std::string &before, const std::string &after);
 
-// Writes a file that may be there or not; a new one gets the usual mode. Throws std::system_error.
-void file_write(const std::string &name, const std::string &text);
+// Writes a file that may be there or not: one that is there as file_rewrite does, a new one with the usual mode. Throws
+// std::system_error.
+void file_write(const std::string &name, const std::string &before, const std::string &text);
 
 #endif
