@@ -110,3 +110,27 @@ TEST_F(CheckExitStatus, WhatIsNoRegularFileIsCalledThat) {
         EXPECT_EQ(qrtscript({"fmt", name}), (Outcome{2, "", "qrtscript fmt: " + reason}));
     }
 }
+
+TEST_F(CheckExitStatus, LinksOutOfAFolderAreNotRead) {
+    folder.write("secret.qrt", "sekret words\n");
+    folder.write("proposal/a.qrt", "FOO 1\n");
+    folder.write("proposal/deep/text", "BAR 1\n");
+    ASSERT_EQ(symlink("../secret.qrt", folder.path("proposal/out.qrt").c_str()), 0);
+    ASSERT_EQ(symlink(folder.path("secret.qrt").c_str(), folder.path("proposal/deep/far.qrt").c_str()), 0);
+    ASSERT_EQ(symlink("deep/text", folder.path("proposal/in.qrt").c_str()), 0);
+    ASSERT_EQ(symlink("proposal", folder.path("checked").c_str()), 0);
+    for (const std::string name : {"proposal", "checked"})
+        EXPECT_EQ(
+            check({"--format=gcc", name}),
+            (Outcome{
+                2,
+                name + "/a.qrt:1:1: error: no statement begins with FOO [QS1001]\n" + name +
+                    "/in.qrt:1:1: error: no statement begins with BAR [QS1001]\n",
+                "qrtscript check: " + name + "/deep/far.qrt: not read: the symbolic link leads out of the folder\n" +
+                    "qrtscript check: " + name + "/out.qrt: not read: the symbolic link leads out of the folder\n"}));
+    // What is named is meant.
+    EXPECT_EQ(check({"--format=gcc", "proposal/out.qrt"}),
+              (Outcome{1, "proposal/out.qrt:1:1: error: no statement begins with sekret [QS1001]\n", ""}));
+    folder.write("proposal/.qrtscriptrc", "exclude = [\"out.qrt\", \"deep\"]\n");
+    EXPECT_EQ(check({"proposal"}).err, "");
+}

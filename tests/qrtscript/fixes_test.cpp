@@ -170,6 +170,26 @@ TEST_F(CheckFix, OfALinkTheFileIsRewritten) {
     EXPECT_EQ(file_text(folder.path("sub/a.qrt")), mended);
 }
 
+TEST_F(CheckFix, DoesNotWriteThroughLinksOfAFolder) {
+    folder.write("outside.qrt", broken);
+    folder.write("tree/inside.txt", broken);
+    folder.write("tree/z.qrt", broken);
+    ASSERT_EQ(symlink("../outside.qrt", folder.path("tree/a.qrt").c_str()), 0);
+    ASSERT_EQ(symlink("inside.txt", folder.path("tree/b.qrt").c_str()), 0);
+    ASSERT_EQ(symlink("z.qrt", folder.path("tree/c.qrt").c_str()), 0);
+    const Outcome outcome = check({"--fix", "--format=gcc", "tree"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err,
+              "qrtscript check: tree/a.qrt: not read: the symbolic link leads out of the folder\n"
+              "qrtscript check: tree/z.qrt: 2 findings put right\n"
+              "qrtscript check: tree/b.qrt: not written: it is a symbolic link in a folder\n");
+    EXPECT_THAT(outcome.out, HasSubstr("tree/b.qrt:2:"));
+    EXPECT_THAT(outcome.out, Not(HasSubstr("tree/c.qrt:2:"))) << "its file is put right before";
+    EXPECT_EQ(file_text(folder.path("outside.qrt")), broken);
+    EXPECT_EQ(file_text(folder.path("tree/inside.txt")), broken);
+    EXPECT_EQ(file_text(folder.path("tree/z.qrt")), mended);
+}
+
 TEST_F(CheckFix, OnlyWhatIsShownIsFixed) {
     const std::string hidden = std::string("REM qrtscript disable-file=QS1010,QS1008\n") + broken;
     folder.write("a.qrt", hidden);

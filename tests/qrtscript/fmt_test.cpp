@@ -99,6 +99,22 @@ TEST_F(Fmt, KeepsModeAndLink) {
     }
 }
 
+TEST_F(Fmt, DoesNotWriteThroughLinksOfAFolder) {
+    folder.write("outside.qrt", rough);
+    folder.write("tree/inside.txt", rough);
+    folder.write("tree/z.qrt", rough);
+    ASSERT_EQ(symlink("../outside.qrt", folder.path("tree/a.qrt").c_str()), 0);
+    ASSERT_EQ(symlink("inside.txt", folder.path("tree/b.qrt").c_str()), 0);
+    ASSERT_EQ(symlink("z.qrt", folder.path("tree/c.qrt").c_str()), 0);
+    const std::string out = "qrtscript fmt: tree/a.qrt: not read: the symbolic link leads out of the folder\n";
+    EXPECT_EQ(fmt({"--check", "tree"}), (Outcome{2, "tree/b.qrt\ntree/c.qrt\ntree/z.qrt\n", out}));
+    EXPECT_EQ(fmt({"tree"}),
+              (Outcome{2, "", out + "qrtscript fmt: tree/b.qrt: not written: it is a symbolic link in a folder\n"}));
+    EXPECT_EQ(text("outside.qrt"), rough);
+    EXPECT_EQ(text("tree/inside.txt"), rough);
+    EXPECT_EQ(text("tree/z.qrt"), smooth);
+}
+
 // The errno of file_rewrite, 0 for success.
 static int rewrite_error(const std::string &name, const std::string &before) {
     try {

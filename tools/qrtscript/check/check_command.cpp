@@ -31,10 +31,10 @@ class Checker {
     bool mayWriteBaseline();
     void checkInput(const std::string &input);
     bool checkObject(const std::string &input);
-    void checkScript(const std::string &name, const std::function<std::string()> &read);
+    void checkScript(const ScriptFile &file, const std::function<std::string()> &read);
     CheckedScript checked(const std::string &name, const std::string &text);
     bool isExcluded(const std::string &name);
-    void fix(CheckedScript *script);
+    void fix(CheckedScript *script, const ScriptFile &file);
     void report() const;
     int writeBaseline() const;
     void fail(const std::string &problem);
@@ -107,7 +107,7 @@ bool Checker::isExcluded(const std::string &name) {
     return !settings.excluded.empty() && settings_exclude(settings, settings_path(settings, name));
 }
 
-void Checker::fix(CheckedScript *script) {
+void Checker::fix(CheckedScript *script, const ScriptFile &file) {
     const auto check = [&](const std::string &text) { return checked(script->name, text).findings; };
     FixedText fixed = text_fixed(script->text, check);
     if (fixed.count == 0) return;
@@ -115,6 +115,8 @@ void Checker::fix(CheckedScript *script) {
         differences_ += unified_diff({script->name, script->text}, {script->name, fixed.text});
         return;
     }
+    if (file.isLink)
+        return fail(catalogue_format("%s: not written: it is a symbolic link in a folder", file.name.c_str()));
     file_rewrite(script->name, script->text, fixed.text);
     fprintf(stderr, "qrtscript check: %s\n",
             catalogue_format(
@@ -124,10 +126,10 @@ void Checker::fix(CheckedScript *script) {
     *script = checked(script->name, fixed.text);
 }
 
-void Checker::checkScript(const std::string &name, const std::function<std::string()> &read) {
+void Checker::checkScript(const ScriptFile &file, const std::function<std::string()> &read) {
     try {
-        CheckedScript script = checked(name, read());
-        if (options_.fix || options_.diff) fix(&script);
+        CheckedScript script = checked(file.name, read());
+        if (options_.fix || options_.diff) fix(&script, file);
         result_.scripts.push_back(std::move(script));
     } catch (const std::runtime_error &error) { // of the file, the settings or the directory
         fail(error.what());
@@ -145,7 +147,7 @@ bool Checker::checkObject(const std::string &input) {
         return true;
     }
     if (!text) return false;
-    checkScript(input, [&] { return *text; });
+    checkScript({input, input}, [&] { return *text; });
     return true;
 }
 
@@ -160,9 +162,10 @@ void Checker::checkInput(const std::string &input) {
             return true;
         }
     };
-    const std::vector<std::string> names = script_files(input, excluded, &problems);
+    const auto filesOf = options_.fix && !options_.diff ? script_files_to_rewrite : script_files;
+    const std::vector<ScriptFile> files = filesOf(input, excluded, &problems);
     for (const std::string &problem : problems) fail(problem);
-    for (const std::string &name : names) checkScript(name, [&] { return script_text(name); });
+    for (const ScriptFile &file : files) checkScript(file, [&] { return script_text(file.path); });
 }
 
 int Checker::writeBaseline() const {

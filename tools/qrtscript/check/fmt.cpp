@@ -115,8 +115,14 @@ static void show_diff(const std::string &diff) {
     }
 }
 
-static Outcome format_one(const std::string &name, const FmtOptions &options) {
-    const std::string before = script_text(name);
+static Outcome complain(const std::string &problem) {
+    fprintf(stderr, "qrtscript fmt: %s\n", terminal_text(problem).c_str());
+    return impossible;
+}
+
+static Outcome format_one(const ScriptFile &file, const FmtOptions &options) {
+    const std::string &name = file.name;
+    const std::string before = script_text(file.path);
     const std::string after = script_formatted(syntax_read(before), options.style);
     const bool changes = before != after;
     if (options.check || options.diff) {
@@ -126,6 +132,8 @@ static Outcome format_one(const std::string &name, const FmtOptions &options) {
     }
     if (options.toOutput || name == "-")
         write_out(after);
+    else if (changes && file.isLink)
+        return complain(catalogue_format("%s: not written: it is a symbolic link in a folder", name.c_str()));
     else if (changes)
         file_rewrite(name, before, after);
     return formatted_already;
@@ -133,22 +141,19 @@ static Outcome format_one(const std::string &name, const FmtOptions &options) {
 
 static Outcome format_input(const std::string &input, const FmtOptions &options) {
     Outcome worst = formatted_already;
-    const auto attempt = [&](const auto &part) {
+    const auto attempt = [&](const ScriptFile &file) {
         try {
-            worst = std::max(worst, part());
+            worst = std::max(worst, format_one(file, options));
         } catch (const std::runtime_error &problem) {
-            fprintf(stderr, "qrtscript fmt: %s\n", terminal_text(problem.what()).c_str());
-            worst = impossible;
+            worst = complain(problem.what());
         }
     };
     Problems problems;
-    const std::vector<std::string> names = script_files(
+    const auto files = options.check || options.diff || options.toOutput ? script_files : script_files_to_rewrite;
+    const std::vector<ScriptFile> all = files(
         input, [](const std::string &) { return false; }, &problems);
-    for (const std::string &problem : problems) {
-        fprintf(stderr, "qrtscript fmt: %s\n", terminal_text(problem).c_str());
-        worst = impossible;
-    }
-    for (const std::string &name : names) attempt([&] { return format_one(name, options); });
+    for (const std::string &problem : problems) worst = complain(problem);
+    for (const ScriptFile &file : all) attempt(file);
     return worst;
 }
 

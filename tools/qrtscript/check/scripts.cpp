@@ -18,9 +18,10 @@ namespace {
 
 // One walk through a folder.
 struct Walk {
+    const fs::path root; // without symbolic links
     const std::function<bool(const std::string &)> &excluded;
     Problems *problems;
-    std::vector<std::string> names = {};
+    std::vector<ScriptFile> files = {};
 
     void visit(const std::string &folder) {
         std::error_code error;
@@ -31,26 +32,50 @@ struct Walk {
 
     void take(const fs::directory_entry &entry) {
         std::error_code error; // of an entry that has gone again, or leads nowhere: there is nothing to check
-        const bool isFolder = entry.is_directory(error) && !entry.is_symlink(error);
+        const std::string name = entry.path().string();
+        const bool isLink = entry.is_symlink(error);
+        const bool isFolder = entry.is_directory(error) && !isLink;
         const bool isScript = entry.path().extension() == ".qrt" && entry.is_regular_file(error);
-        if ((!isFolder && !isScript) || excluded(entry.path().string())) return;
+        if ((!isFolder && !isScript) || excluded(name)) return;
         if (isFolder)
-            visit(entry.path().string());
+            visit(name);
+        else if (isLink)
+            takeLink(name);
         else
-            names.push_back(entry.path().string());
+            files.push_back({name, name});
+    }
+
+    void takeLink(const std::string &name) {
+        std::error_code error;
+        const fs::path target = fs::canonical(name, error);
+        if (error) return;
+        if (std::mismatch(root.begin(), root.end(), target.begin(), target.end()).first == root.end())
+            files.push_back({name, target.string(), true});
+        else
+            problems->push_back(
+                catalogue_format("%s: not read: the symbolic link leads out of the folder", name.c_str()));
     }
 };
 
 } // namespace
 
-std::vector<std::string> script_files(const std::string &input,
-                                      const std::function<bool(const std::string &)> &excluded, Problems *problems) {
+std::vector<ScriptFile> script_files(const std::string &input, const std::function<bool(const std::string &)> &excluded,
+                                     Problems *problems) {
     std::error_code error; // which reading it will report
-    if (input == "-" || !fs::is_directory(input, error)) return {input};
-    Walk walk = {excluded, problems};
+    if (input == "-" || !fs::is_directory(input, error)) return {{input, input}};
+    Walk walk = {fs::canonical(input, error), excluded, problems};
     walk.visit(input);
-    std::sort(walk.names.begin(), walk.names.end());
-    return walk.names;
+    std::sort(walk.files.begin(), walk.files.end(),
+              [](const ScriptFile &a, const ScriptFile &b) { return a.name < b.name; });
+    return std::move(walk.files);
+}
+
+std::vector<ScriptFile> script_files_to_rewrite(const std::string &input,
+                                                const std::function<bool(const std::string &)> &excluded,
+                                                Problems *problems) {
+    std::vector<ScriptFile> files = script_files(input, excluded, problems);
+    std::stable_partition(files.begin(), files.end(), [](const ScriptFile &file) { return !file.isLink; });
+    return files;
 }
 
 static std::runtime_error not_regular(const std::string &name) {
