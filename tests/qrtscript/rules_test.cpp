@@ -58,6 +58,31 @@ TEST(CheckMistakes, TellWhatWasExpected) {
     EXPECT_EQ(message("\"a\"\n"), "no statement begins with \"a\"");
 }
 
+TEST(CheckMistakes, TellWhatNeedsQuotes) {
+    const auto message = [](const char *text) { return check_script(syntax_read(text)).at(0).message; };
+    EXPECT_EQ(message("IF MEMBER OF .m.acme THEN MAP G:=SRV1/A:\nEND\n"),
+              "unexpected .m.acme: put the name in quotes: MEMBER OF \".m.acme\"");
+    EXPECT_EQ(message("IF NOT MEMBER OF staff THEN\nEND\n"),
+              "unexpected staff: put the name in quotes: MEMBER OF \"staff\"");
+    EXPECT_EQ(message("WRITE CN LAST_NAME\n"), "unexpected LAST_NAME: put a text of several words in quotes");
+    EXPECT_EQ(message("IF CN = CN set THEN\nEND\n"), "unexpected set: put a text of several words in quotes");
+    EXPECT_EQ(message("WRITE CN )\n"), "unexpected ); expected: WRITE [TEXT]");
+    EXPECT_EQ(message("{\n"), "no statement begins with {");
+}
+
+TEST(CheckMistakes, TellWhatABrokenIfSkips) {
+    const auto message = [](const std::string &text) { return check_script(syntax_read(text)).at(0).message; };
+    const std::string one = "IF CN = CN THEN\nIF CN = CN THEN WRITE CN\nELSE\nEND\n";
+    EXPECT_EQ(message("IF \"a\" b\nWRITE CN\n" + one + "endif\n"),
+              "unexpected b; expected: IF CONDITION THEN [STATEMENT]; everything up to ENDIF in line 7 is skipped");
+    EXPECT_EQ(message("IF \"a\" b\nWRITE CN\nELSE\nEND\n"),
+              "unexpected b; expected: IF CONDITION THEN [STATEMENT]; everything up to ELSE in line 3 is skipped");
+    EXPECT_EQ(message("IF \"a\" b\nEND\nWRITE CN\nEND\n"), "unexpected b; expected: IF CONDITION THEN [STATEMENT]");
+    EXPECT_EQ(
+        message("IF \"a\" b\nWRITE CN\n"),
+        "unexpected b; expected: IF CONDITION THEN [STATEMENT]; everything behind it is skipped: there is no END");
+}
+
 TEST(CheckMistakes, TellTheLineThatALoginQuotes) {
     const auto quoted = [](const char *text) { return check_script(syntax_read(text)).at(0).quotedLine; };
     EXPECT_EQ(quoted("WRITE \"a\" x\n"), "WRITE \"a\" x");
@@ -101,7 +126,11 @@ TEST(CheckBlocks, BelongTogether) {
                  {"IF \"a\" = \"b\" THEN\nELSE\nELSE\nEND\n", {"3:1 QS1019"}},
                  {"IF \"a\" = \"b\"\nWRITE \"\"\n", {"1:1 QS1020"}},
                  {"IF \"a\" = \"b\"\n\nWRITE \"\"\nEND\n", {}},
-                 {"IF NOT \"a\"\nEND\n", {"1:8 QS1001"}}});
+                 {"IF NOT \"a\"\nEND\n", {"1:8 QS1001"}},
+                 {"IF NOT \"a\"\nWRITE \"\"\n", {"1:8 QS1001"}},
+                 {"IF \"a\" = \"b\" THEN\nIF NOT \"a\"\nEND\n", {"1:1 QS1003", "2:8 QS1001"}}});
+    EXPECT_EQ(check_script(syntax_read("IF \"a\" = \"b\" THEN\nIF NOT \"a\"\nEND\n")).at(0).message,
+              "there is no END for this IF: the one in line 2, which cannot be read, takes it");
     // A login does not report it when the script has jumped.
     const auto severity = [](const std::string &text) { return check_script(syntax_read(text)).back().severity; };
     EXPECT_EQ(severity(open), Severity::error);
@@ -259,7 +288,7 @@ TEST(CheckSafety, APasswordIsHiddenWhereItStandsAlone) {
                 ElementsAre("a password in a script is readable by every user: leave it out, and the login asks for "
                             "it"));
     EXPECT_THAT(messages("TREE LAB/.j;e x\n"),
-                testing::Contains("unexpected *; expected: TREE TREE[/USER[;PASSWORD]] | TREE LAB/.j;***"));
+                testing::Contains("unexpected ********; expected: TREE TREE[/USER[;PASSWORD]] | TREE LAB/.j;***"));
     EXPECT_THAT(messages("TRE LAB/.j;e\n"),
                 ElementsAre("no statement begins with TRE; did you mean TREE? | TRE LAB/.j;*"));
     EXPECT_THAT(messages("WRIET \"a\"; b\n"),

@@ -1,3 +1,4 @@
+#include <string>
 #include <vector>
 
 #include "language/grammar.tab.h"
@@ -9,6 +10,7 @@ namespace {
 struct Level {
     const Statement *statement; // its IF
     bool hasElse = false;
+    const Statement *robber = nullptr; // an IF in it that cannot be read, and has taken an END
 };
 
 } // namespace
@@ -45,15 +47,28 @@ static void check_missing_then(const Syntax &syntax, const Statement &statement,
 static void report_open_levels(const Syntax &syntax, const std::vector<Level> &levels, Findings *findings) {
     bool jumps = false;
     for (const Statement &statement : syntax.statements) jumps |= statement.kind == Statement::Kind::go_to;
+    const Lines lines(syntax.text);
     for (const Level &level : levels) {
-        const bool isForOne = level.statement->kind == Statement::Kind::if_one;
-        Finding finding = finding_at(syntax, "QS1003", first_token(syntax, *level.statement),
-                                     isForOne ? catalogue_text("there is no statement for this IF")
-                                              : catalogue_text("there is no END for this IF"));
+        // Put right, it may need none; what it skips until then is told of it.
+        if (level.statement->kind == Statement::Kind::if_broken) continue;
+        const std::string message =
+            level.statement->kind == Statement::Kind::if_one ? catalogue_text("there is no statement for this IF")
+            : level.robber == nullptr
+                ? catalogue_text("there is no END for this IF")
+                : catalogue_format("there is no END for this IF: the one in line %zu, which cannot be read, takes it",
+                                   lines.line(syntax.begin(level.robber->tokens)));
+        Finding finding = finding_at(syntax, "QS1003", first_token(syntax, *level.statement), message);
         // A login does not report it in a script that has executed a GOTO.
         if (jumps) finding.severity = Severity::warning;
         findings->push_back(std::move(finding));
     }
+}
+
+static void close(std::vector<Level> *levels) {
+    const Level closed = levels->back();
+    levels->pop_back();
+    if (levels->empty() || levels->back().robber != nullptr) return;
+    levels->back().robber = closed.statement->kind == Statement::Kind::if_broken ? closed.statement : closed.robber;
 }
 
 void check_blocks(const Syntax &syntax, Findings *findings) {
@@ -78,7 +93,7 @@ void check_blocks(const Syntax &syntax, Findings *findings) {
                     findings->push_back(finding_at(syntax, "QS1005", first_token(syntax, statement),
                                                    catalogue_text("there is no IF for this END")));
                 else
-                    levels.pop_back();
+                    close(&levels);
                 break;
             default:
                 break;

@@ -1,9 +1,12 @@
 #include <algorithm>
+#include <cctype>
+#include <optional>
 #include <string>
 
 #include "language/grammar.tab.h"
 #include "platform/catalogue.h"
 #include "platform/common/nearest_name.h"
+#include "platform/common/nocase.h"
 #include "tools/qrtscript/check/forms.h"
 #include "tools/qrtscript/check/rules.h"
 
@@ -29,16 +32,51 @@ static std::string unexpected(const Syntax &syntax, const Mistake &mistake) {
     return catalogue_format("unexpected %s", piece.c_str());
 }
 
+// The token before a place; null for the first.
+static const Token *token_before(const Syntax &syntax, size_t place) {
+    const auto isBefore = [&](const Token &one) { return one.begin < place; };
+    const auto found = std::partition_point(syntax.tokens.begin(), syntax.tokens.end(), isBefore);
+    return found == syntax.tokens.begin() ? nullptr : &found[-1];
+}
+
+static bool is_word(const Syntax &syntax, const Token &token) {
+    const std::string_view written = syntax.spelling(token);
+    const auto isLetter = [](char c) { return isalnum(static_cast<unsigned char>(c)) != 0 || c < 0; };
+    return token.kind >= KW_WRITE && token.kind < WHOLELINE && token.kind != QUOTEDSTRING &&
+           std::any_of(written.begin(), written.end(), isLetter);
+}
+
+// What the line needs where a word stands that should be in quotes; empty for any other mistake.
+static std::string missing_quotes(const Syntax &syntax, const Mistake &mistake, int statement) {
+    const Token *before = token_before(syntax, mistake.place);
+    if (before == nullptr || mistake.length == 0) return "";
+    const Token piece = {before[1].kind, mistake.place, mistake.place + mistake.length};
+    if (!is_word(syntax, piece)) return "";
+    const std::string name = "\"" + std::string(syntax.spelling(piece)) + "\"";
+    if (before->kind == KW_OF) return catalogue_format("put the name in quotes: MEMBER OF %s", name.c_str());
+    // A word, a blank, and another word.
+    const bool takesText = statement == KW_WRITE || statement == KW_SET || statement == KW_IF;
+    if (takesText && before->end < mistake.place && before->kind == STRING && is_word(syntax, *before))
+        return catalogue_text("put a text of several words in quotes");
+    return "";
+}
+
 static Finding unreadable(const Syntax &syntax, const Mistake &mistake, const Statement &statement) {
     const TokenRange body = syntax.body(statement);
     const TokenRange first = {body.first, std::min(body.first + 1, body.end)};
     const std::string keyword(syntax.spelling(first));
     const std::string_view form = statement_form(keyword);
-    if (!form.empty())
-        return finding_at(
-            "QS1001", mistake.place, mistake.length,
-            catalogue_format("%1$s; expected: %2$s", unexpected(syntax, mistake).c_str(), std::string(form).c_str()));
-    const std::string nearest(nearest_name(keyword, statement_keywords()));
+    if (!form.empty()) {
+        const std::string quotes = missing_quotes(syntax, mistake, syntax.keyword(statement)),
+                          problem = unexpected(syntax, mistake);
+        return finding_at("QS1001", mistake.place, mistake.length,
+                          quotes.empty()
+                              ? catalogue_format("%1$s; expected: %2$s", problem.c_str(), std::string(form).c_str())
+                              : catalogue_format("%1$s: %2$s", problem.c_str(), quotes.c_str()));
+    }
+    // Of a sign no other one is a misspelling.
+    const bool isWord = !first.empty() && is_word(syntax, syntax.tokens[first.first]);
+    const std::string nearest(isWord ? nearest_name(keyword, statement_keywords()) : "");
     const size_t length = syntax.end(first) - syntax.begin(first);
     if (nearest.empty())
         return finding_at("QS1001", syntax.begin(first), length,
@@ -62,6 +100,36 @@ static Finding cut_off(const Syntax &syntax, const Statement &statement) {
                                  catalogue_text("the last line has no line end, so that it is not read"));
     finding.fix = {syntax.text.size(), syntax.text.size(), "\n"};
     return finding;
+}
+
+namespace {
+
+// What a login skips behind the IFs that it cannot read.
+class Skipped {
+  public:
+    explicit Skipped(const Syntax &syntax) : syntax_(syntax), lines_(syntax.text), ends_(syntax_part_ends(syntax)) {}
+    // A message with what is skipped as well, if anything is.
+    std::string added(const std::string &message, const Statement &statement) const;
+
+  private:
+    const Syntax &syntax_;
+    const Lines lines_;
+    const std::vector<size_t> ends_;
+};
+
+} // namespace
+
+std::string Skipped::added(const std::string &message, const Statement &statement) const {
+    const auto number = static_cast<size_t>(&statement - syntax_.statements.data());
+    const size_t end = ends_[number];
+    if (end == syntax_.statements.size())
+        return catalogue_format("%s; everything behind it is skipped: there is no END", message.c_str());
+    if (end == number + 1) return message;
+    const Token &token = syntax_.tokens[syntax_.statements[end].tokens.first];
+    std::string keyword(syntax_.spelling(token));
+    std::transform(keyword.begin(), keyword.end(), keyword.begin(), upper_case);
+    return catalogue_format("%1$s; everything up to %2$s in line %3$zu is skipped", message.c_str(), keyword.c_str(),
+                            lines_.line(token.begin));
 }
 
 static Finding finding_of(const Syntax &syntax, const Mistake &mistake) {
@@ -91,9 +159,16 @@ static Finding finding_of(const Syntax &syntax, const Mistake &mistake) {
 }
 
 void check_mistakes(const Syntax &syntax, Findings *findings) {
+    std::optional<Skipped> skipped;
     for (const Mistake &mistake : syntax.mistakes) {
         findings->push_back(finding_of(syntax, mistake));
-        findings->back().quotedLine = mistake.quotedLine;
+        Finding &finding = findings->back();
+        finding.quotedLine = mistake.quotedLine;
+        const Statement *statement = statement_at(syntax, mistake.place);
+        if (statement == nullptr || statement->kind != Statement::Kind::if_broken) continue;
+        if (std::string_view(finding.code->name) != "QS1001") continue;
+        if (!skipped) skipped.emplace(syntax);
+        finding.message = skipped->added(finding.message, *statement);
     }
     // Within a statement that has a mistake already the end is not reported again.
     const bool isTold = !syntax.mistakes.empty() && syntax.mistakes.back().place == syntax.text.size();

@@ -100,8 +100,10 @@ void secrets_hide(const Syntax &syntax, const std::string &masked, Findings *fin
         if (!finding.quotedLine.empty()) finding.quotedLine = shown_line(lines, finding.quotedLine);
         const size_t place = std::min(finding.place, text.size());
         const std::string_view piece = text.substr(place, finding.length);
-        const std::string_view shown = std::string_view(masked).substr(place, finding.length);
-        if (piece != shown && !finding_is_about_secret(finding))
-            finding.message = shown_message(std::move(finding.message), piece, shown);
+        std::string_view shown = std::string_view(masked).substr(place, finding.length);
+        if (piece == shown || finding_is_about_secret(finding)) continue;
+        // One asterisk would be taken for a part of the script.
+        if (shown.find_first_not_of('*') == shown.npos) shown = "********";
+        finding.message = shown_message(std::move(finding.message), piece, shown);
     }
 }

@@ -53,6 +53,27 @@ std::vector<size_t> syntax_branches(const Syntax &syntax) {
     return branches;
 }
 
+std::vector<size_t> syntax_part_ends(const Syntax &syntax) {
+    const size_t none = syntax.statements.size();
+    std::vector<size_t> ends(none, none), open;
+    size_t singles = 0;
+    for (size_t number = 0; number < none; ++number) {
+        const Statement::Kind kind = syntax.statements[number].kind;
+        const bool isElse = kind == Statement::Kind::otherwise, isEnd = kind == Statement::Kind::end;
+        if ((isElse || isEnd) && !open.empty() && ends[open.back()] == none) ends[open.back()] = number;
+        if (isEnd && !open.empty()) open.pop_back();
+        if (kind == Statement::Kind::if_one) {
+            ++singles;
+            open.push_back(number);
+            continue;
+        }
+        if (kind == Statement::Kind::if_block || kind == Statement::Kind::if_broken) open.push_back(number);
+        for (; singles > 0; --singles)
+            if (!open.empty()) open.pop_back();
+    }
+    return ends;
+}
+
 Lines::Lines(std::string_view text) : text_(text), starts_(1, 0) {
     for (size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1)) {
         ends_.push_back(at);

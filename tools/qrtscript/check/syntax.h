@@ -129,6 +129,10 @@ struct Syntax {
 // An IF itself stands where it is written, and so do ELSE and END.
 std::vector<size_t> syntax_branches(const Syntax &syntax);
 
+// For each IF with a block, broken ones too, the number of the ELSE or END that ends its first part; the count of the
+// statements for one that has none, and for all other statements.
+std::vector<size_t> syntax_part_ends(const Syntax &syntax);
+
 // Reads the whole of a text; the text of the result has a line end of its own only if `text` has one. Not to be called
 // by two threads at once: the parser is one for the process. Throws std::bad_alloc.
 Syntax syntax_read(std::string_view text);
