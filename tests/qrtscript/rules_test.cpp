@@ -238,6 +238,52 @@ TEST(CheckConditions, KnowTheTrapsOfTheLanguage) {
                  {"IF %NDAY_OF_WEEK = \"2\" THEN WRITE \"\"\n", {}}});
 }
 
+TEST(CheckConditions, KnowWhichDigitsAreVariables) {
+    expect_rows({{"IF %NDAY_OF_WEEK = 2 THEN WRITE \"\"\n", {"1:20 QS2016"}},
+                 {"IF (VALUE %HOUR24 < 9) AND 8 < CN THEN WRITE \"\"\n", {"1:21 QS2016", "1:28 QS2016"}},
+                 {"IF %NDAY_OF_WEEK = %2 THEN WRITE \"\"\nIF \"2\" = %NDAY_OF_WEEK THEN WRITE \"\"\n", {}},
+                 {"SET N = 1\nSET N = %1\nSET N = \"1\"\nSHIFT 1\nWRITE 1\n", {"1:9 QS2016"}},
+                 {"SET N = %HOUR24 + 1\nWRITE \"1\" - 0\n", {"1:19 QS2016", "2:13 QS2016"}}});
+    EXPECT_EQ(check_script(syntax_read("SET N = 1\n")).at(0).message,
+              "1 without quotes is the variable %1: write \"1\" for the number");
+}
+
+TEST(CheckConditions, KnowNumbersThatAreComparedAsTexts) {
+    expect_rows({{"IF %PASSWORD_EXPIRES < \"14\" THEN WRITE \"\"\n", {"1:4 QS2017"}},
+                 {"IF \"14\" >= PASSWORD_EXPIRES THEN WRITE \"\"\n", {"1:4 QS2017"}},
+                 {"IF \"%hour\" <= \"9\" THEN WRITE \"\"\n", {"1:4 QS2017"}},
+                 {"IF VALUE %PASSWORD_EXPIRES < \"14\" THEN WRITE \"\"\n", {}},
+                 {"IF %PASSWORD_EXPIRES = \"14\" THEN WRITE \"\"\n", {}},
+                 {"IF %HOUR24 < \"09\" AND %HOUR24 > \"8\" THEN WRITE \"\"\n", {"1:23 QS2017"}},
+                 {"IF %MONTH = \"1\" THEN WRITE \"\"\nIF %MONTH <> \"01\" THEN WRITE \"\"\n", {"1:4 QS2017"}},
+                 {"IF %YEAR > \"1999\" AND %CN < \"9\" AND %HOUR24 < \"noon\" THEN WRITE \"\"\n", {}}});
+    EXPECT_EQ(check_script(syntax_read("IF %MONTH = \"1\" THEN WRITE \"\"\n")).at(0).message,
+              "MONTH has 2 digits, so that it is never the text \"1\": write IF VALUE");
+}
+
+TEST(CheckText, KnowsPathsWithControlCharacters) {
+    expect_rows({{"SET T = \"C:\\temp\\new\"\n", {"1:17 QS2018"}},
+                 {"WRITE \"see F:\\new\\users\"\n", {"1:14 QS2018"}},
+                 {"SET T = \"F:\\new\"\n", {"1:12 QS2018"}},
+                 {"SET T = \"\\\\SRV\\SYS\\7up\"\n", {"1:19 QS2018"}},
+                 {"WRITE \"Drive F:\\nDrive G:\\n\"\nWRITE \"a\\nb\\7c\"\n", {}},
+                 {"SET T = \"C:\\\\temp\\\\new\"\nSET T = \"C:/temp/new\"\nSET T = \"C:\\temp\"\n", {}},
+                 {"SET T = \"a\\\n", {"1:9 QS2011"}}});
+    EXPECT_EQ(check_script(syntax_read("SET T = \"F:\\new\"\n")).at(0).message,
+              "\\n is a control character here: write \\\\n or / for a path");
+}
+
+TEST(CheckPrograms, KnowWhatAShellWouldDo) {
+    expect_rows(
+        {{"# ls >/tmp/x 2>&1\n", {"1:6 QS2019"}},
+         {"# ls 2>/tmp/x\n@ ls <x\n", {"1:6 QS2019", "2:6 QS2019"}},
+         {"# ls | grep x\n# true && ls\n# ls ; ls\n# ls &\n", {"1:6 QS2019", "2:8 QS2019", "3:6 QS2019", "4:6 QS2019"}},
+         {"# echo $HOME\n# echo a${HOME}\n# echo $(id)\n# echo `id`\n",
+          {"1:8 QS2019", "2:8 QS2019", "3:8 QS2019", "4:8 QS2019"}},
+         {"# echo a|b a&b 5 %<HOME> US$ a->b %CN;x\n", {}},
+         {"# sh -c ls>/tmp/x\n#\n# \n", {}}});
+}
+
 TEST(CheckConditions, FixesStayApartFromWhatFollows) {
     const Findings findings = check_script(syntax_read("IF \"%TITLE\"NOT EQUALS \"\" THEN WRITE \"\"\n"));
     ASSERT_THAT(findings, SizeIs(1));

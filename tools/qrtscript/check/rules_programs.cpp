@@ -114,6 +114,37 @@ static void check_path(const Phrase &line, const Syntax &syntax, const std::vect
                    catalogue_text("a program by a relative path is whatever stands in the user's current folder")));
 }
 
+// ">file", "2>&1", "|", "$HOME", "`date`".
+static bool is_for_shell(std::string_view word) {
+    static constexpr std::string_view operators[] = {"|", "||", "|&", "&", "&&", ";"};
+    if (std::find(std::begin(operators), std::end(operators), word) != std::end(operators)) return true;
+    const size_t digits = std::min(word.find_first_not_of("0123456789&"), word.size());
+    if (digits < word.size() && (word[digits] == '>' || word[digits] == '<')) return true;
+    const size_t dollar = word.find('$');
+    const char next = dollar + 1 < word.size() ? word[dollar + 1] : ' ';
+    const bool isVariable = dollar != word.npos && (isalpha(static_cast<unsigned char>(next)) != 0 || next == '_' ||
+                                                    next == '{' || next == '(');
+    return isVariable || word.find('`') != word.npos;
+}
+
+static void check_shell_signs(const Syntax &syntax, const Phrase &line, Findings *findings) {
+    const size_t place = syntax.begin(line.tokens);
+    const std::string_view text = line.text;
+    for (size_t start = text.find_first_not_of(' '); start < text.size();) {
+        const size_t end = std::min(text.find(' ', start), text.size());
+        const std::string_view word = text.substr(start, end - start);
+        if (is_for_shell(word)) {
+            // One of a line is enough.
+            findings->push_back(finding_at(
+                "QS2019", place + start, word.size(),
+                catalogue_format("there is no shell: %s becomes an argument; put the command into a shell script",
+                                 std::string(word).c_str())));
+            return;
+        }
+        start = text.find_first_not_of(' ', end);
+    }
+}
+
 static void check_variable(const Syntax &syntax, const Statement &statement, Findings *findings) {
     if (statement.kind != Statement::Kind::set && statement.kind != Statement::Kind::set_empty) return;
     const Phrase &name = syntax.phrases[statement.operands.front()];
@@ -158,7 +189,10 @@ void check_programs(const Syntax &syntax, Findings *findings) {
         const Phrase &line = line_of(syntax, statement);
         const std::vector<std::string> words = words_split(line.text);
         // A shell's own quotes mean something to it.
-        if (!runs_commands(words)) check_quotes(syntax, line, findings);
+        if (!runs_commands(words)) {
+            check_quotes(syntax, line, findings);
+            check_shell_signs(syntax, line, findings);
+        }
         check_blanks_of_values(syntax, line, findings);
         check_commands(syntax, line, words, findings);
         check_path(line, syntax, words, findings);

@@ -63,6 +63,49 @@ static void check_open_quotes(const Syntax &syntax, Findings *findings) {
     }
 }
 
+static bool is_escape(char c) {
+    return c == 'n' || c == 'r' || c == '7';
+}
+
+static bool is_alphanumeric(char c) {
+    return c != '_' && is_name_sign(c);
+}
+
+// "F:\new\users": the first sign that begins with a backslash in what is otherwise a path; npos without one. A path has
+// a backslash that begins no sign; in a SET it may also be known by its drive.
+static size_t escape_in_path(std::string_view word, bool isSet) {
+    size_t escape = word.npos;
+    bool isPath = false;
+    for (size_t at = word.find('\\'); at != word.npos && at + 1 < word.size(); at = word.find('\\', at)) {
+        const char next = word[at + 1];
+        const bool isEscape = is_escape(next) && at + 2 < word.size() && is_alphanumeric(word[at + 2]);
+        const bool isDrive = at > 1 && word[at - 1] == ':' && is_alphanumeric(word[at - 2]);
+        if (isEscape && escape == word.npos) escape = at;
+        isPath = isPath || (isEscape && isSet && isDrive) || (is_alphanumeric(next) && !is_escape(next));
+        at += 2;
+    }
+    return isPath ? escape : word.npos;
+}
+
+static void check_paths(const Syntax &syntax, const Statement &statement, Findings *findings) {
+    const bool isSet = statement.kind == Statement::Kind::set;
+    for (size_t number = statement.tokens.first; number < statement.tokens.end; ++number) {
+        const Token &token = syntax.tokens[number];
+        if (token.kind != QUOTEDSTRING) continue;
+        const std::string_view written = syntax.spelling(token);
+        for (size_t start = 0; start < written.size();) {
+            const size_t end = std::min(written.find_first_of(" \t", start), written.size());
+            const size_t escape = escape_in_path(written.substr(start, end - start), isSet);
+            if (escape != written.npos)
+                findings->push_back(
+                    finding_at("QS2018", token.begin + start + escape, 2,
+                               catalogue_format("%1$s is a control character here: write \\%1$s or / for a path",
+                                                std::string(written.substr(start + escape, 2)).c_str())));
+            start = end + 1;
+        }
+    }
+}
+
 static void check_joined_homes(const Syntax &syntax, Findings *findings) {
     for (const size_t place : syntax.joinedHomes) {
         Finding finding = finding_at(
@@ -112,6 +155,7 @@ void check_text(const Syntax &syntax, Findings *findings) {
     for (const Statement &statement : syntax.statements) {
         visit_statement(syntax, statement, [&](const Phrase &phrase) { check_bare_word(syntax, phrase, findings); });
         check_set_twice(syntax, statement, findings);
+        check_paths(syntax, statement, findings);
         const bool isLine = has_whole_line(syntax, statement);
         for (const ScriptReference &reference : statement_references(syntax, statement)) {
             check_name_end(reference, reference.inText && !isLine, findings);
