@@ -57,7 +57,7 @@ TEST_F(CheckBaseline, IsJsonWithoutPasswords) {
     EXPECT_EQ(text.find("sekret"), std::string::npos);
     const auto json = nlohmann::json::parse(text);
     EXPECT_EQ(json["version"], 1);
-    EXPECT_EQ(json["findings"].size(), 2U);
+    EXPECT_EQ(json["findings"].size(), 3U);
     EXPECT_EQ(json["findings"][0]["script"], "a\xEF\xBF\xBD.qrt");
     EXPECT_EQ(check({"--baseline=known.json", "."}).status, 0);
 }

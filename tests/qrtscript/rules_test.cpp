@@ -103,7 +103,35 @@ TEST(CheckMistakes, KnowTheEndsOfLinesAndOfTheText) {
     EXPECT_THAT(early.message, testing::StartsWith("the script ends too early; expected: IF "));
     EXPECT_EQ(early.quotedLine, "IF \"a\" = \"b\"");
     EXPECT_FALSE(early.fix);
-    EXPECT_EQ(found_in(std::string("WRITE \"a\"\n\0FOO\n", 15)), std::vector<std::string>{"2:2 QS1018"});
+    EXPECT_EQ(found_in(std::string("WRITE \"a\"\n\0FOO\n", 15)), std::vector<std::string>{"2:1 QS1018"});
+}
+
+TEST(CheckMistakes, KnowTextsThatAreNotUtf8) {
+    const auto found = [](const std::string &text) { return found_in(text); };
+    const auto message = [](const std::string &text) { return check_script(syntax_read(text)).at(0).message; };
+    const auto is_error = [](const std::string &text) {
+        return check_script(syntax_read(text)).at(0).severity == Severity::error;
+    };
+    const std::string little("\xFF\xFEW\0R\0\n\0", 8), big("\xFE\xFF\0W\0R\0\n", 8), bare("W\0R\0I\0\n\0", 8);
+    const std::string wide = "this is UTF-16, which a login reads up to its first NUL: save it as UTF-8";
+    for (const std::string &text : {little, big, bare}) {
+        EXPECT_THAT(found(text), ElementsAre(testing::EndsWith("QS1018"))) << text;
+        EXPECT_EQ(message(text), wide);
+        EXPECT_TRUE(is_error(text)) << "a login reports it";
+    }
+    const std::string nul("REM\nWRITE \"x\"\0\nFOO\n", 19), later("FOO\nREM\n\0", 9);
+    EXPECT_THAT(found(nul), ElementsAre("2:10 QS1018"));
+    EXPECT_TRUE(is_error(nul));
+    EXPECT_THAT(found(later), ElementsAre("1:1 QS1001", "3:1 QS1018"));
+    EXPECT_FALSE(is_error(std::string("REM\n\0FOO", 8)));
+    expect_rows({{"\xEF\xBB\xBFWRITE \"x\"\nFOO\n", {"1:1 QS1025", "2:1 QS1001"}},
+                 {"\xEF\xBB\xBF", {"1:1 QS1016", "1:1 QS1025"}},
+                 {"WRITE \"B\xE4r\"\nREM \xE4 \xFC\nWRITE \"\xC3\xA4\"\n", {"1:9 QS1026", "2:5 QS1026"}}});
+    const Findings findings = check_script(syntax_read("\xEF\xBB\xBFWRITE \"x\"\n"));
+    EXPECT_EQ(findings.at(0).severity, Severity::error);
+    EXPECT_EQ(findings.at(0).message, "a byte order mark stands in front of this line, so that a login cannot read it");
+    EXPECT_EQ(findings.at(0).fix.value().end, 3U);
+    EXPECT_EQ(check_script(syntax_read("\xEF\xBB\xBF:A\n")).at(0).code->name, std::string("QS1025"));
 }
 
 TEST(CheckMistakes, KnowTheLimitsOfTheParser) {
@@ -280,7 +308,7 @@ TEST(CheckPrograms, KnowWhatAShellWouldDo) {
          {"# ls | grep x\n# true && ls\n# ls ; ls\n# ls &\n", {"1:6 QS2019", "2:8 QS2019", "3:6 QS2019", "4:6 QS2019"}},
          {"# echo $HOME\n# echo a${HOME}\n# echo $(id)\n# echo `id`\n",
           {"1:8 QS2019", "2:8 QS2019", "3:8 QS2019", "4:8 QS2019"}},
-         {"# echo a|b a&b 5 %<HOME> US$ a->b %CN;x\n", {}},
+         {"# echo a|b a&b 5 %<HOME> US$ a->b %CN;x <%s>\n", {}},
          {"# sh -c ls>/tmp/x\n#\n# \n", {}}});
 }
 

@@ -48,6 +48,8 @@ const Code codes[] = {
     {"QS1022", Severity::warning, catalogue_mark("INCLUDE of a script that includes itself")},
     {"QS1023", Severity::warning, catalogue_mark("EXIT within an IF")},
     {"QS1024", Severity::warning, catalogue_mark("a jump back out of a block")},
+    {"QS1025", Severity::error, catalogue_mark("a byte order mark")},
+    {"QS1026", Severity::style, catalogue_mark("text that is not UTF-8")},
     {"QS2001", Severity::warning, catalogue_mark("a name in a text with a sign that does not end it")},
     {"QS2002", Severity::warning, catalogue_mark("a quote in front of an identifier")},
     {"QS2003", Severity::warning, catalogue_mark("quotes in a program line")},

@@ -7,6 +7,7 @@
 #include "platform/catalogue.h"
 #include "platform/common/nearest_name.h"
 #include "platform/common/nocase.h"
+#include "platform/terminal_text.h"
 #include "tools/qrtscript/check/forms.h"
 #include "tools/qrtscript/check/rules.h"
 
@@ -94,7 +95,58 @@ static Finding without_rest(const Syntax &syntax, const Statement &statement) {
                       catalogue_format("the script ends too early; expected: %s", form.c_str()));
 }
 
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+
+static bool has_mark(const Syntax &syntax) {
+    return syntax.text.compare(0, byte_order_mark.size(), byte_order_mark) == 0;
+}
+
+// By its own mark, or as the signs of scripts are written in it.
+static bool is_utf16(std::string_view text) {
+    const std::string_view mark = text.substr(0, 2);
+    const auto isNul = [&](size_t place) { return place < text.size() && text[place] == '\0'; };
+    return mark == "\xFF\xFE" || mark == "\xFE\xFF" || (isNul(1) && isNul(3)) || (isNul(0) && isNul(2));
+}
+
+static Finding unread(const Syntax &syntax, size_t nul) {
+    return finding_at("QS1018", nul, 1,
+                      is_utf16(syntax.text)
+                          ? catalogue_text("this is UTF-16, which a login reads up to its first NUL: save it as UTF-8")
+                          : catalogue_text("there is a NUL here: nothing from here on is read"));
+}
+
+static Finding marked(const Mistake *mistake) {
+    Finding finding = finding_at(
+        "QS1025", 0, byte_order_mark.size(),
+        mistake != nullptr
+            ? catalogue_text("a byte order mark stands in front of this line, so that a login cannot read it")
+            : catalogue_text("a byte order mark is part of this line"));
+    finding.fix = {0, byte_order_mark.size(), ""};
+    if (mistake == nullptr) finding.severity = Severity::warning; // which a login does not report
+    return finding;
+}
+
+// Each line with such bytes once.
+static void check_bytes(const Syntax &syntax, size_t end, Findings *findings) {
+    const std::string_view text = std::string_view(syntax.text).substr(0, end);
+    TerminalLetter letter;
+    for (size_t at = 0; at < text.size(); at += letter.bytes.size()) {
+        terminal_letter(text.substr(at), &letter);
+        if (letter.valid) continue;
+        findings->push_back(
+            finding_at("QS1026", at, 1, catalogue_text("this byte is no UTF-8, and shows as another sign")));
+        at = std::min(text.find('\n', at), text.size() - 1);
+        letter.bytes = text.substr(at, 1);
+    }
+}
+
 static Finding cut_off(const Syntax &syntax, const Statement &statement) {
+    const size_t nul = syntax.text.find('\0');
+    if (nul != std::string::npos) {
+        Finding finding = unread(syntax, nul);
+        finding.severity = Severity::error; // the beginning of the line is reported
+        return finding;
+    }
     if (syntax.text.back() == '\n') return without_rest(syntax, statement);
     Finding finding = finding_at(syntax, "QS1016", syntax.body(statement),
                                  catalogue_text("the last line has no line end, so that it is not read"));
@@ -144,7 +196,9 @@ static Finding finding_of(const Syntax &syntax, const Mistake &mistake) {
         return finding_at("QS1021", mistake.place, mistake.length,
                           catalogue_text("too many parts in one statement: the script ends here"));
     if (statement == nullptr) return finding_at("QS1001", mistake.place, mistake.length, mistake.reason);
-    if (mistake.place == syntax.text.size()) return cut_off(syntax, *statement);
+    const bool isAtEnd = mistake.place >= std::min(syntax.text.find('\0'), syntax.text.size());
+    if (isAtEnd) return cut_off(syntax, *statement);
+    if (has_mark(syntax) && statement == &syntax.statements.front()) return marked(&mistake);
     if (has_lone_return(syntax, *statement))
         return finding_at(
             "QS1017", mistake.place, mistake.length,
@@ -170,11 +224,16 @@ void check_mistakes(const Syntax &syntax, Findings *findings) {
         if (!skipped) skipped.emplace(syntax);
         finding.message = skipped->added(finding.message, *statement);
     }
+    const size_t end = std::min(syntax.text.find('\0'), syntax.text.size());
     // Within a statement that has a mistake already the end is not reported again.
-    const bool isTold = !syntax.mistakes.empty() && syntax.mistakes.back().place == syntax.text.size();
+    const bool isTold = !syntax.mistakes.empty() && syntax.mistakes.back().place >= end;
     if (syntax.endsEarly && !isTold && !syntax.statements.empty())
         findings->push_back(cut_off(syntax, syntax.statements.back()));
-    if (syntax.unreadFrom && syntax.mistakes.empty())
-        findings->push_back(finding_at("QS1018", *syntax.unreadFrom, 1,
-                                       catalogue_text("there is a NUL before this: nothing from here on is read")));
+    const auto has = [&](std::string_view code) {
+        return std::any_of(findings->begin(), findings->end(),
+                           [&](const Finding &finding) { return finding.code->name == code; });
+    };
+    if (end < syntax.text.size() && !has("QS1018")) findings->push_back(unread(syntax, end));
+    if (has_mark(syntax) && !has("QS1025")) findings->push_back(marked(nullptr));
+    if (!is_utf16(syntax.text)) check_bytes(syntax, end, findings);
 }

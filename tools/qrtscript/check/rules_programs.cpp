@@ -119,7 +119,9 @@ static bool is_for_shell(std::string_view word) {
     static constexpr std::string_view operators[] = {"|", "||", "|&", "&", "&&", ";"};
     if (std::find(std::begin(operators), std::end(operators), word) != std::end(operators)) return true;
     const size_t digits = std::min(word.find_first_not_of("0123456789&"), word.size());
-    if (digits < word.size() && (word[digits] == '>' || word[digits] == '<')) return true;
+    const char sign = digits < word.size() ? word[digits] : ' ';
+    // "<NAME>" is the sign of something to fill in.
+    if (sign == '>' || (sign == '<' && word.back() != '>')) return true;
     const size_t dollar = word.find('$');
     const char next = dollar + 1 < word.size() ? word[dollar + 1] : ' ';
     const bool isVariable = dollar != word.npos && (isalpha(static_cast<unsigned char>(next)) != 0 || next == '_' ||
