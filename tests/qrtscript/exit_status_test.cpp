@@ -134,3 +134,15 @@ TEST_F(CheckExitStatus, LinksOutOfAFolderAreNotRead) {
     folder.write("proposal/.qrtscriptrc", "exclude = [\"out.qrt\", \"deep\"]\n");
     EXPECT_EQ(check({"proposal"}).err, "");
 }
+
+TEST_F(CheckExitStatus, ScriptsForObjectsAreReadAsALoginDoes) {
+    folder.write("a.qrt", "WRITE \"x\"");
+    folder.write("b.qrt", "FOO");
+    EXPECT_EQ(check({"a.qrt"}).status, 1);
+    EXPECT_EQ(check({"--for-object", "a.qrt", "a.qrt"}), (Outcome{0, "", ""}));
+    EXPECT_EQ(check({"--for-object=sales.acme", "--format=gcc", "b.qrt"}),
+              (Outcome{1, "sales.acme:1:1: error: no statement begins with FOO [QS1001]\n", ""}));
+    EXPECT_EQ(check({"--for-object", "-"}, "WRITE \"x\"").status, 0);
+    EXPECT_EQ(check({"--for-object=sales.acme", "a.qrt", "b.qrt"}).status, 2);
+    EXPECT_EQ(check({"--for-object", "--fix", "a.qrt"}).status, 2);
+}

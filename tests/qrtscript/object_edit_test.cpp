@@ -10,6 +10,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
+using testing::StartsWith;
 
 class ObjectEdit : public ObjectSite {
   protected:
@@ -71,6 +72,20 @@ TEST_F(ObjectEdit, WithoutAChangeNothingIsWritten) {
     editor("true\n");
     EXPECT_EQ(qrtscript({"edit", "sales.acme"}), (Outcome{0, "", "qrtscript edit: nothing was changed\n"}));
     EXPECT_EQ(temporaries(), 0);
+}
+
+TEST_F(ObjectEdit, AScriptWithoutALastLineEndIsEditedAsAFile) {
+    userScript("WRITE \"a\"");
+    editor("sed -i s/x/y/ \"$1\"\n");
+    EXPECT_EQ(qrtscript({"edit", "jdoe.sales.acme"}), (Outcome{0, "", "qrtscript edit: nothing was changed\n"}));
+    editor("sed -i s/a/b/ \"$1\"\n");
+    EXPECT_EQ(qrtscript({"edit", "jdoe.sales.acme", "--yes"}).err, "");
+    EXPECT_EQ(script("jdoe.sales.acme"), "WRITE \"b\"\n");
+}
+
+TEST_F(ObjectEdit, FindingsNameTheObject) {
+    editor("echo FOO >\"$1\"\n");
+    EXPECT_THAT(qrtscript({"edit", "jdoe.sales.acme", "--yes"}).err, StartsWith("jdoe.sales.acme:1:1: error: "));
 }
 
 TEST_F(ObjectEdit, BeginsAFirstScriptWithAnEmptyFile) {

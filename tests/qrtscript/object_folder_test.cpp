@@ -110,12 +110,25 @@ TEST_F(ObjectFolder, ImportTellsTwoObjectsOfOneNameApart) {
         "\ndn: cn=x,ou=sales,o=acme\nobjectClass: person\ncn: x\nsn: x\nqrtLoginScript: EXIT\n"
         "\ndn: ou=x,ou=sales,o=acme\nobjectClass: organizationalUnit\nou: x\nqrtLoginScript: REM\n");
     ASSERT_EQ(put("export").status, 0);
-    EXPECT_EQ(text("acme/sales/x.qrt"), "EXIT");
-    EXPECT_EQ(text("acme/sales/x/_container.qrt"), "REM");
+    EXPECT_EQ(text("acme/sales/x.qrt"), "EXIT\n");
+    EXPECT_EQ(text("acme/sales/x/_container.qrt"), "REM\n");
     write("acme/sales/x/_container.qrt", "BREAK ON\n");
     EXPECT_EQ(put("import", {"--yes"}).out, "change  x.sales.acme\n");
     EXPECT_EQ(script("ou=x.sales.acme"), "BREAK ON\n");
-    EXPECT_EQ(script("cn=x.sales.acme"), "EXIT");
+    EXPECT_EQ(script("cn=x.sales.acme"), "EXIT\n");
+}
+
+TEST_F(ObjectFolder, AScriptWithoutALastLineEndIsTheSameAsAFile) {
+    addToTree("\ndn: cn=x,ou=sales,o=acme\nobjectClass: person\ncn: x\nsn: x\nqrtLoginScript: WRITE \"x\"\n");
+    ASSERT_EQ(put("export").status, 0);
+    EXPECT_EQ(text("acme/sales/x.qrt"), "WRITE \"x\"\n");
+    EXPECT_EQ(put("export").out, "");
+    EXPECT_EQ(put("import", {"--yes"}).out, "");
+    write("acme/sales/x.qrt", "WRITE \"x\"");
+    EXPECT_EQ(put("import", {"--yes"}).out, "");
+    write("acme/sales/x.qrt", "WRITE \"y\"");
+    EXPECT_EQ(put("import", {"--yes"}).out, "change  x.sales.acme\n");
+    EXPECT_EQ(script("x.sales.acme"), "WRITE \"y\"\n");
 }
 
 TEST_F(ObjectFolder, ExportSaysWhichFilesHaveNoScript) {
@@ -282,7 +295,7 @@ TEST_F(ObjectFolder, AnInterruptedImportSaysWhatWasWritten) {
     EXPECT_THAT(outcome.err, EndsWith("qrtscript import: 2 of 4 login scripts changed; not changed:\n"
                                       "  u3.acme\n  u4.acme\n"));
     EXPECT_EQ(script("u2.acme"), "EXIT\n");
-    EXPECT_EQ(script("u3.acme"), "REM");
+    EXPECT_EQ(script("u3.acme"), "REM\n");
 }
 
 TEST_F(ObjectFolder, AnEmptyFolderPrunesNothing) {

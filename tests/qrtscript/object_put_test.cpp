@@ -32,7 +32,7 @@ class ObjectPutWithCheck : public ObjectPut {
 } // namespace
 
 TEST_F(ObjectPut, GetPrintsTheScriptByteForByte) {
-    const std::string text = "WRITE \"a\"\r\n\tREM \x1B[31m\xFF\r\nlast line";
+    const std::string text = "WRITE \"a\"\r\n\tREM \x1B[31m\xFF\r\nlast line\r\n";
     userScript(text);
     EXPECT_EQ(qrtscript({"get", "jdoe.sales.acme"}), (Outcome{0, text, ""}));
     EXPECT_EQ(qrtscript({"get", "--context", "sales.acme", "cn=JDOE"}).out, text);
@@ -41,6 +41,25 @@ TEST_F(ObjectPut, GetPrintsTheScriptByteForByte) {
               (Outcome{0, text,
                        "qrtscript get: CN=jdoe.OU=sales.O=acme (User): " +
                            std::filesystem::canonical(site.path("user.qrt")).string() + "\n"}));
+}
+
+TEST_F(ObjectPut, ALastLineWithoutAnEndGetsOne) {
+    containerScript("WRITE \"u5\"");
+    const std::string text = "WRITE \"u5\"\n", same = "the login script of sales.acme is the same already\n";
+    EXPECT_EQ(script("sales.acme"), text);
+    for (const char *input : {"WRITE \"u5\"\n", "WRITE \"u5\""})
+        EXPECT_EQ(qrtscript({"put", "sales.acme", "--yes"}, input), (Outcome{0, "", "qrtscript put: " + same}))
+            << input;
+    site.write("new.qrt", "WRITE \"u5\"");
+    EXPECT_EQ(qrtscript({"diff", "sales.acme", site.path("new.qrt")}), (Outcome{0, "", ""}));
+    EXPECT_EQ(file_text(site.path("container.qrt")), "WRITE \"u5\"") << "what is the same is not written";
+    EXPECT_EQ(qrtscript({"put", "sales.acme", "--yes"}, "WRITE \"v5\""),
+              (Outcome{0, "--- sales.acme\n+++ -\n@@ -1 +1 @@\n-WRITE \"u5\"\n+WRITE \"v5\"\n", ""}));
+    EXPECT_EQ(file_text(site.path("container.qrt")), "WRITE \"v5\"\n");
+    userScript("REM\r\nEXIT");
+    EXPECT_EQ(script("jdoe.sales.acme"), "REM\r\nEXIT\r\n");
+    userScript("");
+    EXPECT_EQ(script("jdoe.sales.acme"), "");
 }
 
 TEST_F(ObjectPut, GetSaysWhatIsNotThere) {
@@ -155,9 +174,14 @@ TEST_F(ObjectPut, RefusesAScriptWithErrorsUnlessForced) {
     const Outcome refused = qrtscript({"put", "jdoe.sales.acme", "--yes"}, "IF \"a\" = \"a\" THEN\nEXIT\n");
     EXPECT_EQ(refused.status, 6);
     EXPECT_EQ(refused.out, "");
-    EXPECT_THAT(refused.err, HasSubstr("jdoe.sales.acme.qrt:1:"));
+    EXPECT_THAT(refused.err, StartsWith("jdoe.sales.acme:1:1: error: "));
     EXPECT_THAT(refused.err, EndsWith("qrtscript put: the script has errors; --force writes it all the same\n"));
     EXPECT_EQ(script("jdoe.sales.acme"), "EXIT\n");
+    site.write("new.qrt", "FOO\n");
+    const std::string file = site.path("new.qrt");
+    EXPECT_THAT(qrtscript({"put", "jdoe.sales.acme", file}).err, StartsWith(file + ":1:1: error: "));
+    EXPECT_EQ(qrtscript({"put", "nobody.acme", file}),
+              (Outcome{5, "", "qrtscript put: nobody.acme: no such object\n"}));
     EXPECT_EQ(qrtscript({"put", "jdoe.sales.acme", "--yes", "--force"}, "IF \"a\" = \"a\" THEN\nEXIT\n").status, 0);
     EXPECT_EQ(script("jdoe.sales.acme"), "IF \"a\" = \"a\" THEN\nEXIT\n");
 }
@@ -225,10 +249,10 @@ TEST_F(ObjectPut, LogsInWhereThatIsWanted) {
 }
 
 TEST_F(ObjectPutWithCheck, AsksTheCheckForErrorsOnly) {
-    check("echo \"$@\" >'" + site.path("words") + "'; cat \"$6\" >'" + site.path("checked") + "'\n");
+    check("echo \"$@\" >'" + site.path("words") + "'; cat \"$7\" >'" + site.path("checked") + "'\n");
     ASSERT_EQ(put("EXIT\n").status, 0);
     EXPECT_THAT(file_text(site.path("words")),
-                testing::MatchesRegex("check --severity error --no-ignore -- .*/jdoe\\.sales\\.acme\\.qrt\n"));
+                testing::MatchesRegex("check --severity error --no-ignore --for-object=.*/new\\.qrt -- .*/script\n"));
     EXPECT_EQ(file_text(site.path("checked")), "EXIT\n");
 }
 

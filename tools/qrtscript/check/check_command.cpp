@@ -86,7 +86,7 @@ bool Checker::mayWriteBaseline() {
         return true;
     } catch (const BaselineError &problem) {
         complain(catalogue_format("%1$s is not replaced: %2$s", path.c_str(), problem.what()));
-    } catch (const std::system_error &problem) {
+    } catch (const std::runtime_error &problem) {
         complain(problem.what());
     }
     return false;
@@ -130,6 +130,7 @@ void Checker::checkScript(const ScriptFile &file, const std::function<std::strin
     try {
         CheckedScript script = checked(file.name, read());
         if (options_.fix || options_.diff) fix(&script, file);
+        if (!options_.objectName.empty()) script.name = options_.objectName;
         result_.scripts.push_back(std::move(script));
     } catch (const std::runtime_error &error) { // of the file, the settings or the directory
         fail(error.what());
@@ -165,7 +166,9 @@ void Checker::checkInput(const std::string &input) {
     const auto filesOf = options_.fix && !options_.diff ? script_files_to_rewrite : script_files;
     const std::vector<ScriptFile> files = filesOf(input, excluded, &problems);
     for (const std::string &problem : problems) fail(problem);
-    for (const ScriptFile &file : files) checkScript(file, [&] { return script_text(file.path); });
+    // What a login reads behind the script of each object.
+    const char *const end = options_.forObject ? "\r\n" : "";
+    for (const ScriptFile &file : files) checkScript(file, [&] { return script_text(file.path) + end; });
 }
 
 int Checker::writeBaseline() const {

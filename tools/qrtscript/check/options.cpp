@@ -17,7 +17,8 @@ enum : int {
     fix_key,
     no_ignore_key,
     as_key,
-    password_key
+    password_key,
+    for_object_key
 };
 
 static const argp_option option_table[] = {
@@ -44,6 +45,9 @@ static const argp_option option_table[] = {
      0},
     {"password-fd", password_key, catalogue_mark("N"), 0,
      catalogue_mark("Read the password of ADMIN from file descriptor N (first line only) instead of asking"), 0},
+    {"for-object", for_object_key, catalogue_mark("NAME"), OPTION_ARG_OPTIONAL,
+     catalogue_mark("FILE is to be an object's script, which is read with a line end more; the report calls it NAME"),
+     0},
     {nullptr, 0, nullptr, 0, nullptr, 0},
 };
 
@@ -75,6 +79,10 @@ static void check_together(const CheckOptions &options, argp_state *state) {
         argp_error(state, catalogue_text("--password-fd needs --as"));
     if (options.directory.passwordDescriptor == STDIN_FILENO && isStandardInput)
         argp_error(state, catalogue_text("the password and the script cannot both come from standard input"));
+    if (options.forObject && (options.fix || options.diff))
+        argp_error(state, "%s", catalogue_text("--for-object goes with neither --fix nor --diff"));
+    if (!options.objectName.empty() && options.inputs.size() > 1)
+        argp_error(state, "%s", catalogue_text("--for-object takes a name for one script only"));
     if (!options.writeBaseline.empty() && (options.fix || options.diff || !options.baseline.empty()))
         argp_error(state, "%s", catalogue_text("--write-baseline goes with neither --baseline, --fix nor --diff"));
 }
@@ -138,6 +146,10 @@ static error_t take_option(int key, char *argument, argp_state *state) {
             return 0;
         case password_key:
             options->directory.passwordDescriptor = descriptor_of(argument, state);
+            return 0;
+        case for_object_key:
+            options->forObject = true;
+            if (argument != nullptr) options->objectName = argument;
             return 0;
         case ARGP_KEY_ARG:
             options->inputs.emplace_back(argument);

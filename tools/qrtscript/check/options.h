@@ -21,6 +21,8 @@ struct CheckOptions {
     bool fix = false, diff = false;
     bool hasDirectory = false; // names are looked up
     DirectoryOptions directory;
+    bool forObject = false; // the scripts are to be objects'
+    std::string objectName; // what the report calls the one script; empty: as its file
 };
 
 // Exit statuses.

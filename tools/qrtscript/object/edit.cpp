@@ -72,7 +72,7 @@ class Edit {
     }
 
     bool isAccepted() const {
-        const std::string refusal = options_.force ? "" : check_refusal({file_});
+        const std::string refusal = options_.force ? "" : check_refusal_named(object_.name, file_);
         if (refusal.empty()) return true;
         store_say(options_, refusal);
         if (question_can_be_asked() && question_ask(catalogue_text("Edit it once more?"))) return false;

@@ -17,6 +17,7 @@
 #include "platform/common/write_all.h"
 #include "platform/terminal_text.h"
 #include "tools/qrtlogin/failure.h"
+#include "tools/qrtscript/object/line_end.h"
 #include "tools/qrtscript/object/options.h"
 
 static constexpr size_t text_limit = size_t{16} << 20; // of a script
@@ -120,7 +121,7 @@ std::string text_of_file(const std::string &path) {
     for (;;) {
         const ssize_t got = TEMP_FAILURE_RETRY(read(descriptor, part, sizeof part));
         if (got < 0) throw refuse(strerror(errno));
-        if (got == 0) return text;
+        if (got == 0) return text_with_line_end(std::move(text));
         text.append(part, static_cast<size_t>(got));
         if (text.size() > text_limit) throw refuse(catalogue_text("the script is larger than 16 MiB"));
     }

@@ -15,10 +15,10 @@ int command_put(const ObjectOptions &options) {
     const std::string file = options.operands.size() > 1 ? options.operands[1] : "-";
     if (!options.remove) password_input_check(options.passwordDescriptor, file);
     const ScriptText after = options.remove ? ScriptText() : ScriptText(text_of_file(file));
-    const std::string refusal = after ? check_refusal_of(options.operands[0], *after) : "";
-    if (!refusal.empty() && !options.force) throw Failure(exit_findings, refusal);
     const TreeSession session(options);
     const ScriptObject object = session.object(options.operands[0]);
+    const std::string refusal = after ? check_refusal_of(file == "-" ? object.name : file, *after) : "";
+    if (!refusal.empty() && !options.force) throw Failure(exit_findings, refusal);
     const StoredScript stored = session.read(object);
     store_tell(options, object, stored);
     if (stored.text == after) {

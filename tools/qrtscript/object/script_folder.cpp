@@ -19,6 +19,7 @@
 #include "platform/common/write_all.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtscript/object/file_place.h"
+#include "tools/qrtscript/object/line_end.h"
 #include "tools/qrtscript/object/options.h"
 #include "tools/qrtscript/object/signals_held.h"
 
@@ -98,7 +99,7 @@ std::string ScriptFolder::read(const std::string &file) const {
     for (;;) {
         const ssize_t got = TEMP_FAILURE_RETRY(::read(opened.number(), part, sizeof part));
         if (got < 0) throw cannot_read(shown(file), strerror(errno));
-        if (got == 0) return text;
+        if (got == 0) return text_with_line_end(std::move(text));
         text.append(part, static_cast<size_t>(got));
         if (text.size() > text_limit)
             throw cannot_read(shown(file), catalogue_text("the script is larger than 16 MiB"));

@@ -4,6 +4,7 @@
 #include "platform/common/context_flags.h"
 #include "platform/zk.h"
 #include "tools/qrtscript/login_as.h"
+#include "tools/qrtscript/object/line_end.h"
 
 static void require(uint32_t code, const std::string &attempt) {
     if (code != ZK_OK) throw failure_of(code, attempt);
@@ -75,10 +76,19 @@ std::optional<ScriptObject> TreeSession::objectOfFile(const std::string &file) c
         file, [&] { return script_object_of_file(context_, file); });
 }
 
+// The text with its line end; remembers what the directory has.
+std::string TreeSession::kept(const ScriptObject &object, const std::string &text) const {
+    std::string ended = text_with_line_end(text);
+    unended_.erase(object.typed);
+    if (ended != text) unended_[object.typed] = text;
+    return ended;
+}
+
 StoredScript TreeSession::read(const ScriptObject &object) const {
-    return attempting(
-        catalogue_format("cannot read the login script of %s", object.name.c_str()),
-        [&] { return script_read(context_, object); });
+    StoredScript stored = attempting(catalogue_format("cannot read the login script of %s", object.name.c_str()),
+                                     [&] { return script_read(context_, object); });
+    if (stored.text) stored.text = kept(object, *stored.text);
+    return stored;
 }
 
 bool TreeSession::isPrivate(const ScriptObject &object) const {
@@ -88,13 +98,17 @@ bool TreeSession::isPrivate(const ScriptObject &object) const {
 }
 
 std::vector<ScriptOfObject> TreeSession::list() const {
-    return attempting(
-        catalogue_format("cannot list the login scripts of tree %s", tree_.c_str()),
-        [&] { return script_list(context_); });
+    std::vector<ScriptOfObject> all =
+        attempting(catalogue_format("cannot list the login scripts of tree %s", tree_.c_str()),
+                   [&] { return script_list(context_); });
+    for (ScriptOfObject &one : all) one.text = kept(one.object, one.text);
+    return all;
 }
 
 void TreeSession::write(const ScriptObject &object, const ScriptText &before, const ScriptText &after) const {
-    attempting(
-        catalogue_format("cannot write the login script of %s", object.name.c_str()),
-        [&] { script_write(context_, object, before, after); });
+    const auto unended = unended_.find(object.typed);
+    const bool isUnended = before && unended != unended_.end() && text_with_line_end(unended->second) == *before;
+    const ScriptText there = isUnended ? unended->second : before;
+    attempting(catalogue_format("cannot write the login script of %s", object.name.c_str()),
+               [&] { script_write(context_, object, there, after); });
 }

@@ -3,6 +3,7 @@
 #define TOOLS_QRTSCRIPT_OBJECT_SESSION_H
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,19 +22,22 @@ class TreeSession {
 
     ScriptObject object(const std::string &name) const;
     std::optional<ScriptObject> objectOfFile(const std::string &file) const;
+    // Scripts with the end of their last line, which the directory may lack.
     StoredScript read(const ScriptObject &object) const;
     bool isPrivate(const ScriptObject &object) const; // in a file that not everybody may read
     std::vector<ScriptOfObject> list() const;
-    // A Failure with exit_changed when the script is no longer `before`.
+    // A Failure with exit_changed when the script is no longer `before`, as it was read.
     void write(const ScriptObject &object, const ScriptText &before, const ScriptText &after) const;
 
     const std::string &tree() const { return tree_; }
 
   private:
+    std::string kept(const ScriptObject &object, const std::string &text) const;
     void useTree(const ObjectOptions &options);
 
     uint32_t context_ = 0;
     std::string tree_;
+    mutable std::map<std::string, std::string> unended_; // what the directory has without a line end, by typed names
 };
 
 #endif
