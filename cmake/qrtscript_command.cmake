@@ -11,7 +11,7 @@ set_target_properties(qrtscript_command PROPERTIES OUTPUT_NAME qrtscript)
 target_compile_definitions(qrtscript_command PRIVATE PROGRAMS_FROM_PROGRAMS="${programs_from_programs}"
                                                      LOCALE_FROM_PROGRAMS="${locale_from_programs}")
 target_include_directories(qrtscript_command PRIVATE ${CMAKE_SOURCE_DIR})
-target_link_libraries(qrtscript_command PRIVATE ${resolved_first})
+target_link_libraries(qrtscript_command PRIVATE ${resolved_first} common)
 
 # What the programs behind the command have in common; their catalogues are found from where they stand.
 sources_of(command_sources tools/qrtscript)

@@ -8,7 +8,10 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "platform/common/nearest_name.h"
 #include "platform/terminal_text.h"
 #include "platform/translation.h"
 #include "tools/own_folder.h"
@@ -45,26 +48,39 @@ static int become(const Subcommand &subcommand, char **argv) {
     return errno;
 }
 
+static int refuse(const std::string &name) {
+    std::vector<std::string_view> names;
+    for (const Subcommand &one : subcommands) names.emplace_back(one.name);
+    const std::string nearest(nearest_name(name, names));
+    if (!name.empty())
+        fprintf(stderr, "qrtscript: %s\n",
+                terminal_text(nearest.empty() ? catalogue_format("no such subcommand: %s", name.c_str())
+                                              : catalogue_format("no such subcommand: %1$s; did you mean %2$s?",
+                                                                 name.c_str(), nearest.c_str()))
+                    .c_str());
+    if (nearest.empty()) say_usage(stderr);
+    return could_not_run;
+}
+
 static int qrtscript_main(int argc, char **argv) {
     if (!program_may_start("qrtscript")) return could_not_run;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
     program_check_output_at_exit("qrtscript", could_not_run);
     const std::string name = argc > 1 ? argv[1] : "";
-    if (name == "--help" || name == "help") {
+    const bool isHelp = name == "--help" || name == "help";
+    if (isHelp && argc < 3) {
         say_usage(stdout);
         return 0;
     }
-    const Subcommand *subcommand = subcommand_of(name.c_str());
-    if (subcommand == nullptr) {
-        if (!name.empty())
-            fprintf(stderr, "qrtscript: %s\n",
-                    terminal_text(catalogue_format("no such subcommand: %s", name.c_str())).c_str());
-        say_usage(stderr);
-        return could_not_run;
-    }
+    // "help check" is "check --help".
+    char help[] = "--help";
+    char *helped[] = {argv[0], isHelp ? argv[2] : nullptr, help, nullptr};
+    char **words = isHelp ? helped : argv;
+    const Subcommand *subcommand = argc > 1 ? subcommand_of(words[1]) : nullptr;
+    if (subcommand == nullptr) return refuse(argc > 1 ? words[1] : "");
     program_restore_signals();
-    const int error = become(*subcommand, argv);
+    const int error = become(*subcommand, words);
     fprintf(stderr, "qrtscript: %s\n",
             catalogue_format("cannot run %1$s: %2$s", subcommand->program, strerror(error)).c_str());
     return could_not_run;

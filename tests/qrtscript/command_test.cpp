@@ -1,0 +1,26 @@
+// The command `qrtscript` itself: how it finds what does a subcommand.
+#include "tests/qrtscript/check_fixture.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using Command = CheckFixture;
+
+} // namespace
+
+TEST_F(Command, HelpsWithASubcommand) {
+    EXPECT_THAT(qrtscript({"help"}).out, StartsWith("Usage: qrtscript SUBCOMMAND"));
+    const Outcome outcome = qrtscript({"help", "check"});
+    EXPECT_EQ(outcome, qrtscript({"check", "--help"}));
+    EXPECT_THAT(outcome.out, HasSubstr("--write-baseline"));
+    EXPECT_EQ(qrtscript({"help", "chek"}),
+              (Outcome{2, "", "qrtscript: no such subcommand: chek; did you mean check?\n"}));
+}
+
+TEST_F(Command, SuggestsTheNearestSubcommand) {
+    EXPECT_EQ(qrtscript({"chek"}), (Outcome{2, "", "qrtscript: no such subcommand: chek; did you mean check?\n"}));
+    const Outcome outcome = qrtscript({"\x1b"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.err, StartsWith("qrtscript: no such subcommand: \\x1B\nUsage: "));
+}
