@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "tools/qrtscript/check/rules.h"
+#include "tools/qrtscript/check/secrets.h"
 
 namespace {
 
@@ -346,6 +347,17 @@ TEST(CheckSafety, TellsNoPassword) {
     for (const Finding &finding : findings)
         EXPECT_THAT(finding.message + finding.quotedLine, testing::Not(testing::HasSubstr("hush")));
     EXPECT_EQ(without_secrets(text, findings), "TREE ACME/joe;****\nATTACH SRV1/joe;****\n");
+}
+
+TEST(CheckSafety, APasswordBehindAnotherSignIsHidden) {
+    const auto masked = [](const std::string &text) { return secrets_masked(syntax_read(text)); };
+    EXPECT_EQ(masked("TREE LAB/.jdoe.lab:secret\n"), "TREE LAB/.jdoe.lab:******\n");
+    EXPECT_EQ(masked("ATTACH SRV1/jdoe,secret\n"), "ATTACH SRV1/jdoe,******\n");
+    EXPECT_EQ(masked("TRE LAB/.jdoe.lab:secret\n"), "TRE LAB/.jdoe.lab:******\n");
+    EXPECT_EQ(masked("TREE LAB/.jdoe.lab\nWRITE \"a/b:c\"\nFOO a/b:c\n"),
+              "TREE LAB/.jdoe.lab\nWRITE \"a/b:c\"\nFOO a/b:c\n");
+    for (const Finding &finding : check_script(syntax_read("TREE LAB/.jdoe.lab:secret\n")))
+        EXPECT_THAT(finding.message + finding.quotedLine, testing::Not(testing::HasSubstr("secret")));
 }
 
 TEST(CheckSafety, APasswordIsHiddenWhereItStandsAlone) {
