@@ -146,3 +146,21 @@ TEST_F(CheckExitStatus, ScriptsForObjectsAreReadAsALoginDoes) {
     EXPECT_EQ(check({"--for-object=sales.acme", "a.qrt", "b.qrt"}).status, 2);
     EXPECT_EQ(check({"--for-object", "--fix", "a.qrt"}).status, 2);
 }
+
+TEST_F(CheckExitStatus, AFolderWithoutScriptsIsAProblem) {
+    folder.write("notes/login.txt", "FOO 1\n");
+    const std::string none = "notes: no *.qrt file in it\n";
+    EXPECT_EQ(check({"notes"}), (Outcome{2, "", "qrtscript check: " + none}));
+    EXPECT_EQ(qrtscript({"fmt", "--check", "notes"}), (Outcome{2, "", "qrtscript fmt: " + none}));
+    folder.write("notes/old.qrt", "FOO 1\n");
+    folder.write("notes/.qrtscriptrc", "exclude = [\"old.qrt\"]\n");
+    EXPECT_EQ(check({"notes"}), (Outcome{0, "", ""}));
+}
+
+TEST_F(CheckExitStatus, FoldersAreReadAsImportDoes) {
+    folder.write("A.QRT", "FOO 1\n");
+    folder.write(".hidden/a.qrt", "FOO 1\n");
+    folder.write(".b.qrt", "FOO 1\n");
+    EXPECT_EQ(check({"--format=gcc", "."}).out, "./A.QRT:1:1: error: no statement begins with FOO [QS1001]\n");
+    EXPECT_EQ(check({".hidden"}).status, 1) << "what is named is meant";
+}

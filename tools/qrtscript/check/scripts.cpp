@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "platform/catalogue.h"
+#include "platform/common/nocase.h"
 #include "platform/common/opened.h"
 
 namespace fs = std::filesystem;
@@ -22,6 +23,7 @@ struct Walk {
     const std::function<bool(const std::string &)> &excluded;
     Problems *problems;
     std::vector<ScriptFile> files = {};
+    bool hasScripts = false; // excluded ones too
 
     void visit(const std::string &folder) {
         std::error_code error;
@@ -33,9 +35,11 @@ struct Walk {
     void take(const fs::directory_entry &entry) {
         std::error_code error; // of an entry that has gone again, or leads nowhere: there is nothing to check
         const std::string name = entry.path().string();
+        if (entry.path().filename().string().front() == '.') return; // as import and export do
         const bool isLink = entry.is_symlink(error);
         const bool isFolder = entry.is_directory(error) && !isLink;
-        const bool isScript = entry.path().extension() == ".qrt" && entry.is_regular_file(error);
+        const bool isScript = equal_nocase(entry.path().extension().string(), ".qrt") && entry.is_regular_file(error);
+        hasScripts = hasScripts || isScript;
         if ((!isFolder && !isScript) || excluded(name)) return;
         if (isFolder)
             visit(name);
@@ -64,7 +68,10 @@ std::vector<ScriptFile> script_files(const std::string &input, const std::functi
     std::error_code error; // which reading it will report
     if (input == "-" || !fs::is_directory(input, error)) return {{input, input}};
     Walk walk = {fs::canonical(input, error), excluded, problems};
+    const size_t before = problems->size();
     walk.visit(input);
+    if (!walk.hasScripts && problems->size() == before)
+        problems->push_back(catalogue_format("%s: no *.qrt file in it", input.c_str()));
     std::sort(walk.files.begin(), walk.files.end(),
               [](const ScriptFile &a, const ScriptFile &b) { return a.name < b.name; });
     return std::move(walk.files);
