@@ -47,3 +47,27 @@ TEST_F(CheckColour, IsForTextAlone) {
     for (const char *format : {"gcc", "json", "sarif", "github"})
         EXPECT_FALSE(inAFile({"--color", "--format", format, "a.qrt"})) << format;
 }
+
+TEST_F(CheckColour, DifferencesHaveItToo) {
+    folder.write("b.qrt", "cls\n");
+    const auto shown = [&](const std::string &words) {
+        TerminalProcess terminal(
+            {"/bin/sh", "-c", "cd '" + folder.path() + "' && exec \"$0\" " + words, QRTSCRIPT_PATH}, environment);
+        terminal.finish();
+        return terminal.shown();
+    };
+    EXPECT_THAT(shown("fmt --diff b.qrt"), testing::HasSubstr("\x1b[31m-cls\x1b[0m\r\n\x1b[32m+CLS\x1b[0m\r\n"));
+    folder.write("b.qrt", "REM\n A:\n");
+    EXPECT_THAT(shown("check --diff b.qrt"), testing::HasSubstr("\x1b[31m- A:\x1b[0m\r\n"));
+    EXPECT_THAT(check({"--diff", "b.qrt"}).out, testing::Not(testing::HasSubstr("\x1b")));
+    EXPECT_THAT(check({"--diff", "--color", "b.qrt"}).out, testing::HasSubstr("\x1b[32m+A:\x1b[0m\n"));
+    environment["NO_COLOR"] = "1";
+    EXPECT_THAT(shown("fmt --diff b.qrt"), testing::Not(testing::HasSubstr("\x1b")));
+}
+
+TEST_F(CheckColour, TheCaretStandsUnderWideCharacters) {
+    environment["LC_ALL"] = "C.UTF-8";
+    folder.write("b.qrt", "WRITE \"\xE6\x97\xA5\xE6\x9C\xAC e\xCC\x81\" x\n");
+    EXPECT_THAT(check({"b.qrt"}).out, testing::HasSubstr("\n  1 | WRITE \"\xE6\x97\xA5\xE6\x9C\xAC e\xCC\x81\" x\n"
+                                                         "    |                ^\n"));
+}

@@ -259,6 +259,7 @@ TEST_F(CheckFix, DiffTakesAnyNameAndAnyBytes) {
     const Outcome outcome = check({"--diff", "--", name});
     EXPECT_THAT(outcome.out, HasSubstr("--- -x\\x0A\\x1B.qrt\n+++ -x\\x0A\\x1B.qrt\n"));
     EXPECT_THAT(outcome.out, HasSubstr(" WRITE \"\xff\x1b\"\n- A:\n+A:\n")) << "it is a patch";
+    environment["NO_COLOR"] = "1";
     TerminalProcess terminal(
         {"/bin/sh", "-c", "cd '" + folder.path() + "' && exec \"$0\" check --diff .", QRTSCRIPT_PATH}, environment);
     terminal.finish();

@@ -1,7 +1,6 @@
 #include "tools/qrtscript/check/fmt.h"
 
 #include <argp.h>
-#include <unistd.h>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -13,6 +12,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
+#include "tools/qrtscript/check/diff_output.h"
 #include "tools/qrtscript/check/format.h"
 #include "tools/qrtscript/check/rewrite.h"
 #include "tools/qrtscript/check/scripts.h"
@@ -105,16 +105,6 @@ static void write_out(const std::string &text) {
     fwrite(text.data(), 1, text.size(), stdout);
 }
 
-// A patch is for programs; on a terminal a script must not command it.
-static void show_diff(const std::string &diff) {
-    if (isatty(STDOUT_FILENO) == 0) return write_out(diff);
-    for (size_t start = 0; start < diff.size();) {
-        const size_t end = diff.find('\n', start);
-        write_out(terminal_text(std::string_view(diff).substr(start, end - start)) + "\n");
-        start = end + 1;
-    }
-}
-
 static Outcome complain(const std::string &problem) {
     fprintf(stderr, "qrtscript fmt: %s\n", terminal_text(problem).c_str());
     return impossible;
@@ -126,7 +116,8 @@ static Outcome format_one(const ScriptFile &file, const FmtOptions &options) {
     const std::string after = script_formatted(syntax_read(before), options.style);
     const bool changes = before != after;
     if (options.check || options.diff) {
-        if (options.diff) show_diff(unified_diff({name, before}, {name, after}));
+        if (options.diff)
+            write_out(diff_for_output(unified_diff({name, before}, {name, after}), ColourWhen::automatic));
         if (options.check && !options.diff && changes) printf("%s\n", terminal_text(name).c_str());
         return options.check && changes ? would_change : formatted_already;
     }

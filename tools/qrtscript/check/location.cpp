@@ -1,6 +1,7 @@
 #include "tools/qrtscript/check/location.h"
 
 #include <algorithm>
+#include <cwchar>
 
 #include "platform/terminal_text.h"
 
@@ -8,6 +9,17 @@ size_t character_count(std::string_view text) {
     size_t count = 0;
     TerminalLetter letter;
     for (size_t at = 0; at < text.size(); at += letter.bytes.size(), ++count) terminal_letter(text.substr(at), &letter);
+    return count;
+}
+
+size_t column_count(std::string_view text) {
+    size_t count = 0;
+    TerminalLetter letter;
+    for (size_t at = 0; at < text.size(); at += letter.bytes.size()) {
+        terminal_letter(text.substr(at), &letter);
+        const int width = letter.valid ? wcwidth(static_cast<wchar_t>(letter.code)) : 1;
+        count += width < 0 ? 1 : static_cast<size_t>(width); // below 0: not known in this locale
+    }
     return count;
 }
 

@@ -33,6 +33,9 @@ std::string_view line_for_report(const Lines &lines, size_t line);
 // How many characters a text has.
 size_t character_count(std::string_view text);
 
+// How many columns of a terminal a text takes: two for a wide character, none for one that combines.
+size_t column_count(std::string_view text);
+
 // A text as valid UTF-8: U+FFFD takes the place of each byte that belongs to no character.
 std::string utf8_text(std::string_view text);
 

@@ -24,7 +24,7 @@ struct Painter {
 // The line as a terminal shows it, and which part of that the bytes from `from` to `to` of it became.
 struct ShownLine {
     std::string text;
-    size_t from, width; // in characters
+    size_t from, width; // in columns
 };
 
 static ShownLine shown_line(std::string_view line, size_t from, size_t to) {
@@ -39,8 +39,8 @@ static ShownLine shown_line(std::string_view line, size_t from, size_t to) {
     to = std::clamp(to, from, std::min(line.size(), from + around));
     const size_t begin = from > around ? from - around : 0, end = std::min(line.size(), to + around);
     const std::string before = (begin > 0 ? "..." : "") + shown(begin, from), piece = shown(from, to);
-    return {before + piece + shown(to, end) + (end < line.size() ? "..." : ""), character_count(before),
-            std::max<size_t>(1, character_count(piece))};
+    return {before + piece + shown(to, end) + (end < line.size() ? "..." : ""), column_count(before),
+            std::max<size_t>(1, column_count(piece))};
 }
 
 static std::string report_finding(const CheckedScript &script, const Lines &lines, Locations *locations,
