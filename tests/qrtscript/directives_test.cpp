@@ -89,3 +89,11 @@ TEST(DirectivesTest, ManyOfThemDoNotMultiply) {
     for (int i = 0; i < 20000; ++i) script += "REM qrtscript disable-block=QS1008\nFOO 1\n";
     EXPECT_EQ(checked_script("a", script).findings.size(), 20000U);
 }
+
+TEST(DirectivesTest, ListsMayHaveBlanksBehindCommas) {
+    EXPECT_EQ(shown_of("REM qrtscript disable=QS1008, QS1001\nFOO 1\n"), "");
+    EXPECT_EQ(shown_of("REM qrtscript disable=QS1008 ,QS1001\nFOO 1\n"), "1:QS0002 2:QS1001");
+    const auto message = [](const std::string &text) { return checked_script("a", text).findings.at(0).message; };
+    EXPECT_EQ(message("REM qrtscript disable=QS1008, # why\n"), "a code is missing beside the comma");
+    EXPECT_EQ(message("REM qrtscript disable=,QS1008\n"), "a code is missing beside the comma");
+}

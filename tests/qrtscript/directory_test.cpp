@@ -129,3 +129,17 @@ TEST_F(CheckWithDirectory, FindsWhatTheManualShows) {
         at = found + text.size();
     }
 }
+
+TEST_F(CheckWithDirectory, ObjectsAreNamedAsForTheOtherSubcommands) {
+    EXPECT_EQ(check({"-d", "nobody.acme"}), (Outcome{2, "", "qrtscript check: nobody.acme: no such file or object\n"}));
+    EXPECT_EQ(check({"-d", "SRV1.acme"}).err, "qrtscript check: SRV1.acme has no login script\n");
+    EXPECT_NE(check({"--user=jdoe.sales.acme", "sales.acme"}).status, 2);
+    EXPECT_NE(check({"--user=jdoe.sales.acme", "jdoe"}).err, "qrtscript check: jdoe: no such file or object\n");
+}
+
+TEST_F(CheckWithDirectory, WhatIsRefusedEverywhereIsToldOnce) {
+    folder.write("a.qrt", "MAP H: SRV1/X:\n");
+    const std::string found = check({"-d", "--format=gcc", "a.qrt"}).out;
+    EXPECT_THAT(found, HasSubstr("[QS3001]"));
+    EXPECT_THAT(found, testing::Not(HasSubstr("[QS3004]")));
+}

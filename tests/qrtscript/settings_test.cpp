@@ -42,8 +42,8 @@ TEST(SettingsTest, ErrorsNameFileAndLine) {
     const struct {
         const char *text, *error;
     } rows[] = {
-        {"\nname = 1", "rc:2:8: unknown key: name"},
-        {"[code]\nQS1001 = 'style'", "rc:1:1: unknown key: code"},
+        {"\nname = 1", "rc:2:1: unknown key: name"},
+        {"[code]\nQS1001 = 'style'", "rc:1:2: unknown key: code"},
         {"severity = 'worst'", "rc:1:12: no such severity: worst"},
         {"severity = 1", "rc:1:12: expected a string"},
         {"disable = 'QS1001'", "rc:1:11: expected a list of strings"},
@@ -51,7 +51,7 @@ TEST(SettingsTest, ErrorsNameFileAndLine) {
         {"disable = [1]", "rc:1:12: expected a string"},
         {"exclude = [['a']]", "rc:1:12: expected a string"},
         {"codes = 1", "rc:1:9: expected a table"},
-        {"[codes]\nQS9999 = 'error'", "rc:2:10: there is no code QS9999"},
+        {"[codes]\nQS9999 = 'error'", "rc:2:1: there is no code QS9999"},
         {"[codes]\nQS1001 = 'off'", "rc:2:10: no such severity: off"},
     };
     for (const auto &row : rows) EXPECT_EQ(error_of(row.text), row.error) << row.text;
@@ -122,7 +122,7 @@ TEST_F(CheckSettings, AMistakeIsReportedOnceAndItsScriptsAreNotChecked) {
     EXPECT_EQ(outcome.status, 2);
     EXPECT_EQ(outcome.out, "b.qrt:1:1: error: no statement begins with FOO [QS1001]\n");
     const std::string real = std::filesystem::canonical(folder.path());
-    EXPECT_EQ(outcome.err, "qrtscript check: " + real + "/a/.qrtscriptrc:2:10: unknown key: secret\n");
+    EXPECT_EQ(outcome.err, "qrtscript check: " + real + "/a/.qrtscriptrc:2:1: unknown key: secret\n");
 }
 
 TEST_F(CheckSettings, WithNoIgnoreItIsNotRead) {

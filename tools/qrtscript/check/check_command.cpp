@@ -11,6 +11,7 @@
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
 #include "tools/qrtscript/check/baseline.h"
+#include "tools/qrtscript/check/diff_output.h"
 #include "tools/qrtscript/check/fixes.h"
 #include "tools/qrtscript/check/options.h"
 #include "tools/qrtscript/check/rewrite.h"
@@ -30,6 +31,7 @@ class Checker {
     bool readBaseline();
     bool mayWriteBaseline();
     void checkInput(const std::string &input);
+    std::string objectName(const std::string &input) const;
     bool checkObject(const std::string &input);
     void checkScript(const ScriptFile &file, const std::function<std::string()> &read);
     CheckedScript checked(const std::string &name, const std::string &text);
@@ -137,18 +139,28 @@ void Checker::checkScript(const ScriptFile &file, const std::function<std::strin
     }
 }
 
+// The other subcommands' names of objects are complete ones without --context; --user is for the names in scripts, and
+// those in the user's container are understood as well.
+std::string Checker::objectName(const std::string &input) const {
+    const bool isComplete = input.empty() || input.front() == '.' || !options_.directory.user;
+    return !isComplete && directory_->classOf("." + input) ? "." + input : input;
+}
+
 // What is no file may be an object, whose script the directory has.
 bool Checker::checkObject(const std::string &input) {
     if (!directory_ || input == "-" || access(input.c_str(), F_OK) == 0) return false;
-    std::optional<std::string> text;
     try {
-        text = directory_->scriptOf(input);
+        const std::string name = objectName(input);
+        const std::optional<std::string> text = directory_->scriptOf(name);
+        if (text)
+            checkScript({input, input}, [&] { return *text; });
+        else if (directory_->classOf(name))
+            fail(catalogue_format("%s has no login script", input.c_str()));
+        else
+            fail(catalogue_format("%s: no such file or object", input.c_str()));
     } catch (const std::runtime_error &error) {
         fail(error.what());
-        return true;
     }
-    if (!text) return false;
-    checkScript({input, input}, [&] { return *text; });
     return true;
 }
 
@@ -192,17 +204,9 @@ int Checker::writeBaseline() const {
     return check_clean;
 }
 
-// A patch keeps its bytes, but not on a terminal.
-static std::string for_output(const std::string &text) {
-    if (isatty(STDOUT_FILENO) == 0) return text;
-    return terminal_text(text, [](const TerminalLetter &letter) {
-        return terminal_obeys(letter) && letter.code != '\n' && letter.code != '\t';
-    });
-}
-
 void Checker::report() const {
-    const std::string text =
-        options_.diff ? for_output(differences_) : ::report(result_, options_.format, colour_wanted(options_.colour));
+    const std::string text = options_.diff ? diff_for_output(differences_, options_.colour)
+                                           : ::report(result_, options_.format, colour_wanted(options_.colour));
     fwrite(text.data(), 1, text.size(), stdout);
 }
 

@@ -66,9 +66,15 @@ void Directives::readRemark(size_t statement, std::vector<std::vector<Item>> *bl
     if (!equal_nocase(take_word(&rest), "qrtscript")) return;
     std::vector<Item> items;
     for (bool first = true;; first = false) {
-        const std::string_view word = take_word(&rest);
+        std::string_view word = take_word(&rest);
         if (first && !begins_nocase(word, "disable")) return;
         if (word.empty() || word.front() == '#') break;
+        // "QS1008, QS2010" is one list.
+        for (std::string_view behind = rest; word.back() == ','; rest = behind) {
+            const std::string_view more = take_word(&behind);
+            if (more.empty() || more.front() == '#') break;
+            word = {word.data(), static_cast<size_t>(more.data() + more.size() - word.data())};
+        }
         readItem(static_cast<size_t>(word.data() - syntax_.text.data()), word, &items);
     }
     for (Item &item : items)
@@ -104,11 +110,15 @@ void Directives::readCodes(size_t place, std::string_view list, Item *item) {
     std::vector<std::string_view> names;
     for (size_t code = 0; code < code_count; ++code) names.push_back(codes[code].name);
     for (size_t at = 0; at <= list.size();) {
+        at = std::min(list.find_first_not_of(blanks, at), list.size());
         const size_t end = std::min(list.find(',', at), list.size());
         const std::string name(list.substr(at, end - at));
         const Code *code = code_named(name);
         if (code != nullptr || equal_nocase(name, "all")) {
             item->codes.push_back(code);
+        } else if (name.empty()) {
+            findings_.push_back(finding_at("QS0001", place + std::min(at, list.size() - 1), 1,
+                                           catalogue_text("a code is missing beside the comma")));
         } else {
             const std::string nearest(nearest_name(name, names));
             findings_.push_back(finding_at(

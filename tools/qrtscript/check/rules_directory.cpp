@@ -116,6 +116,11 @@ static void check_map(const Syntax &syntax, const Statement &statement, const Ch
     std::replace(command.begin(), command.end(), '\\', '/');
     const size_t start = command.find_first_not_of(" \t");
     if (start == std::string::npos) return;
+    // What is refused everywhere is told already.
+    const auto isTold = [&](const Finding &finding) {
+        return finding.place == syntax.begin(line.tokens) && std::string_view(finding.code->name) == "QS3001";
+    };
+    if (std::any_of(findings->begin(), findings->end(), isTold)) return;
     const std::string refusal = directory.mapRefusal(command.substr(start));
     if (!refusal.empty()) findings->push_back(finding_at(syntax, "QS3004", line.tokens, refusal));
 }

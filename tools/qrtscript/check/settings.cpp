@@ -22,9 +22,11 @@ class Reader {
 
   private:
     [[noreturn]] void fail(const toml::node &where, const std::string &what) const;
+    [[noreturn]] void fail(const toml::key &where, const std::string &what) const;
     std::string text(const toml::node &node) const;
     std::vector<const toml::node *> list(const toml::node &node) const;
-    const Code *code(const toml::node &where, std::string_view name) const;
+    template <typename Where>
+    const Code *code(const Where &where, std::string_view name) const;
     Severity severity(const toml::node &node) const;
     void readCodes(const toml::node &node);
 
@@ -42,6 +44,10 @@ void Reader::fail(const toml::node &where, const std::string &what) const {
     throw SettingsError(at_place(path_, where.source(), what));
 }
 
+void Reader::fail(const toml::key &where, const std::string &what) const {
+    throw SettingsError(at_place(path_, where.source(), what));
+}
+
 std::string Reader::text(const toml::node &node) const {
     if (const auto *found = node.as_string()) return found->get();
     fail(node, catalogue_text("expected a string"));
@@ -54,7 +60,8 @@ std::vector<const toml::node *> Reader::list(const toml::node &node) const {
     return all;
 }
 
-const Code *Reader::code(const toml::node &where, std::string_view name) const {
+template <typename Where>
+const Code *Reader::code(const Where &where, std::string_view name) const {
     const Code *found = code_named(name);
     if (found == nullptr) fail(where, catalogue_format("there is no code %s", std::string(name).c_str()));
     return found;
@@ -69,7 +76,7 @@ Severity Reader::severity(const toml::node &node) const {
 
 void Reader::readCodes(const toml::node &node) {
     if (!node.is_table()) fail(node, catalogue_text("expected a table"));
-    for (const auto &[name, value] : *node.as_table()) settings_->severities[code(value, name.str())] = severity(value);
+    for (const auto &[name, value] : *node.as_table()) settings_->severities[code(name, name.str())] = severity(value);
 }
 
 void Reader::readTable(const toml::table &table) {
@@ -84,7 +91,7 @@ void Reader::readTable(const toml::table &table) {
         else if (key == "codes")
             readCodes(value);
         else
-            fail(value, catalogue_format("unknown key: %s", std::string(key).c_str()));
+            fail(name, catalogue_format("unknown key: %s", std::string(key).c_str()));
     }
 }
 
