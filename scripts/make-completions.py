@@ -89,16 +89,21 @@ def described_map(text):
     command = Command("map")
     for word, line in re.findall(r"^  map (--[a-z]+)(.*)$", text, re.M):
         command.options.append(Option([word], "", False, re.split(r" {2,}", line)[-1]))
-    command.options.append(Option(["--help"], "", False, "Give this help list"))
+    command.options += [Option(["--help"], "", False, "Give this help list"),
+                        Option(["--version"], "", False, "Print program version")]
     command.words = sorted(set(re.findall(r"\bmap ([A-Z]{3,})\b", text) + re.findall(r"\b([A-Z]{3,}) OFF\b", text)))
     return command
 
 
 def described_qrtscript(program):
-    command = Command("qrtscript", options=[Option(["--help"], "", False, "Give this help list")])
+    command = Command("qrtscript", options=[Option(["--help"], "", False, "Give this help list"),
+                                            Option(["--version"], "", False, "Print program version")])
     for name, summary in re.findall(r"^  (\S+) {2,}(.*)$", shown([program, "help"]), re.M):
         text = shown([program, name, "--help"], needed=False)
-        command.subcommands.append(described_by_argp(name, text, summary))
+        one = described_by_argp(name, text, summary)
+        if name == "explain-code":
+            one.words = re.findall(r"^(QS\d+) ", shown([program, name]), re.M)
+        command.subcommands.append(one)
     return command
 
 
@@ -218,7 +223,7 @@ def zsh(command):
     text += f"""local curcontext=$curcontext state state_descr line
 typeset -A opt_args
 _arguments -C \\
-    {zsh_option(command.options[0])[0]} \\
+    {" ".join(one for option in command.options for one in zsh_option(option))} \\
     '1:subcommand:->subcommand' \\
     '*::argument:->argument' && return
 case $state in

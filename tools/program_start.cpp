@@ -1,5 +1,6 @@
 #include "tools/program_start.h"
 
+#include <argp.h>
 #include <fcntl.h>
 #include <sys/auxv.h>
 #include <unistd.h>
@@ -24,8 +25,17 @@ bool standard_descriptors_fill() {
     return true;
 }
 
+std::string program_version(const std::string &name) {
+    return name + " (libqrtscript) " PROJECT_VERSION "\n";
+}
+
+static void show_version(FILE *to, argp_state *state) {
+    fputs(program_version(state->name).c_str(), to);
+}
+
 bool program_may_start(const char *program) {
     started_with = signal(SIGXFSZ, SIG_IGN);
+    argp_program_version_hook = show_version; // which gives argp the option
     if (!standard_descriptors_fill()) {
         fprintf(stderr, "%s: cannot open /dev/null: %s\n", program, strerror(errno));
         return false;

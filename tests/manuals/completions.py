@@ -17,7 +17,7 @@ CASES = [
     ("qrtlogin ro", ["root"]),
     ("qrtlogin -u ro", ["root"]),
     ("qrtlogin root -- prin", ["printenv"]),
-    ("map --", {"--status", "--check", "--help"}),
+    ("map --", {"--status", "--check", "--help", "--version"}),
     ("map D", {"DEL", "DISPLAY"}),
     ("map E", {"ERRORS"}),
     ("qrtscript ch", {"check"}),
@@ -33,6 +33,7 @@ CASES = [
     ("qrtscript put --backup-dir=sa", {"samples"}),
     ("qrtscript export sa", {"samples"}),
     ("qrtscript check sal", {"sales.qrt"}),
+    ("qrtscript explain-code QS101", {f"QS101{digit}" for digit in range(10)}),
     ("qrtscript check check --us", {"--user", "--usage"}),
 ]
 

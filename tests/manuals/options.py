@@ -21,7 +21,7 @@ def subcommands(source):
 def compared_subcommands(source, build):
     page, names = Page(build, "qrtscript.1"), subcommands(source)
     described = {title.split("/")[1] for title in page.sections if title.startswith("SUBCOMMANDS/")}
-    everywhere = {"-?", "--help", "--usage"}
+    everywhere = {"-?", "--help", "--usage", "-V", "--version"}
     if described != set(names) or "check" not in names or page.options("OPTIONS") != everywhere:
         return [f"qrtscript has the subcommands {sorted(names)}, the page {sorted(described)}"]
     complaints = []
@@ -37,7 +37,7 @@ def main():
     # These two have no table of options: --help shows how they are called.
     for name, page in (("map", "map.1"), ("qrt-automount", "qrt-automount.8")):
         shown = help_of(f"{build}/{name}")
-        wanted = set(re.findall(rf"{name} (--[a-z]+)", shown)) | {"--help"}
+        wanted = set(re.findall(rf"{name} (--[a-z]+)", shown)) | {"--help", "--version"}
         complaints += compared(Page(build, page), "OPTIONS", wanted)
     complaints += compared_subcommands(source, build)
     print("\n".join(complaints))

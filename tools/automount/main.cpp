@@ -110,6 +110,7 @@ static int automount_main(int argc, char **argv) {
     if (argc != 2) return usage();
     const std::string_view word = argv[1];
     if (word == "--help") return print_help();
+    if (word == "--version") return fputs(program_version("qrt-automount").c_str(), stdout) == EOF ? 1 : 0;
     if (word == "--refresh") return site_refresh() ? 0 : 1;
     return print_entry(argv[1], asking);
 }

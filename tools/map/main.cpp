@@ -50,6 +50,10 @@ static int map_main(int argc, char **argv) {
         fputs(catalogue_text(help_text), stdout);
         return 0;
     }
+    if (line == "--version") {
+        fputs(program_version("map").c_str(), stdout);
+        return 0;
+    }
     if (line == "--status") return MapRun().status();
     constexpr std::string_view check = "--check ";
     if (line.compare(0, check.size(), check) == 0) return map_check(command_parse(line.substr(check.size())));

@@ -68,6 +68,10 @@ static int qrtscript_main(int argc, char **argv) {
     own_catalogues_bind();
     program_check_output_at_exit("qrtscript", could_not_run);
     const std::string name = argc > 1 ? argv[1] : "";
+    if (name == "--version" || name == "-V") {
+        fputs(program_version("qrtscript").c_str(), stdout);
+        return 0;
+    }
     const bool isHelp = name == "--help" || name == "help";
     if (isHelp && argc < 3) {
         say_usage(stdout);
