@@ -25,7 +25,7 @@ def main():
         environment = {"PATH": os.environ["PATH"], "HOME": folder, "TERM": "dumb", "LC_ALL": "C.UTF-8",
                        "SHOWN": folder + "/shown"}
         done = subprocess.run([*words, "-u", "NONE", "-i", "NONE", "-n", "--cmd",
-                               f"set nocompatible shiftwidth=2 expandtab runtimepath^={SOURCE}/editors/vim",
+                               f"set nocompatible shiftwidth=8 noexpandtab runtimepath^={SOURCE}/editors/vim",
                                "-c", "syntax on", "-S", HERE + "/use.vim"],
                               cwd=folder, env=environment, stdin=subprocess.DEVNULL, capture_output=True, text=True,
                               timeout=100, check=False)

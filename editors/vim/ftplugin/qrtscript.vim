@@ -2,6 +2,7 @@
 " Language: network login scripts (libqrtscript)
 " Made by editors/generate.py from templates/ftplugin.vim.in: change that.
 "
+" let g:qrtscript_recommended_style = 0 keeps your own indentation instead of that of "qrtscript fmt".
 " let g:qrtscript_lsp = 0 keeps Neovim from starting the language server.
 " let g:qrtscript_lsp_options = #{user: '.jdoe.sales.acme'} shows that user's values; tree and context may be there too.
 
@@ -19,6 +20,12 @@ setlocal formatprg=qrtscript\ fmt\ -
 setlocal makeprg=qrtscript\ check\ --format\ gcc\ --\ %:S
 setlocal errorformat=%f:%l:%c:\ %trror:\ %m,%f:%l:%c:\ %tarning:\ %m,%f:%l:%c:\ %tote:\ %m
 let b:undo_ftplugin = 'setlocal comments< commentstring< formatoptions< formatprg< makeprg< errorformat<'
+
+" As qrtscript fmt indents.
+if get(g:, 'qrtscript_recommended_style', 1)
+  setlocal expandtab shiftwidth=2 softtabstop=2
+  let b:undo_ftplugin ..= ' expandtab< shiftwidth< softtabstop<'
+endif
 
 " % goes from the IF of a block to its ELSE and its END.
 if exists('loaded_matchit')
