@@ -2,6 +2,7 @@
 # Installs from Debian's packages what a group of tasks needs and the machine lacks. Needs root or sudo only when
 # something is missing.
 #   scripts/install-packages.sh build          to build and run
+#   scripts/install-packages.sh build windows  to build the prompts' windows, too
 #   scripts/install-packages.sh build check    to run every test as well
 #   scripts/install-packages.sh build analysis       for scripts/check-analysis.sh
 #   scripts/install-packages.sh build check coverage for scripts/check-coverage.sh
@@ -10,7 +11,8 @@
 #   scripts/install-packages.sh build bench          for bench/run
 set -eu
 build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libgnutls28-dev libunistring-dev libsasl2-dev libcrypt-dev libbsd-dev libkrb5-dev nlohmann-json3-dev libseccomp-dev libgtest-dev libgmock-dev gettext util-linux mount scdoc python3"
-check="clang clang-format python3 locales libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck autofs python3-jsonschema git strace man-db mandoc zsh fish vim"
+windows="libgtk-4-dev"
+check="$windows xvfb sway wtype grim xdotool dbus-daemon at-spi2-core python3-pyatspi adwaita-icon-theme fonts-dejavu-core imagemagick clang clang-format python3 locales libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck autofs python3-jsonschema git strace man-db mandoc zsh fish vim"
 analysis="git clang-tidy cppcheck abigail-tools"
 coverage="gcovr"
 directories="samba samba-dsdb-modules samba-ad-provision samba-vfs-modules ldb-tools 389-ds-base smbnetfs"
@@ -21,6 +23,7 @@ wanted=
 for group in "$@"; do
     case $group in
         build) wanted="$wanted $build" ;;
+        windows) wanted="$wanted $windows" ;;
         check) wanted="$wanted $check" ;;
         analysis) wanted="$wanted $analysis" ;;
         coverage) wanted="$wanted $coverage" ;;

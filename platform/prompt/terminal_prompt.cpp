@@ -2,70 +2,19 @@
 
 #include <bsd/readpassphrase.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
-#include <utility>
 
 #include "platform/catalogue.h"
 #include "platform/common/late_library.h"
 #include "platform/common/write_all.h"
+#include "platform/prompt/signal_catcher.h"
 #include "platform/terminal_text.h"
 #include "platform/treelogin.h"
-
-static volatile sig_atomic_t interrupted_by;
-
-static void note_signal(int signal) {
-    interrupted_by = signal;
-}
-
-namespace {
-
-// While it lives, the signals that should break off a question end the wait for input (a program's own handler is
-// usually installed so that reads go on). They are let in only during that wait, so that none slips in just before it.
-// Afterwards the old handlers stand again and the signal is raised once more, for them.
-class SignalCatcher {
-  public:
-    SignalCatcher() {
-        interrupted_by = 0;
-        struct sigaction catching = {};
-        catching.sa_handler = note_signal;
-        sigset_t held = {};
-        for (const auto &one : caught_) sigaddset(&held, one.first);
-        pthread_sigmask(SIG_BLOCK, &held, &mask_);
-        for (auto &[number, before] : caught_) sigaction(number, &catching, &before);
-    }
-    ~SignalCatcher() {
-        for (const auto &[number, before] : caught_) sigaction(number, &before, nullptr);
-        pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
-        raise(interrupted_by); // 0 is no signal
-    }
-    SignalCatcher(const SignalCatcher &) = delete;
-    SignalCatcher &operator=(const SignalCatcher &) = delete;
-
-    // Waits for input. False after one of the signals.
-    bool waitFor(int descriptor) const {
-        pollfd input = {};
-        input.fd = descriptor;
-        input.events = POLLIN;
-        while (ppoll(&input, 1, nullptr, &mask_) == -1)
-            if (errno != EINTR || interrupted_by != 0) return false;
-        return true;
-    }
-
-  private:
-    // Each with its old handler.
-    std::pair<int, struct sigaction> caught_[4] = {{SIGHUP, {}}, {SIGINT, {}}, {SIGQUIT, {}}, {SIGTERM, {}}};
-    sigset_t mask_;
-};
-
-} // namespace
 
 char *answer_copy(const Secret &answer) {
     return strdup(answer.text());
@@ -101,7 +50,7 @@ bool Terminal::askLine(std::string_view text, Secret *answer) {
     size_t length = 0;
     char c = '\0';
     for (;;) {
-        if (!catcher.waitFor(descriptor_) || read(descriptor_, &c, 1) != 1) return false;
+        if (catcher.waitFor(descriptor_) != SignalCatcher::Wait::input || read(descriptor_, &c, 1) != 1) return false;
         if (c == '\n') break;
         answer->text()[std::min(length, answer->capacity())] = c;
         ++length;
@@ -123,9 +72,10 @@ bool Terminal::askPassword(std::string_view text, Secret *answer) {
     return got != nullptr && !answer->empty() && strlen(answer->text()) < answer->capacity();
 }
 
-// A default such as "<username>" only stands for a name that is not known yet: it is not offered.
-static bool login_is_placeholder(std::string_view name) {
-    return !name.empty() && name.front() == '<' && name.back() == '>';
+std::string login_offered_name(const char *defaultUser) {
+    const std::string_view name = defaultUser != nullptr ? defaultUser : "";
+    const bool isPlaceholder = !name.empty() && name.front() == '<' && name.back() == '>';
+    return std::string(isPlaceholder || name.size() > Secret::usual_capacity ? "" : name);
 }
 
 // Asks until there is a name; an empty line takes the offered one.
@@ -142,8 +92,7 @@ static bool login_ask_name(Terminal *terminal, const std::string &offered, Secre
 static int login_ask(const char *label, const char *defaultUser, char **user, char **password) {
     Terminal terminal;
     if (!terminal.isOpen()) return 1;
-    std::string offered = defaultUser != nullptr ? defaultUser : "";
-    if (login_is_placeholder(offered) || offered.size() > Secret::usual_capacity) offered.clear();
+    const std::string offered = login_offered_name(defaultUser);
     if (label != nullptr && *label != '\0') terminal.show(std::string(label) + "\n");
 
     Secret name, secret;

@@ -37,6 +37,10 @@ class Terminal {
 // A new heap copy of `answer`, or null when memory runs out. The caller wipes and frees it.
 char *answer_copy(const Secret &answer);
 
+// The name to offer for a caller's default. One such as "<username>" only stands for a name that is not known yet:
+// then, and for one over the capacity of a Secret, the string is empty.
+std::string login_offered_name(const char *defaultUser);
+
 // `text` with every control character but the line feed shown as "\x1B"; see platform/terminal_text.h.
 std::string terminal_safe_text(std::string_view text);
 

@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <utmp.h>
 #include <algorithm>
+#include <cerrno>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
@@ -92,6 +93,9 @@ int without_terminal(const std::function<int()> &body) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+// The tests themselves may run on a display.
+const int no_display = unsetenv("DISPLAY") + unsetenv("WAYLAND_DISPLAY");
+
 } // namespace
 
 TEST(TerminalPrompt, OffersTheDefaultNameUnlessItIsAPlaceholderInAngleBrackets) {
@@ -152,7 +156,7 @@ TEST(TerminalPrompt, AShorterAnswerReplacesALongerOne) {
 TEST(TerminalPrompt, ClosesTheTerminal) {
     TerminalProcess process([] {
         const int before = dup(STDIN_FILENO);
-        auxinit_g();
+        { Terminal terminal; }
         return dup(STDIN_FILENO) - before;
     });
     EXPECT_EQ(process.finish(), 1);
@@ -342,9 +346,44 @@ TEST(TerminalPrompt, WithoutATerminalEveryPromptFails) {
     EXPECT_EQ(without_terminal([] { return auxconfirm_g("Log out?", "question", 1, 12); }), 0);
 }
 
-TEST(WindowPrompt, AsksOnTheTerminal) {
-    TerminalProcess process([] { return auxinit_g() != 0 ? 99 : ask(auxlogin_g, "ACME", "jdoe"); });
+TEST(WindowPrompt, WithoutADisplayItAsksOnTheTerminal) {
+    TerminalProcess process([] { return auxinit_g() == 0 ? 99 : ask(auxlogin_g, "ACME", "jdoe"); });
     answer(process, "User name [jdoe]: ", "", "x", "<jdoe|x>");
+    EXPECT_EQ(process.shown().find("cannot ask"), std::string::npos);
+}
+
+TEST(WindowPrompt, NoneIsTriedByAProgramThatTalksToItsUserOnTheTerminal) {
+    TerminalProcess process([] {
+        setenv("DISPLAY", ":nowhere", 1);
+        auxwindows = 0;
+        return auxinit_g() == 0 ? 99 : ask(auxlogin_g, "ACME", "jdoe");
+    });
+    answer(process, "User name [jdoe]: ", "", "x", "<jdoe|x>");
+    EXPECT_EQ(process.shown().find("cannot ask"), std::string::npos);
+}
+
+// The lines on standard error of a process that has neither a display nor a terminal.
+static std::string complaint_without_terminal(const std::function<int()> &body, bool windows = true) {
+    TempFolder folder;
+    const std::string path = folder.path("errors");
+    without_terminal([&] {
+        dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
+        auxwindows = windows ? 1 : 0;
+        return body();
+    });
+    return file_text(path);
+}
+
+TEST(WindowPrompt, WhatCanBeAskedNowhereIsOneLine) {
+    const std::string line = std::string(program_invocation_short_name) +
+                             ": cannot ask in a window: there is neither a display nor a terminal\n";
+    const std::function<int()> prompts[] = {[] { return ask(auxlogin_g, "ACME", "jdoe"); },
+                                            [] { return auxconfirm_g("Log out?", "question", 1, 12); },
+                                            [] { return auxpause_script(); }};
+    for (const auto &prompt : prompts) {
+        EXPECT_EQ(complaint_without_terminal(prompt), line);
+        EXPECT_EQ(complaint_without_terminal(prompt, false), "") << "no window was wanted";
+    }
 }
 
 TEST(WindowPrompt, ConfirmTakesAClearAnswerOnly) {

@@ -13,6 +13,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
+#include "platform/treelogin.h"
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
 #include "tools/qrtlogin/environment.h"
@@ -102,6 +103,7 @@ static int login_and_hand_on(int argc, char **argv) {
     setlocale(LC_ALL, "");
     own_catalogues_bind();
     program_check_output_at_exit("qrtlogin", exit_output);
+    auxwindows = 0; // the person is at the terminal
     Options options;
     options_parse(argc, argv, &options);
     if (options.logout) return logout_run();

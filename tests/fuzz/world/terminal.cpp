@@ -136,4 +136,34 @@ char *fuzz_readpassphrase(const char *prompt, char *answer, size_t size, int) {
     return answer;
 }
 
+// No display is named, so that no window is tried.
+char *fuzz_secure_getenv(const char *) {
+    return nullptr;
+}
+
+static int unexpected() {
+    FUZZ_CHECK(!"no other process is talked to");
+    return -1;
+}
+
+pid_t fuzz_waitpid(pid_t, int *, int) {
+    return unexpected();
+}
+
+int fuzz_poll(pollfd *, nfds_t, int) {
+    return unexpected();
+}
+
+ssize_t fuzz_send(int, const void *, size_t, int) {
+    return unexpected();
+}
+
+ssize_t fuzz_recv(int, void *, size_t, int) {
+    return unexpected();
+}
+
+int fuzz_setenv(const char *, const char *, int) {
+    return unexpected();
+}
+
 } // extern "C"

@@ -9,6 +9,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
+#include "platform/treelogin.h"
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
 #include "tools/qrtlogin/failure.h"
@@ -37,6 +38,7 @@ static int object_main(int argc, char **argv) {
     own_catalogues_bind();
     program_check_output_at_exit("qrtscript", exit_output);
     private_memory_begin();
+    auxwindows = 0; // the person is at the terminal
     for (const Command &command : commands) {
         if (argc < 2 || strcmp(argv[1], command.name) != 0) continue;
         program += std::string(" ") + command.name;

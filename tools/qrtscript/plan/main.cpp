@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/catalogue.h"
+#include "platform/treelogin.h"
 #include "tools/own_folder.h"
 #include "tools/program_start.h"
 #include "tools/qrtscript/plan/options.h"
@@ -18,6 +19,7 @@ static int plan_main(int argc, char **argv) {
     setlocale(LC_ALL, "");
     own_catalogues_bind();
     program_check_output_at_exit("qrtscript", plan_failed);
+    auxwindows = 0; // the person is at the terminal
     const std::string subcommand = argc > 1 ? argv[1] : "";
     if (subcommand != "plan" && subcommand != "run") {
         fprintf(stderr, "%s\n", catalogue_text("qrtscript-plan: it is called by qrtscript"));

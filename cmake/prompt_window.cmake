@@ -1,0 +1,32 @@
+# The program that shows the prompts' windows: the only part of the project that needs a window toolkit. Without GTK
+# everything else is built, and the prompts ask on the terminal.
+option(QRT_WINDOWS "Build the windows of the prompts (GTK 4)" ON)
+set(windows_built OFF)
+if(QRT_WINDOWS)
+  pkg_check_modules(GTK IMPORTED_TARGET gtk4>=4.8)
+  if(NOT GTK_FOUND)
+    message(STATUS "GTK 4.8 is not installed: the windows of the prompts are left out, which ask on the terminal")
+  else()
+    set(windows_built ON)
+  endif()
+else()
+  message(STATUS "QRT_WINDOWS is off: the windows of the prompts are left out, which ask on the terminal")
+endif()
+
+if(windows_built)
+  # What the project's windows have in common.
+  set(window_parts platform/prompt/window/style.cpp platform/prompt/window/fields.cpp
+                   platform/prompt/window/safe_text.cpp platform/prompt/window/protection.cpp
+                   platform/prompt/window/wiped_memory.cpp platform/prompt/window_environment.cpp)
+  add_library(window_objects STATIC ${window_parts})
+  target_include_directories(window_objects PUBLIC ${CMAKE_SOURCE_DIR})
+  target_link_libraries(window_objects PUBLIC PkgConfig::GTK common)
+
+  sources_of(prompt_window_sources platform/prompt/window)
+  list(TRANSFORM window_parts PREPEND ${CMAKE_SOURCE_DIR}/ OUTPUT_VARIABLE shared)
+  list(REMOVE_ITEM prompt_window_sources ${shared})
+  add_executable(prompt_window ${prompt_window_sources} platform/prompt/window_message.cpp)
+  target_include_directories(prompt_window PRIVATE ${CMAKE_SOURCE_DIR})
+  target_link_libraries(prompt_window PRIVATE ${resolved_first} window_objects command_objects)
+  set_target_properties(prompt_window PROPERTIES OUTPUT_NAME qrt-prompt-window)
+endif()

@@ -1,0 +1,262 @@
+"""A desktop of the tests' own: a display without a screen, a D-Bus session, the accessibility bus, and the programs that
+ask on it. Windows are read and pressed through the accessibility tree, and typed into as a keyboard does.
+
+    with Desktop("x11", build) as desktop:
+        asked = desktop.ask("login", "ACME", "jdoe")
+        asked.type("sun flower\\n")
+        print(asked.answer())
+"""
+import glob
+import os
+import pwd
+import shutil
+import signal
+import subprocess
+import tempfile
+import time
+
+PATIENCE = 60  # seconds until what a test waits for counts as missing: no outcome depends on it
+ISOLATES = {ord("\u2068"): None, ord("\u2069"): None}
+
+
+def wait_for(what, found, patience=PATIENCE):
+    """The first true value that `found` returns."""
+    end = time.monotonic() + patience
+    while time.monotonic() < end:
+        value = found()
+        if value:
+            return value
+        time.sleep(0.02)
+    raise AssertionError(f"waited in vain for {what}")
+
+
+class Desktop:
+    def __init__(self, kind, build, size="1000x700", **variables):
+        self.kind, self.build, self.size = kind, build, size
+        self.processes = []
+        self.folder = tempfile.mkdtemp(prefix="qrt-windows-")
+        os.chmod(self.folder, 0o700)
+        self.environment = {
+            "PATH": "/usr/local/bin:/usr/bin:/bin", "HOME": self.folder, "LANG": "C.UTF-8", "XDG_RUNTIME_DIR": self.folder,
+            "GSK_RENDERER": "cairo", "GSETTINGS_BACKEND": "memory", "GDK_BACKEND": kind, "TZ": "UTC", **variables}
+        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"):
+            if name in os.environ:
+                self.environment[name] = os.environ[name]
+
+    def __enter__(self):
+        try:
+            self.start_bus()
+            self.start_display()
+            self.start_accessibility()
+        except BaseException:
+            self.__exit__()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        for process in reversed(self.processes):
+            process.kill()
+            process.wait()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def start(self, *words, **options):
+        quiet = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+        process = subprocess.Popen(words, env=self.environment, cwd="/", **{**quiet, **options})
+        self.processes.append(process)
+        return process
+
+    def start_bus(self):
+        address = f"unix:path={self.folder}/bus"
+        bus = self.start("dbus-daemon", "--session", "--nofork", "--nosyslog", "--print-address=1",
+                         f"--address={address}", stdout=subprocess.PIPE)
+        bus.stdout.readline()
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+
+    def start_display(self):
+        if self.kind == "x11":
+            self.display = self.start("Xvfb", "-displayfd", "1", "-screen", "0", f"{self.size}x24", "-nolisten", "tcp",
+                                      "-noreset", stdout=subprocess.PIPE)
+            self.environment["DISPLAY"] = ":" + self.display.stdout.readline().decode().strip()
+            return
+        # The compositor refuses to be root's.
+        other = {}
+        runtime = self.folder
+        if os.geteuid() == 0:
+            nobody = pwd.getpwnam("nobody")
+            other = {"user": nobody.pw_uid, "group": nobody.pw_gid, "extra_groups": []}
+            os.chmod(self.folder, 0o755)
+            runtime = self.folder + "/wayland"
+            os.mkdir(runtime, 0o700)
+            os.chown(runtime, nobody.pw_uid, nobody.pw_gid)
+        with open(self.folder + "/sway.conf", "w", encoding="utf-8") as file:
+            file.write(f"output HEADLESS-1 resolution {self.size}\nfor_window [app_id=.*] floating enable\n")
+        environment = {**self.environment, "WLR_BACKENDS": "headless", "WLR_LIBINPUT_NO_DEVICES": "1",
+                       "WLR_RENDERER": "pixman", "XDG_RUNTIME_DIR": runtime, "HOME": runtime}
+        self.display = subprocess.Popen(["sway", "-c", self.folder + "/sway.conf"], env=environment, cwd="/", **other,
+                                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.processes.append(self.display)
+        sockets = wait_for("the compositor", lambda: [path for path in glob.glob(runtime + "/wayland-*")
+                                                      if not path.endswith(".lock")])
+        self.environment["WAYLAND_DISPLAY"] = sockets[0]
+
+    def start_accessibility(self):
+        self.start("/usr/libexec/at-spi-bus-launcher", "--launch-immediately", "--a11y=1")
+        # The accessibility library reads it once, when it is loaded.
+        os.environ.update(self.environment)
+        os.environ.pop("GDK_BACKEND")
+        global pyatspi
+        import pyatspi
+        wait_for("the accessibility bus", lambda: pyatspi.Registry.getDesktop(0) is not None)
+
+    def run(self, *words):
+        return subprocess.run(words, env=self.environment, capture_output=True, text=True, check=True).stdout
+
+    def ask(self, *words, **settings):
+        return Asked(self, words, **settings)
+
+    def screenshot(self, path):
+        if self.kind == "x11":
+            self.run("import", "-window", "root", path)
+        else:
+            self.run("grim", path)
+
+
+class Asked:
+    """One program that asks, and the window in which it does."""
+
+    def __init__(self, desktop, words, program="asker", prefix=(), **variables):
+        self.desktop = desktop
+        environment = {**desktop.environment, **variables}
+        environment = {name: value for name, value in environment.items() if value is not None}
+        self.process = subprocess.Popen([*prefix, f"{desktop.build}/tests/{program}", *words], env=environment, text=True,
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                        start_new_session=True)
+        desktop.processes.append(self.process)
+
+    # ---- the processes ----
+
+    def helper(self):
+        """The process with the window."""
+        def child():
+            children = f"/proc/{self.process.pid}/task/{self.process.pid}/children"
+            with open(children, encoding="ascii") as file:
+                for pid in map(int, file.read().split()):
+                    try:
+                        if os.readlink(f"/proc/{pid}/exe").endswith("/qrt-prompt-window"):
+                            return pid
+                    except OSError:
+                        pass
+            return None
+        return wait_for("the program with the window", child)
+
+    def tell(self, line):
+        self.process.stdin.write(line + "\n")
+        self.process.stdin.flush()
+
+    def line(self, start):
+        """Reads what the program writes up to a line that begins so."""
+        for line in self.process.stdout:
+            if line.startswith(start):
+                return line.rstrip("\n")
+        raise AssertionError(f"the program ended without '{start}': {self.process.stderr.read()}")
+
+    def finish(self):
+        """Everything that it has still to write, on both streams."""
+        out, errors = self.process.communicate(timeout=PATIENCE)
+        return out, errors
+
+    def answer(self):
+        """The line with the answer; nothing else may be wrong."""
+        out, errors = self.finish()
+        if errors:
+            raise AssertionError(errors)
+        lines = out.splitlines()
+        if lines[0] != "before" or lines[-2] != "after":
+            raise AssertionError(f"the caller's functions were not called: {lines}")
+        return lines[-1]
+
+    # ---- the window ----
+
+    def window(self):
+        helper = self.helper()
+
+        def of_helper():
+            desktop = pyatspi.Registry.getDesktop(0)
+            for application in desktop:
+                if application is not None and application.get_process_id() == helper:
+                    for window in application:
+                        return window
+            return None
+        return wait_for("the window in the accessibility tree", of_helper)
+
+    def parts(self, start=None):
+        """All of the window, from the top."""
+        start = start or self.window()
+        start.clear_cache()
+        yield start
+        for part in start:
+            if part is not None:
+                yield from self.parts(part)
+
+    def find(self, role, name=None):
+        def found():
+            for part in self.parts():
+                if part.getRoleName() == role and (name is None or name in part.name.translate(ISOLATES)):
+                    return part
+            return None
+        return wait_for(f"{role} '{name}'", found)
+
+    def has(self, role, name):
+        return any(part.getRoleName() == role and name in part.name.translate(ISOLATES) for part in self.parts())
+
+    def press(self, name):
+        self.find("push button", name).queryAction().doAction(0)
+
+    def focus(self):
+        """Gives the window the keyboard, as a window manager does, and waits until a part of it has the focus."""
+        self.window()
+        if self.desktop.kind == "x11":
+            window = wait_for("the window on the display", lambda: self.visible_window())
+            self.desktop.run("xdotool", "windowfocus", "--sync", window)
+        return wait_for("the focus", lambda: next((part for part in self.parts()
+                                                   if part.getState().contains(pyatspi.STATE_FOCUSED)), None))
+
+    def visible_window(self):
+        found = subprocess.run(["xdotool", "search", "--onlyvisible", "--pid", str(self.helper())], text=True,
+                               env=self.desktop.environment, capture_output=True, check=False).stdout.split()
+        return found[-1] if found else None
+
+    def type(self, text):
+        """Types; a line end is the Enter key."""
+        self.focus()
+        words = []
+        for part in text.splitlines(keepends=True):
+            line = part.rstrip("\n")
+            words += [line] if line else []
+            words += ["-k", "Return"] if part.endswith("\n") else []
+        self.press_keys(words)
+
+    def key(self, name):
+        self.focus()
+        self.press_keys(["-k", name])
+
+    def press_keys(self, words):
+        if self.desktop.kind == "wayland":
+            # A keyboard that is there for as long as this runs; the first key is lost while it is being made known.
+            self.desktop.run("wtype", "-k", "Shift_L", *words)
+            return
+        for option, word in zip([None, *words], words):
+            if option == "-k":
+                self.desktop.run("xdotool", "key", word)
+            elif word != "-k":
+                # A letter that the keyboard does not have is put on it meanwhile.
+                self.desktop.run("xdotool", "type", "--delay", "0" if word.isascii() else "50", word)
+
+
+def text_of(part):
+    """The text that a screen reader can read of a part, None where there is none to read."""
+    try:
+        text = part.queryText()
+    except NotImplementedError:
+        return None
+    return text.getText(0, text.characterCount)
