@@ -16,7 +16,7 @@ endif()
 if(windows_built)
   # What the project's windows have in common.
   set(window_parts platform/prompt/window/style.cpp platform/prompt/window/fields.cpp
-                   platform/prompt/window/safe_text.cpp platform/prompt/window/protection.cpp
+                   platform/prompt/window/password_buffer.cpp platform/prompt/window/safe_text.cpp platform/prompt/window/protection.cpp
                    platform/prompt/window/wiped_memory.cpp platform/prompt/window_environment.cpp)
   add_library(window_objects STATIC ${window_parts})
   target_include_directories(window_objects PUBLIC ${CMAKE_SOURCE_DIR})

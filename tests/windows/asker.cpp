@@ -1,8 +1,8 @@
 // Asks by one of the prompts and writes what the caller gets:
-//   asker [--stay] display | login LABEL NAME | confirm TEXT DEFAULT | pause
-// An empty NAME stands for none. With --stay it writes no password, wipes and frees what it got, writes "at rest" and
-// waits for the end of its standard input. While it asks, a line "missing N" there is the number of signs of life that
-// may be missing from then on.
+//   asker [--stay] [--program PATH] display | login LABEL NAME | confirm TEXT DEFAULT | pause
+// PATH takes the place of the program that shows the windows. An empty NAME stands for none. With --stay it writes no
+// password, wipes and frees what it got, writes "at rest" and waits for the end of its standard input. While it asks, a
+// line "missing N" there is the number of signs of life that may be missing from then on.
 #include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
@@ -57,10 +57,14 @@ int main(int argc, char **argv) {
     char **words = argv + 1;
     stays = argc > 1 && strcmp(words[0], "--stay") == 0;
     if (stays) ++words;
-    if (words[0] == nullptr) return 64;
 #ifdef PROMPT_WINDOW_PATH
     window_program = PROMPT_WINDOW_PATH;
+    if (argc > 3 && strcmp(words[0], "--program") == 0) {
+        window_program = words[1];
+        words += 2;
+    }
 #endif
+    if (words[0] == nullptr) return 64;
     auxbefore_prompt = [] { write(STDOUT_FILENO, "before\n", 7); };
     auxafter_prompt = [] { write(STDOUT_FILENO, "after\n", 6); };
     std::thread input(obey_input);

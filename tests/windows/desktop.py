@@ -6,13 +6,16 @@ ask on it. Windows are read and pressed through the accessibility tree, and type
         asked.type("sun flower\\n")
         print(asked.answer())
 """
+import contextlib
+import fcntl
 import glob
 import os
 import pwd
+import re
 import shutil
-import signal
 import subprocess
 import tempfile
+import termios
 import time
 
 PATIENCE = 60  # seconds until what a test waits for counts as missing: no outcome depends on it
@@ -31,8 +34,8 @@ def wait_for(what, found, patience=PATIENCE):
 
 
 class Desktop:
-    def __init__(self, kind, build, size="1000x700", **variables):
-        self.kind, self.build, self.size = kind, build, size
+    def __init__(self, kind, build, size="1000x700", accessible=True, **variables):
+        self.kind, self.build, self.size, self.accessible = kind, build, size, accessible
         self.processes = []
         self.folder = tempfile.mkdtemp(prefix="qrt-windows-")
         os.chmod(self.folder, 0o700)
@@ -47,7 +50,8 @@ class Desktop:
         try:
             self.start_bus()
             self.start_display()
-            self.start_accessibility()
+            if self.accessible:
+                self.start_accessibility()
         except BaseException:
             self.__exit__()
             raise
@@ -95,17 +99,21 @@ class Desktop:
         self.display = subprocess.Popen(["sway", "-c", self.folder + "/sway.conf"], env=environment, cwd="/", **other,
                                         stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.processes.append(self.display)
+        self.runtime = runtime
         sockets = wait_for("the compositor", lambda: [path for path in glob.glob(runtime + "/wayland-*")
                                                       if not path.endswith(".lock")])
         self.environment["WAYLAND_DISPLAY"] = sockets[0]
+        # A keyboard that stays: without one no window has the focus.
+        self.start("wtype", "-s", "100000000", "-k", "Shift_L")
 
     def start_accessibility(self):
         self.start("/usr/libexec/at-spi-bus-launcher", "--launch-immediately", "--a11y=1")
         # The accessibility library reads it once, when it is loaded.
         os.environ.update(self.environment)
         os.environ.pop("GDK_BACKEND")
-        global pyatspi
+        global pyatspi, GLib
         import pyatspi
+        from gi.repository import GLib
         wait_for("the accessibility bus", lambda: pyatspi.Registry.getDesktop(0) is not None)
 
     def run(self, *words):
@@ -113,6 +121,12 @@ class Desktop:
 
     def ask(self, *words, **settings):
         return Asked(self, words, **settings)
+
+    def has_window(self, asked):
+        """Whether the window is on the display; for a desktop without the accessibility bus, too."""
+        if self.kind == "x11":
+            return asked.visible_window()
+        return '"app_id"' in self.run("swaymsg", "-s", glob.glob(self.runtime + "/sway-ipc.*")[0], "-t", "get_tree")
 
     def screenshot(self, path):
         if self.kind == "x11":
@@ -124,30 +138,40 @@ class Desktop:
 class Asked:
     """One program that asks, and the window in which it does."""
 
-    def __init__(self, desktop, words, program="asker", prefix=(), **variables):
+    def __init__(self, desktop, words, program="asker", terminal=False, before=lambda: None, **variables):
+        """`before` is called in the new process; a variable that is None is not set."""
         self.desktop = desktop
         environment = {**desktop.environment, **variables}
         environment = {name: value for name, value in environment.items() if value is not None}
-        self.process = subprocess.Popen([*prefix, f"{desktop.build}/tests/{program}", *words], env=environment, text=True,
+        # Both ends stay open: the program opens its own only for a question.
+        self.terminal, self.others_terminal = os.openpty() if terminal else (None, None)
+
+        def prepare():
+            if terminal:
+                fcntl.ioctl(self.others_terminal, termios.TIOCSCTTY, 0)
+            before()
+        self.process = subprocess.Popen([f"{desktop.build}/tests/{program}", *words], env=environment, text=True,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                        start_new_session=True)
+                                        start_new_session=True, preexec_fn=prepare)
         desktop.processes.append(self.process)
 
     # ---- the processes ----
 
+    def has_helper(self):
+        """The process with the window, if there is one. (Its files in /proc are root's.)"""
+        for path in glob.glob("/proc/[0-9]*/stat"):
+            try:
+                with open(path, encoding="ascii") as file:
+                    pid, name, rest = re.match(r"(\d+) \((.*)\) (.*)", file.read()).groups()
+            except (OSError, AttributeError, UnicodeDecodeError):
+                continue
+            state, parent = rest.split()[:2]
+            if int(parent) == self.process.pid and name == "qrt-prompt-wind" and state != "Z":
+                return int(pid)
+        return None
+
     def helper(self):
-        """The process with the window."""
-        def child():
-            children = f"/proc/{self.process.pid}/task/{self.process.pid}/children"
-            with open(children, encoding="ascii") as file:
-                for pid in map(int, file.read().split()):
-                    try:
-                        if os.readlink(f"/proc/{pid}/exe").endswith("/qrt-prompt-window"):
-                            return pid
-                    except OSError:
-                        pass
-            return None
-        return wait_for("the program with the window", child)
+        return wait_for("the program with the window", self.has_helper)
 
     def tell(self, line):
         self.process.stdin.write(line + "\n")
@@ -174,6 +198,13 @@ class Asked:
         if lines[0] != "before" or lines[-2] != "after":
             raise AssertionError(f"the caller's functions were not called: {lines}")
         return lines[-1]
+
+    def answer_terminal(self, question, answer):
+        """Waits for a question on the program's terminal, and types the answer."""
+        shown = ""
+        while question not in shown:
+            shown += os.read(self.terminal, 1024).decode()
+        os.write(self.terminal, answer.encode())
 
     # ---- the window ----
 
@@ -210,7 +241,12 @@ class Asked:
         return any(part.getRoleName() == role and name in part.name.translate(ISOLATES) for part in self.parts())
 
     def press(self, name):
-        self.find("push button", name).queryAction().doAction(0)
+        self.act(self.find("push button", name), "click")
+
+    def act(self, part, name):
+        actions = part.queryAction()
+        with contextlib.suppress(GLib.GError):  # The program may end before it has replied.
+            actions.doAction([actions.getName(number) for number in range(actions.nActions)].index(name))
 
     def focus(self):
         """Gives the window the keyboard, as a window manager does, and waits until a part of it has the focus."""
@@ -237,12 +273,15 @@ class Asked:
         self.press_keys(words)
 
     def key(self, name):
+        """One key; with "alt+" before its name the two together."""
         self.focus()
         self.press_keys(["-k", name])
 
     def press_keys(self, words):
         if self.desktop.kind == "wayland":
             # A keyboard that is there for as long as this runs; the first key is lost while it is being made known.
+            if words[-1].startswith("alt+"):
+                words = ["-M", "alt", "-k", words[-1][-1], "-m", "alt"]
             self.desktop.run("wtype", "-k", "Shift_L", *words)
             return
         for option, word in zip([None, *words], words):
@@ -251,6 +290,26 @@ class Asked:
             elif word != "-k":
                 # A letter that the keyboard does not have is put on it meanwhile.
                 self.desktop.run("xdotool", "type", "--delay", "0" if word.isascii() else "50", word)
+
+
+@contextlib.contextmanager
+def read_events(name):
+    """What comes with the events of that name while the block runs: yields a function that returns it."""
+    data = []
+
+    def listen(event):
+        data.append(event.any_data)
+
+    def all_data():
+        while GLib.MainContext.default().iteration(False):
+            pass
+        return data
+
+    pyatspi.Registry.registerEventListener(listen, name)
+    try:
+        yield all_data
+    finally:
+        pyatspi.Registry.deregisterEventListener(listen, name)
 
 
 def text_of(part):

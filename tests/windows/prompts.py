@@ -1,17 +1,215 @@
-"""prompts.py KIND BUILD_DIR: each prompt in a window of KIND (x11, wayland): what it shows, how it is answered and
-cancelled, and what the caller gets."""
+"""prompts.py KIND BUILD_DIR [TEST...]: each prompt in a window of KIND (x11, wayland): what it shows and what a screen
+reader finds, how it is answered and cancelled, and what the caller gets."""
 import sys
 import unittest
 
-from desktop import Desktop, text_of, wait_for
+from desktop import ISOLATES, Desktop, read_events, text_of, wait_for
 
 
-class Login(unittest.TestCase):
+def outline(asked):
+    """What a screen reader finds: the role and the name of everything that has a name, or can have the focus."""
+    return [f"{part.getRoleName()} {part.name.translate(ISOLATES)}" for part in asked.parts()
+            if part.getRoleName() not in ("panel", "filler", "scroll pane", "viewport", "scroll bar", "image")
+            and not (part.getRoleName() == "label" and part.parent.getRoleName() == "push button")]
+
+
+class Case(unittest.TestCase):
+    maxDiff = None
+
+    def expect_cancelled(self, asked, answer):
+        self.assertEqual(asked.answer(), answer)
+        wait_for("the end of the program with the window", lambda: not asked.has_helper())
+
+
+class Login(Case):
     def test_the_password_is_typed_where_the_focus_is(self):
         asked = desktop.ask("login", "ACME_TREE", "jdoe.sales")
         self.assertEqual(asked.focus().getRoleName(), "password text")
         asked.type("sun \u00dfflower\u20ac\n")
         self.assertEqual(asked.answer(), "login=0 user=jdoe.sales password=sun \u00dfflower\u20ac")
+
+    def test_without_a_name_to_offer_the_name_comes_first(self):
+        for offered in ("", "<username>"):
+            asked = desktop.ask("login", "ACME_TREE", offered)
+            self.assertEqual((asked.focus().getRoleName(), text_of(asked.find("text"))), ("text", ""))
+            asked.type("mlee\nx1\n")
+            self.assertEqual(asked.answer(), "login=0 user=mlee password=x1")
+
+    def test_another_name_than_the_offered_one(self):
+        asked = desktop.ask("login", "ACME_TREE", "jdoe.sales")
+        asked.key("alt+n")
+        wait_for("the focus on the name", lambda: asked.focus().getRoleName() == "text")
+        asked.type("mlee\nx1\n")
+        self.assertEqual(asked.answer(), "login=0 user=mlee password=x1")
+
+    def test_what_a_screen_reader_finds(self):
+        asked = desktop.ask("login", "ACME_TREE", "jdoe.sales")
+        asked.focus()
+        self.assertEqual(outline(asked), [
+            "dialog Login", "label Log in to the tree ACME_TREE",
+            "label A login script logs you in to the directory tree ACME_TREE as jdoe.sales and needs your password there. "
+            "You may give another name with its own password.",
+            "label User name", "text User name", "label Password", "password text Password",
+            "push button Show the password", "label Asked by the program asker", "push button Cancel", "push button Log in"])
+        self.assertEqual(text_of(asked.find("text")), "jdoe.sales")
+        asked.press("Cancel")
+        self.expect_cancelled(asked, "login=1")
+
+    def test_the_reason_names_what_is_logged_in_to(self):
+        rows = [("ACME_TREE", "", "Log in to the tree ACME_TREE",
+                 "A login script needs your name and your password in the directory tree ACME_TREE."),
+                ("(server) FS1", "<username>", "Log in to the server FS1",
+                 "A login script needs your name and your password on the server FS1, which does not accept those of the "
+                 "directory."),
+                ("Please log in again", "jdoe", "Please log in again",
+                 "A login script needs your name and your password."),
+                ("", "jdoe", "Log in", "A login script needs your name and your password.")]
+        for label, user, heading, reason in rows:
+            asked = desktop.ask("login", label, user)
+            asked.focus()
+            self.assertEqual(outline(asked)[1:3], [f"label {heading}", f"label {reason}"])
+            asked.press("Cancel")
+            asked.answer()
+
+    def test_escape_and_the_windows_own_button_cancel(self):
+        asked = desktop.ask("login", "ACME_TREE", "jdoe")
+        asked.type("secret")
+        asked.key("Escape")
+        self.expect_cancelled(asked, "login=1")
+        asked = desktop.ask("login", "ACME_TREE", "jdoe")
+        asked.act(asked.window(), "window.close")
+        self.expect_cancelled(asked, "login=1")
+
+    def test_a_password_is_needed(self):
+        asked = desktop.ask("login", "ACME_TREE", "jdoe")
+        asked.type("\n")
+        self.assertEqual(text_of(asked.find("alert")), "a password is needed")
+        self.assertEqual(asked.focus().getRoleName(), "password text")
+        asked.type("x1")
+        wait_for("the complaint's end", lambda: not asked.has("alert", ""))
+        asked.press("Log in")
+        self.assertEqual(asked.answer(), "login=0 user=jdoe password=x1")
+
+    def test_a_name_is_needed(self):
+        asked = desktop.ask("login", "ACME_TREE", "")
+        asked.type("\n")
+        self.assertEqual(text_of(asked.find("alert")), "a user name is needed")
+        self.assertEqual(asked.focus().getRoleName(), "text")
+        asked.press("Cancel")
+        asked.answer()
+
+    def test_the_longest_password_and_one_that_is_longer(self):
+        asked = desktop.ask("login", "ACME_TREE", "jdoe")
+        asked.type("p" * 1025 + "\n")
+        self.assertEqual(text_of(asked.find("alert")), "this is longer than 1024 bytes")
+        asked.type("q" * 1024 + "\n")  # in its place
+        self.assertEqual(asked.answer(), "login=0 user=jdoe password=" + "q" * 1024)
+
+    def test_a_password_is_edited(self):
+        asked = desktop.ask("login", "ACME_TREE", "jdoe")
+        asked.type("\u00dfb\u20ac")
+        for key in ("Left", "BackSpace", "Home", "Delete"):
+            asked.key(key)
+        asked.type("\u20aca\n")
+        self.assertEqual(asked.answer(), "login=0 user=jdoe password=\u20aca\u20ac")
+
+    def test_nothing_of_the_password_can_be_read_aloud(self):
+        with read_events("object:text-changed") as events:
+            asked = desktop.ask("login", "ACME_TREE", "")
+            asked.type("nn\npppp")
+            self.assertEqual(text_of(asked.find("text")), "nn")
+            self.assertIsNone(text_of(asked.find("password text")))
+            asked.press("Show the password")
+            asked.find("push button", "Hide the password")
+            self.assertIsNone(text_of(asked.find("password text")))
+            asked.press("Hide the password")
+            asked.find("push button", "Show the password")
+            asked.press("Log in")
+            self.assertEqual(asked.answer(), "login=0 user=nn password=pppp")
+            wait_for("the name's letters", lambda: "n" in str(events()))
+            self.assertNotIn("p", "".join(str(data) for data in events()))
+
+    @unittest.skipIf(sys.argv[1] == "wayland", "the keyboard of this display comes and goes with each key")
+    def test_caps_lock_is_hinted_at(self):
+        asked = desktop.ask("login", "ACME_TREE", "jdoe")
+        asked.focus()
+        self.assertFalse(asked.has("label", "Caps Lock is on"))
+        asked.key("Caps_Lock")
+        asked.find("label", "Caps Lock is on")
+        asked.key("Caps_Lock")
+        wait_for("the hint's end", lambda: not asked.has("label", "Caps Lock is on"))
+        asked.key("Escape")
+        asked.answer()
+
+    def test_text_from_elsewhere_is_shown_and_not_obeyed(self):
+        asked = desktop.ask("login", b"<b>A\x1b\xc2\x9b\xe2\x80\xae\xff</b>", b"j\x01\xff<i>")
+        asked.focus()
+        self.assertEqual(outline(asked)[1], r"label Log in to the tree <b>A\x1B\xC2\x9B\xE2\x80\xAE\xFF</b>")
+        asked.press("Cancel")
+        asked.answer()
+
+
+class Confirm(Case):
+    question = "Already logged in to ACME_TREE as jdoe, log out?"
+
+    def test_what_a_screen_reader_finds(self):
+        asked = desktop.ask("confirm", self.question, "12")
+        asked.focus()
+        self.assertEqual(outline(asked), ["dialog Question", f"label {self.question}", "label Asked by the program asker",
+                                          "push button No", "push button Yes"])
+        asked.press("No")
+        self.expect_cancelled(asked, "confirm=0")
+
+    def test_yes_answers_4(self):
+        asked = desktop.ask("confirm", self.question, "12")
+        asked.press("Yes")
+        self.assertEqual(asked.answer(), "confirm=4")
+
+    def test_the_enter_key_means_yes_only_where_that_is_the_default(self):
+        for default, answer in (("12", "confirm=0"), ("4", "confirm=4")):
+            asked = desktop.ask("confirm", self.question, default)
+            asked.type("\n")
+            self.assertEqual(asked.answer(), answer)
+
+    def test_escape_means_no(self):
+        asked = desktop.ask("confirm", self.question, "4")
+        asked.key("Escape")
+        self.expect_cancelled(asked, "confirm=0")
+
+    def test_a_long_question_scrolls(self):
+        asked = desktop.ask("confirm", "line\n" * 100 + "w" * 500, "12")
+        asked.focus()
+        extents = asked.window().queryComponent().getExtents(0)
+        self.assertLess(extents.height, 400)
+        self.assertLess(extents.width, 700)
+        asked.press("Yes")
+        self.assertEqual(asked.answer(), "confirm=4")
+
+
+class Pause(Case):
+    def test_what_a_screen_reader_finds(self):
+        asked = desktop.ask("pause")
+        asked.focus()
+        self.assertEqual(outline(asked), ["dialog Pause", "label The login script waits until you continue.",
+                                          "label Asked by the program asker", "push button Continue"])
+        asked.press("Continue")
+        self.assertEqual(asked.answer(), "pause=0")
+
+    def test_enter_continues_and_escape_breaks_off(self):
+        for key, answer in (("Return", "pause=0"), ("Escape", "pause=1")):
+            asked = desktop.ask("pause")
+            asked.key(key)
+            self.assertEqual(asked.answer(), answer)
+
+
+class Display(Case):
+    def test_it_is_there(self):
+        self.assertEqual(desktop.ask("display").finish(), ("display=0\n", ""))
+
+    def test_the_library_finds_the_program_by_itself(self):
+        asked = desktop.ask("pause", program="installed_asker")
+        asked.press("Continue")
+        self.assertEqual(asked.answer(), "pause=0")
 
 
 if __name__ == "__main__":

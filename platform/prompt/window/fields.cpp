@@ -1,7 +1,7 @@
 #include "platform/prompt/window/fields.h"
 
 #include "platform/catalogue.h"
-#include "platform/prompt/window_message.h"
+#include "platform/prompt/window/password_buffer.h"
 
 static constexpr int text_width = 52; // of a line, in characters
 
@@ -67,7 +67,6 @@ void field_add(GtkWidget *grid, int row, const char *label, GtkWidget *field) {
 
 GtkWidget *field_entry(const std::string &text) {
     GtkWidget *entry = gtk_entry_new();
-    gtk_entry_set_max_length(GTK_ENTRY(entry), static_cast<int>(window_name_limit));
     gtk_editable_set_text(GTK_EDITABLE(entry), text.c_str());
     return entry;
 }
@@ -92,6 +91,7 @@ static void show_or_hide(GtkButton *button, gpointer data) {
     GtkText *text = GTK_TEXT(data);
     const bool isShown = gtk_text_get_visibility(text) == FALSE;
     gtk_text_set_visibility(text, isShown);
+    g_object_set(text, "enable-undo", FALSE, nullptr); // which showing switches on: it keeps what has been deleted
     gtk_button_set_label(button, isShown ? catalogue_text("_Hide the password") : catalogue_text("_Show the password"));
     keep_label_alone(GTK_WIDGET(button));
 }
@@ -110,7 +110,9 @@ PasswordField field_password() {
     constexpr int spacing = 6;
     GtkWidget *entry = gtk_password_entry_new();
     GtkEditable *text = gtk_editable_get_delegate(GTK_EDITABLE(entry));
-    gtk_text_set_max_length(GTK_TEXT(text), static_cast<int>(window_name_limit));
+    GtkEntryBuffer *buffer = password_buffer_new();
+    gtk_text_set_buffer(GTK_TEXT(text), buffer);
+    g_object_unref(buffer);
     keep_from_screen_readers(entry);
 
     GtkWidget *hint = gtk_label_new(catalogue_text("Caps Lock is on"));

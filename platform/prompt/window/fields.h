@@ -16,7 +16,7 @@ GtkWidget *field_caption(const std::string &text);
 GtkWidget *field_grid();
 void field_add(GtkWidget *grid, int row, const char *label, GtkWidget *field);
 
-// Entries that take as many characters as a name or a password can have bytes.
+// An entry for a line of text.
 GtkWidget *field_entry(const std::string &text);
 
 // An entry for a password, with a hint below it while Caps Lock is on, and a button that shows what is typed. Screen
@@ -27,7 +27,7 @@ struct PasswordField {
     GtkWidget *below; // the hint and the button
 };
 PasswordField field_password();
-// What is typed, in the toolkit's locked memory, up to the next change.
+// What is typed, in locked memory, up to the next change.
 const char *field_password_text(const PasswordField &field);
 
 // A line below fields that says what is wrong with one. It is not there until field_mark_error.
