@@ -1,4 +1,6 @@
-# What `cmake --install` puts below a prefix, which may be chosen then, and what `uninstall` takes away again.
+# What `cmake --install` puts below a prefix, which may be chosen then, and what `uninstall` takes away again. It is two
+# components: "windows", which needs a window toolkit, and "base", everything else.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME base)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/qrtscript)
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(catalogue_dirs)
@@ -24,14 +26,14 @@ set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_SBINDIR} ${command_prog
                  ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs}
                  ${manual_dirs} ${completion_dirs} ${vim_dirs}
                  ${CMAKE_INSTALL_DATADIR}/nano ${vscode_dir}/syntaxes)
-install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")")
-install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake)
+install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")" ALL_COMPONENTS)
+install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake ALL_COMPONENTS)
 
 # ---- the programs ----
 # Linked once more: an installed program finds its libraries in another folder than one that was just built, and a
 # search path that is changed while installing has to be padded with an empty element, which means the current folder.
 set(installed_programs)
-function(qrt_install_program target name folder)
+function(qrt_install_program target name folder component)
   cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} OUTPUT_VARIABLE full_folder)
   file(RELATIVE_PATH libraries ${full_folder} ${CMAKE_INSTALL_FULL_LIBDIR})
   add_executable(${target}_installed $<TARGET_OBJECTS:${target}>)
@@ -39,18 +41,21 @@ function(qrt_install_program target name folder)
   set_target_properties(${target}_installed PROPERTIES
     OUTPUT_NAME ${name} RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/to-install LINKER_LANGUAGE CXX
     BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/${libraries}")
-  install(TARGETS ${target}_installed RUNTIME DESTINATION ${folder})
+  install(TARGETS ${target}_installed RUNTIME DESTINATION ${folder} COMPONENT ${component})
   set(installed_programs ${installed_programs} ${target}_installed PARENT_SCOPE)
 endfunction()
 foreach(tool IN ITEMS qrtlogin map qrtscript_command)
   string(REPLACE _command "" name ${tool})
-  qrt_install_program(${tool} ${name} ${CMAKE_INSTALL_BINDIR})
+  qrt_install_program(${tool} ${name} ${CMAKE_INSTALL_BINDIR} base)
 endforeach()
 foreach(program IN LISTS command_programs)
-  qrt_install_program(qrtscript_${program} qrtscript-${program} ${command_programs_dir})
+  qrt_install_program(qrtscript_${program} qrtscript-${program} ${command_programs_dir} base)
 endforeach()
+if(windows_built)
+  qrt_install_program(prompt_window qrt-prompt-window ${command_programs_dir} windows)
+endif()
 # The automounter is root's. mount(8) looks for its helper in /sbin.
-qrt_install_program(automount qrt-automount ${CMAKE_INSTALL_SBINDIR})
+qrt_install_program(automount qrt-automount ${CMAKE_INSTALL_SBINDIR} base)
 add_custom_command(TARGET automount_installed POST_BUILD VERBATIM
   COMMAND ${CMAKE_COMMAND} -E create_symlink qrt-automount ${CMAKE_BINARY_DIR}/to-install/mount.qrt)
 install(FILES ${CMAKE_BINARY_DIR}/to-install/mount.qrt DESTINATION ${CMAKE_INSTALL_SBINDIR})
@@ -102,7 +107,7 @@ install(FILES editors/nano/qrtscript.nanorc DESTINATION ${CMAKE_INSTALL_DATADIR}
 install(DIRECTORY editors/vscode/ DESTINATION ${vscode_dir} PATTERN node_modules EXCLUDE)
 
 # ---- last: what has been installed ----
-install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_files.cmake)
+install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_files.cmake ALL_COMPONENTS)
 add_custom_target(uninstall COMMAND ${CMAKE_COMMAND} -D record=${record} -P ${CMAKE_SOURCE_DIR}/cmake/uninstall.cmake
                   VERBATIM)
 
