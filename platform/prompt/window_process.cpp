@@ -73,7 +73,9 @@ class WindowProcess {
   public:
     // For `child` that has just been started; `socket` is this side of the conversation.
     WindowProcess(pid_t child, Opened socket)
-        : child_(child), process_(pidfd_open(child, 0)), socket_(std::move(socket)) {}
+        : child_(child), process_(pidfd_open(child, 0)), socket_(std::move(socket)) {
+        if (!process_.isOpen() && errno == ESRCH) child_ = -1; // it has ended, and the caller ignores its children
+    }
     ~WindowProcess() { end(); }
     WindowProcess(const WindowProcess &) = delete;
     WindowProcess &operator=(const WindowProcess &) = delete;
@@ -82,29 +84,33 @@ class WindowProcess {
     void kill() const {
         if (process_.isOpen())
             pidfd_send_signal(process_.number(), SIGKILL, nullptr, 0);
-        else
-            ::kill(child_, SIGKILL); // an old kernel
+        else if (child_ > 0)
+            ::kill(child_, SIGKILL);
     }
     // Waits for its end, which the end of the conversation brings about. Its status as of waitpid, or 0 if the caller
     // has taken it.
     int end() {
-        if (child_ < 0) return 0;
         socket_ = Opened(-1);
-        constexpr int patience = 3 * window_beat_milliseconds;
-        pollfd ended = {process_.number(), POLLIN, 0};
-        if (poll(&ended, 1, patience) == 0 || !process_.isOpen()) kill();
+        if (!endsByItself()) kill();
         int status = 0;
-        while (waitpid(child_, &status, 0) < 0)
-            if (errno != EINTR) {
-                status = 0;
-                break;
-            }
+        while (child_ > 0 && waitpid(child_, &status, 0) < 0 && errno == EINTR) {
+        }
         child_ = -1;
         return status;
     }
 
   private:
-    pid_t child_;
+    bool endsByItself() const {
+        constexpr int patience = 3 * window_beat_milliseconds;
+        pollfd ended = {process_.number(), POLLIN, 0};
+        int ready = 0;
+        do {
+            ready = process_.isOpen() ? poll(&ended, 1, patience) : 0;
+        } while (ready < 0 && errno == EINTR);
+        return ready > 0;
+    }
+
+    pid_t child_; // -1: none any more
     Opened process_;
     Opened socket_;
 };
