@@ -8,6 +8,7 @@
 #   scripts/install-packages.sh build check coverage for scripts/check-coverage.sh
 #   scripts/install-packages.sh build check directories for scripts/check-directories.sh
 #   scripts/install-packages.sh build check editors  for scripts/check-editors.sh
+#   scripts/install-packages.sh build check screenshots for scripts/make-screenshots.sh
 #   scripts/install-packages.sh build bench          for bench/run
 set -eu
 build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libgnutls28-dev libunistring-dev libsasl2-dev libcrypt-dev libbsd-dev libkrb5-dev nlohmann-json3-dev libseccomp-dev libgtest-dev libgmock-dev gettext util-linux mount scdoc python3"
@@ -17,6 +18,7 @@ analysis="git clang-tidy cppcheck abigail-tools"
 coverage="gcovr"
 directories="samba samba-dsdb-modules samba-ad-provision samba-vfs-modules ldb-tools 389-ds-base smbnetfs"
 editors="neovim nano"
+screenshots="fonts-noto-cjk"
 bench="libbenchmark-dev python3 dash mksh mawk lua5.4 tcl perl libnet-ldap-perl python3-ldap slapd ldap-utils gnuplot-nox"
 
 wanted=
@@ -33,6 +35,7 @@ for group in "$@"; do
             # From wherever they come.
             { command -v node && command -v npm; } >/dev/null || wanted="$wanted nodejs npm"
             ;;
+        screenshots) wanted="$wanted $screenshots" ;;
         bench) wanted="$wanted $bench" ;;
         *) echo "install-packages.sh: unknown group '$group'" >&2; exit 64 ;;
     esac

@@ -49,6 +49,8 @@ static constexpr std::string_view passed_on[] = {
 #endif
 };
 
+static constexpr std::string_view startup = "DESKTOP_STARTUP_ID";
+
 static bool is_passed_on(std::string_view name) {
     return std::any_of(
         std::begin(passed_on), std::end(passed_on),
@@ -78,10 +80,15 @@ bool window_display_named() {
 
 std::vector<std::string> window_environment() {
     std::vector<std::string> entries = {"PATH=/usr/local/bin:/usr/bin:/bin"};
+    // On Wayland, too, the toolkit (4.8) looks for the token of its startup, by which the compositor gives the focus to
+    // the window, under the name that it has on X11; and it looks there before anything of the program runs.
+    const bool hasToken = is_set("WAYLAND_DISPLAY") && is_set("XDG_ACTIVATION_TOKEN");
+    if (hasToken) entries.push_back(std::string(startup) + "=" + secure_getenv("XDG_ACTIVATION_TOKEN"));
     for (char **entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
         const std::string_view text = *entry;
         const size_t end = text.find('=');
         if (end == text.npos) continue;
+        if (hasToken && text.substr(0, end) == startup) continue;
         if (is_passed_on(text.substr(0, end)) && is_harmless(text.substr(0, end), text.substr(end + 1)))
             entries.emplace_back(text);
     }

@@ -120,6 +120,18 @@ TEST(WindowEnvironment, KeepsWhatAWindowNeedsAndNothingThatLoadsCode) {
     });
 }
 
+TEST(WindowEnvironment, TheTokenOfAStartupOnWaylandHasTheNameThatTheToolkitKnows) {
+    in_own_process([] {
+        clearenv();
+        setenv("DESKTOP_STARTUP_ID", "of X11", 1);
+        setenv("XDG_ACTIVATION_TOKEN", "of Wayland", 1);
+        EXPECT_THAT(window_environment(), testing::Contains("DESKTOP_STARTUP_ID=of X11"));
+        setenv("WAYLAND_DISPLAY", "wayland-0", 1);
+        EXPECT_THAT(window_environment(), testing::Contains("DESKTOP_STARTUP_ID=of Wayland"));
+        EXPECT_THAT(window_environment(), testing::Not(testing::Contains("DESKTOP_STARTUP_ID=of X11")));
+    });
+}
+
 TEST(WindowEnvironment, ADisplayIsOneThatIsNamed) {
     in_own_process([] {
         clearenv();

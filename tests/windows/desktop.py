@@ -128,17 +128,11 @@ class Desktop:
             return asked.visible_window()
         return '"app_id"' in self.run("swaymsg", "-s", glob.glob(self.runtime + "/sway-ipc.*")[0], "-t", "get_tree")
 
-    def screenshot(self, path):
-        if self.kind == "x11":
-            self.run("import", "-window", "root", path)
-        else:
-            self.run("grim", path)
-
 
 class Asked:
     """One program that asks, and the window in which it does."""
 
-    def __init__(self, desktop, words, program="asker", terminal=False, before=lambda: None, **variables):
+    def __init__(self, desktop, words, program="asker", prefix=(), terminal=False, before=lambda: None, **variables):
         """`before` is called in the new process; a variable that is None is not set."""
         self.desktop = desktop
         environment = {**desktop.environment, **variables}
@@ -150,7 +144,7 @@ class Asked:
             if terminal:
                 fcntl.ioctl(self.others_terminal, termios.TIOCSCTTY, 0)
             before()
-        self.process = subprocess.Popen([f"{desktop.build}/tests/{program}", *words], env=environment, text=True,
+        self.process = subprocess.Popen([*prefix, f"{desktop.build}/tests/{program}", *words], env=environment, text=True,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                         start_new_session=True, preexec_fn=prepare)
         desktop.processes.append(self.process)
@@ -166,9 +160,18 @@ class Asked:
             except (OSError, AttributeError, UnicodeDecodeError):
                 continue
             state, parent = rest.split()[:2]
-            if int(parent) == self.process.pid and name == "qrt-prompt-wind" and state != "Z":
+            if int(parent) in self.own_processes() and name == "qrt-prompt-wind" and state != "Z":
                 return int(pid)
         return None
+
+    def own_processes(self):
+        """The program, or what it is started by and it."""
+        pid = self.process.pid
+        try:
+            with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as file:
+                return {pid, *map(int, file.read().split())}
+        except OSError:  # It has ended.
+            return {pid}
 
     def helper(self):
         return wait_for("the program with the window", self.has_helper)
@@ -256,6 +259,21 @@ class Asked:
             self.desktop.run("xdotool", "windowfocus", "--sync", window)
         return wait_for("the focus", lambda: next((part for part in self.parts()
                                                    if part.getState().contains(pyatspi.STATE_FOCUSED)), None))
+
+    def picture(self, path):
+        """Writes a picture of the window, when it has drawn itself."""
+        window = self.visible_window()
+        before = None
+        while True:
+            # What is drawn from time to time, such as the text cursor, comes to the same thing again.
+            self.desktop.run("import", "-window", window, "+dither", "-colors", "64", "-strip", "-define",
+                             "png:exclude-chunks=date,time", "PNG8:" + path)
+            with open(path, "rb") as file:
+                picture = file.read()
+            if picture == before:
+                return
+            before = picture
+            time.sleep(0.1)
 
     def visible_window(self):
         found = subprocess.run(["xdotool", "search", "--onlyvisible", "--pid", str(self.helper())], text=True,

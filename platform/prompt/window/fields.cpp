@@ -1,11 +1,13 @@
 #include "platform/prompt/window/fields.h"
 
+#include <algorithm>
+
 #include "platform/catalogue.h"
 #include "platform/prompt/window/password_buffer.h"
 
 static constexpr int text_width = 52; // of a line, in characters
 
-static GtkWidget *text_label(const std::string &text) {
+GtkWidget *field_text(const std::string &text) {
     GtkWidget *label = gtk_label_new(text.c_str());
     gtk_label_set_wrap(GTK_LABEL(label), TRUE);
     gtk_label_set_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
@@ -17,7 +19,7 @@ static GtkWidget *text_label(const std::string &text) {
 
 GtkWidget *field_heading(const std::string &text) {
     constexpr int lines = 3;
-    GtkWidget *label = text_label(text);
+    GtkWidget *label = field_text(text);
     gtk_label_set_lines(GTK_LABEL(label), lines);
     gtk_label_set_ellipsize(GTK_LABEL(label), PANGO_ELLIPSIZE_END);
     gtk_label_set_width_chars(GTK_LABEL(label), text_width * 3 / 4);
@@ -26,18 +28,21 @@ GtkWidget *field_heading(const std::string &text) {
     return label;
 }
 
-GtkWidget *field_text(const std::string &text) {
+GtkWidget *field_long_text(const std::string &text) {
     constexpr int height = 200;
+    constexpr size_t short_size = 400, short_lines = 6;
+    const auto lines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+    if (text.size() <= short_size && lines < short_lines) return field_text(text);
     GtkWidget *scrolled = gtk_scrolled_window_new();
     gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
     gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(scrolled), TRUE);
     gtk_scrolled_window_set_max_content_height(GTK_SCROLLED_WINDOW(scrolled), height);
-    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), text_label(text));
+    gtk_scrolled_window_set_child(GTK_SCROLLED_WINDOW(scrolled), field_text(text));
     return scrolled;
 }
 
 GtkWidget *field_caption(const std::string &text) {
-    GtkWidget *label = text_label(text);
+    GtkWidget *label = field_text(text);
     gtk_widget_add_css_class(label, "qrt-caption");
     return label;
 }
@@ -174,6 +179,10 @@ GtkWidget *field_button(GtkWidget *buttons, const char *label, GCallback pressed
     g_signal_connect(button, "clicked", pressed, data);
     gtk_box_append(GTK_BOX(buttons), button);
     return button;
+}
+
+void field_mark_default(GtkWidget *button) {
+    gtk_widget_add_css_class(button, "suggested-action");
 }
 
 void field_describes(GtkWidget *text, GtkWidget *window) {

@@ -7,9 +7,10 @@
 #include <string>
 #include <string_view>
 
-// Texts, wrapped and never read as markup. A heading is cut after some lines, a text scrolls.
+// Texts, wrapped and never read as markup. A heading is cut after some lines, a text that is long scrolls.
 GtkWidget *field_heading(const std::string &text);
 GtkWidget *field_text(const std::string &text);
+GtkWidget *field_long_text(const std::string &text);
 GtkWidget *field_caption(const std::string &text);
 
 // A grid for labelled fields, and one more row of it: `label` (its "_" marks the key for the field) names the field.
@@ -38,6 +39,8 @@ void field_clear_error(GtkWidget *field, GtkWidget *problem);
 // The row of buttons at the end of a window; `label` has a "_" before the letter of its key.
 GtkWidget *field_buttons();
 GtkWidget *field_button(GtkWidget *buttons, const char *label, GCallback pressed, gpointer data);
+// Marks the button that the Enter key presses. (What it presses is up to the focus.)
+void field_mark_default(GtkWidget *button);
 
 // Says what a window is about, for when a screen reader enters it.
 void field_describes(GtkWidget *text, GtkWidget *window);

@@ -69,15 +69,15 @@ static bool is_complete(const LoginPrompt *prompt, GtkWidget *field, std::string
     field_mark_error(field, prompt->problem,
                      text.empty()
                          ? std::string(missing)
-                         : catalogue_format("this is longer than %d bytes", static_cast<int>(window_name_limit)));
+                         : catalogue_format("This is longer than %d bytes.", static_cast<int>(window_name_limit)));
     gtk_widget_grab_focus(field);
     return false;
 }
 
 static void accept(GtkWidget *, gpointer data) {
     const auto *prompt = static_cast<LoginPrompt *>(data);
-    if (is_complete(prompt, prompt->name, name_of(prompt), catalogue_text("a user name is needed")) &&
-        is_complete(prompt, prompt->password.entry, password_of(prompt), catalogue_text("a password is needed")))
+    if (is_complete(prompt, prompt->name, name_of(prompt), catalogue_text("Enter your user name.")) &&
+        is_complete(prompt, prompt->password.entry, password_of(prompt), catalogue_text("Enter your password.")))
         conversation_accept(name_of(prompt), password_of(prompt));
 }
 
@@ -113,7 +113,7 @@ void prompt_login(const WindowRequest &request) {
     const Wording wording = wording_for(request);
     prompt.window = style_window(catalogue_text("Login"), GTK_ACCESSIBLE_ROLE_DIALOG);
     GtkBox *content = style_content(prompt.window);
-    GtkWidget *reason = field_caption(wording.reason);
+    GtkWidget *reason = field_text(wording.reason);
     prompt.name = field_entry(request.user);
     prompt.password = field_password();
     prompt.problem = field_problem();
@@ -124,8 +124,7 @@ void prompt_login(const WindowRequest &request) {
     gtk_grid_attach(GTK_GRID(grid), prompt.password.below, 1, 2, 1, 1);
     GtkWidget *buttons = field_buttons();
     field_button(buttons, catalogue_text("_Cancel"), G_CALLBACK(refuse), nullptr);
-    GtkWidget *button = field_button(buttons, catalogue_text("_Log in"), G_CALLBACK(accept), &prompt);
-    gtk_widget_add_css_class(button, "suggested-action");
+    field_mark_default(field_button(buttons, catalogue_text("_Log in"), G_CALLBACK(accept), &prompt));
 
     for (GtkWidget *part :
          {field_heading(wording.heading), reason, grid, prompt.problem, prompt_caller(request), buttons})
@@ -133,5 +132,5 @@ void prompt_login(const WindowRequest &request) {
     field_describes(reason, GTK_WIDGET(prompt.window));
     connect(&prompt);
     gtk_window_set_focus(prompt.window, request.user.empty() ? prompt.name : prompt.password.entry);
-    style_present(prompt.window);
+    gtk_window_present(prompt.window);
 }

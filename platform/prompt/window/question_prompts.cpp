@@ -19,32 +19,31 @@ GtkWidget *prompt_caller(const WindowRequest &request) {
     return field_caption(catalogue_format("Asked by the program %s", window_safe_name(request.program).c_str()));
 }
 
-static GtkWindow *question_window(const char *title, const std::string &text, const WindowRequest &request,
-                                  GtkWidget *buttons) {
+// `standard` is the button that the Enter key presses.
+static void show_question(const char *title, const std::string &text, const WindowRequest &request, GtkWidget *buttons,
+                          GtkWidget *standard) {
     GtkWindow *window = style_window(title, GTK_ACCESSIBLE_ROLE_ALERT_DIALOG);
     GtkBox *content = style_content(window);
-    GtkWidget *question = field_text(text);
+    GtkWidget *question = field_long_text(text);
     for (GtkWidget *part : {question, prompt_caller(request), buttons}) gtk_box_append(content, part);
     field_describes(question, GTK_WIDGET(window));
+    field_mark_default(standard);
+    gtk_window_set_focus(window, standard);
     g_signal_connect(window, "close-request", G_CALLBACK(refuse), nullptr);
-    return window;
+    gtk_window_present(window);
 }
 
 void prompt_confirm(const WindowRequest &request) {
     GtkWidget *buttons = field_buttons();
     GtkWidget *no = field_button(buttons, catalogue_text("_No"), G_CALLBACK(refuse), nullptr);
     GtkWidget *yes = field_button(buttons, catalogue_text("_Yes"), G_CALLBACK(accept), nullptr);
-    GtkWindow *window =
-        question_window(catalogue_text("Question"), window_safe_text(request.subject), request, buttons);
-    gtk_window_set_focus(window, request.ask == WindowAsk::confirm_yes ? yes : no);
-    style_present(window);
+    show_question(catalogue_text("Question"), window_safe_text(request.subject), request, buttons,
+                  request.ask == WindowAsk::confirm_yes ? yes : no);
 }
 
 void prompt_pause(const WindowRequest &request) {
     GtkWidget *buttons = field_buttons();
     GtkWidget *proceed = field_button(buttons, catalogue_text("_Continue"), G_CALLBACK(accept), nullptr);
-    GtkWindow *window = question_window(catalogue_text("Pause"),
-                                        catalogue_text("The login script waits until you continue."), request, buttons);
-    gtk_window_set_focus(window, proceed);
-    style_present(window);
+    show_question(catalogue_text("Pause"), catalogue_text("The login script waits until you continue."), request,
+                  buttons, proceed);
 }

@@ -1,14 +1,13 @@
 #include "platform/prompt/window/style.h"
 
-#include <cstdlib>
 #include <cstring>
 
 // Sizes go with the font, colours are the theme's.
 static constexpr char css[] =
     ".qrt-heading { font-size: 1.25em; font-weight: bold; }\n"
-    ".qrt-caption { font-size: 0.9em; opacity: 0.75; }\n"
+    ".qrt-caption { font-size: 0.9em; opacity: 0.8; }\n"
     ".qrt-problem { color: @error_color; font-weight: bold; }\n"
-    ".qrt-hint { color: @warning_color; font-weight: bold; }\n";
+    ".qrt-hint { font-weight: bold; }\n";
 
 // The toolkit follows its own setting alone, desktops have another one for all programs.
 static bool desktop_prefers_dark() {
@@ -68,10 +67,4 @@ GtkBox *style_content(GtkWindow *window) {
     gtk_widget_set_margin_end(box, margin);
     gtk_window_set_child(window, box);
     return GTK_BOX(box);
-}
-
-void style_present(GtkWindow *window) {
-    const char *token = getenv("XDG_ACTIVATION_TOKEN");
-    if (token != nullptr && *token != '\0') gtk_window_set_startup_id(window, token);
-    gtk_window_present(window);
 }

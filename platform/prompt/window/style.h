@@ -16,7 +16,4 @@ GtkWindow *style_window(const std::string &title, GtkAccessibleRole role);
 // The box for a window's content, with the usual margins; it becomes the window's child.
 GtkBox *style_content(GtkWindow *window);
 
-// Shows the window and asks for the focus, with the token of the startup that it belongs to.
-void style_present(GtkWindow *window);
-
 #endif

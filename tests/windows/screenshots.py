@@ -1,0 +1,71 @@
+"""screenshots.py BUILD_DIR OUTPUT_DIR: pictures of every prompt window as it is installed: light, dark, at 200 %, in German
+and Japanese, and from right to left. scripts/make-screenshots.sh calls it."""
+import os
+import shutil
+import subprocess
+import sys
+
+from desktop import Desktop
+
+LOOKS = {
+    "light": {},
+    "dark": {"GTK_THEME": "Adwaita:dark"},
+    "200-percent": {"GDK_SCALE": "2"},
+    "german": {"LANGUAGE": "de"},
+    "japanese": {"LANGUAGE": "ja"},
+    "right-to-left": {"LANGUAGE": "he"},
+}
+
+
+def nothing(_):
+    pass
+
+
+def wrong_input(asked):
+    """Enter without a password, with Caps Lock."""
+    asked.key("Caps_Lock")
+    asked.type("\n")
+    asked.find("alert")
+
+
+def shown_password(asked):
+    asked.type("sun flower")
+    asked.press("Show the password")
+    asked.find("push button", "Hide the password")
+
+
+# What is asked, and what the person has done when the picture is taken.
+WINDOWS = {
+    "login": (("login", "ACME_TREE", "jdoe.sales.acme"), nothing),
+    "confirm": (("confirm", "Already logged in to ACME_TREE as jdoe.sales.acme, log out?", "12"), nothing),
+    "pause": (("pause",), nothing),
+}
+# Pictures of which one will do.
+ONCE = {"server": (("login", "(server) FS1", "<username>"), nothing), "login-problem": (WINDOWS["login"][0], wrong_input), "login-shown": (WINDOWS["login"][0], shown_password)}
+
+
+def main():
+    build, output = map(os.path.abspath, sys.argv[1:])
+    os.makedirs(output, exist_ok=True)
+    with Desktop("x11", build, size="1400x1000") as desktop:
+        # As it is installed, with the translations, and asked by a program of a name that says something.
+        subprocess.run(["cmake", "--install", build, "--prefix", "/usr"], check=True, stdout=subprocess.DEVNULL,
+                       env={**os.environ, "DESTDIR": desktop.folder})
+        desktop.build = desktop.folder + "/build"
+        os.makedirs(desktop.build + "/tests")
+        shutil.copy(f"{build}/tests/installed_asker", f"{desktop.build}/tests/qrtlogin")
+        pictures = [(f"prompt-{name}-{look}", window, variables) for look, variables in LOOKS.items()
+                    for name, window in WINDOWS.items()]
+        pictures += [(f"prompt-{name}", window, {}) for name, window in ONCE.items()]
+        for name, (words, act), variables in pictures:
+            asked = desktop.ask(*words, program="qrtlogin", LD_LIBRARY_PATH=desktop.folder + "/usr/lib", **variables)
+            asked.focus()
+            act(asked)
+            asked.picture(f"{output}/{name}.png")
+            if asked.has("label", "Caps Lock is on"):
+                asked.key("Caps_Lock")
+            asked.process.kill()
+
+
+if __name__ == "__main__":
+    main()
