@@ -28,6 +28,8 @@ cat >build/check/CTestTestfile.cmake <<END
 subdirs("../release" "../sanitizers")
 END
 echo "== tests"
+# Those of the windows have displays of their own; no other opens a window on this one.
+unset DISPLAY WAYLAND_DISPLAY
 # Only what is no success is shown in full. Many tests wait for most of their time: two for each core.
 ctest --test-dir build/check --output-on-failure --no-tests=error -j "$(($(nproc) * 2))" |
     grep -vE --line-buffered '^ *(Start|[0-9]+/[0-9]+ Test .* Passed)'

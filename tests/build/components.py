@@ -18,16 +18,26 @@ def run(*words, **variables):
     return done.stdout
 
 
+def complaint_of(build, folder):
+    """What the installed library says about a window on a display that there is not."""
+    variables = {"LD_LIBRARY_PATH": folder + "/usr/lib", "DISPLAY": ":4711", "PATH": "/usr/bin:/bin"}
+    done = subprocess.run([build + "/tests/installed_asker", "pause"], env=variables, capture_output=True, text=True,
+                          stdin=subprocess.DEVNULL, start_new_session=True)
+    return done.stderr.strip().removeprefix("installed_asker: cannot ask in a window: ")
+
+
 def installed(build, folder, *components):
-    """The files that the components put below `folder`, without it; then they are uninstalled again."""
+    """The files that the components put below `folder`, without it, with the libraries of a toolkit that each needs; and
+    what the library says then. Then they are uninstalled again."""
     for component in components:
         run("cmake", "--install", build, "--prefix", "/usr", "--component", component, DESTDIR=folder)
     paths = [f"{parent}/{name}" for parent, _, names in os.walk(folder) for name in names]
+    said = complaint_of(build, folder) if "base" in components else ""
     needed = {path[len(folder):]: toolkits_of(path) for path in paths if not os.path.islink(path)}
     run("cmake", "--build", build, "--target", "uninstall", DESTDIR=folder)
     if any(names for _, _, names in os.walk(folder)):
         raise RuntimeError(f"uninstalling {components} has left something")
-    return needed
+    return needed, said
 
 
 def toolkits_of(path):
@@ -40,8 +50,13 @@ def toolkits_of(path):
 
 
 def check_components(build, folder):
-    base, windows = installed(build, folder, "base"), installed(build, folder, "windows")
-    both = installed(build, folder, "base", "windows")
+    base, said = installed(build, folder, "base")
+    if said != f"cannot run {folder}/usr/lib/../libexec/qrtscript/qrt-prompt-window: No such file or directory":
+        yield f"without the windows the library says: {said}"
+    windows, _ = installed(build, folder, "windows")
+    both, said = installed(build, folder, "base", "windows")
+    if said != "the display cannot be opened":
+        yield f"with the windows the library says: {said}"
     with_toolkit = [path for path, libraries in base.items() if libraries]
     if with_toolkit or len(base) < 20:
         yield f"the component base has {len(base)} files, of which {with_toolkit} need a toolkit"

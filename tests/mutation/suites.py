@@ -21,7 +21,8 @@ FOLDERS = {
     "platform/client/overlay": ["client", "ldap", "allocations"],
     "platform/client/session": ["client", "golden", "tools"],
     "platform/client/interface": ["client", "golden", "tools"],
-    "platform/prompt": ["tools", "golden", "memory"],
+    "platform/prompt": ["tools", "golden", "memory", "windows"],
+    "platform/prompt/window": ["windows"],
     "tools": ["tools", "allocations"],
     "tools/qrtlogin": ["tools", "interrupts", "allocations", "memory"],
     "tools/map": ["tools", "golden", "allocations"],
@@ -51,12 +52,13 @@ EXCEPTIONS = {
     "tools/qrtlogin/login.cpp": ["tools", "allocations", "memory", "ldap"],
 }
 # Beside the test programs: what they run, and cases that are no part of one.
-RUN = ["qrtlogin", "map", "qrt-automount", "lib*.so.?"]
-CASES = ["tests/drives/*.*", "tests/drives/cases/*"]
+RUN = ["qrt-prompt-window", "tests/asker", "tests/scan_memory", "qrtlogin", "map", "qrt-automount", "lib*.so.?"]
+CASES = ["tests/windows/*.py", "tests/drives/*.*", "tests/drives/cases/*"]
 # What is no test program of GoogleTest's.
 ARGUMENTS = {
     "allocations": ["--stride", "97", "qrtlogin", "qrtlogin_flood", "qrtlogin_site", "map"],
     "drives": ["build/release"],
+    "windows": ["build/release"],
 }
 # Those that are run once more under the sanitizers: what they would find is in the product's own process.
 SANITIZED = {"unit", "client"}

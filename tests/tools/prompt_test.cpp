@@ -93,9 +93,6 @@ int without_terminal(const std::function<int()> &body) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// The tests themselves may run on a display.
-const int no_display = unsetenv("DISPLAY") + unsetenv("WAYLAND_DISPLAY");
-
 } // namespace
 
 TEST(TerminalPrompt, OffersTheDefaultNameUnlessItIsAPlaceholderInAngleBrackets) {

@@ -46,7 +46,16 @@ class NoWindow(unittest.TestCase):
         wait_for("the end of the program that hangs", lambda: not is_running(helper))
         return asked, "the program with the window gave no sign of life for 1 seconds"
 
-    ways = (lose_display, lose_program, kill_program, stop_program)
+    def hang_display(self, **options):
+        with Desktop("x11", build, accessible=False) as other:
+            other.display.send_signal(signal.SIGSTOP)
+            asked = desktop.ask("login", "ACME", "jdoe", DISPLAY=other.environment["DISPLAY"], **options)
+            helper = asked.helper()
+            asked.tell("missing 1")
+            wait_for("the end of the program that hangs", lambda: not is_running(helper))
+        return asked, "the program with the window gave no sign of life for 1 seconds"
+
+    ways = (lose_display, hang_display, lose_program, kill_program, stop_program)
 
     def test_without_a_terminal_the_question_is_cancelled_with_one_line(self):
         for way in self.ways:

@@ -27,7 +27,9 @@ static bool desktop_prefers_dark() {
     return isDark;
 }
 
-bool style_init() {
+bool style_init(const char *program, const char *name) {
+    g_set_prgname(program);
+    g_set_application_name(name);
     if (!gtk_init_check()) return false;
     if (desktop_prefers_dark())
         g_object_set(gtk_settings_get_default(), "gtk-application-prefer-dark-theme", TRUE, nullptr);

@@ -6,8 +6,9 @@
 #include <gtk/gtk.h>
 #include <string>
 
-// Opens the display and loads the style. False if no display can be opened.
-bool style_init();
+// Opens the display and loads the style. False if no display can be opened. `program` is what the desktop knows the
+// windows by, as that of the desktop file if there is one; `name` is its name for people.
+bool style_init(const char *program, const char *name);
 
 // A window of that title, which the Escape key closes like its own close button (the signal "close-request"). `role` is
 // what screen readers call it: GTK_ACCESSIBLE_ROLE_DIALOG or, for a question, GTK_ACCESSIBLE_ROLE_ALERT_DIALOG.
