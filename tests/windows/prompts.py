@@ -1,5 +1,7 @@
 """prompts.py KIND BUILD_DIR [TEST...]: each prompt in a window of KIND (x11, wayland): what it shows and what a screen
 reader finds, how it is answered and cancelled, and what the caller gets."""
+import os
+import shutil
 import sys
 import unittest
 
@@ -201,6 +203,70 @@ class Pause(Case):
             asked = desktop.ask("pause")
             asked.key(key)
             self.assertEqual(asked.answer(), answer)
+
+
+class Look(Case):
+    def left_of(self, asked, name):
+        return asked.find("push button", name).queryComponent().getExtents(0).x
+
+    def test_from_right_to_left(self):
+        asked = desktop.ask("login", "ACME_TREE", "jdoe", LANGUAGE="he")
+        asked.focus()
+        self.assertLess(self.left_of(asked, "Log in"), self.left_of(asked, "Cancel"))
+        asked.press("Cancel")
+        asked.answer()
+        asked = desktop.ask("login", "ACME_TREE", "jdoe")
+        asked.focus()
+        self.assertLess(self.left_of(asked, "Cancel"), self.left_of(asked, "Log in"))
+        asked.press("Cancel")
+        asked.answer()
+
+    def test_in_the_persons_language(self):
+        program = f"{desktop.folder}/libexec/qrtscript/qrt-prompt-window"
+        catalogues = f"{desktop.folder}/share/locale/de/LC_MESSAGES"
+        for folder in (os.path.dirname(program), catalogues):
+            os.makedirs(folder)
+        shutil.copy(f"{build}/qrt-prompt-window", program)
+        messages = {"": r"Content-Type: text/plain; charset=ISO-8859-1\n", "Pause": "Pause\u00e4", "_Continue": "_Weiter",
+                    "The login script waits until you continue.": "Es geht weiter, wenn Sie m\u00f6gen.",
+                    "Asked by the program %s": "Es fragt %s"}
+        with open(catalogues + "/po", "w", encoding="latin-1") as file:
+            file.writelines(f'msgid "{english}"\nmsgstr "{german}"\n\n' for english, german in messages.items())
+        desktop.run("msgfmt", "-o", catalogues + "/brasca-client-script.mo", catalogues + "/po")
+        asked = desktop.ask("--program", program, "pause", LANGUAGE="de")
+        asked.focus()
+        self.assertEqual(outline(asked), ["dialog Pause\u00e4", "label Es geht weiter, wenn Sie m\u00f6gen.",
+                                          "label Es fragt asker", "push button Weiter"])
+        asked.press("Weiter")
+        self.assertEqual(asked.answer(), "pause=0")
+
+    def look(self, **variables):
+        """The mean brightness, from 0 to 1, and the width of a window."""
+        asked = desktop.ask("pause", **variables)
+        asked.focus()
+        path = desktop.folder + "/look.png"
+        asked.picture(path)
+        shown = desktop.run("convert", path, "-colorspace", "Gray", "-format", "%[fx:mean] %w", "info:").split()
+        asked.press("Continue")
+        asked.answer()
+        return float(shown[0]), int(shown[1])
+
+    def test_light_dark_and_twice_as_large(self):
+        if kind == "wayland":
+            return  # where a picture is one of the whole display
+        brightness, width = self.look()
+        self.assertGreater(brightness, 0.8)
+        self.assertEqual(self.look(GDK_SCALE="2")[1], 2 * width)
+        self.assertLess(self.look(GTK_THEME="Adwaita:dark")[0], 0.35)
+
+    def test_a_dark_desktop_has_dark_windows(self):
+        if kind == "wayland":
+            return
+        settings = desktop.folder + "/.config/glib-2.0/settings"
+        os.makedirs(settings)
+        with open(settings + "/keyfile", "w", encoding="utf-8") as file:
+            file.write("[org/gnome/desktop/interface]\ncolor-scheme='prefer-dark'\n")
+        self.assertLess(self.look(GSETTINGS_BACKEND="keyfile")[0], 0.35)
 
 
 class Display(Case):
