@@ -4,7 +4,7 @@
 #   scripts/check-analysis.sh [REVISION]    compares with that revision in place of the last tag v*
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/install-packages.sh build analysis
+scripts/install-packages.sh build windows analysis
 work=build/analysis
 commands=$work/clang
 export commands

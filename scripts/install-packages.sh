@@ -4,7 +4,7 @@
 #   scripts/install-packages.sh build          to build and run
 #   scripts/install-packages.sh build windows  to build the prompts' windows, too
 #   scripts/install-packages.sh build check    to run every test as well
-#   scripts/install-packages.sh build analysis       for scripts/check-analysis.sh
+#   scripts/install-packages.sh build windows analysis for scripts/check-analysis.sh
 #   scripts/install-packages.sh build check coverage for scripts/check-coverage.sh
 #   scripts/install-packages.sh build check directories for scripts/check-directories.sh
 #   scripts/install-packages.sh build check editors  for scripts/check-editors.sh

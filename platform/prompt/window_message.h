@@ -27,8 +27,8 @@ constexpr int window_descriptor = 3;
 enum class WindowAsk : char {
     display = 'd',
     login = 'l',
-    confirm = 'n',     // the Enter key means no
-    confirm_yes = 'y', // the Enter key means yes
+    confirm = 'n',    // the Enter key means no
+    confirmYes = 'y', // the Enter key means yes
     pause = 'p'
 };
 

@@ -55,6 +55,7 @@ class SpawnSettings {
     int start(const std::string &path, pid_t *child) const {
         std::vector<std::string> variables = window_environment();
         std::vector<char *> environment;
+        environment.reserve(variables.size() + 1);
         for (std::string &variable : variables) environment.push_back(variable.data());
         environment.push_back(nullptr);
         std::string name = path;

@@ -135,7 +135,7 @@ static int confirm_ask_terminal(const char *text) {
 }
 
 static int confirm_ask(const char *text, int defaultButton) {
-    WindowQuestion question(defaultButton == confirm_yes ? WindowAsk::confirm_yes : WindowAsk::confirm, text);
+    WindowQuestion question(defaultButton == confirm_yes ? WindowAsk::confirmYes : WindowAsk::confirm, text);
     const WindowOutcome outcome = question.ask();
     if (outcome == WindowOutcome::accepted) return confirm_yes;
     if (outcome == WindowOutcome::refused || !question.goesToTerminal()) return confirm_no;

@@ -25,6 +25,7 @@ SHOWING = {"printf", "fprintf", "fputs", "puts", "perror", "vfprintf", "output_p
 PLAN = "plans are in one language, so that they can be kept and compared"
 PROTOCOL = "what an editor and its server tell each other"
 AROUND_FILES = {
+    "platform/prompt/window/style.cpp": "a style sheet",
     "tools/qrtscript/check/language_help.cpp": "sentences of the manual, in its language",
     "tools/qrtscript/check/lsp_document.cpp": PROTOCOL,
     "tools/qrtscript/check/lsp_help.cpp": "sentences of the manual, in its language",
@@ -75,6 +76,7 @@ AROUND = {
     ("tools/qrtscript/plan/session.cpp", "error"): "a key of the answer between two processes",
     ("tools/qrtscript/plan/session.cpp", "status"): "a key of the answer between two processes",
     ("language/tokenizer.cpp", "home directory"): "a name of the language",
+    ("platform/prompt/window/main.cpp", "qrt-prompt-window: %s\n"): "the program's name before a translated text",
     ("tools/program_start.cpp", "%s: cannot open /dev/null: %s\n"): "before the environment is read, the language too",
     ("tools/program_start.cpp", "%s: does not run with the rights of another user or group, or with capabilities of its own\n"):
         "before the environment is read, the language too",

@@ -22,7 +22,7 @@ std::string answer_packet(const WindowAnswer &answer) {
 } // namespace
 
 TEST(WindowMessage, ARequestArrivesAsItWasSent) {
-    const WindowRequest sent = {WindowAsk::confirm_yes, "Log out?\n\xff", "jdoe", "qrtlogin"};
+    const WindowRequest sent = {WindowAsk::confirmYes, "Log out?\n\xff", "jdoe", "qrtlogin"};
     WindowRequest got;
     ASSERT_TRUE(window_request_read(window_request_write(sent), &got));
     EXPECT_EQ(got.ask, sent.ask);

@@ -135,6 +135,8 @@ class Asked:
     def __init__(self, desktop, words, program="asker", prefix=(), terminal=False, before=lambda: None, **variables):
         """`before` is called in the new process; a variable that is None is not set."""
         self.desktop = desktop
+        self.has_keyboard = False
+        self.found = None
         environment = {**desktop.environment, **variables}
         environment = {name: value for name, value in environment.items() if value is not None}
         # Both ends stay open: the program opens its own only for a question.
@@ -212,6 +214,11 @@ class Asked:
     # ---- the window ----
 
     def window(self):
+        if self.found is None:
+            self.found = self.look_for_window()
+        return self.found
+
+    def look_for_window(self):
         helper = self.helper()
 
         def of_helper():
@@ -257,8 +264,14 @@ class Asked:
         if self.desktop.kind == "x11":
             window = wait_for("the window on the display", lambda: self.visible_window())
             self.desktop.run("xdotool", "windowfocus", "--sync", window)
-        return wait_for("the focus", lambda: next((part for part in self.parts()
+        part = wait_for("the focus", lambda: next((part for part in self.parts()
                                                    if part.getState().contains(pyatspi.STATE_FOCUSED)), None))
+        self.has_keyboard = True
+        return part
+
+    def have_keyboard(self):
+        if not self.has_keyboard:
+            self.focus()
 
     def picture(self, path):
         """Writes a picture of the window, when it has drawn itself."""
@@ -282,7 +295,7 @@ class Asked:
 
     def type(self, text):
         """Types; a line end is the Enter key."""
-        self.focus()
+        self.have_keyboard()
         words = []
         for part in text.splitlines(keepends=True):
             line = part.rstrip("\n")
@@ -292,7 +305,7 @@ class Asked:
 
     def key(self, name):
         """One key; with "alt+" before its name the two together."""
-        self.focus()
+        self.have_keyboard()
         self.press_keys(["-k", name])
 
     def press_keys(self, words):

@@ -30,9 +30,9 @@ GtkWidget *field_heading(const std::string &text) {
 
 GtkWidget *field_long_text(const std::string &text) {
     constexpr int height = 200;
-    constexpr size_t short_size = 400, short_lines = 6;
+    constexpr size_t shortSize = 400, shortLines = 6;
     const auto lines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-    if (text.size() <= short_size && lines < short_lines) return field_text(text);
+    if (text.size() <= shortSize && lines < shortLines) return field_text(text);
     GtkWidget *scrolled = gtk_scrolled_window_new();
     gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
     gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(scrolled), TRUE);
@@ -53,10 +53,10 @@ static void keep_label_alone(GtkWidget *button) {
 }
 
 GtkWidget *field_grid() {
-    constexpr int row_spacing = 6, column_spacing = 12;
+    constexpr int rowSpacing = 6, columnSpacing = 12;
     GtkWidget *grid = gtk_grid_new();
-    gtk_grid_set_row_spacing(GTK_GRID(grid), row_spacing);
-    gtk_grid_set_column_spacing(GTK_GRID(grid), column_spacing);
+    gtk_grid_set_row_spacing(GTK_GRID(grid), rowSpacing);
+    gtk_grid_set_column_spacing(GTK_GRID(grid), columnSpacing);
     return grid;
 }
 
@@ -95,7 +95,7 @@ static void watch_caps_lock(GtkWidget *hint) {
 static void show_or_hide(GtkButton *button, gpointer data) {
     GtkText *text = GTK_TEXT(data);
     const bool isShown = gtk_text_get_visibility(text) == FALSE;
-    gtk_text_set_visibility(text, isShown);
+    gtk_text_set_visibility(text, isShown ? TRUE : FALSE);
     g_object_set(text, "enable-undo", FALSE, nullptr); // which showing switches on: it keeps what has been deleted
     gtk_button_set_label(button, isShown ? catalogue_text("_Hide the password") : catalogue_text("_Show the password"));
     keep_label_alone(GTK_WIDGET(button));

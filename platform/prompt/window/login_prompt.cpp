@@ -119,6 +119,7 @@ void prompt_login(const WindowRequest &request) {
     prompt.problem = field_problem();
 
     GtkWidget *grid = field_grid();
+    // TRANSLATORS: in windows, the letter behind "_" is the key that goes there, together with Alt.
     field_add(grid, 0, catalogue_text("User _name"), prompt.name);
     field_add(grid, 1, catalogue_text("_Password"), prompt.password.entry);
     gtk_grid_attach(GTK_GRID(grid), prompt.password.below, 1, 2, 1, 1);

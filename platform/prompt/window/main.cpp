@@ -22,7 +22,7 @@ static void show(const WindowRequest &request) {
         case WindowAsk::login:
             return prompt_login(request);
         case WindowAsk::confirm:
-        case WindowAsk::confirm_yes:
+        case WindowAsk::confirmYes:
             return prompt_confirm(request);
         case WindowAsk::pause:
             return prompt_pause(request);
@@ -41,7 +41,8 @@ int main() {
         fprintf(stderr, "qrt-prompt-window: %s\n", catalogue_text("is started by libtreelogin, for a prompt"));
         return exit_usage;
     }
-    if (!style_init("qrt-prompt-window", catalogue_text("Login"))) conversation_fail(catalogue_text("the display cannot be opened"));
+    if (!style_init("qrt-prompt-window", catalogue_text("Login")))
+        conversation_fail(catalogue_text("the display cannot be opened"));
     conversation_keep_alive();
     show(request);
     g_main_loop_run(g_main_loop_new(nullptr, FALSE));

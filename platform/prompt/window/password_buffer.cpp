@@ -46,12 +46,12 @@ static guint get_length(GtkEntryBuffer *buffer) {
 // Of what does not fit in the characters that do are taken.
 static guint insert_text(GtkEntryBuffer *buffer, guint position, const char *text, guint characters) {
     PasswordBuffer *own = of(buffer);
-    const auto size_of = [text](guint count) {
+    const auto sizeOf = [text](guint count) {
         return static_cast<size_t>(g_utf8_offset_to_pointer(text, static_cast<glong>(count)) - text);
     };
-    while (characters > 0 && size_of(characters) > capacity - own->bytes) --characters;
+    while (characters > 0 && sizeOf(characters) > capacity - own->bytes) --characters;
     if (characters == 0) return 0;
-    const size_t size = size_of(characters), at = offset_of(own, position);
+    const size_t size = sizeOf(characters), at = offset_of(own, position);
     char *place = own->secret->text() + at;
     memmove(place + size, place, own->bytes - at + 1);
     memcpy(place, text, size);

@@ -38,7 +38,7 @@ void prompt_confirm(const WindowRequest &request) {
     GtkWidget *no = field_button(buttons, catalogue_text("_No"), G_CALLBACK(refuse), nullptr);
     GtkWidget *yes = field_button(buttons, catalogue_text("_Yes"), G_CALLBACK(accept), nullptr);
     show_question(catalogue_text("Question"), window_safe_text(request.subject), request, buttons,
-                  request.ask == WindowAsk::confirm_yes ? yes : no);
+                  request.ask == WindowAsk::confirmYes ? yes : no);
 }
 
 void prompt_pause(const WindowRequest &request) {

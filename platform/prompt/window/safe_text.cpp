@@ -18,6 +18,7 @@ std::string window_safe_text(std::string_view text) {
 }
 
 std::string window_safe_name(std::string_view name) {
-    constexpr char first_strong_isolate[] = "\u2068", pop_isolate[] = "\u2069";
-    return first_strong_isolate + terminal_text(name, is_hidden) + pop_isolate;
+    // The signs U+2068 "first strong isolate" and U+2069 "pop directional isolate".
+    static constexpr char before[] = {'\xE2', '\x81', '\xA8', '\0'}, behind[] = {'\xE2', '\x81', '\xA9', '\0'};
+    return before + terminal_text(name, is_hidden) + behind;
 }
