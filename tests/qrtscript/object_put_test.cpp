@@ -111,12 +111,14 @@ TEST_F(ObjectPut, DoesNothingWithTheSameScript) {
 }
 
 TEST_F(ObjectPut, AsksFirst) {
+    environment["DISPLAY"] = ":4711"; // on the terminal all the same, without a word about windows
     userScript("EXIT\n");
     site.write("new.qrt", "BREAK ON\n");
     const Words words = {"put", "jdoe.sales.acme", site.path("new.qrt")};
     auto process = onTerminal(words);
     ASSERT_TRUE(process->answers("Make this the login script of jdoe.sales.acme? (y/n) ", "n\n"));
     EXPECT_EQ(process->finish(), 1) << process->shown();
+    EXPECT_EQ(process->shown().find("window"), std::string::npos) << process->shown();
     EXPECT_EQ(script("jdoe.sales.acme"), "EXIT\n");
     process = onTerminal(words);
     ASSERT_TRUE(process->answers("Make this the login script of jdoe.sales.acme? (y/n) ", "y\n"));

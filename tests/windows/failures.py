@@ -2,8 +2,10 @@
 says what it should not, and when the display or the caller goes away. None of it counts as the person's answer."""
 import json
 import os
+import pwd
 import shutil
 import signal
+import subprocess
 import sys
 import unittest
 
@@ -153,6 +155,24 @@ class OddPrograms(unittest.TestCase):
         self.assertEqual([seen[name] for name in ("arguments", "folder", "blocked", "ignored", "leads-its-session")],
                          [[], "/", [], [], True])
         self.assertEqual(seen["descriptors"], {"0": "/dev/null", "1": "/dev/null", "2": "/dev/null", "3": "socket"})
+
+
+class Protection(unittest.TestCase):
+    def test_the_program_is_not_readable_for_others_of_the_same_user(self):
+        nobody = pwd.getpwnam("nobody").pw_uid
+        # As root it runs as somebody else, whose own files in /proc can be told from those of root.
+        other = {"before": lambda: os.setuid(nobody)} if os.geteuid() == 0 else {}
+        may_run = subprocess.run(["test", "-x", build + "/qrt-prompt-window"], preexec_fn=other.get("before"))
+        if may_run.returncode != 0:
+            self.skipTest("nobody but root may run what is in this folder")
+        with Desktop("x11", build, accessible=False) as hanging:
+            hanging.display.send_signal(signal.SIGSTOP)
+            asked = desktop.ask("pause", DISPLAY=hanging.environment["DISPLAY"], **other)
+            helper = asked.helper()
+            # What may not be traced, and dumps no core, has files of root's there.
+            wait_for("the protection", lambda: os.stat(f"/proc/{helper}/maps").st_uid == 0)
+            self.assertEqual(os.stat(f"/proc/{asked.process.pid}/maps").st_uid, nobody if other else os.geteuid())
+            asked.process.kill()
 
 
 class Endings(unittest.TestCase):
