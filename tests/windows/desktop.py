@@ -319,8 +319,7 @@ class Asked:
             if option == "-k":
                 self.desktop.run("xdotool", "key", word)
             elif word != "-k":
-                # A letter that the keyboard does not have is put on it meanwhile.
-                self.desktop.run("xdotool", "type", "--delay", "0" if word.isascii() else "50", word)
+                self.desktop.run("xdotool", "type", "--delay", "0", word)
 
 
 @contextlib.contextmanager

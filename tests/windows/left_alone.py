@@ -17,6 +17,7 @@ if __name__ == "__main__":
         time.sleep(LONGER_THAN_WAITED_FOR)
         for answer, one in asked.items():
             if answer.startswith("login"):
+                one.focus()  # which another window has had since
                 one.type("x1\n")
             else:
                 one.press("Yes" if answer == "confirm=4" else "Continue")

@@ -8,6 +8,10 @@ import unittest
 from desktop import ISOLATES, Desktop, read_events, text_of, wait_for
 
 
+# The keyboard of the X11 display has no other letters; that of Wayland gets those that are typed.
+ASCII_SIGNS = "!\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~"
+
+
 def outline(asked):
     """What a screen reader finds: the role and the name of everything that has a name, or can have the focus."""
     return [f"{part.getRoleName()} {part.name.translate(ISOLATES)}" for part in asked.parts()
@@ -27,8 +31,9 @@ class Login(Case):
     def test_the_password_is_typed_where_the_focus_is(self):
         asked = desktop.ask("login", "ACME_TREE", "jdoe.sales")
         self.assertEqual(asked.focus().getRoleName(), "password text")
-        asked.type("sun \u00dfflower\u20ac\n")
-        self.assertEqual(asked.answer(), "login=0 user=jdoe.sales password=sun \u00dfflower\u20ac")
+        password = "sun fl\u00f6wer\u20ac" if kind == "wayland" else "Sun flower" + ASCII_SIGNS
+        asked.type(password + "\n")
+        self.assertEqual(asked.answer(), "login=0 user=jdoe.sales password=" + password)
 
     def test_without_a_name_to_offer_the_name_comes_first(self):
         for offered in ("", "<username>"):
@@ -109,11 +114,12 @@ class Login(Case):
 
     def test_a_password_is_edited(self):
         asked = desktop.ask("login", "ACME_TREE", "jdoe")
-        asked.type("\u00dfb\u20ac")
+        first, second = ("\u00df", "\u20ac") if kind == "wayland" else ("x", "y")
+        asked.type(first + "b" + second)
         for key in ("Left", "BackSpace", "Home", "Delete"):
             asked.key(key)
-        asked.type("\u20aca\n")
-        self.assertEqual(asked.answer(), "login=0 user=jdoe password=\u20aca\u20ac")
+        asked.type(second + "a\n")
+        self.assertEqual(asked.answer(), f"login=0 user=jdoe password={second}a{second}")
 
     def test_nothing_of_the_password_can_be_read_aloud(self):
         with read_events("object:text-changed") as events:
