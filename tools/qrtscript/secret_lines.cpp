@@ -67,7 +67,7 @@ static bool may_be_mistyped(std::string_view statement) {
     const std::string_view word = secret_word(statement, 0);
     if (!nearest_name(word, {"TREE", "ATTACH"}).empty()) return true;
     const size_t slash = statement.find('/'), sign = statement.find(';');
-    return !word.empty() && slash < sign && slash > 0 && is_word_letter(statement[slash - 1]);
+    return !word.empty() && sign != statement.npos && slash < sign && slash > 0 && is_word_letter(statement[slash - 1]);
 }
 
 static size_t password_of_login(std::string_view line, bool isUnread) {
@@ -75,7 +75,11 @@ static size_t password_of_login(std::string_view line, bool isUnread) {
     if (isUnread)
         for (const size_t start : secret_statement_starts(line))
             if (may_be_mistyped(line.substr(start))) from = std::min(from, start);
-    const size_t sign = from == line.npos ? line.npos : line.find(';', from);
+    if (from == line.npos) return line.npos;
+    size_t sign = line.find(';', from);
+    // What makes a line unreadable may be another sign in the place of the ";", behind the names of a tree and a user.
+    const size_t slash = isUnread ? line.find_first_of("/\\", from) : line.npos;
+    if (slash != line.npos) sign = std::min(sign, line.find_first_of(":,|&!#?", slash));
     return sign == line.npos ? line.npos : sign + 1;
 }
 
