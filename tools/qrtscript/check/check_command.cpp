@@ -33,10 +33,10 @@ class Checker {
     void checkInput(const std::string &input);
     std::string objectName(const std::string &input) const;
     bool checkObject(const std::string &input);
-    void checkScript(const ScriptFile &file, const std::function<std::string()> &read);
+    void checkScript(const FoundScript &file, const std::function<std::string()> &read);
     CheckedScript checked(const std::string &name, const std::string &text);
     bool isExcluded(const std::string &name);
-    void fix(CheckedScript *script, const ScriptFile &file);
+    void fix(CheckedScript *script, const FoundScript &file);
     void report() const;
     int writeBaseline() const;
     void fail(const std::string &problem);
@@ -109,7 +109,7 @@ bool Checker::isExcluded(const std::string &name) {
     return !settings.excluded.empty() && settings_exclude(settings, settings_path(settings, name));
 }
 
-void Checker::fix(CheckedScript *script, const ScriptFile &file) {
+void Checker::fix(CheckedScript *script, const FoundScript &file) {
     const auto check = [&](const std::string &text) { return checked(script->name, text).findings; };
     FixedText fixed = text_fixed(script->text, check);
     if (fixed.count == 0) return;
@@ -128,7 +128,7 @@ void Checker::fix(CheckedScript *script, const ScriptFile &file) {
     *script = checked(script->name, fixed.text);
 }
 
-void Checker::checkScript(const ScriptFile &file, const std::function<std::string()> &read) {
+void Checker::checkScript(const FoundScript &file, const std::function<std::string()> &read) {
     try {
         CheckedScript script = checked(file.name, read());
         if (options_.fix || options_.diff) fix(&script, file);
@@ -176,11 +176,11 @@ void Checker::checkInput(const std::string &input) {
         }
     };
     const auto filesOf = options_.fix && !options_.diff ? script_files_to_rewrite : script_files;
-    const std::vector<ScriptFile> files = filesOf(input, excluded, &problems);
+    const std::vector<FoundScript> files = filesOf(input, excluded, &problems);
     for (const std::string &problem : problems) fail(problem);
     // What a login reads behind the script of each object.
     const char *const end = options_.forObject ? "\r\n" : "";
-    for (const ScriptFile &file : files) checkScript(file, [&] { return script_text(file.path) + end; });
+    for (const FoundScript &file : files) checkScript(file, [&] { return script_text(file.path) + end; });
 }
 
 int Checker::writeBaseline() const {

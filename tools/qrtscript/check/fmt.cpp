@@ -110,7 +110,7 @@ static Outcome complain(const std::string &problem) {
     return impossible;
 }
 
-static Outcome format_one(const ScriptFile &file, const FmtOptions &options) {
+static Outcome format_one(const FoundScript &file, const FmtOptions &options) {
     const std::string &name = file.name;
     const std::string before = script_text(file.path);
     const std::string after = script_formatted(syntax_read(before), options.style);
@@ -132,7 +132,7 @@ static Outcome format_one(const ScriptFile &file, const FmtOptions &options) {
 
 static Outcome format_input(const std::string &input, const FmtOptions &options) {
     Outcome worst = formatted_already;
-    const auto attempt = [&](const ScriptFile &file) {
+    const auto attempt = [&](const FoundScript &file) {
         try {
             worst = std::max(worst, format_one(file, options));
         } catch (const std::runtime_error &problem) {
@@ -141,10 +141,10 @@ static Outcome format_input(const std::string &input, const FmtOptions &options)
     };
     Problems problems;
     const auto files = options.check || options.diff || options.toOutput ? script_files : script_files_to_rewrite;
-    const std::vector<ScriptFile> all = files(
+    const std::vector<FoundScript> all = files(
         input, [](const std::string &) { return false; }, &problems);
     for (const std::string &problem : problems) worst = complain(problem);
-    for (const ScriptFile &file : all) attempt(file);
+    for (const FoundScript &file : all) attempt(file);
     return worst;
 }
 

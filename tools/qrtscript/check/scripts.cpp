@@ -21,15 +21,15 @@ namespace {
 struct Walk {
     const fs::path root; // without symbolic links
     const std::function<bool(const std::string &)> &excluded;
-    Problems *problems;
-    std::vector<ScriptFile> files = {};
+    Problems problems = {};
+    std::vector<FoundScript> files = {};
     bool hasScripts = false; // excluded ones too
 
     void visit(const std::string &folder) {
         std::error_code error;
         fs::directory_iterator entries(folder, error);
         for (const fs::directory_iterator end; !error && entries != end; entries.increment(error)) take(*entries);
-        if (error) problems->push_back(folder + ": " + error.message());
+        if (error) problems.push_back(folder + ": " + error.message());
     }
 
     void take(const fs::directory_entry &entry) {
@@ -56,32 +56,32 @@ struct Walk {
         if (std::mismatch(root.begin(), root.end(), target.begin(), target.end()).first == root.end())
             files.push_back({name, target.string(), true});
         else
-            problems->push_back(
+            problems.push_back(
                 catalogue_format("%s: not read: the symbolic link leads out of the folder", name.c_str()));
     }
 };
 
 } // namespace
 
-std::vector<ScriptFile> script_files(const std::string &input, const std::function<bool(const std::string &)> &excluded,
-                                     Problems *problems) {
+std::vector<FoundScript> script_files(const std::string &input,
+                                      const std::function<bool(const std::string &)> &excluded, Problems *problems) {
     std::error_code error; // which reading it will report
     if (input == "-" || !fs::is_directory(input, error)) return {{input, input}};
-    Walk walk = {fs::canonical(input, error), excluded, problems};
-    const size_t before = problems->size();
+    Walk walk = {fs::canonical(input, error), excluded};
     walk.visit(input);
-    if (!walk.hasScripts && problems->size() == before)
-        problems->push_back(catalogue_format("%s: no *.qrt file in it", input.c_str()));
+    if (!walk.hasScripts && walk.problems.empty())
+        walk.problems.push_back(catalogue_format("%s: no *.qrt file in it", input.c_str()));
+    problems->insert(problems->end(), walk.problems.begin(), walk.problems.end());
     std::sort(walk.files.begin(), walk.files.end(),
-              [](const ScriptFile &a, const ScriptFile &b) { return a.name < b.name; });
+              [](const FoundScript &a, const FoundScript &b) { return a.name < b.name; });
     return std::move(walk.files);
 }
 
-std::vector<ScriptFile> script_files_to_rewrite(const std::string &input,
-                                                const std::function<bool(const std::string &)> &excluded,
-                                                Problems *problems) {
-    std::vector<ScriptFile> files = script_files(input, excluded, problems);
-    std::stable_partition(files.begin(), files.end(), [](const ScriptFile &file) { return !file.isLink; });
+std::vector<FoundScript> script_files_to_rewrite(const std::string &input,
+                                                 const std::function<bool(const std::string &)> &excluded,
+                                                 Problems *problems) {
+    std::vector<FoundScript> files = script_files(input, excluded, problems);
+    std::stable_partition(files.begin(), files.end(), [](const FoundScript &file) { return !file.isLink; });
     return files;
 }
 
