@@ -8,6 +8,7 @@ inline constexpr const char *argp_texts[] = {
     catalogue_mark(" [OPTION...]"),
     catalogue_mark("Give this help list"),
     catalogue_mark("Give a short usage message"),
+    catalogue_mark("Print program version"),
     // TRANSLATORS: the value of --program-name in the help
     catalogue_mark("NAME"),
     catalogue_mark("Set the program name"),
