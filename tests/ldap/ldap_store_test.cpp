@@ -245,6 +245,81 @@ TEST_F(LdapStoreTest, GroupsAreAskedForOnce) {
     EXPECT_EQ(server->searches(), 2) << "for the groups and, once, for those that they are in";
 }
 
+namespace {
+
+// A directory of accounts: the user is in staff, and staff in everyone.
+class LdapGroupsOfAccounts : public LdapStoreTest {
+  protected:
+    LdapGroupsOfAccounts() { tree.ldap.schema = SitePreset::activeDirectory; }
+    // The server's rootDSE, and what it answers from there on.
+    std::string groupsWith(const Attributes &rootDse, const std::vector<Scripted::Answer> &more) {
+        std::vector<Scripted::Answer> searches = {
+            groups({"staff"}), groups({}), {Scripted::entry("", rootDse), Scripted::done()}};
+        searches.insert(searches.end(), more.begin(), more.end());
+        on({{{Scripted::bound()}}, searches, {{Scripted::unknown()}}});
+        std::string names;
+        for (const Name &group : store->groupsOf(*user)) names += name_to_dotted(group, false) + " ";
+        return names + std::to_string(server->searches());
+    }
+    static Scripted::Answer groups(const std::vector<std::string> &names, int result = 0) {
+        Scripted::Answer answer;
+        for (const std::string &name : names) answer.push_back(Scripted::entry("cn=" + name + ",o=acme", {}));
+        answer.push_back(Scripted::done(result));
+        return answer;
+    }
+    const Attributes hasTheRule = {{"supportedCapabilities", "1.2.840.113556.1.4.800"}};
+};
+
+} // namespace
+
+TEST_F(LdapGroupsOfAccounts, ThoseOfGroupsAreOneSearchWhereTheServerSaysThatItFindsThem) {
+    EXPECT_EQ(groupsWith(hasTheRule, {groups({"everyone", "staff"}), groups({"never asked for"})}), "staff everyone 4");
+    EXPECT_EQ(groupsWith(hasTheRule, {groups({}), groups({"never asked for"})}), "staff 4");
+}
+
+TEST_F(LdapGroupsOfAccounts, ThoseOfGroupsAreASearchForEachLevelWhereItDoesNot) {
+    const std::vector<Scripted::Answer> levels = {groups({"everyone"}), groups({})};
+    EXPECT_EQ(groupsWith({{"supportedCapabilities", "1.2.840.113556.1.4.1851"}}, levels), "staff everyone 5");
+    EXPECT_EQ(groupsWith({{"vendorName", "x"}}, levels), "staff everyone 5");
+}
+
+TEST_F(LdapGroupsOfAccounts, ThoseOfGroupsAreASearchForEachLevelWhereTheSearchByTheRuleIsRefused) {
+    for (const int refusal : {18, 12, 53}) // inappropriateMatching and others
+        EXPECT_EQ(groupsWith(hasTheRule, {groups({}, refusal), groups({"everyone"}), groups({})}), "staff everyone 6")
+            << refusal;
+}
+
+// What it says of itself is read once: for the schema that it has, and for this.
+TEST_F(LdapGroupsOfAccounts, TheServerIsNotAskedAgainWhatItCanDo) {
+    tree.ldap.schema = SitePreset::automatic;
+    on({{{Scripted::bound()}},
+        {{Scripted::entry("", hasTheRule), Scripted::done()},
+         groups({"staff"}),
+         groups({}),
+         groups({"everyone"}),
+         groups({"never asked for"})},
+        {{Scripted::unknown()}}});
+    EXPECT_EQ(store->groupsOf(*user).size(), 2u);
+    EXPECT_EQ(server->searches(), 4);
+}
+
+// The rule is used whatever the tree's schema is, and finds what has a user as `member` alone.
+TEST_F(LdapGroupsOfAccounts, InAnotherSchemaTheRuleIsUsedBesideTheLevels) {
+    tree.ldap.schema = SitePreset::brasca;
+    tree.base.clear();
+    on({{{Scripted::bound()}},
+        {{Scripted::entry("", {hasTheRule.front(), {"namingContexts", "o=acme"}}), Scripted::done()},
+         groups({"staff"}),
+         groups({"everyone"}),
+         groups({"as a uniqueMember"}),
+         groups({})},
+        {{Scripted::unknown()}}});
+    store = tree_ldap_store(tree, {});
+    user->name = {{"cn", "jdoe"}, {"o", "acme"}};
+    EXPECT_EQ(store->groupsOf(*user).size(), 3u);
+    EXPECT_EQ(server->searches(), 5);
+}
+
 // A server gives 1,500 values or so at once, and says which.
 TEST_F(LdapStoreTest, ValuesThatComeInRangesAreAllThere) {
     const auto member = [](const std::string &range, const std::string &who) {

@@ -146,6 +146,24 @@ TEST_F(StockSite, GroupsOfGroupsAndGroupsOfAccountsCount) {
     EXPECT_THAT(scriptOf("anna.staff", "sunflower", member_of).out, EndsWith("\nstaff\neveryone\ntop\n"));
 }
 
+// Accounts as in an Active Directory, at a server that says of none of its rules that it finds groups of groups.
+TEST_F(StockSite, GroupsOfGroupsCountWhereOnlyTheSchemaIsThatOfADomain) {
+    const std::string dn = "cn=Bea Reed,ou=staff,dc=school,dc=example";
+    Slapd::Setup setup = stock("dn: " + dn +
+                               "\nobjectClass: inetOrgPerson\nobjectClass: extensibleObject\ncn: Bea Reed\nsn: Reed\n"
+                               "sAMAccountName: bea\nseeAlso: " +
+                               dn + "\nuserPassword: tulip\n\n");
+    setup.schemas.emplace_back("msuser");
+    const std::string staff = "member: uid=anna,ou=staff,dc=school,dc=example\n";
+    setup.ldif.insert(setup.ldif.find(staff), "member: " + dn + "\n");
+    Slapd server(setup);
+    onStock(server, "schema = \"ad\"\n");
+    EXPECT_THAT(scriptOf(dn, "tulip", member_of).out, EndsWith("\nstaff\neveryone\n"));
+    onStock(server, "schema = \"ad\"\nnested_groups = false\n");
+    EXPECT_THAT(scriptOf(dn, "tulip", member_of).out, EndsWith("\nstaff\n"));
+    EXPECT_THAT(server.log(), Not(HasSubstr("1.2.840.113556.1.4.1941")));
+}
+
 // The server adds it to the user's memberOf (overlay dynlist).
 TEST_F(StockSite, AGroupThatTheServerMakesOfASearchCounts) {
     Slapd::Setup setup = stock(

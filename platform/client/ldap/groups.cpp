@@ -25,7 +25,7 @@ std::string LdapGroups::groupFilter(const Entry &entry) {
 }
 
 // `member`: for messages.
-std::vector<Name> LdapGroups::readGroups(const std::string &filter, const Name &member) {
+LdapAnswer LdapGroups::searchGroups(const std::string &filter, const Name &member) {
     LdapSearch wanted = {objects_.dnOf(objects_.searchBase()), LDAP_SCOPE_SUBTREE, filter, {LDAP_NO_ATTRS}};
     wanted.paged = true;
     LdapAnswer answer = servers_.search(wanted);
@@ -36,6 +36,10 @@ std::vector<Name> LdapGroups::readGroups(const std::string &filter, const Name &
     }
     if (!answer.missing.empty())
         throw CodedError(answer.missingCode, answer.missing); // no list of groups is better than a short one
+    return answer;
+}
+
+std::vector<Name> LdapGroups::namesOf(const LdapAnswer &answer) const {
     std::vector<Name> names;
     for (const LdapEntry &one : answer.entries) {
         Name name;
@@ -45,6 +49,10 @@ std::vector<Name> LdapGroups::readGroups(const std::string &filter, const Name &
             names.push_back(std::move(name)); // two servers may have the same one
     }
     return names;
+}
+
+std::vector<Name> LdapGroups::readGroups(const std::string &filter, const Name &member) {
+    return namesOf(searchGroups(filter, member));
 }
 
 static void add_new(const std::vector<Name> &found, std::vector<Name> *groups) {
@@ -75,18 +83,19 @@ std::vector<Name> LdapGroups::readPrimaryGroup(const Entry &entry) {
     return readGroups("(objectSid=" + filter_escaped_binary(identifier) + ")", entry.name);
 }
 
-// A directory of accounts finds the groups of groups itself.
-void LdapGroups::addChain(const Entry &entry, std::vector<Name> *groups) {
-    const std::vector<Name> primary = readPrimaryGroup(entry);
-    add_new(primary, groups);
-    if (!tree_.nestedGroups) return;
+// The groups of groups by the server's own rule, all in one search. Returns whether the server has used it.
+bool LdapGroups::addChain(const Entry &entry, const std::vector<Name> &primary, std::vector<Name> *groups) {
+    if (!objects_.findsNestedGroups()) return false;
     std::vector<std::string> members = {objects_.dnOf(entry)};
     for (const Name &group : primary) members.push_back(objects_.dnOf(group));
     std::vector<std::string> filters;
     for (const std::string &dn : members)
         filters.push_back("(" + objects_.schema().attributeOf("member") +
                           ":1.2.840.113556.1.4.1941:=" + filter_escaped(dn) + ")");
-    add_new(readGroups(filter_or(filters), entry.name), groups);
+    const LdapAnswer answer = searchGroups(filter_or(filters), entry.name);
+    if (answer.result != LDAP_SUCCESS) return false;
+    add_new(namesOf(answer), groups);
+    return true;
 }
 
 void LdapGroups::addNested(const Entry &entry, std::vector<Name> *groups) {
@@ -108,11 +117,13 @@ void LdapGroups::addNested(const Entry &entry, std::vector<Name> *groups) {
 const std::vector<Name> &LdapGroups::of(const Entry &entry) {
     const std::string dn = objects_.dnOf(entry);
     if (groups_.count(dn) == 0) {
-        std::vector<Name> groups = readGroups(groupFilter(entry), entry.name);
-        if (objects_.isOfAccounts())
-            addChain(entry, &groups);
-        else if (tree_.nestedGroups)
-            addNested(entry, &groups);
+        std::vector<Name> groups = readGroups(groupFilter(entry), entry.name), primary;
+        if (objects_.isOfAccounts()) primary = readPrimaryGroup(entry);
+        add_new(primary, &groups);
+        // The rule knows the attribute `member` alone, which is how accounts are in groups: others may be in them by
+        // their names, or as uniqueMember.
+        const bool isComplete = tree_.nestedGroups && addChain(entry, primary, &groups) && objects_.isOfAccounts();
+        if (tree_.nestedGroups && !isComplete) addNested(entry, &groups);
         groups_[dn] = std::move(groups);
     }
     return groups_[dn];

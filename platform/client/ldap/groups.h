@@ -25,9 +25,11 @@ class LdapGroups {
   private:
     std::string memberFilter(const std::string &dn);
     std::string groupFilter(const Entry &entry);
+    LdapAnswer searchGroups(const std::string &filter, const Name &member);
+    std::vector<Name> namesOf(const LdapAnswer &answer) const;
     std::vector<Name> readGroups(const std::string &filter, const Name &member);
     void addNested(const Entry &entry, std::vector<Name> *groups);
-    void addChain(const Entry &entry, std::vector<Name> *groups);
+    bool addChain(const Entry &entry, const std::vector<Name> &primary, std::vector<Name> *groups);
     std::vector<Name> readPrimaryGroup(const Entry &entry);
 
     const ConfigTree &tree_;

@@ -14,12 +14,20 @@ static constexpr const char *leaf_types[] = {"cn", "uid", "ou"}; // the likely o
 LdapLookup::LdapLookup(const ConfigTree &config, const Name &base, LdapServers *askedServers)
     : tree_(config), root_(base), servers_(*askedServers) {}
 
+static bool is_active_directory(const std::vector<std::string> &capabilities) {
+    constexpr const char *activeDirectory = "1.2.840.113556.1.4.800";
+    return std::find(capabilities.begin(), capabilities.end(), activeDirectory) != capabilities.end();
+}
+
+bool LdapLookup::findsNestedGroups() {
+    const bool isKnown = rootDse_ || isOfAccounts();
+    return isKnown && is_active_directory(rootDse().capabilities);
+}
+
 // A directory of accounts says that it is one; the others differ in their classes.
 SitePreset LdapLookup::recognise() {
-    constexpr const char *activeDirectory = "1.2.840.113556.1.4.800";
-    const RootDse root = readRootDse();
-    if (std::find(root.capabilities.begin(), root.capabilities.end(), activeDirectory) != root.capabilities.end())
-        return SitePreset::activeDirectory;
+    const RootDse &root = rootDse();
+    if (is_active_directory(root.capabilities)) return SitePreset::activeDirectory;
     const LdapAnswer answer =
         servers_.search({root.subschema, LDAP_SCOPE_BASE, "(objectClass=subschema)", {"objectClasses"}});
     if (root.subschema.empty() || answer.entries.empty()) {
@@ -58,13 +66,17 @@ LdapAnswer LdapLookup::search(const Name &below, int scope, const std::string &f
     return answer;
 }
 
-LdapLookup::RootDse LdapLookup::readRootDse() {
-    RootDse root;
+// A server that shows nothing yet may do so after a login.
+const LdapLookup::RootDse &LdapLookup::rootDse() {
+    static const RootDse nothing;
+    if (rootDse_) return *rootDse_;
     const LdapAnswer answer =
         servers_.search({"",
                          LDAP_SCOPE_BASE,
                          "(objectClass=*)",
                          {"namingContexts", "defaultNamingContext", "supportedCapabilities", "subschemaSubentry"}});
+    if (answer.entries.empty()) return nothing;
+    RootDse &root = rootDse_.emplace();
     for (const LdapEntry &entry : answer.entries) {
         for (const auto &[name, values] : entry.attributes) {
             if (equal_nocase(name, "namingContexts")) root.contexts = values;
@@ -86,7 +98,7 @@ const Name &LdapLookup::searchBase() {
     } else if (!root_.empty()) {
         searchBases_.emplace_back();
     } else {
-        const RootDse root = readRootDse();
+        const RootDse &root = rootDse();
         for (const std::string &context : root.contexts)
             if (name_parse_dn(context, root_, &found, nullptr)) searchBases_.push_back(found);
         if (searchBases_.size() != 1 && name_parse_dn(root.defaultContext, root_, &found, nullptr) && !found.empty())
@@ -313,7 +325,7 @@ void LdapLookup::refuseWrongBase() {
     if (anythingSeen_ || wanted.empty() || tree_.ldap.referrals || !name_parse_dn(wanted, {}, &place, nullptr)) return;
     std::string shown;
     try {
-        const RootDse root = readRootDse();
+        const RootDse &root = rootDse();
         for (const std::string &context : root.contexts) {
             Name held;
             if (!name_parse_dn(context, {}, &held, nullptr) ||

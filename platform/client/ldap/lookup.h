@@ -67,6 +67,10 @@ class LdapLookup {
     // Users are known by an account's name, and nobody is shown anything before a login.
     bool isOfAccounts() { return !schema().userName.empty(); }
 
+    // Does the server say that it finds the groups of groups itself, by Active Directory's matching rule? A directory
+    // of accounts is asked; of another one that counts which it has said already.
+    bool findsNestedGroups();
+
     // The DN of an entry, and of a name that may be one of an entry that has been read.
     std::string dnOf(const Entry &entry) const { return entry.dn.empty() ? name_to_dn(entry.name, root_) : entry.dn; }
     std::string dnOf(const Name &name) const;
@@ -82,7 +86,7 @@ class LdapLookup {
     };
 
     const LdapEntries &entries();
-    RootDse readRootDse();
+    const RootDse &rootDse();
     SitePreset recognise();
     void noteAccount(const Entry &entry);
     std::vector<Name> guesses(const Name &name);
@@ -95,7 +99,8 @@ class LdapLookup {
     Name root_;
     std::unique_ptr<LdapEntries> entries_; // null until it is known what the servers call things
     LdapServers &servers_;
-    std::vector<Name> searchBases_; // one, once it is known
+    std::optional<RootDse> rootDse_; // once a server has shown it: the same for all users
+    std::vector<Name> searchBases_;  // one, once it is known
     bool anythingSeen_ = false;
     std::unordered_map<std::string, LdapOrigin> origins_; // names with their types
     std::string missing_;                                 // as in the last answers
