@@ -146,6 +146,26 @@ TEST_F(StockSite, GroupsOfGroupsAndGroupsOfAccountsCount) {
     EXPECT_THAT(scriptOf("anna.staff", "sunflower", member_of).out, EndsWith("\nstaff\neveryone\ntop\n"));
 }
 
+// Two are called staff and two crew: of each, one of teachers and one of pupils.
+TEST_F(StockSite, GroupsAreComparedByTheirDns) {
+    const auto group = [](const std::string &rdn, const std::string &member) {
+        return "dn: " + rdn +
+               ",dc=school,dc=example\nobjectClass: groupOfNames\ncn: " + rdn.substr(3, rdn.find(',') - 3) +
+               "\nmember: " + member + ",dc=school,dc=example\n\n";
+    };
+    Slapd server(stock("dn: ou=pupils,dc=school,dc=example\nobjectClass: organizationalUnit\nou: pupils\n\n" +
+                       person("carl", "tulip") + group("cn=staff,ou=pupils", "UID=Carl, OU=Staff") +
+                       group("cn=crew,ou=pupils", "CN=Staff, OU=Pupils") +
+                       group("cn=crew,ou=groups", "cn=crew,ou=pupils")));
+    onStock(server, "schema = \"rfc2307\"\n");
+    std::string script;
+    for (const std::string name : {"staff.groups", "staff.pupils", "crew.groups", "crew.pupils"})
+        script += "IF MEMBER OF \"." + name + "\" THEN WRITE \"" + name + "\"\n";
+    EXPECT_THAT(scriptOf("anna", "sunflower", script).out, EndsWith("User: anna\nstaff.groups\n"));
+    EXPECT_THAT(scriptOf("carl", "tulip", script).out,
+                EndsWith("User: carl\nstaff.pupils\ncrew.groups\ncrew.pupils\n"));
+}
+
 // Accounts as in an Active Directory, at a server that says of none of its rules that it finds groups of groups.
 TEST_F(StockSite, GroupsOfGroupsCountWhereOnlyTheSchemaIsThatOfADomain) {
     const std::string dn = "cn=Bea Reed,ou=staff,dc=school,dc=example";
