@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include "tests/ldap/hostile_server.h"
 #include "tests/ldap/ldap_site.h"
 
 namespace {
@@ -68,4 +69,22 @@ TEST_F(LdapLoginTime, AUserWithoutOneWritesNone) {
     onServers({server.uri()});
     ASSERT_EQ(login().status, 0);
     EXPECT_THAT(server.log(), Not(HasSubstr(" MOD ")));
+}
+
+// The server takes the change and says nothing more, and the limit for an answer is longer than any test may take.
+TEST_F(LdapLoginTime, ThatItIsWrittenIsNotWaitedFor) {
+    const Scripted::Answer found = {
+        Scripted::entry(
+            "cn=jdoe,ou=sales,o=acme",
+            {{"objectClass", "person"}, {"cn", "jdoe"}, {"sn", "Doe"}, {"qrtLastLoginTime", "20200101000000Z"}}),
+        Scripted::entry("cn=SRV1,o=acme", {{"objectClass", "qrtServer"}, {"cn", "SRV1"}}), Scripted::done()};
+    const Scripted::Answer silence;
+    HostileServer server(Scripted{{{Scripted::bound()}}, {found}, {{Scripted::unknown()}}, {silence}});
+    onServers({server.uri()}, "base = \"o=acme\"\ntime_limit = 600\n");
+    const Outcome outcome = scriptOf("jdoe.sales", "sunflower", "LASTLOGINTIME\n");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_THAT(outcome.out, HasSubstr("2020\n"));
+    for (int tries = 0; tries < 500 && server.modifies() == 0; tries++) poll(nullptr, 0, 10);
+    EXPECT_EQ(server.modifies(), 1);
 }
