@@ -61,6 +61,23 @@ TEST_F(ActiveDirectory, TheDirectorysOwnContextIsFound) {
                 testing::HasSubstr("\nanna anna Users.ad.example.test N Anna Meier\n"));
 }
 
+// Over DNS alone: no server is named.
+TEST_F(ActiveDirectory, TheDomainsOwnNameServerListsItsControllers) {
+    environment["ZKCLIENT_CONF"] = folder.path("client.toml");
+    const auto onDomainInDns = [&](const std::string &name, const std::string &schema) {
+        configure("[[tree]]\nname = \"ACME\"\nservers = \"srv:" + name + "\"\nschema = \"" + schema + "\"\nbase = \"" +
+                  domain.base() + "\"\nca_file = \"" + domain.caFile() + "\"\n");
+    };
+    for (const char *schema : {"ad", "auto"}) {
+        onDomainInDns("ad.example.test", schema);
+        const Outcome outcome = scriptOf("anna", "Ann4-Passw0rd", who_logs_in);
+        EXPECT_THAT(outcome.out, testing::HasSubstr("\nanna anna Users N Anna Meier\n")) << schema << outcome.err;
+    }
+    onDomainInDns("elsewhere.ad.example.test", "ad");
+    EXPECT_THAT(login("anna", "Ann4-Passw0rd").err,
+                testing::HasSubstr("DNS lists no server for _ldap._tcp.dc._msdcs.elsewhere.ad.example.test"));
+}
+
 TEST_F(ActiveDirectory, AnUnknownUserIsAWrongPassword) {
     onDirectory(domain, "schema = \"ad\"\n");
     for (const char *typed : {"nobody", "anna.Elsewhere", "nobody@ad.example.test"})
