@@ -14,12 +14,15 @@ else()
 endif()
 
 if(windows_built)
-  # What the project's windows have in common.
+  # What the project's windows have in common. Objects, not an archive: nothing refers to the free() of wiped_memory,
+  # which is for the libraries.
   set(window_parts platform/prompt/window/style.cpp platform/prompt/window/fields.cpp
-                   platform/prompt/window/password_buffer.cpp platform/prompt/window/safe_text.cpp platform/prompt/window/protection.cpp
+                   platform/prompt/window/password_buffer.cpp platform/prompt/window/safe_text.cpp
+                   platform/prompt/window/protection.cpp
                    platform/prompt/window/wiped_memory.cpp platform/prompt/window_environment.cpp)
-  add_library(window_objects STATIC ${window_parts})
+  add_library(window_objects OBJECT ${window_parts} ${program_parts})
   target_include_directories(window_objects PUBLIC ${CMAKE_SOURCE_DIR})
+  target_compile_definitions(window_objects PRIVATE LOCALE_FROM_PROGRAMS="${locale_from_command_programs}")
   target_link_libraries(window_objects PUBLIC PkgConfig::GTK common)
 
   sources_of(prompt_window_sources platform/prompt/window)
@@ -27,6 +30,6 @@ if(windows_built)
   list(REMOVE_ITEM prompt_window_sources ${shared})
   add_executable(prompt_window ${prompt_window_sources} platform/prompt/window_message.cpp)
   target_include_directories(prompt_window PRIVATE ${CMAKE_SOURCE_DIR})
-  target_link_libraries(prompt_window PRIVATE ${resolved_first} window_objects command_objects)
+  target_link_libraries(prompt_window PRIVATE ${resolved_first} window_objects)
   set_target_properties(prompt_window PROPERTIES OUTPUT_NAME qrt-prompt-window)
 endif()

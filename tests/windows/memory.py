@@ -6,7 +6,7 @@ import subprocess
 import sys
 import unittest
 
-from desktop import Desktop
+from desktop import Desktop, wait_for
 
 
 def left_in(pid):
@@ -51,7 +51,7 @@ class Memory(unittest.TestCase):
         if show:
             asked.press("Show the password")
             asked.find("push button", "Hide the password")
-        self.assertNotEqual(left_in(asked.helper()), [], "the look itself finds nothing")
+        wait_for("what has been typed", lambda: left_in(asked.helper()))
         for key in clear:
             asked.key(key)
         # The window has drawn and forgotten: it shows the next thing that is typed.
@@ -69,6 +69,12 @@ class Memory(unittest.TestCase):
 
     def test_the_window_after_a_shown_password_was_deleted(self):
         self.clear_and_look(["ctrl+a", "BackSpace"], show=True)
+
+    def test_what_the_toolkit_frees_is_wiped(self):
+        # By functions of the program's that all of its libraries use.
+        defined = subprocess.run(["nm", "-D", "--defined-only", f"{build}/qrt-prompt-window"], capture_output=True,
+                                 text=True, check=True).stdout
+        self.assertLessEqual({"free", "realloc", "reallocarray"}, {line.split()[-1] for line in defined.splitlines()})
 
     def test_the_pages_of_the_password_are_locked(self):
         asked = desktop.ask("login", "ACME", "jdoe")

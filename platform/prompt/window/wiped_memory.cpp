@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#ifndef QRT_SANITIZED // the sanitizers have an allocator of their own
+#if !defined(QRT_SANITIZED) && !defined(__SANITIZE_THREAD__) // the sanitizers have an allocator of their own
 
 extern "C" {
 void __libc_free(void *block);
