@@ -51,6 +51,10 @@ def main():
         # As it is installed, with the translations, and asked by a program of a name that says something.
         subprocess.run(["cmake", "--install", build, "--prefix", "/usr"], check=True, stdout=subprocess.DEVNULL,
                        env={**os.environ, "DESTDIR": desktop.folder})
+        # The text cursor is in each picture.
+        os.makedirs(desktop.folder + "/.config/gtk-4.0")
+        with open(desktop.folder + "/.config/gtk-4.0/settings.ini", "w", encoding="utf-8") as file:
+            file.write("[Settings]\ngtk-cursor-blink=false\n")
         desktop.build = desktop.folder + "/build"
         os.makedirs(desktop.build + "/tests")
         shutil.copy(f"{build}/tests/installed_asker", f"{desktop.build}/tests/qrtlogin")
