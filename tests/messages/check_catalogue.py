@@ -42,6 +42,9 @@ AROUND_FILES = {
 }
 # Texts that go around the catalogue, and why they may.
 AROUND = {
+    ("tools/automount/main.cpp", "qrt-automount"): "the name of a program",
+    ("tools/map/main.cpp", "map"): "the name of a program",
+    ("tools/qrtscript/main.cpp", "qrtscript"): "the name of a program",
     ("commands/drive.cpp", "Invalid environment variable(%s)\n"): "a diagnosis of map.conf on standard output",
     ("base/exports.cpp", "ERROR, called %s(NULL)\n"): "a caller's programming error",
     ("directory/exports.cpp", "function:%s Line:%i - API:%s code:%04X %s\n"): "a line of the trace log",
@@ -57,7 +60,6 @@ AROUND = {
     ("platform/client/ldap/verdict.cpp", "Account inactivated"): "what a server writes",
     ("platform/client/ldap/verdict.cpp", "password expired!"): "what a server writes",
     ("tools/qrtscript/check/format.cpp", "home directory"): "a name of the language",
-    ("tools/qrtscript/check/line_diff.cpp", "\n\\\\ No newline at end of file\n"): "a line that programs read",
     ("tools/qrtscript/check/fmt.cpp", "qrtscript fmt: %s\n"): "the program's name and a message",
     ("tools/qrtscript/check/lsp.cpp", "qrtscript lsp: %s\n"): "the program's name and a message",
     ("tools/qrtscript/check/lsp.cpp", "qrtscript lsp"): "the program's name",
@@ -71,8 +73,6 @@ AROUND = {
     ("tools/qrtscript/check/rules_mistakes.cpp", "Reserved words cannot be used as labels"): "the parser's words",
     ("tools/qrtscript/check/rules_mistakes.cpp", "IF nested too deep"): "the parser's words",
     ("tools/qrtscript/check/rules_mistakes.cpp", "memory exhausted"): "the parser's words",
-    ("tools/qrtscript/plan/options.cpp", "password-fd"): "the name of an option",
-    ("tools/qrtscript/plan/record_text.cpp", "password expir"): "a piece of an attribute's name",
     ("tools/qrtscript/plan/session.cpp", "error"): "a key of the answer between two processes",
     ("tools/qrtscript/plan/session.cpp", "status"): "a key of the answer between two processes",
     ("language/tokenizer.cpp", "home directory"): "a name of the language",

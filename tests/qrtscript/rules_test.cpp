@@ -287,7 +287,7 @@ TEST(CheckConditions, KnowNumbersThatAreComparedAsTexts) {
                  {"IF %MONTH = \"1\" THEN WRITE \"\"\nIF %MONTH <> \"01\" THEN WRITE \"\"\n", {"1:4 QS2017"}},
                  {"IF %YEAR > \"1999\" AND %CN < \"9\" AND %HOUR24 < \"noon\" THEN WRITE \"\"\n", {}}});
     EXPECT_EQ(check_script(syntax_read("IF %MONTH = \"1\" THEN WRITE \"\"\n")).at(0).message,
-              "MONTH has 2 digits, so that it is never the text \"1\": write IF VALUE");
+              "the length of MONTH is 2, so that it is never the text \"1\": write IF VALUE");
 }
 
 TEST(CheckText, KnowsPathsWithControlCharacters) {

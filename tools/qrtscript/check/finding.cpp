@@ -67,7 +67,7 @@ const Code codes[] = {
     {"QS2015", Severity::style, catalogue_mark("HOME DIRECTORY in two words")},
     {"QS2016", Severity::warning, catalogue_mark("a digit without quotes")},
     {"QS2017", Severity::warning, catalogue_mark("numbers compared as texts")},
-    {"QS2018", Severity::warning, catalogue_mark("a path with a backslash that begins another sign")},
+    {"QS2018", Severity::warning, catalogue_mark("a path with a backslash that begins another character")},
     {"QS2019", Severity::warning, catalogue_mark("a shell's signs in a program line")},
     {"QS3001", Severity::warning, catalogue_mark("a drive or a mapping that is refused")},
     {"QS3002", Severity::warning, catalogue_mark("a drive that is mapped twice")},

@@ -46,7 +46,8 @@ static const argp_option option_table[] = {
     {"password-fd", password_key, catalogue_mark("N"), 0,
      catalogue_mark("Read the password of ADMIN from file descriptor N (first line only) instead of asking"), 0},
     {"for-object", for_object_key, catalogue_mark("NAME"), OPTION_ARG_OPTIONAL,
-     catalogue_mark("FILE is to be an object's script, which is read with a line end more; the report calls it NAME"),
+     catalogue_mark("FILE is to be an object's script, which is read with one more line end; the report calls it NAME "
+                    "(default: FILE)"),
      0},
     {nullptr, 0, nullptr, 0, nullptr, 0},
 };

@@ -166,7 +166,7 @@ static void check_text_numbers(const Syntax &syntax, const Condition &condition,
     else if (name->width != 0)
         findings->push_back(
             finding_at(syntax, "QS2017", condition.tokens,
-                       catalogue_format("%1$s has %2$zu digits, so that it is never the text %3$s: write IF VALUE",
+                       catalogue_format("the length of %1$s is %2$zu, so that it is never the text %3$s: write IF VALUE",
                                         std::string(name->name).c_str(), name->width, ("\"" + number + "\"").c_str())));
 }
 

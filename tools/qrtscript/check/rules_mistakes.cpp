@@ -134,7 +134,7 @@ static void check_bytes(const Syntax &syntax, size_t end, Findings *findings) {
         terminal_letter(text.substr(at), &letter);
         if (letter.valid) continue;
         findings->push_back(
-            finding_at("QS1026", at, 1, catalogue_text("this byte is no UTF-8, and shows as another sign")));
+            finding_at("QS1026", at, 1, catalogue_text("this byte is no UTF-8, and shows as another character")));
         at = std::min(text.find('\n', at), text.size() - 1);
         letter.bytes = text.substr(at, 1);
     }
