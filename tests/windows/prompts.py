@@ -216,6 +216,9 @@ class Look(Case):
         return asked.find("push button", name).queryComponent().getExtents(0).x
 
     def test_from_right_to_left(self):
+        # The toolkit's own catalogue says which languages are.
+        if not os.path.exists("/usr/share/locale/he/LC_MESSAGES/gtk40.mo"):
+            self.skipTest("this system has been installed without the toolkit's catalogues")
         asked = desktop.ask("login", "ACME_TREE", "jdoe", LANGUAGE="he")
         asked.focus()
         self.assertLess(self.left_of(asked, "Log in"), self.left_of(asked, "Cancel"))
