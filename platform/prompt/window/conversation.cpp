@@ -17,15 +17,11 @@ bool conversation_open(WindowRequest *request) {
            window_request_read({packet, static_cast<size_t>(size)}, request);
 }
 
-// What finds no room is left out: the library has not read what came before either.
-static bool conversation_send(const WindowAnswer &answer, int flags) {
-    Secret packet(window_message_limit);
-    const size_t size = window_answer_write(answer, packet.text());
-    return size > 0 && send(window_descriptor, packet.text(), size, MSG_NOSIGNAL | flags) > 0;
-}
-
 static gboolean send_alive(gpointer) {
-    conversation_send({WindowSays::alive, {}, {}}, MSG_DONTWAIT);
+    char packet[window_message_limit];
+    const size_t size = window_answer_write({WindowSays::alive, {}, {}}, packet);
+    // What finds no room is left out: the library has not read what came before either.
+    send(window_descriptor, packet, size, MSG_NOSIGNAL | MSG_DONTWAIT);
     return G_SOURCE_CONTINUE;
 }
 
@@ -40,13 +36,18 @@ void conversation_keep_alive() {
 }
 
 // Without the toolkit's own end, which takes longer and is of no use.
-[[noreturn]] static void conversation_end(const WindowAnswer &answer) {
-    conversation_send(answer, 0);
+[[noreturn]] static void conversation_end(const WindowAnswer &answer, const std::function<void()> &forget = nullptr) {
+    Secret packet(window_message_limit);
+    const size_t size = window_answer_write(answer, packet.text());
+    if (forget) forget();
+    if (size > 0) send(window_descriptor, packet.text(), size, MSG_NOSIGNAL);
+    packet.wipe();
+    secret_wipe_traces();
     _exit(0);
 }
 
-void conversation_accept(std::string_view user, std::string_view secret) {
-    conversation_end({WindowSays::accepted, user, secret});
+void conversation_accept(std::string_view user, std::string_view secret, const std::function<void()> &forget) {
+    conversation_end({WindowSays::accepted, user, secret}, forget);
 }
 
 void conversation_refuse() {

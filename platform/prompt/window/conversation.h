@@ -3,6 +3,7 @@
 #ifndef PLATFORM_PROMPT_WINDOW_CONVERSATION_H
 #define PLATFORM_PROMPT_WINDOW_CONVERSATION_H
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -14,7 +15,9 @@ bool conversation_open(WindowRequest *request);
 // From now on "alive" is sent from the main loop, and the program ends when the library has closed the conversation.
 void conversation_keep_alive();
 
-[[noreturn]] void conversation_accept(std::string_view user = {}, std::string_view secret = {});
+// `forget` wipes what the strings are part of, as soon as they have been taken.
+[[noreturn]] void conversation_accept(std::string_view user = {}, std::string_view secret = {},
+                                      const std::function<void()> &forget = nullptr);
 [[noreturn]] void conversation_refuse();
 [[noreturn]] void conversation_fail(const std::string &reason);
 

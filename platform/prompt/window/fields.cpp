@@ -138,6 +138,10 @@ const char *field_password_text(const PasswordField &field) {
     return gtk_editable_get_text(GTK_EDITABLE(field.text));
 }
 
+void field_password_forget(const PasswordField &field) {
+    gtk_editable_set_text(GTK_EDITABLE(field.text), "");
+}
+
 // ---- what is wrong ----
 
 GtkWidget *field_problem() {

@@ -30,6 +30,8 @@ struct PasswordField {
 PasswordField field_password();
 // What is typed, in locked memory, up to the next change.
 const char *field_password_text(const PasswordField &field);
+// Wipes it.
+void field_password_forget(const PasswordField &field);
 
 // A line below fields that says what is wrong with one. It is not there until field_mark_error.
 GtkWidget *field_problem();

@@ -78,7 +78,8 @@ static void accept(GtkWidget *, gpointer data) {
     const auto *prompt = static_cast<LoginPrompt *>(data);
     if (is_complete(prompt, prompt->name, name_of(prompt), catalogue_text("Enter your user name.")) &&
         is_complete(prompt, prompt->password.entry, password_of(prompt), catalogue_text("Enter your password.")))
-        conversation_accept(name_of(prompt), password_of(prompt));
+        conversation_accept(name_of(prompt), password_of(prompt),
+                            [prompt] { field_password_forget(prompt->password); });
 }
 
 // The Enter key in the name goes on to the password.
@@ -96,12 +97,13 @@ static void forget_problem(GtkWidget *, gpointer data) {
     field_clear_error(prompt->password.entry, prompt->problem);
 }
 
-static void refuse() {
+static void refuse(GtkWidget *, gpointer data) {
+    field_password_forget(static_cast<const LoginPrompt *>(data)->password);
     conversation_refuse();
 }
 
 static void connect(LoginPrompt *prompt) {
-    g_signal_connect(prompt->window, "close-request", G_CALLBACK(refuse), nullptr);
+    g_signal_connect(prompt->window, "close-request", G_CALLBACK(refuse), prompt);
     g_signal_connect(prompt->name, "activate", G_CALLBACK(go_to_password), prompt);
     g_signal_connect(prompt->password.entry, "activate", G_CALLBACK(accept), prompt);
     for (GtkWidget *field : {prompt->name, prompt->password.entry})
@@ -124,7 +126,7 @@ void prompt_login(const WindowRequest &request) {
     field_add(grid, 1, catalogue_text("_Password"), prompt.password.entry);
     gtk_grid_attach(GTK_GRID(grid), prompt.password.below, 1, 2, 1, 1);
     GtkWidget *buttons = field_buttons();
-    field_button(buttons, catalogue_text("_Cancel"), G_CALLBACK(refuse), nullptr);
+    field_button(buttons, catalogue_text("_Cancel"), G_CALLBACK(refuse), &prompt);
     field_mark_default(field_button(buttons, catalogue_text("_Log in"), G_CALLBACK(accept), &prompt));
 
     for (GtkWidget *part :
