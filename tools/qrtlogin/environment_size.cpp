@@ -9,6 +9,7 @@
 
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
+#include "tools/qrtlogin/failure.h"
 
 // The kernel's limits: 32 pages for one string with its NUL, 6 MiB or a quarter of the stack for all.
 static size_t longest_string() {
@@ -25,7 +26,7 @@ static std::string shown_name(const char *entry) {
 }
 
 static void warn(const std::string &text) {
-    const std::string line = "qrtlogin: " + text + "\n";
+    const std::string line = std::string(failure_program) + ": " + text + "\n";
     fputs(line.c_str(), stderr);
 }
 

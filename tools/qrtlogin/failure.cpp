@@ -3,6 +3,8 @@
 #include "platform/catalogue.h"
 #include "platform/zk.h"
 
+const char *failure_program = "qrtlogin";
+
 namespace {
 
 struct Meaning {

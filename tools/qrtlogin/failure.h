@@ -24,6 +24,9 @@ enum ExitStatus : int {
     exit_interrupted = 130
 };
 
+// In front of messages: "qrtlogin", unless another program that logs a user in sets its own.
+extern const char *failure_program;
+
 class Failure : public std::runtime_error {
   public:
     // `text` may quote what comes from elsewhere: a terminal obeys nothing of it.

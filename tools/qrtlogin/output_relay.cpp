@@ -18,6 +18,8 @@
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/relay_process.h"
 
+int output_relay_interrupted = EXIT_SUCCESS;
+
 // For the interrupt handler, and for an end that the library makes of the process.
 static int relay = -1; // this side of the socket
 static pid_t main_process;
@@ -84,7 +86,7 @@ static void interrupted(int signal) {
     if (teller <= 0) cntrlcHandler(signal);
     TEMP_FAILURE_RETRY(waitpid(teller, nullptr, 0));
     ask_to_end();
-    _exit(EXIT_SUCCESS);
+    _exit(output_relay_interrupted);
 }
 
 // The library has closed the pipe's write end as a descriptor but never closes its stream. Closing the stream closes

@@ -11,6 +11,9 @@
 #ifndef TOOLS_QRTLOGIN_OUTPUT_RELAY_H
 #define TOOLS_QRTLOGIN_OUTPUT_RELAY_H
 
+// The exit status of a process that an interrupt ends (BREAK ON): 0, unless the program sets another one.
+extern int output_relay_interrupted;
+
 // One at a time.
 class OutputRelay {
   public:

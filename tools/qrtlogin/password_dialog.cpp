@@ -7,13 +7,14 @@
 
 #include "platform/catalogue.h"
 #include "platform/treelogin.h"
+#include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/password.h"
 
 static constexpr int confirm_yes = 4;
 static constexpr int seconds_per_day = 86400;
 
 static void report(const Failure &failure) {
-    fprintf(stderr, "qrtlogin: %s\n", failure.what());
+    fprintf(stderr, "%s: %s\n", failure_program, failure.what());
 }
 
 static std::string logins_left(unsigned long count) {

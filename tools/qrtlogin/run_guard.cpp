@@ -274,7 +274,7 @@ static void open_all() {
 // What is said at the end is made before: there is no memory for it then.
 static void prepare(std::optional<int> seconds) {
     time_limit = time_limit_of(seconds, terminal >= 0);
-    const auto line = [](const std::string &text) { return "qrtlogin: " + text + "\n"; };
+    const auto line = [](const std::string &text) { return std::string(failure_program) + ": " + text + "\n"; };
     told_interrupted = line(catalogue_text("the scripts were ended by the third interrupt"));
     told_time_limit = line(catalogue_format("the scripts were ended at the time limit of %d s (--time-limit)",
                                             static_cast<int>(time_limit.value_or(0) / 1000)));
