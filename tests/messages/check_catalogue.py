@@ -37,6 +37,7 @@ AROUND_FILES = {
     "tools/qrtscript/plan/recorder.cpp": PLAN,
     "tools/qrtscript/plan/show_text.cpp": PLAN,
     "tools/qrtscript/plan/summary.cpp": PLAN,
+    "tools/qrtscript/plan/summary_text.cpp": PLAN,
     "tools/qrtscript/plan/watch_directory.cpp": PLAN,
     "tools/qrtscript/plan/watch_language.cpp": PLAN,
 }
@@ -84,7 +85,6 @@ AROUND = {
     ("tools/automount/mount_volume.cpp", "mount.qrt: %s\n"): "the program's name before a translated text",
     ("tools/automount/refresh.cpp", "qrt-automount: %s\n"): "the program's name before a translated text",
     ("tools/qrtlogin/logout.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
-    ("tools/qrtlogin/password_dialog.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
     ("tools/qrtlogin/main.cpp", "qrtlogin: %s\n"): "the program's name before a translated text",
     ("tools/qrtscript/check/check_command.cpp", "qrtscript check: %s\n"): "the program's name before a translated text",
     ("tools/qrtscript/check/explain_command.cpp", "qrtscript explain-code: %s\n"):

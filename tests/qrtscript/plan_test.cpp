@@ -4,6 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -102,7 +105,8 @@ TEST_F(Plan, SaysByWhomTheValuesWereRead) {
     const Outcome outcome =
         plan({"--as", "jdoe.sales.acme", "--password-fd", "3", "--user", "locked.sales.acme"}, "secret\n");
     EXPECT_EQ(outcome.err, "");
-    EXPECT_THAT(outcome.out, testing::HasSubstr("as jdoe.sales.acme.\n"));
+    EXPECT_THAT(outcome.out,
+                testing::HasSubstr("Values were read with the administrator's rights, as jdoe.sales.acme.\n"));
     EXPECT_THAT(outcome.out, testing::HasSubstr("A login would be refused: CN=locked.OU=sales.O=acme is locked."));
 }
 
@@ -145,7 +149,7 @@ TEST_F(Plan, WhatCannotBePlannedIsStatus2) {
         Words words;
         std::string reason;
     } rows[] = {
-        {{"--user", "nobody.sales.acme"}, "cannot plan a login of nobody.sales.acme to tree ACME: "},
+        {{"--user", "nobody.sales.acme"}, "cannot plan a login of nobody.sales.acme to tree ACME: no such user\n"},
         {{"--user", "jdoe.sales.acme", "--tree", "NONE"}, "cannot use tree NONE: "},
         {{"--user", "jdoe.sales.acme", "/no/such/script"}, "cannot read the script /no/such/script: No such file"},
         {{"--user", "jdoe.sales.acme", "--as-of", "soon"},
@@ -580,19 +584,140 @@ TEST_F(PlanOfAll, TellsWhoSeesMistakesAndWhatEachGroupGets) {
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out.substr(outcome.out.find("\n\n") + 2),
               "3 users, 2 with mistakes or refused\n"
-              "  jdoe.sales.acme: user script jdoe.sales.acme line 2: syntax error, unexpected STRING, expecting ':'\n"
               "  locked.sales.acme: a login would be refused: CN=locked.OU=sales.O=acme is locked\n"
+              "  user script jdoe.sales.acme line 2: syntax error, unexpected STRING, expecting ':' (jdoe.sales.acme)\n"
               "\n"
               "Everybody gets\n"
               "  maps F: = SRV1/SYS:public\n"
               "  prints Hello\n"
-              "  sets ME (each another)\n"
+              "  sets ME (a different value for each user)\n"
               "\n"
               "Group team.sales.acme (2 users) also gets\n"
-              "  maps P: = SRV2/DATA:apps\n");
+              "  maps P: = SRV2/DATA:apps\n"
+              "\n"
+              "Single users also get 2 effects\n"
+              "  jdoe.sales.acme: sets LEAK = from jdoe\n"
+              "  mary.sales.acme: prints leaked \n");
     EXPECT_THAT(outcome.out,
                 testing::StartsWith("Plans of the logins of all users in sales.acme and below to tree ACME at 2026-"));
     EXPECT_THAT(outcome.out, testing::HasSubstr("Values were read with the administrator's rights"));
+}
+
+namespace {
+
+// A user, and a group of some.
+std::string user_entry(const std::string &name, const std::string &script, const std::string &below = "ou=sales") {
+    return "\ndn: cn=" + name + "," + below + ",o=acme\nobjectClass: inetOrgPerson\nobjectClass: qrtUser\ncn: " + name +
+           "\nsn: x\n" + (script.empty() ? "" : "qrtLoginScript: " + script + "\n");
+}
+std::string group_entry(const std::string &name, const Words &members) {
+    std::string entry = "\ndn: cn=" + name + ",ou=sales,o=acme\nobjectClass: groupOfNames\ncn: " + name + "\n";
+    for (const std::string &member : members) entry += "member: cn=" + member + ",ou=sales,o=acme\n";
+    return entry;
+}
+
+} // namespace
+
+class PlanOfMany : public Plan {
+  protected:
+    // In the order of their names, behind jdoe and locked.
+    static constexpr int users = 30;
+    void SetUp() override {
+        containerScript(
+            "IF MEMBER OF \"team\" THEN\n  MAP D:=SRV1/SYS:\nELSE\n  MAP G:=SRV2/DATA:\nEND\n"
+            "IF \"%CN\" = \"u10\" THEN MAP X:=SRV1/SYS:x\n"
+            "IF \"%CN\" = \"u12\" THEN\n  MAP K:=SRV1/SYS:k\nELSE\n  MAP K:=SRV1/SYS:\nEND\n"
+            "IF \"%CN\" <> \"u11\" THEN WRITE \"nearly all\"\n"
+            "IF \"%CN\" < \"u11\" THEN\n  FOO 1\n  ATTACH SRV2/jdoe\n  WRITE \"early\"\nEND\n");
+        userScript("NO_DEFAULT\n");
+        std::string entries;
+        Words team = {"jdoe", "locked"};
+        for (int i = 10; i < 10 + users - 2; i++) {
+            const std::string name = "u" + std::to_string(i);
+            if (team.size() < 5) team.push_back(name);
+            entries += user_entry(name, "WRITE \"own " + name + "\"");
+        }
+        entries +=
+            "\ndn: ou=emea,ou=sales,o=acme\nobjectClass: organizationalUnit\nobjectClass: qrtContainer\nou: emea\n"
+            "qrtLoginScript:: V1JJVEUgImVtZWEiCk1BUCBHOj1TUlYyL0RBVEE6Cg==\n"; // WRITE "emea" and MAP G:
+        for (const char *name : {"e1", "e2"}) entries += user_entry(name, "NO_DEFAULT", "ou=emea,ou=sales");
+        addToTree(entries + group_entry("boss", {"u37"}) + group_entry("crew", team) + group_entry("team", team));
+    }
+};
+
+TEST_F(PlanOfMany, ShowsWhatOthersAndSingleUsersGet) {
+    const Outcome outcome = plan({"--all-users", "--summary"});
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out.substr(outcome.out.find("\n\n") + 2),
+              "32 users, 30 with mistakes or refused\n"
+              "  locked.sales.acme: a login would be refused: CN=locked.OU=sales.O=acme is locked\n"
+              "  container script sales.acme line 14: syntax error, unexpected STRING, expecting ':' (all but e1.emea.sales.acme and "
+              "e2.emea.sales.acme)\n"
+              "  container script sales.acme line 15: Invalid attach command format (jdoe.sales.acme, "
+              "locked.sales.acme and u10.sales.acme)\n"
+              "  container script sales.acme line 15: syntax error, unexpected '/', expecting '*' or '-' or '\\n' or '\\r' (all but "
+              "e1.emea.sales.acme and e2.emea.sales.acme)\n"
+              "\n"
+              "Everybody gets\n"
+              "  nothing\n"
+              "\n"
+              "Group crew.sales.acme (5 users) also gets\n"
+              "  maps D: = SRV1/SYS:\n"
+              "\n"
+              "Group team.sales.acme (5 users) also gets\n"
+              "  maps D: = SRV1/SYS:\n"
+              "\n"
+              "The 2 users with the container script emea.sales.acme also get\n"
+              "  default the caller is told to run no default script\n"
+              "  prints emea\n"
+              "\n"
+              "The 27 users who are not in group crew.sales.acme also get\n"
+              "  maps G: = SRV2/DATA:\n"
+              "\n"
+              "The 27 users who are not in group team.sales.acme also get\n"
+              "  maps G: = SRV2/DATA:\n"
+              "\n"
+              "Groups with one user, whose effects are among those of single users: boss.sales.acme "
+              "(u37.sales.acme)\n"
+              "\n"
+              "Some users also get\n"
+              "  maps K: = SRV1/SYS: (all but u12.sales.acme, e1.emea.sales.acme and e2.emea.sales.acme)\n"
+              "  prints nearly all (all but u11.sales.acme, e1.emea.sales.acme and e2.emea.sales.acme)\n"
+              "  prints early (jdoe.sales.acme, locked.sales.acme and u10.sales.acme)\n"
+              "\n"
+              "Single users also get 31 effects\n"
+              "  jdoe.sales.acme: default the caller is told to run no default script\n"
+              "  u10.sales.acme: maps X: = SRV1/SYS:x; prints own u10\n"
+              "  u11.sales.acme: prints own u11\n"
+              "  u12.sales.acme: maps K: = SRV1/SYS:k; prints own u12\n"
+              "  u13.sales.acme: prints own u13\n"
+              "  u14.sales.acme: prints own u14\n"
+              "  u15.sales.acme: prints own u15\n"
+              "  u16.sales.acme: prints own u16\n"
+              "  u17.sales.acme: prints own u17\n"
+              "  u18.sales.acme: prints own u18\n"
+              "  and those of 19 users more\n"
+              "  (qrtscript plan --user USER shows all of one user, --format json of all users)\n");
+}
+
+TEST_F(PlanOfMany, TheJsonHasEachMistakeOnceWithItsUsersAndAllEffects) {
+    const OrderedJson summary = json({"--all-users", "--summary"});
+    ASSERT_EQ(summary["mistakes"].size(), 3u);
+    EXPECT_EQ(summary["mistakes"][0]["users"].size(), 30u);
+    EXPECT_EQ(summary["mistakes"][1]["users"].size(), 3u);
+    EXPECT_EQ(summary["groups"][0]["group"], "boss.sales.acme");
+    EXPECT_EQ(summary["groups"][0]["gets"], OrderedJson::array());
+    EXPECT_EQ(summary["groups"][2]["others_get"][0]["what"], "maps G:");
+    EXPECT_EQ(summary["scripts"][0]["script"], "container script emea.sales.acme");
+    EXPECT_EQ(summary["single"].size(), 29u);
+}
+
+TEST_F(PlanOfAll, ASecretOfOneUserIsHiddenInWhatOthersGet) {
+    containerScript("WRITE \"swordfish\"\n");
+    userScript("SET DB_PASSWORD=\"swordfish\"\n");
+    const Words words = {"--all-users", "--summary"};
+    EXPECT_EQ(plan(words).out.find("swordfish"), std::string::npos);
+    EXPECT_EQ(json(words).dump().find("swordfish"), std::string::npos);
 }
 
 TEST_F(PlanOfAll, NothingOfOneUsersRunReachesTheNext) {
@@ -613,7 +738,7 @@ TEST_F(PlanOfAll, AUserWhoCannotBePlannedHidesNoOther) {
     const Outcome outcome = plan({"--all-users", "--summary"});
     EXPECT_EQ(outcome.status, 2) << outcome.out << outcome.err;
     EXPECT_THAT(outcome.out, testing::HasSubstr("  mary.sales.acme: could not be planned: "));
-    EXPECT_THAT(outcome.out, testing::HasSubstr("  jdoe.sales.acme: user script"));
+    EXPECT_THAT(outcome.out, testing::HasSubstr("  user script jdoe.sales.acme line 2: "));
 }
 
 TEST_F(PlanOfAll, ShowsItsProgressOnATerminal) {

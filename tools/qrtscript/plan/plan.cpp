@@ -183,11 +183,7 @@ static int show_summary(const PlanOptions &options, const SessionRequest &reques
     Json result = heading_of("qrtscript-plan-summary", request, reader);
     result["tree"] = record_text(request.tree);
     result["container"] = record_text(container);
-    Json found = summary.result();
-    for (const char *member : {"everybody", "groups"}) recorder_scrub(secrets, &found[member]);
-    for (Json &user : found["users"])
-        if (user.contains("mistakes")) recorder_scrub(secrets, &user["mistakes"]);
-    result.update(found);
+    result.update(summary.result(secrets));
     write_out(options.json ? json_text(result) : show_heading(result) + summary_text(result));
     return summary.failures() > 0 ? plan_failed : status_of(summary.mistakes());
 }

@@ -1,12 +1,15 @@
-// The plans of many users, put together: who would see mistakes, and what everybody and each group gets.
+// The plans of many users, put together: who would see mistakes, and what everybody, each group, those who are not in
+// it and single users get.
 #ifndef TOOLS_QRTSCRIPT_PLAN_SUMMARY_H
 #define TOOLS_QRTSCRIPT_PLAN_SUMMARY_H
 
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tools/qrtscript/plan/recorder.h"
+#include "tools/qrtscript/plan/sharing.h"
 
 class Summary {
   public:
@@ -17,21 +20,28 @@ class Summary {
     size_t mistakes() const { return mistakes_; }
     size_t failures() const { return failures_; }
 
-    // {"users": [...], "everybody": [...], "groups": [...]}; see docs/plan-format.md.
-    Json result() const;
+    // {"users": [...], "mistakes": [...], "everybody": [...], ...}; see docs/plan-format.md. `secrets`, those of all
+    // plans, are hidden in it.
+    Json result(const Secrets &secrets) const;
 
   private:
-    // What a user gets, by what it is called ("maps H:") with its value ("SRV1/SYS:public").
-    using Gets = std::map<std::string, std::string>;
-    static Gets getsOf(const Json &plan);
-    Json common(const std::vector<size_t> &users, const Json &without) const;
+    using Sections = std::map<std::string, UserNumbers>;
+    void explain(Sharing *sharing) const;
+    Json groupsOf(const Json &everybody, Sharing *sharing) const;
+    Json scriptsOf(const Json &everybody, Sharing *sharing) const;
+    Json mistakesOf() const;
+    Json namesOf(const Json &numbers) const;
 
     Json users_ = Json::array();
-    std::vector<Gets> gets_;
-    std::map<std::string, std::vector<size_t>> groups_;
+    std::vector<Gets> gets_;         // of the users who could be planned
+    std::vector<std::string> names_; // theirs
+    Sections groups_, scripts_;
+    std::map<std::tuple<std::string, int, std::string>, UserNumbers> mistakesByPlace_;
+    std::string localeMissing_;
     size_t mistakes_ = 0, failures_ = 0;
 };
 
+// A result for people, which stays short: what is left out of a list is counted in its last line.
 std::string summary_text(const Json &summary);
 
 #endif
