@@ -222,6 +222,50 @@ TEST_F(Plan, TheEnvironmentIsABareOneOrThatOfTheFile) {
     EXPECT_EQ(plan["environment"]["SECRET_THING"], "********");
 }
 
+TEST_F(Plan, AnIfWithoutThenStandsInItsOwnLineWithItsValues) {
+    for (const char *between : {"", "\n", "\r\n\n"}) {
+        const OrderedJson plan =
+            planOf("WRITE \"one\"\nIF \"%FULL_NAME\" = \"Jane Doe\"\n" + std::string(between) + "WRITE \"two\"\nEND\n");
+        const std::vector<OrderedJson> ifs = of(plan, "if");
+        ASSERT_EQ(ifs.size(), 1u);
+        EXPECT_EQ(ifs[0]["line"], 2);
+        EXPECT_EQ(ifs[0]["text"], "IF \"%FULL_NAME\" = \"Jane Doe\"");
+        ASSERT_EQ(ifs[0]["tests"].size(), 1u);
+        EXPECT_EQ(ifs[0]["tests"][0]["left"], "Jane Doe");
+        EXPECT_EQ(ifs[0]["tests"][0]["values"][0]["reference"], "%FULL_NAME");
+        EXPECT_EQ(of(plan, "print")[1]["line"], 3 + std::count(between, between + strlen(between), '\n'));
+    }
+}
+
+TEST_F(Plan, AMistakeInAConditionLeavesNothingToTheNext) {
+    const OrderedJson plan = planOf("IF \"%OS\" = \"x\" ~ ~ THEN\nEND\nIF \"a\" = \"a\" THEN WRITE \"b\"\n");
+    ASSERT_EQ(of(plan, "if").size(), 1u);
+    EXPECT_EQ(of(plan, "if")[0]["tests"].size(), 1u);
+    EXPECT_EQ(of(plan, "if")[0]["tests"][0]["left"], "a");
+}
+
+TEST_F(Plan, ShowsWhatAnUnreadableIfSkips) {
+    const char *broken = "IF MEMBER OF .managers.acme THEN MAP G:=SRV1/SYS:\n";
+    const struct {
+        std::string script, shown;
+    } rows[] = {
+        {"WRITE \"one\"\nIF \"a\" = \"a\" THEN\nWRITE \"two\"\nEND\nEND\nWRITE \"three\"\n",
+         "     1  skips     up to END in line 6\n     7  prints    three\n"},
+        {"WRITE \"one\"\nELSE\nWRITE \"two\"\nEND\n",
+         "     1  skips     up to ELSE in line 3\n     3  else      executed\n     4  prints    two\n"},
+        {"WRITE \"one\"\n", "     1  skips     the rest of the script: there is no END for this IF\n"},
+    };
+    for (const auto &row : rows) {
+        userScript(broken + row.script);
+        EXPECT_THAT(plan({"--user", "jdoe.sales.acme"}).out, testing::HasSubstr(row.shown));
+    }
+    // Behind another IF it ends with its line, and in a block that is skipped it skips nothing more.
+    for (const char *script : {"IF \"a\" = \"a\" THEN IF ~ ~ ~ THEN WRITE \"x\"\nEND\n",
+                               "IF \"a\" = \"b\" THEN\nIF ~ ~ ~ THEN WRITE \"x\"\nEND\nEND\n"})
+        EXPECT_EQ(of(planOf(script), "skipped").size(), 0u) << script;
+    EXPECT_EQ(of(planOf(broken + std::string("END\n")), "skipped")[0]["to"]["line"], 2);
+}
+
 TEST_F(Plan, ReadsAScriptFromStandardInput) {
     const Outcome outcome = process_run({"/bin/sh", "-c", "echo 'WRITE \"given\"' | exec \"$@\"", "sh", QRTSCRIPT_PATH,
                                          "plan", "--user", "jdoe.sales.acme", "-"},
@@ -802,6 +846,11 @@ TEST_F(Run, TheTraceStandsBesideTheLines) {
                   "Invalid tree command format\n"
                   "|    7  MISTAKE   Invalid tree command format\n");
     EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(Run, TheTraceShowsAnUnreadableIf) {
+    EXPECT_THAT(run({"--trace"}, "IF ~ ~ ~ THEN\nWRITE \"x\"\nEND\n").out,
+                testing::HasSubstr("|    1  skips     up to its ELSE or END\n"));
 }
 
 TEST_F(Run, ShowsNoSecretOfTheScript) {

@@ -19,7 +19,7 @@ struct Effects {
 } // namespace
 
 static Effects effects_of(const Json &plan) {
-    static const std::set<std::string> ways = {"script", "if", "else", "goto", "read", "include"};
+    static const std::set<std::string> ways = {"script", "if", "else", "goto", "read", "include", "skipped"};
     Effects effects;
     for (const Json &effect : plan["effects"]) {
         if (ways.count(effect.value("kind", "")) != 0) continue;

@@ -136,6 +136,14 @@ void recorder_add(const char *kind, Json effect) {
             "SCRIPT");
 }
 
+size_t recorder_count() {
+    return record().effects.size();
+}
+
+void recorder_amend(size_t effect, const char *member, Json value) {
+    if (effect < record().effects.size()) record().effects[effect][member] = std::move(value);
+}
+
 void recorder_mistake(const std::string &text, bool isReported) {
     recorder_add("mistake", {{"text", text}, {"reported", isReported}});
 }

@@ -41,6 +41,9 @@ extern void (*recorder_notice)(const Json &effect);
 
 // Adds an effect of the statement that is running.
 void recorder_add(const char *kind, Json effect);
+// How many effects the record has; and a member more for one of them. A run has shown its effects and keeps none.
+size_t recorder_count();
+void recorder_amend(size_t effect, const char *member, Json value);
 // A mistake that the login reports, or that it passes over in silence.
 void recorder_mistake(const std::string &text, bool isReported);
 

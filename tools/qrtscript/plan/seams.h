@@ -42,6 +42,7 @@ using JoinThree = OwnedText(OwnedText a, OwnedText b, OwnedText c);
 // ---- the language: only looked at ----
 SEAM(tokenizer_next, "_Z14tokenizer_nextv");
 SEAM(cond_enter, "_Z10cond_enteri");
+SEAM(cond_enter_unreadable, "_Z21cond_enter_unreadablev");
 SEAM(cond_leave, "_Z10cond_leavev");
 SEAM(else_statement, "_Z14else_statementv");
 SEAM(cond_compare, "_Z12cond_compare10ComparisonSt10unique_ptrIc8TextFreeES2_");

@@ -171,6 +171,14 @@ static ShownEffect show_shift(const Json &effect) {
     return {"shifts", {line}};
 }
 
+// While a script runs, how far that will be is not known.
+static ShownEffect show_skipped(const Json &effect) {
+    const std::string upTo = effect.value("up_to", "its ELSE or END");
+    if (upTo.empty()) return {"skips", {"the rest of the script: there is no END for this IF"}};
+    const bool isKnown = effect.contains("to");
+    return {"skips", {"up to " + upTo + (isKnown ? " in line " + std::to_string(effect["to"].value("line", 0)) : "")}};
+}
+
 static ShownEffect show_mistake(const Json &effect) {
     ShownEffect result{"MISTAKE", {}};
     result.lines.push_back(text_of(effect, "text") + (effect.value("reported", true) ? "" : " (not reported)"));
@@ -200,6 +208,7 @@ ShownEffect show_effect(const Json &effect) {
     if (kind == "mistake") return show_mistake(effect);
     if (kind == "not_found") return show_not_found(effect);
     if (kind == "if") return show_if(effect);
+    if (kind == "skipped") return show_skipped(effect);
     if (kind == "else") return {"else", {effect.value("executed", false) ? "executed" : "skipped"}};
     if (kind == "set") return show_set(effect);
     if (kind == "map") return show_map(effect);

@@ -87,6 +87,10 @@ SourcePlace sources_here() {
     return sources().here;
 }
 
+void sources_set_here(SourcePlace place) {
+    sources().here = place;
+}
+
 Json sources_list() {
     Json list = Json::array();
     for (const Source &source : sources().all) {

@@ -30,6 +30,8 @@ void sources_line(size_t at);
 
 // The line that is running.
 SourcePlace sources_here();
+// For an effect of a line before it.
+void sources_set_here(SourcePlace place);
 // Any place of the active buffer.
 SourcePlace sources_at(size_t at);
 

@@ -13,9 +13,25 @@ static constexpr int most_jumps = 1000;
 
 namespace {
 
+// The condition that is being read. Without a THEN its IF is entered when the next line has begun.
+struct Condition {
+    int step = 0; // its line
+    SourcePlace place;
+    std::string line;
+    Json tests = Json::array();
+};
+
+// An IF that cannot be read: what follows is skipped.
+struct UnreadableIf {
+    int level = 0; // 0: none
+    size_t effect = 0;
+};
+
 struct Steps {
     int lines = 0, jumps = 0;
-    Json tests = Json::array(); // of the condition that is being read
+    int entered = 0; // the line in which a condition has been entered
+    Condition condition;
+    UnreadableIf unreadable;
 };
 
 } // namespace
@@ -36,7 +52,6 @@ static void start_line() {
     const size_t start = active != nullptr ? static_cast<size_t>(active->readPos) : 0;
     if (active != nullptr) sources_line(start);
     running_line(start);
-    steps().tests = Json::array();
     count_line();
 }
 
@@ -61,11 +76,20 @@ void wrap_lex_push(std::string_view text) {
     if (recorder_is_on()) sources_begin(running().next, text);
 }
 
+// In a plan, which is shown when it is complete. "": the rest of the script has been skipped.
+static void note_skipped_up_to(const char *what) {
+    const SourcePlace here = sources_here();
+    recorder_amend(steps().unreadable.effect, "up_to", what);
+    if (*what != '\0') recorder_amend(steps().unreadable.effect, "to", {{"source", here.source}, {"line", here.line}});
+    steps().unreadable = {};
+}
+
 int wrap_script_run(std::string_view text, char *object, uint32_t handle) {
     if (!recorder_is_on()) return real_script_run(text, object, handle);
     running().inScript = true;
     recorder_add("script", {{"role", running().next.role}, {"name", record_text(running().next.name)}});
     const int result = real_script_run(text, object, handle);
+    if (steps().unreadable.level != 0) note_skipped_up_to("");
     running().inScript = false;
     sources_end();
     return result;
@@ -73,17 +97,45 @@ int wrap_script_run(std::string_view text, char *object, uint32_t handle) {
 
 // ---- conditions ----
 
+static void add_test(Json test) {
+    Condition &condition = steps().condition;
+    if (condition.step != steps().lines) condition = {};
+    if (condition.tests.empty()) {
+        condition.step = steps().lines;
+        condition.place = sources_here();
+        condition.line = running_line_text();
+    }
+    condition.tests.push_back(std::move(test));
+}
+
+static void add_if(const Condition &condition, bool result) {
+    const SourcePlace now = sources_here();
+    sources_set_here(condition.place);
+    recorder_add("if",
+                 {{"text", record_text(record_line(condition.line))}, {"result", result}, {"tests", condition.tests}});
+    sources_set_here(now);
+}
+
 void wrap_cond_enter(int32_t condition) {
     const bool counts = recorder_is_on() && condition_executing();
     real_cond_enter(condition);
-    if (counts)
-        recorder_add("if", {{"text", record_text(record_line(running_line_text()))},
-                            {"result", condition == 0},
-                            {"tests", steps().tests}});
-    steps().tests = Json::array();
+    steps().entered = steps().lines;
+    if (counts) add_if(steps().condition, condition == 0);
+    steps().condition = {};
+}
+
+// Behind another IF in its line it is that one's statement, and its block ends with the line.
+void wrap_cond_enter_unreadable() {
+    const int before = condindex;
+    const bool counts = recorder_is_on() && condition_executing() && steps().entered != steps().lines;
+    real_cond_enter_unreadable();
+    if (!counts || condindex == before) return;
+    steps().unreadable = {condindex, recorder_count()};
+    recorder_add("skipped", Json::object());
 }
 
 void wrap_cond_leave() {
+    if (recorder_is_on() && condindex != 0 && condindex == steps().unreadable.level) note_skipped_up_to("END");
     // A jump into a block meets its END only.
     if (recorder_is_on() && condindex == 0 && gotoWasUsed == 0) recorder_mistake("END without IF", false);
     real_cond_leave();
@@ -100,6 +152,7 @@ void wrap_else_statement() {
             false);
     else if (before || after)
         recorder_add("else", {{"executed", after}});
+    if (after && !before && condindex != 0 && condindex == steps().unreadable.level) note_skipped_up_to("ELSE");
 }
 
 static const char *sign_of(Comparison comparison) {
@@ -130,7 +183,7 @@ int32_t wrap_cond_compare(Comparison comparison, OwnedText left, OwnedText right
     test["result"] = result == 0;
     test["values"] = std::move(values);
     hide_operands({"left", "right"}, &test);
-    steps().tests.push_back(std::move(test));
+    add_test(std::move(test));
     return result;
 }
 
@@ -142,7 +195,7 @@ int32_t wrap_cond_bare(OwnedText text) {
     test["result"] = result == 0;
     test["values"] = std::move(values);
     hide_operands({"text"}, &test);
-    steps().tests.push_back(std::move(test));
+    add_test(std::move(test));
     return result;
 }
 
