@@ -88,6 +88,7 @@ add_library(planned_parts STATIC tools/linked_volumes.cpp $<TARGET_OBJECTS:qrtlo
 target_include_directories(planned_parts PRIVATE ${CMAKE_SOURCE_DIR})
 qrt_command_program(plan planned_parts common zkclient treelogin PkgConfig::SECCOMP Threads::Threads)
 target_link_libraries(qrtscript_plan PRIVATE planned_objects)
+target_sources(plan_objects PRIVATE tools/qrtscript/check/forms.cpp) # how a statement should be written
 target_include_directories(plan_objects PRIVATE ${CMAKE_SOURCE_DIR}/include ${CMAKE_BINARY_DIR}/generated)
 file(RELATIVE_PATH commands_from_programs ${CMAKE_INSTALL_FULL_LIBEXECDIR}/qrtscript ${CMAKE_INSTALL_FULL_BINDIR})
 target_compile_definitions(plan_objects PRIVATE COMMANDS_FROM_PROGRAMS="${commands_from_programs}")

@@ -33,6 +33,7 @@ AROUND_FILES = {
     "tools/qrtscript/check/lsp_values.cpp": "sentences behind those of the manual, in its language",
     "tools/qrtscript/plan/difference.cpp": PLAN,
     "tools/qrtscript/plan/effects.cpp": PLAN,
+    "tools/qrtscript/plan/mistake_text.cpp": PLAN,
     "tools/qrtscript/plan/plan.cpp": PLAN,
     "tools/qrtscript/plan/recorder.cpp": PLAN,
     "tools/qrtscript/plan/show_text.cpp": PLAN,

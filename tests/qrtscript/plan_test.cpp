@@ -101,7 +101,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, GoldenPlan, testing::ValuesIn(plan_cases),
 
 TEST_F(Plan, SaysByWhomTheValuesWereRead) {
     EXPECT_THAT(plan({"--user", "jdoe.sales.acme"}).out,
-                testing::HasSubstr("Values were read with the administrator's rights, as nobody (without a login).\n"));
+                testing::HasSubstr("Values were read anonymously (without --as), not with the user's rights.\n"));
     const Outcome outcome =
         plan({"--as", "jdoe.sales.acme", "--password-fd", "3", "--user", "locked.sales.acme"}, "secret\n");
     EXPECT_EQ(outcome.err, "");
@@ -264,6 +264,27 @@ TEST_F(Plan, ShowsWhatAnUnreadableIfSkips) {
                                "IF \"a\" = \"b\" THEN\nIF ~ ~ ~ THEN WRITE \"x\"\nEND\nEND\n"})
         EXPECT_EQ(of(planOf(script), "skipped").size(), 0u) << script;
     EXPECT_EQ(of(planOf(broken + std::string("END\n")), "skipped")[0]["to"]["line"], 2);
+}
+
+TEST_F(Plan, MistakesAreInPlainWords) {
+    const char *rows[][2] = {
+        {"WRIET \"x\"", "no statement begins with WRIET; did you mean WRITE?"},
+        {"MAP", ""},
+        {"SHIFT \"1\"", "unexpected text in quotes; expected: SHIFT [NUMBER]"},
+        {"DRIVE", "the line ends too early; expected: DRIVE X: | DRIVE *X"},
+        {"IF MEMBER OF managers THEN WRITE \"x\"", "unexpected word; expected: IF CONDITION THEN [STATEMENT]"},
+        {"IF \"a\" = \"a\" THEN CLS 1", "unexpected word; expected: CLS"},
+        {"IF \"a\" = \"a\" THEN FOO 1", "no statement begins with FOO"},
+        {"GOTO IF", "a reserved word is no label: this GOTO does not jump"},
+    };
+    for (const auto &[script, text] : rows) {
+        const OrderedJson plan = planOf(std::string(script) + "\n");
+        const std::vector<OrderedJson> mistakes = of(plan, "mistake");
+        ASSERT_EQ(mistakes.empty(), *text == '\0') << script;
+        if (mistakes.empty()) continue;
+        EXPECT_EQ(mistakes[0]["text"], text);
+        EXPECT_THAT(mistakes[0]["printed"].get<std::string>(), testing::HasSubstr("Script error.\n"));
+    }
 }
 
 TEST_F(Plan, ReadsAScriptFromStandardInput) {
@@ -485,7 +506,7 @@ TEST_F(Plan, ASecretCannotHideAMistake) {
     userScript("SET PASSWORD=\"mistake\"\nFOO 1\n");
     const Outcome outcome = plan({"--user", "jdoe.sales.acme"});
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.out, testing::HasSubstr("     2  MISTAKE   syntax error, unexpected STRING"));
+    EXPECT_THAT(outcome.out, testing::HasSubstr("     2  MISTAKE   no statement begins with FOO"));
 }
 
 TEST_F(Plan, BothSidesOfADifferenceHideTheSecretsOfEither) {
@@ -629,7 +650,7 @@ TEST_F(PlanOfAll, TellsWhoSeesMistakesAndWhatEachGroupGets) {
     EXPECT_EQ(outcome.out.substr(outcome.out.find("\n\n") + 2),
               "3 users, 2 with mistakes or refused\n"
               "  locked.sales.acme: a login would be refused: CN=locked.OU=sales.O=acme is locked\n"
-              "  user script jdoe.sales.acme line 2: syntax error, unexpected STRING, expecting ':' (jdoe.sales.acme)\n"
+              "  user script jdoe.sales.acme line 2: no statement begins with FOO (jdoe.sales.acme)\n"
               "\n"
               "Everybody gets\n"
               "  maps F: = SRV1/SYS:public\n"
@@ -644,7 +665,7 @@ TEST_F(PlanOfAll, TellsWhoSeesMistakesAndWhatEachGroupGets) {
               "  mary.sales.acme: prints leaked \n");
     EXPECT_THAT(outcome.out,
                 testing::StartsWith("Plans of the logins of all users in sales.acme and below to tree ACME at 2026-"));
-    EXPECT_THAT(outcome.out, testing::HasSubstr("Values were read with the administrator's rights"));
+    EXPECT_THAT(outcome.out, testing::HasSubstr("Values were read anonymously"));
 }
 
 namespace {
@@ -695,11 +716,11 @@ TEST_F(PlanOfMany, ShowsWhatOthersAndSingleUsersGet) {
     EXPECT_EQ(outcome.out.substr(outcome.out.find("\n\n") + 2),
               "32 users, 30 with mistakes or refused\n"
               "  locked.sales.acme: a login would be refused: CN=locked.OU=sales.O=acme is locked\n"
-              "  container script sales.acme line 14: syntax error, unexpected STRING, expecting ':' (all but e1.emea.sales.acme and "
+              "  container script sales.acme line 14: no statement begins with FOO (all but e1.emea.sales.acme and "
               "e2.emea.sales.acme)\n"
               "  container script sales.acme line 15: Invalid attach command format (jdoe.sales.acme, "
               "locked.sales.acme and u10.sales.acme)\n"
-              "  container script sales.acme line 15: syntax error, unexpected '/', expecting '*' or '-' or '\\n' or '\\r' (all but "
+              "  container script sales.acme line 15: unexpected \"/\"; expected: ATTACH SERVER (all but "
               "e1.emea.sales.acme and e2.emea.sales.acme)\n"
               "\n"
               "Everybody gets\n"
@@ -839,7 +860,7 @@ TEST_F(Run, TheTraceStandsBesideTheLines) {
                   "|                    MEMBER OF \"nobodies\": not a member (attribute Group_Membership of "
                   "jdoe.sales.acme: there is no such object)\n"
                   "\nScript error.\nThe original line was:\nTREE OTHER/jdoe;********\n\n"
-                  "|    7  MISTAKE   syntax error, unexpected ';', expecting '*' or '-' or '\\n' or '\\r'\n"
+                  "|    7  MISTAKE   unexpected \";\"; expected: TREE TREE[/USER[;PASSWORD]]\n"
                   "|                    Script error.\n"
                   "|                    The original line was:\n"
                   "|                    TREE OTHER/jdoe;********\n"

@@ -32,8 +32,8 @@ static const char *const before_options = catalogue_mark(
 static const char *const after_options = catalogue_mark(
     "No program is run, no drive is mapped, no variable is left set, and neither the directory nor a server is "
     "changed; "
-    "nobody logs in as the user, who need not ever have logged in. Values are read with the rights of --as, or of "
-    "nobody: the user may not see all of them.\n"
+    "nobody logs in as the user, who need not ever have logged in. Values are read with the rights of --as, or "
+    "anonymously: the user may see others.\n"
     "\n"
     "Exit status:\n"
     "  0  planned; the scripts have no mistakes for the user\n"

@@ -75,7 +75,8 @@ static SessionRequest request_of(const PlanOptions &options, const std::string &
 static Json heading_of(const char *format, const SessionRequest &request, const Reader &reader) {
     Json heading = {{"format", format}, {"version", format_version}, {"time", input_time_text(request.now)}};
     heading["read_as"] = reader.name ? Json(record_text(*reader.name)) : Json();
-    heading["rights"] = "values were read with the administrator's rights";
+    heading["rights"] =
+        reader.name ? "values were read with the administrator's rights" : "values were read anonymously";
     return heading;
 }
 

@@ -37,6 +37,14 @@ std::string_view running_line_text() {
     return rest.substr(0, rest.find_first_of("\r\n"));
 }
 
+std::string_view running_line_read() {
+    const LexBuffer *active = lex_active();
+    const std::string_view line = running_line_text();
+    if (active == nullptr || line.empty()) return line;
+    const std::ptrdiff_t read = active->data + active->readPos - line.data();
+    return line.substr(0, read > 0 ? std::min(static_cast<size_t>(read), line.size()) : 0);
+}
+
 bool running_is_secret(const std::string &name, std::string_view value) {
     return secret_variable(name, value) || running().secretVariables.count(name) != 0;
 }

@@ -35,6 +35,8 @@ Running &running();
 void running_line(size_t start);
 // The line from its first letter on, without its end.
 std::string_view running_line_text();
+// What of it has been read.
+std::string_view running_line_read();
 
 // Whether a variable with this value is one to hide.
 bool running_is_secret(const std::string &name, std::string_view value);

@@ -285,8 +285,10 @@ std::string show_heading(const Json &plan) {
     if (!plan.contains("user"))
         text = "Plans of the logins of all users" + (container.empty() ? "" : " in " + container + " and below");
     text += " to tree " + text_of(plan, "tree") + " at " + text_of(plan, "time") + "\n";
-    return text + "Values were read with the administrator's rights, as " +
-           (plan["read_as"].is_null() ? "nobody (without a login)" : text_of(plan, "read_as")) + ".\n";
+    text += plan["read_as"].is_null()
+                ? "Values were read anonymously (without --as), not with the user's rights.\n"
+                : "Values were read with the administrator's rights, as " + text_of(plan, "read_as") + ".\n";
+    return text;
 }
 
 static std::string preface(const Json &plan) {

@@ -3,6 +3,7 @@
 
 #include "qrtscript.h"
 #include "script/conditions.h"
+#include "tools/qrtscript/plan/mistake_text.h"
 #include "tools/qrtscript/plan/origins.h"
 #include "tools/qrtscript/plan/running.h"
 #include "tools/qrtscript/plan/seams.h"
@@ -281,8 +282,9 @@ void wrap_syntax_error_report(const char *message) {
     real_syntax_error_report(message);
     running().inMistake = false;
     const std::string shown = without_secrets(running().reported);
+    const std::string text = mistake_text(message, running_line_read());
     if (!recorder_plans()) real_output_put(shown);
-    recorder_add("mistake", {{"text", message}, {"reported", true}, {"printed", record_text(shown)}});
+    recorder_add("mistake", {{"text", record_text(text)}, {"reported", true}, {"printed", record_text(shown)}});
 }
 
 void wrap_format_error(OwnedText keyword) {
