@@ -71,6 +71,7 @@ AROUND = {
     ("tools/qrtscript/check/main.cpp", "qrtscript"): "the program's name",
     ("tools/qrtscript/main.cpp", "qrtscript: %s\n"): "the program's name and a message",
     ("tools/qrtscript/plan/main.cpp", "qrtscript"): "the program's name",
+    ("tools/qrtscript/plan/run.cpp", "qrtscript run"): "the program's name",
     ("tools/qrtscript/check/recorder.cpp", "Invalid if statement \n"): "the library's message, as it is",
     ("tools/qrtscript/check/rules_mistakes.cpp", "Reserved words cannot be used as labels"): "the parser's words",
     ("tools/qrtscript/check/rules_mistakes.cpp", "IF nested too deep"): "the parser's words",

@@ -869,9 +869,69 @@ TEST_F(Run, TheTraceStandsBesideTheLines) {
     EXPECT_EQ(outcome.status, 1);
 }
 
+TEST_F(Run, AnyMistakeIsStatus1WithOrWithoutATrace) {
+    for (const char *script : {"END\n", "ATTACH SRV9\n", "TREE OTHER/nobody;x\n", "INCLUDE /no/such/file\n",
+                               "FOO 1\nWRITE \"x\"\n", "ELSE\n", "GOTO NOWHERE\n"}) {
+        const int planned = [&] {
+            site.write("script.qrt", script);
+            return plan({"--user", "jdoe.sales.acme", site.path("script.qrt")}).status;
+        }();
+        EXPECT_EQ(run({}, script).status, planned) << script;
+        EXPECT_EQ(run({"--trace"}, script).status, planned) << script;
+    }
+    EXPECT_EQ(run({}, "END\n").status, 1);
+}
+
+TEST_F(Run, ALoginIsARealOne) {
+    addOtherTree();
+    // Of "orchid": the password of the login itself is not sent to another tree.
+    const std::string
+        key = "userPassword: ",
+        hash =
+            "{CRYPT}$6$saltsalt$K0OamCcSlBEjAx48He7N4GV2zBALzF2iMe3pVc8sW725pS7UjG3JFuEcegWxyFsHOHzAOg1JI5fnu5EZr.Epz/";
+    std::string other = file_text(site.path("other.ldif"));
+    const size_t place = other.find(key) + key.size();
+    site.write("other.ldif", other.replace(place, other.find('\n', place) - place, hash));
+    const std::string script = "TREE OTHER/jdoe;orchid\n";
+    EXPECT_THAT(run({"--trace"}, script).out, testing::HasSubstr("  logs in   jdoe.sales.acme to tree OTHER\n"));
+    userScript(script);
+    EXPECT_THAT(plan({"--user", "jdoe.sales.acme"}).out,
+                testing::HasSubstr("jdoe.sales.acme to tree OTHER (the password is taken to be right)\n"));
+}
+
 TEST_F(Run, TheTraceShowsAnUnreadableIf) {
     EXPECT_THAT(run({"--trace"}, "IF ~ ~ ~ THEN\nWRITE \"x\"\nEND\n").out,
                 testing::HasSubstr("|    1  skips     up to its ELSE or END\n"));
+}
+
+TEST_F(Run, AnInterruptIsStatus130) {
+    program("waits", "kill -INT $PPID; sleep 1");
+    EXPECT_EQ(run({}, "BREAK ON\n" + running("waits")).status, 130);
+}
+
+TEST_F(Run, AReaderThatIsGoneEndsItWithoutAWord) {
+    site.write("script.qrt", "WRITE \"one\"\n#sleep 1\nWRITE \"two\"\n");
+    const Outcome outcome =
+        process_run({"/bin/bash", "-c", "\"$@\" | :; exit ${PIPESTATUS[0]}", "sh", QRTSCRIPT_PATH, "run",
+                     "--password-fd", "3", "--user", "jdoe.sales.acme", site.path("script.qrt")},
+                    environment, "secret\n");
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.status, 128 + SIGPIPE);
+}
+
+TEST_F(Run, ItsMessagesBeginWithItsName) {
+    site.write("script.qrt", "WRITE \"x\"\n");
+    TerminalProcess terminal({QRTSCRIPT_PATH, "run", "--user", "jdoe.sales.acme", site.path("script.qrt")},
+                             environment);
+    ASSERT_TRUE(terminal.answers("assword", "wrong\n")) << terminal.shown();
+    ASSERT_TRUE(terminal.awaits("qrtscript run: cannot log in as jdoe.sales.acme to tree ACME: wrong password"))
+        << terminal.shown();
+    ASSERT_TRUE(terminal.answers("assword", "secret\n")) << terminal.shown();
+    EXPECT_EQ(terminal.finish(), 0);
+    EXPECT_THAT(terminal.shown(), testing::Not(testing::HasSubstr("qrtlogin")));
+    const Outcome ended = run({"--time-limit", "1"}, "#sleep 30\n");
+    EXPECT_EQ(ended.status, 124);
+    EXPECT_THAT(ended.err, testing::StartsWith("qrtscript run: "));
 }
 
 TEST_F(Run, ShowsNoSecretOfTheScript) {

@@ -349,6 +349,12 @@ static uint32_t assumed_login(uint32_t context, const char *object) {
     return code;
 }
 
+// A login of a run is a real one.
+static void add_login(Json effect) {
+    if (!recorder_plans()) effect["real"] = true;
+    recorder_add("login", std::move(effect));
+}
+
 uint32_t wrap_ZKDSLoginEx(uint32_t context, const char *object, uint32_t option, const char *password) {
     if (!recorder_is_on()) return real_ZKDSLoginEx(context, object, option, password);
     if (password != nullptr) recorder_hide(password);
@@ -357,7 +363,7 @@ uint32_t wrap_ZKDSLoginEx(uint32_t context, const char *object, uint32_t option,
     const uint32_t code = !recorder_plans()   ? real_ZKDSLoginEx(context, object, option, password)
                           : object == nullptr ? static_cast<uint32_t>(ZKE_BAD_PARAMETER)
                                               : assumed_login(context, object);
-    recorder_add("login", {{"tree", record_text(tree)}, {"user", text_or_none(object)}, {"code", code}});
+    add_login({{"tree", record_text(tree)}, {"user", text_or_none(object)}, {"code", code}});
     return code;
 }
 
@@ -374,7 +380,7 @@ uint32_t wrap_ZKLoginToFileServer(uint32_t connection, const char *user, uint32_
     char server[ZK_SERVER_NAME_SIZE + 1] = "";
     ZKCCGetConnInfo(connection, ZK_INFO_SERVER_NAME, ZK_SERVER_NAME_SIZE, server);
     const uint32_t code = recorder_plans() ? ZK_OK : real_ZKLoginToFileServer(connection, user, objectType, password);
-    recorder_add("login", {{"server", record_text(server)}, {"user", text_or_none(user)}, {"code", code}});
+    add_login({{"server", record_text(server)}, {"user", text_or_none(user)}, {"code", code}});
     return code;
 }
 

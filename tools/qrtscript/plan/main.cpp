@@ -18,7 +18,6 @@ static int plan_main(int argc, char **argv) {
     if (!program_may_start("qrtscript")) return plan_failed;
     setlocale(LC_ALL, "");
     own_catalogues_bind();
-    program_check_output_at_exit("qrtscript", plan_failed);
     auxwindows = 0; // the person is at the terminal
     const std::string subcommand = argc > 1 ? argv[1] : "";
     if (subcommand != "plan" && subcommand != "run") {
@@ -27,6 +26,7 @@ static int plan_main(int argc, char **argv) {
     }
     static std::string name; // in what argp and the error of main say
     name = "qrtscript " + subcommand;
+    program_check_output_at_exit(name.c_str(), plan_failed);
     argv[1] = name.data();
     if (subcommand == "run") return run_main(argc - 1, argv + 1);
     PlanOptions options;

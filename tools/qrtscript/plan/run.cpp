@@ -3,6 +3,8 @@
 #include <argp.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -11,6 +13,7 @@
 #include "platform/terminal_text.h"
 #include "tools/own_folder.h"
 #include "tools/qrtlogin/environment.h"
+#include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/output_relay.h"
 #include "tools/qrtlogin/password.h"
 #include "tools/qrtlogin/password_dialog.h"
@@ -109,8 +112,16 @@ static void parse(int argc, char **argv, RunOptions *options) {
 
 // ---- the trace ----
 
+// Those that a login passes over in silence count as well.
+static size_t mistakes = 0;
+
+static void count_mistake(const Json &effect) {
+    mistakes += plan_is_mistake(effect) ? 1 : 0;
+}
+
 // What a statement prints stands there anyway.
 static void show_in_output(const Json &effect) {
+    count_mistake(effect);
     const std::string kind = effect.value("kind", "");
     if (!effect.contains("source") || kind == "print" || kind == "message" || kind == "clear_screen") return;
     const Json source = sources_list()[static_cast<size_t>(effect.value("source", 0))];
@@ -135,10 +146,8 @@ static RunResult run_with(const RunOptions &options, const Login &login, Secret 
     environment.lend("QRT_CONTEXT", login.container());
     Options forScripts = options.login;
     forScripts.user = login.nameForScripts(options.login.user);
-    if (options.trace) {
-        recorder_notice = show_in_output;
-        recorder_start(Recording::act, nullptr);
-    }
+    recorder_notice = options.trace ? show_in_output : count_mistake;
+    recorder_start(Recording::act, nullptr);
     running().hidesReports = true;
     const RunResult result = run_scripts(forScripts, login.tree(), password, relay);
     recorder_turn_off();
@@ -146,7 +155,16 @@ static RunResult run_with(const RunOptions &options, const Login &login, Secret 
     return result;
 }
 
+// As the programs that a lost reader ends by the signal.
+[[noreturn]] static void end_without_reader() {
+    signal(SIGPIPE, SIG_DFL);
+    raise(SIGPIPE);
+    _exit(plan_failed);
+}
+
 int run_main(int argc, char **argv) {
+    failure_program = "qrtscript run";
+    output_relay_interrupted = exit_interrupted;
     RunOptions options;
     parse(argc, argv, &options);
     input_script_check(options.login.loginScript);
@@ -159,6 +177,7 @@ int run_main(int argc, char **argv) {
     Secret password = password_dialog_log_in(options.login, &login);
     if (!login.sharesPassword()) password.wipe();
     const RunResult result = run_with(options, login, &password, &relay);
+    if (result.outputError == EPIPE) end_without_reader();
     if (result.outputError != 0) throw Failure(exit_output, strerror(result.outputError));
-    return result.status != 0 ? plan_mistakes : plan_clean;
+    return result.status != 0 || mistakes != 0 ? plan_mistakes : plan_clean;
 }

@@ -140,7 +140,8 @@ static ShownEffect show_login(const Json &effect) {
     std::string line = text_of(effect, "user") + (isServer ? " to server " : " to tree ") +
                        text_of(effect, isServer ? "server" : "tree");
     const unsigned code = effect.value("code", 0U);
-    char text[64] = " (the password is taken to be right)";
+    char text[64] = "";
+    if (code == 0 && !effect.value("real", false)) snprintf(text, sizeof text, " (the password is taken to be right)");
     if (code != 0) snprintf(text, sizeof text, ": refused (%X)", code);
     return {"logs in", {line + text}};
 }
