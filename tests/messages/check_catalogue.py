@@ -70,6 +70,7 @@ AROUND = {
     ("tools/qrtscript/check/main.cpp", "qrtscript lsp"): "the program's name",
     ("tools/qrtscript/check/main.cpp", "qrtscript"): "the program's name",
     ("tools/qrtscript/main.cpp", "qrtscript: %s\n"): "the program's name and a message",
+    ("tools/qrtscript/plan/input.cpp", "qrtscript plan: %s\n"): "the program's name before a translated text",
     ("tools/qrtscript/plan/main.cpp", "qrtscript"): "the program's name",
     ("tools/qrtscript/plan/run.cpp", "qrtscript run"): "the program's name",
     ("tools/qrtscript/check/recorder.cpp", "Invalid if statement \n"): "the library's message, as it is",

@@ -141,6 +141,9 @@ TEST_F(Plan, ItsMemoryGetsIntoNoCoreFile) {
 }
 
 TEST_F(Plan, WhatCannotBePlannedIsStatus2) {
+    addToTree(
+        "\ndn: cn=crew,ou=sales,o=acme\nobjectClass: groupOfNames\ncn: crew\nmember: cn=jdoe,ou=sales,o=acme\n"
+        "\ndn: cn=morning,ou=sales,o=acme\nobjectClass: qrtProfileObject\ncn: morning\n");
     const std::string pipe = site.path("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     site.write("large", "");
@@ -150,6 +153,9 @@ TEST_F(Plan, WhatCannotBePlannedIsStatus2) {
         std::string reason;
     } rows[] = {
         {{"--user", "nobody.sales.acme"}, "cannot plan a login of nobody.sales.acme to tree ACME: no such user\n"},
+        {{"--user", "sales.acme"}, "cannot plan a login of sales.acme to tree ACME: no such user\n"},
+        {{"--user", "crew.sales.acme"}, "cannot plan a login of crew.sales.acme to tree ACME: no such user\n"},
+        {{"--user", "morning.sales.acme"}, "cannot plan a login of morning.sales.acme to tree ACME: no such user\n"},
         {{"--user", "jdoe.sales.acme", "--tree", "NONE"}, "cannot use tree NONE: "},
         {{"--user", "jdoe.sales.acme", "/no/such/script"}, "cannot read the script /no/such/script: No such file"},
         {{"--user", "jdoe.sales.acme", "--as-of", "soon"},
@@ -222,6 +228,49 @@ TEST_F(Plan, TheEnvironmentIsABareOneOrThatOfTheFile) {
     EXPECT_EQ(plan["environment"]["SECRET_THING"], "********");
 }
 
+TEST_F(Plan, ALocaleThatTheMachineLacksIsToldAndTheAdministratorsIsNotTaken) {
+    const std::string command = "localedef -f UTF-8 -i de_DE '" + site.path("de_DE.UTF-8") + "'";
+    ASSERT_EQ(system(command.c_str()), 0) << command;
+    environment["LOCPATH"] = site.path();
+    environment["LC_ALL"] = "de_DE.UTF-8";
+    userScript("WRITE \"%DAY_OF_WEEK\"\n");
+    const auto planIn = [&](const std::string &variables) {
+        site.write("environment", variables);
+        return plan({"--as-of", "2026-03-05 09:05", "--env", site.path("environment"), "--user", "jdoe.sales.acme"})
+            .out;
+    };
+    const std::string lacking = planIn("LANG=xx_YY.UTF-8\n");
+    EXPECT_THAT(lacking, testing::HasSubstr("prints    Thursday\n"));
+    EXPECT_THAT(lacking, testing::HasSubstr("\nThis machine has no locale xx_YY.UTF-8: messages, names of days and "
+                                            "comparisons are as in the locale C.\n"));
+    const std::string found = planIn("LANG=de_DE.UTF-8\nLOCPATH=" + site.path() + "\n");
+    EXPECT_THAT(found, testing::HasSubstr("prints    Donnerstag\n"));
+    EXPECT_THAT(found, testing::Not(testing::HasSubstr("has no locale")));
+    const Words all = {"--all-users", "--summary", "--env", site.path("environment")};
+    site.write("environment", "LC_TIME=xx_YY\n");
+    EXPECT_THAT(plan(all).out, testing::HasSubstr("\nThis machine has no locale xx_YY: "));
+}
+
+TEST_F(Plan, FunctionsOfAShellInTheEnvironmentAreLeftOut) {
+    userScript("WRITE \"%<BEFORE> %<AFTER>\"\n");
+    site.write("environment",
+               "BEFORE=1\nBASH_FUNC_greet%%=() {  echo hi\n if true; then echo X; fi\n}\n"
+               "BASH_FUNC_one%%=() { :; }\nAFTER=2\n");
+    const Outcome outcome = plan({"--env", site.path("environment"), "--user", "jdoe.sales.acme"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.out, testing::HasSubstr("prints    1 2\n"));
+    EXPECT_THAT(outcome.out, testing::Not(testing::HasSubstr("greet")));
+    EXPECT_EQ(outcome.err, "qrtscript plan: " + site.path("environment") +
+                               ":2: the exported shell function greet is left out\nqrtscript plan: " +
+                               site.path("environment") + ":5: the exported shell function one is left out\n");
+    for (const char *wrong : {"BASH_FUNC_greet=() {\n}\n", "BASH_FUNC_%%=() {\n}\n", "}\n"}) {
+        site.write("environment", wrong);
+        EXPECT_THAT(plan({"--env", site.path("environment"), "--user", "jdoe.sales.acme"}).err,
+                    testing::HasSubstr(": not NAME=value\n"))
+            << wrong;
+    }
+}
+
 TEST_F(Plan, AnIfWithoutThenStandsInItsOwnLineWithItsValues) {
     for (const char *between : {"", "\n", "\r\n\n"}) {
         const OrderedJson plan =
@@ -284,6 +333,24 @@ TEST_F(Plan, MistakesAreInPlainWords) {
         if (mistakes.empty()) continue;
         EXPECT_EQ(mistakes[0]["text"], text);
         EXPECT_THAT(mistakes[0]["printed"].get<std::string>(), testing::HasSubstr("Script error.\n"));
+    }
+}
+
+TEST_F(Plan, ReadsAsADistinguishedName) {
+    for (const char *name : {"cn=jdoe,ou=sales,o=acme", "CN=jdoe, OU=sales, O=acme"}) {
+        const Outcome outcome = plan({"--as", name, "--password-fd", "3", "--user", "locked.sales.acme"}, "secret\n");
+        EXPECT_EQ(outcome.err, "");
+        EXPECT_THAT(outcome.out, testing::HasSubstr("as " + std::string(name) + ".\n"));
+    }
+    const struct {
+        std::string name, password, reason;
+    } rows[] = {{"cn=jdoe,ou=sales,o=acme", "wrong\n", "wrong password\n"},
+                {"cn=nobody,ou=sales,o=acme", "secret\n", "no such user\n"}};
+    for (const auto &row : rows) {
+        const Outcome outcome =
+            plan({"--as", row.name, "--password-fd", "3", "--user", "jdoe.sales.acme"}, row.password);
+        EXPECT_EQ(outcome.err, "qrtscript plan: cannot log in as " + row.name + " to tree ACME: " + row.reason);
+        EXPECT_EQ(outcome.status, 2);
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
@@ -15,6 +16,7 @@
 #include "platform/catalogue.h"
 #include "platform/common/opened.h"
 #include "platform/common/write_all.h"
+#include "platform/terminal_text.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/script_file.h"
 
@@ -90,14 +92,43 @@ std::string input_time_text(time_t when) {
 
 // ---- environments ----
 
+// "BASH_FUNC_NAME%%=() {  ...", as bash exports a function: its lines go on up to a "}". Empty for none.
+static std::string exported_function(const std::string &line) {
+    static const std::string begin = "BASH_FUNC_", end = "%%=() {";
+    const size_t equals = line.find('=');
+    const size_t percents = equals == line.npos || equals < 2 ? line.npos : equals - 2;
+    if (line.compare(0, begin.size(), begin) != 0 || percents == line.npos || percents <= begin.size() ||
+        line.compare(percents, end.size(), end) != 0)
+        return "";
+    return line.substr(begin.size(), percents - begin.size());
+}
+
+static void note_function(const std::string &name, const std::string &shown, int number) {
+    fprintf(stderr, "qrtscript plan: %s\n",
+            catalogue_format("%1$s:%2$d: the exported shell function %3$s is left out", shown.c_str(), number,
+                             terminal_text(name).c_str())
+                .c_str());
+}
+
 std::vector<std::pair<std::string, std::string>> input_environment_lines(const std::string &text,
                                                                          const std::string &shown) {
     std::vector<std::pair<std::string, std::string>> variables;
     std::istringstream lines(text);
     int number = 0;
+    bool inFunction = false;
     for (std::string line; std::getline(lines, line);) {
         ++number;
         if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (inFunction) {
+            inFunction = line != "}";
+            continue;
+        }
+        const std::string function = exported_function(line);
+        if (!function.empty()) {
+            note_function(function, shown, number);
+            inFunction = line.back() != '}';
+            continue;
+        }
         if (line.empty() || line[0] == '#') continue;
         const size_t equals = line.find('=');
         if (equals == line.npos || equals == 0 || line.find('\0') != line.npos)

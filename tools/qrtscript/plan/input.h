@@ -16,7 +16,8 @@ time_t input_time(const std::string &text);
 // "2026-03-05 09:05:07 +0100"
 std::string input_time_text(time_t when);
 
-// The lines of a regular file, NAME=value each. Empty lines, and lines that begin with "#", are left out.
+// The lines of a regular file, NAME=value each. Empty lines, and lines that begin with "#", are left out; so are
+// functions that a shell has exported, which a line on standard error says.
 std::vector<std::pair<std::string, std::string>> input_environment(const std::string &path);
 std::vector<std::pair<std::string, std::string>> input_environment_lines(const std::string &text,
                                                                          const std::string &shown);

@@ -9,10 +9,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <clocale>
 #include <csignal>
 #include <cstring>
 #include <functional>
 #include <new>
+#include <set>
+#include <string_view>
 
 #include "base/clock.h"
 #include "base/output.h"
@@ -25,6 +28,7 @@
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
 #include "tools/qrtscript/plan/confine.h"
+#include "tools/qrtscript/plan/reader.h"
 #include "tools/qrtscript/plan/running.h"
 #include "tools/qrtscript/secret_names.h"
 
@@ -80,16 +84,6 @@ static void limit_process() {
 #endif
     std::set_new_handler([] { leave_without_memory(); });
     signal(SIGPIPE, SIG_IGN);
-}
-
-static void log_reader_in(const SessionRequest &request, const Reader &reader) {
-    if (!reader.name) return;
-    Options options;
-    options.user = *reader.name;
-    options.tree = request.tree;
-    Login login(options);
-    const uint32_t code = login.authenticate(options.user, reader.password);
-    if (code != ZK_OK) throw login.failure(code, options.user);
 }
 
 static Options options_of(const SessionRequest &request) {
@@ -149,9 +143,22 @@ class AttributeValues {
 
 } // namespace
 
+// An object of these classes has no password, so that a login fails.
+static bool is_no_user(uint32_t context) {
+    static const std::set<std::string_view> others = {
+        "Group",     "Profile",      "Volume",  "Server",   "Directory Map", "Organizational Unit",
+        "Container", "Organization", "Country", "Locality", "Domain"};
+    char name[ZK_MAX_NAME + 1] = "", found[ZK_MAX_NAME + 1] = "";
+    ZKDSObjectInfo info = {};
+    if (ZKDSWhoAmI(context, name) != ZK_OK) return false;
+    const std::string complete = "." + std::string(name);
+    return ZKDSReadObjectInfo(context, complete.c_str(), found, &info) == ZK_OK && others.count(info.baseClass) != 0;
+}
+
 // Who logs in; and what a login would say.
 static void act_as_user(const Login &login, const SessionRequest &request) {
-    const uint32_t code = ZKDSActAs(login.context(), request.user.c_str());
+    uint32_t code = ZKDSActAs(login.context(), request.user.c_str());
+    if (code == ZK_OK && is_no_user(login.context())) code = ZKE_NO_SUCH_ENTRY;
     if (code != ZK_OK)
         throw failure_of(code, catalogue_format("cannot plan a login of %1$s to tree %2$s", request.user.c_str(),
                                                 request.tree.c_str()));
@@ -189,6 +196,24 @@ static void set_environment(const SessionRequest &request, const Login &login, c
     answer["environment"] = std::move(shown);
 }
 
+// A login without the locale has that of the process's start, and not the administrator's.
+static void set_locale() {
+    setlocale(LC_ALL, "C");
+    if (setlocale(LC_ALL, "") != nullptr) return;
+    for (const char *variable :
+         {"LC_ALL", "LC_CTYPE", "LC_NUMERIC", "LC_TIME", "LC_COLLATE", "LC_MONETARY", "LC_MESSAGES", "LC_PAPER",
+          "LC_NAME", "LC_ADDRESS", "LC_TELEPHONE", "LC_MEASUREMENT", "LC_IDENTIFICATION", "LANG"}) {
+        const char *name = getenv(variable);
+        if (name == nullptr || *name == '\0') continue;
+        const locale_t found = newlocale(LC_ALL_MASK, name, nullptr);
+        if (found == nullptr) {
+            answer["locale_missing"] = record_text(name);
+            return;
+        }
+        freelocale(found);
+    }
+}
+
 static time_t planned_now = 0;
 
 static char *text_or_null(std::optional<std::string> *text) {
@@ -216,7 +241,7 @@ static void run_sequence_of(Options options, const std::string &name) {
 }
 
 static void list_users(const SessionRequest &request, const Reader &reader, const std::string &container) {
-    log_reader_in(request, reader);
+    reader_log_in(request.tree, reader);
     const Login login(options_of(request));
     static const auto add = [](void *, const char *name) { answer["users"].push_back("." + record_text(name)); };
     answer["users"] = Json::array();
@@ -230,12 +255,13 @@ static void list_users(const SessionRequest &request, const Reader &reader, cons
 }
 
 static void run_session(const SessionRequest &request, const Reader &reader) {
-    log_reader_in(request, reader);
+    reader_log_in(request.tree, reader);
     const Options options = options_of(request);
     const Login login(options);
     act_as_user(login, request);
     const std::string user = login.nameForScripts(request.user);
     set_environment(request, login, user.substr(0, user.find('.')));
+    set_locale();
     planned_now = request.now;
     clock_now = [] { return planned_now; };
     FILE *nowhere = fopen("/dev/null", "we");

@@ -10,17 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/common/secret.h"
+#include "tools/qrtscript/plan/reader.h"
 #include "tools/qrtscript/plan/recorder.h"
 
 using Variables = std::vector<std::pair<std::string, std::string>>;
-
-// By whom the directory is read: nobody, or who logs in.
-struct Reader {
-    std::optional<std::string> name;
-    // Empty where the tree needs none. The session's process has a copy.
-    Secret password{Secret::usual_capacity, Secret::Forked::copy};
-};
 
 struct SessionRequest {
     std::string user; // as typed at a login

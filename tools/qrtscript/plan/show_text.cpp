@@ -289,6 +289,9 @@ std::string show_heading(const Json &plan) {
     text += plan["read_as"].is_null()
                 ? "Values were read anonymously (without --as), not with the user's rights.\n"
                 : "Values were read with the administrator's rights, as " + text_of(plan, "read_as") + ".\n";
+    if (plan.contains("locale_missing"))
+        text += "This machine has no locale " + text_of(plan, "locale_missing") +
+                ": messages, names of days and comparisons are as in the locale C.\n";
     return text;
 }
 
