@@ -1,5 +1,6 @@
 """screenshots.py BUILD_DIR OUTPUT_DIR: pictures of every prompt window as it is installed: light, dark, at 200 %, in German
 and Japanese, and from right to left. scripts/make-screenshots.sh calls it."""
+import gettext
 import os
 import shutil
 import subprocess
@@ -34,10 +35,19 @@ def shown_password(asked):
     asked.find("push button", "Hide the password")
 
 
+# The library's own question, which it asks in the person's language.
+QUESTION = "Already logged in to %1$s as %2$s, log out?"
+
+
+def translated(folder, text, language):
+    catalogue = gettext.translation("brasca-client-script", folder + "/usr/share/locale", [language], fallback=True)
+    return catalogue.gettext(text).replace("%1$s", "ACME_TREE").replace("%2$s", "jdoe.sales.acme")
+
+
 # What is asked, and what the person has done when the picture is taken.
 WINDOWS = {
     "login": (("login", "ACME_TREE", "jdoe.sales.acme"), nothing),
-    "confirm": (("confirm", "Already logged in to ACME_TREE as jdoe.sales.acme, log out?", "12"), nothing),
+    "confirm": (("confirm", QUESTION, "12"), nothing),
     "pause": (("pause",), nothing),
 }
 # Pictures of which one will do.
@@ -62,6 +72,7 @@ def main():
                     for name, window in WINDOWS.items()]
         pictures += [(f"prompt-{name}", window, {}) for name, window in ONCE.items()]
         for name, (words, act), variables in pictures:
+            words = [translated(desktop.folder, word, variables.get("LANGUAGE", "en")) for word in words]
             asked = desktop.ask(*words, program="qrtlogin", LD_LIBRARY_PATH=desktop.folder + "/usr/lib", **variables)
             asked.focus()
             act(asked)
