@@ -13,6 +13,7 @@ import os
 import pwd
 import re
 import shutil
+import signal
 import subprocess
 import tempfile
 import termios
@@ -58,14 +59,17 @@ class Desktop:
         return self
 
     def __exit__(self, *_):
+        # With what each has started: the accessibility bus is a process of its launcher's.
         for process in reversed(self.processes):
-            process.kill()
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(process.pid, signal.SIGKILL)
             process.wait()
         shutil.rmtree(self.folder, ignore_errors=True)
 
     def start(self, *words, **options):
         quiet = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
-        process = subprocess.Popen(words, env=self.environment, cwd="/", **{**quiet, **options})
+        process = subprocess.Popen(words, env=self.environment, cwd="/", start_new_session=True,
+                                   **{**quiet, **options})
         self.processes.append(process)
         return process
 
@@ -96,8 +100,8 @@ class Desktop:
             file.write(f"output HEADLESS-1 resolution {self.size}\nfor_window [app_id=.*] floating enable\n")
         environment = {**self.environment, "WLR_BACKENDS": "headless", "WLR_LIBINPUT_NO_DEVICES": "1",
                        "WLR_RENDERER": "pixman", "XDG_RUNTIME_DIR": runtime, "HOME": runtime}
-        self.display = subprocess.Popen(["sway", "-c", self.folder + "/sway.conf"], env=environment, cwd="/", **other,
-                                        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.display = subprocess.Popen(["sway", "-c", self.folder + "/sway.conf"], env=environment, cwd="/",
+                                        start_new_session=True, **other, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.processes.append(self.display)
         self.runtime = runtime
         sockets = wait_for("the compositor", lambda: [path for path in glob.glob(runtime + "/wayland-*")
