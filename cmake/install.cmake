@@ -19,13 +19,21 @@ foreach(part IN ITEMS syntax indent ftplugin ftdetect lua)
 endforeach()
 set(vscode_dir ${CMAKE_INSTALL_DATADIR}/qrtscript/vscode)
 
+# What a desktop knows of the login by: with the windows alone.
+set(desktop_dirs)
+set(desktop_suffixes desktop svg metainfo.xml)
+if(windows_built)
+  set(desktop_dirs ${CMAKE_INSTALL_DATADIR}/applications ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps
+                   ${CMAKE_INSTALL_DATADIR}/metainfo)
+endif()
+
 # ---- first: which folders are missing ----
 # `install_dirs` has to name every folder that something below is installed to, for uninstalling.
 set(record ${CMAKE_BINARY_DIR}/installed)
 set(install_dirs ${CMAKE_INSTALL_BINDIR} ${CMAKE_INSTALL_SBINDIR} ${command_programs_dir} ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_LIBDIR}/${client_modules_dir}
                  ${CMAKE_INSTALL_INCLUDEDIR} ${package_dir} ${pkgconfig_dir} ${catalogue_dirs}
                  ${manual_dirs} ${completion_dirs} ${vim_dirs}
-                 ${CMAKE_INSTALL_DATADIR}/nano ${vscode_dir}/syntaxes)
+                 ${CMAKE_INSTALL_DATADIR}/nano ${vscode_dir}/syntaxes ${desktop_dirs})
 install(CODE "set(record \"${record}\")\nset(install_dirs \"${install_dirs}\")" ALL_COMPONENTS)
 install(SCRIPT ${CMAKE_SOURCE_DIR}/cmake/record_folders.cmake ALL_COMPONENTS)
 
@@ -53,6 +61,11 @@ foreach(program IN LISTS command_programs)
 endforeach()
 if(windows_built)
   qrt_install_program(prompt_window qrt-prompt-window ${command_programs_dir} windows)
+  qrt_install_program(login_window qrt-login-window ${command_programs_dir} windows)
+  set(desktop_name share/org.libqrtscript.qrtlogin)
+  foreach(suffix folder IN ZIP_LISTS desktop_suffixes desktop_dirs)
+    install(FILES ${desktop_name}.${suffix} DESTINATION ${folder} COMPONENT windows)
+  endforeach()
 endif()
 # The automounter is root's. mount(8) looks for its helper in /sbin.
 qrt_install_program(automount qrt-automount ${CMAKE_INSTALL_SBINDIR} base)

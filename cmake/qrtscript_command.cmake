@@ -1,6 +1,5 @@
 # The command `qrtscript` and the programs behind it: tools/qrtscript/NAME is the program qrtscript-NAME, in the target
 # qrtscript_NAME, and what it is linked from without its main() in NAME_objects, for the tests.
-file(RELATIVE_PATH programs_from_programs ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBEXECDIR}/qrtscript)
 file(RELATIVE_PATH locale_from_command_programs ${CMAKE_INSTALL_FULL_LIBEXECDIR}/qrtscript
      ${CMAKE_INSTALL_FULL_LOCALEDIR})
 
@@ -86,7 +85,7 @@ add_library(planned_parts STATIC tools/linked_volumes.cpp $<TARGET_OBJECTS:qrtlo
                                  tools/qrtscript/login_as.cpp
                                  "$<FILTER:$<TARGET_OBJECTS:map_objects>,EXCLUDE,/link_directory.cpp.o$>")
 target_include_directories(planned_parts PRIVATE ${CMAKE_SOURCE_DIR})
-qrt_command_program(plan planned_parts common zkclient treelogin PkgConfig::SECCOMP Threads::Threads)
+qrt_command_program(plan planned_parts window_start common zkclient treelogin PkgConfig::SECCOMP Threads::Threads)
 target_link_libraries(qrtscript_plan PRIVATE planned_objects)
 target_sources(plan_objects PRIVATE tools/qrtscript/check/forms.cpp) # how a statement should be written
 target_include_directories(plan_objects PRIVATE ${CMAKE_SOURCE_DIR}/include ${CMAKE_BINARY_DIR}/generated)

@@ -13,7 +13,7 @@
 set -eu
 build="g++ cmake ninja-build bison pkg-config libtomlplusplus-dev libldap-dev libgnutls28-dev libunistring-dev libsasl2-dev libcrypt-dev libbsd-dev libkrb5-dev nlohmann-json3-dev libseccomp-dev libgtest-dev libgmock-dev gettext util-linux mount scdoc python3"
 windows="libgtk-4-dev"
-check="$windows xvfb sway wtype xdotool dbus-daemon at-spi2-core python3-pyatspi adwaita-icon-theme gsettings-desktop-schemas fonts-dejavu-core imagemagick clang clang-format python3 locales libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck autofs python3-jsonschema git strace man-db mandoc zsh fish vim"
+check="$windows xvfb sway wtype xdotool dbus-daemon at-spi2-core python3-pyatspi adwaita-icon-theme gsettings-desktop-schemas fonts-dejavu-core imagemagick librsvg2-bin desktop-file-utils appstream clang clang-format python3 locales libclang-rt-14-dev binutils slapd ldap-utils openssl krb5-kdc krb5-admin-server krb5-user libsasl2-modules-gssapi-mit cppcheck autofs python3-jsonschema git strace man-db mandoc zsh fish vim"
 analysis="git clang-tidy cppcheck abigail-tools"
 coverage="gcovr"
 directories="samba samba-dsdb-modules samba-ad-provision samba-vfs-modules ldb-tools 389-ds-base smbnetfs"

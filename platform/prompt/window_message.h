@@ -13,16 +13,12 @@
 #include <string>
 #include <string_view>
 
-// No message is longer. A field of a request that does not fit in is cut.
-constexpr size_t window_message_limit = 8192;
+#include "platform/prompt/window_framing.h"
+#include "platform/prompt/window_start.h"
+
+// A field of a request that does not fit in is cut.
 constexpr size_t window_subject_limit = 4096;
 constexpr size_t window_name_limit = 1024; // of a user's name and of a password, which are never cut
-
-// How often the program sends "alive".
-constexpr int window_beat_milliseconds = 1000;
-
-// The program's descriptor for the conversation.
-constexpr int window_descriptor = 3;
 
 enum class WindowAsk : char {
     display = 'd',

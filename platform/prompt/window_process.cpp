@@ -1,9 +1,7 @@
 #include "platform/prompt/window_process.h"
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,7 +10,6 @@
 #include <cstring>
 #include <string>
 #include <utility>
-#include <vector>
 
 extern "C" { // which this header of glibc 2.36 forgets
 #include <sys/pidfd.h>
@@ -21,52 +18,9 @@ extern "C" { // which this header of glibc 2.36 forgets
 #include "platform/catalogue.h"
 #include "platform/common/opened.h"
 #include "platform/prompt/signal_catcher.h"
-#include "platform/prompt/window_environment.h"
+#include "platform/prompt/window_start.h"
 
 namespace {
-
-// How the program is started: away from the caller's terminal, folder, signals and descriptors.
-class SpawnSettings {
-  public:
-    explicit SpawnSettings(int conversation) {
-        posix_spawn_file_actions_init(&actions_);
-        posix_spawnattr_init(&attributes_);
-        posix_spawn_file_actions_adddup2(&actions_, conversation, window_descriptor);
-        for (int standard = STDIN_FILENO; standard <= STDERR_FILENO; ++standard)
-            posix_spawn_file_actions_addopen(&actions_, standard, "/dev/null", O_RDWR, 0);
-        posix_spawn_file_actions_addclosefrom_np(&actions_, window_descriptor + 1);
-        posix_spawn_file_actions_addchdir_np(&actions_, "/");
-
-        sigset_t none = {}, all = {};
-        sigemptyset(&none);
-        sigfillset(&all);
-        posix_spawnattr_setsigmask(&attributes_, &none);
-        posix_spawnattr_setsigdefault(&attributes_, &all);
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID);
-    }
-    ~SpawnSettings() {
-        posix_spawn_file_actions_destroy(&actions_);
-        posix_spawnattr_destroy(&attributes_);
-    }
-    SpawnSettings(const SpawnSettings &) = delete;
-    SpawnSettings &operator=(const SpawnSettings &) = delete;
-
-    // An errno, or 0.
-    int start(const std::string &path, pid_t *child) const {
-        std::vector<std::string> variables = window_environment();
-        std::vector<char *> environment;
-        environment.reserve(variables.size() + 1);
-        for (std::string &variable : variables) environment.push_back(variable.data());
-        environment.push_back(nullptr);
-        std::string name = path;
-        char *arguments[] = {name.data(), nullptr};
-        return posix_spawn(child, path.c_str(), &actions_, &attributes_, arguments, environment.data());
-    }
-
-  private:
-    posix_spawn_file_actions_t actions_;
-    posix_spawnattr_t attributes_;
-};
 
 // The running program. Its process is held by a descriptor, so that no other is ever taken for it, whatever the
 // caller's own handling of its children does.
@@ -120,8 +74,7 @@ class WindowProcess {
 
 // Beside this library where that was built, in a folder of its own where it was installed. An errno, or 0.
 static int window_start(const Opened &conversation, std::string *path, pid_t *child) {
-    const SpawnSettings settings(conversation.number());
-    if (*window_program != '\0') return settings.start(*path = window_program, child);
+    if (*window_program != '\0') return window_spawn(*path = window_program, conversation.number(), child);
     Dl_info own = {};
     dladdr(reinterpret_cast<const void *>(&window_start), &own);
     std::string folder = own.dli_fname == nullptr ? "" : own.dli_fname;
@@ -130,7 +83,7 @@ static int window_start(const Opened &conversation, std::string *path, pid_t *ch
     int error = ENOENT;
     for (const char *place : {"", PROGRAMS_FROM_LIBRARIES "/"}) {
         *path = folder + place + "qrt-prompt-window";
-        error = settings.start(*path, child);
+        error = window_spawn(*path, conversation.number(), child);
         if (error != ENOENT) break;
     }
     return error;

@@ -7,7 +7,10 @@ import sys
 import tempfile
 
 TOOLKIT = ("libgtk", "libgdk", "libglib", "libgobject", "libgio", "libX11", "libwayland")
-WINDOW_PROGRAM = "/usr/libexec/qrtscript/qrt-prompt-window"
+WINDOW_PROGRAMS = {"/usr/libexec/qrtscript/qrt-prompt-window", "/usr/libexec/qrtscript/qrt-login-window"}
+# What a desktop knows of the login by.
+DESKTOP_FILES = {f"/usr/share/{place}/org.libqrtscript.qrtlogin.{kind}" for place, kind in (
+    ("applications", "desktop"), ("icons/hicolor/scalable/apps", "svg"), ("metainfo", "metainfo.xml"))}
 LEFT_OUT = "the windows of the prompts are left out"
 
 
@@ -60,7 +63,7 @@ def check_components(build, folder):
     with_toolkit = [path for path, libraries in base.items() if libraries]
     if with_toolkit or len(base) < 20:
         yield f"the component base has {len(base)} files, of which {with_toolkit} need a toolkit"
-    if list(windows) != [WINDOW_PROGRAM] or not windows[WINDOW_PROGRAM]:
+    if set(windows) != WINDOW_PROGRAMS | DESKTOP_FILES or not all(windows[path] for path in WINDOW_PROGRAMS):
         yield f"the component windows is {windows}"
     if set(both) != set(base) | set(windows):
         yield f"both components together are {set(both) ^ (set(base) | set(windows))}"
@@ -86,7 +89,8 @@ def check_builds_without_windows(source, folder):
         said = run("cmake", "-S", source, "-B", build, "-G", "Ninja", "-DQRT_TESTS=OFF", *options, **variables)
         if not any(reason in line and LEFT_OUT in line for line in said.splitlines()):
             yield f"the build does not say that {reason}: {said}"
-        if "qrt-prompt-window" in run("ninja", "-C", build, "-t", "targets", "all"):
+        targets = run("ninja", "-C", build, "-t", "targets", "all")
+        if "qrt-prompt-window" in targets or "qrt-login-window" in targets:
             yield f"the build has the windows though {reason}"
 
 

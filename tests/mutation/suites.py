@@ -25,6 +25,7 @@ FOLDERS = {
     "platform/prompt/window": ["windows"],
     "tools": ["tools", "allocations"],
     "tools/qrtlogin": ["tools", "interrupts", "allocations", "memory"],
+    "tools/qrtlogin/window": ["tools", "windows"],
     "tools/map": ["tools", "golden", "allocations"],
     "tools/automount": ["tools", "drives"],
     "tools/qrtscript": ["qrtscript_tools"],
@@ -49,10 +50,14 @@ EXCEPTIONS = {
     "platform/client/core/password.cpp": ["client", "memory"],
     "platform/client/core/private_folder.cpp": ["client", "ldap"],
     "platform/client/interface/server_login.cpp": ["client", "tools", "ldap"],
+    "tools/qrtlogin/login_summary.cpp": ["windows"],
+    "tools/qrtlogin/login_window.cpp": ["windows"],
+    "tools/qrtlogin/run_watch.cpp": ["windows"],
+    "tools/qrtlogin/watched_calls.cpp": ["windows"],
     "tools/qrtlogin/login.cpp": ["tools", "allocations", "memory", "ldap"],
 }
 # Beside the test programs: what they run, and cases that are no part of one.
-RUN = ["qrt-prompt-window", "tests/asker", "tests/scan_memory", "qrtlogin", "map", "qrt-automount", "lib*.so.?"]
+RUN = ["qrt-prompt-window", "qrt-login-window", "tests/asker", "tests/scan_memory", "qrtlogin", "map", "qrt-automount", "lib*.so.?"]
 CASES = ["tests/windows/*.py", "tests/drives/*.*", "tests/drives/cases/*"]
 # What is no test program of GoogleTest's.
 ARGUMENTS = {

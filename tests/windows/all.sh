@@ -4,7 +4,7 @@
 set -eu
 binaries=$(realpath "$1")
 here=$(dirname "$(readlink -f "$0")")
-for test in "prompts.py x11" failures.py memory.py; do
+for test in "prompts.py x11" failures.py memory.py "login.py x11"; do
     # shellcheck disable=SC2086 # two words
     /usr/bin/python3 -B "$here"/$test "$binaries" --failfast
 done

@@ -23,6 +23,15 @@ PATIENCE = 60  # seconds until what a test waits for counts as missing: no outco
 ISOLATES = {ord("\u2068"): None, ord("\u2069"): None}
 
 
+def is_running(pid, name=""):
+    try:
+        with open(f"/proc/{pid}/stat", encoding="ascii") as file:
+            before, _, rest = file.read().rpartition(")")
+            return rest.split()[0] != "Z" and before.endswith(name)
+    except OSError:
+        return False
+
+
 def wait_for(what, found, patience=PATIENCE):
     """The first true value that `found` returns."""
     end = time.monotonic() + patience
@@ -38,6 +47,7 @@ class Desktop:
     def __init__(self, kind, build, size="1000x700", accessible=True, **variables):
         self.kind, self.build, self.size, self.accessible = kind, build, size, accessible
         self.processes = []
+        self.qrtlogin = build + "/qrtlogin"
         self.folder = tempfile.mkdtemp(prefix="qrt-windows-")
         os.chmod(self.folder, 0o700)
         self.environment = {
@@ -150,7 +160,7 @@ class Asked:
             if terminal:
                 fcntl.ioctl(self.others_terminal, termios.TIOCSCTTY, 0)
             before()
-        self.process = subprocess.Popen([*prefix, f"{desktop.build}/tests/{program}", *words], env=environment, text=True,
+        self.process = subprocess.Popen([*prefix, os.path.join(desktop.build, "tests", program), *words], env=environment, text=True,
                                         stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                         start_new_session=True, preexec_fn=prepare)
         desktop.processes.append(self.process)
@@ -324,6 +334,46 @@ class Asked:
                 self.desktop.run("xdotool", "key", word)
             elif word != "-k":
                 self.desktop.run("xdotool", "type", "--delay", "0", word)
+
+
+class Login(Asked):
+    """A qrtlogin --gui in the sample tree, and its window, whose process is nobody's child. A password that is not None
+    comes through a descriptor; with a script, that is run in the place of the tree's."""
+
+    def __init__(self, desktop, *words, password=None, script=None, **settings):
+        sample = os.path.dirname(os.path.abspath(__file__)) + "/../../examples/acme/client.toml"
+        self.home = tempfile.mkdtemp(dir=desktop.folder)
+        self.window_process = None
+        if script is not None:
+            with open(self.home + "/script.qrt", "w", encoding="utf-8") as file:
+                file.write(script)
+            words = (f"--login-script={self.home}/script.qrt", *words)
+        if password is not None:
+            words = ("--password-fd=0", *words)
+        super().__init__(desktop, ["--gui", *words], program=desktop.qrtlogin,
+                         **{"ZKCLIENT_CONF": sample, "HOME": self.home, **settings})
+        if password is not None:
+            self.tell(password)
+
+    def has_helper(self):
+        """The process of the window, which is the only one on its desktop, unless it has ended."""
+        if self.window_process is None:
+            with contextlib.suppress(GLib.GError):
+                for application in pyatspi.Registry.getDesktop(0):
+                    if application is not None and is_running(application.get_process_id(), "qrt-login-windo"):
+                        self.window_process = application.get_process_id()
+        return self.window_process if self.window_process and is_running(self.window_process) else None
+
+    def clean_up(self):
+        self.process.kill()
+        self.process.wait()
+        if self.window_process and is_running(self.window_process):
+            os.kill(self.window_process, signal.SIGKILL)
+            self.closes()
+
+    def closes(self):
+        """Waits until the window has gone."""
+        wait_for("the end of the window", lambda: not is_running(self.window_process))
 
 
 @contextlib.contextmanager

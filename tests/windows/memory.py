@@ -6,7 +6,7 @@ import subprocess
 import sys
 import unittest
 
-from desktop import Desktop, wait_for
+from desktop import Desktop, Login, wait_for
 
 
 def left_in(pid):
@@ -72,9 +72,30 @@ class Memory(unittest.TestCase):
 
     def test_what_the_toolkit_frees_is_wiped(self):
         # By functions of the program's that all of its libraries use.
-        defined = subprocess.run(["nm", "-D", "--defined-only", f"{build}/qrt-prompt-window"], capture_output=True,
-                                 text=True, check=True).stdout
-        self.assertLessEqual({"free", "realloc", "reallocarray"}, {line.split()[-1] for line in defined.splitlines()})
+        for program in ("qrt-prompt-window", "qrt-login-window"):
+            defined = subprocess.run(["nm", "-D", "--defined-only", f"{build}/{program}"], capture_output=True, text=True,
+                                     check=True).stdout
+            self.assertLessEqual({"free", "realloc", "reallocarray"},
+                                 {line.split()[-1] for line in defined.splitlines()})
+
+    def test_the_logins_window_when_the_password_has_been_sent(self):
+        login = Login(desktop, "jdoe.sales.acme")
+        login.type(secret)
+        self.assertNotEqual(left_in(login.helper()), [], "the look itself finds nothing")
+        login.type("\n")
+        login.find("alert")  # it was refused
+        self.assertEqual(left_in(login.helper()), [])
+        login.clean_up()
+
+    def test_the_logins_window_when_what_was_typed_has_been_deleted(self):
+        login = Login(desktop, "jdoe.sales.acme")
+        login.type(secret)
+        for key in ("ctrl+a", "BackSpace"):
+            login.key(key)
+        login.type("\n")
+        login.find("alert")
+        self.assertEqual(left_in(login.helper()), [])
+        login.clean_up()
 
     def test_the_pages_of_the_password_are_locked(self):
         asked = desktop.ask("login", "ACME", "jdoe")

@@ -84,13 +84,19 @@ std::vector<std::string> RunEnvironment::keepCodeVariables() {
     return changed;
 }
 
-std::string RunEnvironment::exportLines() const {
-    std::string lines;
+std::map<std::string, std::string> RunEnvironment::changes() const {
+    std::map<std::string, std::string> changed;
     for (const auto &[name, value] : environment_copy()) {
         auto old = before_.find(name);
-        if (old != before_.end() && old->second == value) continue;
-        if (shell_is_name(name)) lines += "export " + name + "=" + shell_quote(value) + "\n";
+        if (old == before_.end() || old->second != value) changed.emplace(name, value);
     }
+    return changed;
+}
+
+std::string RunEnvironment::exportLines() const {
+    std::string lines;
+    for (const auto &[name, value] : changes())
+        if (shell_is_name(name)) lines += "export " + name + "=" + shell_quote(value) + "\n";
     return lines;
 }
 

@@ -26,6 +26,9 @@ class RunEnvironment {
     // that it had before the run. Returns the names of those that the scripts had changed, in their order.
     std::vector<std::string> keepCodeVariables();
 
+    // The variables that now differ from the remembered environment, with their values.
+    std::map<std::string, std::string> changes() const;
+
     // The variables that now differ from the remembered environment and whose names a shell accepts, in the order of
     // their names, as lines "export NAME='value'\n".
     std::string exportLines() const;

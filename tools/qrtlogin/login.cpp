@@ -110,6 +110,11 @@ std::string Login::nameForScripts(const std::string &typed) const {
     return std::string(whole.substr(0, find_unescaped(whole, '.')));
 }
 
+std::string Login::fullName() const {
+    char name[ZK_MAX_NAME + 1] = {};
+    return ZKDSWhoAmI(context_, name) == ZK_OK ? name : "";
+}
+
 std::string Login::container() const {
     char name[ZK_MAX_NAME + 1] = {};
     char parent[ZK_MAX_NAME + 1] = {};

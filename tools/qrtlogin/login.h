@@ -45,6 +45,8 @@ class Login {
     const std::string &tree() const { return tree_; }
     // A context of the tree, for as long as the object lives.
     uint32_t context() const { return context_; }
+    // The complete name of the user that logged in, typeless and without a leading period.
+    std::string fullName() const;
     // The container of the user that logged in, typeless and without a leading period; empty for the root.
     std::string container() const;
 

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <new>
 
 #include "platform/catalogue.h"
@@ -20,6 +21,8 @@
 #include "tools/qrtlogin/environment_size.h"
 #include "tools/qrtlogin/failure.h"
 #include "tools/qrtlogin/login.h"
+#include "tools/qrtlogin/login_summary.h"
+#include "tools/qrtlogin/login_window.h"
 #include "tools/qrtlogin/logout.h"
 #include "tools/qrtlogin/options.h"
 #include "tools/qrtlogin/output_relay.h"
@@ -76,6 +79,9 @@ static void keep_code_variables(RunEnvironment *environment) {
                 catalogue_format("%s is not passed on without --all-variables", terminal_text(name).c_str()).c_str());
 }
 
+// Of the login that goes on; none without --gui.
+static std::unique_ptr<LoginWindow> window;
+
 static RunResult run_for(const Options &options, const Login &login, Secret *password, RunEnvironment *environment,
                          OutputRelay *relay) {
     environment->ignore("TOLAN_USE_BRUNE");
@@ -84,7 +90,7 @@ static RunResult run_for(const Options &options, const Login &login, Secret *pas
     environment->lend("QRT_CONTEXT", login.container());
     Options forScripts = options;
     forScripts.user = login.nameForScripts(options.user);
-    const RunResult result = run_scripts(forScripts, login.tree(), password, relay);
+    const RunResult result = run_scripts(forScripts, login.tree(), password, relay, window.get(), login.fullName());
     environment->takeBack();
     if (options.handsOn() && !options.allVariables) keep_code_variables(environment);
     return result;
@@ -103,25 +109,33 @@ static int login_and_hand_on(int argc, char **argv) {
     setlocale(LC_ALL, "");
     own_catalogues_bind();
     program_check_output_at_exit("qrtlogin", exit_output);
-    auxwindows = 0; // the person is at the terminal
     Options options;
     options_parse(argc, argv, &options);
+    auxwindows = options.gui ? 1 : 0; // else the person is at the terminal
     if (options.logout) return logout_run();
     script_file_check(options.profileScript);
     script_file_check(options.loginScript);
     if (options.passwordDescriptor >= 0) password_require_open(options.passwordDescriptor);
     FILE *forEval = options.printEnvironment ? separate_output() : nullptr;
-    OutputRelay relay;
-    const WaitingNotice waiting;
+    if (options.gui) window = std::make_unique<LoginWindow>();
+    OutputRelay relay(window != nullptr ? window->descriptor() : -1);
+    const WaitingNotice waiting(window.get());
 
     RunEnvironment environment;
     Login login(options);
     private_memory_begin();
-    Secret password = password_dialog_log_in(options, &login);
-    if (options.changePassword) return exit_done;
+    if (window != nullptr) window->tell('b', {login.tree(), options.user, options.keepWindow ? "1" : ""});
+    Secret password = password_dialog_log_in(&options, &login, window.get());
+    if (window != nullptr) window->tell('b', {login.tree(), options.user, options.keepWindow ? "1" : ""});
+    if (options.changePassword) {
+        if (window != nullptr) window->tell('e', {"c", ""});
+        return exit_done;
+    }
     if (!login.sharesPassword()) password.wipe();
 
-    const int status = status_of(run_for(options, login, &password, &environment, &relay));
+    const RunResult result = run_for(options, login, &password, &environment, &relay);
+    const int status = status_of(result);
+    if (window != nullptr) login_summary_tell(window.get(), environment, result.hasMistakes || status != 0);
     login.note();
     if (options.handsOn()) environment_size_check();
     if (options.command != nullptr) become(options.command);
@@ -132,6 +146,7 @@ static int login_and_hand_on(int argc, char **argv) {
 
 int main(int argc, char **argv) try { return login_and_hand_on(argc, argv); } catch (const Failure &failure) {
     fprintf(stderr, "qrtlogin: %s\n", failure.what());
+    if (window != nullptr) window->tell('e', {"f", failure.what()});
     return failure.status();
 } catch (const std::bad_alloc &) {
     fprintf(stderr, "qrtlogin: %s\n", catalogue_text("memory exhausted"));

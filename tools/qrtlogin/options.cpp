@@ -25,6 +25,8 @@ enum Key : int {
     key_password_descriptor,
     key_tries,
     key_change_password,
+    key_gui,
+    key_keep_window,
     key_raw_output,
     key_shell,
     key_print_environment,
@@ -67,7 +69,8 @@ static const char *const after_options = catalogue_mark(
     "  74  the output cannot be written\n"
     "  124  the scripts were ended at the time limit\n"
     "  126, 127  COMMAND cannot be run, or was not found\n"
-    "  130  the scripts were ended by the third interrupt");
+    "  130  the scripts were ended by the third interrupt, or cancelled in the\n"
+    "      window");
 
 static const argp_option option_table[] = {
     {"user", key_user, catalogue_mark("USER"), 0, catalogue_mark("Log in as USER (instead of the USER argument)"), 0},
@@ -83,6 +86,13 @@ static const argp_option option_table[] = {
     {"change-password", key_change_password, nullptr, 0,
      catalogue_mark("Change the password, and run no scripts; with --password-fd, the second line of N is the new one"),
      0},
+    {"gui", key_gui, nullptr, 0,
+     catalogue_mark("Show the login in a window: ask there for USER, if none is given, and for the password, and show "
+                    "the scripts' progress, their output and a summary; without a display, everything is as without "
+                    "this option"),
+     0},
+    {"keep-window", key_keep_window, nullptr, 0,
+     catalogue_mark("With --gui, keep the window open after a login without mistakes"), 0},
     {"profile-script", key_profile_script, catalogue_mark("FILE"), 0,
      catalogue_mark("Run the local FILE instead of the profile script"), 1},
     {"login-script", key_login_script, catalogue_mark("FILE"), 0,
@@ -147,7 +157,8 @@ static void set_user(const char *text, Options *options, argp_state *state) {
 // What belongs together can be judged only when everything has been read.
 static void check(const Options &options, argp_state *state) {
     if (options.logout) return;
-    if (options.user.empty()) argp_error(state, catalogue_text("no user given"));
+    if (options.user.empty() && !options.gui) argp_error(state, catalogue_text("no user given"));
+    if (options.keepWindow && !options.gui) argp_error(state, catalogue_text("--keep-window needs --gui"));
     if (static_cast<int>(options.command != nullptr) + static_cast<int>(options.shell) +
             static_cast<int>(options.printEnvironment) >
         1)
@@ -191,6 +202,12 @@ static error_t parse_one(int key, char *text, argp_state *state) {
             break;
         case key_change_password:
             options->changePassword = true;
+            break;
+        case key_gui:
+            options->gui = true;
+            break;
+        case key_keep_window:
+            options->keepWindow = true;
             break;
         case key_raw_output:
             options->rawOutput = true;

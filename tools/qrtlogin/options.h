@@ -11,7 +11,7 @@ inline constexpr int options_first_variable = 2;
 inline constexpr int options_variables = 4;
 
 struct Options {
-    std::string user; // as typed; never empty after options_parse, except for a logout
+    std::string user; // as typed; never empty after options_parse, except for a logout, or when a window asks for it
     std::optional<std::string> tree;
     std::optional<std::string> context;
     std::optional<std::string> server;
@@ -22,6 +22,8 @@ struct Options {
     int passwordDescriptor = -1;   // -1: ask on the terminal
     int tries = 3;                 // how often a person may type a password
     bool changePassword = false;   // instead of running the scripts
+    bool gui = false;              // show the login in a window
+    bool keepWindow = false;       // also after one without mistakes
     bool rawOutput = false;
     std::optional<int> timeLimit; // of the scripts, in seconds; 0: none
     bool shell = false;

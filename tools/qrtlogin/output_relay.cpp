@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -59,12 +60,12 @@ static void show_all_at_exit() {
 }
 
 // The relay is detached, lest the command that this process becomes finds a child it does not know.
-static void start_relay(int input, int requests) {
+static void start_relay(int input, int requests, int window) {
     const pid_t first = fork();
     if (first < 0) fail(errno);
     if (first == 0) {
         const pid_t second = fork();
-        if (second == 0) relay_process(input, requests);
+        if (second == 0) relay_process(input, requests, window);
         const int problem = errno;
         if (second < 0) send(requests, &problem, sizeof problem, MSG_NOSIGNAL);
         _exit(EXIT_SUCCESS);
@@ -84,7 +85,8 @@ static void interrupted(int signal) {
     fdr = pipe_stream;
     const pid_t teller = _Fork();
     if (teller <= 0) cntrlcHandler(signal);
-    TEMP_FAILURE_RETRY(waitpid(teller, nullptr, 0));
+    // Not by waitpid, at which the window's side looks (watched_calls.cpp).
+    TEMP_FAILURE_RETRY(wait4(teller, nullptr, 0, nullptr));
     ask_to_end();
     _exit(output_relay_interrupted);
 }
@@ -102,7 +104,7 @@ static void close_stream() {
     fdr = nullptr;
 }
 
-OutputRelay::OutputRelay() {
+OutputRelay::OutputRelay(int window) {
     main_process = getpid();
     joinErrors_ = output_is_same_file(STDOUT_FILENO, STDERR_FILENO);
     output_ = keep(STDOUT_FILENO);
@@ -112,7 +114,7 @@ OutputRelay::OutputRelay() {
     pipe_ = ends[1];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) fail(errno);
     relay = sockets[0];
-    start_relay(ends[0], sockets[1]);
+    start_relay(ends[0], sockets[1], window);
     close(ends[0]);
     close(sockets[1]);
     // When it answers it has let go of what it got from this process, such as the pipe that a password comes through.

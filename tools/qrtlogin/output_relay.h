@@ -18,8 +18,9 @@ extern int output_relay_interrupted;
 class OutputRelay {
   public:
     // Starts the process, which is a copy of this one and may live for long. What is standard output and standard error
-    // now is what scripts write to. Throws Failure.
-    OutputRelay();
+    // now is what scripts write to. The window on the socket `window`, if there is one, is shown the same. Throws
+    // Failure.
+    explicit OutputRelay(int window = -1);
     ~OutputRelay();
     OutputRelay(const OutputRelay &) = delete;
     OutputRelay &operator=(const OutputRelay &) = delete;

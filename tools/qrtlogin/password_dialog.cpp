@@ -47,8 +47,12 @@ namespace {
 
 class Dialog {
   public:
-    Dialog(const Options &options, Login *login)
-        : options_(options), login_(*login), isAsked_(options.passwordDescriptor < 0 && login->needsPassword()) {}
+    Dialog(Options *options, Login *login, LoginWindow *window)
+        : options_(*options),
+          login_(*login),
+          window_(window),
+          namesUser_(options->user.empty()),
+          isAsked_(options->passwordDescriptor < 0 && login->needsPassword()) {}
 
     Secret logIn() {
         if (options_.changePassword && options_.passwordDescriptor >= 0)
@@ -61,21 +65,56 @@ class Dialog {
     }
 
   private:
+    bool hasWindow() const { return window_ != nullptr && window_->isOpen(); }
+
+    // False: the window has gone, before it had an answer.
+    bool askInWindow(LoginAsk what, std::string *name, Secret *secret) {
+        if (!hasWindow()) return false;
+        const LoginAnswer answer = window_->ask(what, options_.user, reason_, name, secret);
+        reason_.clear();
+        if (answer == LoginAnswer::cancelled)
+            throw Failure(exit_password, catalogue_text("cannot read the password: cancelled"));
+        return answer == LoginAnswer::given;
+    }
+
+    // What is not given and not known already.
+    void askPerson() {
+        const LoginAsk what = !namesUser_ ? LoginAsk::password : isAsked_ ? LoginAsk::nameAndPassword : LoginAsk::name;
+        Secret typed;
+        if (askInWindow(what, &options_.user, &typed)) {
+            if (isAsked_) password_ = std::move(typed);
+            return;
+        }
+        if (options_.user.empty()) throw Failure(exit_usage, catalogue_text("no user given"));
+        if (isAsked_) password_ = password_ask(catalogue_format("Password for %s: ", options_.user.c_str()));
+    }
+
+    // Where a name was typed, another may be meant.
+    bool mayBeMistyped(const Failure &problem, uint32_t code) const {
+        return (isAsked_ && code == ZKE_WRONG_PASSWORD) || (namesUser_ && hasWindow() && problem.status() == exit_user);
+    }
+
+    void reject(const Failure &problem) {
+        report(problem);
+        reason_ = problem.what();
+    }
+
     uint32_t attempt() { return login_.authenticate(options_.user, password_); }
     Failure failure(uint32_t code) const { return login_.failure(code, options_.user); }
 
     void authenticate() {
-        for (int left = isAsked_ ? options_.tries : 1;; left--) {
-            if (isAsked_) password_ = password_ask(catalogue_format("Password for %s: ", options_.user.c_str()));
+        for (int left = isAsked_ || namesUser_ ? options_.tries : 1;; left--) {
+            if (isAsked_ || namesUser_) askPerson();
             uint32_t code = attempt();
             if (code == ZKE_PASSWORD_MUST_CHANGE && (isAsked_ || !given_.empty())) {
-                if (isAsked_) report(failure(code));
+                if (isAsked_) reject(failure(code));
                 change();
                 code = attempt();
             }
             if (code == ZK_OK) return;
-            if (code != ZKE_WRONG_PASSWORD || left <= 1 || changed_) throw failure(code);
-            report(failure(code));
+            const Failure problem = failure(code);
+            if (!mayBeMistyped(problem, code) || left <= 1 || changed_) throw problem;
+            reject(problem);
         }
     }
 
@@ -87,6 +126,7 @@ class Dialog {
         const std::string notice = notice_of(info);
         if (notice.empty()) return;
         fprintf(stderr, "%s\n", notice.c_str());
+        if (hasWindow()) window_->tell('w', {notice});
         if (!isAsked_ || info.changeable == 0) return;
         if (auxconfirm_g(catalogue_text("Do you want to change it now?"), nullptr, 0, 0) != confirm_yes) return;
         try {
@@ -113,7 +153,7 @@ class Dialog {
             if (code == ZK_OK) return accept(given_.empty() ? std::move(typed) : std::move(given_));
             const Failure problem = failureOfChange(code);
             if (code != ZKE_PASSWORD_REFUSED || left <= 1 || !given_.empty()) throw problem;
-            report(problem);
+            reject(problem);
         }
     }
 
@@ -121,9 +161,12 @@ class Dialog {
         password_ = std::move(fresh);
         changed_ = true;
         fprintf(stderr, "%s\n", catalogue_text("Your password has been changed."));
+        if (hasWindow()) window_->tell('w', {catalogue_text("Your password has been changed.")});
     }
 
-    Secret ask() const {
+    Secret ask() {
+        Secret typed;
+        if (askInWindow(LoginAsk::newPassword, nullptr, &typed)) return typed;
         for (int left = options_.tries;; left--) {
             Secret fresh = password_ask(catalogue_format("New password for %s: ", options_.user.c_str()));
             if (strcmp(fresh.text(), password_ask(catalogue_text("New password again: ")).text()) == 0) return fresh;
@@ -133,16 +176,19 @@ class Dialog {
         }
     }
 
-    const Options &options_;
+    Options &options_;
     Login &login_;
+    LoginWindow *const window_;
+    const bool namesUser_; // the person does
     const bool isAsked_;
     Secret password_;
     Secret given_; // the new one, where no person is asked
     bool changed_ = false;
+    std::string reason_; // why the window asks again
 };
 
 } // namespace
 
-Secret password_dialog_log_in(const Options &options, Login *login) {
-    return Dialog(options, login).logIn();
+Secret password_dialog_log_in(Options *options, Login *login, LoginWindow *window) {
+    return Dialog(options, login, window).logIn();
 }

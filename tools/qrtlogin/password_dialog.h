@@ -5,10 +5,12 @@
 
 #include "platform/common/secret.h"
 #include "tools/qrtlogin/login.h"
+#include "tools/qrtlogin/login_window.h"
 #include "tools/qrtlogin/options.h"
 
-// Logs the user in, with a new password where the options or the directory want one. Returns the password that the user
-// has now, empty where the login needs none. Throws Failure.
-Secret password_dialog_log_in(const Options &options, Login *login);
+// Logs the user in, with a new password where the options or the directory want one. Asks in the window if there is one
+// (it may be null), where the person may also give the user's name, which becomes that of the options. Returns the
+// password that the user has now, empty where the login needs none. Throws Failure.
+Secret password_dialog_log_in(Options *options, Login *login, LoginWindow *window = nullptr);
 
 #endif

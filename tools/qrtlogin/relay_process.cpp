@@ -12,14 +12,17 @@
 #include <cstdlib>
 
 #include "platform/common/write_all.h"
+#include "tools/qrtlogin/login_message.h"
 
 // Where its descriptors stand. Not its own standard error, which somebody may wait to see closed.
 static constexpr int input = STDIN_FILENO, output = STDOUT_FILENO, requests = STDERR_FILENO;
+static constexpr int window_place = STDERR_FILENO + 1;
 
 static char block[size_t{64} * 1024];
 static int problem = 0;           // errno of the first write that failed
 static bool line_is_open = false; // what was shown last did not end its line
 static bool scripts_run = true;
+static int window = -1;
 
 // It ends when its input does, even when the login is interrupted, stopped or killed: what was written by then is still
 // shown.
@@ -33,9 +36,32 @@ static size_t without_zeroes(size_t length) {
     return static_cast<size_t>(std::remove(block, block + length, '\0') - block);
 }
 
+static bool window_has_room() {
+    constexpr int patience = 10000;
+    pollfd room = {window, POLLOUT, 0};
+    return poll(&room, 1, patience) > 0 && (room.revents & POLLOUT) != 0;
+}
+
+static void close_window() {
+    if (window >= 0) close(window);
+    window = -1;
+}
+
+static void show_in_window(std::string_view text) {
+    char packet[window_message_limit];
+    while (window >= 0 && !text.empty()) {
+        const size_t size = login_message_write('o', {text.substr(0, login_output_limit)}, packet);
+        if (send(window, packet, size, MSG_NOSIGNAL | MSG_DONTWAIT) >= 0)
+            text.remove_prefix(std::min(text.size(), login_output_limit));
+        else if ((errno != EAGAIN && errno != ENOBUFS) || !window_has_room())
+            close_window();
+    }
+}
+
 static void show(size_t length) {
     if (scripts_run) length = without_zeroes(length);
     if (length == 0) return;
+    show_in_window({block, length});
     line_is_open = block[length - 1] != '\n';
     if (write_all(output, {block, length})) return;
     if (problem == 0) problem = errno;
@@ -74,16 +100,18 @@ static bool serve_request() {
     send(requests, &problem, sizeof problem, MSG_NOSIGNAL);
     if (got > 0) return true;
     close(requests);
+    close_window();
     scripts_run = false;
     return false;
 }
 
-void relay_process(int from, int login) {
+void relay_process(int from, int login, int shown) {
     ignore_signals();
     prctl(PR_SET_NAME, "qrtlogin-output");
     dup2(from, input);
     dup2(login, requests);
-    close_range(STDERR_FILENO + 1, UINT_MAX, 0);
+    if (shown >= 0 && dup2(shown, window_place) >= 0) window = window_place;
+    close_range(window_place + (window >= 0 ? 1 : 0), UINT_MAX, 0);
     // A folder that it stands in could not be unmounted.
     if (chdir("/") != 0) errno = 0;
 

@@ -13,6 +13,9 @@
 //
 // An answer is an int: 0, or the errno of the first write to standard output that failed. What cannot be written is
 // thrown away, so that the scripts run on; but when the scripts have ended, the process ends there.
-[[noreturn]] void relay_process(int input, int requests);
+//
+// `window` is -1, or a socket above 2 to a login's window (login_message.h), which is shown the same until the scripts
+// have ended. One that reads nothing for ten seconds is shown nothing more.
+[[noreturn]] void relay_process(int input, int requests, int window = -1);
 
 #endif

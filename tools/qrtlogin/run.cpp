@@ -18,6 +18,7 @@
 #include "tools/qrtlogin/memory_limit.h"
 #include "tools/qrtlogin/private_memory.h"
 #include "tools/qrtlogin/run_guard.h"
+#include "tools/qrtlogin/run_watch.h"
 #include "tools/qrtlogin/terminal_streams.h"
 
 // Its copy is made here and not by the run, so that there is only one while the scripts run. An empty one is given as
@@ -48,7 +49,7 @@ namespace {
 // What the library is asked to run, with the texts that the request points to.
 class Request {
   public:
-    Request(const Options &options, std::string tree)
+    Request(const Options &options, std::string tree, bool asksInWindows)
         // The library takes the first period as the end of the name; one in front only says that the name is complete.
         : options_(options), user_(options.user.substr(options.user[0] == '.' ? 1 : 0)), tree_(std::move(tree)) {
         args_.userVar2 = text_or_null(&options_.variables[0]);
@@ -61,6 +62,7 @@ class Request {
         args_.profileScript = text_or_null(&options_.profileScript);
         args_.loginScript = text_or_null(&options_.loginScript);
         args_.server = text_or_null(&options_.server);
+        args_.userGUI = asksInWindows ? 1 : 0;
     }
     Request(const Request &) = delete;
     Request &operator=(const Request &) = delete;
@@ -76,20 +78,32 @@ class Request {
 } // namespace
 
 // In a script's program.
-static void give_program_its_limits() {
+static void prepare_program() {
+    run_watch_in_program();
     memory_limit_put_back();
     private_memory_end_limit();
 }
 
-static uint32_t run_guarded(Request *request, const Options &options, Secret *password) {
-    const RunGuard guard(options.timeLimit, password);
+// A program of the scripts is about to be started. The library takes no exception.
+static void look_before_program() noexcept {
+    environment_size_check();
+    try {
+        if (run_watch() != nullptr) run_watch()->startsProgram();
+    } catch (const std::exception &) {
+        // Without memory there is nothing to be seen.
+    }
+}
+
+static uint32_t run_guarded(Request *request, const Options &options, Secret *password, LoginWindow *window) {
+    const RunGuard guard(options.timeLimit, password, window);
     const MemoryLimit limit;
-    qrt_before_program = environment_size_check;
-    qrt_in_program = give_program_its_limits;
+    qrt_before_program = look_before_program;
+    qrt_in_program = prepare_program;
     return request->run();
 }
 
-RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay) {
+RunResult run_scripts(const Options &options, const std::string &tree, Secret *password, OutputRelay *relay,
+                      LoginWindow *window, const std::string &fullName) {
     // Traces that are not hidden are filtered, too.
     std::optional<TerminalStreams> filtered;
     if (!options.rawOutput && isatty(STDOUT_FILENO) != 0) filtered.emplace();
@@ -100,17 +114,22 @@ RunResult run_scripts(const Options &options, const std::string &tree, Secret *p
     own_catalogues_bind();
     debug_level = options.debugLevel.value_or(0);
 
-    Request request(options, tree);
+    Request request(options, tree, window != nullptr && window->isOpen());
     relay->begin();
     give_library_password(password);
     if (filtered) filtered->takeLibrarysOutput();
-    const uint32_t code = run_guarded(&request, options, password);
+    std::optional<RunWatch> watch;
+    if (window != nullptr && window->isOpen()) watch.emplace(window, options, fullName);
+    if (watch) watch->takeLibrarysOutput();
+    const uint32_t code = run_guarded(&request, options, password, window);
     wipe_library_password();
     // Only a run that came to its end has ended the session; the relay waits for that.
     const bool ended = code != QRT_NO_TREE && code != QRT_NO_USER;
     if (!ended) qrt_exit();
     if (filtered) filtered->end();
     RunResult result;
+    result.hasMistakes = watch && watch->hasMistakes();
+    watch.reset();
     result.outputError = relay->end();
 
     if (code == QRT_NO_TREE) throw Failure(exit_tree, catalogue_text("cannot run the scripts: no tree"));

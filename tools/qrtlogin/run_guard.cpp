@@ -58,7 +58,9 @@ static bool has_settings;
 
 static std::optional<int64_t> time_limit; // milliseconds
 
-static std::string told_interrupted, told_time_limit;
+static std::string told_interrupted, told_time_limit, told_cancelled;
+
+static LoginWindow *window;
 
 static Secret *password_in_use;
 
@@ -163,6 +165,7 @@ static void tell(const std::string &sentence) {
     script_programs_end();
     restore_terminal();
     tell(sentence);
+    if (window != nullptr) window->tellEnd(status == exit_interrupted ? 'x' : 'f', sentence);
     _exit(status);
 }
 
@@ -174,10 +177,13 @@ class Guard {
   public:
     void run() {
         while (!hasEnded_) {
-            pollfd sources[] = {{from_main, POLLIN, 0}, {lookedAt_ < 0 ? interrupts : -1, POLLIN, 0}};
-            poll(sources, 2, timeout());
+            pollfd sources[] = {{from_main, POLLIN, 0},
+                                {lookedAt_ < 0 ? interrupts : -1, POLLIN, 0},
+                                {hasWindow() ? window->descriptor() : -1, POLLIN, 0}};
+            poll(sources, 3, timeout());
             takeEvents();
             if (hasEnded_) return;
+            if (hasWindow() && window->takeCancel()) end_run(exit_interrupted, told_cancelled);
             if (lookedAt_ >= 0 && now() - lookedAt_ >= patience_with_main)
                 takeWaitingInterrupt();
             else if (sources[1].revents != 0)
@@ -187,8 +193,11 @@ class Guard {
     }
 
   private:
+    static bool hasWindow() { return window != nullptr && window->isOpen(); }
+
     int timeout() {
         std::optional<int64_t> left = allowance_.left(now());
+        if (hasWindow()) left = std::min(left.value_or(INT_MAX), window->patienceLeft());
         if (lookedAt_ >= 0) {
             const int64_t wait = std::max<int64_t>(lookedAt_ + patience_with_main - now(), 0);
             left = left ? std::min(*left, wait) : wait;
@@ -278,6 +287,7 @@ static void prepare(std::optional<int> seconds) {
     told_interrupted = line(catalogue_text("the scripts were ended by the third interrupt"));
     told_time_limit = line(catalogue_format("the scripts were ended at the time limit of %d s (--time-limit)",
                                             static_cast<int>(time_limit.value_or(0) / 1000)));
+    told_cancelled = line(catalogue_text("the scripts were cancelled in the window"));
     script_programs_begin();
 }
 
@@ -302,7 +312,9 @@ static void uninstall() {
     sigaction(rest_signal(), &former_rest, nullptr);
 }
 
-RunGuard::RunGuard(std::optional<int> seconds, Secret *password) {
+RunGuard::RunGuard(std::optional<int> seconds, Secret *password, LoginWindow *shown) {
+    window = shown;
+    if (window != nullptr) window->listen();
     process = getpid();
     main_thread = pthread_self();
     password_in_use = password;

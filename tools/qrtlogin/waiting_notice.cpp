@@ -13,12 +13,14 @@
 #include "platform/catalogue.h"
 #include "platform/terminal_text.h"
 #include "platform/zk.h"
+#include "tools/qrtlogin/login_window.h"
 #include "tools/qrtlogin/output_relay.h"
 
 static constexpr uint32_t after_milliseconds = 2000;
 
 static int terminal = -1;
 static bool is_shown = false;
+static LoginWindow *login_window = nullptr;
 
 // A line that goes over into the next one could not be taken away.
 static std::string fitting(const std::string &text) {
@@ -47,6 +49,11 @@ static bool cursor_moves() {
     return kind != nullptr && *kind != '\0' && strcmp(kind, "dumb") != 0;
 }
 
+static void show_in_window(const char *server) {
+    const std::string text = server == nullptr ? "" : catalogue_format("Waiting for %s ...", server);
+    login_window->mention('n', {"", text});
+}
+
 // Saves the cursor's place, and later clears from there: what stood on the line before the notice stays.
 static void show(const char *server) {
     std::string text;
@@ -64,21 +71,25 @@ static void show(const char *server) {
 // Called by the client, which takes no exception.
 static void notice(const char *server) noexcept {
     try {
+        if (login_window != nullptr) return show_in_window(server);
         show(server);
     } catch (const std::exception &) {
         // Without memory there is no notice.
     }
 }
 
-WaitingNotice::WaitingNotice() {
-    if (isatty(STDERR_FILENO) == 0) return;
+WaitingNotice::WaitingNotice(LoginWindow *shown) {
+    login_window = shown != nullptr && shown->isOpen() ? shown : nullptr;
+    if (login_window != nullptr) ZKSetWaitNotice(after_milliseconds, notice);
+    if (login_window != nullptr || isatty(STDERR_FILENO) == 0) return;
     terminal = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     if (terminal >= 0) ZKSetWaitNotice(after_milliseconds, notice);
 }
 
 WaitingNotice::~WaitingNotice() {
-    if (terminal < 0) return;
+    if (terminal < 0 && login_window == nullptr) return;
+    login_window = nullptr;
     ZKSetWaitNotice(0, nullptr);
-    close(terminal);
+    if (terminal >= 0) close(terminal);
     terminal = -1;
 }

@@ -107,18 +107,26 @@ static GtkEditable *no_delegate(GtkEditable *) {
 
 // The toolkit (4.8) hands what an entry has to the accessibility bus, and each character as it is typed, a password's
 // as well: it takes them from the delegate. Inside of the entry nothing goes by way of the interface.
-static void keep_from_screen_readers(GtkWidget *entry) {
-    GTK_EDITABLE_GET_IFACE(entry)->get_delegate = no_delegate;
+// An entry makes itself by the toolkit's own function, though.
+static GtkWidget *password_entry_new(GtkEditable **text) {
+    static GtkEditableInterface *editable = nullptr;
+    static decltype(editable->get_delegate) toolkits = nullptr;
+    if (editable != nullptr) editable->get_delegate = toolkits;
+    GtkWidget *entry = gtk_password_entry_new();
+    editable = GTK_EDITABLE_GET_IFACE(entry);
+    toolkits = editable->get_delegate;
+    *text = gtk_editable_get_delegate(GTK_EDITABLE(entry));
+    editable->get_delegate = no_delegate;
+    return entry;
 }
 
 PasswordField field_password() {
     constexpr int spacing = 6;
-    GtkWidget *entry = gtk_password_entry_new();
-    GtkEditable *text = gtk_editable_get_delegate(GTK_EDITABLE(entry));
+    GtkEditable *text = nullptr;
+    GtkWidget *entry = password_entry_new(&text);
     GtkEntryBuffer *buffer = password_buffer_new();
     gtk_text_set_buffer(GTK_TEXT(text), buffer);
     g_object_unref(buffer);
-    keep_from_screen_readers(entry);
 
     GtkWidget *hint = gtk_label_new(catalogue_text("Caps Lock is on"));
     gtk_label_set_xalign(GTK_LABEL(hint), 0);
@@ -175,6 +183,11 @@ GtkWidget *field_buttons() {
     gtk_box_set_homogeneous(GTK_BOX(box), TRUE);
     gtk_widget_set_halign(box, GTK_ALIGN_END);
     return box;
+}
+
+void field_button_label(GtkWidget *button, const char *label) {
+    gtk_button_set_label(GTK_BUTTON(button), label);
+    keep_label_alone(button);
 }
 
 GtkWidget *field_button(GtkWidget *buttons, const char *label, GCallback pressed, gpointer data) {

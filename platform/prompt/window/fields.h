@@ -40,6 +40,7 @@ void field_clear_error(GtkWidget *field, GtkWidget *problem);
 
 // The row of buttons at the end of a window; `label` has a "_" before the letter of its key.
 GtkWidget *field_buttons();
+void field_button_label(GtkWidget *button, const char *label); // another one
 GtkWidget *field_button(GtkWidget *buttons, const char *label, GCallback pressed, gpointer data);
 // Marks the button that the Enter key presses. (What it presses is up to the focus.)
 void field_mark_default(GtkWidget *button);

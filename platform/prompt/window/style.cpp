@@ -2,11 +2,12 @@
 
 #include <cstring>
 
-// Sizes go with the font, colours are the theme's.
+// Sizes go with the font, colours are the theme's: its red alone can hardly be read on a dark ground.
 static constexpr char css[] =
     ".qrt-heading { font-size: 1.25em; font-weight: bold; }\n"
+    ".qrt-title { font-weight: bold; }\n"
     ".qrt-caption { font-size: 0.9em; opacity: 0.8; }\n"
-    ".qrt-problem { color: @error_color; font-weight: bold; }\n"
+    ".qrt-problem { color: mix(@error_color, @theme_fg_color, 0.35); font-weight: bold; }\n"
     ".qrt-hint { font-weight: bold; }\n";
 
 // The toolkit follows its own setting alone, desktops have another one for all programs.
@@ -58,6 +59,16 @@ GtkWindow *style_window(const std::string &title, GtkAccessibleRole role) {
                          gtk_callback_action_new(close_window, nullptr, nullptr)));
     gtk_widget_add_controller(GTK_WIDGET(window), keys);
     return window;
+}
+
+GdkRGBA style_problem_colour(GtkWidget *widget) {
+    constexpr float share = 0.35F; // as above
+    GdkRGBA red = {}, text = {};
+    GtkStyleContext *context = gtk_widget_get_style_context(widget);
+    gtk_style_context_lookup_color(context, "error_color", &red);
+    gtk_style_context_lookup_color(context, "theme_fg_color", &text);
+    const auto mix = [](float one, float other) { return one * (1 - share) + other * share; };
+    return {mix(red.red, text.red), mix(red.green, text.green), mix(red.blue, text.blue), 1};
 }
 
 GtkBox *style_content(GtkWindow *window) {

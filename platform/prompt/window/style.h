@@ -14,6 +14,9 @@ bool style_init(const char *program, const char *name);
 // what screen readers call it: GTK_ACCESSIBLE_ROLE_DIALOG or, for a question, GTK_ACCESSIBLE_ROLE_ALERT_DIALOG.
 GtkWindow *style_window(const std::string &title, GtkAccessibleRole role);
 
+// The colour of what is wrong, for text that has no style of its own.
+GdkRGBA style_problem_colour(GtkWidget *widget);
+
 // The box for a window's content, with the usual margins; it becomes the window's child.
 GtkBox *style_content(GtkWindow *window);
 

@@ -174,7 +174,7 @@ int run_main(int argc, char **argv) {
     const WaitingNotice waiting;
     Login login(options.login);
     private_memory_begin();
-    Secret password = password_dialog_log_in(options.login, &login);
+    Secret password = password_dialog_log_in(&options.login, &login);
     if (!login.sharesPassword()) password.wipe();
     const RunResult result = run_with(options, login, &password, &relay);
     if (result.outputError == EPIPE) end_without_reader();
