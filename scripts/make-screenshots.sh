@@ -1,5 +1,5 @@
 #!/bin/bash
-# Takes the pictures of the prompts' windows anew, into docs/images/: light, dark, at 200 %, in German and Japanese, and
+# Takes the pictures of the windows anew, into docs/images/: light, dark, at 200 %, in German and Japanese, and
 # from right to left. Look at each of them before it is committed.
 #   scripts/make-screenshots.sh [FOLDER]
 set -euo pipefail
