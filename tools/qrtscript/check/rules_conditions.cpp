@@ -164,10 +164,10 @@ static void check_text_numbers(const Syntax &syntax, const Condition &condition,
                                        catalogue_text("without VALUE numbers are compared as texts, in which 9 stands "
                                                       "behind 14: write IF VALUE")));
     else if (name->width != 0)
-        findings->push_back(
-            finding_at(syntax, "QS2017", condition.tokens,
-                       catalogue_format("the length of %1$s is %2$zu, so that it is never the text %3$s: write IF VALUE",
-                                        std::string(name->name).c_str(), name->width, ("\"" + number + "\"").c_str())));
+        findings->push_back(finding_at(
+            syntax, "QS2017", condition.tokens,
+            catalogue_format("the length of %1$s is %2$zu, so that it is never the text %3$s: write IF VALUE",
+                             std::string(name->name).c_str(), name->width, ("\"" + number + "\"").c_str())));
 }
 
 static void check_comparison(const Syntax &syntax, const Condition &condition, Findings *findings) {
