@@ -45,6 +45,8 @@ AROUND_FILES = {
 # Texts that go around the catalogue, and why they may.
 AROUND = {
     ("tools/automount/main.cpp", "qrt-automount"): "the name of a program",
+    ("tools/qrtlogin/login_window.cpp", "qrtlogin: %s\n"): "the name of a program",
+    ("tools/qrtlogin/window/main.cpp", "qrt-login-window: %s\n"): "the name of a program",
     ("tools/map/main.cpp", "map"): "the name of a program",
     ("tools/qrtscript/main.cpp", "qrtscript"): "the name of a program",
     ("commands/drive.cpp", "Invalid environment variable(%s)\n"): "a diagnosis of map.conf on standard output",
