@@ -352,3 +352,30 @@ TEST_F(LdapScripts, TheToolLeavesNoCopyOfALogin) {
     EXPECT_EQ(outcome, (Outcome{0, sales(), ""}));
     EXPECT_TRUE(std::filesystem::is_empty(home.path()));
 }
+
+// ---- what is not shown without a login ----
+
+TEST_F(LdapScripts, AReaderWhoSeesNoScriptIsToldOfTheLogin) {
+    Slapd::Setup setup = withManager();
+    setup.access = "access to attrs=qrtLoginScript by users read by * none\naccess to * by * read\n";
+    Slapd server(setup);
+    begin(server);
+    folder.write("scripts/acme/_container.qrt", "EXIT\n");
+    const auto anonymous = [this](Words words) {
+        words.insert(words.begin(), BINARY_DIR "/qrtscript");
+        return process_run(words, environment);
+    };
+    EXPECT_EQ(anonymous({"get", "sales.acme"}),
+              (Outcome{5, "",
+                       "qrtscript get: sales.acme has no login script, or none that is shown without a login "
+                       "(--as)\n"}));
+    const std::string hint = "qrtscript export: the tree shows no login script without a login: --as logs in\n";
+    const Outcome pruning = anonymous({"export", folder.path("scripts"), "--prune", "--yes"});
+    EXPECT_EQ(pruning.status, 66);
+    EXPECT_THAT(pruning.err, AllOf(StartsWith(hint), HasSubstr("--prune would remove 1 file, all that are there")));
+    EXPECT_TRUE(std::filesystem::exists(folder.path("scripts/acme/_container.qrt")));
+    EXPECT_THAT(anonymous({"export", folder.path("scripts")}).err, StartsWith(hint));
+    EXPECT_EQ(tool({"get", "sales.acme"}).status, 0);
+    EXPECT_THAT(tool({"export", folder.path("new")}).err, testing::Not(HasSubstr("--as")));
+    EXPECT_EQ(tool({"get", "managers.acme"}).err, "qrtscript get: managers.acme has no login script\n");
+}

@@ -144,6 +144,33 @@ TEST_F(ObjectFolder, ExportSaysWhichFilesHaveNoScript) {
     EXPECT_TRUE(fs::exists(folder("notes.txt")));
 }
 
+TEST_F(ObjectFolder, ExportAsksBeforeItRemovesAllFiles) {
+    write("beta/a.qrt", "EXIT\n");
+    write("beta/b.qrt", "EXIT\n");
+    const std::string refusal = "qrtscript export: the tree has no script for any file of " + folder() +
+                                ": --prune would remove 2 files, all that are there; --force does it\n";
+    EXPECT_EQ(put("export", {"--prune", "--yes"}), (Outcome{66, "", refusal}));
+    EXPECT_THAT(files(), testing::ElementsAre("beta/a.qrt", "beta/b.qrt")) << "nothing was written, either";
+    const std::string question = "The tree has no script for any file of " + folder() + ". Remove 2 files, ";
+    auto process = onTerminal({"export", folder(), "--prune"});
+    ASSERT_TRUE(process->awaits("all that are there? (y/n) ")) << process->shown();
+    process->type("n\n");
+    EXPECT_EQ(process->finish(), 0);
+    std::string shown = process->shown();
+    for (const char c : {'\r', '\n'}) shown.erase(std::remove(shown.begin(), shown.end(), c), shown.end());
+    EXPECT_THAT(shown, HasSubstr(question)) << shown;
+    EXPECT_TRUE(fs::exists(folder("beta/a.qrt")));
+    for (const char *name : {"acme", "site.toml"}) fs::remove_all(folder(name));
+    EXPECT_EQ(put("export", {"--prune", "--yes", "--force"}).status, 0);
+    EXPECT_FALSE(fs::exists(folder("beta/a.qrt")));
+}
+
+TEST_F(ObjectFolder, OfATreeInAFileNoLoginShowsMore) {
+    for (const char *object : {"sales.acme", "jdoe.sales.acme"})
+        ASSERT_EQ(qrtscript({"put", "--remove", object, "--yes"}).status, 0);
+    EXPECT_EQ(put("export"), (Outcome{0, "", "qrtscript export: 0 login scripts, 0 written\n"}));
+}
+
 TEST_F(ObjectFolder, ExportFollowsNoLinkOutOfTheFolder) {
     site.make("outside");
     site.make("scripts");

@@ -82,6 +82,10 @@ std::vector<ScriptOfObject> script_list(uint32_t context) {
     return all;
 }
 
+bool script_tree_has_servers(uint32_t context) {
+    return tree_of(context).config.ldap.hasServers();
+}
+
 static bool is_type_character(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-';
 }

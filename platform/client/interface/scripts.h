@@ -43,6 +43,9 @@ struct ScriptOfObject {
 };
 std::vector<ScriptOfObject> script_list(uint32_t context);
 
+// Is the tree on servers, which may show more to somebody who has logged in?
+bool script_tree_has_servers(uint32_t context);
+
 // Logs in by a DN of which there need not be an entry. Throws what ZKDSLoginEx returns.
 void script_login_as(uint32_t context, const std::string &dn, const char *password);
 // Is it a DN: a name with a type behind each comma?

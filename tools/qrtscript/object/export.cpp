@@ -26,6 +26,10 @@ class Export {
 
     int run() {
         takeScripts();
+        findStale();
+        if (scripts_.empty() && session_.isAnonymous())
+            store_say(options_, catalogue_text("the tree shows no login script without a login: --as logs in"));
+        refuseToPruneAll();
         if (!options_.dryRun && !folder_.has("site.toml")) folder_.write("site.toml", "version = 1\n", false);
         writeScripts();
         prune();
@@ -99,21 +103,48 @@ class Export {
                                    all, written));
     }
 
-    void prune() {
-        std::vector<std::string> stale;
+    void findStale() {
         for (const auto &[path, file] : there_)
-            if (scripts_.count(path) == 0) stale.push_back(file);
-        if (stale.empty()) return;
-        for (const std::string &file : stale) action_show(options_.prune ? Action::remove : Action::stale, file);
+            if (scripts_.count(path) == 0) stale_.push_back(file);
+    }
+
+    // Whoever may read too little, or names another tree's folder, sees a tree without the scripts of the files.
+    bool wouldPruneAll() const { return options_.prune && !stale_.empty() && stale_.size() == there_.size(); }
+
+    void refuseToPruneAll() const {
+        if (!wouldPruneAll() || !options_.yes || options_.force) return;
+        const size_t all = stale_.size();
+        throw Failure(exit_no_script,
+                      catalogue_format(catalogue_plural("the tree has no script for any file of %1$s: --prune would "
+                                                        "remove %2$zu file, all that are there; --force does it",
+                                                        "the tree has no script for any file of %1$s: --prune would "
+                                                        "remove %2$zu files, all that are there; --force does it",
+                                                        all),
+                                       options_.operands[0].c_str(), all));
+    }
+
+    bool isPruningAgreedTo() const {
+        if (options_.yes) return true;
+        const size_t all = stale_.size();
+        return question_ask(
+            wouldPruneAll() ? catalogue_format(catalogue_plural("The tree has no script for any file of %1$s. "
+                                                                "Remove %2$zu file, all that are there?",
+                                                                "The tree has no script for any file of %1$s. "
+                                                                "Remove %2$zu files, all that are there?",
+                                                                all),
+                                               options_.operands[0].c_str(), all)
+                            : catalogue_format(catalogue_plural("Remove %zu file?", "Remove %zu files?", all), all));
+    }
+
+    void prune() {
+        if (stale_.empty()) return;
+        for (const std::string &file : stale_) action_show(options_.prune ? Action::remove : Action::stale, file);
         if (!options_.prune) {
             store_say(options_, catalogue_text("the tree has no script for the stale files; --prune removes them"));
             return;
         }
-        if (options_.dryRun) return;
-        const std::string question =
-            catalogue_format(catalogue_plural("Remove %zu file?", "Remove %zu files?", stale.size()), stale.size());
-        if (!options_.yes && !question_ask(question)) return;
-        for (const std::string &file : stale) folder_.remove(file);
+        if (options_.dryRun || !isPruningAgreedTo()) return;
+        for (const std::string &file : stale_) folder_.remove(file);
     }
 
     const ObjectOptions &options_;
@@ -122,6 +153,7 @@ class Export {
     std::map<std::string, std::string> there_;                // the files by the paths that would be written
     std::map<std::string, std::vector<std::string>> folders_; // likewise
     std::map<std::string, ScriptOfObject> scripts_;
+    std::vector<std::string> stale_; // files that no script of the tree has
     bool isWhole_ = true;
 };
 

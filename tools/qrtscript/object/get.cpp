@@ -10,7 +10,13 @@ int command_get(const ObjectOptions &options) {
     const ScriptObject object = session.object(options.operands[0]);
     const StoredScript stored = session.read(object);
     store_tell(options, object, stored);
-    if (!stored.text) throw Failure(exit_user, catalogue_format("%s has no login script", object.name.c_str()));
+    if (!stored.text) {
+        const char *name = object.name.c_str();
+        throw Failure(exit_user, session.isAnonymous()
+                                     ? catalogue_format(
+                                           "%s has no login script, or none that is shown without a login (--as)", name)
+                                     : catalogue_format("%s has no login script", name));
+    }
     fwrite(stored.text->data(), 1, stored.text->size(), stdout);
     return exit_done;
 }

@@ -75,7 +75,7 @@ static const Form forms[] = {
      catalogue_mark(
          "Show when the login script of OBJECT was changed, as far as the directory and the folder of former "
          "scripts know.")},
-    {"export", catalogue_mark("DIRECTORY"), 1, 1, "vpyn",
+    {"export", catalogue_mark("DIRECTORY"), 1, 1, "vpynF",
      catalogue_mark(
          "Write all login scripts of the tree to files in DIRECTORY, which is laid out as a folder of scripts "
          "(scripts in client.toml) is.")},
@@ -105,6 +105,9 @@ static const Row rows[] = {
      'b'},
     {{"yes", key_yes, nullptr, 0, catalogue_mark("Ask nothing: write"), 1}, 'y'},
     {{"force", key_force, nullptr, 0, catalogue_mark("Write a script that has errors, too"), 1}, 'f'},
+    {{"force", key_force, nullptr, 0,
+      catalogue_mark("Let --prune remove all files, too, when the tree has no script for any of them"), 1},
+     'F'},
     {{"remove", key_remove, nullptr, 0, catalogue_mark("Take the login script away; there is no FILE"), 1}, 'd'},
     {{"prune", key_prune, nullptr, 0,
       catalogue_mark(

@@ -40,6 +40,7 @@ TreeSession::TreeSession(const ObjectOptions &options) {
     try {
         useTree(options);
         if (options.as) login_as(context_, tree_, *options.as, options.passwordDescriptor);
+        isLoggedIn_ = options.as.has_value();
     } catch (const Failure &) {
         ZKDSFreeContext(context_);
         throw;
@@ -95,6 +96,10 @@ bool TreeSession::isPrivate(const ScriptObject &object) const {
     return attempting(
         catalogue_format("cannot read the login script of %s", object.name.c_str()),
         [&] { return script_is_private(context_, object); });
+}
+
+bool TreeSession::isAnonymous() const {
+    return !isLoggedIn_ && script_tree_has_servers(context_);
 }
 
 std::vector<ScriptOfObject> TreeSession::list() const {

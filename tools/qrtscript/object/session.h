@@ -29,6 +29,9 @@ class TreeSession {
     // A Failure with exit_changed when the script is no longer `before`, as it was read.
     void write(const ScriptObject &object, const ScriptText &before, const ScriptText &after) const;
 
+    // Has nobody logged in to servers, which may show more to somebody?
+    bool isAnonymous() const;
+
     const std::string &tree() const { return tree_; }
 
   private:
@@ -36,6 +39,7 @@ class TreeSession {
     void useTree(const ObjectOptions &options);
 
     uint32_t context_ = 0;
+    bool isLoggedIn_ = false;
     std::string tree_;
     mutable std::map<std::string, std::string> unended_; // what the directory has without a line end, by typed names
 };
