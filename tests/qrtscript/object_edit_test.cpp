@@ -272,6 +272,78 @@ TEST_F(ObjectEdit, WritesNothingWhenTheFormerScriptCannotBeKept) {
     EXPECT_THAT(former(), HasSubstr("two"));
 }
 
+// Without a name for Git, with a hook that refuses, with somebody else's lock, on a failing write.
+TEST_F(ObjectEdit, WhatWasNotReplacedLeavesNoCopy) {
+    site.make("former");
+    git("init -q && echo staged >other && git add other");
+    const auto expectNothing = [this](const Words &words, int status, const std::string &what) {
+        const Outcome outcome = qrtscript(backupWords(words), "EXIT\n");
+        EXPECT_EQ(outcome.status, status) << what << outcome.err;
+        EXPECT_THAT(former(), HasSubstr("two")) << what;
+        EXPECT_THAT(qrtscript(backupWords({"log", "sales.acme"})).out, "") << what;
+        git("status --porcelain >../status");
+        EXPECT_THAT(file_text(site.path("status")), MatchesRegex("A  other\n")) << what;
+    };
+    const Words put = {"put", "sales.acme", "--yes"};
+    environment["GIT_CONFIG_GLOBAL"] = "/dev/null";
+    environment["EMAIL"] = "";
+    git("config user.useConfigOnly true");
+    expectNothing(put, 73, "no identity");
+    git("config user.name Admin && git config user.email admin@example.test");
+    site.write("former/.git/hooks/pre-commit", "#!/bin/sh\nexit 1\n");
+    fs::permissions(site.path("former/.git/hooks/pre-commit"), fs::perms(0700));
+    expectNothing(put, 73, "a hook");
+    fs::remove(site.path("former/.git/hooks/pre-commit"));
+    site.write("former/.git/index.lock", "");
+    expectNothing(put, 73, "a lock");
+    fs::remove(site.path("former/.git/index.lock"));
+    // Somebody else changes the script while this hook runs.
+    const std::string script = site.path("container.qrt");
+    site.write("former/.git/hooks/pre-commit", "#!/bin/sh\necho 'REM two' >'" + script + "'\n");
+    fs::permissions(site.path("former/.git/hooks/pre-commit"), fs::perms(0700));
+    expectNothing(put, 7, "a conflict");
+    git("log --format=%s >../subjects");
+    EXPECT_EQ(file_text(site.path("subjects")),
+              "Take back copies of login scripts that were not replaced\nKeep the former login script of sales.acme\n");
+}
+
+TEST_F(ObjectEdit, AnInterruptWhileGitRunsLeavesNoCopy) {
+    site.make("former");
+    git("init -q && git config user.name Admin && git config user.email admin@example.test");
+    site.write("new.qrt", "EXIT\n");
+    for (const char *hook : {"pre-commit", "post-commit"}) { // before the commit is made, and afterwards
+        const std::string path = site.path(std::string("former/.git/hooks/") + hook);
+        site.write(std::string("former/.git/hooks/") + hook, "#!/bin/sh\necho running >/dev/tty; exec sleep 20\n");
+        fs::permissions(path, fs::perms(0700));
+        auto process = onTerminal(backupWords({"put", "sales.acme", site.path("new.qrt"), "--yes"}));
+        ASSERT_TRUE(process->awaits("running")) << process->shown();
+        process->interrupt();
+        EXPECT_EQ(process->finish(), 1000 + SIGINT);
+        EXPECT_THAT(former(), HasSubstr("two"));
+        EXPECT_EQ(qrtscript(backupWords({"log", "sales.acme"})).out, "") << hook;
+        fs::remove(path);
+        git("status --porcelain >../status");
+        EXPECT_EQ(file_text(site.path("status")), "") << hook;
+    }
+}
+
+TEST_F(ObjectEdit, SeveralWaitForOneBackupFolder) {
+    site.make("former");
+    git("init -q && git config user.name Admin && git config user.email admin@example.test");
+    std::string line;
+    for (const char digit : std::string("12345678")) {
+        const std::string name = std::string("u") + digit;
+        addToTree("\ndn: cn=" + name + ",o=acme\nobjectClass: person\ncn: " + name +
+                  "\nsn: u\nqrtLoginScript:< file:" + name + ".qrt\n");
+        site.write(name + ".qrt", "REM\n");
+        line += "echo EXIT | '" QRTSCRIPT_PATH "' put " + name + ".acme --yes --backup-dir '" + site.path("former") +
+                "' >/dev/null || echo failed & ";
+    }
+    EXPECT_EQ(process_run({"/bin/sh", "-c", line + "wait"}, environment), (Outcome{0, "", ""}));
+    git("rev-list --count HEAD >../count && git status --porcelain >>../count");
+    EXPECT_EQ(file_text(site.path("count")), "8\n");
+}
+
 TEST_F(ObjectEdit, LogSaysWhenNothingIsKnown) {
     EXPECT_EQ(qrtscript({"log", "sales.acme"}),
               (Outcome{0, "", "qrtscript log: nothing is known about the login script of sales.acme\n"}));

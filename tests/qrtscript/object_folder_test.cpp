@@ -312,8 +312,8 @@ TEST_F(ObjectFolder, AnInterruptedImportSaysWhatWasWritten) {
         addToTree("\ndn: cn=" + name + ",o=acme\nobjectClass: person\ncn: " + name + "\nsn: u\nqrtLoginScript: REM\n");
         write("acme/" + name + ".qrt", "EXIT\n");
     }
-    // The interrupt comes while the second script is being replaced, whose former text is kept by this git.
-    program("git", "case \"$*\" in *u2*) kill -INT $PPID;; esac\n");
+    // The interrupt comes while this git keeps the former text of the third script, which is not replaced any more.
+    program("git", "case \"$*\" in *commit*u3*) kill -INT $PPID;; esac\n");
     environment["PATH"] = site.path() + ":" + environment["PATH"];
     site.make("former/.git");
     const Outcome outcome =

@@ -1,4 +1,3 @@
-#include <csignal>
 #include <cstdio>
 #include <map>
 #include <set>
@@ -7,6 +6,7 @@
 #include "tools/qrtscript/object/action.h"
 #include "tools/qrtscript/object/check.h"
 #include "tools/qrtscript/object/commands.h"
+#include "tools/qrtscript/object/interrupts_held.h"
 #include "tools/qrtscript/object/question.h"
 #include "tools/qrtscript/object/script_folder.h"
 #include "tools/qrtscript/object/store.h"
@@ -17,30 +17,6 @@ struct Change {
     ScriptObject object;
     std::string file; // empty: the object has none
     ScriptText before, after;
-};
-
-// An interrupt comes when the script that is being written is there, and it has been said which ones are.
-class InterruptsHeld {
-  public:
-    InterruptsHeld() {
-        sigemptyset(&held_);
-        for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&held_, number);
-        sigprocmask(SIG_BLOCK, &held_, &before_);
-    }
-    InterruptsHeld(const InterruptsHeld &) = delete;
-    InterruptsHeld &operator=(const InterruptsHeld &) = delete;
-    ~InterruptsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-
-    bool hasCome() const {
-        sigset_t waiting;
-        sigpending(&waiting);
-        for (const int number : {SIGINT, SIGTERM, SIGHUP})
-            if (sigismember(&waiting, number) == 1) return true;
-        return false;
-    }
-
-  private:
-    sigset_t held_ = {}, before_ = {};
 };
 
 class Import {

@@ -76,12 +76,63 @@ static std::string all_of(int descriptor) {
     }
 }
 
+// The interrupts that this process holds back and that have not come yet.
+static sigset_t interrupts_to_come() {
+    sigset_t blocked, waiting, found;
+    sigprocmask(SIG_BLOCK, nullptr, &blocked);
+    sigpending(&waiting);
+    sigemptyset(&found);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        if (sigismember(&blocked, number) == 1 && sigismember(&waiting, number) == 0) sigaddset(&found, number);
+    return found;
+}
+
+// Waits for SIGCHLD, which is blocked. An interrupt that is held back meanwhile is the program's, too: it may wait for
+// something that never comes. It stays held back here.
+static void await_end(pid_t child) {
+    sigset_t awaited = interrupts_to_come();
+    if (sigisemptyset(&awaited) == 1) return;
+    sigaddset(&awaited, SIGCHLD);
+    for (;;) {
+        siginfo_t about = {};
+        if (waitid(P_PID, static_cast<id_t>(child), &about, WEXITED | WNOHANG | WNOWAIT) != 0 || about.si_pid != 0)
+            return;
+        const int number = sigwaitinfo(&awaited, nullptr);
+        if (number <= 0 || number == SIGCHLD) continue;
+        sigdelset(&awaited, number);
+        kill(child, number);
+        raise(number);
+    }
+}
+
 static int status_of(pid_t child) {
+    await_end(child);
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : by_signal + WTERMSIG(status);
 }
+
+namespace {
+
+// So that the end of a program can be waited for together with other signals.
+class ChildSignalHeld {
+  public:
+    ChildSignalHeld() {
+        sigset_t held;
+        sigemptyset(&held);
+        sigaddset(&held, SIGCHLD);
+        sigprocmask(SIG_BLOCK, &held, &before_);
+    }
+    ChildSignalHeld(const ChildSignalHeld &) = delete;
+    ChildSignalHeld &operator=(const ChildSignalHeld &) = delete;
+    ~ChildSignalHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+  private:
+    sigset_t before_ = {};
+};
+
+} // namespace
 
 ProgramRun program_run(const std::vector<std::string> &words, ProgramOutput output, mode_t withheld) {
     const auto refuse = [&] {
@@ -94,6 +145,7 @@ ProgramRun program_run(const std::vector<std::string> &words, ProgramOutput outp
     Opened writeEnd(ends[1]);
     std::optional<TerminalLent> lent;
     if (output == ProgramOutput::unchanged) lent.emplace();
+    const ChildSignalHeld held;
     const pid_t child = fork();
     if (child < 0) throw refuse();
     if (child == 0) {

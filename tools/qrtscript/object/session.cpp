@@ -117,3 +117,12 @@ void TreeSession::write(const ScriptObject &object, const ScriptText &before, co
     attempting(catalogue_format("cannot write the login script of %s", object.name.c_str()),
                [&] { script_write(context_, object, there, after); });
 }
+
+// An answer of the server may have been lost.
+bool TreeSession::mayBe(const ScriptObject &object, const ScriptText &after) const {
+    try {
+        return read(object).text == after;
+    } catch (const Failure &) {
+        return true;
+    }
+}

@@ -32,6 +32,9 @@ class TreeSession {
     // Has nobody logged in to servers, which may show more to somebody?
     bool isAnonymous() const;
 
+    // After a write that failed: may the script be `after` all the same?
+    bool mayBe(const ScriptObject &object, const ScriptText &after) const;
+
     const std::string &tree() const { return tree_; }
 
   private:

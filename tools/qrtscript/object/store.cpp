@@ -4,6 +4,7 @@
 
 #include "platform/catalogue.h"
 #include "tools/qrtscript/object/backup.h"
+#include "tools/qrtscript/object/interrupts_held.h"
 
 NamedText store_named(const ScriptObject &object, const ScriptText &text) {
     const std::string name = text ? object.name : catalogue_format("%s (no script)", object.name.c_str());
@@ -14,11 +15,26 @@ void store_show(const ScriptObject &object, const ScriptText &before, const Name
     difference_show(difference(store_named(object, before), after));
 }
 
+// What was kept for nothing goes, so that the former scripts are those that were replaced.
 void store_write(const TreeSession &session, const ObjectOptions &options, const ScriptObject &object,
                  const ScriptText &before, const ScriptText &after) {
-    if (options.backup && before)
-        backup_keep(*options.backup, session.tree(), {object, *before, session.isPrivate(object)});
-    session.write(object, before, after);
+    if (!options.backup || !before) return session.write(object, before, after);
+    Backup backup(*options.backup);
+    const InterruptsHeld interrupts;
+    backup.keep(session.tree(), {{object, *before, session.isPrivate(object)}});
+    bool isTried = false;
+    try {
+        if (interrupts.hasCome()) throw Failure(exit_interrupted, catalogue_text("interrupted"));
+        isTried = true;
+        session.write(object, before, after);
+    } catch (const Failure &) {
+        const bool isReplaced = isTried && session.mayBe(object, after);
+        if (!isReplaced && !backup.takeBack(0)) {
+            store_say(options, catalogue_format("the script of %1$s was not replaced, but Git in %2$s still has a copy",
+                                                object.name.c_str(), options.backup->c_str()));
+        }
+        throw;
+    }
 }
 
 void store_tell(const ObjectOptions &options, const ScriptObject &object, const StoredScript &stored) {
