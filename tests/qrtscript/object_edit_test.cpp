@@ -108,7 +108,7 @@ TEST_F(ObjectEdit, KeepsTheTextWhenTheAnswerIsNo) {
 TEST_F(ObjectEdit, KeepsTheTextWhenTheEditorFails) {
     editor(std::string(changed) + "exit 3\n");
     const Outcome outcome = qrtscript({"edit", "sales.acme", "--yes"});
-    EXPECT_EQ(outcome.status, 71);
+    EXPECT_EQ(outcome.status, 8);
     EXPECT_THAT(outcome.err, HasSubstr("the text is kept in "));
     EXPECT_THAT(outcome.err, HasSubstr("qrtscript edit: the editor failed: " + site.path("editor")));
     EXPECT_EQ(kept(), result);
@@ -119,17 +119,29 @@ TEST_F(ObjectEdit, KeepsNothingOfAFailedEditorThatHasChangedNothing) {
     for (const char *end : {"exit 3\n", "kill -9 $$\n", "rm \"$1\"; exit 1\n"}) {
         editor(end);
         const Outcome outcome = qrtscript({"edit", "sales.acme", "--yes"});
-        EXPECT_EQ(outcome.status, 71);
+        EXPECT_EQ(outcome.status, 8);
         EXPECT_THAT(outcome.err, EndsWith("qrtscript edit: the editor failed: " + site.path("editor") + "\n"));
         EXPECT_THAT(outcome.err, Not(HasSubstr("is kept")));
         EXPECT_EQ(temporaries(), 0) << end;
     }
 }
 
+TEST_F(ObjectEdit, SaysWhenTheEditorHasRemovedTheFile) {
+    environment["EDITOR"] = "rm";
+    EXPECT_EQ(qrtscript({"edit", "sales.acme", "--yes"}),
+              (Outcome{8, "", "qrtscript edit: the editor has removed its file: rm\n"}));
+    EXPECT_EQ(temporaries(), 0);
+    editor("mv \"$1\" \"$1~\"\n");
+    EXPECT_THAT(qrtscript({"edit", "sales.acme", "--yes"}).err,
+                MatchesRegex("qrtscript edit: the editor's files are kept in " + temporary.path() +
+                             "/qrtscript-[^/]*/\n[^\n]*has removed its file: [^\n]*\n"));
+    EXPECT_EQ(temporaries(), 1);
+}
+
 TEST_F(ObjectEdit, KeepsWhatAFailedEditorHasLeftForARecovery) {
     editor("echo swapped >\"$(dirname \"$1\")/.swap\"; kill -9 $$\n");
     const Outcome outcome = qrtscript({"edit", "sales.acme", "--yes"});
-    EXPECT_EQ(outcome.status, 71);
+    EXPECT_EQ(outcome.status, 8);
     EXPECT_THAT(outcome.err, HasSubstr("the text is kept in "));
     EXPECT_EQ(temporaries(), 1);
 }

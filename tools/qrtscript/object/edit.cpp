@@ -1,3 +1,5 @@
+#include <unistd.h>
+#include <cerrno>
 #include <cstdlib>
 
 #include "platform/catalogue.h"
@@ -56,7 +58,11 @@ class Edit {
             program_run({"/bin/sh", "-c", editor() + " \"$1\"", "sh", file_}, ProgramOutput::unchanged);
         if (ended.status != 0) {
             if (!hasWork()) folder_.keep("");
-            throw Failure(exit_system, catalogue_format("the editor failed: %s", editor().c_str()));
+            throw Failure(exit_editor, catalogue_format("the editor failed: %s", editor().c_str()));
+        }
+        if (access(file_.c_str(), F_OK) != 0 && errno == ENOENT) {
+            if (!hasWork()) folder_.keep("");
+            throw Failure(exit_editor, catalogue_format("the editor has removed its file: %s", editor().c_str()));
         }
         text_ = text_of_file(file_);
         if (text_ == base_.value_or("")) folder_.keep("");
@@ -115,7 +121,10 @@ class Edit {
     // Also before the file is read back: what the editor has written is not lost.
     void sayKept() {
         if (!folder_.isKept()) return;
-        store_say(options_, catalogue_format("the text is kept in %s", file_.c_str()));
+        // Of a text that is gone there may be what the editor keeps beside it.
+        const bool isThere = access(file_.c_str(), F_OK) == 0;
+        store_say(options_, isThere ? catalogue_format("the text is kept in %s", file_.c_str())
+                                    : catalogue_format("the editor's files are kept in %s", folder_.path("").c_str()));
     }
 
     const ObjectOptions &options_;

@@ -56,6 +56,7 @@ static const char *const exit_statuses = catalogue_mark(
     "  5   no such object, or it has no login script\n"
     "  6   a script has errors, or could not be checked\n"
     "  7   somebody else has changed the script meanwhile\n"
+    "  8   the editor failed\n"
     "  64  usage error\n"
     "  66  a file cannot be read\n"
     "  71  the system is out of memory, processes or file descriptors\n"

@@ -26,6 +26,7 @@ struct ObjectOptions {
 constexpr int exit_differs = 1;      // of diff; otherwise the answer was no
 constexpr int exit_findings = 6;     // the script has errors, or could not be checked
 constexpr int exit_changed = 7;      // somebody else has changed the script meanwhile
+constexpr int exit_editor = 8;       // the editor failed
 constexpr int exit_not_created = 73; // a file cannot be written
 
 // Reads the arguments; argv[0] is the subcommand's name. Ends the program after --help, and with status 64 when it
