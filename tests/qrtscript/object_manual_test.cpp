@@ -62,3 +62,27 @@ TEST_F(ObjectManual, KeepsAllScriptsInARepository) {
     run({"what was accepted is imported"});
     EXPECT_THAT(script("sales.acme"), EndsWith("\nWRITE \"proposed\"\n"));
 }
+
+// The whole of it in one shell, from the source tree. Neither the tree's own files nor the user's home change.
+TEST_F(ObjectManual, TheTourIsTypedFromItsBeginningToItsEnd) {
+    const std::string document = file_text(SOURCE_DIR "/docs/administrator.md"), mark = "<!-- tried: ";
+    std::string text = "set -e\ncd '" SOURCE_DIR "'\n";
+    for (size_t at = document.find(mark); at != document.npos; at = document.find(mark, at + 1)) {
+        const size_t name = at + mark.size();
+        text += manual_block("administrator.md", document.substr(name, document.find(" -->", name) - name), "sh");
+    }
+    text = replaced_once(text, "$PWD/build/release", BINARY_DIR);
+    TempFolder home;
+    environment = process_environment();
+    for (const char *name : {"ZKCLIENT_CONF", "SCRIPTS", "GIT_CONFIG_GLOBAL"}) environment.erase(name);
+    environment["HOME"] = home.path();
+    environment["TMPDIR"] = work.path();
+    const std::string ldif = SOURCE_DIR "/examples/acme/acme.ldif",
+                      script = SOURCE_DIR "/examples/acme/scripts/sales.qrt";
+    const std::string before = file_text(ldif) + file_text(script);
+    const Outcome outcome = process_run({"/bin/sh", "-c", text}, environment);
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    EXPECT_THAT(outcome.out, HasSubstr("-WRITE \"Sales meets at ten.\"\n+WRITE \"Sales meets at eleven.\"\n"));
+    EXPECT_EQ(file_text(ldif) + file_text(script), before);
+    EXPECT_TRUE(fs::is_empty(home.path()));
+}
