@@ -153,14 +153,14 @@ TEST_F(ObjectRights, AFileOfAnExportKeepsItsOwnerAndAccessList) {
 // The signal comes while a file is being written, before it has its name.
 TEST_F(ObjectRights, ASignalLeavesNoPartOfAFile) {
     environment["ASAN_OPTIONS"] += ":detect_leaks=0"; // which a traced process cannot do
-    const auto interrupted = [this](const char *name, Words words) {
+    const auto interrupted = [this](const char *name, const std::string &call, Words words) {
         words.insert(words.begin(), {"/usr/bin/strace", "-f", "-qq", "-o", "/dev/null", "-e",
-                                     std::string("inject=fsync:signal=") + name + ":when=1", QRTSCRIPT_PATH});
+                                     "inject=" + call + ":signal=" + name + ":when=1", QRTSCRIPT_PATH});
         return process_run(words, environment).status;
     };
     for (const auto &[name, number] : {std::pair{"INT", SIGINT}, {"TERM", SIGTERM}, {"HUP", SIGHUP}}) {
         fs::remove_all(site.path("scripts"));
-        EXPECT_EQ(interrupted(name, {"export", site.path("scripts")}), 1000 + number);
+        EXPECT_EQ(interrupted(name, "renameat", {"export", site.path("scripts")}), 1000 + number);
         std::vector<std::string> files;
         for (const auto &item : fs::recursive_directory_iterator(site.path("scripts")))
             if (item.is_regular_file()) files.push_back(item.path().filename());
@@ -170,12 +170,27 @@ TEST_F(ObjectRights, ASignalLeavesNoPartOfAFile) {
         fs::remove_all(site.path("backups"));
         site.write("new.qrt", std::string("REM ") + name + "\n");
         const std::string before = file_text(site.path("user.qrt"));
-        EXPECT_EQ(interrupted(name, {"put", "jdoe.sales.acme", site.path("new.qrt"), "--yes", "--backup-dir",
-                                     site.path("backups/former")}),
+        EXPECT_EQ(interrupted(name, "fsync",
+                              {"put", "jdoe.sales.acme", site.path("new.qrt"), "--yes", "--backup-dir",
+                               site.path("backups/former")}),
                   1000 + number);
         EXPECT_EQ(file_text(site.path("user.qrt")), before);
         EXPECT_EQ(kept("jdoe.qrt."), "") << "nothing was replaced";
     }
+}
+
+TEST_F(ObjectRights, AnExportWaitsOnceForTheDisk) {
+    environment["ASAN_OPTIONS"] += ":detect_leaks=0";
+    const auto syncs = [this](Words words) {
+        words.insert(words.begin(), {"/usr/bin/strace", "-f", "-qq", "-o", site.path("calls"), "-e",
+                                     "trace=fsync,fdatasync,syncfs", QRTSCRIPT_PATH, "export", site.path("scripts")});
+        EXPECT_EQ(process_run(words, environment).status, 0);
+        const std::string calls = file_text(site.path("calls"));
+        return std::count(calls.begin(), calls.end(), '\n');
+    };
+    EXPECT_EQ(syncs({"--dry-run"}), 0);
+    EXPECT_EQ(syncs({}), 1) << "of three scripts";
+    EXPECT_EQ(syncs({}), 0) << "nothing was written";
 }
 
 // ---- the names of former scripts ----

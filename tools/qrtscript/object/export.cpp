@@ -94,6 +94,7 @@ class Export {
             written++;
         }
         progress.clear();
+        if (written > 0 && !options_.dryRun) folder_.sync();
         const size_t all = scripts_.size();
         store_say(options_,
                   catalogue_format(options_.dryRun ? catalogue_plural("%1$zu login script, %2$zu to be written",

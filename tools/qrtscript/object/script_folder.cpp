@@ -137,7 +137,7 @@ void ScriptFolder::write(const std::string &file, std::string_view text, bool is
     const Opened opened(openat(folder.number(), made.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW,
                                isPrivate || before.isOpen() ? 0600 : 0666));
     if (opened.isOpen() && (!before.isOpen() || keep_rights(before, opened)) && write_all(opened.number(), text) &&
-        fsync(opened.number()) == 0 && renameat(folder.number(), made.c_str(), folder.number(), name.c_str()) == 0)
+        renameat(folder.number(), made.c_str(), folder.number(), name.c_str()) == 0)
         return;
     const Failure failure = cannot_write(shown(file));
     unlinkat(folder.number(), made.c_str(), 0);
@@ -147,4 +147,9 @@ void ScriptFolder::write(const std::string &file, std::string_view text, bool is
 void ScriptFolder::remove(const std::string &file) const {
     const Opened folder = folder_of_file(folder_, file);
     if (unlinkat(folder.number(), name_of_file(file).c_str(), 0) != 0) throw cannot_write(shown(file));
+}
+
+// Once for all files: waiting for each of them takes some milliseconds.
+void ScriptFolder::sync() const {
+    if (syncfs(folder_.number()) != 0) throw cannot_write(path_);
 }

@@ -28,6 +28,8 @@ class ScriptFolder {
     // new one is for everybody whom the umask lets in, or for its owner alone.
     void write(const std::string &file, std::string_view text, bool isPrivate) const;
     void remove(const std::string &file) const;
+    // What was written is on the disk from now on.
+    void sync() const;
 
     std::string shown(const std::string &file) const { return path_ + "/" + file; }
 
