@@ -325,7 +325,8 @@ TEST_F(ObjectEdit, AnInterruptWhileGitRunsLeavesNoCopy) {
     site.write("new.qrt", "EXIT\n");
     for (const char *hook : {"pre-commit", "post-commit"}) { // before the commit is made, and afterwards
         const std::string path = site.path(std::string("former/.git/hooks/") + hook);
-        site.write(std::string("former/.git/hooks/") + hook, "#!/bin/sh\necho running >/dev/tty; exec sleep 20\n");
+        site.write(std::string("former/.git/hooks/") + hook,
+                   "#!/bin/sh\necho ran >>../ran; echo running >/dev/tty; exec sleep 20\n");
         fs::permissions(path, fs::perms(0700));
         auto process = onTerminal(backupWords({"put", "sales.acme", site.path("new.qrt"), "--yes"}));
         ASSERT_TRUE(process->awaits("running")) << process->shown();
@@ -333,6 +334,8 @@ TEST_F(ObjectEdit, AnInterruptWhileGitRunsLeavesNoCopy) {
         EXPECT_EQ(process->finish(), 1000 + SIGINT);
         EXPECT_THAT(former(), HasSubstr("two"));
         EXPECT_EQ(qrtscript(backupWords({"log", "sales.acme"})).out, "") << hook;
+        EXPECT_EQ(file_text(site.path("ran")), "ran\n") << "not by what takes the copy back";
+        fs::remove(site.path("ran"));
         fs::remove(path);
         git("status --porcelain >../status");
         EXPECT_EQ(file_text(site.path("status")), "") << hook;

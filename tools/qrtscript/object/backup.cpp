@@ -165,9 +165,10 @@ bool Backup::takeBack(size_t first) {
         };
         constexpr int differs = 1;
         quietly({"rm", "-q", "-f", "--cached", "--ignore-unmatch"});
-        // They are in the last commit, too, if it was made.
+        // They are in the last commit, too, if it was made. No hook is to refuse or delay that they go.
         if (quietly({"diff", "--cached", "--quiet"}) != differs) continue;
-        quietly({"commit", "-q", "-m", catalogue_text("Take back copies of login scripts that were not replaced")});
+        quietly({"-c", "core.hooksPath=/dev/null", "commit", "-q", "-m",
+                 catalogue_text("Take back copies of login scripts that were not replaced")});
         isGone = quietly({"diff", "--cached", "--quiet"}) != differs && isGone;
     }
     files_.resize(std::min(first, files_.size()));
