@@ -147,7 +147,7 @@ class Running(Case):
         self.shows(login, "waiting")
         self.says(login, "is running")
         self.says(login, "line 2: #")
-        self.assertTrue(login.has("label", "Time: 0:"))
+        self.assertTrue(login.has("label", "Elapsed: 0:"))
         login.open_gate()
         out, _ = login.finish()
         self.assertTrue(out.endswith("over\n"))

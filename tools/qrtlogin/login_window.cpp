@@ -134,7 +134,7 @@ void LoginWindow::tell(char kind, std::initializer_list<std::string_view> fields
         if (errno != EAGAIN && errno != EINTR && errno != ENOBUFS) return findEnd();
         pollfd room = {socket_.number(), POLLOUT, 0};
         const int64_t left = end - now();
-        if (left <= 0) return lose(catalogue_text("it does not read what it is told"));
+        if (left <= 0) return lose(catalogue_text("the program with the window does not read what it is told"));
         poll(&room, 1, static_cast<int>(left));
     }
 }

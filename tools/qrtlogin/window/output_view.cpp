@@ -99,8 +99,8 @@ static void cut_oldest() {
     if (cut == 0) return;
     char text[256];
     g_snprintf(text, sizeof text,
-               catalogue_plural("The first %lu line is not shown here any more.",
-                                "The first %lu lines are not shown here any more.", cut),
+               catalogue_plural("%lu line at the beginning is not shown here any more.",
+                                "%lu lines at the beginning are not shown here any more.", cut),
                static_cast<unsigned long>(cut));
     gtk_label_set_text(GTK_LABEL(cut_note), text);
     gtk_widget_set_visible(cut_note, TRUE);

@@ -134,7 +134,7 @@ static gboolean show_elapsed(gpointer) {
     const auto seconds = static_cast<unsigned long>((g_get_monotonic_time() - page.begun) / G_USEC_PER_SEC);
     char time[64];
     g_snprintf(time, sizeof time, "%lu:%02lu", seconds / 60, seconds % 60);
-    gtk_label_set_text(GTK_LABEL(page.elapsed), catalogue_format("Time: %s", time).c_str());
+    gtk_label_set_text(GTK_LABEL(page.elapsed), catalogue_format("Elapsed: %s", time).c_str());
     return G_SOURCE_CONTINUE;
 }
 
