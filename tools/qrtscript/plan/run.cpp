@@ -158,7 +158,7 @@ static RunResult run_with(const RunOptions &options, const Login &login, Secret 
 // As the programs that a lost reader ends by the signal.
 [[noreturn]] static void end_without_reader() {
     signal(SIGPIPE, SIG_DFL);
-    raise(SIGPIPE);
+    kill(getpid(), SIGPIPE);
     _exit(plan_failed);
 }
 

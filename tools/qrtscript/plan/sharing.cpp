@@ -73,31 +73,31 @@ void Sharing::part() {
 
 void Sharing::explain(const UserNumbers &users) {
     const std::vector<bool> isMember = marked(users, number_);
-    for (Part &part : parts_) {
-        if (part.uses.size() != users.size()) continue;
+    for (Part &one : parts_) {
+        if (one.uses.size() != users.size()) continue;
         const auto isTheirs = [&isMember](const Use *use) { return isMember[use->user]; };
-        part.isExplained = part.isExplained || std::all_of(part.uses.begin(), part.uses.end(), isTheirs);
+        one.isExplained = one.isExplained || std::all_of(one.uses.begin(), one.uses.end(), isTheirs);
     }
 }
 
 Json Sharing::takeOfOthers(const UserNumbers &users) {
     const std::vector<bool> isMember = marked(users, number_);
     Json list = Json::array();
-    for (Part &part : parts_) {
-        if (part.isExplained || part.uses.size() + users.size() != number_) continue;
+    for (Part &one : parts_) {
+        if (one.isExplained || one.uses.size() + users.size() != number_) continue;
         const auto isOthers = [&isMember](const Use *use) { return !isMember[use->user]; };
-        if (!std::all_of(part.uses.begin(), part.uses.end(), isOthers)) continue;
-        for (Use *use : part.uses) use->isTaken = use->isKept = true;
-        list.push_back(item(part.what, part.uses));
+        if (!std::all_of(one.uses.begin(), one.uses.end(), isOthers)) continue;
+        for (Use *use : one.uses) use->isTaken = use->isKept = true;
+        list.push_back(item(one.what, one.uses));
     }
     return list;
 }
 
 void Sharing::keepOfNearlyAll() {
-    for (const Part &part : parts_) {
-        const size_t missing = number_ - part.uses.size();
-        if (part.isExplained || missing > few_users || (few_users + 1) * missing > part.uses.size()) continue;
-        for (Use *use : part.uses) use->isKept = true;
+    for (const Part &one : parts_) {
+        const size_t missing = number_ - one.uses.size();
+        if (one.isExplained || missing > few_users || (few_users + 1) * missing > one.uses.size()) continue;
+        for (Use *use : one.uses) use->isKept = true;
     }
 }
 
@@ -120,18 +120,18 @@ Json Sharing::take(const UserNumbers &users, const Json &without) {
 
 Json Sharing::rest() const {
     Json list = Json::array();
-    for (const Part &part : parts_) {
+    for (const Part &one : parts_) {
         std::vector<Use *> left;
         UserNumbers users;
-        for (Use *use : part.uses) {
+        for (Use *use : one.uses) {
             if (use->isTaken) continue;
             left.push_back(use);
             users.push_back(use->user);
         }
         if (left.empty()) continue;
-        Json rest = item(part.what, left);
-        rest["users"] = users;
-        list.push_back(std::move(rest));
+        Json shared = item(one.what, left);
+        shared["users"] = users;
+        list.push_back(std::move(shared));
     }
     return list;
 }

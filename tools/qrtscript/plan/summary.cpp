@@ -152,8 +152,8 @@ Json Summary::groupsOf(const Json &everybody, Sharing *sharing) const {
     sharing->keepOfNearlyAll();
     size_t place = 0;
     for (const auto &[group, members] : groups_) {
-        Json &gets = list[place++]["gets"];
-        if (members.size() >= fewest) gets = sharing->take(members, everybody);
+        if (members.size() >= fewest) list[place]["gets"] = sharing->take(members, everybody);
+        ++place;
     }
     return list;
 }
