@@ -142,7 +142,7 @@ void ask_page_show(const LoginMessage &question, const std::string &tree) {
     gtk_label_set_text_with_mnemonic(GTK_LABEL(page.passwordLabel),
                                      page.asksTwice ? catalogue_text("New _password") : catalogue_text("_Password"));
     field_button_label(page.button,
-                       page.asksTwice ? catalogue_text("C_hange the password") : catalogue_text("_Log in"));
+                       page.asksTwice ? catalogue_text("Chan_ge the password") : catalogue_text("_Log in"));
     for (GtkWidget *part : {page.nameLabel, page.name}) gtk_widget_set_visible(part, page.asksName);
     for (GtkWidget *part : {page.passwordLabel, page.password.entry, page.password.below})
         gtk_widget_set_visible(part, page.asksPassword);
