@@ -44,9 +44,14 @@ int prctl(int option, ...) {
     return option == PR_SET_DUMPABLE ? 0 : (int)syscall(SYS_prctl, option, value, 0, 0, 0);
 }
 
-int execvp(const char *file, char *const arguments[]) {
+int execvpe(const char *file, char *const arguments[], char *const variables[]) {
     rest();
-    int (*real)(const char *, char *const[]);
-    *(void **)&real = dlsym(RTLD_NEXT, "execvp");
-    return real(file, arguments);
+    int (*real)(const char *, char *const[], char *const[]);
+    *(void **)&real = dlsym(RTLD_NEXT, "execvpe");
+    return real(file, arguments, variables);
+}
+
+// For a program that has none of its own; such a one comes before this one, and calls the other.
+int execvp(const char *file, char *const arguments[]) {
+    return execvpe(file, arguments, environ);
 }
