@@ -12,6 +12,7 @@ import glob
 import os
 import pwd
 import re
+import select
 import shutil
 import signal
 import subprocess
@@ -372,8 +373,13 @@ class Login(Asked):
             self.closes()
 
     def closes(self):
-        """Waits until the window has gone."""
-        wait_for("the end of the window", lambda: not is_running(self.window_process))
+        """Waits until the window has gone, with its last thread: until then its end of the conversation is open."""
+        with contextlib.suppress(ProcessLookupError):
+            process = os.pidfd_open(self.window_process)
+            ended, _, _ = select.select([process], [], [], PATIENCE)
+            os.close(process)
+            if not ended:
+                raise AssertionError("waited in vain for the end of the window")
 
 
 @contextlib.contextmanager
