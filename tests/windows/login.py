@@ -219,7 +219,7 @@ class Running(Case):
         shown = self.output_of(login)
         self.assertNotIn("line 10000 of many\n", shown)
         self.assertLess(shown.count("\n"), 10002)
-        self.says(login, "lines are not shown here any more")
+        self.says(login, "lines at the beginning are not shown here any more")
         open_gate()
         login.process.wait(PATIENCE)
         reader.join(PATIENCE)
