@@ -35,6 +35,8 @@ class Translator:
         self.lines, self.phrases = [], []
         for message in messages:
             for english in {message.id, message.plural} - {""}:
+                if not re.search("[A-Za-z]", PLACEHOLDER.sub("", english)):
+                    continue  # it joins two texts, and would seem to explain any that are joined
                 form = Form(message, english)
                 (self.lines if english.endswith("\n") else self.phrases).append(form)
         self.used = set()
