@@ -52,4 +52,22 @@ class ExactText {
     char *data_;
 };
 
+// Bytes in a block that ends where they end, so that a step beyond them is noticed.
+class ExactBytes {
+  public:
+    explicit ExactBytes(std::string_view bytes) : block_(static_cast<char *>(malloc(bytes.size() + 1))) {
+        FUZZ_CHECK(block_);
+        if (!bytes.empty()) memcpy(block_ + 1, bytes.data(), bytes.size());
+        view_ = {block_ + 1, bytes.size()};
+    }
+    ~ExactBytes() { free(block_); }
+    ExactBytes(const ExactBytes &) = delete;
+    ExactBytes &operator=(const ExactBytes &) = delete;
+    std::string_view view() const { return view_; }
+
+  private:
+    char *block_;
+    std::string_view view_;
+};
+
 #endif

@@ -66,16 +66,9 @@ static void check_output(std::string_view text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size == 0) return 0;
-    // In a block of exactly its size, so that a step beyond it is noticed.
-    const std::string_view text = fuzz_view(data + 1, size - 1);
-    char *packet = static_cast<char *>(malloc(text.size() + 1));
-    FUZZ_CHECK(packet);
-    char *start = packet + 1;
-    if (!text.empty()) memcpy(start, text.data(), text.size());
-    const std::string_view copy(start, text.size());
-    if (data[0] == 'w') check_message(copy, LoginSide::login);
-    if (data[0] == 'l') check_message(copy, LoginSide::window);
-    if (data[0] == 'o') check_output(copy);
-    free(packet);
+    const ExactBytes packet(fuzz_view(data + 1, size - 1));
+    if (data[0] == 'w') check_message(packet.view(), LoginSide::login);
+    if (data[0] == 'l') check_message(packet.view(), LoginSide::window);
+    if (data[0] == 'o') check_output(packet.view());
     return 0;
 }

@@ -33,16 +33,10 @@ static void check_answer(std::string_view packet, WindowAsk ask) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size == 0) return 0;
-    // In a block of exactly its size, so that a step beyond it is noticed.
-    const std::string_view text = fuzz_view(data + 1, size - 1);
-    char *packet = static_cast<char *>(malloc(text.size() + 1));
-    FUZZ_CHECK(packet);
-    char *start = packet + 1;
-    if (!text.empty()) memcpy(start, text.data(), text.size());
+    const ExactBytes packet(fuzz_view(data + 1, size - 1));
     if (data[0] == 'q')
-        check_request({start, text.size()});
+        check_request(packet.view());
     else if (strchr("dlnyp", data[0]) != nullptr && data[0] != '\0')
-        check_answer({start, text.size()}, static_cast<WindowAsk>(data[0]));
-    free(packet);
+        check_answer(packet.view(), static_cast<WindowAsk>(data[0]));
     return 0;
 }
